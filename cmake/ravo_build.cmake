@@ -1,0 +1,46 @@
+# What every target of the project shares: language level, warnings, sanitizers, ccache, and the two
+# functions by which a folder declares a library or a test.
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+option(BUILD_SHARED_LIBS "Build shared libraries" ON)
+
+find_program(RAVO_CCACHE ccache)
+if(RAVO_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${RAVO_CCACHE})
+endif()
+
+set(RAVO_SANITIZE "" CACHE STRING "Sanitizers to build everything with, for example address,undefined")
+if(RAVO_SANITIZE)
+  add_compile_options(-fsanitize=${RAVO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=${RAVO_SANITIZE})
+endif()
+
+add_library(ravo_warnings INTERFACE)
+target_compile_options(ravo_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+
+# ravo_add_library(<target> <output name> <alias>): a library of the project; headers in ./include.
+function(ravo_add_library target output alias)
+  add_library(${target} ${ARGN})
+  add_library(ravo::${alias} ALIAS ${target})
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME ${output} EXPORT_NAME ${alias}
+                        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ravo>)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:ravo_warnings>)
+endfunction()
+
+# ravo_add_test(<name> SOURCES ... LIBRARIES ...): one GoogleTest program, each test a CTest test.
+function(ravo_add_test name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ravo_warnings ${arg_LIBRARIES} GTest::gtest GTest::gmock
+                                        GTest::gtest_main)
+  gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+endfunction()

@@ -1,0 +1,25 @@
+// The XML library: channel descriptions to and from the XML text that a raw file carries. The schema
+// is stated in docs/raw-format.md.
+#ifndef RAVO_XML_H
+#define RAVO_XML_H
+
+#include <string>
+#include <vector>
+
+#include "ravo_raw_format.h"
+
+/// Turns the XML channel description header of a file into descriptions, appended to the list: one per
+/// described channel, allocated with new, the elements of its bits and dims also with new; the caller
+/// deletes them. Non-zero when the text is not well formed or not of the schema: the list is then as
+/// it was.
+int ravo_load_chan_descr(const ravo_xml_chan_descr_header_2010* header,
+                         std::vector<chan_descr_2010*>* descriptions);
+
+/// The XML text of descriptions, as a raw file carries it (without the header's pattern and length).
+/// Does not throw but for memory.
+std::string ravo_store_chan_descr(const std::vector<chan_descr_2010*>& descriptions);
+
+/// Deletes descriptions with the elements of their bits and dims, and empties the list.
+void ravo_free_chan_descr(std::vector<chan_descr_2010*>* descriptions);
+
+#endif
