@@ -21,19 +21,25 @@ if(RAVO_SANITIZE)
   add_link_options(-fsanitize=${RAVO_SANITIZE})
 endif()
 
+set(ravo_warning_flags -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 add_library(ravo_warnings INTERFACE)
-target_compile_options(ravo_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+target_compile_options(ravo_warnings INTERFACE ${ravo_warning_flags})
 
-# ravo_add_library(<target> <output name> <alias>): a library of the project; headers in ./include.
+# ravo_add_library(<target> <output name> <alias> <sources>...): a library of the project; its public
+# headers are in ./include and are installed, with the library, by ravo_install().
 function(ravo_add_library target output alias)
   add_library(${target} ${ARGN})
   add_library(ravo::${alias} ALIAS ${target})
-  set_target_properties(${target} PROPERTIES OUTPUT_NAME ${output} EXPORT_NAME ${alias}
-                        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  # DEFINE_SYMBOL: without it, shared and static builds compile alike, and share what ccache holds.
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME ${output} EXPORT_NAME ${alias} DEFINE_SYMBOL ""
+                        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+                        INSTALL_RPATH "$ORIGIN")
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ravo>)
+  target_compile_features(${target} PUBLIC cxx_std_20)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:ravo_warnings>)
+  set_property(GLOBAL APPEND PROPERTY ravo_libraries ${target})
 endfunction()
 
 # ravo_add_test(<name> SOURCES ... LIBRARIES ...): one GoogleTest program, each test a CTest test.
