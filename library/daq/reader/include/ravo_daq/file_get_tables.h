@@ -1,0 +1,113 @@
+// The loader: opens one raw file, loads its tables through the table-access library and makes its
+// event-header and server-block baskets available in memory. One loader serves all channel readers of
+// its file. Written once for both generations; a user names ravo_file_get_tables_2010.
+#ifndef RAVO_DAQ_FILE_GET_TABLES_H
+#define RAVO_DAQ_FILE_GET_TABLES_H
+
+#include <pthread.h>
+#include <sys/types.h>
+
+#include <vector>
+
+#include "ravo_core_records.h"
+
+namespace ravo {
+
+template <class G>
+class file_get_tables {
+ public:
+  /// An empty loader. `descr_mode` non-zero: channel descriptions are loaded too.
+  explicit file_get_tables(int descr_mode = 0);
+  ~file_get_tables();
+  file_get_tables(const file_get_tables&) = delete;
+  file_get_tables& operator=(const file_get_tables&) = delete;
+
+  /// Loads a file, after clean_up(). `path` and the texts of `names` are kept as pointers and must
+  /// live as long as the loader is loaded; `names` null or empty: all channels.
+  /// 0: loaded. 1: no path. -2: the file cannot be opened. -3: its tail cannot be mapped. 2: no readable
+  /// reference table. 3: event index table or channel dictionary refused. 5: environment dictionary
+  /// refused. 6: channel description header refused. 7: channel descriptions not loadable. -4, -5: the
+  /// event-header basket, -6, -7: the server-block basket cannot be mapped (its head, whole). Any other:
+  /// the table-access library's status for the event channel pointer table. After a failure the loader
+  /// is empty.
+  int get_all_tables(const char* path, int descr_mode, const std::vector<char*>* names);
+  /// Releases everything and returns to the constructed state; keeps descr_mode and debug. No channel
+  /// reader of this loader may run any more.
+  void clean_up();
+
+  /// Whether the event channel pointer table holds a row for every dictionary entry.
+  bool is_ecp_tab_full() const { return chans.empty(); }
+  /// The row of a name in the pointer table that was loaded for a list; -1 when it has none.
+  int get_ecp_tab_entry_index(const char* name) const;
+
+  typename G::event_header_basket* get_evh_basket() const { return evhb; }
+  typename G::server_block_basket* get_sbh_basket() const { return sbhb; }
+  unsigned char* get_evh_base() const { return evh_base; }
+  unsigned char* get_sbh_base() const { return sbh_base; }
+  unsigned long get_evh_offset() const { return evh_offset; }
+  unsigned long get_sbh_offset() const { return sbh_offset; }
+  typename G::reference_table* get_ref_tbl() const { return ref_tbl; }
+  typename G::event_index_table* get_eit_table() const { return eit_tab; }
+  typename G::dictionary_table* get_cdt_table() const { return cdt_tab; }
+  typename G::chan_pointers_table* get_ecp_table() const { return ecp_tab; }
+  typename G::env_dictionary_table* get_eidt_table() const { return eidt_tab; }
+  typename G::xml_header* get_xcd_table() const { return xcd_tab; }
+  std::vector<typename G::chan_descr*>* get_descr_list() { return &descr_list; }
+  const char* get_file_name() const { return file_name; }
+  off_t get_file_len() const { return len; }
+  int get_file_descr() const { return fd; }
+  int get_client_counter() const { return clientsn; }
+  void inc_client_counter() { ++clientsn; }
+  /// 1 while a file is loaded, else 0.
+  int status() const { return file_name != nullptr && fd != -1 ? 1 : 0; }
+
+  // State. Only read by others, but for debug and clientsn.
+  std::vector<char*> chans;         ///< names the pointer table was loaded for; the caller's texts
+  const char* file_name = nullptr;  ///< the caller's text
+  int fd = -1;
+  off_t len = 0;                    ///< bytes in the file
+  int clientsn = 0;                 ///< how often a channel has left this file (kept by the slicer)
+  unsigned char* evh_base = nullptr;  ///< mapping of the event-header basket
+  unsigned long evh_offset = 0;       ///< file offset that belongs to the base a client uses
+  unsigned long evh_base_size = 0;    ///< bytes from that base to the basket's end
+  typename G::event_header_basket* evhb = nullptr;
+  unsigned char* sbh_base = nullptr;
+  unsigned long sbh_offset = 0;
+  unsigned long sbh_base_size = 0;
+  typename G::server_block_basket* sbhb = nullptr;
+  int basket_copy_mode = 0;  ///< 1: evhb and sbhb are heap copies; 0: they lie in the mappings
+  // The working pointers that clients read, and the owning ones that clean_up frees.
+  typename G::reference_table* ref_tbl = nullptr;
+  typename G::event_index_table* eit_tab = nullptr;
+  typename G::dictionary_table* cdt_tab = nullptr;
+  typename G::chan_pointers_table* ecp_tab = nullptr;  ///< stays set after clean_up; not to be used then
+  typename G::env_dictionary_table* eidt_tab = nullptr;
+  typename G::xml_header* xcd_tab = nullptr;
+  typename G::reference_table* lref_tbl = nullptr;
+  typename G::event_index_table* leit_tab = nullptr;
+  typename G::dictionary_table* lcdt_tab = nullptr;
+  typename G::chan_pointers_table* lecp_tab = nullptr;
+  typename G::env_dictionary_table* leidt_tab = nullptr;
+  typename G::xml_header* lxcd_tab = nullptr;
+  std::vector<typename G::chan_descr*> descr_list;
+  int descr_mode = 0;
+  pthread_mutex_t mx;  ///< guards clean_up
+  int debug = 0;       ///< 0 quiet; non-zero: failures; negative: also timings
+
+ private:
+  int load_tables();
+  int load_reference_table();
+  int load_pointer_table();
+  void decide_copy_mode();
+  int load_header_baskets();
+  template <class Basket>
+  int load_basket(unsigned long reference, unsigned long first_size, int head_failure, int whole_failure,
+                  unsigned char*& base, unsigned long& offset, unsigned long& base_size, Basket*& basket);
+  int fail_mapping(const char* what, int code);
+  int refuse(const char* text, int error, int code);
+  void free_descriptions();
+};
+
+}  // namespace ravo
+
+#endif

@@ -1,0 +1,66 @@
+// What makes the current generation of the raw format itself, as far as the reading layers' templates
+// need to know it: its records, its sizes and its rules. What its messages say and which operations of
+// the table-access library serve it is kept with the library's sources.
+#ifndef RAVO_DAQ_GENERATION_2010_H
+#define RAVO_DAQ_GENERATION_2010_H
+
+#include <cstddef>
+
+#include "ravo_raw_format.h"
+
+class ravo_file_get_tables_2010;
+class ravo_daq_read_chan_2010;
+class ravo_daq_slicer_2010;
+struct ravo_daq_chan_param_2010;
+struct get_tables_task_2010;
+struct ravo_daq_reader_result_entry_2010;
+
+namespace ravo {
+
+/// The current generation, as an argument of the reading layers' templates.
+struct generation_2010 {
+  // The classes that a user knows.
+  using file_tables = ravo_file_get_tables_2010;
+  using read_chan = ravo_daq_read_chan_2010;
+  using slicer = ravo_daq_slicer_2010;
+  using chan_param = ravo_daq_chan_param_2010;
+  using tables_task = get_tables_task_2010;
+  using result_entry = ravo_daq_reader_result_entry_2010;
+
+  // The file's records.
+  using reference_table = ravo_file_reference_table_2010;
+  using event_index_table = ravo_event_index_table_2010;
+  using dictionary_table = ravo_chan_dictionary_table_2010;
+  using dictionary_entry = ravo_chan_dictionary_entry_2010;
+  using chan_pointers_table = ravo_event_chan_pointers_table;
+  using chan_pointers_table_entry = ravo_event_chan_ptr_entry;
+  using env_dictionary_table = ravo_env_dictionary_table_2010;
+  using xml_header = ravo_xml_chan_descr_header_2010;
+  using event_header_basket = ravo_event_header_basket_2010;
+  using server_block_basket = ravo_server_block_basket_2010;
+  using channel_basket = ravo_channel_basket_2010;
+  using server_block_head = ravo_serv_block_head_2010;
+  using subhead = ravo_serv_block_subhead_2010;
+  using update_block = ravo_upd_data_block_2010;
+  using chan_descr = chan_descr_2010;
+
+  /// Size of a channel name with its closing zero.
+  static constexpr std::size_t name_size = 256;
+  /// Type of a decoded update, environment, begin- or end-of-run block.
+  static constexpr int update_dtype = RAVO_UPD_BLOCK_2010;
+  static constexpr int begin_of_run_dtype = RAVO_BOR_BLOCK_2010;
+  static constexpr int end_of_run_dtype = RAVO_EOR_BLOCK_2010;
+
+  /// Channels of fast events get heap copies of the two header baskets.
+  static constexpr bool copies_header_baskets = true;
+  /// A channel's basket is copied to the heap, and its mapping released.
+  static constexpr bool copies_channel_basket = true;
+  /// Lookups by time are held against the event numbers.
+  static constexpr bool has_by_time_fix = true;
+  /// An unzipped block that cannot be converted leaves an entry without data; the worker goes on.
+  static constexpr bool keeps_unconverted_entries = true;
+};
+
+}  // namespace ravo
+
+#endif

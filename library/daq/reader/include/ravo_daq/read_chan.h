@@ -1,0 +1,164 @@
+// The channel reader: reads one channel (optionally one subchannel of it) of one raw file. Its workers
+// decode every event of the channel into an array; lookups answer from it by event number or by time.
+// Written once for both generations; a user names ravo_daq_read_chan_2010.
+#ifndef RAVO_DAQ_READ_CHAN_H
+#define RAVO_DAQ_READ_CHAN_H
+
+#include <pthread.h>
+
+#include <atomic>
+
+#include "ravo_core_records.h"
+#include "ravo_daq_status.h"
+
+namespace ravo {
+
+template <class G>
+class daq_read_chan {
+ public:
+  static constexpr int thread_slots = 10;
+
+  /// A reader of a channel of the loaded file. It stays uninitialised, which start() reports, without
+  /// a loaded file or a name. `subchan` -1: the whole channel. `descr` is copied; it may be null.
+  daq_read_chan(typename G::file_tables* cfg, const char* chan, int subchan, const typename G::chan_descr* descr);
+  ~daq_read_chan();
+  daq_read_chan(const daq_read_chan&) = delete;
+  daq_read_chan& operator=(const daq_read_chan&) = delete;
+
+  /// Starts decoding. Through the arguments (each may be null) come the mutex, the condition and the flag
+  /// by which the end of decoding is signalled: the flag is then non-zero, for a failure too.
+  /// A ravo_daq_read_chan_data_status: OK, NOT_INIT, NOT_FOUND or INTERN_ERROR.
+  int start(pthread_mutex_t** mutex, pthread_cond_t** condition, int** flag);
+  /// Stops the workers, waits until none runs, and frees all decoded data.
+  void clean();
+  /// Frees the copied channel description.
+  void clean_descr();
+
+  /// The entry that `type` asks for, relative to `id`, or to the entry last found when `id` is null.
+  /// `*result` is set only when an entry was found; it is valid until clean(). Never waits for workers:
+  /// what is not decoded yet is not there.
+  int get_chan_data(const ravo_time_id* id, ravo_channel_entry_long** result, int type);
+  /// The entry of an event number, or for PREV and NEXT the nearest one; null with NO_DATA when there is
+  /// none. `status` may be null. The caller holds mx while workers run.
+  ravo_channel_entry_long* find_entry_by_event_id(unsigned event_number, int type, int* status);
+  /// The entry at a time within the time difference, or for PREV and NEXT the nearest one. As above.
+  ravo_channel_entry_long* find_entry_by_time(const time_stamp* time, int type, int* status);
+  /// The channel's earliest and latest event in this file; either argument may be null.
+  void get_time_limits(ravo_time_id* first, ravo_time_id* last) const;
+
+  int set_time_diff(const time_stamp* diff);
+  time_stamp* get_time_diff() { return &event_time_diff; }
+  int set_step(const ravo_time_id* step);
+  ravo_time_id* get_step() { return &event_step; }
+  bool is_by_time_fix() const requires G::has_by_time_fix { return by_time_fix; }
+  void set_by_time_fix(bool fix) requires G::has_by_time_fix { by_time_fix = fix; }
+  /// Upper bound of the automatic choice: 1 to 10 (0 returned), else 1 and no change.
+  int set_max_number_of_threads(int threads);
+  /// Fixed number of workers: 1 to 10 (0 returned), else 1 and no change.
+  int set_number_of_threads(int threads);
+
+  /// Whether every entry is finished, or there is nothing to do.
+  bool is_done();
+  /// Sets the flag and wakes whoever waits for this channel.
+  void signal_master();
+  /// Marks a worker's slot as free.
+  void set_thread_exited(pthread_t id);
+  /// Entry `index` of this channel's row of the pointer table; null outside the table or without one.
+  typename G::chan_pointers_table_entry* get_data_table_pointer(int index) const;
+  char* get_chan_name(int* subchannel);
+
+  typename G::event_header_basket* get_evh_basket() const { return evhb; }
+  typename G::server_block_basket* get_sbh_basket() const { return sbhb; }
+  typename G::channel_basket* get_chn_basket() const { return chnb; }
+  unsigned char* get_evh_base() const { return evh_base; }
+  unsigned char* get_sbh_base() const { return sbh_base; }
+  unsigned char* get_chn_base() const { return chn_base; }
+  unsigned long get_evh_offset() const { return evh_offset; }
+  unsigned long get_sbh_offset() const { return sbh_offset; }
+  unsigned long get_chn_offset() const { return chn_offset; }
+  typename G::file_tables* get_cfg() const { return cfg; }
+
+  // Diagnostics, to standard output.
+  void print_time_limits();
+  void print_cdt_entry();
+  void print_event_chan_pointers_entry();
+  void print_event_headers();
+  void print_server_block_headers();
+  void print_channel_headers();
+  void print_channel();
+  void print_chan_descr();
+
+  // State. Others read it; the workers write the output array and its counters under mx.
+  char* file_name = nullptr;  ///< not set
+  int fd = -1;
+  int len = 0;
+  int nthreads = 0;  ///< number of workers; 0: chosen at start
+  int nthreadsmax = 10;
+  typename G::file_tables* cfg = nullptr;
+  unsigned char* evh_base = nullptr;
+  unsigned long evh_offset = 0;
+  typename G::event_header_basket* evhb = nullptr;
+  unsigned char* sbh_base = nullptr;
+  unsigned long sbh_offset = 0;
+  typename G::server_block_basket* sbhb = nullptr;
+  typename G::channel_basket* chnb = nullptr;  ///< the channel's basket
+  unsigned char* chn_base = nullptr;           ///< the mapping it came from
+  unsigned long chn_base_size = 0;
+  unsigned long chn_offset = 0;  ///< file offset that belongs to the basket's address
+  typename G::reference_table* ref_tbl = nullptr;
+  typename G::event_index_table* eit_tab = nullptr;
+  typename G::dictionary_table* cdt_tab = nullptr;
+  typename G::chan_pointers_table* ecp_tab = nullptr;
+  typename G::env_dictionary_table* eidt_tab = nullptr;
+  typename G::xml_header* xcd_tab = nullptr;
+  typename G::dictionary_entry* cdt = nullptr;  ///< the channel's dictionary entry
+  int cdtl = 0;                                 ///< its index
+  int ecpl = -1;                                ///< its row in a pointer table loaded for a list
+  typename G::chan_descr descr{};
+  time_stamp event_time_diff{0, 95000};
+  double time_diff = 95000.0;  ///< microseconds
+  ravo_time_id event_step{1, {0, 200000}};
+  pthread_t tid[thread_slots];  ///< ids of the workers; all bits set marks a free slot
+  int index_to_start_search = -1;
+  bool by_time_fix = true;  ///< hold lookups by time against the event numbers
+  char chan[G::name_size] = {};
+  int subchan = -1;
+  /// Guards out, out_cur, the out_ counters, event_cur, all_done, tid and running. Taken before mmx.
+  pthread_mutex_t mx;
+  ravo_channel_entry_long* out = nullptr;
+  ravo_channel_entry_long* out_cur = nullptr;  ///< the entry last found
+  int out_total = 0;
+  int out_taken = 0;  ///< entries handed to workers
+  int out_done = 0;   ///< entries finished by workers
+  ravo_time_id event_first{};
+  ravo_time_id event_last{};
+  ravo_time_id event_cur{};  ///< the event that get_chan_data returned last
+  int all_done = 0;
+  pthread_mutex_t mmx;  ///< guards mcnt
+  pthread_cond_t mcond;
+  int mcnt = 0;  ///< a flag: the channel is decoded as far as it will ever be
+  std::atomic<int> stop{0};
+  int running = 0;      ///< workers that have not left yet; guarded by mx
+  pthread_cond_t idle;  ///< signalled with mx when running falls to 0
+
+ private:
+  bool take_tables();
+  void copy_description(const typename G::chan_descr& from);
+  int start_failure(int status);
+  bool create_output();
+  int map_channel_basket(unsigned long first_subheader);
+  int find_limits();
+  int choose_number_of_threads() const;
+  void start_workers();
+  bool find_exact(unsigned event_number, int* index) const;
+  bool find_nearest(unsigned event_number, int type, int* index) const;
+  ravo_channel_entry_long* look_up_event_number(unsigned number, int type, bool stepped, int* status);
+  ravo_channel_entry_long* look_up_time(time_stamp time, int type, int* status);
+  ravo_channel_entry_long* hold_against_numbers(ravo_channel_entry_long* entry, int type, int* status);
+  template <class Print>
+  void print_entries(const char* head, const char* tail, Print print);
+};
+
+}  // namespace ravo
+
+#endif

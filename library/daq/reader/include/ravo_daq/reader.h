@@ -1,0 +1,124 @@
+// The reader: the front end by which programs ask for data. It holds one request, the raw files that
+// cover it and the channels, and, once started, a slicer that aligns the channels over the files.
+// Written once for both generations; a user names ravo_daq_reader_2010.
+#ifndef RAVO_DAQ_READER_H
+#define RAVO_DAQ_READER_H
+
+#include <string>
+#include <vector>
+
+#include "ravo_core_records.h"
+#include "ravo_daq_request.h"
+#include "ravo_daq_status.h"
+
+namespace ravo {
+
+template <class G>
+class daq_reader {
+ public:
+  /// An empty reader with the default request. Reads the environment variables
+  /// "DAQ_MAX_TIME_STEP_SEC", "DAQ_MAX_TIME_STEP_USEC" and "RAVO_DAQ_DATA_PATH_LIST".
+  daq_reader();
+  ~daq_reader();
+  daq_reader(const daq_reader&) = delete;
+  daq_reader& operator=(const daq_reader&) = delete;
+
+  // ---- settings; NOT_ALLOWED once the slicer exists, from start() to clean_up() ----
+  int set_period(const ravo_time_id* period);
+  int set_start_point(const ravo_time_id* point);
+  int set_stop_point(const ravo_time_id* point);
+  ravo_time_id* get_period() { return &request.period; }
+  ravo_time_id* get_start_point() { return &request.start_time; }
+  ravo_time_id* get_stop_point() { return &request.stop_time; }
+  int set_experiment(const char* name);
+  int set_stream(const char* name);
+  int set_catalog_dir(const char* directory);
+  int set_data_dir(const char* directory);
+  char* get_experiment() { return request.exp_name; }
+  char* get_stream() { return request.stream_name; }
+  char* get_catalog_dir() { return request.cdir; }
+  char* get_data_dir() { return request.ddir; }
+  int set_synch_mode(int mode);
+  int get_synch_mode();
+  /// 1 for null, else 0. Allowed at any time; a running slicer does not learn of it.
+  int set_time_diff(const time_stamp* diff);
+  time_stamp* get_time_diff() { return &request.time_diff; }
+  void set_by_time_fix(bool fix) requires G::has_by_time_fix;
+  bool is_by_time_fix() const requires G::has_by_time_fix { return by_time_fix; }
+  void set_debug(int level);
+  int get_debug() const { return debug; }
+
+  // ---- queries ----
+  int get_number_of_files() const;
+  char* get_file_name(int index);
+  int get_number_of_events() const { return evs; }
+  int get_number_of_empty_events() const { return evs_empty; }
+  int get_number_of_channels() const { return nchans; }
+  std::vector<typename G::chan_descr*>* get_descr_list();
+  char* get_channel_name(int index, int* count, int* ev_mask, int* dtype_mask);
+  char* get_channel_name(int index, int* subchan);
+  /// The text of the last status.
+  const char* get_last_error() const { return last_error.c_str(); }
+  /// The text of a status. Static.
+  static const char* error_i2a(int status);
+  void set_error(int status);
+  const char* get_data_path_list() const { return data_path_list.c_str(); }
+  void set_data_path_list(const char* list);
+
+  // ---- files ----
+  /// Enters a file at the end of the list (`append`) or at its front, found along the data paths.
+  int add_file(const char* name, bool append);
+  /// Removes the last file whose path contains the text.
+  int remove_file(const char* text);
+  /// Sorts the files by time and drops duplicates.
+  void sort_my_files();
+
+  // ---- channels ----
+  int add_channel(const daq_channel_entry* channel);
+  int set_channels(const std::vector<daq_channel_entry*>* channels);
+  int rem_channel(const char* name);
+  ravo_chan_prms* get_channel_params(const char* name);
+  char* get_nickname(const char* name);
+
+  // ---- reading ----
+  /// Starts over with explicit files and, if given, channels.
+  int init(const std::vector<char*>* file_names, const std::vector<daq_channel_entry*>* channels);
+  /// Creates and starts the slicer; the request is frozen from here on.
+  int start();
+  /// The next event inside the request: one pointer per channel that has data of it (and per slow channel
+  /// seen before), in the order of the channels. The data behind them are the reader's, in host order,
+  /// and valid until the next get_data() or clean_up(). `id` and `mode` go to the slicer's get_data();
+  /// normal running is (nullptr, &entries, 1). OUT_OF_WINDOW: the end of the data.
+  int get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* entries, int mode);
+  /// The time span covered, in microseconds; negative when it is not known.
+  double get_time_period_us();
+  /// Completes and checks the request and trims the file list to it; start() calls it.
+  int check_request();
+  /// Returns to the state after construction, but for the debug level, the by-time fix, the last error and
+  /// the data path list.
+  void clean_up();
+
+  // State.
+  std::vector<char*> files;
+  std::vector<typename G::result_entry*> results;
+  std::vector<char*> chans;
+  int nchans = 0;
+  ravo_daq_request request;
+  double time_start = 0;  ///< microseconds
+  double time_stop = 0;
+  typename G::slicer* slicer = nullptr;
+  ravo_time_id current_event_id{};
+  std::vector<ravo_channel_entry_long*> cur_res;
+  int debug = 0;
+  int evs_empty = 0;
+  int evs = 0;
+  typename G::file_tables get_tables;
+  std::string last_error;
+  std::string data_path_list;
+  bool by_time_fix = true;
+  bool found_from_run_catalogue = false;
+};
+
+}  // namespace ravo
+
+#endif

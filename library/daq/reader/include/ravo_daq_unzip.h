@@ -1,0 +1,14 @@
+// Inflates one compressed channel block, from memory into memory. Both functions keep no state and
+// may run in many threads at once. Why a block could not be inflated goes to standard output.
+#ifndef RAVO_DAQ_UNZIP_H
+#define RAVO_DAQ_UNZIP_H
+
+/// Inflates a deflate stream with zlib wrapper: `slen` bytes at `start` into `dest`, which has room for
+/// `*dlen` bytes. 0: `*dlen` is the number of bytes produced. 1: refused or failed.
+int make_zlib(unsigned char* start, int slen, unsigned char* dest, int* dlen);
+
+/// Decompresses an LZO1X stream; arguments and result as of make_zlib. Never writes past `*dlen` bytes.
+/// `prm`, the work memory, is not used and may be null: LZO1X needs none to decompress.
+int make_lzo(unsigned char* start, int slen, unsigned char* dest, int* dlen, unsigned char* prm);
+
+#endif
