@@ -1,0 +1,66 @@
+// What the operations on single tables share: reading checked parts of the file, and knowing where
+// else the file refers to, so that no table is accepted that runs into its neighbour.
+#ifndef RAVO_FILE_TABLES_H
+#define RAVO_FILE_TABLES_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "malloc_owner.h"
+#include "ravo_evutl_status.h"
+#include "ravo_raw_format.h"
+
+namespace ravo {
+
+/// The last bytes of a file: the offset of its reference table.
+inline constexpr std::size_t tail_size = 4;
+
+/// A raw file behind its descriptor. Offsets and lengths are held against the file's length, and no
+/// table may reach into the tail.
+class raw_file {
+ public:
+  raw_file(int fd, long length) : fd_(fd), length_(length) {}
+
+  /// Whether `length` bytes at `offset` lie before the tail.
+  bool holds(std::uint64_t offset, std::uint64_t length) const;
+
+  /// Reads exactly `length` bytes at `offset`, which holds() has accepted or which are the tail.
+  ravo_table_status read(std::uint64_t offset, void* destination, std::size_t length) const;
+
+  /// Reads `words` words into host order.
+  ravo_table_status read_words(std::uint64_t offset, void* destination, std::size_t words) const;
+
+  /// The offset of the reference table, from the tail.
+  ravo_table_status read_tail(std::uint32_t& offset) const;
+
+  std::uint64_t length() const { return static_cast<std::uint64_t>(length_); }
+
+ private:
+  int fd_;
+  long length_;
+};
+
+/// Pattern and length word with which most tables begin.
+struct table_head {
+  std::uint32_t pattern;
+  std::int32_t length;
+};
+static_assert(sizeof(table_head) == 8);
+
+/// Reads and checks the head of the table at `offset`: there is one, it has the marker, its length is
+/// at least `smallest`, and the whole table lies in the file and runs into nothing else.
+ravo_table_status read_table_head(const raw_file& file, const ravo_file_reference_table_2010& reference,
+                                  std::uint32_t offset, std::uint32_t pattern, std::size_t smallest,
+                                  table_head& head);
+
+/// Whether a table of `length` bytes at `offset` is clear of the reference table and of the beginning
+/// of every other table and basket. When this holds for every table of a file, no two overlap.
+ravo_table_status check_clear(const raw_file& file, const ravo_file_reference_table_2010& reference,
+                              std::uint64_t offset, std::uint64_t length);
+
+/// Whether the arguments that all table operations share can be used.
+bool usable(long len, const ravo_file_reference_table_2010* reference, const void* result);
+
+}  // namespace ravo
+
+#endif

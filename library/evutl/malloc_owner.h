@@ -1,0 +1,27 @@
+// Owner of memory that a caller will release with free(): it frees on every path on which nobody
+// takes it over.
+#ifndef RAVO_MALLOC_OWNER_H
+#define RAVO_MALLOC_OWNER_H
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+
+namespace ravo {
+
+struct free_memory {
+  void operator()(void* memory) const { std::free(memory); }
+};
+
+template <class T>
+using malloc_owner = std::unique_ptr<T, free_memory>;
+
+/// `size` bytes for a T and what follows it, unset; empty when there is no memory.
+template <class T>
+malloc_owner<T> allocate(std::size_t size) {
+  return malloc_owner<T>(static_cast<T*>(std::malloc(size)));
+}
+
+}  // namespace ravo
+
+#endif
