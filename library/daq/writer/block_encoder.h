@@ -1,0 +1,35 @@
+// Turns one channel's data in host order into the block that lies in the channel's basket: subheader,
+// and the data in file order, compressed where that makes the block smaller.
+#ifndef RAVO_WRITER_BLOCK_ENCODER_H
+#define RAVO_WRITER_BLOCK_ENCODER_H
+
+#include <cstdint>
+#include <span>
+
+#include "big_endian.h"
+#include "channel.h"
+#include "outcome.h"
+
+namespace ravo::writer {
+
+class block_encoder {
+ public:
+  block_encoder();
+
+  /// Appends the block to `out`, which then has room for its padding too; `*length` receives its
+  /// bytes. After a refusal `out` is as it was. `data` is not longer than a block may be.
+  outcome append(const channel& of, std::span<const unsigned char> data, std::int32_t error,
+                 byte_vector& out, std::uint32_t* length);
+
+ private:
+  std::size_t compress(const channel& of);
+
+  byte_vector ordered_;  // the data in file order
+  byte_vector packed_;   // the same, compressed
+  byte_vector lzo_work_;
+  bool lzo_ready_;
+};
+
+}  // namespace ravo::writer
+
+#endif

@@ -1,0 +1,91 @@
+// Collects the events of one raw file and assembles the file. Blocks and headers go to the spool; what
+// the tables need to know of them stays in memory: 12 bytes a block and 16 bytes an event. It decides
+// neither when a file ends nor what it is called.
+#ifndef RAVO_WRITER_FILE_BUILDER_H
+#define RAVO_WRITER_FILE_BUILDER_H
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "channel.h"
+#include "event_parts.h"
+#include "file_layout.h"
+#include "folder.h"
+#include "outcome.h"
+#include "spool.h"
+#include "target_file.h"
+
+namespace ravo::writer {
+
+class file_builder {
+ public:
+  /// `channels` outlives the builder and does not change; `descriptions` is the XML text.
+  file_builder(const folder& place, const std::vector<channel>& channels, std::string descriptions,
+               std::size_t buffer_bytes);
+
+  std::uint64_t events() const { return contents_.events; }
+  /// What the file holds without events.
+  const file_contents& empty() const { return empty_; }
+  /// Meaningful when there are events.
+  const time_stamp& first_time() const { return first_time_; }
+  /// What the file would hold with one more event.
+  file_contents with(const event_parts& event) const;
+
+  /// Adds an event that fits. After a refusal the builder is as it was.
+  outcome add(const event_parts& event);
+  /// Writes the file under its name. After a refusal nothing is lost: the call may be repeated.
+  outcome write(const std::string& name);
+  /// Forgets the events, for the next file.
+  void clear();
+
+ private:
+  struct row_entry {  // one block, as the pointer table will need it
+    std::uint32_t event;
+    std::uint32_t server_block;
+    std::uint32_t position;  // of the block in its channel's stream
+  };
+  struct row {
+    std::vector<row_entry> entries;
+    std::uint32_t event_types = 0;
+  };
+  struct index_entry {  // one event of one type
+    time_stamp time;
+    std::uint32_t event_number;
+    std::uint32_t event;
+  };
+
+  outcome prepare(const event_parts& event);
+  outcome assemble(target_file& target);
+  outcome append_baskets(target_file& target);
+  outcome append_dictionary(target_file& target) const;
+  outcome append_event_index(target_file& target);
+  outcome append_pointer_table(target_file& target) const;
+  outcome append_environment_dictionary(target_file& target) const;
+  outcome append_descriptions(target_file& target) const;
+  outcome append_reference_table(target_file& target, const file_layout& layout) const;
+
+  const folder& folder_;
+  const std::vector<channel>& channels_;
+  std::string descriptions_;
+  file_contents empty_;  // of a file without events
+  file_contents contents_;
+  time_stamp first_time_{};
+  spool spool_;
+  std::vector<row> rows_;  // one a channel
+  std::array<std::vector<index_entry>, RAVO_EV_EVMAX> index_;
+
+  // Filled by assemble(), for the tables that follow the baskets.
+  std::uint64_t event_headers_ = 0;
+  std::uint64_t server_blocks_ = 0;
+  std::vector<std::uint64_t> baskets_;
+  std::array<std::uint64_t, RAVO_EV_EVMAX> index_offsets_{};
+};
+
+/// Contents of a file of these channels that has no event yet.
+file_contents empty_contents(const std::vector<channel>& channels, std::uint64_t description_bytes);
+
+}  // namespace ravo::writer
+
+#endif

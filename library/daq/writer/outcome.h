@@ -1,0 +1,31 @@
+// What an internal step of the writer answers: that it is done, or a status of the public interface
+// with the sentence that get_last_error() hands to the user.
+#ifndef RAVO_WRITER_OUTCOME_H
+#define RAVO_WRITER_OUTCOME_H
+
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "ravo_daq_writer_2010.h"
+
+namespace ravo::writer {
+
+struct [[nodiscard]] outcome {
+  int status = RAVO_DAQ_WRITER_OK;
+  std::string text;
+
+  bool failed() const { return status != RAVO_DAQ_WRITER_OK; }
+};
+
+inline outcome refusal(int status, std::string text) { return {status, std::move(text)}; }
+
+/// A refusal by the operating system. `attempt` reads "cannot ..."; `remedy` says what to do.
+inline outcome system_refusal(const std::string& attempt, int error, const std::string& remedy) {
+  return {RAVO_DAQ_WRITER_IO,
+          attempt + ": " + std::generic_category().message(error) + "; " + remedy};
+}
+
+}  // namespace ravo::writer
+
+#endif
