@@ -87,7 +87,7 @@ std::string time_text(const time_stamp& time) {
   gmtime_r(&seconds, &calendar);
   char text[128];
   char day[32];
-  std::strftime(day, sizeof day, "%Y-%m-%dT%H:%M:%S", &calendar);
+  strftime(day, sizeof day, "%Y-%m-%dT%H:%M:%S", &calendar);
   std::snprintf(text, sizeof text, "%s.%06uZ (%u s %u us)", day, time.timelow, time.timeup,
                 time.timelow);
   return text;
