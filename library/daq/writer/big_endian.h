@@ -14,9 +14,9 @@ namespace ravo::writer {
 using byte_vector = std::vector<unsigned char>;
 
 inline void put_word(byte_vector& out, std::uint32_t word) {
-  const unsigned char bytes[4] = {
-      static_cast<unsigned char>(word >> 24), static_cast<unsigned char>(word >> 16),
-      static_cast<unsigned char>(word >> 8), static_cast<unsigned char>(word)};
+  const unsigned char bytes[4] = {static_cast<unsigned char>(word >> 24),
+                                  static_cast<unsigned char>(word >> 16),
+                                  static_cast<unsigned char>(word >> 8), static_cast<unsigned char>(word)};
   out.insert(out.end(), bytes, bytes + 4);
 }
 
@@ -42,8 +42,7 @@ inline void put_text(byte_vector& out, std::string_view text, std::size_t width)
 
 /// Overwrites the word at `offset`, which has been put before.
 inline void set_word(byte_vector& out, std::size_t offset, std::uint32_t word) {
-  for (std::size_t i = 0; i < 4; ++i)
-    out[offset + i] = static_cast<unsigned char>(word >> (24 - 8 * i));
+  for (std::size_t i = 0; i < 4; ++i) out[offset + i] = static_cast<unsigned char>(word >> (24 - 8 * i));
 }
 
 /// Blocks and tables begin at multiples of 4; zero bytes fill the gap before the next one.

@@ -19,14 +19,15 @@ std::size_t lzo_bound(std::size_t length) { return length + length / 16 + 64 + 3
 
 block_encoder::block_encoder() : lzo_ready_(lzo_init() == LZO_E_OK) {}
 
-outcome block_encoder::append(const channel& of, std::span<const unsigned char> data,
-                              std::int32_t error, byte_vector& out, std::uint32_t* length) {
+outcome block_encoder::append(const channel& of, std::span<const unsigned char> data, std::int32_t error,
+                              byte_vector& out, std::uint32_t* length) {
   ordered_.resize(data.size());
   if (ravo_store_data(data.data(), ordered_.data(), of.dtype, static_cast<int>(data.size())) != 0)
-    return refusal(RAVO_DAQ_WRITER_INV_PARAM,
-                   "the data of channel " + of.name + " (" + std::to_string(data.size()) +
-                       " bytes) do not agree with its data type " + std::string(find_data_type(of.dtype)->name) +
-                       "; lay them out as ravo_payload.h says");
+    return refusal(RAVO_DAQ_WRITER_INV_PARAM, "the data of channel " + of.name + " (" +
+                                                  std::to_string(data.size()) +
+                                                  " bytes) do not agree with its data type " +
+                                                  std::string(find_data_type(of.dtype)->name) +
+                                                  "; lay them out as ravo_payload.h says");
 
   // A packed block has to be smaller with its zip header, or it is not worth unpacking.
   const std::size_t packed = compress(of);
@@ -63,8 +64,8 @@ std::size_t block_encoder::compress(const channel& of) {
     lzo_work_.resize(LZO1X_1_MEM_COMPRESS);
     packed_.resize(lzo_bound(ordered_.size()));
     lzo_uint produced = packed_.size();
-    const int status = lzo1x_1_compress(ordered_.data(), ordered_.size(), packed_.data(), &produced,
-                                        lzo_work_.data());
+    const int status =
+        lzo1x_1_compress(ordered_.data(), ordered_.size(), packed_.data(), &produced, lzo_work_.data());
     return status == LZO_E_OK ? produced : 0;
   }
   return 0;

@@ -41,13 +41,12 @@ bool has_sound_texts(const chan_descr_2010& one) {
 }  // namespace
 
 outcome descriptions::check(const chan_descr_2010& description) {
-  const bool sound =
-      has_sound_texts(description) && counts(description.nbits, description.bits.size()) &&
-      counts(description.ndims, description.dims.size()) &&
-      std::all_of(description.bits.begin(), description.bits.end(),
-                  [](const bit_descr* bit) { return is_sound(bit); }) &&
-      std::all_of(description.dims.begin(), description.dims.end(),
-                  [](const dim_descr* dim) { return is_sound(dim); });
+  const bool sound = has_sound_texts(description) && counts(description.nbits, description.bits.size()) &&
+                     counts(description.ndims, description.dims.size()) &&
+                     std::all_of(description.bits.begin(), description.bits.end(),
+                                 [](const bit_descr* bit) { return is_sound(bit); }) &&
+                     std::all_of(description.dims.begin(), description.dims.end(),
+                                 [](const dim_descr* dim) { return is_sound(dim); });
   if (sound) return {};
   return refusal(RAVO_DAQ_WRITER_INV_PARAM,
                  "the description does not agree with itself; nbits, ndims and nstats are the lengths "

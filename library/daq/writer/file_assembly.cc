@@ -120,8 +120,7 @@ outcome file_builder::append_pointer_table(target_file& target) const {
   for (std::size_t i = 0; i < rows_.size() && !done.failed(); ++i) {
     out.clear();
     for (const row_entry& entry : rows_[i].entries) {
-      const std::uint64_t subheader =
-          baskets_[i] + sizeof(ravo_channel_basket_2010) + entry.position;
+      const std::uint64_t subheader = baskets_[i] + sizeof(ravo_channel_basket_2010) + entry.position;
       put_size(out, event_headers_ + sizeof(ravo_event_header_basket_2010) +
                         std::uint64_t{entry.event} * sizeof(ravo_eventheader));
       put_size(out, server_blocks_ + sizeof(ravo_server_block_basket_2010) +

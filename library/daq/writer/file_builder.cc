@@ -68,8 +68,8 @@ file_contents file_builder::with(const event_parts& event) const {
 
 // Everything that may fail happens here, before the event counts.
 outcome file_builder::prepare(const event_parts& event) {
-  const std::size_t heads = sizeof(ravo_eventheader) +
-                            event.server_blocks.size() * sizeof(ravo_serv_block_head_2010);
+  const std::size_t heads =
+      sizeof(ravo_eventheader) + event.server_blocks.size() * sizeof(ravo_serv_block_head_2010);
   make_room(index_[static_cast<std::size_t>(event.head.event_type)], 1);
   for (const event_parts::block& block : event.blocks) make_room(rows_[block.channel].entries, 1);
   return spool_.prepare(heads + event.block_bytes.size(),
@@ -82,8 +82,7 @@ outcome file_builder::add(const event_parts& event) {
   put_event_header(header, event);
   byte_vector server_blocks;
   server_blocks.reserve(event.server_blocks.size() * sizeof(ravo_serv_block_head_2010));
-  for (const event_parts::server_block& block : event.server_blocks)
-    put_server_block(server_blocks, block);
+  for (const event_parts::server_block& block : event.server_blocks) put_server_block(server_blocks, block);
   outcome prepared = prepare(event);
   if (prepared.failed()) return prepared;
 

@@ -24,17 +24,15 @@ file_layout::file_layout(const file_contents& contents)
       channel_dictionary_length(sizeof(ravo_chan_dictionary_table_2010) +
                                 contents.channels * sizeof(ravo_chan_dictionary_entry_2010)),
       pointer_table_length(sizeof(ravo_event_chan_pointers_table) +
-                           contents.channels * contents.longest_row *
-                               sizeof(ravo_event_chan_ptr_entry)),
+                           contents.channels * contents.longest_row * sizeof(ravo_event_chan_ptr_entry)),
       environment_dictionary_length(sizeof(ravo_env_dictionary_table_2010) +
-                                    contents.environment_channels *
-                                        sizeof(ravo_env_dictionary_entry_2010)),
+                                    contents.environment_channels * sizeof(ravo_env_dictionary_entry_2010)),
       descriptions_length(sizeof(ravo_xml_chan_descr_header_2010) + contents.description_bytes) {
   event_headers = sizeof(RAVO_FILE_SIGNATURE_2010) - 1;
   server_blocks = event_headers + event_headers_length;
   channel_baskets = server_blocks + server_blocks_length;
-  channel_dictionary = channel_baskets +
-                       contents.baskets * sizeof(ravo_channel_basket_2010) + contents.block_bytes;
+  channel_dictionary =
+      channel_baskets + contents.baskets * sizeof(ravo_channel_basket_2010) + contents.block_bytes;
   event_index = channel_dictionary + channel_dictionary_length;
   pointer_table = event_index + sizeof(ravo_event_index_table_2010) +
                   contents.event_types * sizeof(ravo_event_index_entry_head_2010) +

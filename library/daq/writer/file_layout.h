@@ -18,7 +18,7 @@ struct file_contents {
   std::uint64_t environment_channels = 0;
   std::uint64_t description_bytes = 0;
   std::uint64_t events = 0;
-  std::uint64_t event_types = 0;      ///< that have events
+  std::uint64_t event_types = 0;  ///< that have events
   std::uint64_t server_blocks = 0;
   std::uint64_t baskets = 0;          ///< channels that have blocks
   std::uint64_t block_bytes = 0;      ///< of all channels, with the padding between blocks

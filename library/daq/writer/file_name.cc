@@ -15,8 +15,7 @@ namespace {
 constexpr std::size_t longest_experiment_and_stream = 180;
 
 outcome check_part(const char* which, std::string_view text) {
-  constexpr std::string_view allowed =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.+";
+  constexpr std::string_view allowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.+";
   if (!text.empty() && text.front() != '.' && text.find_first_not_of(allowed) == text.npos) return {};
   return refusal(RAVO_DAQ_WRITER_INV_PARAM,
                  std::string("the ") + which + " \"" + std::string(text) +
@@ -51,8 +50,8 @@ std::string file_name(const ravo_daq_writer_settings& settings, int file, const 
                 static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
                 static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
                 static_cast<int>(clock.seconds().count()));
-  return settings.experiment + "_" + settings.stream + "_run" + std::to_string(settings.run) +
-         "_file" + std::to_string(file) + "_" + text.data() + ".raw";
+  return settings.experiment + "_" + settings.stream + "_run" + std::to_string(settings.run) + "_file" +
+         std::to_string(file) + "_" + text.data() + ".raw";
 }
 
 }  // namespace ravo::writer

@@ -22,8 +22,7 @@ inline outcome refusal(int status, std::string text) { return {status, std::move
 
 /// A refusal by the operating system. `attempt` reads "cannot ..."; `remedy` says what to do.
 inline outcome system_refusal(const std::string& attempt, int error, const std::string& remedy) {
-  return {RAVO_DAQ_WRITER_IO,
-          attempt + ": " + std::generic_category().message(error) + "; " + remedy};
+  return {RAVO_DAQ_WRITER_IO, attempt + ": " + std::generic_category().message(error) + "; " + remedy};
 }
 
 }  // namespace ravo::writer

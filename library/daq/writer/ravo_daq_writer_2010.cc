@@ -52,20 +52,17 @@ outcome check_channel_name(const std::string& name) {
 }
 
 outcome check_channel_type(const ravo_daq_writer_channel& channel) {
-  const ravo::data_type* type = channel.dtype < 0 || channel.dtype > 0xffff
-                                    ? nullptr
-                                    : ravo::find_data_type(channel.dtype);
+  const ravo::data_type* type =
+      channel.dtype < 0 || channel.dtype > 0xffff ? nullptr : ravo::find_data_type(channel.dtype);
   if (!type || type->members == 0 || type->generation == ravo::type_generation::older)
     return invalid("the data type " + std::to_string(channel.dtype) + " of channel " + channel.name +
                    " is none of this generation's channels; take one from ravo_data_types.h");
   if (channel.compression != ravo_compression::none && channel.compression != ravo_compression::zlib &&
       channel.compression != ravo_compression::lzo1x)
-    return invalid("the compression of channel " + channel.name +
-                   " is not known; use none, zlib or lzo1x");
-  if (channel.compression == ravo_compression::zlib &&
-      (channel.zlib_level < 1 || channel.zlib_level > 9))
-    return invalid("the zlib level " + std::to_string(channel.zlib_level) + " of channel " +
-                   channel.name + " is not possible; use 1 to 9");
+    return invalid("the compression of channel " + channel.name + " is not known; use none, zlib or lzo1x");
+  if (channel.compression == ravo_compression::zlib && (channel.zlib_level < 1 || channel.zlib_level > 9))
+    return invalid("the zlib level " + std::to_string(channel.zlib_level) + " of channel " + channel.name +
+                   " is not possible; use 1 to 9");
   return {};
 }
 
@@ -84,10 +81,10 @@ struct ravo_daq_writer_2010::state {
   std::optional<file_builder> builder;  ///< from the first event on
   block_encoder encoder;
   event_parts event;
-  file_contents event_alone;               ///< of a file that holds the current event only
-  std::vector<std::uint64_t> last_seen;    ///< number of the event that a channel occurred in last
-  std::uint64_t event_count = 0;           ///< events begun in the run
-  std::optional<time_stamp> last_time;     ///< of the last completed event
+  file_contents event_alone;             ///< of a file that holds the current event only
+  std::vector<std::uint64_t> last_seen;  ///< number of the event that a channel occurred in last
+  std::uint64_t event_count = 0;         ///< events begun in the run
+  std::optional<time_stamp> last_time;   ///< of the last completed event
   std::int64_t next_file = 1;
   std::vector<std::string> files;
   std::string error_text;
@@ -162,8 +159,8 @@ outcome ravo_daq_writer_2010::state::add_channel(const ravo_daq_writer_channel& 
                    wanted.name + " is negative; use 0 or more, or -1 for none");
 
   const bool plain = is_slow(ravo::find_data_type(wanted.dtype)->shape);
-  channel next{wanted.name, wanted.dtype, plain ? ravo_compression::none : wanted.compression,
-               wanted.zlib_level, wanted.key, wanted.env_index};
+  channel next{wanted.name,       wanted.dtype, plain ? ravo_compression::none : wanted.compression,
+               wanted.zlib_level, wanted.key,   wanted.env_index};
   make_room(channels, 1);
   channels.push_back(std::move(next));
   // The sets may run out of memory half-way; the channel then is not there at all.
@@ -217,8 +214,9 @@ outcome ravo_daq_writer_2010::state::begin_event(const ravo_daq_writer_event& he
                    std::to_string(head.time.timelow) +
                    " us is none; give seconds above 0 and microseconds below 1000000");
   if (last_time && microseconds(head.time) < microseconds(*last_time))
-    return invalid("the event lies before the one that was given last; give events in the order of "
-                   "their times");
+    return invalid(
+        "the event lies before the one that was given last; give events in the order of "
+        "their times");
   if (!builder) {
     outcome started = start_run();
     if (started.failed()) return started;
@@ -296,9 +294,8 @@ outcome ravo_daq_writer_2010::state::add_data(int index, const void* data, std::
 bool ravo_daq_writer_2010::state::starts_new_file() const {
   if (builder->events() == 0) return false;
   if (settings.max_events != 0 && builder->events() >= settings.max_events) return true;
-  if (settings.max_seconds != 0 &&
-      microseconds(event.head.time) - microseconds(builder->first_time()) >=
-          std::uint64_t{settings.max_seconds} * 1000000)
+  if (settings.max_seconds != 0 && microseconds(event.head.time) - microseconds(builder->first_time()) >=
+                                       std::uint64_t{settings.max_seconds} * 1000000)
     return true;
   const file_layout layout(builder->with(event));
   return !layout.fits() || (settings.max_file_bytes != 0 && layout.total > settings.max_file_bytes);
@@ -328,8 +325,7 @@ outcome ravo_daq_writer_2010::state::end_event() {
 }
 
 outcome ravo_daq_writer_2010::state::finish_file() {
-  const std::string name =
-      file_name(settings, static_cast<int>(next_file), builder->first_time());
+  const std::string name = file_name(settings, static_cast<int>(next_file), builder->first_time());
   std::string path = place.path_of(name);
   files.reserve(files.size() + 1);
   outcome written = builder->write(name);
@@ -385,8 +381,7 @@ int ravo_daq_writer_2010::begin_server_block(const ravo_daq_writer_server_block&
   return state_->run([&] { return state_->begin_server_block(block); });
 }
 
-int ravo_daq_writer_2010::add_data(int channel, const void* data, std::size_t length,
-                                   std::int32_t error) {
+int ravo_daq_writer_2010::add_data(int channel, const void* data, std::size_t length, std::int32_t error) {
   return state_->run([&] { return state_->add_data(channel, data, length, error); });
 }
 

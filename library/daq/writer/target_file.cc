@@ -22,8 +22,7 @@ std::string path_of_descriptor(int file) { return "/proc/self/fd/" + std::to_str
 
 }  // namespace
 
-target_file::target_file(const folder& place, std::string name)
-    : folder_(place), name_(std::move(name)) {}
+target_file::target_file(const folder& place, std::string name) : folder_(place), name_(std::move(name)) {}
 
 target_file::~target_file() {
   if (file_ >= 0) ::close(file_);
@@ -90,8 +89,7 @@ outcome target_file::refuse_write(int error) const {
 int target_file::give_name() {
   const int at = folder_.descriptor();
   if (hidden_name_.empty())
-    return ::linkat(AT_FDCWD, path_of_descriptor(file_).c_str(), at, name_.c_str(),
-                    AT_SYMLINK_FOLLOW);
+    return ::linkat(AT_FDCWD, path_of_descriptor(file_).c_str(), at, name_.c_str(), AT_SYMLINK_FOLLOW);
   if (::renameat2(at, hidden_name_.c_str(), at, name_.c_str(), RENAME_NOREPLACE) == 0) {
     hidden_name_.clear();
     return 0;

@@ -411,7 +411,9 @@ struct ravo_server_block_basket_2010 {
 };
 static_assert(sizeof(ravo_server_block_basket_2010) == 8);
 
-/// All blocks of one channel, one behind the other; the first subheader follows directly.
+/// All blocks of one channel, one behind the other; the first subheader follows directly. Each block
+/// begins at a multiple of 4: up to three zero bytes, not counted in its ldata, fill the gap before the
+/// next block and the end of the basket.
 struct ravo_channel_basket_2010 {
   std::uint32_t pattern;
   std::int32_t length;  ///< bytes of the whole basket, from its first byte

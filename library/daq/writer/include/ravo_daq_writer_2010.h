@@ -17,7 +17,8 @@ enum ravo_daq_writer_status : int {
   RAVO_DAQ_WRITER_OK = 0,
   RAVO_DAQ_WRITER_INV_PARAM = -1,    ///< an argument that no file could hold
   RAVO_DAQ_WRITER_NOT_ALLOWED = -2,  ///< a call out of order
-  RAVO_DAQ_WRITER_IO = -3,           ///< the system refused to write; nothing incomplete is left visible
+  RAVO_DAQ_WRITER_IO = -3,           ///< the system refused to write; nothing incomplete is left visible, and
+                                     ///< the call may be repeated when the cause is gone
   RAVO_DAQ_WRITER_TOO_LARGE = -4,    ///< one event alone would cross the 4 GiB that an offset can reach
   RAVO_DAQ_WRITER_NO_MEMORY = -5,
 };
@@ -25,14 +26,15 @@ enum ravo_daq_writer_status : int {
 /// How the blocks of a channel are stored.
 enum class ravo_compression { none, zlib, lzo1x };
 
-/// Where files go and when one ends. A limit of 0 is no limit; 4 GiB always is.
+/// Where files go and when one ends. A limit of 0 is no limit; 4 GiB always is. Files are named
+/// <experiment>_<stream>_run<N>_file<M>_<YYYYMMDDThhmmssZ>.raw, with the UTC time of the first event.
 struct ravo_daq_writer_settings {
   std::string folder;
   std::string experiment = "linac";
   std::string stream = "main";
   int run = 1;
   int first_file = 1;                ///< number of the first file; the next ones count up
-  std::uint64_t max_file_bytes = 0;  ///< a file ends before it would grow larger
+  std::uint64_t max_file_bytes = 0;  ///< a file ends before it would grow larger; one event is always held
   std::uint32_t max_events = 0;      ///< events in one file, all event types counted
   std::uint32_t max_seconds = 0;     ///< span of event time in one file
   std::size_t buffer_bytes = 64u << 20;  ///< memory for blocks before they are spooled
@@ -77,13 +79,14 @@ class ravo_daq_writer_2010 {
   ravo_daq_writer_2010(const ravo_daq_writer_2010&) = delete;
   ravo_daq_writer_2010& operator=(const ravo_daq_writer_2010&) = delete;
 
-  /// Starts a run. The folder must exist.
+  /// Starts a run. The folder must exist. After close() the next run may be opened.
   int open(const ravo_daq_writer_settings& settings);
   /// Declares a channel, before the first event; 0 or more: its index. Every declared channel is in
   /// the dictionary of every file, also with no event.
   int add_channel(const ravo_daq_writer_channel& channel);
 
-  /// Begins an event; end_event() completes it.
+  /// Begins an event; end_event() completes it. Events are given in the order of their times (equal
+  /// times are allowed), because readers search them so. Seconds of 0 mean "no time" and are refused.
   int begin_event(const ravo_daq_writer_event& event);
   /// Begins a server block of the event; channel data belong to the last one begun.
   int begin_server_block(const ravo_daq_writer_server_block& block);
@@ -91,7 +94,8 @@ class ravo_daq_writer_2010 {
   /// type says (ravo_payload.h). A channel occurs at most once in an event. `error`: RAVO_SBLOCK_ERROR
   /// bits for the subheader.
   int add_data(int channel, const void* data, std::size_t length, std::int32_t error = 0);
-  /// Completes the event. A file that is full is closed before the event that would not fit.
+  /// Completes the event. A file that is full is closed before the event that would not fit. After
+  /// RAVO_DAQ_WRITER_IO the event is still open, with all its data.
   int end_event();
 
   /// Completes the file that is open and ends the run.
