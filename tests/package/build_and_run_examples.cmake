@@ -1,4 +1,5 @@
 # Builds the examples against the installed tree in PREFIX, in the way named by WAY, and runs them.
+cmake_minimum_required(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/steps.cmake)
 
 set(sanitize_flags "")

@@ -1,6 +1,7 @@
 # Builds the reader as a site with its own table-access library does: on the headers of that library
 # alone, its functions left open. Every function that the reader leaves open and that our own libraries
 # have must be declared in ravo_evutl.h or ravo_xml.h: nothing else is the site's to provide.
+cmake_minimum_required(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/steps.cmake)
 
 file(REMOVE_RECURSE ${WORK_DIR})

@@ -1,5 +1,6 @@
 # Builds the libraries of the kind that the surrounding build does not (static instead of shared, or
 # shared instead of static), installs them, and builds and runs the examples on them in both ways.
+cmake_minimum_required(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/steps.cmake)
 
 if(SHARED)

@@ -1,4 +1,5 @@
 # The program in README.md is examples/first_program.cc, character by character.
+cmake_minimum_required(VERSION 3.25)
 file(READ ${SOURCE_DIR}/README.md readme)
 file(READ ${SOURCE_DIR}/examples/first_program.cc program)
 string(FIND "${readme}" "```cpp\n${program}```\n" position)

@@ -1,5 +1,6 @@
 # Builds the reader on a site's own table-access library (here: the installed one), installs it beside
 # that, and runs the first program on the result.
+cmake_minimum_required(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/steps.cmake)
 
 set(site ${PREFIX}/${LIBDIR})

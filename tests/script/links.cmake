@@ -1,4 +1,5 @@
 # Every link of README.md, CONTRIBUTING.md, CHANGELOG.md and docs/ to a file of the project names one.
+cmake_minimum_required(VERSION 3.25)
 file(GLOB pages ${SOURCE_DIR}/*.md ${SOURCE_DIR}/docs/*.md)
 set(checked 0)
 foreach(page IN LISTS pages)
