@@ -1,0 +1,15 @@
+// What the statuses of this implementation's ravo_load_chan_descr mean. It is apart from ravo_xml.h
+// because only 0 and non-zero are common to every XML library; these values serve people and tests.
+#ifndef RAVO_XML_STATUS_H
+#define RAVO_XML_STATUS_H
+
+enum ravo_xml_status : int {
+  RAVO_XML_OK = 0,
+  RAVO_XML_INVALID_ARGUMENT = 301,  ///< a null pointer, or a header of another kind
+  RAVO_XML_TOO_LONG = 302,          ///< more text than any file's descriptions need
+  RAVO_XML_NOT_WELL_FORMED = 303,   ///< not XML in UTF-8, or with a document type
+  RAVO_XML_NOT_OF_SCHEMA = 304,     ///< elements, attributes or values that descriptions do not have
+  RAVO_XML_NO_MEMORY = 305,
+};
+
+#endif
