@@ -14,6 +14,7 @@ class ravo_daq_slicer_2010;
 struct ravo_daq_chan_param_2010;
 struct get_tables_task_2010;
 struct ravo_daq_reader_result_entry_2010;
+void* get_table_thread_2010(void* task);
 
 namespace ravo {
 
@@ -51,6 +52,17 @@ struct generation_2010 {
   static constexpr int begin_of_run_dtype = RAVO_BOR_BLOCK_2010;
   static constexpr int end_of_run_dtype = RAVO_EOR_BLOCK_2010;
 
+  /// What a reader asks for when nobody says otherwise.
+  static constexpr time_stamp default_time_diff{0, 50000};
+  static constexpr ravo_time_id default_period{1, {0, 100000}};
+  static constexpr const char* default_data_dir = "/daq/ravo_ext/LINAC/";
+  /// The environment may set a reader's first time difference.
+  static constexpr bool reads_time_diff_from_environment = true;
+  /// A reader takes only files that the acquisition has finished.
+  static constexpr bool waits_for_closed_files = true;
+  /// A start that is refused, or that loses channels, is explained in words.
+  static constexpr bool explains_failed_start = true;
+
   /// Channels of fast events get heap copies of the two header baskets.
   static constexpr bool copies_header_baskets = true;
   /// A channel's basket is copied to the heap, and its mapping released.
@@ -59,6 +71,17 @@ struct generation_2010 {
   static constexpr bool has_by_time_fix = true;
   /// An unzipped block that cannot be converted leaves an entry without data; the worker goes on.
   static constexpr bool keeps_unconverted_entries = true;
+
+  /// The body of a slicer's table-loading thread.
+  static constexpr auto table_thread = &get_table_thread_2010;
+  /// That thread pauses while three loaded files are unclaimed.
+  static constexpr bool limits_read_ahead = true;
+  /// Having loaded all files, it stays until the slicer stops it.
+  static constexpr bool waits_when_loaded = true;
+  /// A lone channel whose file change finds itself out of the window tries again.
+  static constexpr bool retries_single_channel = true;
+  /// Searching the last event by time, a channel of update blocks never wins a tie.
+  static constexpr bool update_blocks_lose_ties = true;
 };
 
 }  // namespace ravo

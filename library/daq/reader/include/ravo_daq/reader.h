@@ -4,6 +4,9 @@
 #ifndef RAVO_DAQ_READER_H
 #define RAVO_DAQ_READER_H
 
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -12,6 +15,8 @@
 #include "ravo_daq_status.h"
 
 namespace ravo {
+
+class result_index;
 
 template <class G>
 class daq_reader {
@@ -117,6 +122,53 @@ class daq_reader {
   std::string data_path_list;
   bool by_time_fix = true;
   bool found_from_run_catalogue = false;
+
+ private:
+  using result_entry = typename G::result_entry;
+  using chan_param = typename G::chan_param;
+  using subhead = typename G::subhead;
+  enum class place { inside, outside, unknown };  ///< where an event lies with regard to the request
+
+  int store(int status);
+  void set_default_request();
+  int set_point(ravo_time_id& field, const ravo_time_id* point);
+  template <std::size_t size>
+  int set_text(char (&field)[size], const char* text);
+
+  void trim_files();
+  bool may_hold_request(std::size_t position, std::int64_t time, std::int64_t step) const;
+
+  void drop_files();
+  bool is_data_dir_a_list() const;
+  char* copy_candidate(const char* name);
+  int resolve(char** candidate) const;
+  bool is_acceptable(const char* path) const;
+  int search(char** candidate, const std::string& list) const;
+
+  int open_first_file();
+  int configure_slicer();
+  int start_slicer();
+  void number_results();
+
+  int find_requested_event(const ravo_time_id* id, int mode);
+  int ask_slicer(const ravo_time_id* id, int mode);
+  void note_empty_event();
+  ravo_time_id get_reference_event() const;
+  place place_of(const ravo_time_id& event) const;
+  bool is_before_start(const ravo_time_id& event) const;
+  bool is_past_stop(const ravo_time_id& event) const;
+  int take_elements();
+  std::size_t find_result(const subhead& block) const;
+  void print_comparisons(const subhead& block) const;
+  int take(const ravo_channel_entry_long& element, std::size_t position);
+  int make_room(std::size_t position, std::size_t size);
+  void hand_out(std::vector<ravo_channel_entry_long*>& entries);
+
+  double get_period_of_one_file();
+  double get_period_of_file_names() const;
+
+  std::unique_ptr<result_index> index;     ///< finds results by name; filled by start()
+  std::vector<std::size_t> data_capacity;  ///< bytes behind the data pointer of each result
 };
 
 }  // namespace ravo

@@ -1,0 +1,89 @@
+// The texts by which channels are asked for: "NAME", "NAME:subchannel", either with ";nickname" behind it.
+// Works on texts only; what a channel is, is elsewhere.
+#ifndef RAVO_DAQ_READER_CHANNEL_NAME_H
+#define RAVO_DAQ_READER_CHANNEL_NAME_H
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+namespace ravo {
+
+/// The subchannel of a request that names none.
+inline constexpr int whole_channel = -1;
+
+/// The number at the start of a text, decimal, 0 when there is none, held within an int.
+inline int leading_number(const char* text) {
+  const long number = std::strtol(text, nullptr, 10);
+  return static_cast<int>(std::clamp<long>(number, INT_MIN, INT_MAX));
+}
+
+/// Copies a text into a field, cut so that a closing zero fits; the rest of the field becomes zero.
+template <std::size_t size>
+void fill_field(char (&field)[size], std::string_view text) {
+  const std::size_t kept = std::min(text.size(), size - 1);
+  std::memmove(field, text.data(), kept);
+  std::memset(field + kept, 0, size - kept);
+}
+
+/// Splits a request text into name, subchannel and nickname of the (zeroed) parameters of a channel.
+template <class ChanParam>
+void split_channel_name(const char* text, ChanParam& channel) {
+  char copy[sizeof channel.name] = {};
+  fill_field(copy, text);
+  channel.subchan = whole_channel;
+  if (char* nickname = std::strchr(copy, ';')) {
+    *nickname = '\0';
+    fill_field(channel.nname, nickname + 1);
+  }
+  if (char* number = std::strchr(copy, ':')) {
+    *number = '\0';
+    channel.subchan = leading_number(number + 1);
+  }
+  fill_field(channel.name, copy);
+}
+
+/// A text by which a channel is told from others.
+template <class ChanParam>
+class channel_text {
+ public:
+  const char* text() const { return text_; }
+  bool is(const char* other) const { return std::strcmp(text_, other) == 0; }
+
+  static channel_text bare(const ChanParam& channel) {
+    channel_text made;
+    std::snprintf(made.text_, sizeof made.text_, "%s", channel.name);
+    return made;
+  }
+  static channel_text with_subchannel(const ChanParam& channel) {
+    channel_text made;
+    std::snprintf(made.text_, sizeof made.text_, "%s:%d", channel.name, channel.subchan);
+    return made;
+  }
+
+ private:
+  char text_[sizeof ChanParam::name + 16];  // a colon, a sign and ten digits behind the name
+};
+
+/// The key of a channel, which its blocks carry too: "NAME:subchannel", or the bare name when the
+/// subchannel is negative.
+template <class ChanParam>
+channel_text<ChanParam> channel_key(const ChanParam& channel) {
+  using text = channel_text<ChanParam>;
+  return channel.subchan < 0 ? text::bare(channel) : text::with_subchannel(channel);
+}
+
+/// The text by which a nickname is asked for: as the key, but only a subchannel of -1 is left out.
+template <class ChanParam>
+channel_text<ChanParam> nickname_key(const ChanParam& channel) {
+  using text = channel_text<ChanParam>;
+  return channel.subchan == whole_channel ? text::bare(channel) : text::with_subchannel(channel);
+}
+
+}  // namespace ravo
+
+#endif

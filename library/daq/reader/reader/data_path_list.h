@@ -1,0 +1,19 @@
+// Lists of directories in one text, joined by ":", and the list that a reader starts with. Opens nothing.
+#ifndef RAVO_DAQ_READER_DATA_PATH_LIST_H
+#define RAVO_DAQ_READER_DATA_PATH_LIST_H
+
+#include <string_view>
+#include <vector>
+
+namespace ravo {
+
+/// The list of a reader when the environment names none.
+extern const char* const default_data_path_list;
+
+/// The directories of a list, from left to right, without the empty ones. Views into `list`. An entry is
+/// at least one character long, so that a ":" right behind a separator begins an entry.
+std::vector<std::string_view> split_data_path_list(std::string_view list);
+
+}  // namespace ravo
+
+#endif

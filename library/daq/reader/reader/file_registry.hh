@@ -1,0 +1,67 @@
+// The list of raw files that a request covers: files enter it, leave it, and are brought into order.
+// How a name becomes a path is in data_paths.hh. Definitions of ravo::daq_reader, included by the source
+// file of each generation.
+#ifndef RAVO_DAQ_READER_FILE_REGISTRY_HH
+#define RAVO_DAQ_READER_FILE_REGISTRY_HH
+
+#include <cstdlib>
+#include <cstring>
+
+#include "ravo_daq/reader.h"
+#include "ravo_evutl.h"
+
+namespace ravo {
+
+template <class G>
+int daq_reader<G>::add_file(const char* name, bool append) {
+  if (!name || !*name) return store(RAVO_DAQ_READER_INV_PARAM);
+  if (slicer) return store(RAVO_DAQ_READER_NOT_ALLOWED);
+  char* path = copy_candidate(name);
+  if (!path) {
+    drop_files();  // the whole list, on purpose: a request without some of its files would mislead
+    return store(RAVO_DAQ_READER_INTERN_ERROR);
+  }
+  const int status = resolve(&path);
+  if (status != RAVO_DAQ_READER_OK) {
+    std::free(path);
+    return store(status);
+  }
+  files.insert(append ? files.end() : files.begin(), path);
+  return store(RAVO_DAQ_READER_OK);
+}
+
+template <class G>
+int daq_reader<G>::remove_file(const char* text) {
+  if (!text || !*text) return store(RAVO_DAQ_READER_INV_PARAM);
+  if (slicer) return store(RAVO_DAQ_READER_NOT_ALLOWED);
+  for (std::size_t i = files.size(); i-- > 0;) {
+    if (!std::strstr(files[i], text)) continue;
+    std::free(files[i]);
+    files.erase(files.begin() + static_cast<std::ptrdiff_t>(i));
+    return store(RAVO_DAQ_READER_OK);
+  }
+  return store(RAVO_DAQ_READER_FILES_NOT_FOUND);
+}
+
+template <class G>
+void daq_reader<G>::sort_my_files() {
+  sort_files(&files);
+  for (std::size_t i = 0; i + 1 < files.size();) {
+    if (std::strcmp(files[i], files[i + 1]) != 0) {
+      ++i;
+      continue;
+    }
+    std::free(files[i]);
+    files.erase(files.begin() + static_cast<std::ptrdiff_t>(i));
+  }
+}
+
+template <class G>
+void daq_reader<G>::drop_files() {
+  for (char* file : files) std::free(file);
+  files.clear();
+}
+
+}  // namespace ravo
+
+#endif

@@ -1,0 +1,57 @@
+// What a reader tells of its files, of the channels of a loaded file and of its own channels. Definitions
+// of ravo::daq_reader, included by the source file of each generation.
+#ifndef RAVO_DAQ_READER_QUERIES_HH
+#define RAVO_DAQ_READER_QUERIES_HH
+
+#include "ravo_daq/reader.h"
+
+namespace ravo {
+
+template <class G>
+int daq_reader<G>::get_number_of_files() const {
+  return static_cast<int>(files.size());
+}
+
+template <class G>
+char* daq_reader<G>::get_file_name(int position) {
+  return position >= 0 && position < get_number_of_files() ? files[static_cast<std::size_t>(position)]
+                                                           : nullptr;
+}
+
+template <class G>
+std::vector<typename G::chan_descr*>* daq_reader<G>::get_descr_list() {
+  return get_tables.get_descr_list();
+}
+
+template <class G>
+char* daq_reader<G>::get_channel_name(int position, int* count, int* ev_mask, int* dtype_mask) {
+  using entry = typename G::dictionary_entry;
+  constexpr int head_size = sizeof(typename G::dictionary_table);
+  // An entry of the older generation. The stated bound counts in these whatever the generation is.
+  constexpr int bound_divisor = 96;
+  typename G::dictionary_table* table = get_tables.get_cdt_table();
+  if (position < 0 || !table || table->pattern != RAVO_CHAN_DICTIONARY_PATTERN) return nullptr;
+  if (table->length <= head_size) return nullptr;
+  const int content = table->length - head_size;
+  if (position >= content / bound_divisor) return nullptr;
+  // The bound lets through more than the table holds.
+  if (position >= content / static_cast<int>(sizeof(entry))) return nullptr;
+  entry& channel = table->channel_entry()[position];
+  if (count) *count = channel.count;
+  if (ev_mask) *ev_mask = static_cast<int>(channel.ev_mask);
+  if (dtype_mask) *dtype_mask = static_cast<int>(channel.dtype_mask);
+  return channel.chan_name;
+}
+
+template <class G>
+char* daq_reader<G>::get_channel_name(int position, int* subchan) {
+  // A position equal to the number of channels is within the bound, but nothing is there.
+  if (position < 0 || static_cast<std::size_t>(position) >= results.size()) return nullptr;
+  result_entry& entry = *results[static_cast<std::size_t>(position)];
+  if (subchan) *subchan = entry.chan.subchan;
+  return entry.chan.name;
+}
+
+}  // namespace ravo
+
+#endif

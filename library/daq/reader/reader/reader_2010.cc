@@ -1,0 +1,15 @@
+// The reader of the current generation, made from the parts that it shares with the older one.
+#include "ravo_daq_reader_2010.h"
+
+#include "reader/channels.hh"
+#include "reader/data_paths.hh"
+#include "reader/file_registry.hh"
+#include "reader/queries.hh"
+#include "reader/reader_texts.h"
+#include "reader/request_check.hh"
+#include "reader/retrieval.hh"
+#include "reader/settings.hh"
+#include "reader/start.hh"
+#include "reader/time_period.hh"
+
+template class ravo::daq_reader<ravo::generation_2010>;
