@@ -1,0 +1,94 @@
+// Data of channels for the tests of the writer: the same values once in host order, as a user hands them
+// over, and once as they have to lie in the file. The two are built side by side from the values.
+#ifndef RAVO_TEST_WRITER_PAYLOADS_H
+#define RAVO_TEST_WRITER_PAYLOADS_H
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace ravo::test {
+
+class payload {
+ public:
+  payload& u32(std::uint32_t word) {
+    host_.resize(host_.size() + 4);
+    std::memcpy(host_.data() + host_.size() - 4, &word, 4);
+    for (int shift = 24; shift >= 0; shift -= 8) file_.push_back(static_cast<unsigned char>(word >> shift));
+    return *this;
+  }
+  payload& f32(float value) { return u32(std::bit_cast<std::uint32_t>(value)); }
+  payload& byte(unsigned char value) {
+    host_.push_back(value);
+    file_.push_back(value);
+    return *this;
+  }
+  payload& text(const std::string& value, std::size_t width) {
+    for (std::size_t i = 0; i < width; ++i)
+      byte(i < value.size() ? static_cast<unsigned char>(value[i]) : 0);
+    return *this;
+  }
+
+  const std::vector<unsigned char>& host() const { return host_; }
+  const std::vector<unsigned char>& file() const { return file_; }
+
+ private:
+  std::vector<unsigned char> host_;
+  std::vector<unsigned char> file_;
+};
+
+/// A spectrum of one group; `members` x `samples` values.
+inline payload spectrum(std::uint32_t members, const std::vector<float>& values) {
+  payload data;
+  data.u32(members).u32(static_cast<std::uint32_t>(values.size()) / members).u32(1);
+  data.f32(0.5f).f32(0.25f).f32(0).u32(0).u32(0);
+  for (float value : values) data.f32(value);
+  return data;
+}
+
+/// One member that compresses well.
+inline payload smooth_spectrum(std::size_t samples, float level) {
+  std::vector<float> values(samples);
+  for (std::size_t i = 0; i < samples; ++i) values[i] = level + static_cast<float>(i % 16);
+  return spectrum(1, values);
+}
+
+/// One member that does not compress at all.
+inline payload noisy_spectrum(std::size_t samples, std::uint32_t seed) {
+  std::mt19937 random(seed);
+  payload data;
+  data.u32(1).u32(static_cast<std::uint32_t>(samples)).u32(1);
+  data.f32(0).f32(1).f32(0).u32(0).u32(0);
+  for (std::size_t i = 0; i < samples; ++i) data.u32(static_cast<std::uint32_t>(random()));
+  return data;
+}
+
+inline payload update(const std::string& property, std::uint32_t seconds, float value) {
+  payload data;
+  return data.text(property, 256).u32(0).u32(seconds).u32(17).f32(value);
+}
+
+inline payload environment(std::uint32_t index, std::uint32_t seconds, float value) {
+  payload data;
+  return data.u32(index).u32(0).u32(seconds).u32(17).f32(value);
+}
+
+inline payload text(const std::string& value) {
+  payload data;
+  return data.text(value, value.size() + 1);
+}
+
+/// A plain camera frame of one byte a pixel.
+inline payload image(std::uint32_t width, std::uint32_t height, unsigned char first) {
+  payload data;
+  data.u32(width).u32(height).u32(1).u32(0).u32(3).u32(4).u32(width * height);
+  for (std::uint32_t i = 0; i < width * height; ++i) data.byte(static_cast<unsigned char>(first + i));
+  return data;
+}
+
+}  // namespace ravo::test
+
+#endif
