@@ -8,6 +8,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,7 @@ struct tables_task {
   std::atomic<int> stop{0};  ///< non-zero asks the thread to end; read without the lock between steps
   int status = 0;  ///< 0: working or finished; 1: a load failed and the thread is gone
   int next_file = 0;  ///< position in files of the next one to load; files before it were loaded
+  int starved = 0;    ///< 1 while the thread waits for a credit
 };
 
 template <class G>
@@ -45,7 +47,7 @@ class daq_slicer {
   /// NOT_ALLOWED after start(); values other than 0 and 1 are ignored.
   int set_synch_mode(int mode);
   int get_synch_mode() const { return synch_mode; }
-  void set_debug(int level) { debug = level; }
+  void set_debug(int level);
   int get_debug() const { return debug; }
   int set_num_of_get_tables(int number);
   int get_num_of_get_tables() const { return get_tables_num; }
@@ -58,17 +60,22 @@ class daq_slicer {
   /// The channels that could not be started, joined by ";"; owned by the slicer.
   const char* get_not_found_channels() const { return not_found_channels.c_str(); }
 
-  /// Copies the file names (in request order) and the channels; may be repeated.
+  /// Copies the file names (in request order) and the channels; may be repeated. OK, INV_PARAM, NO_DATA
+  /// (no files or no channels) or INTERN_ERROR (no memory).
   int init(const std::vector<char*>* files, const std::vector<typename G::chan_param*>* chans, int mode);
-  /// Starts the table-loading thread and the channels' readers, and finds the first event.
+  /// Starts the table-loading thread and the channels' readers, and finds the first event. OK, NO_DATA (no
+  /// files or no channels), INTERN_ERROR, NOT_ALLOWED (already started), or what create_channel() returned.
   int start();
   /// The event that `direction` asks for, relative to `id`, or to the current one when it is null. Of
   /// that event `res` receives the entries, in channel order, of the channels that have it; they belong
-  /// to the slicer until the next call. OUT_OF_WINDOW: no channel is left.
+  /// to the slicer until the next call. OK also when no channel has the event; OUT_OF_WINDOW: no channel is
+  /// left. INV_PARAM, NOT_READY, INTERN_ERROR (a channel reader failed).
   int get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* res, int direction);
-  /// Moves a channel to a neighbouring file. The third argument has no effect.
+  /// Moves a channel to a neighbouring file; start_channel() has to follow. The third argument has no
+  /// effect. NO_DATA: there is no such file, or its tables are not to be had.
   int change_config(int chan, int direction, int);
-  /// Starts a channel's reader, waits until it is decoded, and positions it.
+  /// Starts a channel's reader, waits until it is decoded, and positions it. NO_DATA: the channel has no
+  /// event in its file. Else what the channel reader returned.
   int start_channel(int chan, int direction);
   /// Drops a channel for good.
   void remove_channel(int chan);
@@ -107,6 +114,80 @@ class daq_slicer {
   pthread_cond_t tcond;
   typename G::tables_task task;
   bool by_time_fix = true;
+
+ private:
+  struct alignment;  // the working values of one get_data()
+  struct answer;     // what a channel contributes to an event
+  struct departure;  // where a channel came from when it leaves a file
+
+  bool is_started() const { return get_tables != nullptr; }
+  bool is_channel(int chan) const { return chan >= 0 && chan < nchans; }
+  int check_reader(int chan, int direction) const;
+
+  // init
+  bool copy_files(const std::vector<char*>& names);
+  bool copy_channels(const std::vector<typename G::chan_param*>& channels);
+
+  // start
+  bool create_slots();
+  void fill_task();
+  bool start_table_thread();
+  bool create_reader_slots();
+  int begin_channel(int chan);
+  bool find_first_file_with_events(int chan);
+  void leave_out(int chan);
+  void consider_first_event(int chan);
+  bool is_before_current_event(const ravo_time_id& event) const;
+
+  // The hand-over from the table-loading thread; called with tmx held.
+  typename G::file_tables* find_tables(const char* file) const;
+  typename G::file_tables* claim_tables(const char* file);
+  bool may_become_ready(const char* file) const;
+  void wait_until_ready(const char* file);
+
+  // Channels.
+  int configure_reader(int chan);
+  int position_channel(int chan, int direction);
+  void clean_reader(int chan);
+  void destroy_reader(int chan);
+
+  // Moving a channel to another file.
+  departure leave_file(int chan);
+  void leave_tables(int chan, int slot, departure* left);
+  void leave_unknown_tables(int chan, departure* left);
+  void destroy_tables(int chan, typename G::file_tables* tables, departure* left);
+  int find_slot(const typename G::file_tables* tables) const;
+  int find_file(const char* file) const;
+  int neighbour(int entry, int direction) const;
+  bool has_other_reader(int chan, const typename G::file_tables* tables) const;
+  typename G::file_tables* find_shared_tables(int chan, const char* file);
+  int enter_file(int chan, int entry, const departure& left);
+
+  // Alignment.
+  alignment begin_alignment(const ravo_time_id* id, int direction);
+  answer ask_channel(int chan, alignment& call);
+  bool is_in_range(int chan, alignment& call);
+  int ask_reader(int chan, const alignment& call, ravo_channel_entry_long** entry);
+  bool move_channel(int chan, int direction, std::size_t& moves_left);
+  bool change_file(int chan, int direction, std::size_t& moves_left);
+  int judge(int chan, int status);
+  void choose_event(int chan, const ravo_channel_entry_long& entry, alignment& call);
+  bool is_earlier(const ravo_channel_entry_long& entry, const alignment& call) const;
+  bool is_farther(const ravo_time_id& event, const alignment& call) const;
+  static bool is_update(const ravo_channel_entry_long& entry);
+  void take_event(int chan, const ravo_time_id& event, alignment& call) const;
+  void set_event(const ravo_time_id& event, ravo_time_id& own) const;
+  int collect(std::vector<ravo_channel_entry_long*>& res);
+  void collect_channel(int chan, std::vector<ravo_channel_entry_long*>& res);
+
+  // clean_up
+  void stop_table_thread();
+  void tell_of_thread(pthread_t thread) const;
+  void stop_readers();
+  void free_files();
+  void free_channels();
+  void free_tables();
+  void free_readers();
 };
 
 }  // namespace ravo

@@ -1,0 +1,84 @@
+// What the slicers of the generations say in their own words, whole. A generation may put other arguments
+// into a text, print it at another debug level, or not say it at all, so each is a function; texts that
+// both generations share stand beside the place that prints them.
+#ifndef RAVO_DAQ_READER_SLICER_TEXTS_H
+#define RAVO_DAQ_READER_SLICER_TEXTS_H
+
+#include <cstddef>
+#include <cstdio>
+
+#include "ravo_core_records.h"
+#include "ravo_daq/generation_2010.h"
+
+namespace ravo {
+
+template <class G>
+struct slicer_texts;
+
+template <>
+struct slicer_texts<generation_2010> {
+  // init
+  static void no_memory_for_file(int size, const char* file) {
+    std::printf("ravo_daq_slicer_2010::init() failed to malloc %d bytes for a file name %s\n", size, file);
+  }
+  static void no_memory_for_channel(const char* name) {
+    std::printf("ravo_daq_slicer_2010::init() failed to malloc channel entry for %s\n", name);
+  }
+  static void nothing_to_read(std::size_t files, std::size_t channels) {
+    if (files == 0) std::printf("SLICER:  no files found\n");
+    if (channels == 0) std::printf("SLICER:  no channels in request, Pleas, add some\n");
+  }
+
+  // start
+  static void channel_not_created(int debug, int chan) {
+    if (debug != 0) std::printf("CREATE_CHANNEL[%d] failed\n", chan);
+  }
+  static void no_file_with_events(int debug, const char* name, int subchan) {
+    if (debug != 0) std::printf("ERROR with channel (no cfgs) %s:%d\n", name, subchan);
+  }
+  static void channel_not_started(int debug, const char* name, int subchan, int status) {
+    if (debug != 0) std::printf("ERROR with channel (start) %s:%d error: %d\n", name, subchan, status);
+  }
+  static void leaving_channel_out(int debug) {
+    if (debug != 0) std::printf("Calling clean_descr()\n");
+  }
+
+  // create_channel
+  static void creating_channel(const char* name, int subchan, const char* file) {
+    std::printf("ravo_daq_slicer_2010::create_channel()CREATING CHANNEL: %s:%d file:%s\n", name, subchan,
+                file);
+  }
+  static void creation_time(double microseconds) {
+    if (microseconds > 1000) std::printf("CREATE CHANNEl %f msec\n", microseconds / 1000);
+  }
+
+  // start_channel
+  static void positioning_at_first_event() {
+    std::printf("Calling get_chan_data() start channel (up) ret:%d \n", 0);
+  }
+  static void start_time(double microseconds) {
+    std::printf("slicer_2010->start() for channel took: %f msec\n", microseconds / 1000);
+  }
+
+  // change_config
+  static void leaving_file(int chan, const char*, int entry) {
+    std::printf("Channel[%d] switching to the next file fentry before: %d\n", chan, entry);
+  }
+
+  // get_data
+  static void aligning(int, const ravo_time_id&, int) {}
+  static void time_before_asking(double microseconds) {
+    if (microseconds > 1000) std::printf("get_data() start %f msec\n", microseconds / 1000);
+  }
+  static void time_after_asking(double microseconds) {
+    if (microseconds > 1000) std::printf("get_data() middle %f msec\n", microseconds / 1000);
+  }
+  static void compared_with_current_event(bool) { std::printf("found: \n"); }
+
+  // clean_up
+  static void thread_joined() { std::printf("THREAD joined table_thread: \n"); }
+};
+
+}  // namespace ravo
+
+#endif
