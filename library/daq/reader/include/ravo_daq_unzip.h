@@ -8,7 +8,7 @@
 int make_zlib(unsigned char* start, int slen, unsigned char* dest, int* dlen);
 
 /// Decompresses an LZO1X stream; arguments and result as of make_zlib. Never writes past `*dlen` bytes.
-/// `prm`, the work memory, is not used and may be null: LZO1X needs none to decompress.
+/// `prm` is the work memory; LZO1X needs none to decompress, so it may be null.
 int make_lzo(unsigned char* start, int slen, unsigned char* dest, int* dlen, unsigned char* prm);
 
 #endif

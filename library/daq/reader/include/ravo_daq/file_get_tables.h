@@ -101,9 +101,10 @@ class file_get_tables {
   void decide_copy_mode();
   int load_header_baskets();
   template <class Basket>
-  int load_basket(unsigned long reference, unsigned long first_size, int head_failure, int whole_failure,
-                  unsigned char*& base, unsigned long& offset, unsigned long& base_size, Basket*& basket);
-  int fail_mapping(const char* what, int code);
+  int load_basket(unsigned long reference, unsigned long first_size, int head_failure, unsigned char*& base,
+                  unsigned long& offset, unsigned long& base_size, Basket*& basket);
+  void release_baskets();
+  int fail_mapping(int code);
   int refuse(const char* text, int error, int code);
   void free_descriptions();
 };

@@ -13,6 +13,8 @@
 
 namespace ravo {
 
+class file_mapping;
+
 template <class G>
 class daq_read_chan {
  public:
@@ -44,7 +46,7 @@ class daq_read_chan {
   /// The entry at a time within the time difference, or for PREV and NEXT the nearest one. As above.
   ravo_channel_entry_long* find_entry_by_time(const time_stamp* time, int type, int* status);
   /// The channel's earliest and latest event in this file; either argument may be null.
-  void get_time_limits(ravo_time_id* first, ravo_time_id* last) const;
+  void get_time_limits(ravo_time_id* first, ravo_time_id* last);
 
   int set_time_diff(const time_stamp* diff);
   time_stamp* get_time_diff() { return &event_time_diff; }
@@ -61,6 +63,8 @@ class daq_read_chan {
   bool is_done();
   /// Sets the flag and wakes whoever waits for this channel.
   void signal_master();
+  /// Notes that every entry is finished. Called with mx held.
+  void complete();
   /// Marks a worker's slot as free.
   void set_thread_exited(pthread_t id);
   /// Entry `index` of this channel's row of the pointer table; null outside the table or without one.
@@ -123,7 +127,9 @@ class daq_read_chan {
   bool by_time_fix = true;  ///< hold lookups by time against the event numbers
   char chan[G::name_size] = {};
   int subchan = -1;
-  /// Guards out, out_cur, the out_ counters, event_cur, all_done, tid and running. Taken before mmx.
+  /// Set by hand, from a debugger: the next lookup by number prints all entries, once.
+  static inline bool once = false;
+  /// Guards out, out_cur, the limits, the out_ counters, event_cur, all_done, tid and running. Taken before mmx.
   pthread_mutex_t mx;
   ravo_channel_entry_long* out = nullptr;
   ravo_channel_entry_long* out_cur = nullptr;  ///< the entry last found
@@ -142,21 +148,42 @@ class daq_read_chan {
   pthread_cond_t idle;  ///< signalled with mx when running falls to 0
 
  private:
-  bool take_tables();
+  void take_tables(typename G::file_tables* tables);
   void copy_description(const typename G::chan_descr& from);
   int start_failure(int status);
   bool create_output();
-  int map_channel_basket(unsigned long first_subheader);
-  int find_limits();
+  bool load_channel_basket(unsigned long first_subheader);
+  bool keep_basket(file_mapping& mapping, unsigned long offset, unsigned long size);
+  void release_basket();
+  void find_limits();
+  void settle_limits();
   int choose_number_of_threads() const;
+  static int threads_for_events(unsigned ev_mask);
   void start_workers();
-  bool find_exact(unsigned event_number, int* index) const;
-  bool find_nearest(unsigned event_number, int type, int* index) const;
-  ravo_channel_entry_long* look_up_event_number(unsigned number, int type, bool stepped, int* status);
+  static void* run_worker(void* reader);
+  void leave();
+  void stop_workers();
+  void free_output();
+  int debug_level() const;
+
+  bool is_awaited(const ravo_channel_entry_long& entry) const;
+  int next_decoded(int index, int last) const;
+  ravo_channel_entry_long* exact_number(unsigned event_number) const;
+  ravo_channel_entry_long* scan_number(unsigned event_number) const;
+  ravo_channel_entry_long* nearest_number(unsigned event_number, int type) const;
+  bool search_time(const time_stamp& time, ravo_channel_entry_long** found) const;
+  bool scan_time(const time_stamp& time, ravo_channel_entry_long** found) const;
+  ravo_channel_entry_long* nearest_time(const time_stamp& time, int type) const;
+  void print_entries_once();
+
+  bool reference_event(const ravo_time_id* id, int type, ravo_time_id* reference) const;
+  ravo_channel_entry_long* look_up_number(unsigned number, int type, int* status);
   ravo_channel_entry_long* look_up_time(time_stamp time, int type, int* status);
   ravo_channel_entry_long* hold_against_numbers(ravo_channel_entry_long* entry, int type, int* status);
+
   template <class Print>
   void print_entries(const char* head, const char* tail, Print print);
+  void print_limit(const char* whole, const char* part, const ravo_time_id& event);
 };
 
 }  // namespace ravo

@@ -1,0 +1,108 @@
+#include "unzip.h"
+
+#include <lzo/lzo1x.h>
+#include <zlib.h>
+
+#include <cstdio>
+#include <limits>
+
+#include "ravo_daq_unzip.h"
+
+namespace ravo {
+namespace {
+
+// One inflate call straight into the caller's memory: no intermediate buffer and no growth loop.
+unzip_result unzip_zlib(const unsigned char* bytes, std::size_t size, unsigned char* into, std::size_t room) {
+  unzip_result result{unzipper::zlib, unzip_step::initialisation, 0, 0};
+  z_stream stream{};
+  result.code = inflateInit_(&stream, ZLIB_VERSION, static_cast<int>(sizeof stream));
+  if (result.code != Z_OK) return result;
+  stream.next_in = const_cast<Bytef*>(bytes);
+  stream.avail_in = static_cast<uInt>(size);
+  stream.next_out = into;
+  stream.avail_out = static_cast<uInt>(room);
+  result.code = inflate(&stream, Z_NO_FLUSH);
+  result.step = result.code == Z_STREAM_END ? unzip_step::done : unzip_step::decompression;
+  result.produced = stream.total_out;
+  inflateEnd(&stream);
+  return result;
+}
+
+// lzo_init, which checks that library and headers agree (__lzo_init_v2), is cheap and done per call.
+unzip_result unzip_lzo(const unsigned char* bytes, std::size_t size, unsigned char* into, std::size_t room,
+                       unsigned char* work) {
+  unzip_result result{unzipper::lzo, unzip_step::initialisation, 0, 0};
+  result.code = lzo_init();
+  if (result.code != LZO_E_OK) return result;
+  lzo_uint produced = room;
+  result.code = lzo1x_decompress_safe(bytes, size, into, &produced, work);
+  result.step = result.code == LZO_E_OK ? unzip_step::done : unzip_step::decompression;
+  result.produced = produced;
+  return result;
+}
+
+int make(unzipper by, const unsigned char* start, int slen, unsigned char* dest, int* dlen, unsigned char* work) {
+  const bool asked_well = start != nullptr && slen > 0 && dest != nullptr && dlen != nullptr && *dlen > 0;
+  const unzip_result result =
+      asked_well ? unzip(by, start, static_cast<std::size_t>(slen), dest, static_cast<std::size_t>(*dlen), work)
+                 : unzip_result{by, unzip_step::parameters, 0, 0};
+  if (!result.ok()) {
+    report_unzip_failure(result);
+    return 1;
+  }
+  *dlen = static_cast<int>(result.produced);
+  return 0;
+}
+
+void report_zlib_failure(const unzip_result& result) {
+  if (result.step == unzip_step::parameters) std::printf("make_zlib() invalid parameter(s)\n");
+  if (result.step == unzip_step::initialisation)
+    std::printf("make_zlib() - inflateInit() failed: %d !!!\n", result.code);
+  // Two blanks, the misspelling and the missing line end belong to the text.
+  if (result.step == unzip_step::decompression)
+    std::printf("make_zlib() -  !!!! inflate() returnd %d !!!!", result.code);
+}
+
+void report_lzo_failure(const unzip_result& result) {
+  if (result.step == unzip_step::parameters) std::printf("make_lzo() invalid parameter(s)\n");
+  if (result.step == unzip_step::initialisation) {
+    std::printf("make_lzo - internal error - lzo_init() failed !!!\n");
+    std::printf(
+        "make_lzo - (this usually indicates a compiler bug - try recompiling\nwithout optimizations, and "
+        "enable `-DLZO_DEBUG' for diagnostics)\n");
+  }
+  if (result.step == unzip_step::decompression)
+    std::printf("make_lzo - internal error - decompression failed: %d\n", result.code);
+}
+
+}  // namespace
+
+unzip_result unzip(unzipper by, const unsigned char* bytes, std::size_t size, unsigned char* into,
+                   std::size_t room, unsigned char* work) {
+  constexpr std::size_t most = std::numeric_limits<int>::max();
+  if (size == 0 || size > most || room == 0 || room > most) return {by, unzip_step::parameters, 0, 0};
+  return by == unzipper::zlib ? unzip_zlib(bytes, size, into, room) : unzip_lzo(bytes, size, into, room, work);
+}
+
+// Deflate's best is 1032 bytes for one (a 258-byte match for two bits), LZO1X's 255 for one (a zero byte
+// of a length field); the added bytes cover the short streams.
+std::size_t most_unzipped(unzipper by, std::size_t size) {
+  return by == unzipper::zlib ? size * 1032 + 1032 : size * 255 + 1032;
+}
+
+void report_unzip_failure(const unzip_result& result) {
+  if (result.by == unzipper::zlib)
+    report_zlib_failure(result);
+  else
+    report_lzo_failure(result);
+}
+
+}  // namespace ravo
+
+int make_zlib(unsigned char* start, int slen, unsigned char* dest, int* dlen) {
+  return ravo::make(ravo::unzipper::zlib, start, slen, dest, dlen, nullptr);
+}
+
+int make_lzo(unsigned char* start, int slen, unsigned char* dest, int* dlen, unsigned char* prm) {
+  return ravo::make(ravo::unzipper::lzo, start, slen, dest, dlen, prm);
+}

@@ -1,0 +1,35 @@
+// Inflating one block, without a word to anybody: what make_zlib and make_lzo do, and the block decoder.
+// What went wrong comes back as a value, and is told by report_unzip_failure.
+#ifndef RAVO_DAQ_READER_UNZIP_H
+#define RAVO_DAQ_READER_UNZIP_H
+
+#include <cstddef>
+
+namespace ravo {
+
+enum class unzipper { zlib, lzo };
+
+/// Where an unzipper stopped.
+enum class unzip_step { done, parameters, initialisation, decompression };
+
+struct unzip_result {
+  unzipper by = unzipper::zlib;
+  unzip_step step = unzip_step::done;
+  int code = 0;              ///< what the compression library answered
+  std::size_t produced = 0;  ///< bytes written, when done
+  bool ok() const { return step == unzip_step::done; }
+};
+
+/// Inflates `size` bytes into `room` bytes; never writes more than that. `work` is LZO's work memory.
+unzip_result unzip(unzipper by, const unsigned char* bytes, std::size_t size, unsigned char* into,
+                   std::size_t room, unsigned char* work);
+
+/// The most bytes that `size` compressed bytes can hold.
+std::size_t most_unzipped(unzipper by, std::size_t size);
+
+/// Tells the failure on standard output, in the words of make_zlib and make_lzo.
+void report_unzip_failure(const unzip_result& result);
+
+}  // namespace ravo
+
+#endif

@@ -1,0 +1,35 @@
+// Which operations of the table-access library serve which generation: the one place where the reading
+// layers' templates meet it for anything that differs.
+#ifndef RAVO_DAQ_READER_LIBRARY_CALLS_H
+#define RAVO_DAQ_READER_LIBRARY_CALLS_H
+
+#include "ravo_daq/generation_2010.h"
+#include "ravo_evutl.h"
+#include "ravo_xml.h"
+
+namespace ravo {
+
+template <class G>
+struct library_calls;
+
+template <>
+struct library_calls<generation_2010> {
+  static constexpr auto get_reference_table = &get_ravo_file_reference_table_m_2010;
+  static constexpr auto get_event_index_table = &ravo_get_event_index_table_m_2010;
+  static constexpr auto get_dictionary_table = &ravo_get_channel_dictionary_table_m_2010;
+  static constexpr auto get_chan_pointers_table = &ravo_get_event_chan_pointers_table_m_2010;
+  static constexpr auto get_chan_pointers_table_by_list = &ravo_get_event_chan_pointers_table_by_list_m_2010;
+  static constexpr auto get_env_dictionary_table = &ravo_get_env_index_dictionary_table_m_2010;
+  static constexpr auto get_chan_descr_table = &ravo_get_chan_descr_table_m_2010;
+  static constexpr auto load_chan_descr = &ravo_load_chan_descr;
+  static constexpr auto find_channel_by_name = &ravo_find_channel_by_name_2010;
+  static constexpr auto cut_subchannel = &device_to_one_channel_2010;
+  static constexpr auto print_server_block_head = &dump_event_subheader_2010;
+  static constexpr auto print_subhead = &dump_event_chanhead_2010;
+  static constexpr auto print_block = &print_data_type_2010;
+  static constexpr auto print_description = &print_ravo_chan_descr;
+};
+
+}  // namespace ravo
+
+#endif

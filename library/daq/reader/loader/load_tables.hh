@@ -1,0 +1,106 @@
+// The loader's steps from an open file to its tables in memory.
+#include <sys/mman.h>
+
+#include <cstdio>
+
+#include "library_calls.h"
+#include "loader/loader_texts.h"
+#include "mapping.h"
+#include "ravo_daq/file_get_tables.h"
+
+namespace ravo {
+
+template <class G>
+int file_get_tables<G>::refuse(const char* text, int error, int code) {
+  if (debug != 0) std::printf(text, error);
+  return code;
+}
+
+template <class G>
+int file_get_tables<G>::load_tables() {
+  using library = library_calls<G>;
+  using texts = loader_texts<G>;
+
+  if (const int failure = load_reference_table()) return failure;
+
+  if (const int error = library::get_event_index_table(len, ref_tbl, fd, &leit_tab))
+    return refuse(texts::no_event_index, error, 3);
+  eit_tab = leit_tab;
+
+  if (const int error = library::get_dictionary_table(len, ref_tbl, fd, &lcdt_tab))
+    return refuse(texts::no_dictionary, error, 3);  // the event index table's code, on purpose
+  cdt_tab = lcdt_tab;
+
+  if (const int failure = load_pointer_table()) return failure;
+  decide_copy_mode();
+
+  if (const int error = library::get_env_dictionary_table(len, ref_tbl, fd, &leidt_tab))
+    return refuse(texts::no_env_dictionary, error, 5);
+  eidt_tab = leidt_tab;
+
+  if (const int error = library::get_chan_descr_table(len, ref_tbl, fd, &lxcd_tab))
+    return refuse(texts::no_description_header, error, 6);
+  xcd_tab = lxcd_tab;
+
+  if (descr_mode != 0)
+    if (const int error = library::load_chan_descr(xcd_tab, &descr_list))
+      return refuse(texts::no_descriptions, error, 7);
+  return 0;
+}
+
+// The file's last 4 bytes lead to the reference table: the table-access library gets the mapped pages
+// from the one that holds them through to the end.
+template <class G>
+int file_get_tables<G>::load_reference_table() {
+  const off_t tail = len < 4 ? 0 : len - 4;
+  long rest = 0;
+  const long offset = ravo_get_page_offset(len, tail, &rest);
+  const long mapped = len - offset;
+  if (debug != 0) std::printf("Length: %ld offset: %ld  fd: %x\n", mapped, offset, static_cast<unsigned>(fd));
+
+  file_mapping mapping;
+  if (!mapping.map(fd, len, static_cast<unsigned long>(offset), static_cast<unsigned long>(mapped),
+                   static_cast<unsigned long>(mapped)))
+    return fail_mapping(-3);
+  const int error = library_calls<G>::get_reference_table(mapping.base(), mapped, len, fd, &lref_tbl);
+  if (error != 0) return refuse(loader_texts<G>::no_reference_table, error, 2);
+  ref_tbl = lref_tbl;
+  return 0;
+}
+
+template <class G>
+int file_get_tables<G>::load_pointer_table() {
+  using library = library_calls<G>;
+  using texts = loader_texts<G>;
+  const bool listed = !chans.empty();
+  const int error = listed ? library::get_chan_pointers_table_by_list(len, ref_tbl, fd, &chans, cdt_tab, &lecp_tab)
+                           : library::get_chan_pointers_table(len, ref_tbl, fd, &lecp_tab);
+  if (error != 0) return refuse(listed ? texts::no_pointers_by_list : texts::no_pointers, error, error);
+  ecp_tab = lecp_tab;
+  return 0;
+}
+
+// Headers of fast events are read so often that a heap copy pays; slow channels leave them mapped.
+template <class G>
+void file_get_tables<G>::decide_copy_mode() {
+  basket_copy_mode = 0;
+  if constexpr (G::copies_header_baskets) {
+    for (const char* name : chans) {
+      typename G::dictionary_entry* entry = nullptr;
+      if (library_calls<G>::find_channel_by_name(cdt_tab, name, &entry) < 0) continue;
+      for (int type = 0; type < 32; ++type)
+        if ((entry->ev_mask >> type & 1u) != 0 && !is_slow_event(type)) {
+          basket_copy_mode = 1;
+          return;
+        }
+    }
+  }
+}
+
+template <class G>
+int file_get_tables<G>::fail_mapping(int code) {
+  if (debug != 0) perror("mmap");
+  return code;
+}
+
+}  // namespace ravo
