@@ -1,0 +1,51 @@
+// Makes the reading layers run out of memory at a chosen moment: a program that includes this header (in
+// one source file) puts its own two functions in place of the library's, which count, and fail on demand.
+#ifndef RAVO_TEST_FAILING_ALLOCATION_H
+#define RAVO_TEST_FAILING_ALLOCATION_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+
+namespace ravo::test {
+
+/// While it lives, the allocation after `successes` more fails, and only that one.
+class failing_allocation {
+ public:
+  explicit failing_allocation(long successes) { remaining = successes; }
+  ~failing_allocation() { remaining = -1; }
+  failing_allocation(const failing_allocation&) = delete;
+  failing_allocation& operator=(const failing_allocation&) = delete;
+
+  /// Whether the failing allocation has come.
+  static bool happened() { return remaining == -1; }
+  /// Whether the allocation that is being asked for fails.
+  static bool is_due() {
+    ++asked;
+    long left = remaining;
+    while (left >= 0 && !remaining.compare_exchange_weak(left, left - 1)) {
+    }
+    return left == 0;
+  }
+
+  static inline std::atomic<long> remaining{-1};  ///< -1: none fails
+  static inline std::atomic<long> asked{0};       ///< all allocations so far
+};
+
+}  // namespace ravo::test
+
+namespace ravo {
+
+void* allocate(std::size_t size);
+void* allocate(std::size_t size) {
+  return test::failing_allocation::is_due() ? nullptr : std::malloc(size);
+}
+
+void* reallocate(void* memory, std::size_t size);
+void* reallocate(void* memory, std::size_t size) {
+  return test::failing_allocation::is_due() ? nullptr : std::realloc(memory, size);
+}
+
+}  // namespace ravo
+
+#endif
