@@ -23,6 +23,7 @@ class target_file {
 
   outcome create();
   outcome append(std::span<const unsigned char> bytes);
+  /// Something else has to be appended behind zeros: a file does not end in a hole.
   outcome append_zeros(std::uint64_t count);
   /// Bytes appended so far: the offset at which the next ones will lie.
   std::uint64_t size() const { return size_; }
