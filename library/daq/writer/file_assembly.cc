@@ -129,9 +129,8 @@ outcome file_builder::append_pointer_table(target_file& target) const {
       put_size(out, subheader + sizeof(ravo_serv_block_subhead_2010));
     }
     done = target.append(out);
-    if (!done.failed())
-      done = target.append_zeros((contents_.longest_row - rows_[i].entries.size()) *
-                                 sizeof(ravo_event_chan_ptr_entry));
+    target.append_zeros((contents_.longest_row - rows_[i].entries.size()) *
+                        sizeof(ravo_event_chan_ptr_entry));
   }
   return done;
 }

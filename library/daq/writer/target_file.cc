@@ -47,6 +47,9 @@ outcome target_file::create() {
 }
 
 outcome target_file::append(std::span<const unsigned char> bytes) {
+  if (bytes.empty()) return {};
+  outcome settled = settle_zeros();
+  if (settled.failed()) return settled;
   size_ += bytes.size();
   while (!bytes.empty()) {
     const std::size_t part = std::min(bytes.size(), pending_bytes - pending_.size());
@@ -59,13 +62,21 @@ outcome target_file::append(std::span<const unsigned char> bytes) {
   return {};
 }
 
-outcome target_file::append_zeros(std::uint64_t count) {
-  static constexpr unsigned char zeros[smallest_hole] = {};
-  if (count < smallest_hole) return append({zeros, static_cast<std::size_t>(count)});
+void target_file::append_zeros(std::uint64_t count) {
+  zeros_ += count;
+  size_ += count;
+}
+
+outcome target_file::settle_zeros() {
+  const std::uint64_t count = std::exchange(zeros_, 0);
+  if (count == 0) return {};
+  if (count < smallest_hole && count < pending_bytes - pending_.size()) {
+    pending_.insert(pending_.end(), static_cast<std::size_t>(count), 0);
+    return {};
+  }
   outcome written = write_out();
   if (written.failed()) return written;
   if (::lseek(file_, static_cast<off_t>(count), SEEK_CUR) < 0) return refuse_write(errno);
-  size_ += count;
   return {};
 }
 

@@ -24,13 +24,14 @@ class target_file {
   outcome create();
   outcome append(std::span<const unsigned char> bytes);
   /// Something else has to be appended behind zeros: a file does not end in a hole.
-  outcome append_zeros(std::uint64_t count);
+  void append_zeros(std::uint64_t count);
   /// Bytes appended so far: the offset at which the next ones will lie.
   std::uint64_t size() const { return size_; }
   /// The name itself is on disk once the folder is synchronised.
   outcome publish();
 
  private:
+  outcome settle_zeros();
   outcome write_out();
   outcome refuse_write(int error) const;
   int give_name();
@@ -40,6 +41,7 @@ class target_file {
   std::string hidden_name_;  // where the file system has no nameless files; otherwise empty
   int file_ = -1;
   byte_vector pending_;
+  std::uint64_t zeros_ = 0;  // behind pending_; neighbouring runs make one
   std::uint64_t size_ = 0;
 };
 
