@@ -7,10 +7,12 @@
 #include <lzo/lzo1x.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bytes.h"
@@ -39,6 +41,8 @@ struct handmade_block {
 };
 
 struct handmade_channel {
+  explicit handmade_channel(std::string its_name) : name(std::move(its_name)) {}
+
   std::string name;
   std::vector<handmade_block> blocks;
   std::uint32_t ev_mask = 1u << RAVO_EV_NORMAL;
@@ -91,7 +95,7 @@ inline handmade_block zipped(handmade_block block, std::uint32_t flags) {
 struct handmade_file {
   std::vector<handmade_event> events;
   std::vector<handmade_channel> channels;
-  std::string xml = "<channels/>";
+  std::string xml = "<channel_descriptions version=\"1\"/>";
   /// Where the pieces lie: "events", "servers", "pointers", "dictionary", "index", "environment", "xml",
   /// "reference", and by channel name the first byte of its basket.
   std::map<std::string, std::size_t> at;

@@ -1,5 +1,6 @@
 // The loader's two header baskets: mapped just far enough to read their length, then whole; kept mapped,
 // or copied to the heap and unmapped.
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -31,8 +32,9 @@ int file_get_tables<G>::load_basket(unsigned long reference, unsigned long first
   file_mapping mapping;
   if (!mapping.map(fd, len, reference, first_size, basket_head_size)) return fail_mapping(head_failure);
   const auto length = static_cast<unsigned long>(basket_length(mapping.bytes()));  // negative: beyond any file
-  if (length < basket_head_size || !mapping.map(fd, len, reference, length, length))
-    return fail_mapping(whole_failure);
+  const bool sensible = length >= basket_head_size;
+  if (!sensible) errno = EINVAL;
+  if (!sensible || !mapping.map(fd, len, reference, length, length)) return fail_mapping(whole_failure);
   base_size = mapping.size();
 
   if (basket_copy_mode != 0) {

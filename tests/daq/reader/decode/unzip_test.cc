@@ -1,0 +1,167 @@
+// make_zlib and make_lzo: results, lengths and texts. The compressed bytes come straight from zlib and LZO.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "captured_output.h"
+#include "handmade_file.h"
+#include "ravo_daq_unzip.h"
+
+namespace {
+
+using ravo::test::bytes;
+using ravo::test::captured_output;
+
+bytes ramp(std::size_t words) {
+  bytes content;
+  for (std::size_t i = 0; i < words; ++i) content.u32(static_cast<std::uint32_t>(i * i));
+  return content;
+}
+
+struct outcome {
+  int status = 0;
+  int length = 0;
+  std::string text;
+  std::vector<unsigned char> content;
+};
+
+using unzip_function = int (*)(unsigned char*, int, unsigned char*, int*);
+int lzo(unsigned char* start, int slen, unsigned char* dest, int* dlen) {
+  return make_lzo(start, slen, dest, dlen, nullptr);
+}
+
+outcome run(unzip_function unzip, std::string compressed, int room) {
+  outcome result;
+  result.length = room;
+  result.content.resize(static_cast<std::size_t>(std::max(room, 1)));
+  captured_output output;
+  result.status = unzip(reinterpret_cast<unsigned char*>(compressed.data()), static_cast<int>(compressed.size()),
+                        result.content.data(), &result.length);
+  result.text = output.stop();
+  return result;
+}
+
+TEST(MakeZlib, InflatesAWholeStream) {
+  const bytes content = ramp(2048);
+  const outcome result = run(make_zlib, ravo::test::compress_zlib(content), 8192);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.length, 8192);
+  EXPECT_EQ(result.content, content.vector());
+  EXPECT_EQ(result.text, "");
+}
+
+TEST(MakeZlib, ReportsTheSmallerSizeOfAShorterStream) {
+  const outcome result = run(make_zlib, ravo::test::compress_zlib(ramp(10)), 100);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.length, 40);
+}
+
+TEST(MakeZlib, FailsWhenTheStreamHoldsMoreThanThereIsRoomFor) {
+  const outcome result = run(make_zlib, ravo::test::compress_zlib(ramp(100)), 399);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.text, "make_zlib() -  !!!! inflate() returnd 0 !!!!");
+  EXPECT_EQ(result.length, 399);
+}
+
+TEST(MakeZlib, FailsWhenTheInputEndsEarly) {
+  std::string compressed = ravo::test::compress_zlib(ramp(100));
+  compressed.resize(compressed.size() - 1);
+  const outcome result = run(make_zlib, compressed, 400);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.text, "make_zlib() -  !!!! inflate() returnd 0 !!!!");
+}
+
+TEST(MakeZlib, FailsOnAStreamWithoutTheZlibWrapper) {
+  std::string compressed = ravo::test::compress_zlib(ramp(100));
+  compressed = compressed.substr(2, compressed.size() - 6);
+  const outcome result = run(make_zlib, compressed, 400);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.text, "make_zlib() -  !!!! inflate() returnd -3 !!!!");
+}
+
+TEST(MakeZlib, FailsOnADamagedStream) {
+  std::string compressed = ravo::test::compress_zlib(ramp(100));
+  compressed.back() = static_cast<char>(compressed.back() ^ 1);  // the checksum
+  EXPECT_EQ(run(make_zlib, compressed, 400).status, 1);
+}
+
+TEST(MakeLzo, DecompressesAWholeStream) {
+  const bytes content = ramp(2048);
+  const outcome result = run(lzo, ravo::test::compress_lzo(content), 8192);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.length, 8192);
+  EXPECT_EQ(result.content, content.vector());
+  EXPECT_EQ(result.text, "");
+}
+
+TEST(MakeLzo, ReportsTheSmallerSizeOfAShorterStream) {
+  const outcome result = run(lzo, ravo::test::compress_lzo(ramp(10)), 100);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.length, 40);
+}
+
+TEST(MakeLzo, NeverWritesPastTheRoom) {
+  std::string compressed = ravo::test::compress_lzo(ramp(100));
+  std::vector<unsigned char> content(400, 0xAB);
+  int length = 100;
+  captured_output output;
+  EXPECT_EQ(make_lzo(reinterpret_cast<unsigned char*>(compressed.data()), static_cast<int>(compressed.size()),
+                     content.data(), &length, nullptr),
+            1);
+  EXPECT_EQ(output.stop(), "make_lzo - internal error - decompression failed: -5\n");
+  for (std::size_t i = 100; i < content.size(); ++i) ASSERT_EQ(content[i], 0xAB);
+}
+
+TEST(MakeLzo, FailsWhenTheInputEndsEarly) {
+  std::string compressed = ravo::test::compress_lzo(ramp(100));
+  compressed.resize(compressed.size() - 4);
+  const outcome result = run(lzo, compressed, 400);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.text, "make_lzo - internal error - decompression failed: -4\n");
+}
+
+
+class BothUnzippers : public testing::TestWithParam<int> {};
+
+TEST_P(BothUnzippers, RefuseArgumentsThatAreNotThere) {
+  for (int missing = 0; missing < 5; ++missing) {
+    unsigned char start[8] = {};
+    unsigned char dest[8];
+    int room = missing == 4 ? 0 : 8;
+    unsigned char* from = missing == 0 ? nullptr : start;
+    const int size = missing == 1 ? 0 : 8;
+    unsigned char* to = missing == 2 ? nullptr : dest;
+    int* length = missing == 3 ? nullptr : &room;
+    captured_output output;
+    const bool zlib = GetParam() == 0;
+    EXPECT_EQ(zlib ? make_zlib(from, size, to, length) : make_lzo(from, size, to, length, nullptr), 1);
+    EXPECT_EQ(output.stop(), zlib ? "make_zlib() invalid parameter(s)\n" : "make_lzo() invalid parameter(s)\n");
+  }
+}
+
+TEST_P(BothUnzippers, RunInManyThreadsAtOnce) {
+  const bytes content = ramp(4096);
+  const bool zlib = GetParam() == 0;
+  const std::string compressed = zlib ? ravo::test::compress_zlib(content) : ravo::test::compress_lzo(content);
+  std::vector<std::thread> threads;
+  std::atomic<int> good{0};
+  for (int t = 0; t < 8; ++t)
+    threads.emplace_back([&] {
+      for (int i = 0; i < 20; ++i) {
+        std::string copy = compressed;
+        std::vector<unsigned char> to(content.size());
+        int length = static_cast<int>(to.size());
+        auto* from = reinterpret_cast<unsigned char*>(copy.data());
+        const int size = static_cast<int>(copy.size());
+        const int status =
+            zlib ? make_zlib(from, size, to.data(), &length) : make_lzo(from, size, to.data(), &length, nullptr);
+        if (status == 0 && to == content.vector()) ++good;
+      }
+    });
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(good, 160);
+}
+
+INSTANTIATE_TEST_SUITE_P(ZlibAndLzo, BothUnzippers, testing::Values(0, 1));
+
+}  // namespace
