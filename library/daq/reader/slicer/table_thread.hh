@@ -118,9 +118,9 @@ typename G::file_tables* daq_slicer<G>::find_ready_table(const char* file) {
   const scoped_lock lock(tmx);
   if (typename G::file_tables* tables = claim_tables(file)) return tables;
   // One wait only: files are asked for in the order in which the thread loads them, so when another file
-  // became ready, this one is not to be had.
+  // became ready, this one is not to be had. Whether a later file has failed meanwhile makes no difference
+  // to one that is loaded.
   if (task.ready == 0) wait_until_ready(file);
-  if (task.status != 0) return nullptr;
   return claim_tables(file);
 }
 
