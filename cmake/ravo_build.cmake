@@ -48,5 +48,6 @@ function(ravo_add_test name)
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ravo_warnings ${arg_LIBRARIES} GTest::gtest GTest::gmock
                                         GTest::gtest_main)
-  gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+  gtest_discover_tests(${name} TEST_PREFIX ${name}. NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60
+                       PROPERTIES TIMEOUT 300)
 endfunction()

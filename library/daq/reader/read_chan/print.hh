@@ -45,8 +45,11 @@ void daq_read_chan<G>::print_cdt_entry() {
     return;
   }
   std::string events;
-  for (int type = 0; type < 32; ++type)
-    if ((cdt->ev_mask >> type & 1u) != 0) events += (events.empty() ? "" : ":") + std::string(event_name_itoa(type));
+  for (int type = 0; type < 32; ++type) {
+    if ((cdt->ev_mask >> type & 1u) == 0) continue;
+    if (!events.empty()) events += ':';
+    events += event_name_itoa(type);
+  }
   std::printf("[%d]\tKey:%u\tChan:%s\tCount:%d\tEvents:%s\n", cdtl, cdt->key, cdt->chan_name, cdt->count,
               events.c_str());
 }
