@@ -1,0 +1,74 @@
+#include "answer_key.h"
+
+#include <zlib.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "failure.h"
+#include "json_lines.h"
+#include "ravo_data_types.h"
+#include "ravo_evutl.h"
+#include "ravo_payload.h"
+#include "times.h"
+
+namespace ravo::tool {
+namespace {
+
+// Count, mean, least and greatest value of each member of a spectrum, straight from its samples.
+json spectrum_members(std::span<const unsigned char> payload) {
+  ravo_spect_head_2010 head;
+  std::memcpy(&head, payload.data(), sizeof head);
+  const int count = head.samples * head.groups;
+  const unsigned char* sample =
+      payload.data() + payload.size() -
+      static_cast<std::size_t>(head.members) * static_cast<std::size_t>(count) * 4;
+  json members = json::array();
+  for (int member = 0; member < head.members; ++member) {
+    double sum = 0, min = 0, max = 0;
+    for (int i = 0; i < count; ++i, sample += 4) {
+      float value;
+      std::memcpy(&value, sample, 4);
+      sum += value;
+      min = i == 0 || value < min ? value : min;
+      max = i == 0 || value > max ? value : max;
+    }
+    members.push_back({{"count", count}, {"mean", sum / count}, {"min", min}, {"max", max}});
+  }
+  return members;
+}
+
+const char* type_name(RAVO_SUBBLOCK_TYPE dtype) { return find_data_type(dtype)->name.data(); }
+
+}  // namespace
+
+answer_key::answer_key(const std::string& path)
+    : path_(path), file_(path, std::ios::binary | std::ios::trunc) {
+  if (!file_) throw data_failure(path_ + ": " + std::strerror(errno));
+}
+
+void answer_key::add(const simulator::answer& put_in) {
+  const simulator::delivered_block block = simulator::deliver(put_in);
+  json line;
+  line["run"] = put_in.run;
+  line["file"] = put_in.file;
+  line["event"] = put_in.event_number;
+  line["time"] = format_time(put_in.event_time);
+  line["event_type"] = event_name_itoa(put_in.event_type);
+  line["server"] = put_in.server;
+  line["channel"] = put_in.what->name;
+  line["dtype"] = type_name(block.dtype);
+  line["stored_dtype"] = type_name(put_in.what->dtype());
+  line["bytes"] = block.payload.size();
+  line["crc32"] = crc32(0, block.payload.data(), static_cast<unsigned>(block.payload.size()));
+  if (find_data_type(block.dtype)->shape == payload_shape::spectrum)
+    line["members"] = spectrum_members(block.payload);
+  file_ << json_line(line);
+}
+
+void answer_key::close() {
+  file_.close();
+  if (!file_) throw data_failure(path_ + ": the answer key could not be written whole");
+}
+
+}  // namespace ravo::tool

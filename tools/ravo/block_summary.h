@@ -1,0 +1,66 @@
+// What a person wants to know of the data of one block: of a spectrum count, mean, least and greatest
+// value per member, of an image its size and brightness, of the rest the values themselves.
+#ifndef RAVO_TOOL_BLOCK_SUMMARY_H
+#define RAVO_TOOL_BLOCK_SUMMARY_H
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "ravo_data_types.h"
+
+namespace ravo::tool {
+
+/// Values that are not finite are counted, and left out of the rest.
+struct number_summary {
+  std::string name;  ///< of the member
+  std::size_t count = 0;
+  std::size_t not_finite = 0;
+  double mean = 0;
+  double min = 0;
+  double max = 0;
+};
+
+struct image_summary {
+  int width;
+  int height;
+  int bytes_per_pixel;
+  std::uint32_t frame;
+  double mean;
+  std::uint32_t max;
+};
+
+struct update_summary {
+  std::string property;
+  std::int32_t status;
+  time_stamp time;
+  float value;
+};
+
+struct named_value {
+  std::string name;
+  float value;
+};
+
+/// Which parts are set depends on the data type's shape.
+struct block_summary {
+  std::string dtype;                    ///< the data type's name, or its number
+  std::vector<number_summary> members;  ///< spectra and profiles
+  bool scalar = false;                  ///< every member is one number
+  std::optional<image_summary> image;
+  std::optional<update_summary> update;
+  std::vector<named_value> pairs;
+  std::optional<std::string> comment;  ///< of name-value pairs
+  std::optional<std::string> text;
+  bool consistent = true;  ///< false: the data are not what their type says
+};
+
+/// Summarises the data of a block in host order. The high 16 bits of `dtype`, the type a subchannel was
+/// cut from, and `subchannel` name the member.
+block_summary summarise(std::uint32_t dtype, int subchannel, std::span<const unsigned char> data);
+
+}  // namespace ravo::tool
+
+#endif

@@ -1,0 +1,29 @@
+// How the tool's verbs end when they cannot do what was asked: each kind has its exit code.
+#ifndef RAVO_TOOL_FAILURE_H
+#define RAVO_TOOL_FAILURE_H
+
+#include <stdexcept>
+
+namespace ravo::tool {
+
+inline constexpr int exit_fine = 0;
+inline constexpr int exit_data = 1;           ///< a file or its data do not allow it
+inline constexpr int exit_usage = 2;          ///< the command line makes no sense
+inline constexpr int exit_interrupted = 130;  ///< Ctrl-C, as shells report it
+
+/// A file or its data do not allow what was asked; what() names the file and the reason.
+struct data_failure : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// The command line makes no sense; what() says which part of it.
+struct usage_failure : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// The user asked to stop.
+struct interrupted : std::exception {};
+
+}  // namespace ravo::tool
+
+#endif

@@ -1,0 +1,85 @@
+// The command-line tool: finds the verb, runs it, and turns every outcome into an exit code and, when
+// something went wrong, one message on standard error.
+#include <fmt/format.h>
+
+#include <exception>
+
+#include "failure.h"
+#include "interrupt.h"
+#include "verb.h"
+
+namespace {
+
+using namespace ravo::tool;
+
+constexpr const char* closing_words = R"(A first look:
+  ravo simulate demo --files 2             write two raw files of a simulated accelerator
+  ravo info demo/*_file1_*.raw             what is in one of them
+  ravo channels demo/*_file1_*.raw         its channels
+  ravo read demo/*.raw --channel LINAC/BPM/001 --limit 3
+
+`ravo VERB --help` explains a verb by examples. Every verb takes --json, for programs.
+Exit codes: 0 fine, 1 a file or its data do not allow it, 2 the command line makes no sense.)";
+
+int run(int argc, char** argv, output& out) {
+  CLI::App tool("Reads the raw files of an accelerator's data acquisition.", "ravo");
+  tool.footer(closing_words);
+  tool.require_subcommand(1);
+  tool.set_version_flag("--version", "ravo " RAVO_VERSION);
+  const verb verbs[] = {simulate_verb(tool), info_verb(tool), channels_verb(tool), read_verb(tool)};
+  const auto chosen = [&]() -> const verb* {
+    for (const verb& one : verbs)
+      if (one.command->parsed()) return &one;
+    return nullptr;
+  };
+  // CLI11 reports help and version the way it reports errors: by throwing.
+  try {
+    tool.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    const verb* one = chosen();
+    out.print(one ? one->command->help() : tool.help());
+    return exit_fine;
+  } catch (const CLI::CallForAllHelp&) {
+    out.print(tool.help("", CLI::AppFormatMode::All));
+    return exit_fine;
+  } catch (const CLI::CallForVersion& version) {
+    out.print(std::string(version.what()) + "\n");
+    return exit_fine;
+  } catch (const CLI::ParseError& error) {
+    const verb* one = chosen();
+    fmt::print(stderr, "ravo: {}\nTry `{} --help`.\n", error.what(),
+               one ? "ravo " + one->command->get_name() : "ravo");
+    return exit_usage;
+  }
+  chosen()->run(out);
+  return exit_fine;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  listen_for_signals();
+  try {
+    output out;
+    int code = exit_fine;
+    try {
+      code = run(argc, argv, out);
+    } catch (...) {
+      out.flush();
+      throw;
+    }
+    out.flush();
+    return code;
+  } catch (const interrupted&) {
+    return exit_interrupted;
+  } catch (const usage_failure& failure) {
+    fmt::print(stderr, "ravo: {}\n", failure.what());
+    return exit_usage;
+  } catch (const data_failure& failure) {
+    fmt::print(stderr, "ravo: {}\n", failure.what());
+    return exit_data;
+  } catch (const std::exception& failure) {
+    fmt::print(stderr, "ravo: {}\n", failure.what());
+    return exit_data;
+  }
+}

@@ -1,0 +1,167 @@
+#include "read_plan.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+
+#include "failure.h"
+#include "names.h"
+#include "ravo_data_types.h"
+#include "ravo_evutl.h"
+#include "raw_file.h"
+
+namespace ravo::tool {
+namespace {
+
+// What all files together know of a channel.
+struct known_channel {
+  std::string units;
+  std::uint64_t blocks = 0;
+  std::optional<RAVO_SUBBLOCK_TYPE> dtype;
+  stored_as form = stored_as::nothing;
+};
+
+class catalogue {
+ public:
+  void add(raw_file& file) {
+    const auto channels = file.channels();
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+      const auto [place, is_new] = known_.try_emplace(channels[i].chan_name);
+      if (is_new) names_.push_back(channels[i].chan_name);
+      known_channel& known = place->second;
+      if (known.units.empty())
+        if (const chan_descr_2010* description = file.description(channels[i].chan_name))
+          known.units = description->units;
+      if (channels[i].count > 0) known.blocks += static_cast<std::uint64_t>(channels[i].count);
+      if (!known.dtype) {
+        known.dtype = file.dtype_of(i);
+        known.form = file.form_of(i);
+      }
+    }
+  }
+  const known_channel* find(const std::string& name) const {
+    const auto place = known_.find(name);
+    return place == known_.end() ? nullptr : &place->second;
+  }
+  const std::vector<std::string>& names() const { return names_; }
+
+ private:
+  std::map<std::string, known_channel> known_;
+  std::vector<std::string> names_;  // in the files' order
+};
+
+struct wanted_channel {
+  std::string name;
+  int subchannel = -1;
+};
+
+wanted_channel split_key(const std::string& text) {
+  const auto colon = text.find(':');
+  if (colon == std::string::npos) return {text, -1};
+  const char* begin = text.data() + colon + 1;
+  const char* end = text.data() + text.size();
+  int subchannel = -1;
+  const auto [stop, error] = std::from_chars(begin, end, subchannel);
+  if (error != std::errc{} || stop != end || subchannel < 0)
+    throw usage_failure(
+        fmt::format("--channel: '{}': behind the ':' stands the number of a member, from 0", text));
+  return {text.substr(0, colon), subchannel};
+}
+
+// Refuses a member that the channel does not have: the reader would find nothing for it.
+void check_member(const wanted_channel& wanted, const known_channel& known) {
+  const data_type* type = known.dtype ? find_data_type(*known.dtype) : nullptr;
+  if (wanted.subchannel < 0 || !type || type->code == RAVO_BLOCK_GENERIC_SPECT) return;
+  if (type->members < 2) {
+    const bool is_cut =
+        wanted.subchannel == 0 && known.form != stored_as::plain &&
+        (type->shape == payload_shape::spectrum || type->shape == payload_shape::spectrum_older);
+    if (is_cut) return;
+    throw data_failure(
+        fmt::format("{} has a single member: ask for it without ':{}'", wanted.name, wanted.subchannel));
+  }
+  if (wanted.subchannel < type->members) return;
+  std::string members;
+  for (int i = 0; i < type->members; ++i)
+    members +=
+        fmt::format("{}{} {}", i == 0 ? "" : ", ", i, type->member_names[static_cast<std::size_t>(i)]);
+  throw data_failure(
+      fmt::format("{} has no member {}; it has {}", wanted.name, wanted.subchannel, members));
+}
+
+std::string unknown_channel(const std::string& name, const catalogue& known) {
+  std::string text = fmt::format("channel {} is in none of the files", name);
+  const std::vector<std::string> near = near_names(name, known.names());
+  text += near.empty() ? "; `ravo channels FILE` lists those that are"
+                       : fmt::format("; did you mean {}?", join_or(near));
+  return text;
+}
+
+std::vector<read_channel> resolve(const std::vector<std::string>& asked, const catalogue& known) {
+  std::vector<read_channel> channels;
+  auto add = [&](const wanted_channel& wanted) {
+    const known_channel& what = *known.find(wanted.name);
+    check_member(wanted, what);
+    const bool is_there = std::any_of(channels.begin(), channels.end(), [&wanted](const read_channel& one) {
+      return one.name == wanted.name && one.subchannel == wanted.subchannel;
+    });
+    if (!is_there) channels.push_back({wanted.name, wanted.subchannel, what.units, what.blocks});
+  };
+  for (const std::string& text : asked) {
+    const wanted_channel wanted = split_key(text);
+    if (known.find(wanted.name)) {
+      add(wanted);
+      continue;
+    }
+    if (!is_pattern(wanted.name)) throw data_failure(unknown_channel(wanted.name, known));
+    std::size_t found = 0;
+    for (const std::string& name : known.names())
+      if (matches(wanted.name, name)) {
+        add({name, wanted.subchannel});
+        ++found;
+      }
+    if (found == 0) throw data_failure(fmt::format("no channel of the files matches {}", wanted.name));
+  }
+  return channels;
+}
+
+void widen(read_plan& plan, const event_summary& events, bool is_first) {
+  const time_stamp &first = events.first.time, &last = events.last.time;
+  int sign = 0;
+  ravo_time_stamp_eq(&first, &plan.first, 0.0, &sign, nullptr);
+  if (is_first || sign < 0) plan.first = first;
+  ravo_time_stamp_eq(&last, &plan.last, 0.0, &sign, nullptr);
+  if (is_first || sign > 0) plan.last = last;
+}
+
+}  // namespace
+
+read_plan make_plan(const read_request& request) {
+  read_plan plan;
+  catalogue known;
+  bool is_first = true;
+  for (const std::string& path : request.files) {
+    // A bare name would be looked for along the data paths; what a person types means this folder.
+    const std::string explicit_path = path.find('/') == std::string::npos ? "./" + path : path;
+    if (std::find(plan.files.begin(), plan.files.end(), explicit_path) != plan.files.end()) continue;
+    raw_file file(path);
+    time_stamp named{};
+    if (get_time_from_file_name(path.c_str(), &named) != 0)
+      throw data_failure(
+          path +
+          ": the name holds no time, by which files are put in order; give the file the name "
+          "that its writer gave it");
+    known.add(file);
+    for (const event_summary& events : file.events()) {
+      widen(plan, events, is_first);
+      is_first = false;
+    }
+    plan.files.push_back(explicit_path);
+  }
+  plan.channels = resolve(request.channels, known);
+  return plan;
+}
+
+}  // namespace ravo::tool

@@ -1,0 +1,25 @@
+// What a reading comes to, once the files were looked into: the channels by name, their units, and the
+// span of time that the files cover.
+#ifndef RAVO_TOOL_READ_PLAN_H
+#define RAVO_TOOL_READ_PLAN_H
+
+#include <string>
+#include <vector>
+
+#include "reading.h"
+
+namespace ravo::tool {
+
+struct read_plan {
+  std::vector<std::string> files;  ///< each with a "/", so that no data path is searched for it
+  std::vector<read_channel> channels;
+  time_stamp first{};  ///< of all events in the files
+  time_stamp last{};
+};
+
+/// Looks into the files; throws data_failure that names the file or channel that stands in the way.
+read_plan make_plan(const read_request& request);
+
+}  // namespace ravo::tool
+
+#endif

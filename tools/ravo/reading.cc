@@ -1,0 +1,165 @@
+#include "reading.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "failure.h"
+#include "interrupt.h"
+#include "progress.h"
+#include "read_plan.h"
+#include "times.h"
+
+namespace ravo::tool {
+namespace {
+
+// What the library printed, as the end of a message.
+std::string library_words(output& out) {
+  const std::string words = out.take_library_output();
+  return words.empty() ? "" : "\nthe library said:\n" + words;
+}
+
+class event_reading {
+ public:
+  event_reading(const read_request& request, output& out)
+      : request_(request), out_(out), plan_(make_plan(request)), blocks_read_(plan_.channels.size()) {}
+
+  std::uint64_t run(const std::function<void(const read_event&)>& take) {
+    progress_bar bar("reading");
+    if (!start()) return 0;
+    std::uint64_t events = 0;
+    bool to_the_end = true;
+    read_event event;
+    while (next(event)) {
+      check_for_interrupt();
+      if (is_behind(event.id)) {
+        to_the_end = false;
+        break;
+      }
+      if (!is_inside(event.id)) continue;
+      take(event);
+      if (!out_.is_terminal()) bar.show(part_done(event.id.time));
+      if (++events == request_.limit) {
+        to_the_end = false;
+        break;
+      }
+      out_.bound_library_output();
+    }
+    bar.hide();
+    const bool whole =
+        to_the_end && !request_.first_event && !request_.last_event && !request_.from && !request_.to;
+    if (whole) check_completeness();
+    return events;
+  }
+
+ private:
+  // Sets the reader up and starts it; false when no file overlaps the window.
+  bool start() {
+    // The rule that a young file may still be growing is for files that are found; these were named by
+    // a person, and each was looked into already.
+    setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
+    reader_.set_debug(request_.debug);
+    std::vector<char*> files;
+    for (std::string& file : plan_.files) files.push_back(file.data());
+    std::vector<std::string> keys;
+    for (const read_channel& channel : plan_.channels) keys.push_back(channel.key());
+    std::vector<daq_channel_entry> entries(keys.size());
+    std::vector<daq_channel_entry*> channels;
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      entries[i].name = keys[i].data();
+      channels.push_back(&entries[i]);
+    }
+    check("the reader refuses the files or the channels", reader_.init(&files, &channels));
+    check("the reader refuses the synch mode", reader_.set_synch_mode(request_.mode));
+    reader_.set_time_diff(&request_.tolerance);
+    const ravo_time_id from{request_.first_event.value_or(0), request_.from.value_or(time_stamp{})};
+    // Without an end the reader would take now for it, and files may be ahead of this machine's clock.
+    const ravo_time_id to{request_.last_event.value_or(0),
+                          request_.to.value_or(time_stamp{plan_.last.timeup + 1, 0})};
+    check("the reader refuses the start of the window", reader_.set_start_point(&from));
+    check("the reader refuses the end of the window", reader_.set_stop_point(&to));
+    const int status = reader_.start();
+    if (reader_.get_number_of_files() == 0) return false;
+    check("reading cannot start", status);
+    return true;
+  }
+
+  void check(const char* what, int status) {
+    if (status == RAVO_DAQ_READER_OK) return;
+    const std::string error = reader_.get_last_error();
+    throw data_failure(fmt::format("{}: {} (status {}){}", what, error, status, library_words(out_)));
+  }
+
+  // The reader's next event; false at the end of the data.
+  bool next(read_event& event) {
+    std::vector<ravo_channel_entry_long*> entries;
+    const int status = reader_.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT);
+    if (status == RAVO_DAQ_READER_OUT_OF_WINDOW) return false;
+    if (status != RAVO_DAQ_READER_OK)
+      throw data_failure(fmt::format("reading stopped behind event {}: {} (status {}){}",
+                                     reader_.current_event_id.event_number, reader_.error_i2a(status),
+                                     status, library_words(out_)));
+    event.entries.clear();
+    event.id = reader_.current_event_id;
+    bool has_id = false;
+    for (std::size_t i = 0; i < reader_.results.size() && i < plan_.channels.size(); ++i) {
+      const ravo_daq_reader_result_entry_2010& result = *reader_.results[i];
+      if (!result.updated && !result.slow) continue;
+      event.entries.push_back({&plan_.channels[i], &result.res, result.updated == 0});
+      if (!result.updated) continue;
+      ++blocks_read_[i];
+      // The first channel that is not slow says which event it is.
+      if (!has_id && (!result.slow || event.id.event_number == 0)) {
+        event.id = result.res.event_id;
+        has_id = !result.slow;
+      }
+    }
+    return true;
+  }
+
+  // The reader knows one kind of window at a time, by the synch mode; here all limits hold together.
+  bool is_inside(const ravo_time_id& id) const {
+    if (request_.first_event && id.event_number != 0 && id.event_number < *request_.first_event)
+      return false;
+    if (request_.from && microseconds(id.time) < microseconds(*request_.from)) return false;
+    return true;
+  }
+  bool is_behind(const ravo_time_id& id) const {
+    if (request_.last_event && id.event_number != 0 && id.event_number > *request_.last_event) return true;
+    return request_.to && microseconds(id.time) > microseconds(*request_.to);
+  }
+
+  double part_done(time_stamp now) const {
+    const double first = microseconds(request_.from.value_or(plan_.first));
+    const double last = microseconds(request_.to.value_or(plan_.last));
+    return last > first ? (microseconds(now) - first) / (last - first) : 0.0;
+  }
+
+  // A block that cannot be decoded is simply not delivered: hold what came against what is there.
+  void check_completeness() {
+    std::string missing;
+    for (std::size_t i = 0; i < plan_.channels.size(); ++i)
+      if (blocks_read_[i] < plan_.channels[i].blocks)
+        missing += fmt::format("\n  {}: {} of {} blocks read", plan_.channels[i].key(), blocks_read_[i],
+                               plan_.channels[i].blocks);
+    if (!missing.empty())
+      throw data_failure("not all data of the files could be read:" + missing + library_words(out_));
+  }
+
+  const read_request& request_;
+  output& out_;
+  read_plan plan_;
+  std::vector<std::uint64_t> blocks_read_;
+  ravo_daq_reader_2010 reader_;
+};
+
+}  // namespace
+
+std::uint64_t read_events(const read_request& request, output& out,
+                          const std::function<void(const read_event&)>& take) {
+  if (request.debug != 0) out.show_library_output();
+  return event_reading(request, out).run(take);
+}
+
+}  // namespace ravo::tool

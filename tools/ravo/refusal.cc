@@ -1,0 +1,130 @@
+#include "refusal.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "ravo_evutl.h"
+#include "ravo_evutl_status.h"
+
+namespace ravo::tool {
+namespace {
+
+struct free_memory {
+  void operator()(void* memory) const { std::free(memory); }
+};
+template <class Table>
+using owned = std::unique_ptr<Table, free_memory>;
+
+class open_file {
+ public:
+  explicit open_file(const std::string& path) : fd(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (fd >= 0) length = static_cast<long>(lseek(fd, 0, SEEK_END));
+  }
+  ~open_file() {
+    if (fd >= 0) close(fd);
+  }
+  open_file(const open_file&) = delete;
+  open_file& operator=(const open_file&) = delete;
+
+  int fd;
+  long length = 0;
+};
+
+std::string refused(const char* table, int status) {
+  return fmt::format("{}: {} (status {})", table, ravo_evutl_status_text(status), status);
+}
+
+// Beside the table's refusal: what the file looks like, which often tells more.
+std::string appearance(const open_file& file) {
+  char head[256];
+  const ssize_t got = pread(file.fd, head, sizeof head, 0);
+  const std::string_view begin(head, got > 0 ? static_cast<std::size_t>(got) : 0);
+  const std::string_view signature(RAVO_FILE_SIGNATURE_2010, sizeof RAVO_FILE_SIGNATURE_2010 - 1);
+  if (begin.starts_with(signature))
+    return "it begins like a raw file, so its end is missing or damaged: it was cut off, or is still being "
+           "written";
+  if (std::all_of(begin.begin(), begin.end(), [](char letter) {
+        return static_cast<unsigned char>(letter) >= 0x80 || (letter >= ' ' && letter < 0x7f) ||
+               std::strchr("\t\r\n\f", letter) != nullptr;
+      }))
+    return "it looks like a text, not like a raw file";
+  return "it does not begin like a raw file of the current generation";
+}
+
+int read_reference_table(const open_file& file, owned<ravo_file_reference_table_2010>& table) {
+  long rest = 0;
+  const long offset = ravo_get_page_offset(file.length, file.length - 4, &rest);
+  const auto size = static_cast<std::size_t>(file.length - offset);
+  void* tail = mmap(nullptr, size, PROT_READ, MAP_SHARED, file.fd, offset);
+  if (tail == MAP_FAILED) return RAVO_TABLE_UNREADABLE;
+  ravo_file_reference_table_2010* read = nullptr;
+  const int status = get_ravo_file_reference_table_m_2010(
+      static_cast<const unsigned char*>(tail), static_cast<long>(size), file.length, file.fd, &read);
+  munmap(tail, size);
+  table.reset(read);
+  return status;
+}
+
+// The refusal of the first table behind the reference table that is refused; empty when none is.
+std::string first_refused_table(const open_file& file, const ravo_file_reference_table_2010* reference) {
+  ravo_event_index_table_2010* index = nullptr;
+  int status = ravo_get_event_index_table_m_2010(file.length, reference, file.fd, &index);
+  const owned<ravo_event_index_table_2010> own_index(index);
+  if (status != 0) return refused("event index table", status);
+  ravo_chan_dictionary_table_2010* dictionary = nullptr;
+  status = ravo_get_channel_dictionary_table_m_2010(file.length, reference, file.fd, &dictionary);
+  const owned<ravo_chan_dictionary_table_2010> own_dictionary(dictionary);
+  if (status != 0) return refused("channel dictionary", status);
+  ravo_event_chan_pointers_table* pointers = nullptr;
+  status = ravo_get_event_chan_pointers_table_m_2010(file.length, reference, file.fd, &pointers);
+  const owned<ravo_event_chan_pointers_table> own_pointers(pointers);
+  if (status != 0) return refused("event channel pointer table", status);
+  ravo_env_dictionary_table_2010* environment = nullptr;
+  status = ravo_get_env_index_dictionary_table_m_2010(file.length, reference, file.fd, &environment);
+  const owned<ravo_env_dictionary_table_2010> own_environment(environment);
+  if (status != 0) return refused("environment dictionary", status);
+  ravo_xml_chan_descr_header_2010* xml = nullptr;
+  status = ravo_get_chan_descr_table_m_2010(file.length, reference, file.fd, &xml);
+  const owned<ravo_xml_chan_descr_header_2010> own_xml(xml);
+  if (status != 0) return refused("channel descriptions", status);
+  return "";
+}
+
+}  // namespace
+
+std::string explain_refusal(const std::string& path, int code) {
+  const open_file file(path);
+  if (file.fd < 0) return std::strerror(errno);
+  if (file.length < 4) return "too short for a raw file";
+  owned<ravo_file_reference_table_2010> reference;
+  if (const int status = read_reference_table(file, reference); status != 0)
+    return refused("not a readable raw file: file reference table", status) + "; " + appearance(file);
+  const std::string table = first_refused_table(file, reference.get());
+  if (!table.empty()) return "damaged: " + table;
+  switch (code) {
+    case 7:
+      return "damaged: channel descriptions: the XML text is not well formed or not of the schema";
+    case -3:
+      return "the end of the file cannot be mapped into memory";
+    case -4:
+    case -5:
+      return "damaged: the event header basket cannot be mapped";
+    case -6:
+    case -7:
+      return "damaged: the server block basket cannot be mapped";
+    default:
+      return fmt::format("refused with code {}", code);
+  }
+}
+
+}  // namespace ravo::tool

@@ -1,0 +1,15 @@
+// Says in words why the loader refuses a file: it goes through the tables again, one by one, until one is
+// refused.
+#ifndef RAVO_TOOL_REFUSAL_H
+#define RAVO_TOOL_REFUSAL_H
+
+#include <string>
+
+namespace ravo::tool {
+
+/// The reason for the loader's non-zero `code` for the file, without the file's name.
+std::string explain_refusal(const std::string& path, int code);
+
+}  // namespace ravo::tool
+
+#endif

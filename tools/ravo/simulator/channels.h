@@ -1,0 +1,91 @@
+// The instruments of the simulated machine: which channels there are, what they are called, how often
+// they have data and how they are stored. What is in their data is payload.h's.
+#ifndef RAVO_SIMULATOR_CHANNELS_H
+#define RAVO_SIMULATOR_CHANNELS_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ravo_daq_writer_2010.h"
+#include "ravo_raw_format.h"
+
+namespace ravo::simulator {
+
+enum class channel_kind {
+  bpm,          ///< beam position and charge, bunch by bunch
+  toroid,       ///< charge, bunch by bunch
+  rf,           ///< amplitude and phase of a cavity: fill, flat top, decay
+  spectrum,     ///< a photon spectrum in groups, with means and statistics
+  energy,       ///< one number a pulse
+  camera,       ///< a plain frame, one byte a pixel
+  camera_ext,   ///< an extended frame, two bytes a pixel
+  profile,      ///< the two profiles of a region of interest
+  slow,         ///< a magnet current, told when it changes
+  environment,  ///< a temperature, read every ten pulses
+  status,       ///< name-value pairs
+  message,      ///< a text
+  run_begin,    ///< told once, when a run begins
+  run_end,      ///< told once, when a run ends
+};
+
+/// When a channel has data among the events that its kind takes part in.
+enum class presence {
+  always,
+  every_second,      ///< at half the rate
+  gaps,              ///< not in pulses 30 to 49 of every hundred, and not in one of eleven others
+  from_second_file,  ///< not in the first file of a run
+  never,             ///< declared only
+};
+
+struct channel {
+  std::string name;
+  channel_kind kind;
+  int place;  ///< along the machine, from 0
+  presence when = presence::always;
+  ravo_compression compression = ravo_compression::none;
+  int env_index = -1;  ///< of environment channels
+
+  RAVO_SUBBLOCK_TYPE dtype() const;
+  /// The event type that carries the channel.
+  RAVO_EVTYPE event_type() const;
+  /// The front-end server that delivers it.
+  const char* server() const;
+};
+
+/// How many channels of each kind there are. Beside them there are always six special ones: one at half
+/// rate, one with gaps, one from the second file on, one without data, begin of run and end of run.
+struct channel_counts {
+  int bpms = 10;
+  int toroids = 4;
+  int rfs = 4;
+  int spectra = 2;
+  int energies = 1;
+  int cameras = 1;
+  int cameras_ext = 1;
+  int profiles = 1;
+  int slows = 4;
+  int environments = 3;
+  int statuses = 1;
+  int messages = 1;
+
+  int total() const;
+};
+inline constexpr int special_channels = 6;
+
+/// The smallest total that counts_for_total can share out.
+inline constexpr int smallest_total = 20;
+/// Counts that make `total` channels together with the special ones.
+channel_counts counts_for_total(int total);
+
+/// The channels, in the order of the file's dictionary. Without `compression`, neighbours of a kind are
+/// stored zlib, plain and LZO in turn.
+std::vector<channel> make_channels(const channel_counts& counts,
+                                   std::optional<ravo_compression> compression);
+
+/// What the file says about a channel; delete with ravo_free_chan_descr.
+chan_descr_2010* describe(const channel& what, int key);
+
+}  // namespace ravo::simulator
+
+#endif

@@ -1,0 +1,55 @@
+// The accelerator itself: what the beam and the fields do in one pulse. Instruments look at it through
+// payload.h; it knows nothing of channels, blocks or files.
+#ifndef RAVO_SIMULATOR_MACHINE_H
+#define RAVO_SIMULATOR_MACHINE_H
+
+#include <cstdint>
+
+#include "ravo_core_records.h"
+
+namespace ravo::simulator {
+
+/// When the machine runs.
+struct clock_settings {
+  double rate = 10.0;                     ///< pulses a second
+  time_stamp start{1'740'816'000u, 0};    ///< 2025-03-01T08:00:00Z
+  std::uint32_t first_event = 1'000'000;  ///< event number of pulse 0
+};
+
+/// The time of a pulse, moved by a part of the distance between pulses.
+time_stamp time_of_pulse(const clock_settings& clock, std::uint64_t seed, std::uint32_t pulse,
+                         double part_of_period);
+
+/// What one pulse of the machine is like.
+struct pulse_state {
+  std::uint64_t seed;
+  std::uint32_t pulse;  ///< counted from 0
+  double seconds;       ///< since pulse 0
+  double charge;        ///< of one bunch at the source, nC
+  double energy_error;  ///< relative
+  double x_amplitude;   ///< of the betatron oscillation, mm
+  double x_phase;
+  double y_amplitude;
+  double y_phase;
+  double gradient_error;  ///< of the accelerating field, relative
+  double rf_phase_error;  ///< degrees
+  double spot_x;          ///< centre of the beam spot on the screen, parts of the picture's width
+  double spot_y;
+};
+
+/// The state in pulse number `pulse`: slow drifts, a feedback's residual and noise from pulse to pulse.
+pulse_state state_of_machine(const clock_settings& clock, std::uint64_t seed, std::uint32_t pulse);
+
+/// The orbit at a place along the machine, mm.
+struct position {
+  double x;
+  double y;
+};
+position orbit(const pulse_state& state, int place);
+
+/// The part of the source's charge that arrives at a place along the machine.
+double transmission(int place);
+
+}  // namespace ravo::simulator
+
+#endif

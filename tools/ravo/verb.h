@@ -1,0 +1,25 @@
+// The verbs of the tool: each has a file of its own that declares its part of the command line and says
+// what happens when it was chosen.
+#ifndef RAVO_TOOL_VERB_H
+#define RAVO_TOOL_VERB_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "output.h"
+
+namespace ravo::tool {
+
+struct verb {
+  CLI::App* command;
+  std::function<void(output&)> run;  ///< throws what failure.h declares
+};
+
+verb simulate_verb(CLI::App& tool);
+verb info_verb(CLI::App& tool);
+verb channels_verb(CLI::App& tool);
+verb read_verb(CLI::App& tool);
+
+}  // namespace ravo::tool
+
+#endif

@@ -1,0 +1,144 @@
+// ravo channels: the channels of a raw file, what they are and how they are stored.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "failure.h"
+#include "json_lines.h"
+#include "names.h"
+#include "ravo_data_types.h"
+#include "ravo_evutl.h"
+#include "raw_file.h"
+#include "verb.h"
+
+namespace ravo::tool {
+namespace {
+
+struct options {
+  std::vector<std::string> files;
+  std::vector<std::string> patterns;
+  bool json = false;
+};
+
+struct channel_row {
+  std::string name;
+  int count;
+  std::string type;
+  int members;
+  std::vector<std::string> events;
+  stored_as form;
+  std::string units;
+  std::string description;
+};
+
+// "RAVO_BLOCK_BPM_2010" as "BPM_2010": the prefix says nothing.
+std::string_view without_prefix(std::string_view name, std::string_view prefix) {
+  return name.starts_with(prefix) ? name.substr(prefix.size()) : name;
+}
+
+std::vector<std::string> event_types(std::uint32_t mask) {
+  std::vector<std::string> types;
+  for (int type = 0; type < RAVO_EV_EVMAX; ++type)
+    if (mask >> type & 1u) types.emplace_back(without_prefix(event_name_itoa(type), "RAVO_EV_"));
+  return types;
+}
+
+bool is_wanted(const std::string& name, const std::vector<std::string>& patterns) {
+  return patterns.empty() ||
+         std::any_of(patterns.begin(), patterns.end(), [&name](const std::string& pattern) {
+           return name == pattern || matches(pattern, name);
+         });
+}
+
+std::vector<channel_row> rows_of(raw_file& file, const std::vector<std::string>& patterns) {
+  std::vector<channel_row> rows;
+  const auto channels = file.channels();
+  for (std::size_t i = 0; i < channels.size(); ++i) {
+    const ravo_chan_dictionary_entry_2010& entry = channels[i];
+    if (!is_wanted(entry.chan_name, patterns)) continue;
+    channel_row row{entry.chan_name, entry.count, "-", 0, event_types(entry.ev_mask),
+                    file.form_of(i), "",          ""};
+    const auto dtype = file.dtype_of(i);
+    if (const data_type* type = dtype ? find_data_type(*dtype) : nullptr) {
+      row.type = without_prefix(type->name, "RAVO_");
+      row.members = type->members;
+    }
+    if (const chan_descr_2010* description = file.description(entry.chan_name)) {
+      row.units = description->units;
+      row.description = description->prop_desc;
+    }
+    rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+void print_table(const std::vector<channel_row>& rows, output& out) {
+  std::size_t name_width = 7, type_width = 4, event_width = 6, unit_width = 5;
+  for (const channel_row& row : rows) {
+    name_width = std::max(name_width, row.name.size());
+    type_width = std::max(type_width, row.type.size());
+    event_width = std::max(event_width, fmt::format("{}", fmt::join(row.events, ",")).size());
+    unit_width = std::max(unit_width, row.units.size());
+  }
+  fmt::print(out.file(), "{}{:<{}}  {:>7}  {:<{}}  {:<{}}  {:<7}  {:<{}}  {}{}\n", out.dim(), "channel",
+             name_width, "count", "type", type_width, "events", event_width, "stored", "units", unit_width,
+             "description", out.plain());
+  for (const channel_row& row : rows)
+    fmt::print(out.file(), "{:<{}}  {:>7}  {:<{}}  {:<{}}  {:<7}  {:<{}}  {}\n", row.name, name_width,
+               row.count, row.type, type_width, fmt::format("{}", fmt::join(row.events, ",")), event_width,
+               name_of(row.form), row.units, unit_width, row.description);
+}
+
+void print_json(const raw_file& file, const std::vector<channel_row>& rows, output& out) {
+  for (const channel_row& row : rows)
+    out.print(json_line({{"file", file.path()},
+                         {"channel", row.name},
+                         {"count", row.count},
+                         {"type", row.type},
+                         {"members", row.members},
+                         {"events", row.events},
+                         {"stored", name_of(row.form)},
+                         {"units", row.units},
+                         {"description", row.description}}));
+}
+
+void run(const options& asked, output& out) {
+  bool first = true;
+  for (const std::string& path : asked.files) {
+    raw_file file(path);
+    const std::vector<channel_row> rows = rows_of(file, asked.patterns);
+    if (rows.empty() && !asked.patterns.empty())
+      throw data_failure(fmt::format("{}: no channel matches {}", path, join_or(asked.patterns)));
+    if (asked.json) {
+      print_json(file, rows, out);
+      continue;
+    }
+    if (asked.files.size() > 1)
+      fmt::print(out.file(), "{}{}{}{}\n", first ? "" : "\n", out.bold(), path, out.plain());
+    first = false;
+    print_table(rows, out);
+  }
+}
+
+}  // namespace
+
+verb channels_verb(CLI::App& tool) {
+  CLI::App* command = tool.add_subcommand("channels", "List the channels of a raw file");
+  const auto asked = std::make_shared<options>();
+  command->add_option("FILE", asked->files, "Raw files of the current generation")->required();
+  command
+      ->add_option("--match,-m", asked->patterns,
+                   "Only these channels; * ? [] as in a shell. May be repeated")
+      ->expected(1);
+  command->add_flag("--json", asked->json, "One JSON object a channel");
+  command->footer(R"(Examples:
+  ravo channels demo/linac_main_run1_file1_*.raw
+  ravo channels FILE --match '*/BPM/*'
+  ravo channels FILE --json | jq -r 'select(.stored == "zlib") | .channel'
+
+count: events of the file that hold the channel. events: the event types it comes in.
+stored: how its first block is compressed.)");
+  return {command, [asked](output& out) { run(*asked, out); }};
+}
+
+}  // namespace ravo::tool
