@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <optional>
 #include <string_view>
 
 #include "allocate.h"
@@ -17,6 +16,7 @@
 #include "reader/channel_name.h"
 #include "reader/reader_texts.h"
 #include "reader/result_index.h"
+#include "reader/standstill.h"
 #include "reader/times.h"
 
 namespace ravo {
@@ -47,11 +47,6 @@ std::string_view text_of(const char (&field)[size]) {
   return {field, strnlen(field, size)};
 }
 
-inline bool is_same_event(const ravo_time_id& a, const ravo_time_id& b) {
-  return a.event_number == b.event_number && a.time.timeup == b.time.timeup &&
-         a.time.timelow == b.time.timelow;
-}
-
 /// Copies a record from an address of the decoding layer; zeroes when there is none.
 template <class Record>
 void copy_record(Record& to, std::uint64_t address) {
@@ -78,7 +73,7 @@ int daq_reader<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_ent
 /// Leaves the next event of the request in cur_res.
 template <class G>
 int daq_reader<G>::find_requested_event(const ravo_time_id* id, int mode) {
-  std::optional<ravo_time_id> refused;
+  standstill walk;
   for (;;) {
     const int status = ask_slicer(id, mode);
     switch (status) {
@@ -101,9 +96,8 @@ int daq_reader<G>::find_requested_event(const ravo_time_id* id, int mode) {
       if (debug > 1) std::printf("reader.get_data() BELONG: %d\n", where == place::inside ? 1 : 0);
       if (where == place::inside) return RAVO_DAQ_READER_OK;
     }
-    // A slicer that stands still would be asked for ever: an explicit id, or a step past the first event.
-    if (refused && is_same_event(*refused, slicer->current_event_id)) return store(RAVO_DAQ_READER_NO_DATA);
-    refused = slicer->current_event_id;
+    // With an explicit id, or a step past the first event, the slicer would give the same answer for ever.
+    if (walk.is_reached_with(slicer->current_event_id)) return store(RAVO_DAQ_READER_NO_DATA);
   }
 }
 

@@ -1,0 +1,65 @@
+// The fixture of the tests over scripted layers.
+#ifndef RAVO_TEST_SCRIPTED_READER_H
+#define RAVO_TEST_SCRIPTED_READER_H
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <string>
+
+#include "captured_output.h"
+#include "environment_variable.h"
+#include "scripted_layers.h"
+#include "temporary_folder.h"
+
+namespace ravo::test {
+
+class scripted_reader : public testing::Test {
+ protected:
+  scripted_reader() {
+    the_slicer = {};
+    the_loader = {};
+  }
+
+  /// Adds a channel by its request text.
+  int add(const char* text) {
+    std::string name = text;
+    daq_channel_entry entry{name.data(), {}};
+    return reader.add_channel(&entry);
+  }
+  /// A block that lives as long as the test.
+  ravo_channel_entry_long* block(const char* name, int dtype, ravo_time_id id,
+                                 const std::string& payload = "abcd") {
+    return blocks.emplace_back(name, dtype, id, payload).entry();
+  }
+  /// The slicer's next answer: an event with these entries.
+  void answer(ravo_time_id current, std::vector<ravo_channel_entry_long*> elements) {
+    the_slicer.answers.push_back({0, current, std::move(elements), 0});
+  }
+  void answer_status(int status) { the_slicer.answers.push_back({status, {}, {}, 0}); }
+  /// An event at a second.
+  static ravo_time_id at(unsigned number, unsigned seconds, unsigned microseconds = 0) {
+    return {number, {seconds, microseconds}};
+  }
+  int get() { return reader.get_data(nullptr, &entries, 1); }
+  static const ravo_serv_block_subhead_2010* head(const ravo_channel_entry_long* entry) {
+    return reinterpret_cast<const ravo_serv_block_subhead_2010*>(entry->sbchdata[0].chhd);
+  }
+  /// The payload that an entry hands out.
+  static std::string payload(const ravo_channel_entry_long* entry) {
+    return {reinterpret_cast<const char*>(entry->sbchdata[0].data),
+            static_cast<std::size_t>(head(entry)->ldata) - sizeof(ravo_serv_block_subhead_2010)};
+  }
+
+  environment_variable no_seconds{"DAQ_MAX_TIME_STEP_SEC", nullptr};
+  environment_variable no_microseconds{"DAQ_MAX_TIME_STEP_USEC", nullptr};
+  environment_variable no_paths{"RAVO_DAQ_DATA_PATH_LIST", nullptr};
+  environment_variable no_ignoring{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  std::deque<decoded_block> blocks;
+  std::vector<ravo_channel_entry_long*> entries;
+  daq_reader<scripted_generation> reader;
+};
+
+}  // namespace ravo::test
+
+#endif
