@@ -9,29 +9,42 @@
 
 namespace ravo {
 
+/// A basket's records: what lies between its head, `head` bytes long, and its end.
+inline file_part records_of(const void* basket, std::size_t length, unsigned long offset) {
+  constexpr std::size_t head = 8;
+  if (length < head) return {};
+  return {static_cast<const unsigned char*>(basket) + head, length - head, offset + head};
+}
+
+/// The records of a header basket, which lies somewhere in `size` bytes at `base`, or is a heap copy that
+/// begins there.
 template <class Basket>
-file_part header_part(unsigned char* base, const Basket* basket, unsigned long mapped, bool copied,
-                      unsigned long offset) {
+file_part header_records(const unsigned char* base, const Basket* basket, unsigned long size, bool copied,
+                         unsigned long offset) {
   if (base == nullptr || basket == nullptr) return {};
-  // A heap copy begins with the basket, whose length word was checked when it was loaded.
-  return {base, copied ? static_cast<std::size_t>(basket_length(basket)) : mapped, offset};
+  const auto in_front = static_cast<std::size_t>(reinterpret_cast<const unsigned char*>(basket) - base);
+  // A copy's length word was checked when it was loaded.
+  const std::size_t length = copied ? static_cast<std::size_t>(basket_length(basket)) : size - in_front;
+  return records_of(basket, length, offset + in_front);
+}
+
+template <class G>
+file_part channel_records(const daq_read_chan<G>& reader) {
+  if (reader.chnb == nullptr) return {};
+  if constexpr (G::copies_channel_basket)
+    return records_of(reader.chnb, static_cast<std::size_t>(basket_length(reader.chnb)), reader.chn_offset);
+  else
+    return header_records(reader.chn_base, reader.chnb, reader.chn_base_size, false, reader.chn_offset);
 }
 
 template <class G>
 block_source source_of(const daq_read_chan<G>& reader) {
   if (reader.cfg == nullptr) return {};
-  const bool copied = reader.cfg->basket_copy_mode != 0;
-  block_source source;
-  source.event_headers =
-      header_part(reader.evh_base, reader.evhb, reader.cfg->evh_base_size, copied, reader.evh_offset);
-  source.server_blocks =
-      header_part(reader.sbh_base, reader.sbhb, reader.cfg->sbh_base_size, copied, reader.sbh_offset);
-  if (reader.chnb == nullptr) return source;
-  if constexpr (G::copies_channel_basket)
-    source.channel = {reader.chnb, static_cast<std::size_t>(basket_length(reader.chnb)), reader.chn_offset};
-  else
-    source.channel = {reader.chn_base, reader.chn_base_size, reader.chn_offset};
-  return source;
+  const auto& file = *reader.cfg;
+  const bool copied = file.basket_copy_mode != 0;
+  return {header_records(reader.evh_base, reader.evhb, file.evh_base_size, copied, reader.evh_offset),
+          header_records(reader.sbh_base, reader.sbhb, file.sbh_base_size, copied, reader.sbh_offset),
+          channel_records(reader)};
 }
 
 }  // namespace ravo

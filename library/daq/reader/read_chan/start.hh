@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -101,6 +102,7 @@ bool daq_read_chan<G>::load_channel_basket(unsigned long first_subheader) {
   }
   const int length = basket_length(mapping.bytes());
   const auto size = static_cast<unsigned long>(length);
+  errno = EINVAL;
   if (length < static_cast<int>(smallest) || !mapping.map(fd, cfg->get_file_len(), offset, size, size) ||
       !keep_basket(mapping, offset, size)) {
     perror("mmap");
