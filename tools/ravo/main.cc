@@ -2,10 +2,13 @@
 // something went wrong, one message on standard error.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <exception>
 
 #include "failure.h"
+#include "help_format.h"
 #include "interrupt.h"
+#include "names.h"
 #include "verb.h"
 
 namespace {
@@ -21,8 +24,22 @@ constexpr const char* closing_words = R"(A first look:
 `ravo VERB --help` explains a verb by examples. Every verb takes --json, for programs.
 Exit codes: 0 fine, 1 a file or its data do not allow it, 2 the command line makes no sense.)";
 
+// What is wrong with the command line. That there is no such verb, the parser would not say.
+std::string explain(const CLI::ParseError& error, int argc, char** argv) {
+  if (argc < 2) return "say what to do: simulate, info, channels or read";
+  const std::string first = argv[1];
+  if (first.starts_with('-'))
+    return fmt::format("'{}' is no option of ravo itself; options follow the verb", first);
+  const std::vector<std::string> verbs = {"simulate", "info", "channels", "read"};
+  if (std::find(verbs.begin(), verbs.end(), first) != verbs.end()) return error.what();
+  const std::vector<std::string> near = near_names(first, verbs);
+  return fmt::format("there is no verb '{}'; {} {}", first, near.empty() ? "there are" : "did you mean",
+                     near.empty() ? "simulate, info, channels and read" : join_or(near) + "?");
+}
+
 int run(int argc, char** argv, output& out) {
   CLI::App tool("Reads the raw files of an accelerator's data acquisition.", "ravo");
+  tool.formatter(std::make_shared<help_format>());
   tool.footer(closing_words);
   tool.require_subcommand(1);
   tool.set_version_flag("--version", "ravo " RAVO_VERSION);
@@ -37,7 +54,7 @@ int run(int argc, char** argv, output& out) {
     tool.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
     const verb* one = chosen();
-    out.print(one ? one->command->help() : tool.help());
+    out.print(one ? one->command->help("ravo") : tool.help());
     return exit_fine;
   } catch (const CLI::CallForAllHelp&) {
     out.print(tool.help("", CLI::AppFormatMode::All));
@@ -47,7 +64,7 @@ int run(int argc, char** argv, output& out) {
     return exit_fine;
   } catch (const CLI::ParseError& error) {
     const verb* one = chosen();
-    fmt::print(stderr, "ravo: {}\nTry `{} --help`.\n", error.what(),
+    fmt::print(stderr, "ravo: {}\nTry `{} --help`.\n", explain(error, argc, argv),
                one ? "ravo " + one->command->get_name() : "ravo");
     return exit_usage;
   }

@@ -125,11 +125,14 @@ void run(const options& asked, output& out) {
 verb channels_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("channels", "List the channels of a raw file");
   const auto asked = std::make_shared<options>();
-  command->add_option("FILE", asked->files, "Raw files of the current generation")->required();
+  command->add_option("FILE", asked->files, "Raw files of the current generation")
+      ->required()
+      ->type_name("");
   command
       ->add_option("--match,-m", asked->patterns,
                    "Only these channels; * ? [] as in a shell. May be repeated")
-      ->expected(1);
+      ->expected(1)
+      ->type_name("NAME");
   command->add_flag("--json", asked->json, "One JSON object a channel");
   command->footer(R"(Examples:
   ravo channels demo/linac_main_run1_file1_*.raw

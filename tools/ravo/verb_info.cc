@@ -145,7 +145,9 @@ void run(const options& asked, output& out) {
 verb info_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("info", "Say what a raw file holds");
   const auto asked = std::make_shared<options>();
-  command->add_option("FILE", asked->files, "Raw files of the current generation")->required();
+  command->add_option("FILE", asked->files, "Raw files of the current generation")
+      ->required()
+      ->type_name("");
   command->add_flag("--json", asked->json, "One JSON object a file");
   command->footer(R"(Examples:
   ravo info demo/linac_main_run1_file1_*.raw

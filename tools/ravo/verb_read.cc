@@ -5,6 +5,7 @@
 
 #include "event_printing.h"
 #include "failure.h"
+#include "help_format.h"
 #include "times.h"
 #include "verb.h"
 
@@ -76,18 +77,20 @@ verb read_verb(CLI::App& tool) {
   const auto window = [&](const char* name, auto& value, const char* text, const char* type) {
     return command->add_option(name, value, text)->type_name(type)->group("Window");
   };
-  window("--first-event", request.first_event, "Not before this event number", "N");
-  window("--last-event", request.last_event, "Not behind this event number", "N");
+  window("--first-event", request.first_event, "Not before this event number", "N")
+      ->check(in_range(1.0, 4294967294.0));
+  window("--last-event", request.last_event, "Not behind this event number", "N")
+      ->check(in_range(1.0, 4294967294.0));
   window("--from", asked->from, "Not before this time, UTC", "TIME");
   window("--to", asked->to, "Not behind this time, UTC", "TIME");
-  window("--limit", request.limit, "Stop after so many events", "N");
+  window("--limit", request.limit, "Stop after so many events", "N")->check(not_negative());
   command->add_option("--mode", asked->mode, "Align by event number (evid) or by time")
       ->capture_default_str()
-      ->check(CLI::IsMember({"evid", "time"}))
+      ->check(one_of({"evid", "time"}))
       ->group("Alignment");
   command->add_option("--tolerance", asked->tolerance_ms, "How far apart times of one event may lie, in ms")
       ->capture_default_str()
-      ->check(CLI::Range(0.0, 3600000.0))
+      ->check(in_range(0.0, 3600000.0))
       ->type_name("MS")
       ->group("Alignment");
   command->add_flag("--json", asked->json, "One JSON object an event");

@@ -7,6 +7,7 @@
 
 #include "answer_key.h"
 #include "failure.h"
+#include "help_format.h"
 #include "interrupt.h"
 #include "json_lines.h"
 #include "progress.h"
@@ -109,13 +110,16 @@ void add_counts(CLI::App& command, options& asked) {
       command
           .add_option("--channels", asked.channels,
                       "Channels in all, shared out among the kinds; instead of the next options")
-          ->check(CLI::Range(simulator::smallest_total, 20000))
+          ->check(in_range(simulator::smallest_total, 20000))
+          ->type_name("N")
+          ->type_name("N")
           ->group("Channels");
   auto add = [&](const char* name, int& count, const char* what) {
     command.add_option(name, count, what)
         ->capture_default_str()
-        ->check(CLI::Range(0, 10000))
+        ->check(in_range(0, 10000))
         ->excludes(all)
+        ->type_name("N")
         ->group("Channels");
   };
   add("--bpms", counts.bpms, "Beam position monitors: x, y and charge of 64 bunches");
@@ -138,31 +142,44 @@ verb simulate_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("simulate", "Write raw files of a simulated accelerator");
   const auto asked = std::make_shared<options>();
   simulator::settings& what = asked->what;
-  command->add_option("DIR", what.folder, "Folder for the files; made when it is not there")->required();
+  command->add_option("DIR", what.folder, "Folder for the files; made when it is not there")
+      ->required()
+      ->type_name("");
   const auto number = [&](const char* name, int& value, const char* text, int most) {
-    command->add_option(name, value, text)->capture_default_str()->check(CLI::Range(1, most));
+    command->add_option(name, value, text)->type_name("N")->capture_default_str()->check(in_range(1, most));
   };
   number("--files", what.files, "Files of a run", 100000);
   number("--events", what.events, "Events with beam in a file", 10000000);
   number("--runs", what.runs, "Runs", 100000);
   number("--first-run", what.first_run, "Number of the first run", 1000000000);
   command->add_option("--rate", what.clock.rate, "Events a second")
+      ->type_name("HZ")
       ->capture_default_str()
-      ->check(CLI::Range(0.01, 1000.0));
-  command->add_option("--seed", what.seed, "The same seed gives the same bytes")->capture_default_str();
+      ->check(in_range(0.01, 1000.0));
+  command->add_option("--seed", what.seed, "The same seed gives the same bytes")
+      ->capture_default_str()
+      ->check(not_negative())
+      ->type_name("N");
   command->add_option("--start", asked->start, "Time of the first event  [2025-03-01T08:00:00Z]")
       ->type_name("TIME");
   command->add_option("--first-event", what.clock.first_event, "Number of the first event")
-      ->capture_default_str();
+      ->capture_default_str()
+      ->check(in_range(1.0, 4294967294.0))
+      ->type_name("N");
   command->add_option("--compression", asked->compression, "mixed, none, zlib or lzo")
+      ->type_name("HOW")
       ->capture_default_str()
-      ->check(CLI::IsMember({"mixed", "none", "zlib", "lzo"}));
+      ->check(one_of({"mixed", "none", "zlib", "lzo"}));
   command->add_option("--zlib-level", what.zlib_level, "1 fast to 9 small")
+      ->type_name("N")
       ->capture_default_str()
-      ->check(CLI::Range(1, 9));
+      ->check(in_range(1, 9));
   command->add_option("--experiment", what.experiment, "First part of the file names")
+      ->type_name("NAME")
       ->capture_default_str();
-  command->add_option("--stream", what.stream, "Second part of the file names")->capture_default_str();
+  command->add_option("--stream", what.stream, "Second part of the file names")
+      ->type_name("NAME")
+      ->capture_default_str();
   command->add_option("--answer-key", asked->answer_key, "Also write what every block holds, as JSON lines")
       ->type_name("FILE");
   command->add_flag("--json", asked->json, "One JSON object a file");
