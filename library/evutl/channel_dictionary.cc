@@ -36,9 +36,9 @@ int ravo_get_channel_dictionary_table_m_2010(long len, const ravo_file_reference
   if (!ravo::usable(len, reference, table)) return RAVO_TABLE_INVALID_ARGUMENT;
   const ravo::raw_file file(fd, len);
   ravo::table_head head;
-  if (const auto status = ravo::read_table_head(file, *reference, reference->cdt_ref,
-                                                RAVO_CHAN_DICTIONARY_PATTERN, sizeof(dictionary_table),
-                                                head);
+  if (const auto status =
+          ravo::read_table_head(file, *reference, reference->cdt_ref, RAVO_CHAN_DICTIONARY_PATTERN,
+                                sizeof(dictionary_table), head);
       status != RAVO_TABLE_OK)
     return status;
   const std::size_t length = static_cast<std::size_t>(head.length);

@@ -28,14 +28,13 @@ struct table_shape {
 ravo_table_status read_shape(const ravo::raw_file& file, const ravo_file_reference_table_2010& reference,
                              const dictionary_table& dictionary, table_shape& shape) {
   ravo::table_head head;
-  if (const auto status = ravo::read_table_head(file, reference, reference.ecp_ref,
-                                                RAVO_EVENT_CHAN_POINTERS_PATTERN, sizeof(pointer_table),
-                                                head);
+  if (const auto status =
+          ravo::read_table_head(file, reference, reference.ecp_ref, RAVO_EVENT_CHAN_POINTERS_PATTERN,
+                                sizeof(pointer_table), head);
       status != RAVO_TABLE_OK)
     return status;
   std::int32_t maxev = 0;
-  if (const auto status =
-          file.read_words(reference.ecp_ref + offsetof(pointer_table, maxev), &maxev, 1);
+  if (const auto status = file.read_words(reference.ecp_ref + offsetof(pointer_table, maxev), &maxev, 1);
       status != RAVO_TABLE_OK)
     return status;
   shape = {head.length, maxev};
@@ -88,8 +87,8 @@ ravo_table_status read_listed_rows(const ravo::raw_file& file,
     if (row < 0) {
       std::memset(destination, 0, shape.row_bytes());
     } else {
-      const std::uint64_t offset = reference.ecp_ref + sizeof(pointer_table) +
-                                   static_cast<std::uint64_t>(row) * shape.row_bytes();
+      const std::uint64_t offset =
+          reference.ecp_ref + sizeof(pointer_table) + static_cast<std::uint64_t>(row) * shape.row_bytes();
       if (const auto status = file.read_words(offset, destination, shape.row_bytes() / 4);
           status != RAVO_TABLE_OK)
         return status;
@@ -134,9 +133,11 @@ int ravo_get_event_chan_pointers_table_m_2010(long len, const ravo_file_referenc
   return RAVO_TABLE_OK;
 }
 
-int ravo_get_event_chan_pointers_table_by_list_m_2010(
-    long len, const ravo_file_reference_table_2010* reference, int fd, const std::vector<char*>* names,
-    const ravo_chan_dictionary_table_2010* dictionary, ravo_event_chan_pointers_table** table) try {
+int ravo_get_event_chan_pointers_table_by_list_m_2010(long len,
+                                                      const ravo_file_reference_table_2010* reference,
+                                                      int fd, const std::vector<char*>* names,
+                                                      const ravo_chan_dictionary_table_2010* dictionary,
+                                                      ravo_event_chan_pointers_table** table) try {
   if (table) *table = nullptr;
   if (!ravo::usable(len, reference, table) || !names || !dictionary) return RAVO_TABLE_INVALID_ARGUMENT;
   const std::vector<int> rows = rows_of(*names, *dictionary);

@@ -42,8 +42,7 @@ class piecewise_copy {
   std::size_t left_;
 };
 
-int copy_reversing_words(const void* source, void* destination, int dtype, int length,
-                         word_order order) {
+int copy_reversing_words(const void* source, void* destination, int dtype, int length, word_order order) {
   if (!source || !destination || length < 0) return RAVO_DATA_INVALID_ARGUMENT;
   const ravo::data_type* type = ravo::find_data_type(dtype);
   if (!type) return RAVO_DATA_UNKNOWN_TYPE;

@@ -29,8 +29,7 @@ ravo_table_status raw_file::read(std::uint64_t offset, void* destination, std::s
   return RAVO_TABLE_OK;
 }
 
-ravo_table_status raw_file::read_words(std::uint64_t offset, void* destination,
-                                       std::size_t words) const {
+ravo_table_status raw_file::read_words(std::uint64_t offset, void* destination, std::size_t words) const {
   if (words > static_cast<std::size_t>(std::numeric_limits<int>::max())) return RAVO_TABLE_WRONG_LENGTH;
   const ravo_table_status status = read(offset, destination, words * 4);
   if (status == RAVO_TABLE_OK) ravo_swap4(destination, destination, static_cast<int>(words));
@@ -51,13 +50,15 @@ ravo_table_status check_clear(const raw_file& file, const ravo_file_reference_ta
   if (offset < std::uint64_t{reference_offset} + sizeof reference && reference_offset < end)
     return RAVO_TABLE_OVERLAP;
   // The entries of the event index are parts of a table, not neighbours; they are not listed here.
-  const std::uint32_t neighbours[] = {reference.eit_pos_ref, reference.cdt_ref,   reference.ecp_ref,
-                                      reference.eidt_ref,    reference.xcd_ref,   reference.evhdb_ref,
+  const std::uint32_t neighbours[] = {reference.eit_pos_ref, reference.cdt_ref,  reference.ecp_ref,
+                                      reference.eidt_ref,    reference.xcd_ref,  reference.evhdb_ref,
                                       reference.srvbb_ref,   reference.chanb_ref};
   int here = 0;
   for (const std::uint32_t start : neighbours) {
-    if (start == offset) ++here;
-    else if (start > offset && start < end) return RAVO_TABLE_OVERLAP;
+    if (start == offset)
+      ++here;
+    else if (start > offset && start < end)
+      return RAVO_TABLE_OVERLAP;
   }
   return here > 1 ? RAVO_TABLE_OVERLAP : RAVO_TABLE_OK;
 }
@@ -70,8 +71,7 @@ ravo_table_status read_table_head(const raw_file& file, const ravo_file_referenc
   if (const ravo_table_status status = file.read_words(offset, &head, 2); status != RAVO_TABLE_OK)
     return status;
   if (head.pattern != pattern) return RAVO_TABLE_WRONG_PATTERN;
-  if (head.length < 0 || static_cast<std::size_t>(head.length) < smallest)
-    return RAVO_TABLE_WRONG_LENGTH;
+  if (head.length < 0 || static_cast<std::size_t>(head.length) < smallest) return RAVO_TABLE_WRONG_LENGTH;
   const std::uint64_t length = static_cast<std::uint64_t>(head.length);
   if (!file.holds(offset, length)) return RAVO_TABLE_OUT_OF_FILE;
   return check_clear(file, reference, offset, length);

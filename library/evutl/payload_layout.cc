@@ -109,24 +109,31 @@ ravo_data_status check_payload(const data_type& type, const byte_view& data, wor
   constexpr std::size_t update_name_older = 80;
   words = {};
   switch (type.shape) {
-    case payload_shape::none: return RAVO_DATA_UNKNOWN_TYPE;
-    case payload_shape::update: return check_update(data, update_name, words);
-    case payload_shape::update_older: return check_update(data, update_name_older, words);
+    case payload_shape::none:
+      return RAVO_DATA_UNKNOWN_TYPE;
+    case payload_shape::update:
+      return check_update(data, update_name, words);
+    case payload_shape::update_older:
+      return check_update(data, update_name_older, words);
     case payload_shape::environment:
       if (data.size() != sizeof(ravo_env_data_block_2010)) return RAVO_DATA_WRONG_LENGTH;
       return check_records(data, sizeof(ravo_env_data_block_2010), words);
     case payload_shape::env_dictionary:
       return check_records(data, sizeof(ravo_env_dictionary_entry_2010), words);
-    case payload_shape::spectrum: return check_spectrum(type, data, words);
-    case payload_shape::spectrum_older: return check_spectrum_older(type, data, words);
+    case payload_shape::spectrum:
+      return check_spectrum(type, data, words);
+    case payload_shape::spectrum_older:
+      return check_spectrum_older(type, data, words);
     case payload_shape::image:
       return check_frame(data, sizeof(ravo_image_frame_head), offsetof(ravo_image_frame_head, length),
                          words);
     case payload_shape::image_ext:
       return check_frame(data, sizeof(ravo_image_ext_frame_head),
                          offsetof(ravo_image_ext_frame_head, length), words);
-    case payload_shape::roi: return check_roi(data, words);
-    case payload_shape::name_value: return check_name_value(data, words);
+    case payload_shape::roi:
+      return check_roi(data, words);
+    case payload_shape::name_value:
+      return check_name_value(data, words);
     case payload_shape::text:
       return data.has_text(0, data.size()) ? RAVO_DATA_OK : RAVO_DATA_WRONG_VALUE;
   }

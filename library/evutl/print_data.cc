@@ -52,8 +52,7 @@ void print_values(const byte_view& values) {
   }
   std::printf("%zu values", count);
   if (count > 0)
-    std::printf("  min %g  max %g  mean %g  first", smallest, largest,
-                sum / static_cast<double>(count));
+    std::printf("  min %g  max %g  mean %g  first", smallest, largest, sum / static_cast<double>(count));
   for (std::size_t i = 0; i < std::min(count, shown_values); ++i)
     std::printf(" %g", static_cast<double>(*values.at<float>(i * 4)));
   std::printf(count > shown_values ? " ...\n" : "\n");
@@ -77,15 +76,15 @@ void print_spectrum(const ravo::data_type& type, const byte_view& data) {
   const auto head = record_at<ravo_spect_head_2010>(data);
   std::printf("  spectrum: %d members of %d groups of %d samples\n", head.members, head.groups,
               head.samples);
-  std::printf("  axis (%s): start %g  increment %g  group increment %g\n",
-              std::string(type.axis).c_str(), static_cast<double>(head.start),
-              static_cast<double>(head.inc), static_cast<double>(head.groups_inc));
+  std::printf("  axis (%s): start %g  increment %g  group increment %g\n", std::string(type.axis).c_str(),
+              static_cast<double>(head.start), static_cast<double>(head.inc),
+              static_cast<double>(head.groups_inc));
   const std::size_t members = static_cast<std::size_t>(head.members);
   const std::size_t mean = head.flags & RAVO_SPECT_HAS_MEANS ? sizeof(float) : 0;
   const std::size_t statistics =
       head.flags & RAVO_SPECT_HAS_STATISTICS ? sizeof(ravo_spect_statistics_2010) : 0;
-  const std::size_t values = static_cast<std::size_t>(head.samples) *
-                             static_cast<std::size_t>(head.groups) * sizeof(float);
+  const std::size_t values =
+      static_cast<std::size_t>(head.samples) * static_cast<std::size_t>(head.groups) * sizeof(float);
   const std::size_t statistics_offset = sizeof head + members * mean;
   const std::size_t values_offset = statistics_offset + members * statistics;
   for (std::size_t i = 0; i < std::min(members, shown_members); ++i) {
@@ -93,8 +92,7 @@ void print_spectrum(const ravo::data_type& type, const byte_view& data) {
     if (mean) std::printf("mean %g  ", static_cast<double>(*data.at<float>(sizeof head + i * mean)));
     print_values(*data.sub(values_offset + i * values, values));
     if (statistics)
-      print_statistics(
-          record_at<ravo_spect_statistics_2010>(data, statistics_offset + i * statistics));
+      print_statistics(record_at<ravo_spect_statistics_2010>(data, statistics_offset + i * statistics));
   }
   print_left_out(members, shown_members, "members");
 }
@@ -116,8 +114,8 @@ void print_spectrum_older(const ravo::data_type& type, const byte_view& data) {
 
 void print_roi(const ravo::data_type& type, const byte_view& data) {
   const auto head = record_at<ravo_roi_head>(data);
-  std::printf("  region of interest: %d x %d pixels at (%d, %d)\n", head.width, head.height,
-              head.x_start, head.y_start);
+  std::printf("  region of interest: %d x %d pixels at (%d, %d)\n", head.width, head.height, head.x_start,
+              head.y_start);
   const std::size_t x_bytes = static_cast<std::size_t>(head.width) * sizeof(float);
   const std::size_t y_bytes = static_cast<std::size_t>(head.height) * sizeof(float);
   std::printf("  [0] %s: ", member_name(type, 0).c_str());
@@ -175,8 +173,8 @@ void print_reading(const std::string& what, std::int32_t status, const time_stam
 
 // Both generations; the older one's name is shorter and everything behind it is the same.
 void print_update(const byte_view& data) {
-  constexpr std::size_t behind_name = sizeof(ravo_upd_data_block_2010) -
-                                      offsetof(ravo_upd_data_block_2010, upd_ch_status);
+  constexpr std::size_t behind_name =
+      sizeof(ravo_upd_data_block_2010) - offsetof(ravo_upd_data_block_2010, upd_ch_status);
   const std::size_t name = data.size() - behind_name;
   const std::string property = ravo::printable(reinterpret_cast<const char*>(data.data()), name);
   print_reading("update of \"" + property + "\"", *data.at<std::int32_t>(name),
@@ -203,17 +201,39 @@ void print_env_dictionary(const byte_view& data) {
 void print_payload(const ravo::data_type& type, const byte_view& data) {
   using enum ravo::payload_shape;
   switch (type.shape) {
-    case none: break;
-    case update: case update_older: print_update(data); break;
-    case environment: print_environment(data); break;
-    case env_dictionary: print_env_dictionary(data); break;
-    case spectrum: print_spectrum(type, data); break;
-    case spectrum_older: print_spectrum_older(type, data); break;
-    case image: print_image(data); break;
-    case image_ext: print_image_ext(data); break;
-    case roi: print_roi(type, data); break;
-    case name_value: print_name_value(data); break;
-    case text: print_text(data); break;
+    case none:
+      break;
+    case update:
+    case update_older:
+      print_update(data);
+      break;
+    case environment:
+      print_environment(data);
+      break;
+    case env_dictionary:
+      print_env_dictionary(data);
+      break;
+    case spectrum:
+      print_spectrum(type, data);
+      break;
+    case spectrum_older:
+      print_spectrum_older(type, data);
+      break;
+    case image:
+      print_image(data);
+      break;
+    case image_ext:
+      print_image_ext(data);
+      break;
+    case roi:
+      print_roi(type, data);
+      break;
+    case name_value:
+      print_name_value(data);
+      break;
+    case text:
+      print_text(data);
+      break;
   }
 }
 

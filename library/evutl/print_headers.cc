@@ -12,8 +12,8 @@ void print_ravo_zip_header(const ravo_zip_header* header) {
   const char* method = header->zip_flags & RAVO_ZIP_ZLIB    ? "zlib"
                        : header->zip_flags & RAVO_ZIP_LZO1X ? "LZO1X"
                                                             : "unknown compressor";
-  std::printf("zip header: flags 0x%x (%s)  original length %u  compressed length %u\n",
-              header->zip_flags, method, header->orig_length, header->zipp_length);
+  std::printf("zip header: flags 0x%x (%s)  original length %u  compressed length %u\n", header->zip_flags,
+              method, header->orig_length, header->zipp_length);
 }
 
 void dump_event_header_(const ravo_eventheader* header) try {

@@ -88,8 +88,7 @@ std::string time_text(const time_stamp& time) {
   char text[128];
   char day[32];
   strftime(day, sizeof day, "%Y-%m-%dT%H:%M:%S", &calendar);
-  std::snprintf(text, sizeof text, "%s.%06uZ (%u s %u us)", day, time.timelow, time.timeup,
-                time.timelow);
+  std::snprintf(text, sizeof text, "%s.%06uZ (%u s %u us)", day, time.timelow, time.timeup, time.timelow);
   return text;
 }
 

@@ -1,8 +1,9 @@
 // Cuts one subchannel out of a decoded block. The cut is a block in its own right: it has a name, a
 // type and a length of its own, and passes every check that a whole block passes.
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
-#include <string>
+#include <utility>
 
 #include "malloc_owner.h"
 #include "payload_layout.h"
@@ -25,8 +26,7 @@ struct source_block {
 // Builds a block of a known size from front to back.
 class block_builder {
  public:
-  block_builder(const source_block& source, RAVO_SUBBLOCK_TYPE type, int subchannel,
-                std::size_t data_size)
+  block_builder(const source_block& source, RAVO_SUBBLOCK_TYPE type, int subchannel, std::size_t data_size)
       : block_(ravo::allocate<subhead>(sizeof(subhead) + data_size)) {
     if (!block_) return;
     *block_ = source.head;
@@ -34,13 +34,13 @@ class block_builder {
     block_->ldata = static_cast<std::int32_t>(sizeof(subhead) + data_size);
     next_ = reinterpret_cast<unsigned char*>(block_.get() + 1);
     left_ = data_size;
-    named_ = set_name(source.head.chname, subchannel);
+    sound_ = set_name(source.head.chname, subchannel);
   }
 
   /// Appends bytes; more than the block was made for are dropped and spoil it.
   void append(const void* bytes, std::size_t size) {
     if (size > left_) {
-      named_ = false;
+      sound_ = false;
       return;
     }
     if (size > 0) std::memcpy(next_, bytes, size);
@@ -48,28 +48,22 @@ class block_builder {
     left_ -= size;
   }
 
-  bool good() const { return block_ && named_; }
+  bool good() const { return block_ && sound_; }
   /// The block, or nothing when there was no memory or the name does not fit.
   owned_block finish() { return good() && left_ == 0 ? std::move(block_) : owned_block(); }
 
  private:
   bool set_name(const char* name, int subchannel) {
-    char number[16];
-    number[0] = ':';
-    const std::size_t base = std::strlen(name);
-    const std::string digits = std::to_string(subchannel);
-    std::memcpy(number + 1, digits.c_str(), digits.size() + 1);
-    if (base + 1 + digits.size() >= sizeof block_->chname) return false;
-    std::memset(block_->chname, 0, sizeof block_->chname);
-    std::memcpy(block_->chname, name, base);
-    std::memcpy(block_->chname + base, number, digits.size() + 2);
-    return true;
+    const std::size_t room = sizeof block_->chname;
+    std::memset(block_->chname, 0, room);
+    const int length = std::snprintf(block_->chname, room, "%s:%d", name, subchannel);
+    return length > 0 && static_cast<std::size_t>(length) < room;
   }
 
   owned_block block_;
   unsigned char* next_ = nullptr;
   std::size_t left_ = 0;
-  bool named_ = false;
+  bool sound_ = false;
 };
 
 // A block that holds one subchannel already: the same data under the subchannel's name.
@@ -117,8 +111,8 @@ owned_block cut_spectrum_older(const source_block& source, int subchannel) {
   const unsigned char* all_values = means + static_cast<std::size_t>(head.members) * sizeof(float);
 
   head.members = 1;
-  block_builder builder(source, source.type.members == 1 ? source.type.code : RAVO_BLOCK_SINGLE,
-                        subchannel, sizeof head + sizeof(float) + values);
+  block_builder builder(source, source.type.members == 1 ? source.type.code : RAVO_BLOCK_SINGLE, subchannel,
+                        sizeof head + sizeof(float) + values);
   if (!builder.good()) return {};
   builder.append(&head, sizeof head);
   builder.append(means + member * sizeof(float), sizeof(float));
@@ -171,11 +165,16 @@ bool is_cut(ravo::payload_shape shape) {
 owned_block cut(const source_block& source, int subchannel) {
   using enum ravo::payload_shape;
   switch (source.type.shape) {
-    case spectrum: return cut_spectrum(source, subchannel);
-    case spectrum_older: return cut_spectrum_older(source, subchannel);
-    case roi: return cut_roi(source, subchannel);
-    case name_value: return cut_name_value(source, subchannel);
-    default: return subchannel < source.type.members ? copy_whole(source, subchannel) : owned_block();
+    case spectrum:
+      return cut_spectrum(source, subchannel);
+    case spectrum_older:
+      return cut_spectrum_older(source, subchannel);
+    case roi:
+      return cut_roi(source, subchannel);
+    case name_value:
+      return cut_name_value(source, subchannel);
+    default:
+      return subchannel < source.type.members ? copy_whole(source, subchannel) : owned_block();
   }
 }
 

@@ -74,8 +74,7 @@ bool load_dimension(const pugi::xml_node& element, dim_descr& dimension) {
   if (!load_fields(element, dimension)) return false;
   for (const pugi::xml_node& child : element.children()) {
     stat_descr statistic{};
-    if (!is_named(child, ravo::xml::statistic_name) || !is_leaf(child) ||
-        !load_fields(child, statistic))
+    if (!is_named(child, ravo::xml::statistic_name) || !is_leaf(child) || !load_fields(child, statistic))
       return false;
     dimension.stats.push_back(statistic);
   }
@@ -137,9 +136,8 @@ int load(std::string_view text, std::vector<chan_descr_2010*>& descriptions) {
   const pugi::xml_parse_result parsed =
       document.load_buffer(text.data(), text.size(), options, pugi::encoding_utf8);
   if (parsed.status == pugi::status_out_of_memory) return RAVO_XML_NO_MEMORY;
-  if (!parsed || document.find_child([](const pugi::xml_node& node) {
-        return node.type() == pugi::node_doctype;
-      }))
+  if (!parsed ||
+      document.find_child([](const pugi::xml_node& node) { return node.type() == pugi::node_doctype; }))
     return RAVO_XML_NOT_WELL_FORMED;
 
   const pugi::xml_node root = root_of(document);

@@ -1,5 +1,6 @@
-// Judges characters: well-formed UTF-8, shortest form, no surrogates, no forbidden control characters. Resolves the references that XML has without a document
-// type; there are no others here, so nothing in a file can make the reader look elsewhere.
+// Judges characters: well-formed UTF-8, shortest form, no surrogates, no forbidden control characters.
+// Resolves the references that XML has without a document type; there are no others here, so nothing in a
+// file can make the reader look elsewhere.
 #include "xml_text.h"
 
 #include <charconv>

@@ -40,6 +40,24 @@ TEST(Swap, WorksInPlaceAndOnUnalignedMemory) {
   EXPECT_EQ(0, std::memcmp(memory, expected, sizeof expected));
 }
 
+// Whatever the number of words, their place and their distance.
+TEST(Swap, ReversesEachWordOfEveryLength) {
+  for (int words = 0; words <= 19; ++words)
+    for (std::size_t shift = 0; shift < 4; ++shift) {
+      std::vector<unsigned char> source(static_cast<std::size_t>(words) * 4 + shift);
+      for (std::size_t i = 0; i < source.size(); ++i) source[i] = static_cast<unsigned char>(i * 7 + 1);
+      std::vector<unsigned char> expected = source;
+      for (std::size_t i = shift; i + 4 <= expected.size(); i += 4)
+        std::reverse(expected.begin() + static_cast<std::ptrdiff_t>(i),
+                     expected.begin() + static_cast<std::ptrdiff_t>(i + 4));
+      std::vector<unsigned char> result = source;
+      ravo_swap4(source.data() + shift, result.data() + shift, words);
+      EXPECT_EQ(result, expected) << words << " words";
+      ravo_swap4(source.data() + shift, source.data() + shift, words);
+      EXPECT_EQ(source, expected) << words << " words in place";
+    }
+}
+
 TEST(Swap, LeavesEverythingAloneForNoWords) {
   unsigned char memory[4] = {1, 2, 3, 4};
   ravo_swap4(memory, memory, 0);
@@ -58,9 +76,8 @@ TEST(Convert, BringsEveryTypeIntoHostOrder) {
   for (const payload& one : all_payloads()) {
     bytes result = one.file;
     result.resize(0).fill(one.file.size(), 0xaa);
-    ASSERT_EQ(ravo_convert_data(one.file.data(), result.data(), one.dtype,
-                                static_cast<int>(one.file.size())),
-              0)
+    ASSERT_EQ(
+        ravo_convert_data(one.file.data(), result.data(), one.dtype, static_cast<int>(one.file.size())), 0)
         << "type " << one.dtype;
     EXPECT_EQ(result.vector(), one.host.vector()) << "type " << one.dtype;
   }
@@ -80,9 +97,9 @@ TEST(Convert, TakesAnUnalignedSource) {
     shifted.fill(1).append(one.file);
     bytes result;
     result.fill(one.file.size());
-    ASSERT_EQ(ravo_convert_data(shifted.data() + 1, result.data(), one.dtype,
-                                static_cast<int>(one.file.size())),
-              0);
+    ASSERT_EQ(
+        ravo_convert_data(shifted.data() + 1, result.data(), one.dtype, static_cast<int>(one.file.size())),
+        0);
     EXPECT_EQ(result.vector(), one.host.vector()) << "type " << one.dtype;
   }
 }
@@ -96,8 +113,7 @@ TEST(Store, BringsEveryTypeIntoFileOrder) {
   for (const payload& one : all_payloads()) {
     bytes result;
     result.fill(one.host.size());
-    ASSERT_EQ(ravo_store_data(one.host.data(), result.data(), one.dtype,
-                              static_cast<int>(one.host.size())),
+    ASSERT_EQ(ravo_store_data(one.host.data(), result.data(), one.dtype, static_cast<int>(one.host.size())),
               0)
         << "type " << one.dtype;
     EXPECT_EQ(result.vector(), one.file.vector()) << "type " << one.dtype;
@@ -173,8 +189,7 @@ TEST(Convert, RefusesContradictions) {
       {"negative pixels", 13, with(image<bytes>(), 24, -1), RAVO_DATA_WRONG_VALUE},
       {"pixels that are not there", 13, with(image<bytes>(), 24, 7), RAVO_DATA_WRONG_LENGTH},
       {"negative extended pixels", 27, with(image_ext<bytes>(), 96, -1), RAVO_DATA_WRONG_VALUE},
-      {"extended pixels that are not there", 27, with(image_ext<bytes>(), 96, 7),
-       RAVO_DATA_WRONG_LENGTH},
+      {"extended pixels that are not there", 27, with(image_ext<bytes>(), 96, 7), RAVO_DATA_WRONG_LENGTH},
       {"negative width", 24, with(roi<bytes>(), 8, -3), RAVO_DATA_WRONG_VALUE},
       {"absurd region", 25, with(with(roi<bytes>(), 8, 0x7fffffff), 12, 0x7fffffff),
        RAVO_DATA_WRONG_LENGTH},
@@ -184,8 +199,8 @@ TEST(Convert, RefusesContradictions) {
       {"no text", 23, bytes(), RAVO_DATA_WRONG_VALUE},
       {"update of the other generation", 33, update<bytes>(80), RAVO_DATA_WRONG_LENGTH},
       {"older update of the other generation", 1, update<bytes>(256), RAVO_DATA_WRONG_LENGTH},
-      {"property without an end", 33,
-       bytes().text(std::string(256, 'x'), 256).i32(0).u32(0).u32(0).f32(0), RAVO_DATA_WRONG_VALUE},
+      {"property without an end", 33, bytes().text(std::string(256, 'x'), 256).i32(0).u32(0).u32(0).f32(0),
+       RAVO_DATA_WRONG_VALUE},
       {"record name without an end", 22,
        bytes().i32(1).text("c", 80).i32(1).text(std::string(80, 'x'), 80).f32(0), RAVO_DATA_WRONG_VALUE},
       {"comment without an end", 22, bytes().i32(1).text(std::string(80, 'x'), 80).i32(0),
@@ -224,8 +239,6 @@ TEST(ChannelNumber, IsTheNumberOfMembersOfTheType) {
   for (const auto& [dtype, members] : expected) EXPECT_EQ(get_channel_number(dtype, 0), members) << dtype;
 }
 
-TEST(ChannelNumber, LooksAtTheLowSixteenBitsOnly) {
-  EXPECT_EQ(get_channel_number(41 | 38 << 16, 0), 1);
-}
+TEST(ChannelNumber, LooksAtTheLowSixteenBitsOnly) { EXPECT_EQ(get_channel_number(41 | 38 << 16, 0), 1); }
 
 }  // namespace

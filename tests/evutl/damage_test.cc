@@ -34,9 +34,7 @@ void expect_words(const bytes& file, extent place, const void* table, bool is_te
 
 bool nowhere(std::size_t) { return false; }
 bool behind_the_head(std::size_t i) { return i >= 8; }
-bool in_a_name(std::size_t i) {
-  return i >= 8 && (i - 8) % 272 >= 4 && (i - 8) % 272 < 260;
-}
+bool in_a_name(std::size_t i) { return i >= 8 && (i - 8) % 272 >= 4 && (i - 8) % 272 < 260; }
 
 std::uint64_t index_length(const ravo_event_index_table_2010& table) {
   std::uint64_t length = 8;
@@ -97,8 +95,7 @@ int check_all_tables(const open_file& file, const bytes& content) {
     if (listed.status == 0) {
       const std::uint32_t maxev = static_cast<std::uint32_t>(listed.content->maxev);
       EXPECT_EQ(listed.content->length, static_cast<std::int32_t>(12 + 2 * maxev * 16));
-      const int row =
-          ravo_find_channel_by_name_2010(dictionary.content.get(), "LINAC/NOTE", nullptr);
+      const int row = ravo_find_channel_by_name_2010(dictionary.content.get(), "LINAC/NOTE", nullptr);
       EXPECT_GE(row, 0);
       for (std::uint32_t i = 0; row >= 0 && i < maxev; ++i) {
         EXPECT_EQ(listed.content->chptr()[i].chhd, 0u);
@@ -163,9 +160,15 @@ TEST(Damage, EveryOverwrittenWordGivesRightTablesOrNone) {
   open_file file(small.content);
   int refused = 0;
   for (std::size_t at = small.event_headers; at + 4 <= small.content.size(); at += 4) {
-    const std::array<std::uint32_t, 9> values = {
-        0,          0xffffffff,     0x7fffffff,     0x80000000,      static_cast<std::uint32_t>(at),
-        small.reference, small.dictionary, small.pointers + 4, small.content.word(at) + 1};
+    const std::array<std::uint32_t, 9> values = {0,
+                                                 0xffffffff,
+                                                 0x7fffffff,
+                                                 0x80000000,
+                                                 static_cast<std::uint32_t>(at),
+                                                 small.reference,
+                                                 small.dictionary,
+                                                 small.pointers + 4,
+                                                 small.content.word(at) + 1};
     for (const std::uint32_t value : values) {
       bytes damaged = small.content;
       damaged.set_u32(at, value);

@@ -17,15 +17,13 @@ class decoded_block {
  public:
   /// A name that fills its field has no terminating zero.
   decoded_block(std::string_view name, std::int32_t dtype, const bytes& host_data)
-      : size_(sizeof(ravo_serv_block_subhead_2010) + host_data.size()),
-        memory_(new unsigned char[size_]) {
+      : size_(sizeof(ravo_serv_block_subhead_2010) + host_data.size()), memory_(new unsigned char[size_]) {
     ravo_serv_block_subhead_2010 head{};
     std::memcpy(head.chname, name.data(), std::min(name.size(), sizeof head.chname));
     head.dtype = dtype;
     head.ldata = static_cast<std::int32_t>(size_);
     std::memcpy(memory_.get(), &head, sizeof head);
-    if (host_data.size() > 0)
-      std::memcpy(memory_.get() + sizeof head, host_data.data(), host_data.size());
+    if (host_data.size() > 0) std::memcpy(memory_.get() + sizeof head, host_data.data(), host_data.size());
   }
 
   ravo_serv_block_subhead_2010* get() {
@@ -40,8 +38,7 @@ class decoded_block {
 
 /// The bytes of host-order words, from the same words in file order.
 inline bytes all_words_reversed(bytes data) {
-  for (std::size_t i = 0; i + 4 <= data.size(); i += 4)
-    data.set_u32(i, __builtin_bswap32(data.word(i)));
+  for (std::size_t i = 0; i + 4 <= data.size(); i += 4) data.set_u32(i, __builtin_bswap32(data.word(i)));
   return data;
 }
 

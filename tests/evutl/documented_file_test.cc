@@ -93,18 +93,30 @@ TEST(DocumentedFile, HasTheStatedOffsets) {
 const char* shape_name(ravo::payload_shape shape) {
   using enum ravo::payload_shape;
   switch (shape) {
-    case none: return "none";
-    case update: return "update";
-    case update_older: return "older update";
-    case environment: return "environment";
-    case env_dictionary: return "environment dictionary";
-    case spectrum: return "spectrum";
-    case spectrum_older: return "older spectrum";
-    case image: return "image";
-    case image_ext: return "extended image";
-    case roi: return "region of interest";
-    case name_value: return "name-value";
-    case text: return "text";
+    case none:
+      return "none";
+    case update:
+      return "update";
+    case update_older:
+      return "older update";
+    case environment:
+      return "environment";
+    case env_dictionary:
+      return "environment dictionary";
+    case spectrum:
+      return "spectrum";
+    case spectrum_older:
+      return "older spectrum";
+    case image:
+      return "image";
+    case image_ext:
+      return "extended image";
+    case roi:
+      return "region of interest";
+    case name_value:
+      return "name-value";
+    case text:
+      return "text";
   }
   return "";
 }
@@ -118,8 +130,8 @@ TEST(DocumentedTypes, AreThoseOfTheTable) {
     std::string members;
     for (int i = 0; i < type.members; ++i)
       members += (i ? ", " : "") + std::string(type.member_names[static_cast<std::size_t>(i)]);
-    const std::string row = "\n| " + std::to_string(type.code) + " | `" + std::string(type.name) +
-                            "` | " + generation + " | " + shape_name(type.shape) + " | " +
+    const std::string row = "\n| " + std::to_string(type.code) + " | `" + std::string(type.name) + "` | " +
+                            generation + " | " + shape_name(type.shape) + " | " +
                             std::to_string(type.members) + " | " + members + " | " +
                             std::string(type.axis) + " |\n";
     EXPECT_THAT(text, testing::HasSubstr(row));

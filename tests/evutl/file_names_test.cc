@@ -43,16 +43,28 @@ TEST(FileName, HoldsTheTimeInUtc) {
 }
 
 TEST(FileName, HoldsNoTimeWhenItIsOfAnotherGrammar) {
-  for (const char* name :
-       {"", "x.raw", "e_s_run1_file1.raw", "e_s_run1_file1_20260101T000000Z", "20260101T000000Z.raw",
-        "e_s_run1_file1_20260101T000000.raw", "e_s_run1_file1_20260101t000000z.raw",
-        "e_s_run1_file1_20260101T000000Z.raw.part", "e_s_run1_file1_20260101T000000Z.RAW",
-        "e_s_run1_file1_20261301T000000Z.raw", "e_s_run1_file1_20260230T000000Z.raw",
-        "e_s_run1_file1_20250229T000000Z.raw", "e_s_run1_file1_20260101T240000Z.raw",
-        "e_s_run1_file1_20260101T006000Z.raw", "e_s_run1_file1_20260101T000060Z.raw",
-        "e_s_run1_file1_19691231T235959Z.raw", "e_s_run1_file1_21060207T062816Z.raw",
-        "e_s_run1_file1_ 0260101T000000Z.raw", "e_s_run1_file1_-0260101T00000Z.raw",
-        "e_s_20260101T000000Z.raw/other.raw", ".raw", "_.raw"})
+  for (const char* name : {"",
+                           "x.raw",
+                           "e_s_run1_file1.raw",
+                           "e_s_run1_file1_20260101T000000Z",
+                           "20260101T000000Z.raw",
+                           "e_s_run1_file1_20260101T000000.raw",
+                           "e_s_run1_file1_20260101t000000z.raw",
+                           "e_s_run1_file1_20260101T000000Z.raw.part",
+                           "e_s_run1_file1_20260101T000000Z.RAW",
+                           "e_s_run1_file1_20261301T000000Z.raw",
+                           "e_s_run1_file1_20260230T000000Z.raw",
+                           "e_s_run1_file1_20250229T000000Z.raw",
+                           "e_s_run1_file1_20260101T240000Z.raw",
+                           "e_s_run1_file1_20260101T006000Z.raw",
+                           "e_s_run1_file1_20260101T000060Z.raw",
+                           "e_s_run1_file1_19691231T235959Z.raw",
+                           "e_s_run1_file1_21060207T062816Z.raw",
+                           "e_s_run1_file1_ 0260101T000000Z.raw",
+                           "e_s_run1_file1_-0260101T00000Z.raw",
+                           "e_s_20260101T000000Z.raw/other.raw",
+                           ".raw",
+                           "_.raw"})
     EXPECT_FALSE(time_of(name).first) << name;
 }
 

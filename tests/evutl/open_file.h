@@ -55,8 +55,7 @@ class open_file {
     ravo_file_reference_table_2010* result = nullptr;
     if (length_ < 4) {
       const unsigned char nothing[4] = {};
-      const int status =
-          get_ravo_file_reference_table_m_2010(nothing, length_, length_, fd_, &result);
+      const int status = get_ravo_file_reference_table_m_2010(nothing, length_, length_, fd_, &result);
       return {status, table<ravo_file_reference_table_2010>(result)};
     }
     long rem = 0;
@@ -64,22 +63,20 @@ class open_file {
     const std::size_t size = static_cast<std::size_t>(length_ - aligned);
     void* tail = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd_, aligned);
     if (tail == MAP_FAILED) throw std::runtime_error("cannot map the tail");
-    const int status = get_ravo_file_reference_table_m_2010(
-        static_cast<const unsigned char*>(tail), static_cast<long>(size), length_, fd_, &result);
+    const int status = get_ravo_file_reference_table_m_2010(static_cast<const unsigned char*>(tail),
+                                                            static_cast<long>(size), length_, fd_, &result);
     munmap(tail, size);
     return {status, table<ravo_file_reference_table_2010>(result)};
   }
 
-  loaded<ravo_event_index_table_2010> event_index(
-      const ravo_file_reference_table_2010& reference) const {
+  loaded<ravo_event_index_table_2010> event_index(const ravo_file_reference_table_2010& reference) const {
     return load<ravo_event_index_table_2010>(ravo_get_event_index_table_m_2010, reference);
   }
   loaded<ravo_chan_dictionary_table_2010> dictionary(
       const ravo_file_reference_table_2010& reference) const {
     return load<ravo_chan_dictionary_table_2010>(ravo_get_channel_dictionary_table_m_2010, reference);
   }
-  loaded<ravo_event_chan_pointers_table> pointers(
-      const ravo_file_reference_table_2010& reference) const {
+  loaded<ravo_event_chan_pointers_table> pointers(const ravo_file_reference_table_2010& reference) const {
     return load<ravo_event_chan_pointers_table>(ravo_get_event_chan_pointers_table_m_2010, reference);
   }
   loaded<ravo_env_dictionary_table_2010> environment(
@@ -90,9 +87,9 @@ class open_file {
       const ravo_file_reference_table_2010& reference) const {
     return load<ravo_xml_chan_descr_header_2010>(ravo_get_chan_descr_table_m_2010, reference);
   }
-  loaded<ravo_event_chan_pointers_table> pointers_by_list(
-      const ravo_file_reference_table_2010& reference,
-      const ravo_chan_dictionary_table_2010& dictionary, std::vector<std::string> names) const {
+  loaded<ravo_event_chan_pointers_table> pointers_by_list(const ravo_file_reference_table_2010& reference,
+                                                          const ravo_chan_dictionary_table_2010& dictionary,
+                                                          std::vector<std::string> names) const {
     std::vector<char*> list;
     for (std::string& name : names) list.push_back(name.data());
     ravo_event_chan_pointers_table* result = nullptr;

@@ -140,9 +140,9 @@ inline std::vector<payload> all_payloads() {
                           {15, 2}, {16, 4}, {17, 4}, {18, 1}, {19, 1}, {20, 2}, {21, 2}};
   for (const auto& [dtype, members] : older)
     add(dtype, older_spectrum<bytes>(members, 5), older_spectrum<host_bytes>(members, 5));
-  const int current[][2] = {{28, 5}, {38, 3}, {39, 4}, {40, 4}, {41, 1}, {42, 1}, {43, 2}, {44, 1},
-                            {45, 2}, {46, 2}, {47, 4}, {48, 4}, {49, 4}, {50, 1}, {51, 1}, {52, 6},
-                            {53, 8}, {60, 3}, {61, 5}, {62, 7}};
+  const int current[][2] = {{28, 5}, {38, 3}, {39, 4}, {40, 4}, {41, 1}, {42, 1}, {43, 2},
+                            {44, 1}, {45, 2}, {46, 2}, {47, 4}, {48, 4}, {49, 4}, {50, 1},
+                            {51, 1}, {52, 6}, {53, 8}, {60, 3}, {61, 5}, {62, 7}};
   for (const auto& [dtype, members] : current)
     for (std::uint32_t flags = 0; flags < 4; ++flags)
       add(dtype, spectrum<bytes>(members, 2, 3, flags), spectrum<host_bytes>(members, 2, 3, flags));

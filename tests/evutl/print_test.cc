@@ -109,8 +109,7 @@ TEST(PrintChannelHead, EscapesControlCharactersAndStopsAtTheField) {
 }
 
 TEST(PrintData, ShowsASpectrumMemberByMember) {
-  const std::string text =
-      printed_block(decoded_block("LINAC/RF", 43, spectrum<host_bytes>(2, 2, 5, 3)));
+  const std::string text = printed_block(decoded_block("LINAC/RF", 43, spectrum<host_bytes>(2, 2, 5, 3)));
   EXPECT_THAT(text, HasSubstr("  spectrum: 2 members of 2 groups of 5 samples\n"
                               "  axis (time, us): start 0.5  increment 0.25  group increment 100\n"
                               "  [0] AMPLITUDE: mean 0  10 values  min 0  max 9  mean 4.5  first 0 1 2 "

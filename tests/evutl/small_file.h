@@ -36,8 +36,8 @@ inline void event_header(bytes& file, std::uint32_t number, std::uint32_t micros
   file.u32(0).u32(0).u32(1);
 }
 
-inline void server_block(bytes& file, std::uint32_t microseconds, std::uint32_t length,
-                         std::uint32_t pulse, std::uint32_t channels) {
+inline void server_block(bytes& file, std::uint32_t microseconds, std::uint32_t length, std::uint32_t pulse,
+                         std::uint32_t channels) {
   file.u32(1767225600).u32(microseconds).u32(length).u32(pulse);
   file.text("LINAC.SERVER", 256).u32(0).u32(0).u32(channels);
 }

@@ -125,10 +125,8 @@ TEST(Cut, OfARegionOfInterestIsAProfileAlongItsPixels) {
   const auto x = cut(block.get(), 0);
   ASSERT_FALSE(x.failed);
   EXPECT_EQ(x.block->dtype, 41);
-  const bytes expected_x = host_bytes()
-                               .i32(1).i32(3).i32(1).f32(10).f32(1).f32(0).u32(0).i32(0)
-                               .f32(1).f32(2).f32(3)
-                               .content();
+  const bytes expected_x =
+      host_bytes().i32(1).i32(3).i32(1).f32(10).f32(1).f32(0).u32(0).i32(0).f32(1).f32(2).f32(3).content();
   EXPECT_EQ(x.data(), expected_x.vector());
   const auto y = cut(block.get(), 1);
   ASSERT_FALSE(y.failed);
@@ -165,8 +163,8 @@ TEST(Cut, OfImagesAndTextsIsACopyUnderTheSubchannelsName) {
 
 TEST(Cut, IsNotMadeOfUpdatesAndEnvironments) {
   const std::pair<int, bytes> blocks[] = {
-      {33, update<host_bytes>(256)}, {36, update<host_bytes>(256)}, {37, update<host_bytes>(256)},
-      {1, update<host_bytes>(80)},   {3, environment<host_bytes>()}, {35, environment<host_bytes>()},
+      {33, update<host_bytes>(256)},     {36, update<host_bytes>(256)},  {37, update<host_bytes>(256)},
+      {1, update<host_bytes>(80)},       {3, environment<host_bytes>()}, {35, environment<host_bytes>()},
       {34, env_dictionary<host_bytes>()}};
   for (const auto& [dtype, data] : blocks) {
     decoded_block block("SLOW", dtype, data);

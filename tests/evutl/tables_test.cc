@@ -88,13 +88,11 @@ TEST(ReferenceTable, IsRefusedWhenTheTailOrTheTableIsWrong) {
        RAVO_TABLE_WRONG_PATTERN},
       {"length 164", [](small_file& f) { f.content.set_u32(f.reference + 4, 164); },
        RAVO_TABLE_WRONG_LENGTH},
-      {"length -1", [](small_file& f) { f.content.set_i32(f.reference + 4, -1); },
-       RAVO_TABLE_WRONG_LENGTH},
+      {"length -1", [](small_file& f) { f.content.set_i32(f.reference + 4, -1); }, RAVO_TABLE_WRONG_LENGTH},
       {"reference to itself", [](small_file& f) { f.content.set_u32(f.reference + 140, f.reference); },
        RAVO_TABLE_OVERLAP},
       {"reference into itself",
-       [](small_file& f) { f.content.set_u32(f.reference + 156, f.reference + 167); },
-       RAVO_TABLE_OVERLAP},
+       [](small_file& f) { f.content.set_u32(f.reference + 156, f.reference + 167); }, RAVO_TABLE_OVERLAP},
   };
   for (const reference_damage& damage : cases) {
     small_file small = build_small_file();
@@ -118,8 +116,7 @@ TEST(ReferenceTable, IsRefusedInAFileOfLessThanFourBytes) {
 TEST(ReferenceTable, IsRefusedWithoutArguments) {
   ravo_file_reference_table_2010* table = nullptr;
   const unsigned char tail[4] = {};
-  EXPECT_EQ(get_ravo_file_reference_table_m_2010(nullptr, 4, 4, -1, &table),
-            RAVO_TABLE_INVALID_ARGUMENT);
+  EXPECT_EQ(get_ravo_file_reference_table_m_2010(nullptr, 4, 4, -1, &table), RAVO_TABLE_INVALID_ARGUMENT);
   EXPECT_EQ(get_ravo_file_reference_table_m_2010(tail, 4, 4, -1, nullptr), RAVO_TABLE_INVALID_ARGUMENT);
   EXPECT_EQ(get_ravo_file_reference_table_m_2010(tail, 4, 3, -1, &table), RAVO_TABLE_INVALID_ARGUMENT);
 }
@@ -219,8 +216,8 @@ TEST_F(Tables, PointersByListTakeANullNameAsAbsent) {
   std::string name = "LINAC/BPM1";
   const std::vector<char*> names = {nullptr, name.data()};
   ravo_event_chan_pointers_table* result = nullptr;
-  ASSERT_EQ(ravo_get_event_chan_pointers_table_by_list_m_2010(
-                file().length(), &reference(), file().fd(), &names, dictionary.content.get(), &result),
+  ASSERT_EQ(ravo_get_event_chan_pointers_table_by_list_m_2010(file().length(), &reference(), file().fd(),
+                                                              &names, dictionary.content.get(), &result),
             0);
   const table<ravo_event_chan_pointers_table> owner(result);
   EXPECT_EQ(result->chptr()[0].chhd, 0u);
@@ -293,8 +290,8 @@ TEST_F(Tables, AreRefusedWhenDamaged) {
        RAVO_TABLE_OUT_OF_FILE},
       {"index pattern", which::index, [](f s) { s.content.set_u32(s.event_index, 1); },
        RAVO_TABLE_WRONG_PATTERN},
-      {"negative number of types", which::index,
-       [](f s) { s.content.set_i32(s.event_index + 4, -1); }, RAVO_TABLE_WRONG_LENGTH},
+      {"negative number of types", which::index, [](f s) { s.content.set_i32(s.event_index + 4, -1); },
+       RAVO_TABLE_WRONG_LENGTH},
       {"33 types", which::index, [](f s) { s.content.set_i32(s.event_index + 4, 33); },
        RAVO_TABLE_WRONG_LENGTH},
       {"a type too many", which::index, [](f s) { s.content.set_i32(s.event_index + 4, 2); },
@@ -358,15 +355,15 @@ TEST_F(Tables, AreRefusedWhenDamaged) {
        RAVO_TABLE_WRONG_LENGTH},
       {"maxev too large", which::pointers, [](f s) { s.content.set_i32(s.pointers + 8, 0x7fffffff); },
        RAVO_TABLE_WRONG_LENGTH},
-      {"count beyond the row", which::pointers,
-       [](f s) { s.content.set_i32(s.dictionary + 8 + 268, 3); }, RAVO_TABLE_WRONG_ENTRY},
-      {"no dictionary for the pointers", which::pointers,
-       [](f s) { s.content.set_u32(s.dictionary, 0); }, RAVO_TABLE_WRONG_PATTERN},
+      {"count beyond the row", which::pointers, [](f s) { s.content.set_i32(s.dictionary + 8 + 268, 3); },
+       RAVO_TABLE_WRONG_ENTRY},
+      {"no dictionary for the pointers", which::pointers, [](f s) { s.content.set_u32(s.dictionary, 0); },
+       RAVO_TABLE_WRONG_PATTERN},
 
       {"no environment", which::environment, [](f s) { s.content.set_u32(s.reference + 148, 0); },
        RAVO_TABLE_ABSENT},
-      {"environment length 12", which::environment,
-       [](f s) { s.content.set_i32(s.environment + 4, 12); }, RAVO_TABLE_WRONG_LENGTH},
+      {"environment length 12", which::environment, [](f s) { s.content.set_i32(s.environment + 4, 12); },
+       RAVO_TABLE_WRONG_LENGTH},
       {"environment over the descriptions", which::environment,
        [](f s) { s.content.set_i32(s.environment + 4, 24); }, RAVO_TABLE_OVERLAP},
       {"environment pattern", which::environment, [](f s) { s.content.set_u32(s.environment, 9); },
@@ -392,11 +389,21 @@ TEST_F(Tables, AreRefusedWhenDamaged) {
       content = loaded.content.get();
     };
     switch (damage.table) {
-      case which::index: keep(file().event_index(reference())); break;
-      case which::dictionary: keep(file().dictionary(reference())); break;
-      case which::pointers: keep(file().pointers(reference())); break;
-      case which::environment: keep(file().environment(reference())); break;
-      case which::descriptions: keep(file().descriptions(reference())); break;
+      case which::index:
+        keep(file().event_index(reference()));
+        break;
+      case which::dictionary:
+        keep(file().dictionary(reference()));
+        break;
+      case which::pointers:
+        keep(file().pointers(reference()));
+        break;
+      case which::environment:
+        keep(file().environment(reference()));
+        break;
+      case which::descriptions:
+        keep(file().descriptions(reference()));
+        break;
     }
     EXPECT_EQ(status, damage.status) << damage.what;
     EXPECT_EQ(content, nullptr) << damage.what;
@@ -446,8 +453,7 @@ TEST_F(Tables, AreRefusedWithoutArguments) {
 
 TEST(StatusText, NamesEveryStatusDifferently) {
   EXPECT_STREQ(ravo_evutl_status_text(0), "success");
-  EXPECT_STREQ(ravo_evutl_status_text(RAVO_TABLE_OVERLAP),
-               "the table overlaps another part of the file");
+  EXPECT_STREQ(ravo_evutl_status_text(RAVO_TABLE_OVERLAP), "the table overlaps another part of the file");
   EXPECT_STREQ(ravo_evutl_status_text(12345), "unknown status");
 }
 

@@ -19,22 +19,35 @@ TEST(EventTypes, BeginAndEndOfRunEnvironmentAndUpdateAreSlow) {
 TEST(EventTypes, HaveAStructure) {
   for (int type = -2; type < 40; ++type) {
     int expected = RAVO_EV_STRUCT_LOCAL;
-    if (type < 0 || type > 31) expected = RAVO_EV_STRUCT_UNKNOWN;
-    else if (type == 0) expected = RAVO_EV_STRUCT_UNDEF;
-    else if (type >= 2 && type <= 5) expected = RAVO_EV_STRUCT_GLOBAL;
-    else if (type == 20 || type == 27) expected = RAVO_EV_STRUCT_ML;
+    if (type < 0 || type > 31)
+      expected = RAVO_EV_STRUCT_UNKNOWN;
+    else if (type == 0)
+      expected = RAVO_EV_STRUCT_UNDEF;
+    else if (type >= 2 && type <= 5)
+      expected = RAVO_EV_STRUCT_GLOBAL;
+    else if (type == 20 || type == 27)
+      expected = RAVO_EV_STRUCT_ML;
     EXPECT_EQ(get_event_struct_type(type), expected) << type;
   }
 }
 
 TEST(EventTypes, HaveNames) {
-  const char* names[] = {
-      "RAVO_EV_HB", "RAVO_EV_NORMAL", "RAVO_EV_BOR", "RAVO_EV_EOR", "RAVO_EV_ENV", "RAVO_EV_UPD",
-      "RAVO_EV_IMAGE", "RAVO_EV_WS", "RAVO_EV_MCP", "RAVO_EV_WSS", "RAVO_EV_BL1", "RAVO_EV_BL2",
-      "RAVO_EV_BL3", "RAVO_EV_PG0", "RAVO_EV_PG1", "RAVO_EV_PG2", "RAVO_EV_GMD", "RAVO_EV_PHOTEN",
-      "RAVO_EV_PHOTWL", "RAVO_EV_BEAM_ENERGY", "RAVO_EV_LLRF_ML", "RAVO_EV_BEAM_ENERGY_BYPASS",
-      "RAVO_EV_SPECTR_1", "RAVO_EV_SPECTR_2", "RAVO_EV_SPECTR_3", "RAVO_EV_SPECTR_4",
-      "RAVO_EV_SPECTR_5", "RAVO_EV_TOROID_ML", "RAVO_EV_28", "RAVO_EV_29", "RAVO_EV_30", "RAVO_EV_31"};
+  const char* names[] = {"RAVO_EV_HB",       "RAVO_EV_NORMAL",
+                         "RAVO_EV_BOR",      "RAVO_EV_EOR",
+                         "RAVO_EV_ENV",      "RAVO_EV_UPD",
+                         "RAVO_EV_IMAGE",    "RAVO_EV_WS",
+                         "RAVO_EV_MCP",      "RAVO_EV_WSS",
+                         "RAVO_EV_BL1",      "RAVO_EV_BL2",
+                         "RAVO_EV_BL3",      "RAVO_EV_PG0",
+                         "RAVO_EV_PG1",      "RAVO_EV_PG2",
+                         "RAVO_EV_GMD",      "RAVO_EV_PHOTEN",
+                         "RAVO_EV_PHOTWL",   "RAVO_EV_BEAM_ENERGY",
+                         "RAVO_EV_LLRF_ML",  "RAVO_EV_BEAM_ENERGY_BYPASS",
+                         "RAVO_EV_SPECTR_1", "RAVO_EV_SPECTR_2",
+                         "RAVO_EV_SPECTR_3", "RAVO_EV_SPECTR_4",
+                         "RAVO_EV_SPECTR_5", "RAVO_EV_TOROID_ML",
+                         "RAVO_EV_28",       "RAVO_EV_29",
+                         "RAVO_EV_30",       "RAVO_EV_31"};
   for (int type = 0; type < 32; ++type) EXPECT_STREQ(event_name_itoa(type), names[type]);
   EXPECT_STREQ(event_name_itoa(32), "UNKNOWN");
   EXPECT_STREQ(event_name_itoa(-1), "UNKNOWN");

@@ -49,8 +49,7 @@ class bytes {
   /// Overwrites the word at an offset.
   bytes& set_u32(std::size_t offset, std::uint32_t word) {
     for (int i = 0; i < 4; ++i)
-      content_.at(offset + static_cast<std::size_t>(i)) =
-          static_cast<unsigned char>(word >> (24 - 8 * i));
+      content_.at(offset + static_cast<std::size_t>(i)) = static_cast<unsigned char>(word >> (24 - 8 * i));
     return *this;
   }
   bytes& set_i32(std::size_t offset, std::int32_t word) {

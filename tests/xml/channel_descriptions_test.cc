@@ -146,7 +146,6 @@ TEST(LoadDescriptions, FillsAFieldToTheLastByteButOne) {
   EXPECT_EQ(list.channels.at(0)->subsystem, std::string(63, 's'));
 }
 
-
 TEST(LoadDescriptions, RefusesWhatIsNotWellFormed) {
   const std::string cases[] = {
       "<channel_descriptions version='1'>",
@@ -348,7 +347,10 @@ TEST(StoreDescriptions, ComeBackWithEveryCharacter) {
 TEST(StoreDescriptions, PutsAQuestionMarkForWhatXmlCannotHold) {
   description_list stored, loaded;
   stored.channels = {new chan_descr_2010{}};
-  std::strcpy(stored.channels[0]->prop_name, "a\x01" "b\xff" "c\xc3");
+  std::strcpy(stored.channels[0]->prop_name,
+              "a\x01"
+              "b\xff"
+              "c\xc3");
   std::memset(stored.channels[0]->units, 'u', sizeof stored.channels[0]->units);
   ASSERT_EQ(load(ravo_store_chan_descr(stored.channels), loaded), 0);
   EXPECT_STREQ(loaded.channels.at(0)->prop_name, "a?b?c?");

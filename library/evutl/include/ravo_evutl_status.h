@@ -10,14 +10,14 @@ enum ravo_table_status : int {
   RAVO_TABLE_NO_CHANNEL = -5,         ///< none of the listed channels is in the dictionary
   RAVO_TABLE_INVALID_ARGUMENT = 101,  ///< a null pointer or a length that cannot be
   RAVO_TABLE_NO_MEMORY = 102,
-  RAVO_TABLE_UNREADABLE = 103,        ///< the file ended early or could not be read
-  RAVO_TABLE_TOO_SHORT = 104,         ///< the file is too short to hold a reference table
-  RAVO_TABLE_ABSENT = 105,            ///< the reference table has no offset for this table
-  RAVO_TABLE_OUT_OF_FILE = 106,       ///< the table begins or ends behind the file's tables
-  RAVO_TABLE_WRONG_PATTERN = 107,     ///< another marker word than the table's
-  RAVO_TABLE_WRONG_LENGTH = 108,      ///< a length or count that no such table can have
-  RAVO_TABLE_OVERLAP = 109,           ///< the table runs into something else that the file refers to
-  RAVO_TABLE_WRONG_ENTRY = 110,       ///< an entry contradicts the table or its neighbours
+  RAVO_TABLE_UNREADABLE = 103,     ///< the file ended early or could not be read
+  RAVO_TABLE_TOO_SHORT = 104,      ///< the file is too short to hold a reference table
+  RAVO_TABLE_ABSENT = 105,         ///< the reference table has no offset for this table
+  RAVO_TABLE_OUT_OF_FILE = 106,    ///< the table begins or ends behind the file's tables
+  RAVO_TABLE_WRONG_PATTERN = 107,  ///< another marker word than the table's
+  RAVO_TABLE_WRONG_LENGTH = 108,   ///< a length or count that no such table can have
+  RAVO_TABLE_OVERLAP = 109,        ///< the table runs into something else that the file refers to
+  RAVO_TABLE_WRONG_ENTRY = 110,    ///< an entry contradicts the table or its neighbours
 };
 
 /// Results of ravo_convert_data and ravo_store_data.
