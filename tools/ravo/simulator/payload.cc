@@ -34,8 +34,9 @@ void append(bytes& to, const Record& record) {
 }
 
 void append(bytes& to, std::span<const float> values) {
-  const auto* first = reinterpret_cast<const unsigned char*>(values.data());
-  to.insert(to.end(), first, first + values.size_bytes());
+  const std::size_t at = to.size();
+  to.resize(at + values.size_bytes());
+  if (!values.empty()) std::memcpy(to.data() + at, values.data(), values.size_bytes());
 }
 
 // Front ends digitise: a value is a multiple of its step.
