@@ -247,6 +247,7 @@ int daq_reader<G>::make_room(std::size_t position, std::size_t size) {
 /// A slow channel, once seen, is handed out with every event, with its last value.
 template <class G>
 void daq_reader<G>::hand_out(std::vector<ravo_channel_entry_long*>& entries) {
+  entries.reserve(results.size());
   for (result_entry* entry : results) {
     if (entry && (entry->slow || entry->updated)) entries.push_back(&entry->res);
   }
