@@ -1,0 +1,81 @@
+// A slicer of the scripted generation, set up over invented files and channels.
+#ifndef RAVO_TEST_SLICER_SCRIPTED_PLAY_H
+#define RAVO_TEST_SLICER_SCRIPTED_PLAY_H
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "captured_output.h"
+#include "scripted_generation.h"
+
+namespace ravo::test {
+
+class play {
+ public:
+  explicit play(const std::vector<std::string>& channels, const std::vector<std::string>& files = {"a"})
+      : files_(files), names_(channels) {
+    playing = &script_;
+    for (const std::string& name : channels) script_.channels[name];
+  }
+  ~play() {
+    slicer.clean_up();
+    playing = nullptr;
+  }
+  play(const play&) = delete;
+  play& operator=(const play&) = delete;
+
+  channel_script& channel(const std::string& name) { return script_.channels.at(name); }
+  script& all() { return script_; }
+
+  int init() {
+    std::vector<char*> files;
+    for (std::string& file : files_) files.push_back(file.data());
+    std::vector<scripted_param> params(names_.size());
+    std::vector<scripted_param*> channels;
+    for (std::size_t i = 0; i < names_.size(); ++i) {
+      std::snprintf(params[i].name, sizeof params[i].name, "%s", names_[i].c_str());
+      params[i].subchan = static_cast<int>(i) + 5;
+      channels.push_back(&params[i]);
+    }
+    return slicer.init(&files, &channels, 0);
+  }
+  int start() {
+    const int status = init();
+    return status != 0 ? status : slicer.start();
+  }
+  /// What the operation prints at a debug level; the level is 0 again afterwards.
+  template <class Operation>
+  std::string output(int debug, Operation operation) {
+    slicer.set_debug(debug);
+    captured_output captured;
+    operation();
+    const std::string text = captured.stop();
+    slicer.set_debug(0);
+    return text;
+  }
+  int get(int direction, const ravo_time_id* id = nullptr) {
+    return slicer.get_data(id, &entries, direction);
+  }
+  /// The call that comes first and always asks for the current event.
+  void pass_first_call() { slicer.first_event = 0; }
+
+ private:
+  script script_;
+  std::vector<std::string> files_;
+  std::vector<std::string> names_;
+
+ public:
+  scripted_slicer slicer;
+  std::vector<ravo_channel_entry_long*> entries;
+};
+
+inline ravo_channel_entry_long entry_of(const ravo_time_id& id) {
+  ravo_channel_entry_long entry{};
+  entry.event_id = id;
+  return entry;
+}
+
+}  // namespace ravo::test
+
+#endif
