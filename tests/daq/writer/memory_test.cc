@@ -95,6 +95,24 @@ TEST(WriterMemory, TheMemoryOfManyFilesIsThatOfOne) {
   EXPECT_LT(peak_with_files(12), peak_with_files(2) + mebibyte / 8);
 }
 
+TEST(WriterMemory, AnEventLargerThanTheBufferIsHeldOnlyAsLongAsItMust) {
+  const temporary_folder folder;
+  ravo_daq_writer_settings settings = settings_in(folder);
+  settings.buffer_bytes = mebibyte;
+  const payload block = noisy_spectrum(4 * mebibyte, 1);  // 16 MiB
+  const payload small = noisy_spectrum(10, 1);
+  ravo_daq_writer_2010 writer;
+  must(writer, writer.open(settings));
+  must(writer, writer.add_channel(channel_of("A", RAVO_BLOCK_1CHAN_2010)));
+  const std::size_t before = live;
+  must(writer, give_event(writer, event_of(1, noon), {{0, block}}));
+  const std::size_t held = live - before;  // encoder, event and buffer
+  must(writer, give_event(writer, event_of(2, noon), {{0, small}}));
+  EXPECT_LT(live - before + 14 * mebibyte, held);
+  must(writer, writer.close());
+  EXPECT_EQ(raw_file(writer.get_files().at(0)).find("A").count, 2u);
+}
+
 TEST(WriterMemory, WhereMemoryIsRefusedTheCallIsAndTheRunGoesOn) {
   const temporary_folder folder;
   ravo_daq_writer_2010 writer;
@@ -135,10 +153,23 @@ TEST(WriterMemory, RefusedAtAnyAllocationAnEventIsWholeOrNotThereAtAll) {
       }
     };
     must(writer, writer.open(settings));
-    for (const char* name : {"A", "B"})
-      insist([&] {
-        return writer.add_channel(channel_of(name, RAVO_BLOCK_1CHAN_2010, ravo_compression::lzo1x));
-      });
+    bit_descr bit{};
+    dim_descr dim{};
+    dim.nstats = 1;
+    dim.stats.resize(1);
+    chan_descr_2010 description{};
+    description.nbits = description.ndims = 1;
+    description.bits = {&bit};
+    description.dims = {&dim};
+    for (int i = 0; i < 2; ++i) {
+      ravo_daq_writer_channel channel =
+          channel_of("A NAME THAT TAKES MEMORY OF ITS OWN " + std::to_string(i), RAVO_BLOCK_1CHAN_2010,
+                     ravo_compression::lzo1x);
+      channel.key = static_cast<std::uint32_t>(100 + i);
+      channel.env_index = i;
+      channel.description = &description;
+      insist([&] { return writer.add_channel(channel); });
+    }
     for (std::uint32_t i = 0; i < 50; ++i) {
       const payload first = noisy_spectrum(i + 1, i), second = smooth_spectrum(7 * i + 1, 3);
       const ravo_daq_writer_server_block server{"SERVER", {noon + i, 0}, 0, 0, 0};

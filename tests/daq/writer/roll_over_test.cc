@@ -174,6 +174,36 @@ TEST(WriterRollOver, AWriterTakesTheNextRunAfterClose) {
             read_file(folder.file("linac_main_run2_file1_20231114T221320Z.raw")));
 }
 
+TEST(WriterRollOver, TheNextRunOwesNothingToTheOneBefore) {
+  const temporary_folder folder;
+  ravo_daq_writer_settings settings = settings_in(folder);
+  ravo_daq_writer_2010 writer;
+  ravo_daq_writer_channel channel = channel_of("A", RAVO_ENV_BLOCK_2010);
+  channel.key = 5;
+  channel.env_index = 5;
+  const chan_descr_2010 description{};
+  channel.description = &description;
+  std::vector<std::vector<unsigned char>> files;
+  for (int run = 1; run <= 2; ++run) {
+    settings.run = run;
+    must(writer, writer.open(settings));
+    // The same key, index and name again, and a time before the last event of the run before.
+    EXPECT_EQ(writer.add_channel(channel), 0);
+    EXPECT_EQ(give_event(writer, event_of(1, noon), {{0, environment(5, noon, 1)}}), RAVO_DAQ_WRITER_OK);
+    EXPECT_EQ(give_event(writer, event_of(2, noon + 9), {}), RAVO_DAQ_WRITER_OK);
+    must(writer, writer.close());
+    files.push_back(read_file(writer.get_files().at(0)));
+  }
+  EXPECT_EQ(files[0], files[1]);
+}
+
+TEST(WriterRollOver, AFileHasThePermissionsOfAnOrdinaryFile) {
+  const temporary_folder folder;
+  const std::string ordinary = folder.write("ordinary", {});
+  const std::string file = write_tenths(settings_in(folder), 1).at(0);
+  EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::status(ordinary).permissions());
+}
+
 TEST(WriterRollOver, AWriterThatIsDestroyedLeavesNothingOfItsOpenFile) {
   const temporary_folder folder;
   {
