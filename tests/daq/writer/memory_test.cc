@@ -16,11 +16,13 @@ namespace {
 
 std::atomic<std::size_t> live{0}, peak{0};
 std::atomic<std::size_t> allowed{~std::size_t{0}};  // a single allocation beyond it is refused
+std::atomic<long> before_refusal{-1};               // so many allocations pass and the next does not
 
 }  // namespace
 
 void* operator new(std::size_t size) {
-  void* memory = size <= allowed ? malloc(size) : nullptr;
+  const bool refused = size > allowed || (before_refusal >= 0 && before_refusal-- == 0);
+  void* memory = refused ? nullptr : malloc(size);
   if (!memory) throw std::bad_alloc();
   const std::size_t now = live += malloc_usable_size(memory);
   std::size_t before = peak;
@@ -137,7 +139,7 @@ TEST(WriterMemory, WhereMemoryIsRefusedTheCallIsAndTheRunGoesOn) {
 }
 
 TEST(WriterMemory, RefusedAtAnyAllocationAnEventIsWholeOrNotThereAtAll) {
-  // Every call is tried with nothing allowed first, and given again when that was too little.
+  // Every call is refused its first allocation, then its second, and so on until it needs no more.
   const temporary_folder folder, undisturbed;
   const auto write = [](const temporary_folder& into, bool starving) {
     ravo_daq_writer_settings settings = settings_in(into);
@@ -145,10 +147,10 @@ TEST(WriterMemory, RefusedAtAnyAllocationAnEventIsWholeOrNotThereAtAll) {
     settings.max_events = 20;
     ravo_daq_writer_2010 writer;
     const auto insist = [&](auto call) {
-      for (std::size_t size = starving ? 0 : ~std::size_t{0};; size = 2 * size + 64) {
-        allowed = size;
+      for (long passing = 0;; ++passing) {
+        if (starving) before_refusal = passing;
         const int status = call();
-        allowed = ~std::size_t{0};
+        before_refusal = -1;
         if (status != RAVO_DAQ_WRITER_NO_MEMORY) return must(writer, status);
       }
     };
