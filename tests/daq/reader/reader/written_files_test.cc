@@ -2,29 +2,15 @@
 // held against what was put into them.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <new>
 #include <set>
 
 #include "captured_output.h"
+#include "counted_new.h"
 #include "environment_variable.h"
 #include "failing_allocation.h"
 #include "ravo_daq_reader_2010.h"
 #include "written_run.h"
-
-namespace {
-// Allocations of this thread by new; those by hand are counted by failing_allocation.
-thread_local long allocations_by_new = 0;
-}  // namespace
-
-void* operator new(std::size_t size) {
-  ++allocations_by_new;
-  if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace ravo::test {
 namespace {
@@ -347,10 +333,10 @@ TEST_F(WrittenFiles, TheSteadyStateAllocatesNothing) {
   start({"BPM", "TOR", "RF", "HALF", "SLOW"}, {run().files()[0]});
   for (int i = 0; i < 6; ++i) ASSERT_EQ(get(), 0);
   const long by_hand = failing_allocation::asked;
-  const long by_new = allocations_by_new;
+  const long by_new = counted_new::made;
   for (int i = 6; i < 20; ++i) ASSERT_EQ(get(), 0);
   EXPECT_EQ(failing_allocation::asked - by_hand, 0);
-  EXPECT_EQ(allocations_by_new - by_new, 0);
+  EXPECT_EQ(counted_new::made - by_new, 0);
 }
 
 TEST_F(WrittenFiles, ABufferGrowsWithTheBlocksOfItsChannel) {
