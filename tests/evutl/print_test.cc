@@ -120,9 +120,14 @@ TEST(PrintData, ShowsASpectrumMemberByMember) {
 
 TEST(PrintData, NamesTheMembersOfAGenericSpectrumByNumber) {
   const std::string text = printed_block(decoded_block("A", 28, spectrum<host_bytes>(40, 1, 1, 0)));
-  EXPECT_THAT(text, HasSubstr("  [31] CH31: 1 values"));
+  EXPECT_THAT(text, HasSubstr("  [31] CH31: 1 values  min 3100  max 3100  mean 3100  first 3100\n"));
   EXPECT_THAT(text, Not(HasSubstr("CH32")));
   EXPECT_THAT(text, HasSubstr("  ... 8 more members\n"));
+}
+
+TEST(PrintData, ShowsThatAMemberHasNoValues) {
+  EXPECT_THAT(printed_block(decoded_block("A", 41, spectrum<host_bytes>(1, 1, 0, 0))),
+              HasSubstr("  [0] CH0: 0 values\n"));
 }
 
 TEST(PrintData, ShowsEveryOtherPayload) {

@@ -209,6 +209,11 @@ TEST(Cut, FailsForBlocksThatAreNotWhatTheySay) {
     short_one.get()->ldata = length;
     EXPECT_TRUE(cut(short_one.get(), 0).failed) << length;
   }
+  for (const int length : {-1, 0, 267, 268 + 27, 268 + 33}) {
+    decoded_block frame("N", 13, image<host_bytes>());
+    frame.get()->ldata = length;
+    EXPECT_TRUE(cut(frame.get(), 0).failed) << length;
+  }
   EXPECT_TRUE(cut(nullptr, 0).failed);
   EXPECT_TRUE(device_to_one_channel_2010(wrong_type.get(), 0, 0, 0, nullptr));
 }

@@ -269,6 +269,20 @@ TEST_F(Tables, PointersAreRefusedWithAnAbsurdRowAlsoWithoutChannels) {
   }
 }
 
+// The length of the table in memory is a signed word too; asking for a channel again and again ends there.
+TEST_F(Tables, PointersByListAreRefusedWhenTheirLengthWouldNotFitItsWord) {
+  constexpr std::uint32_t maxev = 1 << 20;
+  small.content.resize(small.tail());
+  const std::uint32_t rows = static_cast<std::uint32_t>(small.content.size());
+  small.content.u32(0xecbecbf3).u32(12 + 2 * maxev * 16).u32(maxev).fill(2 * maxev * 16);
+  small.content.set_u32(small.reference + 144, rows).u32(small.reference);
+  open();
+  const auto dictionary = file().dictionary(reference());
+  const std::vector<std::string> names(128, "LINAC/BPM1");
+  EXPECT_EQ(file().pointers_by_list(reference(), *dictionary.content, names).status,
+            RAVO_TABLE_WRONG_LENGTH);
+}
+
 // Somebody cuts the file while it is being read: reading ends, and nothing waits for more.
 TEST_F(Tables, AreRefusedWhenTheFileIsShorterThanItsLength) {
   open();
