@@ -1,0 +1,92 @@
+// What the slicer does when memory runs out. This program puts its own two functions in place of those that
+// the reading layers get memory from, which fail for the sizes that a test names.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+
+#include "allocate.h"
+#include "captured_output.h"
+#include "streams.h"
+
+namespace {
+std::atomic<std::size_t> refused_size{0};
+}
+
+namespace ravo {
+void* allocate(std::size_t size) { return size == refused_size ? nullptr : std::malloc(size); }
+void* reallocate(void* memory, std::size_t size) { return std::realloc(memory, size); }
+}  // namespace ravo
+
+namespace ravo::test {
+namespace {
+
+class refused {
+ public:
+  explicit refused(std::size_t size) { refused_size = size; }
+  ~refused() { refused_size = 0; }
+};
+
+void expect_emptied(const ravo_daq_slicer_2010& slicer) {
+  EXPECT_EQ(slicer.files.size() + slicer.chans.size() + slicer.chansp.size(), 0u);
+  EXPECT_EQ(slicer.nchans, 0);
+}
+
+TEST(SlicerWithoutMemory, RefusesToCopyAFileName) {
+  ravo_daq_slicer_2010 slicer;
+  captured_output captured;
+  {
+    const refused size(12);
+    EXPECT_EQ(init(slicer, {"ten", "letters.raw"}, {"X"}), -6);
+  }
+  EXPECT_EQ(captured.stop(),
+            "ravo_daq_slicer_2010::init() failed to malloc 12 bytes for a file name letters.raw\n");
+  expect_emptied(slicer);
+}
+
+TEST(SlicerWithoutMemory, RefusesToCopyAChannel) {
+  ravo_daq_slicer_2010 slicer;
+  captured_output captured;
+  {
+    const refused size(sizeof(ravo_daq_chan_param_2010));
+    EXPECT_EQ(init(slicer, {"f"}, {"X"}), -6);
+  }
+  EXPECT_EQ(captured.stop(), "ravo_daq_slicer_2010::init() failed to malloc channel entry for X\n");
+  expect_emptied(slicer);
+}
+
+TEST(SlicerWithoutMemory, DoesNotStartWithoutSlots) {
+  ravo_daq_slicer_2010 slicer;
+  ASSERT_EQ(init(slicer, {"1", "2", "3"}, {"X"}), 0);
+  captured_output captured;
+  ::testing::internal::CaptureStderr();
+  {
+    const refused size(3 * sizeof(void*));
+    EXPECT_EQ(slicer.start(), -6);
+  }
+  EXPECT_EQ(captured.stop(), "Failed to allocate get_tables pointers\n");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr().rfind("malloc: ", 0), 0u);
+  EXPECT_EQ(slicer.get_tables, nullptr);
+  slicer.clean_up();
+}
+
+TEST(SlicerWithoutMemory, DoesNotStartWithoutReaders) {
+  stream files;
+  files.plain_file({"A"}, 1, 1);
+  ravo_daq_slicer_2010 slicer;
+  ASSERT_EQ(init(slicer, files.paths(), {"A", "B", "C", "D", "E"}), 0);
+  captured_output captured;
+  ::testing::internal::CaptureStderr();
+  {
+    const refused size(5 * sizeof(void*));
+    EXPECT_EQ(slicer.start(), -6);
+  }
+  EXPECT_EQ(captured.stop(), "Failed to allocate read_chans pointers\n");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr().rfind("malloc: ", 0), 0u);
+  EXPECT_EQ(slicer.read_chans, nullptr);
+  std::vector<ravo_channel_entry_long*> entries;
+  EXPECT_EQ(slicer.get_data(nullptr, &entries, 1), -3);
+}
+
+}  // namespace
+}  // namespace ravo::test
