@@ -72,7 +72,7 @@ verb read_verb(CLI::App& tool) {
           "--channel,-c", request.channels,
           "A channel: NAME, NAME:MEMBER (a number from 0), or a pattern with * ? []. May be repeated")
       ->required()
-      ->expected(1)
+      ->allow_extra_args(false)  // one name behind each --channel: what follows is a file
       ->type_name("NAME");
   const auto window = [&](const char* name, auto& value, const char* text, const char* type) {
     return command->add_option(name, value, text)->type_name(type)->group("Window");
