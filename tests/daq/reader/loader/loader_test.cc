@@ -2,9 +2,8 @@
 // it cleans up.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <fstream>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "captured_output.h"
 #include "failing_allocation.h"
@@ -348,23 +347,32 @@ TEST_F(Loader, DoesNotLeakDescriptors) {
   EXPECT_EQ(free_descriptor(), before);
 }
 
-TEST_F(Loader, AnswersEveryTruncationAndEveryDamagedWord) {
-  handmade_file file = example();
-  const bytes content = file.build();
+TEST_F(Loader, RefusesEveryTruncation) {
+  const bytes content = example().build();
+  const std::string name = folder.write("cut.raw", content.vector());
   captured_output quiet;
-  for (std::size_t size = 0; size < content.size(); size += 4) {
-    bytes cut = content;
-    cut.resize(size);
-    const std::string name = folder.write("cut.raw", cut.vector());
+  for (std::size_t size = content.size() - 4; size > 0; size -= 4) {
+    ASSERT_EQ(truncate(name.c_str(), static_cast<off_t>(size)), 0);
     EXPECT_NE(loader.get_all_tables(name.c_str(), 1, nullptr), 0) << size;
   }
-  for (std::size_t word = 0; word + 4 <= content.size(); word += 4)
-    for (const std::uint32_t value : {0u, 0xffffffffu, 0x7fffffffu, 0x80000000u, static_cast<std::uint32_t>(word)}) {
-      bytes damaged = content;
-      damaged.set_u32(word, value);
-      const std::string name = folder.write("damaged.raw", damaged.vector());
-      loader.get_all_tables(name.c_str(), 1, nullptr);  // any status; never a crash
+}
+
+TEST_F(Loader, AnswersEveryDamagedWord) {
+  bytes content = example().build();
+  const std::string name = folder.write("damaged.raw", content.vector());
+  const int file = open(name.c_str(), O_WRONLY);
+  captured_output quiet;
+  for (std::size_t word = 0; word + 4 <= content.size(); word += 4) {
+    const std::uint32_t truth = content.word(word);
+    for (const std::uint32_t value :
+         {0u, 0xffffffffu, 0x7fffffffu, 0x80000000u, static_cast<std::uint32_t>(word), truth}) {
+      content.set_u32(word, value);
+      ASSERT_EQ(pwrite(file, content.data() + word, 4, static_cast<off_t>(word)), 4);
+      const int status = loader.get_all_tables(name.c_str(), 1, nullptr);  // never a crash
+      if (value == truth) ASSERT_EQ(status, 0);
     }
+  }
+  close(file);
 }
 
 }  // namespace
