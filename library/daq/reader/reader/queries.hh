@@ -47,9 +47,10 @@ template <class G>
 char* daq_reader<G>::get_channel_name(int position, int* subchan) {
   // A position equal to the number of channels is within the bound, but nothing is there.
   if (position < 0 || static_cast<std::size_t>(position) >= results.size()) return nullptr;
-  result_entry& entry = *results[static_cast<std::size_t>(position)];
-  if (subchan) *subchan = entry.chan.subchan;
-  return entry.chan.name;
+  result_entry* entry = results[static_cast<std::size_t>(position)];
+  if (!entry) return nullptr;
+  if (subchan) *subchan = entry->chan.subchan;
+  return entry->chan.name;
 }
 
 }  // namespace ravo

@@ -209,7 +209,7 @@ void daq_reader<G>::set_debug(int level) {
 
 template <class G>
 void daq_reader<G>::set_data_path_list(const char* list) {
-  data_path_list = list;
+  if (list) data_path_list = list;
 }
 
 }  // namespace ravo

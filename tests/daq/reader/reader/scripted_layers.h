@@ -112,6 +112,17 @@ struct scripted_generation : generation_2010 {
   using file_tables = scripted_loader;
 };
 
+/// A generation with the other choice wherever generations differ in their rules.
+struct contrary_generation : scripted_generation {
+  static constexpr time_stamp default_time_diff{0, 95000};
+  static constexpr ravo_time_id default_period{1, {0, 200000}};
+  static constexpr const char* default_data_dir = "";
+  static constexpr bool reads_time_diff_from_environment = false;
+  static constexpr bool waits_for_closed_files = false;
+  static constexpr bool explains_failed_start = false;
+  static constexpr bool has_by_time_fix = false;
+};
+
 /// One decoded channel of one event, as a channel reader would own it.
 class decoded_block {
  public:
@@ -151,6 +162,12 @@ namespace ravo {
 template <>
 struct reader_texts<test::scripted_generation> : reader_texts<generation_2010> {};
 extern template class daq_reader<test::scripted_generation>;
+
+template <>
+struct reader_texts<test::contrary_generation> : reader_texts<generation_2010> {
+  static constexpr const char* file_not_found = "contrary file %s not found\n";
+};
+extern template class daq_reader<test::contrary_generation>;
 }  // namespace ravo
 
 #endif
