@@ -44,7 +44,7 @@ std::vector<std::string> near_names(std::string_view wanted, const std::vector<s
     std::size_t distance;
     const std::string* name;
   };
-  const std::size_t most = wanted.size() / 3 + 1;
+  const std::size_t most = wanted.size() / 4 + 1;
   std::vector<candidate> candidates;
   for (const std::string& name : names) {
     // A name typed without its leading parts counts as near, too.
@@ -56,7 +56,8 @@ std::vector<std::string> near_names(std::string_view wanted, const std::vector<s
                    [](const candidate& a, const candidate& b) { return a.distance < b.distance; });
   std::vector<std::string> near;
   for (const candidate& one : candidates) {
-    if (near.size() == 3) break;
+    // Beside a name that is almost right, one that is half right only confuses.
+    if (near.size() == 3 || one.distance > 2 * candidates.front().distance + 1) break;
     near.push_back(*one.name);
   }
   return near;

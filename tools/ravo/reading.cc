@@ -74,15 +74,20 @@ class event_reading {
     check("the reader refuses the synch mode", reader_.set_synch_mode(request_.mode));
     reader_.set_time_diff(&request_.tolerance);
     const ravo_time_id from{request_.first_event.value_or(0), request_.from.value_or(time_stamp{})};
-    // Without an end the reader would take now for it, and files may be ahead of this machine's clock.
-    const ravo_time_id to{request_.last_event.value_or(0),
-                          request_.to.value_or(time_stamp{plan_.last.timeup + 1, 0})};
+    const ravo_time_id to{request_.last_event.value_or(0), request_.to.value_or(end_of_data(from.time))};
     check("the reader refuses the start of the window", reader_.set_start_point(&from));
     check("the reader refuses the end of the window", reader_.set_stop_point(&to));
     const int status = reader_.start();
     if (reader_.get_number_of_files() == 0) return false;
     check("reading cannot start", status);
     return true;
+  }
+
+  // The end of the window when none is asked for: behind all data, and not before the window's start.
+  // (Without any the reader would take now for it, and files may be ahead of this machine's clock.)
+  time_stamp end_of_data(time_stamp from) const {
+    const std::uint32_t last = std::max(plan_.last.timeup, from.timeup);
+    return {last == 0xFFFFFFFFu ? last : last + 1, 999'999};
   }
 
   void check(const char* what, int status) {

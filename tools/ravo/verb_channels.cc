@@ -131,7 +131,7 @@ verb channels_verb(CLI::App& tool) {
   command
       ->add_option("--match,-m", asked->patterns,
                    "Only these channels; * ? [] as in a shell. May be repeated")
-      ->expected(1)
+      ->allow_extra_args(false)
       ->type_name("NAME");
   command->add_flag("--json", asked->json, "One JSON object a channel");
   command->footer(R"(Examples:

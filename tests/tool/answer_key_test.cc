@@ -1,0 +1,79 @@
+// What `ravo read --json --checksum` says of every channel against what `ravo simulate` put in.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+#include <utility>
+
+#include "tool_run.h"
+
+namespace {
+
+using namespace ravo::test;
+using nlohmann::json;
+
+using block_name = std::pair<unsigned, std::string>;  // event, channel
+
+std::map<block_name, json> key_by_block() {
+  std::map<block_name, json> blocks;
+  for (const json& line : demo().key) blocks[{line.at("event"), line.at("channel")}] = line;
+  return blocks;
+}
+
+void expect_equal_members(const json& read, const json& known) {
+  ASSERT_EQ(read.size(), known.size());
+  for (std::size_t i = 0; i < known.size(); ++i)
+    for (const char* field : {"count", "mean", "min", "max"})
+      EXPECT_EQ(read[i].at(field), known[i].at(field)) << field;
+}
+
+class AnswerKey : public testing::TestWithParam<const char*> {};
+
+TEST_P(AnswerKey, ReadEqualsItChannelByChannel) {
+  std::map<block_name, json> missing = key_by_block();
+  ASSERT_GT(missing.size(), 1500u);
+  const process_result result = read_demo({"--channel", "*", "--json", "--checksum", "--mode", GetParam()});
+  ASSERT_EQ(result.exit_code, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  for (const json& event : json_lines(result.out))
+    for (const json& channel : event.at("channels")) {
+      if (channel.at("held").get<bool>()) continue;
+      const auto known = missing.find({channel.at("event"), channel.at("channel")});
+      ASSERT_NE(known, missing.end()) << channel;
+      for (const char* field : {"time", "dtype", "bytes", "crc32"})
+        EXPECT_EQ(channel.at(field), known->second.at(field)) << field << " of " << channel;
+      if (known->second.contains("members"))
+        expect_equal_members(channel.at("members"), known->second.at("members"));
+      missing.erase(known);
+      if (HasFailure()) return;
+    }
+  EXPECT_TRUE(missing.empty()) << missing.begin()->second;
+}
+
+INSTANTIATE_TEST_SUITE_P(SynchModes, AnswerKey, testing::Values("evid", "time"),
+                         [](const testing::TestParamInfo<const char*>& tested) {
+                           return std::string(tested.param);
+                         });
+
+TEST(AnswerKeyLines, NameEveryKindOfBlock) {
+  std::set<std::string> stored;
+  for (const json& line : demo().key) stored.insert(line.at("stored_dtype"));
+  for (const char* dtype :
+       {"RAVO_BLOCK_BPM_2010", "RAVO_BLOCK_TOROID_2010", "RAVO_BLOCK_RF_250K_2010",
+        "RAVO_BLOCK_GENERIC_SPECT", "RAVO_BLOCK_ENERGY_2010", "RAVO_BLOCK_IMAGE", "RAVO_BLOCK_IMAGE_EXT",
+        "RAVO_BLOCK_IMG_ROI1", "RAVO_BLOCK_NAME_VALUE", "RAVO_BLOCK_NAME_VALUE_STRING",
+        "RAVO_UPD_BLOCK_2010", "RAVO_ENV_BLOCK", "RAVO_BOR_BLOCK_2010", "RAVO_EOR_BLOCK_2010"})
+    EXPECT_TRUE(stored.contains(dtype)) << dtype;
+}
+
+TEST(AnswerKeyLines, SayThatSlowDataAreDeliveredAsUpdates) {
+  for (const json& line : demo().key) {
+    const std::string stored = line.at("stored_dtype");
+    if (stored != "RAVO_ENV_BLOCK" && stored != "RAVO_BOR_BLOCK_2010" && stored != "RAVO_EOR_BLOCK_2010")
+      continue;
+    EXPECT_EQ(line.at("dtype"), "RAVO_UPD_BLOCK_2010");
+    EXPECT_EQ(line.at("bytes"), 272);
+  }
+}
+
+}  // namespace

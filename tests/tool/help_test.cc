@@ -1,0 +1,108 @@
+// Help, version, and command lines that make no sense: exact exit codes and messages.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tool_run.h"
+
+namespace {
+
+using namespace ravo::test;
+using testing::HasSubstr;
+
+TEST(Help, OfTheToolNamesTheVerbsAndTheExitCodes) {
+  const process_result result = run_tool({"--help"});
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_EQ(result.err, "");
+  for (const char* text : {"simulate", "info", "channels", "read", "Exit codes: 0 fine, 1", "--version"})
+    EXPECT_THAT(result.out, HasSubstr(text));
+}
+
+TEST(Help, OfEachVerbTeachesByExamples) {
+  for (const std::string verb : {"simulate", "info", "channels", "read"}) {
+    const process_result result = run_tool({verb, "--help"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_THAT(result.out, HasSubstr("Usage: ravo " + verb));
+    EXPECT_THAT(result.out, HasSubstr("Examples:\n  ravo " + verb));
+    EXPECT_THAT(result.out, HasSubstr("--json"));
+  }
+}
+
+TEST(Help, VersionIsOneLine) {
+  const process_result result = run_tool({"--version"});
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(result.out, testing::MatchesRegex("ravo [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
+struct wrong_line {
+  const char* name;
+  std::vector<std::string> arguments;
+  const char* message;
+};
+
+class WrongCommandLine : public testing::TestWithParam<wrong_line> {};
+
+TEST_P(WrongCommandLine, EndsWithCode2AndSaysWhatIsWrong) {
+  const process_result result = run_tool(GetParam().arguments);
+  EXPECT_EQ(result.exit_code, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, GetParam().message);
+}
+
+const char* const file = "linac_main_run1_file1_20250301T080000Z.raw";
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, WrongCommandLine,
+    testing::Values(
+        wrong_line{
+            "Nothing", {}, "ravo: say what to do: simulate, info, channels or read\nTry `ravo --help`.\n"},
+        wrong_line{"UnknownVerb",
+                   {"raed"},
+                   "ravo: there is no verb 'raed'; did you mean read?\nTry `ravo --help`.\n"},
+        wrong_line{"StrangeVerb",
+                   {"xyzzy"},
+                   "ravo: there is no verb 'xyzzy'; there are simulate, info, channels and read\nTry `ravo "
+                   "--help`.\n"},
+        wrong_line{
+            "OptionBeforeVerb",
+            {"--fast"},
+            "ravo: '--fast' is no option of ravo itself; options follow the verb\nTry `ravo --help`.\n"},
+        wrong_line{"NoFile", {"info"}, "ravo: FILE is required\nTry `ravo info --help`.\n"},
+        wrong_line{"NoFolder", {"simulate"}, "ravo: DIR is required\nTry `ravo simulate --help`.\n"},
+        wrong_line{"NoChannel", {"read", file}, "ravo: --channel is required\nTry `ravo read --help`.\n"},
+        wrong_line{"ChannelWithoutName",
+                   {"read", file, "-c"},
+                   "ravo: --channel: 1 required NAME missing\nTry `ravo read --help`.\n"},
+        wrong_line{"NegativeLimit",
+                   {"read", file, "-c", "X", "--limit", "-3"},
+                   "ravo: --limit: '-3' is negative\nTry `ravo read --help`.\n"},
+        wrong_line{"UnknownMode",
+                   {"read", file, "-c", "X", "--mode", "both"},
+                   "ravo: --mode: both not in {evid,time}\nTry `ravo read --help`.\n"},
+        wrong_line{"BadTime",
+                   {"read", file, "-c", "X", "--from", "noon"},
+                   "ravo: --from: 'noon' is no time; write 2025-03-01T08:00:00.5Z or seconds since 1970\n"},
+        wrong_line{"EventsTurnedRound",
+                   {"read", file, "-c", "X", "--first-event", "9", "--last-event", "8"},
+                   "ravo: --first-event 9 is after --last-event 8\n"},
+        wrong_line{"TimesTurnedRound",
+                   {"read", file, "-c", "X", "--from", "9", "--to", "8"},
+                   "ravo: --from 9 is after --to 8\n"},
+        wrong_line{"NoEvents",
+                   {"simulate", "d", "--events", "0"},
+                   "ravo: --events: '0' is no number from 1 to 10000000\nTry `ravo simulate --help`.\n"},
+        wrong_line{"TooFewChannels",
+                   {"simulate", "d", "--channels", "3"},
+                   "ravo: --channels: '3' is no number from 20 to 20000\nTry `ravo simulate --help`.\n"},
+        wrong_line{"BothWaysToCount",
+                   {"simulate", "d", "--channels", "30", "--bpms", "3"},
+                   "ravo: --channels excludes --bpms\nTry `ravo simulate --help`.\n"},
+        wrong_line{"TooManyEvents",
+                   {"simulate", "d", "--files", "100000", "--events", "10000000"},
+                   "ravo: so many runs, files and events leave the range of event numbers\n"},
+        wrong_line{"TooLate",
+                   {"simulate", "d", "--start", "4294967290"},
+                   "ravo: the last event would be later than a time stamp can say\n"}),
+    [](const testing::TestParamInfo<wrong_line>& tested) { return std::string(tested.param.name); });
+
+}  // namespace

@@ -1,0 +1,167 @@
+// Files that cannot be read: every verb says which file and why, with exit code 1 and nothing on
+// standard output.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "tool_run.h"
+
+namespace {
+
+using namespace ravo::test;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+const char* const good_name = "linac_main_run1_file1_20250301T080000Z.raw";
+
+class Refusals : public testing::TestWithParam<const char*> {
+ protected:
+  process_result run(const std::string& file) {
+    std::vector<std::string> arguments = {GetParam(), file};
+    if (std::string(GetParam()) == "read") arguments.insert(arguments.end(), {"-c", "LINAC/BPM/001"});
+    return run_tool(arguments);
+  }
+  void expect_refusal(const std::string& file, const std::string& reason) {
+    const process_result result = run(file);
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "ravo: " + file + ": " + reason + "\n");
+  }
+  std::string write(const std::vector<unsigned char>& bytes) { return folder.write(good_name, bytes); }
+  std::string write(std::string_view text) {
+    return write(std::vector<unsigned char>(text.begin(), text.end()));
+  }
+
+  temporary_folder folder;
+};
+
+TEST_P(Refusals, AMissingFile) { expect_refusal(folder.file(good_name), "No such file or directory"); }
+
+TEST_P(Refusals, AFolder) { expect_refusal(folder.path().string(), "is a folder, not a file"); }
+
+TEST_P(Refusals, ADevice) { expect_refusal("/dev/null", "is not a regular file"); }
+
+TEST_P(Refusals, AnEmptyFile) { expect_refusal(write(""), "is empty"); }
+
+TEST_P(Refusals, ThreeBytes) { expect_refusal(write("abc"), "too short for a raw file"); }
+
+TEST_P(Refusals, AText) {
+  const process_result result = run(write(std::string(5000, 'x') + "\nA list of files, perhaps.\n"));
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.err, StartsWith("ravo: " + folder.file(good_name) +
+                                     ": not a readable raw file: file reference table: "));
+  EXPECT_THAT(result.err, HasSubstr("; it looks like a text, not like a raw file\n"));
+}
+
+TEST_P(Refusals, SomeoneElsesBytes) {
+  std::vector<unsigned char> bytes(4096);
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i * 37 + i / 256);
+  const process_result result = run(write(bytes));
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.err, HasSubstr("; it does not begin like a raw file of the current generation\n"));
+}
+
+TEST_P(Refusals, AFileThatWasCutOff) {
+  std::vector<unsigned char> bytes = read_file(demo().files[0]);
+  for (const std::size_t size : {bytes.size() - 1, bytes.size() / 2, std::size_t{100}}) {
+    bytes.resize(size);
+    const process_result result = run(write(bytes));
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, HasSubstr("it begins like a raw file, so its end is missing or damaged"));
+  }
+}
+
+// Damages the first word of the table whose offset is at `place` in the reference table.
+std::vector<unsigned char> with_damaged_table(std::size_t place) {
+  std::vector<unsigned char> bytes = read_file(demo().files[0]);
+  auto word = [&bytes](std::size_t at) {
+    return static_cast<std::size_t>(bytes.at(at)) << 24 | static_cast<std::size_t>(bytes.at(at + 1)) << 16 |
+           static_cast<std::size_t>(bytes.at(at + 2)) << 8 | bytes.at(at + 3);
+  };
+  bytes.at(word(word(bytes.size() - 4) + place)) ^= 0xff;
+  return bytes;
+}
+
+TEST_P(Refusals, ATableThatIsDamagedIsNamed) {
+  for (const auto& [place, table] :
+       {std::pair(std::size_t{8}, "event index table"), std::pair(std::size_t{140}, "channel dictionary"),
+        std::pair(std::size_t{144}, "event channel pointer table"),
+        std::pair(std::size_t{148}, "environment dictionary")}) {
+    // In the event index table the first word is the marker of the table, as in the others.
+    const process_result result = run(write(with_damaged_table(place)));
+    EXPECT_EQ(result.exit_code, 1) << table;
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, StartsWith("ravo: " + folder.file(good_name) + ": damaged: " + table + ": "));
+  }
+}
+
+TEST_P(Refusals, OneBadFileAmongGoodOnesByItsName) {
+  const std::string bad = write("nonsense nonsense");
+  std::vector<std::string> arguments = {GetParam(), demo().files[0], bad};
+  if (std::string(GetParam()) == "read") arguments.insert(arguments.end(), {"-c", "LINAC/BPM/001"});
+  const process_result result = run_tool(arguments);
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.err, StartsWith("ravo: " + bad + ": "));
+}
+
+INSTANTIATE_TEST_SUITE_P(Verbs, Refusals, testing::Values("info", "channels", "read"),
+                         [](const testing::TestParamInfo<const char*>& tested) {
+                           return std::string(tested.param);
+                         });
+
+TEST(ReadRefusals, AFileWhoseNameHoldsNoTime) {
+  const temporary_folder folder;
+  const std::string copy = folder.write("copy.raw", read_file(demo().files[0]));
+  const process_result result = run_tool({"read", copy, "-c", "LINAC/BPM/001"});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.err, "ravo: " + copy +
+                            ": the name holds no time, by which files are put in order; give the file the "
+                            "name that its writer gave it\n");
+  EXPECT_EQ(run_tool({"info", copy}).exit_code, 0);
+}
+
+// The block's compressed bytes are damaged: its event is still read, without the channel.
+TEST(ReadRefusals, ABlockThatCannotBeDecodedIsReportedBehindTheEvents) {
+  const temporary_folder folder;
+  std::vector<unsigned char> bytes = read_file(demo().files[0]);
+  const std::string name = "LINAC/BPM/001";
+  // The channel's name first occurs in its first block; the compressed bytes begin 280 bytes behind.
+  const auto block = std::search(bytes.begin(), bytes.end(), name.begin(), name.end());
+  ASSERT_NE(block, bytes.end());
+  for (int i = 300; i < 340; ++i) block[i] ^= 0x5a;
+  const std::string file = folder.write(good_name, bytes);
+  const process_result result = run_tool({"read", file, "-c", name, "-c", "LINAC/BPM/002", "--json"});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(event_numbers(result.out).size(), 40u);
+  EXPECT_THAT(result.err, StartsWith("ravo: not all data of the files could be read:\n  " + name + ": "));
+  EXPECT_THAT(result.err, HasSubstr(" of 40 blocks read\nthe library said:\n"));
+}
+
+TEST(SimulateRefusals, AFolderThatCannotBeMade) {
+  const temporary_folder folder;
+  const std::string file = folder.write("file", {});
+  const process_result result = run_tool({"simulate", file + "/inner"});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.err, "ravo: " + file + "/inner: Not a directory\n");
+}
+
+TEST(SimulateRefusals, AnAnswerKeyThatCannotBeWritten) {
+  const temporary_folder folder;
+  const std::string key = folder.file("none/key.jsonl");
+  const process_result result = run_tool({"simulate", folder.path().string(), "--answer-key", key});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.err, "ravo: " + key + ": No such file or directory\n");
+  EXPECT_TRUE(raw_files(folder.path()).empty());
+}
+
+TEST(OutputRefusals, AFullDiskIsNotTakenForSuccess) {
+  const process_result result =
+      run_process({"/bin/sh", "-c", "'" RAVO_TOOL "' channels '" + demo().files[0] + "' >/dev/full"});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.err, "ravo: standard output cannot be written: No space left on device\n");
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+#include "tool_run.h"
+
+#include <algorithm>
+#include <sstream>
+#include <stdexcept>
+
+namespace ravo::test {
+
+process_result run_tool(const std::vector<std::string>& arguments) {
+  std::vector<std::string> all = {RAVO_TOOL};
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  return run_process(all);
+}
+
+std::vector<nlohmann::json> json_lines(const std::string& text) {
+  std::vector<nlohmann::json> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(nlohmann::json::parse(line));
+  return lines;
+}
+
+std::vector<std::string> raw_files(const std::filesystem::path& folder) {
+  std::vector<std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    if (entry.path().extension() == ".raw") files.push_back(entry.path().string());
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+demo_data::demo_data() {
+  const std::string key_file = folder.file("key.jsonl");
+  const process_result made = run_tool({"simulate", folder.path().string(), "--files", "2", "--events",
+                                        "40", "--channels", "30", "--answer-key", key_file});
+  if (made.exit_code != 0) throw std::runtime_error("ravo simulate: " + made.err);
+  files = raw_files(folder.path());
+  const std::vector<unsigned char> bytes = read_file(key_file);
+  key = json_lines(std::string(bytes.begin(), bytes.end()));
+}
+
+const demo_data& demo() {
+  static const demo_data data;
+  return data;
+}
+
+process_result read_demo(const std::vector<std::string>& arguments) {
+  std::vector<std::string> all = {"read"};
+  all.insert(all.end(), demo().files.begin(), demo().files.end());
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  return run_tool(all);
+}
+
+std::vector<unsigned> event_numbers(const std::string& lines) {
+  std::vector<unsigned> numbers;
+  for (const auto& line : json_lines(lines)) numbers.push_back(line.at("event"));
+  return numbers;
+}
+
+}  // namespace ravo::test
