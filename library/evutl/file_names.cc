@@ -54,7 +54,7 @@ std::optional<std::uint32_t> parse_time(std::string_view text) {
   const int hour = field(9, 2), minute = field(11, 2), second = field(13, 2);
   if (!date.ok() || hour > 23 || minute > 59 || second > 59) return std::nullopt;
   const std::int64_t days = sys_days(date).time_since_epoch().count();
-  const std::int64_t seconds = days * 86400 + hour * 3600 + minute * 60 + second;
+  const std::int64_t seconds = ((days * 24 + hour) * 60 + minute) * 60 + second;
   if (seconds < 0 || seconds > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
   return static_cast<std::uint32_t>(seconds);
 }

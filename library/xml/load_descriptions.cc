@@ -86,15 +86,15 @@ bool load_child(const pugi::xml_node& child, chan_descr_2010& channel) {
   if (is_named(child, ravo::xml::bit_name)) {
     auto bit = std::make_unique<bit_descr>();
     if (!is_leaf(child) || !load_fields(child, *bit)) return false;
-    channel.bits.push_back(bit.get());
-    bit.release();
+    channel.bits.push_back(nullptr);
+    channel.bits.back() = bit.release();
     return true;
   }
   if (is_named(child, ravo::xml::dimension_name)) {
     auto dimension = std::make_unique<dim_descr>();
     if (!load_dimension(child, *dimension)) return false;
-    channel.dims.push_back(dimension.get());
-    dimension.release();
+    channel.dims.push_back(nullptr);
+    channel.dims.back() = dimension.release();
     return true;
   }
   return false;
