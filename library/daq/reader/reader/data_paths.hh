@@ -81,7 +81,7 @@ int daq_reader<G>::search(char** candidate, const std::string& list) const {
       std::printf(reader_texts<G>::no_path_buffer, static_cast<int>(size - 1));
       return RAVO_DAQ_READER_INTERN_ERROR;
     }
-    std::snprintf(path, size, "%.*s/%s", static_cast<int>(directory.size()), directory.data(), *candidate);
+    std::snprintf(path, size, "%s/%s", std::string(directory).c_str(), *candidate);
     if (is_acceptable(path)) {
       std::free(*candidate);
       *candidate = path;
