@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ravo_raw_format.h"
+#include "ravo_run_catalogue.h"
 
 // ---- tables of the current generation -------------------------------------------------------------
 // `len` is the file's length in bytes, `fd` its open descriptor. Every offset, length and count of the
