@@ -17,6 +17,9 @@ static_assert(sizeof(ravo_daq_chan_param_2010) == 544);
 /// What the slicer shares with its table-loading thread.
 struct get_tables_task_2010 : ravo::tables_task<ravo::generation_2010> {};
 
+// Its members are in the library.
+extern template class ravo::daq_slicer<ravo::generation_2010>;
+
 /// Aligns channels over current-generation raw files; see ravo::daq_slicer.
 class ravo_daq_slicer_2010 : public ravo::daq_slicer<ravo::generation_2010> {
  public:
