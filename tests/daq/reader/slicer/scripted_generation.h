@@ -79,6 +79,8 @@ struct script {
   std::atomic<int> tables_alive{0};
   std::atomic<int> readers_alive{0};
   std::atomic<int> files_loaded{0};
+  std::multiset<const scripted_tables*> tables_in_use;  // by readers that were not cleaned
+  bool freed_in_use = false;                            // tables went while a reader could still read them
 };
 /// The script of the running test.
 inline script* playing = nullptr;
@@ -100,7 +102,9 @@ class scripted_tables {
     ++playing->files_loaded;
     return 0;
   }
-  void clean_up() {}
+  void clean_up() {
+    if (playing->tables_in_use.count(this) != 0) playing->freed_in_use = true;
+  }
   const char* get_file_name() const { return file_name; }
   int get_client_counter() const { return clientsn; }
   void inc_client_counter() { ++clientsn; }
@@ -120,6 +124,7 @@ class scripted_reader {
     out_total = script_.out_total;
     ++script_.created;
     ++playing->readers_alive;
+    playing->tables_in_use.insert(tables);
     be_busy(script_.busy_milliseconds);
   }
   ~scripted_reader() { --playing->readers_alive; }
@@ -143,7 +148,11 @@ class scripted_reader {
     flag_ = 1;
     return script_.start_status;
   }
-  void clean() { tables_ = nullptr; }
+  void clean() {
+    if (const auto use = playing->tables_in_use.find(tables_); use != playing->tables_in_use.end())
+      playing->tables_in_use.erase(use);
+    tables_ = nullptr;
+  }
   void clean_descr() {}
   scripted_tables* get_cfg() const { return tables_; }
   char* get_chan_name(int*) { return name_.data(); }

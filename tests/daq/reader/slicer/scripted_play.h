@@ -1,6 +1,9 @@
-// A slicer of the scripted generation, set up over invented files and channels.
+// A slicer of the scripted generation, set up over invented files and channels. Whatever a test does,
+// nothing may be left over at its end, and no tables may have gone while a reader could still read them.
 #ifndef RAVO_TEST_SLICER_SCRIPTED_PLAY_H
 #define RAVO_TEST_SLICER_SCRIPTED_PLAY_H
+
+#include <gtest/gtest.h>
 
 #include <cstdio>
 #include <string>
@@ -20,6 +23,9 @@ class play {
   }
   ~play() {
     slicer.clean_up();
+    EXPECT_FALSE(script_.freed_in_use);
+    EXPECT_EQ(script_.tables_alive, 0);
+    EXPECT_EQ(script_.readers_alive, 0);
     playing = nullptr;
   }
   play(const play&) = delete;
