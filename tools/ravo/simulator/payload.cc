@@ -33,10 +33,11 @@ void append(bytes& to, const Record& record) {
   std::memcpy(to.data() + at, &record, sizeof record);
 }
 
-void append(bytes& to, std::span<const float> values) {
+template <class Element>
+void append(bytes& to, std::span<const Element> elements) {
   const std::size_t at = to.size();
-  to.resize(at + values.size_bytes());
-  if (!values.empty()) std::memcpy(to.data() + at, values.data(), values.size_bytes());
+  to.resize(at + elements.size_bytes());
+  if (!elements.empty()) std::memcpy(to.data() + at, elements.data(), elements.size_bytes());
 }
 
 // Front ends digitise: a value is a multiple of its step.
@@ -59,7 +60,7 @@ bytes plain_spectrum(int members, float start, float inc, std::span<const float>
   head.inc = inc;
   bytes block;
   append(block, head);
-  append(block, values);
+  append(block, std::span<const float>(values));
   return block;
 }
 
@@ -182,7 +183,7 @@ bytes camera(const channel& what, const occasion& when) {
   head.length = static_cast<std::int32_t>(pixels.size());
   bytes block;
   append(block, head);
-  block.insert(block.end(), pixels.begin(), pixels.end());
+  append(block, std::span<const unsigned char>(pixels));
   return block;
 }
 
@@ -207,7 +208,7 @@ bytes camera_ext(const channel& what, const occasion& when) {
   head.length = static_cast<std::int32_t>(pixels.size());
   bytes block;
   append(block, head);
-  block.insert(block.end(), pixels.begin(), pixels.end());
+  append(block, std::span<const unsigned char>(pixels));
   return block;
 }
 
@@ -226,7 +227,7 @@ bytes profile(const channel& what, const occasion& when) {
   add(head.height, when.state.spot_y);
   bytes block;
   append(block, head);
-  append(block, values);
+  append(block, std::span<const float>(values));
   return block;
 }
 

@@ -1,0 +1,60 @@
+// The yardstick of the benchmarks: loops that do only what cannot be left out. A block is inflated with
+// the library that the reader uses, its words are swapped, and it lands in memory of its own. Nothing is
+// checked, nobody is asked, and nothing can be looked up afterwards.
+#ifndef RAVO_BENCH_BARE_LOOP_H
+#define RAVO_BENCH_BARE_LOOP_H
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "ravo_raw_format.h"
+
+namespace ravo::bench {
+
+/// Which words of the data are swapped.
+enum class swapped { all_words, image_head, image_ext_head };
+
+/// Who inflates blocks that zlib wrote.
+enum class inflater { zlib, libdeflate };
+
+/// A file in memory, mapped afresh and unmapped with the object.
+class mapped_file {
+ public:
+  explicit mapped_file(const std::string& path);
+  ~mapped_file();
+  mapped_file(const mapped_file&) = delete;
+  mapped_file& operator=(const mapped_file&) = delete;
+  const unsigned char* at(std::uint32_t offset) const { return bytes_ + offset; }
+
+ private:
+  unsigned char* bytes_ = nullptr;
+  std::size_t size_ = 0;
+};
+
+/// Blocks that a bare loop has made; frees them.
+class bare_blocks {
+ public:
+  bare_blocks() = default;
+  ~bare_blocks();
+  bare_blocks(const bare_blocks&) = delete;
+  bare_blocks& operator=(const bare_blocks&) = delete;
+
+  struct block {
+    unsigned char* bytes = nullptr;  ///< subheader and data
+    std::size_t size = 0;
+  };
+  std::vector<block> blocks;
+};
+
+/// Copies whole words, the bytes of each reversed; the places may be the same.
+void swap_words(const unsigned char* from, unsigned char* to, std::size_t bytes);
+
+/// Decodes the blocks at these places into `into`, on so many threads.
+void decode_bare(const mapped_file& file, std::span<const ravo_event_chan_ptr_entry> places, swapped words,
+                 inflater by, int threads, bare_blocks& into);
+
+}  // namespace ravo::bench
+
+#endif
