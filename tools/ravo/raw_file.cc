@@ -122,7 +122,7 @@ std::optional<RAVO_SUBBLOCK_TYPE> raw_file::dtype_of(std::size_t channel) const 
 
 const chan_descr_2010* raw_file::description(const char* name) {
   for (const chan_descr_2010* one : *tables_.get_descr_list())
-    if (one && std::strcmp(one->daq_name, name) == 0) return one;
+    if (one && std::strcmp(one->prop_name, name) == 0) return one;
   return nullptr;
 }
 
