@@ -123,5 +123,9 @@ void dump_event_chanhead_2010(const ravo_serv_block_subhead_2010* header);
 /// Prints a block's subheader and its data, by its type. Reads `ldata` bytes from `block` on.
 void print_data_type_2010(const ravo_serv_block_subhead_2010* block);
 void print_ravo_chan_descr(const std::vector<chan_descr_2010*>* descriptions);
+/// Prints every channel of the dictionary: key, name, event types, data types and number of events.
+void print_channel_dictionary_table_2010(const ravo_chan_dictionary_table_2010* dictionary);
+/// Prints one event type's entry of the event index table: its limits and its events.
+void print_event_index_entry_2010(const ravo_event_index_entry_2010* entry);
 
 #endif

@@ -204,7 +204,7 @@ class InitFromFiles : public scripted_reader {
 
 TEST_F(InitFromFiles, RefusesNoFiles) {
   std::vector<char*> none;
-  EXPECT_EQ(reader.init(nullptr, nullptr), -7);
+  EXPECT_EQ(reader.init(static_cast<const std::vector<char*>*>(nullptr), nullptr), -7);
   EXPECT_STREQ(reader.get_last_error(), "Invalid Parameter");
   EXPECT_EQ(reader.init(&none, nullptr), -7);
 }

@@ -60,6 +60,15 @@ struct generation_2010 {
   static constexpr bool reads_time_diff_from_environment = true;
   /// A reader takes only files that the acquisition has finished.
   static constexpr bool waits_for_closed_files = true;
+  /// Of the files of runs only those that belong to the request's period too are taken.
+  static constexpr bool limits_runs_to_period = true;
+  /// Looking for the files of runs in a directory, files from before the period are opened to see how far they
+  /// reach.
+  static constexpr bool opens_earlier_files = true;
+  /// The files that the run catalogue names are not trimmed by the times in their names.
+  static constexpr bool trusts_run_catalogue = true;
+  /// The headers and data of one channel of a file can be printed.
+  static constexpr bool prints_channels = true;
   /// A start that is refused, or that loses channels, is explained in words.
   static constexpr bool explains_failed_start = true;
 

@@ -86,6 +86,11 @@ class daq_reader {
   char* get_nickname(const char* name);
 
   // ---- reading ----
+  /// Turns a request, of runs (`run_first` 1 or more) or of a period, into the list of files that cover it, and
+  /// adds the channels (null or empty: none). The run catalogue is asked first; without an answer from it the
+  /// names in the data directory are read. NOT_FOUND: the first file lacks a channel. BAD_FILE_FORMAT: it cannot
+  /// be read. FILES_NOT_FOUND: nothing covers the request. docs/requests.md tells how files are chosen.
+  int init(const ravo_daq_request* wanted, const std::vector<daq_channel_entry*>* channels);
   /// Starts over with explicit files and, if given, channels.
   int init(const std::vector<char*>* file_names, const std::vector<daq_channel_entry*>* channels);
   /// Creates and starts the slicer; the request is frozen from here on.
@@ -102,6 +107,28 @@ class daq_reader {
   /// Returns to the state after construction, but for the debug level, the by-time fix, the last error and
   /// the data path list.
   void clean_up();
+
+  // ---- diagnostics, to standard output ----
+  // Those of one file enter it into the list for the time of the call, found as add_file() finds it, and leave
+  // its tables loaded. They take the first path that contains the text, and remove the last one: best used on a
+  // reader without files of its own.
+  void print_files();
+  void print_channels();
+  /// The number of channels of a file into `count`; `descr_mode` non-zero loads the descriptions too.
+  /// NO_DATA: the file cannot be read, or has no channels.
+  int get_number_of_channels(const char* file, int* count, int descr_mode);
+  /// Prints the channel dictionary of a file.
+  void print_all_channels(const char* file);
+  /// Appends the descriptions of a file's channels that are in its dictionary, with their counts. They belong
+  /// to the reader and live until it loads other tables.
+  int fill_chan_descr(const char* file, std::vector<typename G::chan_descr*>* found);
+  /// Prints the entries of the event index table for one event type; negative: for all.
+  int print_event_index_table(const char* file, int event_type);
+  /// Print what a channel has in every event of a file. The reader's channel names are replaced by this one.
+  void print_channel_event_headers(const char* file, const char* channel) requires G::prints_channels;
+  void print_channel_server_block_headers(const char* file, const char* channel) requires G::prints_channels;
+  void print_channel_channel_headers(const char* file, const char* channel) requires G::prints_channels;
+  void print_channel_channel(const char* file, const char* channel) requires G::prints_channels;
 
   // State.
   std::vector<char*> files;
