@@ -26,9 +26,7 @@ class line_printer {
   line_printer(output& out, std::size_t width) : out_(out), width_(width) {}
 
   void print(const std::string& channel, const std::string& member, const std::string& text) {
-    std::string line = fmt::format("  {:<{}}  {:<9} {}", channel, width_, member, text);
-    line.erase(line.find_last_not_of(' ') + 1);
-    out_.print(line + "\n");
+    out_.print_line(fmt::format("  {:<{}}  {:<9} {}", channel, width_, member, text));
   }
 
  private:

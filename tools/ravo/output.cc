@@ -47,6 +47,11 @@ output::~output() {
 
 void output::print(std::string_view text) { std::fwrite(text.data(), 1, text.size(), file_); }
 
+void output::print_line(std::string line) {
+  line.erase(line.find_last_not_of(' ') + 1);
+  print(line + "\n");
+}
+
 bool output::flush() {
   if (std::fflush(file_) == 0 && !std::ferror(file_)) return true;
   if (errno == EPIPE) return false;

@@ -21,6 +21,8 @@ class output {
   /// Where the tool prints.
   std::FILE* file() { return file_; }
   void print(std::string_view text);
+  /// One line without blanks at its end, which columns leave behind.
+  void print_line(std::string line);
   /// Hands everything printed so far to the system; throws data_failure when it cannot be written. A
   /// reader that went away (a closed pipe) is no failure: false, and there is no point in going on.
   bool flush();

@@ -84,9 +84,10 @@ void print_table(const std::vector<channel_row>& rows, output& out) {
              name_width, "count", "type", type_width, "events", event_width, "stored", "units", unit_width,
              "description", out.plain());
   for (const channel_row& row : rows)
-    fmt::print(out.file(), "{:<{}}  {:>7}  {:<{}}  {:<{}}  {:<7}  {:<{}}  {}\n", row.name, name_width,
-               row.count, row.type, type_width, fmt::format("{}", fmt::join(row.events, ",")), event_width,
-               name_of(row.form), row.units, unit_width, row.description);
+    out.print_line(fmt::format("{:<{}}  {:>7}  {:<{}}  {:<{}}  {:<7}  {:<{}}  {}", row.name, name_width,
+                               row.count, row.type, type_width,
+                               fmt::format("{}", fmt::join(row.events, ",")), event_width,
+                               name_of(row.form), row.units, unit_width, row.description));
 }
 
 void print_json(const raw_file& file, const std::vector<channel_row>& rows, output& out) {

@@ -86,10 +86,10 @@ void print_table(const raw_file& file, output& out) {
     const double span = microseconds(events.last.time) - microseconds(events.first.time);
     const std::string rate =
         events.count > 1 && span > 0 ? fmt::format("{:.2f} Hz", (events.count - 1) / span * 1e6) : "";
-    fmt::print(out.file(), "  {:<16} {:>8}  {:>10}  {:>10}  {:<27}  {:<27}  {}\n",
-               event_name_itoa(events.type), events.count, events.first.event_number,
-               events.last.event_number, format_time(events.first.time), format_time(events.last.time),
-               rate);
+    out.print_line(fmt::format("  {:<16} {:>8}  {:>10}  {:>10}  {:<27}  {:<27}  {}",
+                               event_name_itoa(events.type), events.count, events.first.event_number,
+                               events.last.event_number, format_time(events.first.time),
+                               format_time(events.last.time), rate));
   }
 
   fmt::print(out.file(), "\n  {}{:<24} {:>12}  {:>12}{}\n", out.dim(), "table", "offset", "bytes",
