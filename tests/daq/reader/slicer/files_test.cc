@@ -93,14 +93,25 @@ TEST(SlicerFiles, AChannelThatEndsEarlyIsAbsentWhileTheOthersGoOn) {
 }
 
 TEST(SlicerFiles, AreReadBackwardsWhileTheirTablesAreKept) {
+  // A channel that no file knows never leaves a file: the tables of the first one stay.
   stream files;
-  files.plain_file({"A", "B"}, 1, 2).plain_file({"A"}, 3, 4);
-  // B has no event in the second file and does not leave the first one: its tables stay.
-  reading r(files, {"A", "B"});
-  const ravo_time_id four = event_id(4, 400000);
+  files.plain_file({"A", "B"}, 1, 2).plain_file({"A", "B"}, 3, 4);
+  const captured_output quiet;
+  reading r(files, {"A", "B", "UNKNOWN"});
   read(r.slicer, {1, 1, 1, 1});
-  r.slicer.current_event_id = four;
-  EXPECT_EQ(read(r.slicer, {-1, -1})[0].substr(0, 21), "0 3+300000: A@3+30000");
+  EXPECT_EQ(
+      read(r.slicer, {-1, -1, -1, -1}),
+      (std::vector<std::string>{"0 3+300000: A@3+300000 B@3+300000", "0 2+200000: A@2+200000 B@2+200000",
+                                "0 1+100000: A@1+100000 B@1+100000", "-3 0+none:"}));
+}
+
+TEST(SlicerFiles, AreNotReadBackwardsOnceAllChannelsHaveLeftThem) {
+  stream files;
+  files.plain_file({"A", "B"}, 1, 2).plain_file({"A", "B"}, 3, 4);
+  reading r(files, {"A", "B"});
+  read(r.slicer, {1, 1, 1, 1});
+  EXPECT_EQ(read(r.slicer, {-1, -1, -1}),
+            (std::vector<std::string>{"0 3+300000: A@3+300000 B@3+300000", "0 0+none:", "0 0+none:"}));
 }
 
 TEST(SlicerFiles, BeginForAChannelWhereItsEventsBegin) {
