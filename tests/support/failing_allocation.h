@@ -20,8 +20,11 @@ class failing_allocation {
   /// Whether the failing allocation has come.
   static bool happened() { return remaining == -1; }
   /// Whether the allocation that is being asked for fails.
-  static bool is_due() {
+  static bool is_due(std::size_t size) {
     ++asked;
+    std::size_t most = largest;
+    while (size > most && !largest.compare_exchange_weak(most, size)) {
+    }
     long left = remaining;
     while (left >= 0 && !remaining.compare_exchange_weak(left, left - 1)) {
     }
@@ -30,6 +33,7 @@ class failing_allocation {
 
   static inline std::atomic<long> remaining{-1};  ///< -1: none fails
   static inline std::atomic<long> asked{0};       ///< all allocations so far
+  static inline std::atomic<std::size_t> largest{0};  ///< the largest size asked for so far
 };
 
 }  // namespace ravo::test
@@ -38,11 +42,11 @@ namespace ravo {
 
 // Emitted although nothing here calls them: the library does.
 [[gnu::used]] inline void* allocate(std::size_t size) {
-  return test::failing_allocation::is_due() ? nullptr : std::malloc(size);
+  return test::failing_allocation::is_due(size) ? nullptr : std::malloc(size);
 }
 
 [[gnu::used]] inline void* reallocate(void* memory, std::size_t size) {
-  return test::failing_allocation::is_due() ? nullptr : std::realloc(memory, size);
+  return test::failing_allocation::is_due(size) ? nullptr : std::realloc(memory, size);
 }
 
 }  // namespace ravo

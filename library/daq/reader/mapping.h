@@ -70,9 +70,20 @@ inline std::uint32_t big_endian_word(const void* bytes) {
   return __builtin_bswap32(word);
 }
 
-/// The length word of a basket whose first 8 bytes are at `basket`; what it says may be negative.
+/// A basket's head: marker word and length.
+inline constexpr unsigned long basket_head_size = 8;
+
+/// The length word of a basket whose head is at `basket`; what it says may be negative.
 inline std::int32_t basket_length(const void* basket) {
   return static_cast<std::int32_t>(big_endian_word(static_cast<const unsigned char*>(basket) + 4));
+}
+
+/// A heap copy of a basket of `length` bytes, with that length in its head: the one that was checked, should
+/// the file have changed since.
+inline void copy_basket(void* copy, const void* basket, unsigned long length) {
+  std::memcpy(copy, basket, length);
+  const std::uint32_t word = __builtin_bswap32(static_cast<std::uint32_t>(length));
+  std::memcpy(static_cast<unsigned char*>(copy) + 4, &word, sizeof word);
 }
 
 }  // namespace ravo

@@ -56,6 +56,12 @@ class block_decoder {
     ravo_swap4(text, text, static_cast<int>(text_size / 4));
   }
 
+  // A text without its end would be read past it by everyone who gets the header.
+  template <std::size_t size>
+  static void end_text(char (&text)[size]) {
+    text[size - 1] = '\0';
+  }
+
   decode_outcome copy_event_header() {
     const auto from = source_.event_headers.at(where_.evhd, sizeof(ravo_eventheader));
     if (!from) return decode_outcome::outside;
@@ -72,6 +78,7 @@ class block_decoder {
     result_.server_block = allocate_block<head>(sizeof(head));
     if (!result_.server_block) return decode_outcome::no_server_block_memory;
     copy_header(*from, result_.server_block.get(), offsetof(head, server), sizeof(head::server));
+    end_text(result_.server_block->server);
     return decode_outcome::decoded;
   }
 
@@ -81,8 +88,7 @@ class block_decoder {
     head_ = allocate_block<subhead>(head_size);
     if (!head_) return decode_outcome::no_subheader_memory;
     copy_header(*from, head_.get(), offsetof(subhead, chname), sizeof(subhead::chname));
-    // A text without its end would be read past it by everyone who gets the block.
-    head_->chname[sizeof(subhead::chname) - 1] = '\0';
+    end_text(head_->chname);
     return decode_outcome::decoded;
   }
 
@@ -115,8 +121,12 @@ class block_decoder {
   decode_outcome unzip_data() {
     const ravo_zip_header& zip = result_.zip;
     const unzipper by = (zip.zip_flags & RAVO_ZIP_ZLIB) != 0 ? unzipper::zlib : unzipper::lzo;
-    const std::size_t room =
-        std::min({std::size_t{zip.orig_length}, most_unzipped(by, zip.zipp_length), most_data});
+    const auto from = source_.channel.at(where_.chhd + head_size + sizeof zip, zip.zipp_length);
+    if (!from) {
+      result_.unzipped = {by, unzip_step::parameters, 0, 0};
+      return decode_outcome::unzip_failed;
+    }
+    const std::size_t room = std::min({std::size_t{zip.orig_length}, most_unzipped(by, from->size()), most_data});
     malloc_owner<unsigned char> work;
     if (by == unzipper::lzo) {
       work = allocate_block<unsigned char>(head_size + room);
@@ -125,11 +135,7 @@ class block_decoder {
     if (!begin_block(room)) return decode_outcome::no_block_memory;
     result_.block->error &= ~RAVO_CHAN_ZIP_FLAG;
 
-    const auto from = source_.channel.at(where_.chhd + head_size + sizeof zip, zip.zipp_length);
-    if (!from)
-      result_.unzipped = {by, unzip_step::parameters, 0, 0};
-    else
-      result_.unzipped = unzip(by, from->data(), from->size(), data(), room, work.get());
+    result_.unzipped = unzip(by, from->data(), from->size(), data(), room, work.get());
     if (!result_.unzipped.ok()) return decode_outcome::unzip_failed;
     if (result_.unzipped.produced != zip.orig_length) return decode_outcome::length_mismatch;
     return decode_outcome::decoded;

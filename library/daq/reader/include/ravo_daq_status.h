@@ -3,7 +3,7 @@
 #ifndef RAVO_DAQ_STATUS_H
 #define RAVO_DAQ_STATUS_H
 
-/// Statuses of the loader's channel readers.
+/// Statuses of the channel readers.
 enum ravo_daq_read_chan_data_status : int {
   RAVO_DAQ_READ_CHAN_OK = 0,
   RAVO_DAQ_READ_CHAN_NO_DATA = -1,        ///< the asked-for event is not there

@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <new>
 
 #include "loader/loader_texts.h"
 #include "ravo_daq/file_get_tables.h"
@@ -26,9 +28,10 @@ file_get_tables<G>::~file_get_tables() {
   pthread_mutex_destroy(&mx);
 }
 
-// Never descriptor 0, also when standard input is closed: channel readers take 0 for "none".
+// Never descriptor 0, also when standard input is closed: channel readers take 0 for "none". Without
+// O_NONBLOCK a named pipe would be waited for; regular files do not care.
 inline int open_for_reading(const char* path) {
-  const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+  const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor != 0) return descriptor;
   const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, 1);
   close(descriptor);
@@ -37,7 +40,7 @@ inline int open_for_reading(const char* path) {
 
 template <class G>
 int file_get_tables<G>::get_all_tables(const char* path, int with_descriptions,
-                                       const std::vector<char*>* names) {
+                                       const std::vector<char*>* names) try {
   const stopwatch watch;
   clean_up();
   descr_mode = with_descriptions;
@@ -50,7 +53,7 @@ int file_get_tables<G>::get_all_tables(const char* path, int with_descriptions,
     if (debug != 0) perror("open");
     return -2;
   }
-  len = lseek(fd, 0, SEEK_END);
+  len = std::max<off_t>(lseek(fd, 0, SEEK_END), 0);  // what has no length cannot be mapped either
   lseek(fd, 0, SEEK_SET);
 
   int result = load_tables();
@@ -64,13 +67,16 @@ int file_get_tables<G>::get_all_tables(const char* path, int with_descriptions,
   }
   if (debug < 0) std::printf(loader_texts<G>::loading_time, watch.milliseconds(), path);
   return 0;
+} catch (const std::bad_alloc&) {
+  clean_up();
+  return no_memory;
 }
 
 template <class G>
 int file_get_tables<G>::get_ecp_tab_entry_index(const char* name) const {
   if (name == nullptr || *name == '\0') return -1;
   for (std::size_t i = 0; i < chans.size(); ++i)
-    if (std::strcmp(chans[i], name) == 0) return static_cast<int>(i);
+    if (chans[i] != nullptr && std::strcmp(chans[i], name) == 0) return static_cast<int>(i);
   return -1;
 }
 

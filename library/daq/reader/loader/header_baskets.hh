@@ -10,9 +10,6 @@
 
 namespace ravo {
 
-/// A basket's head: pattern and length.
-inline constexpr unsigned long basket_head_size = 8;
-
 template <class G>
 int file_get_tables<G>::load_header_baskets() {
   constexpr auto event_size = basket_head_size + sizeof(ravo_eventheader);
@@ -40,7 +37,7 @@ int file_get_tables<G>::load_basket(unsigned long reference, unsigned long first
   if (basket_copy_mode != 0) {
     void* copy = allocate(length);
     if (copy == nullptr) return fail_mapping(whole_failure);
-    std::memcpy(copy, mapping.bytes(), length);
+    copy_basket(copy, mapping.bytes(), length);
     offset = reference;
     basket = static_cast<Basket*>(copy);
     return 0;

@@ -9,9 +9,9 @@
 
 namespace ravo {
 
-/// A basket's records: what lies between its head, `head` bytes long, and its end.
+/// A basket's records: what lies between its head and its end.
 inline file_part records_of(const void* basket, std::size_t length, unsigned long offset) {
-  constexpr std::size_t head = 8;
+  constexpr std::size_t head = basket_head_size;
   if (length < head) return {};
   return {static_cast<const unsigned char*>(basket) + head, length - head, offset + head};
 }
@@ -23,7 +23,7 @@ file_part header_records(const unsigned char* base, const Basket* basket, unsign
                          unsigned long offset) {
   if (base == nullptr || basket == nullptr) return {};
   const auto in_front = static_cast<std::size_t>(reinterpret_cast<const unsigned char*>(basket) - base);
-  // A copy's length word was checked when it was loaded.
+  // A copy's length word is the one that was checked when it was made.
   const std::size_t length = copied ? static_cast<std::size_t>(basket_length(basket)) : size - in_front;
   return records_of(basket, length, offset + in_front);
 }

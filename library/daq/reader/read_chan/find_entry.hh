@@ -47,9 +47,9 @@ ravo_channel_entry_long* daq_read_chan<G>::find_entry_by_event_id(unsigned event
   if (answer != RAVO_DAQ_READ_CHAN_OK) return nullptr;
 
   ravo_channel_entry_long* found = exact_number(event_number);
-  if (found == nullptr) found = scan_number(event_number);
+  const bool go_on = found != nullptr || scan_number(event_number, &found);
   print_entries_once();
-  if (found == nullptr) found = nearest_number(event_number, type);
+  if (go_on && found == nullptr) found = nearest_number(event_number, type);
 
   index_to_start_search = found == nullptr ? -1 : static_cast<int>(found - out);
   if (found != nullptr)
@@ -78,13 +78,14 @@ ravo_channel_entry_long* daq_read_chan<G>::exact_number(unsigned event_number) c
   return nullptr;
 }
 
+/// From the first entry on. False: an awaited entry ends the whole lookup.
 template <class G>
-ravo_channel_entry_long* daq_read_chan<G>::scan_number(unsigned event_number) const {
-  for (int i = 0; i < out_total; ++i) {
-    if (is_awaited(out[i])) return nullptr;
-    if (is_decoded(out[i]) && out[i].event_id.event_number == event_number) return &out[i];
+bool daq_read_chan<G>::scan_number(unsigned event_number, ravo_channel_entry_long** found) const {
+  for (int i = 0; *found == nullptr && i < out_total; ++i) {
+    if (is_awaited(out[i])) return false;
+    if (is_decoded(out[i]) && out[i].event_id.event_number == event_number) *found = &out[i];
   }
-  return nullptr;
+  return true;
 }
 
 /// For NEXT the entry with the smallest greater number, for PREV that with the greatest smaller one; ties
@@ -166,7 +167,7 @@ bool daq_read_chan<G>::search_time(const time_stamp& time, ravo_channel_entry_lo
   return true;
 }
 
-/// From the first entry on. False as of search_time.
+/// From the first entry on. False: as search_time, and for an awaited entry.
 template <class G>
 bool daq_read_chan<G>::scan_time(const time_stamp& time, ravo_channel_entry_long** found) const {
   for (int i = 0; *found == nullptr && i < out_total; ++i) {

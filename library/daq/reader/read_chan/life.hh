@@ -89,6 +89,11 @@ void free_elements(std::vector<Element*>& elements) {
 template <class Element>
 bool copy_elements(const std::vector<Element*>& from, int count, std::vector<Element*>& to) {
   const std::size_t most = std::min(static_cast<std::size_t>(std::max(count, 0)), from.size());
+  try {
+    to.reserve(most);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
   for (std::size_t i = 0; i < most; ++i) {
     if (from[i] == nullptr) continue;
     Element* copy = copy_element(*from[i]);

@@ -3,12 +3,12 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <string>
 #include <vector>
 
 #include "library_calls.h"
 #include "ravo_daq/read_chan.h"
 #include "ravo_evutl.h"
+#include "scoped_lock.h"
 
 namespace ravo {
 
@@ -44,14 +44,14 @@ void daq_read_chan<G>::print_cdt_entry() {
     std::printf("print_cdt_entry(): CDT is not initialized\n");
     return;
   }
-  std::string events;
+  std::printf("[%d]\tKey:%u\tChan:%s\tCount:%d\tEvents:", cdtl, cdt->key, cdt->chan_name, cdt->count);
+  const char* separator = "";
   for (int type = 0; type < 32; ++type) {
     if ((cdt->ev_mask >> type & 1u) == 0) continue;
-    if (!events.empty()) events += ':';
-    events += event_name_itoa(type);
+    std::printf("%s%s", separator, event_name_itoa(type));
+    separator = ":";
   }
-  std::printf("[%d]\tKey:%u\tChan:%s\tCount:%d\tEvents:%s\n", cdtl, cdt->key, cdt->chan_name, cdt->count,
-              events.c_str());
+  std::printf("\n");
 }
 
 template <class G>
@@ -69,9 +69,10 @@ void daq_read_chan<G>::print_event_chan_pointers_entry() {
 template <class G>
 template <class Print>
 void daq_read_chan<G>::print_entries(const char* head, const char* tail, Print print) {
+  const scoped_lock lock(mx);
   if (ecp_tab == nullptr || cdt == nullptr || out == nullptr) return;
   std::printf("%s", head);
-  for (int i = 0; i < cdt->count; ++i) {
+  for (int i = 0; i < out_total; ++i) {
     const ravo_time_id& event = out[i].event_id;
     std::printf("%d %d:%d\n", static_cast<int>(event.event_number), static_cast<int>(event.time.timeup),
                 static_cast<int>(event.time.timelow));

@@ -30,8 +30,7 @@ int daq_read_chan<G>::start(pthread_mutex_t** mutex, pthread_cond_t** condition,
   if (mutex != nullptr) *mutex = &mmx;
   if (condition != nullptr) *condition = &mcond;
   if (flag != nullptr) *flag = &mcnt;
-  stop_workers();  // of an earlier start
-  free_output();
+  forget_earlier_start();
 
   if (evhb == nullptr || sbhb == nullptr || fd == 0 || len == 0) {
     std::printf(read_chan_texts<G>::start_not_initialized, chan);
@@ -57,6 +56,14 @@ int daq_read_chan<G>::start(pthread_mutex_t** mutex, pthread_cond_t** condition,
   find_limits();
   start_workers();
   return RAVO_DAQ_READ_CHAN_OK;
+}
+
+template <class G>
+void daq_read_chan<G>::forget_earlier_start() {
+  stop_workers();
+  free_output();
+  const scoped_lock lock(mmx);
+  mcnt = 0;
 }
 
 template <class G>
@@ -91,7 +98,7 @@ bool daq_read_chan<G>::create_output() {
 template <class G>
 bool daq_read_chan<G>::load_channel_basket(unsigned long first_subheader) {
   const stopwatch watch;
-  constexpr unsigned long head = sizeof(typename G::channel_basket);
+  constexpr unsigned long head = basket_head_size;
   constexpr unsigned long smallest = head + sizeof(typename G::subhead);
   const unsigned long offset = first_subheader - head;  // wraps beyond any file when there is no room
   file_mapping mapping;
@@ -122,7 +129,7 @@ bool daq_read_chan<G>::keep_basket(file_mapping& mapping, unsigned long offset, 
   if constexpr (G::copies_channel_basket) {
     chnb = static_cast<basket*>(allocate(size));
     if (chnb == nullptr) return false;
-    std::memcpy(static_cast<void*>(chnb), mapping.bytes(), size);
+    copy_basket(chnb, mapping.bytes(), size);
     chn_offset = offset;
   } else {
     chnb = reinterpret_cast<basket*>(mapping.bytes());
@@ -187,8 +194,8 @@ void daq_read_chan<G>::find_limits() {
   event_last = limits.last;
 }
 
-// What could not be decoded is as if the file did not hold it: nobody shall wait for, or step from, a first
-// or last event that never comes. Called with mx held, when no worker will fill an entry any more.
+// What could not be decoded (entries without data are finished too) is as if the file did not hold it:
+// nobody shall wait for, or step from, a first or last event that never comes. Called with mx held, when no worker will fill an entry any more.
 template <class G>
 void daq_read_chan<G>::settle_limits() {
   event_limits limits;
@@ -199,7 +206,6 @@ void daq_read_chan<G>::settle_limits() {
   event_last = limits.last;
 }
 
-// Entries without data are finished too, but there is nothing to step to.
 template <class G>
 void daq_read_chan<G>::complete() {
   all_done = 1;
@@ -209,7 +215,7 @@ void daq_read_chan<G>::complete() {
 template <class G>
 int daq_read_chan<G>::choose_number_of_threads() const {
   if (cdt->dtype_mask == 0) return std::min(6, nthreadsmax);
-  int threads = 3;
+  int threads = 0;
   for (int type = 0; type < 32; ++type) {  // later bits overwrite earlier ones
     if ((cdt->dtype_mask >> type & 1u) == 0) continue;
     threads = std::max(get_channel_number(type, 0), 1);

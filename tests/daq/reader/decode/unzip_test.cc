@@ -1,11 +1,25 @@
 // make_zlib and make_lzo: results, lengths and texts. The compressed bytes come straight from zlib and LZO.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 
 #include "captured_output.h"
 #include "handmade_file.h"
 #include "ravo_daq_unzip.h"
+
+// In place of the compression libraries' own: they start, or answer what a test wants.
+static std::atomic<int> zlib_answer{Z_OK};
+static std::atomic<int> lzo_answer{LZO_E_OK};
+
+extern "C" int inflateInit_(z_stream* stream, const char* version, int size) {
+  using function = int (*)(z_stream*, const char*, int);
+  static const auto real = reinterpret_cast<function>(dlsym(RTLD_NEXT, "inflateInit_"));
+  return zlib_answer != Z_OK ? zlib_answer.load() : real(stream, version, size);
+}
+
+extern "C" int __lzo_init_v2(unsigned, int, int, int, int, int, int, int, int, int) { return lzo_answer; }
 
 namespace {
 
@@ -120,6 +134,27 @@ TEST(MakeLzo, FailsWhenTheInputEndsEarly) {
   EXPECT_EQ(result.text, "make_lzo - internal error - decompression failed: -4\n");
 }
 
+
+TEST(MakeZlib, TellsThatZlibDoesNotStart) {
+  const std::string compressed = ravo::test::compress_zlib(ramp(10));
+  zlib_answer = Z_VERSION_ERROR;
+  const outcome result = run(make_zlib, compressed, 40);
+  zlib_answer = Z_OK;
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.text, "make_zlib() - inflateInit() failed: -6 !!!\n");
+}
+
+TEST(MakeLzo, TellsThatLzoDoesNotStart) {
+  const std::string compressed = ravo::test::compress_lzo(ramp(10));
+  lzo_answer = LZO_E_ERROR;
+  const outcome result = run(lzo, compressed, 40);
+  lzo_answer = LZO_E_OK;
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.text,
+            "make_lzo - internal error - lzo_init() failed !!!\n"
+            "make_lzo - (this usually indicates a compiler bug - try recompiling\nwithout optimizations, and enable "
+            "`-DLZO_DEBUG' for diagnostics)\n");
+}
 
 class BothUnzippers : public testing::TestWithParam<int> {};
 

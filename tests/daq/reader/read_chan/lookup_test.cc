@@ -195,8 +195,8 @@ TEST_F(ChannelReaderLookup, PrintsAllEntriesOnceWhenToldTo) {
 
 // ---- events at 50.000000 s sharp: the borrow of a step back ----
 
-TEST_F(ChannelReaderLookup, ABackwardStepFromEqualMicrosecondsBorrows) {
-  // From x.100000 minus 0.100000: one second less and 1000000 microseconds, which is x.000000.
+TEST_F(ChannelReaderLookup, ABackwardStepBorrowsASecond) {
+  // From x.100000 minus 0.100000: one second less and 1000000 microseconds, which is the same as x.000000.
   expect(ask(*reader, by_time(1), previous), ok, 100);
   // From x.000000 minus 0.100000: (x-1).900000.
   expect(ask(*reader, by_time(10), previous), ok, 109);
@@ -312,11 +312,18 @@ TEST(ChannelReaderEntries, AnAwaitedEntryEndsTheScan) {
   array_reader reader{9, 8, undecoded, 3};
   reader->running = 1;
   int status = 0;
-  EXPECT_EQ(reader->find_entry_by_event_id(3, current, &status), nullptr);
-  EXPECT_EQ(status, no_data);
+  reader->out_cur = reader->out;
   const time_stamp third{1003, 0};
-  EXPECT_EQ(reader->find_entry_by_time(&third, current, &status), nullptr);
-  EXPECT_EQ(status, no_data);
+  for (const int type : {first, previous, current, next, last}) {
+    // Also a step, which would find 8 and 9: nothing is known of what is still awaited.
+    EXPECT_EQ(reader->find_entry_by_event_id(3, type, &status), nullptr);
+    EXPECT_EQ(status, no_data);
+    EXPECT_EQ(reader->find_entry_by_event_id(5, type, &status), nullptr);
+    EXPECT_EQ(status, no_data);
+    EXPECT_EQ(reader->find_entry_by_time(&third, type, &status), nullptr);
+    EXPECT_EQ(status, no_data);
+  }
+  EXPECT_EQ(reader->out_cur, reader->out);  // a miss leaves it
 }
 
 TEST(ChannelReaderEntries, NothingDecodedYetIsNoDataForEveryType) {
@@ -385,6 +392,21 @@ TEST(ChannelReaderEntries, WithNumberZeroAreNotTheNearest) {
   array_reader reader{7, 0, 5};
   EXPECT_EQ(reader->find_entry_by_event_id(3, previous, nullptr), nullptr);
   EXPECT_EQ(reader->find_entry_by_event_id(3, next, nullptr), reader->out + 2);
+}
+
+TEST(ChannelReaderEntries, ALongLookupTellsItsTimeAtNegativeDebugLevels) {
+  ravo_file_get_tables_2010 loader(0);
+  loader.debug = -1;
+  ravo_daq_read_chan_2010 reader(nullptr, nullptr, -1, nullptr);
+  reader.cfg = &loader;
+  // So many entries that looking at each takes more than a millisecond on any machine: their pages have
+  // to come first.
+  constexpr std::size_t count = 400000;
+  reader.out = static_cast<ravo_channel_entry_long*>(std::calloc(count, sizeof *reader.out));
+  reader.out_total = static_cast<int>(count);
+  captured_output output;
+  EXPECT_EQ(reader.find_entry_by_event_id(5, current, nullptr), nullptr);
+  EXPECT_THAT(output.stop(), testing::ContainsRegex("^get_by_event_id\\(\\)  [0-9.]+ msec event_id:5\n$"));
 }
 
 // ---- against a plain model ----

@@ -66,6 +66,13 @@ TEST(ChannelReader, UsesTheHeapCopiesOfAListedFile) {
   EXPECT_EQ(samples_of(*ask(*reader, last).entry), std::vector<float>{0.5f});
 }
 
+TEST(ChannelReader, PassesOverANullInTheListOfNames) {
+  reading file(one_channel_file(2));
+  std::vector<char*> names{nullptr, const_cast<char*>("CHAN")};
+  ASSERT_EQ(file.loader.get_all_tables(file.path().c_str(), 0, &names), 0);
+  EXPECT_EQ(file.reader()->ecpl, 1);
+}
+
 TEST(ChannelReader, CutsALongNameTo255Characters) {
   reading file(one_channel_file(2));
   const std::string name(300, 'x');

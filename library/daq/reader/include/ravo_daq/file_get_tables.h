@@ -16,6 +16,8 @@ namespace ravo {
 template <class G>
 class file_get_tables {
  public:
+  static constexpr int no_memory = -8;
+
   /// An empty loader. `descr_mode` non-zero: channel descriptions are loaded too.
   explicit file_get_tables(int descr_mode = 0);
   ~file_get_tables();
@@ -28,8 +30,8 @@ class file_get_tables {
   /// reference table. 3: event index table or channel dictionary refused. 5: environment dictionary
   /// refused. 6: channel description header refused. 7: channel descriptions not loadable. -4, -5: the
   /// event-header basket, -6, -7: the server-block basket cannot be mapped (its head, whole). Any other:
-  /// the table-access library's status for the event channel pointer table. After a failure the loader
-  /// is empty.
+  /// the table-access library's status for the event channel pointer table; no_memory: there is none for
+  /// the list of names. After a failure the loader is empty, but for the names after 1 and -2.
   int get_all_tables(const char* path, int descr_mode, const std::vector<char*>* names);
   /// Releases everything and returns to the constructed state; keeps descr_mode and debug. No channel
   /// reader of this loader may run any more.
@@ -69,7 +71,7 @@ class file_get_tables {
   int clientsn = 0;                 ///< how often a channel has left this file (kept by the slicer)
   unsigned char* evh_base = nullptr;  ///< mapping of the event-header basket
   unsigned long evh_offset = 0;       ///< file offset that belongs to the base a client uses
-  unsigned long evh_base_size = 0;    ///< bytes from that base to the basket's end
+  unsigned long evh_base_size = 0;    ///< bytes of the mapping, also of one that was copied and is gone
   typename G::event_header_basket* evhb = nullptr;
   unsigned char* sbh_base = nullptr;
   unsigned long sbh_offset = 0;

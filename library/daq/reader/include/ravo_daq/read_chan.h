@@ -129,7 +129,7 @@ class daq_read_chan {
   int subchan = -1;
   /// Set by hand, from a debugger: the next lookup by number prints all entries, once.
   static inline bool once = false;
-  /// Guards out, out_cur, the limits, the out_ counters, event_cur, all_done, tid and running. Taken before mmx.
+  /// Guards out, out_cur, the limits, the out_ counters, event_cur, index_to_start_search, all_done, tid and running. Taken before mmx.
   pthread_mutex_t mx;
   ravo_channel_entry_long* out = nullptr;
   ravo_channel_entry_long* out_cur = nullptr;  ///< the entry last found
@@ -142,7 +142,7 @@ class daq_read_chan {
   int all_done = 0;
   pthread_mutex_t mmx;  ///< guards mcnt
   pthread_cond_t mcond;
-  int mcnt = 0;  ///< a flag: the channel is decoded as far as it will ever be
+  int mcnt = 0;  ///< a flag: the channel is decoded, or a failure means that somebody should look
   std::atomic<int> stop{0};
   int running = 0;      ///< workers that have not left yet; guarded by mx
   pthread_cond_t idle;  ///< signalled with mx when running falls to 0
@@ -151,6 +151,7 @@ class daq_read_chan {
   void take_tables(typename G::file_tables* tables);
   void copy_description(const typename G::chan_descr& from);
   int start_failure(int status);
+  void forget_earlier_start();
   bool create_output();
   bool load_channel_basket(unsigned long first_subheader);
   bool keep_basket(file_mapping& mapping, unsigned long offset, unsigned long size);
@@ -169,7 +170,7 @@ class daq_read_chan {
   bool is_awaited(const ravo_channel_entry_long& entry) const;
   int next_decoded(int index, int last) const;
   ravo_channel_entry_long* exact_number(unsigned event_number) const;
-  ravo_channel_entry_long* scan_number(unsigned event_number) const;
+  bool scan_number(unsigned event_number, ravo_channel_entry_long** found) const;
   ravo_channel_entry_long* nearest_number(unsigned event_number, int type) const;
   bool search_time(const time_stamp& time, ravo_channel_entry_long** found) const;
   bool scan_time(const time_stamp& time, ravo_channel_entry_long** found) const;

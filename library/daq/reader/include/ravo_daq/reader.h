@@ -172,6 +172,48 @@ class daq_reader {
   bool is_acceptable(const char* path) const;
   int search(char** candidate, const std::string& list) const;
 
+  struct file_choice {
+    std::vector<std::string> names;  ///< bare, or with a directory that no longer counts
+    bool is_from_catalogue = false;
+  };
+  void take_request(const ravo_daq_request& wanted);
+  bool is_run_request() const { return request.run_first >= 1; }
+  int last_run() const { return request.run_last > request.run_first ? request.run_last : request.run_first; }
+  std::int64_t window_start() const { return request.start_time.time.timeup; }
+  std::int64_t window_stop() const;
+  int choose_files(file_choice& choice);
+  int choose_files_of_runs(file_choice& choice);
+  int choose_files_of_period(file_choice& choice);
+  int look_up_runs(file_choice& choice);
+  bool look_up_period(std::vector<std::string>& names);
+  void limit_to_period(std::vector<std::string>& names);
+  int enter_files(const std::vector<std::string>& names);
+  int check_first_file();
+
+  int scan_for_runs(std::vector<std::string>& names);
+  int scan_for_period(std::vector<std::string>& names);
+  bool is_in_window(std::int64_t seconds) const;
+  bool is_wanted_of_run(const char* name, std::int64_t seconds);
+  bool reaches_window(const char* name, std::int64_t seconds);
+  bool has_events_in_window(const typename G::event_index_table& table) const;
+
+  enum class neighbour { previous, next };
+  bool begins_before_request(const char* path) const;
+  void enter_very_first_file();
+  void enter_very_last_file();
+  void enter_neighbour(const char* path, neighbour which);
+
+  void correct_window();
+  bool get_time_of_runs(std::int64_t& start, std::int64_t& stop);
+  void get_time_of_files(std::int64_t& start, std::int64_t& stop) const;
+
+  const char* find_file(const char* text) const;
+  int load_inspected(const char* path, int descr_mode, const std::vector<char*>* names);
+  int enter_and_load(const char* file, int descr_mode);
+  std::unique_ptr<typename G::read_chan> start_inspected_channel(const char* file, const char* channel);
+  template <class Print>
+  void print_channel_of_file(const char* file, const char* channel, Print print);
+
   int open_first_file();
   int configure_slicer();
   int start_slicer();
@@ -194,6 +236,8 @@ class daq_reader {
   double get_period_of_one_file();
   double get_period_of_file_names() const;
 
+  std::string inspected_path;     ///< of the file whose tables a diagnostic loaded; the loader points to it
+  std::string inspected_channel;  ///< what chans points to after a diagnostic
   std::unique_ptr<result_index> index;     ///< finds results by name; filled by start()
   std::vector<std::size_t> data_capacity;  ///< bytes behind the data pointer of each result
 };
