@@ -1,9 +1,11 @@
-// Loading the tables of a file with two thousand channels, beside swapping the words of the same
-// bytes into memory.
+// Loading the tables of a file with two thousand channels, beside reading the same bytes into memory
+// and swapping what are words of them.
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <cstdlib>
-#include <new>
+#include <stdexcept>
 
 #include "bench_files.h"
 #include "ravo_evutl.h"
@@ -12,9 +14,12 @@ namespace {
 
 using namespace ravo::bench;
 
+// A table, and how many of the bytes of each of its records are words: the rest is text.
 struct range {
   std::uint32_t offset;
   std::size_t bytes;
+  std::size_t record_bytes;
+  std::size_t record_words;  // bytes of words at the end of a record
 };
 
 // The tables' bytes in the file, the header baskets not among them: those are only mapped.
@@ -26,22 +31,29 @@ std::vector<range> tables_of(const loaded_file& file) {
   const auto index_bytes =
       static_cast<std::size_t>(reinterpret_cast<const char*>(entry) - reinterpret_cast<const char*>(index));
   auto length = [](const auto* table) { return static_cast<std::size_t>(table->length); };
-  return {{reference.eit_pos_ref, index_bytes},
-          {reference.cdt_ref, length(file.tables.get_cdt_table())},
-          {reference.ecp_ref, length(file.tables.get_ecp_table())},
-          {reference.eidt_ref, length(file.tables.get_eidt_table())},
-          {reference.xcd_ref, length(file.tables.get_xcd_table())}};
+  return {
+      {reference.eit_pos_ref, index_bytes, 16, 16},
+      {reference.cdt_ref, length(file.tables.get_cdt_table()), sizeof(ravo_chan_dictionary_entry_2010), 16},
+      {reference.ecp_ref, length(file.tables.get_ecp_table()), 16, 16},
+      {reference.eidt_ref, length(file.tables.get_eidt_table()), 8, 8},
+      {reference.xcd_ref, length(file.tables.get_xcd_table()), 16, 0}};
 }
 
 void read_bare(const std::string& path, const std::vector<range>& tables) {
-  const mapped_file file(path);
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   for (const range& table : tables) {
-    void* memory = std::malloc(table.bytes);
-    if (!memory) throw std::bad_alloc();
-    swap_words(file.at(table.offset), static_cast<unsigned char*>(memory), table.bytes);
+    auto* memory = static_cast<unsigned char*>(std::malloc(table.bytes));
+    if (!memory || pread(fd, memory, table.bytes, table.offset) != static_cast<ssize_t>(table.bytes))
+      throw std::runtime_error("a table cannot be read");
+    if (table.record_words == table.record_bytes)
+      swap_words(memory, memory, table.bytes);
+    else
+      for (std::size_t at = table.record_bytes; at <= table.bytes; at += table.record_bytes)
+        swap_words(memory + at - table.record_words, memory + at - table.record_words, table.record_words);
     benchmark::DoNotOptimize(memory);
     std::free(memory);
   }
+  close(fd);
 }
 
 void load_tables(benchmark::State& state) {

@@ -142,6 +142,27 @@ TEST(Read, PrintsAScalarAsItsValue) {
   EXPECT_EQ(event["channels"][0]["value"], event["channels"][0]["members"][0]["mean"]);
 }
 
+// Fifty events a second: neighbours are closer than the tolerance that suits ten.
+TEST(Read, ByTimeStepsAsTheEventsDo) {
+  const temporary_folder folder;
+  const process_result made =
+      run_tool({"simulate", folder.path().string(), "--rate", "50", "--files", "1", "--events", "20"});
+  ASSERT_EQ(made.exit_code, 0);
+  const std::string file = raw_files(folder.path()).at(0);
+  const process_result all = run_tool({"read", file, "-c", "LINAC/BPM/001", "--mode", "time", "--json"});
+  EXPECT_EQ(all.exit_code, 0) << all.err;
+  EXPECT_EQ(event_numbers(all.out), range(1000001, 1000020));
+}
+
+TEST(Read, RefusesAToleranceThatReachesTheNextEvent) {
+  const process_result result = read_demo({"-c", "LINAC/BPM/001", "--mode", "time", "--tolerance", "120"});
+  EXPECT_EQ(result.exit_code, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err,
+              testing::MatchesRegex(
+                  "ravo: --tolerance: 120 ms is not smaller than the distance of events, [0-9.]+ ms\n"));
+}
+
 TEST(Read, KeepsTheLibrarysWordsOutOfItsOutput) {
   const process_result quiet = read_demo({"-c", "LINAC/BPM/001", "--json", "--limit", "2"});
   const process_result loud = read_demo({"-c", "LINAC/BPM/001", "--json", "--limit", "2", "--debug", "2"});

@@ -4,17 +4,31 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "failure.h"
 #include "refusal.h"
+#include "times.h"
 
 namespace ravo::tool {
 namespace {
 
 // The loader's code when all tables are good but the descriptions' text is not.
 constexpr int descriptions_refused = 7;
+
+// The median, which a few gaps in the run do not move as they move the mean.
+double median_spacing(const ravo_event_index_entry_2010& entry) {
+  std::vector<double> spacings;
+  const ravo_event_info_entry_2010* events = entry.event_info();
+  for (int i = 1; i < entry.length; ++i)
+    spacings.push_back(microseconds(events[i].time) - microseconds(events[i - 1].time));
+  if (spacings.empty()) return 0;
+  const auto middle = spacings.begin() + static_cast<std::ptrdiff_t>(spacings.size() / 2);
+  std::nth_element(spacings.begin(), middle, spacings.end());
+  return *middle;
+}
 
 // A word of the file: four bytes, the most significant one first.
 std::uint32_t word(const unsigned char* bytes) {
@@ -80,7 +94,8 @@ std::vector<event_summary> raw_file::events() const {
       all.push_back({entry->event_type,
                      entry->length,
                      {entry->event_number_first, entry->event_time_first},
-                     {entry->event_number_last, entry->event_time_last}});
+                     {entry->event_number_last, entry->event_time_last},
+                     median_spacing(*entry)});
   return all;
 }
 

@@ -19,6 +19,7 @@ struct event_summary {
   int count;
   ravo_time_id first;
   ravo_time_id last;
+  double spacing;  ///< median time between neighbours, microseconds; 0 for a single event
 };
 
 /// How the blocks of a channel are stored, as its first block has it.

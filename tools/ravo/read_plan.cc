@@ -134,6 +134,8 @@ void widen(read_plan& plan, const event_summary& events, bool is_first) {
   if (is_first || sign < 0) plan.first = first;
   ravo_time_stamp_eq(&last, &plan.last, 0.0, &sign, nullptr);
   if (is_first || sign > 0) plan.last = last;
+  if (events.spacing > 0 && (plan.spacing == 0 || events.spacing < plan.spacing))
+    plan.spacing = events.spacing;
 }
 
 }  // namespace

@@ -15,6 +15,7 @@ struct read_plan {
   std::vector<read_channel> channels;
   time_stamp first{};  ///< of all events in the files
   time_stamp last{};
+  double spacing = 0;  ///< of neighbouring events, microseconds; 0 when it is not known
 };
 
 /// Looks into the files; throws data_failure that names the file or channel that stands in the way.

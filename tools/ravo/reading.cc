@@ -3,11 +3,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
+#include <utility>
 
 #include "failure.h"
 #include "interrupt.h"
 #include "progress.h"
+#include "ravo_evutl.h"
 #include "read_plan.h"
 #include "times.h"
 
@@ -30,7 +33,7 @@ class event_reading {
     if (!start()) return 0;
     std::uint64_t events = 0;
     bool to_the_end = true;
-    read_event event;
+    read_event event{};
     while (next(event)) {
       check_for_interrupt();
       if (is_behind(event.id)) {
@@ -72,7 +75,7 @@ class event_reading {
     }
     check("the reader refuses the files or the channels", reader_.init(&files, &channels));
     check("the reader refuses the synch mode", reader_.set_synch_mode(request_.mode));
-    reader_.set_time_diff(&request_.tolerance);
+    set_step_and_tolerance();
     const ravo_time_id from{request_.first_event.value_or(0), request_.from.value_or(time_stamp{})};
     const ravo_time_id to{request_.last_event.value_or(0), request_.to.value_or(end_of_data(from.time))};
     check("the reader refuses the start of the window", reader_.set_start_point(&from));
@@ -81,6 +84,27 @@ class event_reading {
     if (reader_.get_number_of_files() == 0) return false;
     check("reading cannot start", status);
     return true;
+  }
+
+  // By time, the next event is looked for one step ahead, within the tolerance: a tolerance as wide as the
+  // step would find the same event again, for ever.
+  void set_step_and_tolerance() {
+    constexpr double usual_step = 100'000.0, usual_tolerance = 50'000.0;
+    const double step = plan_.spacing > 0 ? std::round(plan_.spacing) : usual_step;
+    const double tolerance = request_.tolerance.value_or(std::min(usual_tolerance, std::floor(step / 2)));
+    if (request_.mode == RAVO_DAQ_SLICER_SYNCH_MODE_TIME && tolerance >= step)
+      throw usage_failure(
+          fmt::format("--tolerance: {:.15g} ms is not smaller than the distance of events, {:.1f} ms",
+                      tolerance / 1000, step / 1000));
+    const time_stamp difference = span(tolerance);
+    reader_.set_time_diff(&difference);
+    const ravo_time_id period{1, span(step)};
+    check("the reader refuses the event step", reader_.set_period(&period));
+  }
+
+  static time_stamp span(double microseconds) {
+    const auto whole = static_cast<std::uint64_t>(microseconds);
+    return {static_cast<std::uint32_t>(whole / 1'000'000), static_cast<std::uint32_t>(whole % 1'000'000)};
   }
 
   // The end of the window when none is asked for: behind all data, and not before the window's start.
@@ -105,8 +129,8 @@ class event_reading {
       throw data_failure(fmt::format("reading stopped behind event {}: {} (status {}){}",
                                      reader_.current_event_id.event_number, reader_.error_i2a(status),
                                      status, library_words(out_)));
+    const ravo_time_id before = std::exchange(event.id, reader_.current_event_id);
     event.entries.clear();
-    event.id = reader_.current_event_id;
     bool has_id = false;
     for (std::size_t i = 0; i < reader_.results.size() && i < plan_.channels.size(); ++i) {
       const ravo_daq_reader_result_entry_2010& result = *reader_.results[i];
@@ -120,6 +144,9 @@ class event_reading {
         has_id = !result.slow;
       }
     }
+    if (event.id.event_number == before.event_number && ravo_time_stamp_eq(&event.id.time, &before.time))
+      throw data_failure(
+          fmt::format("reading stands still at event {}{}", event.id.event_number, library_words(out_)));
     return true;
   }
 
@@ -148,8 +175,11 @@ class event_reading {
       if (blocks_read_[i] < plan_.channels[i].blocks)
         missing += fmt::format("\n  {}: {} of {} blocks read", plan_.channels[i].key(), blocks_read_[i],
                                plan_.channels[i].blocks);
-    if (!missing.empty())
-      throw data_failure("not all data of the files could be read:" + missing + library_words(out_));
+    if (missing.empty()) return;
+    if (request_.mode == RAVO_DAQ_SLICER_SYNCH_MODE_TIME)
+      missing +=
+          "\nby time, events that are closer than the tolerance become one: a smaller --tolerance may help";
+    throw data_failure("not all data of the files could be read:" + missing + library_words(out_));
   }
 
   const read_request& request_;

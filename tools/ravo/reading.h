@@ -24,7 +24,9 @@ struct read_request {
   std::optional<time_stamp> from;
   std::optional<time_stamp> to;
   ravo_daq_slicer_synch_mode mode = RAVO_DAQ_SLICER_SYNCH_MODE_EVID;
-  time_stamp tolerance{0, 50000};
+  /// How far apart the times of one event may lie, microseconds. Not set: 50 ms, or half the distance of
+  /// events when that is less.
+  std::optional<double> tolerance;
   std::uint64_t limit = 0;  ///< 0: no limit
   int debug = 0;            ///< of the reader; not 0: what it prints goes to standard error
 };

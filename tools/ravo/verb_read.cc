@@ -17,7 +17,7 @@ struct options {
   std::string from;
   std::string to;
   std::string mode = "evid";
-  double tolerance_ms = 50.0;
+  std::optional<double> tolerance_ms;
   bool json = false;
   bool checksum = false;
 };
@@ -41,9 +41,7 @@ read_request complete(const options& asked) {
   if (request.from && request.to && microseconds(*request.from) > microseconds(*request.to))
     throw usage_failure(fmt::format("--from {} is after --to {}", asked.from, asked.to));
   request.mode = asked.mode == "time" ? RAVO_DAQ_SLICER_SYNCH_MODE_TIME : RAVO_DAQ_SLICER_SYNCH_MODE_EVID;
-  const auto tolerance = static_cast<std::uint64_t>(std::llround(asked.tolerance_ms * 1000.0));
-  request.tolerance = {static_cast<std::uint32_t>(tolerance / 1'000'000),
-                       static_cast<std::uint32_t>(tolerance % 1'000'000)};
+  if (asked.tolerance_ms) request.tolerance = std::round(*asked.tolerance_ms * 1000.0);
   return request;
 }
 
@@ -88,8 +86,9 @@ verb read_verb(CLI::App& tool) {
       ->capture_default_str()
       ->check(one_of({"evid", "time"}))
       ->group("Alignment");
-  command->add_option("--tolerance", asked->tolerance_ms, "How far apart times of one event may lie, in ms")
-      ->capture_default_str()
+  command
+      ->add_option("--tolerance", asked->tolerance_ms,
+                   "How far apart times of one event may lie, in ms  [50, or half the distance of events]")
       ->check(in_range(0.0, 3600000.0))
       ->type_name("MS")
       ->group("Alignment");
