@@ -143,7 +143,7 @@ TEST(ChannelReaderThreads, GoByTheEventsWhenATypeHasOneMember) {
 }
 TEST(ChannelReaderThreads, KeepToTheirMaximum) {
   EXPECT_EQ(workers(0, 2, 20, 0, 2), 2);
-  EXPECT_EQ(workers(bit(RAVO_BLOCK_SINGLE), bit(RAVO_EV_NORMAL), 20, 0, 20), 3);
+  EXPECT_EQ(workers(bit(RAVO_BLOCK_SINGLE), bit(RAVO_EV_NORMAL), 20, 0, 3), 3);
 }
 TEST(ChannelReaderThreads, WhenPresetAreNotCapped) { EXPECT_EQ(workers(0, 2, 20, 8, 2), 8); }
 
