@@ -15,8 +15,9 @@ using bytes = std::vector<unsigned char>;
 
 template <class Record>
 void append(bytes& to, const Record& record) {
-  const auto* first = reinterpret_cast<const unsigned char*>(&record);
-  to.insert(to.end(), first, first + sizeof record);
+  const std::size_t at = to.size();
+  to.resize(at + sizeof record);
+  std::memcpy(to.data() + at, &record, sizeof record);
 }
 
 bytes spectrum(ravo_spect_head_2010 head, std::initializer_list<float> values) {
