@@ -28,6 +28,14 @@ struct library_calls<generation_2010> {
   static constexpr auto print_subhead = &dump_event_chanhead_2010;
   static constexpr auto print_block = &print_data_type_2010;
   static constexpr auto print_description = &print_ravo_chan_descr;
+  static constexpr auto print_dictionary = &print_channel_dictionary_table_2010;
+  static constexpr auto print_event_index_entry = &print_event_index_entry_2010;
+
+  // The run catalogue holds files of both generations.
+  static constexpr auto get_files_for_runs = &::get_files_for_runs;
+  static constexpr auto get_files_for_period = &::get_files_for_period;
+  static constexpr auto get_time_for_run = &::get_time_for_run;
+  static constexpr auto free_found_files = &ravo_free_root_xml_files;
 };
 
 }  // namespace ravo

@@ -64,10 +64,10 @@ int daq_reader<G>::rem_channel(const char* name) {
   split_channel_name(name, wanted);
   for (std::size_t i = 0; i < results.size(); ++i) {
     if (!results[i] || !is_same_channel(results[i]->chan, wanted)) continue;
+    std::erase(chans, results[i]->chan.name);  // by address: a diagnostic may have put its own name there
     std::free(results[i]->data);
     std::free(results[i]);
     results.erase(results.begin() + static_cast<std::ptrdiff_t>(i));
-    chans.erase(chans.begin() + static_cast<std::ptrdiff_t>(i));
     --nchans;
     return store(RAVO_DAQ_READER_OK);
   }

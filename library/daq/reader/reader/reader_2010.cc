@@ -4,6 +4,8 @@
 #include "reader/channels.hh"
 #include "reader/data_paths.hh"
 #include "reader/file_registry.hh"
+#include "reader/inspection.hh"
+#include "reader/print_lists.hh"
 #include "reader/queries.hh"
 #include "reader/reader_texts.h"
 #include "reader/request_check.hh"

@@ -29,6 +29,40 @@ struct reader_texts<generation_2010> {
   static constexpr const char* no_stop_time =
       "ravo_daq_reader_2010::init() failed to extract stop time locally\n";
 
+  // init() with a request
+  static constexpr const char* no_run_numbers =
+      "ravo_daq_reader_2010::init() Failed to malloc run number\n";
+  static constexpr const char* no_catalogue_for_runs =
+      "ravo_daq_reader_2010::init() Failed to get list of files for runs .. trying local directory scan\n";
+  static constexpr const char* no_catalogue_for_period =
+      "ravo_daq_reader_2010::init() Failed to get list of files for period ... trying local scan\n";
+  static constexpr const char* found_file_of_run = "------>Found file %s time_stamp: %i  (star:%d  stop:%d\n";
+  static constexpr const char* directory_unreadable =
+      "ravo_daq_reader_2010(): unable read the files in the directory to get the name if the very first file\n";
+  static constexpr const char* no_very_first_file =
+      "ravo_daq_reader_2010(): unable to get the name of the very first file\n";
+  // Said of the very last file, although it speaks of the first.
+  static constexpr const char* no_very_last_file =
+      "ravo_daq_reader_2010(): unable to get the name if the very first file\n";
+  static constexpr const char* no_time_of_first_run =
+      "----->ravo_daq_reader_2010::init() failed to extract time for run: %d trying locally\n";
+  static constexpr const char* no_time_of_last_run =
+      "ravo_daq_reader_2010::init() failed to extract time for run: %d\n";
+  static constexpr const char* window_of_runs = "ravo_daq_reader_2010::init() making correction in time\n";
+  static constexpr const char* window_reset = "ravo_daq_reader_2010::init() time reset\n";
+
+  // The printers of one channel. All four speak of the first one.
+  static constexpr const char* printer_input =
+      "ravo_daq_reader_2010::print_channel_event_headers() check input parameters\n";
+  static constexpr const char* printer_no_file =
+      "ravo_daq_reader_2010::print_channel_event_headers() check if file: %s accesible\n";
+  static constexpr const char* printer_lost_file =
+      "ravo_daq_reader_2010::print_channel_event_headers() something wrong with file: %s\n";
+  static constexpr const char* printer_no_channel =
+      "ravo_daq_reader_2010::print_channel_event_headers() channel: %s not found in file: %s\n";
+  static constexpr const char* printer_not_started =
+      "ravo_daq_reader_2010::print_channel_event_headers() failed to initialize channel: %s\n";
+
   // get_data()
   static constexpr const char* slicer_time = "slicer_2010->get_data() %f msec\n";
   static constexpr const char* no_channel_header = "ravo_daq_reader_2010::get_data() chan_header is NULL\n";

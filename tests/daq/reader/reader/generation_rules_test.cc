@@ -14,6 +14,7 @@ class GenerationRules : public testing::Test {
   GenerationRules() {
     the_slicer = {};
     the_loader = {};
+    the_catalogue = {};
   }
   environment_variable seconds{"DAQ_MAX_TIME_STEP_SEC", "7"};
   environment_variable paths{"RAVO_DAQ_DATA_PATH_LIST", "/p"};

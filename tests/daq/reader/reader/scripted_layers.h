@@ -3,12 +3,19 @@
 #ifndef RAVO_TEST_SCRIPTED_LAYERS_H
 #define RAVO_TEST_SCRIPTED_LAYERS_H
 
+#include <pthread.h>
+
 #include <cstring>
 #include <deque>
+#include <functional>
+#include <map>
 #include <memory>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
+#include "library_calls.h"
 #include "ravo_daq_reader_2010.h"
 #include "reader/reader_texts.h"
 
@@ -85,7 +92,12 @@ class scripted_slicer {
 /// What the loader is to answer, and what it was asked.
 struct loader_script {
   int status = 0;
+  std::map<std::string, int> status_of_file;  ///< by the last component; others: `status`
+  std::map<std::string, ravo_event_index_table_2010*> index_of_file;  ///< others: `eit_tab`
+  std::function<void()> at_loading;
   std::vector<std::string> loaded;
+  std::vector<std::string> names;  ///< channels that the last loading was given
+  int descr_mode = -1;             ///< of the last loading
   bool was_given_channels = false;
   int clean_ups = 0;
   ravo_event_index_table_2010* eit_tab = nullptr;
@@ -95,21 +107,157 @@ inline loader_script the_loader;
 
 class scripted_loader {
  public:
-  int get_all_tables(const char* path, int, const std::vector<char*>* names) {
+  int get_all_tables(const char* path, int descr_mode, const std::vector<char*>* names) {
+    file_name = path;
+    const std::string name = file_name.substr(file_name.rfind('/') + 1);
     the_loader.loaded.push_back(path);
+    the_loader.descr_mode = descr_mode;
     the_loader.was_given_channels = names && !names->empty();
-    return the_loader.status;
+    the_loader.names.clear();
+    if (names) the_loader.names.assign(names->begin(), names->end());
+    if (the_loader.at_loading) the_loader.at_loading();
+    const auto index = the_loader.index_of_file.find(name);
+    index_table = index == the_loader.index_of_file.end() ? the_loader.eit_tab : index->second;
+    const auto status = the_loader.status_of_file.find(name);
+    return status == the_loader.status_of_file.end() ? the_loader.status : status->second;
   }
   void clean_up() { ++the_loader.clean_ups; }
-  ravo_event_index_table_2010* get_eit_table() const { return the_loader.eit_tab; }
+  ravo_event_index_table_2010* get_eit_table() const { return index_table; }
   ravo_chan_dictionary_table_2010* get_cdt_table() const { return the_loader.cdt_tab; }
   std::vector<chan_descr_2010*>* get_descr_list() { return &descriptions; }
   std::vector<chan_descr_2010*> descriptions;
+
+ private:
+  std::string file_name;
+  ravo_event_index_table_2010* index_table = nullptr;
 };
+
+/// What a channel reader is to answer, and what it was asked.
+struct read_chan_script {
+  int start_status = 0;
+  bool signals_from_a_thread = false;
+  std::vector<std::string> calls;
+  int alive = 0;
+};
+inline read_chan_script the_read_chan;
+
+class scripted_read_chan {
+ public:
+  scripted_read_chan(scripted_loader*, const char* name, int subchannel, const chan_descr_2010* description) {
+    ++the_read_chan.alive;
+    the_read_chan.calls.push_back("make " + std::string(name) + " " + std::to_string(subchannel) +
+                                  (description ? " described" : ""));
+    pthread_mutex_init(&mutex, nullptr);
+    pthread_cond_init(&condition, nullptr);
+  }
+  ~scripted_read_chan() {
+    if (signaller.joinable()) signaller.join();
+    the_read_chan.calls.push_back("destroy, flag " + std::to_string(flag));
+    --the_read_chan.alive;
+  }
+  int start(pthread_mutex_t** mutex_out, pthread_cond_t** condition_out, int** flag_out) {
+    *mutex_out = &mutex;
+    *condition_out = &condition;
+    *flag_out = &flag;
+    if (the_read_chan.signals_from_a_thread)
+      signaller = std::thread([this] { signal(); });
+    else
+      flag = 1;
+    return the_read_chan.start_status;
+  }
+  void print_event_headers() { the_read_chan.calls.push_back("event headers"); }
+  void print_server_block_headers() { the_read_chan.calls.push_back("server block headers"); }
+  void print_channel_headers() { the_read_chan.calls.push_back("channel headers"); }
+  void print_channel() { the_read_chan.calls.push_back("channel"); }
+  void clean() { the_read_chan.calls.push_back("clean"); }
+
+ private:
+  void signal() {
+    pthread_mutex_lock(&mutex);
+    flag = 1;
+    pthread_cond_signal(&condition);
+    pthread_mutex_unlock(&mutex);
+  }
+  pthread_mutex_t mutex;
+  pthread_cond_t condition;
+  int flag = 0;
+  std::thread signaller;
+};
+
+/// What the run catalogue is to answer, and what it was asked.
+struct catalogue_script {
+  int runs_status = 1;
+  std::vector<std::string> files_of_runs;
+  int period_status = 1;
+  std::vector<std::string> files_of_period;
+  std::map<int, std::pair<time_stamp, time_stamp>> times_of_runs;  ///< others are not known
+
+  std::vector<std::string> questions;
+  std::vector<int> runs_asked_for;
+  unsigned period_start = 0;
+  unsigned period_stop = 0;
+  int records_alive = 0;
+};
+inline catalogue_script the_catalogue;
+
+/// One record a file, one without files, one with a null among its files: all that a record may be.
+inline void answer_with(const std::vector<std::string>& files, std::vector<ravo_root_xml_files*>* found) {
+  auto* empty = new ravo_root_xml_files;
+  found->push_back(empty);
+  ++the_catalogue.records_alive;
+  for (const std::string& file : files) {
+    auto* record = new ravo_root_xml_files;
+    record->rfiles = {nullptr, new std::string(file)};
+    record->xmlfile = new std::string("catalogue.xml");
+    found->push_back(record);
+    ++the_catalogue.records_alive;
+  }
+}
+inline int scripted_files_for_runs(const std::vector<int*>* runs, std::vector<ravo_root_xml_files*>* found,
+                                   const char* experiment, const char* stream, const char* directory,
+                                   int only_closed) {
+  the_catalogue.questions.push_back("runs of " + std::string(experiment) + " " + stream + " in " + directory +
+                                    " closed " + std::to_string(only_closed));
+  for (const int* run : *runs) the_catalogue.runs_asked_for.push_back(*run);
+  answer_with(the_catalogue.files_of_runs, found);
+  return the_catalogue.runs_status;
+}
+inline int scripted_files_for_period(unsigned start, unsigned stop, std::vector<ravo_root_xml_files*>* found,
+                                     const char* experiment, const char* stream, const char* directory,
+                                     int only_closed) {
+  the_catalogue.questions.push_back("period of " + std::string(experiment) + " " + stream + " in " + directory +
+                                    " closed " + std::to_string(only_closed));
+  the_catalogue.period_start = start;
+  the_catalogue.period_stop = stop;
+  answer_with(the_catalogue.files_of_period, found);
+  return the_catalogue.period_status;
+}
+inline int scripted_time_for_run(int run, time_stamp* start, time_stamp* end, const char* experiment,
+                                 const char* directory) {
+  the_catalogue.questions.push_back("time of " + std::to_string(run) + " of " + experiment + " in " + directory);
+  const auto found = the_catalogue.times_of_runs.find(run);
+  if (found == the_catalogue.times_of_runs.end()) {
+    *start = *end = {12345, 678};  // what a failed call leaves behind is nobody's business
+    return 1;
+  }
+  *start = found->second.first;
+  *end = found->second.second;
+  return 0;
+}
+inline void scripted_free(std::vector<ravo_root_xml_files*>* found) {
+  for (ravo_root_xml_files* record : *found) {
+    for (std::string* file : record->rfiles) delete file;
+    delete record->xmlfile;
+    delete record;
+    --the_catalogue.records_alive;
+  }
+  found->clear();
+}
 
 struct scripted_generation : generation_2010 {
   using slicer = scripted_slicer;
   using file_tables = scripted_loader;
+  using read_chan = scripted_read_chan;
 };
 
 /// A generation with the other choice wherever generations differ in their rules.
@@ -120,6 +268,10 @@ struct contrary_generation : scripted_generation {
   static constexpr bool reads_time_diff_from_environment = false;
   static constexpr bool waits_for_closed_files = false;
   static constexpr bool explains_failed_start = false;
+  static constexpr bool limits_runs_to_period = false;
+  static constexpr bool opens_earlier_files = false;
+  static constexpr bool trusts_run_catalogue = false;
+  static constexpr bool prints_channels = false;
   static constexpr bool has_by_time_fix = false;
 };
 
@@ -160,12 +312,23 @@ class decoded_block {
 
 namespace ravo {
 template <>
+struct library_calls<test::scripted_generation> : library_calls<generation_2010> {
+  static constexpr auto get_files_for_runs = &test::scripted_files_for_runs;
+  static constexpr auto get_files_for_period = &test::scripted_files_for_period;
+  static constexpr auto get_time_for_run = &test::scripted_time_for_run;
+  static constexpr auto free_found_files = &test::scripted_free;
+};
+template <>
+struct library_calls<test::contrary_generation> : library_calls<test::scripted_generation> {};
+
+template <>
 struct reader_texts<test::scripted_generation> : reader_texts<generation_2010> {};
 extern template class daq_reader<test::scripted_generation>;
 
 template <>
 struct reader_texts<test::contrary_generation> : reader_texts<generation_2010> {
   static constexpr const char* file_not_found = "contrary file %s not found\n";
+  static constexpr const char* found_file_of_run = "contrary file %s at %i (%d to %d)\n";
 };
 extern template class daq_reader<test::contrary_generation>;
 }  // namespace ravo

@@ -19,6 +19,8 @@ class scripted_reader : public testing::Test {
   scripted_reader() {
     the_slicer = {};
     the_loader = {};
+    the_catalogue = {};
+    the_read_chan = {};
   }
 
   /// Adds a channel by its request text.

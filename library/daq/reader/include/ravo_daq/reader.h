@@ -209,8 +209,7 @@ class daq_reader {
 
   const char* find_file(const char* text) const;
   int load_inspected(const char* path, int descr_mode, const std::vector<char*>* names);
-  int enter_and_load(const char* file, int descr_mode);
-  std::unique_ptr<typename G::read_chan> start_inspected_channel(const char* file, const char* channel);
+  int count_searched_channels() const;
   template <class Print>
   void print_channel_of_file(const char* file, const char* channel, Print print);
 
