@@ -79,9 +79,34 @@ INSTANTIATE_TEST_SUITE_P(
         wrong_line{"UnknownMode",
                    {"read", file, "-c", "X", "--mode", "both"},
                    "ravo: --mode: both not in {evid,time}\nTry `ravo read --help`.\n"},
-        wrong_line{"BadTime",
-                   {"read", file, "-c", "X", "--from", "noon"},
-                   "ravo: --from: 'noon' is no time; write 2025-03-01T08:00:00.5Z or seconds since 1970\n"},
+        wrong_line{
+            "BadTime",
+            {"read", file, "-c", "X", "--from", "noon"},
+            "ravo: --from: 'noon' is no time; write 2025-03-01T08:00:00.5Z, 'yesterday 14:00', -5min "
+            "or seconds since 1970\n"},
+        wrong_line{
+            "UnknownZone",
+            {"read", file, "-c", "X", "--tz", "Mars/Olympus"},
+            "ravo: --tz: 'Mars/Olympus' is no time zone that this machine knows; write +01:00 or a name "
+            "such as Europe/Berlin\n"},
+        wrong_line{
+            "ATimeThatNeverWas",
+            {"read", file, "-c", "X", "--from", "2025-03-30 02:30", "--tz", "Europe/Berlin"},
+            "ravo: --from: '2025-03-30 02:30' is a time that never was in Europe/Berlin: clocks are put "
+            "forward over 2025-03-30T02:30:00\n"},
+        wrong_line{
+            "ATimeThatWasTwice",
+            {"read", file, "-c", "X", "--to", "2025-10-26 02:30", "--tz", "Europe/Berlin"},
+            "ravo: --to: '2025-10-26 02:30' was twice in Europe/Berlin, where clocks are put back; write "
+            "2025-10-26T02:30:00+02:00 for the first time or 2025-10-26T02:30:00+01:00\n"},
+        wrong_line{"ASpanBehindNothing",
+                   {"read", file, "-c", "X", "--to", "+5min"},
+                   "ravo: --to: '+5min' counts from --from, which is not given\n"},
+        wrong_line{
+            "BadStart",
+            {"simulate", "d", "--start", "soon"},
+            "ravo: --start: 'soon' is no time; write 2025-03-01T08:00:00.5Z, 'yesterday 14:00', -5min or "
+            "seconds since 1970\n"},
         wrong_line{"EventsTurnedRound",
                    {"read", file, "-c", "X", "--first-event", "9", "--last-event", "8"},
                    "ravo: --first-event 9 is after --last-event 8\n"},

@@ -1,21 +1,18 @@
-// Times as people write them, in UTC: 2025-03-01T08:00:00.104512Z, or seconds since the Unix epoch.
+// Times as the tool writes them, and spans of time. How times are read is time_grammar.h's.
 #ifndef RAVO_TOOL_TIMES_H
 #define RAVO_TOOL_TIMES_H
 
-#include <optional>
 #include <string>
-#include <string_view>
 
 #include "ravo_core_records.h"
 
 namespace ravo::tool {
 
-/// A date and time ("T" or a blank between them; seconds, their fraction and "Z" may be left out), a date
-/// alone, or seconds since the epoch with up to six decimals. Nothing for anything else.
-std::optional<time_stamp> parse_time(std::string_view text);
-
-/// With microseconds and "Z".
+/// In UTC, with microseconds and "Z".
 std::string format_time(time_stamp time);
+
+/// What this machine's clock says.
+time_stamp current_time();
 
 /// Microseconds since the epoch.
 double microseconds(time_stamp time);

@@ -6,6 +6,7 @@
 #include "event_printing.h"
 #include "failure.h"
 #include "help_format.h"
+#include "time_grammar.h"
 #include "times.h"
 #include "verb.h"
 
@@ -16,25 +17,33 @@ struct options {
   read_request request;
   std::string from;
   std::string to;
+  std::string zone = "UTC";
   std::string mode = "evid";
   std::optional<double> tolerance_ms;
   bool json = false;
   bool checksum = false;
 };
 
-std::optional<time_stamp> time_option(const char* option, const std::string& text) {
+std::optional<time_stamp> time_option(const char* option, const std::string& text,
+                                      const time_context& context) {
   if (text.empty()) return std::nullopt;
-  const auto time = parse_time(text);
-  if (!time)
-    throw usage_failure(fmt::format(
-        "{}: '{}' is no time; write 2025-03-01T08:00:00.5Z or seconds since 1970", option, text));
-  return time;
+  const time_reading read = read_time(text, context);
+  if (!read.time) throw usage_failure(fmt::format("{}: '{}' {}", option, text, read.problem));
+  return read.time;
+}
+
+time_zone zone_option(const std::string& name) {
+  if (const auto zone = time_zone::named(name)) return *zone;
+  throw usage_failure(fmt::format(
+      "--tz: '{}' is no time zone that this machine knows; write +01:00 or a name such as Europe/Berlin",
+      name));
 }
 
 read_request complete(const options& asked) {
   read_request request = asked.request;
-  request.from = time_option("--from", asked.from);
-  request.to = time_option("--to", asked.to);
+  time_context context{current_time(), zone_option(asked.zone), {}};
+  request.from = context.from = time_option("--from", asked.from, context);
+  request.to = time_option("--to", asked.to, context);
   if (request.first_event && request.last_event && *request.first_event > *request.last_event)
     throw usage_failure(fmt::format("--first-event {} is after --last-event {}", *request.first_event,
                                     *request.last_event));
@@ -79,8 +88,9 @@ verb read_verb(CLI::App& tool) {
       ->check(in_range(1.0, 4294967294.0));
   window("--last-event", request.last_event, "Not behind this event number", "N")
       ->check(in_range(1.0, 4294967294.0));
-  window("--from", asked->from, "Not before this time, UTC", "TIME");
-  window("--to", asked->to, "Not behind this time, UTC", "TIME");
+  window("--from", asked->from, "Not before this time", "TIME");
+  window("--to", asked->to, "Not behind this time", "TIME");
+  window("--tz", asked->zone, "Time zone of times of day", "ZONE")->capture_default_str();
   window("--limit", request.limit, "Stop after so many events", "N")->check(not_negative());
   command->add_option("--mode", asked->mode, "Align by event number (evid) or by time")
       ->capture_default_str()
@@ -97,7 +107,7 @@ verb read_verb(CLI::App& tool) {
                     "Also length and CRC-32 of each block's data in host order");
   command->add_option("--debug", request.debug, "Debug level of the reader; its words go to standard error")
       ->type_name("LEVEL");
-  command->footer(R"(Examples:
+  command->footer(std::string(R"(Examples:
   ravo read demo/*.raw --channel LINAC/BPM/001 --channel LINAC/ENERGY/001 --limit 5
   ravo read demo/*.raw -c 'LINAC/BPM/*' --first-event 1000050 --last-event 1000060
   ravo read demo/*.raw -c LINAC/RF/001:1 --from 2025-03-01T08:00:05 --to 2025-03-01T08:00:06.5
@@ -107,8 +117,9 @@ verb read_verb(CLI::App& tool) {
 An event shows the channels that have data for it. A slow channel, once seen, is shown with every later
 event: "held" marks a value from an earlier event. Of spectra and profiles you see count, mean, least and
 greatest value of each member; of images size and brightness.
-TIME is 2025-03-01T08:00:00.5Z (parts at the end may be left out) or seconds since 1970.
-Files are read as they are named, also when they were written a moment ago.)");
+Files are read as they are named, also when they were written a moment ago.
+
+)") + time_help);
   return {command, [asked](output& out) { run(*asked, out); }};
 }
 

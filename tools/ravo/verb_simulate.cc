@@ -12,6 +12,7 @@
 #include "json_lines.h"
 #include "progress.h"
 #include "simulator/writing.h"
+#include "time_grammar.h"
 #include "times.h"
 #include "verb.h"
 
@@ -48,11 +49,9 @@ simulator::settings complete(const options& asked) {
   what.compression = compression_of(asked.compression);
   if (asked.channels > 0) what.counts = simulator::counts_for_total(asked.channels);
   if (!asked.start.empty()) {
-    const auto start = parse_time(asked.start);
-    if (!start)
-      throw usage_failure(fmt::format(
-          "--start: '{}' is no time; write 2025-03-01T08:00:00Z or seconds since 1970", asked.start));
-    what.clock.start = *start;
+    const time_reading start = read_time(asked.start, {current_time(), {}, {}});
+    if (!start.time) throw usage_failure(fmt::format("--start: '{}' {}", asked.start, start.problem));
+    what.clock.start = *start.time;
   }
   check_range(what);
   return what;

@@ -1,0 +1,44 @@
+// Time zones by name or offset, and what their clocks show. The rules of named zones are those of the C
+// library's zone files; to ask it, TZ is set and put back, so that zones are for a program's beginning,
+// when it has one thread.
+#ifndef RAVO_TOOL_TIME_ZONE_H
+#define RAVO_TOOL_TIME_ZONE_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ravo::tool {
+
+class time_zone {
+ public:
+  /// UTC.
+  time_zone() = default;
+  /// "UTC" or "Z", an offset such as "+01:00", "-0330" or "+1", or a name such as "Europe/Berlin". Nothing
+  /// for a text that is none of these, and for a name that this machine has no rules of.
+  static std::optional<time_zone> named(std::string_view text);
+
+  const std::string& name() const { return name_; }
+  /// What its clocks are ahead of UTC at a moment, both in seconds.
+  std::int64_t offset_at(std::int64_t moment) const;
+  /// The moments at which its clocks show a time, given as if it were UTC: none where they are put forward,
+  /// two where they are put back, the earlier one first.
+  std::vector<std::int64_t> moments_of(std::int64_t shown) const;
+
+ private:
+  std::string name_ = "UTC";
+  std::string rules_;        // the file with the zone's rules; empty: a fixed offset
+  std::int64_t offset_ = 0;  // without rules
+};
+
+/// "+01:00", "-03:30" of seconds ahead of UTC.
+std::string format_offset(std::int64_t seconds);
+
+/// Seconds ahead of UTC of "+01:00", "-0330" or "+1"; nothing for anything else, or for more than 15 hours.
+std::optional<std::int64_t> parse_offset(std::string_view text);
+
+}  // namespace ravo::tool
+
+#endif
