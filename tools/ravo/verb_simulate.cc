@@ -75,8 +75,9 @@ void report(const simulator::settings& what, const simulator::simulation_result&
       fmt::print(out.file(), "{}  {} bytes\n", file, size);
   }
   if (as_json) return;
-  fmt::print(out.file(), "{} files, {} events, {} blocks of {} channels, seed {}\n", result.files.size(),
-             result.events, result.blocks, what.counts.total(), what.seed);
+  fmt::print(out.file(), "{} file{}, {} events, {} blocks of {} channels, seed {}\n", result.files.size(),
+             result.files.size() == 1 ? "" : "s", result.events, result.blocks, what.counts.total(),
+             what.seed);
 }
 
 void run(const options& asked, output& out) {
