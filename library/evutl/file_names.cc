@@ -10,24 +10,14 @@
 #include <string_view>
 #include <tuple>
 
+#include "file_name_parts.h"
 #include "ravo_evutl.h"
 
 namespace {
 
 constexpr std::string_view extension = ".raw";
 
-struct file_name_parts {
-  std::uint32_t seconds;
-  std::uint64_t run = 0;
-  std::uint64_t file = 0;
-};
-
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
-std::string_view last_component(std::string_view path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string_view::npos ? path : path.substr(slash + 1);
-}
 
 // The number in `digits`, all of which must be digits.
 std::optional<std::uint64_t> number(std::string_view digits) {
@@ -70,8 +60,16 @@ std::optional<std::uint64_t> take_number(std::string_view& name, std::string_vie
   return value;
 }
 
-// The time must be there; run and file number are 0 when they are not.
-std::optional<file_name_parts> parse(const char* path) {
+}  // namespace
+
+namespace ravo {
+
+std::string_view last_component(std::string_view path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string_view::npos ? path : path.substr(slash + 1);
+}
+
+std::optional<file_name_parts> parse_file_name(std::string_view path) {
   std::string_view name = last_component(path);
   if (name.size() < extension.size() || name.substr(name.size() - extension.size()) != extension)
     return std::nullopt;
@@ -80,25 +78,31 @@ std::optional<file_name_parts> parse(const char* path) {
   if (underscore == std::string_view::npos) return std::nullopt;
   const auto seconds = parse_time(name.substr(underscore + 1));
   if (!seconds) return std::nullopt;
-  file_name_parts parts{*seconds};
+  file_name_parts parts{*seconds, std::nullopt, 0, {}};
   name = name.substr(0, underscore);
   if (const auto file = take_number(name, "file")) {
     parts.file = *file;
-    parts.run = take_number(name, "run").value_or(0);
+    parts.run = take_number(name, "run");
   }
+  parts.before_run = name;
   return parts;
 }
 
+}  // namespace ravo
+
+namespace {
+
 bool comes_before(const char* a, const char* b) {
   if (!a || !b) return !a && b;
-  const auto parts_a = parse(a);
-  const auto parts_b = parse(b);
+  const auto parts_a = ravo::parse_file_name(a);
+  const auto parts_b = ravo::parse_file_name(b);
   if (!parts_a || !parts_b) {
     if (parts_a.has_value() != parts_b.has_value()) return !parts_a;
     return std::strcmp(a, b) < 0;
   }
-  const auto key = [](const file_name_parts& parts) {
-    return std::tie(parts.seconds, parts.run, parts.file);
+  // A name without a run or a file number counts as 0.
+  const auto key = [](const ravo::file_name_parts& parts) {
+    return std::tuple(parts.seconds, parts.run.value_or(0), parts.file);
   };
   if (key(*parts_a) != key(*parts_b)) return key(*parts_a) < key(*parts_b);
   return std::strcmp(a, b) < 0;
@@ -108,7 +112,7 @@ bool comes_before(const char* a, const char* b) {
 
 int get_time_from_file_name(const char* name, time_stamp* time) {
   if (!name || !time) return 1;
-  const auto parts = parse(name);
+  const auto parts = ravo::parse_file_name(name);
   if (!parts) return 1;
   *time = {parts->seconds, 0};
   return 0;

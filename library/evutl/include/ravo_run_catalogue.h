@@ -10,28 +10,43 @@
 
 /// What one catalogue file answers. The caller deletes the record and every string.
 struct ravo_root_xml_files {
-  std::vector<std::string*> rfiles;  ///< full paths of raw files
+  std::vector<std::string*> rfiles;  ///< full paths of raw files, by time
   std::string* xmlfile = nullptr;    ///< the catalogue file that lists them
 };
 
-/// The raw files of the runs, appended to `found`. 0 and a longer list: found. Non-zero: the catalogue has
-/// no answer, and the list is as it was. `only_closed` non-zero: only files that the catalogue knows as
-/// complete.
+// All look-ups: an experiment or stream that is empty, begins with "." or holds "/" is refused. A catalogue
+// file that is damaged is named on standard output and counts as not there. A raw file without events is in
+// no answer. Nothing is thrown. A catalogue may be written while it is asked.
+
+/// The raw files of the runs, appended to `found`: one record a run, in the order of the list. 0 and a
+/// longer list: found. Non-zero: the catalogue has no answer, and the list is as it was. `only_closed`
+/// non-zero: only files that the catalogue knows as complete.
 int get_files_for_runs(const std::vector<int*>* runs, std::vector<ravo_root_xml_files*>* found,
                        const char* experiment, const char* stream, const char* catalogue_directory,
                        int only_closed);
 
-/// The raw files that hold events from `start` to `stop`, both seconds since the Unix epoch and inclusive.
-/// As get_files_for_runs.
+/// The raw files whose time from first to last event meets `start` to `stop`, both seconds since the Unix
+/// epoch and inclusive; a stop of 0 is no end. One record a run, by time. As get_files_for_runs.
 int get_files_for_period(unsigned start, unsigned stop, std::vector<ravo_root_xml_files*>* found,
                          const char* experiment, const char* stream, const char* catalogue_directory,
                          int only_closed);
 
-/// Start and end of a run, over all streams of the experiment. Non-zero: the catalogue does not know it.
+/// Start and end of a run, over all streams of the experiment. Non-zero: the catalogue does not know it,
+/// and neither time is touched.
 int get_time_for_run(int run, time_stamp* start, time_stamp* end, const char* experiment,
                      const char* catalogue_directory);
 
-/// Deletes records with their strings, and empties the list.
-void ravo_free_root_xml_files(std::vector<ravo_root_xml_files*>* found);
+/// Deletes records with their strings, and empties the list. (Here in full, since it is no operation that a
+/// site's own library has.)
+inline void ravo_free_root_xml_files(std::vector<ravo_root_xml_files*>* found) {
+  if (!found) return;
+  for (ravo_root_xml_files* one : *found) {
+    if (!one) continue;
+    for (std::string* file : one->rfiles) delete file;
+    delete one->xmlfile;
+    delete one;
+  }
+  found->clear();
+}
 
 #endif

@@ -1,0 +1,266 @@
+// Builds a catalogue from a folder of raw files: finds them by their names, asks the catalogue which of
+// them it knows already, opens the others in several threads, and adds a run as soon as its last file was
+// looked at.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <ctime>
+#include <exception>
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <system_error>
+#include <thread>
+#include <tuple>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "catalogue/raw_file_span.h"
+#include "catalogue/stream_catalogue.h"
+#include "file_name_parts.h"
+
+namespace ravo::catalogue {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int most_threads = 64;
+
+using run_key = std::tuple<std::string, std::string, int>;  // experiment, stream, run
+using runs_of_folder = std::map<run_key, std::vector<std::string>>;
+
+// ---- finding --------------------------------------------------------------------------------------
+
+// Experiment and stream of a name; either may contain underscores, so the last one separates them unless
+// the experiment is told. Nothing: the file is not asked for.
+std::optional<std::pair<std::string, std::string>> split(std::string_view before_run,
+                                                         const std::string& experiment) {
+  std::size_t underscore = before_run.rfind('_');
+  if (!experiment.empty()) {
+    if (!before_run.starts_with(experiment) || before_run.size() <= experiment.size() ||
+        before_run[experiment.size()] != '_')
+      return std::nullopt;
+    underscore = experiment.size();
+  }
+  if (underscore == before_run.npos) return std::nullopt;
+  return std::pair(std::string(before_run.substr(0, underscore)),
+                   std::string(before_run.substr(underscore + 1)));
+}
+
+void take_name(const std::string& path, const build_settings& settings, runs_of_folder& runs) {
+  const auto parts = parse_file_name(path);
+  if (!parts || !parts->run || *parts->run > 0x7fffffff) return;
+  const auto names = split(parts->before_run, settings.experiment);
+  if (!names) return;
+  runs[{names->first, names->second, static_cast<int>(*parts->run)}].push_back(path);
+}
+
+// Folders below are entered, links to folders are not: they may lead in circles.
+void find_raw_files(const build_settings& settings, runs_of_folder& runs, build_result& result) {
+  std::error_code error;
+  const fs::path folder = fs::absolute(settings.raw_folder, error).lexically_normal();
+  std::vector<fs::path> folders{folder};
+  while (!folders.empty()) {
+    const fs::path current = std::move(folders.back());
+    folders.pop_back();
+    fs::directory_iterator entry(current, error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+      std::error_code unknown;
+      if (entry->is_directory(unknown) && !entry->is_symlink(unknown))
+        folders.push_back(entry->path());
+      else
+        take_name(entry->path().string(), settings, runs);
+    }
+    if (error) result.problems.push_back({current.string(), error.message()});
+    error.clear();
+  }
+}
+
+// One file may lie in two folders under the same name: the first path stands for it.
+void drop_copies(std::vector<std::string>& paths) {
+  std::sort(paths.begin(), paths.end());
+  std::unordered_set<std::string_view> seen;
+  std::vector<std::string> kept;
+  for (const std::string& path : paths)
+    if (seen.insert(last_component(path)).second) kept.push_back(path);
+  paths = std::move(kept);
+}
+
+// ---- work -----------------------------------------------------------------------------------------
+
+// A run on its way into the catalogue. The files to be opened are shared out among threads.
+struct run_work {
+  run_entry run;                     // what was known already; guarded by the build's mutex
+  std::vector<std::string> to_open;  // not changed while threads run
+  std::size_t left = 0;              // of to_open, not looked at yet; guarded likewise
+};
+
+bool is_unchanged(const raw_file_entry& known) {
+  struct stat about {};
+  return known.complete && known.modified != 0 && stat(known.path.c_str(), &about) == 0 &&
+         static_cast<std::uint64_t>(about.st_size) == known.bytes &&
+         modification_time(about) == known.modified;
+}
+
+class build_run {
+ public:
+  build_run(const build_settings& settings, build_result& result)
+      : settings_(settings), result_(result), now_(std::time(nullptr)) {}
+
+  void work(runs_of_folder found, const std::function<bool(std::size_t, std::size_t)>& progress) {
+    for (auto& [key, paths] : found) prepare(key, std::move(paths));
+    std::vector<std::thread> threads;
+    const std::size_t wanted = number_of_threads();
+    try {
+      while (threads.size() < wanted) threads.emplace_back([this] { run_thread(); });
+    } catch (const std::system_error&) {
+      if (threads.empty()) run_thread();  // no thread to be had: slower, but done
+    }
+    watch(progress, threads.size());
+    for (std::thread& thread : threads) thread.join();
+    publish();
+    result_.opened = done_;
+    result_.stopped = done_ < files_.size();
+  }
+
+ private:
+  struct file_work {
+    std::size_t run;
+    std::size_t file;
+  };
+
+  // What the catalogue knows of a run, and which of its files have to be opened.
+  void prepare(const run_key& key, std::vector<std::string> paths) {
+    drop_copies(paths);
+    run_work one;
+    std::tie(one.run.experiment, one.run.stream, one.run.run) = key;
+    result_.raw_files += paths.size();
+    ++result_.runs;
+    std::unordered_map<std::string, raw_file_entry> known;
+    if (is_folder_name(one.run.experiment) && is_folder_name(one.run.stream)) {
+      stream_catalogue catalogue(settings_.catalogue_directory, one.run.experiment, one.run.stream);
+      if (const auto existing = catalogue.run(one.run.run); existing.content)
+        for (const raw_file_entry& file : existing.content->files) known.emplace(file.path, file);
+    }
+    for (std::string& path : paths) {
+      const auto place = known.find(path);
+      if (place != known.end() && is_unchanged(place->second))
+        one.run.files.push_back(place->second);
+      else
+        one.to_open.push_back(std::move(path));
+    }
+    one.left = one.to_open.size();
+    for (std::size_t file = 0; file < one.to_open.size(); ++file) files_.push_back({runs_.size(), file});
+    if (one.left == 0) ready_.push_back(one.run);
+    runs_.push_back(std::move(one));
+  }
+
+  std::size_t number_of_threads() const {
+    const int asked =
+        settings_.threads > 0 ? settings_.threads : static_cast<int>(std::thread::hardware_concurrency());
+    return std::min(static_cast<std::size_t>(std::clamp(asked, 1, most_threads)),
+                    std::max<std::size_t>(files_.size(), 1));
+  }
+
+  void run_thread() {
+    try {
+      for (;;) {
+        const std::size_t next = next_.fetch_add(1);
+        if (next >= files_.size() || stop_) break;
+        look_at(files_[next]);
+        publish();
+      }
+    } catch (const std::exception& failure) {
+      const std::lock_guard lock(mutex_);
+      result_.problems.push_back({settings_.raw_folder, failure.what()});
+      stop_ = true;
+    }
+    const std::lock_guard lock(mutex_);
+    ++threads_ended_;
+    changed_.notify_one();
+  }
+
+  void look_at(const file_work& work) {
+    run_work& of = runs_[work.run];
+    const std::string& path = of.to_open[work.file];
+    looked_at seen = look_at_raw_file(path, now_, settings_.closed_after);
+    const std::lock_guard lock(mutex_);
+    if (seen.problem.empty()) {
+      result_.growing += seen.entry.complete ? 0 : 1;
+      of.run.files.push_back(std::move(seen.entry));
+    } else {
+      result_.problems.push_back({path, std::move(seen.problem)});
+    }
+    ++done_;
+    if (--of.left == 0) ready_.push_back(std::move(of.run));
+  }
+
+  // Adds the runs that are ready. One thread at a time does; the others leave theirs to it and go on.
+  void publish() {
+    std::unique_lock lock(mutex_);
+    if (publishing_) return;
+    publishing_ = true;
+    while (!ready_.empty()) {
+      const std::vector<run_entry> batch = std::exchange(ready_, {});
+      lock.unlock();
+      std::vector<file_problem> problems = add_runs(settings_.catalogue_directory, batch);
+      lock.lock();
+      std::move(problems.begin(), problems.end(), std::back_inserter(result_.problems));
+    }
+    publishing_ = false;
+  }
+
+  // Tells the progress, by the calling thread alone, until the last thread has ended.
+  void watch(const std::function<bool(std::size_t, std::size_t)>& progress, std::size_t threads) {
+    std::unique_lock lock(mutex_);
+    while (!changed_.wait_for(lock, std::chrono::milliseconds(100),
+                              [this, threads] { return threads_ended_ >= threads; })) {
+      const std::size_t done = done_;
+      lock.unlock();
+      if (progress && !progress(done, files_.size())) stop_ = true;
+      lock.lock();
+    }
+    const std::size_t done = done_;
+    lock.unlock();
+    if (progress) progress(done, files_.size());
+  }
+
+  const build_settings& settings_;
+  build_result& result_;  // guarded by mutex_ while threads run
+  const std::int64_t now_;
+  std::vector<run_work> runs_;
+  std::vector<file_work> files_;
+  std::atomic<std::size_t> next_ = 0;
+  std::atomic<bool> stop_ = false;
+
+  std::mutex mutex_;  // guards all below, and what is said above
+  std::condition_variable changed_;
+  std::vector<run_entry> ready_;
+  bool publishing_ = false;
+  std::size_t done_ = 0;
+  std::size_t threads_ended_ = 0;
+};
+
+}  // namespace
+
+build_result build(const build_settings& settings,
+                   const std::function<bool(std::size_t done, std::size_t total)>& progress) {
+  build_result result;
+  try {
+    runs_of_folder found;
+    find_raw_files(settings, found, result);
+    build_run(settings, result).work(std::move(found), progress);
+  } catch (const std::exception& failure) {
+    result.problems.push_back({settings.raw_folder, failure.what()});
+  }
+  std::sort(result.problems.begin(), result.problems.end(),
+            [](const file_problem& a, const file_problem& b) { return a.file < b.file; });
+  return result;
+}
+
+}  // namespace ravo::catalogue

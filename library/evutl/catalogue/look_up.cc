@@ -1,0 +1,106 @@
+// The public look-ups of the run catalogue: arguments checked, answers in the caller's records, damaged
+// catalogue files named on standard output, and nothing thrown.
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+#include <memory>
+
+#include "catalogue/search.h"
+#include "ravo_evutl_status.h"
+#include "ravo_run_catalogue.h"
+
+namespace {
+
+using namespace ravo::catalogue;
+
+constexpr int no_answer = 1;
+
+void name_damaged(const std::vector<file_problem>& damaged) {
+  for (const file_problem& one : damaged)
+    std::printf("Run catalogue: %s is passed over: %s\n", one.file.c_str(), one.text.c_str());
+}
+
+bool usable(const void* found, const char* experiment, const char* stream, const char* directory) {
+  return found && experiment && stream && directory && *directory && is_folder_name(experiment) &&
+         is_folder_name(stream);
+}
+
+struct free_answer {
+  void operator()(ravo_root_xml_files* one) const {
+    std::vector<ravo_root_xml_files*> list{one};
+    ravo_free_root_xml_files(&list);
+  }
+};
+using owned_answer = std::unique_ptr<ravo_root_xml_files, free_answer>;
+
+owned_answer answer_of(found_run& run) {
+  owned_answer answer(new ravo_root_xml_files);
+  answer->xmlfile = new std::string(std::move(run.catalogue_file));
+  answer->rfiles.reserve(run.files.size());
+  for (std::string& file : run.files) answer->rfiles.push_back(new std::string(std::move(file)));
+  return answer;
+}
+
+// Appends all of the answer or nothing.
+int hand_over(search_result result, std::vector<ravo_root_xml_files*>& found) {
+  name_damaged(result.damaged);
+  if (result.runs.empty()) return no_answer;
+  std::vector<owned_answer> answers;
+  for (found_run& run : result.runs) answers.push_back(answer_of(run));
+  found.reserve(found.size() + answers.size());
+  for (owned_answer& answer : answers) found.push_back(answer.release());
+  return 0;
+}
+
+wanted_files wanted(int only_closed) { return only_closed ? wanted_files::complete : wanted_files::all; }
+
+}  // namespace
+
+int get_files_for_runs(const std::vector<int*>* runs, std::vector<ravo_root_xml_files*>* found,
+                       const char* experiment, const char* stream, const char* catalogue_directory,
+                       int only_closed) try {
+  if (!runs || !usable(found, experiment, stream, catalogue_directory)) return RAVO_TABLE_INVALID_ARGUMENT;
+  std::vector<int> numbers;
+  numbers.reserve(runs->size());
+  for (const int* run : *runs)
+    if (run) numbers.push_back(*run);
+  stream_catalogue catalogue(catalogue_directory, experiment, stream);
+  return hand_over(find_runs(catalogue, numbers, wanted(only_closed)), *found);
+} catch (...) {
+  return RAVO_TABLE_NO_MEMORY;
+}
+
+int get_files_for_period(unsigned start, unsigned stop, std::vector<ravo_root_xml_files*>* found,
+                         const char* experiment, const char* stream, const char* catalogue_directory,
+                         int only_closed) try {
+  if (!usable(found, experiment, stream, catalogue_directory)) return RAVO_TABLE_INVALID_ARGUMENT;
+  if (stop == 0) stop = std::numeric_limits<unsigned>::max();
+  stream_catalogue catalogue(catalogue_directory, experiment, stream);
+  return hand_over(find_period(catalogue, start, stop, wanted(only_closed)), *found);
+} catch (...) {
+  return RAVO_TABLE_NO_MEMORY;
+}
+
+int get_time_for_run(int run, time_stamp* start, time_stamp* end, const char* experiment,
+                     const char* catalogue_directory) try {
+  if (run < 0 || !start || !end || !experiment || !is_folder_name(experiment) || !catalogue_directory ||
+      !*catalogue_directory)
+    return RAVO_TABLE_INVALID_ARGUMENT;
+  bool known = false;
+  time_stamp first{}, last{};
+  for (const std::string& stream : folders_in(join(catalogue_directory, experiment))) {
+    stream_catalogue catalogue(catalogue_directory, experiment, stream);
+    const document<run_entry> entry = catalogue.run(run);
+    if (!entry.damage.empty()) name_damaged({{catalogue.layout().run_file(run), entry.damage}});
+    if (!entry.content || same(entry.content->end, {})) continue;
+    if (!known || earlier(entry.content->start, first)) first = entry.content->start;
+    if (!known || earlier(last, entry.content->end)) last = entry.content->end;
+    known = true;
+  }
+  if (!known) return no_answer;
+  *start = first;
+  *end = last;
+  return 0;
+} catch (...) {
+  return RAVO_TABLE_NO_MEMORY;
+}

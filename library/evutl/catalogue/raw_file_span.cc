@@ -1,0 +1,127 @@
+#include "raw_file_span.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <system_error>
+#include <vector>
+
+#include "catalogue/times.h"
+#include "file_name_parts.h"
+#include "malloc_owner.h"
+#include "ravo_evutl.h"
+#include "ravo_evutl_status.h"
+
+namespace ravo::catalogue {
+namespace {
+
+constexpr std::int64_t nanoseconds = 1'000'000'000;
+
+class open_file {
+ public:
+  // Without waiting, should the name be a pipe's by now.
+  explicit open_file(const std::string& path)
+      : fd_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
+  ~open_file() {
+    if (fd_ >= 0) close(fd_);
+  }
+  open_file(const open_file&) = delete;
+  open_file& operator=(const open_file&) = delete;
+  operator int() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+// The event index, or null and why. The file's end is read instead of mapped: a file that is cut short
+// meanwhile then costs an entry and not the process.
+malloc_owner<ravo_event_index_table_2010> event_index(int fd, long length, int& status) {
+  const long tail = std::max(length - 4, 0L);
+  long rest = 0;
+  const long offset = ravo_get_page_offset(length, tail, &rest);
+  std::vector<unsigned char> bytes(static_cast<std::size_t>(length - offset));
+  const ssize_t got = pread(fd, bytes.data(), bytes.size(), offset);
+  if (got != static_cast<ssize_t>(bytes.size())) {
+    status = RAVO_TABLE_UNREADABLE;
+    return nullptr;
+  }
+  ravo_file_reference_table_2010* reference_table = nullptr;
+  status = get_ravo_file_reference_table_m_2010(bytes.data(), got, length, fd, &reference_table);
+  const malloc_owner<ravo_file_reference_table_2010> reference(reference_table);
+  if (status != 0) return nullptr;
+  ravo_event_index_table_2010* table = nullptr;
+  status = ravo_get_event_index_table_m_2010(length, reference.get(), fd, &table);
+  return malloc_owner<ravo_event_index_table_2010>(table);
+}
+
+// The events say themselves when they were; the heads of the index may tell otherwise.
+void summarise(const ravo_event_index_table_2010& table, raw_file_entry& file) {
+  bool any = false;
+  const ravo_event_index_entry_2010* type = table.event_index_entry();
+  for (int i = 0; i < table.nevent_types; ++i, type = type->next()) {
+    for (int event = 0; event < type->length; ++event) {
+      time_stamp time = type->event_info()[event].time;
+      if (time.timeup == 0) continue;  // an event without a time
+      time.timelow = std::min(time.timelow, 999999u);
+      if (!any || earlier(time, file.start)) file.start = time;
+      if (!any || earlier(file.end, time)) file.end = time;
+      any = true;
+    }
+    file.events += static_cast<std::uint64_t>(type->length);
+  }
+}
+
+time_stamp seconds_as_time(std::int64_t seconds) {
+  return {static_cast<std::uint32_t>(
+              std::clamp<std::int64_t>(seconds, 0, std::numeric_limits<std::uint32_t>::max())),
+          0};
+}
+
+}  // namespace
+
+std::int64_t modification_time(const struct stat& about) {
+  return about.st_mtim.tv_sec * nanoseconds + about.st_mtim.tv_nsec;
+}
+
+looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed_after) {
+  looked_at result;
+  raw_file_entry& file = result.entry;
+  file.path = path;
+  const open_file fd(path);
+  struct stat about {};
+  if (fd < 0 || fstat(fd, &about) != 0) {
+    result.problem = std::generic_category().message(errno);
+    return result;
+  }
+  if (!S_ISREG(about.st_mode)) {
+    result.problem = "is not a regular file";
+    return result;
+  }
+  file.bytes = static_cast<std::uint64_t>(about.st_size);
+  file.modified = modification_time(about);
+  file.complete = closed_after < 0 || about.st_ctim.tv_sec + closed_after < now;
+
+  int status = RAVO_TABLE_TOO_SHORT;
+  const auto index = about.st_size > 0 ? event_index(fd, about.st_size, status) : nullptr;
+  const auto named = parse_file_name(path);
+  if (index) {
+    summarise(*index, file);
+    // Events without a time: the name's is the best there is.
+    if (file.events > 0 && !file.has_time() && named) file.start = file.end = {named->seconds, 0};
+    if (file.events > 0 && !file.has_time())
+      result.problem = "has events, but neither they nor its name have a time";
+  } else if (!file.complete && named) {
+    const time_stamp changed = seconds_as_time(about.st_mtim.tv_sec);
+    file.start = {named->seconds, 0};
+    file.end = earlier(changed, file.start) ? file.start : changed;
+  } else {
+    result.problem = ravo_evutl_status_text(status);
+  }
+  return result;
+}
+
+}  // namespace ravo::catalogue

@@ -1,0 +1,30 @@
+// What the catalogue wants to know of a raw file, from its event index. Nothing else of the file is read.
+#ifndef RAVO_CATALOGUE_RAW_FILE_SPAN_H
+#define RAVO_CATALOGUE_RAW_FILE_SPAN_H
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <string>
+
+#include "ravo_run_catalogue_builder.h"
+
+namespace ravo::catalogue {
+
+/// The entry of a raw file, or why there is none.
+struct looked_at {
+  raw_file_entry entry;
+  std::string problem;
+};
+
+/// Opens the file. One whose status changed less than `closed_after` seconds before `now` counts as
+/// growing: it is entered as not complete and may lack its tables, and its span then ends with its last
+/// change.
+looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed_after);
+
+/// When the content last changed, in nanoseconds since the Unix epoch.
+std::int64_t modification_time(const struct stat& about);
+
+}  // namespace ravo::catalogue
+
+#endif

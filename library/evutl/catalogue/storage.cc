@@ -1,0 +1,123 @@
+#include "storage.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <thread>
+
+#include "catalogue/documents.h"
+
+namespace ravo::catalogue {
+namespace {
+
+std::string system_text(int error) { return std::generic_category().message(error); }
+
+class descriptor {
+ public:
+  explicit descriptor(int fd) : fd_(fd) {}
+  ~descriptor() {
+    if (fd_ >= 0) close(fd_);
+  }
+  descriptor(const descriptor&) = delete;
+  descriptor& operator=(const descriptor&) = delete;
+  operator int() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+bool write_all(int fd, const std::string& text) {
+  for (std::size_t done = 0; done < text.size();) {
+    const ssize_t put = write(fd, text.data() + done, text.size() - done);
+    if (put < 0 && errno == EINTR) continue;
+    if (put < 0) return false;
+    done += static_cast<std::size_t>(put);
+  }
+  return true;
+}
+
+std::string make_folder_of(const std::string& path) {
+  std::error_code error;
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
+  return error ? "its folder cannot be made: " + error.message() : "";
+}
+
+}  // namespace
+
+stored_text read_text(const std::string& path) {
+  // Without waiting: the name may be a pipe's, put there by mistake.
+  const descriptor fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (fd < 0) {
+    if (errno == ENOENT || errno == ENOTDIR) return {};
+    return {std::nullopt, system_text(errno)};
+  }
+  struct stat about {};
+  if (fstat(fd, &about) != 0) return {std::nullopt, system_text(errno)};
+  if (!S_ISREG(about.st_mode)) return {std::nullopt, "it is no regular file"};
+  if (static_cast<std::uint64_t>(about.st_size) > longest_document) return {std::nullopt, "it is too long"};
+  std::string text(static_cast<std::size_t>(about.st_size), '\0');
+  std::size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t got = read(fd, text.data() + done, text.size() - done);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return {std::nullopt, system_text(errno)};
+    if (got == 0) break;
+    done += static_cast<std::size_t>(got);
+  }
+  text.resize(done);
+  return {std::move(text), {}};
+}
+
+std::string replace_text(const std::string& path, const std::string& text) {
+  if (text.size() > longest_document) return "it would become too long";
+  if (std::string problem = make_folder_of(path); !problem.empty()) return problem;
+  // One name is enough, since only the holder of the lock writes; what a crash left there is overwritten.
+  const std::string fresh = path + ".new";
+  {
+    const descriptor fd(
+        open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666));
+    if (fd < 0) return "it cannot be written: " + system_text(errno);
+    if (!write_all(fd, text) || fsync(fd) != 0) {
+      std::string problem = "it cannot be written: " + system_text(errno);
+      unlink(fresh.c_str());
+      return problem;
+    }
+  }
+  if (rename(fresh.c_str(), path.c_str()) == 0) return {};
+  std::string problem = "it cannot be replaced: " + system_text(errno);
+  unlink(fresh.c_str());
+  return problem;
+}
+
+file_lock::file_lock(const std::string& path, std::chrono::milliseconds patience)
+    : problem_(make_folder_of(path)) {
+  if (!problem_.empty()) return;
+  fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666);
+  if (fd_ < 0) {
+    problem_ = "it cannot be opened: " + system_text(errno);
+    return;
+  }
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (flock(fd_, LOCK_EX | LOCK_NB) != 0) {
+    if (errno == EINTR) continue;
+    if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= deadline) {
+      problem_ = errno == EWOULDBLOCK ? "another program holds it for too long"
+                                      : "it cannot be locked: " + system_text(errno);
+      return;
+    }
+    // There is no waiting for a lock with an end; the holder keeps it for milliseconds.
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+}
+
+file_lock::~file_lock() {
+  if (fd_ >= 0) close(fd_);
+}
+
+}  // namespace ravo::catalogue

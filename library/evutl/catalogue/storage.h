@@ -1,0 +1,43 @@
+// Catalogue files on disk: read whole, replaced whole, and a lock among those who write one stream.
+#ifndef RAVO_CATALOGUE_STORAGE_H
+#define RAVO_CATALOGUE_STORAGE_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace ravo::catalogue {
+
+/// The text of a file, or why it cannot be had; neither when there is no such file.
+struct stored_text {
+  std::optional<std::string> text;
+  std::string problem;
+};
+stored_text read_text(const std::string& path);
+
+/// Puts a text in place of whatever the file held: who reads it meanwhile sees the old text or the new one,
+/// and so does who reads it after a power cut. Missing folders are made. Returns why it failed, or nothing.
+/// Only for the holder of the stream's lock.
+std::string replace_text(const std::string& path, const std::string& text);
+
+/// Holds a lock file, against other threads and other processes. The system lets go of it when the process
+/// ends, however it ends.
+class file_lock {
+ public:
+  /// Waits at most `patience`.
+  file_lock(const std::string& path, std::chrono::milliseconds patience);
+  ~file_lock();
+  file_lock(const file_lock&) = delete;
+  file_lock& operator=(const file_lock&) = delete;
+
+  /// Why the lock is not held; empty when it is.
+  const std::string& problem() const { return problem_; }
+
+ private:
+  int fd_ = -1;
+  std::string problem_;
+};
+
+}  // namespace ravo::catalogue
+
+#endif

@@ -1,0 +1,85 @@
+// Writing the run catalogue that ravo_run_catalogue.h asks: from raw files, or from descriptions of them.
+// It is apart from that header because readers do not need it and a site's own table-access library does
+// not have it. docs/run-catalogue.md states what is written.
+#ifndef RAVO_RUN_CATALOGUE_BUILDER_H
+#define RAVO_RUN_CATALOGUE_BUILDER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ravo_core_records.h"
+
+namespace ravo::catalogue {
+
+/// One raw file. With both times zero it holds no events and is in no answer.
+struct raw_file_entry {
+  std::string path;  ///< absolute, or relative to the catalogue directory
+  std::uint64_t bytes = 0;
+  std::int64_t modified =
+      0;                     ///< last change of the content, nanoseconds since the Unix epoch; 0: not known
+  std::uint64_t events = 0;  ///< 0 also where they could not be counted yet
+  time_stamp start{};        ///< first event
+  time_stamp end{};          ///< last event
+  bool complete = true;      ///< false: may still grow
+
+  bool has_time() const { return start.timeup != 0 || start.timelow != 0; }
+};
+
+/// One run of one stream.
+struct run_entry {
+  std::string experiment;
+  std::string stream;
+  int run = 0;
+  time_stamp start{};  ///< of its first file; derived from the files when the run is written
+  time_stamp end{};    ///< of its last file; derived likewise
+  std::vector<raw_file_entry> files;
+};
+
+/// A file that could not be used or written, and why.
+struct file_problem {
+  std::string file;
+  std::string text;
+};
+
+/// Adds raw files to the catalogue. A file whose name (last component of the path) the run has already
+/// takes that one's place; the other files of the run stay. Several processes and threads may add at the
+/// same time; readers see a run with all of the given files or none. Returns what could not be done.
+std::vector<file_problem> add_runs(const std::string& directory, const std::vector<run_entry>& runs);
+
+/// What a catalogue holds, run after run in the order of experiment, stream and number. An empty experiment
+/// or stream means all. Returns the catalogue files that are damaged; they are passed over.
+std::vector<file_problem> visit_runs(const std::string& directory, const std::string& experiment,
+                                     const std::string& stream,
+                                     const std::function<void(const run_entry&)>& visit);
+
+struct build_settings {
+  std::string raw_folder;           ///< raw files of this folder and those below it
+  std::string catalogue_directory;  ///< made when it is not there
+  std::string experiment;  ///< only this one's files; empty: what stands before the last "_" of the
+                           ///< name's first part is the experiment, what stands behind it the stream
+  int closed_after =
+      29;  ///< seconds without change after which a file is complete; negative: every readable one is
+  int threads = 0;  ///< 0: as many as there are processors
+};
+
+struct build_result {
+  std::size_t raw_files = 0;  ///< found, with the name of a raw file
+  std::size_t opened = 0;     ///< of these: new or changed, and therefore opened
+  std::size_t runs = 0;       ///< runs that they belong to
+  std::size_t growing = 0;    ///< entered as not complete
+  bool stopped = false;       ///< `progress` asked to stop; what was done until then is in the catalogue
+  std::vector<file_problem> problems;  ///< raw files that were skipped, catalogue files that were damaged
+};
+
+/// Makes or extends a catalogue from raw files. Files that it knows with their size and time of change are
+/// not opened. `progress` (may be empty) is called now and then by the calling thread with the files done
+/// and those to be opened; it returns false to stop.
+build_result build(const build_settings& settings,
+                   const std::function<bool(std::size_t done, std::size_t total)>& progress);
+
+}  // namespace ravo::catalogue
+
+#endif
