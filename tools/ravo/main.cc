@@ -30,7 +30,7 @@ std::string explain(const CLI::ParseError& error, int argc, char** argv) {
   const std::string first = argv[1];
   if (first.starts_with('-'))
     return fmt::format("'{}' is no option of ravo itself; options follow the verb", first);
-  const std::vector<std::string> verbs = {"simulate", "info", "channels", "read"};
+  const std::vector<std::string> verbs = {"simulate", "info", "channels", "read", "catalog"};
   if (std::find(verbs.begin(), verbs.end(), first) != verbs.end()) return error.what();
   const std::vector<std::string> near = near_names(first, verbs);
   return fmt::format("there is no verb '{}'; {} {}", first, near.empty() ? "there are" : "did you mean",
@@ -43,7 +43,8 @@ int run(int argc, char** argv, output& out) {
   tool.footer(closing_words);
   tool.require_subcommand(1);
   tool.set_version_flag("--version", "ravo " RAVO_VERSION);
-  const verb verbs[] = {simulate_verb(tool), info_verb(tool), channels_verb(tool), read_verb(tool)};
+  const verb verbs[] = {simulate_verb(tool), info_verb(tool), channels_verb(tool), read_verb(tool),
+                        catalog_verb(tool)};
   const auto chosen = [&]() -> const verb* {
     for (const verb& one : verbs)
       if (one.command->parsed()) return &one;

@@ -19,6 +19,7 @@ verb simulate_verb(CLI::App& tool);
 verb info_verb(CLI::App& tool);
 verb channels_verb(CLI::App& tool);
 verb read_verb(CLI::App& tool);
+verb catalog_verb(CLI::App& tool);
 
 }  // namespace ravo::tool
 

@@ -1,0 +1,75 @@
+// ravo catalog build: raw files into the run catalogue, and what came of it.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "failure.h"
+#include "interrupt.h"
+#include "json_lines.h"
+#include "progress.h"
+#include "ravo_run_catalogue_builder.h"
+#include "verb_catalog.h"
+
+namespace ravo::tool {
+namespace {
+
+// The reader's own switch: who takes files that were just closed wants them in the catalogue too.
+bool takes_fresh_files() { return std::getenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME") != nullptr; }
+
+bool was_interrupted() {
+  try {
+    check_for_interrupt();
+    return false;
+  } catch (const interrupted&) {
+    return true;
+  }
+}
+
+catalogue::build_result build(const catalogue::build_settings& settings) {
+  progress_bar bar("cataloguing");
+  return catalogue::build(settings, [&bar](std::size_t done, std::size_t total) {
+    if (was_interrupted()) return false;
+    bar.show(static_cast<double>(done) / static_cast<double>(std::max<std::size_t>(total, 1)));
+    return true;
+  });
+}
+
+void report(const catalogue::build_result& result, const catalog_build_options& asked, output& out) {
+  for (const catalogue::file_problem& problem : result.problems)
+    fmt::print(stderr, "ravo: {}: {}\n", problem.file, problem.text);
+  if (asked.json) {
+    json line{{"catalogue", asked.directory}, {"files", result.raw_files}, {"runs", result.runs},
+              {"opened", result.opened},      {"growing", result.growing}, {"problems", json::array()}};
+    for (const catalogue::file_problem& problem : result.problems)
+      line["problems"].push_back({{"file", problem.file}, {"problem", problem.text}});
+    out.print(json_line(line));
+    return;
+  }
+  fmt::print(out.file(), "{}: {} files of {} runs, {} of them opened, {} still growing\n", asked.directory,
+             result.raw_files, result.runs, result.opened, result.growing);
+}
+
+}  // namespace
+
+void build_catalog(const catalog_build_options& asked, output& out) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(asked.raw_folder, error))
+    throw data_failure(
+        fmt::format("{}: {}", asked.raw_folder, error ? error.message() : "is not a folder"));
+  catalogue::build_settings settings;
+  settings.raw_folder = asked.raw_folder;
+  settings.catalogue_directory = asked.directory;
+  settings.experiment = asked.experiment;
+  settings.threads = asked.threads;
+  if (takes_fresh_files()) settings.closed_after = -1;
+  const catalogue::build_result result = build(settings);
+  report(result, asked, out);
+  check_for_interrupt();
+  if (result.problems.empty()) return;
+  throw data_failure(fmt::format("{}: the files named above ({}) are left out; all others are catalogued",
+                                 asked.directory, result.problems.size()));
+}
+
+}  // namespace ravo::tool

@@ -1,0 +1,172 @@
+// ravo catalog list and ravo catalog find: which runs a catalogue knows, and which raw files it answers to
+// a request. Finding goes through the look-ups that the reader calls, so that it shows what a reader gets.
+#include <fmt/format.h>
+
+#include <charconv>
+#include <memory>
+
+#include "failure.h"
+#include "json_lines.h"
+#include "ravo_run_catalogue.h"
+#include "ravo_run_catalogue_builder.h"
+#include "time_grammar.h"
+#include "times.h"
+#include "verb_catalog.h"
+
+namespace ravo::tool {
+namespace {
+
+// ---- list -----------------------------------------------------------------------------------------
+
+struct run_row {
+  std::size_t growing = 0;
+  std::uint64_t events = 0;
+  std::uint64_t bytes = 0;
+};
+
+run_row sum(const catalogue::run_entry& run) {
+  run_row row;
+  for (const catalogue::raw_file_entry& file : run.files) {
+    row.growing += file.complete ? 0 : 1;
+    row.events += file.events;
+    row.bytes += file.bytes;
+  }
+  return row;
+}
+
+bool has_time(const catalogue::run_entry& run) { return run.end.timeup != 0; }
+
+void print_run(const catalogue::run_entry& run, bool as_json, output& out) {
+  const run_row row = sum(run);
+  if (as_json) {
+    out.print(json_line({{"experiment", run.experiment},
+                         {"stream", run.stream},
+                         {"run", run.run},
+                         {"start", has_time(run) ? json(format_time(run.start)) : json()},
+                         {"end", has_time(run) ? json(format_time(run.end)) : json()},
+                         {"files", run.files.size()},
+                         {"growing", row.growing},
+                         {"events", row.events},
+                         {"bytes", row.bytes}}));
+    return;
+  }
+  fmt::print(out.file(), "{:<12} {:<12} {:>10}  {:<27}  {:<27}  {:>7}  {:>7}  {:>12}  {:>15}\n",
+             run.experiment, run.stream, run.run, has_time(run) ? format_time(run.start) : "-",
+             has_time(run) ? format_time(run.end) : "-", run.files.size(), row.growing, row.events,
+             row.bytes);
+}
+
+// ---- find -----------------------------------------------------------------------------------------
+
+struct free_answer {
+  void operator()(std::vector<ravo_root_xml_files*>* list) const {
+    ravo_free_root_xml_files(list);
+    delete list;
+  }
+};
+using answer = std::unique_ptr<std::vector<ravo_root_xml_files*>, free_answer>;
+
+struct run_range {
+  int first;
+  int last;
+};
+
+// More runs than any request means; each costs a look at the disk.
+constexpr int most_runs = 1'000'000;
+
+run_range parse_runs(const std::string& text) {
+  run_range runs{};
+  const char* const end = text.data() + text.size();
+  auto part = std::from_chars(text.data(), end, runs.first);
+  bool good = part.ec == std::errc() && runs.first >= 0;
+  runs.last = runs.first;
+  if (good && part.ptr != end) {
+    good = *part.ptr == '-';
+    part = std::from_chars(part.ptr + 1, end, runs.last);
+    good = good && part.ec == std::errc() && part.ptr == end && runs.last >= runs.first;
+  }
+  if (!good)
+    throw usage_failure(fmt::format("--run: '{}' is no run; write 1207, or 1207-1210 for several", text));
+  if (runs.last - runs.first >= most_runs)
+    throw usage_failure(fmt::format("--run: '{}' are more than {} runs", text, most_runs));
+  return runs;
+}
+
+time_stamp read_limit(const std::string& text, const time_context& context) {
+  const time_reading read = read_time(text, context);
+  if (!read.time) throw usage_failure(fmt::format("--period: '{}' {}", text, read.problem));
+  return *read.time;
+}
+
+// The two times in the order in which they were given; the second one may depend on the first.
+std::pair<time_stamp, time_stamp> read_period(const catalog_query_options& asked) {
+  const auto zone = time_zone::named(asked.zone);
+  if (!zone) throw usage_failure(fmt::format("--tz: '{}' is no time zone that is known here", asked.zone));
+  time_context context{current_time(), *zone, {}};
+  const time_stamp from = read_limit(asked.period[0], context);
+  context.from = from;
+  const time_stamp to = read_limit(asked.period[1], context);
+  if (microseconds(from) > microseconds(to))
+    throw usage_failure(fmt::format("--period: {} is after {}", asked.period[0], asked.period[1]));
+  return {from, to};
+}
+
+int find_runs(const catalog_query_options& asked, std::vector<ravo_root_xml_files*>& found) {
+  const run_range range = parse_runs(asked.runs);
+  std::vector<int> numbers;
+  for (int run = range.first;; ++run) {
+    numbers.push_back(run);
+    if (run == range.last) break;
+  }
+  std::vector<int*> runs;
+  for (int& number : numbers) runs.push_back(&number);
+  return get_files_for_runs(&runs, &found, asked.experiment.c_str(), asked.stream.c_str(),
+                            asked.directory.c_str(), asked.growing ? 0 : 1);
+}
+
+int find_period(const catalog_query_options& asked, std::vector<ravo_root_xml_files*>& found) {
+  const auto [from, to] = read_period(asked);
+  return get_files_for_period(from.timeup, to.timeup, &found, asked.experiment.c_str(),
+                              asked.stream.c_str(), asked.directory.c_str(), asked.growing ? 0 : 1);
+}
+
+std::string request_text(const catalog_query_options& asked) {
+  return asked.runs.empty() ? fmt::format("from {} to {}", asked.period[0], asked.period[1])
+                            : "of run " + asked.runs;
+}
+
+}  // namespace
+
+void list_catalog(const catalog_list_options& asked, output& out) {
+  if (!asked.json)
+    fmt::print(out.file(), "{}{:<12} {:<12} {:>10}  {:<27}  {:<27}  {:>7}  {:>7}  {:>12}  {:>15}{}\n",
+               out.dim(), "experiment", "stream", "run", "start", "end", "files", "growing", "events",
+               "bytes", out.plain());
+  std::size_t runs = 0;
+  const auto damaged = catalogue::visit_runs(asked.directory, asked.experiment, asked.stream,
+                                             [&](const catalogue::run_entry& run) {
+                                               ++runs;
+                                               print_run(run, asked.json, out);
+                                             });
+  for (const catalogue::file_problem& problem : damaged)
+    fmt::print(stderr, "ravo: {} is passed over: {}\n", problem.file, problem.text);
+  if (!damaged.empty()) throw data_failure(asked.directory + ": the catalogue is damaged; build it again");
+  if (runs == 0) throw data_failure(asked.directory + ": no run is catalogued there");
+}
+
+void query_catalog(const catalog_query_options& asked, output& out) {
+  if (asked.runs.empty() == asked.period.empty())
+    throw usage_failure("say what to find: --run N[-M] or --period TIME TIME");
+  const answer found(new std::vector<ravo_root_xml_files*>);
+  const int status = asked.runs.empty() ? find_period(asked, *found) : find_runs(asked, *found);
+  const std::string said = out.take_library_output();
+  if (!said.empty()) fmt::print(stderr, "{}\n", said);
+  if (status != 0)
+    throw data_failure(fmt::format("{}: the catalogue knows no files {} of experiment {}, stream {}",
+                                   asked.directory, request_text(asked), asked.experiment, asked.stream));
+  for (const ravo_root_xml_files* run : *found)
+    for (const std::string* file : run->rfiles)
+      out.print(asked.json ? json_line({{"file", *file}, {"catalogue", *run->xmlfile}}) : *file + "\n");
+}
+
+}  // namespace ravo::tool
