@@ -65,7 +65,10 @@ bool daq_reader<G>::is_acceptable(const char* path) const {
   }
   if (debug > 0) std::printf(reader_texts<G>::file_not_found, path);
   if constexpr (G::waits_for_closed_files) {
-    if (state == raw_file_state::growing) std::printf(reader_texts<G>::file_not_closed, path);
+    if (state == raw_file_state::growing) {
+      std::printf(reader_texts<G>::file_not_closed, path);
+      put_down(path, file_origin::caller, file_outcome::not_closed);
+    }
   }
   return false;
 }

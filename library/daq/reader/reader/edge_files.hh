@@ -89,7 +89,7 @@ void daq_reader<G>::enter_neighbour(const char* path, neighbour which) {
   }
   std::printf(is_previous ? "FOUND the very first file: '%s'\n" : "FOUND the very last file: '%s'\n",
               search.best_name().c_str());
-  add_file(search.best_name().c_str(), false);
+  enter_file(search.best_name().c_str(), is_previous ? file_origin::previous : file_origin::next);
 }
 
 }  // namespace ravo

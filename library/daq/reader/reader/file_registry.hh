@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "ravo_daq/reader.h"
 #include "ravo_evutl.h"
@@ -60,6 +61,11 @@ template <class G>
 void daq_reader<G>::drop_files() {
   for (char* file : files) std::free(file);
   files.clear();
+}
+
+template <class G>
+void daq_reader<G>::put_down(const std::string& name, file_origin origin, file_outcome outcome) const {
+  if (decisions) decisions->push_back({name, origin, outcome});
 }
 
 }  // namespace ravo

@@ -39,7 +39,7 @@ int daq_reader<G>::scan_for_runs(std::vector<std::string>& names) {
 }
 
 template <class G>
-int daq_reader<G>::scan_for_period(std::vector<std::string>& names) {
+int daq_reader<G>::scan_for_period(file_choice& choice) {
   folder_listing folder(request.ddir);
   start_candidate candidate(window_start());
   while (const char* name = folder.next()) {
@@ -48,11 +48,12 @@ int daq_reader<G>::scan_for_period(std::vector<std::string>& names) {
     candidate.take(name, time.seconds);
     if (debug != 0)
       print_file_and_period("Found file %s time_stamp: %i  (star:%d  stop:%d\n", name, time.seconds, request);
-    if (is_in_window(time.seconds)) names.emplace_back(name);
+    if (is_in_window(time.seconds)) choice.names.emplace_back(name);
   }
-  if (names.empty() && candidate.may_serve(window_stop())) {
+  if (choice.names.empty() && candidate.may_serve(window_stop())) {
     std::printf(".Pushing  file %s \n", candidate.name().c_str());
-    names.push_back(candidate.name());
+    choice.names.push_back(candidate.name());
+    choice.origin = file_origin::start_candidate;
   }
   return folder.is_readable() ? RAVO_DAQ_READER_OK : RAVO_DAQ_READER_FILES_NOT_FOUND;
 }

@@ -5,9 +5,11 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
+#include <string>
+#include <vector>
 
+#include "malloc_owner.h"
 #include "ravo_daq/reader.h"
 #include "ravo_evutl.h"
 #include "reader/reader_texts.h"
@@ -69,15 +71,30 @@ void daq_reader<G>::trim_files() {
   if (!last.is_known) std::printf(reader_texts<G>::no_stop_time);
   const std::int64_t step = file_step(first.seconds, last.seconds, files.size());
   std::vector<char*> kept;
+  std::vector<malloc_owner<char>> trimmed;
   kept.reserve(files.size());
+  trimmed.reserve(files.size());
   for (std::size_t i = 0; i < files.size(); ++i) {
     const file_time time = time_of_file(files[i]);
     if (time.is_known && may_hold_request(i, time.seconds, step))
       kept.push_back(files[i]);
     else
-      std::free(files[i]);
+      trimmed.emplace_back(files[i]);
   }
   files = std::move(kept);
+  for (const malloc_owner<char>& path : trimmed) put_down_trimmed(path.get());
+}
+
+/// A file that was taken before is not any more.
+template <class G>
+void daq_reader<G>::put_down_trimmed(const std::string& path) const {
+  if (!decisions) return;
+  for (file_decision& one : *decisions)
+    if (one.name == path && one.outcome == file_outcome::taken) {
+      one.outcome = file_outcome::outside_period;
+      return;
+    }
+  put_down(path, file_origin::caller, file_outcome::outside_period);
 }
 
 // The first file counts when it begins before the request, however long ago that is.

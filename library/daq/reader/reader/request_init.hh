@@ -34,10 +34,10 @@ int daq_reader<G>::init(const ravo_daq_request* wanted,
   set_data_dir(request.ddir);  // gives it the end that other steps rely on
   file_choice choice;
   if (const int status = choose_files(choice); status != RAVO_DAQ_READER_OK) return store(status);
-  if (const int status = enter_files(choice.names); status != RAVO_DAQ_READER_OK) return store(status);
+  if (const int status = enter_files(choice); status != RAVO_DAQ_READER_OK) return store(status);
   sort_my_files();
   if (files.empty()) return store(RAVO_DAQ_READER_FILES_NOT_FOUND);
-  if (!choice.is_from_catalogue) {
+  if (!choice.is_from_catalogue()) {
     enter_very_first_file();
     enter_very_last_file();
   }
@@ -73,14 +73,14 @@ template <class G>
 int daq_reader<G>::choose_files(file_choice& choice) {
   const int status = is_run_request() ? choose_files_of_runs(choice) : choose_files_of_period(choice);
   // Also back to false: this list would not be the catalogue's.
-  if constexpr (G::trusts_run_catalogue) found_from_run_catalogue = choice.is_from_catalogue;
+  if constexpr (G::trusts_run_catalogue) found_from_run_catalogue = choice.is_from_catalogue();
   return status;
 }
 
 template <class G>
 int daq_reader<G>::choose_files_of_runs(file_choice& choice) {
   if (const int status = look_up_runs(choice); status != RAVO_DAQ_READER_OK) return status;
-  if (!choice.is_from_catalogue) {
+  if (!choice.is_from_catalogue()) {
     std::printf(reader_texts<G>::no_catalogue_for_runs);
     return scan_for_runs(choice.names);
   }
@@ -93,10 +93,12 @@ int daq_reader<G>::choose_files_of_runs(file_choice& choice) {
 
 template <class G>
 int daq_reader<G>::choose_files_of_period(file_choice& choice) {
-  choice.is_from_catalogue = look_up_period(choice.names);
-  if (choice.is_from_catalogue) return RAVO_DAQ_READER_OK;
+  if (look_up_period(choice.names)) {
+    choice.origin = file_origin::catalogue;
+    return RAVO_DAQ_READER_OK;
+  }
   if (debug != 0) std::printf(reader_texts<G>::no_catalogue_for_period);
-  return scan_for_period(choice.names);
+  return scan_for_period(choice);
 }
 
 /// What the run catalogue answers; freed with all it holds.
@@ -147,7 +149,7 @@ int daq_reader<G>::look_up_runs(file_choice& choice) {
                                                           request.stream_name, request.cdir,
                                                           only_closed_files);
   if (status == 0) choice.names = answer.paths();
-  choice.is_from_catalogue = !choice.names.empty();
+  if (!choice.names.empty()) choice.origin = file_origin::catalogue;
   return RAVO_DAQ_READER_OK;
 }
 
@@ -172,19 +174,43 @@ void daq_reader<G>::limit_to_period(std::vector<std::string>& names) {
     std::printf("removing those that are not in our list sz: %lu  from sz: %lu\n",
                 static_cast<unsigned long>(of_period.size()), static_cast<unsigned long>(names.size()));
   const std::unordered_set<std::string> wanted(of_period.begin(), of_period.end());
-  std::erase_if(names, [&](const std::string& name) { return !wanted.contains(name); });
+  std::erase_if(names, [&](const std::string& name) {
+    if (wanted.contains(name)) return false;
+    put_down(name, file_origin::catalogue, file_outcome::outside_period);
+    return true;
+  });
 }
 
 /// Enters the files by their bare names, as the data directories have them. A file that is refused is left
 /// out; only when memory runs out, the request fails: the files already entered may be gone then.
 template <class G>
-int daq_reader<G>::enter_files(const std::vector<std::string>& names) {
-  for (const std::string& name : names) {
-    if (name.find(request.exp_name) == std::string::npos) continue;
+int daq_reader<G>::enter_files(const file_choice& choice) {
+  for (const std::string& name : choice.names) {
+    if (name.find(request.exp_name) == std::string::npos) {
+      put_down(name, choice.origin, file_outcome::other_experiment);
+      continue;
+    }
     const std::string bare(last_component(name));
-    if (add_file(bare.c_str(), true) == RAVO_DAQ_READER_INTERN_ERROR) return RAVO_DAQ_READER_INTERN_ERROR;
+    if (enter_file(bare.c_str(), choice.origin) == RAVO_DAQ_READER_INTERN_ERROR)
+      return RAVO_DAQ_READER_INTERN_ERROR;
   }
   return RAVO_DAQ_READER_OK;
+}
+
+/// Enters a file that was met on the way, neighbours in front, and puts down what came of it.
+template <class G>
+int daq_reader<G>::enter_file(const char* name, file_origin origin) {
+  const bool append = origin != file_origin::previous && origin != file_origin::next;
+  const std::size_t before = decisions ? decisions->size() : 0;
+  const int status = add_file(name, append);
+  if (!decisions) return status;
+  const bool is_explained = decisions->size() > before;  // by the search for it, which does not know the origin
+  for (std::size_t i = before; i < decisions->size(); ++i) (*decisions)[i].origin = origin;
+  if (status == RAVO_DAQ_READER_OK)
+    put_down(append ? files.back() : files.front(), origin, file_outcome::taken);
+  else if (!is_explained)
+    put_down(name, origin, file_outcome::not_found);
+  return status;
 }
 
 template <class G>

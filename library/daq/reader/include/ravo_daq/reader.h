@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ravo_core_records.h"
+#include "ravo_daq/file_decision.h"
 #include "ravo_daq_request.h"
 #include "ravo_daq_status.h"
 
@@ -149,6 +150,9 @@ class daq_reader {
   std::string data_path_list;
   bool by_time_fix = true;
   bool found_from_run_catalogue = false;
+  /// Where it is set, the request's init() and check_request() put down here what became of each file that they
+  /// met. The caller's; never cleared here.
+  std::vector<file_decision>* decisions = nullptr;
 
  private:
   using result_entry = typename G::result_entry;
@@ -174,7 +178,8 @@ class daq_reader {
 
   struct file_choice {
     std::vector<std::string> names;  ///< bare, or with a directory that no longer counts
-    bool is_from_catalogue = false;
+    file_origin origin = file_origin::scan;
+    bool is_from_catalogue() const { return origin == file_origin::catalogue; }
   };
   void take_request(const ravo_daq_request& wanted);
   bool is_run_request() const { return request.run_first >= 1; }
@@ -187,11 +192,14 @@ class daq_reader {
   int look_up_runs(file_choice& choice);
   bool look_up_period(std::vector<std::string>& names);
   void limit_to_period(std::vector<std::string>& names);
-  int enter_files(const std::vector<std::string>& names);
+  int enter_files(const file_choice& choice);
+  int enter_file(const char* name, file_origin origin);
+  void put_down(const std::string& name, file_origin origin, file_outcome outcome) const;
+  void put_down_trimmed(const std::string& path) const;
   int check_first_file();
 
   int scan_for_runs(std::vector<std::string>& names);
-  int scan_for_period(std::vector<std::string>& names);
+  int scan_for_period(file_choice& choice);
   bool is_in_window(std::int64_t seconds) const;
   bool is_wanted_of_run(const char* name, std::int64_t seconds);
   bool reaches_window(const char* name, std::int64_t seconds);
