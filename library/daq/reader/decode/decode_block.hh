@@ -33,6 +33,8 @@ class block_decoder {
   using subhead = typename G::subhead;
   using update_block = typename G::update_block;
   static constexpr std::size_t head_size = sizeof(subhead);
+  // LZO asks for work memory, but its LZO1X needs none to decompress.
+  static constexpr std::size_t lzo_work_size = head_size;
   // A block's length word is a signed 32-bit integer.
   static constexpr std::size_t most_data = std::numeric_limits<std::int32_t>::max() - head_size;
 
@@ -129,7 +131,7 @@ class block_decoder {
     const std::size_t room = std::min({std::size_t{zip.orig_length}, most_unzipped(by, from->size()), most_data});
     malloc_owner<unsigned char> work;
     if (by == unzipper::lzo) {
-      work = allocate_block<unsigned char>(head_size + room);
+      work = allocate_block<unsigned char>(lzo_work_size);
       if (!work) return decode_outcome::no_work_memory;
     }
     if (!begin_block(room)) return decode_outcome::no_block_memory;
