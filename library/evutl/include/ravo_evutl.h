@@ -58,6 +58,37 @@ int ravo_get_chan_descr_table_m_2010(long len, const ravo_file_reference_table_2
 int ravo_find_channel_by_name_2010(const ravo_chan_dictionary_table_2010* dictionary, const char* name,
                                    ravo_chan_dictionary_entry_2010** entry);
 
+// ---- tables of the older generation -----------------------------------------------------------------
+// The same operations for files of the older generation, with its records.
+
+/// Non-zero: the file is not a readable older-generation file.
+int get_ravo_file_reference_table_m(const unsigned char* tail, long tail_length, long len, int fd,
+                                    ravo_file_reference_table** table);
+
+int ravo_get_event_index_table_m(long len, const ravo_file_reference_table* reference, int fd,
+                                 ravo_event_index_table** table);
+
+int ravo_get_channel_dictionary_table_m(long len, const ravo_file_reference_table* reference, int fd,
+                                        ravo_chan_dictionary_table** table);
+
+int ravo_get_event_chan_pointers_table_m(long len, const ravo_file_reference_table* reference, int fd,
+                                         ravo_event_chan_pointers_table** table);
+
+int ravo_get_event_chan_pointers_table_by_list_m(long len, const ravo_file_reference_table* reference,
+                                                 int fd, const std::vector<char*>* names,
+                                                 const ravo_chan_dictionary_table* dictionary,
+                                                 ravo_event_chan_pointers_table** table);
+
+int ravo_get_env_index_dictionary_table_m(long len, const ravo_file_reference_table* reference, int fd,
+                                          ravo_env_dictionary_table** table);
+
+/// Descriptions are the same XML in both generations: ravo_load_chan_descr (ravo_xml.h) loads them.
+int ravo_get_chan_descr_table_m(long len, const ravo_file_reference_table* reference, int fd,
+                                ravo_xml_chan_descr_header** table);
+
+int ravo_find_channel_by_name(const ravo_chan_dictionary_table* dictionary, const char* name,
+                              ravo_chan_dictionary_entry** entry);
+
 // ---- data of a block ------------------------------------------------------------------------------
 
 /// Copies `words` 4-byte words, reversing the bytes of each; source may equal destination.
@@ -77,6 +108,15 @@ int get_channel_number(int dtype, int);
 /// of this type are not cut. True when it failed; `*cut` is then null. `block` is left as it is.
 bool device_to_one_channel_2010(const ravo_serv_block_subhead_2010* block, int subchannel, int, int,
                                 ravo_serv_block_subhead_2010** cut);
+
+/// The same for blocks of the older generation, whose members become blocks of its own types. A block
+/// whose name leaves no room for ":subchannel" in the 32 bytes of the subheader cannot be cut: shortened,
+/// names that differ only at their end would be taken for one another.
+bool device_to_one_channel_2009(const ravo_serv_block_subhead* block, int subchannel, int, int,
+                                ravo_serv_block_subhead** cut);
+/// Does the same: there were two ways to store blocks, and callers tell them apart.
+bool device_to_one_channel(const ravo_serv_block_subhead* block, int subchannel, int, int,
+                           ravo_serv_block_subhead** cut);
 
 // ---- types, times, names --------------------------------------------------------------------------
 
@@ -123,9 +163,14 @@ void dump_event_chanhead_2010(const ravo_serv_block_subhead_2010* header);
 /// Prints a block's subheader and its data, by its type. Reads `ldata` bytes from `block` on.
 void print_data_type_2010(const ravo_serv_block_subhead_2010* block);
 void print_ravo_chan_descr(const std::vector<chan_descr_2010*>* descriptions);
+void dump_event_subheader(const ravo_serv_block_head* header);
+void dump_event_chanhead(const ravo_serv_block_subhead* header);
+void print_data_type(const ravo_serv_block_subhead* block);
 /// Prints every channel of the dictionary: key, name, event types, data types and number of events.
 void print_channel_dictionary_table_2010(const ravo_chan_dictionary_table_2010* dictionary);
+void print_channel_dictionary_table(const ravo_chan_dictionary_table* dictionary);
 /// Prints one event type's entry of the event index table: its limits and its events.
 void print_event_index_entry_2010(const ravo_event_index_entry_2010* entry);
+void print_event_index_entry(const ravo_event_index_entry* entry);
 
 #endif

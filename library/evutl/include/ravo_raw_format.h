@@ -1,7 +1,8 @@
-// The raw file, record by record: tables, baskets, headers and the enumerations in them. On disk
-// every integer and every float is a big-endian 32-bit word and text is stored as bytes; in memory
-// the records are in host order. docs/raw-format.md describes the same file in prose and by example;
-// what the data of a channel look like is in ravo_payload.h and ravo_data_types.h.
+// The raw file of both generations, record by record: tables, baskets and headers. On disk every
+// integer and every float is a big-endian 32-bit word and text is stored as bytes; in memory the records
+// are in host order. Names without _2010 are the older generation's; a record that both generations
+// share exists once, with the other name as an alias. The enumerations are in ravo_raw_codes.h, the data
+// of a channel in ravo_payload.h and ravo_data_types.h; docs/raw-format.md tells the same in prose.
 #ifndef RAVO_RAW_FORMAT_H
 #define RAVO_RAW_FORMAT_H
 
@@ -10,11 +11,14 @@
 #include <vector>
 
 #include "ravo_core_records.h"
+#include "ravo_raw_codes.h"
 
 // Marker words. A table, basket or header that does not begin with its marker is refused.
 // All end in f3, so that a hex dump shows a table's start at a glance; no marker is a plausible
-// ASCII text, offset or float.
+// ASCII text, offset or float. The reference table's marker tells a file's generation; the event
+// header's tells that of an event once it is in memory. All other markers are the same in both.
 inline constexpr std::uint32_t RAVO_REFERENCE_TABLE_PATTERN_2010 = 0xfefafaf3u;
+inline constexpr std::uint32_t RAVO_REFERENCE_TABLE_PATTERN = 0xfeafeaf3u;
 inline constexpr std::uint32_t RAVO_EVENT_INDEX_PATTERN = 0xedaedaf3u;
 inline constexpr std::uint32_t RAVO_CHAN_DICTIONARY_PATTERN = 0xdcadcaf3u;
 inline constexpr std::uint32_t RAVO_EVENT_CHAN_POINTERS_PATTERN = 0xecbecbf3u;
@@ -24,148 +28,13 @@ inline constexpr std::uint32_t RAVO_EVENT_HEADER_BASKET_PATTERN = 0xebaebaf3u;
 inline constexpr std::uint32_t RAVO_SERVER_BLOCK_BASKET_PATTERN = 0xb5bb5bf3u;
 inline constexpr std::uint32_t RAVO_CHANNEL_BASKET_PATTERN = 0xcbacbaf3u;
 inline constexpr std::uint32_t RAVO_EVENT_HEADER_PATTERN_2010 = 0xffeef3f3u;
+/// The older generation's, which does not end in f3: it was there before the others.
+inline constexpr std::uint32_t RAVO_EVENT_HEADER_PATTERN = 0xffeeffeeu;
 
-/// The first 16 bytes of a current-generation file, for people and file(1); no reader needs them.
+/// The first 16 bytes of a file of each generation, for people and file(1); no reader needs them.
 /// They also keep offset 0 free, so that an offset of 0 always means "not there".
 inline constexpr char RAVO_FILE_SIGNATURE_2010[17] = "RAVO raw 2010\r\n\x1a";
-
-/// Event types; bit positions of ev_mask; index of eite_pos_ref.
-enum RAVO_EVTYPE : std::int32_t {
-  RAVO_EV_HB = 0,
-  RAVO_EV_NORMAL = 1,
-  RAVO_EV_BOR = 2,
-  RAVO_EV_EOR = 3,
-  RAVO_EV_ENV = 4,
-  RAVO_EV_UPD = 5,
-  RAVO_EV_IMAGE = 6,
-  RAVO_EV_WS = 7,
-  RAVO_EV_MCP = 8,
-  RAVO_EV_WSS = 9,
-  RAVO_EV_BL1 = 10,
-  RAVO_EV_BL2 = 11,
-  RAVO_EV_BL3 = 12,
-  RAVO_EV_PG0 = 13,
-  RAVO_EV_PG1 = 14,
-  RAVO_EV_PG2 = 15,
-  RAVO_EV_GMD = 16,
-  RAVO_EV_PHOTEN = 17,
-  RAVO_EV_PHOTWL = 18,
-  RAVO_EV_BEAM_ENERGY = 19,
-  RAVO_EV_LLRF_ML = 20,
-  RAVO_EV_BEAM_ENERGY_BYPASS = 21,
-  RAVO_EV_SPECTR_1 = 22,
-  RAVO_EV_SPECTR_2 = 23,
-  RAVO_EV_SPECTR_3 = 24,
-  RAVO_EV_SPECTR_4 = 25,
-  RAVO_EV_SPECTR_5 = 26,
-  RAVO_EV_TOROID_ML = 27,
-  RAVO_EV_28 = 28,
-  RAVO_EV_29 = 29,
-  RAVO_EV_30 = 30,
-  RAVO_EV_31 = 31,
-  RAVO_EV_EVMAX = 32,
-};
-
-/// What get_event_struct_type answers for an event type.
-enum RAVO_EV_STRUCT_TYPE : std::int32_t {
-  RAVO_EV_STRUCT_UNKNOWN = 0,
-  RAVO_EV_STRUCT_LOCAL = 1,
-  RAVO_EV_STRUCT_GLOBAL = 2,
-  RAVO_EV_STRUCT_ML = 3,
-  RAVO_EV_STRUCT_UNDEF = 4,
-};
-
-/// Data types: the low 16 bits of a subheader's dtype; bit positions of dtype_mask, which has no
-/// room for the types from 32 on (they set no bit).
-enum RAVO_SUBBLOCK_TYPE : std::int32_t {
-  RAVO_UPD_BLOCK = 1,
-  RAVO_ENV_DICT_BLOCK = 2,
-  RAVO_ENV_BLOCK = 3,
-  RAVO_BOR_BLOCK = 4,
-  RAVO_EOR_BLOCK = 5,
-  RAVO_BLOCK_BPM = 6,
-  RAVO_BLOCK_BPM_Z = 7,
-  RAVO_BLOCK_BPM_S = 8,
-  RAVO_BLOCK_SINGLE = 9,
-  RAVO_BLOCK_TOROID = 10,
-  RAVO_BLOCK_RF_250K = 11,
-  RAVO_BLOCK_ENERGY = 12,
-  RAVO_BLOCK_IMAGE = 13,
-  RAVO_BLOCK_WS_FAST = 14,
-  RAVO_BLOCK_WS_SLOW = 15,
-  RAVO_BLOCK_CPLINTL = 16,
-  RAVO_BLOCK_GUNINTL = 17,
-  RAVO_BLOCK_MCP = 18,
-  RAVO_BLOCK_PHM = 19,
-  RAVO_BLOCK_WSS_RAW = 20,
-  RAVO_BLOCK_WSS_COR = 21,
-  RAVO_BLOCK_NAME_VALUE = 22,
-  RAVO_BLOCK_NAME_VALUE_STRING = 23,
-  RAVO_BLOCK_IMG_ROI1 = 24,
-  RAVO_BLOCK_IMG_ROI2 = 25,
-  RAVO_BLOCK_IMG_ROI3 = 26,
-  RAVO_BLOCK_IMAGE_EXT = 27,
-  RAVO_BLOCK_GENERIC_SPECT = 28,
-  RAVO_UPD_BLOCK_DONT_USE_31 = 31,
-  RAVO_UPD_BLOCK_2010 = 33,
-  RAVO_ENV_DICT_BLOCK_2010 = 34,
-  RAVO_ENV_BLOCK_2010 = 35,
-  RAVO_BOR_BLOCK_2010 = 36,
-  RAVO_EOR_BLOCK_2010 = 37,
-  RAVO_BLOCK_BPM_2010 = 38,
-  RAVO_BLOCK_BPM_Z_2010 = 39,
-  RAVO_BLOCK_BPM_S_2010 = 40,
-  RAVO_BLOCK_1CHAN_2010 = 41,
-  RAVO_BLOCK_TOROID_2010 = 42,
-  RAVO_BLOCK_RF_250K_2010 = 43,
-  RAVO_BLOCK_ENERGY_2010 = 44,
-  RAVO_BLOCK_2CHAN_2010 = 45,
-  RAVO_BLOCK_WS_2010 = 46,
-  RAVO_BLOCK_4CHAN_2010 = 47,
-  RAVO_BLOCK_CPLINTL_2010 = 48,
-  RAVO_BLOCK_GUNINTL_2010 = 49,
-  RAVO_BLOCK_MCP_2010 = 50,
-  RAVO_BLOCK_PHM_2010 = 51,
-  RAVO_BLOCK_6CHAN_2010 = 52,
-  RAVO_BLOCK_8CHAN_2010 = 53,
-  RAVO_BLOCK_3CHAN_2010 = 60,
-  RAVO_BLOCK_5CHAN_2010 = 61,
-  RAVO_BLOCK_7CHAN_2010 = 62,
-  RAVO_BLOCK_MAX_2010 = 63,
-};
-
-/// Bits of a subheader's error word and of a server block's status word.
-enum RAVO_SBLOCK_ERROR : std::int32_t {
-  RAVO_SB_ERR_OK = 0,
-  RAVO_SB_ERR_NOT_COLLECTED = 0x1,
-  RAVO_SB_ERR_OUT_MEMORY_SRV = 0x2,
-  RAVO_SB_ERR_OUT_MEMORY_COL = 0x4,
-  RAVO_SB_ERR_NO_DMA = 0x8,
-  RAVO_SB_ERR_NO_SERVER = 0x10,
-  RAVO_SB_ERR_OLD_DATA = 0x20,
-  RAVO_SB_ERR_NO_FIRST = 0x40,
-  RAVO_SB_ERR_NOT_ASSM = 0x80,
-  RAVO_CH_ERR_EVB_DATA = 0x100,
-  RAVO_EP_ERR_EVB_SBLK = 0x200,
-  RAVO_SB_ERR_ML_SKIPPED = 0x400,
-  RAVO_SB_ERR_ML_NOOUT = 0x800,
-  RAVO_FE_ADC_OVERLOAD = 0x1000,
-  RAVO_FE_OUTSIDE_SL = 0x2000,
-  RAVO_FE_OUTSIDE_LR = 0x4000,
-  RAVO_FE_CONF = 0x8000,
-  RAVO_FE_INT_ERR = 0x10000,
-  RAVO_FE_TIME_INV = 0x20000,
-  RAVO_FE_EVID_INV = 0x40000,
-  RAVO_FE_DTYPE_INV = 0x80000,
-  RAVO_FE_MODE_NOTSUP = 0x100000,
-  RAVO_FE_SPECT_PARAM_INCONSIST = 0x200000,
-  RAVO_FE_NO_DATA = 0x400000,
-  RAVO_FE_DAQ_PARAM_INV = 0x800000,
-  RAVO_FE_DAQ_DISABLED = 0x1000000,
-  RAVO_FE_DAQ_BUF_SKIPPED = 0x2000000,
-  RAVO_SD_ERR_NOT_ASSM = 0x4000000,
-  RAVO_CHAN_ZIP_FLAG = 0x40000000,  ///< the channel's data are compressed
-};
+inline constexpr char RAVO_FILE_SIGNATURE[17] = "RAVO raw 2009\r\n\x1a";
 
 // ---- tables -------------------------------------------------------------------------------------
 
@@ -194,6 +63,7 @@ static_assert(offsetof(ravo_file_reference_table_2010, xcd_ref) == 152);
 static_assert(offsetof(ravo_file_reference_table_2010, evhdb_ref) == 156);
 static_assert(offsetof(ravo_file_reference_table_2010, srvbb_ref) == 160);
 static_assert(offsetof(ravo_file_reference_table_2010, chanb_ref) == 164);
+using ravo_file_reference_table = ravo_file_reference_table_2010;
 
 /// One event of one event type.
 struct ravo_event_info_entry_2010 {
@@ -202,6 +72,7 @@ struct ravo_event_info_entry_2010 {
   std::uint32_t offset;  ///< of the event header
 };
 static_assert(sizeof(ravo_event_info_entry_2010) == 16);
+using ravo_event_info_entry = ravo_event_info_entry_2010;
 
 /// Head of one event type's entry; `length` info entries follow it.
 struct ravo_event_index_entry_head_2010 {
@@ -218,6 +89,7 @@ static_assert(offsetof(ravo_event_index_entry_head_2010, event_time_last) == 12)
 static_assert(offsetof(ravo_event_index_entry_head_2010, event_number_first) == 20);
 static_assert(offsetof(ravo_event_index_entry_head_2010, event_number_last) == 24);
 static_assert(offsetof(ravo_event_index_entry_head_2010, length) == 28);
+using ravo_event_index_entry_head = ravo_event_index_entry_head_2010;
 
 /// One event type's entry: its head, then one info entry per event.
 struct ravo_event_index_entry_2010 : ravo_event_index_entry_head_2010 {
@@ -236,6 +108,7 @@ struct ravo_event_index_entry_2010 : ravo_event_index_entry_head_2010 {
   }
 };
 static_assert(sizeof(ravo_event_index_entry_2010) == 32);
+using ravo_event_index_entry = ravo_event_index_entry_2010;
 
 /// The events of the file, by event type.
 struct ravo_event_index_table_2010 {
@@ -249,6 +122,7 @@ struct ravo_event_index_table_2010 {
   }
 };
 static_assert(sizeof(ravo_event_index_table_2010) == 8);
+using ravo_event_index_table = ravo_event_index_table_2010;
 
 /// One channel of the file.
 struct ravo_chan_dictionary_entry_2010 {
@@ -276,6 +150,33 @@ struct ravo_chan_dictionary_table_2010 {
   }
 };
 static_assert(sizeof(ravo_chan_dictionary_table_2010) == 8);
+
+/// One channel of an older file.
+struct ravo_chan_dictionary_entry {
+  std::uint32_t key;
+  char chan_name[80];  ///< zero-terminated
+  std::uint32_t ev_mask;
+  std::uint32_t dtype_mask;
+  std::int32_t count;
+};
+static_assert(sizeof(ravo_chan_dictionary_entry) == 96);
+static_assert(offsetof(ravo_chan_dictionary_entry, chan_name) == 4);
+static_assert(offsetof(ravo_chan_dictionary_entry, ev_mask) == 84);
+static_assert(offsetof(ravo_chan_dictionary_entry, dtype_mask) == 88);
+static_assert(offsetof(ravo_chan_dictionary_entry, count) == 92);
+
+/// The channels of an older file: head, then (length - 8) / 96 entries.
+struct ravo_chan_dictionary_table {
+  std::uint32_t pattern;
+  std::int32_t length;  ///< bytes, this head included
+  ravo_chan_dictionary_entry* channel_entry() {
+    return reinterpret_cast<ravo_chan_dictionary_entry*>(this + 1);
+  }
+  const ravo_chan_dictionary_entry* channel_entry() const {
+    return reinterpret_cast<const ravo_chan_dictionary_entry*>(this + 1);
+  }
+};
+static_assert(sizeof(ravo_chan_dictionary_table) == 8);
 
 /// Where one event of one channel lies in the file.
 struct ravo_event_chan_ptr_entry {
@@ -307,6 +208,7 @@ struct ravo_env_dictionary_entry_2010 {
   std::int32_t index;
 };
 static_assert(sizeof(ravo_env_dictionary_entry_2010) == 8);
+using ravo_env_dictionary_entry = ravo_env_dictionary_entry_2010;
 
 /// The environment channels of the file: head, then (length - 8) / 8 entries.
 struct ravo_env_dictionary_table_2010 {
@@ -320,6 +222,7 @@ struct ravo_env_dictionary_table_2010 {
   }
 };
 static_assert(sizeof(ravo_env_dictionary_table_2010) == 8);
+using ravo_env_dictionary_table = ravo_env_dictionary_table_2010;
 
 /// Head of the XML text of the channel descriptions; length - 8 bytes of UTF-8 follow it.
 struct ravo_xml_chan_descr_header_2010 {
@@ -329,6 +232,7 @@ struct ravo_xml_chan_descr_header_2010 {
   const char* xml() const { return reinterpret_cast<const char*>(this + 1); }
 };
 static_assert(sizeof(ravo_xml_chan_descr_header_2010) == 8);
+using ravo_xml_chan_descr_header = ravo_xml_chan_descr_header_2010;
 
 // ---- headers and baskets ------------------------------------------------------------------------
 
@@ -369,6 +273,24 @@ static_assert(offsetof(ravo_serv_block_head_2010, tmask) == 272);
 static_assert(offsetof(ravo_serv_block_head_2010, status) == 276);
 static_assert(offsetof(ravo_serv_block_head_2010, nchan) == 280);
 
+/// The same of an older file.
+struct ravo_serv_block_head {
+  time_stamp time;
+  std::int32_t ltotal;
+  std::int32_t mpulse;
+  char server[48];  ///< zero-terminated
+  std::int32_t tmask;
+  std::int32_t status;
+  std::int32_t nchan;
+};
+static_assert(sizeof(ravo_serv_block_head) == 76);
+static_assert(offsetof(ravo_serv_block_head, ltotal) == 8);
+static_assert(offsetof(ravo_serv_block_head, mpulse) == 12);
+static_assert(offsetof(ravo_serv_block_head, server) == 16);
+static_assert(offsetof(ravo_serv_block_head, tmask) == 64);
+static_assert(offsetof(ravo_serv_block_head, status) == 68);
+static_assert(offsetof(ravo_serv_block_head, nchan) == 72);
+
 /// One channel's block inside a channel basket: this subheader, then its data.
 struct ravo_serv_block_subhead_2010 {
   char chname[256];     ///< zero-terminated
@@ -380,6 +302,19 @@ static_assert(sizeof(ravo_serv_block_subhead_2010) == 268);
 static_assert(offsetof(ravo_serv_block_subhead_2010, dtype) == 256);
 static_assert(offsetof(ravo_serv_block_subhead_2010, error) == 260);
 static_assert(offsetof(ravo_serv_block_subhead_2010, ldata) == 264);
+
+/// The same of an older file. The name has less room than in the dictionary: readers compare the two, so
+/// a channel's name has at most 31 bytes, and at most 29 when its first ten subchannels are to be cut out.
+struct ravo_serv_block_subhead {
+  char chname[32];  ///< zero-terminated
+  std::int32_t dtype;
+  std::int32_t error;
+  std::int32_t ldata;
+};
+static_assert(sizeof(ravo_serv_block_subhead) == 44);
+static_assert(offsetof(ravo_serv_block_subhead, dtype) == 32);
+static_assert(offsetof(ravo_serv_block_subhead, error) == 36);
+static_assert(offsetof(ravo_serv_block_subhead, ldata) == 40);
 
 /// Bits of ravo_zip_header::zip_flags; zlib is tested first.
 inline constexpr std::uint32_t RAVO_ZIP_ZLIB = 1;   ///< deflate stream with zlib wrapper
@@ -400,6 +335,7 @@ struct ravo_event_header_basket_2010 {
   ravo_eventheader* event_header() { return reinterpret_cast<ravo_eventheader*>(this + 1); }
 };
 static_assert(sizeof(ravo_event_header_basket_2010) == 8);
+using ravo_event_header_basket = ravo_event_header_basket_2010;
 
 /// All server-block headers of the file, one behind the other.
 struct ravo_server_block_basket_2010 {
@@ -411,6 +347,14 @@ struct ravo_server_block_basket_2010 {
 };
 static_assert(sizeof(ravo_server_block_basket_2010) == 8);
 
+/// The same of an older file.
+struct ravo_server_block_basket {
+  std::uint32_t pattern;
+  std::int32_t length;  ///< bytes of the whole basket, from its first byte
+  ravo_serv_block_head* server_block() { return reinterpret_cast<ravo_serv_block_head*>(this + 1); }
+};
+static_assert(sizeof(ravo_server_block_basket) == 8);
+
 /// All blocks of one channel, one behind the other; the first subheader follows directly. Each block
 /// begins at a multiple of 4: up to three zero bytes, not counted in its ldata, fill the gap before the
 /// next block and the end of the basket.
@@ -419,6 +363,7 @@ struct ravo_channel_basket_2010 {
   std::int32_t length;  ///< bytes of the whole basket, from its first byte
 };
 static_assert(sizeof(ravo_channel_basket_2010) == 8);
+using ravo_channel_basket = ravo_channel_basket_2010;
 
 /// One environment reading.
 struct ravo_env_data_block_2010 {
@@ -429,6 +374,7 @@ struct ravo_env_data_block_2010 {
 };
 static_assert(sizeof(ravo_env_data_block_2010) == 20);
 static_assert(offsetof(ravo_env_data_block_2010, env_ch_data) == 16);
+using ravo_env_data_block = ravo_env_data_block_2010;
 
 /// One update of a slow channel. Environment readings reach the caller in this shape too.
 struct ravo_upd_data_block_2010 {
@@ -441,6 +387,18 @@ static_assert(sizeof(ravo_upd_data_block_2010) == 272);
 static_assert(offsetof(ravo_upd_data_block_2010, upd_ch_status) == 256);
 static_assert(offsetof(ravo_upd_data_block_2010, upd_ch_time) == 260);
 static_assert(offsetof(ravo_upd_data_block_2010, upd_ch_data) == 268);
+
+/// The same of an older file.
+struct ravo_upd_data_block {
+  char upd_prop[80];  ///< property name, zero-terminated
+  std::int32_t upd_ch_status;
+  time_stamp upd_ch_time;
+  float upd_ch_data;
+};
+static_assert(sizeof(ravo_upd_data_block) == 96);
+static_assert(offsetof(ravo_upd_data_block, upd_ch_status) == 80);
+static_assert(offsetof(ravo_upd_data_block, upd_ch_time) == 84);
+static_assert(offsetof(ravo_upd_data_block, upd_ch_data) == 92);
 
 // ---- channel descriptions (in memory only; in the file they are XML) ------------------------------
 
