@@ -114,6 +114,7 @@ class build_run {
 
   void work(runs_of_folder found, const std::function<bool(std::size_t, std::size_t)>& progress) {
     for (auto& [key, paths] : found) prepare(key, std::move(paths));
+    if (progress && !progress(0, files_.size())) stop_ = true;
     std::vector<std::thread> threads;
     const std::size_t wanted = number_of_threads();
     try {
@@ -170,8 +171,9 @@ class build_run {
   void run_thread() {
     try {
       for (;;) {
+        if (stop_) break;
         const std::size_t next = next_.fetch_add(1);
-        if (next >= files_.size() || stop_) break;
+        if (next >= files_.size()) break;
         look_at(files_[next]);
         publish();
       }

@@ -1,6 +1,5 @@
 #include "raw_file_span.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 #include "catalogue/times.h"
 #include "file_name_parts.h"
 #include "malloc_owner.h"
+#include "opened_file.h"
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
 
@@ -20,22 +20,6 @@ namespace ravo::catalogue {
 namespace {
 
 constexpr std::int64_t nanoseconds = 1'000'000'000;
-
-class open_file {
- public:
-  // Without waiting, should the name be a pipe's by now.
-  explicit open_file(const std::string& path)
-      : fd_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
-  ~open_file() {
-    if (fd_ >= 0) close(fd_);
-  }
-  open_file(const open_file&) = delete;
-  open_file& operator=(const open_file&) = delete;
-  operator int() const { return fd_; }
-
- private:
-  int fd_;
-};
 
 // The event index, or null and why. The file's end is read instead of mapped: a file that is cut short
 // meanwhile then costs an entry and not the process.
@@ -51,6 +35,9 @@ malloc_owner<ravo_event_index_table_2010> event_index(int fd, long length, int& 
   }
   ravo_file_reference_table_2010* reference_table = nullptr;
   status = get_ravo_file_reference_table_m_2010(bytes.data(), got, length, fd, &reference_table);
+  // A file of the older generation has another marker and the same event index.
+  if (status == RAVO_TABLE_WRONG_PATTERN)
+    status = get_ravo_file_reference_table_m(bytes.data(), got, length, fd, &reference_table);
   const malloc_owner<ravo_file_reference_table_2010> reference(reference_table);
   if (status != 0) return nullptr;
   ravo_event_index_table_2010* table = nullptr;
@@ -91,7 +78,7 @@ looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed
   looked_at result;
   raw_file_entry& file = result.entry;
   file.path = path;
-  const open_file fd(path);
+  const opened_file fd(path.c_str());
   struct stat about {};
   if (fd < 0 || fstat(fd, &about) != 0) {
     result.problem = std::generic_category().message(errno);
