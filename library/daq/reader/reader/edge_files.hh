@@ -50,46 +50,57 @@ bool daq_reader<G>::begins_before_request(const char* path) const {
   return time.is_known && time.seconds < window_start();
 }
 
+/// A neighbour that is missing or refused is no failure; that memory ran out is one, which may have cost the
+/// whole list.
 template <class G>
-void daq_reader<G>::enter_very_first_file() {
-  if (begins_before_request(files.front())) return;
-  if (debug != 0) std::printf("The very first file: %s\n", last_component(files.front()).data());
-  enter_neighbour(files.front(), neighbour::previous);
+int daq_reader<G>::enter_edge_files() {
+  if (const int status = enter_very_first_file(); status != RAVO_DAQ_READER_OK) return status;
+  return enter_very_last_file();
 }
 
 template <class G>
-void daq_reader<G>::enter_very_last_file() {
+int daq_reader<G>::enter_very_first_file() {
+  if (begins_before_request(files.front())) return RAVO_DAQ_READER_OK;
+  if (debug != 0) std::printf("The very first file: %s\n", last_component(files.front()).data());
+  return enter_neighbour(files.front(), neighbour::previous);
+}
+
+template <class G>
+int daq_reader<G>::enter_very_last_file() {
   if (debug != 0) std::printf("The very last file: %s\n", last_component(files.back()).data());
-  enter_neighbour(files.back(), neighbour::next);
+  const int status = enter_neighbour(files.back(), neighbour::next);
   sort_my_files();
+  return status;
 }
 
 /// Enters the file that comes before or after one of the list, by its number.
 template <class G>
-void daq_reader<G>::enter_neighbour(const char* path, neighbour which) {
+int daq_reader<G>::enter_neighbour(const char* path, neighbour which) {
   const bool is_previous = which == neighbour::previous;
   const auto number = find_file_number(last_component(path));
-  if (!number) return;
+  if (!number) return RAVO_DAQ_READER_OK;
   std::printf("LAST FILE NUMBER: '%s'\n", std::string(number->digits).c_str());
   // No file comes before the first one; every file may have one behind it.
-  if (is_previous && number->value < 2) return;
+  if (is_previous && number->value < 2) return RAVO_DAQ_READER_OK;
   const std::string part = name_up_to_number(*number, number->value + (is_previous ? -1 : 1));
   std::printf("PARTIAL FILE NAME: '%s'\n", part.c_str());
 
   neighbour_search search(part, time_of_file(path).seconds);
   folder_listing folder(request.ddir);
   while (const char* name = folder.next()) search.take(name);
+  const std::string& found = search.best_name();
   if (!folder.is_readable()) {
     std::printf(reader_texts<G>::directory_unreadable);
-    return;
+    return RAVO_DAQ_READER_OK;
   }
-  if (search.best_name().empty()) {
+  if (found.empty()) {
     std::printf(is_previous ? reader_texts<G>::no_very_first_file : reader_texts<G>::no_very_last_file);
-    return;
+    return RAVO_DAQ_READER_OK;
   }
   std::printf(is_previous ? "FOUND the very first file: '%s'\n" : "FOUND the very last file: '%s'\n",
-              search.best_name().c_str());
-  enter_file(search.best_name().c_str(), is_previous ? file_origin::previous : file_origin::next);
+              found.c_str());
+  const int status = enter_file(found.c_str(), is_previous ? file_origin::previous : file_origin::next);
+  return status == RAVO_DAQ_READER_INTERN_ERROR ? status : RAVO_DAQ_READER_OK;
 }
 
 }  // namespace ravo

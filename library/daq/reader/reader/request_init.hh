@@ -38,8 +38,7 @@ int daq_reader<G>::init(const ravo_daq_request* wanted,
   sort_my_files();
   if (files.empty()) return store(RAVO_DAQ_READER_FILES_NOT_FOUND);
   if (!choice.is_from_catalogue()) {
-    enter_very_first_file();
-    enter_very_last_file();
+    if (const int status = enter_edge_files(); status != RAVO_DAQ_READER_OK) return store(status);
   }
   sort_my_files();
   if (is_run_request()) correct_window();

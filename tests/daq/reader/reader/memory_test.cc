@@ -1,7 +1,7 @@
 // What the reader says and keeps when there is no memory. The programs of these tests bring their own
 // allocation; that nothing leaks is seen by running them under the address sanitizer.
 #include "failing_allocation.h"
-#include "scripted_reader.h"
+#include "requested_reader.h"
 
 namespace ravo::test {
 namespace {
@@ -120,6 +120,48 @@ TEST_F(Memory, ABufferThatCannotGrowIsAnInternalErrorThatNamesTheChannel) {
   EXPECT_TRUE(entries.empty());
   EXPECT_EQ(get(), 0) << "the next event finds memory again";
   EXPECT_EQ(payload(entries.at(0)), std::string(500, 'y'));
+}
+
+// ---- requests -------------------------------------------------------------------------------------
+
+class RequestMemory : public requested_reader {};
+
+TEST_F(RequestMemory, RunNumbersWithoutMemoryAreTold) {
+  ask_for_runs(7, 9);
+  failing_allocation fails(0);
+  EXPECT_EQ(init(), -6);
+  EXPECT_EQ(output, "ravo_daq_reader_2010::init() Failed to malloc run number\n");
+  EXPECT_STREQ(reader.get_last_error(), "Intern error");
+  EXPECT_EQ(the_catalogue.records_alive, 0);
+}
+
+// A list with a hole would give data that look whole.
+TEST_F(RequestMemory, AFileWithoutMemoryEndsTheRequest) {
+  ask_for_period(0, 1000);
+  the_catalogue.period_status = 0;
+  the_catalogue.files_of_period = {raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(7, 3, 300)};
+  failing_allocation fails(1);
+  EXPECT_EQ(init(), -6);
+  EXPECT_EQ(reader.get_number_of_files(), 0);
+  EXPECT_EQ(the_catalogue.records_alive, 0);
+  EXPECT_EQ(init(), 0) << "and the next time there is memory";
+  EXPECT_EQ(reader.get_number_of_files(), 3);
+}
+
+TEST_F(RequestMemory, ThereIsAnAnswerWhereverMemoryEnds) {
+  make({raw_name(7, 4, 100), raw_name(7, 5, 200), raw_name(7, 6, 300), raw_name(7, 7, 400)});
+  the_loader.index_of_file[raw_name(7, 4, 100)] = index_of(100, 200);
+  for (const int run : {0, 7}) {
+    ask_for_runs(run, run);
+    ask_for_period(200, 300);
+    for (long successes = 0;; ++successes) {
+      failing_allocation fails(successes);
+      const int status = init();
+      if (!fails.happened()) break;
+      EXPECT_TRUE(status == -6 || status == 0) << successes;
+      EXPECT_LT(successes, 100);
+    }
+  }
 }
 
 }  // namespace

@@ -207,9 +207,10 @@ class daq_reader {
 
   enum class neighbour { previous, next };
   bool begins_before_request(const char* path) const;
-  void enter_very_first_file();
-  void enter_very_last_file();
-  void enter_neighbour(const char* path, neighbour which);
+  int enter_edge_files();
+  int enter_very_first_file();
+  int enter_very_last_file();
+  int enter_neighbour(const char* path, neighbour which);
 
   void correct_window();
   bool get_time_of_runs(std::int64_t& start, std::int64_t& stop);
