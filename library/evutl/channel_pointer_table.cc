@@ -1,5 +1,6 @@
-// Reads the event channel pointer table, whole or only the rows of listed channels. The offsets in its
-// entries are handed on as they are: whoever follows one holds it against what is mapped.
+// Reads the event channel pointer table, whole or only the rows of listed channels. The table is the same
+// in both generations; the dictionary that tells its rows is not. The offsets in its entries are handed on
+// as they are: whoever follows one holds it against what is mapped.
 #include <cstring>
 #include <limits>
 #include <string_view>
@@ -13,7 +14,7 @@ namespace {
 
 using pointer_table = ravo_event_chan_pointers_table;
 using pointer_entry = ravo_event_chan_ptr_entry;
-using dictionary_table = ravo_chan_dictionary_table_2010;
+using reference_table = ravo_file_reference_table;
 
 constexpr std::size_t largest_table = std::numeric_limits<std::int32_t>::max();
 
@@ -25,7 +26,8 @@ struct table_shape {
 };
 
 // The table has exactly one row for each of the dictionary's channels.
-ravo_table_status read_shape(const ravo::raw_file& file, const ravo_file_reference_table_2010& reference,
+template <class dictionary_table>
+ravo_table_status read_shape(const ravo::raw_file& file, const reference_table& reference,
                              const dictionary_table& dictionary, table_shape& shape) {
   ravo::table_head head;
   if (const auto status =
@@ -46,11 +48,13 @@ ravo_table_status read_shape(const ravo::raw_file& file, const ravo_file_referen
   return RAVO_TABLE_OK;
 }
 
+template <class dictionary_table>
 bool count_fits_row(const dictionary_table& dictionary, int channel, const table_shape& shape) {
   return dictionary.channel_entry()[channel].count <= shape.maxev;
 }
 
 // For each listed name its dictionary row, or -1.
+template <class dictionary_table>
 std::vector<int> rows_of(const std::vector<char*>& names, const dictionary_table& dictionary) {
   std::unordered_map<std::string_view, int> row_of_name;
   for (int i = 0; i < ravo::channel_count(dictionary); ++i)
@@ -64,8 +68,8 @@ std::vector<int> rows_of(const std::vector<char*>& names, const dictionary_table
   return rows;
 }
 
-ravo_table_status read_listed_rows(const ravo::raw_file& file,
-                                   const ravo_file_reference_table_2010& reference,
+template <class dictionary_table>
+ravo_table_status read_listed_rows(const ravo::raw_file& file, const reference_table& reference,
                                    const dictionary_table& dictionary, const std::vector<int>& rows,
                                    pointer_table** table) {
   table_shape shape;
@@ -99,16 +103,13 @@ ravo_table_status read_listed_rows(const ravo::raw_file& file,
   return RAVO_TABLE_OK;
 }
 
-}  // namespace
-
-int ravo_get_event_chan_pointers_table_m_2010(long len, const ravo_file_reference_table_2010* reference,
-                                              int fd, ravo_event_chan_pointers_table** table) {
+template <class dictionary_table>
+int read_all_rows(long len, const reference_table* reference, int fd, pointer_table** table) {
   if (table) *table = nullptr;
   if (!ravo::usable(len, reference, table)) return RAVO_TABLE_INVALID_ARGUMENT;
   // Only the dictionary says how many rows there are.
   dictionary_table* loaded = nullptr;
-  if (const int status = ravo_get_channel_dictionary_table_m_2010(len, reference, fd, &loaded);
-      status != RAVO_TABLE_OK)
+  if (const int status = ravo::read_dictionary(len, reference, fd, &loaded); status != RAVO_TABLE_OK)
     return status;
   const ravo::malloc_owner<dictionary_table> dictionary(loaded);
 
@@ -133,11 +134,9 @@ int ravo_get_event_chan_pointers_table_m_2010(long len, const ravo_file_referenc
   return RAVO_TABLE_OK;
 }
 
-int ravo_get_event_chan_pointers_table_by_list_m_2010(long len,
-                                                      const ravo_file_reference_table_2010* reference,
-                                                      int fd, const std::vector<char*>* names,
-                                                      const ravo_chan_dictionary_table_2010* dictionary,
-                                                      ravo_event_chan_pointers_table** table) try {
+template <class dictionary_table>
+int read_rows_by_list(long len, const reference_table* reference, int fd, const std::vector<char*>* names,
+                      const dictionary_table* dictionary, pointer_table** table) try {
   if (table) *table = nullptr;
   if (!ravo::usable(len, reference, table) || !names || !dictionary) return RAVO_TABLE_INVALID_ARGUMENT;
   const std::vector<int> rows = rows_of(*names, *dictionary);
@@ -147,4 +146,31 @@ int ravo_get_event_chan_pointers_table_by_list_m_2010(long len,
   return read_listed_rows(ravo::raw_file(fd, len), *reference, *dictionary, rows, table);
 } catch (...) {
   return RAVO_TABLE_NO_MEMORY;
+}
+
+}  // namespace
+
+int ravo_get_event_chan_pointers_table_m_2010(long len, const ravo_file_reference_table_2010* reference,
+                                              int fd, ravo_event_chan_pointers_table** table) {
+  return read_all_rows<ravo_chan_dictionary_table_2010>(len, reference, fd, table);
+}
+
+int ravo_get_event_chan_pointers_table_m(long len, const ravo_file_reference_table* reference, int fd,
+                                         ravo_event_chan_pointers_table** table) {
+  return read_all_rows<ravo_chan_dictionary_table>(len, reference, fd, table);
+}
+
+int ravo_get_event_chan_pointers_table_by_list_m_2010(long len,
+                                                      const ravo_file_reference_table_2010* reference,
+                                                      int fd, const std::vector<char*>* names,
+                                                      const ravo_chan_dictionary_table_2010* dictionary,
+                                                      ravo_event_chan_pointers_table** table) {
+  return read_rows_by_list(len, reference, fd, names, dictionary, table);
+}
+
+int ravo_get_event_chan_pointers_table_by_list_m(long len, const ravo_file_reference_table* reference,
+                                                 int fd, const std::vector<char*>* names,
+                                                 const ravo_chan_dictionary_table* dictionary,
+                                                 ravo_event_chan_pointers_table** table) {
+  return read_rows_by_list(len, reference, fd, names, dictionary, table);
 }

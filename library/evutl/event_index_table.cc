@@ -1,5 +1,5 @@
 // Reads the event index table. The table has no length word: its entries are walked head by head,
-// each held against the file, before any memory is asked for.
+// each held against the file, before any memory is asked for. It is the same in both generations.
 #include <cstddef>
 #include <cstring>
 
@@ -86,4 +86,9 @@ int ravo_get_event_index_table_m_2010(long len, const ravo_file_reference_table_
   if (!still_fits(*read, head.nevent_types, length)) return RAVO_TABLE_UNREADABLE;
   *table = read.release();
   return RAVO_TABLE_OK;
+}
+
+int ravo_get_event_index_table_m(long len, const ravo_file_reference_table* reference, int fd,
+                                 ravo_event_index_table** table) {
+  return ravo_get_event_index_table_m_2010(len, reference, fd, table);
 }

@@ -106,7 +106,7 @@ ravo_data_status check_records(const byte_view& data, std::size_t record, word_m
 
 ravo_data_status check_payload(const data_type& type, const byte_view& data, word_map& words) {
   constexpr std::size_t update_name = sizeof(ravo_upd_data_block_2010::upd_prop);
-  constexpr std::size_t update_name_older = 80;
+  constexpr std::size_t update_name_older = sizeof(ravo_upd_data_block::upd_prop);
   words = {};
   switch (type.shape) {
     case payload_shape::none:

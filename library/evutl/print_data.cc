@@ -175,6 +175,7 @@ void print_reading(const std::string& what, std::int32_t status, const time_stam
 void print_update(const byte_view& data) {
   constexpr std::size_t behind_name =
       sizeof(ravo_upd_data_block_2010) - offsetof(ravo_upd_data_block_2010, upd_ch_status);
+  static_assert(sizeof(ravo_upd_data_block) - offsetof(ravo_upd_data_block, upd_ch_status) == behind_name);
   const std::size_t name = data.size() - behind_name;
   const std::string property = ravo::printable(reinterpret_cast<const char*>(data.data()), name);
   print_reading("update of \"" + property + "\"", *data.at<std::int32_t>(name),
@@ -237,12 +238,12 @@ void print_payload(const ravo::data_type& type, const byte_view& data) {
   }
 }
 
-}  // namespace
-
-void print_data_type_2010(const ravo_serv_block_subhead_2010* block) try {
-  dump_event_chanhead_2010(block);
+// Both generations; the subheader that is printed before the data tells them apart.
+template <class subhead>
+void print_block(const subhead* block, void (*print_subhead)(const subhead*)) try {
+  print_subhead(block);
   if (!block) return;
-  ravo_serv_block_subhead_2010 head;
+  subhead head;
   std::memcpy(&head, block, sizeof head);
   if (head.ldata < static_cast<std::int32_t>(sizeof head)) {
     std::printf("  data: none, the length is less than the subheader's %zu bytes\n", sizeof head);
@@ -266,3 +267,10 @@ void print_data_type_2010(const ravo_serv_block_subhead_2010* block) try {
   print_payload(*type, data);
 } catch (...) {
 }
+
+}  // namespace
+
+void print_data_type_2010(const ravo_serv_block_subhead_2010* block) {
+  print_block(block, &dump_event_chanhead_2010);
+}
+void print_data_type(const ravo_serv_block_subhead* block) { print_block(block, &dump_event_chanhead); }

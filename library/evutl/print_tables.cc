@@ -17,7 +17,8 @@ std::string type_mask_text(std::uint32_t mask) {
   return text.empty() ? "0" : text;
 }
 
-void print_channel(int position, const ravo_chan_dictionary_entry_2010& channel) {
+template <class dictionary_entry>
+void print_channel(int position, const dictionary_entry& channel) {
   std::printf("[%d] \"%s\"  key %u  events %d\n", position,
               ravo::printable(channel.chan_name, sizeof channel.chan_name).c_str(), channel.key,
               channel.count);
@@ -25,9 +26,8 @@ void print_channel(int position, const ravo_chan_dictionary_entry_2010& channel)
               type_mask_text(channel.dtype_mask).c_str());
 }
 
-}  // namespace
-
-void print_channel_dictionary_table_2010(const ravo_chan_dictionary_table_2010* dictionary) try {
+template <class dictionary_table>
+void print_dictionary(const dictionary_table* dictionary) try {
   if (!dictionary) {
     std::printf("channel dictionary: none\n");
     return;
@@ -37,6 +37,15 @@ void print_channel_dictionary_table_2010(const ravo_chan_dictionary_table_2010* 
               dictionary->length);
   for (int i = 0; i < channels; ++i) print_channel(i, dictionary->channel_entry()[i]);
 } catch (...) {
+}
+
+}  // namespace
+
+void print_channel_dictionary_table_2010(const ravo_chan_dictionary_table_2010* dictionary) {
+  print_dictionary(dictionary);
+}
+void print_channel_dictionary_table(const ravo_chan_dictionary_table* dictionary) {
+  print_dictionary(dictionary);
 }
 
 void print_event_index_entry_2010(const ravo_event_index_entry_2010* entry) try {
@@ -56,3 +65,5 @@ void print_event_index_entry_2010(const ravo_event_index_entry_2010* entry) try 
   }
 } catch (...) {
 }
+
+void print_event_index_entry(const ravo_event_index_entry* entry) { print_event_index_entry_2010(entry); }

@@ -1,5 +1,5 @@
 // Finds the reference table from a file's last 4 bytes. It judges the table itself; what the table
-// refers to is judged by the operation that reads it.
+// refers to is judged by the operation that reads it. The generations differ in the table's marker only.
 #include <unistd.h>
 
 #include <cstring>
@@ -12,7 +12,7 @@ namespace {
 
 using ravo::byte_view;
 using ravo::word_order;
-using reference_table = ravo_file_reference_table_2010;
+using reference_table = ravo_file_reference_table;
 
 constexpr int reference_table_words = sizeof(reference_table) / 4;
 
@@ -36,17 +36,8 @@ ravo_table_status read_reference_table(const byte_view& tail, const ravo::raw_fi
   return RAVO_TABLE_OK;
 }
 
-}  // namespace
-
-long ravo_get_page_offset(long, long offset, long* rem) {
-  const long page = sysconf(_SC_PAGESIZE);
-  const long aligned = offset > 0 ? offset - offset % page : 0;
-  if (rem) *rem = offset - aligned;
-  return aligned;
-}
-
-int get_ravo_file_reference_table_m_2010(const unsigned char* tail, long tail_length, long len, int fd,
-                                         ravo_file_reference_table_2010** table) {
+int find_reference_table(const unsigned char* tail, long tail_length, long len, int fd,
+                         std::uint32_t pattern, reference_table** table) {
   if (!table) return RAVO_TABLE_INVALID_ARGUMENT;
   *table = nullptr;
   if (!tail || tail_length < 0 || len < tail_length) return RAVO_TABLE_INVALID_ARGUMENT;
@@ -62,9 +53,28 @@ int get_ravo_file_reference_table_m_2010(const unsigned char* tail, long tail_le
   if (!read) return RAVO_TABLE_NO_MEMORY;
   if (const auto status = read_reference_table(view, file, offset, *read); status != RAVO_TABLE_OK)
     return status;
-  if (read->pattern != RAVO_REFERENCE_TABLE_PATTERN_2010) return RAVO_TABLE_WRONG_PATTERN;
+  if (read->pattern != pattern) return RAVO_TABLE_WRONG_PATTERN;
   if (read->length != sizeof(reference_table)) return RAVO_TABLE_WRONG_LENGTH;
   if (refers_to_itself(*read, offset)) return RAVO_TABLE_OVERLAP;
   *table = read.release();
   return RAVO_TABLE_OK;
+}
+
+}  // namespace
+
+long ravo_get_page_offset(long, long offset, long* rem) {
+  const long page = sysconf(_SC_PAGESIZE);
+  const long aligned = offset > 0 ? offset - offset % page : 0;
+  if (rem) *rem = offset - aligned;
+  return aligned;
+}
+
+int get_ravo_file_reference_table_m_2010(const unsigned char* tail, long tail_length, long len, int fd,
+                                         ravo_file_reference_table_2010** table) {
+  return find_reference_table(tail, tail_length, len, fd, RAVO_REFERENCE_TABLE_PATTERN_2010, table);
+}
+
+int get_ravo_file_reference_table_m(const unsigned char* tail, long tail_length, long len, int fd,
+                                    ravo_file_reference_table** table) {
+  return find_reference_table(tail, tail_length, len, fd, RAVO_REFERENCE_TABLE_PATTERN, table);
 }

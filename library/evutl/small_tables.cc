@@ -1,5 +1,5 @@
 // Reads the environment index dictionary and the XML channel description header: a head with its
-// length, and plain words or plain text behind it.
+// length, and plain words or plain text behind it. Both are the same in both generations.
 #include "file_tables.h"
 #include "ravo_evutl.h"
 
@@ -52,4 +52,14 @@ int ravo_get_chan_descr_table_m_2010(long len, const ravo_file_reference_table_2
   read->xml()[length - sizeof *read] = '\0';
   *table = read.release();
   return RAVO_TABLE_OK;
+}
+
+int ravo_get_env_index_dictionary_table_m(long len, const ravo_file_reference_table* reference, int fd,
+                                          ravo_env_dictionary_table** table) {
+  return ravo_get_env_index_dictionary_table_m_2010(len, reference, fd, table);
+}
+
+int ravo_get_chan_descr_table_m(long len, const ravo_file_reference_table* reference, int fd,
+                                ravo_xml_chan_descr_header** table) {
+  return ravo_get_chan_descr_table_m_2010(len, reference, fd, table);
 }

@@ -1,5 +1,5 @@
-// Cuts one subchannel out of a decoded block. The cut is a block in its own right: it has a name, a
-// type and a length of its own, and passes every check that a whole block passes.
+// Cuts one subchannel out of a decoded block of either generation. The cut is a block in its own right:
+// it has a name, a type and a length of its own, and passes every check that a whole block passes.
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -13,10 +13,12 @@
 namespace {
 
 using ravo::byte_view;
-using subhead = ravo_serv_block_subhead_2010;
+
+template <class subhead>
 using owned_block = ravo::malloc_owner<subhead>;
 
 // The block to cut: its subheader and a view of its data, which check_payload has accepted.
+template <class subhead>
 struct source_block {
   const subhead& head;
   const ravo::data_type& type;
@@ -24,9 +26,11 @@ struct source_block {
 };
 
 // Builds a block of a known size from front to back.
+template <class subhead>
 class block_builder {
  public:
-  block_builder(const source_block& source, RAVO_SUBBLOCK_TYPE type, int subchannel, std::size_t data_size)
+  block_builder(const source_block<subhead>& source, RAVO_SUBBLOCK_TYPE type, int subchannel,
+                std::size_t data_size)
       : block_(ravo::allocate<subhead>(sizeof(subhead) + data_size)) {
     if (!block_) return;
     *block_ = source.head;
@@ -50,9 +54,12 @@ class block_builder {
 
   bool good() const { return block_ && sound_; }
   /// The block, or nothing when there was no memory or the name does not fit.
-  owned_block finish() { return good() && left_ == 0 ? std::move(block_) : owned_block(); }
+  owned_block<subhead> finish() {
+    return good() && left_ == 0 ? std::move(block_) : owned_block<subhead>();
+  }
 
  private:
+  // A shortened name would be that of another channel, perhaps.
   bool set_name(const char* name, int subchannel) {
     const std::size_t room = sizeof block_->chname;
     std::memset(block_->chname, 0, room);
@@ -60,20 +67,22 @@ class block_builder {
     return length > 0 && static_cast<std::size_t>(length) < room;
   }
 
-  owned_block block_;
+  owned_block<subhead> block_;
   unsigned char* next_ = nullptr;
   std::size_t left_ = 0;
   bool sound_ = false;
 };
 
 // A block that holds one subchannel already: the same data under the subchannel's name.
-owned_block copy_whole(const source_block& source, int subchannel) {
-  block_builder builder(source, source.type.code, subchannel, source.data.size());
+template <class subhead>
+owned_block<subhead> copy_whole(const source_block<subhead>& source, int subchannel) {
+  block_builder<subhead> builder(source, source.type.code, subchannel, source.data.size());
   if (builder.good()) builder.append(source.data.data(), source.data.size());
   return builder.finish();
 }
 
-owned_block cut_spectrum(const source_block& source, int subchannel) {
+template <class subhead>
+owned_block<subhead> cut_spectrum(const source_block<subhead>& source, int subchannel) {
   ravo_spect_head_2010 head;
   std::memcpy(&head, source.data.data(), sizeof head);
   if (subchannel >= head.members) return {};
@@ -91,8 +100,8 @@ owned_block cut_spectrum(const source_block& source, int subchannel) {
   // A type with one member stays what it is; of a type with more, one member is a plain channel.
   const bool keeps_type = source.type.code == RAVO_BLOCK_GENERIC_SPECT || source.type.members == 1;
   head.members = 1;
-  block_builder builder(source, keeps_type ? source.type.code : RAVO_BLOCK_1CHAN_2010, subchannel,
-                        sizeof head + mean + statistics + values);
+  block_builder<subhead> builder(source, keeps_type ? source.type.code : RAVO_BLOCK_1CHAN_2010, subchannel,
+                                 sizeof head + mean + statistics + values);
   if (!builder.good()) return {};
   builder.append(&head, sizeof head);
   builder.append(means + member * mean, mean);
@@ -101,7 +110,8 @@ owned_block cut_spectrum(const source_block& source, int subchannel) {
   return builder.finish();
 }
 
-owned_block cut_spectrum_older(const source_block& source, int subchannel) {
+template <class subhead>
+owned_block<subhead> cut_spectrum_older(const source_block<subhead>& source, int subchannel) {
   ravo_spect_head head;
   std::memcpy(&head, source.data.data(), sizeof head);
   if (subchannel >= head.members) return {};
@@ -111,8 +121,8 @@ owned_block cut_spectrum_older(const source_block& source, int subchannel) {
   const unsigned char* all_values = means + static_cast<std::size_t>(head.members) * sizeof(float);
 
   head.members = 1;
-  block_builder builder(source, source.type.members == 1 ? source.type.code : RAVO_BLOCK_SINGLE, subchannel,
-                        sizeof head + sizeof(float) + values);
+  block_builder<subhead> builder(source, source.type.members == 1 ? source.type.code : RAVO_BLOCK_SINGLE,
+                                 subchannel, sizeof head + sizeof(float) + values);
   if (!builder.good()) return {};
   builder.append(&head, sizeof head);
   builder.append(means + member * sizeof(float), sizeof(float));
@@ -120,37 +130,76 @@ owned_block cut_spectrum_older(const source_block& source, int subchannel) {
   return builder.finish();
 }
 
-// A profile becomes a spectrum whose axis counts pixels from where the region starts.
-owned_block cut_roi(const source_block& source, int subchannel) {
+// A profile becomes a spectrum whose axis counts pixels from where the region starts: this is what goes
+// before its values, in the generation of the subheader.
+template <class subhead>
+struct profile_head;
+
+template <>
+struct profile_head<ravo_serv_block_subhead_2010> {
+  ravo_spect_head_2010 head{};
+  profile_head(std::int32_t first_pixel, std::int32_t samples, const unsigned char*) {
+    head.members = 1;
+    head.samples = samples;
+    head.groups = 1;
+    head.start = static_cast<float>(first_pixel);
+    head.inc = 1;
+  }
+};
+
+template <>
+struct profile_head<ravo_serv_block_subhead> {
+  ravo_spect_head head{};
+  float mean = 0;  // older spectra always have one
+  profile_head(std::int32_t first_pixel, std::int32_t samples, const unsigned char* values) {
+    head.members = 1;
+    head.samples = samples;
+    head.start = static_cast<float>(first_pixel);
+    head.inc = 1;
+    double sum = 0;
+    for (std::int32_t i = 0; i < samples; ++i) {
+      float value;
+      std::memcpy(&value, values + static_cast<std::size_t>(i) * sizeof value, sizeof value);
+      sum += static_cast<double>(value);
+    }
+    if (samples > 0) mean = static_cast<float>(sum / samples);
+  }
+};
+
+constexpr RAVO_SUBBLOCK_TYPE profile_type(const ravo_serv_block_subhead_2010&) {
+  return RAVO_BLOCK_1CHAN_2010;
+}
+constexpr RAVO_SUBBLOCK_TYPE profile_type(const ravo_serv_block_subhead&) { return RAVO_BLOCK_SINGLE; }
+
+template <class subhead>
+owned_block<subhead> cut_roi(const source_block<subhead>& source, int subchannel) {
   if (subchannel >= source.type.members) return {};
   ravo_roi_head roi;
   std::memcpy(&roi, source.data.data(), sizeof roi);
   const bool along_x = subchannel == 0;
   const std::size_t before = along_x ? 0 : static_cast<std::size_t>(roi.width);
-  ravo_spect_head_2010 head{};
-  head.members = 1;
-  head.samples = along_x ? roi.width : roi.height;
-  head.groups = 1;
-  head.start = static_cast<float>(along_x ? roi.x_start : roi.y_start);
-  head.inc = 1;
-  const std::size_t values = static_cast<std::size_t>(head.samples) * sizeof(float);
+  const std::int32_t samples = along_x ? roi.width : roi.height;
+  const unsigned char* profile = source.data.data() + sizeof roi + before * sizeof(float);
+  const profile_head<subhead> head(along_x ? roi.x_start : roi.y_start, samples, profile);
+  const std::size_t values = static_cast<std::size_t>(samples) * sizeof(float);
 
-  block_builder builder(source, RAVO_BLOCK_1CHAN_2010, subchannel, sizeof head + values);
+  block_builder<subhead> builder(source, profile_type(source.head), subchannel, sizeof head + values);
   if (!builder.good()) return {};
   builder.append(&head, sizeof head);
-  builder.append(source.data.data() + sizeof roi + before * sizeof(float), values);
+  builder.append(profile, values);
   return builder.finish();
 }
 
-owned_block cut_name_value(const source_block& source, int subchannel) {
+template <class subhead>
+owned_block<subhead> cut_name_value(const source_block<subhead>& source, int subchannel) {
   ravo_name_value_block head;
   std::memcpy(&head, source.data.data(), sizeof head);
   if (subchannel >= head.ndata) return {};
   const std::size_t offset =
       sizeof head + static_cast<std::size_t>(subchannel) * sizeof(ravo_name_value_channel);
   head.ndata = 1;
-  block_builder builder(source, source.type.code, subchannel,
-                        sizeof head + sizeof(ravo_name_value_channel));
+  block_builder<subhead> builder(source, source.type.code, subchannel,
+                                 sizeof head + sizeof(ravo_name_value_channel));
   if (!builder.good()) return {};
   builder.append(&head, sizeof head);
   builder.append(source.data.data() + offset, sizeof(ravo_name_value_channel));
@@ -162,7 +211,8 @@ bool is_cut(ravo::payload_shape shape) {
   return shape != update && shape != update_older && shape != environment && shape != env_dictionary;
 }
 
-owned_block cut(const source_block& source, int subchannel) {
+template <class subhead>
+owned_block<subhead> cut(const source_block<subhead>& source, int subchannel) {
   using enum ravo::payload_shape;
   switch (source.type.shape) {
     case spectrum:
@@ -174,14 +224,12 @@ owned_block cut(const source_block& source, int subchannel) {
     case name_value:
       return cut_name_value(source, subchannel);
     default:
-      return subchannel < source.type.members ? copy_whole(source, subchannel) : owned_block();
+      return subchannel < source.type.members ? copy_whole(source, subchannel) : owned_block<subhead>();
   }
 }
 
-}  // namespace
-
-bool device_to_one_channel_2010(const ravo_serv_block_subhead_2010* block, int subchannel, int, int,
-                                ravo_serv_block_subhead_2010** result) {
+template <class subhead>
+bool cut_one_channel(const subhead* block, int subchannel, subhead** result) {
   constexpr bool failed = true;
   if (!result) return failed;
   *result = nullptr;
@@ -199,6 +247,23 @@ bool device_to_one_channel_2010(const ravo_serv_block_subhead_2010* block, int s
                        static_cast<std::size_t>(head.ldata) - sizeof head, ravo::word_order::host);
   ravo::word_map words;
   if (ravo::check_payload(*type, data, words) != RAVO_DATA_OK) return failed;
-  *result = cut({head, *type, data}, subchannel).release();
+  *result = cut(source_block<subhead>{head, *type, data}, subchannel).release();
   return *result == nullptr;
+}
+
+}  // namespace
+
+bool device_to_one_channel_2010(const ravo_serv_block_subhead_2010* block, int subchannel, int, int,
+                                ravo_serv_block_subhead_2010** cut) {
+  return cut_one_channel(block, subchannel, cut);
+}
+
+bool device_to_one_channel_2009(const ravo_serv_block_subhead* block, int subchannel, int, int,
+                                ravo_serv_block_subhead** cut) {
+  return cut_one_channel(block, subchannel, cut);
+}
+
+bool device_to_one_channel(const ravo_serv_block_subhead* block, int subchannel, int, int,
+                           ravo_serv_block_subhead** cut) {
+  return cut_one_channel(block, subchannel, cut);
 }

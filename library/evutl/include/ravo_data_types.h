@@ -15,7 +15,7 @@ namespace ravo {
 enum class payload_shape {
   none,            ///< a marker value, never the type of a block
   update,          ///< ravo_upd_data_block_2010
-  update_older,    ///< the older generation's update block: 96 bytes, name of 80
+  update_older,    ///< ravo_upd_data_block
   environment,     ///< ravo_env_data_block_2010 (both generations)
   env_dictionary,  ///< pairs of words: ravo_env_dictionary_entry_2010 (both generations)
   spectrum,        ///< ravo_spect_head_2010 and what follows it
