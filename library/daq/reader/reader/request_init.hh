@@ -152,13 +152,13 @@ int daq_reader<G>::look_up_runs(file_choice& choice) {
   return RAVO_DAQ_READER_OK;
 }
 
-/// Whether the catalogue knows files of the request's period.
+/// Whether the catalogue knows files of the request's period. It takes a stop of 0 for no end.
 template <class G>
 bool daq_reader<G>::look_up_period(std::vector<std::string>& names) {
   catalogue_answer<G> answer;
   const int status = library_calls<G>::get_files_for_period(
-      static_cast<unsigned>(window_start()), static_cast<unsigned>(window_stop()), answer.records(),
-      request.exp_name, request.stream_name, request.cdir, only_closed_files);
+      request.start_time.time.timeup, request.stop_time.time.timeup, answer.records(), request.exp_name,
+      request.stream_name, request.cdir, only_closed_files);
   if (status == 0) names = answer.paths();
   return !names.empty();
 }
