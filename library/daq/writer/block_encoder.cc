@@ -17,7 +17,8 @@ std::size_t lzo_bound(std::size_t length) { return length + length / 16 + 64 + 3
 
 }  // namespace
 
-block_encoder::block_encoder() : lzo_ready_(lzo_init() == LZO_E_OK) {}
+block_encoder::block_encoder(const record_set& records)
+    : records_(records), lzo_ready_(lzo_init() == LZO_E_OK) {}
 
 outcome block_encoder::append(const channel& of, std::span<const unsigned char> data, std::int32_t error,
                               byte_vector& out, std::uint32_t* length) {
@@ -33,10 +34,10 @@ outcome block_encoder::append(const channel& of, std::span<const unsigned char> 
   const std::size_t packed = compress(of);
   const bool is_packed = packed != 0 && packed + sizeof(ravo_zip_header) < ordered_.size();
   const std::size_t payload = is_packed ? sizeof(ravo_zip_header) + packed : ordered_.size();
-  *length = static_cast<std::uint32_t>(sizeof(ravo_serv_block_subhead_2010) + payload);
+  *length = static_cast<std::uint32_t>(records_.subhead + payload);
 
   make_room(out, static_cast<std::size_t>(up_to_word(*length)));
-  put_text(out, of.name, sizeof(ravo_serv_block_subhead_2010::chname));
+  put_text(out, of.name, records_.subhead_name);
   put_int(out, of.dtype);
   put_int(out, is_packed ? error | RAVO_CHAN_ZIP_FLAG : error);
   put_word(out, *length);

@@ -9,12 +9,14 @@
 #include "big_endian.h"
 #include "channel.h"
 #include "outcome.h"
+#include "record_set.h"
 
 namespace ravo::writer {
 
 class block_encoder {
  public:
-  block_encoder();
+  /// `records` outlive the encoder.
+  explicit block_encoder(const record_set& records);
 
   /// Appends the block to `out`, which then has room for its padding too; `*length` receives its
   /// bytes. After a refusal `out` is as it was. `data` is not longer than a block may be.
@@ -24,6 +26,7 @@ class block_encoder {
  private:
   std::size_t compress(const channel& of);
 
+  const record_set& records_;
   byte_vector ordered_;  // the data in file order
   byte_vector packed_;   // the same, compressed
   byte_vector lzo_work_;

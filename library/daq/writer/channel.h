@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "ravo_daq_writer_2010.h"
+#include "ravo_daq/raw_writer.h"
 
 namespace ravo::writer {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "big_endian.h"
-#include "ravo_daq_writer_2010.h"
+#include "ravo_daq/raw_writer.h"
 
 namespace ravo::writer {
 

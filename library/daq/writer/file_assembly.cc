@@ -23,37 +23,34 @@ outcome file_builder::write(const std::string& name) {
 }
 
 outcome file_builder::assemble(target_file& target) {
-  const file_layout layout(contents_);
   outcome done = append_baskets(target);
   if (!done.failed()) done = append_dictionary(target);
   if (!done.failed()) done = append_event_index(target);
   if (!done.failed()) done = append_pointer_table(target);
   if (!done.failed()) done = append_environment_dictionary(target);
   if (!done.failed()) done = append_descriptions(target);
-  if (!done.failed()) done = append_reference_table(target, layout);
+  if (!done.failed()) done = append_reference_table(target);
   // The layout was held against the limits; a file that came out otherwise must not be published.
-  if (!done.failed() && target.size() != layout.total)
+  if (!done.failed() && target.size() != layout().total)
     return refusal(RAVO_DAQ_WRITER_IO, "the file came out with " + std::to_string(target.size()) +
-                                           " bytes instead of " + std::to_string(layout.total) +
+                                           " bytes instead of " + std::to_string(layout().total) +
                                            "; report this as a defect of the writer");
   return done;
 }
 
 outcome file_builder::append_baskets(target_file& target) {
-  const file_layout layout(contents_);
+  const file_layout lengths = layout();
   spool_.arrange();
-  byte_vector head;
-  for (const char* c = RAVO_FILE_SIGNATURE_2010; c != std::end(RAVO_FILE_SIGNATURE_2010) - 1; ++c)
-    head.push_back(static_cast<unsigned char>(*c));
+  byte_vector head(records_.signature.begin(), records_.signature.end());
   event_headers_ = head.size();
-  put_basket_head(head, RAVO_EVENT_HEADER_BASKET_PATTERN, layout.event_headers_length);
+  put_basket_head(head, RAVO_EVENT_HEADER_BASKET_PATTERN, lengths.event_headers_length);
   outcome done = target.append(head);
   if (!done.failed()) done = spool_.copy(stream_of_event_headers, target);
   if (done.failed()) return done;
 
   server_blocks_ = target.size();
   head.clear();
-  put_basket_head(head, RAVO_SERVER_BLOCK_BASKET_PATTERN, layout.server_blocks_length);
+  put_basket_head(head, RAVO_SERVER_BLOCK_BASKET_PATTERN, lengths.server_blocks_length);
   done = target.append(head);
   if (!done.failed()) done = spool_.copy(stream_of_server_blocks, target);
 
@@ -62,7 +59,7 @@ outcome file_builder::append_baskets(target_file& target) {
     const std::uint64_t bytes = spool_.size(stream_of_channel(i));
     if (bytes == 0) continue;
     head.clear();
-    put_basket_head(head, RAVO_CHANNEL_BASKET_PATTERN, sizeof(ravo_channel_basket_2010) + bytes);
+    put_basket_head(head, RAVO_CHANNEL_BASKET_PATTERN, sizeof(ravo_channel_basket) + bytes);
     done = target.append(head);
     if (!done.failed()) done = spool_.copy(stream_of_channel(i), target);
   }
@@ -72,10 +69,10 @@ outcome file_builder::append_baskets(target_file& target) {
 outcome file_builder::append_dictionary(target_file& target) const {
   byte_vector out;
   put_word(out, RAVO_CHAN_DICTIONARY_PATTERN);
-  put_size(out, file_layout(contents_).channel_dictionary_length);
+  put_size(out, layout().channel_dictionary_length);
   for (std::size_t i = 0; i < channels_.size(); ++i) {
     put_word(out, channels_[i].key);
-    put_text(out, channels_[i].name, sizeof(ravo_chan_dictionary_entry_2010::chan_name));
+    put_text(out, channels_[i].name, records_.dictionary_name);
     put_word(out, rows_[i].event_types);
     // The mask ends at bit 31: a type beyond it cannot be told there.
     put_word(out, channels_[i].dtype < 32 ? std::uint32_t{1} << channels_[i].dtype : 0);
@@ -103,7 +100,7 @@ outcome file_builder::append_event_index(target_file& target) {
     for (const index_entry& entry : list) {
       put_time(out, entry.time);
       put_word(out, entry.event_number);
-      put_size(out, event_headers_ + sizeof(ravo_event_header_basket_2010) +
+      put_size(out, event_headers_ + sizeof(ravo_event_header_basket) +
                         std::uint64_t{entry.event} * sizeof(ravo_eventheader));
     }
     done = target.append(out);
@@ -114,19 +111,19 @@ outcome file_builder::append_event_index(target_file& target) {
 outcome file_builder::append_pointer_table(target_file& target) const {
   byte_vector out;
   put_word(out, RAVO_EVENT_CHAN_POINTERS_PATTERN);
-  put_size(out, file_layout(contents_).pointer_table_length);
+  put_size(out, layout().pointer_table_length);
   put_size(out, contents_.longest_row);
   outcome done = target.append(out);
   for (std::size_t i = 0; i < rows_.size() && !done.failed(); ++i) {
     out.clear();
     for (const row_entry& entry : rows_[i].entries) {
-      const std::uint64_t subheader = baskets_[i] + sizeof(ravo_channel_basket_2010) + entry.position;
-      put_size(out, event_headers_ + sizeof(ravo_event_header_basket_2010) +
+      const std::uint64_t subheader = baskets_[i] + sizeof(ravo_channel_basket) + entry.position;
+      put_size(out, event_headers_ + sizeof(ravo_event_header_basket) +
                         std::uint64_t{entry.event} * sizeof(ravo_eventheader));
-      put_size(out, server_blocks_ + sizeof(ravo_server_block_basket_2010) +
-                        std::uint64_t{entry.server_block} * sizeof(ravo_serv_block_head_2010));
+      put_size(out, server_blocks_ + sizeof(ravo_server_block_basket) +
+                        std::uint64_t{entry.server_block} * records_.server_block_head);
       put_size(out, subheader);
-      put_size(out, subheader + sizeof(ravo_serv_block_subhead_2010));
+      put_size(out, subheader + records_.subhead);
     }
     done = target.append(out);
     target.append_zeros((contents_.longest_row - rows_[i].entries.size()) *
@@ -138,7 +135,7 @@ outcome file_builder::append_pointer_table(target_file& target) const {
 outcome file_builder::append_environment_dictionary(target_file& target) const {
   byte_vector out;
   put_word(out, RAVO_ENV_DICTIONARY_PATTERN);
-  put_size(out, file_layout(contents_).environment_dictionary_length);
+  put_size(out, layout().environment_dictionary_length);
   for (const channel& one : channels_) {
     if (one.env_index < 0) continue;
     put_word(out, one.key);
@@ -150,26 +147,27 @@ outcome file_builder::append_environment_dictionary(target_file& target) const {
 outcome file_builder::append_descriptions(target_file& target) const {
   byte_vector out;
   put_word(out, RAVO_XML_CHAN_DESCR_PATTERN);
-  put_size(out, file_layout(contents_).descriptions_length);
+  put_size(out, layout().descriptions_length);
   out.insert(out.end(), descriptions_.begin(), descriptions_.end());
   out.resize(static_cast<std::size_t>(up_to_word(out.size())), 0);
   return target.append(out);
 }
 
-outcome file_builder::append_reference_table(target_file& target, const file_layout& layout) const {
+outcome file_builder::append_reference_table(target_file& target) const {
+  const file_layout offsets = layout();
   byte_vector out;
-  put_word(out, RAVO_REFERENCE_TABLE_PATTERN_2010);
-  put_size(out, sizeof(ravo_file_reference_table_2010));
-  put_size(out, layout.event_index);
+  put_word(out, records_.reference_table_pattern);
+  put_size(out, sizeof(ravo_file_reference_table));
+  put_size(out, offsets.event_index);
   for (std::uint64_t offset : index_offsets_) put_size(out, offset);
-  put_size(out, layout.channel_dictionary);
-  put_size(out, layout.pointer_table);
-  put_size(out, layout.environment_dictionary);
-  put_size(out, layout.descriptions);
+  put_size(out, offsets.channel_dictionary);
+  put_size(out, offsets.pointer_table);
+  put_size(out, offsets.environment_dictionary);
+  put_size(out, offsets.descriptions);
   put_size(out, event_headers_);
   put_size(out, server_blocks_);
-  put_size(out, contents_.baskets == 0 ? 0 : layout.channel_baskets);
-  put_size(out, layout.reference_table);
+  put_size(out, contents_.baskets == 0 ? 0 : offsets.channel_baskets);
+  put_size(out, offsets.reference_table);
   return target.append(out);
 }
 

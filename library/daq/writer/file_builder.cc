@@ -10,10 +10,10 @@ namespace ravo::writer {
 
 namespace {
 
-void put_event_header(byte_vector& out, const event_parts& event) {
+void put_event_header(byte_vector& out, const event_parts& event, std::uint32_t pattern) {
   std::uint64_t length = sizeof(ravo_eventheader);
   for (const event_parts::server_block& block : event.server_blocks) length += block.bytes;
-  put_word(out, RAVO_EVENT_HEADER_PATTERN_2010);
+  put_word(out, pattern);
   put_size(out, length);
   put_word(out, event.head.event_number);
   put_int(out, event.head.event_type);
@@ -23,11 +23,11 @@ void put_event_header(byte_vector& out, const event_parts& event) {
   put_size(out, event.server_blocks.size());
 }
 
-void put_server_block(byte_vector& out, const event_parts::server_block& block) {
+void put_server_block(byte_vector& out, const event_parts::server_block& block, std::size_t name_width) {
   put_time(out, block.head.time);
   put_size(out, block.bytes);
   put_int(out, block.head.mpulse);
-  put_text(out, block.head.server, sizeof(ravo_serv_block_head_2010::server));
+  put_text(out, block.head.server, name_width);
   put_int(out, block.head.tmask);
   put_int(out, block.head.status);
   put_word(out, block.channels);
@@ -44,9 +44,11 @@ file_contents empty_contents(const std::vector<channel>& channels, std::uint64_t
   return contents;
 }
 
-file_builder::file_builder(const folder& place, const std::vector<channel>& channels,
-                           std::string descriptions, std::size_t buffer_bytes)
-    : folder_(place),
+file_builder::file_builder(const record_set& records, const folder& place,
+                           const std::vector<channel>& channels, std::string descriptions,
+                           std::size_t buffer_bytes)
+    : records_(records),
+      folder_(place),
       channels_(channels),
       descriptions_(std::move(descriptions)),
       empty_(empty_contents(channels, descriptions_.size())),
@@ -69,7 +71,7 @@ file_contents file_builder::with(const event_parts& event) const {
 // Everything that may fail happens here, before the event counts.
 outcome file_builder::prepare(const event_parts& event) {
   const std::size_t heads =
-      sizeof(ravo_eventheader) + event.server_blocks.size() * sizeof(ravo_serv_block_head_2010);
+      sizeof(ravo_eventheader) + event.server_blocks.size() * records_.server_block_head;
   make_room(index_[static_cast<std::size_t>(event.head.event_type)], 1);
   for (const event_parts::block& block : event.blocks) make_room(rows_[block.channel].entries, 1);
   return spool_.prepare(heads + event.block_bytes.size(),
@@ -79,10 +81,11 @@ outcome file_builder::prepare(const event_parts& event) {
 outcome file_builder::add(const event_parts& event) {
   byte_vector header;
   header.reserve(sizeof(ravo_eventheader));
-  put_event_header(header, event);
+  put_event_header(header, event, records_.event_header_pattern);
   byte_vector server_blocks;
-  server_blocks.reserve(event.server_blocks.size() * sizeof(ravo_serv_block_head_2010));
-  for (const event_parts::server_block& block : event.server_blocks) put_server_block(server_blocks, block);
+  server_blocks.reserve(event.server_blocks.size() * records_.server_block_head);
+  for (const event_parts::server_block& block : event.server_blocks)
+    put_server_block(server_blocks, block, records_.server_name);
   outcome prepared = prepare(event);
   if (prepared.failed()) return prepared;
 

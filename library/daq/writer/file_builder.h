@@ -14,6 +14,7 @@
 #include "file_layout.h"
 #include "folder.h"
 #include "outcome.h"
+#include "record_set.h"
 #include "spool.h"
 #include "target_file.h"
 
@@ -22,8 +23,8 @@ namespace ravo::writer {
 class file_builder {
  public:
   /// `channels` outlives the builder and does not change; `descriptions` is the XML text.
-  file_builder(const folder& place, const std::vector<channel>& channels, std::string descriptions,
-               std::size_t buffer_bytes);
+  file_builder(const record_set& records, const folder& place, const std::vector<channel>& channels,
+               std::string descriptions, std::size_t buffer_bytes);
 
   std::uint64_t events() const { return contents_.events; }
   /// What the file holds without events.
@@ -56,6 +57,7 @@ class file_builder {
     std::uint32_t event;
   };
 
+  file_layout layout() const { return {contents_, records_}; }
   outcome prepare(const event_parts& event);
   outcome assemble(target_file& target);
   outcome append_baskets(target_file& target);
@@ -64,8 +66,9 @@ class file_builder {
   outcome append_pointer_table(target_file& target) const;
   outcome append_environment_dictionary(target_file& target) const;
   outcome append_descriptions(target_file& target) const;
-  outcome append_reference_table(target_file& target, const file_layout& layout) const;
+  outcome append_reference_table(target_file& target) const;
 
+  const record_set& records_;
   const folder& folder_;
   const std::vector<channel>& channels_;
   std::string descriptions_;

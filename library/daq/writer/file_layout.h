@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <limits>
 
+#include "record_set.h"
+
 namespace ravo::writer {
 
 /// What a file holds, in numbers.
@@ -31,7 +33,7 @@ struct file_contents {
 };
 
 struct file_layout {
-  explicit file_layout(const file_contents& contents);
+  file_layout(const file_contents& contents, const record_set& records);
 
   std::uint64_t event_headers;
   std::uint64_t server_blocks;

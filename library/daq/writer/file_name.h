@@ -5,7 +5,7 @@
 #include <string>
 
 #include "outcome.h"
-#include "ravo_daq_writer_2010.h"
+#include "ravo_daq/raw_writer.h"
 
 namespace ravo::writer {
 

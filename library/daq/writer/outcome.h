@@ -7,7 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "ravo_daq_writer_2010.h"
+#include "ravo_daq/raw_writer.h"
 
 namespace ravo::writer {
 

@@ -1,114 +1,13 @@
-// Writes raw files of the current generation: declare the channels, then give event after event; out
-// come closed files that roll over by size, events or time. A file appears under its final name only
-// when it is complete and on disk. Memory stays bounded: baskets are spooled to a nameless file in
-// the target folder, and assembled when the file is closed.
+// The writer of the current generation; that of the older generation is ravo_daq_writer.h.
 #ifndef RAVO_DAQ_WRITER_2010_H
 #define RAVO_DAQ_WRITER_2010_H
 
-#include <cstdint>
-#include <memory>
-#include <string>
-#include <vector>
+#include "ravo_daq/raw_writer.h"
 
-#include "ravo_raw_format.h"
-
-/// Statuses of the writer.
-enum ravo_daq_writer_status : int {
-  RAVO_DAQ_WRITER_OK = 0,
-  RAVO_DAQ_WRITER_INV_PARAM = -1,    ///< an argument that no file could hold
-  RAVO_DAQ_WRITER_NOT_ALLOWED = -2,  ///< a call out of order
-  RAVO_DAQ_WRITER_IO = -3,           ///< the system refused to write; nothing incomplete is left visible, and
-                                     ///< the call may be repeated when the cause is gone
-  RAVO_DAQ_WRITER_TOO_LARGE = -4,    ///< one event alone would cross the 4 GiB that an offset can reach
-  RAVO_DAQ_WRITER_NO_MEMORY = -5,
-};
-
-/// How the blocks of a channel are stored.
-enum class ravo_compression { none, zlib, lzo1x };
-
-/// Where files go and when one ends. A limit of 0 is no limit; 4 GiB always is. Files are named
-/// <experiment>_<stream>_run<N>_file<M>_<YYYYMMDDThhmmssZ>.raw, with the UTC time of the first event.
-struct ravo_daq_writer_settings {
-  std::string folder;
-  std::string experiment = "linac";
-  std::string stream = "main";
-  int run = 1;
-  int first_file = 1;                ///< number of the first file; the next ones count up
-  std::uint64_t max_file_bytes = 0;  ///< a file ends before it would grow larger; one event is always held
-  std::uint32_t max_events = 0;      ///< events in one file, all event types counted
-  std::uint32_t max_seconds = 0;     ///< span of event time in one file
-  std::size_t buffer_bytes = 64u << 20;  ///< memory for blocks before they are spooled
-};
-
-/// One channel of the file. Update, environment, begin- and end-of-run blocks are always stored plain.
-struct ravo_daq_writer_channel {
-  std::string name;  ///< 1 to 255 bytes, without ':' and ';'
-  RAVO_SUBBLOCK_TYPE dtype = RAVO_BLOCK_1CHAN_2010;
-  ravo_compression compression = ravo_compression::zlib;
-  int zlib_level = 6;                             ///< 1 to 9
-  std::uint32_t key = 0;                          ///< 0: the writer numbers the channel
-  int env_index = -1;                             ///< 0 or more: an entry in the environment dictionary
-  const chan_descr_2010* description = nullptr;   ///< copied; null: the channel has none
-};
-
-/// The head of an event.
-struct ravo_daq_writer_event {
-  std::uint32_t event_number = 0;
-  RAVO_EVTYPE event_type = RAVO_EV_NORMAL;
-  time_stamp time{};
-  std::int32_t tmask = 0;
-  std::int32_t status = 0;
-};
-
-/// The head of a server block.
-struct ravo_daq_writer_server_block {
-  std::string server;
-  time_stamp time{};
-  std::int32_t mpulse = 0;
-  std::int32_t tmask = 0;
-  std::int32_t status = 0;
-};
-
-/// A writer of one run of one stream. Not for several threads at once. Every operation returns a
-/// ravo_daq_writer_status (add_channel: an index); get_last_error says what went wrong and what to do.
-class ravo_daq_writer_2010 {
+/// Writes raw files of the current generation; see ravo::raw_writer.
+class ravo_daq_writer_2010 : public ravo::raw_writer {
  public:
   ravo_daq_writer_2010();
-  /// Abandons an open file: without close() nothing of it becomes visible.
-  ~ravo_daq_writer_2010();
-  ravo_daq_writer_2010(const ravo_daq_writer_2010&) = delete;
-  ravo_daq_writer_2010& operator=(const ravo_daq_writer_2010&) = delete;
-
-  /// Starts a run. The folder must exist. After close() the next run may be opened.
-  int open(const ravo_daq_writer_settings& settings);
-  /// Declares a channel, before the first event; 0 or more: its index. Every declared channel is in
-  /// the dictionary of every file, also with no event.
-  int add_channel(const ravo_daq_writer_channel& channel);
-
-  /// Begins an event; end_event() completes it. Events are given in the order of their times (equal
-  /// times are allowed), because readers search them so. Seconds of 0 mean "no time" and are refused.
-  int begin_event(const ravo_daq_writer_event& event);
-  /// Begins a server block of the event; channel data belong to the last one begun.
-  int begin_server_block(const ravo_daq_writer_server_block& block);
-  /// One channel's data of the event: `length` bytes in host order, laid out as the channel's data
-  /// type says (ravo_payload.h). A channel occurs at most once in an event. `error`: RAVO_SBLOCK_ERROR
-  /// bits for the subheader.
-  int add_data(int channel, const void* data, std::size_t length, std::int32_t error = 0);
-  /// Completes the event. A file that is full is closed before the event that would not fit. After
-  /// RAVO_DAQ_WRITER_IO the event is still open, with all its data.
-  int end_event();
-
-  /// Completes the file that is open and ends the run.
-  int close();
-
-  /// Paths of the files completed so far, in order.
-  const std::vector<std::string>& get_files() const;
-  /// What the last failing operation met, in one sentence; empty when nothing failed.
-  const char* get_last_error() const;
-
- private:
-  struct state;
-  std::unique_ptr<state> state_;
 };
 
 #endif
