@@ -140,11 +140,11 @@ void widen(read_plan& plan, const event_summary& events, bool is_first) {
 
 }  // namespace
 
-read_plan make_plan(const read_request& request) {
+read_plan make_plan(const std::vector<std::string>& files, const std::vector<std::string>& channels) {
   read_plan plan;
   catalogue known;
   bool is_first = true;
-  for (const std::string& path : request.files) {
+  for (const std::string& path : files) {
     // A bare name would be looked for along the data paths; what a person types means this folder.
     const std::string explicit_path = path.find('/') == std::string::npos ? "./" + path : path;
     if (std::find(plan.files.begin(), plan.files.end(), explicit_path) != plan.files.end()) continue;
@@ -162,7 +162,7 @@ read_plan make_plan(const read_request& request) {
     }
     plan.files.push_back(explicit_path);
   }
-  plan.channels = resolve(request.channels, known);
+  plan.channels = resolve(channels, known);
   return plan;
 }
 

@@ -19,7 +19,7 @@ struct read_plan {
 };
 
 /// Looks into the files; throws data_failure that names the file or channel that stands in the way.
-read_plan make_plan(const read_request& request);
+read_plan make_plan(const std::vector<std::string>& files, const std::vector<std::string>& channels);
 
 }  // namespace ravo::tool
 

@@ -25,8 +25,11 @@ std::string library_words(output& out) {
 
 class event_reading {
  public:
-  event_reading(const read_request& request, output& out)
-      : request_(request), out_(out), plan_(make_plan(request)), blocks_read_(plan_.channels.size()) {}
+  event_reading(const read_request& request, output& out) : request_(request), out_(out) {
+    reader_.set_debug(request.debug);
+    plan_ = make_plan(request.wanted ? find_files() : request.files, request.channels);
+    blocks_read_.resize(plan_.channels.size());
+  }
 
   std::uint64_t run(const std::function<void(const read_event&)>& take) {
     progress_bar bar("reading");
@@ -57,14 +60,20 @@ class event_reading {
   }
 
  private:
+  // Has the reader find the files; those that it does not take stay in decisions_.
+  std::vector<std::string> find_files() {
+    choose_files(reader_, *request_.wanted, decisions_, out_);
+    if (const std::size_t others = count_other_streams(reader_.files, request_.wanted->stream))
+      fmt::print(stderr,
+                 "ravo: the names of {} of the {} files do not say stream {}: folders are searched by run, "
+                 "time and "
+                 "experiment only\n",
+                 others, reader_.files.size(), request_.wanted->stream);
+    return {reader_.files.begin(), reader_.files.end()};
+  }
+
   // Sets the reader up and starts it; false when no file overlaps the window.
   bool start() {
-    // The rule that a young file may still be growing is for files that are found; these were named by
-    // a person, and each was looked into already.
-    setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
-    reader_.set_debug(request_.debug);
-    std::vector<char*> files;
-    for (std::string& file : plan_.files) files.push_back(file.data());
     std::vector<std::string> keys;
     for (const read_channel& channel : plan_.channels) keys.push_back(channel.key());
     std::vector<daq_channel_entry> entries(keys.size());
@@ -73,17 +82,33 @@ class event_reading {
       entries[i].name = keys[i].data();
       channels.push_back(&entries[i]);
     }
-    check("the reader refuses the files or the channels", reader_.init(&files, &channels));
+    if (!request_.wanted) enter_named_files();
+    check("the reader refuses the channels", reader_.set_channels(&channels));
     check("the reader refuses the synch mode", reader_.set_synch_mode(request_.mode));
     set_step_and_tolerance();
-    const ravo_time_id from{request_.first_event.value_or(0), request_.from.value_or(time_stamp{})};
-    const ravo_time_id to{request_.last_event.value_or(0), request_.to.value_or(end_of_data(from.time))};
-    check("the reader refuses the start of the window", reader_.set_start_point(&from));
-    check("the reader refuses the end of the window", reader_.set_stop_point(&to));
+    set_window();
     const int status = reader_.start();
     if (reader_.get_number_of_files() == 0) return false;
     check("reading cannot start", status);
     return true;
+  }
+
+  void enter_named_files() {
+    // The rule that a young file may still be growing is for files that are found; these were named by
+    // a person, and each was looked into already.
+    setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
+    std::vector<char*> files;
+    for (std::string& file : plan_.files) files.push_back(file.data());
+    check("the reader refuses the files", reader_.init(&files, nullptr));
+  }
+
+  // Of runs, all that their files hold is wanted: the reader's own window ends where the last file is
+  // thought to end.
+  void set_window() {
+    const ravo_time_id from{request_.first_event.value_or(0), request_.from.value_or(time_stamp{})};
+    const ravo_time_id to{request_.last_event.value_or(0), request_.to.value_or(end_of_data(from.time))};
+    check("the reader refuses the start of the window", reader_.set_start_point(&from));
+    check("the reader refuses the end of the window", reader_.set_stop_point(&to));
   }
 
   // By time, the next event is looked for one step ahead, within the tolerance: a tolerance as wide as the
@@ -186,6 +211,7 @@ class event_reading {
   output& out_;
   read_plan plan_;
   std::vector<std::uint64_t> blocks_read_;
+  file_decisions decisions_;
   ravo_daq_reader_2010 reader_;
 };
 

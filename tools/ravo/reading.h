@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "file_request.h"
 #include "output.h"
 #include "ravo_daq_reader_2010.h"
 
@@ -17,8 +18,9 @@ namespace ravo::tool {
 
 /// What is asked of `read`.
 struct read_request {
-  std::vector<std::string> files;
-  std::vector<std::string> channels;  ///< names, NAME:member, or patterns
+  std::vector<std::string> files;      ///< by name; empty: `wanted` is set
+  std::optional<file_request> wanted;  ///< files by run or period
+  std::vector<std::string> channels;   ///< names, NAME:member, or patterns
   std::optional<std::uint32_t> first_event;
   std::optional<std::uint32_t> last_event;
   std::optional<time_stamp> from;

@@ -6,6 +6,7 @@
 #include "event_printing.h"
 #include "failure.h"
 #include "help_format.h"
+#include "request_options.h"
 #include "time_grammar.h"
 #include "times.h"
 #include "verb.h"
@@ -22,40 +23,69 @@ struct options {
   std::optional<double> tolerance_ms;
   bool json = false;
   bool checksum = false;
+  // Without FILES.
+  file_request wanted{"linac", "main", "/daq/ravo/admtemp/", {}, {}, {}, {}};
+  std::string runs;
+  std::string data;
+  bool explain = false;
+  std::optional<std::string> given_request_option;  // one of these that is on the command line
 };
 
-std::optional<time_stamp> time_option(const char* option, const std::string& text,
-                                      const time_context& context) {
-  if (text.empty()) return std::nullopt;
-  const time_reading read = read_time(text, context);
-  if (!read.time) throw usage_failure(fmt::format("{}: '{}' {}", option, text, read.problem));
-  return read.time;
+// What is wrong with how files are asked for: by name, or by run or period, and one of them must be.
+void check_way_of_asking(const options& asked) {
+  const bool by_name = !asked.request.files.empty();
+  if (by_name && asked.given_request_option)
+    throw usage_failure(fmt::format("{} is for requests without FILES", *asked.given_request_option));
+  if (!by_name && asked.runs.empty() && asked.from.empty())
+    throw usage_failure("say what to read: FILES, or --run N[-M], or --from TIME and --to TIME");
+  if (!asked.explain && asked.request.channels.empty())
+    throw usage_failure("--channel is required; `ravo channels FILE` lists the channels of a file");
 }
 
-time_zone zone_option(const std::string& name) {
-  if (const auto zone = time_zone::named(name)) return *zone;
-  throw usage_failure(fmt::format(
-      "--tz: '{}' is no time zone that this machine knows; write +01:00 or a name such as Europe/Berlin",
-      name));
+file_request wanted_files(const options& asked, const read_request& request, time_stamp now) {
+  file_request wanted = asked.wanted;
+  if (!asked.data.empty()) wanted.data = asked.data;
+  wanted.from = request.from;
+  wanted.to = request.to;
+  if (!asked.runs.empty())
+    wanted.runs = runs_option(asked.runs);
+  else if (!wanted.to)
+    wanted.to = now;
+  return wanted;
 }
 
 read_request complete(const options& asked) {
+  check_way_of_asking(asked);
   read_request request = asked.request;
   time_context context{current_time(), zone_option(asked.zone), {}};
-  request.from = context.from = time_option("--from", asked.from, context);
-  request.to = time_option("--to", asked.to, context);
+  if (!asked.from.empty()) request.from = context.from = time_option("--from", asked.from, context);
+  if (!asked.to.empty()) request.to = time_option("--to", asked.to, context);
   if (request.first_event && request.last_event && *request.first_event > *request.last_event)
     throw usage_failure(fmt::format("--first-event {} is after --last-event {}", *request.first_event,
                                     *request.last_event));
-  if (request.from && request.to && microseconds(*request.from) > microseconds(*request.to))
-    throw usage_failure(fmt::format("--from {} is after --to {}", asked.from, asked.to));
+  if (request.files.empty()) request.wanted = wanted_files(asked, request, context.now);
+  const std::optional<time_stamp> to = request.wanted ? request.wanted->to : request.to;
+  if (request.from && to && microseconds(*request.from) > microseconds(*to))
+    throw usage_failure(
+        fmt::format("--from {} is after --to {}", asked.from, asked.to.empty() ? "now" : asked.to));
+  if (request.wanted) request.to = to;
   request.mode = asked.mode == "time" ? RAVO_DAQ_SLICER_SYNCH_MODE_TIME : RAVO_DAQ_SLICER_SYNCH_MODE_EVID;
   if (asked.tolerance_ms) request.tolerance = std::round(*asked.tolerance_ms * 1000.0);
   return request;
 }
 
+void explain(const read_request& request, bool as_json, output& out) {
+  if (request.debug != 0) out.show_library_output();
+  const file_decisions decisions = decide_files(*request.wanted, request.debug, out);
+  if (as_json)
+    print_decisions_json(decisions, out);
+  else
+    print_decisions(*request.wanted, decisions, out);
+}
+
 void run(const options& asked, output& out) {
   const read_request request = complete(asked);
+  if (asked.explain) return explain(request, asked.json, out);
   const checksums sums = asked.checksum ? checksums::shown : checksums::hidden;
   const auto print = asked.json ? print_event_json : print_event_table;
   const std::uint64_t events =
@@ -73,12 +103,34 @@ verb read_verb(CLI::App& tool) {
   const auto asked = std::make_shared<options>();
   read_request& request = asked->request;
   command->add_option("FILES", request.files, "Raw files of the current generation, in any order")
-      ->required();
+      ->type_name("");
+  const auto for_requests = [&](CLI::Option* option) {
+    return option->group("Files by run or period")->each([asked, option](const std::string&) {
+      if (!asked->given_request_option) asked->given_request_option = option->get_name();
+    });
+  };
+  for_requests(command->add_option("--run", asked->runs, "The files of a run, or of runs N to M"))
+      ->type_name("N[-M]");
+  for_requests(command->add_option("--experiment,-e", asked->wanted.experiment, "Of this experiment"))
+      ->type_name("NAME")
+      ->capture_default_str();
+  for_requests(command->add_option("--stream,-s", asked->wanted.stream, "Of this stream"))
+      ->type_name("NAME")
+      ->capture_default_str();
+  for_requests(
+      command->add_option("--catalog", asked->wanted.catalogue, "Run catalogue, which is asked first"))
+      ->type_name("DIR")
+      ->capture_default_str();
+  for_requests(
+      command->add_option("--data", asked->data,
+                          "Where the files are; by their names there when the catalogue has no answer"))
+      ->type_name("DIR");
+  for_requests(
+      command->add_flag("--explain", asked->explain, "Do not read: say which files would be, and why"));
   command
       ->add_option(
           "--channel,-c", request.channels,
           "A channel: NAME, NAME:MEMBER (a number from 0), or a pattern with * ? []. May be repeated")
-      ->required()
       ->allow_extra_args(false)  // one name behind each --channel: what follows is a file
       ->type_name("NAME");
   const auto window = [&](const char* name, auto& value, const char* text, const char* type) {
@@ -113,11 +165,19 @@ verb read_verb(CLI::App& tool) {
   ravo read demo/*.raw -c LINAC/RF/001:1 --from 2025-03-01T08:00:05 --to 2025-03-01T08:00:06.5
   ravo read demo/*.raw -c LINAC/MAGNET/001 -c LINAC/BPM/001 --mode time --tolerance 20
   ravo read demo/*.raw -c 'LINAC/*' --json --checksum | jq .event
+  ravo read --experiment linac --stream main --run 1207 --catalog cat -c LINAC/BPM/001
+  ravo read --from 'yesterday 14:00' --to 14:05 --tz Europe/Berlin --data /data/linac -c 'LINAC/RF/*'
+  ravo read --run 1207-1210 --catalog cat --explain
+
+Without FILES, the files are found: of runs, or of the period from --from to --to (now, when that is left
+out). The run catalogue is asked first; what it cannot answer is found by the names in the --data folder,
+with a neighbour on either side, since a name tells only when a file begins. Without --data, files are
+read where the catalogue says that they are. Files that changed less than half a minute ago are left out.
 
 An event shows the channels that have data for it. A slow channel, once seen, is shown with every later
 event: "held" marks a value from an earlier event. Of spectra and profiles you see count, mean, least and
 greatest value of each member; of images size and brightness.
-Files are read as they are named, also when they were written a moment ago.
+FILES are read as they are named, also when they were written a moment ago.
 
 )") + time_help);
   return {command, [asked](output& out) { run(*asked, out); }};

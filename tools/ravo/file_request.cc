@@ -1,0 +1,309 @@
+#include "file_request.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <utility>
+
+#include "failure.h"
+#include "json_lines.h"
+#include "ravo_evutl.h"
+#include "ravo_run_catalogue.h"
+#include "times.h"
+
+namespace ravo::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+template <std::size_t size>
+void fill(char (&field)[size], const std::string& text, const char* option) {
+  if (text.size() >= size)
+    throw usage_failure(
+        fmt::format("{}: longer than the {} letters that a request can hold", option, size - 1));
+  std::memcpy(field, text.c_str(), text.size() + 1);
+}
+
+ravo_daq_request record_of(const file_request& request, const ravo_daq_request& defaults) {
+  ravo_daq_request record = defaults;
+  fill(record.exp_name, request.experiment, "--experiment");
+  fill(record.stream_name, request.stream, "--stream");
+  fill(record.cdir, request.catalogue, "--catalog");
+  if (request.data) fill(record.ddir, *request.data, "--data");
+  if (request.runs) {
+    record.run_first = request.runs->first;
+    record.run_last = request.runs->last;
+  }
+  // Half a window would be taken for none; all files of the runs are looked into then.
+  if (request.from && request.to) {
+    record.start_time = {0, *request.from};
+    record.stop_time = {0, *request.to};
+  }
+  return record;
+}
+
+// The folders in which the catalogue has files of the request, in its order.
+std::vector<std::string> catalogued_folders(const file_request& request) {
+  std::vector<ravo_root_xml_files*> found;
+  const std::unique_ptr<std::vector<ravo_root_xml_files*>, decltype(&ravo_free_root_xml_files)> owner(
+      &found, ravo_free_root_xml_files);
+  if (request.runs) {
+    std::vector<int> numbers;
+    for (int run = request.runs->first; run <= request.runs->last; ++run) numbers.push_back(run);
+    std::vector<int*> runs;
+    for (int& number : numbers) runs.push_back(&number);
+    get_files_for_runs(&runs, &found, request.experiment.c_str(), request.stream.c_str(),
+                       request.catalogue.c_str(), 1);
+  } else {
+    get_files_for_period(request.from->timeup, request.to->timeup, &found, request.experiment.c_str(),
+                         request.stream.c_str(), request.catalogue.c_str(), 1);
+  }
+  std::vector<std::string> folders;
+  for (const ravo_root_xml_files* one : found)
+    for (const std::string* file : one->rfiles) {
+      const std::string folder = fs::path(*file).parent_path().string();
+      // Folders are joined by ":", so that one with a ":" cannot be said.
+      if (folder.empty() || folder.find(':') != std::string::npos) continue;
+      if (std::find(folders.begin(), folders.end(), folder) == folders.end()) folders.push_back(folder);
+    }
+  return folders;
+}
+
+// The reader looks for what the catalogue names in its data directory, or along its data path list. Unless
+// a directory is asked for, it is led to where the catalogue says that the files are, and only then along
+// the list.
+void lead_to_catalogued_folders(ravo_daq_reader_2010& reader, const file_request& request,
+                                ravo_daq_request& record) {
+  std::string paths;
+  for (const std::string& folder : catalogued_folders(request)) paths += folder + ":";
+  if (paths.empty()) return;
+  record.ddir[0] = '\0';
+  paths += reader.get_data_path_list();
+  reader.set_data_path_list(paths.c_str());
+}
+
+// Where files are looked for by their names.
+std::string searched_folder(const file_request& request) {
+  return request.data.value_or(generation_2010::default_data_dir);
+}
+
+bool is_from_catalogue(const file_decisions& decisions) {
+  return std::any_of(decisions.begin(), decisions.end(),
+                     [](const file_decision& one) { return one.origin == file_origin::catalogue; });
+}
+
+const char* text_of(file_origin origin) {
+  switch (origin) {
+    case file_origin::caller:
+      return "named";
+    case file_origin::catalogue:
+      return "in the catalogue";
+    case file_origin::scan:
+      return "its name fits";
+    case file_origin::start_candidate:
+      return "no name fits better";
+    case file_origin::previous:
+      return "edge: comes before the first";
+    case file_origin::next:
+      return "edge: comes behind the last";
+  }
+  return "";
+}
+
+const char* text_of(file_outcome outcome) {
+  switch (outcome) {
+    case file_outcome::taken:
+      return "";
+    case file_outcome::outside_period:
+      return "no events of the period";
+    case file_outcome::other_experiment:
+      return "of another experiment";
+    case file_outcome::not_closed:
+      return "not closed: it changed less than half a minute ago and may still be written";
+    case file_outcome::not_found:
+      return "not found, or not readable, in the data directories";
+  }
+  return "";
+}
+
+const char* key_of(file_origin origin) {
+  switch (origin) {
+    case file_origin::caller:
+      return "named";
+    case file_origin::catalogue:
+      return "catalogue";
+    case file_origin::scan:
+      return "scan";
+    case file_origin::start_candidate:
+      return "start_candidate";
+    case file_origin::previous:
+      return "edge_before";
+    case file_origin::next:
+      return "edge_behind";
+  }
+  return "";
+}
+
+const char* key_of(file_outcome outcome) {
+  switch (outcome) {
+    case file_outcome::taken:
+      return "taken";
+    case file_outcome::outside_period:
+      return "outside_period";
+    case file_outcome::other_experiment:
+      return "other_experiment";
+    case file_outcome::not_closed:
+      return "not_closed";
+    case file_outcome::not_found:
+      return "not_found";
+  }
+  return "";
+}
+
+std::size_t count(const file_decisions& decisions, file_outcome outcome) {
+  return static_cast<std::size_t>(
+      std::count_if(decisions.begin(), decisions.end(),
+                    [outcome](const file_decision& one) { return one.outcome == outcome; }));
+}
+
+// What the catalogue did for the request, as the end of a sentence.
+std::string catalogue_text(const file_request& request, const file_decisions& decisions) {
+  if (is_from_catalogue(decisions)) return "has the answer";
+  std::error_code error;
+  return fs::is_directory(request.catalogue, error) ? "has no answer" : "is not there";
+}
+
+// What the data directory did for the request that the catalogue could not answer.
+std::string data_text(const file_request& request) {
+  const std::string folder = searched_folder(request);
+  if (folder.find(':') != std::string::npos)
+    return fmt::format("{}: several folders are not searched by name; name one", folder);
+  std::error_code error;
+  fs::directory_iterator entries(folder, error);
+  if (error) return fmt::format("{}: {}", folder, error.message());
+  std::size_t raw_files = 0;
+  for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
+    time_stamp time{};
+    raw_files += get_time_from_file_name(entries->path().filename().c_str(), &time) == 0 ? 1 : 0;
+  }
+  return fmt::format("{}: searched by name among {} raw file{}", folder, raw_files,
+                     raw_files == 1 ? "" : "s");
+}
+
+// By the times in the names; a file that was met twice stands there once.
+file_decisions by_time(const file_decisions& decisions) {
+  using key = std::pair<std::uint32_t, std::string>;
+  std::map<key, file_decision> sorted;
+  for (const file_decision& one : decisions) {
+    time_stamp time{};
+    if (get_time_from_file_name(one.name.c_str(), &time) != 0) time = {};
+    sorted.try_emplace(key(time.timeup, one.name), one);
+  }
+  file_decisions in_order;
+  for (auto& [unused, one] : sorted) in_order.push_back(std::move(one));
+  return in_order;
+}
+
+std::string advice(const file_request& request, const file_decisions& decisions) {
+  if (count(decisions, file_outcome::not_closed) > 0)
+    return "wait half a minute, or name the files: named files are read at once";
+  if (count(decisions, file_outcome::not_found) > 0) return "say with --data where the files are now";
+  if (!request.data && !is_from_catalogue(decisions))
+    return "name a catalogue with --catalog (`ravo catalog build` makes one) or a folder with --data";
+  if (!request.runs && !is_from_catalogue(decisions))
+    return "by names alone, a period inside one file can be missed; a catalogue, which `ravo catalog "
+           "build` makes, "
+           "finds it";
+  return "`ravo catalog list` tells the runs of a catalogue, `ravo info FILE` the times of a file";
+}
+
+std::string why_nothing(const file_request& request, const file_decisions& decisions) {
+  constexpr std::size_t most_lines = 5;
+  std::string text = fmt::format("no files for {} of experiment {}, stream {}\n  catalogue {}: {}",
+                                 request.text(), request.experiment, request.stream, request.catalogue,
+                                 catalogue_text(request, decisions));
+  if (!is_from_catalogue(decisions)) text += "\n  folder " + data_text(request);
+  for (std::size_t i = 0; i < decisions.size() && i < most_lines; ++i)
+    text += fmt::format("\n  left out: {}: {}", decisions[i].name, text_of(decisions[i].outcome));
+  if (decisions.size() > most_lines) text += fmt::format("\n  and {} more", decisions.size() - most_lines);
+  return text + "\n" + advice(request, decisions);
+}
+
+}  // namespace
+
+std::string file_request::text() const {
+  if (!runs) return fmt::format("{} to {}", format_time(*from), format_time(*to));
+  return runs->first == runs->last ? fmt::format("run {}", runs->first)
+                                   : fmt::format("runs {} to {}", runs->first, runs->last);
+}
+
+void choose_files(ravo_daq_reader_2010& reader, const file_request& request, file_decisions& decisions,
+                  output& out) {
+  ravo_daq_request record = record_of(request, reader.request);
+  if (!request.data) lead_to_catalogued_folders(reader, request, record);
+  reader.decisions = &decisions;
+  const int status = reader.init(&record, nullptr);
+  // A first file that is refused is explained better by whoever looks into it next.
+  if (status == RAVO_DAQ_READER_OK || status == RAVO_DAQ_READER_BAD_FILE_FORMAT) return;
+  if (status == RAVO_DAQ_READER_FILES_NOT_FOUND) throw data_failure(why_nothing(request, decisions));
+  const std::string words = out.take_library_output();
+  throw data_failure(fmt::format("the reader refuses the request for {}: {} (status {}){}", request.text(),
+                                 reader.get_last_error(), status,
+                                 words.empty() ? "" : "\nthe library said:\n" + words));
+}
+
+file_decisions decide_files(const file_request& request, int debug, output& out) {
+  constexpr time_stamp latest{0xFFFFFFFFu, 999'999};
+  file_decisions decisions;
+  ravo_daq_reader_2010 reader;
+  reader.set_debug(debug);
+  choose_files(reader, request, decisions, out);
+  // What reading begins with: the window is set, and the files are trimmed to it.
+  const ravo_time_id from{0, request.from.value_or(time_stamp{})};
+  const ravo_time_id to{0, request.to.value_or(latest)};
+  reader.set_start_point(&from);
+  reader.set_stop_point(&to);
+  if (const int status = reader.check_request(); status != RAVO_DAQ_READER_OK)
+    throw data_failure(fmt::format("the reader refuses the request for {}: {} (status {})", request.text(),
+                                   reader.get_last_error(), status));
+  return decisions;
+}
+
+std::size_t count_other_streams(const std::vector<char*>& files, const std::string& stream) {
+  return static_cast<std::size_t>(std::count_if(files.begin(), files.end(), [&stream](const char* path) {
+    return fs::path(path).filename().string().find("_" + stream + "_") == std::string::npos;
+  }));
+}
+
+void print_decisions(const file_request& request, const file_decisions& decisions, output& out) {
+  fmt::print(out.file(), "{}{} of experiment {}, stream {}{}\n", out.bold(), request.text(),
+             request.experiment, request.stream, out.plain());
+  fmt::print(out.file(), "  catalogue {}: {}\n", request.catalogue, catalogue_text(request, decisions));
+  if (!is_from_catalogue(decisions)) fmt::print(out.file(), "  folder {}\n", data_text(request));
+  const file_decisions sorted = by_time(decisions);
+  std::size_t width = 0;
+  for (const file_decision& one : sorted) width = std::max(width, one.name.size());
+  out.print("\n");
+  for (const file_decision& one : sorted)
+    out.print_line(fmt::format("  {}  {:<{}}  {}{}{}", one.outcome == file_outcome::taken ? "read" : "-   ",
+                               one.name, width, text_of(one.origin),
+                               one.outcome == file_outcome::taken ? "" : "; ", text_of(one.outcome)));
+  const std::size_t taken = count(sorted, file_outcome::taken);
+  fmt::print(out.file(), "\n{} file{} to read, {} left out\n", taken, taken == 1 ? "" : "s",
+             sorted.size() - taken);
+}
+
+void print_decisions_json(const file_decisions& decisions, output& out) {
+  for (const file_decision& one : by_time(decisions))
+    out.print(json_line({{"file", one.name},
+                         {"read", one.outcome == file_outcome::taken},
+                         {"origin", key_of(one.origin)},
+                         {"outcome", key_of(one.outcome)}}));
+}
+
+}  // namespace ravo::tool
