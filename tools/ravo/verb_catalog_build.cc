@@ -47,8 +47,9 @@ void report(const catalogue::build_result& result, const catalog_build_options& 
     out.print(json_line(line));
     return;
   }
-  fmt::print(out.file(), "{}: {} files of {} runs, {} of them opened, {} still growing\n", asked.directory,
-             result.raw_files, result.runs, result.opened, result.growing);
+  fmt::print(out.file(), "{}: {} file{} of {} run{}, {} opened, {} still growing\n", asked.directory,
+             result.raw_files, result.raw_files == 1 ? "" : "s", result.runs, result.runs == 1 ? "" : "s",
+             result.opened, result.growing);
 }
 
 }  // namespace
@@ -68,8 +69,7 @@ void build_catalog(const catalog_build_options& asked, output& out) {
   report(result, asked, out);
   check_for_interrupt();
   if (result.problems.empty()) return;
-  throw data_failure(fmt::format("{}: the files named above ({}) are left out; all others are catalogued",
-                                 asked.directory, result.problems.size()));
+  throw data_failure(asked.directory + ": what is named above is left out; all else is in the catalogue");
 }
 
 }  // namespace ravo::tool

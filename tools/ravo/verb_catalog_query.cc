@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <charconv>
+#include <functional>
 #include <memory>
+#include <numeric>
 
 #include "failure.h"
 #include "json_lines.h"
@@ -111,28 +113,46 @@ std::pair<time_stamp, time_stamp> read_period(const catalog_query_options& asked
   return {from, to};
 }
 
-int find_runs(const catalog_query_options& asked, std::vector<ravo_root_xml_files*>& found) {
+// As a reader asks, which wants complete files; or all files.
+using search = std::function<int(std::vector<ravo_root_xml_files*>& found, int only_closed)>;
+
+search search_for_runs(const catalog_query_options& asked) {
   const run_range range = parse_runs(asked.runs);
-  std::vector<int> numbers;
-  for (int run = range.first;; ++run) {
-    numbers.push_back(run);
-    if (run == range.last) break;
-  }
-  std::vector<int*> runs;
-  for (int& number : numbers) runs.push_back(&number);
-  return get_files_for_runs(&runs, &found, asked.experiment.c_str(), asked.stream.c_str(),
-                            asked.directory.c_str(), asked.growing ? 0 : 1);
+  return [&asked, range](std::vector<ravo_root_xml_files*>& found, int only_closed) {
+    std::vector<int> numbers(static_cast<std::size_t>(range.last - range.first) + 1);
+    std::iota(numbers.begin(), numbers.end(), range.first);
+    std::vector<int*> runs;
+    for (int& number : numbers) runs.push_back(&number);
+    return get_files_for_runs(&runs, &found, asked.experiment.c_str(), asked.stream.c_str(),
+                              asked.directory.c_str(), only_closed);
+  };
 }
 
-int find_period(const catalog_query_options& asked, std::vector<ravo_root_xml_files*>& found) {
-  const auto [from, to] = read_period(asked);
-  return get_files_for_period(from.timeup, to.timeup, &found, asked.experiment.c_str(),
-                              asked.stream.c_str(), asked.directory.c_str(), asked.growing ? 0 : 1);
+search search_for_period(const catalog_query_options& asked) {
+  const auto limits = read_period(asked);
+  return [&asked, limits](std::vector<ravo_root_xml_files*>& found, int only_closed) {
+    return get_files_for_period(limits.first.timeup, limits.second.timeup, &found, asked.experiment.c_str(),
+                                asked.stream.c_str(), asked.directory.c_str(), only_closed);
+  };
 }
 
 std::string request_text(const catalog_query_options& asked) {
   return asked.runs.empty() ? fmt::format("from {} to {}", asked.period[0], asked.period[1])
                             : "of run " + asked.runs;
+}
+
+[[noreturn]] void fail_to_find(const catalog_query_options& asked, const search& find) {
+  std::string which = "files", hint;
+  if (!asked.growing) {
+    const answer growing(new std::vector<ravo_root_xml_files*>);
+    if (find(*growing, 0) == 0) {
+      which = "complete files";
+      hint = "; --growing gives those that may still grow";
+    }
+  }
+  throw data_failure(fmt::format("{}: the catalogue knows no {} {} of experiment {}, stream {}{}",
+                                 asked.directory, which, request_text(asked), asked.experiment,
+                                 asked.stream, hint));
 }
 
 }  // namespace
@@ -157,13 +177,12 @@ void list_catalog(const catalog_list_options& asked, output& out) {
 void query_catalog(const catalog_query_options& asked, output& out) {
   if (asked.runs.empty() == asked.period.empty())
     throw usage_failure("say what to find: --run N[-M] or --period TIME TIME");
+  const search find = asked.runs.empty() ? search_for_period(asked) : search_for_runs(asked);
   const answer found(new std::vector<ravo_root_xml_files*>);
-  const int status = asked.runs.empty() ? find_period(asked, *found) : find_runs(asked, *found);
+  const int status = find(*found, asked.growing ? 0 : 1);
   const std::string said = out.take_library_output();
   if (!said.empty()) fmt::print(stderr, "{}\n", said);
-  if (status != 0)
-    throw data_failure(fmt::format("{}: the catalogue knows no files {} of experiment {}, stream {}",
-                                   asked.directory, request_text(asked), asked.experiment, asked.stream));
+  if (status != 0) fail_to_find(asked, find);
   for (const ravo_root_xml_files* run : *found)
     for (const std::string* file : run->rfiles)
       out.print(asked.json ? json_line({{"file", *file}, {"catalogue", *run->xmlfile}}) : *file + "\n");
