@@ -1,0 +1,383 @@
+// Requests from end to end: files that the writer made, a catalogue built over them, and events that must be
+// those which the same files give when they are named one by one. And looks into single real files.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+
+#include "captured_output.h"
+#include "environment_variable.h"
+#include "ravo_daq_reader_2010.h"
+#include "ravo_run_catalogue_builder.h"
+#include "written_run.h"
+
+namespace ravo::test {
+namespace {
+
+/// Six files of twenty events, two seconds each, and the catalogue of them; made once for all tests.
+struct catalogued_run {
+  catalogued_run() : run(6, 20) {
+    catalogue::build_settings settings;
+    settings.raw_folder = run.folder().path().string();
+    settings.catalogue_directory = catalogue_folder.path().string();
+    settings.closed_after = -1;
+    const catalogue::build_result result = catalogue::build(settings, {});
+    if (!result.problems.empty() || result.runs != 1) throw std::runtime_error("no catalogue");
+  }
+  written_run run;
+  temporary_folder catalogue_folder;
+};
+const catalogued_run& the() {
+  static const catalogued_run made;
+  return made;
+}
+
+/// What a reader delivered: event numbers with the channels and bytes of each.
+using delivery = std::vector<std::string>;
+
+class Requests : public testing::Test {
+ protected:
+  Requests() {
+    std::strcpy(request.exp_name, "linac");
+    std::strcpy(request.stream_name, "main");
+    std::snprintf(request.cdir, sizeof request.cdir, "%s", the().catalogue_folder.path().c_str());
+    std::snprintf(request.ddir, sizeof request.ddir, "%s", the().run.folder().path().c_str());
+    request.time_diff = {0, 50000};
+    request.period = {1, {0, 100000}};
+    for (std::string& name : channel_names) {
+      entries_of_channels.push_back({name.data(), {}});
+    }
+    for (daq_channel_entry& entry : entries_of_channels) channels.push_back(&entry);
+  }
+  void ask_for_run() { request.run_first = request.run_last = 7; }
+  void ask_for_period(unsigned start, unsigned stop) {
+    request.start_time.time = {written_run::epoch + start, 0};
+    request.stop_time.time = {written_run::epoch + stop, 0};
+  }
+  void forget_catalogue() { std::strcpy(request.cdir, "/nowhere"); }
+  int init() {
+    captured_output captured;
+    const int status = reader.init(&request, &channels);
+    output = captured.stop();
+    return status;
+  }
+  delivery deliver(int expected_end = -3) {
+    EXPECT_EQ(reader.start(), 0) << reader.get_last_error();
+    delivery all;
+    std::vector<ravo_channel_entry_long*> entries;
+    int status = 0;
+    while (all.size() < 1000 && (status = reader.get_data(nullptr, &entries, 1)) == 0) {
+      std::string event = std::to_string(reader.current_event_id.event_number);
+      for (const ravo_channel_entry_long* entry : entries) {
+        const auto* head = reinterpret_cast<const ravo_serv_block_subhead_2010*>(entry->sbchdata[0].chhd);
+        event += std::string(" ") + head->chname + "=";
+        event.append(reinterpret_cast<const char*>(entry->sbchdata[0].data),
+                     static_cast<std::size_t>(head->ldata) - sizeof *head);
+      }
+      all.push_back(event);
+    }
+    EXPECT_EQ(status, expected_end);
+    return all;
+  }
+  /// What the files themselves give, cut by the same period.
+  delivery deliver_named_files() {
+    std::vector<std::string> texts = the().run.files();
+    std::vector<char*> paths;
+    for (std::string& text : texts) paths.push_back(text.data());
+    EXPECT_EQ(reader.init(&paths, &channels), 0);
+    reader.set_start_point(&request.start_time);
+    reader.set_stop_point(&request.stop_time);
+    delivery all = deliver();
+    reader.clean_up();
+    return all;
+  }
+
+  environment_variable take_all{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1"};
+  ravo_daq_request request{};
+  std::vector<std::string> channel_names{"BPM", "TOR:0", "HALF", "SLOW"};
+  std::vector<daq_channel_entry> entries_of_channels;
+  std::vector<daq_channel_entry*> channels;
+  ravo_daq_reader_2010 reader;
+  std::string output;
+};
+
+TEST_F(Requests, ARunFromTheCatalogueHasTheEventsOfItsFiles) {
+  const delivery expected = deliver_named_files();
+  ASSERT_GT(expected.size(), 90u);
+  ask_for_run();
+  ASSERT_EQ(init(), 0);
+  EXPECT_EQ(output, "");
+  EXPECT_EQ(reader.get_number_of_files(), 6);
+  EXPECT_EQ(deliver(), expected);
+}
+
+TEST_F(Requests, ARunByItsFilesNamesHasTheEventsOfItsFiles) {
+  const delivery expected = deliver_named_files();
+  forget_catalogue();
+  ask_for_run();
+  ASSERT_EQ(init(), 0);
+  EXPECT_FALSE(reader.found_from_run_catalogue);
+  EXPECT_EQ(reader.get_number_of_files(), 6);
+  EXPECT_EQ(deliver(), expected);
+}
+
+class PeriodsOfSeconds : public Requests, public testing::WithParamInterface<std::pair<unsigned, unsigned>> {};
+
+TEST_P(PeriodsOfSeconds, HaveTheEventsOfTheFilesEitherWay) {
+  ask_for_period(GetParam().first, GetParam().second);
+  const delivery expected = deliver_named_files();
+  ASSERT_FALSE(expected.empty());
+  ASSERT_EQ(init(), 0);
+  EXPECT_TRUE(reader.found_from_run_catalogue);
+  EXPECT_EQ(deliver(), expected) << "by period, from the catalogue";
+  ask_for_run();
+  ASSERT_EQ(init(), 0);
+  EXPECT_TRUE(reader.found_from_run_catalogue);
+  EXPECT_EQ(deliver(), expected) << "by run and period, from the catalogue";
+  forget_catalogue();
+  ASSERT_EQ(init(), 0) << output;
+  EXPECT_FALSE(reader.found_from_run_catalogue);
+  EXPECT_EQ(deliver(), expected) << "by run and period, by names";
+}
+
+// Names alone: here the order of the directory decides where the period lies within one file; where a file begins
+// in the period, it does not.
+TEST_P(PeriodsOfSeconds, HaveTheEventsOfTheFilesByNamesWhereAFileBeginsInThem) {
+  ask_for_period(GetParam().first, GetParam().second);
+  const delivery expected = deliver_named_files();
+  forget_catalogue();
+  ASSERT_EQ(init(), 0);
+  EXPECT_EQ(deliver(), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Periods, PeriodsOfSeconds,
+                         testing::Values(std::pair{0u, 100u}, std::pair{3u, 8u}, std::pair{5u, 6u},
+                                         std::pair{7u, 200u}, std::pair{1u, 2u}));
+
+TEST_F(Requests, APeriodInsideOneFileComesFromTheCatalogue) {
+  ask_for_period(4, 5);
+  request.start_time.time.timelow = 300000;
+  const delivery expected = deliver_named_files();
+  ASSERT_FALSE(expected.empty());
+  ASSERT_EQ(init(), 0);
+  EXPECT_EQ(deliver(), expected);
+}
+
+TEST_F(Requests, ASecondRequestOnAStartedReaderStartsOver) {
+  const delivery expected = deliver_named_files();
+  ask_for_run();
+  ASSERT_EQ(init(), 0);
+  ASSERT_EQ(reader.start(), 0);
+  std::vector<ravo_channel_entry_long*> entries;
+  ASSERT_EQ(reader.get_data(nullptr, &entries, 1), 0);
+  ASSERT_EQ(init(), 0);
+  EXPECT_EQ(deliver(), expected);
+}
+
+TEST_F(Requests, ARunThatNobodyKnowsIsNotFound) {
+  request.run_first = request.run_last = 8;
+  EXPECT_EQ(init(), -10);
+  EXPECT_STREQ(reader.get_last_error(), "Files not found");
+}
+
+TEST_F(Requests, AChannelThatNoFileKnowsIsNotFound) {
+  char name[] = "UNKNOWN";
+  daq_channel_entry unknown{name, {}};
+  channels = {&unknown};
+  ask_for_run();
+  EXPECT_EQ(init(), -5);
+  EXPECT_STREQ(reader.get_last_error(), "Channel not found");
+}
+
+/// A copy of the run's folder that a test may spoil.
+class SpoiledFiles : public Requests {
+ protected:
+  SpoiledFiles() {
+    for (const std::string& file : the().run.files()) {
+      paths.push_back(folder.file(std::filesystem::path(file).filename().string()));
+      std::filesystem::copy_file(file, paths.back());
+    }
+    std::snprintf(request.ddir, sizeof request.ddir, "%s", folder.path().c_str());
+    ask_for_run();
+  }
+  temporary_folder folder;
+  std::vector<std::string> paths;
+};
+
+TEST_F(SpoiledFiles, AFirstFileThatIsGoneBetweenListingAndOpeningIsABadFormat) {
+  std::filesystem::remove(paths.front());
+  EXPECT_EQ(init(), -9) << "taken without a look, because the environment says so";
+  EXPECT_STREQ(reader.get_last_error(), "Invalid file format");
+}
+
+TEST_F(SpoiledFiles, AFileThatIsGoneBetweenInitAndStartEndsTheDataThereWithAnError) {
+  ASSERT_EQ(init(), 0);
+  std::filesystem::remove(paths[5]);
+  captured_output quiet;
+  const delivery before = deliver(-6);
+  EXPECT_EQ(before.size(), 100u) << "the events of the five files before it";
+}
+
+TEST_F(SpoiledFiles, AnUnreadableFirstFileIsABadFormat) {
+  std::filesystem::resize_file(paths.front(), 100);
+  EXPECT_EQ(init(), -9);
+  std::filesystem::resize_file(paths.front(), 0);
+  forget_catalogue();
+  EXPECT_EQ(init(), -9);
+}
+
+TEST_F(SpoiledFiles, AnUnreadableEarlierFileIsToldAndPassedOverByTheScan) {
+  std::filesystem::resize_file(paths[0], 100);
+  forget_catalogue();
+  ask_for_period(7, 9);
+  ASSERT_EQ(init(), 0);
+  EXPECT_NE(output.find("Failed to get tables for: " + paths[0] + "\n"), std::string::npos);
+  EXPECT_NE(output.find("-**--->Found file " + std::filesystem::path(paths[3]).filename().string()),
+            std::string::npos)
+      << output;
+}
+
+TEST_F(SpoiledFiles, FilesWrittenAMomentAgoAreNotTakenYet) {
+  environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  EXPECT_EQ(init(), -10);
+  for (const std::string& path : paths)
+    EXPECT_NE(output.find("add_file() file " + path + " skipped (not closed)\n"), std::string::npos);
+}
+
+// ---- single files ---------------------------------------------------------------------------------
+
+class SingleFile : public Requests {
+ protected:
+  SingleFile() { reader.set_data_dir(the().run.folder().path().c_str()); }
+  const char* file() const { return the().run.files()[0].c_str(); }
+  template <class Call>
+  std::string output_of(Call call) {
+    captured_output captured;
+    call();
+    return captured.stop();
+  }
+  static int lines_with(const std::string& text, const std::string& part) {
+    std::istringstream in(text);
+    int count = 0;
+    for (std::string line; std::getline(in, line);) count += line.find(part) != std::string::npos;
+    return count;
+  }
+};
+
+TEST_F(SingleFile, ItsChannelsAreCountedAndNamed) {
+  int count = 0;
+  ASSERT_EQ(reader.get_number_of_channels(file(), &count, 0), 0);
+  EXPECT_EQ(count, 7);
+  EXPECT_EQ(reader.get_number_of_files(), 0);
+  std::vector<std::string> names;
+  for (int i = 0; i < count; ++i) names.push_back(reader.get_channel_name(i, nullptr, nullptr, nullptr));
+  EXPECT_EQ(std::set<std::string>(names.begin(), names.end()),
+            (std::set<std::string>{"BPM", "TOR", "RF", "GROW", "HALF", "SLOW", "IDLE"}));
+}
+
+TEST_F(SingleFile, MayBeNamedWithoutItsDirectory) {
+  int count = 0;
+  const std::string name = std::filesystem::path(file()).filename().string();
+  EXPECT_EQ(reader.get_number_of_channels(name.c_str(), &count, 1), 0);
+  EXPECT_EQ(count, 7);
+}
+
+TEST_F(SingleFile, ItsDictionaryIsPrinted) {
+  const std::string text = output_of([&] { reader.print_all_channels(file()); });
+  EXPECT_EQ(lines_with(text, "channel dictionary: 7 channels"), 1);
+  EXPECT_EQ(lines_with(text, "\"BPM\"  key "), 1);
+  EXPECT_EQ(lines_with(text, "  events 16"), 4) << text;
+}
+
+TEST_F(SingleFile, WithoutDescriptionsThereAreNoData) {
+  std::vector<chan_descr_2010*> found;
+  EXPECT_EQ(reader.fill_chan_descr(file(), &found), -1);
+}
+
+TEST_F(SingleFile, ItsDescriptionsCarryTheCountsOfItsEvents) {
+  temporary_folder folder;
+  ravo_daq_writer_2010 writer;
+  ravo_daq_writer_settings settings;
+  settings.folder = folder.path().string();
+  ASSERT_EQ(writer.open(settings), 0);
+  for (const char* name : {"ONE", "TWO", "NONE"}) {
+    chan_descr_2010 description{};
+    description.count = 99;
+    ravo_daq_writer_channel channel;
+    channel.name = name;
+    channel.dtype = RAVO_BLOCK_1CHAN_2010;
+    channel.description = &description;
+    ASSERT_GE(writer.add_channel(channel), 0);
+  }
+  for (const int number : {1, 2}) {
+    ravo_daq_writer_event event;
+    event.event_number = static_cast<unsigned>(number);
+    event.event_type = RAVO_EV_NORMAL;
+    event.time = {written_run::epoch, static_cast<unsigned>(number)};
+    ASSERT_EQ(writer.begin_event(event), 0);
+    ravo_daq_writer_server_block server;
+    server.server = "SERVER";
+    ASSERT_EQ(writer.begin_server_block(server), 0);
+    const std::string data = written_run::spectrum(1, 3, 1);
+    for (int channel = number - 1; channel < 2; ++channel)
+      ASSERT_EQ(writer.add_data(channel, data.data(), data.size()), 0);
+    ASSERT_EQ(writer.end_event(), 0);
+  }
+  ASSERT_EQ(writer.close(), 0);
+  std::vector<chan_descr_2010*> found;
+  ASSERT_EQ(reader.fill_chan_descr(writer.get_files().at(0).c_str(), &found), 0);
+  std::map<std::string, int> counts;
+  for (const chan_descr_2010* one : found) counts[one->prop_name] = one->count;
+  EXPECT_EQ(counts, (std::map<std::string, int>{{"ONE", 1}, {"TWO", 2}, {"NONE", 0}}));
+  EXPECT_EQ(reader.get_descr_list()->size(), 3u) << "they are the reader's";
+}
+
+TEST_F(SingleFile, ItsEventIndexIsPrinted) {
+  const std::string all = output_of([&] { EXPECT_EQ(reader.print_event_index_table(file(), -1), 0); });
+  EXPECT_EQ(lines_with(all, "event index entry:"), 2);
+  EXPECT_EQ(lines_with(all, "] event "), 20);
+  const std::string updates = output_of([&] { reader.print_event_index_table(file(), RAVO_EV_UPD); });
+  EXPECT_EQ(lines_with(updates, "] event "), 4);
+  EXPECT_EQ(lines_with(updates, "] event 5  time 2025-01-01T00:00:00.500000Z"), 1) << updates;
+}
+
+TEST_F(SingleFile, TheHeadersAndDataOfAChannelArePrinted) {
+  const std::string events = output_of([&] { reader.print_channel_event_headers(file(), "HALF"); });
+  EXPECT_EQ(lines_with(events, "EVENT HEADERS"), 1);
+  EXPECT_EQ(lines_with(events, "event header: event "), 8);
+  const std::string servers = output_of([&] { reader.print_channel_server_block_headers(file(), "HALF"); });
+  EXPECT_EQ(lines_with(servers, "server block: server \"SERVER\""), 8);
+  const std::string heads = output_of([&] { reader.print_channel_channel_headers(file(), "HALF"); });
+  EXPECT_EQ(lines_with(heads, "channel block: channel \"HALF\""), 8);
+  const std::string data = output_of([&] { reader.print_channel_channel(file(), "HALF"); });
+  EXPECT_EQ(lines_with(data, "2 values"), 8) << data;
+  EXPECT_EQ(reader.get_number_of_files(), 0);
+}
+
+TEST_F(SingleFile, AChannelWithoutEventsPrintsNoneAndDoesNotHang) {
+  const std::string text = output_of([&] { reader.print_channel_event_headers(file(), "IDLE"); });
+  EXPECT_EQ(lines_with(text, "event header:"), 0);
+}
+
+TEST_F(SingleFile, AChannelThatIsNotThereIsTold) {
+  EXPECT_EQ(output_of([&] { reader.print_channel_channel(file(), "UNKNOWN"); }),
+            std::string("ravo_daq_reader_2010::print_channel_event_headers() channel: UNKNOWN not found in file: ") +
+                file() + "\n");
+}
+
+TEST_F(SingleFile, ALookIntoAFileDoesNotHinderARequest) {
+  const delivery expected = deliver_named_files();
+  reader.set_data_dir(the().run.folder().path().c_str());
+  output_of([&] { reader.print_channel_channel(file(), "RF"); });
+  ask_for_run();
+  ASSERT_EQ(init(), 0);
+  EXPECT_EQ(deliver(), expected);
+}
+
+}  // namespace
+}  // namespace ravo::test
