@@ -1,5 +1,6 @@
-// The small file cut short at every length and with every word overwritten: each table operation
-// returns, and each table that it yields is what the bytes at its place say and lies clear of the rest.
+// The small file of each generation cut short at every length and with every word overwritten: each table
+// operation returns, and each table that it yields is what the bytes at its place say and lies clear of the
+// rest.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -34,9 +35,13 @@ void expect_words(const bytes& file, extent place, const void* table, bool is_te
 
 bool nowhere(std::size_t) { return false; }
 bool behind_the_head(std::size_t i) { return i >= 8; }
-bool in_a_name(std::size_t i) { return i >= 8 && (i - 8) % 272 >= 4 && (i - 8) % 272 < 260; }
+template <class generation>
+bool in_a_name(std::size_t i) {
+  const std::size_t in_entry = (i - 8) % generation::dictionary_entry;
+  return i >= 8 && in_entry >= 4 && in_entry < 4 + generation::dictionary_name;
+}
 
-std::uint64_t index_length(const ravo_event_index_table_2010& table) {
+std::uint64_t index_length(const ravo_event_index_table& table) {
   std::uint64_t length = 8;
   const auto* entry = table.event_index_entry();
   for (int i = 0; i < table.nevent_types; ++i, entry = entry->next())
@@ -60,7 +65,8 @@ std::uint64_t length_of(const T& table) {
 }
 
 // How many of the seven operations accepted the file.
-int check_all_tables(const open_file& file, const bytes& content) {
+template <class generation>
+int check_all_tables(const open_file<generation>& file, const bytes& content) {
   const auto reference = file.reference();
   EXPECT_EQ(reference.status == 0, reference.content != nullptr);
   if (reference.status != 0) return 0;
@@ -79,7 +85,7 @@ int check_all_tables(const open_file& file, const bytes& content) {
   const auto dictionary = file.dictionary(ref);
   if (dictionary.status == 0) {
     places.push_back({ref.cdt_ref, length_of(*dictionary.content)});
-    expect_words(content, places.back(), dictionary.content.get(), in_a_name);
+    expect_words(content, places.back(), dictionary.content.get(), in_a_name<generation>);
     ++accepted;
   } else {
     EXPECT_EQ(dictionary.content, nullptr);
@@ -95,7 +101,7 @@ int check_all_tables(const open_file& file, const bytes& content) {
     if (listed.status == 0) {
       const std::uint32_t maxev = static_cast<std::uint32_t>(listed.content->maxev);
       EXPECT_EQ(listed.content->length, static_cast<std::int32_t>(12 + 2 * maxev * 16));
-      const int row = ravo_find_channel_by_name_2010(dictionary.content.get(), "LINAC/NOTE", nullptr);
+      const int row = generation::find_channel(dictionary.content.get(), "LINAC/NOTE", nullptr);
       EXPECT_GE(row, 0);
       for (std::uint32_t i = 0; row >= 0 && i < maxev; ++i) {
         EXPECT_EQ(listed.content->chptr()[i].chhd, 0u);
@@ -123,16 +129,20 @@ int check_all_tables(const open_file& file, const bytes& content) {
 
 constexpr int all_operations = 7;
 
-TEST(Damage, NothingIsRefusedInTheUndamagedFile) {
-  const small_file small = build_small_file();
-  const open_file file(small.content);
+template <class generation>
+class Damage : public testing::Test {};
+TYPED_TEST_SUITE(Damage, generations, generation_name);
+
+TYPED_TEST(Damage, NothingIsRefusedInTheUndamagedFile) {
+  const small_file small = build_small_file<TypeParam>();
+  const open_file<TypeParam> file(small.content);
   EXPECT_EQ(check_all_tables(file, small.content), all_operations);
 }
 
 // What a crash of a writer leaves: its last word then is some word of the file's middle.
-TEST(Damage, EveryTruncationIsRefused) {
-  const small_file small = build_small_file();
-  open_file file(small.content);
+TYPED_TEST(Damage, EveryTruncationIsRefused) {
+  const small_file small = build_small_file<TypeParam>();
+  open_file<TypeParam> file(small.content);
   for (std::size_t length = 0; length < small.content.size(); ++length) {
     bytes cut = small.content;
     cut.resize(length);
@@ -142,9 +152,9 @@ TEST(Damage, EveryTruncationIsRefused) {
 }
 
 // The same, but the tail was written: the tables themselves are what is missing.
-TEST(Damage, EveryTruncationUnderAGoodTailLeavesOnlyRightTables) {
-  const small_file small = build_small_file();
-  open_file file(small.content);
+TYPED_TEST(Damage, EveryTruncationUnderAGoodTailLeavesOnlyRightTables) {
+  const small_file small = build_small_file<TypeParam>();
+  open_file<TypeParam> file(small.content);
   for (std::size_t length = 0; length + 172 < small.content.size(); ++length) {
     bytes cut = small.content;
     cut.resize(length);
@@ -155,9 +165,9 @@ TEST(Damage, EveryTruncationUnderAGoodTailLeavesOnlyRightTables) {
   }
 }
 
-TEST(Damage, EveryOverwrittenWordGivesRightTablesOrNone) {
-  const small_file small = build_small_file();
-  open_file file(small.content);
+TYPED_TEST(Damage, EveryOverwrittenWordGivesRightTablesOrNone) {
+  const small_file small = build_small_file<TypeParam>();
+  open_file<TypeParam> file(small.content);
   int refused = 0;
   for (std::size_t at = small.event_headers; at + 4 <= small.content.size(); at += 4) {
     const std::array<std::uint32_t, 9> values = {0,
@@ -175,7 +185,7 @@ TEST(Damage, EveryOverwrittenWordGivesRightTablesOrNone) {
       file.write(damaged);
       SCOPED_TRACE("offset " + std::to_string(at) + " value " + std::to_string(value));
       if (check_all_tables(file, damaged) < all_operations) ++refused;
-      if (HasFatalFailure()) return;
+      if (this->HasFatalFailure()) return;
     }
   }
   // Heads, counts and references are refused; names, times and offsets into baskets are not judged.
@@ -183,9 +193,9 @@ TEST(Damage, EveryOverwrittenWordGivesRightTablesOrNone) {
 }
 
 // Two words at once reach what one cannot: a length that fits a wrong count, a moved table.
-TEST(Damage, EveryPairOfOverwrittenReferencesGivesRightTablesOrNone) {
-  const small_file small = build_small_file();
-  open_file file(small.content);
+TYPED_TEST(Damage, EveryPairOfOverwrittenReferencesGivesRightTablesOrNone) {
+  const small_file small = build_small_file<TypeParam>();
+  open_file<TypeParam> file(small.content);
   const std::array<std::uint32_t, 5> values = {0, small.event_index, small.dictionary, small.pointers,
                                                small.environment};
   for (std::size_t first = 8; first < 168; first += 4)
@@ -195,7 +205,7 @@ TEST(Damage, EveryPairOfOverwrittenReferencesGivesRightTablesOrNone) {
         damaged.set_u32(small.reference + first, value).set_u32(small.reference + second, value);
         file.write(damaged);
         check_all_tables(file, damaged);
-        if (HasFatalFailure()) return;
+        if (this->HasFatalFailure()) return;
       }
 }
 

@@ -9,16 +9,19 @@
 #include <string_view>
 
 #include "bytes.h"
-#include "ravo_raw_format.h"
+#include "generations.h"
 
 namespace ravo::test {
 
+template <class generation>
 class decoded_block {
  public:
+  using subhead = typename generation::subhead_record;
+
   /// A name that fills its field has no terminating zero.
   decoded_block(std::string_view name, std::int32_t dtype, const bytes& host_data)
-      : size_(sizeof(ravo_serv_block_subhead_2010) + host_data.size()), memory_(new unsigned char[size_]) {
-    ravo_serv_block_subhead_2010 head{};
+      : size_(sizeof(subhead) + host_data.size()), memory_(new unsigned char[size_]) {
+    subhead head{};
     std::memcpy(head.chname, name.data(), std::min(name.size(), sizeof head.chname));
     head.dtype = dtype;
     head.ldata = static_cast<std::int32_t>(size_);
@@ -26,10 +29,8 @@ class decoded_block {
     if (host_data.size() > 0) std::memcpy(memory_.get() + sizeof head, host_data.data(), host_data.size());
   }
 
-  ravo_serv_block_subhead_2010* get() {
-    return reinterpret_cast<ravo_serv_block_subhead_2010*>(memory_.get());
-  }
-  const unsigned char* data() const { return memory_.get() + sizeof(ravo_serv_block_subhead_2010); }
+  subhead* get() { return reinterpret_cast<subhead*>(memory_.get()); }
+  const unsigned char* data() const { return memory_.get() + sizeof(subhead); }
 
  private:
   std::size_t size_;

@@ -46,11 +46,11 @@ bytes documented_bytes() {
 }
 
 TEST(DocumentedFile, HasTheBytesThatWerePutTogetherByHand) {
-  EXPECT_EQ(documented_bytes().vector(), build_small_file().content.vector());
+  EXPECT_EQ(documented_bytes().vector(), build_small_file<current>().content.vector());
 }
 
 TEST(DocumentedFile, IsLoadedByTheTableOperations) {
-  const open_file file(documented_bytes());
+  const open_file<current> file(documented_bytes());
   const auto reference = file.reference();
   ASSERT_EQ(reference.status, 0);
   EXPECT_EQ(file.event_index(*reference.content).status, 0);
@@ -70,7 +70,7 @@ TEST(DocumentedFile, IsLoadedByTheTableOperations) {
 }
 
 TEST(DocumentedFile, HasTheStatedOffsets) {
-  const small_file small = build_small_file();
+  const small_file small = build_small_file<current>();
   const std::string text = page();
   const std::pair<std::uint32_t, const char*> parts[] = {
       {small.bpm_basket, "channel basket of `LINAC/BPM1`, 616 bytes"},

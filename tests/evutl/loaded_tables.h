@@ -14,16 +14,17 @@
 
 namespace ravo::test {
 
+template <class generation>
 class Tables : public testing::Test {
  protected:
   void open() {
-    file_ = std::make_unique<open_file>(small.content);
+    file_ = std::make_unique<open_file<generation>>(small.content);
     auto loaded = file_->reference();
     ASSERT_EQ(loaded.status, 0);
     reference_ = std::move(loaded.content);
   }
-  const open_file& file() { return *file_; }
-  const ravo_file_reference_table_2010& reference() { return *reference_; }
+  const open_file<generation>& file() { return *file_; }
+  const ravo_file_reference_table& reference() { return *reference_; }
 
   /// Puts another event index behind everything else: one entry without events for each type.
   void replace_index(std::initializer_list<std::int32_t> types) {
@@ -35,12 +36,14 @@ class Tables : public testing::Test {
     small.content.u32(small.reference);
   }
 
-  small_file small = build_small_file();
+  small_file small = build_small_file<generation>();
 
  private:
-  std::unique_ptr<open_file> file_;
-  table<ravo_file_reference_table_2010> reference_;
+  std::unique_ptr<open_file<generation>> file_;
+  table<ravo_file_reference_table> reference_;
 };
+
+TYPED_TEST_SUITE(Tables, generations, generation_name);
 
 }  // namespace ravo::test
 

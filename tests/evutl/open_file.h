@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "bytes.h"
+#include "generations.h"
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
 
@@ -31,8 +32,11 @@ struct loaded {
   table<T> content;
 };
 
+template <class generation>
 class open_file {
  public:
+  using dictionary_table = typename generation::dictionary_table;
+
   explicit open_file(const bytes& content) : fd_(memfd_create("ravo_test", 0)) {
     if (fd_ < 0) throw std::runtime_error("no memory file");
     write(content);
@@ -51,56 +55,53 @@ class open_file {
   int fd() const { return fd_; }
   long length() const { return length_; }
 
-  loaded<ravo_file_reference_table_2010> reference() const {
-    ravo_file_reference_table_2010* result = nullptr;
+  loaded<ravo_file_reference_table> reference() const {
+    ravo_file_reference_table* result = nullptr;
     if (length_ < 4) {
       const unsigned char nothing[4] = {};
-      const int status = get_ravo_file_reference_table_m_2010(nothing, length_, length_, fd_, &result);
-      return {status, table<ravo_file_reference_table_2010>(result)};
+      const int status = generation::get_reference(nothing, length_, length_, fd_, &result);
+      return {status, table<ravo_file_reference_table>(result)};
     }
     long rem = 0;
     const long aligned = ravo_get_page_offset(length_, length_ - 4, &rem);
     const std::size_t size = static_cast<std::size_t>(length_ - aligned);
     void* tail = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd_, aligned);
     if (tail == MAP_FAILED) throw std::runtime_error("cannot map the tail");
-    const int status = get_ravo_file_reference_table_m_2010(static_cast<const unsigned char*>(tail),
-                                                            static_cast<long>(size), length_, fd_, &result);
+    const int status = generation::get_reference(static_cast<const unsigned char*>(tail),
+                                                 static_cast<long>(size), length_, fd_, &result);
     munmap(tail, size);
-    return {status, table<ravo_file_reference_table_2010>(result)};
+    return {status, table<ravo_file_reference_table>(result)};
   }
 
-  loaded<ravo_event_index_table_2010> event_index(const ravo_file_reference_table_2010& reference) const {
-    return load<ravo_event_index_table_2010>(ravo_get_event_index_table_m_2010, reference);
+  loaded<ravo_event_index_table> event_index(const ravo_file_reference_table& reference) const {
+    return load<ravo_event_index_table>(generation::get_event_index, reference);
   }
-  loaded<ravo_chan_dictionary_table_2010> dictionary(
-      const ravo_file_reference_table_2010& reference) const {
-    return load<ravo_chan_dictionary_table_2010>(ravo_get_channel_dictionary_table_m_2010, reference);
+  loaded<dictionary_table> dictionary(const ravo_file_reference_table& reference) const {
+    return load<dictionary_table>(generation::get_dictionary, reference);
   }
-  loaded<ravo_event_chan_pointers_table> pointers(const ravo_file_reference_table_2010& reference) const {
-    return load<ravo_event_chan_pointers_table>(ravo_get_event_chan_pointers_table_m_2010, reference);
+  loaded<ravo_event_chan_pointers_table> pointers(const ravo_file_reference_table& reference) const {
+    return load<ravo_event_chan_pointers_table>(generation::get_pointers, reference);
   }
-  loaded<ravo_env_dictionary_table_2010> environment(
-      const ravo_file_reference_table_2010& reference) const {
-    return load<ravo_env_dictionary_table_2010>(ravo_get_env_index_dictionary_table_m_2010, reference);
+  loaded<ravo_env_dictionary_table> environment(const ravo_file_reference_table& reference) const {
+    return load<ravo_env_dictionary_table>(generation::get_environment, reference);
   }
-  loaded<ravo_xml_chan_descr_header_2010> descriptions(
-      const ravo_file_reference_table_2010& reference) const {
-    return load<ravo_xml_chan_descr_header_2010>(ravo_get_chan_descr_table_m_2010, reference);
+  loaded<ravo_xml_chan_descr_header> descriptions(const ravo_file_reference_table& reference) const {
+    return load<ravo_xml_chan_descr_header>(generation::get_descriptions, reference);
   }
-  loaded<ravo_event_chan_pointers_table> pointers_by_list(const ravo_file_reference_table_2010& reference,
-                                                          const ravo_chan_dictionary_table_2010& dictionary,
+  loaded<ravo_event_chan_pointers_table> pointers_by_list(const ravo_file_reference_table& reference,
+                                                          const dictionary_table& dictionary,
                                                           std::vector<std::string> names) const {
     std::vector<char*> list;
     for (std::string& name : names) list.push_back(name.data());
     ravo_event_chan_pointers_table* result = nullptr;
-    const int status = ravo_get_event_chan_pointers_table_by_list_m_2010(length_, &reference, fd_, &list,
-                                                                         &dictionary, &result);
+    const int status =
+        generation::get_pointers_by_list(length_, &reference, fd_, &list, &dictionary, &result);
     return {status, table<ravo_event_chan_pointers_table>(result)};
   }
 
  private:
   template <class T, class Operation>
-  loaded<T> load(Operation operation, const ravo_file_reference_table_2010& reference) const {
+  loaded<T> load(Operation operation, const ravo_file_reference_table& reference) const {
     T* result = nullptr;
     const int status = operation(length_, &reference, fd_, &result);
     return {status, table<T>(result)};

@@ -13,13 +13,17 @@ namespace {
 
 using namespace ravo::test;
 
+template <class generation>
+class ReferenceTableRefusals : public testing::Test {};
+TYPED_TEST_SUITE(ReferenceTableRefusals, generations, generation_name);
+
 struct reference_damage {
   const char* what;
   std::function<void(small_file&)> apply;
   int status;
 };
 
-TEST(ReferenceTable, IsRefusedWhenTheTailOrTheTableIsWrong) {
+TYPED_TEST(ReferenceTableRefusals, IsRefusedWhenTheTailOrTheTableIsWrong) {
   const reference_damage cases[] = {
       {"tail 0", [](small_file& f) { f.content.set_u32(f.tail(), 0); }, RAVO_TABLE_ABSENT},
       {"tail behind the file", [](small_file& f) { f.content.set_u32(f.tail(), f.tail() + 4); },
@@ -32,7 +36,12 @@ TEST(ReferenceTable, IsRefusedWhenTheTailOrTheTableIsWrong) {
        RAVO_TABLE_OUT_OF_FILE},
       {"tail at another table", [](small_file& f) { f.content.set_u32(f.tail(), f.dictionary); },
        RAVO_TABLE_WRONG_PATTERN},
-      {"pattern", [](small_file& f) { f.content.set_u32(f.reference, 0xfefafaf2); },
+      {"the other generation's pattern",
+       [](small_file& f) {
+         f.content.set_u32(f.reference, 0xfefafaf3u ^ 0xfeafeaf3u ^ TypeParam::reference_marker);
+       },
+       RAVO_TABLE_WRONG_PATTERN},
+      {"pattern", [](small_file& f) { f.content.set_u32(f.reference, TypeParam::reference_marker - 1); },
        RAVO_TABLE_WRONG_PATTERN},
       {"length 164", [](small_file& f) { f.content.set_u32(f.reference + 4, 164); },
        RAVO_TABLE_WRONG_LENGTH},
@@ -47,30 +56,30 @@ TEST(ReferenceTable, IsRefusedWhenTheTailOrTheTableIsWrong) {
        [](small_file& f) { f.content.set_u32(f.reference + 156, f.reference + 167); }, RAVO_TABLE_OVERLAP},
   };
   for (const reference_damage& damage : cases) {
-    small_file small = build_small_file();
+    small_file small = build_small_file<TypeParam>();
     damage.apply(small);
-    const open_file file(small.content);
+    const open_file<TypeParam> file(small.content);
     const auto reference = file.reference();
     EXPECT_EQ(reference.status, damage.status) << damage.what;
     EXPECT_EQ(reference.content, nullptr) << damage.what;
   }
 }
 
-TEST(ReferenceTable, IsRefusedInAFileOfLessThanFourBytes) {
+TYPED_TEST(ReferenceTableRefusals, IsRefusedInAFileOfLessThanFourBytes) {
   bytes content;
   for (int length = 0; length < 4; ++length) {
-    const open_file file(content);
+    const open_file<TypeParam> file(content);
     EXPECT_EQ(file.reference().status, RAVO_TABLE_TOO_SHORT) << length;
     content.fill(1);
   }
 }
 
-TEST(ReferenceTable, IsRefusedWithoutArguments) {
-  ravo_file_reference_table_2010* table = nullptr;
+TYPED_TEST(ReferenceTableRefusals, IsRefusedWithoutArguments) {
+  ravo_file_reference_table* table = nullptr;
   const unsigned char tail[4] = {};
-  EXPECT_EQ(get_ravo_file_reference_table_m_2010(nullptr, 4, 4, -1, &table), RAVO_TABLE_INVALID_ARGUMENT);
-  EXPECT_EQ(get_ravo_file_reference_table_m_2010(tail, 4, 4, -1, nullptr), RAVO_TABLE_INVALID_ARGUMENT);
-  EXPECT_EQ(get_ravo_file_reference_table_m_2010(tail, 4, 3, -1, &table), RAVO_TABLE_INVALID_ARGUMENT);
+  EXPECT_EQ(TypeParam::get_reference(nullptr, 4, 4, -1, &table), RAVO_TABLE_INVALID_ARGUMENT);
+  EXPECT_EQ(TypeParam::get_reference(tail, 4, 4, -1, nullptr), RAVO_TABLE_INVALID_ARGUMENT);
+  EXPECT_EQ(TypeParam::get_reference(tail, 4, 3, -1, &table), RAVO_TABLE_INVALID_ARGUMENT);
 }
 
 enum class which { index, dictionary, pointers, environment, descriptions };
@@ -83,7 +92,7 @@ struct table_damage {
 };
 
 // Damage that the reference table cannot know of: each operation has to find it in its own table.
-TEST_F(Tables, AreRefusedWhenDamaged) {
+TYPED_TEST(Tables, AreRefusedWhenDamaged) {
   using f = small_file&;
   const table_damage cases[] = {
       {"no index", which::index, [](f s) { s.content.set_u32(s.reference + 8, 0); }, RAVO_TABLE_ABSENT},
@@ -125,17 +134,21 @@ TEST_F(Tables, AreRefusedWhenDamaged) {
       {"dictionary length 7", which::dictionary, [](f s) { s.content.set_i32(s.dictionary + 4, 7); },
        RAVO_TABLE_WRONG_LENGTH},
       {"dictionary with half an entry", which::dictionary,
-       [](f s) { s.content.set_i32(s.dictionary + 4, 8 + 136); }, RAVO_TABLE_WRONG_LENGTH},
+       [](f s) { s.content.set_i32(s.dictionary + 4, 8 + TypeParam::dictionary_entry / 2); },
+       RAVO_TABLE_WRONG_LENGTH},
       {"dictionary over the pointers", which::dictionary,
-       [](f s) { s.content.set_i32(s.dictionary + 4, 8 + 3 * 272); }, RAVO_TABLE_OVERLAP},
+       [](f s) { s.content.set_i32(s.dictionary + 4, 8 + 3 * TypeParam::dictionary_entry); },
+       RAVO_TABLE_OVERLAP},
       {"dictionary longer than the file", which::dictionary,
-       [](f s) { s.content.set_i32(s.dictionary + 4, 8 + 272 * 100000); }, RAVO_TABLE_OUT_OF_FILE},
+       [](f s) { s.content.set_i32(s.dictionary + 4, 8 + 100000 * TypeParam::dictionary_entry); },
+       RAVO_TABLE_OUT_OF_FILE},
       {"channel name without an end", which::dictionary,
        [](f s) {
          for (std::size_t i = 0; i < 64; ++i) s.content.set_u32(s.dictionary + 12 + 4 * i, 0x41414141);
        },
        RAVO_TABLE_WRONG_ENTRY},
-      {"negative count", which::dictionary, [](f s) { s.content.set_i32(s.dictionary + 8 + 268, -1); },
+      {"negative count", which::dictionary,
+       [](f s) { s.content.set_i32(s.dictionary + 8 + TypeParam::dictionary_entry - 4, -1); },
        RAVO_TABLE_WRONG_ENTRY},
       {"two tables at one place", which::dictionary,
        [](f s) { s.content.set_u32(s.reference + 152, s.dictionary); }, RAVO_TABLE_OVERLAP},
@@ -159,7 +172,8 @@ TEST_F(Tables, AreRefusedWhenDamaged) {
        RAVO_TABLE_WRONG_LENGTH},
       {"maxev too large", which::pointers, [](f s) { s.content.set_i32(s.pointers + 8, 0x7fffffff); },
        RAVO_TABLE_WRONG_LENGTH},
-      {"count beyond the row", which::pointers, [](f s) { s.content.set_i32(s.dictionary + 8 + 268, 3); },
+      {"count beyond the row", which::pointers,
+       [](f s) { s.content.set_i32(s.dictionary + 8 + TypeParam::dictionary_entry - 4, 3); },
        RAVO_TABLE_WRONG_ENTRY},
       {"no dictionary for the pointers", which::pointers, [](f s) { s.content.set_u32(s.dictionary, 0); },
        RAVO_TABLE_WRONG_PATTERN},
@@ -183,9 +197,9 @@ TEST_F(Tables, AreRefusedWhenDamaged) {
        RAVO_TABLE_OUT_OF_FILE},
   };
   for (const table_damage& damage : cases) {
-    small = build_small_file();
-    damage.apply(small);
-    open();
+    this->small = build_small_file<TypeParam>();
+    damage.apply(this->small);
+    this->open();
     int status = 0;
     const void* content = nullptr;
     const auto keep = [&](const auto& loaded) {
@@ -194,19 +208,19 @@ TEST_F(Tables, AreRefusedWhenDamaged) {
     };
     switch (damage.table) {
       case which::index:
-        keep(file().event_index(reference()));
+        keep(this->file().event_index(this->reference()));
         break;
       case which::dictionary:
-        keep(file().dictionary(reference()));
+        keep(this->file().dictionary(this->reference()));
         break;
       case which::pointers:
-        keep(file().pointers(reference()));
+        keep(this->file().pointers(this->reference()));
         break;
       case which::environment:
-        keep(file().environment(reference()));
+        keep(this->file().environment(this->reference()));
         break;
       case which::descriptions:
-        keep(file().descriptions(reference()));
+        keep(this->file().descriptions(this->reference()));
         break;
     }
     EXPECT_EQ(status, damage.status) << damage.what;
@@ -214,91 +228,94 @@ TEST_F(Tables, AreRefusedWhenDamaged) {
   }
 }
 
-TEST_F(Tables, PointersByListAreRefusedOnlyForTheListedChannelsCount) {
-  small.content.set_i32(small.dictionary + 8 + 272 + 268, 3);
-  open();
-  const auto dictionary = file().dictionary(reference());
+TYPED_TEST(Tables, PointersByListAreRefusedOnlyForTheListedChannelsCount) {
+  this->small.content.set_i32(this->small.dictionary + 8 + 2 * TypeParam::dictionary_entry - 4, 3);
+  this->open();
+  const auto dictionary = this->file().dictionary(this->reference());
   ASSERT_EQ(dictionary.status, 0);
-  EXPECT_EQ(file().pointers_by_list(reference(), *dictionary.content, {"LINAC/BPM1"}).status, 0);
-  EXPECT_EQ(file().pointers_by_list(reference(), *dictionary.content, {"LINAC/NOTE"}).status,
+  EXPECT_EQ(this->file().pointers_by_list(this->reference(), *dictionary.content, {"LINAC/BPM1"}).status,
+            0);
+  EXPECT_EQ(this->file().pointers_by_list(this->reference(), *dictionary.content, {"LINAC/NOTE"}).status,
             RAVO_TABLE_WRONG_ENTRY);
 }
 
-TEST_F(Tables, AreRefusedWhenTheDescriptorCannotBeRead) {
-  open();
-  ravo_chan_dictionary_table_2010* dictionary = nullptr;
-  EXPECT_EQ(ravo_get_channel_dictionary_table_m_2010(file().length(), &reference(), -1, &dictionary),
+TYPED_TEST(Tables, AreRefusedWhenTheDescriptorCannotBeRead) {
+  this->open();
+  typename TypeParam::dictionary_table* dictionary = nullptr;
+  EXPECT_EQ(TypeParam::get_dictionary(this->file().length(), &this->reference(), -1, &dictionary),
             RAVO_TABLE_UNREADABLE);
   EXPECT_EQ(dictionary, nullptr);
 }
 
-TEST_F(Tables, AreRefusedWithoutArguments) {
-  open();
-  ravo_event_index_table_2010* index = nullptr;
-  EXPECT_EQ(ravo_get_event_index_table_m_2010(file().length(), nullptr, file().fd(), &index),
+TYPED_TEST(Tables, AreRefusedWithoutArguments) {
+  this->open();
+  ravo_event_index_table* index = nullptr;
+  EXPECT_EQ(TypeParam::get_event_index(this->file().length(), nullptr, this->file().fd(), &index),
             RAVO_TABLE_INVALID_ARGUMENT);
-  EXPECT_EQ(ravo_get_event_index_table_m_2010(-1, &reference(), file().fd(), &index),
+  EXPECT_EQ(TypeParam::get_event_index(-1, &this->reference(), this->file().fd(), &index),
             RAVO_TABLE_INVALID_ARGUMENT);
-  EXPECT_EQ(ravo_get_event_index_table_m_2010(file().length(), &reference(), file().fd(), nullptr),
-            RAVO_TABLE_INVALID_ARGUMENT);
+  EXPECT_EQ(
+      TypeParam::get_event_index(this->file().length(), &this->reference(), this->file().fd(), nullptr),
+      RAVO_TABLE_INVALID_ARGUMENT);
   ravo_event_chan_pointers_table* pointers = nullptr;
-  EXPECT_EQ(ravo_get_event_chan_pointers_table_by_list_m_2010(file().length(), &reference(), file().fd(),
-                                                              nullptr, nullptr, &pointers),
+  EXPECT_EQ(TypeParam::get_pointers_by_list(this->file().length(), &this->reference(), this->file().fd(),
+                                            nullptr, nullptr, &pointers),
             RAVO_TABLE_INVALID_ARGUMENT);
 }
 
-TEST_F(Tables, EventIndexIsRefusedWithATypeTwice) {
-  replace_index({7, 8, 7});
-  open();
-  EXPECT_EQ(file().event_index(reference()).status, RAVO_TABLE_WRONG_ENTRY);
+TYPED_TEST(Tables, EventIndexIsRefusedWithATypeTwice) {
+  this->replace_index({7, 8, 7});
+  this->open();
+  EXPECT_EQ(this->file().event_index(this->reference()).status, RAVO_TABLE_WRONG_ENTRY);
 }
 
 // Without channels nothing but the file's length says what a row may be.
-TEST_F(Tables, PointersAreRefusedWithAnAbsurdRowAlsoWithoutChannels) {
+TYPED_TEST(Tables, PointersAreRefusedWithAnAbsurdRowAlsoWithoutChannels) {
   const std::pair<std::int32_t, int> cases[] = {{0, RAVO_TABLE_OK},
                                                 {1, RAVO_TABLE_OK},
                                                 {-1, RAVO_TABLE_WRONG_LENGTH},
                                                 {0x7fffffff, RAVO_TABLE_WRONG_LENGTH}};
   for (const auto& [maxev, status] : cases) {
-    small.content.set_i32(small.dictionary + 4, 8).set_i32(small.pointers + 4, 12);
-    small.content.set_i32(small.pointers + 8, maxev);
-    open();
-    EXPECT_EQ(file().pointers(reference()).status, status) << maxev;
-    const auto dictionary = file().dictionary(reference());
-    EXPECT_EQ(file().pointers_by_list(reference(), *dictionary.content, {"LINAC/BPM1"}).status, -5);
+    this->small.content.set_i32(this->small.dictionary + 4, 8).set_i32(this->small.pointers + 4, 12);
+    this->small.content.set_i32(this->small.pointers + 8, maxev);
+    this->open();
+    EXPECT_EQ(this->file().pointers(this->reference()).status, status) << maxev;
+    const auto dictionary = this->file().dictionary(this->reference());
+    EXPECT_EQ(this->file().pointers_by_list(this->reference(), *dictionary.content, {"LINAC/BPM1"}).status,
+              -5);
   }
 }
 
 // The length of the table in memory is a signed word too; asking for a channel again and again ends there.
-TEST_F(Tables, PointersByListAreRefusedWhenTheirLengthWouldNotFitItsWord) {
+TYPED_TEST(Tables, PointersByListAreRefusedWhenTheirLengthWouldNotFitItsWord) {
   constexpr std::uint32_t maxev = 1 << 20;
-  small.content.resize(small.tail());
-  const std::uint32_t rows = static_cast<std::uint32_t>(small.content.size());
-  small.content.u32(0xecbecbf3).u32(12 + 2 * maxev * 16).u32(maxev).fill(2 * maxev * 16);
-  small.content.set_u32(small.reference + 144, rows).u32(small.reference);
-  open();
-  const auto dictionary = file().dictionary(reference());
+  this->small.content.resize(this->small.tail());
+  const std::uint32_t rows = static_cast<std::uint32_t>(this->small.content.size());
+  this->small.content.u32(0xecbecbf3).u32(12 + 2 * maxev * 16).u32(maxev).fill(2 * maxev * 16);
+  this->small.content.set_u32(this->small.reference + 144, rows).u32(this->small.reference);
+  this->open();
+  const auto dictionary = this->file().dictionary(this->reference());
   const std::vector<std::string> names(128, "LINAC/BPM1");
-  EXPECT_EQ(file().pointers_by_list(reference(), *dictionary.content, names).status,
+  EXPECT_EQ(this->file().pointers_by_list(this->reference(), *dictionary.content, names).status,
             RAVO_TABLE_WRONG_LENGTH);
 }
 
 // Somebody cuts the file while it is being read: reading ends, and nothing waits for more.
-TEST_F(Tables, AreRefusedWhenTheFileIsShorterThanItsLength) {
-  open();
-  ASSERT_EQ(ftruncate(file().fd(), small.dictionary + 20), 0);
-  EXPECT_EQ(file().dictionary(reference()).status, RAVO_TABLE_UNREADABLE);
-  EXPECT_EQ(file().pointers(reference()).status, RAVO_TABLE_UNREADABLE);
-  EXPECT_EQ(file().event_index(reference()).status, RAVO_TABLE_UNREADABLE);
-  EXPECT_EQ(file().environment(reference()).status, RAVO_TABLE_UNREADABLE);
+TYPED_TEST(Tables, AreRefusedWhenTheFileIsShorterThanItsLength) {
+  this->open();
+  ASSERT_EQ(ftruncate(this->file().fd(), this->small.dictionary + 20), 0);
+  EXPECT_EQ(this->file().dictionary(this->reference()).status, RAVO_TABLE_UNREADABLE);
+  EXPECT_EQ(this->file().pointers(this->reference()).status, RAVO_TABLE_UNREADABLE);
+  EXPECT_EQ(this->file().event_index(this->reference()).status, RAVO_TABLE_UNREADABLE);
+  EXPECT_EQ(this->file().environment(this->reference()).status, RAVO_TABLE_UNREADABLE);
 }
 
 // The descriptor leads to a good file; the length is what counts.
-TEST_F(Tables, AreRefusedInAFileThatHasNoRoomForATail) {
-  open();
+TYPED_TEST(Tables, AreRefusedInAFileThatHasNoRoomForATail) {
+  this->open();
   for (long length = 0; length < 4; ++length) {
-    ravo_chan_dictionary_table_2010* dictionary = nullptr;
-    EXPECT_EQ(ravo_get_channel_dictionary_table_m_2010(length, &reference(), file().fd(), &dictionary),
+    typename TypeParam::dictionary_table* dictionary = nullptr;
+    EXPECT_EQ(TypeParam::get_dictionary(length, &this->reference(), this->file().fd(), &dictionary),
               RAVO_TABLE_OUT_OF_FILE)
         << length;
   }

@@ -1,4 +1,4 @@
-// What the table operations yield from a good file whose bytes are written by hand.
+// What the table operations of both generations yield from a good file whose bytes are written by hand.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -11,6 +11,10 @@ namespace {
 
 using namespace ravo::test;
 
+template <class generation>
+class ReferenceTable : public testing::Test {};
+TYPED_TEST_SUITE(ReferenceTable, generations, generation_name);
+
 TEST(PageOffset, IsThePageAtOrBelowTheOffset) {
   const long page = sysconf(_SC_PAGESIZE);
   long rem = -1;
@@ -22,12 +26,12 @@ TEST(PageOffset, IsThePageAtOrBelowTheOffset) {
   EXPECT_EQ(rem, page - 1);
 }
 
-TEST(ReferenceTable, IsFoundFromTheLastFourBytes) {
-  const small_file small = build_small_file();
-  const open_file file(small.content);
+TYPED_TEST(ReferenceTable, IsFoundFromTheLastFourBytes) {
+  const small_file small = build_small_file<TypeParam>();
+  const open_file<TypeParam> file(small.content);
   const auto reference = file.reference();
   ASSERT_EQ(reference.status, 0);
-  EXPECT_EQ(reference.content->pattern, 0xfefafaf3u);
+  EXPECT_EQ(reference.content->pattern, TypeParam::reference_marker);
   EXPECT_EQ(reference.content->length, 168);
   EXPECT_EQ(reference.content->eit_pos_ref, small.event_index);
   EXPECT_EQ(reference.content->eite_pos_ref[0], 0u);
@@ -42,31 +46,31 @@ TEST(ReferenceTable, IsFoundFromTheLastFourBytes) {
 }
 
 // Behind the reference table come several pages of other bytes, then the tail.
-TEST(ReferenceTable, MayLieOutsideTheTailsPage) {
-  small_file small = build_small_file();
+TYPED_TEST(ReferenceTable, MayLieOutsideTheTailsPage) {
+  small_file small = build_small_file<TypeParam>();
   small.content.resize(small.tail()).fill(20000, 0xee).u32(small.reference);
-  const open_file file(small.content);
+  const open_file<TypeParam> file(small.content);
   const auto reference = file.reference();
   ASSERT_EQ(reference.status, 0);
   EXPECT_EQ(reference.content->cdt_ref, small.dictionary);
 }
 
-TEST(ReferenceTable, MayCrossIntoTheTailsPage) {
-  small_file small = build_small_file();
+TYPED_TEST(ReferenceTable, MayCrossIntoTheTailsPage) {
+  small_file small = build_small_file<TypeParam>();
   bytes moved;
   const std::uint32_t where = 4096 - 84;
   moved.append(small.content).fill(where - small.content.size());
   for (std::size_t i = 0; i < 168; i += 4) moved.u32(small.content.word(small.reference + i));
   moved.u32(where);
-  const open_file file(moved);
+  const open_file<TypeParam> file(moved);
   const auto reference = file.reference();
   ASSERT_EQ(reference.status, 0);
   EXPECT_EQ(reference.content->chanb_ref, small.bpm_basket);
 }
 
-TEST_F(Tables, EventIndexHoldsEveryEvent) {
-  open();
-  const auto index = file().event_index(reference());
+TYPED_TEST(Tables, EventIndexHoldsEveryEvent) {
+  this->open();
+  const auto index = this->file().event_index(this->reference());
   ASSERT_EQ(index.status, 0);
   EXPECT_EQ(index.content->nevent_types, 1);
   const auto* entry = index.content->event_index_entry();
@@ -77,14 +81,15 @@ TEST_F(Tables, EventIndexHoldsEveryEvent) {
   ASSERT_EQ(entry->length, 2);
   EXPECT_EQ(entry->event_info()[0].time.timeup, 1767225600u);
   EXPECT_EQ(entry->event_info()[1].event_number, 1001u);
-  EXPECT_EQ(entry->event_info()[1].offset, small.event_headers + 44);
+  EXPECT_EQ(entry->event_info()[1].offset, this->small.event_headers + 44);
 }
 
-TEST_F(Tables, EventIndexMayHaveSeveralTypesInAnyOrder) {
-  replace_index({31, 0, 5});
-  small.content.set_u32(small.reference + 12 + 4 * 5, small.content.word(small.reference + 8) + 8 + 64);
-  open();
-  const auto index = file().event_index(reference());
+TYPED_TEST(Tables, EventIndexMayHaveSeveralTypesInAnyOrder) {
+  this->replace_index({31, 0, 5});
+  this->small.content.set_u32(this->small.reference + 12 + 4 * 5,
+                              this->small.content.word(this->small.reference + 8) + 8 + 64);
+  this->open();
+  const auto index = this->file().event_index(this->reference());
   ASSERT_EQ(index.status, 0);
   ASSERT_EQ(index.content->nevent_types, 3);
   const auto* entry = index.content->event_index_entry();
@@ -93,11 +98,11 @@ TEST_F(Tables, EventIndexMayHaveSeveralTypesInAnyOrder) {
   EXPECT_EQ(entry->next()->next()->event_type, 5);
 }
 
-TEST_F(Tables, ChannelDictionaryKeepsNamesAsText) {
-  open();
-  const auto dictionary = file().dictionary(reference());
+TYPED_TEST(Tables, ChannelDictionaryKeepsNamesAsText) {
+  this->open();
+  const auto dictionary = this->file().dictionary(this->reference());
   ASSERT_EQ(dictionary.status, 0);
-  EXPECT_EQ(dictionary.content->length, 8 + 2 * 272);
+  EXPECT_EQ(dictionary.content->length, static_cast<int>(8 + 2 * TypeParam::dictionary_entry));
   const auto* entries = dictionary.content->channel_entry();
   EXPECT_EQ(entries[0].key, 11u);
   EXPECT_STREQ(entries[0].chan_name, "LINAC/BPM1");
@@ -107,114 +112,116 @@ TEST_F(Tables, ChannelDictionaryKeepsNamesAsText) {
   EXPECT_EQ(entries[1].dtype_mask, 1u << 23);
 }
 
-TEST_F(Tables, PointersHaveARowForEveryChannelOfTheDictionary) {
-  open();
-  const auto pointers = file().pointers(reference());
+TYPED_TEST(Tables, PointersHaveARowForEveryChannelOfTheDictionary) {
+  this->open();
+  const auto pointers = this->file().pointers(this->reference());
   ASSERT_EQ(pointers.status, 0);
   EXPECT_EQ(pointers.content->maxev, 2);
   EXPECT_EQ(pointers.content->length, 12 + 4 * 16);
   const auto* entries = pointers.content->chptr();
-  EXPECT_EQ(entries[0].evhd, small.event_headers + 8);
-  EXPECT_EQ(entries[1].sbhd, small.server_blocks + 8 + 284);
-  EXPECT_EQ(entries[1].chhd, small.bpm_block[1]);
-  EXPECT_EQ(entries[2].chhd, small.note_block);
-  EXPECT_EQ(entries[2].data, small.note_block + 268);
+  EXPECT_EQ(entries[0].evhd, this->small.event_headers + 8);
+  EXPECT_EQ(entries[1].sbhd, this->small.server_blocks + 8 + TypeParam::server_block);
+  EXPECT_EQ(entries[1].chhd, this->small.bpm_block[1]);
+  EXPECT_EQ(entries[2].chhd, this->small.note_block);
+  EXPECT_EQ(entries[2].data, this->small.note_block + TypeParam::subhead);
   EXPECT_EQ(entries[3].evhd, 0u);
 }
 
-TEST_F(Tables, PointersByListFollowTheListAndLeaveAbsentNamesEmpty) {
-  open();
-  const auto dictionary = file().dictionary(reference());
-  const auto pointers = file().pointers_by_list(reference(), *dictionary.content,
-                                                {"LINAC/NOTE", "NOWHERE", "LINAC/BPM1", "LINAC/NOTE"});
+TYPED_TEST(Tables, PointersByListFollowTheListAndLeaveAbsentNamesEmpty) {
+  this->open();
+  const auto dictionary = this->file().dictionary(this->reference());
+  const auto pointers = this->file().pointers_by_list(
+      this->reference(), *dictionary.content, {"LINAC/NOTE", "NOWHERE", "LINAC/BPM1", "LINAC/NOTE"});
   ASSERT_EQ(pointers.status, 0);
   EXPECT_EQ(pointers.content->pattern, RAVO_EVENT_CHAN_POINTERS_PATTERN);
   EXPECT_EQ(pointers.content->maxev, 2);
   EXPECT_EQ(pointers.content->length, 12 + 4 * 2 * 16);
   const auto* entries = pointers.content->chptr();
-  EXPECT_EQ(entries[0].chhd, small.note_block);
+  EXPECT_EQ(entries[0].chhd, this->small.note_block);
   for (int i = 2; i < 4; ++i)
     EXPECT_EQ(entries[i].evhd | entries[i].sbhd | entries[i].chhd | entries[i].data, 0u);
-  EXPECT_EQ(entries[4].chhd, small.bpm_block[0]);
-  EXPECT_EQ(entries[5].chhd, small.bpm_block[1]);
-  EXPECT_EQ(entries[6].chhd, small.note_block);
+  EXPECT_EQ(entries[4].chhd, this->small.bpm_block[0]);
+  EXPECT_EQ(entries[5].chhd, this->small.bpm_block[1]);
+  EXPECT_EQ(entries[6].chhd, this->small.note_block);
 }
 
-TEST_F(Tables, PointersByListAreNotFoundWhenNoNameIsInTheDictionary) {
-  open();
-  const auto dictionary = file().dictionary(reference());
-  EXPECT_EQ(file().pointers_by_list(reference(), *dictionary.content, {"NOWHERE", ""}).status, -5);
-  EXPECT_EQ(file().pointers_by_list(reference(), *dictionary.content, {}).status, -5);
+TYPED_TEST(Tables, PointersByListAreNotFoundWhenNoNameIsInTheDictionary) {
+  this->open();
+  const auto dictionary = this->file().dictionary(this->reference());
+  EXPECT_EQ(this->file().pointers_by_list(this->reference(), *dictionary.content, {"NOWHERE", ""}).status,
+            -5);
+  EXPECT_EQ(this->file().pointers_by_list(this->reference(), *dictionary.content, {}).status, -5);
 }
 
-TEST_F(Tables, PointersByListTakeANullNameAsAbsent) {
-  open();
-  const auto dictionary = file().dictionary(reference());
+TYPED_TEST(Tables, PointersByListTakeANullNameAsAbsent) {
+  this->open();
+  const auto dictionary = this->file().dictionary(this->reference());
   std::string name = "LINAC/BPM1";
   const std::vector<char*> names = {nullptr, name.data()};
   ravo_event_chan_pointers_table* result = nullptr;
-  ASSERT_EQ(ravo_get_event_chan_pointers_table_by_list_m_2010(file().length(), &reference(), file().fd(),
-                                                              &names, dictionary.content.get(), &result),
+  ASSERT_EQ(TypeParam::get_pointers_by_list(this->file().length(), &this->reference(), this->file().fd(),
+                                            &names, dictionary.content.get(), &result),
             0);
   const table<ravo_event_chan_pointers_table> owner(result);
   EXPECT_EQ(result->chptr()[0].chhd, 0u);
-  EXPECT_EQ(result->chptr()[2].chhd, small.bpm_block[0]);
+  EXPECT_EQ(result->chptr()[2].chhd, this->small.bpm_block[0]);
 }
 
 // The row that is not asked for may even be missing from what can be read.
-TEST_F(Tables, PointersByListReadOnlyTheListedRows) {
-  small.content.resize(small.tail());
-  const std::uint32_t rows = static_cast<std::uint32_t>(small.content.size());
+TYPED_TEST(Tables, PointersByListReadOnlyTheListedRows) {
+  this->small.content.resize(this->small.tail());
+  const std::uint32_t rows = static_cast<std::uint32_t>(this->small.content.size());
   const std::uint32_t maxev = 1000;
-  small.content.u32(0xecbecbf3).u32(12 + 2 * maxev * 16).u32(maxev).fill(2 * maxev * 16, 0x11);
-  small.content.set_u32(small.reference + 144, rows).u32(small.reference);
-  open();
-  const auto dictionary = file().dictionary(reference());
+  this->small.content.u32(0xecbecbf3).u32(12 + 2 * maxev * 16).u32(maxev).fill(2 * maxev * 16, 0x11);
+  this->small.content.set_u32(this->small.reference + 144, rows).u32(this->small.reference);
+  this->open();
+  const auto dictionary = this->file().dictionary(this->reference());
   // The file shrinks behind the reader's back: row 0 is still there, row 1 is not.
-  ASSERT_EQ(ftruncate(file().fd(), rows + 12 + maxev * 16), 0);
+  ASSERT_EQ(ftruncate(this->file().fd(), rows + 12 + maxev * 16), 0);
   bytes tail;
-  tail.u32(small.reference);
-  ASSERT_EQ(pwrite(file().fd(), tail.data(), 4, file().length() - 4), 4);
-  ASSERT_EQ(file().pointers_by_list(reference(), *dictionary.content, {"LINAC/BPM1"}).status, 0);
+  tail.u32(this->small.reference);
+  ASSERT_EQ(pwrite(this->file().fd(), tail.data(), 4, this->file().length() - 4), 4);
+  ASSERT_EQ(this->file().pointers_by_list(this->reference(), *dictionary.content, {"LINAC/BPM1"}).status,
+            0);
 }
 
-TEST_F(Tables, EnvironmentDictionaryHoldsKeyAndIndex) {
-  open();
-  const auto environment = file().environment(reference());
+TYPED_TEST(Tables, EnvironmentDictionaryHoldsKeyAndIndex) {
+  this->open();
+  const auto environment = this->file().environment(this->reference());
   ASSERT_EQ(environment.status, 0);
   EXPECT_EQ(environment.content->length, 16);
   EXPECT_EQ(environment.content->dictionary_entry()[0].key, 13u);
   EXPECT_EQ(environment.content->dictionary_entry()[0].index, 4);
 }
 
-TEST_F(Tables, DescriptionsAreTheTextWithAZeroBehindIt) {
-  open();
-  const auto descriptions = file().descriptions(reference());
+TYPED_TEST(Tables, DescriptionsAreTheTextWithAZeroBehindIt) {
+  this->open();
+  const auto descriptions = this->file().descriptions(this->reference());
   ASSERT_EQ(descriptions.status, 0);
-  EXPECT_EQ(descriptions.content->length, static_cast<int>(8 + small_file_descriptions.size()));
-  EXPECT_STREQ(descriptions.content->xml(), std::string(small_file_descriptions).c_str());
+  EXPECT_EQ(descriptions.content->length, static_cast<int>(8 + descriptions_like(TypeParam{}).size()));
+  EXPECT_STREQ(descriptions.content->xml(), std::string(descriptions_like(TypeParam{})).c_str());
 }
 
-TEST_F(Tables, ChannelIsFoundByItsWholeName) {
-  open();
-  const auto dictionary = file().dictionary(reference());
-  ravo_chan_dictionary_entry_2010* entry = nullptr;
-  EXPECT_EQ(ravo_find_channel_by_name_2010(dictionary.content.get(), "LINAC/NOTE", &entry), 1);
+TYPED_TEST(Tables, ChannelIsFoundByItsWholeName) {
+  this->open();
+  const auto dictionary = this->file().dictionary(this->reference());
+  typename TypeParam::dictionary_entry_record* entry = nullptr;
+  EXPECT_EQ(TypeParam::find_channel(dictionary.content.get(), "LINAC/NOTE", &entry), 1);
   ASSERT_NE(entry, nullptr);
   EXPECT_EQ(entry, dictionary.content->channel_entry() + 1);
-  EXPECT_LT(ravo_find_channel_by_name_2010(dictionary.content.get(), "LINAC", &entry), 0);
+  EXPECT_LT(TypeParam::find_channel(dictionary.content.get(), "LINAC", &entry), 0);
   EXPECT_EQ(entry, nullptr);
-  EXPECT_LT(ravo_find_channel_by_name_2010(dictionary.content.get(), nullptr, &entry), 0);
-  EXPECT_LT(ravo_find_channel_by_name_2010(nullptr, "LINAC/NOTE", &entry), 0);
-  EXPECT_EQ(ravo_find_channel_by_name_2010(dictionary.content.get(), "LINAC/BPM1", nullptr), 0);
+  EXPECT_LT(TypeParam::find_channel(dictionary.content.get(), nullptr, &entry), 0);
+  EXPECT_LT(TypeParam::find_channel(nullptr, "LINAC/NOTE", &entry), 0);
+  EXPECT_EQ(TypeParam::find_channel(dictionary.content.get(), "LINAC/BPM1", nullptr), 0);
 }
 
 // A channel may be configured and never have had data; its row is empty.
-TEST_F(Tables, AcceptAChannelWithoutEvents) {
-  small.content.set_i32(small.dictionary + 8 + 272 + 268, 0);
-  open();
-  EXPECT_EQ(file().dictionary(reference()).content->channel_entry()[1].count, 0);
-  EXPECT_EQ(file().pointers(reference()).status, 0);
+TYPED_TEST(Tables, AcceptAChannelWithoutEvents) {
+  this->small.content.set_i32(this->small.dictionary + 8 + 2 * TypeParam::dictionary_entry - 4, 0);
+  this->open();
+  EXPECT_EQ(this->file().dictionary(this->reference()).content->channel_entry()[1].count, 0);
+  EXPECT_EQ(this->file().pointers(this->reference()).status, 0);
 }
 
 }  // namespace
