@@ -3,6 +3,7 @@
 #ifndef RAVO_DAQ_READER_LIBRARY_CALLS_H
 #define RAVO_DAQ_READER_LIBRARY_CALLS_H
 
+#include "ravo_daq/generation_2009.h"
 #include "ravo_daq/generation_2010.h"
 #include "ravo_evutl.h"
 #include "ravo_xml.h"
@@ -12,8 +13,18 @@ namespace ravo {
 template <class G>
 struct library_calls;
 
+/// What serves both: the run catalogue holds files of both, and descriptions are the same XML.
+struct shared_library_calls {
+  static constexpr auto load_chan_descr = &ravo_load_chan_descr;
+  static constexpr auto print_description = &print_ravo_chan_descr;
+  static constexpr auto get_files_for_runs = &::get_files_for_runs;
+  static constexpr auto get_files_for_period = &::get_files_for_period;
+  static constexpr auto get_time_for_run = &::get_time_for_run;
+  static constexpr auto free_found_files = &ravo_free_root_xml_files;
+};
+
 template <>
-struct library_calls<generation_2010> {
+struct library_calls<generation_2010> : shared_library_calls {
   static constexpr auto get_reference_table = &get_ravo_file_reference_table_m_2010;
   static constexpr auto get_event_index_table = &ravo_get_event_index_table_m_2010;
   static constexpr auto get_dictionary_table = &ravo_get_channel_dictionary_table_m_2010;
@@ -21,21 +32,33 @@ struct library_calls<generation_2010> {
   static constexpr auto get_chan_pointers_table_by_list = &ravo_get_event_chan_pointers_table_by_list_m_2010;
   static constexpr auto get_env_dictionary_table = &ravo_get_env_index_dictionary_table_m_2010;
   static constexpr auto get_chan_descr_table = &ravo_get_chan_descr_table_m_2010;
-  static constexpr auto load_chan_descr = &ravo_load_chan_descr;
   static constexpr auto find_channel_by_name = &ravo_find_channel_by_name_2010;
-  static constexpr auto cut_subchannel = &device_to_one_channel_2010;
+  static constexpr auto cut_unzipped_block = &device_to_one_channel_2010;
+  static constexpr auto cut_plain_block = &device_to_one_channel_2010;
   static constexpr auto print_server_block_head = &dump_event_subheader_2010;
   static constexpr auto print_subhead = &dump_event_chanhead_2010;
   static constexpr auto print_block = &print_data_type_2010;
-  static constexpr auto print_description = &print_ravo_chan_descr;
   static constexpr auto print_dictionary = &print_channel_dictionary_table_2010;
   static constexpr auto print_event_index_entry = &print_event_index_entry_2010;
+};
 
-  // The run catalogue holds files of both generations.
-  static constexpr auto get_files_for_runs = &::get_files_for_runs;
-  static constexpr auto get_files_for_period = &::get_files_for_period;
-  static constexpr auto get_time_for_run = &::get_time_for_run;
-  static constexpr auto free_found_files = &ravo_free_root_xml_files;
+template <>
+struct library_calls<generation_2009> : shared_library_calls {
+  static constexpr auto get_reference_table = &get_ravo_file_reference_table_m;
+  static constexpr auto get_event_index_table = &ravo_get_event_index_table_m;
+  static constexpr auto get_dictionary_table = &ravo_get_channel_dictionary_table_m;
+  static constexpr auto get_chan_pointers_table = &ravo_get_event_chan_pointers_table_m;
+  static constexpr auto get_chan_pointers_table_by_list = &ravo_get_event_chan_pointers_table_by_list_m;
+  static constexpr auto get_env_dictionary_table = &ravo_get_env_index_dictionary_table_m;
+  static constexpr auto get_chan_descr_table = &ravo_get_chan_descr_table_m;
+  static constexpr auto find_channel_by_name = &ravo_find_channel_by_name;
+  static constexpr auto cut_unzipped_block = &device_to_one_channel_2009;
+  static constexpr auto cut_plain_block = &device_to_one_channel;
+  static constexpr auto print_server_block_head = &dump_event_subheader;
+  static constexpr auto print_subhead = &dump_event_chanhead;
+  static constexpr auto print_block = &print_data_type;
+  static constexpr auto print_dictionary = &print_channel_dictionary_table;
+  static constexpr auto print_event_index_entry = &::print_event_index_entry;
 };
 
 }  // namespace ravo

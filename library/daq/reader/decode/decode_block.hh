@@ -195,7 +195,7 @@ class block_decoder {
     const int type = head_->dtype & 0xffff;
     const int members = get_channel_number(type, 0);
     if (subchannel_ < 0) return false;
-    if (type == RAVO_BLOCK_GENERIC_SPECT || members >= 2) return true;
+    if ((G::cuts_generic_spectra && type == RAVO_BLOCK_GENERIC_SPECT) || members >= 2) return true;
     // Plain blocks of one member are left whole: an asymmetry that is intended.
     return compressed && members == 1 && subchannel_ == 0;
   }
@@ -203,7 +203,9 @@ class block_decoder {
   void cut(bool compressed) {
     if (!is_cut(compressed)) return;
     subhead* part = nullptr;
-    result_.cut_failed = library_calls<G>::cut_subchannel(result_.block.get(), subchannel_, 0, 0, &part);
+    const auto cut_block =
+        compressed ? library_calls<G>::cut_unzipped_block : library_calls<G>::cut_plain_block;
+    result_.cut_failed = cut_block(result_.block.get(), subchannel_, 0, 0, &part);
     if (result_.cut_failed || part == nullptr) return;
     const auto from = static_cast<std::uint32_t>(result_.block->dtype) << 16;
     part->dtype = static_cast<std::int32_t>(static_cast<std::uint32_t>(part->dtype) | from);

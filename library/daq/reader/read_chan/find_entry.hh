@@ -56,7 +56,7 @@ ravo_channel_entry_long* daq_read_chan<G>::find_entry_by_event_id(unsigned event
     out_cur = found;
   else
     answer = RAVO_DAQ_READ_CHAN_NO_DATA;
-  if (debug_level() < 0 && watch.microseconds() > 1000)
+  if (G::times_lookups && debug_level() < 0 && watch.microseconds() > 1000)
     std::printf("get_by_event_id()  %f msec event_id:%d\n", watch.milliseconds(), static_cast<int>(event_number));
   return found;
 }

@@ -117,8 +117,8 @@ bool daq_read_chan<G>::load_channel_basket(unsigned long first_subheader) {
     return false;
   }
   if (debug_level() < 0)
-    std::printf(read_chan_texts<G>::mapping_time, watch.milliseconds(), cfg->get_file_name(), length,
-                chn_base_size, out_total);
+    read_chan_texts<G>::mapping_time(watch.milliseconds(), cfg->get_file_name(), length, chn_base_size,
+                                     out_total);
   return true;
 }
 

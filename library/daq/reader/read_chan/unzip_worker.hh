@@ -92,14 +92,11 @@ class unzip_worker {
     count_as_done();
   }
 
-  // The trace lines belong to this path. The entry keeps the number of an undecoded one.
+  // The trace lines belong to this path. The entry keeps the number of an undecoded one. False when the
+  // worker has to end.
   bool store_without_data(int index, decode_result<G>& result) {
-    if constexpr (!G::keeps_unconverted_entries) {
-      report(result);
-      return false;
-    }
-    std::printf(read_chan_texts<G>::unzipped_not_convertible, result.error,
-                static_cast<long>(result.unzipped.produced));
+    read_chan_texts<G>::unzipped_not_convertible(result.error, static_cast<long>(result.unzipped.produced), id_);
+    if constexpr (!G::keeps_unconverted_entries) return false;
     std::printf("HERE 1\n");
     std::printf("HERE 2\n");
     std::printf("HERE 3\n");

@@ -41,6 +41,11 @@ int daq_slicer<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_ent
                             int direction) {
   if (!is_direction(direction) || res == nullptr) return RAVO_DAQ_SLICER_INV_PARAM;
   res->clear();
+  slicer_texts<G>::aligning(debug, current_event_id, synch_mode);
+  if (G::forgets_event_without_channels && nchans < 1) {
+    current_event_id = {};
+    return RAVO_DAQ_SLICER_OUT_OF_WINDOW;
+  }
   alignment call = begin_alignment(id, direction);
   for (int chan = 0; chan < nchans && read_chans != nullptr; ++chan) {
     const answer got = ask_channel(chan, call);
@@ -62,7 +67,6 @@ int daq_slicer<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_ent
 // The first call asks for the event that start() found, whatever the caller wants.
 template <class G>
 typename daq_slicer<G>::alignment daq_slicer<G>::begin_alignment(const ravo_time_id* id, int direction) {
-  slicer_texts<G>::aligning(debug, current_event_id, synch_mode);
   if (synch_mode == RAVO_DAQ_SLICER_SYNCH_MODE_TIME) current_event_id.event_number = 0;
   return {id != nullptr ? *id : current_event_id,
           first_event != 0 ? static_cast<int>(RAVO_DAQ_READ_CHAN_EVENT_CUR) : direction,

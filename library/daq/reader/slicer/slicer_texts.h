@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "ravo_core_records.h"
+#include "ravo_daq/generation_2009.h"
 #include "ravo_daq/generation_2010.h"
 
 namespace ravo {
@@ -77,6 +78,60 @@ struct slicer_texts<generation_2010> {
 
   // clean_up
   static void thread_joined() { std::printf("THREAD joined table_thread: \n"); }
+};
+
+template <>
+struct slicer_texts<generation_2009> {
+  // init
+  static void no_memory_for_file(int size, const char* file) {
+    std::printf("ravo_daq_slicer::init() failed to malloc %d bytes for a file name %s\n", size, file);
+  }
+  static void no_memory_for_channel(const char* name) {
+    std::printf("ravo_daq_slicer::init() failed to malloc channel entry for %s\n", name);
+  }
+  static void nothing_to_read(std::size_t files, std::size_t channels) {
+    std::printf("SLICER: either no files (%d) or channels: (%d)\n", static_cast<int>(files),
+                static_cast<int>(channels));
+  }
+
+  // start; what is wrong with a channel is told at every debug level
+  static void channel_not_created(int, int) {}
+  static void no_file_with_events(int, const char* name, int subchan) {
+    std::printf("ERROR with channel (no cfgs) %s:%d\n", name, subchan);
+  }
+  static void channel_not_started(int, const char* name, int subchan, int status) {
+    std::printf("ERROR with channel (start) %s:%d error: %d\n", name, subchan, status);
+  }
+  static void leaving_channel_out(int) {}
+
+  // create_channel
+  static void creating_channel(const char* name, int subchan, const char* file) {
+    std::printf("ravo_daq_slicer::create_channel()CREATING CHANNEL: %s:%d WITH FILE %s\n", name, subchan, file);
+  }
+  static void creation_time(double) {}
+
+  // start_channel
+  static void positioning_at_first_event() { std::printf("Calling get_chan_data() start channel (up)\n"); }
+  static void start_time(double) {}
+
+  // change_config
+  static void leaving_file(int, const char* name, int entry) {
+    std::printf("Channel %s switching to the next file fentry before: %d\n", name, entry);
+  }
+
+  // get_data
+  static void aligning(int debug, const ravo_time_id& event, int synch_mode) {
+    if (debug > 0)
+      std::printf("current_event_id.event_number (input): %d:%d_%d  synch_mode:%d\n",
+                  static_cast<int>(event.event_number), static_cast<int>(event.time.timeup),
+                  static_cast<int>(event.time.timelow), synch_mode);
+  }
+  static void time_before_asking(double) {}
+  static void time_after_asking(double) {}
+  static void compared_with_current_event(bool found) { std::printf("found: %d\n", found ? 1 : 0); }
+
+  // clean_up
+  static void thread_joined() {}
 };
 
 }  // namespace ravo

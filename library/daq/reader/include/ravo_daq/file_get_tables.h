@@ -1,8 +1,8 @@
 // The loader: opens one raw file, loads its tables through the table-access library and makes its
 // event-header and server-block baskets available in memory. One loader serves all channel readers of
 // its file. Written once for both generations; a user names ravo_file_get_tables_2010.
-#ifndef RAVO_DAQ_FILE_GET_TABLES_H
-#define RAVO_DAQ_FILE_GET_TABLES_H
+#ifndef RAVO_DAQ_FILE_GET_TABLES_TEMPLATE_H
+#define RAVO_DAQ_FILE_GET_TABLES_TEMPLATE_H
 
 #include <pthread.h>
 #include <sys/types.h>

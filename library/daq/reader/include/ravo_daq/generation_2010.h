@@ -6,7 +6,7 @@
 
 #include <cstddef>
 
-#include "ravo_raw_format.h"
+#include "ravo_raw_generations.h"
 
 class ravo_file_get_tables_2010;
 class ravo_daq_read_chan_2010;
@@ -19,7 +19,7 @@ void* get_table_thread_2010(void* task);
 namespace ravo {
 
 /// The current generation, as an argument of the reading layers' templates.
-struct generation_2010 {
+struct generation_2010 : raw_format_2010 {
   // The classes that a user knows.
   using file_tables = ravo_file_get_tables_2010;
   using read_chan = ravo_daq_read_chan_2010;
@@ -28,21 +28,9 @@ struct generation_2010 {
   using tables_task = get_tables_task_2010;
   using result_entry = ravo_daq_reader_result_entry_2010;
 
-  // The file's records.
-  using reference_table = ravo_file_reference_table_2010;
-  using event_index_table = ravo_event_index_table_2010;
-  using dictionary_table = ravo_chan_dictionary_table_2010;
-  using dictionary_entry = ravo_chan_dictionary_entry_2010;
+  // The file's records beside those of the raw format.
   using chan_pointers_table = ravo_event_chan_pointers_table;
   using chan_pointers_table_entry = ravo_event_chan_ptr_entry;
-  using env_dictionary_table = ravo_env_dictionary_table_2010;
-  using xml_header = ravo_xml_chan_descr_header_2010;
-  using event_header_basket = ravo_event_header_basket_2010;
-  using server_block_basket = ravo_server_block_basket_2010;
-  using channel_basket = ravo_channel_basket_2010;
-  using server_block_head = ravo_serv_block_head_2010;
-  using subhead = ravo_serv_block_subhead_2010;
-  using update_block = ravo_upd_data_block_2010;
   using chan_descr = chan_descr_2010;
 
   /// Size of a channel name with its closing zero.
@@ -80,6 +68,10 @@ struct generation_2010 {
   static constexpr bool has_by_time_fix = true;
   /// An unzipped block that cannot be converted leaves an entry without data; the worker goes on.
   static constexpr bool keeps_unconverted_entries = true;
+  /// A subchannel is cut out of a generic spectrum too, whose type says nothing of its members.
+  static constexpr bool cuts_generic_spectra = true;
+  /// Lookups by number that take long are told at negative debug levels.
+  static constexpr bool times_lookups = true;
 
   /// The body of a slicer's table-loading thread.
   static constexpr auto table_thread = &get_table_thread_2010;
@@ -91,6 +83,8 @@ struct generation_2010 {
   static constexpr bool retries_single_channel = true;
   /// Searching the last event by time, a channel of update blocks never wins a tie.
   static constexpr bool update_blocks_lose_ties = true;
+  /// Without channels there is no event, not even the one before.
+  static constexpr bool forgets_event_without_channels = false;
 };
 
 }  // namespace ravo

@@ -1,8 +1,8 @@
 // The channel reader: reads one channel (optionally one subchannel of it) of one raw file. Its workers
 // decode every event of the channel into an array; lookups answer from it by event number or by time.
 // Written once for both generations; a user names ravo_daq_read_chan_2010.
-#ifndef RAVO_DAQ_READ_CHAN_H
-#define RAVO_DAQ_READ_CHAN_H
+#ifndef RAVO_DAQ_READ_CHAN_TEMPLATE_H
+#define RAVO_DAQ_READ_CHAN_TEMPLATE_H
 
 #include <pthread.h>
 

@@ -1,8 +1,8 @@
 // The reader: the front end by which programs ask for data. It holds one request, the raw files that
 // cover it and the channels, and, once started, a slicer that aligns the channels over the files.
 // Written once for both generations; a user names ravo_daq_reader_2010.
-#ifndef RAVO_DAQ_READER_H
-#define RAVO_DAQ_READER_H
+#ifndef RAVO_DAQ_READER_TEMPLATE_H
+#define RAVO_DAQ_READER_TEMPLATE_H
 
 #include <cstddef>
 #include <cstdint>

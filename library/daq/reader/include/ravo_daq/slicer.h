@@ -2,8 +2,8 @@
 // hands back, for one event, the entries of the channels that have data for it. It keeps one channel
 // reader per channel; a background thread loads the files' tables ahead of use.
 // Written once for both generations; a user names ravo_daq_slicer_2010.
-#ifndef RAVO_DAQ_SLICER_H
-#define RAVO_DAQ_SLICER_H
+#ifndef RAVO_DAQ_SLICER_TEMPLATE_H
+#define RAVO_DAQ_SLICER_TEMPLATE_H
 
 #include <pthread.h>
 
