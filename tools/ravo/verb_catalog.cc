@@ -2,6 +2,7 @@
 // its parts do is in verb_catalog_build.cc and verb_catalog_query.cc.
 #include "verb_catalog.h"
 
+#include "failure.h"
 #include "help_format.h"
 #include "verb.h"
 
@@ -77,13 +78,12 @@ Prints the paths of the files, as a reader gets them; with --json also the catal
 
 verb catalog_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("catalog", "Make, list and ask a catalogue of runs");
-  command->require_subcommand(1);
   const auto build = std::make_shared<catalog_build_options>();
   const auto list = std::make_shared<catalog_list_options>();
   const auto find = std::make_shared<catalog_query_options>();
   const CLI::App* build_part = add_build(*command, *build);
   const CLI::App* list_part = add_list(*command, *list);
-  add_find(*command, *find);
+  const CLI::App* find_part = add_find(*command, *find);
   command->footer(R"(Examples:
   ravo catalog build demo --into demo/catalogue
   ravo catalog list demo/catalogue
@@ -95,8 +95,10 @@ verb catalog_verb(CLI::App& tool) {
               build_catalog(*build, out);
             else if (list_part->parsed())
               list_catalog(*list, out);
-            else
+            else if (find_part->parsed())
               query_catalog(*find, out);
+            else
+              throw usage_failure("say what to do with a catalogue: build, list or find");
           }};
 }
 

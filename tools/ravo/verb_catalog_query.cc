@@ -38,6 +38,12 @@ run_row sum(const catalogue::run_entry& run) {
 
 bool has_time(const catalogue::run_entry& run) { return run.end.timeup != 0; }
 
+void print_heading(output& out) {
+  fmt::print(out.file(), "{}{:<12} {:<12} {:>10}  {:<27}  {:<27}  {:>7}  {:>7}  {:>12}  {:>15}{}\n",
+             out.dim(), "experiment", "stream", "run", "start", "end", "files", "growing", "events",
+             "bytes", out.plain());
+}
+
 void print_run(const catalogue::run_entry& run, bool as_json, output& out) {
   const run_row row = sum(run);
   if (as_json) {
@@ -158,14 +164,10 @@ std::string request_text(const catalog_query_options& asked) {
 }  // namespace
 
 void list_catalog(const catalog_list_options& asked, output& out) {
-  if (!asked.json)
-    fmt::print(out.file(), "{}{:<12} {:<12} {:>10}  {:<27}  {:<27}  {:>7}  {:>7}  {:>12}  {:>15}{}\n",
-               out.dim(), "experiment", "stream", "run", "start", "end", "files", "growing", "events",
-               "bytes", out.plain());
   std::size_t runs = 0;
   const auto damaged = catalogue::visit_runs(asked.directory, asked.experiment, asked.stream,
                                              [&](const catalogue::run_entry& run) {
-                                               ++runs;
+                                               if (++runs == 1 && !asked.json) print_heading(out);
                                                print_run(run, asked.json, out);
                                              });
   for (const catalogue::file_problem& problem : damaged)

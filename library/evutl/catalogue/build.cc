@@ -122,7 +122,13 @@ class build_run {
     } catch (const std::system_error&) {
       if (threads.empty()) run_thread();  // no thread to be had: slower, but done
     }
-    watch(progress, threads.size());
+    try {
+      watch(progress, threads.size());
+    } catch (...) {
+      stop_ = true;
+      for (std::thread& thread : threads) thread.join();
+      throw;
+    }
     for (std::thread& thread : threads) thread.join();
     publish();
     result_.opened = done_;
@@ -210,11 +216,20 @@ class build_run {
     while (!ready_.empty()) {
       const std::vector<run_entry> batch = std::exchange(ready_, {});
       lock.unlock();
-      std::vector<file_problem> problems = add_runs(settings_.catalogue_directory, batch);
+      std::vector<file_problem> problems = add_batch(batch);
       lock.lock();
       std::move(problems.begin(), problems.end(), std::back_inserter(result_.problems));
     }
     publishing_ = false;
+  }
+
+  // Throws nothing that would leave the others waiting for who publishes.
+  std::vector<file_problem> add_batch(const std::vector<run_entry>& batch) const {
+    try {
+      return add_runs(settings_.catalogue_directory, batch);
+    } catch (const std::exception& failure) {
+      return {{settings_.catalogue_directory, failure.what()}};
+    }
   }
 
   // Tells the progress, by the calling thread alone, until the last thread has ended.

@@ -104,7 +104,10 @@ TEST_F(Catalog, ListShowsTheRuns) {
   const process_result table = run_tool({"catalog", "list", directory()});
   for (const char* text : {"experiment", "linac", "main", "2025-03-01T08:00:00.001234Z"})
     EXPECT_THAT(table.out, HasSubstr(text));
-  EXPECT_EQ(run_tool({"catalog", "list", directory(), "--stream", "fast"}).exit_code, 1);
+  const process_result nothing = run_tool({"catalog", "list", directory(), "--stream", "fast"});
+  EXPECT_EQ(nothing.exit_code, 1);
+  EXPECT_EQ(nothing.out, "");
+  EXPECT_EQ(nothing.err, "ravo: " + directory() + ": no run is catalogued there\n");
 }
 
 TEST_F(Catalog, ListNamesADamagedFile) {
@@ -170,7 +173,9 @@ TEST_F(Catalog, RefusesCommandLinesThatMakeNoSense) {
     EXPECT_EQ(result.exit_code, 2);
     EXPECT_EQ(result.err, line.message);
   }
+  EXPECT_EQ(run_tool({"catalog"}).err, "ravo: say what to do with a catalogue: build, list or find\n");
   EXPECT_EQ(run_tool({"catalog"}).exit_code, 2);
+  EXPECT_EQ(run_tool({"catalog", "biuld"}).exit_code, 2);
   EXPECT_EQ(run_tool({"catalog", "build", "x"}).exit_code, 2);
 }
 
