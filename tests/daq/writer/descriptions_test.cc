@@ -13,10 +13,11 @@ namespace {
 using namespace ravo::test;
 
 // The descriptions of a file, as the XML library loads them.
+template <class G>
 class loaded_descriptions {
  public:
   explicit loaded_descriptions(const std::string& path) {
-    const std::string xml = raw_file(path).descriptions();
+    const std::string xml = raw_file_of<typename G::layout>(path).descriptions();
     std::vector<std::uint32_t> table(2 + xml.size() / 4 + 1);
     auto* header = reinterpret_cast<ravo_xml_chan_descr_header_2010*>(table.data());
     header->pattern = RAVO_XML_CHAN_DESCR_PATTERN;
@@ -33,12 +34,13 @@ class loaded_descriptions {
   std::vector<chan_descr_2010*> list_;
 };
 
+template <class G>
 std::vector<std::string> write_two_files(
     const temporary_folder& folder, std::vector<ravo_daq_writer_channel> channels,
     const std::function<void()>& after_adding = [] {}) {
   ravo_daq_writer_settings settings = settings_in(folder);
   settings.max_events = 1;
-  ravo_daq_writer_2010 writer;
+  typename G::writer writer;
   must(writer, writer.open(settings));
   for (const ravo_daq_writer_channel& channel : channels) must(writer, writer.add_channel(channel));
   after_adding();
@@ -48,7 +50,11 @@ std::vector<std::string> write_two_files(
   return writer.get_files();
 }
 
-TEST(WriterDescriptions, EveryFileCarriesTheCopyMadeWhenTheChannelWasAdded) {
+template <class G>
+class WriterDescriptions : public testing::Test {};
+TYPED_TEST_SUITE(WriterDescriptions, generations, generation_name);
+
+TYPED_TEST(WriterDescriptions, EveryFileCarriesTheCopyMadeWhenTheChannelWasAdded) {
   const temporary_folder folder;
   bit_descr bit{3, "INTERLOCK", "beam is off"};
   dim_descr dim{};
@@ -63,17 +69,17 @@ TEST(WriterDescriptions, EveryFileCarriesTheCopyMadeWhenTheChannelWasAdded) {
   description.nbits = 1;
   description.dims = {&dim};
   description.ndims = 1;
-  ravo_daq_writer_channel channel = channel_of("LINAC/TOROID", RAVO_BLOCK_TOROID_2010);
+  ravo_daq_writer_channel channel = channel_of("LINAC/TOROID", TypeParam::single);
   channel.description = &description;
   const std::vector<std::string> files =
-      write_two_files(folder, {channel, channel_of("PLAIN", RAVO_BLOCK_1CHAN_2010)}, [&] {
+      write_two_files<TypeParam>(folder, {channel, channel_of("PLAIN", TypeParam::single)}, [&] {
         std::strcpy(bit.bit_name, "CHANGED");
         std::strcpy(dim.stats[0].stat_name, "CHANGED");
         description = {};
       });
   ASSERT_EQ(files.size(), 2u);
   for (const std::string& file : files) {
-    const loaded_descriptions loaded(file);
+    const loaded_descriptions<TypeParam> loaded(file);
     ASSERT_EQ(loaded.list().size(), 1u);
     const chan_descr_2010& read = *loaded.list()[0];
     EXPECT_STREQ(read.prop_name, "LINAC/TOROID");
@@ -88,26 +94,27 @@ TEST(WriterDescriptions, EveryFileCarriesTheCopyMadeWhenTheChannelWasAdded) {
   }
 }
 
-TEST(WriterDescriptions, ADescriptionWithoutAPropertyNameTakesTheChannels) {
+TYPED_TEST(WriterDescriptions, ADescriptionWithoutAPropertyNameTakesTheChannels) {
   const temporary_folder folder;
   const chan_descr_2010 nameless{};
-  ravo_daq_writer_channel channel = channel_of(std::string(255, 'n'), RAVO_BLOCK_1CHAN_2010);
+  ravo_daq_writer_channel channel =
+      channel_of(std::string(TypeParam::block_name - 1, 'n'), TypeParam::single);
   channel.description = &nameless;
-  const loaded_descriptions loaded(write_two_files(folder, {channel}).at(0));
+  const loaded_descriptions<TypeParam> loaded(write_two_files<TypeParam>(folder, {channel}).at(0));
   ASSERT_EQ(loaded.list().size(), 1u);
-  EXPECT_EQ(loaded.list()[0]->prop_name, std::string(255, 'n'));
+  EXPECT_EQ(loaded.list()[0]->prop_name, std::string(TypeParam::block_name - 1, 'n'));
 }
 
-TEST(WriterDescriptions, WithoutDescriptionsTheTextIsThatOfNone) {
+TYPED_TEST(WriterDescriptions, WithoutDescriptionsTheTextIsThatOfNone) {
   const temporary_folder folder;
-  const std::string file = write_two_files(folder, {channel_of("A", RAVO_BLOCK_1CHAN_2010)}).at(0);
-  EXPECT_EQ(raw_file(file).descriptions(), ravo_store_chan_descr({}));
-  EXPECT_TRUE(loaded_descriptions(file).list().empty());
+  const std::string file = write_two_files<TypeParam>(folder, {channel_of("A", TypeParam::single)}).at(0);
+  EXPECT_EQ(raw_file_of<typename TypeParam::layout>(file).descriptions(), ravo_store_chan_descr({}));
+  EXPECT_TRUE(loaded_descriptions<TypeParam>(file).list().empty());
 }
 
-TEST(WriterDescriptions, AFileWithoutChannelsHasEmptyTables) {
+TYPED_TEST(WriterDescriptions, AFileWithoutChannelsHasEmptyTables) {
   const temporary_folder folder;
-  const raw_file file(write_two_files(folder, {}).at(0));
+  const raw_file_of<typename TypeParam::layout> file(write_two_files<TypeParam>(folder, {}).at(0));
   EXPECT_TRUE(file.channels().empty());
   EXPECT_TRUE(file.environment().empty());
   EXPECT_EQ(file.reference(164), 0u);

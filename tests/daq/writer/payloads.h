@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "raw_layouts.h"
+
 namespace ravo::test {
 
 class payload {
@@ -40,35 +42,51 @@ class payload {
   std::vector<unsigned char> file_;
 };
 
-/// A spectrum of one group; `members` x `samples` values.
-inline payload spectrum(std::uint32_t members, const std::vector<float>& values) {
+/// The head of a spectrum of one group.
+inline payload spectrum_head(layout_2010, std::uint32_t members, std::uint32_t samples, float start,
+                             float inc) {
   payload data;
-  data.u32(members).u32(static_cast<std::uint32_t>(values.size()) / members).u32(1);
-  data.f32(0.5f).f32(0.25f).f32(0).u32(0).u32(0);
+  return data.u32(members).u32(samples).u32(1).f32(start).f32(inc).f32(0).u32(0).u32(0);
+}
+/// In the older generation with a mean for each member.
+inline payload spectrum_head(layout_2009, std::uint32_t members, std::uint32_t samples, float start,
+                             float inc) {
+  payload data;
+  data.u32(members).u32(samples).f32(start).f32(inc);
+  for (std::uint32_t i = 0; i < members; ++i) data.f32(static_cast<float>(i) + 0.75f);
+  return data;
+}
+
+/// A spectrum of one group; `members` x `samples` values.
+template <class layout = layout_2010>
+payload spectrum(std::uint32_t members, const std::vector<float>& values) {
+  payload data =
+      spectrum_head(layout{}, members, static_cast<std::uint32_t>(values.size()) / members, 0.5f, 0.25f);
   for (float value : values) data.f32(value);
   return data;
 }
 
 /// One member that compresses well.
-inline payload smooth_spectrum(std::size_t samples, float level) {
+template <class layout = layout_2010>
+payload smooth_spectrum(std::size_t samples, float level) {
   std::vector<float> values(samples);
   for (std::size_t i = 0; i < samples; ++i) values[i] = level + static_cast<float>(i % 16);
-  return spectrum(1, values);
+  return spectrum<layout>(1, values);
 }
 
 /// One member that does not compress at all.
-inline payload noisy_spectrum(std::size_t samples, std::uint32_t seed) {
+template <class layout = layout_2010>
+payload noisy_spectrum(std::size_t samples, std::uint32_t seed) {
   std::mt19937 random(seed);
-  payload data;
-  data.u32(1).u32(static_cast<std::uint32_t>(samples)).u32(1);
-  data.f32(0).f32(1).f32(0).u32(0).u32(0);
+  payload data = spectrum_head(layout{}, 1, static_cast<std::uint32_t>(samples), 0, 1);
   for (std::size_t i = 0; i < samples; ++i) data.u32(static_cast<std::uint32_t>(random()));
   return data;
 }
 
-inline payload update(const std::string& property, std::uint32_t seconds, float value) {
+template <class layout = layout_2010>
+payload update(const std::string& property, std::uint32_t seconds, float value) {
   payload data;
-  return data.text(property, 256).u32(0).u32(seconds).u32(17).f32(value);
+  return data.text(property, layout::update_name).u32(0).u32(seconds).u32(17).f32(value);
 }
 
 inline payload environment(std::uint32_t index, std::uint32_t seconds, float value) {

@@ -11,11 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "raw_layouts.h"
 #include "temporary_folder.h"
 
 namespace ravo::test {
 
-class raw_file {
+template <class layout>
+class raw_file_of {
  public:
   struct event {
     std::uint32_t length, number, type, seconds, microseconds, tmask, status, server_blocks;
@@ -49,11 +51,11 @@ class raw_file {
     std::vector<index_entry> entries;
   };
 
-  explicit raw_file(const std::string& path) : raw_file(read_file(path)) {}
-  explicit raw_file(std::vector<unsigned char> content) : bytes_(std::move(content)) {
+  explicit raw_file_of(const std::string& path) : raw_file_of(read_file(path)) {}
+  explicit raw_file_of(std::vector<unsigned char> content) : bytes_(std::move(content)) {
     need(bytes_.size() > 200 && bytes_.size() < 0x100000000u, "length of the file");
     reference_ = word(bytes_.size() - 4);
-    need(word(reference_) == 0xfefafaf3u && word(reference_ + 4) == 168, "reference table");
+    need(word(reference_) == layout::reference_marker && word(reference_ + 4) == 168, "reference table");
     need(reference_ + 172 == bytes_.size(), "end of the file");
     read_dictionary();
     read_index();
@@ -91,24 +93,32 @@ class raw_file {
   }
 
   event event_at(std::size_t at) const {
-    need(word(at) == 0xffeef3f3u, "event header");
+    need(word(at) == layout::event_header_marker, "event header");
     return {word(at + 4),  word(at + 8),  word(at + 12), word(at + 16),
             word(at + 20), word(at + 24), word(at + 28), word(at + 32)};
   }
   server_block server_block_at(std::size_t at) const {
-    return {word(at),           word(at + 4),   word(at + 8),   word(at + 12),
-            text(at + 16, 256), word(at + 272), word(at + 276), word(at + 280)};
+    return {word(at),
+            word(at + 4),
+            word(at + 8),
+            word(at + 12),
+            text(at + 16, layout::server_name),
+            word(at + layout::server_block - 12),
+            word(at + layout::server_block - 8),
+            word(at + layout::server_block - 4)};
   }
   block block_at(std::size_t at) const {
-    block result{text(at, 256), word(at + 256), word(at + 260), word(at + 264)};
-    need(result.length >= 268 && at + result.length <= bytes_.size(), "length of a block");
+    constexpr std::size_t head = layout::subhead;
+    block result{text(at, layout::block_name), word(at + head - 12), word(at + head - 8),
+                 word(at + head - 4)};
+    need(result.length >= head && at + result.length <= bytes_.size(), "length of a block");
     if (!(result.error & 0x40000000u)) {
-      result.data = cut(at + 268, result.length - 268);
+      result.data = cut(at + head, result.length - head);
       return result;
     }
-    result.zip_flags = word(at + 268);
-    need(result.length == 280 + word(at + 276), "length of a compressed block");
-    result.data = unpack(result.zip_flags, cut(at + 280, word(at + 276)), word(at + 272));
+    result.zip_flags = word(at + head);
+    need(result.length == head + 12 + word(at + head + 8), "length of a compressed block");
+    result.data = unpack(result.zip_flags, cut(at + head + 12, word(at + head + 8)), word(at + head + 4));
     return result;
   }
   std::string descriptions() const {
@@ -154,14 +164,20 @@ class raw_file {
 
   void read_dictionary() {
     const std::size_t dictionary = reference(140), table = reference(144);
-    need(word(dictionary) == 0xdcadcaf3u && (word(dictionary + 4) - 8) % 272 == 0, "dictionary");
-    const std::size_t count = (word(dictionary + 4) - 8) / 272;
+    constexpr std::size_t size = layout::dictionary_entry;
+    need(word(dictionary) == 0xdcadcaf3u && (word(dictionary + 4) - 8) % size == 0, "dictionary");
+    const std::size_t count = (word(dictionary + 4) - 8) / size;
     const std::size_t maxev = word(table + 8);
     need(word(table) == 0xecbecbf3u && word(table + 4) == 12 + 16 * count * maxev, "pointer table");
     std::uint32_t longest = 0;
     for (std::size_t i = 0; i < count; ++i) {
-      const std::size_t at = dictionary + 8 + 272 * i;
-      channel one{word(at), text(at + 4, 256), word(at + 260), word(at + 264), word(at + 268), {}};
+      const std::size_t at = dictionary + 8 + size * i;
+      channel one{word(at),
+                  text(at + 4, layout::dictionary_name),
+                  word(at + size - 12),
+                  word(at + size - 8),
+                  word(at + size - 4),
+                  {}};
       need(one.count <= maxev, "count of a channel");
       longest = std::max(longest, one.count);
       for (std::size_t e = 0; e < maxev; ++e) {
@@ -203,7 +219,7 @@ class raw_file {
   void read_baskets() const {
     need(word(reference(156)) == 0xebaebaf3u && word(reference(156) + 4) == 8 + 36 * events(),
          "event header basket");
-    need(word(reference(160)) == 0xb5bb5bf3u && (word(reference(160) + 4) - 8) % 284 == 0,
+    need(word(reference(160)) == 0xb5bb5bf3u && (word(reference(160) + 4) - 8) % layout::server_block == 0,
          "server block basket");
     bool first = true;
     for (const channel& one : channels_) {
@@ -214,8 +230,8 @@ class raw_file {
       need(word(basket) == 0xcbacbaf3u, "channel basket");
       std::size_t next = basket + 8;
       for (const pointers& p : one.row) {
-        need(p.chhd == next && p.chhd % 4 == 0 && p.data == p.chhd + 268, "place of a block");
-        next += (word(p.chhd + 264) + 3) / 4 * 4;
+        need(p.chhd == next && p.chhd % 4 == 0 && p.data == p.chhd + layout::subhead, "place of a block");
+        next += (word(p.chhd + layout::subhead - 4) + 3) / 4 * 4;
       }
       need(next == basket + word(basket + 4), "length of a channel basket");
     }
@@ -227,6 +243,8 @@ class raw_file {
   std::vector<channel> channels_;
   std::vector<index_of_type> index_;
 };
+
+using raw_file = raw_file_of<layout_2010>;
 
 }  // namespace ravo::test
 

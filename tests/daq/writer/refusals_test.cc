@@ -505,4 +505,76 @@ TEST_F(WriterRefusals, AFolderThatWasRemoved) {
                      ": No such file or directory; make the folder writable and repeat the call");
 }
 
+// ---- the older generation -------------------------------------------------------------------------
+// What differs: the room for names, and the types.
+
+class OlderWriterRefusals : public testing::Test {
+ protected:
+  OlderWriterRefusals() { must(writer_, writer_.open(settings_in(folder_))); }
+  void expect_refused(int status, const std::string& text) {
+    EXPECT_EQ(status, RAVO_DAQ_WRITER_INV_PARAM);
+    EXPECT_EQ(writer_.get_last_error(), text);
+  }
+
+  const temporary_folder folder_;
+  ravo_daq_writer writer_;
+};
+
+TEST_F(OlderWriterRefusals, AChannelNameThatItsBlocksCannotHold) {
+  expect_refused(writer_.add_channel(channel_of(std::string(32, 'x'), RAVO_BLOCK_SINGLE)),
+                 "a channel name of 32 bytes is not possible; use 1 to 31");
+  expect_refused(writer_.add_channel(channel_of("", RAVO_BLOCK_SINGLE)),
+                 "a channel name of 0 bytes is not possible; use 1 to 31");
+  EXPECT_EQ(writer_.add_channel(channel_of(std::string(31, 'x'), RAVO_BLOCK_SINGLE)), 0);
+}
+
+TEST_F(OlderWriterRefusals, AServerNameThatDoesNotFit) {
+  must(writer_, writer_.begin_event(event_of(1, noon)));
+  const char* text = "the server name is longer than 47 bytes or contains a zero byte; shorten it";
+  expect_refused(writer_.begin_server_block({std::string(48, 's'), {noon, 0}, 0, 0, 0}), text);
+  EXPECT_EQ(writer_.begin_server_block({std::string(47, 's'), {noon, 0}, 0, 0, 0}), RAVO_DAQ_WRITER_OK);
+}
+
+TEST_F(OlderWriterRefusals, ADataTypeOfTheCurrentGeneration) {
+  expect_refused(writer_.add_channel(channel_of("A", RAVO_BLOCK_1CHAN_2010)),
+                 "the data type 41 of channel A is none of this generation's channels; take one from "
+                 "ravo_data_types.h");
+  for (int type : {-1, 0, 2, 29, 32, 33, 35, 62, 63, 0x10000 + RAVO_BLOCK_SINGLE})
+    EXPECT_EQ(writer_.add_channel(channel_of("A", static_cast<RAVO_SUBBLOCK_TYPE>(type))),
+              RAVO_DAQ_WRITER_INV_PARAM)
+        << type;
+}
+
+TEST_F(OlderWriterRefusals, DataThatDoNotAgreeWithTheirType) {
+  must(writer_, writer_.add_channel(channel_of("A", RAVO_BLOCK_SINGLE)));
+  must(writer_, writer_.begin_event(event_of(1, noon)));
+  must(writer_, writer_.begin_server_block({"SERVER", {noon, 0}, 0, 0, 0}));
+  const payload current_one = spectrum<layout_2010>(1, {1, 2});
+  expect_refused(give(writer_, 0, current_one),
+                 "the data of channel A (40 bytes) do not agree with its data type RAVO_BLOCK_SINGLE; lay "
+                 "them out as ravo_payload.h says");
+  EXPECT_EQ(give(writer_, 0, spectrum<layout_2009>(1, {1, 2})), RAVO_DAQ_WRITER_OK);
+}
+
+// Readers look for an update's data where they lie, and never unpack them.
+TEST_F(OlderWriterRefusals, SlowBlocksAreStoredPlainWhateverIsAsked) {
+  const RAVO_SUBBLOCK_TYPE slow[] = {RAVO_UPD_BLOCK, RAVO_ENV_BLOCK, RAVO_BOR_BLOCK, RAVO_EOR_BLOCK};
+  std::vector<std::pair<int, payload>> data;
+  for (const RAVO_SUBBLOCK_TYPE type : slow) {
+    const int index =
+        writer_.add_channel(channel_of("S" + std::to_string(type), type, ravo_compression::zlib));
+    must(writer_, index);
+    data.emplace_back(
+        index, type == RAVO_ENV_BLOCK ? environment(1, noon, 1) : update<layout_2009>("PROPERTY", noon, 1));
+  }
+  must(writer_, give_event(writer_, event_of(1, noon, 0, RAVO_EV_UPD), data));
+  must(writer_, writer_.close());
+  const raw_file_of<layout_2009> file(writer_.get_files().at(0));
+  for (std::size_t i = 0; i < data.size(); ++i) {
+    const auto block = file.block_at(file.channels()[i].row.at(0).chhd);
+    EXPECT_EQ(block.zip_flags, 0u);
+    EXPECT_EQ(block.data, data[i].second.file());
+  }
+}
+
 }  // namespace

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "generations.h"
 #include "payloads.h"
-#include "ravo_daq_writer_2010.h"
 #include "temporary_folder.h"
 
 namespace ravo::test {
@@ -42,16 +42,16 @@ inline ravo_daq_writer_event event_of(std::uint32_t number, std::uint32_t second
 }
 
 /// Throws the writer's own words when a step of a test's preparation is refused.
-inline void must(ravo_daq_writer_2010& writer, int status) {
+inline void must(raw_writer& writer, int status) {
   if (status < 0) throw std::runtime_error(std::to_string(status) + ": " + writer.get_last_error());
 }
 
-inline int give(ravo_daq_writer_2010& writer, int channel, const payload& data, std::int32_t error = 0) {
+inline int give(raw_writer& writer, int channel, const payload& data, std::int32_t error = 0) {
   return writer.add_data(channel, data.host().data(), data.host().size(), error);
 }
 
 /// A whole event with one server block; the status of end_event.
-inline int give_event(ravo_daq_writer_2010& writer, const ravo_daq_writer_event& event,
+inline int give_event(raw_writer& writer, const ravo_daq_writer_event& event,
                       const std::vector<std::pair<int, payload>>& data) {
   must(writer, writer.begin_event(event));
   if (!data.empty()) must(writer, writer.begin_server_block({"SERVER", event.time, 0, 0, 0}));
