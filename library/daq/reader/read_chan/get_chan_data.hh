@@ -6,13 +6,10 @@
 #include "ravo_daq/read_chan.h"
 #include "ravo_evutl.h"
 #include "read_chan/read_chan_texts.h"
+#include "request_type.h"
 #include "scoped_lock.h"
 
 namespace ravo {
-
-inline bool is_request_type(int type) {
-  return type >= RAVO_DAQ_READ_CHAN_EVENT_FIRST && type <= RAVO_DAQ_READ_CHAN_EVENT_LAST;
-}
 
 inline bool is_step(int type) {
   return type == RAVO_DAQ_READ_CHAN_EVENT_PREV || type == RAVO_DAQ_READ_CHAN_EVENT_NEXT;

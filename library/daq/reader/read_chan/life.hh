@@ -6,6 +6,7 @@
 #include <new>
 
 #include "allocate.h"
+#include "microseconds.h"
 #include "ravo_daq/file_get_tables.h"
 #include "ravo_daq/read_chan.h"
 #include "scoped_lock.h"
@@ -168,7 +169,7 @@ template <class G>
 int daq_read_chan<G>::set_time_diff(const time_stamp* diff) {
   if (diff == nullptr) return RAVO_DAQ_READ_CHAN_INV_PARAM;
   event_time_diff = *diff;
-  time_diff = diff->timeup * 1e6 + diff->timelow;
+  time_diff = in_microseconds(*diff);
   return RAVO_DAQ_READ_CHAN_OK;
 }
 

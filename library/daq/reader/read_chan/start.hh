@@ -11,6 +11,7 @@
 #include "allocate.h"
 #include "library_calls.h"
 #include "mapping.h"
+#include "microseconds.h"
 #include "ravo_daq/read_chan.h"
 #include "read_chan/block_source.h"
 #include "read_chan/read_chan_texts.h"
@@ -156,7 +157,7 @@ class event_limits {
  public:
   // Ties keep the earlier entry; an event without a time never becomes the earliest but as the first.
   void add(const ravo_time_id& event) {
-    const double time = event.time.timeup * 1e6 + event.time.timelow;
+    const double time = in_microseconds(event.time);
     if (empty_ || (event.time.timeup != 0 && time < first_time_)) {
       first = event;
       first_time_ = time;

@@ -10,6 +10,7 @@
 #include <new>
 
 #include "allocate.h"
+#include "malloc_owner.h"
 #include "ravo_daq/reader.h"
 #include "reader/channel_name.h"
 
@@ -22,7 +23,7 @@ bool is_same_channel(const ChanParam& a, const ChanParam& b) {
 }
 
 template <class G>
-int daq_reader<G>::add_channel(const daq_channel_entry* channel) {
+int daq_reader<G>::add_channel(const daq_channel_entry* channel) try {
   if (!channel || !channel->name || !*channel->name) return store(RAVO_DAQ_READER_INV_PARAM);
   if (slicer) return store(RAVO_DAQ_READER_NOT_ALLOWED);
   result_entry wanted{};
@@ -32,16 +33,21 @@ int daq_reader<G>::add_channel(const daq_channel_entry* channel) {
     if (!entry) return store(RAVO_DAQ_READER_INTERN_ERROR);
     if (is_same_channel(entry->chan, wanted.chan)) return RAVO_DAQ_READER_OK;  // the last status stays
   }
-  void* memory = allocate(sizeof wanted);
+  results.reserve(results.size() + 1);  // so that the entry is not lost for want of a place
+  chans.reserve(chans.size() + 1);
+  malloc_owner<result_entry> memory(static_cast<result_entry*>(ravo::allocate(sizeof wanted)));
   if (!memory) {
     std::printf("Failed to malloc result for %s\n", wanted.chan.name);
     return store(RAVO_DAQ_READER_INTERN_ERROR);
   }
-  result_entry* added = new (memory) result_entry(wanted);
-  results.push_back(added);
+  new (memory.get()) result_entry(wanted);
+  results.push_back(memory.get());
+  result_entry* added = memory.release();
   chans.push_back(added->chan.name);
   ++nchans;
   return store(RAVO_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+  return store(RAVO_DAQ_READER_INTERN_ERROR);
 }
 
 template <class G>

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "allocate.h"
+#include "malloc_owner.h"
 #include "ravo_daq/reader.h"
 #include "reader/closed_file.h"
 #include "reader/data_path_list.h"
@@ -30,7 +31,7 @@ char* daq_reader<G>::copy_candidate(const char* name) {
   const bool is_in_data_dir = request.ddir[0] != '\0' && !has_directory(name) && !is_data_dir_a_list();
   const char* directory = is_in_data_dir ? request.ddir : "";
   const std::size_t size = std::strlen(directory) + std::strlen(name) + 1;
-  char* candidate = static_cast<char*>(allocate(size));
+  char* candidate = static_cast<char*>(ravo::allocate(size));
   if (candidate)
     std::snprintf(candidate, size, "%s%s", directory, name);
   else if (is_searched)
@@ -79,18 +80,17 @@ int daq_reader<G>::search(char** candidate, const std::string& list) const {
   for (const std::string_view directory : split_data_path_list(list)) {
     // A slash and the closing zero.
     const std::size_t size = directory.size() + std::strlen(*candidate) + 2;
-    char* path = static_cast<char*>(allocate(size));
+    malloc_owner<char> path(static_cast<char*>(ravo::allocate(size)));
     if (!path) {
       std::printf(reader_texts<G>::no_path_buffer, static_cast<int>(size - 1));
       return RAVO_DAQ_READER_INTERN_ERROR;
     }
-    std::snprintf(path, size, "%s/%s", std::string(directory).c_str(), *candidate);
-    if (is_acceptable(path)) {
+    std::snprintf(path.get(), size, "%.*s/%s", static_cast<int>(directory.size()), directory.data(), *candidate);
+    if (is_acceptable(path.get())) {
       std::free(*candidate);
-      *candidate = path;
+      *candidate = path.release();
       return RAVO_DAQ_READER_OK;
     }
-    std::free(path);
   }
   if (debug != 0) std::printf(reader_texts<G>::file_in_no_path, *candidate, list.c_str());
   return RAVO_DAQ_READER_FILES_NOT_FOUND;

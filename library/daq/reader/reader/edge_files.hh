@@ -13,7 +13,7 @@
 #include "reader/folder_listing.h"
 #include "reader/raw_file_names.h"
 #include "reader/reader_texts.h"
-#include "reader/times.h"
+#include "reader/file_times.h"
 
 namespace ravo {
 

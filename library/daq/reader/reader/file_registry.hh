@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "ravo_daq/reader.h"
@@ -13,22 +14,28 @@
 
 namespace ravo {
 
+/// Frees, when it is left, what a pointer points to by then.
+struct freed_on_leaving {
+  char*& text;
+  ~freed_on_leaving() { std::free(text); }
+};
+
 template <class G>
-int daq_reader<G>::add_file(const char* name, bool append) {
+int daq_reader<G>::add_file(const char* name, bool append) try {
   if (!name || !*name) return store(RAVO_DAQ_READER_INV_PARAM);
   if (slicer) return store(RAVO_DAQ_READER_NOT_ALLOWED);
   char* path = copy_candidate(name);
+  const freed_on_leaving owner{path};
   if (!path) {
     drop_files();  // the whole list, on purpose: a request without some of its files would mislead
     return store(RAVO_DAQ_READER_INTERN_ERROR);
   }
-  const int status = resolve(&path);
-  if (status != RAVO_DAQ_READER_OK) {
-    std::free(path);
-    return store(status);
-  }
+  if (const int status = resolve(&path); status != RAVO_DAQ_READER_OK) return store(status);
   files.insert(append ? files.end() : files.begin(), path);
+  path = nullptr;  // the list's from here on
   return store(RAVO_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+  return store(RAVO_DAQ_READER_INTERN_ERROR);
 }
 
 template <class G>

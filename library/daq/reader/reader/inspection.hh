@@ -31,11 +31,15 @@ const char* daq_reader<G>::find_file(const char* text) const {
   return found == files.end() ? nullptr : *found;
 }
 
-/// Loads a file whose path the list is about to lose; the loader keeps the address of the text.
+/// Loads a file whose path the list is about to lose; the loader keeps the address of the text. Without memory
+/// it fails like any other load, so that the file leaves the list then too.
 template <class G>
-int daq_reader<G>::load_inspected(const char* path, int descr_mode, const std::vector<char*>* names) {
+int daq_reader<G>::load_inspected(const char* path, int descr_mode, const std::vector<char*>* names) try {
   inspected_path = path;
   return get_tables.get_all_tables(inspected_path.c_str(), descr_mode, names);
+} catch (const std::bad_alloc&) {
+  get_tables.clean_up();
+  return RAVO_DAQ_READER_INTERN_ERROR;
 }
 
 template <class G>
@@ -149,6 +153,10 @@ void daq_reader<G>::print_channel_of_file(const char* file, const char* channel,
     std::printf(reader_texts<G>::printer_input);
     return;
   }
+  // A copy, because the caller's text is not the reader's to keep; made, like the room for it, before the file
+  // enters the list.
+  std::string name = channel;
+  chans.reserve(1);
   get_tables.clean_up();
   if (add_file(file, true) != RAVO_DAQ_READER_OK) {
     std::printf(reader_texts<G>::printer_no_file, file);
@@ -159,20 +167,20 @@ void daq_reader<G>::print_channel_of_file(const char* file, const char* channel,
     std::printf(reader_texts<G>::printer_lost_file, file);
     return;
   }
-  inspected_channel = channel;
+  inspected_channel.swap(name);
   chans.assign(1, inspected_channel.data());
   const int failure = load_inspected(path, 0, &chans);
   remove_file(file);
   if (failure != 0) {
-    std::printf(reader_texts<G>::printer_no_channel, channel, file);
+    std::printf(reader_texts<G>::printer_no_channel, inspected_channel.c_str(), file);
     return;
   }
-  typename G::read_chan decoded(&get_tables, channel, -1, nullptr);
+  typename G::read_chan decoded(&get_tables, inspected_channel.c_str(), -1, nullptr);
   pthread_mutex_t* mutex = nullptr;
   pthread_cond_t* condition = nullptr;
   int* flag = nullptr;
   if (decoded.start(&mutex, &condition, &flag) != RAVO_DAQ_READ_CHAN_OK) {
-    std::printf(reader_texts<G>::printer_not_started, channel);
+    std::printf(reader_texts<G>::printer_not_started, inspected_channel.c_str());
     return;
   }
   wait_until_decoded(mutex, condition, flag);

@@ -13,7 +13,7 @@
 #include "ravo_daq/reader.h"
 #include "ravo_evutl.h"
 #include "reader/reader_texts.h"
-#include "reader/times.h"
+#include "reader/file_times.h"
 
 namespace ravo {
 
@@ -44,7 +44,7 @@ inline bool are_times_in_order(const time_stamp& start, const time_stamp& stop) 
 }
 
 template <class G>
-int daq_reader<G>::check_request() {
+int daq_reader<G>::check_request() try {
   // Worked on as copies: a refused request stays as it was given.
   ravo_time_id start = request.start_time;
   ravo_time_id stop = request.stop_time;
@@ -61,6 +61,8 @@ int daq_reader<G>::check_request() {
   else if (!files.empty())
     trim_files();
   return store(RAVO_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+  return store(RAVO_DAQ_READER_INTERN_ERROR);
 }
 
 template <class G>

@@ -5,10 +5,10 @@
 
 #include <atomic>
 #include <bit>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 #include "allocate.h"
@@ -17,7 +17,8 @@
 #include "reader/reader_texts.h"
 #include "reader/result_index.h"
 #include "reader/standstill.h"
-#include "reader/times.h"
+#include "stopwatch.h"
+#include "reader/file_times.h"
 
 namespace ravo {
 
@@ -58,7 +59,7 @@ void copy_record(Record& to, std::uint64_t address) {
 
 template <class G>
 int daq_reader<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* entries,
-                            int mode) {
+                            int mode) try {
   if (!slicer) return RAVO_DAQ_READER_NOT_INIT;  // the last error stays what start() or clean_up() left
   if (!entries) return store(RAVO_DAQ_READER_INV_PARAM);
   get_data_calls.fetch_add(1, std::memory_order_relaxed);
@@ -68,6 +69,8 @@ int daq_reader<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_ent
   if (const int status = take_elements(); status != RAVO_DAQ_READER_OK) return store(status);
   hand_out(*entries);
   return store(RAVO_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+  return store(RAVO_DAQ_READER_INTERN_ERROR);
 }
 
 /// Leaves the next event of the request in cur_res.
@@ -103,14 +106,10 @@ int daq_reader<G>::find_requested_event(const ravo_time_id* id, int mode) {
 
 template <class G>
 int daq_reader<G>::ask_slicer(const ravo_time_id* id, int mode) {
-  using clock = std::chrono::steady_clock;
-  constexpr std::chrono::duration<double, std::milli> worth_a_word{1.0};
-  const clock::time_point asked = debug < 0 ? clock::now() : clock::time_point{};
+  const stopwatch watch;
   const int status = slicer->get_data(id, &cur_res, mode);
-  if (debug < 0) {
-    const std::chrono::duration<double, std::milli> took = clock::now() - asked;
-    if (took > worth_a_word) std::printf(reader_texts<G>::slicer_time, took.count());
-  }
+  if (debug < 0 && watch.microseconds() > 1000)
+    std::printf(reader_texts<G>::slicer_time, watch.milliseconds());
   if (debug > 1)
     std::printf("reader.get_data() CUR_RES.SIZE(): %d  STATUS: %d\n", static_cast<int>(cur_res.size()),
                 status);

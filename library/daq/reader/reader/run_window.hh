@@ -10,7 +10,7 @@
 #include "ravo_daq/reader.h"
 #include "reader/reader_texts.h"
 #include "reader/run_window.h"
-#include "reader/times.h"
+#include "reader/file_times.h"
 
 namespace ravo {
 

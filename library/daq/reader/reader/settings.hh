@@ -160,7 +160,7 @@ int daq_reader<G>::set_catalog_dir(const char* directory) {
 }
 
 template <class G>
-int daq_reader<G>::set_data_dir(const char* directory) {
+int daq_reader<G>::set_data_dir(const char* directory) try {
   if (slicer) return store(RAVO_DAQ_READER_NOT_ALLOWED);
   // A copy, because a caller may hand back what get_data_dir() gave.
   std::string kept(directory ? directory : "");
@@ -171,6 +171,8 @@ int daq_reader<G>::set_data_dir(const char* directory) {
   }
   fill_field(request.ddir, kept);
   return store(RAVO_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+  return store(RAVO_DAQ_READER_INTERN_ERROR);
 }
 
 template <class G>

@@ -36,7 +36,7 @@ int daq_reader<G>::open_first_file() {
 }
 
 template <class G>
-int daq_reader<G>::start() {
+int daq_reader<G>::start() try {
   if (slicer) {
     if (G::explains_failed_start && debug != 0) std::printf("We have already slicer\n");
     return store(RAVO_DAQ_READER_NOT_ALLOWED);
@@ -45,12 +45,17 @@ int daq_reader<G>::start() {
     if (G::explains_failed_start && debug != 0) std::printf("Request is not OK ret:%d\n", status);
     return status;
   }
+  number_results();
   slicer = new (std::nothrow) typename G::slicer;
   if (!slicer) return store(RAVO_DAQ_READER_INTERN_ERROR);
   // Whatever fails from here on, the slicer stays: the reader counts as started until clean_up().
-  number_results();
   if (const int status = configure_slicer(); status != RAVO_DAQ_READER_OK) return store(status);
   return start_slicer();
+} catch (const std::bad_alloc&) {
+  // Never half a start: get_data() would take it for the end of the data.
+  delete slicer;
+  slicer = nullptr;
+  return store(RAVO_DAQ_READER_INTERN_ERROR);
 }
 
 template <class G>

@@ -8,7 +8,7 @@
 
 #include "ravo_daq/reader.h"
 #include "ravo_evutl.h"
-#include "reader/times.h"
+#include "reader/file_times.h"
 
 namespace ravo {
 

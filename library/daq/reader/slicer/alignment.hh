@@ -2,9 +2,12 @@
 // chosen from the answers, and the entries of exactly that event are collected. A channel whose file has
 // nothing more in the direction is moved to the next one (file_switch.hh) and asked again.
 #include <cstdio>
+#include <new>
 
+#include "microseconds.h"
 #include "ravo_daq/slicer.h"
 #include "ravo_evutl.h"
+#include "request_type.h"
 #include "slicer/arguments.h"
 #include "slicer/slicer_texts.h"
 #include "stopwatch.h"
@@ -38,8 +41,8 @@ bool daq_slicer<G>::is_event_id_eq(const ravo_time_id* a, const ravo_time_id* b,
 
 template <class G>
 int daq_slicer<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* res,
-                            int direction) {
-  if (!is_direction(direction) || res == nullptr) return RAVO_DAQ_SLICER_INV_PARAM;
+                            int direction) try {
+  if (!is_request_type(direction) || res == nullptr) return RAVO_DAQ_SLICER_INV_PARAM;
   res->clear();
   slicer_texts<G>::aligning(debug, current_event_id, synch_mode);
   if (G::forgets_event_without_channels && nchans < 1) {
@@ -62,6 +65,8 @@ int daq_slicer<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_ent
                 static_cast<int>(current_event_id.time.timeup),
                 static_cast<int>(current_event_id.time.timelow), static_cast<int>(res->size()));
   return alive > 0 ? RAVO_DAQ_SLICER_OK : RAVO_DAQ_SLICER_OUT_OF_WINDOW;
+} catch (const std::bad_alloc&) {
+  return RAVO_DAQ_SLICER_INTERN_ERROR;
 }
 
 // The first call asks for the event that start() found, whatever the caller wants.
@@ -198,8 +203,6 @@ inline bool is_unset(const ravo_time_id& event) {
   return event.event_number == 0 && event.time.timeup == 0;
 }
 
-inline double raw_time(const ravo_time_id& event) { return event.time.timeup * 1e6 + event.time.timelow; }
-
 template <class G>
 void daq_slicer<G>::choose_event(int chan, const ravo_channel_entry_long& entry, alignment& call) {
   if (is_unset(call.chosen)) return take_event(chan, entry.event_id, call);
@@ -229,7 +232,7 @@ bool daq_slicer<G>::is_earlier(const ravo_channel_entry_long& entry, const align
   if (synch_mode != RAVO_DAQ_SLICER_SYNCH_MODE_TIME) return false;
   if (G::update_blocks_lose_ties && call.direction == RAVO_DAQ_READ_CHAN_EVENT_LAST && is_update(entry))
     return false;
-  return raw_time(call.chosen) > raw_time(entry.event_id);
+  return in_microseconds(call.chosen.time) > in_microseconds(entry.event_id.time);
 }
 
 // Of the events before the target, previous is the latest, first the earliest.

@@ -1,16 +1,10 @@
-// Small questions about the arguments of the slicer's operations and messages, for several of its sources.
+// What the slicer's messages say of objects and texts, for several of its sources.
 #ifndef RAVO_DAQ_READER_SLICER_ARGUMENTS_H
 #define RAVO_DAQ_READER_SLICER_ARGUMENTS_H
 
 #include <cstdint>
 
-#include "ravo_daq_status.h"
-
 namespace ravo {
-
-inline bool is_direction(int direction) {
-  return direction >= RAVO_DAQ_READ_CHAN_EVENT_FIRST && direction <= RAVO_DAQ_READ_CHAN_EVENT_LAST;
-}
 
 /// A number that tells one object from another in messages.
 inline unsigned identity(const void* object) {

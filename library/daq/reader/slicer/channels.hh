@@ -5,6 +5,7 @@
 
 #include "ravo_daq/slicer.h"
 #include "scoped_lock.h"
+#include "request_type.h"
 #include "slicer/arguments.h"
 #include "slicer/slicer_texts.h"
 #include "stopwatch.h"
@@ -14,7 +15,7 @@ namespace ravo {
 /// OK when the channel has a reader and the direction is one.
 template <class G>
 int daq_slicer<G>::check_reader(int chan, int direction) const {
-  if (!is_channel(chan) || !is_direction(direction)) return RAVO_DAQ_SLICER_INV_PARAM;
+  if (!is_channel(chan) || !is_request_type(direction)) return RAVO_DAQ_SLICER_INV_PARAM;
   if (read_chans == nullptr) return RAVO_DAQ_SLICER_NOT_INIT;
   if (read_chans[chan] == nullptr) return RAVO_DAQ_SLICER_NO_DATA;
   return RAVO_DAQ_SLICER_OK;

@@ -1,8 +1,10 @@
 // The slicer before it starts: construction, settings, and the copies of the request's files and channels.
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "allocate.h"
+#include "microseconds.h"
 #include "ravo_daq/slicer.h"
 #include "scoped_lock.h"
 #include "slicer/slicer_texts.h"
@@ -49,7 +51,7 @@ int daq_slicer<G>::set_time_diff(const time_stamp* diff) {
   if (is_started()) return RAVO_DAQ_SLICER_NOT_ALLOWED;
   if (diff == nullptr) return RAVO_DAQ_SLICER_INV_PARAM;
   event_time_diff = *diff;
-  time_diff = diff->timeup * 1e6 + diff->timelow;
+  time_diff = in_microseconds(*diff);
   return RAVO_DAQ_SLICER_OK;
 }
 
@@ -63,7 +65,7 @@ int daq_slicer<G>::set_event_step(const ravo_time_id* step) {
 
 template <class G>
 int daq_slicer<G>::init(const std::vector<char*>* file_names,
-                        const std::vector<typename G::chan_param*>* channels, int loader_mode) {
+                        const std::vector<typename G::chan_param*>* channels, int loader_mode) try {
   if (file_names == nullptr || channels == nullptr) return RAVO_DAQ_SLICER_INV_PARAM;
   clean_up();
   if (!copy_files(*file_names) || !copy_channels(*channels)) {
@@ -78,10 +80,14 @@ int daq_slicer<G>::init(const std::vector<char*>* file_names,
   get_tables_num = static_cast<int>(files.size());
   nchans = static_cast<int>(chans.size());
   return RAVO_DAQ_SLICER_OK;
+} catch (const std::bad_alloc&) {
+  clean_up();
+  return RAVO_DAQ_SLICER_INTERN_ERROR;
 }
 
 template <class G>
 bool daq_slicer<G>::copy_files(const std::vector<char*>& names) {
+  files.reserve(names.size());  // so that no copy is lost for want of a place
   for (const char* name : names) {
     if (name == nullptr || *name == '\0') continue;
     const std::size_t size = std::strlen(name) + 1;
@@ -98,6 +104,8 @@ bool daq_slicer<G>::copy_files(const std::vector<char*>& names) {
 
 template <class G>
 bool daq_slicer<G>::copy_channels(const std::vector<typename G::chan_param*>& channels) {
+  chans.reserve(channels.size());
+  chansp.reserve(channels.size());
   for (const typename G::chan_param* channel : channels) {
     if (channel == nullptr) continue;
     auto* copy = static_cast<typename G::chan_param*>(allocate(sizeof(typename G::chan_param)));

@@ -2,6 +2,7 @@
 // that the first get_data() delivers.
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "allocate.h"
 #include "ravo_daq/slicer.h"
@@ -12,7 +13,7 @@
 namespace ravo {
 
 template <class G>
-int daq_slicer<G>::start() {
+int daq_slicer<G>::start() try {
   if (files.empty() || chans.empty()) return RAVO_DAQ_SLICER_NO_DATA;
   if (is_started()) return RAVO_DAQ_SLICER_NOT_ALLOWED;
   if (!create_slots()) return RAVO_DAQ_SLICER_INTERN_ERROR;
@@ -25,6 +26,8 @@ int daq_slicer<G>::start() {
   for (int chan = 0; chan < nchans; ++chan)
     if (read_chans[chan] != nullptr) consider_first_event(chan);
   return RAVO_DAQ_SLICER_OK;
+} catch (const std::bad_alloc&) {
+  return RAVO_DAQ_SLICER_INTERN_ERROR;
 }
 
 /// An array of `count` null pointers, or null with the reason told.

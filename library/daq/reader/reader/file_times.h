@@ -1,16 +1,14 @@
-// Times as numbers, and what the names of raw files tell of time. Opens nothing.
-#ifndef RAVO_DAQ_READER_TIMES_H
-#define RAVO_DAQ_READER_TIMES_H
+// What the names of raw files tell of time. Opens nothing.
+#ifndef RAVO_DAQ_READER_FILE_TIMES_H
+#define RAVO_DAQ_READER_FILE_TIMES_H
 
 #include <cstddef>
 #include <cstdint>
 
+#include "microseconds.h"
 #include "ravo_evutl.h"
 
 namespace ravo {
-
-/// A time in microseconds; a double holds every time stamp exactly.
-inline double in_microseconds(const time_stamp& time) { return time.timeup * 1e6 + time.timelow; }
 
 /// The time in a file's name; 0 seconds when it is not known.
 struct file_time {
