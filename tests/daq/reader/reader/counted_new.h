@@ -1,4 +1,4 @@
-// Counts what a thread allocates by new. A program that includes this header (in one source file) puts its
+// Counts what a thread allocates by new, and lets one of its allocations fail. A program that includes this header (in one source file) puts its
 // own operators in place of the standard ones: all of them, so that what one gives another may take.
 #ifndef RAVO_TEST_COUNTED_NEW_H
 #define RAVO_TEST_COUNTED_NEW_H
@@ -10,9 +10,11 @@
 namespace ravo::test {
 
 struct counted_new {
-  static inline thread_local long made = 0;  ///< by the calling thread so far
+  static inline thread_local long made = 0;        ///< by the calling thread so far
+  static inline thread_local long successes = -1;  ///< so many more, then one fails; -1: none
   static void* take(std::size_t size) noexcept {
     ++made;
+    if (successes >= 0 && successes-- == 0) return nullptr;
     return std::malloc(size > 0 ? size : 1);
   }
   static void* take_or_throw(std::size_t size) {

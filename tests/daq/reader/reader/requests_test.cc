@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "captured_output.h"
+#include "counted_new.h"
 #include "environment_variable.h"
 #include "ravo_daq_reader_2010.h"
 #include "ravo_run_catalogue_builder.h"
@@ -194,6 +195,38 @@ TEST_F(Requests, AChannelThatNoFileKnowsIsNotFound) {
   EXPECT_STREQ(reader.get_last_error(), "Channel not found");
 }
 
+// ---- without memory -------------------------------------------------------------------------------
+
+/// Lets each allocation of a call fail in turn; the call must answer, not throw. That nothing leaks is seen by
+/// running this under the address sanitizer. Returns how many there were.
+template <class Call>
+int refuse_each_allocation(Call call) {
+  int refused = 0;
+  for (long successes = 0; successes < 20000; ++successes) {
+    captured_output quiet;
+    counted_new::successes = successes;
+    EXPECT_NO_THROW(call()) << successes;
+    const bool was_refused = counted_new::successes == -1;
+    counted_new::successes = -1;
+    if (!was_refused) return refused;
+    ++refused;
+  }
+  ADD_FAILURE() << "there is no end of allocations";
+  return refused;
+}
+
+TEST_F(Requests, MemoryThatRunsOutInARequestIsAStatus) {
+  for (const bool has_catalogue : {true, false}) {
+    if (!has_catalogue) forget_catalogue();
+    for (const int run : {7, 0}) {
+      request.run_first = request.run_last = run;
+      ask_for_period(1, 5);
+      EXPECT_GT(refuse_each_allocation([&] { reader.init(&request, &channels); }), 10);
+      EXPECT_EQ(init(), 0) << "and afterwards all is well";
+    }
+  }
+}
+
 /// A copy of the run's folder that a test may spoil.
 class SpoiledFiles : public Requests {
  protected:
@@ -368,6 +401,25 @@ TEST_F(SingleFile, AChannelThatIsNotThereIsTold) {
   EXPECT_EQ(output_of([&] { reader.print_channel_channel(file(), "UNKNOWN"); }),
             std::string("ravo_daq_reader_2010::print_channel_event_headers() channel: UNKNOWN not found in file: ") +
                 file() + "\n");
+}
+
+TEST_F(SingleFile, MemoryThatRunsOutInALookLeavesNoFileBehind) {
+  EXPECT_GT(refuse_each_allocation([&] {
+              int count = 0;
+              reader.get_number_of_channels(file(), &count, 1);
+              EXPECT_EQ(reader.get_number_of_files(), 0);
+            }),
+            0);
+  std::vector<chan_descr_2010*> found;
+  refuse_each_allocation([&] { reader.fill_chan_descr(file(), &found); });
+  refuse_each_allocation([&] {
+    reader.print_event_index_table(file(), -1);
+    EXPECT_EQ(reader.get_number_of_files(), 0);
+  });
+  refuse_each_allocation([&] {
+    reader.print_channel_channel_headers(file(), "HALF");
+    EXPECT_EQ(reader.get_number_of_files(), 0);
+  });
 }
 
 TEST_F(SingleFile, ALookIntoAFileDoesNotHinderARequest) {
