@@ -23,11 +23,13 @@ std::string page() {
 }
 
 // The bytes of the dump: lines of an offset, up to 16 bytes and their characters; "*" repeats the line
-// before it up to the next offset.
-bytes documented_bytes() {
+// before it up to the next offset. It stands below the heading of a generation's example.
+bytes documented_bytes(const std::string& heading) {
   std::istringstream lines(page());
   bytes content;
   std::string line, last;
+  while (std::getline(lines, line) && line != heading) {
+  }
   bool inside = false;
   while (std::getline(lines, line)) {
     if (line.rfind("00000000  ", 0) == 0) inside = true;
@@ -45,12 +47,25 @@ bytes documented_bytes() {
   return content;
 }
 
-TEST(DocumentedFile, HasTheBytesThatWerePutTogetherByHand) {
-  EXPECT_EQ(documented_bytes().vector(), build_small_file<current>().content.vector());
+struct current_example : current {
+  static constexpr const char* heading = "## Example: a whole file";
+};
+struct older_example : older {
+  static constexpr const char* heading = "## Example: an older file";
+};
+using examples = testing::Types<current_example, older_example>;
+
+template <class G>
+class DocumentedFile : public testing::Test {};
+TYPED_TEST_SUITE(DocumentedFile, examples, generation_name);
+
+TYPED_TEST(DocumentedFile, HasTheBytesThatWerePutTogetherByHand) {
+  EXPECT_EQ(documented_bytes(TypeParam::heading).vector(), build_small_file<TypeParam>().content.vector());
 }
 
-TEST(DocumentedFile, IsLoadedByTheTableOperations) {
-  const open_file<current> file(documented_bytes());
+TYPED_TEST(DocumentedFile, IsLoadedByTheTableOperations) {
+  const bytes content = documented_bytes(TypeParam::heading);
+  const open_file<TypeParam> file(content);
   const auto reference = file.reference();
   ASSERT_EQ(reference.status, 0);
   EXPECT_EQ(file.event_index(*reference.content).status, 0);
@@ -64,29 +79,91 @@ TEST(DocumentedFile, IsLoadedByTheTableOperations) {
 
   // Following the second row leads to the text.
   const std::uint32_t block = pointers.content->chptr()[2].chhd;
-  const bytes content = documented_bytes();
-  EXPECT_EQ(content.word(block + 256), 23u);
-  EXPECT_STREQ(reinterpret_cast<const char*>(content.data() + block + 268), "beam on");
+  EXPECT_EQ(content.word(block + TypeParam::subhead - 12), 23u);
+  EXPECT_STREQ(reinterpret_cast<const char*>(content.data() + block + TypeParam::subhead), "beam on");
 }
 
-TEST(DocumentedFile, HasTheStatedOffsets) {
-  const small_file small = build_small_file<current>();
-  const std::string text = page();
-  const std::pair<std::uint32_t, const char*> parts[] = {
-      {small.bpm_basket, "channel basket of `LINAC/BPM1`, 616 bytes"},
-      {small.note_basket, "channel basket of `LINAC/NOTE`, 284 bytes"},
+TYPED_TEST(DocumentedFile, HasTheStatedOffsets) {
+  const small_file small = build_small_file<TypeParam>();
+  const auto length = [&](std::uint32_t part) { return std::to_string(small.content.word(part + 4)); };
+  const std::pair<std::uint32_t, std::string> parts[] = {
+      {small.bpm_basket, "channel basket of `LINAC/BPM1`, " + length(small.bpm_basket) + " bytes"},
+      {small.bpm_block[0], "its first block: subheader"},
+      {small.bpm_block[0] + TypeParam::subhead, "its data: spectrum head"},
+      {small.bpm_block[1], "its second block"},
+      {small.note_basket, "channel basket of `LINAC/NOTE`, " + length(small.note_basket) + " bytes"},
       {small.event_headers, "event header basket, 80 bytes"},
-      {small.server_blocks, "server block basket, 576 bytes"},
+      {small.server_blocks, "server block basket, " + length(small.server_blocks) + " bytes"},
       {small.event_index, "event index: one type"},
-      {small.dictionary, "channel dictionary, 552 bytes"},
+      {small.dictionary, "channel dictionary, " + length(small.dictionary) + " bytes"},
       {small.pointers, "event channel pointers, 76 bytes"},
       {small.environment, "environment dictionary, 16 bytes"},
       {small.descriptions, "channel descriptions, 176 bytes"},
-      {small.reference, "reference table"}};
+      {small.reference, "reference table"},
+      {small.tail(), "tail: `"}};
+  const std::string text = page();
+  const std::string example = text.substr(text.find(TypeParam::heading));
   for (const auto& [offset, what] : parts) {
     char row[128];
-    std::snprintf(row, sizeof row, "| %u | 0x%03x | %s", offset, offset, what);
-    EXPECT_THAT(text, testing::HasSubstr(row));
+    std::snprintf(row, sizeof row, "| %u | 0x%03x | %s", offset, offset, what.c_str());
+    EXPECT_THAT(example, testing::HasSubstr(row));
+  }
+  EXPECT_THAT(example,
+              testing::HasSubstr("The file has " + std::to_string(small.content.size()) + " bytes"));
+}
+
+// What the page says of the older records is what the records are.
+TEST(DocumentedRecords, OfTheOlderGenerationAreThoseOfTheCode) {
+  const auto row = [](const char* what, std::size_t size, const std::string& fields) {
+    return "| " + std::string(what) + " | " + std::to_string(size) + " | " + fields + " |";
+  };
+  const auto at = [](const char* field, std::size_t offset) {
+    return "`" + std::string(field) + "` " + std::to_string(offset);
+  };
+  const auto name = [](const char* field, std::size_t width, std::size_t offset) {
+    return "`" + std::string(field) + "` char[" + std::to_string(width) + "] " + std::to_string(offset);
+  };
+  using entry = ravo_chan_dictionary_entry;
+  using server = ravo_serv_block_head;
+  using subhead = ravo_serv_block_subhead;
+  using update = ravo_upd_data_block;
+  const std::string text = page();
+  EXPECT_THAT(
+      text,
+      testing::HasSubstr(row(
+          "channel dictionary entry", sizeof(entry),
+          at("key", 0) + ", " + name("chan_name", sizeof(entry::chan_name), offsetof(entry, chan_name)) +
+              ", " + at("ev_mask", offsetof(entry, ev_mask)) + ", " +
+              at("dtype_mask", offsetof(entry, dtype_mask)) + ", " + at("count", offsetof(entry, count)))));
+  EXPECT_THAT(text,
+              testing::HasSubstr(row("server block head", sizeof(server),
+                                     at("time", 0) + ", " + at("ltotal", offsetof(server, ltotal)) + ", " +
+                                         at("mpulse", offsetof(server, mpulse)) + ", " +
+                                         name("server", sizeof(server::server), offsetof(server, server)) +
+                                         ", " + at("tmask", offsetof(server, tmask)) + ", " +
+                                         at("status", offsetof(server, status)) + ", " +
+                                         at("nchan", offsetof(server, nchan)))));
+  EXPECT_THAT(text, testing::HasSubstr(row("channel subheader", sizeof(subhead),
+                                           name("chname", sizeof(subhead::chname), 0) + ", " +
+                                               at("dtype", offsetof(subhead, dtype)) + ", " +
+                                               at("error", offsetof(subhead, error)) + ", " +
+                                               at("ldata", offsetof(subhead, ldata)))));
+  EXPECT_THAT(text, testing::HasSubstr(row("older update", sizeof(update),
+                                           name("upd_prop", sizeof(update::upd_prop), 0) + ", " +
+                                               at("upd_ch_status", offsetof(update, upd_ch_status)) + ", " +
+                                               at("upd_ch_time", offsetof(update, upd_ch_time)) + ", " +
+                                               at("upd_ch_data", offsetof(update, upd_ch_data)))));
+}
+
+TEST(DocumentedMarkers, OfTheOlderGenerationAreThoseOfTheCode) {
+  const std::string text = page();
+  const std::string older_part = text.substr(text.find("## The older generation"));
+  const std::pair<const char*, std::uint32_t> markers[] = {
+      {"reference table", RAVO_REFERENCE_TABLE_PATTERN}, {"event header", RAVO_EVENT_HEADER_PATTERN}};
+  for (const auto& [part, marker] : markers) {
+    char row[64];
+    std::snprintf(row, sizeof row, "| %s | `0x%08x` |", part, marker);
+    EXPECT_THAT(older_part, testing::HasSubstr(row));
   }
 }
 

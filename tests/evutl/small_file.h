@@ -122,7 +122,8 @@ small_file build_small_file_of() {
 
   file.dictionary = here();
   out.u32(0xdcadcaf3).u32(static_cast<std::uint32_t>(8 + 2 * layout::dictionary_entry));
-  channel<layout>(out, 11, "LINAC/BPM1", 0, 2);
+  channel<layout>(out, 11, "LINAC/BPM1", layout::single_type < 32 ? 1u << (layout::single_type % 32) : 0,
+                  2);
   channel<layout>(out, 12, "LINAC/NOTE", 1u << 23, 1);
 
   file.pointers = here();
