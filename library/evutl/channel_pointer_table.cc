@@ -1,7 +1,6 @@
 // Reads the event channel pointer table, whole or only the rows of listed channels. The table is the same
 // in both generations; the dictionary that tells its rows is not. The offsets in its entries are handed on
 // as they are: whoever follows one holds it against what is mapped.
-#include <cstring>
 #include <limits>
 #include <string_view>
 #include <unordered_map>
@@ -81,16 +80,15 @@ ravo_table_status read_listed_rows(const ravo::raw_file& file, const reference_t
     return RAVO_TABLE_WRONG_LENGTH;
   const std::size_t length = sizeof(pointer_table) + rows.size() * shape.row_bytes();
 
-  auto read = ravo::allocate<pointer_table>(length);
+  // The rows of absent names stay as they are: what no file could fill costs no memory.
+  auto read = ravo::allocate_zeroed<pointer_table>(length);
   if (!read) return RAVO_TABLE_NO_MEMORY;
   read->pattern = RAVO_EVENT_CHAN_POINTERS_PATTERN;
   read->length = static_cast<std::int32_t>(length);
   read->maxev = shape.maxev;
   pointer_entry* destination = read->chptr();
   for (const int row : rows) {
-    if (row < 0) {
-      std::memset(destination, 0, shape.row_bytes());
-    } else {
+    if (row >= 0) {
       const std::uint64_t offset =
           reference.ecp_ref + sizeof(pointer_table) + static_cast<std::uint64_t>(row) * shape.row_bytes();
       if (const auto status = file.read_words(offset, destination, shape.row_bytes() / 4);

@@ -22,6 +22,12 @@ malloc_owner<T> allocate(std::size_t size) {
   return malloc_owner<T>(static_cast<T*>(std::malloc(size)));
 }
 
+/// The same, all bytes zero. Large memory that nobody writes to costs no pages.
+template <class T>
+malloc_owner<T> allocate_zeroed(std::size_t size) {
+  return malloc_owner<T>(static_cast<T*>(std::calloc(size, 1)));
+}
+
 }  // namespace ravo
 
 #endif
