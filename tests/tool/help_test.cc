@@ -13,12 +13,13 @@ TEST(Help, OfTheToolNamesTheVerbsAndTheExitCodes) {
   const process_result result = run_tool({"--help"});
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_EQ(result.err, "");
-  for (const char* text : {"simulate", "info", "channels", "read", "Exit codes: 0 fine, 1", "--version"})
+  for (const char* text : {"simulate", "info", "channels", "index", "headers", "descr", "read", "catalog",
+                           "Exit codes: 0 fine, 1", "--version"})
     EXPECT_THAT(result.out, HasSubstr(text));
 }
 
 TEST(Help, OfEachVerbTeachesByExamples) {
-  for (const std::string verb : {"simulate", "info", "channels", "read"}) {
+  for (const std::string verb : {"simulate", "info", "channels", "index", "headers", "descr", "read"}) {
     const process_result result = run_tool({verb, "--help"});
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_EQ(result.err, "");
@@ -54,20 +55,36 @@ const char* const file = "linac_main_run1_file1_20250301T080000Z.raw";
 INSTANTIATE_TEST_SUITE_P(
     Lines, WrongCommandLine,
     testing::Values(
-        wrong_line{
-            "Nothing", {}, "ravo: say what to do: simulate, info, channels or read\nTry `ravo --help`.\n"},
+        wrong_line{"Nothing",
+                   {},
+                   "ravo: say what to do: simulate, info, channels, descr, index, headers, read or "
+                   "catalog\nTry `ravo "
+                   "--help`.\n"},
         wrong_line{"UnknownVerb",
                    {"raed"},
                    "ravo: there is no verb 'raed'; did you mean read?\nTry `ravo --help`.\n"},
         wrong_line{"StrangeVerb",
                    {"xyzzy"},
-                   "ravo: there is no verb 'xyzzy'; there are simulate, info, channels and read\nTry `ravo "
-                   "--help`.\n"},
+                   "ravo: there is no verb 'xyzzy'; there are simulate, info, channels, descr, index, "
+                   "headers, read and "
+                   "catalog\nTry `ravo --help`.\n"},
         wrong_line{
             "OptionBeforeVerb",
             {"--fast"},
             "ravo: '--fast' is no option of ravo itself; options follow the verb\nTry `ravo --help`.\n"},
         wrong_line{"NoFile", {"info"}, "ravo: FILE is required\nTry `ravo info --help`.\n"},
+        wrong_line{"HeadersOfNoChannel",
+                   {"headers", file},
+                   "ravo: CHANNEL is required\nTry `ravo headers --help`.\n"},
+        wrong_line{"NoEventType",
+                   {"index", file, "--type", "nrmal"},
+                   "ravo: --type: there is no event type 'nrmal'; did you mean NORMAL?\n"},
+        wrong_line{"AnEventTypeTooFar",
+                   {"index", file, "--type", "32"},
+                   "ravo: --type: there is no event type '32'; NORMAL is one, or a number from 0 to 31\n"},
+        wrong_line{"NegativeIndexLimit",
+                   {"index", file, "--limit", "-1"},
+                   "ravo: --limit: '-1' is negative\nTry `ravo index --help`.\n"},
         wrong_line{"NoFolder", {"simulate"}, "ravo: DIR is required\nTry `ravo simulate --help`.\n"},
         wrong_line{"NoChannel",
                    {"read", file},

@@ -104,6 +104,19 @@ TEST(Read, TakesAChannelNamedTwiceOnce) {
   EXPECT_EQ(json_lines(result.out).at(0).at("channels").size(), 1u);
 }
 
+TEST(Read, TakesChannelsBeforeBetweenAndBehindTheFiles) {
+  const std::string first = demo().files[0], second = demo().files[1];
+  const std::vector<std::vector<std::string>> lines = {
+      {"read", "-c", "LINAC/BPM/001", "--channel", "LINAC/BPM/002", "--json", first, second},
+      {"read", first, second, "--channel", "LINAC/BPM/001", "-c", "LINAC/BPM/002", "--json"},
+      {"read", "-c", "LINAC/BPM/001", first, "-c", "LINAC/BPM/002", second, "--json"},
+      {"read", first, "--channel=LINAC/BPM/001", second, "--channel=LINAC/BPM/002", "--json"}};
+  const process_result expected = run_tool(lines[0]);
+  EXPECT_EQ(event_numbers(expected.out), range(1000001, 1000080)) << expected.err;
+  EXPECT_EQ(json_lines(expected.out).at(0).at("channels").size(), 2u);
+  for (const std::vector<std::string>& line : lines) EXPECT_EQ(run_tool(line).out, expected.out) << line[1];
+}
+
 TEST(Read, CutsAMember) {
   const json whole = json_lines(read_demo({"-c", "LINAC/BPM/001", "--json", "--limit", "1"}).out).at(0);
   const json member = json_lines(read_demo({"-c", "LINAC/BPM/001:1", "--json", "--limit", "1"}).out).at(0);

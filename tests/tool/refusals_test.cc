@@ -21,6 +21,7 @@ class Refusals : public testing::TestWithParam<const char*> {
   process_result run(const std::string& file) {
     std::vector<std::string> arguments = {GetParam(), file};
     if (std::string(GetParam()) == "read") arguments.insert(arguments.end(), {"-c", "LINAC/BPM/001"});
+    if (std::string(GetParam()) == "headers") arguments.push_back("LINAC/BPM/001");
     return run_tool(arguments);
   }
   void expect_refusal(const std::string& file, const std::string& reason) {
@@ -98,19 +99,24 @@ TEST_P(Refusals, ATableThatIsDamagedIsNamed) {
   }
 }
 
-TEST_P(Refusals, OneBadFileAmongGoodOnesByItsName) {
-  const std::string bad = write("nonsense nonsense");
-  std::vector<std::string> arguments = {GetParam(), demo().files[0], bad};
-  if (std::string(GetParam()) == "read") arguments.insert(arguments.end(), {"-c", "LINAC/BPM/001"});
-  const process_result result = run_tool(arguments);
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, StartsWith("ravo: " + bad + ": "));
-}
-
-INSTANTIATE_TEST_SUITE_P(Verbs, Refusals, testing::Values("info", "channels", "read"),
+INSTANTIATE_TEST_SUITE_P(Verbs, Refusals,
+                         testing::Values("info", "channels", "index", "headers", "descr", "read"),
                          [](const testing::TestParamInfo<const char*>& tested) {
                            return std::string(tested.param);
                          });
+
+TEST(ManyFiles, OneBadFileAmongGoodOnesIsRefusedByItsName) {
+  const temporary_folder folder;
+  const std::vector<unsigned char> nonsense(20, 'n');
+  const std::string bad = folder.write(good_name, nonsense);
+  for (const std::string verb : {"info", "channels", "index", "read"}) {
+    std::vector<std::string> arguments = {verb, demo().files[0], bad};
+    if (verb == "read") arguments.insert(arguments.end(), {"-c", "LINAC/BPM/001"});
+    const process_result result = run_tool(arguments);
+    EXPECT_EQ(result.exit_code, 1) << verb;
+    EXPECT_THAT(result.err, StartsWith("ravo: " + bad + ": ")) << verb;
+  }
+}
 
 TEST(ReadRefusals, AFileWhoseNameHoldsNoTime) {
   const temporary_folder folder;

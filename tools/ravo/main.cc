@@ -24,17 +24,29 @@ constexpr const char* closing_words = R"(A first look:
 `ravo VERB --help` explains a verb by examples. Every verb takes --json, for programs.
 Exit codes: 0 fine, 1 a file or its data do not allow it, 2 the command line makes no sense.)";
 
+std::vector<std::string> verb_names(const CLI::App& tool) {
+  std::vector<std::string> names;
+  for (const CLI::App* one : tool.get_subcommands(std::function<bool(const CLI::App*)>()))
+    names.push_back(one->get_name());
+  return names;
+}
+
+// "a, b and c".
+std::string list_of(const std::vector<std::string>& names) {
+  return fmt::format("{} and {}", fmt::join(names.begin(), names.end() - 1, ", "), names.back());
+}
+
 // What is wrong with the command line. That there is no such verb, the parser would not say.
-std::string explain(const CLI::ParseError& error, int argc, char** argv) {
-  if (argc < 2) return "say what to do: simulate, info, channels or read";
+std::string explain(const CLI::App& tool, const CLI::ParseError& error, int argc, char** argv) {
+  const std::vector<std::string> verbs = verb_names(tool);
+  if (argc < 2) return "say what to do: " + join_or(verbs);
   const std::string first = argv[1];
   if (first.starts_with('-'))
     return fmt::format("'{}' is no option of ravo itself; options follow the verb", first);
-  const std::vector<std::string> verbs = {"simulate", "info", "channels", "read", "catalog"};
   if (std::find(verbs.begin(), verbs.end(), first) != verbs.end()) return error.what();
   const std::vector<std::string> near = near_names(first, verbs);
-  return fmt::format("there is no verb '{}'; {} {}", first, near.empty() ? "there are" : "did you mean",
-                     near.empty() ? "simulate, info, channels and read" : join_or(near) + "?");
+  if (near.empty()) return fmt::format("there is no verb '{}'; there are {}", first, list_of(verbs));
+  return fmt::format("there is no verb '{}'; did you mean {}?", first, join_or(near));
 }
 
 int run(int argc, char** argv, output& out) {
@@ -43,8 +55,8 @@ int run(int argc, char** argv, output& out) {
   tool.footer(closing_words);
   tool.require_subcommand(1);
   tool.set_version_flag("--version", "ravo " RAVO_VERSION);
-  const verb verbs[] = {simulate_verb(tool), info_verb(tool), channels_verb(tool), read_verb(tool),
-                        catalog_verb(tool)};
+  const verb verbs[] = {simulate_verb(tool), info_verb(tool),    channels_verb(tool), descr_verb(tool),
+                        index_verb(tool),    headers_verb(tool), read_verb(tool),     catalog_verb(tool)};
   const auto chosen = [&]() -> const verb* {
     for (const verb& one : verbs)
       if (one.command->parsed()) return &one;
@@ -65,7 +77,7 @@ int run(int argc, char** argv, output& out) {
     return exit_fine;
   } catch (const CLI::ParseError& error) {
     const verb* one = chosen();
-    fmt::print(stderr, "ravo: {}\nTry `{} --help`.\n", explain(error, argc, argv),
+    fmt::print(stderr, "ravo: {}\nTry `{} --help`.\n", explain(tool, error, argc, argv),
                one ? "ravo " + one->command->get_name() : "ravo");
     return exit_usage;
   }

@@ -1,14 +1,20 @@
 #include "raw_file.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 
 #include "failure.h"
+#include "ravo_daq_unzip.h"
+#include "ravo_data_types.h"
+#include "ravo_evutl.h"
+#include "ravo_payload.h"
 #include "refusal.h"
 #include "times.h"
 
@@ -36,6 +42,28 @@ std::uint32_t word(const unsigned char* bytes) {
          static_cast<std::uint32_t>(bytes[2]) << 8 | bytes[3];
 }
 
+// The data of a compressed block, from its zip header on; empty when they cannot be inflated.
+std::vector<unsigned char> inflate(std::vector<unsigned char>& stored) {
+  // Neither method makes more of a byte: a larger length is a damaged one.
+  constexpr std::uint64_t most_from_one_byte = 1100;
+  if (stored.size() <= sizeof(ravo_zip_header)) return {};
+  const std::uint32_t flags = word(stored.data());
+  const std::uint32_t length = word(stored.data() + offsetof(ravo_zip_header, orig_length));
+  const std::size_t compressed = stored.size() - sizeof(ravo_zip_header);
+  if (length > compressed * most_from_one_byte || length > std::numeric_limits<int>::max()) return {};
+  std::vector<unsigned char> data(length);
+  int produced = static_cast<int>(length);
+  unsigned char* from = stored.data() + sizeof(ravo_zip_header);
+  const int failed = flags & RAVO_ZIP_ZLIB
+                         ? make_zlib(from, static_cast<int>(compressed), data.data(), &produced)
+                     : flags & RAVO_ZIP_LZO1X
+                         ? make_lzo(from, static_cast<int>(compressed), data.data(), &produced, nullptr)
+                         : 1;
+  if (failed) return {};
+  data.resize(static_cast<std::size_t>(produced));
+  return data;
+}
+
 }  // namespace
 
 const char* name_of(stored_as form) {
@@ -52,6 +80,12 @@ const char* name_of(stored_as form) {
       break;
   }
   return "unknown";
+}
+
+void tell_description_problem(const raw_file& file) {
+  if (!file.description_problem().empty())
+    fmt::print(stderr, "ravo: {}: {}; the rest is shown without them\n", file.path(),
+               file.description_problem());
 }
 
 std::optional<std::string> why_not_readable(const std::string& path) {
@@ -133,6 +167,45 @@ std::optional<RAVO_SUBBLOCK_TYPE> raw_file::dtype_of(std::size_t channel) const 
   if (read_first_block(channel, head) < sizeof head) return std::nullopt;
   return static_cast<RAVO_SUBBLOCK_TYPE>(word(head + offsetof(ravo_serv_block_subhead_2010, dtype)) &
                                          0xffff);
+}
+
+std::span<const ravo_event_chan_ptr_entry> raw_file::places_of(std::size_t channel) const {
+  const ravo_event_chan_pointers_table* table = tables_.get_ecp_table();
+  const int count = std::clamp(channels()[channel].count, 0, table->maxev);
+  return {table->chptr() + channel * static_cast<std::size_t>(table->maxev),
+          static_cast<std::size_t>(count)};
+}
+
+bool raw_file::read_at(std::uint32_t offset, std::span<unsigned char> bytes) const {
+  return pread(tables_.get_file_descr(), bytes.data(), bytes.size(), offset) ==
+         static_cast<ssize_t>(bytes.size());
+}
+
+int raw_file::members_of(std::size_t channel) const {
+  const auto dtype = dtype_of(channel);
+  const data_type* type = dtype ? find_data_type(*dtype) : nullptr;
+  if (!type) return 0;
+  if (type->code != RAVO_BLOCK_GENERIC_SPECT) return type->members;
+  std::vector<unsigned char> data = first_block_data(channel);
+  // The conversion refuses data whose counts do not fit together.
+  if (data.size() < sizeof(ravo_spect_head_2010) ||
+      ravo_convert_data(data.data(), data.data(), type->code, static_cast<int>(data.size())) != 0)
+    return type->members;
+  ravo_spect_head_2010 head;
+  std::memcpy(&head, data.data(), sizeof head);
+  return head.members;
+}
+
+// The data of the channel's first block, as they are on disk but inflated; empty when they cannot be had.
+std::vector<unsigned char> raw_file::first_block_data(std::size_t channel) const {
+  unsigned char head[sizeof(ravo_serv_block_subhead_2010)];
+  if (read_first_block(channel, head) < sizeof head) return {};
+  const std::uint32_t length = word(head + offsetof(ravo_serv_block_subhead_2010, ldata));
+  if (length < sizeof head || length > size()) return {};
+  std::vector<unsigned char> data(length - sizeof head);
+  if (!read_at(places_of(channel).front().chhd + static_cast<std::uint32_t>(sizeof head), data)) return {};
+  if (!(word(head + offsetof(ravo_serv_block_subhead_2010, error)) & RAVO_CHAN_ZIP_FLAG)) return data;
+  return inflate(data);
 }
 
 const chan_descr_2010* raw_file::description(const char* name) {

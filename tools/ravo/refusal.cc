@@ -12,9 +12,12 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
+#include "ravo_xml.h"
+#include "ravo_xml_status.h"
 
 namespace ravo::tool {
 namespace {
@@ -100,6 +103,16 @@ std::string first_refused_table(const open_file& file, const ravo_file_reference
   return "";
 }
 
+std::string refused_descriptions(const open_file& file, const ravo_file_reference_table_2010* reference) {
+  ravo_xml_chan_descr_header_2010* xml = nullptr;
+  ravo_get_chan_descr_table_m_2010(file.length, reference, file.fd, &xml);
+  const owned<ravo_xml_chan_descr_header_2010> own_xml(xml);
+  std::vector<chan_descr_2010*> descriptions;
+  const int status = ravo_load_chan_descr(xml, &descriptions);
+  ravo_free_chan_descr(&descriptions);
+  return fmt::format("channel descriptions: {} (status {})", ravo_xml_status_text(status), status);
+}
+
 }  // namespace
 
 std::string explain_refusal(const std::string& path, int code) {
@@ -113,7 +126,7 @@ std::string explain_refusal(const std::string& path, int code) {
   if (!table.empty()) return "damaged: " + table;
   switch (code) {
     case 7:
-      return "damaged: channel descriptions: the XML text is not well formed or not of the schema";
+      return refused_descriptions(file, reference.get());
     case -3:
       return "the end of the file cannot be mapped into memory";
     case -4:

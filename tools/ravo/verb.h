@@ -18,6 +18,9 @@ struct verb {
 verb simulate_verb(CLI::App& tool);
 verb info_verb(CLI::App& tool);
 verb channels_verb(CLI::App& tool);
+verb index_verb(CLI::App& tool);
+verb headers_verb(CLI::App& tool);
+verb descr_verb(CLI::App& tool);
 verb read_verb(CLI::App& tool);
 verb catalog_verb(CLI::App& tool);
 

@@ -9,6 +9,7 @@
 #include "ravo_data_types.h"
 #include "ravo_evutl.h"
 #include "raw_file.h"
+#include "type_names.h"
 #include "verb.h"
 
 namespace ravo::tool {
@@ -31,18 +32,6 @@ struct channel_row {
   std::string description;
 };
 
-// "RAVO_BLOCK_BPM_2010" as "BPM_2010": the prefix says nothing.
-std::string_view without_prefix(std::string_view name, std::string_view prefix) {
-  return name.starts_with(prefix) ? name.substr(prefix.size()) : name;
-}
-
-std::vector<std::string> event_types(std::uint32_t mask) {
-  std::vector<std::string> types;
-  for (int type = 0; type < RAVO_EV_EVMAX; ++type)
-    if (mask >> type & 1u) types.emplace_back(without_prefix(event_name_itoa(type), "RAVO_EV_"));
-  return types;
-}
-
 bool is_wanted(const std::string& name, const std::vector<std::string>& patterns) {
   return patterns.empty() ||
          std::any_of(patterns.begin(), patterns.end(), [&name](const std::string& pattern) {
@@ -56,12 +45,12 @@ std::vector<channel_row> rows_of(raw_file& file, const std::vector<std::string>&
   for (std::size_t i = 0; i < channels.size(); ++i) {
     const ravo_chan_dictionary_entry_2010& entry = channels[i];
     if (!is_wanted(entry.chan_name, patterns)) continue;
-    channel_row row{entry.chan_name, entry.count, "-", 0, event_types(entry.ev_mask),
+    channel_row row{entry.chan_name, entry.count, "-", 0, event_type_names(entry.ev_mask),
                     file.form_of(i), "",          ""};
     const auto dtype = file.dtype_of(i);
-    if (const data_type* type = dtype ? find_data_type(*dtype) : nullptr) {
-      row.type = without_prefix(type->name, "RAVO_");
-      row.members = type->members;
+    if (dtype && find_data_type(*dtype)) {
+      row.type = data_type_name(*dtype);
+      row.members = file.members_of(i);
     }
     if (const chan_descr_2010* description = file.description(entry.chan_name)) {
       row.units = description->units;
@@ -107,6 +96,7 @@ void run(const options& asked, output& out) {
   bool first = true;
   for (const std::string& path : asked.files) {
     raw_file file(path);
+    tell_description_problem(file);
     const std::vector<channel_row> rows = rows_of(file, asked.patterns);
     if (rows.empty() && !asked.patterns.empty())
       throw data_failure(fmt::format("{}: no channel matches {}", path, join_or(asked.patterns)));

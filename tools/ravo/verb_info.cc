@@ -130,6 +130,7 @@ void run(const options& asked, output& out) {
   bool first = true;
   for (const std::string& path : asked.files) {
     const raw_file file(path);
+    tell_description_problem(file);
     if (asked.json) {
       print_json(file, out);
       continue;

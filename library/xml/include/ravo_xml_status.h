@@ -12,4 +12,7 @@ enum ravo_xml_status : int {
   RAVO_XML_NO_MEMORY = 305,
 };
 
+/// A few words for a status, for messages; never null.
+const char* ravo_xml_status_text(int status);
+
 #endif
