@@ -48,15 +48,15 @@ ravo_channel_entry_long* daq_read_chan<G>::find_entry_by_event_id(unsigned event
 
   ravo_channel_entry_long* found = exact_number(event_number);
   const bool go_on = found != nullptr || scan_number(event_number, &found);
-  print_entries_once();
+  if constexpr (G::traces_lookups) print_entries_once();
   if (go_on && found == nullptr) found = nearest_number(event_number, type);
 
-  index_to_start_search = found == nullptr ? -1 : static_cast<int>(found - out);
+  if constexpr (G::traces_lookups) index_to_start_search = found == nullptr ? -1 : static_cast<int>(found - out);
   if (found != nullptr)
     out_cur = found;
   else
     answer = RAVO_DAQ_READ_CHAN_NO_DATA;
-  if (G::times_lookups && debug_level() < 0 && watch.microseconds() > 1000)
+  if (G::traces_lookups && debug_level() < 0 && watch.microseconds() > 1000)
     std::printf("get_by_event_id()  %f msec event_id:%d\n", watch.milliseconds(), static_cast<int>(event_number));
   return found;
 }

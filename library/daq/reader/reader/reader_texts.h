@@ -108,7 +108,8 @@ struct reader_texts<generation_2009> {
   static constexpr const char* window_reset = "ravo_daq_reader::init() time reset\n";
 
   // get_data()
-  static constexpr const char* slicer_time = "slicer->get_data() %f msec\n";
+  // Speaks of the other generation's slicer, as it always has.
+  static constexpr const char* slicer_time = "slicer_2010->get_data() %f msec\n";
   static constexpr const char* no_channel_header = "ravo_daq_reader::get_data() chan_header is NULL\n";
 };
 

@@ -42,9 +42,9 @@ bool daq_slicer<G>::is_event_id_eq(const ravo_time_id* a, const ravo_time_id* b,
 template <class G>
 int daq_slicer<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* res,
                             int direction) try {
+  slicer_texts<G>::aligning(debug, current_event_id, synch_mode);
   if (!is_request_type(direction) || res == nullptr) return RAVO_DAQ_SLICER_INV_PARAM;
   res->clear();
-  slicer_texts<G>::aligning(debug, current_event_id, synch_mode);
   if (G::forgets_event_without_channels && nchans < 1) {
     current_event_id = {};
     return RAVO_DAQ_SLICER_OUT_OF_WINDOW;

@@ -20,14 +20,14 @@ class table_loading {
   explicit table_loading(typename G::tables_task& task) : task_(task) {}
 
   void run() {
-    while (!is_stopped() && task_.next_file < count_of_files()) {
+    while (!is_interrupted() && task_.next_file < count_of_files()) {
       if (!take_credit()) break;
       typename G::file_tables** slot = find_free_slot();
-      if (slot == nullptr || is_stopped()) break;
+      if (slot == nullptr || is_interrupted()) break;
       if (G::limits_read_ahead && give_way()) continue;
       std::unique_ptr<typename G::file_tables> tables = load();
       if (tables == nullptr) return fail();
-      if (is_stopped()) break;
+      if (is_interrupted()) break;
       hand_over(slot, tables.release());
     }
     finish();
@@ -38,6 +38,7 @@ class table_loading {
   static constexpr useconds_t pause_microseconds = 10000;
 
   bool is_stopped() const { return task_.stop != 0; }
+  bool is_interrupted() const { return G::stops_between_steps && is_stopped(); }
   // The slicer changes the list only when this thread is gone.
   int count_of_files() const { return static_cast<int>(task_.files->size()); }
   char* next_file() const { return (*task_.files)[static_cast<std::size_t>(task_.next_file)]; }

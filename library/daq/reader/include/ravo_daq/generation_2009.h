@@ -51,10 +51,11 @@ struct generation_2009 : raw_format_2009 {
   static constexpr bool has_by_time_fix = false;
   static constexpr bool keeps_unconverted_entries = false;
   static constexpr bool cuts_generic_spectra = false;
-  static constexpr bool times_lookups = false;
+  static constexpr bool traces_lookups = false;
 
   static constexpr auto table_thread = &get_table_thread;
   static constexpr bool limits_read_ahead = false;
+  static constexpr bool stops_between_steps = false;
   static constexpr bool waits_when_loaded = false;
   static constexpr bool retries_single_channel = false;
   static constexpr bool update_blocks_lose_ties = false;

@@ -55,7 +55,7 @@ struct generation_2010 : raw_format_2010 {
   static constexpr bool opens_earlier_files = true;
   /// The files that the run catalogue names are not trimmed by the times in their names.
   static constexpr bool trusts_run_catalogue = true;
-  /// The headers and data of one channel of a file can be printed.
+  /// Readers and channel readers print the headers and data of one channel of a file.
   static constexpr bool prints_channels = true;
   /// A start that is refused, or that loses channels, is explained in words.
   static constexpr bool explains_failed_start = true;
@@ -70,13 +70,16 @@ struct generation_2010 : raw_format_2010 {
   static constexpr bool keeps_unconverted_entries = true;
   /// A subchannel is cut out of a generic spectrum too, whose type says nothing of its members.
   static constexpr bool cuts_generic_spectra = true;
-  /// Lookups by number that take long are told at negative debug levels.
-  static constexpr bool times_lookups = true;
+  /// Lookups by number remember where they ended, are told at negative debug levels when they take long, and
+  /// can print what they search.
+  static constexpr bool traces_lookups = true;
 
   /// The body of a slicer's table-loading thread.
   static constexpr auto table_thread = &get_table_thread_2010;
   /// That thread pauses while three loaded files are unclaimed.
   static constexpr bool limits_read_ahead = true;
+  /// It looks for its end at every step, not only when it has taken a credit.
+  static constexpr bool stops_between_steps = true;
   /// Having loaded all files, it stays until the slicer stops it.
   static constexpr bool waits_when_loaded = true;
   /// A lone channel whose file change finds itself out of the window tries again.

@@ -86,10 +86,10 @@ class daq_read_chan {
   void print_time_limits();
   void print_cdt_entry();
   void print_event_chan_pointers_entry();
-  void print_event_headers();
-  void print_server_block_headers();
-  void print_channel_headers();
-  void print_channel();
+  void print_event_headers() requires G::prints_channels;
+  void print_server_block_headers() requires G::prints_channels;
+  void print_channel_headers() requires G::prints_channels;
+  void print_channel() requires G::prints_channels;
   void print_chan_descr();
 
   // State. Others read it; the workers write the output array and its counters under mx.
