@@ -112,8 +112,8 @@ class build_run {
   build_run(const build_settings& settings, build_result& result)
       : settings_(settings), result_(result), now_(std::time(nullptr)) {}
 
-  void work(runs_of_folder found, const std::function<bool(std::size_t, std::size_t)>& progress) {
-    for (auto& [key, paths] : found) prepare(key, std::move(paths));
+  void work(const runs_of_folder& found, const std::function<bool(std::size_t, std::size_t)>& progress) {
+    for (const auto& [key, paths] : found) prepare(key, paths);
     if (progress && !progress(0, files_.size())) stop_ = true;
     std::vector<std::thread> threads;
     const std::size_t wanted = number_of_threads();
@@ -271,7 +271,7 @@ build_result build(const build_settings& settings,
   try {
     runs_of_folder found;
     find_raw_files(settings, found, result);
-    build_run(settings, result).work(std::move(found), progress);
+    build_run(settings, result).work(found, progress);
   } catch (const std::exception& failure) {
     result.problems.push_back({settings.raw_folder, failure.what()});
   }

@@ -59,7 +59,7 @@ std::optional<time_stamp> parse_time(std::string_view text) {
     return value;
   };
   const year_month_day date{year(static_cast<int>(field(0, 4))), month(field(5, 2)), day(field(8, 2))};
-  const unsigned hour = field(11, 2), minute = field(14, 2), second = field(17, 2);
+  const std::int64_t hour = field(11, 2), minute = field(14, 2), second = field(17, 2);
   if (!date.ok() || hour > 23 || minute > 59 || second > 59) return std::nullopt;
   const std::int64_t days_since = sys_days(date).time_since_epoch().count();
   const std::int64_t seconds = days_since * seconds_of_a_day + hour * 3600 + minute * 60 + second;
