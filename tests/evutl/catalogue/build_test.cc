@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "../small_file.h"
 #include "asking.h"
 #include "captured_output.h"
 #include "handmade_file.h"
@@ -103,6 +104,23 @@ TEST_F(Build, EntersAFileWithSizeSpanAndEvents) {
   EXPECT_EQ(file.end.timelow, 654321u);
   EXPECT_EQ(ask_time(catalogue(), 12), std::pair(seconds_and_microseconds(march_first + 10, 123456),
                                                  seconds_and_microseconds(march_first + 30, 654321)));
+}
+
+// Their event indices are the same; only the marker of the reference table is another.
+TEST_F(Build, EntersFilesOfBothGenerations) {
+  write(first_name, build_small_file_of<layout_2010>().content);
+  write(second_name, build_small_file_of<layout_2009>().content);
+  EXPECT_THAT(lines(build().problems), IsEmpty());
+  const auto all = runs();
+  ASSERT_EQ(all.size(), 1u);
+  ASSERT_EQ(all[0].files.size(), 2u);
+  for (const raw_file_entry& file : all[0].files) {
+    EXPECT_EQ(file.events, 2u) << file.path;
+    EXPECT_EQ(file.start.timeup, 1767225600u) << file.path;
+    EXPECT_EQ(file.start.timelow, 0u) << file.path;
+    EXPECT_EQ(file.end.timeup, 1767225600u) << file.path;
+    EXPECT_EQ(file.end.timelow, 100000u) << file.path;
+  }
 }
 
 TEST_F(Build, TakesTheTimeFromTheEventsAndNotFromTheirOrder) {
