@@ -1,6 +1,6 @@
-// A raw file of the current generation put together by hand, byte by byte: a test says which events there
-// are and which blocks each channel has, may lie about any word, and knows where each piece came to lie.
-// It shares nothing with the writer or the table-access library but the marker words.
+// A raw file of either generation put together by hand, byte by byte: a test says which events there are and
+// which blocks each channel has, may lie about any word, and knows where each piece came to lie. It shares
+// nothing with the writer or the table-access library but the marker words common to both generations.
 #ifndef RAVO_TEST_HANDMADE_FILE_H
 #define RAVO_TEST_HANDMADE_FILE_H
 
@@ -17,6 +17,7 @@
 
 #include "bytes.h"
 #include "ravo_raw_format.h"
+#include "raw_layouts.h"
 
 namespace ravo::test {
 
@@ -68,21 +69,36 @@ inline std::string compress_lzo(const bytes& from) {
   return to;
 }
 
-/// A spectrum payload of `members` members with one group of samples, in file order.
-inline bytes spectrum(const std::vector<std::vector<float>>& members, float start = 0, float inc = 1) {
+/// What goes before the samples of a spectrum of one group.
+inline bytes spectrum_head(layout_2010, std::size_t members, std::size_t samples, float start, float inc) {
   bytes to;
-  to.i32(static_cast<int>(members.size())).i32(static_cast<int>(members.at(0).size())).i32(1);
-  to.f32(start).f32(inc).f32(0).u32(0).i32(0);
+  to.i32(static_cast<int>(members)).i32(static_cast<int>(samples)).i32(1);
+  return to.f32(start).f32(inc).f32(0).u32(0).i32(0);
+}
+/// In the older generation with a mean, 0.5, for each member.
+inline bytes spectrum_head(layout_2009, std::size_t members, std::size_t samples, float start, float inc) {
+  bytes to;
+  to.i32(static_cast<int>(members)).i32(static_cast<int>(samples)).f32(start).f32(inc);
+  for (std::size_t i = 0; i < members; ++i) to.f32(0.5f);
+  return to;
+}
+
+/// A spectrum payload of `members` members with one group of samples, in file order.
+template <class layout = layout_2010>
+bytes spectrum(const std::vector<std::vector<float>>& members, float start = 0, float inc = 1) {
+  bytes to = spectrum_head(layout{}, members.size(), members.at(0).size(), start, inc);
   for (const auto& member : members)
     for (float sample : member) to.f32(sample);
   return to;
 }
 
 /// A plain block of one float.
-inline handmade_block scalar(std::size_t event, float value) {
+template <class layout = layout_2010>
+handmade_block scalar(std::size_t event, float value) {
   handmade_block block;
   block.event = event;
-  block.payload = spectrum({{value}});
+  block.dtype = layout::single_type;
+  block.payload = spectrum<layout>({{value}});
   return block;
 }
 
@@ -92,7 +108,8 @@ inline handmade_block zipped(handmade_block block, std::uint32_t flags) {
   return block;
 }
 
-struct handmade_file {
+template <class layout>
+struct handmade_file_of {
   std::vector<handmade_event> events;
   std::vector<handmade_channel> channels;
   std::string xml = "<channel_descriptions version=\"1\"/>";
@@ -102,7 +119,7 @@ struct handmade_file {
 
   bytes build() {
     bytes file;
-    file.raw({RAVO_FILE_SIGNATURE_2010, 16});
+    file.raw(layout::signature);
     add_event_headers(file);
     add_server_blocks(file);
     std::vector<std::vector<row_entry>> rows;
@@ -127,21 +144,22 @@ struct handmade_file {
     at[name] = file.size();
   }
   std::size_t header_of(std::size_t event) const { return at.at("events") + 8 + event * 36; }
-  std::size_t server_block_of(std::size_t event) const { return at.at("servers") + 8 + event * 284; }
+  std::size_t server_block_of(std::size_t event) const { return at.at("servers") + 8 + event * layout::server_block; }
 
   void add_event_headers(bytes& file) {
     begin(file, "events");
     file.u32(RAVO_EVENT_HEADER_BASKET_PATTERN).u32(word(8 + events.size() * 36));
     for (const auto& event : events)
-      file.u32(RAVO_EVENT_HEADER_PATTERN_2010).u32(36 + 284).u32(event.number).i32(event.type).u32(event.seconds)
-          .u32(event.microseconds).i32(3).i32(0).i32(1);
+      file.u32(layout::event_header_marker).u32(word(36 + layout::server_block)).u32(event.number).i32(event.type)
+          .u32(event.seconds).u32(event.microseconds).i32(3).i32(0).i32(1);
   }
 
   void add_server_blocks(bytes& file) {
     begin(file, "servers");
-    file.u32(RAVO_SERVER_BLOCK_BASKET_PATTERN).u32(word(8 + events.size() * 284));
+    file.u32(RAVO_SERVER_BLOCK_BASKET_PATTERN).u32(word(8 + events.size() * layout::server_block));
     for (const auto& event : events)
-      file.u32(event.seconds).u32(event.microseconds).i32(284).i32(7).text("server1", 256).i32(3).i32(0).i32(1);
+      file.u32(event.seconds).u32(event.microseconds).u32(word(layout::server_block)).i32(7)
+          .text("server1", layout::server_name).i32(3).i32(0).i32(1);
   }
 
   static void add_block(bytes& file, const std::string& name, const handmade_block& block) {
@@ -151,8 +169,8 @@ struct handmade_file {
       else if ((block.zip_flags & 2) != 0) data = compress_lzo(block.payload);
     }
     const std::size_t zip_head = block.zip_flag_set ? 12 : 0;
-    file.text(name, 256).i32(block.dtype).i32(block.error | (block.zip_flag_set ? RAVO_CHAN_ZIP_FLAG : 0));
-    file.i32(block.ldata.value_or(static_cast<std::int32_t>(268 + zip_head + data.size())));
+    file.text(name, layout::block_name).i32(block.dtype).i32(block.error | (block.zip_flag_set ? RAVO_CHAN_ZIP_FLAG : 0));
+    file.i32(block.ldata.value_or(static_cast<std::int32_t>(layout::subhead + zip_head + data.size())));
     if (block.zip_flag_set)
       file.u32(block.zip_flags).u32(block.orig_length.value_or(word(block.payload.size())))
           .u32(block.zipp_length.value_or(word(data.size())));
@@ -169,7 +187,7 @@ struct handmade_file {
     for (const auto& block : channel.blocks) {
       const std::size_t head = file.size();
       row.push_back({{word(header_of(block.event)), word(server_block_of(block.event)), word(head),
-                      word(head + 268)}});
+                      word(head + layout::subhead)}});
       add_block(file, channel.name, block);
     }
     file.set_i32(basket + 4, channel.basket_length.value_or(static_cast<std::int32_t>(file.size() - basket)));
@@ -188,10 +206,10 @@ struct handmade_file {
 
   void add_dictionary(bytes& file) {
     begin(file, "dictionary");
-    file.u32(0xdcadcaf3u).u32(word(8 + channels.size() * 272));
+    file.u32(0xdcadcaf3u).u32(word(8 + channels.size() * layout::dictionary_entry));
     std::uint32_t key = 1000;
     for (const auto& channel : channels)
-      file.u32(++key).text(channel.name, 256).u32(channel.ev_mask).u32(channel.dtype_mask)
+      file.u32(++key).text(channel.name, layout::dictionary_name).u32(channel.ev_mask).u32(channel.dtype_mask)
           .i32(channel.count.value_or(static_cast<std::int32_t>(channel.blocks.size())));
   }
 
@@ -223,7 +241,7 @@ struct handmade_file {
 
   void add_reference(bytes& file) {
     begin(file, "reference");
-    file.u32(RAVO_REFERENCE_TABLE_PATTERN_2010).u32(168).u32(word(at["index"]));
+    file.u32(layout::reference_marker).u32(168).u32(word(at["index"]));
     for (int type = 0; type < 32; ++type)
       file.u32(index_entry_.contains(type) ? word(index_entry_[type]) : 0);
     file.u32(word(at["dictionary"])).u32(word(at["pointers"])).u32(word(at["environment"])).u32(word(at["xml"]));
@@ -234,6 +252,7 @@ struct handmade_file {
 
   std::map<int, std::size_t> index_entry_;
 };
+using handmade_file = handmade_file_of<layout_2010>;
 
 }  // namespace ravo::test
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <type_traits>
 
 #include "ravo_daq_reader.h"
 #include "ravo_daq_reader_2010.h"
@@ -47,6 +48,12 @@ struct older : layout_2009 {
   static constexpr RAVO_SUBBLOCK_TYPE begin_of_run = RAVO_BOR_BLOCK;
   static constexpr RAVO_SUBBLOCK_TYPE end_of_run = RAVO_EOR_BLOCK;
 };
+
+/// Of two values the one of the generation.
+template <class generation, class T>
+constexpr T either(T of_current, T of_older) {
+  return std::is_same_v<generation, older> ? of_older : of_current;
+}
 
 using generations = testing::Types<current, older>;
 
