@@ -18,7 +18,7 @@ run_range runs_option(const std::string& text) {
   run_range runs{};
   const char* const end = text.data() + text.size();
   auto part = std::from_chars(text.data(), end, runs.first);
-  bool is_good = part.ec == std::errc() && runs.first >= 1;
+  bool is_good = part.ec == std::errc() && runs.first >= 0;
   runs.last = runs.first;
   if (is_good && part.ptr != end) {
     is_good = *part.ptr == '-';
@@ -26,8 +26,7 @@ run_range runs_option(const std::string& text) {
     is_good = is_good && part.ec == std::errc() && part.ptr == end && runs.last >= runs.first;
   }
   if (!is_good)
-    throw usage_failure(fmt::format(
-        "--run: '{}' is no run; write 1207, or 1207-1210 for several; runs count from 1", text));
+    throw usage_failure(fmt::format("--run: '{}' is no run; write 1207, or 1207-1210 for several", text));
   if (runs.last - runs.first >= most_runs)
     throw usage_failure(fmt::format("--run: '{}' are more than {} runs", text, most_runs));
   return runs;

@@ -14,7 +14,7 @@ struct run_range {
   int last;
 };
 
-/// "1207" or "1207-1210". Throws usage_failure, also for runs below 1 and for absurdly many.
+/// "1207" or "1207-1210". Throws usage_failure, also for absurdly many runs.
 run_range runs_option(const std::string& text);
 /// The zone of --tz; throws usage_failure.
 time_zone zone_option(const std::string& name);

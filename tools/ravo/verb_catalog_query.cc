@@ -2,7 +2,6 @@
 // a request. Finding goes through the look-ups that the reader calls, so that it shows what a reader gets.
 #include <fmt/format.h>
 
-#include <charconv>
 #include <functional>
 #include <memory>
 #include <numeric>
@@ -11,7 +10,7 @@
 #include "json_lines.h"
 #include "ravo_run_catalogue.h"
 #include "ravo_run_catalogue_builder.h"
-#include "time_grammar.h"
+#include "request_options.h"
 #include "times.h"
 #include "verb_catalog.h"
 
@@ -74,46 +73,12 @@ struct free_answer {
 };
 using answer = std::unique_ptr<std::vector<ravo_root_xml_files*>, free_answer>;
 
-struct run_range {
-  int first;
-  int last;
-};
-
-// More runs than any request means; each costs a look at the disk.
-constexpr int most_runs = 1'000'000;
-
-run_range parse_runs(const std::string& text) {
-  run_range runs{};
-  const char* const end = text.data() + text.size();
-  auto part = std::from_chars(text.data(), end, runs.first);
-  bool good = part.ec == std::errc() && runs.first >= 0;
-  runs.last = runs.first;
-  if (good && part.ptr != end) {
-    good = *part.ptr == '-';
-    part = std::from_chars(part.ptr + 1, end, runs.last);
-    good = good && part.ec == std::errc() && part.ptr == end && runs.last >= runs.first;
-  }
-  if (!good)
-    throw usage_failure(fmt::format("--run: '{}' is no run; write 1207, or 1207-1210 for several", text));
-  if (runs.last - runs.first >= most_runs)
-    throw usage_failure(fmt::format("--run: '{}' are more than {} runs", text, most_runs));
-  return runs;
-}
-
-time_stamp read_limit(const std::string& text, const time_context& context) {
-  const time_reading read = read_time(text, context);
-  if (!read.time) throw usage_failure(fmt::format("--period: '{}' {}", text, read.problem));
-  return *read.time;
-}
-
 // The two times in the order in which they were given; the second one may depend on the first.
 std::pair<time_stamp, time_stamp> read_period(const catalog_query_options& asked) {
-  const auto zone = time_zone::named(asked.zone);
-  if (!zone) throw usage_failure(fmt::format("--tz: '{}' is no time zone that is known here", asked.zone));
-  time_context context{current_time(), *zone, {}};
-  const time_stamp from = read_limit(asked.period[0], context);
+  time_context context{current_time(), zone_option(asked.zone), {}};
+  const time_stamp from = time_option("--period", asked.period[0], context);
   context.from = from;
-  const time_stamp to = read_limit(asked.period[1], context);
+  const time_stamp to = time_option("--period", asked.period[1], context);
   if (microseconds(from) > microseconds(to))
     throw usage_failure(fmt::format("--period: {} is after {}", asked.period[0], asked.period[1]));
   return {from, to};
@@ -123,7 +88,7 @@ std::pair<time_stamp, time_stamp> read_period(const catalog_query_options& asked
 using search = std::function<int(std::vector<ravo_root_xml_files*>& found, int only_closed)>;
 
 search search_for_runs(const catalog_query_options& asked) {
-  const run_range range = parse_runs(asked.runs);
+  const run_range range = runs_option(asked.runs);
   return [&asked, range](std::vector<ravo_root_xml_files*>& found, int only_closed) {
     std::vector<int> numbers(static_cast<std::size_t>(range.last - range.first) + 1);
     std::iota(numbers.begin(), numbers.end(), range.first);

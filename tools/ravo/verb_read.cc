@@ -47,10 +47,14 @@ file_request wanted_files(const options& asked, const read_request& request, tim
   if (!asked.data.empty()) wanted.data = asked.data;
   wanted.from = request.from;
   wanted.to = request.to;
-  if (!asked.runs.empty())
+  if (!asked.runs.empty()) {
     wanted.runs = runs_option(asked.runs);
-  else if (!wanted.to)
+    // In the reader's request run 0 stands for no run.
+    if (wanted.runs->first == 0)
+      throw usage_failure(fmt::format("--run: '{}': runs that can be asked for count from 1", asked.runs));
+  } else if (!wanted.to) {
     wanted.to = now;
+  }
   return wanted;
 }
 
