@@ -5,8 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
+#include "generation_name.h"
 #include "ravo_daq_writer.h"
 #include "ravo_daq_writer_2010.h"
 #include "raw_layouts.h"
@@ -30,13 +29,6 @@ struct older : layout_2009 {
 };
 
 using generations = testing::Types<current, older>;
-
-struct generation_name {
-  template <class generation>
-  static std::string GetName(int) {
-    return std::string(generation::name);
-  }
-};
 
 }  // namespace ravo::test
 

@@ -10,6 +10,7 @@
 #include "ravo_data_types.h"
 #include "ravo_evutl.h"
 #include "ravo_file_generation.h"
+#include "table_operations.h"
 #include "writing.h"
 
 namespace {
@@ -17,28 +18,10 @@ namespace {
 using namespace ravo::test;
 
 // What a loader of each generation asks.
-struct current_calls : current {
-  using dictionary_table = ravo_chan_dictionary_table_2010;
-  using dictionary_entry_record = ravo_chan_dictionary_entry_2010;
-  static constexpr auto get_reference = &get_ravo_file_reference_table_m_2010;
-  static constexpr auto get_event_index = &ravo_get_event_index_table_m_2010;
-  static constexpr auto get_dictionary = &ravo_get_channel_dictionary_table_m_2010;
-  static constexpr auto get_pointers = &ravo_get_event_chan_pointers_table_m_2010;
-  static constexpr auto get_environment = &ravo_get_env_index_dictionary_table_m_2010;
-  static constexpr auto get_descriptions = &ravo_get_chan_descr_table_m_2010;
-  static constexpr auto find_channel = &ravo_find_channel_by_name_2010;
+struct current_calls : current, table_operations_2010 {
   static constexpr auto generation = ravo_file_generation::current;
 };
-struct older_calls : older {
-  using dictionary_table = ravo_chan_dictionary_table;
-  using dictionary_entry_record = ravo_chan_dictionary_entry;
-  static constexpr auto get_reference = &get_ravo_file_reference_table_m;
-  static constexpr auto get_event_index = &ravo_get_event_index_table_m;
-  static constexpr auto get_dictionary = &ravo_get_channel_dictionary_table_m;
-  static constexpr auto get_pointers = &ravo_get_event_chan_pointers_table_m;
-  static constexpr auto get_environment = &ravo_get_env_index_dictionary_table_m;
-  static constexpr auto get_descriptions = &ravo_get_chan_descr_table_m;
-  static constexpr auto find_channel = &ravo_find_channel_by_name;
+struct older_calls : older, table_operations_2009 {
   static constexpr auto generation = ravo_file_generation::older;
 };
 
