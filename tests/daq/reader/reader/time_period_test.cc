@@ -41,7 +41,7 @@ TEST_F(TimePeriod, WithoutFilesIsUnknown) { EXPECT_EQ(reader.get_time_period_us(
 
 TEST_F(TimePeriod, OfOneFileComesFromItsEventIndex) {
   list({first_file});
-  index({{200, 500, 300, 0}, {100, 999999, 150, 0}, {250, 0, 400, 1}});
+  index({{200, 500, 300, 0}, {100, 999999, 400, 1}, {250, 0, 350, 0}});
   const int clean_ups = the_loader.clean_ups;
   EXPECT_EQ(reader.get_time_period_us(), 299000002.0);
   EXPECT_EQ(the_loader.loaded, (std::vector<std::string>{first_file}));

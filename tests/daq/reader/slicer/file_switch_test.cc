@@ -300,6 +300,15 @@ TEST(SlicerStart, EndsAlsoWhenAFileIsNamedTwice) {
   EXPECT_EQ(p.get(1), -3);
 }
 
+// Y holds on to the tables, so that no departure of X ends its way from the file to itself.
+TEST(SlicerStart, EndsWhenOnlyOneChannelOfAFileNamedTwiceIsEmpty) {
+  play p({"Y", "X"}, {"a", "a"});
+  p.channel("X").out_total = 0;
+  ASSERT_EQ(p.start(), 0);
+  EXPECT_STREQ(p.slicer.get_not_found_channels(), "X");
+  EXPECT_EQ(p.all().readers_alive, 1);
+}
+
 TEST(SlicerStart, MovesOnWhenTheFirstPositionIsOutOfWindow) {
   play p({"X"}, {"a", "b"});
   p.channel("X").position_status = -3;
