@@ -1,4 +1,5 @@
 // What a channel reader prints of its channel, for a person who looks into a file.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -44,14 +45,16 @@ void daq_read_chan<G>::print_cdt_entry() {
     std::printf("print_cdt_entry(): CDT is not initialized\n");
     return;
   }
-  std::printf("[%d]\tKey:%u\tChan:%s\tCount:%d\tEvents:", cdtl, cdt->key, cdt->chan_name, cdt->count);
-  const char* separator = "";
+  char events[32 * 40] = "";  // room for the names of all types
+  std::size_t end = 0;
   for (int type = 0; type < 32; ++type) {
     if ((cdt->ev_mask >> type & 1u) == 0) continue;
-    std::printf("%s%s", separator, event_name_itoa(type));
-    separator = ":";
+    const int added = std::snprintf(events + end, sizeof events - end, "%s%s", end == 0 ? "" : ":",
+                                    event_name_itoa(type));
+    end = std::min(end + static_cast<std::size_t>(added), sizeof events - 1);
   }
-  std::printf("\n");
+  std::printf("[%d]\tKey:%u\tChan:%s\tCount:%d\tEvents:%s\n", cdtl, cdt->key, cdt->chan_name, cdt->count,
+              events);
 }
 
 template <class G>
