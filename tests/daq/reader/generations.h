@@ -1,5 +1,5 @@
-// The two generations as parameters of typed tests of the reading layers: the layout of the files in numbers,
-// the classes that a user names, and a data type of every kind.
+// The two generations as parameters of typed tests of the reading layers: the layout of the files in
+// numbers, the classes that a user names, and a data type of every kind.
 #ifndef RAVO_TEST_READER_GENERATIONS_H
 #define RAVO_TEST_READER_GENERATIONS_H
 
@@ -15,7 +15,7 @@
 
 namespace ravo::test {
 
-struct current : layout_2010 {
+struct current_generation : layout_2010 {
   using layout = layout_2010;
   using records = generation_2010;
   using loader = ravo_file_get_tables_2010;
@@ -23,6 +23,7 @@ struct current : layout_2010 {
   using slicer = ravo_daq_slicer_2010;
   using reader = ravo_daq_reader_2010;
   using spectrum_head = ravo_spect_head_2010;
+  static constexpr bool has_means = false;      // in every spectrum
   static constexpr unsigned default_rate = 10;  // events in a second that a reader expects
   static constexpr RAVO_SUBBLOCK_TYPE single = RAVO_BLOCK_1CHAN_2010;
   static constexpr RAVO_SUBBLOCK_TYPE bpm = RAVO_BLOCK_BPM_2010;
@@ -32,7 +33,7 @@ struct current : layout_2010 {
   static constexpr RAVO_SUBBLOCK_TYPE end_of_run = RAVO_EOR_BLOCK_2010;
 };
 
-struct older : layout_2009 {
+struct older_generation : layout_2009 {
   using layout = layout_2009;
   using records = generation_2009;
   using loader = ravo_file_get_tables;
@@ -40,6 +41,7 @@ struct older : layout_2009 {
   using slicer = ravo_daq_slicer;
   using reader = ravo_daq_reader;
   using spectrum_head = ravo_spect_head;
+  static constexpr bool has_means = true;
   static constexpr unsigned default_rate = 5;
   static constexpr RAVO_SUBBLOCK_TYPE single = RAVO_BLOCK_SINGLE;
   static constexpr RAVO_SUBBLOCK_TYPE bpm = RAVO_BLOCK_BPM;
@@ -52,10 +54,10 @@ struct older : layout_2009 {
 /// Of two values the one of the generation.
 template <class generation, class T>
 constexpr T either(T of_current, T of_older) {
-  return std::is_same_v<generation, older> ? of_older : of_current;
+  return std::is_same_v<generation, older_generation> ? of_older : of_current;
 }
 
-using generations = testing::Types<current, older>;
+using generations = testing::Types<current_generation, older_generation>;
 
 struct generation_name {
   template <class generation>

@@ -1,8 +1,8 @@
 // The loader: what it loads from files put together by hand, every code and text of its refusals, and how
 // it cleans up.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -82,8 +82,8 @@ class Loader : public testing::Test {
 };
 
 TYPED_TEST_SUITE(Loader, generations, generation_name);
-using CurrentLoader = Loader<current>;
-using OlderLoader = Loader<older>;
+using CurrentLoader = Loader<current_generation>;
+using OlderLoader = Loader<older_generation>;
 
 TYPED_TEST(Loader, IsEmptyWhenConstructed) {
   typename TestFixture::loader_type other(5);
@@ -158,8 +158,10 @@ TEST_F(OlderLoader, NeverCopiesTheBaskets) {
     EXPECT_EQ(loader.basket_copy_mode, 0);
     EXPECT_EQ(loader.get_evh_offset(), 0u);  // of the mapped page
     EXPECT_EQ(loader.get_sbh_offset(), 0u);
-    EXPECT_EQ(reinterpret_cast<unsigned char*>(loader.get_evh_basket()), loader.get_evh_base() + file.at["events"]);
-    EXPECT_EQ(reinterpret_cast<unsigned char*>(loader.get_sbh_basket()), loader.get_sbh_base() + file.at["servers"]);
+    EXPECT_EQ(reinterpret_cast<unsigned char*>(loader.get_evh_basket()),
+              loader.get_evh_base() + file.at["events"]);
+    EXPECT_EQ(reinterpret_cast<unsigned char*>(loader.get_sbh_basket()),
+              loader.get_sbh_base() + file.at["servers"]);
     EXPECT_EQ(loader.sbh_base_size, file.at["servers"] + 8 + 3 * 76);
   }
 }
@@ -235,8 +237,9 @@ TYPED_TEST(Loader, RefusesTextAndNothingElseIsRead) {
   bytes content;
   content.raw("This is a text of some length, not a raw file.\n");
   EXPECT_EQ(this->load(content), 2);
-  EXPECT_THAT(this->text, testing::ContainsRegex(either<TypeParam>("Failed to get file reference tabel \\(2010\\) err: -?[0-9]+\n",
-                                           "Failed to get file reference tabel err: -?[0-9]+\n")));
+  EXPECT_THAT(this->text, testing::ContainsRegex(either<TypeParam>(
+                              "Failed to get file reference tabel \\(2010\\) err: -?[0-9]+\n",
+                              "Failed to get file reference tabel err: -?[0-9]+\n")));
   this->expect_empty();
 }
 
@@ -253,17 +256,27 @@ std::vector<refusal> refusals() {
     return either<generation>(of_current, of_older);
   };
   return {
-      {"reference", {"reference+0", 1}, 2,
+      {"reference",
+       {"reference+0", 1},
+       2,
        text("Failed to get file reference tabel (2010) err: ", "Failed to get file reference tabel err: ")},
       {"index", {"index+0", 1}, 3, text("Failed to get EIT (2010) err: ", "Failed to get EIT err: ")},
-      {"dictionary", {"dictionary+4", 0xffffffffu}, 3,
+      {"dictionary",
+       {"dictionary+4", 0xffffffffu},
+       3,
        text("Failed to get CDT (2010) err: ", "Failed to get CDT err: ")},
-      {"pointers", {"pointers+4", 0x7fffffffu}, 0,
+      {"pointers",
+       {"pointers+4", 0x7fffffffu},
+       0,
        text("Failed to get ECPT (2010) err: ", "Failed to get ECPT err: ")},
-      {"environment", {"environment+4", 7}, 5,
+      {"environment",
+       {"environment+4", 7},
+       5,
        text("Failed to get CDT (2010) err: ", "Failed to get CDT err: ")},
       {"xml", {"xml+4", 0x40000000u}, 6, text("Failed to get XCD (2010) err: ", "Failed to get XCD err: ")},
-      {"descriptions", {"xml+8", 0x20202020u}, 7,
+      {"descriptions",
+       {"xml+8", 0x20202020u},
+       7,
        text("Failed to load XCD (2010) err: ", "Failed to load XCD err: ")},
       {"event basket", {"events+4", 0x7ffffff0u}, -5, "Length: "},
       {"negative event basket", {"events+4", 0xfffffff0u}, -5, "Length: "},
@@ -299,7 +312,7 @@ TYPED_TEST(Loader, RefusesAPointerTableByListWithItsOwnText) {
   const auto chans = names({"FAST"});
   EXPECT_NE(this->load(content, &chans), 0);
   EXPECT_THAT(this->text, testing::HasSubstr(either<TypeParam>("Failed to get ECPT (with list 2010) err: ",
-                                              "Failed to get ECPT (with list) err: ")));
+                                                               "Failed to get ECPT (with list) err: ")));
   this->expect_empty();
 }
 
@@ -322,16 +335,18 @@ TYPED_TEST(Loader, TellsLengthOffsetAndDescriptorWhenDebugging) {
   const long page = (static_cast<long>(content.size()) - 4) / 4096 * 4096;
   char expected[100];
   std::snprintf(expected, sizeof expected, "Length: %ld offset: %ld  fd: %x\n",
-                static_cast<long>(content.size()) - page, page, static_cast<unsigned>(this->loader.get_file_descr()));
+                static_cast<long>(content.size()) - page, page,
+                static_cast<unsigned>(this->loader.get_file_descr()));
   EXPECT_EQ(this->text, expected);
 }
 
 TYPED_TEST(Loader, TellsItsTimeAtNegativeDebugLevels) {
   this->loader.debug = -1;
   ASSERT_EQ(this->load(this->example().build()), 0);
-  EXPECT_THAT(this->text, testing::ContainsRegex(either<TypeParam>("\nGET ALL TABLES [0-9.]+ msec file:",
-                                                  "\n  GET ALL TABLES [0-9.]+ msec file: ") +
-                                 this->path + "\n$"));
+  EXPECT_THAT(this->text,
+              testing::ContainsRegex(either<TypeParam>("\nGET ALL TABLES [0-9.]+ msec file:",
+                                                       "\n  GET ALL TABLES [0-9.]+ msec file: ") +
+                                     this->path + "\n$"));
 }
 
 TYPED_TEST(Loader, LoadsAgainAfterCleanUpAndKeepsDebugAndMode) {
@@ -350,7 +365,9 @@ TYPED_TEST(Loader, LoadsAgainAfterCleanUpAndKeepsDebugAndMode) {
 
 TYPED_TEST(Loader, LoadsDescriptionsWhenAskedTo) {
   typename TestFixture::file_type file = this->example();
-  file.xml = "<channel_descriptions version=\"1\"><channel prop_name=\"FAST\" units=\"mm\"/></channel_descriptions>";
+  file.xml =
+      "<channel_descriptions version=\"1\"><channel prop_name=\"FAST\" "
+      "units=\"mm\"/></channel_descriptions>";
   ASSERT_EQ(this->load(file.build(), nullptr, 1), 0);
   ASSERT_EQ(this->loader.get_descr_list()->size(), 1u);
   EXPECT_STREQ(this->loader.get_descr_list()->front()->prop_name, "FAST");

@@ -18,17 +18,21 @@ constexpr int not_init = RAVO_DAQ_READ_CHAN_NOT_INIT;
 constexpr int inv_param = RAVO_DAQ_READ_CHAN_INV_PARAM;
 
 /// Ten events, 100 to 109, at 10 Hz.
-class ChannelReaderLookup : public testing::Test {
+template <class generation>
+class ChannelReaderLookup : public channel_reader_test<generation> {
  protected:
+  using file_type = handmade_file_of<typename generation::layout>;
+  using reading = reading_of<generation>;
+
   void SetUp() override {
-    handmade_file content = one_channel_file(10);
+    file_type content = this->one_channel_file(10);
     change(content);
     file = std::make_unique<reading>(content);
     reader = file->reader();
     captured_output quiet;
     start_and_wait(*reader);
   }
-  virtual void change(handmade_file&) {}
+  virtual void change(file_type&) {}
 
   ravo_time_id by_number(unsigned number) const { return {number, {0, 0}}; }
   ravo_time_id by_time(unsigned tenths, unsigned microseconds = 0) const {
@@ -40,27 +44,32 @@ class ChannelReaderLookup : public testing::Test {
   }
 
   std::unique_ptr<reading> file;
-  std::unique_ptr<ravo_daq_read_chan_2010> reader;
+  std::unique_ptr<typename generation::read_chan> reader;
 };
+TYPED_TEST_SUITE(ChannelReaderLookup, generations, generation_name);
+using CurrentChannelReaderLookup = ChannelReaderLookup<current_generation>;
+using OlderChannelReaderLookup = ChannelReaderLookup<older_generation>;
 
-TEST_F(ChannelReaderLookup, FirstAndLastAreTheLimits) {
-  expect(ask(*reader, first), ok, 100);
-  expect(ask(*reader, last), ok, 109);
+TYPED_TEST(ChannelReaderLookup, FirstAndLastAreTheLimits) {
+  this->expect(ask(*this->reader, first), ok, 100);
+  this->expect(ask(*this->reader, last), ok, 109);
 }
 
-TEST_F(ChannelReaderLookup, FirstWithAnIdLooksThatUp) { expect(ask(*reader, by_number(105), first), ok, 105); }
-
-TEST_F(ChannelReaderLookup, StepsFromTheCurrentEntry) {
-  ask(*reader, first);
-  expect(ask(*reader, next), ok, 101);
-  expect(ask(*reader, next), ok, 102);
-  expect(ask(*reader, current), ok, 102);
-  expect(ask(*reader, previous), ok, 101);
-  expect(ask(*reader, current), ok, 101);
-  EXPECT_EQ(reader->event_cur.event_number, 101u);
+TYPED_TEST(ChannelReaderLookup, FirstWithAnIdLooksThatUp) {
+  this->expect(ask(*this->reader, this->by_number(105), first), ok, 105);
 }
 
-TEST_F(ChannelReaderLookup, StepsFromTheLimitsWithoutACurrentEntry) {
+TYPED_TEST(ChannelReaderLookup, StepsFromTheCurrentEntry) {
+  ask(*this->reader, first);
+  this->expect(ask(*this->reader, next), ok, 101);
+  this->expect(ask(*this->reader, next), ok, 102);
+  this->expect(ask(*this->reader, current), ok, 102);
+  this->expect(ask(*this->reader, previous), ok, 101);
+  this->expect(ask(*this->reader, current), ok, 101);
+  EXPECT_EQ(this->reader->event_cur.event_number, 101u);
+}
+
+TEST_F(CurrentChannelReaderLookup, StepsFromTheLimitsWithoutACurrentEntry) {
   reader->set_by_time_fix(false);
   expect(ask(*reader, next), ok, 101);
   reader->out_cur = nullptr;
@@ -70,119 +79,122 @@ TEST_F(ChannelReaderLookup, StepsFromTheLimitsWithoutACurrentEntry) {
 
 // Held against the numbers, a reader that has returned nothing yet has returned number 0: the number after
 // that is looked for, and the nearest later one is the first event.
-TEST_F(ChannelReaderLookup, TheFirstStepForwardIsHeldAgainstNumberZero) {
+TEST_F(CurrentChannelReaderLookup, TheFirstStepForwardIsHeldAgainstNumberZero) {
   expect(ask(*reader, next), ok, 100);
   expect(ask(*reader, next), ok, 101);
 }
 
-TEST_F(ChannelReaderLookup, CurrentWithoutAnIdAndWithoutAnEntryIsRefused) {
+TYPED_TEST(ChannelReaderLookup, CurrentWithoutAnIdAndWithoutAnEntryIsRefused) {
   captured_output output;
-  expect(ask(*reader, current), inv_param, 0);
+  this->expect(ask(*this->reader, current), inv_param, 0);
   EXPECT_EQ(output.stop(), "Start channel is we are here   0@0\n");
 }
 
-TEST_F(ChannelReaderLookup, AnEmptyIdIsRefused) {
+TYPED_TEST(ChannelReaderLookup, AnEmptyIdIsRefused) {
   captured_output output;
-  expect(ask(*reader, {0, {0, 5}}, next), inv_param, 0);
+  this->expect(ask(*this->reader, {0, {0, 5}}, next), inv_param, 0);
   EXPECT_EQ(output.stop(), "Start channel is we are here   0@0\n");
 }
 
-TEST_F(ChannelReaderLookup, NextFromTheLastEventIsOutOfWindow) {
-  expect(ask(*reader, by_number(109), next), out_of_window, 0);
-  ask(*reader, last);
-  expect(ask(*reader, next), out_of_window, 0);
-  expect(ask(*reader, by_time(9), next), out_of_window, 0);
+TYPED_TEST(ChannelReaderLookup, NextFromTheLastEventIsOutOfWindow) {
+  this->expect(ask(*this->reader, this->by_number(109), next), out_of_window, 0);
+  ask(*this->reader, last);
+  this->expect(ask(*this->reader, next), out_of_window, 0);
+  this->expect(ask(*this->reader, this->by_time(9), next), out_of_window, 0);
 }
 
-TEST_F(ChannelReaderLookup, PreviousFromTheFirstEventIsOutOfWindow) {
-  expect(ask(*reader, by_number(100), previous), out_of_window, 0);
-  ask(*reader, first);
-  expect(ask(*reader, previous), out_of_window, 0);
-  expect(ask(*reader, by_time(0), previous), out_of_window, 0);
+TYPED_TEST(ChannelReaderLookup, PreviousFromTheFirstEventIsOutOfWindow) {
+  this->expect(ask(*this->reader, this->by_number(100), previous), out_of_window, 0);
+  ask(*this->reader, first);
+  this->expect(ask(*this->reader, previous), out_of_window, 0);
+  this->expect(ask(*this->reader, this->by_time(0), previous), out_of_window, 0);
 }
 
-TEST_F(ChannelReaderLookup, CurrentOutsideTheLimitsIsOutOfWindow) {
-  expect(ask(*reader, by_number(99), current), out_of_window, 0);
-  expect(ask(*reader, by_number(110), current), out_of_window, 0);
-  expect(ask(*reader, {0, {1699999999, 0}}, current), out_of_window, 0);
-  expect(ask(*reader, by_time(10), current), out_of_window, 0);
+TYPED_TEST(ChannelReaderLookup, CurrentOutsideTheLimitsIsOutOfWindow) {
+  this->expect(ask(*this->reader, this->by_number(99), current), out_of_window, 0);
+  this->expect(ask(*this->reader, this->by_number(110), current), out_of_window, 0);
+  this->expect(ask(*this->reader, {0, {1699999999, 0}}, current), out_of_window, 0);
+  this->expect(ask(*this->reader, this->by_time(10), current), out_of_window, 0);
 }
 
-TEST_F(ChannelReaderLookup, AStepIntoTheLimitsFromOutsideIsTaken) {
-  expect(ask(*reader, by_number(98), next), ok, 100);       // 99 is not there: the nearest later one
-  expect(ask(*reader, by_number(111), previous), ok, 109);
-  expect(ask(*reader, by_number(1), previous), out_of_window, 0);
-  expect(ask(*reader, by_number(0xfffffffe), next), out_of_window, 0);
+TYPED_TEST(ChannelReaderLookup, AStepIntoTheLimitsFromOutsideIsTaken) {
+  this->expect(ask(*this->reader, this->by_number(98), next), ok,
+               100);  // 99 is not there: the nearest later one
+  this->expect(ask(*this->reader, this->by_number(111), previous), ok, 109);
+  this->expect(ask(*this->reader, this->by_number(1), previous), out_of_window, 0);
+  this->expect(ask(*this->reader, this->by_number(0xfffffffe), next), out_of_window, 0);
 }
 
-TEST_F(ChannelReaderLookup, CurrentByTimeIsWithinTheTolerance) {
-  expect(ask(*reader, by_time(4, 50000), current), ok, 104);
-  expect(ask(*reader, by_time(4, 20000), current), ok, 104);
-  expect(ask(*reader, by_time(3, 60000), current), ok, 104);
+TYPED_TEST(ChannelReaderLookup, CurrentByTimeIsWithinTheTolerance) {
+  this->expect(ask(*this->reader, this->by_time(4, 50000), current), ok, 104);
+  this->expect(ask(*this->reader, this->by_time(4, 20000), current), ok, 104);
+  this->expect(ask(*this->reader, this->by_time(3, 60000), current), ok, 104);
 }
 
-TEST_F(ChannelReaderLookup, BetweenTwoTolerancesThereIsNoData) {
+TYPED_TEST(ChannelReaderLookup, BetweenTwoTolerancesThereIsNoData) {
   const time_stamp narrow{0, 10};
-  reader->set_time_diff(&narrow);
-  expect(ask(*reader, by_time(4, 50000), current), no_data, 0);
+  this->reader->set_time_diff(&narrow);
+  this->expect(ask(*this->reader, this->by_time(4, 50000), current), no_data, 0);
 }
 
-TEST_F(ChannelReaderLookup, RefusesWrongArguments) {
-  EXPECT_EQ(reader->get_chan_data(nullptr, nullptr, first), inv_param);
+TYPED_TEST(ChannelReaderLookup, RefusesWrongArguments) {
+  EXPECT_EQ(this->reader->get_chan_data(nullptr, nullptr, first), inv_param);
   ravo_channel_entry_long* entry = nullptr;
-  EXPECT_EQ(reader->get_chan_data(nullptr, &entry, 3), inv_param);
-  EXPECT_EQ(reader->get_chan_data(nullptr, &entry, -3), inv_param);
+  EXPECT_EQ(this->reader->get_chan_data(nullptr, &entry, 3), inv_param);
+  EXPECT_EQ(this->reader->get_chan_data(nullptr, &entry, -3), inv_param);
   EXPECT_EQ(entry, nullptr);
 }
 
-TEST_F(ChannelReaderLookup, BeforeStartIsNotInitialised) {
-  const auto unstarted = file->reader();
+TYPED_TEST(ChannelReaderLookup, BeforeStartIsNotInitialised) {
+  const auto unstarted = this->file->reader();
   captured_output output;
-  expect(ask(*unstarted, first), not_init, 0);
-  EXPECT_EQ(output.stop(), "ravo_daq_read_chan_2010:get_chan_data() CHAN  not initialized\n");
+  this->expect(ask(*unstarted, first), not_init, 0);
+  EXPECT_EQ(output.stop(),
+            either<TypeParam>("ravo_daq_read_chan_2010:get_chan_data() CHAN  not initialized\n",
+                              "ravo_daq_read_chan:get_chan_data() CHAN not initialized\n"));
 }
 
-TEST_F(ChannelReaderLookup, ByNumberAnswersWithItsStatuses) {
+TYPED_TEST(ChannelReaderLookup, ByNumberAnswersWithItsStatuses) {
   int status = 77;
-  EXPECT_EQ(reader->find_entry_by_event_id(0, current, &status), nullptr);
+  EXPECT_EQ(this->reader->find_entry_by_event_id(0, current, &status), nullptr);
   EXPECT_EQ(status, inv_param);
-  EXPECT_EQ(reader->find_entry_by_event_id(105, current, &status), reader->out + 5);
+  EXPECT_EQ(this->reader->find_entry_by_event_id(105, current, &status), this->reader->out + 5);
   EXPECT_EQ(status, ok);
-  EXPECT_EQ(reader->index_to_start_search, 5);
-  EXPECT_EQ(reader->out_cur, reader->out + 5);
-  EXPECT_EQ(reader->find_entry_by_event_id(200, current, &status), nullptr);
+  EXPECT_EQ(this->reader->index_to_start_search, TypeParam::records::traces_lookups ? 5 : -1);
+  EXPECT_EQ(this->reader->out_cur, this->reader->out + 5);
+  EXPECT_EQ(this->reader->find_entry_by_event_id(200, current, &status), nullptr);
   EXPECT_EQ(status, no_data);
-  EXPECT_EQ(reader->index_to_start_search, -1);
-  EXPECT_EQ(reader->find_entry_by_event_id(200, next, &status), nullptr);
+  EXPECT_EQ(this->reader->index_to_start_search, -1);
+  EXPECT_EQ(this->reader->find_entry_by_event_id(200, next, &status), nullptr);
   EXPECT_EQ(status, no_data);
-  EXPECT_EQ(reader->find_entry_by_event_id(200, previous, &status), reader->out + 9);
+  EXPECT_EQ(this->reader->find_entry_by_event_id(200, previous, &status), this->reader->out + 9);
   EXPECT_EQ(status, ok);
-  EXPECT_EQ(reader->find_entry_by_event_id(105, current, nullptr), reader->out + 5);
-  ravo_daq_read_chan_2010 none(nullptr, nullptr, -1, nullptr);
+  EXPECT_EQ(this->reader->find_entry_by_event_id(105, current, nullptr), this->reader->out + 5);
+  typename TestFixture::read_chan none(nullptr, nullptr, -1, nullptr);
   EXPECT_EQ(none.find_entry_by_event_id(5, current, &status), nullptr);
   EXPECT_EQ(status, not_init);
 }
 
-TEST_F(ChannelReaderLookup, ByTimeAnswersWithItsStatuses) {
+TYPED_TEST(ChannelReaderLookup, ByTimeAnswersWithItsStatuses) {
   int status = 77;
-  const time_stamp fifth = by_time(5).time;
-  EXPECT_EQ(reader->find_entry_by_time(nullptr, current, &status), nullptr);
+  const time_stamp fifth = this->by_time(5).time;
+  EXPECT_EQ(this->reader->find_entry_by_time(nullptr, current, &status), nullptr);
   EXPECT_EQ(status, inv_param);
-  EXPECT_EQ(reader->find_entry_by_time(&fifth, current, &status), reader->out + 5);
+  EXPECT_EQ(this->reader->find_entry_by_time(&fifth, current, &status), this->reader->out + 5);
   EXPECT_EQ(status, ok);
-  EXPECT_EQ(reader->out_cur, reader->out + 5);
-  EXPECT_EQ(reader->index_to_start_search, -1);  // not touched
+  EXPECT_EQ(this->reader->out_cur, this->reader->out + 5);
+  EXPECT_EQ(this->reader->index_to_start_search, -1);  // not touched
   const time_stamp later{1800000000, 0};
-  EXPECT_EQ(reader->find_entry_by_time(&later, next, &status), nullptr);
+  EXPECT_EQ(this->reader->find_entry_by_time(&later, next, &status), nullptr);
   EXPECT_EQ(status, no_data);
-  EXPECT_EQ(reader->find_entry_by_time(&later, previous, &status), reader->out + 9);
+  EXPECT_EQ(this->reader->find_entry_by_time(&later, previous, &status), this->reader->out + 9);
   EXPECT_EQ(status, ok);
-  ravo_daq_read_chan_2010 none(nullptr, nullptr, -1, nullptr);
+  typename TestFixture::read_chan none(nullptr, nullptr, -1, nullptr);
   EXPECT_EQ(none.find_entry_by_time(&fifth, current, &status), nullptr);
   EXPECT_EQ(status, not_init);
 }
 
-TEST_F(ChannelReaderLookup, PrintsAllEntriesOnceWhenToldTo) {
+TEST_F(CurrentChannelReaderLookup, PrintsAllEntriesOnceWhenToldTo) {
   ravo_daq_read_chan_2010::once = true;
   captured_output output;
   reader->find_entry_by_event_id(105, current, nullptr);
@@ -193,55 +205,77 @@ TEST_F(ChannelReaderLookup, PrintsAllEntriesOnceWhenToldTo) {
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 10);
 }
 
+TEST_F(OlderChannelReaderLookup, PrintsNoEntriesAndKeepsNoIndex) {
+  ravo_daq_read_chan::once = true;
+  file->loader.debug = -1;
+  captured_output output;
+  EXPECT_EQ(reader->find_entry_by_event_id(105, current, nullptr), reader->out + 5);
+  EXPECT_EQ(output.stop(), "");
+  EXPECT_EQ(reader->index_to_start_search, -1);
+  ravo_daq_read_chan::once = false;
+}
+
+TEST_F(OlderChannelReaderLookup, StepsFromTheLimitsWithoutACurrentEntry) {
+  expect(ask(*reader, next), ok, 101);  // not held against any number
+  reader->out_cur = nullptr;
+  expect(ask(*reader, previous), ok, 108);
+}
+
 // ---- events at 50.000000 s sharp: the borrow of a step back ----
 
-TEST_F(ChannelReaderLookup, ABackwardStepBorrowsASecond) {
+TYPED_TEST(ChannelReaderLookup, ABackwardStepBorrowsASecond) {
   // From x.100000 minus 0.100000: one second less and 1000000 microseconds, which is the same as x.000000.
-  expect(ask(*reader, by_time(1), previous), ok, 100);
+  this->expect(ask(*this->reader, this->by_time(1), previous), ok, 100);
   // From x.000000 minus 0.100000: (x-1).900000.
-  expect(ask(*reader, by_time(10), previous), ok, 109);
+  this->expect(ask(*this->reader, this->by_time(10), previous), ok, 109);
 }
 
 // ---- a channel with a gap: 100 to 104, 108, 109 ----
 
-class ChannelReaderWithGap : public ChannelReaderLookup {
+template <class generation>
+class ChannelReaderWithGap : public ChannelReaderLookup<generation> {
  protected:
-  void change(handmade_file& content) override {
+  void change(handmade_file_of<typename generation::layout>& content) override {
     auto& blocks = content.channels[0].blocks;
     blocks.erase(blocks.begin() + 5, blocks.begin() + 8);
   }
 };
+TYPED_TEST_SUITE(ChannelReaderWithGap, generations, generation_name);
 
-TEST_F(ChannelReaderWithGap, AStepByNumberFallsBackToTheNearest) {
-  expect(ask(*reader, by_number(104), next), ok, 108);
-  expect(ask(*reader, by_number(108), previous), ok, 104);
-  expect(ask(*reader, by_number(106), current), no_data, 0);
+TYPED_TEST(ChannelReaderWithGap, AStepByNumberFallsBackToTheNearest) {
+  this->expect(ask(*this->reader, this->by_number(104), next), ok, 108);
+  this->expect(ask(*this->reader, this->by_number(108), previous), ok, 104);
+  this->expect(ask(*this->reader, this->by_number(106), current), no_data, 0);
 }
 
-TEST_F(ChannelReaderWithGap, AStepByTimeFallsBackToTheNearest) {
-  ask(*reader, by_number(104), current);
-  expect(ask(*reader, by_time(4), next), ok, 108);
-  expect(ask(*reader, by_time(8), previous), ok, 104);
-  expect(ask(*reader, by_time(6), current), no_data, 0);
+TYPED_TEST(ChannelReaderWithGap, AStepByTimeFallsBackToTheNearest) {
+  ask(*this->reader, this->by_number(104), current);
+  this->expect(ask(*this->reader, this->by_time(4), next), ok, 108);
+  this->expect(ask(*this->reader, this->by_time(8), previous), ok, 104);
+  this->expect(ask(*this->reader, this->by_time(6), current), no_data, 0);
 }
 
-TEST_F(ChannelReaderWithGap, AMissLeavesTheCurrentEntry) {
-  ask(*reader, first);
-  ask(*reader, by_number(106), current);
-  expect(ask(*reader, current), ok, 100);
+TYPED_TEST(ChannelReaderWithGap, AMissLeavesTheCurrentEntry) {
+  ask(*this->reader, first);
+  ask(*this->reader, this->by_number(106), current);
+  this->expect(ask(*this->reader, current), ok, 100);
 }
 
 // ---- the check of steps by time against event numbers ----
 
 /// Events 100, 101, 102, 103 of which 101 has a time far too late: after 102 and 103.
-class ChannelReaderWithAWrongTime : public ChannelReaderLookup {
+template <class generation>
+class ChannelReaderWithAWrongTime : public ChannelReaderLookup<generation> {
  protected:
-  void change(handmade_file& content) override {
+  void change(handmade_file_of<typename generation::layout>& content) override {
     content.events[1].microseconds = 950000;
   }
 };
+TYPED_TEST_SUITE(ChannelReaderWithAWrongTime, generations, generation_name);
+using CurrentChannelReaderWithAWrongTime = ChannelReaderWithAWrongTime<current_generation>;
+using OlderChannelReaderWithAWrongTime = ChannelReaderWithAWrongTime<older_generation>;
 
-TEST_F(ChannelReaderWithAWrongTime, AStepByTimeIsHeldAgainstTheNumbers) {
+TEST_F(CurrentChannelReaderWithAWrongTime, AStepByTimeIsHeldAgainstTheNumbers) {
   ask(*reader, first);
   // By time the next event is 102; by number it is 101.
   file->loader.debug = 1;
@@ -250,26 +284,34 @@ TEST_F(ChannelReaderWithAWrongTime, AStepByTimeIsHeldAgainstTheNumbers) {
   EXPECT_EQ(output.stop(), "Double check instead of time -> by EvID\n");
 }
 
-TEST_F(ChannelReaderWithAWrongTime, WithoutTheFixAStepByTimeIsTakenAsItIs) {
+TEST_F(CurrentChannelReaderWithAWrongTime, WithoutTheFixAStepByTimeIsTakenAsItIs) {
   reader->set_by_time_fix(false);
   ask(*reader, first);
   expect(ask(*reader, next), ok, 102);
 }
 
-TEST_F(ChannelReaderWithAWrongTime, TheCheckIsSilentWithoutDebugging) {
+TEST_F(CurrentChannelReaderWithAWrongTime, TheCheckIsSilentWithoutDebugging) {
   ask(*reader, first);
   captured_output output;
   expect(ask(*reader, next), ok, 101);
   EXPECT_EQ(output.stop(), "");
 }
 
-TEST_F(ChannelReaderWithAWrongTime, OtherTypesAreNotHeldAgainstTheNumbers) {
+TEST_F(OlderChannelReaderWithAWrongTime, AStepByTimeIsTakenAsItIs) {
   ask(*reader, first);
-  expect(ask(*reader, by_time(9, 50000), current), ok, 109);
+  file->loader.debug = 1;
+  captured_output output;
+  expect(ask(*reader, next), ok, 102);
+  EXPECT_EQ(output.stop(), "");
 }
 
-TEST_F(ChannelReaderLookup, WhenTheNumberFindsNothingTheTimeStaysWithTheOthersStatus) {
-  ask(*reader, last);             // event 109 is the current one
+TYPED_TEST(ChannelReaderWithAWrongTime, OtherTypesAreNotHeldAgainstTheNumbers) {
+  ask(*this->reader, first);
+  this->expect(ask(*this->reader, this->by_time(9, 50000), current), ok, 109);
+}
+
+TEST_F(CurrentChannelReaderLookup, WhenTheNumberFindsNothingTheTimeStaysWithTheOthersStatus) {
+  ask(*reader, last);                   // event 109 is the current one
   reader->event_cur.event_number = 90;  // but the one returned last was far away: 90 + 1 is not there
   expect(ask(*reader, by_time(3), next), ok, 100);  // the nearest later number wins
   reader->event_cur.event_number = 300;
@@ -285,10 +327,14 @@ TEST_F(ChannelReaderLookup, WhenTheNumberFindsNothingTheTimeStaysWithTheOthersSt
 
 // ---- awaited entries, and entries that never come ----
 
+constexpr unsigned undecoded = 0xFFFFFFFF;
+
 /// An output array filled by hand: number 0xFFFFFFFF marks an entry that is not decoded.
-class array_reader {
+template <class generation>
+class array_reader_of {
  public:
-  explicit array_reader(std::initializer_list<unsigned> numbers) : reader_(nullptr, nullptr, -1, nullptr) {
+  explicit array_reader_of(std::initializer_list<unsigned> numbers)
+      : reader_(nullptr, nullptr, -1, nullptr) {
     reader_.out = static_cast<ravo_channel_entry_long*>(std::calloc(numbers.size(), sizeof *reader_.out));
     for (const unsigned number : numbers) {
       ravo_time_id& id = reader_.out[reader_.out_total++].event_id;
@@ -298,18 +344,24 @@ class array_reader {
     const time_stamp tolerance{0, 50000};
     reader_.set_time_diff(&tolerance);
   }
-  ~array_reader() { reader_.running = 0; }
+  ~array_reader_of() { reader_.running = 0; }
 
-  static constexpr unsigned undecoded = 0xFFFFFFFF;
-  ravo_daq_read_chan_2010* operator->() { return &reader_; }
+  typename generation::read_chan* operator->() { return &reader_; }
 
  private:
-  ravo_daq_read_chan_2010 reader_;
+  typename generation::read_chan reader_;
 };
-constexpr unsigned undecoded = array_reader::undecoded;
 
-TEST(ChannelReaderEntries, AnAwaitedEntryEndsTheScan) {
-  array_reader reader{9, 8, undecoded, 3};
+template <class generation>
+class ChannelReaderEntries : public channel_reader_test<generation> {
+ protected:
+  using array_reader = array_reader_of<generation>;
+};
+TYPED_TEST_SUITE(ChannelReaderEntries, generations, generation_name);
+using CurrentChannelReaderEntries = ChannelReaderEntries<current_generation>;
+
+TYPED_TEST(ChannelReaderEntries, AnAwaitedEntryEndsTheScan) {
+  typename TestFixture::array_reader reader{9, 8, undecoded, 3};
   reader->running = 1;
   int status = 0;
   reader->out_cur = reader->out;
@@ -326,8 +378,8 @@ TEST(ChannelReaderEntries, AnAwaitedEntryEndsTheScan) {
   EXPECT_EQ(reader->out_cur, reader->out);  // a miss leaves it
 }
 
-TEST(ChannelReaderEntries, NothingDecodedYetIsNoDataForEveryType) {
-  array_reader reader{undecoded, undecoded};
+TYPED_TEST(ChannelReaderEntries, NothingDecodedYetIsNoDataForEveryType) {
+  typename TestFixture::array_reader reader{undecoded, undecoded};
   reader->running = 1;
   const time_stamp time{1003, 0};
   for (const int type : {first, previous, current, next, last}) {
@@ -339,15 +391,15 @@ TEST(ChannelReaderEntries, NothingDecodedYetIsNoDataForEveryType) {
   }
 }
 
-TEST(ChannelReaderEntries, TheMarkIsNotAMatchForAnyEvent) {
-  array_reader reader{1, undecoded};
+TYPED_TEST(ChannelReaderEntries, TheMarkIsNotAMatchForAnyEvent) {
+  typename TestFixture::array_reader reader{1, undecoded};
   int status = 0;
   EXPECT_EQ(reader->find_entry_by_event_id(undecoded, current, &status), nullptr);
   EXPECT_EQ(status, no_data);
 }
 
-TEST(ChannelReaderEntries, OnesThatNeverComeArePassedOver) {
-  array_reader reader{1, 2, undecoded, 4, undecoded, undecoded, 7, undecoded};
+TYPED_TEST(ChannelReaderEntries, OnesThatNeverComeArePassedOver) {
+  typename TestFixture::array_reader reader{1, 2, undecoded, 4, undecoded, undecoded, 7, undecoded};
   int status = 0;
   for (const int index : {0, 1, 3, 6}) {
     const unsigned number = static_cast<unsigned>(index) + 1;
@@ -366,8 +418,8 @@ TEST(ChannelReaderEntries, OnesThatNeverComeArePassedOver) {
   EXPECT_EQ(reader->find_entry_by_time(&fifth, previous, &status), reader->out + 3);
 }
 
-TEST(ChannelReaderEntries, AreFoundAlsoOutOfOrder) {
-  array_reader reader{5, 4, 3, 2, 1};
+TYPED_TEST(ChannelReaderEntries, AreFoundAlsoOutOfOrder) {
+  typename TestFixture::array_reader reader{5, 4, 3, 2, 1};
   for (unsigned number = 1; number <= 5; ++number) {
     EXPECT_EQ(reader->find_entry_by_event_id(number, current, nullptr), reader->out + (5 - number));
     const time_stamp time{1000 + number, 0};
@@ -375,8 +427,8 @@ TEST(ChannelReaderEntries, AreFoundAlsoOutOfOrder) {
   }
 }
 
-TEST(ChannelReaderEntries, WithoutATimeEndALookupByTime) {
-  array_reader reader{1, 2, 3};
+TYPED_TEST(ChannelReaderEntries, WithoutATimeEndALookupByTime) {
+  typename TestFixture::array_reader reader{1, 2, 3};
   reader->out[0].event_id.time = {0, 0};
   const time_stamp third{1009, 0};
   int status = 0;
@@ -388,16 +440,16 @@ TEST(ChannelReaderEntries, WithoutATimeEndALookupByTime) {
   EXPECT_EQ(status, no_data);
 }
 
-TEST(ChannelReaderEntries, WithNumberZeroAreNotTheNearest) {
-  array_reader reader{7, 0, 5};
+TYPED_TEST(ChannelReaderEntries, WithNumberZeroAreNotTheNearest) {
+  typename TestFixture::array_reader reader{7, 0, 5};
   EXPECT_EQ(reader->find_entry_by_event_id(3, previous, nullptr), nullptr);
   EXPECT_EQ(reader->find_entry_by_event_id(3, next, nullptr), reader->out + 2);
 }
 
-TEST(ChannelReaderEntries, ALongLookupTellsItsTimeAtNegativeDebugLevels) {
-  ravo_file_get_tables_2010 loader(0);
+TEST_F(CurrentChannelReaderEntries, ALongLookupTellsItsTimeAtNegativeDebugLevels) {
+  loader_type loader(0);
   loader.debug = -1;
-  ravo_daq_read_chan_2010 reader(nullptr, nullptr, -1, nullptr);
+  read_chan reader(nullptr, nullptr, -1, nullptr);
   reader.cfg = &loader;
   // So many entries that looking at each takes more than a millisecond on any machine: their pages have
   // to come first.
@@ -431,10 +483,14 @@ struct model {
   bool has_number(unsigned n) const { return number_after(n) == n; }
 };
 
-TEST(ChannelReaderModel, EveryStepByNumberAgrees) {
+template <class generation>
+class ChannelReaderModel : public channel_reader_test<generation> {};
+TYPED_TEST_SUITE(ChannelReaderModel, generations, generation_name);
+
+TYPED_TEST(ChannelReaderModel, EveryStepByNumberAgrees) {
   std::mt19937 random(5);
   for (int round = 0; round < 30; ++round) {
-    handmade_file content;
+    typename TestFixture::file_type content;
     handmade_channel channel("CHAN");
     model truth;
     unsigned number = 1000;
@@ -447,10 +503,10 @@ TEST(ChannelReaderModel, EveryStepByNumberAgrees) {
       const auto rest = static_cast<std::uint32_t>(std::fmod(time, 1e6));
       content.events.push_back({number, seconds, rest});
       truth.events.push_back({number, {seconds, rest}});
-      channel.blocks.push_back(scalar(i, 1));
+      channel.blocks.push_back(this->scalar(i, 1));
     }
     content.channels.push_back(channel);
-    reading file(content);
+    typename TestFixture::reading file(content);
     const auto reader = file.reader();
     ASSERT_EQ(start_and_wait(*reader), 0);
     const unsigned low = truth.events.front().event_number;
@@ -474,10 +530,10 @@ TEST(ChannelReaderModel, EveryStepByNumberAgrees) {
   }
 }
 
-TEST(ChannelReaderModel, EveryLookupByTimeAgrees) {
+TYPED_TEST(ChannelReaderModel, EveryLookupByTimeAgrees) {
   std::mt19937 random(9);
   for (int round = 0; round < 30; ++round) {
-    handmade_file content;
+    typename TestFixture::file_type content;
     handmade_channel channel("CHAN");
     std::vector<double> times;
     double time = 1.7e15;
@@ -487,17 +543,18 @@ TEST(ChannelReaderModel, EveryLookupByTimeAgrees) {
       times.push_back(time);
       content.events.push_back({i + 1, static_cast<std::uint32_t>(time / 1e6),
                                 static_cast<std::uint32_t>(std::fmod(time, 1e6))});
-      channel.blocks.push_back(scalar(i, 1));
+      channel.blocks.push_back(this->scalar(i, 1));
     }
     content.channels.push_back(channel);
-    reading file(content);
+    typename TestFixture::reading file(content);
     const auto reader = file.reader();
     ASSERT_EQ(start_and_wait(*reader), 0);
     const double tolerance = 20000;  // less than half the smallest distance: at most one event is within
     const time_stamp difference{0, 20000};
     reader->set_time_diff(&difference);
     for (double t = times.front() - 150000; t < times.back() + 150000; t += 7001) {
-      const time_stamp asked{static_cast<std::uint32_t>(t / 1e6), static_cast<std::uint32_t>(std::fmod(t, 1e6))};
+      const time_stamp asked{static_cast<std::uint32_t>(t / 1e6),
+                             static_cast<std::uint32_t>(std::fmod(t, 1e6))};
       const double exact = model::microseconds(asked);
       int within = -1;
       int after = -1;

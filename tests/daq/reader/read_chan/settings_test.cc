@@ -6,8 +6,14 @@ namespace {
 
 using namespace ravo::test;
 
-TEST(ChannelReader, HasItsDefaults) {
-  const ravo_daq_read_chan_2010 reader(nullptr, nullptr, 3, nullptr);
+template <class generation>
+class ChannelReader : public channel_reader_test<generation> {};
+TYPED_TEST_SUITE(ChannelReader, generations, generation_name);
+using CurrentChannelReader = ChannelReader<current_generation>;
+using OlderChannelReader = ChannelReader<older_generation>;
+
+TYPED_TEST(ChannelReader, HasItsDefaults) {
+  const typename TestFixture::read_chan reader(nullptr, nullptr, 3, nullptr);
   EXPECT_EQ(reader.fd, -1);
   EXPECT_EQ(reader.nthreads, 0);
   EXPECT_EQ(reader.nthreadsmax, 10);
@@ -23,25 +29,27 @@ TEST(ChannelReader, HasItsDefaults) {
   for (const pthread_t slot : reader.tid) EXPECT_EQ(slot, static_cast<pthread_t>(-1));
 }
 
-TEST(ChannelReader, StaysUninitialisedWithoutAFileOrAName) {
-  reading file(one_channel_file(2));
-  ravo_file_get_tables_2010 empty(0);
-  for (const auto& [cfg, name] : {std::pair<ravo_file_get_tables_2010*, const char*>{nullptr, "CHAN"},
-                                  {&empty, "CHAN"},
-                                  {&file.loader, nullptr},
-                                  {&file.loader, ""}}) {
-    ravo_daq_read_chan_2010 reader(cfg, name, -1, nullptr);
+TYPED_TEST(ChannelReader, StaysUninitialisedWithoutAFileOrAName) {
+  typename TestFixture::reading file(this->one_channel_file(2));
+  typename TestFixture::loader_type empty(0);
+  for (const auto& [cfg, name] :
+       {std::pair<typename TestFixture::loader_type*, const char*>{nullptr, "CHAN"},
+        {&empty, "CHAN"},
+        {&file.loader, nullptr},
+        {&file.loader, ""}}) {
+    typename TestFixture::read_chan reader(cfg, name, -1, nullptr);
     captured_output output;
     EXPECT_EQ(start_and_wait(reader), RAVO_DAQ_READ_CHAN_NOT_INIT);
-    EXPECT_EQ(output.stop(), "ravo_daq_read_chan_2010:start()  not initialized\n");
+    EXPECT_EQ(output.stop(), either<TypeParam>("ravo_daq_read_chan_2010:start()  not initialized\n",
+                                               "ravo_daq_read_chan:start()   not initialized\n"));
     EXPECT_FALSE(reader.is_done());
     reader.clean();
     reader.clean_descr();
   }
 }
 
-TEST(ChannelReader, TakesTablesAndNameFromTheLoader) {
-  reading file(one_channel_file(2));
+TYPED_TEST(ChannelReader, TakesTablesAndNameFromTheLoader) {
+  typename TestFixture::reading file(this->one_channel_file(2));
   const auto reader = file.reader("CHAN", 4);
   int subchannel = 0;
   EXPECT_STREQ(reader->get_chan_name(&subchannel), "CHAN");
@@ -53,7 +61,7 @@ TEST(ChannelReader, TakesTablesAndNameFromTheLoader) {
   EXPECT_EQ(reader->len, file.loader.get_file_len());
 }
 
-TEST(ChannelReader, UsesTheHeapCopiesOfAListedFile) {
+TEST_F(CurrentChannelReader, UsesTheHeapCopiesOfAListedFile) {
   reading file(one_channel_file(2));
   std::vector<char*> names{const_cast<char*>("OTHER"), const_cast<char*>("CHAN")};
   ASSERT_EQ(file.loader.get_all_tables(file.path().c_str(), 0, &names), 0);
@@ -66,22 +74,34 @@ TEST(ChannelReader, UsesTheHeapCopiesOfAListedFile) {
   EXPECT_EQ(samples_of(*ask(*reader, last).entry), std::vector<float>{0.5f});
 }
 
-TEST(ChannelReader, PassesOverANullInTheListOfNames) {
+TEST_F(OlderChannelReader, UsesTheMappingsAlsoOfAListedFile) {
   reading file(one_channel_file(2));
+  std::vector<char*> names{const_cast<char*>("OTHER"), const_cast<char*>("CHAN")};
+  ASSERT_EQ(file.loader.get_all_tables(file.path().c_str(), 0, &names), 0);
+  const auto reader = file.reader();
+  EXPECT_EQ(reader->ecpl, 1);
+  EXPECT_EQ(reader->get_evh_base(), file.loader.get_evh_base());
+  EXPECT_EQ(reader->get_sbh_base(), file.loader.get_sbh_base());
+  ASSERT_EQ(start_and_wait(*reader), 0);
+  EXPECT_EQ(samples_of(*ask(*reader, last).entry), std::vector<float>{0.5f});
+}
+
+TYPED_TEST(ChannelReader, PassesOverANullInTheListOfNames) {
+  typename TestFixture::reading file(this->one_channel_file(2));
   std::vector<char*> names{nullptr, const_cast<char*>("CHAN")};
   ASSERT_EQ(file.loader.get_all_tables(file.path().c_str(), 0, &names), 0);
   EXPECT_EQ(file.reader()->ecpl, 1);
 }
 
-TEST(ChannelReader, CutsALongNameTo255Characters) {
-  reading file(one_channel_file(2));
+TYPED_TEST(ChannelReader, CutsALongName) {
+  typename TestFixture::reading file(this->one_channel_file(2));
   const std::string name(300, 'x');
   const auto reader = file.reader(name.c_str());
-  EXPECT_EQ(std::string(reader->get_chan_name(nullptr)), std::string(255, 'x'));
+  EXPECT_EQ(std::string(reader->get_chan_name(nullptr)), std::string(TypeParam::dictionary_name - 1, 'x'));
 }
 
-TEST(ChannelReader, TakesOneToTenThreads) {
-  ravo_daq_read_chan_2010 reader(nullptr, nullptr, -1, nullptr);
+TYPED_TEST(ChannelReader, TakesOneToTenThreads) {
+  typename TestFixture::read_chan reader(nullptr, nullptr, -1, nullptr);
   EXPECT_EQ(reader.set_number_of_threads(3), 0);
   EXPECT_EQ(reader.set_max_number_of_threads(7), 0);
   for (const int refused : {0, 11, -1}) {
@@ -94,8 +114,8 @@ TEST(ChannelReader, TakesOneToTenThreads) {
   EXPECT_EQ(reader.set_number_of_threads(10), 0);
 }
 
-TEST(ChannelReader, TurnsATimeDifferenceIntoMicroseconds) {
-  ravo_daq_read_chan_2010 reader(nullptr, nullptr, -1, nullptr);
+TYPED_TEST(ChannelReader, TurnsATimeDifferenceIntoMicroseconds) {
+  typename TestFixture::read_chan reader(nullptr, nullptr, -1, nullptr);
   const time_stamp second{1, 0};
   EXPECT_EQ(reader.set_time_diff(&second), 0);
   EXPECT_EQ(reader.time_diff, 1000000.0);
@@ -106,15 +126,17 @@ TEST(ChannelReader, TurnsATimeDifferenceIntoMicroseconds) {
   EXPECT_EQ(reader.get_time_diff()->timelow, 50000u);
 }
 
-TEST(ChannelReader, TakesAStep) {
-  ravo_daq_read_chan_2010 reader(nullptr, nullptr, -1, nullptr);
+TYPED_TEST(ChannelReader, TakesAStep) {
+  typename TestFixture::read_chan reader(nullptr, nullptr, -1, nullptr);
   const ravo_time_id step{2, {1, 5}};
   EXPECT_EQ(reader.set_step(&step), 0);
   EXPECT_EQ(reader.set_step(nullptr), RAVO_DAQ_READ_CHAN_INV_PARAM);
   EXPECT_EQ(reader.get_step()->event_number, 2u);
   EXPECT_EQ(reader.get_step()->time.timeup, 1u);
-  reader.set_by_time_fix(false);
-  EXPECT_FALSE(reader.is_by_time_fix());
+  if constexpr (TypeParam::records::has_by_time_fix) {
+    reader.set_by_time_fix(false);
+    EXPECT_FALSE(reader.is_by_time_fix());
+  }
 }
 
 /// A description with two bits and two dimensions; deletes them.
@@ -140,10 +162,10 @@ struct description {
   chan_descr_2010 value{};
 };
 
-TEST(ChannelReader, CopiesTheDescriptionButForThreeFields) {
-  reading file(one_channel_file(1));
+TYPED_TEST(ChannelReader, CopiesTheDescriptionButForThreeFields) {
+  typename TestFixture::reading file(this->one_channel_file(1));
   auto from = std::make_unique<description>();
-  ravo_daq_read_chan_2010 reader(&file.loader, "CHAN", -1, &from->value);
+  typename TestFixture::read_chan reader(&file.loader, "CHAN", -1, &from->value);
   from.reset();
   EXPECT_STREQ(reader.descr.prop_name, "CHAN");
   EXPECT_STREQ(reader.descr.sb_name, "BLOCK");
@@ -160,25 +182,25 @@ TEST(ChannelReader, CopiesTheDescriptionButForThreeFields) {
   EXPECT_TRUE(reader.descr.bits.empty());
 }
 
-TEST(ChannelReader, CopiesNoMoreElementsThanTheDescriptionCounts) {
-  reading file(one_channel_file(1));
+TYPED_TEST(ChannelReader, CopiesNoMoreElementsThanTheDescriptionCounts) {
+  typename TestFixture::reading file(this->one_channel_file(1));
   description from;
   from.value.nbits = 1;
   from.value.ndims = 9;
-  const ravo_daq_read_chan_2010 reader(&file.loader, "CHAN", -1, &from.value);
+  const typename TestFixture::read_chan reader(&file.loader, "CHAN", -1, &from.value);
   EXPECT_EQ(reader.descr.bits.size(), 1u);
   EXPECT_EQ(reader.descr.dims.size(), 2u);
 }
 
-TEST(ChannelReader, TellsWhenADescriptionCannotBeCopied) {
-  reading file(one_channel_file(1));
+TYPED_TEST(ChannelReader, TellsWhenADescriptionCannotBeCopied) {
+  typename TestFixture::reading file(this->one_channel_file(1));
   const description from;
   for (const auto& [successes, text, bits, dims] :
        {std::tuple{1, "Failed to malloc bits entry for CHAN\n", 1u, 2u},
         std::tuple{3, "Failed to malloc dim desription  entry for CHAN\n", 2u, 1u}}) {
     const failing_allocation one(successes);
     captured_output output;
-    const ravo_daq_read_chan_2010 reader(&file.loader, "CHAN", -1, &from.value);
+    const typename TestFixture::read_chan reader(&file.loader, "CHAN", -1, &from.value);
     EXPECT_EQ(output.stop(), text);
     EXPECT_EQ(reader.descr.bits.size(), bits);
     EXPECT_EQ(reader.descr.dims.size(), dims);

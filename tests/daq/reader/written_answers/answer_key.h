@@ -22,11 +22,11 @@ namespace ravo::test {
 template <class generation>
 struct writer_of;
 template <>
-struct writer_of<current> {
+struct writer_of<current_generation> {
   using type = ravo_daq_writer_2010;
 };
 template <>
-struct writer_of<older> {
+struct writer_of<older_generation> {
   using type = ravo_daq_writer;
 };
 
@@ -60,7 +60,7 @@ class answer_key {
     std::string name;
     RAVO_SUBBLOCK_TYPE dtype;
     ravo_compression compression;
-    int members;         // of a spectrum; else 0
+    int members;          // of a spectrum; else 0
     std::uint32_t every;  // events of which it is in one
     std::vector<block> blocks;
     bool is_slow() const { return members == 0 && dtype != RAVO_BLOCK_NAME_VALUE_STRING; }
@@ -183,7 +183,9 @@ class answer_key {
   }
 
  public:
-  static float mean_of(int i, std::uint32_t event, int member) { return sample_of(i, event, member, 0) + 0.5f; }
+  static float mean_of(int i, std::uint32_t event, int member) {
+    return sample_of(i, event, member, 0) + 0.5f;
+  }
 
   /// What `member` cut out of the channel's block is to be.
   block cut(const channel& whole, const block& from, int member) const {
@@ -191,14 +193,17 @@ class answer_key {
     const std::size_t head = sizeof(typename generation::spectrum_head);
     const bool has_means = head == sizeof(ravo_spect_head);
     const std::size_t means = has_means ? 4 * static_cast<std::size_t>(whole.members) : 0;
-    const auto byte = [&](std::size_t offset) { return from.payload.begin() + static_cast<std::ptrdiff_t>(offset); };
+    const auto byte = [&](std::size_t offset) {
+      return from.payload.begin() + static_cast<std::ptrdiff_t>(offset);
+    };
     const auto m = static_cast<std::size_t>(member);
     part.payload.assign(byte(0), byte(head));
     const std::int32_t one = 1;
     std::memcpy(part.payload.data(), &one, 4);
     if (has_means) part.payload.insert(part.payload.end(), byte(head + 4 * m), byte(head + 4 * m + 4));
     const std::size_t values = 4 * samples;
-    part.payload.insert(part.payload.end(), byte(head + means + m * values), byte(head + means + (m + 1) * values));
+    part.payload.insert(part.payload.end(), byte(head + means + m * values),
+                        byte(head + means + (m + 1) * values));
     part.dtype = generation::single;
     return part;
   }

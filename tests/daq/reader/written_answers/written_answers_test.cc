@@ -24,7 +24,8 @@ class WrittenAnswers : public testing::Test {
   }
 
   // Each block of a channel of a file, through a channel reader of its own.
-  void expect_channel(typename generation::loader& tables, std::size_t file, const channel& wanted, int workers) {
+  void expect_channel(typename generation::loader& tables, std::size_t file, const channel& wanted,
+                      int workers) {
     std::vector<const block*> expected;
     for (const block& one : wanted.blocks)
       if (one.file == file) expected.push_back(&one);
@@ -41,7 +42,8 @@ class WrittenAnswers : public testing::Test {
     ASSERT_EQ(reader.out_total, static_cast<int>(expected.size()));
     for (const block* one : expected) {
       ravo_channel_entry_long* entry = nullptr;
-      ASSERT_EQ(reader.get_chan_data(&one->id, &entry, RAVO_DAQ_READ_CHAN_EVENT_CUR), RAVO_DAQ_READ_CHAN_OK);
+      ASSERT_EQ(reader.get_chan_data(&one->id, &entry, RAVO_DAQ_READ_CHAN_EVENT_CUR),
+                RAVO_DAQ_READ_CHAN_OK);
       expect_block<generation>(*one, wanted.name, *entry);
       if (this->HasFailure()) return;
     }
@@ -100,7 +102,8 @@ class WrittenAnswers : public testing::Test {
       }
       ASSERT_EQ(at, entries.size());
     }
-    EXPECT_EQ(reader.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT), RAVO_DAQ_READER_OUT_OF_WINDOW);
+    EXPECT_EQ(reader.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT),
+              RAVO_DAQ_READER_OUT_OF_WINDOW);
   }
 
   inline static const key_type& key = key_type::get();
@@ -115,7 +118,9 @@ TYPED_TEST(WrittenAnswers, LieInThreeFiles) {
 
 TYPED_TEST(WrittenAnswers, ComeOutOfOneWorker) { this->expect_channels(1); }
 TYPED_TEST(WrittenAnswers, ComeOutOfTenWorkers) { this->expect_channels(10); }
-TYPED_TEST(WrittenAnswers, ComeOutAlignedByEventNumber) { this->expect_events(RAVO_DAQ_SLICER_SYNCH_MODE_EVID); }
+TYPED_TEST(WrittenAnswers, ComeOutAlignedByEventNumber) {
+  this->expect_events(RAVO_DAQ_SLICER_SYNCH_MODE_EVID);
+}
 TYPED_TEST(WrittenAnswers, ComeOutAlignedByTime) { this->expect_events(RAVO_DAQ_SLICER_SYNCH_MODE_TIME); }
 
 TYPED_TEST(WrittenAnswers, AMemberIsCutOutOfEveryBlockWhateverItsCompression) {
@@ -165,13 +170,14 @@ TYPED_TEST(WrittenAnswers, SlowBlocksReachTheCallerAsUpdates) {
     EXPECT_EQ(head->dtype, TypeParam::update_type) << name;
     EXPECT_EQ(head->ldata, size) << name;
   }
-  if (std::is_same_v<TypeParam, older>) {
+  if (std::is_same_v<TypeParam, older_generation>) {
     EXPECT_EQ(size, 140);
   }
 }
 
 TYPED_TEST(WrittenAnswers, AFileOfTheOtherGenerationIsRefused) {
-  using other = std::conditional_t<std::is_same_v<TypeParam, older>, current, older>;
+  using other =
+      std::conditional_t<std::is_same_v<TypeParam, older_generation>, current_generation, older_generation>;
   typename other::loader loader;
   EXPECT_EQ(loader.get_all_tables(this->key.files()[0].c_str(), 0, nullptr), 2);
   typename other::reader reader;
