@@ -1,6 +1,7 @@
-// A generation of the raw format without files: its loaders and channel readers answer what a test scripts.
-// With it the slicer's algorithms meet every answer that a channel reader may give, also those that no
-// file brings about. What the slicer does with real files is tested elsewhere.
+// Generations of the raw format without files, each with the rules of a real one: their loaders and channel
+// readers answer what a test scripts. With them the slicer's algorithms meet every answer that a channel
+// reader may give, also those that no file brings about. What the slicer does with real files is tested
+// elsewhere.
 #ifndef RAVO_TEST_SLICER_SCRIPTED_GENERATION_H
 #define RAVO_TEST_SLICER_SCRIPTED_GENERATION_H
 
@@ -14,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "ravo_daq_slicer.h"
 #include "ravo_daq_slicer_2010.h"
 #include "slicer/alignment.hh"
 #include "slicer/channels.hh"
@@ -27,18 +29,22 @@ namespace ravo::test {
 
 class scripted_tables;
 class scripted_reader;
-class scripted_slicer;
 struct scripted_param;
-struct scripted_task;
+template <class rules>
+class scripted_slicer_of;
+template <class rules>
+struct scripted_task_of;
+template <class rules>
 void* scripted_table_thread(void* task);
 
-struct scripted_generation : generation_2010 {
+template <class rules>
+struct scripted : rules {
   using file_tables = scripted_tables;
   using read_chan = scripted_reader;
-  using slicer = scripted_slicer;
+  using slicer = scripted_slicer_of<rules>;
   using chan_param = scripted_param;
-  using tables_task = scripted_task;
-  static constexpr auto table_thread = &scripted_table_thread;
+  using tables_task = scripted_task_of<rules>;
+  static constexpr auto table_thread = &scripted_table_thread<rules>;
 };
 
 struct scripted_param {
@@ -48,7 +54,8 @@ struct scripted_param {
   ravo_chan_prms prms;
 };
 
-struct scripted_task : tables_task<scripted_generation> {};
+template <class rules>
+struct scripted_task_of : tables_task<scripted<rules>> {};
 
 /// How one channel behaves.
 struct channel_script {
@@ -185,18 +192,21 @@ class scripted_reader {
   int flag_ = 0;
 };
 
-class scripted_slicer : public daq_slicer<scripted_generation> {};
+template <class rules>
+class scripted_slicer_of : public daq_slicer<scripted<rules>> {};
+using scripted_slicer = scripted_slicer_of<generation_2010>;
 
-inline void* scripted_table_thread(void* task) {
-  table_loading<scripted_generation>(*static_cast<scripted_task*>(task)).run();
+template <class rules>
+void* scripted_table_thread(void* task) {
+  table_loading<scripted<rules>>(*static_cast<scripted_task_of<rules>*>(task)).run();
   return nullptr;
 }
 
 }  // namespace ravo::test
 
 namespace ravo {
-template <>
-struct slicer_texts<test::scripted_generation> : slicer_texts<generation_2010> {};
+template <class rules>
+struct slicer_texts<test::scripted<rules>> : slicer_texts<rules> {};
 }  // namespace ravo
 
 #endif

@@ -1,4 +1,4 @@
-// A slicer of the scripted generation, set up over invented files and channels. Whatever a test does,
+// A slicer of a scripted generation, set up over invented files and channels. Whatever a test does,
 // nothing may be left over at its end, and no tables may have gone while a reader could still read them.
 #ifndef RAVO_TEST_SLICER_SCRIPTED_PLAY_H
 #define RAVO_TEST_SLICER_SCRIPTED_PLAY_H
@@ -14,22 +14,23 @@
 
 namespace ravo::test {
 
-class play {
+template <class rules>
+class play_of {
  public:
-  explicit play(const std::vector<std::string>& channels, const std::vector<std::string>& files = {"a"})
+  explicit play_of(const std::vector<std::string>& channels, const std::vector<std::string>& files = {"a"})
       : files_(files), names_(channels) {
     playing = &script_;
     for (const std::string& name : channels) script_.channels[name];
   }
-  ~play() {
+  ~play_of() {
     slicer.clean_up();
     EXPECT_FALSE(script_.freed_in_use);
     EXPECT_EQ(script_.tables_alive, 0);
     EXPECT_EQ(script_.readers_alive, 0);
     playing = nullptr;
   }
-  play(const play&) = delete;
-  play& operator=(const play&) = delete;
+  play_of(const play_of&) = delete;
+  play_of& operator=(const play_of&) = delete;
 
   channel_script& channel(const std::string& name) { return script_.channels.at(name); }
   script& all() { return script_; }
@@ -72,9 +73,10 @@ class play {
   std::vector<std::string> names_;
 
  public:
-  scripted_slicer slicer;
+  scripted_slicer_of<rules> slicer;
   std::vector<ravo_channel_entry_long*> entries;
 };
+using play = play_of<generation_2010>;
 
 inline ravo_channel_entry_long entry_of(const ravo_time_id& id) {
   ravo_channel_entry_long entry{};

@@ -61,7 +61,7 @@ TEST(SlicerTableThread, WithFourFilesAndNoneClaimedLoadsThree) {
   task.tmx = &p.slicer.tmx;
   task.tcond = &p.slicer.tcond;
   task.go = 4;
-  ASSERT_EQ(pthread_create(&p.slicer.tid, nullptr, scripted_table_thread, &task), 0);
+  ASSERT_EQ(pthread_create(&p.slicer.tid, nullptr, scripted_table_thread<generation_2010>, &task), 0);
   wait_until_paused(p);
   EXPECT_EQ(p.all().files_loaded, 3);
   EXPECT_NE(p.slicer.find_ready_table("a"), nullptr);
