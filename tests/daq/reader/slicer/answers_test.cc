@@ -92,8 +92,12 @@ TEST(SlicerCreation, BeforeTheStartIsNotInitialised) {
 
 // ---- the first event
 
-TEST(SlicerFirstEvent, IsToldAtLevelMinusOneAlone) {
-  play p({"X", "Y"});
+template <class rules>
+class SlicerFirstEvent : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerFirstEvent, all_rules, rules_name);
+
+TYPED_TEST(SlicerFirstEvent, IsToldAtLevelMinusOneAlone) {
+  play_of<TypeParam> p({"X", "Y"});
   p.channel("X").entry = entry_of(event_id(7, 0));
   p.channel("Y").current_status = -1;
   const std::string told_so = "FIRST OK\nlimits of X\nFIRST -> -1\n";
@@ -116,16 +120,16 @@ TEST(SlicerFirstEvent, IsTracedAboveOne) {
   EXPECT_THAT(p.output(1, [&] { p.slicer.start(); }), Not(HasSubstr("Calling get_chan_data()")));
 }
 
-TEST(SlicerFirstEvent, WithoutNumberReplacesANumberedOne) {
-  play p({"X", "Y"});
+TYPED_TEST(SlicerFirstEvent, WithoutNumberReplacesANumberedOne) {
+  play_of<TypeParam> p({"X", "Y"});
   p.channel("X").entry = entry_of(event_id(7, 0));
   p.channel("Y").entry = entry_of(event_id(0, 5000000));
   ASSERT_EQ(p.start(), 0);
   EXPECT_EQ(told(p.slicer.current_event_id), "0+5000000");
 }
 
-TEST(SlicerFirstEvent, OfEqualTimesWithinTheDifferenceIsThatOfTheFirstChannel) {
-  play p({"X", "Y", "Z"});
+TYPED_TEST(SlicerFirstEvent, OfEqualTimesWithinTheDifferenceIsThatOfTheFirstChannel) {
+  play_of<TypeParam> p({"X", "Y", "Z"});
   p.channel("X").entry = entry_of(event_id(9, 300000));
   p.channel("Y").entry = entry_of(event_id(8, 260000));  // 40 ms before: within
   p.channel("Z").entry = entry_of(event_id(7, 249999));  // 50001 us before: earlier
@@ -463,8 +467,12 @@ TEST(SlicerTrace, TellsProgressAboveZero) {
             "current_event_id.event_number (output): 10:1700000001_0 res.size():1\n");
 }
 
-TEST(SlicerTrace, DoesNotTellOfTheChoiceBackwards) {
-  play p({"X", "Y"});
+template <class rules>
+class SlicerTrace : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerTrace, all_rules, rules_name);
+
+TYPED_TEST(SlicerTrace, DoesNotTellOfTheChoiceBackwards) {
+  play_of<TypeParam> p({"X", "Y"});
   p.channel("X").entry = entry_of(event_id(6, 600000));
   p.channel("Y").entry = entry_of(event_id(8, 800000));
   ASSERT_EQ(p.start(), 0);
@@ -530,8 +538,8 @@ TEST(SlicerTrace, TellsEveryChannelAboveTwo) {
                         "current_event_id"));
 }
 
-TEST(SlicerTrace, TellsLimitsAndAnswersAtLevelMinusTwoAlone) {
-  play p({"X"});
+TYPED_TEST(SlicerTrace, TellsLimitsAndAnswersAtLevelMinusTwoAlone) {
+  play_of<TypeParam> p({"X"});
   p.channel("X").entry = entry_of(event_id(12, 1200000));
   ASSERT_EQ(p.start(), 0);
   p.pass_first_call();
@@ -561,9 +569,13 @@ TEST(SlicerTrace, TimesSlowCallsBelowZeroAlone) {
 
 // ---- moves
 
-TEST(SlicerMove, WithinAFileIsBounded) {
+template <class rules>
+class SlicerMove : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerMove, all_rules, rules_name);
+
+TYPED_TEST(SlicerMove, WithinAFileIsBounded) {
   // Direction 0 stays in the file. Two channels: the other one keeps the tables alive.
-  play p({"X", "Y"}, {"a", "b", "c"});
+  play_of<TypeParam> p({"X", "Y"}, {"a", "b", "c"});
   p.channel("X").entry = entry_of(event_id(7, 0));
   p.channel("Y").entry = entry_of(event_id(7, 0));
   p.channel("X").answer = [](const ravo_time_id&, int) { return -3; };
@@ -574,8 +586,8 @@ TEST(SlicerMove, WithinAFileIsBounded) {
   EXPECT_EQ(p.entries.size(), 2u);
 }
 
-TEST(SlicerMove, WithinAFileIsBoundedAlsoWhenThePositionIsOutOfWindow) {
-  play p({"X", "Y"}, {"a", "b"});
+TYPED_TEST(SlicerMove, WithinAFileIsBoundedAlsoWhenThePositionIsOutOfWindow) {
+  play_of<TypeParam> p({"X", "Y"}, {"a", "b"});
   p.channel("X").entry = entry_of(event_id(7, 0));
   p.channel("Y").entry = entry_of(event_id(7, 0));
   ASSERT_EQ(p.start(), 0);
@@ -586,8 +598,8 @@ TEST(SlicerMove, WithinAFileIsBoundedAlsoWhenThePositionIsOutOfWindow) {
   EXPECT_EQ(p.channel("X").created - before, 3);
 }
 
-TEST(SlicerMove, ToAFileWhereTheReaderDoesNotStartRemovesTheChannel) {
-  play p({"X", "Y"}, {"a", "b"});
+TYPED_TEST(SlicerMove, ToAFileWhereTheReaderDoesNotStartRemovesTheChannel) {
+  play_of<TypeParam> p({"X", "Y"}, {"a", "b"});
   p.channel("X").entry = entry_of(event_id(7, 0));
   p.channel("Y").entry = entry_of(event_id(7, 0));
   ASSERT_EQ(p.start(), 0);
@@ -601,8 +613,8 @@ TEST(SlicerMove, ToAFileWhereTheReaderDoesNotStartRemovesTheChannel) {
   EXPECT_EQ(p.entries.size(), 1u);
 }
 
-TEST(SlicerMove, IsQuietAboutItsEndAtLevelZero) {
-  play p({"X", "Y"}, {"a", "b"});
+TYPED_TEST(SlicerMove, IsQuietAboutItsEndAtLevelZero) {
+  play_of<TypeParam> p({"X", "Y"}, {"a", "b"});
   p.channel("X").entry = entry_of(event_id(7, 0));
   p.channel("Y").entry = entry_of(event_id(7, 0));
   ASSERT_EQ(p.start(), 0);
@@ -625,8 +637,8 @@ TEST(SlicerMove, PositionsAtTheEndThatLiesNext) {
   }
 }
 
-TEST(SlicerMove, PassesTheStatusOfThePositionOn) {
-  play p({"X"});
+TYPED_TEST(SlicerMove, PassesTheStatusOfThePositionOn) {
+  play_of<TypeParam> p({"X"});
   ASSERT_EQ(p.start(), 0);
   p.channel("X").position_status = -6;
   EXPECT_EQ(p.slicer.start_channel(0, 1), -6);

@@ -14,14 +14,16 @@ using ::testing::Not;
 using ::testing::StartsWith;
 
 /// Waits until all files are loaded; there must be no more than the thread loads unclaimed.
-void wait_until_all_loaded(play& p) {
+template <class rules>
+void wait_until_all_loaded(play_of<rules>& p) {
   pthread_mutex_lock(&p.slicer.tmx);
   while (p.slicer.task.next_file < static_cast<int>(p.slicer.files.size()) && p.slicer.task.status == 0)
     pthread_cond_wait(&p.slicer.tcond, &p.slicer.tmx);
   pthread_mutex_unlock(&p.slicer.tmx);
 }
 
-std::string file_of(play& p, int chan) {
+template <class rules>
+std::string file_of(play_of<rules>& p, int chan) {
   return p.slicer.read_chans[chan] == nullptr ? "none"
                                               : p.slicer.read_chans[chan]->get_cfg()->get_file_name();
 }
@@ -57,8 +59,12 @@ TEST(SlicerFileSwitch, RefusesBadArguments) {
   p.slicer.remove_channel(0);
 }
 
-TEST(SlicerFileSwitch, BeforeTheStartIsNotInitialised) {
-  play p({"X"});
+template <class rules>
+class SlicerFileSwitch : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerFileSwitch, all_rules, rules_name);
+
+TYPED_TEST(SlicerFileSwitch, BeforeTheStartIsNotInitialised) {
+  play_of<TypeParam> p({"X"});
   EXPECT_EQ(p.slicer.change_config(0, 1, 0), -7);
   ASSERT_EQ(p.init(), 0);
   EXPECT_EQ(p.slicer.change_config(0, 1, 0), -4);
@@ -164,8 +170,8 @@ TEST(SlicerFileSwitch, FreesTablesOnlyAfterAsManyDeparturesAsChannels) {
   EXPECT_EQ(p.slicer.task.go, credits + 1);
 }
 
-TEST(SlicerFileSwitch, WithoutTheNextFilesTablesKeepsTheOldReader) {
-  play p({"X", "Y"}, {"a", "b"});
+TYPED_TEST(SlicerFileSwitch, WithoutTheNextFilesTablesKeepsTheOldReader) {
+  play_of<TypeParam> p({"X", "Y"}, {"a", "b"});
   p.all().bad_files = {"b"};
   ASSERT_EQ(p.start(), 0);
   wait_until_all_loaded(p);
@@ -177,8 +183,8 @@ TEST(SlicerFileSwitch, WithoutTheNextFilesTablesKeepsTheOldReader) {
   EXPECT_EQ(p.output(0, [&] { p.slicer.change_config(0, 1, 0); }), "");
 }
 
-TEST(SlicerFileSwitch, WithoutAnyTablesLeftRemovesTheChannel) {
-  play p({"X"}, {"a", "b"});
+TYPED_TEST(SlicerFileSwitch, WithoutAnyTablesLeftRemovesTheChannel) {
+  play_of<TypeParam> p({"X"}, {"a", "b"});
   p.all().bad_files = {"b"};
   ASSERT_EQ(p.start(), 0);
   wait_until_all_loaded(p);
@@ -291,8 +297,12 @@ TEST(SlicerStart, LeavesOutChannelsThatDoNotStart) {
   }
 }
 
-TEST(SlicerStart, EndsAlsoWhenAFileIsNamedTwice) {
-  play p({"X", "Y", "Z"}, {"a", "a"});
+template <class rules>
+class SlicerStart : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerStart, all_rules, rules_name);
+
+TYPED_TEST(SlicerStart, EndsAlsoWhenAFileIsNamedTwice) {
+  play_of<TypeParam> p({"X", "Y", "Z"}, {"a", "a"});
   for (const char* name : {"X", "Y", "Z"}) p.channel(name).out_total = 0;
   ASSERT_EQ(p.start(), 0);
   EXPECT_STREQ(p.slicer.get_not_found_channels(), "X;Y;Z");
@@ -301,16 +311,16 @@ TEST(SlicerStart, EndsAlsoWhenAFileIsNamedTwice) {
 }
 
 // Y holds on to the tables, so that no departure of X ends its way from the file to itself.
-TEST(SlicerStart, EndsWhenOnlyOneChannelOfAFileNamedTwiceIsEmpty) {
-  play p({"Y", "X"}, {"a", "a"});
+TYPED_TEST(SlicerStart, EndsWhenOnlyOneChannelOfAFileNamedTwiceIsEmpty) {
+  play_of<TypeParam> p({"Y", "X"}, {"a", "a"});
   p.channel("X").out_total = 0;
   ASSERT_EQ(p.start(), 0);
   EXPECT_STREQ(p.slicer.get_not_found_channels(), "X");
   EXPECT_EQ(p.all().readers_alive, 1);
 }
 
-TEST(SlicerStart, MovesOnWhenTheFirstPositionIsOutOfWindow) {
-  play p({"X"}, {"a", "b"});
+TYPED_TEST(SlicerStart, MovesOnWhenTheFirstPositionIsOutOfWindow) {
+  play_of<TypeParam> p({"X"}, {"a", "b"});
   p.channel("X").position_status = -3;
   ASSERT_EQ(p.start(), 0);
   EXPECT_EQ(p.channel("X").created, 2);
@@ -329,8 +339,12 @@ TEST(SlicerStart, TellsTheTimeOfAChannelBelowZero) {
 
 // ---- channels without events
 
-TEST(SlicerEmptyChannel, IsNamed) {
-  play p({"X", "Y", "Z"});
+template <class rules>
+class SlicerEmptyChannel : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerEmptyChannel, all_rules, rules_name);
+
+TYPED_TEST(SlicerEmptyChannel, IsNamed) {
+  play_of<TypeParam> p({"X", "Y", "Z"});
   EXPECT_STREQ(p.slicer.get_name_of_empty_channel(), "No channels created");
   ASSERT_EQ(p.init(), 0);
   EXPECT_STREQ(p.slicer.get_name_of_empty_channel(), "No channels created");
@@ -356,8 +370,12 @@ TEST(SlicerCleanUp, OfANeverStartedSlicerOnlyResets) {
   EXPECT_EQ(slicer.nchans, 0);
 }
 
-TEST(SlicerCleanUp, KeepsSettingsAndThatTheFirstEventHasPassed) {
-  play p({"X"});
+template <class rules>
+class SlicerCleanUp : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerCleanUp, all_rules, rules_name);
+
+TYPED_TEST(SlicerCleanUp, KeepsSettingsAndThatTheFirstEventHasPassed) {
+  play_of<TypeParam> p({"X"});
   p.channel("X").entry = entry_of(event_id(7, 0));
   const time_stamp diff{1, 0};
   p.slicer.set_time_diff(&diff);

@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "captured_output.h"
@@ -77,6 +78,15 @@ class play_of {
   std::vector<ravo_channel_entry_long*> entries;
 };
 using play = play_of<generation_2010>;
+
+/// The rules that typed tests run with.
+using all_rules = ::testing::Types<generation_2010, generation_2009>;
+struct rules_name {
+  template <class rules>
+  static std::string GetName(int) {
+    return std::is_same_v<rules, generation_2009> ? "Older" : "Current";
+  }
+};
 
 inline ravo_channel_entry_long entry_of(const ravo_time_id& id) {
   ravo_channel_entry_long entry{};

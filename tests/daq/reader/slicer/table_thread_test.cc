@@ -27,7 +27,8 @@ auto under_lock(Slicer& slicer, Question question) {
 }
 
 /// Waits until the thread has been turned away by its read-ahead limit: it gives its credit back then.
-void wait_until_paused(play& p) {
+template <class rules>
+void wait_until_paused(play_of<rules>& p) {
   auto& task = p.slicer.task;
   const int most = p.slicer.get_tables_num;
   wait_until(p.slicer, [&] { return task.ready >= 3 && task.go + task.next_file == most; });
@@ -85,15 +86,19 @@ TEST(SlicerTableThread, LoadsInOrderAndStaysUntilItIsStopped) {
   EXPECT_EQ(p.all().readers_alive, 0);
 }
 
-TEST(SlicerTableThread, GivesTheLoadersItsDebugLevel) {
-  play p({"X"}, {"a"});
+template <class rules>
+class SlicerTableThread : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerTableThread, all_rules, rules_name);
+
+TYPED_TEST(SlicerTableThread, GivesTheLoadersItsDebugLevel) {
+  play_of<TypeParam> p({"X"}, {"a"});
   ASSERT_EQ(p.init(), 0);
   p.output(-7, [&] { p.slicer.start(); });
   EXPECT_EQ(p.slicer.get_tables[0]->debug, -7);
 }
 
-TEST(SlicerTableThread, EndsAtAFileThatFails) {
-  play p({"X"}, {"a", "b", "c"});
+TYPED_TEST(SlicerTableThread, EndsAtAFileThatFails) {
+  play_of<TypeParam> p({"X"}, {"a", "b", "c"});
   p.all().bad_files = {"b"};
   ASSERT_EQ(p.start(), 0);
   wait_until(p.slicer, [&] { return p.slicer.task.status == 1; });
@@ -105,8 +110,8 @@ TEST(SlicerTableThread, EndsAtAFileThatFails) {
   EXPECT_EQ(p.slicer.get_tables[1], nullptr);
 }
 
-TEST(SlicerTableThread, FailingAtTheFirstFileFailsTheStart) {
-  play p({"X"}, {"a", "b"});
+TYPED_TEST(SlicerTableThread, FailingAtTheFirstFileFailsTheStart) {
+  play_of<TypeParam> p({"X"}, {"a", "b"});
   p.all().bad_files = {"a"};
   EXPECT_EQ(p.start(), -6);
   EXPECT_EQ(p.slicer.read_chans, nullptr);
@@ -118,8 +123,8 @@ TEST(SlicerTableThread, FailingAtTheFirstFileFailsTheStart) {
   EXPECT_EQ(p.all().tables_alive, 0);
 }
 
-TEST(SlicerTableThread, ClaimsAreCountedAlsoOfTablesClaimedBefore) {
-  play p({"X"}, {"a", "b", "c"});
+TYPED_TEST(SlicerTableThread, ClaimsAreCountedAlsoOfTablesClaimedBefore) {
+  play_of<TypeParam> p({"X"}, {"a", "b", "c"});
   ASSERT_EQ(p.start(), 0);
   wait_until(p.slicer, [&] { return p.slicer.task.next_file == 3; });
   const auto ready = [&] { return under_lock(p.slicer, [&] { return p.slicer.task.ready; }); };
@@ -131,8 +136,8 @@ TEST(SlicerTableThread, ClaimsAreCountedAlsoOfTablesClaimedBefore) {
   EXPECT_NE(p.slicer.find_ready_table("c"), nullptr);
 }
 
-TEST(SlicerTableThread, NeverMakesACallerWaitForWhatCannotCome) {
-  play p({"X"}, {"a", "b"});
+TYPED_TEST(SlicerTableThread, NeverMakesACallerWaitForWhatCannotCome) {
+  play_of<TypeParam> p({"X"}, {"a", "b"});
   EXPECT_EQ(p.slicer.find_ready_table("a"), nullptr);  // not started
   ASSERT_EQ(p.start(), 0);
   wait_until(p.slicer, [&] { return p.slicer.task.next_file == 2; });
@@ -145,8 +150,8 @@ TEST(SlicerTableThread, NeverMakesACallerWaitForWhatCannotCome) {
   EXPECT_EQ(p.slicer.find_ready_table("a"), nullptr);
 }
 
-TEST(SlicerTableThread, DoesNotWaitForACreditThatOnlyTheCallerCouldGive) {
-  play p({"X", "Y"}, {"a", "b"});
+TYPED_TEST(SlicerTableThread, DoesNotWaitForACreditThatOnlyTheCallerCouldGive) {
+  play_of<TypeParam> p({"X", "Y"}, {"a", "b"});
   ASSERT_EQ(p.init(), 0);
   ASSERT_EQ(p.slicer.set_num_of_get_tables(1), 0);
   ASSERT_EQ(p.slicer.start(), 0);
@@ -158,8 +163,8 @@ TEST(SlicerTableThread, DoesNotWaitForACreditThatOnlyTheCallerCouldGive) {
   EXPECT_EQ(p.slicer.change_config(0, 1, 0), -1);
 }
 
-TEST(SlicerTableThread, LoadsTheNextFileWhenASlotIsFreed) {
-  play p({"X"}, {"a", "b", "c"});
+TYPED_TEST(SlicerTableThread, LoadsTheNextFileWhenASlotIsFreed) {
+  play_of<TypeParam> p({"X"}, {"a", "b", "c"});
   ASSERT_EQ(p.init(), 0);
   ASSERT_EQ(p.slicer.set_num_of_get_tables(1), 0);
   ASSERT_EQ(p.slicer.start(), 0);
@@ -172,8 +177,8 @@ TEST(SlicerTableThread, LoadsTheNextFileWhenASlotIsFreed) {
 
 TEST(SlicerTableThread, WithoutATaskIsOverAtOnce) { EXPECT_EQ(get_table_thread_2010(nullptr), nullptr); }
 
-TEST(SlicerTableThread, ThatCannotBeStartedFailsTheStart) {
-  play p({"X"});
+TYPED_TEST(SlicerTableThread, ThatCannotBeStartedFailsTheStart) {
+  play_of<TypeParam> p({"X"});
   ASSERT_EQ(p.init(), 0);
   // No machine has room for such a stack.
   pthread_attr_t usual, huge;
@@ -190,9 +195,9 @@ TEST(SlicerTableThread, ThatCannotBeStartedFailsTheStart) {
   EXPECT_EQ(p.output(1, [&] { p.slicer.clean_up(); }), "slicer clean_up chans[0]\n");
 }
 
-TEST(SlicerTableThread, MayBeStoppedAtAnyTime) {
+TYPED_TEST(SlicerTableThread, MayBeStoppedAtAnyTime) {
   for (int i = 0; i < 200; ++i) {
-    play p({"X"}, {"a", "b", "c", "d", "e", "f"});
+    play_of<TypeParam> p({"X"}, {"a", "b", "c", "d", "e", "f"});
     ASSERT_EQ(p.start(), 0);
     p.slicer.clean_up();
     EXPECT_EQ(p.all().tables_alive, 0);
