@@ -61,13 +61,13 @@ int daq_reader<G>::enter_edge_files() {
 template <class G>
 int daq_reader<G>::enter_very_first_file() {
   if (begins_before_request(files.front())) return RAVO_DAQ_READER_OK;
-  if (debug != 0) std::printf("The very first file: %s\n", last_component(files.front()).data());
+  if (debug != 0) std::printf("The very first file: %s\n", name_in_path(files.front()).data());
   return enter_neighbour(files.front(), neighbour::previous);
 }
 
 template <class G>
 int daq_reader<G>::enter_very_last_file() {
-  if (debug != 0) std::printf("The very last file: %s\n", last_component(files.back()).data());
+  if (debug != 0) std::printf("The very last file: %s\n", name_in_path(files.back()).data());
   const int status = enter_neighbour(files.back(), neighbour::next);
   sort_my_files();
   return status;
@@ -77,7 +77,7 @@ int daq_reader<G>::enter_very_last_file() {
 template <class G>
 int daq_reader<G>::enter_neighbour(const char* path, neighbour which) {
   const bool is_previous = which == neighbour::previous;
-  const auto number = find_file_number(last_component(path));
+  const auto number = find_file_number(name_in_path(path));
   if (!number) return RAVO_DAQ_READER_OK;
   std::printf("LAST FILE NUMBER: '%s'\n", std::string(number->digits).c_str());
   // No file comes before the first one; every file may have one behind it.

@@ -26,7 +26,7 @@ std::optional<int> number(std::string_view digits) {
 
 }  // namespace
 
-std::string_view last_component(std::string_view path) {
+std::string_view name_in_path(std::string_view path) {
   const std::size_t slash = path.rfind('/');
   return slash == std::string_view::npos ? path : path.substr(slash + 1);
 }

@@ -11,7 +11,7 @@
 namespace ravo {
 
 /// What follows the last "/" of a path.
-std::string_view last_component(std::string_view path);
+std::string_view name_in_path(std::string_view path);
 
 /// Whether a name has "_run<N>_" for a run N of first, ..., last, written without leading zeros.
 bool names_run(std::string_view name, int first, int last);

@@ -189,7 +189,7 @@ int daq_reader<G>::enter_files(const file_choice& choice) {
       put_down(name, choice.origin, file_outcome::other_experiment);
       continue;
     }
-    const std::string bare(last_component(name));
+    const std::string bare(name_in_path(name));
     if (enter_file(bare.c_str(), choice.origin) == RAVO_DAQ_READER_INTERN_ERROR)
       return RAVO_DAQ_READER_INTERN_ERROR;
   }

@@ -66,9 +66,9 @@ TEST(RawFileNames, ANumberThatNoFileHasIsNone) {
 }
 
 TEST(RawFileNames, TheLastComponentFollowsTheLastSlash) {
-  EXPECT_EQ(last_component("/a/b/c.raw"), "c.raw");
-  EXPECT_EQ(last_component("c.raw"), "c.raw");
-  EXPECT_EQ(last_component("/a/"), "");
+  EXPECT_EQ(name_in_path("/a/b/c.raw"), "c.raw");
+  EXPECT_EQ(name_in_path("c.raw"), "c.raw");
+  EXPECT_EQ(name_in_path("/a/"), "");
 }
 
 // ---- the candidate for the start ------------------------------------------------------------------
