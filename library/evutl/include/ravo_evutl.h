@@ -11,6 +11,7 @@
 
 #include <vector>
 
+#include "ravo_block_access.h"
 #include "ravo_raw_format.h"
 #include "ravo_run_catalogue.h"
 

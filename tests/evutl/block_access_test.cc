@@ -1,0 +1,251 @@
+// Looking into one decoded block: members, parameters, slow values and camera frames of blocks written by
+// hand, and nothing at all of blocks that lie about themselves. The memory ends where the block ends, so
+// that a sanitizer sees every read past it.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "captured_output.h"
+#include "decoded_block.h"
+#include "payloads.h"
+#include "ravo_evutl.h"
+
+namespace ravo::test {
+namespace {
+
+using block_2010 = decoded_block<current>;
+using block_2009 = decoded_block<older>;
+
+void* pointer_to(ravo_serv_block_subhead_2010* block, int member) {
+  return get_pointer_to_data_2010(block, member);
+}
+void* pointer_to(ravo_serv_block_subhead* block, int member) {
+  return get_pointer_to_data_2009(block, member);
+}
+
+bool fails_params(ravo_serv_block_subhead_2010* block, int member) {
+  return get_spect_params_for_data_type_2010(block, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                             nullptr, member);
+}
+bool fails_params(ravo_serv_block_subhead* block, int member) {
+  return get_spect_params_for_data_type_2009(block, nullptr, nullptr, nullptr, nullptr, member);
+}
+
+template <class generation>
+struct BlockAccess : testing::Test {};
+TYPED_TEST_SUITE(BlockAccess, generations, generation_name);
+
+TEST(BlockAccess2010, FindsEveryMemberBehindMeansAndStatistics) {
+  for (std::uint32_t flags = 0; flags < 4; ++flags) {
+    block_2010 block("BPM", RAVO_BLOCK_BPM_2010, spectrum<host_bytes>(3, 2, 5, flags));
+    for (int member = 0; member < 3; ++member) {
+      float start = -1, inc = -1, groups_inc = -1;
+      float* mean = nullptr;
+      int ndata = -1, groups = -1;
+      ravo_spect_statistics_2010* stats = nullptr;
+      ASSERT_FALSE(get_spect_params_for_data_type_2010(block.get(), &start, &inc, &mean, &ndata, &groups,
+                                                       &groups_inc, &stats, member));
+      EXPECT_EQ(start, 0.5f);
+      EXPECT_EQ(inc, 0.25f);
+      EXPECT_EQ(groups_inc, 100.0f);
+      EXPECT_EQ(ndata, 5);
+      EXPECT_EQ(groups, 2);
+      ASSERT_EQ(mean != nullptr, (flags & 1) != 0);
+      if (mean) { EXPECT_EQ(*mean, static_cast<float>(10 * member)); }
+      ASSERT_EQ(stats != nullptr, (flags & 2) != 0);
+      if (stats) { EXPECT_EQ(stats->val[31], static_cast<float>(1000 * member + 31)); }
+      const float* values = static_cast<const float*>(get_pointer_to_data_2010(block.get(), member));
+      ASSERT_NE(values, nullptr);
+      EXPECT_EQ(values[0], static_cast<float>(100 * member));
+      EXPECT_EQ(values[9], static_cast<float>(100 * member + 9));
+    }
+  }
+}
+
+TEST(BlockAccess2009, FindsEveryMemberBehindItsMeans) {
+  block_2009 block("BPM", RAVO_BLOCK_BPM, older_spectrum<host_bytes>(3, 5));
+  for (int member = 0; member < 3; ++member) {
+    float start = -1, inc = -1;
+    float* mean = nullptr;
+    int ndata = -1;
+    ASSERT_FALSE(get_spect_params_for_data_type_2009(block.get(), &start, &inc, &mean, &ndata, member));
+    EXPECT_EQ(start, 0.5f);
+    EXPECT_EQ(inc, 0.25f);
+    EXPECT_EQ(ndata, 5);
+    ASSERT_NE(mean, nullptr);
+    EXPECT_EQ(*mean, static_cast<float>(10 * member));
+    const float* values = static_cast<const float*>(get_pointer_to_data_2009(block.get(), member));
+    ASSERT_NE(values, nullptr);
+    EXPECT_EQ(values[4], static_cast<float>(100 * member + 4));
+  }
+}
+
+TEST(BlockAccess2009, CountsAllSamplesOfASpectrumInGroups) {
+  block_2009 block("G", RAVO_BLOCK_GENERIC_SPECT, spectrum<host_bytes>(2, 3, 4, 0));
+  int ndata = 0;
+  ASSERT_FALSE(get_spect_params_for_data_type_2009(block.get(), nullptr, nullptr, nullptr, &ndata, 1));
+  EXPECT_EQ(ndata, 12);
+}
+
+TYPED_TEST(BlockAccess, TakesAProfileForASpectrumThatCountsPixels) {
+  decoded_block<TypeParam> block("ROI", RAVO_BLOCK_IMG_ROI2, roi<host_bytes>());
+  const float* x = static_cast<const float*>(pointer_to(block.get(), 0));
+  const float* y = static_cast<const float*>(pointer_to(block.get(), 1));
+  ASSERT_NE(x, nullptr);
+  ASSERT_NE(y, nullptr);
+  EXPECT_EQ(x[2], 3.0f);
+  EXPECT_EQ(y[1], 5.0f);
+  EXPECT_EQ(pointer_to(block.get(), 2), nullptr);
+}
+
+TEST(BlockAccess2010, GivesTheAxisOfAProfile) {
+  block_2010 block("ROI", RAVO_BLOCK_IMG_ROI1, roi<host_bytes>());
+  float start = 0, inc = 0, groups_inc = -1;
+  float* mean = &start;
+  int ndata = 0, groups = 0;
+  ASSERT_FALSE(get_spect_params_for_data_type_2010(block.get(), &start, &inc, &mean, &ndata, &groups,
+                                                   &groups_inc, nullptr, 1));
+  EXPECT_EQ(start, 20.0f);
+  EXPECT_EQ(inc, 1.0f);
+  EXPECT_EQ(ndata, 2);
+  EXPECT_EQ(groups, 1);
+  EXPECT_EQ(groups_inc, 0.0f);
+  EXPECT_EQ(mean, nullptr);
+}
+
+TYPED_TEST(BlockAccess, PointsToTheTextOfATextBlock) {
+  decoded_block<TypeParam> block("TEXT", RAVO_BLOCK_NAME_VALUE_STRING, text<host_bytes>());
+  EXPECT_STREQ(static_cast<const char*>(pointer_to(block.get(), 0)), "beam on");
+  EXPECT_EQ(pointer_to(block.get(), 1), nullptr);
+}
+
+TYPED_TEST(BlockAccess, HasNoMembersOutsideTheTypes) {
+  for (const payload& one : all_payloads()) {
+    decoded_block<TypeParam> block("ANY", one.dtype, one.host);
+    EXPECT_EQ(pointer_to(block.get(), -1), nullptr) << one.dtype;
+    EXPECT_EQ(pointer_to(block.get(), 100), nullptr) << one.dtype;
+    EXPECT_TRUE(fails_params(block.get(), -1)) << one.dtype;
+    EXPECT_TRUE(fails_params(block.get(), 100)) << one.dtype;
+  }
+}
+
+TYPED_TEST(BlockAccess, FollowsNothingInABlockOfWhichAByteIsMissing) {
+  for (const payload& one : all_payloads()) {
+    const int shape_without_arrays[] = {1, 2, 3, 4, 5, 13, 22, 27, 31, 33, 34, 35, 36, 37, 23};
+    bool has_arrays = true;
+    for (const int dtype : shape_without_arrays) has_arrays = has_arrays && dtype != one.dtype;
+    if (!has_arrays) continue;
+    decoded_block<TypeParam> block("ANY", one.dtype, one.host);
+    ASSERT_NE(pointer_to(block.get(), 0), nullptr) << one.dtype;
+    ASSERT_FALSE(fails_params(block.get(), 0)) << one.dtype;
+    block.get()->ldata -= 1;
+    EXPECT_EQ(pointer_to(block.get(), 0), nullptr) << one.dtype;
+    EXPECT_TRUE(fails_params(block.get(), 0)) << one.dtype;
+  }
+}
+
+TYPED_TEST(BlockAccess, FollowsNothingWhenTheLengthOrTheCompressionBitRefutesTheBlock) {
+  decoded_block<TypeParam> block("G", RAVO_BLOCK_GENERIC_SPECT, spectrum<host_bytes>(1, 1, 4, 0));
+  const std::int32_t ldata = block.get()->ldata;
+  for (const std::int32_t wrong : {0, -1, static_cast<std::int32_t>(sizeof(*block.get())), INT32_MIN}) {
+    block.get()->ldata = wrong;
+    EXPECT_EQ(pointer_to(block.get(), 0), nullptr) << wrong;
+    EXPECT_TRUE(fails_params(block.get(), 0)) << wrong;
+  }
+  block.get()->ldata = ldata;
+  block.get()->error = RAVO_CHAN_ZIP_FLAG;
+  EXPECT_EQ(pointer_to(block.get(), 0), nullptr);
+  EXPECT_TRUE(fails_params(block.get(), 0));
+}
+
+TYPED_TEST(BlockAccess, TakesANullBlockForNone) {
+  decltype(decoded_block<TypeParam>("", 0, bytes()).get()) none = nullptr;
+  EXPECT_EQ(pointer_to(none, 0), nullptr);
+  EXPECT_TRUE(fails_params(none, 0));
+}
+
+TYPED_TEST(BlockAccess, CountsTheMembersOfAGenericSpectrumInTheBlock) {
+  decoded_block<TypeParam> block("G", RAVO_BLOCK_GENERIC_SPECT, spectrum<host_bytes>(5, 1, 2, 0));
+  EXPECT_EQ(get_channel_number(RAVO_BLOCK_GENERIC_SPECT, block.get()), 5);
+  EXPECT_EQ(get_channel_number(RAVO_BLOCK_BPM_2010, block.get()), 3);
+  block.get()->ldata -= 4;
+  EXPECT_EQ(get_channel_number(RAVO_BLOCK_GENERIC_SPECT, block.get()), 1);
+}
+
+TEST(MemberNames, AreThoseOfTheTypeAndNothingElse) {
+  EXPECT_STREQ(get_chan_name(RAVO_BLOCK_BPM_2010, 0), "X");
+  EXPECT_STREQ(get_chan_name(RAVO_BLOCK_BPM_2010 | 38 << 16, 2), "CHARGE");
+  EXPECT_EQ(get_chan_name(RAVO_BLOCK_BPM_2010, 3), nullptr);
+  EXPECT_EQ(get_chan_name(RAVO_BLOCK_BPM_2010, -1), nullptr);
+  EXPECT_EQ(get_chan_name(54, 0), nullptr);
+}
+
+TEST(SpectrumDescription, TellsTypeAxisAndMembers) {
+  block_2010 block("BPM", RAVO_BLOCK_BPM_2010, spectrum<host_bytes>(3, 1, 1, 0));
+  captured_output out;
+  EXPECT_EQ(get_spect_code_description_2010(block.get()), 0);
+  EXPECT_EQ(out.stop(), "38 RAVO_BLOCK_BPM_2010  axis: time, us  members: X Y CHARGE\n");
+}
+
+TEST(SpectrumDescription, IsNotToBeHadOfATypeWithoutSpectrum) {
+  block_2010 block("TEXT", RAVO_BLOCK_NAME_VALUE_STRING, text<host_bytes>());
+  captured_output out;
+  EXPECT_EQ(get_spect_code_description_2010(block.get()), 1);
+  EXPECT_EQ(get_spect_code_description_2010(nullptr), 1);
+  EXPECT_EQ(out.stop(), "");
+}
+
+TEST(UpdateRecords, GiveNameStatusTimeAndValue) {
+  block_2009 block("SLOW", RAVO_UPD_BLOCK, update<host_bytes>(80));
+  ASSERT_EQ(get_number_of_upd_channels(block.get()), 1);
+  char* name = nullptr;
+  int status = 0;
+  time_stamp time{};
+  float value = 0;
+  ASSERT_EQ(get_update_params(block.get(), 0, &name, &status, &time, &value), 0);
+  EXPECT_STREQ(name, "MAGNET/CURRENT");
+  EXPECT_EQ(status, 3);
+  EXPECT_EQ(time.timeup, 1767225600u);
+  EXPECT_EQ(time.timelow, 5u);
+  EXPECT_EQ(value, 12.5f);
+  EXPECT_NE(get_update_params(block.get(), 1, &name, &status, &time, &value), 0);
+  EXPECT_NE(get_update_params(block.get(), -1, &name, &status, &time, &value), 0);
+}
+
+TEST(UpdateRecords, AreNoneInACutBlockAndInOtherTypes) {
+  block_2009 block("SLOW", RAVO_UPD_BLOCK, update<host_bytes>(80));
+  block.get()->ldata -= 1;
+  EXPECT_EQ(get_number_of_upd_channels(block.get()), 0);
+  block_2009 other("ENV", RAVO_ENV_BLOCK, environment<host_bytes>());
+  EXPECT_EQ(get_number_of_upd_channels(other.get()), 0);
+  EXPECT_EQ(get_number_of_upd_channels(nullptr), 0);
+}
+
+TEST(ImageParameters, AreThoseOfThePlainFrame) {
+  block_2009 block("CAM", RAVO_BLOCK_IMAGE, image<host_bytes>());
+  int nx = 0, ny = 0, bpp = 0;
+  unsigned event_number = 0;
+  ASSERT_EQ(get_image_params(block.get(), &nx, &ny, &bpp, &event_number), 0);
+  EXPECT_EQ(nx, 3);
+  EXPECT_EQ(ny, 2);
+  EXPECT_EQ(bpp, 1);
+  EXPECT_EQ(event_number, 1234u);
+  EXPECT_NE(get_image_ext_params(block.get(), nullptr), 0);
+  block.get()->ldata -= 1;
+  EXPECT_NE(get_image_params(block.get(), &nx, &ny, &bpp, &event_number), 0);
+}
+
+TEST(ImageParameters, AreTheHeadOfTheExtendedFrame) {
+  block_2009 block("CAM", RAVO_BLOCK_IMAGE_EXT, image_ext<host_bytes>());
+  ravo_image_ext_frame_head head{};
+  ASSERT_EQ(get_image_ext_params(block.get(), &head), 0);
+  EXPECT_EQ(head.width, 640);
+  EXPECT_EQ(head.aoi_height, 2);
+  EXPECT_EQ(head.length, 6);
+  EXPECT_NE(get_image_params(block.get(), nullptr, nullptr, nullptr, nullptr), 0);
+  block.get()->ldata -= 1;
+  EXPECT_NE(get_image_ext_params(block.get(), &head), 0);
+}
+
+}  // namespace
+}  // namespace ravo::test
