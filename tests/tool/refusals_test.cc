@@ -61,7 +61,7 @@ TEST_P(Refusals, SomeoneElsesBytes) {
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i * 37 + i / 256);
   const process_result result = run(write(bytes));
   EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("; it does not begin like a raw file of the current generation\n"));
+  EXPECT_THAT(result.err, HasSubstr("; it does not begin like a raw file of either generation\n"));
 }
 
 TEST_P(Refusals, AFileThatWasCutOff) {

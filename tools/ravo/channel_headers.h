@@ -9,7 +9,8 @@
 
 namespace ravo::tool {
 
-/// In host order, each with its offset in the file.
+/// In host order, each with its offset in the file. Those of an older file stand in the current generation's
+/// records, which have room for all that they say.
 struct channel_headers {
   ravo_event_chan_ptr_entry at;
   ravo_eventheader event;

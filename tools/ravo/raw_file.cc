@@ -99,29 +99,51 @@ std::optional<std::string> why_not_readable(const std::string& path) {
   return std::nullopt;
 }
 
+const char* name_of(ravo_file_generation generation) {
+  return generation == ravo_file_generation::older ? "older" : "current";
+}
+
 raw_file::raw_file(const std::string& path) : path_(path) {
   if (const auto reason = why_not_readable(path_)) throw data_failure(path_ + ": " + *reason);
-  int code = tables_.get_all_tables(path_.c_str(), 1, nullptr);
+  // A file that is of neither generation is refused by the current one's loader, in its words.
+  auto generation = ravo_file_generation::current;
+  ravo_get_file_generation(path_.c_str(), &generation);
+  if (generation == ravo_file_generation::older) tables_.emplace<ravo_file_get_tables>(0);
+  load();
+  std::visit([this](auto& tables) { take(tables); }, tables_);
+}
+
+void raw_file::load() {
+  const auto load_tables = [this](int descr_mode) {
+    return std::visit(
+        [&](auto& tables) { return tables.get_all_tables(path_.c_str(), descr_mode, nullptr); }, tables_);
+  };
+  int code = load_tables(1);
   if (code == descriptions_refused) {
     description_problem_ = explain_refusal(path_, code);
-    code = tables_.get_all_tables(path_.c_str(), 0, nullptr);
+    code = load_tables(0);
   }
   if (code != 0) throw data_failure(path_ + ": " + explain_refusal(path_, code));
 }
 
-raw_file::~raw_file() { tables_.clean_up(); }
-
-std::uint64_t raw_file::size() const { return static_cast<std::uint64_t>(tables_.get_file_len()); }
-
-std::span<const ravo_chan_dictionary_entry_2010> raw_file::channels() const {
-  const ravo_chan_dictionary_table_2010* table = tables_.get_cdt_table();
-  const auto bytes = static_cast<std::size_t>(table->length) - sizeof *table;
-  return {table->channel_entry(), bytes / sizeof(ravo_chan_dictionary_entry_2010)};
+template <class Tables>
+void raw_file::take(Tables& tables) {
+  descriptor_ = tables.get_file_descr();
+  size_ = static_cast<std::uint64_t>(tables.get_file_len());
+  reference_ = tables.get_ref_tbl();
+  index_ = tables.get_eit_table();
+  pointers_ = tables.get_ecp_table();
+  descriptions_ = tables.get_descr_list();
+  const auto* dictionary = tables.get_cdt_table();
+  const auto* entry = dictionary->channel_entry();
+  const auto bytes = static_cast<std::size_t>(dictionary->length) - sizeof *dictionary;
+  for (std::size_t i = 0; i < bytes / sizeof *entry; ++i, ++entry)
+    channels_.push_back({entry->chan_name, entry->key, entry->ev_mask, entry->dtype_mask, entry->count});
 }
 
 std::vector<event_summary> raw_file::events() const {
   std::vector<event_summary> all;
-  const ravo_event_index_table_2010* table = tables_.get_eit_table();
+  const ravo_event_index_table_2010* table = index_;
   const ravo_event_index_entry_2010* entry = table->event_index_entry();
   for (int i = 0; i < table->nevent_types; ++i, entry = entry->next())
     if (entry->length > 0)
@@ -135,49 +157,51 @@ std::vector<event_summary> raw_file::events() const {
 
 std::uint32_t raw_file::length_at(std::uint32_t offset) const {
   unsigned char head[8];
-  if (offset == 0 || pread(tables_.get_file_descr(), head, sizeof head, offset) != sizeof head) return 0;
+  if (offset == 0 || pread(descriptor_, head, sizeof head, offset) != sizeof head) return 0;
   return word(head + 4);
 }
 
-// Reads the beginning of the channel's first block; how many bytes there were.
-std::size_t raw_file::read_first_block(std::size_t channel, std::span<unsigned char> head) const {
-  if (channels()[channel].count < 1) return 0;
-  const ravo_event_chan_pointers_table* table = tables_.get_ecp_table();
-  const ravo_event_chan_ptr_entry& first = table->chptr()[channel * static_cast<std::size_t>(table->maxev)];
-  const ssize_t got = pread(tables_.get_file_descr(), head.data(), head.size(), first.chhd);
-  return got > 0 ? static_cast<std::size_t>(got) : 0;
+// The last three words of the subheader, behind the name, and the zip header if one follows.
+std::optional<raw_file::first_block> raw_file::read_first_block(std::size_t channel) const {
+  if (channels_[channel].count < 1) return std::nullopt;
+  const bool is_older = generation() == ravo_file_generation::older;
+  const auto head_size = static_cast<std::uint32_t>(is_older ? sizeof(ravo_serv_block_subhead)
+                                                             : sizeof(ravo_serv_block_subhead_2010));
+  std::vector<unsigned char> head(head_size);
+  const std::uint32_t at = places_of(channel).front().chhd;
+  if (!read_at(at, head)) return std::nullopt;
+  const unsigned char* words = head.data() + head_size - 12;
+  first_block block{static_cast<std::int32_t>(word(words)), static_cast<std::int32_t>(word(words + 4)),
+                    word(words + 8), 0, head_size};
+  unsigned char flags[4];
+  if ((block.error & RAVO_CHAN_ZIP_FLAG) != 0 && read_at(at + head_size, flags)) block.zip_flags = word(flags);
+  return block;
 }
 
 stored_as raw_file::form_of(std::size_t channel) const {
-  if (channels()[channel].count < 1) return stored_as::nothing;
-  unsigned char block[sizeof(ravo_serv_block_subhead_2010) + sizeof(ravo_zip_header)];
-  const std::size_t got = read_first_block(channel, block);
-  if (got < sizeof(ravo_serv_block_subhead_2010)) return stored_as::unknown;
-  if (!(word(block + offsetof(ravo_serv_block_subhead_2010, error)) & RAVO_CHAN_ZIP_FLAG))
-    return stored_as::plain;
-  if (got < sizeof block) return stored_as::unknown;
-  const std::uint32_t flags = word(block + sizeof(ravo_serv_block_subhead_2010));
-  if (flags & RAVO_ZIP_ZLIB) return stored_as::zlib;
-  if (flags & RAVO_ZIP_LZO1X) return stored_as::lzo1x;
+  if (channels_[channel].count < 1) return stored_as::nothing;
+  const auto block = read_first_block(channel);
+  if (!block) return stored_as::unknown;
+  if (!(block->error & RAVO_CHAN_ZIP_FLAG)) return stored_as::plain;
+  if (block->zip_flags & RAVO_ZIP_ZLIB) return stored_as::zlib;
+  if (block->zip_flags & RAVO_ZIP_LZO1X) return stored_as::lzo1x;
   return stored_as::unknown;
 }
 
 std::optional<RAVO_SUBBLOCK_TYPE> raw_file::dtype_of(std::size_t channel) const {
-  unsigned char head[sizeof(ravo_serv_block_subhead_2010)];
-  if (read_first_block(channel, head) < sizeof head) return std::nullopt;
-  return static_cast<RAVO_SUBBLOCK_TYPE>(word(head + offsetof(ravo_serv_block_subhead_2010, dtype)) &
-                                         0xffff);
+  const auto block = read_first_block(channel);
+  if (!block) return std::nullopt;
+  return static_cast<RAVO_SUBBLOCK_TYPE>(block->dtype & 0xffff);
 }
 
 std::span<const ravo_event_chan_ptr_entry> raw_file::places_of(std::size_t channel) const {
-  const ravo_event_chan_pointers_table* table = tables_.get_ecp_table();
-  const int count = std::clamp(channels()[channel].count, 0, table->maxev);
-  return {table->chptr() + channel * static_cast<std::size_t>(table->maxev),
+  const int count = std::clamp(channels_[channel].count, 0, pointers_->maxev);
+  return {pointers_->chptr() + channel * static_cast<std::size_t>(pointers_->maxev),
           static_cast<std::size_t>(count)};
 }
 
 bool raw_file::read_at(std::uint32_t offset, std::span<unsigned char> bytes) const {
-  return pread(tables_.get_file_descr(), bytes.data(), bytes.size(), offset) ==
+  return pread(descriptor_, bytes.data(), bytes.size(), offset) ==
          static_cast<ssize_t>(bytes.size());
 }
 
@@ -198,18 +222,15 @@ int raw_file::members_of(std::size_t channel) const {
 
 // The data of the channel's first block, as they are on disk but inflated; empty when they cannot be had.
 std::vector<unsigned char> raw_file::first_block_data(std::size_t channel) const {
-  unsigned char head[sizeof(ravo_serv_block_subhead_2010)];
-  if (read_first_block(channel, head) < sizeof head) return {};
-  const std::uint32_t length = word(head + offsetof(ravo_serv_block_subhead_2010, ldata));
-  if (length < sizeof head || length > size()) return {};
-  std::vector<unsigned char> data(length - sizeof head);
-  if (!read_at(places_of(channel).front().chhd + static_cast<std::uint32_t>(sizeof head), data)) return {};
-  if (!(word(head + offsetof(ravo_serv_block_subhead_2010, error)) & RAVO_CHAN_ZIP_FLAG)) return data;
-  return inflate(data);
+  const auto block = read_first_block(channel);
+  if (!block || block->ldata < block->head_size || block->ldata > size()) return {};
+  std::vector<unsigned char> data(block->ldata - block->head_size);
+  if (!read_at(places_of(channel).front().chhd + block->head_size, data)) return {};
+  return (block->error & RAVO_CHAN_ZIP_FLAG) != 0 ? inflate(data) : data;
 }
 
 const chan_descr_2010* raw_file::description(const char* name) {
-  for (const chan_descr_2010* one : *tables_.get_descr_list())
+  for (const chan_descr_2010* one : *descriptions_)
     if (one && std::strcmp(one->prop_name, name) == 0) return one;
   return nullptr;
 }

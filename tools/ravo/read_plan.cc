@@ -149,6 +149,10 @@ read_plan make_plan(const std::vector<std::string>& files, const std::vector<std
     const std::string explicit_path = path.find('/') == std::string::npos ? "./" + path : path;
     if (std::find(plan.files.begin(), plan.files.end(), explicit_path) != plan.files.end()) continue;
     raw_file file(path);
+    if (file.generation() != ravo_file_generation::current)
+      throw data_failure(path +
+                         ": is a file of the older generation, which `ravo read` does not read; `ravo info` and "
+                         "`ravo channels` show what it holds");
     time_stamp named{};
     if (get_time_from_file_name(path.c_str(), &named) != 0)
       throw data_failure(

@@ -16,6 +16,7 @@
 
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
+#include "ravo_file_generation.h"
 #include "ravo_xml.h"
 #include "ravo_xml_status.h"
 
@@ -53,7 +54,8 @@ std::string appearance(const open_file& file) {
   const ssize_t got = pread(file.fd, head, sizeof head, 0);
   const std::string_view begin(head, got > 0 ? static_cast<std::size_t>(got) : 0);
   const std::string_view signature(RAVO_FILE_SIGNATURE_2010, sizeof RAVO_FILE_SIGNATURE_2010 - 1);
-  if (begin.starts_with(signature))
+  const std::string_view older_signature(RAVO_FILE_SIGNATURE, sizeof RAVO_FILE_SIGNATURE - 1);
+  if (begin.starts_with(signature) || begin.starts_with(older_signature))
     return "it begins like a raw file, so its end is missing or damaged: it was cut off, or is still being "
            "written";
   if (std::all_of(begin.begin(), begin.end(), [](char letter) {
@@ -61,17 +63,57 @@ std::string appearance(const open_file& file) {
                std::strchr("\t\r\n\f", letter) != nullptr;
       }))
     return "it looks like a text, not like a raw file";
-  return "it does not begin like a raw file of the current generation";
+  return "it does not begin like a raw file of either generation";
 }
 
-int read_reference_table(const open_file& file, owned<ravo_file_reference_table_2010>& table) {
+// The operations of the table-access library by which the generations differ.
+struct table_operations {
+  decltype(&get_ravo_file_reference_table_m_2010) get_reference;
+  decltype(&ravo_get_event_index_table_m_2010) get_index;
+  bool (*is_dictionary_refused)(const open_file&, const ravo_file_reference_table_2010*, int*);
+  decltype(&ravo_get_event_chan_pointers_table_m_2010) get_pointers;
+  decltype(&ravo_get_env_index_dictionary_table_m_2010) get_environment;
+  decltype(&ravo_get_chan_descr_table_m_2010) get_descriptions;
+};
+
+template <class Dictionary, auto get_dictionary>
+bool is_dictionary_refused(const open_file& file, const ravo_file_reference_table_2010* reference, int* status) {
+  Dictionary* dictionary = nullptr;
+  *status = get_dictionary(file.length, reference, file.fd, &dictionary);
+  const owned<Dictionary> own(dictionary);
+  return *status != 0;
+}
+
+constexpr table_operations current_operations{
+    get_ravo_file_reference_table_m_2010,
+    ravo_get_event_index_table_m_2010,
+    is_dictionary_refused<ravo_chan_dictionary_table_2010, ravo_get_channel_dictionary_table_m_2010>,
+    ravo_get_event_chan_pointers_table_m_2010,
+    ravo_get_env_index_dictionary_table_m_2010,
+    ravo_get_chan_descr_table_m_2010};
+constexpr table_operations older_operations{
+    get_ravo_file_reference_table_m,
+    ravo_get_event_index_table_m,
+    is_dictionary_refused<ravo_chan_dictionary_table, ravo_get_channel_dictionary_table_m>,
+    ravo_get_event_chan_pointers_table_m,
+    ravo_get_env_index_dictionary_table_m,
+    ravo_get_chan_descr_table_m};
+
+const table_operations& operations_for(const std::string& path) {
+  auto generation = ravo_file_generation::current;
+  ravo_get_file_generation(path.c_str(), &generation);
+  return generation == ravo_file_generation::older ? older_operations : current_operations;
+}
+
+int read_reference_table(const open_file& file, const table_operations& library,
+                         owned<ravo_file_reference_table_2010>& table) {
   long rest = 0;
   const long offset = ravo_get_page_offset(file.length, file.length - 4, &rest);
   const auto size = static_cast<std::size_t>(file.length - offset);
   void* tail = mmap(nullptr, size, PROT_READ, MAP_SHARED, file.fd, offset);
   if (tail == MAP_FAILED) return RAVO_TABLE_UNREADABLE;
   ravo_file_reference_table_2010* read = nullptr;
-  const int status = get_ravo_file_reference_table_m_2010(
+  const int status = library.get_reference(
       static_cast<const unsigned char*>(tail), static_cast<long>(size), file.length, file.fd, &read);
   munmap(tail, size);
   table.reset(read);
@@ -79,33 +121,32 @@ int read_reference_table(const open_file& file, owned<ravo_file_reference_table_
 }
 
 // The refusal of the first table behind the reference table that is refused; empty when none is.
-std::string first_refused_table(const open_file& file, const ravo_file_reference_table_2010* reference) {
+std::string first_refused_table(const open_file& file, const table_operations& library,
+                                const ravo_file_reference_table_2010* reference) {
   ravo_event_index_table_2010* index = nullptr;
-  int status = ravo_get_event_index_table_m_2010(file.length, reference, file.fd, &index);
+  int status = library.get_index(file.length, reference, file.fd, &index);
   const owned<ravo_event_index_table_2010> own_index(index);
   if (status != 0) return refused("event index table", status);
-  ravo_chan_dictionary_table_2010* dictionary = nullptr;
-  status = ravo_get_channel_dictionary_table_m_2010(file.length, reference, file.fd, &dictionary);
-  const owned<ravo_chan_dictionary_table_2010> own_dictionary(dictionary);
-  if (status != 0) return refused("channel dictionary", status);
+  if (library.is_dictionary_refused(file, reference, &status)) return refused("channel dictionary", status);
   ravo_event_chan_pointers_table* pointers = nullptr;
-  status = ravo_get_event_chan_pointers_table_m_2010(file.length, reference, file.fd, &pointers);
+  status = library.get_pointers(file.length, reference, file.fd, &pointers);
   const owned<ravo_event_chan_pointers_table> own_pointers(pointers);
   if (status != 0) return refused("event channel pointer table", status);
   ravo_env_dictionary_table_2010* environment = nullptr;
-  status = ravo_get_env_index_dictionary_table_m_2010(file.length, reference, file.fd, &environment);
+  status = library.get_environment(file.length, reference, file.fd, &environment);
   const owned<ravo_env_dictionary_table_2010> own_environment(environment);
   if (status != 0) return refused("environment dictionary", status);
   ravo_xml_chan_descr_header_2010* xml = nullptr;
-  status = ravo_get_chan_descr_table_m_2010(file.length, reference, file.fd, &xml);
+  status = library.get_descriptions(file.length, reference, file.fd, &xml);
   const owned<ravo_xml_chan_descr_header_2010> own_xml(xml);
   if (status != 0) return refused("channel descriptions", status);
   return "";
 }
 
-std::string refused_descriptions(const open_file& file, const ravo_file_reference_table_2010* reference) {
+std::string refused_descriptions(const open_file& file, const table_operations& library,
+                                 const ravo_file_reference_table_2010* reference) {
   ravo_xml_chan_descr_header_2010* xml = nullptr;
-  ravo_get_chan_descr_table_m_2010(file.length, reference, file.fd, &xml);
+  library.get_descriptions(file.length, reference, file.fd, &xml);
   const owned<ravo_xml_chan_descr_header_2010> own_xml(xml);
   std::vector<chan_descr_2010*> descriptions;
   const int status = ravo_load_chan_descr(xml, &descriptions);
@@ -119,14 +160,15 @@ std::string explain_refusal(const std::string& path, int code) {
   const open_file file(path);
   if (file.fd < 0) return std::strerror(errno);
   if (file.length < 4) return "too short for a raw file";
+  const table_operations& library = operations_for(path);
   owned<ravo_file_reference_table_2010> reference;
-  if (const int status = read_reference_table(file, reference); status != 0)
+  if (const int status = read_reference_table(file, library, reference); status != 0)
     return refused("not a readable raw file: file reference table", status) + "; " + appearance(file);
-  const std::string table = first_refused_table(file, reference.get());
+  const std::string table = first_refused_table(file, library, reference.get());
   if (!table.empty()) return "damaged: " + table;
   switch (code) {
     case 7:
-      return refused_descriptions(file, reference.get());
+      return refused_descriptions(file, library, reference.get());
     case -3:
       return "the end of the file cannot be mapped into memory";
     case -4:

@@ -43,7 +43,7 @@ std::vector<channel_row> rows_of(raw_file& file, const std::vector<std::string>&
   std::vector<channel_row> rows;
   const auto channels = file.channels();
   for (std::size_t i = 0; i < channels.size(); ++i) {
-    const ravo_chan_dictionary_entry_2010& entry = channels[i];
+    const listed_channel& entry = channels[i];
     if (!is_wanted(entry.chan_name, patterns)) continue;
     channel_row row{entry.chan_name, entry.count, "-", 0, event_type_names(entry.ev_mask),
                     file.form_of(i), "",          ""};
@@ -82,6 +82,7 @@ void print_table(const std::vector<channel_row>& rows, output& out) {
 void print_json(const raw_file& file, const std::vector<channel_row>& rows, output& out) {
   for (const channel_row& row : rows)
     out.print(json_line({{"file", file.path()},
+                         {"generation", name_of(file.generation())},
                          {"channel", row.name},
                          {"count", row.count},
                          {"type", row.type},
@@ -104,8 +105,9 @@ void run(const options& asked, output& out) {
       print_json(file, rows, out);
       continue;
     }
-    if (asked.files.size() > 1)
-      fmt::print(out.file(), "{}{}{}{}\n", first ? "" : "\n", out.bold(), path, out.plain());
+    if (asked.files.size() > 1 || file.generation() == ravo_file_generation::older)
+      fmt::print(out.file(), "{}{}{}{}{}\n", first ? "" : "\n", out.bold(), path, out.plain(),
+                 file.generation() == ravo_file_generation::older ? "  (older generation)" : "");
     first = false;
     print_table(rows, out);
   }
@@ -116,7 +118,7 @@ void run(const options& asked, output& out) {
 verb channels_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("channels", "List the channels of a raw file");
   const auto asked = std::make_shared<options>();
-  command->add_option("FILE", asked->files, "Raw files of the current generation")
+  command->add_option("FILE", asked->files, "Raw files, of either generation")
       ->required()
       ->type_name("");
   command

@@ -162,7 +162,7 @@ void run(const options& asked, output& out) {
 verb descr_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("descr", "Show what a raw file says of its channels");
   const auto asked = std::make_shared<options>();
-  command->add_option("FILE", asked->file, "Raw file of the current generation")->required()->type_name("");
+  command->add_option("FILE", asked->file, "Raw file, of either generation")->required()->type_name("");
   command->add_option("CHANNEL", asked->channels, "Only these; * ? [] as in a shell")->type_name("");
   command->add_flag("--json", asked->json, "One JSON object a channel");
   command->footer(R"(Examples:

@@ -129,7 +129,7 @@ verb headers_verb(CLI::App& tool) {
   CLI::App* command =
       tool.add_subcommand("headers", "Show what stands over a channel's data in a raw file");
   const auto asked = std::make_shared<options>();
-  command->add_option("FILE", asked->file, "Raw file of the current generation")->required()->type_name("");
+  command->add_option("FILE", asked->file, "Raw file, of either generation")->required()->type_name("");
   command->add_option("CHANNEL", asked->channel, "Name of a channel")->required()->type_name("");
   command->add_option("--limit", asked->limit, "Not more events than this")
       ->type_name("N")

@@ -91,7 +91,8 @@ void print(const raw_file& file, const std::vector<int>& types, const options& a
     for (const auto* entry : entries) print_json(file, *entry, asked.limit, out);
     return;
   }
-  fmt::print(out.file(), "{}{}{}\n", out.bold(), file.path(), out.plain());
+  fmt::print(out.file(), "{}{}{}{}\n", out.bold(), file.path(), out.plain(),
+             file.generation() == ravo_file_generation::older ? "  (older generation)" : "");
   if (entries.empty()) out.print("  no events\n");
   bool is_first = true;
   for (const auto* entry : entries) {
@@ -118,7 +119,7 @@ void run(const options& asked, output& out) {
 verb index_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("index", "List the events of a raw file");
   const auto asked = std::make_shared<options>();
-  command->add_option("FILE", asked->files, "Raw files of the current generation")
+  command->add_option("FILE", asked->files, "Raw files, of either generation")
       ->required()
       ->type_name("");
   command

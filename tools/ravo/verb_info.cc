@@ -61,7 +61,7 @@ std::string format_size(std::uint64_t bytes) {
 
 std::size_t channels_with_data(const raw_file& file) {
   std::size_t with_data = 0;
-  for (const ravo_chan_dictionary_entry_2010& channel : file.channels())
+  for (const listed_channel& channel : file.channels())
     with_data += channel.count > 0 ? 1 : 0;
   return with_data;
 }
@@ -70,6 +70,7 @@ void print_table(const raw_file& file, output& out) {
   const auto channels = file.channels();
   fmt::print(out.file(), "{}{}{}\n", out.bold(), file.path(), out.plain());
   fmt::print(out.file(), "  size      {}\n", format_size(file.size()));
+  fmt::print(out.file(), "  format    {} generation\n", name_of(file.generation()));
   time_stamp named{};
   if (get_time_from_file_name(file.path().c_str(), &named) == 0)
     fmt::print(out.file(), "  name says {}\n", format_time(named));
@@ -106,6 +107,7 @@ void print_json(const raw_file& file, output& out) {
   json line;
   line["file"] = file.path();
   line["bytes"] = file.size();
+  line["generation"] = name_of(file.generation());
   time_stamp named{};
   line["name_time"] =
       get_time_from_file_name(file.path().c_str(), &named) == 0 ? json(format_time(named)) : json();
@@ -146,7 +148,7 @@ void run(const options& asked, output& out) {
 verb info_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("info", "Say what a raw file holds");
   const auto asked = std::make_shared<options>();
-  command->add_option("FILE", asked->files, "Raw files of the current generation")
+  command->add_option("FILE", asked->files, "Raw files, of either generation")
       ->required()
       ->type_name("");
   command->add_flag("--json", asked->json, "One JSON object a file");

@@ -1,0 +1,160 @@
+// The tool over files of the older generation: the verbs that look into single files know them by
+// themselves and say so; `ravo read` refuses them in words, also among files of the current one.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+
+#include "ravo_daq_writer.h"
+#include "ravo_payload.h"
+#include "tool_run.h"
+
+namespace {
+
+using namespace ravo::test;
+using nlohmann::json;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr int events_in_file = 4;
+
+void check(const ravo_daq_writer& writer, int status) {
+  if (status < 0) throw std::runtime_error(writer.get_last_error());
+}
+
+// An older file with "POSITION" (three members, zlib), "CURRENT" (one, plain) and "EMPTY".
+std::string write_older_file(const temporary_folder& folder) {
+  ravo_daq_writer writer;
+  ravo_daq_writer_settings settings;
+  settings.folder = folder.path().string();
+  check(writer, writer.open(settings));
+  chan_descr_2010 description{};
+  std::strcpy(description.prop_name, "POSITION");
+  std::strcpy(description.units, "mm");
+  ravo_daq_writer_channel position{"POSITION", RAVO_BLOCK_BPM, ravo_compression::zlib};
+  position.description = &description;
+  check(writer, writer.add_channel(position));
+  check(writer, writer.add_channel({"CURRENT", RAVO_BLOCK_SINGLE, ravo_compression::none}));
+  check(writer, writer.add_channel({"EMPTY", RAVO_BLOCK_TOROID, ravo_compression::none}));
+  for (std::uint32_t i = 0; i < events_in_file; ++i) {
+    ravo_daq_writer_event event;
+    event.event_number = 700 + i;
+    event.time = {1700000000 + i, 0};
+    check(writer, writer.begin_event(event));
+    check(writer, writer.begin_server_block({"FRONTEND", event.time, 5, 0, 0}));
+    const struct {
+      ravo_spect_head head{3, 2, 0, 1};
+      float means[3] = {1, 2, 3};
+      float values[6] = {1, 1, 2, 2, 3, 3};
+    } three;
+    const struct {
+      ravo_spect_head head{1, 1, 0, 1};
+      float mean = 4, value = 4;
+    } one;
+    check(writer, writer.add_data(0, &three, sizeof three));
+    check(writer, writer.add_data(1, &one, sizeof one));
+    check(writer, writer.end_event());
+  }
+  check(writer, writer.close());
+  return writer.get_files().at(0);
+}
+
+class OlderFile : public testing::Test {
+ protected:
+  std::vector<json> lines_of(std::vector<std::string> arguments) {
+    const process_result result = run_tool(arguments);
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    return json_lines(result.out);
+  }
+
+  temporary_folder folder;
+  std::string file = write_older_file(folder);
+};
+
+TEST_F(OlderFile, IsKnownByInfo) {
+  EXPECT_THAT(run_tool({"info", file}).out, HasSubstr("  format    older generation\n"));
+  EXPECT_THAT(run_tool({"info", demo().files[0]}).out, HasSubstr("  format    current generation\n"));
+  const json line = lines_of({"info", file, "--json"}).at(0);
+  EXPECT_EQ(line.at("generation"), "older");
+  EXPECT_EQ(line.at("channels"), 3);
+  EXPECT_EQ(line.at("channels_with_data"), 2);
+  EXPECT_EQ(line.at("bytes"), std::filesystem::file_size(file));
+  EXPECT_EQ(line.at("events").at(0).at("count"), events_in_file);
+  EXPECT_EQ(line.at("events").at(0).at("first_event"), 700);
+}
+
+TEST_F(OlderFile, HasItsChannelsListed) {
+  const std::vector<json> lines = lines_of({"channels", file, "--json"});
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0].at("generation"), "older");
+  EXPECT_EQ(lines[0].at("channel"), "POSITION");
+  EXPECT_EQ(lines[0].at("count"), events_in_file);
+  EXPECT_EQ(lines[0].at("members"), 3);
+  EXPECT_EQ(lines[0].at("stored"), "zlib");
+  EXPECT_EQ(lines[0].at("units"), "mm");
+  EXPECT_EQ(lines[1].at("channel"), "CURRENT");
+  EXPECT_EQ(lines[1].at("members"), 1);
+  EXPECT_EQ(lines[1].at("stored"), "plain");
+  EXPECT_EQ(lines[2].at("count"), 0);
+  EXPECT_THAT(run_tool({"channels", file}).out, HasSubstr(file + "  (older generation)\n"));
+  EXPECT_EQ(lines_of({"channels", demo().files[0], "--json"}).at(0).at("generation"), "current");
+}
+
+TEST_F(OlderFile, HasItsEventsListed) {
+  const std::vector<json> lines = lines_of({"index", file, "--json"});
+  ASSERT_EQ(lines.size(), std::size_t{events_in_file});
+  EXPECT_EQ(lines[1].at("event"), 701);
+  EXPECT_THAT(run_tool({"index", file}).out, HasSubstr(file + "  (older generation)\n"));
+}
+
+TEST_F(OlderFile, HasItsHeadersPrinted) {
+  const process_result result = run_tool({"headers", file, "POSITION", "--json"});
+  ASSERT_EQ(result.exit_code, 0) << result.err;
+  const std::vector<json> lines = json_lines(result.out);
+  ASSERT_EQ(lines.size(), std::size_t{events_in_file});
+  EXPECT_THAT(lines[2].dump(), HasSubstr("\"FRONTEND\""));
+  EXPECT_THAT(lines[2].dump(), HasSubstr("702"));
+  EXPECT_THAT(lines[2].dump(), HasSubstr("zlib"));
+}
+
+TEST_F(OlderFile, HasItsDescriptionsPrinted) {
+  EXPECT_THAT(run_tool({"descr", file}).out, HasSubstr("mm"));
+}
+
+TEST_F(OlderFile, IsRefusedByReadInWordsAlsoAmongCurrentOnes) {
+  for (const auto& files :
+       {std::vector<std::string>{file}, {demo().files[0], file}, {file, demo().files[0]}}) {
+    std::vector<std::string> arguments{"read"};
+    arguments.insert(arguments.end(), files.begin(), files.end());
+    arguments.insert(arguments.end(), {"-c", "*"});
+    const process_result result = run_tool(arguments);
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, HasSubstr(file + ": is a file of the older generation"));
+  }
+}
+
+TEST_F(OlderFile, MayStandBesideCurrentOnesWhereFilesAreLookedAtOneByOne) {
+  const std::vector<json> lines = lines_of({"info", demo().files[0], file, "--json"});
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0].at("generation"), "current");
+  EXPECT_EQ(lines[1].at("generation"), "older");
+}
+
+TEST_F(OlderFile, IsNamedWithTheTableThatIsDamaged) {
+  std::vector<unsigned char> bytes = read_file(file);
+  const json tables = lines_of({"info", file, "--json"}).at(0).at("tables");
+  const std::size_t dictionary = tables.at("channel_dictionary").at("offset");
+  bytes.at(dictionary) ^= 0xff;
+  const std::string damaged = folder.write("damaged.raw", bytes);
+  const process_result result = run_tool({"info", damaged});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.err, HasSubstr(damaged + ": damaged: channel dictionary: "));
+  bytes.resize(bytes.size() - 40);
+  const std::string cut = folder.write("cut.raw", bytes);
+  EXPECT_THAT(run_tool({"info", cut}).err, HasSubstr("it begins like a raw file, so its end is missing"));
+}
+
+}  // namespace
