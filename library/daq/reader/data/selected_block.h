@@ -1,0 +1,57 @@
+// How the entries of a result are read: their four addresses as records, and their blocks by the generation
+// that the event's own header tells.
+#ifndef RAVO_DATA_SELECTED_BLOCK_H
+#define RAVO_DATA_SELECTED_BLOCK_H
+
+#include <cstddef>
+#include <cstring>
+
+#include "ravo_core_records.h"
+#include "ravo_raw_format.h"
+
+namespace ravo {
+
+template <class record>
+record* at_address(std::uint64_t address) {
+  return reinterpret_cast<record*>(address);
+}
+
+inline bool is_current(const ravo_eventheader& header) { return header.pattern != RAVO_EVENT_HEADER_PATTERN; }
+
+/// Bytes of a block, subheader and data, as it tells; 0 when it denies its own subheader.
+template <class subhead>
+std::size_t block_length(const subhead& block) {
+  const std::int32_t head = sizeof(subhead);
+  return block.ldata < head ? 0 : static_cast<std::size_t>(block.ldata);
+}
+
+/// Bytes that may be read from an entry's channel header on, in the layout of the entry's own event. Readers
+/// hand out whole subheaders even where `ldata` is false.
+inline std::size_t readable_length(const ravo_channel_entry_long& entry, bool otherwise_current) {
+  const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
+  if (!at.chhd) return 0;
+  const auto* const header = at_address<const ravo_eventheader>(at.evhd);
+  if (header ? is_current(*header) : otherwise_current) {
+    const auto& block = *at_address<const ravo_serv_block_subhead_2010>(at.chhd);
+    return block_length(block) ? block_length(block) : sizeof block;
+  }
+  const auto& block = *at_address<const ravo_serv_block_subhead>(at.chhd);
+  return block_length(block) ? block_length(block) : sizeof block;
+}
+
+/// The data type, low 16 bits, that an entry's channel header has in the layout of one generation, which need
+/// not be the entry's own; 0 where the entry's block is too short for that.
+inline int type_in_layout(const ravo_channel_entry_long& entry, bool current) {
+  const std::size_t offset =
+      current ? offsetof(ravo_serv_block_subhead_2010, dtype) : offsetof(ravo_serv_block_subhead, dtype);
+  std::int32_t dtype;
+  if (readable_length(entry, current) < offset + sizeof dtype) return 0;
+  std::memcpy(&dtype, at_address<const char>(entry.sbchdata[0].chhd) + offset, sizeof dtype);
+  return dtype & 0xffff;
+}
+
+inline bool is_image_type(int type) { return type == RAVO_BLOCK_IMAGE || type == RAVO_BLOCK_IMAGE_EXT; }
+
+}  // namespace ravo
+
+#endif

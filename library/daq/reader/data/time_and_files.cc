@@ -1,0 +1,41 @@
+// What a program needs to prepare a request: seconds of a calendar time, and which files the run catalogue
+// has for a period.
+#include <ctime>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "ravo_daq_data.h"
+#include "ravo_evutl.h"
+
+long ravo_daq_time(int year, int month, int day, int hour, int min, int sec) {
+  std::tm calendar{};
+  calendar.tm_sec = sec;
+  calendar.tm_min = min;
+  calendar.tm_hour = hour;
+  calendar.tm_mday = day;
+  // No int is left to wrap: mktime refuses what does not fit a year.
+  calendar.tm_mon = static_cast<int>(static_cast<unsigned>(month) - 1u);
+  calendar.tm_year = static_cast<int>(static_cast<unsigned>(year) - 1900u);
+  calendar.tm_isdst = -1;
+  const std::time_t seconds = std::mktime(&calendar);
+  char text[64] = "";
+  const char* const printed = ctime_r(&seconds, text);
+  std::cout << "ravo_daq_time: " << (printed ? printed : "") << std::endl;
+  return seconds;
+}
+
+int GetFileList(char* dir, char* exps, long tstart, long tend) {
+  std::cout << "GetFileList: dir " << dir << " exp " << exps << " start " << tstart << " end " << tend
+            << std::endl;
+  const std::string experiment(exps);
+  constexpr int raw_format = 1;
+  std::cout << "RAVO_DAQ_DATA_RAW_FORMAT= " << raw_format << std::endl;
+  std::vector<ravo_root_xml_files*> found;
+  const int result =
+      get_files_for_period(static_cast<unsigned>(tstart), static_cast<unsigned>(tend), &found, experiment.c_str(),
+                           "", "/daq/ravo/adm", 1);
+  std::cout << "ret= " << result << std::endl;
+  ravo_free_root_xml_files(&found);
+  return 0;
+}

@@ -1,0 +1,167 @@
+// The user access layer: simple classes for programs that want channels by name and values by event.
+// ravo_daq_getdata is a cursor over one event's results, of both generations. It owns no entries: it points
+// into what a reader handed out, and is good until that reader's next get_data().
+#ifndef RAVO_DAQ_DATA_H
+#define RAVO_DAQ_DATA_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "ravo_core_records.h"
+#include "ravo_payload.h"
+#include "ravo_raw_format.h"
+
+/// A cursor over the channels of one event, as a reader's get_data() delivers them. It selects one channel at
+/// a time and tells what it is; which generation an event is of, its header says. The pointers that it hands
+/// out point into the entries. Nothing of a block is read beyond its `ldata`. Only an index outside the
+/// vector throws (std::out_of_range).
+class ravo_daq_getdata {
+ public:
+  ravo_daq_getdata() = default;
+  ~ravo_daq_getdata();
+  ravo_daq_getdata(const ravo_daq_getdata&) = delete;
+  ravo_daq_getdata& operator=(const ravo_daq_getdata&) = delete;
+
+  // ---- selecting a channel ----
+
+  /// Takes the results of an event and selects the first channel. The number of channels; -12 for null, -11
+  /// for an empty vector, or what SetHead() refused with. The counts of fast, slow and image channels add up
+  /// from call to call: call Clean() before the next event.
+  int SetRes(std::vector<ravo_channel_entry_long*>* res);
+  /// Selects the entry of the current index. 0; -1: no entry, -2: no event header, -3: no server block,
+  /// -4: no channel header.
+  int SetHead();
+  // The following give the class of the channel that they select (GetPropType), 0 when there is none, -1
+  // when nothing is selected yet, or what SetHead() refused with.
+  int SetNextChan();
+  int SetChan(int i);
+  int SetFastNext();
+  int SetSlowNext();
+  int SetImageNext();
+  /// The n-th, from 0, of its kind.
+  int SetFast(int n);
+  int SetSlow(int n);
+  int SetImage(int n);
+  /// By channel name; a slow channel by the name of its property. -11: there is none; -10: nothing is
+  /// selected yet.
+  int SetProp(const char* name);
+  /// Back to the constructed state.
+  void Clean();
+
+  // ---- what is selected ----
+
+  /// Index of a member of the channel's type, or -1.
+  int GetMembNumb(const char* name);
+  /// Name of a member of the channel's type (static text), or null.
+  char* GetMembName(int i);
+  // Every output may be null. 0, or negative.
+  /// The event, by the header of its first fast channel; when all are slow, of the highest event number.
+  int GetEventInfo(unsigned* event_number, int* event_type, unsigned* event_length, unsigned* timeup,
+                   unsigned* timelow, int* status, int* num_svr_block);
+  int GetServBlockInfo(unsigned* timeup, unsigned* timelow, int* ltotal, int* mpulse, int* tmask, int* status,
+                       int* nchan);
+  int GetChanInfo(char** name, int* dtype, int* error, int* ldata);
+  /// The data of an older event's channel as a text with its length; null when they are none.
+  char* GetString(int, int* len);
+
+  std::vector<ravo_channel_entry_long*>* GetRes() const { return Res; }
+  int Get_NFast() const { return NFast; }
+  int Get_NSlow() const { return NSlow; }
+  int Get_NImage() const { return NImage; }
+  int GetNchan() const { return Nchan; }
+  int GetChanNumb() const { return Ichan; }
+  char* GetPropName() const { return PropName; }
+  /// 1: text, 2: service and name-value data, 3: fast data, 4: image.
+  int GetPropType() const { return PropType; }
+  /// 1: fast, 2: slow.
+  int GetChanType() const { return ChanType; }
+  int GetDataType() const { return DataType; }
+  /// The data type of the block as the device wrote it: of a subchannel, the type of the block that it was
+  /// cut from, else the channel's own.
+  int GetDeviceType() const {
+    const int cut_from = DataType >> 16 & 0xffff;
+    return cut_from ? cut_from : DataType & 0xffff;
+  }
+  int GetNmemb() const { return Nmemb; }
+  ravo_eventheader* GetEventHead() const { return EventHeader; }
+  ravo_serv_block_head* GetServBlockHead() const { return SrvbHeader; }
+  ravo_serv_block_head_2010* GetServBlockHead_2010() const { return SrvbHeader_2010; }
+  ravo_serv_block_subhead* GetChanHead() const { return ChanHeader; }
+  ravo_serv_block_subhead_2010* GetChanHead_2010() const { return ChanHeader_2010; }
+  char* GetData() const { return Data; }
+
+  // ---- images ----
+
+  /// Frame number, compression indicator, bytes per pixel and number of pixel bytes. 0; -2 without data, -1
+  /// for a channel that is no image.
+  int GetImagePar(int* nframe, int* compr, int* bpp, int* len);
+  /// Start, increment and number of pixels along both axes. The number of pixel bytes; -2, -1.
+  int GetImageSize(int* xstart, int* xinc, int* nx, int* ystart, int* yinc, int* ny);
+  /// The head of an extended frame, or null.
+  ravo_image_ext_frame_head* GetImageHeader();
+  /// The first pixel byte; null when the block does not hold as many bytes as the frame's head says.
+  char* GetImage();
+  /// The pixels as floats, row after row; null when the frame contradicts itself. Of pixels of more than 4
+  /// bytes the last 4 count. Arrays of earlier calls stay valid until Clean().
+  float* ConvertImage();
+  float* GetImageFloat() const { return ImageFloat; }
+  /// One value of the last converted image; 0 outside it.
+  float GetImageVal(int x, int y) const;
+
+ protected:
+  std::int32_t Status = 0;
+  std::vector<ravo_channel_entry_long*>* Res = nullptr;
+  bool data_2010 = true;
+  std::int32_t Nchan = 0;
+  std::int32_t NFast = 0;
+  std::int32_t NSlow = 0;
+  std::int32_t NImage = 0;
+  std::int32_t Ichan = 0;
+  std::int32_t Nptr = 1;
+  std::int32_t Nmemb = 0;
+  std::int32_t DataType = 0;
+  std::int32_t PropType = 0;
+  std::int32_t ChanType = 0;
+  char* PropName = nullptr;
+  ravo_eventheader* EventHeader = nullptr;
+  ravo_serv_block_head* SrvbHeader = nullptr;
+  ravo_serv_block_subhead* ChanHeader = nullptr;
+  ravo_serv_block_head_2010* SrvbHeader_2010 = nullptr;
+  ravo_serv_block_subhead_2010* ChanHeader_2010 = nullptr;
+  char* Data = nullptr;
+  float ImageXstart = 0;
+  float ImageXinc = 0;
+  std::int32_t ImageNx = 0;
+  float ImageYstart = 0;
+  float ImageYinc = 0;
+  std::int32_t ImageNy = 0;
+  float* ImageFloat = nullptr;
+
+ private:
+  enum class kind { fast, slow, image };
+
+  bool can_select(const char* complaint) const;
+  bool is(kind wanted) const;
+  int select(int index);
+  int select_next(kind wanted);
+  int select_nth(kind wanted, int n, int count);
+  void count_channel(const ravo_channel_entry_long* entry);
+  std::size_t measure_data() const;
+  std::size_t data_length() const { return Data ? measured_data : 0; }
+
+  std::size_t measured_data = 0;  // from Data to the end of its block, as of the selection
+  std::size_t converted_values = 0;  // elements of ImageFloat
+  std::vector<std::unique_ptr<float[]>> converted_images;  // all since Clean(); the last is ImageFloat
+};
+
+/// Seconds since the epoch of a local date and time; months count from 1, and what is out of range carries
+/// over. Also printed on standard output.
+long ravo_daq_time(int year, int month, int day, int hour, int min, int sec);
+
+/// Asks the run catalogue of the facility for an experiment's files of a period, in seconds since the epoch,
+/// and prints the outcome. 0. `dir` is only printed; `exps` must not be null (std::logic_error).
+int GetFileList(char* dir, char* exps, long tstart, long tend);
+
+#endif

@@ -1,0 +1,418 @@
+// The cursor over one event of either generation: which channel is selected, what it is, and what is said
+// when none can be.
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "handmade_event.h"
+#include "ravo_daq_data.h"
+
+namespace ravo::test {
+namespace {
+
+// Opens what a derived class may set.
+struct open_cursor : ravo_daq_getdata {
+  using ravo_daq_getdata::Ichan;
+  using ravo_daq_getdata::Nptr;
+  using ravo_daq_getdata::Status;
+};
+
+template <class generation>
+struct Cursor : testing::Test {
+  static constexpr int image_type = RAVO_BLOCK_IMAGE;
+  open_cursor cursor;
+  handmade_event event;
+
+  std::size_t add_fast(std::string_view name) {
+    return event.add<generation>(name, generation::spectrum_type, two_spectra<generation>());
+  }
+  std::size_t add_image(std::string_view name) {
+    return event.add<generation>(name, image_type, plain_frame(2, 1, 1, "ab"), RAVO_EV_IMAGE);
+  }
+  std::size_t add_slow(std::string_view name, std::string_view property) {
+    return event.add<generation>(name, generation::update_type, update_payload<generation>(property, 1.5f),
+                                 RAVO_EV_UPD);
+  }
+};
+TYPED_TEST_SUITE(Cursor, event_generations, event_generation_name);
+
+TYPED_TEST(Cursor, RefusesNoResultAndAnEmptyOne) {
+  std::vector<ravo_channel_entry_long*> empty;
+  EXPECT_EQ(this->cursor.SetRes(nullptr), -12);
+  EXPECT_EQ(this->cursor.SetRes(&empty), -11);
+  EXPECT_EQ(this->cursor.GetRes(), nullptr);
+  EXPECT_EQ(this->cursor.GetNchan(), 0);
+}
+
+TYPED_TEST(Cursor, SelectsTheFirstChannelWithItsHeadersAndData) {
+  const std::size_t i = this->add_fast("RF");
+  ASSERT_EQ(this->cursor.SetRes(this->event.result()), 1);
+  EXPECT_EQ(this->cursor.GetEventHead(), &this->event.header(i));
+  const void* const srvb = reinterpret_cast<const void*>(this->event.addresses(i).sbhd);
+  const void* const block = &this->event.template block<TypeParam>(i);
+  const bool current = TypeParam::is_current;
+  EXPECT_EQ(this->cursor.GetServBlockHead(), current ? nullptr : srvb);
+  EXPECT_EQ(this->cursor.GetChanHead(), current ? nullptr : block);
+  EXPECT_EQ(this->cursor.GetServBlockHead_2010(), current ? srvb : nullptr);
+  EXPECT_EQ(this->cursor.GetChanHead_2010(), current ? block : nullptr);
+  EXPECT_EQ(this->cursor.GetDataType(), TypeParam::spectrum_type);
+  EXPECT_EQ(this->cursor.GetPropType(), 3);
+  EXPECT_EQ(this->cursor.GetChanType(), 1);
+  EXPECT_EQ(this->cursor.GetNmemb(), 2);
+  EXPECT_STREQ(this->cursor.GetPropName(), "RF");
+  float first[3];
+  std::memcpy(first, this->cursor.GetData(), sizeof first);
+  EXPECT_EQ(first[1], 1.0f);
+}
+
+TYPED_TEST(Cursor, AddsItsCountsUpUntilItIsCleaned) {
+  this->add_fast("A");
+  this->add_image("B");
+  this->add_slow("C", "P");
+  ASSERT_EQ(this->cursor.SetRes(this->event.result()), 3);
+  ASSERT_EQ(this->cursor.SetRes(this->event.result()), 3);
+  EXPECT_EQ(this->cursor.Get_NFast(), 2);
+  EXPECT_EQ(this->cursor.Get_NImage(), 2);
+  EXPECT_EQ(this->cursor.Get_NSlow(), 2);
+  this->cursor.Clean();
+  EXPECT_EQ(this->cursor.Get_NFast(), 0);
+  EXPECT_EQ(this->cursor.GetRes(), nullptr);
+  ASSERT_EQ(this->cursor.SetRes(this->event.result()), 3);
+  EXPECT_EQ(this->cursor.Get_NFast(), 1);
+  EXPECT_EQ(this->cursor.Get_NImage(), 1);
+  EXPECT_EQ(this->cursor.Get_NSlow(), 1);
+}
+
+TYPED_TEST(Cursor, WalksTheChannelsAndStaysAtTheEnds) {
+  this->add_fast("A");
+  this->add_image("B");
+  this->cursor.SetRes(this->event.result());
+  EXPECT_EQ(this->cursor.SetChan(2), 0);
+  EXPECT_EQ(this->cursor.SetChan(-1), 0);
+  EXPECT_STREQ(this->cursor.GetPropName(), "A");
+  EXPECT_EQ(this->cursor.SetNextChan(), 4);
+  EXPECT_STREQ(this->cursor.GetPropName(), "B");
+  EXPECT_EQ(this->cursor.SetNextChan(), 0);
+  EXPECT_EQ(this->cursor.GetChanNumb(), 1);
+  EXPECT_EQ(this->cursor.SetChan(0), 3);
+}
+
+TYPED_TEST(Cursor, FindsTheNthOfEveryKind) {
+  this->add_image("I0");
+  this->add_fast("F0");
+  this->add_slow("S", "P0");
+  this->add_fast("F1");
+  this->add_slow("S", "P1");
+  this->add_image("I1");
+  this->cursor.SetRes(this->event.result());
+  const auto name = [&] { return std::string(this->cursor.GetPropName()); };
+  EXPECT_EQ(this->cursor.SetFast(0), 3);
+  EXPECT_EQ(name(), "F0");
+  EXPECT_EQ(this->cursor.SetFast(1), 3);
+  EXPECT_EQ(name(), "F1");
+  EXPECT_EQ(this->cursor.SetFast(2), 0);
+  EXPECT_EQ(this->cursor.SetFast(-1), 0);
+  EXPECT_EQ(this->cursor.SetSlow(0), 2);
+  EXPECT_EQ(name(), "P0");
+  EXPECT_EQ(this->cursor.SetSlow(1), 2);
+  EXPECT_EQ(name(), "P1");
+  EXPECT_EQ(this->cursor.SetImage(0), 4);
+  EXPECT_EQ(name(), "I0");
+  EXPECT_EQ(this->cursor.SetImage(1), 4);
+  EXPECT_EQ(name(), "I1");
+  this->cursor.SetChan(0);
+  EXPECT_EQ(this->cursor.SetFastNext(), 3);
+  EXPECT_EQ(this->cursor.SetSlowNext(), 2);
+  EXPECT_EQ(this->cursor.SetImageNext(), 4);
+  EXPECT_EQ(this->cursor.SetSlowNext(), 0);
+  EXPECT_EQ(this->cursor.GetChanNumb(), 5);
+}
+
+TYPED_TEST(Cursor, AnswersAnErrorWhenAnotherChannelOnTheWayIsBroken) {
+  this->add_fast("A");
+  this->add_fast("B");
+  this->cursor.SetRes(this->event.result());
+  this->event.addresses(1).chhd = 0;
+  const said heard = listen([&] {
+    EXPECT_EQ(this->cursor.SetFastNext(), -4);
+    EXPECT_EQ(this->cursor.SetFast(1), 0);
+  });
+  const std::string line = "ravo_daq_getdata::SetHead: channel header pointer = NULL\n";
+  EXPECT_EQ(heard.error, line + line);
+}
+
+TYPED_TEST(Cursor, SaysWhichPointerIsMissing) {
+  this->add_fast("A");
+  const ravo_event_chan_ptr_long_entry whole = this->event.addresses(0);
+  this->event.addresses(0).evhd = 0;
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), -2); }).error,
+            "ravo_daq_getdata::SetHead: event header pointer = NULL\n");
+  EXPECT_EQ(this->cursor.GetRes(), this->event.result());
+  this->event.addresses(0) = whole;
+  this->event.addresses(0).sbhd = 0;
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), -3); }).error,
+            TypeParam::is_current ? "ravo_daq_getdata::SetHead_2010: srvb pointer = NULL\n"
+                                  : "ravo_daq_getdata::SetHead: srvb pointer = NULL\n");
+  this->event.addresses(0) = whole;
+  this->event.addresses(0).chhd = 0;
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), -4); }).error,
+            "ravo_daq_getdata::SetHead: channel header pointer = NULL\n");
+  std::vector<ravo_channel_entry_long*> none{nullptr};
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetRes(&none), -1); }).error,
+            "ravo_daq_getdata::SetHead: ent = NULL\n");
+  EXPECT_EQ(this->cursor.Status, 0);
+}
+
+TYPED_TEST(Cursor, SelectsNothingWithoutADataPointerSetAndSaysNothing) {
+  this->add_fast("A");
+  this->cursor.Nptr = 0;
+  const said heard = listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), -4); });
+  EXPECT_EQ(heard.error + heard.out, "");
+}
+
+TYPED_TEST(Cursor, RaisesOutOfRangeBehindTheVector) {
+  this->add_fast("A");
+  this->cursor.SetRes(this->event.result());
+  this->cursor.Ichan = 1;
+  EXPECT_THROW(this->cursor.SetHead(), std::out_of_range);
+  this->cursor.Ichan = -1;
+  EXPECT_THROW(this->cursor.SetHead(), std::out_of_range);
+}
+
+TYPED_TEST(Cursor, ComplainsByOperationWhenNothingIsSelected) {
+  const auto complaint = [&](auto operation) {
+    return listen([&] { EXPECT_EQ((this->cursor.*operation)(), -1); }).error;
+  };
+  const auto complaint_nth = [&](auto operation) {
+    return listen([&] { EXPECT_EQ((this->cursor.*operation)(0), -1); }).error;
+  };
+  using getdata = ravo_daq_getdata;
+  EXPECT_EQ(complaint(&getdata::SetNextChan), "ravo_daq_getdata::SetNextChan: Status= 0 Res= 0 Nchan= 0\n");
+  EXPECT_EQ(complaint(&getdata::SetFastNext), "ravo_daq_getdata::SetFastNext: Status= 0 Res= 0 Nchan= 0\n");
+  EXPECT_EQ(complaint(&getdata::SetSlowNext), "ravo_daq_getdata::SetSlowNext: Status= 0 Res= 0 Nchan= 0\n");
+  EXPECT_EQ(complaint(&getdata::SetImageNext), "ravo_daq_getdata::SetImageNext: Status= 0 Res= 0 Nchan= 0\n");
+  EXPECT_EQ(complaint_nth(&getdata::SetChan), "ravo_daq_getdata::SetChan: Status= 0 Res= 0 Nchan= 0\n");
+  EXPECT_EQ(complaint_nth(&getdata::SetFast), "ravo_daq_getdata::SetFast: Status= 0 Res= 0 Nchan= 0\n");
+  EXPECT_EQ(complaint_nth(&getdata::SetSlow), "ravo_daq_getdata::SetSlow: Status= 0 Res= 0 Nchan= 0\n");
+  EXPECT_EQ(complaint_nth(&getdata::SetImage), "ravo_daq_getdata::SetImage: Status= 0 Res= 0 Nchan= 0\n");
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetProp("A"), -10); }).error,
+            "ravo_daq_getdata::SetProp: Status= 0 Res= 0 Nchan= 0\n");
+}
+
+TYPED_TEST(Cursor, FindsAChannelByNameAndASlowOneByItsProperty) {
+  this->add_fast("A");
+  this->add_slow("SERVER", "MAGNET/CURRENT");
+  this->cursor.SetRes(this->event.result());
+  EXPECT_EQ(this->cursor.SetProp("MAGNET/CURRENT"), 2);
+  EXPECT_EQ(this->cursor.GetChanNumb(), 1);
+  EXPECT_EQ(this->cursor.SetProp("SERVER"), -11);
+  EXPECT_EQ(this->cursor.SetProp("MAGNET"), -11);
+  EXPECT_EQ(this->cursor.SetProp("a"), -11);
+  EXPECT_EQ(this->cursor.SetProp("A"), 3);
+  EXPECT_EQ(this->cursor.GetChanNumb(), 0);
+}
+
+TYPED_TEST(Cursor, ReadsNoNameBeyondACutBlock) {
+  this->add_fast("A");
+  this->event.template add<TypeParam>("SERVER", TypeParam::update_type, "PROP", RAVO_EV_UPD);
+  this->cursor.SetRes(this->event.result());
+  EXPECT_EQ(this->cursor.SetProp("PROP"), -11);
+  EXPECT_EQ(this->cursor.SetProp(std::string(300, 'x').c_str()), -11);
+}
+
+TYPED_TEST(Cursor, HasNoDataWhereTheBlockIsItsHeaderOnly) {
+  this->event.template add<TypeParam>("A", TypeParam::spectrum_type, "");
+  ASSERT_EQ(this->event.template block<TypeParam>(0).ldata, TypeParam::head_size);
+  ASSERT_EQ(this->cursor.SetRes(this->event.result()), 1);
+  EXPECT_EQ(this->cursor.GetData(), nullptr);
+}
+
+TYPED_TEST(Cursor, FallsBackToTheEntrysDataWhereASpectrumContradictsItself) {
+  const std::size_t i = this->add_fast("A");
+  *this->event.template data<std::int32_t>(i) = 1000000;
+  ASSERT_EQ(this->cursor.SetRes(this->event.result()), 1);
+  EXPECT_EQ(this->cursor.GetData(), this->event.data(i));
+}
+
+TYPED_TEST(Cursor, TakesAnyOtherPatternForTheCurrentGeneration) {
+  this->event.template add<current_event>("A", RAVO_BLOCK_2CHAN_2010, two_spectra<current_event>());
+  this->event.header(0).pattern = 0;
+  ASSERT_EQ(this->cursor.SetRes(this->event.result()), 1);
+  EXPECT_NE(this->cursor.GetChanHead_2010(), nullptr);
+  EXPECT_EQ(this->cursor.GetChanHead(), nullptr);
+}
+
+TYPED_TEST(Cursor, SaysWhenAnEventHasAnUnknownStructureAndKeepsTheKindOfChannel) {
+  this->add_slow("S", "P");
+  const std::size_t i = this->add_fast("A");
+  this->event.header(i).event_type = static_cast<RAVO_EVTYPE>(99);
+  const said counted = listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), 2); });
+  EXPECT_EQ(counted.out, "Unknown event structure !!!! 99\n");
+  EXPECT_EQ(counted.error, "");
+  EXPECT_EQ(this->cursor.Get_NFast() + this->cursor.Get_NImage(), 0);
+  const said selected = listen([&] { EXPECT_EQ(this->cursor.SetChan(1), 3); });
+  EXPECT_EQ(selected.out, "SetHead() unknown event structure\n");
+  EXPECT_EQ(this->cursor.GetChanType(), 2);
+}
+
+TYPED_TEST(Cursor, ClassifiesByTheLow16Bits) {
+  const std::size_t i = this->add_fast("A");
+  const auto class_of = [&](int dtype) {
+    this->event.template block<TypeParam>(i).dtype = dtype;
+    this->cursor.Clean();
+    this->cursor.SetRes(this->event.result());
+    return this->cursor.GetPropType();
+  };
+  EXPECT_EQ(class_of(23), 1);
+  for (const int dtype : {-1, 0, 1, 2, 3, 4, 5, 22}) EXPECT_EQ(class_of(dtype), 2) << dtype;
+  for (const int dtype : {6, 12, 21, 24, 28, 31, 32, 38, 63, 0x7fff}) EXPECT_EQ(class_of(dtype), 3) << dtype;
+  for (const int dtype : {13, 27}) EXPECT_EQ(class_of(dtype), 4) << dtype;
+  for (const int dtype : {33, 34, 35, 36, 37}) EXPECT_EQ(class_of(dtype), TypeParam::is_current ? 2 : 3);
+  EXPECT_EQ(class_of(38 << 16 | 23), 1);
+  EXPECT_EQ(this->cursor.GetDeviceType(), 38);
+  EXPECT_EQ(class_of(23), 1);
+  EXPECT_EQ(this->cursor.GetDeviceType(), 23);
+}
+
+TYPED_TEST(Cursor, KnowsTheMembersOfTheTypeByName) {
+  this->event.template add<TypeParam>("RF", TypeParam::is_current ? 43 : 11, two_spectra<TypeParam>());
+  this->cursor.SetRes(this->event.result());
+  EXPECT_EQ(this->cursor.GetMembNumb("PHASE"), 1);
+  EXPECT_EQ(this->cursor.GetMembNumb("none"), -1);
+  EXPECT_STREQ(this->cursor.GetMembName(0), "AMPLITUDE");
+  EXPECT_EQ(this->cursor.GetMembName(2), nullptr);
+  EXPECT_EQ(this->cursor.GetMembName(-1), nullptr);
+}
+
+TYPED_TEST(Cursor, TellsServerBlockAndChannel) {
+  this->add_fast("A");
+  this->cursor.SetRes(this->event.result());
+  unsigned up = 0, low = 0;
+  int ltotal = 0, mpulse = 0, tmask = 0, status = 0, nchan = 0;
+  ASSERT_EQ(this->cursor.GetServBlockInfo(&up, &low, &ltotal, &mpulse, &tmask, &status, &nchan), 0);
+  EXPECT_EQ(up, 1600000001u);
+  EXPECT_EQ(low, 17u);
+  EXPECT_EQ(ltotal, 11);
+  EXPECT_EQ(mpulse, 12);
+  EXPECT_EQ(tmask, 13);
+  EXPECT_EQ(status, 14);
+  EXPECT_EQ(nchan, 15);
+  char* name = nullptr;
+  int dtype = 0, error = 0, ldata = 0;
+  ASSERT_EQ(this->cursor.GetChanInfo(&name, &dtype, &error, &ldata), 0);
+  EXPECT_STREQ(name, "A");
+  EXPECT_EQ(dtype, TypeParam::spectrum_type);
+  EXPECT_EQ(error, 21);
+  EXPECT_EQ(ldata, this->event.template block<TypeParam>(0).ldata);
+  EXPECT_EQ(this->cursor.GetServBlockInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), 0);
+}
+
+TYPED_TEST(Cursor, ComplainsWhenThereIsNothingToTellOf) {
+  EXPECT_EQ(listen([&] {
+              EXPECT_EQ(this->cursor.GetServBlockInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                                      nullptr),
+                        -1);
+            }).error,
+            "ravo_daq_getdata::GetServBlockInfo: wrong Status= 0 SrvbHeader 0\n");
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), -1); }).error,
+            "ravo_daq_getdata::GetChanInfo: wrong Status= 0 ChanHeader 0\n");
+  EXPECT_EQ(listen([&] {
+              EXPECT_EQ(this->cursor.GetEventInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+                        -1);
+            }).error,
+            "ravo_daq_getdata::GetEventInfo: wrong Status= 0 EventHeader 0\n");
+}
+
+TYPED_TEST(Cursor, DescribesTheEventByItsFirstFastChannel) {
+  this->event.header(this->add_slow("S", "P")).event_number = 50;
+  this->event.header(this->add_fast("A")).event_number = 101;
+  this->event.header(this->add_fast("B")).event_number = 102;
+  this->cursor.SetRes(this->event.result());
+  this->cursor.SetChan(2);
+  unsigned number = 0, length = 0, up = 0, low = 0;
+  int type = 0, status = 0, blocks = 0;
+  ASSERT_EQ(this->cursor.GetEventInfo(&number, &type, &length, &up, &low, &status, &blocks), 0);
+  EXPECT_EQ(number, 101u);
+  EXPECT_EQ(type, RAVO_EV_NORMAL);
+  EXPECT_EQ(length, 444u);
+  EXPECT_EQ(up, 1600000000u);
+  EXPECT_EQ(low, 250000u);
+  EXPECT_EQ(status, 2);
+  EXPECT_EQ(blocks, 3);
+  EXPECT_EQ(this->cursor.GetChanNumb(), 2);
+}
+
+TYPED_TEST(Cursor, DescribesAnEventOfSlowChannelsByTheHighestNumber) {
+  for (const unsigned number : {50u, 70u, 60u}) this->event.header(this->add_slow("S", "P")).event_number = number;
+  this->cursor.SetRes(this->event.result());
+  unsigned number = 0;
+  ASSERT_EQ(this->cursor.GetEventInfo(&number, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(number, 70u);
+}
+
+TYPED_TEST(Cursor, TakesAnEventWithoutNumberByItsTimeOnly) {
+  ravo_eventheader& header = this->event.header(this->add_slow("S", "P"));
+  header.event_number = 0;
+  this->cursor.SetRes(this->event.result());
+  unsigned up = 0;
+  EXPECT_EQ(this->cursor.GetEventInfo(nullptr, nullptr, nullptr, &up, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(up, 1600000000u);
+  header.event_time.timeup = 0;
+  EXPECT_EQ(this->cursor.GetEventInfo(nullptr, nullptr, nullptr, &up, nullptr, nullptr, nullptr), -1);
+}
+
+TYPED_TEST(Cursor, SaysAtWhichChannelTheLookForTheEventFailed) {
+  this->event.header(this->add_slow("S", "P")).event_number = 1;
+  this->add_fast("A");
+  this->cursor.SetRes(this->event.result());
+  this->event.addresses(1).evhd = 0;
+  EXPECT_EQ(listen([&] {
+              EXPECT_EQ(this->cursor.GetEventInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+                        -2);
+            }).error,
+            "ravo_daq_getdata::SetHead: event header pointer = NULL\n"
+            "ravo_daq_getdata::GetEventInfo: failed to SetHead() for  1\n");
+  EXPECT_EQ(this->cursor.GetChanNumb(), 1);
+}
+
+TYPED_TEST(Cursor, GivesTextsOfOlderEventsOnly) {
+  this->event.template add<TypeParam>("T", RAVO_BLOCK_NAME_VALUE_STRING, std::string("beam on\0", 8));
+  this->cursor.SetRes(this->event.result());
+  int length = -1;
+  char* text = nullptr;
+  const said heard = listen([&] { text = this->cursor.GetString(0, &length); });
+  if (TypeParam::is_current) {
+    EXPECT_EQ(text, nullptr);
+    EXPECT_EQ(heard.error, "ravo_daq_getdata::GetString: 1");
+  } else {
+    EXPECT_STREQ(text, "beam on");
+    EXPECT_EQ(length, 7);
+    EXPECT_EQ(heard.error, "");
+  }
+}
+
+TEST(OlderCursor, GivesNoTextWithoutAnEnd) {
+  handmade_event event;
+  event.add<older_event>("T", RAVO_BLOCK_NAME_VALUE_STRING, "beam");
+  ravo_daq_getdata cursor;
+  cursor.SetRes(event.result());
+  const said heard = listen([&] { EXPECT_EQ(cursor.GetString(0, nullptr), nullptr); });
+  EXPECT_EQ(heard.error, "ravo_daq_getdata::GetString: 1");
+}
+
+TEST(MixedEvent, IsReadByEachHeadersGeneration) {
+  handmade_event event;
+  event.add<current_event>("NEW", RAVO_BLOCK_2CHAN_2010, two_spectra<current_event>());
+  event.add<older_event>("OLD", RAVO_BLOCK_IMAGE, plain_frame(1, 1, 1, "a"), RAVO_EV_IMAGE);
+  ravo_daq_getdata cursor;
+  ASSERT_EQ(cursor.SetRes(event.result()), 2);
+  EXPECT_NE(cursor.GetChanHead_2010(), nullptr);
+  EXPECT_EQ(cursor.SetProp("OLD"), 4);
+  EXPECT_NE(cursor.GetChanHead(), nullptr);
+  EXPECT_EQ(cursor.GetChanHead_2010(), nullptr);
+  EXPECT_EQ(cursor.SetProp("NEW"), 3);
+}
+
+}  // namespace
+}  // namespace ravo::test
