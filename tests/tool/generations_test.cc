@@ -157,4 +157,15 @@ TEST_F(OlderFile, IsNamedWithTheTableThatIsDamaged) {
   EXPECT_THAT(run_tool({"info", cut}).err, HasSubstr("it begins like a raw file, so its end is missing"));
 }
 
+TEST(OlderSimulation, IsWrittenWhenAskedFor) {
+  const temporary_folder folder;
+  const std::string made = folder.file("made");
+  const process_result result =
+      run_tool({"simulate", made, "--files", "1", "--events", "5", "--generation", "older"});
+  ASSERT_EQ(result.exit_code, 0) << result.err;
+  const json line = json_lines(run_tool({"info", raw_files(made).at(0), "--json"}).out).at(0);
+  EXPECT_EQ(line.at("generation"), "older");
+  EXPECT_EQ(run_tool({"simulate", made, "--generation", "oldest"}).exit_code, 2);
+}
+
 }  // namespace

@@ -16,9 +16,14 @@ namespace ravo::tool {
 namespace {
 
 // Count, mean, least and greatest value of each member of a spectrum, straight from its samples.
-json spectrum_members(std::span<const unsigned char> payload) {
+json spectrum_members(std::span<const unsigned char> payload, payload_shape shape) {
+  // Both heads begin with the members and the samples; an older spectrum is one group.
   ravo_spect_head_2010 head;
-  std::memcpy(&head, payload.data(), sizeof head);
+  std::memcpy(&head, payload.data(), sizeof(ravo_spect_head));
+  if (shape == payload_shape::spectrum)
+    std::memcpy(&head, payload.data(), sizeof head);
+  else
+    head.groups = 1;
   const int count = head.samples * head.groups;
   const unsigned char* sample =
       payload.data() + payload.size() -
@@ -61,8 +66,9 @@ void answer_key::add(const simulator::answer& put_in) {
   line["stored_dtype"] = type_name(put_in.what->dtype());
   line["bytes"] = block.payload.size();
   line["crc32"] = crc32(0, block.payload.data(), static_cast<unsigned>(block.payload.size()));
-  if (find_data_type(block.dtype)->shape == payload_shape::spectrum)
-    line["members"] = spectrum_members(block.payload);
+  const payload_shape shape = find_data_type(block.dtype)->shape;
+  if (shape == payload_shape::spectrum || shape == payload_shape::spectrum_older)
+    line["members"] = spectrum_members(block.payload, shape);
   file_ << json_line(line);
 }
 

@@ -25,6 +25,7 @@ struct options {
   std::string compression = "mixed";
   std::string start;
   std::string answer_key;
+  std::string generation = "current";
   bool json = false;
 };
 
@@ -47,6 +48,7 @@ void check_range(const simulator::settings& what) {
 simulator::settings complete(const options& asked) {
   simulator::settings what = asked.what;
   what.compression = compression_of(asked.compression);
+  if (asked.generation == "older") what.generation = ravo_file_generation::older;
   if (asked.channels > 0) what.counts = simulator::counts_for_total(asked.channels);
   if (!asked.start.empty()) {
     const time_reading start = read_time(asked.start, {current_time(), {}, {}});
@@ -170,6 +172,10 @@ verb simulate_verb(CLI::App& tool) {
       ->type_name("HOW")
       ->capture_default_str()
       ->check(one_of({"mixed", "none", "zlib", "lzo"}));
+  command->add_option("--generation", asked->generation, "Of the raw format: current or older")
+      ->type_name("WHICH")
+      ->capture_default_str()
+      ->check(one_of({"current", "older"}));
   command->add_option("--zlib-level", what.zlib_level, "1 fast to 9 small")
       ->type_name("N")
       ->capture_default_str()

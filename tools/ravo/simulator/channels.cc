@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <string_view>
 
+#include "simulator/older_form.h"
+
 namespace ravo::simulator {
 namespace {
 
@@ -104,7 +106,10 @@ void add_statistics(dim_descr& dimension, std::string_view units) {
 
 }  // namespace
 
-RAVO_SUBBLOCK_TYPE channel::dtype() const { return row_of(kind).dtype; }
+RAVO_SUBBLOCK_TYPE channel::dtype() const {
+  return generation == ravo_file_generation::older ? older_form(current_dtype()) : current_dtype();
+}
+RAVO_SUBBLOCK_TYPE channel::current_dtype() const { return row_of(kind).dtype; }
 RAVO_EVTYPE channel::event_type() const { return row_of(kind).event_type; }
 const char* channel::server() const { return row_of(kind).server; }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ravo_daq_writer_2010.h"
+#include "ravo_file_generation.h"
 #include "ravo_raw_format.h"
 
 namespace ravo::simulator {
@@ -45,8 +46,12 @@ struct channel {
   presence when = presence::always;
   ravo_compression compression = ravo_compression::none;
   int env_index = -1;  ///< of environment channels
+  ravo_file_generation generation = ravo_file_generation::current;  ///< of the files
 
+  /// As it is in the files.
   RAVO_SUBBLOCK_TYPE dtype() const;
+  /// As the instrument has it, whatever the files are.
+  RAVO_SUBBLOCK_TYPE current_dtype() const;
   /// The event type that carries the channel.
   RAVO_EVTYPE event_type() const;
   /// The front-end server that delivers it.

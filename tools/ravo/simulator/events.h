@@ -26,6 +26,7 @@ struct settings {
   std::string folder;
   std::string experiment = "linac";
   std::string stream = "main";
+  ravo_file_generation generation = ravo_file_generation::current;
 };
 
 /// Pulses without a run between two runs.

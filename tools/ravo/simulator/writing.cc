@@ -2,7 +2,9 @@
 
 #include <cstring>
 
+#include "ravo_daq_writer.h"
 #include "ravo_xml.h"
+#include "simulator/older_form.h"
 
 namespace ravo::simulator {
 namespace {
@@ -23,11 +25,11 @@ class descriptions {
   std::vector<chan_descr_2010*> list_;
 };
 
-void check(int status, const ravo_daq_writer_2010& writer) {
+void check(int status, const raw_writer& writer) {
   if (status < 0) throw simulation_failed(writer.get_last_error());
 }
 
-void declare(ravo_daq_writer_2010& writer, const settings& what, const std::vector<channel>& channels) {
+void declare(raw_writer& writer, const settings& what, const std::vector<channel>& channels) {
   const descriptions described(channels);
   for (std::size_t index = 0; index < channels.size(); ++index) {
     ravo_daq_writer_channel declared;
@@ -42,7 +44,7 @@ void declare(ravo_daq_writer_2010& writer, const settings& what, const std::vect
   }
 }
 
-void write(ravo_daq_writer_2010& writer, const event& what) {
+void write(raw_writer& writer, const event& what) {
   check(writer.begin_event({what.number, what.type, what.time, 0, 0}), writer);
   for (const server_block& server : what.servers) {
     check(writer.begin_server_block({server.server, server.time, server.macro_pulse, 0, 0}), writer);
@@ -60,26 +62,44 @@ void tell(const observer& observe, const event& what, const std::vector<channel>
                &channels[static_cast<std::size_t>(one.channel)], one.payload});
 }
 
-}  // namespace
+void put_in_older_form(event& what, const std::vector<channel>& channels) {
+  for (server_block& server : what.servers)
+    for (block& one : server.blocks)
+      one.payload = older_form(channels[static_cast<std::size_t>(one.channel)].current_dtype(), one.payload);
+}
 
-delivered_block deliver(const answer& put_in) {
-  const RAVO_SUBBLOCK_TYPE dtype = put_in.what->dtype();
-  if (dtype == RAVO_BOR_BLOCK_2010 || dtype == RAVO_EOR_BLOCK_2010)
-    return {RAVO_UPD_BLOCK_2010, {put_in.payload.begin(), put_in.payload.end()}};
-  if (dtype != RAVO_ENV_BLOCK) return {dtype, {put_in.payload.begin(), put_in.payload.end()}};
+template <class Update>
+delivered_block update_of(const answer& put_in, RAVO_SUBBLOCK_TYPE dtype) {
   ravo_env_data_block_2010 reading;
   std::memcpy(&reading, put_in.payload.data(), sizeof reading);
-  ravo_upd_data_block_2010 update{};
+  Update update{};
   put_in.what->name.copy(update.upd_prop, sizeof update.upd_prop - 1);
   update.upd_ch_status = reading.env_ch_status;
   update.upd_ch_time = reading.env_ch_time;
   update.upd_ch_data = reading.env_ch_data;
   const auto* first = reinterpret_cast<const unsigned char*>(&update);
-  return {RAVO_UPD_BLOCK_2010, {first, first + sizeof update}};
+  return {dtype, {first, first + sizeof update}};
 }
 
-simulation_result simulate(const settings& what, const observer& observe, const progress& report) {
-  const std::vector<channel> channels = make_channels(what.counts, what.compression);
+}  // namespace
+
+delivered_block deliver(const answer& put_in) {
+  const RAVO_SUBBLOCK_TYPE dtype = put_in.what->dtype();
+  const bool is_older = put_in.what->generation == ravo_file_generation::older;
+  const RAVO_SUBBLOCK_TYPE update = is_older ? RAVO_UPD_BLOCK : RAVO_UPD_BLOCK_2010;
+  if (dtype == RAVO_ENV_BLOCK)
+    return is_older ? update_of<ravo_upd_data_block>(put_in, update)
+                    : update_of<ravo_upd_data_block_2010>(put_in, update);
+  const RAVO_SUBBLOCK_TYPE current = put_in.what->current_dtype();
+  const bool is_of_run = current == RAVO_BOR_BLOCK_2010 || current == RAVO_EOR_BLOCK_2010;
+  return {is_of_run ? update : dtype, {put_in.payload.begin(), put_in.payload.end()}};
+}
+
+namespace {
+
+template <class Writer>
+simulation_result simulate_with(const settings& what, const std::vector<channel>& channels,
+                                const observer& observe, const progress& report) {
   const event_stream stream(what, channels);
   simulation_result result;
   const auto total = static_cast<std::uint64_t>(what.runs) *
@@ -88,7 +108,7 @@ simulation_result simulate(const settings& what, const observer& observe, const 
   for (int run = 0; run < what.runs; ++run)
     for (int file = 0; file < what.files; ++file) {
       // A writer a file: where a file ends is part of the simulation, not of the writer's limits.
-      ravo_daq_writer_2010 writer;
+      Writer writer;
       ravo_daq_writer_settings target;
       target.folder = what.folder;
       target.experiment = what.experiment;
@@ -99,7 +119,8 @@ simulation_result simulate(const settings& what, const observer& observe, const 
       declare(writer, what, channels);
       for (std::uint32_t pulse = stream.first_pulse(run, file); pulse < stream.end_pulse(run, file);
            ++pulse) {
-        for (const event& made : stream.events_of(run, file, pulse)) {
+        for (event& made : stream.events_of(run, file, pulse)) {
+          if (what.generation == ravo_file_generation::older) put_in_older_form(made, channels);
           write(writer, made);
           ++result.events;
           for (const server_block& server : made.servers) result.blocks += server.blocks.size();
@@ -112,6 +133,16 @@ simulation_result simulate(const settings& what, const observer& observe, const 
       result.files.insert(result.files.end(), files.begin(), files.end());
     }
   return result;
+}
+
+}  // namespace
+
+simulation_result simulate(const settings& what, const observer& observe, const progress& report) {
+  std::vector<channel> channels = make_channels(what.counts, what.compression);
+  for (channel& one : channels) one.generation = what.generation;
+  return what.generation == ravo_file_generation::older
+             ? simulate_with<ravo_daq_writer>(what, channels, observe, report)
+             : simulate_with<ravo_daq_writer_2010>(what, channels, observe, report);
 }
 
 }  // namespace ravo::simulator

@@ -1,0 +1,21 @@
+// The simulated data as files of the older generation have them: their data types, and what their blocks
+// hold of what an instrument saw. What the older spectrum has no place for is none of these channels'.
+#ifndef RAVO_SIMULATOR_OLDER_FORM_H
+#define RAVO_SIMULATOR_OLDER_FORM_H
+
+#include <vector>
+
+#include "ravo_raw_format.h"
+
+namespace ravo::simulator {
+
+/// The older generation's type for the same instrument; types of both generations stay.
+RAVO_SUBBLOCK_TYPE older_form(RAVO_SUBBLOCK_TYPE dtype);
+
+/// The block of a current type in the shape of its older form, in host order. Spectra get the mean of each
+/// member, which every older spectrum has.
+std::vector<unsigned char> older_form(RAVO_SUBBLOCK_TYPE dtype, const std::vector<unsigned char>& payload);
+
+}  // namespace ravo::simulator
+
+#endif
