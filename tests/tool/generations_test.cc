@@ -114,13 +114,18 @@ TEST_F(OlderFile, HasItsHeadersPrinted) {
   ASSERT_EQ(result.exit_code, 0) << result.err;
   const std::vector<json> lines = json_lines(result.out);
   ASSERT_EQ(lines.size(), std::size_t{events_in_file});
+  EXPECT_EQ(lines[2].at("generation"), "older");
+  EXPECT_THAT(run_tool({"headers", file, "POSITION"}).out, HasSubstr(file + "  (older generation)\n"));
   EXPECT_THAT(lines[2].dump(), HasSubstr("\"FRONTEND\""));
   EXPECT_THAT(lines[2].dump(), HasSubstr("702"));
   EXPECT_THAT(lines[2].dump(), HasSubstr("zlib"));
 }
 
 TEST_F(OlderFile, HasItsDescriptionsPrinted) {
-  EXPECT_THAT(run_tool({"descr", file}).out, HasSubstr("mm"));
+  const std::string text = run_tool({"descr", file}).out;
+  EXPECT_THAT(text, testing::StartsWith(file + "  (older generation)\n"));
+  EXPECT_THAT(text, HasSubstr("mm"));
+  EXPECT_EQ(lines_of({"descr", file, "--json"}).at(0).at("generation"), "older");
 }
 
 TEST_F(OlderFile, IsRefusedByReadInWordsAlsoAmongCurrentOnes) {

@@ -88,6 +88,7 @@ json dimension_object(const dim_descr& dim) {
 
 void print_json(const raw_file& file, const chan_descr_2010& channel, output& out) {
   json line = {{"file", file.path()},
+               {"generation", name_of(file.generation())},
                {"channel", channel.prop_name},
                {"description", channel.prop_desc},
                {"units", channel.units},
@@ -140,6 +141,8 @@ void run(const options& asked, output& out) {
                      [&](const chan_descr_2010* one) { return one && fits(wanted, *one); }))
       throw data_failure(nothing_said(file, wanted));
   if (all.empty()) throw data_failure(nothing_said(file, ""));
+  if (!asked.json && file.generation() == ravo_file_generation::older)
+    fmt::print(out.file(), "{}  (older generation)\n", file.path());
   bool is_first = true;
   for (const chan_descr_2010* one : all) {
     const bool is_wanted =

@@ -82,6 +82,7 @@ void print_json(const raw_file& file, const std::string& name, const channel_hea
   const ravo_serv_block_subhead_2010& channel = headers.channel;
   json line;
   line["file"] = file.path();
+  line["generation"] = name_of(file.generation());
   line["channel"] = name;
   line["event"] = event.event_number;
   line["time"] = format_time(event.event_time);
@@ -112,8 +113,9 @@ void run(const options& asked, output& out) {
                                 ? places.size()
                                 : static_cast<std::size_t>(asked.limit);
   if (!asked.json)
-    fmt::print(out.file(), "{}{}{} has data in {} event{} of {}\n", out.bold(), printable(asked.channel),
-               out.plain(), places.size(), places.size() == 1 ? "" : "s", file.path());
+    fmt::print(out.file(), "{}{}{} has data in {} event{} of {}{}\n", out.bold(), printable(asked.channel),
+               out.plain(), places.size(), places.size() == 1 ? "" : "s", file.path(),
+               file.generation() == ravo_file_generation::older ? "  (older generation)" : "");
   for (std::size_t i = 0; i < shown; ++i) {
     const channel_headers headers = read_channel_headers(file, places[i]);
     if (asked.json)
