@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "ravo_core_records.h"
@@ -110,6 +111,37 @@ class ravo_daq_getdata {
   /// One value of the last converted image; 0 outside it.
   float GetImageVal(int x, int y) const;
 
+  // ---- values; every output may be null ----
+
+  /// The value of a slow channel, or of one record of a name-value block; 0 when it is neither.
+  float GetSingle(int imb);
+  /// Value, status and time (seconds) of a slow channel. 0, or 1 when it is none.
+  int GetSlowPrm(float* dt, int* sts, long* tml);
+  /// A name-value block with its records. 0; 1 when it is none or holds fewer records than it says.
+  int GetValNamPrm(ravo_name_value_block** blk, int* id, char** comment, int* ndata,
+                   ravo_name_value_channel** data);
+  /// Name and value of one record. 0, or 1.
+  int GetValNamChan(char** name, float* dt, int imb);
+  /// The values of one member of a spectrum, or null.
+  float* GetSpect(int imb);
+  /// Axis, mean, samples, groups and statistics of a member. 0; -1: no spectrum, -2: no data. Older events
+  /// have one group and no statistics, and leave `*stats` as it is.
+  int GetSpectPar(float* start, float* inc, float** mean, int* ndata, int imb, int* groups, float* groups_inc,
+                  ravo_spect_statistics_2010** stats);
+  /// One value of a member, over all groups; 0 when there is none.
+  float GetSpectVal(int imb, int i);
+  /// A region-of-interest block and the axis of one profile: `ch` 0 along x, 1 along y. 0, -1 or -2.
+  int GetRoiPar(void** blk, float* start, float* inc, float** mean, int* ndata, int ch);
+  /// A value into `dt` or an array into `arr`, whichever the channel has; a name selects it first. 0; -1:
+  /// nothing selected, -2: no data, 2: no such value in the block, 3: another kind of channel, or none of
+  /// that name.
+  int GetDataPtrs(const char* name, float* dt, float** arr, int subchan);
+  /// Prints what the type of a current event's spectrum stands for. 0; 1: no spectrum, -1: an older event,
+  /// -2: no data.
+  int GetDescr();
+  /// Prints the header of the selected channel's event.
+  void PrintEvent();
+
  protected:
   std::int32_t Status = 0;
   std::vector<ravo_channel_entry_long*>* Res = nullptr;
@@ -148,6 +180,8 @@ class ravo_daq_getdata {
   int select_next(kind wanted);
   int select_nth(kind wanted, int n, int count);
   void count_channel(const ravo_channel_entry_long* entry);
+  std::optional<int> header_type() const;
+  void complain_of_type(const char* operation) const;
   std::size_t measure_data() const;
   std::size_t data_length() const { return Data ? measured_data : 0; }
 
