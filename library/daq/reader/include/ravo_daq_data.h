@@ -14,6 +14,8 @@
 #include "ravo_payload.h"
 #include "ravo_raw_format.h"
 
+class ravo_daq_reader;
+
 /// A cursor over the channels of one event, as a reader's get_data() delivers them. It selects one channel at
 /// a time and tells what it is; which generation an event is of, its header says. The pointers that it hands
 /// out point into the entries. Nothing of a block is read beyond its `ldata`. Only an index outside the
@@ -188,6 +190,38 @@ class ravo_daq_getdata {
   std::size_t measured_data = 0;  // from Data to the end of its block, as of the selection
   std::size_t converted_values = 0;  // elements of ImageFloat
   std::vector<std::unique_ptr<float[]>> converted_images;  // all since Clean(); the last is ImageFloat
+};
+
+/// Lists the channels of one raw file of the older generation.
+class ravo_daq_browser {
+ public:
+  ravo_daq_browser() = default;
+  ~ravo_daq_browser();
+  ravo_daq_browser(const ravo_daq_browser&) = delete;
+  ravo_daq_browser& operator=(const ravo_daq_browser&) = delete;
+
+  /// 0; -1 for null, -2 for a name of fewer than 2 characters: nothing has then changed. The file is not
+  /// looked for yet.
+  int Init(const char* name);
+  /// Number of channels in the file; -1 before Init(), -2 when the file cannot be read.
+  int GetNchan();
+  /// The name of a channel that has events, with their number and the masks of event and data types; null
+  /// for any other. Call GetNchan() first: it reads the file.
+  char* GetChanName(int i, int* count, int* evmask, int* dtmask);
+  /// Prints the channel dictionary.
+  void ListChan();
+  /// Prints one line for every channel that has events.
+  void PrintChan();
+  void Clean();
+
+  int GetStatus() const { return Status; }
+  char* GetFileName() const { return FileName; }
+  ravo_daq_reader* GetReader() const { return Reader; }
+
+ private:
+  std::int32_t Status = 0;
+  char* FileName = nullptr;
+  ravo_daq_reader* Reader = nullptr;
 };
 
 /// Seconds since the epoch of a local date and time; months count from 1, and what is out of range carries
