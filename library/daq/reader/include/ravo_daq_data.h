@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "ravo_core_records.h"
@@ -15,6 +16,7 @@
 #include "ravo_raw_format.h"
 
 class ravo_daq_reader;
+class ravo_daq_reader_2010;
 
 /// A cursor over the channels of one event, as a reader's get_data() delivers them. It selects one channel at
 /// a time and tells what it is; which generation an event is of, its header says. The pointers that it hands
@@ -190,6 +192,67 @@ class ravo_daq_getdata {
   std::size_t measured_data = 0;  // from Data to the end of its block, as of the selection
   std::size_t converted_values = 0;  // elements of ImageFloat
   std::vector<std::unique_ptr<float[]>> converted_images;  // all since Clean(); the last is ImageFloat
+};
+
+/// One wanted property. The caller owns it and its texts.
+struct ravo_sprop {
+  char* name;           ///< a label, only printed
+  std::int32_t len;     ///< of the label, only printed
+  char* prname;         ///< the channel's name in the raw files
+  std::int32_t prlen;   ///< length of prname plus 2; a property of 2 or less is left out
+  std::int32_t nmemb;   ///< only printed
+  std::int32_t dtype;   ///< only printed
+};
+
+/// Reads channels of older files, event by event: a list file names the files, properties name the channels.
+class ravo_daq_data {
+ public:
+  ravo_daq_data() = default;
+  ~ravo_daq_data();
+  ravo_daq_data(const ravo_daq_data&) = delete;
+  ravo_daq_data& operator=(const ravo_daq_data&) = delete;
+
+  /// Starts a reader. The list file names a file per line; lines that begin with "#", "%" or "*" and lines
+  /// shorter than 5 characters are left out. 0, or negative with a line on standard error. `props` must live
+  /// as long as this object.
+  int Init(const char* files, std::vector<ravo_sprop*>* props, int debug, ravo_time_id* period,
+           ravo_time_id* start, ravo_time_id* stop);
+  /// Reads the next event into GetRes(). 0; -1 before Init(), -2 at the end of the data.
+  int GetData();
+  void Clean();
+
+  int GetStatus() const { return Status; }
+  int GetNfile() const { return Nfile; }
+  int GetNprop() const { return Nprop; }
+  char* GetFileName() const { return FileName; }
+  std::vector<char*>* GetFiles() const { return Files; }
+  std::vector<ravo_sprop*>* GetLprop() const { return Lprop; }
+  int GetDebug() const { return Debug; }
+  ravo_time_id* GetPeriod() const { return Period; }
+  ravo_time_id* GetStart() const { return Start; }
+  ravo_time_id* GetStop() const { return Stop; }
+  std::vector<ravo_channel_entry_long*>* GetRes() const { return Res; }
+  ravo_daq_reader* GetReader() const { return Reader; }
+  /// Always null: only readers of the older generation are made here.
+  ravo_daq_reader_2010* GetReader_2010() const { return Reader_2010; }
+
+ private:
+  int add_files(const std::string& list_file);
+  int add_properties();
+
+  std::int32_t Status = 0;
+  std::int32_t Nfile = 0;
+  char* FileName = nullptr;
+  std::vector<char*>* Files = nullptr;
+  std::int32_t Nprop = 0;
+  std::vector<ravo_sprop*>* Lprop = nullptr;
+  std::int32_t Debug = 0;
+  ravo_time_id* Period = nullptr;
+  ravo_time_id* Start = nullptr;
+  ravo_time_id* Stop = nullptr;
+  ravo_daq_reader* Reader = nullptr;
+  ravo_daq_reader_2010* Reader_2010 = nullptr;
+  std::vector<ravo_channel_entry_long*>* Res = nullptr;
 };
 
 /// Lists the channels of one raw file of the older generation.
