@@ -97,10 +97,8 @@ std::optional<spectrum_member> member_of_older_spectrum(const sound_data& data, 
 std::optional<spectrum_member> member_of_roi(const sound_data& data, int member) {
   const auto head = data.read<ravo_roi_head>(0);
   if (member == 0)
-    return spectrum_member{.values = sizeof head,
-                           .samples = head.width,
-                           .start = static_cast<float>(head.x_start),
-                           .inc = 1};
+    return spectrum_member{
+        .values = sizeof head, .samples = head.width, .start = static_cast<float>(head.x_start), .inc = 1};
   if (member == 1)
     return spectrum_member{.values = sizeof head + static_cast<std::size_t>(head.width) * sizeof(float),
                            .samples = head.height,
@@ -189,7 +187,8 @@ bool get_spect_params_for_data_type_2010(ravo_serv_block_subhead_2010* block, fl
   deliver(ndata, found->samples);
   deliver(groups, found->groups);
   deliver(groups_inc, found->groups_inc);
-  deliver(stats, found->statistics ? inside<ravo_spect_statistics_2010>(block, found->statistics) : nullptr);
+  deliver(stats,
+          found->statistics ? inside<ravo_spect_statistics_2010>(block, found->statistics) : nullptr);
   return false;
 }
 

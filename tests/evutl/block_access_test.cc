@@ -51,9 +51,13 @@ TEST(BlockAccess2010, FindsEveryMemberBehindMeansAndStatistics) {
       EXPECT_EQ(ndata, 5);
       EXPECT_EQ(groups, 2);
       ASSERT_EQ(mean != nullptr, (flags & 1) != 0);
-      if (mean) { EXPECT_EQ(*mean, static_cast<float>(10 * member)); }
+      if (mean) {
+        EXPECT_EQ(*mean, static_cast<float>(10 * member));
+      }
       ASSERT_EQ(stats != nullptr, (flags & 2) != 0);
-      if (stats) { EXPECT_EQ(stats->val[31], static_cast<float>(1000 * member + 31)); }
+      if (stats) {
+        EXPECT_EQ(stats->val[31], static_cast<float>(1000 * member + 31));
+      }
       const float* values = static_cast<const float*>(get_pointer_to_data_2010(block.get(), member));
       ASSERT_NE(values, nullptr);
       EXPECT_EQ(values[0], static_cast<float>(100 * member));

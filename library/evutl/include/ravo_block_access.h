@@ -14,15 +14,15 @@
 void* get_pointer_to_data_2009(ravo_serv_block_subhead* block, int member);
 void* get_pointer_to_data_2010(ravo_serv_block_subhead_2010* block, int member);
 
-/// Axis, mean and number of samples of one member of a spectrum or a region of interest. Every output may be
-/// null; `*mean` is null where the block holds no means. False on success; true when the type has no
+/// Axis, mean and number of samples of one member of a spectrum or a region of interest. Every output may
+/// be null; `*mean` is null where the block holds no means. False on success; true when the type has no
 /// spectrum parameters, there is no such member or the block is corrupt: no output is then touched. A
 /// spectrum in groups counts all of its samples, since there is no output for groups.
 bool get_spect_params_for_data_type_2009(ravo_serv_block_subhead* block, float* start, float* inc,
                                          float** mean, int* ndata, int member);
 
-/// The same with groups: `*ndata` samples in each of `*groups` groups. `*stats` is null where the block holds
-/// no statistics.
+/// The same with groups: `*ndata` samples in each of `*groups` groups. `*stats` is null where the block
+/// holds no statistics.
 bool get_spect_params_for_data_type_2010(ravo_serv_block_subhead_2010* block, float* start, float* inc,
                                          float** mean, int* ndata, int* groups, float* groups_inc,
                                          ravo_spect_statistics_2010** stats, int member);
@@ -41,8 +41,8 @@ int get_channel_number(int dtype, const ravo_serv_block_subhead_2010* block);
 /// The number of update records in a block of the older generation; 0 for other types and corrupt blocks.
 int get_number_of_upd_channels(const ravo_serv_block_subhead* block);
 
-/// Property name, status, time and value of one update record; every output may be null. 0, or non-zero when
-/// there is no such record; no output is then touched.
+/// Property name, status, time and value of one update record; every output may be null. 0, or non-zero
+/// when there is no such record; no output is then touched.
 int get_update_params(ravo_serv_block_subhead* block, int record, char** name, int* status,
                       time_stamp* time, float* value);
 

@@ -1,4 +1,5 @@
-// Lists the channels of one raw file of the older generation, by asking a reader that is used for nothing else.
+// Lists the channels of one raw file of the older generation, by asking a reader that is used for nothing
+// else.
 #include <bit>
 #include <cstdio>
 #include <cstdlib>
@@ -84,8 +85,9 @@ void ravo_daq_browser::PrintChan() {
     int count = 0, evmask = 0, dtmask = 0;
     const char* const name = GetChanName(i, &count, &evmask, &dtmask);
     if (!name || count < 1) continue;
-    std::printf("%d-%d %d  evtype: %d mask: %xd dtype: %d mask:%x %s\n", printed, i, count, single_bit(evmask),
-                static_cast<unsigned>(evmask), single_bit(dtmask), static_cast<unsigned>(dtmask), name);
+    std::printf("%d-%d %d  evtype: %d mask: %xd dtype: %d mask:%x %s\n", printed, i, count,
+                single_bit(evmask), static_cast<unsigned>(evmask), single_bit(dtmask),
+                static_cast<unsigned>(dtmask), name);
     ++printed;
   }
   std::cout << "collected " << printed << "-" << channels << " channels" << std::endl;

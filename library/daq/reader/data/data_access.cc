@@ -49,7 +49,8 @@ int ravo_daq_data::Init(const char* files, std::vector<ravo_sprop*>* props, int 
   if (Reader->set_synch_mode(0) != 0) return refuse("ravo_daq_data::Init: can not synch mode", -11);
   Reader->set_debug(debug);
   if (Reader->set_period(period) != 0) return refuse("ravo_daq_data::Init: can not set period", -6);
-  if (Reader->set_start_point(start) != 0) return refuse("ravo_daq_data::Init: can not set start point", -7);
+  if (Reader->set_start_point(start) != 0)
+    return refuse("ravo_daq_data::Init: can not set start point", -7);
   if (Reader->set_stop_point(stop) != 0) return refuse("ravo_daq_data::Init: can not set stop point", -8);
   Lprop = props;
   if (const int code = add_files(list_file); code != 0) return code;
@@ -70,7 +71,8 @@ int ravo_daq_data::add_files(const std::string& list_file) {
   while (std::fgets(line, sizeof line, list.get())) {
     const std::string name = file_in_line(line);
     if (name.empty()) continue;
-    if (Reader->add_file(name.c_str(), true) != 0) return refuse("ravo_daq_data::Init: can not add file", -9);
+    if (Reader->add_file(name.c_str(), true) != 0)
+      return refuse("ravo_daq_data::Init: can not add file", -9);
     Files->push_back(strdup(name.c_str()));
     ++Nfile;
   }
@@ -96,7 +98,8 @@ int ravo_daq_data::GetData() {
     std::cerr << "ravo_daq_data::GetData: wrong status= " << Status << std::endl;
     return -1;
   }
-  if (Reader->get_data(nullptr, Res, 1) != 0) return refuse("ravo_daq_data::GetData: data are not read", -2);
+  if (Reader->get_data(nullptr, Res, 1) != 0)
+    return refuse("ravo_daq_data::GetData: data are not read", -2);
   if (Res->empty()) {
     std::cerr << "ravo_daq_data::GetData: wrong data size= " << Res->size() << std::endl;
     return -2;

@@ -193,8 +193,8 @@ float* ravo_daq_getdata::ConvertImage() {
 
 float ravo_daq_getdata::GetImageVal(int x, int y) const {
   if (x < 0 || y < 0 || x >= ImageNx || y >= ImageNy) return 0;
-  const std::size_t index = static_cast<std::size_t>(y) * static_cast<std::size_t>(ImageNx) +
-                            static_cast<std::size_t>(x);
+  const std::size_t index =
+      static_cast<std::size_t>(y) * static_cast<std::size_t>(ImageNx) + static_cast<std::size_t>(x);
   // The axes may be those of an earlier image, when the last one could not be converted.
   return ImageFloat && index < converted_values ? ImageFloat[index] : 0;
 }

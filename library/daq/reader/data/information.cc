@@ -28,8 +28,8 @@ char* ravo_daq_getdata::GetMembName(int i) { return const_cast<char*>(get_chan_n
 int ravo_daq_getdata::GetEventInfo(unsigned* event_number, int* event_type, unsigned* event_length,
                                    unsigned* timeup, unsigned* timelow, int* status, int* num_svr_block) {
   if (Status != 1 || !EventHeader) {
-    std::cerr << "ravo_daq_getdata::GetEventInfo: wrong Status= " << Status << " EventHeader " << EventHeader
-              << std::endl;
+    std::cerr << "ravo_daq_getdata::GetEventInfo: wrong Status= " << Status << " EventHeader "
+              << EventHeader << std::endl;
     return -1;
   }
   const std::int32_t selected = Ichan;
@@ -65,8 +65,8 @@ int ravo_daq_getdata::GetServBlockInfo(unsigned* timeup, unsigned* timelow, int*
                                        int* tmask, int* status, int* nchan) {
   const auto from = [&](const auto* header) {
     if (Status != 1 || !header) {
-      std::cerr << "ravo_daq_getdata::GetServBlockInfo: wrong Status= " << Status << " SrvbHeader " << header
-                << std::endl;
+      std::cerr << "ravo_daq_getdata::GetServBlockInfo: wrong Status= " << Status << " SrvbHeader "
+                << header << std::endl;
       return -1;
     }
     deliver(timeup, header->time.timeup);

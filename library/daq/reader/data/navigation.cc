@@ -255,7 +255,8 @@ int ravo_daq_getdata::SetProp(const char* name) {
   if (!can_select("ravo_daq_getdata::SetProp: Status= ")) return -10;
   if (!name) return -11;
   const int update_type = data_2010 ? RAVO_UPD_BLOCK_2010 : RAVO_UPD_BLOCK;
-  const std::size_t head = data_2010 ? sizeof(ravo_serv_block_subhead_2010) : sizeof(ravo_serv_block_subhead);
+  const std::size_t head =
+      data_2010 ? sizeof(ravo_serv_block_subhead_2010) : sizeof(ravo_serv_block_subhead);
   const std::size_t name_room =
       data_2010 ? sizeof(ravo_serv_block_subhead_2010::chname) : sizeof(ravo_serv_block_subhead::chname);
   const std::size_t property_room =

@@ -16,7 +16,9 @@ record* at_address(std::uint64_t address) {
   return reinterpret_cast<record*>(address);
 }
 
-inline bool is_current(const ravo_eventheader& header) { return header.pattern != RAVO_EVENT_HEADER_PATTERN; }
+inline bool is_current(const ravo_eventheader& header) {
+  return header.pattern != RAVO_EVENT_HEADER_PATTERN;
+}
 
 /// Bytes of a block, subheader and data, as it tells; 0 when it denies its own subheader.
 template <class subhead>
@@ -25,8 +27,8 @@ std::size_t block_length(const subhead& block) {
   return block.ldata < head ? 0 : static_cast<std::size_t>(block.ldata);
 }
 
-/// Bytes that may be read from an entry's channel header on, in the layout of the entry's own event. Readers
-/// hand out whole subheaders even where `ldata` is false.
+/// Bytes that may be read from an entry's channel header on, in the layout of the entry's own event.
+/// Readers hand out whole subheaders even where `ldata` is false.
 inline std::size_t readable_length(const ravo_channel_entry_long& entry, bool otherwise_current) {
   const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
   if (!at.chhd) return 0;
@@ -39,8 +41,8 @@ inline std::size_t readable_length(const ravo_channel_entry_long& entry, bool ot
   return block_length(block) ? block_length(block) : sizeof block;
 }
 
-/// The data type, low 16 bits, that an entry's channel header has in the layout of one generation, which need
-/// not be the entry's own; 0 where the entry's block is too short for that.
+/// The data type, low 16 bits, that an entry's channel header has in the layout of one generation, which
+/// need not be the entry's own; 0 where the entry's block is too short for that.
 inline int type_in_layout(const ravo_channel_entry_long& entry, bool current) {
   const std::size_t offset =
       current ? offsetof(ravo_serv_block_subhead_2010, dtype) : offsetof(ravo_serv_block_subhead, dtype);

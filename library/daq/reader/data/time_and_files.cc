@@ -32,9 +32,8 @@ int GetFileList(char* dir, char* exps, long tstart, long tend) {
   constexpr int raw_format = 1;
   std::cout << "RAVO_DAQ_DATA_RAW_FORMAT= " << raw_format << std::endl;
   std::vector<ravo_root_xml_files*> found;
-  const int result =
-      get_files_for_period(static_cast<unsigned>(tstart), static_cast<unsigned>(tend), &found, experiment.c_str(),
-                           "", "/daq/ravo/adm", 1);
+  const int result = get_files_for_period(static_cast<unsigned>(tstart), static_cast<unsigned>(tend),
+                                          &found, experiment.c_str(), "", "/daq/ravo/adm", 1);
   std::cout << "ret= " << result << std::endl;
   ravo_free_root_xml_files(&found);
   return 0;

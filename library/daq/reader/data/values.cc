@@ -1,5 +1,6 @@
-// The values of the selected channel: slow values, name-value records, spectra and regions of interest. Each
-// accessor asks first whether the channel is of its kind and whether the block holds what it would read.
+// The values of the selected channel: slow values, name-value records, spectra and regions of interest.
+// Each accessor asks first whether the channel is of its kind and whether the block holds what it would
+// read.
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -152,10 +153,10 @@ int ravo_daq_getdata::GetSpectPar(float* start, float* inc, float** mean, int* n
   if (!Data) return -2;
   deliver(groups, 1);
   deliver(groups_inc, 0);
-  const bool failed =
-      data_2010 ? get_spect_params_for_data_type_2010(ChanHeader_2010, start, inc, mean, ndata, groups,
-                                                      groups_inc, stats, imb)
-                : get_spect_params_for_data_type_2009(ChanHeader, start, inc, mean, ndata, imb);
+  const bool failed = data_2010
+                          ? get_spect_params_for_data_type_2010(ChanHeader_2010, start, inc, mean, ndata,
+                                                                groups, groups_inc, stats, imb)
+                          : get_spect_params_for_data_type_2009(ChanHeader, start, inc, mean, ndata, imb);
   if (!failed) return 0;
   std::cerr << "ravo_daq_getdata::GetSpectPar: error datatype:" << DataType
             << " data_2010: " << (data_2010 ? 1 : 0) << std::endl;

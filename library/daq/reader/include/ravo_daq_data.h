@@ -18,10 +18,10 @@
 class ravo_daq_reader;
 class ravo_daq_reader_2010;
 
-/// A cursor over the channels of one event, as a reader's get_data() delivers them. It selects one channel at
-/// a time and tells what it is; which generation an event is of, its header says. The pointers that it hands
-/// out point into the entries. Nothing of a block is read beyond its `ldata`. Only an index outside the
-/// vector throws (std::out_of_range).
+/// A cursor over the channels of one event, as a reader's get_data() delivers them. It selects one channel
+/// at a time and tells what it is; which generation an event is of, its header says. The pointers that it
+/// hands out point into the entries. Nothing of a block is read beyond its `ldata`. Only an index outside
+/// the vector throws (std::out_of_range).
 class ravo_daq_getdata {
  public:
   ravo_daq_getdata() = default;
@@ -32,8 +32,8 @@ class ravo_daq_getdata {
   // ---- selecting a channel ----
 
   /// Takes the results of an event and selects the first channel. The number of channels; -12 for null, -11
-  /// for an empty vector, or what SetHead() refused with. The counts of fast, slow and image channels add up
-  /// from call to call: call Clean() before the next event.
+  /// for an empty vector, or what SetHead() refused with. The counts of fast, slow and image channels add
+  /// up from call to call: call Clean() before the next event.
   int SetRes(std::vector<ravo_channel_entry_long*>* res);
   /// Selects the entry of the current index. 0; -1: no entry, -2: no event header, -3: no server block,
   /// -4: no channel header.
@@ -65,8 +65,8 @@ class ravo_daq_getdata {
   /// The event, by the header of its first fast channel; when all are slow, of the highest event number.
   int GetEventInfo(unsigned* event_number, int* event_type, unsigned* event_length, unsigned* timeup,
                    unsigned* timelow, int* status, int* num_svr_block);
-  int GetServBlockInfo(unsigned* timeup, unsigned* timelow, int* ltotal, int* mpulse, int* tmask, int* status,
-                       int* nchan);
+  int GetServBlockInfo(unsigned* timeup, unsigned* timelow, int* ltotal, int* mpulse, int* tmask,
+                       int* status, int* nchan);
   int GetChanInfo(char** name, int* dtype, int* error, int* ldata);
   /// The data of an older event's channel as a text with its length; null when they are none.
   char* GetString(int, int* len);
@@ -130,8 +130,8 @@ class ravo_daq_getdata {
   float* GetSpect(int imb);
   /// Axis, mean, samples, groups and statistics of a member. 0; -1: no spectrum, -2: no data. Older events
   /// have one group and no statistics, and leave `*stats` as it is.
-  int GetSpectPar(float* start, float* inc, float** mean, int* ndata, int imb, int* groups, float* groups_inc,
-                  ravo_spect_statistics_2010** stats);
+  int GetSpectPar(float* start, float* inc, float** mean, int* ndata, int imb, int* groups,
+                  float* groups_inc, ravo_spect_statistics_2010** stats);
   /// One value of a member, over all groups; 0 when there is none.
   float GetSpectVal(int imb, int i);
   /// A region-of-interest block and the axis of one profile: `ch` 0 along x, 1 along y. 0, -1 or -2.
@@ -189,22 +189,23 @@ class ravo_daq_getdata {
   std::size_t measure_data() const;
   std::size_t data_length() const { return Data ? measured_data : 0; }
 
-  std::size_t measured_data = 0;  // from Data to the end of its block, as of the selection
+  std::size_t measured_data = 0;     // from Data to the end of its block, as of the selection
   std::size_t converted_values = 0;  // elements of ImageFloat
   std::vector<std::unique_ptr<float[]>> converted_images;  // all since Clean(); the last is ImageFloat
 };
 
 /// One wanted property. The caller owns it and its texts.
 struct ravo_sprop {
-  char* name;           ///< a label, only printed
-  std::int32_t len;     ///< of the label, only printed
-  char* prname;         ///< the channel's name in the raw files
-  std::int32_t prlen;   ///< length of prname plus 2; a property of 2 or less is left out
-  std::int32_t nmemb;   ///< only printed
-  std::int32_t dtype;   ///< only printed
+  char* name;          ///< a label, only printed
+  std::int32_t len;    ///< of the label, only printed
+  char* prname;        ///< the channel's name in the raw files
+  std::int32_t prlen;  ///< length of prname plus 2; a property of 2 or less is left out
+  std::int32_t nmemb;  ///< only printed
+  std::int32_t dtype;  ///< only printed
 };
 
-/// Reads channels of older files, event by event: a list file names the files, properties name the channels.
+/// Reads channels of older files, event by event: a list file names the files, properties name the
+/// channels.
 class ravo_daq_data {
  public:
   ravo_daq_data() = default;
@@ -213,8 +214,8 @@ class ravo_daq_data {
   ravo_daq_data& operator=(const ravo_daq_data&) = delete;
 
   /// Starts a reader. The list file names a file per line; lines that begin with "#", "%" or "*" and lines
-  /// shorter than 5 characters are left out. 0, or negative with a line on standard error. `props` must live
-  /// as long as this object.
+  /// shorter than 5 characters are left out. 0, or negative with a line on standard error. `props` must
+  /// live as long as this object.
   int Init(const char* files, std::vector<ravo_sprop*>* props, int debug, ravo_time_id* period,
            ravo_time_id* start, ravo_time_id* stop);
   /// Reads the next event into GetRes(). 0; -1 before Init(), -2 at the end of the data.
@@ -291,8 +292,8 @@ class ravo_daq_browser {
 /// over. Also printed on standard output.
 long ravo_daq_time(int year, int month, int day, int hour, int min, int sec);
 
-/// Asks the run catalogue of the facility for an experiment's files of a period, in seconds since the epoch,
-/// and prints the outcome. 0. `dir` is only printed; `exps` must not be null (std::logic_error).
+/// Asks the run catalogue of the facility for an experiment's files of a period, in seconds since the
+/// epoch, and prints the outcome. 0. `dir` is only printed; `exps` must not be null (std::logic_error).
 int GetFileList(char* dir, char* exps, long tstart, long tend);
 
 #endif

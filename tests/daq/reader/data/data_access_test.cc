@@ -54,7 +54,8 @@ TEST_F(DataAccess, ReadsEventAfterEventToTheEnd) {
 }
 
 TEST_F(DataAccess, HasNoDataBeforeInit) {
-  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), -1); }).error, "ravo_daq_data::GetData: wrong status= 0\n");
+  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), -1); }).error,
+            "ravo_daq_data::GetData: wrong status= 0\n");
 }
 
 TEST_F(DataAccess, RefusesAListWithoutFiles) {

@@ -80,7 +80,8 @@ std::string update_payload(std::string_view property, float value) {
   return bytes_of(record);
 }
 
-inline std::string plain_frame(std::uint32_t w, std::uint32_t h, std::uint32_t bpp, std::string_view pixels) {
+inline std::string plain_frame(std::uint32_t w, std::uint32_t h, std::uint32_t bpp,
+                               std::string_view pixels) {
   return bytes_of(ravo_image_frame_head{w, h, bpp, 9, 7, 1234, static_cast<std::int32_t>(pixels.size())}) +
          std::string(pixels);
 }

@@ -1,5 +1,5 @@
-// Camera frames through the cursor: parameters, pixels and the converted image, of good frames and of frames
-// that contradict themselves.
+// Camera frames through the cursor: parameters, pixels and the converted image, of good frames and of
+// frames that contradict themselves.
 #include <gtest/gtest.h>
 
 #include "handmade_event.h"
@@ -196,8 +196,8 @@ TYPED_TEST(Image, ReadsNothingForNegativeSizes) {
 TYPED_TEST(Image, ReadsNothingBeyondAnImageThatFailedAfterAGoodOne) {
   this->show(plain_frame(300, 2, 1, std::string(600, 'x')));
   ASSERT_NE(this->cursor.ConvertImage(), nullptr);
-  this->event.template add<TypeParam>(
-      "BAD", RAVO_BLOCK_IMAGE_EXT, bytes_of(extended(641, 6700417, 1, 1)) + "x", RAVO_EV_IMAGE);
+  this->event.template add<TypeParam>("BAD", RAVO_BLOCK_IMAGE_EXT,
+                                      bytes_of(extended(641, 6700417, 1, 1)) + "x", RAVO_EV_IMAGE);
   ravo_daq_getdata& shown = this->cursor;
   ASSERT_EQ(shown.SetRes(this->event.result()), 2);
   ASSERT_EQ(shown.SetProp("BAD"), 4);

@@ -190,7 +190,8 @@ TYPED_TEST(Cursor, ComplainsByOperationWhenNothingIsSelected) {
   EXPECT_EQ(complaint(&getdata::SetNextChan), "ravo_daq_getdata::SetNextChan: Status= 0 Res= 0 Nchan= 0\n");
   EXPECT_EQ(complaint(&getdata::SetFastNext), "ravo_daq_getdata::SetFastNext: Status= 0 Res= 0 Nchan= 0\n");
   EXPECT_EQ(complaint(&getdata::SetSlowNext), "ravo_daq_getdata::SetSlowNext: Status= 0 Res= 0 Nchan= 0\n");
-  EXPECT_EQ(complaint(&getdata::SetImageNext), "ravo_daq_getdata::SetImageNext: Status= 0 Res= 0 Nchan= 0\n");
+  EXPECT_EQ(complaint(&getdata::SetImageNext),
+            "ravo_daq_getdata::SetImageNext: Status= 0 Res= 0 Nchan= 0\n");
   EXPECT_EQ(complaint_nth(&getdata::SetChan), "ravo_daq_getdata::SetChan: Status= 0 Res= 0 Nchan= 0\n");
   EXPECT_EQ(complaint_nth(&getdata::SetFast), "ravo_daq_getdata::SetFast: Status= 0 Res= 0 Nchan= 0\n");
   EXPECT_EQ(complaint_nth(&getdata::SetSlow), "ravo_daq_getdata::SetSlow: Status= 0 Res= 0 Nchan= 0\n");
@@ -265,7 +266,8 @@ TYPED_TEST(Cursor, ClassifiesByTheLow16Bits) {
   };
   EXPECT_EQ(class_of(23), 1);
   for (const int dtype : {-1, 0, 1, 2, 3, 4, 5, 22}) EXPECT_EQ(class_of(dtype), 2) << dtype;
-  for (const int dtype : {6, 12, 21, 24, 28, 31, 32, 38, 63, 0x7fff}) EXPECT_EQ(class_of(dtype), 3) << dtype;
+  for (const int dtype : {6, 12, 21, 24, 28, 31, 32, 38, 63, 0x7fff})
+    EXPECT_EQ(class_of(dtype), 3) << dtype;
   for (const int dtype : {13, 27}) EXPECT_EQ(class_of(dtype), 4) << dtype;
   for (const int dtype : {33, 34, 35, 36, 37}) EXPECT_EQ(class_of(dtype), TypeParam::is_current ? 2 : 3);
   EXPECT_EQ(class_of(38 << 16 | 23), 1);
@@ -304,7 +306,8 @@ TYPED_TEST(Cursor, TellsServerBlockAndChannel) {
   EXPECT_EQ(dtype, TypeParam::spectrum_type);
   EXPECT_EQ(error, 21);
   EXPECT_EQ(ldata, this->event.template block<TypeParam>(0).ldata);
-  EXPECT_EQ(this->cursor.GetServBlockInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(this->cursor.GetServBlockInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+            0);
   EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), 0);
 }
 
@@ -315,11 +318,13 @@ TYPED_TEST(Cursor, ComplainsWhenThereIsNothingToTellOf) {
                         -1);
             }).error,
             "ravo_daq_getdata::GetServBlockInfo: wrong Status= 0 SrvbHeader 0\n");
-  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), -1); }).error,
-            "ravo_daq_getdata::GetChanInfo: wrong Status= 0 ChanHeader 0\n");
+  EXPECT_EQ(
+      listen([&] { EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), -1); }).error,
+      "ravo_daq_getdata::GetChanInfo: wrong Status= 0 ChanHeader 0\n");
   EXPECT_EQ(listen([&] {
-              EXPECT_EQ(this->cursor.GetEventInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
-                        -1);
+              EXPECT_EQ(
+                  this->cursor.GetEventInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+                  -1);
             }).error,
             "ravo_daq_getdata::GetEventInfo: wrong Status= 0 EventHeader 0\n");
 }
@@ -344,7 +349,8 @@ TYPED_TEST(Cursor, DescribesTheEventByItsFirstFastChannel) {
 }
 
 TYPED_TEST(Cursor, DescribesAnEventOfSlowChannelsByTheHighestNumber) {
-  for (const unsigned number : {50u, 70u, 60u}) this->event.header(this->add_slow("S", "P")).event_number = number;
+  for (const unsigned number : {50u, 70u, 60u})
+    this->event.header(this->add_slow("S", "P")).event_number = number;
   this->cursor.SetRes(this->event.result());
   unsigned number = 0;
   ASSERT_EQ(this->cursor.GetEventInfo(&number, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
@@ -368,8 +374,9 @@ TYPED_TEST(Cursor, SaysAtWhichChannelTheLookForTheEventFailed) {
   this->cursor.SetRes(this->event.result());
   this->event.addresses(1).evhd = 0;
   EXPECT_EQ(listen([&] {
-              EXPECT_EQ(this->cursor.GetEventInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
-                        -2);
+              EXPECT_EQ(
+                  this->cursor.GetEventInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+                  -2);
             }).error,
             "ravo_daq_getdata::SetHead: event header pointer = NULL\n"
             "ravo_daq_getdata::GetEventInfo: failed to SetHead() for  1\n");

@@ -18,7 +18,9 @@ struct Values : testing::Test {
     ASSERT_GT(cursor.SetRes(event.result()), 0);
     cursor.SetChan(cursor.GetNchan() - 1);
   }
-  void show_slow() { show(generation::update_type, update_payload<generation>("PROP", 12.5f), RAVO_EV_UPD); }
+  void show_slow() {
+    show(generation::update_type, update_payload<generation>("PROP", 12.5f), RAVO_EV_UPD);
+  }
   void show_spectra() { show(generation::spectrum_type, two_spectra<generation>()); }
   void show_records(int ndata) {
     ravo_name_value_block head{42, "settings", ndata};
@@ -152,8 +154,9 @@ TYPED_TEST(Values, EndAtTheLastMemberAndSample) {
 
 TEST(CurrentValues, CountGroupsTimesSamplesAndTellTheSamples) {
   handmade_event event;
-  event.add<current_event>("G", RAVO_BLOCK_1CHAN_2010,
-                           bytes_of(ravo_spect_head_2010{1, 2, 3, 0, 1, 10, 0, 0}) + floats({0, 1, 2, 3, 4, 5}));
+  event.add<current_event>(
+      "G", RAVO_BLOCK_1CHAN_2010,
+      bytes_of(ravo_spect_head_2010{1, 2, 3, 0, 1, 10, 0, 0}) + floats({0, 1, 2, 3, 4, 5}));
   ravo_daq_getdata cursor;
   cursor.SetRes(event.result());
   EXPECT_EQ(cursor.GetSpectVal(0, 5), 5.0f);
@@ -165,13 +168,14 @@ TYPED_TEST(Values, AreNoneInASpectrumThatLies) {
   this->show_spectra();
   this->event.template data<std::int32_t>(0)[1] = 1000;
   this->cursor.SetChan(0);
-  const std::string line = "ravo_daq_getdata::GetSpectPar: error datatype:" +
-                           std::to_string(TypeParam::spectrum_type) +
-                           " data_2010: " + (TypeParam::is_current ? "1\n" : "0\n");
+  const std::string line =
+      "ravo_daq_getdata::GetSpectPar: error datatype:" + std::to_string(TypeParam::spectrum_type) +
+      " data_2010: " + (TypeParam::is_current ? "1\n" : "0\n");
   EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetSpectVal(0, 0), 0.0f); }).error, line);
   EXPECT_EQ(this->cursor.GetSpect(0), nullptr);
   float* values = reinterpret_cast<float*>(&this->cursor);
-  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetDataPtrs(nullptr, nullptr, &values, 0), 0); }).error, line);
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetDataPtrs(nullptr, nullptr, &values, 0), 0); }).error,
+            line);
   EXPECT_EQ(values, nullptr);
 }
 
@@ -203,9 +207,8 @@ TYPED_TEST(Values, GiveRegionsOfInterest) {
 
 TYPED_TEST(Values, OfARegionAreComplainedOfInOlderEventsOnly) {
   this->show_spectra();
-  const said heard = listen([&] {
-    EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1);
-  });
+  const said heard = listen(
+      [&] { EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1); });
   EXPECT_EQ(heard.out, "");
   EXPECT_EQ(heard.error, TypeParam::is_current ? "" : "ravo_daq_getdata::GetRoiPrm: 1 DType11");
 }
