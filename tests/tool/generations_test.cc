@@ -104,6 +104,7 @@ TEST_F(OlderFile, HasItsChannelsListed) {
 
 TEST_F(OlderFile, HasItsEventsListed) {
   const std::vector<json> lines = lines_of({"index", file, "--json"});
+  for (const json& line : lines) EXPECT_EQ(line.at("generation"), "older");
   ASSERT_EQ(lines.size(), std::size_t{events_in_file});
   EXPECT_EQ(lines[1].at("event"), 701);
   EXPECT_THAT(run_tool({"index", file}).out, HasSubstr(file + "  (older generation)\n"));

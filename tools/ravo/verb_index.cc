@@ -77,6 +77,7 @@ void print_json(const raw_file& file, const ravo_event_index_entry_2010& entry, 
   for (int i = 0; i < shown; ++i) {
     const ravo_event_info_entry_2010& event = entry.event_info()[i];
     out.print(json_line({{"file", file.path()},
+                         {"generation", name_of(file.generation())},
                          {"type", event_type_name(entry.event_type)},
                          {"event", event.event_number},
                          {"time", format_time(event.time)},
