@@ -2,20 +2,16 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
 
 #include "ravo_data_types.h"
 #include "ravo_payload.h"
+#include "simulator/append.h"
 
 namespace ravo::simulator {
 namespace {
 
 using bytes = std::vector<unsigned char>;
-
-template <class Record>
-void append(bytes& to, const Record& record) {
-  const auto* first = reinterpret_cast<const unsigned char*>(&record);
-  to.insert(to.end(), first, first + sizeof record);
-}
 
 // Of spectra of one group, without means and statistics: all that have an older form are such.
 bytes older_spectrum(const bytes& payload) {
@@ -33,7 +29,7 @@ bytes older_spectrum(const bytes& payload) {
     }
     append(to, static_cast<float>(from.samples > 0 ? sum / from.samples : 0));
   }
-  to.insert(to.end(), payload.begin() + sizeof from, payload.end());
+  append(to, std::span(payload).subspan(sizeof from));
   return to;
 }
 

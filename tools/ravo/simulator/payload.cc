@@ -1,3 +1,4 @@
+#include "simulator/append.h"
 #include "simulator/payload.h"
 
 #include <algorithm>
@@ -24,21 +25,6 @@ constexpr int spectrum_groups = 3;
 constexpr int spectrum_members = 2;
 
 using bytes = std::vector<unsigned char>;
-
-template <class Record>
-requires std::is_trivially_copyable_v<Record>
-void append(bytes& to, const Record& record) {
-  const std::size_t at = to.size();
-  to.resize(at + sizeof record);
-  std::memcpy(to.data() + at, &record, sizeof record);
-}
-
-template <class Element>
-void append(bytes& to, std::span<const Element> elements) {
-  const std::size_t at = to.size();
-  to.resize(at + elements.size_bytes());
-  if (!elements.empty()) std::memcpy(to.data() + at, elements.data(), elements.size_bytes());
-}
 
 // Front ends digitise: a value is a multiple of its step.
 float digitised(double value, double step) { return static_cast<float>(std::round(value / step) * step); }
