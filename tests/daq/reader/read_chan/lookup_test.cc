@@ -207,6 +207,7 @@ TEST_F(CurrentChannelReaderLookup, PrintsAllEntriesOnceWhenToldTo) {
 
 TEST_F(OlderChannelReaderLookup, PrintsNoEntriesAndKeepsNoIndex) {
   ravo_daq_read_chan::once = true;
+  wait_until_workers_left(*reader);  // each tells its time at this debug level
   file->loader.debug = -1;
   captured_output output;
   EXPECT_EQ(reader->find_entry_by_event_id(105, current, nullptr), reader->out + 5);

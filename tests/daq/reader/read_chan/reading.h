@@ -119,6 +119,14 @@ int start_and_wait(read_chan& reader) {
   return status;
 }
 
+/// Waits until the last worker has left, so that nothing is printed or read behind the caller's back.
+template <class read_chan>
+void wait_until_workers_left(read_chan& reader) {
+  pthread_mutex_lock(&reader.mx);
+  while (reader.running > 0) pthread_cond_wait(&reader.idle, &reader.mx);
+  pthread_mutex_unlock(&reader.mx);
+}
+
 struct answer {
   int status = 0;
   ravo_channel_entry_long* entry = nullptr;
