@@ -101,14 +101,17 @@ int ravo_daq_getdata::SetHead() {
     return -2;
   }
   data_2010 = ravo::is_current(*EventHeader);
+  // Where the blocks are not of the event header's generation there are none of it: it would make them
+  // longer than they are.
+  const bool has_blocks = ravo::has_current_block(*entry, data_2010) == data_2010;
   if (data_2010) {
-    SrvbHeader_2010 = at_address<ravo_serv_block_head_2010>(at.sbhd);
-    ChanHeader_2010 = at_address<ravo_serv_block_subhead_2010>(at.chhd);
+    SrvbHeader_2010 = has_blocks ? at_address<ravo_serv_block_head_2010>(at.sbhd) : nullptr;
+    ChanHeader_2010 = has_blocks ? at_address<ravo_serv_block_subhead_2010>(at.chhd) : nullptr;
   } else {
-    SrvbHeader = at_address<ravo_serv_block_head>(at.sbhd);
-    ChanHeader = at_address<ravo_serv_block_subhead>(at.chhd);
+    SrvbHeader = has_blocks ? at_address<ravo_serv_block_head>(at.sbhd) : nullptr;
+    ChanHeader = has_blocks ? at_address<ravo_serv_block_subhead>(at.chhd) : nullptr;
   }
-  if (!at.sbhd) {
+  if (!at.sbhd || !has_blocks) {
     std::cerr << (data_2010 ? "ravo_daq_getdata::SetHead_2010: srvb pointer = NULL"
                             : "ravo_daq_getdata::SetHead: srvb pointer = NULL")
               << std::endl;

@@ -27,18 +27,34 @@ std::size_t block_length(const subhead& block) {
   return block.ldata < head ? 0 : static_cast<std::size_t>(block.ldata);
 }
 
-/// Bytes that may be read from an entry's channel header on, in the layout of the entry's own event.
-/// Readers hand out whole subheaders even where `ldata` is false.
+/// The generation in whose layout an entry's block is: its data tell, which follow its subheader at once,
+/// and without data the event header. The two disagree only in a file that lies about its generation.
+inline bool has_current_block(const ravo_channel_entry_long& entry, bool otherwise) {
+  const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
+  if (at.data - at.chhd == sizeof(ravo_serv_block_subhead_2010)) return true;
+  if (at.data - at.chhd == sizeof(ravo_serv_block_subhead)) return false;
+  return at.evhd ? is_current(*at_address<const ravo_eventheader>(at.evhd)) : otherwise;
+}
+
+/// Bytes that may be read from an entry's channel header on. Readers hand out whole subheaders even where
+/// `ldata` is false.
 inline std::size_t readable_length(const ravo_channel_entry_long& entry, bool otherwise_current) {
   const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
   if (!at.chhd) return 0;
-  const auto* const header = at_address<const ravo_eventheader>(at.evhd);
-  if (header ? is_current(*header) : otherwise_current) {
+  if (has_current_block(entry, otherwise_current)) {
     const auto& block = *at_address<const ravo_serv_block_subhead_2010>(at.chhd);
     return block_length(block) ? block_length(block) : sizeof block;
   }
   const auto& block = *at_address<const ravo_serv_block_subhead>(at.chhd);
   return block_length(block) ? block_length(block) : sizeof block;
+}
+
+/// The channel header of an entry that a reader of older files handed out; null without one.
+inline ravo_serv_block_subhead* older_block(const ravo_channel_entry_long& entry) {
+  const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
+  return at.data - at.chhd == sizeof(ravo_serv_block_subhead_2010)
+             ? nullptr
+             : at_address<ravo_serv_block_subhead>(at.chhd);
 }
 
 /// The data type, low 16 bits, that an entry's channel header has in the layout of one generation, which

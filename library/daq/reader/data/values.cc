@@ -238,15 +238,3 @@ int ravo_daq_getdata::GetDescr() {
   if (!Data) return -2;
   return data_2010 ? get_spect_code_description_2010(ChanHeader_2010) : -1;
 }
-
-void ravo_daq_getdata::PrintEvent() {
-  if (Status != 1 || !EventHeader) {
-    std::cerr << "ravo_daq_getdata::PrintEvent: wrong Status= " << Status << std::endl;
-    return;
-  }
-  std::cout << "event " << EventHeader->event_number << " evtype " << EventHeader->event_type << " len "
-            << EventHeader->event_length << " time " << EventHeader->event_time.timeup << "-"
-            << EventHeader->event_time.timelow << " Nsvrb " << EventHeader->num_svr_block;
-  std::cout.flush();
-  std::printf("status(hex) %x \n", static_cast<unsigned>(EventHeader->status));
-}

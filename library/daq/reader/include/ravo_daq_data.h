@@ -145,6 +145,8 @@ class ravo_daq_getdata {
   int GetDescr();
   /// Prints the header of the selected channel's event.
   void PrintEvent();
+  /// Selects a channel and prints its headers and all of its values.
+  void PrintProp(int ich);
 
  protected:
   std::int32_t Status = 0;
@@ -184,6 +186,9 @@ class ravo_daq_getdata {
   int select_next(kind wanted);
   int select_nth(kind wanted, int n, int count);
   void count_channel(const ravo_channel_entry_long* entry);
+  void print_members();
+  void print_spectrum(int member);
+  void print_frame();
   std::optional<int> header_type() const;
   void complain_of_type(const char* operation) const;
   std::size_t measure_data() const;
@@ -221,6 +226,27 @@ class ravo_daq_data {
   /// Reads the next event into GetRes(). 0; -1 before Init(), -2 at the end of the data.
   int GetData();
   void Clean();
+
+  // All print on standard output, and nothing of what is not there. A null text of a property fails the
+  // stream, as inserting one does: clear() it to print on.
+  /// The files of the list file.
+  void PrintFiles() const;
+  /// The properties as they were given to Init().
+  void PrintProp() const;
+  // The following print the event that GetData() read last, once Init() has started.
+  /// The event, by its first channel.
+  void PrintHeader() const;
+  /// A line for every channel of an array type. The address is that of the member whose number is the
+  /// channel's index in the result; 0 where it has no such member.
+  void PrintFast() const;
+  /// A line for every name-value block.
+  void PrintNameVal() const;
+  /// A line for every update of a slow channel.
+  void PrintSlow() const;
+  /// A line for every camera frame.
+  void PrintImage() const;
+  /// The header, then the channels by their kinds, in the order above.
+  void PrintAll() const;
 
   int GetStatus() const { return Status; }
   int GetNfile() const { return Nfile; }
