@@ -92,6 +92,7 @@ std::int32_t product(std::int32_t a, std::int32_t b) {
 // Where in the array the pixels go, column by column. False, and a line that says where, at the first pixel
 // that is not part of the frame.
 bool convert_pixels(const frame_description& frame, const unsigned char* pixels, float* values) {
+  if (frame.ny < 1) return true;  // columns without pixels, of which there may be two thousand million
   const std::int64_t width = frame.nx;
   const std::int32_t size = product(frame.nx, frame.ny);
   for (std::int32_t x = 0; x < frame.nx; ++x) {

@@ -107,6 +107,7 @@ int ravo_daq_getdata::SetHead() {
   if (data_2010) {
     SrvbHeader_2010 = has_blocks ? at_address<ravo_serv_block_head_2010>(at.sbhd) : nullptr;
     ChanHeader_2010 = has_blocks ? at_address<ravo_serv_block_subhead_2010>(at.chhd) : nullptr;
+    if (ChanHeader_2010) last_header_type = ChanHeader_2010->dtype;
   } else {
     SrvbHeader = has_blocks ? at_address<ravo_serv_block_head>(at.sbhd) : nullptr;
     ChanHeader = has_blocks ? at_address<ravo_serv_block_subhead>(at.chhd) : nullptr;
@@ -144,7 +145,9 @@ int ravo_daq_getdata::SetHead() {
 
   measured_data = measure_data();
 
-  PropName = ChanType == slow_channel ? entry_data : at_address<char>(at.chhd);
+  // Programs read the name to its end: data without one have no name in front.
+  const bool has_property_name = ChanType == slow_channel && Data && std::memchr(Data, 0, data_length());
+  PropName = has_property_name ? entry_data : at_address<char>(at.chhd);
   const int type = DataType & 0xffff;
   Nmemb = data_2010 ? get_channel_number(type, ChanHeader_2010) : get_channel_number(type, ChanHeader);
   Status = 1;

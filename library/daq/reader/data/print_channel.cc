@@ -56,15 +56,16 @@ void ravo_daq_getdata::PrintProp(int ich) {
   std::cout << " channel " << std::string_view(name, strnlen(name, room)) << " dtype " << dtype << " error "
             << error << " proptype " << PropType << " mpls " << pulse;
   std::cout.flush();
-  std::printf(" tmask(hex) %x status(hex) %x\n", static_cast<unsigned>(mask), static_cast<unsigned>(status));
+  std::printf(" tmask(hex) %x status(hex) %x\n", static_cast<unsigned>(mask),
+              static_cast<unsigned>(status));
   std::fflush(stdout);
   std::cout << " time " << seconds << "-" << microseconds << " Ldata " << ldata << " Nmemb= " << Nmemb
             << std::endl;
-  print_members();
+  print_members(ldata);
 }
 
 // A name-value block has records for members, a frame is one whatever its type counts.
-void ravo_daq_getdata::print_members() {
+void ravo_daq_getdata::print_members(int ldata) {
   if (ravo::is_image_type(DataType & 0xffff)) return print_frame();
   char* name = nullptr;
   float value = 0;
@@ -75,7 +76,9 @@ void ravo_daq_getdata::print_members() {
                 << " value= " << value << std::endl;
     return;
   }
-  for (int i = 0; i < Nmemb; ++i) {
+  // A block may say that it has two thousand million members, each without a sample.
+  const int members = std::min(Nmemb, ldata);
+  for (int i = 0; i < members; ++i) {
     std::cout << text_or_nothing(GetMembName(i));
     if (PropType == 1) {
       int length = 0;

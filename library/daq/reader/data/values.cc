@@ -55,10 +55,12 @@ bool is_roi_type(int dtype) {
 
 }  // namespace
 
-// The type of the selected channel's header, or nothing without a header of the event's generation.
+// The type of the selected channel's header, or nothing without a header of the event's generation. The
+// header that Clean() leaves standing may be gone by now: what it said is remembered.
 std::optional<int> ravo_daq_getdata::header_type() const {
-  if (data_2010) return ChanHeader_2010 ? std::optional<int>(ChanHeader_2010->dtype) : std::nullopt;
-  return ChanHeader ? std::optional<int>(ChanHeader->dtype) : std::nullopt;
+  if (!data_2010) return ChanHeader ? std::optional<int>(ChanHeader->dtype) : std::nullopt;
+  if (!ChanHeader_2010) return std::nullopt;
+  return Status == 1 ? ChanHeader_2010->dtype : last_header_type;
 }
 
 // No line end: programs put their own text behind these complaints.

@@ -186,7 +186,7 @@ class ravo_daq_getdata {
   int select_next(kind wanted);
   int select_nth(kind wanted, int n, int count);
   void count_channel(const ravo_channel_entry_long* entry);
-  void print_members();
+  void print_members(int ldata);
   void print_spectrum(int member);
   void print_frame();
   std::optional<int> header_type() const;
@@ -194,8 +194,9 @@ class ravo_daq_getdata {
   std::size_t measure_data() const;
   std::size_t data_length() const { return Data ? measured_data : 0; }
 
-  std::size_t measured_data = 0;     // from Data to the end of its block, as of the selection
-  std::size_t converted_values = 0;  // elements of ImageFloat
+  std::int32_t last_header_type = 0;  // of the last channel header of a current event
+  std::size_t measured_data = 0;      // from Data to the end of its block, as of the selection
+  std::size_t converted_values = 0;   // elements of ImageFloat
   std::vector<std::unique_ptr<float[]>> converted_images;  // all since Clean(); the last is ImageFloat
 };
 
@@ -219,8 +220,10 @@ class ravo_daq_data {
   ravo_daq_data& operator=(const ravo_daq_data&) = delete;
 
   /// Starts a reader. The list file names a file per line; lines that begin with "#", "%" or "*" and lines
-  /// shorter than 5 characters are left out. 0, or negative with a line on standard error. `props` must
-  /// live as long as this object.
+  /// shorter than 5 characters are left out. `period` is the step from event to event, by number (1: every
+  /// event) and, where events have none, by time: a step of nothing, all zero, never leaves the first
+  /// event. `start` and `stop` bound the events; all zero they do not. 0, or negative with a line on
+  /// standard error. `props` must live as long as this object.
   int Init(const char* files, std::vector<ravo_sprop*>* props, int debug, ravo_time_id* period,
            ravo_time_id* start, ravo_time_id* stop);
   /// Reads the next event into GetRes(). 0; -1 before Init(), -2 at the end of the data.
