@@ -14,9 +14,9 @@ using nlohmann::json;
 
 using block_name = std::pair<unsigned, std::string>;  // event, channel
 
-std::map<block_name, json> key_by_block() {
+std::map<block_name, json> key_by_block(const demo_data& data) {
   std::map<block_name, json> blocks;
-  for (const json& line : demo().key) blocks[{line.at("event"), line.at("channel")}] = line;
+  for (const json& line : data.key) blocks[{line.at("event"), line.at("channel")}] = line;
   return blocks;
 }
 
@@ -27,15 +27,23 @@ void expect_equal_members(const json& read, const json& known) {
       EXPECT_EQ(read[i].at(field), known[i].at(field)) << field;
 }
 
-class AnswerKey : public testing::TestWithParam<const char*> {};
+struct reading_way {
+  std::string generation;
+  std::string mode;
+};
+
+class AnswerKey : public testing::TestWithParam<reading_way> {};
 
 TEST_P(AnswerKey, ReadEqualsItChannelByChannel) {
-  std::map<block_name, json> missing = key_by_block();
+  const demo_data& data = demo_of(GetParam().generation);
+  std::map<block_name, json> missing = key_by_block(data);
   ASSERT_GT(missing.size(), 1500u);
-  const process_result result = read_demo({"--channel", "*", "--json", "--checksum", "--mode", GetParam()});
+  const process_result result =
+      read_demo({"--channel", "*", "--json", "--checksum", "--mode", GetParam().mode}, data);
   ASSERT_EQ(result.exit_code, 0) << result.err;
   EXPECT_EQ(result.err, "");
-  for (const json& event : json_lines(result.out))
+  for (const json& event : json_lines(result.out)) {
+    EXPECT_EQ(event.at("generation"), GetParam().generation);
     for (const json& channel : event.at("channels")) {
       if (channel.at("held").get<bool>()) continue;
       const auto known = missing.find({channel.at("event"), channel.at("channel")});
@@ -47,12 +55,15 @@ TEST_P(AnswerKey, ReadEqualsItChannelByChannel) {
       missing.erase(known);
       if (HasFailure()) return;
     }
+  }
   EXPECT_TRUE(missing.empty()) << missing.begin()->second;
 }
 
-INSTANTIATE_TEST_SUITE_P(SynchModes, AnswerKey, testing::Values("evid", "time"),
-                         [](const testing::TestParamInfo<const char*>& tested) {
-                           return std::string(tested.param);
+INSTANTIATE_TEST_SUITE_P(GenerationsAndSynchModes, AnswerKey,
+                         testing::Values(reading_way{"current", "evid"}, reading_way{"current", "time"},
+                                         reading_way{"older", "evid"}, reading_way{"older", "time"}),
+                         [](const testing::TestParamInfo<reading_way>& tested) {
+                           return tested.param.generation + "_" + tested.param.mode;
                          });
 
 TEST(AnswerKeyLines, NameEveryKindOfBlock) {
@@ -63,6 +74,15 @@ TEST(AnswerKeyLines, NameEveryKindOfBlock) {
         "RAVO_BLOCK_GENERIC_SPECT", "RAVO_BLOCK_ENERGY_2010", "RAVO_BLOCK_IMAGE", "RAVO_BLOCK_IMAGE_EXT",
         "RAVO_BLOCK_IMG_ROI1", "RAVO_BLOCK_NAME_VALUE", "RAVO_BLOCK_NAME_VALUE_STRING",
         "RAVO_UPD_BLOCK_2010", "RAVO_ENV_BLOCK", "RAVO_BOR_BLOCK_2010", "RAVO_EOR_BLOCK_2010"})
+    EXPECT_TRUE(stored.contains(dtype)) << dtype;
+}
+
+TEST(AnswerKeyLines, NameTheTypesOfTheOlderGeneration) {
+  std::set<std::string> stored;
+  for (const json& line : demo_of("older").key) stored.insert(line.at("stored_dtype"));
+  for (const char* dtype : {"RAVO_BLOCK_BPM", "RAVO_BLOCK_TOROID", "RAVO_BLOCK_RF_250K", "RAVO_BLOCK_ENERGY",
+                            "RAVO_BLOCK_GENERIC_SPECT", "RAVO_BLOCK_IMAGE", "RAVO_UPD_BLOCK", "RAVO_ENV_BLOCK",
+                            "RAVO_BOR_BLOCK", "RAVO_EOR_BLOCK"})
     EXPECT_TRUE(stored.contains(dtype)) << dtype;
 }
 

@@ -44,6 +44,36 @@ TEST(BlockSummary, OfASpectrumHasEachMember) {
   EXPECT_FALSE(summary.scalar);
 }
 
+TEST(BlockSummary, OfAnOlderSpectrumPassesOverTheMeans) {
+  bytes block;
+  append(block, ravo_spect_head{2, 2, 0, 1});
+  for (const float value : {99.0F, 98.0F, 1.0F, 3.0F, -5.0F, 5.0F}) append(block, value);
+  const block_summary summary = summarise(RAVO_BLOCK_WS_SLOW, -1, block);
+  ASSERT_TRUE(summary.consistent);
+  ASSERT_EQ(summary.members.size(), 2u);
+  EXPECT_EQ(summary.members[0].name, "POSITION");
+  EXPECT_EQ(summary.members[0].mean, 2.0);
+  EXPECT_EQ(summary.members[1].min, -5.0);
+  block.pop_back();
+  EXPECT_FALSE(summarise(RAVO_BLOCK_WS_SLOW, -1, block).consistent);
+}
+
+TEST(BlockSummary, OfAnOlderUpdateHasItsProperty) {
+  ravo_upd_data_block update{"PROPERTY", 3, {1700000000, 5}, 1.5F};
+  bytes block;
+  append(block, update);
+  for (const int dtype : {RAVO_UPD_BLOCK, RAVO_UPD_BLOCK_DONT_USE_31}) {
+    const block_summary summary = summarise(static_cast<std::uint32_t>(dtype), -1, block);
+    ASSERT_TRUE(summary.update);
+    EXPECT_EQ(summary.update->property, "PROPERTY");
+    EXPECT_EQ(summary.update->status, 3);
+    EXPECT_EQ(summary.update->time.timelow, 5u);
+    EXPECT_EQ(summary.update->value, 1.5F);
+  }
+  block.pop_back();
+  EXPECT_FALSE(summarise(RAVO_UPD_BLOCK, -1, block).consistent);
+}
+
 TEST(BlockSummary, PassesOverMeansAndStatistics) {
   bytes block;
   append(block,

@@ -1,5 +1,5 @@
-// The tool over files of the older generation: the verbs that look into single files know them by
-// themselves and say so; `ravo read` refuses them in words, also among files of the current one.
+// The tool over files of the older generation: the verbs know them by themselves and say so; `ravo read`
+// refuses in words what it cannot do with them, and files of both generations in one request.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -25,15 +25,16 @@ void check(const ravo_daq_writer& writer, int status) {
 }
 
 // An older file with "POSITION" (three members, zlib), "CURRENT" (one, plain) and "EMPTY".
-std::string write_older_file(const temporary_folder& folder) {
+std::string write_older_file(const temporary_folder& folder, const std::string& first_channel = "POSITION") {
   ravo_daq_writer writer;
   ravo_daq_writer_settings settings;
   settings.folder = folder.path().string();
+  settings.stream = first_channel == "POSITION" ? "main" : "other";
   check(writer, writer.open(settings));
   chan_descr_2010 description{};
-  std::strcpy(description.prop_name, "POSITION");
+  std::strcpy(description.prop_name, first_channel.c_str());
   std::strcpy(description.units, "mm");
-  ravo_daq_writer_channel position{"POSITION", RAVO_BLOCK_BPM, ravo_compression::zlib};
+  ravo_daq_writer_channel position{first_channel, RAVO_BLOCK_BPM, ravo_compression::zlib};
   position.description = &description;
   check(writer, writer.add_channel(position));
   check(writer, writer.add_channel({"CURRENT", RAVO_BLOCK_SINGLE, ravo_compression::none}));
@@ -129,16 +130,88 @@ TEST_F(OlderFile, HasItsDescriptionsPrinted) {
   EXPECT_EQ(lines_of({"descr", file, "--json"}).at(0).at("generation"), "older");
 }
 
-TEST_F(OlderFile, IsRefusedByReadInWordsAlsoAmongCurrentOnes) {
-  for (const auto& files :
-       {std::vector<std::string>{file}, {demo().files[0], file}, {file, demo().files[0]}}) {
+TEST_F(OlderFile, IsReadEventByEvent) {
+  const std::vector<json> lines = lines_of({"read", file, "-c", "POSITION", "-c", "CURRENT", "--json"});
+  ASSERT_EQ(lines.size(), std::size_t{events_in_file});
+  EXPECT_EQ(lines[1].at("event"), 701);
+  EXPECT_EQ(lines[1].at("generation"), "older");
+  const json& position = lines[1].at("channels").at(0);
+  EXPECT_EQ(position.at("dtype"), "RAVO_BLOCK_BPM");
+  EXPECT_EQ(position.at("members").at(1),
+            json({{"name", "Y"}, {"count", 2}, {"mean", 2.0}, {"min", 2.0}, {"max", 2.0}}));
+}
+
+TEST_F(OlderFile, HasItsMembersReadByThemselves) {
+  const json line = lines_of({"read", file, "-c", "POSITION:2", "--json", "--limit", "1"}).at(0);
+  EXPECT_EQ(line.at("channels").at(0).at("channel"), "POSITION:2");
+  EXPECT_EQ(line.at("channels").at(0).at("members").at(0).at("mean"), 3.0);
+}
+
+TEST_F(OlderFile, GivesNoMemberUnderANameThatIsTooLong) {
+  const std::string name = "A/NAME/OF/THIRTY/LETTERS/IN/ALL";  // with ":0" it would have 33
+  const process_result result = run_tool({"read", write_older_file(folder, name), "-c", name + ":0"});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.err, "ravo: " + name +
+                            ":0 is longer than the 31 letters under which files of the older generation give "
+                            "single members: ask for it without ':0'\n");
+}
+
+TEST(OlderGenericSpectrum, GivesNoSingleMembers) {
+  const process_result result = read_demo({"-c", "LINAC/SPECTRUM/001:0"}, demo_of("older"));
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.err,
+            "ravo: LINAC/SPECTRUM/001 is a generic spectrum, of which files of the older generation give no "
+            "single members: ask for it without ':0'\n");
+}
+
+std::string both_generations(const std::string& older, const std::string& current) {
+  return "ravo: " + older + " is of the older generation of the raw format, " + current +
+         " of the current one, and a request reads one generation; read them apart, or rewrite the older files "
+         "first: `ravo convert " +
+         older + " --into DIR`\n";
+}
+
+TEST(FilesOfBothGenerations, AreRefusedByReadInAnyOrder) {
+  const std::string older = demo_of("older").files[1], current = demo().files[0];
+  for (const auto& files : {std::vector<std::string>{older, current}, {current, older},
+                            {current, demo().files[1], older}}) {
     std::vector<std::string> arguments{"read"};
     arguments.insert(arguments.end(), files.begin(), files.end());
     arguments.insert(arguments.end(), {"-c", "*"});
     const process_result result = run_tool(arguments);
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_EQ(result.out, "");
-    EXPECT_THAT(result.err, HasSubstr(file + ": is a file of the older generation"));
+    EXPECT_EQ(result.err, both_generations(older, current));
+  }
+}
+
+// The first file decides which reader looks for them: both cases.
+TEST(FilesOfBothGenerations, AreRefusedInOneFolder) {
+  for (const std::string first : {"current", "older"}) {
+    const temporary_folder folder;
+    const std::string earlier = demo_of(first).files[0];
+    const std::string later = demo_of(first == "older" ? "current" : "older").files[1];
+    for (const std::string& file : {earlier, later})
+      std::filesystem::copy(file, folder.path() / std::filesystem::path(file).filename());
+    const auto files = raw_files(folder.path());
+    const std::string message = first == "older" ? both_generations(files[0], files[1])
+                                                 : both_generations(files[1], files[0]);
+    const std::vector<std::string> request = {"/usr/bin/env", "RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME=1",
+                                              RAVO_TOOL,      "read",
+                                              "--run",        "1",
+                                              "--catalog",    folder.file("none"),
+                                              "--data",       folder.path().string()};
+    std::vector<std::string> reading = request, explaining = request;
+    reading.insert(reading.end(), {"-c", "LINAC/BPM/001"});
+    explaining.insert(explaining.end(), {"--explain", "--json"});
+    const process_result read = run_process(reading), explained = run_process(explaining);
+    EXPECT_EQ(read.exit_code, 1);
+    EXPECT_EQ(read.out, "");
+    EXPECT_EQ(read.err, message);
+    EXPECT_EQ(explained.exit_code, 1);
+    EXPECT_EQ(explained.err, message);
+    ASSERT_EQ(json_lines(explained.out).size(), 2u);
+    EXPECT_EQ(json_lines(explained.out)[0].at("generation"), first);
   }
 }
 

@@ -1,4 +1,4 @@
-// ravo read: windows, members, patterns, both modes, and how it looks.
+// ravo read: windows, members, patterns, both modes, and how it looks, over files of both generations.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,18 +13,31 @@ using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-std::vector<unsigned> events_read(std::vector<std::string> arguments) {
-  arguments.insert(arguments.end(), {"--json", "-c", "LINAC/BPM/001"});
-  const process_result result = read_demo(arguments);
-  EXPECT_EQ(result.exit_code, 0) << result.err;
-  return event_numbers(result.out);
-}
+class Read : public testing::TestWithParam<const char*> {
+ protected:
+  const demo_data& data() const { return demo_of(GetParam()); }
+  bool is_older() const { return GetParam() == std::string("older"); }
 
-std::string time_of_event(unsigned number) {
-  for (const json& line : demo().key)
-    if (line.at("event") == number && line.at("channel") == "LINAC/BPM/001") return line.at("time");
-  return "";
-}
+  process_result read(const std::vector<std::string>& arguments) const { return read_demo(arguments, data()); }
+
+  std::vector<unsigned> events_read(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.end(), {"--json", "-c", "LINAC/BPM/001"});
+    const process_result result = read(arguments);
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    return event_numbers(result.out);
+  }
+
+  std::string time_of_event(unsigned number) const {
+    for (const json& line : data().key)
+      if (line.at("event") == number && line.at("channel") == "LINAC/BPM/001") return line.at("time");
+    return "";
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Generations, Read, testing::Values("current", "older"),
+                         [](const testing::TestParamInfo<const char*>& tested) {
+                           return std::string(tested.param);
+                         });
 
 std::vector<unsigned> range(unsigned first, unsigned last) {
   std::vector<unsigned> numbers;
@@ -32,80 +45,80 @@ std::vector<unsigned> range(unsigned first, unsigned last) {
   return numbers;
 }
 
-TEST(Read, WithoutAWindowReadsAllEvents) { EXPECT_EQ(events_read({}), range(1000001, 1000080)); }
+TEST_P(Read, WithoutAWindowReadsAllEvents) { EXPECT_EQ(events_read({}), range(1000001, 1000080)); }
 
-TEST(Read, TakesFilesInAnyOrderAndTwice) {
+TEST_P(Read, TakesFilesInAnyOrderAndTwice) {
   const process_result result = run_tool(
-      {"read", demo().files[1], demo().files[0], demo().files[1], "--json", "-c", "LINAC/BPM/001"});
+      {"read", data().files[1], data().files[0], data().files[1], "--json", "-c", "LINAC/BPM/001"});
   EXPECT_EQ(event_numbers(result.out), range(1000001, 1000080));
 }
 
-TEST(Read, FindsABareNameInTheFolderWhereItRuns) {
-  const std::string name = std::filesystem::path(demo().files[0]).filename().string();
+TEST_P(Read, FindsABareNameInTheFolderWhereItRuns) {
+  const std::string name = std::filesystem::path(data().files[0]).filename().string();
   const process_result result =
       run_process({"/bin/sh", "-c",
-                   "cd '" + demo().folder.path().string() + "' && '" RAVO_TOOL "' read " + name +
+                   "cd '" + data().folder.path().string() + "' && '" RAVO_TOOL "' read " + name +
                        " --json -c LINAC/BPM/001 --limit 1"});
   EXPECT_EQ(event_numbers(result.out), range(1000001, 1000001)) << result.err;
 }
 
-TEST(Read, KeepsTheEventWindowInBothModes) {
+TEST_P(Read, KeepsTheEventWindowInBothModes) {
   for (const char* mode : {"evid", "time"})
     EXPECT_EQ(events_read({"--first-event", "1000038", "--last-event", "1000043", "--mode", mode}),
               range(1000038, 1000043));
 }
 
-TEST(Read, KeepsTheTimeWindowInBothModes) {
+TEST_P(Read, KeepsTheTimeWindowInBothModes) {
   for (const char* mode : {"evid", "time"})
     EXPECT_EQ(
         events_read({"--from", time_of_event(1000038), "--to", time_of_event(1000043), "--mode", mode}),
         range(1000038, 1000043));
 }
 
-TEST(Read, TakesTimesAsSeconds) {
+TEST_P(Read, TakesTimesAsSeconds) {
   EXPECT_EQ(events_read({"--from", "1740816003.0", "--to", "1740816003.35"}), range(1000030, 1000033));
 }
 
-TEST(Read, HoldsEventAndTimeWindowTogether) {
+TEST_P(Read, HoldsEventAndTimeWindowTogether) {
   EXPECT_EQ(events_read({"--first-event", "1000010", "--to", time_of_event(1000012)}),
             range(1000010, 1000012));
   EXPECT_EQ(events_read({"--last-event", "1000012", "--from", time_of_event(1000010)}),
             range(1000010, 1000012));
 }
 
-TEST(Read, StopsAtTheLimit) { EXPECT_EQ(events_read({"--limit", "3"}), range(1000001, 1000003)); }
+TEST_P(Read, StopsAtTheLimit) { EXPECT_EQ(events_read({"--limit", "3"}), range(1000001, 1000003)); }
 
-TEST(Read, SaysWhenNoEventLiesInTheWindow) {
+TEST_P(Read, SaysWhenNoEventLiesInTheWindow) {
   for (const std::vector<std::string>& window :
        {std::vector<std::string>{"--first-event", "2000000"},
         std::vector<std::string>{"--from", "2031-01-01"}, std::vector<std::string>{"--to", "2001-01-01"}}) {
     std::vector<std::string> arguments = window;
     arguments.insert(arguments.end(), {"-c", "LINAC/BPM/001"});
-    const process_result result = read_demo(arguments);
+    const process_result result = read(arguments);
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, "ravo: no event of these channels lies in the window\n");
   }
 }
 
-TEST(Read, WidensAPatternInTheOrderOfTheFiles) {
+TEST_P(Read, WidensAPatternInTheOrderOfTheFiles) {
   const process_result result =
-      read_demo({"-c", "LINAC/T*/00[12]", "--json", "--first-event", "1000010", "--limit", "1"});
+      read({"-c", "LINAC/T*/00[12]", "--json", "--first-event", "1000010", "--limit", "1"});
   const json event = json_lines(result.out).at(0);
   std::vector<std::string> names;
   for (const json& channel : event.at("channels")) names.push_back(channel.at("channel"));
   EXPECT_THAT(names, ElementsAre("LINAC/TOROID/001", "LINAC/TOROID/002", "LINAC/TEMPERATURE/001"));
 }
 
-TEST(Read, TakesAChannelNamedTwiceOnce) {
-  const process_result result = read_demo(
+TEST_P(Read, TakesAChannelNamedTwiceOnce) {
+  const process_result result = read(
       {"-c", "LINAC/BPM/001", "-c", "LINAC/BPM/001", "-c", "LINAC/BPM/*1", "--json", "--limit", "1"});
   EXPECT_EQ(result.exit_code, 0) << result.err;
   EXPECT_EQ(json_lines(result.out).at(0).at("channels").size(), 1u);
 }
 
-TEST(Read, TakesChannelsBeforeBetweenAndBehindTheFiles) {
-  const std::string first = demo().files[0], second = demo().files[1];
+TEST_P(Read, TakesChannelsBeforeBetweenAndBehindTheFiles) {
+  const std::string first = data().files[0], second = data().files[1];
   const std::vector<std::vector<std::string>> lines = {
       {"read", "-c", "LINAC/BPM/001", "--channel", "LINAC/BPM/002", "--json", first, second},
       {"read", first, second, "--channel", "LINAC/BPM/001", "-c", "LINAC/BPM/002", "--json"},
@@ -117,18 +130,18 @@ TEST(Read, TakesChannelsBeforeBetweenAndBehindTheFiles) {
   for (const std::vector<std::string>& line : lines) EXPECT_EQ(run_tool(line).out, expected.out) << line[1];
 }
 
-TEST(Read, CutsAMember) {
-  const json whole = json_lines(read_demo({"-c", "LINAC/BPM/001", "--json", "--limit", "1"}).out).at(0);
-  const json member = json_lines(read_demo({"-c", "LINAC/BPM/001:1", "--json", "--limit", "1"}).out).at(0);
+TEST_P(Read, CutsAMember) {
+  const json whole = json_lines(read({"-c", "LINAC/BPM/001", "--json", "--limit", "1"}).out).at(0);
+  const json member = json_lines(read({"-c", "LINAC/BPM/001:1", "--json", "--limit", "1"}).out).at(0);
   EXPECT_EQ(member["channels"][0]["channel"], "LINAC/BPM/001:1");
   ASSERT_EQ(member["channels"][0]["members"].size(), 1u);
   EXPECT_EQ(member["channels"][0]["members"][0], whole["channels"][0]["members"][1]);
   EXPECT_EQ(member["channels"][0]["members"][0]["name"], "Y");
 }
 
-TEST(Read, HoldsTheLastValueOfASlowChannel) {
+TEST_P(Read, HoldsTheLastValueOfASlowChannel) {
   const process_result result =
-      read_demo({"-c", "LINAC/RUN/BEGIN", "-c", "LINAC/BPM/001", "--json", "--limit", "2"});
+      read({"-c", "LINAC/RUN/BEGIN", "-c", "LINAC/BPM/001", "--json", "--limit", "2"});
   const auto events = json_lines(result.out);
   EXPECT_EQ(events.at(0)["channels"].size(), 1u);
   EXPECT_EQ(events.at(0)["channels"][0]["held"], false);
@@ -139,10 +152,11 @@ TEST(Read, HoldsTheLastValueOfASlowChannel) {
   EXPECT_EQ(events.at(1)["channels"][1]["held"], false);
 }
 
-TEST(Read, ShowsEveryKindToPeople) {
-  const process_result result = read_demo({"-c", "*", "--first-event", "1000020", "--limit", "1"});
+TEST_P(Read, ShowsEveryKindToPeople) {
+  const process_result result = read({"-c", "*", "--first-event", "1000020", "--limit", "1"});
   ASSERT_EQ(result.exit_code, 0) << result.err;
-  EXPECT_THAT(result.out, testing::StartsWith("event 1000020  " + time_of_event(1000020) + "\n"));
+  EXPECT_THAT(result.out, testing::StartsWith("event 1000020  " + time_of_event(1000020) +
+                                              (is_older() ? "  (older generation)\n" : "\n")));
   for (const char* text :
        {"LINAC/BPM/001", "CHARGE", "mean", " nC\n", "MeV\n", "64 x 48 pixels of 1 byte",
         "48 x 40 pixels of 2 bytes", "LASER_ENERGY=", "\"feedback active\"", " degC  at "})
@@ -150,16 +164,17 @@ TEST(Read, ShowsEveryKindToPeople) {
   EXPECT_THAT(result.out, testing::Not(HasSubstr("\033"))) << "colour is for terminals";
 }
 
-TEST(Read, PrintsAScalarAsItsValue) {
-  const json event = json_lines(read_demo({"-c", "LINAC/ENERGY/001", "--json", "--limit", "1"}).out).at(0);
+TEST_P(Read, PrintsAScalarAsItsValue) {
+  const json event = json_lines(read({"-c", "LINAC/ENERGY/001", "--json", "--limit", "1"}).out).at(0);
   EXPECT_EQ(event["channels"][0]["value"], event["channels"][0]["members"][0]["mean"]);
 }
 
 // Fifty events a second: neighbours are closer than the tolerance that suits ten.
-TEST(Read, ByTimeStepsAsTheEventsDo) {
+TEST_P(Read, ByTimeStepsAsTheEventsDo) {
   const temporary_folder folder;
   const process_result made =
-      run_tool({"simulate", folder.path().string(), "--rate", "50", "--files", "1", "--events", "20"});
+      run_tool({"simulate", folder.path().string(), "--rate", "50", "--files", "1", "--events", "20",
+                "--generation", GetParam()});
   ASSERT_EQ(made.exit_code, 0);
   const std::string file = raw_files(folder.path()).at(0);
   const process_result all = run_tool({"read", file, "-c", "LINAC/BPM/001", "--mode", "time", "--json"});
@@ -167,8 +182,8 @@ TEST(Read, ByTimeStepsAsTheEventsDo) {
   EXPECT_EQ(event_numbers(all.out), range(1000001, 1000020));
 }
 
-TEST(Read, RefusesAToleranceThatReachesTheNextEvent) {
-  const process_result result = read_demo({"-c", "LINAC/BPM/001", "--mode", "time", "--tolerance", "120"});
+TEST_P(Read, RefusesAToleranceThatReachesTheNextEvent) {
+  const process_result result = read({"-c", "LINAC/BPM/001", "--mode", "time", "--tolerance", "120"});
   EXPECT_EQ(result.exit_code, 2);
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(result.err,
@@ -176,16 +191,16 @@ TEST(Read, RefusesAToleranceThatReachesTheNextEvent) {
                   "ravo: --tolerance: 120 ms is not smaller than the distance of events, [0-9.]+ ms\n"));
 }
 
-TEST(Read, KeepsTheLibrarysWordsOutOfItsOutput) {
-  const process_result quiet = read_demo({"-c", "LINAC/BPM/001", "--json", "--limit", "2"});
-  const process_result loud = read_demo({"-c", "LINAC/BPM/001", "--json", "--limit", "2", "--debug", "2"});
+TEST_P(Read, KeepsTheLibrarysWordsOutOfItsOutput) {
+  const process_result quiet = read({"-c", "LINAC/BPM/001", "--json", "--limit", "2"});
+  const process_result loud = read({"-c", "LINAC/BPM/001", "--json", "--limit", "2", "--debug", "2"});
   EXPECT_EQ(quiet.err, "");
   EXPECT_EQ(loud.out, quiet.out);
   EXPECT_THAT(loud.err, HasSubstr("reader.get_data()"));
 }
 
-TEST(Read, SuggestsNamesForAnUnknownChannel) {
-  const process_result result = read_demo({"-c", "LINAC/BPM/HALFRATE"});
+TEST_P(Read, SuggestsNamesForAnUnknownChannel) {
+  const process_result result = read({"-c", "LINAC/BPM/HALFRATE"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(
@@ -193,8 +208,8 @@ TEST(Read, SuggestsNamesForAnUnknownChannel) {
       "ravo: channel LINAC/BPM/HALFRATE is in none of the files; did you mean LINAC/BPM/HALF_RATE?\n");
 }
 
-TEST(Read, PointsToTheListWhenNoNameIsNear) {
-  const process_result result = read_demo({"-c", "SOMETHING/ELSE/ENTIRELY/0815"});
+TEST_P(Read, PointsToTheListWhenNoNameIsNear) {
+  const process_result result = read({"-c", "SOMETHING/ELSE/ENTIRELY/0815"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(
       result.err,
@@ -202,17 +217,17 @@ TEST(Read, PointsToTheListWhenNoNameIsNear) {
       "those that are\n");
 }
 
-TEST(Read, RefusesAPatternWithoutAMatch) {
-  const process_result result = read_demo({"-c", "RING/*"});
+TEST_P(Read, RefusesAPatternWithoutAMatch) {
+  const process_result result = read({"-c", "RING/*"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.err, "ravo: no channel of the files matches RING/*\n");
 }
 
-TEST(Read, RefusesAMemberThatIsNotThere) {
-  const process_result result = read_demo({"-c", "LINAC/BPM/001:3"});
+TEST_P(Read, RefusesAMemberThatIsNotThere) {
+  const process_result result = read({"-c", "LINAC/BPM/001:3"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.err, "ravo: LINAC/BPM/001 has no member 3; it has 0 X, 1 Y, 2 CHARGE\n");
-  const process_result camera = read_demo({"-c", "LINAC/CAMERA/001:0"});
+  const process_result camera = read({"-c", "LINAC/CAMERA/001:0"});
   EXPECT_EQ(camera.exit_code, 1);
   EXPECT_EQ(camera.err, "ravo: LINAC/CAMERA/001 has a single member: ask for it without ':0'\n");
 }

@@ -28,9 +28,9 @@ process_result run_at_once(const std::vector<std::string>& arguments) {
 // Runs 3 and 4 of three files each, 2 s of ten events a second in a file, from 2025-03-01T08:00:00Z on; and
 // a catalogue of them. Run 4 begins at 08:00:11.
 struct archive {
-  archive() {
+  explicit archive(const std::string& generation) {
     check(run_tool({"simulate", data, "--runs", "2", "--first-run", "3", "--files", "3", "--events", "20",
-                    "--channels", "20"}));
+                    "--channels", "20", "--generation", generation}));
     check(run_at_once({"catalog", "build", data, "--into", catalogue}));
     files = raw_files(data);
   }
@@ -43,9 +43,9 @@ struct archive {
   std::vector<std::string> files;
 };
 
-const archive& the_archive() {
-  static const archive made;
-  return made;
+const archive& archive_of(const std::string& generation) {
+  static const archive current("current"), older("older");
+  return generation == "older" ? older : current;
 }
 
 std::vector<std::string> with_channel(std::vector<std::string> arguments) {
@@ -81,13 +81,26 @@ std::vector<json> explained(std::vector<std::string> request) {
 
 std::string name_of(const json& line) { return line.at("file").get<std::string>(); }
 
-std::vector<std::string> files_of_run(int run) {
-  const auto first = the_archive().files.begin() + (run == 3 ? 0 : 3);
-  return {first, first + 3};
-}
+// Over files of both generations.
+class Request : public testing::TestWithParam<const char*> {
+ protected:
+  std::vector<std::string> files_of_run(int run) const {
+    const auto first = made.files.begin() + (run == 3 ? 0 : 3);
+    return {first, first + 3};
+  }
 
-TEST(Request, ForARunIsTheSameAsItsFiles) {
-  const archive& made = the_archive();
+  const std::string generation = GetParam();
+  const archive& made = archive_of(generation);
+};
+class Explain : public Request {};
+
+constexpr auto name_of_generation = [](const testing::TestParamInfo<const char*>& tested) {
+  return std::string(tested.param);
+};
+INSTANTIATE_TEST_SUITE_P(Generations, Request, testing::Values("current", "older"), name_of_generation);
+INSTANTIATE_TEST_SUITE_P(Generations, Explain, testing::Values("current", "older"), name_of_generation);
+
+TEST_P(Request, ForARunIsTheSameAsItsFiles) {
   for (const int run : {3, 4}) {
     const std::string expected = read_by_name(files_of_run(run));
     const std::string number = std::to_string(run);
@@ -98,8 +111,7 @@ TEST(Request, ForARunIsTheSameAsItsFiles) {
   }
 }
 
-TEST(Request, ForSeveralRunsIsTheSameAsTheirFiles) {
-  const archive& made = the_archive();
+TEST_P(Request, ForSeveralRunsIsTheSameAsTheirFiles) {
   const std::string expected = read_by_name(made.files);
   EXPECT_EQ(read_by_request({"--run", "3-4", "--catalog", made.catalogue}), expected);
   EXPECT_EQ(read_by_request({"--run", "1-9", "--catalog", made.catalogue}), expected)
@@ -107,8 +119,7 @@ TEST(Request, ForSeveralRunsIsTheSameAsTheirFiles) {
   EXPECT_EQ(read_by_request({"--run", "3-4", "--data", made.data}), expected);
 }
 
-TEST(Request, ForAPeriodIsTheSameAsTheWindowOfAllFiles) {
-  const archive& made = the_archive();
+TEST_P(Request, ForAPeriodIsTheSameAsTheWindowOfAllFiles) {
   const std::vector<std::pair<const char*, const char*>> periods = {
       {"2025-03-01T08:00:01.5", "2025-03-01T08:00:03.25"},
       {"2025-03-01T08:00:02", "2025-03-01T08:00:13"},
@@ -120,8 +131,7 @@ TEST(Request, ForAPeriodIsTheSameAsTheWindowOfAllFiles) {
   }
 }
 
-TEST(Request, ForAPeriodInsideOneFileIsAnsweredByTheCatalogue) {
-  const archive& made = the_archive();
+TEST_P(Request, ForAPeriodInsideOneFileIsAnsweredByTheCatalogue) {
   const std::vector<std::string> window = {"--from", "2025-03-01T08:00:02.95", "--to",
                                            "2025-03-01T08:00:03.35"};
   std::vector<std::string> request = window;
@@ -129,8 +139,7 @@ TEST(Request, ForAPeriodInsideOneFileIsAnsweredByTheCatalogue) {
   EXPECT_EQ(read_by_request(request), read_by_name(made.files, window));
 }
 
-TEST(Request, ReadsTimesOfDayInTheZone) {
-  const archive& made = the_archive();
+TEST_P(Request, ReadsTimesOfDayInTheZone) {
   const std::string utc =
       read_by_name(made.files, {"--from", "2025-03-01T08:00:01", "--to", "2025-03-01T08:00:03"});
   for (const char* zone : {"Europe/Berlin", "+01:00"})
@@ -143,8 +152,7 @@ TEST(Request, ReadsTimesOfDayInTheZone) {
             utc);
 }
 
-TEST(Request, ForARunKeepsItsWindow) {
-  const archive& made = the_archive();
+TEST_P(Request, ForARunKeepsItsWindow) {
   for (const std::vector<std::string>& window :
        {std::vector<std::string>{"--from", "2025-03-01T08:00:03", "--to", "2025-03-01T08:00:04"},
         std::vector<std::string>{"--from", "2025-03-01T08:00:03"},
@@ -163,11 +171,12 @@ TEST(Request, ForARunKeepsItsWindow) {
 }
 
 // A period that ends now and began five minutes ago: the simulated files are written into it.
-TEST(Request, CountsBackFromNow) {
+TEST_P(Request, CountsBackFromNow) {
   const temporary_folder folder;
   const std::string data = folder.file("data");
   archive::check(run_tool(
-      {"simulate", data, "--files", "1", "--events", "20", "--channels", "20", "--start", "-2min"}));
+      {"simulate", data, "--files", "1", "--events", "20", "--channels", "20", "--start", "-2min",
+       "--generation", generation}));
   const process_result result = run_at_once(with_channel({"read", "--from", "-1h", "--data", data}));
   EXPECT_EQ(result.exit_code, 0) << result.err;
   EXPECT_EQ(result.out, read_by_name(raw_files(data)));
@@ -178,18 +187,17 @@ TEST(Request, CountsBackFromNow) {
 
 // ---- explained ---------------------------------------------------------------------------------------
 
-TEST(Explain, SaysThatTheCatalogueHadTheFiles) {
-  const archive& made = the_archive();
+TEST_P(Explain, SaysThatTheCatalogueHadTheFiles) {
   const std::vector<json> lines = explained({"--run", "3", "--catalog", made.catalogue});
   ASSERT_EQ(lines.size(), 3u);
   for (std::size_t i = 0; i < 3; ++i)
     EXPECT_EQ(
         lines[i],
-        json({{"file", made.files[i]}, {"read", true}, {"origin", "catalogue"}, {"outcome", "taken"}}));
+        json({{"file", made.files[i]}, {"generation", generation}, {"read", true}, {"origin", "catalogue"},
+              {"outcome", "taken"}}));
 }
 
-TEST(Explain, SaysWhichFilesStandAtTheEdges) {
-  const archive& made = the_archive();
+TEST_P(Explain, SaysWhichFilesStandAtTheEdges) {
   // The second file of run 3 begins at 08:00:02 and the third at 08:00:04.
   const std::vector<json> lines =
       explained({"--from", "2025-03-01T08:00:01", "--to", "2025-03-01T08:00:03", "--data", made.data});
@@ -206,17 +214,17 @@ TEST(Explain, SaysWhichFilesStandAtTheEdges) {
   EXPECT_EQ(lines[2].at("outcome"), "outside_period");
 }
 
-TEST(Explain, SaysWhatTheRunHasOutsideThePeriod) {
-  const archive& made = the_archive();
+TEST_P(Explain, SaysWhatTheRunHasOutsideThePeriod) {
   const std::vector<json> lines = explained({"--run", "3", "--from", "2025-03-01T08:00:03.5", "--to",
                                              "2025-03-01T08:00:03.9", "--catalog", made.catalogue});
   ASSERT_EQ(lines.size(), 3u);
-  EXPECT_EQ(lines[0].at("outcome"), "outside_period");
+  // The older reader goes by the times in the names alone, and keeps the first file that is not too late.
+  EXPECT_EQ(lines[0].at("outcome"), generation == "older" ? "taken" : "outside_period");
   EXPECT_EQ(lines[1].at("outcome"), "taken");
   EXPECT_EQ(lines[2].at("outcome"), "outside_period");
 }
 
-TEST(Explain, NamesFilesThatAreNotClosed) {
+TEST(ExplainYoungFiles, NamesThoseThatAreNotClosed) {
   const temporary_folder young;
   archive::check(
       run_tool({"simulate", young.path().string(), "--files", "1", "--events", "3", "--channels", "20"}));
@@ -239,11 +247,11 @@ TEST(Explain, NamesFilesThatAreNotClosed) {
                 "wait half a minute, or name the files: named files are read at once\n");
 }
 
-TEST(Explain, IsReadByPeople) {
-  const archive& made = the_archive();
+TEST_P(Explain, IsReadByPeople) {
   const process_result result =
       run_at_once({"read", "--from", "2025-03-01T08:00:01", "--to", "2025-03-01T08:00:03", "--catalog",
                    made.folder.file("none"), "--data", made.data, "--explain"});
+  const std::string mark = generation == "older" ? "  (older generation)" : "";
   EXPECT_EQ(result.exit_code, 0) << result.err;
   EXPECT_EQ(result.out,
             "2025-03-01T08:00:01.000000Z to 2025-03-01T08:00:03.000000Z of experiment linac, stream main\n"
@@ -255,19 +263,14 @@ TEST(Explain, IsReadByPeople) {
                 ": searched by name among 6 raw files\n"
                 "\n"
                 "  read  " +
-                made.files[0] +
-                "  edge: comes before the first\n"
-                "  read  " +
-                made.files[1] +
-                "  its name fits\n"
-                "  -     " +
-                made.files[2] +
-                "  edge: comes behind the last; no events of the period\n"
-                "\n"
+                made.files[0] + "  edge: comes before the first" + mark + "\n  read  " + made.files[1] +
+                "  its name fits" + mark + "\n  -     " + made.files[2] +
+                "  edge: comes behind the last; no events of the period" + mark +
+                "\n\n"
                 "2 files to read, 1 left out\n");
 }
 
-TEST(Explain, OpensNoFile) {
+TEST(ExplainDamagedFiles, ListsThem) {
   const temporary_folder folder;
   const std::string file =
       folder.write("linac_main_run5_file1_20250301T080000Z.raw", std::vector<unsigned char>{'x'});
@@ -279,7 +282,7 @@ TEST(Explain, OpensNoFile) {
 // ---- nothing found -----------------------------------------------------------------------------------
 
 TEST(RequestForNothing, SaysWhatWasLookedAt) {
-  const archive& made = the_archive();
+  const archive& made = archive_of("current");
   const process_result unknown_run =
       run_at_once({"read", "--run", "77", "--catalog", made.catalogue, "--data", made.data, "-c", "X"});
   EXPECT_EQ(unknown_run.exit_code, 1);
@@ -297,7 +300,7 @@ TEST(RequestForNothing, SaysWhatWasLookedAt) {
 }
 
 TEST(RequestForNothing, SaysThatTheFolderIsNotThere) {
-  const archive& made = the_archive();
+  const archive& made = archive_of("current");
   const std::string nowhere = made.folder.file("nowhere");
   const process_result result =
       run_at_once({"read", "--run", "1-2", "--catalog", nowhere, "--data", nowhere, "-c", "X"});
@@ -315,7 +318,7 @@ TEST(RequestForNothing, SaysThatTheFolderIsNotThere) {
 }
 
 TEST(RequestForNothing, AsksForAPlaceToLookAt) {
-  const archive& made = the_archive();
+  const archive& made = archive_of("current");
   const process_result result = run_at_once(
       {"read", "--run", "3", "-e", "ring", "--stream", "slow", "--catalog", made.catalogue, "-c", "X"});
   EXPECT_EQ(result.exit_code, 1);
@@ -354,7 +357,7 @@ TEST(RequestForNothing, SaysThatCataloguedFilesWereMoved) {
 }
 
 TEST(RequestForNothing, TellsOfPeriodsThatNamesMayMiss) {
-  const archive& made = the_archive();
+  const archive& made = archive_of("current");
   const process_result result = run_at_once(
       {"read", "--from", "2025-02-01", "--to", "2025-02-02", "--data", made.data, "-c", "LINAC/BPM/001"});
   EXPECT_EQ(result.exit_code, 1);
@@ -363,8 +366,7 @@ TEST(RequestForNothing, TellsOfPeriodsThatNamesMayMiss) {
                         "`ravo catalog build` makes, finds it\n"));
 }
 
-TEST(Request, NotesFilesOfAnotherStream) {
-  const archive& made = the_archive();
+TEST_P(Request, NotesFilesOfAnotherStream) {
   const process_result result = run_at_once({"read", "--run", "3", "--stream", "slow", "--data", made.data,
                                              "-c", "LINAC/BPM/001", "--limit", "1"});
   EXPECT_EQ(result.exit_code, 0);
@@ -374,7 +376,7 @@ TEST(Request, NotesFilesOfAnotherStream) {
       "experiment only\n");
 }
 
-TEST(Request, NamesADamagedFile) {
+TEST_P(Request, NamesADamagedFile) {
   const temporary_folder folder;
   const std::string file =
       folder.write("linac_main_run5_file1_20250301T080000Z.raw", std::vector<unsigned char>{'x', 'y', 'z'});

@@ -27,10 +27,11 @@ std::vector<std::string> raw_files(const std::filesystem::path& folder) {
   return files;
 }
 
-demo_data::demo_data() {
+demo_data::demo_data(const std::string& generation) {
   const std::string key_file = folder.file("key.jsonl");
   const process_result made = run_tool({"simulate", folder.path().string(), "--files", "2", "--events",
-                                        "40", "--channels", "30", "--answer-key", key_file});
+                                        "40", "--channels", "30", "--answer-key", key_file,
+                                        "--generation", generation});
   if (made.exit_code != 0) throw std::runtime_error("ravo simulate: " + made.err);
   files = raw_files(folder.path());
   const std::vector<unsigned char> bytes = read_file(key_file);
@@ -38,13 +39,19 @@ demo_data::demo_data() {
 }
 
 const demo_data& demo() {
-  static const demo_data data;
+  static const demo_data data("current");
   return data;
 }
 
-process_result read_demo(const std::vector<std::string>& arguments) {
+const demo_data& demo_of(const std::string& generation) {
+  if (generation == "current") return demo();
+  static const demo_data data("older");
+  return data;
+}
+
+process_result read_demo(const std::vector<std::string>& arguments, const demo_data& data) {
   std::vector<std::string> all = {"read"};
-  all.insert(all.end(), demo().files.begin(), demo().files.end());
+  all.insert(all.end(), data.files.begin(), data.files.end());
   all.insert(all.end(), arguments.begin(), arguments.end());
   return run_tool(all);
 }

@@ -23,15 +23,17 @@ std::vector<std::string> raw_files(const std::filesystem::path& folder);
 /// Two small files made by `ravo simulate`, with their answer key: forty events each, events 1000000 (the
 /// run begins) to 1000081 (it ends), ten a second from 2025-03-01T08:00:00Z. Made once for all tests.
 struct demo_data {
-  demo_data();
+  explicit demo_data(const std::string& generation);
   temporary_folder folder;
   std::vector<std::string> files;
   std::vector<nlohmann::json> key;
 };
 const demo_data& demo();
+/// The same machine in files of a generation, "current" or "older".
+const demo_data& demo_of(const std::string& generation);
 
 /// `ravo read` over the demo files with these arguments behind the files.
-process_result read_demo(const std::vector<std::string>& arguments);
+process_result read_demo(const std::vector<std::string>& arguments, const demo_data& data = demo());
 
 /// The event numbers of JSON lines of `ravo read`.
 std::vector<unsigned> event_numbers(const std::string& lines);

@@ -130,8 +130,9 @@ bool summarise_ext_frame(bytes data, block_summary& summary) {
                           {head.aoi_width, head.aoi_height, head.bpp, head.frame, 0, 0}, summary);
 }
 
+template <class Update>
 bool summarise_update(bytes data, block_summary& summary) {
-  ravo_upd_data_block_2010 update;
+  Update update;
   if (!read(data, 0, update)) return false;
   summary.update = {text_of(update.upd_prop, sizeof update.upd_prop), update.upd_ch_status,
                     update.upd_ch_time, update.upd_ch_data};
@@ -173,7 +174,9 @@ bool summarise_shape(payload_shape shape, bytes data, block_summary& summary) {
     case payload_shape::roi:
       return summarise_profiles(data, summary);
     case payload_shape::update:
-      return summarise_update(data, summary);
+      return summarise_update<ravo_upd_data_block_2010>(data, summary);
+    case payload_shape::update_older:
+      return summarise_update<ravo_upd_data_block>(data, summary);
     case payload_shape::name_value:
       return summarise_pairs(data, summary);
     case payload_shape::text:
@@ -181,7 +184,6 @@ bool summarise_shape(payload_shape shape, bytes data, block_summary& summary) {
       return true;
     // The reader hands none of these out; whoever meets one sees its type and its length.
     case payload_shape::none:
-    case payload_shape::update_older:
     case payload_shape::environment:
     case payload_shape::env_dictionary:
       return false;

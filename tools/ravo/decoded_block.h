@@ -1,25 +1,32 @@
-// The decoded block behind an entry that the reader handed out.
+// The decoded block behind an entry that a reader handed out: what its subheader says, and its data in host
+// order, in the same form for both generations.
 #ifndef RAVO_TOOL_DECODED_BLOCK_H
 #define RAVO_TOOL_DECODED_BLOCK_H
 
 #include <zlib.h>
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "ravo_core_records.h"
-#include "ravo_raw_format.h"
 
 namespace ravo::tool {
 
-/// Subheader and data of the entry; null when the entry has no data.
-inline const ravo_serv_block_subhead_2010* subheader(const ravo_channel_entry_long& entry) {
-  return reinterpret_cast<const ravo_serv_block_subhead_2010*>(entry.sbchdata[0].chhd);
-}
+struct decoded_block {
+  std::uint32_t dtype;  ///< the whole word: the high 16 bits are those of a subchannel
+  std::int32_t error;
+  std::span<const unsigned char> data;  ///< the reader's
+};
 
-inline std::span<const unsigned char> payload(const ravo_serv_block_subhead_2010& head) {
-  return {reinterpret_cast<const unsigned char*>(&head + 1),
-          static_cast<std::size_t>(head.ldata) - sizeof head};
+/// Nothing when the entry has no data. `Subhead` is the subheader of the reader's generation.
+template <class Subhead>
+std::optional<decoded_block> block_of(const ravo_channel_entry_long& entry) {
+  const auto* head = reinterpret_cast<const Subhead*>(entry.sbchdata[0].chhd);
+  if (!head) return std::nullopt;
+  return decoded_block{static_cast<std::uint32_t>(head->dtype), head->error,
+                       {reinterpret_cast<const unsigned char*>(head + 1),
+                        static_cast<std::size_t>(head->ldata) - sizeof *head}};
 }
 
 inline std::uint32_t checksum(std::span<const unsigned char> data) {

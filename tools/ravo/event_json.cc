@@ -4,6 +4,7 @@
 #include "decoded_block.h"
 #include "event_printing.h"
 #include "json_lines.h"
+#include "raw_file.h"
 #include "times.h"
 
 namespace ravo::tool {
@@ -61,22 +62,20 @@ void add_values(const block_summary& block, json& to) {
 json entry_object(const read_entry& entry, checksums sums) {
   json object;
   object["channel"] = entry.channel->key();
-  object["event"] = entry.data->event_id.event_number;
-  object["time"] = format_time(entry.data->event_id.time);
+  object["event"] = entry.id.event_number;
+  object["time"] = format_time(entry.id.time);
   object["held"] = entry.held;
-  const ravo_serv_block_subhead_2010* head = subheader(*entry.data);
-  if (!head) {
+  if (!entry.block) {
     object["problem"] = "the block could not be converted";
     return object;
   }
-  const auto data = payload(*head);
-  const block_summary block =
-      summarise(static_cast<std::uint32_t>(head->dtype), entry.channel->subchannel, data);
+  const decoded_block& decoded = *entry.block;
+  const block_summary block = summarise(decoded.dtype, entry.channel->subchannel, decoded.data);
   object["dtype"] = block.dtype;
-  if (head->error != 0) object["error"] = head->error;
+  if (decoded.error != 0) object["error"] = decoded.error;
   if (sums == checksums::shown) {
-    object["bytes"] = data.size();
-    object["crc32"] = checksum(data);
+    object["bytes"] = decoded.data.size();
+    object["crc32"] = checksum(decoded.data);
   }
   add_values(block, object);
   return object;
@@ -88,6 +87,7 @@ void print_event_json(const read_event& event, checksums sums, output& out) {
   json line;
   line["event"] = event.id.event_number;
   line["time"] = format_time(event.id.time);
+  line["generation"] = name_of(event.generation);
   line["channels"] = json::array();
   for (const read_entry& entry : event.entries) line["channels"].push_back(entry_object(entry, sums));
   out.print(json_line(line));

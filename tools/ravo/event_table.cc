@@ -78,14 +78,13 @@ void print_members(const block_summary& block, const read_entry& entry, const st
 }
 
 void print_entry(const read_entry& entry, checksums sums, line_printer& lines) {
-  const ravo_serv_block_subhead_2010* head = subheader(*entry.data);
-  if (!head) return lines.print(entry.channel->key(), "", "no data: the block could not be converted");
-  const auto data = payload(*head);
-  const block_summary block =
-      summarise(static_cast<std::uint32_t>(head->dtype), entry.channel->subchannel, data);
+  if (!entry.block)
+    return lines.print(entry.channel->key(), "", "no data: the block could not be converted");
+  const auto [dtype, error, data] = *entry.block;
+  const block_summary block = summarise(dtype, entry.channel->subchannel, data);
   std::string notes;
   if (entry.held) notes += "  (held)";
-  if (head->error != 0) notes += fmt::format("  error {:#x}", static_cast<std::uint32_t>(head->error));
+  if (error != 0) notes += fmt::format("  error {:#x}", static_cast<std::uint32_t>(error));
   if (sums == checksums::shown)
     notes += fmt::format("  {} bytes, crc32 {:08x}", data.size(), checksum(data));
   const std::string name = entry.channel->key();
@@ -107,8 +106,9 @@ void print_entry(const read_entry& entry, checksums sums, line_printer& lines) {
 }  // namespace
 
 void print_event_table(const read_event& event, checksums sums, output& out) {
-  fmt::print(out.file(), "{}event {}  {}{}\n", out.bold(), event.id.event_number,
-             format_time(event.id.time), out.plain());
+  const bool is_older = event.generation == ravo_file_generation::older;
+  fmt::print(out.file(), "{}event {}  {}{}{}\n", out.bold(), event.id.event_number,
+             format_time(event.id.time), is_older ? "  (older generation)" : "", out.plain());
   std::size_t width = 0;
   for (const read_entry& entry : event.entries) width = std::max(width, entry.channel->key().size());
   line_printer lines(out, width);

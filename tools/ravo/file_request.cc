@@ -13,7 +13,9 @@
 #include "failure.h"
 #include "json_lines.h"
 #include "ravo_evutl.h"
+#include "ravo_file_generation.h"
 #include "ravo_run_catalogue.h"
+#include "raw_file.h"
 #include "times.h"
 
 namespace ravo::tool {
@@ -29,12 +31,18 @@ void fill(char (&field)[size], const std::string& text, const char* option) {
   std::memcpy(field, text.c_str(), text.size() + 1);
 }
 
+// Where files are looked for by their names.
+std::string searched_folder(const file_request& request) {
+  return request.data.value_or(generation_2010::default_data_dir);
+}
+
 ravo_daq_request record_of(const file_request& request, const ravo_daq_request& defaults) {
   ravo_daq_request record = defaults;
   fill(record.exp_name, request.experiment, "--experiment");
   fill(record.stream_name, request.stream, "--stream");
   fill(record.cdir, request.catalogue, "--catalog");
-  if (request.data) fill(record.ddir, *request.data, "--data");
+  // The older reader has no directory of its own; the files of both generations are looked for alike.
+  fill(record.ddir, searched_folder(request), "--data");
   if (request.runs) {
     record.run_first = request.runs->first;
     record.run_last = request.runs->last;
@@ -77,19 +85,14 @@ std::vector<std::string> catalogued_folders(const file_request& request) {
 // The reader looks for what the catalogue names in its data directory, or along its data path list. Unless
 // a directory is asked for, it is led to where the catalogue says that the files are, and only then along
 // the list.
-void lead_to_catalogued_folders(ravo_daq_reader_2010& reader, const file_request& request,
-                                ravo_daq_request& record) {
+template <class Reader>
+void lead_to_catalogued_folders(Reader& reader, const file_request& request, ravo_daq_request& record) {
   std::string paths;
   for (const std::string& folder : catalogued_folders(request)) paths += folder + ":";
   if (paths.empty()) return;
   record.ddir[0] = '\0';
   paths += reader.get_data_path_list();
   reader.set_data_path_list(paths.c_str());
-}
-
-// Where files are looked for by their names.
-std::string searched_folder(const file_request& request) {
-  return request.data.value_or(generation_2010::default_data_dir);
 }
 
 bool is_from_catalogue(const file_decisions& decisions) {
@@ -242,42 +245,93 @@ std::string file_request::text() const {
                                    : fmt::format("runs {} to {}", runs->first, runs->last);
 }
 
-void choose_files(ravo_daq_reader_2010& reader, const file_request& request, file_decisions& decisions,
-                  output& out) {
+namespace {
+
+// By the rules of the reader's generation; false when it finds no file.
+template <class Reader>
+bool choose_files_with(Reader& reader, const file_request& request, int debug, file_decisions& decisions,
+                       output& out) {
+  reader.set_debug(debug);
   ravo_daq_request record = record_of(request, reader.request);
   if (!request.data) lead_to_catalogued_folders(reader, request, record);
+  decisions.clear();
   reader.decisions = &decisions;
   const int status = reader.init(&record, nullptr);
+  reader.decisions = nullptr;
   // A first file that is refused is explained better by whoever looks into it next.
-  if (status == RAVO_DAQ_READER_OK || status == RAVO_DAQ_READER_BAD_FILE_FORMAT) return;
-  if (status == RAVO_DAQ_READER_FILES_NOT_FOUND) throw data_failure(why_nothing(request, decisions));
+  if (status == RAVO_DAQ_READER_OK || status == RAVO_DAQ_READER_BAD_FILE_FORMAT) return true;
+  if (status == RAVO_DAQ_READER_FILES_NOT_FOUND) return false;
   const std::string words = out.take_library_output();
   throw data_failure(fmt::format("the reader refuses the request for {}: {} (status {}){}", request.text(),
                                  reader.get_last_error(), status,
                                  words.empty() ? "" : "\nthe library said:\n" + words));
 }
 
+// Nothing of a path that is no raw file.
+std::optional<ravo_file_generation> generation_of(const std::string& path) {
+  auto generation = ravo_file_generation::current;
+  if (ravo_get_file_generation(path.c_str(), &generation) != 0) return std::nullopt;
+  return generation;
+}
+
+bool is_older(const std::string& path) { return generation_of(path) == ravo_file_generation::older; }
+
+}  // namespace
+
+std::vector<std::string> files_of(const any_reader& reader) {
+  return std::visit(
+      [](const auto& one) { return std::vector<std::string>(one.files.begin(), one.files.end()); }, reader);
+}
+
+std::string explain_two_generations(const std::string& older, const std::string& current) {
+  return fmt::format("{} is of the older generation of the raw format, {} of the current one, and a request "
+                     "reads one generation; read them apart, or rewrite the older files first: `ravo convert {} "
+                     "--into DIR`",
+                     older, current, older);
+}
+
+// Which generation the files are of is seen only when they are found, and what is found depends on the
+// reader: files before a period are opened, and a reader opens those of its own generation.
+void choose_files(any_reader& reader, const file_request& request, int debug, file_decisions& decisions,
+                  output& out) {
+  const bool found =
+      choose_files_with(reader.emplace<ravo_daq_reader_2010>(), request, debug, decisions, out);
+  if (found && !is_older(files_of(reader).front())) return;
+  file_decisions of_older;
+  if (choose_files_with(reader.emplace<ravo_daq_reader>(), request, debug, of_older, out) &&
+      is_older(files_of(reader).front())) {
+    decisions = std::move(of_older);
+    return;
+  }
+  throw data_failure(why_nothing(request, decisions));
+}
+
 file_decisions decide_files(const file_request& request, int debug, output& out) {
   constexpr time_stamp latest{0xFFFFFFFFu, 999'999};
   file_decisions decisions;
-  ravo_daq_reader_2010 reader;
-  reader.set_debug(debug);
-  choose_files(reader, request, decisions, out);
+  any_reader reader;
+  choose_files(reader, request, debug, decisions, out);
   // What reading begins with: the window is set, and the files are trimmed to it.
   const ravo_time_id from{0, request.from.value_or(time_stamp{})};
   const ravo_time_id to{0, request.to.value_or(latest)};
-  reader.set_start_point(&from);
-  reader.set_stop_point(&to);
-  if (const int status = reader.check_request(); status != RAVO_DAQ_READER_OK)
-    throw data_failure(fmt::format("the reader refuses the request for {}: {} (status {})", request.text(),
-                                   reader.get_last_error(), status));
+  std::visit(
+      [&](auto& one) {
+        one.decisions = &decisions;
+        one.set_start_point(&from);
+        one.set_stop_point(&to);
+        if (const int status = one.check_request(); status != RAVO_DAQ_READER_OK)
+          throw data_failure(fmt::format("the reader refuses the request for {}: {} (status {})",
+                                         request.text(), one.get_last_error(), status));
+      },
+      reader);
   return decisions;
 }
 
-std::size_t count_other_streams(const std::vector<char*>& files, const std::string& stream) {
-  return static_cast<std::size_t>(std::count_if(files.begin(), files.end(), [&stream](const char* path) {
-    return fs::path(path).filename().string().find("_" + stream + "_") == std::string::npos;
-  }));
+std::size_t count_other_streams(const std::vector<std::string>& files, const std::string& stream) {
+  return static_cast<std::size_t>(
+      std::count_if(files.begin(), files.end(), [&stream](const std::string& path) {
+        return fs::path(path).filename().string().find("_" + stream + "_") == std::string::npos;
+      }));
 }
 
 void print_decisions(const file_request& request, const file_decisions& decisions, output& out) {
@@ -290,20 +344,34 @@ void print_decisions(const file_request& request, const file_decisions& decision
   for (const file_decision& one : sorted) width = std::max(width, one.name.size());
   out.print("\n");
   for (const file_decision& one : sorted)
-    out.print_line(fmt::format("  {}  {:<{}}  {}{}{}", one.outcome == file_outcome::taken ? "read" : "-   ",
-                               one.name, width, text_of(one.origin),
-                               one.outcome == file_outcome::taken ? "" : "; ", text_of(one.outcome)));
+    out.print_line(fmt::format("  {}  {:<{}}  {}{}{}{}",
+                               one.outcome == file_outcome::taken ? "read" : "-   ", one.name, width,
+                               text_of(one.origin), one.outcome == file_outcome::taken ? "" : "; ",
+                               text_of(one.outcome), is_older(one.name) ? "  (older generation)" : ""));
   const std::size_t taken = count(sorted, file_outcome::taken);
   fmt::print(out.file(), "\n{} file{} to read, {} left out\n", taken, taken == 1 ? "" : "s",
              sorted.size() - taken);
 }
 
 void print_decisions_json(const file_decisions& decisions, output& out) {
-  for (const file_decision& one : by_time(decisions))
+  for (const file_decision& one : by_time(decisions)) {
+    const auto generation = generation_of(one.name);
     out.print(json_line({{"file", one.name},
+                         {"generation", generation ? json(name_of(*generation)) : json()},
                          {"read", one.outcome == file_outcome::taken},
                          {"origin", key_of(one.origin)},
                          {"outcome", key_of(one.outcome)}}));
+  }
+}
+
+void check_generation(const file_decisions& decisions) {
+  std::optional<std::string> older, current;
+  for (const file_decision& one : by_time(decisions)) {
+    if (one.outcome != file_outcome::taken) continue;
+    std::optional<std::string>& of_its_generation = is_older(one.name) ? older : current;
+    if (!of_its_generation) of_its_generation = one.name;
+  }
+  if (older && current) throw data_failure(explain_two_generations(*older, *current));
 }
 
 }  // namespace ravo::tool

@@ -7,6 +7,7 @@
 #include <map>
 
 #include "failure.h"
+#include "file_request.h"
 #include "names.h"
 #include "ravo_data_types.h"
 #include "ravo_evutl.h"
@@ -70,10 +71,27 @@ wanted_channel split_key(const std::string& text) {
   return {text.substr(0, colon), subchannel};
 }
 
+// In older files a member is handed out under "NAME:member", which has to fit the name of a block.
+void check_older_member(const wanted_channel& wanted, const known_channel& known) {
+  constexpr std::size_t longest = sizeof(ravo_serv_block_subhead::chname) - 1;
+  if (known.dtype == RAVO_BLOCK_GENERIC_SPECT)
+    throw data_failure(
+        fmt::format("{} is a generic spectrum, of which files of the older generation give no single members: "
+                    "ask for it without ':{}'",
+                    wanted.name, wanted.subchannel));
+  if (fmt::format("{}:{}", wanted.name, wanted.subchannel).size() > longest)
+    throw data_failure(
+        fmt::format("{}:{} is longer than the {} letters under which files of the older generation give single "
+                    "members: ask for it without ':{}'",
+                    wanted.name, wanted.subchannel, longest, wanted.subchannel));
+}
+
 // Refuses a member that the channel does not have: the reader would find nothing for it.
-void check_member(const wanted_channel& wanted, const known_channel& known) {
+void check_member(const wanted_channel& wanted, const known_channel& known, ravo_file_generation generation) {
   const data_type* type = known.dtype ? find_data_type(*known.dtype) : nullptr;
-  if (wanted.subchannel < 0 || !type || type->code == RAVO_BLOCK_GENERIC_SPECT) return;
+  if (wanted.subchannel < 0) return;
+  if (generation == ravo_file_generation::older) check_older_member(wanted, known);
+  if (!type || type->code == RAVO_BLOCK_GENERIC_SPECT) return;
   if (type->members < 2) {
     const bool is_cut =
         wanted.subchannel == 0 && known.form != stored_as::plain &&
@@ -99,11 +117,12 @@ std::string unknown_channel(const std::string& name, const catalogue& known) {
   return text;
 }
 
-std::vector<read_channel> resolve(const std::vector<std::string>& asked, const catalogue& known) {
+std::vector<read_channel> resolve(const std::vector<std::string>& asked, const catalogue& known,
+                                  ravo_file_generation generation) {
   std::vector<read_channel> channels;
   auto add = [&](const wanted_channel& wanted) {
     const known_channel& what = *known.find(wanted.name);
-    check_member(wanted, what);
+    check_member(wanted, what, generation);
     const bool is_there = std::any_of(channels.begin(), channels.end(), [&wanted](const read_channel& one) {
       return one.name == wanted.name && one.subchannel == wanted.subchannel;
     });
@@ -149,10 +168,13 @@ read_plan make_plan(const std::vector<std::string>& files, const std::vector<std
     const std::string explicit_path = path.find('/') == std::string::npos ? "./" + path : path;
     if (std::find(plan.files.begin(), plan.files.end(), explicit_path) != plan.files.end()) continue;
     raw_file file(path);
-    if (file.generation() != ravo_file_generation::current)
-      throw data_failure(path +
-                         ": is a file of the older generation, which `ravo read` does not read; `ravo info` and "
-                         "`ravo channels` show what it holds");
+    if (plan.files.empty()) plan.generation = file.generation();
+    if (file.generation() != plan.generation) {
+      const bool is_older = file.generation() == ravo_file_generation::older;
+      const std::string& other = files.front();
+      throw data_failure(is_older ? explain_two_generations(path, other)
+                                  : explain_two_generations(other, path));
+    }
     time_stamp named{};
     if (get_time_from_file_name(path.c_str(), &named) != 0)
       throw data_failure(
@@ -166,7 +188,7 @@ read_plan make_plan(const std::vector<std::string>& files, const std::vector<std
     }
     plan.files.push_back(explicit_path);
   }
-  plan.channels = resolve(channels, known);
+  plan.channels = resolve(channels, known, plan.generation);
   return plan;
 }
 

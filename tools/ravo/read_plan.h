@@ -11,6 +11,7 @@
 namespace ravo::tool {
 
 struct read_plan {
+  ravo_file_generation generation = ravo_file_generation::current;  ///< of all the files
   std::vector<std::string> files;  ///< each with a "/", so that no data path is searched for it
   std::vector<read_channel> channels;
   time_stamp first{};  ///< of all events in the files
@@ -18,7 +19,8 @@ struct read_plan {
   double spacing = 0;  ///< of neighbouring events, microseconds; 0 when it is not known
 };
 
-/// Looks into the files; throws data_failure that names the file or channel that stands in the way.
+/// Looks into the files, which have to be of one generation; throws data_failure that names the file or
+/// channel that stands in the way.
 read_plan make_plan(const std::vector<std::string>& files, const std::vector<std::string>& channels);
 
 }  // namespace ravo::tool

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <type_traits>
 #include <utility>
+#include <variant>
 
 #include "failure.h"
 #include "interrupt.h"
@@ -23,13 +25,13 @@ std::string library_words(output& out) {
   return words.empty() ? "" : "\nthe library said:\n" + words;
 }
 
+// A reading of the plan's files with the reader of their generation. Of a request without file names the
+// reader holds the files already.
+template <class Reader>
 class event_reading {
  public:
-  event_reading(const read_request& request, output& out) : request_(request), out_(out) {
-    reader_.set_debug(request.debug);
-    plan_ = make_plan(request.wanted ? find_files() : request.files, request.channels);
-    blocks_read_.resize(plan_.channels.size());
-  }
+  event_reading(const read_request& request, const read_plan& plan, Reader& reader, output& out)
+      : request_(request), out_(out), plan_(plan), blocks_read_(plan.channels.size()), reader_(reader) {}
 
   std::uint64_t run(const std::function<void(const read_event&)>& take) {
     progress_bar bar("reading");
@@ -37,6 +39,7 @@ class event_reading {
     std::uint64_t events = 0;
     bool to_the_end = true;
     read_event event{};
+    event.generation = plan_.generation;
     while (next(event)) {
       check_for_interrupt();
       if (is_behind(event.id)) {
@@ -60,17 +63,8 @@ class event_reading {
   }
 
  private:
-  // Has the reader find the files; those that it does not take stay in decisions_.
-  std::vector<std::string> find_files() {
-    choose_files(reader_, *request_.wanted, decisions_, out_);
-    if (const std::size_t others = count_other_streams(reader_.files, request_.wanted->stream))
-      fmt::print(stderr,
-                 "ravo: the names of {} of the {} files do not say stream {}: folders are searched by run, "
-                 "time and "
-                 "experiment only\n",
-                 others, reader_.files.size(), request_.wanted->stream);
-    return {reader_.files.begin(), reader_.files.end()};
-  }
+  using result_entry = std::remove_pointer_t<typename decltype(Reader::results)::value_type>;
+  using subhead = std::remove_pointer_t<decltype(result_entry::data)>;
 
   // Sets the reader up and starts it; false when no file overlaps the window.
   bool start() {
@@ -97,8 +91,9 @@ class event_reading {
     // The rule that a young file may still be growing is for files that are found; these were named by
     // a person, and each was looked into already.
     setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
+    std::vector<std::string> paths = plan_.files;
     std::vector<char*> files;
-    for (std::string& file : plan_.files) files.push_back(file.data());
+    for (std::string& path : paths) files.push_back(path.data());
     check("the reader refuses the files", reader_.init(&files, nullptr));
   }
 
@@ -158,9 +153,10 @@ class event_reading {
     event.entries.clear();
     bool has_id = false;
     for (std::size_t i = 0; i < reader_.results.size() && i < plan_.channels.size(); ++i) {
-      const ravo_daq_reader_result_entry_2010& result = *reader_.results[i];
+      const result_entry& result = *reader_.results[i];
       if (!result.updated && !result.slow) continue;
-      event.entries.push_back({&plan_.channels[i], &result.res, result.updated == 0});
+      event.entries.push_back({&plan_.channels[i], result.res.event_id, block_of<subhead>(result.res),
+                               result.updated == 0});
       if (!result.updated) continue;
       ++blocks_read_[i];
       // The first channel that is not slow says which event it is.
@@ -209,18 +205,37 @@ class event_reading {
 
   const read_request& request_;
   output& out_;
-  read_plan plan_;
+  const read_plan& plan_;
   std::vector<std::uint64_t> blocks_read_;
-  file_decisions decisions_;
-  ravo_daq_reader_2010 reader_;
+  Reader& reader_;
 };
+
+// Has a reader find the files of the request.
+std::vector<std::string> find_files(any_reader& reader, const read_request& request, output& out) {
+  file_decisions decisions;
+  choose_files(reader, *request.wanted, request.debug, decisions, out);
+  const std::vector<std::string> files = files_of(reader);
+  if (const std::size_t others = count_other_streams(files, request.wanted->stream))
+    fmt::print(stderr,
+               "ravo: the names of {} of the {} files do not say stream {}: folders are searched by run, "
+               "time and experiment only\n",
+               others, files.size(), request.wanted->stream);
+  return files;
+}
 
 }  // namespace
 
 std::uint64_t read_events(const read_request& request, output& out,
                           const std::function<void(const read_event&)>& take) {
   if (request.debug != 0) out.show_library_output();
-  return event_reading(request, out).run(take);
+  any_reader reader;
+  const read_plan plan =
+      make_plan(request.wanted ? find_files(reader, request, out) : request.files, request.channels);
+  if (!request.wanted) {
+    if (plan.generation == ravo_file_generation::older) reader.emplace<ravo_daq_reader>();
+    std::visit([&](auto& one) { one.set_debug(request.debug); }, reader);
+  }
+  return std::visit([&](auto& one) { return event_reading(request, plan, one, out).run(take); }, reader);
 }
 
 }  // namespace ravo::tool

@@ -1,6 +1,6 @@
-// Reads channels of raw files event by event through ravo_daq_reader_2010, for the verb `read`: checks
-// the files and the channels first, so that what is wrong is said by name, and then hands each event
-// inside the windows to whoever prints it.
+// Reads channels of raw files event by event through the reader of the files' generation, for the verb
+// `read`: checks the files and the channels first, so that what is wrong is said by name, and then hands each
+// event inside the windows to whoever prints it, in the same form for both generations.
 #ifndef RAVO_TOOL_READING_H
 #define RAVO_TOOL_READING_H
 
@@ -10,9 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "decoded_block.h"
 #include "file_request.h"
 #include "output.h"
-#include "ravo_daq_reader_2010.h"
+#include "ravo_daq_slicer_2010.h"
+#include "ravo_file_generation.h"
 
 namespace ravo::tool {
 
@@ -46,13 +48,15 @@ struct read_channel {
 /// One channel's data of an event.
 struct read_entry {
   const read_channel* channel;
-  const ravo_channel_entry_long* data;
-  bool held;  ///< of a slow channel: the value is from an earlier event
+  ravo_time_id id;                     ///< of the event that the data are from
+  std::optional<decoded_block> block;  ///< nothing: it could not be converted
+  bool held;                           ///< of a slow channel: the value is from an earlier event
 };
 
 /// One event: its number and time, and the channels that have data for it.
 struct read_event {
   ravo_time_id id;
+  ravo_file_generation generation;  ///< of all the files
   std::vector<read_entry> entries;
 };
 

@@ -85,6 +85,7 @@ void explain(const read_request& request, bool as_json, output& out) {
     print_decisions_json(decisions, out);
   else
     print_decisions(*request.wanted, decisions, out);
+  check_generation(decisions);
 }
 
 void run(const options& asked, output& out) {
@@ -106,7 +107,7 @@ verb read_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("read", "Read channels of raw files, event by event");
   const auto asked = std::make_shared<options>();
   read_request& request = asked->request;
-  command->add_option("FILES", request.files, "Raw files of the current generation, in any order")
+  command->add_option("FILES", request.files, "Raw files of one generation, in any order")
       ->type_name("");
   const auto for_requests = [&](CLI::Option* option) {
     return option->group("Files by run or period")->each([asked, option](const std::string&) {
@@ -181,7 +182,8 @@ read where the catalogue says that they are. Files that changed less than half a
 An event shows the channels that have data for it. A slow channel, once seen, is shown with every later
 event: "held" marks a value from an earlier event. Of spectra and profiles you see count, mean, least and
 greatest value of each member; of images size and brightness.
-FILES are read as they are named, also when they were written a moment ago.
+FILES are read as they are named, also when they were written a moment ago. Of which generation of the raw
+format they are is seen by itself; when they are of both, `ravo convert` rewrites the older ones.
 
 )") + time_help);
   return {command, [asked](output& out) { run(*asked, out); }};
