@@ -2,11 +2,11 @@
 
 #include <libdeflate.h>
 #include <lzo/lzo1x.h>
+#include <pthread.h>
 #include <zlib.h>
 
 #include <cstdio>
 #include <limits>
-#include <memory>
 #include <optional>
 
 #include "ravo_daq_unzip.h"
@@ -14,19 +14,45 @@
 namespace ravo {
 namespace {
 
-struct free_decompressor {
-  void operator()(libdeflate_decompressor* decompressor) const { libdeflate_free_decompressor(decompressor); }
+// A decompressor for each thread that asks for one, freed when the thread ends. By hand, because a thread_local
+// object ends the process when there is no memory to note that it has to be destroyed.
+class decompressors {
+ public:
+  decompressors() : is_usable_(pthread_key_create(&key_, &free_decompressor) == 0) {}
+  ~decompressors() {
+    if (is_usable_) pthread_key_delete(key_);
+  }
+  decompressors(const decompressors&) = delete;
+  decompressors& operator=(const decompressors&) = delete;
+
+  /// Null without memory.
+  libdeflate_decompressor* of_this_thread() const {
+    if (!is_usable_) return nullptr;
+    if (void* const kept = pthread_getspecific(key_)) return static_cast<libdeflate_decompressor*>(kept);
+    libdeflate_decompressor* const made = libdeflate_alloc_decompressor();
+    if (made == nullptr || pthread_setspecific(key_, made) == 0) return made;
+    libdeflate_free_decompressor(made);
+    return nullptr;
+  }
+
+ private:
+  static void free_decompressor(void* decompressor) {
+    libdeflate_free_decompressor(static_cast<libdeflate_decompressor*>(decompressor));
+  }
+  pthread_key_t key_{};
+  bool is_usable_;
 };
+
+const decompressors all_decompressors;
 
 /// The bytes that libdeflate, much the faster of the two, makes of a good stream. Nothing when it refuses one,
 /// for whatever reason.
 std::optional<std::size_t> inflate_fast(const unsigned char* bytes, std::size_t size, unsigned char* into,
                                         std::size_t room) {
-  thread_local const std::unique_ptr<libdeflate_decompressor, free_decompressor> decompressor(
-      libdeflate_alloc_decompressor());
+  libdeflate_decompressor* const decompressor = all_decompressors.of_this_thread();
   std::size_t produced = 0;
-  if (decompressor == nullptr || libdeflate_zlib_decompress(decompressor.get(), bytes, size, into, room,
-                                                            &produced) != LIBDEFLATE_SUCCESS)
+  if (decompressor == nullptr ||
+      libdeflate_zlib_decompress(decompressor, bytes, size, into, room, &produced) != LIBDEFLATE_SUCCESS)
     return std::nullopt;
   return produced;
 }

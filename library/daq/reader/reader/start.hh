@@ -18,7 +18,12 @@ int daq_reader<G>::init(const std::vector<char*>* file_names,
   if (!file_names || file_names->empty()) return store(RAVO_DAQ_READER_INV_PARAM);
   if (slicer) clean_up();
   for (const char* name : *file_names) {
-    if (name && *name) add_file(name, true);  // a file that is refused is left out
+    if (!name || !*name) continue;
+    // A file that is refused is left out; but without memory the files before it may be gone too, and a request
+    // without some of its files would mislead.
+    if (add_file(name, true) != RAVO_DAQ_READER_INTERN_ERROR) continue;
+    drop_files();
+    return RAVO_DAQ_READER_INTERN_ERROR;
   }
   sort_my_files();
   if (channels && !channels->empty()) return set_channels(channels);

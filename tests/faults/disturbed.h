@@ -1,0 +1,112 @@
+// Runs a way of reading with a fault at the first call of some kinds, then at the second, and so on until the
+// run has no such call left; and holds after each: a stated status, no wrong value, nothing thrown, nothing
+// kept, and everything read when it is tried again.
+#ifndef RAVO_TEST_FAULTS_DISTURBED_H
+#define RAVO_TEST_FAULTS_DISTURBED_H
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "shim.h"
+#include "ways_to_read.h"
+
+namespace ravo::test {
+
+struct disturbance {
+  unsigned kinds;
+  mishap what = mishap::failure;
+  int error = 0;
+  extent reach = extent::one_call;
+  /// Whether the library gets over it: then no value is missing.
+  bool is_harmless = false;
+};
+
+/// The processes's resources that a run must give back.
+struct resources {
+  long descriptors = open_descriptors();
+  long threads = settled_threads(1000);
+  long mappings = living_mappings();
+
+  void expect_same(const std::string& when) const {
+    EXPECT_EQ(settled_threads(threads), threads) << when;
+    EXPECT_EQ(open_descriptors(), descriptors) << when;
+    EXPECT_EQ(living_mappings(), mappings) << when;
+  }
+};
+
+template <class way>
+void run_once(way& one, reading_outcome& outcome) {
+  try {
+    one.run(outcome);
+  } catch (...) {
+    outcome.has_thrown = true;
+  }
+}
+
+template <class way>
+void expect_complete(const reading_outcome& outcome, const std::string& when) {
+  EXPECT_EQ(outcome.status, way::at_end()) << when;
+  EXPECT_EQ(outcome.read, way::expected()) << when;
+  EXPECT_EQ(outcome.wrong, 0u) << when;
+  EXPECT_FALSE(outcome.has_thrown) << when;
+}
+
+/// How a way of reading fared with a fault at each of its calls.
+struct faring {
+  long calls = 0;                ///< at which there was a fault
+  std::vector<int> statuses;     ///< for each
+};
+
+template <class way, class run_type>
+faring disturb_every_call(const run_type& run, const disturbance& how) {
+  faring result;
+  {
+    const silence hushed;  // what is made once for the whole process is made now
+    way warm_up(run);
+    reading_outcome outcome;
+    run_once(warm_up, outcome);
+  }
+  settled_threads(1);
+  const resources before;
+  for (long which = 0; which < 20000 && !testing::Test::HasFailure(); ++which) {
+    const std::string when = std::string(way::name) + ", call " + std::to_string(which);
+    reading_outcome disturbed, again;
+    bool happened = false;
+    {
+      const allocation_count memory;
+      {
+        const silence hushed;
+        std::optional<way> one;
+        one.emplace(run);
+        {
+          const fault armed(how.kinds, which, how.what, how.error, how.reach);
+          run_once(*one, disturbed);
+          happened = armed.happened();
+        }
+        one->clean_up();
+        run_once(*one, again);
+      }
+      EXPECT_LE(settled_threads(before.threads), before.threads) << when;
+      disturbed.has_thrown = disturbed.has_thrown || again.has_thrown;
+      EXPECT_EQ(memory.living(), 0) << when << " " << memory.places();
+    }
+    before.expect_same(when);
+    EXPECT_EQ(disturbed.wrong, 0u) << when;
+    EXPECT_FALSE(disturbed.has_thrown) << when;
+    expect_complete<way>(again, when + ", tried again");
+    if (!happened || how.is_harmless)
+      expect_complete<way>(disturbed, when);
+    else
+      EXPECT_TRUE(disturbed.status == way::at_end() || way::is_stated(disturbed.status))
+          << when << " " << disturbed.status;
+    if (!happened) break;
+    ++result.calls;
+    result.statuses.push_back(disturbed.status);
+  }
+  return result;
+}
+
+}  // namespace ravo::test
+
+#endif
