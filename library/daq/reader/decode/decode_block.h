@@ -4,58 +4,17 @@
 #ifndef RAVO_DAQ_READER_DECODE_BLOCK_H
 #define RAVO_DAQ_READER_DECODE_BLOCK_H
 
-#include <optional>
-
-#include "byte_view.h"
-#include "decode/unzip.h"
+#include "decode/stored_block.h"
 #include "malloc_owner.h"
 #include "ravo_raw_format.h"
 
 namespace ravo {
-
-/// A part of a file in memory, which is asked by file offsets and knows where it ends.
-class file_part {
- public:
-  file_part() : file_part(nullptr, 0, 0) {}
-  file_part(const void* bytes, std::size_t size, unsigned long first_offset)
-      : bytes_(bytes, size, word_order::file), first_offset_(first_offset) {}
-
-  /// `length` bytes from a file offset on, or nothing when they do not all lie in the part.
-  std::optional<byte_view> at(unsigned long offset, std::size_t length) const {
-    if (offset < first_offset_) return std::nullopt;
-    return bytes_.sub(offset - first_offset_, length);
-  }
-  bool empty() const { return bytes_.data() == nullptr; }
-
- private:
-  byte_view bytes_;
-  unsigned long first_offset_;
-};
 
 /// The parts of a file that hold a channel's events.
 struct block_source {
   file_part event_headers;
   file_part server_blocks;
   file_part channel;
-};
-
-/// How a decoding ended.
-enum class decode_outcome {
-  decoded,
-  outside,                   ///< an offset of the entry lies outside its basket
-  no_event_header_memory,
-  no_server_block_memory,
-  no_subheader_memory,
-  no_work_memory,
-  no_block_memory,
-  no_update_memory,
-  no_plain_memory,
-  unknown_unzipper,
-  unzip_failed,
-  length_mismatch,           ///< unzipped to another length than the block says
-  unzipped_not_convertible,  ///< the headers are there, the block is not
-  update_not_convertible,
-  plain_not_convertible,
 };
 
 /// What became of one event of a channel. The blocks belong to the result until they are released.

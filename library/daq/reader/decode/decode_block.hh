@@ -1,11 +1,10 @@
 // How a block is decoded, for both generations; see decode_block.h.
-#include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <limits>
 
 #include "allocate.h"
 #include "decode/decode_block.h"
+#include "decode/stored_block.hh"
 #include "library_calls.h"
 
 namespace ravo {
@@ -31,37 +30,18 @@ class block_decoder {
 
  private:
   using subhead = typename G::subhead;
-  using update_block = typename G::update_block;
   static constexpr std::size_t head_size = sizeof(subhead);
   // LZO asks for work memory, but its LZO1X needs none to decompress.
   static constexpr std::size_t lzo_work_size = head_size;
-  // A block's length word is a signed 32-bit integer.
-  static constexpr std::size_t most_data = std::numeric_limits<std::int32_t>::max() - head_size;
 
   decode_outcome decode_all() {
     if (const auto failure = copy_event_header(); failure != decode_outcome::decoded) return failure;
     if (const auto failure = copy_server_block(); failure != decode_outcome::decoded) return failure;
     if (const auto failure = copy_subheader(); failure != decode_outcome::decoded) return failure;
-    if ((head_->error & RAVO_CHAN_ZIP_FLAG) != 0) return decode_compressed();
-    const int type = head_->dtype & 0xffff;
-    if (type == G::update_dtype || type == G::begin_of_run_dtype || type == G::end_of_run_dtype)
-      return decode_update();
-    if (type == RAVO_ENV_BLOCK) return decode_environment();
-    return decode_plain();
-  }
-
-  // A header's words are all swapped, and then those of its text back: text has no byte order.
-  template <class Header>
-  static void copy_header(const byte_view& from, Header* to, std::size_t text_offset, std::size_t text_size) {
-    ravo_swap4(from.data(), to, static_cast<int>(sizeof(Header) / 4));
-    unsigned char* text = reinterpret_cast<unsigned char*>(to) + text_offset;
-    ravo_swap4(text, text, static_cast<int>(text_size / 4));
-  }
-
-  // A text without its end would be read past it by everyone who gets the header.
-  template <std::size_t size>
-  static void end_text(char (&text)[size]) {
-    text[size - 1] = '\0';
+    const auto found = locate_payload<G>(source_.channel, where_.chhd, where_.data, *head_, payload_);
+    result_.zip = payload_.zip;
+    if (found != decode_outcome::decoded) return found;
+    return decode_data();
   }
 
   decode_outcome copy_event_header() {
@@ -85,12 +65,11 @@ class block_decoder {
   }
 
   decode_outcome copy_subheader() {
-    const auto from = source_.channel.at(where_.chhd, head_size);
+    const auto from = read_subheader<G>(source_.channel, where_.chhd);
     if (!from) return decode_outcome::outside;
     head_ = allocate_block<subhead>(head_size);
     if (!head_) return decode_outcome::no_subheader_memory;
-    copy_header(*from, head_.get(), offsetof(subhead, chname), sizeof(subhead::chname));
-    end_text(head_->chname);
+    *head_ = *from;
     return decode_outcome::decoded;
   }
 
@@ -103,91 +82,44 @@ class block_decoder {
   }
   unsigned char* data() { return reinterpret_cast<unsigned char*>(result_.block.get() + 1); }
 
-  decode_outcome decode_compressed() {
-    const auto zip = source_.channel.at(where_.chhd + head_size, sizeof(ravo_zip_header));
-    if (!zip) return decode_outcome::outside;
-    ravo_swap4(zip->data(), &result_.zip, sizeof(ravo_zip_header) / 4);
-    if ((result_.zip.zip_flags & (RAVO_ZIP_ZLIB | RAVO_ZIP_LZO1X)) == 0) return decode_outcome::unknown_unzipper;
-    if (const auto failure = unzip_data(); failure != decode_outcome::decoded) return failure;
-
-    const std::size_t length = result_.unzipped.produced;
-    result_.block->ldata = static_cast<std::int32_t>(head_size + length);
-    result_.error = ravo_convert_data(data(), data(), result_.block->dtype, static_cast<int>(length));
-    if (result_.error != 0) return decode_outcome::unzipped_not_convertible;
-    cut(true);
-    return decode_outcome::decoded;
-  }
-
-  // Straight into the final block, behind the subheader. The stated length does not decide alone how much
-  // memory is asked for: what the compressed bytes cannot hold ends as a length that does not agree.
-  decode_outcome unzip_data() {
-    const ravo_zip_header& zip = result_.zip;
-    const unzipper by = (zip.zip_flags & RAVO_ZIP_ZLIB) != 0 ? unzipper::zlib : unzipper::lzo;
-    const auto from = source_.channel.at(where_.chhd + head_size + sizeof zip, zip.zipp_length);
-    if (!from) {
-      result_.unzipped = {by, unzip_step::parameters, 0, 0};
-      return decode_outcome::unzip_failed;
-    }
-    const std::size_t room = std::min({std::size_t{zip.orig_length}, most_unzipped(by, from->size()), most_data});
+  // Data that are not where the block says are no reason to ask for memory, but for updates, whose block is
+  // made first.
+  decode_outcome decode_data() {
+    const bool compressed = payload_.form == stored_form::compressed;
     malloc_owner<unsigned char> work;
-    if (by == unzipper::lzo) {
-      work = allocate_block<unsigned char>(lzo_work_size);
-      if (!work) return decode_outcome::no_work_memory;
+    if (payload_.bytes != nullptr || is_update()) {
+      if (compressed && payload_.by == unzipper::lzo) {
+        work = allocate_block<unsigned char>(lzo_work_size);
+        if (!work) return decode_outcome::no_work_memory;
+      }
+      if (!begin_block(payload_.room)) return no_memory();
     }
-    if (!begin_block(room)) return decode_outcome::no_block_memory;
-    result_.block->error &= ~RAVO_CHAN_ZIP_FLAG;
-
-    result_.unzipped = unzip(by, from->data(), from->size(), data(), room, work.get());
-    if (!result_.unzipped.ok()) return decode_outcome::unzip_failed;
-    if (result_.unzipped.produced != zip.orig_length) return decode_outcome::length_mismatch;
+    const decoded_payload decoded =
+        decode_payload<G>(payload_, *head_, channel_, result_.block ? data() : nullptr, work.get());
+    result_.unzipped = decoded.unzipped;
+    result_.error = decoded.error;
+    if (decoded.outcome != decode_outcome::decoded) return decoded.outcome;
+    describe_block(decoded.length);
+    cut(compressed);
     return decode_outcome::decoded;
   }
 
-  /// Gives the block the shape of an update, in which all slow readings go upward.
-  bool begin_update() {
-    if (!begin_block(sizeof(update_block))) return false;
-    result_.block->ldata = static_cast<std::int32_t>(head_size + sizeof(update_block));
-    result_.block->dtype = G::update_dtype;
-    return true;
+  bool is_update() const {
+    return payload_.form == stored_form::update || payload_.form == stored_form::environment;
   }
 
-  decode_outcome decode_update() {
-    if (!begin_update()) return decode_outcome::no_update_memory;
-    const auto from = source_.channel.at(where_.data, sizeof(update_block));
-    if (!from) return decode_outcome::update_not_convertible;
-    result_.error = ravo_convert_data(from->data(), data(), head_->dtype, static_cast<int>(sizeof(update_block)));
-    if (result_.error != 0) return decode_outcome::update_not_convertible;
-    cut(false);
-    return decode_outcome::decoded;
+  decode_outcome no_memory() const {
+    return is_update()                                ? decode_outcome::no_update_memory
+           : payload_.form == stored_form::compressed ? decode_outcome::no_block_memory
+                                                      : decode_outcome::no_plain_memory;
   }
 
-  decode_outcome decode_environment() {
-    ravo_env_data_block_2010 reading;
-    const auto from = source_.channel.at(where_.data, sizeof reading);
-    if (!from) return decode_outcome::update_not_convertible;
-    result_.error = ravo_convert_data(from->data(), &reading, head_->dtype, static_cast<int>(sizeof reading));
-    if (result_.error != 0) return decode_outcome::update_not_convertible;
-    if (!begin_update()) return decode_outcome::no_update_memory;
-    auto* update = reinterpret_cast<update_block*>(data());
-    std::memset(update, 0, sizeof *update);
-    std::memcpy(update->upd_prop, channel_, strnlen(channel_, sizeof(update->upd_prop) - 1));
-    update->upd_ch_status = reading.env_ch_status;
-    update->upd_ch_time = reading.env_ch_time;
-    update->upd_ch_data = reading.env_ch_data;
-    cut(false);
-    return decode_outcome::decoded;
-  }
-
-  decode_outcome decode_plain() {
-    const auto whole = static_cast<std::size_t>(head_->ldata);  // negative: larger than any basket
-    const auto length = whole - head_size;
-    const auto from = whole < head_size ? std::nullopt : source_.channel.at(where_.chhd + head_size, length);
-    if (!from) return decode_outcome::plain_not_convertible;
-    if (!begin_block(length)) return decode_outcome::no_plain_memory;
-    result_.error = ravo_convert_data(from->data(), data(), head_->dtype, static_cast<int>(length));
-    if (result_.error != 0) return decode_outcome::plain_not_convertible;
-    cut(false);
-    return decode_outcome::decoded;
+  /// The subheader as it belongs to the decoded data. That of a plain block stays as it lies in the file.
+  void describe_block(std::size_t length) {
+    if (payload_.form == stored_form::plain) return;
+    result_.block->ldata = static_cast<std::int32_t>(head_size + length);
+    result_.block->dtype = decoded_type<G>(payload_, *head_);
+    if (payload_.form == stored_form::compressed) result_.block->error &= ~RAVO_CHAN_ZIP_FLAG;
   }
 
   // The type is that of the block as it lies in the file, also when it has become an update.
@@ -217,6 +149,7 @@ class block_decoder {
   const char* channel_;
   int subchannel_;
   malloc_owner<subhead> head_;
+  stored_payload payload_;
   decode_result<G> result_;
 };
 

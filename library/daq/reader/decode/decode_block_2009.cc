@@ -4,3 +4,11 @@
 
 template ravo::decode_result<ravo::generation_2009> ravo::decode_block(
     const ravo::block_source&, const ravo_event_chan_ptr_entry&, const char*, int);
+template std::optional<ravo::generation_2009::subhead> ravo::read_subheader<ravo::generation_2009>(
+    const ravo::file_part&, unsigned long);
+template ravo::decode_outcome ravo::locate_payload<ravo::generation_2009>(
+    const ravo::file_part&, unsigned long, unsigned long, const ravo::generation_2009::subhead&,
+    ravo::stored_payload&);
+template ravo::decoded_payload ravo::decode_payload<ravo::generation_2009>(
+    const ravo::stored_payload&, const ravo::generation_2009::subhead&, const char*, unsigned char*,
+    unsigned char*);

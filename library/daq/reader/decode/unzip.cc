@@ -133,6 +133,15 @@ unzip_result unzip(unzipper by, const unsigned char* bytes, std::size_t size, un
   return by == unzipper::zlib ? unzip_zlib(bytes, size, into, room) : unzip_lzo(bytes, size, into, room, work);
 }
 
+// The wrapper is 2 bytes in front, whose 16-bit number is a multiple of 31, and 4 behind.
+bool has_wrong_checksum(const unsigned char* bytes, std::size_t size, unsigned char* into, std::size_t room) {
+  libdeflate_decompressor* decompressor = decompressor_of_thread();
+  if (decompressor == nullptr || size < 6 || (bytes[0] << 8 | bytes[1]) % 31 != 0) return false;
+  std::size_t produced = 0;
+  return libdeflate_deflate_decompress(decompressor, bytes + 2, size - 6, into, room, &produced) ==
+         LIBDEFLATE_SUCCESS;
+}
+
 // Deflate's best is 1032 bytes for one (a 258-byte match for two bits), LZO1X's 255 for one (a zero byte
 // of a length field); the added bytes cover the short streams.
 std::size_t most_unzipped(unzipper by, std::size_t size) {

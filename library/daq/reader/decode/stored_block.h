@@ -1,0 +1,114 @@
+// The lower step of the one decoder: finds one stored block (its subheader, how it is stored, how long it
+// will be) without inflating anything, and decodes its payload into memory that the caller gives. It
+// allocates nothing, takes no lock and prints nothing. Whoever wants the headers of the event and of the
+// server too calls decode_block(), which stands on this.
+#ifndef RAVO_DAQ_READER_STORED_BLOCK_H
+#define RAVO_DAQ_READER_STORED_BLOCK_H
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+
+#include "byte_view.h"
+#include "decode/unzip.h"
+#include "ravo_raw_format.h"
+
+namespace ravo {
+
+/// A part of a file in memory, which is asked by file offsets and knows where it ends.
+class file_part {
+ public:
+  file_part() : file_part(nullptr, 0, 0) {}
+  file_part(const void* bytes, std::size_t size, unsigned long first_offset)
+      : bytes_(bytes, size, word_order::file), first_offset_(first_offset) {}
+
+  /// `length` bytes from a file offset on, or nothing when they do not all lie in the part.
+  std::optional<byte_view> at(unsigned long offset, std::size_t length) const {
+    if (offset < first_offset_) return std::nullopt;
+    return bytes_.sub(offset - first_offset_, length);
+  }
+  bool empty() const { return bytes_.data() == nullptr; }
+
+ private:
+  byte_view bytes_;
+  unsigned long first_offset_;
+};
+
+/// How a decoding ended.
+enum class decode_outcome {
+  decoded,
+  outside,                   ///< an offset of the entry lies outside its basket
+  no_event_header_memory,
+  no_server_block_memory,
+  no_subheader_memory,
+  no_work_memory,
+  no_block_memory,
+  no_update_memory,
+  no_plain_memory,
+  unknown_unzipper,
+  unzip_failed,
+  length_mismatch,           ///< unzipped to another length than the block says
+  unzipped_not_convertible,  ///< the headers are there, the block is not
+  update_not_convertible,
+  plain_not_convertible,
+};
+
+/// How the data of a block lie in the file, and what is made of them.
+enum class stored_form {
+  compressed,
+  update,       ///< an update, begin or end of run: handed out as an update
+  environment,  ///< an environment reading: handed out as an update too
+  plain,
+};
+
+/// A block's data where they are stored, and how much memory they will take.
+struct stored_payload {
+  stored_form form = stored_form::plain;
+  const unsigned char* bytes = nullptr;  ///< null: they do not lie where the block says
+  std::size_t size = 0;                  ///< bytes as stored
+  /// The most bytes that decoding writes, and all that it makes when the block is sound. What a block says of
+  /// its length does not decide it alone: no more than its compressed bytes could hold.
+  std::size_t room = 0;
+  ravo_zip_header zip{};
+  unzipper by = unzipper::zlib;
+};
+
+/// What became of a payload.
+struct decoded_payload {
+  decode_outcome outcome = decode_outcome::outside;
+  std::size_t length = 0;  ///< bytes written, when decoded
+  unzip_result unzipped;
+  int error = 0;  ///< of the conversion
+};
+
+/// The subheader at a file offset, in host order; nothing when it does not lie in the part.
+template <class G>
+std::optional<typename G::subhead> read_subheader(const file_part& channel, unsigned long offset);
+
+/// Finds the data of the block whose subheader lies at `subheader`; `data` is where updates and readings are
+/// said to be. `decoded`: found, `payload` says where and how. Data that end outside the part are told by
+/// decode_payload(), which gives the outcome for their form.
+template <class G>
+decode_outcome locate_payload(const file_part& channel, unsigned long subheader, unsigned long data,
+                              const typename G::subhead& head, stored_payload& payload);
+
+/// Decodes the data into `room` bytes at `into`, in host order. `work`: memory for LZO, which needs none to
+/// decompress, so that it may be null.
+template <class G>
+decoded_payload decode_payload(const stored_payload& payload, const typename G::subhead& head,
+                               const char* channel, unsigned char* into, unsigned char* work);
+
+/// Inflates compressed data into `room` bytes and leaves them in file order: the first half of
+/// decode_payload().
+decoded_payload inflate_payload(const stored_payload& payload, unsigned char* into, unsigned char* work);
+
+/// The data type of what decoding makes of a block, in all 32 bits.
+template <class G>
+std::int32_t decoded_type(const stored_payload& payload, const typename G::subhead& head) {
+  const bool becomes_update = payload.form == stored_form::update || payload.form == stored_form::environment;
+  return becomes_update ? static_cast<std::int32_t>(G::update_dtype) : head.dtype;
+}
+
+}  // namespace ravo
+
+#endif
