@@ -267,7 +267,8 @@ void alignment_model::choose(std::size_t channel, const model_event& event, cons
     case next:
     case last_one: {
       if (order >= 0) break;
-      const bool may_win_tie = !(direction == last_one && stream_.updates[channel]);
+      const bool may_win_tie =
+          !(settings_.update_blocks_lose_ties && direction == last_one && stream_.updates[channel]);
       const bool tie = chosen_to_event == 0 && settings_.by_time && may_win_tie && chosen.time > event.time;
       if (chosen_to_event > 0 || tie) chosen = own(event);
       break;

@@ -42,6 +42,7 @@ struct model_settings {
   std::uint32_t number_step = 1;
   std::int64_t time_step = 100000;
   bool by_time_fix = true;
+  bool update_blocks_lose_ties = true;  // when the last event is searched by time
 };
 
 /// One channel's reader over one file.

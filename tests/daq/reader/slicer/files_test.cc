@@ -12,31 +12,39 @@ namespace {
 using ::testing::HasSubstr;
 
 /// A started slicer over the files of a stream.
+template <class generation>
 class reading {
  public:
-  reading(const stream& files, const std::vector<std::string>& channels, int synch_mode = 0) {
+  reading(const stream<generation>& files, const std::vector<std::string>& channels, int synch_mode = 0) {
     const time_stamp tolerance{0, 50000};
+    const ravo_time_id step{1, {0, 100000}};
     if (init(slicer, files.paths(), channels) != 0) throw std::runtime_error("not set up");
     slicer.set_synch_mode(synch_mode);
     slicer.set_time_diff(&tolerance);
+    slicer.set_event_step(&step);
     status = slicer.start();
   }
-  ravo_daq_slicer_2010 slicer;
+  typename generation::slicer slicer;
   int status;
 };
 
 /// Without what the slicer and the readers print at every debug level.
-std::vector<std::string> read(ravo_daq_slicer_2010& slicer, const std::vector<int>& directions) {
+template <class Slicer>
+std::vector<std::string> read(Slicer& slicer, const std::vector<int>& directions) {
   const captured_output quiet;
   std::vector<std::string> got;
   for (const int direction : directions) got.push_back(get(slicer, direction));
   return got;
 }
 
-TEST(SlicerFiles, AreReadThroughToTheEnd) {
-  stream files;
+template <class generation>
+class SlicerFiles : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerFiles, generations, generation_name);
+
+TYPED_TEST(SlicerFiles, AreReadThroughToTheEnd) {
+  stream<TypeParam> files;
   files.plain_file({"A", "B"}, 1, 2).plain_file({"A", "B"}, 3, 4);
-  reading r(files, {"A", "B"});
+  reading<TypeParam> r(files, {"A", "B"});
   ASSERT_EQ(r.status, 0);
   EXPECT_EQ(
       read(r.slicer, {1, 1, 1, 1, 1, 1}),
@@ -45,59 +53,59 @@ TEST(SlicerFiles, AreReadThroughToTheEnd) {
                                 "-3 0+none:", "-3 0+none:"}));
 }
 
-TEST(SlicerFiles, AreReadByTimeWithoutEventNumbers) {
-  stream files;
+TYPED_TEST(SlicerFiles, AreReadByTimeWithoutEventNumbers) {
+  stream<TypeParam> files;
   files.plain_file({"A"}, 1, 2).plain_file({"A"}, 3, 3);
-  reading r(files, {"A"}, 1);
+  reading<TypeParam> r(files, {"A"}, 1);
   EXPECT_EQ(told(r.slicer.current_event_id), "0+100000");
   EXPECT_EQ(read(r.slicer, {1, 1, 1, 1}),
             (std::vector<std::string>{"0 0+100000: A@1+100000", "0 0+200000: A@2+200000",
                                       "0 0+300000: A@3+300000", "-3 0+none:"}));
 }
 
-TEST(SlicerFiles, GiveTheEarliestFirstEventByNumberAndByTime) {
-  stream files;
+TYPED_TEST(SlicerFiles, GiveTheEarliestFirstEventByNumberAndByTime) {
+  stream<TypeParam> files;
   files.file({{"A", "B"}, {{5, 0, {"B"}}, {6, 100000, {"A"}}, {7, 200000, {"A", "B"}}}});
-  reading by_number(files, {"A", "B"});
+  reading<TypeParam> by_number(files, {"A", "B"});
   EXPECT_EQ(told(by_number.slicer.current_event_id), "5+0");
-  reading by_time(files, {"A", "B"}, 1);
+  reading<TypeParam> by_time(files, {"A", "B"}, 1);
   EXPECT_EQ(told(by_time.slicer.current_event_id), "0+0");
 }
 
-TEST(SlicerFiles, NextReturnsTheChannelsThatHaveTheEarliestEvent) {
-  stream files;
+TYPED_TEST(SlicerFiles, NextReturnsTheChannelsThatHaveTheEarliestEvent) {
+  stream<TypeParam> files;
   files.file({{"A", "B", "C"},
               {{9, 900000, {"A", "B", "C"}}, {10, 1000000, {"A", "C"}}, {12, 1200000, {"A", "B", "C"}}}});
-  reading r(files, {"A", "B", "C"});
+  reading<TypeParam> r(files, {"A", "B", "C"});
   EXPECT_EQ(read(r.slicer, {1, 1, 1}),
             (std::vector<std::string>{"0 9+900000: A@9+900000 B@9+900000 C@9+900000",
                                       "0 10+1000000: A@10+1000000 C@10+1000000",
                                       "0 12+1200000: A@12+1200000 B@12+1200000 C@12+1200000"}));
 }
 
-TEST(SlicerFiles, ByTimeReturnsEventsWithinTheToleranceTogether) {
-  stream files;
+TYPED_TEST(SlicerFiles, ByTimeReturnsEventsWithinTheToleranceTogether) {
+  stream<TypeParam> files;
   files.file({{"A", "B"}, {{1, 0, {"A", "B"}}, {2, 100000, {"B"}}, {3, 100004, {"A"}}}});
-  reading r(files, {"A", "B"}, 1);
+  reading<TypeParam> r(files, {"A", "B"}, 1);
   EXPECT_EQ(read(r.slicer, {1, 1}),
             (std::vector<std::string>{"0 0+0: A@1+0 B@1+0", "0 0+100000: A@3+100004 B@2+100000"}));
 }
 
-TEST(SlicerFiles, AChannelThatEndsEarlyIsAbsentWhileTheOthersGoOn) {
-  stream files;
+TYPED_TEST(SlicerFiles, AChannelThatEndsEarlyIsAbsentWhileTheOthersGoOn) {
+  stream<TypeParam> files;
   files.file({{"A", "B"}, {{1, 100000, {"A", "B"}}, {2, 200000, {"B"}}, {3, 300000, {"B"}}}});
-  reading r(files, {"A", "B"});
+  reading<TypeParam> r(files, {"A", "B"});
   EXPECT_EQ(read(r.slicer, {1, 1, 1, 1}),
             (std::vector<std::string>{"0 1+100000: A@1+100000 B@1+100000", "0 2+200000: B@2+200000",
                                       "0 3+300000: B@3+300000", "-3 0+none:"}));
 }
 
-TEST(SlicerFiles, AreReadBackwardsWhileTheirTablesAreKept) {
+TYPED_TEST(SlicerFiles, AreReadBackwardsWhileTheirTablesAreKept) {
   // A channel that no file knows never leaves a file: the tables of the first one stay.
-  stream files;
+  stream<TypeParam> files;
   files.plain_file({"A", "B"}, 1, 2).plain_file({"A", "B"}, 3, 4);
   const captured_output quiet;
-  reading r(files, {"A", "B", "UNKNOWN"});
+  reading<TypeParam> r(files, {"A", "B", "UNKNOWN"});
   read(r.slicer, {1, 1, 1, 1});
   EXPECT_EQ(
       read(r.slicer, {-1, -1, -1, -1}),
@@ -105,39 +113,39 @@ TEST(SlicerFiles, AreReadBackwardsWhileTheirTablesAreKept) {
                                 "0 1+100000: A@1+100000 B@1+100000", "-3 0+none:"}));
 }
 
-TEST(SlicerFiles, AreNotReadBackwardsOnceAllChannelsHaveLeftThem) {
-  stream files;
+TYPED_TEST(SlicerFiles, AreNotReadBackwardsOnceAllChannelsHaveLeftThem) {
+  stream<TypeParam> files;
   files.plain_file({"A", "B"}, 1, 2).plain_file({"A", "B"}, 3, 4);
-  reading r(files, {"A", "B"});
+  reading<TypeParam> r(files, {"A", "B"});
   read(r.slicer, {1, 1, 1, 1});
   EXPECT_EQ(read(r.slicer, {-1, -1, -1}),
             (std::vector<std::string>{"0 3+300000: A@3+300000 B@3+300000", "0 0+none:", "0 0+none:"}));
 }
 
-TEST(SlicerFiles, BeginForAChannelWhereItsEventsBegin) {
-  stream files;
+TYPED_TEST(SlicerFiles, BeginForAChannelWhereItsEventsBegin) {
+  stream<TypeParam> files;
   files.file({{"A", "B"}, {{1, 100000, {"A"}}}}).file({{"A", "B"}, {{2, 200000, {"A", "B"}}}});
-  reading r(files, {"B", "A"});
+  reading<TypeParam> r(files, {"B", "A"});
   ASSERT_EQ(r.status, 0);
   EXPECT_EQ(told(r.slicer.current_event_id), "1+100000");
   EXPECT_EQ(read(r.slicer, {1, 1}),
             (std::vector<std::string>{"0 1+100000: A@1+100000", "0 2+200000: B@2+200000 A@2+200000"}));
 }
 
-TEST(SlicerFiles, LeaveOutAChannelThatTheFirstOneDoesNotKnow) {
-  stream files;
+TYPED_TEST(SlicerFiles, LeaveOutAChannelThatTheFirstOneDoesNotKnow) {
+  stream<TypeParam> files;
   files.plain_file({"A"}, 1, 2);
   const captured_output quiet;
-  reading r(files, {"A", "B", "C"});
+  reading<TypeParam> r(files, {"A", "B", "C"});
   ASSERT_EQ(r.status, 0);
   EXPECT_STREQ(r.slicer.get_not_found_channels(), "B;C");
   EXPECT_STREQ(r.slicer.get_name_of_empty_channel(), "B");
 }
 
-TEST(SlicerFiles, LoseAChannelAtAFileThatDoesNotKnowIt) {
-  stream files;
+TYPED_TEST(SlicerFiles, LoseAChannelAtAFileThatDoesNotKnowIt) {
+  stream<TypeParam> files;
   files.plain_file({"A", "B"}, 1, 1).plain_file({"A"}, 2, 2).plain_file({"A", "B"}, 3, 3);
-  reading r(files, {"A", "B"});
+  reading<TypeParam> r(files, {"A", "B"});
   EXPECT_EQ(read(r.slicer, {1, 1, 1, 1}),
             (std::vector<std::string>{"0 1+100000: A@1+100000 B@1+100000", "0 2+200000: A@2+200000",
                                       "0 3+300000: A@3+300000", "-3 0+none:"}));
@@ -145,35 +153,39 @@ TEST(SlicerFiles, LoseAChannelAtAFileThatDoesNotKnowIt) {
 
 // ---- damage
 
-TEST(SlicerDamage, InTheFirstFileFailsTheStart) {
-  stream files;
+template <class generation>
+class SlicerDamage : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerDamage, generations, generation_name);
+
+TYPED_TEST(SlicerDamage, InTheFirstFileFailsTheStart) {
+  stream<TypeParam> files;
   files.broken().plain_file({"A"}, 1, 2);
-  reading r(files, {"A"});
+  reading<TypeParam> r(files, {"A"});
   EXPECT_EQ(r.status, -6);
 }
 
-TEST(SlicerDamage, OfAMissingFileFailsTheStart) {
-  ravo_daq_slicer_2010 slicer;
+TYPED_TEST(SlicerDamage, OfAMissingFileFailsTheStart) {
+  typename TypeParam::slicer slicer;
   ASSERT_EQ(init(slicer, {"/nowhere/at/all.raw"}, {"A"}), 0);
   EXPECT_EQ(slicer.start(), -6);
 }
 
-TEST(SlicerDamage, InTheMiddleEndsALoneChannel) {
-  stream files;
+TYPED_TEST(SlicerDamage, InTheMiddleEndsALoneChannel) {
+  stream<TypeParam> files;
   files.plain_file({"A"}, 1, 2).broken().plain_file({"A"}, 3, 4);
-  reading r(files, {"A"});
+  reading<TypeParam> r(files, {"A"});
   ASSERT_EQ(r.status, 0);
   EXPECT_EQ(read(r.slicer, {1, 1, 1, 1}),
             (std::vector<std::string>{"0 1+100000: A@1+100000", "0 2+200000: A@2+200000",
                                       "-3 0+none:", "-3 0+none:"}));
 }
 
-TEST(SlicerDamage, InTheMiddleLeavesSeveralChannelsInTheirOldFile) {
+TYPED_TEST(SlicerDamage, InTheMiddleLeavesSeveralChannelsInTheirOldFile) {
   // Their readers stay, so this is not the end of the data; but there is no event to step from any more.
-  stream files;
+  stream<TypeParam> files;
   files.plain_file({"A", "B"}, 1, 2).broken().plain_file({"A", "B"}, 3, 4);
   for (const int mode : {0, 1}) {
-    reading r(files, {"A", "B"}, mode);
+    reading<TypeParam> r(files, {"A", "B"}, mode);
     ASSERT_EQ(r.status, 0);
     read(r.slicer, {1, 1});
     EXPECT_EQ(read(r.slicer, {1, 1, 1, -1}),
@@ -185,23 +197,23 @@ TEST(SlicerDamage, InTheMiddleLeavesSeveralChannelsInTheirOldFile) {
   }
 }
 
-TEST(SlicerDamage, InTheMiddleIsMetByNoOneWhoReadsBackwards) {
-  stream files;
+TYPED_TEST(SlicerDamage, InTheMiddleIsMetByNoOneWhoReadsBackwards) {
+  stream<TypeParam> files;
   files.plain_file({"A", "B"}, 1, 3).broken();
-  reading r(files, {"A", "B"});
+  reading<TypeParam> r(files, {"A", "B"});
   EXPECT_EQ(read(r.slicer, {1, 1, 1, -1, -1}).back(), "0 1+100000: A@1+100000 B@1+100000");
 }
 
-TEST(SlicerDamage, LetsNoCallGoRoundForEver) {
+TYPED_TEST(SlicerDamage, LetsNoCallGoRoundForEver) {
   for (const int count : {1, 2, 3}) {
     const std::vector<std::string> all{"A", "B", "C"};
     const std::vector<std::string> channels(all.begin(), all.begin() + count);
-    stream files;
+    stream<TypeParam> files;
     files.plain_file(channels, 1, 2).broken().plain_file(channels, 3, 4);
     for (const int mode : {0, 1})
       for (int first = -2; first <= 2; ++first)
         for (int then = -2; then <= 2; ++then) {
-          reading r(files, channels, mode);
+          reading<TypeParam> r(files, channels, mode);
           ASSERT_EQ(r.status, 0);
           for (const std::string& got : read(r.slicer, {1, 1, first, then, first, then}))
             EXPECT_THAT(got.substr(0, got.find(' ')), ::testing::AnyOf("0", "-3", "-6"));
@@ -211,21 +223,25 @@ TEST(SlicerDamage, LetsNoCallGoRoundForEver) {
 
 // ---- words
 
-TEST(SlicerWords, OfAWholeReadingAtLevelZeroAreNone) {
-  stream files;
+template <class generation>
+class SlicerWords : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerWords, generations, generation_name);
+
+TYPED_TEST(SlicerWords, OfAWholeReadingAtLevelZeroAreNone) {
+  stream<TypeParam> files;
   files.plain_file({"A", "B"}, 1, 2).plain_file({"A", "B"}, 3, 4);
   captured_output captured;
   {
-    reading r(files, {"A", "B"});
+    reading<TypeParam> r(files, {"A", "B"});
     for (int i = 0; i < 6; ++i) get(r.slicer, 1);
   }
   EXPECT_EQ(captured.stop(), "");
 }
 
-TEST(SlicerWords, OfTheEndOfAChannelComeAboveZero) {
-  stream files;
+TYPED_TEST(SlicerWords, OfTheEndOfAChannelComeAboveZero) {
+  stream<TypeParam> files;
   files.plain_file({"A"}, 1, 1);
-  reading r(files, {"A"});
+  reading<TypeParam> r(files, {"A"});
   get(r.slicer, 1);
   r.slicer.set_debug(1);
   captured_output captured;
@@ -237,11 +253,11 @@ TEST(SlicerWords, OfTheEndOfAChannelComeAboveZero) {
                               "current_event_id.event_number (output): 0:0_0 res.size():0\n"));
 }
 
-TEST(SlicerWords, AboutALoneChannelThatTriesAgainNeverCome) {
+TYPED_TEST(SlicerWords, AboutALoneChannelThatTriesAgainNeverCome) {
   // A file change never answers out of window, so the second try does not happen.
-  stream files;
+  stream<TypeParam> files;
   files.plain_file({"A"}, 1, 1);
-  reading r(files, {"A"});
+  reading<TypeParam> r(files, {"A"});
   captured_output captured;
   for (int i = 0; i < 3; ++i) get(r.slicer, 1);
   EXPECT_EQ(captured.stop().find("winndow"), std::string::npos);

@@ -1,5 +1,6 @@
-// What only the older slicer does: its texts and defaults, a thread that loads all files at once and
-// returns, errors told at every debug level, no second try and no place for update blocks in ties.
+// What only the older slicer does: a thread that loads all files at once and returns, a call that begins
+// with the current event, no second try. Where it only speaks or chooses otherwise than the current one,
+// the tests of both say so.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,50 +13,7 @@ using namespace ravo::test;
 using testing::HasSubstr;
 using testing::Not;
 
-using older_play = play_of<ravo::generation_2009>;
-
-// ---- set-up ----
-
-TEST(OlderSlicerSetUp, HasItsOwnDefaults) {
-  ravo_daq_slicer slicer;
-  EXPECT_EQ(slicer.get_time_diff()->timeup, 0u);
-  EXPECT_EQ(slicer.get_time_diff()->timelow, 95000u);
-  EXPECT_EQ(slicer.get_event_step()->event_number, 1u);
-  EXPECT_EQ(slicer.get_event_step()->time.timeup, 0u);
-  EXPECT_EQ(slicer.get_event_step()->time.timelow, 200000u);
-}
-
-TEST(OlderSlicerSetUp, TakesNamesOf79Characters) {
-  EXPECT_EQ(sizeof ravo_daq_chan_param{}.name, 80u);
-  EXPECT_EQ(sizeof ravo_daq_chan_param{}.nname, 80u);
-}
-
-template <class slicer>
-concept has_by_time_fix = requires(slicer& one) {
-  one.set_by_time_fix(true);
-};
-
-TEST(OlderSlicerSetUp, KnowsNoByTimeFix) {
-  EXPECT_FALSE(has_by_time_fix<ravo_daq_slicer>);
-  EXPECT_TRUE(has_by_time_fix<ravo_daq_slicer_2010>);
-}
-
-std::string output_of_init(std::size_t count_of_files, std::size_t count_of_channels) {
-  std::string name = "name";
-  ravo_daq_chan_param channel{"X", "", -1, {}};
-  const std::vector<char*> files(count_of_files, name.data());
-  const std::vector<ravo_daq_chan_param*> channels(count_of_channels, &channel);
-  ravo_daq_slicer slicer;
-  captured_output output;
-  EXPECT_EQ(slicer.init(&files, &channels, 0), -1);
-  return output.stop();
-}
-
-TEST(OlderSlicerSetUp, SaysInOneTextWhatIsMissing) {
-  EXPECT_EQ(output_of_init(3, 0), "SLICER: either no files (3) or channels: (0)\n");
-  EXPECT_EQ(output_of_init(0, 2), "SLICER: either no files (0) or channels: (2)\n");
-  EXPECT_EQ(output_of_init(0, 0), "SLICER: either no files (0) or channels: (0)\n");
-}
+using older_play = play_of<older_generation>;
 
 // ---- the thread ----
 
@@ -82,7 +40,7 @@ TEST(OlderTableThread, LoadsAllFilesWhateverHasBeenClaimedAndReturns) {
   ASSERT_EQ(p.init(), 0);
   auto& task = prepare_thread(p);
   task.status = 5;
-  scripted_table_thread<ravo::generation_2009>(&task);  // returns though nobody stops it
+  scripted_table_thread<older_generation::records>(&task);  // returns though nobody stops it
   EXPECT_EQ(p.all().files_loaded, 10);
   EXPECT_EQ(task.ready, 10);
   EXPECT_EQ(task.status, 0);
@@ -93,59 +51,9 @@ TEST(OlderTableThread, LooksForItsEndOnlyWhenItHasTakenACredit) {
   ASSERT_EQ(p.init(), 0);
   auto& task = prepare_thread(p);
   task.stop = 1;
-  scripted_table_thread<ravo::generation_2009>(&task);
+  scripted_table_thread<older_generation::records>(&task);
   EXPECT_EQ(task.go, 0);
   EXPECT_EQ(p.all().files_loaded, 0);
-}
-
-// ---- start ----
-
-TEST(OlderSlicerStart, HandsOnAFailedCreationWithoutAText) {
-  older_play p({"X"});
-  p.channel("X").time_diff_status = -7;
-  int status = 0;
-  EXPECT_THAT(p.output(1, [&] { status = p.start(); }), Not(HasSubstr("CREATE_CHANNEL")));
-  EXPECT_EQ(status, -6);
-}
-
-TEST(OlderSlicerStart, TellsOfLostChannelsAtEveryDebugLevel) {
-  older_play p({"X", "Y"});
-  p.channel("X").start_status = -5;
-  p.channel("Y").out_total = 0;
-  const std::string text = p.output(0, [&] { EXPECT_EQ(p.start(), 0); });
-  EXPECT_THAT(text, HasSubstr("ERROR with channel (start) X:5 error: -5\n"));
-  EXPECT_THAT(text, HasSubstr("ERROR with channel (no cfgs) Y:6\n"));
-  EXPECT_THAT(text, Not(HasSubstr("clean_descr")));
-  EXPECT_STREQ(p.slicer.get_not_found_channels(), "X;Y");
-}
-
-TEST(OlderSlicerStart, HasItsOwnTextsAndTellsNoTimes) {
-  older_play p({"X"});
-  const std::string told = p.output(2, [&] { EXPECT_EQ(p.start(), 0); });
-  EXPECT_THAT(told, HasSubstr("ravo_daq_slicer::create_channel()CREATING CHANNEL: X:5 WITH FILE a\n"));
-  EXPECT_THAT(told, HasSubstr("Calling get_chan_data() start channel (up)\n"));
-  p.slicer.clean_up();
-  p.channel("X").busy_milliseconds = 3;
-  EXPECT_THAT(p.output(-1, [&] { EXPECT_EQ(p.start(), 0); }), Not(HasSubstr("msec")));
-}
-
-// ---- files ----
-
-TEST(OlderSlicerFileSwitch, NamesTheChannelThatLeaves) {
-  older_play p({"X"}, {"a", "b"});
-  ASSERT_EQ(p.start(), 0);
-  const std::string text = p.output(1, [&] { EXPECT_EQ(p.slicer.change_config(0, 1, 1), 0); });
-  EXPECT_THAT(text, HasSubstr("Channel X switching to the next file fentry before: 0\n"));
-  EXPECT_THAT(text, HasSubstr("Channel[0] switching to the next file fentry after: 1\n"));
-}
-
-TEST(OlderSlicerFileSwitch, TellsOfTablesThatNoSlotHolds) {
-  older_play p({"X"});
-  ASSERT_EQ(p.start(), 0);
-  p.slicer.get_tables[0] = nullptr;
-  EXPECT_EQ(p.output(0, [&] { EXPECT_EQ(p.slicer.change_config(0, 1, 1), -1); }),
-            "STRANGE ravo_file_get_tables not found in the table... removing it anyway\n"
-            "STRANGE no files found we'll lose the channel[0] X\n");
 }
 
 // ---- get_data ----
@@ -180,52 +88,6 @@ TEST(OlderSlicerAnswers, TryNoSecondTimeWhenALoneChannelCannotMove) {
   const std::string text = p.output(1, [&] { EXPECT_EQ(p.get(1), -3); });
   EXPECT_THAT(text, HasSubstr("NO CONGIGS ANY MORE for X:5 \n"));
   EXPECT_THAT(text, Not(HasSubstr("out of winndow")));
-}
-
-TEST(OlderSlicerAnswers, SayWhetherTheEntryIsOfTheEvent) {
-  older_play p({"X"});
-  p.channel("X").entry = entry_of({4, {5, 6}});
-  ASSERT_EQ(p.start(), 0);
-  EXPECT_THAT(p.output(3, [&] { EXPECT_EQ(p.get(0), 0); }), HasSubstr("found: 1\n"));
-}
-
-TEST(OlderSlicerAnswers, TellNoTimes) {
-  older_play p({"X"});
-  p.channel("X").entry = entry_of({4, {5, 6}});
-  ASSERT_EQ(p.start(), 0);
-  p.channel("X").busy_milliseconds = 3;
-  EXPECT_THAT(p.output(-1, [&] { EXPECT_EQ(p.get(0), 0); }), Not(HasSubstr("msec")));
-}
-
-// Searching the last event by time: of one event within the tolerance the strictly earliest entry counts,
-// also when it is an update.
-TEST(OlderSlicerAnswers, AnUpdateMayWinATieOfTheLastEvent) {
-  ravo_serv_block_subhead update{};
-  update.dtype = RAVO_UPD_BLOCK;
-  ravo_serv_block_subhead plain{};
-  plain.dtype = RAVO_BLOCK_SINGLE;
-  older_play p({"X", "UPD"});
-  ASSERT_EQ(p.init(), 0);
-  const time_stamp tolerance{0, 95000};
-  p.slicer.set_time_diff(&tolerance);
-  p.slicer.set_synch_mode(1);
-  p.channel("X").entry = entry_of({4, {1000, 50000}});
-  p.channel("X").entry.sbchdata[0].chhd = reinterpret_cast<std::uint64_t>(&plain);
-  p.channel("UPD").entry = entry_of({4, {1000, 20000}});
-  p.channel("UPD").entry.sbchdata[0].chhd = reinterpret_cast<std::uint64_t>(&update);
-  ASSERT_EQ(p.slicer.start(), 0);
-  p.pass_first_call();
-  const ravo_time_id target{0, {900, 0}};
-  EXPECT_EQ(p.get(2, &target), 0);
-  EXPECT_EQ(p.slicer.current_event_id.time.timelow, 20000u);
-}
-
-// ---- clean_up ----
-
-TEST(OlderSlicerCleanUp, SaysNothingOfTheThread) {
-  older_play p({"X"});
-  ASSERT_EQ(p.start(), 0);
-  EXPECT_THAT(p.output(1, [&] { p.slicer.clean_up(); }), Not(HasSubstr("table_thread")));
 }
 
 }  // namespace

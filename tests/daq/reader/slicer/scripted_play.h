@@ -7,15 +7,15 @@
 
 #include <cstdio>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "captured_output.h"
+#include "generations.h"
 #include "scripted_generation.h"
 
 namespace ravo::test {
 
-template <class rules>
+template <class generation>
 class play_of {
  public:
   explicit play_of(const std::vector<std::string>& channels, const std::vector<std::string>& files = {"a"})
@@ -74,20 +74,9 @@ class play_of {
   std::vector<std::string> names_;
 
  public:
-  scripted_slicer_of<rules> slicer;
+  scripted_slicer_of<typename generation::records> slicer;
   std::vector<ravo_channel_entry_long*> entries;
 };
-using play = play_of<generation_2010>;
-
-/// The rules that typed tests run with.
-using all_rules = ::testing::Types<generation_2010, generation_2009>;
-struct rules_name {
-  template <class rules>
-  static std::string GetName(int) {
-    return std::is_same_v<rules, generation_2009> ? "Older" : "Current";
-  }
-};
-
 inline ravo_channel_entry_long entry_of(const ravo_time_id& id) {
   ravo_channel_entry_long entry{};
   entry.event_id = id;

@@ -10,8 +10,18 @@
 namespace ravo::test {
 namespace {
 
-TEST(SlicerSetUp, BeginsWithTheStatedDefaults) {
-  ravo_daq_slicer_2010 slicer;
+template <class slicer>
+concept has_by_time_fix = requires(slicer& one) {
+  one.set_by_time_fix(true);
+  one.is_by_time_fix();
+};
+
+template <class generation>
+class SlicerSetUp : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerSetUp, generations, generation_name);
+
+TYPED_TEST(SlicerSetUp, BeginsWithTheStatedDefaults) {
+  typename TypeParam::slicer slicer;
   EXPECT_EQ(slicer.cur_file, -1);
   EXPECT_EQ(slicer.prev_file, -1);
   EXPECT_EQ(slicer.get_num_of_get_tables(), 0);
@@ -23,23 +33,28 @@ TEST(SlicerSetUp, BeginsWithTheStatedDefaults) {
   EXPECT_EQ(slicer.get_debug(), 0);
   EXPECT_EQ(slicer.get_synch_mode(), RAVO_DAQ_SLICER_SYNCH_MODE_EVID);
   EXPECT_EQ(slicer.get_time_diff()->timeup, 0u);
-  EXPECT_EQ(slicer.get_time_diff()->timelow, 50000u);
+  EXPECT_EQ(slicer.get_time_diff()->timelow, either<TypeParam>(50000u, 95000u));
   EXPECT_EQ(slicer.time_diff, 0.0);
   EXPECT_EQ(slicer.get_event_step()->event_number, 1u);
   EXPECT_EQ(slicer.get_event_step()->time.timeup, 0u);
-  EXPECT_EQ(slicer.get_event_step()->time.timelow, 100000u);
+  EXPECT_EQ(slicer.get_event_step()->time.timelow, either<TypeParam>(100000u, 200000u));
   EXPECT_STREQ(slicer.get_not_found_channels(), "");
-  EXPECT_TRUE(slicer.is_by_time_fix());
+  if constexpr (has_by_time_fix<typename TypeParam::slicer>) {
+    EXPECT_TRUE(slicer.is_by_time_fix());
+  }
   EXPECT_EQ(slicer.current_event_id.event_number, 0u);
   EXPECT_EQ(slicer.current_event_id.time.timeup, 0u);
 }
 
-TEST(SlicerSetUp, TakesSettings) {
-  ravo_daq_slicer_2010 slicer;
+TYPED_TEST(SlicerSetUp, TakesSettings) {
+  typename TypeParam::slicer slicer;
   slicer.set_debug(-2);
   EXPECT_EQ(slicer.get_debug(), -2);
-  slicer.set_by_time_fix(false);
-  EXPECT_FALSE(slicer.is_by_time_fix());
+  EXPECT_EQ(has_by_time_fix<typename TypeParam::slicer>, either<TypeParam>(true, false));
+  if constexpr (has_by_time_fix<typename TypeParam::slicer>) {
+    slicer.set_by_time_fix(false);
+    EXPECT_FALSE(slicer.is_by_time_fix());
+  }
   EXPECT_EQ(slicer.set_num_of_get_tables(0), -7);
   EXPECT_EQ(slicer.set_num_of_get_tables(4), 0);
   EXPECT_EQ(slicer.get_num_of_get_tables(), 4);
@@ -56,8 +71,8 @@ TEST(SlicerSetUp, TakesSettings) {
   EXPECT_EQ(slicer.get_event_step()->time.timelow, 5u);
 }
 
-TEST(SlicerSetUp, IgnoresASynchModeThatIsNone) {
-  ravo_daq_slicer_2010 slicer;
+TYPED_TEST(SlicerSetUp, IgnoresASynchModeThatIsNone) {
+  typename TypeParam::slicer slicer;
   EXPECT_EQ(slicer.set_synch_mode(1), 0);
   EXPECT_EQ(slicer.set_synch_mode(5), 0);
   EXPECT_EQ(slicer.get_synch_mode(), 1);
@@ -67,8 +82,8 @@ TEST(SlicerSetUp, IgnoresASynchModeThatIsNone) {
   EXPECT_EQ(slicer.get_synch_mode(), 0);
 }
 
-TEST(SlicerSetUp, FreezesSettingsFromTheStartOn) {
-  play p({"X"});
+TYPED_TEST(SlicerSetUp, FreezesSettingsFromTheStartOn) {
+  play_of<TypeParam> p({"X"});
   ASSERT_EQ(p.start(), 0);
   const time_stamp diff{1, 0};
   const ravo_time_id step{3, {4, 5}};
@@ -87,42 +102,53 @@ TEST(SlicerSetUp, FreezesSettingsFromTheStartOn) {
 
 // ---- init
 
+template <class generation>
+class SlicerInit : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerInit, generations, generation_name);
+
+template <class Slicer>
 std::string output_of_init(const std::vector<std::string>& files, const std::vector<std::string>& channels,
                            int* status) {
-  ravo_daq_slicer_2010 slicer;
+  Slicer slicer;
   captured_output captured;
   *status = init(slicer, files, channels);
   return captured.stop();
 }
 
-TEST(SlicerInit, SaysWhatIsMissing) {
+TYPED_TEST(SlicerInit, SaysWhatIsMissing) {
+  using slicer = typename TypeParam::slicer;
   int status = 0;
-  EXPECT_EQ(output_of_init({}, {"X"}, &status), "SLICER:  no files found\n");
+  EXPECT_EQ(
+      output_of_init<slicer>({}, {"X", "Y"}, &status),
+      either<TypeParam>("SLICER:  no files found\n", "SLICER: either no files (0) or channels: (2)\n"));
   EXPECT_EQ(status, -1);
-  EXPECT_EQ(output_of_init({}, {}, &status),
-            "SLICER:  no files found\nSLICER:  no channels in request, Pleas, add some\n");
+  EXPECT_EQ(output_of_init<slicer>({}, {}, &status),
+            either<TypeParam>("SLICER:  no files found\nSLICER:  no channels in request, Pleas, add some\n",
+                              "SLICER: either no files (0) or channels: (0)\n"));
   EXPECT_EQ(status, -1);
-  EXPECT_EQ(output_of_init({"f"}, {}, &status), "SLICER:  no channels in request, Pleas, add some\n");
+  EXPECT_EQ(output_of_init<slicer>({"f", "g", "h"}, {}, &status),
+            either<TypeParam>("SLICER:  no channels in request, Pleas, add some\n",
+                              "SLICER: either no files (3) or channels: (0)\n"));
   EXPECT_EQ(status, -1);
-  EXPECT_EQ(output_of_init({"f"}, {"X"}, &status), "");
+  EXPECT_EQ(output_of_init<slicer>({"f"}, {"X"}, &status), "");
   EXPECT_EQ(status, 0);
 }
 
-TEST(SlicerInit, RefusesMissingLists) {
-  ravo_daq_slicer_2010 slicer;
+TYPED_TEST(SlicerInit, RefusesMissingLists) {
+  typename TypeParam::slicer slicer;
   const std::vector<char*> files;
-  const std::vector<ravo_daq_chan_param_2010*> channels;
+  const std::vector<typename TypeParam::records::chan_param*> channels;
   EXPECT_EQ(slicer.init(nullptr, &channels, 0), -7);
   EXPECT_EQ(slicer.init(&files, nullptr, 0), -7);
 }
 
-TEST(SlicerInit, CopiesWhatItIsGivenAndPassesOverNothings) {
-  ravo_daq_slicer_2010 slicer;
+TYPED_TEST(SlicerInit, CopiesWhatItIsGivenAndPassesOverNothings) {
+  typename TypeParam::slicer slicer;
   {
     std::string file = "f", empty;
-    ravo_daq_chan_param_2010 channel{"X", "nick", 3, {1, 2, 3, 4, 5, 6, 7}};
+    typename TypeParam::records::chan_param channel{"X", "nick", 3, {1, 2, 3, 4, 5, 6, 7}};
     const std::vector<char*> files{nullptr, empty.data(), file.data()};
-    const std::vector<ravo_daq_chan_param_2010*> channels{nullptr, &channel, nullptr};
+    const std::vector<typename TypeParam::records::chan_param*> channels{nullptr, &channel, nullptr};
     ASSERT_EQ(slicer.init(&files, &channels, 17), 0);
     file = "g";
     channel = {};
@@ -142,8 +168,14 @@ TEST(SlicerInit, CopiesWhatItIsGivenAndPassesOverNothings) {
   EXPECT_EQ(slicer.get_num_of_get_tables(), 1);
 }
 
-TEST(SlicerInit, MayBeRepeated) {
-  ravo_daq_slicer_2010 slicer;
+TYPED_TEST(SlicerInit, TakesNamesThatFitTheGeneration) {
+  using param = typename TypeParam::records::chan_param;
+  EXPECT_EQ(sizeof(param::name), either<TypeParam>(256u, 80u));
+  EXPECT_EQ(sizeof(param::nname), either<TypeParam>(256u, 80u));
+}
+
+TYPED_TEST(SlicerInit, MayBeRepeated) {
+  typename TypeParam::slicer slicer;
   ASSERT_EQ(init(slicer, {"a", "b"}, {"X", "Y"}), 0);
   ASSERT_EQ(init(slicer, {"c"}, {"Z"}), 0);
   ASSERT_EQ(slicer.files.size(), 1u);
@@ -152,9 +184,9 @@ TEST(SlicerInit, MayBeRepeated) {
   EXPECT_EQ(slicer.nchans, 1);
 }
 
-TEST(SlicerInit, IsForgottenWhenTheNextOneHasNothing) {
+TYPED_TEST(SlicerInit, IsForgottenWhenTheNextOneHasNothing) {
   const captured_output quiet;
-  ravo_daq_slicer_2010 slicer;
+  typename TypeParam::slicer slicer;
   ASSERT_EQ(init(slicer, {"a"}, {"X"}), 0);
   ASSERT_EQ(init(slicer, {}, {"X"}), -1);
   EXPECT_TRUE(slicer.files.empty());
@@ -162,8 +194,8 @@ TEST(SlicerInit, IsForgottenWhenTheNextOneHasNothing) {
   EXPECT_EQ(slicer.start(), -1);
 }
 
-TEST(SlicerStart, HasNothingToDoWithoutAnInit) {
-  ravo_daq_slicer_2010 slicer;
+TYPED_TEST(SlicerSetUp, HasNothingToDoWithoutAnInit) {
+  typename TypeParam::slicer slicer;
   EXPECT_EQ(slicer.start(), -1);
   EXPECT_EQ(slicer.get_tables, nullptr);
 }
@@ -176,29 +208,31 @@ struct comparison {
   int order;
 };
 
-class SlicerComparison : public ::testing::TestWithParam<comparison> {};
+template <class generation>
+class SlicerComparison : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerComparison, generations, generation_name);
 
-TEST_P(SlicerComparison, IsByNumberWhenBothHaveOneAndElseByTime) {
-  ravo_daq_slicer_2010 slicer;
+TYPED_TEST(SlicerComparison, IsByNumberWhenBothHaveOneAndElseByTime) {
+  typename TypeParam::slicer slicer;
   const time_stamp diff{0, 50000};
   ASSERT_EQ(slicer.set_time_diff(&diff), 0);
-  int order = 17;
-  EXPECT_EQ(slicer.is_event_id_eq(&GetParam().a, &GetParam().b, &order), GetParam().order == 0);
-  EXPECT_EQ(order, GetParam().order);
-  EXPECT_EQ(slicer.is_event_id_eq(&GetParam().a, &GetParam().b, nullptr), GetParam().order == 0);
+  for (const comparison& c : {comparison{event_id(1, 0), event_id(2, 0), -1},
+                              {event_id(2, 0), event_id(1, 9), 1},
+                              {event_id(2, 0), event_id(2, 5000000), 0},
+                              {event_id(0xffffffff, 0), event_id(1, 0), 1},
+                              {event_id(1, 0), event_id(0xffffffff, 0), -1},
+                              {event_id(0, 0), event_id(7, 50000), 0},
+                              {event_id(0, 0), event_id(7, 50001), -1},
+                              {event_id(7, 50001), event_id(0, 0), 1},
+                              {event_id(0, 50001), event_id(0, 0), 1},
+                              {event_id(0, 3), event_id(0, 3), 0}}) {
+    SCOPED_TRACE(told(c.a) + " and " + told(c.b));
+    int order = 17;
+    EXPECT_EQ(slicer.is_event_id_eq(&c.a, &c.b, &order), c.order == 0);
+    EXPECT_EQ(order, c.order);
+    EXPECT_EQ(slicer.is_event_id_eq(&c.a, &c.b, nullptr), c.order == 0);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Pairs, SlicerComparison,
-                         ::testing::Values(comparison{event_id(1, 0), event_id(2, 0), -1},
-                                           comparison{event_id(2, 0), event_id(1, 9), 1},
-                                           comparison{event_id(2, 0), event_id(2, 5000000), 0},
-                                           comparison{event_id(0xffffffff, 0), event_id(1, 0), 1},
-                                           comparison{event_id(1, 0), event_id(0xffffffff, 0), -1},
-                                           comparison{event_id(0, 0), event_id(7, 50000), 0},
-                                           comparison{event_id(0, 0), event_id(7, 50001), -1},
-                                           comparison{event_id(7, 50001), event_id(0, 0), 1},
-                                           comparison{event_id(0, 50001), event_id(0, 0), 1},
-                                           comparison{event_id(0, 3), event_id(0, 3), 0}));
 
 }  // namespace
 }  // namespace ravo::test

@@ -8,12 +8,11 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
-#include "ravo_daq_slicer_2010.h"
-#include "ravo_daq_writer_2010.h"
-#include "ravo_payload.h"
 #include "temporary_folder.h"
+#include "writers.h"
 
 namespace ravo::test {
 
@@ -44,28 +43,29 @@ struct stream_file {
 
 inline bool is_update_channel(const std::string& name) { return name.rfind("UPD", 0) == 0; }
 
-inline void must(const ravo_daq_writer_2010& writer, int status) {
+inline void must(const raw_writer& writer, int status) {
   if (status < 0) throw std::runtime_error(std::to_string(status) + ": " + writer.get_last_error());
 }
 
-inline void give_data(ravo_daq_writer_2010& writer, int channel, const std::string& name) {
+template <class generation>
+void give_data(raw_writer& writer, int channel, const std::string& name) {
   if (is_update_channel(name)) {
-    ravo_upd_data_block_2010 update{};
+    typename generation::records::update_block update{};
     std::snprintf(update.upd_prop, sizeof update.upd_prop, "%s", name.c_str());
     update.upd_ch_time = stamp(noon);
     must(writer, writer.add_data(channel, &update, sizeof update));
     return;
   }
-  struct {
-    ravo_spect_head_2010 head{1, 1, 1, 0, 1, 0, 0, 0};
-    float value = 1;
-  } spectrum;
-  must(writer, writer.add_data(channel, &spectrum, sizeof spectrum));
+  std::string spectrum = spectrum_start<generation>(1, 1);
+  const float value = 1;
+  spectrum.append(reinterpret_cast<const char*>(&value), sizeof value);
+  must(writer, writer.add_data(channel, spectrum.data(), spectrum.size()));
 }
 
 /// Writes the file as number `index` of a run and returns its path.
-inline std::string write_stream_file(const temporary_folder& folder, int index, const stream_file& file) {
-  ravo_daq_writer_2010 writer;
+template <class generation>
+std::string write_stream_file(const temporary_folder& folder, int index, const stream_file& file) {
+  writer_of<generation> writer;
   ravo_daq_writer_settings settings;
   settings.folder = folder.path().string();
   settings.first_file = index;
@@ -73,7 +73,7 @@ inline std::string write_stream_file(const temporary_folder& folder, int index, 
   for (const std::string& name : file.declared) {
     ravo_daq_writer_channel channel;
     channel.name = name;
-    channel.dtype = is_update_channel(name) ? RAVO_UPD_BLOCK_2010 : RAVO_BLOCK_1CHAN_2010;
+    channel.dtype = is_update_channel(name) ? generation::update : generation::single;
     channel.compression = ravo_compression::none;
     must(writer, writer.add_channel(channel));
   }
@@ -85,7 +85,7 @@ inline std::string write_stream_file(const temporary_folder& folder, int index, 
     if (!event.channels.empty()) must(writer, writer.begin_server_block({"SERVER", head.time, 0, 0, 0}));
     for (std::size_t i = 0; i < file.declared.size(); ++i)
       for (const std::string& name : event.channels)
-        if (name == file.declared[i]) give_data(writer, static_cast<int>(i), name);
+        if (name == file.declared[i]) give_data<generation>(writer, static_cast<int>(i), name);
     must(writer, writer.end_event());
   }
   must(writer, writer.close());
@@ -94,10 +94,11 @@ inline std::string write_stream_file(const temporary_folder& folder, int index, 
 }
 
 /// Files of one stream, written in order; `broken()` puts a file in between that no loader takes.
+template <class generation>
 class stream {
  public:
   stream& file(const stream_file& content) {
-    paths_.push_back(write_stream_file(folder_, static_cast<int>(paths_.size()) + 1, content));
+    paths_.push_back(write_stream_file<generation>(folder_, static_cast<int>(paths_.size()) + 1, content));
     return *this;
   }
   stream& broken() {
@@ -119,36 +120,25 @@ class stream {
   std::vector<std::string> paths_;
 };
 
-/// What init() takes: lists of pointers, and the texts and records behind them.
-class request {
- public:
-  request(const std::vector<std::string>& files, const std::vector<std::string>& channels)
-      : files_(files), channels_(channels.size()) {
-    for (std::string& file : files_) file_pointers.push_back(file.data());
-    for (std::size_t i = 0; i < channels.size(); ++i) {
-      std::snprintf(channels_[i].name, sizeof channels_[i].name, "%s", channels[i].c_str());
-      channels_[i].subchan = -1;
-      channel_pointers.push_back(&channels_[i]);
-    }
-  }
-
+/// Hands files and channels to the slicer's init(), which takes lists of pointers.
+template <class Slicer>
+int init(Slicer& slicer, std::vector<std::string> files, const std::vector<std::string>& channels) {
+  using param = std::remove_pointer_t<typename decltype(slicer.chans)::value_type>;
   std::vector<char*> file_pointers;
-  std::vector<ravo_daq_chan_param_2010*> channel_pointers;
-
- private:
-  std::vector<std::string> files_;
-  std::vector<ravo_daq_chan_param_2010> channels_;
-};
-
-inline int init(ravo_daq_slicer_2010& slicer, const std::vector<std::string>& files,
-                const std::vector<std::string>& channels) {
-  const request asked(files, channels);
-  return slicer.init(&asked.file_pointers, &asked.channel_pointers, 0);
+  for (std::string& file : files) file_pointers.push_back(file.data());
+  std::vector<param> params(channels.size());
+  std::vector<param*> channel_pointers;
+  for (std::size_t i = 0; i < channels.size(); ++i) {
+    std::snprintf(params[i].name, sizeof params[i].name, "%s", channels[i].c_str());
+    params[i].subchan = -1;
+    channel_pointers.push_back(&params[i]);
+  }
+  return slicer.init(&file_pointers, &channel_pointers, 0);
 }
 
-/// The channel that an entry belongs to.
+/// The channel that an entry belongs to: the blocks of both generations begin with the name.
 inline std::string channel_of(const ravo_channel_entry_long& entry) {
-  return reinterpret_cast<const ravo_serv_block_subhead_2010*>(entry.sbchdata[0].chhd)->chname;
+  return reinterpret_cast<const char*>(entry.sbchdata[0].chhd);
 }
 
 /// What a get_data() gave, for one comparison: "status event: channel@event ...".
@@ -167,18 +157,11 @@ inline std::string told(int status, const ravo_time_id& current,
 }
 
 /// One get_data() in words.
-inline std::string get(ravo_daq_slicer_2010& slicer, int direction, const ravo_time_id* id = nullptr) {
+template <class Slicer>
+std::string get(Slicer& slicer, int direction, const ravo_time_id* id = nullptr) {
   std::vector<ravo_channel_entry_long*> entries;
   const int status = slicer.get_data(id, &entries, direction);
   return told(status, slicer.current_event_id, entries);
-}
-
-/// Waits until the table-loading thread has loaded `files` files.
-inline void wait_until_loaded(ravo_daq_slicer_2010& slicer, int files) {
-  pthread_mutex_lock(&slicer.tmx);
-  while (slicer.task.next_file < files && slicer.task.status == 0)
-    pthread_cond_wait(&slicer.tcond, &slicer.tmx);
-  pthread_mutex_unlock(&slicer.tmx);
 }
 
 }  // namespace ravo::test

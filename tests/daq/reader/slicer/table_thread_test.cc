@@ -27,15 +27,15 @@ auto under_lock(Slicer& slicer, Question question) {
 }
 
 /// Waits until the thread has been turned away by its read-ahead limit: it gives its credit back then.
-template <class rules>
-void wait_until_paused(play_of<rules>& p) {
+template <class generation>
+void wait_until_paused(play_of<generation>& p) {
   auto& task = p.slicer.task;
   const int most = p.slicer.get_tables_num;
   wait_until(p.slicer, [&] { return task.ready >= 3 && task.go + task.next_file == most; });
 }
 
 TEST(SlicerTableThread, StopsAfterThreeUnclaimedFilesAndGoesOnWhenOneIsClaimed) {
-  play p({"X"}, {"a", "b", "c", "d", "e"});
+  play_of<current_generation> p({"X"}, {"a", "b", "c", "d", "e"});
   ASSERT_EQ(p.start(), 0);  // claims a
   auto& task = p.slicer.task;
   wait_until(p.slicer, [&] { return task.next_file == 4; });
@@ -49,7 +49,7 @@ TEST(SlicerTableThread, StopsAfterThreeUnclaimedFilesAndGoesOnWhenOneIsClaimed) 
 }
 
 TEST(SlicerTableThread, WithFourFilesAndNoneClaimedLoadsThree) {
-  play p({"X"}, {"a", "b", "c", "d"});
+  play_of<current_generation> p({"X"}, {"a", "b", "c", "d"});
   ASSERT_EQ(p.init(), 0);
   // The thread alone, as start() sets it up, without a claim.
   p.slicer.get_tables = static_cast<scripted_tables**>(std::calloc(4, sizeof(scripted_tables*)));
@@ -71,7 +71,7 @@ TEST(SlicerTableThread, WithFourFilesAndNoneClaimedLoadsThree) {
 }
 
 TEST(SlicerTableThread, LoadsInOrderAndStaysUntilItIsStopped) {
-  play p({"X"}, {"a", "b", "c"});
+  play_of<current_generation> p({"X"}, {"a", "b", "c"});
   ASSERT_EQ(p.start(), 0);
   wait_until(p.slicer, [&] { return p.slicer.task.next_file == 3; });
   EXPECT_STREQ(p.slicer.get_tables[0]->get_file_name(), "a");
@@ -86,9 +86,9 @@ TEST(SlicerTableThread, LoadsInOrderAndStaysUntilItIsStopped) {
   EXPECT_EQ(p.all().readers_alive, 0);
 }
 
-template <class rules>
+template <class generation>
 class SlicerTableThread : public ::testing::Test {};
-TYPED_TEST_SUITE(SlicerTableThread, all_rules, rules_name);
+TYPED_TEST_SUITE(SlicerTableThread, generations, generation_name);
 
 TYPED_TEST(SlicerTableThread, GivesTheLoadersItsDebugLevel) {
   play_of<TypeParam> p({"X"}, {"a"});
@@ -175,7 +175,9 @@ TYPED_TEST(SlicerTableThread, LoadsTheNextFileWhenASlotIsFreed) {
   EXPECT_EQ(p.all().tables_alive, 1);
 }
 
-TEST(SlicerTableThread, WithoutATaskIsOverAtOnce) { EXPECT_EQ(get_table_thread_2010(nullptr), nullptr); }
+TYPED_TEST(SlicerTableThread, WithoutATaskIsOverAtOnce) {
+  EXPECT_EQ(TypeParam::records::table_thread(nullptr), nullptr);
+}
 
 TYPED_TEST(SlicerTableThread, ThatCannotBeStartedFailsTheStart) {
   play_of<TypeParam> p({"X"});

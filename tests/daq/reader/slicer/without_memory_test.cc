@@ -27,36 +27,45 @@ class refused {
   ~refused() { refused_size = 0; }
 };
 
-void expect_emptied(const ravo_daq_slicer_2010& slicer) {
+template <class Slicer>
+void expect_emptied(const Slicer& slicer) {
   EXPECT_EQ(slicer.files.size() + slicer.chans.size() + slicer.chansp.size(), 0u);
   EXPECT_EQ(slicer.nchans, 0);
 }
 
-TEST(SlicerWithoutMemory, RefusesToCopyAFileName) {
-  ravo_daq_slicer_2010 slicer;
+template <class generation>
+class SlicerWithoutMemory : public ::testing::Test {};
+TYPED_TEST_SUITE(SlicerWithoutMemory, generations, generation_name);
+
+TYPED_TEST(SlicerWithoutMemory, RefusesToCopyAFileName) {
+  typename TypeParam::slicer slicer;
   captured_output captured;
   {
     const refused size(12);
     EXPECT_EQ(init(slicer, {"ten", "letters.raw"}, {"X"}), -6);
   }
   EXPECT_EQ(captured.stop(),
-            "ravo_daq_slicer_2010::init() failed to malloc 12 bytes for a file name letters.raw\n");
+            either<TypeParam>(
+                "ravo_daq_slicer_2010::init() failed to malloc 12 bytes for a file name letters.raw\n",
+                "ravo_daq_slicer::init() failed to malloc 12 bytes for a file name letters.raw\n"));
   expect_emptied(slicer);
 }
 
-TEST(SlicerWithoutMemory, RefusesToCopyAChannel) {
-  ravo_daq_slicer_2010 slicer;
+TYPED_TEST(SlicerWithoutMemory, RefusesToCopyAChannel) {
+  typename TypeParam::slicer slicer;
   captured_output captured;
   {
-    const refused size(sizeof(ravo_daq_chan_param_2010));
+    const refused size(sizeof(typename TypeParam::records::chan_param));
     EXPECT_EQ(init(slicer, {"f"}, {"X"}), -6);
   }
-  EXPECT_EQ(captured.stop(), "ravo_daq_slicer_2010::init() failed to malloc channel entry for X\n");
+  EXPECT_EQ(captured.stop(),
+            either<TypeParam>("ravo_daq_slicer_2010::init() failed to malloc channel entry for X\n",
+                              "ravo_daq_slicer::init() failed to malloc channel entry for X\n"));
   expect_emptied(slicer);
 }
 
-TEST(SlicerWithoutMemory, DoesNotStartWithoutSlots) {
-  ravo_daq_slicer_2010 slicer;
+TYPED_TEST(SlicerWithoutMemory, DoesNotStartWithoutSlots) {
+  typename TypeParam::slicer slicer;
   ASSERT_EQ(init(slicer, {"1", "2", "3"}, {"X"}), 0);
   captured_output captured;
   ::testing::internal::CaptureStderr();
@@ -70,10 +79,10 @@ TEST(SlicerWithoutMemory, DoesNotStartWithoutSlots) {
   slicer.clean_up();
 }
 
-TEST(SlicerWithoutMemory, DoesNotStartWithoutReaders) {
-  stream files;
+TYPED_TEST(SlicerWithoutMemory, DoesNotStartWithoutReaders) {
+  stream<TypeParam> files;
   files.plain_file({"A"}, 1, 1);
-  ravo_daq_slicer_2010 slicer;
+  typename TypeParam::slicer slicer;
   ASSERT_EQ(init(slicer, files.paths(), {"A", "B", "C", "D", "E"}), 0);
   captured_output captured;
   ::testing::internal::CaptureStderr();

@@ -12,23 +12,10 @@
 #include <utility>
 #include <vector>
 
-#include "generations.h"
-#include "ravo_daq_writer.h"
-#include "ravo_daq_writer_2010.h"
 #include "temporary_folder.h"
+#include "writers.h"
 
 namespace ravo::test {
-
-template <class generation>
-struct writer_of;
-template <>
-struct writer_of<current_generation> {
-  using type = ravo_daq_writer_2010;
-};
-template <>
-struct writer_of<older_generation> {
-  using type = ravo_daq_writer;
-};
 
 using host_bytes = std::vector<unsigned char>;
 
@@ -114,7 +101,7 @@ class answer_key {
     ravo_daq_writer_settings settings;
     settings.folder = folder_.path().string();
     settings.max_events = events_in_file;
-    typename writer_of<generation>::type writer;
+    writer_of<generation> writer;
     check(writer, writer.open(settings));
     for (const channel& one : channels_) {
       ravo_daq_writer_channel declared;

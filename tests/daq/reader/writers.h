@@ -1,0 +1,43 @@
+// The writers of the two generations by their generation, and the payload that both take for a spectrum,
+// for typed tests that write real files.
+#ifndef RAVO_TEST_READER_WRITERS_H
+#define RAVO_TEST_READER_WRITERS_H
+
+#include <string>
+
+#include "generations.h"
+#include "ravo_daq_writer.h"
+#include "ravo_daq_writer_2010.h"
+
+namespace ravo::test {
+
+template <class generation>
+struct writer_of_generation;
+template <>
+struct writer_of_generation<current_generation> {
+  using type = ravo_daq_writer_2010;
+};
+template <>
+struct writer_of_generation<older_generation> {
+  using type = ravo_daq_writer;
+};
+template <class generation>
+using writer_of = typename writer_of_generation<generation>::type;
+
+/// What stands before the samples of a spectrum in host order: the head, and where the generation has them
+/// the members' means, all 0.
+template <class generation>
+std::string spectrum_start(int members, int samples) {
+  typename generation::spectrum_head head{};
+  head.members = members;
+  head.samples = samples;
+  head.inc = 1;
+  if constexpr (requires { head.groups; }) head.groups = 1;
+  std::string bytes(reinterpret_cast<const char*>(&head), sizeof head);
+  if (generation::has_means) bytes.append(static_cast<std::size_t>(members) * sizeof(float), '\0');
+  return bytes;
+}
+
+}  // namespace ravo::test
+
+#endif
