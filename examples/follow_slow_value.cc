@@ -1,0 +1,52 @@
+// Older files: prints a slow value, a magnet current say, each time that it was told anew.
+// LISTFILE names a raw file per line; lines that begin with "#" are comments.
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "ravo_daq_data.h"
+#include "ravo_daq_reader.h"
+
+// A slow channel is handed out with every event from its first one on; it is new when its time is.
+class follower {
+ public:
+  bool look_at(std::vector<ravo_channel_entry_long*>* entries) {
+    ravo_daq_getdata event;
+    float value = 0;
+    int status = 0;
+    long seconds = 0;
+    if (event.SetRes(entries) < 1) return false;  // has said why
+    if (event.GetSlowPrm(&value, &status, &seconds) != 0) {
+      std::fprintf(stderr, "not a slow channel\n");
+      return false;
+    }
+    const ravo_time_id told = entries->at(0)->event_id;
+    if (told.time.timeup == last_.time.timeup && told.time.timelow == last_.time.timelow) return true;
+    last_ = told;
+    std::printf("%u %ld %g status %d\n", told.event_number, seconds, value, status);
+    return true;
+  }
+
+ private:
+  ravo_time_id last_{};
+};
+
+int main(int argc, char** argv) {
+  if (argc != 3) return std::fprintf(stderr, "usage: follow_slow_value LISTFILE CHANNEL\n"), 2;
+  ravo_sprop wanted{};
+  wanted.prname = argv[2];
+  wanted.prlen = static_cast<int>(std::strlen(argv[2])) + 2;  // so a property counts its name
+  std::vector<ravo_sprop*> properties{&wanted};
+  ravo_time_id step{1, {0, 0}}, start{}, stop{};  // every event, from the first to the last
+
+  ravo_daq_data data;  // says on standard error what is wrong
+  if (data.Init(argv[1], &properties, 0, &step, &start, &stop) != 0) return 1;
+
+  follower slow;
+  while (data.GetData() == 0)
+    if (!slow.look_at(data.GetRes())) return 1;
+  // GetData() ends alike behind the last event and when something failed; its reader knows which.
+  const int status = data.GetReader()->get_data(nullptr, data.GetRes(), RAVO_DAQ_READ_CHAN_EVENT_NEXT);
+  if (status != RAVO_DAQ_READER_OUT_OF_WINDOW)
+    return std::fprintf(stderr, "reading stopped: %s\n", ravo_daq_reader::error_i2a(status)), 1;
+}

@@ -1,0 +1,48 @@
+// Prints a slow value, a magnet current say, each time that it was told anew.
+#include <cstdio>
+#include <vector>
+
+#include "ravo_daq_data.h"
+#include "ravo_daq_reader_2010.h"
+
+// A slow channel is handed out with every event from its first one on; it is new when its time is.
+class follower {
+ public:
+  bool look_at(std::vector<ravo_channel_entry_long*>* entries) {
+    ravo_daq_getdata event;
+    float value = 0;
+    int status = 0;
+    long seconds = 0;
+    if (event.SetRes(entries) < 1) return false;  // has said why
+    if (event.GetSlowPrm(&value, &status, &seconds) != 0) {
+      std::fprintf(stderr, "not a slow channel\n");
+      return false;
+    }
+    const ravo_time_id told = entries->at(0)->event_id;
+    if (told.time.timeup == last_.time.timeup && told.time.timelow == last_.time.timelow) return true;
+    last_ = told;
+    std::printf("%u %ld %g status %d\n", told.event_number, seconds, value, status);
+    return true;
+  }
+
+ private:
+  ravo_time_id last_{};
+};
+
+int main(int argc, char** argv) {
+  if (argc < 3) return std::fprintf(stderr, "usage: follow_slow_value_2010 CHANNEL FILE...\n"), 2;
+  daq_channel_entry wanted{argv[1], {}};
+  std::vector<daq_channel_entry*> channels{&wanted};
+  std::vector<char*> files(argv + 2, argv + argc);
+  ravo_daq_reader_2010 reader;
+  if (reader.init(&files, &channels) != 0 || reader.start() != 0)
+    return std::fprintf(stderr, "%s\n", reader.get_last_error()), 1;
+
+  follower slow;
+  std::vector<ravo_channel_entry_long*> entries;
+  int status;
+  while ((status = reader.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT)) == 0)
+    if (!slow.look_at(&entries)) return 1;
+  if (status != RAVO_DAQ_READER_OUT_OF_WINDOW)  // which is the end of the data
+    return std::fprintf(stderr, "reading stopped: %s\n", reader.error_i2a(status)), 1;
+}
