@@ -135,7 +135,7 @@ unzip_result unzip(unzipper by, const unsigned char* bytes, std::size_t size, un
 
 // The wrapper is 2 bytes in front, whose 16-bit number is a multiple of 31, and 4 behind.
 bool has_wrong_checksum(const unsigned char* bytes, std::size_t size, unsigned char* into, std::size_t room) {
-  libdeflate_decompressor* decompressor = decompressor_of_thread();
+  libdeflate_decompressor* const decompressor = all_decompressors.of_this_thread();
   if (decompressor == nullptr || size < 6 || (bytes[0] << 8 | bytes[1]) % 31 != 0) return false;
   std::size_t produced = 0;
   return libdeflate_deflate_decompress(decompressor, bytes + 2, size - 6, into, room, &produced) ==
