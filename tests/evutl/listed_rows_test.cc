@@ -62,6 +62,14 @@ std::size_t resident_pages(const void* memory, std::size_t size) {
   return count;
 }
 
+/// The same of memory that calloc has just given: none, unless a sanitizer's calloc writes the zeros itself.
+std::size_t resident_pages_of_zeros(std::size_t size) {
+  void* zeros = std::calloc(1, size);
+  const std::size_t count = resident_pages(zeros, size);
+  std::free(zeros);
+  return count;
+}
+
 TEST(ListedRows, OfAbsentNamesCostNoMemory) {
   constexpr std::uint32_t maxev = 1'000'000;
   const sparse_file file(maxev);
@@ -84,7 +92,8 @@ TEST(ListedRows, OfAbsentNamesCostNoMemory) {
                                                               dictionary, &table),
             0);
   EXPECT_EQ(table->length, static_cast<int>(12 + 20 * 16 * maxev));
-  EXPECT_LT(resident_pages(table->chptr() + maxev, std::size_t{19} * 16 * maxev), 100u);
+  constexpr std::size_t absent_rows = std::size_t{19} * 16 * maxev;
+  EXPECT_LT(resident_pages(table->chptr() + maxev, absent_rows), resident_pages_of_zeros(absent_rows) + 100);
   EXPECT_EQ(table->chptr()[maxev + 5].chhd, 0u);
   std::free(table);
   std::free(dictionary);
