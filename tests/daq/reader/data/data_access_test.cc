@@ -75,5 +75,85 @@ TEST_F(DataAccess, RefusesToReadWithoutProperties) {
   refused(files.c_str(), -1, "ravo_daq_data::Init: no list of properties\n");
 }
 
+TEST_F(DataAccess, RefusesWhatTheReaderRefuses) {
+  const small_older_file file;
+  const std::string files = list(file.path());
+  ravo_time_id zero{};
+  const auto code = [&](ravo_time_id* period, ravo_time_id* start, ravo_time_id* stop) {
+    int result = 0;
+    const said heard =
+        listen([&] { result = data.Init(files.c_str(), &properties, 0, period, start, stop); });
+    EXPECT_EQ(data.GetStatus(), 0);
+    return std::to_string(result) + " " + heard.error;
+  };
+  EXPECT_EQ(code(nullptr, &zero, &zero), "-6 ravo_daq_data::Init: can not set period\n");
+  EXPECT_EQ(code(&zero, nullptr, &zero), "-7 ravo_daq_data::Init: can not set start point\n");
+  EXPECT_EQ(code(&zero, &zero, nullptr), "-8 ravo_daq_data::Init: can not set stop point\n");
+  channel[0] = 0;
+  EXPECT_EQ(code(&zero, &zero, &zero), "-10 ravo_daq_data::Init: can not add channel\n");
+}
+
+TEST_F(DataAccess, RefusesFilesThatAreNotThereOrAreNone) {
+  refused(list("/no/such/file.raw\n").c_str(), -9, "ravo_daq_data::Init: can not add file\n");
+  const unsigned char garbage[] = "this is no raw file of any kind, but a text of some length";
+  const std::string none = folder.write("none.raw", {garbage, sizeof garbage});
+  refused(list(none + "\n").c_str(), -5, "ravo_daq_data::Init: can not start Reader\n");
+  EXPECT_EQ(data.GetNfile(), 1);
+  EXPECT_EQ(data.GetNprop(), 1);
+}
+
+TEST_F(DataAccess, IsReadyAgainAfterARefusal) {
+  refused(list("/no/such/file.raw\n").c_str(), -9, "ravo_daq_data::Init: can not add file\n");
+  const small_older_file file;
+  refused(list(file.path()).c_str(), 0, "");
+  EXPECT_EQ(data.GetData(), 0);
+}
+
+// The first event is asked for once more with every call, and every call has an end.
+TEST_F(DataAccess, NeverLeavesTheFirstEventWithAStepOfNothing) {
+  const small_older_file file;
+  ravo_time_id nothing{}, start{}, stop{};
+  ASSERT_EQ(data.Init(list(file.path()).c_str(), &properties, 0, &nothing, &start, &stop), 0);
+  for (int call = 0; call < 5; ++call) {
+    ASSERT_EQ(data.GetData(), 0);
+    EXPECT_EQ(data.GetRes()->at(0)->event_id.event_number, 1u);
+  }
+  start.event_number = 2;
+  ASSERT_EQ(data.Init(list(file.path()).c_str(), &properties, 0, &nothing, &start, &stop), 0);
+  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), -2); }).error,
+            "ravo_daq_data::GetData: data are not read\n");
+}
+
+TEST_F(DataAccess, KeepsToTheStartAndTheStopOfTheRequest) {
+  const small_older_file file;
+  ravo_time_id period{1, {0, 0}}, start{2, {0, 0}}, stop{};
+  ASSERT_EQ(data.Init(list(file.path()).c_str(), &properties, 0, &period, &start, &stop), 0);
+  ASSERT_EQ(data.GetData(), 0);
+  EXPECT_EQ(data.GetRes()->at(0)->event_id.event_number, 2u);
+  listen([&] { EXPECT_EQ(data.GetData(), -2); });
+  start.event_number = stop.event_number = 1;
+  ASSERT_EQ(data.Init(list(file.path()).c_str(), &properties, 0, &period, &start, &stop), 0);
+  ASSERT_EQ(data.GetData(), 0);
+  listen([&] { EXPECT_EQ(data.GetData(), -2); });
+}
+
+// Current blocks are longer: read as such, an older one would be read past its end.
+TEST_F(DataAccess, HasNoChannelsForTheCursorWhereEventsBelieTheirGeneration) {
+  small_older_file file;
+  file.belie_generation();
+  refused(list(file.path()).c_str(), 0, "");
+  ASSERT_EQ(data.GetData(), 0);
+  ravo_daq_getdata cursor;
+  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.SetRes(data.GetRes()), -3); }).error,
+            "ravo_daq_getdata::SetHead_2010: srvb pointer = NULL\n");
+  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), -1); }).error,
+            "ravo_daq_getdata::GetChanInfo: wrong Status= 0 ChanHeader 0\n");
+  listen([&] {
+    EXPECT_EQ(cursor.GetSingle(0), 0.0f);
+    EXPECT_EQ(cursor.GetSlowPrm(nullptr, nullptr, nullptr), 1);
+    EXPECT_EQ(cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1);
+  });
+}
+
 }  // namespace
 }  // namespace ravo::test

@@ -2,6 +2,7 @@
 // when none can be.
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <stdexcept>
 
 #include "handmade_event.h"
@@ -397,6 +398,111 @@ TYPED_TEST(Cursor, GivesTextsOfOlderEventsOnly) {
     EXPECT_EQ(length, 7);
     EXPECT_EQ(heard.error, "");
   }
+}
+
+TEST(OlderCursor, TakesABlockOfACurrentReaderForNone) {
+  handmade_event event;
+  event.add<current_event>("A", RAVO_BLOCK_2CHAN_2010, two_spectra<current_event>());
+  event.header(0).pattern = older_event::pattern;
+  ravo_daq_getdata cursor;
+  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.SetRes(event.result()), -3); }).error,
+            "ravo_daq_getdata::SetHead: srvb pointer = NULL\n");
+  EXPECT_EQ(cursor.GetChanHead(), nullptr);
+}
+
+// Readers may be gone by then, and their blocks with them.
+TEST(CurrentCursor, RemembersAfterCleanWhatTheLastHeaderSaid) {
+  auto event = std::make_unique<handmade_event>();
+  event->add<current_event>("A", RAVO_BLOCK_2CHAN_2010, two_spectra<current_event>());
+  ravo_daq_getdata cursor;
+  ASSERT_EQ(cursor.SetRes(event->result()), 1);
+  const void* const block = cursor.GetChanHead_2010();
+  const void* const server = cursor.GetServBlockHead_2010();
+  cursor.Clean();
+  event.reset();
+  EXPECT_EQ(cursor.GetChanHead_2010(), block);
+  EXPECT_EQ(cursor.GetServBlockHead_2010(), server);
+  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.GetSingle(0), 0.0f); }).error,
+            "ravo_daq_getdata::GetSingle: 0 DType45");
+  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.GetValNamChan(nullptr, nullptr, 0), 1); }).error,
+            "ravo_daq_getdata::GetValNamChan() 0 DType45");
+  EXPECT_EQ(cursor.GetSlowPrm(nullptr, nullptr, nullptr), 1);
+  EXPECT_EQ(cursor.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr), 1);
+  EXPECT_EQ(cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1);
+  EXPECT_EQ(cursor.GetDescr(), -2);
+  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), -1); }).error,
+            "ravo_daq_getdata::GetChanInfo: wrong Status= 0 ChanHeader " + printed(block) + "\n");
+}
+
+TYPED_TEST(Cursor, IsAfterCleanAsItWasMade) {
+  this->add_image("CAM");
+  ASSERT_EQ(this->cursor.SetRes(this->event.result()), 1);
+  ASSERT_NE(this->cursor.ConvertImage(), nullptr);
+  this->cursor.Nptr = 5;
+  this->cursor.Clean();
+  EXPECT_EQ(this->cursor.Status, 0);
+  EXPECT_EQ(this->cursor.Nptr, 1);
+  EXPECT_EQ(this->cursor.Ichan, 0);
+  EXPECT_EQ(this->cursor.GetNchan() + this->cursor.GetNmemb() + this->cursor.GetDataType() +
+                this->cursor.GetPropType() + this->cursor.GetChanType(),
+            0);
+  EXPECT_EQ(this->cursor.GetRes(), nullptr);
+  EXPECT_EQ(this->cursor.GetPropName(), nullptr);
+  EXPECT_EQ(this->cursor.GetEventHead(), nullptr);
+  EXPECT_EQ(this->cursor.GetServBlockHead(), nullptr);
+  EXPECT_EQ(this->cursor.GetChanHead(), nullptr);
+  EXPECT_EQ(this->cursor.GetData(), nullptr);
+  EXPECT_EQ(this->cursor.GetImageFloat(), nullptr);
+}
+
+TYPED_TEST(Cursor, IsStillOnTheOldResultAfterARefusedOne) {
+  this->add_fast("A");
+  ASSERT_EQ(this->cursor.SetRes(this->event.result()), 1);
+  EXPECT_EQ(this->cursor.SetRes(nullptr), -12);
+  EXPECT_EQ(this->cursor.Status, 1);
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetChan(0), -1); }).error,
+            "ravo_daq_getdata::SetChan: Status= 1 Res= 0 Nchan= 0\n");
+  EXPECT_EQ(listen([&] {
+              EXPECT_EQ(
+                  this->cursor.GetEventInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+                  -1);
+            }).error,
+            "ravo_daq_getdata::SetHead: ent = NULL\n");
+}
+
+// A text without its end would be read past the block.
+TYPED_TEST(Cursor, NamesASlowChannelByItsHeaderWhereTheDataHaveNoName) {
+  for (const char* payload : {"", "PROP"}) {
+    this->event.template add<TypeParam>("SERVER", TypeParam::update_type, payload, RAVO_EV_UPD);
+    this->cursor.Clean();
+    this->cursor.SetRes(this->event.result());
+    this->cursor.SetChan(this->cursor.GetNchan() - 1);
+    EXPECT_EQ(this->cursor.GetChanType(), 2);
+    EXPECT_STREQ(this->cursor.GetPropName(), "SERVER");
+  }
+}
+
+TYPED_TEST(Cursor, HasNoDataWhereTheLengthIsThatOfTheHeaderOrLess) {
+  this->add_fast("A");
+  for (const int ldata : {0, 1, 43, 44, 45, 267, 268, 269, -1, -2147483647 - 1}) {
+    this->event.template block<TypeParam>(0).ldata = ldata;
+    this->cursor.Clean();
+    ASSERT_EQ(this->cursor.SetRes(this->event.result()), 1);
+    const bool none = static_cast<unsigned>(ldata) <= static_cast<unsigned>(TypeParam::head_size);
+    EXPECT_EQ(this->cursor.GetData(), none ? nullptr : this->event.data(0)) << ldata;
+  }
+}
+
+TYPED_TEST(Cursor, CountsTheMembersOfAGenericSpectrumInItsBlock) {
+  this->event.template add<TypeParam>(
+      "G", RAVO_BLOCK_GENERIC_SPECT,
+      bytes_of(ravo_spect_head_2010{3, 1, 1, 0, 1, 0, 0, 0}) + floats({5, 6, 7}));
+  this->cursor.SetRes(this->event.result());
+  EXPECT_EQ(this->cursor.GetNmemb(), 3);
+  EXPECT_EQ(this->cursor.GetSpectVal(2, 0), 7.0f);
+  EXPECT_STREQ(this->cursor.GetMembName(0), "CH0");
+  EXPECT_EQ(this->cursor.GetMembName(1), nullptr);
+  EXPECT_EQ(this->cursor.GetMembNumb(nullptr), -1);
 }
 
 TEST(OlderCursor, GivesNoTextWithoutAnEnd) {

@@ -2,6 +2,8 @@
 #ifndef RAVO_TEST_SMALL_OLDER_FILE_H
 #define RAVO_TEST_SMALL_OLDER_FILE_H
 
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -44,6 +46,17 @@ class small_older_file {
     path_ = writer.get_files().at(0);
   }
   const char* path() const { return path_.c_str(); }
+  /// Gives every event header another pattern: the events then say that they are current ones.
+  void belie_generation() {
+    std::ifstream in(path_, std::ios::binary);
+    std::string all{std::istreambuf_iterator<char>(in), {}};
+    const std::string pattern = "\xff\xee\xff\xee";
+    std::size_t headers = 0;
+    for (std::size_t at = 0; (at = all.find(pattern, at)) != std::string::npos; ++headers)
+      all.replace(at, pattern.size(), "\xff\xee\xf3\xf3");
+    if (headers != 2) throw std::runtime_error("not the headers of two events");
+    std::ofstream(path_, std::ios::binary) << all;
+  }
 
  private:
   static void check(ravo_daq_writer& writer, int status) {
