@@ -167,8 +167,10 @@ fault::fault(unsigned kinds, long which, mishap what, int error, extent reach) {
   armed_kinds = kinds;
 }
 
+void fault::disarm() const { armed_kinds = 0; }
+
 fault::~fault() {
-  armed_kinds = 0;
+  disarm();
   if (held != 0) let_go();
 }
 

@@ -58,6 +58,8 @@ class fault {
   bool happened() const;
   /// Calls of the kinds so far.
   long calls() const;
+  /// From here on nothing is counted.
+  void disarm() const;
 };
 
 /// Waits until a thread is held by a fault of mishap::hold, or until no other thread that was made since is

@@ -82,6 +82,8 @@ class small_run {
   }
 
   const temporary_folder& folder() const { return folder_; }
+  /// A folder that is empty at first, for what a test puts beside the files.
+  const temporary_folder& other_folder() const { return other_folder_; }
   const std::string& path(unsigned file = 0) const { return paths_[file]; }
   const std::vector<unsigned char>& content(unsigned file = 0) const { return contents_[file]; }
   /// Where a piece of a file lies; see handmade_file.
@@ -170,6 +172,7 @@ class small_run {
   }
 
   temporary_folder folder_;
+  temporary_folder other_folder_;
   std::vector<std::vector<unsigned char>> contents_;
   std::vector<std::map<std::string, std::size_t>> at_;
   std::vector<std::string> names_;

@@ -190,7 +190,8 @@ class request_way : public reader_way<generation> {
   explicit request_way(const small_run<generation>& of) : reader_way<generation>(of) {
     std::strcpy(request_.exp_name, "linac");
     std::strcpy(request_.stream_name, "main");
-    std::strcpy(request_.cdir, "/nowhere");
+    // Empty, or with the catalogue of the run: the files are the same.
+    std::strncpy(request_.cdir, of.other_folder().path().c_str(), sizeof request_.cdir - 1);
     std::strncpy(request_.ddir, of.folder().path().c_str(), sizeof request_.ddir - 1);
     request_.run_first = request_.run_last = 7;
     request_.time_diff = {0, 50000};
@@ -206,6 +207,79 @@ class request_way : public reader_way<generation> {
  private:
   ravo_daq_request request_{};
   wanted_channels<generation> wanted_;
+};
+
+/// The user layer's own reader, which is of the older generation: a list file and properties.
+class listed_way {
+ public:
+  static constexpr bool decodes = true;
+  static constexpr const char* name = "Listed";
+  explicit listed_way(const small_run<older_generation>& of) : list_(of.other_folder().file("list.txt")) {
+    std::string text;
+    for (unsigned file = 0; file < small_run<older_generation>::files; ++file) text += of.path(file) + "\n";
+    of.other_folder().write("list.txt", {reinterpret_cast<const unsigned char*>(text.data()), text.size()});
+    for (const std::string& channel : small_run<older_generation>::channel_names()) names_.push_back(channel);
+    for (std::string& channel : names_)
+      properties_.push_back({channel.data(), 0, channel.data(), static_cast<int>(channel.size()) + 2, 0, 0});
+    for (ravo_sprop& property : properties_) list_of_properties_.push_back(&property);
+  }
+
+  void run(reading_outcome& outcome) {
+    ravo_time_id period{1, {0, 200000}};
+    ravo_time_id point{};
+    outcome.status = object.Init(list_.c_str(), &list_of_properties_, 0, &period, &point, &point);
+    for (int step = 0; outcome.status == 0 && step < most_steps; ++step) {
+      outcome.status = object.GetData();
+      if (outcome.status != 0) break;
+      for (const ravo_channel_entry_long* entry : *object.GetRes()) small_run<older_generation>::take(*entry, outcome);
+      object.PrintAll();
+    }
+  }
+  void clean_up() { object.Clean(); }
+  static bool is_stated(int status) { return status <= -1 && status >= -12; }
+  static int at_end() { return -2; }
+  static values expected() { return small_run<older_generation>::all(); }
+
+ private:
+  std::string list_;
+  std::vector<std::string> names_;
+  std::vector<ravo_sprop> properties_;
+  std::vector<ravo_sprop*> list_of_properties_;
+
+ public:
+  ravo_daq_data object;
+};
+
+/// The user layer's browser of one older file.
+class browser_way {
+ public:
+  static constexpr const char* name = "Browser";
+  explicit browser_way(const small_run<older_generation>& of) : path_(of.path()) {}
+
+  void run(reading_outcome& outcome) {
+    outcome.status = object.Init(path_.c_str());
+    if (outcome.status != 0) return;
+    outcome.status = object.GetNchan();
+    if (outcome.status < 0) return;
+    for (int i = 0; i < outcome.status; ++i) {
+      int count = 0;
+      const char* channel = object.GetChanName(i, &count, nullptr, nullptr);
+      if (channel == nullptr || channel != small_run<older_generation>::channel_names()[static_cast<std::size_t>(i)])
+        ++outcome.wrong;
+    }
+    object.ListChan();
+    object.PrintChan();
+  }
+  void clean_up() { object.Clean(); }
+  static bool is_stated(int status) { return status == -2 || status == -3; }
+  static int at_end() { return 4; }
+  static values expected() { return {}; }
+
+ private:
+  std::string path_;
+
+ public:
+  ravo_daq_browser object;
 };
 
 }  // namespace ravo::test

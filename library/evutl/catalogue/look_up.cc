@@ -26,9 +26,11 @@ bool usable(const void* found, const char* experiment, const char* stream, const
 }
 
 struct free_answer {
+  // Without a list to put it in, for which there may be no memory.
   void operator()(ravo_root_xml_files* one) const {
-    std::vector<ravo_root_xml_files*> list{one};
-    ravo_free_root_xml_files(&list);
+    for (std::string* file : one->rfiles) delete file;
+    delete one->xmlfile;
+    delete one;
   }
 };
 using owned_answer = std::unique_ptr<ravo_root_xml_files, free_answer>;

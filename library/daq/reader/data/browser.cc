@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <new>
 
 #include "ravo_daq_data.h"
 #include "ravo_daq_reader.h"
@@ -35,9 +36,12 @@ int ravo_daq_browser::Init(const char* name) {
     std::cerr << "ravo_daq_browser::Init: wrong filename len= " << length << std::endl;
     return -2;
   }
-  auto reader = std::make_unique<ravo_daq_reader>();
-  char* const copy = strdup(name);
-  if (!copy) return -2;
+  std::unique_ptr<ravo_daq_reader> reader(new (std::nothrow) ravo_daq_reader);
+  char* const copy = reader ? strdup(name) : nullptr;
+  if (!copy) {
+    std::cerr << "ravo_daq_browser::Init: no memory" << std::endl;
+    return -3;
+  }
   Clean();
   FileName = copy;
   Reader = reader.release();

@@ -6,12 +6,15 @@
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "ravo_daq_data.h"
 #include "ravo_daq_reader.h"
 
 namespace {
+
+constexpr char no_memory[] = "ravo_daq_data::Init: no memory";
 
 int refuse(const char* text, int code) {
   std::cerr << text << std::endl;
@@ -38,7 +41,7 @@ struct close_file {
 ravo_daq_data::~ravo_daq_data() { Clean(); }
 
 int ravo_daq_data::Init(const char* files, std::vector<ravo_sprop*>* props, int debug, ravo_time_id* period,
-                        ravo_time_id* start, ravo_time_id* stop) {
+                        ravo_time_id* start, ravo_time_id* stop) try {
   if (!files) return refuse("ravo_daq_data::Init: no input files", -1);
   if (!props || props->empty()) return refuse("ravo_daq_data::Init: no list of properties", -1);
   const std::string list_file = files;  // it may be this object's own
@@ -58,11 +61,13 @@ int ravo_daq_data::Init(const char* files, std::vector<ravo_sprop*>* props, int 
   if (Reader->start() != 0) return refuse("ravo_daq_data::Init: can not start Reader", -5);
   Status = 1;
   return 0;
+} catch (const std::bad_alloc&) {
+  return refuse(no_memory, -12);
 }
 
 // A longer line than the buffer is read in pieces, each a line of its own.
 int ravo_daq_data::add_files(const std::string& list_file) {
-  if (!list_file.empty()) FileName = strdup(list_file.c_str());
+  if (!list_file.empty() && !(FileName = strdup(list_file.c_str()))) return refuse(no_memory, -12);
   const std::unique_ptr<std::FILE, close_file> list(FileName ? std::fopen(FileName, "r") : nullptr);
   if (!list) return refuse(("ravo_daq_data::Init: can not open file " + list_file).c_str(), -2);
   Files = new std::vector<char*>;
@@ -73,7 +78,9 @@ int ravo_daq_data::add_files(const std::string& list_file) {
     if (name.empty()) continue;
     if (Reader->add_file(name.c_str(), true) != 0)
       return refuse("ravo_daq_data::Init: can not add file", -9);
+    Files->reserve(Files->size() + 1);  // so that no name is lost for want of a place
     Files->push_back(strdup(name.c_str()));
+    if (!Files->back()) return refuse(no_memory, -12);
     ++Nfile;
   }
   return Nfile < 1 ? refuse("ravo_daq_data::Init: no data files", -3) : 0;

@@ -2,7 +2,7 @@
 // has for a period.
 #include <ctime>
 #include <iostream>
-#include <string>
+#include <stdexcept>
 #include <vector>
 
 #include "ravo_daq_data.h"
@@ -28,12 +28,12 @@ long ravo_daq_time(int year, int month, int day, int hour, int min, int sec) {
 int GetFileList(char* dir, char* exps, long tstart, long tend) {
   std::cout << "GetFileList: dir " << dir << " exp " << exps << " start " << tstart << " end " << tend
             << std::endl;
-  const std::string experiment(exps);
+  if (exps == nullptr) throw std::logic_error("GetFileList: no experiment");
   constexpr int raw_format = 1;
   std::cout << "RAVO_DAQ_DATA_RAW_FORMAT= " << raw_format << std::endl;
   std::vector<ravo_root_xml_files*> found;
   const int result = get_files_for_period(static_cast<unsigned>(tstart), static_cast<unsigned>(tend),
-                                          &found, experiment.c_str(), "", "/daq/ravo/adm", 1);
+                                          &found, exps, "", "/daq/ravo/adm", 1);
   std::cout << "ret= " << result << std::endl;
   ravo_free_root_xml_files(&found);
   return 0;

@@ -293,8 +293,8 @@ class ravo_daq_browser {
   ravo_daq_browser(const ravo_daq_browser&) = delete;
   ravo_daq_browser& operator=(const ravo_daq_browser&) = delete;
 
-  /// 0; -1 for null, -2 for a name of fewer than 2 characters: nothing has then changed. The file is not
-  /// looked for yet.
+  /// 0; -1 for null, -2 for a name of fewer than 2 characters, -3 without memory: nothing has then changed. The
+  /// file is not looked for yet.
   int Init(const char* name);
   /// Number of channels in the file; -1 before Init(), -2 when the file cannot be read.
   int GetNchan();

@@ -24,6 +24,7 @@ template <class G>
 int daq_reader<G>::add_file(const char* name, bool append) try {
   if (!name || !*name) return store(RAVO_DAQ_READER_INV_PARAM);
   if (slicer) return store(RAVO_DAQ_READER_NOT_ALLOWED);
+  if (!has_path_list) take_first_path_list();
   char* path = copy_candidate(name);
   const freed_on_leaving owner{path};
   if (!path) {

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 #include "ravo_daq/reader.h"
@@ -15,6 +16,9 @@
 #include "reader/result_index.h"
 
 namespace ravo {
+
+/// Room for the text of every status.
+inline constexpr std::size_t longest_error_text = 32;
 
 template <class G>
 daq_reader<G>::daq_reader() {
@@ -25,8 +29,19 @@ daq_reader<G>::daq_reader() {
     if (const char* microseconds = std::getenv("DAQ_MAX_TIME_STEP_USEC"))
       request.time_diff.timelow = static_cast<std::uint32_t>(std::strtol(microseconds, nullptr, 10));
   }
+  try {
+    last_error.reserve(longest_error_text);
+    take_first_path_list();
+  } catch (const std::bad_alloc&) {
+    // The list is asked for again with the first file that needs it.
+  }
+}
+
+template <class G>
+void daq_reader<G>::take_first_path_list() {
   const char* paths = std::getenv("RAVO_DAQ_DATA_PATH_LIST");
   data_path_list = paths ? paths : default_data_path_list;
+  has_path_list = true;
 }
 
 template <class G>
@@ -80,7 +95,11 @@ int daq_reader<G>::store(int status) {
 
 template <class G>
 void daq_reader<G>::set_error(int status) {
-  last_error = error_i2a(status);
+  try {
+    last_error = error_i2a(status);
+  } catch (const std::bad_alloc&) {
+    last_error = error_i2a(RAVO_DAQ_READER_INTERN_ERROR);  // short enough to need no memory
+  }
 }
 
 template <class G>
@@ -210,8 +229,12 @@ void daq_reader<G>::set_debug(int level) {
 }
 
 template <class G>
-void daq_reader<G>::set_data_path_list(const char* list) {
-  if (list) data_path_list = list;
+void daq_reader<G>::set_data_path_list(const char* list) try {
+  if (!list) return;
+  data_path_list = list;
+  has_path_list = true;
+} catch (const std::bad_alloc&) {
+  set_error(RAVO_DAQ_READER_INTERN_ERROR);  // the list stays as it was
 }
 
 }  // namespace ravo

@@ -162,6 +162,7 @@ class daq_reader {
 
   int store(int status);
   void set_default_request();
+  void take_first_path_list();
   int set_point(ravo_time_id& field, const ravo_time_id* point);
   template <std::size_t size>
   int set_text(char (&field)[size], const char* text);
@@ -244,6 +245,7 @@ class daq_reader {
   double get_period_of_one_file();
   double get_period_of_file_names() const;
 
+  bool has_path_list = false;     ///< false: there was no memory for it yet
   std::string inspected_path;     ///< of the file whose tables a diagnostic loaded; the loader points to it
   std::string inspected_channel;  ///< what chans points to after a diagnostic
   std::unique_ptr<result_index> index;     ///< finds results by name; filled by start()
