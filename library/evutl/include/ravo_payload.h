@@ -69,6 +69,15 @@ struct ravo_image_frame_head {
 static_assert(sizeof(ravo_image_frame_head) == 28);
 static_assert(offsetof(ravo_image_frame_head, length) == 24);
 
+/// A plain camera frame: row after row of pixels follows its head, each with its most significant byte
+/// first.
+struct ravo_image_block {
+  ravo_image_frame_head head;
+  char* pixels() { return reinterpret_cast<char*>(this + 1); }
+  const char* pixels() const { return reinterpret_cast<const char*>(this + 1); }
+};
+static_assert(sizeof(ravo_image_block) == 28);
+
 /// Head of an extended camera frame; the pixels follow it.
 struct ravo_image_ext_frame_head {
   std::int32_t width;          ///< full sensor width
@@ -102,6 +111,14 @@ static_assert(offsetof(ravo_image_ext_frame_head, frame) == 48);
 static_assert(offsetof(ravo_image_ext_frame_head, scale_x) == 56);
 static_assert(offsetof(ravo_image_ext_frame_head, image_flags) == 80);
 static_assert(offsetof(ravo_image_ext_frame_head, length) == 96);
+
+/// An extended camera frame: its pixels follow as those of a plain one.
+struct ravo_image_ext_block {
+  ravo_image_ext_frame_head head;
+  char* pixels() { return reinterpret_cast<char*>(this + 1); }
+  const char* pixels() const { return reinterpret_cast<const char*>(this + 1); }
+};
+static_assert(sizeof(ravo_image_ext_block) == 100);
 
 /// One record of a name-value block.
 struct ravo_name_value_channel {

@@ -30,7 +30,7 @@ std::int32_t plain_bytes_per_pixel(const ravo_image_frame_head& head) {
 frame_description describe(const ravo_image_frame_head& head) {
   const auto low = [](std::uint32_t word) { return static_cast<std::int32_t>(word & 0xffff); };
   const auto high = [](std::uint32_t word) { return static_cast<std::int32_t>(word >> 16); };
-  return {.head_size = sizeof head,
+  return {.head_size = sizeof(ravo_image_block),
           .number = static_cast<std::int32_t>(head.frame),
           .compression = head.compr,
           .bytes_per_pixel = plain_bytes_per_pixel(head),
@@ -46,7 +46,7 @@ frame_description describe(const ravo_image_frame_head& head) {
 }
 
 frame_description describe(const ravo_image_ext_frame_head& head) {
-  return {.head_size = sizeof head,
+  return {.head_size = sizeof(ravo_image_ext_block),
           .number = static_cast<std::int32_t>(head.frame),
           .compression = 0,
           .bytes_per_pixel = head.bpp,
@@ -61,20 +61,20 @@ frame_description describe(const ravo_image_ext_frame_head& head) {
           .y_axis_increment = head.vbin};
 }
 
-template <class head>
+template <class block>
 std::optional<frame_description> read_head(const char* data, std::size_t length) {
-  if (length < sizeof(head)) return std::nullopt;
-  head copy;
+  if (length < sizeof(block)) return std::nullopt;
+  block copy;
   std::memcpy(&copy, data, sizeof copy);
-  return describe(copy);
+  return describe(copy.head);
 }
 
 std::optional<frame_description> read_frame(int dtype, const char* data, std::size_t length) {
   switch (dtype & 0xffff) {
     case RAVO_BLOCK_IMAGE:
-      return read_head<ravo_image_frame_head>(data, length);
+      return read_head<ravo_image_block>(data, length);
     case RAVO_BLOCK_IMAGE_EXT:
-      return read_head<ravo_image_ext_frame_head>(data, length);
+      return read_head<ravo_image_ext_block>(data, length);
     default:
       return std::nullopt;
   }
