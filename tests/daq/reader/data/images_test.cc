@@ -217,5 +217,43 @@ TYPED_TEST(Image, KeepsEarlierArraysUntilClean) {
   EXPECT_EQ(this->cursor.GetImageVal(0, 0), 0.0f);
 }
 
+TYPED_TEST(Image, TakesTheLastFourOfFifteenBytesOfAPlainPixel) {
+  this->show(plain_frame(1, 1, 0xf, std::string("\1\1\1\1\1\1\1\1\1\1\1\0\0\1\2", 15)));
+  int bpp = 0;
+  EXPECT_EQ(this->cursor.GetImagePar(nullptr, nullptr, &bpp, nullptr), 0);
+  EXPECT_EQ(bpp, 15);
+  const float* const image = this->cursor.ConvertImage();
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(image[0], 258.0f);
+}
+
+TYPED_TEST(Image, HasThePackedIncrementsAtTheirGreatest) {
+  this->show(plain_frame(0xffff0001, 0xfffe0001, 0xffffffff, "abcdefghijklmno"));
+  int xstart = 0, xinc = 0, nx = 0, ystart = 0, yinc = 0, ny = 0;
+  EXPECT_EQ(this->cursor.GetImageSize(&xstart, &xinc, &nx, &ystart, &yinc, &ny), 15);
+  EXPECT_EQ(xstart, 0xffff);
+  EXPECT_EQ(xinc, 0x3fff);
+  EXPECT_EQ(nx, 1);
+  EXPECT_EQ(ystart, 0xfffe);
+  EXPECT_EQ(yinc, 0x3fff);
+  EXPECT_EQ(ny, 1);
+}
+
+// Two thousand million columns, none of which has a pixel: 2147483645 x -715827883 is 1 in 32 bits.
+TYPED_TEST(Image, VisitsNoColumnsWithoutPixels) {
+  ASSERT_EQ(2147483645u * static_cast<unsigned>(-715827883), 1u);
+  this->show_extended(extended(2147483645, -715827883, 1, 1), "x");
+  EXPECT_NE(this->cursor.ConvertImage(), nullptr);
+  EXPECT_EQ(this->cursor.GetImageVal(0, 0), 0.0f);
+}
+
+TYPED_TEST(Image, HasItsParametersButNoPixelsWithANegativeLength) {
+  this->show_extended(extended(3, 2, 1, -6), "abcdef");
+  int length = 0;
+  EXPECT_EQ(this->cursor.GetImagePar(nullptr, nullptr, nullptr, &length), 0);
+  EXPECT_EQ(length, -6);
+  EXPECT_EQ(this->cursor.ConvertImage(), nullptr);
+}
+
 }  // namespace
 }  // namespace ravo::test

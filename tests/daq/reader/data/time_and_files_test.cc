@@ -50,6 +50,20 @@ TEST(CalendarTime, RollsMonth13OverIntoTheNextYear) {
   EXPECT_EQ(heard.out, "ravo_daq_time: Fri Jan  1 00:01:00 2010\n\n");
 }
 
+TEST(CalendarTime, CarriesWhateverIsOutOfRange) {
+  const time_zone zone("UTC0");
+  listen([&] {
+    EXPECT_EQ(ravo_daq_time(2010, 0, 32, 24, -60, 0), 1262304000 - 31 * 86400 + 31 * 86400 + 86400 - 3600);
+    EXPECT_EQ(ravo_daq_time(1970, 1, 0, 0, 0, 0), -86400);
+  });
+}
+
+TEST(CalendarTime, HasNoSecondsForAYearThatNoCalendarHas) {
+  const time_zone zone("UTC0");
+  constexpr int most = 0x7fffffff;
+  listen([&] { EXPECT_EQ(ravo_daq_time(-most - 1, -most - 1, most, most, most, most), -1); });
+}
+
 TEST(FileList, PrintsWhatTheCatalogueSaysAndReturnsZero) {
   char dir[] = "/data", experiment[] = "no such experiment";
   int result = -1;

@@ -243,5 +243,101 @@ TYPED_TEST(Values, ComeWithTheirEvent) {
             "event 100 evtype 1 len 444 time 1600000000-250000 Nsvrb 3status(hex) 2 \n");
 }
 
+TYPED_TEST(Values, AreComplainedOfWhenTheHeaderOfTheSelectionIsMissing) {
+  this->show_spectra();
+  this->show_spectra();
+  this->event.addresses(0).chhd = 0;
+  const std::string null = TypeParam::is_current ? "1 ChanHeader_2010 == NULL" : "1 ChanHeader == NULL";
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetChan(0), -4); }).error,
+            "ravo_daq_getdata::SetHead: channel header pointer = NULL\n");
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetSingle(0), 0.0f); }).error,
+            "ravo_daq_getdata::GetSingle: " + null);
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetValNamChan(nullptr, nullptr, 0), 1); }).error,
+            "ravo_daq_getdata::GetValNamChan() " + null);
+  EXPECT_EQ(listen([&] {
+              EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1);
+            }).error,
+            TypeParam::is_current ? "" : "ravo_daq_getdata::GetRoiPrm: " + null);
+  EXPECT_EQ(
+      listen([&] { EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), -1); }).error,
+      "ravo_daq_getdata::GetChanInfo: wrong Status= 1 ChanHeader 0\n");
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetString(0, nullptr), nullptr); }).error,
+            "ravo_daq_getdata::GetString: 1");
+  listen([&] {
+    EXPECT_EQ(this->cursor.GetSpect(0), nullptr);
+    EXPECT_EQ(this->cursor.GetSpectVal(0, 0), 0.0f);
+    EXPECT_EQ(this->cursor.GetDescr(), TypeParam::is_current ? 1 : -1);
+  });
+}
+
+TYPED_TEST(Values, AreNoneOfANegativeMember) {
+  this->show_spectra();
+  const said heard = listen([&] {
+    EXPECT_EQ(this->cursor.GetSpect(-1), nullptr);
+    EXPECT_EQ(this->cursor.GetSpectPar(nullptr, nullptr, nullptr, nullptr, -1, nullptr, nullptr, nullptr),
+              -1);
+    EXPECT_EQ(this->cursor.GetSpectVal(-1, 0), 0.0f);
+  });
+  EXPECT_EQ(heard.out, "GetSpect() invalid memb:-1  max: 2\n");
+  const std::string line =
+      "ravo_daq_getdata::GetSpectPar: error datatype:" + std::to_string(TypeParam::spectrum_type) +
+      " data_2010: " + (TypeParam::is_current ? "1\n" : "0\n");
+  EXPECT_EQ(heard.error, line + line);
+  this->show(RAVO_BLOCK_IMG_ROI1, bytes_of(ravo_roi_head{10, 20, 2, 1}) + floats({1, 2, 3}));
+  EXPECT_EQ(listen([&] {
+              EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, -1), -1);
+            }).error,
+            "ravo_daq_getdata::GetSpectPar: error datatype24\n");
+}
+
+TYPED_TEST(Values, OfARegionAreNoneWhereItLiesAboutItsSize) {
+  for (const auto& [width, height] : {std::pair{3, 1}, {2, 0}, {-1, 4}, {0x7fffffff, -0x7fffffff + 3}}) {
+    this->show(RAVO_BLOCK_IMG_ROI1, bytes_of(ravo_roi_head{10, 20, width, height}) + floats({1, 2, 3}));
+    EXPECT_EQ(listen([&] {
+                EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1);
+              }).error,
+              "ravo_daq_getdata::GetSpectPar: error datatype24\n");
+  }
+}
+
+TYPED_TEST(Values, KeepOutputsThatTheBlockDoesNotFill) {
+  this->show(RAVO_BLOCK_NAME_VALUE, bytes_of(ravo_name_value_block{42, "settings", 1}));
+  ravo_name_value_block* block = nullptr;
+  int id = -5, ndata = -5;
+  EXPECT_EQ(this->cursor.GetValNamPrm(&block, &id, nullptr, &ndata, nullptr), 1);
+  EXPECT_EQ(block, nullptr);
+  EXPECT_EQ(id, -5);
+  EXPECT_EQ(ndata, -5);
+  float start = -5, groups_inc = -5;
+  int groups = -5;
+  listen([&] {
+    EXPECT_EQ(this->cursor.GetSpectPar(&start, nullptr, nullptr, nullptr, 0, &groups, &groups_inc, nullptr),
+              -1);
+  });
+  EXPECT_EQ(start, -5.0f);
+  EXPECT_EQ(groups, 1);
+  EXPECT_EQ(groups_inc, 0.0f);
+}
+
+TYPED_TEST(Values, ByNameAreNoneWhereTheNamedChannelHasNoData) {
+  this->event.template add<TypeParam>("EMPTY", RAVO_BLOCK_NAME_VALUE, "");
+  this->event.template add<TypeParam>("SLOW", RAVO_BLOCK_NAME_VALUE, "", RAVO_EV_UPD);
+  this->show_spectra();
+  EXPECT_EQ(this->cursor.GetDataPtrs("SLOW", nullptr, nullptr, 0), 2);
+  this->cursor.SetProp("CHAN");
+  EXPECT_EQ(this->cursor.GetDataPtrs("EMPTY", nullptr, nullptr, 0), 2);
+  EXPECT_EQ(this->cursor.GetDataPtrs("CHAN", nullptr, nullptr, 0), -2);
+}
+
+TYPED_TEST(Values, AreOfNoKnownClassWhereADerivedCursorSaysSo) {
+  struct open_cursor : ravo_daq_getdata {
+    using ravo_daq_getdata::PropType;
+  } open;
+  this->event.template add<TypeParam>("A", TypeParam::spectrum_type, two_spectra<TypeParam>());
+  ASSERT_EQ(open.SetRes(this->event.result()), 1);
+  open.PropType = 5;
+  EXPECT_EQ(open.GetDataPtrs(nullptr, nullptr, nullptr, 0), 4);
+}
+
 }  // namespace
 }  // namespace ravo::test
