@@ -1,0 +1,66 @@
+// The one decoder over arbitrary bytes: the input says how long the three parts of a file are, where they
+// begin, which entry is asked for, and what the bytes are. What comes out is looked into.
+#include <cstring>
+
+#include "decode/decode_block.h"
+#include "expect.h"
+#include "input.h"
+#include "library_calls.h"
+#include "quiet.h"
+#include "ravo_block_access.h"
+#include "ravo_daq_read_chan.h"
+#include "ravo_daq_read_chan_2010.h"
+
+namespace ravo::fuzz {
+namespace {
+
+bool has_end(const char* text, std::size_t room) { return std::memchr(text, '\0', room) != nullptr; }
+
+template <class G>
+void decode(input& from) {
+  typename G::chan_pointers_table_entry where{from.half(), from.half(), from.half(), from.half()};
+  const int subchannel = static_cast<std::int8_t>(from.byte());
+  const std::string channel = from.text();
+  const std::size_t headers = from.half(), servers = from.half();
+  const unsigned long begin = from.byte();
+  const exact_copy event_headers(from.take(headers)), server_blocks(from.take(servers)),
+      blocks(from.rest());
+  const block_source source{{event_headers.data(), event_headers.size(), begin},
+                            {server_blocks.data(), server_blocks.size(), begin},
+                            {blocks.data(), blocks.size(), begin}};
+
+  const decode_result<G> result = decode_block<G>(source, where, channel.c_str(), subchannel);
+  const decode_result<G> again = decode_block<G>(source, where, channel.c_str(), subchannel);
+  expect(result.outcome == again.outcome, "decoding is the same twice");
+  expect((result.outcome == decode_outcome::decoded) == (result.block != nullptr),
+         "a decoded event has a block");
+  if (result.block == nullptr) return;
+
+  expect(result.event_header != nullptr && result.server_block != nullptr,
+         "a decoded event has its headers");
+  const auto& block = *result.block;
+  expect(block.ldata >= static_cast<std::int32_t>(sizeof block), "a block holds its own subheader");
+  expect(again.block->ldata == block.ldata &&
+             std::memcmp(&block, again.block.get(), static_cast<std::size_t>(block.ldata)) == 0,
+         "decoding gives the same bytes twice");
+  expect(has_end(block.chname, sizeof block.chname), "a block's name has an end");
+  expect(has_end(result.server_block->server, sizeof result.server_block->server),
+         "a server's name has an end");
+  library_calls<G>::print_server_block_head(result.server_block.get());
+  library_calls<G>::print_subhead(result.block.get());
+  library_calls<G>::print_block(result.block.get());
+}
+
+}  // namespace
+}  // namespace ravo::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace ravo;
+  fuzz::be_quiet();
+  fuzz::input from(data, size);
+  if (from.flag())
+    fuzz::decode<generation_2010>(from);
+  else
+    fuzz::decode<generation_2009>(from);
+  return 0;
+}

@@ -1,0 +1,33 @@
+// Lets the library talk to nobody: its lines on standard output and its complaints through std::cerr are
+// made, as for a user, and thrown away. What sanitizers and the fuzzer say is not touched.
+#ifndef RAVO_FUZZ_QUIET_H
+#define RAVO_FUZZ_QUIET_H
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <streambuf>
+
+namespace ravo::fuzz {
+
+/// Takes everything and keeps nothing.
+class forgetful_buffer : public std::streambuf {
+  int_type overflow(int_type character) override { return traits_type::not_eof(character); }
+  std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
+};
+
+/// Once, at the first input of a target that makes the library talk.
+inline void be_quiet() {
+  static forgetful_buffer nowhere;
+  static const bool done = [] {
+    if (std::freopen("/dev/null", "w", stdout) == nullptr) std::abort();
+    std::cout.rdbuf(&nowhere);
+    std::cerr.rdbuf(&nowhere);
+    return true;
+  }();
+  static_cast<void>(done);
+}
+
+}  // namespace ravo::fuzz
+
+#endif

@@ -1,0 +1,100 @@
+// Inflating: the fast library in front of zlib is held against zlib alone, which decides. Both have to give
+// the same verdict, length and bytes, and no stream may give more than the bound by which memory is asked
+// for. LZO streams stay within their destination.
+#include "decode/unzip.h"
+
+#include <zlib.h>
+
+#include <cstring>
+#include <vector>
+
+#include "expect.h"
+#include "input.h"
+
+namespace ravo::fuzz {
+namespace {
+
+constexpr std::size_t most_room = 1 << 16;
+
+/// What zlib alone makes of a stream.
+unzip_result inflate_alone(const exact_copy& stream, std::vector<unsigned char>& into) {
+  z_stream state{};
+  expect(inflateInit(&state) == Z_OK, "zlib can be started");
+  state.next_in = stream.data();
+  state.avail_in = static_cast<uInt>(stream.size());
+  state.next_out = into.data();
+  state.avail_out = static_cast<uInt>(into.size());
+  unzip_result result;
+  result.code = inflate(&state, Z_NO_FLUSH);
+  result.step = result.code == Z_STREAM_END ? unzip_step::done : unzip_step::decompression;
+  result.produced = state.total_out;
+  inflateEnd(&state);
+  return result;
+}
+
+void inflate_both_ways(const exact_copy& stream, std::size_t room) {
+  const exact_copy into(std::string(room, '\0'));
+  std::vector<unsigned char> alone(room);
+  const unzip_result fast = unzip(unzipper::zlib, stream.data(), stream.size(), into.data(), room, nullptr);
+  const unzip_result slow = inflate_alone(stream, alone);
+  expect(fast.step == slow.step && fast.code == slow.code, "zlib decides whether a stream is good");
+  if (!slow.ok()) return;
+  expect(fast.produced == slow.produced, "both ways give as many bytes");
+  expect(std::memcmp(into.data(), alone.data(), fast.produced) == 0, "both ways give the same bytes");
+  expect(fast.produced <= most_unzipped(unzipper::zlib, stream.size()),
+         "no deflate stream holds more than the bound");
+}
+
+void decompress_lzo(const exact_copy& stream, std::size_t room) {
+  const exact_copy into(std::string(room, '\0'));
+  std::vector<unsigned char> work(1 << 10);
+  const unzip_result result =
+      unzip(unzipper::lzo, stream.data(), stream.size(), into.data(), room, work.data());
+  if (!result.ok()) return;
+  expect(result.produced <= room, "LZO stays within its destination");
+  expect(result.produced <= most_unzipped(unzipper::lzo, stream.size()),
+         "no LZO1X stream holds more than the bound");
+}
+
+/// What is compressed comes out again, and with one byte less room is refused by both in the same way.
+void there_and_back(input& from) {
+  const int level = from.byte() % 10;
+  const std::string_view content = from.rest();
+  uLongf size = compressBound(static_cast<uLong>(content.size()));
+  std::string stream(size, '\0');
+  expect(compress2(reinterpret_cast<Bytef*>(stream.data()), &size,
+                   reinterpret_cast<const Bytef*>(content.data()), static_cast<uLong>(content.size()),
+                   level) == Z_OK,
+         "zlib compresses");
+  stream.resize(size);
+  const exact_copy packed(stream);
+  if (content.empty()) return;
+  const exact_copy into(std::string(content.size(), '\0'));
+  const unzip_result result =
+      unzip(unzipper::zlib, packed.data(), packed.size(), into.data(), content.size(), nullptr);
+  expect(result.ok() && result.produced == content.size() &&
+             std::memcmp(into.data(), content.data(), content.size()) == 0,
+         "what was compressed comes out again");
+  if (content.size() > 1) inflate_both_ways(packed, content.size() - 1);
+}
+
+}  // namespace
+}  // namespace ravo::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace ravo::fuzz;
+  input from(data, size);
+  const int way = from.byte() % 3;
+  if (way == 2) {
+    there_and_back(from);
+    return 0;
+  }
+  const std::size_t room = from.half() % most_room + 1;
+  const exact_copy stream(from.rest());
+  if (stream.size() == 0) return 0;
+  if (way == 0)
+    inflate_both_ways(stream, room);
+  else
+    decompress_lzo(stream, room);
+  return 0;
+}
