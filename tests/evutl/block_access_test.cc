@@ -3,7 +3,10 @@
 // that a sanitizer sees every read past it.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
+#include <type_traits>
+#include <utility>
 
 #include "captured_output.h"
 #include "decoded_block.h"
@@ -162,6 +165,78 @@ TYPED_TEST(BlockAccess, FollowsNothingWhenTheLengthOrTheCompressionBitRefutesThe
   EXPECT_TRUE(fails_params(block.get(), 0));
 }
 
+// The word at an index of a block's data, to be made false.
+template <class subhead>
+void set_word(subhead* block, std::size_t index, std::int32_t value) {
+  std::memcpy(reinterpret_cast<unsigned char*>(block + 1) + 4 * index, &value, sizeof value);
+}
+
+TYPED_TEST(BlockAccess, FollowsNoCountThatTheBlockCannotHold) {
+  struct {
+    std::int32_t members, samples, groups;
+  } const lies[] = {{3, 5, 3},
+                    {3, 6, 2},
+                    {4, 5, 2},
+                    {-3, 5, 2},
+                    {3, -5, 2},
+                    {3, 5, -2},
+                    {3, -5, -2},
+                    {3, 5, 0},
+                    {0, 5, 2},
+                    {1, 5, 6},
+                    {3, 0x40000000, 4},
+                    {3, 0x10000, 0x10000},
+                    {INT32_MAX, INT32_MAX, INT32_MAX},
+                    {3, INT32_MIN, 2}};
+  for (const auto& lie : lies) {
+    decoded_block<TypeParam> block("BPM", RAVO_BLOCK_BPM_2010, spectrum<host_bytes>(3, 2, 5, 3));
+    ASSERT_NE(pointer_to(block.get(), 0), nullptr);
+    set_word(block.get(), 0, lie.members);
+    set_word(block.get(), 1, lie.samples);
+    set_word(block.get(), 2, lie.groups);
+    EXPECT_EQ(pointer_to(block.get(), 0), nullptr)
+        << lie.members << " " << lie.samples << " " << lie.groups;
+    EXPECT_TRUE(fails_params(block.get(), 0)) << lie.members << " " << lie.samples << " " << lie.groups;
+  }
+  for (const auto& [members, samples] : {std::pair{3, 6}, {2, 5}, {-3, 5}, {3, -5}, {3, INT32_MAX}}) {
+    decoded_block<TypeParam> block("BPM", RAVO_BLOCK_BPM, older_spectrum<host_bytes>(3, 5));
+    ASSERT_NE(pointer_to(block.get(), 0), nullptr);
+    set_word(block.get(), 0, members);
+    set_word(block.get(), 1, samples);
+    EXPECT_EQ(pointer_to(block.get(), 0), nullptr) << members << " " << samples;
+    EXPECT_TRUE(fails_params(block.get(), 0)) << members << " " << samples;
+  }
+  for (const auto& [width, height] : {std::pair{3, 3}, {6, -1}, {-1, 6}, {INT32_MAX, 2}, {5, 1}}) {
+    decoded_block<TypeParam> block("ROI", RAVO_BLOCK_IMG_ROI1, roi<host_bytes>());
+    set_word(block.get(), 2, width);
+    set_word(block.get(), 3, height);
+    EXPECT_EQ(pointer_to(block.get(), 1), nullptr) << width << " " << height;
+    EXPECT_TRUE(fails_params(block.get(), 1)) << width << " " << height;
+  }
+}
+
+TYPED_TEST(BlockAccess, LeavesOutputsAloneWhereItFails) {
+  decoded_block<TypeParam> block("BPM", RAVO_BLOCK_BPM, older_spectrum<host_bytes>(3, 5));
+  float start = -5, inc = -5;
+  float* mean = &start;
+  int ndata = -5;
+  if constexpr (std::is_same_v<TypeParam, older>) {
+    EXPECT_TRUE(get_spect_params_for_data_type_2009(block.get(), &start, &inc, &mean, &ndata, 3));
+  } else {
+    EXPECT_TRUE(get_spect_params_for_data_type_2010(block.get(), &start, &inc, &mean, &ndata, nullptr,
+                                                    nullptr, nullptr, 3));
+  }
+  EXPECT_EQ(start, -5.0f);
+  EXPECT_EQ(inc, -5.0f);
+  EXPECT_EQ(mean, &start);
+  EXPECT_EQ(ndata, -5);
+}
+
+TYPED_TEST(BlockAccess, PointsToNoTextWithoutAnEnd) {
+  decoded_block<TypeParam> block("TEXT", RAVO_BLOCK_NAME_VALUE_STRING, host_bytes().raw("beam"));
+  EXPECT_EQ(pointer_to(block.get(), 0), nullptr);
+}
+
 TYPED_TEST(BlockAccess, TakesANullBlockForNone) {
   decltype(decoded_block<TypeParam>("", 0, bytes()).get()) none = nullptr;
   EXPECT_EQ(pointer_to(none, 0), nullptr);
@@ -223,6 +298,45 @@ TEST(UpdateRecords, AreNoneInACutBlockAndInOtherTypes) {
   block_2009 other("ENV", RAVO_ENV_BLOCK, environment<host_bytes>());
   EXPECT_EQ(get_number_of_upd_channels(other.get()), 0);
   EXPECT_EQ(get_number_of_upd_channels(nullptr), 0);
+}
+
+TEST(UpdateRecords, AreNoneWhereTheNameHasNoEnd) {
+  block_2009 block("SLOW", RAVO_UPD_BLOCK,
+                   host_bytes().raw(std::string(80, 'x')).i32(3).u32(1).u32(2).f32(4));
+  EXPECT_EQ(get_number_of_upd_channels(block.get()), 0);
+  char* name = nullptr;
+  EXPECT_NE(get_update_params(block.get(), 0, &name, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(name, nullptr);
+}
+
+TEST(UpdateRecords, NeedNotBeAskedForEverything) {
+  block_2009 block("SLOW", RAVO_UPD_BLOCK, update<host_bytes>(80));
+  EXPECT_EQ(get_update_params(block.get(), 0, nullptr, nullptr, nullptr, nullptr), 0);
+}
+
+TEST(ImageParameters, AreNoneWhereTheFrameIsLongerThanTheBlock) {
+  for (const std::int32_t length : {7, -1, INT32_MAX, INT32_MIN}) {
+    block_2009 plain("CAM", RAVO_BLOCK_IMAGE, image<host_bytes>());
+    set_word(plain.get(), 6, length);
+    int nx = -5;
+    EXPECT_NE(get_image_params(plain.get(), &nx, nullptr, nullptr, nullptr), 0) << length;
+    EXPECT_EQ(nx, -5);
+    block_2009 extended("CAM", RAVO_BLOCK_IMAGE_EXT, image_ext<host_bytes>());
+    set_word(extended.get(), 24, length);
+    ravo_image_ext_frame_head head{};
+    EXPECT_NE(get_image_ext_params(extended.get(), &head), 0) << length;
+    EXPECT_EQ(head.width, 0);
+  }
+  EXPECT_NE(get_image_params(nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_NE(get_image_ext_params(nullptr, nullptr), 0);
+}
+
+TEST(ImageParameters, TakeNoBytesPerPixelForOne) {
+  block_2009 block("CAM", RAVO_BLOCK_IMAGE, image<host_bytes>());
+  set_word(block.get(), 2, 1 << 18);
+  int bpp = 0;
+  EXPECT_EQ(get_image_params(block.get(), nullptr, nullptr, &bpp, nullptr), 0);
+  EXPECT_EQ(bpp, 1);
 }
 
 TEST(ImageParameters, AreThoseOfThePlainFrame) {
