@@ -57,8 +57,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         wrong_line{"Nothing",
                    {},
-                   "ravo: say what to do: simulate, info, channels, descr, index, headers, read or "
-                   "catalog\nTry `ravo "
+                   "ravo: say what to do: simulate, info, channels, descr, index, headers, read, "
+                   "catalog or verify\nTry `ravo "
                    "--help`.\n"},
         wrong_line{"UnknownVerb",
                    {"raed"},
@@ -66,8 +66,8 @@ INSTANTIATE_TEST_SUITE_P(
         wrong_line{"StrangeVerb",
                    {"xyzzy"},
                    "ravo: there is no verb 'xyzzy'; there are simulate, info, channels, descr, index, "
-                   "headers, read and "
-                   "catalog\nTry `ravo --help`.\n"},
+                   "headers, read, catalog and "
+                   "verify\nTry `ravo --help`.\n"},
         wrong_line{
             "OptionBeforeVerb",
             {"--fast"},

@@ -9,6 +9,7 @@ namespace ravo::tool {
 inline constexpr int exit_fine = 0;
 inline constexpr int exit_data = 1;           ///< a file or its data do not allow it
 inline constexpr int exit_usage = 2;          ///< the command line makes no sense
+inline constexpr int exit_odd = 3;            ///< a check found nothing worse than what is odd
 inline constexpr int exit_interrupted = 130;  ///< Ctrl-C, as shells report it
 
 /// A file or its data do not allow what was asked; what() names the file and the reason.
@@ -19,6 +20,12 @@ struct data_failure : std::runtime_error {
 /// The command line makes no sense; what() says which part of it.
 struct usage_failure : std::runtime_error {
   using std::runtime_error::runtime_error;
+};
+
+/// The verb has said all there is to say; only the exit code is left.
+struct verdict : std::exception {
+  explicit verdict(int code) : exit_code(code) {}
+  int exit_code;
 };
 
 /// The user asked to stop.

@@ -1,0 +1,234 @@
+// ravo verify: whether raw files are sound. What is checked is in verify/; this is the command line of it.
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <numeric>
+#include <thread>
+
+#include "failure.h"
+#include "help_format.h"
+#include "interrupt.h"
+#include "progress.h"
+#include "ravo_run_catalogue.h"
+#include "request_options.h"
+#include "verb.h"
+#include "verify/channel_list.h"
+#include "verify/file_search.h"
+#include "verify/report.h"
+#include "verify/runs.h"
+
+namespace ravo::tool {
+namespace {
+
+constexpr unsigned usual_threads = 4;
+
+struct options {
+  std::vector<std::string> paths;
+  std::string runs;
+  std::string experiment = "linac";
+  std::string stream = "main";
+  std::string catalogue = "/daq/ravo/admtemp/";
+  std::string expect;
+  std::string learn;
+  unsigned threads = 0;
+  bool quick = false;
+  bool json = false;
+};
+
+// What was found so far.
+struct tally {
+  std::uint64_t files = 0, bytes = 0, events = 0, blocks = 0;
+  std::uint64_t damaged = 0, odd = 0;
+
+  void add(const verify::file_result& file) {
+    ++files;
+    bytes += file.bytes;
+    events += file.events;
+    blocks += file.blocks;
+  }
+  int exit_code() const { return damaged > 0 ? exit_data : odd > 0 ? exit_odd : exit_fine; }
+};
+
+std::vector<std::string> files_of_runs(const options& asked) {
+  const run_range range = runs_option(asked.runs);
+  std::vector<int> numbers(static_cast<std::size_t>(range.last - range.first) + 1);
+  std::iota(numbers.begin(), numbers.end(), range.first);
+  std::vector<int*> runs;
+  for (int& number : numbers) runs.push_back(&number);
+  std::vector<ravo_root_xml_files*> found;
+  const int status = get_files_for_runs(&runs, &found, asked.experiment.c_str(), asked.stream.c_str(),
+                                        asked.catalogue.c_str(), 1);
+  std::vector<std::string> files;
+  for (const ravo_root_xml_files* run : found)
+    for (const std::string* file : run->rfiles) files.push_back(*file);
+  ravo_free_root_xml_files(&found);
+  if (status != 0 || files.empty())
+    throw data_failure(
+        fmt::format("{}: the catalogue knows no complete files of run {} of experiment {}, stream {}",
+                    asked.catalogue, asked.runs, asked.experiment, asked.stream));
+  return files;
+}
+
+// The files in the order in which they are checked. What is no file is told at once, and counts as damage.
+std::vector<verify::run_files> choose_files(const options& asked, tally& sum) {
+  if (asked.paths.empty() == asked.runs.empty())
+    throw usage_failure(asked.paths.empty()
+                            ? "say what to check: files or folders, or --run N[-M] of a catalogue"
+                            : "--run is for checks without PATH");
+  verify::found_files found;
+  if (asked.runs.empty())
+    found = verify::find_files(asked.paths);
+  else
+    found.files = files_of_runs(asked);
+  for (const std::string& problem : found.problems) fmt::print(stderr, "ravo: {}\n", problem);
+  sum.damaged += found.problems.size();
+  return verify::group_by_run(found.files);
+}
+
+void print(const verify::finding_list& findings, const std::string& file, bool as_json, tally& sum,
+           output& out) {
+  for (verify::finding one : findings.list()) {
+    one.file = file;
+    (verify::row_of(one.kind).how_bad == verify::severity::damaged ? sum.damaged : sum.odd) += 1;
+    out.print(as_json ? json_line(verify::json_of(one)) : verify::text_of(one) + "\n");
+  }
+  if (findings.left_out() == 0) return;
+  fmt::print(stderr, "ravo: {}: {} further findings are not shown\n", file,
+             verify::with_commas(findings.left_out()));
+}
+
+void print_summary(const options& asked, const tally& sum, output& out) {
+  if (asked.json) {
+    out.print(json_line({{"files", sum.files},
+                         {"bytes", sum.bytes},
+                         {"events", sum.events},
+                         {"blocks", sum.blocks},
+                         {"quick", asked.quick},
+                         {"damaged", sum.damaged},
+                         {"odd", sum.odd}}));
+    return;
+  }
+  const auto some = [](std::uint64_t count, const char* what) {
+    return fmt::format("{} {}{}", verify::with_commas(count), what, count == 1 ? "" : "s");
+  };
+  std::string verdict = "nothing found";
+  if (sum.damaged + sum.odd > 0)
+    verdict =
+        fmt::format("{} damaged, {} odd", verify::with_commas(sum.damaged), verify::with_commas(sum.odd));
+  fmt::print(out.file(), "{}, {}, {}{}: {}\n", some(sum.files, "file"), some(sum.events, "event"),
+             some(sum.blocks, "good block"), asked.quick ? " by their heads" : "", verdict);
+}
+
+std::uint64_t size_of(const std::string& path) {
+  struct stat about {};
+  return stat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode)
+             ? static_cast<std::uint64_t>(about.st_size)
+             : 0;
+}
+
+void learn(const options& asked, const verify::run_checker& runs, const tally& sum) {
+  if (sum.damaged > 0)
+    throw data_failure("--learn: the files are damaged, so nothing was learned; learn from good ones");
+  const std::set<std::string> channels = runs.channels_of_all_runs();
+  if (channels.empty())
+    throw data_failure("--learn: no channel has data in every run, so nothing was learned");
+  verify::write_channel_list(
+      asked.learn, channels,
+      fmt::format("Learned from {} run{}.", runs.runs(), runs.runs() == 1 ? "" : "s"));
+}
+
+verify::run_checker check(const options& asked, const std::vector<verify::run_files>& all, tally& sum,
+                          output& out) {
+  std::uint64_t bytes = 0, done = 0;
+  for (const verify::run_files& run : all)
+    for (const verify::run_file& file : run.files) bytes += size_of(file.path);
+  progress_bar bar("checking");
+  const auto report = [&](std::uint64_t more) {
+    check_for_interrupt();
+    done += more;
+    bar.show(bytes == 0 ? 1.0 : static_cast<double>(done) / static_cast<double>(bytes));
+  };
+  const unsigned threads = asked.threads > 0
+                               ? asked.threads
+                               : std::clamp(std::thread::hardware_concurrency(), 1u, usual_threads);
+  const verify::depth deep = asked.quick ? verify::depth::heads : verify::depth::blocks;
+  verify::run_checker runs;
+  for (const verify::run_files& run : all) {
+    runs.begin(run.name);
+    for (const verify::run_file& file : run.files) {
+      verify::file_result result = verify::check_file(file.path, deep, threads, report);
+      runs.take(result, file.number);
+      sum.add(result);
+      if (!result.findings.empty() && out.is_terminal()) bar.hide();
+      print(result.findings, file.path, asked.json, sum, out);
+      if (!out.flush()) throw verdict(sum.exit_code());
+    }
+  }
+  return runs;
+}
+
+void run(const options& asked, output& out) try {
+  std::set<std::string> expected;
+  if (!asked.expect.empty()) expected = verify::read_channel_list(asked.expect);
+  tally sum;
+  const std::vector<verify::run_files> files = choose_files(asked, sum);
+  const verify::run_checker runs = check(asked, files, sum, out);
+  print(runs.absent(expected), "", asked.json, sum, out);
+  print_summary(asked, sum, out);
+  if (!asked.learn.empty()) learn(asked, runs, sum);
+  if (sum.exit_code() != exit_fine) throw verdict(sum.exit_code());
+} catch (const verify::channel_list_failure& failure) {
+  throw data_failure(failure.what());
+}
+
+constexpr const char* closing_words = R"(Examples:
+  ravo verify demo/*.raw                         some files
+  ravo verify demo                               a folder, with those below it
+  ravo verify --run 1207 --catalog cat           the files of a run
+  ravo verify demo --quick                       tables and headers alone: much faster
+  ravo verify good --learn channels.txt          note which channels have data in every run
+  ravo verify new --expect channels.txt          and tell which of them are absent from a run
+  ravo verify demo --json | jq 'select(.kind == "block.inflate")'
+
+A finding is a line: the file, the channel, what is wrong, how often, where first, and what to do. Damage
+means that data are lost or that the file says something wrong of itself; what is odd can be right all the
+same. Missing event numbers, time going back and shifted channels are looked for in a file and from one file
+of a run to the next, so give all files of a run at once.
+
+Exit codes: 0 nothing found, 3 only what is odd, 1 damage, or a file that cannot be read, 2 the command line
+makes no sense.)";
+
+}  // namespace
+
+verb verify_verb(CLI::App& tool) {
+  CLI::App* command = tool.add_subcommand("verify", "Check whether raw files are sound");
+  const auto asked = std::make_shared<options>();
+  command->add_option("PATH", asked->paths, "Raw files, or folders of them")->type_name("");
+  command->add_option("--run", asked->runs, "The files of a run, or of runs N to M")->type_name("N[-M]");
+  command->add_option("--experiment,-e", asked->experiment, "Of this experiment")
+      ->type_name("NAME")
+      ->capture_default_str();
+  command->add_option("--stream,-s", asked->stream, "Of this stream")
+      ->type_name("NAME")
+      ->capture_default_str();
+  command->add_option("--catalog", asked->catalogue, "Run catalogue, which knows the files of runs")
+      ->type_name("DIR")
+      ->capture_default_str();
+  command->add_flag("--quick", asked->quick, "Tables and headers alone; no block is inflated or converted");
+  command->add_option("--expect", asked->expect, "Also tell which of these channels have no data in a run")
+      ->type_name("FILE");
+  command
+      ->add_option("--learn", asked->learn, "Write the channels that have data in every run to this file")
+      ->type_name("FILE");
+  command->add_option("--threads", asked->threads, "So many threads  [one a core, at most 4]")
+      ->type_name("N")
+      ->check(in_range(1, 64));
+  command->add_flag("--json", asked->json, "One JSON object a finding, and one with the totals at the end");
+  command->footer(closing_words);
+  return {command, [asked](output& out) { run(*asked, out); }};
+}
+
+}  // namespace ravo::tool

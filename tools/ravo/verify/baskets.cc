@@ -1,0 +1,121 @@
+#include "verify/baskets.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "ravo_daq/generation_2009.h"
+#include "ravo_daq/generation_2010.h"
+
+namespace ravo::verify {
+namespace {
+
+constexpr std::uint64_t basket_head = sizeof(ravo_channel_basket);
+constexpr std::uint64_t entry_size = sizeof(ravo_event_chan_ptr_entry);
+constexpr std::uint64_t tail_size = 4;
+
+std::uint64_t place_of_entry(const file_map& map, std::size_t row, std::uint32_t i) {
+  return map.pointers_offset + (row * std::uint64_t{map.row_length} + i) * entry_size;
+}
+
+std::uint64_t up_to_word(std::uint64_t offset) { return (offset + 3) & ~std::uint64_t{3}; }
+
+// Where the last block of a row ends, with its padding; 0 when that is not to be had.
+template <class G>
+std::uint64_t end_of_blocks(const checked_file& file, const file_map& map, std::size_t row) {
+  const auto events = static_cast<std::uint32_t>(map.channels[row].count);
+  if (events == 0 || events > map.row_length) return 0;
+  const std::uint64_t head =
+      file.word(place_of_entry(map, row, events - 1) + offsetof(ravo_event_chan_ptr_entry, chhd));
+  if (head == 0 || !file.holds(head, sizeof(typename G::subhead))) return 0;
+  const std::uint64_t length = file.word(head + offsetof(typename G::subhead, ldata));
+  return up_to_word(head + length);
+}
+
+template <class G>
+void check_head(const checked_file& file, file_map& map, std::size_t row, finding_list& findings) {
+  channel_entry& channel = map.channels[row];
+  channel.basket = first_basket(file, map, row);
+  if (channel.basket == 0) return;
+  const auto wrong = [&](std::string why) {
+    findings.add(finding_kind::basket_channel, {channel.name, {}, channel.basket}, std::move(why));
+  };
+  const std::uint32_t marker = file.word(channel.basket);
+  const std::uint32_t length = file.word(channel.basket + 4);
+  const std::uint64_t stated = channel.basket + length;
+  const std::uint64_t found = end_of_blocks<G>(file, map, row);
+  const auto next = std::upper_bound(map.part_begins.begin(), map.part_begins.end(), channel.basket);
+  const bool holds_another = next != map.part_begins.end() && *next < stated;
+  const bool is_possible =
+      length >= basket_head && file.holds(channel.basket, length + tail_size) && !holds_another;
+  const bool ends_well = next != map.part_begins.end() && *next == stated;
+  channel.basket_end = stated;
+  if (marker != RAVO_CHANNEL_BASKET_PATTERN) wrong(fmt::format("its marker is 0x{:08x}", marker));
+  if (is_possible && (ends_well || stated == found)) return;
+  // Neither marker nor length: there is no basket here, the pointer is wrong.
+  if (marker != RAVO_CHANNEL_BASKET_PATTERN) {
+    channel.is_usable = false;
+    return;
+  }
+  wrong(fmt::format("its length is {}", length));
+  const bool is_found = found > channel.basket && file.holds(found, tail_size) &&
+                        (next == map.part_begins.end() || found <= *next);
+  channel.basket_end = is_found ? found : next != map.part_begins.end() ? *next : file.size() - tail_size;
+}
+
+std::string name_of(const file_map& map, const part& one) {
+  return one.row < 0 ? std::string(one.what)
+                     : "basket of " + map.channels[static_cast<std::size_t>(one.row)].name;
+}
+
+void check_overlaps(file_map& map, finding_list& findings) {
+  for (std::size_t row = 0; row < map.channels.size(); ++row)
+    if (const channel_entry& one = map.channels[row]; one.basket != 0 && one.is_usable)
+      map.parts.push_back({one.basket, one.basket_end, "", static_cast<std::ptrdiff_t>(row)});
+  std::stable_sort(map.parts.begin(), map.parts.end(),
+                   [](const part& a, const part& b) { return a.begin < b.begin; });
+  const part* last = nullptr;  // of those so far the one that ends last
+  for (const part& one : map.parts) {
+    if (last && one.begin < last->end) {
+      const bool is_basket = one.row >= 0;
+      findings.add(finding_kind::table_overlap,
+                   {is_basket ? map.channels[static_cast<std::size_t>(one.row)].name : "", {}, one.begin},
+                   [&] { return fmt::format("{} and {}", name_of(map, *last), name_of(map, one)); });
+      if (is_basket) map.channels[static_cast<std::size_t>(one.row)].is_usable = false;
+    }
+    if (!last || one.end > last->end) last = &one;
+  }
+}
+
+void check_first_basket(const file_map& map, finding_list& findings) {
+  std::uint64_t first = 0;
+  for (const channel_entry& one : map.channels)
+    if (one.basket != 0 && (first == 0 || one.basket < first)) first = one.basket;
+  if (map.reference.chanb_ref != first)
+    findings.add(
+        finding_kind::table_reference,
+        {{}, {}, map.reference_offset + offsetof(ravo_file_reference_table_2010, chanb_ref)},
+        fmt::format("the first channel basket is at {}, not at {}", first, map.reference.chanb_ref));
+}
+
+}  // namespace
+
+std::uint64_t first_basket(const checked_file& file, const file_map& map, std::size_t row) {
+  if (map.row_length == 0) return 0;
+  const std::uint64_t head =
+      file.word(place_of_entry(map, row, 0) + offsetof(ravo_event_chan_ptr_entry, chhd));
+  return head < basket_head || !file.holds(head, tail_size) ? 0 : head - basket_head;
+}
+
+template <class G>
+void check_baskets(const checked_file& file, file_map& map, finding_list& findings) {
+  if (!map.has_pointers) return;
+  for (std::size_t row = 0; row < map.channels.size(); ++row) check_head<G>(file, map, row, findings);
+  check_overlaps(map, findings);
+  if (!findings.has(finding_kind::basket_channel)) check_first_basket(map, findings);
+}
+
+template void check_baskets<generation_2009>(const checked_file&, file_map&, finding_list&);
+template void check_baskets<generation_2010>(const checked_file&, file_map&, finding_list&);
+
+}  // namespace ravo::verify

@@ -1,0 +1,416 @@
+#include "verify/channel_check.h"
+
+#include <fmt/format.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "byte_view.h"
+#include "decode/decode_block.h"
+#include "ravo_daq/generation_2009.h"
+#include "ravo_daq/generation_2010.h"
+#include "ravo_data_types.h"
+#include "ravo_evutl.h"
+#include "ravo_evutl_status.h"
+#include "ravo_payload.h"
+#include "verify/limits.h"
+
+namespace ravo::verify {
+namespace {
+
+using pointers = ravo_event_chan_ptr_entry;
+
+constexpr std::size_t read_ahead = 256 << 10;
+constexpr std::size_t row_ahead = 16 << 10;
+constexpr std::uint64_t tail_size = 4;
+constexpr std::uint64_t most_padding = 3;
+constexpr int lzo_output_overrun = -5;
+
+bool is_empty(const pointers& entry) {
+  return entry.evhd == 0 && entry.sbhd == 0 && entry.chhd == 0 && entry.data == 0;
+}
+
+bool is_before(time_stamp a, time_stamp b) {
+  return a.timeup < b.timeup || (a.timeup == b.timeup && a.timelow < b.timelow);
+}
+
+// Slow readings are small, and handed out in a shape of their own: they are never compressed.
+bool may_be_compressed(const data_type& type) {
+  return type.shape != payload_shape::update && type.shape != payload_shape::update_older &&
+         type.shape != payload_shape::environment;
+}
+
+template <class G>
+class channel_checker {
+ public:
+  channel_checker(channel_surroundings& around, std::size_t row)
+      : around_(around),
+        map_(around.map),
+        channel_(map_.channels[row]),
+        row_(row),
+        table_(around.file, row_ahead),
+        event_headers_(around.file, row_ahead),
+        server_blocks_(around.file, read_ahead / 4),
+        data_(around.file, around.deep == depth::blocks ? read_ahead : head_size + zip_size),
+        next_heads_(around.file, head_size) {}
+
+  finding_list check() {
+    const std::uint32_t events = count_events();
+    if (static_cast<std::int64_t>(events) != channel_.count) tell_count(events);
+    for (std::uint32_t i = 0; i < events; ++i) check_entry(i, events);
+    if (events > 0) check_masks();
+    find_shifts(channel_.name, stamps_, around_.usual, findings_);
+    around_.report(unreported_);
+    return std::move(findings_);
+  }
+
+ private:
+  using subhead = typename G::subhead;
+  using server_head = typename G::server_block_head;
+  static constexpr std::size_t head_size = sizeof(subhead);
+  static constexpr std::size_t zip_size = sizeof(ravo_zip_header);
+
+  // What the head of a block says.
+  struct block_head {
+    std::uint64_t offset;
+    std::int32_t dtype;
+    std::int32_t error;
+    std::uint32_t length;  ///< as unsigned: a negative one is larger than any basket
+    bool is_compressed() const { return (error & RAVO_CHAN_ZIP_FLAG) != 0; }
+  };
+
+  // Where the events are that one entry leads to.
+  struct target {
+    std::uint32_t event;
+    std::uint32_t server;
+    pointers at;
+  };
+
+  std::uint64_t place_of_entry(std::uint32_t i) const {
+    return map_.pointers_offset + (row_ * std::uint64_t{map_.row_length} + i) * sizeof(pointers);
+  }
+
+  pointers entry(std::uint32_t i) {
+    pointers found;
+    ravo_swap4(table_.at(place_of_entry(i), sizeof found), &found, sizeof found / 4);
+    return found;
+  }
+
+  // The entries that are used: up to the last one that is not zero.
+  std::uint32_t count_events() {
+    std::uint32_t count = 0;
+    for (std::uint32_t i = 0; i < map_.row_length; ++i)
+      if (!is_empty(entry(i))) count = i + 1;
+    return count;
+  }
+
+  void tell_count(std::uint32_t events) {
+    const std::uint64_t at = map_.reference.cdt_ref + sizeof(typename G::dictionary_table) +
+                             row_ * sizeof(typename G::dictionary_entry) +
+                             offsetof(typename G::dictionary_entry, count);
+    findings_.add(finding_kind::dictionary_count, {channel_.name, {}, at},
+                  fmt::format("it is {}, and {} events have pointers", channel_.count, events));
+  }
+
+  void check_entry(std::uint32_t i, std::uint32_t events) {
+    const auto found = follow(i);
+    if (!found) return;
+    const event_entry& event = map_.events[found->event];
+    seen_events_ |= 1u << (static_cast<unsigned>(event.type) & 31u);
+    check_order(i, found->event);
+    if (!check_block(*found, i, events)) {
+      has_bad_block_ = true;
+      return;
+    }
+    around_.blocks.fetch_add(1, std::memory_order_relaxed);
+    if (!is_slow_event(event.type)) {
+      stamps_.push_back(make_stamp(event, map_.servers[found->server], found->at.chhd, around_.usual));
+      stamps_.back().frame = frame_;
+    }
+  }
+
+  // Holds the four pointers of an entry against what they lead to.
+  std::optional<target> follow(std::uint32_t i) {
+    const pointers at = entry(i);
+    const std::uint64_t here = place_of_entry(i);
+    std::optional<std::uint32_t> number;
+    const auto wrong = [&](finding_kind kind, std::size_t which,
+                           std::uint32_t value) -> std::optional<target> {
+      findings_.add(kind, {channel_.name, number, here + which},
+                    [&] { return fmt::format("it leads to {}", value); });
+      has_bad_block_ = true;
+      return std::nullopt;
+    };
+    const auto event = index_of(at.evhd, map_.headers_offset, sizeof(ravo_eventheader), map_.events.size());
+    if (!event) return wrong(finding_kind::pointer_event_header, offsetof(pointers, evhd), at.evhd);
+    number = map_.events[*event].number;
+    const auto server = index_of(at.sbhd, map_.servers_offset, sizeof(server_head), map_.servers.size());
+    if (!server || (map_.servers_belong && map_.servers[*server].event != *event))
+      return wrong(finding_kind::pointer_server_block, offsetof(pointers, sbhd), at.sbhd);
+    const std::uint64_t begin =
+        channel_.basket == 0 ? sizeof G::signature - 1 : channel_.basket + sizeof(ravo_channel_basket);
+    if (at.chhd < begin || at.chhd > basket_end() || basket_end() - at.chhd < head_size)
+      return wrong(finding_kind::pointer_block, offsetof(pointers, chhd), at.chhd);
+    if (at.data != at.chhd + head_size)
+      return wrong(finding_kind::pointer_data, offsetof(pointers, data), at.data);
+    return target{*event, *server, at};
+  }
+
+  std::uint64_t basket_end() const {
+    const std::uint64_t tail = around_.file.size() - tail_size;
+    return channel_.basket == 0 ? tail : std::min(channel_.basket_end, tail);
+  }
+
+  static std::optional<std::uint32_t> index_of(std::uint64_t offset, std::uint64_t first,
+                                               std::size_t record, std::size_t count) {
+    if (offset < first || (offset - first) % record != 0 || (offset - first) / record >= count)
+      return std::nullopt;
+    return static_cast<std::uint32_t>((offset - first) / record);
+  }
+
+  void check_order(std::uint32_t i, std::uint32_t event) {
+    if (last_event_) {
+      const event_entry &before = map_.events[*last_event_], &here = map_.events[event];
+      const bool is_known =
+          before.position != event_entry::not_in_index && here.position != event_entry::not_in_index;
+      const bool is_in_order = !is_known                  ? true
+                               : before.type == here.type ? before.position < here.position
+                                                          : !is_before(here.time, before.time);
+      if (!is_in_order)
+        findings_.add(finding_kind::pointer_order, {channel_.name, here.number, place_of_entry(i)},
+                      [&] { return fmt::format("behind event {}", before.number); });
+    }
+    last_event_ = event;
+  }
+
+  block_head read_head(window& through, std::uint64_t offset) {
+    const byte_view bytes(through.at(offset, head_size), head_size, word_order::file);
+    return {offset, *bytes.at<std::int32_t>(offsetof(subhead, dtype)),
+            *bytes.at<std::int32_t>(offsetof(subhead, error)),
+            *bytes.at<std::uint32_t>(offsetof(subhead, ldata))};
+  }
+
+  bool bears_name(window& through, std::uint64_t offset) {
+    const auto* name = reinterpret_cast<const char*>(through.at(offset, head_size));
+    const std::size_t length = strnlen(name, sizeof(subhead::chname));
+    return length < sizeof(subhead::chname) &&
+           channel_.name.compare(0, std::string::npos, name, length) == 0;
+  }
+
+  // A block is told of once: the first thing that is wrong with it.
+  bool check_block(const target& found, std::uint32_t i, std::uint32_t events) {
+    number_ = map_.events[found.event].number;
+    frame_.reset();
+    const std::uint64_t offset = found.at.chhd;
+    if (!bears_name(data_, offset)) return wrong(finding_kind::block_name, offset, "");
+    const block_head head = read_head(data_, offset);
+    const data_type* type = check_type(head);
+    if (!type || !check_length(head, i, events)) return false;
+    if (head.is_compressed() && !check_zip_header(head, *type)) return false;
+    if (head.dtype < 32) seen_types_ |= 1u << head.dtype;
+    around_.channels_of_server[found.server].fetch_add(1, std::memory_order_relaxed);
+    around_.bytes_of_server[found.server].fetch_add(head.length, std::memory_order_relaxed);
+    count_bytes(head.length);
+    return around_.deep == depth::heads || !is_own_place(head) || decode(found, head);
+  }
+
+  template <class Detail>
+  bool wrong(finding_kind kind, std::uint64_t offset, Detail&& detail) {
+    findings_.add(kind, {channel_.name, number_, offset}, std::forward<Detail>(detail));
+    return false;
+  }
+
+  const data_type* check_type(const block_head& head) {
+    const data_type* type =
+        (static_cast<std::uint32_t>(head.dtype) >> 16) == 0 ? find_data_type(head.dtype) : nullptr;
+    const bool is_right = type && type->shape != payload_shape::none &&
+                          (type->generation == type_generation::both || type->generation == G::generation);
+    if (is_right) return type;
+    wrong(finding_kind::block_type, head.offset, [&] { return fmt::format("type {}", head.dtype); });
+    return nullptr;
+  }
+
+  // Blocks stand one behind the other, so that each has to end where the next one, or the basket's end, is.
+  bool check_length(const block_head& head, std::uint32_t i, std::uint32_t events) {
+    const std::size_t least = head_size + (head.is_compressed() ? zip_size : 0);
+    const std::uint64_t end = head.offset + head.length;
+    if (head.length < least || end > basket_end())
+      return wrong(finding_kind::block_length, head.offset,
+                   [&] { return fmt::format("it is {}", head.length); });
+    const auto next = i + 1 < events ? next_block(i + 1, head.offset) : last_end();
+    if (!next || (end <= *next && *next - end <= most_padding)) return true;
+    return wrong(finding_kind::block_length, head.offset, [&] {
+      return fmt::format("it is {}, and what follows begins {} bytes behind its begin", head.length,
+                         *next - head.offset);
+    });
+  }
+
+  // Where the next block begins, if the next entry really leads to one.
+  std::optional<std::uint64_t> next_block(std::uint32_t i, std::uint64_t here) {
+    const std::uint64_t next = entry(i).chhd;
+    if (next <= here || next > basket_end() || basket_end() - next < head_size ||
+        !bears_name(next_heads_, next))
+      return std::nullopt;
+    return next;
+  }
+  std::optional<std::uint64_t> last_end() const {
+    if (channel_.basket == 0 || !channel_.is_usable) return std::nullopt;
+    return basket_end();
+  }
+
+  bool check_zip_header(const block_head& head, const data_type& type) {
+    if (!may_be_compressed(type))
+      return wrong(finding_kind::block_zip_header, head.offset, "blocks of this type are never compressed");
+    ravo_zip_header zip;
+    ravo_swap4(data_.at(head.offset, head_size + zip_size) + head_size, &zip, zip_size / 4);
+    if ((zip.zip_flags & (RAVO_ZIP_ZLIB | RAVO_ZIP_LZO1X)) == 0)
+      return wrong(finding_kind::block_zip_header, head.offset,
+                   [&] { return fmt::format("no known compression, flags 0x{:x}", zip.zip_flags); });
+    if (zip.zipp_length != head.length - head_size - zip_size)
+      return wrong(finding_kind::block_zip_header, head.offset, [&] {
+        return fmt::format("{} compressed bytes, where the block has {}", zip.zipp_length,
+                           head.length - head_size - zip_size);
+      });
+    const unzipper by = (zip.zip_flags & RAVO_ZIP_ZLIB) != 0 ? unzipper::zlib : unzipper::lzo;
+    if (zip.orig_length == 0 || zip.orig_length > most_unzipped(by, zip.zipp_length))
+      return wrong(finding_kind::block_original_length, head.offset, [&] {
+        return fmt::format("{} bytes cannot hold {}", zip.zipp_length, zip.orig_length);
+      });
+    original_length_ = zip.orig_length;
+    return true;
+  }
+
+  // No byte of the file is decoded twice, however many pointers lead to it: a loop of references would
+  // never come to an end.
+  bool is_own_place(const block_head& head) {
+    if (!channel_.is_usable || channel_.basket == 0 || head.offset < decoded_to_) return false;
+    decoded_to_ = head.offset + head.length;
+    return true;
+  }
+
+  bool decode(const target& found, const block_head& head) {
+    const std::uint64_t inflated = head.is_compressed() ? original_length_ : head.length;
+    if (std::max<std::uint64_t>(head.length, inflated) > most_block_bytes)
+      return wrong(finding_kind::block_too_large, head.offset, [&] {
+        return fmt::format("{} bytes, where {} are checked", inflated, most_block_bytes);
+      });
+    std::unique_lock<std::mutex> alone(around_.large_block, std::defer_lock);
+    if (std::max<std::uint64_t>(head.length, inflated) >= large_block_bytes) alone.lock();
+    const block_source source{
+        {event_headers_.at(found.at.evhd, sizeof(ravo_eventheader)), sizeof(ravo_eventheader),
+         found.at.evhd},
+        {server_blocks_.at(found.at.sbhd, sizeof(server_head)), sizeof(server_head), found.at.sbhd},
+        {data_.at(head.offset, head.length), head.length, static_cast<unsigned long>(head.offset)}};
+    const decode_result<G> result = decode_block<G>(source, found.at, channel_.name.c_str(), -1);
+    return judge(result, head);
+  }
+
+  bool judge(const decode_result<G>& result, const block_head& head) {
+    switch (result.outcome) {
+      case decode_outcome::decoded:
+        take_frame(*result.block);
+        return true;
+      case decode_outcome::outside:
+        return wrong(finding_kind::block_length, head.offset, "it is too short");
+      case decode_outcome::unknown_unzipper:
+        return wrong(finding_kind::block_zip_header, head.offset, "no known compression");
+      case decode_outcome::length_mismatch:
+        return wrong(finding_kind::block_original_length, head.offset, [&] {
+          return fmt::format("{} bytes instead of {}", result.unzipped.produced, result.zip.orig_length);
+        });
+      case decode_outcome::unzip_failed:
+        return tell_unzip_failure(result, head);
+      case decode_outcome::unzipped_not_convertible:
+      case decode_outcome::update_not_convertible:
+      case decode_outcome::plain_not_convertible:
+        return wrong(finding_kind::block_convert, head.offset, [&] {
+          return result.error == 0 ? std::string("it is too short")
+                                   : fmt::format("type {}: {}, status {}", head.dtype & 0xffff,
+                                                 ravo_evutl_status_text(result.error), result.error);
+        });
+      default:
+        return wrong(finding_kind::block_too_large, head.offset, "there is no memory for it");
+    }
+  }
+
+  bool tell_unzip_failure(const decode_result<G>& result, const block_head& head) {
+    const unzip_result& unzipped = result.unzipped;
+    const bool is_longer = unzipped.by == unzipper::lzo ? unzipped.code == lzo_output_overrun
+                                                        : unzipped.code != Z_DATA_ERROR &&
+                                                              unzipped.produced == result.zip.orig_length;
+    if (unzipped.step == unzip_step::decompression && is_longer)
+      return wrong(finding_kind::block_original_length, head.offset,
+                   [&] { return fmt::format("more than {} bytes", result.zip.orig_length); });
+    return wrong(finding_kind::block_inflate, head.offset, [&] {
+      return fmt::format("{} answers {}", unzipped.by == unzipper::zlib ? "zlib" : "LZO", unzipped.code);
+    });
+  }
+
+  void take_frame(const subhead& block) {
+    const auto length = static_cast<std::size_t>(block.ldata) - head_size;
+    const auto* data = reinterpret_cast<const unsigned char*>(&block + 1);
+    std::uint32_t event = 0;
+    if (block.dtype == RAVO_BLOCK_IMAGE && length >= sizeof(ravo_image_frame_head))
+      std::memcpy(&event, data + offsetof(ravo_image_frame_head, event_nm), sizeof event);
+    if (block.dtype == RAVO_BLOCK_IMAGE_EXT && length >= sizeof(ravo_image_ext_frame_head))
+      std::memcpy(&event, data + offsetof(ravo_image_ext_frame_head, event), sizeof event);
+    if (event != 0) frame_ = std::int64_t{event} - std::int64_t{number_};
+  }
+
+  void check_masks() {
+    const auto check = [&](finding_kind kind, std::size_t field, std::uint32_t stated, std::uint32_t seen) {
+      // Of what could not be looked at, the type is not known.
+      const std::uint32_t unseen = has_bad_block_ ? 0 : stated & ~seen;
+      if ((seen & ~stated) == 0 && unseen == 0) return;
+      const std::uint64_t at = map_.reference.cdt_ref + sizeof(typename G::dictionary_table) +
+                               row_ * sizeof(typename G::dictionary_entry) + field;
+      findings_.add(kind, {channel_.name, {}, at},
+                    fmt::format("it is 0x{:x} instead of 0x{:x}", stated, seen));
+    };
+    check(finding_kind::dictionary_event_mask, offsetof(typename G::dictionary_entry, ev_mask),
+          channel_.event_mask, seen_events_);
+    check(finding_kind::dictionary_type_mask, offsetof(typename G::dictionary_entry, dtype_mask),
+          channel_.type_mask, seen_types_);
+  }
+
+  void count_bytes(std::uint64_t bytes) {
+    constexpr std::uint64_t worth_telling = 1 << 20;
+    unreported_ += bytes;
+    if (++silent_blocks_ < 1000 && unreported_ < worth_telling) return;
+    around_.report(unreported_);
+    unreported_ = 0;
+    silent_blocks_ = 0;
+  }
+
+  channel_surroundings& around_;
+  const file_map& map_;
+  const channel_entry& channel_;
+  std::size_t row_;
+  window table_, event_headers_, server_blocks_, data_, next_heads_;
+  finding_list findings_;
+  std::vector<stamp> stamps_;
+  std::uint32_t seen_events_ = 0;
+  std::uint32_t seen_types_ = 0;
+  bool has_bad_block_ = false;
+  std::optional<std::uint32_t> last_event_;
+  std::uint64_t decoded_to_ = 0;
+  std::uint64_t unreported_ = 0;
+  int silent_blocks_ = 0;
+  // Of the block that is being checked.
+  std::uint32_t number_ = 0;
+  std::uint32_t original_length_ = 0;
+  std::optional<std::int64_t> frame_;
+};
+
+}  // namespace
+
+template <class G>
+finding_list check_channel(channel_surroundings& around, std::size_t row) {
+  return channel_checker<G>(around, row).check();
+}
+
+template finding_list check_channel<generation_2009>(channel_surroundings&, std::size_t);
+template finding_list check_channel<generation_2010>(channel_surroundings&, std::size_t);
+
+}  // namespace ravo::verify

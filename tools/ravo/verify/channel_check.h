@@ -1,0 +1,52 @@
+// Checks one channel of a file: its row of pointers, the heads of its blocks, and, unless heads alone are
+// asked for, every block through the decoder that readers use.
+#ifndef RAVO_VERIFY_CHANNEL_CHECK_H
+#define RAVO_VERIFY_CHANNEL_CHECK_H
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "verify/checked_file.h"
+#include "verify/file_map.h"
+#include "verify/finding_list.h"
+#include "verify/shift.h"
+
+namespace ravo::verify {
+
+enum class depth {
+  heads,   ///< tables and headers alone
+  blocks,  ///< and every block inflated and converted
+};
+
+/// What the channels of a file share while they are checked side by side.
+struct channel_surroundings {
+  channel_surroundings(const checked_file& its_file, const file_map& its_map, depth how_deep)
+      : file(its_file),
+        map(its_map),
+        deep(how_deep),
+        usual(find_usual_times(its_map)),
+        channels_of_server(its_map.servers.size()),
+        bytes_of_server(its_map.servers.size()) {}
+
+  const checked_file& file;
+  const file_map& map;
+  depth deep;
+  usual_times usual;
+  std::mutex large_block;  ///< held while one is decoded, so that memory holds one of them only
+  // What the blocks add up to, for each server block.
+  std::vector<std::atomic<std::uint32_t>> channels_of_server;
+  std::vector<std::atomic<std::uint64_t>> bytes_of_server;
+  std::atomic<std::uint64_t> blocks{0};
+  /// Told now and then, by each thread, how many bytes were looked at since; may throw to end the check.
+  std::function<void(std::uint64_t)> report;
+};
+
+template <class G>
+finding_list check_channel(channel_surroundings& around, std::size_t row);
+
+}  // namespace ravo::verify
+
+#endif

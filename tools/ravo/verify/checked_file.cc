@@ -1,0 +1,60 @@
+#include "verify/checked_file.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "byte_view.h"
+
+namespace ravo::verify {
+
+checked_file::checked_file(const std::string& path) : file_(path.c_str()) {
+  if (file_ < 0 || fstat(file_, &about_) != 0) throw file_lost(std::strerror(errno));
+  if (S_ISDIR(about_.st_mode)) throw file_lost("it is a folder");
+  if (!S_ISREG(about_.st_mode)) throw file_lost("it is no regular file");
+}
+
+void checked_file::read(std::uint64_t offset, void* into, std::size_t length) const {
+  auto* to = static_cast<unsigned char*>(into);
+  while (length > 0) {
+    const ssize_t got = pread(file_, to, length, static_cast<off_t>(offset));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) throw file_lost(std::strerror(errno));
+    if (got == 0) throw file_lost("it has become shorter");
+    to += got;
+    offset += static_cast<std::uint64_t>(got);
+    length -= static_cast<std::size_t>(got);
+  }
+}
+
+std::uint32_t checked_file::word(std::uint64_t offset) const {
+  unsigned char bytes[4];
+  read(offset, bytes, sizeof bytes);
+  return *byte_view(bytes, sizeof bytes, word_order::file).at<std::uint32_t>(0);
+}
+
+bool checked_file::has_changed() const {
+  struct stat now {};
+  return fstat(file_, &now) != 0 || now.st_size != about_.st_size ||
+         now.st_mtim.tv_sec != about_.st_mtim.tv_sec || now.st_mtim.tv_nsec != about_.st_mtim.tv_nsec;
+}
+
+const unsigned char* window::at(std::uint64_t offset, std::size_t length) {
+  if (offset >= begin_ && offset - begin_ <= bytes_.size() && length <= bytes_.size() - (offset - begin_))
+    return bytes_.data() + (offset - begin_);
+  const auto left = static_cast<std::size_t>(std::min<std::uint64_t>(file_.size() - offset, ahead_));
+  const std::size_t wanted = std::max(length, left);
+  // What one large block took is given back.
+  if (bytes_.capacity() > 2 * std::max(wanted, ahead_)) bytes_ = {};
+  bytes_.clear();  // should reading fail, there is nothing in here
+  std::vector<unsigned char> bytes = std::move(bytes_);
+  bytes.resize(wanted);
+  file_.read(offset, bytes.data(), wanted);
+  bytes_ = std::move(bytes);
+  begin_ = offset;
+  return bytes_.data();
+}
+
+}  // namespace ravo::verify

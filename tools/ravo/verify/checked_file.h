@@ -1,0 +1,62 @@
+// A file that is being checked. It is read piece by piece and never mapped: a file that somebody cuts short
+// meanwhile then ends a read, not the program.
+#ifndef RAVO_VERIFY_CHECKED_FILE_H
+#define RAVO_VERIFY_CHECKED_FILE_H
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "opened_file.h"
+
+namespace ravo::verify {
+
+/// The file cannot be read any more where it was as long as its length said; what() says why.
+struct file_lost : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+class checked_file {
+ public:
+  /// Throws file_lost when there is no readable regular file at the path.
+  explicit checked_file(const std::string& path);
+
+  int descriptor() const { return file_; }
+  std::uint64_t size() const { return static_cast<std::uint64_t>(about_.st_size); }
+  /// Whether so many bytes at the offset lie in the file as it was when it was opened.
+  bool holds(std::uint64_t offset, std::uint64_t length) const {
+    return offset <= size() && length <= size() - offset;
+  }
+  /// Reads bytes that the file holds. Throws file_lost.
+  void read(std::uint64_t offset, void* into, std::size_t length) const;
+  /// A big-endian word that the file holds.
+  std::uint32_t word(std::uint64_t offset) const;
+  /// Whether size or time of change are no longer what they were.
+  bool has_changed() const;
+
+ private:
+  ravo::opened_file file_;
+  struct stat about_ {};
+};
+
+/// A part of the file in memory that moves along with whoever reads on.
+class window {
+ public:
+  /// Reads at least `ahead` bytes at a time, as long as there are so many.
+  window(const checked_file& file, std::size_t ahead) : file_(file), ahead_(ahead) {}
+  /// Bytes that the file holds; good until the next call.
+  const unsigned char* at(std::uint64_t offset, std::size_t length);
+
+ private:
+  const checked_file& file_;
+  std::size_t ahead_;
+  std::uint64_t begin_ = 0;
+  std::vector<unsigned char> bytes_;
+};
+
+}  // namespace ravo::verify
+
+#endif

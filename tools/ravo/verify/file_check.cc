@@ -1,0 +1,122 @@
+#include "verify/file_check.h"
+
+#include <fmt/format.h>
+
+#include <thread>
+
+#include "verify/parallel.h"
+#include "verify/tables.h"
+
+namespace ravo::verify {
+namespace {
+
+// Lengths and counts in the heads are sums over the blocks below them. They are judged only where all these
+// blocks are known: one bad pointer would make them all wrong.
+template <class G>
+void check_sums(const channel_surroundings& around, finding_list& findings) {
+  const file_map& map = around.map;
+  if (!map.servers_belong) return;
+  constexpr std::uint64_t head = sizeof(typename G::server_block_head);
+  std::vector<std::uint64_t> lengths(map.events.size(), sizeof(ravo_eventheader));
+  for (std::size_t i = 0; i < map.servers.size(); ++i) {
+    const server_entry& server = map.servers[i];
+    const std::uint64_t length = head + around.bytes_of_server[i];
+    lengths[server.event] += length;
+    const place where{{}, map.events[server.event].number, map.servers_offset + i * head};
+    if (server.channels < 0 || static_cast<std::uint32_t>(server.channels) != around.channels_of_server[i])
+      findings.add(finding_kind::server_channels, where, [&] {
+        return fmt::format("it says {}, and {} have data", server.channels,
+                           around.channels_of_server[i].load());
+      });
+    if (server.length < 0 || static_cast<std::uint64_t>(server.length) != length)
+      findings.add(finding_kind::server_length, where,
+                   [&] { return fmt::format("it is {} instead of {}", server.length, length); });
+  }
+  for (std::size_t i = 0; i < map.events.size(); ++i)
+    if (map.events[i].length != lengths[i])
+      findings.add(finding_kind::event_length,
+                   {{}, map.events[i].number, map.headers_offset + i * sizeof(ravo_eventheader)},
+                   [&] { return fmt::format("it is {} instead of {}", map.events[i].length, lengths[i]); });
+}
+
+// The bytes that the threads have done, told by the one that began.
+class told_progress {
+ public:
+  explicit told_progress(const progress& report) : report_(report) {}
+  void operator()(std::uint64_t bytes) {
+    if (std::this_thread::get_id() != mine_) {
+      of_others_ += bytes;
+      return;
+    }
+    const std::uint64_t all = bytes + of_others_.exchange(0);
+    told_ += all;
+    report_(all);
+  }
+  std::uint64_t told() const { return told_; }
+
+ private:
+  const progress& report_;
+  std::thread::id mine_ = std::this_thread::get_id();
+  std::atomic<std::uint64_t> of_others_{0};
+  std::uint64_t told_ = 0;
+};
+
+template <class G>
+void check_contents(const checked_file& file, depth deep, unsigned threads, told_progress& told,
+                    file_result& result) {
+  const std::optional<file_map> map = load_tables<G>(file, result.findings);
+  if (!map) return;
+  result.events = map->events.size();
+  for (const type_entry& type : map->types)
+    result.sequences.push_back(check_sequence(type, result.findings));
+  for (const channel_entry& channel : map->channels)
+    if (channel.count > 0) result.channels_with_data.push_back(channel.name);
+  if (!map->has_pointers || map->events.empty()) return;
+
+  channel_surroundings around(file, *map, deep);
+  around.report = [&told](std::uint64_t bytes) { told(bytes); };
+  std::vector<finding_list> of_channels(map->channels.size());
+  in_parallel(threads, of_channels.size(),
+              [&](std::size_t row) { of_channels[row] = check_channel<G>(around, row); });
+  const auto depends_on_all = [](const finding& one) {
+    return row_of(one.kind).how_bad == severity::damaged &&
+           one.kind != finding_kind::dictionary_event_mask &&
+           one.kind != finding_kind::dictionary_type_mask;
+  };
+  bool are_all_known = true;
+  for (finding_list& one : of_channels) {
+    for (const finding& what : one.list()) are_all_known = are_all_known && !depends_on_all(what);
+    result.findings.append(std::move(one));
+  }
+  result.blocks = around.blocks;
+  if (are_all_known && !result.findings.has(finding_kind::table_overlap))
+    check_sums<G>(around, result.findings);
+}
+
+}  // namespace
+
+file_result check_file(const std::string& path, depth deep, unsigned threads, const progress& report) {
+  file_result result;
+  result.path = path;
+  told_progress told(report);
+  std::optional<checked_file> file;
+  try {
+    file.emplace(path);
+    result.bytes = file->size();
+    if (reference_marker(*file) == generation_2009::reference_table_pattern)
+      check_contents<generation_2009>(*file, deep, threads, told, result);
+    else
+      check_contents<generation_2010>(*file, deep, threads, told, result);
+    if (file->has_changed()) throw file_lost("what was found may not be so any more");
+  } catch (const file_lost& lost) {
+    const bool has_changed = file && file->has_changed();
+    // What was found in a file that changes under one's eyes says nothing.
+    result.findings = {};
+    result.findings.add(has_changed ? finding_kind::file_changed : finding_kind::file_unreadable, {},
+                        lost.what());
+  }
+  if (told.told() < result.bytes) report(result.bytes - told.told());
+  return result;
+}
+
+}  // namespace ravo::verify

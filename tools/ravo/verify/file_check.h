@@ -1,0 +1,34 @@
+// Checks one file from its first byte to its last, channels side by side.
+#ifndef RAVO_VERIFY_FILE_CHECK_H
+#define RAVO_VERIFY_FILE_CHECK_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "verify/channel_check.h"
+#include "verify/finding_list.h"
+#include "verify/sequence.h"
+
+namespace ravo::verify {
+
+/// What came of a file.
+struct file_result {
+  std::string path;
+  finding_list findings;
+  std::uint64_t bytes = 0;
+  std::uint64_t events = 0;
+  std::uint64_t blocks = 0;              ///< that are good
+  std::vector<type_sequence> sequences;  ///< for the next file of the run
+  std::vector<std::string> channels_with_data;
+};
+
+/// Bytes done since the last call; called by the thread that began the check.
+using progress = std::function<void(std::uint64_t bytes)>;
+
+/// `threads` is at least 1. Throws what `report` throws, and for memory.
+file_result check_file(const std::string& path, depth deep, unsigned threads, const progress& report);
+
+}  // namespace ravo::verify
+
+#endif

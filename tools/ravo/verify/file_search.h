@@ -1,0 +1,21 @@
+// Which files are meant by the paths of a command line: files as they are named, of folders the raw files
+// in them and below them.
+#ifndef RAVO_VERIFY_FILE_SEARCH_H
+#define RAVO_VERIFY_FILE_SEARCH_H
+
+#include <string>
+#include <vector>
+
+namespace ravo::verify {
+
+struct found_files {
+  std::vector<std::string> files;
+  std::vector<std::string> problems;  ///< folders that hold no raw file or cannot be looked into, and why
+};
+
+/// In the order of the paths, those of a folder by name; none twice.
+found_files find_files(const std::vector<std::string>& paths);
+
+}  // namespace ravo::verify
+
+#endif

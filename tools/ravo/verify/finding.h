@@ -1,0 +1,112 @@
+// What `ravo verify` can find: one row a kind, with the code by which programs know it, how bad it is, what
+// it means and what to do. A kind is told of a place: a file, and in it a channel, an event, an offset.
+#ifndef RAVO_VERIFY_FINDING_H
+#define RAVO_VERIFY_FINDING_H
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace ravo::verify {
+
+enum class severity {
+  odd,      ///< what is in the file can be right all the same: look at it
+  damaged,  ///< data are lost, or what the file says of itself is wrong
+};
+/// "odd" or "damaged".
+const char* name_of(severity how_bad);
+
+enum class finding_kind {
+  file_unreadable,
+  file_changed,
+  file_too_large,
+  file_signature,
+  file_reference,
+  table_event_index,
+  table_dictionary,
+  table_pointers,
+  table_environment,
+  table_descriptions,
+  table_reference,
+  table_overlap,
+  basket_event_headers,
+  basket_server_blocks,
+  basket_channel,
+  dictionary_name,
+  dictionary_key,
+  dictionary_count,
+  dictionary_event_mask,
+  dictionary_type_mask,
+  description_text,
+  description_missing,
+  index_limits,
+  index_event,
+  index_missing,
+  event_marker,
+  event_time,
+  event_servers,
+  event_length,
+  event_time_back,
+  event_number_back,
+  event_duplicate,
+  event_missing,
+  server_name,
+  server_channels,
+  server_length,
+  pointer_event_header,
+  pointer_server_block,
+  pointer_block,
+  pointer_data,
+  pointer_order,
+  block_name,
+  block_type,
+  block_length,
+  block_zip_header,
+  block_original_length,
+  block_inflate,
+  block_convert,
+  block_too_large,
+  channel_shifted,
+  channel_absent,
+  run_file_missing,
+};
+
+/// Of what repeats are put together.
+enum class grouping {
+  by_channel,  ///< a line for each channel
+  by_file,     ///< one line, with the first channel and the number of them
+};
+
+struct kind_row {
+  finding_kind kind;
+  const char* code;
+  severity how_bad;
+  const char* what;    ///< a sentence without its stop
+  const char* remedy;  ///< what to do
+  grouping repeats = grouping::by_channel;
+};
+
+/// All kinds, in the order of the enumeration.
+std::span<const kind_row> finding_kinds();
+const kind_row& row_of(finding_kind kind);
+
+/// Where something was found; what is not set does not apply.
+struct place {
+  std::string channel = {};
+  std::optional<std::uint32_t> event = {};  ///< number
+  std::optional<std::uint64_t> offset = {};
+};
+
+/// One line of the report: a finding, or equal ones of which the first is told.
+struct finding {
+  finding_kind kind;
+  std::string file;
+  place first;
+  std::uint64_t count = 1;
+  std::string detail;  ///< of the first; may be empty
+};
+
+}  // namespace ravo::verify
+
+#endif

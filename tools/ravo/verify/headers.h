@@ -1,0 +1,19 @@
+// Reads the heads of a file's events and server blocks and holds them against the event index and against
+// their baskets.
+#ifndef RAVO_VERIFY_HEADERS_H
+#define RAVO_VERIFY_HEADERS_H
+
+#include "verify/checked_file.h"
+#include "verify/file_map.h"
+#include "verify/finding_list.h"
+
+namespace ravo::verify {
+
+/// Puts events and server blocks into the map. A basket whose own head is wrong is read as the event index,
+/// or the event headers, say.
+template <class G>
+void read_headers(const checked_file& file, file_map& map, finding_list& findings);
+
+}  // namespace ravo::verify
+
+#endif

@@ -1,0 +1,23 @@
+// How much one check takes at a time, so that a file that lies about its contents cannot take all memory.
+// The numbers are far above what an acquisition writes into one file.
+#ifndef RAVO_VERIFY_LIMITS_H
+#define RAVO_VERIFY_LIMITS_H
+
+#include <cstdint>
+
+namespace ravo::verify {
+
+/// Bytes of a table that is loaded whole: the event index, the dictionary.
+inline constexpr std::uint64_t most_table_bytes = 256u << 20;
+/// Bytes of the descriptions' XML; in memory they become fifty times as many.
+inline constexpr std::uint64_t most_description_bytes = 16u << 20;
+inline constexpr std::uint64_t most_events = 8'000'000;
+inline constexpr std::uint64_t most_server_blocks = 16'000'000;
+/// Bytes of one block, as it is stored and as it is inflated.
+inline constexpr std::uint64_t most_block_bytes = 256u << 20;
+/// Blocks from this size on are decoded one at a time, however many threads there are.
+inline constexpr std::uint64_t large_block_bytes = 16u << 20;
+
+}  // namespace ravo::verify
+
+#endif

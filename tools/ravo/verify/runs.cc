@@ -1,0 +1,102 @@
+#include "verify/runs.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <tuple>
+
+#include "file_name_parts.h"
+
+namespace ravo::verify {
+namespace {
+
+// Stream, run, and the folder, which is empty as long as it need not be told apart.
+using run_key = std::tuple<std::string, std::uint64_t, std::string>;
+
+std::optional<run_key> key_of(const std::string& path) {
+  const auto parts = parse_file_name(path);
+  if (!parts || !parts->run) return std::nullopt;
+  return run_key{std::string(parts->before_run), *parts->run, ""};
+}
+
+std::uint64_t number_of(const std::string& path) { return parse_file_name(path)->file; }
+
+// Runs that have two files of the same number.
+std::set<run_key> ambiguous_runs(const std::vector<std::string>& paths) {
+  std::set<std::pair<run_key, std::uint64_t>> known;
+  std::set<run_key> ambiguous;
+  for (const std::string& path : paths)
+    if (const auto key = key_of(path); key && !known.emplace(*key, number_of(path)).second)
+      ambiguous.insert(*key);
+  return ambiguous;
+}
+
+}  // namespace
+
+std::vector<run_files> group_by_run(const std::vector<std::string>& paths) {
+  const std::set<run_key> ambiguous = ambiguous_runs(paths);
+  std::map<run_key, std::size_t> places;
+  std::vector<run_files> runs;
+  for (const std::string& path : paths) {
+    auto key = key_of(path);
+    if (!key) {
+      runs.push_back({path, {{path, std::nullopt}}});
+      continue;
+    }
+    if (ambiguous.contains(*key)) std::get<2>(*key) = std::filesystem::path(path).parent_path().string();
+    const auto [place, is_new] = places.try_emplace(*key, runs.size());
+    if (is_new) runs.push_back({fmt::format("run {} of {}", std::get<1>(*key), std::get<0>(*key)), {}});
+    runs[place->second].files.push_back({path, number_of(path)});
+  }
+  for (run_files& one : runs)
+    std::stable_sort(one.files.begin(), one.files.end(),
+                     [](const run_file& a, const run_file& b) { return a.number < b.number; });
+  return runs;
+}
+
+void run_checker::begin(const std::string& name) {
+  runs_.push_back({name, {}});
+  last_number_.reset();
+  last_sequences_.clear();
+}
+
+void run_checker::take(file_result& result, std::optional<std::uint64_t> number) {
+  runs_.back().channels.insert(result.channels_with_data.begin(), result.channels_with_data.end());
+  const bool follows = number && last_number_ && *number == *last_number_ + 1;
+  if (number && last_number_ && *number > *last_number_ + 1)
+    result.findings.add(finding_kind::run_file_missing, {},
+                        fmt::format("between file {} and file {}", *last_number_, *number),
+                        *number - *last_number_ - 1);
+  // A type that is not in every file is compared with the file in which it was last.
+  if (!follows) last_sequences_.clear();
+  for (type_sequence& here : result.sequences) {
+    const auto before = last_sequences_.find(here.type);
+    if (before != last_sequences_.end()) check_succession(before->second, here, result.findings);
+    last_sequences_.insert_or_assign(here.type, std::move(here));
+  }
+  result.sequences.clear();
+  last_number_ = number;
+}
+
+std::set<std::string> run_checker::channels_of_all_runs() const {
+  if (runs_.empty()) return {};
+  std::set<std::string> all = runs_.front().channels;
+  for (const run& one : runs_)
+    std::erase_if(all, [&one](const auto& name) { return !one.channels.contains(name); });
+  return all;
+}
+
+finding_list run_checker::absent(const std::set<std::string>& expected) const {
+  finding_list findings;
+  for (const std::string& channel : expected) {
+    std::uint64_t count = 0;
+    std::string first;
+    for (const run& one : runs_)
+      if (!one.channels.contains(channel) && ++count == 1) first = one.name;
+    if (count > 0) findings.add(finding_kind::channel_absent, {channel, {}, {}}, first, count);
+  }
+  return findings;
+}
+
+}  // namespace ravo::verify

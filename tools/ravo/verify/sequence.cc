@@ -1,0 +1,137 @@
+#include "verify/sequence.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <utility>
+
+#include "ravo_evutl.h"
+
+namespace ravo::verify {
+namespace {
+
+bool is_before(time_stamp a, time_stamp b) {
+  return a.timeup < b.timeup || (a.timeup == b.timeup && a.timelow < b.timelow);
+}
+bool equal(time_stamp a, time_stamp b) { return a.timeup == b.timeup && a.timelow == b.timelow; }
+
+std::string name_of(int type) { return event_name_itoa(type); }
+
+std::uint64_t offset_of(const type_entry& type, std::size_t i) {
+  return type.offset + sizeof type.head + i * sizeof(listed_event);
+}
+
+void check_limits(const type_entry& type, finding_list& findings) {
+  if (type.events.empty()) return;
+  const listed_event &first = type.events.front(), &last = type.events.back();
+  const bool is_right = type.head.event_number_first == first.event_number &&
+                        type.head.event_number_last == last.event_number &&
+                        equal(type.head.event_time_first, first.time) &&
+                        equal(type.head.event_time_last, last.time);
+  if (!is_right) findings.add(finding_kind::index_limits, {{}, {}, type.offset}, name_of(type.type));
+}
+
+// The difference that nearly all neighbours have; 0 when there is none.
+std::uint32_t usual_step(const std::vector<std::uint32_t>& numbers) {
+  constexpr std::size_t fewest = 4;
+  if (numbers.size() <= fewest) return 0;
+  std::map<std::uint32_t, std::size_t> counts;
+  constexpr std::size_t most_different = 1000;  // what is so irregular has no step
+  for (std::size_t i = 1; i < numbers.size() && counts.size() < most_different; ++i)
+    ++counts[numbers[i] - numbers[i - 1]];
+  const auto usual = std::max_element(counts.begin(), counts.end(),
+                                      [](const auto& a, const auto& b) { return a.second < b.second; });
+  return 4 * usual->second >= 3 * (numbers.size() - 1) ? usual->first : 0;
+}
+
+std::uint64_t missing_between(std::uint32_t before, std::uint32_t behind, std::uint32_t step) {
+  return step == 0 || behind - before <= step ? 0 : (behind - before - 1) / step;
+}
+
+// Number and place in the index.
+using numbered = std::pair<std::uint32_t, std::size_t>;
+
+std::vector<numbered> sort_by_number(const type_entry& type) {
+  std::vector<numbered> sorted;
+  sorted.reserve(type.events.size());
+  for (std::size_t i = 0; i < type.events.size(); ++i)
+    if (type.events[i].event_number != 0) sorted.emplace_back(type.events[i].event_number, i);
+  std::sort(sorted.begin(), sorted.end());
+  return sorted;
+}
+
+bool is_twice(const std::vector<numbered>& sorted, std::uint32_t number) {
+  const auto found = std::lower_bound(sorted.begin(), sorted.end(), numbered(number, 0));
+  return found != sorted.end() && std::next(found) != sorted.end() && std::next(found)->first == number;
+}
+
+void check_order(const type_entry& type, const std::vector<numbered>& sorted, finding_list& findings) {
+  for (std::size_t i = 1; i < type.events.size(); ++i) {
+    const listed_event &before = type.events[i - 1], &here = type.events[i];
+    const place where{{}, here.event_number, offset_of(type, i)};
+    if (is_before(here.time, before.time))
+      findings.add(finding_kind::event_time_back, where, [&] { return name_of(type.type); });
+    else if (here.event_number != 0 && here.event_number < before.event_number &&
+             !is_twice(sorted, here.event_number) && !is_twice(sorted, before.event_number))
+      findings.add(finding_kind::event_number_back, where,
+                   [&] { return fmt::format("{}, behind {}", name_of(type.type), before.event_number); });
+  }
+}
+
+}  // namespace
+
+type_sequence check_sequence(const type_entry& type, finding_list& findings) {
+  type_sequence sequence{
+      type.type, offset_of(type, 0), type.head.event_time_first, type.head.event_time_last, {}};
+  check_limits(type, findings);
+  if (type.events.empty()) return sequence;
+  sequence.first = type.events.front().time;
+  sequence.last = type.events.back().time;
+  const std::vector<numbered> sorted = sort_by_number(type);
+  check_order(type, sorted, findings);
+  for (std::size_t i = 0; i < sorted.size(); ++i) {
+    const auto [number, at] = sorted[i];
+    if (i == 0 || number != sorted[i - 1].first)
+      sequence.numbers.push_back(number);
+    else
+      findings.add(finding_kind::event_duplicate, {{}, number, offset_of(type, at)},
+                   [&] { return name_of(type.type); });
+  }
+  if (is_slow_event(type.type)) return sequence;
+  sequence.step = usual_step(sequence.numbers);
+  for (std::size_t i = 1; i < sorted.size(); ++i)
+    if (const auto count = missing_between(sorted[i - 1].first, sorted[i].first, sequence.step); count > 0)
+      findings.add(
+          finding_kind::event_missing,
+          {{}, sorted[i - 1].first + sequence.step, offset_of(type, sorted[i].second)},
+          [&] { return name_of(type.type); }, count);
+  return sequence;
+}
+
+void check_succession(const type_sequence& before, const type_sequence& here, finding_list& findings) {
+  std::vector<std::uint32_t> both;
+  std::set_intersection(before.numbers.begin(), before.numbers.end(), here.numbers.begin(),
+                        here.numbers.end(), std::back_inserter(both));
+  if (!both.empty())
+    findings.add(finding_kind::event_duplicate, {{}, both.front(), here.first_offset},
+                 fmt::format("{}, also in the file before", name_of(here.type)), both.size());
+  if (is_before(here.first, before.last))
+    findings.add(finding_kind::event_time_back,
+                 {{}, here.numbers.empty() ? 0 : here.numbers.front(), here.first_offset},
+                 fmt::format("{}, against the file before", name_of(here.type)));
+  if (before.numbers.empty() || here.numbers.empty() || !both.empty()) return;
+  const std::uint32_t last = before.numbers.back(), first = here.numbers.front();
+  const std::uint32_t step = before.step == 0 || before.step == here.step ? here.step : before.step;
+  if (first < last) {
+    if (!is_before(here.first, before.last))
+      findings.add(finding_kind::event_number_back, {{}, first, here.first_offset},
+                   fmt::format("{}, behind {} of the file before", name_of(here.type), last));
+  } else if (const auto count = missing_between(last, first, step); count > 0) {
+    findings.add(finding_kind::event_missing, {{}, last + step, here.first_offset},
+                 fmt::format("{}, behind the file before", name_of(here.type)), count);
+  }
+}
+
+}  // namespace ravo::verify

@@ -1,0 +1,298 @@
+#include "verify/tables.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <unordered_set>
+
+#include "byte_view.h"
+#include "library_calls.h"
+#include "malloc_owner.h"
+#include "ravo_evutl_status.h"
+#include "ravo_xml_status.h"
+#include "verify/baskets.h"
+#include "verify/headers.h"
+#include "verify/limits.h"
+
+namespace ravo::verify {
+namespace {
+
+constexpr std::uint64_t tail_size = 4;
+
+std::string status_text(int status) {
+  return fmt::format("{}, status {}", ravo_evutl_status_text(status), status);
+}
+
+bool begins_like_raw_file(const checked_file& file) {
+  constexpr std::size_t size = sizeof(RAVO_FILE_SIGNATURE) - 1;
+  char begin[size] = {};
+  if (file.holds(0, size)) file.read(0, begin, size);
+  return std::memcmp(begin, RAVO_FILE_SIGNATURE_2010, size) == 0 ||
+         std::memcmp(begin, RAVO_FILE_SIGNATURE, size) == 0;
+}
+
+template <class G>
+class table_loader {
+ public:
+  table_loader(const checked_file& file, finding_list& findings) : file_(file), findings_(findings) {}
+
+  std::optional<file_map> load() {
+    if (!load_reference_table()) return std::nullopt;
+    if (!has_signature()) findings_.add(finding_kind::file_signature, {{}, {}, 0}, "");
+    load_event_index();
+    load_dictionary();
+    load_pointers();
+    check_environment();
+    check_descriptions();
+    find_part_begins();
+    read_headers<G>(file_, map_, findings_);
+    check_reference_to_types();
+    check_baskets<G>(file_, map_, findings_);
+    return std::move(map_);
+  }
+
+ private:
+  long length() const { return static_cast<long>(file_.size()); }
+  const ravo_file_reference_table_2010* reference() const { return &map_.reference; }
+
+  // A table that could not be read because the file changed is no damaged table.
+  void refuse(finding_kind kind, std::uint64_t offset, int status) {
+    if (status == RAVO_TABLE_UNREADABLE && file_.has_changed()) throw file_lost("it has become shorter");
+    findings_.add(kind, {{}, {}, offset}, status_text(status));
+  }
+
+  bool is_too_large(const char* what, std::uint64_t offset, std::uint64_t bytes, std::uint64_t most) {
+    if (bytes <= most) return false;
+    findings_.add(finding_kind::file_too_large, {{}, {}, offset},
+                  fmt::format("{}: {} bytes, where {} are checked", what, bytes, most));
+    return true;
+  }
+
+  void add_part(std::uint64_t begin, std::uint64_t length, const char* what) {
+    map_.parts.push_back({begin, begin + length, what});
+  }
+
+  bool has_signature() const {
+    constexpr std::size_t size = sizeof G::signature - 1;
+    char begin[size] = {};
+    if (file_.holds(0, size)) file_.read(0, begin, size);
+    return std::memcmp(begin, G::signature, size) == 0;
+  }
+
+  bool load_reference_table() {
+    const auto refused = [this](const std::string& why) {
+      findings_.add(finding_kind::file_reference,
+                    {{}, {}, file_.size() - std::min(file_.size(), tail_size)},
+                    why + (begins_like_raw_file(file_) ? "; it begins like a raw file"
+                                                       : "; it does not begin like a raw file"));
+      return false;
+    };
+    if (file_.size() < tail_size) return refused("too short");
+    unsigned char tail[tail_size];
+    file_.read(file_.size() - tail_size, tail, sizeof tail);
+    ravo_file_reference_table_2010* table = nullptr;
+    const int status =
+        library_calls<G>::get_reference_table(tail, sizeof tail, length(), file_.descriptor(), &table);
+    const malloc_owner<ravo_file_reference_table_2010> own(table);
+    if (status == RAVO_TABLE_UNREADABLE && file_.has_changed()) throw file_lost("it has become shorter");
+    if (status != 0) return refused(status_text(status));
+    map_.reference = *table;
+    map_.reference_offset = file_.word(file_.size() - tail_size);
+    add_part(map_.reference_offset, sizeof *table, "reference table");
+    return true;
+  }
+
+  // The library asks for as much memory as the heads of the entries say, if only the file is as long.
+  bool is_index_too_large() {
+    const std::uint64_t offset = map_.reference.eit_pos_ref;
+    if (offset == 0 || !file_.holds(offset, sizeof(ravo_event_index_table_2010))) return false;
+    const std::uint32_t types = std::min<std::uint32_t>(file_.word(offset + 4), RAVO_EV_EVMAX);
+    std::uint64_t end = offset + sizeof(ravo_event_index_table_2010);
+    for (std::uint32_t i = 0; i < types && file_.holds(end, sizeof(ravo_event_index_entry_head_2010)); ++i)
+      end += sizeof(ravo_event_index_entry_head_2010) +
+             std::uint64_t{file_.word(end + offsetof(ravo_event_index_entry_head_2010, length))} *
+                 sizeof(listed_event);
+    return end <= file_.size() && is_too_large("event index", offset, end - offset, most_table_bytes);
+  }
+
+  bool is_dictionary_too_large() {
+    const std::uint64_t offset = map_.reference.cdt_ref;
+    if (offset == 0 || !file_.holds(offset, 8)) return false;
+    const std::uint64_t bytes = file_.word(offset + 4);
+    return file_.holds(offset, bytes) &&
+           is_too_large("channel dictionary", offset, bytes, most_table_bytes);
+  }
+
+  void load_event_index() {
+    if (is_index_too_large()) return;
+    ravo_event_index_table_2010* table = nullptr;
+    const int status =
+        library_calls<G>::get_event_index_table(length(), reference(), file_.descriptor(), &table);
+    const malloc_owner<ravo_event_index_table_2010> own(table);
+    if (status != 0) return refuse(finding_kind::table_event_index, map_.reference.eit_pos_ref, status);
+    map_.has_index = true;
+    std::uint64_t offset = map_.reference.eit_pos_ref + sizeof *table;
+    const ravo_event_index_entry_2010* entry = table->event_index_entry();
+    for (int i = 0; i < table->nevent_types; ++i, entry = entry->next()) {
+      map_.types.push_back(
+          {entry->event_type, offset, *entry, {entry->event_info(), entry->event_info() + entry->length}});
+      offset += sizeof *entry + static_cast<std::uint64_t>(entry->length) * sizeof(listed_event);
+    }
+    add_part(map_.reference.eit_pos_ref, offset - map_.reference.eit_pos_ref, "event index");
+  }
+
+  void load_dictionary() {
+    if (is_dictionary_too_large()) return;
+    typename G::dictionary_table* table = nullptr;
+    const int status =
+        library_calls<G>::get_dictionary_table(length(), reference(), file_.descriptor(), &table);
+    dictionary_.reset(table);
+    if (status != 0) return refuse(finding_kind::table_dictionary, map_.reference.cdt_ref, status);
+    map_.has_dictionary = true;
+    add_part(map_.reference.cdt_ref, static_cast<std::uint64_t>(table->length), "channel dictionary");
+    const auto* entries = table->channel_entry();
+    const std::size_t count =
+        (static_cast<std::size_t>(table->length) - sizeof *table) / sizeof(typename G::dictionary_entry);
+    std::unordered_set<std::string> names;
+    std::unordered_set<std::uint32_t> keys;
+    for (std::size_t i = 0; i < count; ++i) {
+      const auto& one = entries[i];
+      map_.channels.push_back({one.chan_name, one.key, one.ev_mask, one.dtype_mask, one.count});
+      check_name(map_.channels.back().name, names.insert(one.chan_name).second, place_of_row(i));
+      if (!keys.insert(one.key).second)
+        findings_.add(finding_kind::dictionary_key, {one.chan_name, {}, place_of_row(i)},
+                      [&] { return fmt::format("key {}", one.key); });
+    }
+  }
+
+  std::uint64_t place_of_row(std::size_t row) const {
+    return map_.reference.cdt_ref + sizeof(typename G::dictionary_table) +
+           row * sizeof(typename G::dictionary_entry);
+  }
+
+  void check_name(const std::string& name, bool is_new, std::uint64_t offset) {
+    const auto wrong = [&](const char* why) {
+      findings_.add(finding_kind::dictionary_name, {name, {}, offset}, why);
+    };
+    constexpr std::size_t most = sizeof(G::subhead::chname) - 1;
+    if (name.empty())
+      wrong("it is empty");
+    else if (!is_new)
+      wrong("there is another channel of this name");
+    else if (name.find_first_of(":;") != std::string::npos)
+      wrong("it has a ':' or ';', which requests put behind names");
+    else if (name.size() > most)
+      wrong("a block has no room for it");
+  }
+
+  // Only the head is asked of the library: row after row is read when its channel is checked, since the
+  // table may be as large as the file.
+  void load_pointers() {
+    if (!map_.has_dictionary) return;
+    ravo_event_chan_pointers_table* table = nullptr;
+    int status = 0;
+    if (map_.channels.empty()) {
+      status = library_calls<G>::get_chan_pointers_table(length(), reference(), file_.descriptor(), &table);
+    } else {
+      const std::vector<char*> first{map_.channels.front().name.data()};
+      status = library_calls<G>::get_chan_pointers_table_by_list(length(), reference(), file_.descriptor(),
+                                                                 &first, dictionary_.get(), &table);
+    }
+    const malloc_owner<ravo_event_chan_pointers_table> own(table);
+    const bool is_count_wrong = status == RAVO_TABLE_WRONG_ENTRY;
+    if (status != 0 && !is_count_wrong)
+      return refuse(finding_kind::table_pointers, map_.reference.ecp_ref, status);
+    map_.has_pointers = true;
+    add_part(map_.reference.ecp_ref, file_.word(map_.reference.ecp_ref + 4), "event channel pointers");
+    map_.pointers_offset = map_.reference.ecp_ref + sizeof *table;
+    map_.row_length =
+        is_count_wrong
+            ? file_.word(map_.reference.ecp_ref + offsetof(ravo_event_chan_pointers_table, maxev))
+            : static_cast<std::uint32_t>(table->maxev);
+  }
+
+  void check_environment() {
+    ravo_env_dictionary_table_2010* table = nullptr;
+    const int status =
+        library_calls<G>::get_env_dictionary_table(length(), reference(), file_.descriptor(), &table);
+    const malloc_owner<ravo_env_dictionary_table_2010> own(table);
+    if (status != 0) return refuse(finding_kind::table_environment, map_.reference.eidt_ref, status);
+    add_part(map_.reference.eidt_ref, static_cast<std::uint64_t>(table->length), "environment dictionary");
+  }
+
+  void check_descriptions() {
+    const std::uint64_t offset = map_.reference.xcd_ref;
+    if (offset != 0 && file_.holds(offset, 8) && file_.holds(offset, file_.word(offset + 4)) &&
+        is_too_large("channel descriptions", offset, file_.word(offset + 4), most_description_bytes))
+      return;
+    ravo_xml_chan_descr_header_2010* xml = nullptr;
+    int status = library_calls<G>::get_chan_descr_table(length(), reference(), file_.descriptor(), &xml);
+    const malloc_owner<ravo_xml_chan_descr_header_2010> own(xml);
+    if (status != 0) return refuse(finding_kind::table_descriptions, offset, status);
+    add_part(offset, static_cast<std::uint64_t>(xml->length), "channel descriptions");
+    std::vector<chan_descr_2010*> list;
+    status = library_calls<G>::load_chan_descr(xml, &list);
+    std::unordered_set<std::string> described;
+    for (const chan_descr_2010* one : list) described.insert(one->prop_name);
+    ravo_free_chan_descr(&list);
+    if (status != 0) {
+      findings_.add(finding_kind::description_text, {{}, {}, offset},
+                    fmt::format("{}, status {}", ravo_xml_status_text(status), status));
+      return;
+    }
+    for (std::size_t row = 0; row < map_.channels.size(); ++row)
+      if (!described.contains(map_.channels[row].name))
+        findings_.add(finding_kind::description_missing, {map_.channels[row].name, {}, place_of_row(row)},
+                      "");
+  }
+
+  void find_part_begins() {
+    const auto& table = map_.reference;
+    map_.part_begins = {table.eit_pos_ref, table.cdt_ref,   table.ecp_ref,
+                        table.eidt_ref,    table.xcd_ref,   table.evhdb_ref,
+                        table.srvbb_ref,   table.chanb_ref, map_.reference_offset};
+    if (map_.has_pointers)
+      for (std::size_t row = 0; row < map_.channels.size(); ++row) {
+        const std::uint64_t basket = first_basket(file_, map_, row);
+        if (basket != 0) map_.part_begins.push_back(basket);
+      }
+    std::sort(map_.part_begins.begin(), map_.part_begins.end());
+  }
+
+  // A type that has events has a place in the reference table; the library refuses only a wrong one.
+  void check_reference_to_types() {
+    for (const type_entry& one : map_.types)
+      if (map_.reference.eite_pos_ref[one.type] == 0)
+        findings_.add(finding_kind::table_reference,
+                      {{},
+                       {},
+                       map_.reference_offset + offsetof(ravo_file_reference_table_2010, eite_pos_ref) +
+                           4 * static_cast<std::uint64_t>(one.type)},
+                      [&] { return fmt::format("no place for the events of type {}", one.type); });
+  }
+
+  const checked_file& file_;
+  finding_list& findings_;
+  file_map map_;
+  malloc_owner<typename G::dictionary_table> dictionary_;
+};
+
+}  // namespace
+
+template <class G>
+std::optional<file_map> load_tables(const checked_file& file, finding_list& findings) {
+  return table_loader<G>(file, findings).load();
+}
+
+template std::optional<file_map> load_tables<generation_2009>(const checked_file&, finding_list&);
+template std::optional<file_map> load_tables<generation_2010>(const checked_file&, finding_list&);
+
+std::optional<std::uint32_t> reference_marker(const checked_file& file) {
+  if (file.size() < tail_size) return std::nullopt;
+  const std::uint64_t offset = file.word(file.size() - tail_size);
+  if (!file.holds(offset, 4)) return std::nullopt;
+  return file.word(offset);
+}
+
+}  // namespace ravo::verify
