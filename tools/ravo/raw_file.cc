@@ -134,6 +134,9 @@ void raw_file::take(Tables& tables) {
   index_ = tables.get_eit_table();
   pointers_ = tables.get_ecp_table();
   descriptions_ = tables.get_descr_list();
+  const auto* environment = tables.get_eidt_table();
+  environment_ = {environment->dictionary_entry(), (static_cast<std::size_t>(environment->length) -
+                                                    sizeof *environment) / sizeof *environment->dictionary_entry()};
   const auto* dictionary = tables.get_cdt_table();
   const auto* entry = dictionary->channel_entry();
   const auto bytes = static_cast<std::size_t>(dictionary->length) - sizeof *dictionary;

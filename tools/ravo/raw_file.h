@@ -68,6 +68,8 @@ class raw_file {
   std::span<const ravo_event_chan_ptr_entry> places_of(std::size_t channel) const;
   /// Whether the file has so many bytes at the offset; they are read then.
   bool read_at(std::uint32_t offset, std::span<unsigned char> bytes) const;
+  /// The environment dictionary.
+  std::span<const ravo_env_dictionary_entry_2010> environment() const { return environment_; }
   /// All that the file says about its channels.
   const std::vector<chan_descr_2010*>& descriptions() { return *descriptions_; }
   /// What the file says about a channel; null when it says nothing.
@@ -101,6 +103,7 @@ class raw_file {
   const ravo_event_index_table_2010* index_ = nullptr;
   const ravo_event_chan_pointers_table* pointers_ = nullptr;
   const std::vector<chan_descr_2010*>* descriptions_ = nullptr;
+  std::span<const ravo_env_dictionary_entry_2010> environment_;
   std::vector<listed_channel> channels_;
 };
 

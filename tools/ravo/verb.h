@@ -23,6 +23,7 @@ verb headers_verb(CLI::App& tool);
 verb descr_verb(CLI::App& tool);
 verb read_verb(CLI::App& tool);
 verb catalog_verb(CLI::App& tool);
+verb convert_verb(CLI::App& tool);
 verb verify_verb(CLI::App& tool);
 
 }  // namespace ravo::tool

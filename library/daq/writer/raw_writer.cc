@@ -116,6 +116,7 @@ struct ravo::raw_writer::state {
 
   outcome open(const ravo_daq_writer_settings& wanted);
   outcome add_channel(const ravo_daq_writer_channel& channel);
+  outcome add_description(const chan_descr_2010& description);
   outcome begin_event(const ravo_daq_writer_event& head);
   outcome begin_server_block(const ravo_daq_writer_server_block& head);
   outcome add_data(int index, const void* data, std::size_t length, std::int32_t error_bits);
@@ -182,6 +183,15 @@ outcome ravo::raw_writer::state::add_channel(const ravo_daq_writer_channel& want
     throw;
   }
   return {};
+}
+
+outcome ravo::raw_writer::state::add_description(const chan_descr_2010& description) {
+  if (!is_open) return not_allowed("no run is open; open one before adding descriptions");
+  if (builder || in_event)
+    return not_allowed("the run has events already; add all descriptions before the first one");
+  outcome checked = descriptions::check(description);
+  if (!checked.failed()) described.add(description, "");
+  return checked;
 }
 
 // Channels without a key take, in their order, the smallest numbers that are free.
@@ -378,6 +388,10 @@ int ravo::raw_writer::open(const ravo_daq_writer_settings& settings) {
 int ravo::raw_writer::add_channel(const ravo_daq_writer_channel& channel) {
   const int status = state_->run([&] { return state_->add_channel(channel); });
   return status == RAVO_DAQ_WRITER_OK ? static_cast<int>(state_->channels.size() - 1) : status;
+}
+
+int ravo::raw_writer::add_description(const chan_descr_2010& description) {
+  return state_->run([&] { return state_->add_description(description); });
 }
 
 int ravo::raw_writer::begin_event(const ravo_daq_writer_event& event) {

@@ -91,6 +91,9 @@ class raw_writer {
   /// Declares a channel, before the first event; 0 or more: its index. Every declared channel is in
   /// the dictionary of every file, also with no event.
   int add_channel(const ravo_daq_writer_channel& channel);
+  /// Adds a description by itself, before the first event: of a channel that the file does not have, or to
+  /// keep descriptions in an order of their own. It is copied.
+  int add_description(const chan_descr_2010& description);
 
   /// Begins an event; end_event() completes it. Events are given in the order of their times (equal
   /// times are allowed), because readers search them so. Seconds of 0 mean "no time" and are refused.

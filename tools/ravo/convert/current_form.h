@@ -1,0 +1,30 @@
+// What becomes of a channel's data type and of its data when they move from the older generation to the
+// current one. Knows nothing of files.
+#ifndef RAVO_TOOL_CURRENT_FORM_H
+#define RAVO_TOOL_CURRENT_FORM_H
+
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "ravo_data_types.h"
+
+namespace ravo::tool {
+
+/// The type of the current generation that data of an older type get.
+struct current_type {
+  const data_type* type;
+  std::string_view lost;  ///< what the new type does not tell any more; empty: it tells the same
+};
+
+/// Nothing for a type that older files do not have as a channel's data.
+std::optional<current_type> current_type_of(RAVO_SUBBLOCK_TYPE older);
+
+/// The data of a block of the older type, laid out as the current one has them. Both are in host order;
+/// `data` agree with their type, as what a decoder hands out does.
+std::vector<unsigned char> current_data(const data_type& older, std::span<const unsigned char> data);
+
+}  // namespace ravo::tool
+
+#endif

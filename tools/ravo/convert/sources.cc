@@ -1,0 +1,70 @@
+#include "convert/sources.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+
+#include "failure.h"
+#include "ravo_file_generation.h"
+
+namespace ravo::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<std::string> raw_files_of(const std::string& folder) {
+  std::vector<std::string> files;
+  std::error_code error;
+  fs::directory_iterator entries(folder, error);
+  for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
+    std::error_code unreadable;
+    const bool is_file = entries->is_regular_file(unreadable);
+    const std::string name = entries->path().filename().string();
+    if (is_file && entries->path().extension() == ".raw" && !name.starts_with('.'))
+      files.push_back(entries->path().string());
+  }
+  if (error) throw data_failure(fmt::format("{}: {}", folder, error.message()));
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+bool is_current(const std::string& path) {
+  auto generation = ravo_file_generation::older;
+  return ravo_get_file_generation(path.c_str(), &generation) == 0 &&
+         generation == ravo_file_generation::current;
+}
+
+}  // namespace
+
+std::vector<conversion_source> find_sources(const std::vector<std::string>& asked,
+                                            const std::string& into) {
+  std::vector<std::string> paths;
+  for (const std::string& path : asked) {
+    std::error_code error;
+    const std::vector<std::string> found =
+        fs::is_directory(path, error) ? raw_files_of(path) : std::vector<std::string>{path};
+    for (const std::string& one : found)
+      if (std::find(paths.begin(), paths.end(), one) == paths.end()) paths.push_back(one);
+  }
+  std::vector<conversion_source> sources;
+  std::map<std::string, std::string> source_of_target;
+  for (const std::string& path : paths) {
+    const conversion_source source{path, (fs::path(into) / fs::path(path).filename()).string(),
+                                   is_current(path)};
+    sources.push_back(source);
+    if (source.is_current) continue;
+    std::error_code error;
+    if (fs::equivalent(source.path, source.target, error))
+      throw usage_failure(
+          fmt::format("--into: {} would take the place of itself; name another folder", path));
+    if (const auto [other, is_new] = source_of_target.try_emplace(source.target, path); !is_new)
+      throw usage_failure(
+          fmt::format("{} and {} would both become {}; convert them into folders of their own",
+                      other->second, path, source.target));
+  }
+  return sources;
+}
+
+}  // namespace ravo::tool
