@@ -9,6 +9,7 @@
 #include <new>
 #include <string>
 
+#include "malloc_owner.h"
 #include "ravo_daq_data.h"
 #include "ravo_daq_reader.h"
 
@@ -62,6 +63,7 @@ int ravo_daq_data::Init(const char* files, std::vector<ravo_sprop*>* props, int 
   Status = 1;
   return 0;
 } catch (const std::bad_alloc&) {
+  Status = 0;
   return refuse(no_memory, -12);
 }
 
@@ -78,9 +80,10 @@ int ravo_daq_data::add_files(const std::string& list_file) {
     if (name.empty()) continue;
     if (Reader->add_file(name.c_str(), true) != 0)
       return refuse("ravo_daq_data::Init: can not add file", -9);
-    Files->reserve(Files->size() + 1);  // so that no name is lost for want of a place
-    Files->push_back(strdup(name.c_str()));
-    if (!Files->back()) return refuse(no_memory, -12);
+    ravo::malloc_owner<char> copy(strdup(name.c_str()));
+    if (!copy) return refuse(no_memory, -12);
+    Files->push_back(copy.get());
+    copy.release();
     ++Nfile;
   }
   return Nfile < 1 ? refuse("ravo_daq_data::Init: no data files", -3) : 0;

@@ -171,17 +171,22 @@ char* ravo_daq_getdata::GetImage() {
   return Data + frame->head_size;
 }
 
+bool ravo_daq_getdata::keep_image(std::size_t elements) try {
+  converted_images.push_back(std::make_unique<float[]>(elements));
+  ImageFloat = converted_images.back().get();
+  converted_values = elements;
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
 float* ravo_daq_getdata::ConvertImage() {
   const auto frame = read_frame(DataType, Data, data_length());
   const char* const pixels = GetImage();
   if (!frame || !pixels || frame->length < 1) return nullptr;
   if (product(product(frame->ny, frame->nx), frame->bytes_per_pixel) != frame->length) return nullptr;
   const std::size_t elements = elements_of(*frame);
-  std::unique_ptr<float[]> values(new (std::nothrow) float[elements]());
-  if (!values) return nullptr;
-  ImageFloat = values.get();
-  converted_values = elements;
-  converted_images.push_back(std::move(values));
+  if (!keep_image(elements)) return nullptr;
   if (!convert_pixels(*frame, reinterpret_cast<const unsigned char*>(pixels), ImageFloat)) return nullptr;
   ImageNy = frame->ny;
   ImageNx = frame->nx;

@@ -192,6 +192,7 @@ class ravo_daq_getdata {
   std::optional<int> header_type() const;
   void complain_of_type(const char* operation) const;
   std::size_t measure_data() const;
+  bool keep_image(std::size_t elements);
   std::size_t data_length() const { return Data ? measured_data : 0; }
 
   std::int32_t last_header_type = 0;  // of the last channel header of a current event
