@@ -11,6 +11,8 @@
 #include <cstring>
 #include <string_view>
 
+struct ravo_daq_chan_param;
+
 namespace ravo {
 
 /// The subchannel of a request that names none.
@@ -30,10 +32,14 @@ void fill_field(char (&field)[size], std::string_view text) {
   std::memset(field + kept, 0, size - kept);
 }
 
-/// Splits a request text into name, subchannel and nickname of the (zeroed) parameters of a channel.
+/// Room for the request text of a channel, in every generation; what lies behind it is not read.
+inline constexpr std::size_t request_text_size = 256;
+
+/// Splits a request text into name, subchannel and nickname of the (zeroed) parameters of a channel. Each
+/// part is cut to its field.
 template <class ChanParam>
 void split_channel_name(const char* text, ChanParam& channel) {
-  char copy[sizeof channel.name] = {};
+  char copy[request_text_size] = {};
   fill_field(copy, text);
   channel.subchan = whole_channel;
   if (char* nickname = std::strchr(copy, ';')) {
@@ -46,6 +52,13 @@ void split_channel_name(const char* text, ChanParam& channel) {
   }
   fill_field(channel.name, copy);
 }
+
+/// Room for a key: a colon, a sign and ten digits behind the name. Keys of the older generation are cut to
+/// the room of a name.
+template <class ChanParam>
+inline constexpr std::size_t key_size = sizeof ChanParam::name + 16;
+template <>
+inline constexpr std::size_t key_size<ravo_daq_chan_param> = 80;
 
 /// A text by which a channel is told from others.
 template <class ChanParam>
@@ -60,13 +73,15 @@ class channel_text {
     return made;
   }
   static channel_text with_subchannel(const ChanParam& channel) {
+    char whole[sizeof channel.name + 16];
+    std::snprintf(whole, sizeof whole, "%s:%d", channel.name, channel.subchan);
     channel_text made;
-    std::snprintf(made.text_, sizeof made.text_, "%s:%d", channel.name, channel.subchan);
+    fill_field(made.text_, whole);
     return made;
   }
 
  private:
-  char text_[sizeof ChanParam::name + 16];  // a colon, a sign and ten digits behind the name
+  char text_[key_size<ChanParam>];
 };
 
 /// The key of a channel, which its blocks carry too: "NAME:subchannel", or the bare name when the

@@ -1,20 +1,36 @@
 // The neighbours of the files that a scan found: when they are looked for, which they are, what is said.
 #include "requested_reader.h"
 
-#include <filesystem>
+#include <dirent.h>
+#include <dlfcn.h>
+
+namespace {
+/// How often a directory may still be opened; negative: as often as anybody likes.
+int openings_left = -1;
+}  // namespace
+
+// In place of the system's, for directories that go away between two looks into them.
+extern "C" DIR* opendir(const char* path) {
+  using function = DIR* (*)(const char*);
+  static const auto real = reinterpret_cast<function>(dlsym(RTLD_NEXT, "opendir"));
+  if (openings_left == 0) return nullptr;
+  if (openings_left > 0) --openings_left;
+  return real(path);
+}
 
 namespace ravo::test {
 namespace {
 
-class EdgeFiles : public requested_reader {
+template <class generation>
+class EdgeFiles : public requested_reader<generation> {
  protected:
-  EdgeFiles() { ask_for_period(500, 700); }
+  EdgeFiles() { this->ask_for_period(500, 700); }
   /// Files 5, 6 and 7 lie in the period.
   static names inside() { return {raw_name(3, 5, 500), raw_name(3, 6, 600), raw_name(3, 7, 700)}; }
   void init_with(const names& others) {
-    make(inside());
-    make(others);
-    ASSERT_EQ(init(), 0) << output;
+    this->make(inside());
+    this->make(others);
+    ASSERT_EQ(this->init(), 0) << this->output;
   }
   static names with(const names& before, const names& after) {
     names all = before;
@@ -22,39 +38,47 @@ class EdgeFiles : public requested_reader {
     for (const std::string& name : after) all.push_back(name);
     return all;
   }
-  static inline const std::string no_first = "ravo_daq_reader_2010(): unable to get the name of the very first file\n";
-  static inline const std::string no_last = "ravo_daq_reader_2010(): unable to get the name if the very first file\n";
+  const std::string no_first = this->class_name + "(): unable to get the name of the very first file\n";
+  // Said of the very last file.
+  const std::string no_last = this->class_name + "(): unable to get the name if the very first file\n";
 };
+TYPED_TEST_SUITE(EdgeFiles, generations, generation_name);
 
-TEST_F(EdgeFiles, BothNeighboursAreTaken) {
-  init_with({raw_name(3, 3, 300), raw_name(3, 4, 400), raw_name(3, 8, 800), raw_name(3, 9, 900)});
-  EXPECT_EQ(files(), with({raw_name(3, 4, 400)}, {raw_name(3, 8, 800)}));
-  EXPECT_EQ(output, "LAST FILE NUMBER: '5'\nPARTIAL FILE NAME: 'linac_main_run3_file4_'\n"
-                    "FOUND the very first file: '" + raw_name(3, 4, 400) + "'\n"
-                    "LAST FILE NUMBER: '7'\nPARTIAL FILE NAME: 'linac_main_run3_file8_'\n"
-                    "FOUND the very last file: '" + raw_name(3, 8, 800) + "'\n");
+TYPED_TEST(EdgeFiles, BothNeighboursAreTaken) {
+  this->init_with({raw_name(3, 3, 300), raw_name(3, 4, 400), raw_name(3, 8, 800), raw_name(3, 9, 900)});
+  EXPECT_EQ(this->files(), this->with({raw_name(3, 4, 400)}, {raw_name(3, 8, 800)}));
+  EXPECT_EQ(this->output,
+            "LAST FILE NUMBER: '5'\nPARTIAL FILE NAME: 'linac_main_run3_file4_'\n"
+            "FOUND the very first file: '" +
+                raw_name(3, 4, 400) +
+                "'\n"
+                "LAST FILE NUMBER: '7'\nPARTIAL FILE NAME: 'linac_main_run3_file8_'\n"
+                "FOUND the very last file: '" +
+                raw_name(3, 8, 800) + "'\n");
 }
 
-TEST_F(EdgeFiles, WhatIsLookedForIsToldAtANonZeroDebugLevel) {
+TYPED_TEST(EdgeFiles, WhatIsLookedForIsToldAtANonZeroDebugLevel) {
   for (const int level : {1, -1}) {
-    reader.set_debug(level);
-    init_with({raw_name(3, 4, 400), raw_name(3, 8, 800)});
-    EXPECT_TRUE(says("The very first file: " + raw_name(3, 5, 500) + "\nLAST FILE NUMBER: '5'\n"));
-    EXPECT_TRUE(says("The very last file: " + raw_name(3, 7, 700) + "\nLAST FILE NUMBER: '7'\n"));
+    this->reader.set_debug(level);
+    this->init_with({raw_name(3, 4, 400), raw_name(3, 8, 800)});
+    EXPECT_TRUE(this->says("The very first file: " + raw_name(3, 5, 500) + "\nLAST FILE NUMBER: '5'\n"));
+    EXPECT_TRUE(this->says("The very last file: " + raw_name(3, 7, 700) + "\nLAST FILE NUMBER: '7'\n"));
   }
 }
 
-TEST_F(EdgeFiles, MissingNeighboursAreTold) {
-  init_with({});
-  EXPECT_EQ(files(), inside());
-  EXPECT_EQ(output, "LAST FILE NUMBER: '5'\nPARTIAL FILE NAME: 'linac_main_run3_file4_'\n" + no_first +
-                        "LAST FILE NUMBER: '7'\nPARTIAL FILE NAME: 'linac_main_run3_file8_'\n" + no_last);
+TYPED_TEST(EdgeFiles, MissingNeighboursAreTold) {
+  this->init_with({});
+  EXPECT_EQ(this->files(), this->inside());
+  EXPECT_EQ(this->output,
+            "LAST FILE NUMBER: '5'\nPARTIAL FILE NAME: 'linac_main_run3_file4_'\n" + this->no_first +
+                "LAST FILE NUMBER: '7'\nPARTIAL FILE NAME: 'linac_main_run3_file8_'\n" + this->no_last);
 }
 
-TEST_F(EdgeFiles, NeighboursThatAreNotClosedAreLeftOut) {
+using CurrentEdgeFiles = EdgeFiles<current_generation>;
+
+TEST_F(CurrentEdgeFiles, NeighboursThatAreNotClosedAreLeftOut) {
   make(inside());
   make({raw_name(3, 4, 400)});
-  the_loader.at_loading = nullptr;
   ASSERT_EQ(init(), 0);
   ASSERT_EQ(reader.get_number_of_files(), 4);
   // Now every file counts as growing; the ones found are refused one after the other.
@@ -62,103 +86,108 @@ TEST_F(EdgeFiles, NeighboursThatAreNotClosedAreLeftOut) {
   EXPECT_EQ(init(), -10);
 }
 
-TEST_F(EdgeFiles, NoNeighbourIsBeforeTheFirstFile) {
-  make({raw_name(3, 1, 500), raw_name(3, 0, 400)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(files(), names{raw_name(3, 1, 500)});
-  EXPECT_EQ(output, "LAST FILE NUMBER: '1'\nLAST FILE NUMBER: '1'\nPARTIAL FILE NAME: 'linac_main_run3_file2_'\n" +
-                        no_last);
+TYPED_TEST(EdgeFiles, NoNeighbourIsBeforeTheFirstFile) {
+  this->make({raw_name(3, 1, 500), raw_name(3, 0, 400)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->files(), names{raw_name(3, 1, 500)});
+  EXPECT_EQ(this->output,
+            "LAST FILE NUMBER: '1'\nLAST FILE NUMBER: '1'\nPARTIAL FILE NAME: 'linac_main_run3_file2_'\n" +
+                this->no_last);
 }
 
-TEST_F(EdgeFiles, TheFirstFileHasANeighbourBehindIt) {
-  make({raw_name(3, 1, 500), raw_name(3, 2, 800)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(files(), (names{raw_name(3, 1, 500), raw_name(3, 2, 800)}));
+TYPED_TEST(EdgeFiles, TheFirstFileHasANeighbourBehindIt) {
+  this->make({raw_name(3, 1, 500), raw_name(3, 2, 800)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->files(), (names{raw_name(3, 1, 500), raw_name(3, 2, 800)}));
 }
 
-TEST_F(EdgeFiles, AFirstFileFromBeforeThePeriodNeedsNoNeighbour) {
-  make({raw_name(3, 5, 400), raw_name(3, 4, 300), raw_name(3, 6, 900)});
-  ASSERT_EQ(init(), 0);
-  // The directory's order decides which candidate stood in for the period; all are taken on by their numbers.
-  EXPECT_FALSE(says("'linac_main_run3_file3_'") && says("The very first"));
-  EXPECT_TRUE(says("PARTIAL FILE NAME: 'linac_main_run3_file"));
+TYPED_TEST(EdgeFiles, AFirstFileFromBeforeThePeriodNeedsNoNeighbour) {
+  this->make({raw_name(3, 5, 400), raw_name(3, 4, 300), raw_name(3, 6, 900)});
+  ASSERT_EQ(this->init(), 0);
+  // The directory's order decides which candidate stood in for the period; all are taken on by their
+  // numbers.
+  EXPECT_FALSE(this->says("'linac_main_run3_file3_'") && this->says("The very first"));
+  EXPECT_TRUE(this->says("PARTIAL FILE NAME: 'linac_main_run3_file"));
 }
 
-TEST_F(EdgeFiles, ARunsFileFromBeforeThePeriodNeedsNoNeighbour) {
-  ask_for_runs(3, 3);
-  make({raw_name(3, 4, 400), raw_name(3, 3, 300), raw_name(3, 5, 500), raw_name(3, 6, 800)});
-  the_loader.index_of_file[raw_name(3, 4, 400)] = index_of(400, 500);
-  the_loader.index_of_file[raw_name(3, 3, 300)] = index_of(300, 399);
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(files(), (names{raw_name(3, 4, 400), raw_name(3, 5, 500), raw_name(3, 6, 800)}));
-  EXPECT_FALSE(says("file3_'"));
+TYPED_TEST(EdgeFiles, ARunsFileFromBeforeThePeriodNeedsNoNeighbour) {
+  this->ask_for_runs(3, 3);
+  this->make({raw_name(3, 4, 400), raw_name(3, 3, 300), raw_name(3, 5, 500), raw_name(3, 6, 800)});
+  the_loader.index_of_file[raw_name(3, 4, 400)] = this->index_of(400, 500);
+  the_loader.index_of_file[raw_name(3, 3, 300)] = this->index_of(300, 399);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->files(), (names{raw_name(3, 4, 400), raw_name(3, 5, 500), raw_name(3, 6, 800)}));
+  // The older generation, which does not take file 4 for its events, finds it as the neighbour of file 5.
+  EXPECT_EQ(this->says("file4_'"), either<TypeParam>(false, true));
+  EXPECT_FALSE(this->says("file3_'"));
 }
 
-TEST_F(EdgeFiles, NamesWithoutANumberHaveNoNeighbours) {
-  make({"linac_main_20250101T000900Z.raw"});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(files(), names{"linac_main_20250101T000900Z.raw"});
-  EXPECT_EQ(output, "");
+TYPED_TEST(EdgeFiles, NamesWithoutANumberHaveNoNeighbours) {
+  this->make({"linac_main_20250101T000900Z.raw"});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->files(), names{"linac_main_20250101T000900Z.raw"});
+  EXPECT_EQ(this->output, "");
 }
 
-TEST_F(EdgeFiles, NumbersThatNoFileHasAreNotCountedOn) {
+TYPED_TEST(EdgeFiles, NumbersThatNoFileHasAreNotCountedOn) {
   const std::string name = "linac_main_run3_file" + std::string(200, '9') + "_20250101T000900Z.raw";
-  make({name});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(files(), names{name});
-  EXPECT_EQ(output, "");
+  this->make({name});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->files(), names{name});
+  EXPECT_EQ(this->output, "");
 }
 
-TEST_F(EdgeFiles, TheHighestNumberIsCountedOnWithoutWrapping) {
-  make({raw_name(3, 2147483647, 600)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_TRUE(says("PARTIAL FILE NAME: 'linac_main_run3_file2147483646_'\n"));
-  EXPECT_TRUE(says("PARTIAL FILE NAME: 'linac_main_run3_file2147483648_'\n"));
+TYPED_TEST(EdgeFiles, TheHighestNumberIsCountedOnWithoutWrapping) {
+  this->make({raw_name(3, 2147483647, 600)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_TRUE(this->says("PARTIAL FILE NAME: 'linac_main_run3_file2147483646_'\n"));
+  EXPECT_TRUE(this->says("PARTIAL FILE NAME: 'linac_main_run3_file2147483648_'\n"));
 }
 
-TEST_F(EdgeFiles, OfSeveralTheOneThatBeginsSoAndLiesNearestIsTaken) {
-  init_with({raw_name(3, 4, 400), raw_name(3, 4, 300), raw_name(3, 4, 499, "prelinac"), raw_name(3, 8, 900),
-             raw_name(3, 8, 800), raw_name(3, 8, 701, "prelinac")});
-  EXPECT_EQ(files(), with({raw_name(3, 4, 400)}, {raw_name(3, 8, 800)}));
+TYPED_TEST(EdgeFiles, OfSeveralTheOneThatBeginsSoAndLiesNearestIsTaken) {
+  this->init_with({raw_name(3, 4, 400), raw_name(3, 4, 300), raw_name(3, 4, 499, "prelinac"),
+                   raw_name(3, 8, 900), raw_name(3, 8, 800), raw_name(3, 8, 701, "prelinac")});
+  EXPECT_EQ(this->files(), this->with({raw_name(3, 4, 400)}, {raw_name(3, 8, 800)}));
 }
 
-TEST_F(EdgeFiles, ANameThatContainsThePartWillDo) {
-  init_with({raw_name(3, 4, 400, "prelinac"), raw_name(3, 8, 800, "prelinac")});
-  EXPECT_EQ(files(), with({raw_name(3, 4, 400, "prelinac")}, {raw_name(3, 8, 800, "prelinac")}));
+TYPED_TEST(EdgeFiles, ANameThatContainsThePartWillDo) {
+  this->init_with({raw_name(3, 4, 400, "prelinac"), raw_name(3, 8, 800, "prelinac")});
+  EXPECT_EQ(this->files(),
+            this->with({raw_name(3, 4, 400, "prelinac")}, {raw_name(3, 8, 800, "prelinac")}));
 }
 
-TEST_F(EdgeFiles, WhatIsNoRawFileIsNoNeighbour) {
-  init_with({raw_name(3, 4, 400) + ".part", "linac_main_run3_file8_notes.txt"});
-  EXPECT_EQ(files(), inside());
+TYPED_TEST(EdgeFiles, WhatIsNoRawFileIsNoNeighbour) {
+  this->init_with({raw_name(3, 4, 400) + ".part", "linac_main_run3_file8_notes.txt"});
+  EXPECT_EQ(this->files(), this->inside());
 }
 
-TEST_F(EdgeFiles, NumbersAreComparedWhole) {
-  init_with({raw_name(3, 44, 400), raw_name(3, 81, 800), raw_name(33, 4, 400), raw_name(3, 4, 400, "linac", "fast")});
-  EXPECT_EQ(files(), inside());
+TYPED_TEST(EdgeFiles, NumbersAreComparedWhole) {
+  this->init_with({raw_name(3, 44, 400), raw_name(3, 81, 800), raw_name(33, 4, 400),
+                   raw_name(3, 4, 400, "linac", "fast")});
+  EXPECT_EQ(this->files(), this->inside());
 }
 
-TEST_F(EdgeFiles, ADirectoryThatIsGoneIsTold) {
-  const std::string directory = folder.file("data");
-  std::filesystem::create_directory(directory);
-  folder.write("data/" + raw_name(3, 2, 150), {});
-  std::strcpy(request.ddir, directory.c_str());
-  ask_for_runs(3, 3);
-  the_loader.index_of_file[raw_name(3, 2, 150)] = index_of(150, 600);
-  the_loader.at_loading = [&] { std::filesystem::rename(directory, folder.file("moved")); the_loader.at_loading = nullptr; };
-  ASSERT_EQ(init(), 0);
-  EXPECT_TRUE(says("PARTIAL FILE NAME: 'linac_main_run3_file3_'\nravo_daq_reader_2010(): unable read the files in the "
-                   "directory to get the name if the very first file\n"))
-      << output;
-  EXPECT_FALSE(says(no_last));
+TYPED_TEST(EdgeFiles, ADirectoryThatCannotBeReadAgainIsTold) {
+  this->make({raw_name(3, 2, 550)});
+  openings_left = 1;  // for the scan
+  ASSERT_EQ(this->init(), 0);
+  openings_left = -1;
+  const std::string unreadable =
+      this->class_name +
+      "(): unable read the files in the directory to get the name if the very first file\n";
+  EXPECT_EQ(this->output,
+            "LAST FILE NUMBER: '2'\nPARTIAL FILE NAME: 'linac_main_run3_file1_'\n" + unreadable +
+                "LAST FILE NUMBER: '2'\nPARTIAL FILE NAME: 'linac_main_run3_file3_'\n" + unreadable);
+  EXPECT_EQ(this->files(), names{raw_name(3, 2, 550)});
 }
 
-TEST_F(EdgeFiles, ARunWithoutAPeriodIsWidenedToo) {
-  ask_for_runs(3, 3);
-  request.start_time = request.stop_time = {};
-  make({raw_name(3, 5, 500), raw_name(3, 6, 600)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_TRUE(says("'linac_main_run3_file4_'"));
-  EXPECT_TRUE(says("'linac_main_run3_file7_'"));
+TYPED_TEST(EdgeFiles, ARunWithoutAPeriodIsWidenedToo) {
+  this->ask_for_runs(3, 3);
+  this->request.start_time = this->request.stop_time = {};
+  this->make({raw_name(3, 5, 500), raw_name(3, 6, 600)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_TRUE(this->says("'linac_main_run3_file4_'"));
+  EXPECT_TRUE(this->says("'linac_main_run3_file7_'"));
 }
 
 }  // namespace

@@ -51,177 +51,205 @@ TEST(DataPathList, AColonBehindAColonBeginsAnEntry) {
   EXPECT_EQ(split_data_path_list("/a:::/b"), (pieces{"/a", "/b"}));
 }
 
-class FileRegistry : public scripted_reader {
+template <class generation>
+class FileRegistry : public scripted_reader<generation> {
  protected:
-  FileRegistry() { reader.set_data_dir(""); }
+  FileRegistry() { this->reader.set_data_dir(""); }
   std::string output_of_add(const std::string& name, int expected) {
     captured_output output;
-    EXPECT_EQ(reader.add_file(name.c_str(), true), expected);
+    EXPECT_EQ(this->reader.add_file(name.c_str(), true), expected);
     return output.stop();
   }
-  std::vector<std::string> listed() const { return {reader.files.begin(), reader.files.end()}; }
+  std::vector<std::string> listed() const { return {this->reader.files.begin(), this->reader.files.end()}; }
   /// From here on no file is looked at.
   void take_all() { taking_all.emplace("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", ""); }
+  /// The end of what is said of a missing file.
+  const std::string not_found = either<generation>(" not found \n", " not found\n");
   std::optional<environment_variable> taking_all;
-  temporary_folder folder;
 };
+TYPED_TEST_SUITE(FileRegistry, generations, generation_name);
 
-TEST_F(FileRegistry, RefusesNullAndEmptyNames) {
-  EXPECT_EQ(reader.add_file(nullptr, true), -7);
-  EXPECT_STREQ(reader.get_last_error(), "Invalid Parameter");
-  EXPECT_EQ(reader.add_file("", true), -7);
+TYPED_TEST(FileRegistry, RefusesNullAndEmptyNames) {
+  EXPECT_EQ(this->reader.add_file(nullptr, true), -7);
+  EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
+  EXPECT_EQ(this->reader.add_file("", true), -7);
 }
 
-TEST_F(FileRegistry, AFreshFileIsSkippedAsNotClosed) {
-  const std::string path = folder.write("a.raw", {});
-  EXPECT_EQ(output_of_add(path, -10),
-            "ravo_daq_reader_2010::add_file() file " + path + " skipped (not closed)\n");
-  EXPECT_STREQ(reader.get_last_error(), "Files not found");
-  reader.set_debug(1);
-  EXPECT_EQ(output_of_add(path, -10), "ravo_daq_reader_2010::add_file() file " + path +
-                                          " not found \nravo_daq_reader_2010::add_file() file " + path +
-                                          " skipped (not closed)\n");
-  EXPECT_EQ(reader.get_number_of_files(), 0);
+TYPED_TEST(FileRegistry, OnlyTheCurrentGenerationSkipsAFreshFileAsNotClosed) {
+  const std::string path = this->existing("a.raw");
+  const std::string not_closed =
+      "ravo_daq_reader_2010::add_file() file " + path + " skipped (not closed)\n";
+  const int status = either<TypeParam>(-10, 0);
+  EXPECT_EQ(this->output_of_add(path, status), either<TypeParam>(not_closed, std::string()));
+  EXPECT_STREQ(this->reader.get_last_error(), either<TypeParam>("Files not found", "OK"));
+  this->reader.set_debug(1);
+  EXPECT_EQ(this->output_of_add(path, status), either<TypeParam>("ravo_daq_reader_2010::add_file() file " +
+                                                                     path + " not found \n" + not_closed,
+                                                                 std::string()));
+  EXPECT_EQ(this->reader.get_number_of_files(), either<TypeParam>(0, 2));
 }
 
-TEST_F(FileRegistry, AMissingFileIsToldOnlyWhenDebugging) {
-  const std::string path = folder.file("a.raw");
-  EXPECT_EQ(output_of_add(path, -10), "");
-  reader.set_debug(-1);
-  EXPECT_EQ(output_of_add(path, -10), "");
-  reader.set_debug(1);
-  EXPECT_EQ(output_of_add(path, -10), "ravo_daq_reader_2010::add_file() file " + path + " not found \n");
+TYPED_TEST(FileRegistry, AMissingFileIsToldOnlyWhenDebugging) {
+  const std::string path = this->folder.file("a.raw");
+  EXPECT_EQ(this->output_of_add(path, -10), "");
+  this->reader.set_debug(-1);
+  EXPECT_EQ(this->output_of_add(path, -10), "");
+  for (const int debug : {1, 2}) {
+    this->reader.set_debug(debug);
+    EXPECT_EQ(this->output_of_add(path, -10),
+              this->class_name + "::add_file() file " + path + this->not_found);
+  }
 }
 
-TEST_F(FileRegistry, AClosedFileIsTaken) {
-  EXPECT_EQ(output_of_add("/etc/debian_version", 0), "");
-  EXPECT_EQ(listed(), (std::vector<std::string>{"/etc/debian_version"}));
-  EXPECT_STREQ(reader.get_last_error(), "OK");
+TYPED_TEST(FileRegistry, AClosedFileIsTaken) {
+  EXPECT_EQ(this->output_of_add("/etc/debian_version", 0), "");
+  EXPECT_EQ(this->listed(), (std::vector<std::string>{"/etc/debian_version"}));
+  EXPECT_STREQ(this->reader.get_last_error(), "OK");
 }
 
-TEST_F(FileRegistry, AMissingFileIsTakenWhenNoneIsLookedAt) {
-  take_all();
-  EXPECT_EQ(output_of_add("/nowhere/a.raw", 0), "");
-  EXPECT_EQ(listed(), (std::vector<std::string>{"/nowhere/a.raw"}));
+TYPED_TEST(FileRegistry, OnlyTheCurrentGenerationMayBeToldNotToLookAtFiles) {
+  this->take_all();
+  EXPECT_EQ(this->output_of_add("/nowhere/a.raw", either<TypeParam>(0, -10)), "");
+  EXPECT_EQ(this->reader.get_number_of_files(), either<TypeParam>(1, 0));
 }
 
-TEST_F(FileRegistry, FilesEnterAtTheEndOrAtTheFront) {
-  take_all();
-  reader.add_file("/x/a", true);
-  reader.add_file("/x/b", true);
-  EXPECT_EQ(reader.add_file("/x/c", false), 0);
-  EXPECT_EQ(listed(), (std::vector<std::string>{"/x/c", "/x/a", "/x/b"}));
-  EXPECT_EQ(reader.add_file("/x/a", true), 0) << "the list is not searched for it";
-  EXPECT_EQ(reader.get_number_of_files(), 4);
+TYPED_TEST(FileRegistry, FilesEnterAtTheEndOrAtTheFront) {
+  this->take_all();
+  const std::string a = this->existing("a"), b = this->existing("b"), c = this->existing("c");
+  this->reader.add_file(a.c_str(), true);
+  this->reader.add_file(b.c_str(), true);
+  EXPECT_EQ(this->reader.add_file(c.c_str(), false), 0);
+  EXPECT_EQ(this->listed(), (std::vector<std::string>{c, a, b}));
+  EXPECT_EQ(this->reader.add_file(a.c_str(), true), 0) << "the list is not searched for it";
+  EXPECT_EQ(this->reader.get_number_of_files(), 4);
 }
 
-TEST_F(FileRegistry, ABareNameLiesInTheDataDirectory) {
-  take_all();
-  reader.set_data_dir("/data/dir");
-  reader.add_file("a.raw", true);
-  reader.add_file("sub/a.raw", true);
-  reader.add_file("/x/a.raw", true);
-  EXPECT_EQ(listed(), (std::vector<std::string>{"/data/dir/a.raw", "sub/a.raw", "/x/a.raw"}));
+TYPED_TEST(FileRegistry, ABareNameLiesInTheDataDirectory) {
+  this->take_all();
+  const std::string inside = this->existing("data/dir/a.raw"), elsewhere = this->existing("x/a.raw");
+  this->reader.set_data_dir(this->folder.file("data/dir").c_str());
+  this->reader.add_file("a.raw", true);
+  this->reader.add_file(elsewhere.c_str(), true);
+  EXPECT_EQ(this->listed(), (std::vector<std::string>{inside, elsewhere}));
 }
 
-TEST_F(FileRegistry, ABareNameInTheDataDirectoryIsLookedAt) {
-  reader.set_data_dir("/etc");
-  EXPECT_EQ(output_of_add("debian_version", 0), "");
-  EXPECT_EQ(listed(), (std::vector<std::string>{"/etc/debian_version"}));
-  reader.set_debug(1);
-  EXPECT_EQ(output_of_add("no_such_file", -10),
-            "ravo_daq_reader_2010::add_file() file /etc/no_such_file not found \n");
+// Read from where the program runs, not from the data directory.
+TYPED_TEST(FileRegistry, ANameWithADirectoryIsTakenAsItIs) {
+  this->take_all();
+  this->existing("dir/a.raw");
+  this->reader.set_data_dir(this->folder.path().c_str());
+  const std::string path = std::filesystem::relative(this->folder.file("dir/a.raw")).string();
+  this->reader.add_file(path.c_str(), true);
+  EXPECT_EQ(this->listed(), std::vector<std::string>{path});
 }
 
-TEST_F(FileRegistry, ABareNameIsSearchedAlongTheDataPaths) {
-  std::filesystem::create_directories(folder.file("one"));
-  folder.write("one/debian_version", {});  // too young to be taken
-  reader.set_data_path_list(("/no_such_place:" + folder.file("one") + ":/etc:/nowhere").c_str());
-  EXPECT_EQ(output_of_add("debian_version", 0), "ravo_daq_reader_2010::add_file() file " +
-                                                    folder.file("one/debian_version") +
-                                                    " skipped (not closed)\n");
-  EXPECT_EQ(listed(), (std::vector<std::string>{"/etc/debian_version"}));
+TYPED_TEST(FileRegistry, ABareNameInTheDataDirectoryIsLookedAt) {
+  this->reader.set_data_dir("/etc");
+  EXPECT_EQ(this->output_of_add("debian_version", 0), "");
+  EXPECT_EQ(this->listed(), (std::vector<std::string>{"/etc/debian_version"}));
+  this->reader.set_debug(1);
+  EXPECT_EQ(this->output_of_add("no_such_file", -10),
+            this->class_name + "::add_file() file /etc/no_such_file" + this->not_found);
 }
 
-TEST_F(FileRegistry, TheSearchTellsEachStepWhenDebugging) {
-  reader.set_data_path_list("/no_such_place:/nowhere");
-  reader.set_debug(1);
-  EXPECT_EQ(output_of_add("a.raw", -10),
-            "ravo_daq_reader_2010::add_file() file /no_such_place/a.raw not found \n"
-            "ravo_daq_reader_2010::add_file() file /nowhere/a.raw not found \n"
-            "ravo_daq_reader_2010::add_file() file a.raw not found in any default data path "
-            "/no_such_place:/nowhere\n");
-  EXPECT_STREQ(reader.get_last_error(), "Files not found");
-  reader.set_debug(-1);
-  EXPECT_EQ(output_of_add("a.raw", -10),
-            "ravo_daq_reader_2010::add_file() file a.raw not found in any default data path "
-            "/no_such_place:/nowhere\n");
-  reader.set_debug(0);
-  EXPECT_EQ(output_of_add("a.raw", -10), "");
+TYPED_TEST(FileRegistry, ABareNameIsSearchedAlongTheDataPaths) {
+  const std::string young = this->existing("one/debian_version");
+  this->reader.set_data_path_list(
+      ("/no_such_place:" + this->folder.file("one") + ":/etc:/nowhere").c_str());
+  EXPECT_EQ(this->output_of_add("debian_version", 0),
+            either<TypeParam>("ravo_daq_reader_2010::add_file() file " + young + " skipped (not closed)\n",
+                              std::string()));
+  EXPECT_EQ(this->listed(),
+            std::vector<std::string>{either<TypeParam>(std::string("/etc/debian_version"), young)});
 }
 
-TEST_F(FileRegistry, WithoutLookingTheFirstDirectoryIsTaken) {
-  take_all();
-  reader.set_data_path_list("/p:/q");
-  reader.add_file("a.raw", true);
-  EXPECT_EQ(listed(), (std::vector<std::string>{"/p/a.raw"}));
+TYPED_TEST(FileRegistry, TheSearchTellsEachStepWhenDebugging) {
+  const std::string nowhere =
+      this->class_name +
+      "::add_file() file a.raw not found in any default data path /no_such_place:/nowhere\n";
+  this->reader.set_data_path_list("/no_such_place:/nowhere");
+  this->reader.set_debug(1);
+  EXPECT_EQ(this->output_of_add("a.raw", -10),
+            this->class_name + "::add_file() file /no_such_place/a.raw" + this->not_found +
+                this->class_name + "::add_file() file /nowhere/a.raw" + this->not_found + nowhere);
+  EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
+  this->reader.set_debug(-1);
+  EXPECT_EQ(this->output_of_add("a.raw", -10), nowhere);
+  this->reader.set_debug(0);
+  EXPECT_EQ(this->output_of_add("a.raw", -10), "");
 }
 
-TEST_F(FileRegistry, ADataDirectoryThatIsAListTakesThePlaceOfTheDataPaths) {
-  take_all();
-  reader.set_data_path_list("/p:/q");
-  reader.set_data_dir("/r:/s:");
-  reader.add_file("a.raw", true);
-  EXPECT_EQ(listed(), (std::vector<std::string>{"/r/a.raw"}));
+TYPED_TEST(FileRegistry, TheFirstDirectoryThatHasTheFileIsTaken) {
+  this->take_all();
+  const std::string first = this->existing("p/a.raw");
+  this->existing("q/a.raw");
+  this->reader.set_data_path_list((this->folder.file("p") + ":" + this->folder.file("q")).c_str());
+  this->reader.add_file("a.raw", true);
+  EXPECT_EQ(this->listed(), std::vector<std::string>{first});
 }
 
-TEST_F(FileRegistry, AListAsDataDirectoryIsNamedWhenNothingIsFound) {
-  reader.set_data_dir("/r:/s:");
-  reader.set_debug(-1);
-  EXPECT_EQ(output_of_add("a.raw", -10),
-            "ravo_daq_reader_2010::add_file() file a.raw not found in any default data path /r:/s:\n");
+TYPED_TEST(FileRegistry, ADataDirectoryThatIsAListTakesThePlaceOfTheDataPaths) {
+  this->take_all();
+  this->existing("p/a.raw");
+  const std::string first = this->existing("r/a.raw");
+  this->existing("s/a.raw");
+  this->reader.set_data_path_list(this->folder.file("p").c_str());
+  this->reader.set_data_dir((this->folder.file("r") + ":" + this->folder.file("s") + ":").c_str());
+  this->reader.add_file("a.raw", true);
+  EXPECT_EQ(this->listed(), std::vector<std::string>{first});
 }
 
-TEST_F(FileRegistry, ANameWithADirectoryIsNotSearched) {
-  reader.set_data_path_list("/etc");
-  EXPECT_EQ(output_of_add("./debian_version", -10), "");
+TYPED_TEST(FileRegistry, AListAsDataDirectoryIsNamedWhenNothingIsFound) {
+  this->reader.set_data_dir("/r:/s:");
+  this->reader.set_debug(-1);
+  EXPECT_EQ(this->output_of_add("a.raw", -10),
+            this->class_name + "::add_file() file a.raw not found in any default data path /r:/s:\n");
 }
 
-TEST_F(FileRegistry, AnEmptyListFindsNothing) {
-  reader.set_data_path_list("");
-  EXPECT_EQ(output_of_add("debian_version", -10), "");
+TYPED_TEST(FileRegistry, ANameWithADirectoryIsNotSearched) {
+  this->reader.set_data_path_list("/etc");
+  EXPECT_EQ(this->output_of_add("./debian_version", -10), "");
 }
 
-TEST_F(FileRegistry, RemovesTheLastFileThatMatches) {
-  take_all();
-  for (const char* path : {"/x/run1_a", "/x/run2_a", "/x/run3_b"}) reader.add_file(path, true);
-  EXPECT_EQ(reader.remove_file("_a"), 0);
-  EXPECT_EQ(listed(), (std::vector<std::string>{"/x/run1_a", "/x/run3_b"}));
-  EXPECT_STREQ(reader.get_last_error(), "OK");
+TYPED_TEST(FileRegistry, AnEmptyListFindsNothing) {
+  this->reader.set_data_path_list("");
+  EXPECT_EQ(this->output_of_add("debian_version", -10), "");
 }
 
-TEST_F(FileRegistry, RemovingWhatIsNotThereIsTold) {
-  EXPECT_EQ(reader.remove_file("x"), -10);
-  EXPECT_STREQ(reader.get_last_error(), "Files not found");
-  take_all();
-  reader.add_file("/x/a", true);
-  EXPECT_EQ(reader.remove_file("b"), -10);
-  EXPECT_EQ(reader.remove_file(nullptr), -7);
-  EXPECT_EQ(reader.remove_file(""), -7);
-  EXPECT_STREQ(reader.get_last_error(), "Invalid Parameter");
-  EXPECT_EQ(reader.get_number_of_files(), 1);
+TYPED_TEST(FileRegistry, RemovesTheLastFileThatMatches) {
+  this->take_all();
+  std::vector<std::string> paths;
+  for (const char* name : {"run1_a", "run2_a", "run3_b"}) {
+    paths.push_back(this->existing(name));
+    this->reader.add_file(paths.back().c_str(), true);
+  }
+  EXPECT_EQ(this->reader.remove_file("_a"), 0);
+  EXPECT_EQ(this->listed(), (std::vector<std::string>{paths[0], paths[2]}));
+  EXPECT_STREQ(this->reader.get_last_error(), "OK");
 }
 
-TEST_F(FileRegistry, SortingOrdersByTimeAndLeavesEachFileOnce) {
-  take_all();
-  const std::string a = "/x/linac_main_run7_file1_20250101T000000Z.raw";
-  const std::string b = "/x/linac_main_run7_file2_20250101T001000Z.raw";
-  for (const std::string& path : {b, a, b, a, a}) reader.add_file(path.c_str(), true);
-  reader.sort_my_files();
-  EXPECT_EQ(listed(), (std::vector<std::string>{a, b}));
-  reader.clean_up();
-  reader.sort_my_files();
-  EXPECT_EQ(reader.get_number_of_files(), 0);
+TYPED_TEST(FileRegistry, RemovingWhatIsNotThereIsTold) {
+  EXPECT_EQ(this->reader.remove_file("x"), -10);
+  EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
+  this->take_all();
+  this->reader.add_file(this->existing("a.raw").c_str(), true);
+  EXPECT_EQ(this->reader.remove_file("b.raw"), -10);
+  EXPECT_EQ(this->reader.remove_file(nullptr), -7);
+  EXPECT_EQ(this->reader.remove_file(""), -7);
+  EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
+  EXPECT_EQ(this->reader.get_number_of_files(), 1);
+}
+
+TYPED_TEST(FileRegistry, SortingOrdersByTimeAndLeavesEachFileOnce) {
+  this->take_all();
+  const std::string a = this->existing("linac_main_run7_file1_20250101T000000Z.raw");
+  const std::string b = this->existing("linac_main_run7_file2_20250101T001000Z.raw");
+  for (const std::string& path : {b, a, b, a, a}) this->reader.add_file(path.c_str(), true);
+  this->reader.sort_my_files();
+  EXPECT_EQ(this->listed(), (std::vector<std::string>{a, b}));
+  this->reader.clean_up();
+  this->reader.sort_my_files();
+  EXPECT_EQ(this->reader.get_number_of_files(), 0);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Finding the files of a request by the names in the data directory: which are taken, and what is said.
-#include "requested_reader.h"
 #include "reader/raw_file_names.h"
 #include "reader/start_candidate.h"
+#include "requested_reader.h"
 
 #include <algorithm>
 #include <climits>
@@ -114,101 +114,110 @@ TEST(StartCandidate, ServesWhenItOrTheLastFileBeginsNotAfterTheStop) {
 
 // ---- scans for runs -------------------------------------------------------------------------------
 
-class LocalScan : public requested_reader {
+template <class generation>
+class LocalScan : public requested_reader<generation> {
  protected:
   void ask_and_expect(const names& expected) {
-    ASSERT_EQ(init(), expected.empty() ? -10 : 0) << output;
-    EXPECT_EQ(files(), expected);
+    ASSERT_EQ(this->init(), expected.empty() ? -10 : 0) << this->output;
+    EXPECT_EQ(this->files(), expected);
   }
   std::string stamps(unsigned file) const {
-    return std::to_string(clock_zero + file) + "  (star:" + std::to_string(request.start_time.time.timeup) +
-           "  stop:" + std::to_string(request.stop_time.time.timeup) + "\n";
+    return std::to_string(clock_zero + file) +
+           "  (star:" + std::to_string(this->request.start_time.time.timeup) +
+           "  stop:" + std::to_string(this->request.stop_time.time.timeup) + "\n";
   }
   std::string pushing(const std::string& name, unsigned file) const {
     return "Pushing file " + name + " (time_stamp: " + std::to_string(clock_zero + file) +
-           "  star:" + std::to_string(request.start_time.time.timeup) +
-           "  stop:" + std::to_string(request.stop_time.time.timeup) + ") \n";
+           "  star:" + std::to_string(this->request.start_time.time.timeup) +
+           "  stop:" + std::to_string(this->request.stop_time.time.timeup) + ") \n";
   }
   names opened() const { return the_loader.loaded; }
 };
+TYPED_TEST_SUITE(LocalScan, generations, generation_name);
 
-TEST_F(LocalScan, GivesExactlyTheFilesOfTheRunsInOrder) {
-  make({raw_name(8, 1, 400), raw_name(7, 2, 200), raw_name(7, 1, 100), raw_name(6, 9, 50), raw_name(9, 1, 500),
-        raw_name(77, 1, 150), raw_name(7, 1, 100, "laser"), "linac_main_run7_file3.raw", "linac_main_run7_notes.txt",
-        "linac.raw"});
-  ask_for_runs(7, 8);
-  ask_and_expect({raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(8, 1, 400)});
+TYPED_TEST(LocalScan, GivesExactlyTheFilesOfTheRunsInOrder) {
+  this->make({raw_name(8, 1, 400), raw_name(7, 2, 200), raw_name(7, 1, 100), raw_name(6, 9, 50),
+              raw_name(9, 1, 500), raw_name(77, 1, 150), raw_name(7, 1, 100, "laser"),
+              "linac_main_run7_file3.raw", "linac_main_run7_notes.txt", "linac.raw"});
+  this->ask_for_runs(7, 8);
+  this->ask_and_expect({raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(8, 1, 400)});
 }
 
-TEST_F(LocalScan, ExperimentIsLookedForAnywhereInTheName) {
-  make({raw_name(7, 1, 100, "laser", "linac"), raw_name(7, 2, 200, "prelinac")});
-  ask_for_runs(7, 7);
-  ask_and_expect({raw_name(7, 1, 100, "laser", "linac"), raw_name(7, 2, 200, "prelinac")});
+TYPED_TEST(LocalScan, ExperimentIsLookedForAnywhereInTheName) {
+  this->make({raw_name(7, 1, 100, "laser", "linac"), raw_name(7, 2, 200, "prelinac")});
+  this->ask_for_runs(7, 7);
+  this->ask_and_expect({raw_name(7, 1, 100, "laser", "linac"), raw_name(7, 2, 200, "prelinac")});
 }
 
-TEST_F(LocalScan, ADirectoryThatCannotBeOpenedHoldsNoFiles) {
+TYPED_TEST(LocalScan, ADirectoryThatCannotBeOpenedHoldsNoFiles) {
   for (const char* directory : {"/nowhere/", "", "/tmp:/var:"}) {
-    std::strcpy(request.ddir, directory);
-    ask_for_runs(7, 7);
-    EXPECT_EQ(init(), -10);
-    EXPECT_STREQ(reader.get_last_error(), "Files not found");
-    EXPECT_EQ(output,
-              "ravo_daq_reader_2010::init() Failed to get list of files for runs .. trying local directory scan\n");
-    ask_for_runs(0, 0);
-    EXPECT_EQ(init(), -10);
-    EXPECT_EQ(output, "");
+    std::strcpy(this->request.ddir, directory);
+    this->ask_for_runs(7, 7);
+    EXPECT_EQ(this->init(), -10);
+    EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
+    EXPECT_EQ(this->output,
+              this->class_name +
+                  "::init() Failed to get list of files for runs .. trying local directory scan\n");
+    this->ask_for_runs(0, 0);
+    EXPECT_EQ(this->init(), -10);
+    EXPECT_EQ(this->output, "");
   }
 }
 
-TEST_F(LocalScan, AnEmptyDirectoryHoldsNoFiles) {
-  ask_for_runs(7, 7);
-  ask_and_expect({});
-  ask_for_runs(0, 0);
-  ask_and_expect({});
+TYPED_TEST(LocalScan, AnEmptyDirectoryHoldsNoFiles) {
+  this->ask_for_runs(7, 7);
+  this->ask_and_expect({});
+  this->ask_for_runs(0, 0);
+  this->ask_and_expect({});
 }
 
-TEST_F(LocalScan, WithoutAPeriodEveryFileOfTheRunIsTold) {
-  make({raw_name(7, 1, 100)});
-  ask_for_runs(7, 7);
-  ASSERT_EQ(init(), 0);
-  EXPECT_TRUE(says(pushing(raw_name(7, 1, 100), 100)));
-  EXPECT_FALSE(says("Found file"));
-  EXPECT_EQ(opened().size(), 1u) << "only the first file of the list";
+TYPED_TEST(LocalScan, WithoutAPeriodEveryFileOfTheRunIsTold) {
+  this->make({raw_name(7, 1, 100)});
+  this->ask_for_runs(7, 7);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_TRUE(this->says(this->pushing(raw_name(7, 1, 100), 100)));
+  EXPECT_FALSE(this->says("Found file"));
+  EXPECT_EQ(this->opened().size(), 1u) << "only the first file of the list";
 }
 
-TEST_F(LocalScan, AStopWithoutAStartIsNoPeriod) {
-  make({raw_name(7, 1, 100), raw_name(7, 2, 200)});
-  ask_for_runs(7, 7);
-  request.stop_time.time.timeup = clock_zero + 150;
-  ask_and_expect({raw_name(7, 1, 100), raw_name(7, 2, 200)});
+TYPED_TEST(LocalScan, AStopWithoutAStartIsNoPeriod) {
+  this->make({raw_name(7, 1, 100), raw_name(7, 2, 200)});
+  this->ask_for_runs(7, 7);
+  this->request.stop_time.time.timeup = clock_zero + 150;
+  this->ask_and_expect({raw_name(7, 1, 100), raw_name(7, 2, 200)});
 }
 
-TEST_F(LocalScan, WithAPeriodTheFilesInsideItAreTaken) {
-  make({raw_name(7, 2, 200), raw_name(7, 4, 300), raw_name(7, 6, 301)});
-  ask_for_runs(7, 7);
-  ask_for_period(200, 300);
-  ask_and_expect({raw_name(7, 2, 200), raw_name(7, 4, 300)});
-  EXPECT_FALSE(says("Found file"));
-  reader.set_debug(1);
-  ASSERT_EQ(init(), 0);
-  EXPECT_TRUE(says("------>Found file " + raw_name(7, 2, 200) + " time_stamp: " + stamps(200)));
-  EXPECT_TRUE(says("------>Found file " + raw_name(7, 4, 300) + " time_stamp: " + stamps(300)));
-  EXPECT_FALSE(says(raw_name(7, 6, 301)));
-  reader.set_debug(-1);
-  ASSERT_EQ(init(), 0);
-  EXPECT_FALSE(says("------>Found file"));
+TYPED_TEST(LocalScan, WithAPeriodTheFilesInsideItAreTaken) {
+  this->make({raw_name(7, 2, 200), raw_name(7, 4, 300), raw_name(7, 6, 301)});
+  this->ask_for_runs(7, 7);
+  this->ask_for_period(200, 300);
+  this->ask_and_expect({raw_name(7, 2, 200), raw_name(7, 4, 300)});
+  EXPECT_FALSE(this->says("Found file"));
+  this->reader.set_debug(1);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_TRUE(this->says(either<TypeParam>("------>Found file ", "Found file ") + raw_name(7, 2, 200) +
+                         " time_stamp: " + this->stamps(200)));
+  EXPECT_TRUE(this->says(either<TypeParam>("------>Found file ", "Found file ") + raw_name(7, 4, 300) +
+                         " time_stamp: " + this->stamps(300)));
+  EXPECT_FALSE(this->says(raw_name(7, 6, 301)));
+  this->reader.set_debug(-1);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_FALSE(this->says("Found file"));
 }
 
-TEST_F(LocalScan, APeriodWithoutItsEndTakesAllThatFollows) {
-  make({raw_name(7, 2, 200), raw_name(7, 4, 300)});
-  ask_for_runs(7, 7);
-  request.start_time.time.timeup = clock_zero + 150;
-  ask_and_expect({raw_name(7, 2, 200), raw_name(7, 4, 300)});
-  ask_for_runs(0, 0);
-  ask_and_expect({raw_name(7, 2, 200), raw_name(7, 4, 300)});
+TYPED_TEST(LocalScan, APeriodWithoutItsEndTakesAllThatFollows) {
+  this->make({raw_name(7, 2, 200), raw_name(7, 4, 300)});
+  this->ask_for_runs(7, 7);
+  this->request.start_time.time.timeup = clock_zero + 150;
+  this->ask_and_expect({raw_name(7, 2, 200), raw_name(7, 4, 300)});
+  this->ask_for_runs(0, 0);
+  this->ask_and_expect({raw_name(7, 2, 200), raw_name(7, 4, 300)});
 }
 
-TEST_F(LocalScan, AnEarlierFileWhoseEventsReachThePeriodIsTaken) {
+// Only the current generation opens files that begin before the period.
+using CurrentLocalScan = LocalScan<current_generation>;
+
+TEST_F(CurrentLocalScan, AnEarlierFileWhoseEventsReachThePeriodIsTaken) {
   make({raw_name(7, 2, 150)});
   the_loader.index_of_file[raw_name(7, 2, 150)] = index_of(150, 200);
   ask_for_runs(7, 7);
@@ -220,7 +229,7 @@ TEST_F(LocalScan, AnEarlierFileWhoseEventsReachThePeriodIsTaken) {
   EXPECT_EQ(the_loader.clean_ups, 2) << "after looking and after the first file";
 }
 
-TEST_F(LocalScan, AnEarlierFileThatEndsBeforeThePeriodIsNot) {
+TEST_F(CurrentLocalScan, AnEarlierFileThatEndsBeforeThePeriodIsNot) {
   make({raw_name(7, 2, 150)});
   the_loader.index_of_file[raw_name(7, 2, 150)] = index_of(150, 199);
   ask_for_runs(7, 7);
@@ -231,22 +240,23 @@ TEST_F(LocalScan, AnEarlierFileThatEndsBeforeThePeriodIsNot) {
   EXPECT_FALSE(says("Pushing"));
 }
 
-TEST_F(LocalScan, AnyEventTypeMayReachThePeriod) {
+TEST_F(CurrentLocalScan, AnyEventTypeMayReachThePeriod) {
   std::vector<std::uint32_t> words = {RAVO_EVENT_INDEX_PATTERN, 2};
   const auto entry = [&](unsigned first, unsigned last) {
-    for (const std::uint32_t word : {1u, clock_zero + first, 0u, clock_zero + last, 0u, 1u, 2u, 1u}) words.push_back(word);
+    for (const std::uint32_t word : {1u, clock_zero + first, 0u, clock_zero + last, 0u, 1u, 2u, 1u})
+      words.push_back(word);
     words.insert(words.end(), 4, 0);  // one event
   };
   entry(150, 160);
   entry(170, 250);
   make({raw_name(7, 2, 150)});
-  the_loader.index_of_file[raw_name(7, 2, 150)] = reinterpret_cast<ravo_event_index_table_2010*>(words.data());
+  the_loader.index_of_file[raw_name(7, 2, 150)] = words.data();
   ask_for_runs(7, 7);
   ask_for_period(200, 300);
   ask_and_expect({raw_name(7, 2, 150)});
 }
 
-TEST_F(LocalScan, EventsBehindThePeriodDoNotReachIt) {
+TEST_F(CurrentLocalScan, EventsBehindThePeriodDoNotReachIt) {
   make({raw_name(7, 2, 150)});
   the_loader.index_of_file[raw_name(7, 2, 150)] = index_of(301, 400);
   ask_for_runs(7, 7);
@@ -254,7 +264,7 @@ TEST_F(LocalScan, EventsBehindThePeriodDoNotReachIt) {
   ask_and_expect({});
 }
 
-TEST_F(LocalScan, AnEarlierFileThatCannotBeLoadedIsToldAndLeftOut) {
+TEST_F(CurrentLocalScan, AnEarlierFileThatCannotBeLoadedIsToldAndLeftOut) {
   make({raw_name(7, 2, 150), raw_name(7, 5, 250)});
   the_loader.status_of_file[raw_name(7, 2, 150)] = 2;
   ask_for_runs(7, 7);
@@ -264,9 +274,9 @@ TEST_F(LocalScan, AnEarlierFileThatCannotBeLoadedIsToldAndLeftOut) {
   EXPECT_FALSE(says("Pushing file " + raw_name(7, 2, 150)));
 }
 
-TEST_F(LocalScan, AnEarlierFileWithAStrangeIndexIsToldAndLeftOut) {
+TEST_F(CurrentLocalScan, AnEarlierFileWithAStrangeIndexIsToldAndLeftOut) {
   make({raw_name(7, 2, 150)});
-  ravo_event_index_table_2010* index = index_of(150, 250);
+  auto* index = index_of(150, 250);
   index->pattern = 5;
   the_loader.index_of_file[raw_name(7, 2, 150)] = index;
   ask_for_runs(7, 7);
@@ -279,7 +289,7 @@ TEST_F(LocalScan, AnEarlierFileWithAStrangeIndexIsToldAndLeftOut) {
       << output;
 }
 
-TEST_F(LocalScan, AnEarlierFileWithoutAnIndexIsToldAndLeftOut) {
+TEST_F(CurrentLocalScan, AnEarlierFileWithoutAnIndexIsToldAndLeftOut) {
   make({raw_name(7, 2, 150)});
   ask_for_runs(7, 7);
   ask_for_period(200, 300);
@@ -288,15 +298,15 @@ TEST_F(LocalScan, AnEarlierFileWithoutAnIndexIsToldAndLeftOut) {
   EXPECT_FALSE(says("PATTERN"));
 }
 
-TEST_F(LocalScan, AFileBehindThePeriodIsNotOpened) {
-  make({raw_name(7, 2, 301)});
-  ask_for_runs(7, 7);
-  ask_for_period(200, 300);
-  ask_and_expect({});
-  EXPECT_TRUE(opened().empty());
+TYPED_TEST(LocalScan, AFileBehindThePeriodIsNotOpened) {
+  this->make({raw_name(7, 2, 301)});
+  this->ask_for_runs(7, 7);
+  this->ask_for_period(200, 300);
+  this->ask_and_expect({});
+  EXPECT_TRUE(this->opened().empty());
 }
 
-TEST_F(LocalScan, ADataDirectoryNamedWithAColonGetsASlashToo) {
+TEST_F(CurrentLocalScan, ADataDirectoryNamedWithAColonGetsASlashToo) {
   const std::string directory = folder.file("x:");
   std::filesystem::create_directory(directory);
   folder.write("x:/" + raw_name(7, 2, 150), {});
@@ -310,76 +320,77 @@ TEST_F(LocalScan, ADataDirectoryNamedWithAColonGetsASlashToo) {
 
 // ---- scans for a period ---------------------------------------------------------------------------
 
-TEST_F(LocalScan, TheFilesOfAPeriodAreThoseThatBeginInIt) {
-  make({raw_name(7, 10, 99), raw_name(7, 20, 100), raw_name(8, 30, 200), raw_name(8, 40, 201), "notes.txt",
-        "linac_main.raw"});
-  ask_for_period(100, 200);
-  ask_and_expect({raw_name(7, 20, 100), raw_name(8, 30, 200)});
-  EXPECT_FALSE(says("Pushing"));
+TYPED_TEST(LocalScan, TheFilesOfAPeriodAreThoseThatBeginInIt) {
+  this->make({raw_name(7, 10, 99), raw_name(7, 20, 100), raw_name(8, 30, 200), raw_name(8, 40, 201),
+              "notes.txt", "linac_main.raw"});
+  this->ask_for_period(100, 200);
+  this->ask_and_expect({raw_name(7, 20, 100), raw_name(8, 30, 200)});
+  EXPECT_FALSE(this->says("Pushing"));
 }
 
-TEST_F(LocalScan, EachFileMetIsToldAtANonZeroDebugLevel) {
-  make({raw_name(7, 10, 99), raw_name(7, 20, 150), raw_name(7, 30, 300, "laser"), "notes.txt"});
-  ask_for_period(100, 200);
+TYPED_TEST(LocalScan, EachFileMetIsToldAtANonZeroDebugLevel) {
+  this->make({raw_name(7, 10, 99), raw_name(7, 20, 150), raw_name(7, 30, 300, "laser"), "notes.txt"});
+  this->ask_for_period(100, 200);
   for (const int level : {1, -1}) {
-    reader.set_debug(level);
-    ASSERT_EQ(init(), 0);
-    EXPECT_TRUE(says("\nFound file " + raw_name(7, 10, 99) + " time_stamp: " + stamps(99)));
-    EXPECT_TRUE(says("\nFound file " + raw_name(7, 20, 150) + " time_stamp: " + stamps(150)));
-    EXPECT_TRUE(says("\nFound file " + raw_name(7, 30, 300, "laser") + " time_stamp: " + stamps(300)));
-    EXPECT_FALSE(says("notes"));
+    this->reader.set_debug(level);
+    ASSERT_EQ(this->init(), 0);
+    EXPECT_TRUE(this->says("\nFound file " + raw_name(7, 10, 99) + " time_stamp: " + this->stamps(99)));
+    EXPECT_TRUE(this->says("\nFound file " + raw_name(7, 20, 150) + " time_stamp: " + this->stamps(150)));
+    EXPECT_TRUE(
+        this->says("\nFound file " + raw_name(7, 30, 300, "laser") + " time_stamp: " + this->stamps(300)));
+    EXPECT_FALSE(this->says("notes"));
   }
-  reader.set_debug(0);
-  ASSERT_EQ(init(), 0);
-  EXPECT_FALSE(says("Found file"));
+  this->reader.set_debug(0);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_FALSE(this->says("Found file"));
 }
 
-TEST_F(LocalScan, ALongFileThatCoversThePeriodIsTakenAsTheCandidate) {
-  make({raw_name(7, 1, 10)});
-  ask_for_period(100, 200);
-  ask_and_expect({raw_name(7, 1, 10)});
-  EXPECT_TRUE(says(".Pushing  file " + raw_name(7, 1, 10) + " \n"));
+TYPED_TEST(LocalScan, ALongFileThatCoversThePeriodIsTakenAsTheCandidate) {
+  this->make({raw_name(7, 1, 10)});
+  this->ask_for_period(100, 200);
+  this->ask_and_expect({raw_name(7, 1, 10)});
+  EXPECT_TRUE(this->says(".Pushing  file " + raw_name(7, 1, 10) + " \n"));
 }
 
-TEST_F(LocalScan, AFileBehindThePeriodIsNoCandidate) {
-  make({raw_name(7, 1, 201)});
-  ask_for_period(100, 200);
-  ask_and_expect({});
-  EXPECT_FALSE(says("Pushing"));
+TYPED_TEST(LocalScan, AFileBehindThePeriodIsNoCandidate) {
+  this->make({raw_name(7, 1, 201)});
+  this->ask_for_period(100, 200);
+  this->ask_and_expect({});
+  EXPECT_FALSE(this->says("Pushing"));
 }
 
-TEST_F(LocalScan, OtherExperimentsAreLeftOutOfAPeriod) {
-  make({raw_name(7, 20, 100), raw_name(8, 30, 200, "laser")});
-  ask_for_period(100, 200);
-  ask_and_expect({raw_name(7, 20, 100)});
+TYPED_TEST(LocalScan, OtherExperimentsAreLeftOutOfAPeriod) {
+  this->make({raw_name(7, 20, 100), raw_name(8, 30, 200, "laser")});
+  this->ask_for_period(100, 200);
+  this->ask_and_expect({raw_name(7, 20, 100)});
 }
 
-TEST_F(LocalScan, ACandidateOfAnotherExperimentIsTakenAndThenLeftOut) {
-  make({raw_name(7, 1, 10, "laser")});
-  ask_for_period(100, 200);
-  ask_and_expect({});
-  EXPECT_TRUE(says(".Pushing  file " + raw_name(7, 1, 10, "laser") + " \n"));
+TYPED_TEST(LocalScan, ACandidateOfAnotherExperimentIsTakenAndThenLeftOut) {
+  this->make({raw_name(7, 1, 10, "laser")});
+  this->ask_for_period(100, 200);
+  this->ask_and_expect({});
+  EXPECT_TRUE(this->says(".Pushing  file " + raw_name(7, 1, 10, "laser") + " \n"));
 }
 
 // ---- the generation that looks at names alone -----------------------------------------------------
 
-TEST_F(LocalScan, TheOtherGenerationKeepsFilesByTheirNamesAlone) {
-  make({raw_name(7, 2, 150), raw_name(7, 4, 250)});
+using OlderLocalScan = LocalScan<older_generation>;
+
+TEST_F(OlderLocalScan, FilesAreKeptByTheirNamesAlone) {
+  make({raw_name(7, 2, 150), raw_name(7, 5, 250)});
   the_loader.index_of_file[raw_name(7, 2, 150)] = index_of(150, 250);
+  the_loader.status_of_file[raw_name(7, 2, 150)] = 2;
   ask_for_runs(7, 7);
   ask_for_period(200, 300);
-  daq_reader<contrary_generation> other;
-  other.set_debug(1);
-  captured_output captured;
-  ASSERT_EQ(other.init(&request, nullptr), 0);
-  output = captured.stop();
-  EXPECT_EQ(bare_names(other), names{raw_name(7, 4, 250)});
-  EXPECT_TRUE(says("contrary file " + raw_name(7, 4, 250) + " at " + std::to_string(clock_zero + 250) + " (" +
-                   std::to_string(clock_zero + 200) + " to " + std::to_string(clock_zero + 300) + ")\n"));
+  reader.set_debug(1);
+  ask_and_expect({raw_name(7, 5, 250)});
+  EXPECT_TRUE(says("\nFound file " + raw_name(7, 5, 250) + " time_stamp: " + stamps(250)));
+  for (const char* other : {"--->Found file", "PATTERN", "Something wrong", "Failed to get tables for"})
+    EXPECT_FALSE(says(other)) << other;
   EXPECT_EQ(opened().size(), 1u) << "only the first file of the list";
 }
 
-TEST_F(LocalScan, TheOtherGenerationTrimsFilesOfTheCatalogueAndDoesNotCutRuns) {
+TEST_F(OlderLocalScan, FilesOfTheCatalogueAreTrimmedAtTheStartAndRunsAreNotCut) {
   make({raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(7, 3, 1000)});
   the_catalogue.runs_status = the_catalogue.period_status = 0;
   the_catalogue.files_of_runs = {raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(7, 3, 1000)};
@@ -387,12 +398,10 @@ TEST_F(LocalScan, TheOtherGenerationTrimsFilesOfTheCatalogueAndDoesNotCutRuns) {
   ask_for_runs(7, 7);
   ask_for_period(100, 300);
   the_catalogue.times_of_runs[7] = {{clock_zero + 100, 0}, {clock_zero + 1100, 0}};
-  daq_reader<contrary_generation> other;
-  ASSERT_EQ(other.init(&request, nullptr), 0);
-  EXPECT_EQ(other.get_number_of_files(), 3);
-  EXPECT_FALSE(other.found_from_run_catalogue);
-  ASSERT_EQ(other.start(), 0);
-  EXPECT_EQ(bare_names(other), (names{raw_name(7, 1, 100), raw_name(7, 2, 200)}));
+  ASSERT_EQ(init(), 0);
+  EXPECT_EQ(reader.get_number_of_files(), 3);
+  ASSERT_EQ(reader.start(), 0);
+  EXPECT_EQ(files(), (names{raw_name(7, 1, 100), raw_name(7, 2, 200)}));
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// init() with a request: what it is checked for, what the catalogue is asked and what becomes of its answer,
-// how files enter the list, and how the first of them is tried.
+// init() with a request: what it is checked for, what the catalogue is asked and what becomes of its
+// answer, how files enter the list, and how the first of them is tried.
 #include "requested_reader.h"
 
 #include <climits>
@@ -7,15 +7,12 @@
 namespace ravo::test {
 namespace {
 
-const std::string no_catalogue_for_runs =
-    "ravo_daq_reader_2010::init() Failed to get list of files for runs .. trying local directory scan\n";
-const std::string no_catalogue_for_period =
-    "ravo_daq_reader_2010::init() Failed to get list of files for period ... trying local scan\n";
-
-class RequestInit : public requested_reader {
+template <class generation>
+class RequestInit : public requested_reader<generation> {
  protected:
-  /// Lets the catalogue answer, as if the files lay somewhere in its archive.
-  static names archived(names files) {
+  /// The paths of files that the catalogue has somewhere in its archive; they lie in the data directory.
+  names archived(names files) {
+    this->make(files);
     for (std::string& file : files) file = "/archive/2025/" + file;
     return files;
   }
@@ -27,214 +24,226 @@ class RequestInit : public requested_reader {
     the_catalogue.period_status = 0;
     the_catalogue.files_of_period = archived(files);
   }
+  const std::string no_catalogue_for_runs =
+      this->class_name + "::init() Failed to get list of files for runs .. trying local directory scan\n";
+  const std::string no_catalogue_for_period =
+      this->class_name + "::init() Failed to get list of files for period ... trying local scan\n";
 };
+TYPED_TEST_SUITE(RequestInit, generations, generation_name);
 
-TEST_F(RequestInit, ANullRequestIsRefused) {
-  EXPECT_EQ(reader.init(static_cast<const ravo_daq_request*>(nullptr), nullptr), -7);
-  EXPECT_STREQ(reader.get_last_error(), "Invalid Parameter");
+TYPED_TEST(RequestInit, ANullRequestIsRefused) {
+  EXPECT_EQ(this->reader.init(static_cast<const ravo_daq_request*>(nullptr), nullptr), -7);
+  EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
 }
 
-TEST_F(RequestInit, TheWholeRequestIsTaken) {
-  ask_for_runs(3, 4);
-  ask_for_period(100, 200);
-  request.start_time.event_number = 5;
-  request.stop_time.time.timelow = 7;
-  request.synch_mode = 1;
-  request.time_diff = {1, 2};
-  request.period = {3, {4, 5}};
-  std::strcpy(request.exp_name, "laser");
-  std::strcpy(request.stream_name, "fast");
-  answer_runs({raw_name(3, 1, 100, "laser")});
+TYPED_TEST(RequestInit, TheWholeRequestIsTaken) {
+  this->ask_for_runs(3, 4);
+  this->ask_for_period(100, 200);
+  this->request.start_time.event_number = 5;
+  this->request.stop_time.time.timelow = 7;
+  this->request.synch_mode = 1;
+  this->request.time_diff = {1, 2};
+  this->request.period = {3, {4, 5}};
+  std::strcpy(this->request.exp_name, "laser");
+  std::strcpy(this->request.stream_name, "fast");
+  this->answer_runs({raw_name(3, 1, 100, "laser")});
   the_catalogue.times_of_runs[3] = {{clock_zero + 50, 0}, {clock_zero + 300, 0}};
   the_catalogue.times_of_runs[4] = the_catalogue.times_of_runs[3];
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(reader.request.run_first, 3);
-  EXPECT_EQ(reader.request.run_last, 4);
-  EXPECT_EQ(reader.get_start_point()->event_number, 5u);
-  EXPECT_EQ(reader.get_start_point()->time.timeup, clock_zero + 100);
-  EXPECT_EQ(reader.get_stop_point()->time.timelow, 7u);
-  EXPECT_EQ(reader.request.synch_mode, 1);
-  EXPECT_EQ(reader.get_time_diff()->timeup, 1u);
-  EXPECT_EQ(reader.get_period()->time.timelow, 5u);
-  EXPECT_STREQ(reader.get_experiment(), "laser");
-  EXPECT_STREQ(reader.get_stream(), "fast");
-  EXPECT_STREQ(reader.get_catalog_dir(), "/catalogue/");
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->reader.request.run_first, 3);
+  EXPECT_EQ(this->reader.request.run_last, 4);
+  EXPECT_EQ(this->reader.get_start_point()->event_number, 5u);
+  EXPECT_EQ(this->reader.get_start_point()->time.timeup, clock_zero + 100);
+  EXPECT_EQ(this->reader.get_stop_point()->time.timelow, 7u);
+  EXPECT_EQ(this->reader.request.synch_mode, 1);
+  EXPECT_EQ(this->reader.get_time_diff()->timeup, 1u);
+  EXPECT_EQ(this->reader.get_period()->time.timelow, 5u);
+  EXPECT_STREQ(this->reader.get_experiment(), "laser");
+  EXPECT_STREQ(this->reader.get_stream(), "fast");
+  EXPECT_STREQ(this->reader.get_catalog_dir(), "/catalogue/");
 }
 
-TEST_F(RequestInit, TheDataDirectoryGetsItsSlash) {
-  answer_period({raw_name(3, 1, 100)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(reader.get_data_dir(), folder.path().string() + "/");
-  EXPECT_EQ(names(1, reader.get_file_name(0)), names(1, folder.file(raw_name(3, 1, 100))));
-  std::strcpy(request.ddir, "/a:/b:");
-  ASSERT_EQ(init(), 0);
-  EXPECT_STREQ(reader.get_data_dir(), "/a:/b:");
-  EXPECT_EQ(names(1, reader.get_file_name(0)), names(1, "/a/" + raw_name(3, 1, 100)));
+TYPED_TEST(RequestInit, TheDataDirectoryGetsItsSlash) {
+  this->answer_period({raw_name(3, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->reader.get_data_dir(), this->folder.path().string() + "/");
+  EXPECT_EQ(names(1, this->reader.get_file_name(0)), names(1, this->folder.file(raw_name(3, 1, 100))));
+  const std::string first = this->existing("a/" + raw_name(3, 1, 100));
+  const std::string list = this->folder.file("a") + ":" + this->folder.path().string() + ":";
+  std::strcpy(this->request.ddir, list.c_str());
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->reader.get_data_dir(), list);
+  EXPECT_EQ(names(1, this->reader.get_file_name(0)), names(1, first));
 }
 
-TEST_F(RequestInit, TextsWithoutTheirClosingZeroAreCut) {
-  std::memset(request.exp_name, 'e', sizeof request.exp_name);
-  std::memset(request.stream_name, 's', sizeof request.stream_name);
-  std::memset(request.cdir, 'c', sizeof request.cdir);
-  std::memset(request.ddir, 'd', sizeof request.ddir);
-  EXPECT_EQ(init(), -10);
-  EXPECT_EQ(std::strlen(reader.get_experiment()), 31u);
-  EXPECT_EQ(std::strlen(reader.get_stream()), 31u);
-  EXPECT_EQ(std::strlen(reader.get_catalog_dir()), 1023u);
-  EXPECT_EQ(std::strlen(reader.get_data_dir()), 1023u);
+TYPED_TEST(RequestInit, TextsWithoutTheirClosingZeroAreCut) {
+  std::memset(this->request.exp_name, 'e', sizeof this->request.exp_name);
+  std::memset(this->request.stream_name, 's', sizeof this->request.stream_name);
+  std::memset(this->request.cdir, 'c', sizeof this->request.cdir);
+  std::memset(this->request.ddir, 'd', sizeof this->request.ddir);
+  EXPECT_EQ(this->init(), -10);
+  EXPECT_EQ(std::strlen(this->reader.get_experiment()), 31u);
+  EXPECT_EQ(std::strlen(this->reader.get_stream()), 31u);
+  EXPECT_EQ(std::strlen(this->reader.get_catalog_dir()), 1023u);
+  EXPECT_EQ(std::strlen(this->reader.get_data_dir()), 1023u);
 }
 
-TEST_F(RequestInit, TheReadersOwnRequestMayBeGivenBack) {
-  ask_for_period(100, 200);
-  answer_period({raw_name(3, 1, 100)});
-  ASSERT_EQ(init(), 0);
-  ASSERT_EQ(reader.start(), 0);
-  ASSERT_EQ(reader.init(&reader.request, nullptr), 0);
-  EXPECT_EQ(reader.get_start_point()->time.timeup, clock_zero + 100);
-  EXPECT_EQ(files(), names{raw_name(3, 1, 100)});
+TYPED_TEST(RequestInit, TheReadersOwnRequestMayBeGivenBack) {
+  this->ask_for_period(100, 200);
+  this->answer_period({raw_name(3, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
+  ASSERT_EQ(this->reader.start(), 0);
+  ASSERT_EQ(this->reader.init(&this->reader.request, nullptr), 0);
+  EXPECT_EQ(this->reader.get_start_point()->time.timeup, clock_zero + 100);
+  EXPECT_EQ(this->files(), names{raw_name(3, 1, 100)});
 }
 
-TEST_F(RequestInit, ChannelsAreAdded) {
+TYPED_TEST(RequestInit, ChannelsAreAdded) {
   char first[] = "BPM:1;x", second[] = "TOR";
   daq_channel_entry one{first, {}}, two{second, {}};
   const std::vector<daq_channel_entry*> channels{&one, &two};
-  answer_period({raw_name(3, 1, 100)});
-  EXPECT_EQ(reader.init(&request, &channels), 0);
-  EXPECT_EQ(reader.get_number_of_channels(), 2);
+  this->answer_period({raw_name(3, 1, 100)});
+  EXPECT_EQ(this->reader.init(&this->request, &channels), 0);
+  EXPECT_EQ(this->reader.get_number_of_channels(), 2);
   EXPECT_EQ(the_loader.names, (names{"BPM", "TOR"})) << "the first file is tried with the channels";
 }
 
-TEST_F(RequestInit, ARefusedChannelEndsIt) {
+TYPED_TEST(RequestInit, ARefusedChannelEndsIt) {
   char empty[] = "";
   daq_channel_entry one{empty, {}};
   const std::vector<daq_channel_entry*> channels{&one};
-  EXPECT_EQ(reader.init(&request, &channels), -7);
-  EXPECT_STREQ(reader.get_last_error(), "Invalid Parameter");
+  EXPECT_EQ(this->reader.init(&this->request, &channels), -7);
+  EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
   EXPECT_TRUE(the_catalogue.questions.empty());
 }
 
-TEST_F(RequestInit, AnEmptyChannelListIsNone) {
-  answer_period({raw_name(3, 1, 100)});
+TYPED_TEST(RequestInit, AnEmptyChannelListIsNone) {
+  this->answer_period({raw_name(3, 1, 100)});
   const std::vector<daq_channel_entry*> channels;
-  EXPECT_EQ(reader.init(&request, &channels), 0);
+  EXPECT_EQ(this->reader.init(&this->request, &channels), 0);
 }
 
-TEST_F(RequestInit, ASecondOneOnAStartedReaderStartsOver) {
-  add("BPM");
-  answer_period({raw_name(3, 1, 100)});
-  ASSERT_EQ(init(), 0);
-  ASSERT_EQ(reader.start(), 0);
-  the_catalogue.files_of_period = archived({raw_name(4, 1, 500)});
-  ASSERT_EQ(init(), 0);
+TYPED_TEST(RequestInit, ASecondOneOnAStartedReaderStartsOver) {
+  this->add("BPM");
+  this->answer_period({raw_name(3, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
+  ASSERT_EQ(this->reader.start(), 0);
+  the_catalogue.files_of_period = this->archived({raw_name(4, 1, 500)});
+  ASSERT_EQ(this->init(), 0);
   EXPECT_EQ(the_slicer.alive, 0);
-  EXPECT_EQ(reader.get_number_of_channels(), 0);
-  EXPECT_EQ(files(), names{raw_name(4, 1, 500)});
+  EXPECT_EQ(this->reader.get_number_of_channels(), 0);
+  EXPECT_EQ(this->files(), names{raw_name(4, 1, 500)});
 }
 
-TEST_F(RequestInit, ASecondOneReplacesTheFilesAlsoBeforeStart) {
-  answer_period({raw_name(3, 1, 100)});
-  ASSERT_EQ(init(), 0);
-  the_catalogue.files_of_period = archived({raw_name(4, 1, 500)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(files(), names{raw_name(4, 1, 500)});
+TYPED_TEST(RequestInit, ASecondOneReplacesTheFilesAlsoBeforeStart) {
+  this->answer_period({raw_name(3, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
+  the_catalogue.files_of_period = this->archived({raw_name(4, 1, 500)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->files(), names{raw_name(4, 1, 500)});
 }
 
-TEST_F(RequestInit, AFailedOneLeavesNoFilesOfTheOneBefore) {
-  answer_period({raw_name(3, 1, 100)});
-  ASSERT_EQ(init(), 0);
+TYPED_TEST(RequestInit, AFailedOneLeavesNoFilesOfTheOneBefore) {
+  this->answer_period({raw_name(3, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
   the_catalogue.period_status = 1;
-  std::strcpy(request.ddir, "/nowhere/");
-  EXPECT_EQ(init(), -10);
-  EXPECT_EQ(reader.get_number_of_files(), 0);
-  EXPECT_FALSE(reader.found_from_run_catalogue);
+  std::strcpy(this->request.ddir, "/nowhere/");
+  EXPECT_EQ(this->init(), -10);
+  EXPECT_EQ(this->reader.get_number_of_files(), 0);
+  EXPECT_FALSE(this->reader.found_from_run_catalogue);
 }
 
 // ---- runs -----------------------------------------------------------------------------------------
 
-TEST_F(RequestInit, TheCatalogueIsAskedForEveryRun) {
-  ask_for_runs(7, 10);
-  answer_runs({raw_name(7, 1, 100)});
-  ASSERT_EQ(init(), 0);
+TYPED_TEST(RequestInit, TheCatalogueIsAskedForEveryRun) {
+  this->ask_for_runs(7, 10);
+  this->answer_runs({raw_name(7, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
   EXPECT_EQ(the_catalogue.runs_asked_for, (std::vector<int>{7, 8, 9, 10}));
   EXPECT_EQ(the_catalogue.questions.front(), "runs of linac main in /catalogue/ closed 1");
   EXPECT_EQ(the_catalogue.records_alive, 0);
 }
 
-TEST_F(RequestInit, ALastRunBeforeTheFirstMeansOneRun) {
+TYPED_TEST(RequestInit, ALastRunBeforeTheFirstMeansOneRun) {
   for (const int last : {0, -5, 3, 7, INT_MIN}) {
     the_catalogue = {};
-    ask_for_runs(7, last);
-    answer_runs({raw_name(7, 1, 100)});
-    ASSERT_EQ(init(), 0);
+    this->ask_for_runs(7, last);
+    this->answer_runs({raw_name(7, 1, 100)});
+    ASSERT_EQ(this->init(), 0);
     EXPECT_EQ(the_catalogue.runs_asked_for, std::vector<int>{7}) << last;
   }
 }
 
-TEST_F(RequestInit, TheHighestRunMayBeAskedFor) {
-  ask_for_runs(INT_MAX, INT_MAX);
-  answer_runs({raw_name(7, 1, 100)});
-  ASSERT_EQ(init(), 0);
+TYPED_TEST(RequestInit, TheHighestRunMayBeAskedFor) {
+  this->ask_for_runs(INT_MAX, INT_MAX);
+  this->answer_runs({raw_name(7, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
   EXPECT_EQ(the_catalogue.runs_asked_for, std::vector<int>{INT_MAX});
 }
 
-TEST_F(RequestInit, MoreRunsThanThereCanBeAreRefused) {
-  ask_for_runs(1, INT_MAX);
-  EXPECT_EQ(init(), -6);
-  EXPECT_EQ(output, "ravo_daq_reader_2010::init() Failed to malloc run number\n");
-  EXPECT_STREQ(reader.get_last_error(), "Intern error");
+TYPED_TEST(RequestInit, MoreRunsThanThereCanBeAreRefused) {
+  this->ask_for_runs(1, INT_MAX);
+  EXPECT_EQ(this->init(), -6);
+  EXPECT_EQ(this->output, this->class_name + "::init() Failed to malloc run number\n");
+  EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
   EXPECT_TRUE(the_catalogue.questions.empty());
 }
 
-TEST_F(RequestInit, ARunBelowOneMakesAPeriodRequest) {
+TYPED_TEST(RequestInit, ARunBelowOneMakesAPeriodRequest) {
   for (const int run : {0, -1, INT_MIN}) {
     the_catalogue = {};
-    ask_for_runs(run, 9);
-    answer_period({raw_name(7, 1, 100)});
-    ASSERT_EQ(init(), 0);
+    this->ask_for_runs(run, 9);
+    this->answer_period({raw_name(7, 1, 100)});
+    ASSERT_EQ(this->init(), 0);
     EXPECT_EQ(the_catalogue.questions, names{"period of linac main in /catalogue/ closed 1"});
   }
 }
 
-TEST_F(RequestInit, FilesOfRunsFromTheCatalogueAreTakenWithoutAWord) {
-  ask_for_runs(7, 8);
-  answer_runs({raw_name(8, 1, 300), raw_name(7, 2, 200), raw_name(7, 1, 100)});
+TYPED_TEST(RequestInit, FilesOfRunsFromTheCatalogueAreTakenWithoutAWord) {
+  this->ask_for_runs(7, 8);
+  this->answer_runs({raw_name(8, 1, 300), raw_name(7, 2, 200), raw_name(7, 1, 100)});
   the_catalogue.times_of_runs[7] = the_catalogue.times_of_runs[8] = {{5, 0}, {6, 0}};
-  make({raw_name(7, 3, 250), raw_name(8, 2, 400)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(files(), (names{raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(8, 1, 300)}));
-  EXPECT_TRUE(reader.found_from_run_catalogue);
-  EXPECT_EQ(output, "");
-  EXPECT_STREQ(reader.get_last_error(), "OK");
+  this->make({raw_name(7, 3, 250), raw_name(8, 2, 400)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->files(), (names{raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(8, 1, 300)}));
+  EXPECT_EQ(this->reader.found_from_run_catalogue, either<TypeParam>(true, false));
+  EXPECT_EQ(this->output, "");
+  EXPECT_STREQ(this->reader.get_last_error(), "OK");
 }
 
-TEST_F(RequestInit, RunsAreCutWithThePeriod) {
-  ask_for_runs(7, 7);
-  ask_for_period(150, 250);
-  answer_runs({raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(7, 3, 300)});
-  answer_period({raw_name(6, 9, 90), raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(9, 1, 210)});
-  reader.set_debug(1);
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(files(), (names{raw_name(7, 1, 100), raw_name(7, 2, 200)}));
-  EXPECT_EQ(the_catalogue.period_start, clock_zero + 150);
-  EXPECT_EQ(the_catalogue.period_stop, clock_zero + 250);
-  EXPECT_TRUE(says("removing those that are not in our list sz: 4  from sz: 3\n"));
-  EXPECT_TRUE(reader.found_from_run_catalogue);
+TYPED_TEST(RequestInit, OnlyInTheCurrentGenerationRunsAreCutWithThePeriod) {
+  this->ask_for_runs(7, 7);
+  this->ask_for_period(150, 250);
+  this->answer_runs({raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(7, 3, 300)});
+  this->answer_period({raw_name(6, 9, 90), raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(9, 1, 210)});
+  this->reader.set_debug(1);
+  ASSERT_EQ(this->init(), 0);
+  names expected{raw_name(7, 1, 100), raw_name(7, 2, 200)};
+  if (either<TypeParam>(false, true)) expected.push_back(raw_name(7, 3, 300));
+  EXPECT_EQ(this->files(), expected);
+  EXPECT_EQ(the_catalogue.period_start, either<TypeParam>(clock_zero + 150, 0u)) << "0: nobody asks";
+  EXPECT_EQ(the_catalogue.period_stop, either<TypeParam>(clock_zero + 250, 0u));
+  EXPECT_EQ(this->says("removing those that are not in our list sz: 4  from sz: 3\n"),
+            either<TypeParam>(true, false));
+  EXPECT_EQ(this->reader.found_from_run_catalogue, either<TypeParam>(true, false));
   EXPECT_EQ(the_catalogue.records_alive, 0);
 }
 
-TEST_F(RequestInit, TheCutIsToldAtAPositiveDebugLevelOnly) {
+TYPED_TEST(RequestInit, TheCutIsToldAtAPositiveDebugLevelOnly) {
   for (const int level : {0, -1}) {
-    ask_for_runs(7, 7);
-    ask_for_period(150, 250);
-    answer_runs({raw_name(7, 1, 100)});
-    answer_period({raw_name(7, 1, 100)});
-    reader.set_debug(level);
-    ASSERT_EQ(init(), 0);
-    EXPECT_FALSE(says("removing"));
+    this->ask_for_runs(7, 7);
+    this->ask_for_period(150, 250);
+    this->answer_runs({raw_name(7, 1, 100)});
+    this->answer_period({raw_name(7, 1, 100)});
+    this->reader.set_debug(level);
+    ASSERT_EQ(this->init(), 0);
+    EXPECT_FALSE(this->says("removing"));
   }
 }
 
-TEST_F(RequestInit, NamesAreComparedWithTheirDirectories) {
+using CurrentRequestInit = RequestInit<current_generation>;
+
+TEST_F(CurrentRequestInit, NamesAreComparedWithTheirDirectories) {
   ask_for_runs(7, 7);
   ask_for_period(150, 250);
   answer_runs({raw_name(7, 1, 100)});
@@ -244,205 +253,214 @@ TEST_F(RequestInit, NamesAreComparedWithTheirDirectories) {
   EXPECT_STREQ(reader.get_last_error(), "Files not found");
 }
 
-TEST_F(RequestInit, WithoutAnAnswerForThePeriodTheRunsStayWhole) {
-  ask_for_runs(7, 7);
-  ask_for_period(150, 250);
-  answer_runs({raw_name(7, 1, 100), raw_name(7, 2, 200)});
-  reader.set_debug(1);
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(reader.get_number_of_files(), 2);
-  EXPECT_FALSE(says("removing"));
+TYPED_TEST(RequestInit, WithoutAnAnswerForThePeriodTheRunsStayWhole) {
+  this->ask_for_runs(7, 7);
+  this->ask_for_period(150, 250);
+  this->answer_runs({raw_name(7, 1, 100), raw_name(7, 2, 200)});
+  this->reader.set_debug(1);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->reader.get_number_of_files(), 2);
+  EXPECT_FALSE(this->says("removing"));
   the_catalogue.period_status = 0;
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(reader.get_number_of_files(), 2);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->reader.get_number_of_files(), 2);
 }
 
-TEST_F(RequestInit, AHalfPeriodDoesNotCutTheRuns) {
-  ask_for_runs(7, 7);
-  answer_runs({raw_name(7, 1, 100), raw_name(7, 2, 200)});
-  answer_period({raw_name(7, 1, 100)});
-  ask_for_period(150, 0);
-  request.stop_time = {};
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(reader.get_number_of_files(), 2);
-  request.start_time = {};
-  request.stop_time.time.timeup = clock_zero + 250;
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(reader.get_number_of_files(), 2);
+TYPED_TEST(RequestInit, AHalfPeriodDoesNotCutTheRuns) {
+  this->ask_for_runs(7, 7);
+  this->answer_runs({raw_name(7, 1, 100), raw_name(7, 2, 200)});
+  this->answer_period({raw_name(7, 1, 100)});
+  this->ask_for_period(150, 0);
+  this->request.stop_time = {};
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->reader.get_number_of_files(), 2);
+  this->request.start_time = {};
+  this->request.stop_time.time.timeup = clock_zero + 250;
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->reader.get_number_of_files(), 2);
 }
 
-TEST_F(RequestInit, AnAnswerWithoutFilesIsNone) {
-  ask_for_runs(7, 7);
-  answer_runs({});
-  make({raw_name(7, 1, 100)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(output.rfind(no_catalogue_for_runs, 0), 0u) << output;
-  EXPECT_FALSE(reader.found_from_run_catalogue);
-  EXPECT_EQ(files(), names{raw_name(7, 1, 100)});
+TYPED_TEST(RequestInit, AnAnswerWithoutFilesIsNone) {
+  this->ask_for_runs(7, 7);
+  this->answer_runs({});
+  this->make({raw_name(7, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->output.rfind(this->no_catalogue_for_runs, 0), 0u) << this->output;
+  EXPECT_FALSE(this->reader.found_from_run_catalogue);
+  EXPECT_EQ(this->files(), names{raw_name(7, 1, 100)});
 }
 
-TEST_F(RequestInit, AFailedLookUpCountsForNothingWhateverItLeft) {
-  ask_for_runs(7, 7);
+TYPED_TEST(RequestInit, AFailedLookUpCountsForNothingWhateverItLeft) {
+  this->ask_for_runs(7, 7);
   the_catalogue.files_of_runs = {"/archive/" + raw_name(9, 9, 900)};
-  make({raw_name(7, 1, 100)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(files(), names{raw_name(7, 1, 100)});
+  this->make({raw_name(7, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->files(), names{raw_name(7, 1, 100)});
   EXPECT_EQ(the_catalogue.records_alive, 0);
 }
 
 // ---- periods --------------------------------------------------------------------------------------
 
-TEST_F(RequestInit, TheCatalogueIsAskedForThePeriod) {
-  ask_for_period(100, 200);
-  answer_period({raw_name(7, 2, 150), raw_name(7, 1, 90)});
-  make({raw_name(7, 0, 50), raw_name(7, 3, 250)});
-  ASSERT_EQ(init(), 0);
+TYPED_TEST(RequestInit, TheCatalogueIsAskedForThePeriod) {
+  this->ask_for_period(100, 200);
+  this->answer_period({raw_name(7, 2, 150), raw_name(7, 1, 90)});
+  this->make({raw_name(7, 0, 50), raw_name(7, 3, 250)});
+  ASSERT_EQ(this->init(), 0);
   EXPECT_EQ(the_catalogue.period_start, clock_zero + 100);
   EXPECT_EQ(the_catalogue.period_stop, clock_zero + 200);
-  EXPECT_EQ(files(), (names{raw_name(7, 1, 90), raw_name(7, 2, 150)})) << "no edge files";
-  EXPECT_TRUE(reader.found_from_run_catalogue);
-  EXPECT_EQ(output, "");
+  EXPECT_EQ(this->files(), (names{raw_name(7, 1, 90), raw_name(7, 2, 150)})) << "no edge files";
+  EXPECT_EQ(this->reader.found_from_run_catalogue, either<TypeParam>(true, false));
+  EXPECT_EQ(this->output, "");
 }
 
-TEST_F(RequestInit, APeriodWithoutItsEndIsAskedForAsItIs) {
-  ask_for_period(100, 0);
-  request.stop_time = {};
-  answer_period({raw_name(7, 2, 150)});
-  ASSERT_EQ(init(), 0);
+TYPED_TEST(RequestInit, APeriodWithoutItsEndIsAskedForAsItIs) {
+  this->ask_for_period(100, 0);
+  this->request.stop_time = {};
+  this->answer_period({raw_name(7, 2, 150)});
+  ASSERT_EQ(this->init(), 0);
   EXPECT_EQ(the_catalogue.period_start, clock_zero + 100);
   EXPECT_EQ(the_catalogue.period_stop, 0u);
-  EXPECT_EQ(reader.get_stop_point()->time.timeup, 0u) << "the request itself is completed at the start";
+  EXPECT_EQ(this->reader.get_stop_point()->time.timeup, 0u)
+      << "the request itself is completed at the start";
 }
 
-TEST_F(RequestInit, ThePeriodsWindowIsLeftAlone) {
-  ask_for_period(100, 200);
-  answer_period({raw_name(7, 2, 5000)});
-  ASSERT_EQ(init(), 0);
+TYPED_TEST(RequestInit, ThePeriodsWindowIsLeftAlone) {
+  this->ask_for_period(100, 200);
+  this->answer_period({raw_name(7, 2, 5000)});
+  ASSERT_EQ(this->init(), 0);
   EXPECT_EQ(the_catalogue.questions.size(), 1u) << "nobody asks for the time of runs";
-  EXPECT_EQ(reader.get_start_point()->time.timeup, clock_zero + 100);
-  EXPECT_EQ(reader.get_stop_point()->time.timeup, clock_zero + 200);
+  EXPECT_EQ(this->reader.get_start_point()->time.timeup, clock_zero + 100);
+  EXPECT_EQ(this->reader.get_stop_point()->time.timeup, clock_zero + 200);
 }
 
-TEST_F(RequestInit, TheScanForAPeriodIsToldAtANonZeroDebugLevel) {
-  make({raw_name(7, 1, 150)});
-  ask_for_period(100, 200);
-  ASSERT_EQ(init(), 0);
-  EXPECT_FALSE(says(no_catalogue_for_period));
+TYPED_TEST(RequestInit, TheScanForAPeriodIsToldAtANonZeroDebugLevel) {
+  this->make({raw_name(7, 1, 150)});
+  this->ask_for_period(100, 200);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_FALSE(this->says(this->no_catalogue_for_period));
   for (const int level : {1, -1}) {
-    reader.set_debug(level);
-    ASSERT_EQ(init(), 0);
-    EXPECT_EQ(output.rfind(no_catalogue_for_period, 0), 0u);
+    this->reader.set_debug(level);
+    ASSERT_EQ(this->init(), 0);
+    EXPECT_EQ(this->output.rfind(this->no_catalogue_for_period, 0), 0u);
   }
-  EXPECT_FALSE(reader.found_from_run_catalogue);
+  EXPECT_FALSE(this->reader.found_from_run_catalogue);
 }
 
-TEST_F(RequestInit, FilesFromTheCatalogueAreNotTrimmedOnce) {
-  ask_for_period(10000, 20000);
-  answer_period({raw_name(7, 1, 1), raw_name(7, 2, 2), raw_name(7, 3, 3)});
-  ASSERT_EQ(init(), 0);
-  ASSERT_EQ(reader.start(), 0);
-  EXPECT_EQ(the_slicer.files.size(), 3u);
+TYPED_TEST(RequestInit, FilesFromTheCatalogueAreTrimmedByTheirNamesInTheOlderGenerationAlone) {
+  this->ask_for_period(10000, 20000);
+  this->answer_period({raw_name(7, 1, 1), raw_name(7, 2, 2), raw_name(7, 3, 3)});
+  ASSERT_EQ(this->init(), 0);
+  ASSERT_EQ(this->reader.start(), 0);
+  EXPECT_EQ(the_slicer.files.size(), either<TypeParam>(3u, 1u));
 }
 
-TEST_F(RequestInit, AMarkOfAnEarlierCatalogueAnswerDoesNotServeAScan) {
-  answer_period({raw_name(7, 1, 1)});
-  ASSERT_EQ(init(), 0);
-  ASSERT_TRUE(reader.found_from_run_catalogue);
+TYPED_TEST(RequestInit, AMarkOfAnEarlierCatalogueAnswerDoesNotServeAScan) {
+  this->answer_period({raw_name(7, 1, 1)});
+  ASSERT_EQ(this->init(), 0);
+  ASSERT_EQ(this->reader.found_from_run_catalogue, either<TypeParam>(true, false));
   the_catalogue = {};
-  make({raw_name(7, 1, 150)});
-  ask_for_period(100, 200);
-  ASSERT_EQ(init(), 0);
-  EXPECT_FALSE(reader.found_from_run_catalogue);
+  this->make({raw_name(7, 1, 150)});
+  this->ask_for_period(100, 200);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_FALSE(this->reader.found_from_run_catalogue);
 }
 
 // ---- entering the files ---------------------------------------------------------------------------
 
-TEST_F(RequestInit, OnlyTheNamesCountAndAreLookedUpInTheDataDirectory) {
-  answer_period({raw_name(7, 1, 100)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(reader.get_file_name(0), folder.file(raw_name(7, 1, 100)));
+TYPED_TEST(RequestInit, OnlyTheNamesCountAndAreLookedUpInTheDataDirectory) {
+  this->answer_period({raw_name(7, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->reader.get_file_name(0), this->folder.file(raw_name(7, 1, 100)));
 }
 
-TEST_F(RequestInit, WithoutADataDirectoryThePathListIsSearched) {
-  request.ddir[0] = '\0';
-  reader.set_data_path_list("/p:/q");
-  answer_period({raw_name(7, 1, 100)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(reader.get_file_name(0), "/p/" + raw_name(7, 1, 100));
+TYPED_TEST(RequestInit, WithoutADataDirectoryThePathListIsSearched) {
+  this->request.ddir[0] = '\0';
+  const std::string first = this->existing("p/" + raw_name(7, 1, 100));
+  this->existing("q/" + raw_name(7, 1, 100));
+  this->reader.set_data_path_list((this->folder.file("p") + ":" + this->folder.file("q")).c_str());
+  this->answer_period({raw_name(7, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->reader.get_file_name(0), first);
 }
 
-TEST_F(RequestInit, PathsWithoutTheExperimentAreLeftOut) {
+TYPED_TEST(RequestInit, PathsWithoutTheExperimentAreLeftOut) {
   the_catalogue.period_status = 0;
-  the_catalogue.files_of_period = {"/archive/" + raw_name(7, 1, 100, "laser"), "/archive/" + raw_name(7, 2, 200),
+  the_catalogue.files_of_period = {"/archive/" + raw_name(7, 1, 100, "laser"),
+                                   "/archive/" + raw_name(7, 2, 200),
                                    "/linac/" + raw_name(7, 3, 300, "laser")};
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(files(), (names{raw_name(7, 2, 200), raw_name(7, 3, 300, "laser")}))
+  this->make({raw_name(7, 1, 100, "laser"), raw_name(7, 2, 200), raw_name(7, 3, 300, "laser")});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->files(), (names{raw_name(7, 2, 200), raw_name(7, 3, 300, "laser")}))
       << "the experiment may be named anywhere in the path";
 }
 
-TEST_F(RequestInit, WithoutAnExperimentAllPathsAreTaken) {
-  request.exp_name[0] = '\0';
-  answer_period({raw_name(7, 1, 100, "laser"), raw_name(7, 2, 200)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(reader.get_number_of_files(), 2);
+TYPED_TEST(RequestInit, WithoutAnExperimentAllPathsAreTaken) {
+  this->request.exp_name[0] = '\0';
+  this->answer_period({raw_name(7, 1, 100, "laser"), raw_name(7, 2, 200)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->reader.get_number_of_files(), 2);
 }
 
-TEST_F(RequestInit, FilesThatAreStillBeingWrittenAreLeftOut) {
+TYPED_TEST(RequestInit, OnlyTheCurrentGenerationLeavesOutFilesThatAreStillBeingWritten) {
   environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
-  make({raw_name(7, 1, 100)});
-  answer_period({raw_name(7, 1, 100)});
-  EXPECT_EQ(init(), -10);
-  EXPECT_EQ(output, "ravo_daq_reader_2010::add_file() file " + folder.file(raw_name(7, 1, 100)) +
-                        " skipped (not closed)\n");
-  EXPECT_STREQ(reader.get_last_error(), "Files not found");
+  this->answer_period({raw_name(7, 1, 100)});
+  EXPECT_EQ(this->init(), either<TypeParam>(-10, 0));
+  EXPECT_EQ(this->output,
+            either<TypeParam>("ravo_daq_reader_2010::add_file() file " +
+                                  this->folder.file(raw_name(7, 1, 100)) + " skipped (not closed)\n",
+                              std::string()));
+  EXPECT_STREQ(this->reader.get_last_error(), either<TypeParam>("Files not found", "OK"));
 }
 
-TEST_F(RequestInit, FilesThatAreGoneAreLeftOut) {
+TYPED_TEST(RequestInit, FilesThatAreGoneAreLeftOut) {
   environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
-  answer_period({raw_name(7, 1, 100)});
-  reader.set_debug(1);
-  EXPECT_EQ(init(), -10);
-  EXPECT_EQ(output, "ravo_daq_reader_2010::add_file() file " + folder.file(raw_name(7, 1, 100)) +
-                        " not found \n");
+  the_catalogue.period_status = 0;
+  the_catalogue.files_of_period = {"/archive/" + raw_name(7, 1, 100)};
+  this->reader.set_debug(1);
+  EXPECT_EQ(this->init(), -10);
+  EXPECT_EQ(this->output, this->class_name + "::add_file() file " + this->folder.file(raw_name(7, 1, 100)) +
+                              either<TypeParam>(" not found \n", " not found\n"));
 }
 
-TEST_F(RequestInit, FilesNamedTwiceAreTakenOnce) {
-  answer_period({raw_name(7, 1, 100), raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(7, 1, 100)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(files(), (names{raw_name(7, 1, 100), raw_name(7, 2, 200)}));
+TYPED_TEST(RequestInit, FilesNamedTwiceAreTakenOnce) {
+  this->answer_period({raw_name(7, 1, 100), raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(7, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->files(), (names{raw_name(7, 1, 100), raw_name(7, 2, 200)}));
 }
 
-TEST_F(RequestInit, AVeryLongNameIsOnlyAName) {
+// No such file can exist, so that the older generation never takes one.
+TEST_F(CurrentRequestInit, AVeryLongNameIsOnlyAName) {
   const std::string longest(5000, 'x');
-  answer_period({"linac" + longest + ".raw", raw_name(7, 2, 200)});
+  the_catalogue.period_status = 0;
+  the_catalogue.files_of_period = {"linac" + longest + ".raw", raw_name(7, 2, 200)};
   ASSERT_EQ(init(), 0);
   EXPECT_EQ(files(), (names{"linac" + longest + ".raw", raw_name(7, 2, 200)}));
 }
 
 // ---- the first file -------------------------------------------------------------------------------
 
-TEST_F(RequestInit, TheFirstFileIsTriedAndReleased) {
-  answer_period({raw_name(7, 2, 200), raw_name(7, 1, 100)});
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(the_loader.loaded, names{folder.file(raw_name(7, 1, 100))});
+TYPED_TEST(RequestInit, TheFirstFileIsTriedAndReleased) {
+  this->answer_period({raw_name(7, 2, 200), raw_name(7, 1, 100)});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(the_loader.loaded, names{this->folder.file(raw_name(7, 1, 100))});
   EXPECT_EQ(the_loader.descr_mode, 0);
   EXPECT_EQ(the_loader.clean_ups, 1);
 }
 
-TEST_F(RequestInit, AFirstFileWithoutTheChannelsIsNotFound) {
+TYPED_TEST(RequestInit, AFirstFileWithoutTheChannelsIsNotFound) {
   the_loader.status = -5;
-  answer_period({raw_name(7, 1, 100)});
-  EXPECT_EQ(init(), -5);
-  EXPECT_STREQ(reader.get_last_error(), "Channel not found");
-  EXPECT_EQ(output, "");
+  this->answer_period({raw_name(7, 1, 100)});
+  EXPECT_EQ(this->init(), -5);
+  EXPECT_STREQ(this->reader.get_last_error(), "Channel not found");
+  EXPECT_EQ(this->output, "");
 }
 
-TEST_F(RequestInit, AnUnreadableFirstFileIsABadFormat) {
+TYPED_TEST(RequestInit, AnUnreadableFirstFileIsABadFormat) {
   for (const int failure : {1, -2, -3, 2, 3, 5, 6, 7, -4, -6, -7, 101}) {
     the_loader.status = failure;
-    answer_period({raw_name(7, 1, 100)});
-    EXPECT_EQ(init(), -9) << failure;
-    EXPECT_STREQ(reader.get_last_error(), "Invalid file format");
+    this->answer_period({raw_name(7, 1, 100)});
+    EXPECT_EQ(this->init(), -9) << failure;
+    EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
   }
 }
 

@@ -24,8 +24,8 @@ inline std::string raw_name(int run, long file, unsigned second, const std::stri
   gmtime_r(&time, &calendar);
   char text[32];
   std::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &calendar);
-  return experiment + "_" + stream + "_run" + std::to_string(run) + "_file" + std::to_string(file) + "_" + text +
-         ".raw";
+  return experiment + "_" + stream + "_run" + std::to_string(run) + "_file" + std::to_string(file) + "_" +
+         text + ".raw";
 }
 
 /// A request for `linac` and `main` with a data directory and nothing else.
@@ -53,10 +53,11 @@ names bare_names(const Reader& reader) {
   return bare;
 }
 
-class requested_reader : public scripted_reader {
+template <class generation>
+class requested_reader : public scripted_reader<generation> {
  protected:
   void make(const names& files) {
-    for (const std::string& file : files) folder.write(file, {});
+    for (const std::string& file : files) this->folder.write(file, {});
   }
   void ask_for_runs(int first, int last) {
     request.run_first = first;
@@ -69,24 +70,23 @@ class requested_reader : public scripted_reader {
   /// Initialises the reader, without channels, and keeps what it says in `output`.
   int init() {
     captured_output captured;
-    const int status = reader.init(&request, nullptr);
+    const int status = this->reader.init(&request, nullptr);
     output = captured.stop();
     return status;
   }
-  names files() const { return bare_names(reader); }
+  names files() const { return bare_names(this->reader); }
   bool says(const std::string& text) const { return output.find(text) != std::string::npos; }
   /// An event index with one entry that spans these seconds of the tests' clock.
-  ravo_event_index_table_2010* index_of(unsigned first, unsigned last) {
+  auto* index_of(unsigned first, unsigned last) {
     std::vector<std::uint32_t>& words = tables.emplace_back(10);
-    const std::uint32_t content[10] = {RAVO_EVENT_INDEX_PATTERN, 1, RAVO_EV_NORMAL, clock_zero + first, 0,
-                                       clock_zero + last, 0, 1, 2, 0};
+    const std::uint32_t content[10] = {
+        RAVO_EVENT_INDEX_PATTERN, 1, RAVO_EV_NORMAL, clock_zero + first, 0, clock_zero + last, 0, 1, 2, 0};
     std::copy(std::begin(content), std::end(content), words.begin());
-    return reinterpret_cast<ravo_event_index_table_2010*>(words.data());
+    return reinterpret_cast<typename generation::records::event_index_table*>(words.data());
   }
 
   environment_variable take_all{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1"};
-  temporary_folder folder;
-  ravo_daq_request request = plain_request(folder.path().string());
+  ravo_daq_request request = plain_request(this->folder.path().string());
   std::string output;
   std::deque<std::vector<std::uint32_t>> tables;
 };

@@ -1,6 +1,6 @@
 // The window that a request for runs gets: from the catalogue, or from the names of its files.
-#include "requested_reader.h"
 #include "reader/run_window.h"
+#include "requested_reader.h"
 
 #include <limits>
 
@@ -39,165 +39,173 @@ TEST(RunWindow, AnEndWithinASecondIsRoundedUp) {
   EXPECT_EQ(whole_second_after({0xffffffffu, 999999}), 0xffffffff);
 }
 
-class WindowOfRuns : public requested_reader {
+template <class generation>
+class WindowOfRuns : public requested_reader<generation> {
  protected:
   WindowOfRuns() {
-    ask_for_runs(7, 8);
-    request.start_time.event_number = 11;
-    request.stop_time.event_number = 22;
-    request.start_time.time.timelow = 33;
-    request.stop_time.time.timelow = 44;
+    this->ask_for_runs(7, 8);
+    this->request.start_time.event_number = 11;
+    this->request.stop_time.event_number = 22;
+    this->request.start_time.time.timelow = 33;
+    this->request.stop_time.time.timelow = 44;
     the_catalogue.runs_status = 0;
     the_catalogue.files_of_runs = {raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(8, 1, 401)};
+    this->make(the_catalogue.files_of_runs);
   }
   void ask_for(unsigned start, unsigned stop) {
-    request.start_time.time.timeup = start;
-    request.stop_time.time.timeup = stop;
+    this->request.start_time.time.timeup = start;
+    this->request.stop_time.time.timeup = stop;
   }
   /// A point as its number, seconds and microseconds.
   static std::vector<unsigned> parts(const ravo_time_id& point) {
     return {point.event_number, point.time.timeup, point.time.timelow};
   }
   void expect_points(std::vector<unsigned> start, std::vector<unsigned> stop) {
-    EXPECT_EQ(parts(*reader.get_start_point()), start);
-    EXPECT_EQ(parts(*reader.get_stop_point()), stop);
+    EXPECT_EQ(parts(*this->reader.get_start_point()), start);
+    EXPECT_EQ(parts(*this->reader.get_stop_point()), stop);
   }
-  static inline const std::string correction = "ravo_daq_reader_2010::init() making correction in time\n";
-  static inline const std::string reset = "ravo_daq_reader_2010::init() time reset\n";
+  const std::string correction = this->class_name + "::init() making correction in time\n";
+  const std::string reset = this->class_name + "::init() time reset\n";
 };
+TYPED_TEST_SUITE(WindowOfRuns, generations, generation_name);
 
-TEST_F(WindowOfRuns, ComesFromTheFirstAndTheLastRun) {
+TYPED_TEST(WindowOfRuns, ComesFromTheFirstAndTheLastRun) {
   the_catalogue.times_of_runs[7] = {{1000, 5}, {1500, 6}};
   the_catalogue.times_of_runs[8] = {{1600, 7}, {2000, 0}};
-  ASSERT_EQ(init(), 0);
-  expect_points({0, 1000, 0}, {0, 2000, 0});
-  EXPECT_EQ(output, "");
+  ASSERT_EQ(this->init(), 0);
+  this->expect_points({0, 1000, 0}, {0, 2000, 0});
+  EXPECT_EQ(this->output, "");
   EXPECT_EQ(the_catalogue.questions,
             (names{"runs of linac main in /catalogue/ closed 1", "time of 7 of linac in /catalogue/",
                    "time of 8 of linac in /catalogue/"}));
 }
 
-TEST_F(WindowOfRuns, EndsBehindTheLastEventsOfARunThatEndsWithinASecond) {
+TYPED_TEST(WindowOfRuns, EndsBehindTheLastEventsOfARunThatEndsWithinASecond) {
   the_catalogue.times_of_runs[7] = the_catalogue.times_of_runs[8] = {{1000, 999999}, {2000, 1}};
-  ASSERT_EQ(init(), 0);
-  expect_points({0, 1000, 0}, {0, 2001, 0});
+  ASSERT_EQ(this->init(), 0);
+  this->expect_points({0, 1000, 0}, {0, 2001, 0});
 }
 
-TEST_F(WindowOfRuns, TheCorrectionIsToldAtANonZeroDebugLevel) {
+TYPED_TEST(WindowOfRuns, TheCorrectionIsToldAtANonZeroDebugLevel) {
   the_catalogue.times_of_runs[7] = the_catalogue.times_of_runs[8] = {{1000, 0}, {2000, 0}};
   for (const int level : {1, -1}) {
-    reader.set_debug(level);
-    ASSERT_EQ(init(), 0);
-    EXPECT_EQ(output, correction);
+    this->reader.set_debug(level);
+    ASSERT_EQ(this->init(), 0);
+    EXPECT_EQ(this->output, this->correction);
   }
 }
 
-TEST_F(WindowOfRuns, WithoutALastRunTheFirstRunsEndIsTaken) {
-  ask_for_runs(7, 0);
+TYPED_TEST(WindowOfRuns, WithoutALastRunTheFirstRunsEndIsTaken) {
+  this->ask_for_runs(7, 0);
   the_catalogue.times_of_runs[7] = {{1000, 0}, {1500, 0}};
-  ASSERT_EQ(init(), 0);
-  expect_points({0, 1000, 0}, {0, 1500, 0});
+  ASSERT_EQ(this->init(), 0);
+  this->expect_points({0, 1000, 0}, {0, 1500, 0});
   EXPECT_EQ(the_catalogue.questions.size(), 2u);
 }
 
-TEST_F(WindowOfRuns, ALastRunBeforeTheFirstIsTheFirst) {
-  ask_for_runs(7, 3);
+TYPED_TEST(WindowOfRuns, ALastRunBeforeTheFirstIsTheFirst) {
+  this->ask_for_runs(7, 3);
   the_catalogue.times_of_runs[3] = {{100, 0}, {200, 0}};
   the_catalogue.times_of_runs[7] = {{1000, 0}, {1500, 0}};
-  ASSERT_EQ(init(), 0);
-  expect_points({0, 1000, 0}, {0, 1500, 0});
+  ASSERT_EQ(this->init(), 0);
+  this->expect_points({0, 1000, 0}, {0, 1500, 0});
 }
 
-TEST_F(WindowOfRuns, AnOverlappingPeriodIsKeptWhole) {
+TYPED_TEST(WindowOfRuns, AnOverlappingPeriodIsKeptWhole) {
   the_catalogue.times_of_runs[7] = the_catalogue.times_of_runs[8] = {{1000, 0}, {2000, 0}};
-  reader.set_debug(1);
-  ask_for(500, 1000);
-  ASSERT_EQ(init(), 0);
-  expect_points({11, 500, 33}, {22, 1000, 44});
-  EXPECT_EQ(output, "");
+  this->reader.set_debug(1);
+  this->ask_for(500, 1000);
+  ASSERT_EQ(this->init(), 0);
+  this->expect_points({11, 500, 33}, {22, 1000, 44});
+  EXPECT_EQ(this->output, "");
 }
 
-TEST_F(WindowOfRuns, APeriodElsewhereGivesWay) {
+TYPED_TEST(WindowOfRuns, APeriodElsewhereGivesWay) {
   the_catalogue.times_of_runs[7] = the_catalogue.times_of_runs[8] = {{1000, 0}, {2000, 0}};
-  ask_for(500, 999);
-  ASSERT_EQ(init(), 0);
-  expect_points({0, 1000, 0}, {0, 2000, 0});
-  ask_for(2001, 3000);
-  ASSERT_EQ(init(), 0);
-  expect_points({0, 1000, 0}, {0, 2000, 0});
+  this->ask_for(500, 999);
+  ASSERT_EQ(this->init(), 0);
+  this->expect_points({0, 1000, 0}, {0, 2000, 0});
+  this->ask_for(2001, 3000);
+  ASSERT_EQ(this->init(), 0);
+  this->expect_points({0, 1000, 0}, {0, 2000, 0});
 }
 
-TEST_F(WindowOfRuns, RunsWithoutLengthLeaveTheRequestAlone) {
+TYPED_TEST(WindowOfRuns, RunsWithoutLengthLeaveTheRequestAlone) {
   the_catalogue.times_of_runs[7] = the_catalogue.times_of_runs[8] = {{1000, 0}, {1000, 0}};
-  reader.set_debug(1);
-  ASSERT_EQ(init(), 0);
-  expect_points({11, 0, 33}, {22, 0, 44});
-  EXPECT_EQ(output, "");
+  this->reader.set_debug(1);
+  ASSERT_EQ(this->init(), 0);
+  this->expect_points({11, 0, 33}, {22, 0, 44});
+  EXPECT_EQ(this->output, "");
 }
 
-TEST_F(WindowOfRuns, AnUnknownStartOrEndOpensTheWindow) {
-  reader.set_debug(1);
-  ask_for(500, 600);
+TYPED_TEST(WindowOfRuns, AnUnknownStartOrEndOpensTheWindow) {
+  this->reader.set_debug(1);
+  this->ask_for(500, 600);
   the_catalogue.times_of_runs[7] = {{0, 0}, {1000, 0}};
   the_catalogue.times_of_runs[8] = {{0, 0}, {1000, 0}};
-  ASSERT_EQ(init(), 0);
-  expect_points({0, 0, 0}, {0, 0, 0});
-  EXPECT_TRUE(says(reset));
+  ASSERT_EQ(this->init(), 0);
+  this->expect_points({0, 0, 0}, {0, 0, 0});
+  EXPECT_TRUE(this->says(this->reset));
   the_catalogue.times_of_runs[7] = the_catalogue.times_of_runs[8] = {{1000, 0}, {0, 0}};
-  ASSERT_EQ(init(), 0);
-  expect_points({0, 0, 0}, {0, 0, 0});
-  EXPECT_TRUE(says(reset));
-  reader.set_debug(0);
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(output, "");
+  ASSERT_EQ(this->init(), 0);
+  this->expect_points({0, 0, 0}, {0, 0, 0});
+  EXPECT_TRUE(this->says(this->reset));
+  this->reader.set_debug(0);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->output, "");
 }
 
-TEST_F(WindowOfRuns, AnUnknownLastRunIsToldAndOpensTheWindow) {
+TYPED_TEST(WindowOfRuns, AnUnknownLastRunIsToldAndOpensTheWindow) {
   the_catalogue.times_of_runs[7] = {{1000, 0}, {1500, 0}};
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(output, "ravo_daq_reader_2010::init() failed to extract time for run: 8\n");
-  expect_points({0, 0, 0}, {0, 0, 0});
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->output, this->class_name + "::init() failed to extract time for run: 8\n");
+  this->expect_points({0, 0, 0}, {0, 0, 0});
 }
 
 // 401 - 100 over two gaps: 150 seconds a file.
-TEST_F(WindowOfRuns, AnUnknownFirstRunLeavesTheNamesToTell) {
-  reader.set_debug(1);
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(output, "----->ravo_daq_reader_2010::init() failed to extract time for run: 7 trying locally\n" + correction);
-  expect_points({0, clock_zero + 100, 0}, {0, clock_zero + 551, 0});
+TYPED_TEST(WindowOfRuns, AnUnknownFirstRunLeavesTheNamesToTell) {
+  this->reader.set_debug(1);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->output, "----->" + this->class_name +
+                              "::init() failed to extract time for run: 7 trying locally\n" +
+                              this->correction);
+  this->expect_points({0, clock_zero + 100, 0}, {0, clock_zero + 551, 0});
   EXPECT_EQ(the_catalogue.questions.size(), 2u) << "the last run is not asked for";
-  reader.set_debug(0);
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(output, "");
+  this->reader.set_debug(0);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->output, "");
 }
 
-TEST_F(WindowOfRuns, ASingleFilesNameLeavesTheRequestAlone) {
+TYPED_TEST(WindowOfRuns, ASingleFilesNameLeavesTheRequestAlone) {
   the_catalogue.files_of_runs = {raw_name(7, 1, 100)};
-  ASSERT_EQ(init(), 0);
-  expect_points({11, 0, 33}, {22, 0, 44});
+  this->make(the_catalogue.files_of_runs);
+  ASSERT_EQ(this->init(), 0);
+  this->expect_points({11, 0, 33}, {22, 0, 44});
 }
 
-TEST_F(WindowOfRuns, WithoutAnyTimeTheStopBecomesNow) {
-  request.start_time = request.stop_time = {};
+TYPED_TEST(WindowOfRuns, WithoutAnyTimeTheStopBecomesNow) {
+  this->request.start_time = this->request.stop_time = {};
   the_catalogue.files_of_runs = {raw_name(7, 1, 100)};
-  ASSERT_EQ(init(), 0);
+  this->make(the_catalogue.files_of_runs);
+  ASSERT_EQ(this->init(), 0);
   const auto before = static_cast<unsigned>(std::time(nullptr));
-  ASSERT_EQ(reader.start(), 0);
-  EXPECT_GE(reader.get_stop_point()->time.timeup, before);
-  EXPECT_EQ(reader.get_start_point()->time.timeup, 0u);
+  ASSERT_EQ(this->reader.start(), 0);
+  EXPECT_GE(this->reader.get_stop_point()->time.timeup, before);
+  EXPECT_EQ(this->reader.get_start_point()->time.timeup, 0u);
 }
 
-TEST_F(WindowOfRuns, NamesWithoutATimeAreToldAndOpenTheWindow) {
+TYPED_TEST(WindowOfRuns, NamesWithoutATimeAreToldAndOpenTheWindow) {
   the_catalogue.files_of_runs = {"linac_run7.raw", "linac_run8.raw"};
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(output,
-            "ravo_daq_reader_2010::init() failed to extract start time locally\n"
-            "ravo_daq_reader_2010::init() failed to extract stop time locally\n");
-  expect_points({0, 0, 0}, {0, 0, 0});
+  this->make(the_catalogue.files_of_runs);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->output, this->class_name + "::init() failed to extract start time locally\n" +
+                              this->class_name + "::init() failed to extract stop time locally\n");
+  this->expect_points({0, 0, 0}, {0, 0, 0});
   the_catalogue.files_of_runs = {"linac_run7.raw", raw_name(8, 1, 100)};
-  ASSERT_EQ(init(), 0);
-  EXPECT_EQ(output, "ravo_daq_reader_2010::init() failed to extract start time locally\n");
-  expect_points({0, 0, 0}, {0, 0, 0});
+  this->make(the_catalogue.files_of_runs);
+  ASSERT_EQ(this->init(), 0);
+  EXPECT_EQ(this->output, this->class_name + "::init() failed to extract start time locally\n");
+  this->expect_points({0, 0, 0}, {0, 0, 0});
 }
 
 }  // namespace

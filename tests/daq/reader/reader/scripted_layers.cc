@@ -44,7 +44,7 @@ int scripted_slicer::get_data(const ravo_time_id* id, std::vector<ravo_channel_e
 
 }  // namespace test
 
-template class daq_reader<test::scripted_generation>;
-template class daq_reader<test::contrary_generation>;
+template class daq_reader<test::scripted<generation_2010>>;
+template class daq_reader<test::scripted<generation_2009>>;
 
 }  // namespace ravo

@@ -1,5 +1,6 @@
 // A reader over a slicer and a loader that do as a test tells them, so that the reader's own steps can be
-// seen one by one, also those that no good file ever leads to. The reader's code itself is the library's.
+// seen one by one, also those that no good file ever leads to, with the rules of either generation. The
+// reader's code itself is the library's.
 #ifndef RAVO_TEST_SCRIPTED_LAYERS_H
 #define RAVO_TEST_SCRIPTED_LAYERS_H
 
@@ -16,6 +17,7 @@
 #include <vector>
 
 #include "library_calls.h"
+#include "ravo_daq_reader.h"
 #include "ravo_daq_reader_2010.h"
 #include "reader/reader_texts.h"
 
@@ -56,8 +58,8 @@ class scripted_slicer {
   void clean_up() { the_slicer.calls.push_back("clean_up"); }
   void set_debug(int level) { the_slicer.calls.push_back("set_debug " + std::to_string(level)); }
   void set_by_time_fix(bool fix) { the_slicer.calls.push_back(fix ? "fix on" : "fix off"); }
-  int init(const std::vector<char*>* files, const std::vector<ravo_daq_chan_param_2010*>* channels,
-           int mode) {
+  template <class Param>
+  int init(const std::vector<char*>* files, const std::vector<Param*>* channels, int mode) {
     the_slicer.calls.push_back("init " + std::to_string(mode));
     for (const char* file : *files) the_slicer.files.push_back(file);
     for (const auto* channel : *channels)
@@ -92,19 +94,20 @@ class scripted_slicer {
 /// What the loader is to answer, and what it was asked.
 struct loader_script {
   int status = 0;
-  std::map<std::string, int> status_of_file;  ///< by the last component; others: `status`
-  std::map<std::string, ravo_event_index_table_2010*> index_of_file;  ///< others: `eit_tab`
+  std::map<std::string, int> status_of_file;   ///< by the last component; others: `status`
+  std::map<std::string, void*> index_of_file;  ///< the event index of either generation; others: `eit_tab`
   std::function<void()> at_loading;
   std::vector<std::string> loaded;
   std::vector<std::string> names;  ///< channels that the last loading was given
   int descr_mode = -1;             ///< of the last loading
   bool was_given_channels = false;
   int clean_ups = 0;
-  ravo_event_index_table_2010* eit_tab = nullptr;
-  ravo_chan_dictionary_table_2010* cdt_tab = nullptr;
+  void* eit_tab = nullptr;
+  void* cdt_tab = nullptr;
 };
 inline loader_script the_loader;
 
+template <class rules>
 class scripted_loader {
  public:
   int get_all_tables(const char* path, int descr_mode, const std::vector<char*>* names) {
@@ -122,14 +125,14 @@ class scripted_loader {
     return status == the_loader.status_of_file.end() ? the_loader.status : status->second;
   }
   void clean_up() { ++the_loader.clean_ups; }
-  ravo_event_index_table_2010* get_eit_table() const { return index_table; }
-  ravo_chan_dictionary_table_2010* get_cdt_table() const { return the_loader.cdt_tab; }
+  auto* get_eit_table() const { return static_cast<typename rules::event_index_table*>(index_table); }
+  auto* get_cdt_table() const { return static_cast<typename rules::dictionary_table*>(the_loader.cdt_tab); }
   std::vector<chan_descr_2010*>* get_descr_list() { return &descriptions; }
   std::vector<chan_descr_2010*> descriptions;
 
  private:
   std::string file_name;
-  ravo_event_index_table_2010* index_table = nullptr;
+  void* index_table = nullptr;
 };
 
 /// What a channel reader is to answer, and what it was asked.
@@ -143,7 +146,7 @@ inline read_chan_script the_read_chan;
 
 class scripted_read_chan {
  public:
-  scripted_read_chan(scripted_loader*, const char* name, int subchannel, const chan_descr_2010* description) {
+  scripted_read_chan(void*, const char* name, int subchannel, const chan_descr_2010* description) {
     ++the_read_chan.alive;
     the_read_chan.calls.push_back("make " + std::string(name) + " " + std::to_string(subchannel) +
                                   (description ? " described" : ""));
@@ -216,17 +219,17 @@ inline void answer_with(const std::vector<std::string>& files, std::vector<ravo_
 inline int scripted_files_for_runs(const std::vector<int*>* runs, std::vector<ravo_root_xml_files*>* found,
                                    const char* experiment, const char* stream, const char* directory,
                                    int only_closed) {
-  the_catalogue.questions.push_back("runs of " + std::string(experiment) + " " + stream + " in " + directory +
-                                    " closed " + std::to_string(only_closed));
+  the_catalogue.questions.push_back("runs of " + std::string(experiment) + " " + stream + " in " +
+                                    directory + " closed " + std::to_string(only_closed));
   for (const int* run : *runs) the_catalogue.runs_asked_for.push_back(*run);
   answer_with(the_catalogue.files_of_runs, found);
   return the_catalogue.runs_status;
 }
-inline int scripted_files_for_period(unsigned start, unsigned stop, std::vector<ravo_root_xml_files*>* found,
-                                     const char* experiment, const char* stream, const char* directory,
-                                     int only_closed) {
-  the_catalogue.questions.push_back("period of " + std::string(experiment) + " " + stream + " in " + directory +
-                                    " closed " + std::to_string(only_closed));
+inline int scripted_files_for_period(unsigned start, unsigned stop,
+                                     std::vector<ravo_root_xml_files*>* found, const char* experiment,
+                                     const char* stream, const char* directory, int only_closed) {
+  the_catalogue.questions.push_back("period of " + std::string(experiment) + " " + stream + " in " +
+                                    directory + " closed " + std::to_string(only_closed));
   the_catalogue.period_start = start;
   the_catalogue.period_stop = stop;
   answer_with(the_catalogue.files_of_period, found);
@@ -234,7 +237,8 @@ inline int scripted_files_for_period(unsigned start, unsigned stop, std::vector<
 }
 inline int scripted_time_for_run(int run, time_stamp* start, time_stamp* end, const char* experiment,
                                  const char* directory) {
-  the_catalogue.questions.push_back("time of " + std::to_string(run) + " of " + experiment + " in " + directory);
+  the_catalogue.questions.push_back("time of " + std::to_string(run) + " of " + experiment + " in " +
+                                    directory);
   const auto found = the_catalogue.times_of_runs.find(run);
   if (found == the_catalogue.times_of_runs.end()) {
     *start = *end = {12345, 678};  // what a failed call leaves behind is nobody's business
@@ -254,41 +258,31 @@ inline void scripted_free(std::vector<ravo_root_xml_files*>* found) {
   found->clear();
 }
 
-struct scripted_generation : generation_2010 {
+template <class rules>
+struct scripted : rules {
   using slicer = scripted_slicer;
-  using file_tables = scripted_loader;
+  using file_tables = scripted_loader<rules>;
   using read_chan = scripted_read_chan;
 };
 
-/// A generation with the other choice wherever generations differ in their rules.
-struct contrary_generation : scripted_generation {
-  static constexpr time_stamp default_time_diff{0, 95000};
-  static constexpr ravo_time_id default_period{1, {0, 200000}};
-  static constexpr const char* default_data_dir = "";
-  static constexpr bool reads_time_diff_from_environment = false;
-  static constexpr bool waits_for_closed_files = false;
-  static constexpr bool explains_failed_start = false;
-  static constexpr bool limits_runs_to_period = false;
-  static constexpr bool opens_earlier_files = false;
-  static constexpr bool trusts_run_catalogue = false;
-  static constexpr bool prints_channels = false;
-  static constexpr bool has_by_time_fix = false;
-};
-
 /// One decoded channel of one event, as a channel reader would own it.
+template <class rules>
 class decoded_block {
+  using subhead = typename rules::subhead;
+  using server_block_head = typename rules::server_block_head;
+
  public:
   decoded_block(const char* name, int dtype, ravo_time_id id, const std::string& payload) {
     evhd_ = std::make_unique<ravo_eventheader>();
     evhd_->event_number = id.event_number;
     evhd_->event_time = id.time;
-    sbhd_ = std::make_unique<ravo_serv_block_head_2010>();
+    sbhd_ = std::make_unique<server_block_head>();
     std::strcpy(sbhd_->server, "SERVER");
     sbhd_->mpulse = static_cast<int>(id.event_number);
-    memory_.resize((sizeof(ravo_serv_block_subhead_2010) + payload.size() + 3) / 4);
+    memory_.resize((sizeof(subhead) + payload.size() + 3) / 4);
     std::strcpy(block()->chname, name);
     block()->dtype = dtype;
-    block()->ldata = static_cast<int>(sizeof(ravo_serv_block_subhead_2010) + payload.size());
+    block()->ldata = static_cast<int>(sizeof(subhead) + payload.size());
     std::memcpy(block() + 1, payload.data(), payload.size());
     entry_ = std::make_unique<ravo_channel_entry_long>();
     entry_->event_id = id;
@@ -297,13 +291,11 @@ class decoded_block {
         reinterpret_cast<std::uint64_t>(block()), reinterpret_cast<std::uint64_t>(block() + 1)};
   }
   ravo_channel_entry_long* entry() { return entry_.get(); }
-  ravo_serv_block_subhead_2010* block() {
-    return reinterpret_cast<ravo_serv_block_subhead_2010*>(memory_.data());
-  }
+  subhead* block() { return reinterpret_cast<subhead*>(memory_.data()); }
 
  private:
   std::unique_ptr<ravo_eventheader> evhd_;
-  std::unique_ptr<ravo_serv_block_head_2010> sbhd_;
+  std::unique_ptr<server_block_head> sbhd_;
   std::vector<std::uint32_t> memory_;
   std::unique_ptr<ravo_channel_entry_long> entry_;
 };
@@ -311,26 +303,18 @@ class decoded_block {
 }  // namespace ravo::test
 
 namespace ravo {
-template <>
-struct library_calls<test::scripted_generation> : library_calls<generation_2010> {
+template <class rules>
+struct library_calls<test::scripted<rules>> : library_calls<rules> {
   static constexpr auto get_files_for_runs = &test::scripted_files_for_runs;
   static constexpr auto get_files_for_period = &test::scripted_files_for_period;
   static constexpr auto get_time_for_run = &test::scripted_time_for_run;
   static constexpr auto free_found_files = &test::scripted_free;
 };
-template <>
-struct library_calls<test::contrary_generation> : library_calls<test::scripted_generation> {};
+template <class rules>
+struct reader_texts<test::scripted<rules>> : reader_texts<rules> {};
 
-template <>
-struct reader_texts<test::scripted_generation> : reader_texts<generation_2010> {};
-extern template class daq_reader<test::scripted_generation>;
-
-template <>
-struct reader_texts<test::contrary_generation> : reader_texts<generation_2010> {
-  static constexpr const char* file_not_found = "contrary file %s not found\n";
-  static constexpr const char* found_file_of_run = "contrary file %s at %i (%d to %d)\n";
-};
-extern template class daq_reader<test::contrary_generation>;
+extern template class daq_reader<test::scripted<generation_2010>>;
+extern template class daq_reader<test::scripted<generation_2009>>;
 }  // namespace ravo
 
 #endif

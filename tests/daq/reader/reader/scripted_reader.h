@@ -1,21 +1,30 @@
-// The fixture of the tests over scripted layers.
+// The fixture of the tests over scripted layers, of either generation.
 #ifndef RAVO_TEST_SCRIPTED_READER_H
 #define RAVO_TEST_SCRIPTED_READER_H
 
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <filesystem>
 #include <string>
 
 #include "captured_output.h"
 #include "environment_variable.h"
+#include "generations.h"
 #include "scripted_layers.h"
 #include "temporary_folder.h"
 
 namespace ravo::test {
 
+template <class generation>
 class scripted_reader : public testing::Test {
  protected:
+  using reader_type = daq_reader<scripted<typename generation::records>>;
+  using subhead = typename generation::records::subhead;
+
+  /// What messages name the reader by.
+  const std::string class_name = either<generation>("ravo_daq_reader_2010", "ravo_daq_reader");
+
   scripted_reader() {
     the_slicer = {};
     the_loader = {};
@@ -44,22 +53,29 @@ class scripted_reader : public testing::Test {
     return {number, {seconds, microseconds}};
   }
   int get() { return reader.get_data(nullptr, &entries, 1); }
-  static const ravo_serv_block_subhead_2010* head(const ravo_channel_entry_long* entry) {
-    return reinterpret_cast<const ravo_serv_block_subhead_2010*>(entry->sbchdata[0].chhd);
+  static const subhead* head(const ravo_channel_entry_long* entry) {
+    return reinterpret_cast<const subhead*>(entry->sbchdata[0].chhd);
   }
   /// The payload that an entry hands out.
   static std::string payload(const ravo_channel_entry_long* entry) {
     return {reinterpret_cast<const char*>(entry->sbchdata[0].data),
-            static_cast<std::size_t>(head(entry)->ldata) - sizeof(ravo_serv_block_subhead_2010)};
+            static_cast<std::size_t>(head(entry)->ldata) - sizeof(subhead)};
   }
 
+  /// The path of an empty file of this name, for readers that take only files that exist.
+  std::string existing(const std::string& name) {
+    std::filesystem::create_directories(std::filesystem::path(folder.file(name)).parent_path());
+    return folder.write(name, {});
+  }
+
+  temporary_folder folder;
   environment_variable no_seconds{"DAQ_MAX_TIME_STEP_SEC", nullptr};
   environment_variable no_microseconds{"DAQ_MAX_TIME_STEP_USEC", nullptr};
   environment_variable no_paths{"RAVO_DAQ_DATA_PATH_LIST", nullptr};
   environment_variable no_ignoring{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
-  std::deque<decoded_block> blocks;
+  std::deque<decoded_block<typename generation::records>> blocks;
   std::vector<ravo_channel_entry_long*> entries;
-  daq_reader<scripted_generation> reader;
+  reader_type reader;
 };
 
 }  // namespace ravo::test

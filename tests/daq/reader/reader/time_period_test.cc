@@ -4,10 +4,11 @@
 namespace ravo::test {
 namespace {
 
-class TimePeriod : public scripted_reader {
+template <class generation>
+class TimePeriod : public scripted_reader<generation> {
  protected:
   void list(std::initializer_list<const char*> files) {
-    for (const char* file : files) reader.files.push_back(strdup(file));
+    for (const char* file : files) this->reader.files.push_back(strdup(file));
   }
   /// An event index of entries {type, first, last} with one event each, in memory of exactly that size.
   void index(std::initializer_list<std::array<unsigned, 4>> types) {
@@ -20,91 +21,92 @@ class TimePeriod : public scripted_reader {
       memory.insert(memory.end(), std::begin(info), std::end(info));
     }
     memory.shrink_to_fit();
-    the_loader.eit_tab = reinterpret_cast<ravo_event_index_table_2010*>(memory.data());
+    the_loader.eit_tab = memory.data();
   }
   std::vector<std::uint32_t> memory;
 };
+TYPED_TEST_SUITE(TimePeriod, generations, generation_name);
 
 constexpr const char* first_file = "/x/linac_main_run7_file1_20250101T000000Z.raw";
 constexpr const char* second_file = "/x/linac_main_run7_file2_20250101T000130Z.raw";
 constexpr const char* third_file = "/x/linac_main_run7_file3_20250101T000301Z.raw";
 
-TEST_F(TimePeriod, OfACheckedRequestIsItsWindow) {
-  reader.time_start = 1000.0;
-  reader.time_stop = 5000.5;
-  EXPECT_EQ(reader.get_time_period_us(), 4000.5);
-  reader.time_start = 0;
-  EXPECT_EQ(reader.get_time_period_us(), -1.0) << "half a window counts for nothing";
+TYPED_TEST(TimePeriod, OfACheckedRequestIsItsWindow) {
+  this->reader.time_start = 1000.0;
+  this->reader.time_stop = 5000.5;
+  EXPECT_EQ(this->reader.get_time_period_us(), 4000.5);
+  this->reader.time_start = 0;
+  EXPECT_EQ(this->reader.get_time_period_us(), -1.0) << "half a window counts for nothing";
 }
 
-TEST_F(TimePeriod, WithoutFilesIsUnknown) { EXPECT_EQ(reader.get_time_period_us(), -1.0); }
+TYPED_TEST(TimePeriod, WithoutFilesIsUnknown) { EXPECT_EQ(this->reader.get_time_period_us(), -1.0); }
 
-TEST_F(TimePeriod, OfOneFileComesFromItsEventIndex) {
-  list({first_file});
-  index({{200, 500, 300, 0}, {100, 999999, 400, 1}, {250, 0, 350, 0}});
+TYPED_TEST(TimePeriod, OfOneFileComesFromItsEventIndex) {
+  this->list({first_file});
+  this->index({{200, 500, 300, 0}, {100, 999999, 400, 1}, {250, 0, 350, 0}});
   const int clean_ups = the_loader.clean_ups;
-  EXPECT_EQ(reader.get_time_period_us(), 299000002.0);
+  EXPECT_EQ(this->reader.get_time_period_us(), 299000002.0);
   EXPECT_EQ(the_loader.loaded, (std::vector<std::string>{first_file}));
   EXPECT_EQ(the_loader.clean_ups, clean_ups + 1);
 }
 
-TEST_F(TimePeriod, OfOneFileDoesNotDependOnTheChannels) {
-  list({first_file});
-  add("NOWHERE");
-  index({{100, 0, 150, 0}});
-  EXPECT_EQ(reader.get_time_period_us(), 50e6);
+TYPED_TEST(TimePeriod, OfOneFileDoesNotDependOnTheChannels) {
+  this->list({first_file});
+  this->add("NOWHERE");
+  this->index({{100, 0, 150, 0}});
+  EXPECT_EQ(this->reader.get_time_period_us(), 50e6);
   EXPECT_FALSE(the_loader.was_given_channels);
 }
 
-TEST_F(TimePeriod, OfAnUnreadableFileIsTold) {
-  list({first_file});
+TYPED_TEST(TimePeriod, OfAnUnreadableFileIsTold) {
+  this->list({first_file});
   the_loader.status = 2;
-  EXPECT_EQ(reader.get_time_period_us(), -2.0);
-  EXPECT_STREQ(reader.get_last_error(), "Invalid file format");
+  EXPECT_EQ(this->reader.get_time_period_us(), -2.0);
+  EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
 }
 
-TEST_F(TimePeriod, OfAFileWithoutEventsIsTold) {
-  list({first_file});
+TYPED_TEST(TimePeriod, OfAFileWithoutEventsIsTold) {
+  this->list({first_file});
   for (const bool has_table : {false, true}) {
-    if (has_table) index({});
-    reader.set_error(0);
+    if (has_table) this->index({});
+    this->reader.set_error(0);
     const int clean_ups = the_loader.clean_ups;
     captured_output output;
-    EXPECT_EQ(reader.get_time_period_us(), -3.0);
+    EXPECT_EQ(this->reader.get_time_period_us(), -3.0);
     EXPECT_EQ(output.stop(), "No events in event index table\n");
-    EXPECT_STREQ(reader.get_last_error(), "No required data");
+    EXPECT_STREQ(this->reader.get_last_error(), "No required data");
     EXPECT_EQ(the_loader.clean_ups, clean_ups + 1);
   }
 }
 
-TEST_F(TimePeriod, OfAnIndexWithoutASpanIsNone) {
-  list({first_file});
-  index({{100, 5, 100, 5}});
-  EXPECT_EQ(reader.get_time_period_us(), -4.0);
-  index({{0, 0, 100, 0}});
-  EXPECT_EQ(reader.get_time_period_us(), -4.0);
+TYPED_TEST(TimePeriod, OfAnIndexWithoutASpanIsNone) {
+  this->list({first_file});
+  this->index({{100, 5, 100, 5}});
+  EXPECT_EQ(this->reader.get_time_period_us(), -4.0);
+  this->index({{0, 0, 100, 0}});
+  EXPECT_EQ(this->reader.get_time_period_us(), -4.0);
 }
 
-TEST_F(TimePeriod, OfSeveralFilesIsReckonedFromTheirNames) {
-  list({first_file, second_file});
-  EXPECT_EQ(reader.get_time_period_us(), 180e6);
-  list({third_file});
+TYPED_TEST(TimePeriod, OfSeveralFilesIsReckonedFromTheirNames) {
+  this->list({first_file, second_file});
+  EXPECT_EQ(this->reader.get_time_period_us(), 180e6);
+  this->list({third_file});
   // 181 seconds between first and last, and one step of 181 / 2 whole seconds.
-  EXPECT_EQ(reader.get_time_period_us(), 271e6);
+  EXPECT_EQ(this->reader.get_time_period_us(), 271e6);
   EXPECT_TRUE(the_loader.loaded.empty());
 }
 
-TEST_F(TimePeriod, OfNamesWithoutTimesIsUnknown) {
-  list({"/x/a.raw", second_file});
-  EXPECT_EQ(reader.get_time_period_us(), -1.0);
-  reader.clean_up();
-  list({first_file, "/x/a.raw"});
-  EXPECT_EQ(reader.get_time_period_us(), 0.0);
+TYPED_TEST(TimePeriod, OfNamesWithoutTimesIsUnknown) {
+  this->list({"/x/a.raw", second_file});
+  EXPECT_EQ(this->reader.get_time_period_us(), -1.0);
+  this->reader.clean_up();
+  this->list({first_file, "/x/a.raw"});
+  EXPECT_EQ(this->reader.get_time_period_us(), 0.0);
 }
 
-TEST_F(TimePeriod, OfFilesOfOneTimeIsNone) {
-  list({first_file, "/x/linac_main_run8_file1_20250101T000000Z.raw"});
-  EXPECT_EQ(reader.get_time_period_us(), -4.0);
+TYPED_TEST(TimePeriod, OfFilesOfOneTimeIsNone) {
+  this->list({first_file, "/x/linac_main_run8_file1_20250101T000000Z.raw"});
+  EXPECT_EQ(this->reader.get_time_period_us(), -4.0);
 }
 
 }  // namespace
