@@ -121,7 +121,8 @@ class ravo_daq_getdata {
   float GetSingle(int imb);
   /// Value, status and time (seconds) of a slow channel. 0, or 1 when it is none.
   int GetSlowPrm(float* dt, int* sts, long* tml);
-  /// A name-value block with its records. 0; 1 when it is none or holds fewer records than it says.
+  /// A name-value block with its records. 0; 1 when it is none, holds fewer records than it says, or its
+  /// last text has no end.
   int GetValNamPrm(ravo_name_value_block** blk, int* id, char** comment, int* ndata,
                    ravo_name_value_channel** data);
   /// Name and value of one record. 0, or 1.
@@ -294,8 +295,8 @@ class ravo_daq_browser {
   ravo_daq_browser(const ravo_daq_browser&) = delete;
   ravo_daq_browser& operator=(const ravo_daq_browser&) = delete;
 
-  /// 0; -1 for null, -2 for a name of fewer than 2 characters, -3 without memory: nothing has then changed. The
-  /// file is not looked for yet.
+  /// 0; -1 for null, -2 for a name of fewer than 2 characters, -3 without memory: nothing has then changed.
+  /// The file is not looked for yet.
   int Init(const char* name);
   /// Number of channels in the file; -1 before Init(), -2 when the file cannot be read.
   int GetNchan();

@@ -123,6 +123,20 @@ TYPED_TEST(Values, AreNoneInANameValueBlockThatLies) {
   }
 }
 
+// Whoever reads a text to its end would get beyond the block.
+TYPED_TEST(Values, AreNoneWhereTheLastTextOfANameValueBlockHasNoEnd) {
+  ravo_name_value_block head{42, "settings", 1};
+  ravo_name_value_channel record{"gain", 1.5f};
+  std::memset(record.name, 'x', sizeof record.name);
+  this->show(RAVO_BLOCK_NAME_VALUE, bytes_of(head) + bytes_of(record));
+  EXPECT_EQ(this->cursor.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr), 1);
+  EXPECT_EQ(this->cursor.GetValNamChan(nullptr, nullptr, 0), 1);
+  head.ndata = 0;
+  std::memset(head.comment, 'x', sizeof head.comment);
+  this->show(RAVO_BLOCK_NAME_VALUE, bytes_of(head));
+  EXPECT_EQ(this->cursor.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr), 1);
+}
+
 TYPED_TEST(Values, GiveSpectraWithTheirAxes) {
   this->show_spectra();
   float start = 0, inc = 0, groups_inc = -1;
