@@ -1,5 +1,6 @@
 #include "documents.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <limits>
@@ -14,6 +15,53 @@ constexpr const char* run_root = "ravo_run";
 constexpr const char* day_root = "ravo_day";
 constexpr const char* version_text = "1";
 constexpr std::size_t longest_path = 4095;
+
+// ---- characters ------------------------------------------------------------------------------------
+
+// The length of the UTF-8 character that begins `text`, or 0 when none does.
+std::size_t character_length(std::string_view text) {
+  const auto byte = [&text](std::size_t at) {
+    return at < text.size() ? static_cast<unsigned char>(text[at]) : 0u;
+  };
+  const unsigned first = byte(0);
+  const std::size_t length = first < 0x80   ? 1
+                             : first < 0xC2 ? 0
+                             : first < 0xE0 ? 2
+                             : first < 0xF0 ? 3
+                             : first < 0xF5 ? 4
+                                            : 0;
+  for (std::size_t i = 1; i < length; ++i)
+    if ((byte(i) & 0xC0) != 0x80) return 0;
+  // Too long a form, half of a surrogate pair, behind the last character, not a character.
+  if ((first == 0xE0 && byte(1) < 0xA0) || (first == 0xED && byte(1) > 0x9F) ||
+      (first == 0xF0 && byte(1) < 0x90) || (first == 0xF4 && byte(1) > 0x8F) ||
+      (first == 0xEF && byte(1) == 0xBF && byte(2) >= 0xBE))
+    return 0;
+  return length;
+}
+
+bool is_control(char letter) { return static_cast<unsigned char>(letter) < 0x20; }
+
+// Whether XML can hold a text, line ends and tabs as references.
+bool is_text(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t length = character_length(text);
+    if (length == 0 || (is_control(text[0]) && !std::strchr("\t\n\r", text[0]))) return false;
+    text.remove_prefix(length);
+  }
+  return true;
+}
+
+// Whether a reference stands for the character 0, which no XML has and at which a text would end early.
+bool refers_to_zero(std::string_view text) {
+  for (std::size_t at = text.find("&#"); at != text.npos; at = text.find("&#", at + 1)) {
+    std::string_view digits = text.substr(at + 2);
+    if (digits.starts_with('x')) digits.remove_prefix(1);
+    const std::size_t end = std::min(digits.find_first_not_of('0'), digits.size());
+    if (end > 0 && digits.substr(end).starts_with(';')) return true;
+  }
+  return false;
+}
 
 // ---- writing --------------------------------------------------------------------------------------
 
@@ -31,6 +79,16 @@ void add(std::string& text, const char* name, std::string_view value) {
         break;
       case '"':
         text += "&quot;";
+        break;
+      // As they are, they would be read as blanks.
+      case '\t':
+        text += "&#9;";
+        break;
+      case '\n':
+        text += "&#10;";
+        break;
+      case '\r':
+        text += "&#13;";
         break;
       default:
         text += letter;
@@ -63,6 +121,7 @@ struct damaged {
 std::string_view required(const pugi::xml_node& element, const char* name) {
   const pugi::xml_attribute attribute = element.attribute(name);
   if (!attribute || !*attribute.value()) refuse(element, std::string("lacks the attribute ") + name);
+  if (!is_text(attribute.value())) refuse(element, std::string("has no text in ") + name);
   return attribute.value();
 }
 
@@ -126,6 +185,7 @@ pugi::xml_node root_of(const pugi::xml_document& document, const char* name) {
 void parse(std::string_view text, pugi::xml_document& document) {
   if (text.size() > longest_document) throw damaged{"it is too long"};
   if (text.empty()) throw damaged{"it is empty"};
+  if (refers_to_zero(text)) throw damaged{"it refers to a character that is none"};
   // A document type is kept so that it is seen and refused.
   constexpr unsigned options = pugi::parse_default | pugi::parse_doctype;
   const pugi::xml_parse_result parsed =
@@ -148,37 +208,11 @@ document<Content> read_document(std::string_view text, Read read) {
   }
 }
 
-// The length of the UTF-8 character that begins `text`, or 0 when none does.
-std::size_t character_length(std::string_view text) {
-  const auto byte = [&text](std::size_t at) {
-    return at < text.size() ? static_cast<unsigned char>(text[at]) : 0u;
-  };
-  const unsigned first = byte(0);
-  const std::size_t length = first < 0x80   ? 1
-                             : first < 0xC2 ? 0
-                             : first < 0xE0 ? 2
-                             : first < 0xF0 ? 3
-                             : first < 0xF5 ? 4
-                                            : 0;
-  for (std::size_t i = 1; i < length; ++i)
-    if ((byte(i) & 0xC0) != 0x80) return 0;
-  // Too long a form, half of a surrogate pair, behind the last character, not a character.
-  if ((first == 0xE0 && byte(1) < 0xA0) || (first == 0xED && byte(1) > 0x9F) ||
-      (first == 0xF0 && byte(1) < 0x90) || (first == 0xF4 && byte(1) > 0x8F) ||
-      (first == 0xEF && byte(1) == 0xBF && byte(2) >= 0xBE))
-    return 0;
-  return length;
-}
-
 }  // namespace
 
 bool can_be_written(std::string_view text) {
-  while (!text.empty()) {
-    const std::size_t length = character_length(text);
-    if (length == 0 || static_cast<unsigned char>(text[0]) < 0x20 || text[0] == 0x7f) return false;
-    text.remove_prefix(length);
-  }
-  return true;
+  return is_text(text) && std::none_of(text.begin(), text.end(),
+                                       [](char letter) { return is_control(letter) || letter == 0x7f; });
 }
 
 std::string run_document(const run_entry& run) {

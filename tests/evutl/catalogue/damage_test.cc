@@ -151,6 +151,13 @@ INSTANTIATE_TEST_SUITE_P(
         damaged_text{"Backwards", "start=\"2025-03-01T00:01:40", "start=\"2025-03-01T01:01:40",
                      "ends before"},
         damaged_text{"BadModified", "modified=\"7\"", "modified=\"now\"", "no number in modified"},
+        damaged_text{"PathThatIsNotUtf8", "path=\"/one.raw\"", "path=\"/\xffone.raw\"", "no text in path"},
+        damaged_text{"PathWithHalfACharacter", "path=\"/one.raw\"", "path=\"/&#xD800;one.raw\"",
+                     "no text in path"},
+        damaged_text{"PathWithAControlCharacter", "path=\"/one.raw\"", "path=\"/&#1;one.raw\"",
+                     "no text in path"},
+        damaged_text{"ReferenceToZero", "path=\"/one.raw\"", "path=\"/one.raw&#x00;\"",
+                     "character that is none"},
         damaged_text{"DocumentType", "<ravo_run", "<!DOCTYPE ravo_run [<!ENTITY a \"b\">]><ravo_run",
                      "document type"}),
     [](const testing::TestParamInfo<damaged_text>& tested) { return std::string(tested.param.name); });
@@ -196,6 +203,17 @@ TEST_F(Damage, LeavesUnknownElementsAndAttributesAlone) {
   write(run_1(), text);
   std::string said;
   EXPECT_THAT(runs({1}, said).files(), ElementsAre("/one.raw"));
+  EXPECT_EQ(said, "");
+}
+
+// They came back as blanks: another file's path.
+TEST_F(Damage, LeavesLineEndsAndTabsInPathsAsTheyAre) {
+  std::string text = text_of(run_1());
+  text.replace(text.find("/one.raw"), 8, "/a&#10;b&#9;c&#xD;d.raw");
+  write(run_1(), text);
+  add({run_of(1, {entry("/more.raw", march_first + 201, march_first + 202)})});
+  std::string said;
+  EXPECT_THAT(runs({1}, said).files(), ElementsAre("/a\nb\tc\rd.raw", "/more.raw"));
   EXPECT_EQ(said, "");
 }
 
