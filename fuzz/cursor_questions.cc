@@ -59,8 +59,7 @@ void ask_values(ravo_daq_getdata& cursor) {
       if (count > 0)
         expect(std::memcmp(values, cursor.GetSpect(member), sizeof *values) == 0, "a spectrum stays");
     }
-    for (int i : {-1, 0, 1, samples - 1, samples, samples * 2})
-      static_cast<void>(cursor.GetSpectVal(member, i));
+    for (int i : {-1, 0, 1, samples / 2, samples}) static_cast<void>(cursor.GetSpectVal(member, i));
     void* roi = nullptr;
     if (cursor.GetRoiPar(&roi, &start, &step, &mean, &samples, member) == 0)
       touch(roi, sizeof(ravo_roi_head));
@@ -82,8 +81,8 @@ void ask_image(ravo_daq_getdata& cursor) {
           static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * sizeof *converted);
     expect(converted == cursor.GetImageFloat(), "the image that was converted is the last one");
   }
-  for (int x : {-1, 0, width - 1, width})
-    for (int y : {-1, 0, height - 1, height}) static_cast<void>(cursor.GetImageVal(x, y));
+  for (int x : {-1, 0, width / 2, width})
+    for (int y : {-1, 0, height / 2, height}) static_cast<void>(cursor.GetImageVal(x, y));
 }
 
 }  // namespace

@@ -14,8 +14,8 @@
 namespace ravo {
 namespace {
 
-// A decompressor for each thread that asks for one, freed when the thread ends. By hand, because a thread_local
-// object ends the process when there is no memory to note that it has to be destroyed.
+// A decompressor for each thread that asks for one, freed when the thread ends. By hand, because a
+// thread_local object ends the process when there is no memory to note that it has to be destroyed.
 class decompressors {
  public:
   decompressors() : is_usable_(pthread_key_create(&key_, &free_decompressor) == 0) {}
@@ -45,8 +45,10 @@ class decompressors {
 
 const decompressors all_decompressors;
 
-/// The bytes that libdeflate, much the faster of the two, makes of a good stream. Nothing when it refuses one,
-/// for whatever reason.
+/// The bytes that libdeflate, much the faster of the two, makes of a stream. Nothing when it refuses one,
+/// for whatever reason. It takes some streams that zlib refuses (symbols that the format does not have,
+/// codes that are not whole), but only when what comes out has the stream's checksum: damage does not look
+/// like this.
 std::optional<std::size_t> inflate_fast(const unsigned char* bytes, std::size_t size, unsigned char* into,
                                         std::size_t room) {
   libdeflate_decompressor* const decompressor = all_decompressors.of_this_thread();
@@ -57,9 +59,10 @@ std::optional<std::size_t> inflate_fast(const unsigned char* bytes, std::size_t 
   return produced;
 }
 
-// What is wrong with a stream, and whether anything is, zlib decides. One inflate call straight into the
-// caller's memory: no intermediate buffer and no growth loop.
-unzip_result unzip_zlib(const unsigned char* bytes, std::size_t size, unsigned char* into, std::size_t room) {
+// What is wrong with a stream that libdeflate does not take, and whether anything is, zlib decides. One
+// inflate call straight into the caller's memory: no intermediate buffer and no growth loop.
+unzip_result unzip_zlib(const unsigned char* bytes, std::size_t size, unsigned char* into,
+                        std::size_t room) {
   if (const auto produced = inflate_fast(bytes, size, into, room))
     return {unzipper::zlib, unzip_step::done, Z_STREAM_END, *produced};
   unzip_result result{unzipper::zlib, unzip_step::initialisation, 0, 0};
@@ -90,11 +93,12 @@ unzip_result unzip_lzo(const unsigned char* bytes, std::size_t size, unsigned ch
   return result;
 }
 
-int make(unzipper by, const unsigned char* start, int slen, unsigned char* dest, int* dlen, unsigned char* work) {
+int make(unzipper by, const unsigned char* start, int slen, unsigned char* dest, int* dlen,
+         unsigned char* work) {
   const bool asked_well = start != nullptr && slen > 0 && dest != nullptr && dlen != nullptr && *dlen > 0;
-  const unzip_result result =
-      asked_well ? unzip(by, start, static_cast<std::size_t>(slen), dest, static_cast<std::size_t>(*dlen), work)
-                 : unzip_result{by, unzip_step::parameters, 0, 0};
+  const unzip_result result = asked_well ? unzip(by, start, static_cast<std::size_t>(slen), dest,
+                                                 static_cast<std::size_t>(*dlen), work)
+                                         : unzip_result{by, unzip_step::parameters, 0, 0};
   if (!result.ok()) {
     report_unzip_failure(result);
     return 1;
@@ -130,11 +134,13 @@ unzip_result unzip(unzipper by, const unsigned char* bytes, std::size_t size, un
                    std::size_t room, unsigned char* work) {
   constexpr std::size_t most = std::numeric_limits<int>::max();
   if (size == 0 || size > most || room == 0 || room > most) return {by, unzip_step::parameters, 0, 0};
-  return by == unzipper::zlib ? unzip_zlib(bytes, size, into, room) : unzip_lzo(bytes, size, into, room, work);
+  return by == unzipper::zlib ? unzip_zlib(bytes, size, into, room)
+                              : unzip_lzo(bytes, size, into, room, work);
 }
 
 // The wrapper is 2 bytes in front, whose 16-bit number is a multiple of 31, and 4 behind.
-bool has_wrong_checksum(const unsigned char* bytes, std::size_t size, unsigned char* into, std::size_t room) {
+bool has_wrong_checksum(const unsigned char* bytes, std::size_t size, unsigned char* into,
+                        std::size_t room) {
   libdeflate_decompressor* const decompressor = all_decompressors.of_this_thread();
   if (decompressor == nullptr || size < 6 || (bytes[0] << 8 | bytes[1]) % 31 != 0) return false;
   std::size_t produced = 0;

@@ -122,6 +122,25 @@ TEST(MakeZlib, AnswersAsZlibDoesForEveryDamagedByte) {
     }
 }
 
+// By hand: a block of fixed codes with an "a", a length symbol that the format does not have and that zlib
+// refuses, distance 1, and the end. libdeflate takes the symbol for the longest length.
+TEST(MakeZlib, TakesASymbolWithoutMeaningOnlyWithTheChecksumOfWhatComesOut) {
+  const std::string all_a(259, 'a');
+  const auto sum = static_cast<std::uint32_t>(adler32(1, reinterpret_cast<const Bytef*>(all_a.data()), 259));
+  const bytes stream = bytes().raw({"\x78\x9c\x4b\x1c\x03\x00", 6});
+  const auto with_checksum = [&](std::uint32_t checksum) {
+    const bytes whole = bytes(stream).u32(checksum);
+    return std::string(whole.vector().begin(), whole.vector().end());
+  };
+  const outcome fitting = run(make_zlib, with_checksum(sum), 259);
+  EXPECT_EQ(fitting.status, 0);
+  EXPECT_EQ(fitting.length, 259);
+  EXPECT_EQ(std::string(fitting.content.begin(), fitting.content.end()), all_a);
+  const outcome other = run(make_zlib, with_checksum(sum + 1), 259);
+  EXPECT_EQ(other.status, 1);
+  EXPECT_EQ(other.text, "make_zlib() -  !!!! inflate() returnd -3 !!!!");
+}
+
 TEST(MakeZlib, TakesAStreamWithBytesBehindIt) {
   const bytes content = ramp(60);
   const outcome result = run(make_zlib, ravo::test::compress_zlib(content) + "behind", 240);
