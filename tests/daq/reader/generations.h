@@ -54,7 +54,7 @@ struct older_generation : layout_2009 {
 /// Of two values the one of the generation.
 template <class generation, class T>
 constexpr T either(T of_current, T of_older) {
-  return std::is_same_v<generation, older_generation> ? of_older : of_current;
+  return std::is_base_of_v<older_generation, generation> ? of_older : of_current;
 }
 
 using generations = testing::Types<current_generation, older_generation>;

@@ -1,5 +1,5 @@
-// A run of a few small files with known content, and what was put into which event: the answers that the
-// reader's results are held against.
+// A run of a few small files of either generation with known content, and what was put into which event:
+// the answers that the reader's results are held against.
 #ifndef RAVO_TEST_WRITTEN_RUN_H
 #define RAVO_TEST_WRITTEN_RUN_H
 
@@ -9,15 +9,15 @@
 #include <string>
 #include <vector>
 
-#include "ravo_daq_writer_2010.h"
-#include "ravo_payload.h"
 #include "temporary_folder.h"
+#include "writers.h"
 
 namespace ravo::test {
 
 /// Events 1, 2, 3, ... every 100 ms from 1 January 2025 on. Every event but each fifth carries BPM (three
 /// members, zlib), TOR (one, plain), RF (two, LZO) and GROW (one, zlib, ever longer); odd ones carry HALF
 /// too. Each fifth event is an update of SLOW alone. IDLE is declared and never occurs.
+template <class generation>
 class written_run {
  public:
   static constexpr unsigned epoch = 1735689600;
@@ -29,13 +29,13 @@ class written_run {
     settings.run = 7;
     settings.max_events = events_per_file;
     check(writer_.open(settings));
-    declare("BPM", RAVO_BLOCK_BPM_2010, ravo_compression::zlib);
-    declare("TOR", RAVO_BLOCK_1CHAN_2010, ravo_compression::none);
-    declare("RF", RAVO_BLOCK_2CHAN_2010, ravo_compression::lzo1x);
-    declare("GROW", RAVO_BLOCK_1CHAN_2010, ravo_compression::zlib);
-    declare("HALF", RAVO_BLOCK_1CHAN_2010, ravo_compression::zlib);
-    declare("SLOW", RAVO_UPD_BLOCK_2010, ravo_compression::none);
-    declare("IDLE", RAVO_BLOCK_1CHAN_2010, ravo_compression::zlib);
+    declare("BPM", generation::bpm, ravo_compression::zlib);
+    declare("TOR", generation::single, ravo_compression::none);
+    declare("RF", generation::rf, ravo_compression::lzo1x);
+    declare("GROW", generation::single, ravo_compression::zlib);
+    declare("HALF", generation::single, ravo_compression::zlib);
+    declare("SLOW", generation::update, ravo_compression::none);
+    declare("IDLE", generation::single, ravo_compression::zlib);
     for (unsigned number = 1; number <= events_; ++number) write(number);
     check(writer_.close());
     if (writer_.get_files().size() != files)
@@ -59,8 +59,7 @@ class written_run {
 
   /// A spectrum of `members` members with `samples` samples each, which tell member and event.
   static std::string spectrum(int members, int samples, unsigned number) {
-    const ravo_spect_head_2010 head{members, samples, 1, 0.0f, 1.0f, 0.0f, 0, 0};
-    std::string bytes(reinterpret_cast<const char*>(&head), sizeof head);
+    std::string bytes = spectrum_start<generation>(members, samples);
     for (int member = 0; member < members; ++member) bytes += member_samples(member, samples, number);
     return bytes;
   }
@@ -68,7 +67,7 @@ class written_run {
     std::string bytes;
     for (int sample = 0; sample < samples; ++sample) {
       const float value = static_cast<float>(number) + static_cast<float>(member) * 0.25f +
-                          static_cast<float>(sample) * 1000.0f;
+                          static_cast<float>(sample % 8) * 1000.0f;  // worth packing
       bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
     }
     return bytes;
@@ -76,7 +75,7 @@ class written_run {
 
  private:
   static std::string update(unsigned number) {
-    ravo_upd_data_block_2010 block{};
+    typename generation::records::update_block block{};
     std::strcpy(block.upd_prop, "SLOW");
     block.upd_ch_time = time_of(number);
     block.upd_ch_data = static_cast<float>(number);
@@ -122,7 +121,7 @@ class written_run {
   }
 
   temporary_folder folder_;
-  ravo_daq_writer_2010 writer_;
+  writer_of<generation> writer_;
   std::map<std::string, int> channels_;
   std::map<std::pair<std::string, unsigned>, std::string> payloads_;
   unsigned events_;
