@@ -1,12 +1,10 @@
 // Checked reading of a raw file's parts, and the test that a table keeps clear of its neighbours.
 #include "file_tables.h"
 
-#include <errno.h>
-#include <unistd.h>
-
 #include <limits>
 
 #include "ravo_evutl.h"
+#include "read_exactly.h"
 
 namespace ravo {
 
@@ -17,16 +15,7 @@ bool raw_file::holds(std::uint64_t offset, std::uint64_t length) const {
 }
 
 ravo_table_status raw_file::read(std::uint64_t offset, void* destination, std::size_t length) const {
-  unsigned char* to = static_cast<unsigned char*>(destination);
-  while (length > 0) {
-    const ssize_t got = pread(fd_, to, length, static_cast<off_t>(offset));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return RAVO_TABLE_UNREADABLE;
-    to += got;
-    offset += static_cast<std::uint64_t>(got);
-    length -= static_cast<std::size_t>(got);
-  }
-  return RAVO_TABLE_OK;
+  return read_exactly(fd_, offset, destination, length) ? RAVO_TABLE_OK : RAVO_TABLE_UNREADABLE;
 }
 
 ravo_table_status raw_file::read_words(std::uint64_t offset, void* destination, std::size_t words) const {

@@ -132,6 +132,7 @@ TYPED_TEST(WithoutMemory, NoOperationOfAReaderThrowsAndEachAnswersForItself) {
     return try_everything<TypeParam>(run, wanted);
   };
   const answers good = quietly();
+  const long threads = settled_threads(idle_threads());
   ASSERT_FALSE(good.has_thrown);
   for (const extent reach : {extent::one_call, extent::all_from_there})
     for (long which = 0;; ++which) {
@@ -141,6 +142,7 @@ TYPED_TEST(WithoutMemory, NoOperationOfAReaderThrowsAndEachAnswersForItself) {
       const answers got = quietly();
       const bool happened = armed.happened();
       armed.disarm();
+      ASSERT_LE(settled_threads(threads), threads) << which;  // a decoder's memory goes with its thread
       ASSERT_FALSE(got.has_thrown) << which;
       ASSERT_EQ(memory.living(), 0) << which << " " << memory.places();
       ASSERT_EQ(got.count, good.count);

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <optional>
 
 #include "shim.h"
@@ -20,12 +21,22 @@ struct disturbance {
   extent reach = extent::one_call;
   /// Whether the library gets over it: then no value is missing.
   bool is_harmless = false;
+  /// Of mishap::intrusion: what is done in front of the call, and what undoes it.
+  std::function<void()> intrude = [] {};
+  std::function<void()> undo = [] {};
+  /// Whether what was read belongs together.
+  std::function<bool(const reading_outcome&)> is_consistent = [](const reading_outcome& of) { return of.other.none(); };
 };
 
-/// The processes's resources that a run must give back.
+inline fault arm(const disturbance& how, long which) {
+  if (how.what == mishap::intrusion) return fault(how.kinds, which, how.intrude);
+  return fault(how.kinds, which, how.what, how.error, how.reach);
+}
+
+/// The process's resources that a run must give back.
 struct resources {
   long descriptors = open_descriptors();
-  long threads = settled_threads(1000);
+  long threads = settled_threads(idle_threads());
   long mappings = living_mappings();
 
   void expect_same(const std::string& when) const {
@@ -67,7 +78,6 @@ faring disturb_every_call(const run_type& run, const disturbance& how) {
     reading_outcome outcome;
     run_once(warm_up, outcome);
   }
-  settled_threads(1);
   const resources before;
   for (long which = 0; which < 20000 && !testing::Test::HasFailure(); ++which) {
     const std::string when = std::string(way::name) + ", call " + std::to_string(which);
@@ -80,11 +90,12 @@ faring disturb_every_call(const run_type& run, const disturbance& how) {
         std::optional<way> one;
         one.emplace(run);
         {
-          const fault armed(how.kinds, which, how.what, how.error, how.reach);
+          const fault armed = arm(how, which);
           run_once(*one, disturbed);
           happened = armed.happened();
         }
         one->clean_up();
+        how.undo();
         run_once(*one, again);
       }
       EXPECT_LE(settled_threads(before.threads), before.threads) << when;
@@ -93,6 +104,7 @@ faring disturb_every_call(const run_type& run, const disturbance& how) {
     }
     before.expect_same(when);
     EXPECT_EQ(disturbed.wrong, 0u) << when;
+    EXPECT_TRUE(how.is_consistent(disturbed)) << when;
     EXPECT_FALSE(disturbed.has_thrown) << when;
     expect_complete<way>(again, when + ", tried again");
     if (!happened || how.is_harmless)

@@ -37,6 +37,7 @@ std::atomic<long> counted{0};
 std::atomic<mishap> armed_mishap{mishap::none};
 std::atomic<int> armed_error{0};
 std::atomic<extent> armed_extent{extent::one_call};
+std::atomic<const std::function<void()>*> intruder{nullptr};
 std::atomic<pthread_t> controller{};
 
 // Threads made since, for wait_until_held_or_idle().
@@ -59,7 +60,10 @@ mishap verdict(unsigned kind) {
   const mishap what = armed_mishap;
   if (what == mishap::hold && pthread_equal(controller, pthread_self())) return mishap::none;
   const long number = counted.fetch_add(1);
-  if (number == chosen || (number > chosen && armed_extent == extent::all_from_there)) return what;
+  if (number != chosen && (number < chosen || armed_extent == extent::one_call)) return mishap::none;
+  if (what != mishap::intrusion) return what;
+  const quiet own_calls;
+  (*intruder)();
   return mishap::none;
 }
 
@@ -174,6 +178,12 @@ fault::~fault() {
   if (held != 0) let_go();
 }
 
+fault::fault(unsigned kinds, long which, const std::function<void()>& intrude)
+    : fault(0, which, mishap::intrusion) {
+  intruder = &intrude;
+  armed_kinds = kinds;
+}
+
 bool fault::happened() const { return counted > chosen; }
 long fault::calls() const { return counted; }
 
@@ -229,7 +239,15 @@ long entries_of(const char* folder) {
 long living_mappings() { return mappings; }
 long open_descriptors() { return entries_of("/proc/self/fd"); }
 
-long settled_threads(long expected) {
+long idle_threads() {
+#if defined(RAVO_FAULTS_UNDER_TSAN)
+  return 2;
+#else
+  return 1;
+#endif
+}
+
+long settled_threads(long most) {
   const timespec start = [] {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -239,7 +257,7 @@ long settled_threads(long expected) {
     const long now = entries_of("/proc/self/task") + 1;
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC, &time);
-    if (now <= expected || time.tv_sec - start.tv_sec > 20) return now;
+    if (now <= most || time.tv_sec - start.tv_sec > 20) return now;
     sched_yield();
   }
 }

@@ -5,6 +5,7 @@
 #define RAVO_TEST_FAULTS_SHIM_H
 
 #include <cstddef>
+#include <functional>
 
 namespace ravo::test {
 
@@ -39,6 +40,7 @@ enum class mishap {
   half_then_kill,  ///< a write handles half of its bytes, and the process is killed
   kill_before,  ///< the process is killed instead
   kill_after,   ///< the process is killed behind it
+  intrusion,    ///< something else is done first
   hold,         ///< the calling thread, if it is not the one that armed the fault, stays there until the
                 ///< latter has to wait for something, or lets it go
 };
@@ -50,6 +52,8 @@ enum class extent { one_call, all_from_there };
 class fault {
  public:
   fault(unsigned kinds, long which, mishap what, int error = 0, extent reach = extent::one_call);
+  /// In front of the chosen call `intrude` is called; its own calls are not counted.
+  fault(unsigned kinds, long which, const std::function<void()>& intrude);
   ~fault();
   fault(const fault&) = delete;
   fault& operator=(const fault&) = delete;
@@ -86,8 +90,10 @@ class allocation_count {
 long living_mappings();
 /// Open descriptors of the process.
 long open_descriptors();
-/// Threads of the process, when those on their way out have gone.
-long settled_threads(long expected);
+/// Threads of the process, when those on their way out have gone: at the latest when no more than `most` are left.
+long settled_threads(long most);
+/// Threads of a process in which nothing runs: its own, and a sanitizer's.
+long idle_threads();
 
 }  // namespace ravo::test
 

@@ -8,7 +8,10 @@
 #include <unistd.h>
 
 #include <bitset>
+#include <chrono>
+#include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -53,7 +56,8 @@ using values = std::bitset<32>;
 struct reading_outcome {
   int status = 0;      ///< of the step that refused, or of the last one
   values read;         ///< those that were right
-  unsigned wrong = 0;  ///< how many were not
+  values other;        ///< those that were as rewritten() has them
+  unsigned wrong = 0;  ///< how many were neither
   bool has_thrown = false;
 };
 
@@ -76,9 +80,13 @@ class small_run {
     restore();
   }
 
-  /// Puts the files back as they were made.
+  /// Puts the files back as they were made, a minute ago.
   void restore() const {
-    for (unsigned file = 0; file < files; ++file) folder_.write(names_[file], contents_[file]);
+    for (unsigned file = 0; file < files; ++file) {
+      std::filesystem::remove(paths_[file]);
+      folder_.write(names_[file], contents_[file]);
+      std::filesystem::last_write_time(paths_[file], std::filesystem::file_time_type::clock::now() - std::chrono::minutes(1));
+    }
   }
 
   const temporary_folder& folder() const { return folder_; }
@@ -100,6 +108,35 @@ class small_run {
   static float value_of(const std::string& channel, unsigned event) {
     return static_cast<float>(event) + 0.125f * static_cast<float>(channel.size());
   }
+  /// The values of one channel.
+  static values of_channel(const std::string& name) {
+    values every;
+    for (unsigned event = first_event; event < first_event + files * events_of_file; ++event)
+      if (has_value(name, event)) every.set(bit_of(name, event));
+    return every;
+  }
+  /// Another file of the same structure: the last value of PLAIN and that of SLOW are others.
+  std::vector<unsigned char> rewritten(unsigned file) const {
+    std::vector<unsigned char> other = contents_[file];
+    for (const char* const channel : {"PLAIN", "SLOW"}) {
+      const std::size_t basket = at(channel, file);
+      const unsigned char* const length = other.data() + basket + 4;
+      other[basket + (std::size_t{length[2]} << 8 | length[3]) - 1] ^= 0xff;
+    }
+    return other;
+  }
+  /// The bits of the values that rewritten() changes.
+  static values rewritten_values(unsigned file) {
+    values both;
+    for (unsigned event = first_event; event < first_event + (file + 1) * events_of_file; ++event)
+      for (const char* const channel : {"PLAIN", "SLOW"})
+        if (has_value(channel, event)) {
+          for (unsigned before = first_event; before < event; ++before)
+            if (has_value(channel, before)) both.reset(bit_of(channel, before));
+          both.set(bit_of(channel, event));
+        }
+    return both;
+  }
   /// Every value of the first files.
   static values all(unsigned of_files = files) {
     values every;
@@ -113,17 +150,24 @@ class small_run {
     return event >= first_event && event < first_event + files * events_of_file &&
            (channel == "SLOW") == is_slow(event);
   }
-  /// Reads one value out of a decoded block and puts it down.
+  using subhead = typename generation::records::subhead;
+  /// The value of a decoded block: its last float.
+  static float value_in(const subhead& block) {
+    float value = 0;
+    std::memcpy(&value, reinterpret_cast<const char*>(&block) + block.ldata - 4, sizeof value);
+    return value;
+  }
+  /// Puts down the value of an entry.
   static void take(const ravo_channel_entry_long& entry, reading_outcome& outcome) {
-    using subhead = typename generation::records::subhead;
     const auto* block = reinterpret_cast<const subhead*>(entry.sbchdata[0].chhd);
     if (block == nullptr) return;
     const std::string name = block->chname;
-    float value = 0;
-    std::memcpy(&value, reinterpret_cast<const char*>(block) + block->ldata - 4, sizeof value);
+    const float value = value_in(*block);
     const unsigned event = entry.event_id.event_number;
     if (has_value(name, event) && value == value_of(name, event))
       outcome.read.set(bit_of(name, event));
+    else if (has_value(name, event) && value == other_value(value_of(name, event)))
+      outcome.other.set(bit_of(name, event));
     else
       ++outcome.wrong;
   }
@@ -132,6 +176,13 @@ class small_run {
  private:
   using layout = typename generation::layout;
 
+  static float other_value(float value) {
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, &value, sizeof bits);
+    bits ^= 0xff;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+  }
   static std::size_t bit_of(const std::string& channel, unsigned event) {
     std::size_t index = 0;
     while (channel_names()[index] != channel) ++index;
@@ -183,7 +234,8 @@ class small_run {
 template <class generation>
 class wanted_channels {
  public:
-  wanted_channels() : names_(small_run<generation>::channel_names()) {
+  explicit wanted_channels(std::vector<std::string> names = small_run<generation>::channel_names())
+      : names_(std::move(names)) {
     for (std::string& name : names_) {
       entries_.push_back({name.data(), {}});
       params_.emplace_back();

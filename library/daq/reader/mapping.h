@@ -1,5 +1,6 @@
-// A read-only mapping of a part of a file, released on every path. The part is named by its own offset
-// and length; that mappings begin at pages stays in here.
+// Parts of a file in memory: copied, or mapped read-only. A part is named by its own offset and length; that
+// mappings begin at pages stays in here. A copy is read through the descriptor and not through a mapping: when
+// the file is cut short meanwhile, that is an error and not the end of the process.
 #ifndef RAVO_DAQ_READER_MAPPING_H
 #define RAVO_DAQ_READER_MAPPING_H
 
@@ -10,10 +11,38 @@
 #include <cstdint>
 #include <cstring>
 
+#include "guarded_mappings.h"
 #include "ravo_evutl.h"
+#include "read_exactly.h"
 
 namespace ravo {
 
+/// Whether `size` bytes from `offset` on lie in a file of `file_length` bytes; errno says so when not.
+inline bool lies_in_file(long file_length, unsigned long offset, unsigned long size) {
+  const auto length = static_cast<unsigned long>(file_length);
+  if (offset <= length && size <= length - offset) return true;
+  errno = ENXIO;
+  return false;
+}
+
+/// Copies `size` bytes from `offset` on. False: errno says why.
+inline bool copy_part(int fd, long file_length, unsigned long offset, void* to, unsigned long size) {
+  return lies_in_file(file_length, offset, size) && read_exactly(fd, offset, to, size);
+}
+
+/// The page at which a mapping of what lies at `offset` begins, and how far behind it that lies.
+struct page_place {
+  page_place(long file_length, unsigned long offset) {
+    long behind = 0;
+    page_offset = static_cast<unsigned long>(
+        ravo_get_page_offset(file_length, static_cast<long>(offset), &behind));
+    rest = static_cast<unsigned long>(behind);
+  }
+  unsigned long page_offset;
+  unsigned long rest;
+};
+
+/// A mapping, released on every path.
 class file_mapping {
  public:
   file_mapping() = default;
@@ -21,23 +50,19 @@ class file_mapping {
   file_mapping(const file_mapping&) = delete;
   file_mapping& operator=(const file_mapping&) = delete;
 
-  /// Maps from `offset` to `offset + size`. The first `must_have` bytes have to lie in the file of
-  /// `file_length` bytes: touching a page behind its end would kill the process. False: errno says why.
-  bool map(int fd, long file_length, unsigned long offset, unsigned long size, unsigned long must_have) {
+  /// Maps from `offset` to `offset + size`, all of which has to lie in the file of `file_length` bytes: touching
+  /// a page behind its end would kill the process. False: errno says why.
+  bool map(int fd, long file_length, unsigned long offset, unsigned long size) {
     reset();
-    const auto length = static_cast<unsigned long>(file_length);
-    if (offset > length || must_have > length - offset) {
-      errno = ENXIO;
-      return false;
-    }
-    long rest = 0;
-    page_offset_ = static_cast<unsigned long>(
-        ravo_get_page_offset(file_length, static_cast<long>(offset), &rest));
-    rest_ = static_cast<unsigned long>(rest);
-    void* base = mmap(nullptr, rest_ + size, PROT_READ, MAP_SHARED, fd, static_cast<off_t>(page_offset_));
+    if (!lies_in_file(file_length, offset, size)) return false;
+    const page_place place(file_length, offset);
+    void* base = mmap(nullptr, place.rest + size, PROT_READ, MAP_SHARED, fd, static_cast<off_t>(place.page_offset));
     if (base == MAP_FAILED) return false;
     base_ = static_cast<unsigned char*>(base);
-    size_ = rest_ + size;
+    size_ = place.rest + size;
+    page_offset_ = place.page_offset;
+    rest_ = place.rest;
+    guarded_mappings::add(base_, size_);
     return true;
   }
 
@@ -48,15 +73,20 @@ class file_mapping {
   /// The wanted part.
   unsigned char* bytes() const { return base_ + rest_; }
 
-  void reset() {
-    if (base_ != nullptr) munmap(base_, size_);
-    base_ = nullptr;
-    size_ = 0;
-  }
-  /// Hands the mapping over: whoever takes base() unmaps size() bytes.
+  /// Hands the mapping over: whoever takes base() calls unmap() with it and size().
   void release() { base_ = nullptr; }
+  static void unmap(unsigned char* base, unsigned long size) {
+    if (base == nullptr) return;
+    guarded_mappings::remove(base);
+    munmap(base, size);
+  }
 
  private:
+  void reset() {
+    unmap(base_, size_);
+    base_ = nullptr;
+  }
+
   unsigned char* base_ = nullptr;
   unsigned long size_ = 0;
   unsigned long page_offset_ = 0;
@@ -78,12 +108,21 @@ inline std::int32_t basket_length(const void* basket) {
   return static_cast<std::int32_t>(big_endian_word(static_cast<const unsigned char*>(basket) + 4));
 }
 
-/// A heap copy of a basket of `length` bytes, with that length in its head: the one that was checked, should
-/// the file have changed since.
-inline void copy_basket(void* copy, const void* basket, unsigned long length) {
-  std::memcpy(copy, basket, length);
+/// The length word of the basket at `offset` of a file. False: it cannot be read; errno says why.
+inline bool read_basket_length(int fd, long file_length, unsigned long offset, std::int32_t& length) {
+  unsigned char head[basket_head_size];
+  if (!copy_part(fd, file_length, offset, head, sizeof head)) return false;
+  length = basket_length(head);
+  return true;
+}
+
+/// Copies a basket of `length` bytes, and puts that length into its head: the one that was checked, should the
+/// file have changed since.
+inline bool copy_basket(int fd, long file_length, unsigned long offset, void* copy, unsigned long length) {
+  if (!copy_part(fd, file_length, offset, copy, length)) return false;
   const std::uint32_t word = __builtin_bswap32(static_cast<std::uint32_t>(length));
   std::memcpy(static_cast<unsigned char*>(copy) + 4, &word, sizeof word);
+  return true;
 }
 
 }  // namespace ravo

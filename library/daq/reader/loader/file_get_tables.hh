@@ -1,9 +1,11 @@
 // The loader's life: construction, loading in its order of steps, and clean-up. How a table or a basket
 // comes out of the file is in load_tables.hh and header_baskets.hh.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -53,6 +55,11 @@ int file_get_tables<G>::get_all_tables(const char* path, int with_descriptions,
     if (debug != 0) perror("open");
     return -2;
   }
+  if (!take_file_state()) {
+    if (debug != 0) perror("stat");
+    clean_up();
+    return -2;
+  }
   len = std::max<off_t>(lseek(fd, 0, SEEK_END), 0);  // what has no length cannot be mapped either
   lseek(fd, 0, SEEK_SET);
 
@@ -70,6 +77,27 @@ int file_get_tables<G>::get_all_tables(const char* path, int with_descriptions,
 } catch (const std::bad_alloc&) {
   clean_up();
   return no_memory;
+}
+
+inline bool state_of_file(int descriptor, std::int64_t& size, timespec& modified) {
+  struct stat about {};
+  if (fstat(descriptor, &about) != 0) return false;
+  size = about.st_size;
+  modified = about.st_mtim;
+  return true;
+}
+
+template <class G>
+bool file_get_tables<G>::take_file_state() {
+  return state_of_file(fd, size_when_opened, modified_when_opened);
+}
+
+template <class G>
+bool file_get_tables<G>::is_unchanged() const {
+  std::int64_t size = 0;
+  timespec modified{};
+  return state_of_file(fd, size, modified) && size == size_when_opened &&
+         modified.tv_sec == modified_when_opened.tv_sec && modified.tv_nsec == modified_when_opened.tv_nsec;
 }
 
 template <class G>

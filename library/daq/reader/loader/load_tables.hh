@@ -1,10 +1,10 @@
 // The loader's steps from an open file to its tables in memory.
-#include <sys/mman.h>
-
+#include <cerrno>
 #include <cstdio>
 
 #include "library_calls.h"
 #include "loader/loader_texts.h"
+#include "malloc_owner.h"
 #include "mapping.h"
 #include "ravo_daq/file_get_tables.h"
 
@@ -48,21 +48,22 @@ int file_get_tables<G>::load_tables() {
   return 0;
 }
 
-// The file's last 4 bytes lead to the reference table: the table-access library gets the mapped pages
-// from the one that holds them through to the end.
+// The file's last 4 bytes lead to the reference table: the table-access library gets the pages from the one
+// that holds them through to the end, copied.
 template <class G>
 int file_get_tables<G>::load_reference_table() {
   const off_t tail = len < 4 ? 0 : len - 4;
   long rest = 0;
   const long offset = ravo_get_page_offset(len, tail, &rest);
-  const long mapped = len - offset;
-  if (debug != 0) std::printf("Length: %ld offset: %ld  fd: %x\n", mapped, offset, static_cast<unsigned>(fd));
+  const long length = len - offset;
+  if (debug != 0) std::printf("Length: %ld offset: %ld  fd: %x\n", length, offset, static_cast<unsigned>(fd));
 
-  file_mapping mapping;
-  if (!mapping.map(fd, len, static_cast<unsigned long>(offset), static_cast<unsigned long>(mapped),
-                   static_cast<unsigned long>(mapped)))
-    return fail_mapping(-3);
-  const int error = library_calls<G>::get_reference_table(mapping.base(), mapped, len, fd, &lref_tbl);
+  errno = EINVAL;  // of an empty file, which has no tail
+  if (length == 0) return fail_mapping(-3);
+  const auto size = static_cast<unsigned long>(length);
+  const auto pages = allocate<unsigned char>(size);
+  if (!pages || !copy_part(fd, len, static_cast<unsigned long>(offset), pages.get(), size)) return fail_mapping(-3);
+  const int error = library_calls<G>::get_reference_table(pages.get(), length, len, fd, &lref_tbl);
   if (error != 0) return refuse(loader_texts<G>::no_reference_table, error, 2);
   ref_tbl = lref_tbl;
   return 0;

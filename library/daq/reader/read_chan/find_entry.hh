@@ -42,6 +42,7 @@ ravo_channel_entry_long* daq_read_chan<G>::find_entry_by_event_id(unsigned event
   int& answer = status != nullptr ? *status : result;
   answer = event_number == 0 ? RAVO_DAQ_READ_CHAN_INV_PARAM
            : out == nullptr  ? RAVO_DAQ_READ_CHAN_NOT_INIT
+           : is_damaged      ? RAVO_DAQ_READ_CHAN_INTERN_ERROR
            : out_total == 0  ? RAVO_DAQ_READ_CHAN_NO_DATA
                              : RAVO_DAQ_READ_CHAN_OK;
   if (answer != RAVO_DAQ_READ_CHAN_OK) return nullptr;
@@ -124,6 +125,7 @@ ravo_channel_entry_long* daq_read_chan<G>::find_entry_by_time(const time_stamp* 
   int& answer = status != nullptr ? *status : result;
   answer = time == nullptr   ? RAVO_DAQ_READ_CHAN_INV_PARAM
            : out == nullptr  ? RAVO_DAQ_READ_CHAN_NOT_INIT
+           : is_damaged      ? RAVO_DAQ_READ_CHAN_INTERN_ERROR
            : out_total == 0  ? RAVO_DAQ_READ_CHAN_NO_DATA
                              : RAVO_DAQ_READ_CHAN_OK;
   if (answer != RAVO_DAQ_READ_CHAN_OK) return nullptr;

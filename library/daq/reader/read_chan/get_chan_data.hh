@@ -24,6 +24,7 @@ int daq_read_chan<G>::get_chan_data(const ravo_time_id* id, ravo_channel_entry_l
   if (result == nullptr || !is_request_type(type)) return RAVO_DAQ_READ_CHAN_INV_PARAM;
 
   const scoped_lock lock(mx);
+  if (is_damaged) return RAVO_DAQ_READ_CHAN_INTERN_ERROR;
   ravo_time_id reference{};
   if (!reference_event(id, type, &reference)) {
     std::printf("Start channel is we are here   %d@%d\n", 0, 0);

@@ -1,10 +1,10 @@
 // How a channel reader starts: find the channel, make room for its events, bring its basket into memory,
 // find its first and last event, and set its workers going.
 #include <pthread.h>
-#include <sys/mman.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -63,6 +63,7 @@ template <class G>
 void daq_read_chan<G>::forget_earlier_start() {
   stop_workers();
   free_output();
+  is_damaged = false;
   const scoped_lock lock(mmx);
   mcnt = 0;
 }
@@ -99,22 +100,19 @@ bool daq_read_chan<G>::create_output() {
 template <class G>
 bool daq_read_chan<G>::load_channel_basket(unsigned long first_subheader) {
   const stopwatch watch;
-  constexpr unsigned long head = basket_head_size;
-  constexpr unsigned long smallest = head + sizeof(typename G::subhead);
-  const unsigned long offset = first_subheader - head;  // wraps beyond any file when there is no room
-  file_mapping mapping;
-  if (!mapping.map(fd, cfg->get_file_len(), offset, smallest, head)) {
+  constexpr unsigned long smallest = basket_head_size + sizeof(typename G::subhead);
+  const unsigned long offset = first_subheader - basket_head_size;  // wraps beyond any file when there is no room
+  std::int32_t length = 0;
+  if (!read_basket_length(fd, cfg->get_file_len(), offset, length)) {
     perror("mmap");
     std::printf("%s Failed to map channel basket header\n", chan);
     return false;
   }
-  const int length = basket_length(mapping.bytes());
-  const auto size = static_cast<unsigned long>(length);
   errno = EINVAL;
-  if (length < static_cast<int>(smallest) || !mapping.map(fd, cfg->get_file_len(), offset, size, size) ||
-      !keep_basket(mapping, offset, size)) {
+  if (length < static_cast<int>(smallest) || !take_basket(offset, static_cast<unsigned long>(length))) {
     perror("mmap");
     std::printf("%s Failed to map channel basket\n", chan);
+    release_basket();
     return false;
   }
   if (debug_level() < 0)
@@ -123,30 +121,36 @@ bool daq_read_chan<G>::load_channel_basket(unsigned long first_subheader) {
   return true;
 }
 
+// What belongs to a file that has changed since its tables were read is refused.
 template <class G>
-bool daq_read_chan<G>::keep_basket(file_mapping& mapping, unsigned long offset, unsigned long size) {
+bool daq_read_chan<G>::take_basket(unsigned long offset, unsigned long size) {
   using basket = typename G::channel_basket;
-  chn_base_size = mapping.size();
+  const long file_length = cfg->get_file_len();
+  if (!lies_in_file(file_length, offset, size)) return false;
   if constexpr (G::copies_channel_basket) {
     chnb = static_cast<basket*>(allocate(size));
-    if (chnb == nullptr) return false;
-    copy_basket(chnb, mapping.bytes(), size);
+    if (chnb == nullptr || !copy_basket(fd, file_length, offset, chnb, size)) return false;
+    chn_base_size = page_place(file_length, offset).rest + size;
     chn_offset = offset;
   } else {
+    file_mapping mapping;
+    if (!mapping.map(fd, file_length, offset, size)) return false;
     chnb = reinterpret_cast<basket*>(mapping.bytes());
     chn_base = mapping.base();
+    chn_base_size = mapping.size();
     chn_offset = mapping.page_offset();
     mapping.release();
   }
-  return true;
+  errno = ESTALE;
+  return cfg->is_unchanged();
 }
 
 template <class G>
 void daq_read_chan<G>::release_basket() {
   if constexpr (G::copies_channel_basket)
     std::free(chnb);
-  else if (chn_base != nullptr)
-    munmap(chn_base, chn_base_size);
+  else
+    file_mapping::unmap(chn_base, chn_base_size);
   chnb = nullptr;
   chn_base = nullptr;
   chn_base_size = 0;
@@ -211,6 +215,27 @@ template <class G>
 void daq_read_chan<G>::complete() {
   all_done = 1;
   settle_limits();
+  check_source();
+}
+
+// What was decoded from a mapping is what the file held only if nobody changed it meanwhile. Called with mx held.
+template <class G>
+void daq_read_chan<G>::check_source() {
+  const bool is_mapped = !G::copies_channel_basket || cfg->basket_copy_mode == 0;
+  if (is_source_damaged() || (is_mapped && !cfg->is_unchanged())) note_damage();
+}
+
+template <class G>
+bool daq_read_chan<G>::is_source_damaged() const {
+  return guarded_mappings::is_damaged(evh_base) || guarded_mappings::is_damaged(sbh_base) ||
+         guarded_mappings::is_damaged(chn_base);
+}
+
+template <class G>
+void daq_read_chan<G>::note_damage() {
+  if (is_damaged) return;
+  is_damaged = true;
+  std::printf("%s the file %s changed while it was read\n", chan, cfg->get_file_name());
 }
 
 template <class G>
@@ -277,6 +302,7 @@ void daq_read_chan<G>::leave() {
   if (--running > 0) return;
   if (all_done == 0) {
     settle_limits();
+    check_source();
     signal_master();
   }
   pthread_cond_broadcast(&idle);

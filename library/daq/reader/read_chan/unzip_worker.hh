@@ -62,6 +62,11 @@ class unzip_worker {
       return false;
     }
     decode_result<G> result = decode_block<G>(source_, *where, reader_.chan, reader_.subchan);
+    if (reader_.is_source_damaged()) {
+      const scoped_lock lock(reader_.mx);
+      reader_.note_damage();
+      return false;
+    }
     switch (result.outcome) {
       case decode_outcome::decoded:
         if (result.cut_failed) std::printf(read_chan_texts<G>::cut_failed, reader_.chan, reader_.subchan);

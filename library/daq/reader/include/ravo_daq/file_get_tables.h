@@ -6,7 +6,9 @@
 
 #include <pthread.h>
 #include <sys/types.h>
+#include <time.h>
 
+#include <cstdint>
 #include <vector>
 
 #include "ravo_core_records.h"
@@ -29,7 +31,8 @@ class file_get_tables {
   /// 0: loaded. 1: no path. -2: the file cannot be opened. -3: its tail cannot be mapped. 2: no readable
   /// reference table. 3: event index table or channel dictionary refused. 5: environment dictionary
   /// refused. 6: channel description header refused. 7: channel descriptions not loadable. -4, -5: the
-  /// event-header basket, -6, -7: the server-block basket cannot be mapped (its head, whole). Any other:
+  /// event-header basket, -6, -7: the server-block basket cannot be read or mapped (its head, whole); -7 also
+  /// when the file changed meanwhile. Any other:
   /// the table-access library's status for the event channel pointer table; no_memory: there is none for
   /// the list of names. After a failure the loader is empty, but for the names after 1 and -2.
   int get_all_tables(const char* path, int descr_mode, const std::vector<char*>* names);
@@ -60,6 +63,9 @@ class file_get_tables {
   int get_file_descr() const { return fd; }
   int get_client_counter() const { return clientsn; }
   void inc_client_counter() { ++clientsn; }
+  /// Whether the file's size and time of change are still those of when it was opened. What was read of one that
+  /// has changed may be of two different files.
+  bool is_unchanged() const;
   /// 1 while a file is loaded, else 0.
   int status() const { return file_name != nullptr && fd != -1 ? 1 : 0; }
 
@@ -103,12 +109,16 @@ class file_get_tables {
   void decide_copy_mode();
   int load_header_baskets();
   template <class Basket>
-  int load_basket(unsigned long reference, unsigned long first_size, int head_failure, unsigned char*& base,
-                  unsigned long& offset, unsigned long& base_size, Basket*& basket);
+  int load_basket(unsigned long reference, int head_failure, unsigned char*& base, unsigned long& offset,
+                  unsigned long& base_size, Basket*& basket);
   void release_baskets();
+  bool take_file_state();
   int fail_mapping(int code);
   int refuse(const char* text, int error, int code);
   void free_descriptions();
+
+  std::int64_t size_when_opened = 0;
+  timespec modified_when_opened{};
 };
 
 }  // namespace ravo

@@ -13,8 +13,6 @@
 
 namespace ravo {
 
-class file_mapping;
-
 template <class G>
 class daq_read_chan {
  public:
@@ -38,7 +36,7 @@ class daq_read_chan {
 
   /// The entry that `type` asks for, relative to `id`, or to the entry last found when `id` is null.
   /// `*result` is set only when an entry was found; it is valid until clean(). Never waits for workers:
-  /// what is not decoded yet is not there.
+  /// what is not decoded yet is not there. INTERN_ERROR: the file changed while it was decoded.
   int get_chan_data(const ravo_time_id* id, ravo_channel_entry_long** result, int type);
   /// The entry of an event number, or for PREV and NEXT the nearest one; null with NO_DATA when there is
   /// none. `status` may be null. The caller holds mx while workers run.
@@ -65,6 +63,11 @@ class daq_read_chan {
   void signal_master();
   /// Notes that every entry is finished. Called with mx held.
   void complete();
+  /// Whether pages of the file were missing when they were read, and zeros stand in their place.
+  bool is_source_damaged() const;
+  /// Notes that what was decoded cannot be trusted: every lookup answers INTERN_ERROR from here on. Called with
+  /// mx held.
+  void note_damage();
   /// Marks a worker's slot as free.
   void set_thread_exited(pthread_t id);
   /// Entry `index` of this channel's row of the pointer table; null outside the table or without one.
@@ -129,7 +132,8 @@ class daq_read_chan {
   int subchan = -1;
   /// Set by hand, from a debugger: the next lookup by number prints all entries, once.
   static inline bool once = false;
-  /// Guards out, out_cur, the limits, the out_ counters, event_cur, index_to_start_search, all_done, tid and running. Taken before mmx.
+  /// Guards out, out_cur, the limits, the out_ counters, event_cur, index_to_start_search, all_done, is_damaged, tid
+  /// and running. Taken before mmx.
   pthread_mutex_t mx;
   ravo_channel_entry_long* out = nullptr;
   ravo_channel_entry_long* out_cur = nullptr;  ///< the entry last found
@@ -140,6 +144,7 @@ class daq_read_chan {
   ravo_time_id event_last{};
   ravo_time_id event_cur{};  ///< the event that get_chan_data returned last
   int all_done = 0;
+  bool is_damaged = false;  ///< the file changed while it was decoded
   pthread_mutex_t mmx;  ///< guards mcnt
   pthread_cond_t mcond;
   int mcnt = 0;  ///< a flag: the channel is decoded, or a failure means that somebody should look
@@ -154,10 +159,11 @@ class daq_read_chan {
   void forget_earlier_start();
   bool create_output();
   bool load_channel_basket(unsigned long first_subheader);
-  bool keep_basket(file_mapping& mapping, unsigned long offset, unsigned long size);
+  bool take_basket(unsigned long offset, unsigned long size);
   void release_basket();
   void find_limits();
   void settle_limits();
+  void check_source();
   int choose_number_of_threads() const;
   static int threads_for_events(unsigned ev_mask);
   void start_workers();
