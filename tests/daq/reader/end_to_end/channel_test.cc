@@ -2,19 +2,19 @@
 // against the answer key.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "expectation.h"
-#include "ravo_daq_read_chan_2010.h"
 
 namespace {
 
 using namespace ravo::test;
 
-class EndToEndWorkers : public testing::TestWithParam<int> {};
+template <class generation>
+class EndToEndWorkers : public testing::Test {};
+TYPED_TEST_SUITE(EndToEndWorkers, generations, generation_name);
 
 // Starts the reader and waits until its channel is decoded.
-void decode(ravo_daq_read_chan_2010& reader) {
+template <class Reader>
+void decode(Reader& reader) {
   pthread_mutex_t* mutex = nullptr;
   pthread_cond_t* condition = nullptr;
   int* flag = nullptr;
@@ -24,13 +24,14 @@ void decode(ravo_daq_read_chan_2010& reader) {
   pthread_mutex_unlock(mutex);
 }
 
-void expect_channel(ravo_file_get_tables_2010& tables, const std::string& channel, int workers,
+template <class generation>
+void expect_channel(typename generation::loader& tables, const std::string& channel, int workers,
                     const std::vector<known_block>& all) {
   std::vector<const known_block*> expected;
   for (const known_block& block : all)
     if (block.file == tables.get_file_name()) expected.push_back(&block);
   std::string name = channel;
-  ravo_daq_read_chan_2010 reader(&tables, name.data(), -1, nullptr);
+  typename generation::read_chan reader(&tables, name.data(), -1, nullptr);
   ASSERT_EQ(reader.set_number_of_threads(workers), 0);
   ASSERT_NO_FATAL_FAILURE(decode(reader));
   EXPECT_TRUE(reader.is_done());
@@ -39,28 +40,26 @@ void expect_channel(ravo_file_get_tables_2010& tables, const std::string& channe
     ravo_channel_entry_long* entry = nullptr;
     ASSERT_EQ(reader.get_chan_data(&block->id, &entry, RAVO_DAQ_READ_CHAN_EVENT_CUR),
               RAVO_DAQ_READ_CHAN_OK);
-    expect_block(*block, channel, *entry);
+    expect_block<generation>(*block, channel, *entry);
     if (testing::Test::HasFailure()) return;
   }
   reader.clean();
 }
 
-TEST_P(EndToEndWorkers, EveryChannelOfEveryFileIsDecodedAsItWasPutIn) {
-  const simulated_files& files = two_runs();
-  for (const std::string& file : files.files()) {
-    SCOPED_TRACE(file);
-    ravo_file_get_tables_2010 tables;
-    ASSERT_EQ(tables.get_all_tables(file.c_str(), 0, nullptr), 0);
-    for (const std::string& channel : files.channels()) {
-      SCOPED_TRACE(channel);
-      expect_channel(tables, channel, GetParam(), files.blocks(channel));
-      if (HasFailure()) return;
+TYPED_TEST(EndToEndWorkers, DecodeEveryChannelOfEveryFileAsItWasPutIn) {
+  const simulated_files& files = two_runs<TypeParam>();
+  for (const int workers : {1, 10})
+    for (const std::string& file : files.files()) {
+      SCOPED_TRACE(file);
+      typename TypeParam::loader tables;
+      ASSERT_EQ(tables.get_all_tables(file.c_str(), 0, nullptr), 0);
+      for (const std::string& channel : files.channels()) {
+        SCOPED_TRACE(channel);
+        expect_channel<TypeParam>(tables, channel, workers, files.blocks(channel));
+        if (this->HasFailure()) return;
+      }
+      tables.clean_up();
     }
-    tables.clean_up();
-  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Workers, EndToEndWorkers, testing::Values(1, 10),
-                         testing::PrintToStringParamName());
 
 }  // namespace

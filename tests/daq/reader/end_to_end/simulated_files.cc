@@ -38,8 +38,8 @@ const std::vector<known_block>& simulated_files::blocks(const std::string& chann
   return found == blocks_.end() ? none : found->second;
 }
 
-const simulated_files& two_runs() {
-  static const simulated_files files([] {
+const simulated_files& two_runs(ravo_file_generation generation) {
+  const auto settings = [](ravo_file_generation which) {
     simulator::settings what;
     what.seed = 7;
     what.runs = 2;
@@ -47,9 +47,15 @@ const simulated_files& two_runs() {
     what.events = 60;
     // Three of a kind: one plain, one zlib, one LZO.
     what.counts = {3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3};
+    what.generation = which;
     return what;
-  }());
-  return files;
+  };
+  if (generation == ravo_file_generation::older) {
+    static const simulated_files older(settings(ravo_file_generation::older));
+    return older;
+  }
+  static const simulated_files current(settings(ravo_file_generation::current));
+  return current;
 }
 
 }  // namespace ravo::test

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "generations.h"
 #include "simulator/writing.h"
 #include "temporary_folder.h"
 
@@ -40,7 +41,11 @@ class simulated_files {
 };
 
 /// Every kind of channel and every compressor, two runs of two files, few events: made once for all tests.
-const simulated_files& two_runs();
+const simulated_files& two_runs(ravo_file_generation generation);
+template <class generation>
+const simulated_files& two_runs() {
+  return two_runs(either<generation>(ravo_file_generation::current, ravo_file_generation::older));
+}
 
 }  // namespace ravo::test
 
