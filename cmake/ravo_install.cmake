@@ -110,6 +110,7 @@ function(ravo_install)
             ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
     string(REGEX REPLACE "^ravo_" "" folder ${target})
     string(REGEX REPLACE "^daq_" "daq/" folder ${folder})
+    string(REGEX REPLACE "^dataset$" "daq/dataset" folder ${folder})
     install(DIRECTORY library/${folder}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ravo
             FILES_MATCHING PATTERN "*.h")
     ravo_install_pkg_config(${target})

@@ -1,0 +1,250 @@
+#include "block_reading.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "library_calls.h"
+#include "malloc_owner.h"
+
+namespace ravo::datasets {
+namespace {
+
+value_status status_of(const decoded_payload& result, const stored_payload& payload, unsigned char* into) {
+  switch (result.outcome) {
+    case decode_outcome::decoded:
+      return value_status::ok;
+    case decode_outcome::unzip_failed:
+      if (payload.by == unzipper::zlib && has_wrong_checksum(payload.bytes, payload.size, into, payload.room))
+        return value_status::bad_checksum;
+      return value_status::cannot_inflate;
+    case decode_outcome::unknown_unzipper:
+    case decode_outcome::length_mismatch:
+      return value_status::cannot_inflate;
+    case decode_outcome::outside:
+      return value_status::truncated;
+    default:
+      return value_status::cannot_convert;
+  }
+}
+
+/// Where a block says that it ends; 0 when it says nothing that can be followed.
+template <class G>
+std::uint64_t stated_end(const typename G::subhead& head, const stored_payload& payload, const entry& where) {
+  constexpr std::uint64_t head_size = sizeof(typename G::subhead);
+  switch (payload.form) {
+    case stored_form::compressed:
+      return where.chhd + head_size + sizeof(ravo_zip_header) + payload.zip.zipp_length;
+    case stored_form::update:
+      return std::uint64_t{where.data} + sizeof(typename G::update_block);
+    case stored_form::environment:
+      return std::uint64_t{where.data} + sizeof(ravo_env_data_block_2010);
+    case stored_form::plain:
+      return head.ldata < static_cast<std::int32_t>(head_size) ? 0 : where.chhd + static_cast<std::uint64_t>(head.ldata);
+  }
+  return 0;
+}
+
+/// `needed_end`: where the block ends when it does not end in the part.
+template <class G>
+found_block find_block(const file_part& part, const entry& where, std::uint64_t& needed_end) {
+  found_block found;
+  needed_end = 0;
+  const auto head = read_subheader<G>(part, where.chhd);
+  if (!head) return found;
+  found.stored_type = head->dtype;
+  found.error = head->error & ~RAVO_CHAN_ZIP_FLAG;
+  const decode_outcome outcome = locate_payload<G>(part, where.chhd, where.data, *head, found.payload);
+  found.type = decoded_type<G>(found.payload, *head);
+  if (outcome == decode_outcome::unknown_unzipper) {
+    found.status = value_status::cannot_inflate;
+  } else if (outcome == decode_outcome::decoded && found.payload.bytes != nullptr) {
+    found.status = value_status::ok;
+  } else if (outcome == decode_outcome::decoded) {
+    needed_end = stated_end<G>(*head, found.payload, where);
+  }
+  return found;
+}
+
+found_block find_block(const block_source_file& source, const file_part& part, const entry& where,
+                       std::uint64_t& needed_end) {
+  return source.generation == ravo_file_generation::current ? find_block<generation_2010>(part, where, needed_end)
+                                                            : find_block<generation_2009>(part, where, needed_end);
+}
+
+// An entry that points to its data elsewhere than behind the subheader may have them anywhere in the basket; more
+// than this is not read for it.
+constexpr std::uint64_t farthest_data = std::uint64_t{1} << 20;
+
+found_block find_again(const block_source_file& source, const entry& where, std::uint64_t needed_end,
+                       raw_buffer& buffer) {
+  found_block found;
+  const bool is_near = where.data >= where.chhd && where.data - where.chhd < farthest_data;
+  if (needed_end > source.basket_end || needed_end <= where.chhd || !is_near) return found;
+  const std::size_t size = needed_end - where.chhd;
+  unsigned char* bytes = buffer.get(size);
+  const auto got = source.file->read(where.chhd, bytes, size);
+  if (!got) {
+    found.status = value_status::file_missing;
+    return found;
+  }
+  std::uint64_t ignored = 0;
+  return find_block(source, file_part(bytes, *got, where.chhd), where, ignored);
+}
+
+template <class G>
+decoded_payload decode_as(const found_block& block, const std::string& channel, unsigned char* into) {
+  typename G::subhead head;
+  head.dtype = block.stored_type;
+  return decode_payload<G>(block.payload, head, channel.c_str(), into, nullptr);
+}
+
+// As the readers: plain blocks of one member are left whole.
+template <class G>
+bool is_cut(const found_block& block, int member) {
+  const int type = block.stored_type & 0xffff;
+  const int members = get_channel_number(type, 0);
+  if ((G::cuts_generic_spectra && type == RAVO_BLOCK_GENERIC_SPECT) || members >= 2) return true;
+  return block.payload.form == stored_form::compressed && members == 1 && member == 0;
+}
+
+template <class G>
+bool cut(const found_block& block, const std::string& channel, int member, unsigned char* data, std::size_t room,
+         std::size_t& length, std::int32_t& type) {
+  using subhead = typename G::subhead;
+  if (!is_cut<G>(block, member)) return true;
+  const auto whole = allocate<subhead>(sizeof(subhead) + length);
+  if (!whole) throw std::bad_alloc();
+  std::memset(whole.get(), 0, sizeof(subhead));
+  std::memcpy(whole->chname, channel.data(), std::min(channel.size(), sizeof whole->chname - 1));
+  whole->dtype = type;
+  whole->error = block.error;
+  whole->ldata = static_cast<std::int32_t>(sizeof(subhead) + length);
+  std::memcpy(whole.get() + 1, data, length);
+  subhead* part = nullptr;
+  if (library_calls<G>::cut_unzipped_block(whole.get(), member, 0, 0, &part)) return false;
+  const malloc_owner<subhead> owner(part);
+  if (part == nullptr) return true;
+  const std::size_t size = static_cast<std::size_t>(part->ldata) - sizeof(subhead);
+  if (size > room) return false;
+  std::memcpy(data, part + 1, size);
+  length = size;
+  type = part->dtype;
+  return true;
+}
+
+}  // namespace
+
+void raw_buffer::release::operator()(unsigned char* memory) const { std::free(memory); }
+
+unsigned char* raw_buffer::get(std::size_t size) {
+  if (size > size_ || memory_ == nullptr) {
+    reset();
+    const std::size_t rounded = (std::max<std::size_t>(size, 4096) + 4095) & ~std::size_t{4095};
+    memory_.reset(static_cast<unsigned char*>(std::malloc(rounded)));
+    if (!memory_) throw std::bad_alloc();
+    size_ = rounded;
+  }
+  return memory_.get();
+}
+
+void raw_buffer::reset() {
+  memory_.reset();
+  size_ = 0;
+}
+
+block_window next_window(const std::vector<entry>& blocks, std::size_t first, std::size_t most) {
+  constexpr std::uint64_t widest_gap = 16 * 1024;
+  const std::uint64_t begin = blocks[first].chhd;
+  std::uint64_t end = begin + blocks[first].stored;
+  std::size_t last = first + 1;
+  for (; last < blocks.size(); ++last) {
+    const entry& one = blocks[last];
+    if (one.file != blocks[first].file || one.chhd < begin || one.chhd > end + widest_gap) break;
+    const std::uint64_t new_end = std::max<std::uint64_t>(end, std::uint64_t{one.chhd} + one.stored);
+    if (new_end - begin > most) break;
+    end = new_end;
+  }
+  return {begin, end - begin, last - first};
+}
+
+void read_window(const block_source_file& source, const std::vector<entry>& blocks, std::size_t first,
+                 const block_window& window, raw_buffer& buffer, raw_buffer& other,
+                 const std::function<void(std::size_t, const found_block&)>& take) {
+  found_block missing;
+  missing.status = value_status::file_missing;
+  unsigned char* bytes = nullptr;
+  std::optional<std::size_t> got;
+  if (source.file != nullptr) {
+    bytes = buffer.get(window.bytes);
+    got = source.file->read(window.offset, bytes, window.bytes);
+  }
+  for (std::size_t i = first; i < first + window.blocks; ++i) {
+    if (!got) {
+      take(i, missing);
+      continue;
+    }
+    if (blocks[i].stored == 0) {
+      take(i, {});
+      continue;
+    }
+    std::uint64_t needed_end = 0;
+    found_block found = find_block(source, file_part(bytes, *got, window.offset), blocks[i], needed_end);
+    if (needed_end != 0) found = find_again(source, blocks[i], needed_end, other);
+    take(i, found);
+  }
+}
+
+namespace {
+
+// Sizes as the decoder would find them, with the whole block in sight: no more than its place can hold.
+template <class G>
+block_head head_of(const file_part& part, const entry& where) {
+  block_head told;
+  const auto head = read_subheader<G>(part, where.chhd);
+  if (!head) return told;
+  stored_payload payload;
+  const decode_outcome outcome = locate_payload<G>(part, where.chhd, where.data, *head, payload);
+  told.is_compressed = payload.form == stored_form::compressed;
+  told.is_known = outcome == decode_outcome::decoded;
+  if (told.is_compressed)
+    told.decoded = std::min<std::uint64_t>(payload.zip.orig_length, most_unzipped(payload.by, where.stored));
+  else if (payload.form == stored_form::plain)
+    told.decoded = head->ldata < static_cast<std::int32_t>(sizeof *head)
+                       ? 0
+                       : std::min<std::uint64_t>(static_cast<std::uint64_t>(head->ldata) - sizeof *head, where.stored);
+  else
+    told.decoded = payload.room;
+  return told;
+}
+
+}  // namespace
+
+block_head look_at_head(const block_source_file& source, const file_part& part, const entry& where) {
+  return source.generation == ravo_file_generation::current ? head_of<generation_2010>(part, where)
+                                                            : head_of<generation_2009>(part, where);
+}
+
+value_status inflate(const found_block& block, unsigned char* into) {
+  return status_of(inflate_payload(block.payload, into, nullptr), block.payload, into);
+}
+
+value_status decode(const block_source_file& source, const found_block& block, const std::string& channel,
+                    unsigned char* into, std::size_t& length) {
+  const decoded_payload result = source.generation == ravo_file_generation::current
+                                     ? decode_as<generation_2010>(block, channel, into)
+                                     : decode_as<generation_2009>(block, channel, into);
+  length = result.length;
+  return status_of(result, block.payload, into);
+}
+
+bool cut_member(const block_source_file& source, const found_block& block, const std::string& channel, int member,
+                unsigned char* data, std::size_t room, std::size_t& length, std::int32_t& type) {
+  if (member < 0) return true;
+  return source.generation == ravo_file_generation::current
+             ? cut<generation_2010>(block, channel, member, data, room, length, type)
+             : cut<generation_2009>(block, channel, member, data, room, length, type);
+}
+
+}  // namespace ravo::datasets

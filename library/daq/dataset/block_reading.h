@@ -1,0 +1,88 @@
+// From entries to decoded bytes: reads the stored blocks of one channel of one file in large pieces, finds each
+// with the one decoder, and says what became of it as a status. Generations end here: nothing above knows them.
+#ifndef RAVO_DATASET_BLOCK_READING_H
+#define RAVO_DATASET_BLOCK_READING_H
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "decode/stored_block.h"
+#include "file_tables.h"
+#include "ravo_dataset/status.h"
+
+namespace ravo::datasets {
+
+/// A stored block that was found, or why it was not.
+struct found_block {
+  value_status status = value_status::truncated;
+  stored_payload payload;
+  std::int32_t stored_type = 0;  ///< as it lies in the file
+  std::int32_t type = 0;         ///< as it is handed out
+  std::int32_t error = 0;        ///< error bits, without the one for compression
+};
+
+/// Where blocks come from.
+struct block_source_file {
+  const open_file* file = nullptr;  ///< null: the file is missing
+  ravo_file_generation generation = ravo_file_generation::current;
+  std::uint64_t basket_end = 0;
+};
+
+/// Memory that grows and is not filled.
+class raw_buffer {
+ public:
+  unsigned char* get(std::size_t size);
+  std::size_t size() const { return size_; }
+  void reset();
+
+ private:
+  struct release {
+    void operator()(unsigned char* memory) const;
+  };
+  std::unique_ptr<unsigned char, release> memory_;
+  std::size_t size_ = 0;
+};
+
+/// Bytes of the window that reads `blocks` from `first` on, and how many of them it holds: blocks that lie one
+/// behind another are read together, up to `most` bytes or one block.
+struct block_window {
+  std::uint64_t offset = 0;
+  std::size_t bytes = 0;
+  std::size_t blocks = 0;
+};
+inline constexpr std::size_t largest_window = std::size_t{1} << 20;
+block_window next_window(const std::vector<entry>& blocks, std::size_t first, std::size_t most = largest_window);
+
+/// Reads a window, finds its blocks and hands each over, with its position in `blocks`. A block that says that it
+/// is longer than its place is read again by itself into `other`. What is handed over is valid during the call.
+void read_window(const block_source_file& source, const std::vector<entry>& blocks, std::size_t first,
+                 const block_window& window, raw_buffer& buffer, raw_buffer& other,
+                 const std::function<void(std::size_t, const found_block&)>& take);
+
+/// What the head of a block says of it; `part` needs to hold no more than that.
+struct block_head {
+  bool is_known = false;
+  bool is_compressed = false;
+  std::uint64_t decoded = 0;  ///< bytes
+};
+block_head look_at_head(const block_source_file& source, const file_part& part, const entry& where);
+
+/// Inflates a compressed block into `payload.room` bytes, in file order. ok, or why not.
+value_status inflate(const found_block& block, unsigned char* into);
+/// Decodes a block into `payload.room` bytes, in host order; `length` receives the bytes.
+value_status decode(const block_source_file& source, const found_block& block, const std::string& channel,
+                    unsigned char* into, std::size_t& length);
+
+/// Cuts a member out of decoded data as the readers do. False: it cannot be cut out, or needs more room than
+/// `room`. `length` and `type` are those of the whole block and become those of the cut one; a block that is not
+/// cut stays as it is.
+bool cut_member(const block_source_file& source, const found_block& block, const std::string& channel, int member,
+                unsigned char* data, std::size_t room, std::size_t& length, std::int32_t& type);
+/// By how many bytes a cut member may be longer than its block.
+inline constexpr std::size_t cut_excess = 32;
+
+}  // namespace ravo::datasets
+
+#endif

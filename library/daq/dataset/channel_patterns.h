@@ -1,0 +1,27 @@
+// The channels that a selection's patterns mean among those that files have.
+#ifndef RAVO_DATASET_CHANNEL_PATTERNS_H
+#define RAVO_DATASET_CHANNEL_PATTERNS_H
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace ravo::datasets {
+
+/// A channel that is read.
+struct wanted_channel {
+  std::string name;
+  int member = -1;  ///< -1: the whole channel
+  /// "NAME" or "NAME:member".
+  std::string label() const { return member < 0 ? name : name + ":" + std::to_string(member); }
+  bool operator==(const wanted_channel&) const = default;
+};
+
+/// The channels, in the order of the patterns and within one in that of the names, each once. No patterns: all.
+/// Throws selection_error for a pattern that nothing matches, with the names that are nearest to it.
+std::vector<wanted_channel> match_channels(const std::vector<std::string>& patterns,
+                                           const std::set<std::string, std::less<>>& names);
+
+}  // namespace ravo::datasets
+
+#endif

@@ -1,0 +1,485 @@
+#include "column_reader.h"
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "ravo_evutl.h"
+
+namespace ravo {
+
+using datasets::block_window;
+using datasets::entry;
+using datasets::found_block;
+using datasets::item;
+using datasets::segment;
+
+namespace {
+
+std::int64_t age_between(const ravo_time_id& event, const entry& recorded) {
+  return datasets::in_microseconds(event.time) - datasets::in_microseconds(recorded.time);
+}
+
+/// Memory for a column, not filled; large ones in large pages, where there are any.
+std::shared_ptr<void> column_memory(std::size_t bytes) {
+  constexpr std::size_t large = std::size_t{2} << 20;
+  const std::size_t alignment = bytes >= 2 * large ? large : 64;
+  const std::size_t rounded = (std::max<std::size_t>(bytes, 1) + alignment - 1) / alignment * alignment;
+  void* memory = std::aligned_alloc(alignment, rounded);
+  if (memory == nullptr) throw std::bad_alloc();
+  if (alignment == large) (void)madvise(memory, rounded, MADV_HUGEPAGE);
+  return {memory, [](void* one) { std::free(one); }};
+}
+
+}  // namespace
+
+std::size_t element_size(element_type type) {
+  switch (type) {
+    case element_type::uint8:
+      return 1;
+    case element_type::uint16:
+      return 2;
+    default:
+      return 4;
+  }
+}
+
+std::string_view column_data::text(std::size_t index) const {
+  if (layout.kind != value_kind::text || !is_ragged()) return {};
+  const auto letters = row<std::uint8_t>(index);
+  return {reinterpret_cast<const char*>(letters.data()), letters.size()};
+}
+
+column_reader::column_reader(const std::shared_ptr<dataset_state>& state, std::size_t channel,
+                             const column_options& options)
+    : state_(state), channel_(channel), options_(options) {
+  data_.channel = state->channels[channel].label;
+  data_.ledger.channels.emplace_back().channel = data_.channel;
+  data_.ledger.files = state->refused;
+  if (options.with_digest) data_.digest.emplace();
+}
+
+column_layout column_reader::layout() {
+  make_rows();
+  find_first_item();
+  return data_.layout;
+}
+
+column_data column_reader::read() {
+  make_rows();
+  find_first_item();
+  make_chunks();
+  if (first_ && first_->kind == value_kind::text) is_ragged_ = true;
+  if (is_ragged_ && !options_.into.empty())
+    throw selection_error("The texts of " + data_.channel + " have no fixed size: read the column into its own memory");
+  if (!is_ragged_) {
+    allocate();
+    run_chunks();
+    is_ragged_ = is_irregular_;
+  }
+  if (is_ragged_) {
+    data_.status = planned_status_;
+    data_.ledger = planned_ledger_;
+    if (data_.digest) data_.digest.emplace();
+    run_chunks();
+    put_ragged_together();
+  }
+  copy_held_rows();
+  fill_missing_rows();
+  state_->close_account(data_.ledger);
+  return std::move(data_);
+}
+
+channel_digest column_reader::read_digest() {
+  options_ = {};
+  options_.with_digest = true;
+  is_for_digest_ = true;
+  data_.digest.emplace();
+  make_rows();
+  make_chunks();
+  run_chunks();
+  state_->close_account(data_.ledger);
+  return *data_.digest;
+}
+
+// ---- rows
+
+void column_reader::make_rows() {
+  std::size_t ordinal = 0;
+  datasets::timeline& line = state_->timeline;
+  for (std::size_t i = 0; i < line.segments(); ++i) {
+    if (!line.may_have_events(i)) continue;
+    state_->check_stop();
+    const auto part = line.get(i);
+    state_->account_left_out(data_.ledger, 0, *part, channel_);
+    if (options_.rows == column_rows::events) {
+      for (const std::uint32_t event : part->selected)
+        if (ordinal++ % state_->wanted.step == 0) add_held_row(i, part, event);
+    } else {
+      add_rows(i, *part, ordinal);
+    }
+  }
+  data_.layout.rows = data_.numbers.size();
+  planned_status_ = data_.status;
+  planned_ledger_ = data_.ledger;
+}
+
+/// The rows of the events that the channel has.
+void column_reader::add_rows(std::size_t number, const segment& part, std::size_t& ordinal) {
+  const datasets::channel_track& track = part.channels[channel_];
+  block_list list;
+  list.segment = number;
+  std::size_t at = 0;
+  for (const std::uint32_t event : part.selected) {
+    const bool is_wanted = ordinal++ % state_->wanted.step == 0;
+    while (at < track.event.size() && track.event[at] < event) ++at;
+    if (!is_wanted || at == track.event.size() || track.event[at] != event) continue;
+    list.index.push_back(static_cast<std::uint32_t>(at));
+    list.row.push_back(data_.numbers.size());
+    data_.numbers.push_back(part.events[event].event_number);
+    data_.times.push_back(part.events[event].time);
+    data_.status.push_back(value_status::ok);
+  }
+  if (!list.index.empty()) lists_.push_back(std::move(list));
+}
+
+/// A row for an event, whether the channel has it, holds a value, or has nothing.
+void column_reader::add_held_row(std::size_t number, const std::shared_ptr<const segment>& part, std::uint32_t event) {
+  const std::uint64_t row = data_.numbers.size();
+  data_.numbers.push_back(part->events[event].event_number);
+  data_.times.push_back(part->events[event].time);
+  data_.status.push_back(value_status::not_recorded);
+  data_.ages.push_back(0);
+  const auto source = state_->timeline.value_at(number, part, event, channel_);
+  if (!source) return;
+  data_.status.back() = source->status;
+  data_.ages.back() = age_between(part->events[event], source->in(channel_));
+  if (source->status == value_status::ok) data_.ages.back() = 0;
+  const std::pair<std::size_t, std::uint32_t> where{source->segment_index, static_cast<std::uint32_t>(source->index)};
+  if (held_ && held_->first == where) {
+    copies_.push_back({row, held_->second});
+    return;
+  }
+  held_ = {where, row};
+  if (lists_.empty() || lists_.back().segment != where.first) lists_.emplace_back().segment = where.first;
+  lists_.back().index.push_back(where.second);
+  lists_.back().row.push_back(row);
+}
+
+void column_reader::make_chunks() {
+  datasets::timeline& line = state_->timeline;
+  stored_ = 0;
+  for (const block_list& list : lists_) {
+    const auto part = line.get(list.segment);
+    for (const std::uint32_t index : list.index) stored_ += part->channels[channel_].entries[index].stored;
+  }
+  const std::uint64_t target =
+      std::clamp<std::uint64_t>(stored_ / (state_->pool.size() * 8 + 1), 64 * 1024, datasets::largest_window);
+  for (std::size_t i = 0; i < lists_.size(); ++i) {
+    const auto part = line.get(lists_[i].segment);
+    chunk one{i, 0, 0, 0};
+    for (const std::uint32_t index : lists_[i].index) {
+      ++one.last;
+      one.stored += part->channels[channel_].entries[index].stored;
+      if (one.stored < target && one.last - one.first < 8192) continue;
+      chunks_.push_back(one);
+      one = {i, one.last, one.last, 0};
+    }
+    if (one.first != one.last) chunks_.push_back(one);
+  }
+}
+
+// ---- what the values look like
+
+/// The first block that can be read says what the column's values are.
+void column_reader::find_first_item() {
+  scratch work;
+  for (const block_list& list : lists_) {
+    const auto part = state_->timeline.get(list.segment);
+    for (const std::uint32_t index : list.index) {
+      const std::vector<entry> blocks{part->channels[channel_].entries[index]};
+      std::shared_ptr<const datasets::open_file> opened;
+      const auto source = state_->source_of(*part, channel_, blocks[0].file, opened);
+      datasets::read_window(
+          source, blocks, 0, datasets::next_window(blocks, 0), work.window, work.other,
+          [&](std::size_t, const found_block& found) {
+            if (found.status != value_status::ok) return;
+            byte_view payload(found.payload.bytes, found.payload.size, word_order::file);
+            if (found.payload.form == stored_form::compressed) {
+              unsigned char* into = work.decoded.get(found.payload.room);
+              if (datasets::inflate(found, into) != value_status::ok) return;
+              payload = byte_view(into, found.payload.room, word_order::file);
+            }
+            first_ = datasets::find_item(found.stored_type, payload, state_->channels[channel_].member);
+            if (first_ && first_->kind == value_kind::name_value)
+              data_.record_names = datasets::record_names(*first_, payload);
+          });
+      if (first_) break;
+      state_->check_stop();
+    }
+    if (first_) break;
+  }
+  if (!first_) {
+    data_.layout.kind = value_kind::none;
+    return;
+  }
+  data_.layout.kind = first_->kind;
+  data_.layout.element = first_->element;
+  data_.layout.item_elements = first_->elements;
+  data_.layout.item_shape = datasets::shape_of_rows(*first_);
+  if (first_->kind == value_kind::text) {
+    data_.layout.item_shape.clear();
+    data_.layout.item_elements = 0;
+  }
+  data_.start = first_->start;
+  data_.increment = first_->increment;
+  data_.groups_increment = first_->groups_increment;
+  if (first_->kind == value_kind::update) {
+    data_.update_times.resize(data_.layout.rows);
+    data_.update_status.resize(data_.layout.rows);
+  }
+}
+
+std::size_t column_reader::row_bytes() const {
+  return data_.layout.item_elements * element_size(data_.layout.element);
+}
+
+void column_reader::allocate() {
+  const std::size_t bytes = data_.layout.bytes();
+  if (!options_.into.empty()) {
+    if (options_.into.size() < bytes)
+      throw selection_error("The column " + data_.channel + " takes " + std::to_string(bytes) +
+                            " bytes, and the memory given has " + std::to_string(options_.into.size()));
+    out_ = options_.into.data();
+  } else {
+    auto share = std::make_shared<kept_share>(state_);
+    state_->memory.take(bytes, ("The column " + data_.channel).c_str(), share->share,
+                      [this] { return state_->is_stopped(); });
+    state_->check_stop();
+    data_.share_ = share;
+    data_.memory_ = column_memory(bytes);
+    out_ = static_cast<std::byte*>(data_.memory_.get());
+  }
+  data_.bytes_ = {out_, bytes};
+}
+
+// ---- reading
+
+void column_reader::run_chunks() {
+  done_ = 0;
+  parts_.clear();
+  if (is_ragged_) parts_.resize(chunks_.size());
+  const auto look = [this] {
+    state_->check_stop();
+    if (state_->options.progress) state_->options.progress({done_, stored_});
+  };
+  state_->pool.run(chunks_.size(), state_->pool.size(), [this](std::size_t number) { read_chunk(number); }, look);
+  free_.clear();
+  if (!is_ragged_ && is_irregular_) return;
+  if (state_->options.progress) state_->options.progress({done_, stored_});
+}
+
+std::unique_ptr<column_reader::scratch> column_reader::take_scratch() {
+  const std::lock_guard lock(mutex_);
+  if (free_.empty()) return std::make_unique<scratch>();
+  auto work = std::move(free_.back());
+  free_.pop_back();
+  return work;
+}
+
+void column_reader::put_back(std::unique_ptr<scratch> work) {
+  const std::lock_guard lock(mutex_);
+  free_.push_back(std::move(work));
+}
+
+// All at once and nothing before it: a worker that waits holds nothing that another one waits for.
+void column_reader::reserve(scratch& work, std::size_t bytes) {
+  if (bytes <= work.share.bytes()) return;
+  state_->memory.take(bytes, ("Decoding a block of " + data_.channel).c_str(), work.share,
+                      [this] { return state_->is_stopped() || is_irregular_.load(); });
+  state_->check_stop();
+}
+
+void column_reader::read_chunk(std::size_t number) {
+  if (!is_ragged_ && is_irregular_) return;
+  state_->check_stop();
+  const chunk& one = chunks_[number];
+  const block_list& list = lists_[one.list];
+  const auto part = state_->timeline.get(list.segment);
+  std::vector<entry> blocks;
+  blocks.reserve(one.last - one.first);
+  for (std::size_t i = one.first; i < one.last; ++i)
+    blocks.push_back(part->channels[channel_].entries[list.index[i]]);
+
+  auto work = take_scratch();
+  ragged_part none;
+  ragged_part& ragged = is_ragged_ ? parts_[number] : none;
+  read_ledger ledger;
+  ledger.of(data_.channel);
+  channel_digest digest;
+  for (std::size_t first = 0; first < blocks.size();) {
+    if (state_->is_stopped() || (!is_ragged_ && is_irregular_)) break;
+    const block_window window = datasets::next_window(blocks, first);
+    std::shared_ptr<const datasets::open_file> opened;
+    const auto source = state_->source_of(*part, channel_, blocks[first].file, opened);
+    reserve(*work, window.bytes + work->decoded.size() + work->second.size());
+    datasets::read_window(source, blocks, first, window, work->window, work->other,
+                          [&](std::size_t i, const found_block& found) {
+                            const std::uint64_t row = list.row[one.first + i];
+                            const bool is_held = planned_status_[row] != value_status::ok;
+                            value_status status = value_status::ok;
+                            if (options_.with_digest && !is_held)
+                              status = add_to_digest(source, found, blocks[i], *work, digest);
+                            if (!is_for_digest_) status = take(found, row, *work, ragged);
+                            if (status != value_status::ok || !is_held) data_.status[row] = status;
+                            if (!is_held) state_->account(ledger, 0, channel_, blocks[i], status);
+                          });
+    first += window.blocks;
+  }
+  done_ += one.stored;
+  put_back(std::move(work));
+  if (!is_ragged_ && is_irregular_) return;
+  const std::lock_guard lock(mutex_);
+  data_.ledger.add(ledger);
+  if (data_.digest) data_.digest->add(digest);
+}
+
+value_status column_reader::take(const found_block& found, std::uint64_t row, scratch& work, ragged_part& ragged) {
+  if (found.status != value_status::ok) return found.status;
+  byte_view payload(found.payload.bytes, found.payload.size, word_order::file);
+  if (found.payload.form == stored_form::compressed) {
+    if (work.decoded.size() < found.payload.room)
+      reserve(work, work.window.size() + found.payload.room + 4096 + work.second.size());
+    unsigned char* into = work.decoded.get(found.payload.room);
+    if (const value_status status = datasets::inflate(found, into); status != value_status::ok) return status;
+    payload = byte_view(into, found.payload.room, word_order::file);
+  }
+  const auto one = datasets::find_item(found.stored_type, payload, state_->channels[channel_].member);
+  if (!one) return value_status::cannot_convert;
+  return store(*one, payload, row, ragged);
+}
+
+value_status column_reader::store(const item& one, const byte_view& payload, std::uint64_t row, ragged_part& ragged) {
+  if (one.kind != first_->kind || one.element != first_->element) return value_status::type_changed;
+  if (one.kind == value_kind::name_value && !datasets::has_record_names(one, payload, data_.record_names))
+    return value_status::type_changed;
+  if (one.kind == value_kind::update) {
+    const std::size_t status_at = one.at - 12;
+    data_.update_status[row] = *payload.at<std::int32_t>(status_at);
+    data_.update_times[row] = {*payload.at<std::uint32_t>(status_at + 4), *payload.at<std::uint32_t>(status_at + 8)};
+  }
+  if (is_ragged_) {
+    const std::size_t at = ragged.bytes.size();
+    ragged.bytes.resize(at + one.elements * element_size(one.element));
+    datasets::store_item(one, payload, ragged.bytes.data() + at);
+    ragged.rows.push_back(row);
+    ragged.lengths.push_back(static_cast<std::uint32_t>(one.elements));
+    ragged.shapes.push_back(one.shape);
+    return value_status::ok;
+  }
+  if (one.elements != first_->elements || one.shape != first_->shape) {
+    // The caller's memory has no room for rows of other shapes.
+    if (!options_.into.empty()) return value_status::type_changed;
+    is_irregular_ = true;
+    return value_status::ok;
+  }
+  datasets::store_item(one, payload, out_ + row * row_bytes());
+  return value_status::ok;
+}
+
+// The digest is of the block as events have it, whatever the column makes of it.
+value_status column_reader::add_to_digest(const datasets::block_source_file& source, const found_block& found,
+                                  const entry& where, scratch& work, channel_digest& digest) {
+  const ravo_time_id id{where.number, where.time};
+  if (found.status != value_status::ok) {
+    digest.add(id, found.status, {});
+    return found.status;
+  }
+  const std::size_t room = found.payload.room + datasets::cut_excess;
+  if (work.second.size() < room) reserve(work, work.window.size() + work.decoded.size() + room + 4096);
+  unsigned char* into = work.second.get(room);
+  std::size_t length = 0;
+  std::int32_t type = found.type;
+  value_status status = datasets::decode(source, found, state_->channels[channel_].name, into, length);
+  if (status == value_status::ok && !datasets::cut_member(source, found, state_->channels[channel_].name,
+                                                          state_->channels[channel_].member, into, room, length, type))
+    status = value_status::cannot_convert;
+  digest.add(id, status, {reinterpret_cast<const std::byte*>(into), length});
+  return status;
+}
+
+// ---- what is left to do when all blocks are read
+
+void column_reader::put_ragged_together() {
+  data_.offsets.assign(data_.layout.rows + 1, 0);
+  data_.shapes.assign(data_.layout.rows, {0, 0, 0});
+  for (const ragged_part& part : parts_)
+    for (std::size_t i = 0; i < part.rows.size(); ++i) {
+      data_.offsets[part.rows[i] + 1] = part.lengths[i];
+      data_.shapes[part.rows[i]] = part.shapes[i];
+    }
+  for (const row_copy& copy : copies_) {
+    data_.offsets[copy.row + 1] = data_.offsets[copy.from + 1];
+    data_.shapes[copy.row] = data_.shapes[copy.from];
+  }
+  for (std::size_t i = 1; i < data_.offsets.size(); ++i) data_.offsets[i] += data_.offsets[i - 1];
+  const std::size_t each = element_size(data_.layout.element);
+  const std::size_t bytes = data_.offsets.back() * each;
+  data_.memory_.reset();
+  auto share = std::make_shared<kept_share>(state_);
+  state_->memory.take(bytes, ("The column " + data_.channel).c_str(), share->share,
+                      [this] { return state_->is_stopped(); });
+  state_->check_stop();
+  data_.share_ = share;
+  data_.memory_ = column_memory(bytes);
+  out_ = static_cast<std::byte*>(data_.memory_.get());
+  data_.bytes_ = {out_, bytes};
+  for (ragged_part& part : parts_) {
+    std::size_t at = 0;
+    for (std::size_t i = 0; i < part.rows.size(); ++i) {
+      const std::size_t size = part.lengths[i] * each;
+      if (size != 0) std::memcpy(out_ + data_.offsets[part.rows[i]] * each, part.bytes.data() + at, size);
+      at += size;
+    }
+    part = {};
+  }
+}
+
+void column_reader::copy_held_rows() {
+  const std::size_t each = element_size(data_.layout.element);
+  for (const row_copy& copy : copies_) {
+    const value_status from = data_.status[copy.from];
+    if (!has_value(from)) {
+      data_.status[copy.row] = from;
+      continue;
+    }
+    const std::size_t size = data_.is_ragged() ? (data_.offsets[copy.from + 1] - data_.offsets[copy.from]) * each : row_bytes();
+    const std::size_t to_at = data_.is_ragged() ? data_.offsets[copy.row] * each : copy.row * row_bytes();
+    const std::size_t from_at = data_.is_ragged() ? data_.offsets[copy.from] * each : copy.from * row_bytes();
+    if (size != 0) std::memcpy(out_ + to_at, out_ + from_at, size);
+    if (!data_.update_times.empty()) {
+      data_.update_times[copy.row] = data_.update_times[copy.from];
+      data_.update_status[copy.row] = data_.update_status[copy.from];
+    }
+  }
+}
+
+void column_reader::fill_missing_rows() {
+  if (data_.is_ragged() || out_ == nullptr) return;
+  for (std::size_t row = 0; row < data_.layout.rows; ++row) {
+    if (has_value(data_.status[row])) continue;
+    std::byte* to = out_ + row * row_bytes();
+    if (data_.layout.element == element_type::float32) {
+      const float nothing = std::numeric_limits<float>::quiet_NaN();
+      for (std::size_t i = 0; i < data_.layout.item_elements; ++i) std::memcpy(to + 4 * i, &nothing, 4);
+    } else if (row_bytes() != 0) {
+      std::memset(to, 0, row_bytes());
+    }
+  }
+}
+
+}  // namespace ravo

@@ -1,0 +1,106 @@
+// Reads one column: which rows it has, what their values look like, and then all of them by all threads, each
+// block straight to its place.
+#ifndef RAVO_DATASET_COLUMN_READER_H
+#define RAVO_DATASET_COLUMN_READER_H
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "dataset_state.h"
+#include "item.h"
+#include "ravo_dataset/column.h"
+
+namespace ravo {
+
+class column_reader {
+ public:
+  column_reader(const std::shared_ptr<dataset_state>& state, std::size_t channel, const column_options& options);
+
+  column_layout layout();
+  column_data read();
+  /// Reads all blocks for their digest only.
+  channel_digest read_digest();
+
+ private:
+  /// Blocks of one segment and the rows that they are for.
+  struct block_list {
+    std::size_t segment = 0;
+    std::vector<std::uint32_t> index;  ///< in the channel's track
+    std::vector<std::uint64_t> row;
+  };
+  struct chunk {
+    std::size_t list = 0;
+    std::size_t first = 0;
+    std::size_t last = 0;
+    std::uint64_t stored = 0;
+  };
+  /// What one worker needs for a chunk.
+  struct scratch {
+    datasets::raw_buffer window;
+    datasets::raw_buffer other;
+    datasets::raw_buffer decoded;
+    datasets::raw_buffer second;
+    datasets::memory_share share;
+  };
+  struct row_copy {
+    std::uint64_t row;
+    std::uint64_t from;
+  };
+  /// Values of different shapes, before they are put together.
+  struct ragged_part {
+    std::vector<std::byte> bytes;
+    std::vector<std::uint64_t> rows;
+    std::vector<std::uint32_t> lengths;  ///< elements
+    std::vector<std::array<std::uint32_t, 3>> shapes;
+    datasets::memory_share share;
+  };
+
+  void make_rows();
+  void add_rows(std::size_t segment, const datasets::segment& part, std::size_t& ordinal);
+  void add_held_row(std::size_t segment, const std::shared_ptr<const datasets::segment>& part, std::uint32_t event);
+  void find_first_item();
+  void make_chunks();
+  void allocate();
+  void run_chunks();
+  void read_chunk(std::size_t number);
+  value_status take(const datasets::found_block& found, std::uint64_t row, scratch& work, ragged_part& ragged);
+  value_status store(const datasets::item& one, const byte_view& payload, std::uint64_t row, ragged_part& ragged);
+  value_status add_to_digest(const datasets::block_source_file& source, const datasets::found_block& found,
+                     const datasets::entry& where, scratch& work, channel_digest& digest);
+  void reserve(scratch& work, std::size_t bytes);
+  std::unique_ptr<scratch> take_scratch();
+  void put_back(std::unique_ptr<scratch> work);
+  void put_ragged_together();
+  void copy_held_rows();
+  void fill_missing_rows();
+  std::size_t row_bytes() const;
+
+  std::shared_ptr<dataset_state> state_;
+  std::size_t channel_;
+  column_options options_;
+  column_data data_;
+  std::vector<block_list> lists_;
+  std::vector<row_copy> copies_;
+  std::vector<chunk> chunks_;
+  std::uint64_t stored_ = 0;
+  std::optional<datasets::item> first_;
+  std::byte* out_ = nullptr;
+  bool is_ragged_ = false;
+  bool is_for_digest_ = false;
+  std::vector<value_status> planned_status_;  ///< before anything was read
+  read_ledger planned_ledger_;
+  std::vector<ragged_part> parts_;
+  std::optional<std::pair<std::pair<std::size_t, std::uint32_t>, std::uint64_t>> held_;  ///< last held entry, its row
+
+  std::atomic<bool> is_irregular_{false};
+  std::atomic<std::uint64_t> done_{0};
+  std::mutex mutex_;  ///< guards what follows, and data_.ledger and data_.digest while workers run
+  std::vector<std::unique_ptr<scratch>> free_;
+};
+
+}  // namespace ravo
+
+#endif

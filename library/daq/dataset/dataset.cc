@@ -1,0 +1,61 @@
+#include "ravo_dataset/dataset.h"
+
+#include "column_reader.h"
+#include "dataset_state.h"
+#include "event_reader.h"
+#include "planning.h"
+
+namespace ravo {
+
+dataset::dataset(std::shared_ptr<dataset_state> state) : state_(std::move(state)) {}
+
+dataset dataset::open(const selection& wanted, dataset_options options) {
+  auto state = std::make_shared<dataset_state>(wanted, std::move(options));
+  state->open();
+  return dataset(std::move(state));
+}
+
+dataset dataset::open(std::string_view text, dataset_options options) {
+  return open(selection::parse(text), std::move(options));
+}
+
+const selection& dataset::get_selection() const { return state_->wanted; }
+const std::vector<dataset_channel>& dataset::channels() const { return state_->channels; }
+const std::vector<dataset_file>& dataset::files() const { return state_->all_files; }
+std::optional<std::size_t> dataset::find_channel(std::string_view label) const { return state_->find_channel(label); }
+
+std::size_t dataset::size() const {
+  const std::size_t all = count_events(*state_);
+  return all / state_->wanted.step + (all % state_->wanted.step != 0 ? 1 : 0);
+}
+
+read_plan dataset::plan() const { return make_plan(*state_); }
+
+event_range dataset::events(event_options options) const {
+  return event_range(std::make_unique<event_reader>(state_, options));
+}
+
+std::optional<event> dataset::at(std::uint32_t number) const { return event_reader(state_, {}).at(number); }
+std::optional<event> dataset::at(const time_stamp& time) const { return event_reader(state_, {}).at(time); }
+
+column_layout dataset::layout(std::string_view channel, column_rows rows) const {
+  column_options options;
+  options.rows = rows;
+  return column_reader(state_, state_->channel_or_throw(channel), options).layout();
+}
+
+column_data dataset::column(std::string_view channel, const column_options& options) const {
+  return column_reader(state_, state_->channel_or_throw(channel), options).read();
+}
+
+std::vector<named_digest> dataset::digest() const {
+  std::vector<named_digest> all;
+  for (std::size_t i = 0; i < state_->channels.size(); ++i)
+    all.push_back({state_->channels[i].label, column_reader(state_, i, {}).read_digest()});
+  return all;
+}
+
+read_ledger dataset::ledger() const { return state_->all_readings(); }
+std::size_t dataset::peak_memory() const { return state_->memory.peak(); }
+
+}  // namespace ravo

@@ -1,0 +1,224 @@
+#include "dataset_state.h"
+
+#include <algorithm>
+#include <set>
+#include <thread>
+
+#include "find_files.h"
+
+namespace ravo {
+
+using datasets::entry;
+using datasets::segment;
+
+namespace {
+
+/// Begin and end of run, environment, update.
+constexpr std::uint32_t slow_events =
+    1u << RAVO_EV_BOR | 1u << RAVO_EV_EOR | 1u << RAVO_EV_ENV | 1u << RAVO_EV_UPD;
+
+/// What is found in one file before it is known which of its channels are wanted.
+struct looked_into {
+  datasets::file_look look;
+  std::vector<std::string> names;
+  std::vector<std::uint32_t> counts;
+  std::vector<std::uint32_t> masks;
+};
+
+dataset_options completed(dataset_options options) {
+  if (options.threads == 0) options.threads = std::max(1u, std::thread::hardware_concurrency());
+  return options;
+}
+
+}  // namespace
+
+dataset_state::dataset_state(selection what, dataset_options how)
+    : wanted(std::move(what)),
+      options(completed(std::move(how))),
+      memory(options.memory_limit),
+      opened(std::max<std::size_t>(options.open_files, 1)),
+      timeline(wanted, opened, memory),
+      pool(options.threads) {}
+
+void dataset_state::open() {
+  if (wanted.step == 0) throw selection_error("The step of a selection is 1 or more");
+  look_into_files(datasets::find_files(wanted));
+}
+
+void dataset_state::look_into_files(const std::vector<std::string>& paths) {
+  opened.set_paths(paths);
+  std::vector<looked_into> found(paths.size());
+  pool.run(paths.size(), pool.size(), [&](std::size_t i) {
+    check_stop();
+    const auto file = opened.get(i);
+    if (!file) {
+      found[i].look.problem = "it cannot be opened";
+      return;
+    }
+    found[i].look = datasets::look_into(*file, paths.size() > 1, [&](const datasets::listed_channel& channel) {
+      found[i].names.emplace_back(channel.name);
+      found[i].counts.push_back(static_cast<std::uint32_t>(std::max(channel.count, 0)));
+      found[i].masks.push_back(channel.event_mask);
+    });
+  });
+
+  std::set<std::string, std::less<>> names;
+  std::vector<std::string> readable;
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    const std::string& problem = found[i].look.problem;
+    all_files.push_back({paths[i], found[i].look.generation, problem});
+    if (!problem.empty()) {
+      refused.push_back({paths[i], problem});
+      continue;
+    }
+    files.push_back(all_files.back());
+    readable.push_back(paths[i]);
+    names.insert(found[i].names.begin(), found[i].names.end());
+  }
+  const bool is_strict = options.damage.largest_missing_share <= 0;
+  if (!refused.empty() && (is_strict || files.empty()))
+    throw missing_data("The file " + refused.front().path + " cannot be read: " + refused.front().problem);
+  if (!refused.empty()) opened.set_paths(readable);
+
+  wanted_channels = datasets::match_channels(wanted.channels, names);
+  std::vector<std::string> channel_names;
+  std::vector<bool> slow;
+  std::vector<std::uint32_t> masks(wanted_channels.size(), 0);
+  for (const datasets::wanted_channel& one : wanted_channels) {
+    channels.push_back({one.label(), one.name, one.member, false, 0});
+    channel_names.push_back(one.name);
+  }
+  std::unordered_map<std::string_view, std::vector<std::size_t>> by_name;
+  for (std::size_t i = 0; i < channels.size(); ++i) by_name[channels[i].name].push_back(i);
+  std::vector<datasets::timed_file> timed;
+  for (const looked_into& one : found) {
+    if (!one.look.problem.empty()) continue;
+    datasets::timed_file& file = timed.emplace_back();
+    file.generation = one.look.generation;
+    file.span = one.look.span;
+    file.counts.assign(channels.size(), 0);
+    for (std::size_t i = 0; i < one.names.size(); ++i) {
+      const auto wanted_here = by_name.find(one.names[i]);
+      if (wanted_here == by_name.end()) continue;
+      for (const std::size_t channel : wanted_here->second) {
+        file.counts[channel] = one.counts[i];
+        channels[channel].entries += one.counts[i];
+        masks[channel] |= one.masks[i];
+      }
+    }
+  }
+  for (std::size_t i = 0; i < channels.size(); ++i) {
+    channels[i].is_slow = masks[i] != 0 && (masks[i] & ~slow_events) == 0;
+    slow.push_back(channels[i].is_slow);
+  }
+  std::size_t join_channel = 0;
+  if (wanted.join == join_policy::with) join_channel = channel_or_throw(wanted.join_channel);
+  timeline.set(std::move(timed), std::move(channel_names), std::move(slow), join_channel);
+}
+
+std::optional<std::size_t> dataset_state::find_channel(std::string_view label) const {
+  std::optional<std::size_t> by_name;
+  for (std::size_t i = 0; i < channels.size(); ++i) {
+    if (channels[i].label == label) return i;
+    if (channels[i].name != label) continue;
+    if (by_name) return std::nullopt;
+    by_name = i;
+  }
+  return by_name;
+}
+
+std::size_t dataset_state::channel_or_throw(std::string_view label) const {
+  const auto found = find_channel(label);
+  if (!found)
+    throw selection_error("The dataset has no channel \"" + std::string(label) +
+                          "\"; channels are called as the selection names them");
+  return *found;
+}
+
+void dataset_state::check_stop() const {
+  if (is_stopped()) throw read_cancelled();
+}
+
+datasets::block_source_file dataset_state::source_of(const segment& part, std::size_t channel, std::uint32_t file,
+                                                     std::shared_ptr<const datasets::open_file>& kept) {
+  kept = opened.get(file);
+  return {kept.get(), timeline.file(file).generation, part.basket_end(channel, file)};
+}
+
+// ---- accounts
+
+void dataset_state::note_missing(read_ledger& to, std::size_t position, std::size_t channel, const entry& where,
+                                 missing_cause cause) const {
+  ++to.channels[position].missing[static_cast<std::size_t>(cause)];
+  if (to.values.size() < read_ledger::most_listed)
+    to.values.push_back({channels[channel].label, files[where.file].path, where.chhd, {where.number, where.time}, cause});
+}
+
+void dataset_state::account(read_ledger& to, std::size_t position, std::size_t channel, const entry& where,
+                            value_status status) const {
+  ++to.channels[position].expected;
+  if (!is_missing(status)) {
+    ++to.channels[position].delivered;
+    return;
+  }
+  const auto cause = static_cast<missing_cause>(static_cast<int>(status) - static_cast<int>(value_status::file_missing));
+  note_missing(to, position, channel, where, cause);
+  if (options.damage.largest_missing_share <= 0)
+    throw missing_data("A value of " + channels[channel].label + " is missing (" + value_status_text(status) + "): event " +
+                       std::to_string(where.number) + " in " + files[where.file].path + " at offset " +
+                       std::to_string(where.chhd));
+}
+
+bool dataset_state::is_inside(const entry& one) const {
+  if (wanted.from && datasets::in_microseconds(one.time) < datasets::in_microseconds(*wanted.from)) return false;
+  if (wanted.to && datasets::in_microseconds(one.time) > datasets::in_microseconds(*wanted.to)) return false;
+  return !(wanted.first_event && one.number < *wanted.first_event) &&
+         !(wanted.last_event && one.number > *wanted.last_event);
+}
+
+void dataset_state::account_left_out(read_ledger& to, std::size_t position, const segment& part,
+                                     std::size_t channel) const {
+  const datasets::channel_track& track = part.channels[channel];
+  for (const entry& one : track.left_out) {
+    if (!is_inside(one)) continue;
+    ++to.channels[position].expected;
+    note_missing(to, position, channel, one, missing_cause::second_of_event);
+  }
+  to.channels[position].expected += track.unplaced;
+  to.channels[position].missing[static_cast<std::size_t>(missing_cause::no_event_header)] += track.unplaced;
+  for (std::size_t i = 0; i < part.files.size(); ++i) {
+    if (!part.file_failed[i]) continue;
+    const std::uint32_t count = timeline.file(part.files[i]).counts[channel];
+    to.channels[position].expected += count;
+    to.channels[position].missing[static_cast<std::size_t>(missing_cause::file_missing)] += count;
+    if (to.values.size() < read_ledger::most_listed && count != 0)
+      to.values.push_back({channels[channel].label, files[part.files[i]].path, 0, {}, missing_cause::file_missing});
+  }
+  if (options.damage.largest_missing_share <= 0 && to.channels[position].missing_total() != 0)
+    throw missing_data("Values of " + channels[channel].label + " are missing: " + to.to_text());
+}
+
+void dataset_state::close_account(const read_ledger& of_reading) {
+  {
+    const std::lock_guard lock(mutex_);
+    ledger_.add(of_reading);
+  }
+  const double expected = static_cast<double>(of_reading.expected());
+  const double missing = static_cast<double>(of_reading.missing());
+  if (missing > expected * options.damage.largest_missing_share)
+    throw missing_data(std::to_string(of_reading.missing()) + " of " + std::to_string(of_reading.expected()) +
+                       " values are missing, more than the policy allows: " + of_reading.to_text());
+}
+
+read_ledger dataset_state::all_readings() const {
+  const std::lock_guard lock(mutex_);
+  read_ledger all = ledger_;
+  for (const refused_file& file : refused) {
+    const bool known = std::any_of(all.files.begin(), all.files.end(),
+                                   [&](const refused_file& one) { return one.path == file.path; });
+    if (!known) all.files.push_back(file);
+  }
+  return all;
+}
+
+}  // namespace ravo

@@ -1,0 +1,79 @@
+// What a dataset, its events and its columns share: the files, the channels, the time line, the threads and the
+// memory account. Fixed once it is opened, but for what is cached.
+#ifndef RAVO_DATASET_DATASET_STATE_H
+#define RAVO_DATASET_DATASET_STATE_H
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "block_reading.h"
+#include "channel_patterns.h"
+#include "memory_budget.h"
+#include "open_files.h"
+#include "ravo_dataset/dataset.h"
+#include "timeline.h"
+#include "worker_pool.h"
+
+namespace ravo {
+
+class dataset_state {
+ public:
+  dataset_state(selection what, dataset_options how);
+
+  /// Finds and looks into the files, and resolves the channels.
+  void open();
+
+  std::size_t channel_or_throw(std::string_view label) const;
+  std::optional<std::size_t> find_channel(std::string_view label) const;
+  /// Throws read_cancelled when the stop token says so.
+  void check_stop() const;
+  bool is_stopped() const { return options.stop.stop_requested(); }
+
+  /// Where the blocks of a channel in a file come from. Hold the open file as long as the source is used.
+  datasets::block_source_file source_of(const datasets::segment& part, std::size_t channel, std::uint32_t file,
+                                        std::shared_ptr<const datasets::open_file>& opened);
+
+  /// Counts a value that was expected, in row `position` of an account. Throws missing_data for a strict policy.
+  void account(read_ledger& to, std::size_t position, std::size_t channel, const datasets::entry& where,
+               value_status status) const;
+  /// Counts what never got into a segment's events: once for each reading, segment and channel.
+  void account_left_out(read_ledger& to, std::size_t position, const datasets::segment& part,
+                        std::size_t channel) const;
+  /// Adds a reading's account to that of all readings, and throws when too much is missing.
+  void close_account(const read_ledger& of_reading);
+  read_ledger all_readings() const;
+
+  const selection wanted;
+  const dataset_options options;
+  std::vector<dataset_file> files;       ///< those that can be read
+  std::vector<dataset_file> all_files;   ///< those that cannot, too
+  std::vector<refused_file> refused;
+  std::vector<dataset_channel> channels;
+  std::vector<datasets::wanted_channel> wanted_channels;
+
+  datasets::memory_budget memory;
+  datasets::open_files opened;
+  datasets::timeline timeline;
+  datasets::worker_pool pool;  ///< last: its threads end before the rest goes
+
+ private:
+  void look_into_files(const std::vector<std::string>& paths);
+  void note_missing(read_ledger& to, std::size_t position, std::size_t channel, const datasets::entry& where,
+                    missing_cause cause) const;
+  bool is_inside(const datasets::entry& one) const;
+
+  mutable std::mutex mutex_;  ///< guards ledger_
+  read_ledger ledger_;
+};
+
+/// A share of the memory that may outlive the dataset: it keeps the account alive.
+struct kept_share {
+  explicit kept_share(std::shared_ptr<dataset_state> its_state) : state(std::move(its_state)) {}
+  std::shared_ptr<dataset_state> state;
+  datasets::memory_share share;
+};
+
+}  // namespace ravo
+
+#endif

@@ -1,0 +1,66 @@
+#include "ravo_dataset/digest.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+namespace ravo {
+namespace {
+
+// Multiply and fold: each input word reaches every bit of the state. It is to find damage and mistakes, not to
+// resist anybody who looks for two blocks of one digest.
+std::uint64_t fold(std::uint64_t a, std::uint64_t b) {
+  __extension__ using wide = unsigned __int128;
+  const wide product = static_cast<wide>(a) * b;
+  return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+}
+
+constexpr std::uint64_t first_key = 0x9e3779b97f4a7c15u;
+constexpr std::uint64_t second_key = 0xc2b2ae3d27d4eb4fu;
+
+std::uint64_t word_at(const std::byte* bytes, std::size_t size) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, size);
+  return word;
+}
+
+std::uint64_t hash(std::span<const std::byte> bytes, std::uint64_t state) {
+  std::size_t at = 0;
+  for (; bytes.size() - at >= 16; at += 16)
+    state = fold(word_at(bytes.data() + at, 8) ^ state ^ first_key, word_at(bytes.data() + at + 8, 8) ^ second_key) + state;
+  for (; at < bytes.size(); at += 8)
+    state = fold(word_at(bytes.data() + at, std::min<std::size_t>(8, bytes.size() - at)) ^ state, second_key) + first_key;
+  return fold(state ^ bytes.size(), first_key);
+}
+
+}  // namespace
+
+void channel_digest::add(const ravo_time_id& event, value_status status, std::span<const std::byte> bytes) {
+  if (status != value_status::ok) bytes = {};
+  const std::uint64_t time = std::uint64_t{event.time.timeup} << 32 | event.time.timelow;
+  const std::uint64_t what = std::uint64_t{event.event_number} << 8 | static_cast<std::uint8_t>(status);
+  const std::uint64_t mixed = hash(bytes, fold(time ^ first_key, what ^ second_key));
+  ++values_;
+  sum_ += mixed;
+  other_sum_ += fold(mixed ^ second_key, mixed + first_key);
+}
+
+void channel_digest::add(const value& one) {
+  if (one.status() == value_status::ok || is_missing(one.status()))
+    add(one.recorded_with(), one.status(), one.bytes());
+}
+
+void channel_digest::add(const channel_digest& other) {
+  values_ += other.values_;
+  sum_ += other.sum_;
+  other_sum_ += other.other_sum_;
+}
+
+std::string channel_digest::to_text() const {
+  char text[33];
+  std::snprintf(text, sizeof text, "%016llx%016llx", static_cast<unsigned long long>(sum_ + fold(values_ + 1, first_key)),
+                static_cast<unsigned long long>(other_sum_));
+  return text;
+}
+
+}  // namespace ravo

@@ -1,0 +1,79 @@
+// Some events that were decoded together, and the memory of their values. Fixed once it is made.
+#ifndef RAVO_DATASET_EVENT_BATCH_H
+#define RAVO_DATASET_EVENT_BATCH_H
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "dataset_state.h"
+
+namespace ravo {
+
+/// Memory for decoded blocks, which never moves; all of it is taken from the memory limit.
+class block_arena {
+ public:
+  /// Bytes for a block, aligned for its words; null when the limit leaves no room.
+  unsigned char* allocate(datasets::memory_budget& memory, std::size_t size);
+
+ private:
+  struct slab {
+    datasets::raw_buffer memory;
+    datasets::memory_share share;
+  };
+  std::vector<slab> slabs_;
+  std::size_t used_ = 0;   ///< of the last slab
+  std::size_t total_ = 0;  ///< of all slabs
+};
+
+class event_batch {
+ public:
+  struct block {
+    datasets::entry where{};
+    value_status status = value_status::truncated;
+    const unsigned char* bytes = nullptr;
+    std::size_t length = 0;
+    std::int32_t type = 0;
+    std::int32_t error = 0;
+  };
+  struct cell {
+    static constexpr std::uint32_t none = 0xffffffffu;
+    std::uint32_t block = none;
+    value_status status = value_status::not_recorded;  ///< ok stands for the block's own
+  };
+
+  explicit event_batch(std::shared_ptr<dataset_state> state) : state_(std::move(state)) {}
+
+  std::size_t size() const { return ids_.size(); }
+  const ravo_time_id& id(std::size_t event) const { return ids_[event]; }
+  const dataset_state& state() const { return *state_; }
+  value at(std::size_t event, std::size_t channel) const;
+  const cell& cell_at(std::size_t event, std::size_t channel) const {
+    return cells_[event * state_->channels.size() + channel];
+  }
+  const block& block_at(std::uint32_t index) const { return blocks_[index]; }
+  std::uint64_t stored_bytes() const { return stored_; }
+
+ private:
+  friend class batch_decoder;
+  std::shared_ptr<dataset_state> state_;  ///< first: the shares below belong to its account
+  datasets::memory_share share_;          ///< for the tables below
+  std::vector<ravo_time_id> ids_;
+  std::vector<cell> cells_;
+  std::vector<block> blocks_;
+  block_arena arena_;
+  std::uint64_t stored_ = 0;
+};
+
+/// Events of one segment, by ascending position.
+struct batch_plan {
+  std::size_t segment = 0;
+  std::vector<std::uint32_t> events;
+};
+
+/// Decodes a batch. Null: the memory limit left no room.
+std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state, const batch_plan& plan);
+
+}  // namespace ravo
+
+#endif

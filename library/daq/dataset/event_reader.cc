@@ -1,0 +1,314 @@
+#include "event_reader.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "planning.h"
+
+namespace ravo {
+
+namespace {
+
+constexpr std::uint64_t batch_bytes = 256 * 1024;  // stored
+constexpr std::size_t batch_events = 512;
+constexpr std::size_t batch_cells = 64 * 1024;
+
+}  // namespace
+
+event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_options& options)
+    : state_(std::move(state)), options_(options), accounted_(state_->timeline.segments(), false) {
+  if (options_.step == 0) throw selection_error("The step of a slice of events is 1 or more");
+  for (const dataset_channel& channel : state_->channels) ledger_.channels.emplace_back().channel = channel.label;
+  ledger_.files = state_->refused;
+}
+
+event_reader::~event_reader() {
+  for (const auto& one : ahead_) {
+    std::unique_lock lock(one->mutex);
+    one->is_cancelled = true;
+    one->done.wait(lock, [&] { return one->state != progress::waiting; });
+    one->batch.reset();
+  }
+  try {
+    settle();
+  } catch (const std::exception&) {
+    // Who leaves early does not want to hear what is missing; the dataset's ledger has it.
+  }
+}
+
+void event_reader::settle() {
+  if (is_settled_) return;
+  is_settled_ = true;
+  state_->close_account(ledger_);
+}
+
+// ---- which events, in which batches
+
+void event_reader::find_start() {
+  is_started_ = true;
+  const std::size_t step = state_->wanted.step;
+  stride_ = step * options_.step;
+  const std::size_t unlimited = std::numeric_limits<std::size_t>::max();
+  const bool backward = options_.order == event_order::backward;
+  left_ = options_.count.value_or(unlimited);
+  ordinal_ = options_.first * step;
+  if (!backward) return;
+  // Backward begins at the last event of the slice, which only counting tells.
+  const std::size_t all = count_events(*state_);
+  const std::size_t there = ordinal_ < all ? (all - ordinal_ - 1) / stride_ + 1 : 0;
+  left_ = std::min(left_, there);
+  if (left_ == 0) return;
+  ordinal_ += (left_ - 1) * stride_;
+  segment_ = state_->timeline.segments();
+  before_segment_ = all;
+}
+
+/// Moves to the segment that holds the next event; false when there is none.
+bool event_reader::enter_segment() {
+  datasets::timeline& line = state_->timeline;
+  if (options_.order == event_order::backward) {
+    while (ordinal_ < before_segment_) before_segment_ -= line.selected_in(--segment_);
+    return true;
+  }
+  while (segment_ < line.segments()) {
+    const std::size_t here = line.selected_in(segment_);
+    if (ordinal_ < before_segment_ + here) return true;
+    if (line.may_have_events(segment_) && !accounted_[segment_]) {
+      const auto part = line.get(segment_);
+      for (std::size_t i = 0; i < state_->channels.size(); ++i) state_->account_left_out(ledger_, i, *part, i);
+      accounted_[segment_] = true;
+    }
+    before_segment_ += here;
+    ++segment_;
+  }
+  return false;
+}
+
+std::optional<batch_plan> event_reader::next_plan() {
+  if (!is_started_) find_start();
+  if (left_ == 0 || !enter_segment()) return std::nullopt;
+  const auto part = state_->timeline.get(segment_);
+  if (!accounted_[segment_]) {
+    for (std::size_t i = 0; i < state_->channels.size(); ++i) state_->account_left_out(ledger_, i, *part, i);
+    accounted_[segment_] = true;
+  }
+  const bool backward = options_.order == event_order::backward;
+  const std::size_t channels = std::max<std::size_t>(state_->channels.size(), 1);
+  const std::size_t most = std::clamp<std::size_t>(batch_cells / channels, 1, batch_events);
+  batch_plan plan;
+  plan.segment = segment_;
+  std::uint64_t bytes = 0;
+  while (left_ > 0 && plan.events.size() < most && (plan.events.empty() || bytes < batch_bytes)) {
+    const std::size_t place = ordinal_ - before_segment_;
+    if (place >= part->selected.size()) break;
+    plan.events.push_back(part->selected[place]);
+    bytes += part->bytes_before[place + 1] - part->bytes_before[place];
+    --left_;
+    if (backward && ordinal_ < before_segment_ + stride_) {
+      if (left_ > 0) ordinal_ -= stride_;
+      break;
+    }
+    ordinal_ += backward ? 0 - stride_ : stride_;
+  }
+  if (backward) std::reverse(plan.events.begin(), plan.events.end());
+  return plan;
+}
+
+// ---- decoding ahead
+
+void event_reader::top_up() {
+  const std::size_t most = state_->pool.size() * 2 + 1;
+  while (ahead_.size() < most) {
+    auto plan = next_plan();
+    if (!plan) return;
+    auto ahead = std::make_shared<task>();
+    ahead->plan = std::move(*plan);
+    ahead_.push_back(ahead);
+    start(ahead);
+  }
+}
+
+// The state is alive as long as the reader, which waits for its tasks: a task must not own it, since the pool
+// belongs to it.
+void event_reader::start(const std::shared_ptr<task>& ahead) {
+  const std::shared_ptr<dataset_state>* const state = &state_;
+  state_->pool.add([ahead, state] {
+    {
+      const std::lock_guard lock(ahead->mutex);
+      if (ahead->is_cancelled) {
+        ahead->state = progress::failed;
+        ahead->done.notify_all();
+        return;
+      }
+    }
+    std::shared_ptr<event_batch> batch;
+    std::exception_ptr failure;
+    try {
+      batch = decode_batch(*state, ahead->plan);
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    const std::lock_guard lock(ahead->mutex);
+    ahead->state = failure ? progress::failed : batch ? progress::decoded : progress::no_memory;
+    ahead->batch = std::move(batch);
+    ahead->failure = failure;
+    ahead->done.notify_all();
+  });
+}
+
+std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
+  std::unique_lock lock(ahead.mutex);
+  ahead.done.wait(lock, [&] { return ahead.state != progress::waiting; });
+  if (ahead.failure) std::rethrow_exception(ahead.failure);
+  if (ahead.batch) return std::move(ahead.batch);
+  lock.unlock();
+  return decode_now(ahead.plan);
+}
+
+/// Its turn has come: what was decoded ahead has to make room.
+std::shared_ptr<event_batch> event_reader::decode_now(const batch_plan& plan) {
+  for (;;) {
+    state_->check_stop();
+    if (auto batch = decode_batch(state_, plan)) return batch;
+    if (drop_one_ahead() || state_->timeline.drop_oldest()) continue;
+    // Nothing of ours is in the way any more.
+    throw memory_exceeded("An event does not fit into the memory limit of " + std::to_string(state_->memory.limit()) +
+                          " bytes, of which " + std::to_string(state_->memory.used()) +
+                          " are in use; let go of events and columns, or raise the limit");
+  }
+}
+
+/// Drops the last batch that was decoded ahead. It is decoded again when its turn comes.
+bool event_reader::drop_one_ahead() {
+  for (auto one = ahead_.rbegin(); one != ahead_.rend(); ++one) {
+    std::unique_lock lock((*one)->mutex);
+    (*one)->done.wait(lock, [&] { return (*one)->state != progress::waiting; });
+    if (!(*one)->batch) continue;
+    (*one)->batch.reset();
+    (*one)->state = progress::no_memory;
+    return true;
+  }
+  return false;
+}
+
+bool event_reader::next_batch() {
+  batch_.reset();
+  place_ = 0;
+  top_up();
+  if (ahead_.empty()) return false;
+  // Off the queue before it is taken: what it throws is thrown once.
+  const auto first = std::move(ahead_.front());
+  ahead_.pop_front();
+  batch_ = take_batch(*first);
+  top_up();
+  done_bytes_ += batch_->stored_bytes();
+  if (state_->options.progress) state_->options.progress({done_bytes_, 0});
+  return true;
+}
+
+std::optional<event> event_reader::next() {
+  state_->check_stop();
+  if (is_settled_) return std::nullopt;
+  if ((!batch_ || place_ == batch_->size()) && !next_batch()) {
+    settle();
+    return std::nullopt;
+  }
+  const std::size_t index = options_.order == event_order::backward ? batch_->size() - 1 - place_ : place_;
+  ++place_;
+  return hand_out(batch_, index);
+}
+
+event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::size_t index) {
+  for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
+    const event_batch::cell& cell = batch->cell_at(index, channel);
+    if (cell.block == event_batch::cell::none || cell.status != value_status::ok) continue;
+    const event_batch::block& block = batch->block_at(cell.block);
+    state_->account(ledger_, channel, channel, block.where, block.status);
+  }
+  event one;
+  one.batch_ = batch;
+  one.index_ = index;
+  one.id_ = batch->id(index);
+  return one;
+}
+
+// ---- single events
+
+std::optional<event> event_reader::only(std::size_t segment, std::uint32_t number) {
+  event one = hand_out(decode_now({segment, {number}}), 0);
+  settle();
+  return one;
+}
+
+std::optional<event> event_reader::at(std::uint32_t number) {
+  datasets::timeline& line = state_->timeline;
+  for (std::size_t i = 0; i < line.segments(); ++i) {
+    const datasets::event_span& span = line.span_of(i);
+    if (!line.may_have_events(i) || (!span.empty && (number < span.lowest || number > span.highest))) continue;
+    const auto part = line.get(i);
+    const auto found = std::find_if(part->selected.begin(), part->selected.end(), [&](std::uint32_t event) {
+      return part->events[event].event_number == number;
+    });
+    if (found != part->selected.end()) return only(i, *found);
+  }
+  is_settled_ = true;
+  return std::nullopt;
+}
+
+std::optional<event> event_reader::at(const time_stamp& time) {
+  datasets::timeline& line = state_->timeline;
+  const std::int64_t wanted = datasets::in_microseconds(time);
+  const auto tolerance = static_cast<std::int64_t>(line.rule().tolerance);
+  std::int64_t nearest = tolerance + 1;
+  std::pair<std::size_t, std::uint32_t> chosen;
+  for (std::size_t i = 0; i < line.segments(); ++i) {
+    const datasets::event_span& span = line.span_of(i);
+    const bool is_far = !span.empty && (wanted < datasets::in_microseconds(span.first) - tolerance ||
+                                        wanted > datasets::in_microseconds(span.last) + tolerance);
+    if (!line.may_have_events(i) || is_far) continue;
+    const auto part = line.get(i);
+    for (const std::uint32_t event : part->selected) {
+      const std::int64_t gap = std::abs(datasets::in_microseconds(part->events[event].time) - wanted);
+      if (gap >= nearest) continue;
+      nearest = gap;
+      chosen = {i, event};
+    }
+  }
+  if (nearest <= tolerance) return only(chosen.first, chosen.second);
+  is_settled_ = true;
+  return std::nullopt;
+}
+
+// ---- what programs see
+
+std::size_t event::channels() const { return batch_->state().channels.size(); }
+value event::operator[](std::size_t channel) const { return batch_->at(index_, channel); }
+value event::operator[](std::string_view label) const {
+  return batch_->at(index_, batch_->state().channel_or_throw(label));
+}
+
+event_range::event_range(std::unique_ptr<event_reader> reader) : reader_(std::move(reader)) {}
+event_range::event_range(event_range&&) noexcept = default;
+event_range& event_range::operator=(event_range&&) noexcept = default;
+event_range::~event_range() = default;
+
+event_range::iterator event_range::begin() {
+  if (!begun_) advance();
+  begun_ = true;
+  return iterator(this);
+}
+
+void event_range::advance() {
+  current_.reset();  // before the next one is made: its memory may be needed
+  current_ = reader_->next();
+}
+
+std::optional<event> event_range::next() {
+  begun_ = true;
+  current_.reset();
+  return reader_->next();
+}
+
+read_ledger event_range::ledger() const { return reader_->ledger(); }
+
+}  // namespace ravo

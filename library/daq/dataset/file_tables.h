@@ -1,0 +1,75 @@
+// One raw file of either generation as the dataset layer sees it: which channels it has, which span its events
+// cover, and for a channel the list of its events, each with number, time, type and where its block lies.
+// Nothing is inflated here, and no more is read than is asked for.
+#ifndef RAVO_DATASET_FILE_TABLES_H
+#define RAVO_DATASET_FILE_TABLES_H
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "open_files.h"
+#include "ravo_core_records.h"
+#include "ravo_file_generation.h"
+
+namespace ravo::datasets {
+
+/// One event of one channel. 32 bytes, since there are millions.
+struct entry {
+  std::uint32_t number;
+  time_stamp time;
+  std::uint32_t chhd;    ///< where the subheader lies
+  std::uint32_t data;    ///< where the data are said to lie
+  std::uint32_t stored;  ///< bytes from the subheader to the next block or the basket's end; 0: outside the basket
+  std::uint32_t file;    ///< position in the dataset's files
+  std::uint8_t type;     ///< RAVO_EVTYPE
+};
+static_assert(sizeof(entry) == 32);
+
+/// What a channel dictionary says of a channel.
+struct listed_channel {
+  std::string_view name;
+  std::int32_t count;
+  std::uint32_t event_mask;
+  std::uint32_t type_mask;
+};
+
+/// The events that a file's event index has, all types together.
+struct event_span {
+  time_stamp first{};
+  time_stamp last{};
+  std::uint32_t lowest = 0;  ///< numbers; 0 where an event at either end has none
+  std::uint32_t highest = 0;
+  bool empty = true;
+};
+
+/// One channel of one file.
+struct channel_rows {
+  std::vector<entry> entries;    ///< in the file's order
+  std::uint32_t unplaced = 0;    ///< entries whose event header is not where the file says
+  std::uint64_t basket_end = 0;  ///< 0: the basket is not where the file says
+};
+
+/// Why a file cannot be read, in words; empty when it can.
+struct file_look {
+  std::string problem;
+  ravo_file_generation generation = ravo_file_generation::current;
+  event_span span;
+};
+
+/// Reads the dictionary and, where wanted, the span of the events. `visit` is called for each channel.
+file_look look_into(const open_file& file, bool with_span,
+                    const std::function<void(const listed_channel&)>& visit);
+
+/// The rows of the named channels, in their order; nothing when the tables cannot be read (any more). A channel
+/// that the file does not have is empty.
+std::optional<std::vector<channel_rows>> load_rows(const open_file& file, ravo_file_generation generation,
+                                                   const std::vector<std::string>& names,
+                                                   std::uint32_t position);
+
+}  // namespace ravo::datasets
+
+#endif

@@ -1,0 +1,16 @@
+// The dataset layer, whole: any event, any column of any number of raw files. docs/dataset.md teaches it.
+#ifndef RAVO_DATASET_H
+#define RAVO_DATASET_H
+
+#include "ravo_dataset/column.h"
+#include "ravo_dataset/dataset.h"
+#include "ravo_dataset/digest.h"
+#include "ravo_dataset/errors.h"
+#include "ravo_dataset/event.h"
+#include "ravo_dataset/ledger.h"
+#include "ravo_dataset/plan.h"
+#include "ravo_dataset/selection.h"
+#include "ravo_dataset/status.h"
+#include "ravo_dataset/values.h"
+
+#endif

@@ -1,0 +1,120 @@
+// The dataset: raw files of either generation opened by a selection, planned before anything is decoded, and
+// read event by event or channel by channel with all cores in bounded memory.
+#ifndef RAVO_DATASET_DATASET_H
+#define RAVO_DATASET_DATASET_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ravo_dataset/column.h"
+#include "ravo_dataset/digest.h"
+#include "ravo_dataset/errors.h"
+#include "ravo_dataset/event.h"
+#include "ravo_dataset/ledger.h"
+#include "ravo_dataset/plan.h"
+#include "ravo_dataset/selection.h"
+#include "ravo_file_generation.h"
+
+namespace ravo {
+
+/// How much may be missing.
+struct damage_policy {
+  /// The largest share of a reading's expected values that may be missing, 0 to 1. 1, lenient: values that are
+  /// missing have their status, and nothing is thrown. 0, strict: the first missing value throws missing_data, and
+  /// so does a file that cannot be read. Between them a column throws when it is read, events when they end.
+  double largest_missing_share = 1;
+
+  static damage_policy lenient() { return {1}; }
+  static damage_policy strict() { return {0}; }
+};
+
+/// How far a reading has come.
+struct read_progress {
+  std::uint64_t done_bytes = 0;  ///< stored bytes read and decoded
+  std::uint64_t total_bytes = 0;
+};
+
+struct dataset_options {
+  std::size_t threads = 0;  ///< 0: as many as the machine has
+  /// Bytes that the dataset may own: tables of events, windows of files, decoded blocks, columns that are not in
+  /// the caller's memory, and events that the caller holds. Work waits rather than goes beyond it; what cannot be
+  /// done within it throws memory_exceeded.
+  std::size_t memory_limit = std::size_t{1} << 30;
+  std::size_t open_files = 64;  ///< at a time
+  damage_policy damage;
+  /// Called on the thread that reads, now and then and at the end. It must not call the dataset.
+  std::function<void(const read_progress&)> progress;
+  /// Ends every reading with read_cancelled as soon as its workers have left.
+  std::stop_token stop;
+};
+
+/// One channel of a dataset.
+struct dataset_channel {
+  std::string label;       ///< "NAME" or "NAME:member"
+  std::string name;
+  int member = -1;         ///< -1: the whole channel
+  bool is_slow = false;    ///< it occurs in slow events only
+  std::uint64_t entries = 0;  ///< in all files, whatever the limits of the selection
+};
+
+/// One file of a dataset.
+struct dataset_file {
+  std::string path;
+  ravo_file_generation generation = ravo_file_generation::current;
+  std::string problem;  ///< why it was left out; empty when it was not
+};
+
+/// A dataset may be used by several threads at once. Events and columns may outlive it.
+class dataset {
+ public:
+  /// Opens what a selection names: reads the dictionaries and event indexes of the files, and no data. Throws
+  /// selection_error; missing_data when the policy is strict and a file cannot be read, or when none can.
+  static dataset open(const selection& wanted, dataset_options options = {});
+  /// The same of a selection's text.
+  static dataset open(std::string_view text, dataset_options options = {});
+
+  const selection& get_selection() const;
+  const std::vector<dataset_channel>& channels() const;
+  const std::vector<dataset_file>& files() const;
+  /// The position of a channel by its label, or by its name when that is one channel only.
+  std::optional<std::size_t> find_channel(std::string_view label) const;
+
+  /// The number of events of the selection. Aligns all that was not aligned yet; inflates nothing.
+  std::size_t size() const;
+  /// What a reading of everything would take.
+  read_plan plan() const;
+
+  /// The events of the selection, in order or backward.
+  event_range events(event_options options = {}) const;
+  /// The event with a number, or at a time: the nearest within the selection's tolerance. Whatever the step.
+  std::optional<event> at(std::uint32_t number) const;
+  std::optional<event> at(const time_stamp& time) const;
+
+  /// What a column would be. Decodes its first readable block.
+  column_layout layout(std::string_view channel, column_rows rows = column_rows::recorded) const;
+  /// All values of a channel. Throws selection_error for a channel that the dataset does not have.
+  column_data column(std::string_view channel, const column_options& options = {}) const;
+
+  /// The digest of each channel over the selection: reads everything.
+  std::vector<named_digest> digest() const;
+
+  /// The account of all readings so far.
+  read_ledger ledger() const;
+  /// The most memory that was owned at a time, of memory_limit.
+  std::size_t peak_memory() const;
+
+ private:
+  explicit dataset(std::shared_ptr<class dataset_state> state);
+  std::shared_ptr<class dataset_state> state_;
+};
+
+}  // namespace ravo
+
+#endif

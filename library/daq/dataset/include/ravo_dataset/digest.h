@@ -1,0 +1,46 @@
+// A fingerprint of what was read of a channel: of each value its event, its status and all bytes of its block.
+// The order in which values are added does not count, so that every way of reading has the same digest.
+#ifndef RAVO_DATASET_DIGEST_H
+#define RAVO_DATASET_DIGEST_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "ravo_core_records.h"
+#include "ravo_dataset/status.h"
+#include "ravo_dataset/values.h"
+
+namespace ravo {
+
+/// Not for several threads at once; digests of parts are put together with add().
+class channel_digest {
+ public:
+  /// A recorded value: bytes of the block in host order. Bytes of a value that is missing do not count.
+  void add(const ravo_time_id& event, value_status status, std::span<const std::byte> bytes);
+  /// The same of a value. One that is held or not recorded is none of this event's and does not count.
+  void add(const value& one);
+  void add(const channel_digest& other);
+
+  std::uint64_t values() const { return values_; }
+  /// 32 hexadecimal digits.
+  std::string to_text() const;
+  bool operator==(const channel_digest&) const = default;
+
+ private:
+  std::uint64_t values_ = 0;
+  std::uint64_t sum_ = 0;
+  std::uint64_t other_sum_ = 0;
+};
+
+/// One channel's digest.
+struct named_digest {
+  std::string channel;
+  channel_digest digest;
+};
+
+}  // namespace ravo
+
+#endif

@@ -1,0 +1,33 @@
+// What the dataset layer throws. Damaged values are no exceptions: they have a status; only a policy makes an
+// exception of them.
+#ifndef RAVO_DATASET_ERRORS_H
+#define RAVO_DATASET_ERRORS_H
+
+#include <stdexcept>
+
+namespace ravo {
+
+/// The base of all that is thrown here; what() is one sentence that says what to do.
+struct dataset_error : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+/// A selection that cannot be read, or that nothing matches.
+struct selection_error : dataset_error {
+  using dataset_error::dataset_error;
+};
+/// More is missing than the damage policy allows; what() names the first cause with its file.
+struct missing_data : dataset_error {
+  using dataset_error::dataset_error;
+};
+/// The memory limit is too small for what was asked, or filled by what the caller holds.
+struct memory_exceeded : dataset_error {
+  using dataset_error::dataset_error;
+};
+/// The stop token was told to stop.
+struct read_cancelled : dataset_error {
+  read_cancelled() : dataset_error("The reading was cancelled") {}
+};
+
+}  // namespace ravo
+
+#endif

@@ -1,0 +1,105 @@
+// Aligned events: each has a value of every channel of the dataset, decoded ahead of use in the order of the
+// events.
+#ifndef RAVO_DATASET_EVENT_H
+#define RAVO_DATASET_EVENT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "ravo_core_records.h"
+#include "ravo_dataset/ledger.h"
+#include "ravo_dataset/values.h"
+
+namespace ravo {
+
+class event_batch;
+class event_reader;
+
+/// One aligned event. Copies share its data, which live as long as one of them.
+class event {
+ public:
+  std::uint32_t number() const { return id_.event_number; }
+  time_stamp time() const { return id_.time; }
+  const ravo_time_id& id() const { return id_; }
+  /// The channels of the dataset, in its order.
+  std::size_t channels() const;
+  /// The value of a channel by its position in the dataset.
+  value operator[](std::size_t channel) const;
+  /// The same by its label. Throws selection_error when the dataset has no such channel.
+  value operator[](std::string_view label) const;
+
+ private:
+  friend class event_reader;
+  friend class event_range;
+  friend class dataset;
+  event() = default;
+  std::shared_ptr<const event_batch> batch_;
+  std::size_t index_ = 0;
+  ravo_time_id id_{};
+};
+
+enum class event_order { forward, backward };
+
+struct event_options {
+  event_order order = event_order::forward;
+  /// A slice of the selection's events, in their forward order: `count` of them from `first` on, every `step`-th.
+  std::size_t first = 0;
+  std::optional<std::size_t> count;
+  std::size_t step = 1;
+};
+
+/// The events of one reading, once. begin() starts it; it is over when the iterator reaches end() or the range
+/// goes.
+class event_range {
+ public:
+  class iterator {
+   public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = event;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const event*;
+    using reference = const event&;
+
+    iterator() = default;
+    const event& operator*() const { return *range_->current_; }
+    const event* operator->() const { return &*range_->current_; }
+    iterator& operator++() {
+      range_->advance();
+      return *this;
+    }
+    void operator++(int) { range_->advance(); }
+    bool operator==(std::default_sentinel_t) const { return range_ == nullptr || !range_->current_; }
+
+   private:
+    friend class event_range;
+    explicit iterator(event_range* range) : range_(range) {}
+    event_range* range_ = nullptr;
+  };
+
+  event_range(event_range&&) noexcept;
+  event_range& operator=(event_range&&) noexcept;
+  ~event_range();
+
+  iterator begin();
+  std::default_sentinel_t end() const { return {}; }
+  /// The next event, or nothing at the end: the same without an iterator.
+  std::optional<event> next();
+  /// The account of what was handed out so far.
+  read_ledger ledger() const;
+
+ private:
+  friend class dataset;
+  explicit event_range(std::unique_ptr<event_reader> reader);
+  void advance();
+  std::unique_ptr<event_reader> reader_;
+  std::optional<event> current_;
+  bool begun_ = false;
+};
+
+}  // namespace ravo
+
+#endif

@@ -1,0 +1,34 @@
+// What a reading will take, told before any of it is done.
+#ifndef RAVO_DATASET_PLAN_H
+#define RAVO_DATASET_PLAN_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace ravo {
+
+struct channel_plan {
+  std::string channel;
+  std::uint64_t values = 0;        ///< recorded in the selection's events
+  std::uint64_t stored_bytes = 0;  ///< in the files
+  /// When decoded; told by the heads of some of the blocks where they are compressed.
+  std::uint64_t decoded_bytes = 0;
+};
+
+struct read_plan {
+  std::uint64_t files = 0;
+  std::uint64_t events = 0;
+  std::vector<channel_plan> channels;
+  std::uint64_t stored_bytes = 0;
+  std::uint64_t decoded_bytes = 0;
+  std::uint64_t peak_bytes_of_events = 0;   ///< of memory, reading event by event
+  std::uint64_t peak_bytes_of_columns = 0;  ///< of memory, reading one column after the other
+  double seconds = 0;                       ///< an estimate, with the threads of the dataset
+
+  std::string to_text() const;
+};
+
+}  // namespace ravo
+
+#endif

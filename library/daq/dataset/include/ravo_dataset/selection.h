@@ -1,0 +1,85 @@
+// What is to be read: which files, channels and events, how channels are aligned, and what an event has to
+// have. A selection is a plain record and, in a second form, one line of text that can be mailed:
+//   linac/main run=1207 chan=BPM*,CAM/1 from=2025-03-01T08:00:00Z step=10
+#ifndef RAVO_DATASET_SELECTION_H
+#define RAVO_DATASET_SELECTION_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ravo_core_records.h"
+
+namespace ravo {
+
+/// How events of different channels are told to be one.
+enum class synch_mode { by_number, by_time };
+
+/// Which events are in a selection.
+enum class join_policy {
+  any,   ///< those of at least one channel
+  all,   ///< those that all channels have; a slow channel has one too where the slow policy gives it a value
+  with,  ///< those that the channel `join_channel` has
+};
+
+/// What a slow channel (updates, environment, begin and end of run) has at events of others.
+enum class slow_policy {
+  none,     ///< nothing: it has a value at its own events only
+  hold,     ///< its last value before, also from before the selection's first event
+  nearest,  ///< of its last value before and its first one after, the one nearer in time
+};
+
+struct run_numbers {
+  int first = 0;
+  int last = 0;
+  bool operator==(const run_numbers&) const = default;
+};
+
+struct selection {
+  // ---- files: those listed; else those of the runs or of the period, as the reader's request finds them ----
+  std::vector<std::string> files;  ///< raw files, and folders of which all raw files (*.raw) are taken
+  std::string experiment = "linac";
+  std::string stream = "main";
+  std::string catalogue;  ///< directory of the run catalogue
+  std::string data;       ///< directory of the raw files, or several joined by ":"
+  std::optional<run_numbers> runs;
+
+  // ---- channels: each an exact name, a glob (* ? [...]), or "~" and a regular expression for the whole name;
+  // with ":n" behind it the member n only. Empty: all channels. ----
+  std::vector<std::string> channels;
+
+  // ---- events: all limits are inclusive, and all that are given hold ----
+  std::optional<time_stamp> from;
+  std::optional<time_stamp> to;
+  std::optional<std::uint32_t> first_event;
+  std::optional<std::uint32_t> last_event;
+  std::uint32_t step = 1;  ///< every step-th of the events that are left, the first included
+
+  // ---- alignment ----
+  synch_mode synch = synch_mode::by_number;
+  time_stamp tolerance{0, 50000};  ///< for events without a number, and all when aligned by time
+  join_policy join = join_policy::any;
+  std::string join_channel;  ///< of join_policy::with: a channel of the selection, as it is written there
+  slow_policy slow = slow_policy::none;
+  std::optional<std::uint64_t> max_age;  ///< microseconds; a held value that is older is stale
+
+  /// Reads the text form. Words are parted by blanks:
+  ///   EXPERIMENT/STREAM  run=N or N-M  file=PATH,...  chan=PATTERN,...  from=TIME  to=TIME
+  ///   event=N, N-M, N- or -M  step=N  synch=number|time  tolerance=SPAN  join=any|all|with:CHANNEL
+  ///   slow=none|hold|nearest  max_age=SPAN  catalog=DIR  data=DIR
+  /// A TIME is YYYY-MM-DDTHH:MM:SS[.FRACTION]Z (UTC) or seconds since 1970, a SPAN a number with us, ms, s,
+  /// min or h behind it. What holds blanks, commas or quotes is quoted: "...", in which \" and \\ are a quote
+  /// and a backslash. file= and chan= may be repeated. Throws selection_error that names the word.
+  static selection parse(std::string_view text);
+
+  /// The text that parse() makes this selection of; what has its default is left out.
+  std::string to_text() const;
+
+  bool operator==(const selection& other) const;
+};
+
+}  // namespace ravo
+
+#endif

@@ -1,0 +1,38 @@
+// What became of one value: the one-byte status that stands beside every value that the dataset layer hands
+// out, and is the mask of a column.
+#ifndef RAVO_DATASET_STATUS_H
+#define RAVO_DATASET_STATUS_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace ravo {
+
+/// What became of one value. Numbers stay as they are: they are the bytes of a column's mask.
+enum class value_status : std::uint8_t {
+  ok = 0,
+  not_recorded = 1,    ///< the channel has no data of the event; nothing is missing
+  held = 2,            ///< a slow channel's value of another event, by the slow policy
+  stale = 3,           ///< held, and older than max_age
+  file_missing = 4,    ///< the file cannot be opened or read, or is not the one that was opened first
+  truncated = 5,       ///< the block, or a part of it, lies outside its basket or the file
+  bad_checksum = 6,    ///< it inflates, and the stream's checksum says that its bytes are wrong
+  cannot_inflate = 7,  ///< the compressed bytes are damaged, or of no known kind
+  cannot_convert = 8,  ///< the bytes cannot be what their data type says
+  type_changed = 9,    ///< sound, but of another kind than the column's values
+};
+inline constexpr std::size_t value_status_count = 10;
+
+/// Whether a value with this status is there to be used.
+constexpr bool has_value(value_status status) {
+  return status == value_status::ok || status == value_status::held || status == value_status::stale;
+}
+/// Whether something that the file was to hold did not come out.
+constexpr bool is_missing(value_status status) { return status >= value_status::file_missing; }
+
+/// A few words, for messages. Static text.
+const char* value_status_text(value_status status);
+
+}  // namespace ravo
+
+#endif

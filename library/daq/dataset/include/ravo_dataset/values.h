@@ -1,0 +1,123 @@
+// What a value looks like: views of one decoded block, in host order and without a copy. A view is valid as long
+// as the event that it was asked of, or a copy of that event, lives.
+#ifndef RAVO_DATASET_VALUES_H
+#define RAVO_DATASET_VALUES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "ravo_core_records.h"
+#include "ravo_dataset/status.h"
+#include "ravo_payload.h"
+
+namespace ravo {
+
+/// What kind of data a block holds.
+enum class value_kind : std::uint8_t {
+  none,        ///< there is no value
+  spectrum,    ///< members of samples; a number is a spectrum of one sample
+  roi,         ///< two profiles of a region of interest, as members 0 and 1
+  image,       ///< a camera frame, plain or extended
+  name_value,  ///< records of a name and a number
+  text,
+  update,      ///< a slow value: also environment readings and begin and end of run
+  other,       ///< bytes only
+};
+
+/// A spectrum of either generation, or the profiles of a region of interest.
+struct spectrum_view {
+  std::size_t members = 0;
+  std::size_t samples = 0;  ///< of a group; of a region of interest those of its member 0
+  std::size_t groups = 1;
+  float start = 0;       ///< axis value of the first sample of a group
+  float increment = 1;   ///< axis distance of neighbouring samples
+  float groups_increment = 0;
+  std::span<const float> values;  ///< member after member, group after group
+  std::span<const float> means;   ///< one a member, or none
+  std::span<const ravo_spect_statistics_2010> statistics;  ///< one a member, or none
+
+  /// The values of one member, group after group; empty when there is no such member.
+  std::span<const float> member(std::size_t index) const;
+};
+
+/// A camera frame.
+struct image_view {
+  std::size_t width = 0;
+  std::size_t height = 0;
+  std::size_t bytes_per_pixel = 1;
+  std::span<const std::uint8_t> pixels;  ///< row after row, the most significant byte of a pixel first
+  /// Whether there is a pixel for every place, not compressed: else `pixels` is what the camera sent.
+  bool is_complete() const { return pixels.size() == width * height * bytes_per_pixel && !is_compressed; }
+  bool is_compressed = false;
+  const ravo_image_frame_head* frame = nullptr;         ///< of a plain frame
+  const ravo_image_ext_frame_head* ext_frame = nullptr;  ///< of an extended frame
+  /// A pixel of a complete frame; x and y inside it.
+  std::uint32_t pixel(std::size_t x, std::size_t y) const;
+};
+
+/// The records of a name-value block.
+struct name_value_view {
+  std::int32_t id = 0;
+  std::string_view comment;
+  std::span<const ravo_name_value_channel> records;
+};
+
+/// A slow value as the front end told it.
+struct update_view {
+  float value = 0;
+  std::int32_t status = 0;
+  time_stamp time{};
+  std::string_view property;
+};
+
+/// One channel's value at one event.
+class value {
+ public:
+  value() = default;
+
+  value_status status() const { return status_; }
+  /// Whether there is something to look at: ok, held or stale.
+  bool has_value() const { return ravo::has_value(status_); }
+  explicit operator bool() const { return has_value(); }
+  /// The event that the value was recorded with: the event's own, but for held values.
+  const ravo_time_id& recorded_with() const { return id_; }
+  /// How much older than its event it is, in microseconds: 0 but for held values; negative when it is newer.
+  std::int64_t age() const { return age_; }
+
+  value_kind kind() const { return kind_; }
+  /// The data type of the block as it is handed out: a RAVO_SUBBLOCK_TYPE.
+  int type() const { return type_; }
+  /// RAVO_SBLOCK_ERROR bits that the front end set.
+  std::int32_t error_bits() const { return error_; }
+  /// All data of the block in host order, as the channel's data type lays them out.
+  std::span<const std::byte> bytes() const { return bytes_; }
+
+  // Each of these is empty, or zero, when the value is of another kind.
+  spectrum_view spectrum() const;
+  image_view image() const;
+  name_value_view name_values() const;
+  update_view update() const;
+  std::string_view text() const;
+  /// The first number of a spectrum, region of interest, name-value block or update; NaN when there is none.
+  double number() const;
+
+ private:
+  friend class value_access;
+  std::span<const std::byte> bytes_;
+  ravo_time_id id_{};
+  std::int64_t age_ = 0;
+  std::int32_t type_ = 0;
+  std::int32_t error_ = 0;
+  value_status status_ = value_status::not_recorded;
+  value_kind kind_ = value_kind::none;
+};
+
+/// The value that a block of the classic readers is (its subheader and data, of either generation), so that
+/// both ways of reading can be compared.
+value view_of_block(const ravo_channel_entry_long& entry);
+
+}  // namespace ravo
+
+#endif

@@ -1,0 +1,269 @@
+#include "item.h"
+
+#include <cstring>
+
+#include "ravo_data_types.h"
+#include "ravo_evutl.h"
+#include "ravo_payload.h"
+
+namespace ravo::datasets {
+namespace {
+
+using size = std::uint64_t;
+using maybe_item = std::optional<item>;
+
+std::int32_t word(const byte_view& data, std::size_t offset) { return *data.at<std::int32_t>(offset); }
+float number(const byte_view& data, std::size_t offset) { return *data.at<float>(offset); }
+std::uint32_t count(std::int32_t value) { return static_cast<std::uint32_t>(value); }
+
+/// Cuts the wanted member out of a spectrum whose values begin at `at`.
+maybe_item choose_member(item whole, std::int32_t members, int member) {
+  const std::size_t each = std::size_t{whole.shape[1]} * whole.shape[2];
+  if (member >= members) return std::nullopt;
+  whole.shape[0] = member < 0 ? count(members) : 1;
+  whole.elements = whole.shape[0] * each;
+  if (member > 0) whole.at += static_cast<std::size_t>(member) * each * 4;
+  return whole;
+}
+
+maybe_item find_spectrum(const data_type& type, const byte_view& data, int member) {
+  if (data.size() < sizeof(ravo_spect_head_2010)) return std::nullopt;
+  const std::int32_t members = word(data, offsetof(ravo_spect_head_2010, members));
+  const std::int32_t samples = word(data, offsetof(ravo_spect_head_2010, samples));
+  const std::int32_t groups = word(data, offsetof(ravo_spect_head_2010, groups));
+  const auto flags = count(word(data, offsetof(ravo_spect_head_2010, flags)));
+  const bool any_members = type.code == RAVO_BLOCK_GENERIC_SPECT;
+  if (any_members ? members < 1 : members != type.members) return std::nullopt;
+  if (samples < 0 || groups < 1 || (flags & ~(RAVO_SPECT_HAS_MEANS | RAVO_SPECT_HAS_STATISTICS)) != 0)
+    return std::nullopt;
+  const size behind_head = data.size() - sizeof(ravo_spect_head_2010);
+  const size values = static_cast<size>(samples) * static_cast<size>(groups);
+  if (values > behind_head / 4) return std::nullopt;
+  size extras = 0;
+  if ((flags & RAVO_SPECT_HAS_MEANS) != 0) extras += 4;
+  if ((flags & RAVO_SPECT_HAS_STATISTICS) != 0) extras += sizeof(ravo_spect_statistics_2010);
+  if ((values * 4 + extras) * static_cast<size>(members) != behind_head) return std::nullopt;
+  item found;
+  found.kind = value_kind::spectrum;
+  found.shape = {1, count(groups), count(samples)};
+  found.at = sizeof(ravo_spect_head_2010) + extras * static_cast<size>(members);
+  found.start = number(data, offsetof(ravo_spect_head_2010, start));
+  found.increment = number(data, offsetof(ravo_spect_head_2010, inc));
+  found.groups_increment = number(data, offsetof(ravo_spect_head_2010, groups_inc));
+  return choose_member(found, members, member);
+}
+
+maybe_item find_older_spectrum(const data_type& type, const byte_view& data, int member) {
+  if (data.size() < sizeof(ravo_spect_head)) return std::nullopt;
+  const std::int32_t members = word(data, offsetof(ravo_spect_head, members));
+  const std::int32_t samples = word(data, offsetof(ravo_spect_head, samples));
+  if (members != type.members || samples < 0) return std::nullopt;
+  const size each = 4 + 4 * static_cast<size>(samples);
+  if (sizeof(ravo_spect_head) + each * static_cast<size>(members) != data.size()) return std::nullopt;
+  item found;
+  found.kind = value_kind::spectrum;
+  found.shape = {1, 1, count(samples)};
+  found.at = sizeof(ravo_spect_head) + 4 * static_cast<size>(members);
+  found.start = number(data, offsetof(ravo_spect_head, start));
+  found.increment = number(data, offsetof(ravo_spect_head, inc));
+  return choose_member(found, members, member);
+}
+
+maybe_item find_roi(const byte_view& data, int member) {
+  if (data.size() < sizeof(ravo_roi_head) || member > 1) return std::nullopt;
+  const std::int32_t width = word(data, offsetof(ravo_roi_head, width));
+  const std::int32_t height = word(data, offsetof(ravo_roi_head, height));
+  if (width < 0 || height < 0) return std::nullopt;
+  if (sizeof(ravo_roi_head) + 4 * (static_cast<size>(width) + static_cast<size>(height)) != data.size())
+    return std::nullopt;
+  item found;
+  found.kind = value_kind::roi;
+  found.at = sizeof(ravo_roi_head) + (member == 1 ? 4 * static_cast<size>(width) : 0);
+  found.elements = member == 1 ? count(height) : member == 0 ? count(width) : count(width) + std::size_t{count(height)};
+  found.shape = {1, 1, static_cast<std::uint32_t>(found.elements)};
+  found.start = static_cast<float>(word(data, member == 1 ? offsetof(ravo_roi_head, y_start) : offsetof(ravo_roi_head, x_start)));
+  return found;
+}
+
+maybe_item find_pixels(const byte_view& data, std::size_t head, std::int32_t length, size width, size height,
+                       size pixel_bytes, bool compressed, int member) {
+  if (length < 0 || static_cast<size>(length) > data.size() - head || member > 0) return std::nullopt;
+  // Only a picture has a place for every pixel.
+  if (compressed || pixel_bytes < 1 || pixel_bytes > 4 || width * height * pixel_bytes != static_cast<size>(length))
+    return std::nullopt;
+  item found;
+  found.kind = value_kind::image;
+  found.element = pixel_bytes == 1 ? element_type::uint8 : pixel_bytes == 2 ? element_type::uint16 : element_type::uint32;
+  found.shape = {1, static_cast<std::uint32_t>(height), static_cast<std::uint32_t>(width)};
+  found.elements = width * height;
+  found.pixel_bytes = pixel_bytes;
+  found.at = head;
+  return found;
+}
+
+maybe_item find_image(const byte_view& data, int member) {
+  if (data.size() < sizeof(ravo_image_frame_head)) return std::nullopt;
+  const auto part = [&](std::size_t offset) { return count(word(data, offset)); };
+  const std::uint32_t bpp = part(offsetof(ravo_image_frame_head, bpp)) & 0xf;
+  return find_pixels(data, sizeof(ravo_image_frame_head), word(data, offsetof(ravo_image_frame_head, length)),
+                     part(offsetof(ravo_image_frame_head, w)) & 0xffff,
+                     part(offsetof(ravo_image_frame_head, h)) & 0xffff, bpp == 0 ? 1 : bpp,
+                     part(offsetof(ravo_image_frame_head, compr)) != 0, member);
+}
+
+maybe_item find_ext_image(const byte_view& data, int member) {
+  if (data.size() < sizeof(ravo_image_ext_frame_head)) return std::nullopt;
+  const std::int32_t width = word(data, offsetof(ravo_image_ext_frame_head, aoi_width));
+  const std::int32_t height = word(data, offsetof(ravo_image_ext_frame_head, aoi_height));
+  const std::int32_t bpp = word(data, offsetof(ravo_image_ext_frame_head, bpp));
+  if (width < 0 || height < 0 || bpp > 4) return std::nullopt;
+  return find_pixels(data, sizeof(ravo_image_ext_frame_head), word(data, offsetof(ravo_image_ext_frame_head, length)),
+                     count(width), count(height), bpp < 1 ? 1 : count(bpp), false, member);
+}
+
+maybe_item find_name_values(const byte_view& data, int member) {
+  if (data.size() < sizeof(ravo_name_value_block)) return std::nullopt;
+  const std::int32_t records = word(data, offsetof(ravo_name_value_block, ndata));
+  if (records < 0 || member >= records) return std::nullopt;
+  const auto all = static_cast<size>(records);
+  if (sizeof(ravo_name_value_block) + all * sizeof(ravo_name_value_channel) != data.size()) return std::nullopt;
+  if (!data.has_text(offsetof(ravo_name_value_block, comment), sizeof(ravo_name_value_block::comment)))
+    return std::nullopt;
+  for (size i = 0; i < all; ++i)
+    if (!data.has_text(sizeof(ravo_name_value_block) + i * sizeof(ravo_name_value_channel),
+                       sizeof(ravo_name_value_channel::name)))
+      return std::nullopt;
+  item found;
+  found.kind = value_kind::name_value;
+  found.elements = member < 0 ? all : 1;
+  found.first_record = member < 0 ? 0 : static_cast<std::size_t>(member);
+  found.shape = {1, 1, static_cast<std::uint32_t>(found.elements)};
+  found.at = sizeof(ravo_name_value_block);
+  return found;
+}
+
+maybe_item find_update(const byte_view& data, std::size_t name) {
+  if (data.size() != name + 16 || (name != 0 && !data.has_text(0, name))) return std::nullopt;
+  item found;
+  found.kind = value_kind::update;
+  found.elements = 1;
+  found.update_name = name;
+  found.at = name + 12;
+  return found;
+}
+
+maybe_item find_text(const byte_view& data, int member) {
+  if (!data.has_text(0, data.size()) || member > 0) return std::nullopt;
+  item found;
+  found.kind = value_kind::text;
+  found.element = element_type::uint8;
+  found.elements = strnlen(reinterpret_cast<const char*>(data.data()), data.size());
+  found.shape = {1, 1, static_cast<std::uint32_t>(found.elements)};
+  return found;
+}
+
+}  // namespace
+
+std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int member) {
+  const data_type* type = find_data_type(dtype);
+  if (type == nullptr) return std::nullopt;
+  switch (type->shape) {
+    case payload_shape::spectrum:
+      return find_spectrum(*type, payload, member);
+    case payload_shape::spectrum_older:
+      return find_older_spectrum(*type, payload, member);
+    case payload_shape::roi:
+      return find_roi(payload, member);
+    case payload_shape::image:
+      return find_image(payload, member);
+    case payload_shape::image_ext:
+      return find_ext_image(payload, member);
+    case payload_shape::name_value:
+      return find_name_values(payload, member);
+    case payload_shape::update:
+      return find_update(payload, sizeof(ravo_upd_data_block_2010::upd_prop));
+    case payload_shape::update_older:
+      return find_update(payload, sizeof(ravo_upd_data_block::upd_prop));
+    case payload_shape::environment: {
+      // Index, status, time and value: what an update has behind its name, with the index in front.
+      if (payload.size() != sizeof(ravo_env_data_block_2010)) return std::nullopt;
+      maybe_item found = item{};
+      found->kind = value_kind::update;
+      found->elements = 1;
+      found->at = offsetof(ravo_env_data_block_2010, env_ch_data);
+      return found;
+    }
+    case payload_shape::text:
+      return find_text(payload, member);
+    default:
+      return std::nullopt;
+  }
+}
+
+void store_item(const item& from, const byte_view& payload, std::byte* into) {
+  const unsigned char* bytes = payload.data() + from.at;
+  if (from.kind == value_kind::name_value) {
+    for (std::size_t i = 0; i < from.elements; ++i)
+      ravo_swap4(bytes + (from.first_record + i) * sizeof(ravo_name_value_channel) + offsetof(ravo_name_value_channel, value),
+                 into + 4 * i, 1);
+    return;
+  }
+  switch (from.element) {
+    case element_type::float32:
+      ravo_swap4(bytes, into, static_cast<int>(from.elements));
+      return;
+    case element_type::uint8:
+      if (from.elements != 0) std::memcpy(into, bytes, from.elements);
+      return;
+    case element_type::uint16:
+      for (std::size_t i = 0; i < from.elements; ++i) {
+        std::uint16_t pixel;
+        std::memcpy(&pixel, bytes + 2 * i, 2);
+        pixel = __builtin_bswap16(pixel);
+        std::memcpy(into + 2 * i, &pixel, 2);
+      }
+      return;
+    case element_type::uint32:
+      for (std::size_t i = 0; i < from.elements; ++i) {
+        std::uint32_t pixel = 0;
+        for (std::size_t b = 0; b < from.pixel_bytes; ++b) pixel = pixel << 8 | bytes[i * from.pixel_bytes + b];
+        std::memcpy(into + 4 * i, &pixel, 4);
+      }
+      return;
+  }
+}
+
+namespace {
+
+std::string_view record_name(const item& from, const byte_view& payload, std::size_t record) {
+  const auto* name = reinterpret_cast<const char*>(
+      payload.data() + from.at + (from.first_record + record) * sizeof(ravo_name_value_channel));
+  return {name, strnlen(name, sizeof(ravo_name_value_channel::name))};
+}
+
+}  // namespace
+
+std::vector<std::string> record_names(const item& from, const byte_view& payload) {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < from.elements; ++i) names.emplace_back(record_name(from, payload, i));
+  return names;
+}
+
+bool has_record_names(const item& from, const byte_view& payload, const std::vector<std::string>& names) {
+  if (names.size() != from.elements) return false;
+  for (std::size_t i = 0; i < names.size(); ++i)
+    if (record_name(from, payload, i) != names[i]) return false;
+  return true;
+}
+
+std::vector<std::size_t> shape_of_rows(const item& one) {
+  std::vector<std::size_t> shape;
+  if (one.kind == value_kind::image) return {one.shape[1], one.shape[2]};
+  if (one.kind == value_kind::update) return shape;
+  if (one.shape[0] > 1) shape.push_back(one.shape[0]);
+  if (one.shape[1] > 1) shape.push_back(one.shape[1]);
+  if (one.shape[2] != 1 || !shape.empty()) shape.push_back(one.shape[2]);
+  return shape;
+}
+
+}  // namespace ravo::datasets

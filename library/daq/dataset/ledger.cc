@@ -1,0 +1,92 @@
+#include "ravo_dataset/ledger.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace ravo {
+
+const char* value_status_text(value_status status) {
+  constexpr const char* texts[value_status_count] = {
+      "ok",           "not recorded",   "held",           "stale",       "file missing", "truncated",
+      "bad checksum", "cannot inflate", "cannot convert", "type changed"};
+  const auto index = static_cast<std::size_t>(status);
+  return index < value_status_count ? texts[index] : "unknown";
+}
+
+const char* missing_cause_text(missing_cause cause) {
+  constexpr const char* texts[missing_cause_count] = {
+      "file missing",   "truncated",    "bad checksum",    "cannot inflate",
+      "cannot convert", "type changed", "no event header", "second of an event"};
+  const auto index = static_cast<std::size_t>(cause);
+  return index < missing_cause_count ? texts[index] : "unknown";
+}
+
+std::uint64_t channel_ledger::missing_total() const {
+  return std::accumulate(missing.begin(), missing.end(), std::uint64_t{0});
+}
+
+namespace {
+
+template <class Count>
+std::uint64_t sum(const std::vector<channel_ledger>& channels, Count count) {
+  std::uint64_t all = 0;
+  for (const channel_ledger& one : channels) all += count(one);
+  return all;
+}
+
+}  // namespace
+
+std::uint64_t read_ledger::expected() const {
+  return sum(channels, [](const channel_ledger& one) { return one.expected; });
+}
+std::uint64_t read_ledger::delivered() const {
+  return sum(channels, [](const channel_ledger& one) { return one.delivered; });
+}
+std::uint64_t read_ledger::missing() const {
+  return sum(channels, [](const channel_ledger& one) { return one.missing_total(); });
+}
+
+bool read_ledger::is_balanced() const {
+  return std::all_of(channels.begin(), channels.end(), [](const channel_ledger& one) { return one.is_balanced(); });
+}
+
+channel_ledger& read_ledger::of(const std::string& channel) {
+  const auto found = std::find_if(channels.begin(), channels.end(),
+                                  [&](const channel_ledger& one) { return one.channel == channel; });
+  if (found != channels.end()) return *found;
+  channels.emplace_back().channel = channel;
+  return channels.back();
+}
+
+void read_ledger::add(const read_ledger& other) {
+  for (const channel_ledger& from : other.channels) {
+    channel_ledger& to = of(from.channel);
+    to.expected += from.expected;
+    to.delivered += from.delivered;
+    for (std::size_t i = 0; i < missing_cause_count; ++i) to.missing[i] += from.missing[i];
+  }
+  for (const missing_value& one : other.values)
+    if (values.size() < most_listed) values.push_back(one);
+  for (const refused_file& file : other.files) {
+    const bool known = std::any_of(files.begin(), files.end(), [&](const refused_file& one) { return one.path == file.path; });
+    if (!known) files.push_back(file);
+  }
+}
+
+std::string read_ledger::to_text() const {
+  std::string text;
+  for (const channel_ledger& one : channels) {
+    text += one.channel + ": expected " + std::to_string(one.expected) + ", delivered " + std::to_string(one.delivered);
+    for (std::size_t i = 0; i < missing_cause_count; ++i)
+      if (one.missing[i] != 0)
+        text += ", " + std::to_string(one.missing[i]) + " " + missing_cause_text(static_cast<missing_cause>(i));
+    text += "\n";
+  }
+  for (const missing_value& one : values)
+    text += one.channel + " event " + std::to_string(one.event.event_number) + ": " + missing_cause_text(one.cause) +
+            " in " + one.file + " at offset " + std::to_string(one.offset) + "\n";
+  for (const refused_file& file : files) text += file.path + ": " + file.problem + "\n";
+  return text;
+}
+
+}  // namespace ravo

@@ -1,0 +1,67 @@
+// The one account of the memory that a dataset may own: decoded blocks, windows of files, tables of events,
+// columns. Whoever takes memory asks here first; it waits until there is room, or is told that there is none.
+#ifndef RAVO_DATASET_MEMORY_BUDGET_H
+#define RAVO_DATASET_MEMORY_BUDGET_H
+
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <mutex>
+#include <utility>
+
+namespace ravo::datasets {
+
+class memory_budget;
+
+/// A part of the budget, given back when it goes.
+class memory_share {
+ public:
+  memory_share() = default;
+  memory_share(memory_share&& other) noexcept
+      : budget_(std::exchange(other.budget_, nullptr)), bytes_(std::exchange(other.bytes_, 0)) {}
+  memory_share& operator=(memory_share&& other) noexcept;
+  ~memory_share() { release(); }
+
+  void release();
+  /// Gives back all but `bytes`.
+  void shrink(std::size_t bytes);
+  std::size_t bytes() const { return bytes_; }
+
+ private:
+  friend class memory_budget;
+  memory_share(memory_budget* budget, std::size_t bytes) : budget_(budget), bytes_(bytes) {}
+  memory_budget* budget_ = nullptr;
+  std::size_t bytes_ = 0;
+};
+
+class memory_budget {
+ public:
+  explicit memory_budget(std::size_t limit) : limit_(limit) {}
+
+  std::size_t limit() const { return limit_; }
+  std::size_t used() const;
+  std::size_t peak() const;
+
+  /// The share, or an empty one of 0 bytes and false when there is no room now.
+  bool try_take(std::size_t bytes, memory_share& share);
+  /// Waits for room. Throws memory_exceeded, which names `what`, when the limit is smaller than that or nobody has
+  /// given anything back for some seconds; false when `give_up` said so, which is asked now and then.
+  bool take(std::size_t bytes, const char* what, memory_share& share, const std::function<bool()>& give_up);
+  /// Takes what is there already: for small things whose size is known only afterwards.
+  memory_share take_over(std::size_t bytes);
+
+ private:
+  friend class memory_share;
+  void give_back(std::size_t bytes);
+
+  const std::size_t limit_;
+  mutable std::mutex mutex_;  ///< guards what follows
+  std::condition_variable room_;
+  std::size_t used_ = 0;
+  std::size_t peak_ = 0;
+  std::size_t given_back_ = 0;  ///< times
+};
+
+}  // namespace ravo::datasets
+
+#endif

@@ -1,0 +1,80 @@
+#include "open_files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace ravo::datasets {
+
+open_file::~open_file() { ::close(descriptor_); }
+
+std::optional<std::size_t> open_file::read(std::uint64_t offset, void* into, std::size_t size) const {
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t got = ::pread(descriptor_, static_cast<char*>(into) + done, size - done,
+                                static_cast<off_t>(offset + done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return std::nullopt;
+    if (got == 0) break;
+    done += static_cast<std::size_t>(got);
+  }
+  return done;
+}
+
+bool open_file::read_all(std::uint64_t offset, void* into, std::size_t size) const {
+  return read(offset, into, size) == size;
+}
+
+void open_files::set_paths(std::vector<std::string> paths) {
+  const std::lock_guard lock(mutex_);
+  by_use_.clear();
+  opened_.clear();
+  identities_.assign(paths.size(), std::nullopt);
+  paths_ = std::move(paths);
+}
+
+std::shared_ptr<const open_file> open_files::get(std::size_t file) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (const auto found = opened_.find(file); found != opened_.end()) {
+      by_use_.splice(by_use_.begin(), by_use_, found->second);
+      return found->second->second;
+    }
+  }
+  auto opened = open(file);
+  if (!opened) return nullptr;
+  const std::lock_guard lock(mutex_);
+  if (const auto found = opened_.find(file); found != opened_.end()) return found->second->second;
+  by_use_.emplace_front(file, opened);
+  opened_[file] = by_use_.begin();
+  while (by_use_.size() > limit_ && by_use_.size() > 1) {
+    opened_.erase(by_use_.back().first);
+    by_use_.pop_back();
+  }
+  return opened;
+}
+
+std::shared_ptr<const open_file> open_files::open(std::size_t file) {
+  // Without O_NONBLOCK a named pipe would be waited for; regular files do not care.
+  const int descriptor = ::open(paths_[file].c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor < 0) return nullptr;
+  struct stat found {};
+  if (::fstat(descriptor, &found) != 0 || !S_ISREG(found.st_mode) ||
+      !is_the_same(file, {found.st_dev, found.st_ino, found.st_size, found.st_mtim})) {
+    ::close(descriptor);
+    return nullptr;
+  }
+  return std::make_shared<open_file>(descriptor, static_cast<long>(found.st_size));
+}
+
+bool open_files::is_the_same(std::size_t file, const identity& found) {
+  const std::lock_guard lock(mutex_);
+  std::optional<identity>& known = identities_[file];
+  if (!known) known = found;
+  return known->device == found.device && known->node == found.node && known->length == found.length &&
+         known->changed.tv_sec == found.changed.tv_sec && known->changed.tv_nsec == found.changed.tv_nsec;
+}
+
+}  // namespace ravo::datasets

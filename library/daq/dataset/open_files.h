@@ -1,0 +1,71 @@
+// The raw files of a dataset as they are open right now: no more than a limit at a time, opened when needed,
+// the longest unused closed first. A file that was opened before has to be the same one when it is opened
+// again.
+#ifndef RAVO_DATASET_OPEN_FILES_H
+#define RAVO_DATASET_OPEN_FILES_H
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace ravo::datasets {
+
+/// An open file, closed when nobody uses it any more.
+class open_file {
+ public:
+  open_file(int descriptor, long length) : descriptor_(descriptor), length_(length) {}
+  ~open_file();
+  open_file(const open_file&) = delete;
+  open_file& operator=(const open_file&) = delete;
+
+  int descriptor() const { return descriptor_; }
+  long length() const { return length_; }
+
+  /// Reads up to `size` bytes at an offset: fewer where the file ends. Nothing when reading fails.
+  std::optional<std::size_t> read(std::uint64_t offset, void* into, std::size_t size) const;
+  /// Exactly `size` bytes, or false.
+  bool read_all(std::uint64_t offset, void* into, std::size_t size) const;
+
+ private:
+  int descriptor_;
+  long length_;
+};
+
+class open_files {
+ public:
+  explicit open_files(std::size_t limit) : limit_(limit) {}
+
+  /// The files are known by their position from here on.
+  void set_paths(std::vector<std::string> paths);
+  /// The open file, or null when it cannot be opened or is another one than it was.
+  std::shared_ptr<const open_file> get(std::size_t file);
+
+ private:
+  struct identity {
+    dev_t device;
+    ino_t node;
+    off_t length;
+    timespec changed;
+  };
+  std::shared_ptr<const open_file> open(std::size_t file);
+  bool is_the_same(std::size_t file, const identity& found);
+
+  const std::size_t limit_;
+  std::mutex mutex_;  ///< guards what follows
+  std::vector<std::string> paths_;
+  std::vector<std::optional<identity>> identities_;
+  std::list<std::pair<std::size_t, std::shared_ptr<const open_file>>> by_use_;  ///< the last used first
+  std::unordered_map<std::size_t, decltype(by_use_)::iterator> opened_;
+};
+
+}  // namespace ravo::datasets
+
+#endif

@@ -1,0 +1,156 @@
+#include "segment.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "ravo_evutl.h"
+
+namespace ravo::datasets {
+
+std::optional<std::size_t> channel_track::at(std::uint32_t wanted) const {
+  const auto found = std::lower_bound(event.begin(), event.end(), wanted);
+  if (found == event.end() || *found != wanted) return std::nullopt;
+  return static_cast<std::size_t>(found - event.begin());
+}
+
+std::optional<std::size_t> channel_track::last_until(std::uint32_t wanted) const {
+  const auto behind = std::upper_bound(event.begin(), event.end(), wanted);
+  if (behind == event.begin()) return std::nullopt;
+  return static_cast<std::size_t>(behind - event.begin()) - 1;
+}
+
+std::optional<std::size_t> channel_track::first_after(std::uint32_t wanted) const {
+  const auto behind = std::upper_bound(event.begin(), event.end(), wanted);
+  if (behind == event.end()) return std::nullopt;
+  return static_cast<std::size_t>(behind - event.begin());
+}
+
+std::size_t segment::bytes() const {
+  std::size_t all = sizeof *this + events.capacity() * sizeof events[0] + selected.capacity() * sizeof selected[0] +
+                    bytes_before.capacity() * sizeof bytes_before[0];
+  for (const channel_track& track : channels)
+    all += sizeof track + (track.entries.capacity() + track.left_out.capacity()) * sizeof(entry) +
+           track.event.capacity() * sizeof(std::uint32_t) + track.basket_end.capacity() * sizeof(std::uint64_t);
+  return all;
+}
+
+std::uint64_t segment::basket_end(std::size_t channel, std::uint32_t file) const {
+  const auto found = std::find(files.begin(), files.end(), file);
+  return found == files.end() ? 0 : channels[channel].basket_end[static_cast<std::size_t>(found - files.begin())];
+}
+
+int compare_events(const ravo_time_id& a, const ravo_time_id& b, const alignment_rule& rule) {
+  if (rule.synch == synch_mode::by_number && a.event_number != 0 && b.event_number != 0)
+    return a.event_number > b.event_number ? 1 : a.event_number < b.event_number ? -1 : 0;
+  int order = 0;
+  ravo_time_stamp_eq(&a.time, &b.time, rule.tolerance, &order, nullptr);
+  return order;
+}
+
+namespace {
+
+ravo_time_id id_of(const entry& one) { return {one.number, one.time}; }
+
+bool all_have_numbers(const segment& part) {
+  for (const channel_track& track : part.channels)
+    for (const entry& one : track.entries)
+      if (one.number == 0) return false;
+  return true;
+}
+
+template <class Before>
+void sort_entries(std::vector<entry>& entries, Before before) {
+  if (!std::is_sorted(entries.begin(), entries.end(), before))
+    std::stable_sort(entries.begin(), entries.end(), before);
+}
+
+/// The merge: each channel has a place in its entries, and the earliest of what stands there is the next event.
+class merge {
+ public:
+  merge(segment& part, const alignment_rule& rule, const std::vector<bool>& slow)
+      : part_(part), rule_(rule), slow_(slow), places_(part.channels.size()) {
+    for (std::size_t i = 0; i < part.channels.size(); ++i) {
+      places_[i].track = &part.channels[i];
+      places_[i].all = std::move(part.channels[i].entries);
+      part.channels[i].entries.clear();
+      part.channels[i].entries.reserve(places_[i].all.size());
+      part.channels[i].event.reserve(places_[i].all.size());
+    }
+  }
+
+  void run() {
+    while (const entry* first = earliest()) take(id_of(*first));
+  }
+
+ private:
+  struct place {
+    channel_track* track = nullptr;
+    std::vector<entry> all;
+    std::size_t next = 0;
+    bool ended() const { return next == all.size(); }
+    const entry& head() const { return all[next]; }
+  };
+
+  // Of several that are one event the first channel's, or aligned by time the one with the earliest time.
+  const entry* earliest() const {
+    const entry* chosen = nullptr;
+    for (const place& one : places_) {
+      if (one.ended()) continue;
+      if (chosen == nullptr || is_earlier(one.head(), *chosen)) chosen = &one.head();
+    }
+    return chosen;
+  }
+
+  bool is_earlier(const entry& one, const entry& chosen) const {
+    if (rule_.synch == synch_mode::by_time) return in_microseconds(one.time) < in_microseconds(chosen.time);
+    return compare_events(id_of(chosen), id_of(one), rule_) > 0;
+  }
+
+  void take(const ravo_time_id& chosen) {
+    const auto event = static_cast<std::uint32_t>(part_.events.size());
+    const entry* named = nullptr;
+    bool named_is_slow = true;
+    for (std::size_t i = 0; i < places_.size(); ++i) {
+      place& one = places_[i];
+      bool taken = false;
+      // The event itself is taken whatever the comparison says, so that every turn gets on.
+      while (!one.ended() && compare_events(chosen, id_of(one.head()), rule_) == 0) {
+        const entry& here = one.all[one.next++];
+        if (taken) {
+          one.track->left_out.push_back(here);
+          continue;
+        }
+        taken = true;
+        one.track->entries.push_back(here);
+        one.track->event.push_back(event);
+        if (named == nullptr || (named_is_slow && !slow_[i])) {
+          named = &here;
+          named_is_slow = slow_[i];
+        }
+      }
+    }
+    part_.events.push_back(named != nullptr ? id_of(*named) : chosen);
+  }
+
+  segment& part_;
+  const alignment_rule& rule_;
+  const std::vector<bool>& slow_;
+  std::vector<place> places_;
+};
+
+}  // namespace
+
+void align(segment& part, const alignment_rule& rule, const std::vector<bool>& slow) {
+  part.by_number = rule.synch == synch_mode::by_number && all_have_numbers(part);
+  for (channel_track& track : part.channels) {
+    if (part.by_number)
+      sort_entries(track.entries, [](const entry& a, const entry& b) { return a.number < b.number; });
+    else
+      sort_entries(track.entries, [](const entry& a, const entry& b) {
+        return in_microseconds(a.time) < in_microseconds(b.time);
+      });
+  }
+  merge(part, rule, slow).run();
+}
+
+}  // namespace ravo::datasets

@@ -1,0 +1,268 @@
+#include "timeline.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <numeric>
+
+#include "ravo_dataset/errors.h"
+
+namespace ravo::datasets {
+
+timeline::timeline(const selection& wanted, open_files& opened, memory_budget& memory)
+    : wanted_(wanted),
+      opened_(opened),
+      memory_(memory),
+      rule_{wanted.synch, static_cast<double>(wanted.tolerance.timeup) * 1e6 + wanted.tolerance.timelow} {}
+
+void timeline::set(std::vector<timed_file> files, std::vector<std::string> names, std::vector<bool> slow,
+                   std::size_t join_channel) {
+  files_ = std::move(files);
+  names_ = std::move(names);
+  slow_ = std::move(slow);
+  join_channel_ = join_channel;
+  cut_into_segments();
+}
+
+// Numbers decide only between files that touch in time: a counter that begins anew is no reason to join runs.
+bool timeline::belong_together(const event_span& a, const event_span& b) const {
+  if (a.empty || b.empty) return false;
+  if (in_microseconds(b.first) <= in_microseconds(a.last)) return true;
+  const double gap = static_cast<double>(in_microseconds(b.first) - in_microseconds(a.last));
+  if (gap > rule_.tolerance) return false;
+  const bool numbered = a.lowest != 0 && b.lowest != 0;
+  return rule_.synch == synch_mode::by_time || !numbered || (b.lowest <= a.highest && a.lowest <= b.highest);
+}
+
+void timeline::cut_into_segments() {
+  slots_.clear();
+  std::vector<std::uint32_t> order(files_.size());
+  std::iota(order.begin(), order.end(), 0u);
+  std::stable_sort(order.begin(), order.end(), [this](std::uint32_t a, std::uint32_t b) {
+    return in_microseconds(files_[a].span.first) < in_microseconds(files_[b].span.first);
+  });
+  for (const std::uint32_t file : order) {
+    const event_span& span = files_[file].span;
+    const bool is_alone = files_.size() == 1;  // its span was not looked at
+    if ((span.empty && !is_alone) || is_outside(span)) continue;
+    if (slots_.empty() || !belong_together(slots_.back().span, span)) slots_.emplace_back().span = span;
+    slot& last = slots_.back();
+    last.files.push_back(file);
+    if (in_microseconds(last.span.last) < in_microseconds(span.last)) last.span.last = span.last;
+    last.span.lowest = std::min(last.span.lowest, span.lowest);
+    last.span.highest = std::max(last.span.highest, span.highest);
+  }
+  // In the files' own order, which decides between two that hold the same event of a channel.
+  for (slot& one : slots_) std::sort(one.files.begin(), one.files.end());
+}
+
+bool timeline::may_have_events(std::size_t index) const {
+  const event_span& span = slots_[index].span;
+  if (span.empty) return true;
+  const auto tolerance = static_cast<std::int64_t>(rule_.tolerance);
+  if (wanted_.to && in_microseconds(span.first) > in_microseconds(*wanted_.to) + tolerance) return false;
+  return !wanted_.from || in_microseconds(span.last) >= in_microseconds(*wanted_.from) - tolerance;
+}
+
+// Files before the limits stay: slow values of theirs may be held. They are aligned only when that is asked.
+bool timeline::is_outside(const event_span& span) const {
+  if (span.empty) return false;
+  if (wanted_.to && in_microseconds(span.first) > in_microseconds(*wanted_.to) + static_cast<std::int64_t>(rule_.tolerance))
+    return wanted_.slow != slow_policy::nearest;
+  if (wanted_.from && in_microseconds(span.last) < in_microseconds(*wanted_.from) - static_cast<std::int64_t>(rule_.tolerance))
+    return wanted_.slow == slow_policy::none;
+  return false;
+}
+
+bool timeline::is_inside(const ravo_time_id& id) const {
+  if (wanted_.from && in_microseconds(id.time) < in_microseconds(*wanted_.from)) return false;
+  if (wanted_.to && in_microseconds(id.time) > in_microseconds(*wanted_.to)) return false;
+  if (wanted_.first_event && id.event_number < *wanted_.first_event) return false;
+  if (wanted_.last_event && id.event_number > *wanted_.last_event) return false;
+  return true;
+}
+
+std::shared_ptr<const segment> timeline::get(std::size_t index) {
+  slot& one = slots_[index];
+  const std::lock_guard lock(one.mutex);
+  if (auto built = one.built.lock()) return built;
+  auto built = build(index);
+  one.built = built;
+  one.selected = built->selected.size();
+  return built;
+}
+
+std::size_t timeline::selected_in(std::size_t index) {
+  if (!may_have_events(index)) return 0;
+  {
+    const std::lock_guard lock(slots_[index].mutex);
+    if (slots_[index].selected) return *slots_[index].selected;
+  }
+  return get(index)->selected.size();
+}
+
+std::size_t timeline::selected_before(std::size_t index) {
+  std::size_t all = 0;
+  for (std::size_t i = 0; i < index; ++i) all += selected_in(i);
+  return all;
+}
+
+void timeline::take_memory(std::size_t bytes, memory_share& share) {
+  while (!memory_.try_take(bytes, share)) {
+    if (drop_oldest()) continue;
+    memory_.take(bytes, "Aligning one segment of files", share, {});
+    return;
+  }
+}
+
+bool timeline::drop_oldest() {
+  const std::lock_guard lock(mutex_);
+  const auto unused = std::find_if(kept_.begin(), kept_.end(), [](const auto& one) { return one.use_count() == 1; });
+  if (unused == kept_.end()) return false;
+  kept_.erase(unused);
+  return true;
+}
+
+// No more than a quarter of the limit is kept for later.
+void timeline::keep(const std::shared_ptr<const segment>& built) {
+  const std::lock_guard lock(mutex_);
+  kept_.push_back(built);
+  std::size_t kept = 0;
+  for (const auto& one : kept_) kept += one->memory.bytes();
+  for (auto one = kept_.begin(); one != kept_.end() && kept > memory_.limit() / 4;) {
+    if (one->use_count() > 1) {
+      ++one;
+      continue;
+    }
+    kept -= (*one)->memory.bytes();
+    one = kept_.erase(one);
+  }
+}
+
+std::shared_ptr<const segment> timeline::build(std::size_t index) {
+  auto built = load(index);
+  keep(built);
+  return built;
+}
+
+std::shared_ptr<const segment> timeline::load(std::size_t index) {
+  const slot& one = slots_[index];
+  std::size_t entries = 0;
+  for (const std::uint32_t file : one.files)
+    entries += std::accumulate(files_[file].counts.begin(), files_[file].counts.end(), std::size_t{0});
+  auto part = std::make_shared<segment>();
+  // The entries twice while they are merged, and the table that they come from.
+  take_memory(entries * (2 * sizeof(entry) + 48) + 4096, part->memory);
+  part->files = one.files;
+  part->file_failed.assign(one.files.size(), false);
+  part->channels.resize(names_.size());
+  for (channel_track& track : part->channels) track.basket_end.assign(one.files.size(), 0);
+  for (std::size_t i = 0; i < one.files.size(); ++i) {
+    const std::uint32_t file = one.files[i];
+    const auto opened = opened_.get(file);
+    auto rows = opened ? load_rows(*opened, files_[file].generation, names_, file) : std::nullopt;
+    if (!rows) {
+      part->file_failed[i] = true;
+      continue;
+    }
+    for (std::size_t channel = 0; channel < names_.size(); ++channel) {
+      channel_track& track = part->channels[channel];
+      channel_rows& from = (*rows)[channel];
+      track.basket_end[i] = from.basket_end;
+      track.unplaced += from.unplaced;
+      if (track.entries.empty())
+        track.entries = std::move(from.entries);
+      else
+        track.entries.insert(track.entries.end(), from.entries.begin(), from.entries.end());
+    }
+  }
+  align(*part, rule_, slow_);
+  select(*part, index);
+  const std::size_t bytes = part->bytes();
+  if (bytes > part->memory.bytes()) part->memory = memory_.take_over(bytes);
+  part->memory.shrink(bytes);
+  return part;
+}
+
+bool timeline::has_entries(std::size_t index, std::size_t channel) const {
+  const auto& files = slots_[index].files;
+  return std::any_of(files.begin(), files.end(), [&](std::uint32_t file) { return files_[file].counts[channel] > 0; });
+}
+
+std::optional<placed_entry> timeline::last_before(std::size_t index, std::size_t channel) {
+  while (index-- > 0) {
+    if (!has_entries(index, channel)) continue;
+    auto part = get(index);
+    const auto& entries = part->channels[channel].entries;
+    if (!entries.empty()) return placed_entry{index, part, entries.size() - 1};
+  }
+  return std::nullopt;
+}
+
+std::optional<placed_entry> timeline::first_behind(std::size_t index, std::size_t channel) {
+  while (++index < segments()) {
+    if (!has_entries(index, channel)) continue;
+    auto part = get(index);
+    if (!part->channels[channel].entries.empty()) return placed_entry{index, part, 0};
+  }
+  return std::nullopt;
+}
+
+std::optional<placed_entry> timeline::value_at(std::size_t index, const std::shared_ptr<const segment>& part,
+                                               std::uint32_t event, std::size_t channel) {
+  const channel_track& track = part->channels[channel];
+  if (const auto own = track.at(event)) return placed_entry{index, part, *own};
+  if (wanted_.slow == slow_policy::none || !slow_[channel]) return std::nullopt;
+  const auto before = track.last_until(event);
+  std::optional<placed_entry> chosen =
+      before ? placed_entry{index, part, *before} : last_before(index, channel);
+  const std::int64_t now = in_microseconds(part->events[event].time);
+  const auto distance = [&](const placed_entry& one) {
+    return std::abs(now - in_microseconds(one.in(channel).time));
+  };
+  if (wanted_.slow == slow_policy::nearest) {
+    const auto behind = track.first_after(event);
+    const std::optional<placed_entry> other =
+        behind ? placed_entry{index, part, *behind} : first_behind(index, channel);
+    if (other && (!chosen || distance(*other) < distance(*chosen))) chosen = other;
+  }
+  if (!chosen) return std::nullopt;
+  const bool is_stale = wanted_.max_age && static_cast<std::uint64_t>(distance(*chosen)) > *wanted_.max_age;
+  chosen->status = is_stale ? value_status::stale : value_status::held;
+  return chosen;
+}
+
+// The tracks are walked once, each with a place of its own.
+void timeline::select(segment& part, std::size_t index) {
+  const std::size_t channels = part.channels.size();
+  std::vector<std::size_t> place(channels, 0);
+  std::vector<bool> seen(channels, false);
+  const bool holds = wanted_.slow != slow_policy::none;
+  if (wanted_.join == join_policy::all && holds)
+    for (std::size_t i = 0; i < channels; ++i) {
+      if (!slow_[i]) continue;
+      for (std::size_t before = index; before-- > 0 && !seen[i];) seen[i] = has_entries(before, i);
+      if (wanted_.slow == slow_policy::nearest)
+        for (std::size_t behind = index; behind < segments() && !seen[i]; ++behind) seen[i] = has_entries(behind, i);
+    }
+  std::uint64_t bytes = 0;
+  for (std::uint32_t number = 0; number < part.events.size(); ++number) {
+    std::uint64_t of_event = 0;
+    bool all = true, joined = false;
+    for (std::size_t i = 0; i < channels; ++i) {
+      const channel_track& track = part.channels[i];
+      const bool here = place[i] < track.event.size() && track.event[place[i]] == number;
+      if (here) of_event += track.entries[place[i]++].stored;
+      if (here) seen[i] = true;
+      all = all && (here || (holds && slow_[i] && seen[i]));
+      joined = joined || (here && i == join_channel_);
+    }
+    const bool wanted_by_join = wanted_.join == join_policy::any || (wanted_.join == join_policy::all ? all : joined);
+    if (!wanted_by_join || !is_inside(part.events[number])) continue;
+    part.selected.push_back(number);
+    part.bytes_before.push_back(bytes);
+    bytes += of_event;
+  }
+  part.bytes_before.push_back(bytes);
+}
+
+}  // namespace ravo::datasets

@@ -1,0 +1,107 @@
+// The time line: the files in order of time, cut into segments of files whose events belong together. A segment
+// is aligned when it is first asked for, kept while there is memory, and dropped when there is not.
+#ifndef RAVO_DATASET_TIMELINE_H
+#define RAVO_DATASET_TIMELINE_H
+
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "file_tables.h"
+#include "memory_budget.h"
+#include "open_files.h"
+#include "ravo_dataset/status.h"
+#include "segment.h"
+
+namespace ravo::datasets {
+
+/// A file on the time line.
+struct timed_file {
+  ravo_file_generation generation = ravo_file_generation::current;
+  event_span span;
+  std::vector<std::uint32_t> counts;  ///< by channel: entries
+};
+
+/// An entry, the segment that it is in, and what it is for an event: ok, held or stale.
+struct placed_entry {
+  std::size_t segment_index = 0;
+  std::shared_ptr<const segment> part;
+  std::size_t index = 0;  ///< in the channel's track
+  value_status status = value_status::ok;
+  const entry& in(std::size_t channel) const { return part->channels[channel].entries[index]; }
+};
+
+class timeline {
+ public:
+  timeline(const selection& wanted, open_files& opened, memory_budget& memory);
+
+  /// Cuts the files into segments. `names` and `slow`: of each channel. `join_channel`: of join_policy::with.
+  void set(std::vector<timed_file> files, std::vector<std::string> names, std::vector<bool> slow,
+           std::size_t join_channel);
+
+  std::size_t segments() const { return slots_.size(); }
+  /// The aligned segment. For several threads at once.
+  std::shared_ptr<const segment> get(std::size_t index);
+  /// Whether a segment's files reach into the limits of time: others have no selected events.
+  bool may_have_events(std::size_t index) const;
+  /// The number of selected events of a segment, whatever the step.
+  std::size_t selected_in(std::size_t index);
+  /// The selected events before a segment.
+  std::size_t selected_before(std::size_t index);
+  /// Files of a segment; their span together.
+  const std::vector<std::uint32_t>& files_of(std::size_t index) const { return slots_[index].files; }
+  const event_span& span_of(std::size_t index) const { return slots_[index].span; }
+
+  /// What a channel has at an event: its entry, or by the slow policy another one's. Nothing: not recorded.
+  std::optional<placed_entry> value_at(std::size_t index, const std::shared_ptr<const segment>& part,
+                                       std::uint32_t event, std::size_t channel);
+
+  /// Drops a kept segment that nobody uses, for its memory; false when there is none.
+  bool drop_oldest();
+
+  const alignment_rule& rule() const { return rule_; }
+  bool is_slow(std::size_t channel) const { return slow_[channel]; }
+  const timed_file& file(std::size_t index) const { return files_[index]; }
+
+ private:
+  struct slot {
+    std::vector<std::uint32_t> files;
+    event_span span;
+    std::mutex mutex;  // guards what follows
+    std::weak_ptr<const segment> built;
+    std::optional<std::size_t> selected;
+  };
+
+  void cut_into_segments();
+  bool belong_together(const event_span& a, const event_span& b) const;
+  bool is_outside(const event_span& span) const;
+  std::shared_ptr<const segment> build(std::size_t index);
+  std::shared_ptr<const segment> load(std::size_t index);
+  void take_memory(std::size_t bytes, memory_share& share);
+  void keep(const std::shared_ptr<const segment>& built);
+  void select(segment& part, std::size_t index);
+  bool is_inside(const ravo_time_id& id) const;
+  bool has_entries(std::size_t index, std::size_t channel) const;
+  std::optional<placed_entry> last_before(std::size_t index, std::size_t channel);
+  std::optional<placed_entry> first_behind(std::size_t index, std::size_t channel);
+
+  const selection& wanted_;
+  open_files& opened_;
+  memory_budget& memory_;
+  alignment_rule rule_;
+  std::vector<timed_file> files_;
+  std::vector<std::string> names_;
+  std::vector<bool> slow_;
+  std::size_t join_channel_ = 0;
+  std::deque<slot> slots_;
+
+  std::mutex mutex_;  ///< guards kept_; taken behind a slot's
+  std::deque<std::shared_ptr<const segment>> kept_;  ///< the last used last
+};
+
+}  // namespace ravo::datasets
+
+#endif

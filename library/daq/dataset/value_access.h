@@ -1,0 +1,19 @@
+// How the dataset layer makes values; programs only look at them.
+#ifndef RAVO_DATASET_VALUE_ACCESS_H
+#define RAVO_DATASET_VALUE_ACCESS_H
+
+#include "ravo_dataset/values.h"
+
+namespace ravo {
+
+class value_access {
+ public:
+  static value make(value_status status, const ravo_time_id& id, std::int64_t age = 0);
+  /// `bytes`: the decoded data of a block of type `dtype`, aligned for 4-byte words.
+  static value make(value_status status, const ravo_time_id& id, std::int64_t age, std::int32_t dtype,
+                    std::int32_t error, std::span<const std::byte> bytes);
+};
+
+}  // namespace ravo
+
+#endif

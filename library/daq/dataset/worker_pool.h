@@ -1,0 +1,47 @@
+// The dataset's threads, started once, and groups of tasks that are waited for together. A task must not wait
+// for another one.
+#ifndef RAVO_DATASET_WORKER_POOL_H
+#define RAVO_DATASET_WORKER_POOL_H
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace ravo::datasets {
+
+class worker_pool {
+ public:
+  explicit worker_pool(std::size_t threads);
+  /// Waits for the tasks that run; those that wait are dropped.
+  ~worker_pool();
+  worker_pool(const worker_pool&) = delete;
+  worker_pool& operator=(const worker_pool&) = delete;
+
+  std::size_t size() const { return threads_.size(); }
+  void add(std::function<void()> task);
+
+  /// Runs `work(i)` for i from 0 to `count` - 1 on up to `workers` threads and waits for all of them. The first
+  /// exception ends the others' work and is thrown here. `look` is called here now and then; it may throw.
+  void run(std::size_t count, std::size_t workers, const std::function<void(std::size_t)>& work,
+           const std::function<void()>& look = {});
+
+ private:
+  void serve();
+
+  std::mutex mutex_;  ///< guards what follows
+  std::condition_variable wake_;
+  std::deque<std::function<void()>> tasks_;
+  bool ended_ = false;
+  std::vector<std::thread> threads_;
+};
+
+}  // namespace ravo::datasets
+
+#endif

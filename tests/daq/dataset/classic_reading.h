@@ -1,0 +1,82 @@
+// What the classic reader delivers of the same files and channels, event by event: the oracle of the dataset
+// layer. It reads through the public interface of the readers and keeps copies.
+#ifndef RAVO_TEST_CLASSIC_READING_H
+#define RAVO_TEST_CLASSIC_READING_H
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "captured_output.h"
+#include "ravo_daq_slicer.h"
+#include "ravo_daq_slicer_2010.h"
+#include "ravo_dataset.h"
+
+namespace ravo::test {
+
+struct classic_value {
+  ravo_time_id id;
+  int type = 0;
+  std::vector<std::byte> bytes;
+};
+/// One event: what each channel that has it delivers, by the position of the channel in the request.
+using classic_event = std::map<std::size_t, classic_value>;
+
+/// Reads through the slicer of a generation, so that slow channels have their own events only.
+template <class Slicer, class Param>
+std::vector<classic_event> read_classic(const std::vector<std::string>& files, const std::vector<std::string>& channels,
+                                        int mode) {
+  captured_output silence;
+  std::vector<std::string> paths = files;
+  std::vector<char*> file_list;
+  for (std::string& path : paths) file_list.push_back(path.data());
+  std::vector<Param> params(channels.size());
+  std::vector<Param*> list;
+  for (std::size_t i = 0; i < channels.size(); ++i) {
+    std::memset(&params[i], 0, sizeof params[i]);
+    std::memcpy(params[i].name, channels[i].data(), channels[i].size());
+    params[i].subchan = -1;
+    list.push_back(&params[i]);
+  }
+  Slicer slicer;
+  EXPECT_EQ(slicer.set_synch_mode(mode), RAVO_DAQ_SLICER_OK);
+  // By time the slicers step by their period and pass over what lies between; the older one's spans two pulses.
+  const ravo_time_id step{1, {0, 100000}};
+  const time_stamp tolerance{0, 50000};
+  EXPECT_EQ(slicer.set_event_step(&step), RAVO_DAQ_SLICER_OK);
+  EXPECT_EQ(slicer.set_time_diff(&tolerance), RAVO_DAQ_SLICER_OK);
+  EXPECT_EQ(slicer.init(&file_list, &list, 0), RAVO_DAQ_SLICER_OK);
+  EXPECT_EQ(slicer.start(), RAVO_DAQ_SLICER_OK);
+  std::vector<classic_event> events;
+  std::vector<ravo_channel_entry_long*> entries;
+  while (slicer.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT) == RAVO_DAQ_SLICER_OK) {
+    classic_event event;
+    for (const ravo_channel_entry_long* entry : entries) {
+      const value seen = view_of_block(*entry);
+      const auto* header = reinterpret_cast<const ravo_eventheader*>(entry->sbchdata[0].evhd);
+      const bool is_older = header->pattern == RAVO_EVENT_HEADER_PATTERN;
+      const std::string name = is_older ? reinterpret_cast<const ravo_serv_block_subhead*>(entry->sbchdata[0].chhd)->chname
+                                        : reinterpret_cast<const ravo_serv_block_subhead_2010*>(entry->sbchdata[0].chhd)->chname;
+      const auto channel = static_cast<std::size_t>(std::find(channels.begin(), channels.end(), name) - channels.begin());
+      event[channel] = {entry->event_id, seen.type(), {seen.bytes().begin(), seen.bytes().end()}};
+    }
+    if (event.empty()) break;  // an event of nobody: the slicer stands still
+    events.push_back(std::move(event));
+  }
+  return events;
+}
+
+inline std::vector<classic_event> read_classic(ravo_file_generation generation, const std::vector<std::string>& files,
+                                               const std::vector<std::string>& channels, int mode) {
+  return generation == ravo_file_generation::current
+             ? read_classic<ravo_daq_slicer_2010, ravo_daq_chan_param_2010>(files, channels, mode)
+             : read_classic<ravo_daq_slicer, ravo_daq_chan_param>(files, channels, mode);
+}
+
+}  // namespace ravo::test
+
+#endif
