@@ -6,19 +6,10 @@
 #include "decoded_block.h"
 #include "event_printing.h"
 #include "times.h"
+#include "units.h"
 
 namespace ravo::tool {
 namespace {
-
-// The unit of one member: a channel's units may list one for each, "mm, mm, nC".
-std::string unit_of(const std::string& units, std::size_t member, std::size_t members) {
-  const auto commas = static_cast<std::size_t>(std::count(units.begin(), units.end(), ','));
-  if (commas == 0 || (members > 1 && commas + 1 != members)) return units;
-  std::size_t begin = 0;
-  for (std::size_t i = 0; i < member && i < commas; ++i) begin = units.find(',', begin) + 1;
-  const std::string unit = units.substr(begin, units.find(',', begin) - begin);
-  return unit.substr(std::min(unit.find_first_not_of(' '), unit.size()));
-}
 
 // One line: the channel, the member, and what is to be said.
 class line_printer {

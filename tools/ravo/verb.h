@@ -22,6 +22,7 @@ verb index_verb(CLI::App& tool);
 verb headers_verb(CLI::App& tool);
 verb descr_verb(CLI::App& tool);
 verb read_verb(CLI::App& tool);
+verb show_verb(CLI::App& tool);
 verb catalog_verb(CLI::App& tool);
 verb convert_verb(CLI::App& tool);
 verb verify_verb(CLI::App& tool);

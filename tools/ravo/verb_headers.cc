@@ -4,10 +4,9 @@
 #include <cstring>
 
 #include "channel_headers.h"
-#include "failure.h"
+#include "channel_names.h"
 #include "help_format.h"
 #include "json_lines.h"
-#include "names.h"
 #include "times.h"
 #include "type_names.h"
 #include "verb.h"
@@ -21,19 +20,6 @@ struct options {
   std::uint64_t limit = 0;
   bool json = false;
 };
-
-std::size_t find_channel(const raw_file& file, const std::string& name) {
-  std::vector<std::string> names;
-  const auto channels = file.channels();
-  for (std::size_t i = 0; i < channels.size(); ++i) {
-    if (name == channels[i].chan_name) return i;
-    names.emplace_back(channels[i].chan_name);
-  }
-  const std::vector<std::string> near = near_names(name, names);
-  throw data_failure(fmt::format("{}: no channel {}; {}", file.path(), name,
-                                 near.empty() ? "`ravo channels FILE` lists those that are there"
-                                              : fmt::format("did you mean {}?", join_or(near))));
-}
 
 std::uint32_t bits(std::int32_t word) { return static_cast<std::uint32_t>(word); }
 

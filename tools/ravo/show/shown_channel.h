@@ -1,0 +1,83 @@
+// What the user layer says of one channel's data of one event, copied out of it, for whoever prints or
+// draws.
+#ifndef RAVO_TOOL_SHOW_SHOWN_CHANNEL_H
+#define RAVO_TOOL_SHOW_SHOWN_CHANNEL_H
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "drawing/curve.h"
+#include "drawing/grey_picture.h"
+#include "ravo_core_records.h"
+
+namespace ravo::tool {
+
+/// One member of a spectrum, or one profile of a region of interest.
+struct shown_member {
+  int index = 0;
+  std::string name;
+  std::string unit;
+  float start = 0, step = 0, group_step = 0;
+  std::size_t samples = 0;  ///< of each group
+  std::vector<float> values;
+  std::optional<float> mean;        ///< as the front end computed it
+  std::map<int, float> statistics;  ///< of the front end, by number
+
+  std::size_t groups() const { return samples == 0 ? 0 : values.size() / samples; }
+  drawing::curve curve() const {
+    return {double{start}, double{step}, double{group_step}, samples, values};
+  }
+};
+
+struct shown_spectrum {
+  std::string axis;  ///< what start and step count
+  std::vector<shown_member> members;
+};
+
+struct shown_image {
+  int bytes_per_pixel = 1;
+  int frame = 0;
+  int x_start = 0, y_start = 0;
+  drawing::grey_picture picture;
+  std::vector<unsigned char> pixels;  ///< as the block has them, the high byte first
+};
+
+struct shown_slow_value {
+  std::string property;
+  float value = 0;
+  int status = 0;
+  time_stamp time{};
+};
+
+struct shown_pairs {
+  int id = 0;
+  std::string comment;
+  std::vector<std::pair<std::string, float>> records;
+};
+
+struct shown_text {
+  std::string text;
+};
+
+/// The block is not what its type says, or nobody knows its type.
+struct shown_bytes {};
+
+struct shown_channel {
+  std::string name;
+  std::string units;  ///< of the channel's description; one for all members, or one each
+  std::string description;
+  int dtype = 0;
+  int error = 0;
+  std::size_t bytes = 0;  ///< of data
+  ravo_time_id told{};    ///< the event that the data are from
+  bool is_held = false;   ///< a slow value of an earlier event
+  std::variant<shown_bytes, shown_spectrum, shown_image, shown_slow_value, shown_pairs, shown_text> data;
+};
+
+}  // namespace ravo::tool
+
+#endif
