@@ -2,6 +2,7 @@
 // prints has an end. Each block ends where its memory ends, so that a sanitizer sees every read past it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <iostream>
 #include <random>
@@ -104,7 +105,7 @@ class lying_block {
       EXPECT_GE(sum, 0);
     }
     cursor_.GetImageVal(0, 0);
-    cursor_.GetImageVal(nx - 1, ny - 1);
+    cursor_.GetImageVal(std::max(nx, 1) - 1, std::max(ny, 1) - 1);
     cursor_.GetImageVal(0x7fffffff, 0x7fffffff);
   }
 

@@ -186,7 +186,7 @@ class random_event {
   void add(made_channel& channel) {
     channel.current = generation::is_current;
     std::string payload;
-    switch (pick(0, 5)) {
+    switch (pick(0, 6)) {
       case 0:
         channel.event_type = RAVO_EV_UPD;
         channel.type = generation::update_type;
@@ -197,6 +197,12 @@ class random_event {
       case 1:
         channel.event_type = RAVO_EV_IMAGE;
         channel.type = pick(0, 1) == 0 ? RAVO_BLOCK_IMAGE : RAVO_BLOCK_IMAGE_EXT;
+        channel.property_class = 4;
+        payload = std::string(100, '\0');
+        break;
+      case 5:
+        channel.event_type = RAVO_EV_UPD;
+        channel.type = RAVO_BLOCK_IMAGE;
         channel.property_class = 4;
         payload = std::string(100, '\0');
         break;

@@ -214,6 +214,21 @@ TYPED_TEST(Cursor, FindsAChannelByNameAndASlowOneByItsProperty) {
   EXPECT_EQ(this->cursor.GetChanNumb(), 0);
 }
 
+TYPED_TEST(Cursor, PassesOverChannelsWithoutNameDataOrEntry) {
+  this->add_slow("SERVER", "P");
+  this->add_fast("A");
+  this->add_fast("B");
+  this->cursor.SetRes(this->event.result());
+  this->event.addresses(0).data = 0;
+  this->event.addresses(1).chhd = this->event.addresses(1).data = 0;
+  EXPECT_EQ(this->cursor.SetProp(nullptr), -11);
+  EXPECT_EQ(this->cursor.SetProp("P"), -11);
+  EXPECT_EQ(this->cursor.SetProp("A"), -11);
+  EXPECT_EQ(this->cursor.SetProp("B"), 3);
+  this->event.result()->at(1) = nullptr;
+  EXPECT_EQ(this->cursor.SetProp("B"), 3);
+}
+
 TYPED_TEST(Cursor, ReadsNoNameBeyondACutBlock) {
   this->add_fast("A");
   this->event.template add<TypeParam>("SERVER", TypeParam::update_type, "PROP", RAVO_EV_UPD);
@@ -410,6 +425,16 @@ TEST(OlderCursor, TakesABlockOfACurrentReaderForNone) {
   EXPECT_EQ(cursor.GetChanHead(), nullptr);
 }
 
+TEST(OlderCursor, IsOneForCurrentEventsAgainAfterClean) {
+  handmade_event event;
+  event.add<older_event>("A", RAVO_BLOCK_RF_250K, two_spectra<older_event>());
+  ravo_daq_getdata cursor;
+  ASSERT_EQ(cursor.SetRes(event.result()), 1);
+  cursor.Clean();
+  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.GetSingle(0), 0.0f); }).error,
+            "ravo_daq_getdata::GetSingle: 0 ChanHeader_2010 == NULL");
+}
+
 // Readers may be gone by then, and their blocks with them.
 TEST(CurrentCursor, RemembersAfterCleanWhatTheLastHeaderSaid) {
   auto event = std::make_unique<handmade_event>();
@@ -453,6 +478,20 @@ TYPED_TEST(Cursor, IsAfterCleanAsItWasMade) {
   EXPECT_EQ(this->cursor.GetChanHead(), nullptr);
   EXPECT_EQ(this->cursor.GetData(), nullptr);
   EXPECT_EQ(this->cursor.GetImageFloat(), nullptr);
+}
+
+TYPED_TEST(Cursor, AnswersTheErrorWhenTheFirstChannelIsBroken) {
+  this->add_fast("A");
+  this->add_image("B");
+  this->add_slow("C", "P");
+  ASSERT_EQ(this->cursor.SetRes(this->event.result()), 3);
+  this->event.addresses(0).evhd = 0;
+  listen([&] {
+    EXPECT_EQ(this->cursor.SetFast(0), -2);
+    EXPECT_EQ(this->cursor.SetImage(0), -2);
+    EXPECT_EQ(this->cursor.SetSlow(0), -2);
+    EXPECT_EQ(this->cursor.SetProp("A"), -2);
+  });
 }
 
 TYPED_TEST(Cursor, IsStillOnTheOldResultAfterARefusedOne) {
@@ -524,7 +563,12 @@ TEST(MixedEvent, IsReadByEachHeadersGeneration) {
   EXPECT_EQ(cursor.SetProp("OLD"), 4);
   EXPECT_NE(cursor.GetChanHead(), nullptr);
   EXPECT_EQ(cursor.GetChanHead_2010(), nullptr);
+  EXPECT_NE(cursor.GetServBlockHead(), nullptr);
+  EXPECT_EQ(cursor.GetServBlockHead_2010(), nullptr);
   EXPECT_EQ(cursor.SetProp("NEW"), 3);
+  EXPECT_EQ(cursor.GetChanHead(), nullptr);
+  EXPECT_EQ(cursor.GetServBlockHead(), nullptr);
+  EXPECT_NE(cursor.GetServBlockHead_2010(), nullptr);
 }
 
 }  // namespace

@@ -45,11 +45,11 @@ TEST_F(PrintedResult, ListsFilesAlsoOfAnInitThatFailed) {
 TEST_F(PrintedResult, ListsThePropertiesAsTheyWereGiven) {
   char other_label[8] = "short", other[8] = "RF";
   ravo_sprop left_out{other_label, 6, other, 2, 2, 11};
-  properties = {&property, &left_out};
+  properties = {&property, nullptr, &left_out};
   ASSERT_EQ(init(list("file.raw\n")), 0);
-  EXPECT_EQ(print(&ravo_daq_data::PrintProp), "ravo_daq_data: Nprop= 1 = 2 Lprop " + printed(&properties) +
+  EXPECT_EQ(print(&ravo_daq_data::PrintProp), "ravo_daq_data: Nprop= 1 = 3 Lprop " + printed(&properties) +
                                                   "\n0: label len 5 TOR prlen 5 nmemb 1 dtype 10\n"
-                                                  "1: short len 6 RF prlen 2 nmemb 2 dtype 11\n");
+                                                  "2: short len 6 RF prlen 2 nmemb 2 dtype 11\n");
 }
 
 TEST_F(PrintedResult, FailsTheStreamAtANullText) {

@@ -43,6 +43,25 @@ TYPED_TEST(Values, GiveTheSlowValueWithStatusAndTime) {
   EXPECT_EQ(this->cursor.GetSingle(0), 12.5f);
 }
 
+TEST(CurrentValues, AreNoneAfterCleanThoughTheHeaderIsStillKnown) {
+  handmade_event event;
+  event.add<current_event>("S", RAVO_UPD_BLOCK_2010, update_payload<current_event>("PROP", 12.5f),
+                           RAVO_EV_UPD);
+  event.add<current_event>("N", RAVO_BLOCK_NAME_VALUE, bytes_of(ravo_name_value_block{1, "", 0}));
+  ravo_daq_getdata cursor;
+  cursor.SetRes(event.result());
+  cursor.Clean();
+  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.GetSingle(0), 0.0f); }).error,
+            "ravo_daq_getdata::GetSingle: 0 DType33");
+  EXPECT_EQ(cursor.GetSlowPrm(nullptr, nullptr, nullptr), 1);
+  cursor.SetRes(event.result());
+  cursor.SetChan(1);
+  cursor.Clean();
+  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.GetValNamChan(nullptr, nullptr, 0), 1); }).error,
+            "ravo_daq_getdata::GetValNamChan() 0 DType22");
+  EXPECT_EQ(cursor.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr), 1);
+}
+
 TYPED_TEST(Values, AreNoneInACutSlowBlock) {
   const std::string whole = update_payload<TypeParam>("PROP", 12.5f);
   this->show(TypeParam::update_type, whole.substr(0, whole.size() - 1), RAVO_EV_UPD);
