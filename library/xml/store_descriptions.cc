@@ -1,5 +1,6 @@
 // Writes channel descriptions as the XML text that a raw file carries, and deletes descriptions.
 #include <cstring>
+#include <new>
 #include <pugixml.hpp>
 #include <string>
 #include <string_view>
@@ -34,21 +35,33 @@ std::string allowed_text(std::string_view field) {
   return text;
 }
 
+// The tree goes on without what it has no memory for; half of the descriptions would look like all of them.
+template <class Part>
+Part checked(Part part) {
+  if (!part) throw std::bad_alloc();
+  return part;
+}
+
+template <class Value>
+void append_value(pugi::xml_node& element, const char* name, const Value& value) {
+  if (!checked(element.append_attribute(name)).set_value(value)) throw std::bad_alloc();
+}
+
 template <std::size_t size>
 void append(pugi::xml_node& element, const char* name, const char (&field)[size]) {
   // The last byte is the terminating zero's, whatever stands there.
   const std::string text = allowed_text({field, strnlen(field, size - 1)});
-  element.append_attribute(name).set_value(text.c_str());
+  append_value(element, name, text.c_str());
 }
 
 template <class Number>
 void append(pugi::xml_node& element, const char* name, const Number& number) {
-  element.append_attribute(name).set_value(number);
+  append_value(element, name, number);
 }
 
 template <class Record>
 pugi::xml_node store(pugi::xml_node& parent, const char* element_name, const Record& record) {
-  pugi::xml_node element = parent.append_child(element_name);
+  pugi::xml_node element = checked(parent.append_child(element_name));
   for_each_field(record, [&](const char* name, const auto& field) { append(element, name, field); });
   return element;
 }
@@ -57,11 +70,11 @@ pugi::xml_node store(pugi::xml_node& parent, const char* element_name, const Rec
 
 std::string ravo_store_chan_descr(const std::vector<chan_descr_2010*>& descriptions) {
   pugi::xml_document document;
-  pugi::xml_node declaration = document.append_child(pugi::node_declaration);
-  declaration.append_attribute("version") = "1.0";
-  declaration.append_attribute("encoding") = "UTF-8";
-  pugi::xml_node root = document.append_child(ravo::xml::root_name);
-  root.append_attribute(ravo::xml::version_name) = ravo::xml::version_text;
+  pugi::xml_node declaration = checked(document.append_child(pugi::node_declaration));
+  append_value(declaration, "version", "1.0");
+  append_value(declaration, "encoding", "UTF-8");
+  pugi::xml_node root = checked(document.append_child(ravo::xml::root_name));
+  append_value(root, ravo::xml::version_name, ravo::xml::version_text);
   for (const chan_descr_2010* channel : descriptions) {
     if (!channel) continue;
     pugi::xml_node element = store(root, ravo::xml::channel_name, *channel);

@@ -546,9 +546,9 @@ off_t lseek(int descriptor, off_t offset, int from) noexcept {
   return guarded(call::seek, off_t{-1}, [&] { return next(descriptor, offset, from); });
 }
 
-int fsync(int descriptor) {
-  static const auto next = next_in_line<int (*)(int)>("fsync");
-  return guarded(call::sync, -1, [&] { return next(descriptor); });
+// Counted, and not done: what a killed process has written the system keeps, and waiting for a disk takes time.
+int fsync(int) {
+  return guarded(call::sync, -1, [] { return 0; });
 }
 int rename(const char* from, const char* to) noexcept {
   static const auto next = next_in_line<int (*)(const char*, const char*)>("rename");

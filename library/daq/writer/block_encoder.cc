@@ -4,6 +4,8 @@
 #include <lzo/lzo1x.h>
 #include <zlib.h>
 
+#include <new>
+
 #include "ravo_data_types.h"
 #include "ravo_raw_format.h"
 #include "ravo_store.h"
@@ -59,6 +61,8 @@ std::size_t block_encoder::compress(const channel& of) {
     packed_.resize(produced);
     const int status = compress2(packed_.data(), &produced, ordered_.data(),
                                  static_cast<uLong>(ordered_.size()), of.zlib_level);
+    // Told, and not got over with a plain block: the same input gives the same bytes.
+    if (status == Z_MEM_ERROR) throw std::bad_alloc();
     return status == Z_OK ? produced : 0;
   }
   if (of.compression == ravo_compression::lzo1x && lzo_ready_) {

@@ -13,6 +13,7 @@ outcome folder::open(const std::string& path) {
   close();
   if (path.empty())
     return refusal(RAVO_DAQ_WRITER_INV_PARAM, "no folder is given; name the one the files go to");
+  path_ = path;  // before there is a descriptor to lose, should there be no memory for it
   const int descriptor = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0)
     return system_refusal("cannot open the folder " + path, errno,
@@ -23,7 +24,6 @@ outcome folder::open(const std::string& path) {
     return system_refusal("cannot write to the folder " + path, error,
                           "give it write permission, or name another one");
   }
-  path_ = path;
   descriptor_ = descriptor;
   return {};
 }
