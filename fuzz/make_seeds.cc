@@ -180,7 +180,7 @@ void add_texts(seed_folder& seeds) {
 void add_requests(seed_folder& seeds) {
   for (const char generation : {'\0', '\1'})
     for (int i = 0; i < 8; ++i) {
-      const std::string wish{generation, '\0', static_cast<char>(i & 3),
+      const std::string wish{generation, static_cast<char>(1 << i % 7), static_cast<char>(i & 3),
                              static_cast<char>(i << 4 | (i & 1)), static_cast<char>(i > 3 ? i * 7 : 0)};
       seeds.add("reader", wish);
       // A word of a table in each of the files, and a file that is cut.
