@@ -1,0 +1,54 @@
+// The judgement of a soak over curves made up by hand: it has to see a leak that is slow, and to bear what settles.
+#include <gtest/gtest.h>
+
+#include "soak_curve.h"
+
+namespace ravo::test {
+namespace {
+
+std::vector<soak_sample> level(std::size_t samples) {
+  std::vector<soak_sample> curve(samples);
+  for (std::size_t i = 0; i < samples; ++i)
+    curve[i] = {static_cast<double>(i), static_cast<long>(i) * 100, 20000 + static_cast<long>(i % 3) * 100, 800, 5, 1, 90};
+  return curve;
+}
+
+std::vector<std::string> growing(soak::field value, long by, std::size_t from = 0) {
+  std::vector<soak_sample> curve = level(60);
+  for (std::size_t i = from; i < curve.size(); ++i) curve[i].*value += by * static_cast<long>(i - from);
+  return soak::growth(curve);
+}
+
+TEST(SoakCurve, OfAProcessThatStaysLevelIsFine) { EXPECT_TRUE(soak::growth(level(60)).empty()); }
+
+TEST(SoakCurve, MayRiseWhileItWarmsUp) {
+  std::vector<soak_sample> curve = level(60);
+  for (std::size_t i = 0; i < 15; ++i) curve[i].resident_kib = curve[i].heap_kib = 100;
+  EXPECT_TRUE(soak::growth(curve).empty());
+}
+
+TEST(SoakCurve, TellsOfEveryMeasureThatGrows) {
+  // The medians of the middle and the last twenty samples of sixty: those of samples 30 and 50.
+  EXPECT_EQ(growing(&soak_sample::resident_kib, 300),
+            std::vector<std::string>{"resident memory (KiB) grew from 29000 to 35200"});
+  EXPECT_EQ(growing(&soak_sample::heap_kib, 10), std::vector<std::string>{"heap in use (KiB) grew from 1100 to 1300"});
+  EXPECT_EQ(growing(&soak_sample::mappings, 2), std::vector<std::string>{"mappings grew from 150 to 190"});
+}
+
+TEST(SoakCurve, TellsOfASingleDescriptorOrThreadThatStays) {
+  EXPECT_EQ(growing(&soak_sample::descriptors, 0).size(), 0u);
+  std::vector<soak_sample> curve = level(60);
+  for (std::size_t i = 45; i < 60; ++i) {
+    ++curve[i].descriptors;
+    ++curve[i].threads;
+  }
+  EXPECT_EQ(soak::growth(curve),
+            (std::vector<std::string>{"descriptors grew from 5 to 6", "threads grew from 1 to 2"}));
+}
+
+TEST(SoakCurve, OfTooFewSamplesProvesNothing) {
+  EXPECT_EQ(soak::growth(level(8)), std::vector<std::string>{"only 8 samples"});
+}
+
+}  // namespace
+}  // namespace ravo::test
