@@ -42,6 +42,14 @@ TEST(CalendarTime, IsLocalTime) {
   EXPECT_EQ(heard.error, "");
 }
 
+TEST(CalendarTime, LetsTheZoneDecideOnSummerTime) {
+  const time_zone zone("XXX-1YYY,M3.5.0,M10.5.0/3");
+  listen([&] {
+    EXPECT_EQ(ravo_daq_time(2010, 7, 1, 0, 0, 0), 1277942400 - 7200);
+    EXPECT_EQ(ravo_daq_time(2010, 1, 1, 0, 0, 0), 1262304000 - 3600);
+  });
+}
+
 TEST(CalendarTime, RollsMonth13OverIntoTheNextYear) {
   const time_zone zone("UTC0");
   long seconds = 0;
