@@ -7,6 +7,7 @@
 
 #include "answer_key.h"
 #include "failure.h"
+#include "fault_options.h"
 #include "help_format.h"
 #include "interrupt.h"
 #include "json_lines.h"
@@ -26,6 +27,7 @@ struct options {
   std::string start;
   std::string answer_key;
   std::string generation = "current";
+  std::vector<std::string> faults;
   bool json = false;
 };
 
@@ -71,6 +73,7 @@ void report(const simulator::settings& what, const simulator::simulation_result&
   for (const std::string& file : result.files) {
     std::error_code error;
     const auto size = std::filesystem::file_size(file, error);
+    if (error) continue;  // it was made to be missing
     if (as_json)
       out.print(json_line({{"file", file}, {"bytes", size}}));
     else
@@ -83,7 +86,11 @@ void report(const simulator::settings& what, const simulator::simulation_result&
 }
 
 void run(const options& asked, output& out) {
-  const simulator::settings what = complete(asked);
+  if (asks_for_list(asked.faults)) return list_faults(asked.json, out);
+  if (asked.what.folder.empty()) throw usage_failure("DIR is required");
+  simulator::settings what = complete(asked);
+  const std::vector<simulator::fault_request> faults = read_faults(asked.faults, what.runs * what.files);
+  simulator::prepare_faults(what, faults);
   make_folder(what.folder);
   std::optional<answer_key> key;
   if (!asked.answer_key.empty()) key.emplace(asked.answer_key);
@@ -98,6 +105,7 @@ void run(const options& asked, output& out) {
         bar.show(static_cast<double>(done) / static_cast<double>(total));
         return true;
       });
+      write_expectations(simulator::make_faults(what, result, faults), what.folder);
     } catch (const simulator::simulation_failed& failure) {
       throw data_failure(fmt::format("{}: {}", what.folder, failure.what()));
     }
@@ -144,9 +152,7 @@ verb simulate_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("simulate", "Write raw files of a simulated accelerator");
   const auto asked = std::make_shared<options>();
   simulator::settings& what = asked->what;
-  command->add_option("DIR", what.folder, "Folder for the files; made when it is not there")
-      ->required()
-      ->type_name("");
+  command->add_option("DIR", what.folder, "Folder for the files; made when it is not there")->type_name("");
   const auto number = [&](const char* name, int& value, const char* text, int most) {
     command->add_option(name, value, text)->type_name("N")->capture_default_str()->check(in_range(1, most));
   };
@@ -188,6 +194,11 @@ verb simulate_verb(CLI::App& tool) {
       ->capture_default_str();
   command->add_option("--answer-key", asked->answer_key, "Also write what every block holds, as JSON lines")
       ->type_name("FILE");
+  command
+      ->add_option("--fault", asked->faults,
+                   "Damage a file: KIND or KIND@FILE, files count from 1; \"list\" lists the kinds. May be repeated")
+      ->allow_extra_args(false)
+      ->type_name("KIND[@FILE]");
   command->add_flag("--json", asked->json, "One JSON object a file");
   add_counts(*command, *asked);
   command->footer(R"(Examples:
@@ -195,9 +206,11 @@ verb simulate_verb(CLI::App& tool) {
   ravo simulate demo --files 3 --channels 200        three files with two hundred channels
   ravo simulate demo --runs 2 --compression zlib --seed 42
   ravo simulate demo --answer-key demo/key.jsonl     and what is in them, to check a reader
+  ravo simulate demo --fault flipped-bit@2           and the second file damaged, to see what finds it
 
 Beside the channels asked for there are always LINAC/BPM/HALF_RATE, LINAC/TOROID/GAPS, LINAC/RF/LATE
-(from the second file on), LINAC/TOROID/SPARE (without data), LINAC/RUN/BEGIN and LINAC/RUN/END.)");
+(from the second file on), LINAC/TOROID/SPARE (without data), LINAC/RUN/BEGIN and LINAC/RUN/END.
+Beside a damaged FILE stands FILE.expected.json: what `ravo verify --json` has to say of it.)");
   return {command, [asked](output& out) { run(*asked, out); }};
 }
 

@@ -84,6 +84,7 @@ bool event_stream::has_data(const channel& what, int file, std::uint32_t pulse,
 }
 
 std::vector<event> event_stream::events_of(int run, int file, std::uint32_t pulse) const {
+  if (settings_.pulses_without_events.contains(pulse)) return {};
   const std::uint32_t pulse_of_run = pulse - first_pulse(run, 0);
   const bool begins = pulse_of_run == 0;
   const bool ends = file + 1 == settings_.files && pulse + 1 == end_pulse(run, file);

@@ -4,6 +4,7 @@
 #define RAVO_SIMULATOR_EVENTS_H
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,9 @@ struct settings {
   std::string experiment = "linac";
   std::string stream = "main";
   ravo_file_generation generation = ravo_file_generation::current;
+  // What is wrong with the machine.
+  std::set<std::uint32_t> pulses_without_events;  ///< in them nothing is taken
+  std::string absent_channel;                     ///< its instrument is switched off
 };
 
 /// Pulses without a run between two runs.

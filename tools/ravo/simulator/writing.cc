@@ -139,7 +139,10 @@ simulation_result simulate_with(const settings& what, const std::vector<channel>
 
 simulation_result simulate(const settings& what, const observer& observe, const progress& report) {
   std::vector<channel> channels = make_channels(what.counts, what.compression);
-  for (channel& one : channels) one.generation = what.generation;
+  for (channel& one : channels) {
+    one.generation = what.generation;
+    if (one.name == what.absent_channel) one.when = presence::never;
+  }
   return what.generation == ravo_file_generation::older
              ? simulate_with<ravo_daq_writer>(what, channels, observe, report)
              : simulate_with<ravo_daq_writer_2010>(what, channels, observe, report);

@@ -89,8 +89,10 @@ void check_overlaps(file_map& map, finding_list& findings) {
 
 void check_first_basket(const file_map& map, finding_list& findings) {
   std::uint64_t first = 0;
-  for (const channel_entry& one : map.channels)
+  for (const channel_entry& one : map.channels) {
+    if (one.count > 0 && one.basket == 0) return;  // it may be the one
     if (one.basket != 0 && (first == 0 || one.basket < first)) first = one.basket;
+  }
   if (map.reference.chanb_ref != first)
     findings.add(
         finding_kind::table_reference,

@@ -14,6 +14,7 @@
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
 #include "ravo_payload.h"
+#include "verify/instants.h"
 #include "verify/limits.h"
 
 namespace ravo::verify {
@@ -29,10 +30,6 @@ constexpr int lzo_output_overrun = -5;
 
 bool is_empty(const pointers& entry) {
   return entry.evhd == 0 && entry.sbhd == 0 && entry.chhd == 0 && entry.data == 0;
-}
-
-bool is_before(time_stamp a, time_stamp b) {
-  return a.timeup < b.timeup || (a.timeup == b.timeup && a.timelow < b.timelow);
 }
 
 // Slow readings are small, and handed out in a shape of their own: they are never compressed.
@@ -56,10 +53,13 @@ class channel_checker {
         next_heads_(around.file, head_size) {}
 
   finding_list check() {
-    const std::uint32_t events = count_events();
-    if (static_cast<std::int64_t>(events) != channel_.count) tell_count(events);
-    for (std::uint32_t i = 0; i < events; ++i) check_entry(i, events);
-    if (events > 0) check_masks();
+    const std::uint32_t entries = count_entries();
+    if (static_cast<std::int64_t>(entries) != channel_.count) tell_count(entries);
+    for (std::uint32_t i = 0; i < entries; ++i) follow(i);
+    is_row_sound_ =
+        findings_.empty() && std::is_sorted(row_targets_.begin(), row_targets_.end(), lies_before);
+    for (std::size_t i = 0; i < row_targets_.size(); ++i) check_event(i);
+    if (entries > 0) check_masks();
     find_shifts(channel_.name, stamps_, around_.usual, findings_);
     around_.report(unreported_);
     return std::move(findings_);
@@ -87,6 +87,8 @@ class channel_checker {
     pointers at;
   };
 
+  static bool lies_before(const target& a, const target& b) { return a.at.chhd < b.at.chhd; }
+
   std::uint64_t place_of_entry(std::uint32_t i) const {
     return map_.pointers_offset + (row_ * std::uint64_t{map_.row_length} + i) * sizeof(pointers);
   }
@@ -98,7 +100,7 @@ class channel_checker {
   }
 
   // The entries that are used: up to the last one that is not zero.
-  std::uint32_t count_events() {
+  std::uint32_t count_entries() {
     std::uint32_t count = 0;
     for (std::uint32_t i = 0; i < map_.row_length; ++i)
       if (!is_empty(entry(i))) count = i + 1;
@@ -113,50 +115,50 @@ class channel_checker {
                   fmt::format("it is {}, and {} events have pointers", channel_.count, events));
   }
 
-  void check_entry(std::uint32_t i, std::uint32_t events) {
-    const auto found = follow(i);
-    if (!found) return;
-    const event_entry& event = map_.events[found->event];
+  void check_event(std::size_t i) {
+    const target& found = row_targets_[i];
+    const event_entry& event = map_.events[found.event];
     seen_events_ |= 1u << (static_cast<unsigned>(event.type) & 31u);
-    check_order(i, found->event);
-    if (!check_block(*found, i, events)) {
+    if (!check_block(i)) {
       has_bad_block_ = true;
       return;
     }
     around_.blocks.fetch_add(1, std::memory_order_relaxed);
-    if (!is_slow_event(event.type)) {
-      stamps_.push_back(make_stamp(event, map_.servers[found->server], found->at.chhd, around_.usual));
-      stamps_.back().frame = frame_;
-    }
+    if (is_slow_event(event.type) || event.number == 0 || !event.is_sure) return;
+    stamps_.push_back(make_stamp(event, map_.servers[found.server], found.at.chhd, around_.usual));
+    stamps_.back().frame = frame_;
   }
 
-  // Holds the four pointers of an entry against what they lead to.
-  std::optional<target> follow(std::uint32_t i) {
+  // Holds the four pointers of an entry against what they lead to, and keeps what is good.
+  void follow(std::uint32_t i) {
     const pointers at = entry(i);
     const std::uint64_t here = place_of_entry(i);
     std::optional<std::uint32_t> number;
-    const auto wrong = [&](finding_kind kind, std::size_t which,
-                           std::uint32_t value) -> std::optional<target> {
+    const auto wrong = [&](finding_kind kind, std::size_t which, std::uint32_t value) {
       findings_.add(kind, {channel_.name, number, here + which},
                     [&] { return fmt::format("it leads to {}", value); });
       has_bad_block_ = true;
-      return std::nullopt;
     };
     const auto event = index_of(at.evhd, map_.headers_offset, sizeof(ravo_eventheader), map_.events.size());
     if (!event) return wrong(finding_kind::pointer_event_header, offsetof(pointers, evhd), at.evhd);
     number = map_.events[*event].number;
+    check_order(i, *event);
     const auto server = index_of(at.sbhd, map_.servers_offset, sizeof(server_head), map_.servers.size());
     if (!server || (map_.servers_belong && map_.servers[*server].event != *event))
       return wrong(finding_kind::pointer_server_block, offsetof(pointers, sbhd), at.sbhd);
-    const std::uint64_t begin =
-        channel_.basket == 0 ? sizeof G::signature - 1 : channel_.basket + sizeof(ravo_channel_basket);
-    if (at.chhd < begin || at.chhd > basket_end() || basket_end() - at.chhd < head_size)
+    if (at.chhd < basket_begin() || at.chhd > basket_end() || basket_end() - at.chhd < head_size ||
+        at.chhd == last_block_)
       return wrong(finding_kind::pointer_block, offsetof(pointers, chhd), at.chhd);
+    last_block_ = at.chhd;
     if (at.data != at.chhd + head_size)
       return wrong(finding_kind::pointer_data, offsetof(pointers, data), at.data);
-    return target{*event, *server, at};
+    // More blocks than events there cannot be: memory stays bounded by what was read already.
+    if (row_targets_.size() < map_.events.size()) row_targets_.push_back({*event, *server, at});
   }
 
+  std::uint64_t basket_begin() const {
+    return channel_.basket == 0 ? sizeof G::signature - 1 : channel_.basket + sizeof(ravo_channel_basket);
+  }
   std::uint64_t basket_end() const {
     const std::uint64_t tail = around_.file.size() - tail_size;
     return channel_.basket == 0 ? tail : std::min(channel_.basket_end, tail);
@@ -199,14 +201,15 @@ class channel_checker {
   }
 
   // A block is told of once: the first thing that is wrong with it.
-  bool check_block(const target& found, std::uint32_t i, std::uint32_t events) {
+  bool check_block(std::size_t i) {
+    const target& found = row_targets_[i];
     number_ = map_.events[found.event].number;
     frame_.reset();
     const std::uint64_t offset = found.at.chhd;
     if (!bears_name(data_, offset)) return wrong(finding_kind::block_name, offset, "");
     const block_head head = read_head(data_, offset);
     const data_type* type = check_type(head);
-    if (!type || !check_length(head, i, events)) return false;
+    if (!type || !check_length(head, i)) return false;
     if (head.is_compressed() && !check_zip_header(head, *type)) return false;
     if (head.dtype < 32) seen_types_ |= 1u << head.dtype;
     around_.channels_of_server[found.server].fetch_add(1, std::memory_order_relaxed);
@@ -232,13 +235,13 @@ class channel_checker {
   }
 
   // Blocks stand one behind the other, so that each has to end where the next one, or the basket's end, is.
-  bool check_length(const block_head& head, std::uint32_t i, std::uint32_t events) {
+  bool check_length(const block_head& head, std::size_t i) {
     const std::size_t least = head_size + (head.is_compressed() ? zip_size : 0);
     const std::uint64_t end = head.offset + head.length;
     if (head.length < least || end > basket_end())
       return wrong(finding_kind::block_length, head.offset,
                    [&] { return fmt::format("it is {}", head.length); });
-    const auto next = i + 1 < events ? next_block(i + 1, head.offset) : last_end();
+    const auto next = i + 1 < row_targets_.size() ? next_block(i + 1) : last_end();
     if (!next || (end <= *next && *next - end <= most_padding)) return true;
     return wrong(finding_kind::block_length, head.offset, [&] {
       return fmt::format("it is {}, and what follows begins {} bytes behind its begin", head.length,
@@ -246,16 +249,14 @@ class channel_checker {
     });
   }
 
-  // Where the next block begins, if the next entry really leads to one.
-  std::optional<std::uint64_t> next_block(std::uint32_t i, std::uint64_t here) {
-    const std::uint64_t next = entry(i).chhd;
-    if (next <= here || next > basket_end() || basket_end() - next < head_size ||
-        !bears_name(next_heads_, next))
-      return std::nullopt;
+  // Where the next block begins, if there really is one, and none between them is left out.
+  std::optional<std::uint64_t> next_block(std::size_t i) {
+    const std::uint64_t next = row_targets_[i].at.chhd;
+    if (!is_row_sound_ || !bears_name(next_heads_, next)) return std::nullopt;
     return next;
   }
   std::optional<std::uint64_t> last_end() const {
-    if (channel_.basket == 0 || !channel_.is_usable) return std::nullopt;
+    if (!is_row_sound_ || channel_.basket == 0 || !channel_.is_usable) return std::nullopt;
     return basket_end();
   }
 
@@ -281,12 +282,12 @@ class channel_checker {
     return true;
   }
 
-  // No byte of the file is decoded twice, however many pointers lead to it: a loop of references would
-  // never come to an end.
+  // No more is decoded than the basket holds, however many pointers lead into it: a loop of references
+  // would never come to an end.
   bool is_own_place(const block_head& head) {
-    if (!channel_.is_usable || channel_.basket == 0 || head.offset < decoded_to_) return false;
-    decoded_to_ = head.offset + head.length;
-    return true;
+    if (!channel_.is_usable || channel_.basket == 0) return false;
+    decoded_ += head.length;
+    return decoded_ <= basket_end() - basket_begin();
   }
 
   bool decode(const target& found, const block_head& head) {
@@ -394,7 +395,10 @@ class channel_checker {
   std::uint32_t seen_types_ = 0;
   bool has_bad_block_ = false;
   std::optional<std::uint32_t> last_event_;
-  std::uint64_t decoded_to_ = 0;
+  std::vector<target> row_targets_;
+  bool is_row_sound_ = false;
+  std::uint32_t last_block_ = 0;
+  std::uint64_t decoded_ = 0;
   std::uint64_t unreported_ = 0;
   int silent_blocks_ = 0;
   // Of the block that is being checked.

@@ -24,6 +24,7 @@ struct event_entry {
   std::uint32_t length;
   std::int32_t servers;                   ///< number of server blocks
   std::uint32_t position = not_in_index;  ///< among the events of its type
+  bool is_sure = true;                    ///< the index does not say otherwise
 };
 
 /// The head of a server block.

@@ -7,6 +7,7 @@
 #include "byte_view.h"
 #include "ravo_daq/generation_2009.h"
 #include "ravo_daq/generation_2010.h"
+#include "verify/instants.h"
 #include "verify/limits.h"
 
 namespace ravo::verify {
@@ -20,8 +21,6 @@ constexpr std::uint64_t tail_size = 4;
 time_stamp time_at(const byte_view& bytes, std::size_t offset) {
   return {*bytes.at<std::uint32_t>(offset), *bytes.at<std::uint32_t>(offset + 4)};
 }
-
-bool equal(time_stamp a, time_stamp b) { return a.timeup == b.timeup && a.timelow == b.timelow; }
 
 // How many records a basket has: by its length word, or, when that cannot be, by who refers to them.
 class basket_size {
@@ -163,11 +162,13 @@ class header_reader {
     if (event.position != event_entry::not_in_index)
       return wrong("another event of the index leads to the same header");
     event.position = i;
+    event.is_sure =
+        event.number == listed.event_number && event.type == type.type && is_same(event.time, listed.time);
     if (event.number != listed.event_number)
       wrong([&] { return fmt::format("its header has number {}", event.number); });
     else if (event.type != type.type)
       wrong([&] { return fmt::format("its header has type {}, the index {}", event.type, type.type); });
-    else if (!equal(event.time, listed.time))
+    else if (!is_same(event.time, listed.time))
       wrong("their times differ");
     event.type = type.type;
   }

@@ -68,8 +68,9 @@ void run_checker::take(file_result& result, std::optional<std::uint64_t> number)
     result.findings.add(finding_kind::run_file_missing, {},
                         fmt::format("between file {} and file {}", *last_number_, *number),
                         *number - *last_number_ - 1);
-  // A type that is not in every file is compared with the file in which it was last.
-  if (!follows) last_sequences_.clear();
+  // A type that is not in every file is compared with the file in which it was last. Where a file has no
+  // readable index, nobody knows what was in it.
+  if (!follows || result.sequences.empty()) last_sequences_.clear();
   for (type_sequence& here : result.sequences) {
     const auto before = last_sequences_.find(here.type);
     if (before != last_sequences_.end()) check_succession(before->second, here, result.findings);

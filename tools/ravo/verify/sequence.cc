@@ -8,14 +8,10 @@
 #include <utility>
 
 #include "ravo_evutl.h"
+#include "verify/instants.h"
 
 namespace ravo::verify {
 namespace {
-
-bool is_before(time_stamp a, time_stamp b) {
-  return a.timeup < b.timeup || (a.timeup == b.timeup && a.timelow < b.timelow);
-}
-bool equal(time_stamp a, time_stamp b) { return a.timeup == b.timeup && a.timelow == b.timelow; }
 
 std::string name_of(int type) { return event_name_itoa(type); }
 
@@ -28,8 +24,8 @@ void check_limits(const type_entry& type, finding_list& findings) {
   const listed_event &first = type.events.front(), &last = type.events.back();
   const bool is_right = type.head.event_number_first == first.event_number &&
                         type.head.event_number_last == last.event_number &&
-                        equal(type.head.event_time_first, first.time) &&
-                        equal(type.head.event_time_last, last.time);
+                        is_same(type.head.event_time_first, first.time) &&
+                        is_same(type.head.event_time_last, last.time);
   if (!is_right) findings.add(finding_kind::index_limits, {{}, {}, type.offset}, name_of(type.type));
 }
 
@@ -67,30 +63,35 @@ bool is_twice(const std::vector<numbered>& sorted, std::uint32_t number) {
   return found != sorted.end() && std::next(found) != sorted.end() && std::next(found)->first == number;
 }
 
-void check_order(const type_entry& type, const std::vector<numbered>& sorted, finding_list& findings) {
+// Whether the numbers go back.
+bool check_order(const type_entry& type, const std::vector<numbered>& sorted, finding_list& findings) {
+  bool goes_back = false;
   for (std::size_t i = 1; i < type.events.size(); ++i) {
     const listed_event &before = type.events[i - 1], &here = type.events[i];
     const place where{{}, here.event_number, offset_of(type, i)};
     if (is_before(here.time, before.time))
       findings.add(finding_kind::event_time_back, where, [&] { return name_of(type.type); });
     else if (here.event_number != 0 && here.event_number < before.event_number &&
-             !is_twice(sorted, here.event_number) && !is_twice(sorted, before.event_number))
+             !is_twice(sorted, here.event_number) && !is_twice(sorted, before.event_number)) {
+      goes_back = true;
       findings.add(finding_kind::event_number_back, where,
                    [&] { return fmt::format("{}, behind {}", name_of(type.type), before.event_number); });
+    }
   }
+  return goes_back;
 }
 
 }  // namespace
 
 type_sequence check_sequence(const type_entry& type, finding_list& findings) {
-  type_sequence sequence{
-      type.type, offset_of(type, 0), type.head.event_time_first, type.head.event_time_last, {}};
+  type_sequence sequence{type.type, offset_of(type, 0), 0, {}, {}, {}};
   check_limits(type, findings);
   if (type.events.empty()) return sequence;
+  sequence.first_number = type.events.front().event_number;
   sequence.first = type.events.front().time;
   sequence.last = type.events.back().time;
   const std::vector<numbered> sorted = sort_by_number(type);
-  check_order(type, sorted, findings);
+  sequence.goes_back = check_order(type, sorted, findings);
   for (std::size_t i = 0; i < sorted.size(); ++i) {
     const auto [number, at] = sorted[i];
     if (i == 0 || number != sorted[i - 1].first)
@@ -99,7 +100,7 @@ type_sequence check_sequence(const type_entry& type, finding_list& findings) {
       findings.add(finding_kind::event_duplicate, {{}, number, offset_of(type, at)},
                    [&] { return name_of(type.type); });
   }
-  if (is_slow_event(type.type)) return sequence;
+  if (is_slow_event(type.type) || sequence.goes_back) return sequence;
   sequence.step = usual_step(sequence.numbers);
   for (std::size_t i = 1; i < sorted.size(); ++i)
     if (const auto count = missing_between(sorted[i - 1].first, sorted[i].first, sequence.step); count > 0)
@@ -118,11 +119,10 @@ void check_succession(const type_sequence& before, const type_sequence& here, fi
     findings.add(finding_kind::event_duplicate, {{}, both.front(), here.first_offset},
                  fmt::format("{}, also in the file before", name_of(here.type)), both.size());
   if (is_before(here.first, before.last))
-    findings.add(finding_kind::event_time_back,
-                 {{}, here.numbers.empty() ? 0 : here.numbers.front(), here.first_offset},
+    findings.add(finding_kind::event_time_back, {{}, here.first_number, here.first_offset},
                  fmt::format("{}, against the file before", name_of(here.type)));
-  if (before.numbers.empty() || here.numbers.empty() || !both.empty()) return;
-  const std::uint32_t last = before.numbers.back(), first = here.numbers.front();
+  if (before.numbers.empty() || here.first_number == 0 || !both.empty() || before.goes_back) return;
+  const std::uint32_t last = before.numbers.back(), first = here.first_number;
   const std::uint32_t step = before.step == 0 || before.step == here.step ? here.step : before.step;
   if (first < last) {
     if (!is_before(here.first, before.last))

@@ -15,9 +15,11 @@ namespace ravo::verify {
 struct type_sequence {
   int type;
   std::uint64_t first_offset;          ///< of the first event in the index
+  std::uint32_t first_number;          ///< of the first event; 0: it has none
   time_stamp first, last;              ///< times of the first and the last event
   std::vector<std::uint32_t> numbers;  ///< sorted, none twice; events without number are left out
   std::uint32_t step = 0;              ///< between neighbours; 0: they have none
+  bool goes_back = false;              ///< the counter was reset: which numbers are missing nobody can say
 };
 
 /// Checks the events of one type; slow ones come when they come and are not missed.

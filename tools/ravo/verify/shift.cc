@@ -6,11 +6,14 @@
 #include <cmath>
 
 #include "ravo_evutl.h"
+#include "verify/instants.h"
 
 namespace ravo::verify {
 namespace {
 
-double microseconds(time_stamp time) { return 1e6 * time.timeup + time.timelow; }
+double microseconds_from(time_stamp a, time_stamp b) {
+  return static_cast<double>(microseconds(b) - microseconds(a));
+}
 
 bool is_set(time_stamp time) { return time.timeup != 0 || time.timelow != 0; }
 
@@ -24,7 +27,7 @@ double median(std::vector<double>& values) {
 double spacing_of(const type_entry& type) {
   std::vector<double> spacings;
   for (std::size_t i = 1; i < type.events.size(); ++i)
-    spacings.push_back(microseconds(type.events[i].time) - microseconds(type.events[i - 1].time));
+    spacings.push_back(microseconds_from(type.events[i - 1].time, type.events[i].time));
   return std::max(0.0, median(spacings));
 }
 
@@ -51,7 +54,7 @@ usual_times find_usual_times(const file_map& map) {
   for (const server_entry& server : map.servers) {
     const event_entry& event = map.events[server.event];
     if (!is_slow_event(event.type) && is_set(server.time))
-      delays.push_back(microseconds(server.time) - microseconds(event.time));
+      delays.push_back(microseconds_from(event.time, server.time));
   }
   usual.delay = median(delays);
   return usual;
@@ -62,7 +65,7 @@ stamp make_stamp(const event_entry& event, const server_entry& server, std::uint
   stamp made{event.number, offset, 0, {}, std::int64_t{server.pulse} - std::int64_t{event.number}};
   if (event.type >= 0 && event.type < static_cast<int>(usual.spacing.size()))
     made.spacing = usual.spacing[static_cast<std::size_t>(event.type)];
-  if (is_set(server.time)) made.delay = microseconds(server.time) - microseconds(event.time);
+  if (is_set(server.time)) made.delay = microseconds_from(event.time, server.time);
   return made;
 }
 

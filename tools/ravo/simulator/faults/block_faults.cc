@@ -1,0 +1,191 @@
+// Damage in the blocks of a channel: their heads, their compressed bytes and their data.
+#include <lzo/lzo1x.h>
+#include <zlib.h>
+
+#include <algorithm>
+
+#include "simulator/faults/choice.h"
+
+namespace ravo::simulator {
+namespace {
+
+using findings = std::vector<expected_finding>;
+
+// Offsets behind a compressed block's head.
+constexpr std::uint32_t zip_flags = 0, original_length = 4, compressed_length = 8, compressed_bytes = 12;
+const std::vector<std::uint32_t> slow_types = {1, 3, 33};
+
+struct chosen_block {
+  const image_channel& channel;
+  const image_entry& entry;
+  expected_finding line;  ///< without its kind
+};
+
+chosen_block block_of(const raw_image& image, const image_channel& channel, const image_entry& entry) {
+  return {channel, entry, {"", channel.name, number_of(image, entry.event), entry.block}};
+}
+chosen_block choose(raw_image& image, stored how, std::vector<std::uint32_t> types = {}) {
+  const image_channel& channel = choose_channel(image, how, std::move(types));
+  return block_of(image, channel, channel.events[middle(channel.events)]);
+}
+findings tell(chosen_block block, const char* kind) {
+  block.line.kind = kind;
+  return {block.line};
+}
+
+findings lengthen(raw_image& image, const chosen_block& block, std::int64_t by) {
+  image.add(image.length(block.entry), by);
+  return tell(block, "block.length");
+}
+findings length_plain(raw_image& image) {
+  return lengthen(image, choose(image, stored::plain, spectrum_types), 4);
+}
+findings length_shorter(raw_image& image) {
+  return lengthen(image, choose(image, stored::plain, spectrum_types), -4);
+}
+findings length_compressed(raw_image& image) {
+  return lengthen(image, choose(image, stored::compressed), 8);
+}
+findings length_last(raw_image& image) {
+  const image_channel& channel = choose_channel(image, stored::anyhow);
+  return lengthen(image, block_of(image, channel, channel.events.back()), 8);
+}
+findings length_negative(raw_image& image) {
+  const chosen_block block = choose(image, stored::anyhow);
+  image.put(image.length(block.entry), 0x80000000);
+  return tell(block, "block.length");
+}
+findings length_no_head(raw_image& image) {
+  const chosen_block block = choose(image, stored::anyhow);
+  image.put(image.length(block.entry), 12);
+  return tell(block, "block.length");
+}
+
+findings other_name(raw_image& image) {
+  const chosen_block block = choose(image, stored::anyhow);
+  image.bytes.at(block.entry.block) ^= 0x20;
+  return tell(block, "block.name");
+}
+
+findings retype(raw_image& image, std::uint32_t type) {
+  const chosen_block block = choose(image, stored::anyhow);
+  image.put(image.data_type(block.entry), type);
+  return tell(block, "block.type");
+}
+findings unknown_type(raw_image& image) { return retype(image, 59); }
+findings type_of_other_generation(raw_image& image) { return retype(image, image.is_older ? 41 : 9); }
+findings type_with_high_bits(raw_image& image) {
+  const chosen_block block = choose(image, stored::anyhow);
+  return retype(image, image.word(image.data_type(block.entry)) | 1u << 16);
+}
+
+findings no_compression(raw_image& image) {
+  const chosen_block block = choose(image, stored::compressed);
+  image.put(block.entry.data + zip_flags, 0);
+  return tell(block, "block.zip_header");
+}
+findings zip_length(raw_image& image) {
+  const chosen_block block = choose(image, stored::compressed);
+  image.add(block.entry.data + compressed_length, 4);
+  return tell(block, "block.zip_header");
+}
+findings compressed_update(raw_image& image) {
+  const chosen_block block = choose(image, stored::plain, slow_types);
+  image.put(image.error_bits(block.entry), image.word(image.error_bits(block.entry)) | 1u << 30);
+  return tell(block, "block.zip_header");
+}
+
+findings reoriginate(raw_image& image, stored how, std::uint32_t length) {
+  const chosen_block block = choose(image, how);
+  image.put(block.entry.data + original_length, length);
+  return tell(block, "block.original_length");
+}
+findings original_longer(raw_image& image) {
+  const chosen_block block = choose(image, stored::compressed);
+  return reoriginate(image, stored::compressed, image.word(block.entry.data + original_length) + 4);
+}
+findings original_shorter(raw_image& image) {
+  const chosen_block block = choose(image, stored::compressed);
+  return reoriginate(image, stored::compressed, image.word(block.entry.data + original_length) - 4);
+}
+findings original_absurd(raw_image& image) { return reoriginate(image, stored::compressed, 0x7fffffff); }
+findings original_zero(raw_image& image) { return reoriginate(image, stored::compressed, 0); }
+
+// Whether the compression library notices that the bytes are damaged, before it has filled the memory.
+bool is_noticed(const raw_image& image, const image_entry& entry, stored how) {
+  std::vector<unsigned char> inflated(image.word(entry.data + original_length));
+  const unsigned char* from = &image.bytes.at(entry.data + compressed_bytes);
+  const std::uint32_t length = image.word(entry.data + compressed_length);
+  if (how == stored::zlib) {
+    uLongf room = inflated.size();
+    return uncompress(inflated.data(), &room, from, length) == Z_DATA_ERROR;
+  }
+  lzo_uint room = inflated.size();
+  const int answer = lzo1x_decompress_safe(from, length, inflated.data(), &room, nullptr);
+  return answer != LZO_E_OK && answer != LZO_E_OUTPUT_OVERRUN;
+}
+
+// Turns one bit over, the first one from the middle on that cannot stay unnoticed.
+findings flip(raw_image& image, stored how) {
+  const chosen_block block = choose(image, how);
+  const std::uint32_t length = image.word(block.entry.data + compressed_length);
+  for (std::uint32_t bit = length / 2 * 8; bit < length * 8; ++bit) {
+    unsigned char& byte = image.bytes.at(block.entry.data + compressed_bytes + bit / 8);
+    byte = static_cast<unsigned char>(byte ^ 1u << bit % 8);
+    if (is_noticed(image, block.entry, how)) return tell(block, "block.inflate");
+    byte = static_cast<unsigned char>(byte ^ 1u << bit % 8);
+  }
+  throw simulation_failed("no bit can be turned over that would be noticed");
+}
+findings flip_zlib(raw_image& image) { return flip(image, stored::zlib); }
+findings flip_lzo(raw_image& image) { return flip(image, stored::lzo); }
+
+findings wrong_members(raw_image& image) {
+  const chosen_block block = choose(image, stored::plain, spectrum_types);
+  image.put(block.entry.data, 99);
+  return tell(block, "block.convert");
+}
+findings wrong_samples(raw_image& image) {
+  const chosen_block block = choose(image, stored::plain, spectrum_types);
+  image.put(block.entry.data + 4, 0x40000000);
+  return tell(block, "block.convert");
+}
+findings endless_text(raw_image& image) {
+  constexpr std::size_t fewest = 1;  // updates are rare
+  const image_channel& channel = choose_channel(image, stored::plain, {1, 33}, fewest);
+  chosen_block block = block_of(image, channel, channel.events[middle(channel.events)]);
+  const std::uint32_t width = image.is_older ? 80 : 256;
+  std::fill_n(image.bytes.begin() + block.entry.data, width, static_cast<unsigned char>('x'));
+  return tell(block, "block.convert");
+}
+
+constexpr fault_kind kinds[] = {
+    {"length-block", "wrong length: a plain block", length_plain},
+    {"length-block-shorter", "wrong length: a plain block, too short", length_shorter},
+    {"length-block-compressed", "wrong length: a compressed block", length_compressed},
+    {"length-block-last", "wrong length: a channel's last block", length_last},
+    {"length-block-negative", "wrong length: a block, negative", length_negative},
+    {"length-block-no-head", "wrong length: a block, shorter than its own head", length_no_head},
+    {"other-name", "a block bears another channel's name", other_name},
+    {"unknown-type", "a block has a data type that there is not", unknown_type},
+    {"other-type", "a block has a data type of the other generation", type_of_other_generation},
+    {"high-type", "a block's data type has bits that only blocks in memory have", type_with_high_bits},
+    {"no-compression", "a zip header names no compression", no_compression},
+    {"zip-length", "a zip header has a wrong length", zip_length},
+    {"compressed-update", "a slow reading is said to be compressed", compressed_update},
+    {"original-longer", "a zip header has too large an original length", original_longer},
+    {"original-shorter", "a zip header has too small an original length", original_shorter},
+    {"original-absurd", "a zip header has an original length that nothing could have", original_absurd},
+    {"original-zero", "a zip header has an original length of nothing", original_zero},
+    {"flipped-bit", "a bit is turned over in a zlib block", flip_zlib},
+    {"flipped-bit-lzo", "a bit is turned over in an LZO block", flip_lzo},
+    {"wrong-members", "a spectrum has more members than its type", wrong_members},
+    {"wrong-samples", "a spectrum has more samples than bytes", wrong_samples},
+    {"endless-text", "the name in a slow reading has no end", endless_text},
+};
+
+}  // namespace
+
+std::span<const fault_kind> block_faults() { return kinds; }
+
+}  // namespace ravo::simulator

@@ -1,0 +1,238 @@
+// Damage in the heads of events and server blocks, in the event index, and in the course of events.
+#include <algorithm>
+#include <set>
+
+#include "simulator/faults/choice.h"
+
+namespace ravo::simulator {
+namespace {
+
+using findings = std::vector<expected_finding>;
+
+// An event in the middle of those with beam.
+struct chosen_event {
+  std::uint32_t indexed;  ///< where it stands in the index
+  std::uint32_t header;
+  std::uint32_t number;
+};
+
+chosen_event event_at(const raw_image& image, std::uint32_t indexed) {
+  const std::uint32_t header = image.word(indexed + indexed_header);
+  return {indexed, header, number_of(image, header)};
+}
+chosen_event choose_event(raw_image& image) {
+  const image_type& type = beam_events(image);
+  return event_at(image, type.events[middle(type.events)]);
+}
+
+// The heads of the event's server blocks that carry data.
+std::set<std::uint32_t> servers_of(const raw_image& image, std::uint32_t header) {
+  std::set<std::uint32_t> servers;
+  for (const image_channel& channel : image.channels)
+    for (const image_entry& entry : channel.events)
+      if (entry.event == header) servers.insert(entry.server);
+  return servers;
+}
+
+std::uint32_t first_server(const raw_image& image, const chosen_event& event) {
+  return *servers_of(image, event.header).begin();
+}
+
+std::int64_t time_at(const raw_image& image, std::uint32_t at) {
+  return std::int64_t{1'000'000} * image.word(at) + image.word(at + 4);
+}
+void put_time(raw_image& image, std::uint32_t at, std::int64_t microseconds) {
+  image.put(at, static_cast<std::uint32_t>(microseconds / 1'000'000));
+  image.put(at + 4, static_cast<std::uint32_t>(microseconds % 1'000'000));
+}
+
+// Gives an event another number, which its servers counted too.
+void renumber(raw_image& image, const chosen_event& event, std::uint32_t number) {
+  const std::int64_t more = std::int64_t{number} - std::int64_t{event.number};
+  image.put(event.header + header_number, number);
+  image.put(event.indexed + indexed_number, number);
+  for (const std::uint32_t server : servers_of(image, event.header)) image.add(server + server_pulse, more);
+}
+
+findings marker(raw_image& image) {
+  const chosen_event event = choose_event(image);
+  image.add(event.header, 1);
+  return {{"event.marker", "", event.number, event.header}};
+}
+
+findings index_time(raw_image& image) {
+  const chosen_event event = choose_event(image);
+  image.add(event.indexed + indexed_time + 4, 1);
+  return {{"index.event", "", event.number, event.indexed}};
+}
+
+findings header_other_number(raw_image& image) {
+  const chosen_event event = choose_event(image);
+  image.add(event.header + header_number, 1000);
+  return {{"index.event", "", event.number, event.indexed}};
+}
+
+findings index_offset(raw_image& image) {
+  const chosen_event event = choose_event(image);
+  image.add(event.indexed + indexed_header, 4);
+  return {{"index.event", "", event.number, event.indexed},
+          {"index.missing", "", event.number, event.header}};
+}
+
+findings index_limits(raw_image& image) {
+  const image_type& type = beam_events(image);
+  image.add(type.at + 24, 1);
+  return {{"index.limits", "", {}, type.at}};
+}
+
+// The same moment, said with more than a million microseconds.
+findings too_many_microseconds(raw_image& image) {
+  const chosen_event event = choose_event(image);
+  for (const std::uint32_t at : {event.header + header_time, event.indexed + indexed_time}) {
+    image.add(at, -1);
+    image.add(at + 4, 1'000'000);
+  }
+  return {{"event.time", "", event.number, event.header}};
+}
+
+findings servers_more(raw_image& image) {
+  image.add(choose_event(image).header + header_servers, 1);
+  return {{"event.servers", "", {}, image.server_blocks}};
+}
+
+findings servers_negative(raw_image& image) {
+  const chosen_event event = choose_event(image);
+  image.put(event.header + header_servers, 0xffffffff);
+  return {{"event.servers", "", event.number, event.header}};
+}
+
+findings length_event(raw_image& image) {
+  const chosen_event event = choose_event(image);
+  image.add(event.header + header_length, 4);
+  return {{"event.length", "", event.number, event.header}};
+}
+
+findings length_server(raw_image& image) {
+  const chosen_event event = choose_event(image);
+  const std::uint32_t server = first_server(image, event);
+  image.add(server + server_length, 4);
+  return {{"server.length", "", event.number, server}};
+}
+
+findings server_channels(raw_image& image) {
+  const chosen_event event = choose_event(image);
+  const std::uint32_t server = first_server(image, event);
+  image.add(server + image.layout.server_head - 4, 1);
+  return {{"server.channels", "", event.number, server}};
+}
+
+findings server_endless_name(raw_image& image) {
+  const chosen_event event = choose_event(image);
+  const std::uint32_t name = first_server(image, event) + server_name;
+  std::fill_n(image.bytes.begin() + name, image.layout.server_name, static_cast<unsigned char>('x'));
+  return {{"server.name", "", event.number, name}};
+}
+
+// ---- the course of events -------------------------------------------------------------------------
+
+findings time_back(raw_image& image) {
+  const image_type& type = beam_events(image);
+  const std::size_t i = middle(type.events);
+  const chosen_event event = event_at(image, type.events[i]);
+  const std::int64_t before = time_at(image, type.events[i - 1] + indexed_time);
+  const std::int64_t less = time_at(image, event.indexed + indexed_time) - (before - 1000);
+  put_time(image, event.header + header_time, before - 1000);
+  put_time(image, event.indexed + indexed_time, before - 1000);
+  // The clock is that of the servers too.
+  for (const std::uint32_t server : servers_of(image, event.header))
+    put_time(image, server + server_time, time_at(image, server + server_time) - less);
+  return {{"event.time_back", "", event.number, event.indexed}};
+}
+
+findings number_back(raw_image& image) {
+  constexpr std::uint32_t less = 5000;
+  const image_type& type = beam_events(image);
+  const std::size_t first = type.events.size() * 6 / 10;
+  for (std::size_t i = first; i < type.events.size(); ++i) {
+    const chosen_event event = event_at(image, type.events[i]);
+    renumber(image, event, event.number - less);
+  }
+  image.add(type.at + 24, -std::int64_t{less});
+  return {{"event.number_back", "", image.word(type.events[first] + indexed_number), type.events[first]}};
+}
+
+// The event before is counted once more, so that this event's own number is missing.
+findings duplicate_event(raw_image& image) {
+  const image_type& type = beam_events(image);
+  const std::size_t i = middle(type.events);
+  const chosen_event event = event_at(image, type.events[i]);
+  renumber(image, event, event.number - 1);
+  return {{"event.duplicate", "", event.number - 1, event.indexed},
+          {"event.missing", "", event.number, type.events[i + 1]}};
+}
+
+// From an event on, a server delivers what it took for the event before: all its channels are shifted.
+findings shifted_channel(raw_image& image) {
+  const image_channel& channel = choose_channel(image, stored::anyhow, spectrum_types, 10);
+  const std::size_t first = channel.events.size() * 6 / 10;
+  std::set<std::uint32_t> shifted;
+  for (std::size_t i = channel.events.size(); i-- > first;) {
+    const std::uint32_t server = channel.events[i].server, before = channel.events[i - 1].server;
+    put_time(image, server + server_time, time_at(image, before + server_time));
+    image.put(server + server_pulse, image.word(before + server_pulse));
+    shifted.insert(server);
+  }
+  findings expected;
+  for (const image_channel& one : image.channels) {
+    expected_finding line{"channel.shifted", one.name, {}, {}, 0};
+    for (const image_entry& entry : one.events)
+      if (shifted.contains(entry.server) && ++line.count == 1) {
+        line.event = number_of(image, entry.event);
+        line.offset = entry.block;
+      }
+    if (line.count > 0) expected.push_back(line);
+  }
+  return expected;
+}
+
+// A camera's frames bear the number of the event before.
+findings shifted_frames(raw_image& image) {
+  constexpr std::uint32_t plain_frame = 13, extended_frame = 27;
+  const image_channel& channel = choose_channel(image, stored::plain, {plain_frame, extended_frame}, 10);
+  const bool is_plain = image.word(image.data_type(channel.events.front())) == plain_frame;
+  const std::size_t first = channel.events.size() * 6 / 10;
+  for (std::size_t i = first; i < channel.events.size(); ++i)
+    image.add(channel.events[i].data + (is_plain ? 20 : 52), -1);
+  return {{"channel.shifted", channel.name, number_of(image, channel.events[first].event),
+           channel.events[first].block, channel.events.size() - first}};
+}
+
+constexpr fault_kind kinds[] = {
+    {"marker-event", "wrong marker: an event header", marker},
+    {"index-time", "the index has another time for an event than its header", index_time},
+    {"header-number", "an event header has another number than the index", header_other_number},
+    {"index-offset", "the index does not lead to an event's header", index_offset},
+    {"index-limits", "the index says a wrong last event", index_limits},
+    {"too-many-microseconds", "an event's time has more than a million microseconds",
+     too_many_microseconds},
+    {"servers-more", "an event counts a server block too many", servers_more},
+    {"servers-negative", "an event counts less than no server blocks", servers_negative},
+    {"length-event", "wrong length: an event header", length_event},
+    {"length-server", "wrong length: a server block", length_server},
+    {"server-channels", "a server block counts a channel too many", server_channels},
+    {"server-endless-name", "a server's name has no end", server_endless_name},
+    {"time-back", "an event is earlier than the one before it", time_back},
+    {"number-back", "the event counter jumps back", number_back},
+    {"duplicate-event", "an event has the number of the one before it", duplicate_event},
+    {"missing-event", "an event was not taken", nullptr},
+    {"missing-file", "a file is not there; what follows it tells", nullptr},
+    {"shifted-channel", "a server delivers what belongs to the event before", shifted_channel},
+    {"shifted-frames", "a camera's frames bear the number of the event before", shifted_frames},
+    {"absent-channel", "a channel has no data in all runs; found with --expect", nullptr},
+};
+
+}  // namespace
+
+std::span<const fault_kind> event_faults() { return kinds; }
+
+}  // namespace ravo::simulator

@@ -1,0 +1,113 @@
+#include "simulator/faults/faults.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "simulator/faults/choice.h"
+
+namespace ravo::simulator {
+namespace {
+
+constexpr const char* missing_event = "missing-event";
+constexpr const char* missing_file = "missing-file";
+constexpr const char* absent_channel = "absent-channel";
+
+std::vector<fault_kind> all_kinds() {
+  std::vector<fault_kind> all;
+  for (const auto part : {file_faults(), table_faults(), event_faults(), pointer_faults(), block_faults()})
+    all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
+
+std::vector<unsigned char> read(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(file)),
+                                   std::istreambuf_iterator<char>());
+  if (!file) throw simulation_failed(path + " cannot be read again");
+  return bytes;
+}
+
+void write(const std::string& path, const std::vector<unsigned char>& bytes) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  if (!file) throw simulation_failed(path + " cannot be written again");
+}
+
+// The pulse in the middle of a file, and where that is: runs have files in turn.
+std::uint32_t pulse_in(const settings& what, int file) {
+  const std::vector<channel> no_channels;
+  const event_stream stream(what, no_channels);
+  const int run = (file - 1) / what.files, of_run = (file - 1) % what.files;
+  return (stream.first_pulse(run, of_run) + stream.end_pulse(run, of_run)) / 2;
+}
+
+// What the gap looks like: of every type that has an event in each pulse, one is missing.
+std::vector<expected_finding> expect_gap(const raw_image& image, std::uint32_t number) {
+  constexpr std::uint32_t beam = 1, image_type_code = 6;
+  expected_finding line{"event.missing", "", number, {}, 0};
+  for (const image_type& type : image.types) {
+    if (type.type != beam && type.type != image_type_code) continue;
+    const auto behind = std::find_if(type.events.begin(), type.events.end(), [&](std::uint32_t indexed) {
+      return image.word(indexed + indexed_number) > number;
+    });
+    if (behind != type.events.end() && ++line.count == 1) line.offset = *behind;
+  }
+  return {line};
+}
+
+expectation remove_file(const settings& what, const simulation_result& made, int file) {
+  const auto index = static_cast<std::size_t>(file - 1);
+  const bool has_neighbours = file % what.files != 0 && file % what.files != 1;
+  if (!has_neighbours) throw simulation_failed("only a file between two others of its run can be missing");
+  std::filesystem::remove(made.files[index]);
+  return {made.files[index + 1], {{"run.file_missing"}}};
+}
+
+}  // namespace
+
+std::span<const fault_kind> fault_kinds() {
+  static const std::vector<fault_kind> all = all_kinds();
+  return all;
+}
+
+const fault_kind* find_fault(const std::string& name) {
+  const auto kinds = fault_kinds();
+  const auto found =
+      std::find_if(kinds.begin(), kinds.end(), [&name](const fault_kind& one) { return name == one.name; });
+  return found == kinds.end() ? nullptr : &*found;
+}
+
+void prepare_faults(settings& what, const std::vector<fault_request>& faults) {
+  for (const fault_request& fault : faults) {
+    if (fault.kind == missing_event) what.pulses_without_events.insert(pulse_in(what, fault.file));
+    if (fault.kind == absent_channel) what.absent_channel = "LINAC/BPM/001";
+  }
+}
+
+std::vector<expectation> make_faults(const settings& what, const simulation_result& made,
+                                     const std::vector<fault_request>& faults) {
+  std::vector<expectation> expected;
+  for (const fault_request& fault : faults) {
+    const std::string& path = made.files.at(static_cast<std::size_t>(fault.file - 1));
+    if (fault.kind == absent_channel) {
+      expected.push_back(
+          {"", {{"channel.absent", what.absent_channel, {}, {}, static_cast<std::uint64_t>(what.runs)}}});
+    } else if (fault.kind == missing_file) {
+      expected.push_back(remove_file(what, made, fault.file));
+    } else if (fault.kind == missing_event) {
+      expected.push_back(
+          {path, expect_gap(raw_image(read(path)), what.clock.first_event + pulse_in(what, fault.file))});
+    } else {
+      raw_image image(read(path));
+      expected.push_back({path, find_fault(fault.kind)->make(image)});
+      write(path, image.bytes);
+    }
+  }
+  return expected;
+}
+
+}  // namespace ravo::simulator

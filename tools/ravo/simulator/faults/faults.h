@@ -1,0 +1,69 @@
+// Damage of every kind, done to simulated files on purpose, with what a check of them has to find: the
+// answer key of `ravo verify`. The findings are stated from what was done to the bytes, not from looking
+// for it.
+#ifndef RAVO_SIMULATOR_FAULTS_H
+#define RAVO_SIMULATOR_FAULTS_H
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "simulator/faults/raw_image.h"
+#include "simulator/writing.h"
+
+namespace ravo::simulator {
+
+/// One line that a check has to say, no more and no less.
+struct expected_finding {
+  std::string kind;  ///< as `ravo verify --json` has it
+  std::string channel = {};
+  std::optional<std::uint32_t> event = {};
+  std::optional<std::uint64_t> offset = {};
+  std::uint64_t count = 1;
+};
+
+/// Does the damage and says what is to be found. Throws simulation_failed when the file has nothing that
+/// could be damaged in this way.
+using damage = std::vector<expected_finding> (*)(raw_image&);
+
+struct fault_kind {
+  const char* name;
+  const char* what;
+  damage make;  ///< null: made while the files are written, or of more than one file
+};
+
+/// All kinds, by what is damaged.
+std::span<const fault_kind> fault_kinds();
+/// Null: there is none of this name.
+const fault_kind* find_fault(const std::string& name);
+
+/// "KIND" or "KIND@FILE"; files count from 1 over all runs.
+struct fault_request {
+  std::string kind;
+  int file = 1;
+};
+
+/// What is to be found in a file; the path is empty for what is found over all files.
+struct expectation {
+  std::string file;
+  std::vector<expected_finding> findings;
+};
+
+/// Some faults are made by the machine: the settings are changed for them.
+void prepare_faults(settings& what, const std::vector<fault_request>& faults);
+/// Damages the files that were written. Throws simulation_failed.
+std::vector<expectation> make_faults(const settings& what, const simulation_result& made,
+                                     const std::vector<fault_request>& faults);
+
+// The kinds, subject by subject.
+std::span<const fault_kind> file_faults();
+std::span<const fault_kind> table_faults();
+std::span<const fault_kind> event_faults();
+std::span<const fault_kind> pointer_faults();
+std::span<const fault_kind> block_faults();
+
+}  // namespace ravo::simulator
+
+#endif
