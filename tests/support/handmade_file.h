@@ -113,6 +113,7 @@ struct handmade_file_of {
   std::vector<handmade_event> events;
   std::vector<handmade_channel> channels;
   std::string xml = "<channel_descriptions version=\"1\"/>";
+  std::vector<std::pair<std::uint32_t, std::int32_t>> environment;  ///< key and index
   /// Where the pieces lie: "events", "servers", "pointers", "dictionary", "index", "environment", "xml",
   /// "reference", and by channel name the first byte of its basket.
   std::map<std::string, std::size_t> at;
@@ -231,7 +232,8 @@ struct handmade_file_of {
 
   void add_environment(bytes& file) {
     begin(file, "environment");
-    file.u32(RAVO_ENV_DICTIONARY_PATTERN).u32(8);
+    file.u32(RAVO_ENV_DICTIONARY_PATTERN).u32(word(8 + environment.size() * 8));
+    for (const auto& [key, index] : environment) file.u32(key).i32(index);
   }
 
   void add_xml(bytes& file) {

@@ -1,16 +1,17 @@
 // ravo convert: older raw files rewritten as files of the current generation, and held against them.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <optional>
+#include <functional>
 
 #include "convert/compare_files.h"
 #include "convert/convert_file.h"
+#include "convert/report.h"
 #include "convert/sources.h"
 #include "convert/staging.h"
 #include "failure.h"
 #include "interrupt.h"
-#include "json_lines.h"
 #include "progress.h"
 #include "raw_file.h"
 #include "verb.h"
@@ -25,36 +26,6 @@ struct options {
   bool verify = false;
   bool verify_only = false;
   bool json = false;
-};
-
-// What became of one file; a conversion that was only verified has no numbers but its sizes.
-struct outcome {
-  const conversion_source* source;
-  std::optional<conversion> converted;
-  std::uint64_t bytes = 0;
-  std::uint64_t output_bytes = 0;
-  bool verified = false;
-  std::string problem;  ///< empty: all went well
-};
-
-struct totals {
-  std::size_t done = 0, failed = 0, current = 0;
-  std::uint64_t events = 0, channels = 0, blocks = 0, bytes = 0, output_bytes = 0;
-
-  void add(const outcome& one) {
-    if (one.source->is_current) {
-      ++current;
-      return;
-    }
-    ++(one.problem.empty() ? done : failed);
-    if (!one.problem.empty()) return;
-    bytes += one.bytes;
-    output_bytes += one.output_bytes;
-    if (!one.converted) return;
-    events += one.converted->events;
-    channels += one.converted->channels;
-    blocks += one.converted->blocks;
-  }
 };
 
 // The part of all the work that is done, by the sizes of the files.
@@ -102,8 +73,9 @@ class batch {
   batch(const options& asked, const std::vector<conversion_source>& sources)
       : asked_(asked), progress_(sources) {}
 
-  outcome handle(const conversion_source& source) {
-    outcome result{&source, {}, 0, 0, false, ""};
+  conversion_outcome handle(const conversion_source& source) {
+    conversion_outcome result;
+    result.source = source;
     if (source.is_current) return result;
     const int steps = asked_.verify && !asked_.verify_only ? 2 : 1;
     progress_.begin(source, steps);
@@ -125,7 +97,7 @@ class batch {
   }
 
  private:
-  void convert(raw_file& older, const conversion_source& source, outcome& result) {
+  void convert(raw_file& older, const conversion_source& source, conversion_outcome& result) {
     const overwriting existing = asked_.force ? overwriting::allowed : overwriting::refused;
     // Told before the work, not behind it.
     std::error_code error;
@@ -144,107 +116,28 @@ class batch {
   work_progress progress_;
 };
 
-// ---- reporting ------------------------------------------------------------------------------------------
-
-std::string plural(std::uint64_t count, const char* noun) {
-  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
-}
-
-void print_text(const outcome& one, output& out) {
-  if (one.source->is_current)
-    return out.print_line(one.source->path + ": is of the current generation already");
-  if (!one.converted)
-    return out.print_line(fmt::format("{} holds what {} holds", one.source->target, one.source->path));
-  const conversion& made = *one.converted;
-  out.print_line(
-      fmt::format("{} -> {}{}", one.source->path, one.source->target, one.verified ? "  verified" : ""));
-  out.print_line(fmt::format("  {}, {} of {}, {} bytes -> {} bytes", plural(made.events, "event"),
-                             plural(made.blocks, "block"), plural(made.channels, "channel"), one.bytes,
-                             one.output_bytes));
-  for (const loss& lost : made.losses)
-    out.print_line(fmt::format("  {}{}{}", lost.channel, lost.channel.empty() ? "" : ": ", lost.text));
-}
-
-void print_json(const outcome& one, output& out) {
-  json line{{"file", one.source->path}, {"output", one.source->target}};
-  if (one.source->is_current) {
-    line["outcome"] = "current_already";
-    line.erase("output");
-  } else if (!one.problem.empty()) {
-    line["outcome"] = "failed";
-    line["problem"] = one.problem;
-  } else {
-    line["outcome"] = one.converted ? "converted" : "equal";
-    line["verified"] = one.verified;
-    line["bytes"] = one.bytes;
-    line["output_bytes"] = one.output_bytes;
-  }
-  if (one.converted) {
-    const conversion& made = *one.converted;
-    line["events"] = made.events;
-    line["server_blocks"] = made.server_blocks;
-    line["channels"] = made.channels;
-    line["blocks"] = made.blocks;
-    line["losses"] = json::array();
-    for (const loss& lost : made.losses)
-      line["losses"].push_back(
-          {{"channel", lost.channel.empty() ? json() : json(lost.channel)}, {"text", lost.text}});
-  }
-  out.print(json_line(line));
-}
-
-void print(const outcome& one, bool as_json, output& out) {
-  if (as_json)
-    print_json(one, out);
-  else if (one.problem.empty())
-    print_text(one, out);
-}
-
-void print_totals(const totals& sum, const options& asked, output& out) {
-  if (asked.json) {
-    out.print(json_line({{"total",
-                          {{"done", sum.done},
-                           {"failed", sum.failed},
-                           {"current_already", sum.current},
-                           {"events", sum.events},
-                           {"channels", sum.channels},
-                           {"blocks", sum.blocks},
-                           {"bytes", sum.bytes},
-                           {"output_bytes", sum.output_bytes}}}}));
-    return;
-  }
-  std::string line =
-      fmt::format("{} {}", plural(sum.done, "file"), asked.verify_only ? "verified" : "converted");
-  if (!asked.verify_only && sum.done > 0)
-    line += fmt::format(": {}, {}, {} bytes -> {} bytes", plural(sum.events, "event"),
-                        plural(sum.blocks, "block"), sum.bytes, sum.output_bytes);
-  if (sum.failed > 0) line += fmt::format("; {} failed", sum.failed);
-  if (sum.current > 0) line += fmt::format("; {} of the current generation already", sum.current);
-  out.print_line(line);
-}
-
 void run(const options& asked, output& out) {
   const std::vector<conversion_source> sources = find_sources(asked.files, asked.into);
+  const auto print = asked.json ? print_outcome_json : print_outcome;
   batch work(asked, sources);
-  totals sum;
+  conversion_totals sum;
   for (const conversion_source& source : sources) {
-    const outcome one = work.handle(source);
-    // What went wrong stands behind what was printed before it, also when both go to one place.
-    print(one, asked.json, out);
-    if (!one.problem.empty()) {
-      out.flush();
-      fmt::print(stderr, "ravo: {}\n", one.problem);
-    }
+    const conversion_outcome one = work.handle(source);
+    print(one, out);
     sum.add(one);
+    if (one.problem.empty()) continue;
+    if (sources.size() == 1) throw data_failure(one.problem);
+    // What went wrong stands behind what was printed before it, also when both go to one place.
+    out.flush();
+    fmt::print(stderr, "ravo: {}\n", one.problem);
   }
   if (sum.done + sum.failed == 0)
     throw data_failure(fmt::format("there is no file of the older generation among the {}",
                                    plural(sources.size(), "file")));
-  print_totals(sum, asked, out);
+  (asked.json ? print_totals_json : print_totals)(sum, out);
   if (sum.failed > 0)
-    throw data_failure(fmt::format("{} of {} {}; what is named above says why", sum.failed,
-                                   plural(sum.done + sum.failed, "file"),
-                                   asked.verify_only ? "failed" : "were not converted"));
+    throw data_failure(fmt::format("{} of {} files failed; what is named above says why", sum.failed,
+                                   sum.done + sum.failed));
 }
 
 }  // namespace

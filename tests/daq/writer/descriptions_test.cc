@@ -105,6 +105,33 @@ TYPED_TEST(WriterDescriptions, ADescriptionWithoutAPropertyNameTakesTheChannels)
   EXPECT_EQ(loaded.list()[0]->prop_name, std::string(TypeParam::block_name - 1, 'n'));
 }
 
+TYPED_TEST(WriterDescriptions, OfOtherChannelsAreCarriedInTheirOrder) {
+  const temporary_folder folder;
+  typename TypeParam::writer writer;
+  chan_descr_2010 description{};
+  EXPECT_EQ(writer.add_description(description), RAVO_DAQ_WRITER_NOT_ALLOWED);
+  must(writer, writer.open(settings_in(folder)));
+  must(writer, writer.add_channel(channel_of("A", TypeParam::single)));
+  for (const char* name : {"ELSEWHERE", "A", "A"}) {
+    std::strcpy(description.prop_name, name);
+    ++description.db_key;
+    must(writer, writer.add_description(description));
+  }
+  description.nbits = 1;
+  EXPECT_EQ(writer.add_description(description), RAVO_DAQ_WRITER_INV_PARAM);
+  description.nbits = 0;
+  must(writer, give_event(writer, event_of(1, noon), {}));
+  EXPECT_EQ(writer.add_description(description), RAVO_DAQ_WRITER_NOT_ALLOWED);
+  EXPECT_STREQ(writer.get_last_error(),
+               "the run has events already; add all descriptions before the first one");
+  must(writer, writer.close());
+  const loaded_descriptions<TypeParam> loaded(writer.get_files().at(0));
+  ASSERT_EQ(loaded.list().size(), 3u);
+  EXPECT_STREQ(loaded.list()[0]->prop_name, "ELSEWHERE");
+  EXPECT_STREQ(loaded.list()[2]->prop_name, "A");
+  EXPECT_EQ(loaded.list()[2]->db_key, 3);
+}
+
 TYPED_TEST(WriterDescriptions, WithoutDescriptionsTheTextIsThatOfNone) {
   const temporary_folder folder;
   const std::string file = write_two_files<TypeParam>(folder, {channel_of("A", TypeParam::single)}).at(0);

@@ -75,7 +75,75 @@ std::vector<const ravo_event_index_entry_2010*> index_entries(const raw_file& fi
   return entries;
 }
 
+// The server blocks of events, those without channels too: they are counted off in the order of the
+// headers.
+template <class G>
+class server_blocks {
+ public:
+  using head = typename G::server_block_head;
+
+  explicit server_blocks(const raw_file& file) : file_(file), headers_(file.reference().evhdb_ref + 8) {
+    const std::uint64_t length = std::min<std::uint64_t>(file.length_at(headers_ - 8), file.size());
+    for (std::uint64_t at = 8; at + sizeof(ravo_eventheader) <= length; at += sizeof(ravo_eventheader)) {
+      firsts_.push_back(count_);
+      const std::int32_t more =
+          read_event_header(file, headers_ - 8 + static_cast<std::uint32_t>(at)).num_svr_block;
+      count_ += static_cast<std::uint64_t>(std::max(more, 0));
+    }
+  }
+
+  /// Server block `n` of the event whose header is at the offset; nothing when it is not there.
+  std::optional<head> find(std::uint32_t event_header, std::int32_t n) const {
+    const std::uint64_t event = (event_header - headers_) / sizeof(ravo_eventheader);
+    if (event_header < headers_ || event >= firsts_.size()) return std::nullopt;
+    const std::uint64_t offset =
+        file_.reference().srvbb_ref + 8 + (firsts_[event] + static_cast<std::uint64_t>(n)) * sizeof(head);
+    head found;
+    if (offset + sizeof found > file_.size() ||
+        !file_.read_at(static_cast<std::uint32_t>(offset),
+                       {reinterpret_cast<unsigned char*>(&found), sizeof found}))
+      return std::nullopt;
+    ravo_swap4(&found.time, &found.time, offsetof(head, server) / 4);
+    ravo_swap4(&found.tmask, &found.tmask, 3);
+    found.server[sizeof found.server - 1] = '\0';
+    return found;
+  }
+
+ private:
+  const raw_file& file_;
+  std::uint32_t headers_;  // offset of the first
+  std::vector<std::uint64_t> firsts_;
+  std::uint64_t count_ = 0;
+};
+
+difference compare_server_blocks(const std::string& of, const ravo_serv_block_head& before,
+                                 const ravo_serv_block_head_2010& after) {
+  difference found = differ_in_text(of + "server", before.server, after.server);
+  if (!found) found = differ(of + "time", before.time, after.time);
+  if (!found) found = differ(of + "macro-pulse", before.mpulse, after.mpulse);
+  if (!found) found = differ(of + "trigger mask", before.tmask, after.tmask);
+  if (!found) found = differ(of + "status", before.status, after.status);
+  return found;
+}
+
+difference compare_event(const raw_file& older, const server_blocks<generation_2009>& before,
+                         std::uint32_t at, const raw_file& current,
+                         const server_blocks<generation_2010>& after, std::uint32_t copy) {
+  const ravo_eventheader header = read_event_header(older, at);
+  if (auto found = compare_event_headers(header, read_event_header(current, copy))) return found;
+  for (std::int32_t n = 0; n < header.num_svr_block; ++n) {
+    const auto one = before.find(at, n);
+    const auto other = after.find(copy, n);
+    const std::string of = fmt::format("server block {} of event {}, ", n + 1, header.event_number);
+    if (!one || !other) return of + "does not lie in the file";
+    if (auto found = compare_server_blocks(of, *one, *other)) return found;
+  }
+  return std::nullopt;
+}
+
 difference compare_events(const raw_file& older, const raw_file& current) {
+  const server_blocks<generation_2009> older_blocks(older);
+  const server_blocks<generation_2010> current_blocks(current);
   const auto before = index_entries(older), after = index_entries(current);
   if (auto found = differ("types of events", before.size(), after.size())) return found;
   for (std::size_t i = 0; i < before.size(); ++i) {
@@ -90,8 +158,7 @@ difference compare_events(const raw_file& older, const raw_file& current) {
       if (!found)
         found = differ(fmt::format("event {}, time in the index", one.event_number), one.time, other.time);
       if (!found)
-        found = compare_event_headers(read_event_header(older, one.offset),
-                                      read_event_header(current, other.offset));
+        found = compare_event(older, older_blocks, one.offset, current, current_blocks, other.offset);
       if (found) return found;
     }
   }
@@ -109,7 +176,6 @@ difference compare_channels(const raw_file& older, const raw_file& current) {
     // Key 0 stands for none.
     if (!found && before.key != 0) found = differ(of + "key", before.key, after.key);
     if (!found) found = differ(of + "events", before.count, after.count);
-    if (!found && before.count > 0) found = differ(of + "types of events", before.ev_mask, after.ev_mask);
     if (found) return found;
   }
   return std::nullopt;
@@ -147,12 +213,21 @@ bool is_current_twin_there(const data_type& older) {
   });
 }
 
+// Whether the members are called as they were, or by numbers.
+bool are_members_alike(const data_type& older, const data_type& current) {
+  if (older.members != current.members || older.axis != current.axis) return false;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(older.members); ++i)
+    if (current.member_names[i] != older.member_names[i] &&
+        current.member_names[i] != fmt::format("CH{}", i))
+      return false;
+  return true;
+}
+
 // Whether the second type says of its data what the first one said, as far as it can.
 bool is_type_for(const data_type& older, const data_type& current) {
   if (older.generation == type_generation::both) return older.code == current.code;
   if (is_current_twin_there(older)) return current.name == std::string(older.name) + "_2010";
-  return current.generation == type_generation::current && older.members == current.members &&
-         older.axis == current.axis;
+  return current.generation == type_generation::current && are_members_alike(older, current);
 }
 
 difference compare_types(const std::string& what, std::int32_t before, std::int32_t after) {
@@ -245,20 +320,12 @@ std::span<const unsigned char> data_of(const Subhead& head) {
           static_cast<std::size_t>(head.ldata) - sizeof head};
 }
 
-difference compare_server_blocks(const ravo_serv_block_head& before,
-                                 const ravo_serv_block_head_2010& after) {
-  difference found = differ_in_text("server", before.server, after.server);
-  if (!found) found = differ("server's time", before.time, after.time);
-  if (!found) found = differ("macro-pulse", before.mpulse, after.mpulse);
-  if (!found) found = differ("server's trigger mask", before.tmask, after.tmask);
-  if (!found) found = differ("server's status", before.status, after.status);
-  return found;
-}
-
 difference compare_blocks(const read_block<generation_2009>& before,
                           const read_block<generation_2010>& after) {
   difference found = compare_event_headers(*before.decoded.event_header, *after.decoded.event_header);
-  if (!found) found = compare_server_blocks(*before.decoded.server_block, *after.decoded.server_block);
+  if (!found)
+    found = compare_server_blocks("its server block, ", *before.decoded.server_block,
+                                  *after.decoded.server_block);
   const ravo_serv_block_subhead& older = *before.decoded.block;
   const ravo_serv_block_subhead_2010& current = *after.decoded.block;
   if (!found) found = differ_in_text("name", older.chname, current.chname);
@@ -283,13 +350,19 @@ difference compare_data(const raw_file& older, const raw_file& current,
     if (auto found = differ(fmt::format("blocks of channel {}", name), older.places_of(i).size(),
                             current.places_of(i).size()))
       return found;
+    std::uint32_t event_types = 0;
     for (std::size_t n = 0; n < older.places_of(i).size(); ++n) {
       const auto one = before.read(older.places_of(i)[n], name);
       if (auto found = compare_blocks(one, after.read(current.places_of(i)[n], name)))
         return fmt::format("channel {} in event {} of {}: {}", name, one.decoded.event_header->event_number,
                            format_time(one.decoded.event_header->event_time), *found);
+      event_types |= std::uint32_t{1} << (one.decoded.event_header->event_type & 31);
       report(static_cast<double>(++done) / static_cast<double>(all));
     }
+    // The older dictionary may be wrong about it.
+    if (auto found = differ(fmt::format("channel {}, mask of event types", name), event_types,
+                            current.channels()[i].ev_mask))
+      return found;
   }
   return std::nullopt;
 }

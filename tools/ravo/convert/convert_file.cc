@@ -18,10 +18,11 @@
 namespace ravo::tool {
 namespace {
 
-// How the blocks of a channel are stored, all alike.
+// What the blocks of a channel have in common.
 struct channel_form {
   RAVO_SUBBLOCK_TYPE type = RAVO_BLOCK_SINGLE;
   ravo_compression compression = ravo_compression::none;
+  std::uint32_t event_types = 0;  ///< a bit each, of the events that were written
 };
 
 class file_conversion {
@@ -45,6 +46,7 @@ class file_conversion {
     for (const older_event& event : events_.list()) write(event);
     check(writer_.close());
     check_size(1);
+    tell_masks();
     if (miscounted_ > 0)
       lose("", fmt::format("{} of {} server blocks state another number of channels than they have",
                            miscounted_, events_.server_blocks()));
@@ -70,6 +72,17 @@ class file_conversion {
           older_.path() +
           ": with the longer headers of the current generation it would be larger than the 4 GiB "
           "that a raw file may have");
+  }
+
+  // The masks of event types are made anew; an older one may have been wrong.
+  void tell_masks() {
+    for (std::size_t i = 0; i < forms_.size(); ++i) {
+      const listed_channel& listed = older_.channels()[i];
+      if (listed.ev_mask != forms_[i].event_types)
+        lose(listed.chan_name,
+             fmt::format("its mask of event types, {:#x}, became {:#x}, as its events are", listed.ev_mask,
+                         forms_[i].event_types));
+    }
   }
 
   void lose(const std::string& channel, std::string text) {
@@ -187,7 +200,10 @@ class file_conversion {
       check(writer_.begin_server_block({head.server, head.time, head.mpulse, head.tmask, head.status}));
       const auto blocks = events_.blocks_of(number++);
       if (static_cast<std::size_t>(head.nchan) != blocks.size()) ++miscounted_;
-      for (const block_place& place : blocks) write(place);
+      for (const block_place& place : blocks) {
+        write(place);
+        forms_[place.channel].event_types |= std::uint32_t{1} << header.event_type;
+      }
       done_ += blocks.size();
     }
     check(writer_.end_event());

@@ -51,9 +51,7 @@ older_events::older_events(const raw_file& file) : file_(file) {
   read_heads();
   check_index();
   place_blocks();
-  std::stable_sort(events_.begin(), events_.end(), [](const older_event& a, const older_event& b) {
-    return whole_microseconds(a.header.event_time) < whole_microseconds(b.header.event_time);
-  });
+  sort_events();
 }
 
 void older_events::read_headers() {
@@ -109,6 +107,9 @@ void older_events::check_index() const {
           !ravo_time_stamp_eq(&header.event_time, &entry.time))
         contradict(file_,
                    fmt::format("the event index has another number, time or type for {}", text_of(header)));
+      if (n > 0 && whole_microseconds(entry.time) < whole_microseconds(type->event_info()[n - 1].time))
+        contradict(file_, fmt::format("the event index is not in the order of time at event {}",
+                                      entry.event_number));
       if (is_listed[place]) contradict(file_, "the event index has " + text_of(header) + " twice");
       is_listed[place] = true;
       ++listed;
@@ -154,6 +155,35 @@ void older_events::place_blocks() {
     for (const ravo_event_chan_ptr_entry& where : file_.places_of(channel))
       blocks_[next[head_of(channel, where)]++] = {channel, entry++};
   }
+}
+
+// Rows are written in the order of the events; one that has another order cannot be kept.
+void older_events::sort_events() {
+  std::vector<std::uint32_t> order(events_.size());
+  std::iota(order.begin(), order.end(), 0);
+  std::stable_sort(order.begin(), order.end(), [this](std::uint32_t a, std::uint32_t b) {
+    return whole_microseconds(events_[a].header.event_time) <
+           whole_microseconds(events_[b].header.event_time);
+  });
+  std::vector<std::uint32_t> rank(events_.size());
+  std::vector<older_event> sorted;
+  sorted.reserve(events_.size());
+  for (const std::uint32_t place : order) {
+    rank[place] = static_cast<std::uint32_t>(sorted.size());
+    sorted.push_back(events_[place]);
+  }
+  const std::uint32_t first = file_.reference().evhdb_ref + basket_head_size;
+  for (std::size_t channel = 0; channel < file_.channels().size(); ++channel) {
+    std::uint32_t last = 0;
+    for (const ravo_event_chan_ptr_entry& where : file_.places_of(channel)) {
+      const std::uint32_t here = rank[(where.evhd - first) / sizeof(ravo_eventheader)];
+      if (here < last)
+        contradict(file_, fmt::format("the events of channel {} are not in the order of time",
+                                      file_.channels()[channel].chan_name));
+      last = here;
+    }
+  }
+  events_ = std::move(sorted);
 }
 
 }  // namespace ravo::tool

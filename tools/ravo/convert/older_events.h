@@ -45,6 +45,7 @@ class older_events {
   void read_heads();
   void check_index() const;
   void place_blocks();
+  void sort_events();
   std::size_t head_of(std::size_t channel, const ravo_event_chan_ptr_entry& where) const;
 
   const raw_file& file_;
