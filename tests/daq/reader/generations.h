@@ -57,6 +57,13 @@ constexpr T either(T of_current, T of_older) {
   return std::is_base_of_v<older_generation, generation> ? of_older : of_current;
 }
 
+/// Whether a reader keeps its files because the run catalogue named them; the older generation knows no such mark.
+template <class Reader>
+bool is_marked_by_catalogue(const Reader& reader) {
+  if constexpr (requires { reader.found_from_run_catalogue; }) return reader.found_from_run_catalogue;
+  return false;
+}
+
 using generations = testing::Types<current_generation, older_generation>;
 
 struct generation_name {

@@ -20,14 +20,11 @@
 namespace ravo {
 
 template <class G>
-file_get_tables<G>::file_get_tables(int mode) : descr_mode(mode) {
-  pthread_mutex_init(&mx, nullptr);
-}
+file_get_tables<G>::file_get_tables(int mode) : descr_mode(mode) {}
 
 template <class G>
 file_get_tables<G>::~file_get_tables() {
   clean_up();
-  pthread_mutex_destroy(&mx);
 }
 
 // Never descriptor 0, also when standard input is closed: channel readers take 0 for "none". Without
@@ -134,7 +131,16 @@ void free_table(Table*& table) {
 
 template <class G>
 void file_get_tables<G>::clean_up() {
-  const scoped_lock lock(mx);
+  if constexpr (G::locks_clean_up) {
+    const scoped_lock lock(this->mx);
+    release_all();
+  } else {
+    release_all();
+  }
+}
+
+template <class G>
+void file_get_tables<G>::release_all() {
   free_descriptions();
 
   // ecp_tab keeps its value until the next load; clients must not use it after clean_up.
@@ -154,7 +160,7 @@ void file_get_tables<G>::clean_up() {
     release_baskets();
     close(fd);
   }
-  basket_copy_mode = 0;
+  if constexpr (G::copies_header_baskets) this->basket_copy_mode = 0;
   evh_base = sbh_base = nullptr;
   evh_offset = sbh_offset = 0;
   evh_base_size = sbh_base_size = 0;

@@ -32,7 +32,7 @@ int file_get_tables<G>::load_basket(unsigned long reference, int head_failure, u
   errno = EINVAL;
   if (length < basket_head_size || !lies_in_file(len, reference, length)) return fail_mapping(whole_failure);
 
-  if (basket_copy_mode != 0) {
+  if (are_baskets_copied()) {
     malloc_owner<void> copy(ravo::allocate(length));
     if (!copy || !copy_basket(fd, len, reference, copy.get(), length)) return fail_mapping(whole_failure);
     base_size = page_place(len, reference).rest + length;
@@ -52,7 +52,7 @@ int file_get_tables<G>::load_basket(unsigned long reference, int head_failure, u
 
 template <class G>
 void file_get_tables<G>::release_baskets() {
-  if (basket_copy_mode != 0) {
+  if (are_baskets_copied()) {
     std::free(evhb);
     std::free(sbhb);
     return;

@@ -84,14 +84,14 @@ int file_get_tables<G>::load_pointer_table() {
 // Headers of fast events are read so often that a heap copy pays; slow channels leave them mapped.
 template <class G>
 void file_get_tables<G>::decide_copy_mode() {
-  basket_copy_mode = 0;
   if constexpr (G::copies_header_baskets) {
+    this->basket_copy_mode = 0;
     for (const char* name : chans) {
       typename G::dictionary_entry* entry = nullptr;
       if (library_calls<G>::find_channel_by_name(cdt_tab, name, &entry) < 0) continue;
       for (int type = 0; type < 32; ++type)
         if ((entry->ev_mask >> type & 1u) != 0 && !is_slow_event(type)) {
-          basket_copy_mode = 1;
+          this->basket_copy_mode = 1;
           return;
         }
     }

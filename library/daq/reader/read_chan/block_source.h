@@ -41,7 +41,7 @@ template <class G>
 block_source source_of(const daq_read_chan<G>& reader) {
   if (reader.cfg == nullptr) return {};
   const auto& file = *reader.cfg;
-  const bool copied = file.basket_copy_mode != 0;
+  const bool copied = file.are_baskets_copied();
   return {header_records(reader.evh_base, reader.evhb, file.evh_base_size, copied, reader.evh_offset),
           header_records(reader.sbh_base, reader.sbhb, file.sbh_base_size, copied, reader.sbh_offset),
           channel_records(reader)};

@@ -52,7 +52,7 @@ ravo_channel_entry_long* daq_read_chan<G>::find_entry_by_event_id(unsigned event
   if constexpr (G::traces_lookups) print_entries_once();
   if (go_on && found == nullptr) found = nearest_number(event_number, type);
 
-  if constexpr (G::traces_lookups) index_to_start_search = found == nullptr ? -1 : static_cast<int>(found - out);
+  if constexpr (G::traces_lookups) this->index_to_start_search = found == nullptr ? -1 : static_cast<int>(found - out);
   if (found != nullptr)
     out_cur = found;
   else
@@ -109,9 +109,9 @@ ravo_channel_entry_long* daq_read_chan<G>::nearest_number(unsigned event_number,
 }
 
 template <class G>
-void daq_read_chan<G>::print_entries_once() {
-  if (!once) return;
-  once = false;
+void daq_read_chan<G>::print_entries_once() requires G::traces_lookups {
+  if (!this->once) return;
+  this->once = false;
   for (int i = 0; i < out_total; ++i)
     std::printf("[%d] %d\t%d:%d\n", i, static_cast<int>(out[i].event_id.event_number),
                 static_cast<int>(out[i].event_id.time.timeup), static_cast<int>(out[i].event_id.time.timelow));

@@ -36,9 +36,9 @@ int daq_read_chan<G>::get_chan_data(const ravo_time_id* id, ravo_channel_entry_l
   ravo_channel_entry_long* entry = by_number ? look_up_number(reference.event_number, type, &status)
                                              : look_up_time(reference.time, type, &status);
   if constexpr (G::has_by_time_fix)
-    if (!by_number && by_time_fix && entry != nullptr) entry = hold_against_numbers(entry, type, &status);
+    if (!by_number && this->by_time_fix && entry != nullptr) entry = hold_against_numbers(entry, type, &status);
   if (entry == nullptr) return status;
-  event_cur = entry->event_id;
+  if constexpr (G::has_by_time_fix) this->event_cur = entry->event_id;
   *result = entry;
   return status;
 }
@@ -117,13 +117,13 @@ ravo_channel_entry_long* daq_read_chan<G>::look_up_time(time_stamp time, int typ
 // otherwise the entry found by time stays, with the second lookup's status.
 template <class G>
 ravo_channel_entry_long* daq_read_chan<G>::hold_against_numbers(ravo_channel_entry_long* entry, int type,
-                                                                int* status) {
+                                                                int* status) requires G::has_by_time_fix {
   const std::int64_t number = entry->event_id.event_number;
-  const std::int64_t current = event_cur.event_number;
+  const std::int64_t current = this->event_cur.event_number;
   const std::int64_t distance = type == RAVO_DAQ_READ_CHAN_EVENT_NEXT ? number - current : current - number;
   if (!is_step(type) || distance < 2) return entry;
   if (debug_level() > 0) std::printf("Double check instead of time -> by EvID\n");
-  ravo_channel_entry_long* by_number = look_up_number(event_cur.event_number, type, status);
+  ravo_channel_entry_long* by_number = look_up_number(this->event_cur.event_number, type, status);
   return by_number != nullptr ? by_number : entry;
 }
 

@@ -59,8 +59,8 @@ void daq_read_chan<G>::take_tables(typename G::file_tables* tables) {
 
   evhb = tables->get_evh_basket();
   sbhb = tables->get_sbh_basket();
-  evh_base = tables->basket_copy_mode != 0 ? reinterpret_cast<unsigned char*>(evhb) : tables->get_evh_base();
-  sbh_base = tables->basket_copy_mode != 0 ? reinterpret_cast<unsigned char*>(sbhb) : tables->get_sbh_base();
+  evh_base = tables->are_baskets_copied() ? reinterpret_cast<unsigned char*>(evhb) : tables->get_evh_base();
+  sbh_base = tables->are_baskets_copied() ? reinterpret_cast<unsigned char*>(sbhb) : tables->get_sbh_base();
   evh_offset = tables->get_evh_offset();
   sbh_offset = tables->get_sbh_offset();
 }
@@ -162,7 +162,7 @@ void daq_read_chan<G>::clean() {
   sbh_base = nullptr;
   sbhb = nullptr;
   cfg = nullptr;
-  index_to_start_search = -1;
+  if constexpr (G::traces_lookups) this->index_to_start_search = -1;
 }
 
 template <class G>

@@ -92,7 +92,8 @@ bool daq_read_chan<G>::create_output() {
   out_cur = nullptr;
   out_done = all_done = out_taken = 0;
   out_total = count;
-  event_first = event_last = event_cur = {};
+  event_first = event_last = {};
+  if constexpr (G::has_by_time_fix) this->event_cur = {};
   return true;
 }
 
@@ -221,7 +222,7 @@ void daq_read_chan<G>::complete() {
 // What was decoded from a mapping is what the file held only if nobody changed it meanwhile. Called with mx held.
 template <class G>
 void daq_read_chan<G>::check_source() {
-  const bool is_mapped = !G::copies_channel_basket || cfg->basket_copy_mode == 0;
+  const bool is_mapped = !G::copies_channel_basket || !cfg->are_baskets_copied();
   if (is_source_damaged() || (is_mapped && !cfg->is_unchanged())) note_damage();
 }
 

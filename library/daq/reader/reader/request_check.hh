@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <ctime>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "malloc_owner.h"
@@ -56,13 +57,17 @@ int daq_reader<G>::check_request() try {
   request.stop_time = stop;
   time_start = in_microseconds(start.time);
   time_stop = in_microseconds(stop.time);
-  if (found_from_run_catalogue)
-    found_from_run_catalogue = false;  // these files are the request's already
-  else if (!files.empty())
-    trim_files();
+  if (!takes_files_untrimmed() && !files.empty()) trim_files();
   return store(RAVO_DAQ_READER_OK);
 } catch (const std::bad_alloc&) {
   return store(RAVO_DAQ_READER_INTERN_ERROR);
+}
+
+/// Whether the files are the request's already, because the run catalogue named them; true once.
+template <class G>
+bool daq_reader<G>::takes_files_untrimmed() {
+  if constexpr (G::trusts_run_catalogue) return std::exchange(this->found_from_run_catalogue, false);
+  return false;
 }
 
 template <class G>

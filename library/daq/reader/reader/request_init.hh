@@ -72,7 +72,7 @@ template <class G>
 int daq_reader<G>::choose_files(file_choice& choice) {
   const int status = is_run_request() ? choose_files_of_runs(choice) : choose_files_of_period(choice);
   // Also back to false: this list would not be the catalogue's.
-  if constexpr (G::trusts_run_catalogue) found_from_run_catalogue = choice.is_from_catalogue();
+  if constexpr (G::trusts_run_catalogue) this->found_from_run_catalogue = choice.is_from_catalogue();
   return status;
 }
 

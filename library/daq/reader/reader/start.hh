@@ -66,7 +66,7 @@ int daq_reader<G>::start() try {
 template <class G>
 int daq_reader<G>::configure_slicer() {
   if (debug != 0) slicer->set_debug(debug);
-  if constexpr (G::has_by_time_fix) slicer->set_by_time_fix(by_time_fix);
+  if constexpr (G::has_by_time_fix) slicer->set_by_time_fix(this->by_time_fix);
   std::vector<chan_param*> wanted;
   wanted.reserve(results.size());
   for (result_entry* entry : results) wanted.push_back(entry ? &entry->chan : nullptr);

@@ -49,7 +49,7 @@ int daq_slicer<G>::configure_reader(int chan) {
     std::printf("Failed to create read_chans[%d] for %s:%d\n", chan, channel.name, channel.subchan);
     return RAVO_DAQ_SLICER_INTERN_ERROR;
   }
-  if constexpr (G::has_by_time_fix) reader->set_by_time_fix(by_time_fix);
+  if constexpr (G::has_by_time_fix) reader->set_by_time_fix(this->by_time_fix);
   if (reader->set_time_diff(&event_time_diff) != RAVO_DAQ_READ_CHAN_OK) {
     std::printf("Failed to set time difference read_chans[%d] for %s:%d\n", chan, channel.name,
                 channel.subchan);

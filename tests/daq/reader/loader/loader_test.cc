@@ -115,7 +115,7 @@ TYPED_TEST(Loader, WithoutAListHasAFullPointerTableAndMappedBaskets) {
   typename TestFixture::file_type file = this->example();
   ASSERT_EQ(this->load(file.build()), 0);
   EXPECT_TRUE(this->loader.is_ecp_tab_full());
-  EXPECT_EQ(this->loader.basket_copy_mode, 0);
+  EXPECT_FALSE(this->loader.are_baskets_copied());
   EXPECT_EQ(this->loader.get_ecp_tab_entry_index("FAST"), -1);
   // The byte at file offset X lies at base + (X - offset).
   const std::size_t events = file.at["events"];
@@ -130,14 +130,14 @@ TYPED_TEST(Loader, WithAnEmptyListLoadsAllChannels) {
   const std::vector<char*> none;
   ASSERT_EQ(this->load(this->example().build(), &none), 0);
   EXPECT_TRUE(this->loader.is_ecp_tab_full());
-  EXPECT_EQ(this->loader.basket_copy_mode, 0);
+  EXPECT_FALSE(this->loader.are_baskets_copied());
 }
 
 TYPED_TEST(Loader, LeavesTheBasketsMappedForSlowChannels) {
   const auto chans = names({"SLOW"});
   ASSERT_EQ(this->load(this->example().build(), &chans), 0);
   EXPECT_FALSE(this->loader.is_ecp_tab_full());
-  EXPECT_EQ(this->loader.basket_copy_mode, 0);
+  EXPECT_FALSE(this->loader.are_baskets_copied());
   EXPECT_NE(this->loader.get_evh_base(), nullptr);
 }
 
@@ -155,7 +155,7 @@ TEST_F(OlderLoader, NeverCopiesTheBaskets) {
   file_type file = example();
   for (const auto& chans : {names({"FAST"}), names({"SLOW", "FAST"}), names({"SLOW"}), names({})}) {
     ASSERT_EQ(load(file.build(), &chans), 0);
-    EXPECT_EQ(loader.basket_copy_mode, 0);
+    EXPECT_FALSE(loader.are_baskets_copied());
     EXPECT_EQ(loader.get_evh_offset(), 0u);  // of the mapped page
     EXPECT_EQ(loader.get_sbh_offset(), 0u);
     EXPECT_EQ(reinterpret_cast<unsigned char*>(loader.get_evh_basket()),
@@ -169,7 +169,7 @@ TEST_F(OlderLoader, NeverCopiesTheBaskets) {
 TYPED_TEST(Loader, SkipsUnknownNamesWhenItDecidesToCopy) {
   const auto chans = names({"NOBODY", "SLOW"});
   ASSERT_EQ(this->load(this->example().build(), &chans), 0);
-  EXPECT_EQ(this->loader.basket_copy_mode, 0);
+  EXPECT_FALSE(this->loader.are_baskets_copied());
   EXPECT_EQ(this->loader.get_ecp_table()->chptr()[0].chhd, 0u);
   EXPECT_NE(this->loader.get_ecp_table()->chptr()[3].chhd, 0u);
 }

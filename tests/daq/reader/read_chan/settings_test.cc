@@ -12,6 +12,13 @@ TYPED_TEST_SUITE(ChannelReader, generations, generation_name);
 using CurrentChannelReader = ChannelReader<current_generation>;
 using OlderChannelReader = ChannelReader<older_generation>;
 
+template <class read_chan>
+concept has_current_fields = requires(read_chan& one) {
+  one.index_to_start_search;
+  one.by_time_fix;
+  one.event_cur;
+};
+
 TYPED_TEST(ChannelReader, HasItsDefaults) {
   const typename TestFixture::read_chan reader(nullptr, nullptr, 3, nullptr);
   EXPECT_EQ(reader.fd, -1);
@@ -22,8 +29,13 @@ TYPED_TEST(ChannelReader, HasItsDefaults) {
   EXPECT_EQ(reader.time_diff, 95000.0);
   EXPECT_EQ(reader.event_step.event_number, 1u);
   EXPECT_EQ(reader.event_step.time.timelow, 200000u);
-  EXPECT_EQ(reader.index_to_start_search, -1);
-  EXPECT_TRUE(reader.by_time_fix);
+  // The older generation has none of the three.
+  EXPECT_EQ(has_current_fields<typename TestFixture::read_chan>, either<TypeParam>(true, false));
+  if constexpr (has_current_fields<typename TestFixture::read_chan>) {
+    EXPECT_EQ(reader.index_to_start_search, -1);
+    EXPECT_TRUE(reader.by_time_fix);
+    EXPECT_EQ(reader.event_cur.event_number, 0u);
+  }
   EXPECT_EQ(reader.ecpl, -1);
   EXPECT_EQ(reader.subchan, -1);
   for (const pthread_t slot : reader.tid) EXPECT_EQ(slot, static_cast<pthread_t>(-1));

@@ -292,7 +292,7 @@ TYPED_TEST(CataloguedArchive, PeriodsGiveTheFilesOfTheModel) {
     ++with_files;
     this->ask(experiment, stream, when);
     ASSERT_EQ(this->init_catalogued(), 0);
-    EXPECT_EQ(this->reader_with_catalogue.found_from_run_catalogue, either<TypeParam>(true, false));
+    EXPECT_EQ(is_marked_by_catalogue(this->reader_with_catalogue), either<TypeParam>(true, false));
     EXPECT_EQ(bare_names(this->reader_with_catalogue), names_of(expected))
         << experiment << " " << when.start << " " << when.stop;
     EXPECT_EQ(this->output, "");

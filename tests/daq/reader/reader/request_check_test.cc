@@ -144,7 +144,7 @@ using CurrentRequestCheck = RequestCheck<current_generation>;
 TEST_F(CurrentRequestCheck, FilesFromTheCatalogueAreLeftAloneOnce) {
   reader.found_from_run_catalogue = true;
   EXPECT_EQ(kept({10, 20}, 1000, 2000), (std::vector<int>{10, 20}));
-  EXPECT_FALSE(reader.found_from_run_catalogue);
+  EXPECT_FALSE(is_marked_by_catalogue(reader));
   EXPECT_EQ(output_of_check(0), "");
   EXPECT_EQ(reader.get_number_of_files(), 1) << "only the first file, which begins before the request";
 }
@@ -153,7 +153,7 @@ TEST_F(CurrentRequestCheck, AMarkFromTheCatalogueOutlivesARefusal) {
   reader.found_from_run_catalogue = true;
   request(at(2, 0), at(1, 0));
   output_of_check(-7);
-  EXPECT_TRUE(reader.found_from_run_catalogue);
+  EXPECT_TRUE(is_marked_by_catalogue(reader));
 }
 
 // Files of 100 seconds: the one that begins one step before the start still reaches it.

@@ -150,7 +150,7 @@ TYPED_TEST(RequestInit, AFailedOneLeavesNoFilesOfTheOneBefore) {
   std::strcpy(this->request.ddir, "/nowhere/");
   EXPECT_EQ(this->init(), -10);
   EXPECT_EQ(this->reader.get_number_of_files(), 0);
-  EXPECT_FALSE(this->reader.found_from_run_catalogue);
+  EXPECT_FALSE(is_marked_by_catalogue(this->reader));
 }
 
 // ---- runs -----------------------------------------------------------------------------------------
@@ -206,7 +206,7 @@ TYPED_TEST(RequestInit, FilesOfRunsFromTheCatalogueAreTakenWithoutAWord) {
   this->make({raw_name(7, 3, 250), raw_name(8, 2, 400)});
   ASSERT_EQ(this->init(), 0);
   EXPECT_EQ(this->files(), (names{raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(8, 1, 300)}));
-  EXPECT_EQ(this->reader.found_from_run_catalogue, either<TypeParam>(true, false));
+  EXPECT_EQ(is_marked_by_catalogue(this->reader), either<TypeParam>(true, false));
   EXPECT_EQ(this->output, "");
   EXPECT_STREQ(this->reader.get_last_error(), "OK");
 }
@@ -225,7 +225,7 @@ TYPED_TEST(RequestInit, OnlyInTheCurrentGenerationRunsAreCutWithThePeriod) {
   EXPECT_EQ(the_catalogue.period_stop, either<TypeParam>(clock_zero + 250, 0u));
   EXPECT_EQ(this->says("removing those that are not in our list sz: 4  from sz: 3\n"),
             either<TypeParam>(true, false));
-  EXPECT_EQ(this->reader.found_from_run_catalogue, either<TypeParam>(true, false));
+  EXPECT_EQ(is_marked_by_catalogue(this->reader), either<TypeParam>(true, false));
   EXPECT_EQ(the_catalogue.records_alive, 0);
 }
 
@@ -286,7 +286,7 @@ TYPED_TEST(RequestInit, AnAnswerWithoutFilesIsNone) {
   this->make({raw_name(7, 1, 100)});
   ASSERT_EQ(this->init(), 0);
   EXPECT_EQ(this->output.rfind(this->no_catalogue_for_runs, 0), 0u) << this->output;
-  EXPECT_FALSE(this->reader.found_from_run_catalogue);
+  EXPECT_FALSE(is_marked_by_catalogue(this->reader));
   EXPECT_EQ(this->files(), names{raw_name(7, 1, 100)});
 }
 
@@ -309,7 +309,7 @@ TYPED_TEST(RequestInit, TheCatalogueIsAskedForThePeriod) {
   EXPECT_EQ(the_catalogue.period_start, clock_zero + 100);
   EXPECT_EQ(the_catalogue.period_stop, clock_zero + 200);
   EXPECT_EQ(this->files(), (names{raw_name(7, 1, 90), raw_name(7, 2, 150)})) << "no edge files";
-  EXPECT_EQ(this->reader.found_from_run_catalogue, either<TypeParam>(true, false));
+  EXPECT_EQ(is_marked_by_catalogue(this->reader), either<TypeParam>(true, false));
   EXPECT_EQ(this->output, "");
 }
 
@@ -343,7 +343,7 @@ TYPED_TEST(RequestInit, TheScanForAPeriodIsToldAtANonZeroDebugLevel) {
     ASSERT_EQ(this->init(), 0);
     EXPECT_EQ(this->output.rfind(this->no_catalogue_for_period, 0), 0u);
   }
-  EXPECT_FALSE(this->reader.found_from_run_catalogue);
+  EXPECT_FALSE(is_marked_by_catalogue(this->reader));
 }
 
 TYPED_TEST(RequestInit, FilesFromTheCatalogueAreTrimmedByTheirNamesInTheOlderGenerationAlone) {
@@ -357,12 +357,12 @@ TYPED_TEST(RequestInit, FilesFromTheCatalogueAreTrimmedByTheirNamesInTheOlderGen
 TYPED_TEST(RequestInit, AMarkOfAnEarlierCatalogueAnswerDoesNotServeAScan) {
   this->answer_period({raw_name(7, 1, 1)});
   ASSERT_EQ(this->init(), 0);
-  ASSERT_EQ(this->reader.found_from_run_catalogue, either<TypeParam>(true, false));
+  ASSERT_EQ(is_marked_by_catalogue(this->reader), either<TypeParam>(true, false));
   the_catalogue = {};
   this->make({raw_name(7, 1, 150)});
   this->ask_for_period(100, 200);
   ASSERT_EQ(this->init(), 0);
-  EXPECT_FALSE(this->reader.found_from_run_catalogue);
+  EXPECT_FALSE(is_marked_by_catalogue(this->reader));
 }
 
 // ---- entering the files ---------------------------------------------------------------------------

@@ -132,7 +132,7 @@ TYPED_TEST(Requests, ARunByItsFilesNamesHasTheEventsOfItsFiles) {
   this->forget_catalogue();
   this->ask_for_run();
   ASSERT_EQ(this->init(), 0);
-  EXPECT_FALSE(this->reader.found_from_run_catalogue);
+  EXPECT_FALSE(is_marked_by_catalogue(this->reader));
   EXPECT_EQ(this->reader.get_number_of_files(), 6);
   EXPECT_EQ(this->deliver(), expected);
 }
@@ -147,15 +147,15 @@ TYPED_TEST(Requests, PeriodsHaveTheEventsOfTheFilesEitherWay) {
     const delivery expected = this->deliver_named_files();
     ASSERT_FALSE(expected.empty());
     ASSERT_EQ(this->init(), 0);
-    EXPECT_EQ(this->reader.found_from_run_catalogue, either<TypeParam>(true, false));
+    EXPECT_EQ(is_marked_by_catalogue(this->reader), either<TypeParam>(true, false));
     EXPECT_EQ(this->deliver(), expected) << "by period, from the catalogue";
     this->ask_for_run();
     ASSERT_EQ(this->init(), 0);
-    EXPECT_EQ(this->reader.found_from_run_catalogue, either<TypeParam>(true, false));
+    EXPECT_EQ(is_marked_by_catalogue(this->reader), either<TypeParam>(true, false));
     EXPECT_EQ(this->deliver(), expected) << "by run and period, from the catalogue";
     this->forget_catalogue();
     ASSERT_EQ(this->init(), 0) << this->output;
-    EXPECT_FALSE(this->reader.found_from_run_catalogue);
+    EXPECT_FALSE(is_marked_by_catalogue(this->reader));
     EXPECT_EQ(this->deliver(), expected) << "by run and period, by names";
   }
 }

@@ -27,7 +27,7 @@ TYPED_TEST(Settings, AFreshReaderHasTheDefaults) {
   if constexpr (has_by_time_fix<typename TestFixture::reader_type>) {
     EXPECT_TRUE(this->reader.is_by_time_fix());
   }
-  EXPECT_FALSE(this->reader.found_from_run_catalogue);
+  EXPECT_FALSE(is_marked_by_catalogue(this->reader));
   EXPECT_EQ(this->reader.slicer, nullptr);
   EXPECT_STREQ(this->reader.get_experiment(), "linac");
   EXPECT_STREQ(this->reader.get_stream(), "main");
@@ -382,7 +382,7 @@ TYPED_TEST(CleanUp, KeepsDebugFixErrorAndPaths) {
   if constexpr (has_by_time_fix<typename TestFixture::reader_type>) this->reader.set_by_time_fix(false);
   this->reader.set_error(-9);
   this->reader.set_data_path_list("/p");
-  this->reader.found_from_run_catalogue = true;
+  if constexpr (requires { this->reader.found_from_run_catalogue; }) this->reader.found_from_run_catalogue = true;
   this->reader.clean_up();
   EXPECT_EQ(this->reader.get_debug(), -3);
   if constexpr (has_by_time_fix<typename TestFixture::reader_type>) {
@@ -390,7 +390,7 @@ TYPED_TEST(CleanUp, KeepsDebugFixErrorAndPaths) {
   }
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
   EXPECT_STREQ(this->reader.get_data_path_list(), "/p");
-  EXPECT_TRUE(this->reader.found_from_run_catalogue);
+  EXPECT_EQ(is_marked_by_catalogue(this->reader), either<TypeParam>(true, false));
 }
 
 TYPED_TEST(CleanUp, TwiceIsHarmless) {

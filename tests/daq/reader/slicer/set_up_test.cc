@@ -12,6 +12,7 @@ namespace {
 
 template <class slicer>
 concept has_by_time_fix = requires(slicer& one) {
+  one.by_time_fix;
   one.set_by_time_fix(true);
   one.is_by_time_fix();
 };

@@ -12,11 +12,13 @@
 #include <vector>
 
 #include "ravo_core_records.h"
+#include "ravo_daq/generation_state.h"
 
 namespace ravo {
 
 template <class G>
-class file_get_tables {
+class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
+                        public clean_up_lock<G::locks_clean_up> {
  public:
   static constexpr int no_memory = -8;
 
@@ -66,6 +68,11 @@ class file_get_tables {
   /// Whether the file's size and time of change are still those of when it was opened. What was read of one that
   /// has changed may be of two different files.
   bool is_unchanged() const;
+  /// Whether evhb and sbhb are heap copies; else they lie in the mappings.
+  bool are_baskets_copied() const {
+    if constexpr (G::copies_header_baskets) return this->basket_copy_mode != 0;
+    return false;
+  }
   /// 1 while a file is loaded, else 0.
   int status() const { return file_name != nullptr && fd != -1 ? 1 : 0; }
 
@@ -83,7 +90,6 @@ class file_get_tables {
   unsigned long sbh_offset = 0;
   unsigned long sbh_base_size = 0;
   typename G::server_block_basket* sbhb = nullptr;
-  int basket_copy_mode = 0;  ///< 1: evhb and sbhb are heap copies; 0: they lie in the mappings
   // The working pointers that clients read, and the owning ones that clean_up frees.
   typename G::reference_table* ref_tbl = nullptr;
   typename G::event_index_table* eit_tab = nullptr;
@@ -99,7 +105,6 @@ class file_get_tables {
   typename G::xml_header* lxcd_tab = nullptr;
   std::vector<typename G::chan_descr*> descr_list;
   int descr_mode = 0;
-  pthread_mutex_t mx;  ///< guards clean_up
   int debug = 0;       ///< 0 quiet; non-zero: failures; negative: also timings
 
  private:
@@ -111,6 +116,7 @@ class file_get_tables {
   template <class Basket>
   int load_basket(unsigned long reference, int head_failure, unsigned char*& base, unsigned long& offset,
                   unsigned long& base_size, Basket*& basket);
+  void release_all();
   void release_baskets();
   bool take_file_state();
   int fail_mapping(int code);

@@ -47,6 +47,7 @@ struct generation_2009 : raw_format_2009 {
   static constexpr bool explains_failed_start = false;
 
   static constexpr bool copies_header_baskets = false;
+  static constexpr bool locks_clean_up = false;
   static constexpr bool copies_channel_basket = false;
   static constexpr bool has_by_time_fix = false;
   static constexpr bool keeps_unconverted_entries = false;

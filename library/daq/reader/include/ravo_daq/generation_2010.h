@@ -62,6 +62,8 @@ struct generation_2010 : raw_format_2010 {
 
   /// Channels of fast events get heap copies of the two header baskets.
   static constexpr bool copies_header_baskets = true;
+  /// A loader that is cleaned up takes its lock.
+  static constexpr bool locks_clean_up = true;
   /// A channel's basket is copied to the heap, and its mapping released.
   static constexpr bool copies_channel_basket = true;
   /// Lookups by time are held against the event numbers.

@@ -9,12 +9,15 @@
 #include <atomic>
 
 #include "ravo_core_records.h"
+#include "ravo_daq/generation_state.h"
 #include "ravo_daq_status.h"
 
 namespace ravo {
 
 template <class G>
-class daq_read_chan {
+class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
+                      public last_answer_state<G::has_by_time_fix>,
+                      public lookup_trace_state<G::traces_lookups> {
  public:
   static constexpr int thread_slots = 10;
 
@@ -50,8 +53,8 @@ class daq_read_chan {
   time_stamp* get_time_diff() { return &event_time_diff; }
   int set_step(const ravo_time_id* step);
   ravo_time_id* get_step() { return &event_step; }
-  bool is_by_time_fix() const requires G::has_by_time_fix { return by_time_fix; }
-  void set_by_time_fix(bool fix) requires G::has_by_time_fix { by_time_fix = fix; }
+  bool is_by_time_fix() const requires G::has_by_time_fix { return this->by_time_fix; }
+  void set_by_time_fix(bool fix) requires G::has_by_time_fix { this->by_time_fix = fix; }
   /// Upper bound of the automatic choice: 1 to 10 (0 returned), else 1 and no change.
   int set_max_number_of_threads(int threads);
   /// Fixed number of workers: 1 to 10 (0 returned), else 1 and no change.
@@ -126,12 +129,8 @@ class daq_read_chan {
   double time_diff = 95000.0;  ///< microseconds
   ravo_time_id event_step{1, {0, 200000}};
   pthread_t tid[thread_slots];  ///< ids of the workers; all bits set marks a free slot
-  int index_to_start_search = -1;
-  bool by_time_fix = true;  ///< hold lookups by time against the event numbers
   char chan[G::name_size] = {};
   int subchan = -1;
-  /// Set by hand, from a debugger: the next lookup by number prints all entries, once.
-  static inline bool once = false;
   /// Guards out, out_cur, the limits, the out_ counters, event_cur, index_to_start_search, all_done, is_damaged, tid
   /// and running. Taken before mmx.
   pthread_mutex_t mx;
@@ -142,7 +141,6 @@ class daq_read_chan {
   int out_done = 0;   ///< entries finished by workers
   ravo_time_id event_first{};
   ravo_time_id event_last{};
-  ravo_time_id event_cur{};  ///< the event that get_chan_data returned last
   int all_done = 0;
   bool is_damaged = false;  ///< the file changed while it was decoded
   pthread_mutex_t mmx;  ///< guards mcnt
@@ -181,12 +179,13 @@ class daq_read_chan {
   bool search_time(const time_stamp& time, ravo_channel_entry_long** found) const;
   bool scan_time(const time_stamp& time, ravo_channel_entry_long** found) const;
   ravo_channel_entry_long* nearest_time(const time_stamp& time, int type) const;
-  void print_entries_once();
+  void print_entries_once() requires G::traces_lookups;
 
   bool reference_event(const ravo_time_id* id, int type, ravo_time_id* reference) const;
   ravo_channel_entry_long* look_up_number(unsigned number, int type, int* status);
   ravo_channel_entry_long* look_up_time(time_stamp time, int type, int* status);
-  ravo_channel_entry_long* hold_against_numbers(ravo_channel_entry_long* entry, int type, int* status);
+  ravo_channel_entry_long* hold_against_numbers(ravo_channel_entry_long* entry, int type, int* status)
+      requires G::has_by_time_fix;
 
   template <class Print>
   void print_entries(const char* head, const char* tail, Print print);

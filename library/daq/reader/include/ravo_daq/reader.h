@@ -12,6 +12,7 @@
 
 #include "ravo_core_records.h"
 #include "ravo_daq/file_decision.h"
+#include "ravo_daq/generation_state.h"
 #include "ravo_daq_request.h"
 #include "ravo_daq_status.h"
 
@@ -20,7 +21,7 @@ namespace ravo {
 class result_index;
 
 template <class G>
-class daq_reader {
+class daq_reader : public by_time_fix_state<G::has_by_time_fix>, public catalogue_state<G::trusts_run_catalogue> {
  public:
   /// An empty reader with the default request. Reads the environment variables
   /// "DAQ_MAX_TIME_STEP_SEC", "DAQ_MAX_TIME_STEP_USEC" and "RAVO_DAQ_DATA_PATH_LIST".
@@ -50,7 +51,7 @@ class daq_reader {
   int set_time_diff(const time_stamp* diff);
   time_stamp* get_time_diff() { return &request.time_diff; }
   void set_by_time_fix(bool fix) requires G::has_by_time_fix;
-  bool is_by_time_fix() const requires G::has_by_time_fix { return by_time_fix; }
+  bool is_by_time_fix() const requires G::has_by_time_fix { return this->by_time_fix; }
   void set_debug(int level);
   int get_debug() const { return debug; }
 
@@ -148,8 +149,6 @@ class daq_reader {
   typename G::file_tables get_tables;
   std::string last_error;
   std::string data_path_list;
-  bool by_time_fix = true;
-  bool found_from_run_catalogue = false;
   /// Where it is set, the request's init() and check_request() put down here what became of each file that they
   /// met. The caller's; never cleared here.
   std::vector<file_decision>* decisions = nullptr;
@@ -168,6 +167,7 @@ class daq_reader {
   int set_text(char (&field)[size], const char* text);
 
   void trim_files();
+  bool takes_files_untrimmed();
   bool may_hold_request(std::size_t position, std::int64_t time, std::int64_t step) const;
 
   void drop_files();

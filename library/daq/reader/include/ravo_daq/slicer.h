@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ravo_core_records.h"
+#include "ravo_daq/generation_state.h"
 #include "ravo_daq_status.h"
 
 namespace ravo {
@@ -37,7 +38,7 @@ struct tables_task {
 };
 
 template <class G>
-class daq_slicer {
+class daq_slicer : public by_time_fix_state<G::has_by_time_fix> {
  public:
   daq_slicer();
   ~daq_slicer();
@@ -55,8 +56,8 @@ class daq_slicer {
   time_stamp* get_time_diff() { return &event_time_diff; }
   int set_event_step(const ravo_time_id* step);
   ravo_time_id* get_event_step() { return &event_step; }
-  void set_by_time_fix(bool fix) requires G::has_by_time_fix { by_time_fix = fix; }
-  bool is_by_time_fix() const requires G::has_by_time_fix { return by_time_fix; }
+  void set_by_time_fix(bool fix) requires G::has_by_time_fix { this->by_time_fix = fix; }
+  bool is_by_time_fix() const requires G::has_by_time_fix { return this->by_time_fix; }
   /// The channels that could not be started, joined by ";"; owned by the slicer.
   const char* get_not_found_channels() const { return not_found_channels.c_str(); }
 
@@ -113,7 +114,6 @@ class daq_slicer {
   pthread_mutex_t tmx;  ///< guards get_tables, the task and the search in files
   pthread_cond_t tcond;
   typename G::tables_task task;
-  bool by_time_fix = true;
 
  private:
   struct alignment;  // the working values of one get_data()
