@@ -9,6 +9,7 @@
 #include <set>
 #include <sstream>
 #include <stdexcept>
+#include <type_traits>
 
 #include "captured_output.h"
 #include "counted_new.h"
@@ -34,6 +35,12 @@ struct catalogued_run {
   temporary_folder catalogue_folder;
 };
 
+template <class generation>
+const catalogued_run<generation>& the_run() {
+  static const catalogued_run<generation> made;
+  return made;
+}
+
 /// What a reader delivered: event numbers with the channels and bytes of each.
 using delivery = std::vector<std::string>;
 
@@ -42,10 +49,7 @@ class Requests : public testing::Test {
  protected:
   using subhead = typename generation::records::subhead;
   using run_type = written_run<generation>;
-  static const catalogued_run<generation>& the() {
-    static const catalogued_run<generation> made;
-    return made;
-  }
+  static const catalogued_run<generation>& the() { return the_run<generation>(); }
   Requests() {
     set_up();
     for (std::string& name : channel_names) {
@@ -280,6 +284,31 @@ TYPED_TEST(SpoiledFiles, AFileThatIsGoneBetweenInitAndStartEndsTheDataThereWithA
   captured_output quiet;
   const delivery before = this->deliver(-6);
   EXPECT_EQ(before.size(), 100u) << "the events of the five files before it";
+}
+
+/// The files of the same run in the other generation, which have the same names.
+template <class generation>
+const std::vector<std::string>& files_of_other() {
+  using other = std::conditional_t<std::is_same_v<generation, older_generation>, current_generation,
+                                   older_generation>;
+  return the_run<other>().run.files();
+}
+
+TYPED_TEST(SpoiledFiles, AFirstFileOfTheOtherGenerationIsABadFormat) {
+  std::filesystem::copy_file(files_of_other<TypeParam>()[0], this->paths[0],
+                             std::filesystem::copy_options::overwrite_existing);
+  EXPECT_EQ(this->init(), -9);
+  EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
+  this->forget_catalogue();
+  EXPECT_EQ(this->init(), -9) << "nor do names tell";
+}
+
+TYPED_TEST(SpoiledFiles, ALaterFileOfTheOtherGenerationEndsTheDataThereWithAnError) {
+  std::filesystem::copy_file(files_of_other<TypeParam>()[3], this->paths[3],
+                             std::filesystem::copy_options::overwrite_existing);
+  ASSERT_EQ(this->init(), 0);
+  captured_output quiet;
+  EXPECT_EQ(this->deliver(-6).size(), 60u) << "the events of the three files before it";
 }
 
 TYPED_TEST(SpoiledFiles, AnUnreadableFirstFileIsABadFormat) {
