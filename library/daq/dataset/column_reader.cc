@@ -178,7 +178,7 @@ void column_reader::make_chunks() {
     for (const std::uint32_t index : list.index) stored_ += part->channels[channel_].entries[index].stored;
   }
   const std::uint64_t target =
-      std::clamp<std::uint64_t>(stored_ / (state_->pool.size() * 8 + 1), 64 * 1024, datasets::largest_window);
+      std::clamp<std::uint64_t>(stored_ / (state_->pool.size() * 8 + 1), 64 * 1024, state_->window_bytes());
   for (std::size_t i = 0; i < lists_.size(); ++i) {
     const auto part = line.get(lists_[i].segment);
     chunk one{i, 0, 0, 0};
@@ -323,7 +323,7 @@ void column_reader::read_chunk(std::size_t number) {
   channel_digest digest;
   for (std::size_t first = 0; first < blocks.size();) {
     if (state_->is_stopped() || (!is_ragged_ && is_irregular_)) break;
-    const block_window window = datasets::next_window(blocks, first);
+    const block_window window = datasets::next_window(blocks, first, state_->window_bytes());
     std::shared_ptr<const datasets::open_file> opened;
     const auto source = state_->source_of(*part, channel_, blocks[first].file, opened);
     reserve(*work, window.bytes + work->decoded.size() + work->second.size());

@@ -3,6 +3,7 @@
 #ifndef RAVO_DATASET_DATASET_STATE_H
 #define RAVO_DATASET_DATASET_STATE_H
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -43,6 +44,11 @@ class dataset_state {
   /// Adds a reading's account to that of all readings, and throws when too much is missing.
   void close_account(const read_ledger& of_reading);
   read_ledger all_readings() const;
+
+  /// The most bytes that are read in one piece: fewer where there is little memory.
+  std::size_t window_bytes() const {
+    return std::clamp<std::size_t>(memory.limit() / 16, 64 * 1024, datasets::largest_window);
+  }
 
   const selection wanted;
   const dataset_options options;

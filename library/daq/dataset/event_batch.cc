@@ -118,7 +118,7 @@ class batch_decoder {
   bool read_blocks(std::size_t channel, const wanted_blocks& blocks) {
     bool has_room = true;
     for (std::size_t first = 0; first < blocks.entries.size() && has_room;) {
-      const auto window = datasets::next_window(blocks.entries, first);
+      const auto window = datasets::next_window(blocks.entries, first, state_.window_bytes());
       datasets::memory_share share;
       if (!state_.memory.try_take(window.bytes, share)) return false;
       std::shared_ptr<const datasets::open_file> opened;

@@ -9,7 +9,7 @@ namespace ravo {
 
 namespace {
 
-constexpr std::uint64_t batch_bytes = 256 * 1024;  // stored
+constexpr std::uint64_t largest_batch = 256 * 1024;  // stored bytes
 constexpr std::size_t batch_events = 512;
 constexpr std::size_t batch_cells = 64 * 1024;
 
@@ -97,6 +97,7 @@ std::optional<batch_plan> event_reader::next_plan() {
   const std::size_t most = std::clamp<std::size_t>(batch_cells / channels, 1, batch_events);
   batch_plan plan;
   plan.segment = segment_;
+  const std::uint64_t batch_bytes = std::min<std::uint64_t>(largest_batch, state_->memory.limit() / 32);
   std::uint64_t bytes = 0;
   while (left_ > 0 && plan.events.size() < most && (plan.events.empty() || bytes < batch_bytes)) {
     const std::size_t place = ordinal_ - before_segment_;
@@ -167,6 +168,7 @@ std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
 
 /// Its turn has come: what was decoded ahead has to make room.
 std::shared_ptr<event_batch> event_reader::decode_now(const batch_plan& plan) {
+  const auto needed = state_->timeline.get(plan.segment);  // held, so that it is not what is dropped
   for (;;) {
     state_->check_stop();
     if (auto batch = decode_batch(state_, plan)) return batch;

@@ -1,0 +1,123 @@
+// The text form of a selection: what it means, that it comes back as it was, and how it is refused.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "ravo_dataset.h"
+
+namespace {
+
+using namespace ravo;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST(SelectionText, IsReadAsTheHeaderSays) {
+  const selection read = selection::parse(
+      "fel/daq2 run=1207-1210 chan=BPM*,CAM/1 from=2025-03-01T08:00:00Z to=1740816000.25 event=1000- step=10 "
+      "synch=time tolerance=20ms join=with:BPM1 slow=hold max_age=2.5s catalog=/cat data=/a:/b");
+  EXPECT_EQ(read.experiment, "fel");
+  EXPECT_EQ(read.stream, "daq2");
+  EXPECT_EQ(read.runs, (run_numbers{1207, 1210}));
+  EXPECT_THAT(read.channels, ElementsAre("BPM*", "CAM/1"));
+  EXPECT_EQ(read.from->timeup, 1740816000u);
+  EXPECT_EQ(read.from->timelow, 0u);
+  EXPECT_EQ(read.to->timeup, 1740816000u);
+  EXPECT_EQ(read.to->timelow, 250000u);
+  EXPECT_EQ(read.first_event, 1000u);
+  EXPECT_FALSE(read.last_event);
+  EXPECT_EQ(read.step, 10u);
+  EXPECT_EQ(read.synch, synch_mode::by_time);
+  EXPECT_EQ(read.tolerance.timelow, 20000u);
+  EXPECT_EQ(read.join, join_policy::with);
+  EXPECT_EQ(read.join_channel, "BPM1");
+  EXPECT_EQ(read.slow, slow_policy::hold);
+  EXPECT_EQ(read.max_age, 2500000u);
+  EXPECT_EQ(read.catalogue, "/cat");
+  EXPECT_EQ(read.data, "/a:/b");
+}
+
+TEST(SelectionText, OfNothingIsTheDefault) {
+  EXPECT_EQ(selection::parse(""), selection{});
+  EXPECT_EQ(selection{}.to_text(), "linac/main");
+  EXPECT_EQ(selection::parse(" \t\n"), selection{});
+}
+
+TEST(SelectionText, QuotesWhatHoldsBlanksCommasAndQuotes) {
+  const selection read = selection::parse(R"(file="/data/run 7/a,b.raw",/c.raw chan="A \"x\" \\ y")");
+  EXPECT_THAT(read.files, ElementsAre("/data/run 7/a,b.raw", "/c.raw"));
+  EXPECT_THAT(read.channels, ElementsAre(R"(A "x" \ y)"));
+  EXPECT_EQ(selection::parse(read.to_text()), read);
+}
+
+TEST(SelectionText, MayRepeatFilesAndChannels) {
+  EXPECT_THAT(selection::parse("chan=A chan=B,C").channels, ElementsAre("A", "B", "C"));
+}
+
+TEST(SelectionText, ComesBackAsItWasForThousandsOfSelections) {
+  std::mt19937 random(3);
+  const auto below = [&](unsigned n) { return static_cast<unsigned>(random() % n); };
+  const auto text = [&] {
+    constexpr std::string_view letters = "abz/:*?[]~,\"\\ =;-.09";
+    std::string made;
+    for (unsigned i = 1 + below(8); i > 0; --i) made += letters[below(static_cast<unsigned>(letters.size()))];
+    return made;
+  };
+  const auto time = [&] { return time_stamp{static_cast<std::uint32_t>(random()), below(3) == 0 ? 0 : below(1000000)}; };
+  for (int i = 0; i < 5000; ++i) {
+    selection made;
+    for (unsigned n = below(3); n > 0; --n) made.files.push_back(text());
+    for (unsigned n = below(4); n > 0; --n) made.channels.push_back(text());
+    if (below(2)) made.catalogue = text();
+    if (below(2)) made.data = text();
+    if (below(2)) {
+      const int first = 1 + static_cast<int>(below(1000));
+      made.runs = run_numbers{first, first + static_cast<int>(below(10))};
+    }
+    if (below(2)) made.from = time();
+    if (below(2)) made.to = time();
+    if (below(2)) made.first_event = below(1000);
+    if (below(2)) made.last_event = made.first_event.value_or(0) + below(1000);
+    made.step = 1 + below(3);
+    made.synch = below(2) ? synch_mode::by_time : synch_mode::by_number;
+    if (below(2)) made.tolerance = {below(100), below(1000000)};
+    made.join = static_cast<join_policy>(below(3));
+    if (made.join == join_policy::with) made.join_channel = text();
+    made.slow = static_cast<slow_policy>(below(3));
+    if (below(2)) made.max_age = below(5) == 0 ? 0 : std::uint64_t{random()} * (1 + below(1000));
+    const std::string written = made.to_text();
+    ASSERT_EQ(selection::parse(written), made) << written;
+    ASSERT_EQ(selection::parse(written).to_text(), written);
+  }
+}
+
+struct refused {
+  const char* text;
+  const char* reason;
+};
+class RefusedText : public testing::TestWithParam<refused> {};
+
+TEST_P(RefusedText, IsRefusedWithItsWord) {
+  try {
+    selection::parse(GetParam().text);
+    FAIL() << GetParam().text;
+  } catch (const selection_error& error) {
+    EXPECT_THAT(error.what(), HasSubstr(GetParam().reason));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    SelectionText, RefusedText,
+    testing::Values(refused{"linac", "\"linac\" cannot be read: it is neither KEY=VALUE nor EXPERIMENT/STREAM"},
+                    refused{"a/b/c", "neither KEY=VALUE nor"}, refused{"/b", "neither"}, refused{"run=0", "it is N or N-M"},
+                    refused{"run=7-6", "it is N or N-M"}, refused{"run=5-", "it is N or N-M"}, refused{"step=0", "1 or more"},
+                    refused{"step=x", "1 or more"}, refused{"from=yesterday", "a time is YYYY"},
+                    refused{"from=2025-02-30T00:00:00Z", "a time is YYYY"}, refused{"to=1.x", "a time is YYYY"},
+                    refused{"tolerance=5", "a span is a number"}, refused{"tolerance=5years", "a span is a number"},
+                    refused{"max_age=99999999999999999999s", "a span is a number"}, refused{"event=-", "it is N, N-M"},
+                    refused{"event=4294967296", "it is N, N-M"}, refused{"join=with:", "with:CHANNEL"},
+                    refused{"synch=both", "number or time"}, refused{"slow=maybe", "none, hold or nearest"},
+                    refused{"colour=red", "the keys are run, file, chan"}, refused{"chan=A,,B", "a value is empty"},
+                    refused{"chan=\"A", "has no end"}, refused{"data=a,b", "it takes one value"}));
+
+}  // namespace
