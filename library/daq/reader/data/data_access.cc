@@ -83,7 +83,7 @@ int ravo_daq_data::add_files(const std::string& list_file) {
     ravo::malloc_owner<char> copy(strdup(name.c_str()));
     if (!copy) return refuse(no_memory, -12);
     Files->push_back(copy.get());
-    copy.release();
+    static_cast<void>(copy.release());
     ++Nfile;
   }
   return Nfile < 1 ? refuse("ravo_daq_data::Init: no data files", -3) : 0;

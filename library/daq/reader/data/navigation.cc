@@ -112,13 +112,13 @@ int ravo_daq_getdata::SetHead() {
     SrvbHeader = has_blocks ? at_address<ravo_serv_block_head>(at.sbhd) : nullptr;
     ChanHeader = has_blocks ? at_address<ravo_serv_block_subhead>(at.chhd) : nullptr;
   }
-  if (!at.sbhd || !has_blocks) {
+  if (data_2010 ? !SrvbHeader_2010 : !SrvbHeader) {
     std::cerr << (data_2010 ? "ravo_daq_getdata::SetHead_2010: srvb pointer = NULL"
                             : "ravo_daq_getdata::SetHead: srvb pointer = NULL")
               << std::endl;
     return -3;
   }
-  if (!at.chhd) {
+  if (data_2010 ? !ChanHeader_2010 : !ChanHeader) {
     std::cerr << "ravo_daq_getdata::SetHead: channel header pointer = NULL" << std::endl;
     return -4;
   }
