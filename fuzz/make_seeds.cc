@@ -2,6 +2,7 @@
 // that a target wants them in, and texts.
 // usage: fuzz_make_seeds FOLDER
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -10,6 +11,8 @@
 #include <string>
 
 #include "catalogue/documents.h"
+#include "ravo_daq_writer.h"
+#include "ravo_daq_writer_2010.h"
 #include "ravo_data_types.h"
 #include "ravo_store.h"
 #include "simulated_files.h"
@@ -128,17 +131,41 @@ void add_generation(ravo_file_generation generation, seed_folder& seeds) {
     const std::size_t xml = word_at(content, reference + offsetof(ravo_file_reference_table, xcd_ref));
     seeds.add("descriptions", content.substr(xml + 8, word_at(content, xml + 4) - 8));
   }
-  const test::temporary_folder least_folder;
-  simulator::settings least = small;
-  least.folder = least_folder.path().string();
-  least.counts = {1, 0, 0, 0, 0, 0, 0, 0, 1, 1, 0, 0};
-  least.files = least.events = 1;
-  for (const std::string& file : simulator::simulate(least, {}, {}).files)
-    seeds.add("loader", content_of(file));
   const test::temporary_folder payload_folder;
   simulator::settings payloads = small;
   payloads.folder = payload_folder.path().string();
   add_payloads(payloads, seeds);
+}
+
+/// Files with everything that a loader reads, as small as can be: a text, an environment channel, a
+/// description.
+template <class Writer>
+void add_small_file(seed_folder& seeds) {
+  const test::temporary_folder folder;
+  Writer writer;
+  chan_descr_2010 description{};
+  std::strcpy(description.prop_name, "A/TEXT");
+  const time_stamp time{1'740'816'000, 0};
+  const char text[] = "beam on";
+  const ravo_env_data_block_2010 reading{4, 0, time, 21.5f};
+  bool fine = writer.open({.folder = folder.path().string()}) == RAVO_DAQ_WRITER_OK;
+  const int first = writer.add_channel({.name = "A/TEXT",
+                                        .dtype = RAVO_BLOCK_NAME_VALUE_STRING,
+                                        .compression = ravo_compression::none,
+                                        .description = &description});
+  const int second = writer.add_channel({.name = "B/TEMP", .dtype = RAVO_ENV_BLOCK, .env_index = 4});
+  for (const auto type : {RAVO_EV_NORMAL, RAVO_EV_ENV}) {
+    const bool fast = type == RAVO_EV_NORMAL;
+    fine =
+        fine &&
+        writer.begin_event({.event_number = 7, .event_type = type, .time = time}) == RAVO_DAQ_WRITER_OK &&
+        writer.begin_server_block({.server = "S", .time = time}) == RAVO_DAQ_WRITER_OK &&
+        (fast ? writer.add_data(first, text, sizeof text)
+              : writer.add_data(second, &reading, sizeof reading)) == RAVO_DAQ_WRITER_OK &&
+        writer.end_event() == RAVO_DAQ_WRITER_OK;
+  }
+  if (!fine || writer.close() != RAVO_DAQ_WRITER_OK) throw std::runtime_error(writer.get_last_error());
+  seeds.add("loader", content_of(writer.get_files().front()));
 }
 
 void add_unzip_contents(seed_folder& seeds) {
@@ -194,6 +221,8 @@ void add_all(const std::string& folder) {
   seed_folder seeds(folder);
   add_generation(ravo_file_generation::current, seeds);
   add_generation(ravo_file_generation::older, seeds);
+  add_small_file<ravo_daq_writer_2010>(seeds);
+  add_small_file<ravo_daq_writer>(seeds);
   add_unzip_contents(seeds);
   add_catalogue(seeds);
   add_texts(seeds);
