@@ -14,12 +14,13 @@ TEST(Help, OfTheToolNamesTheVerbsAndTheExitCodes) {
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_EQ(result.err, "");
   for (const char* text : {"simulate", "info", "channels", "index", "headers", "descr", "read", "catalog",
-                           "Exit codes: 0 fine, 1", "--version"})
+                           "convert", "Exit codes: 0 fine, 1", "--version"})
     EXPECT_THAT(result.out, HasSubstr(text));
 }
 
 TEST(Help, OfEachVerbTeachesByExamples) {
-  for (const std::string verb : {"simulate", "info", "channels", "index", "headers", "descr", "read"}) {
+  for (const std::string verb :
+       {"simulate", "info", "channels", "index", "headers", "descr", "read", "convert"}) {
     const process_result result = run_tool({verb, "--help"});
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_EQ(result.err, "");
@@ -57,8 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         wrong_line{"Nothing",
                    {},
-                   "ravo: say what to do: simulate, info, channels, descr, index, headers, read, "
-                   "catalog or verify\nTry `ravo "
+                   "ravo: say what to do: simulate, info, channels, descr, index, headers, read, show, "
+                   "catalog, verify or convert\nTry `ravo "
                    "--help`.\n"},
         wrong_line{"UnknownVerb",
                    {"raed"},
@@ -66,8 +67,8 @@ INSTANTIATE_TEST_SUITE_P(
         wrong_line{"StrangeVerb",
                    {"xyzzy"},
                    "ravo: there is no verb 'xyzzy'; there are simulate, info, channels, descr, index, "
-                   "headers, read, catalog and "
-                   "verify\nTry `ravo --help`.\n"},
+                   "headers, read, show, catalog, verify and "
+                   "convert\nTry `ravo --help`.\n"},
         wrong_line{
             "OptionBeforeVerb",
             {"--fast"},
@@ -86,6 +87,12 @@ INSTANTIATE_TEST_SUITE_P(
                    {"index", file, "--limit", "-1"},
                    "ravo: --limit: '-1' is negative\nTry `ravo index --help`.\n"},
         wrong_line{"NoFolder", {"simulate"}, "ravo: DIR is required\nTry `ravo simulate --help`.\n"},
+        wrong_line{"NoPlaceForConversions",
+                   {"convert", file},
+                   "ravo: --into is required\nTry `ravo convert --help`.\n"},
+        wrong_line{"NothingToConvert",
+                   {"convert", "--into", "d"},
+                   "ravo: OLD is required\nTry `ravo convert --help`.\n"},
         wrong_line{"NoChannel",
                    {"read", file},
                    "ravo: --channel is required; `ravo channels FILE` lists the channels of a file\n"},
