@@ -1,6 +1,6 @@
 // The example programs over simulated files of both generations: what they print is held against the
-// simulator's answer key, and where the key says nothing of values, against `ravo read --json` of the
-// current files, which the same machine wrote.
+// simulator's answer key, and where the key says nothing of values, against `ravo read --json`, which does
+// without the user layer.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -23,45 +23,11 @@ using testing::HasSubstr;
 
 constexpr const char* end_of_older_data = "ravo_daq_data::GetData: data are not read\n";
 
-// Two files of one simulated run, and a list file that names them.
-struct simulated_run {
-  explicit simulated_run(const std::string& generation) {
-    // The files are seconds old, and readers take only those that nobody writes to any more.
-    setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
-    const std::string key_file = folder.file("key.jsonl");
-    const process_result made =
-        run_tool({"simulate", folder.path().string(), "--files", "2", "--events", "12", "--channels", "24",
-                  "--generation", generation, "--answer-key", key_file});
-    if (made.exit_code != 0) throw std::runtime_error("ravo simulate: " + made.err);
-    files = raw_files(folder.path());
-    const std::vector<unsigned char> bytes = read_file(key_file);
-    key = json_lines(std::string(bytes.begin(), bytes.end()));
-    list = folder.file("list.txt");
-    std::ofstream out(list);
-    out << "# two files\n";
-    for (const std::string& file : files) out << file << '\n';
-  }
-
-  std::vector<json> key_of(const std::string& channel) const {
-    std::vector<json> lines;
-    for (const json& line : key)
-      if (line.at("channel") == channel) lines.push_back(line);
-    return lines;
-  }
-
-  temporary_folder folder;
-  std::vector<std::string> files;
-  std::string list;
-  std::vector<json> key;
-};
-
-const simulated_run& current_run() {
-  static const simulated_run run("current");
-  return run;
-}
-const simulated_run& older_run() {
-  static const simulated_run run("older");
-  return run;
+std::vector<json> key_of(const demo_data& run, const std::string& channel) {
+  std::vector<json> lines;
+  for (const json& line : run.key)
+    if (line.at("channel") == channel) lines.push_back(line);
+  return lines;
 }
 
 std::string program(const std::string& name) { return std::string(RAVO_EXAMPLES) + "/" + name; }
@@ -80,10 +46,18 @@ std::vector<std::vector<std::string>> words_of(const std::string& text) {
 // The examples of one generation.
 struct Examples : testing::TestWithParam<bool> {
   bool is_older() const { return GetParam(); }
-  const simulated_run& run() const { return is_older() ? older_run() : current_run(); }
+  const demo_data& run() const { return is_older() ? demo_of("older") : demo(); }
+
+  Examples() {
+    // The files are seconds old, and readers take only those that nobody writes to any more.
+    setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
+    std::ofstream out(list);
+    out << "# two files\n";
+    for (const std::string& file : run().files) out << file << '\n';
+  }
 
   std::vector<std::string> command(const std::string& stem, const std::string& channel) const {
-    if (is_older()) return {program(stem), run().list, channel};
+    if (is_older()) return {program(stem), list, channel};
     std::vector<std::string> words{program(stem + "_2010"), channel};
     words.insert(words.end(), run().files.begin(), run().files.end());
     return words;
@@ -96,6 +70,9 @@ struct Examples : testing::TestWithParam<bool> {
     EXPECT_EQ(result.err, is_older() ? end_of_older_data : "");
     return words_of(result.out);
   }
+
+  temporary_folder folder;
+  std::string list = folder.file("list.txt");
 };
 
 std::vector<double> numbers(const std::vector<std::string>& words, std::size_t from) {
@@ -113,7 +90,7 @@ double mean_of(const std::vector<double>& values) {
 TEST_P(Examples, PrintEveryValueOfAChannel) {
   for (const char* channel : {"LINAC/BPM/001", "LINAC/ENERGY/001", "LINAC/TOROID/GAPS"}) {
     const auto lines = printed("print_channel", channel);
-    const std::vector<json> expected = run().key_of(channel);
+    const std::vector<json> expected = key_of(run(), channel);
     std::size_t line = 0;
     for (const json& block : expected) {
       for (const json& member : block.at("members")) {
@@ -144,32 +121,30 @@ TEST_P(Examples, NameTheMembersThatTheyPrint) {
 
 TEST_P(Examples, AverageASpectrumOverAllEvents) {
   const auto lines = printed("average_spectrum", "LINAC/RF/001");
-  ASSERT_EQ(lines.at(0), (std::vector<std::string>{"#", "average", "of", "24", "events"}));
+  ASSERT_EQ(lines.at(0), (std::vector<std::string>{"#", "average", "of", "80", "events"}));
   // Against what the other example, itself held against the key, prints of each event.
   std::vector<std::vector<double>> events;
   for (const auto& line : printed("print_channel", "LINAC/RF/001"))
     if (line.at(1) == "AMPLITUDE") events.push_back(numbers(line, 2));
-  ASSERT_EQ(events.size(), 24u);
+  ASSERT_EQ(events.size(), 80u);
   ASSERT_EQ(lines.size(), events[0].size() + 1);
   const double step = std::stod(lines.at(2).at(0)) - std::stod(lines.at(1).at(0));
   EXPECT_GT(step, 0);
   for (std::size_t i = 0; i < events[0].size(); ++i) {
     double sum = 0;
     for (const auto& values : events) sum += values.at(i);
-    EXPECT_NEAR(std::stod(lines.at(i + 1).at(1)), sum / 24, 1e-4);
+    EXPECT_NEAR(std::stod(lines.at(i + 1).at(1)), sum / 80, 1e-4);
     EXPECT_NEAR(std::stod(lines.at(i + 1).at(0)), std::stod(lines.at(1).at(0)) + double(i) * step, 1e-2);
   }
 }
 
 TEST_P(Examples, FollowASlowValueFromTellingToTelling) {
   const auto lines = printed("follow_slow_value", "LINAC/MAGNET/001");
-  const std::vector<json> expected = run().key_of("LINAC/MAGNET/001");
+  const std::vector<json> expected = key_of(run(), "LINAC/MAGNET/001");
   ASSERT_EQ(lines.size(), expected.size());
   ASSERT_GE(lines.size(), 2u);
-  std::vector<std::string> arguments{"read", "-c", "LINAC/MAGNET/001", "--json"};
-  arguments.insert(arguments.end(), current_run().files.begin(), current_run().files.end());
   std::map<unsigned, double> values;
-  for (const json& event : json_lines(run_tool(arguments).out))
+  for (const json& event : json_lines(read_demo({"-c", "LINAC/MAGNET/001", "--json"}, run()).out))
     for (const json& channel : event.at("channels")) values[channel.at("event")] = channel.at("value");
   for (std::size_t i = 0; i < lines.size(); ++i) {
     const unsigned event = expected[i].at("event");
@@ -211,18 +186,16 @@ grey_map read_pgm(const std::string& path) {
 
 TEST_P(Examples, WriteEveryFrameOfACameraAsPgm) {
   for (const char* camera : {"LINAC/CAMERA/001", "LINAC/CAMERA_EXT/001"}) {
-    const temporary_folder folder;
-    std::string line = "cd '" + folder.path().string() + "' && exec";
+    const temporary_folder frames_folder;
+    std::string line = "cd '" + frames_folder.path().string() + "' && exec";
     for (const std::string& word : command("camera_to_pgm", camera)) line += " '" + word + "'";
     const process_result result = run_process({"/bin/sh", "-c", line});
     ASSERT_EQ(result.exit_code, 0) << result.err;
-    std::vector<std::string> arguments{"read", "-c", camera, "--json"};
-    arguments.insert(arguments.end(), current_run().files.begin(), current_run().files.end());
     std::size_t frames = 0;
-    for (const json& event : json_lines(run_tool(arguments).out)) {
+    for (const json& event : json_lines(read_demo({"-c", camera, "--json"}, run()).out)) {
       const json& image = event.at("channels").at(0).at("image");
       const grey_map map =
-          read_pgm(folder.file("frame_" + std::to_string(event.at("event").get<unsigned>()) + ".pgm"));
+          read_pgm(frames_folder.file("frame_" + std::to_string(event.at("event").get<unsigned>()) + ".pgm"));
       EXPECT_EQ(map.width, image.at("width"));
       EXPECT_EQ(map.height, image.at("height"));
       EXPECT_EQ(map.white, image.at("bytes_per_pixel") == 1 ? 255 : 65535);
@@ -231,7 +204,7 @@ TEST_P(Examples, WriteEveryFrameOfACameraAsPgm) {
       EXPECT_NEAR(mean_of({map.pixels.begin(), map.pixels.end()}), image.at("mean"), 1e-6);
       ++frames;
     }
-    EXPECT_EQ(frames, run().key_of(camera).size());
+    EXPECT_EQ(frames, key_of(run(), camera).size());
     EXPECT_EQ(words_of(result.out).size(), frames);
   }
 }
@@ -248,7 +221,7 @@ TEST_P(Examples, ListTheChannelsThatHoldData) {
 }
 
 TEST_P(Examples, RefuseAFileOfTheOtherGeneration) {
-  const std::string& other = (is_older() ? current_run() : older_run()).files[0];
+  const std::string& other = (is_older() ? demo() : demo_of("older")).files[0];
   const process_result result =
       run_process({program(is_older() ? "list_channels" : "list_channels_2010"), other});
   EXPECT_EQ(result.exit_code, 1);

@@ -1,0 +1,247 @@
+// `ravo show --json` over simulated files of both generations: every channel of an event is held against
+// the answer key, and slow values and camera frames, of which the key says nothing, against `ravo read
+// --json`, which does without the user layer.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "png_pixels.h"
+#include "tool_run.h"
+
+namespace {
+
+using namespace ravo::test;
+using nlohmann::json;
+using testing::HasSubstr;
+
+struct Show : testing::TestWithParam<const char*> {
+  const demo_data& data() const { return demo_of(GetParam()); }
+  const std::string& file() const { return data().files[0]; }
+
+  json shown(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), {"show", file(), "--json"});
+    const process_result result = run_tool(arguments);
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    const std::vector<json> lines = json_lines(result.out);
+    return lines.size() == 1 ? lines[0] : json();
+  }
+
+  json only_channel(std::vector<std::string> arguments) const {
+    const json event = shown(arguments);
+    EXPECT_EQ(event.at("channels").size(), 1u);
+    return event.at("channels").at(0);
+  }
+
+  // The blocks of the first file in the key, by event.
+  std::map<unsigned, std::map<std::string, json>> key() const {
+    std::map<unsigned, std::map<std::string, json>> events;
+    for (const json& line : data().key)
+      if (line.at("file") == 1) events[line.at("event")][line.at("channel")] = line;
+    return events;
+  }
+
+  // What `ravo read` says of a channel in an event.
+  json read(const std::string& channel, unsigned event) const {
+    const process_result result = run_tool({"read", file(), "-c", channel, "--json"});
+    for (const json& line : json_lines(result.out))
+      for (const json& one : line.at("channels"))
+        if (one.at("event") == event) return one;
+    return {};
+  }
+};
+
+void expect_member(const json& shown, const json& expected) {
+  const auto values = shown.at("values").get<std::vector<double>>();
+  ASSERT_EQ(values.size(), expected.at("count"));
+  EXPECT_EQ(values.size(), shown.at("samples").get<std::size_t>() * shown.at("groups").get<std::size_t>());
+  double sum = 0;
+  for (const double value : values) sum += value;
+  const double mean = expected.at("mean");
+  EXPECT_NEAR(sum / static_cast<double>(values.size()), mean, 1e-9 * std::abs(mean) + 1e-12);
+  EXPECT_EQ(*std::min_element(values.begin(), values.end()), expected.at("min").get<double>());
+  EXPECT_EQ(*std::max_element(values.begin(), values.end()), expected.at("max").get<double>());
+}
+
+TEST_P(Show, HasEveryChannelOfAnEventAsTheKeyHasIt) {
+  const auto events = key();
+  for (const unsigned number : {1000000u, 1000001u, 1000020u, 1000040u}) {
+    const json event = shown({"--event", std::to_string(number)});
+    EXPECT_EQ(event.at("generation"), GetParam());
+    EXPECT_EQ(event.at("event"), number);
+    std::map<std::string, json> fresh;
+    for (const json& channel : event.at("channels"))
+      if (!channel.at("held")) fresh[channel.at("channel")] = channel;
+    const auto& expected = events.at(number);
+    EXPECT_EQ(fresh.size(), expected.size());
+    for (const auto& [name, block] : expected) {
+      ASSERT_TRUE(fresh.contains(name)) << name << " in " << number;
+      EXPECT_EQ(fresh[name].at("event"), number);
+      EXPECT_EQ(fresh[name].at("time"), block.at("time"));
+      EXPECT_EQ(fresh[name].at("dtype"), block.at("dtype"));
+      EXPECT_EQ(fresh[name].at("bytes"), block.at("bytes"));
+      if (!block.contains("members")) continue;
+      const json& members = fresh[name].at("members");
+      ASSERT_EQ(members.size(), block.at("members").size());
+      for (std::size_t i = 0; i < members.size(); ++i) expect_member(members[i], block.at("members")[i]);
+    }
+  }
+}
+
+TEST_P(Show, HoldsWhatASlowChannelToldLast) {
+  const auto events = key();
+  for (const unsigned number : {1000002u, 1000019u, 1000020u, 1000033u}) {
+    for (const std::string channel :
+         {"LINAC/MAGNET/001", "LINAC/MAGNET/002", "LINAC/TEMPERATURE/001", "LINAC/RUN/BEGIN"}) {
+      unsigned last = 0;
+      for (const auto& [event, blocks] : events)
+        if (event <= number && blocks.contains(channel)) last = event;
+      const process_result result =
+          run_tool({"show", file(), "--json", "-n", std::to_string(number), "-c", channel});
+      if (last == 0) {
+        EXPECT_EQ(result.exit_code, 1);
+        continue;
+      }
+      const json shown = json_lines(result.out).at(0).at("channels").at(0);
+      EXPECT_EQ(shown.at("event"), last) << channel << " at " << number;
+      EXPECT_EQ(shown.at("held"), last != number);
+      const json expected = read(channel, last);
+      for (const char* field : {"value", "property", "status", "value_time"})
+        EXPECT_EQ(shown.at(field), expected.at(field)) << channel << " " << field;
+    }
+  }
+}
+
+TEST_P(Show, HasTheAxisOfASpectrum) {
+  const json rf = only_channel({"-n", "1000003", "-c", "LINAC/RF/001"});
+  EXPECT_EQ(rf.at("axis"), "time, us");
+  EXPECT_EQ(rf.at("units"), "MV/m, deg");
+  EXPECT_EQ(rf.at("members")[0].at("name"), "AMPLITUDE");
+  EXPECT_EQ(rf.at("members")[0].at("unit"), "MV/m");
+  EXPECT_EQ(rf.at("members")[1].at("unit"), "deg");
+  EXPECT_EQ(rf.at("members")[1].at("start"), 0);
+  EXPECT_GT(rf.at("members")[1].at("increment"), 0);
+}
+
+TEST_P(Show, CutsOutAMember) {
+  const json whole = only_channel({"-n", "1000003", "-c", "LINAC/BPM/002"});
+  const json cut = only_channel({"-n", "1000003", "-c", "LINAC/BPM/002:1"});
+  ASSERT_EQ(cut.at("members").size(), 1u);
+  EXPECT_EQ(cut.at("members")[0], whole.at("members")[1]);
+  const json two = only_channel({"-n", "1000003", "-c", "LINAC/BPM/002:2", "-c", "LINAC/BPM/002:0"});
+  EXPECT_EQ(two.at("members").size(), 2u);
+  // The whole channel, however often parts of it are asked for beside it.
+  EXPECT_EQ(only_channel({"-n", "1000003", "-c", "LINAC/BPM/002:2", "-c", "LINAC/BPM/002"}), whole);
+  EXPECT_EQ(only_channel({"-n", "1000003", "-c", "LINAC/BPM/002", "-c", "LINAC/BPM/002:2"}), whole);
+}
+
+TEST_P(Show, HasTheFramesOfCameras) {
+  for (const std::string camera : {"LINAC/CAMERA/001", "LINAC/CAMERA_EXT/001"}) {
+    const json image = only_channel({"-n", "1000007", "-c", camera}).at("image");
+    const json expected = read(camera, 1000007).at("image");
+    for (const char* field : {"width", "height", "bytes_per_pixel", "frame"})
+      EXPECT_EQ(image.at(field), expected.at(field)) << field;
+    double sum = 0, most = 0;
+    std::size_t count = 0;
+    ASSERT_EQ(image.at("pixels").size(), image.at("height"));
+    for (const json& row : image.at("pixels")) {
+      ASSERT_EQ(row.size(), image.at("width"));
+      for (const double pixel : row) {
+        sum += pixel;
+        most = std::max(most, pixel);
+        ++count;
+      }
+    }
+    EXPECT_NEAR(sum / static_cast<double>(count), expected.at("mean"), 1e-6);
+    EXPECT_EQ(most, expected.at("max"));
+  }
+}
+
+TEST_P(Show, LeavesPixelsOutWhereNoChannelIsAskedFor) {
+  for (const json& channel : shown({"-n", "1000007"}).at("channels"))
+    if (channel.contains("image")) EXPECT_FALSE(channel.at("image").contains("pixels"));
+}
+
+TEST_P(Show, WritesAFrameAsPngWithItsPixelsAsTheyAre) {
+  const temporary_folder folder;
+  for (const std::string camera : {"LINAC/CAMERA/001", "LINAC/CAMERA_EXT/001"}) {
+    const std::string path = folder.file("frame.png");
+    const process_result result = run_tool({"show", file(), "-n", "1000007", "-c", camera, "--png", path});
+    ASSERT_EQ(result.exit_code, 0) << result.err;
+    const json image = only_channel({"-n", "1000007", "-c", camera}).at("image");
+    const png_pixels found = read_png(path);
+    EXPECT_EQ(found.width, image.at("width"));
+    EXPECT_EQ(found.height, image.at("height"));
+    EXPECT_EQ(found.channels, 1);
+    EXPECT_EQ(found.bits, 8 * image.at("bytes_per_pixel").get<int>());
+    for (unsigned y = 0; y < found.height; ++y)
+      for (unsigned x = 0; x < found.width; ++x) ASSERT_EQ(found.at(x, y), image.at("pixels")[y][x]);
+    EXPECT_THAT(result.out, testing::StartsWith(path + ": "));
+    EXPECT_THAT(result.out, HasSubstr(" of " + camera + ", event 1000007\n"));
+  }
+}
+
+TEST_P(Show, WritesASpectrumAsPngWithAPanelForEachMember) {
+  const temporary_folder folder;
+  const std::string path = folder.file("plot.png");
+  const auto height = [&](const std::string& channel) {
+    const process_result result = run_tool({"show", file(), "-n", "1000007", "-c", channel, "--png", path});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    const png_pixels found = read_png(path);
+    EXPECT_EQ(found.channels, 3);
+    // Dots of the curve: blue, on white.
+    int blue = 0;
+    for (unsigned y = 0; y < found.height; ++y)
+      for (unsigned x = 0; x < found.width; ++x) blue += found.at(x, y, 2) > found.at(x, y, 0) + 50;
+    EXPECT_GT(blue, 500);
+    return found.height;
+  };
+  const unsigned one = height("LINAC/TOROID/001");
+  EXPECT_EQ(height("LINAC/BPM/001"), 3 * one);
+  EXPECT_EQ(height("LINAC/BPM/001:0"), one);
+  EXPECT_EQ(height("LINAC/PROFILE/001"), 2 * one);
+}
+
+TEST_P(Show, FindsTheFirstAndTheLastEventOfTheChannelsAskedFor) {
+  const auto events = key();
+  std::vector<unsigned> with_half_rate;
+  for (const auto& [number, blocks] : events)
+    if (blocks.contains("LINAC/BPM/HALF_RATE")) with_half_rate.push_back(number);
+  EXPECT_EQ(shown({"-n", "first", "-c", "LINAC/BPM/HALF_RATE"}).at("event"), with_half_rate.front());
+  EXPECT_EQ(shown({"-n", "last", "-c", "LINAC/BPM/HALF_RATE"}).at("event"), with_half_rate.back());
+  // That a run begins is an event, too, but nobody wants to see it first.
+  EXPECT_EQ(shown({}).at("event"), 1000001);
+  EXPECT_EQ(shown({"-c", "LINAC/RUN/BEGIN"}).at("event"), 1000000);
+}
+
+TEST_P(Show, FindsTheEventNearestToATime) {
+  // Ten a second from 08:00:00.1 on.
+  EXPECT_EQ(shown({"-n", "2025-03-01T08:00:02.04", "-c", "LINAC/BPM/001"}).at("event"), 1000020);
+  EXPECT_EQ(shown({"-n", "2025-03-01 09:00:02.06", "--tz", "+01:00", "-c", "LINAC/BPM/001"}).at("event"),
+            1000021);
+  EXPECT_EQ(shown({"-n", "2025-03-01T08:00:00", "-c", "LINAC/BPM/001"}).at("event"), 1000001);
+}
+
+TEST_P(Show, HasTextsAndNamedValues) {
+  const auto events = key();
+  for (const auto& [number, blocks] : events) {
+    if (blocks.contains("LINAC/MESSAGE/001")) {
+      const json message = only_channel({"-n", std::to_string(number), "-c", "LINAC/MESSAGE/001"});
+      EXPECT_EQ(message.at("text"), read("LINAC/MESSAGE/001", number).at("text"));
+    }
+    if (blocks.contains("LINAC/STATUS/001")) {
+      const json status = only_channel({"-n", std::to_string(number), "-c", "LINAC/STATUS/001"});
+      ASSERT_EQ(status.at("values").size(), 3u);
+      EXPECT_EQ(status.at("values")[0].at("name"), "BUNCHES");
+      EXPECT_EQ(status.at("values")[0].at("value"), 64);
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, Show, testing::Values("current", "older"),
+                         [](const auto& suite) { return std::string(suite.param); });
+
+}  // namespace
