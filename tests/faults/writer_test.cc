@@ -56,8 +56,8 @@ TYPED_TEST(WriterAtEveryCall, KilledThereLeavesWholeFilesAndARerunFinishes) {
   const long calls = this->calls_of_a_run(of_the_writer);
   EXPECT_GE(calls, 30);
   for (long which = 0; which < calls; ++which)
-    for (const mishap how : {mishap::kill_before, mishap::kill_after})
-      this->kill_and_finish(of_the_writer, which, how, true);
+    this->kill_and_finish(of_the_writer, which, mishap::kill_before, true);
+  this->kill_and_finish(of_the_writer, calls - 1, mishap::kill_after, true);
 }
 
 TYPED_TEST(WriterAtEveryCall, KilledThereWithoutNamelessFilesLikewise) {

@@ -15,8 +15,8 @@ namespace ravo::test {
 template <class generation>
 class run_to_write {
  public:
-  static constexpr std::uint32_t events = 24;
-  static constexpr std::uint32_t events_of_file = 8;
+  static constexpr std::uint32_t events = 15;
+  static constexpr std::uint32_t events_of_file = 5;
 
   run_to_write() {
     for (std::uint32_t i = 0; i < events; ++i) {
@@ -36,7 +36,7 @@ class run_to_write {
   static ravo_daq_writer_settings settings(const temporary_folder& folder, std::uint32_t first_file = 0) {
     ravo_daq_writer_settings set = settings_in(folder);
     set.max_events = events_of_file;
-    set.buffer_bytes = 2000;
+    set.buffer_bytes = 1200;
     set.first_file = static_cast<int>(first_file) + 1;
     return set;
   }

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <map>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -20,6 +21,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "catalogue/layout.h"
 #include "catalogue/raw_file_span.h"
 #include "catalogue/stream_catalogue.h"
 #include "file_name_parts.h"
@@ -64,20 +66,21 @@ void take_name(const std::string& path, const build_settings& settings, runs_of_
 void find_raw_files(const build_settings& settings, runs_of_folder& runs, build_result& result) {
   std::error_code error;
   const fs::path folder = fs::absolute(settings.raw_folder, error).lexically_normal();
-  std::vector<fs::path> folders{folder};
+  std::vector<std::string> folders{folder.string()};
   while (!folders.empty()) {
-    const fs::path current = std::move(folders.back());
+    const std::string current = std::move(folders.back());
     folders.pop_back();
-    fs::directory_iterator entry(current, error);
-    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-      std::error_code unknown;
-      if (entry->is_directory(unknown) && !entry->is_symlink(unknown))
-        folders.push_back(entry->path());
+    std::vector<std::string> names;
+    if (const int failure = read_names(current, names); failure != 0)
+      result.problems.push_back({current, std::generic_category().message(failure)});
+    for (const std::string& name : names) {
+      std::string path = join(current, name);
+      struct stat about {};
+      if (lstat(path.c_str(), &about) == 0 && S_ISDIR(about.st_mode))
+        folders.push_back(std::move(path));
       else
-        take_name(entry->path().string(), settings, runs);
+        take_name(path, settings, runs);
     }
-    if (error) result.problems.push_back({current.string(), error.message()});
-    error.clear();
   }
 }
 
@@ -107,6 +110,15 @@ bool is_unchanged(const raw_file_entry& known) {
          modification_time(about) == known.modified;
 }
 
+// Without memory for the text, that something was left undone is told at least.
+void add_problem(build_result& result, const std::string& file, const char* text) {
+  try {
+    result.problems.push_back({file, text});
+  } catch (const std::bad_alloc&) {
+    result.stopped = true;
+  }
+}
+
 class build_run {
  public:
   build_run(const build_settings& settings, build_result& result)
@@ -117,9 +129,10 @@ class build_run {
     if (progress && !progress(0, files_.size())) stop_ = true;
     std::vector<std::thread> threads;
     const std::size_t wanted = number_of_threads();
+    threads.reserve(wanted);
     try {
       while (threads.size() < wanted) threads.emplace_back([this] { run_thread(); });
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {
       if (threads.empty()) run_thread();  // no thread to be had: slower, but done
     }
     try {
@@ -132,7 +145,7 @@ class build_run {
     for (std::thread& thread : threads) thread.join();
     publish();
     result_.opened = done_;
-    result_.stopped = done_ < files_.size();
+    result_.stopped = result_.stopped || done_ < files_.size();
   }
 
  private:
@@ -185,7 +198,7 @@ class build_run {
       }
     } catch (const std::exception& failure) {
       const std::lock_guard lock(mutex_);
-      result_.problems.push_back({settings_.raw_folder, failure.what()});
+      add_problem(result_, settings_.raw_folder, failure.what());
       stop_ = true;
     }
     const std::lock_guard lock(mutex_);
@@ -213,23 +226,20 @@ class build_run {
     std::unique_lock lock(mutex_);
     if (publishing_) return;
     publishing_ = true;
-    while (!ready_.empty()) {
-      const std::vector<run_entry> batch = std::exchange(ready_, {});
-      lock.unlock();
-      std::vector<file_problem> problems = add_batch(batch);
-      lock.lock();
-      std::move(problems.begin(), problems.end(), std::back_inserter(result_.problems));
+    try {
+      while (!ready_.empty()) {
+        const std::vector<run_entry> batch = std::exchange(ready_, {});
+        lock.unlock();
+        std::vector<file_problem> problems = add_runs(settings_.catalogue_directory, batch);
+        lock.lock();
+        std::move(problems.begin(), problems.end(), std::back_inserter(result_.problems));
+      }
+    } catch (const std::exception& failure) {
+      // Told here, so that nobody waits for who publishes; the batch is left to the next build.
+      if (!lock.owns_lock()) lock.lock();
+      add_problem(result_, settings_.catalogue_directory, failure.what());
     }
     publishing_ = false;
-  }
-
-  // Throws nothing that would leave the others waiting for who publishes.
-  std::vector<file_problem> add_batch(const std::vector<run_entry>& batch) const {
-    try {
-      return add_runs(settings_.catalogue_directory, batch);
-    } catch (const std::exception& failure) {
-      return {{settings_.catalogue_directory, failure.what()}};
-    }
   }
 
   // Tells the progress, by the calling thread alone, until the last thread has ended.
@@ -273,7 +283,7 @@ build_result build(const build_settings& settings,
     find_raw_files(settings, found, result);
     build_run(settings, result).work(found, progress);
   } catch (const std::exception& failure) {
-    result.problems.push_back({settings.raw_folder, failure.what()});
+    add_problem(result, settings.raw_folder, failure.what());
   }
   std::sort(result.problems.begin(), result.problems.end(),
             [](const file_problem& a, const file_problem& b) { return a.file < b.file; });

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <memory>
@@ -20,10 +21,8 @@ struct close_folder {
 
 std::vector<std::string> entries_of(const std::string& folder) {
   std::vector<std::string> names;
-  const std::unique_ptr<DIR, close_folder> open(opendir(folder.c_str()));
-  if (!open) return names;
-  while (const dirent* entry = readdir(open.get()))
-    if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
+  read_names(folder, names);
+  std::erase_if(names, [](const std::string& name) { return name.front() == '.'; });
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -47,6 +46,18 @@ std::string two_digits(unsigned number) {
 }
 
 }  // namespace
+
+int read_names(const std::string& folder, std::vector<std::string>& names) {
+  const std::unique_ptr<DIR, close_folder> open(opendir(folder.c_str()));
+  if (!open) return errno;
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = readdir(open.get());
+    if (!entry) return errno;
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
+}
 
 bool is_folder_name(std::string_view name) {
   constexpr std::size_t longest = 255;

@@ -1,7 +1,6 @@
 #include "raw_file_span.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -15,6 +14,7 @@
 #include "opened_file.h"
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
+#include "read_exactly.h"
 
 namespace ravo::catalogue {
 namespace {
@@ -28,16 +28,15 @@ malloc_owner<ravo_event_index_table_2010> event_index(int fd, long length, int& 
   long rest = 0;
   const long offset = ravo_get_page_offset(length, tail, &rest);
   std::vector<unsigned char> bytes(static_cast<std::size_t>(length - offset));
-  const ssize_t got = pread(fd, bytes.data(), bytes.size(), offset);
-  if (got != static_cast<ssize_t>(bytes.size())) {
+  if (!read_exactly(fd, static_cast<std::uint64_t>(offset), bytes.data(), bytes.size())) {
     status = RAVO_TABLE_UNREADABLE;
     return nullptr;
   }
   ravo_file_reference_table_2010* reference_table = nullptr;
-  status = get_ravo_file_reference_table_m_2010(bytes.data(), got, length, fd, &reference_table);
+  status = get_ravo_file_reference_table_m_2010(bytes.data(), length - offset, length, fd, &reference_table);
   // A file of the older generation has another marker and the same event index.
   if (status == RAVO_TABLE_WRONG_PATTERN)
-    status = get_ravo_file_reference_table_m(bytes.data(), got, length, fd, &reference_table);
+    status = get_ravo_file_reference_table_m(bytes.data(), length - offset, length, fd, &reference_table);
   const malloc_owner<ravo_file_reference_table_2010> reference(reference_table);
   if (status != 0) return nullptr;
   ravo_event_index_table_2010* table = nullptr;

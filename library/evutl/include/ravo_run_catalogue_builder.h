@@ -70,7 +70,8 @@ struct build_result {
   std::size_t opened = 0;     ///< of these: new or changed, and therefore opened
   std::size_t runs = 0;       ///< runs that they belong to
   std::size_t growing = 0;    ///< entered as not complete
-  bool stopped = false;       ///< `progress` asked to stop; what was done until then is in the catalogue
+  bool stopped = false;       ///< `progress` asked to stop, or there was no memory to name a problem; what was
+                              ///< done until then is in the catalogue
   std::vector<file_problem> problems;  ///< raw files that were skipped, catalogue files that were damaged
 };
 
