@@ -19,7 +19,9 @@ ravo_data_status check_spectrum(const data_type& type, const byte_view& data, wo
   const std::int32_t groups = *data.at<std::int32_t>(offsetof(ravo_spect_head_2010, groups));
   const std::uint32_t flags = *data.at<std::uint32_t>(offsetof(ravo_spect_head_2010, flags));
   const bool any_members = type.code == RAVO_BLOCK_GENERIC_SPECT;
-  if (any_members ? members < 1 : members != type.members) return RAVO_DATA_WRONG_VALUE;
+  // Members need not have samples, so the length alone does not bound them.
+  if (any_members ? members < 1 || members > RAVO_SPECT_MOST_MEMBERS : members != type.members)
+    return RAVO_DATA_WRONG_VALUE;
   if (samples < 0 || groups < 1) return RAVO_DATA_WRONG_VALUE;
   if (flags & ~(RAVO_SPECT_HAS_MEANS | RAVO_SPECT_HAS_STATISTICS)) return RAVO_DATA_WRONG_VALUE;
 

@@ -11,6 +11,9 @@
 inline constexpr std::uint32_t RAVO_SPECT_HAS_MEANS = 1;
 inline constexpr std::uint32_t RAVO_SPECT_HAS_STATISTICS = 2;
 
+/// The most members of a generic spectrum.
+inline constexpr std::int32_t RAVO_SPECT_MOST_MEMBERS = 65535;
+
 /// Head of a current-generation spectrum block. Behind it, in this order and without gaps:
 /// one float mean per member (RAVO_SPECT_HAS_MEANS), one ravo_spect_statistics_2010 per member
 /// (RAVO_SPECT_HAS_STATISTICS), then member after member groups x samples floats, group after group.

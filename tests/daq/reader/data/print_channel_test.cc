@@ -119,10 +119,10 @@ TYPED_TEST(PrintedChannel, HasNamesOnlyWhereTheBlockLiesOrIsEmpty) {
 }
 
 TYPED_TEST(PrintedChannel, HasNoMoreMembersThanItsBlockHasBytes) {
-  const std::string payload = bytes_of(ravo_spect_head_2010{0x7fffffff, 0, 1, 0, 1, 0, 0, 0});
+  const std::string payload = bytes_of(ravo_spect_head_2010{RAVO_SPECT_MOST_MEMBERS, 0, 1, 0, 1, 0, 0, 0});
   const std::string printed = this->print("G", RAVO_BLOCK_GENERIC_SPECT, payload);
   EXPECT_EQ(printed.substr(0, printed.find('\n', printed.find('\n') + 1) + 1),
-            this->head("G", RAVO_BLOCK_GENERIC_SPECT, 3, payload.size(), 0x7fffffff));
+            this->head("G", RAVO_BLOCK_GENERIC_SPECT, 3, payload.size(), RAVO_SPECT_MOST_MEMBERS));
   EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n') - 2, 32 + TypeParam::head_size);
 }
 
