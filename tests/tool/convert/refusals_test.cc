@@ -268,15 +268,23 @@ TEST_F(ConvertLosses, AreKeysThatStandForNone) {
 
 TEST_F(ConvertLosses, AreEnvironmentEntriesWithoutAChannel) {
   made.channels.pop_back();
-  made.environment = {{1001, 5}, {77, 6}};
+  made.environment = {{1001, 5}, {77, 6}, {1001, 7}};
   const bytes content = made.build();
   EXPECT_THAT(losses_of(content),
-              HasSubstr("1 of 2 entries of the environment dictionary belong to no channel and are "
-                        "left out"));
+              HasSubstr("2 of 3 entries of the environment dictionary are left out: they belong to no "
+                        "channel, or to one that has an entry already, or their index is negative"));
   const auto kept = current_raw_file(folder.file("new/odd.raw")).environment();
   ASSERT_EQ(kept.size(), 1u);
   EXPECT_EQ(kept[0].first, 1001u);
   EXPECT_EQ(kept[0].second, 5u);
+}
+
+TEST_F(ConvertLosses, AreNegativeEnvironmentIndices) {
+  made.channels.pop_back();
+  made.environment = {{1001, -5}};
+  EXPECT_THAT(losses_of(made.build()),
+              HasSubstr("1 of 1 entries of the environment dictionary are left out"));
+  EXPECT_TRUE(current_raw_file(folder.file("new/odd.raw")).environment().empty());
 }
 
 TEST_F(ConvertLosses, AreNotDescriptionsOfOtherChannels) {

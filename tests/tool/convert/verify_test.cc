@@ -175,7 +175,7 @@ TEST_F(ConvertVerify, FindsAnotherDescription) {
 
 TEST_F(ConvertVerify, FindsAnotherEnvironmentIndex) {
   set(parsed.reference(148) + 12, 40);
-  expect_found("environment index of key 9: 41 before, 40 after");
+  expect_found("channel TEMPERATURE, environment index: 41 before, 40 after");
 }
 
 TEST_F(ConvertVerify, FindsAnotherKey) {

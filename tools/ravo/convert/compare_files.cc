@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
+#include <map>
 #include <vector>
 
 #include "convert/block_reading.h"
@@ -181,27 +181,26 @@ difference compare_channels(const raw_file& older, const raw_file& current) {
   return std::nullopt;
 }
 
-// Those of channels; the others belong to nothing.
-std::vector<std::pair<std::uint32_t, std::int32_t>> environment_of(const raw_file& file) {
-  std::vector<std::pair<std::uint32_t, std::int32_t>> entries;
+// The environment index of each channel; -1: it has none. Entries that belong to no channel mean nothing,
+// and neither do negative ones.
+std::vector<std::int32_t> environment_of(const raw_file& file) {
+  std::map<std::uint32_t, std::int32_t> index_of_key;
   for (const ravo_env_dictionary_entry_2010& entry : file.environment())
-    for (const listed_channel& channel : file.channels())
-      if (channel.key == entry.key) entries.emplace_back(entry.key, entry.index);
-  std::sort(entries.begin(), entries.end());
-  return entries;
+    index_of_key.try_emplace(entry.key, entry.index);
+  std::vector<std::int32_t> indices;
+  for (const listed_channel& channel : file.channels()) {
+    const auto found = index_of_key.find(channel.key);
+    indices.push_back(found == index_of_key.end() ? -1 : std::max(found->second, -1));
+  }
+  return indices;
 }
 
 difference compare_environment(const raw_file& older, const raw_file& current) {
   const auto before = environment_of(older), after = environment_of(current);
-  if (auto found = differ("entries of the environment dictionary", before.size(), after.size()))
-    return found;
-  for (std::size_t i = 0; i < before.size(); ++i) {
-    difference found = differ("key in the environment dictionary", before[i].first, after[i].first);
-    if (!found)
-      found = differ(fmt::format("environment index of key {}", before[i].first), before[i].second,
-                     after[i].second);
-    if (found) return found;
-  }
+  for (std::size_t i = 0; i < before.size(); ++i)
+    if (auto found = differ(fmt::format("channel {}, environment index", older.channels()[i].chan_name),
+                            before[i], after[i]))
+      return found;
   return std::nullopt;
 }
 

@@ -123,9 +123,11 @@ class file_conversion {
       check(writer_.add_channel(declared));
     }
     if (const std::size_t entries = older_.environment().size(); kept < entries)
-      lose("", fmt::format(
-                   "{} of {} entries of the environment dictionary belong to no channel and are left out",
-                   entries - kept, entries));
+      lose("",
+           fmt::format(
+               "{} of {} entries of the environment dictionary are left out: they belong to no channel, or "
+               "to one that has an entry already, or their index is negative",
+               entries - kept, entries));
   }
 
   static std::string name_of(RAVO_SUBBLOCK_TYPE code) {
