@@ -7,8 +7,11 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <stdexcept>
 
 #include "png_pixels.h"
+#include "ravo_daq_writer.h"
+#include "ravo_payload.h"
 #include "tool_run.h"
 
 namespace {
@@ -161,8 +164,13 @@ TEST_P(Show, HasTheFramesOfCameras) {
 }
 
 TEST_P(Show, LeavesPixelsOutWhereNoChannelIsAskedFor) {
-  for (const json& channel : shown({"-n", "1000007"}).at("channels"))
-    if (channel.contains("image")) EXPECT_FALSE(channel.at("image").contains("pixels"));
+  int images = 0;
+  for (const json& channel : shown({"-n", "1000007"}).at("channels")) {
+    if (!channel.contains("image")) continue;
+    EXPECT_FALSE(channel.at("image").contains("pixels"));
+    ++images;
+  }
+  EXPECT_EQ(images, 2);
 }
 
 TEST_P(Show, WritesAFrameAsPngWithItsPixelsAsTheyAre) {
@@ -239,6 +247,74 @@ TEST_P(Show, HasTextsAndNamedValues) {
       EXPECT_EQ(status.at("values")[0].at("value"), 64);
     }
   }
+}
+
+// An older file in which slow events have no number: 101 and 102, 104 and 105 are fast, and before each
+// pair a slow channel tells something.
+std::string write_unnumbered(const temporary_folder& folder) {
+  ravo_daq_writer writer;
+  const auto check = [&writer](int status) {
+    if (status < 0) throw std::runtime_error(writer.get_last_error());
+  };
+  ravo_daq_writer_settings settings;
+  settings.folder = folder.path().string();
+  check(writer.open(settings));
+  check(writer.add_channel({"SLOW", RAVO_UPD_BLOCK, ravo_compression::none}));
+  check(writer.add_channel({"FAST", RAVO_BLOCK_TOROID, ravo_compression::none}));
+  for (unsigned i = 0; i < 6; ++i) {
+    const bool is_slow = i % 3 == 0;
+    ravo_daq_writer_event event;
+    event.event_number = is_slow ? 0 : 100 + i;
+    event.event_type = is_slow ? RAVO_EV_UPD : RAVO_EV_NORMAL;
+    event.time = {1700000000 + i, 0};
+    check(writer.begin_event(event));
+    check(writer.begin_server_block({"SERVER", event.time, 1, 0, 0}));
+    ravo_upd_data_block update{};
+    update.upd_prop[0] = 'P';
+    update.upd_ch_data = static_cast<float>(i);
+    update.upd_ch_time = event.time;
+    const struct {
+      ravo_spect_head head{1, 2, 0, 1};
+      float mean = 1, values[2] = {1, 2};
+    } spectrum;
+    check(is_slow ? writer.add_data(0, &update, sizeof update)
+                  : writer.add_data(1, &spectrum, sizeof spectrum));
+    check(writer.end_event());
+  }
+  check(writer.close());
+  return writer.get_files().at(0);
+}
+
+TEST(ShowUnnumbered, HoldsNothingThatWasToldLater) {
+  const temporary_folder folder;
+  const std::string file = write_unnumbered(folder);
+  for (const auto& [number, told] : {std::pair{101, 0}, {102, 0}, {104, 3}, {105, 3}}) {
+    const process_result result = run_tool({"show", file, "--json", "-n", std::to_string(number)});
+    ASSERT_EQ(result.exit_code, 0) << result.err;
+    const json channels = json_lines(result.out).at(0).at("channels");
+    ASSERT_EQ(channels.size(), 2u);
+    EXPECT_EQ(channels[0].at("value"), told) << number;
+    EXPECT_EQ(channels[0].at("held"), true);
+    EXPECT_EQ(channels[1].at("held"), false);
+  }
+}
+
+TEST(ShowUnnumbered, FindsEventsWithoutANumberByTheirTime) {
+  const temporary_folder folder;
+  const std::string file = write_unnumbered(folder);
+  const auto value = [&](const std::string& event) {
+    const process_result result = run_tool({"show", file, "--json", "-c", "SLOW", "-n", event});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    return json_lines(result.out).at(0).at("channels").at(0).at("value").get<int>();
+  };
+  EXPECT_EQ(value("first"), 0);
+  EXPECT_EQ(value("last"), 3);
+  EXPECT_EQ(value("2023-11-14T22:13:20.4"), 0);
+  EXPECT_EQ(value("2023-11-14T22:13:22.9"), 3);
+  const process_result zero = run_tool({"show", file, "-n", "0"});
+  EXPECT_EQ(zero.exit_code, 1);
+  EXPECT_EQ(zero.err,
+            "ravo: " + file + ": has no event 0; its events are 101 to 105, the nearest is 101\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Show, testing::Values("current", "older"),

@@ -59,7 +59,7 @@ class chooser {
     if (const auto* number = std::get_if<std::uint32_t>(&wanted)) return by_number(*number);
     if (candidates_.empty()) throw data_failure(file_.path() + ": holds no data of " + wanted_names());
     if (const auto* time = std::get_if<time_stamp>(&wanted)) return by_time(*time);
-    return complete(events_[end_of_candidates(std::get<place_of_event>(wanted))].id.event_number);
+    return complete(events_[end_of_candidates(std::get<place_of_event>(wanted))]);
   }
 
  private:
@@ -82,31 +82,38 @@ class chooser {
                        format_time(events_.back().id.time));
   }
 
+  // Events without a number, as slow ones of older files may be, are found by their time only.
   chosen_event by_number(std::uint32_t number) const {
-    std::uint32_t least = 0xFFFFFFFFu, most = 0, nearest = 0;
-    const auto distance = [number](std::uint32_t other) {
+    const auto distance = [number](const file_event& event) {
+      const std::uint32_t other = event.id.event_number;
       return other > number ? other - number : number - other;
     };
-    bool has_number = false;
+    std::uint32_t least = 0xFFFFFFFFu, most = 0;
+    const file_event* nearest = nullptr;
     for (const file_event& event : events_) {
-      const std::uint32_t here = event.id.event_number;
-      if (!has_number || distance(here) < distance(nearest)) nearest = here;
-      has_number = true;
-      least = std::min(least, here);
-      most = std::max(most, here);
+      if (event.id.event_number == 0) continue;
+      if (!nearest || distance(event) < distance(*nearest)) nearest = &event;
+      least = std::min(least, event.id.event_number);
+      most = std::max(most, event.id.event_number);
     }
-    if (nearest != number)
+    if (!nearest)
+      throw data_failure(file_.path() + ": its events have no numbers; ask for first, last or a time");
+    if (nearest->id.event_number != number)
       throw data_failure(fmt::format("{}: has no event {}; its events are {} to {}, the nearest is {}",
-                                     file_.path(), number, least, most, nearest));
-    const chosen_event chosen = complete(number);
+                                     file_.path(), number, least, most, nearest->id.event_number));
+    const chosen_event chosen = complete(*nearest);
     if (!chosen.fresh.empty() || !chosen.held.empty()) return chosen;
     if (candidates_.empty()) throw data_failure(file_.path() + ": holds no data of " + wanted_names());
-    nearest = events_[candidates_.front()].id.event_number;
-    for (const std::size_t candidate : candidates_)
-      if (const std::uint32_t here = events_[candidate].id.event_number; distance(here) < distance(nearest))
-        nearest = here;
-    throw data_failure(fmt::format("{}: event {} has no data of {}; the nearest that has is {}",
-                                   file_.path(), number, wanted_names(), nearest));
+    nearest = nullptr;
+    for (const std::size_t candidate : candidates_) {
+      const file_event& event = events_[candidate];
+      if (event.id.event_number != 0 && (!nearest || distance(event) < distance(*nearest)))
+        nearest = &event;
+    }
+    throw data_failure(
+        fmt::format("{}: event {} has no data of {}; {}", file_.path(), number, wanted_names(),
+                    nearest ? fmt::format("the nearest that has is {}", nearest->id.event_number)
+                            : "those that have are without numbers"));
   }
 
   chosen_event by_time(time_stamp time) const {
@@ -120,21 +127,32 @@ class chooser {
       if (std::fabs(microseconds(events_[candidate].id.time) - at) <
           std::fabs(microseconds(events_[nearest].id.time) - at))
         nearest = candidate;
-    return complete(events_[nearest].id.event_number);
+    return complete(events_[nearest]);
   }
 
-  // All headers of the number together, and what the channels have of them.
-  chosen_event complete(std::uint32_t number) const {
+  // Headers of one number are one event; a header without a number is an event of its own.
+  static bool is_part_of(const file_event& header, const file_event& event) {
+    return event.id.event_number == 0 ? header.offset == event.offset
+                                      : header.id.event_number == event.id.event_number;
+  }
+
+  static bool is_before(const ravo_time_id& event, const chosen_event& chosen) {
+    if (event.event_number != 0 && chosen.id.event_number != 0)
+      return event.event_number < chosen.id.event_number;
+    return microseconds(event.time) <= microseconds(chosen.last_time);
+  }
+
+  chosen_event complete(const file_event& event) const {
     chosen_event chosen{};
     chosen.first_time = events_.front().id.time;
     bool is_first = true;
-    for (const file_event& event : events_) {
-      if (event.id.event_number != number) continue;
-      if (is_first) chosen.id = event.id;
+    for (const file_event& header : events_) {
+      if (!is_part_of(header, event)) continue;
+      if (is_first) chosen.id = header.id;
       is_first = false;
-      chosen.last_time = event.id.time;
-      if (std::find(chosen.types.begin(), chosen.types.end(), event.type) == chosen.types.end())
-        chosen.types.push_back(event.type);
+      chosen.last_time = header.id.time;
+      if (std::find(chosen.types.begin(), chosen.types.end(), header.type) == chosen.types.end())
+        chosen.types.push_back(header.type);
     }
     for (const std::size_t channel : channels_) {
       const bool is_slow = is_slow_channel(file_.channels()[channel]);
@@ -142,10 +160,10 @@ class chooser {
       for (const ravo_event_chan_ptr_entry& at : file_.places_of(channel)) {
         const auto found = index_of_.find(at.evhd);
         if (found == index_of_.end()) continue;
-        const std::uint32_t here = events_[found->second].id.event_number;
-        if (here == number)
+        const file_event& header = events_[found->second];
+        if (is_part_of(header, event))
           is_fresh = true;
-        else if (is_slow && here < number)
+        else if (is_slow && is_before(header.id, chosen))
           is_held = true;
       }
       if (is_fresh)

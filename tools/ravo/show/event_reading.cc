@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "failure.h"
+#include "interrupt.h"
 #include "ravo_daq_reader.h"
 #include "ravo_daq_reader_2010.h"
 #include "ravo_evutl.h"
@@ -33,6 +34,7 @@ class window_reading {
     std::vector<ravo_channel_entry_long*> entries;
     int status;
     do {
+      check_for_interrupt();
       status = reader_.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT);
     } while (status == RAVO_DAQ_READER_OK && wanted == amount::all_events);
     if (status != RAVO_DAQ_READER_OK && status != RAVO_DAQ_READER_OUT_OF_WINDOW)
@@ -92,7 +94,7 @@ void read_into(shown_event& event, raw_file& file, const std::vector<std::size_t
   window_reading<Reader> fresh(file, chosen.fresh, out), held(file, chosen.held, out);
   std::vector<ravo_channel_entry_long*> entries, of_held;
   if (!chosen.fresh.empty()) entries = fresh.read(from, to, amount::one_event);
-  if (!chosen.held.empty()) of_held = held.read(begin, to, amount::all_events);
+  if (!chosen.held.empty()) of_held = held.read(begin, {0, chosen.last_time}, amount::all_events);
   entries.insert(entries.end(), of_held.begin(), of_held.end());
   std::vector<std::size_t> indices = chosen.fresh;
   indices.insert(indices.end(), chosen.held.begin(), chosen.held.end());
@@ -117,7 +119,7 @@ void read_into(shown_event& event, raw_file& file, const std::vector<std::size_t
     }
     shown_channel& found = *contents[place];
     describe(file, channel, found);
-    found.is_held = found.told.event_number != chosen.id.event_number;
+    found.is_held = std::find(chosen.fresh.begin(), chosen.fresh.end(), channel) == chosen.fresh.end();
     event.channels.push_back(std::move(found));
   }
 }

@@ -32,8 +32,13 @@ std::string types_text(const shown_event& event) {
   return text;
 }
 
+std::string name_of(const ravo_time_id& event) {
+  return event.event_number == 0 ? "an event without a number"
+                                 : fmt::format("event {}", event.event_number);
+}
+
 void print_heading(const shown_event& event, output& out) {
-  fmt::print(out.file(), "{}event {}  {}  {}{}  of {}{}\n", out.bold(), event.id.event_number,
+  fmt::print(out.file(), "{}{}  {}  {}{}  of {}{}\n", out.bold(), name_of(event.id),
              format_time(event.id.time), types_text(event), out.plain(), event.file,
              event.generation == ravo_file_generation::older ? "  (older generation)" : "");
 }
@@ -102,7 +107,7 @@ std::size_t name_width_of(const shown_pairs& pairs) {
 // What stands behind a channel's text: that it is old, that its front end complained.
 std::string notes_of(const shown_channel& channel) {
   std::string notes;
-  if (channel.is_held) notes += fmt::format("  (held, of event {})", channel.told.event_number);
+  if (channel.is_held) notes += "  (held, of " + name_of(channel.told) + ")";
   if (channel.error != 0) notes += fmt::format("  error {:#x}", static_cast<unsigned>(channel.error));
   return notes;
 }
