@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 
 #include "ravo_daq/generation_2009.h"
 #include "ravo_daq/generation_2010.h"
@@ -35,8 +36,6 @@ std::uint64_t end_of_blocks(const checked_file& file, const file_map& map, std::
 template <class G>
 void check_head(const checked_file& file, file_map& map, std::size_t row, finding_list& findings) {
   channel_entry& channel = map.channels[row];
-  channel.basket = first_basket(file, map, row);
-  if (channel.basket == 0) return;
   const auto wrong = [&](std::string why) {
     findings.add(finding_kind::basket_channel, {channel.name, {}, channel.basket}, std::move(why));
   };
@@ -112,7 +111,17 @@ std::uint64_t first_basket(const checked_file& file, const file_map& map, std::s
 template <class G>
 void check_baskets(const checked_file& file, file_map& map, finding_list& findings) {
   if (!map.has_pointers) return;
-  for (std::size_t row = 0; row < map.channels.size(); ++row) check_head<G>(file, map, row, findings);
+  std::map<std::uint64_t, std::size_t> owners;
+  for (std::size_t row = 0; row < map.channels.size(); ++row) {
+    channel_entry& channel = map.channels[row];
+    channel.basket = first_basket(file, map, row);
+    if (channel.basket == 0) continue;
+    const auto [owner, is_first] = owners.try_emplace(channel.basket, row);
+    if (is_first)
+      check_head<G>(file, map, row, findings);
+    else  // it is told as an overlap, and the basket's head is its owner's matter
+      channel.basket_end = map.channels[owner->second].basket_end;
+  }
   check_overlaps(map, findings);
   if (!findings.has(finding_kind::basket_channel)) check_first_basket(map, findings);
 }

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 
 #include "simulator/faults/choice.h"
 
@@ -59,12 +60,11 @@ std::vector<expected_finding> expect_gap(const raw_image& image, std::uint32_t n
   return {line};
 }
 
-expectation remove_file(const settings& what, const simulation_result& made, int file) {
-  const auto index = static_cast<std::size_t>(file - 1);
+// The file that follows it tells that it is missing.
+expectation expect_missing_file(const settings& what, const simulation_result& made, int file) {
   const bool has_neighbours = file % what.files != 0 && file % what.files != 1;
   if (!has_neighbours) throw simulation_failed("only a file between two others of its run can be missing");
-  std::filesystem::remove(made.files[index]);
-  return {made.files[index + 1], {{"run.file_missing"}}};
+  return {made.files[static_cast<std::size_t>(file)], {{"run.file_missing"}}};
 }
 
 }  // namespace
@@ -91,22 +91,28 @@ void prepare_faults(settings& what, const std::vector<fault_request>& faults) {
 std::vector<expectation> make_faults(const settings& what, const simulation_result& made,
                                      const std::vector<fault_request>& faults) {
   std::vector<expectation> expected;
+  std::map<std::string, std::vector<unsigned char>> damaged;
   for (const fault_request& fault : faults) {
     const std::string& path = made.files.at(static_cast<std::size_t>(fault.file - 1));
     if (fault.kind == absent_channel) {
       expected.push_back(
           {"", {{"channel.absent", what.absent_channel, {}, {}, static_cast<std::uint64_t>(what.runs)}}});
     } else if (fault.kind == missing_file) {
-      expected.push_back(remove_file(what, made, fault.file));
+      expected.push_back(expect_missing_file(what, made, fault.file));
     } else if (fault.kind == missing_event) {
-      expected.push_back(
-          {path, expect_gap(raw_image(read(path)), what.clock.first_event + pulse_in(what, fault.file))});
+      const std::uint32_t number = what.clock.first_event + pulse_in(what, fault.file);
+      expected.push_back({path, expect_gap(raw_image(read(path)), number)});
     } else {
       raw_image image(read(path));
       expected.push_back({path, find_fault(fault.kind)->make(image)});
-      write(path, image.bytes);
+      damaged[path] = std::move(image.bytes);
     }
   }
+  // Not before everything can be done: a file is damaged only together with its answer key.
+  for (const auto& [path, bytes] : damaged) write(path, bytes);
+  for (const fault_request& fault : faults)
+    if (fault.kind == missing_file)
+      std::filesystem::remove(made.files[static_cast<std::size_t>(fault.file - 1)]);
   return expected;
 }
 

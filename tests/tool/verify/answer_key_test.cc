@@ -1,0 +1,161 @@
+// Every kind of damage that the simulator does, in files of both generations: the check says what the
+// answer key says, nothing else, and at the same places. Of good files it says nothing.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+
+#include "simulated_files.h"
+
+namespace {
+
+using namespace ravo::test;
+using namespace ravo;
+using testing::IsEmpty;
+using testing::IsSubsetOf;
+
+constexpr int damaged_file = 2;
+constexpr ravo_file_generation generations[] = {ravo_file_generation::older, ravo_file_generation::current};
+
+std::string text_of(std::string name) {
+  std::replace(name.begin(), name.end(), '-', '_');
+  return name;
+}
+
+std::vector<std::string> fault_names() {
+  std::vector<std::string> names;
+  for (const simulator::fault_kind& one : simulator::fault_kinds()) names.push_back(one.name);
+  return names;
+}
+
+// Faults that are made by the machine need files of their own.
+bool is_made_while_writing(const std::string& name) {
+  return name == "missing-event" || name == "absent-channel";
+}
+
+class Damage : public testing::TestWithParam<std::tuple<ravo_file_generation, std::string>> {
+ protected:
+  void make() {
+    const auto& [generation, name] = GetParam();
+    const std::vector<simulator::fault_request> faults{{name, damaged_file}};
+    simulator::settings what = small_run(run.folder.path().string(), generation);
+    if (is_made_while_writing(name)) {
+      simulator::prepare_faults(what, faults);
+      for (const std::string& file : run.made.files) std::filesystem::remove(file);
+      run.made = simulator::simulate(what, {}, {});
+    }
+    expected = simulator::make_faults(what, run.made, faults);
+    std::erase_if(run.made.files, [](const std::string& file) { return !std::filesystem::exists(file); });
+    // What is found over whole runs is expected_channels_test's.
+    std::erase_if(expected, [](const simulator::expectation& one) { return one.file.empty(); });
+  }
+
+  copied_run run{std::get<0>(GetParam())};
+  std::vector<simulator::expectation> expected;
+};
+
+TEST_P(Damage, IsFoundAndNothingElse) {
+  make();
+  const auto found = findings_of(run.made.files);
+  EXPECT_EQ(lines_of(found), lines_of(expected));
+}
+
+TEST_P(Damage, IsFoundByHeadsAloneUnlessItIsInTheData) {
+  make();
+  const std::set<verify::finding_kind> in_the_data = {
+      verify::finding_kind::block_inflate, verify::finding_kind::block_convert,
+      verify::finding_kind::block_original_length, verify::finding_kind::channel_shifted};
+  auto whole = findings_of(run.made.files);
+  const auto quick = findings_of(run.made.files, verify::depth::heads);
+  EXPECT_THAT(lines_of(quick), IsSubsetOf(lines_of(whole)));
+  std::erase_if(whole, [&](const verify::finding& one) { return in_the_data.contains(one.kind); });
+  EXPECT_THAT(lines_of(whole), IsSubsetOf(lines_of(quick)));
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEveryKind, Damage,
+                         testing::Combine(testing::ValuesIn(generations), testing::ValuesIn(fault_names())),
+                         [](const auto& one) {
+                           const bool is_older = std::get<0>(one.param) == ravo_file_generation::older;
+                           return text_of(std::get<1>(one.param)) + (is_older ? "_older" : "_current");
+                         });
+
+class GoodFiles
+    : public testing::TestWithParam<std::tuple<ravo_file_generation, std::optional<ravo_compression>>> {};
+
+TEST_P(GoodFiles, GiveNoFinding) {
+  const temporary_folder folder;
+  simulator::settings what = small_run(folder.path().string(), std::get<0>(GetParam()));
+  what.compression = std::get<1>(GetParam());
+  what.runs = 2;
+  what.events = 120;  // with all gaps that the machine has
+  const auto made = simulator::simulate(what, {}, {});
+  ASSERT_EQ(made.files.size(), 6u);
+  EXPECT_THAT(lines_of(findings_of(made.files)), IsEmpty());
+  EXPECT_THAT(lines_of(findings_of(made.files, verify::depth::heads)), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEveryKind, GoodFiles,
+                         testing::Combine(testing::ValuesIn(generations),
+                                          testing::Values(std::optional<ravo_compression>(),
+                                                          ravo_compression::none, ravo_compression::zlib,
+                                                          ravo_compression::lzo1x)));
+
+TEST(GoodFile, IsCheckedBlockForBlock) {
+  const temporary_folder folder;
+  const auto what = small_run(folder.path().string(), ravo_file_generation::current);
+  const auto made = simulator::simulate(what, {}, {});
+  std::uint64_t blocks = 0, events = 0, reported = 0, bytes = 0;
+  for (const std::string& file : made.files) {
+    const auto result =
+        verify::check_file(file, verify::depth::blocks, 3, [&](std::uint64_t more) { reported += more; });
+    blocks += result.blocks;
+    events += result.events;
+    bytes += std::filesystem::file_size(file);
+  }
+  EXPECT_EQ(blocks, made.blocks);
+  EXPECT_EQ(events, made.events);
+  EXPECT_EQ(reported, bytes);
+}
+
+TEST(DamagedFile, GivesTheSameWithAnyNumberOfThreads) {
+  const copied_run run(ravo_file_generation::current);
+  simulator::make_faults(small_run(run.folder.path().string(), ravo_file_generation::current), run.made,
+                         {{"shifted-channel", 1}, {"flipped-bit", 2}, {"pointer-data", 3}});
+  const auto alone = findings_of(run.made.files, verify::depth::blocks, 1);
+  ASSERT_GT(alone.size(), 3u);
+  std::vector<std::string> lines, others;
+  for (const auto& one : alone) lines.push_back(line_of(one) + one.detail);
+  for (const auto& one : findings_of(run.made.files, verify::depth::blocks, 8))
+    others.push_back(line_of(one) + one.detail);
+  EXPECT_EQ(lines, others);  // also in this order
+}
+
+TEST(Faults, HaveNamesOfTheirOwnAndSayWhatTheyAre) {
+  std::set<std::string> names;
+  for (const simulator::fault_kind& one : simulator::fault_kinds()) {
+    EXPECT_TRUE(names.insert(one.name).second) << one.name;
+    EXPECT_NE(std::string(one.what), "");
+  }
+  EXPECT_EQ(simulator::find_fault("no-such-fault"), nullptr);
+}
+
+TEST(Faults, CoverEveryKindOfFindingThatOneFileCanGive) {
+  std::set<std::string> covered;
+  for (const auto generation : generations)
+    for (const simulator::fault_kind& one : simulator::fault_kinds()) {
+      if (one.make == nullptr) continue;
+      const copied_run run(generation);
+      const auto what = small_run(run.folder.path().string(), generation);
+      for (const auto& file : simulator::make_faults(what, run.made, {{one.name, damaged_file}}))
+        for (const auto& line : file.findings) covered.insert(line.kind);
+    }
+  // Those are tested by themselves: they are no damage of a simulated file.
+  const std::set<std::string> elsewhere = {"file.unreadable",  "file.changed",  "file.too_large",
+                                           "block.too_large",  "table.overlap", "event.missing",
+                                           "run.file_missing", "channel.absent"};
+  for (const verify::kind_row& row : verify::finding_kinds())
+    EXPECT_TRUE(covered.contains(row.code) || elsewhere.contains(row.code)) << row.code;
+}
+
+}  // namespace

@@ -1,0 +1,75 @@
+// The worked examples of docs/raw-format.md, which another writer could have written: their parts stand in
+// another order than ours. And damage that no simulated file can have.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "generation_name.h"
+#include "simulated_files.h"
+#include "small_file.h"
+
+namespace {
+
+using namespace ravo::test;
+using testing::ElementsAre;
+using testing::UnorderedElementsAre;
+
+template <class layout>
+class ForeignFile : public testing::Test {
+ protected:
+  std::vector<std::string> check() {
+    return lines_of(findings_of({folder.write("f.raw", file.content.vector())}));
+  }
+  // LINAC/NOTE has no description in these files.
+  std::string known() const {
+    return "f.raw description.missing LINAC/NOTE - " +
+           std::to_string(file.dictionary + 8 + layout::dictionary_entry) + " x1";
+  }
+
+  temporary_folder folder;
+  small_file file = small_file_like(layout{});
+};
+
+using layouts = testing::Types<layout_2009, layout_2010>;
+TYPED_TEST_SUITE(ForeignFile, layouts, generation_name);
+
+TYPED_TEST(ForeignFile, IsGood) { EXPECT_THAT(this->check(), ElementsAre(this->known())); }
+
+TYPED_TEST(ForeignFile, HasABasketThatReachesIntoTheNext) {
+  // Two channels in one place: the second row leads to the first channel's basket.
+  const std::uint32_t row = this->file.pointers + 12 + 2 * 16;
+  for (const std::uint32_t word : {0u, 4u, 8u, 12u})
+    this->file.content.set_u32(row + word, this->file.content.word(this->file.pointers + 12 + word));
+  EXPECT_THAT(this->check(),
+              UnorderedElementsAre(
+                  this->known(),
+                  "f.raw table.overlap LINAC/NOTE - " + std::to_string(this->file.bpm_basket) + " x1",
+                  "f.raw block.name LINAC/NOTE 1000 " + std::to_string(this->file.bpm_block[0]) + " x1"));
+}
+
+TYPED_TEST(ForeignFile, IsToldOfAReferenceTableOfTheOtherGeneration) {
+  const bool is_older = TypeParam::reference_marker == layout_2009::reference_marker;
+  this->file.content.set_u32(this->file.reference,
+                             is_older ? layout_2010::reference_marker : layout_2009::reference_marker);
+  const auto lines = this->check();
+  EXPECT_THAT(lines, testing::Contains(testing::HasSubstr(" file.signature ")));
+  EXPECT_GT(lines.size(), 1u);
+}
+
+TYPED_TEST(ForeignFile, HasNoEvents) {
+  // Both rows are emptied, the types are none, and the headers are none: what is left is a file of
+  // channels.
+  bytes& content = this->file.content;
+  for (std::uint32_t i = 0; i < 16; ++i) content.set_u32(this->file.pointers + 12 + 4 * i, 0);
+  content.set_u32(this->file.event_index + 4, 0);
+  for (std::uint32_t type = 0; type < 32; ++type) content.set_u32(this->file.reference + 12 + 4 * type, 0);
+  content.set_u32(this->file.reference + 164, 0);
+  content.set_u32(this->file.event_headers + 4, 8);
+  content.set_u32(this->file.server_blocks + 4, 8);
+  for (std::uint32_t row = 0; row < 2; ++row)
+    content.set_u32(
+        static_cast<std::uint32_t>(this->file.dictionary + 8 + (row + 1) * TypeParam::dictionary_entry - 4),
+        0);
+  EXPECT_THAT(this->check(), ElementsAre(this->known()));
+}
+
+}  // namespace

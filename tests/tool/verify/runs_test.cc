@@ -1,0 +1,104 @@
+// Which files belong to one run, and what is missing between them.
+#include "verify/runs.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "simulated_files.h"
+
+namespace {
+
+using namespace ravo::verify;
+using ravo::test::lines_of;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string raw_name(int run, int file) {
+  return "linac_main_run" + std::to_string(run) + "_file" + std::to_string(file) + "_20250101T000000Z.raw";
+}
+
+std::vector<std::string> paths_of(const run_files& run) {
+  std::vector<std::string> paths;
+  for (const run_file& one : run.files) paths.push_back(one.path);
+  return paths;
+}
+
+TEST(Runs, AreFoundInTheNamesOfFiles) {
+  const auto runs = group_by_run({raw_name(2, 10), raw_name(1, 2), raw_name(2, 9), raw_name(1, 1)});
+  ASSERT_EQ(runs.size(), 2u);
+  EXPECT_EQ(runs[0].name, "run 2 of linac_main");
+  EXPECT_THAT(paths_of(runs[0]), ElementsAre(raw_name(2, 9), raw_name(2, 10)));
+  EXPECT_THAT(paths_of(runs[1]), ElementsAre(raw_name(1, 1), raw_name(1, 2)));
+}
+
+TEST(Runs, MayLieInSeveralFolders) {
+  const auto runs = group_by_run({"a/" + raw_name(1, 1), "b/" + raw_name(1, 2)});
+  ASSERT_EQ(runs.size(), 1u);
+  EXPECT_THAT(paths_of(runs[0]), ElementsAre("a/" + raw_name(1, 1), "b/" + raw_name(1, 2)));
+}
+
+TEST(Runs, AreToldApartByFoldersWhereTheseHaveTheSameFiles) {
+  const auto runs = group_by_run(
+      {"a/" + raw_name(1, 1), "b/" + raw_name(1, 1), "a/" + raw_name(1, 2), "b/" + raw_name(1, 2)});
+  ASSERT_EQ(runs.size(), 2u);
+  EXPECT_THAT(paths_of(runs[0]), ElementsAre("a/" + raw_name(1, 1), "a/" + raw_name(1, 2)));
+  EXPECT_THAT(paths_of(runs[1]), ElementsAre("b/" + raw_name(1, 1), "b/" + raw_name(1, 2)));
+}
+
+TEST(Runs, AreOneFileEachWhereNamesSayNothing) {
+  const auto runs = group_by_run({"x.raw", "y.raw"});
+  ASSERT_EQ(runs.size(), 2u);
+  EXPECT_EQ(runs[1].name, "y.raw");
+  EXPECT_FALSE(runs[1].files[0].number);
+}
+
+file_result file_with(const std::vector<std::string>& channels) {
+  file_result result;
+  result.channels_with_data = channels;
+  return result;
+}
+
+std::vector<std::string> take(run_checker& runs, std::optional<std::uint64_t> number) {
+  file_result result = file_with({});
+  runs.take(result, number);
+  return lines_of(result.findings.list());
+}
+
+TEST(RunChecker, TellsFilesThatAreMissingBetweenOthers) {
+  run_checker runs;
+  runs.begin("run 1");
+  EXPECT_THAT(take(runs, 3), IsEmpty());  // what came before was perhaps not asked for
+  EXPECT_THAT(take(runs, 4), IsEmpty());
+  EXPECT_THAT(take(runs, 8), ElementsAre("- run.file_missing - - - x3"));
+  runs.begin("run 2");
+  EXPECT_THAT(take(runs, 20), IsEmpty());
+}
+
+TEST(RunChecker, LearnsTheChannelsOfAllRuns) {
+  run_checker runs;
+  EXPECT_THAT(runs.channels_of_all_runs(), IsEmpty());
+  runs.begin("run 1");
+  for (const std::vector<std::string>& channels : {std::vector<std::string>{"A", "B"}, {"C"}}) {
+    file_result file = file_with(channels);
+    runs.take(file, std::nullopt);
+  }
+  EXPECT_THAT(runs.channels_of_all_runs(), ElementsAre("A", "B", "C"));
+  runs.begin("run 2");
+  file_result file = file_with({"C", "A", "D"});
+  runs.take(file, std::nullopt);
+  EXPECT_THAT(runs.channels_of_all_runs(), ElementsAre("A", "C"));
+}
+
+TEST(RunChecker, TellsChannelsThatAreAbsentFromARun) {
+  run_checker runs;
+  for (const std::vector<std::string>& channels : {std::vector<std::string>{"A"}, {"A", "B"}, {"C"}}) {
+    runs.begin("a run");
+    file_result file = file_with(channels);
+    runs.take(file, std::nullopt);
+  }
+  EXPECT_THAT(lines_of(runs.absent({"A", "B"}).list()),
+              ElementsAre("- channel.absent A - - x1", "- channel.absent B - - x2"));
+  EXPECT_THAT(lines_of(runs.absent({}).list()), IsEmpty());
+}
+
+}  // namespace

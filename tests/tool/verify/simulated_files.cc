@@ -1,0 +1,92 @@
+#include "simulated_files.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+
+namespace ravo::test {
+namespace {
+
+struct clean_run {
+  explicit clean_run(ravo_file_generation generation)
+      : made(simulator::simulate(small_run(folder.path().string(), generation), {}, {})) {}
+  temporary_folder folder;
+  simulator::simulation_result made;
+};
+
+const clean_run& clean(ravo_file_generation generation) {
+  static const clean_run current(ravo_file_generation::current), older(ravo_file_generation::older);
+  return generation == ravo_file_generation::current ? current : older;
+}
+
+std::string name_of(const std::string& path) {
+  return path.empty() ? "-" : std::filesystem::path(path).filename().string();
+}
+
+template <class Place>
+std::string line(const std::string& file, const std::string& kind, const Place& at, std::uint64_t count) {
+  return fmt::format("{} {} {} {} {} x{}", name_of(file), kind, at.channel.empty() ? "-" : at.channel,
+                     at.event ? std::to_string(*at.event) : "-",
+                     at.offset ? std::to_string(*at.offset) : "-", count);
+}
+
+}  // namespace
+
+simulator::settings small_run(const std::string& folder, ravo_file_generation generation) {
+  simulator::settings what;
+  what.folder = folder;
+  what.generation = generation;
+  what.files = 3;
+  what.events = 30;
+  what.counts = {3, 3, 2, 1, 1, 2, 1, 1, 2, 2, 1, 1};
+  return what;
+}
+
+copied_run::copied_run(ravo_file_generation generation) {
+  for (const std::string& file : clean(generation).made.files) {
+    made.files.push_back(folder.file(std::filesystem::path(file).filename().string()));
+    std::filesystem::copy_file(file, made.files.back());
+  }
+}
+
+std::vector<verify::finding> findings_of(const std::vector<std::string>& files, verify::depth deep,
+                                         unsigned threads) {
+  std::vector<verify::finding> all;
+  verify::run_checker runs;
+  for (const verify::run_files& run : verify::group_by_run(files)) {
+    runs.begin(run.name);
+    for (const verify::run_file& file : run.files) {
+      verify::file_result result = verify::check_file(file.path, deep, threads, [](std::uint64_t) {});
+      runs.take(result, file.number);
+      for (verify::finding one : result.findings.list()) {
+        one.file = name_of(file.path);
+        all.push_back(std::move(one));
+      }
+    }
+  }
+  return all;
+}
+
+std::string line_of(const verify::finding& what) {
+  return line(what.file, verify::row_of(what.kind).code, what.first, what.count);
+}
+
+std::vector<std::string> lines_of(const std::vector<verify::finding>& findings) {
+  std::vector<std::string> lines;
+  for (const verify::finding& one : findings) lines.push_back(line_of(one));
+  std::sort(lines.begin(), lines.end());
+  return lines;
+}
+
+std::vector<std::string> lines_of(const std::vector<simulator::expectation>& expected) {
+  std::vector<std::string> lines;
+  for (const simulator::expectation& file : expected)
+    for (const simulator::expected_finding& one : file.findings)
+      lines.push_back(line(file.file, one.kind, one, one.count));
+  std::sort(lines.begin(), lines.end());
+  return lines;
+}
+
+}  // namespace ravo::test

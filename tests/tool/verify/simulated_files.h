@@ -1,0 +1,38 @@
+// Simulated files for the checks, made once, and what a check of files finds, as lines that can be
+// compared.
+#ifndef RAVO_TEST_SIMULATED_FILES_H
+#define RAVO_TEST_SIMULATED_FILES_H
+
+#include <string>
+#include <vector>
+
+#include "simulator/faults/faults.h"
+#include "temporary_folder.h"
+#include "verify/runs.h"
+
+namespace ravo::test {
+
+/// A run of three small files with every kind of channel.
+simulator::settings small_run(const std::string& folder, ravo_file_generation generation);
+
+/// The same files, copied for a test that damages them.
+class copied_run {
+ public:
+  explicit copied_run(ravo_file_generation generation);
+  const temporary_folder folder;
+  simulator::simulation_result made;
+};
+
+/// Checks the files, run by run, and gives every finding; the files are told by their names alone.
+std::vector<verify::finding> findings_of(const std::vector<std::string>& files,
+                                         verify::depth deep = verify::depth::blocks, unsigned threads = 2);
+
+/// "file.raw kind channel event offset xcount", with "-" for what does not apply.
+std::string line_of(const verify::finding& what);
+std::vector<std::string> lines_of(const std::vector<verify::finding>& findings);
+/// The same of what is expected, sorted too.
+std::vector<std::string> lines_of(const std::vector<simulator::expectation>& expected);
+
+}  // namespace ravo::test
+
+#endif
