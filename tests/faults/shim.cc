@@ -44,6 +44,9 @@ std::atomic<pthread_t> controller{};
 std::atomic<long> threads_running{0};
 std::atomic<long> threads_waiting{0};
 std::atomic<int> held{0};
+enum class wait { none, for_a_signal, for_something_else };
+std::atomic<wait> controller_waits{wait::none};
+std::atomic<pthread_cond_t*> awaited{nullptr};  // what it waits for a signal of
 sem_t gate;
 
 thread_local int inside = 0;  // a call that stands in front of another: inner ones are the system's own
@@ -58,7 +61,9 @@ class quiet {
 mishap verdict(unsigned kind) {
   if (inside != 0 || (armed_kinds.load() & kind) == 0) return mishap::none;
   const mishap what = armed_mishap;
-  if (what == mishap::hold && pthread_equal(controller, pthread_self())) return mishap::none;
+  // A call that is made while the other waits is no moment at which that one could do anything.
+  if (what == mishap::hold && (controller_waits != wait::none || pthread_equal(controller, pthread_self())))
+    return mishap::none;
   const long number = counted.fetch_add(1);
   if (number != chosen && (number < chosen || armed_extent == extent::one_call)) return mishap::none;
   if (what != mishap::intrusion) return what;
@@ -67,9 +72,13 @@ mishap verdict(unsigned kind) {
   return mishap::none;
 }
 
+// Whoever comes too late, when the other waits already, does not stay.
 void hold_here() {
   held = 1;
-  while (sem_wait(&gate) != 0) {
+  timespec latest{};
+  clock_gettime(CLOCK_REALTIME, &latest);
+  latest.tv_sec += 20;  // should a test be wrong, it ends all the same
+  while (controller_waits == wait::none && sem_timedwait(&gate, &latest) != 0 && errno == EINTR) {
   }
   held = 0;
 }
@@ -85,11 +94,33 @@ bool fails(unsigned kind) {
   return what == mishap::failure;
 }
 
-// Whether the thread that armed the fault is about to wait: it must not wait for a thread that is held.
-void about_to_wait() {
-  if (held == 0 || !pthread_equal(controller, pthread_self())) return;
-  let_go();
+// Whether some thread is on its way that nobody holds: it may be the one that is waited for.
+bool is_another_running() { return threads_running - threads_waiting - held > 0; }
+
+// Called when a thread has ended or begins to wait: perhaps only the held one is left to be waited for.
+void let_go_if_awaited() {
+  if (held != 0 && controller_waits != wait::none && !is_another_running()) sem_post(&gate);
 }
+
+bool is_controller() { return pthread_equal(controller, pthread_self()) != 0; }
+
+// Around a wait of the thread that armed the fault: it must not wait for a thread that is held.
+class waiting {
+ public:
+  explicit waiting(wait what) : counts_(is_controller()) {
+    if (!counts_) return;
+    controller_waits = what;
+    if (held != 0 && (what == wait::for_something_else || !is_another_running())) let_go();
+  }
+  ~waiting() {
+    if (counts_) controller_waits = wait::none;
+  }
+  waiting(const waiting&) = delete;
+  waiting& operator=(const waiting&) = delete;
+
+ private:
+  bool counts_;
+};
 
 // ---- the system's own -------------------------------------------------------------------------------
 
@@ -162,6 +193,7 @@ void note_taken(void* memory) {
 fault::fault(unsigned kinds, long which, mishap what, int error, extent reach) {
   sem_init(&gate, 0, 0);
   held = 0;
+  controller_waits = wait::none;
   counted = 0;
   chosen = which;
   armed_error = error;
@@ -188,7 +220,7 @@ bool fault::happened() const { return counted > chosen; }
 long fault::calls() const { return counted; }
 
 bool wait_until_held_or_idle() {
-  while (held == 0 && threads_running > threads_waiting) sched_yield();
+  while (held == 0 && counted <= chosen && threads_running > threads_waiting) sched_yield();
   return held != 0;
 }
 
@@ -616,6 +648,7 @@ void* run_thread(void* place) {
   start_taken[slot - starts] = false;
   void* const result = start.body(start.argument);
   --threads_running;
+  let_go_if_awaited();
   return result;
 }
 
@@ -651,18 +684,31 @@ int pthread_create(pthread_t* id, const pthread_attr_t* attributes, void* (*body
 
 int pthread_join(pthread_t id, void** result) {
   static const auto next = next_in_line<int (*)(pthread_t, void**)>("pthread_join", "GLIBC_2.34");
-  about_to_wait();
+  const waiting joins(wait::for_something_else);
   return next(id, result);
 }
 
 int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
   static const auto next =
       next_in_line<int (*)(pthread_cond_t*, pthread_mutex_t*)>("pthread_cond_wait", "GLIBC_2.3.2");
-  about_to_wait();
-  const bool is_other = !pthread_equal(controller, pthread_self());
-  if (is_other) ++threads_waiting;
+  if (is_controller()) awaited = condition;
+  const waiting waits(wait::for_a_signal);
+  const bool is_other = !is_controller();
+  if (is_other) {
+    ++threads_waiting;
+    let_go_if_awaited();
+  }
   const int result = next(condition, mutex);
   if (is_other) --threads_waiting;
+  return result;
+}
+
+// Who is woken no longer waits, also when he does not run yet; he will say so when he waits again.
+int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {
+  static const auto next = next_in_line<int (*)(pthread_cond_t*)>("pthread_cond_broadcast", "GLIBC_2.3.2");
+  const int result = next(condition);
+  wait woken = wait::for_a_signal;
+  if (!is_controller() && awaited == condition) controller_waits.compare_exchange_strong(woken, wait::none);
   return result;
 }
 
@@ -670,18 +716,19 @@ int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   static const auto next = next_in_line<int (*)(pthread_mutex_t*)>("pthread_mutex_lock");
   static const auto attempt = next_in_line<int (*)(pthread_mutex_t*)>("pthread_mutex_trylock");
   if (verdict(call::lock) == mishap::hold) hold_here();
-  if (held != 0 && pthread_equal(controller, pthread_self())) {
-    const int result = attempt(mutex);
-    if (result != EBUSY) return result;
-    about_to_wait();
-  }
+  if (!is_controller()) return next(mutex);
+  if (const int result = attempt(mutex); result != EBUSY) return result;
+  const waiting waits(wait::for_something_else);
   return next(mutex);
 }
 
 // No test waits for the sake of waiting.
 int usleep(useconds_t) {
   if (verdict(call::pause) == mishap::hold) hold_here();
+  ++threads_waiting;  // what pauses in a loop is not on its way
+  let_go_if_awaited();
   sched_yield();
+  --threads_waiting;
   return 0;
 }
 

@@ -66,8 +66,8 @@ class fault {
   void disarm() const;
 };
 
-/// Waits until a thread is held by a fault of mishap::hold, or until no other thread that was made since is
-/// still on its way: each has ended, or waits on a condition. True: one is held.
+/// Waits until a thread is held by a fault of mishap::hold, or until none will be: the chosen call has come and
+/// gone, or each other thread has ended or waits on a condition. True: one is held.
 bool wait_until_held_or_idle();
 /// Lets a held thread go on.
 void let_go();
