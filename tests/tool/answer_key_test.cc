@@ -80,9 +80,9 @@ TEST(AnswerKeyLines, NameEveryKindOfBlock) {
 TEST(AnswerKeyLines, NameTheTypesOfTheOlderGeneration) {
   std::set<std::string> stored;
   for (const json& line : demo_of("older").key) stored.insert(line.at("stored_dtype"));
-  for (const char* dtype : {"RAVO_BLOCK_BPM", "RAVO_BLOCK_TOROID", "RAVO_BLOCK_RF_250K", "RAVO_BLOCK_ENERGY",
-                            "RAVO_BLOCK_GENERIC_SPECT", "RAVO_BLOCK_IMAGE", "RAVO_UPD_BLOCK", "RAVO_ENV_BLOCK",
-                            "RAVO_BOR_BLOCK", "RAVO_EOR_BLOCK"})
+  for (const char* dtype : {"RAVO_BLOCK_BPM", "RAVO_BLOCK_TOROID", "RAVO_BLOCK_RF_250K",
+                            "RAVO_BLOCK_ENERGY", "RAVO_BLOCK_GENERIC_SPECT", "RAVO_BLOCK_IMAGE",
+                            "RAVO_UPD_BLOCK", "RAVO_ENV_BLOCK", "RAVO_BOR_BLOCK", "RAVO_EOR_BLOCK"})
     EXPECT_TRUE(stored.contains(dtype)) << dtype;
 }
 

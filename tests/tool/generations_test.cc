@@ -25,7 +25,8 @@ void check(const ravo_daq_writer& writer, int status) {
 }
 
 // An older file with "POSITION" (three members, zlib), "CURRENT" (one, plain) and "EMPTY".
-std::string write_older_file(const temporary_folder& folder, const std::string& first_channel = "POSITION") {
+std::string write_older_file(const temporary_folder& folder,
+                             const std::string& first_channel = "POSITION") {
   ravo_daq_writer writer;
   ravo_daq_writer_settings settings;
   settings.folder = folder.path().string();
@@ -151,30 +152,33 @@ TEST_F(OlderFile, GivesNoMemberUnderANameThatIsTooLong) {
   const std::string name = "A/NAME/OF/THIRTY/LETTERS/IN/ALL";  // with ":0" it would have 33
   const process_result result = run_tool({"read", write_older_file(folder, name), "-c", name + ":0"});
   EXPECT_EQ(result.exit_code, 1);
-  EXPECT_EQ(result.err, "ravo: " + name +
-                            ":0 is longer than the 31 letters under which files of the older generation give "
-                            "single members: ask for it without ':0'\n");
+  EXPECT_EQ(result.err,
+            "ravo: " + name +
+                ":0 is longer than the 31 letters under which files of the older generation give "
+                "single members: ask for it without ':0'\n");
 }
 
 TEST(OlderGenericSpectrum, GivesNoSingleMembers) {
   const process_result result = read_demo({"-c", "LINAC/SPECTRUM/001:0"}, demo_of("older"));
   EXPECT_EQ(result.exit_code, 1);
-  EXPECT_EQ(result.err,
-            "ravo: LINAC/SPECTRUM/001 is a generic spectrum, of which files of the older generation give no "
-            "single members: ask for it without ':0'\n");
+  EXPECT_EQ(
+      result.err,
+      "ravo: LINAC/SPECTRUM/001 is a generic spectrum, of which files of the older generation give no "
+      "single members: ask for it without ':0'\n");
 }
 
 std::string both_generations(const std::string& older, const std::string& current) {
   return "ravo: " + older + " is of the older generation of the raw format, " + current +
-         " of the current one, and a request reads one generation; read them apart, or rewrite the older files "
+         " of the current one, and a request reads one generation; read them apart, or rewrite the older "
+         "files "
          "first: `ravo convert " +
          older + " --into DIR`\n";
 }
 
 TEST(FilesOfBothGenerations, AreRefusedByReadInAnyOrder) {
   const std::string older = demo_of("older").files[1], current = demo().files[0];
-  for (const auto& files : {std::vector<std::string>{older, current}, {current, older},
-                            {current, demo().files[1], older}}) {
+  for (const auto& files :
+       {std::vector<std::string>{older, current}, {current, older}, {current, demo().files[1], older}}) {
     std::vector<std::string> arguments{"read"};
     arguments.insert(arguments.end(), files.begin(), files.end());
     arguments.insert(arguments.end(), {"-c", "*"});
@@ -194,8 +198,8 @@ TEST(FilesOfBothGenerations, AreRefusedInOneFolder) {
     for (const std::string& file : {earlier, later})
       std::filesystem::copy(file, folder.path() / std::filesystem::path(file).filename());
     const auto files = raw_files(folder.path());
-    const std::string message = first == "older" ? both_generations(files[0], files[1])
-                                                 : both_generations(files[1], files[0]);
+    const std::string message =
+        first == "older" ? both_generations(files[0], files[1]) : both_generations(files[1], files[0]);
     const std::vector<std::string> request = {"/usr/bin/env", "RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME=1",
                                               RAVO_TOOL,      "read",
                                               "--run",        "1",

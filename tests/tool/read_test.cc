@@ -18,7 +18,9 @@ class Read : public testing::TestWithParam<const char*> {
   const demo_data& data() const { return demo_of(GetParam()); }
   bool is_older() const { return GetParam() == std::string("older"); }
 
-  process_result read(const std::vector<std::string>& arguments) const { return read_demo(arguments, data()); }
+  process_result read(const std::vector<std::string>& arguments) const {
+    return read_demo(arguments, data());
+  }
 
   std::vector<unsigned> events_read(std::vector<std::string> arguments) const {
     arguments.insert(arguments.end(), {"--json", "-c", "LINAC/BPM/001"});
@@ -111,8 +113,8 @@ TEST_P(Read, WidensAPatternInTheOrderOfTheFiles) {
 }
 
 TEST_P(Read, TakesAChannelNamedTwiceOnce) {
-  const process_result result = read(
-      {"-c", "LINAC/BPM/001", "-c", "LINAC/BPM/001", "-c", "LINAC/BPM/*1", "--json", "--limit", "1"});
+  const process_result result =
+      read({"-c", "LINAC/BPM/001", "-c", "LINAC/BPM/001", "-c", "LINAC/BPM/*1", "--json", "--limit", "1"});
   EXPECT_EQ(result.exit_code, 0) << result.err;
   EXPECT_EQ(json_lines(result.out).at(0).at("channels").size(), 1u);
 }
@@ -172,9 +174,8 @@ TEST_P(Read, PrintsAScalarAsItsValue) {
 // Fifty events a second: neighbours are closer than the tolerance that suits ten.
 TEST_P(Read, ByTimeStepsAsTheEventsDo) {
   const temporary_folder folder;
-  const process_result made =
-      run_tool({"simulate", folder.path().string(), "--rate", "50", "--files", "1", "--events", "20",
-                "--generation", GetParam()});
+  const process_result made = run_tool({"simulate", folder.path().string(), "--rate", "50", "--files", "1",
+                                        "--events", "20", "--generation", GetParam()});
   ASSERT_EQ(made.exit_code, 0);
   const std::string file = raw_files(folder.path()).at(0);
   const process_result all = run_tool({"read", file, "-c", "LINAC/BPM/001", "--mode", "time", "--json"});

@@ -174,9 +174,8 @@ TEST_P(Request, ForARunKeepsItsWindow) {
 TEST_P(Request, CountsBackFromNow) {
   const temporary_folder folder;
   const std::string data = folder.file("data");
-  archive::check(run_tool(
-      {"simulate", data, "--files", "1", "--events", "20", "--channels", "20", "--start", "-2min",
-       "--generation", generation}));
+  archive::check(run_tool({"simulate", data, "--files", "1", "--events", "20", "--channels", "20",
+                           "--start", "-2min", "--generation", generation}));
   const process_result result = run_at_once(with_channel({"read", "--from", "-1h", "--data", data}));
   EXPECT_EQ(result.exit_code, 0) << result.err;
   EXPECT_EQ(result.out, read_by_name(raw_files(data)));
@@ -191,10 +190,11 @@ TEST_P(Explain, SaysThatTheCatalogueHadTheFiles) {
   const std::vector<json> lines = explained({"--run", "3", "--catalog", made.catalogue});
   ASSERT_EQ(lines.size(), 3u);
   for (std::size_t i = 0; i < 3; ++i)
-    EXPECT_EQ(
-        lines[i],
-        json({{"file", made.files[i]}, {"generation", generation}, {"read", true}, {"origin", "catalogue"},
-              {"outcome", "taken"}}));
+    EXPECT_EQ(lines[i], json({{"file", made.files[i]},
+                              {"generation", generation},
+                              {"read", true},
+                              {"origin", "catalogue"},
+                              {"outcome", "taken"}}));
 }
 
 TEST_P(Explain, SaysWhichFilesStandAtTheEdges) {

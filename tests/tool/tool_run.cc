@@ -29,9 +29,9 @@ std::vector<std::string> raw_files(const std::filesystem::path& folder) {
 
 demo_data::demo_data(const std::string& generation) {
   const std::string key_file = folder.file("key.jsonl");
-  const process_result made = run_tool({"simulate", folder.path().string(), "--files", "2", "--events",
-                                        "40", "--channels", "30", "--answer-key", key_file,
-                                        "--generation", generation});
+  const process_result made =
+      run_tool({"simulate", folder.path().string(), "--files", "2", "--events", "40", "--channels", "30",
+                "--answer-key", key_file, "--generation", generation});
   if (made.exit_code != 0) throw std::runtime_error("ravo simulate: " + made.err);
   files = raw_files(folder.path());
   const std::vector<unsigned char> bytes = read_file(key_file);

@@ -284,10 +284,11 @@ std::vector<std::string> files_of(const any_reader& reader) {
 }
 
 std::string explain_two_generations(const std::string& older, const std::string& current) {
-  return fmt::format("{} is of the older generation of the raw format, {} of the current one, and a request "
-                     "reads one generation; read them apart, or rewrite the older files first: `ravo convert {} "
-                     "--into DIR`",
-                     older, current, older);
+  return fmt::format(
+      "{} is of the older generation of the raw format, {} of the current one, and a request "
+      "reads one generation; read them apart, or rewrite the older files first: `ravo convert {} "
+      "--into DIR`",
+      older, current, older);
 }
 
 // Which generation the files are of is seen only when they are found, and what is found depends on the

@@ -75,19 +75,20 @@ wanted_channel split_key(const std::string& text) {
 void check_older_member(const wanted_channel& wanted, const known_channel& known) {
   constexpr std::size_t longest = sizeof(ravo_serv_block_subhead::chname) - 1;
   if (known.dtype == RAVO_BLOCK_GENERIC_SPECT)
-    throw data_failure(
-        fmt::format("{} is a generic spectrum, of which files of the older generation give no single members: "
-                    "ask for it without ':{}'",
-                    wanted.name, wanted.subchannel));
+    throw data_failure(fmt::format(
+        "{} is a generic spectrum, of which files of the older generation give no single members: "
+        "ask for it without ':{}'",
+        wanted.name, wanted.subchannel));
   if (fmt::format("{}:{}", wanted.name, wanted.subchannel).size() > longest)
-    throw data_failure(
-        fmt::format("{}:{} is longer than the {} letters under which files of the older generation give single "
-                    "members: ask for it without ':{}'",
-                    wanted.name, wanted.subchannel, longest, wanted.subchannel));
+    throw data_failure(fmt::format(
+        "{}:{} is longer than the {} letters under which files of the older generation give single "
+        "members: ask for it without ':{}'",
+        wanted.name, wanted.subchannel, longest, wanted.subchannel));
 }
 
 // Refuses a member that the channel does not have: the reader would find nothing for it.
-void check_member(const wanted_channel& wanted, const known_channel& known, ravo_file_generation generation) {
+void check_member(const wanted_channel& wanted, const known_channel& known,
+                  ravo_file_generation generation) {
   const data_type* type = known.dtype ? find_data_type(*known.dtype) : nullptr;
   if (wanted.subchannel < 0) return;
   if (generation == ravo_file_generation::older) check_older_member(wanted, known);

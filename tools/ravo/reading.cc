@@ -155,8 +155,8 @@ class event_reading {
     for (std::size_t i = 0; i < reader_.results.size() && i < plan_.channels.size(); ++i) {
       const result_entry& result = *reader_.results[i];
       if (!result.updated && !result.slow) continue;
-      event.entries.push_back({&plan_.channels[i], result.res.event_id, block_of<subhead>(result.res),
-                               result.updated == 0});
+      event.entries.push_back(
+          {&plan_.channels[i], result.res.event_id, block_of<subhead>(result.res), result.updated == 0});
       if (!result.updated) continue;
       ++blocks_read_[i];
       // The first channel that is not slow says which event it is.

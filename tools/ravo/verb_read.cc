@@ -107,8 +107,7 @@ verb read_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("read", "Read channels of raw files, event by event");
   const auto asked = std::make_shared<options>();
   read_request& request = asked->request;
-  command->add_option("FILES", request.files, "Raw files of one generation, in any order")
-      ->type_name("");
+  command->add_option("FILES", request.files, "Raw files of one generation, in any order")->type_name("");
   const auto for_requests = [&](CLI::Option* option) {
     return option->group("Files by run or period")->each([asked, option](const std::string&) {
       if (!asked->given_request_option) asked->given_request_option = option->get_name();

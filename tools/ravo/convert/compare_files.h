@@ -1,5 +1,6 @@
 // Holds an older raw file against its conversion: both are read back through the loader and the decoder of
-// their generation, and compared value by value. Nothing of what did the conversion is used here.
+// their generation, and compared value by value. With what did the conversion this shares how a single
+// block is fetched and decoded, and nothing else.
 #ifndef RAVO_TOOL_COMPARE_FILES_H
 #define RAVO_TOOL_COMPARE_FILES_H
 
