@@ -194,8 +194,8 @@ TEST_P(Examples, WriteEveryFrameOfACameraAsPgm) {
     std::size_t frames = 0;
     for (const json& event : json_lines(read_demo({"-c", camera, "--json"}, run()).out)) {
       const json& image = event.at("channels").at(0).at("image");
-      const grey_map map =
-          read_pgm(frames_folder.file("frame_" + std::to_string(event.at("event").get<unsigned>()) + ".pgm"));
+      const grey_map map = read_pgm(
+          frames_folder.file("frame_" + std::to_string(event.at("event").get<unsigned>()) + ".pgm"));
       EXPECT_EQ(map.width, image.at("width"));
       EXPECT_EQ(map.height, image.at("height"));
       EXPECT_EQ(map.white, image.at("bytes_per_pixel") == 1 ? 255 : 65535);
