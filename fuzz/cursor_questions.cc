@@ -25,6 +25,7 @@ void ask_headers(ravo_daq_getdata& cursor) {
     if (const char* its_name = cursor.GetMembName(member)) touch(its_name, std::strlen(its_name));
   static_cast<void>(cursor.GetMembNumb("CH0"));
   cursor.PrintEvent();
+  cursor.PrintProp(cursor.GetChanNumb());
 }
 
 void ask_values(ravo_daq_getdata& cursor) {

@@ -217,6 +217,26 @@ void add_requests(seed_folder& seeds) {
     }
 }
 
+// Runs, periods and both, with and without a catalogue, and a name beside the files.
+void add_searches(seed_folder& seeds) {
+  const std::string point = half(0) + '\6' + half(0);
+  for (const char generation : {'\0', '\1'})
+    for (const char catalogue : {'\0', '\4'})
+      for (int debug = 0; debug < 3; ++debug) {
+        const std::string rest = static_cast<char>(debug) + std::string(1, '\1') +
+                                 ended("linac_main_run1_file4_20250301T080001Z.raw");
+        const auto seed = [&](int kind, const std::string& fields) {
+          seeds.add("requests",
+                    std::string{generation, static_cast<char>(kind | catalogue)} + fields + rest);
+        };
+        seed(0, "");
+        seed(16, "\1\2");
+        seed(32 | 64, point + point);
+        seed(16 | 32 | 64, "\1\1" + point + point);
+        seed(8 | 32, ended("/nowhere") + point);
+      }
+}
+
 void add_all(const std::string& folder) {
   seed_folder seeds(folder);
   add_generation(ravo_file_generation::current, seeds);
@@ -227,6 +247,7 @@ void add_all(const std::string& folder) {
   add_catalogue(seeds);
   add_texts(seeds);
   add_requests(seeds);
+  add_searches(seeds);
 }
 
 }  // namespace

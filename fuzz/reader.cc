@@ -58,6 +58,9 @@ template <class Reader>
 int read_all(Reader& reader, const wish& what) {
   const int direction = (what.mode >> 2 & 3) == 3 ? -1 : 1;
   std::vector<ravo_channel_entry_long*> entries;
+  reader.print_files();
+  reader.print_channels();
+  static_cast<void>(reader.get_time_period_us());
   int events = 0;
   for (; events <= most_events; ++events) {
     if (reader.get_data(nullptr, &entries, direction) != 0) break;
