@@ -8,7 +8,7 @@
 namespace ravo::verify {
 
 /// Bytes of a table that is loaded whole: the event index, the dictionary.
-inline constexpr std::uint64_t most_table_bytes = 256u << 20;
+inline constexpr std::uint64_t most_table_bytes = 64u << 20;
 /// Bytes of the descriptions' XML; in memory they become fifty times as many.
 inline constexpr std::uint64_t most_description_bytes = 16u << 20;
 inline constexpr std::uint64_t most_events = 8'000'000;
