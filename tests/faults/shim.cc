@@ -43,6 +43,7 @@ std::atomic<pthread_t> controller{};
 // Threads made since, for wait_until_held_or_idle().
 std::atomic<long> threads_running{0};
 std::atomic<long> threads_waiting{0};
+std::atomic<long> threads_pausing{0};
 std::atomic<int> held{0};
 enum class wait { none, for_a_signal, for_something_else };
 std::atomic<wait> controller_waits{wait::none};
@@ -77,7 +78,7 @@ void hold_here() {
   held = 1;
   timespec latest{};
   clock_gettime(CLOCK_REALTIME, &latest);
-  latest.tv_sec += 20;  // should a test be wrong, it ends all the same
+  latest.tv_sec += 2;  // whatever is awaited in a way that is not seen here: the run goes on all the same
   while (controller_waits == wait::none && sem_timedwait(&gate, &latest) != 0 && errno == EINTR) {
   }
   held = 0;
@@ -95,7 +96,7 @@ bool fails(unsigned kind) {
 }
 
 // Whether some thread is on its way that nobody holds: it may be the one that is waited for.
-bool is_another_running() { return threads_running - threads_waiting - held > 0; }
+bool is_another_running() { return threads_running - threads_waiting - threads_pausing - held > 0; }
 
 // Called when a thread has ended or begins to wait: perhaps only the held one is left to be waited for.
 void let_go_if_awaited() {
@@ -220,7 +221,7 @@ bool fault::happened() const { return counted > chosen; }
 long fault::calls() const { return counted; }
 
 bool wait_until_held_or_idle() {
-  while (held == 0 && counted <= chosen && threads_running > threads_waiting) sched_yield();
+  while (held == 0 && counted <= chosen && threads_running > threads_waiting + threads_pausing) sched_yield();
   return held != 0;
 }
 
@@ -725,10 +726,10 @@ int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
 // No test waits for the sake of waiting.
 int usleep(useconds_t) {
   if (verdict(call::pause) == mishap::hold) hold_here();
-  ++threads_waiting;  // what pauses in a loop is not on its way
+  ++threads_pausing;  // in a loop, perhaps, until the caller does something
   let_go_if_awaited();
   sched_yield();
-  --threads_waiting;
+  --threads_pausing;
   return 0;
 }
 
