@@ -8,6 +8,7 @@
 #include <limits>
 #include <new>
 
+#include "planning.h"
 #include "ravo_evutl.h"
 
 namespace ravo {
@@ -110,19 +111,12 @@ channel_digest column_reader::read_digest() {
 
 void column_reader::make_rows() {
   std::size_t ordinal = 0;
-  datasets::timeline& line = state_->timeline;
-  for (std::size_t i = 0; i < line.segments(); ++i) {
-    if (!line.may_have_events(i)) continue;
-    state_->check_stop();
-    const auto part = line.get(i);
+  visit_segments(*state_, [&](std::size_t number, const std::shared_ptr<const segment>& part) {
     state_->account_left_out(data_.ledger, 0, *part, channel_);
-    if (options_.rows == column_rows::events) {
-      for (const std::uint32_t event : part->selected)
-        if (ordinal++ % state_->wanted.step == 0) add_held_row(i, part, event);
-    } else {
-      add_rows(i, *part, ordinal);
-    }
-  }
+    if (options_.rows == column_rows::recorded) return add_rows(number, *part, ordinal);
+    for (const std::uint32_t event : part->selected)
+      if (ordinal++ % state_->wanted.step == 0) add_held_row(number, part, event);
+  });
   data_.layout.rows = data_.numbers.size();
   planned_status_ = data_.status;
   planned_ledger_ = data_.ledger;

@@ -1,6 +1,8 @@
 #include "dataset_state.h"
 
 #include <algorithm>
+#include <map>
+#include <mutex>
 #include <set>
 #include <thread>
 
@@ -19,10 +21,35 @@ constexpr std::uint32_t slow_events =
 
 /// What is found in one file before it is known which of its channels are wanted.
 struct looked_into {
+  struct channel {
+    std::uint32_t name;  ///< its number among all names
+    std::uint32_t count;
+    std::uint32_t event_mask;
+  };
   datasets::file_look look;
-  std::vector<std::string> names;
-  std::vector<std::uint32_t> counts;
-  std::vector<std::uint32_t> masks;
+  std::vector<channel> channels;
+};
+
+/// The names of all files, each once: thousands of files have the same ones.
+class name_numbers {
+ public:
+  std::uint32_t number_of(std::string_view name) {
+    const auto found = numbers_.find(name);
+    if (found != numbers_.end()) return found->second;
+    const auto number = static_cast<std::uint32_t>(numbers_.size());
+    return numbers_.emplace(std::string(name), number).first->second;
+  }
+  /// By number.
+  std::vector<std::string_view> names() const {
+    std::vector<std::string_view> all(numbers_.size());
+    for (const auto& [name, number] : numbers_) all[number] = name;
+    return all;
+  }
+
+  std::mutex mutex;  ///< held while names are numbered
+
+ private:
+  std::map<std::string, std::uint32_t, std::less<>> numbers_;
 };
 
 dataset_options completed(dataset_options options) {
@@ -48,6 +75,7 @@ void dataset_state::open() {
 void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   opened.set_paths(paths);
   std::vector<looked_into> found(paths.size());
+  name_numbers numbers;
   pool.run(paths.size(), pool.size(), [&](std::size_t i) {
     check_stop();
     const auto file = opened.get(i);
@@ -56,13 +84,14 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
       return;
     }
     found[i].look = datasets::look_into(*file, paths.size() > 1, [&](const datasets::listed_channel& channel) {
-      found[i].names.emplace_back(channel.name);
-      found[i].counts.push_back(static_cast<std::uint32_t>(std::max(channel.count, 0)));
-      found[i].masks.push_back(channel.event_mask);
+      const std::lock_guard lock(numbers.mutex);
+      found[i].channels.push_back({numbers.number_of(channel.name),
+                                   static_cast<std::uint32_t>(std::max(channel.count, 0)), channel.event_mask});
     });
   });
 
-  std::set<std::string, std::less<>> names;
+  const std::vector<std::string_view> name_of = numbers.names();
+  std::set<std::string, std::less<>> names(name_of.begin(), name_of.end());
   std::vector<std::string> readable;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     const std::string& problem = found[i].look.problem;
@@ -73,7 +102,6 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
     }
     files.push_back(all_files.back());
     readable.push_back(paths[i]);
-    names.insert(found[i].names.begin(), found[i].names.end());
   }
   const bool is_strict = options.damage.largest_missing_share <= 0;
   if (!refused.empty() && (is_strict || files.empty()))
@@ -88,8 +116,8 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
     channels.push_back({one.label(), one.name, one.member, false, 0});
     channel_names.push_back(one.name);
   }
-  std::unordered_map<std::string_view, std::vector<std::size_t>> by_name;
-  for (std::size_t i = 0; i < channels.size(); ++i) by_name[channels[i].name].push_back(i);
+  std::vector<std::vector<std::size_t>> wanted_by_number(name_of.size());
+  for (std::size_t i = 0; i < channels.size(); ++i) wanted_by_number[numbers.number_of(channels[i].name)].push_back(i);
   std::vector<datasets::timed_file> timed;
   for (const looked_into& one : found) {
     if (!one.look.problem.empty()) continue;
@@ -97,15 +125,12 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
     file.generation = one.look.generation;
     file.span = one.look.span;
     file.counts.assign(channels.size(), 0);
-    for (std::size_t i = 0; i < one.names.size(); ++i) {
-      const auto wanted_here = by_name.find(one.names[i]);
-      if (wanted_here == by_name.end()) continue;
-      for (const std::size_t channel : wanted_here->second) {
-        file.counts[channel] = one.counts[i];
-        channels[channel].entries += one.counts[i];
-        masks[channel] |= one.masks[i];
+    for (const looked_into::channel& here : one.channels)
+      for (const std::size_t channel : wanted_by_number[here.name]) {
+        file.counts[channel] = here.count;
+        channels[channel].entries += here.count;
+        masks[channel] |= here.event_mask;
       }
-    }
   }
   for (std::size_t i = 0; i < channels.size(); ++i) {
     channels[i].is_slow = masks[i] != 0 && (masks[i] & ~slow_events) == 0;

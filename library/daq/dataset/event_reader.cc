@@ -23,6 +23,7 @@ event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_opt
 }
 
 event_reader::~event_reader() {
+  ahead_.insert(ahead_.end(), aligning_.begin(), aligning_.end());
   for (const auto& one : ahead_) {
     std::unique_lock lock(one->mutex);
     one->is_cancelled = true;
@@ -91,6 +92,7 @@ std::optional<batch_plan> event_reader::next_plan() {
   if (!accounted_[segment_]) {
     for (std::size_t i = 0; i < state_->channels.size(); ++i) state_->account_left_out(ledger_, i, *part, i);
     accounted_[segment_] = true;
+    if (options_.order == event_order::forward) align_ahead(segment_ + 1);
   }
   const bool backward = options_.order == event_order::backward;
   const std::size_t channels = std::max<std::size_t>(state_->channels.size(), 1);
@@ -129,6 +131,19 @@ void event_reader::top_up() {
   }
 }
 
+/// So that the border between two files holds nobody up. What goes wrong here is told when the segment is used.
+void event_reader::align_ahead(std::size_t segment) {
+  std::erase_if(aligning_, [](const std::shared_ptr<task>& one) {
+    const std::lock_guard lock(one->mutex);
+    return one->state != progress::waiting;
+  });
+  if (segment >= state_->timeline.segments() || !state_->timeline.may_have_events(segment)) return;
+  auto ahead = std::make_shared<task>();
+  ahead->plan.segment = segment;
+  aligning_.push_back(ahead);
+  start(ahead);
+}
+
 // The state is alive as long as the reader, which waits for its tasks: a task must not own it, since the pool
 // belongs to it.
 void event_reader::start(const std::shared_ptr<task>& ahead) {
@@ -145,7 +160,10 @@ void event_reader::start(const std::shared_ptr<task>& ahead) {
     std::shared_ptr<event_batch> batch;
     std::exception_ptr failure;
     try {
-      batch = decode_batch(*state, ahead->plan);
+      if (ahead->plan.events.empty())
+        (*state)->timeline.get(ahead->plan.segment);
+      else
+        batch = decode_batch(*state, ahead->plan);
     } catch (...) {
       failure = std::current_exception();
     }

@@ -47,6 +47,7 @@ class event_reader {
   bool enter_segment();
   void top_up();
   void start(const std::shared_ptr<task>& ahead);
+  void align_ahead(std::size_t segment);
   bool next_batch();
   std::shared_ptr<event_batch> take_batch(task& ahead);
   std::shared_ptr<event_batch> decode_now(const batch_plan& plan);
@@ -70,6 +71,7 @@ class event_reader {
   std::size_t before_segment_ = 0;  ///< selected events before the segment
 
   std::deque<std::shared_ptr<task>> ahead_;
+  std::vector<std::shared_ptr<task>> aligning_;  ///< tasks without events: they align a segment ahead of use
   std::shared_ptr<event_batch> batch_;
   std::size_t place_ = 0;  ///< events of the batch that were handed out
   std::uint64_t done_bytes_ = 0;

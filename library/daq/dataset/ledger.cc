@@ -59,8 +59,11 @@ channel_ledger& read_ledger::of(const std::string& channel) {
 }
 
 void read_ledger::add(const read_ledger& other) {
-  for (const channel_ledger& from : other.channels) {
-    channel_ledger& to = of(from.channel);
+  for (std::size_t place = 0; place < other.channels.size(); ++place) {
+    const channel_ledger& from = other.channels[place];
+    // Accounts of one dataset have its channels in one order: a search for each would be quadratic.
+    const bool is_in_place = place < channels.size() && channels[place].channel == from.channel;
+    channel_ledger& to = is_in_place ? channels[place] : of(from.channel);
     to.expected += from.expected;
     to.delivered += from.delivered;
     for (std::size_t i = 0; i < missing_cause_count; ++i) to.missing[i] += from.missing[i];

@@ -9,6 +9,36 @@ using datasets::entry;
 using datasets::found_block;
 using datasets::segment;
 
+// As many at a time as the threads, unless memory is so short that they would wait for one another.
+void visit_segments(dataset_state& state,
+                    const std::function<void(std::size_t, const std::shared_ptr<const segment>&)>& visit) {
+  datasets::timeline& line = state.timeline;
+  std::vector<std::size_t> wave;
+  std::size_t memory = 0;
+  const auto flush = [&] {
+    std::vector<std::shared_ptr<const segment>> parts(wave.size());
+    const auto align = [&](std::size_t i) {
+      state.check_stop();
+      parts[i] = line.get(wave[i]);
+    };
+    if (wave.size() == 1)
+      align(0);
+    else
+      state.pool.run(wave.size(), state.pool.size(), align);
+    for (std::size_t i = 0; i < wave.size(); ++i) visit(wave[i], parts[i]);
+    wave.clear();
+    memory = 0;
+  };
+  for (std::size_t i = 0; i < line.segments(); ++i) {
+    if (!line.may_have_events(i)) continue;
+    const std::size_t needed = line.bytes_to_align(i);
+    if (!wave.empty() && (wave.size() >= state.pool.size() || memory + needed > state.memory.limit() / 4)) flush();
+    wave.push_back(i);
+    memory += needed;
+  }
+  if (!wave.empty()) flush();
+}
+
 std::size_t count_events(dataset_state& state) {
   datasets::timeline& line = state.timeline;
   state.pool.run(line.segments(), state.pool.size(), [&](std::size_t i) {
@@ -39,13 +69,8 @@ class planner {
   read_plan make() {
     plan_.files = state_.files.size();
     for (const dataset_channel& channel : state_.channels) plan_.channels.emplace_back().channel = channel.label;
-    datasets::timeline& line = state_.timeline;
     std::size_t ordinal = 0;
-    for (std::size_t i = 0; i < line.segments(); ++i) {
-      if (!line.may_have_events(i)) continue;
-      state_.check_stop();
-      add(*line.get(i), ordinal);
-    }
+    visit_segments(state_, [&](std::size_t, const auto& part) { add(*part, ordinal); });
     finish();
     return plan_;
   }

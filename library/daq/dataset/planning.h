@@ -2,9 +2,16 @@
 #ifndef RAVO_DATASET_PLANNING_H
 #define RAVO_DATASET_PLANNING_H
 
+#include <functional>
+#include <memory>
+
 #include "dataset_state.h"
 
 namespace ravo {
+
+/// Visits the segments that may have events, in order; a few of them are aligned ahead by all threads.
+void visit_segments(dataset_state& state,
+                    const std::function<void(std::size_t, const std::shared_ptr<const datasets::segment>&)>& visit);
 
 /// The events of the selection, whatever the step. Aligns the segments that were not yet, with all threads.
 std::size_t count_events(dataset_state& state);

@@ -144,14 +144,18 @@ std::shared_ptr<const segment> timeline::build(std::size_t index) {
   return built;
 }
 
+// The entries twice while they are merged, and the table that they come from.
+std::size_t timeline::bytes_to_align(std::size_t index) const {
+  std::size_t entries = 0;
+  for (const std::uint32_t file : slots_[index].files)
+    entries += std::accumulate(files_[file].counts.begin(), files_[file].counts.end(), std::size_t{0});
+  return entries * (2 * sizeof(entry) + 48) + 4096;
+}
+
 std::shared_ptr<const segment> timeline::load(std::size_t index) {
   const slot& one = slots_[index];
-  std::size_t entries = 0;
-  for (const std::uint32_t file : one.files)
-    entries += std::accumulate(files_[file].counts.begin(), files_[file].counts.end(), std::size_t{0});
   auto part = std::make_shared<segment>();
-  // The entries twice while they are merged, and the table that they come from.
-  take_memory(entries * (2 * sizeof(entry) + 48) + 4096, part->memory);
+  take_memory(bytes_to_align(index), part->memory);
   part->files = one.files;
   part->file_failed.assign(one.files.size(), false);
   part->channels.resize(names_.size());

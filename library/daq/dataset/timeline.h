@@ -47,6 +47,8 @@ class timeline {
   std::shared_ptr<const segment> get(std::size_t index);
   /// Whether a segment's files reach into the limits of time: others have no selected events.
   bool may_have_events(std::size_t index) const;
+  /// The memory that aligning a segment takes, at most.
+  std::size_t bytes_to_align(std::size_t index) const;
   /// The number of selected events of a segment, whatever the step.
   std::size_t selected_in(std::size_t index);
   /// The selected events before a segment.

@@ -38,7 +38,7 @@ struct damage_policy {
 /// How far a reading has come.
 struct read_progress {
   std::uint64_t done_bytes = 0;  ///< stored bytes read and decoded
-  std::uint64_t total_bytes = 0;
+  std::uint64_t total_bytes = 0;  ///< 0: not known, as of events
 };
 
 struct dataset_options {
