@@ -261,8 +261,6 @@ int ravo_daq_getdata::SetProp(const char* name) {
   if (!can_select("ravo_daq_getdata::SetProp: Status= ")) return -10;
   if (!name) return -11;
   const int update_type = data_2010 ? RAVO_UPD_BLOCK_2010 : RAVO_UPD_BLOCK;
-  const std::size_t head =
-      data_2010 ? sizeof(ravo_serv_block_subhead_2010) : sizeof(ravo_serv_block_subhead);
   const std::size_t name_room =
       data_2010 ? sizeof(ravo_serv_block_subhead_2010::chname) : sizeof(ravo_serv_block_subhead::chname);
   const std::size_t property_room =
@@ -272,6 +270,9 @@ int ravo_daq_getdata::SetProp(const char* name) {
     if (!entry || !entry->sbchdata[0].chhd) continue;
     const ravo_event_chan_ptr_long_entry& at = entry->sbchdata[0];
     const std::size_t length = ravo::readable_length(*entry, data_2010);
+    // The entry's own subheader counts: its generation need not be that of the selection.
+    const std::size_t head = ravo::has_current_block(*entry, data_2010) ? sizeof(ravo_serv_block_subhead_2010)
+                                                                        : sizeof(ravo_serv_block_subhead);
     const bool found =
         ravo::type_in_layout(*entry, data_2010) == update_type
             ? at.data && length > head &&

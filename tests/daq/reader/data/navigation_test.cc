@@ -571,5 +571,19 @@ TEST(MixedEvent, IsReadByEachHeadersGeneration) {
   EXPECT_NE(cursor.GetServBlockHead_2010(), nullptr);
 }
 
+// The byte of its name that older blocks have their type in makes a current block an update to an older
+// selection.
+TEST(MixedEvent, HasNoPropertyNameThatEndsBehindItsBlock) {
+  handmade_event event;
+  event.add<older_event>("OLD", RAVO_BLOCK_IMAGE, plain_frame(1, 1, 1, "a"), RAVO_EV_IMAGE);
+  event.add<current_event>(std::string(32, 'N') + '\1', RAVO_BLOCK_2CHAN_2010, std::string("PROP\0", 5));
+  ravo_daq_getdata cursor;
+  ASSERT_EQ(cursor.SetRes(event.result()), 2);
+  EXPECT_EQ(cursor.SetProp("PROP"), 3);
+  ASSERT_EQ(cursor.SetProp("OLD"), 4);
+  event.block<current_event>(1).ldata -= 1;
+  EXPECT_EQ(cursor.SetProp("PROP"), -11);
+}
+
 }  // namespace
 }  // namespace ravo::test
