@@ -271,8 +271,9 @@ int ravo_daq_getdata::SetProp(const char* name) {
     const ravo_event_chan_ptr_long_entry& at = entry->sbchdata[0];
     const std::size_t length = ravo::readable_length(*entry, data_2010);
     // The entry's own subheader counts: its generation need not be that of the selection.
-    const std::size_t head = ravo::has_current_block(*entry, data_2010) ? sizeof(ravo_serv_block_subhead_2010)
-                                                                        : sizeof(ravo_serv_block_subhead);
+    const std::size_t head = ravo::has_current_block(*entry, data_2010)
+                                 ? sizeof(ravo_serv_block_subhead_2010)
+                                 : sizeof(ravo_serv_block_subhead);
     const bool found =
         ravo::type_in_layout(*entry, data_2010) == update_type
             ? at.data && length > head &&
