@@ -16,9 +16,14 @@ struct clean_run {
   simulator::simulation_result made;
 };
 
+// Each is made when it is needed first: a test is a process, and needs one of them mostly.
 const clean_run& clean(ravo_file_generation generation) {
-  static const clean_run current(ravo_file_generation::current), older(ravo_file_generation::older);
-  return generation == ravo_file_generation::current ? current : older;
+  if (generation == ravo_file_generation::current) {
+    static const clean_run current(ravo_file_generation::current);
+    return current;
+  }
+  static const clean_run older(ravo_file_generation::older);
+  return older;
 }
 
 std::string name_of(const std::string& path) {
