@@ -39,7 +39,8 @@ int main(int argc, char** argv) {
 
   std::vector<ravo_channel_entry_long*> entries;
   int status;
-  while ((status = reader.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT)) == 0) print(&entries);
+  while ((status = reader.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT)) == 0)
+    if (!print(&entries)) return 1;
   if (status != RAVO_DAQ_READER_OUT_OF_WINDOW)  // which is the end of the data
     return std::fprintf(stderr, "reading stopped: %s\n", reader.error_i2a(status)), 1;
 }

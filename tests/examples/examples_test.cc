@@ -20,6 +20,7 @@ namespace {
 using namespace ravo::test;
 using nlohmann::json;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 
 constexpr const char* end_of_older_data = "ravo_daq_data::GetData: data are not read\n";
 
@@ -160,6 +161,13 @@ TEST_P(Examples, RefuseAFastChannelAsASlowOne) {
   const process_result result = run_process(command("follow_slow_value", "LINAC/BPM/001"));
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.err, "not a slow channel\n");
+}
+
+TEST_P(Examples, RefuseToPrintASlowChannelsValues) {
+  const process_result result = run_process(command("print_channel", "LINAC/MAGNET/001"));
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err, MatchesRegex("event [0-9]+ has no values in member 0\n"));
 }
 
 // Of a PGM file: what stands before the pixels, and these.
