@@ -2,6 +2,7 @@
 // catalogue files named on standard output, and nothing thrown.
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <limits>
 #include <memory>
 
@@ -54,6 +55,15 @@ int hand_over(search_result result, std::vector<ravo_root_xml_files*>& found) {
   return 0;
 }
 
+// What two streams answer, by the time of each run's first file.
+void append(search_result& all, search_result more) {
+  const auto middle = static_cast<std::ptrdiff_t>(all.runs.size());
+  std::move(more.runs.begin(), more.runs.end(), std::back_inserter(all.runs));
+  std::move(more.damaged.begin(), more.damaged.end(), std::back_inserter(all.damaged));
+  std::inplace_merge(all.runs.begin(), all.runs.begin() + middle, all.runs.end(),
+                     [](const found_run& a, const found_run& b) { return earlier(a.start, b.start); });
+}
+
 wanted_files wanted(int only_closed) { return only_closed ? wanted_files::complete : wanted_files::all; }
 
 }  // namespace
@@ -75,10 +85,18 @@ int get_files_for_runs(const std::vector<int*>* runs, std::vector<ravo_root_xml_
 int get_files_for_period(unsigned start, unsigned stop, std::vector<ravo_root_xml_files*>* found,
                          const char* experiment, const char* stream, const char* catalogue_directory,
                          int only_closed) try {
-  if (!usable(found, experiment, stream, catalogue_directory)) return RAVO_TABLE_INVALID_ARGUMENT;
+  const bool any_stream = stream && !*stream;
+  if (!usable(found, experiment, any_stream ? "any" : stream, catalogue_directory))
+    return RAVO_TABLE_INVALID_ARGUMENT;
   if (stop == 0) stop = std::numeric_limits<unsigned>::max();
-  stream_catalogue catalogue(catalogue_directory, experiment, stream);
-  return hand_over(find_period(catalogue, start, stop, wanted(only_closed)), *found);
+  std::vector<std::string> streams{stream};
+  if (any_stream) streams = folders_in(join(catalogue_directory, experiment));
+  search_result all;
+  for (const std::string& one : streams) {
+    stream_catalogue catalogue(catalogue_directory, experiment, one);
+    append(all, find_period(catalogue, start, stop, wanted(only_closed)));
+  }
+  return hand_over(std::move(all), *found);
 } catch (...) {
   return RAVO_TABLE_NO_MEMORY;
 }

@@ -14,9 +14,10 @@ struct ravo_root_xml_files {
   std::string* xmlfile = nullptr;    ///< the catalogue file that lists them
 };
 
-// All look-ups: an experiment or stream that is empty, begins with "." or holds "/" is refused. A catalogue
-// file that is damaged is named on standard output and counts as not there. A raw file without events is in
-// no answer. Nothing is thrown. A catalogue may be written while it is asked.
+// All look-ups: an experiment or stream that is empty (but see get_files_for_period), begins with "." or
+// holds "/" is refused. A catalogue file that is damaged is named on standard output and counts as not
+// there. A raw file without events is in no answer. Nothing is thrown. A catalogue may be written while it
+// is asked.
 
 /// The raw files of the runs, appended to `found`: one record a run, in the order of the list. 0 and a
 /// longer list: found. Non-zero: the catalogue has no answer, and the list is as it was. `only_closed`
@@ -26,7 +27,8 @@ int get_files_for_runs(const std::vector<int*>* runs, std::vector<ravo_root_xml_
                        int only_closed);
 
 /// The raw files whose time from first to last event meets `start` to `stop`, both seconds since the Unix
-/// epoch and inclusive; a stop of 0 is no end. One record a run, by time. As get_files_for_runs.
+/// epoch and inclusive; a stop of 0 is no end. One record a run, by time. An empty stream, here only, is
+/// every stream of the experiment. As get_files_for_runs.
 int get_files_for_period(unsigned start, unsigned stop, std::vector<ravo_root_xml_files*>* found,
                          const char* experiment, const char* stream, const char* catalogue_directory,
                          int only_closed);
