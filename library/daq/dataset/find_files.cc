@@ -47,6 +47,33 @@ std::vector<std::string> ask(const ravo_daq_request& request) {
   return files;
 }
 
+/// The files of a period by the times in their names: a file reaches from its own time to that of later ones, so
+/// that some before the period are taken too, of which their event index then tells whether they reach into it.
+/// The readers' requests want a file that begins in the period; this is for periods shorter than a file.
+std::vector<std::string> find_by_names(const selection& wanted) {
+  constexpr std::size_t taken_before = 16;
+  const std::string prefix = wanted.experiment + "_" + wanted.stream + "_";
+  std::vector<std::pair<std::uint32_t, std::string>> timed;
+  for (std::size_t at = 0; at < wanted.data.size();) {
+    const std::size_t end = std::min(wanted.data.find(':', at), wanted.data.size());
+    std::error_code problem;
+    for (const fs::directory_entry& found : fs::directory_iterator(wanted.data.substr(at, end - at), problem)) {
+      const std::string name = found.path().filename().string();
+      time_stamp time{};
+      if (!name.starts_with(prefix) || found.path().extension() != ".raw") continue;
+      if (get_time_from_file_name(name.c_str(), &time) != 0 || (wanted.to && time.timeup > wanted.to->timeup)) continue;
+      timed.emplace_back(time.timeup, found.path().string());
+    }
+    at = end + 1;
+  }
+  std::sort(timed.begin(), timed.end());
+  const auto begin = std::lower_bound(timed.begin(), timed.end(), std::pair(wanted.from->timeup, std::string()));
+  const auto before = std::min<std::ptrdiff_t>(taken_before, begin - timed.begin());
+  std::vector<std::string> files;
+  for (auto one = begin - before; one != timed.end(); ++one) files.push_back(one->second);
+  return files;
+}
+
 std::vector<std::string> find_requested(const selection& wanted) {
   ravo_daq_request request{};
   if (wanted.runs) {
@@ -66,6 +93,7 @@ std::vector<std::string> find_requested(const selection& wanted) {
   std::vector<std::string> files = ask<ravo_daq_reader_2010>(request);
   // The reader of the current generation refuses older files, and so does the other way round.
   if (files.empty()) files = ask<ravo_daq_reader>(request);
+  if (files.empty() && !wanted.runs) files = find_by_names(wanted);
   if (files.empty())
     throw selection_error("No raw files are found for \"" + wanted.to_text() + "\"; look at catalog= and data=");
   return files;

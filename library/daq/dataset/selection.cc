@@ -91,6 +91,7 @@ void read_events(const selection_word& word, selection& to) {
 
 void read_join(const selection_word& word, selection& to) {
   const std::string& text = one(word);
+  to.join_channel.clear();  // of an earlier "join" that this one takes the place of
   if (text == "any") {
     to.join = join_policy::any;
   } else if (text == "all") {

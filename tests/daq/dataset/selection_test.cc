@@ -54,6 +54,11 @@ TEST(SelectionText, MayRepeatFilesAndChannels) {
   EXPECT_THAT(selection::parse("chan=A chan=B,C").channels, ElementsAre("A", "B", "C"));
 }
 
+TEST(SelectionText, TakesTheLastOfSeveralJoins) {
+  EXPECT_EQ(selection::parse("join=with:BPM1 join=all"), selection::parse("join=all"));
+  EXPECT_EQ(selection::parse("join=all join=with:BPM1").join_channel, "BPM1");
+}
+
 TEST(SelectionText, ComesBackAsItWasForThousandsOfSelections) {
   std::mt19937 random(3);
   const auto below = [&](unsigned n) { return static_cast<unsigned>(random() % n); };
