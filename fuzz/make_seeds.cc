@@ -237,6 +237,23 @@ void add_searches(seed_folder& seeds) {
       }
 }
 
+void add_selections(seed_folder& seeds) {
+  for (const char* text :
+       {"linac/main run=1207-1210 chan=BPM*,CAM/1:0 from=2025-03-01T08:00:00.25Z to=1740816000 step=10",
+        "file=/data/a.raw,\"/data/b c.raw\" chan=~LINAC/.* synch=time tolerance=50ms join=with:LINAC/BPM "
+        "slow=hold max_age=2h",
+        "catalog=/cat data=/a:/b event=5- join=all slow=nearest", "event=-7", ""})
+    seeds.add("selection", text);
+  for (const char generation : {'\0', '\1'})
+    for (int i = 0; i < 18; ++i) {
+      const std::string wish{generation, static_cast<char>(i), static_cast<char>(i % 5 * 0x15)};
+      seeds.add("dataset", wish);
+      for (int kind : {0, 7, 14, 18, 21})
+        seeds.add("dataset", wish + static_cast<char>(kind) + half(static_cast<std::size_t>(i) * 5) + '\1' +
+                                 word(0x7fffffff));
+    }
+}
+
 void add_all(const std::string& folder) {
   seed_folder seeds(folder);
   add_generation(ravo_file_generation::current, seeds);
@@ -248,6 +265,7 @@ void add_all(const std::string& folder) {
   add_texts(seeds);
   add_requests(seeds);
   add_searches(seeds);
+  add_selections(seeds);
 }
 
 }  // namespace

@@ -1,0 +1,119 @@
+// The dataset layer over a small set of simulated files that the input damages: events forward and
+// backward, single events, columns and the digest. Whatever is delivered is read to its end, and the
+// accounts balance.
+#include "ravo_dataset.h"
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "damaged_set.h"
+#include "expect.h"
+#include "input.h"
+#include "quiet.h"
+
+namespace ravo::fuzz {
+namespace {
+
+constexpr std::size_t most_edits = 12;
+constexpr std::size_t most_memory = std::size_t{64} << 20;
+constexpr std::uint32_t first_number = 1'000'000;  // of the simulated events
+
+selection make_selection(input& from, const damaged_set& set) {
+  const std::uint8_t kind = from.byte(), limits = from.byte();
+  selection wanted;
+  wanted.files = set.files();
+  wanted.synch = static_cast<synch_mode>(kind & 1);
+  wanted.join = (kind >> 1 & 3) == 1 ? join_policy::all : join_policy::any;
+  wanted.slow = static_cast<slow_policy>((kind >> 3) % 3);
+  wanted.step = 1 + (limits & 3);
+  if ((limits & 4) != 0) wanted.first_event = first_number + (limits >> 4);
+  if ((limits & 8) != 0) wanted.last_event = first_number + (limits >> 4);
+  return wanted;
+}
+
+void look_at(const value& seen) {
+  touch(seen.bytes().data(), seen.bytes().size());
+  const spectrum_view spectrum = seen.spectrum();
+  touch(spectrum.values.data(), spectrum.values.size_bytes());
+  touch(spectrum.means.data(), spectrum.means.size_bytes());
+  touch(spectrum.statistics.data(), spectrum.statistics.size_bytes());
+  for (std::size_t member = 0; member <= std::min<std::size_t>(spectrum.members, 16); ++member)
+    touch(spectrum.member(member).data(), spectrum.member(member).size_bytes());
+  const image_view image = seen.image();
+  touch(image.pixels.data(), image.pixels.size());
+  if (image.is_complete() && image.width > 0 && image.height > 0)
+    static_cast<void>(image.pixel(image.width - 1, image.height - 1));
+  touch(seen.name_values().records.data(), seen.name_values().records.size_bytes());
+  touch(seen.name_values().comment.data(), seen.name_values().comment.size());
+  touch(seen.update().property.data(), seen.update().property.size());
+  touch(seen.text().data(), seen.text().size());
+  static_cast<void>(seen.number());
+}
+
+void look_at(const event& seen) {
+  for (std::size_t channel = 0; channel < seen.channels(); ++channel) look_at(seen[channel]);
+}
+
+void read_events(const dataset& data, event_order order) {
+  const std::size_t size = data.size();
+  std::size_t events = 0;
+  event_range range = data.events({.order = order});
+  for (const event& seen : range) {
+    look_at(seen);
+    expect(++events <= size, "there are as many events as the dataset says");
+  }
+  expect(events == size, "all events of the dataset come");
+  expect(range.ledger().is_balanced(), "the account of events balances");
+}
+
+void read_columns(const dataset& data) {
+  for (const dataset_channel& channel : data.channels()) {
+    static_cast<void>(data.layout(channel.label));
+    for (const column_rows rows : {column_rows::recorded, column_rows::events}) {
+      const column_data column = data.column(channel.label, {.rows = rows});
+      touch(column.bytes().data(), column.bytes().size());
+      expect(column.status.size() == column.size() && column.times.size() == column.size(),
+             "every row of a column has a status and a time");
+      expect(column.ledger.is_balanced(), "the account of a column balances");
+      if (column.is_ragged()) expect(column.offsets.size() == column.size() + 1, "every row has its place");
+    }
+  }
+}
+
+void use(const selection& wanted) {
+  dataset_options options;
+  options.threads = 2;
+  options.memory_limit = most_memory;
+  const dataset data = dataset::open(wanted, options);
+  static_cast<void>(data.plan().to_text());
+  read_events(data, event_order::forward);
+  read_events(data, event_order::backward);
+  if (const auto found = data.at(first_number + 2)) look_at(*found);
+  read_columns(data);
+  static_cast<void>(data.digest());
+  expect(data.ledger().is_balanced(), "the account of all readings balances");
+  expect(data.peak_memory() <= most_memory, "the memory limit holds");
+  static_cast<void>(data.ledger().to_text());
+}
+
+}  // namespace
+}  // namespace ravo::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace ravo::fuzz;
+  be_quiet();
+  static damaged_set current(ravo_file_generation::current), older(ravo_file_generation::older);
+  input from(data, size);
+  damaged_set& set = from.flag() ? current : older;
+  const ravo::selection wanted = make_selection(from, set);
+  set.restore();
+  for (std::size_t i = 0; i < most_edits && !from.empty(); ++i) set.damage(from);
+  set.write();
+  try {
+    use(wanted);
+  } catch (const ravo::dataset_error& refused) {
+    expect(*refused.what() != '\0', "what is refused has a reason");
+  }
+  return 0;
+}
