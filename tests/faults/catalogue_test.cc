@@ -60,7 +60,7 @@ class CatalogueBuilder : public testing::Test {
     build(folder);
     return counting.calls();
   }
-  void kill_and_finish(unsigned kinds, long which, mishap how, int threads) const {
+  void kill_and_finish(unsigned kinds, long which, mishap how, int threads) {
     const std::string when = std::to_string(which) + " with " + std::to_string(threads) + " threads";
     const temporary_folder folder;
     const ending end = in_child([&] {
@@ -68,12 +68,14 @@ class CatalogueBuilder : public testing::Test {
       build(folder, threads);
     });
     ASSERT_TRUE(end.signal == SIGKILL || threads > 1) << when;
+    if (end.signal == SIGKILL) RecordProperty("killed", std::to_string(++killed));
     expect_whole_runs_only(folder, when);
     const auto rerun = build(folder);
     EXPECT_TRUE(rerun.problems.empty()) << when << " " << rerun.problems.front().text;
     EXPECT_EQ(content_of(folder), whole) << when;
   }
 
+  int killed = 0;
   const small_run<current_generation> of;
   temporary_folder raw;
   std::map<int, std::string> whole;

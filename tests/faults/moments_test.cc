@@ -75,7 +75,8 @@ TYPED_TEST(EveryMoment, ASlicerEndsWhileItsThreadsRun) {
   for (long moment = 0; moment < most_moments; moment += stride)
     this->template end_at<slicer>(moment, moment % 2 == 0 ? ending_by::clean_up : ending_by::destruction,
                                        static_cast<unsigned>(moment % 4), start);
-  EXPECT_GE(this->held_moments, 5);
+  EXPECT_GE(this->held_moments, 1);
+  testing::Test::RecordProperty("held_moments", std::to_string(this->held_moments));
   EXPECT_EQ(this->wrong, 0u);
   before.expect_same("after all");
 }
@@ -90,7 +91,8 @@ TYPED_TEST(EveryMoment, AReaderEndsWhileItsThreadsRun) {
   for (long moment = 1; moment < most_moments; moment += stride)
     this->template end_at<reader>(moment, moment % 2 == 0 ? ending_by::clean_up : ending_by::destruction,
                                        static_cast<unsigned>(moment % 3), start);
-  EXPECT_GE(this->held_moments, 5);
+  EXPECT_GE(this->held_moments, 1);
+  testing::Test::RecordProperty("held_moments", std::to_string(this->held_moments));
   EXPECT_EQ(this->wrong, 0u);
   before.expect_same("after all");
 }

@@ -37,6 +37,7 @@ class WriterAtEveryCall : public testing::Test {
       run.write_undisturbed(folder);
     });
     ASSERT_EQ(end.signal, SIGKILL) << when;
+    testing::Test::RecordProperty("killed", std::to_string(++killed));
     std::size_t hidden = 0;
     const auto left = visible_files(folder, &hidden);
     for (const auto& [name, bytes] : left) ASSERT_TRUE(bytes == whole[name]) << when << " " << name;
@@ -46,6 +47,7 @@ class WriterAtEveryCall : public testing::Test {
     ASSERT_TRUE(visible_files(folder) == whole) << when;
   }
 
+  int killed = 0;
   const run_to_write<generation> run;
   const temporary_folder undisturbed;
   std::map<std::string, std::vector<unsigned char>> whole;
