@@ -78,6 +78,13 @@ TEST_F(ShowRefusal, RefusesAnEventThatIsNone) {
   EXPECT_THAT(result.err, testing::StartsWith("ravo: --event: 'tomorrowish'"));
 }
 
+TEST_F(ShowRefusal, RefusesATimeZoneThatThereIsNotWhateverTheEvent) {
+  for (const char* event : {"first", "1000003", "2025-03-01T08:00:01"})
+    refused({file, "-n", event, "--tz", "Mars"}, 2,
+            "--tz: 'Mars' is no time zone that this machine knows; write +01:00 or a name such as "
+            "Europe/Berlin");
+}
+
 TEST_F(ShowRefusal, RefusesWhatIsNoRawFile) {
   const std::string text = "not a raw file at all, but long enough to be looked into\n";
   const std::string path =

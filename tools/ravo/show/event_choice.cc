@@ -184,11 +184,12 @@ class chooser {
 }  // namespace
 
 wanted_event wanted_event_of(const std::string& text, const std::string& zone) {
+  const time_zone clocks = zone_option(zone);  // a wrong one is refused also where no time is asked for
   if (text == "first") return place_of_event::first;
   if (text == "last") return place_of_event::last;
   const bool is_number =
       !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-  if (!is_number) return time_option("--event", text, {current_time(), zone_option(zone), {}});
+  if (!is_number) return time_option("--event", text, {current_time(), clocks, {}});
   std::uint32_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc() || end != text.data() + text.size())
