@@ -24,6 +24,8 @@ inline const char* text_of(decode_outcome outcome) {
       return "it can";
     case decode_outcome::outside:
       return "it does not lie where the tables say";
+    case decode_outcome::misdirected:
+      return "the tables lead to another channel's block or to no event";
     case decode_outcome::unknown_unzipper:
       return "it is compressed in an unknown way";
     case decode_outcome::unzip_failed:

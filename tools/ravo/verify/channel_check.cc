@@ -314,6 +314,8 @@ class channel_checker {
         return true;
       case decode_outcome::outside:
         return wrong(finding_kind::block_length, head.offset, "it is too short");
+      case decode_outcome::misdirected:
+        return false;  // its event header, which was told of when the headers were read
       case decode_outcome::unknown_unzipper:
         return wrong(finding_kind::block_zip_header, head.offset, "no known compression");
       case decode_outcome::length_mismatch:

@@ -50,13 +50,20 @@ class block_decoder {
     result_.event_header = allocate_block<ravo_eventheader>(sizeof(ravo_eventheader));
     if (!result_.event_header) return decode_outcome::no_event_header_memory;
     copy_header(*from, result_.event_header.get(), 0, 0);
-    return decode_outcome::decoded;
+    return is_event_header(*result_.event_header) ? decode_outcome::decoded : decode_outcome::misdirected;
   }
 
+  // Who gets the header tells the generation by its marker. The number is what entries have that no event fills.
+  static bool is_event_header(const ravo_eventheader& header) {
+    return header.pattern == G::event_header_pattern && header.event_number != RAVO_EVENT_NUMBER_UNDECODED;
+  }
+
+  // Heads bear no marker: where one begins is all that is known.
   decode_outcome copy_server_block() {
     using head = typename G::server_block_head;
-    const auto from = source_.server_blocks.at(where_.sbhd, sizeof(head));
-    if (!from) return decode_outcome::outside;
+    if (!source_.server_blocks.at(where_.sbhd, sizeof(head))) return decode_outcome::outside;
+    const auto from = source_.server_blocks.record_at(where_.sbhd, sizeof(head));
+    if (!from) return decode_outcome::misdirected;
     result_.server_block = allocate_block<head>(sizeof(head));
     if (!result_.server_block) return decode_outcome::no_server_block_memory;
     copy_header(*from, result_.server_block.get(), offsetof(head, server), sizeof(head::server));
@@ -70,7 +77,7 @@ class block_decoder {
     head_ = allocate_block<subhead>(head_size);
     if (!head_) return decode_outcome::no_subheader_memory;
     *head_ = *from;
-    return decode_outcome::decoded;
+    return is_block_of<G>(*head_, channel_) ? decode_outcome::decoded : decode_outcome::misdirected;
   }
 
   /// A block for `length` bytes of data, with the subheader in front.

@@ -27,6 +27,12 @@ class file_part {
     if (offset < first_offset_) return std::nullopt;
     return bytes_.sub(offset - first_offset_, length);
   }
+  /// The record at a file offset, in a part that is nothing but records of this length; nothing also when none
+  /// begins there.
+  std::optional<byte_view> record_at(unsigned long offset, std::size_t length) const {
+    if (offset < first_offset_ || (offset - first_offset_) % length != 0) return std::nullopt;
+    return bytes_.sub(offset - first_offset_, length);
+  }
   bool empty() const { return bytes_.data() == nullptr; }
 
  private:
@@ -38,6 +44,7 @@ class file_part {
 enum class decode_outcome {
   decoded,
   outside,                   ///< an offset of the entry lies outside its basket
+  misdirected,               ///< an offset leads to what is no event header, or to the block of another channel
   no_event_header_memory,
   no_server_block_memory,
   no_subheader_memory,
@@ -84,6 +91,11 @@ struct decoded_payload {
 /// The subheader at a file offset, in host order; nothing when it does not lie in the part.
 template <class G>
 std::optional<typename G::subhead> read_subheader(const file_part& channel, unsigned long offset);
+
+/// Whether a block bears the name of the channel for whose it is taken. Of a name that is longer than the room in
+/// a block, as much as there is room for.
+template <class G>
+bool is_block_of(const typename G::subhead& head, const char* channel);
 
 /// Finds the data of the block whose subheader lies at `subheader`; `data` is where updates and readings are
 /// said to be. `decoded`: found, `payload` says where and how. Data that end outside the part are told by

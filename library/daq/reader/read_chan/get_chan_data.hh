@@ -84,13 +84,11 @@ inline time_stamp step_back(time_stamp time, const time_stamp& step) {
   return {time.timeup - step.timeup, time.timelow - step.timelow};
 }
 
+// A file may hold any number of microseconds: a sum that wrapped would step back, and never come to an end.
 inline time_stamp step_forward(const time_stamp& time, const time_stamp& step) {
-  time_stamp sum{time.timeup + step.timeup, time.timelow + step.timelow};
-  if (sum.timelow > 999999) {
-    sum.timelow -= 1000000;
-    sum.timeup += 1;
-  }
-  return sum;
+  constexpr std::uint64_t second = 1000000;
+  const std::uint64_t low = std::uint64_t{time.timelow} + step.timelow;
+  return {static_cast<std::uint32_t>(time.timeup + step.timeup + low / second), static_cast<std::uint32_t>(low % second)};
 }
 
 /// Whether a lies before b by more than the tolerance.

@@ -77,6 +77,9 @@ class unzip_worker {
         report_unzip_failure(result.unzipped);
         std::printf("Failed to uncompress PID %lu!!!\n", id_);
         return true;
+      case decode_outcome::misdirected:
+        std::printf("%s entry %d leads to another channel's block or to no event\n", reader_.chan, index);
+        return true;
       case decode_outcome::unzipped_not_convertible:
         return store_without_data(index, result);
       default:
@@ -152,6 +155,7 @@ class unzip_worker {
                     static_cast<int>(result.unzipped.produced), id_);
         return;
       case decode_outcome::decoded:
+      case decode_outcome::misdirected:
       case decode_outcome::unzip_failed:
       case decode_outcome::unzipped_not_convertible:
         return;

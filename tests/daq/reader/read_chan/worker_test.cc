@@ -119,14 +119,10 @@ TYPED_TEST(UnzipWorker, EndsTextsThatHaveNoEnd) {
       {this->scalar(0, 1)}, -1, 1, [](typename TestFixture::file_type& file, bytes& content) {
         for (std::size_t i = 0; i < TypeParam::server_name; i += 4)
           content.set_u32(file.at["servers"] + 8 + 16 + i, 0x41414141);
-        for (std::size_t i = 0; i < TypeParam::block_name; i += 4)
-          content.set_u32(file.at["CHAN"] + 8 + i, 0x42424242);
       });
   const auto* server =
       reinterpret_cast<const typename TestFixture::server_type*>(result.entry().sbchdata[0].sbhd);
   EXPECT_EQ(strnlen(server->server, TypeParam::server_name), TypeParam::server_name - 1);
-  EXPECT_EQ(strnlen(this->block_of(result.entry())->chname, TypeParam::block_name),
-            TypeParam::block_name - 1);
 }
 
 // ---- compressed blocks ----
@@ -416,6 +412,64 @@ TYPED_TEST(UnzipWorker, EndsAtAnEntryThatPointsOutsideItsBaskets) {
       EXPECT_TRUE(result.is_there(0));
       EXPECT_FALSE(result.is_there(1));
     }
+}
+
+TYPED_TEST(UnzipWorker, PassesOverAnEntryThatLeadsToSomethingElse) {
+  using handmade = typename TestFixture::file_type;
+  std::size_t row_of_second = 0;
+  const auto row = [](handmade& file) { return file.at["pointers"] + 12 + 16; };
+  const std::function<void(handmade&, bytes&)> spoils[] = {
+      // Into the middle of an event header, and of a server block's head.
+      [&](handmade& file, bytes& content) { content.set_u32(row(file), content.word(row(file)) - 4); },
+      [&](handmade& file, bytes& content) { content.set_u32(row(file) + 4, content.word(row(file) + 4) - 4); },
+      // An event header of the other generation, and one with the number that no event has.
+      [](handmade& file, bytes& content) {
+        content.set_u32(file.at["events"] + 8 + 36, content.word(file.at["events"] + 8 + 36) ^ 0xc1du);
+      },
+      [](handmade& file, bytes& content) { content.set_u32(file.at["events"] + 8 + 36 + 8, 0xffffffff); },
+      // A block of another channel, and one whose name has no end.
+      [&](handmade&, bytes& content) { content.set_u32(content.word(row_of_second + 8), 0x43484152); },
+      [&](handmade&, bytes& content) {
+        for (std::size_t i = 0; i < TypeParam::block_name; i += 4)
+          content.set_u32(content.word(row_of_second + 8) + i, 0x4348414e);
+      },
+  };
+  for (const auto& spoil : spoils) {
+    const typename TestFixture::decoded result(
+        {this->scalar(0, 0), this->scalar(0, 1), this->scalar(0, 2)}, -1, 1,
+        [&](handmade& file, bytes& content) {
+          row_of_second = row(file);
+          spoil(file, content);
+        });
+    EXPECT_EQ(result.text, "CHAN entry 1 leads to another channel's block or to no event\n");
+    EXPECT_TRUE(result.is_there(0));
+    EXPECT_FALSE(result.is_there(1));
+    EXPECT_TRUE(result.is_there(2));
+  }
+}
+
+TYPED_TEST(UnzipWorker, TakesNoBytesBehindABlockForAReading) {
+  // A plain block whose type was changed: its reading would reach into the block behind it.
+  for (const int dtype : {TypeParam::update, TypeParam::begin_of_run, RAVO_ENV_BLOCK}) {
+    handmade_block small = this->block(dtype, bytes().fill(16));
+    const typename TestFixture::decoded result({small, this->scalar(0, 1), this->scalar(0, 2), this->scalar(0, 3)}, -1, 2);
+    EXPECT_THAT(result.text, testing::ContainsRegex("^Failed to convert env  [0-9]+ .. exiting\n$"));
+    EXPECT_FALSE(result.is_there(0));
+    EXPECT_TRUE(result.is_there(3));
+  }
+}
+
+TYPED_TEST(UnzipWorker, TakesNoReadingFromBetweenTwoWords) {
+  for (const int shift : {-1, 1, 2}) {
+    const typename TestFixture::decoded result(
+        {this->block(TypeParam::update, this->update_payload("A", 1)),
+         this->block(TypeParam::update, this->update_payload("B", 2))},
+        -1, 1, [&](typename TestFixture::file_type& file, bytes& content) {
+          const std::size_t data = file.at["pointers"] + 12 + 12;
+          content.set_u32(data, content.word(data) + static_cast<std::uint32_t>(shift));
+        });
+    EXPECT_FALSE(result.is_there(0)) << shift;
+  }
 }
 
 // ---- subchannels ----

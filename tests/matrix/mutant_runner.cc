@@ -1,0 +1,190 @@
+#include "mutant_runner.h"
+
+#include <malloc.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <stdexcept>
+
+namespace ravo::test {
+namespace {
+
+constexpr std::size_t mutants_of_process = 400;
+constexpr unsigned watchdog_seconds = 30;  // for one mutant; they take milliseconds
+constexpr rlim_t most_address_space = 1u << 30;
+constexpr std::size_t most_growth = 64u << 20;  // of resident memory
+constexpr std::size_t most_failures = 40;
+constexpr std::size_t most_words = 1500;
+constexpr std::size_t most_kinds = 32;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool is_sanitized = true;
+#else
+constexpr bool is_sanitized = false;
+#endif
+
+// What the processes share.
+struct blackboard {
+  std::size_t current;  ///< the mutant that is being checked, or that comes next
+  std::size_t most_memory;
+  std::size_t failed;
+  char failures[most_failures][most_words];
+  struct {
+    char name[80];
+    std::size_t count;
+  } kinds[most_kinds];
+};
+
+class shared_blackboard {
+ public:
+  shared_blackboard()
+      : board_(static_cast<blackboard*>(mmap(nullptr, sizeof(blackboard), PROT_READ | PROT_WRITE,
+                                             MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {
+    if (board_ == MAP_FAILED) throw std::runtime_error("no shared memory");
+  }
+  ~shared_blackboard() { munmap(board_, sizeof *board_); }
+  shared_blackboard(const shared_blackboard&) = delete;
+  shared_blackboard& operator=(const shared_blackboard&) = delete;
+  blackboard* operator->() { return board_; }
+
+  void note(const std::string& failure) {
+    if (board_->failed < most_failures)
+      std::strncpy(board_->failures[board_->failed], failure.c_str(), most_words - 1);
+    ++board_->failed;
+  }
+  void count(const std::string& kind) {
+    for (auto& one : board_->kinds) {
+      if (one.name[0] == '\0') std::strncpy(one.name, kind.c_str(), sizeof one.name - 1);
+      if (kind != one.name) continue;
+      ++one.count;
+      return;
+    }
+  }
+
+ private:
+  blackboard* board_;
+};
+
+int new_keeping_place() {
+  const int file = memfd_create("ravo_matrix_output", MFD_CLOEXEC);
+  if (file < 0) throw std::runtime_error("no memory file");
+  return file;
+}
+
+std::string last_words(int file) {
+  const off_t size = lseek(file, 0, SEEK_END);
+  std::string words(static_cast<std::size_t>(std::min<off_t>(size, 1000)), '\0');
+  // The beginning: a sanitizer says first what it is about.
+  words.resize(static_cast<std::size_t>(std::max<ssize_t>(0, pread(file, words.data(), words.size(), 0))));
+  return words;
+}
+
+std::size_t resident_memory() {
+  rusage used{};
+  getrusage(RUSAGE_SELF, &used);
+  return static_cast<std::size_t>(used.ru_maxrss) * 1024;
+}
+
+// Threads that decode need little; without this their stacks and arenas fill the address space.
+void bound_memory() {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, is_sanitized ? 1u << 20 : 256u << 10);
+  pthread_setattr_default_np(&attributes);
+  pthread_attr_destroy(&attributes);
+  mallopt(M_ARENA_MAX, 2);
+  if (is_sanitized) return;  // their shadow memory takes all there is
+  const rlimit limit{most_address_space, most_address_space};
+  setrlimit(RLIMIT_AS, &limit);
+}
+
+[[noreturn]] void check_some(shared_blackboard& board, std::size_t end, int messages,
+                             const std::function<verdict_on_mutant(std::size_t)>& check,
+                             const std::function<std::string(std::size_t)>& name) {
+  dup2(new_keeping_place(), STDOUT_FILENO);
+  dup2(messages, STDERR_FILENO);
+  bound_memory();
+  const std::size_t at_first = resident_memory();
+  for (; board->current < end; ++board->current) {
+    alarm(watchdog_seconds);
+    static_cast<void>(has_printed());
+    if (ftruncate(messages, 0) != 0) _exit(1);
+    lseek(messages, 0, SEEK_SET);
+    const verdict_on_mutant verdict = check(board->current);
+    alarm(0);
+    board.count(verdict.kind);
+    if (!verdict.wrong.empty()) board.note(name(board->current) + ": " + verdict.wrong);
+    const std::size_t growth = resident_memory() - at_first;
+    if (growth > board->most_memory && growth > most_growth && !is_sanitized)
+      board.note(name(board->current) + ": it took " + std::to_string(growth >> 20) + " MiB");
+    board->most_memory = std::max(board->most_memory, growth);
+  }
+  _exit(0);
+}
+
+std::string cause_of_death(int status) {
+  if (WIFSIGNALED(status))
+    return WTERMSIG(status) == SIGALRM ? "it hung" : std::string("it ended with ") + strsignal(WTERMSIG(status));
+  return "it ended with exit code " + std::to_string(WEXITSTATUS(status));
+}
+
+}  // namespace
+
+bool has_printed() {
+  std::fflush(stdout);
+  std::cout.flush();
+  const bool has = lseek(STDOUT_FILENO, 0, SEEK_CUR) > 0;
+  if (ftruncate(STDOUT_FILENO, 0) != 0) return false;
+  lseek(STDOUT_FILENO, 0, SEEK_SET);
+  return has;
+}
+
+mutant_tally run_mutants(std::size_t count, const std::function<verdict_on_mutant(std::size_t)>& check,
+                         const std::function<std::string(std::size_t)>& name) {
+  const auto began = std::chrono::steady_clock::now();
+  shared_blackboard board;
+  const int messages = new_keeping_place();
+  while (board->current < count) {
+    const std::size_t end = std::min(count, board->current + mutants_of_process);
+    std::fflush(stdout);
+    std::cout.flush();
+    const pid_t process = fork();
+    if (process < 0) throw std::runtime_error("no process");
+    if (process == 0) check_some(board, end, messages, check, name);
+    int status = 0;
+    waitpid(process, &status, 0);
+    if (status == 0) continue;
+    board.note(name(board->current) + ": " + cause_of_death(status) + "\n" + last_words(messages));
+    board.count("crashed or hung");
+    ++board->current;
+  }
+  close(messages);
+  mutant_tally tally;
+  tally.mutants = count;
+  tally.failed = board->failed;
+  tally.most_memory = board->most_memory;
+  for (std::size_t i = 0; i < std::min(board->failed, most_failures); ++i) tally.failures.push_back(board->failures[i]);
+  for (const auto& one : board->kinds)
+    if (one.count > 0) tally.kinds[one.name] = one.count;
+  tally.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
+  return tally;
+}
+
+std::string text_of(const mutant_tally& tally) {
+  std::string text = std::to_string(tally.mutants) + " mutants in " + std::to_string(tally.seconds) + " s, at most " +
+                     std::to_string(tally.most_memory >> 10) + " KiB\n";
+  for (const auto& [kind, count] : tally.kinds) text += "  " + std::to_string(count) + " " + kind + "\n";
+  for (const std::string& failure : tally.failures) text += failure + "\n";
+  return text;
+}
+
+}  // namespace ravo::test

@@ -1,0 +1,42 @@
+// Runs a check of many mutants in processes of their own, some hundreds each: one that crashes, hangs or takes
+// more memory than it may ends its process, and is told with what it wrote; the others go on behind it.
+#ifndef RAVO_TEST_MATRIX_MUTANT_RUNNER_H
+#define RAVO_TEST_MATRIX_MUTANT_RUNNER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace ravo::test {
+
+/// What came of a mutant.
+struct verdict_on_mutant {
+  std::string kind;   ///< how it is counted
+  std::string wrong;  ///< empty, or what must not be
+};
+
+struct mutant_tally {
+  std::size_t mutants = 0;
+  std::map<std::string, std::size_t> kinds;
+  std::size_t failed = 0;
+  std::vector<std::string> failures;  ///< the first ones, in words
+  std::size_t most_memory = 0;        ///< bytes by which the process with most of it grew
+  double seconds = 0;
+};
+
+/// `check` is called with 0 to `count` - 1, with nobody else's output in the way.
+mutant_tally run_mutants(std::size_t count, const std::function<verdict_on_mutant(std::size_t)>& check,
+                         const std::function<std::string(std::size_t)>& name);
+
+/// Whether something was written to standard output since the last call. For a check.
+bool has_printed();
+
+/// As lines for people.
+std::string text_of(const mutant_tally& tally);
+
+}  // namespace ravo::test
+
+#endif

@@ -1,0 +1,33 @@
+#include <fmt/format.h>
+
+#include "failure.h"
+#include "verb.h"
+#include "verify/file_check.h"
+#include "ways.h"
+
+namespace ravo::test {
+
+std::vector<std::string> verify_lines(const std::string& path) {
+  const verify::file_result result = verify::check_file(path, verify::depth::blocks, 1, [](std::uint64_t) {});
+  std::vector<std::string> lines;
+  for (const verify::finding& one : result.findings.list())
+    lines.push_back(fmt::format("{} {} {} {} {}", verify::row_of(one.kind).code, one.first.channel,
+                                one.first.offset.value_or(0), one.count, one.detail));
+  return lines;
+}
+
+info_answer info_about(const std::string& path) {
+  CLI::App tool;
+  const tool::verb info = tool::info_verb(tool);
+  tool.parse("info " + path);
+  try {
+    tool::output out;
+    info.run(out);
+    out.flush();
+    return {};
+  } catch (const tool::data_failure& failure) {
+    return {true, failure.what()};
+  }
+}
+
+}  // namespace ravo::test
