@@ -58,7 +58,9 @@ void look_at(const event& seen) {
 void read_events(const dataset& data, event_order order) {
   const std::size_t size = data.size();
   std::size_t events = 0;
-  event_range range = data.events({.order = order});
+  event_options options;
+  options.order = order;
+  event_range range = data.events(options);
   for (const event& seen : range) {
     look_at(seen);
     expect(++events <= size, "there are as many events as the dataset says");
@@ -71,7 +73,9 @@ void read_columns(const dataset& data) {
   for (const dataset_channel& channel : data.channels()) {
     static_cast<void>(data.layout(channel.label));
     for (const column_rows rows : {column_rows::recorded, column_rows::events}) {
-      const column_data column = data.column(channel.label, {.rows = rows});
+      column_options options;
+      options.rows = rows;
+      const column_data column = data.column(channel.label, options);
       touch(column.bytes().data(), column.bytes().size());
       expect(column.status.size() == column.size() && column.times.size() == column.size(),
              "every row of a column has a status and a time");

@@ -106,8 +106,12 @@ class full_catalogue {
  public:
   explicit full_catalogue(const damaged_set& set) {
     const std::string folder = std::filesystem::path(set.files().front()).parent_path().string();
-    catalogue::build(
-        {.raw_folder = folder, .catalogue_directory = path(), .closed_after = -1, .threads = 1}, {});
+    catalogue::build_settings settings;
+    settings.raw_folder = folder;
+    settings.catalogue_directory = path();
+    settings.closed_after = -1;
+    settings.threads = 1;
+    catalogue::build(settings, {});
   }
   std::string path() const { return folder_.path().string(); }
 
