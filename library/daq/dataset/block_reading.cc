@@ -16,7 +16,8 @@ value_status status_of(const decoded_payload& result, const stored_payload& payl
     case decode_outcome::decoded:
       return value_status::ok;
     case decode_outcome::unzip_failed:
-      if (payload.by == unzipper::zlib && has_wrong_checksum(payload.bytes, payload.size, into, payload.room))
+      if (payload.by == unzipper::zlib &&
+          has_wrong_checksum(payload.bytes, payload.size, into, payload.room))
         return value_status::bad_checksum;
       return value_status::cannot_inflate;
     case decode_outcome::unknown_unzipper:
@@ -31,7 +32,8 @@ value_status status_of(const decoded_payload& result, const stored_payload& payl
 
 /// Where a block says that it ends; 0 when it says nothing that can be followed.
 template <class G>
-std::uint64_t stated_end(const typename G::subhead& head, const stored_payload& payload, const entry& where) {
+std::uint64_t stated_end(const typename G::subhead& head, const stored_payload& payload,
+                         const entry& where) {
   constexpr std::uint64_t head_size = sizeof(typename G::subhead);
   switch (payload.form) {
     case stored_form::compressed:
@@ -41,7 +43,9 @@ std::uint64_t stated_end(const typename G::subhead& head, const stored_payload& 
     case stored_form::environment:
       return std::uint64_t{where.data} + sizeof(ravo_env_data_block_2010);
     case stored_form::plain:
-      return head.ldata < static_cast<std::int32_t>(head_size) ? 0 : where.chhd + static_cast<std::uint64_t>(head.ldata);
+      return head.ldata < static_cast<std::int32_t>(head_size)
+                 ? 0
+                 : where.chhd + static_cast<std::uint64_t>(head.ldata);
   }
   return 0;
 }
@@ -69,12 +73,13 @@ found_block find_block(const file_part& part, const entry& where, std::uint64_t&
 
 found_block find_block(const block_source_file& source, const file_part& part, const entry& where,
                        std::uint64_t& needed_end) {
-  return source.generation == ravo_file_generation::current ? find_block<generation_2010>(part, where, needed_end)
-                                                            : find_block<generation_2009>(part, where, needed_end);
+  return source.generation == ravo_file_generation::current
+             ? find_block<generation_2010>(part, where, needed_end)
+             : find_block<generation_2009>(part, where, needed_end);
 }
 
-// An entry that points to its data elsewhere than behind the subheader may have them anywhere in the basket; more
-// than this is not read for it.
+// An entry that points to its data elsewhere than behind the subheader may have them anywhere in the
+// basket; more than this is not read for it.
 constexpr std::uint64_t farthest_data = std::uint64_t{1} << 20;
 
 found_block find_again(const block_source_file& source, const entry& where, std::uint64_t needed_end,
@@ -110,8 +115,8 @@ bool is_cut(const found_block& block, int member) {
 }
 
 template <class G>
-bool cut(const found_block& block, const std::string& channel, int member, unsigned char* data, std::size_t room,
-         std::size_t& length, std::int32_t& type) {
+bool cut(const found_block& block, const std::string& channel, int member, unsigned char* data,
+         std::size_t room, std::size_t& length, std::int32_t& type) {
   using subhead = typename G::subhead;
   if (!is_cut<G>(block, member)) return true;
   const auto whole = allocate<subhead>(sizeof(subhead) + length);
@@ -209,11 +214,13 @@ block_head head_of(const file_part& part, const entry& where) {
   told.is_compressed = payload.form == stored_form::compressed;
   told.is_known = outcome == decode_outcome::decoded;
   if (told.is_compressed)
-    told.decoded = std::min<std::uint64_t>(payload.zip.orig_length, most_unzipped(payload.by, where.stored));
+    told.decoded =
+        std::min<std::uint64_t>(payload.zip.orig_length, most_unzipped(payload.by, where.stored));
   else if (payload.form == stored_form::plain)
-    told.decoded = head->ldata < static_cast<std::int32_t>(sizeof *head)
-                       ? 0
-                       : std::min<std::uint64_t>(static_cast<std::uint64_t>(head->ldata) - sizeof *head, where.stored);
+    told.decoded =
+        head->ldata < static_cast<std::int32_t>(sizeof *head)
+            ? 0
+            : std::min<std::uint64_t>(static_cast<std::uint64_t>(head->ldata) - sizeof *head, where.stored);
   else
     told.decoded = payload.room;
   return told;
@@ -239,8 +246,9 @@ value_status decode(const block_source_file& source, const found_block& block, c
   return status_of(result, block.payload, into);
 }
 
-bool cut_member(const block_source_file& source, const found_block& block, const std::string& channel, int member,
-                unsigned char* data, std::size_t room, std::size_t& length, std::int32_t& type) {
+bool cut_member(const block_source_file& source, const found_block& block, const std::string& channel,
+                int member, unsigned char* data, std::size_t room, std::size_t& length,
+                std::int32_t& type) {
   if (member < 0) return true;
   return source.generation == ravo_file_generation::current
              ? cut<generation_2010>(block, channel, member, data, room, length, type)

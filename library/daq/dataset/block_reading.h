@@ -1,5 +1,6 @@
-// From entries to decoded bytes: reads the stored blocks of one channel of one file in large pieces, finds each
-// with the one decoder, and says what became of it as a status. Generations end here: nothing above knows them.
+// From entries to decoded bytes: reads the stored blocks of one channel of one file in large pieces, finds
+// each with the one decoder, and says what became of it as a status. Generations end here: nothing above
+// knows them.
 #ifndef RAVO_DATASET_BLOCK_READING_H
 #define RAVO_DATASET_BLOCK_READING_H
 
@@ -45,18 +46,20 @@ class raw_buffer {
   std::size_t size_ = 0;
 };
 
-/// Bytes of the window that reads `blocks` from `first` on, and how many of them it holds: blocks that lie one
-/// behind another are read together, up to `most` bytes or one block.
+/// Bytes of the window that reads `blocks` from `first` on, and how many of them it holds: blocks that lie
+/// one behind another are read together, up to `most` bytes or one block.
 struct block_window {
   std::uint64_t offset = 0;
   std::size_t bytes = 0;
   std::size_t blocks = 0;
 };
 inline constexpr std::size_t largest_window = std::size_t{1} << 20;
-block_window next_window(const std::vector<entry>& blocks, std::size_t first, std::size_t most = largest_window);
+block_window next_window(const std::vector<entry>& blocks, std::size_t first,
+                         std::size_t most = largest_window);
 
-/// Reads a window, finds its blocks and hands each over, with its position in `blocks`. A block that says that it
-/// is longer than its place is read again by itself into `other`. What is handed over is valid during the call.
+/// Reads a window, finds its blocks and hands each over, with its position in `blocks`. A block that says
+/// that it is longer than its place is read again by itself into `other`. What is handed over is valid
+/// during the call.
 void read_window(const block_source_file& source, const std::vector<entry>& blocks, std::size_t first,
                  const block_window& window, raw_buffer& buffer, raw_buffer& other,
                  const std::function<void(std::size_t, const found_block&)>& take);
@@ -75,11 +78,11 @@ value_status inflate(const found_block& block, unsigned char* into);
 value_status decode(const block_source_file& source, const found_block& block, const std::string& channel,
                     unsigned char* into, std::size_t& length);
 
-/// Cuts a member out of decoded data as the readers do. False: it cannot be cut out, or needs more room than
-/// `room`. `length` and `type` are those of the whole block and become those of the cut one; a block that is not
-/// cut stays as it is.
-bool cut_member(const block_source_file& source, const found_block& block, const std::string& channel, int member,
-                unsigned char* data, std::size_t room, std::size_t& length, std::int32_t& type);
+/// Cuts a member out of decoded data as the readers do. False: it cannot be cut out, or needs more room
+/// than `room`. `length` and `type` are those of the whole block and become those of the cut one; a block
+/// that is not cut stays as it is.
+bool cut_member(const block_source_file& source, const found_block& block, const std::string& channel,
+                int member, unsigned char* data, std::size_t room, std::size_t& length, std::int32_t& type);
 /// By how many bytes a cut member may be longer than its block.
 inline constexpr std::size_t cut_excess = 32;
 

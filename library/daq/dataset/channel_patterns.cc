@@ -76,7 +76,8 @@ std::string nearest_names(const std::string& text, const name_set& names) {
   std::vector<std::pair<std::size_t, std::string_view>> by_distance;
   for (const std::string& name : names) by_distance.emplace_back(distance(text, name), name);
   const std::size_t count = std::min(most, by_distance.size());
-  std::partial_sort(by_distance.begin(), by_distance.begin() + static_cast<std::ptrdiff_t>(count), by_distance.end());
+  std::partial_sort(by_distance.begin(), by_distance.begin() + static_cast<std::ptrdiff_t>(count),
+                    by_distance.end());
   std::string list;
   for (std::size_t i = 0; i < count; ++i) list += (i == 0 ? "" : ", ") + std::string(by_distance[i].second);
   return list;
@@ -84,7 +85,8 @@ std::string nearest_names(const std::string& text, const name_set& names) {
 
 }  // namespace
 
-std::vector<wanted_channel> match_channels(const std::vector<std::string>& patterns, const name_set& names) {
+std::vector<wanted_channel> match_channels(const std::vector<std::string>& patterns,
+                                           const name_set& names) {
   std::vector<wanted_channel> wanted;
   std::set<std::string> labels;
   const auto add = [&](const std::string& name, int member) {

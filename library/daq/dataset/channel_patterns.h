@@ -17,8 +17,8 @@ struct wanted_channel {
   bool operator==(const wanted_channel&) const = default;
 };
 
-/// The channels, in the order of the patterns and within one in that of the names, each once. No patterns: all.
-/// Throws selection_error for a pattern that nothing matches, with the names that are nearest to it.
+/// The channels, in the order of the patterns and within one in that of the names, each once. No patterns:
+/// all. Throws selection_error for a pattern that nothing matches, with the names that are nearest to it.
 std::vector<wanted_channel> match_channels(const std::vector<std::string>& patterns,
                                            const std::set<std::string, std::less<>>& names);
 

@@ -21,10 +21,6 @@ using datasets::segment;
 
 namespace {
 
-std::int64_t age_between(const ravo_time_id& event, const entry& recorded) {
-  return datasets::in_microseconds(event.time) - datasets::in_microseconds(recorded.time);
-}
-
 /// Memory for a column, not filled; large ones in large pages, where there are any.
 std::shared_ptr<void> column_memory(std::size_t bytes) {
   constexpr std::size_t large = std::size_t{2} << 20;
@@ -76,7 +72,8 @@ column_data column_reader::read() {
   make_chunks();
   if (first_ && first_->kind == value_kind::text) is_ragged_ = true;
   if (is_ragged_ && !options_.into.empty())
-    throw selection_error("The texts of " + data_.channel + " have no fixed size: read the column into its own memory");
+    throw selection_error("The texts of " + data_.channel +
+                          " have no fixed size: read the column into its own memory");
   if (!is_ragged_) {
     allocate();
     run_chunks();
@@ -107,137 +104,6 @@ channel_digest column_reader::read_digest() {
   return *data_.digest;
 }
 
-// ---- rows
-
-void column_reader::make_rows() {
-  std::size_t ordinal = 0;
-  visit_segments(*state_, [&](std::size_t number, const std::shared_ptr<const segment>& part) {
-    state_->account_left_out(data_.ledger, 0, *part, channel_);
-    if (options_.rows == column_rows::recorded) return add_rows(number, *part, ordinal);
-    for (const std::uint32_t event : part->selected)
-      if (ordinal++ % state_->wanted.step == 0) add_held_row(number, part, event);
-  });
-  data_.layout.rows = data_.numbers.size();
-  planned_status_ = data_.status;
-  planned_ledger_ = data_.ledger;
-}
-
-/// The rows of the events that the channel has.
-void column_reader::add_rows(std::size_t number, const segment& part, std::size_t& ordinal) {
-  const datasets::channel_track& track = part.channels[channel_];
-  block_list list;
-  list.segment = number;
-  std::size_t at = 0;
-  for (const std::uint32_t event : part.selected) {
-    const bool is_wanted = ordinal++ % state_->wanted.step == 0;
-    while (at < track.event.size() && track.event[at] < event) ++at;
-    if (!is_wanted || at == track.event.size() || track.event[at] != event) continue;
-    list.index.push_back(static_cast<std::uint32_t>(at));
-    list.row.push_back(data_.numbers.size());
-    data_.numbers.push_back(part.events[event].event_number);
-    data_.times.push_back(part.events[event].time);
-    data_.status.push_back(value_status::ok);
-  }
-  if (!list.index.empty()) lists_.push_back(std::move(list));
-}
-
-/// A row for an event, whether the channel has it, holds a value, or has nothing.
-void column_reader::add_held_row(std::size_t number, const std::shared_ptr<const segment>& part, std::uint32_t event) {
-  const std::uint64_t row = data_.numbers.size();
-  data_.numbers.push_back(part->events[event].event_number);
-  data_.times.push_back(part->events[event].time);
-  data_.status.push_back(value_status::not_recorded);
-  data_.ages.push_back(0);
-  const auto source = state_->timeline.value_at(number, part, event, channel_);
-  if (!source) return;
-  data_.status.back() = source->status;
-  data_.ages.back() = age_between(part->events[event], source->in(channel_));
-  if (source->status == value_status::ok) data_.ages.back() = 0;
-  const std::pair<std::size_t, std::uint32_t> where{source->segment_index, static_cast<std::uint32_t>(source->index)};
-  if (held_ && held_->first == where) {
-    copies_.push_back({row, held_->second});
-    return;
-  }
-  held_ = {where, row};
-  if (lists_.empty() || lists_.back().segment != where.first) lists_.emplace_back().segment = where.first;
-  lists_.back().index.push_back(where.second);
-  lists_.back().row.push_back(row);
-}
-
-void column_reader::make_chunks() {
-  datasets::timeline& line = state_->timeline;
-  stored_ = 0;
-  for (const block_list& list : lists_) {
-    const auto part = line.get(list.segment);
-    for (const std::uint32_t index : list.index) stored_ += part->channels[channel_].entries[index].stored;
-  }
-  const std::uint64_t target =
-      std::clamp<std::uint64_t>(stored_ / (state_->pool.size() * 8 + 1), 64 * 1024, state_->window_bytes());
-  for (std::size_t i = 0; i < lists_.size(); ++i) {
-    const auto part = line.get(lists_[i].segment);
-    chunk one{i, 0, 0, 0};
-    for (const std::uint32_t index : lists_[i].index) {
-      ++one.last;
-      one.stored += part->channels[channel_].entries[index].stored;
-      if (one.stored < target && one.last - one.first < 8192) continue;
-      chunks_.push_back(one);
-      one = {i, one.last, one.last, 0};
-    }
-    if (one.first != one.last) chunks_.push_back(one);
-  }
-}
-
-// ---- what the values look like
-
-/// The first block that can be read says what the column's values are.
-void column_reader::find_first_item() {
-  scratch work;
-  for (const block_list& list : lists_) {
-    const auto part = state_->timeline.get(list.segment);
-    for (const std::uint32_t index : list.index) {
-      const std::vector<entry> blocks{part->channels[channel_].entries[index]};
-      std::shared_ptr<const datasets::open_file> opened;
-      const auto source = state_->source_of(*part, channel_, blocks[0].file, opened);
-      datasets::read_window(
-          source, blocks, 0, datasets::next_window(blocks, 0), work.window, work.other,
-          [&](std::size_t, const found_block& found) {
-            if (found.status != value_status::ok) return;
-            byte_view payload(found.payload.bytes, found.payload.size, word_order::file);
-            if (found.payload.form == stored_form::compressed) {
-              unsigned char* into = work.decoded.get(found.payload.room);
-              if (datasets::inflate(found, into) != value_status::ok) return;
-              payload = byte_view(into, found.payload.room, word_order::file);
-            }
-            first_ = datasets::find_item(found.stored_type, payload, state_->channels[channel_].member);
-            if (first_ && first_->kind == value_kind::name_value)
-              data_.record_names = datasets::record_names(*first_, payload);
-          });
-      if (first_) break;
-      state_->check_stop();
-    }
-    if (first_) break;
-  }
-  if (!first_) {
-    data_.layout.kind = value_kind::none;
-    return;
-  }
-  data_.layout.kind = first_->kind;
-  data_.layout.element = first_->element;
-  data_.layout.item_elements = first_->elements;
-  data_.layout.item_shape = datasets::shape_of_rows(*first_);
-  if (first_->kind == value_kind::text) {
-    data_.layout.item_shape.clear();
-    data_.layout.item_elements = 0;
-  }
-  data_.start = first_->start;
-  data_.increment = first_->increment;
-  data_.groups_increment = first_->groups_increment;
-  if (first_->kind == value_kind::update) {
-    data_.update_times.resize(data_.layout.rows);
-    data_.update_status.resize(data_.layout.rows);
-  }
-}
-
 std::size_t column_reader::row_bytes() const {
   return data_.layout.item_elements * element_size(data_.layout.element);
 }
@@ -252,7 +118,7 @@ void column_reader::allocate() {
   } else {
     auto share = std::make_shared<kept_share>(state_);
     state_->memory.take(bytes, ("The column " + data_.channel).c_str(), share->share,
-                      [this] { return state_->is_stopped(); });
+                        [this] { return state_->is_stopped(); });
     state_->check_stop();
     data_.share_ = share;
     data_.memory_ = column_memory(bytes);
@@ -271,7 +137,8 @@ void column_reader::run_chunks() {
     state_->check_stop();
     if (state_->options.progress) state_->options.progress({done_, stored_});
   };
-  state_->pool.run(chunks_.size(), state_->pool.size(), [this](std::size_t number) { read_chunk(number); }, look);
+  state_->pool.run(
+      chunks_.size(), state_->pool.size(), [this](std::size_t number) { read_chunk(number); }, look);
   free_.clear();
   if (!is_ragged_ && is_irregular_) return;
   if (state_->options.progress) state_->options.progress({done_, stored_});
@@ -342,14 +209,16 @@ void column_reader::read_chunk(std::size_t number) {
   if (data_.digest) data_.digest->add(digest);
 }
 
-value_status column_reader::take(const found_block& found, std::uint64_t row, scratch& work, ragged_part& ragged) {
+value_status column_reader::take(const found_block& found, std::uint64_t row, scratch& work,
+                                 ragged_part& ragged) {
   if (found.status != value_status::ok) return found.status;
   byte_view payload(found.payload.bytes, found.payload.size, word_order::file);
   if (found.payload.form == stored_form::compressed) {
     if (work.decoded.size() < found.payload.room)
       reserve(work, work.window.size() + found.payload.room + 4096 + work.second.size());
     unsigned char* into = work.decoded.get(found.payload.room);
-    if (const value_status status = datasets::inflate(found, into); status != value_status::ok) return status;
+    if (const value_status status = datasets::inflate(found, into); status != value_status::ok)
+      return status;
     payload = byte_view(into, found.payload.room, word_order::file);
   }
   const auto one = datasets::find_item(found.stored_type, payload, state_->channels[channel_].member);
@@ -357,14 +226,16 @@ value_status column_reader::take(const found_block& found, std::uint64_t row, sc
   return store(*one, payload, row, ragged);
 }
 
-value_status column_reader::store(const item& one, const byte_view& payload, std::uint64_t row, ragged_part& ragged) {
+value_status column_reader::store(const item& one, const byte_view& payload, std::uint64_t row,
+                                  ragged_part& ragged) {
   if (one.kind != first_->kind || one.element != first_->element) return value_status::type_changed;
   if (one.kind == value_kind::name_value && !datasets::has_record_names(one, payload, data_.record_names))
     return value_status::type_changed;
   if (one.kind == value_kind::update) {
     const std::size_t status_at = one.at - 12;
     data_.update_status[row] = *payload.at<std::int32_t>(status_at);
-    data_.update_times[row] = {*payload.at<std::uint32_t>(status_at + 4), *payload.at<std::uint32_t>(status_at + 8)};
+    data_.update_times[row] = {*payload.at<std::uint32_t>(status_at + 4),
+                               *payload.at<std::uint32_t>(status_at + 8)};
   }
   if (is_ragged_) {
     const std::size_t at = ragged.bytes.size();
@@ -386,8 +257,9 @@ value_status column_reader::store(const item& one, const byte_view& payload, std
 }
 
 // The digest is of the block as events have it, whatever the column makes of it.
-value_status column_reader::add_to_digest(const datasets::block_source_file& source, const found_block& found,
-                                  const entry& where, scratch& work, channel_digest& digest) {
+value_status column_reader::add_to_digest(const datasets::block_source_file& source,
+                                          const found_block& found, const entry& where, scratch& work,
+                                          channel_digest& digest) {
   const ravo_time_id id{where.number, where.time};
   if (found.status != value_status::ok) {
     digest.add(id, found.status, {});
@@ -399,8 +271,9 @@ value_status column_reader::add_to_digest(const datasets::block_source_file& sou
   std::size_t length = 0;
   std::int32_t type = found.type;
   value_status status = datasets::decode(source, found, state_->channels[channel_].name, into, length);
-  if (status == value_status::ok && !datasets::cut_member(source, found, state_->channels[channel_].name,
-                                                          state_->channels[channel_].member, into, room, length, type))
+  if (status == value_status::ok &&
+      !datasets::cut_member(source, found, state_->channels[channel_].name,
+                            state_->channels[channel_].member, into, room, length, type))
     status = value_status::cannot_convert;
   digest.add(id, status, {reinterpret_cast<const std::byte*>(into), length});
   return status;
@@ -451,9 +324,11 @@ void column_reader::copy_held_rows() {
       data_.status[copy.row] = from;
       continue;
     }
-    const std::size_t size = data_.is_ragged() ? (data_.offsets[copy.from + 1] - data_.offsets[copy.from]) * each : row_bytes();
+    const std::size_t size =
+        data_.is_ragged() ? (data_.offsets[copy.from + 1] - data_.offsets[copy.from]) * each : row_bytes();
     const std::size_t to_at = data_.is_ragged() ? data_.offsets[copy.row] * each : copy.row * row_bytes();
-    const std::size_t from_at = data_.is_ragged() ? data_.offsets[copy.from] * each : copy.from * row_bytes();
+    const std::size_t from_at =
+        data_.is_ragged() ? data_.offsets[copy.from] * each : copy.from * row_bytes();
     if (size != 0) std::memcpy(out_ + to_at, out_ + from_at, size);
     if (!data_.update_times.empty()) {
       data_.update_times[copy.row] = data_.update_times[copy.from];

@@ -1,5 +1,5 @@
-// Reads one column: which rows it has, what their values look like, and then all of them by all threads, each
-// block straight to its place.
+// Reads one column: which rows it has, what their values look like, and then all of them by all threads,
+// each block straight to its place.
 #ifndef RAVO_DATASET_COLUMN_READER_H
 #define RAVO_DATASET_COLUMN_READER_H
 
@@ -17,7 +17,8 @@ namespace ravo {
 
 class column_reader {
  public:
-  column_reader(const std::shared_ptr<dataset_state>& state, std::size_t channel, const column_options& options);
+  column_reader(const std::shared_ptr<dataset_state>& state, std::size_t channel,
+                const column_options& options);
 
   column_layout layout();
   column_data read();
@@ -60,16 +61,19 @@ class column_reader {
 
   void make_rows();
   void add_rows(std::size_t segment, const datasets::segment& part, std::size_t& ordinal);
-  void add_held_row(std::size_t segment, const std::shared_ptr<const datasets::segment>& part, std::uint32_t event);
+  void add_held_row(std::size_t segment, const std::shared_ptr<const datasets::segment>& part,
+                    std::uint32_t event);
   void find_first_item();
   void make_chunks();
   void allocate();
   void run_chunks();
   void read_chunk(std::size_t number);
-  value_status take(const datasets::found_block& found, std::uint64_t row, scratch& work, ragged_part& ragged);
-  value_status store(const datasets::item& one, const byte_view& payload, std::uint64_t row, ragged_part& ragged);
+  value_status take(const datasets::found_block& found, std::uint64_t row, scratch& work,
+                    ragged_part& ragged);
+  value_status store(const datasets::item& one, const byte_view& payload, std::uint64_t row,
+                     ragged_part& ragged);
   value_status add_to_digest(const datasets::block_source_file& source, const datasets::found_block& found,
-                     const datasets::entry& where, scratch& work, channel_digest& digest);
+                             const datasets::entry& where, scratch& work, channel_digest& digest);
   void reserve(scratch& work, std::size_t bytes);
   std::unique_ptr<scratch> take_scratch();
   void put_back(std::unique_ptr<scratch> work);
@@ -93,7 +97,8 @@ class column_reader {
   std::vector<value_status> planned_status_;  ///< before anything was read
   read_ledger planned_ledger_;
   std::vector<ragged_part> parts_;
-  std::optional<std::pair<std::pair<std::size_t, std::uint32_t>, std::uint64_t>> held_;  ///< last held entry, its row
+  std::optional<std::pair<std::pair<std::size_t, std::uint32_t>, std::uint64_t>>
+      held_;  ///< last held entry, its row
 
   std::atomic<bool> is_irregular_{false};
   std::atomic<std::uint64_t> done_{0};

@@ -22,7 +22,9 @@ dataset dataset::open(std::string_view text, dataset_options options) {
 const selection& dataset::get_selection() const { return state_->wanted; }
 const std::vector<dataset_channel>& dataset::channels() const { return state_->channels; }
 const std::vector<dataset_file>& dataset::files() const { return state_->all_files; }
-std::optional<std::size_t> dataset::find_channel(std::string_view label) const { return state_->find_channel(label); }
+std::optional<std::size_t> dataset::find_channel(std::string_view label) const {
+  return state_->find_channel(label);
+}
 
 std::size_t dataset::size() const {
   const std::size_t all = count_events(*state_);

@@ -83,11 +83,13 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
       found[i].look.problem = "it cannot be opened";
       return;
     }
-    found[i].look = datasets::look_into(*file, paths.size() > 1, [&](const datasets::listed_channel& channel) {
-      const std::lock_guard lock(numbers.mutex);
-      found[i].channels.push_back({numbers.number_of(channel.name),
-                                   static_cast<std::uint32_t>(std::max(channel.count, 0)), channel.event_mask});
-    });
+    found[i].look =
+        datasets::look_into(*file, paths.size() > 1, [&](const datasets::listed_channel& channel) {
+          const std::lock_guard lock(numbers.mutex);
+          found[i].channels.push_back({numbers.number_of(channel.name),
+                                       static_cast<std::uint32_t>(std::max(channel.count, 0)),
+                                       channel.event_mask});
+        });
   });
 
   const std::vector<std::string_view> name_of = numbers.names();
@@ -117,7 +119,8 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
     channel_names.push_back(one.name);
   }
   std::vector<std::vector<std::size_t>> wanted_by_number(name_of.size());
-  for (std::size_t i = 0; i < channels.size(); ++i) wanted_by_number[numbers.number_of(channels[i].name)].push_back(i);
+  for (std::size_t i = 0; i < channels.size(); ++i)
+    wanted_by_number[numbers.number_of(channels[i].name)].push_back(i);
   std::vector<datasets::timed_file> timed;
   for (const looked_into& one : found) {
     if (!one.look.problem.empty()) continue;
@@ -164,7 +167,8 @@ void dataset_state::check_stop() const {
   if (is_stopped()) throw read_cancelled();
 }
 
-datasets::block_source_file dataset_state::source_of(const segment& part, std::size_t channel, std::uint32_t file,
+datasets::block_source_file dataset_state::source_of(const segment& part, std::size_t channel,
+                                                     std::uint32_t file,
                                                      std::shared_ptr<const datasets::open_file>& kept) {
   kept = opened.get(file);
   return {kept.get(), timeline.file(file).generation, part.basket_end(channel, file)};
@@ -172,11 +176,12 @@ datasets::block_source_file dataset_state::source_of(const segment& part, std::s
 
 // ---- accounts
 
-void dataset_state::note_missing(read_ledger& to, std::size_t position, std::size_t channel, const entry& where,
-                                 missing_cause cause) const {
+void dataset_state::note_missing(read_ledger& to, std::size_t position, std::size_t channel,
+                                 const entry& where, missing_cause cause) const {
   ++to.channels[position].missing[static_cast<std::size_t>(cause)];
   if (to.values.size() < read_ledger::most_listed)
-    to.values.push_back({channels[channel].label, files[where.file].path, where.chhd, {where.number, where.time}, cause});
+    to.values.push_back(
+        {channels[channel].label, files[where.file].path, where.chhd, {where.number, where.time}, cause});
 }
 
 void dataset_state::account(read_ledger& to, std::size_t position, std::size_t channel, const entry& where,
@@ -186,17 +191,20 @@ void dataset_state::account(read_ledger& to, std::size_t position, std::size_t c
     ++to.channels[position].delivered;
     return;
   }
-  const auto cause = static_cast<missing_cause>(static_cast<int>(status) - static_cast<int>(value_status::file_missing));
+  const auto cause =
+      static_cast<missing_cause>(static_cast<int>(status) - static_cast<int>(value_status::file_missing));
   note_missing(to, position, channel, where, cause);
   if (options.damage.largest_missing_share <= 0)
-    throw missing_data("A value of " + channels[channel].label + " is missing (" + value_status_text(status) + "): event " +
-                       std::to_string(where.number) + " in " + files[where.file].path + " at offset " +
-                       std::to_string(where.chhd));
+    throw missing_data("A value of " + channels[channel].label + " is missing (" +
+                       value_status_text(status) + "): event " + std::to_string(where.number) + " in " +
+                       files[where.file].path + " at offset " + std::to_string(where.chhd));
 }
 
 bool dataset_state::is_inside(const entry& one) const {
-  if (wanted.from && datasets::in_microseconds(one.time) < datasets::in_microseconds(*wanted.from)) return false;
-  if (wanted.to && datasets::in_microseconds(one.time) > datasets::in_microseconds(*wanted.to)) return false;
+  if (wanted.from && datasets::in_microseconds(one.time) < datasets::in_microseconds(*wanted.from))
+    return false;
+  if (wanted.to && datasets::in_microseconds(one.time) > datasets::in_microseconds(*wanted.to))
+    return false;
   return !(wanted.first_event && one.number < *wanted.first_event) &&
          !(wanted.last_event && one.number > *wanted.last_event);
 }
@@ -217,7 +225,8 @@ void dataset_state::account_left_out(read_ledger& to, std::size_t position, cons
     to.channels[position].expected += count;
     to.channels[position].missing[static_cast<std::size_t>(missing_cause::file_missing)] += count;
     if (to.values.size() < read_ledger::most_listed && count != 0)
-      to.values.push_back({channels[channel].label, files[part.files[i]].path, 0, {}, missing_cause::file_missing});
+      to.values.push_back(
+          {channels[channel].label, files[part.files[i]].path, 0, {}, missing_cause::file_missing});
   }
   if (options.damage.largest_missing_share <= 0 && to.channels[position].missing_total() != 0)
     throw missing_data("Values of " + channels[channel].label + " are missing: " + to.to_text());
@@ -231,7 +240,8 @@ void dataset_state::close_account(const read_ledger& of_reading) {
   const double expected = static_cast<double>(of_reading.expected());
   const double missing = static_cast<double>(of_reading.missing());
   if (missing > expected * options.damage.largest_missing_share)
-    throw missing_data(std::to_string(of_reading.missing()) + " of " + std::to_string(of_reading.expected()) +
+    throw missing_data(std::to_string(of_reading.missing()) + " of " +
+                       std::to_string(of_reading.expected()) +
                        " values are missing, more than the policy allows: " + of_reading.to_text());
 }
 

@@ -1,5 +1,5 @@
-// What a dataset, its events and its columns share: the files, the channels, the time line, the threads and the
-// memory account. Fixed once it is opened, but for what is cached.
+// What a dataset, its events and its columns share: the files, the channels, the time line, the threads and
+// the memory account. Fixed once it is opened, but for what is cached.
 #ifndef RAVO_DATASET_DATASET_STATE_H
 #define RAVO_DATASET_DATASET_STATE_H
 
@@ -32,10 +32,12 @@ class dataset_state {
   bool is_stopped() const { return options.stop.stop_requested(); }
 
   /// Where the blocks of a channel in a file come from. Hold the open file as long as the source is used.
-  datasets::block_source_file source_of(const datasets::segment& part, std::size_t channel, std::uint32_t file,
+  datasets::block_source_file source_of(const datasets::segment& part, std::size_t channel,
+                                        std::uint32_t file,
                                         std::shared_ptr<const datasets::open_file>& opened);
 
-  /// Counts a value that was expected, in row `position` of an account. Throws missing_data for a strict policy.
+  /// Counts a value that was expected, in row `position` of an account. Throws missing_data for a strict
+  /// policy.
   void account(read_ledger& to, std::size_t position, std::size_t channel, const datasets::entry& where,
                value_status status) const;
   /// Counts what never got into a segment's events: once for each reading, segment and channel.
@@ -52,8 +54,8 @@ class dataset_state {
 
   const selection wanted;
   const dataset_options options;
-  std::vector<dataset_file> files;       ///< those that can be read
-  std::vector<dataset_file> all_files;   ///< those that cannot, too
+  std::vector<dataset_file> files;      ///< those that can be read
+  std::vector<dataset_file> all_files;  ///< those that cannot, too
   std::vector<refused_file> refused;
   std::vector<dataset_channel> channels;
   std::vector<datasets::wanted_channel> wanted_channels;
@@ -65,8 +67,8 @@ class dataset_state {
 
  private:
   void look_into_files(const std::vector<std::string>& paths);
-  void note_missing(read_ledger& to, std::size_t position, std::size_t channel, const datasets::entry& where,
-                    missing_cause cause) const;
+  void note_missing(read_ledger& to, std::size_t position, std::size_t channel,
+                    const datasets::entry& where, missing_cause cause) const;
   bool is_inside(const datasets::entry& one) const;
 
   mutable std::mutex mutex_;  ///< guards ledger_

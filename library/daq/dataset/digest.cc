@@ -7,8 +7,8 @@
 namespace ravo {
 namespace {
 
-// Multiply and fold: each input word reaches every bit of the state. It is to find damage and mistakes, not to
-// resist anybody who looks for two blocks of one digest.
+// Multiply and fold: each input word reaches every bit of the state. It is to find damage and mistakes, not
+// to resist anybody who looks for two blocks of one digest.
 std::uint64_t fold(std::uint64_t a, std::uint64_t b) {
   __extension__ using wide = unsigned __int128;
   const wide product = static_cast<wide>(a) * b;
@@ -27,9 +27,13 @@ std::uint64_t word_at(const std::byte* bytes, std::size_t size) {
 std::uint64_t hash(std::span<const std::byte> bytes, std::uint64_t state) {
   std::size_t at = 0;
   for (; bytes.size() - at >= 16; at += 16)
-    state = fold(word_at(bytes.data() + at, 8) ^ state ^ first_key, word_at(bytes.data() + at + 8, 8) ^ second_key) + state;
+    state = fold(word_at(bytes.data() + at, 8) ^ state ^ first_key,
+                 word_at(bytes.data() + at + 8, 8) ^ second_key) +
+            state;
   for (; at < bytes.size(); at += 8)
-    state = fold(word_at(bytes.data() + at, std::min<std::size_t>(8, bytes.size() - at)) ^ state, second_key) + first_key;
+    state =
+        fold(word_at(bytes.data() + at, std::min<std::size_t>(8, bytes.size() - at)) ^ state, second_key) +
+        first_key;
   return fold(state ^ bytes.size(), first_key);
 }
 
@@ -58,7 +62,8 @@ void channel_digest::add(const channel_digest& other) {
 
 std::string channel_digest::to_text() const {
   char text[33];
-  std::snprintf(text, sizeof text, "%016llx%016llx", static_cast<unsigned long long>(sum_ + fold(values_ + 1, first_key)),
+  std::snprintf(text, sizeof text, "%016llx%016llx",
+                static_cast<unsigned long long>(sum_ + fold(values_ + 1, first_key)),
                 static_cast<unsigned long long>(other_sum_));
   return text;
 }

@@ -14,7 +14,8 @@ unsigned char* block_arena::allocate(datasets::memory_budget& memory, std::size_
   const std::size_t rounded = (size + 15) & ~std::size_t{15};
   if (slabs_.empty() || rounded > slabs_.back().share.bytes() - used_) {
     // Small batches stay small, large ones have few slabs.
-    const std::size_t wanted = std::max(rounded, std::clamp<std::size_t>(total_, 4096, std::size_t{1} << 20));
+    const std::size_t wanted =
+        std::max(rounded, std::clamp<std::size_t>(total_, 4096, std::size_t{1} << 20));
     const std::size_t bytes = (wanted + 4095) & ~std::size_t{4095};
     slab made;
     if (!memory.try_take(bytes, made.share)) return nullptr;
@@ -35,7 +36,8 @@ value event_batch::at(std::size_t event, std::size_t channel) const {
   const ravo_time_id id{from.where.number, from.where.time};
   const bool is_held = here.status != value_status::ok;
   const std::int64_t age =
-      is_held ? datasets::in_microseconds(ids_[event].time) - datasets::in_microseconds(from.where.time) : 0;
+      is_held ? datasets::in_microseconds(ids_[event].time) - datasets::in_microseconds(from.where.time)
+              : 0;
   if (from.status != value_status::ok) return value_access::make(from.status, id, age);
   return value_access::make(is_held ? here.status : value_status::ok, id, age, from.type, from.error,
                             {reinterpret_cast<const std::byte*>(from.bytes), from.length});
@@ -51,14 +53,15 @@ class batch_decoder {
     part_ = state_.timeline.get(plan_.segment);
     const std::size_t channels = state_.channels.size();
     const std::size_t cells = plan_.events.size() * channels;
-    const std::size_t tables =
-        cells * (sizeof(event_batch::cell) + sizeof(event_batch::block)) + plan_.events.size() * sizeof(ravo_time_id);
+    const std::size_t tables = cells * (sizeof(event_batch::cell) + sizeof(event_batch::block)) +
+                               plan_.events.size() * sizeof(ravo_time_id);
     if (!state_.memory.try_take(tables, batch_->share_)) return nullptr;
     batch_->cells_.resize(cells);
     for (const std::uint32_t event : plan_.events) batch_->ids_.push_back(part_->events[event]);
     for (std::size_t channel = 0; channel < channels; ++channel)
       if (!decode_channel(channel)) return nullptr;
-    batch_->share_.shrink(cells * sizeof(event_batch::cell) + batch_->blocks_.capacity() * sizeof(event_batch::block) +
+    batch_->share_.shrink(cells * sizeof(event_batch::cell) +
+                          batch_->blocks_.capacity() * sizeof(event_batch::block) +
                           plan_.events.size() * sizeof(ravo_time_id));
     return batch_;
   }
@@ -81,10 +84,12 @@ class batch_decoder {
     last_held_.reset();
     const datasets::channel_track& track = part_->channels[channel];
     const bool may_hold = state_.wanted.slow != slow_policy::none && state_.timeline.is_slow(channel);
-    auto place = std::lower_bound(track.event.begin(), track.event.end(), plan_.events.front()) - track.event.begin();
+    auto place = std::lower_bound(track.event.begin(), track.event.end(), plan_.events.front()) -
+                 track.event.begin();
     for (std::size_t i = 0; i < plan_.events.size(); ++i) {
       const std::uint32_t event = plan_.events[i];
-      while (static_cast<std::size_t>(place) < track.event.size() && track.event[static_cast<std::size_t>(place)] < event)
+      while (static_cast<std::size_t>(place) < track.event.size() &&
+             track.event[static_cast<std::size_t>(place)] < event)
         ++place;
       const auto index = static_cast<std::size_t>(place);
       if (index < track.event.size() && track.event[index] == event)
@@ -125,7 +130,8 @@ class batch_decoder {
       const auto source = state_.source_of(*blocks.part, channel, blocks.entries[first].file, opened);
       datasets::read_window(source, blocks.entries, first, window, window_, other_,
                             [&](std::size_t i, const found_block& found) {
-                              has_room = has_room && decode_block(channel, source, found, batch_->blocks_[blocks.first_block + i]);
+                              has_room = has_room && decode_block(channel, source, found,
+                                                                  batch_->blocks_[blocks.first_block + i]);
                             });
       batch_->stored_ += window.bytes;
       first += window.blocks;
@@ -133,8 +139,8 @@ class batch_decoder {
     return has_room;
   }
 
-  bool decode_block(std::size_t channel, const datasets::block_source_file& source, const found_block& found,
-                    event_batch::block& into) {
+  bool decode_block(std::size_t channel, const datasets::block_source_file& source,
+                    const found_block& found, event_batch::block& into) {
     into.status = found.status;
     if (found.status != value_status::ok) return true;
     const int member = state_.channels[channel].member;
@@ -162,7 +168,8 @@ class batch_decoder {
   datasets::raw_buffer other_;
 };
 
-std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state, const batch_plan& plan) {
+std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state,
+                                          const batch_plan& plan) {
   return batch_decoder(state, plan).decode();
 }
 

@@ -72,7 +72,8 @@ struct batch_plan {
 };
 
 /// Decodes a batch. Null: the memory limit left no room.
-std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state, const batch_plan& plan);
+std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state,
+                                          const batch_plan& plan);
 
 }  // namespace ravo
 

@@ -18,7 +18,8 @@ constexpr std::size_t batch_cells = 64 * 1024;
 event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_options& options)
     : state_(std::move(state)), options_(options), accounted_(state_->timeline.segments(), false) {
   if (options_.step == 0) throw selection_error("The step of a slice of events is 1 or more");
-  for (const dataset_channel& channel : state_->channels) ledger_.channels.emplace_back().channel = channel.label;
+  for (const dataset_channel& channel : state_->channels)
+    ledger_.channels.emplace_back().channel = channel.label;
   ledger_.files = state_->refused;
 }
 
@@ -76,7 +77,8 @@ bool event_reader::enter_segment() {
     if (ordinal_ < before_segment_ + here) return true;
     if (line.may_have_events(segment_) && !accounted_[segment_]) {
       const auto part = line.get(segment_);
-      for (std::size_t i = 0; i < state_->channels.size(); ++i) state_->account_left_out(ledger_, i, *part, i);
+      for (std::size_t i = 0; i < state_->channels.size(); ++i)
+        state_->account_left_out(ledger_, i, *part, i);
       accounted_[segment_] = true;
     }
     before_segment_ += here;
@@ -90,7 +92,8 @@ std::optional<batch_plan> event_reader::next_plan() {
   if (left_ == 0 || !enter_segment()) return std::nullopt;
   const auto part = state_->timeline.get(segment_);
   if (!accounted_[segment_]) {
-    for (std::size_t i = 0; i < state_->channels.size(); ++i) state_->account_left_out(ledger_, i, *part, i);
+    for (std::size_t i = 0; i < state_->channels.size(); ++i)
+      state_->account_left_out(ledger_, i, *part, i);
     accounted_[segment_] = true;
     if (options_.order == event_order::forward) align_ahead(segment_ + 1);
   }
@@ -131,7 +134,8 @@ void event_reader::top_up() {
   }
 }
 
-/// So that the border between two files holds nobody up. What goes wrong here is told when the segment is used.
+/// So that the border between two files holds nobody up. What goes wrong here is told when the segment is
+/// used.
 void event_reader::align_ahead(std::size_t segment) {
   std::erase_if(aligning_, [](const std::shared_ptr<task>& one) {
     const std::lock_guard lock(one->mutex);
@@ -144,8 +148,8 @@ void event_reader::align_ahead(std::size_t segment) {
   start(ahead);
 }
 
-// The state is alive as long as the reader, which waits for its tasks: a task must not own it, since the pool
-// belongs to it.
+// The state is alive as long as the reader, which waits for its tasks: a task must not own it, since the
+// pool belongs to it.
 void event_reader::start(const std::shared_ptr<task>& ahead) {
   const std::shared_ptr<dataset_state>* const state = &state_;
   state_->pool.add([ahead, state] {
@@ -192,8 +196,9 @@ std::shared_ptr<event_batch> event_reader::decode_now(const batch_plan& plan) {
     if (auto batch = decode_batch(state_, plan)) return batch;
     if (drop_one_ahead() || state_->timeline.drop_oldest()) continue;
     // Nothing of ours is in the way any more.
-    throw memory_exceeded("An event does not fit into the memory limit of " + std::to_string(state_->memory.limit()) +
-                          " bytes, of which " + std::to_string(state_->memory.used()) +
+    throw memory_exceeded("An event does not fit into the memory limit of " +
+                          std::to_string(state_->memory.limit()) + " bytes, of which " +
+                          std::to_string(state_->memory.used()) +
                           " are in use; let go of events and columns, or raise the limit");
   }
 }
@@ -264,7 +269,8 @@ std::optional<event> event_reader::at(std::uint32_t number) {
   datasets::timeline& line = state_->timeline;
   for (std::size_t i = 0; i < line.segments(); ++i) {
     const datasets::event_span& span = line.span_of(i);
-    if (!line.may_have_events(i) || (!span.empty && (number < span.lowest || number > span.highest))) continue;
+    if (!line.may_have_events(i) || (!span.empty && (number < span.lowest || number > span.highest)))
+      continue;
     const auto part = line.get(i);
     const auto found = std::find_if(part->selected.begin(), part->selected.end(), [&](std::uint32_t event) {
       return part->events[event].event_number == number;

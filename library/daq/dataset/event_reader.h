@@ -1,5 +1,5 @@
-// Reads events in order: cuts the selection into batches, has the pool decode some of them ahead, and hands the
-// events out one by one. A batch for which there is no memory yet is decoded when its turn comes.
+// Reads events in order: cuts the selection into batches, has the pool decode some of them ahead, and hands
+// the events out one by one. A batch for which there is no memory yet is decoded when its turn comes.
 #ifndef RAVO_DATASET_EVENT_READER_H
 #define RAVO_DATASET_EVENT_READER_H
 
@@ -65,13 +65,14 @@ class event_reader {
   // The next event to be planned: its ordinal among all selected events, and the segment it is in.
   bool is_started_ = false;
   std::size_t ordinal_ = 0;
-  std::size_t left_ = 0;     ///< events still to be planned
-  std::size_t stride_ = 1;   ///< in ordinals
+  std::size_t left_ = 0;    ///< events still to be planned
+  std::size_t stride_ = 1;  ///< in ordinals
   std::size_t segment_ = 0;
   std::size_t before_segment_ = 0;  ///< selected events before the segment
 
   std::deque<std::shared_ptr<task>> ahead_;
-  std::vector<std::shared_ptr<task>> aligning_;  ///< tasks without events: they align a segment ahead of use
+  std::vector<std::shared_ptr<task>>
+      aligning_;  ///< tasks without events: they align a segment ahead of use
   std::shared_ptr<event_batch> batch_;
   std::size_t place_ = 0;  ///< events of the batch that were handed out
   std::uint64_t done_bytes_ = 0;

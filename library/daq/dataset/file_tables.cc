@@ -47,7 +47,8 @@ class tables {
 
   bool load_dictionary() {
     dictionary_ = loaded<typename G::dictionary_table>([&](auto** table) {
-      return library_calls<G>::get_dictionary_table(file_.length(), reference_.get(), file_.descriptor(), table);
+      return library_calls<G>::get_dictionary_table(file_.length(), reference_.get(), file_.descriptor(),
+                                                    table);
     });
     return dictionary_ != nullptr;
   }
@@ -56,12 +57,15 @@ class tables {
     const auto* channel = dictionary_->channel_entry();
     for (std::size_t i = 0; i < channels(); ++i, ++channel)
       each({{channel->chan_name, strnlen(channel->chan_name, sizeof channel->chan_name)},
-            channel->count, channel->ev_mask, channel->dtype_mask});
+            channel->count,
+            channel->ev_mask,
+            channel->dtype_mask});
   }
 
   std::optional<event_span> span() const {
     const auto index = loaded<typename G::event_index_table>([&](auto** table) {
-      return library_calls<G>::get_event_index_table(file_.length(), reference_.get(), file_.descriptor(), table);
+      return library_calls<G>::get_event_index_table(file_.length(), reference_.get(), file_.descriptor(),
+                                                     table);
     });
     if (!index) return std::nullopt;
     event_span all;
@@ -93,7 +97,8 @@ class tables {
   }
 
  private:
-  static constexpr int no_channel = -5;  // of the table-access library: none of the names is in the dictionary
+  static constexpr int no_channel =
+      -5;  // of the table-access library: none of the names is in the dictionary
 
   std::size_t channels() const {
     return (static_cast<std::size_t>(dictionary_->length) - sizeof(typename G::dictionary_table)) /
@@ -124,13 +129,16 @@ class tables {
         ++channel.unplaced;
         continue;
       }
-      channel.entries.push_back({*header->template at<std::uint32_t>(offsetof(ravo_eventheader, event_number)),
-                                 {*header->template at<std::uint32_t>(offsetof(ravo_eventheader, event_time)),
-                                  *header->template at<std::uint32_t>(offsetof(ravo_eventheader, event_time) + 4)},
-                                 row[i].chhd, row[i].data,
-                                 stored_bytes(begins, row[i].chhd, basket, channel.basket_end), position,
-                                 static_cast<std::uint8_t>(
-                                     *header->template at<std::uint32_t>(offsetof(ravo_eventheader, event_type)))});
+      channel.entries.push_back(
+          {*header->template at<std::uint32_t>(offsetof(ravo_eventheader, event_number)),
+           {*header->template at<std::uint32_t>(offsetof(ravo_eventheader, event_time)),
+            *header->template at<std::uint32_t>(offsetof(ravo_eventheader, event_time) + 4)},
+           row[i].chhd,
+           row[i].data,
+           stored_bytes(begins, row[i].chhd, basket, channel.basket_end),
+           position,
+           static_cast<std::uint8_t>(
+               *header->template at<std::uint32_t>(offsetof(ravo_eventheader, event_type)))});
     }
   }
 
@@ -140,7 +148,8 @@ class tables {
     std::uint64_t offset = 0;
     std::optional<byte_view> at(std::uint64_t where) const {
       if (where < offset) return std::nullopt;
-      return byte_view(bytes.data(), bytes.size(), word_order::file).sub(where - offset, sizeof(ravo_eventheader));
+      return byte_view(bytes.data(), bytes.size(), word_order::file)
+          .sub(where - offset, sizeof(ravo_eventheader));
     }
   };
 
@@ -186,7 +195,8 @@ class tables {
                                     std::uint64_t basket, std::uint64_t basket_end) {
     if (chhd < basket + basket_head_size || chhd >= basket_end) return 0;
     const auto next = std::upper_bound(begins.begin(), begins.end(), chhd);
-    const std::uint64_t end = next == begins.end() ? basket_end : std::min<std::uint64_t>(*next, basket_end);
+    const std::uint64_t end =
+        next == begins.end() ? basket_end : std::min<std::uint64_t>(*next, basket_end);
     return static_cast<std::uint32_t>(end - chhd);
   }
 
@@ -216,7 +226,8 @@ file_look look(tables<G>& of_file, ravo_file_generation generation, bool with_sp
 }
 
 template <class G>
-std::optional<std::vector<channel_rows>> rows_of(const open_file& file, const std::vector<std::string>& names,
+std::optional<std::vector<channel_rows>> rows_of(const open_file& file,
+                                                 const std::vector<std::string>& names,
                                                  std::uint32_t position) {
   tables<G> of_file(file);
   if (!of_file.load_reference() || !of_file.load_dictionary()) return std::nullopt;

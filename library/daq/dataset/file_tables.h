@@ -1,6 +1,6 @@
-// One raw file of either generation as the dataset layer sees it: which channels it has, which span its events
-// cover, and for a channel the list of its events, each with number, time, type and where its block lies.
-// Nothing is inflated here, and no more is read than is asked for.
+// One raw file of either generation as the dataset layer sees it: which channels it has, which span its
+// events cover, and for a channel the list of its events, each with number, time, type and where its block
+// lies. Nothing is inflated here, and no more is read than is asked for.
 #ifndef RAVO_DATASET_FILE_TABLES_H
 #define RAVO_DATASET_FILE_TABLES_H
 
@@ -21,11 +21,12 @@ namespace ravo::datasets {
 struct entry {
   std::uint32_t number;
   time_stamp time;
-  std::uint32_t chhd;    ///< where the subheader lies
-  std::uint32_t data;    ///< where the data are said to lie
-  std::uint32_t stored;  ///< bytes from the subheader to the next block or the basket's end; 0: outside the basket
-  std::uint32_t file;    ///< position in the dataset's files
-  std::uint8_t type;     ///< RAVO_EVTYPE
+  std::uint32_t chhd;  ///< where the subheader lies
+  std::uint32_t data;  ///< where the data are said to lie
+  std::uint32_t
+      stored;  ///< bytes from the subheader to the next block or the basket's end; 0: outside the basket
+  std::uint32_t file;  ///< position in the dataset's files
+  std::uint8_t type;   ///< RAVO_EVTYPE
 };
 static_assert(sizeof(entry) == 32);
 
@@ -64,8 +65,8 @@ struct file_look {
 file_look look_into(const open_file& file, bool with_span,
                     const std::function<void(const listed_channel&)>& visit);
 
-/// The rows of the named channels, in their order; nothing when the tables cannot be read (any more). A channel
-/// that the file does not have is empty.
+/// The rows of the named channels, in their order; nothing when the tables cannot be read (any more). A
+/// channel that the file does not have is empty.
 std::optional<std::vector<channel_rows>> load_rows(const open_file& file, ravo_file_generation generation,
                                                    const std::vector<std::string>& names,
                                                    std::uint32_t position);

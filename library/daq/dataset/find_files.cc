@@ -33,7 +33,8 @@ void add_listed(const std::string& path, std::vector<std::string>& files) {
 
 template <std::size_t size>
 void set_text(char (&field)[size], const std::string& text, const char* what) {
-  if (text.size() >= size) throw selection_error(std::string(what) + " has more than " + std::to_string(size - 1) + " bytes");
+  if (text.size() >= size)
+    throw selection_error(std::string(what) + " has more than " + std::to_string(size - 1) + " bytes");
   std::memcpy(field, text.c_str(), text.size() + 1);
 }
 
@@ -47,9 +48,10 @@ std::vector<std::string> ask(const ravo_daq_request& request) {
   return files;
 }
 
-/// The files of a period by the times in their names: a file reaches from its own time to that of later ones, so
-/// that some before the period are taken too, of which their event index then tells whether they reach into it.
-/// The readers' requests want a file that begins in the period; this is for periods shorter than a file.
+/// The files of a period by the times in their names: a file reaches from its own time to that of later
+/// ones, so that some before the period are taken too, of which their event index then tells whether they
+/// reach into it. The readers' requests want a file that begins in the period; this is for periods shorter
+/// than a file.
 std::vector<std::string> find_by_names(const selection& wanted) {
   constexpr std::size_t taken_before = 16;
   const std::string prefix = wanted.experiment + "_" + wanted.stream + "_";
@@ -57,17 +59,21 @@ std::vector<std::string> find_by_names(const selection& wanted) {
   for (std::size_t at = 0; at < wanted.data.size();) {
     const std::size_t end = std::min(wanted.data.find(':', at), wanted.data.size());
     std::error_code problem;
-    for (const fs::directory_entry& found : fs::directory_iterator(wanted.data.substr(at, end - at), problem)) {
+    for (const fs::directory_entry& found :
+         fs::directory_iterator(wanted.data.substr(at, end - at), problem)) {
       const std::string name = found.path().filename().string();
       time_stamp time{};
       if (!name.starts_with(prefix) || found.path().extension() != ".raw") continue;
-      if (get_time_from_file_name(name.c_str(), &time) != 0 || (wanted.to && time.timeup > wanted.to->timeup)) continue;
+      if (get_time_from_file_name(name.c_str(), &time) != 0 ||
+          (wanted.to && time.timeup > wanted.to->timeup))
+        continue;
       timed.emplace_back(time.timeup, found.path().string());
     }
     at = end + 1;
   }
   std::sort(timed.begin(), timed.end());
-  const auto begin = std::lower_bound(timed.begin(), timed.end(), std::pair(wanted.from->timeup, std::string()));
+  const auto begin =
+      std::lower_bound(timed.begin(), timed.end(), std::pair(wanted.from->timeup, std::string()));
   const auto before = std::min<std::ptrdiff_t>(taken_before, begin - timed.begin());
   std::vector<std::string> files;
   for (auto one = begin - before; one != timed.end(); ++one) files.push_back(one->second);
@@ -95,7 +101,8 @@ std::vector<std::string> find_requested(const selection& wanted) {
   if (files.empty()) files = ask<ravo_daq_reader>(request);
   if (files.empty() && !wanted.runs) files = find_by_names(wanted);
   if (files.empty())
-    throw selection_error("No raw files are found for \"" + wanted.to_text() + "\"; look at catalog= and data=");
+    throw selection_error("No raw files are found for \"" + wanted.to_text() +
+                          "\"; look at catalog= and data=");
   return files;
 }
 

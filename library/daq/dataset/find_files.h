@@ -1,5 +1,5 @@
-// The raw files that a selection names: listed, in folders, or found by run or period as the readers' requests
-// find them.
+// The raw files that a selection names: listed, in folders, or found by run or period as the readers'
+// requests find them.
 #ifndef RAVO_DATASET_FIND_FILES_H
 #define RAVO_DATASET_FIND_FILES_H
 

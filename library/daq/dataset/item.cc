@@ -79,21 +79,27 @@ maybe_item find_roi(const byte_view& data, int member) {
   item found;
   found.kind = value_kind::roi;
   found.at = sizeof(ravo_roi_head) + (member == 1 ? 4 * static_cast<size>(width) : 0);
-  found.elements = member == 1 ? count(height) : member == 0 ? count(width) : count(width) + std::size_t{count(height)};
+  found.elements = member == 1   ? count(height)
+                   : member == 0 ? count(width)
+                                 : count(width) + std::size_t{count(height)};
   found.shape = {1, 1, static_cast<std::uint32_t>(found.elements)};
-  found.start = static_cast<float>(word(data, member == 1 ? offsetof(ravo_roi_head, y_start) : offsetof(ravo_roi_head, x_start)));
+  found.start = static_cast<float>(
+      word(data, member == 1 ? offsetof(ravo_roi_head, y_start) : offsetof(ravo_roi_head, x_start)));
   return found;
 }
 
-maybe_item find_pixels(const byte_view& data, std::size_t head, std::int32_t length, size width, size height,
-                       size pixel_bytes, bool compressed, int member) {
+maybe_item find_pixels(const byte_view& data, std::size_t head, std::int32_t length, size width,
+                       size height, size pixel_bytes, bool compressed, int member) {
   if (length < 0 || static_cast<size>(length) > data.size() - head || member > 0) return std::nullopt;
   // Only a picture has a place for every pixel.
-  if (compressed || pixel_bytes < 1 || pixel_bytes > 4 || width * height * pixel_bytes != static_cast<size>(length))
+  if (compressed || pixel_bytes < 1 || pixel_bytes > 4 ||
+      width * height * pixel_bytes != static_cast<size>(length))
     return std::nullopt;
   item found;
   found.kind = value_kind::image;
-  found.element = pixel_bytes == 1 ? element_type::uint8 : pixel_bytes == 2 ? element_type::uint16 : element_type::uint32;
+  found.element = pixel_bytes == 1   ? element_type::uint8
+                  : pixel_bytes == 2 ? element_type::uint16
+                                     : element_type::uint32;
   found.shape = {1, static_cast<std::uint32_t>(height), static_cast<std::uint32_t>(width)};
   found.elements = width * height;
   found.pixel_bytes = pixel_bytes;
@@ -105,10 +111,10 @@ maybe_item find_image(const byte_view& data, int member) {
   if (data.size() < sizeof(ravo_image_frame_head)) return std::nullopt;
   const auto part = [&](std::size_t offset) { return count(word(data, offset)); };
   const std::uint32_t bpp = part(offsetof(ravo_image_frame_head, bpp)) & 0xf;
-  return find_pixels(data, sizeof(ravo_image_frame_head), word(data, offsetof(ravo_image_frame_head, length)),
-                     part(offsetof(ravo_image_frame_head, w)) & 0xffff,
-                     part(offsetof(ravo_image_frame_head, h)) & 0xffff, bpp == 0 ? 1 : bpp,
-                     part(offsetof(ravo_image_frame_head, compr)) != 0, member);
+  return find_pixels(
+      data, sizeof(ravo_image_frame_head), word(data, offsetof(ravo_image_frame_head, length)),
+      part(offsetof(ravo_image_frame_head, w)) & 0xffff, part(offsetof(ravo_image_frame_head, h)) & 0xffff,
+      bpp == 0 ? 1 : bpp, part(offsetof(ravo_image_frame_head, compr)) != 0, member);
 }
 
 maybe_item find_ext_image(const byte_view& data, int member) {
@@ -117,8 +123,9 @@ maybe_item find_ext_image(const byte_view& data, int member) {
   const std::int32_t height = word(data, offsetof(ravo_image_ext_frame_head, aoi_height));
   const std::int32_t bpp = word(data, offsetof(ravo_image_ext_frame_head, bpp));
   if (width < 0 || height < 0 || bpp > 4) return std::nullopt;
-  return find_pixels(data, sizeof(ravo_image_ext_frame_head), word(data, offsetof(ravo_image_ext_frame_head, length)),
-                     count(width), count(height), bpp < 1 ? 1 : count(bpp), false, member);
+  return find_pixels(data, sizeof(ravo_image_ext_frame_head),
+                     word(data, offsetof(ravo_image_ext_frame_head, length)), count(width), count(height),
+                     bpp < 1 ? 1 : count(bpp), false, member);
 }
 
 maybe_item find_name_values(const byte_view& data, int member) {
@@ -126,7 +133,8 @@ maybe_item find_name_values(const byte_view& data, int member) {
   const std::int32_t records = word(data, offsetof(ravo_name_value_block, ndata));
   if (records < 0 || member >= records) return std::nullopt;
   const auto all = static_cast<size>(records);
-  if (sizeof(ravo_name_value_block) + all * sizeof(ravo_name_value_channel) != data.size()) return std::nullopt;
+  if (sizeof(ravo_name_value_block) + all * sizeof(ravo_name_value_channel) != data.size())
+    return std::nullopt;
   if (!data.has_text(offsetof(ravo_name_value_block, comment), sizeof(ravo_name_value_block::comment)))
     return std::nullopt;
   for (size i = 0; i < all; ++i)
@@ -204,7 +212,8 @@ void store_item(const item& from, const byte_view& payload, std::byte* into) {
   const unsigned char* bytes = payload.data() + from.at;
   if (from.kind == value_kind::name_value) {
     for (std::size_t i = 0; i < from.elements; ++i)
-      ravo_swap4(bytes + (from.first_record + i) * sizeof(ravo_name_value_channel) + offsetof(ravo_name_value_channel, value),
+      ravo_swap4(bytes + (from.first_record + i) * sizeof(ravo_name_value_channel) +
+                     offsetof(ravo_name_value_channel, value),
                  into + 4 * i, 1);
     return;
   }
@@ -226,7 +235,8 @@ void store_item(const item& from, const byte_view& payload, std::byte* into) {
     case element_type::uint32:
       for (std::size_t i = 0; i < from.elements; ++i) {
         std::uint32_t pixel = 0;
-        for (std::size_t b = 0; b < from.pixel_bytes; ++b) pixel = pixel << 8 | bytes[i * from.pixel_bytes + b];
+        for (std::size_t b = 0; b < from.pixel_bytes; ++b)
+          pixel = pixel << 8 | bytes[i * from.pixel_bytes + b];
         std::memcpy(into + 4 * i, &pixel, 4);
       }
       return;

@@ -1,5 +1,6 @@
-// The values inside a payload as it lies in the file: where they are, how many, of which type and shape, and how
-// they get into an array in host order. It reads file order directly, so that a column needs no converted copy.
+// The values inside a payload as it lies in the file: where they are, how many, of which type and shape,
+// and how they get into an array in host order. It reads file order directly, so that a column needs no
+// converted copy.
 #ifndef RAVO_DATASET_ITEM_H
 #define RAVO_DATASET_ITEM_H
 
@@ -19,8 +20,8 @@ struct item {
   element_type element = element_type::float32;
   std::array<std::uint32_t, 3> shape{1, 1, 1};  ///< members, groups, samples; or 1, height, width
   std::size_t elements = 0;
-  std::size_t at = 0;            ///< offset of the first value
-  std::size_t pixel_bytes = 1;   ///< of an image
+  std::size_t at = 0;           ///< offset of the first value
+  std::size_t pixel_bytes = 1;  ///< of an image
   float start = 0;
   float increment = 1;
   float groups_increment = 0;
@@ -32,8 +33,8 @@ struct item {
   }
 };
 
-/// The values of a payload of type `dtype` (low 16 bits), or of one member of it. Nothing when the payload cannot
-/// be what its type says, or has no such member.
+/// The values of a payload of type `dtype` (low 16 bits), or of one member of it. Nothing when the payload
+/// cannot be what its type says, or has no such member.
 std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int member);
 
 /// Stores the values at `into`, in host order.

@@ -7,8 +7,8 @@ namespace ravo {
 
 const char* value_status_text(value_status status) {
   constexpr const char* texts[value_status_count] = {
-      "ok",           "not recorded",   "held",           "stale",       "file missing", "truncated",
-      "bad checksum", "cannot inflate", "cannot convert", "type changed"};
+      "ok",        "not recorded", "held",           "stale",          "file missing",
+      "truncated", "bad checksum", "cannot inflate", "cannot convert", "type changed"};
   const auto index = static_cast<std::size_t>(status);
   return index < value_status_count ? texts[index] : "unknown";
 }
@@ -47,7 +47,8 @@ std::uint64_t read_ledger::missing() const {
 }
 
 bool read_ledger::is_balanced() const {
-  return std::all_of(channels.begin(), channels.end(), [](const channel_ledger& one) { return one.is_balanced(); });
+  return std::all_of(channels.begin(), channels.end(),
+                     [](const channel_ledger& one) { return one.is_balanced(); });
 }
 
 channel_ledger& read_ledger::of(const std::string& channel) {
@@ -71,7 +72,8 @@ void read_ledger::add(const read_ledger& other) {
   for (const missing_value& one : other.values)
     if (values.size() < most_listed) values.push_back(one);
   for (const refused_file& file : other.files) {
-    const bool known = std::any_of(files.begin(), files.end(), [&](const refused_file& one) { return one.path == file.path; });
+    const bool known = std::any_of(files.begin(), files.end(),
+                                   [&](const refused_file& one) { return one.path == file.path; });
     if (!known) files.push_back(file);
   }
 }
@@ -79,15 +81,18 @@ void read_ledger::add(const read_ledger& other) {
 std::string read_ledger::to_text() const {
   std::string text;
   for (const channel_ledger& one : channels) {
-    text += one.channel + ": expected " + std::to_string(one.expected) + ", delivered " + std::to_string(one.delivered);
+    text += one.channel + ": expected " + std::to_string(one.expected) + ", delivered " +
+            std::to_string(one.delivered);
     for (std::size_t i = 0; i < missing_cause_count; ++i)
       if (one.missing[i] != 0)
-        text += ", " + std::to_string(one.missing[i]) + " " + missing_cause_text(static_cast<missing_cause>(i));
+        text +=
+            ", " + std::to_string(one.missing[i]) + " " + missing_cause_text(static_cast<missing_cause>(i));
     text += "\n";
   }
   for (const missing_value& one : values)
-    text += one.channel + " event " + std::to_string(one.event.event_number) + ": " + missing_cause_text(one.cause) +
-            " in " + one.file + " at offset " + std::to_string(one.offset) + "\n";
+    text += one.channel + " event " + std::to_string(one.event.event_number) + ": " +
+            missing_cause_text(one.cause) + " in " + one.file + " at offset " + std::to_string(one.offset) +
+            "\n";
   for (const refused_file& file : files) text += file.path + ": " + file.problem + "\n";
   return text;
 }

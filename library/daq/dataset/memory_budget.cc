@@ -48,8 +48,9 @@ bool memory_budget::take(std::size_t bytes, const char* what, memory_share& shar
                          const std::function<bool()>& give_up) {
   share.release();
   if (bytes > limit_)
-    throw memory_exceeded(std::string(what) + " needs " + std::to_string(bytes) + " bytes, more than the memory limit of " +
-                          std::to_string(limit_) + "; raise the limit or select less");
+    throw memory_exceeded(std::string(what) + " needs " + std::to_string(bytes) +
+                          " bytes, more than the memory limit of " + std::to_string(limit_) +
+                          "; raise the limit or select less");
   using clock = std::chrono::steady_clock;
   constexpr auto longest = std::chrono::seconds(10);
   std::unique_lock lock(mutex_);

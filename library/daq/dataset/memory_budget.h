@@ -1,5 +1,6 @@
 // The one account of the memory that a dataset may own: decoded blocks, windows of files, tables of events,
-// columns. Whoever takes memory asks here first; it waits until there is room, or is told that there is none.
+// columns. Whoever takes memory asks here first; it waits until there is room, or is told that there is
+// none.
 #ifndef RAVO_DATASET_MEMORY_BUDGET_H
 #define RAVO_DATASET_MEMORY_BUDGET_H
 
@@ -44,8 +45,9 @@ class memory_budget {
 
   /// The share, or an empty one of 0 bytes and false when there is no room now.
   bool try_take(std::size_t bytes, memory_share& share);
-  /// Waits for room. Throws memory_exceeded, which names `what`, when the limit is smaller than that or nobody has
-  /// given anything back for some seconds; false when `give_up` said so, which is asked now and then.
+  /// Waits for room. Throws memory_exceeded, which names `what`, when the limit is smaller than that or
+  /// nobody has given anything back for some seconds; false when `give_up` said so, which is asked now and
+  /// then.
   bool take(std::size_t bytes, const char* what, memory_share& share, const std::function<bool()>& give_up);
   /// Takes what is there already: for small things whose size is known only afterwards.
   memory_share take_over(std::size_t bytes);

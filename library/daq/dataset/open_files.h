@@ -1,6 +1,6 @@
-// The raw files of a dataset as they are open right now: no more than a limit at a time, opened when needed,
-// the longest unused closed first. A file that was opened before has to be the same one when it is opened
-// again.
+// The raw files of a dataset as they are open right now: no more than a limit at a time, opened when
+// needed, the longest unused closed first. A file that was opened before has to be the same one when it is
+// opened again.
 #ifndef RAVO_DATASET_OPEN_FILES_H
 #define RAVO_DATASET_OPEN_FILES_H
 

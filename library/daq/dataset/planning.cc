@@ -32,7 +32,8 @@ void visit_segments(dataset_state& state,
   for (std::size_t i = 0; i < line.segments(); ++i) {
     if (!line.may_have_events(i)) continue;
     const std::size_t needed = line.bytes_to_align(i);
-    if (!wave.empty() && (wave.size() >= state.pool.size() || memory + needed > state.memory.limit() / 4)) flush();
+    if (!wave.empty() && (wave.size() >= state.pool.size() || memory + needed > state.memory.limit() / 4))
+      flush();
     wave.push_back(i);
     memory += needed;
   }
@@ -68,7 +69,8 @@ class planner {
 
   read_plan make() {
     plan_.files = state_.files.size();
-    for (const dataset_channel& channel : state_.channels) plan_.channels.emplace_back().channel = channel.label;
+    for (const dataset_channel& channel : state_.channels)
+      plan_.channels.emplace_back().channel = channel.label;
     std::size_t ordinal = 0;
     visit_segments(state_, [&](std::size_t, const auto& part) { add(*part, ordinal); });
     finish();
@@ -113,7 +115,8 @@ class planner {
     unsigned char head[enough];
     const auto got = opened->read(where.chhd, head, std::min(where.stored, enough));
     if (!got) return;
-    const datasets::block_head told = datasets::look_at_head(source, file_part(head, *got, where.chhd), where);
+    const datasets::block_head told =
+        datasets::look_at_head(source, file_part(head, *got, where.chhd), where);
     if (!told.is_known) return;
     sample.stored += stored;
     sample.decoded += told.decoded;
@@ -129,8 +132,11 @@ class planner {
       channel.decoded_bytes = channel.stored_bytes;
       if (sample.stored != 0) {
         const double ratio = static_cast<double>(sample.decoded) / static_cast<double>(sample.stored);
-        const double compressed = sample.decoded == 0 ? 0 : static_cast<double>(sample.compressed) / static_cast<double>(sample.decoded);
-        channel.decoded_bytes = static_cast<std::uint64_t>(static_cast<double>(channel.stored_bytes) * ratio);
+        const double compressed = sample.decoded == 0 ? 0
+                                                      : static_cast<double>(sample.compressed) /
+                                                            static_cast<double>(sample.decoded);
+        channel.decoded_bytes =
+            static_cast<std::uint64_t>(static_cast<double>(channel.stored_bytes) * ratio);
         inflated += static_cast<double>(channel.decoded_bytes) * compressed;
       }
       moved += static_cast<double>(channel.decoded_bytes) + static_cast<double>(channel.stored_bytes);
@@ -140,12 +146,14 @@ class planner {
     }
     const auto threads = static_cast<std::uint64_t>(state_.pool.size());
     const std::uint64_t windows = threads * 2 * std::max<std::uint64_t>(datasets::largest_window, largest_);
-    plan_.peak_bytes_of_columns = std::min<std::uint64_t>(largest_column + windows + index_bytes_, state_.memory.limit());
+    plan_.peak_bytes_of_columns =
+        std::min<std::uint64_t>(largest_column + windows + index_bytes_, state_.memory.limit());
     const std::uint64_t of_event = plan_.events == 0 ? 0 : plan_.decoded_bytes / plan_.events;
     const std::uint64_t ahead = (threads * 2 + 2) * (std::uint64_t{1024} * 1024 + of_event);
-    plan_.peak_bytes_of_events =
-        std::min<std::uint64_t>(std::min(ahead, plan_.decoded_bytes + windows) + index_bytes_, state_.memory.limit());
-    plan_.seconds = (inflated / inflated_bytes_a_second + moved / moved_bytes_a_second) / static_cast<double>(threads);
+    plan_.peak_bytes_of_events = std::min<std::uint64_t>(
+        std::min(ahead, plan_.decoded_bytes + windows) + index_bytes_, state_.memory.limit());
+    plan_.seconds =
+        (inflated / inflated_bytes_a_second + moved / moved_bytes_a_second) / static_cast<double>(threads);
   }
 
   dataset_state& state_;
@@ -162,14 +170,16 @@ read_plan make_plan(dataset_state& state) { return planner(state).make(); }
 std::string read_plan::to_text() const {
   std::string text = std::to_string(files) + " files, " + std::to_string(events) + " events, " +
                      std::to_string(stored_bytes) + " bytes stored, " + std::to_string(decoded_bytes) +
-                     " decoded; memory up to " + std::to_string(std::max(peak_bytes_of_events, peak_bytes_of_columns)) +
+                     " decoded; memory up to " +
+                     std::to_string(std::max(peak_bytes_of_events, peak_bytes_of_columns)) +
                      " bytes; about ";
   char number[32];
   std::snprintf(number, sizeof number, "%.2f s\n", seconds);
   text += number;
   for (const channel_plan& one : channels)
-    text += one.channel + ": " + std::to_string(one.values) + " values, " + std::to_string(one.stored_bytes) +
-            " bytes stored, " + std::to_string(one.decoded_bytes) + " decoded\n";
+    text += one.channel + ": " + std::to_string(one.values) + " values, " +
+            std::to_string(one.stored_bytes) + " bytes stored, " + std::to_string(one.decoded_bytes) +
+            " decoded\n";
   return text;
 }
 

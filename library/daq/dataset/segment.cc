@@ -26,17 +26,21 @@ std::optional<std::size_t> channel_track::first_after(std::uint32_t wanted) cons
 }
 
 std::size_t segment::bytes() const {
-  std::size_t all = sizeof *this + events.capacity() * sizeof events[0] + selected.capacity() * sizeof selected[0] +
+  std::size_t all = sizeof *this + events.capacity() * sizeof events[0] +
+                    selected.capacity() * sizeof selected[0] +
                     bytes_before.capacity() * sizeof bytes_before[0];
   for (const channel_track& track : channels)
     all += sizeof track + (track.entries.capacity() + track.left_out.capacity()) * sizeof(entry) +
-           track.event.capacity() * sizeof(std::uint32_t) + track.basket_end.capacity() * sizeof(std::uint64_t);
+           track.event.capacity() * sizeof(std::uint32_t) +
+           track.basket_end.capacity() * sizeof(std::uint64_t);
   return all;
 }
 
 std::uint64_t segment::basket_end(std::size_t channel, std::uint32_t file) const {
   const auto found = std::find(files.begin(), files.end(), file);
-  return found == files.end() ? 0 : channels[channel].basket_end[static_cast<std::size_t>(found - files.begin())];
+  return found == files.end()
+             ? 0
+             : channels[channel].basket_end[static_cast<std::size_t>(found - files.begin())];
 }
 
 int compare_events(const ravo_time_id& a, const ravo_time_id& b, const alignment_rule& rule) {
@@ -64,7 +68,8 @@ void sort_entries(std::vector<entry>& entries, Before before) {
     std::stable_sort(entries.begin(), entries.end(), before);
 }
 
-/// The merge: each channel has a place in its entries, and the earliest of what stands there is the next event.
+/// The merge: each channel has a place in its entries, and the earliest of what stands there is the next
+/// event.
 class merge {
  public:
   merge(segment& part, const alignment_rule& rule, const std::vector<bool>& slow)

@@ -1,7 +1,8 @@
 // A segment of the time line: files whose events belong together, and in them the aligned events, each with
-// the channels that have it. Built from the channels' rows by the rule of the slicer: two events are one when
-// their numbers are equal; where one has no number, or the selection aligns by time, when their times differ by
-// no more than the tolerance. Of one event a channel has one entry; a further one is told, and left out.
+// the channels that have it. Built from the channels' rows by the rule of the slicer: two events are one
+// when their numbers are equal; where one has no number, or the selection aligns by time, when their times
+// differ by no more than the tolerance. Of one event a channel has one entry; a further one is told, and
+// left out.
 #ifndef RAVO_DATASET_SEGMENT_H
 #define RAVO_DATASET_SEGMENT_H
 
@@ -23,10 +24,10 @@ inline std::int64_t in_microseconds(const time_stamp& time) {
 /// One channel in a segment: its entries in the order of the events.
 struct channel_track {
   std::vector<entry> entries;
-  std::vector<std::uint32_t> event;         ///< of each entry, its position in the segment's events
-  std::vector<std::uint64_t> basket_end;    ///< by file of the segment
-  std::vector<entry> left_out;              ///< of an event of which the channel had an entry already
-  std::uint32_t unplaced = 0;               ///< entries without a readable event header
+  std::vector<std::uint32_t> event;       ///< of each entry, its position in the segment's events
+  std::vector<std::uint64_t> basket_end;  ///< by file of the segment
+  std::vector<entry> left_out;            ///< of an event of which the channel had an entry already
+  std::uint32_t unplaced = 0;             ///< entries without a readable event header
 
   /// The entry of an event, or nothing.
   std::optional<std::size_t> at(std::uint32_t wanted) const;
@@ -37,12 +38,13 @@ struct channel_track {
 
 struct segment {
   std::vector<ravo_time_id> events;
-  std::vector<std::uint32_t> selected;      ///< positions of the events inside the limits and by the join
-  std::vector<std::uint64_t> bytes_before;  ///< by selected event: stored bytes of the selected ones before it
+  std::vector<std::uint32_t> selected;  ///< positions of the events inside the limits and by the join
+  std::vector<std::uint64_t>
+      bytes_before;  ///< by selected event: stored bytes of the selected ones before it
   std::vector<channel_track> channels;
-  std::vector<std::uint32_t> files;         ///< positions in the dataset's files
-  std::vector<bool> file_failed;            ///< its tables could not be read any more
-  bool by_number = true;                    ///< events are in the order of their numbers
+  std::vector<std::uint32_t> files;  ///< positions in the dataset's files
+  std::vector<bool> file_failed;     ///< its tables could not be read any more
+  bool by_number = true;             ///< events are in the order of their numbers
   memory_share memory;
 
   std::size_t bytes() const;
@@ -58,8 +60,8 @@ struct alignment_rule {
 /// -1, 0 or 1 as a is before, the same event as, or after b.
 int compare_events(const ravo_time_id& a, const ravo_time_id& b, const alignment_rule& rule);
 
-/// Brings the channels' entries into order and aligns them: fills `events` and the tracks' `event`. `slow` says
-/// which channels are slow: their times do not name an event that another channel has.
+/// Brings the channels' entries into order and aligns them: fills `events` and the tracks' `event`. `slow`
+/// says which channels are slow: their times do not name an event that another channel has.
 void align(segment& part, const alignment_rule& rule, const std::vector<bool>& slow);
 
 }  // namespace ravo::datasets

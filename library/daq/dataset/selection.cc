@@ -34,12 +34,14 @@ struct named {
   std::string_view name;
   Enumeration value;
 };
-constexpr named<synch_mode> synch_modes[] = {{"number", synch_mode::by_number}, {"time", synch_mode::by_time}};
+constexpr named<synch_mode> synch_modes[] = {{"number", synch_mode::by_number},
+                                             {"time", synch_mode::by_time}};
 constexpr named<slow_policy> slow_policies[] = {
     {"none", slow_policy::none}, {"hold", slow_policy::hold}, {"nearest", slow_policy::nearest}};
 
 template <class Enumeration, std::size_t size>
-Enumeration read_name(const selection_word& word, const named<Enumeration> (&names)[size], const char* choice) {
+Enumeration read_name(const selection_word& word, const named<Enumeration> (&names)[size],
+                      const char* choice) {
   for (const auto& one_of : names)
     if (one_of.name == one(word)) return one_of.value;
   refuse(word, choice);
@@ -73,13 +75,15 @@ number_range read_range(const selection_word& word, const char* form) {
   const std::string_view last = std::string_view(text).substr(dash + 1);
   if (!first.empty()) range.first = must(datasets::read_number(first), word, form);
   if (!last.empty()) range.last = must(datasets::read_number(last), word, form);
-  if ((!range.first && !range.last) || (range.first && range.last && *range.last < *range.first)) refuse(word, form);
+  if ((!range.first && !range.last) || (range.first && range.last && *range.last < *range.first))
+    refuse(word, form);
   return range;
 }
 
 void read_runs(const selection_word& word, selection& to) {
   const number_range range = read_range(word, range_form);
-  if (!range.first || !range.last || *range.first == 0 || *range.last > 0x7fffffff) refuse(word, range_form);
+  if (!range.first || !range.last || *range.first == 0 || *range.last > 0x7fffffff)
+    refuse(word, range_form);
   to.runs = run_numbers{static_cast<int>(*range.first), static_cast<int>(*range.last)};
 }
 
@@ -112,10 +116,13 @@ void append(std::vector<std::string>& to, const selection_word& word) {
 }
 
 time_stamp stamp_of(std::uint64_t microseconds) {
-  return {static_cast<std::uint32_t>(microseconds / 1000000), static_cast<std::uint32_t>(microseconds % 1000000)};
+  return {static_cast<std::uint32_t>(microseconds / 1000000),
+          static_cast<std::uint32_t>(microseconds % 1000000)};
 }
 
-std::uint64_t span_of(const time_stamp& span) { return std::uint64_t{span.timeup} * 1000000 + span.timelow; }
+std::uint64_t span_of(const time_stamp& span) {
+  return std::uint64_t{span.timeup} * 1000000 + span.timelow;
+}
 
 struct key_row {
   std::string_view key;
@@ -126,15 +133,18 @@ constexpr key_row keys[] = {
     {"run", &read_runs},
     {"file", [](const selection_word& word, selection& to) { append(to.files, word); }},
     {"chan", [](const selection_word& word, selection& to) { append(to.channels, word); }},
-    {"from", [](const selection_word& word, selection& to) { to.from = must(datasets::read_time(one(word)), word, time_form); }},
-    {"to", [](const selection_word& word, selection& to) { to.to = must(datasets::read_time(one(word)), word, time_form); }},
+    {"from", [](const selection_word& word,
+                selection& to) { to.from = must(datasets::read_time(one(word)), word, time_form); }},
+    {"to", [](const selection_word& word,
+              selection& to) { to.to = must(datasets::read_time(one(word)), word, time_form); }},
     {"event", &read_events},
     {"step",
      [](const selection_word& word, selection& to) {
        to.step = must(datasets::read_number(one(word)), word, "it is a number, 1 or more");
        if (to.step == 0) refuse(word, "it is a number, 1 or more");
      }},
-    {"synch", [](const selection_word& word, selection& to) { to.synch = read_name(word, synch_modes, "it is number or time"); }},
+    {"synch", [](const selection_word& word,
+                 selection& to) { to.synch = read_name(word, synch_modes, "it is number or time"); }},
     {"tolerance",
      [](const selection_word& word, selection& to) {
        const auto span = must(datasets::read_span(one(word)), word, span_form);
@@ -143,8 +153,11 @@ constexpr key_row keys[] = {
      }},
     {"join", &read_join},
     {"slow",
-     [](const selection_word& word, selection& to) { to.slow = read_name(word, slow_policies, "it is none, hold or nearest"); }},
-    {"max_age", [](const selection_word& word, selection& to) { to.max_age = must(datasets::read_span(one(word)), word, span_form); }},
+     [](const selection_word& word, selection& to) {
+       to.slow = read_name(word, slow_policies, "it is none, hold or nearest");
+     }},
+    {"max_age", [](const selection_word& word,
+                   selection& to) { to.max_age = must(datasets::read_span(one(word)), word, span_form); }},
     {"catalog", [](const selection_word& word, selection& to) { to.catalogue = one(word); }},
     {"data", [](const selection_word& word, selection& to) { to.data = one(word); }},
 };
@@ -198,9 +211,12 @@ selection selection::parse(std::string_view text) {
 std::string selection::to_text() const {
   const selection plain;
   std::string text = quoted(experiment + "/" + stream);
-  const auto add = [&text](const char* key, const std::string& value) { text += std::string(" ") + key + "=" + value; };
+  const auto add = [&text](const char* key, const std::string& value) {
+    text += std::string(" ") + key + "=" + value;
+  };
   if (!files.empty()) add("file", list_of(files));
-  if (runs) add("run", range_of(static_cast<std::uint32_t>(runs->first), static_cast<std::uint32_t>(runs->last)));
+  if (runs)
+    add("run", range_of(static_cast<std::uint32_t>(runs->first), static_cast<std::uint32_t>(runs->last)));
   if (!catalogue.empty()) add("catalog", quoted(catalogue));
   if (!data.empty()) add("data", quoted(data));
   if (!channels.empty()) add("chan", list_of(channels));
@@ -209,7 +225,8 @@ std::string selection::to_text() const {
   if (first_event || last_event) add("event", range_of(first_event, last_event));
   if (step != 1) add("step", std::to_string(step));
   if (synch != plain.synch) add("synch", name_of(synch, synch_modes));
-  if (span_of(tolerance) != span_of(plain.tolerance)) add("tolerance", datasets::write_span(span_of(tolerance)));
+  if (span_of(tolerance) != span_of(plain.tolerance))
+    add("tolerance", datasets::write_span(span_of(tolerance)));
   if (join == join_policy::all) add("join", "all");
   if (join == join_policy::with) add("join", quoted("with:" + join_channel));
   if (slow != plain.slow) add("slow", name_of(slow, slow_policies));
@@ -219,9 +236,9 @@ std::string selection::to_text() const {
 
 bool selection::operator==(const selection& other) const {
   const auto plain_fields = [](const selection& one_of) {
-    return std::tie(one_of.files, one_of.experiment, one_of.stream, one_of.catalogue, one_of.data, one_of.runs,
-                    one_of.channels, one_of.first_event, one_of.last_event, one_of.step, one_of.synch, one_of.join,
-                    one_of.join_channel, one_of.slow, one_of.max_age);
+    return std::tie(one_of.files, one_of.experiment, one_of.stream, one_of.catalogue, one_of.data,
+                    one_of.runs, one_of.channels, one_of.first_event, one_of.last_event, one_of.step,
+                    one_of.synch, one_of.join, one_of.join_channel, one_of.slow, one_of.max_age);
   };
   return plain_fields(*this) == plain_fields(other) && same(from, other.from) && same(to, other.to) &&
          span_of(tolerance) == span_of(other.tolerance);

@@ -49,7 +49,8 @@ std::optional<Number> whole_number(std::string_view text) {
 
 /// The digits behind a point as microseconds; further ones are cut off.
 std::optional<std::uint32_t> read_fraction(std::string_view digits) {
-  if (digits.empty() || digits.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
+  if (digits.empty() || digits.find_first_not_of("0123456789") != std::string_view::npos)
+    return std::nullopt;
   std::string six(digits.substr(0, 6));
   six.resize(6, '0');
   return whole_number<std::uint32_t>(six);
@@ -70,7 +71,9 @@ std::optional<std::uint32_t> read_date(std::string_view text) {
   if (text.size() != form.size()) return std::nullopt;
   for (std::size_t i = 0; i < form.size(); ++i)
     if (form[i] == 'd' ? text[i] < '0' || text[i] > '9' : text[i] != form[i]) return std::nullopt;
-  const auto part = [&](std::size_t at, std::size_t length) { return *whole_number<int>(text.substr(at, length)); };
+  const auto part = [&](std::size_t at, std::size_t length) {
+    return *whole_number<int>(text.substr(at, length));
+  };
   const year_month_day day{year(part(0, 4)), month(static_cast<unsigned>(part(5, 2))),
                            std::chrono::day(static_cast<unsigned>(part(8, 2)))};
   if (!day.ok() || part(11, 2) > 23 || part(14, 2) > 59 || part(17, 2) > 59) return std::nullopt;
@@ -99,7 +102,8 @@ std::vector<selection_word> split_words(std::string_view text) {
 }
 
 std::string quoted(std::string_view value) {
-  if (!value.empty() && value.find_first_of(" \t\r\n,\"=") == std::string_view::npos) return std::string(value);
+  if (!value.empty() && value.find_first_of(" \t\r\n,\"=") == std::string_view::npos)
+    return std::string(value);
   std::string text = "\"";
   for (const char c : value) {
     if (c == '"' || c == '\\') text += '\\';
@@ -108,7 +112,9 @@ std::string quoted(std::string_view value) {
   return text + '"';
 }
 
-std::optional<std::uint32_t> read_number(std::string_view text) { return whole_number<std::uint32_t>(text); }
+std::optional<std::uint32_t> read_number(std::string_view text) {
+  return whole_number<std::uint32_t>(text);
+}
 
 std::optional<time_stamp> read_time(std::string_view text) {
   const bool is_date = text.ends_with('Z');

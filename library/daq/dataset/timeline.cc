@@ -23,14 +23,16 @@ void timeline::set(std::vector<timed_file> files, std::vector<std::string> names
   cut_into_segments();
 }
 
-// Numbers decide only between files that touch in time: a counter that begins anew is no reason to join runs.
+// Numbers decide only between files that touch in time: a counter that begins anew is no reason to join
+// runs.
 bool timeline::belong_together(const event_span& a, const event_span& b) const {
   if (a.empty || b.empty) return false;
   if (in_microseconds(b.first) <= in_microseconds(a.last)) return true;
   const double gap = static_cast<double>(in_microseconds(b.first) - in_microseconds(a.last));
   if (gap > rule_.tolerance) return false;
   const bool numbered = a.lowest != 0 && b.lowest != 0;
-  return rule_.synch == synch_mode::by_time || !numbered || (b.lowest <= a.highest && a.lowest <= b.highest);
+  return rule_.synch == synch_mode::by_time || !numbered ||
+         (b.lowest <= a.highest && a.lowest <= b.highest);
 }
 
 void timeline::cut_into_segments() {
@@ -63,12 +65,15 @@ bool timeline::may_have_events(std::size_t index) const {
   return !wanted_.from || in_microseconds(span.last) >= in_microseconds(*wanted_.from) - tolerance;
 }
 
-// Files before the limits stay: slow values of theirs may be held. They are aligned only when that is asked.
+// Files before the limits stay: slow values of theirs may be held. They are aligned only when that is
+// asked.
 bool timeline::is_outside(const event_span& span) const {
   if (span.empty) return false;
-  if (wanted_.to && in_microseconds(span.first) > in_microseconds(*wanted_.to) + static_cast<std::int64_t>(rule_.tolerance))
+  if (wanted_.to && in_microseconds(span.first) >
+                        in_microseconds(*wanted_.to) + static_cast<std::int64_t>(rule_.tolerance))
     return wanted_.slow != slow_policy::nearest;
-  if (wanted_.from && in_microseconds(span.last) < in_microseconds(*wanted_.from) - static_cast<std::int64_t>(rule_.tolerance))
+  if (wanted_.from && in_microseconds(span.last) <
+                          in_microseconds(*wanted_.from) - static_cast<std::int64_t>(rule_.tolerance))
     return wanted_.slow == slow_policy::none;
   return false;
 }
@@ -116,7 +121,8 @@ void timeline::take_memory(std::size_t bytes, memory_share& share) {
 
 bool timeline::drop_oldest() {
   const std::lock_guard lock(mutex_);
-  const auto unused = std::find_if(kept_.begin(), kept_.end(), [](const auto& one) { return one.use_count() == 1; });
+  const auto unused =
+      std::find_if(kept_.begin(), kept_.end(), [](const auto& one) { return one.use_count() == 1; });
   if (unused == kept_.end()) return false;
   kept_.erase(unused);
   return true;
@@ -189,7 +195,8 @@ std::shared_ptr<const segment> timeline::load(std::size_t index) {
 
 bool timeline::has_entries(std::size_t index, std::size_t channel) const {
   const auto& files = slots_[index].files;
-  return std::any_of(files.begin(), files.end(), [&](std::uint32_t file) { return files_[file].counts[channel] > 0; });
+  return std::any_of(files.begin(), files.end(),
+                     [&](std::uint32_t file) { return files_[file].counts[channel] > 0; });
 }
 
 std::optional<placed_entry> timeline::last_before(std::size_t index, std::size_t channel) {
@@ -211,7 +218,8 @@ std::optional<placed_entry> timeline::first_behind(std::size_t index, std::size_
   return std::nullopt;
 }
 
-std::optional<placed_entry> timeline::value_at(std::size_t index, const std::shared_ptr<const segment>& part,
+std::optional<placed_entry> timeline::value_at(std::size_t index,
+                                               const std::shared_ptr<const segment>& part,
                                                std::uint32_t event, std::size_t channel) {
   const channel_track& track = part->channels[channel];
   if (const auto own = track.at(event)) return placed_entry{index, part, *own};
@@ -246,7 +254,8 @@ void timeline::select(segment& part, std::size_t index) {
       if (!slow_[i]) continue;
       for (std::size_t before = index; before-- > 0 && !seen[i];) seen[i] = has_entries(before, i);
       if (wanted_.slow == slow_policy::nearest)
-        for (std::size_t behind = index; behind < segments() && !seen[i]; ++behind) seen[i] = has_entries(behind, i);
+        for (std::size_t behind = index; behind < segments() && !seen[i]; ++behind)
+          seen[i] = has_entries(behind, i);
     }
   std::uint64_t bytes = 0;
   for (std::uint32_t number = 0; number < part.events.size(); ++number) {
@@ -260,7 +269,8 @@ void timeline::select(segment& part, std::size_t index) {
       all = all && (here || (holds && slow_[i] && seen[i]));
       joined = joined || (here && i == join_channel_);
     }
-    const bool wanted_by_join = wanted_.join == join_policy::any || (wanted_.join == join_policy::all ? all : joined);
+    const bool wanted_by_join =
+        wanted_.join == join_policy::any || (wanted_.join == join_policy::all ? all : joined);
     if (!wanted_by_join || !is_inside(part.events[number])) continue;
     part.selected.push_back(number);
     part.bytes_before.push_back(bytes);

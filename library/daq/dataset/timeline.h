@@ -1,5 +1,5 @@
-// The time line: the files in order of time, cut into segments of files whose events belong together. A segment
-// is aligned when it is first asked for, kept while there is memory, and dropped when there is not.
+// The time line: the files in order of time, cut into segments of files whose events belong together. A
+// segment is aligned when it is first asked for, kept while there is memory, and dropped when there is not.
 #ifndef RAVO_DATASET_TIMELINE_H
 #define RAVO_DATASET_TIMELINE_H
 
@@ -38,7 +38,8 @@ class timeline {
  public:
   timeline(const selection& wanted, open_files& opened, memory_budget& memory);
 
-  /// Cuts the files into segments. `names` and `slow`: of each channel. `join_channel`: of join_policy::with.
+  /// Cuts the files into segments. `names` and `slow`: of each channel. `join_channel`: of
+  /// join_policy::with.
   void set(std::vector<timed_file> files, std::vector<std::string> names, std::vector<bool> slow,
            std::size_t join_channel);
 
@@ -100,7 +101,7 @@ class timeline {
   std::size_t join_channel_ = 0;
   std::deque<slot> slots_;
 
-  std::mutex mutex_;  ///< guards kept_; taken behind a slot's
+  std::mutex mutex_;                                 ///< guards kept_; taken behind a slot's
   std::deque<std::shared_ptr<const segment>> kept_;  ///< the last used last
 };
 

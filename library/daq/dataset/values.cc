@@ -91,7 +91,8 @@ spectrum_view older_spectrum(byte_span bytes) {
   view.start = head->start;
   view.increment = head->inc;
   view.means = records_at<float>(bytes, sizeof *head, view.members);
-  view.values = records_at<float>(bytes, sizeof *head + view.means.size_bytes(), view.members * view.samples);
+  view.values =
+      records_at<float>(bytes, sizeof *head + view.means.size_bytes(), view.members * view.samples);
   return view;
 }
 
@@ -218,9 +219,9 @@ value view_of(const ravo_channel_entry_long& entry) {
   const auto* head = reinterpret_cast<const Subhead*>(entry.sbchdata[0].chhd);
   if (head == nullptr || head->ldata < static_cast<std::int32_t>(sizeof *head))
     return value_access::make(value_status::not_recorded, entry.event_id);
-  return value_access::make(value_status::ok, entry.event_id, 0, head->dtype, head->error,
-                            {reinterpret_cast<const std::byte*>(head + 1),
-                             static_cast<std::size_t>(head->ldata) - sizeof *head});
+  return value_access::make(
+      value_status::ok, entry.event_id, 0, head->dtype, head->error,
+      {reinterpret_cast<const std::byte*>(head + 1), static_cast<std::size_t>(head->ldata) - sizeof *head});
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The dataset's threads, started once, and groups of tasks that are waited for together. A task must not wait
-// for another one.
+// The dataset's threads, started once, and groups of tasks that are waited for together. A task must not
+// wait for another one.
 #ifndef RAVO_DATASET_WORKER_POOL_H
 #define RAVO_DATASET_WORKER_POOL_H
 
@@ -27,8 +27,9 @@ class worker_pool {
   std::size_t size() const { return threads_.size(); }
   void add(std::function<void()> task);
 
-  /// Runs `work(i)` for i from 0 to `count` - 1 on up to `workers` threads and waits for all of them. The first
-  /// exception ends the others' work and is thrown here. `look` is called here now and then; it may throw.
+  /// Runs `work(i)` for i from 0 to `count` - 1 on up to `workers` threads and waits for all of them. The
+  /// first exception ends the others' work and is thrown here. `look` is called here now and then; it may
+  /// throw.
   void run(std::size_t count, std::size_t workers, const std::function<void(std::size_t)>& work,
            const std::function<void()>& look = {});
 

@@ -1,5 +1,5 @@
-// The dataset layer beside the classic slicer over the same simulated files: the same events in the same order,
-// the same channels in each, the same bytes; and columns beside the answer key.
+// The dataset layer beside the classic slicer over the same simulated files: the same events in the same
+// order, the same channels in each, the same bytes; and columns beside the answer key.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -36,8 +36,10 @@ class ClassicOracle : public testing::TestWithParam<oracle_case> {
 };
 
 TEST_P(ClassicOracle, EventsAreThoseOfTheSlicer) {
-  const int mode = GetParam().synch == synch_mode::by_time ? RAVO_DAQ_SLICER_SYNCH_MODE_TIME : RAVO_DAQ_SLICER_SYNCH_MODE_EVID;
-  const std::vector<classic_event> expected = read_classic(GetParam().generation, files.files(), channels, mode);
+  const int mode = GetParam().synch == synch_mode::by_time ? RAVO_DAQ_SLICER_SYNCH_MODE_TIME
+                                                           : RAVO_DAQ_SLICER_SYNCH_MODE_EVID;
+  const std::vector<classic_event> expected =
+      read_classic(GetParam().generation, files.files(), channels, mode);
   ASSERT_GT(expected.size(), 20u);
   const dataset data = dataset::open(wanted);
   EXPECT_EQ(data.size(), expected.size());
@@ -65,7 +67,8 @@ TEST_P(ClassicOracle, EventsAreThoseOfTheSlicer) {
 }
 
 TEST_P(ClassicOracle, DigestsOfAllWaysOfReadingAreEqual) {
-  const int mode = GetParam().synch == synch_mode::by_time ? RAVO_DAQ_SLICER_SYNCH_MODE_TIME : RAVO_DAQ_SLICER_SYNCH_MODE_EVID;
+  const int mode = GetParam().synch == synch_mode::by_time ? RAVO_DAQ_SLICER_SYNCH_MODE_TIME
+                                                           : RAVO_DAQ_SLICER_SYNCH_MODE_EVID;
   std::vector<channel_digest> classic(channels.size()), by_event(channels.size());
   for (const classic_event& one : read_classic(GetParam().generation, files.files(), channels, mode))
     for (const auto& [channel, value] : one) classic[channel].add(value.id, value_status::ok, value.bytes);
@@ -92,12 +95,17 @@ TEST_P(ClassicOracle, DigestsOfAllWaysOfReadingAreEqual) {
 
 INSTANTIATE_TEST_SUITE_P(
     Both, ClassicOracle,
-    testing::Values(oracle_case{"CurrentByNumber", ravo_file_generation::current, synch_mode::by_number, {}},
-                    oracle_case{"CurrentByTime", ravo_file_generation::current, synch_mode::by_time,
-                                {"LINAC/BPM/001", "LINAC/BPM/HALF_RATE", "LINAC/TOROID/GAPS", "LINAC/RF/LATE"}},
-                    oracle_case{"OlderByNumber", ravo_file_generation::older, synch_mode::by_number, {}},
-                    oracle_case{"OlderByTime", ravo_file_generation::older, synch_mode::by_time,
-                                {"LINAC/BPM/001", "LINAC/BPM/HALF_RATE", "LINAC/TOROID/GAPS", "LINAC/RF/LATE"}}),
+    testing::Values(
+        oracle_case{"CurrentByNumber", ravo_file_generation::current, synch_mode::by_number, {}},
+        oracle_case{"CurrentByTime",
+                    ravo_file_generation::current,
+                    synch_mode::by_time,
+                    {"LINAC/BPM/001", "LINAC/BPM/HALF_RATE", "LINAC/TOROID/GAPS", "LINAC/RF/LATE"}},
+        oracle_case{"OlderByNumber", ravo_file_generation::older, synch_mode::by_number, {}},
+        oracle_case{"OlderByTime",
+                    ravo_file_generation::older,
+                    synch_mode::by_time,
+                    {"LINAC/BPM/001", "LINAC/BPM/HALF_RATE", "LINAC/TOROID/GAPS", "LINAC/RF/LATE"}}),
     [](const testing::TestParamInfo<oracle_case>& tested) { return tested.param.name; });
 
 // The numbers of a payload in host order, found by the layouts of ravo_payload.h.
@@ -122,9 +130,11 @@ TEST(Columns, HoldTheValuesOfASpectrumAsTheyWerePutIn) {
       EXPECT_EQ(column.status[row], value_status::ok);
       ravo_spect_head_2010 head;
       std::memcpy(&head, blocks[row].payload.data(), sizeof head);
-      const std::size_t values = static_cast<std::size_t>(head.members) * static_cast<std::size_t>(head.groups) *
+      const std::size_t values = static_cast<std::size_t>(head.members) *
+                                 static_cast<std::size_t>(head.groups) *
                                  static_cast<std::size_t>(head.samples);
-      const std::vector<float> expected = floats_at(blocks[row].payload, blocks[row].payload.size() - 4 * values);
+      const std::vector<float> expected =
+          floats_at(blocks[row].payload, blocks[row].payload.size() - 4 * values);
       const auto seen = column.row<float>(row);
       ASSERT_EQ(std::vector<float>(seen.begin(), seen.end()), expected);
     }
@@ -160,7 +170,8 @@ TEST(Columns, HoldThePixelsOfTwoBytesAsNumbers) {
   for (std::size_t row = 0; row < column.size(); ++row) {
     const unsigned char* pixels = blocks[row].payload.data() + sizeof(ravo_image_ext_frame_head);
     const auto seen = column.row<std::uint16_t>(row);
-    for (std::size_t i = 0; i < seen.size(); ++i) ASSERT_EQ(seen[i], pixels[2 * i] << 8 | pixels[2 * i + 1]);
+    for (std::size_t i = 0; i < seen.size(); ++i)
+      ASSERT_EQ(seen[i], pixels[2 * i] << 8 | pixels[2 * i + 1]);
   }
 }
 

@@ -1,5 +1,5 @@
-// What the classic reader delivers of the same files and channels, event by event: the oracle of the dataset
-// layer. It reads through the public interface of the readers and keeps copies.
+// What the classic reader delivers of the same files and channels, event by event: the oracle of the
+// dataset layer. It reads through the public interface of the readers and keeps copies.
 #ifndef RAVO_TEST_CLASSIC_READING_H
 #define RAVO_TEST_CLASSIC_READING_H
 
@@ -28,8 +28,8 @@ using classic_event = std::map<std::size_t, classic_value>;
 
 /// Reads through the slicer of a generation, so that slow channels have their own events only.
 template <class Slicer, class Param>
-std::vector<classic_event> read_classic(const std::vector<std::string>& files, const std::vector<std::string>& channels,
-                                        int mode) {
+std::vector<classic_event> read_classic(const std::vector<std::string>& files,
+                                        const std::vector<std::string>& channels, int mode) {
   captured_output silence;
   std::vector<std::string> paths = files;
   std::vector<char*> file_list;
@@ -44,7 +44,8 @@ std::vector<classic_event> read_classic(const std::vector<std::string>& files, c
   }
   Slicer slicer;
   EXPECT_EQ(slicer.set_synch_mode(mode), RAVO_DAQ_SLICER_OK);
-  // By time the slicers step by their period and pass over what lies between; the older one's spans two pulses.
+  // By time the slicers step by their period and pass over what lies between; the older one's spans two
+  // pulses.
   const ravo_time_id step{1, {0, 100000}};
   const time_stamp tolerance{0, 50000};
   EXPECT_EQ(slicer.set_event_step(&step), RAVO_DAQ_SLICER_OK);
@@ -59,9 +60,11 @@ std::vector<classic_event> read_classic(const std::vector<std::string>& files, c
       const value seen = view_of_block(*entry);
       const auto* header = reinterpret_cast<const ravo_eventheader*>(entry->sbchdata[0].evhd);
       const bool is_older = header->pattern == RAVO_EVENT_HEADER_PATTERN;
-      const std::string name = is_older ? reinterpret_cast<const ravo_serv_block_subhead*>(entry->sbchdata[0].chhd)->chname
-                                        : reinterpret_cast<const ravo_serv_block_subhead_2010*>(entry->sbchdata[0].chhd)->chname;
-      const auto channel = static_cast<std::size_t>(std::find(channels.begin(), channels.end(), name) - channels.begin());
+      const std::string name =
+          is_older ? reinterpret_cast<const ravo_serv_block_subhead*>(entry->sbchdata[0].chhd)->chname
+                   : reinterpret_cast<const ravo_serv_block_subhead_2010*>(entry->sbchdata[0].chhd)->chname;
+      const auto channel =
+          static_cast<std::size_t>(std::find(channels.begin(), channels.end(), name) - channels.begin());
       event[channel] = {entry->event_id, seen.type(), {seen.bytes().begin(), seen.bytes().end()}};
     }
     if (event.empty()) break;  // an event of nobody: the slicer stands still
@@ -70,7 +73,8 @@ std::vector<classic_event> read_classic(const std::vector<std::string>& files, c
   return events;
 }
 
-inline std::vector<classic_event> read_classic(ravo_file_generation generation, const std::vector<std::string>& files,
+inline std::vector<classic_event> read_classic(ravo_file_generation generation,
+                                               const std::vector<std::string>& files,
                                                const std::vector<std::string>& channels, int mode) {
   return generation == ravo_file_generation::current
              ? read_classic<ravo_daq_slicer_2010, ravo_daq_chan_param_2010>(files, channels, mode)

@@ -96,7 +96,8 @@ class Damage : public testing::Test {
     EXPECT_EQ(ledger.values[0].file, path);
     EXPECT_EQ(ledger.values[0].event.event_number, 1001 + damaged);
     EXPECT_STREQ(missing_cause_text(ledger.values[0].cause), value_status_text(status));
-    EXPECT_THAT(ledger.to_text(), HasSubstr("BAD: expected 6, delivered 5, 1 " + std::string(value_status_text(status))));
+    EXPECT_THAT(ledger.to_text(),
+                HasSubstr("BAD: expected 6, delivered 5, 1 " + std::string(value_status_text(status))));
   }
 
   temporary_folder folder;
@@ -145,7 +146,8 @@ TYPED_TEST(Damage, APayloadThatIsNotOfItsTypeCannotBeConverted) {
 TYPED_TEST(Damage, APointerBehindTheBasketIsATruncatedBlock) {
   bytes built = this->file.build();
   // Row 1 (of BAD), six entries a row, 16 bytes each; the subheader's offset is the third word.
-  built.set_u32(this->file.at.at("pointers") + 12 + (6 + this->damaged) * 16 + 8, static_cast<std::uint32_t>(built.size()));
+  built.set_u32(this->file.at.at("pointers") + 12 + (6 + this->damaged) * 16 + 8,
+                static_cast<std::uint32_t>(built.size()));
   this->expect_status(value_status::truncated, this->folder.write("a.raw", built.vector()));
 }
 
@@ -169,7 +171,8 @@ TYPED_TEST(Damage, AnEntryWithoutAnEventHeaderBelongsToNoEvent) {
   EXPECT_EQ(column.size(), 5u);
   EXPECT_TRUE(column.ledger.is_balanced());
   EXPECT_EQ(column.ledger.expected(), 6u);
-  EXPECT_EQ(column.ledger.channels[0].missing[static_cast<std::size_t>(missing_cause::no_event_header)], 1u);
+  EXPECT_EQ(column.ledger.channels[0].missing[static_cast<std::size_t>(missing_cause::no_event_header)],
+            1u);
   event_range events = data.events();
   for (const event& one : events) (void)one;
   EXPECT_EQ(events.ledger().missing(), 1u);
@@ -224,7 +227,8 @@ TYPED_TEST(Damage, TwoEntriesOfOneEventGiveOneValueAndALineInTheLedger) {
   const column_data column = data.column("BAD");
   EXPECT_THAT(column.numbers, ElementsAre(1001, 1002, 1003, 1004, 1006));
   EXPECT_EQ(column.row<float>(3)[0], 3000.0f);
-  EXPECT_EQ(column.ledger.channels[0].missing[static_cast<std::size_t>(missing_cause::second_of_event)], 1u);
+  EXPECT_EQ(column.ledger.channels[0].missing[static_cast<std::size_t>(missing_cause::second_of_event)],
+            1u);
   EXPECT_TRUE(column.ledger.is_balanced());
 }
 

@@ -32,7 +32,8 @@ class Events : public testing::Test {
         if (number % 2 == 0) half.emplace_back(made.events.size() - 1, static_cast<float>(number) + 0.5f);
         if (number != 102 && number != 107) continue;
         made.events.push_back(event_at(number, time, RAVO_EV_UPD));
-        slow.blocks.push_back(update_of(layout{}, made.events.size() - 1, static_cast<float>(number) * 10, noon));
+        slow.blocks.push_back(
+            update_of(layout{}, made.events.size() - 1, static_cast<float>(number) * 10, noon));
       }
       made.channels = {numbers_at<layout>("FAST", fast, 1), numbers_at<layout>("HALF", half, 2), slow};
       files.push_back(write(folder, "part" + std::to_string(file) + ".raw", made));
@@ -71,7 +72,8 @@ TYPED_TEST(Events, ComeInOrderWithTheirValues) {
 TYPED_TEST(Events, ComeBackwardToo) {
   event_options backward;
   backward.order = event_order::backward;
-  EXPECT_THAT(numbers_of(this->open().events(backward)), ElementsAre(110, 109, 108, 107, 106, 105, 104, 103, 102, 101));
+  EXPECT_THAT(numbers_of(this->open().events(backward)),
+              ElementsAre(110, 109, 108, 107, 106, 105, 104, 103, 102, 101));
 }
 
 TYPED_TEST(Events, AreSlicedInBothOrders) {
@@ -94,7 +96,8 @@ TYPED_TEST(Events, AreLimitedByNumberTimeAndStep) {
   EXPECT_THAT(numbers_of(this->open("event=104-108").events()), ElementsAre(104, 105, 106, 107, 108));
   EXPECT_THAT(numbers_of(this->open("event=104-108 step=2").events()), ElementsAre(104, 106, 108));
   EXPECT_EQ(this->open("event=104-108 step=2").size(), 3u);
-  EXPECT_THAT(numbers_of(this->open("from=1700000000.25 to=1700000000.5").events()), ElementsAre(104, 105, 106));
+  EXPECT_THAT(numbers_of(this->open("from=1700000000.25 to=1700000000.5").events()),
+              ElementsAre(104, 105, 106));
   EXPECT_THAT(numbers_of(this->open("from=1700000002").events()), ElementsAre());
   EXPECT_THAT(numbers_of(this->open("step=4").events()), ElementsAre(101, 105, 109));
 }
@@ -112,7 +115,8 @@ TYPED_TEST(Events, AreFoundByNumberAndByTime) {
 }
 
 TYPED_TEST(Events, AreJoinedAsIsAsked) {
-  EXPECT_THAT(numbers_of(this->open("join=all chan=FAST,HALF").events()), ElementsAre(102, 104, 106, 108, 110));
+  EXPECT_THAT(numbers_of(this->open("join=all chan=FAST,HALF").events()),
+              ElementsAre(102, 104, 106, 108, 110));
   EXPECT_THAT(numbers_of(this->open("join=all").events()), ElementsAre(102));
   EXPECT_THAT(numbers_of(this->open("join=all slow=hold").events()), ElementsAre(102, 104, 106, 108, 110));
   EXPECT_THAT(numbers_of(this->open("join=with:SLOW").events()), ElementsAre(102, 107));
@@ -129,7 +133,9 @@ TYPED_TEST(Events, HoldSlowValuesWithTheirAge) {
       EXPECT_EQ(slow.status(), value_status::not_recorded);
       continue;
     }
-    EXPECT_EQ(slow.status(), age == 0 ? value_status::ok : age <= 300000 ? value_status::held : value_status::stale);
+    EXPECT_EQ(slow.status(), age == 0        ? value_status::ok
+                             : age <= 300000 ? value_status::held
+                                             : value_status::stale);
     EXPECT_EQ(slow.age(), age);
     EXPECT_EQ(slow.number(), from * 10.0);
     EXPECT_EQ(slow.update().status, 3);
@@ -189,8 +195,8 @@ TYPED_TEST(Events, GiveColumnsWithARowForEachEvent) {
   EXPECT_TRUE(std::isnan(slow.values<float>()[0]));
   for (std::size_t i = 1; i < 10; ++i) EXPECT_EQ(slow.values<float>()[i], i < 6 ? 1020.0f : 1070.0f);
   const column_data half = data.column("HALF", rows);
-  EXPECT_THAT(half.status, ElementsAre(not_recorded, ok, not_recorded, ok, not_recorded, ok, not_recorded, ok,
-                                       not_recorded, ok));
+  EXPECT_THAT(half.status, ElementsAre(not_recorded, ok, not_recorded, ok, not_recorded, ok, not_recorded,
+                                       ok, not_recorded, ok));
   EXPECT_EQ(half.values<float>()[1], 102.5f);
   EXPECT_TRUE(std::isnan(half.values<float>()[2]));
   EXPECT_EQ(half.ledger.expected(), 5u);

@@ -15,7 +15,8 @@ using namespace ravo;
 using namespace ravo::test;
 
 /// A file of one channel: `events` waves of `samples`, noise that does not compress.
-std::string noise(const temporary_folder& folder, std::size_t events, std::size_t samples, const char* name = "a.raw") {
+std::string noise(const temporary_folder& folder, std::size_t events, std::size_t samples,
+                  const char* name = "a.raw") {
   std::mt19937 random(7);
   handmade_file file;
   handmade_channel channel("NOISE");

@@ -1,6 +1,6 @@
-// Thousands of generated file sets: gaps, rates, damage, events without numbers, both generations and both synch
-// modes. What the dataset layer gives is held against a model over plain lists, and against the classic slicer
-// where that one's rules are the same.
+// Thousands of generated file sets: gaps, rates, damage, events without numbers, both generations and both
+// synch modes. What the dataset layer gives is held against a model over plain lists, and against the
+// classic slicer where that one's rules are the same.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -81,7 +81,8 @@ class generator {
   std::mt19937 random_;
 };
 
-/// The events of all channels by time: since all channels of an event have its time, that is all there is to it.
+/// The events of all channels by time: since all channels of an event have its time, that is all there is
+/// to it.
 std::vector<std::int64_t> times_of(const generated& all) {
   std::vector<std::int64_t> times;
   for (const auto& values : all.values)
@@ -91,7 +92,9 @@ std::vector<std::int64_t> times_of(const generated& all) {
   return times;
 }
 
-std::int64_t milliseconds(const time_stamp& time) { return (std::int64_t{time.timeup} - noon) * 1000 + time.timelow / 1000; }
+std::int64_t milliseconds(const time_stamp& time) {
+  return (std::int64_t{time.timeup} - noon) * 1000 + time.timelow / 1000;
+}
 
 template <class layout>
 constexpr ravo_file_generation generation_of =
@@ -117,7 +120,8 @@ TYPED_TEST(Generated, SetsAreReadAsTheModelSays) {
     if (wanted.join == join_policy::all)
       std::erase_if(times, [&](std::int64_t time) {
         return !std::all_of(all.values.begin(), all.values.end(), [&](const auto& values) {
-          return std::any_of(values.begin(), values.end(), [&](const put_in& one) { return one.time == time; });
+          return std::any_of(values.begin(), values.end(),
+                             [&](const put_in& one) { return one.time == time; });
         });
       });
     std::vector<std::int64_t> expected;
@@ -134,7 +138,8 @@ TYPED_TEST(Generated, SetsAreReadAsTheModelSays) {
       ASSERT_EQ(milliseconds(one.time()), expected[n]);
       for (std::size_t channel = 0; channel < all.channels.size(); ++channel) {
         const auto& values = all.values[channel];
-        const auto found = std::find_if(values.begin(), values.end(), [&](const put_in& v) { return v.time == expected[n]; });
+        const auto found = std::find_if(values.begin(), values.end(),
+                                        [&](const put_in& v) { return v.time == expected[n]; });
         const value seen = one[channel];
         if (found == values.end()) {
           ASSERT_EQ(seen.status(), value_status::not_recorded);
@@ -160,8 +165,9 @@ TYPED_TEST(Generated, SetsAreReadAsTheModelSays) {
       for (std::size_t row = 0; row < column.size(); ++row)
         if (column.status[row] == value_status::ok) {
           const auto& values = all.values[channel];
-          const auto at = std::find_if(values.begin(), values.end(),
-                                       [&](const put_in& v) { return v.time == milliseconds(column.times[row]); });
+          const auto at = std::find_if(values.begin(), values.end(), [&](const put_in& v) {
+            return v.time == milliseconds(column.times[row]);
+          });
           ASSERT_EQ(column.values<float>()[row], at->content);
         }
     }
@@ -179,7 +185,8 @@ TYPED_TEST(Generated, SetsAreReadAsTheSlicerReadsThem) {
     for (std::size_t i = 0; i < all.channels.size(); ++i)
       if (!all.values[i].empty()) channels.push_back(all.channels[i]);
     if (channels.empty()) continue;
-    const auto expected = read_classic(generation_of<TypeParam>, all.files, channels, RAVO_DAQ_SLICER_SYNCH_MODE_EVID);
+    const auto expected =
+        read_classic(generation_of<TypeParam>, all.files, channels, RAVO_DAQ_SLICER_SYNCH_MODE_EVID);
     const dataset data = dataset::open(of_files(all.files, channels));
     std::size_t n = 0;
     for (event_range events = data.events(); const event& one : events) {
@@ -189,8 +196,8 @@ TYPED_TEST(Generated, SetsAreReadAsTheSlicerReadsThem) {
         ASSERT_EQ(one[channel].has_value(), there != expected[n].end());
         if (there == expected[n].end()) continue;
         ASSERT_EQ(one[channel].recorded_with().event_number, there->second.id.event_number);
-        ASSERT_TRUE(std::equal(one[channel].bytes().begin(), one[channel].bytes().end(), there->second.bytes.begin(),
-                               there->second.bytes.end()));
+        ASSERT_TRUE(std::equal(one[channel].bytes().begin(), one[channel].bytes().end(),
+                               there->second.bytes.begin(), there->second.bytes.end()));
       }
       ++n;
     }
@@ -212,7 +219,8 @@ TEST(Streams, OfTheSameTimeAreOneSegment) {
         values.emplace_back(i, static_cast<float>(number + stream * 1000));
       }
       made.channels = {numbers_at(stream == 0 ? "A" : "B", values)};
-      files.push_back(write(folder, std::string(stream == 0 ? "a" : "b") + std::to_string(part) + ".raw", made));
+      files.push_back(
+          write(folder, std::string(stream == 0 ? "a" : "b") + std::to_string(part) + ".raw", made));
     }
   for (const synch_mode mode : {synch_mode::by_number, synch_mode::by_time}) {
     selection wanted = of_files(files);
@@ -239,7 +247,8 @@ TEST(Streams, ThatCountAnewAreReadOneBehindTheOther) {
     made.channels = {numbers_at("A", {{0, 1.0f}, {1, 2.0f}, {2, 3.0f}})};
     files.push_back(write(folder, "run" + std::to_string(run) + ".raw", made));
   }
-  EXPECT_EQ(numbers_of(dataset::open(of_files(files)).events()), (std::vector<std::uint32_t>{1, 2, 3, 1, 2, 3}));
+  EXPECT_EQ(numbers_of(dataset::open(of_files(files)).events()),
+            (std::vector<std::uint32_t>{1, 2, 3, 1, 2, 3}));
 }
 
 TEST(Streams, TheSameFileTwiceIsReadOnce) {

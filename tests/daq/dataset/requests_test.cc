@@ -1,5 +1,5 @@
-// Files that a selection does not list: found by run and by period in a data directory, as the readers' requests
-// find them.
+// Files that a selection does not list: found by run and by period in a data directory, as the readers'
+// requests find them.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -24,12 +24,14 @@ class Requests : public testing::TestWithParam<ravo_file_generation> {
     captured_output silence;
     std::vector<std::string> paths;
     const dataset data = dataset::open(text + " chan=LINAC/BPM/001 data=" + folder);
-    for (const dataset_file& file : data.files()) paths.push_back(std::filesystem::path(file.path).filename().string());
+    for (const dataset_file& file : data.files())
+      paths.push_back(std::filesystem::path(file.path).filename().string());
     return paths;
   }
   std::vector<std::string> names(std::size_t first, std::size_t last) const {
     std::vector<std::string> some;
-    for (std::size_t i = first; i < last; ++i) some.push_back(std::filesystem::path(files[i]).filename().string());
+    for (std::size_t i = first; i < last; ++i)
+      some.push_back(std::filesystem::path(files[i]).filename().string());
     return some;
   }
 
@@ -46,13 +48,15 @@ TEST_P(Requests, OfARunFindItsFiles) {
 TEST_P(Requests, OfAPeriodReadItsEventsOnly) {
   const dataset all = dataset::open(select(files, {"LINAC/BPM/001"}));
   const event middle = *all.at(1000020);
-  const std::string from = std::to_string(middle.time().timeup), to = std::to_string(middle.time().timeup + 1);
+  const std::string from = std::to_string(middle.time().timeup),
+                    to = std::to_string(middle.time().timeup + 1);
   captured_output silence;
   const dataset data = dataset::open("chan=LINAC/BPM/001 from=" + from + " to=" + to + " data=" + folder);
   std::size_t expected = 0;
   for (event_range events = all.events(); const event& one : events) {
     const time_stamp time = one.time();
-    const bool is_inside = time.timeup == middle.time().timeup || (time.timeup == middle.time().timeup + 1 && time.timelow == 0);
+    const bool is_inside = time.timeup == middle.time().timeup ||
+                           (time.timeup == middle.time().timeup + 1 && time.timelow == 0);
     expected += is_inside ? 1 : 0;
   }
   EXPECT_GT(expected, 5u);
@@ -65,7 +69,8 @@ TEST_P(Requests, ThatFindNothingSaySo) {
   EXPECT_THROW(dataset::open("chan=A"), selection_error);
 }
 
-INSTANTIATE_TEST_SUITE_P(Generations, Requests, testing::Values(ravo_file_generation::current, ravo_file_generation::older),
+INSTANTIATE_TEST_SUITE_P(Generations, Requests,
+                         testing::Values(ravo_file_generation::current, ravo_file_generation::older),
                          [](const auto& tested) {
                            return tested.param == ravo_file_generation::current ? "Current" : "Older";
                          });

@@ -14,7 +14,8 @@ using testing::HasSubstr;
 
 TEST(SelectionText, IsReadAsTheHeaderSays) {
   const selection read = selection::parse(
-      "fel/daq2 run=1207-1210 chan=BPM*,CAM/1 from=2025-03-01T08:00:00Z to=1740816000.25 event=1000- step=10 "
+      "fel/daq2 run=1207-1210 chan=BPM*,CAM/1 from=2025-03-01T08:00:00Z to=1740816000.25 event=1000- "
+      "step=10 "
       "synch=time tolerance=20ms join=with:BPM1 slow=hold max_age=2.5s catalog=/cat data=/a:/b");
   EXPECT_EQ(read.experiment, "fel");
   EXPECT_EQ(read.stream, "daq2");
@@ -65,10 +66,13 @@ TEST(SelectionText, ComesBackAsItWasForThousandsOfSelections) {
   const auto text = [&] {
     constexpr std::string_view letters = "abz/:*?[]~,\"\\ =;-.09";
     std::string made;
-    for (unsigned i = 1 + below(8); i > 0; --i) made += letters[below(static_cast<unsigned>(letters.size()))];
+    for (unsigned i = 1 + below(8); i > 0; --i)
+      made += letters[below(static_cast<unsigned>(letters.size()))];
     return made;
   };
-  const auto time = [&] { return time_stamp{static_cast<std::uint32_t>(random()), below(3) == 0 ? 0 : below(1000000)}; };
+  const auto time = [&] {
+    return time_stamp{static_cast<std::uint32_t>(random()), below(3) == 0 ? 0 : below(1000000)};
+  };
   for (int i = 0; i < 5000; ++i) {
     selection made;
     for (unsigned n = below(3); n > 0; --n) made.files.push_back(text());
@@ -113,16 +117,18 @@ TEST_P(RefusedText, IsRefusedWithItsWord) {
 
 INSTANTIATE_TEST_SUITE_P(
     SelectionText, RefusedText,
-    testing::Values(refused{"linac", "\"linac\" cannot be read: it is neither KEY=VALUE nor EXPERIMENT/STREAM"},
-                    refused{"a/b/c", "neither KEY=VALUE nor"}, refused{"/b", "neither"}, refused{"run=0", "it is N or N-M"},
-                    refused{"run=7-6", "it is N or N-M"}, refused{"run=5-", "it is N or N-M"}, refused{"step=0", "1 or more"},
-                    refused{"step=x", "1 or more"}, refused{"from=yesterday", "a time is YYYY"},
-                    refused{"from=2025-02-30T00:00:00Z", "a time is YYYY"}, refused{"to=1.x", "a time is YYYY"},
-                    refused{"tolerance=5", "a span is a number"}, refused{"tolerance=5years", "a span is a number"},
-                    refused{"max_age=99999999999999999999s", "a span is a number"}, refused{"event=-", "it is N, N-M"},
-                    refused{"event=4294967296", "it is N, N-M"}, refused{"join=with:", "with:CHANNEL"},
-                    refused{"synch=both", "number or time"}, refused{"slow=maybe", "none, hold or nearest"},
-                    refused{"colour=red", "the keys are run, file, chan"}, refused{"chan=A,,B", "a value is empty"},
-                    refused{"chan=\"A", "has no end"}, refused{"data=a,b", "it takes one value"}));
+    testing::Values(
+        refused{"linac", "\"linac\" cannot be read: it is neither KEY=VALUE nor EXPERIMENT/STREAM"},
+        refused{"a/b/c", "neither KEY=VALUE nor"}, refused{"/b", "neither"},
+        refused{"run=0", "it is N or N-M"}, refused{"run=7-6", "it is N or N-M"},
+        refused{"run=5-", "it is N or N-M"}, refused{"step=0", "1 or more"}, refused{"step=x", "1 or more"},
+        refused{"from=yesterday", "a time is YYYY"}, refused{"from=2025-02-30T00:00:00Z", "a time is YYYY"},
+        refused{"to=1.x", "a time is YYYY"}, refused{"tolerance=5", "a span is a number"},
+        refused{"tolerance=5years", "a span is a number"},
+        refused{"max_age=99999999999999999999s", "a span is a number"}, refused{"event=-", "it is N, N-M"},
+        refused{"event=4294967296", "it is N, N-M"}, refused{"join=with:", "with:CHANNEL"},
+        refused{"synch=both", "number or time"}, refused{"slow=maybe", "none, hold or nearest"},
+        refused{"colour=red", "the keys are run, file, chan"}, refused{"chan=A,,B", "a value is empty"},
+        refused{"chan=\"A", "has no end"}, refused{"data=a,b", "it takes one value"}));
 
 }  // namespace

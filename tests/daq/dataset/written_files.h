@@ -16,13 +16,15 @@ namespace ravo::test {
 inline constexpr std::uint32_t noon = 1700000000;
 
 /// An event so many milliseconds behind noon.
-inline handmade_event event_at(std::uint32_t number, std::uint32_t milliseconds, int type = RAVO_EV_NORMAL) {
+inline handmade_event event_at(std::uint32_t number, std::uint32_t milliseconds,
+                               int type = RAVO_EV_NORMAL) {
   return {number, noon + milliseconds / 1000, milliseconds % 1000 * 1000, type};
 }
 
 /// A channel with one number at each of the events.
 template <class layout = layout_2010>
-handmade_channel numbers_at(const std::string& name, const std::vector<std::pair<std::size_t, float>>& values,
+handmade_channel numbers_at(const std::string& name,
+                            const std::vector<std::pair<std::size_t, float>>& values,
                             std::uint32_t zip_flags = 0) {
   handmade_channel channel(name);
   for (const auto& [event, number] : values) {

@@ -1,5 +1,5 @@
-// All values of one channel over a selection as one array of their natural type, with the events they belong to
-// and a status for each.
+// All values of one channel over a selection as one array of their natural type, with the events they
+// belong to and a status for each.
 #ifndef RAVO_DATASET_COLUMN_H
 #define RAVO_DATASET_COLUMN_H
 
@@ -41,8 +41,8 @@ struct column_options {
 struct column_layout {
   value_kind kind = value_kind::none;
   element_type element = element_type::float32;
-  /// Of one row; empty: a single number. A spectrum: members (more than one), groups (more than one), samples;
-  /// an image: height, width; name-value: records; a text: empty and always ragged.
+  /// Of one row; empty: a single number. A spectrum: members (more than one), groups (more than one),
+  /// samples; an image: height, width; name-value: records; a text: empty and always ragged.
   std::vector<std::size_t> item_shape;
   std::size_t item_elements = 1;
   std::size_t rows = 0;
@@ -59,8 +59,9 @@ class column_data {
   std::vector<value_status> status;
   std::vector<std::int64_t> ages;  ///< of held values, microseconds; empty when no value is held
 
-  /// Rows of different shapes: row i is the elements from offsets[i] to offsets[i + 1], of the shape shapes[i]
-  /// (members, groups, samples; of an image 1, height, width). Empty when all rows have layout.item_shape.
+  /// Rows of different shapes: row i is the elements from offsets[i] to offsets[i + 1], of the shape
+  /// shapes[i] (members, groups, samples; of an image 1, height, width). Empty when all rows have
+  /// layout.item_shape.
   std::vector<std::uint64_t> offsets;
   std::vector<std::array<std::uint32_t, 3>> shapes;
   bool is_ragged() const { return !offsets.empty(); }
@@ -68,9 +69,9 @@ class column_data {
   float start = 0;  ///< axis of a spectrum, of its first readable block
   float increment = 1;
   float groups_increment = 0;
-  std::vector<std::string> record_names;         ///< of name-value columns
-  std::vector<time_stamp> update_times;          ///< of updates: as the front end told them; a row each
-  std::vector<std::int32_t> update_status;       ///< of updates
+  std::vector<std::string> record_names;    ///< of name-value columns
+  std::vector<time_stamp> update_times;     ///< of updates: as the front end told them; a row each
+  std::vector<std::int32_t> update_status;  ///< of updates
 
   read_ledger ledger;
   std::optional<channel_digest> digest;

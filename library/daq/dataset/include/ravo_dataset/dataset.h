@@ -1,5 +1,5 @@
-// The dataset: raw files of either generation opened by a selection, planned before anything is decoded, and
-// read event by event or channel by channel with all cores in bounded memory.
+// The dataset: raw files of either generation opened by a selection, planned before anything is decoded,
+// and read event by event or channel by channel with all cores in bounded memory.
 #ifndef RAVO_DATASET_DATASET_H
 #define RAVO_DATASET_DATASET_H
 
@@ -26,9 +26,10 @@ namespace ravo {
 
 /// How much may be missing.
 struct damage_policy {
-  /// The largest share of a reading's expected values that may be missing, 0 to 1. 1, lenient: values that are
-  /// missing have their status, and nothing is thrown. 0, strict: the first missing value throws missing_data, and
-  /// so does a file that cannot be read. Between them a column throws when it is read, events when they end.
+  /// The largest share of a reading's expected values that may be missing, 0 to 1. 1, lenient: values that
+  /// are missing have their status, and nothing is thrown. 0, strict: the first missing value throws
+  /// missing_data, and so does a file that cannot be read. Between them a column throws when it is read,
+  /// events when they end.
   double largest_missing_share = 1;
 
   static damage_policy lenient() { return {1}; }
@@ -37,15 +38,15 @@ struct damage_policy {
 
 /// How far a reading has come.
 struct read_progress {
-  std::uint64_t done_bytes = 0;  ///< stored bytes read and decoded
+  std::uint64_t done_bytes = 0;   ///< stored bytes read and decoded
   std::uint64_t total_bytes = 0;  ///< 0: not known, as of events
 };
 
 struct dataset_options {
   std::size_t threads = 0;  ///< 0: as many as the machine has
-  /// Bytes that the dataset may own: tables of events, windows of files, decoded blocks, columns that are not in
-  /// the caller's memory, and events that the caller holds. Work waits rather than goes beyond it; what cannot be
-  /// done within it throws memory_exceeded.
+  /// Bytes that the dataset may own: tables of events, windows of files, decoded blocks, columns that are
+  /// not in the caller's memory, and events that the caller holds. Work waits rather than goes beyond it;
+  /// what cannot be done within it throws memory_exceeded.
   std::size_t memory_limit = std::size_t{1} << 30;
   std::size_t open_files = 64;  ///< at a time
   damage_policy damage;
@@ -57,10 +58,10 @@ struct dataset_options {
 
 /// One channel of a dataset.
 struct dataset_channel {
-  std::string label;       ///< "NAME" or "NAME:member"
+  std::string label;  ///< "NAME" or "NAME:member"
   std::string name;
-  int member = -1;         ///< -1: the whole channel
-  bool is_slow = false;    ///< it occurs in slow events only
+  int member = -1;            ///< -1: the whole channel
+  bool is_slow = false;       ///< it occurs in slow events only
   std::uint64_t entries = 0;  ///< in all files, whatever the limits of the selection
 };
 
@@ -74,8 +75,9 @@ struct dataset_file {
 /// A dataset may be used by several threads at once. Events and columns may outlive it.
 class dataset {
  public:
-  /// Opens what a selection names: reads the dictionaries and event indexes of the files, and no data. Throws
-  /// selection_error; missing_data when the policy is strict and a file cannot be read, or when none can.
+  /// Opens what a selection names: reads the dictionaries and event indexes of the files, and no data.
+  /// Throws selection_error; missing_data when the policy is strict and a file cannot be read, or when none
+  /// can.
   static dataset open(const selection& wanted, dataset_options options = {});
   /// The same of a selection's text.
   static dataset open(std::string_view text, dataset_options options = {});
@@ -93,7 +95,8 @@ class dataset {
 
   /// The events of the selection, in order or backward.
   event_range events(event_options options = {}) const;
-  /// The event with a number, or at a time: the nearest within the selection's tolerance. Whatever the step.
+  /// The event with a number, or at a time: the nearest within the selection's tolerance. Whatever the
+  /// step.
   std::optional<event> at(std::uint32_t number) const;
   std::optional<event> at(const time_stamp& time) const;
 

@@ -1,5 +1,6 @@
-// A fingerprint of what was read of a channel: of each value its event, its status and all bytes of its block.
-// The order in which values are added does not count, so that every way of reading has the same digest.
+// A fingerprint of what was read of a channel: of each value its event, its status and all bytes of its
+// block. The order in which values are added does not count, so that every way of reading has the same
+// digest.
 #ifndef RAVO_DATASET_DIGEST_H
 #define RAVO_DATASET_DIGEST_H
 

@@ -1,5 +1,5 @@
-// What the dataset layer throws. Damaged values are no exceptions: they have a status; only a policy makes an
-// exception of them.
+// What the dataset layer throws. Damaged values are no exceptions: they have a status; only a policy makes
+// an exception of them.
 #ifndef RAVO_DATASET_ERRORS_H
 #define RAVO_DATASET_ERRORS_H
 

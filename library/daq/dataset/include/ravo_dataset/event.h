@@ -1,5 +1,5 @@
-// Aligned events: each has a value of every channel of the dataset, decoded ahead of use in the order of the
-// events.
+// Aligned events: each has a value of every channel of the dataset, decoded ahead of use in the order of
+// the events.
 #ifndef RAVO_DATASET_EVENT_H
 #define RAVO_DATASET_EVENT_H
 
@@ -46,14 +46,15 @@ enum class event_order { forward, backward };
 
 struct event_options {
   event_order order = event_order::forward;
-  /// A slice of the selection's events, in their forward order: `count` of them from `first` on, every `step`-th.
+  /// A slice of the selection's events, in their forward order: `count` of them from `first` on, every
+  /// `step`-th.
   std::size_t first = 0;
   std::optional<std::size_t> count;
   std::size_t step = 1;
 };
 
-/// The events of one reading, once. begin() starts it; it is over when the iterator reaches end() or the range
-/// goes.
+/// The events of one reading, once. begin() starts it; it is over when the iterator reaches end() or the
+/// range goes.
 class event_range {
  public:
   class iterator {

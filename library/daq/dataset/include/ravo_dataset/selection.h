@@ -19,8 +19,8 @@ enum class synch_mode { by_number, by_time };
 
 /// Which events are in a selection.
 enum class join_policy {
-  any,   ///< those of at least one channel
-  all,   ///< those that all channels have; a slow channel has one too where the slow policy gives it a value
+  any,  ///< those of at least one channel
+  all,  ///< those that all channels have; a slow channel has one too where the slow policy gives it a value
   with,  ///< those that the channel `join_channel` has
 };
 
@@ -38,7 +38,8 @@ struct run_numbers {
 };
 
 struct selection {
-  // ---- files: those listed; else those of the runs or of the period, as the reader's request finds them ----
+  // ---- files: those listed; else those of the runs or of the period, as the reader's request finds them
+  // ----
   std::vector<std::string> files;  ///< raw files, and folders of which all raw files (*.raw) are taken
   std::string experiment = "linac";
   std::string stream = "main";
@@ -46,8 +47,8 @@ struct selection {
   std::string data;       ///< directory of the raw files, or several joined by ":"
   std::optional<run_numbers> runs;
 
-  // ---- channels: each an exact name, a glob (* ? [...]), or "~" and a regular expression for the whole name;
-  // with ":n" behind it the member n only. Empty: all channels. ----
+  // ---- channels: each an exact name, a glob (* ? [...]), or "~" and a regular expression for the whole
+  // name; with ":n" behind it the member n only. Empty: all channels. ----
   std::vector<std::string> channels;
 
   // ---- events: all limits are inclusive, and all that are given hold ----
@@ -70,8 +71,8 @@ struct selection {
   ///   event=N, N-M, N- or -M  step=N  synch=number|time  tolerance=SPAN  join=any|all|with:CHANNEL
   ///   slow=none|hold|nearest  max_age=SPAN  catalog=DIR  data=DIR
   /// A TIME is YYYY-MM-DDTHH:MM:SS[.FRACTION]Z (UTC) or seconds since 1970, a SPAN a number with us, ms, s,
-  /// min or h behind it. What holds blanks, commas or quotes is quoted: "...", in which \" and \\ are a quote
-  /// and a backslash. file= and chan= may be repeated. Throws selection_error that names the word.
+  /// min or h behind it. What holds blanks, commas or quotes is quoted: "...", in which \" and \\ are a
+  /// quote and a backslash. file= and chan= may be repeated. Throws selection_error that names the word.
   static selection parse(std::string_view text);
 
   /// The text that parse() makes this selection of; what has its default is left out.

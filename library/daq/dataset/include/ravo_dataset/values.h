@@ -1,5 +1,5 @@
-// What a value looks like: views of one decoded block, in host order and without a copy. A view is valid as long
-// as the event that it was asked of, or a copy of that event, lives.
+// What a value looks like: views of one decoded block, in host order and without a copy. A view is valid as
+// long as the event that it was asked of, or a copy of that event, lives.
 #ifndef RAVO_DATASET_VALUES_H
 #define RAVO_DATASET_VALUES_H
 
@@ -22,8 +22,8 @@ enum class value_kind : std::uint8_t {
   image,       ///< a camera frame, plain or extended
   name_value,  ///< records of a name and a number
   text,
-  update,      ///< a slow value: also environment readings and begin and end of run
-  other,       ///< bytes only
+  update,  ///< a slow value: also environment readings and begin and end of run
+  other,   ///< bytes only
 };
 
 /// A spectrum of either generation, or the profiles of a region of interest.
@@ -31,11 +31,11 @@ struct spectrum_view {
   std::size_t members = 0;
   std::size_t samples = 0;  ///< of a group; of a region of interest those of its member 0
   std::size_t groups = 1;
-  float start = 0;       ///< axis value of the first sample of a group
-  float increment = 1;   ///< axis distance of neighbouring samples
+  float start = 0;      ///< axis value of the first sample of a group
+  float increment = 1;  ///< axis distance of neighbouring samples
   float groups_increment = 0;
-  std::span<const float> values;  ///< member after member, group after group
-  std::span<const float> means;   ///< one a member, or none
+  std::span<const float> values;                           ///< member after member, group after group
+  std::span<const float> means;                            ///< one a member, or none
   std::span<const ravo_spect_statistics_2010> statistics;  ///< one a member, or none
 
   /// The values of one member, group after group; empty when there is no such member.
@@ -51,7 +51,7 @@ struct image_view {
   /// Whether there is a pixel for every place, not compressed: else `pixels` is what the camera sent.
   bool is_complete() const { return pixels.size() == width * height * bytes_per_pixel && !is_compressed; }
   bool is_compressed = false;
-  const ravo_image_frame_head* frame = nullptr;         ///< of a plain frame
+  const ravo_image_frame_head* frame = nullptr;          ///< of a plain frame
   const ravo_image_ext_frame_head* ext_frame = nullptr;  ///< of an extended frame
   /// A pixel of a complete frame; x and y inside it.
   std::uint32_t pixel(std::size_t x, std::size_t y) const;
@@ -83,7 +83,8 @@ class value {
   explicit operator bool() const { return has_value(); }
   /// The event that the value was recorded with: the event's own, but for held values.
   const ravo_time_id& recorded_with() const { return id_; }
-  /// How much older than its event it is, in microseconds: 0 but for held values; negative when it is newer.
+  /// How much older than its event it is, in microseconds: 0 but for held values; negative when it is
+  /// newer.
   std::int64_t age() const { return age_; }
 
   value_kind kind() const { return kind_; }
@@ -100,7 +101,8 @@ class value {
   name_value_view name_values() const;
   update_view update() const;
   std::string_view text() const;
-  /// The first number of a spectrum, region of interest, name-value block or update; NaN when there is none.
+  /// The first number of a spectrum, region of interest, name-value block or update; NaN when there is
+  /// none.
   double number() const;
 
  private:

@@ -1,0 +1,153 @@
+// The rows of a column, before anything is decoded: which events they are, which block is for which, in
+// which pieces the blocks are read, and what the first readable one says of the values.
+#include <algorithm>
+
+#include "column_reader.h"
+#include "planning.h"
+
+namespace ravo {
+
+using datasets::entry;
+using datasets::found_block;
+using datasets::segment;
+
+namespace {
+
+std::int64_t age_between(const ravo_time_id& event, const entry& recorded) {
+  return datasets::in_microseconds(event.time) - datasets::in_microseconds(recorded.time);
+}
+
+}  // namespace
+
+void column_reader::make_rows() {
+  std::size_t ordinal = 0;
+  visit_segments(*state_, [&](std::size_t number, const std::shared_ptr<const segment>& part) {
+    state_->account_left_out(data_.ledger, 0, *part, channel_);
+    if (options_.rows == column_rows::recorded) return add_rows(number, *part, ordinal);
+    for (const std::uint32_t event : part->selected)
+      if (ordinal++ % state_->wanted.step == 0) add_held_row(number, part, event);
+  });
+  data_.layout.rows = data_.numbers.size();
+  planned_status_ = data_.status;
+  planned_ledger_ = data_.ledger;
+}
+
+/// The rows of the events that the channel has.
+void column_reader::add_rows(std::size_t number, const segment& part, std::size_t& ordinal) {
+  const datasets::channel_track& track = part.channels[channel_];
+  block_list list;
+  list.segment = number;
+  std::size_t at = 0;
+  for (const std::uint32_t event : part.selected) {
+    const bool is_wanted = ordinal++ % state_->wanted.step == 0;
+    while (at < track.event.size() && track.event[at] < event) ++at;
+    if (!is_wanted || at == track.event.size() || track.event[at] != event) continue;
+    list.index.push_back(static_cast<std::uint32_t>(at));
+    list.row.push_back(data_.numbers.size());
+    data_.numbers.push_back(part.events[event].event_number);
+    data_.times.push_back(part.events[event].time);
+    data_.status.push_back(value_status::ok);
+  }
+  if (!list.index.empty()) lists_.push_back(std::move(list));
+}
+
+/// A row for an event, whether the channel has it, holds a value, or has nothing.
+void column_reader::add_held_row(std::size_t number, const std::shared_ptr<const segment>& part,
+                                 std::uint32_t event) {
+  const std::uint64_t row = data_.numbers.size();
+  data_.numbers.push_back(part->events[event].event_number);
+  data_.times.push_back(part->events[event].time);
+  data_.status.push_back(value_status::not_recorded);
+  data_.ages.push_back(0);
+  const auto source = state_->timeline.value_at(number, part, event, channel_);
+  if (!source) return;
+  data_.status.back() = source->status;
+  data_.ages.back() = age_between(part->events[event], source->in(channel_));
+  if (source->status == value_status::ok) data_.ages.back() = 0;
+  const std::pair<std::size_t, std::uint32_t> where{source->segment_index,
+                                                    static_cast<std::uint32_t>(source->index)};
+  if (held_ && held_->first == where) {
+    copies_.push_back({row, held_->second});
+    return;
+  }
+  held_ = {where, row};
+  if (lists_.empty() || lists_.back().segment != where.first) lists_.emplace_back().segment = where.first;
+  lists_.back().index.push_back(where.second);
+  lists_.back().row.push_back(row);
+}
+
+void column_reader::make_chunks() {
+  datasets::timeline& line = state_->timeline;
+  stored_ = 0;
+  for (const block_list& list : lists_) {
+    const auto part = line.get(list.segment);
+    for (const std::uint32_t index : list.index) stored_ += part->channels[channel_].entries[index].stored;
+  }
+  const std::uint64_t target =
+      std::clamp<std::uint64_t>(stored_ / (state_->pool.size() * 8 + 1), 64 * 1024, state_->window_bytes());
+  for (std::size_t i = 0; i < lists_.size(); ++i) {
+    const auto part = line.get(lists_[i].segment);
+    chunk one{i, 0, 0, 0};
+    for (const std::uint32_t index : lists_[i].index) {
+      ++one.last;
+      one.stored += part->channels[channel_].entries[index].stored;
+      if (one.stored < target && one.last - one.first < 8192) continue;
+      chunks_.push_back(one);
+      one = {i, one.last, one.last, 0};
+    }
+    if (one.first != one.last) chunks_.push_back(one);
+  }
+}
+
+// ---- what the values look like
+
+/// The first block that can be read says what the column's values are.
+void column_reader::find_first_item() {
+  scratch work;
+  for (const block_list& list : lists_) {
+    const auto part = state_->timeline.get(list.segment);
+    for (const std::uint32_t index : list.index) {
+      const std::vector<entry> blocks{part->channels[channel_].entries[index]};
+      std::shared_ptr<const datasets::open_file> opened;
+      const auto source = state_->source_of(*part, channel_, blocks[0].file, opened);
+      datasets::read_window(source, blocks, 0, datasets::next_window(blocks, 0), work.window, work.other,
+                            [&](std::size_t, const found_block& found) {
+                              if (found.status != value_status::ok) return;
+                              byte_view payload(found.payload.bytes, found.payload.size, word_order::file);
+                              if (found.payload.form == stored_form::compressed) {
+                                unsigned char* into = work.decoded.get(found.payload.room);
+                                if (datasets::inflate(found, into) != value_status::ok) return;
+                                payload = byte_view(into, found.payload.room, word_order::file);
+                              }
+                              first_ = datasets::find_item(found.stored_type, payload,
+                                                           state_->channels[channel_].member);
+                              if (first_ && first_->kind == value_kind::name_value)
+                                data_.record_names = datasets::record_names(*first_, payload);
+                            });
+      if (first_) break;
+      state_->check_stop();
+    }
+    if (first_) break;
+  }
+  if (!first_) {
+    data_.layout.kind = value_kind::none;
+    return;
+  }
+  data_.layout.kind = first_->kind;
+  data_.layout.element = first_->element;
+  data_.layout.item_elements = first_->elements;
+  data_.layout.item_shape = datasets::shape_of_rows(*first_);
+  if (first_->kind == value_kind::text) {
+    data_.layout.item_shape.clear();
+    data_.layout.item_elements = 0;
+  }
+  data_.start = first_->start;
+  data_.increment = first_->increment;
+  data_.groups_increment = first_->groups_increment;
+  if (first_->kind == value_kind::update) {
+    data_.update_times.resize(data_.layout.rows);
+    data_.update_status.resize(data_.layout.rows);
+  }
+}
+
+}  // namespace ravo
