@@ -165,7 +165,8 @@ TEST_P(Show, HasTheFramesOfCameras) {
 
 TEST_P(Show, LeavesPixelsOutWhereNoChannelIsAskedFor) {
   int images = 0;
-  for (const json& channel : shown({"-n", "1000007"}).at("channels")) {
+  const json event = shown({"-n", "1000007"});
+  for (const json& channel : event.at("channels")) {
     if (!channel.contains("image")) continue;
     EXPECT_FALSE(channel.at("image").contains("pixels"));
     ++images;
