@@ -425,6 +425,23 @@ TEST(OlderCursor, TakesABlockOfACurrentReaderForNone) {
   EXPECT_EQ(cursor.GetChanHead(), nullptr);
 }
 
+// Current blocks are longer: read as such, an older one would be read past its end.
+TEST(CurrentCursor, TakesABlockOfAnOlderReaderForNone) {
+  handmade_event event;
+  event.add<older_event>("A", RAVO_BLOCK_RF_250K, two_spectra<older_event>());
+  event.header(0).pattern = current_event::pattern;
+  ravo_daq_getdata cursor;
+  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.SetRes(event.result()), -3); }).error,
+            "ravo_daq_getdata::SetHead_2010: srvb pointer = NULL\n");
+  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), -1); }).error,
+            "ravo_daq_getdata::GetChanInfo: wrong Status= 0 ChanHeader 0\n");
+  listen([&] {
+    EXPECT_EQ(cursor.GetSingle(0), 0.0f);
+    EXPECT_EQ(cursor.GetSlowPrm(nullptr, nullptr, nullptr), 1);
+    EXPECT_EQ(cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1);
+  });
+}
+
 TEST(OlderCursor, IsOneForCurrentEventsAgainAfterClean) {
   handmade_event event;
   event.add<older_event>("A", RAVO_BLOCK_RF_250K, two_spectra<older_event>());
