@@ -158,6 +158,22 @@ TEST(Columns, HoldOneMemberWhereThatIsAskedFor) {
   }
 }
 
+TEST(Columns, AndEventsHaveTheSameMember) {
+  const simulated_files& files = small_runs(ravo_file_generation::current);
+  const dataset data = dataset::open(select(files.files(), {"LINAC/RF/002:1"}));
+  const column_data column = data.column("LINAC/RF/002:1");
+  std::size_t row = 0;
+  for (event_range events = data.events(); const event& one : events) {
+    const value member = one["LINAC/RF/002:1"];
+    EXPECT_EQ(member.type(), RAVO_BLOCK_1CHAN_2010);
+    EXPECT_EQ(member.spectrum().members, 1u);
+    const auto seen = member.spectrum().values;
+    const auto expected = column.row<float>(row++);
+    ASSERT_TRUE(std::equal(seen.begin(), seen.end(), expected.begin(), expected.end()));
+  }
+  EXPECT_EQ(row, column.size());
+}
+
 TEST(Columns, HoldThePixelsOfTwoBytesAsNumbers) {
   const simulated_files& files = small_runs(ravo_file_generation::current);
   const std::string camera = "LINAC/CAMERA_EXT/001";
