@@ -236,6 +236,24 @@ TYPED_TEST(ChannelReaderLookup, ABackwardStepBorrowsASecond) {
   this->expect(ask(*this->reader, this->by_time(10), previous), ok, 109);
 }
 
+// ---- a last event whose microseconds are as many as a word can hold ----
+
+template <class generation>
+class ChannelReaderWithEndlessMicroseconds : public ChannelReaderLookup<generation> {
+ protected:
+  void change(handmade_file_of<typename generation::layout>& content) override {
+    content.events[9].microseconds = 0xffffffff;
+  }
+};
+TYPED_TEST_SUITE(ChannelReaderWithEndlessMicroseconds, generations, generation_name);
+
+// The sum of time and step wrapped, and the step led back to the event that it came from, for ever.
+TYPED_TEST(ChannelReaderWithEndlessMicroseconds, AStepForwardFromItLeavesTheFile) {
+  this->expect(ask(*this->reader, last), ok, 109);
+  this->expect(ask(*this->reader, next), out_of_window, 0);
+  this->expect(ask(*this->reader, ravo_time_id{0, {1700000000, 0xffffffff}}, next), out_of_window, 0);
+}
+
 // ---- a channel with a gap: 100 to 104, 108, 109 ----
 
 template <class generation>
