@@ -50,6 +50,8 @@ std::atomic<wait> controller_waits{wait::none};
 std::atomic<pthread_cond_t*> awaited{nullptr};  // what it waits for a signal of
 sem_t gate;
 
+// A thread counts while its own body runs: what the system or a sanitizer does around it is theirs.
+thread_local bool is_in_its_body = false;
 thread_local int inside = 0;  // a call that stands in front of another: inner ones are the system's own
 
 class quiet {
@@ -60,7 +62,7 @@ class quiet {
 
 // What the call that is being made has to do.
 mishap verdict(unsigned kind) {
-  if (inside != 0 || (armed_kinds.load() & kind) == 0) return mishap::none;
+  if (!is_in_its_body || inside != 0 || (armed_kinds.load() & kind) == 0) return mishap::none;
   const mishap what = armed_mishap;
   // A call that is made while the other waits is no moment at which that one could do anything.
   if (what == mishap::hold && (controller_waits != wait::none || pthread_equal(controller, pthread_self())))
@@ -201,6 +203,7 @@ fault::fault(unsigned kinds, long which, mishap what, int error, extent reach) {
   armed_extent = reach;
   armed_mishap = what;
   controller = pthread_self();
+  is_in_its_body = true;
   armed_kinds = kinds;
 }
 
@@ -647,7 +650,9 @@ void* run_thread(void* place) {
   auto* const slot = static_cast<thread_start*>(place);
   const thread_start start = *slot;
   start_taken[slot - starts] = false;
+  is_in_its_body = true;
   void* const result = start.body(start.argument);
+  is_in_its_body = false;
   --threads_running;
   let_go_if_awaited();
   return result;
