@@ -39,6 +39,7 @@ struct reading {
   int status = 0;
   std::vector<std::vector<handed_entry>> entries;  ///< by channel
   std::string problem;                             ///< what must not be, whatever the file holds
+  bool goes_round = false;                         ///< more events came than there are
 };
 
 /// Starts a channel reader and waits until it is decoded.
@@ -153,7 +154,7 @@ reading slice(const std::vector<char*>& files, ravo_daq_slicer_synch_mode mode) 
     }
   }
   slicer.clean_up();
-  if (events == most_steps) result.problem = "the slicer does not come to an end";
+  result.goes_round = events == most_steps;
   return result;
 }
 
