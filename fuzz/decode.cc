@@ -16,11 +16,20 @@ namespace {
 
 bool has_end(const char* text, std::size_t room) { return std::memchr(text, '\0', room) != nullptr; }
 
+/// The channel that is asked for: the one whose name the block bears, so that the decoder goes on, unless the
+/// input insists on another.
+template <class G>
+std::string asked_channel(const std::string& said, const block_source& source, unsigned long block) {
+  const auto head = read_subheader<G>(source.channel, block);
+  if (!head || said == "another") return said;
+  return {head->chname, strnlen(head->chname, sizeof head->chname)};
+}
+
 template <class G>
 void decode(input& from) {
   typename G::chan_pointers_table_entry where{from.half(), from.half(), from.half(), from.half()};
   const int subchannel = static_cast<std::int8_t>(from.byte());
-  const std::string channel = from.text();
+  const std::string said = from.text();
   const std::size_t headers = from.half(), servers = from.half();
   const unsigned long begin = from.byte();
   const exact_copy event_headers(from.take(headers)), server_blocks(from.take(servers)),
@@ -28,6 +37,7 @@ void decode(input& from) {
   const block_source source{{event_headers.data(), event_headers.size(), begin},
                             {server_blocks.data(), server_blocks.size(), begin},
                             {blocks.data(), blocks.size(), begin}};
+  const std::string channel = asked_channel<G>(said, source, where.chhd);
 
   const decode_result<G> result = decode_block<G>(source, where, channel.c_str(), subchannel);
   const decode_result<G> again = decode_block<G>(source, where, channel.c_str(), subchannel);
