@@ -87,7 +87,7 @@ void report(const simulator::settings& what, const simulator::simulation_result&
 
 void run(const options& asked, output& out) {
   if (asks_for_list(asked.faults)) return list_faults(asked.json, out);
-  if (asked.what.folder.empty()) throw usage_failure("DIR is required");
+  if (asked.what.folder.empty()) throw usage_failure("DIR is required\nTry `ravo simulate --help`.");
   simulator::settings what = complete(asked);
   const std::vector<simulator::fault_request> faults = read_faults(asked.faults, what.runs * what.files);
   simulator::prepare_faults(what, faults);

@@ -128,7 +128,12 @@ TEST_F(ConvertVerify, FindsAnotherType) {
 
 TEST_F(ConvertVerify, FindsAnotherName) {
   bytes_of_copy[block(longest, 0)] = 'm';
-  expect_found(in_first + "name: " + longest + " before, m" + longest.substr(1) + " after");
+  folder.write("new/" + fs::path(older).filename().string(), bytes_of_copy);
+  const process_result result = verify();
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.err, "ravo: " + copy + ": damaged: the block of channel " + longest + " at " +
+                            std::to_string(block(longest, 0)) +
+                            " cannot be decoded: the tables lead to another channel's block or to no event\n");
 }
 
 TEST_F(ConvertVerify, FindsAnotherServerBlock) {
