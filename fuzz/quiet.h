@@ -18,7 +18,8 @@ class forgetful_buffer : public std::streambuf {
 
 /// Once, at the first input of a target that makes the library talk.
 inline void be_quiet() {
-  static forgetful_buffer nowhere;
+  // Never destroyed: the streams flush into it when the process ends.
+  static forgetful_buffer& nowhere = *new forgetful_buffer;
   static const bool done = [] {
     if (std::freopen("/dev/null", "w", stdout) == nullptr) std::abort();
     std::cout.rdbuf(&nowhere);
