@@ -50,20 +50,15 @@ class block_decoder {
     result_.event_header = allocate_block<ravo_eventheader>(sizeof(ravo_eventheader));
     if (!result_.event_header) return decode_outcome::no_event_header_memory;
     copy_header(*from, result_.event_header.get(), 0, 0);
-    return is_event_header(*result_.event_header) ? decode_outcome::decoded : decode_outcome::misdirected;
+    return is_event_header<G>(*result_.event_header) ? decode_outcome::decoded
+                                                     : decode_outcome::misdirected;
   }
 
-  // Who gets the header tells the generation by its marker. The number is what entries have that no event fills.
-  static bool is_event_header(const ravo_eventheader& header) {
-    return header.pattern == G::event_header_pattern && header.event_number != RAVO_EVENT_NUMBER_UNDECODED;
-  }
-
-  // Heads bear no marker: where one begins is all that is known.
   decode_outcome copy_server_block() {
     using head = typename G::server_block_head;
-    if (!source_.server_blocks.at(where_.sbhd, sizeof(head))) return decode_outcome::outside;
-    const auto from = source_.server_blocks.record_at(where_.sbhd, sizeof(head));
-    if (!from) return decode_outcome::misdirected;
+    const auto found = check_server_block<G>(source_.server_blocks.extent(), where_.sbhd);
+    if (found != decode_outcome::decoded) return found;
+    const auto from = source_.server_blocks.at(where_.sbhd, sizeof(head));
     result_.server_block = allocate_block<head>(sizeof(head));
     if (!result_.server_block) return decode_outcome::no_server_block_memory;
     copy_header(*from, result_.server_block.get(), offsetof(head, server), sizeof(head::server));
@@ -107,7 +102,7 @@ class block_decoder {
     result_.error = decoded.error;
     if (decoded.outcome != decode_outcome::decoded) return decoded.outcome;
     describe_block(decoded.length);
-    cut(compressed);
+    cut();
     return decode_outcome::decoded;
   }
 
@@ -129,22 +124,10 @@ class block_decoder {
     if (payload_.form == stored_form::compressed) result_.block->error &= ~RAVO_CHAN_ZIP_FLAG;
   }
 
-  // The type is that of the block as it lies in the file, also when it has become an update.
-  bool is_cut(bool compressed) const {
-    const int type = head_->dtype & 0xffff;
-    const int members = get_channel_number(type, 0);
-    if (subchannel_ < 0) return false;
-    if ((G::cuts_generic_spectra && type == RAVO_BLOCK_GENERIC_SPECT) || members >= 2) return true;
-    // Plain blocks of one member are left whole: an asymmetry that is intended.
-    return compressed && members == 1 && subchannel_ == 0;
-  }
-
-  void cut(bool compressed) {
-    if (!is_cut(compressed)) return;
+  void cut() {
+    if (!is_member_cut<G>(payload_, head_->dtype, subchannel_)) return;
     subhead* part = nullptr;
-    const auto cut_block =
-        compressed ? library_calls<G>::cut_unzipped_block : library_calls<G>::cut_plain_block;
-    result_.cut_failed = cut_block(result_.block.get(), subchannel_, 0, 0, &part);
+    result_.cut_failed = cut_member<G>(payload_, result_.block.get(), subchannel_, &part);
     if (result_.cut_failed || part == nullptr) return;
     const auto from = static_cast<std::uint32_t>(result_.block->dtype) << 16;
     part->dtype = static_cast<std::int32_t>(static_cast<std::uint32_t>(part->dtype) | from);
@@ -161,8 +144,9 @@ class block_decoder {
 };
 
 template <class G>
-decode_result<G> decode_block(const block_source& source, const typename G::chan_pointers_table_entry& where,
-                              const char* channel, int subchannel) {
+decode_result<G> decode_block(const block_source& source,
+                              const typename G::chan_pointers_table_entry& where, const char* channel,
+                              int subchannel) {
   return block_decoder<G>(source, where, channel, subchannel).decode();
 }
 

@@ -15,6 +15,17 @@
 
 namespace ravo {
 
+/// Which bytes of a file a part is.
+struct part_extent {
+  unsigned long first_offset = 0;
+  std::size_t size = 0;
+  /// Whether `length` bytes from a file offset on all lie in it.
+  bool holds(unsigned long offset, std::size_t length) const {
+    if (offset < first_offset || offset - first_offset > size) return false;
+    return length <= size - (offset - first_offset);
+  }
+};
+
 /// A part of a file in memory, which is asked by file offsets and knows where it ends.
 class file_part {
  public:
@@ -27,12 +38,7 @@ class file_part {
     if (offset < first_offset_) return std::nullopt;
     return bytes_.sub(offset - first_offset_, length);
   }
-  /// The record at a file offset, in a part that is nothing but records of this length; nothing also when none
-  /// begins there.
-  std::optional<byte_view> record_at(unsigned long offset, std::size_t length) const {
-    if (offset < first_offset_ || (offset - first_offset_) % length != 0) return std::nullopt;
-    return bytes_.sub(offset - first_offset_, length);
-  }
+  part_extent extent() const { return {first_offset_, bytes_.size()}; }
   bool empty() const { return bytes_.data() == nullptr; }
 
  private:
@@ -43,8 +49,8 @@ class file_part {
 /// How a decoding ended.
 enum class decode_outcome {
   decoded,
-  outside,                   ///< an offset of the entry lies outside its basket
-  misdirected,               ///< an offset leads to what is no event header, or to the block of another channel
+  outside,      ///< an offset of the entry lies outside its basket
+  misdirected,  ///< an offset leads to what is no event header, or to the block of another channel
   no_event_header_memory,
   no_server_block_memory,
   no_subheader_memory,
@@ -73,8 +79,8 @@ struct stored_payload {
   stored_form form = stored_form::plain;
   const unsigned char* bytes = nullptr;  ///< null: they do not lie where the block says
   std::size_t size = 0;                  ///< bytes as stored
-  /// The most bytes that decoding writes, and all that it makes when the block is sound. What a block says of
-  /// its length does not decide it alone: no more than its compressed bytes could hold.
+  /// The most bytes that decoding writes, and all that it makes when the block is sound. What a block says
+  /// of its length does not decide it alone: no more than its compressed bytes could hold.
   std::size_t room = 0;
   ravo_zip_header zip{};
   unzipper by = unzipper::zlib;
@@ -88,18 +94,34 @@ struct decoded_payload {
   int error = 0;  ///< of the conversion
 };
 
+/// Whether what an entry takes for the header of its event is one. Who gets the header tells the generation
+/// by its marker; the number is what entries have that no event fills.
+template <class G>
+bool is_event_header(const ravo_eventheader& header) {
+  return header.pattern == G::event_header_pattern && header.event_number != RAVO_EVENT_NUMBER_UNDECODED;
+}
+
+/// Where an entry says that the head of its server block lies, among nothing but such heads: decoded,
+/// outside or misdirected. Heads bear no marker: where one begins is all that is known.
+template <class G>
+decode_outcome check_server_block(const part_extent& heads, unsigned long offset) {
+  constexpr std::size_t size = sizeof(typename G::server_block_head);
+  if (!heads.holds(offset, size)) return decode_outcome::outside;
+  return (offset - heads.first_offset) % size == 0 ? decode_outcome::decoded : decode_outcome::misdirected;
+}
+
 /// The subheader at a file offset, in host order; nothing when it does not lie in the part.
 template <class G>
 std::optional<typename G::subhead> read_subheader(const file_part& channel, unsigned long offset);
 
-/// Whether a block bears the name of the channel for whose it is taken. Of a name that is longer than the room in
-/// a block, as much as there is room for.
+/// Whether a block bears the name of the channel for whose it is taken. Of a name that is longer than the
+/// room in a block, as much as there is room for.
 template <class G>
 bool is_block_of(const typename G::subhead& head, const char* channel);
 
-/// Finds the data of the block whose subheader lies at `subheader`; `data` is where updates and readings are
-/// said to be. `decoded`: found, `payload` says where and how. Data that end outside the part are told by
-/// decode_payload(), which gives the outcome for their form.
+/// Finds the data of the block whose subheader lies at `subheader`; `data` is where updates and readings
+/// are said to be. `decoded`: found, `payload` says where and how. Data that end outside the part are told
+/// by decode_payload(), which gives the outcome for their form.
 template <class G>
 decode_outcome locate_payload(const file_part& channel, unsigned long subheader, unsigned long data,
                               const typename G::subhead& head, stored_payload& payload);
@@ -114,10 +136,21 @@ decoded_payload decode_payload(const stored_payload& payload, const typename G::
 /// decode_payload().
 decoded_payload inflate_payload(const stored_payload& payload, unsigned char* into, unsigned char* work);
 
+/// Whether a member is cut out of a block of this type, the one that it has in the file, also when it has
+/// become an update. Plain blocks of one member are left whole: an asymmetry that is intended.
+template <class G>
+bool is_member_cut(const stored_payload& payload, std::int32_t stored_dtype, int member);
+
+/// Cuts a member out of a decoded block. True: that failed; `part` null: the block is what was asked for.
+template <class G>
+bool cut_member(const stored_payload& payload, const typename G::subhead* block, int member,
+                typename G::subhead** part);
+
 /// The data type of what decoding makes of a block, in all 32 bits.
 template <class G>
 std::int32_t decoded_type(const stored_payload& payload, const typename G::subhead& head) {
-  const bool becomes_update = payload.form == stored_form::update || payload.form == stored_form::environment;
+  const bool becomes_update =
+      payload.form == stored_form::update || payload.form == stored_form::environment;
   return becomes_update ? static_cast<std::int32_t>(G::update_dtype) : head.dtype;
 }
 

@@ -17,7 +17,8 @@ void end_text(char (&text)[size]) {
   text[size - 1] = '\0';
 }
 
-/// A header in host order. Its words are all swapped, and then those of its text back: text has no byte order.
+/// A header in host order. Its words are all swapped, and then those of its text back: text has no byte
+/// order.
 template <class Header>
 void copy_header(const byte_view& from, Header* to, std::size_t text_offset, std::size_t text_size) {
   ravo_swap4(from.data(), to, static_cast<int>(sizeof(Header) / 4));
@@ -44,7 +45,8 @@ bool is_block_of(const typename G::subhead& head, const char* channel) {
 // What the block says of its length does not decide alone: what the compressed bytes cannot hold ends as a
 // length that does not agree.
 template <class G>
-decode_outcome locate_compressed(const file_part& channel, unsigned long subheader, stored_payload& payload) {
+decode_outcome locate_compressed(const file_part& channel, unsigned long subheader,
+                                 stored_payload& payload) {
   constexpr std::size_t head_size = sizeof(typename G::subhead);
   // A block's length word is a signed 32-bit integer.
   constexpr std::size_t most_data = std::numeric_limits<std::int32_t>::max() - head_size;
@@ -52,7 +54,8 @@ decode_outcome locate_compressed(const file_part& channel, unsigned long subhead
   const auto zip = channel.at(subheader + head_size, sizeof(ravo_zip_header));
   if (!zip) return decode_outcome::outside;
   ravo_swap4(zip->data(), &payload.zip, sizeof(ravo_zip_header) / 4);
-  if ((payload.zip.zip_flags & (RAVO_ZIP_ZLIB | RAVO_ZIP_LZO1X)) == 0) return decode_outcome::unknown_unzipper;
+  if ((payload.zip.zip_flags & (RAVO_ZIP_ZLIB | RAVO_ZIP_LZO1X)) == 0)
+    return decode_outcome::unknown_unzipper;
   payload.by = (payload.zip.zip_flags & RAVO_ZIP_ZLIB) != 0 ? unzipper::zlib : unzipper::lzo;
   const auto from = channel.at(subheader + head_size + sizeof payload.zip, payload.zip.zipp_length);
   if (!from) return decode_outcome::decoded;
@@ -72,8 +75,9 @@ decode_outcome locate_payload(const file_part& channel, unsigned long subheader,
   const int type = head.dtype & 0xffff;
   std::optional<byte_view> from;
   const auto whole = static_cast<std::size_t>(head.ldata);  // negative: larger than any basket
-  // A reading's length is that of its type; where its data stand, the entry says. Behind the subheader they have to
-  // fit into the block, and elsewhere to begin at a whole word: else they are the bytes of something else.
+  // A reading's length is that of its type; where its data stand, the entry says. Behind the subheader they
+  // have to fit into the block, and elsewhere to begin at a whole word: else they are the bytes of
+  // something else.
   const auto reading = [&](std::size_t size) {
     const bool is_behind = data == subheader + head_size;
     const bool is_possible = is_behind ? whole >= head_size + size : (data - subheader) % 4 == 0;
@@ -137,6 +141,23 @@ decoded_payload decode_payload(const stored_payload& payload, const typename G::
   }
   if (result.error == 0) result.outcome = decode_outcome::decoded;
   return result;
+}
+
+template <class G>
+bool is_member_cut(const stored_payload& payload, std::int32_t stored_dtype, int member) {
+  const int type = stored_dtype & 0xffff;
+  const int members = get_channel_number(type, 0);
+  if (member < 0) return false;
+  if ((G::cuts_generic_spectra && type == RAVO_BLOCK_GENERIC_SPECT) || members >= 2) return true;
+  return payload.form == stored_form::compressed && members == 1 && member == 0;
+}
+
+template <class G>
+bool cut_member(const stored_payload& payload, const typename G::subhead* block, int member,
+                typename G::subhead** part) {
+  const bool compressed = payload.form == stored_form::compressed;
+  const auto cut = compressed ? library_calls<G>::cut_unzipped_block : library_calls<G>::cut_plain_block;
+  return cut(block, member, 0, 0, part);
 }
 
 }  // namespace ravo
