@@ -1,10 +1,11 @@
-// The systematic matrix: every word of a small file of each generation takes every suspicious value, the file is
-// cut everywhere, every bit of its compressed data is turned. Whatever a mutant is, it is refused in the words
-// and statuses that there are for it, or exactly the good data are handed out of it.
+// The systematic matrix: every word of a small file of each generation takes every suspicious value, the
+// file is cut everywhere, every bit of its compressed data is turned. Whatever a mutant is, it is refused
+// in the words and statuses that there are for it, or exactly the good data are handed out of it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "memory_file.h"
 #include "mutant_runner.h"
@@ -30,8 +31,8 @@ struct damage {
   allowed_entries allowed;  ///< the only entries that may be handed out
   word_role role = word_role::of_file;
   int channel = no_channel;  ///< whose blocks alone may be missing
-  /// Of this channel an entry may have other values: what was damaged are data without a checksum, or the word
-  /// that says what they are.
+  /// Of this channel an entry may have other values: what was damaged are data without a checksum, or the
+  /// word that says what they are.
   int unchecked_channel = no_channel;
   bool is_silent = false;  ///< nothing but the changed word says that there are more data
   ravo_daq_slicer_synch_mode mode = RAVO_DAQ_SLICER_SYNCH_MODE_EVID;
@@ -67,8 +68,8 @@ class Matrix : public testing::Test {
 
   static std::string text_of_image(const image& from) { return {from.begin(), from.end()}; }
   std::vector<std::string> findings_of(const image& mutant) {
-    middle.write(text_of_image(mutant));
-    return verify_lines(middle.path());
+    middle->write(text_of_image(mutant));
+    return verify_lines(middle->path());
   }
   static bool is_stated(int status) {
     // Beside its own it hands on the table-access library's for the pointer table.
@@ -77,8 +78,8 @@ class Matrix : public testing::Test {
   }
 
   // Every entry that was handed out is one of those that may be; `problem` is told when not.
-  static void hold_against(const reading& got, const allowed_entries& allowed, int unchecked, const char* way,
-                           std::string& problem) {
+  static void hold_against(const reading& got, const allowed_entries& allowed, int unchecked,
+                           const char* way, std::string& problem) {
     if (!got.problem.empty()) problem = std::string(way) + ": " + got.problem;
     for (std::size_t c = 0; c < got.entries.size(); ++c)
       for (const handed_entry& entry : got.entries[c]) {
@@ -86,7 +87,8 @@ class Matrix : public testing::Test {
             !(unchecked == static_cast<int>(c) && is_like_one_of(entry.bytes, allowed[c])))
           problem = std::string(way) + ": " + small_file<generation>::channel_names()[c] + ", event " +
                     std::to_string(entry.event.event_number) + ": wrong data are handed out as good";
-        if (entry.bytes.size() < 36 || std::memcmp(&entry.event.event_number, entry.bytes.data() + 8, 4) != 0)
+        if (entry.bytes.size() < 36 ||
+            std::memcmp(&entry.event.event_number, entry.bytes.data() + 8, 4) != 0)
           problem = std::string(way) + ": an entry has not the number of its header";
       }
   }
@@ -100,37 +102,43 @@ class Matrix : public testing::Test {
   static std::size_t missing(const std::vector<handed_entry>& got, const std::set<std::string>& all) {
     std::size_t count = 0;
     for (const std::string& one : all)
-      count += std::none_of(got.begin(), got.end(), [&](const handed_entry& entry) { return entry.bytes == one; });
+      count += std::none_of(got.begin(), got.end(),
+                            [&](const handed_entry& entry) { return entry.bytes == one; });
     return count;
   }
   static bool may_be_missing(const damage& what, int channel) {
-    return what.role == word_role::of_file || (what.role == word_role::identity && what.channel == no_channel) ||
-           ((what.role == word_role::of_channel || what.role == word_role::identity) && what.channel == channel);
+    return what.role == word_role::of_file ||
+           (what.role == word_role::identity && what.channel == no_channel) ||
+           ((what.role == word_role::of_channel || what.role == word_role::identity) &&
+            what.channel == channel);
   }
 
   /// Reads a mutant in all ways and says what came of it.
   verdict_on_mutant judge(const damage& what) {
     verdict_on_mutant verdict;
     std::string& wrong = verdict.wrong;
-    middle.write(text_of_image(what.mutant));
+    middle->write(text_of_image(what.mutant));
     static_cast<void>(has_printed());
-    const reading got = readers.read(middle.path().c_str());
+    const reading got = readers.read(middle->path().c_str());
     const bool has_told = has_printed();
     std::size_t lost = 0, others = 0;
     for (std::size_t c = 0; c < whole.size(); ++c) {
       std::size_t lost_here = missing(got.entries[c], what.allowed[c]);
       if (what.unchecked_channel == static_cast<int>(c)) {
-        const std::size_t absent = what.allowed[c].size() - std::min(what.allowed[c].size(), got.entries[c].size());
+        const std::size_t absent =
+            what.allowed[c].size() - std::min(what.allowed[c].size(), got.entries[c].size());
         others += lost_here - std::min(lost_here, absent);
         lost_here = std::min(lost_here, absent);
       }
       lost += lost_here;
       if (lost_here > 0 && !may_be_missing(what, static_cast<int>(c)))
-        wrong = small_file<generation>::channel_names()[c] + " has lost " + std::to_string(lost_here) + " events";
+        wrong = small_file<generation>::channel_names()[c] + " has lost " + std::to_string(lost_here) +
+                " events";
     }
-    if (lost > 0 && got.status == 0 && !has_told && !what.is_silent) wrong = "data are missing, and nothing is said";
+    if (lost > 0 && got.status == 0 && !has_told && !what.is_silent)
+      wrong = "data are missing, and nothing is said";
     if (!is_stated(got.status)) wrong = "the loader answers " + std::to_string(got.status);
-    const int with_descriptions = load_with_descriptions<generation>(middle.path().c_str());
+    const int with_descriptions = load_with_descriptions<generation>(middle->path().c_str());
     if (!is_stated(with_descriptions)) wrong = "the loader answers " + std::to_string(with_descriptions);
     ask_tools(got.status, with_descriptions, lost, wrong);
     const bool goes_round = slice_all(what, wrong);
@@ -144,16 +152,17 @@ class Matrix : public testing::Test {
     return verdict;
   }
 
-  // True when a step by time leads back, as it may where a number or a time of an event is wrong: the step is held
-  // against the numbers, and these win.
+  // True when a step by time leads back, as it may where a number or a time of an event is wrong: the step
+  // is held against the numbers, and these win.
   bool slice_all(const damage& what, std::string& wrong) {
     allowed_entries of_all = what.allowed;
     for (const allowed_entries* other : {&whole_before, &whole_behind})
-      for (std::size_t c = 0; c < of_all.size(); ++c) of_all[c].insert((*other)[c].begin(), (*other)[c].end());
-    const reading sliced =
-        slice<generation>({const_cast<char*>(before.path().c_str()), const_cast<char*>(middle.path().c_str()),
-                           const_cast<char*>(behind.path().c_str())},
-                          what.mode);
+      for (std::size_t c = 0; c < of_all.size(); ++c)
+        of_all[c].insert((*other)[c].begin(), (*other)[c].end());
+    const reading sliced = slice<generation>(
+        {const_cast<char*>(before.path().c_str()), const_cast<char*>(middle->path().c_str()),
+         const_cast<char*>(behind.path().c_str())},
+        what.mode);
     if (sliced.status != 0 && sliced.status != RAVO_DAQ_SLICER_OUT_OF_WINDOW &&
         sliced.status != RAVO_DAQ_SLICER_INTERN_ERROR && sliced.status != RAVO_DAQ_SLICER_NO_DATA)
       wrong = "the slicer ends with " + std::to_string(sliced.status);
@@ -165,20 +174,24 @@ class Matrix : public testing::Test {
   }
 
   void ask_tools(int loaded, int loaded_with_descriptions, std::size_t lost, std::string& wrong) {
-    const info_answer said = info_about(middle.path());
+    const info_answer said = info_about(middle->path());
     if (said.is_refused != (loaded != 0 && loaded != 7) && loaded_with_descriptions == loaded)
       wrong = "info and the loader do not agree";
-    if (said.is_refused && said.why.size() < middle.path().size() + 5) wrong = "info refuses without a word";
-    const std::vector<std::string> found = verify_lines(middle.path());
-    if ((lost > 0 || loaded != 0) && found == good_findings) wrong = "verify finds nothing where data are missing";
+    if (said.is_refused && said.why.size() < middle->path().size() + 5)
+      wrong = "info refuses without a word";
+    const std::vector<std::string> found = verify_lines(middle->path());
+    if ((lost > 0 || loaded != 0) && found == good_findings)
+      wrong = "verify finds nothing where data are missing";
   }
 
   /// Judges every n-th of so many damages.
   void judge_all(std::size_t damages, std::size_t nth, const std::function<damage(std::size_t)>& make,
                  const std::function<std::string(std::size_t)>& name) {
     const mutant_tally tally =
-        run_mutants((damages + nth - 1) / nth, [&](std::size_t i) { return judge(make(i * nth)); },
-                    [&](std::size_t i) { return name(i * nth); });
+        run_mutants((damages + nth - 1) / nth, {[&](std::size_t i) { return judge(make(i * nth)); },
+                                                [&](std::size_t i) { return name(i * nth); },
+                                                // Each process writes its mutants to a file of its own.
+                                                [this] { middle.emplace(); }});
     EXPECT_EQ(tally.failed, 0u);
     EXPECT_GT(tally.mutants, 0u);
     std::cout << text_of(tally);
@@ -189,14 +202,16 @@ class Matrix : public testing::Test {
   const allowed_entries whole = files[1].allowed_of(files[1].image());
   const allowed_entries whole_before = files[0].allowed_of(files[0].image());
   const allowed_entries whole_behind = files[2].allowed_of(files[2].image());
-  ravo::fuzz::memory_file before, middle, behind;
+  ravo::fuzz::memory_file before, behind;
+  std::optional<ravo::fuzz::memory_file> middle{std::in_place};
   std::vector<std::string> good_findings;
   channel_readers<generation> readers;
 };
 TYPED_TEST_SUITE(Matrix, generations, generation_name);
 
 TYPED_TEST(Matrix, ReadsTheGoodFileAsItWasMade) {
-  const reading got = this->readers.read((this->middle.write(this->text_of_image(this->good().image())), this->middle.path().c_str()));
+  const reading got = this->readers.read(
+      (this->middle->write(this->text_of_image(this->good().image())), this->middle->path().c_str()));
   ASSERT_EQ(got.status, 0);
   for (std::size_t c = 0; c < this->whole.size(); ++c) {
     EXPECT_EQ(this->missing(got.entries[c], this->whole[c]), 0u) << this->good().channel_names()[c];
@@ -206,10 +221,11 @@ TYPED_TEST(Matrix, ReadsTheGoodFileAsItWasMade) {
   this->hold_against(got, this->whole, no_channel, "channel readers", problem);
   EXPECT_EQ(problem, "");
   for (const auto mode : {RAVO_DAQ_SLICER_SYNCH_MODE_EVID, RAVO_DAQ_SLICER_SYNCH_MODE_TIME}) {
-    const reading sliced = slice<TypeParam>({const_cast<char*>(this->middle.path().c_str())}, mode);
+    const reading sliced = slice<TypeParam>({const_cast<char*>(this->middle->path().c_str())}, mode);
     EXPECT_EQ(sliced.status, RAVO_DAQ_SLICER_OUT_OF_WINDOW);
     for (std::size_t c = 0; c < this->whole.size(); ++c)
-      EXPECT_EQ(this->missing(sliced.entries[c], this->whole[c]), 0u) << mode << this->good().channel_names()[c];
+      EXPECT_EQ(this->missing(sliced.entries[c], this->whole[c]), 0u)
+          << mode << this->good().channel_names()[c];
   }
 }
 
@@ -223,7 +239,8 @@ TYPED_TEST(Matrix, OfEveryWordAndEverySuspiciousValue) {
   std::vector<word_mutant> mutants;
   for (std::size_t at = 0; at + 4 <= good.size(); at += 4) {
     const std::uint32_t word = word_at(good, at);
-    std::set<std::uint32_t> values{0u, 1u, 0xffffffffu, 0x7fffffffu, 0x80000000u, size, size + 4, size - 4, word + 1, word - 1};
+    std::set<std::uint32_t> values{0u,   1u,       0xffffffffu, 0x7fffffffu, 0x80000000u,
+                                   size, size + 4, size - 4,    word + 1,    word - 1};
     values.erase(word);
     for (const std::uint32_t value : values) mutants.push_back({at, value});
   }
@@ -234,9 +251,11 @@ TYPED_TEST(Matrix, OfEveryWordAndEverySuspiciousValue) {
         const auto [at, value] = mutants[i];
         const word_meaning meaning = this->good().meaning(at, value);
         return "word at " + std::to_string(at) + " (" + meaning.what + ", " +
-               (meaning.channel == no_channel ? "" : this->good().channel_names()[static_cast<std::size_t>(meaning.channel)] + ", ") +
-               role_names[static_cast<std::size_t>(meaning.role)] + ") from " + std::to_string(word_at(good, at)) +
-               " to " + std::to_string(value);
+               (meaning.channel == no_channel
+                    ? ""
+                    : this->good().channel_names()[static_cast<std::size_t>(meaning.channel)] + ", ") +
+               role_names[static_cast<std::size_t>(meaning.role)] + ") from " +
+               std::to_string(word_at(good, at)) + " to " + std::to_string(value);
       });
 }
 
@@ -279,15 +298,19 @@ TYPED_TEST(Matrix, OfEveryBitOfCompressedData) {
       [&](std::size_t i) {
         const auto& block = this->good().blocks()[mutants[i].block];
         damage what{this->good().image(), this->whole, word_role::of_channel, block.channel};
-        what.mutant[mutants[i].at] = static_cast<unsigned char>(what.mutant[mutants[i].at] ^ 1 << mutants[i].bit);
+        what.mutant[mutants[i].at] =
+            static_cast<unsigned char>(what.mutant[mutants[i].at] ^ 1 << mutants[i].bit);
         if (this->good().is_without_checksum(mutants[i].at)) what.unchecked_channel = block.channel;
         what.mode = mode_of(i);
         return what;
       },
-      [&](std::size_t i) { return "bit " + std::to_string(mutants[i].bit) + " at " + std::to_string(mutants[i].at); });
+      [&](std::size_t i) {
+        return "bit " + std::to_string(mutants[i].bit) + " at " + std::to_string(mutants[i].at);
+      });
 }
 
-// Every reference to a table or a basket leads to every structure, also to itself and into the middle of another.
+// Every reference to a table or a basket leads to every structure, also to itself and into the middle of
+// another.
 TYPED_TEST(Matrix, OfReferencesThatGoRound) {
   const image& good = this->good().image();
   const std::size_t reference = this->good().at("reference");
@@ -295,7 +318,8 @@ TYPED_TEST(Matrix, OfReferencesThatGoRound) {
   std::vector<std::pair<std::size_t, std::uint32_t>> mutants;
   for (std::size_t at = reference + 8; at + 4 <= good.size(); at += 4)
     for (const std::size_t begin : begins)
-      if (word_at(good, at) != 0 && word_at(good, at) != begin) mutants.emplace_back(at, static_cast<std::uint32_t>(begin));
+      if (word_at(good, at) != 0 && word_at(good, at) != begin)
+        mutants.emplace_back(at, static_cast<std::uint32_t>(begin));
   this->judge_all(
       mutants.size(), stride,
       [&](std::size_t i) {
@@ -305,11 +329,13 @@ TYPED_TEST(Matrix, OfReferencesThatGoRound) {
         return what;
       },
       [&](std::size_t i) {
-        return "reference at " + std::to_string(mutants[i].first) + " to " + std::to_string(mutants[i].second);
+        return "reference at " + std::to_string(mutants[i].first) + " to " +
+               std::to_string(mutants[i].second);
       });
 }
 
-// A row whose entries all lead to one event: it is handed out again and again, and the channel comes to an end.
+// A row whose entries all lead to one event: it is handed out again and again, and the channel comes to an
+// end.
 TYPED_TEST(Matrix, OfARowThatGoesRound) {
   const image& good = this->good().image();
   const std::size_t row_length = word_at(good, this->good().at("pointers") + 8);
@@ -331,9 +357,10 @@ TYPED_TEST(Matrix, OfARowThatGoesRound) {
 TYPED_TEST(Matrix, OfCountsOfTwoToThe31) {
   const image& good = this->good().image();
   const auto& file = this->good();
-  std::vector<std::size_t> counts{file.at("events") + 4,     file.at("servers") + 4,      file.at("pointers") + 4,
-                                  file.at("pointers") + 8,   file.at("dictionary") + 4,   file.at("index") + 4,
-                                  file.at("index") + 8 + 28, file.at("environment") + 4, file.at("xml") + 4};
+  std::vector<std::size_t> counts{
+      file.at("events") + 4,     file.at("servers") + 4,     file.at("pointers") + 4,
+      file.at("pointers") + 8,   file.at("dictionary") + 4,  file.at("index") + 4,
+      file.at("index") + 8 + 28, file.at("environment") + 4, file.at("xml") + 4};
   for (std::size_t c = 0; c < file.channel_names().size(); ++c) {
     counts.push_back(file.at("dictionary") + 8 + (c + 1) * TypeParam::layout::dictionary_entry - 4);
     counts.push_back(file.at(file.channel_names()[c]) + 4);
@@ -373,17 +400,18 @@ TYPED_TEST(Matrix, OfADecompressionBomb) {
     made.channels.push_back(channel);
     const bytes file = made.build();
     ASSERT_LT(file.size(), 40000u);
-    this->middle.write({reinterpret_cast<const char*>(file.data()), file.size()});
-    const mutant_tally tally = run_mutants(
-        1,
-        [&](std::size_t) {
-          verdict_on_mutant verdict{"read", {}};
-          if (count_entries<TypeParam>(this->middle.path().c_str(), "BOMB") != 0) verdict.wrong = "it was handed out";
-          if (!has_printed()) verdict.wrong = "nothing is said";
-          if (verify_lines(this->middle.path()).empty()) verdict.wrong = "verify finds nothing";
-          return verdict;
-        },
-        [&](std::size_t) { return "said to be " + std::to_string(one.said); });
+    this->middle->write({reinterpret_cast<const char*>(file.data()), file.size()});
+    const mutant_tally tally =
+        run_mutants(1, {[&](std::size_t) {
+                          verdict_on_mutant verdict{"read", {}};
+                          if (count_entries<TypeParam>(this->middle->path().c_str(), "BOMB") != 0)
+                            verdict.wrong = "it was handed out";
+                          if (!has_printed()) verdict.wrong = "nothing is said";
+                          if (verify_lines(this->middle->path()).empty())
+                            verdict.wrong = "verify finds nothing";
+                          return verdict;
+                        },
+                        [&](std::size_t) { return "said to be " + std::to_string(one.said); }});
     EXPECT_EQ(tally.failed, 0u) << text_of(tally);
     if (stride == 1) {
       EXPECT_LT(tally.most_memory, one.most_memory) << one.said;

@@ -8,18 +8,22 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <stdexcept>
+#include <utility>
 
 namespace ravo::test {
 namespace {
 
 constexpr std::size_t mutants_of_process = 400;
-constexpr unsigned watchdog_seconds = 30;  // for one mutant; they take milliseconds
+// Most of a mutant's time is pauses of the table-loading thread, so that more run at once than there are
+// cores.
+constexpr std::size_t most_processes = 12;
 constexpr rlim_t most_address_space = 1u << 30;
 constexpr std::size_t most_growth = 64u << 20;  // of resident memory
 constexpr std::size_t most_failures = 40;
@@ -31,10 +35,12 @@ constexpr bool is_sanitized = true;
 #else
 constexpr bool is_sanitized = false;
 #endif
+constexpr unsigned watchdog_seconds = is_sanitized ? 120 : 30;  // for one mutant; they take milliseconds
 
-// What the processes share.
+// What a process shares with the one that made it.
 struct blackboard {
   std::size_t current;  ///< the mutant that is being checked, or that comes next
+  std::size_t end;      ///< the first one that is not this process's
   std::size_t most_memory;
   std::size_t failed;
   char failures[most_failures][most_words];
@@ -47,14 +53,15 @@ struct blackboard {
 class shared_blackboard {
  public:
   shared_blackboard()
-      : board_(static_cast<blackboard*>(mmap(nullptr, sizeof(blackboard), PROT_READ | PROT_WRITE,
-                                             MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {
+      : board_(static_cast<blackboard*>(
+            mmap(nullptr, sizeof(blackboard), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {
     if (board_ == MAP_FAILED) throw std::runtime_error("no shared memory");
   }
   ~shared_blackboard() { munmap(board_, sizeof *board_); }
   shared_blackboard(const shared_blackboard&) = delete;
   shared_blackboard& operator=(const shared_blackboard&) = delete;
   blackboard* operator->() { return board_; }
+  const blackboard* operator->() const { return board_; }
 
   void note(const std::string& failure) {
     if (board_->failed < most_failures)
@@ -107,25 +114,24 @@ void bound_memory() {
   setrlimit(RLIMIT_AS, &limit);
 }
 
-[[noreturn]] void check_some(shared_blackboard& board, std::size_t end, int messages,
-                             const std::function<verdict_on_mutant(std::size_t)>& check,
-                             const std::function<std::string(std::size_t)>& name) {
+[[noreturn]] void check_some(shared_blackboard& board, int messages, const mutant_check& check) {
   dup2(new_keeping_place(), STDOUT_FILENO);
   dup2(messages, STDERR_FILENO);
   bound_memory();
+  check.prepare();
   const std::size_t at_first = resident_memory();
-  for (; board->current < end; ++board->current) {
+  for (; board->current < board->end; ++board->current) {
     alarm(watchdog_seconds);
     static_cast<void>(has_printed());
     if (ftruncate(messages, 0) != 0) _exit(1);
     lseek(messages, 0, SEEK_SET);
-    const verdict_on_mutant verdict = check(board->current);
+    const verdict_on_mutant verdict = check.judge(board->current);
     alarm(0);
     board.count(verdict.kind);
-    if (!verdict.wrong.empty()) board.note(name(board->current) + ": " + verdict.wrong);
+    if (!verdict.wrong.empty()) board.note(check.name(board->current) + ": " + verdict.wrong);
     const std::size_t growth = resident_memory() - at_first;
     if (growth > board->most_memory && growth > most_growth && !is_sanitized)
-      board.note(name(board->current) + ": it took " + std::to_string(growth >> 20) + " MiB");
+      board.note(check.name(board->current) + ": it took " + std::to_string(growth >> 20) + " MiB");
     board->most_memory = std::max(board->most_memory, growth);
   }
   _exit(0);
@@ -133,9 +139,53 @@ void bound_memory() {
 
 std::string cause_of_death(int status) {
   if (WIFSIGNALED(status))
-    return WTERMSIG(status) == SIGALRM ? "it hung" : std::string("it ended with ") + strsignal(WTERMSIG(status));
+    return WTERMSIG(status) == SIGALRM ? "it hung"
+                                       : std::string("it ended with ") + strsignal(WTERMSIG(status));
   return "it ended with exit code " + std::to_string(WEXITSTATUS(status));
 }
+
+// A process that checks some mutants, and after it the next one that does.
+class lane {
+ public:
+  lane() = default;
+  ~lane() { close(messages_); }
+  lane(const lane&) = delete;
+  lane& operator=(const lane&) = delete;
+
+  bool is_done() const { return board_->current >= board_->end; }
+  void take(std::size_t begin, std::size_t end) {
+    board_->current = begin;
+    board_->end = end;
+  }
+  pid_t process() const { return process_; }
+
+  void start(const mutant_check& check) {
+    std::fflush(stdout);
+    std::cout.flush();
+    process_ = fork();
+    if (process_ < 0) throw std::runtime_error("no process");
+    if (process_ == 0) check_some(board_, messages_, check);
+  }
+  // The mutant that it died of is told, and left.
+  void bury(int status, const mutant_check& check) {
+    board_.note(check.name(board_->current) + ": " + cause_of_death(status) + "\n" + last_words(messages_));
+    board_.count("crashed or hung");
+    ++board_->current;
+  }
+  void add_to(mutant_tally& tally) const {
+    tally.failed += board_->failed;
+    tally.most_memory = std::max(tally.most_memory, board_->most_memory);
+    for (std::size_t i = 0; i < std::min(board_->failed, most_failures); ++i)
+      tally.failures.push_back(board_->failures[i]);
+    for (const auto& one : board_->kinds)
+      if (one.count > 0) tally.kinds[one.name] += one.count;
+  }
+
+ private:
+  shared_blackboard board_;
+  const int messages_ = new_keeping_place();
+  pid_t process_ = -1;
+};
 
 }  // namespace
 
@@ -148,40 +198,43 @@ bool has_printed() {
   return has;
 }
 
-mutant_tally run_mutants(std::size_t count, const std::function<verdict_on_mutant(std::size_t)>& check,
-                         const std::function<std::string(std::size_t)>& name) {
+mutant_tally run_mutants(std::size_t count, const mutant_check& check) {
   const auto began = std::chrono::steady_clock::now();
-  shared_blackboard board;
-  const int messages = new_keeping_place();
-  while (board->current < count) {
-    const std::size_t end = std::min(count, board->current + mutants_of_process);
-    std::fflush(stdout);
-    std::cout.flush();
-    const pid_t process = fork();
-    if (process < 0) throw std::runtime_error("no process");
-    if (process == 0) check_some(board, end, messages, check, name);
+  std::vector<lane> lanes(std::min(most_processes, count));
+  const std::size_t share =
+      std::clamp(count / std::max<std::size_t>(lanes.size(), 1), std::size_t{1}, mutants_of_process);
+  std::size_t next = 0, running = 0;
+  const auto go_on = [&](lane& one) {
+    if (one.is_done()) {
+      const std::size_t begin = std::exchange(next, std::min(count, next + share));
+      one.take(begin, next);
+    }
+    if (one.is_done()) return;
+    one.start(check);
+    ++running;
+  };
+  for (lane& one : lanes) go_on(one);
+  while (running > 0) {
     int status = 0;
-    waitpid(process, &status, 0);
-    if (status == 0) continue;
-    board.note(name(board->current) + ": " + cause_of_death(status) + "\n" + last_words(messages));
-    board.count("crashed or hung");
-    ++board->current;
+    const pid_t ended = waitpid(-1, &status, 0);
+    if (ended < 0 && errno != EINTR) throw std::runtime_error("a process is lost");
+    const auto whose =
+        std::find_if(lanes.begin(), lanes.end(), [&](const lane& one) { return one.process() == ended; });
+    if (whose == lanes.end()) continue;
+    --running;
+    if (status != 0) whose->bury(status, check);
+    go_on(*whose);
   }
-  close(messages);
   mutant_tally tally;
   tally.mutants = count;
-  tally.failed = board->failed;
-  tally.most_memory = board->most_memory;
-  for (std::size_t i = 0; i < std::min(board->failed, most_failures); ++i) tally.failures.push_back(board->failures[i]);
-  for (const auto& one : board->kinds)
-    if (one.count > 0) tally.kinds[one.name] = one.count;
+  for (const lane& one : lanes) one.add_to(tally);
   tally.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
   return tally;
 }
 
 std::string text_of(const mutant_tally& tally) {
-  std::string text = std::to_string(tally.mutants) + " mutants in " + std::to_string(tally.seconds) + " s, at most " +
-                     std::to_string(tally.most_memory >> 10) + " KiB\n";
+  std::string text = std::to_string(tally.mutants) + " mutants in " + std::to_string(tally.seconds) +
+                     " s, at most " + std::to_string(tally.most_memory >> 10) + " KiB\n";
   for (const auto& [kind, count] : tally.kinds) text += "  " + std::to_string(count) + " " + kind + "\n";
   for (const std::string& failure : tally.failures) text += failure + "\n";
   return text;

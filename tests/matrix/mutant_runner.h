@@ -1,5 +1,6 @@
-// Runs a check of many mutants in processes of their own, some hundreds each: one that crashes, hangs or takes
-// more memory than it may ends its process, and is told with what it wrote; the others go on behind it.
+// Runs a check of many mutants in processes of their own, some hundreds each and several processes at once:
+// a mutant that crashes, hangs or takes more memory than it may ends its process, and is told with what it
+// wrote; the others go on behind it.
 #ifndef RAVO_TEST_MATRIX_MUTANT_RUNNER_H
 #define RAVO_TEST_MATRIX_MUTANT_RUNNER_H
 
@@ -27,9 +28,17 @@ struct mutant_tally {
   double seconds = 0;
 };
 
-/// `check` is called with 0 to `count` - 1, with nobody else's output in the way.
-mutant_tally run_mutants(std::size_t count, const std::function<verdict_on_mutant(std::size_t)>& check,
-                         const std::function<std::string(std::size_t)>& name);
+/// What is done with mutants. All of it runs in the process that checks them, but for the names of those
+/// that ended it.
+struct mutant_check {
+  std::function<verdict_on_mutant(std::size_t)> judge;
+  std::function<std::string(std::size_t)> name;
+  /// Once in each process, first: what processes cannot share is made here.
+  std::function<void()> prepare = [] {};
+};
+
+/// Judges 0 to `count` - 1, each with nobody else's output in the way.
+mutant_tally run_mutants(std::size_t count, const mutant_check& check);
 
 /// Whether something was written to standard output since the last call. For a check.
 bool has_printed();

@@ -1,5 +1,6 @@
-// A small raw file put together by hand, of which every word is known: what it is for, and what becomes of the
-// data when it is another. It knows what readers may hand out of a mutant; it reads nothing with the library.
+// A small raw file put together by hand, of which every word is known: what it is for, and what becomes of
+// the data when it is another. It knows what readers may hand out of a mutant; it reads nothing with the
+// library.
 #ifndef RAVO_TEST_MATRIX_SMALL_FILE_H
 #define RAVO_TEST_MATRIX_SMALL_FILE_H
 
@@ -17,12 +18,15 @@ namespace ravo::test {
 /// What depends on a word, and so what may become of the data when it is another.
 enum class word_role {
   nothing,     ///< readers need it for nothing: exactly the good data
-  passed_on,   ///< readers hand it out and nothing else in the file says the same: the good data, with this word
-  identity,    ///< number or time of an event, or a type: as passed on; what is asked for by it may be missing
+  passed_on,   ///< readers hand it out and nothing else in the file says the same: the good data, with this
+               ///< word
+  identity,    ///< number or time of an event, or a type: as passed on; what is asked for by it may be
+               ///< missing
   of_channel,  ///< it leads to, or is needed to decode, blocks of one channel: these are good, or missing
   of_file,     ///< it leads to any of the data: they are good, or missing
 };
-inline constexpr const char* role_names[] = {"nothing", "passed on", "identity", "of a channel", "of the file"};
+inline constexpr const char* role_names[] = {"nothing", "passed on", "identity", "of a channel",
+                                             "of the file"};
 
 /// A word that is needed for all channels or for none.
 inline constexpr int no_channel = -1;
@@ -157,18 +161,22 @@ class small_file {
     handmade_file_of<layout> made;
     const auto first = static_cast<unsigned>(100 + file * events);
     for (unsigned i = 0; i < events; ++i)
-      made.events.push_back({first + i, 1700000000 + file, i * 100000, i == 2 ? RAVO_EV_UPD : RAVO_EV_NORMAL});
+      made.events.push_back(
+          {first + i, 1700000000 + file, i * 100000, i == 2 ? RAVO_EV_UPD : RAVO_EV_NORMAL});
     for (std::size_t c = 0; c < channel_names().size(); ++c) {
       handmade_channel channel(channel_names()[c]);
       for (unsigned i = 0; i < events; ++i)
-        if (auto block = describe_block(static_cast<unsigned>(c), i, first + i)) channel.blocks.push_back(*block);
+        if (auto block = describe_block(static_cast<unsigned>(c), i, first + i))
+          channel.blocks.push_back(*block);
       channel.ev_mask = 1u << made.events[channel.blocks.front().event].type;
       const int type = channel.blocks.front().dtype;
       channel.dtype_mask = type < 32 ? 1u << type : 0;
       made.channels.push_back(channel);
     }
     made.environment = {{1001, 4}};
-    made.xml = "<channel_descriptions version=\"1\"><channel prop_name=\"PLAIN\" units=\"mm\"/></channel_descriptions>";
+    made.xml =
+        "<channel_descriptions version=\"1\"><channel prop_name=\"PLAIN\" "
+        "units=\"mm\"/></channel_descriptions>";
     return made;
   }
 
@@ -181,8 +189,10 @@ class small_file {
       if (!is_slow) return std::nullopt;
       block.dtype = name == "SLOW" ? layout::update_type : 3;
       block.payload = {};
-      if (name == "SLOW") block.payload.text(name, layout::update_name);
-      else block.payload.i32(4);
+      if (name == "SLOW")
+        block.payload.text(name, layout::update_name);
+      else
+        block.payload.i32(4);
       block.payload.i32(5).u32(1700000000).u32(number).f32(value);
       return block;
     }
@@ -197,7 +207,8 @@ class small_file {
     }
     const int members = name == "ZLIB" ? 3 : 2;
     block.dtype = name == "ZLIB" ? generation::bpm : generation::rf;
-    std::vector<std::vector<float>> samples(static_cast<std::size_t>(members), std::vector<float>(8, value));
+    std::vector<std::vector<float>> samples(static_cast<std::size_t>(members),
+                                            std::vector<float>(8, value));
     samples[0][3] = -value;
     block.payload = spectrum<layout>(samples);
     return zipped(block, name == "ZLIB" ? 1 : 2);
@@ -210,20 +221,22 @@ class small_file {
         const handmade_block& from = made.channels[c].blocks[i];
         const std::size_t head = word_at(image_, at("pointers") + 12 + 16 * (c * row_length + i) + 8);
         const std::size_t stored = word_at(image_, head + layout::subhead - 4) - layout::subhead;
-        const form stored_as = from.zip_flags == 1               ? form::zlib
-                               : from.zip_flags == 2             ? form::lzo
+        const form stored_as = from.zip_flags == 1                 ? form::zlib
+                               : from.zip_flags == 2               ? form::lzo
                                : from.dtype == layout::update_type ? form::update
-                               : from.dtype == 3                 ? form::environment
-                                                                 : form::plain;
+                               : from.dtype == 3                   ? form::environment
+                                                                   : form::plain;
         blocks_.push_back({static_cast<int>(c), from.event, head, stored, stored_as, from.payload});
       }
   }
 
   // ---- what is handed out
 
-  static std::string in_host_order(const std::vector<unsigned char>& image, std::size_t at, std::size_t size) {
+  static std::string in_host_order(const std::vector<unsigned char>& image, std::size_t at,
+                                   std::size_t size) {
     std::string host(size, '\0');
-    for (std::size_t i = 0; i < size; ++i) host[i] = static_cast<char>(image.at(at + (i / 4 * 4 + 3 - i % 4)));
+    for (std::size_t i = 0; i < size; ++i)
+      host[i] = static_cast<char>(image.at(at + (i / 4 * 4 + 3 - i % 4)));
     return host;
   }
   /// A text stands as in the file, and has an end.
@@ -266,7 +279,8 @@ class small_file {
         return in_host_order(image, data, block.stored);
       case form::update: {
         std::string host = in_host_order(image, data, block.stored);
-        for (std::size_t i = 0; i < layout::update_name; ++i) host[i] = static_cast<char>(image.at(data + i));
+        for (std::size_t i = 0; i < layout::update_name; ++i)
+          host[i] = static_cast<char>(image.at(data + i));
         return host;
       }
       case form::environment: {
@@ -279,14 +293,16 @@ class small_file {
         const bool is_image = channel_names()[static_cast<std::size_t>(block.channel)] == "IMAGE";
         const std::vector<unsigned char>& payload = block.payload.vector();
         const std::size_t words = is_image ? 28 : payload.size();
-        return in_host_order(payload, 0, words) + std::string(payload.begin() + static_cast<std::ptrdiff_t>(words), payload.end());
+        return in_host_order(payload, 0, words) +
+               std::string(payload.begin() + static_cast<std::ptrdiff_t>(words), payload.end());
       }
     }
   }
 
   // ---- what each word is for
 
-  void mean(std::size_t offset, std::size_t size, word_role role, const char* what, int channel = no_channel) {
+  void mean(std::size_t offset, std::size_t size, word_role role, const char* what,
+            int channel = no_channel) {
     for (std::size_t at = offset; at < offset + size; at += 4) meanings_.at(at / 4) = {role, channel, what};
   }
 
@@ -324,7 +340,8 @@ class small_file {
     const std::size_t name = channel_names()[static_cast<std::size_t>(channel)].size() + 1;
     const std::size_t words_of_name = (name + 3) / 4 * 4;
     mean(block.head, words_of_name, word_role::of_channel, name_of_channel, channel);
-    mean(block.head + words_of_name, layout::block_name - words_of_name, word_role::passed_on, "behind a name");
+    mean(block.head + words_of_name, layout::block_name - words_of_name, word_role::passed_on,
+         "behind a name");
     const std::size_t type = block.head + layout::block_name;
     mean(type, 4, word_role::identity, "data type", channel);
     mean(type + 4, 4, word_role::passed_on, error_bits, channel);

@@ -8,7 +8,8 @@
 namespace ravo::test {
 
 std::vector<std::string> verify_lines(const std::string& path) {
-  const verify::file_result result = verify::check_file(path, verify::depth::blocks, 1, [](std::uint64_t) {});
+  const verify::file_result result =
+      verify::check_file(path, verify::depth::blocks, 1, [](std::uint64_t) {});
   std::vector<std::string> lines;
   for (const verify::finding& one : result.findings.list())
     lines.push_back(fmt::format("{} {} {} {} {}", verify::row_of(one.kind).code, one.first.channel,

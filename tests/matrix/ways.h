@@ -1,5 +1,6 @@
-// The ways in which the matrix reads a mutant: the loader, a reader for each channel, the slicer over the mutant
-// between good files, and the tool's `info` and `verify`. Each hands back what it was handed, byte by byte.
+// The ways in which the matrix reads a mutant: the loader, a reader for each channel, the slicer over the
+// mutant between good files, and the tool's `info` and `verify`. Each hands back what it was handed, byte
+// by byte.
 #ifndef RAVO_TEST_MATRIX_WAYS_H
 #define RAVO_TEST_MATRIX_WAYS_H
 
@@ -55,7 +56,8 @@ int start_and_wait(read_chan& reader) {
   return status;
 }
 
-/// Everything that each channel's reader decodes, and what it answers to a question for each event by number.
+/// Everything that each channel's reader decodes, and what it answers to a question for each event by
+/// number.
 template <class generation>
 class channel_readers {
  public:
@@ -91,7 +93,8 @@ class channel_readers {
       const int status = reader.get_chan_data(&event, &entry, RAVO_DAQ_READ_CHAN_EVENT_CUR);
       if (status == 0 && entry->event_id.event_number != number)
         result.problem = "an event is handed out for another";
-      const bool is_known = status == RAVO_DAQ_READ_CHAN_NO_DATA || status == RAVO_DAQ_READ_CHAN_OUT_OF_WINDOW ||
+      const bool is_known = status == RAVO_DAQ_READ_CHAN_NO_DATA ||
+                            status == RAVO_DAQ_READ_CHAN_OUT_OF_WINDOW ||
                             status == RAVO_DAQ_READ_CHAN_INV_PARAM || status == RAVO_DAQ_READ_CHAN_NOT_INIT;
       if (status != 0 && !is_known) result.problem = "get_chan_data answers " + std::to_string(status);
     }
@@ -149,8 +152,11 @@ reading slice(const std::vector<char*>& files, ravo_daq_slicer_synch_mode mode) 
       // A result has no other word for its channel than the name in the block.
       const char* const name = reinterpret_cast<const char*>(entry->sbchdata[0].chhd);
       const auto known = std::find(names.begin(), names.end(), name == nullptr ? "" : name);
-      if (known == names.end()) result.problem = "the slicer hands out a channel that nobody asked for";
-      else result.entries[static_cast<std::size_t>(known - names.begin())].push_back(take_entry<generation>(*entry));
+      if (known == names.end())
+        result.problem = "the slicer hands out a channel that nobody asked for";
+      else
+        result.entries[static_cast<std::size_t>(known - names.begin())].push_back(
+            take_entry<generation>(*entry));
     }
   }
   slicer.clean_up();
