@@ -52,11 +52,16 @@ std::uint64_t stated_end(const typename G::subhead& head, const stored_payload& 
 
 /// `needed_end`: where the block ends when it does not end in the part.
 template <class G>
-found_block find_block(const file_part& part, const entry& where, std::uint64_t& needed_end) {
+found_block find_block(const file_part& part, const char* channel, const entry& where,
+                       std::uint64_t& needed_end) {
   found_block found;
   needed_end = 0;
   const auto head = read_subheader<G>(part, where.chhd);
   if (!head) return found;
+  if (!is_block_of<G>(*head, channel)) {
+    found.status = value_status::misdirected;
+    return found;
+  }
   found.stored_type = head->dtype;
   found.error = head->error & ~RAVO_CHAN_ZIP_FLAG;
   const decode_outcome outcome = locate_payload<G>(part, where.chhd, where.data, *head, found.payload);
@@ -74,8 +79,8 @@ found_block find_block(const file_part& part, const entry& where, std::uint64_t&
 found_block find_block(const block_source_file& source, const file_part& part, const entry& where,
                        std::uint64_t& needed_end) {
   return source.generation == ravo_file_generation::current
-             ? find_block<generation_2010>(part, where, needed_end)
-             : find_block<generation_2009>(part, where, needed_end);
+             ? find_block<generation_2010>(part, source.channel, where, needed_end)
+             : find_block<generation_2009>(part, source.channel, where, needed_end);
 }
 
 // An entry that points to its data elsewhere than behind the subheader may have them anywhere in the
@@ -99,36 +104,27 @@ found_block find_again(const block_source_file& source, const entry& where, std:
 }
 
 template <class G>
-decoded_payload decode_as(const found_block& block, const std::string& channel, unsigned char* into) {
+decoded_payload decode_as(const found_block& block, const char* channel, unsigned char* into) {
   typename G::subhead head;
   head.dtype = block.stored_type;
-  return decode_payload<G>(block.payload, head, channel.c_str(), into, nullptr);
-}
-
-// As the readers: plain blocks of one member are left whole.
-template <class G>
-bool is_cut(const found_block& block, int member) {
-  const int type = block.stored_type & 0xffff;
-  const int members = get_channel_number(type, 0);
-  if ((G::cuts_generic_spectra && type == RAVO_BLOCK_GENERIC_SPECT) || members >= 2) return true;
-  return block.payload.form == stored_form::compressed && members == 1 && member == 0;
+  return decode_payload<G>(block.payload, head, channel, into, nullptr);
 }
 
 template <class G>
-bool cut(const found_block& block, const std::string& channel, int member, unsigned char* data,
-         std::size_t room, std::size_t& length, std::int32_t& type) {
+bool cut(const found_block& block, const char* channel, int member, unsigned char* data, std::size_t room,
+         std::size_t& length, std::int32_t& type) {
   using subhead = typename G::subhead;
-  if (!is_cut<G>(block, member)) return true;
+  if (!is_member_cut<G>(block.payload, block.stored_type, member)) return true;
   const auto whole = allocate<subhead>(sizeof(subhead) + length);
   if (!whole) throw std::bad_alloc();
   std::memset(whole.get(), 0, sizeof(subhead));
-  std::memcpy(whole->chname, channel.data(), std::min(channel.size(), sizeof whole->chname - 1));
+  std::memcpy(whole->chname, channel, strnlen(channel, sizeof whole->chname - 1));
   whole->dtype = type;
   whole->error = block.error;
   whole->ldata = static_cast<std::int32_t>(sizeof(subhead) + length);
   std::memcpy(whole.get() + 1, data, length);
   subhead* part = nullptr;
-  if (library_calls<G>::cut_unzipped_block(whole.get(), member, 0, 0, &part)) return false;
+  if (ravo::cut_member<G>(block.payload, whole.get(), member, &part)) return false;
   const malloc_owner<subhead> owner(part);
   if (part == nullptr) return true;
   const std::size_t size = static_cast<std::size_t>(part->ldata) - sizeof(subhead);
@@ -190,8 +186,10 @@ void read_window(const block_source_file& source, const std::vector<entry>& bloc
       take(i, missing);
       continue;
     }
-    if (blocks[i].stored == 0) {
-      take(i, {});
+    if (blocks[i].status != value_status::ok) {
+      found_block none;
+      none.status = blocks[i].status;
+      take(i, none);
       continue;
     }
     std::uint64_t needed_end = 0;
@@ -237,22 +235,21 @@ value_status inflate(const found_block& block, unsigned char* into) {
   return status_of(inflate_payload(block.payload, into, nullptr), block.payload, into);
 }
 
-value_status decode(const block_source_file& source, const found_block& block, const std::string& channel,
-                    unsigned char* into, std::size_t& length) {
+value_status decode(const block_source_file& source, const found_block& block, unsigned char* into,
+                    std::size_t& length) {
   const decoded_payload result = source.generation == ravo_file_generation::current
-                                     ? decode_as<generation_2010>(block, channel, into)
-                                     : decode_as<generation_2009>(block, channel, into);
+                                     ? decode_as<generation_2010>(block, source.channel, into)
+                                     : decode_as<generation_2009>(block, source.channel, into);
   length = result.length;
   return status_of(result, block.payload, into);
 }
 
-bool cut_member(const block_source_file& source, const found_block& block, const std::string& channel,
-                int member, unsigned char* data, std::size_t room, std::size_t& length,
-                std::int32_t& type) {
+bool cut_member(const block_source_file& source, const found_block& block, int member, unsigned char* data,
+                std::size_t room, std::size_t& length, std::int32_t& type) {
   if (member < 0) return true;
   return source.generation == ravo_file_generation::current
-             ? cut<generation_2010>(block, channel, member, data, room, length, type)
-             : cut<generation_2009>(block, channel, member, data, room, length, type);
+             ? cut<generation_2010>(block, source.channel, member, data, room, length, type)
+             : cut<generation_2009>(block, source.channel, member, data, room, length, type);
 }
 
 }  // namespace ravo::datasets

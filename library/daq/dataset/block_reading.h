@@ -27,6 +27,7 @@ struct found_block {
 /// Where blocks come from.
 struct block_source_file {
   const open_file* file = nullptr;  ///< null: the file is missing
+  const char* channel = "";         ///< whose name the blocks bear
   ravo_file_generation generation = ravo_file_generation::current;
   std::uint64_t basket_end = 0;
 };
@@ -75,14 +76,14 @@ block_head look_at_head(const block_source_file& source, const file_part& part, 
 /// Inflates a compressed block into `payload.room` bytes, in file order. ok, or why not.
 value_status inflate(const found_block& block, unsigned char* into);
 /// Decodes a block into `payload.room` bytes, in host order; `length` receives the bytes.
-value_status decode(const block_source_file& source, const found_block& block, const std::string& channel,
-                    unsigned char* into, std::size_t& length);
+value_status decode(const block_source_file& source, const found_block& block, unsigned char* into,
+                    std::size_t& length);
 
 /// Cuts a member out of decoded data as the readers do. False: it cannot be cut out, or needs more room
 /// than `room`. `length` and `type` are those of the whole block and become those of the cut one; a block
 /// that is not cut stays as it is.
-bool cut_member(const block_source_file& source, const found_block& block, const std::string& channel,
-                int member, unsigned char* data, std::size_t room, std::size_t& length, std::int32_t& type);
+bool cut_member(const block_source_file& source, const found_block& block, int member, unsigned char* data,
+                std::size_t room, std::size_t& length, std::int32_t& type);
 /// By how many bytes a cut member may be longer than its block.
 inline constexpr std::size_t cut_excess = 32;
 

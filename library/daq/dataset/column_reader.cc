@@ -270,10 +270,9 @@ value_status column_reader::add_to_digest(const datasets::block_source_file& sou
   unsigned char* into = work.second.get(room);
   std::size_t length = 0;
   std::int32_t type = found.type;
-  value_status status = datasets::decode(source, found, state_->channels[channel_].name, into, length);
+  value_status status = datasets::decode(source, found, into, length);
   if (status == value_status::ok &&
-      !datasets::cut_member(source, found, state_->channels[channel_].name,
-                            state_->channels[channel_].member, into, room, length, type))
+      !datasets::cut_member(source, found, state_->channels[channel_].member, into, room, length, type))
     status = value_status::cannot_convert;
   digest.add(id, status, {reinterpret_cast<const std::byte*>(into), length});
   return status;

@@ -23,7 +23,7 @@ constexpr std::uint32_t slow_events =
 struct looked_into {
   struct channel {
     std::uint32_t name;  ///< its number among all names
-    std::uint32_t count;
+    datasets::channel_place place;
     std::uint32_t event_mask;
   };
   datasets::file_look look;
@@ -86,9 +86,8 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
     found[i].look =
         datasets::look_into(*file, paths.size() > 1, [&](const datasets::listed_channel& channel) {
           const std::lock_guard lock(numbers.mutex);
-          found[i].channels.push_back({numbers.number_of(channel.name),
-                                       static_cast<std::uint32_t>(std::max(channel.count, 0)),
-                                       channel.event_mask});
+          found[i].channels.push_back(
+              {numbers.number_of(channel.name), {channel.row, channel.count}, channel.event_mask});
         });
   });
 
@@ -125,13 +124,17 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   for (const looked_into& one : found) {
     if (!one.look.problem.empty()) continue;
     datasets::timed_file& file = timed.emplace_back();
-    file.generation = one.look.generation;
     file.span = one.look.span;
-    file.counts.assign(channels.size(), 0);
+    file.tables = {one.look.generation, one.look.rows,
+                   std::vector<datasets::channel_place>(channels.size()),
+                   static_cast<std::uint32_t>(timed.size() - 1)};
     for (const looked_into::channel& here : one.channels)
       for (const std::size_t channel : wanted_by_number[here.name]) {
-        file.counts[channel] = here.count;
-        channels[channel].entries += here.count;
+        datasets::channel_place& place = file.tables.places[channel];
+        // Of two channels of one name in a file the first one is meant.
+        if (place.row != datasets::channel_place::none) continue;
+        place = here.place;
+        channels[channel].entries += here.place.count;
         masks[channel] |= here.event_mask;
       }
   }
@@ -171,15 +174,16 @@ datasets::block_source_file dataset_state::source_of(const segment& part, std::s
                                                      std::uint32_t file,
                                                      std::shared_ptr<const datasets::open_file>& kept) {
   kept = opened.get(file);
-  return {kept.get(), timeline.file(file).generation, part.basket_end(channel, file)};
+  return {kept.get(), channels[channel].name.c_str(), timeline.file(file).tables.generation,
+          part.basket_end(channel, file)};
 }
 
 // ---- accounts
 
 void dataset_state::note_missing(read_ledger& to, std::size_t position, std::size_t channel,
                                  const entry& where, missing_cause cause) const {
-  ++to.channels[position].missing[static_cast<std::size_t>(cause)];
-  if (to.values.size() < read_ledger::most_listed)
+  const std::uint64_t counted = ++to.channels[position].missing[static_cast<std::size_t>(cause)];
+  if (to.values.size() < read_ledger::most_listed || counted == 1)
     to.values.push_back(
         {channels[channel].label, files[where.file].path, where.chhd, {where.number, where.time}, cause});
 }
@@ -217,16 +221,19 @@ void dataset_state::account_left_out(read_ledger& to, std::size_t position, cons
     ++to.channels[position].expected;
     note_missing(to, position, channel, one, missing_cause::second_of_event);
   }
-  to.channels[position].expected += track.unplaced;
-  to.channels[position].missing[static_cast<std::size_t>(missing_cause::no_event_header)] += track.unplaced;
+  for (const entry& one : track.unplaced) {
+    ++to.channels[position].expected;
+    note_missing(to, position, channel, one, missing_cause::no_event_header);
+  }
   for (std::size_t i = 0; i < part.files.size(); ++i) {
     if (!part.file_failed[i]) continue;
-    const std::uint32_t count = timeline.file(part.files[i]).counts[channel];
+    const std::uint32_t count = timeline.file(part.files[i]).count(channel);
+    if (count == 0) continue;
+    entry nowhere{};  // the file's tables do not say any more where its values are
+    nowhere.file = part.files[i];
     to.channels[position].expected += count;
-    to.channels[position].missing[static_cast<std::size_t>(missing_cause::file_missing)] += count;
-    if (to.values.size() < read_ledger::most_listed && count != 0)
-      to.values.push_back(
-          {channels[channel].label, files[part.files[i]].path, 0, {}, missing_cause::file_missing});
+    note_missing(to, position, channel, nowhere, missing_cause::file_missing);
+    to.channels[position].missing[static_cast<std::size_t>(missing_cause::file_missing)] += count - 1;
   }
   if (options.damage.largest_missing_share <= 0 && to.channels[position].missing_total() != 0)
     throw missing_data("Values of " + channels[channel].label + " are missing: " + to.to_text());

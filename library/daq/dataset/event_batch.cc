@@ -147,12 +147,11 @@ class batch_decoder {
     const std::size_t room = found.payload.room + (member >= 0 ? datasets::cut_excess : 0);
     unsigned char* const bytes = batch_->arena_.allocate(state_.memory, room);
     if (bytes == nullptr) return false;
-    const std::string& name = state_.channels[channel].name;
     into.type = found.type;
     into.error = found.error;
-    into.status = datasets::decode(source, found, name, bytes, into.length);
+    into.status = datasets::decode(source, found, bytes, into.length);
     if (into.status == value_status::ok &&
-        !datasets::cut_member(source, found, name, member, bytes, room, into.length, into.type))
+        !datasets::cut_member(source, found, member, bytes, room, into.length, into.type))
       into.status = value_status::cannot_convert;
     into.bytes = bytes;
     return true;

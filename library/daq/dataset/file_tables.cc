@@ -1,10 +1,13 @@
 #include "file_tables.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <new>
 
 #include "byte_view.h"
+#include "decode/stored_block.h"
 #include "library_calls.h"
 #include "malloc_owner.h"
 #include "mapping.h"
@@ -55,11 +58,13 @@ class tables {
 
   void visit(const std::function<void(const listed_channel&)>& each) const {
     const auto* channel = dictionary_->channel_entry();
-    for (std::size_t i = 0; i < channels(); ++i, ++channel)
-      each({{channel->chan_name, strnlen(channel->chan_name, sizeof channel->chan_name)},
-            channel->count,
-            channel->ev_mask,
-            channel->dtype_mask});
+    for (std::uint32_t i = 0; i < channels(); ++i, ++channel) {
+      const std::string_view name(channel->chan_name,
+                                  strnlen(channel->chan_name, sizeof channel->chan_name));
+      // Nobody can ask for a channel without a name.
+      if (name.empty()) continue;
+      each({name, i, static_cast<std::uint32_t>(std::max(channel->count, 0)), channel->ev_mask});
+    }
   }
 
   std::optional<event_span> span() const {
@@ -76,33 +81,54 @@ class tables {
   }
 
   std::optional<std::vector<channel_rows>> rows(const std::vector<std::string>& names,
-                                                std::uint32_t position) const {
+                                                const known_file& known) {
     std::vector<channel_rows> all(names.size());
+    const auto dictionary = remembered(names, known);
     std::vector<std::string> texts = names;
     std::vector<char*> list;
     for (std::string& text : texts) list.push_back(text.data());
     typename G::chan_pointers_table* table = nullptr;
     const int status = library_calls<G>::get_chan_pointers_table_by_list(
-        file_.length(), reference_.get(), file_.descriptor(), &list, dictionary_.get(), &table);
+        file_.length(), reference_.get(), file_.descriptor(), &list, dictionary.get(), &table);
     const malloc_owner<typename G::chan_pointers_table> owner(table);
     if (status == no_channel) return all;
     if (status != 0) return std::nullopt;
+    find_header_baskets();
     for (std::size_t i = 0; i < names.size(); ++i) {
-      typename G::dictionary_entry* found = nullptr;
-      if (library_calls<G>::find_channel_by_name(dictionary_.get(), names[i].c_str(), &found) < 0) continue;
-      const auto count = static_cast<std::size_t>(std::clamp(found->count, 0, table->maxev));
-      fill(all[i], table->chptr() + i * static_cast<std::size_t>(table->maxev), count, position);
+      const auto most = static_cast<std::uint32_t>(std::max(table->maxev, 0));
+      const std::size_t count = std::min(known.places[i].count, most);
+      fill(all[i], table->chptr() + i * static_cast<std::size_t>(most), count, known.position);
     }
     return all;
+  }
+
+  std::uint32_t channels() const {
+    return static_cast<std::uint32_t>(
+        (static_cast<std::size_t>(dictionary_->length) - sizeof(typename G::dictionary_table)) /
+        sizeof(typename G::dictionary_entry));
   }
 
  private:
   static constexpr int no_channel =
       -5;  // of the table-access library: none of the names is in the dictionary
 
-  std::size_t channels() const {
-    return (static_cast<std::size_t>(dictionary_->length) - sizeof(typename G::dictionary_table)) /
-           sizeof(typename G::dictionary_entry);
+  /// As much of the file's dictionary as finding the rows of the named channels takes.
+  static malloc_owner<typename G::dictionary_table> remembered(const std::vector<std::string>& names,
+                                                               const known_file& known) {
+    using table = typename G::dictionary_table;
+    const std::size_t length = sizeof(table) + known.rows * sizeof(typename G::dictionary_entry);
+    malloc_owner<table> dictionary(static_cast<table*>(std::calloc(length, 1)));
+    if (!dictionary) throw std::bad_alloc();
+    dictionary->pattern = RAVO_CHAN_DICTIONARY_PATTERN;
+    dictionary->length = static_cast<std::int32_t>(length);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const channel_place& place = known.places[i];
+      if (place.row == channel_place::none) continue;
+      auto& channel = dictionary->channel_entry()[place.row];
+      std::memcpy(channel.chan_name, names[i].data(), names[i].size());
+      channel.count = static_cast<std::int32_t>(place.count);
+    }
+    return dictionary;
   }
 
   static void widen(event_span& all, const typename G::event_index_entry& of_type) {
@@ -114,61 +140,78 @@ class tables {
     all.empty = false;
   }
 
+  void find_header_baskets() {
+    event_headers_ = records_of_basket(reference_->evhdb_ref);
+    server_blocks_ = records_of_basket(reference_->srvbb_ref);
+  }
+
+  part_extent records_of_basket(std::uint64_t offset) const {
+    const std::uint64_t bytes = basket_bytes(offset);
+    if (bytes < basket_head_size) return {};
+    return {offset + basket_head_size, bytes - basket_head_size};
+  }
+
   void fill(channel_rows& channel, const typename G::chan_pointers_table_entry* row, std::size_t count,
-            std::uint32_t position) const {
+            std::uint32_t position) {
     if (count == 0) return;
-    const auto headers = read_headers(row, count);
+    read_headers(row, count);
     const std::uint64_t basket = find_basket(channel, row[0].chhd);
     std::vector<std::uint32_t> begins(count);
     for (std::size_t i = 0; i < count; ++i) begins[i] = row[i].chhd;
     if (!std::is_sorted(begins.begin(), begins.end())) std::sort(begins.begin(), begins.end());
     channel.entries.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
-      const auto header = headers.at(row[i].evhd);
+      entry one{0, {}, row[i].chhd, row[i].data, 0, position, 0, value_status::ok};
+      one.stored = stored_bytes(begins, row[i].chhd, basket, channel.basket_end);
+      one.status = status_of(row[i], one.stored);
+      if (one.status != value_status::ok) one.stored = 0;
+      const auto header = header_at(row[i].evhd);
       if (!header) {
-        ++channel.unplaced;
+        channel.unplaced.push_back(one);
         continue;
       }
-      channel.entries.push_back(
-          {*header->template at<std::uint32_t>(offsetof(ravo_eventheader, event_number)),
-           {*header->template at<std::uint32_t>(offsetof(ravo_eventheader, event_time)),
-            *header->template at<std::uint32_t>(offsetof(ravo_eventheader, event_time) + 4)},
-           row[i].chhd,
-           row[i].data,
-           stored_bytes(begins, row[i].chhd, basket, channel.basket_end),
-           position,
-           static_cast<std::uint8_t>(
-               *header->template at<std::uint32_t>(offsetof(ravo_eventheader, event_type)))});
+      one.number = header->event_number;
+      one.time = header->event_time;
+      one.type = static_cast<std::uint8_t>(header->event_type);
+      channel.entries.push_back(one);
     }
   }
 
-  /// The event headers that a row points to, read in one piece.
-  struct header_part {
-    std::vector<unsigned char> bytes;
-    std::uint64_t offset = 0;
-    std::optional<byte_view> at(std::uint64_t where) const {
-      if (where < offset) return std::nullopt;
-      return byte_view(bytes.data(), bytes.size(), word_order::file)
-          .sub(where - offset, sizeof(ravo_eventheader));
+  /// What the tables alone say of an entry, in the order in which the decoder would find it.
+  value_status status_of(const typename G::chan_pointers_table_entry& row, std::uint32_t stored) const {
+    switch (check_server_block<G>(server_blocks_, row.sbhd)) {
+      case decode_outcome::decoded:
+        return stored == 0 ? value_status::truncated : value_status::ok;
+      case decode_outcome::misdirected:
+        return value_status::misdirected;
+      default:
+        return value_status::truncated;
     }
-  };
+  }
 
-  header_part read_headers(const typename G::chan_pointers_table_entry* row, std::size_t count) const {
-    header_part part;
-    const std::uint64_t begin = reference_->evhdb_ref;
-    const std::uint64_t end = begin + basket_bytes(begin);
-    std::uint64_t first = end, last = begin;
+  /// The event's header; nothing when what lies there is none.
+  std::optional<ravo_eventheader> header_at(std::uint64_t where) const {
+    const auto bytes = headers_.at(where, sizeof(ravo_eventheader));
+    if (!bytes) return std::nullopt;
+    ravo_eventheader header;
+    ravo_swap4(bytes->data(), &header, static_cast<int>(sizeof header / 4));
+    return is_event_header<G>(header) ? std::optional(header) : std::nullopt;
+  }
+
+  /// Reads the event headers that a row points to in one piece, unless those of an earlier row hold them:
+  /// channels have mostly the same events.
+  void read_headers(const typename G::chan_pointers_table_entry* row, std::size_t count) {
+    std::uint64_t first = std::numeric_limits<std::uint64_t>::max(), last = 0;
     for (std::size_t i = 0; i < count; ++i) {
       const std::uint64_t at = row[i].evhd;
-      if (at < begin + basket_head_size || at + sizeof(ravo_eventheader) > end) continue;
+      if (!event_headers_.holds(at, sizeof(ravo_eventheader))) continue;
       first = std::min(first, at);
       last = std::max(last, at + sizeof(ravo_eventheader));
     }
-    if (first >= last) return part;
-    part.bytes.resize(last - first);
-    part.offset = first;
-    if (!file_.read_all(first, part.bytes.data(), part.bytes.size())) part.bytes.clear();
-    return part;
+    if (first >= last || headers_.extent().holds(first, last - first)) return;
+    header_bytes_.resize(last - first);
+    if (!file_.read_all(first, header_bytes_.data(), header_bytes_.size())) header_bytes_.clear();
+    headers_ = file_part(header_bytes_.data(), header_bytes_.size(), first);
   }
 
   /// The length of the basket at an offset; 0 when it does not lie in the file.
@@ -203,6 +246,10 @@ class tables {
   const open_file& file_;
   malloc_owner<typename G::reference_table> reference_;
   malloc_owner<typename G::dictionary_table> dictionary_;
+  part_extent event_headers_;  ///< as the file says
+  part_extent server_blocks_;
+  std::vector<unsigned char> header_bytes_;
+  file_part headers_;  ///< those that were read
 };
 
 template <class G>
@@ -222,16 +269,16 @@ file_look look(tables<G>& of_file, ravo_file_generation generation, bool with_sp
       result.problem = "its event index is damaged";
   }
   if (result.problem.empty()) of_file.visit(visit);
+  result.rows = of_file.channels();
   return result;
 }
 
 template <class G>
-std::optional<std::vector<channel_rows>> rows_of(const open_file& file,
-                                                 const std::vector<std::string>& names,
-                                                 std::uint32_t position) {
+std::optional<std::vector<channel_rows>> rows_of(const open_file& file, const known_file& known,
+                                                 const std::vector<std::string>& names) {
   tables<G> of_file(file);
-  if (!of_file.load_reference() || !of_file.load_dictionary()) return std::nullopt;
-  return of_file.rows(names, position);
+  if (!of_file.load_reference()) return std::nullopt;
+  return of_file.rows(names, known);
 }
 
 }  // namespace
@@ -247,11 +294,10 @@ file_look look_into(const open_file& file, bool with_span,
   return result;
 }
 
-std::optional<std::vector<channel_rows>> load_rows(const open_file& file, ravo_file_generation generation,
-                                                   const std::vector<std::string>& names,
-                                                   std::uint32_t position) {
-  return generation == ravo_file_generation::current ? rows_of<generation_2010>(file, names, position)
-                                                     : rows_of<generation_2009>(file, names, position);
+std::optional<std::vector<channel_rows>> load_rows(const open_file& file, const known_file& known,
+                                                   const std::vector<std::string>& names) {
+  return known.generation == ravo_file_generation::current ? rows_of<generation_2010>(file, known, names)
+                                                           : rows_of<generation_2009>(file, known, names);
 }
 
 }  // namespace ravo::datasets

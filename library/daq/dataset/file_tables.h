@@ -13,6 +13,7 @@
 
 #include "open_files.h"
 #include "ravo_core_records.h"
+#include "ravo_dataset/status.h"
 #include "ravo_file_generation.h"
 
 namespace ravo::datasets {
@@ -21,21 +22,29 @@ namespace ravo::datasets {
 struct entry {
   std::uint32_t number;
   time_stamp time;
-  std::uint32_t chhd;  ///< where the subheader lies
-  std::uint32_t data;  ///< where the data are said to lie
-  std::uint32_t
-      stored;  ///< bytes from the subheader to the next block or the basket's end; 0: outside the basket
-  std::uint32_t file;  ///< position in the dataset's files
-  std::uint8_t type;   ///< RAVO_EVTYPE
+  std::uint32_t chhd;    ///< where the subheader lies
+  std::uint32_t data;    ///< where the data are said to lie
+  std::uint32_t stored;  ///< bytes from the subheader to the next block or the basket's end
+  std::uint32_t file;    ///< position in the dataset's files
+  std::uint8_t type;     ///< RAVO_EVTYPE
+  /// ok, or what the tables alone tell: truncated or misdirected. Nothing is read then, and `stored` is 0.
+  value_status status;
 };
 static_assert(sizeof(entry) == 32);
 
 /// What a channel dictionary says of a channel.
 struct listed_channel {
   std::string_view name;
-  std::int32_t count;
+  std::uint32_t row;  ///< its place in the dictionary
+  std::uint32_t count;
   std::uint32_t event_mask;
-  std::uint32_t type_mask;
+};
+
+/// What is remembered of it, so that no dictionary is read twice.
+struct channel_place {
+  static constexpr std::uint32_t none = 0xffffffffu;
+  std::uint32_t row = none;  ///< none: the file does not have the channel
+  std::uint32_t count = 0;
 };
 
 /// The events that a file's event index has, all types together.
@@ -50,7 +59,7 @@ struct event_span {
 /// One channel of one file.
 struct channel_rows {
   std::vector<entry> entries;    ///< in the file's order
-  std::uint32_t unplaced = 0;    ///< entries whose event header is not where the file says
+  std::vector<entry> unplaced;   ///< those whose event header is none; number and time are 0
   std::uint64_t basket_end = 0;  ///< 0: the basket is not where the file says
 };
 
@@ -59,17 +68,28 @@ struct file_look {
   std::string problem;
   ravo_file_generation generation = ravo_file_generation::current;
   event_span span;
+  std::uint32_t rows = 0;  ///< of the dictionary
 };
 
 /// Reads the dictionary and, where wanted, the span of the events. `visit` is called for each channel.
 file_look look_into(const open_file& file, bool with_span,
                     const std::function<void(const listed_channel&)>& visit);
 
+/// A file whose dictionary is known.
+struct known_file {
+  ravo_file_generation generation = ravo_file_generation::current;
+  std::uint32_t rows = 0;             ///< of the dictionary
+  std::vector<channel_place> places;  ///< by channel
+  std::uint32_t position = 0;         ///< in the dataset's files
+};
+
+/// The most memory that load_rows() takes for each row of a file's dictionary, and gives back.
+inline constexpr std::size_t loading_bytes_a_row = 384;
+
 /// The rows of the named channels, in their order; nothing when the tables cannot be read (any more). A
 /// channel that the file does not have is empty.
-std::optional<std::vector<channel_rows>> load_rows(const open_file& file, ravo_file_generation generation,
-                                                   const std::vector<std::string>& names,
-                                                   std::uint32_t position);
+std::optional<std::vector<channel_rows>> load_rows(const open_file& file, const known_file& known,
+                                                   const std::vector<std::string>& names);
 
 }  // namespace ravo::datasets
 

@@ -2,21 +2,23 @@
 
 #include <algorithm>
 #include <numeric>
+#include <string_view>
+#include <utility>
 
 namespace ravo {
 
 const char* value_status_text(value_status status) {
   constexpr const char* texts[value_status_count] = {
-      "ok",        "not recorded", "held",           "stale",          "file missing",
-      "truncated", "bad checksum", "cannot inflate", "cannot convert", "type changed"};
+      "ok",           "not recorded",   "held",           "stale",        "file missing", "truncated",
+      "bad checksum", "cannot inflate", "cannot convert", "type changed", "misdirected"};
   const auto index = static_cast<std::size_t>(status);
   return index < value_status_count ? texts[index] : "unknown";
 }
 
 const char* missing_cause_text(missing_cause cause) {
   constexpr const char* texts[missing_cause_count] = {
-      "file missing",   "truncated",    "bad checksum",    "cannot inflate",
-      "cannot convert", "type changed", "no event header", "second of an event"};
+      "file missing", "truncated",   "bad checksum",    "cannot inflate",    "cannot convert",
+      "type changed", "misdirected", "no event header", "second of an event"};
   const auto index = static_cast<std::size_t>(cause);
   return index < missing_cause_count ? texts[index] : "unknown";
 }
@@ -60,6 +62,7 @@ channel_ledger& read_ledger::of(const std::string& channel) {
 }
 
 void read_ledger::add(const read_ledger& other) {
+  std::vector<std::pair<std::string_view, std::size_t>> firsts;  // causes that are new to a channel
   for (std::size_t place = 0; place < other.channels.size(); ++place) {
     const channel_ledger& from = other.channels[place];
     // Accounts of one dataset have its channels in one order: a search for each would be quadratic.
@@ -67,10 +70,18 @@ void read_ledger::add(const read_ledger& other) {
     channel_ledger& to = is_in_place ? channels[place] : of(from.channel);
     to.expected += from.expected;
     to.delivered += from.delivered;
-    for (std::size_t i = 0; i < missing_cause_count; ++i) to.missing[i] += from.missing[i];
+    for (std::size_t i = 0; i < missing_cause_count; ++i) {
+      if (to.missing[i] == 0 && from.missing[i] != 0) firsts.emplace_back(from.channel, i);
+      to.missing[i] += from.missing[i];
+    }
   }
-  for (const missing_value& one : other.values)
-    if (values.size() < most_listed) values.push_back(one);
+  for (const missing_value& one : other.values) {
+    const std::pair<std::string_view, std::size_t> what(one.channel, static_cast<std::size_t>(one.cause));
+    const auto first = std::find(firsts.begin(), firsts.end(), what);
+    if (values.size() >= most_listed && first == firsts.end()) continue;
+    if (first != firsts.end()) firsts.erase(first);
+    values.push_back(one);
+  }
   for (const refused_file& file : other.files) {
     const bool known = std::any_of(files.begin(), files.end(),
                                    [&](const refused_file& one) { return one.path == file.path; });

@@ -106,7 +106,7 @@ class planner {
   /// The head of a block tells what it will be.
   void look_at(const segment& part, std::size_t channel, entry where) {
     constexpr std::uint32_t enough = 512;  // for the heads of either generation
-    if (where.stored == 0) return;
+    if (where.status != value_status::ok) return;
     sampled& sample = samples_[channel];
     const std::uint64_t stored = where.stored;
     std::shared_ptr<const datasets::open_file> opened;

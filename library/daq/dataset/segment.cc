@@ -30,9 +30,11 @@ std::size_t segment::bytes() const {
                     selected.capacity() * sizeof selected[0] +
                     bytes_before.capacity() * sizeof bytes_before[0];
   for (const channel_track& track : channels)
-    all += sizeof track + (track.entries.capacity() + track.left_out.capacity()) * sizeof(entry) +
-           track.event.capacity() * sizeof(std::uint32_t) +
-           track.basket_end.capacity() * sizeof(std::uint64_t);
+    all +=
+        sizeof track +
+        (track.entries.capacity() + track.left_out.capacity() + track.unplaced.capacity()) * sizeof(entry) +
+        track.event.capacity() * sizeof(std::uint32_t) +
+        track.basket_end.capacity() * sizeof(std::uint64_t);
   return all;
 }
 

@@ -150,12 +150,14 @@ std::shared_ptr<const segment> timeline::build(std::size_t index) {
   return built;
 }
 
-// The entries twice while they are merged, and the table that they come from.
+// The entries twice while they are merged, and the tables that they come from.
 std::size_t timeline::bytes_to_align(std::size_t index) const {
-  std::size_t entries = 0;
-  for (const std::uint32_t file : slots_[index].files)
-    entries += std::accumulate(files_[file].counts.begin(), files_[file].counts.end(), std::size_t{0});
-  return entries * (2 * sizeof(entry) + 48) + 4096;
+  std::size_t entries = 0, rows = 0;
+  for (const std::uint32_t file : slots_[index].files) {
+    for (const channel_place& place : files_[file].tables.places) entries += place.count;
+    rows = std::max<std::size_t>(rows, files_[file].tables.rows);
+  }
+  return entries * (2 * sizeof(entry) + 48) + rows * loading_bytes_a_row + 4096;
 }
 
 std::shared_ptr<const segment> timeline::load(std::size_t index) {
@@ -169,7 +171,7 @@ std::shared_ptr<const segment> timeline::load(std::size_t index) {
   for (std::size_t i = 0; i < one.files.size(); ++i) {
     const std::uint32_t file = one.files[i];
     const auto opened = opened_.get(file);
-    auto rows = opened ? load_rows(*opened, files_[file].generation, names_, file) : std::nullopt;
+    auto rows = opened ? load_rows(*opened, files_[file].tables, names_) : std::nullopt;
     if (!rows) {
       part->file_failed[i] = true;
       continue;
@@ -178,7 +180,7 @@ std::shared_ptr<const segment> timeline::load(std::size_t index) {
       channel_track& track = part->channels[channel];
       channel_rows& from = (*rows)[channel];
       track.basket_end[i] = from.basket_end;
-      track.unplaced += from.unplaced;
+      track.unplaced.insert(track.unplaced.end(), from.unplaced.begin(), from.unplaced.end());
       if (track.entries.empty())
         track.entries = std::move(from.entries);
       else
@@ -196,7 +198,7 @@ std::shared_ptr<const segment> timeline::load(std::size_t index) {
 bool timeline::has_entries(std::size_t index, std::size_t channel) const {
   const auto& files = slots_[index].files;
   return std::any_of(files.begin(), files.end(),
-                     [&](std::uint32_t file) { return files_[file].counts[channel] > 0; });
+                     [&](std::uint32_t file) { return files_[file].count(channel) > 0; });
 }
 
 std::optional<placed_entry> timeline::last_before(std::size_t index, std::size_t channel) {

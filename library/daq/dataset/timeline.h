@@ -20,9 +20,9 @@ namespace ravo::datasets {
 
 /// A file on the time line.
 struct timed_file {
-  ravo_file_generation generation = ravo_file_generation::current;
+  known_file tables;
   event_span span;
-  std::vector<std::uint32_t> counts;  ///< by channel: entries
+  std::uint32_t count(std::size_t channel) const { return tables.places[channel].count; }
 };
 
 /// An entry, the segment that it is in, and what it is for an event: ok, held or stale.

@@ -21,10 +21,11 @@ enum class missing_cause : std::uint8_t {
   cannot_inflate,
   cannot_convert,
   type_changed,
-  no_event_header,  ///< the entry's event header is not where the file says: it belongs to no event
+  misdirected,
+  no_event_header,  ///< what the file says is the entry's event header is none: it belongs to no event
   second_of_event,  ///< the channel has another entry of the same event, which was delivered
 };
-inline constexpr std::size_t missing_cause_count = 8;
+inline constexpr std::size_t missing_cause_count = 9;
 /// A few words. Static text.
 const char* missing_cause_text(missing_cause cause);
 
@@ -54,7 +55,8 @@ struct channel_ledger {
 };
 
 struct read_ledger {
-  /// No more missing values than these are listed one by one; all are counted.
+  /// No more missing values than these are listed one by one, and the first of each cause of each channel
+  /// however many there are; all are counted.
   static constexpr std::size_t most_listed = 1000;
 
   std::vector<channel_ledger> channels;
