@@ -5,6 +5,7 @@
 #define RAVO_BENCH_BARE_LOOP_H
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
@@ -54,6 +55,23 @@ void swap_words(const unsigned char* from, unsigned char* to, std::size_t bytes)
 /// Decodes the blocks at these places into `into`, on so many threads.
 void decode_bare(const mapped_file& file, std::span<const ravo_event_chan_ptr_entry> places, swapped words,
                  inflater by, int threads, bare_blocks& into);
+
+/// A block of which only the values are wanted, and where they go.
+struct value_place {
+  const mapped_file* file = nullptr;
+  std::uint32_t subheader = 0;  ///< offset in the file
+  std::byte* into = nullptr;
+};
+
+/// What the data of a block are: a head, and behind it nothing but values.
+struct value_layout {
+  std::size_t head = 0;     ///< bytes
+  std::size_t element = 4;  ///< bytes of a value: 1, 2 or 4
+};
+
+/// Inflates (with libdeflate), swaps and stores the values of all places, on so many threads: what no way
+/// of reading these bytes can do without.
+void store_values(std::span<const value_place> places, const value_layout& layout, int threads);
 
 }  // namespace ravo::bench
 

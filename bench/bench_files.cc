@@ -2,12 +2,14 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <map>
 #include <stdexcept>
+#include <thread>
 
 #include "ravo_evutl.h"
 #include "ravo_payload.h"
@@ -48,7 +50,13 @@ own_folder& the_folder() {
   return folder;
 }
 
-// What an ADC sees of a ringing signal: smooth, noisy in the last bits, a multiple of its step.
+void check(int status, const ravo_daq_writer_2010& writer) {
+  if (status < 0) throw std::runtime_error(writer.get_last_error());
+}
+
+}  // namespace
+
+// Smooth, noisy in the last bits, a multiple of the ADC's step.
 std::vector<unsigned char> waveform(int values, int event) {
   ravo_spect_head_2010 head{1, values, 1, 0.0F, 1.0F, 0.0F, 0, 0};
   simulator::noise numbers(1, 2, static_cast<std::uint64_t>(event));
@@ -62,12 +70,6 @@ std::vector<unsigned char> waveform(int values, int event) {
   }
   return payload;
 }
-
-void check(int status, const ravo_daq_writer_2010& writer) {
-  if (status < 0) throw std::runtime_error(writer.get_last_error());
-}
-
-}  // namespace
 
 const std::string& folder() { return the_folder().path; }
 
@@ -123,6 +125,8 @@ void comparison::add(double library, double bare) {
   best_library_ = std::min(best_library_, library);
   best_bare_ = std::min(best_bare_, bare);
 }
+
+int machine_threads() { return std::max(1, static_cast<int>(std::thread::hardware_concurrency())); }
 
 double now() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();

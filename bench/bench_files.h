@@ -19,6 +19,9 @@ const std::string& folder();
 std::string one_channel_file(ravo_compression compression, int values, int events);
 inline constexpr const char* one_channel = "BENCH/WAVEFORM";
 
+/// The data of a block of such a channel: what an ADC sees of a ringing signal, another one in each event.
+std::vector<unsigned char> waveform(int values, int event);
+
 /// Simulated files; made when first asked for.
 const std::vector<std::string>& simulated(const simulator::settings& what);
 
@@ -48,6 +51,9 @@ class comparison {
   double best_library_ = 1e300;
   double best_bare_ = 1e300;
 };
+
+/// Of the whole machine.
+int machine_threads();
 
 /// Seconds since some moment.
 double now();

@@ -4,10 +4,9 @@
 
 #include <cstring>
 #include <memory>
-#include <thread>
 
 #include "bench_files.h"
-#include "ravo_daq_reader_2010.h"
+#include "started_reader.h"
 
 namespace {
 
@@ -33,25 +32,10 @@ std::vector<channel> channels_to_read(const settings& what, std::size_t count) {
   return some;
 }
 
-// A started reader of the channels.
-std::unique_ptr<ravo_daq_reader_2010> start_reader(const std::vector<std::string>& files,
-                                                   const std::vector<channel>& what) {
-  setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
-  std::vector<std::string> paths = files;
-  std::vector<char*> path_texts;
-  for (std::string& path : paths) path_texts.push_back(path.data());
+std::vector<std::string> names_of(const std::vector<channel>& what) {
   std::vector<std::string> names;
   for (const channel& one : what) names.push_back(one.name);
-  std::vector<daq_channel_entry> entries(names.size());
-  std::vector<daq_channel_entry*> entry_pointers;
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    entries[i].name = names[i].data();
-    entry_pointers.push_back(&entries[i]);
-  }
-  auto reader = std::make_unique<ravo_daq_reader_2010>();
-  if (reader->init(&path_texts, &entry_pointers) != 0 || reader->start() != 0)
-    throw std::runtime_error(reader->get_last_error());
-  return reader;
+  return names;
 }
 
 swapped words_of(const channel& what) {
@@ -59,8 +43,6 @@ swapped words_of(const channel& what) {
   if (what.dtype() == RAVO_BLOCK_IMAGE_EXT) return swapped::image_ext_head;
   return swapped::all_words;
 }
-
-int machine_threads() { return std::max(1, static_cast<int>(std::thread::hardware_concurrency())); }
 
 // Decodes all channels of the file and copies every block into a buffer that is used again.
 void read_bare(const std::string& path, const loaded_file& tables, const std::vector<channel>& what) {
@@ -89,7 +71,7 @@ void get_data(benchmark::State& state) {
   for (auto unused : state) {
     (void)unused;
     double begin = now();
-    const auto reader = start_reader(files, channels);
+    const auto reader = start_reader(files, names_of(channels));
     std::vector<ravo_channel_entry_long*> entries;
     while (reader->get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT) == RAVO_DAQ_READER_OK)
       ++events;
@@ -120,7 +102,7 @@ void switch_file(benchmark::State& state) {
   comparison times;
   for (auto unused : state) {
     (void)unused;
-    const auto reader = start_reader(files, channels);
+    const auto reader = start_reader(files, names_of(channels));
     std::vector<ravo_channel_entry_long*> entries;
     double library = 0;
     while (reader->current_event_id.event_number <= last_of_first) {
