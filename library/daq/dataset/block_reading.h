@@ -37,6 +37,8 @@ class raw_buffer {
  public:
   unsigned char* get(std::size_t size);
   std::size_t size() const { return size_; }
+  /// What size() will be when `size` bytes were asked for.
+  std::size_t size_for(std::size_t size) const;
   void reset();
 
  private:
@@ -58,11 +60,18 @@ inline constexpr std::size_t largest_window = std::size_t{1} << 20;
 block_window next_window(const std::vector<entry>& blocks, std::size_t first,
                          std::size_t most = largest_window);
 
+/// Where windows are read to, and blocks that are longer than their place.
+struct read_buffers {
+  raw_buffer window;
+  raw_buffer block;
+};
+
 /// Reads a window, finds its blocks and hands each over, with its position in `blocks`. A block that says
-/// that it is longer than its place is read again by itself into `other`. What is handed over is valid
-/// during the call.
+/// that it is longer than its place is read again by itself when `take_room` has room for so many bytes.
+/// What is handed over is valid during the call.
 void read_window(const block_source_file& source, const std::vector<entry>& blocks, std::size_t first,
-                 const block_window& window, raw_buffer& buffer, raw_buffer& other,
+                 const block_window& window, read_buffers& buffers,
+                 const std::function<bool(std::size_t)>& take_room,
                  const std::function<void(std::size_t, const found_block&)>& take);
 
 /// What the head of a block says of it; `part` needs to hold no more than that.

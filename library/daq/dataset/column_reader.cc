@@ -53,7 +53,8 @@ std::string_view column_data::text(std::size_t index) const {
 
 column_reader::column_reader(const std::shared_ptr<dataset_state>& state, std::size_t channel,
                              const column_options& options)
-    : state_(state), channel_(channel), options_(options) {
+    : state_(state), channel_(channel), options_(options), kept_(std::make_shared<kept_share>(state)) {
+  data_.share_ = kept_;
   data_.channel = state->channels[channel].label;
   data_.ledger.channels.emplace_back().channel = data_.channel;
   data_.ledger.files = state->refused;
@@ -116,11 +117,7 @@ void column_reader::allocate() {
                             " bytes, and the memory given has " + std::to_string(options_.into.size()));
     out_ = options_.into.data();
   } else {
-    auto share = std::make_shared<kept_share>(state_);
-    state_->memory.take(bytes, ("The column " + data_.channel).c_str(), share->share,
-                        [this] { return state_->is_stopped(); });
-    state_->check_stop();
-    data_.share_ = share;
+    state_->take_memory(bytes, "The column " + data_.channel, kept_->share);
     data_.memory_ = column_memory(bytes);
     out_ = static_cast<std::byte*>(data_.memory_.get());
   }
@@ -153,16 +150,41 @@ std::unique_ptr<column_reader::scratch> column_reader::take_scratch() {
 }
 
 void column_reader::put_back(std::unique_ptr<scratch> work) {
+  if (waiting_ > 0) return;
   const std::lock_guard lock(mutex_);
   free_.push_back(std::move(work));
 }
 
-// All at once and nothing before it: a worker that waits holds nothing that another one waits for.
-void column_reader::reserve(scratch& work, std::size_t bytes) {
-  if (bytes <= work.share.bytes()) return;
-  state_->memory.take(bytes, ("Decoding a block of " + data_.channel).c_str(), work.share,
-                      [this] { return state_->is_stopped() || is_irregular_.load(); });
-  state_->check_stop();
+/// Room for what one of the buffers will be. All at once when there is not enough, and nothing before it: a
+/// worker that waits holds nothing that another one waits for, but for what it reads from.
+void column_reader::reserve(scratch& work, const datasets::raw_buffer& which, std::size_t size) {
+  const std::size_t more = which.size_for(size) - which.size();
+  if (state_->memory.try_grow(more, work.share)) return;
+  for (datasets::raw_buffer* buffer : {&work.decoded, &work.second})
+    if (buffer != &which) buffer->reset();
+  const datasets::read_buffers& read = work.read;
+  const std::size_t all = read.window.size() + read.block.size() + work.decoded.size() +
+                          work.second.size() + which.size_for(size) - which.size();
+  ++waiting_;
+  {
+    const std::lock_guard lock(mutex_);
+    free_.clear();
+  }
+  state_->take_memory(all, "Decoding a block of " + data_.channel, work.share);
+  --waiting_;
+}
+
+/// What is kept of rows of different shapes: nobody would give it back while others wait.
+void column_reader::reserve(ragged_part& part, std::size_t more) {
+  const std::size_t needed = part.bytes.size() + more, had = part.bytes.capacity();
+  if (needed <= had) return;
+  const std::size_t wanted = std::max({needed, 2 * had, std::size_t{4096}});
+  while (!state_->memory.try_grow(wanted - had, part.share))
+    if (!state_->timeline.drop_oldest())
+      throw memory_exceeded(
+          "The rows of different shapes of " + data_.channel + " do not fit into the memory limit of " +
+          std::to_string(state_->memory.limit()) + " bytes; raise the limit or select less");
+  part.bytes.reserve(wanted);
 }
 
 void column_reader::read_chunk(std::size_t number) {
@@ -179,6 +201,11 @@ void column_reader::read_chunk(std::size_t number) {
   auto work = take_scratch();
   ragged_part none;
   ragged_part& ragged = is_ragged_ ? parts_[number] : none;
+  if (is_ragged_) {
+    constexpr std::size_t of_row =
+        sizeof(ragged.rows[0]) + sizeof(ragged.lengths[0]) + sizeof(ragged.shapes[0]);
+    state_->take_memory(2 * blocks.size() * of_row, "The rows of " + data_.channel, ragged.share);
+  }
   read_ledger ledger;
   ledger.of(data_.channel);
   channel_digest digest;
@@ -187,8 +214,12 @@ void column_reader::read_chunk(std::size_t number) {
     const block_window window = datasets::next_window(blocks, first, state_->window_bytes());
     std::shared_ptr<const datasets::open_file> opened;
     const auto source = state_->source_of(*part, channel_, blocks[first].file, opened);
-    reserve(*work, window.bytes + work->decoded.size() + work->second.size());
-    datasets::read_window(source, blocks, first, window, work->window, work->other,
+    reserve(*work, work->read.window, window.bytes);
+    const auto take_room = [&](std::size_t size) {
+      reserve(*work, work->read.block, size);
+      return true;
+    };
+    datasets::read_window(source, blocks, first, window, work->read, take_room,
                           [&](std::size_t i, const found_block& found) {
                             const std::uint64_t row = list.row[one.first + i];
                             const bool is_held = planned_status_[row] != value_status::ok;
@@ -214,8 +245,7 @@ value_status column_reader::take(const found_block& found, std::uint64_t row, sc
   if (found.status != value_status::ok) return found.status;
   byte_view payload(found.payload.bytes, found.payload.size, word_order::file);
   if (found.payload.form == stored_form::compressed) {
-    if (work.decoded.size() < found.payload.room)
-      reserve(work, work.window.size() + found.payload.room + 4096 + work.second.size());
+    reserve(work, work.decoded, found.payload.room);
     unsigned char* into = work.decoded.get(found.payload.room);
     if (const value_status status = datasets::inflate(found, into); status != value_status::ok)
       return status;
@@ -238,8 +268,9 @@ value_status column_reader::store(const item& one, const byte_view& payload, std
                                *payload.at<std::uint32_t>(status_at + 8)};
   }
   if (is_ragged_) {
-    const std::size_t at = ragged.bytes.size();
-    ragged.bytes.resize(at + one.elements * element_size(one.element));
+    const std::size_t at = ragged.bytes.size(), size = one.elements * element_size(one.element);
+    reserve(ragged, size);
+    ragged.bytes.resize(at + size);
     datasets::store_item(one, payload, ragged.bytes.data() + at);
     ragged.rows.push_back(row);
     ragged.lengths.push_back(static_cast<std::uint32_t>(one.elements));
@@ -266,7 +297,7 @@ value_status column_reader::add_to_digest(const datasets::block_source_file& sou
     return found.status;
   }
   const std::size_t room = found.payload.room + datasets::cut_excess;
-  if (work.second.size() < room) reserve(work, work.window.size() + work.decoded.size() + room + 4096);
+  reserve(work, work.second, room);
   unsigned char* into = work.second.get(room);
   std::size_t length = 0;
   std::int32_t type = found.type;
@@ -281,6 +312,9 @@ value_status column_reader::add_to_digest(const datasets::block_source_file& sou
 // ---- what is left to do when all blocks are read
 
 void column_reader::put_ragged_together() {
+  constexpr std::size_t of_row = sizeof(data_.offsets[0]) + sizeof(data_.shapes[0]);
+  state_->take_memory((data_.layout.rows + 1) * of_row, "The rows of the column " + data_.channel,
+                      kept_->more.emplace_back());
   data_.offsets.assign(data_.layout.rows + 1, 0);
   data_.shapes.assign(data_.layout.rows, {0, 0, 0});
   for (const ragged_part& part : parts_)
@@ -296,11 +330,7 @@ void column_reader::put_ragged_together() {
   const std::size_t each = element_size(data_.layout.element);
   const std::size_t bytes = data_.offsets.back() * each;
   data_.memory_.reset();
-  auto share = std::make_shared<kept_share>(state_);
-  state_->memory.take(bytes, ("The column " + data_.channel).c_str(), share->share,
-                      [this] { return state_->is_stopped(); });
-  state_->check_stop();
-  data_.share_ = share;
+  state_->take_memory(bytes, "The column " + data_.channel, kept_->share);
   data_.memory_ = column_memory(bytes);
   out_ = static_cast<std::byte*>(data_.memory_.get());
   data_.bytes_ = {out_, bytes};

@@ -40,11 +40,10 @@ class column_reader {
   };
   /// What one worker needs for a chunk.
   struct scratch {
-    datasets::raw_buffer window;
-    datasets::raw_buffer other;
+    datasets::memory_share share;  ///< of all the buffers
+    datasets::read_buffers read;
     datasets::raw_buffer decoded;
     datasets::raw_buffer second;
-    datasets::memory_share share;
   };
   struct row_copy {
     std::uint64_t row;
@@ -60,6 +59,7 @@ class column_reader {
   };
 
   void make_rows();
+  void take_memory_of_rows(std::size_t rows);
   void add_rows(std::size_t segment, const datasets::segment& part, std::size_t& ordinal);
   void add_held_row(std::size_t segment, const std::shared_ptr<const datasets::segment>& part,
                     std::uint32_t event);
@@ -74,7 +74,8 @@ class column_reader {
                      ragged_part& ragged);
   value_status add_to_digest(const datasets::block_source_file& source, const datasets::found_block& found,
                              const datasets::entry& where, scratch& work, channel_digest& digest);
-  void reserve(scratch& work, std::size_t bytes);
+  void reserve(scratch& work, const datasets::raw_buffer& which, std::size_t size);
+  void reserve(ragged_part& part, std::size_t more);
   std::unique_ptr<scratch> take_scratch();
   void put_back(std::unique_ptr<scratch> work);
   void put_ragged_together();
@@ -85,6 +86,7 @@ class column_reader {
   std::shared_ptr<dataset_state> state_;
   std::size_t channel_;
   column_options options_;
+  std::shared_ptr<kept_share> kept_;  ///< the column's memory; it is kept with data_
   column_data data_;
   std::vector<block_list> lists_;
   std::vector<row_copy> copies_;
@@ -102,6 +104,7 @@ class column_reader {
 
   std::atomic<bool> is_irregular_{false};
   std::atomic<std::uint64_t> done_{0};
+  std::atomic<int> waiting_{0};  ///< workers that wait for memory: others leave them theirs
   std::mutex mutex_;  ///< guards what follows, and data_.ledger and data_.digest while workers run
   std::vector<std::unique_ptr<scratch>> free_;
 };

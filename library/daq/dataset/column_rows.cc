@@ -23,13 +23,31 @@ void column_reader::make_rows() {
   std::size_t ordinal = 0;
   visit_segments(*state_, [&](std::size_t number, const std::shared_ptr<const segment>& part) {
     state_->account_left_out(data_.ledger, 0, *part, channel_);
-    if (options_.rows == column_rows::recorded) return add_rows(number, *part, ordinal);
+    if (options_.rows == column_rows::recorded) {
+      take_memory_of_rows(std::min(part->selected.size(), part->channels[channel_].entries.size()));
+      add_rows(number, *part, ordinal);
+      return true;
+    }
+    take_memory_of_rows(part->selected.size());
     for (const std::uint32_t event : part->selected)
       if (ordinal++ % state_->wanted.step == 0) add_held_row(number, part, event);
+    return true;
   });
   data_.layout.rows = data_.numbers.size();
   planned_status_ = data_.status;
   planned_ledger_ = data_.ledger;
+}
+
+/// For the arrays of the column that have an element a row, and for the lists by which it is read: twice,
+/// as they grow.
+void column_reader::take_memory_of_rows(std::size_t rows) {
+  const std::size_t most = rows / state_->wanted.step + 1;
+  constexpr std::size_t of_column = sizeof(std::uint32_t) + sizeof(time_stamp) + 2 * sizeof(value_status);
+  constexpr std::size_t of_lists = sizeof(std::uint32_t) + sizeof(std::uint64_t);
+  const bool has_ages = options_.rows == column_rows::events;
+  const std::size_t of_held = has_ages ? sizeof(std::int64_t) + sizeof(row_copy) : 0;
+  state_->take_memory(2 * most * (of_column + of_lists + of_held),
+                      "The rows of the column " + data_.channel, kept_->more.emplace_back());
 }
 
 /// The rows of the events that the channel has.
@@ -110,20 +128,26 @@ void column_reader::find_first_item() {
       const std::vector<entry> blocks{part->channels[channel_].entries[index]};
       std::shared_ptr<const datasets::open_file> opened;
       const auto source = state_->source_of(*part, channel_, blocks[0].file, opened);
-      datasets::read_window(source, blocks, 0, datasets::next_window(blocks, 0), work.window, work.other,
-                            [&](std::size_t, const found_block& found) {
-                              if (found.status != value_status::ok) return;
-                              byte_view payload(found.payload.bytes, found.payload.size, word_order::file);
-                              if (found.payload.form == stored_form::compressed) {
-                                unsigned char* into = work.decoded.get(found.payload.room);
-                                if (datasets::inflate(found, into) != value_status::ok) return;
-                                payload = byte_view(into, found.payload.room, word_order::file);
-                              }
-                              first_ = datasets::find_item(found.stored_type, payload,
-                                                           state_->channels[channel_].member);
-                              if (first_ && first_->kind == value_kind::name_value)
-                                data_.record_names = datasets::record_names(*first_, payload);
-                            });
+      const auto window = datasets::next_window(blocks, 0);
+      reserve(work, work.read.window, window.bytes);
+      const auto take_room = [&](std::size_t size) {
+        reserve(work, work.read.block, size);
+        return true;
+      };
+      datasets::read_window(
+          source, blocks, 0, window, work.read, take_room, [&](std::size_t, const found_block& found) {
+            if (found.status != value_status::ok) return;
+            byte_view payload(found.payload.bytes, found.payload.size, word_order::file);
+            if (found.payload.form == stored_form::compressed) {
+              reserve(work, work.decoded, found.payload.room);
+              unsigned char* into = work.decoded.get(found.payload.room);
+              if (datasets::inflate(found, into) != value_status::ok) return;
+              payload = byte_view(into, found.payload.room, word_order::file);
+            }
+            first_ = datasets::find_item(found.stored_type, payload, state_->channels[channel_].member);
+            if (first_ && first_->kind == value_kind::name_value)
+              data_.record_names = datasets::record_names(*first_, payload);
+          });
       if (first_) break;
       state_->check_stop();
     }
@@ -145,6 +169,8 @@ void column_reader::find_first_item() {
   data_.increment = first_->increment;
   data_.groups_increment = first_->groups_increment;
   if (first_->kind == value_kind::update) {
+    state_->take_memory(data_.layout.rows * (sizeof(time_stamp) + sizeof(std::int32_t)),
+                        "The rows of the column " + data_.channel, kept_->more.emplace_back());
     data_.update_times.resize(data_.layout.rows);
     data_.update_status.resize(data_.layout.rows);
   }

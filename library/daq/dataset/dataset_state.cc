@@ -64,7 +64,7 @@ dataset_state::dataset_state(selection what, dataset_options how)
       options(completed(std::move(how))),
       memory(options.memory_limit),
       opened(std::max<std::size_t>(options.open_files, 1)),
-      timeline(wanted, opened, memory),
+      timeline(wanted, opened, memory, options.stop),
       pool(options.threads) {}
 
 void dataset_state::open() {
@@ -76,6 +76,7 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   opened.set_paths(paths);
   std::vector<looked_into> found(paths.size());
   name_numbers numbers;
+  std::vector<datasets::memory_share> shares(paths.size());
   pool.run(paths.size(), pool.size(), [&](std::size_t i) {
     check_stop();
     const auto file = opened.get(i);
@@ -89,6 +90,8 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
           found[i].channels.push_back(
               {numbers.number_of(channel.name), {channel.row, channel.count}, channel.event_mask});
         });
+    take_memory(found[i].channels.capacity() * sizeof(looked_into::channel),
+                "Finding the channels of files", shares[i]);
   });
 
   const std::vector<std::string_view> name_of = numbers.names();
@@ -121,6 +124,10 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   for (std::size_t i = 0; i < channels.size(); ++i)
     wanted_by_number[numbers.number_of(channels[i].name)].push_back(i);
   std::vector<datasets::timed_file> timed;
+  take_memory(files.size() * (sizeof(datasets::timed_file) + sizeof(dataset_file) * 2 +
+                              channels.size() * sizeof(datasets::channel_place)) +
+                  channels.size() * (sizeof(dataset_channel) + sizeof(channel_ledger)),
+              "What is known of the files", tables_);
   for (const looked_into& one : found) {
     if (!one.look.problem.empty()) continue;
     datasets::timed_file& file = timed.emplace_back();

@@ -36,6 +36,12 @@ class dataset_state {
                                         std::uint32_t file,
                                         std::shared_ptr<const datasets::open_file>& opened);
 
+  /// Takes memory of the limit; waits for it. Throws memory_exceeded, which names `what`, or
+  /// read_cancelled.
+  void take_memory(std::size_t bytes, const std::string& what, datasets::memory_share& share) {
+    timeline.take_memory(bytes, what.c_str(), share);
+  }
+
   /// Counts a value that was expected, in row `position` of an account. Throws missing_data for a strict
   /// policy.
   void account(read_ledger& to, std::size_t position, std::size_t channel, const datasets::entry& where,
@@ -71,7 +77,8 @@ class dataset_state {
                     const datasets::entry& where, missing_cause cause) const;
   bool is_inside(const datasets::entry& one) const;
 
-  mutable std::mutex mutex_;  ///< guards ledger_
+  datasets::memory_share tables_;  ///< for what is known of the files and channels
+  mutable std::mutex mutex_;       ///< guards ledger_
   read_ledger ledger_;
 };
 
@@ -80,6 +87,7 @@ struct kept_share {
   explicit kept_share(std::shared_ptr<dataset_state> its_state) : state(std::move(its_state)) {}
   std::shared_ptr<dataset_state> state;
   datasets::memory_share share;
+  std::vector<datasets::memory_share> more;
 };
 
 }  // namespace ravo

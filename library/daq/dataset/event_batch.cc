@@ -124,19 +124,27 @@ class batch_decoder {
     bool has_room = true;
     for (std::size_t first = 0; first < blocks.entries.size() && has_room;) {
       const auto window = datasets::next_window(blocks.entries, first, state_.window_bytes());
-      datasets::memory_share share;
-      if (!state_.memory.try_take(window.bytes, share)) return false;
+      if (!take_buffer(buffers_.window, window.bytes)) return false;
       std::shared_ptr<const datasets::open_file> opened;
       const auto source = state_.source_of(*blocks.part, channel, blocks.entries[first].file, opened);
-      datasets::read_window(source, blocks.entries, first, window, window_, other_,
-                            [&](std::size_t i, const found_block& found) {
-                              has_room = has_room && decode_block(channel, source, found,
-                                                                  batch_->blocks_[blocks.first_block + i]);
-                            });
-      batch_->stored_ += window.bytes;
+      datasets::read_window(
+          source, blocks.entries, first, window, buffers_,
+          [&](std::size_t size) {
+            has_room = has_room && take_buffer(buffers_.block, size);
+            return has_room;
+          },
+          [&](std::size_t i, const found_block& found) {
+            has_room =
+                has_room && decode_block(channel, source, found, batch_->blocks_[blocks.first_block + i]);
+          });
       first += window.blocks;
     }
     return has_room;
+  }
+
+  /// Memory for what a buffer will be, kept as long as the buffer.
+  bool take_buffer(const datasets::raw_buffer& buffer, std::size_t size) {
+    return state_.memory.try_grow(buffer.size_for(size) - buffer.size(), buffers_share_);
   }
 
   bool decode_block(std::size_t channel, const datasets::block_source_file& source,
@@ -163,8 +171,8 @@ class batch_decoder {
   std::shared_ptr<const segment> part_;
   std::vector<wanted_blocks> wanted_;
   std::optional<std::pair<std::size_t, std::size_t>> last_held_;
-  datasets::raw_buffer window_;
-  datasets::raw_buffer other_;
+  datasets::memory_share buffers_share_;
+  datasets::read_buffers buffers_;
 };
 
 std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state,

@@ -52,7 +52,6 @@ class event_batch {
     return cells_[event * state_->channels.size() + channel];
   }
   const block& block_at(std::uint32_t index) const { return blocks_[index]; }
-  std::uint64_t stored_bytes() const { return stored_; }
 
  private:
   friend class batch_decoder;
@@ -62,13 +61,13 @@ class event_batch {
   std::vector<cell> cells_;
   std::vector<block> blocks_;
   block_arena arena_;
-  std::uint64_t stored_ = 0;
 };
 
 /// Events of one segment, by ascending position.
 struct batch_plan {
   std::size_t segment = 0;
   std::vector<std::uint32_t> events;
+  std::uint64_t stored_bytes = 0;  ///< of the events' own values
 };
 
 /// Decodes a batch. Null: the memory limit left no room.

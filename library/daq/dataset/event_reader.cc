@@ -49,11 +49,16 @@ void event_reader::settle() {
 void event_reader::find_start() {
   is_started_ = true;
   const std::size_t step = state_->wanted.step;
-  stride_ = step * options_.step;
   const std::size_t unlimited = std::numeric_limits<std::size_t>::max();
+  // Beyond all events, and far enough from the end of the numbers to be added to.
+  const auto in_ordinals = [&](std::size_t events) {
+    return std::min(events, unlimited / 4 / step) * step;
+  };
+  stride_ = in_ordinals(options_.step);
   const bool backward = options_.order == event_order::backward;
   left_ = options_.count.value_or(unlimited);
-  ordinal_ = options_.first * step;
+  ordinal_ = in_ordinals(options_.first);
+  if (state_->options.progress) total_bytes_ = count_stored_bytes();
   if (!backward) return;
   // Backward begins at the last event of the slice, which only counting tells.
   const std::size_t all = count_events(*state_);
@@ -63,6 +68,23 @@ void event_reader::find_start() {
   ordinal_ += (left_ - 1) * stride_;
   segment_ = state_->timeline.segments();
   before_segment_ = all;
+}
+
+/// Of the values that will be handed out. Aligns as much of the selection as they are in.
+std::uint64_t event_reader::count_stored_bytes() const {
+  std::uint64_t bytes = 0;
+  std::size_t next = ordinal_, left = left_, before = 0;
+  visit_segments(*state_, [&](std::size_t, const std::shared_ptr<const datasets::segment>& part) {
+    for (; left > 0 && next < before + part->selected.size(); next += stride_, --left)
+      bytes += part->bytes_before[next - before + 1] - part->bytes_before[next - before];
+    before += part->selected.size();
+    return left > 0;
+  });
+  return bytes;
+}
+
+void event_reader::tell_progress() const {
+  if (state_->options.progress) state_->options.progress({done_bytes_, total_bytes_});
 }
 
 /// Moves to the segment that holds the next event; false when there is none.
@@ -103,12 +125,12 @@ std::optional<batch_plan> event_reader::next_plan() {
   batch_plan plan;
   plan.segment = segment_;
   const std::uint64_t batch_bytes = std::min<std::uint64_t>(largest_batch, state_->memory.limit() / 32);
-  std::uint64_t bytes = 0;
-  while (left_ > 0 && plan.events.size() < most && (plan.events.empty() || bytes < batch_bytes)) {
+  const auto has_room = [&] { return plan.events.size() < most && plan.stored_bytes < batch_bytes; };
+  while (left_ > 0 && (plan.events.empty() || has_room())) {
     const std::size_t place = ordinal_ - before_segment_;
     if (place >= part->selected.size()) break;
     plan.events.push_back(part->selected[place]);
-    bytes += part->bytes_before[place + 1] - part->bytes_before[place];
+    plan.stored_bytes += part->bytes_before[place + 1] - part->bytes_before[place];
     --left_;
     if (backward && ordinal_ < before_segment_ + stride_) {
       if (left_ > 0) ordinal_ -= stride_;
@@ -226,8 +248,8 @@ bool event_reader::next_batch() {
   ahead_.pop_front();
   batch_ = take_batch(*first);
   top_up();
-  done_bytes_ += batch_->stored_bytes();
-  if (state_->options.progress) state_->options.progress({done_bytes_, 0});
+  done_bytes_ += first->plan.stored_bytes;
+  tell_progress();
   return true;
 }
 
@@ -235,6 +257,7 @@ std::optional<event> event_reader::next() {
   state_->check_stop();
   if (is_settled_) return std::nullopt;
   if ((!batch_ || place_ == batch_->size()) && !next_batch()) {
+    tell_progress();
     settle();
     return std::nullopt;
   }
@@ -260,7 +283,7 @@ event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::siz
 // ---- single events
 
 std::optional<event> event_reader::only(std::size_t segment, std::uint32_t number) {
-  event one = hand_out(decode_now({segment, {number}}), 0);
+  event one = hand_out(decode_now({segment, {number}, 0}), 0);
   settle();
   return one;
 }

@@ -43,7 +43,9 @@ class event_reader {
   };
 
   void find_start();
+  std::uint64_t count_stored_bytes() const;
   std::optional<batch_plan> next_plan();
+  void tell_progress() const;
   bool enter_segment();
   void top_up();
   void start(const std::shared_ptr<task>& ahead);
@@ -76,6 +78,7 @@ class event_reader {
   std::shared_ptr<event_batch> batch_;
   std::size_t place_ = 0;  ///< events of the batch that were handed out
   std::uint64_t done_bytes_ = 0;
+  std::uint64_t total_bytes_ = 0;  ///< counted when somebody asks for progress
 };
 
 }  // namespace ravo

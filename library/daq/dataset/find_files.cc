@@ -1,34 +1,53 @@
 #include "find_files.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
-#include <filesystem>
+#include <memory>
+#include <new>
 #include <set>
+#include <string_view>
 
 #include "ravo_daq_reader.h"
 #include "ravo_daq_reader_2010.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_evutl.h"
+#include "reader/folder_listing.h"
+#include "reader/raw_file_names.h"
 #include "selection_words.h"
 
 namespace ravo::datasets {
 namespace {
 
-namespace fs = std::filesystem;
+bool is_folder(const std::string& path) {
+  struct stat found {};
+  return ::stat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
+}
+
+/// The paths of the raw files in a folder. What cannot be read as a whole is refused: files of it would be
+/// missing without a word.
+std::vector<std::string> raw_files_of(const std::string& folder) {
+  folder_listing listing(folder.c_str());
+  const std::string prefix = folder.ends_with('/') ? folder : folder + "/";
+  std::vector<std::string> files;
+  while (const char* name = listing.next())
+    if (std::string_view(name).ends_with(".raw")) files.push_back(prefix + name);
+  if (!listing.is_readable())
+    throw selection_error("The folder " + folder + " cannot be read: " + std::strerror(errno));
+  return files;
+}
 
 void add_listed(const std::string& path, std::vector<std::string>& files) {
-  std::error_code problem;
-  if (!fs::is_directory(path, problem)) {
+  if (!is_folder(path)) {
     files.push_back(path);  // whether it can be read is told when it is opened
     return;
   }
-  bool any = false;
-  for (const fs::directory_entry& found : fs::directory_iterator(path, problem))
-    if (found.path().extension() == ".raw") {
-      files.push_back(found.path().string());
-      any = true;
-    }
-  if (problem || !any) throw selection_error("The folder " + path + " holds no raw files (*.raw)");
+  const std::vector<std::string> found = raw_files_of(path);
+  if (found.empty()) throw selection_error("The folder " + path + " holds no raw files (*.raw)");
+  files.insert(files.end(), found.begin(), found.end());
 }
 
 template <std::size_t size>
@@ -58,16 +77,17 @@ std::vector<std::string> find_by_names(const selection& wanted) {
   std::vector<std::pair<std::uint32_t, std::string>> timed;
   for (std::size_t at = 0; at < wanted.data.size();) {
     const std::size_t end = std::min(wanted.data.find(':', at), wanted.data.size());
-    std::error_code problem;
-    for (const fs::directory_entry& found :
-         fs::directory_iterator(wanted.data.substr(at, end - at), problem)) {
-      const std::string name = found.path().filename().string();
+    const std::string folder = wanted.data.substr(at, end - at);
+    // One of several that is not there is no reason to refuse the others.
+    const std::vector<std::string> found =
+        is_folder(folder) ? raw_files_of(folder) : std::vector<std::string>();
+    for (const std::string& path : found) {
+      const std::string name(name_in_path(path));
       time_stamp time{};
-      if (!name.starts_with(prefix) || found.path().extension() != ".raw") continue;
-      if (get_time_from_file_name(name.c_str(), &time) != 0 ||
+      if (!name.starts_with(prefix) || get_time_from_file_name(name.c_str(), &time) != 0 ||
           (wanted.to && time.timeup > wanted.to->timeup))
         continue;
-      timed.emplace_back(time.timeup, found.path().string());
+      timed.emplace_back(time.timeup, path);
     }
     at = end + 1;
   }
@@ -106,6 +126,13 @@ std::vector<std::string> find_requested(const selection& wanted) {
   return files;
 }
 
+/// A name that all paths to a file share; the path itself where there is no file.
+std::string one_name_of(const char* path) {
+  const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path, nullptr), &std::free);
+  if (!resolved && errno == ENOMEM) throw std::bad_alloc();
+  return resolved ? resolved.get() : path;
+}
+
 void sort_by_name(std::vector<std::string>& files) {
   std::vector<char*> names;
   for (std::string& file : files) names.push_back(file.data());
@@ -113,7 +140,7 @@ void sort_by_name(std::vector<std::string>& files) {
   std::vector<std::string> sorted;
   std::set<std::string> seen;
   for (const char* name : names)
-    if (seen.insert(fs::weakly_canonical(name).string()).second) sorted.emplace_back(name);
+    if (seen.insert(one_name_of(name)).second) sorted.emplace_back(name);
   files = std::move(sorted);
 }
 

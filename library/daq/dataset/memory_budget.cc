@@ -44,6 +44,16 @@ bool memory_budget::try_take(std::size_t bytes, memory_share& share) {
   return true;
 }
 
+bool memory_budget::try_grow(std::size_t bytes, memory_share& share) {
+  const std::lock_guard lock(mutex_);
+  if (used_ > limit_ || bytes > limit_ - used_) return false;
+  used_ += bytes;
+  peak_ = std::max(peak_, used_);
+  share.budget_ = this;
+  share.bytes_ += bytes;
+  return true;
+}
+
 bool memory_budget::take(std::size_t bytes, const char* what, memory_share& share,
                          const std::function<bool()>& give_up) {
   share.release();

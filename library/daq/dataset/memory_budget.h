@@ -45,6 +45,8 @@ class memory_budget {
 
   /// The share, or an empty one of 0 bytes and false when there is no room now.
   bool try_take(std::size_t bytes, memory_share& share);
+  /// Adds to a share, or leaves it as it is: false.
+  bool try_grow(std::size_t bytes, memory_share& share);
   /// Waits for room. Throws memory_exceeded, which names `what`, when the limit is smaller than that or
   /// nobody has given anything back for some seconds; false when `give_up` said so, which is asked now and
   /// then.

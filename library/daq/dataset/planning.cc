@@ -11,7 +11,7 @@ using datasets::segment;
 
 // As many at a time as the threads, unless memory is so short that they would wait for one another.
 void visit_segments(dataset_state& state,
-                    const std::function<void(std::size_t, const std::shared_ptr<const segment>&)>& visit) {
+                    const std::function<bool(std::size_t, const std::shared_ptr<const segment>&)>& visit) {
   datasets::timeline& line = state.timeline;
   std::vector<std::size_t> wave;
   std::size_t memory = 0;
@@ -25,15 +25,20 @@ void visit_segments(dataset_state& state,
       align(0);
     else
       state.pool.run(wave.size(), state.pool.size(), align);
-    for (std::size_t i = 0; i < wave.size(); ++i) visit(wave[i], parts[i]);
+    bool goes_on = true;
+    for (std::size_t i = 0; i < wave.size() && goes_on; ++i) {
+      goes_on = visit(wave[i], parts[i]);
+      parts[i].reset();
+    }
     wave.clear();
     memory = 0;
+    return goes_on;
   };
   for (std::size_t i = 0; i < line.segments(); ++i) {
     if (!line.may_have_events(i)) continue;
     const std::size_t needed = line.bytes_to_align(i);
-    if (!wave.empty() && (wave.size() >= state.pool.size() || memory + needed > state.memory.limit() / 4))
-      flush();
+    const bool is_full = wave.size() >= state.pool.size() || memory + needed > state.memory.limit() / 4;
+    if (!wave.empty() && is_full && !flush()) return;
     wave.push_back(i);
     memory += needed;
   }
@@ -72,7 +77,10 @@ class planner {
     for (const dataset_channel& channel : state_.channels)
       plan_.channels.emplace_back().channel = channel.label;
     std::size_t ordinal = 0;
-    visit_segments(state_, [&](std::size_t, const auto& part) { add(*part, ordinal); });
+    visit_segments(state_, [&](std::size_t, const auto& part) {
+      add(*part, ordinal);
+      return true;
+    });
     finish();
     return plan_;
   }

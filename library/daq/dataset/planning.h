@@ -9,10 +9,11 @@
 
 namespace ravo {
 
-/// Visits the segments that may have events, in order; a few of them are aligned ahead by all threads.
+/// Visits the segments that may have events, in order, until `visit` says false; a few of them are aligned
+/// ahead by all threads.
 void visit_segments(
     dataset_state& state,
-    const std::function<void(std::size_t, const std::shared_ptr<const datasets::segment>&)>& visit);
+    const std::function<bool(std::size_t, const std::shared_ptr<const datasets::segment>&)>& visit);
 
 /// The events of the selection, whatever the step. Aligns the segments that were not yet, with all threads.
 std::size_t count_events(dataset_state& state);

@@ -8,10 +8,12 @@
 
 namespace ravo::datasets {
 
-timeline::timeline(const selection& wanted, open_files& opened, memory_budget& memory)
+timeline::timeline(const selection& wanted, open_files& opened, memory_budget& memory,
+                   const std::stop_token& stop)
     : wanted_(wanted),
       opened_(opened),
       memory_(memory),
+      stop_(stop),
       rule_{wanted.synch, static_cast<double>(wanted.tolerance.timeup) * 1e6 + wanted.tolerance.timelow} {}
 
 void timeline::set(std::vector<timed_file> files, std::vector<std::string> names, std::vector<bool> slow,
@@ -111,10 +113,11 @@ std::size_t timeline::selected_before(std::size_t index) {
   return all;
 }
 
-void timeline::take_memory(std::size_t bytes, memory_share& share) {
+void timeline::take_memory(std::size_t bytes, const char* what, memory_share& share) {
   while (!memory_.try_take(bytes, share)) {
     if (drop_oldest()) continue;
-    memory_.take(bytes, "Aligning one segment of files", share, {});
+    if (!memory_.take(bytes, what, share, [this] { return stop_.stop_requested(); }))
+      throw read_cancelled();
     return;
   }
 }
@@ -163,7 +166,7 @@ std::size_t timeline::bytes_to_align(std::size_t index) const {
 std::shared_ptr<const segment> timeline::load(std::size_t index) {
   const slot& one = slots_[index];
   auto part = std::make_shared<segment>();
-  take_memory(bytes_to_align(index), part->memory);
+  take_memory(bytes_to_align(index), "Aligning one segment of files", part->memory);
   part->files = one.files;
   part->file_failed.assign(one.files.size(), false);
   part->channels.resize(names_.size());

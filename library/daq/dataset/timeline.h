@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -36,7 +37,8 @@ struct placed_entry {
 
 class timeline {
  public:
-  timeline(const selection& wanted, open_files& opened, memory_budget& memory);
+  /// Ends what waits for memory with read_cancelled when `stop` says so.
+  timeline(const selection& wanted, open_files& opened, memory_budget& memory, const std::stop_token& stop);
 
   /// Cuts the files into segments. `names` and `slow`: of each channel. `join_channel`: of
   /// join_policy::with.
@@ -64,6 +66,9 @@ class timeline {
 
   /// Drops a kept segment that nobody uses, for its memory; false when there is none.
   bool drop_oldest();
+  /// Takes memory, for which kept segments make room. Throws memory_exceeded, which names `what`, and
+  /// read_cancelled.
+  void take_memory(std::size_t bytes, const char* what, memory_share& share);
 
   const alignment_rule& rule() const { return rule_; }
   bool is_slow(std::size_t channel) const { return slow_[channel]; }
@@ -83,7 +88,6 @@ class timeline {
   bool is_outside(const event_span& span) const;
   std::shared_ptr<const segment> build(std::size_t index);
   std::shared_ptr<const segment> load(std::size_t index);
-  void take_memory(std::size_t bytes, memory_share& share);
   void keep(const std::shared_ptr<const segment>& built);
   void select(segment& part, std::size_t index);
   bool is_inside(const ravo_time_id& id) const;
@@ -94,6 +98,7 @@ class timeline {
   const selection& wanted_;
   open_files& opened_;
   memory_budget& memory_;
+  const std::stop_token& stop_;
   alignment_rule rule_;
   std::vector<timed_file> files_;
   std::vector<std::string> names_;

@@ -38,8 +38,8 @@ struct damage_policy {
 
 /// How far a reading has come.
 struct read_progress {
-  std::uint64_t done_bytes = 0;   ///< stored bytes read and decoded
-  std::uint64_t total_bytes = 0;  ///< 0: not known, as of events
+  std::uint64_t done_bytes = 0;   ///< stored bytes of values read and decoded
+  std::uint64_t total_bytes = 0;  ///< of all values of this reading
 };
 
 struct dataset_options {
@@ -50,7 +50,8 @@ struct dataset_options {
   std::size_t memory_limit = std::size_t{1} << 30;
   std::size_t open_files = 64;  ///< at a time
   damage_policy damage;
-  /// Called on the thread that reads, now and then and at the end. It must not call the dataset.
+  /// Called on the thread that reads, now and then and at the end. It must not call the dataset. For the
+  /// total all events of a reading are aligned before its first one comes.
   std::function<void(const read_progress&)> progress;
   /// Ends every reading with read_cancelled as soon as its workers have left.
   std::stop_token stop;
