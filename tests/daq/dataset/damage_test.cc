@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <set>
+#include <type_traits>
 
+#include "classic_reading.h"
 #include "written_files.h"
 
 namespace {
@@ -48,6 +52,60 @@ class Damage : public testing::Test {
     for (std::size_t i = 0; i < damaged; ++i)
       size += (layout::subhead + 12 + compress_zlib(file.channels[1].blocks[i].payload).size() + 3) / 4 * 4;
     return size;
+  }
+
+  /// Where a word of the damaged entry lies in the pointers: row 1 (of BAD), six entries a row, four words
+  /// each.
+  enum class pointer { event_header, server_block, subheader, data };
+  std::size_t at_pointer(pointer which) {
+    return this->file.at.at("pointers") + 12 + (6 + damaged) * 16 + static_cast<std::size_t>(which) * 4;
+  }
+
+  /// What the classic reader hands over: everything but the values that are given as (event, channel),
+  /// where channel 0 is GOOD and 1 is BAD. Both readers pass over the same ones.
+  void expect_passed_over(const std::string& path,
+                          const std::set<std::pair<std::uint32_t, std::size_t>>& gone) {
+    const std::vector<std::string> channels{"GOOD", "BAD"};
+    const auto classic = read_classic(
+        std::is_same_v<layout, layout_2010> ? ravo_file_generation::current : ravo_file_generation::older,
+        {path}, channels, RAVO_DAQ_SLICER_SYNCH_MODE_EVID);
+    std::set<std::pair<std::uint32_t, std::size_t>> seen, classic_seen, expected;
+    for (const classic_event& one : classic)
+      for (const auto& [channel, value] : one) classic_seen.emplace(value.id.event_number, channel);
+    const dataset data = dataset::open(of_files({path}, channels));
+    for (event_range events = data.events(); const event& one : events)
+      for (std::size_t channel = 0; channel < 2; ++channel)
+        if (one[channel].has_value()) seen.emplace(one.number(), channel);
+    for (std::uint32_t event = 1001; event < 1007; ++event)
+      for (std::size_t channel = 0; channel < 2; ++channel)
+        if (!gone.contains({event, channel})) expected.emplace(event, channel);
+    EXPECT_EQ(classic_seen, expected);
+    EXPECT_EQ(seen, expected);
+  }
+
+  /// Nothing of the entry comes, and the ledger has it with file and offset.
+  void expect_no_event(const std::string& path, std::size_t of_bad, std::size_t of_good) {
+    const dataset data = dataset::open(of_files({path}));
+    event_range events = data.events();
+    for (const event& one : events) (void)one;
+    const read_ledger ledger = events.ledger();
+    EXPECT_TRUE(ledger.is_balanced());
+    EXPECT_EQ(ledger.expected(), 12u);
+    ASSERT_EQ(ledger.values.size(), of_bad + of_good);
+    for (const missing_value& one : ledger.values) {
+      EXPECT_EQ(one.cause, missing_cause::no_event_header);
+      EXPECT_EQ(one.file, path);
+      if (one.channel == "BAD") {
+        EXPECT_EQ(one.offset, this->file.at.at("BAD") + size_of_blocks());
+      }
+    }
+    const column_data column = data.column("BAD");
+    EXPECT_EQ(column.size(), 6 - of_bad);
+    EXPECT_TRUE(column.ledger.is_balanced());
+    EXPECT_EQ(column.ledger.missing(), of_bad);
+    dataset_options strict;
+    strict.damage = damage_policy::strict();
+    EXPECT_THROW(dataset::open(of_files({path}), strict).column("BAD"), missing_data);
   }
 
   /// Every way of reading says the same of the damaged value, and gives all others.
@@ -145,10 +203,59 @@ TYPED_TEST(Damage, APayloadThatIsNotOfItsTypeCannotBeConverted) {
 
 TYPED_TEST(Damage, APointerBehindTheBasketIsATruncatedBlock) {
   bytes built = this->file.build();
-  // Row 1 (of BAD), six entries a row, 16 bytes each; the subheader's offset is the third word.
-  built.set_u32(this->file.at.at("pointers") + 12 + (6 + this->damaged) * 16 + 8,
+  built.set_u32(this->at_pointer(TestFixture::pointer::subheader),
                 static_cast<std::uint32_t>(built.size()));
   this->expect_status(value_status::truncated, this->folder.write("a.raw", built.vector()));
+}
+
+TYPED_TEST(Damage, ABlockOfAnotherNameIsPassedOver) {
+  bytes built = this->file.build();
+  built.data()[this->file.at.at("BAD") + this->size_of_blocks() + 2] = 'X';
+  const std::string path = this->folder.write("a.raw", built.vector());
+  this->expect_status(value_status::misdirected, path);
+  this->expect_passed_over(path, {{1004, 1}});
+}
+
+TYPED_TEST(Damage, APointerIntoTheMiddleOfAServerBlockIsPassedOver) {
+  bytes built = this->file.build();
+  const std::size_t at = this->at_pointer(TestFixture::pointer::server_block);
+  built.set_u32(at, built.word(at) + 4);
+  const std::string path = this->folder.write("a.raw", built.vector());
+  this->expect_status(value_status::misdirected, path);
+  this->expect_passed_over(path, {{1004, 1}});
+}
+
+// The classic reader's worker ends here, and takes with it what it would have decoded.
+TYPED_TEST(Damage, APointerBehindTheServerBlocksIsATruncatedBlock) {
+  bytes built = this->file.build();
+  built.set_u32(this->at_pointer(TestFixture::pointer::server_block),
+                static_cast<std::uint32_t>(this->file.at.at("GOOD")));
+  this->expect_status(value_status::truncated, this->folder.write("a.raw", built.vector()));
+}
+
+TYPED_TEST(Damage, APointerIntoTheMiddleOfAnEventHeaderBelongsToNoEvent) {
+  bytes built = this->file.build();
+  const std::size_t at = this->at_pointer(TestFixture::pointer::event_header);
+  built.set_u32(at, built.word(at) + 4);
+  const std::string path = this->folder.write("a.raw", built.vector());
+  this->expect_no_event(path, 1, 0);
+  this->expect_passed_over(path, {{1004, 1}});
+}
+
+TYPED_TEST(Damage, AnEventHeaderWithoutItsMarkerTakesItsEventAlong) {
+  bytes built = this->file.build();
+  built.set_u32(this->file.at.at("events") + 8 + this->damaged * 36, 0x12345678u);
+  const std::string path = this->folder.write("a.raw", built.vector());
+  this->expect_no_event(path, 1, 1);
+  this->expect_passed_over(path, {{1004, 0}, {1004, 1}});
+}
+
+TYPED_TEST(Damage, AnEventNumberThatNoEventHasTakesItsEventAlong) {
+  bytes built = this->file.build();
+  built.set_u32(this->file.at.at("events") + 8 + this->damaged * 36 + 8, RAVO_EVENT_NUMBER_UNDECODED);
+  const std::string path = this->folder.write("a.raw", built.vector());
+  this->expect_no_event(path, 1, 1);
+  this->expect_passed_over(path, {{1004, 0}, {1004, 1}});
 }
 
 TYPED_TEST(Damage, ABlockThatIsLongerThanItsPlaceIsReadAgain) {
@@ -165,18 +272,40 @@ TYPED_TEST(Damage, ABlockThatIsLongerThanItsPlaceIsReadAgain) {
 
 TYPED_TEST(Damage, AnEntryWithoutAnEventHeaderBelongsToNoEvent) {
   bytes built = this->file.build();
-  built.set_u32(this->file.at.at("pointers") + 12 + (6 + this->damaged) * 16, 7);
-  const dataset data = dataset::open(of_files({this->folder.write("a.raw", built.vector())}));
-  const column_data column = data.column("BAD");
-  EXPECT_EQ(column.size(), 5u);
-  EXPECT_TRUE(column.ledger.is_balanced());
-  EXPECT_EQ(column.ledger.expected(), 6u);
-  EXPECT_EQ(column.ledger.channels[0].missing[static_cast<std::size_t>(missing_cause::no_event_header)],
-            1u);
+  built.set_u32(this->at_pointer(TestFixture::pointer::event_header), 7);
+  this->expect_no_event(this->folder.write("a.raw", built.vector()), 1, 0);
+}
+
+TYPED_TEST(Damage, OfEveryValueIsCountedAndTheFirstOfEachCauseIsListed) {
+  // More values are missing for one reason than are listed; the one of another reason comes last.
+  handmade_file_of<TypeParam> large;
+  handmade_channel channel("BAD");
+  const std::size_t blocks = read_ledger::most_listed + 100;
+  for (std::size_t i = 0; i <= blocks; ++i) {
+    large.events.push_back(
+        event_at(static_cast<std::uint32_t>(1 + i), static_cast<std::uint32_t>(i * 100)));
+    handmade_block block = zipped(scalar<TypeParam>(i, 1), RAVO_ZIP_ZLIB);
+    if (i < blocks) block.zip_flags = 4;
+    if (i == blocks) block.zipp_length = 1u << 24;
+    channel.blocks.push_back(block);
+  }
+  large.channels = {channel};
+  dataset_options options;
+  options.threads = 2;
+  const dataset data = dataset::open(of_files({write(this->folder, "a.raw", large)}), options);
   event_range events = data.events();
   for (const event& one : events) (void)one;
-  EXPECT_EQ(events.ledger().missing(), 1u);
-  EXPECT_TRUE(events.ledger().is_balanced());
+  for (const read_ledger& ledger : {events.ledger(), data.column("BAD").ledger, data.ledger()}) {
+    EXPECT_TRUE(ledger.is_balanced());
+    EXPECT_LE(ledger.values.size(), read_ledger::most_listed + 1);
+    const auto listed = [&](missing_cause cause) {
+      return std::count_if(ledger.values.begin(), ledger.values.end(),
+                           [&](const missing_value& one) { return one.cause == cause; });
+    };
+    EXPECT_GE(listed(missing_cause::cannot_inflate), 999);
+    EXPECT_EQ(listed(missing_cause::truncated), 1);
+  }
+  EXPECT_EQ(events.ledger().missing(), blocks + 1);
 }
 
 TYPED_TEST(Damage, AnotherKindOfDataChangesTheTypeOfTheColumnsValueOnly) {
