@@ -219,11 +219,12 @@ TYPED_TEST(FileRegistry, AnEmptyListFindsNothing) {
 TYPED_TEST(FileRegistry, RemovesTheLastFileThatMatches) {
   this->take_all();
   std::vector<std::string> paths;
-  for (const char* name : {"run1_a", "run2_a", "run3_b"}) {
+  for (const char* name : {"run1_a.raw", "run2_a.raw", "run3_b.raw"}) {
     paths.push_back(this->existing(name));
     this->reader.add_file(paths.back().c_str(), true);
   }
-  EXPECT_EQ(this->reader.remove_file("_a"), 0);
+  // With the dot, which the folder's random name cannot have: the whole path is searched.
+  EXPECT_EQ(this->reader.remove_file("_a.raw"), 0);
   EXPECT_EQ(this->listed(), (std::vector<std::string>{paths[0], paths[2]}));
   EXPECT_STREQ(this->reader.get_last_error(), "OK");
 }
