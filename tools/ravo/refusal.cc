@@ -1,9 +1,6 @@
 #include "refusal.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,11 +11,13 @@
 #include <string_view>
 #include <vector>
 
+#include "opened_file.h"
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
 #include "ravo_file_generation.h"
 #include "ravo_xml.h"
 #include "ravo_xml_status.h"
+#include "read_exactly.h"
 
 namespace ravo::tool {
 namespace {
@@ -26,21 +25,19 @@ namespace {
 struct free_memory {
   void operator()(void* memory) const { std::free(memory); }
 };
+constexpr long tail_size = 4;  // what leads to the reference table
+
 template <class Table>
 using owned = std::unique_ptr<Table, free_memory>;
 
+// Nothing of a file that is refused is mapped: it may be one that somebody is still cutting short.
 class open_file {
  public:
-  explicit open_file(const std::string& path) : fd(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+  explicit open_file(const std::string& path) : fd(path.c_str()) {
     if (fd >= 0) length = static_cast<long>(lseek(fd, 0, SEEK_END));
   }
-  ~open_file() {
-    if (fd >= 0) close(fd);
-  }
-  open_file(const open_file&) = delete;
-  open_file& operator=(const open_file&) = delete;
 
-  int fd;
+  const opened_file fd;
   long length = 0;
 };
 
@@ -77,7 +74,8 @@ struct table_operations {
 };
 
 template <class Dictionary, auto get_dictionary>
-bool is_dictionary_refused(const open_file& file, const ravo_file_reference_table_2010* reference, int* status) {
+bool is_dictionary_refused(const open_file& file, const ravo_file_reference_table_2010* reference,
+                           int* status) {
   Dictionary* dictionary = nullptr;
   *status = get_dictionary(file.length, reference, file.fd, &dictionary);
   const owned<Dictionary> own(dictionary);
@@ -107,15 +105,11 @@ const table_operations& operations_for(const std::string& path) {
 
 int read_reference_table(const open_file& file, const table_operations& library,
                          owned<ravo_file_reference_table_2010>& table) {
-  long rest = 0;
-  const long offset = ravo_get_page_offset(file.length, file.length - 4, &rest);
-  const auto size = static_cast<std::size_t>(file.length - offset);
-  void* tail = mmap(nullptr, size, PROT_READ, MAP_SHARED, file.fd, offset);
-  if (tail == MAP_FAILED) return RAVO_TABLE_UNREADABLE;
+  unsigned char tail[tail_size];
+  if (!read_exactly(file.fd, static_cast<std::uint64_t>(file.length) - tail_size, tail, tail_size))
+    return RAVO_TABLE_UNREADABLE;
   ravo_file_reference_table_2010* read = nullptr;
-  const int status = library.get_reference(
-      static_cast<const unsigned char*>(tail), static_cast<long>(size), file.length, file.fd, &read);
-  munmap(tail, size);
+  const int status = library.get_reference(tail, tail_size, file.length, file.fd, &read);
   table.reset(read);
   return status;
 }
@@ -159,7 +153,7 @@ std::string refused_descriptions(const open_file& file, const table_operations& 
 std::string explain_refusal(const std::string& path, int code) {
   const open_file file(path);
   if (file.fd < 0) return std::strerror(errno);
-  if (file.length < 4) return "too short for a raw file";
+  if (file.length < tail_size) return "too short for a raw file";
   const table_operations& library = operations_for(path);
   owned<ravo_file_reference_table_2010> reference;
   if (const int status = read_reference_table(file, library, reference); status != 0)

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "byte_view.h"
 #include "decode/decode_block.h"
@@ -215,7 +216,30 @@ class channel_checker {
     around_.channels_of_server[found.server].fetch_add(1, std::memory_order_relaxed);
     around_.bytes_of_server[found.server].fetch_add(head.length, std::memory_order_relaxed);
     count_bytes(head.length);
-    return around_.deep == depth::heads || !is_own_place(head) || decode(found, head);
+    if (type->shape == payload_shape::environment) find_index();
+    return around_.deep == depth::heads || !is_own_place(head) ||
+           (decode(found, head) && (!index_ || bears_index(head)));
+  }
+
+  // Readers know readings by the name in the block; programs that look them up by the index find another
+  // channel's.
+  void find_index() {
+    if (index_ || misses_index_ || !map_.has_environment) return;
+    const auto entry = map_.environment.find(channel_.key);
+    misses_index_ = entry == map_.environment.end();
+    if (!misses_index_)
+      index_ = entry->second;
+    else
+      findings_.add(finding_kind::environment_entry, {channel_.name, {}, map_.environment_offset},
+                    [&] { return fmt::format("key {}", channel_.key); });
+  }
+
+  bool bears_index(const block_head& head) {
+    std::int32_t index = 0;
+    ravo_swap4(data_.at(head.offset, head.length) + head_size, &index, 1);
+    if (index == *index_) return true;
+    return wrong(finding_kind::environment_index, head.offset,
+                 [&] { return fmt::format("{} instead of {}", index, *index_); });
   }
 
   template <class Detail>
@@ -333,12 +357,20 @@ class channel_checker {
                                                  ravo_evutl_status_text(result.error), result.error);
         });
       default:
-        return wrong(finding_kind::block_too_large, head.offset, "there is no memory for it");
+        return tell_missing_memory(head);
     }
+  }
+
+  // A block that is not large says nothing of itself by that: the machine has no memory left.
+  bool tell_missing_memory(const block_head& head) {
+    const std::uint64_t inflated = head.is_compressed() ? original_length_ : head.length;
+    if (std::max<std::uint64_t>(head.length, inflated) < large_block_bytes) throw std::bad_alloc();
+    return wrong(finding_kind::block_too_large, head.offset, "there is no memory for it");
   }
 
   bool tell_unzip_failure(const decode_result<G>& result, const block_head& head) {
     const unzip_result& unzipped = result.unzipped;
+    if (unzipped.by == unzipper::zlib && unzipped.code == Z_MEM_ERROR) return tell_missing_memory(head);
     const bool is_longer = unzipped.by == unzipper::lzo ? unzipped.code == lzo_output_overrun
                                                         : unzipped.code != Z_DATA_ERROR &&
                                                               unzipped.produced == result.zip.orig_length;
@@ -397,6 +429,8 @@ class channel_checker {
   std::uint32_t seen_types_ = 0;
   bool has_bad_block_ = false;
   std::optional<std::uint32_t> last_event_;
+  std::optional<std::int32_t> index_;  // of the channel's readings, once it has one
+  bool misses_index_ = false;
   std::vector<target> row_targets_;
   bool is_row_sound_ = false;
   std::uint32_t last_block_ = 0;

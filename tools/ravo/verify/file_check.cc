@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <new>
 #include <thread>
 
 #include "verify/parallel.h"
@@ -52,6 +53,8 @@ class told_progress {
     told_ += all;
     report_(all);
   }
+  // The one that began has nothing to do but to wait for the others.
+  void attend() { (*this)(0); }
   std::uint64_t told() const { return told_; }
 
  private:
@@ -74,14 +77,20 @@ void check_contents(const checked_file& file, depth deep, unsigned threads, told
   if (!map->has_pointers || map->events.empty()) return;
 
   channel_surroundings around(file, *map, deep);
-  around.report = [&told](std::uint64_t bytes) { told(bytes); };
+  std::atomic<bool> is_over{false};
+  around.report = [&](std::uint64_t bytes) {
+    told(bytes);
+    if (is_over) throw work_is_over();
+  };
   std::vector<finding_list> of_channels(map->channels.size());
-  in_parallel(threads, of_channels.size(),
-              [&](std::size_t row) { of_channels[row] = check_channel<G>(around, row); });
+  in_parallel(
+      threads, of_channels.size(),
+      [&](std::size_t row) { of_channels[row] = check_channel<G>(around, row); },
+      [&told] { told.attend(); }, is_over);
   const auto depends_on_all = [](const finding& one) {
     return row_of(one.kind).how_bad == severity::damaged &&
            one.kind != finding_kind::dictionary_event_mask &&
-           one.kind != finding_kind::dictionary_type_mask;
+           one.kind != finding_kind::dictionary_type_mask && one.kind != finding_kind::environment_index;
   };
   bool are_all_known = true;
   for (finding_list& one : of_channels) {
@@ -114,6 +123,10 @@ file_result check_file(const std::string& path, depth deep, unsigned threads, co
     result.findings = {};
     result.findings.add(has_changed ? finding_kind::file_changed : finding_kind::file_unreadable, {},
                         lost.what());
+  } catch (const std::bad_alloc&) {
+    // Nor does what was found without memory.
+    result.findings = {};
+    result.findings.add(finding_kind::file_unreadable, {}, "there is no memory to check it");
   }
   if (told.told() < result.bytes) report(result.bytes - told.told());
   return result;

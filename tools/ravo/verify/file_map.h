@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "ravo_core_records.h"
@@ -76,6 +77,11 @@ struct file_map {
 
   bool has_dictionary = false;
   std::vector<channel_entry> channels;  ///< one for each row of the pointers
+
+  bool has_environment = false;
+  std::uint64_t environment_offset = 0;
+  std::unordered_map<std::uint32_t, std::int32_t>
+      environment;  ///< by the channel's key: what readings bear
 
   bool has_pointers = false;
   std::uint64_t pointers_offset = 0;  ///< of the first row

@@ -1,40 +1,79 @@
 #include "verify/file_search.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
-#include <filesystem>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
 #include <unordered_set>
+
+#include "reader/folder_listing.h"
 
 namespace ravo::verify {
 namespace {
 
-namespace fs = std::filesystem;
-
-void search_folder(const std::string& folder, found_files& found) {
-  std::error_code error;
-  std::vector<std::string> here;
-  // Links to folders are not followed: they may lead round in a circle.
-  fs::recursive_directory_iterator entries(folder, error);
-  for (; !error && entries != fs::recursive_directory_iterator(); entries.increment(error)) {
-    std::error_code ignored;
-    if (entries->path().extension() == ".raw" && !entries->is_directory(ignored))
-      here.push_back(entries->path().string());
-  }
-  if (error)
-    found.problems.push_back(folder + ": " + error.message());
-  else if (here.empty())
-    found.problems.push_back(folder + ": holds no .raw file");
-  std::sort(here.begin(), here.end());
-  found.files.insert(found.files.end(), here.begin(), here.end());
+bool is_folder(const std::string& path) {
+  struct stat about {};
+  return stat(path.c_str(), &about) == 0 && S_ISDIR(about.st_mode);
 }
+
+std::string join(const std::string& folder, const char* name) {
+  return folder.ends_with('/') ? folder + name : folder + "/" + name;
+}
+
+// The standard library's iterators end the program when there is no memory, and a walk at the first folder
+// that cannot be read.
+class folder_walk {
+ public:
+  explicit folder_walk(found_files& found) : found_(found) {}
+
+  void search(const std::string& folder) {
+    here_.clear();
+    folders_ = {folder};
+    const std::size_t problems = found_.problems.size();
+    while (!folders_.empty()) {
+      const std::string next = std::move(folders_.back());
+      folders_.pop_back();
+      list(next);
+    }
+    if (here_.empty() && found_.problems.size() == problems)
+      found_.problems.push_back(folder + ": holds no .raw file");
+    std::sort(here_.begin(), here_.end());
+    found_.files.insert(found_.files.end(), here_.begin(), here_.end());
+  }
+
+ private:
+  void list(const std::string& folder) {
+    folder_listing names(folder.c_str());
+    while (const char* const name = names.next())
+      if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0) take(join(folder, name));
+    if (!names.is_readable()) found_.problems.push_back(folder + ": " + std::strerror(errno));
+  }
+
+  // Links to folders are not followed: they may lead round in a circle.
+  void take(const std::string& path) {
+    struct stat about {};
+    const bool is_known = lstat(path.c_str(), &about) == 0;
+    if (is_known && S_ISDIR(about.st_mode))
+      folders_.push_back(path);
+    else if (std::string_view(path).ends_with(".raw") && !is_folder(path))
+      here_.push_back(path);
+  }
+
+  found_files& found_;
+  std::vector<std::string> folders_;  // still to be listed
+  std::vector<std::string> here_;
+};
 
 }  // namespace
 
 found_files find_files(const std::vector<std::string>& paths) {
   found_files found;
+  folder_walk walk(found);
   for (const std::string& path : paths) {
-    std::error_code error;
-    if (fs::is_directory(path, error))
-      search_folder(path, found);
+    if (is_folder(path))
+      walk.search(path);
     else
       found.files.push_back(path);
   }

@@ -1,41 +1,72 @@
-// Does a number of independent pieces of work with a few threads, the caller's among them.
+// Does a number of independent pieces of work with a few threads, the caller's among them, who goes on
+// attending to something while he waits for the others.
 #ifndef RAVO_VERIFY_PARALLEL_H
 #define RAVO_VERIFY_PARALLEL_H
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <exception>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <vector>
 
 namespace ravo::verify {
 
+/// What a long piece of work may throw when it sees that another one has failed: nobody hears of it.
+struct work_is_over {};
+
 /// Calls work(0) to work(count - 1), each once. What a piece throws ends the work and is thrown again when
-/// no thread runs any more. Where no thread is to be had, those that are there do it all.
-template <class Work>
-void in_parallel(unsigned threads, std::size_t count, const Work& work) {
+/// no thread runs any more; `is_over` tells the pieces of it meanwhile. Where no thread is to be had, those
+/// that are there do it all. The caller attends now and then while only others work; what that throws ends
+/// the work too.
+template <class Work, class Attend>
+void in_parallel(unsigned threads, std::size_t count, const Work& work, const Attend& attend,
+                 std::atomic<bool>& is_over) {
+  constexpr std::chrono::milliseconds between{50};
   std::atomic<std::size_t> next{0};
-  std::atomic<bool> is_over{false};
-  std::mutex guard;  // of `failure`
+  std::mutex guard;  // of `failure` and `working`
+  std::condition_variable one_has_ended;
   std::exception_ptr failure;
+  std::size_t working = 0;  // others
+  const auto do_or_end = [&](const auto& step) {
+    try {
+      step();
+    } catch (...) {
+      const std::lock_guard<std::mutex> lock(guard);
+      if (!failure) failure = std::current_exception();
+      is_over = true;
+    }
+  };
   const auto take_pieces = [&] {
-    for (std::size_t i = next++; i < count && !is_over; i = next++) try {
-        work(i);
-      } catch (...) {
-        const std::lock_guard<std::mutex> lock(guard);
-        if (!failure) failure = std::current_exception();
-        is_over = true;
-      }
+    for (std::size_t i = next++; i < count && !is_over; i = next++) do_or_end([&] { work(i); });
+  };
+  const auto take_pieces_as_another = [&] {
+    take_pieces();
+    const std::lock_guard<std::mutex> lock(guard);
+    --working;
+    one_has_ended.notify_one();
   };
   {
     std::vector<std::jthread> others;
-    try {
-      for (unsigned i = 1; i < threads && i < count; ++i) others.emplace_back(take_pieces);
-    } catch (const std::system_error&) {
+    others.reserve(threads);
+    for (unsigned i = 1; i < threads && i < count; ++i) {
+      std::unique_lock<std::mutex> lock(guard);
+      try {
+        others.emplace_back(take_pieces_as_another);
+        ++working;
+      } catch (const std::exception&) {
+        break;
+      }
     }
     take_pieces();
+    std::unique_lock<std::mutex> lock(guard);
+    while (!one_has_ended.wait_for(lock, between, [&] { return working == 0; })) {
+      lock.unlock();
+      if (!is_over) do_or_end(attend);
+      lock.lock();
+    }
   }
   if (failure) std::rethrow_exception(failure);
 }

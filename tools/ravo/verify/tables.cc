@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <unordered_set>
 
 #include "byte_view.h"
@@ -43,7 +44,7 @@ class table_loader {
     load_event_index();
     load_dictionary();
     load_pointers();
-    check_environment();
+    load_environment();
     check_descriptions();
     find_part_begins();
     read_headers<G>(file_, map_, findings_);
@@ -56,9 +57,15 @@ class table_loader {
   long length() const { return static_cast<long>(file_.size()); }
   const ravo_file_reference_table_2010* reference() const { return &map_.reference; }
 
-  // A table that could not be read because the file changed is no damaged table.
-  void refuse(finding_kind kind, std::uint64_t offset, int status) {
+  // A table that could not be read because the file changed is no damaged table, nor is one for which there
+  // is no memory.
+  void throw_unless_about_the_file(int status) const {
     if (status == RAVO_TABLE_UNREADABLE && file_.has_changed()) throw file_lost("it has become shorter");
+    if (status == RAVO_TABLE_NO_MEMORY || status == RAVO_XML_NO_MEMORY) throw std::bad_alloc();
+  }
+
+  void refuse(finding_kind kind, std::uint64_t offset, int status) {
+    throw_unless_about_the_file(status);
     findings_.add(kind, {{}, {}, offset}, status_text(status));
   }
 
@@ -95,7 +102,7 @@ class table_loader {
     const int status =
         library_calls<G>::get_reference_table(tail, sizeof tail, length(), file_.descriptor(), &table);
     const malloc_owner<ravo_file_reference_table_2010> own(table);
-    if (status == RAVO_TABLE_UNREADABLE && file_.has_changed()) throw file_lost("it has become shorter");
+    throw_unless_about_the_file(status);
     if (status != 0) return refused(status_text(status));
     map_.reference = *table;
     map_.reference_offset = file_.word(file_.size() - tail_size);
@@ -212,13 +219,30 @@ class table_loader {
             : static_cast<std::uint32_t>(table->maxev);
   }
 
-  void check_environment() {
+  void load_environment() {
+    const std::uint64_t offset = map_.reference.eidt_ref;
+    if (offset != 0 && file_.holds(offset, 8) && file_.holds(offset, file_.word(offset + 4)) &&
+        is_too_large("environment dictionary", offset, file_.word(offset + 4), most_table_bytes))
+      return;
     ravo_env_dictionary_table_2010* table = nullptr;
     const int status =
         library_calls<G>::get_env_dictionary_table(length(), reference(), file_.descriptor(), &table);
     const malloc_owner<ravo_env_dictionary_table_2010> own(table);
-    if (status != 0) return refuse(finding_kind::table_environment, map_.reference.eidt_ref, status);
-    add_part(map_.reference.eidt_ref, static_cast<std::uint64_t>(table->length), "environment dictionary");
+    if (status != 0) return refuse(finding_kind::table_environment, offset, status);
+    add_part(offset, static_cast<std::uint64_t>(table->length), "environment dictionary");
+    map_.has_environment = true;
+    map_.environment_offset = offset;
+    const std::size_t count =
+        (static_cast<std::size_t>(table->length) - sizeof *table) / sizeof(ravo_env_dictionary_entry_2010);
+    // Keys of channels that the file does not hold are none of its business.
+    std::unordered_set<std::uint32_t> keys;
+    for (const channel_entry& channel : map_.channels) keys.insert(channel.key);
+    for (std::size_t i = 0; i < count; ++i) {
+      const ravo_env_dictionary_entry_2010& one = table->dictionary_entry()[i];
+      if (keys.contains(one.key) && !map_.environment.emplace(one.key, one.index).second)
+        findings_.add(finding_kind::environment_key, {{}, {}, offset + sizeof *table + i * sizeof one},
+                      [&] { return fmt::format("key {}", one.key); });
+    }
   }
 
   void check_descriptions() {
@@ -236,6 +260,7 @@ class table_loader {
     std::unordered_set<std::string> described;
     for (const chan_descr_2010* one : list) described.insert(one->prop_name);
     ravo_free_chan_descr(&list);
+    throw_unless_about_the_file(status);
     if (status != 0) {
       findings_.add(finding_kind::description_text, {{}, {}, offset},
                     fmt::format("{}, status {}", ravo_xml_status_text(status), status));

@@ -159,6 +159,13 @@ findings endless_text(raw_image& image) {
   return tell(block, "block.convert");
 }
 
+findings reading_index(raw_image& image) {
+  const image_channel& channel = choose_environment(image).channel;
+  chosen_block block = block_of(image, channel, channel.events[middle(channel.events)]);
+  image.add(block.entry.data, 1);
+  return tell(block, "environment.index");
+}
+
 constexpr fault_kind kinds[] = {
     {"length-block", "wrong length: a plain block", length_plain},
     {"length-block-shorter", "wrong length: a plain block, too short", length_shorter},
@@ -181,6 +188,7 @@ constexpr fault_kind kinds[] = {
     {"flipped-bit-lzo", "a bit is turned over in an LZO block", flip_lzo},
     {"wrong-members", "a spectrum has more members than its type", wrong_members},
     {"wrong-samples", "a spectrum has more samples than bytes", wrong_samples},
+    {"reading-index", "an environment reading bears another channel's index", reading_index},
     {"endless-text", "the name in a slow reading has no end", endless_text},
 };
 

@@ -29,6 +29,20 @@ image_channel& choose_channel(raw_image& image, stored how, std::vector<std::uin
       "another compression");
 }
 
+environment_channel choose_environment(const raw_image& image, std::size_t place) {
+  constexpr std::uint32_t environment_type = 3, entry_size = 8;
+  for (const image_channel& channel : image.channels) {
+    if (channel.events.empty() || image.word(image.data_type(channel.events.front())) != environment_type)
+      continue;
+    if (place-- > 0) continue;
+    const std::uint32_t end = image.environment + image.word(image.environment + 4);
+    for (std::uint32_t at = image.environment + 8; at < end; at += entry_size)
+      if (image.word(at) == image.word(channel.at)) return {channel, at};
+    break;
+  }
+  throw simulation_failed("the file has too few channels with environment readings for this fault");
+}
+
 image_type& beam_events(raw_image& image) {
   constexpr std::uint32_t normal = 1;
   constexpr std::size_t fewest = 6;

@@ -17,6 +17,14 @@ image_channel& choose_channel(raw_image& image, stored how, std::vector<std::uin
 /// Spectra of both generations, but those whose blocks say themselves how many members they have.
 extern const std::vector<std::uint32_t> spectrum_types;
 
+/// A channel of environment readings, and where the environment dictionary has it: key, then index. `place`
+/// counts from 0.
+struct environment_channel {
+  const image_channel& channel;
+  std::uint32_t at;
+};
+environment_channel choose_environment(const raw_image& image, std::size_t place = 0);
+
 /// An event in the middle of a channel or of a type, with one on either side.
 template <class List>
 std::size_t middle(const List& list) {

@@ -88,10 +88,17 @@ void prepare_faults(settings& what, const std::vector<fault_request>& faults) {
   }
 }
 
-std::vector<expectation> make_faults(const settings& what, const simulation_result& made,
-                                     const std::vector<fault_request>& faults) {
+namespace {
+
+struct planned_damage {
   std::vector<expectation> expected;
   std::map<std::string, std::vector<unsigned char>> damaged;
+};
+
+planned_damage plan_faults(const settings& what, const simulation_result& made,
+                           const std::vector<fault_request>& faults) {
+  planned_damage plan;
+  auto& [expected, damaged] = plan;
   for (const fault_request& fault : faults) {
     const std::string& path = made.files.at(static_cast<std::size_t>(fault.file - 1));
     if (fault.kind == absent_channel) {
@@ -108,12 +115,26 @@ std::vector<expectation> make_faults(const settings& what, const simulation_resu
       damaged[path] = std::move(image.bytes);
     }
   }
+  return plan;
+}
+
+}  // namespace
+
+std::vector<expectation> make_faults(const settings& what, const simulation_result& made,
+                                     const std::vector<fault_request>& faults) {
+  planned_damage plan;
   // Not before everything can be done: a file is damaged only together with its answer key.
+  try {
+    plan = plan_faults(what, made, faults);
+  } catch (const simulation_failed& failure) {
+    throw simulation_failed(std::string(failure.what()) + "; the files were written, and none is damaged");
+  }
+  auto& [expected, damaged] = plan;
   for (const auto& [path, bytes] : damaged) write(path, bytes);
   for (const fault_request& fault : faults)
     if (fault.kind == missing_file)
       std::filesystem::remove(made.files[static_cast<std::size_t>(fault.file - 1)]);
-  return expected;
+  return std::move(expected);
 }
 
 }  // namespace ravo::simulator

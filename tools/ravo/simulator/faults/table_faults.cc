@@ -185,6 +185,28 @@ findings endless_name(raw_image& image) {
   return {{"table.dictionary", "", {}, image.dictionary}};
 }
 
+// ---- environment dictionary -----------------------------------------------------------------------
+
+findings environment_index(raw_image& image) {
+  const auto [channel, at] = choose_environment(image);
+  image.add(at + 4, 1000);
+  const image_entry& first = channel.events.front();
+  return {{"environment.index", channel.name, number_of(image, first.event), first.block,
+           channel.events.size()}};
+}
+findings environment_key(raw_image& image) {
+  const auto [channel, at] = choose_environment(image);
+  image.put(at, 0xfffffff0);
+  return {{"environment.entry", channel.name, {}, image.environment}};
+}
+// The second channel's entry is then said to be the first one's.
+findings environment_twice(raw_image& image) {
+  const environment_channel first = choose_environment(image, 0), second = choose_environment(image, 1);
+  image.put(second.at, image.word(first.at));
+  return {{"environment.key", "", {}, second.at},
+          {"environment.entry", second.channel.name, {}, image.environment}};
+}
+
 // ---- descriptions ---------------------------------------------------------------------------------
 
 findings missing_description(raw_image& image) {
@@ -237,6 +259,11 @@ constexpr fault_kind kinds[] = {
     {"key-twice", "two channels have the same key", key_twice},
     {"bad-name", "a channel has a ':' in its name", bad_name},
     {"endless-name", "a channel's name has no end", endless_name},
+    {"environment-index", "the environment dictionary has another index than a channel's readings",
+     environment_index},
+    {"environment-key", "the environment dictionary has a channel that there is not", environment_key},
+    {"environment-twice", "the environment dictionary has a channel twice, and another not at all",
+     environment_twice},
     {"missing-description", "a channel has no description", missing_description},
     {"bad-descriptions", "the descriptions are no XML", bad_descriptions},
 };
