@@ -1,0 +1,35 @@
+// Figures with their spread: the median of several repetitions, and between what they lay.
+#ifndef RAVO_BENCH_PEERS_FIGURES_H
+#define RAVO_BENCH_PEERS_FIGURES_H
+
+#include <string>
+#include <vector>
+
+namespace ravo::bench {
+
+class figures {
+ public:
+  void add(double figure) { all_.push_back(figure); }
+  bool empty() const { return all_.empty(); }
+  double median() const;
+  /// "0.93 (0.88 to 0.95)"
+  std::string text() const;
+
+ private:
+  std::vector<double> all_;
+};
+
+/// Three digits that count.
+std::string in_short(double figure);
+
+/// Processes that ran or wanted to, over the last minute.
+std::string load_average();
+
+/// Prints a line of a table.
+void print_row(const std::vector<std::string>& cells);
+/// Prints the head of a table. Its first column is of words, the others are of figures.
+void print_head(const std::vector<std::string>& cells);
+
+}  // namespace ravo::bench
+
+#endif

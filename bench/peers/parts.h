@@ -1,0 +1,27 @@
+// The parts of the comparison; each prints its tables.
+#ifndef RAVO_BENCH_PEERS_PARTS_H
+#define RAVO_BENCH_PEERS_PARTS_H
+
+#include <string>
+
+#include "shape.h"
+
+namespace ravo::bench {
+
+/// Every way of reading every shape, beside the bare loop and HDF5.
+void compare_ways(extent how_much);
+/// One event of twelve channels, from files that the page cache has forgotten.
+void compare_at(extent how_much);
+/// How long it takes until there is something to read: a file of many channels, and many files of a run.
+void compare_opening(extent how_much);
+
+/// Writes the large files that the next ones read into a folder.
+void write_large_files(const std::string& folder, extent how_much);
+/// A large file of 2,000 channels: open, and the first event of twelve channels.
+void compare_opening_large(const std::string& folder);
+/// Reads all of the large files in a process whose own memory is capped.
+void read_in_capped_memory(const std::string& folder);
+
+}  // namespace ravo::bench
+
+#endif
