@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 #include "planning.h"
 
@@ -24,13 +25,14 @@ event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_opt
 }
 
 event_reader::~event_reader() {
-  ahead_.insert(ahead_.end(), aligning_.begin(), aligning_.end());
-  for (const auto& one : ahead_) {
+  const auto end = [](const std::shared_ptr<task>& one) {
     std::unique_lock lock(one->mutex);
     one->is_cancelled = true;
     one->done.wait(lock, [&] { return one->state != progress::waiting; });
     one->batch.reset();
-  }
+  };
+  std::for_each(ahead_.begin(), ahead_.end(), end);
+  std::for_each(aligning_.begin(), aligning_.end(), end);
   try {
     settle();
   } catch (const std::exception&) {
@@ -123,6 +125,7 @@ std::optional<batch_plan> event_reader::next_plan() {
   const std::size_t channels = std::max<std::size_t>(state_->channels.size(), 1);
   const std::size_t most = std::clamp<std::size_t>(batch_cells / channels, 1, batch_events);
   batch_plan plan;
+  plan.events.reserve(std::min(most, part->selected.size()));  // from here on nothing fails
   plan.segment = segment_;
   const std::uint64_t batch_bytes = std::min<std::uint64_t>(largest_batch, state_->memory.limit() / 32);
   const auto has_room = [&] { return plan.events.size() < most && plan.stored_bytes < batch_bytes; };
@@ -147,11 +150,19 @@ std::optional<batch_plan> event_reader::next_plan() {
 void event_reader::top_up() {
   const std::size_t most = state_->pool.size() * 2 + 1;
   while (ahead_.size() < most) {
-    auto plan = next_plan();
-    if (!plan) return;
-    auto ahead = std::make_shared<task>();
-    ahead->plan = std::move(*plan);
-    ahead_.push_back(ahead);
+    // Its place first: once it is planned nothing may keep a batch from its turn.
+    const auto ahead = ahead_.emplace_back(std::make_shared<task>());
+    bool is_planned = false;
+    try {
+      if (auto plan = next_plan()) {
+        ahead->plan = std::move(*plan);
+        is_planned = true;
+      }
+    } catch (...) {
+      ahead_.pop_back();
+      throw;
+    }
+    if (!is_planned) return ahead_.pop_back();
     start(ahead);
   }
 }
@@ -174,7 +185,12 @@ void event_reader::align_ahead(std::size_t segment) {
 // pool belongs to it.
 void event_reader::start(const std::shared_ptr<task>& ahead) {
   const std::shared_ptr<dataset_state>* const state = &state_;
-  state_->pool.add([ahead, state] {
+  const auto set = [&ahead](progress now) {
+    const std::lock_guard lock(ahead->mutex);
+    ahead->state = now;
+  };
+  set(progress::waiting);
+  const auto work = [ahead, state] {
     {
       const std::lock_guard lock(ahead->mutex);
       if (ahead->is_cancelled) {
@@ -198,7 +214,12 @@ void event_reader::start(const std::shared_ptr<task>& ahead) {
     ahead->batch = std::move(batch);
     ahead->failure = failure;
     ahead->done.notify_all();
-  });
+  };
+  try {
+    state_->pool.add(work);
+  } catch (const std::bad_alloc&) {
+    set(progress::no_memory);  // it is decoded when its turn comes
+  }
 }
 
 std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {

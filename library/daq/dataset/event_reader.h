@@ -36,7 +36,7 @@ class event_reader {
     batch_plan plan;
     std::mutex mutex;  // guards what follows
     std::condition_variable done;
-    progress state = progress::waiting;
+    progress state = progress::no_memory;  ///< waiting from when it is started
     bool is_cancelled = false;
     std::shared_ptr<event_batch> batch;
     std::exception_ptr failure;

@@ -8,7 +8,15 @@
 
 namespace ravo::datasets {
 
-open_file::~open_file() { ::close(descriptor_); }
+// Without O_NONBLOCK a named pipe would be waited for; regular files do not care.
+open_file::open_file(const char* path) : descriptor_(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+  struct stat found {};
+  if (descriptor_ >= 0 && ::fstat(descriptor_, &found) == 0 && S_ISREG(found.st_mode)) status_ = found;
+}
+
+open_file::~open_file() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+}
 
 std::optional<std::size_t> open_file::read(std::uint64_t offset, void* into, std::size_t size) const {
   std::size_t done = 0;
@@ -48,7 +56,12 @@ std::shared_ptr<const open_file> open_files::get(std::size_t file) {
   const std::lock_guard lock(mutex_);
   if (const auto found = opened_.find(file); found != opened_.end()) return found->second->second;
   by_use_.emplace_front(file, opened);
-  opened_[file] = by_use_.begin();
+  try {
+    opened_[file] = by_use_.begin();
+  } catch (...) {
+    by_use_.pop_front();
+    throw;
+  }
   while (by_use_.size() > limit_ && by_use_.size() > 1) {
     opened_.erase(by_use_.back().first);
     by_use_.pop_back();
@@ -57,16 +70,11 @@ std::shared_ptr<const open_file> open_files::get(std::size_t file) {
 }
 
 std::shared_ptr<const open_file> open_files::open(std::size_t file) {
-  // Without O_NONBLOCK a named pipe would be waited for; regular files do not care.
-  const int descriptor = ::open(paths_[file].c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor < 0) return nullptr;
-  struct stat found {};
-  if (::fstat(descriptor, &found) != 0 || !S_ISREG(found.st_mode) ||
-      !is_the_same(file, {found.st_dev, found.st_ino, found.st_size, found.st_mtim})) {
-    ::close(descriptor);
+  auto opened = std::make_shared<open_file>(paths_[file].c_str());
+  const std::optional<struct stat>& found = opened->status();
+  if (!found || !is_the_same(file, {found->st_dev, found->st_ino, found->st_size, found->st_mtim}))
     return nullptr;
-  }
-  return std::make_shared<open_file>(descriptor, static_cast<long>(found.st_size));
+  return opened;
 }
 
 bool open_files::is_the_same(std::size_t file, const identity& found) {

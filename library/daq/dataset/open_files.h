@@ -4,6 +4,7 @@
 #ifndef RAVO_DATASET_OPEN_FILES_H
 #define RAVO_DATASET_OPEN_FILES_H
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -21,13 +22,17 @@ namespace ravo::datasets {
 /// An open file, closed when nobody uses it any more.
 class open_file {
  public:
-  open_file(int descriptor, long length) : descriptor_(descriptor), length_(length) {}
+  /// Opens a regular file, or leaves it at that.
+  explicit open_file(const char* path);
   ~open_file();
   open_file(const open_file&) = delete;
   open_file& operator=(const open_file&) = delete;
 
+  /// What is known of the file; nothing when it could not be opened.
+  const std::optional<struct stat>& status() const { return status_; }
+
   int descriptor() const { return descriptor_; }
-  long length() const { return length_; }
+  long length() const { return status_ ? static_cast<long>(status_->st_size) : 0; }
 
   /// Reads up to `size` bytes at an offset: fewer where the file ends. Nothing when reading fails.
   std::optional<std::size_t> read(std::uint64_t offset, void* into, std::size_t size) const;
@@ -36,7 +41,7 @@ class open_file {
 
  private:
   int descriptor_;
-  long length_;
+  std::optional<struct stat> status_;
 };
 
 class open_files {

@@ -65,16 +65,24 @@ void worker_pool::run(std::size_t count, std::size_t workers, const std::functio
   };
   const std::size_t used = std::min({count, std::max<std::size_t>(workers, 1), size()});
   state.running = used;
-  for (std::size_t i = 0; i < used; ++i)
-    add([&] {
-      try {
-        for (std::size_t n = state.next++; n < count && !state.failed; n = state.next++) work(n);
-      } catch (...) {
-        note_failure();
-      }
+  const auto serve_this = [&] {
+    try {
+      for (std::size_t n = state.next++; n < count && !state.failed; n = state.next++) work(n);
+    } catch (...) {
+      note_failure();
+    }
+    const std::lock_guard lock(state.mutex);
+    if (--state.running == 0) state.done.notify_all();
+  };
+  for (std::size_t i = 0; i < used; ++i) try {
+      add(serve_this);
+    } catch (...) {
+      // Those that were added work on what is on this stack, and do all of the work if there is one.
+      if (i == 0) throw;
       const std::lock_guard lock(state.mutex);
-      if (--state.running == 0) state.done.notify_all();
-    });
+      state.running -= used - i;
+      break;
+    }
   for (;;) {
     {
       std::unique_lock lock(state.mutex);
