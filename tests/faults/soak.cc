@@ -1,7 +1,7 @@
-// A soak: opens, reads, steps back and forth, switches and closes at random for as long as it is told, with readers
-// of both generations, and looks now and then, with everything closed, at what the process holds. At the end it
-// prints the curve; it ends with 1 when something grew or a value was wrong.
-// usage: soak SECONDS [SEED]
+// A soak: opens, reads, steps back and forth, switches and closes at random for as long as it is told, with
+// readers of both generations, and looks now and then, with everything closed, at what the process holds.
+// At the end it prints the curve; it ends with 1 when something grew or a value was wrong. usage: soak
+// SECONDS [SEED]
 #include <malloc.h>
 #include <sched.h>
 
@@ -12,8 +12,8 @@
 #include <optional>
 #include <random>
 
-#include "reader/written_run.h"
 #include "ravo_mapping_guard.h"
+#include "reader/written_run.h"
 #include "soak_curve.h"
 #include "ways_to_read.h"
 
@@ -26,10 +26,25 @@ long entries_of(const char* folder) {
   return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
 }
 
-long lines_of(const char* path) {
-  std::ifstream in(path);
-  return std::count(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>(), '\n');
+// All of the process's mappings, and those that are of files: they have a path behind them.
+std::pair<long, long> count_mappings() {
+  std::ifstream in("/proc/self/maps");
+  std::pair<long, long> counts;
+  for (std::string line; std::getline(in, line);) {
+    ++counts.first;
+    counts.second += line.find('/') != std::string::npos;
+  }
+  return counts;
 }
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
+constexpr allocator whose_memory = allocator::of_a_sanitizer;
+long heap_kib() { return static_cast<long>(__sanitizer_get_current_allocated_bytes() / 1024); }
+#else
+constexpr allocator whose_memory = allocator::of_the_system;
+long heap_kib() { return static_cast<long>(mallinfo2().uordblks / 1024); }
+#endif
 
 long resident_kib() {
   std::ifstream in("/proc/self/statm");
@@ -106,7 +121,8 @@ class readers {
   reading_outcome outcome_;
 };
 
-/// Long blocks, several workers a channel, more files: a run of the writer, read from end to end or part of it.
+/// Long blocks, several workers a channel, more files: a run of the writer, read from end to end or part of
+/// it.
 template <class generation>
 class long_readings {
  public:
@@ -164,7 +180,9 @@ class soak_run {
     take_sample();
   }
   const std::vector<soak_sample>& curve() const { return curve_; }
-  unsigned wrong() const { return current_.wrong() + older_.wrong() + current_long_.wrong() + older_long_.wrong(); }
+  unsigned wrong() const {
+    return current_.wrong() + older_.wrong() + current_long_.wrong() + older_long_.wrong();
+  }
 
  private:
   double elapsed() const { return seconds(std::chrono::steady_clock::now() - start_).count(); }
@@ -185,8 +203,9 @@ class soak_run {
     // Workers on their way out.
     for (int i = 0; i < 100000 && entries_of("/proc/self/task") > threads_before_; ++i) sched_yield();
     malloc_trim(0);
-    curve_.push_back({elapsed(), operations_, resident_kib(), static_cast<long>(mallinfo2().uordblks / 1024),
-                      entries_of("/proc/self/fd"), entries_of("/proc/self/task"), lines_of("/proc/self/maps")});
+    const auto [mappings, of_files] = count_mappings();
+    curve_.push_back({elapsed(), operations_, resident_kib(), heap_kib(), entries_of("/proc/self/fd"),
+                      entries_of("/proc/self/task"), mappings, of_files});
   }
 
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
@@ -204,15 +223,16 @@ class soak_run {
 };
 
 void print(const std::vector<soak_sample>& curve) {
-  std::printf("%9s %11s %9s %9s %6s %8s %9s\n", "seconds", "operations", "RSS KiB", "heap KiB", "files", "threads",
-              "mappings");
+  std::printf("%9s %11s %9s %9s %6s %8s %9s %6s\n", "seconds", "operations", "RSS KiB", "heap KiB", "files",
+              "threads", "mappings", "mapped");
   const std::size_t every = curve.size() / 20 + 1;
   for (std::size_t i = 0; i < curve.size(); ++i) {
     if (i % every != 0 && i + 1 != curve.size()) continue;
     const soak_sample& one = curve[i];
     const auto bar = static_cast<int>(std::min(one.resident_kib / 1024, 60L));
-    std::printf("%9.1f %11ld %9ld %9ld %6ld %8ld %9ld  %s\n", one.seconds, one.operations, one.resident_kib,
-                one.heap_kib, one.descriptors, one.threads, one.mappings, std::string(static_cast<std::size_t>(bar), '#').c_str());
+    std::printf("%9.1f %11ld %9ld %9ld %6ld %8ld %9ld %6ld  %s\n", one.seconds, one.operations,
+                one.resident_kib, one.heap_kib, one.descriptors, one.threads, one.mappings,
+                one.mapped_files, std::string(static_cast<std::size_t>(bar), '#').c_str());
   }
 }
 
@@ -225,7 +245,7 @@ int soak_for(double duration, unsigned seed) {
     soak->run();
   }
   print(soak->curve());
-  std::vector<std::string> complaints = soak::growth(soak->curve());
+  std::vector<std::string> complaints = soak::growth(soak->curve(), whose_memory);
   if (soak->wrong() != 0) complaints.push_back(std::to_string(soak->wrong()) + " wrong values or refusals");
   for (const std::string& complaint : complaints) std::printf("soak: %s\n", complaint.c_str());
   if (complaints.empty()) std::printf("soak: nothing grew, seed %u\n", seed);

@@ -1,5 +1,5 @@
-// What a soak measures, and whether it grew: the judgement over the samples, apart from the program so that curves
-// made up by hand can be put before it.
+// What a soak measures, and whether it grew: the judgement over the samples, apart from the program so that
+// curves made up by hand can be put before it.
 #ifndef RAVO_TEST_FAULTS_SOAK_CURVE_H
 #define RAVO_TEST_FAULTS_SOAK_CURVE_H
 
@@ -14,11 +14,17 @@ struct soak_sample {
   double seconds = 0;
   long operations = 0;
   long resident_kib = 0;
-  long heap_kib = 0;  ///< given out by the allocator; 0 where a sanitizer has its own
+  long heap_kib = 0;  ///< given out by the allocator
   long descriptors = 0;
   long threads = 0;
   long mappings = 0;
+  long mapped_files = 0;  ///< those of them that are parts of files
 };
+
+/// Whose memory it is. A sanitizer keeps what was given back for a while, and a little of every thread for
+/// ever: what it was asked for and has not got back tells of growth there, and what the process has of the
+/// system does not.
+enum class allocator { of_the_system, of_a_sanitizer };
 
 namespace soak {
 
@@ -29,15 +35,17 @@ struct measure {
   field value;
   long percent;  ///< that the last third may lie above the middle one
   long more;     ///< and this beyond it
+  bool is_only_of_the_system = false;
 };
 
-/// Descriptors and threads may not grow by one. Memory and mappings settle late, because the allocator keeps
-/// pools for threads that meet by chance.
-inline constexpr measure measures[] = {{"resident memory (KiB)", &soak_sample::resident_kib, 5, 2048},
+/// Descriptors, threads and files may not grow by one. Memory and mappings settle late, because the
+/// allocator keeps pools for threads that meet by chance.
+inline constexpr measure measures[] = {{"resident memory (KiB)", &soak_sample::resident_kib, 5, 2048, true},
                                        {"heap in use (KiB)", &soak_sample::heap_kib, 2, 64},
                                        {"descriptors", &soak_sample::descriptors, 0, 0},
                                        {"threads", &soak_sample::threads, 0, 0},
-                                       {"mappings", &soak_sample::mappings, 5, 16}};
+                                       {"mappings", &soak_sample::mappings, 5, 16, true},
+                                       {"mapped files", &soak_sample::mapped_files, 0, 0}};
 
 inline long median(const std::vector<soak_sample>& curve, std::size_t begin, std::size_t end, field value) {
   std::vector<long> values;
@@ -46,12 +54,15 @@ inline long median(const std::vector<soak_sample>& curve, std::size_t begin, std
   return values[values.size() / 2];
 }
 
-/// What grew, one text each; the first third is for warming up. A curve too short to tell is a complaint too.
-inline std::vector<std::string> growth(const std::vector<soak_sample>& curve) {
+/// What grew, one text each; the first third is for warming up. A curve too short to tell is a complaint
+/// too.
+inline std::vector<std::string> growth(const std::vector<soak_sample>& curve,
+                                       allocator whose = allocator::of_the_system) {
   if (curve.size() < 9) return {"only " + std::to_string(curve.size()) + " samples"};
   std::vector<std::string> complaints;
   const std::size_t third = curve.size() / 3;
   for (const measure& one : measures) {
+    if (one.is_only_of_the_system && whose != allocator::of_the_system) continue;
     const long middle = median(curve, third, 2 * third, one.value);
     const long last = median(curve, 2 * third, curve.size(), one.value);
     if (last > middle + middle * one.percent / 100 + one.more)
