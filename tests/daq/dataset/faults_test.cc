@@ -1,0 +1,193 @@
+// The dataset layer on a failing machine: every call of a kind fails in turn, once and from there on. A
+// reading then throws what its header names, or says by status what is missing; it hands over no wrong
+// value, ends nothing, leaks nothing and leaves no thread.
+#include "../../faults/shim.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <map>
+#include <new>
+#include <system_error>
+
+#include "captured_output.h"
+#include "written_files.h"
+
+namespace {
+
+using namespace ravo;
+using namespace ravo::test;
+using testing::HasSubstr;
+
+template <class layout>
+class Machine : public testing::Test {
+ protected:
+  // Two files of four events: a number of each event, plain and compressed, and rows of different shapes.
+  Machine() {
+    for (std::uint32_t part = 0; part < 2; ++part) {
+      handmade_file_of<layout> file;
+      std::vector<std::pair<std::size_t, float>> numbers;
+      handmade_channel waves("WAVES");
+      for (std::uint32_t i = 0; i < 4; ++i) {
+        const std::uint32_t number = 1 + part * 4 + i;
+        file.events.push_back(event_at(number, number * 100));
+        numbers.emplace_back(i, static_cast<float>(number));
+        handmade_block block;
+        block.event = i;
+        block.dtype = layout::single_type;
+        block.payload = spectrum<layout>({std::vector<float>(number, static_cast<float>(number))});
+        waves.blocks.push_back(block);
+      }
+      file.channels = {numbers_at<layout>("ZLIB", numbers, 1), numbers_at<layout>("LZO", numbers, 2),
+                       waves};
+      write(folder, "part" + std::to_string(part) + ".raw", file);
+    }
+    text = "file=" + folder.path().string();
+  }
+
+  struct outcome {
+    bool has_thrown = false;
+    bool is_balanced = true;
+    std::size_t values = 0;
+    std::size_t wrong = 0;
+    std::uint64_t missing = 0;
+    std::size_t refused = 0;
+  };
+
+  void take(outcome& got, const value& seen, std::uint32_t event) const {
+    if (!seen.has_value()) return;
+    ++got.values;
+    if (seen.number() != event) ++got.wrong;
+  }
+
+  void read(outcome& got) const {
+    dataset_options options;
+    options.threads = 2;
+    const dataset data = dataset::open(text, options);
+    got.refused = data.ledger().files.size();
+    static_cast<void>(data.plan());
+    event_range events = data.events();
+    for (const event& one : events)
+      for (std::size_t channel = 0; channel < one.channels(); ++channel)
+        take(got, one[channel], one.number());
+    for (const dataset_channel& channel : data.channels()) {
+      column_options with_digest;
+      with_digest.with_digest = true;
+      const column_data column = data.column(channel.label, with_digest);
+      for (std::size_t row = 0; row < column.size(); ++row) {
+        if (!has_value(column.status[row])) continue;
+        ++got.values;
+        if (column.row<float>(row)[0] != static_cast<float>(column.numbers[row])) ++got.wrong;
+      }
+    }
+    if (const auto found = data.at(7)) take(got, (*found)["LZO"], 7);
+    got.missing = data.ledger().missing();
+    got.is_balanced = data.ledger().is_balanced();
+  }
+  static constexpr std::size_t all_values = 2 * 3 * 8 + 1;
+
+  outcome try_to_read() const {
+    outcome got;
+    try {
+      read(got);
+    } catch (const dataset_error&) {
+      got.has_thrown = true;
+    } catch (const std::bad_alloc&) {
+      got.has_thrown = true;
+    } catch (const std::system_error&) {  // no thread to be had
+      got.has_thrown = true;
+    }
+    return got;
+  }
+
+  /// Every call in turn; how many there were.
+  long disturb(unsigned kinds, int error, extent reach) const {
+    const outcome good = try_to_read();
+    EXPECT_EQ(good.values, all_values);
+    {
+      // What the first exception of a process takes is kept.
+      const fault armed(kinds, 0, mishap::failure, error, reach);
+      try_to_read();
+    }
+    const long threads = settled_threads(idle_threads()), descriptors = open_descriptors();
+    for (long which = 0;; ++which) {
+      const allocation_count memory;
+      const fault armed(kinds, which, mishap::failure, error, reach);
+      const outcome got = try_to_read();
+      const bool happened = armed.happened();
+      const long calls = armed.calls();
+      armed.disarm();
+      EXPECT_LE(settled_threads(threads), threads) << which;
+      EXPECT_EQ(open_descriptors(), descriptors) << which;
+      EXPECT_EQ(memory.living(), 0) << which << " " << memory.places();
+      EXPECT_EQ(got.wrong, 0u) << which;
+      if (!got.has_thrown) {
+        EXPECT_TRUE(got.is_balanced) << which;
+        // What did not come is accounted for, unless a whole file is.
+        if (got.values != all_values) {
+          EXPECT_TRUE(got.missing > 0 || got.refused > 0) << which;
+        }
+      }
+      if (testing::Test::HasFailure()) return 0;
+      if (!happened) {
+        EXPECT_EQ(got.values, all_values);
+        return calls;
+      }
+    }
+  }
+
+  void disturb_both_ways(unsigned kinds, int error, long at_least) const {
+    for (const extent reach : {extent::one_call, extent::all_from_there})
+      EXPECT_GE(disturb(kinds, error, reach), at_least);
+  }
+
+  temporary_folder folder;
+  std::string text;
+};
+
+using layouts = testing::Types<layout_2010, layout_2009>;
+TYPED_TEST_SUITE(Machine, layouts);
+
+// ThreadSanitizer keeps its memory to itself.
+#ifndef __SANITIZE_THREAD__
+TYPED_TEST(Machine, WithoutMemoryEndsReadingsOnly) {
+  this->disturb_both_ways(call::allocation, ENOMEM, 200);
+}
+#endif
+
+TYPED_TEST(Machine, WithoutDescriptorsIsToldByFile) { this->disturb_both_ways(call::open, EMFILE, 2); }
+
+TYPED_TEST(Machine, ThatReadsBadlyMissesValuesOnly) { this->disturb_both_ways(call::read, EIO, 20); }
+
+TYPED_TEST(Machine, WithoutThreadsReadsWithFewer) {
+  this->disturb_both_ways(call::thread, EAGAIN, 2);
+  const fault armed(call::thread, 1, mishap::failure, EAGAIN, extent::all_from_there);
+  EXPECT_EQ(this->try_to_read().values, this->all_values);
+}
+
+TYPED_TEST(Machine, ThatCannotReadAFolderSaysWhichAndWhy) {
+  for (const unsigned kind : {call::open_folder, call::list_folder}) {
+    const fault armed(kind, 0, mishap::failure, EIO);
+    try {
+      dataset::open(this->text);
+      ADD_FAILURE() << kind;
+    } catch (const selection_error& error) {
+      EXPECT_EQ(std::string(error.what()),
+                "The folder " + this->folder.path().string() + " cannot be read: Input/output error");
+    }
+  }
+}
+
+TYPED_TEST(Machine, ThatCannotReadADataDirectorySaysSoToo) {
+  const captured_output silence;
+  const fault armed(call::open_folder, 0, mishap::failure, EACCES, extent::all_from_there);
+  try {
+    dataset::open("from=1700000000 to=1700000001 data=" + this->folder.path().string());
+    FAIL();
+  } catch (const selection_error& error) {
+    EXPECT_THAT(error.what(), HasSubstr("cannot be read: Permission denied"));
+  }
+}
+
+}  // namespace
