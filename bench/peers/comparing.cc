@@ -1,5 +1,7 @@
 // All ways of reading all shapes, in turn and many times over: what else the machine does meets each of
 // them. Before any time is taken, all of them must have given the same values.
+#include <sys/resource.h>
+
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -16,10 +18,14 @@ namespace {
 
 using memory = std::vector<std::byte>;
 
-double seconds_of(const std::function<void()>& work) {
-  const double begin = now();
-  work();
-  return now() - begin;
+/// Of all threads of this program.
+double processor_seconds() {
+  rusage used{};
+  getrusage(RUSAGE_SELF, &used);
+  const auto seconds = [](const timeval& one) {
+    return static_cast<double>(one.tv_sec) + static_cast<double>(one.tv_usec) * 1e-6;
+  };
+  return seconds(used.ru_utime) + seconds(used.ru_stime);
 }
 
 void expect_same(const memory& expected, memory& got, const std::string& way,
@@ -33,8 +39,8 @@ void expect_same(const memory& expected, memory& got, const std::string& way,
 class comparison_of_ways {
  public:
   /// `into`: memory for all values, which every way writes to.
-  comparison_of_ways(const shape& what, const peer_files& files, memory& into)
-      : what_(what), files_(files), raw_(what, files.raw), into_(into) {
+  comparison_of_ways(const shape& what, const peer_files& files, memory& into, measured time)
+      : what_(what), files_(files), raw_(what, files.raw), into_(into), time_(time) {
     for (const alternative& one : files.hdf5) hdf5_.emplace_back(what, one.path);
     bulk_.resize(hdf5_.size());
     by_event_.resize(hdf5_.size());
@@ -74,6 +80,13 @@ class comparison_of_ways {
   }
 
  private:
+  double seconds_of(const std::function<void()>& work) const {
+    const auto clock = time_ == measured::by_the_clock ? now : processor_seconds;
+    const double begin = clock();
+    work();
+    return clock() - begin;
+  }
+
   double beside_bare(figures& share, const std::function<void()>& way) {
     const double bare = seconds_of([this] { raw_.bare(into_.data()); });
     const double time = seconds_of(way);
@@ -87,24 +100,27 @@ class comparison_of_ways {
   raw_ways raw_;
   std::vector<hdf5_ways> hdf5_;
   memory& into_;
+  measured time_;
   figures bare_rate_, columns_, events_, get_data_;
   std::vector<figures> bulk_, by_event_;
 };
 
 }  // namespace
 
-void compare_ways(extent how_much) {
-  const int rounds = how_much == extent::full ? 7 : 3;
-  const std::vector<shape> shapes = all_shapes(how_much);
+void compare_ways(const ways_options& options) {
+  const int rounds = options.how_much == extent::full ? 7 : 3;
+  const std::vector<shape> shapes = all_shapes(options.how_much);
   std::vector<std::vector<peer_files>> files;
   std::vector<std::unique_ptr<comparison_of_ways>> all;
   print_head({"Of the bare loop", "Channels", "Bare loop, MB/s", "`column()`", "`events()`", "`get_data()`",
               "Load"});
   memory into;
   for (const shape& what : shapes) {
+    if (what.name.find(options.only) == std::string::npos) continue;
     into.resize(what.bytes());
     for (const peer_files& one : files.emplace_back(write_peers(what))) {
-      comparison_of_ways& ways = *all.emplace_back(std::make_unique<comparison_of_ways>(what, one, into));
+      comparison_of_ways& ways =
+          *all.emplace_back(std::make_unique<comparison_of_ways>(what, one, into, options.time));
       ways.verify();
       for (int i = 0; i < rounds; ++i) ways.once();
       ways.print_of_bare();

@@ -8,8 +8,19 @@
 
 namespace ravo::bench {
 
+/// What is taken for the time of a work.
+enum class measured { by_the_clock, processor_time };
+
+struct ways_options {
+  extent how_much = extent::full;
+  std::string only;  ///< shapes whose names hold this
+  /// Of a machine that has other work too, processor time tells more; not of HDF5, which uses one
+  /// processor.
+  measured time = measured::by_the_clock;
+};
+
 /// Every way of reading every shape, beside the bare loop and HDF5.
-void compare_ways(extent how_much);
+void compare_ways(const ways_options& options);
 /// One event of twelve channels, from files that the page cache has forgotten.
 void compare_at(extent how_much);
 /// How long it takes until there is something to read: a file of many channels, and many files of a run.

@@ -78,9 +78,9 @@ shape images(int bits, int channels, int events) {
 
 std::vector<shape> all_shapes(extent how_much) {
   if (how_much == extent::quick)
-    return {waveforms(2048, 50, 60), waveforms(16384, 50, 8), images(8, 4, 4), images(16, 4, 2),
+    return {waveforms(2048, 50, 60), waveforms(16384, 50, 8), images(8, 2, 10), images(16, 2, 6),
             waveforms(1, 50, 300)};
-  return {waveforms(2048, 50, 400), waveforms(16384, 50, 50), images(8, 12, 10), images(16, 12, 5),
+  return {waveforms(2048, 50, 400), waveforms(16384, 50, 50), images(8, 4, 30), images(16, 4, 15),
           waveforms(1, 50, 2000)};
 }
 
