@@ -15,6 +15,9 @@
 // The faults are the guard's, not a sanitizer's.
 extern "C" const char* __tsan_default_options() { return "handle_sigbus=0"; }
 extern "C" const char* __asan_default_options() { return "handle_sigbus=0"; }
+// ThreadSanitizer takes the page of zeros that the guard puts in place for one that is written to, while another
+// thread may be reading there. It is the system that replaces the page, and whoever reads gets zeros too.
+extern "C" const char* __tsan_default_suppressions() { return "race:replace_missing_page\n"; }
 
 namespace ravo::test {
 namespace {
