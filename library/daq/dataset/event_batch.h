@@ -15,6 +15,7 @@ class block_arena {
  public:
   /// Bytes for a block, aligned for its words; null when the limit leaves no room.
   unsigned char* allocate(datasets::memory_budget& memory, std::size_t size);
+  std::size_t bytes() const { return total_; }
 
  private:
   struct slab {
@@ -52,6 +53,7 @@ class event_batch {
     return cells_[event * state_->channels.size() + channel];
   }
   const block& block_at(std::uint32_t index) const { return blocks_[index]; }
+  std::size_t decoded_bytes() const { return arena_.bytes(); }
 
  private:
   friend class batch_decoder;

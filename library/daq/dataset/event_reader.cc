@@ -127,7 +127,9 @@ std::optional<batch_plan> event_reader::next_plan() {
   batch_plan plan;
   plan.events.reserve(std::min(most, part->selected.size()));  // from here on nothing fails
   plan.segment = segment_;
-  const std::uint64_t batch_bytes = std::min<std::uint64_t>(largest_batch, state_->memory.limit() / 32);
+  // As far as the batches so far tell, decoded ones take a small part of the memory too.
+  const auto fitting = static_cast<double>(state_->memory.limit() / 32) / decoded_a_stored_byte_;
+  const std::uint64_t batch_bytes = std::min(largest_batch, static_cast<std::uint64_t>(fitting));
   const auto has_room = [&] { return plan.events.size() < most && plan.stored_bytes < batch_bytes; };
   while (left_ > 0 && (plan.events.empty() || has_room())) {
     const std::size_t place = ordinal_ - before_segment_;
@@ -232,18 +234,36 @@ std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
 }
 
 /// Its turn has come: what was decoded ahead has to make room.
-std::shared_ptr<event_batch> event_reader::decode_now(const batch_plan& plan) {
+std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
   const auto needed = state_->timeline.get(plan.segment);  // held, so that it is not what is dropped
   for (;;) {
     state_->check_stop();
     if (auto batch = decode_batch(state_, plan)) return batch;
-    if (drop_one_ahead() || state_->timeline.drop_oldest()) continue;
+    if (drop_one_ahead() || state_->timeline.drop_oldest() || split(plan)) continue;
     // Nothing of ours is in the way any more.
     throw memory_exceeded("An event does not fit into the memory limit of " +
                           std::to_string(state_->memory.limit()) + " bytes, of which " +
                           std::to_string(state_->memory.used()) +
                           " are in use; let go of events and columns, or raise the limit");
   }
+}
+
+/// Leaves half of a batch for the next turn; false when it is a single event.
+bool event_reader::split(batch_plan& plan) {
+  if (plan.events.size() < 2) return false;
+  auto rest = std::make_shared<task>();
+  rest->plan.segment = plan.segment;
+  const bool backward = options_.order == event_order::backward;
+  const auto half = static_cast<std::ptrdiff_t>(plan.events.size() / 2);
+  auto& left = backward ? rest->plan.events : plan.events;
+  auto& right = backward ? plan.events : rest->plan.events;
+  const std::vector<std::uint32_t> all = plan.events;
+  left.assign(all.begin(), all.begin() + half);
+  right.assign(all.begin() + half, all.end());
+  rest->plan.stored_bytes = plan.stored_bytes / all.size() * rest->plan.events.size();
+  ahead_.push_front(rest);
+  plan.stored_bytes -= rest->plan.stored_bytes;
+  return true;
 }
 
 /// Drops the last batch that was decoded ahead. It is decoded again when its turn comes.
@@ -267,7 +287,14 @@ bool event_reader::next_batch() {
   // Off the queue before it is taken: what it throws is thrown once.
   const auto first = std::move(ahead_.front());
   ahead_.pop_front();
-  batch_ = take_batch(*first);
+  try {
+    batch_ = take_batch(*first);
+  } catch (const memory_exceeded&) {
+    ahead_.push_front(first);  // when there is room it goes on here
+    throw;
+  }
+  const auto stored = static_cast<double>(std::max<std::uint64_t>(first->plan.stored_bytes, 1));
+  decoded_a_stored_byte_ = std::max(1.0, static_cast<double>(batch_->decoded_bytes()) / stored);
   top_up();
   done_bytes_ += first->plan.stored_bytes;
   tell_progress();
@@ -304,7 +331,8 @@ event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::siz
 // ---- single events
 
 std::optional<event> event_reader::only(std::size_t segment, std::uint32_t number) {
-  event one = hand_out(decode_now({segment, {number}, 0}), 0);
+  batch_plan plan{segment, {number}, 0};
+  event one = hand_out(decode_now(plan), 0);
   settle();
   return one;
 }

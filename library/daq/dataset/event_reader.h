@@ -52,7 +52,8 @@ class event_reader {
   void align_ahead(std::size_t segment);
   bool next_batch();
   std::shared_ptr<event_batch> take_batch(task& ahead);
-  std::shared_ptr<event_batch> decode_now(const batch_plan& plan);
+  std::shared_ptr<event_batch> decode_now(batch_plan& plan);
+  bool split(batch_plan& plan);
   bool drop_one_ahead();
   event hand_out(const std::shared_ptr<event_batch>& batch, std::size_t index);
   std::optional<event> only(std::size_t segment, std::uint32_t number);
@@ -76,7 +77,8 @@ class event_reader {
   std::vector<std::shared_ptr<task>>
       aligning_;  ///< tasks without events: they align a segment ahead of use
   std::shared_ptr<event_batch> batch_;
-  std::size_t place_ = 0;  ///< events of the batch that were handed out
+  std::size_t place_ = 0;             ///< events of the batch that were handed out
+  double decoded_a_stored_byte_ = 1;  ///< of the last batch
   std::uint64_t done_bytes_ = 0;
   std::uint64_t total_bytes_ = 0;  ///< counted when somebody asks for progress
 };

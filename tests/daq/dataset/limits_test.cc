@@ -1,123 +1,84 @@
-// The memory limit, cancellation and progress.
-#include <gmock/gmock.h>
+// Cancellation, progress, many files and several threads.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <filesystem>
-#include <random>
 #include <thread>
 
-#include "written_files.h"
+#include "noisy_file.h"
 
 namespace {
 
 using namespace ravo;
 using namespace ravo::test;
 
-/// A file of one channel: `events` waves of `samples`, noise that does not compress.
-std::string noise(const temporary_folder& folder, std::size_t events, std::size_t samples,
-                  const char* name = "a.raw") {
-  std::mt19937 random(7);
-  handmade_file file;
-  handmade_channel channel("NOISE");
-  for (std::size_t i = 0; i < events; ++i) {
-    file.events.push_back(event_at(static_cast<std::uint32_t>(i + 1), static_cast<std::uint32_t>(i * 100)));
-    std::vector<float> wave(samples);
-    for (float& sample : wave) sample = static_cast<float>(random());
-    handmade_block block;
-    block.event = i;
-    block.payload = spectrum({wave});
-    channel.blocks.push_back(i % 2 == 0 ? zipped(block, RAVO_ZIP_ZLIB) : block);
+/// A way of reading, told to stop at its n-th call of the progress function; whether it was cancelled.
+template <class Read>
+bool is_cancelled_at(const std::string& path, int call, std::size_t threads, Read read) {
+  std::stop_source stop;
+  dataset_options options;
+  options.stop = stop.get_token();
+  options.threads = threads;
+  int calls = 0;
+  options.progress = [&](const read_progress&) {
+    if (calls++ == call) stop.request_stop();
+  };
+  const dataset data = dataset::open(of_files({path}), options);
+  try {
+    read(data);
+    return false;
+  } catch (const read_cancelled&) {
+    return true;
   }
-  file.channels = {channel};
-  return write(folder, name, file);
-}
-
-TEST(MemoryLimit, IsKeptByEventsAndColumns) {
-  const temporary_folder folder;
-  const std::string path = noise(folder, 200, 4096);  // 3.3 MB decoded
-  dataset_options options;
-  options.memory_limit = 1u << 20;
-  options.threads = 3;
-  const dataset data = dataset::open(of_files({path}), options);
-  double sum = 0;
-  std::size_t n = 0;
-  for (event_range events = data.events(); const event& one : events) {
-    sum += one["NOISE"].number();
-    ++n;
-  }
-  EXPECT_EQ(n, 200u);
-  EXPECT_LE(data.peak_memory(), options.memory_limit);
-  // A column that does not fit is refused before it is read; in the caller's memory it is none of ours.
-  EXPECT_THROW(data.column("NOISE"), memory_exceeded);
-  std::vector<std::byte> memory(data.layout("NOISE").bytes());
-  column_options into;
-  into.into = memory;
-  const column_data column = data.column("NOISE", into);
-  double column_sum = 0;
-  for (std::size_t row = 0; row < column.size(); ++row) column_sum += column.row<float>(row)[0];
-  EXPECT_EQ(column_sum, sum);
-  EXPECT_LE(data.peak_memory(), options.memory_limit);
-}
-
-TEST(MemoryLimit, FilledByHeldEventsIsToldAndThenGoesOn) {
-  const temporary_folder folder;
-  const std::string path = noise(folder, 200, 4096);
-  dataset_options options;
-  options.memory_limit = 1u << 20;
-  const dataset data = dataset::open(of_files({path}), options);
-  std::vector<event> held;
-  event_range events = data.events();
-  EXPECT_THROW(
-      {
-        while (auto one = events.next()) held.push_back(*one);
-      },
-      memory_exceeded);
-  EXPECT_GT(held.size(), 10u);
-  held.clear();
-  EXPECT_TRUE(data.at(200));
-  EXPECT_LE(data.peak_memory(), options.memory_limit);
-}
-
-TEST(MemoryLimit, OfAnEventThatIsTooLargeIsTold) {
-  const temporary_folder folder;
-  const std::string path = noise(folder, 3, 100000);
-  dataset_options options;
-  options.memory_limit = 300u << 10;
-  const dataset data = dataset::open(of_files({path}), options);
-  EXPECT_THROW(data.at(1), memory_exceeded);
 }
 
 TEST(Cancellation, EndsEveryReadingAtAnyTime) {
   const temporary_folder folder;
   const std::string path = noise(folder, 150, 2048);
-  std::mt19937 random(1);
-  int cancelled = 0;
-  for (int round = 0; round < 30; ++round) {
-    std::stop_source stop;
-    dataset_options options;
-    options.stop = stop.get_token();
-    options.threads = 2;
-    // Told by the reading itself, at a moment that the round decides.
-    std::atomic<int> calls{0};
-    const int last = static_cast<int>(random() % 4);
-    options.progress = [&](const read_progress&) {
-      if (calls++ >= last) stop.request_stop();
-    };
-    const dataset data = dataset::open(of_files({path}), options);
-    try {
-      if (round % 3 == 0) {
-        for (event_range events = data.events(); const event& one : events) (void)one;
-      } else if (round % 3 == 1) {
-        data.column("NOISE");
-      } else {
-        data.digest();
-      }
-    } catch (const read_cancelled&) {
-      ++cancelled;
-    }
+  const auto by_events = [](const dataset& data) {
+    for (event_range events = data.events(); const event& one : events) (void)one;
+  };
+  const auto backward = [](const dataset& data) {
+    event_options options;
+    options.order = event_order::backward;
+    for (event_range events = data.events(options); const event& one : events) (void)one;
+  };
+  const auto column_and_more = [](const dataset& data) {
+    data.column("NOISE");
+    data.column("NOISE");  // what was cancelled stays so
+  };
+  const auto digest_and_more = [](const dataset& data) {
+    data.digest();
+    data.digest();
+  };
+  for (const std::size_t threads : {1u, 3u}) {
+    // Batch by batch: the last call is the one at the end, when nothing is left to cancel.
+    int last = 0;
+    while (is_cancelled_at(path, last, threads, by_events)) ++last;
+    EXPECT_GE(last, 5);
+    for (int call = 0; call < last; ++call)
+      EXPECT_TRUE(is_cancelled_at(path, call, threads, backward)) << call;
+    EXPECT_TRUE(is_cancelled_at(path, 0, threads, column_and_more));
+    EXPECT_TRUE(is_cancelled_at(path, 0, threads, digest_and_more));
   }
-  EXPECT_GE(cancelled, 5);  // the others were over before they were told
+}
+
+TEST(Cancellation, BeforeTheFirstStepEndsEverything) {
+  const temporary_folder folder;
+  const std::string path = noise(folder, 3, 64);
+  std::stop_source stop;
+  dataset_options options;
+  options.stop = stop.get_token();
+  const dataset data = dataset::open(of_files({path}), options);
+  stop.request_stop();
+  EXPECT_THROW(data.size(), read_cancelled);
+  EXPECT_THROW(data.plan(), read_cancelled);
+  EXPECT_THROW(data.events().next(), read_cancelled);
+  EXPECT_THROW(data.at(1), read_cancelled);
+  EXPECT_THROW(data.layout("NOISE"), read_cancelled);
+  EXPECT_THROW(data.column("NOISE"), read_cancelled);
+  EXPECT_THROW(data.digest(), read_cancelled);
+  EXPECT_THROW(dataset::open(of_files({path}), options), read_cancelled);
 }
 
 TEST(Cancellation, FromAnotherThreadLeavesNothingBehind) {
@@ -158,15 +119,66 @@ TEST(Progress, OfAColumnEndsAtItsTotal) {
   EXPECT_EQ(last.done_bytes, last.total_bytes);
 }
 
-TEST(ManyFiles, AreOpenedAFewAtATime) {
+TEST(Progress, OfEventsEndsAtItsTotalWhichIsKnownFromTheBeginning) {
   const temporary_folder folder;
+  const std::string path = noise(folder, 150, 2048);
+  std::vector<read_progress> told;
+  dataset_options options;
+  options.progress = [&](const read_progress& now) { told.push_back(now); };
+  const dataset data = dataset::open(of_files({path}), options);
+  for (const event_order order : {event_order::forward, event_order::backward}) {
+    told.clear();
+    event_options how;
+    how.order = order;
+    for (event_range events = data.events(how); const event& one : events) (void)one;
+    ASSERT_GT(told.size(), 3u);
+    for (std::size_t i = 0; i < told.size(); ++i) {
+      EXPECT_EQ(told[i].total_bytes, data.plan().stored_bytes);
+      EXPECT_GE(told[i].done_bytes, i == 0 ? 1 : told[i - 1].done_bytes);
+    }
+    EXPECT_EQ(told.back().done_bytes, told.back().total_bytes);
+  }
+}
+
+/// Files of an event each, a second apart: as many segments.
+std::vector<std::string> single_events(const temporary_folder& folder, std::uint32_t count) {
   std::vector<std::string> files;
-  for (std::uint32_t i = 0; i < 40; ++i) {
+  for (std::uint32_t i = 0; i < count; ++i) {
     handmade_file file;
     file.events.push_back(event_at(i + 1, i * 1000));
     file.channels = {numbers_at("A", {{0, static_cast<float>(i)}})};
     files.push_back(write(folder, "f" + std::to_string(i) + ".raw", file));
   }
+  return files;
+}
+
+TEST(ManyFiles, AreAlignedByAllThreadsWhileEventsAreRead) {
+  const temporary_folder folder;
+  const std::vector<std::string> files = single_events(folder, 60);
+  dataset_options options;
+  options.threads = 4;
+  options.open_files = 5;
+  options.memory_limit = 256u << 10;  // too little to keep all that was aligned
+  const dataset data = dataset::open(of_files(files), options);
+  std::vector<std::thread> threads;
+  std::atomic<std::size_t> counted{0}, planned{0}, read{0}, found{0};
+  threads.emplace_back([&] { counted = data.size(); });
+  threads.emplace_back([&] { planned = data.plan().events; });
+  threads.emplace_back([&] { read = numbers_of(data.events()).size(); });
+  threads.emplace_back([&] {
+    for (std::uint32_t number = 60; number > 0; --number) found += data.at(number) ? 1 : 0;
+  });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(counted, 60u);
+  EXPECT_EQ(planned, 60u);
+  EXPECT_EQ(read, 60u);
+  EXPECT_EQ(found, 60u);
+  EXPECT_LE(data.peak_memory(), options.memory_limit);
+}
+
+TEST(ManyFiles, AreOpenedAFewAtATime) {
+  const temporary_folder folder;
+  const std::vector<std::string> files = single_events(folder, 40);
   dataset_options options;
   options.open_files = 3;
   options.threads = 2;

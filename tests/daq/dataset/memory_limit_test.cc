@@ -1,0 +1,199 @@
+// The memory limit: what counts for it, that it is kept, and what is said when it does not suffice.
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <numeric>
+
+#include "noisy_file.h"
+
+namespace {
+
+using namespace ravo;
+using namespace ravo::test;
+
+TEST(MemoryLimit, IsKeptByEventsAndColumns) {
+  const temporary_folder folder;
+  const std::string path = noise(folder, 200, 4096);  // 3.3 MB decoded
+  dataset_options options;
+  options.memory_limit = 1u << 20;
+  options.threads = 3;
+  const dataset data = dataset::open(of_files({path}), options);
+  double sum = 0;
+  std::size_t n = 0;
+  for (event_range events = data.events(); const event& one : events) {
+    sum += one["NOISE"].number();
+    ++n;
+  }
+  EXPECT_EQ(n, 200u);
+  EXPECT_LE(data.peak_memory(), options.memory_limit);
+  // A column that does not fit is refused before it is read; in the caller's memory it is none of ours.
+  EXPECT_THROW(data.column("NOISE"), memory_exceeded);
+  std::vector<std::byte> memory(data.layout("NOISE").bytes());
+  column_options into;
+  into.into = memory;
+  const column_data column = data.column("NOISE", into);
+  double column_sum = 0;
+  for (std::size_t row = 0; row < column.size(); ++row) column_sum += column.row<float>(row)[0];
+  EXPECT_EQ(column_sum, sum);
+  EXPECT_LE(data.peak_memory(), options.memory_limit);
+}
+
+TEST(MemoryLimit, CountsRowsOfDifferentShapesToo) {
+  const temporary_folder folder;
+  handmade_file file;
+  handmade_channel channel("RAGGED");
+  for (std::size_t i = 0; i < 100; ++i) {
+    file.events.push_back(event_at(static_cast<std::uint32_t>(i + 1), static_cast<std::uint32_t>(i * 100)));
+    handmade_block block;
+    block.event = i;
+    block.payload = spectrum({std::vector<float>(4000 + i, static_cast<float>(i))});
+    channel.blocks.push_back(zipped(block, RAVO_ZIP_ZLIB));
+  }
+  file.channels = {channel};
+  const std::string path = write(folder, "a.raw", file);  // 1.6 MB of values
+  dataset_options options;
+  options.threads = 2;
+  options.memory_limit = 5u << 20;
+  const dataset data = dataset::open(of_files({path}), options);
+  const column_data column = data.column("RAGGED");
+  ASSERT_TRUE(column.is_ragged());
+  EXPECT_EQ(column.row<float>(99).size(), 4099u);
+  EXPECT_GT(data.peak_memory(), column.bytes().size() * 2 - (64u << 10));  // in parts, and put together
+  EXPECT_LE(data.peak_memory(), options.memory_limit);
+  options.memory_limit = 1u << 20;
+  const dataset short_of = dataset::open(of_files({path}), options);
+  EXPECT_THROW(short_of.column("RAGGED"), memory_exceeded);
+  EXPECT_LE(short_of.peak_memory(), options.memory_limit);
+}
+
+TEST(MemoryLimit, IsNotReachedByWhatThePlanSays) {
+  const temporary_folder folder;
+  const std::string path = noise(folder, 400, 4096);  // 6.5 MB decoded
+  for (const std::size_t threads : {1u, 2u, 4u}) {
+    dataset_options options;
+    options.threads = threads;
+    const dataset by_event = dataset::open(of_files({path}), options);
+    const read_plan plan = by_event.plan();
+    for (event_range events = by_event.events(); const event& one : events) (void)one;
+    EXPECT_LE(by_event.peak_memory(), plan.peak_bytes_of_events) << threads;
+    EXPECT_LE(plan.peak_bytes_of_events, 16 * by_event.peak_memory()) << threads;
+    const dataset by_column = dataset::open(of_files({path}), options);
+    by_column.column("NOISE");
+    EXPECT_LE(by_column.peak_memory(), plan.peak_bytes_of_columns) << threads;
+    EXPECT_LE(plan.peak_bytes_of_columns, 4 * by_column.peak_memory()) << threads;
+  }
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // their memory is not the program's
+/// In a process of its own whose address space may grow by no more than `bytes`: the sum of all values.
+int read_in_little_memory(const std::string& path, std::size_t bytes, std::size_t limit, double expected) {
+  mallopt(M_ARENA_MAX, 1);  // others reserve address space that nobody uses
+  std::ifstream sizes("/proc/self/statm");
+  std::size_t pages = 0;
+  sizes >> pages;
+  const rlim_t most = pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) + bytes;
+  const rlimit narrow{most, most};
+  if (setrlimit(RLIMIT_AS, &narrow) != 0) return 2;
+  dataset_options options;
+  options.threads = 2;
+  options.memory_limit = limit;
+  const dataset data = dataset::open(of_files({path}), options);
+  double sum = 0;
+  for (event_range events = data.events(); const event& one : events) sum += one["NOISE"].number();
+  const auto digest = data.digest();
+  return sum == expected && digest[0].digest.values() == data.size() && data.peak_memory() <= limit ? 0 : 3;
+}
+
+TEST(MemoryLimit, HoldsInAProcessThatHasNoMore) {
+  const temporary_folder folder;
+  constexpr std::size_t events = 1500;
+  handmade_file file;
+  handmade_channel channel("NOISE");
+  handmade_block block;
+  block.payload = spectrum({std::vector<float>(16384, 2.5f)});
+  block = zipped(block, RAVO_ZIP_ZLIB);
+  for (block.event = 0; block.event < events; ++block.event) {
+    const auto number = static_cast<std::uint32_t>(block.event);
+    file.events.push_back(event_at(number + 1, number * 100));
+    channel.blocks.push_back(block);
+  }
+  file.channels = {channel};
+  const std::string path = write(folder, "a.raw", file);
+  const std::size_t decoded = dataset::open(of_files({path})).plan().decoded_bytes;
+  // The stacks of two threads come on top.
+  constexpr std::size_t limit = 8u << 20, more = 48u << 20;
+  ASSERT_GT(decoded, limit + more);
+  EXPECT_EXIT(std::exit(read_in_little_memory(path, limit + more, limit, events * 2.5)),
+              testing::ExitedWithCode(0), "");
+}
+#endif
+
+TEST(MemoryLimit, FilledByHeldEventsIsToldAndThenGoesOn) {
+  const temporary_folder folder;
+  const std::string path = noise(folder, 200, 4096);
+  dataset_options options;
+  options.memory_limit = 1u << 20;
+  const dataset data = dataset::open(of_files({path}), options);
+  std::vector<event> held;
+  event_range events = data.events();
+  EXPECT_THROW(
+      {
+        while (auto one = events.next()) held.push_back(*one);
+      },
+      memory_exceeded);
+  EXPECT_GT(held.size(), 10u);
+  std::uint32_t next = static_cast<std::uint32_t>(held.size()) + 1;
+  held.clear();
+  // No event is lost for that.
+  while (const auto one = events.next()) EXPECT_EQ(one->number(), next++);
+  EXPECT_EQ(next, 201u);
+  EXPECT_EQ(events.ledger().delivered(), 200u);
+  EXPECT_TRUE(data.at(200));
+  EXPECT_LE(data.peak_memory(), options.memory_limit);
+}
+
+TEST(MemoryLimit, CutsBatchesThatInflateToMoreThanItHolds) {
+  // A thousand bytes for each stored one: what is read together is told by stored bytes.
+  const temporary_folder folder;
+  handmade_file file;
+  handmade_channel channel("FLAT");
+  handmade_block block;
+  block.payload = spectrum({std::vector<float>(16384, 2.5f)});
+  block = zipped(block, RAVO_ZIP_ZLIB);
+  for (block.event = 0; block.event < 100; ++block.event) {
+    const auto number = static_cast<std::uint32_t>(block.event);
+    file.events.push_back(event_at(number + 1, number * 100));
+    channel.blocks.push_back(block);
+  }
+  file.channels = {channel};
+  const std::string path = write(folder, "a.raw", file);
+  dataset_options options;
+  options.threads = 2;
+  options.memory_limit = 700u << 10;
+  const dataset data = dataset::open(of_files({path}), options);
+  std::vector<std::uint32_t> expected(100);
+  std::iota(expected.begin(), expected.end(), 1u);
+  EXPECT_EQ(numbers_of(data.events()), expected);
+  std::reverse(expected.begin(), expected.end());
+  event_options backward;
+  backward.order = event_order::backward;
+  EXPECT_EQ(numbers_of(data.events(backward)), expected);
+  EXPECT_EQ(data.ledger().delivered(), 200u);
+  EXPECT_LE(data.peak_memory(), options.memory_limit);
+}
+
+TEST(MemoryLimit, OfAnEventThatIsTooLargeIsTold) {
+  const temporary_folder folder;
+  const std::string path = noise(folder, 3, 100000);
+  dataset_options options;
+  options.memory_limit = 300u << 10;
+  const dataset data = dataset::open(of_files({path}), options);
+  EXPECT_THROW(data.at(1), memory_exceeded);
+}
+
+}  // namespace
