@@ -1,23 +1,14 @@
 // Reads one channel of some raw files and prints its first value, event by event.
+#include <ravo_dataset.h>
+
 #include <cstdio>
 
-#include "ravo_daq_reader_2010.h"
-#include "ravo_payload.h"
-
-int main(int argc, char** argv) {
-  if (argc < 3) return std::fprintf(stderr, "usage: first_program CHANNEL FILE...\n"), 2;
-  daq_channel_entry channel{argv[1], {}};
-  std::vector<daq_channel_entry*> channels{&channel};
-  std::vector<char*> files(argv + 2, argv + argc);
-
-  ravo_daq_reader_2010 reader;
-  if (reader.init(&files, &channels) != 0 || reader.start() != 0)
-    return std::fprintf(stderr, "%s\n", reader.get_last_error()), 1;
-
-  std::vector<ravo_channel_entry_long*> event;  // one entry per channel that has data for the event
-  while (reader.get_data(nullptr, &event, RAVO_DAQ_READ_CHAN_EVENT_NEXT) == 0)
-    for (const ravo_channel_entry_long* entry : event) {
-      auto* head = reinterpret_cast<const ravo_spect_head_2010*>(entry->sbchdata[0].data);
-      std::printf("%u %g\n", entry->event_id.event_number, *reinterpret_cast<const float*>(head + 1));
-    }
+int main(int argc, char** argv) try {
+  if (argc != 2) return std::fprintf(stderr, "usage: first_program SELECTION\n"), 2;
+  const auto data = ravo::dataset::open(argv[1]);  // such as "file=FOLDER chan=LINAC/BPM/1"
+  for (ravo::event_range events = data.events(); const ravo::event& event : events)
+    std::printf("%u %g\n", event.number(), event[0].number());
+  std::fputs(data.ledger().to_text().c_str(), stderr);  // expected = delivered + missing
+} catch (const ravo::dataset_error& error) {
+  return std::fprintf(stderr, "%s\n", error.what()), 1;
 }

@@ -145,7 +145,7 @@ TEST_P(Examples, FollowASlowValueFromTellingToTelling) {
   ASSERT_EQ(lines.size(), expected.size());
   ASSERT_GE(lines.size(), 2u);
   std::map<unsigned, double> values;
-  for (const json& event : json_lines(read_demo({"-c", "LINAC/MAGNET/001", "--json"}, run()).out))
+  for (const json& event : event_lines(read_demo({"-c", "LINAC/MAGNET/001", "--json"}, run()).out))
     for (const json& channel : event.at("channels")) values[channel.at("event")] = channel.at("value");
   for (std::size_t i = 0; i < lines.size(); ++i) {
     const unsigned event = expected[i].at("event");
@@ -200,7 +200,7 @@ TEST_P(Examples, WriteEveryFrameOfACameraAsPgm) {
     const process_result result = run_process({"/bin/sh", "-c", line});
     ASSERT_EQ(result.exit_code, 0) << result.err;
     std::size_t frames = 0;
-    for (const json& event : json_lines(read_demo({"-c", camera, "--json"}, run()).out)) {
+    for (const json& event : event_lines(read_demo({"-c", camera, "--json"}, run()).out)) {
       const json& image = event.at("channels").at(0).at("image");
       const grey_map map = read_pgm(
           frames_folder.file("frame_" + std::to_string(event.at("event").get<unsigned>()) + ".pgm"));

@@ -1,8 +1,10 @@
-# The program in README.md is examples/first_program.cc, character by character.
+# The programs in README.md are examples/first_program.cc and first_program_classic.cc, character by character.
 cmake_minimum_required(VERSION 3.25)
 file(READ ${SOURCE_DIR}/README.md readme)
-file(READ ${SOURCE_DIR}/examples/first_program.cc program)
-string(FIND "${readme}" "```cpp\n${program}```\n" position)
-if(position EQUAL -1)
-  message(FATAL_ERROR "README.md does not show examples/first_program.cc as it is")
-endif()
+foreach(example first_program first_program_classic)
+  file(READ ${SOURCE_DIR}/examples/${example}.cc program)
+  string(FIND "${readme}" "```cpp\n${program}```\n" position)
+  if(position EQUAL -1)
+    message(FATAL_ERROR "README.md does not show examples/${example}.cc as it is")
+  endif()
+endforeach()

@@ -14,6 +14,6 @@ run_step(ignored ${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 run_step(ignored ${CMAKE_COMMAND} --install ${WORK_DIR}/build --prefix ${WORK_DIR}/prefix)
 
 build_example_by_pkg_config(write_a_file ravo_daq_writer ${PREFIX} ${WORK_DIR} "")
-build_example_by_pkg_config(first_program ravo_daq_reader ${WORK_DIR}/prefix ${WORK_DIR} -Wl,-rpath,${site})
+build_example_by_pkg_config(first_program_classic ravo_daq_reader ${WORK_DIR}/prefix ${WORK_DIR} -Wl,-rpath,${site})
 run_examples(${WORK_DIR} ${WORK_DIR})
 file(REMOVE_RECURSE ${WORK_DIR})

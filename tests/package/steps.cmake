@@ -31,6 +31,12 @@ function(build_example_by_pkg_config program module prefix work_dir more_flags)
            ${flags} ${more_flags} -Wl,-rpath,${prefix}/${LIBDIR})
 endfunction()
 
+function(expect_printed program printed expected)
+  if(NOT printed STREQUAL expected)
+    message(FATAL_ERROR "${program} printed\n${printed}instead of\n${expected}")
+  endif()
+endfunction()
+
 # Writes a file with one example of `programs`, reads it with the other, and compares what is printed with
 # what was written: event n holds n / 100 as the first value of the position monitor.
 function(run_examples programs work_dir)
@@ -45,7 +51,6 @@ function(run_examples programs work_dir)
 
   # Without this the reader waits until a file is half a minute old before it takes it as closed.
   set(ENV{RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME} 1)
-  run_step(printed ${programs}/first_program LINAC/BPM/1 ${file})
   set(expected "")
   foreach(n RANGE 1 100)
     math(EXPR whole "${n} / 100")
@@ -57,7 +62,11 @@ function(run_examples programs work_dir)
     string(REGEX REPLACE "[.]0$" "" value ${value})
     string(APPEND expected "${n} ${value}\n")
   endforeach()
-  if(NOT printed STREQUAL expected)
-    message(FATAL_ERROR "first_program printed\n${printed}instead of\n${expected}")
+  run_step(printed ${programs}/first_program_classic LINAC/BPM/1 ${file})
+  expect_printed(first_program_classic "${printed}" "${expected}")
+  # A site's own library comes with no dataset layer.
+  if(EXISTS ${programs}/first_program)
+    run_step(printed ${programs}/first_program "file=${work_dir}/data chan=LINAC/BPM/1")
+    expect_printed(first_program "${printed}" "${expected}")
   endif()
 endfunction()

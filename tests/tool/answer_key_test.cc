@@ -1,4 +1,5 @@
-// What `ravo read --json --checksum` says of every channel against what `ravo simulate` put in.
+// What `ravo read --json --checksum` says of every channel against what `ravo simulate` put in, in either
+// way of reading.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -30,6 +31,7 @@ void expect_equal_members(const json& read, const json& known) {
 struct reading_way {
   std::string generation;
   std::string mode;
+  bool is_classic;
 };
 
 class AnswerKey : public testing::TestWithParam<reading_way> {};
@@ -38,11 +40,13 @@ TEST_P(AnswerKey, ReadEqualsItChannelByChannel) {
   const demo_data& data = demo_of(GetParam().generation);
   std::map<block_name, json> missing = key_by_block(data);
   ASSERT_GT(missing.size(), 1500u);
-  const process_result result =
-      read_demo({"--channel", "*", "--json", "--checksum", "--mode", GetParam().mode}, data);
+  std::vector<std::string> arguments = {"--channel",  "*",      "--json",
+                                        "--checksum", "--mode", GetParam().mode};
+  if (GetParam().is_classic) arguments.push_back("--classic");
+  const process_result result = read_demo(arguments, data);
   ASSERT_EQ(result.exit_code, 0) << result.err;
   EXPECT_EQ(result.err, "");
-  for (const json& event : json_lines(result.out)) {
+  for (const json& event : event_lines(result.out)) {
     EXPECT_EQ(event.at("generation"), GetParam().generation);
     for (const json& channel : event.at("channels")) {
       if (channel.at("held").get<bool>()) continue;
@@ -59,12 +63,16 @@ TEST_P(AnswerKey, ReadEqualsItChannelByChannel) {
   EXPECT_TRUE(missing.empty()) << missing.begin()->second;
 }
 
-INSTANTIATE_TEST_SUITE_P(GenerationsAndSynchModes, AnswerKey,
-                         testing::Values(reading_way{"current", "evid"}, reading_way{"current", "time"},
-                                         reading_way{"older", "evid"}, reading_way{"older", "time"}),
-                         [](const testing::TestParamInfo<reading_way>& tested) {
-                           return tested.param.generation + "_" + tested.param.mode;
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    GenerationsAndSynchModes, AnswerKey,
+    testing::Values(reading_way{"current", "evid", false}, reading_way{"current", "time", false},
+                    reading_way{"older", "evid", false}, reading_way{"older", "time", false},
+                    reading_way{"current", "evid", true}, reading_way{"current", "time", true},
+                    reading_way{"older", "evid", true}, reading_way{"older", "time", true}),
+    [](const testing::TestParamInfo<reading_way>& tested) {
+      return tested.param.generation + "_" + tested.param.mode +
+             (tested.param.is_classic ? "_classic" : "");
+    });
 
 TEST(AnswerKeyLines, NameEveryKindOfBlock) {
   std::set<std::string> stored;

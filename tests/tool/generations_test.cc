@@ -68,7 +68,7 @@ class OlderFile : public testing::Test {
   std::vector<json> lines_of(std::vector<std::string> arguments) {
     const process_result result = run_tool(arguments);
     EXPECT_EQ(result.exit_code, 0) << result.err;
-    return json_lines(result.out);
+    return event_lines(result.out);
   }
 
   temporary_folder folder;
@@ -150,7 +150,8 @@ TEST_F(OlderFile, HasItsMembersReadByThemselves) {
 
 TEST_F(OlderFile, GivesNoMemberUnderANameThatIsTooLong) {
   const std::string name = "A/NAME/OF/THIRTY/LETTERS/IN/ALL";  // with ":0" it would have 33
-  const process_result result = run_tool({"read", write_older_file(folder, name), "-c", name + ":0"});
+  const process_result result =
+      run_tool({"read", write_older_file(folder, name), "-c", name + ":0", "--classic"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.err,
             "ravo: " + name +
@@ -158,8 +159,15 @@ TEST_F(OlderFile, GivesNoMemberUnderANameThatIsTooLong) {
                 "single members: ask for it without ':0'\n");
 }
 
-TEST(OlderGenericSpectrum, GivesNoSingleMembers) {
-  const process_result result = read_demo({"-c", "LINAC/SPECTRUM/001:0"}, demo_of("older"));
+TEST_F(OlderFile, GivesAMemberUnderALongNameToTheDatasetLayer) {
+  const std::string name = "A/NAME/OF/THIRTY/LETTERS/IN/ALL";
+  const json line = lines_of({"read", write_older_file(folder, name), "-c", name + ":1", "--json"}).at(0);
+  EXPECT_EQ(line.at("channels").at(0).at("members").at(0).at("mean"), 2.0);
+  EXPECT_EQ(line.at("channels").at(0).at("members").at(0).at("name"), "Y");
+}
+
+TEST(OlderGenericSpectrum, GivesTheReaderNoSingleMembers) {
+  const process_result result = read_demo({"-c", "LINAC/SPECTRUM/001:0", "--classic"}, demo_of("older"));
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(
       result.err,
@@ -175,18 +183,32 @@ std::string both_generations(const std::string& older, const std::string& curren
          older + " --into DIR`\n";
 }
 
-TEST(FilesOfBothGenerations, AreRefusedByReadInAnyOrder) {
+TEST(FilesOfBothGenerations, AreRefusedByTheReaderInAnyOrder) {
   const std::string older = demo_of("older").files[1], current = demo().files[0];
   for (const auto& files :
        {std::vector<std::string>{older, current}, {current, older}, {current, demo().files[1], older}}) {
     std::vector<std::string> arguments{"read"};
     arguments.insert(arguments.end(), files.begin(), files.end());
-    arguments.insert(arguments.end(), {"-c", "*"});
+    arguments.insert(arguments.end(), {"-c", "*", "--classic"});
     const process_result result = run_tool(arguments);
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, both_generations(older, current));
   }
+}
+
+// The dataset layer reads both.
+TEST(FilesOfBothGenerations, AreReadTogether) {
+  const process_result result =
+      run_tool({"read", demo().files[1], demo_of("older").files[0], "-c", "LINAC/BPM/001", "--json"});
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+  const std::vector<json> events = event_lines(result.out);
+  ASSERT_EQ(events.size(), 80u);
+  EXPECT_EQ(events.front().at("event"), 1000001);
+  EXPECT_EQ(events.back().at("event"), 1000080);
+  EXPECT_TRUE(events.front().at("generation").is_null());
+  EXPECT_EQ(events.front().at("channels")[0].at("dtype"), "RAVO_BLOCK_BPM");
+  EXPECT_EQ(events.back().at("channels")[0].at("dtype"), "RAVO_BLOCK_BPM_2010");
 }
 
 // The first file decides which reader looks for them: both cases.
@@ -206,7 +228,7 @@ TEST(FilesOfBothGenerations, AreRefusedInOneFolder) {
                                               "--catalog",    folder.file("none"),
                                               "--data",       folder.path().string()};
     std::vector<std::string> reading = request, explaining = request;
-    reading.insert(reading.end(), {"-c", "LINAC/BPM/001"});
+    reading.insert(reading.end(), {"-c", "LINAC/BPM/001", "--classic"});
     explaining.insert(explaining.end(), {"--explain", "--json"});
     const process_result read = run_process(reading), explained = run_process(explaining);
     EXPECT_EQ(read.exit_code, 1);

@@ -13,14 +13,14 @@ TEST(Help, OfTheToolNamesTheVerbsAndTheExitCodes) {
   const process_result result = run_tool({"--help"});
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_EQ(result.err, "");
-  for (const char* text : {"simulate", "info", "channels", "index", "headers", "descr", "read", "catalog",
-                           "convert", "Exit codes: 0 fine, 1", "--version"})
+  for (const char* text : {"simulate", "info", "channels", "index", "headers", "descr", "read", "plan",
+                           "digest", "stat", "catalog", "convert", "Exit codes: 0 fine, 1", "--version"})
     EXPECT_THAT(result.out, HasSubstr(text));
 }
 
 TEST(Help, OfEachVerbTeachesByExamples) {
-  for (const std::string verb :
-       {"simulate", "info", "channels", "index", "headers", "descr", "read", "convert"}) {
+  for (const std::string verb : {"simulate", "info", "channels", "index", "headers", "descr", "read",
+                                 "plan", "digest", "stat", "convert"}) {
     const process_result result = run_tool({verb, "--help"});
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_EQ(result.err, "");
@@ -56,18 +56,19 @@ const char* const file = "linac_main_run1_file1_20250301T080000Z.raw";
 INSTANTIATE_TEST_SUITE_P(
     Lines, WrongCommandLine,
     testing::Values(
-        wrong_line{"Nothing",
-                   {},
-                   "ravo: say what to do: simulate, info, channels, descr, index, headers, read, show, "
-                   "catalog, verify or convert\nTry `ravo "
-                   "--help`.\n"},
+        wrong_line{
+            "Nothing",
+            {},
+            "ravo: say what to do: simulate, info, channels, descr, index, headers, read, plan, digest, "
+            "stat, show, catalog, verify or convert\nTry `ravo "
+            "--help`.\n"},
         wrong_line{"UnknownVerb",
                    {"raed"},
                    "ravo: there is no verb 'raed'; did you mean read?\nTry `ravo --help`.\n"},
         wrong_line{"StrangeVerb",
                    {"xyzzy"},
                    "ravo: there is no verb 'xyzzy'; there are simulate, info, channels, descr, index, "
-                   "headers, read, show, catalog, verify and "
+                   "headers, read, plan, digest, stat, show, catalog, verify and "
                    "convert\nTry `ravo --help`.\n"},
         wrong_line{
             "OptionBeforeVerb",

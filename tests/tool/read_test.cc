@@ -1,4 +1,5 @@
-// ravo read: windows, members, patterns, both modes, and how it looks, over files of both generations.
+// ravo read: windows, members, patterns, both modes, and how it looks, over files of both generations and
+// in both ways of reading.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -15,11 +16,18 @@ using testing::HasSubstr;
 
 class Read : public testing::TestWithParam<const char*> {
  protected:
-  const demo_data& data() const { return demo_of(GetParam()); }
-  bool is_older() const { return GetParam() == std::string("older"); }
+  const demo_data& data() const { return demo_of(generation()); }
+  std::string generation() const { return is_older() ? "older" : "current"; }
+  bool is_older() const { return std::string(GetParam()).starts_with("older"); }
+  bool is_classic() const { return std::string(GetParam()).ends_with("classic"); }
 
+  // The arguments, with the way of reading among them.
+  std::vector<std::string> in_this_way(std::vector<std::string> arguments) const {
+    if (is_classic()) arguments.push_back("--classic");
+    return arguments;
+  }
   process_result read(const std::vector<std::string>& arguments) const {
-    return read_demo(arguments, data());
+    return read_demo(in_this_way(arguments), data());
   }
 
   std::vector<unsigned> events_read(std::vector<std::string> arguments) const {
@@ -36,10 +44,18 @@ class Read : public testing::TestWithParam<const char*> {
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(Generations, Read, testing::Values("current", "older"),
-                         [](const testing::TestParamInfo<const char*>& tested) {
-                           return std::string(tested.param);
-                         });
+class ClassicRead : public Read {};
+class DatasetRead : public Read {};
+
+constexpr auto name_of_way = [](const testing::TestParamInfo<const char*>& tested) {
+  return std::string(tested.param);
+};
+INSTANTIATE_TEST_SUITE_P(GenerationsAndWays, Read,
+                         testing::Values("current", "older", "current_classic", "older_classic"),
+                         name_of_way);
+INSTANTIATE_TEST_SUITE_P(Generations, ClassicRead, testing::Values("current_classic", "older_classic"),
+                         name_of_way);
+INSTANTIATE_TEST_SUITE_P(Generations, DatasetRead, testing::Values("current", "older"), name_of_way);
 
 std::vector<unsigned> range(unsigned first, unsigned last) {
   std::vector<unsigned> numbers;
@@ -50,8 +66,8 @@ std::vector<unsigned> range(unsigned first, unsigned last) {
 TEST_P(Read, WithoutAWindowReadsAllEvents) { EXPECT_EQ(events_read({}), range(1000001, 1000080)); }
 
 TEST_P(Read, TakesFilesInAnyOrderAndTwice) {
-  const process_result result = run_tool(
-      {"read", data().files[1], data().files[0], data().files[1], "--json", "-c", "LINAC/BPM/001"});
+  const process_result result = run_tool(in_this_way(
+      {"read", data().files[1], data().files[0], data().files[1], "--json", "-c", "LINAC/BPM/001"}));
   EXPECT_EQ(event_numbers(result.out), range(1000001, 1000080));
 }
 
@@ -60,7 +76,7 @@ TEST_P(Read, FindsABareNameInTheFolderWhereItRuns) {
   const process_result result =
       run_process({"/bin/sh", "-c",
                    "cd '" + data().folder.path().string() + "' && '" RAVO_TOOL "' read " + name +
-                       " --json -c LINAC/BPM/001 --limit 1"});
+                       " --json -c LINAC/BPM/001 --limit 1" + (is_classic() ? " --classic" : "")});
   EXPECT_EQ(event_numbers(result.out), range(1000001, 1000001)) << result.err;
 }
 
@@ -99,24 +115,34 @@ TEST_P(Read, SaysWhenNoEventLiesInTheWindow) {
     const process_result result = read(arguments);
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "ravo: no event of these channels lies in the window\n");
+    const std::string closing = result.err.substr(std::min<std::size_t>(result.err.find('\n') + 1, 100));
+    EXPECT_THAT(result.err, testing::StartsWith("ravo: no event of these channels lies in the window\n"));
+    if (is_classic())
+      EXPECT_EQ(closing, "");
+    else
+      EXPECT_THAT(closing, testing::AllOf(testing::StartsWith("selection: "),
+                                          testing::EndsWith("ledger: 0 values expected = 0 delivered + 0 "
+                                                            "missing\n")));
   }
 }
 
-TEST_P(Read, WidensAPatternInTheOrderOfTheFiles) {
+TEST_P(Read, WidensAPatternInTheOrderOfTheFilesOrOfNames) {
   const process_result result =
       read({"-c", "LINAC/T*/00[12]", "--json", "--first-event", "1000010", "--limit", "1"});
-  const json event = json_lines(result.out).at(0);
+  const json event = event_lines(result.out).at(0);
   std::vector<std::string> names;
   for (const json& channel : event.at("channels")) names.push_back(channel.at("channel"));
-  EXPECT_THAT(names, ElementsAre("LINAC/TOROID/001", "LINAC/TOROID/002", "LINAC/TEMPERATURE/001"));
+  if (is_classic())
+    EXPECT_THAT(names, ElementsAre("LINAC/TOROID/001", "LINAC/TOROID/002", "LINAC/TEMPERATURE/001"));
+  else
+    EXPECT_THAT(names, ElementsAre("LINAC/TEMPERATURE/001", "LINAC/TOROID/001", "LINAC/TOROID/002"));
 }
 
 TEST_P(Read, TakesAChannelNamedTwiceOnce) {
   const process_result result =
       read({"-c", "LINAC/BPM/001", "-c", "LINAC/BPM/001", "-c", "LINAC/BPM/*1", "--json", "--limit", "1"});
   EXPECT_EQ(result.exit_code, 0) << result.err;
-  EXPECT_EQ(json_lines(result.out).at(0).at("channels").size(), 1u);
+  EXPECT_EQ(event_lines(result.out).at(0).at("channels").size(), 1u);
 }
 
 TEST_P(Read, TakesChannelsBeforeBetweenAndBehindTheFiles) {
@@ -126,15 +152,16 @@ TEST_P(Read, TakesChannelsBeforeBetweenAndBehindTheFiles) {
       {"read", first, second, "--channel", "LINAC/BPM/001", "-c", "LINAC/BPM/002", "--json"},
       {"read", "-c", "LINAC/BPM/001", first, "-c", "LINAC/BPM/002", second, "--json"},
       {"read", first, "--channel=LINAC/BPM/001", second, "--channel=LINAC/BPM/002", "--json"}};
-  const process_result expected = run_tool(lines[0]);
+  const process_result expected = run_tool(in_this_way(lines[0]));
   EXPECT_EQ(event_numbers(expected.out), range(1000001, 1000080)) << expected.err;
-  EXPECT_EQ(json_lines(expected.out).at(0).at("channels").size(), 2u);
-  for (const std::vector<std::string>& line : lines) EXPECT_EQ(run_tool(line).out, expected.out) << line[1];
+  EXPECT_EQ(event_lines(expected.out).at(0).at("channels").size(), 2u);
+  for (const std::vector<std::string>& line : lines)
+    EXPECT_EQ(run_tool(in_this_way(line)).out, expected.out) << line[1];
 }
 
 TEST_P(Read, CutsAMember) {
-  const json whole = json_lines(read({"-c", "LINAC/BPM/001", "--json", "--limit", "1"}).out).at(0);
-  const json member = json_lines(read({"-c", "LINAC/BPM/001:1", "--json", "--limit", "1"}).out).at(0);
+  const json whole = event_lines(read({"-c", "LINAC/BPM/001", "--json", "--limit", "1"}).out).at(0);
+  const json member = event_lines(read({"-c", "LINAC/BPM/001:1", "--json", "--limit", "1"}).out).at(0);
   EXPECT_EQ(member["channels"][0]["channel"], "LINAC/BPM/001:1");
   ASSERT_EQ(member["channels"][0]["members"].size(), 1u);
   EXPECT_EQ(member["channels"][0]["members"][0], whole["channels"][0]["members"][1]);
@@ -144,7 +171,7 @@ TEST_P(Read, CutsAMember) {
 TEST_P(Read, HoldsTheLastValueOfASlowChannel) {
   const process_result result =
       read({"-c", "LINAC/RUN/BEGIN", "-c", "LINAC/BPM/001", "--json", "--limit", "2"});
-  const auto events = json_lines(result.out);
+  const auto events = event_lines(result.out);
   EXPECT_EQ(events.at(0)["channels"].size(), 1u);
   EXPECT_EQ(events.at(0)["channels"][0]["held"], false);
   EXPECT_EQ(events.at(1)["event"], 1000001);
@@ -167,7 +194,7 @@ TEST_P(Read, ShowsEveryKindToPeople) {
 }
 
 TEST_P(Read, PrintsAScalarAsItsValue) {
-  const json event = json_lines(read({"-c", "LINAC/ENERGY/001", "--json", "--limit", "1"}).out).at(0);
+  const json event = event_lines(read({"-c", "LINAC/ENERGY/001", "--json", "--limit", "1"}).out).at(0);
   EXPECT_EQ(event["channels"][0]["value"], event["channels"][0]["members"][0]["mean"]);
 }
 
@@ -175,15 +202,16 @@ TEST_P(Read, PrintsAScalarAsItsValue) {
 TEST_P(Read, ByTimeStepsAsTheEventsDo) {
   const temporary_folder folder;
   const process_result made = run_tool({"simulate", folder.path().string(), "--rate", "50", "--files", "1",
-                                        "--events", "20", "--generation", GetParam()});
+                                        "--events", "20", "--generation", generation()});
   ASSERT_EQ(made.exit_code, 0);
   const std::string file = raw_files(folder.path()).at(0);
-  const process_result all = run_tool({"read", file, "-c", "LINAC/BPM/001", "--mode", "time", "--json"});
+  const process_result all =
+      run_tool(in_this_way({"read", file, "-c", "LINAC/BPM/001", "--mode", "time", "--json"}));
   EXPECT_EQ(all.exit_code, 0) << all.err;
   EXPECT_EQ(event_numbers(all.out), range(1000001, 1000020));
 }
 
-TEST_P(Read, RefusesAToleranceThatReachesTheNextEvent) {
+TEST_P(ClassicRead, RefusesAToleranceThatReachesTheNextEvent) {
   const process_result result = read({"-c", "LINAC/BPM/001", "--mode", "time", "--tolerance", "120"});
   EXPECT_EQ(result.exit_code, 2);
   EXPECT_EQ(result.out, "");
@@ -192,7 +220,7 @@ TEST_P(Read, RefusesAToleranceThatReachesTheNextEvent) {
                   "ravo: --tolerance: 120 ms is not smaller than the distance of events, [0-9.]+ ms\n"));
 }
 
-TEST_P(Read, KeepsTheLibrarysWordsOutOfItsOutput) {
+TEST_P(ClassicRead, KeepsTheLibrarysWordsOutOfItsOutput) {
   const process_result quiet = read({"-c", "LINAC/BPM/001", "--json", "--limit", "2"});
   const process_result loud = read({"-c", "LINAC/BPM/001", "--json", "--limit", "2", "--debug", "2"});
   EXPECT_EQ(quiet.err, "");
@@ -200,7 +228,7 @@ TEST_P(Read, KeepsTheLibrarysWordsOutOfItsOutput) {
   EXPECT_THAT(loud.err, HasSubstr("reader.get_data()"));
 }
 
-TEST_P(Read, SuggestsNamesForAnUnknownChannel) {
+TEST_P(ClassicRead, SuggestsNamesForAnUnknownChannel) {
   const process_result result = read({"-c", "LINAC/BPM/HALFRATE"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.out, "");
@@ -209,7 +237,7 @@ TEST_P(Read, SuggestsNamesForAnUnknownChannel) {
       "ravo: channel LINAC/BPM/HALFRATE is in none of the files; did you mean LINAC/BPM/HALF_RATE?\n");
 }
 
-TEST_P(Read, PointsToTheListWhenNoNameIsNear) {
+TEST_P(ClassicRead, PointsToTheListWhenNoNameIsNear) {
   const process_result result = read({"-c", "SOMETHING/ELSE/ENTIRELY/0815"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(
@@ -218,7 +246,7 @@ TEST_P(Read, PointsToTheListWhenNoNameIsNear) {
       "those that are\n");
 }
 
-TEST_P(Read, RefusesAPatternWithoutAMatch) {
+TEST_P(ClassicRead, RefusesAPatternWithoutAMatch) {
   const process_result result = read({"-c", "RING/*"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.err, "ravo: no channel of the files matches RING/*\n");
@@ -228,9 +256,65 @@ TEST_P(Read, RefusesAMemberThatIsNotThere) {
   const process_result result = read({"-c", "LINAC/BPM/001:3"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.err, "ravo: LINAC/BPM/001 has no member 3; it has 0 X, 1 Y, 2 CHARGE\n");
+  const process_result camera = read({"-c", "LINAC/CAMERA/001:1"});
+  EXPECT_EQ(camera.exit_code, 1);
+  EXPECT_EQ(camera.err, "ravo: LINAC/CAMERA/001 has a single member: ask for it without ':1'\n");
+}
+
+TEST_P(ClassicRead, RefusesTheOnlyMember) {
   const process_result camera = read({"-c", "LINAC/CAMERA/001:0"});
   EXPECT_EQ(camera.exit_code, 1);
   EXPECT_EQ(camera.err, "ravo: LINAC/CAMERA/001 has a single member: ask for it without ':0'\n");
+}
+
+TEST_P(ClassicRead, RefusesWhatOnlyTheDatasetLayerCan) {
+  const std::vector<std::pair<std::vector<std::string>, const char*>> options = {
+      {{"--step", "2"}, "a step of events"},
+      {{"--join", "all"}, "a join of channels"},
+      {{"--max-age", "3s"}, "an age of held values"},
+      {{"--slow", "none"}, "--slow"},
+      {{"--strict"}, "--strict"},
+      {{"--max-missing", "1%"}, "--max-missing"},
+      {{"--memory", "1G"}, "--memory"},
+      {{"--threads", "2"}, "--threads"},
+      {{"--column", "X"}, "--column"},
+      {{"-c", "~LINAC.*"}, "a regular expression for channels"}};
+  for (const auto& [added, what] : options) {
+    std::vector<std::string> arguments = {"-c", "LINAC/BPM/001"};
+    arguments.insert(arguments.end(), added.begin(), added.end());
+    const process_result result = read(arguments);
+    EXPECT_EQ(result.exit_code, 2) << what;
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, std::string("ravo: ") + what + " is not for --classic\n");
+  }
+}
+
+TEST_P(DatasetRead, NamesTheNearestChannelsOfAnUnknownOne) {
+  const process_result result = read({"-c", "LINAC/BPM/HALFRATE"});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err,
+              testing::StartsWith("ravo: no channel matches \"LINAC/BPM/HALFRATE\"; the nearest "
+                                  "are LINAC/BPM/HALF_RATE, "));
+  EXPECT_THAT(read({"-c", "RING/*"}).err,
+              testing::StartsWith("ravo: no channel matches \"RING/*\"; the nearest are "));
+}
+
+// A wide tolerance makes one event of two; the ledger says which values that costs.
+TEST_P(DatasetRead, CountsWhatATooWideToleranceCosts) {
+  const process_result result = read(
+      {"-c", "LINAC/BPM/001", "--mode", "time", "--tolerance", "120", "--last-event", "1000010", "--json"});
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+  const json ledger = closing_of(result.out).at("ledger");
+  EXPECT_EQ(ledger.at("delivered"), event_numbers(result.out).size());
+  EXPECT_GT(ledger.at("missing"), 0);
+  EXPECT_EQ(ledger.at("channels")[0].at("missing").at("second_of_an_event"), ledger.at("missing"));
+}
+
+TEST_P(DatasetRead, KeepsStandardErrorEmptyWithJson) {
+  const process_result result = read({"-c", "LINAC/BPM/001", "--json", "--limit", "2"});
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(closing_of(result.out).at("events"), 2);
 }
 
 }  // namespace

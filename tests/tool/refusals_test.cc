@@ -40,7 +40,14 @@ class Refusals : public testing::TestWithParam<const char*> {
 
 TEST_P(Refusals, AMissingFile) { expect_refusal(folder.file(good_name), "No such file or directory"); }
 
-TEST_P(Refusals, AFolder) { expect_refusal(folder.path().string(), "is a folder, not a file"); }
+TEST_P(Refusals, AFolder) {
+  if (GetParam() != std::string("read"))
+    return expect_refusal(folder.path().string(), "is a folder, not a file");
+  // To `read` a folder is the raw files in it.
+  const process_result result = run(folder.path().string());
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.err, "ravo: the folder " + folder.path().string() + " holds no raw files (*.raw)\n");
+}
 
 TEST_P(Refusals, ADevice) { expect_refusal("/dev/null", "is not a regular file"); }
 
@@ -111,26 +118,27 @@ TEST(ManyFiles, OneBadFileAmongGoodOnesIsRefusedByItsName) {
   const std::string bad = folder.write(good_name, nonsense);
   for (const std::string verb : {"info", "channels", "index", "read"}) {
     std::vector<std::string> arguments = {verb, demo().files[0], bad};
-    if (verb == "read") arguments.insert(arguments.end(), {"-c", "LINAC/BPM/001"});
+    if (verb == "read") arguments.insert(arguments.end(), {"-c", "LINAC/BPM/001", "--strict"});
     const process_result result = run_tool(arguments);
     EXPECT_EQ(result.exit_code, 1) << verb;
     EXPECT_THAT(result.err, StartsWith("ravo: " + bad + ": ")) << verb;
   }
 }
 
-TEST(ReadRefusals, AFileWhoseNameHoldsNoTime) {
+TEST(ReadRefusals, TheReaderWantsATimeInTheName) {
   const temporary_folder folder;
   const std::string copy = folder.write("copy.raw", read_file(demo().files[0]));
-  const process_result result = run_tool({"read", copy, "-c", "LINAC/BPM/001"});
+  const process_result result = run_tool({"read", copy, "-c", "LINAC/BPM/001", "--classic"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.err, "ravo: " + copy +
                             ": the name holds no time, by which files are put in order; give the file the "
                             "name that its writer gave it\n");
   EXPECT_EQ(run_tool({"info", copy}).exit_code, 0);
+  EXPECT_EQ(event_numbers(run_tool({"read", copy, "-c", "LINAC/BPM/001", "--json"}).out).size(), 40u);
 }
 
 // The block's compressed bytes are damaged: its event is still read, without the channel.
-TEST(ReadRefusals, ABlockThatCannotBeDecodedIsReportedBehindTheEvents) {
+TEST(ReadRefusals, ABlockThatTheReaderCannotDecodeIsReportedBehindTheEvents) {
   const temporary_folder folder;
   std::vector<unsigned char> bytes = read_file(demo().files[0]);
   const std::string name = "LINAC/BPM/001";
@@ -139,7 +147,8 @@ TEST(ReadRefusals, ABlockThatCannotBeDecodedIsReportedBehindTheEvents) {
   ASSERT_NE(block, bytes.end());
   for (int i = 300; i < 340; ++i) block[i] ^= 0x5a;
   const std::string file = folder.write(good_name, bytes);
-  const process_result result = run_tool({"read", file, "-c", name, "-c", "LINAC/BPM/002", "--json"});
+  const process_result result =
+      run_tool({"read", file, "-c", name, "-c", "LINAC/BPM/002", "--json", "--classic"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(event_numbers(result.out).size(), 40u);
   EXPECT_THAT(result.err, StartsWith("ravo: not all data of the files could be read:\n  " + name + ": "));

@@ -48,29 +48,6 @@ const archive& archive_of(const std::string& generation) {
   return generation == "older" ? older : current;
 }
 
-std::vector<std::string> with_channel(std::vector<std::string> arguments) {
-  arguments.insert(arguments.end(), {"-c", "LINAC/BPM/001", "-c", "LINAC/RUN/*", "--json"});
-  return arguments;
-}
-
-// What the tool prints for files named in full.
-std::string read_by_name(std::vector<std::string> files, const std::vector<std::string>& window = {}) {
-  files.insert(files.begin(), "read");
-  files.insert(files.end(), window.begin(), window.end());
-  const process_result result = run_tool(with_channel(files));
-  EXPECT_EQ(result.exit_code, 0) << result.err;
-  EXPECT_NE(result.out, "");
-  return result.out;
-}
-
-std::string read_by_request(std::vector<std::string> request) {
-  request.insert(request.begin(), "read");
-  const process_result result = run_at_once(with_channel(request));
-  EXPECT_EQ(result.exit_code, 0) << result.err;
-  EXPECT_EQ(result.err, "");
-  return result.out;
-}
-
 std::vector<json> explained(std::vector<std::string> request) {
   request.insert(request.begin(), "read");
   request.insert(request.end(), {"--explain", "--json"});
@@ -81,15 +58,46 @@ std::vector<json> explained(std::vector<std::string> request) {
 
 std::string name_of(const json& line) { return line.at("file").get<std::string>(); }
 
-// Over files of both generations.
+// Over files of both generations, in both ways of reading.
 class Request : public testing::TestWithParam<const char*> {
  protected:
+  bool is_classic() const { return std::string(GetParam()).ends_with("classic"); }
+
+  std::vector<std::string> with_channel(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.end(), {"-c", "LINAC/BPM/001", "-c", "LINAC/RUN/*", "--json"});
+    // What is held from before a window depends on which files are looked into.
+    if (is_classic())
+      arguments.push_back("--classic");
+    else
+      arguments.insert(arguments.end(), {"--slow", "none"});
+    return arguments;
+  }
+
+  // What the tool prints for files named in full.
+  std::string read_by_name(std::vector<std::string> files,
+                           const std::vector<std::string>& window = {}) const {
+    files.insert(files.begin(), "read");
+    files.insert(files.end(), window.begin(), window.end());
+    const process_result result = run_tool(with_channel(files));
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_NE(result.out, "");
+    return without_closing(result.out);
+  }
+
+  std::string read_by_request(std::vector<std::string> request) const {
+    request.insert(request.begin(), "read");
+    const process_result result = run_at_once(with_channel(request));
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    return without_closing(result.out);
+  }
+
   std::vector<std::string> files_of_run(int run) const {
     const auto first = made.files.begin() + (run == 3 ? 0 : 3);
     return {first, first + 3};
   }
 
-  const std::string generation = GetParam();
+  const std::string generation = std::string(GetParam()).starts_with("older") ? "older" : "current";
   const archive& made = archive_of(generation);
 };
 class Explain : public Request {};
@@ -97,7 +105,9 @@ class Explain : public Request {};
 constexpr auto name_of_generation = [](const testing::TestParamInfo<const char*>& tested) {
   return std::string(tested.param);
 };
-INSTANTIATE_TEST_SUITE_P(Generations, Request, testing::Values("current", "older"), name_of_generation);
+INSTANTIATE_TEST_SUITE_P(GenerationsAndWays, Request,
+                         testing::Values("current", "older", "current_classic", "older_classic"),
+                         name_of_generation);
 INSTANTIATE_TEST_SUITE_P(Generations, Explain, testing::Values("current", "older"), name_of_generation);
 
 TEST_P(Request, ForARunIsTheSameAsItsFiles) {
@@ -178,7 +188,7 @@ TEST_P(Request, CountsBackFromNow) {
                            "--start", "-2min", "--generation", generation}));
   const process_result result = run_at_once(with_channel({"read", "--from", "-1h", "--data", data}));
   EXPECT_EQ(result.exit_code, 0) << result.err;
-  EXPECT_EQ(result.out, read_by_name(raw_files(data)));
+  EXPECT_EQ(without_closing(result.out), read_by_name(raw_files(data)));
   const process_result before =
       run_at_once(with_channel({"read", "--from", "-1h", "--to", "-30min", "--data", data}));
   EXPECT_EQ(before.exit_code, 1);
@@ -368,7 +378,7 @@ TEST(RequestForNothing, TellsOfPeriodsThatNamesMayMiss) {
 
 TEST_P(Request, NotesFilesOfAnotherStream) {
   const process_result result = run_at_once({"read", "--run", "3", "--stream", "slow", "--data", made.data,
-                                             "-c", "LINAC/BPM/001", "--limit", "1"});
+                                             "-c", "LINAC/BPM/001", "--limit", "1", "--json"});
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_EQ(
       result.err,

@@ -19,6 +19,28 @@ std::vector<nlohmann::json> json_lines(const std::string& text) {
   return lines;
 }
 
+namespace {
+
+// Where the closing object begins; the end of the text when there is none.
+std::size_t closing_place(const std::string& lines) {
+  if (lines.size() < 2) return lines.size();
+  const auto end_before = lines.rfind('\n', lines.size() - 2);
+  const std::size_t last = end_before == std::string::npos ? 0 : end_before + 1;
+  return lines.compare(last, 13, "{\"selection\":") == 0 ? last : lines.size();
+}
+
+}  // namespace
+
+std::string without_closing(const std::string& lines) { return lines.substr(0, closing_place(lines)); }
+
+std::vector<nlohmann::json> event_lines(const std::string& text) {
+  return json_lines(without_closing(text));
+}
+
+nlohmann::json closing_of(const std::string& text) {
+  return nlohmann::json::parse(text.substr(closing_place(text)));
+}
+
 std::vector<std::string> raw_files(const std::filesystem::path& folder) {
   std::vector<std::string> files;
   for (const auto& entry : std::filesystem::directory_iterator(folder))
@@ -58,7 +80,7 @@ process_result read_demo(const std::vector<std::string>& arguments, const demo_d
 
 std::vector<unsigned> event_numbers(const std::string& lines) {
   std::vector<unsigned> numbers;
-  for (const auto& line : json_lines(lines)) numbers.push_back(line.at("event"));
+  for (const auto& line : event_lines(lines)) numbers.push_back(line.at("event"));
   return numbers;
 }
 

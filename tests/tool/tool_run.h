@@ -17,6 +17,14 @@ process_result run_tool(const std::vector<std::string>& arguments);
 /// The JSON objects of a text of JSON lines; throws for a line that is none.
 std::vector<nlohmann::json> json_lines(const std::string& text);
 
+/// The lines of a text of JSON lines but the last one, in which the verbs of the dataset layer close with
+/// the selection and the ledger. Of the classic reader, which has no such line, all of them.
+std::string without_closing(const std::string& lines);
+/// The JSON objects of those.
+std::vector<nlohmann::json> event_lines(const std::string& text);
+/// The closing object; throws when there is none.
+nlohmann::json closing_of(const std::string& text);
+
 /// The raw files in a folder, in the order of their names.
 std::vector<std::string> raw_files(const std::filesystem::path& folder);
 

@@ -1,6 +1,5 @@
 #include "block_summary.h"
 
-#include <cmath>
 #include <cstring>
 
 #include "ravo_payload.h"
@@ -19,26 +18,14 @@ bool read(bytes data, std::size_t offset, Record& record) {
 
 std::string text_of(const char* field, std::size_t size) { return {field, strnlen(field, size)}; }
 
-// `count` floats from `offset` on, which lie inside the data.
+// `count` floats from `offset` on, which lie inside the data, but not always where floats may lie.
 number_summary summarise_numbers(bytes data, std::size_t offset, std::size_t count) {
-  number_summary summary;
-  summary.count = count;
-  double sum = 0;
-  std::size_t finite = 0;
-  for (std::size_t i = 0; i < count; ++i) {
+  const unsigned char* first = data.data() + offset;
+  return tool::summarise_numbers(count, [first](std::size_t i) {
     float value;
-    std::memcpy(&value, data.data() + offset + i * sizeof value, sizeof value);
-    if (!std::isfinite(value)) {
-      ++summary.not_finite;
-      continue;
-    }
-    if (finite == 0 || value < summary.min) summary.min = value;
-    if (finite == 0 || value > summary.max) summary.max = value;
-    sum += value;
-    ++finite;
-  }
-  if (finite > 0) summary.mean = sum / static_cast<double>(finite);
-  return summary;
+    std::memcpy(&value, first + i * sizeof value, sizeof value);
+    return value;
+  });
 }
 
 // Where the samples of a spectrum lie.
@@ -107,6 +94,7 @@ bool summarise_pixels(bytes pixels, image_summary image, block_summary& summary)
     for (std::size_t byte = 0; byte < size; ++byte) pixel = pixel << 8 | pixels[i * size + byte];
     sum += pixel;
     if (pixel > image.max) image.max = pixel;
+    if (i == 0 || pixel < image.min) image.min = pixel;
   }
   if (count > 0) image.mean = sum / static_cast<double>(count);
   summary.image = image;

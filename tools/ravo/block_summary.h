@@ -9,19 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "number_summary.h"
 #include "ravo_data_types.h"
 
 namespace ravo::tool {
-
-/// Values that are not finite are counted, and left out of the rest.
-struct number_summary {
-  std::string name;  ///< of the member
-  std::size_t count = 0;
-  std::size_t not_finite = 0;
-  double mean = 0;
-  double min = 0;
-  double max = 0;
-};
 
 struct image_summary {
   int width;
@@ -30,6 +21,7 @@ struct image_summary {
   std::uint32_t frame;
   double mean;
   std::uint32_t max;
+  std::uint32_t min = 0;
 };
 
 struct update_summary {

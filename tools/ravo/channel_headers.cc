@@ -52,7 +52,8 @@ ravo_serv_block_head_2010 read_server_head(const raw_file& file, std::uint32_t o
   if (file.generation() == ravo_file_generation::current)
     return read_server_head_as<ravo_serv_block_head_2010>(file, offset);
   const auto older = read_server_head_as<ravo_serv_block_head>(file, offset);
-  ravo_serv_block_head_2010 head{older.time, older.ltotal, older.mpulse, {}, older.tmask, older.status, older.nchan};
+  ravo_serv_block_head_2010 head{older.time,  older.ltotal, older.mpulse, {},
+                                 older.tmask, older.status, older.nchan};
   std::memcpy(head.server, older.server, sizeof older.server);
   return head;
 }

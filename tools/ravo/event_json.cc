@@ -4,6 +4,7 @@
 #include "decoded_block.h"
 #include "event_printing.h"
 #include "json_lines.h"
+#include "ledger_printing.h"
 #include "raw_file.h"
 #include "times.h"
 
@@ -65,8 +66,11 @@ json entry_object(const read_entry& entry, checksums sums) {
   object["event"] = entry.id.event_number;
   object["time"] = format_time(entry.id.time);
   object["held"] = entry.held;
+  if (entry.status) object["value_status"] = key_of(value_status_text(*entry.status));
+  if (entry.status && entry.held) object["age_us"] = entry.age;
   if (!entry.block) {
-    object["problem"] = "the block could not be converted";
+    object["problem"] =
+        entry.status ? value_status_text(*entry.status) : "the block could not be converted";
     return object;
   }
   const decoded_block& decoded = *entry.block;
@@ -87,7 +91,7 @@ void print_event_json(const read_event& event, checksums sums, output& out) {
   json line;
   line["event"] = event.id.event_number;
   line["time"] = format_time(event.id.time);
-  line["generation"] = name_of(event.generation);
+  line["generation"] = event.generation ? json(name_of(*event.generation)) : json();
   line["channels"] = json::array();
   for (const read_entry& entry : event.entries) line["channels"].push_back(entry_object(entry, sums));
   out.print(json_line(line));

@@ -335,6 +335,14 @@ std::size_t count_other_streams(const std::vector<std::string>& files, const std
       }));
 }
 
+void tell_other_streams(const std::vector<std::string>& files, const std::string& stream) {
+  if (const std::size_t others = count_other_streams(files, stream))
+    fmt::print(stderr,
+               "ravo: the names of {} of the {} files do not say stream {}: folders are searched by run, "
+               "time and experiment only\n",
+               others, files.size(), stream);
+}
+
 void print_decisions(const file_request& request, const file_decisions& decisions, output& out) {
   fmt::print(out.file(), "{}{} of experiment {}, stream {}{}\n", out.bold(), request.text(),
              request.experiment, request.stream, out.plain());

@@ -63,6 +63,8 @@ void print_decisions_json(const file_decisions& decisions, output& out);
 /// Files of the list that do not bear the stream's name: a directory is searched by run, time and
 /// experiment only.
 std::size_t count_other_streams(const std::vector<std::string>& files, const std::string& stream);
+/// Says on standard error how many they are, if any.
+void tell_other_streams(const std::vector<std::string>& files, const std::string& stream);
 
 }  // namespace ravo::tool
 

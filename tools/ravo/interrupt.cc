@@ -1,6 +1,9 @@
 #include "interrupt.h"
 
+#include <semaphore.h>
 #include <signal.h>
+
+#include <cerrno>
 
 #include "failure.h"
 
@@ -8,12 +11,19 @@ namespace ravo::tool {
 namespace {
 
 volatile sig_atomic_t asked_to_stop = 0;
+sem_t something_to_look_at;  // posted by the handler, which may do little else
 
-extern "C" void remember_interrupt(int) { asked_to_stop = 1; }
+extern "C" void remember_interrupt(int) {
+  const int error = errno;
+  asked_to_stop = 1;
+  sem_post(&something_to_look_at);
+  errno = error;
+}
 
 }  // namespace
 
 void listen_for_signals() {
+  sem_init(&something_to_look_at, 0, 0);
   struct sigaction action {};
   action.sa_handler = remember_interrupt;
   action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
@@ -24,6 +34,19 @@ void listen_for_signals() {
 
 void check_for_interrupt() {
   if (asked_to_stop) throw interrupted{};
+}
+
+// The watcher wakes once, for Ctrl-C or for the end of this object; stopping at the end does no harm.
+stop_on_interrupt::stop_on_interrupt()
+    : watcher_([this] {
+        while (sem_wait(&something_to_look_at) != 0 && errno == EINTR) {
+        }
+        stop_.request_stop();
+      }) {}
+
+stop_on_interrupt::~stop_on_interrupt() {
+  sem_post(&something_to_look_at);
+  watcher_.join();
 }
 
 }  // namespace ravo::tool

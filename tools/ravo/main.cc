@@ -56,8 +56,9 @@ int run(int argc, char** argv, output& out) {
   tool.require_subcommand(1);
   tool.set_version_flag("--version", "ravo " RAVO_VERSION);
   const verb verbs[] = {simulate_verb(tool), info_verb(tool),    channels_verb(tool), descr_verb(tool),
-                        index_verb(tool),    headers_verb(tool), read_verb(tool),     show_verb(tool),
-                        catalog_verb(tool),  verify_verb(tool),  convert_verb(tool)};
+                        index_verb(tool),    headers_verb(tool), read_verb(tool),     plan_verb(tool),
+                        digest_verb(tool),   stat_verb(tool),    show_verb(tool),     catalog_verb(tool),
+                        verify_verb(tool),   convert_verb(tool)};
   const auto chosen = [&]() -> const verb* {
     for (const verb& one : verbs)
       if (one.command->parsed()) return &one;

@@ -16,6 +16,8 @@ class progress_bar {
   progress_bar(const progress_bar&) = delete;
   progress_bar& operator=(const progress_bar&) = delete;
 
+  /// Whether there is a terminal that the bar can be shown on.
+  bool is_on_terminal() const { return terminal_; }
   /// Shows how much is done, 0 to 1, at most ten times a second.
   void show(double done);
   /// Wipes the bar away, before something else is printed to the same terminal.

@@ -101,13 +101,7 @@ void check_member(const wanted_channel& wanted, const known_channel& known,
     throw data_failure(
         fmt::format("{} has a single member: ask for it without ':{}'", wanted.name, wanted.subchannel));
   }
-  if (wanted.subchannel < type->members) return;
-  std::string members;
-  for (int i = 0; i < type->members; ++i)
-    members +=
-        fmt::format("{}{} {}", i == 0 ? "" : ", ", i, type->member_names[static_cast<std::size_t>(i)]);
-  throw data_failure(
-      fmt::format("{} has no member {}; it has {}", wanted.name, wanted.subchannel, members));
+  check_member_of_type(wanted.name, wanted.subchannel, *type);
 }
 
 std::string unknown_channel(const std::string& name, const catalogue& known) {
@@ -159,6 +153,15 @@ void widen(read_plan& plan, const event_summary& events, bool is_first) {
 }
 
 }  // namespace
+
+void check_member_of_type(const std::string& name, int member, const data_type& type) {
+  if (member < type.members) return;
+  std::string members;
+  for (int i = 0; i < type.members; ++i)
+    members +=
+        fmt::format("{}{} {}", i == 0 ? "" : ", ", i, type.member_names[static_cast<std::size_t>(i)]);
+  throw data_failure(fmt::format("{} has no member {}; it has {}", name, member, members));
+}
 
 read_plan make_plan(const std::vector<std::string>& files, const std::vector<std::string>& channels) {
   read_plan plan;

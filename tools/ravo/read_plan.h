@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "ravo_data_types.h"
 #include "reading.h"
 
 namespace ravo::tool {
@@ -22,6 +23,10 @@ struct read_plan {
 /// Looks into the files, which have to be of one generation; throws data_failure that names the file or
 /// channel that stands in the way.
 read_plan make_plan(const std::vector<std::string>& files, const std::vector<std::string>& channels);
+
+/// Throws data_failure with the members' names when a channel of this type, of several members, has no such
+/// one.
+void check_member_of_type(const std::string& name, int member, const data_type& type);
 
 }  // namespace ravo::tool
 

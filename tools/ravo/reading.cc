@@ -155,8 +155,11 @@ class event_reading {
     for (std::size_t i = 0; i < reader_.results.size() && i < plan_.channels.size(); ++i) {
       const result_entry& result = *reader_.results[i];
       if (!result.updated && !result.slow) continue;
-      event.entries.push_back(
-          {&plan_.channels[i], result.res.event_id, block_of<subhead>(result.res), result.updated == 0});
+      event.entries.push_back({&plan_.channels[i],
+                               result.res.event_id,
+                               block_of<subhead>(result.res),
+                               result.updated == 0,
+                               {}});
       if (!result.updated) continue;
       ++blocks_read_[i];
       // The first channel that is not slow says which event it is.
@@ -215,11 +218,7 @@ std::vector<std::string> find_files(any_reader& reader, const read_request& requ
   file_decisions decisions;
   choose_files(reader, *request.wanted, request.debug, decisions, out);
   const std::vector<std::string> files = files_of(reader);
-  if (const std::size_t others = count_other_streams(files, request.wanted->stream))
-    fmt::print(stderr,
-               "ravo: the names of {} of the {} files do not say stream {}: folders are searched by run, "
-               "time and experiment only\n",
-               others, files.size(), request.wanted->stream);
+  tell_other_streams(files, request.wanted->stream);
   return files;
 }
 

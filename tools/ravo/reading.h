@@ -1,6 +1,6 @@
-// Reads channels of raw files event by event through the reader of the files' generation, for the verb
-// `read`: checks the files and the channels first, so that what is wrong is said by name, and then hands each
-// event inside the windows to whoever prints it, in the same form for both generations.
+// Reads channels of raw files event by event through the reader of the files' generation, for
+// `ravo read --classic`: checks the files and the channels first, so that what is wrong is said by name,
+// and then hands each event inside the windows to whoever prints it, in the same form for both generations.
 #ifndef RAVO_TOOL_READING_H
 #define RAVO_TOOL_READING_H
 
@@ -14,6 +14,7 @@
 #include "file_request.h"
 #include "output.h"
 #include "ravo_daq_slicer_2010.h"
+#include "ravo_dataset/status.h"
 #include "ravo_file_generation.h"
 
 namespace ravo::tool {
@@ -51,12 +52,14 @@ struct read_entry {
   ravo_time_id id;                     ///< of the event that the data are from
   std::optional<decoded_block> block;  ///< nothing: it could not be converted
   bool held;                           ///< of a slow channel: the value is from an earlier event
+  std::optional<value_status> status;  ///< of a value of the dataset layer; the readers tell none
+  std::int64_t age = 0;                ///< of a held value of the dataset layer, microseconds
 };
 
 /// One event: its number and time, and the channels that have data for it.
 struct read_event {
   ravo_time_id id;
-  ravo_file_generation generation;  ///< of all the files
+  std::optional<ravo_file_generation> generation;  ///< of all the files; nothing when they are of both
   std::vector<read_entry> entries;
 };
 

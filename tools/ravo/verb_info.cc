@@ -7,6 +7,7 @@
 #include "json_lines.h"
 #include "ravo_evutl.h"
 #include "raw_file.h"
+#include "sizes.h"
 #include "times.h"
 #include "verb.h"
 
@@ -50,26 +51,21 @@ std::vector<table_place> places(const raw_file& file) {
   return all;
 }
 
-std::string format_size(std::uint64_t bytes) {
-  constexpr const char* units[] = {"bytes", "KiB", "MiB", "GiB"};
-  auto size = static_cast<double>(bytes);
-  std::size_t unit = 0;
-  for (; size >= 1024.0 && unit + 1 < std::size(units); ++unit) size /= 1024.0;
-  return unit == 0 ? fmt::format("{} bytes", bytes)
-                   : fmt::format("{:.1f} {} ({} bytes)", size, units[unit], bytes);
+// With all digits behind it where those are fewer.
+std::string exact_size(std::uint64_t bytes) {
+  return bytes < 1024 ? format_size(bytes) : fmt::format("{} ({} bytes)", format_size(bytes), bytes);
 }
 
 std::size_t channels_with_data(const raw_file& file) {
   std::size_t with_data = 0;
-  for (const listed_channel& channel : file.channels())
-    with_data += channel.count > 0 ? 1 : 0;
+  for (const listed_channel& channel : file.channels()) with_data += channel.count > 0 ? 1 : 0;
   return with_data;
 }
 
 void print_table(const raw_file& file, output& out) {
   const auto channels = file.channels();
   fmt::print(out.file(), "{}{}{}\n", out.bold(), file.path(), out.plain());
-  fmt::print(out.file(), "  size      {}\n", format_size(file.size()));
+  fmt::print(out.file(), "  size      {}\n", exact_size(file.size()));
   fmt::print(out.file(), "  format    {} generation\n", name_of(file.generation()));
   time_stamp named{};
   if (get_time_from_file_name(file.path().c_str(), &named) == 0)
@@ -148,9 +144,7 @@ void run(const options& asked, output& out) {
 verb info_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("info", "Say what a raw file holds");
   const auto asked = std::make_shared<options>();
-  command->add_option("FILE", asked->files, "Raw files, of either generation")
-      ->required()
-      ->type_name("");
+  command->add_option("FILE", asked->files, "Raw files, of either generation")->required()->type_name("");
   command->add_flag("--json", asked->json, "One JSON object a file");
   command->footer(R"(Examples:
   ravo info demo/linac_main_run1_file1_*.raw

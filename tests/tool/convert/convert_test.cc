@@ -113,7 +113,7 @@ TEST_F(Convert, IsReadLikeTheOlderFiles) {
   arguments.insert(arguments.end(), options.begin(), options.end());
   const process_result read = run_tool(arguments);
   ASSERT_EQ(read.exit_code, 0) << read.err;
-  const std::vector<json> before = json_lines(read_demo(options, data).out), after = json_lines(read.out);
+  const std::vector<json> before = event_lines(read_demo(options, data).out), after = event_lines(read.out);
   ASSERT_EQ(before.size(), after.size());
   for (std::size_t i = 0; i < before.size(); ++i) {
     json older = before[i], current = after[i];
@@ -135,7 +135,7 @@ TEST_F(Convert, AnswersTheKeyOfTheOlderFiles) {
   std::vector<std::string> arguments = {"read"};
   for (const std::string& file : data.files) arguments.push_back(converted(file));
   arguments.insert(arguments.end(), {"--json", "-c", "*"});
-  for (const json& event : json_lines(run_tool(arguments).out))
+  for (const json& event : event_lines(run_tool(arguments).out))
     for (const json& channel : event.at("channels")) {
       if (channel.at("held").get<bool>()) continue;
       const auto known = missing.find({channel.at("event"), channel.at("channel")});

@@ -1,0 +1,200 @@
+#include "dataset_session.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <filesystem>
+
+#include "channel_facts.h"
+#include "classic_request.h"
+#include "failure.h"
+#include "ledger_printing.h"
+#include "raw_file.h"
+#include "times.h"
+
+namespace ravo::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The library's sentence as the end of one that begins with "ravo: "; only its first line, since the ledger
+// that may follow is printed in the tool's own form.
+std::string in_our_words(const std::exception& error) {
+  std::string text = error.what();
+  text.erase(std::min(text.find('\n'), text.size()));
+  constexpr std::string_view before_ledger = "more than the policy allows";
+  if (const auto place = text.find(before_ledger); place != std::string::npos)
+    text.erase(place + before_ledger.size());
+  if (text.size() > 1 && std::islower(static_cast<unsigned char>(text[1])) != 0)
+    text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
+  else if (text.starts_with("A "))
+    text[0] = 'a';
+  return text;
+}
+
+// The files of a run or of a period, as the reader's request finds them and where the catalogue has them.
+std::vector<std::string> find_requested(const selection& wanted, output& out) {
+  file_decisions decisions;
+  any_reader reader;
+  choose_files(reader, file_request_of(wanted), 0, decisions, out);
+  std::vector<std::string> files = files_of(reader);
+  tell_other_streams(files, wanted.stream);
+  return files;
+}
+
+// The files that a selection names, those of its folders among them.
+std::vector<std::string> named_files(const selection& wanted) {
+  std::vector<std::string> files;
+  for (const std::string& path : wanted.files) {
+    std::error_code error;
+    if (!fs::is_directory(path, error)) {
+      files.push_back(path);
+      continue;
+    }
+    for (fs::directory_iterator entry(path, error); !error && entry != fs::directory_iterator();
+         entry.increment(error))
+      if (entry->path().extension() == ".raw") files.push_back(entry->path().string());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+// Whoever names a file that is not there has mistyped it: no policy makes that good.
+void check_that_files_are_there(const selection& wanted) {
+  for (const std::string& path : wanted.files) {
+    std::error_code error;
+    if (!fs::exists(path, error))
+      throw data_failure(path + ": " + why_not_readable(path).value_or("it is gone"));
+  }
+}
+
+// By time, a tolerance that reaches the next event would make one of two: half the distance of events, as
+// the first sound file has them, when that is less than the usual tolerance.
+time_stamp suitable_tolerance(const std::vector<std::string>& files, const time_stamp& usual) {
+  for (const std::string& path : files) {
+    double spacing = 0;
+    try {
+      for (const event_summary& events : raw_file(path).events())
+        if (events.spacing > 0 && (spacing == 0 || events.spacing < spacing)) spacing = events.spacing;
+    } catch (const data_failure&) {
+      continue;
+    }
+    const double half = std::floor(spacing / 2);
+    if (spacing <= 0 || half >= microseconds(usual)) return usual;
+    return {0, static_cast<std::uint32_t>(half)};  // less than the usual one, which is no second
+  }
+  return usual;
+}
+
+}  // namespace
+
+dataset_session::dataset_session(const asked_selection& asked, const limit_arguments& limits,
+                                 print_form form, std::string what, output& out)
+    : wanted_(asked.wanted), opened_(asked.wanted), form_(form), out_(out), bar_(std::move(what)) {
+  if (limits.is_strict) options_.damage = damage_policy::strict();
+  if (limits.largest_missing_share)
+    options_.damage.largest_missing_share = share_option("--max-missing", *limits.largest_missing_share);
+  if (limits.memory) options_.memory_limit = size_option("--memory", *limits.memory);
+  options_.threads = limits.threads;
+  options_.stop = stop_.token();
+  options_.progress = [this](const read_progress& now) { follow(now); };
+  check_that_files_are_there(wanted_);
+  if (wanted_.files.empty()) {
+    opened_.files = find_requested(wanted_, out);
+    opened_.runs.reset();
+  }
+  if (wanted_.synch == synch_mode::by_time && !asked.has_tolerance)
+    wanted_.tolerance = opened_.tolerance = suitable_tolerance(named_files(opened_), wanted_.tolerance);
+}
+
+void dataset_session::follow(const read_progress& now) {
+  if (now.total_bytes == 0) return;
+  if (now.done_bytes < done_bytes_) ++round_;
+  done_bytes_ = now.done_bytes;
+  const double part = static_cast<double>(now.done_bytes) / static_cast<double>(now.total_bytes);
+  show_progress((static_cast<double>(round_) + part) / static_cast<double>(std::max(rounds_, round_ + 1)));
+}
+
+void dataset_session::show_progress(double done) {
+  if (!out_.is_terminal()) bar_.show(done);
+}
+
+dataset dataset_session::open() {
+  try {
+    return dataset::open(opened_, options_);
+  } catch (const selection_error& error) {
+    throw data_failure(in_our_words(error));
+  } catch (const missing_data& error) {
+    // The tool has more to say about a file that is refused.
+    for (const std::string& path : named_files(opened_))
+      if (const auto reason = why_refused(path)) throw data_failure(*reason);
+    throw data_failure(in_our_words(error));
+  }
+}
+
+void dataset_session::run(const std::function<void(dataset&)>& work) {
+  const char* end = "complete";
+  std::optional<std::string> failure;
+  bool is_interrupted = false;
+  try {
+    dataset data = open();
+    check_members(data);
+    ledger_ = data.ledger();
+    work(data);
+  } catch (const read_cancelled&) {
+    is_interrupted = true;
+  } catch (const interrupted&) {
+    is_interrupted = true;
+  } catch (const missing_data& error) {
+    end = "missing_data";
+    failure = in_our_words(error);
+  } catch (const memory_exceeded& error) {
+    end = "memory_exceeded";
+    failure = in_our_words(error);
+  } catch (const selection_error& error) {
+    throw data_failure(in_our_words(error));
+  }
+  bar_.hide();
+  close(is_interrupted ? "interrupted" : end);
+  if (is_interrupted) throw interrupted{};
+  if (failure) throw data_failure(*failure);
+}
+
+void dataset_session::read_events(dataset& data, const event_options& options,
+                                  const std::function<void(const event&)>& take) {
+  // Counting aligns all files first: only for somebody who looks at the bar.
+  double all = 0;
+  if (bar_.is_on_terminal() && !out_.is_terminal()) all = static_cast<double>(data.size());
+  if (options.count) all = std::min(all, static_cast<double>(*options.count));
+  event_range range = data.events(options);
+  double done = 0;
+  try {
+    while (const auto one = range.next()) {
+      take(*one);
+      check_for_interrupt();
+      show_progress(++done / std::max(all, done));
+    }
+  } catch (...) {
+    ledger_ = range.ledger();
+    throw;
+  }
+  ledger_ = range.ledger();
+}
+
+void dataset_session::close(const char* end) {
+  const std::string text = wanted_.to_text();
+  if (form_ == print_form::table) {
+    out_.flush();
+    fmt::print(stderr, "selection: {}\n", text);
+    print_ledger(ledger_);
+    return;
+  }
+  json last = {{"selection", text}, {"end", end}};
+  last.update(closing_);
+  last["ledger"] = ledger_json(ledger_);
+  out_.print(json_line(last));
+}
+
+}  // namespace ravo::tool

@@ -1,0 +1,68 @@
+// A reading of a verb that stands on the dataset layer: finds the files of runs and periods, opens the
+// dataset, shows how far it has come, lets Ctrl-C end it, and closes with what was read, as a selection
+// that can be mailed, and with the ledger. What is wrong is said in the tool's words.
+#ifndef RAVO_TOOL_DATASET_SESSION_H
+#define RAVO_TOOL_DATASET_SESSION_H
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "interrupt.h"
+#include "json_lines.h"
+#include "output.h"
+#include "print_form.h"
+#include "progress.h"
+#include "ravo_dataset/dataset.h"
+#include "selection_options.h"
+
+namespace ravo::tool {
+
+class dataset_session {
+ public:
+  /// `what` stands before the progress bar. Finds the files; throws data_failure.
+  dataset_session(const asked_selection& asked, const limit_arguments& limits, print_form form,
+                  std::string what, output& out);
+
+  /// Opens the dataset and does the work with it. However that ends, the closing follows: on standard
+  /// error for people, as a last JSON object on standard output for machines. Throws what failure.h
+  /// declares.
+  void run(const std::function<void(dataset&)>& work);
+
+  /// For the work: the events, one after the other, and the account of those that were taken.
+  void read_events(dataset& data, const event_options& options,
+                   const std::function<void(const event&)>& take);
+  /// For the work: its own account, where it does not read events.
+  void set_ledger(const read_ledger& ledger) { ledger_ = ledger; }
+  /// For the work: a member of the last JSON object.
+  void add_to_closing(const char* name, json value) { closing_[name] = std::move(value); }
+  print_form form() const { return form_; }
+  output& out() { return out_; }
+  /// For work that the dataset does not do: the bar, 0 to 1.
+  void show_progress(double done);
+  /// For work of the dataset that reads the bytes of one channel after the other.
+  void expect_rounds(std::size_t channels) { rounds_ = channels; }
+  void hide_progress() { bar_.hide(); }
+
+ private:
+  dataset open();
+  void close(const char* end);
+  void follow(const read_progress& now);
+
+  selection wanted_;  // as it was asked for, and is printed
+  selection opened_;  // with the files that were found
+  dataset_options options_;
+  print_form form_;
+  output& out_;
+  progress_bar bar_;
+  stop_on_interrupt stop_;
+  read_ledger ledger_;
+  json closing_ = json::object();
+  std::size_t rounds_ = 1;  // of the dataset's progress, from 0 bytes to all
+  std::size_t round_ = 0;
+  std::uint64_t done_bytes_ = 0;  // of this one
+};
+
+}  // namespace ravo::tool
+
+#endif

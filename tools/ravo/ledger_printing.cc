@@ -1,0 +1,107 @@
+#include "ledger_printing.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "failure.h"
+#include "raw_file.h"
+#include "times.h"
+
+namespace ravo::tool {
+namespace {
+
+// "3 bad checksum, 1 truncated".
+std::string causes_of(const channel_ledger& channel) {
+  std::string text;
+  for (std::size_t i = 0; i < missing_cause_count; ++i)
+    if (channel.missing[i] != 0)
+      text += fmt::format("{}{} {}", text.empty() ? "" : ", ", channel.missing[i],
+                          missing_cause_text(static_cast<missing_cause>(i)));
+  return text;
+}
+
+void print_channels(const read_ledger& ledger) {
+  constexpr std::size_t most = 20;
+  std::size_t printed = 0, left = 0;
+  for (const channel_ledger& one : ledger.channels) {
+    if (one.missing_total() == 0) continue;
+    if (++printed > most) {
+      ++left;
+      continue;
+    }
+    fmt::print(stderr, "  {}: {} of {} missing: {}\n", one.channel, one.missing_total(), one.expected,
+               causes_of(one));
+  }
+  if (left > 0) fmt::print(stderr, "  and {} more channel{}\n", left, left == 1 ? "" : "s");
+}
+
+void print_values(const read_ledger& ledger) {
+  constexpr std::size_t most = 5;
+  const std::size_t shown = std::min(most, ledger.values.size());
+  for (std::size_t i = 0; i < shown; ++i) {
+    const missing_value& one = ledger.values[i];
+    fmt::print(stderr, "    {} event {}: {}, {} at {}\n", one.channel, one.event.event_number,
+               missing_cause_text(one.cause), one.file, one.offset);
+  }
+  if (ledger.missing() > shown && shown > 0)
+    fmt::print(stderr, "    and {} more\n", ledger.missing() - shown);
+}
+
+}  // namespace
+
+std::string key_of(const char* words) {
+  std::string key = words;
+  std::replace(key.begin(), key.end(), ' ', '_');
+  return key;
+}
+
+std::optional<std::string> why_refused(const std::string& path) {
+  try {
+    const raw_file file(path);
+  } catch (const data_failure& failure) {
+    return failure.what();
+  }
+  return std::nullopt;
+}
+
+void print_ledger(const read_ledger& ledger) {
+  if (!ledger.channels.empty())  // else nothing was read
+    fmt::print(stderr, "ledger: {} value{} expected = {} delivered + {} missing\n", ledger.expected(),
+               ledger.expected() == 1 ? "" : "s", ledger.delivered(), ledger.missing());
+  print_channels(ledger);
+  print_values(ledger);
+  for (const refused_file& file : ledger.files)
+    fmt::print(stderr, "  left out: {}\n",
+               why_refused(file.path).value_or(file.path + ": " + file.problem));
+}
+
+json ledger_json(const read_ledger& ledger) {
+  json object = {{"expected", ledger.expected()}, {"delivered", ledger.delivered()},
+                 {"missing", ledger.missing()},   {"channels", json::array()},
+                 {"values", json::array()},       {"files", json::array()}};
+  for (const channel_ledger& one : ledger.channels) {
+    json missing = json::object();
+    for (std::size_t i = 0; i < missing_cause_count; ++i)
+      if (one.missing[i] != 0)
+        missing[key_of(missing_cause_text(static_cast<missing_cause>(i)))] = one.missing[i];
+    object["channels"].push_back({{"channel", one.channel},
+                                  {"expected", one.expected},
+                                  {"delivered", one.delivered},
+                                  {"missing", std::move(missing)}});
+  }
+  for (const missing_value& one : ledger.values)
+    object["values"].push_back({{"channel", one.channel},
+                                {"event", one.event.event_number},
+                                {"time", format_time(one.event.time)},
+                                {"cause", key_of(missing_cause_text(one.cause))},
+                                {"file", one.file},
+                                {"offset", one.offset}});
+  for (const refused_file& file : ledger.files)
+    object["files"].push_back(
+        {{"file", file.path},
+         {"problem", why_refused(file.path).value_or(file.path + ": " + file.problem)}});
+  return object;
+}
+
+}  // namespace ravo::tool

@@ -1,0 +1,59 @@
+// Count, mean, least and greatest of many numbers; those that are not finite are counted and left out.
+#ifndef RAVO_TOOL_NUMBER_SUMMARY_H
+#define RAVO_TOOL_NUMBER_SUMMARY_H
+
+#include <cmath>
+#include <cstddef>
+#include <string>
+
+namespace ravo::tool {
+
+struct number_summary {
+  std::string name;  ///< of the member
+  std::size_t count = 0;
+  std::size_t not_finite = 0;
+  double mean = 0;
+  double min = 0;
+  double max = 0;
+
+  bool has_any() const { return count > not_finite; }
+};
+
+/// Of `count` numbers; `at` tells the one at an index.
+template <class At>
+number_summary summarise_numbers(std::size_t count, At at) {
+  number_summary summary;
+  summary.count = count;
+  double sum = 0;
+  std::size_t finite = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto value = static_cast<double>(at(i));
+    if (!std::isfinite(value)) {
+      ++summary.not_finite;
+      continue;
+    }
+    if (finite == 0 || value < summary.min) summary.min = value;
+    if (finite == 0 || value > summary.max) summary.max = value;
+    sum += value;
+    ++finite;
+  }
+  if (finite > 0) summary.mean = sum / static_cast<double>(finite);
+  return summary;
+}
+
+/// Takes more numbers into a summary.
+inline void merge(number_summary& to, const number_summary& more) {
+  if (more.has_any()) {
+    if (!to.has_any() || more.min < to.min) to.min = more.min;
+    if (!to.has_any() || more.max > to.max) to.max = more.max;
+    const auto had = static_cast<double>(to.count - to.not_finite);
+    const auto adds = static_cast<double>(more.count - more.not_finite);
+    to.mean = (to.mean * had + more.mean * adds) / (had + adds);
+  }
+  to.count += more.count;
+  to.not_finite += more.not_finite;
+}
+
+}  // namespace ravo::tool
+
+#endif
