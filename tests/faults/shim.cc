@@ -304,8 +304,6 @@ long settled_threads(long most) {
 
 using namespace ravo::test;
 
-#if !defined(RAVO_FAULTS_UNDER_TSAN)
-
 namespace {
 
 // What is asked for while the system looks for its own malloc.
@@ -414,8 +412,6 @@ void operator delete(void* memory, std::size_t) noexcept { free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { free(memory); }
 void operator delete(void* memory, const std::nothrow_t&) noexcept { free(memory); }
 void operator delete[](void* memory, const std::nothrow_t&) noexcept { free(memory); }
-
-#endif
 
 namespace {
 

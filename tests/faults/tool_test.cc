@@ -75,8 +75,6 @@ TEST(FileSearch, OneFolderThatCannotBeReadCostsNoOther) {
   EXPECT_EQ(found.problems.size(), 1u);
 }
 
-#if !defined(RAVO_FAULTS_WITHOUT_MEMORY_CALLS)
-
 TEST(FileSearch, WithoutMemoryThrowsWhatTheToolTells) {
   const three_folders folders;
   const long calls =
@@ -90,8 +88,6 @@ TEST(FileSearch, WithoutMemoryThrowsWhatTheToolTells) {
                    });
   EXPECT_GE(calls, 10);
 }
-
-#endif
 
 // ---- files ------------------------------------------------------------------------------------------
 
@@ -139,8 +135,6 @@ TYPED_TEST(ToolAndFile, AFileThatShrinksAtAnyMomentIsToldAsChanged) {
   });
 }
 
-#if !defined(RAVO_FAULTS_WITHOUT_MEMORY_CALLS)
-
 TYPED_TEST(ToolAndFile, ACheckWithoutMemoryTellsOfItOrThrowsAndInventsNoDamage) {
   const std::vector<std::string> good = this->check(2);
   const resources before;
@@ -159,8 +153,6 @@ TYPED_TEST(ToolAndFile, ACheckWithoutMemoryTellsOfItOrThrowsAndInventsNoDamage) 
   EXPECT_GE(calls, 30);
   before.expect_same("after all");
 }
-
-#endif
 
 }  // namespace
 }  // namespace ravo::test
