@@ -1,5 +1,5 @@
-# Builds the reader as a site with its own table-access library does: on the headers of that library
-# alone, its functions left open. Every function that the reader leaves open and that our own libraries
+# Builds the reader and the dataset layer as a site with its own table-access library does: on the headers of that
+# library alone, its functions left open. Every function that they leave open and that our own libraries
 # have must be declared in ravo_evutl.h or ravo_xml.h: nothing else is the site's to provide.
 cmake_minimum_required(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/steps.cmake)
@@ -24,6 +24,9 @@ if(SHARED)
   set(dynamic -D)
 endif()
 symbols(open -D --undefined-only ${WORK_DIR}/library/daq/reader/libravo_daq_reader.so)
+symbols(open_in_dataset -D --undefined-only ${WORK_DIR}/library/daq/dataset/libravo_dataset.so)
+list(APPEND open ${open_in_dataset})
+list(REMOVE_DUPLICATES open)
 symbols(provided ${dynamic} --defined-only --extern-only ${EVUTL} ${XML})
 # The declarations of the two headers, with those of the headers that they include.
 set(declarations "")
