@@ -2,6 +2,7 @@
 // begin, which entry is asked for, and what the bytes are. What comes out is looked into.
 #include <cstring>
 
+#include "both_ways.h"
 #include "decode/decode_block.h"
 #include "expect.h"
 #include "input.h"
@@ -16,13 +17,25 @@ namespace {
 
 bool has_end(const char* text, std::size_t room) { return std::memchr(text, '\0', room) != nullptr; }
 
-/// The channel that is asked for: the one whose name the block bears, so that the decoder goes on, unless the
-/// input insists on another.
+/// The channel that is asked for: the one whose name the block bears, so that the decoder goes on, unless
+/// the input insists on another.
 template <class G>
 std::string asked_channel(const std::string& said, const block_source& source, unsigned long block) {
   const auto head = read_subheader<G>(source.channel, block);
   if (!head || said == "another") return said;
   return {head->chname, strnlen(head->chname, sizeof head->chname)};
+}
+
+/// A stream that the decoder meets is inflated in the two ways that there are.
+template <class G>
+void inflate_its_stream(const block_source& source, const typename G::chan_pointers_table_entry& where) {
+  stored_payload payload;
+  const auto head = read_subheader<G>(source.channel, where.chhd);
+  if (!head) return;
+  static_cast<void>(locate_payload<G>(source.channel, where.chhd, where.data, *head, payload));
+  const bool is_stream = payload.form == stored_form::compressed && payload.by == unzipper::zlib;
+  if (!is_stream || payload.bytes == nullptr || payload.size == 0 || payload.room == 0) return;
+  inflate_both_ways(exact_copy({reinterpret_cast<const char*>(payload.bytes), payload.size}), payload.room);
 }
 
 template <class G>
@@ -39,6 +52,7 @@ void decode(input& from) {
                             {blocks.data(), blocks.size(), begin}};
   const std::string channel = asked_channel<G>(said, source, where.chhd);
 
+  inflate_its_stream<G>(source, where);
   const decode_result<G> result = decode_block<G>(source, where, channel.c_str(), subchannel);
   const decode_result<G> again = decode_block<G>(source, where, channel.c_str(), subchannel);
   expect(result.outcome == again.outcome, "decoding is the same twice");
