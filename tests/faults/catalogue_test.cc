@@ -1,5 +1,6 @@
-// The catalogue builder at every call that it makes: killed there, refused there, without memory there. Who asks
-// the catalogue afterwards sees whole runs or none, and a second build finishes what the first one could not.
+// The catalogue builder at every call that it makes: killed there, refused there, without memory there. Who
+// asks the catalogue afterwards sees whole runs or none, and a second build finishes what the first one
+// could not.
 #include <sstream>
 
 #include "../daq/writer/trouble.h"
@@ -9,7 +10,8 @@
 namespace ravo::test {
 namespace {
 
-constexpr unsigned of_the_builder = call::on_disk | call::read | call::stat | call::open_folder | call::list_folder;
+constexpr unsigned of_the_builder =
+    call::on_disk | call::read | call::stat | call::open_folder | call::list_folder;
 
 class CatalogueBuilder : public testing::Test {
  protected:
@@ -18,8 +20,8 @@ class CatalogueBuilder : public testing::Test {
   CatalogueBuilder() {
     for (int number = 1; number <= runs; ++number)
       for (unsigned file = 0; file < small_run<current_generation>::files; ++file)
-        raw.write("linac_main_run" + std::to_string(number) + "_file" + std::to_string(file + 1) + "_20231114T2213" +
-                      std::to_string(20 + file) + "Z.raw",
+        raw.write("linac_main_run" + std::to_string(number) + "_file" + std::to_string(file + 1) +
+                      "_20231114T2213" + std::to_string(20 + file) + "Z.raw",
                   of.content(file));
     const temporary_folder folder;
     build(folder);
@@ -42,12 +44,14 @@ class CatalogueBuilder : public testing::Test {
   /// What the catalogue knows of each run. Fails the test when a catalogue file is damaged.
   static std::map<int, std::string> content_of(const temporary_folder& folder) {
     std::map<int, std::string> content;
-    const auto damaged = catalogue::visit_runs(folder.path().string(), "", "", [&](const catalogue::run_entry& run) {
-      std::ostringstream text;
-      for (const auto& file : run.files)
-        text << file.path << " " << file.events << " " << file.start.timeup << " " << file.end.timelow << "\n";
-      content[run.run] = text.str();
-    });
+    const auto damaged =
+        catalogue::visit_runs(folder.path().string(), "", "", [&](const catalogue::run_entry& run) {
+          std::ostringstream text;
+          for (const auto& file : run.files)
+            text << file.path << " " << file.events << " " << file.start.timeup << " " << file.end.timelow
+                 << "\n";
+          content[run.run] = text.str();
+        });
     for (const auto& one : damaged) ADD_FAILURE() << one.file << ": " << one.text;
     return content;
   }
@@ -84,18 +88,21 @@ class CatalogueBuilder : public testing::Test {
 TEST_F(CatalogueBuilder, KilledAtAnyCallLeavesWholeRunsAndASecondBuildFinishes) {
   const long calls = calls_of_a_build(of_the_builder);
   EXPECT_GE(calls, 40);
-  for (long which = 0; which < calls; ++which) kill_and_finish(of_the_builder, which, mishap::kill_before, 1);
+  for (long which = 0; which < calls; ++which)
+    kill_and_finish(of_the_builder, which, mishap::kill_before, 1);
 }
 
 TEST_F(CatalogueBuilder, KilledWhileSeveralThreadsWorkLikewise) {
   const long calls = calls_of_a_build(of_the_builder);
-  for (long which = 0; which < calls; which += 3) kill_and_finish(of_the_builder, which, mishap::kill_before, 3);
+  for (long which = 0; which < calls; which += 3)
+    kill_and_finish(of_the_builder, which, mishap::kill_before, 3);
 }
 
 TEST_F(CatalogueBuilder, KilledInTheMiddleOfAWriteLikewise) {
   const long writes = calls_of_a_build(call::write);
   EXPECT_GE(writes, runs);
-  for (long which = 0; which < writes; ++which) kill_and_finish(call::write, which, mishap::half_then_kill, 1);
+  for (long which = 0; which < writes; ++which)
+    kill_and_finish(call::write, which, mishap::half_then_kill, 1);
 }
 
 // ---- refused --------------------------------------------------------------------------------------
@@ -115,11 +122,11 @@ class CatalogueBuilderRefused : public CatalogueBuilder {
     long told = 0;
   };
   count refuse_every_call(unsigned kinds, int error, extent reach = extent::one_call, int threads = 1,
-                          mishap how = mishap::failure) {
+                          mishap how = mishap::failure, long step = 1) {
     count result;
     build(temporary_folder(), threads);
     const resources before;
-    for (long which = 0; which < 5000 && !HasFailure(); ++which) {
+    for (long which = 0; which < 5000 && !HasFailure(); which += step) {
       const std::string when = std::to_string(which);
       const temporary_folder folder;
       const catalogue::build_settings settings = settings_for(folder, threads);
@@ -144,7 +151,8 @@ class CatalogueBuilderRefused : public CatalogueBuilder {
       before.expect_same(when);
       // What was not told of has been done; a file that was told of may be missing in its run.
       const auto content = content_of(folder);
-      for (const auto& [run, text] : content) EXPECT_TRUE(is_part(text, whole.at(run))) << when << " " << text;
+      for (const auto& [run, text] : content)
+        EXPECT_TRUE(is_part(text, whole.at(run))) << when << " " << text;
       EXPECT_TRUE(problems > 0 || content == whole) << when;
       EXPECT_TRUE(build(folder).problems.empty()) << when;
       EXPECT_EQ(content_of(folder), whole) << when;
@@ -188,11 +196,15 @@ TEST_F(CatalogueBuilderRefused, AThreadThatCannotBeMadeIsDoneWithout) {
 }
 
 TEST_F(CatalogueBuilderRefused, MemoryThatIsNotToBeHadIsToldAndNothingIsThrown) {
-  EXPECT_GE(refuse_every_call(call::allocation, ENOMEM).calls, 200);
+  const count refused =
+      refuse_every_call(call::allocation, ENOMEM, extent::one_call, 1, mishap::failure, thinned);
+  EXPECT_GE(refused.calls, 200 / thinned);
 }
 
 TEST_F(CatalogueBuilderRefused, MemoryThatIsNotToBeHadInAnyThreadLikewise) {
-  EXPECT_GE(refuse_every_call(call::allocation, ENOMEM, extent::all_from_there, 3).calls, 100);
+  const count refused =
+      refuse_every_call(call::allocation, ENOMEM, extent::all_from_there, 3, mishap::failure, thinned);
+  EXPECT_GE(refused.calls, 100 / thinned);
 }
 
 }  // namespace

@@ -67,10 +67,19 @@ class fault {
 };
 
 /// Waits until a thread is held by a fault of mishap::hold, or until none will be: the chosen call has come and
-/// gone, or each other thread has ended or waits on a condition. True: one is held.
+/// gone, or each other thread has ended or waits on a condition. A thread that pauses again and again comes to its
+/// chosen call. True: one is held.
 bool wait_until_held_or_idle();
 /// Lets a held thread go on.
 void let_go();
+
+/// Tests that take minutes under a sanitizer disturb every so many calls there: one in five meets each place in the
+/// code all the same, because a run passes it many times.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr long thinned = 5;
+#else
+inline constexpr long thinned = 1;
+#endif
 
 /// Memory that was given out while it lives and not given back. What the system allocates for a thread that
 /// is being made is not counted: it is kept for the next one.

@@ -1,6 +1,6 @@
-// The writer at every call that it makes: killed there, refused there, interrupted there. What may be seen is whole,
-// what was refused may be repeated, and a second run finishes what the first one could not. The oracle is a run that
-// nothing disturbed: the same calls give the same bytes.
+// The writer at every call that it makes: killed there, refused there, interrupted there. What may be seen
+// is whole, what was refused may be repeated, and a second run finishes what the first one could not. The
+// oracle is a run that nothing disturbed: the same calls give the same bytes.
 #include "../daq/writer/trouble.h"
 #include "shim.h"
 #include "written_in_pieces.h"
@@ -57,21 +57,21 @@ TYPED_TEST_SUITE(WriterAtEveryCall, generations, generation_name);
 TYPED_TEST(WriterAtEveryCall, KilledThereLeavesWholeFilesAndARerunFinishes) {
   const long calls = this->calls_of_a_run(of_the_writer);
   EXPECT_GE(calls, 30);
-  for (long which = 0; which < calls; ++which)
+  for (long which = 0; which < calls; which += thinned)
     this->kill_and_finish(of_the_writer, which, mishap::kill_before, true);
   this->kill_and_finish(of_the_writer, calls - 1, mishap::kill_after, true);
 }
 
 TYPED_TEST(WriterAtEveryCall, KilledThereWithoutNamelessFilesLikewise) {
   const long calls = this->calls_of_a_run(of_the_writer);
-  for (long which = 1; which < calls; which += 2)
+  for (long which = 1; which < calls; which += 2 * thinned)
     this->kill_and_finish(of_the_writer, which, mishap::kill_before, false);
 }
 
 TYPED_TEST(WriterAtEveryCall, KilledInTheMiddleOfAWriteLikewise) {
   const long writes = this->calls_of_a_run(call::write);
   EXPECT_GE(writes, 12);
-  for (long which = 0; which < writes; ++which)
+  for (long which = 0; which < writes; which += thinned)
     this->kill_and_finish(call::write, which, mishap::half_then_kill, true);
 }
 
@@ -80,15 +80,15 @@ TYPED_TEST(WriterAtEveryCall, KilledInTheMiddleOfAWriteLikewise) {
 template <class generation>
 class WriterRefusedAtEveryCall : public WriterAtEveryCall<generation> {
  protected:
-  /// Refuses one call, then the next, and so on; a call of the writer that says so is repeated. At how many calls
-  /// there was a refusal, and how many of these the writer told of.
+  /// Refuses one call, then the next, and so on; a call of the writer that says so is repeated. At how many
+  /// calls there was a refusal, and how many of these the writer told of.
   struct count {
     long calls = 0;
     long told = 0;
   };
-  count refuse_every_call(unsigned kinds, mishap how, int error) {
+  count refuse_every_call(unsigned kinds, mishap how, int error, long step = 1) {
     count result;
-    for (long which = 0; which < 5000 && !testing::Test::HasFailure(); ++which) {
+    for (long which = 0; which < 5000 && !testing::Test::HasFailure(); which += step) {
       const temporary_folder folder;
       const auto set = this->run.settings(folder);
       const long descriptors = open_descriptors();
@@ -140,15 +140,15 @@ TYPED_TEST(WriterRefusedAtEveryCall, EveryOtherSystemCallLikewise) {
 
 TYPED_TEST(WriterRefusedAtEveryCall, AnInterruptedOrShortCallIsGoneOnWithAndNobodyLearnsOfIt) {
   for (const unsigned kind : {call::write, call::read}) {
-    EXPECT_EQ(this->refuse_every_call(kind, mishap::failure, EINTR).told, 0);
-    EXPECT_EQ(this->refuse_every_call(kind, mishap::short_count, 0).told, 0);
+    EXPECT_EQ(this->refuse_every_call(kind, mishap::failure, EINTR, thinned).told, 0);
+    EXPECT_EQ(this->refuse_every_call(kind, mishap::short_count, 0, thinned).told, 0);
   }
 }
 
 TYPED_TEST(WriterRefusedAtEveryCall, MemoryThatIsNotToBeHadIsToldAndTheRunIsTheSameInTheEnd) {
-  const auto refused = this->refuse_every_call(call::allocation, mishap::failure, ENOMEM);
-  EXPECT_GE(refused.calls, 100);
-  EXPECT_GE(refused.told, 90);
+  const auto refused = this->refuse_every_call(call::allocation, mishap::failure, ENOMEM, thinned);
+  EXPECT_GE(refused.calls, 100 / thinned);
+  EXPECT_GE(refused.told, 90 / thinned);
 }
 
 }  // namespace
