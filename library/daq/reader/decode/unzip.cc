@@ -35,6 +35,14 @@ class decompressors {
     return nullptr;
   }
 
+  void free_of_this_thread() const {
+    if (!is_usable_) return;
+    void* const kept = pthread_getspecific(key_);
+    if (kept == nullptr) return;
+    (void)pthread_setspecific(key_, nullptr);
+    free_decompressor(kept);
+  }
+
  private:
   static void free_decompressor(void* decompressor) {
     libdeflate_free_decompressor(static_cast<libdeflate_decompressor*>(decompressor));
@@ -137,6 +145,8 @@ unzip_result unzip(unzipper by, const unsigned char* bytes, std::size_t size, un
   return by == unzipper::zlib ? unzip_zlib(bytes, size, into, room)
                               : unzip_lzo(bytes, size, into, room, work);
 }
+
+void free_thread_decompressor() { all_decompressors.free_of_this_thread(); }
 
 // The wrapper is 2 bytes in front, whose 16-bit number is a multiple of 31, and 4 behind.
 bool has_wrong_checksum(const unsigned char* bytes, std::size_t size, unsigned char* into,

@@ -24,9 +24,14 @@ struct unzip_result {
 unzip_result unzip(unzipper by, const unsigned char* bytes, std::size_t size, unsigned char* into,
                    std::size_t room, unsigned char* work);
 
-/// Whether a zlib stream that was refused inflates all the same, and only its checksum says otherwise. `into`:
-/// `room` bytes, which are written to.
-bool has_wrong_checksum(const unsigned char* bytes, std::size_t size, unsigned char* into, std::size_t room);
+/// Frees what unzip() keeps for this thread from one stream to the next. The thread's end does so too, but
+/// nobody can wait for the end of a detached thread.
+void free_thread_decompressor();
+
+/// Whether a zlib stream that was refused inflates all the same, and only its checksum says otherwise.
+/// `into`: `room` bytes, which are written to.
+bool has_wrong_checksum(const unsigned char* bytes, std::size_t size, unsigned char* into,
+                        std::size_t room);
 
 /// The most bytes that `size` compressed bytes can hold.
 std::size_t most_unzipped(unzipper by, std::size_t size);

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "allocate.h"
+#include "decode/unzip.h"
 #include "library_calls.h"
 #include "mapping.h"
 #include "microseconds.h"
@@ -72,7 +73,8 @@ template <class G>
 typename G::chan_pointers_table_entry* daq_read_chan<G>::get_data_table_pointer(int index) const {
   if (ecp_tab == nullptr || index < 0 || index >= ecp_tab->maxev) return nullptr;
   const int row = ecpl >= 0 ? ecpl : cdtl;
-  const auto entries = (static_cast<std::size_t>(ecp_tab->length) - sizeof *ecp_tab) / sizeof *ecp_tab->chptr();
+  const auto entries =
+      (static_cast<std::size_t>(ecp_tab->length) - sizeof *ecp_tab) / sizeof *ecp_tab->chptr();
   const auto entry = static_cast<std::size_t>(row) * static_cast<std::size_t>(ecp_tab->maxev) +
                      static_cast<std::size_t>(index);
   return row < 0 || entry >= entries ? nullptr : ecp_tab->chptr() + entry;
@@ -102,7 +104,8 @@ template <class G>
 bool daq_read_chan<G>::load_channel_basket(unsigned long first_subheader) {
   const stopwatch watch;
   constexpr unsigned long smallest = basket_head_size + sizeof(typename G::subhead);
-  const unsigned long offset = first_subheader - basket_head_size;  // wraps beyond any file when there is no room
+  const unsigned long offset =
+      first_subheader - basket_head_size;  // wraps beyond any file when there is no room
   std::int32_t length = 0;
   if (!read_basket_length(fd, cfg->get_file_len(), offset, length)) {
     perror("mmap");
@@ -201,7 +204,8 @@ void daq_read_chan<G>::find_limits() {
 }
 
 // What could not be decoded (entries without data are finished too) is as if the file did not hold it:
-// nobody shall wait for, or step from, a first or last event that never comes. Called with mx held, when no worker will fill an entry any more.
+// nobody shall wait for, or step from, a first or last event that never comes. Called with mx held, when no
+// worker will fill an entry any more.
 template <class G>
 void daq_read_chan<G>::settle_limits() {
   event_limits limits;
@@ -219,7 +223,8 @@ void daq_read_chan<G>::complete() {
   check_source();
 }
 
-// What was decoded from a mapping is what the file held only if nobody changed it meanwhile. Called with mx held.
+// What was decoded from a mapping is what the file held only if nobody changed it meanwhile. Called with mx
+// held.
 template <class G>
 void daq_read_chan<G>::check_source() {
   const bool is_mapped = !G::copies_channel_basket || !cfg->are_baskets_copied();
@@ -292,7 +297,8 @@ template <class G>
 void* daq_read_chan<G>::run_worker(void* argument) {
   auto* reader = static_cast<daq_read_chan*>(argument);
   void* const result = unzip_thread<G>(static_cast<typename G::read_chan*>(reader));
-  reader->leave();  // the reader may be gone from here on
+  free_thread_decompressor();  // whoever waits for the workers finds nothing of theirs
+  reader->leave();             // the reader may be gone from here on
   return result;
 }
 
