@@ -230,6 +230,16 @@ TEST_P(BothUnzippers, RefuseArgumentsThatAreNotThere) {
   }
 }
 
+TEST_P(BothUnzippers, TakeASingleByteFromAndTo) {
+  const bool zlib = GetParam() == 0;
+  unsigned char start[1] = {0};
+  unsigned char dest[1];
+  int room = 1;
+  captured_output output;
+  EXPECT_EQ(zlib ? make_zlib(start, 1, dest, &room) : make_lzo(start, 1, dest, &room, nullptr), 1);
+  EXPECT_EQ(output.stop().find("invalid parameter(s)"), std::string::npos) << "the compression library decides";
+}
+
 TEST_P(BothUnzippers, RunInManyThreadsAtOnce) {
   const bytes content = ramp(4096);
   const bool zlib = GetParam() == 0;

@@ -72,6 +72,9 @@ class Loader : public testing::Test {
     EXPECT_EQ(loader.get_evh_basket(), nullptr);
     EXPECT_EQ(loader.get_sbh_basket(), nullptr);
     EXPECT_TRUE(loader.chans.empty());
+    EXPECT_EQ(loader.get_file_len(), 0);
+    EXPECT_EQ(loader.evh_base_size, 0u);
+    EXPECT_EQ(loader.sbh_base_size, 0u);
     EXPECT_EQ(loader.status(), 0);
   }
 

@@ -440,6 +440,10 @@ TYPED_TEST(ChannelReaderEntries, OnesThatNeverComeArePassedOver) {
   const time_stamp fifth{1005, 0};
   EXPECT_EQ(reader->find_entry_by_time(&fifth, next, &status), reader->out + 6);
   EXPECT_EQ(reader->find_entry_by_time(&fifth, previous, &status), reader->out + 3);
+  // Their time of 0 is not before everything else.
+  const time_stamp early{500, 0};
+  EXPECT_EQ(reader->find_entry_by_time(&early, previous, &status), nullptr);
+  EXPECT_EQ(status, no_data);
 }
 
 TYPED_TEST(ChannelReaderEntries, AreFoundAlsoOutOfOrder) {

@@ -186,6 +186,8 @@ TYPED_TEST(ChannelReader, CopiesTheDescriptionButForThreeFields) {
   EXPECT_EQ(reader.descr.db_key, 0);
   EXPECT_EQ(reader.descr.set_point, 0);
   EXPECT_STREQ(reader.descr.subsystem, "");
+  EXPECT_EQ(reader.descr.nbits, 2);
+  EXPECT_EQ(reader.descr.ndims, 2);
   ASSERT_EQ(reader.descr.bits.size(), 2u);
   EXPECT_EQ(reader.descr.bits[1]->bit, 1);
   ASSERT_EQ(reader.descr.dims.size(), 2u);

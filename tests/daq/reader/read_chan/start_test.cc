@@ -77,7 +77,9 @@ TYPED_TEST(ChannelReaderStart, RefusesABasketHeadOutsideTheFile) {
     ASSERT_EQ(file.loader.status(), 1);
     const auto reader = file.reader();
     captured_output output;
+    testing::internal::CaptureStderr();
     EXPECT_EQ(start_and_wait(*reader), RAVO_DAQ_READ_CHAN_INTERN_ERROR);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::StartsWith("mmap: "));
     EXPECT_EQ(output.stop(), "CHAN Failed to map channel basket header\n");
   }
 }
@@ -89,7 +91,9 @@ TYPED_TEST(ChannelReaderStart, RefusesABasketLengthThatIsNotTrue) {
     typename TestFixture::reading file(content);
     const auto reader = file.reader();
     captured_output output;
+    testing::internal::CaptureStderr();
     EXPECT_EQ(start_and_wait(*reader), RAVO_DAQ_READ_CHAN_INTERN_ERROR) << length;
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::StartsWith("mmap: "));
     EXPECT_EQ(output.stop(), "CHAN Failed to map channel basket\n");
     EXPECT_EQ(reader->chnb, nullptr);
   }

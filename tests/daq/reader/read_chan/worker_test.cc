@@ -612,6 +612,19 @@ TYPED_TEST(UnzipWorker, MarksItsSlotWhenNothingIsLeft) {
   EXPECT_EQ(result.reader->tid[0], static_cast<pthread_t>(-1));
 }
 
+TYPED_TEST(UnzipWorker, MarksNoOtherWorkersSlot) {
+  typename TestFixture::decoded result({this->scalar(0, 1)});
+  result.reader->nthreads = 3;
+  const pthread_t other = pthread_self() + 1;  // an id is only compared
+  result.reader->tid[0] = other;
+  result.reader->tid[1] = pthread_self();
+  result.reader->tid[2] = other;
+  result.reader->set_thread_exited(pthread_self());
+  EXPECT_EQ(result.reader->tid[0], other);
+  EXPECT_EQ(result.reader->tid[1], static_cast<pthread_t>(-1));
+  EXPECT_EQ(result.reader->tid[2], other);
+}
+
 TYPED_TEST(UnzipWorker, TakesNothingWhenItIsToldToStop) {
   typename TestFixture::decoded result({this->scalar(0, 1)});
   result.reader->out_taken = 0;
