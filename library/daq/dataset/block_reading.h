@@ -56,7 +56,7 @@ struct block_window {
   std::size_t bytes = 0;
   std::size_t blocks = 0;
 };
-inline constexpr std::size_t largest_window = std::size_t{1} << 20;
+inline constexpr std::size_t largest_window = std::size_t{1} << 18;
 block_window next_window(const std::vector<entry>& blocks, std::size_t first,
                          std::size_t most = largest_window);
 

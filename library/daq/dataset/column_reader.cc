@@ -77,10 +77,12 @@ column_data column_reader::read() {
                           " have no fixed size: read the column into its own memory");
   if (!is_ragged_) {
     allocate();
+    store_first();
     run_chunks();
     is_ragged_ = is_irregular_;
   }
   if (is_ragged_) {
+    kept_first_.reset();
     data_.status = planned_status_;
     data_.ledger = planned_ledger_;
     if (data_.digest) data_.digest.emplace();
@@ -117,11 +119,22 @@ void column_reader::allocate() {
                             " bytes, and the memory given has " + std::to_string(options_.into.size()));
     out_ = options_.into.data();
   } else {
-    state_->take_memory(bytes, "The column " + data_.channel, kept_->share);
+    if (!state_->memory.try_take(bytes, kept_->share)) {
+      kept_first_.reset();
+      state_->take_memory(bytes, "The column " + data_.channel, kept_->share);
+    }
     data_.memory_ = column_memory(bytes);
     out_ = static_cast<std::byte*>(data_.memory_.get());
   }
   data_.bytes_ = {out_, bytes};
+}
+
+void column_reader::store_first() {
+  if (!kept_first_) return;
+  ragged_part none;
+  store(*first_, kept_first_->payload, kept_first_->row, none);
+  stored_row_ = kept_first_->row;
+  kept_first_.reset();
 }
 
 // ---- reading
@@ -243,6 +256,7 @@ void column_reader::read_chunk(std::size_t number) {
 value_status column_reader::take(const found_block& found, std::uint64_t row, scratch& work,
                                  ragged_part& ragged) {
   if (found.status != value_status::ok) return found.status;
+  if (!is_ragged_ && stored_row_ == row) return value_status::ok;
   byte_view payload(found.payload.bytes, found.payload.size, word_order::file);
   if (found.payload.form == stored_form::compressed) {
     reserve(work, work.decoded, found.payload.room);

@@ -45,6 +45,12 @@ class column_reader {
     datasets::raw_buffer decoded;
     datasets::raw_buffer second;
   };
+  /// The first block that could be read, decoded for what it tells of all: it need not be decoded again.
+  struct kept_block {
+    std::unique_ptr<scratch> work;  ///< holds the payload
+    byte_view payload;
+    std::uint64_t row;
+  };
   struct row_copy {
     std::uint64_t row;
     std::uint64_t from;
@@ -66,6 +72,7 @@ class column_reader {
   void find_first_item();
   void make_chunks();
   void allocate();
+  void store_first();
   void run_chunks();
   void read_chunk(std::size_t number);
   value_status take(const datasets::found_block& found, std::uint64_t row, scratch& work,
@@ -93,6 +100,8 @@ class column_reader {
   std::vector<chunk> chunks_;
   std::uint64_t stored_ = 0;
   std::optional<datasets::item> first_;
+  std::optional<kept_block> kept_first_;
+  std::optional<std::uint64_t> stored_row_;  ///< its values are there before the chunks are read
   std::byte* out_ = nullptr;
   bool is_ragged_ = false;
   bool is_for_digest_ = false;

@@ -121,26 +121,27 @@ void column_reader::make_chunks() {
 
 /// The first block that can be read says what the column's values are.
 void column_reader::find_first_item() {
-  scratch work;
+  auto work = std::make_unique<scratch>();
   for (const block_list& list : lists_) {
     const auto part = state_->timeline.get(list.segment);
-    for (const std::uint32_t index : list.index) {
-      const std::vector<entry> blocks{part->channels[channel_].entries[index]};
+    for (std::size_t at = 0; at < list.index.size() && !first_; ++at) {
+      const std::vector<entry> blocks{part->channels[channel_].entries[list.index[at]]};
       std::shared_ptr<const datasets::open_file> opened;
       const auto source = state_->source_of(*part, channel_, blocks[0].file, opened);
       const auto window = datasets::next_window(blocks, 0);
-      reserve(work, work.read.window, window.bytes);
+      reserve(*work, work->read.window, window.bytes);
       const auto take_room = [&](std::size_t size) {
-        reserve(work, work.read.block, size);
+        reserve(*work, work->read.block, size);
         return true;
       };
+      byte_view payload(nullptr, 0, word_order::file);
       datasets::read_window(
-          source, blocks, 0, window, work.read, take_room, [&](std::size_t, const found_block& found) {
+          source, blocks, 0, window, work->read, take_room, [&](std::size_t, const found_block& found) {
             if (found.status != value_status::ok) return;
-            byte_view payload(found.payload.bytes, found.payload.size, word_order::file);
+            payload = byte_view(found.payload.bytes, found.payload.size, word_order::file);
             if (found.payload.form == stored_form::compressed) {
-              reserve(work, work.decoded, found.payload.room);
-              unsigned char* into = work.decoded.get(found.payload.room);
+              reserve(*work, work->decoded, found.payload.room);
+              unsigned char* into = work->decoded.get(found.payload.room);
               if (datasets::inflate(found, into) != value_status::ok) return;
               payload = byte_view(into, found.payload.room, word_order::file);
             }
@@ -148,7 +149,7 @@ void column_reader::find_first_item() {
             if (first_ && first_->kind == value_kind::name_value)
               data_.record_names = datasets::record_names(*first_, payload);
           });
-      if (first_) break;
+      if (first_) kept_first_ = kept_block{std::move(work), payload, list.row[at]};
       state_->check_stop();
     }
     if (first_) break;

@@ -12,19 +12,18 @@ using datasets::segment;
 
 unsigned char* block_arena::allocate(datasets::memory_budget& memory, std::size_t size) {
   const std::size_t rounded = (size + 15) & ~std::size_t{15};
-  if (slabs_.empty() || rounded > slabs_.back().share.bytes() - used_) {
+  if (slabs_.empty() || rounded > slabs_.back().size() - used_) {
     // Small batches stay small, large ones have few slabs.
     const std::size_t wanted =
         std::max(rounded, std::clamp<std::size_t>(total_, 4096, std::size_t{1} << 20));
     const std::size_t bytes = (wanted + 4095) & ~std::size_t{4095};
-    slab made;
-    if (!memory.try_take(bytes, made.share)) return nullptr;
-    made.memory.get(bytes);
+    datasets::memory_slab made = memory.try_take_slab(bytes);
+    if (made.data() == nullptr) return nullptr;
     slabs_.push_back(std::move(made));
     used_ = 0;
-    total_ += bytes;
+    total_ += slabs_.back().size();
   }
-  unsigned char* const at = slabs_.back().memory.get(0) + used_;
+  unsigned char* const at = slabs_.back().data() + used_;
   used_ += rounded;
   return at;
 }
@@ -38,9 +37,12 @@ value event_batch::at(std::size_t event, std::size_t channel) const {
   const std::int64_t age =
       is_held ? datasets::in_microseconds(ids_[event].time) - datasets::in_microseconds(from.where.time)
               : 0;
-  if (from.status != value_status::ok) return value_access::make(from.status, id, age);
-  return value_access::make(is_held ? here.status : value_status::ok, id, age, from.type, from.error,
-                            {reinterpret_cast<const std::byte*>(from.bytes), from.length});
+  const value seen =
+      from.status != value_status::ok
+          ? value_access::make(from.status, id, age)
+          : value_access::make(is_held ? here.status : value_status::ok, id, age, from.type, from.error,
+                               {reinterpret_cast<const std::byte*>(from.bytes), from.length});
+  return is_held ? value_access::held(seen) : seen;
 }
 
 /// The making of one batch.

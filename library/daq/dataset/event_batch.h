@@ -18,11 +18,7 @@ class block_arena {
   std::size_t bytes() const { return total_; }
 
  private:
-  struct slab {
-    datasets::raw_buffer memory;
-    datasets::memory_share share;
-  };
-  std::vector<slab> slabs_;
+  std::vector<datasets::memory_slab> slabs_;
   std::size_t used_ = 0;   ///< of the last slab
   std::size_t total_ = 0;  ///< of all slabs
 };

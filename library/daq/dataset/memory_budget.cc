@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
+#include <new>
 #include <string>
 
 #include "ravo_dataset/errors.h"
@@ -24,9 +26,17 @@ void memory_share::shrink(std::size_t bytes) {
   bytes_ = bytes;
 }
 
+memory_slab::~memory_slab() {
+  if (memory_ != nullptr) budget_->give_back_slab(memory_, size_);
+}
+
+memory_budget::~memory_budget() {
+  while (spare_ != nullptr) std::free(std::exchange(spare_, spare_->next));
+}
+
 std::size_t memory_budget::used() const {
   const std::lock_guard lock(mutex_);
-  return used_;
+  return used_ - spare_bytes_;
 }
 
 std::size_t memory_budget::peak() const {
@@ -37,7 +47,7 @@ std::size_t memory_budget::peak() const {
 bool memory_budget::try_take(std::size_t bytes, memory_share& share) {
   share.release();
   const std::lock_guard lock(mutex_);
-  if (used_ > limit_ || bytes > limit_ - used_) return false;
+  if (!make_room(bytes)) return false;
   used_ += bytes;
   peak_ = std::max(peak_, used_);
   share = memory_share(this, bytes);
@@ -46,7 +56,7 @@ bool memory_budget::try_take(std::size_t bytes, memory_share& share) {
 
 bool memory_budget::try_grow(std::size_t bytes, memory_share& share) {
   const std::lock_guard lock(mutex_);
-  if (used_ > limit_ || bytes > limit_ - used_) return false;
+  if (!make_room(bytes)) return false;
   used_ += bytes;
   peak_ = std::max(peak_, used_);
   share.budget_ = this;
@@ -66,7 +76,7 @@ bool memory_budget::take(std::size_t bytes, const char* what, memory_share& shar
   std::unique_lock lock(mutex_);
   std::size_t seen = given_back_;
   auto since = clock::now();
-  while (used_ > limit_ || bytes > limit_ - used_) {
+  while (!make_room(bytes)) {
     if (give_up && give_up()) return false;
     room_.wait_for(lock, std::chrono::milliseconds(20));
     if (seen != given_back_) {
@@ -74,7 +84,8 @@ bool memory_budget::take(std::size_t bytes, const char* what, memory_share& shar
       since = clock::now();
     } else if (clock::now() - since > longest) {
       throw memory_exceeded(std::string(what) + " needs " + std::to_string(bytes) + " bytes, and " +
-                            std::to_string(used_) + " of the memory limit of " + std::to_string(limit_) +
+                            std::to_string(used_ - spare_bytes_) + " of the memory limit of " +
+                            std::to_string(limit_) +
                             " are in use; let go of events and columns, or raise the limit");
     }
   }
@@ -89,6 +100,66 @@ memory_share memory_budget::take_over(std::size_t bytes) {
   used_ += bytes;
   peak_ = std::max(peak_, used_);
   return memory_share(this, bytes);
+}
+
+/// Whether so many bytes more stay within the limit, when the spare slabs go that are in the way.
+bool memory_budget::make_room(std::size_t bytes) {
+  const std::size_t in_use = used_ - spare_bytes_;
+  if (in_use > limit_ || bytes > limit_ - in_use) return false;
+  while (used_ > limit_ || bytes > limit_ - used_) {
+    spare_slab* const first = std::exchange(spare_, spare_->next);
+    used_ -= first->size;
+    spare_bytes_ -= first->size;
+    std::free(first);
+  }
+  return true;
+}
+
+memory_slab memory_budget::try_take_slab(std::size_t bytes) {
+  memory_slab slab;
+  slab.budget_ = this;
+  {
+    const std::lock_guard lock(mutex_);
+    for (spare_slab** place = &spare_; *place != nullptr; place = &(*place)->next) {
+      spare_slab* const found = *place;
+      if (found->size < bytes || found->size / 2 > bytes) continue;
+      *place = found->next;
+      spare_bytes_ -= found->size;
+      slab.size_ = found->size;
+      slab.memory_ = reinterpret_cast<unsigned char*>(found);
+      return slab;
+    }
+    if (!make_room(bytes)) return slab;
+    used_ += bytes;
+    peak_ = std::max(peak_, used_);
+  }
+  slab.size_ = bytes;
+  slab.memory_ = static_cast<unsigned char*>(std::malloc(bytes));
+  if (slab.memory_ == nullptr) {
+    give_back(bytes);
+    throw std::bad_alloc();
+  }
+  return slab;
+}
+
+// Small ones come fast from the allocator, and no more are kept than a reading has at a time.
+void memory_budget::give_back_slab(unsigned char* memory, std::size_t size) {
+  bool is_kept = false;
+  {
+    const std::lock_guard lock(mutex_);
+    is_kept = size >= smallest_spare && size <= limit_ / 8 && spare_bytes_ <= limit_ / 8 - size;
+    if (is_kept) {
+      spare_ = new (memory) spare_slab{spare_, size};
+      spare_bytes_ += size;
+      ++given_back_;
+    }
+  }
+  if (is_kept) {
+    room_.notify_all();
+    return;
+  }
+  std::free(memory);
+  give_back(size);
 }
 
 void memory_budget::give_back(std::size_t bytes) {

@@ -35,9 +35,31 @@ class memory_share {
   std::size_t bytes_ = 0;
 };
 
+/// A piece of memory that belongs to the budget and goes back to it, to be used again.
+class memory_slab {
+ public:
+  memory_slab() = default;
+  memory_slab(memory_slab&& other) noexcept
+      : budget_(other.budget_), memory_(std::exchange(other.memory_, nullptr)), size_(other.size_) {}
+  memory_slab& operator=(memory_slab&&) = delete;
+  ~memory_slab();
+
+  unsigned char* data() const { return memory_; }
+  std::size_t size() const { return size_; }
+
+ private:
+  friend class memory_budget;
+  memory_budget* budget_ = nullptr;
+  unsigned char* memory_ = nullptr;
+  std::size_t size_ = 0;
+};
+
 class memory_budget {
  public:
   explicit memory_budget(std::size_t limit) : limit_(limit) {}
+  ~memory_budget();
+  memory_budget(const memory_budget&) = delete;
+  memory_budget& operator=(const memory_budget&) = delete;
 
   std::size_t limit() const { return limit_; }
   std::size_t used() const;
@@ -51,18 +73,34 @@ class memory_budget {
   /// nobody has given anything back for some seconds; false when `give_up` said so, which is asked now and
   /// then.
   bool take(std::size_t bytes, const char* what, memory_share& share, const std::function<bool()>& give_up);
+  /// A slab of at least so many bytes, at most twice as many; one without memory when there is no room now.
+  /// Slabs that were given back are handed out again: the system takes longer to make memory than we to
+  /// fill it. They go as soon as there is no room without them.
+  memory_slab try_take_slab(std::size_t bytes);
   /// Takes what is there already: for small things whose size is known only afterwards.
   memory_share take_over(std::size_t bytes);
 
  private:
   friend class memory_share;
+  friend class memory_slab;
+  /// A slab that nobody uses. It lies in its own memory.
+  struct spare_slab {
+    spare_slab* next;
+    std::size_t size;
+  };
+  static constexpr std::size_t smallest_spare = 16 * 1024;
+
+  bool make_room(std::size_t bytes);
   void give_back(std::size_t bytes);
+  void give_back_slab(unsigned char* memory, std::size_t size);
 
   const std::size_t limit_;
   mutable std::mutex mutex_;  ///< guards what follows
   std::condition_variable room_;
-  std::size_t used_ = 0;
+  std::size_t used_ = 0;  ///< with the spare slabs
   std::size_t peak_ = 0;
+  spare_slab* spare_ = nullptr;
+  std::size_t spare_bytes_ = 0;
   std::size_t given_back_ = 0;  ///< times
 };
 
