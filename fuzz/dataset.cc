@@ -55,7 +55,10 @@ void look_at(const event& seen) {
   for (std::size_t channel = 0; channel < seen.channels(); ++channel) look_at(seen[channel]);
 }
 
-void read_events(const dataset& data, event_order order) {
+using digests = std::vector<channel_digest>;
+
+digests read_events(const dataset& data, event_order order) {
+  digests all(data.channels().size());
   const std::size_t size = data.size();
   std::size_t events = 0;
   event_options options;
@@ -63,10 +66,12 @@ void read_events(const dataset& data, event_order order) {
   event_range range = data.events(options);
   for (const event& seen : range) {
     look_at(seen);
+    for (std::size_t channel = 0; channel < all.size(); ++channel) all[channel].add(seen[channel]);
     expect(++events <= size, "there are as many events as the dataset says");
   }
   expect(events == size, "all events of the dataset come");
   expect(range.ledger().is_balanced(), "the account of events balances");
+  return all;
 }
 
 void read_columns(const dataset& data) {
@@ -91,11 +96,13 @@ void use(const selection& wanted) {
   options.memory_limit = most_memory;
   const dataset data = dataset::open(wanted, options);
   static_cast<void>(data.plan().to_text());
-  read_events(data, event_order::forward);
-  read_events(data, event_order::backward);
+  const digests by_event = read_events(data, event_order::forward);
+  expect(read_events(data, event_order::backward) == by_event, "events are the same in both orders");
   if (const auto found = data.at(first_number + 2)) look_at(*found);
   read_columns(data);
-  static_cast<void>(data.digest());
+  const std::vector<named_digest> at_once = data.digest();
+  for (std::size_t channel = 0; channel < by_event.size(); ++channel)
+    expect(at_once[channel].digest == by_event[channel], "every way of reading has the same digest");
   expect(data.ledger().is_balanced(), "the account of all readings balances");
   expect(data.peak_memory() <= most_memory, "the memory limit holds");
   static_cast<void>(data.ledger().to_text());

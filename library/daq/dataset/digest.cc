@@ -50,7 +50,7 @@ void channel_digest::add(const ravo_time_id& event, value_status status, std::sp
 }
 
 void channel_digest::add(const value& one) {
-  if (one.status() == value_status::ok || is_missing(one.status()))
+  if (!one.is_held() && (one.status() == value_status::ok || is_missing(one.status())))
     add(one.recorded_with(), one.status(), one.bytes());
 }
 

@@ -226,6 +226,38 @@ TYPED_TEST(Damage, APointerIntoTheMiddleOfAServerBlockIsPassedOver) {
 }
 
 // The classic reader's worker ends here, and takes with it what it would have decoded.
+TYPED_TEST(Damage, OfAHeldValueIsToldAtEveryEventAndCountedAtItsOwn) {
+  // An update with the second of four events, whose data lie elsewhere than in its basket.
+  handmade_file_of<TypeParam> slow_file;
+  std::vector<std::pair<std::size_t, float>> fast;
+  for (std::uint32_t i = 0; i < 4; ++i) {
+    fast.emplace_back(i, static_cast<float>(i));
+    slow_file.events.push_back(event_at(1 + i, i * 100));
+  }
+  slow_file.events.push_back(event_at(2, 100, RAVO_EV_UPD));
+  handmade_channel slow("SLOW");
+  slow.ev_mask = 1u << RAVO_EV_UPD;
+  slow.blocks.push_back(update_of(TypeParam{}, 4, 7, noon));
+  slow_file.channels = {numbers_at<TypeParam>("FAST", fast), slow};
+  bytes built = slow_file.build();
+  built.set_u32(slow_file.at.at("pointers") + 12 + 4 * 16 + 12, static_cast<std::uint32_t>(built.size()));
+  selection wanted = of_files({this->folder.write("slow.raw", built.vector())}, {"FAST", "SLOW"});
+  wanted.slow = slow_policy::hold;
+  const dataset data = dataset::open(wanted);
+  channel_digest by_event;
+  event_range events = data.events();
+  for (const event& one : events) {
+    const value seen = one["SLOW"];
+    EXPECT_EQ(seen.status(), one.number() < 2 ? value_status::not_recorded : value_status::truncated);
+    EXPECT_EQ(seen.is_held(), one.number() > 2);
+    by_event.add(seen);
+  }
+  EXPECT_EQ(by_event.values(), 1u);
+  EXPECT_EQ(data.digest()[1].digest, by_event);
+  EXPECT_EQ(events.ledger().channels[1].expected, 1u);
+  EXPECT_EQ(events.ledger().channels[1].missing_total(), 1u);
+}
+
 TYPED_TEST(Damage, APointerBehindTheServerBlocksIsATruncatedBlock) {
   bytes built = this->file.build();
   built.set_u32(this->at_pointer(TestFixture::pointer::server_block),

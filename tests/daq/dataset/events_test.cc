@@ -137,6 +137,7 @@ TYPED_TEST(Events, HoldSlowValuesWithTheirAge) {
                              : age <= 300000 ? value_status::held
                                              : value_status::stale);
     EXPECT_EQ(slow.age(), age);
+    EXPECT_EQ(slow.is_held(), age != 0);
     EXPECT_EQ(slow.number(), from * 10.0);
     EXPECT_EQ(slow.update().status, 3);
     EXPECT_EQ(slow.update().property, "SLOW");

@@ -6,7 +6,9 @@
 #include <filesystem>
 
 #include "captured_output.h"
+#include "ravo_run_catalogue_builder.h"
 #include "small_runs.h"
+#include "temporary_folder.h"
 
 namespace {
 
@@ -61,6 +63,49 @@ TEST_P(Requests, OfAPeriodReadItsEventsOnly) {
   }
   EXPECT_GT(expected, 5u);
   EXPECT_EQ(data.size(), expected);
+}
+
+// The raw files of a catalogue of their own, and data directories that hold nothing.
+TEST_P(Requests, ThroughACatalogueFindRunsAndPeriods) {
+  const temporary_folder catalogue_folder, elsewhere;
+  catalogue::build_settings settings;
+  settings.raw_folder = folder;
+  settings.catalogue_directory = catalogue_folder.path().string();
+  settings.closed_after = -1;
+  const catalogue::build_result built = catalogue::build(settings, {});
+  ASSERT_TRUE(built.problems.empty());
+  ASSERT_EQ(built.runs, 2);
+  const std::string by_catalogue =
+      " chan=LINAC/BPM/001 catalog=" + catalogue_folder.path().string() + " data=";
+  const auto numbers = [](const std::string& text) {
+    const captured_output silence;
+    std::vector<std::uint32_t> all;
+    const dataset data = dataset::open(text);
+    for (event_range events = data.events(); const event& one : events) all.push_back(one.number());
+    return all;
+  };
+  for (const std::string run : {"run=1", "run=2", "run=1-2"}) {
+    const auto listed = numbers(run + by_catalogue + folder);
+    EXPECT_EQ(listed, numbers(run + " chan=LINAC/BPM/001 data=" + folder)) << run;
+    EXPECT_GT(listed.size(), 20u) << run;
+  }
+  // A period over the border of two runs, and one inside a file.
+  const dataset all = dataset::open(select(files, {"LINAC/BPM/001"}));
+  std::vector<ravo_time_id> ids;
+  for (event_range events = all.events(); const event& one : events) ids.push_back(one.id());
+  const std::size_t border = numbers("run=1" + by_catalogue + folder).size();
+  for (const auto& [first, last] :
+       {std::pair(border - 12, border + 12), std::pair(border + 3, border + 9)}) {
+    selection wanted = selection::parse("linac/main" + by_catalogue + folder);
+    wanted.from = ids[first].time;
+    wanted.to = ids[last].time;
+    std::vector<std::uint32_t> expected;
+    for (std::size_t i = first; i <= last; ++i) expected.push_back(ids[i].event_number);
+    EXPECT_EQ(numbers(wanted.to_text()), expected);
+  }
+  const captured_output silence;
+  EXPECT_THROW(dataset::open("run=3" + by_catalogue + folder), selection_error);
+  EXPECT_THROW(dataset::open("run=1 data=" + elsewhere.path().string()), selection_error);
 }
 
 TEST_P(Requests, ThatFindNothingSaySo) {

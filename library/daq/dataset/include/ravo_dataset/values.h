@@ -83,6 +83,8 @@ class value {
   explicit operator bool() const { return has_value(); }
   /// The event that the value was recorded with: the event's own, but for held values.
   const ravo_time_id& recorded_with() const { return id_; }
+  /// Whether it is another event's value, by the slow policy: held, stale, or held and damaged.
+  bool is_held() const { return is_held_; }
   /// How much older than its event it is, in microseconds: 0 but for held values; negative when it is
   /// newer.
   std::int64_t age() const { return age_; }
@@ -114,6 +116,7 @@ class value {
   std::int32_t error_ = 0;
   value_status status_ = value_status::not_recorded;
   value_kind kind_ = value_kind::none;
+  bool is_held_ = false;
 };
 
 /// The value that a block of the classic readers is (its subheader and data, of either generation), so that
