@@ -57,7 +57,8 @@ class EveryMoment : public testing::Test {
           for (const ravo_channel_entry_long* entry : entries) small_run<generation>::take(*entry, outcome);
       }
       arm_from(counted_from::once_it_runs);
-      if (wait_until_held_or_idle()) ++held_moments[begin];
+      const bool is_held = begin == counted_from::start ? wait_until_held_or_idle() : wait_until_held_or_over();
+      if (is_held) ++held_moments[begin];
       if (moment % 2 == 0)
         one->clean_up();
       else
@@ -70,7 +71,7 @@ class EveryMoment : public testing::Test {
   template <class object>
   void end_at_every_moment(const std::function<int(object&)>& start) {
     // In steps that share no factor with the length of what the loading thread does again and again.
-    constexpr long stride = 3, most_moments = 600, moments_while_it_runs = 60;
+    constexpr long stride = 3, most_moments = 600, moments_while_it_runs = 30;
     const resources before;
     for (long moment = 0; moment < most_moments; moment += stride)
       end_at<object>(moment, counted_from::start, static_cast<unsigned>(moment % 4), start);

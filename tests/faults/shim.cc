@@ -44,6 +44,7 @@ std::atomic<pthread_t> controller{};
 std::atomic<long> threads_running{0};
 std::atomic<long> threads_waiting{0};
 std::atomic<long> threads_pausing{0};
+std::atomic<long> threads_blocked{0};  // by a lock that another has
 std::atomic<int> held{0};
 std::atomic<bool> has_held{false};  // the chosen call has come and gone
 enum class wait { none, for_a_signal, for_something_else };
@@ -100,7 +101,7 @@ bool fails(unsigned kind) {
 }
 
 // Whether some thread is on its way that nobody holds: it may be the one that is waited for.
-bool is_another_running() { return threads_running - threads_waiting - threads_pausing - held > 0; }
+bool is_another_running() { return threads_running - threads_waiting - threads_pausing - threads_blocked - held > 0; }
 
 // Called when a thread has ended or begins to wait: perhaps only the held one is left to be waited for.
 void let_go_if_awaited() {
@@ -228,6 +229,11 @@ long fault::calls() const { return counted; }
 
 bool wait_until_held_or_idle() {
   // Not by the number of calls: between being counted and being held lies a moment.
+  while (held == 0 && !has_held && threads_running > threads_waiting + threads_pausing) sched_yield();
+  return held != 0;
+}
+
+bool wait_until_held_or_over() {
   while (held == 0 && !has_held && threads_running > threads_waiting) sched_yield();
   return held != 0;
 }
@@ -722,10 +728,17 @@ int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   static const auto next = next_in_line<int (*)(pthread_mutex_t*)>("pthread_mutex_lock");
   static const auto attempt = next_in_line<int (*)(pthread_mutex_t*)>("pthread_mutex_trylock");
   if (verdict(call::lock) == mishap::hold) hold_here();
-  if (!is_controller()) return next(mutex);
   if (const int result = attempt(mutex); result != EBUSY) return result;
-  const waiting waits(wait::for_something_else);
-  return next(mutex);
+  if (is_controller()) {
+    const waiting waits(wait::for_something_else);
+    return next(mutex);
+  }
+  // The one that has it may be held.
+  ++threads_blocked;
+  let_go_if_awaited();
+  const int result = next(mutex);
+  --threads_blocked;
+  return result;
 }
 
 // No test waits for the sake of waiting.

@@ -67,9 +67,10 @@ class fault {
 };
 
 /// Waits until a thread is held by a fault of mishap::hold, or until none will be: the chosen call has come and
-/// gone, or each other thread has ended or waits on a condition. A thread that pauses again and again comes to its
-/// chosen call. True: one is held.
+/// gone, or each other thread has ended, waits on a condition or pauses. True: one is held.
 bool wait_until_held_or_idle();
+/// The same, but a thread that pauses again and again is waited for: it comes to the chosen call.
+bool wait_until_held_or_over();
 /// Lets a held thread go on.
 void let_go();
 
