@@ -64,6 +64,12 @@ bool memory_budget::try_grow(std::size_t bytes, memory_share& share) {
   return true;
 }
 
+bool memory_budget::wait_for_return(std::chrono::milliseconds longest) {
+  std::unique_lock lock(mutex_);
+  const std::size_t seen = given_back_;
+  return room_.wait_for(lock, longest, [&] { return given_back_ != seen; });
+}
+
 bool memory_budget::take(std::size_t bytes, const char* what, memory_share& share,
                          const std::function<bool()>& give_up) {
   share.release();

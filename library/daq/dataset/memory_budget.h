@@ -4,6 +4,7 @@
 #ifndef RAVO_DATASET_MEMORY_BUDGET_H
 #define RAVO_DATASET_MEMORY_BUDGET_H
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
@@ -73,6 +74,8 @@ class memory_budget {
   /// nobody has given anything back for some seconds; false when `give_up` said so, which is asked now and
   /// then.
   bool take(std::size_t bytes, const char* what, memory_share& share, const std::function<bool()>& give_up);
+  /// Waits until somebody gives something back; false when nobody did for so long.
+  bool wait_for_return(std::chrono::milliseconds longest);
   /// A slab of at least so many bytes, at most twice as many; one without memory when there is no room now.
   /// Slabs that were given back are handed out again: the system takes longer to make memory than we to
   /// fill it. They go as soon as there is no room without them.

@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <numeric>
+#include <thread>
 
 #include "noisy_file.h"
 
@@ -184,6 +186,27 @@ TEST(MemoryLimit, CutsBatchesThatInflateToMoreThanItHolds) {
   backward.order = event_order::backward;
   EXPECT_EQ(numbers_of(data.events(backward)), expected);
   EXPECT_EQ(data.ledger().delivered(), 200u);
+  EXPECT_LE(data.peak_memory(), options.memory_limit);
+}
+
+TEST(MemoryLimit, IsSharedByReadingsThatWaitForOneAnother) {
+  const temporary_folder folder;
+  const std::string path = noise(folder, 60, 16384);  // 64 KiB an event
+  dataset_options options;
+  options.threads = 2;
+  options.memory_limit = 900u << 10;
+  const dataset data = dataset::open(of_files({path}), options);
+  const std::string expected = data.digest()[0].digest.to_text();
+  std::atomic<int> equal{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i)
+    threads.emplace_back([&] {
+      channel_digest seen;
+      for (event_range events = data.events(); const event& one : events) seen.add(one[0]);
+      equal += seen.to_text() == expected ? 1 : 0;
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(equal, 3);
   EXPECT_LE(data.peak_memory(), options.memory_limit);
 }
 
