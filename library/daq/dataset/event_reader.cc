@@ -11,25 +11,22 @@ namespace ravo {
 
 namespace {
 
-constexpr std::uint64_t largest_batch = 256 * 1024; // stored bytes
+constexpr std::uint64_t largest_batch = 256 * 1024;  // stored bytes
 constexpr std::size_t batch_events = 512;
 constexpr std::size_t batch_cells = 64 * 1024;
 
-} // namespace
+}  // namespace
 
-event_reader::event_reader(std::shared_ptr<dataset_state> state,
-                           const event_options &options)
-    : state_(std::move(state)), options_(options),
-      accounted_(state_->timeline.segments(), false) {
-  if (options_.step == 0)
-    throw selection_error("The step of a slice of events is 1 or more");
-  for (const dataset_channel &channel : state_->channels)
+event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_options& options)
+    : state_(std::move(state)), options_(options), accounted_(state_->timeline.segments(), false) {
+  if (options_.step == 0) throw selection_error("The step of a slice of events is 1 or more");
+  for (const dataset_channel& channel : state_->channels)
     ledger_.channels.emplace_back().channel = channel.label;
   ledger_.files = state_->refused;
 }
 
 event_reader::~event_reader() {
-  const auto end = [](const std::shared_ptr<task> &one) {
+  const auto end = [](const std::shared_ptr<task>& one) {
     std::unique_lock lock(one->mutex);
     one->is_cancelled = true;
     one->done.wait(lock, [&] { return one->state != progress::waiting; });
@@ -39,15 +36,13 @@ event_reader::~event_reader() {
   std::for_each(aligning_.begin(), aligning_.end(), end);
   try {
     settle();
-  } catch (const std::exception &) {
-    // Who leaves early does not want to hear what is missing; the dataset's
-    // ledger has it.
+  } catch (const std::exception&) {
+    // Who leaves early does not want to hear what is missing; the dataset's ledger has it.
   }
 }
 
 void event_reader::settle() {
-  if (is_settled_)
-    return;
+  if (is_settled_) return;
   is_settled_ = true;
   state_->close_account(ledger_);
 }
@@ -58,8 +53,7 @@ void event_reader::find_start() {
   is_started_ = true;
   const std::size_t step = state_->wanted.step;
   const std::size_t unlimited = std::numeric_limits<std::size_t>::max();
-  // Beyond all events, and far enough from the end of the numbers to be added
-  // to.
+  // Beyond all events, and far enough from the end of the numbers to be added to.
   const auto in_ordinals = [&](std::size_t events) {
     return std::min(events, unlimited / 4 / step) * step;
   };
@@ -67,57 +61,45 @@ void event_reader::find_start() {
   const bool backward = options_.order == event_order::backward;
   left_ = options_.count.value_or(unlimited);
   ordinal_ = in_ordinals(options_.first);
-  if (state_->options.progress)
-    total_bytes_ = count_stored_bytes();
-  if (!backward)
-    return;
+  if (state_->options.progress) total_bytes_ = count_stored_bytes();
+  if (!backward) return;
   // Backward begins at the last event of the slice, which only counting tells.
   const std::size_t all = count_events(*state_);
-  const std::size_t there =
-      ordinal_ < all ? (all - ordinal_ - 1) / stride_ + 1 : 0;
+  const std::size_t there = ordinal_ < all ? (all - ordinal_ - 1) / stride_ + 1 : 0;
   left_ = std::min(left_, there);
-  if (left_ == 0)
-    return;
+  if (left_ == 0) return;
   ordinal_ += (left_ - 1) * stride_;
   segment_ = state_->timeline.segments();
   before_segment_ = all;
 }
 
-/// Of the values that will be handed out. Aligns as much of the selection as
-/// they are in.
+/// Of the values that will be handed out. Aligns as much of the selection as they are in.
 std::uint64_t event_reader::count_stored_bytes() const {
   std::uint64_t bytes = 0;
   std::size_t next = ordinal_, left = left_, before = 0;
-  visit_segments(
-      *state_,
-      [&](std::size_t, const std::shared_ptr<const datasets::segment> &part) {
-        for (; left > 0 && next < before + part->selected.size();
-             next += stride_, --left)
-          bytes += part->bytes_before[next - before + 1] -
-                   part->bytes_before[next - before];
-        before += part->selected.size();
-        return left > 0;
-      });
+  visit_segments(*state_, [&](std::size_t, const std::shared_ptr<const datasets::segment>& part) {
+    for (; left > 0 && next < before + part->selected.size(); next += stride_, --left)
+      bytes += part->bytes_before[next - before + 1] - part->bytes_before[next - before];
+    before += part->selected.size();
+    return left > 0;
+  });
   return bytes;
 }
 
 void event_reader::tell_progress() const {
-  if (state_->options.progress)
-    state_->options.progress({done_bytes_, total_bytes_});
+  if (state_->options.progress) state_->options.progress({done_bytes_, total_bytes_});
 }
 
 /// Moves to the segment that holds the next event; false when there is none.
 bool event_reader::enter_segment() {
-  datasets::timeline &line = state_->timeline;
+  datasets::timeline& line = state_->timeline;
   if (options_.order == event_order::backward) {
-    while (ordinal_ < before_segment_)
-      before_segment_ -= line.selected_in(--segment_);
+    while (ordinal_ < before_segment_) before_segment_ -= line.selected_in(--segment_);
     return true;
   }
   while (segment_ < line.segments()) {
     const std::size_t here = line.selected_in(segment_);
-    if (ordinal_ < before_segment_ + here)
-      return true;
+    if (ordinal_ < before_segment_ + here) return true;
     if (line.may_have_events(segment_) && !accounted_[segment_]) {
       const auto part = line.get(segment_);
       for (std::size_t i = 0; i < state_->channels.size(); ++i)
@@ -131,53 +113,38 @@ bool event_reader::enter_segment() {
 }
 
 std::optional<batch_plan> event_reader::next_plan() {
-  if (!is_started_)
-    find_start();
-  if (left_ == 0 || !enter_segment())
-    return std::nullopt;
+  if (!is_started_) find_start();
+  if (left_ == 0 || !enter_segment()) return std::nullopt;
   const auto part = state_->timeline.get(segment_);
   if (!accounted_[segment_]) {
     for (std::size_t i = 0; i < state_->channels.size(); ++i)
       state_->account_left_out(ledger_, i, *part, i);
     accounted_[segment_] = true;
-    if (options_.order == event_order::forward)
-      align_ahead(segment_ + 1);
+    if (options_.order == event_order::forward) align_ahead(segment_ + 1);
   }
   const bool backward = options_.order == event_order::backward;
-  const std::size_t channels =
-      std::max<std::size_t>(state_->channels.size(), 1);
-  const std::size_t most =
-      std::clamp<std::size_t>(batch_cells / channels, 1, batch_events);
+  const std::size_t channels = std::max<std::size_t>(state_->channels.size(), 1);
+  const std::size_t most = std::clamp<std::size_t>(batch_cells / channels, 1, batch_events);
   batch_plan plan;
-  plan.events.reserve(
-      std::min(most, part->selected.size())); // from here on nothing fails
+  plan.events.reserve(std::min(most, part->selected.size()));  // from here on nothing fails
   plan.segment = segment_;
-  // As far as the batches so far tell, decoded ones take a small part of the
-  // memory too.
-  const auto fitting =
-      static_cast<double>(state_->memory.limit() / 32) / decoded_a_stored_byte_;
-  const std::uint64_t batch_bytes =
-      std::min(largest_batch, static_cast<std::uint64_t>(fitting));
-  const auto has_room = [&] {
-    return plan.events.size() < most && plan.stored_bytes < batch_bytes;
-  };
+  // As far as the batches so far tell, decoded ones take a small part of the memory too.
+  const auto fitting = static_cast<double>(state_->memory.limit() / 32) / decoded_a_stored_byte_;
+  const std::uint64_t batch_bytes = std::min(largest_batch, static_cast<std::uint64_t>(fitting));
+  const auto has_room = [&] { return plan.events.size() < most && plan.stored_bytes < batch_bytes; };
   while (left_ > 0 && (plan.events.empty() || has_room())) {
     const std::size_t place = ordinal_ - before_segment_;
-    if (place >= part->selected.size())
-      break;
+    if (place >= part->selected.size()) break;
     plan.events.push_back(part->selected[place]);
-    plan.stored_bytes +=
-        part->bytes_before[place + 1] - part->bytes_before[place];
+    plan.stored_bytes += part->bytes_before[place + 1] - part->bytes_before[place];
     --left_;
     if (backward && ordinal_ < before_segment_ + stride_) {
-      if (left_ > 0)
-        ordinal_ -= stride_;
+      if (left_ > 0) ordinal_ -= stride_;
       break;
     }
     ordinal_ += backward ? 0 - stride_ : stride_;
   }
-  if (backward)
-    std::reverse(plan.events.begin(), plan.events.end());
+  if (backward) std::reverse(plan.events.begin(), plan.events.end());
   return plan;
 }
 
@@ -186,8 +153,7 @@ std::optional<batch_plan> event_reader::next_plan() {
 void event_reader::top_up() {
   const std::size_t most = state_->pool.size() * 2 + 1;
   while (ahead_.size() < most) {
-    // Its place first: once it is planned nothing may keep a batch from its
-    // turn.
+    // Its place first: once it is planned nothing may keep a batch from its turn.
     const auto ahead = ahead_.emplace_back(std::make_shared<task>());
     bool is_planned = false;
     try {
@@ -199,32 +165,29 @@ void event_reader::top_up() {
       ahead_.pop_back();
       throw;
     }
-    if (!is_planned)
-      return ahead_.pop_back();
+    if (!is_planned) return ahead_.pop_back();
     start(ahead);
   }
 }
 
-/// So that the border between two files holds nobody up. What goes wrong here
-/// is told when the segment is used.
+/// So that the border between two files holds nobody up. What goes wrong here is told when the segment is
+/// used.
 void event_reader::align_ahead(std::size_t segment) {
-  std::erase_if(aligning_, [](const std::shared_ptr<task> &one) {
+  std::erase_if(aligning_, [](const std::shared_ptr<task>& one) {
     const std::lock_guard lock(one->mutex);
     return one->state != progress::waiting;
   });
-  if (segment >= state_->timeline.segments() ||
-      !state_->timeline.may_have_events(segment))
-    return;
+  if (segment >= state_->timeline.segments() || !state_->timeline.may_have_events(segment)) return;
   auto ahead = std::make_shared<task>();
   ahead->plan.segment = segment;
   aligning_.push_back(ahead);
   start(ahead);
 }
 
-// The state is alive as long as the reader, which waits for its tasks: a task
-// must not own it, since the pool belongs to it.
-void event_reader::start(const std::shared_ptr<task> &ahead) {
-  const std::shared_ptr<dataset_state> *const state = &state_;
+// The state is alive as long as the reader, which waits for its tasks: a task must not own it, since the
+// pool belongs to it.
+void event_reader::start(const std::shared_ptr<task>& ahead) {
+  const std::shared_ptr<dataset_state>* const state = &state_;
   const auto set = [&ahead](progress now) {
     const std::lock_guard lock(ahead->mutex);
     ahead->state = now;
@@ -250,85 +213,70 @@ void event_reader::start(const std::shared_ptr<task> &ahead) {
       failure = std::current_exception();
     }
     const std::lock_guard lock(ahead->mutex);
-    ahead->state = failure ? progress::failed
-                   : batch ? progress::decoded
-                           : progress::no_memory;
+    ahead->state = failure ? progress::failed : batch ? progress::decoded : progress::no_memory;
     ahead->batch = std::move(batch);
     ahead->failure = failure;
     ahead->done.notify_all();
   };
   try {
     state_->pool.add(work);
-  } catch (const std::bad_alloc &) {
-    set(progress::no_memory); // it is decoded when its turn comes
+  } catch (const std::bad_alloc&) {
+    set(progress::no_memory);  // it is decoded when its turn comes
   }
 }
 
-std::shared_ptr<event_batch> event_reader::take_batch(task &ahead) {
+std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
   std::unique_lock lock(ahead.mutex);
   ahead.done.wait(lock, [&] { return ahead.state != progress::waiting; });
-  if (ahead.failure)
-    std::rethrow_exception(ahead.failure);
-  if (ahead.batch)
-    return std::move(ahead.batch);
+  if (ahead.failure) std::rethrow_exception(ahead.failure);
+  if (ahead.batch) return std::move(ahead.batch);
   lock.unlock();
   return decode_now(ahead.plan);
 }
 
 /// Its turn has come: what was decoded ahead has to make room.
-std::shared_ptr<event_batch> event_reader::decode_now(batch_plan &plan) {
-  const auto needed = state_->timeline.get(
-      plan.segment); // held, so that it is not what is dropped
+std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
+  const auto needed = state_->timeline.get(plan.segment);  // held, so that it is not what is dropped
   const auto begun = std::chrono::steady_clock::now();
   for (;;) {
     state_->check_stop();
-    if (auto batch = decode_batch(state_, plan))
-      return batch;
-    if (drop_one_ahead() || state_->timeline.drop_oldest() || split(plan))
-      continue;
-    // Nothing of ours is in the way any more. Another reading may be, and get
-    // on; but two that wait for each other would wake each other for ever.
-    const bool may_wait =
-        std::chrono::steady_clock::now() - begun < std::chrono::seconds(30);
-    if (may_wait &&
-        state_->memory.wait_for_return(std::chrono::milliseconds(500)))
-      continue;
-    throw memory_exceeded(
-        "An event does not fit into the memory limit of " +
-        std::to_string(state_->memory.limit()) + " bytes, of which " +
-        std::to_string(state_->memory.used()) +
-        " are in use; let go of events and columns, or raise the limit");
+    if (auto batch = decode_batch(state_, plan)) return batch;
+    if (drop_one_ahead() || state_->timeline.drop_oldest() || split(plan)) continue;
+    // Nothing of ours is in the way any more. Another reading may be, and get on; but two that wait for
+    // each other would wake each other for ever.
+    const bool may_wait = std::chrono::steady_clock::now() - begun < std::chrono::seconds(30);
+    if (may_wait && state_->memory.wait_for_return(std::chrono::milliseconds(500))) continue;
+    throw memory_exceeded("An event does not fit into the memory limit of " +
+                          std::to_string(state_->memory.limit()) + " bytes, of which " +
+                          std::to_string(state_->memory.used()) +
+                          " are in use; let go of events and columns, or raise the limit");
   }
 }
 
 /// Leaves half of a batch for the next turn; false when it is a single event.
-bool event_reader::split(batch_plan &plan) {
-  if (plan.events.size() < 2)
-    return false;
+bool event_reader::split(batch_plan& plan) {
+  if (plan.events.size() < 2) return false;
   auto rest = std::make_shared<task>();
   rest->plan.segment = plan.segment;
   const bool backward = options_.order == event_order::backward;
   const auto half = static_cast<std::ptrdiff_t>(plan.events.size() / 2);
-  auto &left = backward ? rest->plan.events : plan.events;
-  auto &right = backward ? plan.events : rest->plan.events;
+  auto& left = backward ? rest->plan.events : plan.events;
+  auto& right = backward ? plan.events : rest->plan.events;
   const std::vector<std::uint32_t> all = plan.events;
   left.assign(all.begin(), all.begin() + half);
   right.assign(all.begin() + half, all.end());
-  rest->plan.stored_bytes =
-      plan.stored_bytes / all.size() * rest->plan.events.size();
+  rest->plan.stored_bytes = plan.stored_bytes / all.size() * rest->plan.events.size();
   ahead_.push_front(rest);
   plan.stored_bytes -= rest->plan.stored_bytes;
   return true;
 }
 
-/// Drops the last batch that was decoded ahead. It is decoded again when its
-/// turn comes.
+/// Drops the last batch that was decoded ahead. It is decoded again when its turn comes.
 bool event_reader::drop_one_ahead() {
   for (auto one = ahead_.rbegin(); one != ahead_.rend(); ++one) {
     std::unique_lock lock((*one)->mutex);
     (*one)->done.wait(lock, [&] { return (*one)->state != progress::waiting; });
-    if (!(*one)->batch)
-      continue;
+    if (!(*one)->batch) continue;
     (*one)->batch.reset();
     (*one)->state = progress::no_memory;
     return true;
@@ -340,21 +288,18 @@ bool event_reader::next_batch() {
   batch_.reset();
   place_ = 0;
   top_up();
-  if (ahead_.empty())
-    return false;
+  if (ahead_.empty()) return false;
   // Off the queue before it is taken: what it throws is thrown once.
   const auto first = std::move(ahead_.front());
   ahead_.pop_front();
   try {
     batch_ = take_batch(*first);
-  } catch (const memory_exceeded &) {
-    ahead_.push_front(first); // when there is room it goes on here
+  } catch (const memory_exceeded&) {
+    ahead_.push_front(first);  // when there is room it goes on here
     throw;
   }
-  const auto stored =
-      static_cast<double>(std::max<std::uint64_t>(first->plan.stored_bytes, 1));
-  decoded_a_stored_byte_ =
-      std::max(1.0, static_cast<double>(batch_->decoded_bytes()) / stored);
+  const auto stored = static_cast<double>(std::max<std::uint64_t>(first->plan.stored_bytes, 1));
+  decoded_a_stored_byte_ = std::max(1.0, static_cast<double>(batch_->decoded_bytes()) / stored);
   top_up();
   done_bytes_ += first->plan.stored_bytes;
   tell_progress();
@@ -363,28 +308,22 @@ bool event_reader::next_batch() {
 
 std::optional<event> event_reader::next() {
   state_->check_stop();
-  if (is_settled_)
-    return std::nullopt;
+  if (is_settled_) return std::nullopt;
   if ((!batch_ || place_ == batch_->size()) && !next_batch()) {
     tell_progress();
     settle();
     return std::nullopt;
   }
-  const std::size_t index = options_.order == event_order::backward
-                                ? batch_->size() - 1 - place_
-                                : place_;
+  const std::size_t index = options_.order == event_order::backward ? batch_->size() - 1 - place_ : place_;
   ++place_;
   return hand_out(batch_, index);
 }
 
-event event_reader::hand_out(const std::shared_ptr<event_batch> &batch,
-                             std::size_t index) {
+event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::size_t index) {
   for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
-    const event_batch::cell &cell = batch->cell_at(index, channel);
-    if (cell.block == event_batch::cell::none ||
-        cell.status != value_status::ok)
-      continue;
-    const event_batch::block &block = batch->block_at(cell.block);
+    const event_batch::cell& cell = batch->cell_at(index, channel);
+    if (cell.block == event_batch::cell::none || cell.status != value_status::ok) continue;
+    const event_batch::block& block = batch->block_at(cell.block);
     state_->account(ledger_, channel, channel, block.where, block.status);
   }
   event one;
@@ -396,8 +335,7 @@ event event_reader::hand_out(const std::shared_ptr<event_batch> &batch,
 
 // ---- single events
 
-std::optional<event> event_reader::only(std::size_t segment,
-                                        std::uint32_t number) {
+std::optional<event> event_reader::only(std::size_t segment, std::uint32_t number) {
   batch_plan plan{segment, {number}, 0};
   event one = hand_out(decode_now(plan), 0);
   settle();
@@ -405,50 +343,41 @@ std::optional<event> event_reader::only(std::size_t segment,
 }
 
 std::optional<event> event_reader::at(std::uint32_t number) {
-  datasets::timeline &line = state_->timeline;
+  datasets::timeline& line = state_->timeline;
   for (std::size_t i = 0; i < line.segments(); ++i) {
-    const datasets::event_span &span = line.span_of(i);
-    if (!line.may_have_events(i) ||
-        (!span.empty && (number < span.lowest || number > span.highest)))
+    const datasets::event_span& span = line.span_of(i);
+    if (!line.may_have_events(i) || (!span.empty && (number < span.lowest || number > span.highest)))
       continue;
     const auto part = line.get(i);
-    const auto found = std::find_if(
-        part->selected.begin(), part->selected.end(), [&](std::uint32_t event) {
-          return part->events[event].event_number == number;
-        });
-    if (found != part->selected.end())
-      return only(i, *found);
+    const auto found = std::find_if(part->selected.begin(), part->selected.end(), [&](std::uint32_t event) {
+      return part->events[event].event_number == number;
+    });
+    if (found != part->selected.end()) return only(i, *found);
   }
   is_settled_ = true;
   return std::nullopt;
 }
 
-std::optional<event> event_reader::at(const time_stamp &time) {
-  datasets::timeline &line = state_->timeline;
+std::optional<event> event_reader::at(const time_stamp& time) {
+  datasets::timeline& line = state_->timeline;
   const std::int64_t wanted = datasets::in_microseconds(time);
   const auto tolerance = static_cast<std::int64_t>(line.rule().tolerance);
   std::int64_t nearest = tolerance + 1;
   std::pair<std::size_t, std::uint32_t> chosen;
   for (std::size_t i = 0; i < line.segments(); ++i) {
-    const datasets::event_span &span = line.span_of(i);
-    const bool is_far =
-        !span.empty &&
-        (wanted < datasets::in_microseconds(span.first) - tolerance ||
-         wanted > datasets::in_microseconds(span.last) + tolerance);
-    if (!line.may_have_events(i) || is_far)
-      continue;
+    const datasets::event_span& span = line.span_of(i);
+    const bool is_far = !span.empty && (wanted < datasets::in_microseconds(span.first) - tolerance ||
+                                        wanted > datasets::in_microseconds(span.last) + tolerance);
+    if (!line.may_have_events(i) || is_far) continue;
     const auto part = line.get(i);
     for (const std::uint32_t event : part->selected) {
-      const std::int64_t gap = std::abs(
-          datasets::in_microseconds(part->events[event].time) - wanted);
-      if (gap >= nearest)
-        continue;
+      const std::int64_t gap = std::abs(datasets::in_microseconds(part->events[event].time) - wanted);
+      if (gap >= nearest) continue;
       nearest = gap;
       chosen = {i, event};
     }
   }
-  if (nearest <= tolerance)
-    return only(chosen.first, chosen.second);
+  if (nearest <= tolerance) return only(chosen.first, chosen.second);
   is_settled_ = true;
   return std::nullopt;
 }
@@ -456,28 +385,24 @@ std::optional<event> event_reader::at(const time_stamp &time) {
 // ---- what programs see
 
 std::size_t event::channels() const { return batch_->state().channels.size(); }
-value event::operator[](std::size_t channel) const {
-  return batch_->at(index_, channel);
-}
+value event::operator[](std::size_t channel) const { return batch_->at(index_, channel); }
 value event::operator[](std::string_view label) const {
   return batch_->at(index_, batch_->state().channel_or_throw(label));
 }
 
-event_range::event_range(std::unique_ptr<event_reader> reader)
-    : reader_(std::move(reader)) {}
-event_range::event_range(event_range &&) noexcept = default;
-event_range &event_range::operator=(event_range &&) noexcept = default;
+event_range::event_range(std::unique_ptr<event_reader> reader) : reader_(std::move(reader)) {}
+event_range::event_range(event_range&&) noexcept = default;
+event_range& event_range::operator=(event_range&&) noexcept = default;
 event_range::~event_range() = default;
 
 event_range::iterator event_range::begin() {
-  if (!begun_)
-    advance();
+  if (!begun_) advance();
   begun_ = true;
   return iterator(this);
 }
 
 void event_range::advance() {
-  current_.reset(); // before the next one is made: its memory may be needed
+  current_.reset();  // before the next one is made: its memory may be needed
   current_ = reader_->next();
 }
 
@@ -489,4 +414,4 @@ std::optional<event> event_range::next() {
 
 read_ledger event_range::ledger() const { return reader_->ledger(); }
 
-} // namespace ravo
+}  // namespace ravo
