@@ -209,7 +209,9 @@ void compare_opening_large(const std::string& from) {
   }
   const auto work = [&] {
     const dataset data = open_files({path}, names);
-    event_range events = data.events();
+    event_options one_event;
+    one_event.count = 1;
+    event_range events = data.events(one_event);
     const auto first = events.next();
     if (!first || (*first)[11].spectrum().values.empty()) throw std::runtime_error("no first event");
   };

@@ -335,7 +335,19 @@ event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::siz
 
 // ---- single events
 
+/// The blocks of one event lie far apart, a channel here and a channel there.
+void event_reader::expect_blocks(std::size_t segment, std::uint32_t number) {
+  const auto part = state_->timeline.get(segment);
+  for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
+    const auto found = state_->timeline.value_at(segment, part, number, channel);
+    if (!found) continue;
+    const datasets::entry& block = found->in(channel);
+    if (const auto file = state_->opened.get(block.file)) file->expect(block.chhd, block.stored);
+  }
+}
+
 std::optional<event> event_reader::only(std::size_t segment, std::uint32_t number) {
+  expect_blocks(segment, number);
   batch_plan plan{segment, {number}, 0};
   event one = hand_out(decode_now(plan), 0);
   settle();

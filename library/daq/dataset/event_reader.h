@@ -56,6 +56,7 @@ class event_reader {
   bool split(batch_plan& plan);
   bool drop_one_ahead();
   event hand_out(const std::shared_ptr<event_batch>& batch, std::size_t index);
+  void expect_blocks(std::size_t segment, std::uint32_t number);
   std::optional<event> only(std::size_t segment, std::uint32_t number);
   void settle();
 

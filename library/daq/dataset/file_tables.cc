@@ -83,6 +83,7 @@ class tables {
   std::optional<std::vector<channel_rows>> rows(const std::vector<std::string>& names,
                                                 const known_file& known) {
     std::vector<channel_rows> all(names.size());
+    if (!file_.is_at_hand(reference_->ecp_ref)) expect_rows(known);
     const auto dictionary = remembered(names, known);
     std::vector<std::string> texts = names;
     std::vector<char*> list;
@@ -93,12 +94,12 @@ class tables {
     const malloc_owner<typename G::chan_pointers_table> owner(table);
     if (status == no_channel) return all;
     if (status != 0) return std::nullopt;
+    const auto most = static_cast<std::uint32_t>(std::max(table->maxev, 0));
+    const auto row = [&](std::size_t i) { return table->chptr() + i * static_cast<std::size_t>(most); };
+    if (most != 0) expect_baskets(names.size(), known, row);
     find_header_baskets();
-    for (std::size_t i = 0; i < names.size(); ++i) {
-      const auto most = static_cast<std::uint32_t>(std::max(table->maxev, 0));
-      const std::size_t count = std::min(known.places[i].count, most);
-      fill(all[i], table->chptr() + i * static_cast<std::size_t>(most), count, known.position);
-    }
+    for (std::size_t i = 0; i < names.size(); ++i)
+      fill(all[i], row(i), std::min(known.places[i].count, most), known.position);
     return all;
   }
 
@@ -138,6 +139,39 @@ class tables {
     all.lowest = all.empty ? low : std::min(all.lowest, low);
     all.highest = all.empty ? high : std::max(all.highest, high);
     all.empty = false;
+  }
+
+  /// What rows() will read of a file that is not in memory, all of it on its way at once: the channels'
+  /// rows lie far apart, and the event headers elsewhere.
+  void expect_rows(const known_file& known) const {
+    using row_entry = typename G::chan_pointers_table_entry;
+    unsigned char head[sizeof(typename G::chan_pointers_table)];
+    if (!file_.read_all(reference_->ecp_ref, head, sizeof head)) return;
+    const byte_view table(head, sizeof head, word_order::file);
+    const auto reserved = table.at<std::uint32_t>(offsetof(typename G::chan_pointers_table, maxev));
+    const std::uint64_t row_bytes = std::uint64_t{reserved.value_or(0)} * sizeof(row_entry);
+    if (row_bytes > static_cast<std::uint64_t>(file_.length())) return;
+    std::uint32_t most = 0;
+    for (const channel_place& place : known.places) {
+      if (place.row == channel_place::none) continue;
+      const std::uint64_t bytes = std::min(std::uint64_t{place.count} * sizeof(row_entry), row_bytes);
+      file_.expect(reference_->ecp_ref + sizeof head + place.row * row_bytes, bytes);
+      most = std::max(most, place.count);
+    }
+    file_.expect(reference_->evhdb_ref, basket_head_size + std::size_t{most} * sizeof(ravo_eventheader));
+  }
+
+  /// The same of the heads of the channels' baskets.
+  template <class Row>
+  void expect_baskets(std::size_t channels, const known_file& known, Row row) const {
+    bool is_cold = false;
+    for (std::size_t i = 0; i < channels; ++i) {
+      if (known.places[i].count == 0 || row(i)->chhd < basket_head_size) continue;
+      const std::uint64_t head = row(i)->chhd - basket_head_size;
+      is_cold = is_cold || !file_.is_at_hand(head);
+      if (!is_cold) return;
+      file_.expect(head, basket_head_size);
+    }
   }
 
   void find_header_baskets() {

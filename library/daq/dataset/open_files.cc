@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -33,6 +34,18 @@ std::optional<std::size_t> open_file::read(std::uint64_t offset, void* into, std
 
 bool open_file::read_all(std::uint64_t offset, void* into, std::size_t size) const {
   return read(offset, into, size) == size;
+}
+
+void open_file::expect(std::uint64_t offset, std::size_t size) const {
+  if (size == 0) return;  // to the system that is all of the file
+  (void)::posix_fadvise(descriptor_, static_cast<off_t>(offset), static_cast<off_t>(size),
+                        POSIX_FADV_WILLNEED);
+}
+
+bool open_file::is_at_hand(std::uint64_t offset) const {
+  char byte;
+  const iovec into{&byte, 1};
+  return ::preadv2(descriptor_, &into, 1, static_cast<off_t>(offset), RWF_NOWAIT) >= 0 || errno != EAGAIN;
 }
 
 void open_files::set_paths(std::vector<std::string> paths) {

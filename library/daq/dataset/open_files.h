@@ -38,6 +38,10 @@ class open_file {
   std::optional<std::size_t> read(std::uint64_t offset, void* into, std::size_t size) const;
   /// Exactly `size` bytes, or false.
   bool read_all(std::uint64_t offset, void* into, std::size_t size) const;
+  /// Has the system begin to read what will be asked for, so that several places are on their way at once.
+  void expect(std::uint64_t offset, std::size_t size) const;
+  /// Whether the system has the byte at an offset in memory. True also where it cannot tell.
+  bool is_at_hand(std::uint64_t offset) const;
 
  private:
   int descriptor_;
