@@ -11,7 +11,6 @@ namespace ravo {
 
 namespace {
 
-constexpr std::uint64_t largest_batch = 256 * 1024;  // stored bytes
 constexpr std::size_t batch_events = 512;
 constexpr std::size_t batch_cells = 64 * 1024;
 
@@ -130,7 +129,7 @@ std::optional<batch_plan> event_reader::next_plan() {
   plan.segment = segment_;
   // As far as the batches so far tell, decoded ones take a small part of the memory too.
   const auto fitting = static_cast<double>(state_->memory.limit() / 32) / decoded_a_stored_byte_;
-  const std::uint64_t batch_bytes = std::min(largest_batch, static_cast<std::uint64_t>(fitting));
+  const std::uint64_t batch_bytes = std::min(datasets::largest_batch, static_cast<std::uint64_t>(fitting));
   const auto has_room = [&] { return plan.events.size() < most && plan.stored_bytes < batch_bytes; };
   while (left_ > 0 && (plan.events.empty() || has_room())) {
     const std::size_t place = ordinal_ - before_segment_;

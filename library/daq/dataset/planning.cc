@@ -150,16 +150,22 @@ class planner {
       moved += static_cast<double>(channel.decoded_bytes) + static_cast<double>(channel.stored_bytes);
       plan_.stored_bytes += channel.stored_bytes;
       plan_.decoded_bytes += channel.decoded_bytes;
-      largest_column = std::max(largest_column, channel.decoded_bytes);
+      largest_column =
+          std::max(largest_column, channel.decoded_bytes + channel.values * datasets::bytes_of_row);
     }
     const auto threads = static_cast<std::uint64_t>(state_.pool.size());
     const std::uint64_t windows = threads * 2 * std::max<std::uint64_t>(datasets::largest_window, largest_);
     plan_.peak_bytes_of_columns =
         std::min<std::uint64_t>(largest_column + windows + index_bytes_, state_.memory.limit());
+    // Batches are cut by stored bytes, before it is known what they will be; memory that is used again may
+    // be twice as large as what it is used for.
     const std::uint64_t of_event = plan_.events == 0 ? 0 : plan_.decoded_bytes / plan_.events;
-    const std::uint64_t ahead = (threads * 2 + 2) * (std::uint64_t{1024} * 1024 + of_event);
+    const std::uint64_t of_stored_byte =
+        plan_.stored_bytes == 0 ? 1 : plan_.decoded_bytes / plan_.stored_bytes + 1;
+    const std::uint64_t of_batch = datasets::largest_batch * std::max<std::uint64_t>(of_stored_byte, 4);
+    const std::uint64_t ahead = (threads * 2 + 2) * (of_batch + of_event);
     plan_.peak_bytes_of_events = std::min<std::uint64_t>(
-        std::min(ahead, plan_.decoded_bytes + windows) + index_bytes_, state_.memory.limit());
+        std::min(ahead, 2 * plan_.decoded_bytes + windows) + index_bytes_, state_.memory.limit());
     plan_.seconds =
         (inflated / inflated_bytes_a_second + moved / moved_bytes_a_second) / static_cast<double>(threads);
   }
