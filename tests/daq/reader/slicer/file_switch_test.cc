@@ -352,6 +352,17 @@ template <class generation>
 class SlicerEmptyChannel : public ::testing::Test {};
 TYPED_TEST_SUITE(SlicerEmptyChannel, generations, generation_name);
 
+TYPED_TEST(SlicerEmptyChannel, IsNamedWhenItIsTheOnlyOne) {
+  play_of<TypeParam> p({"X"});
+  ASSERT_EQ(p.init(), 0);
+  ASSERT_EQ(p.slicer.start(), 0);
+  EXPECT_STREQ(p.slicer.get_name_of_empty_channel(), "No channels known without events");
+  p.slicer.read_chans[0]->out_total = 0;
+  EXPECT_STREQ(p.slicer.get_name_of_empty_channel(), "X");
+  p.slicer.remove_channel(0);
+  EXPECT_STREQ(p.slicer.get_name_of_empty_channel(), "X");
+}
+
 TYPED_TEST(SlicerEmptyChannel, IsNamed) {
   play_of<TypeParam> p({"X", "Y", "Z"});
   EXPECT_STREQ(p.slicer.get_name_of_empty_channel(), "No channels created");

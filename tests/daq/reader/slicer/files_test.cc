@@ -170,6 +170,18 @@ TYPED_TEST(SlicerDamage, OfAMissingFileFailsTheStart) {
   EXPECT_EQ(slicer.start(), -6);
 }
 
+TYPED_TEST(SlicerDamage, OfOneListIsForgottenWithTheNext) {
+  stream<TypeParam> bad, good;
+  bad.broken();
+  good.plain_file({"A"}, 1, 1);
+  typename TypeParam::slicer slicer;
+  ASSERT_EQ(init(slicer, bad.paths(), {"A"}), 0);
+  EXPECT_EQ(slicer.start(), -6);
+  ASSERT_EQ(init(slicer, good.paths(), {"A"}), 0);
+  EXPECT_EQ(slicer.start(), 0);
+  EXPECT_EQ(read(slicer, {1}), std::vector<std::string>{"0 1+100000: A@1+100000"});
+}
+
 TYPED_TEST(SlicerDamage, InTheMiddleEndsALoneChannel) {
   stream<TypeParam> files;
   files.plain_file({"A"}, 1, 2).broken().plain_file({"A"}, 3, 4);
