@@ -101,6 +101,19 @@ TYPED_TEST(EdgeFiles, TheFirstFileHasANeighbourBehindIt) {
   EXPECT_EQ(this->files(), (names{raw_name(3, 1, 500), raw_name(3, 2, 800)}));
 }
 
+TYPED_TEST(EdgeFiles, WithoutAStopAFirstFileFromBeforeThePeriodHasItsNeighbourTooAndWithOneNot) {
+  // Nothing begins in the period; the later of two files is the candidate in either order of the directory.
+  this->make({raw_name(3, 4, 300), raw_name(3, 5, 400)});
+  for (const bool has_stop : {false, true}) {
+    this->ask_for_period(500, 600);
+    if (!has_stop) this->request.stop_time = {};
+    ASSERT_EQ(this->init(), 0);
+    const names expected =
+        has_stop ? names{raw_name(3, 5, 400)} : names{raw_name(3, 4, 300), raw_name(3, 5, 400)};
+    EXPECT_EQ(this->files(), expected);
+  }
+}
+
 TYPED_TEST(EdgeFiles, AFirstFileFromBeforeThePeriodNeedsNoNeighbour) {
   this->make({raw_name(3, 5, 400), raw_name(3, 4, 300), raw_name(3, 6, 900)});
   ASSERT_EQ(this->init(), 0);

@@ -306,6 +306,7 @@ TYPED_TEST(EventIndex, AllEntriesArePrintedForANegativeType) {
   EXPECT_EQ(this->reader.get_number_of_files(), 0);
   EXPECT_STREQ(this->reader.get_last_error(), "OK");
   EXPECT_FALSE(the_loader.was_given_channels);
+  EXPECT_EQ(the_loader.descr_mode, 0);
 }
 
 TYPED_TEST(EventIndex, OneEntryIsPrintedForAType) {
@@ -313,8 +314,10 @@ TYPED_TEST(EventIndex, OneEntryIsPrintedForAType) {
   EXPECT_EQ(this->print_index(this->a_file.c_str(), 4), 0);
   EXPECT_EQ(this->count_of("event index entry:"), 1);
   EXPECT_EQ(this->count_of("RAVO_EV_ENV"), 1);
-  EXPECT_EQ(this->print_index(this->a_file.c_str(), 7), 0);
-  EXPECT_EQ(this->output, "");
+  for (const int absent : {7, 0}) {
+    EXPECT_EQ(this->print_index(this->a_file.c_str(), absent), 0);
+    EXPECT_EQ(this->output, "");
+  }
 }
 
 TYPED_TEST(EventIndex, WhatIsWrongWithItIsTold) {
@@ -338,8 +341,12 @@ TYPED_TEST(EventIndex, AFileThatIsNotThereHasNone) {
   EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), -1);
   EXPECT_EQ(this->reader.get_number_of_files(), 0);
   environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  const int before = the_loader.clean_ups;
   EXPECT_EQ(this->print_index("/nowhere/a.raw", -1), -10);
   EXPECT_EQ(this->output, "");
+  EXPECT_EQ(the_loader.clean_ups, before + 1) << "what was loaded before is released all the same";
+  EXPECT_EQ(this->reader.get_number_of_channels("/nowhere/a.raw", &this->count, 0), -10);
+  EXPECT_EQ(the_loader.clean_ups, before + 2);
 }
 
 TYPED_TEST(EventIndex, TheFileGoesToTheEndAndTheFirstPathWithTheTextIsLoadedAndLeaves) {
@@ -381,9 +388,16 @@ TEST_F(ChannelPrinters, AChannelIsDecodedPrintedAndReleased) {
     EXPECT_EQ(print(one, a_file.c_str(), "BPM"), "");
     EXPECT_EQ(the_read_chan.calls, (names{"make BPM -1", what, "clean", "destroy, flag 0"}));
     EXPECT_EQ(the_loader.names, names{"BPM"});
+    EXPECT_EQ(the_loader.descr_mode, 0);
     EXPECT_EQ(the_loader.loaded.back(), a_file);
     EXPECT_EQ(reader.get_number_of_files(), 0);
   }
+}
+
+TEST_F(ChannelPrinters, WhatWasLoadedBeforeIsReleasedAlsoWhenTheFileIsNotThere) {
+  environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  print_event_headers("/nowhere/a.raw", "BPM");
+  EXPECT_EQ(the_loader.clean_ups, 1);
 }
 
 TEST_F(ChannelPrinters, AStartedReaderPrintsNoOtherFile) {

@@ -103,6 +103,14 @@ TYPED_TEST(WindowOfRuns, WithoutALastRunTheFirstRunsEndIsTaken) {
   EXPECT_EQ(the_catalogue.questions.size(), 2u);
 }
 
+TYPED_TEST(WindowOfRuns, TheVeryFirstRunIsAskedForItsEndToo) {
+  this->ask_for_runs(1, 1);
+  the_catalogue.times_of_runs[1] = {{1000, 0}, {1500, 0}};
+  ASSERT_EQ(this->init(), 0);
+  this->expect_points({0, 1000, 0}, {0, 1500, 0});
+  EXPECT_EQ(the_catalogue.questions.size(), 3u);
+}
+
 TYPED_TEST(WindowOfRuns, ALastRunBeforeTheFirstIsTheFirst) {
   this->ask_for_runs(7, 3);
   the_catalogue.times_of_runs[3] = {{100, 0}, {200, 0}};
