@@ -95,7 +95,8 @@ column_data column_reader::read() {
   return std::move(data_);
 }
 
-channel_digest column_reader::read_digest() {
+channel_digest column_reader::read_digest(read_progress& of_all) {
+  of_all_ = &of_all;
   options_ = {};
   options_.with_digest = true;
   is_for_digest_ = true;
@@ -104,6 +105,7 @@ channel_digest column_reader::read_digest() {
   make_chunks();
   run_chunks();
   state_->close_account(data_.ledger);
+  of_all.done_bytes += done_;
   return *data_.digest;
 }
 
@@ -145,13 +147,21 @@ void column_reader::run_chunks() {
   if (is_ragged_) parts_.resize(chunks_.size());
   const auto look = [this] {
     state_->check_stop();
-    if (state_->options.progress) state_->options.progress({done_, stored_});
+    tell_progress();
   };
   state_->pool.run(
       chunks_.size(), state_->pool.size(), [this](std::size_t number) { read_chunk(number); }, look);
   free_.clear();
   if (!is_ragged_ && is_irregular_) return;
-  if (state_->options.progress) state_->options.progress({done_, stored_});
+  tell_progress();
+}
+
+void column_reader::tell_progress() const {
+  if (!state_->options.progress) return;
+  if (of_all_ != nullptr)
+    state_->options.progress({of_all_->done_bytes + done_, of_all_->total_bytes});
+  else
+    state_->options.progress({done_, stored_});
 }
 
 std::unique_ptr<column_reader::scratch> column_reader::take_scratch() {

@@ -22,8 +22,8 @@ class column_reader {
 
   column_layout layout();
   column_data read();
-  /// Reads all blocks for their digest only.
-  channel_digest read_digest();
+  /// Reads all blocks for their digest only, as a part of a reading whose progress goes on.
+  channel_digest read_digest(read_progress& of_all);
 
  private:
   /// Blocks of one segment and the rows that they are for.
@@ -74,6 +74,7 @@ class column_reader {
   void allocate();
   void store_first();
   void run_chunks();
+  void tell_progress() const;
   void read_chunk(std::size_t number);
   value_status take(const datasets::found_block& found, std::uint64_t row, scratch& work,
                     ragged_part& ragged);
@@ -113,7 +114,8 @@ class column_reader {
 
   std::atomic<bool> is_irregular_{false};
   std::atomic<std::uint64_t> done_{0};
-  std::atomic<int> waiting_{0};  ///< workers that wait for memory: others leave them theirs
+  read_progress* of_all_ = nullptr;  ///< of the reading that this one is a part of, without it
+  std::atomic<int> waiting_{0};      ///< workers that wait for memory: others leave them theirs
   std::mutex mutex_;  ///< guards what follows, and data_.ledger and data_.digest while workers run
   std::vector<std::unique_ptr<scratch>> free_;
 };

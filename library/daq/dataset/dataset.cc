@@ -1,5 +1,7 @@
 #include "ravo_dataset/dataset.h"
 
+#include <limits>
+
 #include "column_reader.h"
 #include "dataset_state.h"
 #include "event_reader.h"
@@ -52,8 +54,12 @@ column_data dataset::column(std::string_view channel, const column_options& opti
 
 std::vector<named_digest> dataset::digest() const {
   std::vector<named_digest> all;
+  read_progress progress;
+  if (state_->options.progress)
+    progress.total_bytes =
+        count_stored_bytes(*state_, 0, state_->wanted.step, std::numeric_limits<std::size_t>::max());
   for (std::size_t i = 0; i < state_->channels.size(); ++i)
-    all.push_back({state_->channels[i].label, column_reader(state_, i, {}).read_digest()});
+    all.push_back({state_->channels[i].label, column_reader(state_, i, {}).read_digest(progress)});
   return all;
 }
 

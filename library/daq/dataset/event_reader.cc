@@ -60,7 +60,7 @@ void event_reader::find_start() {
   const bool backward = options_.order == event_order::backward;
   left_ = options_.count.value_or(unlimited);
   ordinal_ = in_ordinals(options_.first);
-  if (state_->options.progress) total_bytes_ = count_stored_bytes();
+  if (state_->options.progress) total_bytes_ = count_stored_bytes(*state_, ordinal_, stride_, left_);
   if (!backward) return;
   // Backward begins at the last event of the slice, which only counting tells.
   const std::size_t all = count_events(*state_);
@@ -70,19 +70,6 @@ void event_reader::find_start() {
   ordinal_ += (left_ - 1) * stride_;
   segment_ = state_->timeline.segments();
   before_segment_ = all;
-}
-
-/// Of the values that will be handed out. Aligns as much of the selection as they are in.
-std::uint64_t event_reader::count_stored_bytes() const {
-  std::uint64_t bytes = 0;
-  std::size_t next = ordinal_, left = left_, before = 0;
-  visit_segments(*state_, [&](std::size_t, const std::shared_ptr<const datasets::segment>& part) {
-    for (; left > 0 && next < before + part->selected.size(); next += stride_, --left)
-      bytes += part->bytes_before[next - before + 1] - part->bytes_before[next - before];
-    before += part->selected.size();
-    return left > 0;
-  });
-  return bytes;
 }
 
 void event_reader::tell_progress() const {

@@ -43,7 +43,6 @@ class event_reader {
   };
 
   void find_start();
-  std::uint64_t count_stored_bytes() const;
   std::optional<batch_plan> next_plan();
   void tell_progress() const;
   bool enter_segment();

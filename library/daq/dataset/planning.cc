@@ -45,6 +45,19 @@ void visit_segments(dataset_state& state,
   if (!wave.empty()) flush();
 }
 
+std::uint64_t count_stored_bytes(dataset_state& state, std::size_t first, std::size_t stride,
+                                 std::size_t count) {
+  std::uint64_t bytes = 0;
+  std::size_t next = first, left = count, before = 0;
+  visit_segments(state, [&](std::size_t, const std::shared_ptr<const segment>& part) {
+    for (; left > 0 && next < before + part->selected.size(); next += stride, --left)
+      bytes += part->bytes_before[next - before + 1] - part->bytes_before[next - before];
+    before += part->selected.size();
+    return left > 0;
+  });
+  return bytes;
+}
+
 std::size_t count_events(dataset_state& state) {
   datasets::timeline& line = state.timeline;
   state.pool.run(line.segments(), state.pool.size(), [&](std::size_t i) {

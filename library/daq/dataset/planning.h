@@ -18,6 +18,11 @@ void visit_segments(
 /// The events of the selection, whatever the step. Aligns the segments that were not yet, with all threads.
 std::size_t count_events(dataset_state& state);
 
+/// The stored bytes of the values of `count` selected events, from the one at `first` on every `stride`-th
+/// of all. Aligns as much of the selection as they are in.
+std::uint64_t count_stored_bytes(dataset_state& state, std::size_t first, std::size_t stride,
+                                 std::size_t count);
+
 read_plan make_plan(dataset_state& state);
 
 }  // namespace ravo

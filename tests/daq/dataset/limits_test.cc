@@ -140,6 +140,30 @@ TEST(Progress, OfEventsEndsAtItsTotalWhichIsKnownFromTheBeginning) {
   }
 }
 
+TEST(Progress, OfADigestIsThatOfAllItsChannels) {
+  const temporary_folder folder;
+  handmade_file file;
+  std::vector<std::pair<std::size_t, float>> numbers;
+  for (std::uint32_t i = 0; i < 30; ++i) {
+    file.events.push_back(event_at(i + 1, i * 100));
+    numbers.emplace_back(i, static_cast<float>(i));
+  }
+  file.channels = {numbers_at("A", numbers), numbers_at("B", numbers, 1), numbers_at("C", numbers, 2)};
+  std::vector<read_progress> told;
+  dataset_options options;
+  options.progress = [&](const read_progress& now) { told.push_back(now); };
+  selection wanted = of_files({write(folder, "a.raw", file)});
+  wanted.step = 3;
+  const dataset data = dataset::open(wanted, options);
+  data.digest();
+  ASSERT_GE(told.size(), 3u);
+  for (std::size_t i = 0; i < told.size(); ++i) {
+    EXPECT_EQ(told[i].total_bytes, data.plan().stored_bytes);
+    EXPECT_GE(told[i].done_bytes, i == 0 ? 0 : told[i - 1].done_bytes);
+  }
+  EXPECT_EQ(told.back().done_bytes, told.back().total_bytes);
+}
+
 /// Files of an event each, a second apart: as many segments.
 std::vector<std::string> single_events(const temporary_folder& folder, std::uint32_t count) {
   std::vector<std::string> files;
