@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <stdexcept>
 
 #include "parts.h"
 #include "raw_output.h"
@@ -29,6 +30,7 @@ std::vector<std::string> large_files(const std::string& folder) {
   std::vector<std::string> files;
   for (const auto& one : std::filesystem::directory_iterator(folder))
     if (one.path().extension() == ".raw") files.push_back(one.path());
+  if (files.empty()) throw std::runtime_error("no raw files in " + folder);
   std::sort(files.begin(), files.end());
   return files;
 }

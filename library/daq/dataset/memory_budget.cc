@@ -103,22 +103,30 @@ bool memory_budget::take(std::size_t bytes, const char* what, memory_share& shar
 
 memory_share memory_budget::take_over(std::size_t bytes) {
   const std::lock_guard lock(mutex_);
+  drop_spare(bytes);
   used_ += bytes;
   peak_ = std::max(peak_, used_);
   return memory_share(this, bytes);
 }
 
-/// Whether so many bytes more stay within the limit, when the spare slabs go that are in the way.
+/// Whether so many bytes more stay within the limit.
 bool memory_budget::make_room(std::size_t bytes) {
   const std::size_t in_use = used_ - spare_bytes_;
   if (in_use > limit_ || bytes > limit_ - in_use) return false;
-  while (used_ > limit_ || bytes > limit_ - used_) {
+  drop_spare(bytes);
+  return true;
+}
+
+/// Frees spare slabs until so many bytes more are no new peak: what is kept for later never makes it
+/// higher.
+void memory_budget::drop_spare(std::size_t bytes) {
+  const std::size_t most = std::min(peak_, limit_);
+  while (spare_ != nullptr && (used_ > most || bytes > most - used_)) {
     spare_slab* const first = std::exchange(spare_, spare_->next);
     used_ -= first->size;
     spare_bytes_ -= first->size;
     std::free(first);
   }
-  return true;
 }
 
 memory_slab memory_budget::try_take_slab(std::size_t bytes) {

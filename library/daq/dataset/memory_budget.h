@@ -94,6 +94,7 @@ class memory_budget {
   static constexpr std::size_t smallest_spare = 16 * 1024;
 
   bool make_room(std::size_t bytes);
+  void drop_spare(std::size_t bytes);
   void give_back(std::size_t bytes);
   void give_back_slab(unsigned char* memory, std::size_t size);
 
