@@ -18,8 +18,13 @@ const char* const good_name = "linac_main_run1_file1_20250301T080000Z.raw";
 
 class Refusals : public testing::TestWithParam<const char*> {
  protected:
-  process_result run(const std::string& file) {
+  static std::vector<std::string> way_that_needs_all_tables() {
+    if (GetParam() == std::string("read")) return {"--classic"};
+    return {};
+  }
+  process_result run(const std::string& file, const std::vector<std::string>& more = {}) {
     std::vector<std::string> arguments = {GetParam(), file};
+    arguments.insert(arguments.end(), more.begin(), more.end());
     if (std::string(GetParam()) == "read") arguments.insert(arguments.end(), {"-c", "LINAC/BPM/001"});
     if (std::string(GetParam()) == "headers") arguments.push_back("LINAC/BPM/001");
     return run_tool(arguments);
@@ -99,11 +104,37 @@ TEST_P(Refusals, ATableThatIsDamagedIsNamed) {
         std::pair(std::size_t{144}, "event channel pointer table"),
         std::pair(std::size_t{148}, "environment dictionary")}) {
     // In the event index table the first word is the marker of the table, as in the others.
-    const process_result result = run(write(with_damaged_table(place)));
+    const process_result result = run(write(with_damaged_table(place)), way_that_needs_all_tables());
     EXPECT_EQ(result.exit_code, 1) << table;
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, StartsWith("ravo: " + folder.file(good_name) + ": damaged: " + table + ": "));
   }
+}
+
+// The dataset layer needs less of a file than the reader, and looks at some of it only when it is wanted.
+TEST(DamagedTable, CostsTheDatasetLayerWhatItNeedsOfIt) {
+  const temporary_folder folder;
+  const std::vector<std::string> arguments = {"read", folder.file(good_name), "-c", "LINAC/BPM/001",
+                                              "--json"};
+  folder.write(good_name, with_damaged_table(148));
+  EXPECT_EQ(event_numbers(run_tool(arguments).out).size(), 40u) << "environment dictionary";
+  folder.write(good_name, with_damaged_table(8));
+  EXPECT_EQ(event_numbers(run_tool(arguments).out).size(), 40u) << "event index table";
+  const std::string file = folder.write(good_name, with_damaged_table(140));
+  EXPECT_THAT(run_tool(arguments).err, StartsWith("ravo: " + file + ": damaged: channel dictionary: "));
+}
+
+TEST(DamagedTable, IsNamedWhereItCostsValues) {
+  const temporary_folder folder;
+  const std::string file = folder.write(good_name, with_damaged_table(144));
+  const std::vector<std::string> arguments = {"read", file, "-c", "LINAC/BPM/001"};
+  const process_result result = run_tool(arguments);
+  EXPECT_EQ(result.exit_code, 0);
+  EXPECT_THAT(result.err, HasSubstr("ledger: 40 values expected = 0 delivered + 40 missing\n"));
+  EXPECT_THAT(result.err, HasSubstr("\n  left out: " + file + ": damaged: event channel pointer table: "));
+  std::vector<std::string> strict = arguments;
+  strict.push_back("--strict");
+  EXPECT_EQ(run_tool(strict).exit_code, 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Verbs, Refusals,

@@ -185,7 +185,22 @@ TEST(Headers, ShowErrorsOfABlockWhoseDataAreDamaged) {
   const std::string damaged = folder.write("linac_main_run1_file1_20250301T080000Z.raw", bytes);
   const process_result result = run_tool({"headers", damaged, "LINAC/BPM/001", "--limit", "1"});
   EXPECT_EQ(result.exit_code, 0) << result.err;
-  EXPECT_THAT(result.out, HasSubstr(", error 0x21\n"));
+  EXPECT_THAT(result.out, HasSubstr(", error 0x21 (RAVO_SB_ERR_NOT_COLLECTED RAVO_SB_ERR_OLD_DATA)\n"));
+  const process_result lines = run_tool({"headers", damaged, "LINAC/BPM/001", "--limit", "1", "--json"});
+  EXPECT_EQ(json_lines(lines.out).at(0).at("channel_block").at("error_text"),
+            "0x40000021 (RAVO_SB_ERR_NOT_COLLECTED RAVO_SB_ERR_OLD_DATA RAVO_CHAN_ZIP_FLAG)");
+  // So does reading say them, where the data are sound.
+  std::vector<unsigned char> sound = read_file(file());
+  sound.at(block + 263) |= 0x21;
+  const std::string marked = folder.write("linac_main_run1_file1_20250301T080000Z.raw", sound);
+  for (const char* way : {"--json", "--classic"}) {
+    const process_result read = run_tool({"read", marked, "-c", "LINAC/BPM/001", "--limit", "1", way});
+    EXPECT_EQ(read.exit_code, 0) << read.err;
+    if (way == std::string("--json"))
+      EXPECT_EQ(event_lines(read.out).at(0).at("channels")[0].at("error"), 0x21) << read.out;
+    else
+      EXPECT_THAT(read.out, HasSubstr("  error 0x21 (RAVO_SB_ERR_NOT_COLLECTED RAVO_SB_ERR_OLD_DATA)\n"));
+  }
 }
 
 TEST(Headers, ThatAreNoneAreRefused) {

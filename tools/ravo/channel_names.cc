@@ -15,7 +15,7 @@ std::size_t find_channel(const raw_file& file, const std::string& name) {
     names.emplace_back(channels[i].chan_name);
   }
   const std::vector<std::string> near = near_names(name, names);
-  throw data_failure(fmt::format("{}: no channel {}; {}", file.path(), name,
+  throw data_failure(fmt::format("{}: no channel {}; {}", file.path(), shown_name(name),
                                  near.empty() ? "`ravo channels FILE` lists those that are there"
                                               : fmt::format("did you mean {}?", join_or(near))));
 }

@@ -27,7 +27,7 @@ number_summary of_pixels(const image_summary& image) {
 }  // namespace
 
 void channel_statistics::add(const value& one) {
-  if (one.status() != value_status::ok && !is_missing(one.status())) return;
+  if (one.is_held() || one.status() == value_status::not_recorded) return;
   note_event(one.recorded_with());
   ++values_;
   if (is_missing(one.status())) {

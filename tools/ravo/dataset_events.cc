@@ -20,13 +20,11 @@ const read_event& dataset_events::printable(const event& one) {
   event_.id = one.id();
   event_.entries.clear();
   for (std::size_t i = 0; i < channels_.size(); ++i) {
-    const value held = one[i];
-    if (held.status() == value_status::not_recorded) continue;
-    read_entry entry{
-        &channels_[i], held.recorded_with(),
-        std::nullopt,  held.status() == value_status::held || held.status() == value_status::stale,
-        held.status(), held.age()};
-    if (held.has_value()) entry.block = block_of(held, facts_[i]);
+    const value its = one[i];
+    if (its.status() == value_status::not_recorded) continue;
+    read_entry entry{&channels_[i], its.recorded_with(), std::nullopt,
+                     its.is_held(), its.status(),        its.age()};
+    if (its.has_value()) entry.block = block_of(its, facts_[i]);
     event_.entries.push_back(entry);
   }
   return event_;

@@ -99,7 +99,9 @@ dataset_session::dataset_session(const asked_selection& asked, const limit_argum
   if (limits.memory) options_.memory_limit = size_option("--memory", *limits.memory);
   options_.threads = limits.threads;
   options_.stop = stop_.token();
-  options_.progress = [this](const read_progress& now) { follow(now); };
+  // Whoever follows a reading of events has them all counted before the first one comes.
+  if (bar_.is_on_terminal() && !out_.is_terminal())
+    options_.progress = [this](const read_progress& now) { follow(now); };
   check_that_files_are_there(wanted_);
   if (wanted_.files.empty()) {
     opened_.files = find_requested(wanted_, out);
@@ -114,11 +116,7 @@ void dataset_session::follow(const read_progress& now) {
   if (now.done_bytes < done_bytes_) ++round_;
   done_bytes_ = now.done_bytes;
   const double part = static_cast<double>(now.done_bytes) / static_cast<double>(now.total_bytes);
-  show_progress((static_cast<double>(round_) + part) / static_cast<double>(std::max(rounds_, round_ + 1)));
-}
-
-void dataset_session::show_progress(double done) {
-  if (!out_.is_terminal()) bar_.show(done);
+  bar_.show((static_cast<double>(round_) + part) / static_cast<double>(std::max(rounds_, round_ + 1)));
 }
 
 dataset dataset_session::open() {
@@ -164,17 +162,11 @@ void dataset_session::run(const std::function<void(dataset&)>& work) {
 
 void dataset_session::read_events(dataset& data, const event_options& options,
                                   const std::function<void(const event&)>& take) {
-  // Counting aligns all files first: only for somebody who looks at the bar.
-  double all = 0;
-  if (bar_.is_on_terminal() && !out_.is_terminal()) all = static_cast<double>(data.size());
-  if (options.count) all = std::min(all, static_cast<double>(*options.count));
   event_range range = data.events(options);
-  double done = 0;
   try {
     while (const auto one = range.next()) {
       take(*one);
       check_for_interrupt();
-      show_progress(++done / std::max(all, done));
     }
   } catch (...) {
     ledger_ = range.ledger();

@@ -38,8 +38,6 @@ class dataset_session {
   void add_to_closing(const char* name, json value) { closing_[name] = std::move(value); }
   print_form form() const { return form_; }
   output& out() { return out_; }
-  /// For work that the dataset does not do: the bar, 0 to 1.
-  void show_progress(double done);
   /// For work of the dataset that reads the bytes of one channel after the other.
   void expect_rounds(std::size_t channels) { rounds_ = channels; }
   void hide_progress() { bar_.hide(); }

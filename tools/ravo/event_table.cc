@@ -6,6 +6,7 @@
 #include "block_summary.h"
 #include "decoded_block.h"
 #include "event_printing.h"
+#include "print_text.h"
 #include "times.h"
 #include "units.h"
 
@@ -71,9 +72,11 @@ void print_members(const block_summary& block, const read_entry& entry, const st
 
 void print_entry(const read_entry& entry, checksums sums, line_printer& lines) {
   if (!entry.block)
-    return lines.print(entry.channel->key(), "",
-                       fmt::format("no data: {}", entry.status ? value_status_text(*entry.status)
-                                                               : "the block could not be converted"));
+    return lines.print(
+        entry.channel->key(), "",
+        fmt::format("no data: {}{}",
+                    entry.status ? value_status_text(*entry.status) : "the block could not be converted",
+                    entry.held ? "  (held)" : ""));
   const auto [dtype, error, data] = *entry.block;
   const block_summary block = summarise(dtype, entry.channel->subchannel, data);
   std::string notes;
@@ -81,7 +84,7 @@ void print_entry(const read_entry& entry, checksums sums, line_printer& lines) {
     notes += fmt::format("  (stale, {})", format_span(std::abs(static_cast<double>(entry.age))));
   else if (entry.held)
     notes += "  (held)";
-  if (error != 0) notes += fmt::format("  error {:#x}", static_cast<std::uint32_t>(error));
+  if (error != 0) notes += "  error " + error_text(error);
   if (sums == checksums::shown)
     notes += fmt::format("  {} bytes, crc32 {:08x}", data.size(), checksum(data));
   const std::string name = entry.channel->key();

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
 
 #include "failure.h"
 #include "raw_file.h"
@@ -48,6 +49,19 @@ void print_values(const read_ledger& ledger) {
     fmt::print(stderr, "    and {} more\n", ledger.missing() - shown);
 }
 
+// The files that were left out when they were opened, and those of which tables turned out to be damaged
+// when they were read; each with a sentence that names it.
+std::vector<refused_file> refused_files(const read_ledger& ledger) {
+  std::vector<refused_file> all;
+  for (const refused_file& file : ledger.files)
+    all.push_back({file.path, why_refused(file.path).value_or(file.path + ": " + file.problem)});
+  std::set<std::string> looked_into;
+  for (const missing_value& one : ledger.values)
+    if (one.cause == missing_cause::file_missing && looked_into.insert(one.file).second)
+      if (const auto reason = why_refused(one.file)) all.push_back({one.file, *reason});
+  return all;
+}
+
 }  // namespace
 
 std::string key_of(const char* words) {
@@ -71,9 +85,8 @@ void print_ledger(const read_ledger& ledger) {
                ledger.expected() == 1 ? "" : "s", ledger.delivered(), ledger.missing());
   print_channels(ledger);
   print_values(ledger);
-  for (const refused_file& file : ledger.files)
-    fmt::print(stderr, "  left out: {}\n",
-               why_refused(file.path).value_or(file.path + ": " + file.problem));
+  for (const refused_file& file : refused_files(ledger))
+    fmt::print(stderr, "  left out: {}\n", file.problem);
 }
 
 json ledger_json(const read_ledger& ledger) {
@@ -97,10 +110,8 @@ json ledger_json(const read_ledger& ledger) {
                                 {"cause", key_of(missing_cause_text(one.cause))},
                                 {"file", one.file},
                                 {"offset", one.offset}});
-  for (const refused_file& file : ledger.files)
-    object["files"].push_back(
-        {{"file", file.path},
-         {"problem", why_refused(file.path).value_or(file.path + ": " + file.problem)}});
+  for (const refused_file& file : refused_files(ledger))
+    object["files"].push_back({{"file", file.path}, {"problem", file.problem}});
   return object;
 }
 

@@ -63,6 +63,10 @@ std::vector<std::string> near_names(std::string_view wanted, const std::vector<s
   return near;
 }
 
+std::string shown_name(const std::string& name) {
+  return name.empty() || name.find(' ') != std::string::npos ? "'" + name + "'" : name;
+}
+
 std::string join_or(const std::vector<std::string>& words) {
   std::string text;
   for (std::size_t i = 0; i < words.size(); ++i) {

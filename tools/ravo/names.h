@@ -16,6 +16,9 @@ bool matches(const std::string& pattern, const std::string& name);
 /// Up to three of `names` that are spelt nearly like `wanted`, the nearest first.
 std::vector<std::string> near_names(std::string_view wanted, const std::vector<std::string>& names);
 
+/// A name for a message: in quotes when it is empty, or blanks in it would be lost.
+std::string shown_name(const std::string& name);
+
 /// "a", "a or b", "a, b or c".
 std::string join_or(const std::vector<std::string>& words);
 

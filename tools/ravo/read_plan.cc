@@ -71,19 +71,13 @@ wanted_channel split_key(const std::string& text) {
   return {text.substr(0, colon), subchannel};
 }
 
-// In older files a member is handed out under "NAME:member", which has to fit the name of a block.
 void check_older_member(const wanted_channel& wanted, const known_channel& known) {
-  constexpr std::size_t longest = sizeof(ravo_serv_block_subhead::chname) - 1;
   if (known.dtype == RAVO_BLOCK_GENERIC_SPECT)
     throw data_failure(fmt::format(
         "{} is a generic spectrum, of which files of the older generation give no single members: "
         "ask for it without ':{}'",
         wanted.name, wanted.subchannel));
-  if (fmt::format("{}:{}", wanted.name, wanted.subchannel).size() > longest)
-    throw data_failure(fmt::format(
-        "{}:{} is longer than the {} letters under which files of the older generation give single "
-        "members: ask for it without ':{}'",
-        wanted.name, wanted.subchannel, longest, wanted.subchannel));
+  check_older_member_name(wanted.name, wanted.subchannel);
 }
 
 // Refuses a member that the channel does not have: the reader would find nothing for it.
@@ -153,6 +147,16 @@ void widen(read_plan& plan, const event_summary& events, bool is_first) {
 }
 
 }  // namespace
+
+// A member is handed out under "NAME:member", which has to fit the name of a block.
+void check_older_member_name(const std::string& name, int member) {
+  constexpr std::size_t longest = sizeof(ravo_serv_block_subhead::chname) - 1;
+  if (fmt::format("{}:{}", name, member).size() > longest)
+    throw data_failure(fmt::format(
+        "{}:{} is longer than the {} letters under which files of the older generation give single "
+        "members: ask for it without ':{}'",
+        name, member, longest, member));
+}
 
 void check_member_of_type(const std::string& name, int member, const data_type& type) {
   if (member < type.members) return;

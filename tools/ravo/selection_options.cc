@@ -88,11 +88,12 @@ void take_window(const selection_arguments& arguments, selection& to) {
   if (to.first_event && to.last_event && *to.first_event > *to.last_event)
     throw usage_failure(
         fmt::format("--first-event {} is after --last-event {}", *to.first_event, *to.last_event));
-  if (to.files.empty() && !to.runs && to.from && !to.to) to.to = context.now;
+  const bool ends_now = to.files.empty() && !to.runs && to.from && !to.to;
+  if (ends_now) to.to = context.now;
   if (to.from && to.to && microseconds(*to.from) > microseconds(*to.to))
     throw usage_failure(fmt::format("--from {} is after --to {}",
                                     arguments.from.value_or(format_time(*to.from)),
-                                    arguments.to ? *arguments.to : "now"));
+                                    ends_now ? "now" : arguments.to.value_or(format_time(*to.to))));
 }
 
 // These are words of the text as well; it reads them.
@@ -107,7 +108,17 @@ void take_rules(const selection_arguments& arguments, selection& to) {
   to.join_channel = joined.join_channel;
 }
 
+// Each run costs a look at the disk, wherever the number is written.
+void check_number_of_runs(const selection& wanted) {
+  constexpr int most = 1'000'000;
+  if (wanted.runs && wanted.runs->last - wanted.runs->first >= most)
+    throw usage_failure(
+        fmt::format("run={}-{} are more than {} runs", wanted.runs->first, wanted.runs->last, most));
+}
+
 asked_selection make_selection(const selection_arguments& arguments) {
+  for (const std::string& name : arguments.channels)
+    if (name.empty()) throw usage_failure("--channel: '' is no name of a channel");
   const sorted_words words = sort_words(arguments);
   asked_selection asked{selection::parse(words.text), !words.text.empty(), false};
   asked.has_tolerance = asked.has_text || arguments.tolerance_ms.has_value();
@@ -117,6 +128,7 @@ asked_selection make_selection(const selection_arguments& arguments) {
   if (!wanted.files.empty() && arguments.request_option)
     throw usage_failure(fmt::format("{} is for requests without FILES", *arguments.request_option));
   take_request(arguments, wanted);
+  check_number_of_runs(wanted);
   if (wanted.files.empty() && !wanted.runs && !wanted.from && !arguments.from)
     throw usage_failure("say what to read: FILES, or --run N[-M], or --from TIME and --to TIME");
   take_window(arguments, wanted);

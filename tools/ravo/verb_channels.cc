@@ -99,8 +99,11 @@ void run(const options& asked, output& out) {
     raw_file file(path);
     tell_description_problem(file);
     const std::vector<channel_row> rows = rows_of(file, asked.patterns);
-    if (rows.empty() && !asked.patterns.empty())
-      throw data_failure(fmt::format("{}: no channel matches {}", path, join_or(asked.patterns)));
+    if (rows.empty() && !asked.patterns.empty()) {
+      std::vector<std::string> patterns;
+      for (const std::string& pattern : asked.patterns) patterns.push_back(shown_name(pattern));
+      throw data_failure(fmt::format("{}: no channel matches {}", path, join_or(patterns)));
+    }
     if (asked.json) {
       print_json(file, rows, out);
       continue;
@@ -118,9 +121,7 @@ void run(const options& asked, output& out) {
 verb channels_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("channels", "List the channels of a raw file");
   const auto asked = std::make_shared<options>();
-  command->add_option("FILE", asked->files, "Raw files, of either generation")
-      ->required()
-      ->type_name("");
+  command->add_option("FILE", asked->files, "Raw files, of either generation")->required()->type_name("");
   command
       ->add_option("--match,-m", asked->patterns,
                    "Only these channels; * ? [] as in a shell. May be repeated")

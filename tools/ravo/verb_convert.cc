@@ -87,7 +87,9 @@ class batch {
       else
         convert(older, source, result);
       result.verified = asked_.verify || asked_.verify_only;
-      result.output_bytes = std::filesystem::file_size(source.target);
+      std::error_code error;
+      result.output_bytes = std::filesystem::file_size(source.target, error);
+      if (error) throw data_failure(fmt::format("{}: {}", source.target, error.message()));
     } catch (const data_failure& failure) {
       result.problem = failure.what();
       result.converted.reset();
@@ -116,8 +118,19 @@ class batch {
   work_progress progress_;
 };
 
+// What is wrong with the folder is wrong for all files: it is said once.
+void check_folder(const std::string& folder) {
+  if (folder.empty()) throw usage_failure("--into: the name of the folder is empty");
+  std::error_code error;
+  if (std::filesystem::exists(folder, error) && !std::filesystem::is_directory(folder, error))
+    throw data_failure(folder + ": is a file, not a folder");
+}
+
 void run(const options& asked, output& out) {
+  check_folder(asked.into);
   const std::vector<conversion_source> sources = find_sources(asked.files, asked.into);
+  if (sources.empty())
+    throw data_failure(fmt::format("there are no raw files (*.raw) in {}", fmt::join(asked.files, ", ")));
   const auto print = asked.json ? print_outcome_json : print_outcome;
   batch work(asked, sources);
   conversion_totals sum;
@@ -154,11 +167,15 @@ verb convert_verb(CLI::App& tool) {
                    "Folder for the new files, which keep their names; made when needed")
       ->required()
       ->type_name("DIR");
-  command->add_flag("--force", asked->force, "Replace files that are there already");
-  command->add_flag("--verify", asked->verify,
-                    "Read old and new back and compare value by value before a new file gets its name");
-  command->add_flag("--verify-only", asked->verify_only,
-                    "Write nothing: compare with an earlier conversion in DIR");
+  CLI::Option* force = command->add_flag("--force", asked->force, "Replace files that are there already");
+  CLI::Option* verify =
+      command->add_flag("--verify", asked->verify,
+                        "Read old and new back and compare value by value before a new file gets its name");
+  command
+      ->add_flag("--verify-only", asked->verify_only,
+                 "Write nothing: compare with an earlier conversion in DIR")
+      ->excludes(force)
+      ->excludes(verify);
   command->add_flag("--json", asked->json, "One JSON object a file, and one with the sums");
   command->footer(R"(Examples:
   ravo convert old/*.raw --into new --verify

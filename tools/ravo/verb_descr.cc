@@ -114,7 +114,8 @@ void print_json(const raw_file& file, const chan_descr_2010& channel, output& ou
 
 std::string nothing_said(raw_file& file, const std::string& wanted) {
   if (file.descriptions().empty()) return file.path() + ": the file describes no channels";
-  if (is_pattern(wanted)) return fmt::format("{}: no described channel matches {}", file.path(), wanted);
+  if (is_pattern(wanted))
+    return fmt::format("{}: no described channel matches {}", file.path(), shown_name(wanted));
   const auto channels = file.channels();
   if (std::any_of(channels.begin(), channels.end(),
                   [&wanted](const auto& one) { return wanted == one.chan_name; }))
@@ -123,7 +124,7 @@ std::string nothing_said(raw_file& file, const std::string& wanted) {
   for (const chan_descr_2010* one : file.descriptions())
     if (one) names.emplace_back(one->prop_name);
   const std::vector<std::string> near = near_names(wanted, names);
-  return fmt::format("{}: no channel {}; {}", file.path(), wanted,
+  return fmt::format("{}: no channel {}; {}", file.path(), shown_name(wanted),
                      near.empty() ? "`ravo descr FILE` lists those that are described"
                                   : fmt::format("did you mean {}?", join_or(near)));
 }

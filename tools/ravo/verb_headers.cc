@@ -7,6 +7,7 @@
 #include "channel_names.h"
 #include "help_format.h"
 #include "json_lines.h"
+#include "print_text.h"
 #include "times.h"
 #include "type_names.h"
 #include "verb.h"
@@ -29,10 +30,10 @@ const char* compressor_of(const ravo_zip_header& zip) {
                                           : name_of(stored_as::unknown);
 }
 
-// The errors of a block; that it is compressed is told in words.
-std::string error_text(const ravo_serv_block_subhead_2010& channel) {
-  const std::uint32_t errors = bits(channel.error) & ~static_cast<std::uint32_t>(RAVO_CHAN_ZIP_FLAG);
-  return errors == 0 ? "no error" : fmt::format("error {:#x}", errors);
+// The errors of a block, by name; that it is compressed is told in words.
+std::string errors_of(const ravo_serv_block_subhead_2010& channel) {
+  const std::int32_t errors = channel.error & ~RAVO_CHAN_ZIP_FLAG;
+  return errors == 0 ? "no error" : "error " + error_text(errors);
 }
 
 std::string storage_text(const channel_headers& headers) {
@@ -58,7 +59,7 @@ void print_text(const channel_headers& headers, output& out) {
              server.nchan == 1 ? "" : "s", server.mpulse, format_time(server.time), bits(server.tmask),
              bits(server.status));
   fmt::print(out.file(), "  channel block  at {:>10}  {}, {} bytes, {}, {}\n", headers.at.chhd,
-             data_type_name(channel.dtype), channel.ldata, storage_text(headers), error_text(channel));
+             data_type_name(channel.dtype), channel.ldata, storage_text(headers), errors_of(channel));
 }
 
 void print_json(const raw_file& file, const std::string& name, const channel_headers& headers,
@@ -83,7 +84,8 @@ void print_json(const raw_file& file, const std::string& name, const channel_hea
                            {"name", channel.chname},
                            {"dtype", data_type_name(channel.dtype)},
                            {"bytes", channel.ldata},
-                           {"error", bits(channel.error)}};
+                           {"error", bits(channel.error)},
+                           {"error_text", error_text(channel.error)}};
   if (headers.zip)
     line["zip_header"] = {{"method", compressor_of(*headers.zip)},
                           {"bytes", headers.zip->zipp_length},

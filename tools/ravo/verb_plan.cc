@@ -39,7 +39,8 @@ void print_table(const ravo::read_plan& plan, output& out) {
              format_size(plan.decoded_bytes));
   fmt::print(out.file(), "memory, up to  {} by events, {} by columns\n",
              format_size(plan.peak_bytes_of_events), format_size(plan.peak_bytes_of_columns));
-  fmt::print(out.file(), "time, about    {}\n", format_span(plan.seconds * 1e6));
+  fmt::print(out.file(), "time, about    {}\n",
+             plan.seconds < 0.001 ? "1 ms or less" : format_span(plan.seconds * 1e6));
 }
 
 void print_lines(const ravo::read_plan& plan, dataset_session& session) {

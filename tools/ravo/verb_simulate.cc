@@ -64,7 +64,7 @@ simulator::settings complete(const options& asked) {
 void make_folder(const std::string& folder) {
   std::error_code error;
   std::filesystem::create_directories(folder, error);
-  if (error || !std::filesystem::is_directory(folder))
+  if (std::error_code unseen; error || !std::filesystem::is_directory(folder, unseen))
     throw data_failure(fmt::format("{}: {}", folder, error ? error.message() : "is a file, not a folder"));
 }
 

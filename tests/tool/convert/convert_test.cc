@@ -312,6 +312,43 @@ TEST_F(Convert, NeverReplacesWhatItReads) {
   EXPECT_EQ(read_file(older), bytes);
 }
 
+// What is wrong with the folder is said once, however many files there are.
+TEST_F(Convert, SaysOnceThatTheFolderIsNone) {
+  const std::string one = write_odd_file(folder);
+  const process_result unnamed = run_tool({"convert", one, demo_of("older").files[0], "--into", ""});
+  EXPECT_EQ(unnamed.exit_code, 2);
+  EXPECT_EQ(unnamed.out, "");
+  EXPECT_EQ(unnamed.err, "ravo: --into: the name of the folder is empty\n");
+  const std::string file = folder.write("occupied", std::vector<unsigned char>{'x'});
+  for (const char* option : {"--verify", "--verify-only"}) {
+    const process_result occupied =
+        run_tool({"convert", one, demo_of("older").files[0], "--into", file, option});
+    EXPECT_EQ(occupied.exit_code, 1);
+    EXPECT_EQ(occupied.out, "");
+    EXPECT_EQ(occupied.err, "ravo: " + file + ": is a file, not a folder\n");
+  }
+}
+
+TEST_F(Convert, SaysThatAFolderHoldsNoRawFiles) {
+  fs::create_directory(folder.file("empty"));
+  const process_result result = run_tool({"convert", folder.file("empty"), "--into", into});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "ravo: there are no raw files (*.raw) in " + folder.file("empty") + "\n");
+  EXPECT_FALSE(fs::exists(into));
+}
+
+TEST_F(Convert, ComparesOrWritesButNotBoth) {
+  for (const char* option : {"--force", "--verify"}) {
+    const process_result result =
+        run_tool({"convert", demo_of("older").files[0], "--into", into, "--verify-only", option});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err,
+              "ravo: " + std::string(option) + " excludes --verify-only\nTry `ravo convert --help`.\n");
+  }
+}
+
 TEST_F(Convert, RefusesFilesThatWouldTakeOnePlace) {
   const std::string one = write_odd_file(folder);
   fs::create_directory(folder.file("other"));

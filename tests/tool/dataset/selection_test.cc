@@ -229,6 +229,25 @@ TEST_P(WrongSelection, RefusesLimitsThatMakeNoSense) {
   }
 }
 
+TEST_P(WrongSelection, IsOneWithoutAName) {
+  const process_result result = run({folder, "-c", ""});
+  EXPECT_EQ(result.exit_code, 2);
+  EXPECT_EQ(result.err, "ravo: --channel: '' is no name of a channel\n");
+}
+
+TEST_P(WrongSelection, IsOneOfMoreRunsThanAnybodyMeans) {
+  const process_result result = run({"run=1-2147483647 chan=LINAC/BPM/001"});
+  EXPECT_EQ(result.exit_code, 2);
+  EXPECT_EQ(result.err, "ravo: run=1-2147483647 are more than 1000000 runs\n");
+}
+
+TEST_P(WrongSelection, IsOneThatEndsBeforeItBegins) {
+  const process_result result = run({"file=" + folder + " chan=LINAC/BPM/001 from=20 to=10"});
+  EXPECT_EQ(result.exit_code, 2);
+  EXPECT_EQ(result.err,
+            "ravo: --from 1970-01-01T00:00:20.000000Z is after --to 1970-01-01T00:00:10.000000Z\n");
+}
+
 TEST_P(WrongSelection, OfNoEventsIsNoFailure) {
   const process_result result = run({folder, "-c", "LINAC/BPM/001", "--first-event", "2000000", "--json"});
   EXPECT_EQ(result.exit_code, 0);

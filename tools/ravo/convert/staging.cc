@@ -41,7 +41,7 @@ void synchronise(const std::string& folder) {
 staging_folder::staging_folder(const std::string& folder) : folder_(folder) {
   std::error_code error;
   fs::create_directories(folder, error);
-  if (error || !fs::is_directory(folder))
+  if (std::error_code unseen; error || !fs::is_directory(folder, unseen))
     throw data_failure(fmt::format("{}: {}", folder, error ? error.message() : "is a file, not a folder"));
   path_ = (fs::path(folder) / ".ravo_convert_XXXXXX").string();
   if (!mkdtemp(path_.data())) refuse(folder, errno);

@@ -132,8 +132,12 @@ std::vector<expectation> make_faults(const settings& what, const simulation_resu
   auto& [expected, damaged] = plan;
   for (const auto& [path, bytes] : damaged) write(path, bytes);
   for (const fault_request& fault : faults)
-    if (fault.kind == missing_file)
-      std::filesystem::remove(made.files[static_cast<std::size_t>(fault.file - 1)]);
+    if (fault.kind == missing_file) {
+      const std::string& path = made.files[static_cast<std::size_t>(fault.file - 1)];
+      std::error_code error;
+      if (!std::filesystem::remove(path, error) && error)
+        throw simulation_failed(path + ": " + error.message());
+    }
   return std::move(expected);
 }
 
