@@ -146,6 +146,39 @@ TEST(LoadDescriptions, FillsAFieldToTheLastByteButOne) {
   EXPECT_EQ(list.channels.at(0)->subsystem, std::string(63, 's'));
 }
 
+TEST(LoadDescriptions, ResolvesReferencesOfEveryLengthInUtf8) {
+  const auto units = [](const std::string& text) {
+    description_list list;
+    EXPECT_EQ(load("<channel_descriptions version=\"1\"><channel prop_name=\"A\" units=\"" + text +
+                       "\"/></channel_descriptions>",
+                   list),
+              0)
+        << text;
+    return list.channels.empty() ? std::string() : std::string(list.channels[0]->units);
+  };
+  EXPECT_EQ(units("&#x7f;"), "\x7f");
+  EXPECT_EQ(units("&#128;"), "\xc2\x80");
+  EXPECT_EQ(units("&#x7ff;"), "\xdf\xbf");
+  EXPECT_EQ(units("&#x800;"), "\xe0\xa0\x80");
+  EXPECT_EQ(units("&#xfffd;"), "\xef\xbf\xbd");
+  EXPECT_EQ(units("&#x10000;"), "\xf0\x90\x80\x80");
+  EXPECT_EQ(units("&#x10ffff;"), "\xf4\x8f\xbf\xbf");
+}
+
+TEST(LoadDescriptions, RefusesBytesThatAreNotUtf8) {
+  // A byte that continues nothing, one that is missing, too long a form, a surrogate, beyond the last
+  // character.
+  for (const char* bytes :
+       {"\x80", "\xbf", "\xc3", "\xc0\xaf", "\xe0\x80\xaf", "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xff"}) {
+    description_list list;
+    EXPECT_NE(load("<channel_descriptions version=\"1\"><channel prop_name=\"a" + std::string(bytes) +
+                       "b\"/></channel_descriptions>",
+                   list),
+              0);
+    EXPECT_TRUE(list.channels.empty());
+  }
+}
+
 TEST(LoadDescriptions, RefusesWhatIsNotWellFormed) {
   const std::string cases[] = {
       "<channel_descriptions version='1'>",
