@@ -157,8 +157,38 @@ TEST_P(MissingValue, DoesNotConcernAPlan) {
   EXPECT_EQ(result.exit_code, 0) << result.err;
 }
 
-// ---- files
-// -----------------------------------------------------------------------------------------------
+// A slow value that cannot be read is missing at its own event; where it would be held, it says why there
+// is none, and does not count again.
+TEST(MissingSlowValue, IsNotThereWhereItWouldBeHeld) {
+  const damaged_data data("current", "compressed-update");
+  const std::string channel = data.expected.at("channel");
+  const unsigned event = data.expected.at("event");
+  const std::vector<std::string> arguments = {"read", data.folder.path().string(), "-c", channel,
+                                              "-c",   "LINAC/ENERGY/001"};
+  std::vector<std::string> with_json = arguments;
+  with_json.push_back("--json");
+  const process_result result = run_tool(with_json);
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+  std::size_t own = 0, held = 0;
+  for (const json& one : event_lines(result.out))
+    for (const json& value : one.at("channels")) {
+      if (value.at("channel") != channel || value.at("event") != event) continue;
+      EXPECT_FALSE(value.contains("value"));
+      EXPECT_TRUE(value.contains("problem"));
+      (value.at("held").get<bool>() ? held : own) += 1;
+    }
+  EXPECT_EQ(own, 1u);
+  EXPECT_GT(held, 0u);
+  EXPECT_EQ(closing_of(result.out).at("ledger").at("missing"), 1);
+  EXPECT_THAT(run_tool(arguments).out,
+              testing::ContainsRegex(channel + " +no data: [a-z ]+  \\(held\\)\n"));
+  const process_result stat = run_tool({"stat", data.folder.path().string(), "-c", channel, "--slow",
+                                        "hold", "-c", "LINAC/ENERGY/001", "--json"});
+  for (const json& row : event_lines(stat.out))
+    EXPECT_EQ(row.at("missing"), row.at("channel") == channel ? 1 : 0);
+}
+
+// ---- files -------------------------------------------------------------------------------------------
 
 TEST(MissingFile, IsLeftOutAndTold) {
   const damaged_data data("current", "truncated");
@@ -190,8 +220,7 @@ TEST(MissingFile, OfWhichThereIsNoOtherIsRefused) {
   EXPECT_THAT(result.err, StartsWith("ravo: " + data.files[0] + ": not a readable raw file: "));
 }
 
-// ---- memory and Ctrl-C
-// -------------------------------------------------------------------------------------
+// ---- memory and Ctrl-C -------------------------------------------------------------------------------
 
 TEST(TooLittleMemory, IsSaidWithExitCode1) {
   const process_result result =

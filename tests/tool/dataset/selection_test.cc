@@ -161,8 +161,7 @@ TEST_P(Selection, OfARunIsFoundInTheCatalogue) {
   }
 }
 
-// ---- wrong ones, by each verb
-// ----------------------------------------------------------------------------
+// ---- wrong ones, by each verb ------------------------------------------------------------------------
 
 class WrongSelection : public testing::TestWithParam<const char*> {
  protected:
