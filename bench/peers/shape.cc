@@ -80,8 +80,8 @@ std::vector<shape> all_shapes(extent how_much) {
   if (how_much == extent::quick)
     return {waveforms(2048, 50, 60), waveforms(16384, 50, 8), images(8, 2, 10), images(16, 2, 6),
             waveforms(1, 50, 300)};
-  return {waveforms(2048, 50, 400), waveforms(16384, 50, 50), images(8, 4, 30), images(16, 4, 15),
-          waveforms(1, 50, 2000)};
+  return {waveforms(2048, 50, 300), waveforms(16384, 50, 40), images(8, 4, 20), images(16, 4, 12),
+          waveforms(1, 50, 1500)};
 }
 
 std::vector<unsigned char> make_block(const shape& what, int channel, int event) {
