@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <set>
+#include <sstream>
 #include <utility>
 
 #include "failure.h"
@@ -291,10 +293,21 @@ std::string explain_two_generations(const std::string& older, const std::string&
       older, current, older);
 }
 
+namespace {
+
+// The library names the catalogue files that it passes over, among much else; each look-up does so again.
+void tell_damaged_catalogue_files(output& out) {
+  std::set<std::string> told;
+  std::istringstream words(out.take_library_output());
+  for (std::string line; std::getline(words, line);)
+    if (line.starts_with("Run catalogue: ") && told.insert(line).second)
+      fmt::print(stderr, "ravo: {}; build the catalogue again\n", line);
+}
+
 // Which generation the files are of is seen only when they are found, and what is found depends on the
 // reader: files before a period are opened, and a reader opens those of its own generation.
-void choose_files(any_reader& reader, const file_request& request, int debug, file_decisions& decisions,
-                  output& out) {
+void choose_files_of_either(any_reader& reader, const file_request& request, int debug,
+                            file_decisions& decisions, output& out) {
   const bool found =
       choose_files_with(reader.emplace<ravo_daq_reader_2010>(), request, debug, decisions, out);
   if (found && !is_older(files_of(reader).front())) return;
@@ -304,7 +317,16 @@ void choose_files(any_reader& reader, const file_request& request, int debug, fi
     decisions = std::move(of_older);
     return;
   }
+  tell_damaged_catalogue_files(out);
   throw data_failure(why_nothing(request, decisions));
+}
+
+}  // namespace
+
+void choose_files(any_reader& reader, const file_request& request, int debug, file_decisions& decisions,
+                  output& out) {
+  choose_files_of_either(reader, request, debug, decisions, out);
+  tell_damaged_catalogue_files(out);
 }
 
 file_decisions decide_files(const file_request& request, int debug, output& out) {

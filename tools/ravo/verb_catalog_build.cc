@@ -47,9 +47,10 @@ void report(const catalogue::build_result& result, const catalog_build_options& 
     out.print(json_line(line));
     return;
   }
-  fmt::print(out.file(), "{}: {} file{} of {} run{}, {} opened, {} still growing\n", asked.directory,
+  fmt::print(out.file(), "{}: {} file{} of {} run{}, {} opened, {} still growing{}\n", asked.directory,
              result.raw_files, result.raw_files == 1 ? "" : "s", result.runs, result.runs == 1 ? "" : "s",
-             result.opened, result.growing);
+             result.opened, result.growing,
+             result.problems.empty() ? "" : fmt::format(", {} left out", result.problems.size()));
 }
 
 }  // namespace
@@ -69,7 +70,7 @@ void build_catalog(const catalog_build_options& asked, output& out) {
   report(result, asked, out);
   check_for_interrupt();
   if (result.problems.empty()) return;
-  throw data_failure(asked.directory + ": what is named above is left out; all else is in the catalogue");
+  throw data_failure(asked.directory + ": what is named above is left out");
 }
 
 }  // namespace ravo::tool

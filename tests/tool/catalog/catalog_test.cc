@@ -75,9 +75,8 @@ TEST_F(Catalog, BuildNamesABrokenFileAndTakesTheOthers) {
   const process_result result = run_tool({"catalog", "build", raw.path().string(), "--into", directory()});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_THAT(result.err, HasSubstr("ravo: " + broken + ": "));
-  EXPECT_THAT(result.err, HasSubstr("ravo: " + directory() +
-                                    ": what is named above is left out; all else is in the catalogue\n"));
-  EXPECT_THAT(result.out, HasSubstr("2 files of 1 run, 2 opened"));
+  EXPECT_THAT(result.err, HasSubstr("ravo: " + directory() + ": what is named above is left out\n"));
+  EXPECT_EQ(result.out, directory() + ": 2 files of 1 run, 2 opened, 0 still growing, 1 left out\n");
   EXPECT_EQ(find({"--run", "1"}).exit_code, 0);
 }
 
@@ -152,6 +151,22 @@ TEST_F(Catalog, FindPassesOnWhatTheLookUpSaysOfDamage) {
   std::filesystem::resize_file(run, 0);
   EXPECT_THAT(find({"--run", "1"}).err,
               testing::StartsWith("Run catalogue: " + run + " is passed over: it is empty\nravo: "));
+}
+
+TEST_F(Catalog, ReadNamesWhatItPassesOverAndFindsTheFilesByTheirNames) {
+  build();
+  const std::string run = directory() + "/linac/main/runs/0/run1.xml";
+  std::filesystem::resize_file(run, 0);
+  const std::string told =
+      "ravo: Run catalogue: " + run + " is passed over: it is empty; build the catalogue again\n";
+  for (const char* how : {"--explain", "--classic", "--json"}) {
+    const process_result result =
+        run_tool({"read", "--run", "1", "--catalog", directory(), "--data", demo().folder.path().string(),
+                  "--channel", "LINAC/BPM/001", how});
+    EXPECT_EQ(result.exit_code, 0) << how << result.err;
+    EXPECT_THAT(result.err, HasSubstr(told)) << how;
+    EXPECT_THAT(result.out, testing::Not(testing::IsEmpty())) << how;
+  }
 }
 
 TEST_F(Catalog, RefusesCommandLinesThatMakeNoSense) {

@@ -1,5 +1,6 @@
 #include "convert/current_form.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -42,9 +43,9 @@ Record read(std::span<const unsigned char> from) {
 
 template <class Record>
 bytes record_and_rest(const Record& record, std::span<const unsigned char> rest) {
-  const auto* first = reinterpret_cast<const unsigned char*>(&record);
-  bytes to(first, first + sizeof record);
-  to.insert(to.end(), rest.begin(), rest.end());
+  bytes to(sizeof record + rest.size());
+  std::memcpy(to.data(), &record, sizeof record);
+  std::copy(rest.begin(), rest.end(), to.begin() + sizeof record);
   return to;
 }
 
