@@ -152,6 +152,7 @@ void column_reader::run_chunks() {
   state_->pool.run(
       chunks_.size(), state_->pool.size(), [this](std::size_t number) { read_chunk(number); }, look);
   free_.clear();
+  state_->check_stop();  // who saw it among the last chunks left blocks unread, and nobody looked again
   if (!is_ragged_ && is_irregular_) return;
   tell_progress();
 }

@@ -66,9 +66,9 @@ void event_reader::find_start() {
   const std::size_t all = count_events(*state_);
   const std::size_t there = ordinal_ < all ? (all - ordinal_ - 1) / stride_ + 1 : 0;
   left_ = std::min(left_, there);
+  segment_ = state_->timeline.segments();
   if (left_ == 0) return;
   ordinal_ += (left_ - 1) * stride_;
-  segment_ = state_->timeline.segments();
   before_segment_ = all;
 }
 
@@ -80,32 +80,45 @@ void event_reader::tell_progress() const {
 bool event_reader::enter_segment() {
   datasets::timeline& line = state_->timeline;
   if (options_.order == event_order::backward) {
-    while (ordinal_ < before_segment_) before_segment_ -= line.selected_in(--segment_);
+    while (ordinal_ < before_segment_) {
+      const std::size_t here = line.selected_in(segment_ - 1);
+      if (ordinal_ < before_segment_ - here) account_left_out(segment_ - 1);
+      before_segment_ -= here;
+      --segment_;
+    }
     return true;
   }
   while (segment_ < line.segments()) {
     const std::size_t here = line.selected_in(segment_);
     if (ordinal_ < before_segment_ + here) return true;
-    if (line.may_have_events(segment_) && !accounted_[segment_]) {
-      const auto part = line.get(segment_);
-      for (std::size_t i = 0; i < state_->channels.size(); ++i)
-        state_->account_left_out(ledger_, i, *part, i);
-      accounted_[segment_] = true;
-    }
+    account_left_out(segment_);
     before_segment_ += here;
     ++segment_;
   }
   return false;
 }
 
+/// What alignment left out of a segment, also of one that has no events: once.
+void event_reader::account_left_out(std::size_t segment) {
+  if (accounted_[segment] || !state_->timeline.may_have_events(segment)) return;
+  const auto part = state_->timeline.get(segment);
+  for (std::size_t i = 0; i < state_->channels.size(); ++i) state_->account_left_out(ledger_, i, *part, i);
+  accounted_[segment] = true;
+}
+
 std::optional<batch_plan> event_reader::next_plan() {
   if (!is_started_) find_start();
-  if (left_ == 0 || !enter_segment()) return std::nullopt;
+  if (left_ == 0) {
+    // Backward, no event leads to the segments without events in front of the first one.
+    const bool is_whole = options_.first == 0 && !options_.count;
+    while (options_.order == event_order::backward && is_whole && segment_ > 0)
+      account_left_out(--segment_);
+    return std::nullopt;
+  }
+  if (!enter_segment()) return std::nullopt;
   const auto part = state_->timeline.get(segment_);
   if (!accounted_[segment_]) {
-    for (std::size_t i = 0; i < state_->channels.size(); ++i)
-      state_->account_left_out(ledger_, i, *part, i);
-    accounted_[segment_] = true;
+    account_left_out(segment_);
     if (options_.order == event_order::forward) align_ahead(segment_ + 1);
   }
   const bool backward = options_.order == event_order::backward;
@@ -195,6 +208,8 @@ void event_reader::start(const std::shared_ptr<task>& ahead) {
         (*state)->timeline.get(ahead->plan.segment);
       else
         batch = decode_batch(*state, ahead->plan);
+    } catch (const memory_exceeded&) {
+      // When its turn comes there may be room; a failure that is kept would be told for ever.
     } catch (...) {
       failure = std::current_exception();
     }

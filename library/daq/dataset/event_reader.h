@@ -46,6 +46,7 @@ class event_reader {
   std::optional<batch_plan> next_plan();
   void tell_progress() const;
   bool enter_segment();
+  void account_left_out(std::size_t segment);
   void top_up();
   void start(const std::shared_ptr<task>& ahead);
   void align_ahead(std::size_t segment);

@@ -1,8 +1,10 @@
 // Cancellation, progress, many files and several threads.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <span>
 #include <thread>
 
 #include "noisy_file.h"
@@ -104,6 +106,55 @@ TEST(Cancellation, FromAnotherThreadLeavesNothingBehind) {
   }
 }
 
+/// Two files whose events take turns, so that each block is read by itself: one piece of work is long.
+std::vector<std::string> taking_turns(const temporary_folder& folder, std::uint32_t count) {
+  std::vector<std::string> files;
+  for (std::uint32_t which = 0; which < 2; ++which) {
+    handmade_file file;
+    std::vector<std::pair<std::size_t, float>> numbers;
+    for (std::uint32_t i = which; i < count; i += 2) {
+      numbers.emplace_back(file.events.size(), static_cast<float>(i));
+      file.events.push_back(event_at(i + 1, i * 100));
+    }
+    file.channels = {numbers_at("A", numbers)};
+    files.push_back(write(folder, "f" + std::to_string(which) + ".raw", file));
+  }
+  return files;
+}
+
+TEST(Cancellation, LeavesNoRowUnreadThatIsSaidToBeThere) {
+  constexpr std::uint32_t count = 200;
+  const temporary_folder folder;
+  const std::vector<std::string> files = taking_turns(folder, count);
+  std::vector<float> values(count);
+  for (unsigned round = 0; round < 150; ++round) {
+    std::stop_source stop;
+    dataset_options options;
+    options.stop = stop.get_token();
+    options.threads = 1;
+    const dataset data = dataset::open(of_files(files), options);
+    ASSERT_EQ(data.size(), count);  // aligned, so that the column is mostly reading
+    std::fill(values.begin(), values.end(), -1.0f);
+    column_options how;
+    how.into = std::as_writable_bytes(std::span(values));
+    std::atomic<bool> begun{false};
+    std::thread other([&] {
+      while (!begun) std::this_thread::yield();
+      for (unsigned turns = 0; turns < round * 20; ++turns) std::this_thread::yield();
+      stop.request_stop();
+    });
+    begun = true;
+    try {
+      const column_data column = data.column("A", how);
+      EXPECT_EQ(column.ledger.delivered(), count);
+      for (std::uint32_t i = 0; i < count; ++i) EXPECT_EQ(values[i], static_cast<float>(i));
+    } catch (const read_cancelled&) {
+    }
+    other.join();
+    if (HasFailure()) break;
+  }
+}
+
 TEST(Progress, OfAColumnEndsAtItsTotal) {
   const temporary_folder folder;
   const std::string path = noise(folder, 50, 2048);
@@ -198,6 +249,28 @@ TEST(ManyFiles, AreAlignedByAllThreadsWhileEventsAreRead) {
   EXPECT_EQ(read, 60u);
   EXPECT_EQ(found, 60u);
   EXPECT_LE(data.peak_memory(), options.memory_limit);
+}
+
+TEST(ManyFiles, ThatAreGoneAreCountedInEitherOrder) {
+  const temporary_folder folder;
+  const std::vector<std::string> files = single_events(folder, 4);
+  dataset_options options;
+  options.open_files = 1;
+  const dataset data = dataset::open(of_files(files), options);
+  ASSERT_TRUE(data.at(2));  // its file stays open
+  for (const std::size_t gone : {0u, 2u, 3u}) std::filesystem::remove(files[gone]);
+  for (const event_order order : {event_order::forward, event_order::backward}) {
+    event_options how;
+    how.order = order;
+    event_range events = data.events(how);
+    std::size_t count = 0;
+    while (events.next()) ++count;
+    EXPECT_EQ(count, 1u);
+    const read_ledger ledger = events.ledger();
+    EXPECT_EQ(ledger.expected(), 4u);
+    EXPECT_EQ(ledger.delivered(), 1u);
+    EXPECT_EQ(ledger.channels[0].missing[static_cast<std::size_t>(missing_cause::file_missing)], 3u);
+  }
 }
 
 TEST(ManyFiles, AreOpenedAFewAtATime) {
