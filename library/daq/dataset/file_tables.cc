@@ -67,6 +67,13 @@ class tables {
     }
   }
 
+  /// Whether the dictionary says that any channel has data.
+  bool has_entries() const {
+    bool any = false;
+    visit([&](const listed_channel& channel) { any = any || channel.count > 0; });
+    return any;
+  }
+
   std::optional<event_span> span() const {
     const auto index = loaded<typename G::event_index_table>([&](auto** table) {
       return library_calls<G>::get_event_index_table(file_.length(), reference_.get(), file_.descriptor(),
@@ -297,10 +304,12 @@ file_look look(tables<G>& of_file, ravo_file_generation generation, bool with_sp
   }
   if (with_span) {
     const auto span = of_file.span();
-    if (span)
-      result.span = *span;
-    else
+    if (!span)
       result.problem = "its event index is damaged";
+    else if (span->empty && of_file.has_entries())
+      result.problem = "its event index has no events, and its channels have";
+    else
+      result.span = *span;
   }
   if (result.problem.empty()) of_file.visit(visit);
   result.rows = of_file.channels();

@@ -208,6 +208,20 @@ TYPED_TEST(Damage, AFileThatIsNoRawFileIsNamedAndTheOthersAreRead) {
   EXPECT_THROW(dataset::open(of_files({junk})), missing_data);
 }
 
+TYPED_TEST(Damage, AmongOthersAFileWhoseIndexHasNoEventsIsNamed) {
+  const std::string good = write(this->folder, "a.raw", this->file);
+  auto bytes = this->file.build().vector();
+  const std::size_t events_of_type = this->file.at["index"] + 8 + 28;
+  std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(events_of_type), 4,
+              static_cast<unsigned char>(0));
+  const std::string empty = this->folder.write("b.raw", bytes);
+  const dataset data = dataset::open(of_files({good, empty}));
+  EXPECT_EQ(data.size(), 6u);
+  ASSERT_EQ(data.ledger().files.size(), 1u);
+  EXPECT_EQ(data.ledger().files[0].path, empty);
+  EXPECT_EQ(data.ledger().files[0].problem, "its event index has no events, and its channels have");
+}
+
 TYPED_TEST(Damage, PoliciesAllowAShare) {
   this->bad_block().zip_flags = 4;
   const std::string path = write(this->folder, "a.raw", this->file);
