@@ -119,13 +119,15 @@ file_result check_file(const std::string& path, depth deep, unsigned threads, co
     if (file->has_changed()) throw file_lost("what was found may not be so any more");
   } catch (const file_lost& lost) {
     const bool has_changed = file && file->has_changed();
-    // What was found in a file that changes under one's eyes says nothing.
+    // What was found in a file that changes under one's eyes says nothing, nor do its events.
     result.findings = {};
+    result.sequences.clear();
     result.findings.add(has_changed ? finding_kind::file_changed : finding_kind::file_unreadable, {},
                         lost.what());
   } catch (const std::bad_alloc&) {
     // Nor does what was found without memory.
     result.findings = {};
+    result.sequences.clear();
     result.findings.add(finding_kind::file_unreadable, {}, "there is no memory to check it");
   }
   if (told.told() < result.bytes) report(result.bytes - told.told());
