@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <charconv>
 #include <fstream>
+#include <map>
+#include <string>
 
 #include "failure.h"
 #include "json_lines.h"
@@ -73,10 +75,17 @@ std::vector<simulator::fault_request> read_faults(const std::vector<std::string>
 }
 
 void write_expectations(const std::vector<simulator::expectation>& expected, const std::string& folder) {
+  // A file can have several: it is damaged itself, and tells that the one before it is missing.
+  std::map<std::string, std::string> lines;
   for (const simulator::expectation& one : expected) {
-    const std::string path = (one.file.empty() ? folder + "/all" : one.file) + ".expected.json";
+    std::string& text = lines[(one.file.empty() ? folder + "/all" : one.file) + ".expected.json"];
+    for (const simulator::expected_finding& what : one.findings)
+      if (const std::string line = json_line(members_of(what)); text.find(line) == std::string::npos)
+        text += line;
+  }
+  for (const auto& [path, text] : lines) {
     std::ofstream file(path, std::ios::trunc);
-    for (const simulator::expected_finding& what : one.findings) file << json_line(members_of(what));
+    file << text;
     file.close();
     if (!file) throw data_failure(path + ": cannot be written");
   }

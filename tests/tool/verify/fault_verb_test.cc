@@ -62,6 +62,23 @@ TEST(SimulateFault, TellsWhatBelongsToNoFileForAll) {
   EXPECT_THAT(std::string(bytes.begin(), bytes.end()), StartsWith("{\"kind\":\"channel.absent\""));
 }
 
+TEST(SimulateFault, TellsOfAFileAlsoWhatIsMissingBeforeIt) {
+  const temporary_folder folder;
+  ASSERT_EQ(
+      simulate(folder, {"--files", "3", "--fault", "missing-file@2", "--fault", "lost-tail@3"}).exit_code,
+      0);
+  const std::vector<std::string> files = raw_files(folder.path());
+  ASSERT_EQ(files.size(), 2u);
+  const auto bytes = read_file(files[1] + ".expected.json");
+  std::set<std::string> expected, found;
+  for (const json& line : json_lines(std::string(bytes.begin(), bytes.end())))
+    expected.insert(line.at("kind"));
+  for (const json& line : json_lines(run_tool({"verify", folder.path().string(), "--json"}).out))
+    if (line.contains("kind")) found.insert(line.at("kind"));
+  EXPECT_EQ(expected, (std::set<std::string>{"file.reference", "run.file_missing"}));
+  EXPECT_EQ(found, expected);
+}
+
 TEST(SimulateFault, RefusesWhatItCannotDo) {
   const auto refusal = [](const std::vector<std::string>& options, int code) {
     const temporary_folder folder;
@@ -82,6 +99,8 @@ TEST(SimulateFault, RefusesWhatItCannotDo) {
               testing::AllOf(HasSubstr("no channel of the file can be damaged in this way"),
                              HasSubstr("; the files were written, and none is damaged")));
   EXPECT_THAT(refusal({"--fault", "missing-file@2"}, 1), HasSubstr("only a file between two others"));
+  EXPECT_THAT(refusal({"--files", "4", "--fault", "missing-file@2", "--fault", "missing-file@3"}, 1),
+              HasSubstr("only a file between two others"));
 }
 
 TEST(Simulate, StillNeedsAFolder) {

@@ -61,9 +61,14 @@ std::vector<expected_finding> expect_gap(const raw_image& image, std::uint32_t n
 }
 
 // The file that follows it tells that it is missing.
-expectation expect_missing_file(const settings& what, const simulation_result& made, int file) {
+expectation expect_missing_file(const settings& what, const simulation_result& made,
+                                const std::vector<fault_request>& faults, int file) {
   const bool has_neighbours = file % what.files != 0 && file % what.files != 1;
-  if (!has_neighbours) throw simulation_failed("only a file between two others of its run can be missing");
+  const bool is_next_missing = std::any_of(faults.begin(), faults.end(), [&](const fault_request& other) {
+    return other.kind == missing_file && other.file == file + 1;
+  });
+  if (!has_neighbours || is_next_missing)
+    throw simulation_failed("only a file between two others of its run can be missing");
   return {made.files[static_cast<std::size_t>(file)], {{"run.file_missing"}}};
 }
 
@@ -105,7 +110,7 @@ planned_damage plan_faults(const settings& what, const simulation_result& made,
       expected.push_back(
           {"", {{"channel.absent", what.absent_channel, {}, {}, static_cast<std::uint64_t>(what.runs)}}});
     } else if (fault.kind == missing_file) {
-      expected.push_back(expect_missing_file(what, made, fault.file));
+      expected.push_back(expect_missing_file(what, made, faults, fault.file));
     } else if (fault.kind == missing_event) {
       const std::uint32_t number = what.clock.first_event + pulse_in(what, fault.file);
       expected.push_back({path, expect_gap(raw_image(read(path)), number)});
