@@ -127,6 +127,7 @@ asked_selection make_selection(const selection_arguments& arguments) {
   wanted.channels.insert(wanted.channels.end(), arguments.channels.begin(), arguments.channels.end());
   if (!wanted.files.empty() && arguments.request_option)
     throw usage_failure(fmt::format("{} is for requests without FILES", *arguments.request_option));
+  if (!wanted.files.empty() && wanted.runs) throw usage_failure("run= is for requests without FILES");
   take_request(arguments, wanted);
   check_number_of_runs(wanted);
   if (wanted.files.empty() && !wanted.runs && !wanted.from && !arguments.from)

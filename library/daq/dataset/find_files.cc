@@ -147,6 +147,9 @@ void sort_by_name(std::vector<std::string>& files) {
 }  // namespace
 
 std::vector<std::string> find_files(const selection& wanted) {
+  if (!wanted.files.empty() && wanted.runs)
+    throw selection_error(
+        "The selection names files and runs: file= takes the place of run=, drop one of them");
   std::vector<std::string> files;
   for (const std::string& path : wanted.files) add_listed(path, files);
   if (wanted.files.empty()) files = find_requested(wanted);

@@ -100,6 +100,15 @@ TEST(SelectionText, ComesBackAsItWasForThousandsOfSelections) {
   }
 }
 
+TEST(Selection, OfFilesAndOfRunsIsRefused) {
+  try {
+    dataset::open("file=/nowhere/a.raw run=7");
+    FAIL() << "one of the two was ignored";
+  } catch (const selection_error& error) {
+    EXPECT_THAT(error.what(), HasSubstr("drop one of them"));
+  }
+}
+
 struct refused {
   const char* text;
   const char* reason;

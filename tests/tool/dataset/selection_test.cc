@@ -234,6 +234,16 @@ TEST_P(WrongSelection, IsOneWithoutAName) {
   EXPECT_EQ(result.err, "ravo: --channel: '' is no name of a channel\n");
 }
 
+TEST_P(WrongSelection, IsOneOfFilesAndRuns) {
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{folder, "run=1"}, {"file=" + folder + " run=1"}}) {
+    const process_result result = run(words);
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "ravo: run= is for requests without FILES\n");
+  }
+}
+
 TEST_P(WrongSelection, IsOneOfMoreRunsThanAnybodyMeans) {
   const process_result result = run({"run=1-2147483647 chan=LINAC/BPM/001"});
   EXPECT_EQ(result.exit_code, 2);

@@ -43,9 +43,9 @@ struct selection {
   std::vector<std::string> files;  ///< raw files, and folders of which all raw files (*.raw) are taken
   std::string experiment = "linac";
   std::string stream = "main";
-  std::string catalogue;  ///< directory of the run catalogue
-  std::string data;       ///< directory of the raw files, or several joined by ":"
-  std::optional<run_numbers> runs;
+  std::string catalogue;            ///< directory of the run catalogue
+  std::string data;                 ///< directory of the raw files, or several joined by ":"
+  std::optional<run_numbers> runs;  ///< refused where files are listed
 
   // ---- channels: each an exact name, a glob (* ? [...]), or "~" and a regular expression for the whole
   // name; with ":n" behind it the member n only. Empty: all channels. ----
