@@ -91,6 +91,19 @@ TYPED_TEST(Limits, LeaveOutEventsWhenTheyAreTooMany) {
   EXPECT_LT(most_kilobytes() - before, 64 << 10);
 }
 
+TYPED_TEST(Limits, LeaveOutPointersWhenARowIsTooLong) {
+  constexpr std::uint32_t entries = ravo::verify::most_events + 1;
+  constexpr std::uint32_t length = 12 + 2 * entries * 16;  // the file has two channels
+  this->lead(144, this->begin);
+  bytes pointers;
+  pointers.u32(0xecbecbf3).u32(length).u32(entries);
+  const std::string path = this->write(this->begin, pointers, this->begin + length);
+  const long before = most_kilobytes();
+  EXPECT_THAT(lines_of(findings_of({path})),
+              Contains("f.raw file.too_large - - " + std::to_string(this->begin) + " x1"));
+  EXPECT_LT(most_kilobytes() - before, 64 << 10);
+}
+
 TYPED_TEST(Limits, LeaveOutTablesThatAreTooLarge) {
   constexpr std::uint32_t bytes_of_table = (300u << 20) / 96 / 272 * 96 * 272 + 8;
   this->lead(140, this->begin);

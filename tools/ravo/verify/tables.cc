@@ -131,6 +131,20 @@ class table_loader {
            is_too_large("channel dictionary", offset, bytes, most_table_bytes);
   }
 
+  // One row is read to know that the others can be, as long as the head says; a head that is wrong is
+  // refused before.
+  bool is_row_too_large() {
+    const std::uint64_t offset = map_.reference.ecp_ref;
+    if (offset == 0 || !file_.holds(offset, sizeof(ravo_event_chan_pointers_table))) return false;
+    const std::uint64_t whole = file_.word(offset + offsetof(ravo_event_chan_pointers_table, length));
+    const std::uint64_t row = sizeof(ravo_event_chan_ptr_entry) *
+                              file_.word(offset + offsetof(ravo_event_chan_pointers_table, maxev));
+    return file_.holds(offset, whole) &&
+           whole == sizeof(ravo_event_chan_pointers_table) + map_.channels.size() * row &&
+           is_too_large("row of the event channel pointers", offset, row,
+                        most_events * sizeof(ravo_event_chan_ptr_entry));
+  }
+
   void load_event_index() {
     if (is_index_too_large()) return;
     ravo_event_index_table_2010* table = nullptr;
@@ -193,10 +207,10 @@ class table_loader {
       wrong("a block has no room for it");
   }
 
-  // Only the head is asked of the library: row after row is read when its channel is checked, since the
-  // table may be as large as the file.
+  // The head and one row are asked of the library: row after row is read when its channel is checked, since
+  // the table may be as large as the file.
   void load_pointers() {
-    if (!map_.has_dictionary) return;
+    if (!map_.has_dictionary || is_row_too_large()) return;
     ravo_event_chan_pointers_table* table = nullptr;
     int status = 0;
     if (map_.channels.empty()) {
