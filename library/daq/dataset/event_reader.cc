@@ -355,6 +355,18 @@ std::optional<event> event_reader::only(std::size_t segment, std::uint32_t numbe
   return one;
 }
 
+/// What is asked for may have been in a file that is gone, or a part of it.
+void event_reader::account_gone_files(std::size_t segment, const datasets::segment& part) {
+  if (std::find(part.file_failed.begin(), part.file_failed.end(), true) != part.file_failed.end())
+    account_left_out(segment);
+}
+
+std::optional<event> event_reader::not_found() {
+  if (ledger_.expected() != 0) settle();
+  is_settled_ = true;
+  return std::nullopt;
+}
+
 std::optional<event> event_reader::at(std::uint32_t number) {
   datasets::timeline& line = state_->timeline;
   for (std::size_t i = 0; i < line.segments(); ++i) {
@@ -362,13 +374,13 @@ std::optional<event> event_reader::at(std::uint32_t number) {
     if (!line.may_have_events(i) || (!span.empty && (number < span.lowest || number > span.highest)))
       continue;
     const auto part = line.get(i);
+    account_gone_files(i, *part);
     const auto found = std::find_if(part->selected.begin(), part->selected.end(), [&](std::uint32_t event) {
       return part->events[event].event_number == number;
     });
     if (found != part->selected.end()) return only(i, *found);
   }
-  is_settled_ = true;
-  return std::nullopt;
+  return not_found();
 }
 
 std::optional<event> event_reader::at(const time_stamp& time) {
@@ -383,6 +395,7 @@ std::optional<event> event_reader::at(const time_stamp& time) {
                                         wanted > datasets::in_microseconds(span.last) + tolerance);
     if (!line.may_have_events(i) || is_far) continue;
     const auto part = line.get(i);
+    account_gone_files(i, *part);
     for (const std::uint32_t event : part->selected) {
       const std::int64_t gap = std::abs(datasets::in_microseconds(part->events[event].time) - wanted);
       if (gap >= nearest) continue;
@@ -391,8 +404,7 @@ std::optional<event> event_reader::at(const time_stamp& time) {
     }
   }
   if (nearest <= tolerance) return only(chosen.first, chosen.second);
-  is_settled_ = true;
-  return std::nullopt;
+  return not_found();
 }
 
 // ---- what programs see

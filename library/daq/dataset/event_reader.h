@@ -58,6 +58,8 @@ class event_reader {
   event hand_out(const std::shared_ptr<event_batch>& batch, std::size_t index);
   void expect_blocks(std::size_t segment, std::uint32_t number);
   std::optional<event> only(std::size_t segment, std::uint32_t number);
+  std::optional<event> not_found();
+  void account_gone_files(std::size_t segment, const datasets::segment& part);
   void settle();
 
   std::shared_ptr<dataset_state> state_;

@@ -273,6 +273,26 @@ TEST(ManyFiles, ThatAreGoneAreCountedInEitherOrder) {
   }
 }
 
+TEST(ManyFiles, ThatAreGoneAreCountedWhenTheirEventIsAskedFor) {
+  const temporary_folder folder;
+  const std::vector<std::string> files = single_events(folder, 4);
+  dataset_options options;
+  options.open_files = 1;
+  const dataset data = dataset::open(of_files(files), options);
+  options.damage = damage_policy::strict();
+  const dataset strict = dataset::open(of_files(files), options);
+  ASSERT_TRUE(data.at(2));  // its file stays open
+  ASSERT_TRUE(strict.at(2));
+  std::filesystem::remove(files[0]);
+  EXPECT_FALSE(data.at(1));
+  EXPECT_FALSE(data.at(time_stamp{noon, 0}));
+  EXPECT_FALSE(data.at(77));
+  EXPECT_EQ(data.ledger().expected(), 3u);
+  EXPECT_EQ(data.ledger().channels[0].missing[static_cast<std::size_t>(missing_cause::file_missing)], 2u);
+  EXPECT_THROW(strict.at(1), missing_data);
+  EXPECT_FALSE(strict.at(77));
+}
+
 TEST(ManyFiles, AreOpenedAFewAtATime) {
   const temporary_folder folder;
   const std::vector<std::string> files = single_events(folder, 40);
