@@ -107,8 +107,9 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
     files.push_back(all_files.back());
     readable.push_back(paths[i]);
   }
-  const bool is_strict = options.damage.largest_missing_share <= 0;
-  if (!refused.empty() && (is_strict || files.empty()))
+  // How many values a refused file held is not known: no limit below "all" can be said to hold.
+  const bool may_miss_files = options.damage.largest_missing_share >= 1;
+  if (!refused.empty() && (!may_miss_files || files.empty()))
     throw missing_data("The file " + refused.front().path + " cannot be read: " + refused.front().problem);
   if (!refused.empty()) opened.set_paths(readable);
 

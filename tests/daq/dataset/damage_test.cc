@@ -205,6 +205,12 @@ TYPED_TEST(Damage, AFileThatIsNoRawFileIsNamedAndTheOthersAreRead) {
   dataset_options strict;
   strict.damage = damage_policy::strict();
   EXPECT_THROW(dataset::open(of_files({good, junk}), strict), missing_data);
+  // How much of all was in a refused file is not known, so that no share can be said to hold.
+  dataset_options limited;
+  limited.damage.largest_missing_share = 0.99;
+  EXPECT_THROW(dataset::open(of_files({good, junk}), limited), missing_data);
+  EXPECT_THROW(dataset::open(of_files({good, gone}), limited), missing_data);
+  EXPECT_NO_THROW(dataset::open(of_files({good}), limited));
   EXPECT_THROW(dataset::open(of_files({junk})), missing_data);
 }
 

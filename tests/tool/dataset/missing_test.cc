@@ -208,6 +208,11 @@ TEST(MissingFile, IsLeftOutAndTold) {
     EXPECT_EQ(strict.exit_code, 1);
     EXPECT_EQ(strict.out, "");
     EXPECT_THAT(strict.err, StartsWith("ravo: " + data.files[0] + ": not a readable raw file: ")) << verb;
+    // How many values it held is not known, so that no share but all of them can be said to be kept.
+    const process_result limited = run_tool({verb, folder, "-c", "LINAC/BPM/001", "--max-missing", "99%"});
+    EXPECT_EQ(limited.exit_code, 1) << verb;
+    EXPECT_EQ(limited.err, strict.err) << verb;
+    EXPECT_EQ(run_tool({verb, folder, "-c", "LINAC/BPM/001", "--max-missing", "1"}).exit_code, 0) << verb;
   }
   EXPECT_EQ(event_numbers(run_tool({"read", folder, "-c", "LINAC/BPM/001", "--json"}).out).size(), 40u);
 }

@@ -28,8 +28,8 @@ namespace ravo {
 struct damage_policy {
   /// The largest share of a reading's expected values that may be missing, 0 to 1. 1, lenient: values that
   /// are missing have their status, and nothing is thrown. 0, strict: the first missing value throws
-  /// missing_data, and so does a file that cannot be read. Between them a column throws when it is read,
-  /// events when they end.
+  /// missing_data. Between them a column throws when it is read, events when they end. Below 1, opening
+  /// throws for a file that cannot be read or was left out: how many values it holds is not known.
   double largest_missing_share = 1;
 
   static damage_policy lenient() { return {1}; }
@@ -77,8 +77,8 @@ struct dataset_file {
 class dataset {
  public:
   /// Opens what a selection names: reads the dictionaries and event indexes of the files, and no data.
-  /// Throws selection_error; missing_data when the policy is strict and a file cannot be read, or when none
-  /// can.
+  /// Throws selection_error; missing_data when a file cannot be read and the policy allows no such file, or
+  /// when none can.
   static dataset open(const selection& wanted, dataset_options options = {});
   /// The same of a selection's text.
   static dataset open(std::string_view text, dataset_options options = {});
