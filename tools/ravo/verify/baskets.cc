@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <map>
 
 #include "ravo_daq/generation_2009.h"
 #include "ravo_daq/generation_2010.h"
+#include "ravo_evutl.h"
 
 namespace ravo::verify {
 namespace {
@@ -17,6 +19,24 @@ constexpr std::uint64_t tail_size = 4;
 
 std::uint64_t place_of_entry(const file_map& map, std::size_t row, std::uint32_t i) {
   return map.pointers_offset + (row * std::uint64_t{map.row_length} + i) * entry_size;
+}
+
+bool is_basket(const checked_file& file, std::uint64_t first_block) {
+  return first_block >= basket_head && file.holds(first_block - basket_head, tail_size) &&
+         file.word(first_block - basket_head) == RAVO_CHANNEL_BASKET_PATTERN;
+}
+
+// Of the blocks to which the entries of a row lead, the one that stands first.
+std::uint32_t lowest_block(const checked_file& file, const file_map& map, std::size_t row) {
+  constexpr std::size_t read_ahead = 16 << 10;
+  std::uint32_t lowest = std::numeric_limits<std::uint32_t>::max();
+  window bytes(file, read_ahead);
+  for (std::uint32_t i = 0; i < map.row_length; ++i) {
+    ravo_event_chan_ptr_entry entry;
+    ravo_swap4(bytes.at(place_of_entry(map, row, i), sizeof entry), &entry, sizeof entry / 4);
+    if (entry.chhd != 0) lowest = std::min(lowest, entry.chhd);
+  }
+  return lowest;
 }
 
 std::uint64_t up_to_word(std::uint64_t offset) { return (offset + 3) & ~std::uint64_t{3}; }
@@ -101,11 +121,22 @@ void check_first_basket(const file_map& map, finding_list& findings) {
 
 }  // namespace
 
-std::uint64_t first_basket(const checked_file& file, const file_map& map, std::size_t row) {
-  if (map.row_length == 0) return 0;
-  const std::uint64_t head =
-      file.word(place_of_entry(map, row, 0) + offsetof(ravo_event_chan_ptr_entry, chhd));
-  return head < basket_head || !file.holds(head, tail_size) ? 0 : head - basket_head;
+void find_baskets(const checked_file& file, file_map& map, finding_list& findings) {
+  if (!map.has_pointers || map.row_length == 0) return;
+  for (std::size_t row = 0; row < map.channels.size(); ++row) {
+    channel_entry& channel = map.channels[row];
+    const std::uint64_t at = place_of_entry(map, row, 0) + offsetof(ravo_event_chan_ptr_entry, chhd);
+    const std::uint32_t first = file.word(at);
+    if (first < basket_head || !file.holds(first, tail_size)) continue;
+    channel.basket = first - basket_head;
+    if (is_basket(file, first)) continue;
+    const std::uint32_t lowest = lowest_block(file, map, row);
+    if (lowest == first || !is_basket(file, lowest)) continue;
+    channel.basket = lowest - basket_head;
+    findings.add(finding_kind::pointer_block, {channel.name, {}, at}, [&] {
+      return fmt::format("the first one leads to {}, and the basket is at {}", first, channel.basket);
+    });
+  }
 }
 
 template <class G>
@@ -114,7 +145,6 @@ void check_baskets(const checked_file& file, file_map& map, finding_list& findin
   std::map<std::uint64_t, std::size_t> owners;
   for (std::size_t row = 0; row < map.channels.size(); ++row) {
     channel_entry& channel = map.channels[row];
-    channel.basket = first_basket(file, map, row);
     if (channel.basket == 0) continue;
     const auto [owner, is_first] = owners.try_emplace(channel.basket, row);
     if (is_first)

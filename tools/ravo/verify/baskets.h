@@ -1,5 +1,5 @@
-// Finds the basket of each channel, which nothing but the channel's first pointer leads to, and judges its
-// head; then looks whether any two parts of the file overlap.
+// Finds the basket of each channel, which nothing but the channel's pointers lead to, and judges its head;
+// then looks whether any two parts of the file overlap.
 #ifndef RAVO_VERIFY_BASKETS_H
 #define RAVO_VERIFY_BASKETS_H
 
@@ -9,10 +9,11 @@
 
 namespace ravo::verify {
 
-/// Where the basket of a row's channel has to be by its first pointer; 0: it has none, or it leads nowhere.
-std::uint64_t first_basket(const checked_file& file, const file_map& map, std::size_t row);
+/// Sets where the baskets of the channels are: by the first pointer of a row, or, when no basket is there,
+/// by the one that leads farthest to the front. 0: there is none, or it leads nowhere.
+void find_baskets(const checked_file& file, file_map& map, finding_list& findings);
 
-/// Sets the baskets of the channels, and which of them are usable.
+/// Sets how long the baskets are that were found, and which of them are usable.
 template <class G>
 void check_baskets(const checked_file& file, file_map& map, finding_list& findings);
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <new>
 
 #include "byte_view.h"
@@ -15,6 +16,7 @@
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
 #include "ravo_payload.h"
+#include "verify/block_places.h"
 #include "verify/instants.h"
 #include "verify/limits.h"
 
@@ -28,6 +30,7 @@ constexpr std::size_t row_ahead = 16 << 10;
 constexpr std::uint64_t tail_size = 4;
 constexpr std::uint64_t most_padding = 3;
 constexpr int lzo_output_overrun = -5;
+constexpr std::uint32_t left_out = std::numeric_limits<std::uint32_t>::max();
 
 bool is_empty(const pointers& entry) {
   return entry.evhd == 0 && entry.sbhd == 0 && entry.chhd == 0 && entry.data == 0;
@@ -57,8 +60,7 @@ class channel_checker {
     const std::uint32_t entries = count_entries();
     if (static_cast<std::int64_t>(entries) != channel_.count) tell_count(entries);
     for (std::uint32_t i = 0; i < entries; ++i) follow(i);
-    is_row_sound_ =
-        findings_.empty() && std::is_sorted(row_targets_.begin(), row_targets_.end(), lies_before);
+    judge_row();
     for (std::size_t i = 0; i < row_targets_.size(); ++i) check_event(i);
     if (entries > 0) check_masks();
     find_shifts(channel_.name, stamps_, around_.usual, findings_);
@@ -83,12 +85,11 @@ class channel_checker {
 
   // Where the events are that one entry leads to.
   struct target {
+    std::uint32_t entry;
     std::uint32_t event;
     std::uint32_t server;
     pointers at;
   };
-
-  static bool lies_before(const target& a, const target& b) { return a.at.chhd < b.at.chhd; }
 
   std::uint64_t place_of_entry(std::uint32_t i) const {
     return map_.pointers_offset + (row_ * std::uint64_t{map_.row_length} + i) * sizeof(pointers);
@@ -147,14 +148,43 @@ class channel_checker {
     const auto server = index_of(at.sbhd, map_.servers_offset, sizeof(server_head), map_.servers.size());
     if (!server || (map_.servers_belong && map_.servers[*server].event != *event))
       return wrong(finding_kind::pointer_server_block, offsetof(pointers, sbhd), at.sbhd);
-    if (at.chhd < basket_begin() || at.chhd > basket_end() || basket_end() - at.chhd < head_size ||
-        at.chhd == last_block_)
+    if (at.chhd < basket_begin() || at.chhd > basket_end() || basket_end() - at.chhd < head_size)
       return wrong(finding_kind::pointer_block, offsetof(pointers, chhd), at.chhd);
-    last_block_ = at.chhd;
     if (at.data != at.chhd + head_size)
       return wrong(finding_kind::pointer_data, offsetof(pointers, data), at.data);
     // More blocks than events there cannot be: memory stays bounded by what was read already.
-    if (row_targets_.size() < map_.events.size()) row_targets_.push_back({*event, *server, at});
+    if (row_targets_.size() < map_.events.size()) row_targets_.push_back({i, *event, *server, at});
+  }
+
+  std::uint32_t number_of(const target& one) const { return map_.events[one.event].number; }
+  place place_of_block(const target& one) const {
+    return {channel_.name, number_of(one), place_of_entry(one.entry) + offsetof(pointers, chhd)};
+  }
+
+  // Each block belongs to one event, and those of later events stand farther behind. An event whose block
+  // is another one's is left out from here on.
+  void judge_row() {
+    std::vector<std::uint32_t> offsets;
+    offsets.reserve(row_targets_.size());
+    for (const target& one : row_targets_) offsets.push_back(one.at.chhd);
+    const block_places places = judge_places(offsets);
+    for (const repeated_place& one : places.repeated) {
+      const target& owner = row_targets_[one.same_as];
+      findings_.add(finding_kind::pointer_block, place_of_block(row_targets_[one.event]), [&] {
+        return fmt::format("it leads to {}, where the block of event {} is", owner.at.chhd,
+                           number_of(owner));
+      });
+      has_bad_block_ = true;
+    }
+    are_blocks_known_ = findings_.empty();
+    for (const std::size_t i : places.displaced)
+      findings_.add(finding_kind::pointer_block_order, place_of_block(row_targets_[i]), "");
+    for (const repeated_place& one : places.repeated) row_targets_[one.event].event = left_out;
+    std::erase_if(row_targets_, [](const target& one) { return one.event == left_out; });
+    if (are_blocks_known_ && !places.displaced.empty()) {
+      places_ = std::move(offsets);
+      std::sort(places_.begin(), places_.end());
+    }
   }
 
   std::uint64_t basket_begin() const {
@@ -265,7 +295,7 @@ class channel_checker {
     if (head.length < least || end > basket_end())
       return wrong(finding_kind::block_length, head.offset,
                    [&] { return fmt::format("it is {}", head.length); });
-    const auto next = i + 1 < row_targets_.size() ? next_block(i + 1) : last_end();
+    const auto next = next_place(i);
     if (!next || (end <= *next && *next - end <= most_padding)) return true;
     return wrong(finding_kind::block_length, head.offset, [&] {
       return fmt::format("it is {}, and what follows begins {} bytes behind its begin", head.length,
@@ -273,14 +303,19 @@ class channel_checker {
     });
   }
 
-  // Where the next block begins, if there really is one, and none between them is left out.
-  std::optional<std::uint64_t> next_block(std::size_t i) {
-    const std::uint64_t next = row_targets_[i].at.chhd;
-    if (!is_row_sound_ || !bears_name(next_heads_, next)) return std::nullopt;
-    return next;
-  }
-  std::optional<std::uint64_t> last_end() const {
-    if (!is_row_sound_ || channel_.basket == 0 || !channel_.is_usable) return std::nullopt;
+  // Where what follows a block in the basket begins, if that is known: no block between them is left out,
+  // and there really is one, or the basket's end.
+  std::optional<std::uint64_t> next_place(std::size_t i) {
+    if (!are_blocks_known_) return std::nullopt;
+    std::optional<std::uint32_t> next;
+    if (!places_.empty()) {
+      const auto behind = std::upper_bound(places_.begin(), places_.end(), row_targets_[i].at.chhd);
+      if (behind != places_.end()) next = *behind;
+    } else if (i + 1 < row_targets_.size()) {
+      next = row_targets_[i + 1].at.chhd;
+    }
+    if (next) return bears_name(next_heads_, *next) ? next : std::nullopt;
+    if (channel_.basket == 0 || !channel_.is_usable) return std::nullopt;
     return basket_end();
   }
 
@@ -432,8 +467,8 @@ class channel_checker {
   std::optional<std::int32_t> index_;  // of the channel's readings, once it has one
   bool misses_index_ = false;
   std::vector<target> row_targets_;
-  bool is_row_sound_ = false;
-  std::uint32_t last_block_ = 0;
+  bool are_blocks_known_ = false;      // to each block of the basket an event leads
+  std::vector<std::uint32_t> places_;  // of the blocks, sorted, where the events are not in that order
   std::uint64_t decoded_ = 0;
   std::uint64_t unreported_ = 0;
   int silent_blocks_ = 0;

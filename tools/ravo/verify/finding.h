@@ -62,6 +62,7 @@ enum class finding_kind {
   pointer_block,
   pointer_data,
   pointer_order,
+  pointer_block_order,
   block_name,
   block_type,
   block_length,

@@ -46,6 +46,7 @@ class table_loader {
     load_pointers();
     load_environment();
     check_descriptions();
+    find_baskets(file_, map_, findings_);
     find_part_begins();
     read_headers<G>(file_, map_, findings_);
     check_reference_to_types();
@@ -291,11 +292,8 @@ class table_loader {
     map_.part_begins = {table.eit_pos_ref, table.cdt_ref,   table.ecp_ref,
                         table.eidt_ref,    table.xcd_ref,   table.evhdb_ref,
                         table.srvbb_ref,   table.chanb_ref, map_.reference_offset};
-    if (map_.has_pointers)
-      for (std::size_t row = 0; row < map_.channels.size(); ++row) {
-        const std::uint64_t basket = first_basket(file_, map_, row);
-        if (basket != 0) map_.part_begins.push_back(basket);
-      }
+    for (const channel_entry& channel : map_.channels)
+      if (channel.basket != 0) map_.part_begins.push_back(channel.basket);
     std::sort(map_.part_begins.begin(), map_.part_begins.end());
   }
 

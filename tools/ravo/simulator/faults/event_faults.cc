@@ -9,6 +9,8 @@ namespace {
 
 using findings = std::vector<expected_finding>;
 
+constexpr std::uint32_t plain_frame = 13, extended_frame = 27;  // data types
+
 // An event in the middle of those with beam.
 struct chosen_event {
   std::uint32_t indexed;  ///< where it stands in the index
@@ -195,16 +197,35 @@ findings shifted_channel(raw_image& image) {
   return expected;
 }
 
+const image_channel& choose_camera(raw_image& image) {
+  return choose_channel(image, stored::plain, {plain_frame, extended_frame}, 10);
+}
+
+// Where a frame has the number of its event.
+std::uint32_t number_of_frame(const raw_image& image, const image_entry& entry) {
+  return entry.data + (image.word(image.data_type(entry)) == plain_frame ? 20 : 52);
+}
+
 // A camera's frames bear the number of the event before.
 findings shifted_frames(raw_image& image) {
-  constexpr std::uint32_t plain_frame = 13, extended_frame = 27;
-  const image_channel& channel = choose_channel(image, stored::plain, {plain_frame, extended_frame}, 10);
-  const bool is_plain = image.word(image.data_type(channel.events.front())) == plain_frame;
+  const image_channel& channel = choose_camera(image);
   const std::size_t first = channel.events.size() * 6 / 10;
   for (std::size_t i = first; i < channel.events.size(); ++i)
-    image.add(channel.events[i].data + (is_plain ? 20 : 52), -1);
+    image.add(number_of_frame(image, channel.events[i]), -1);
   return {{"channel.shifted", channel.name, number_of(image, channel.events[first].event),
            channel.events[first].block, channel.events.size() - first}};
+}
+
+// The blocks themselves have changed places; nothing leads elsewhere than before.
+findings swapped_frames(raw_image& image) {
+  const image_channel& channel = choose_camera(image);
+  const image_entry &one = channel.events[2], &other = channel.events[middle(channel.events)];
+  const std::uint32_t length = image.word(image.length(one));
+  if (length != image.word(image.length(other)))
+    throw simulation_failed("the camera's frames differ in length");
+  const auto begin = image.bytes.begin();
+  std::swap_ranges(begin + one.block, begin + one.block + length, begin + other.block);
+  return {{"channel.shifted", channel.name, number_of(image, one.event), one.block, 2}};
 }
 
 constexpr fault_kind kinds[] = {
@@ -228,6 +249,7 @@ constexpr fault_kind kinds[] = {
     {"missing-file", "a file is not there; what follows it tells", nullptr},
     {"shifted-channel", "a server delivers what belongs to the event before", shifted_channel},
     {"shifted-frames", "a camera's frames bear the number of the event before", shifted_frames},
+    {"swapped-frames", "two frames of a camera have changed places", swapped_frames},
     {"absent-channel", "a channel has no data in all runs; found with --expect", nullptr},
 };
 
