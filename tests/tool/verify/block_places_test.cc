@@ -67,6 +67,14 @@ std::size_t longest_rise(const std::vector<std::uint32_t>& offsets) {
   return most;
 }
 
+TEST(Falling, LeavesAsFewOutAsPossible) {
+  using ravo::verify::find_falling;
+  EXPECT_THAT(find_falling({}), IsEmpty());
+  EXPECT_THAT(find_falling({-3, 1, 1, 2}), IsEmpty());
+  EXPECT_THAT(find_falling({1, 9, 3, 3, 2, 9}), ElementsAre(1, 4));
+  EXPECT_THAT(find_falling({5, 5, 5, 4}), ElementsAre(3));
+}
+
 TEST(BlockPlaces, NameAsFewAsPossibleWhateverTheOrder) {
   constexpr std::size_t events = 6;
   constexpr std::uint32_t places = 6;

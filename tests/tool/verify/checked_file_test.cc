@@ -79,8 +79,8 @@ TEST(CheckedFile, MustBeAFile) {
   EXPECT_THAT(lines_of(findings_of({"/dev/zero"})), ElementsAre("zero file.unreadable - - - x1"));
 }
 
-// Cuts the file short as soon as a part of it was checked. With one thread: another might be through with it all before
-// the one that reports has begun.
+// Cuts the file short as soon as a part of it was checked. With one thread: another might be through with
+// it all before the one that reports has begun.
 std::vector<std::string> check_and_truncate(const std::string& path, off_t length) {
   bool is_cut = false;
   const file_result result = check_file(path, depth::blocks, 1, [&](std::uint64_t) {

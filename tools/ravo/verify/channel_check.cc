@@ -63,6 +63,7 @@ class channel_checker {
     judge_row();
     for (std::size_t i = 0; i < row_targets_.size(); ++i) check_event(i);
     if (entries > 0) check_masks();
+    check_readings();
     find_shifts(channel_.name, stamps_, around_.usual, findings_);
     around_.report(unreported_);
     return std::move(findings_);
@@ -126,6 +127,10 @@ class channel_checker {
       return;
     }
     around_.blocks.fetch_add(1, std::memory_order_relaxed);
+    if (reading_) {
+      reading_times_.push_back(microseconds(*reading_));
+      readings_.push_back(i);
+    }
     if (is_slow_event(event.type) || event.number == 0 || !event.is_sure) return;
     stamps_.push_back(make_stamp(event, map_.servers[found.server], found.at.chhd, around_.usual));
     stamps_.back().frame = frame_;
@@ -177,8 +182,11 @@ class channel_checker {
       has_bad_block_ = true;
     }
     are_blocks_known_ = findings_.empty();
+    // Where the events themselves are in disorder, so are their blocks.
+    const bool are_events_in_order = !findings_.has(finding_kind::pointer_order);
     for (const std::size_t i : places.displaced)
-      findings_.add(finding_kind::pointer_block_order, place_of_block(row_targets_[i]), "");
+      if (are_events_in_order)
+        findings_.add(finding_kind::pointer_block_order, place_of_block(row_targets_[i]), "");
     for (const repeated_place& one : places.repeated) row_targets_[one.event].event = left_out;
     std::erase_if(row_targets_, [](const target& one) { return one.event == left_out; });
     if (are_blocks_known_ && !places.displaced.empty()) {
@@ -236,6 +244,7 @@ class channel_checker {
     const target& found = row_targets_[i];
     number_ = map_.events[found.event].number;
     frame_.reset();
+    reading_.reset();
     const std::uint64_t offset = found.at.chhd;
     if (!bears_name(data_, offset)) return wrong(finding_kind::block_name, offset, "");
     const block_head head = read_head(data_, offset);
@@ -247,8 +256,38 @@ class channel_checker {
     around_.bytes_of_server[found.server].fetch_add(head.length, std::memory_order_relaxed);
     count_bytes(head.length);
     if (type->shape == payload_shape::environment) find_index();
-    return around_.deep == depth::heads || !is_own_place(head) ||
-           (decode(found, head) && (!index_ || bears_index(head)));
+    if (around_.deep == depth::heads || !is_own_place(head)) return true;
+    if (!decode(found, head) || (index_ && !bears_index(head))) return false;
+    take_time(head, *type);
+    return true;
+  }
+
+  // When the reading was taken, where the server says so.
+  void take_time(const block_head& head, const data_type& type) {
+    std::size_t at = head_size;
+    switch (type.shape) {
+      case payload_shape::update:
+        at += offsetof(ravo_upd_data_block_2010, upd_ch_time);
+        break;
+      case payload_shape::update_older:
+        at += offsetof(ravo_upd_data_block, upd_ch_time);
+        break;
+      case payload_shape::environment:
+        at += offsetof(ravo_env_data_block_2010, env_ch_time);
+        break;
+      default:
+        return;
+    }
+    time_stamp time;
+    ravo_swap4(data_.at(head.offset, head.length) + at, &time, sizeof time / 4);
+    if (time.timeup != 0 || time.timelow != 0) reading_ = time;
+  }
+
+  void check_readings() {
+    for (const std::size_t i : find_falling(reading_times_)) {
+      const target& found = row_targets_[readings_[i]];
+      findings_.add(finding_kind::channel_time_back, {channel_.name, number_of(found), found.at.chhd}, "");
+    }
   }
 
   // Readers know readings by the name in the block; programs that look them up by the index find another
@@ -460,6 +499,8 @@ class channel_checker {
   window table_, event_headers_, server_blocks_, data_, next_heads_;
   finding_list findings_;
   std::vector<stamp> stamps_;
+  std::vector<std::int64_t> reading_times_;  // of the readings that have one
+  std::vector<std::size_t> readings_;        // their places in the row
   std::uint32_t seen_events_ = 0;
   std::uint32_t seen_types_ = 0;
   bool has_bad_block_ = false;
@@ -476,6 +517,7 @@ class channel_checker {
   std::uint32_t number_ = 0;
   std::uint32_t original_length_ = 0;
   std::optional<std::int64_t> frame_;
+  std::optional<time_stamp> reading_;
 };
 
 }  // namespace

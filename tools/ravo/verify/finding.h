@@ -72,6 +72,7 @@ enum class finding_kind {
   block_convert,
   block_too_large,
   channel_shifted,
+  channel_time_back,
   channel_absent,
   run_file_missing,
 };

@@ -166,6 +166,17 @@ findings reading_index(raw_image& image) {
   return tell(block, "environment.index");
 }
 
+// The last two blocks themselves have changed places; nothing leads elsewhere than before. Either could be
+// the one that is out of place: the earlier one is named.
+findings swapped_readings(raw_image& image) {
+  const image_channel& channel = choose_channel(image, stored::plain, slow_types);
+  const image_entry &last = channel.events.back(), &before = *(&last - 1);
+  const auto begin = image.bytes.begin();
+  std::swap_ranges(begin + before.data, begin + before.block + image.word(image.length(before)),
+                   begin + last.data);
+  return {{"channel.time_back", channel.name, number_of(image, before.event), before.block}};
+}
+
 constexpr fault_kind kinds[] = {
     {"length-block", "wrong length: a plain block", length_plain},
     {"length-block-shorter", "wrong length: a plain block, too short", length_shorter},
@@ -189,6 +200,7 @@ constexpr fault_kind kinds[] = {
     {"wrong-members", "a spectrum has more members than its type", wrong_members},
     {"wrong-samples", "a spectrum has more samples than bytes", wrong_samples},
     {"reading-index", "an environment reading bears another channel's index", reading_index},
+    {"swapped-readings", "two readings of a slow channel have changed places", swapped_readings},
     {"endless-text", "the name in a slow reading has no end", endless_text},
 };
 
