@@ -8,8 +8,6 @@
 #include <filesystem>
 #include <map>
 #include <memory>
-#include <set>
-#include <sstream>
 #include <utility>
 
 #include "failure.h"
@@ -295,13 +293,9 @@ std::string explain_two_generations(const std::string& older, const std::string&
 
 namespace {
 
-// The library names the catalogue files that it passes over, among much else; each look-up does so again.
-void tell_damaged_catalogue_files(output& out) {
-  std::set<std::string> told;
-  std::istringstream words(out.take_library_output());
-  for (std::string line; std::getline(words, line);)
-    if (line.starts_with("Run catalogue: ") && told.insert(line).second)
-      fmt::print(stderr, "ravo: {}; build the catalogue again\n", line);
+void tell_damaged_catalogue_files(const catalogue_problems& damaged) {
+  for (const std::string& text : damaged.texts())
+    fmt::print(stderr, "ravo: {}; build the catalogue again\n", text);
 }
 
 // Which generation the files are of is seen only when they are found, and what is found depends on the
@@ -317,7 +311,6 @@ void choose_files_of_either(any_reader& reader, const file_request& request, int
     decisions = std::move(of_older);
     return;
   }
-  tell_damaged_catalogue_files(out);
   throw data_failure(why_nothing(request, decisions));
 }
 
@@ -325,8 +318,14 @@ void choose_files_of_either(any_reader& reader, const file_request& request, int
 
 void choose_files(any_reader& reader, const file_request& request, int debug, file_decisions& decisions,
                   output& out) {
-  choose_files_of_either(reader, request, debug, decisions, out);
-  tell_damaged_catalogue_files(out);
+  const catalogue_problems damaged;
+  try {
+    choose_files_of_either(reader, request, debug, decisions, out);
+  } catch (...) {
+    tell_damaged_catalogue_files(damaged);
+    throw;
+  }
+  tell_damaged_catalogue_files(damaged);
 }
 
 file_decisions decide_files(const file_request& request, int debug, output& out) {

@@ -1,5 +1,5 @@
 // The public look-ups of the run catalogue: arguments checked, answers in the caller's records, damaged
-// catalogue files named on standard output, and nothing thrown.
+// catalogue files named on standard output or to whoever takes them down, and nothing thrown.
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
@@ -18,7 +18,10 @@ constexpr int no_answer = 1;
 
 void name_damaged(const std::vector<file_problem>& damaged) {
   for (const file_problem& one : damaged)
-    std::printf("Run catalogue: %s is passed over: %s\n", one.file.c_str(), one.text.c_str());
+    if (ravo::catalogue_problems* const taken_down = ravo::catalogue_problems::innermost())
+      taken_down->add("Run catalogue: " + one.file + " is passed over: " + one.text);
+    else
+      std::printf("Run catalogue: %s is passed over: %s\n", one.file.c_str(), one.text.c_str());
 }
 
 bool usable(const void* found, const char* experiment, const char* stream, const char* directory) {

@@ -3,6 +3,7 @@
 #ifndef RAVO_RUN_CATALOGUE_H
 #define RAVO_RUN_CATALOGUE_H
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -15,9 +16,9 @@ struct ravo_root_xml_files {
 };
 
 // All look-ups: an experiment or stream that is empty (but see get_files_for_period), begins with "." or
-// holds "/" is refused. A catalogue file that is damaged is named on standard output and counts as not
-// there. A raw file without events is in no answer. Nothing is thrown. A catalogue may be written while it
-// is asked.
+// holds "/" is refused. A catalogue file that is damaged is named on standard output, or in the
+// ravo::catalogue_problems that lives in the thread, and counts as not there. A raw file without events is
+// in no answer. Nothing is thrown. A catalogue may be written while it is asked.
 
 /// The raw files of the runs, appended to `found`: one record a run, in the order of the list. 0 and a
 /// longer list: found. Non-zero: the catalogue has no answer, and the list is as it was. `only_closed`
@@ -37,6 +38,34 @@ int get_files_for_period(unsigned start, unsigned stop, std::vector<ravo_root_xm
 /// and neither time is touched.
 int get_time_for_run(int run, time_stamp* start, time_stamp* end, const char* experiment,
                      const char* catalogue_directory);
+
+namespace ravo {
+
+/// Takes down, as long as it lives, the damaged catalogue files that look-ups of its thread would name on
+/// standard output; the innermost one does. (Here in full, since it is no operation that a site's own
+/// library has: that one goes on in its own way.)
+class catalogue_problems {
+ public:
+  catalogue_problems() : outer_(innermost_) { innermost_ = this; }
+  ~catalogue_problems() { innermost_ = outer_; }
+  catalogue_problems(const catalogue_problems&) = delete;
+  catalogue_problems& operator=(const catalogue_problems&) = delete;
+
+  /// Null: problems are to be printed.
+  static catalogue_problems* innermost() { return innermost_; }
+  /// "Run catalogue: FILE is passed over: REASON", each once.
+  const std::vector<std::string>& texts() const { return texts_; }
+  void add(const std::string& text) {
+    if (std::find(texts_.begin(), texts_.end(), text) == texts_.end()) texts_.push_back(text);
+  }
+
+ private:
+  static inline thread_local catalogue_problems* innermost_ = nullptr;
+  catalogue_problems* const outer_;
+  std::vector<std::string> texts_;
+};
+
+}  // namespace ravo
 
 /// Deletes records with their strings, and empties the list. (Here in full, since it is no operation that a
 /// site's own library has.)

@@ -67,6 +67,27 @@ TEST_F(Damage, OfNothingSaysNothing) {
   EXPECT_EQ(said, "");
 }
 
+TEST_F(Damage, IsTakenDownInsteadOfPrintedWhereSomebodyAsksForThat) {
+  write(run_1(), "");
+  const std::string told = "Run catalogue: " + run_1() + " is passed over: it is empty";
+  std::string said;
+  {
+    const ravo::catalogue_problems outer;
+    {
+      const ravo::catalogue_problems problems;
+      EXPECT_THAT(runs({1, 2}, said).files(), ElementsAre("/two.raw"));
+      EXPECT_THAT(period(0, a_day - 1, said).files(), ElementsAre("/two.raw"));
+      EXPECT_THAT(problems.texts(), ElementsAre(told));
+    }
+    EXPECT_THAT(outer.texts(), ElementsAre());
+    runs({1}, said);
+    EXPECT_THAT(outer.texts(), ElementsAre(told));
+  }
+  EXPECT_EQ(said, "");
+  runs({1}, said);
+  EXPECT_EQ(said, told + "\n");
+}
+
 TEST_F(Damage, OfARunLeavesTheOthers) {
   write(run_1(), "");
   std::string said;
