@@ -11,6 +11,7 @@
 #include "classic_request.h"
 #include "failure.h"
 #include "ledger_printing.h"
+#include "ravo_dataset/find_files.h"
 #include "raw_file.h"
 #include "times.h"
 
@@ -34,31 +35,27 @@ std::string in_our_words(const std::exception& error) {
   return text;
 }
 
-// The files of a run or of a period, as the reader's request finds them and where the catalogue has them.
-std::vector<std::string> find_requested(const selection& wanted, output& out) {
+// The files that a selection names, as far as they are there.
+std::vector<std::string> files_there(const selection& wanted) {
+  try {
+    return find_files(wanted).files;
+  } catch (const selection_error&) {
+    return {};  // the dataset says what is wrong
+  }
+}
+
+std::vector<std::string> paths_of(const dataset& data) {
+  std::vector<std::string> paths;
+  for (const dataset_file& file : data.files())
+    if (file.problem.empty()) paths.push_back(file.path);
+  return paths;
+}
+
+// The reader's request tells more of where it looked: throws what it says when it finds nothing either.
+void explain_nothing(const selection& wanted, output& out) {
   file_decisions decisions;
   any_reader reader;
   choose_files(reader, file_request_of(wanted), 0, decisions, out);
-  std::vector<std::string> files = files_of(reader);
-  tell_other_streams(files, wanted.stream);
-  return files;
-}
-
-// The files that a selection names, those of its folders among them.
-std::vector<std::string> named_files(const selection& wanted) {
-  std::vector<std::string> files;
-  for (const std::string& path : wanted.files) {
-    std::error_code error;
-    if (!fs::is_directory(path, error)) {
-      files.push_back(path);
-      continue;
-    }
-    for (fs::directory_iterator entry(path, error); !error && entry != fs::directory_iterator();
-         entry.increment(error))
-      if (entry->path().extension() == ".raw") files.push_back(entry->path().string());
-  }
-  std::sort(files.begin(), files.end());
-  return files;
 }
 
 // Whoever names a file that is not there has mistyped it: no policy makes that good.
@@ -103,12 +100,9 @@ dataset_session::dataset_session(const asked_selection& asked, const limit_argum
   if (bar_.is_on_terminal() && !out_.is_terminal())
     options_.progress = [this](const read_progress& now) { follow(now); };
   check_that_files_are_there(wanted_);
-  if (wanted_.files.empty()) {
-    opened_.files = find_requested(wanted_, out);
-    opened_.runs.reset();
-  }
+  if (opened_.files.empty() && opened_.catalogue.empty()) opened_.catalogue = default_catalogue;
   if (wanted_.synch == synch_mode::by_time && !asked.has_tolerance)
-    wanted_.tolerance = opened_.tolerance = suitable_tolerance(named_files(opened_), wanted_.tolerance);
+    wanted_.tolerance = opened_.tolerance = suitable_tolerance(files_there(opened_), wanted_.tolerance);
 }
 
 void dataset_session::follow(const read_progress& now) {
@@ -121,12 +115,18 @@ void dataset_session::follow(const read_progress& now) {
 
 dataset dataset_session::open() {
   try {
-    return dataset::open(opened_, options_);
+    dataset data = dataset::open(opened_, options_);
+    for (const std::string& problem : data.ledger().problems) fmt::print(stderr, "ravo: {}\n", problem);
+    if (wanted_.files.empty()) tell_other_streams(paths_of(data), wanted_.stream);
+    return data;
+  } catch (const files_not_found& error) {
+    if (wanted_.files.empty()) explain_nothing(wanted_, out_);
+    throw data_failure(in_our_words(error));
   } catch (const selection_error& error) {
     throw data_failure(in_our_words(error));
   } catch (const missing_data& error) {
     // The tool has more to say about a file that is refused.
-    for (const std::string& path : named_files(opened_))
+    for (const std::string& path : files_there(opened_))
       if (const auto reason = why_refused(path)) throw data_failure(*reason);
     throw data_failure(in_our_words(error));
   }

@@ -20,7 +20,7 @@ namespace ravo::tool {
 
 class dataset_session {
  public:
-  /// `what` stands before the progress bar. Finds the files; throws data_failure.
+  /// `what` stands before the progress bar. Throws data_failure for a file that is not there.
   dataset_session(const asked_selection& asked, const limit_arguments& limits, print_form form,
                   std::string what, output& out);
 
@@ -48,7 +48,7 @@ class dataset_session {
   void follow(const read_progress& now);
 
   selection wanted_;  // as it was asked for, and is printed
-  selection opened_;  // with the files that were found
+  selection opened_;  // with what goes without saying
   dataset_options options_;
   print_form form_;
   output& out_;

@@ -92,7 +92,8 @@ void print_ledger(const read_ledger& ledger) {
 json ledger_json(const read_ledger& ledger) {
   json object = {{"expected", ledger.expected()}, {"delivered", ledger.delivered()},
                  {"missing", ledger.missing()},   {"channels", json::array()},
-                 {"values", json::array()},       {"files", json::array()}};
+                 {"values", json::array()},       {"files", json::array()},
+                 {"problems", ledger.problems}};
   for (const channel_ledger& one : ledger.channels) {
     json missing = json::object();
     for (std::size_t i = 0; i < missing_cause_count; ++i)

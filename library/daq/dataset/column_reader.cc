@@ -56,8 +56,8 @@ column_reader::column_reader(const std::shared_ptr<dataset_state>& state, std::s
     : state_(state), channel_(channel), options_(options), kept_(std::make_shared<kept_share>(state)) {
   data_.share_ = kept_;
   data_.channel = state->channels[channel].label;
+  data_.ledger = state->new_account();
   data_.ledger.channels.emplace_back().channel = data_.channel;
-  data_.ledger.files = state->refused;
   if (options.with_digest) data_.digest.emplace();
 }
 

@@ -6,7 +6,7 @@
 #include <set>
 #include <thread>
 
-#include "find_files.h"
+#include "ravo_dataset/find_files.h"
 
 namespace ravo {
 
@@ -69,7 +69,20 @@ dataset_state::dataset_state(selection what, dataset_options how)
 
 void dataset_state::open() {
   if (wanted.step == 0) throw selection_error("The step of a selection is 1 or more");
-  look_into_files(datasets::find_files(wanted));
+  found_files found = find_files(wanted);
+  refused = std::move(found.left_out);
+  problems = std::move(found.problems);
+  const std::size_t left_out = refused.size();
+  check_that_files_may_be_missing();
+  look_into_files(found.files);
+  for (std::size_t i = 0; i < left_out; ++i)
+    all_files.push_back({refused[i].path, ravo_file_generation::current, refused[i].problem});
+}
+
+// How many values such a file holds is not known: no limit below "all" can be said to hold.
+void dataset_state::check_that_files_may_be_missing() const {
+  if (refused.empty() || options.damage.largest_missing_share >= 1) return;
+  throw missing_data("The file " + refused.front().path + " cannot be read: " + refused.front().problem);
 }
 
 void dataset_state::look_into_files(const std::vector<std::string>& paths) {
@@ -107,11 +120,10 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
     files.push_back(all_files.back());
     readable.push_back(paths[i]);
   }
-  // How many values a refused file held is not known: no limit below "all" can be said to hold.
-  const bool may_miss_files = options.damage.largest_missing_share >= 1;
-  if (!refused.empty() && (!may_miss_files || files.empty()))
+  check_that_files_may_be_missing();
+  if (files.empty())
     throw missing_data("The file " + refused.front().path + " cannot be read: " + refused.front().problem);
-  if (!refused.empty()) opened.set_paths(readable);
+  if (readable.size() < paths.size()) opened.set_paths(readable);
 
   wanted_channels = datasets::match_channels(wanted.channels, names);
   std::vector<std::string> channel_names;
@@ -188,6 +200,13 @@ datasets::block_source_file dataset_state::source_of(const segment& part, std::s
 
 // ---- accounts
 
+read_ledger dataset_state::new_account() const {
+  read_ledger account;
+  account.files = refused;
+  account.problems = problems;
+  return account;
+}
+
 void dataset_state::note_missing(read_ledger& to, std::size_t position, std::size_t channel,
                                  const entry& where, missing_cause cause) const {
   const std::uint64_t counted = ++to.channels[position].missing[static_cast<std::size_t>(cause)];
@@ -263,11 +282,7 @@ void dataset_state::close_account(const read_ledger& of_reading) {
 read_ledger dataset_state::all_readings() const {
   const std::lock_guard lock(mutex_);
   read_ledger all = ledger_;
-  for (const refused_file& file : refused) {
-    const bool known = std::any_of(all.files.begin(), all.files.end(),
-                                   [&](const refused_file& one) { return one.path == file.path; });
-    if (!known) all.files.push_back(file);
-  }
+  all.add(new_account());
   return all;
 }
 

@@ -49,6 +49,8 @@ class dataset_state {
     timeline.take_memory(bytes, what.c_str(), share);
   }
 
+  /// The account of a reading that begins: what is known to be missing already.
+  read_ledger new_account() const;
   /// Counts a value that was expected, in row `position` of an account. Throws missing_data for a strict
   /// policy.
   void account(read_ledger& to, std::size_t position, std::size_t channel, const datasets::entry& where,
@@ -70,6 +72,7 @@ class dataset_state {
   std::vector<dataset_file> files;      ///< those that can be read
   std::vector<dataset_file> all_files;  ///< those that cannot, too
   std::vector<refused_file> refused;
+  std::vector<std::string> problems;  ///< with the answer to the selection
   std::vector<dataset_channel> channels;
   std::vector<datasets::wanted_channel> wanted_channels;
 
@@ -80,6 +83,7 @@ class dataset_state {
 
  private:
   void look_into_files(const std::vector<std::string>& paths);
+  void check_that_files_may_be_missing() const;
   void note_missing(read_ledger& to, std::size_t position, std::size_t channel,
                     const datasets::entry& where, missing_cause cause) const;
   bool is_inside(const datasets::entry& one) const;

@@ -19,9 +19,9 @@ constexpr std::size_t batch_cells = 64 * 1024;
 event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_options& options)
     : state_(std::move(state)), options_(options), accounted_(state_->timeline.segments(), false) {
   if (options_.step == 0) throw selection_error("The step of a slice of events is 1 or more");
+  ledger_ = state_->new_account();
   for (const dataset_channel& channel : state_->channels)
     ledger_.channels.emplace_back().channel = channel.label;
-  ledger_.files = state_->refused;
 }
 
 event_reader::~event_reader() {

@@ -87,6 +87,8 @@ void read_ledger::add(const read_ledger& other) {
                                    [&](const refused_file& one) { return one.path == file.path; });
     if (!known) files.push_back(file);
   }
+  for (const std::string& problem : other.problems)
+    if (std::find(problems.begin(), problems.end(), problem) == problems.end()) problems.push_back(problem);
 }
 
 std::string read_ledger::to_text() const {
@@ -105,6 +107,7 @@ std::string read_ledger::to_text() const {
             missing_cause_text(one.cause) + " in " + one.file + " at offset " + std::to_string(one.offset) +
             "\n";
   for (const refused_file& file : files) text += file.path + ": " + file.problem + "\n";
+  for (const std::string& problem : problems) text += problem + "\n";
   return text;
 }
 

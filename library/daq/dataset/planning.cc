@@ -87,6 +87,9 @@ class planner {
 
   read_plan make() {
     plan_.files = state_.files.size();
+    for (const refused_file& file : state_.refused)
+      plan_.problems.push_back(file.path + ": " + file.problem);
+    plan_.problems.insert(plan_.problems.end(), state_.problems.begin(), state_.problems.end());
     for (const dataset_channel& channel : state_.channels)
       plan_.channels.emplace_back().channel = channel.label;
     std::size_t ordinal = 0;
@@ -207,6 +210,7 @@ std::string read_plan::to_text() const {
     text += one.channel + ": " + std::to_string(one.values) + " values, " +
             std::to_string(one.stored_bytes) + " bytes stored, " + std::to_string(one.decoded_bytes) +
             " decoded\n";
+  for (const std::string& problem : problems) text += problem + "\n";
   return text;
 }
 

@@ -22,8 +22,8 @@ class Requests : public testing::TestWithParam<ravo_file_generation> {
     setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
     folder = std::filesystem::path(files.front()).parent_path().string();
   }
+  ~Requests() override { unsetenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME"); }
   std::vector<std::string> found(const std::string& text) const {
-    captured_output silence;
     std::vector<std::string> paths;
     const dataset data = dataset::open(text + " chan=LINAC/BPM/001 data=" + folder);
     for (const dataset_file& file : data.files())
@@ -52,7 +52,6 @@ TEST_P(Requests, OfAPeriodReadItsEventsOnly) {
   const event middle = *all.at(1000020);
   const std::string from = std::to_string(middle.time().timeup),
                     to = std::to_string(middle.time().timeup + 1);
-  captured_output silence;
   const dataset data = dataset::open("chan=LINAC/BPM/001 from=" + from + " to=" + to + " data=" + folder);
   std::size_t expected = 0;
   for (event_range events = all.events(); const event& one : events) {
@@ -78,7 +77,6 @@ TEST_P(Requests, ThroughACatalogueFindRunsAndPeriods) {
   const std::string by_catalogue =
       " chan=LINAC/BPM/001 catalog=" + catalogue_folder.path().string() + " data=";
   const auto numbers = [](const std::string& text) {
-    const captured_output silence;
     std::vector<std::uint32_t> all;
     const dataset data = dataset::open(text);
     for (event_range events = data.events(); const event& one : events) all.push_back(one.number());
@@ -103,14 +101,94 @@ TEST_P(Requests, ThroughACatalogueFindRunsAndPeriods) {
     for (std::size_t i = first; i <= last; ++i) expected.push_back(ids[i].event_number);
     EXPECT_EQ(numbers(wanted.to_text()), expected);
   }
-  const captured_output silence;
   EXPECT_THROW(dataset::open("run=3" + by_catalogue + folder), selection_error);
   EXPECT_THROW(dataset::open("run=1 data=" + elsewhere.path().string()), selection_error);
 }
 
+// A library leaves the standard output to its caller, also where a catalogue file is damaged.
+TEST_P(Requests, PrintNothing) {
+  const temporary_folder catalogue_folder;
+  catalogue::build_settings settings;
+  settings.raw_folder = folder;
+  settings.catalogue_directory = catalogue_folder.path().string();
+  settings.closed_after = -1;
+  ASSERT_TRUE(catalogue::build(settings, {}).problems.empty());
+  const std::string damaged = catalogue_folder.file("linac/main/runs/0/run2.xml");
+  std::filesystem::resize_file(damaged, 0);
+  const std::string places =
+      " chan=LINAC/BPM/001 catalog=" + settings.catalogue_directory + " data=" + folder;
+  captured_output output;
+  dataset::open("run=1-2 chan=LINAC/BPM/001 data=" + folder);
+  const dataset data = dataset::open("run=1-2" + places);
+  dataset::open("from=1500000000" + places);
+  EXPECT_THROW(dataset::open("run=4" + places), files_not_found);
+  EXPECT_EQ(output.stop(), "");
+  const std::vector<std::string> told = {
+      "Run catalogue: " + damaged + " is passed over: it is empty; build the catalogue again",
+      "No files are found of run 2: the run catalogue has no complete files of them"};
+  EXPECT_EQ(data.ledger().problems, told);
+  EXPECT_EQ(data.plan().problems, told);
+  EXPECT_NE(data.plan().to_text().find("\n" + told[1] + "\n"), std::string::npos);
+  EXPECT_NE(data.column("LINAC/BPM/001").ledger.to_text().find("\n" + told[0] + "\n"), std::string::npos);
+}
+
+TEST_P(Requests, TellOfRunsThatHaveNoFiles) {
+  const dataset data = dataset::open("run=1-9 chan=LINAC/BPM/001 data=" + folder);
+  const std::vector<std::string> told = {"No files are found of runs 3-9: no file is named for them"};
+  EXPECT_EQ(data.plan().problems, told);
+  event_range events = data.events();
+  EXPECT_EQ(events.ledger().problems, told);
+  EXPECT_TRUE(dataset::open("run=1-2 chan=LINAC/BPM/001 data=" + folder).plan().problems.empty());
+}
+
+// As the acquisition may be writing them still; a limit on what is missing cannot be kept without them.
+TEST_P(Requests, TellOfFilesThatAreTooYoung) {
+  const temporary_folder place;
+  for (const std::string& file : files)
+    std::filesystem::copy(file, place.path() / std::filesystem::path(file).filename());
+  const std::string text = "run=1 chan=LINAC/BPM/001 data=" + place.path().string();
+  EXPECT_EQ(dataset::open(text).files().size(), 2u);
+  unsetenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME");
+  try {
+    dataset::open(text);
+    FAIL();
+  } catch (const files_not_found& error) {
+    EXPECT_NE(std::string(error.what()).find(names(0, 1)[0] + ": it changed less than half a minute ago"),
+              std::string::npos)
+        << error.what();
+  }
+}
+
+TEST_P(Requests, TellOfFilesThatTheCatalogueListsAndAreGone) {
+  const temporary_folder catalogue_folder, place;
+  for (const std::string& file : files)
+    std::filesystem::copy(file, place.path() / std::filesystem::path(file).filename());
+  catalogue::build_settings settings;
+  settings.raw_folder = place.path().string();
+  settings.catalogue_directory = catalogue_folder.path().string();
+  settings.closed_after = -1;
+  ASSERT_TRUE(catalogue::build(settings, {}).problems.empty());
+  const std::string gone = (place.path() / names(1, 2)[0]).string();
+  std::filesystem::remove(gone);
+  const std::string text = "run=1 chan=LINAC/BPM/001 catalog=" + settings.catalogue_directory;
+  for (const std::string& data_word : {std::string(), " data=" + settings.raw_folder}) {
+    const dataset data = dataset::open(text + data_word);
+    ASSERT_EQ(data.files().size(), 2u);
+    EXPECT_EQ(data.files()[1].path, gone);
+    const read_ledger ledger = data.ledger();
+    ASSERT_EQ(ledger.files.size(), 1u);
+    EXPECT_EQ(ledger.files[0].path, gone);
+    EXPECT_EQ(ledger.files[0].problem, "the run catalogue lists it, and it is not in the data folders");
+    EXPECT_EQ(data.plan().problems, (std::vector<std::string>{gone + ": " + ledger.files[0].problem}));
+  }
+  dataset_options limited;
+  limited.damage.largest_missing_share = 0.9;
+  EXPECT_THROW(dataset::open(text, limited), missing_data);
+}
+
 TEST_P(Requests, ThatFindNothingSaySo) {
-  captured_output silence;
-  EXPECT_THROW(dataset::open("run=77 data=" + folder), selection_error);
+  EXPECT_THROW(dataset::open("run=77 data=" + folder), files_not_found);
+  EXPECT_THROW(dataset::open("run=1-2147483647 data=" + folder), selection_error);
   EXPECT_THROW(dataset::open("chan=A"), selection_error);
 }
 

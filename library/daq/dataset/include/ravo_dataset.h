@@ -7,6 +7,7 @@
 #include "ravo_dataset/digest.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/event.h"
+#include "ravo_dataset/find_files.h"
 #include "ravo_dataset/ledger.h"
 #include "ravo_dataset/plan.h"
 #include "ravo_dataset/selection.h"

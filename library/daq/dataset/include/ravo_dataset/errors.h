@@ -15,6 +15,10 @@ struct dataset_error : std::runtime_error {
 struct selection_error : dataset_error {
   using dataset_error::dataset_error;
 };
+/// A selection to which no raw file belongs, or none that can be taken now.
+struct files_not_found : selection_error {
+  using selection_error::selection_error;
+};
 /// More is missing than the damage policy allows; what() names the first cause with its file.
 struct missing_data : dataset_error {
   using dataset_error::dataset_error;

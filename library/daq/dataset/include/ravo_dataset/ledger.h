@@ -38,7 +38,8 @@ struct missing_value {
   missing_cause cause = missing_cause::file_missing;
 };
 
-/// A file that was left out as a whole: how many values it held is not known.
+/// A file that was left out as a whole, because it cannot be read, is not where it should be, or may still
+/// be written: how many values it holds is not known.
 struct refused_file {
   std::string path;
   std::string problem;
@@ -62,6 +63,9 @@ struct read_ledger {
   std::vector<channel_ledger> channels;
   std::vector<missing_value> values;  ///< the first ones
   std::vector<refused_file> files;
+  /// What is wrong with the answer to a selection of runs or of a period, in a sentence each: runs of which
+  /// nothing was found, catalogue files that are damaged.
+  std::vector<std::string> problems;
 
   std::uint64_t expected() const;
   std::uint64_t delivered() const;

@@ -25,6 +25,9 @@ struct read_plan {
   std::uint64_t peak_bytes_of_events = 0;   ///< of memory, reading event by event
   std::uint64_t peak_bytes_of_columns = 0;  ///< of memory, reading one column after the other
   double seconds = 0;                       ///< an estimate, with the threads of the dataset
+  /// What will be missing for certain, in a sentence each: files that are left out, and what is wrong with
+  /// the answer to a selection of runs or of a period.
+  std::vector<std::string> problems;
 
   std::string to_text() const;
 };
