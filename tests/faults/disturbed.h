@@ -1,6 +1,6 @@
 // Runs a way of reading with a fault at the first call of some kinds, then at the second, and so on until the
-// run has no such call left; and holds after each: a stated status, no wrong value, nothing thrown, nothing
-// kept, and everything read when it is tried again.
+// run has no such call left; and holds after each: a stated status, no wrong value, no value missing without a
+// word, nothing thrown, nothing kept, and everything read when it is tried again.
 #ifndef RAVO_TEST_FAULTS_DISTURBED_H
 #define RAVO_TEST_FAULTS_DISTURBED_H
 
@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <functional>
 #include <optional>
+#include <sstream>
+#include <string>
 
 #include "shim.h"
 #include "ways_to_read.h"
@@ -66,6 +68,23 @@ void expect_complete(const reading_outcome& outcome, const std::string& when) {
   EXPECT_FALSE(outcome.has_thrown) << when;
 }
 
+template <class way, class run_type>
+std::string words_of_a_good_run(const run_type& run) {
+  const silence hushed;
+  way one(run);
+  reading_outcome outcome;
+  run_once(one, outcome);
+  return hushed.words();
+}
+
+/// Whether a line of `words` is not among those of `usual`.
+inline bool has_another_line(const std::string& words, const std::string& usual) {
+  std::istringstream lines(words);
+  for (std::string line; std::getline(lines, line);)
+    if (("\n" + usual).find("\n" + line + "\n") == std::string::npos) return true;
+  return false;
+}
+
 /// How a way of reading fared with a fault at each of its calls.
 struct faring {
   long calls = 0;                ///< at which there was a fault
@@ -78,17 +97,14 @@ inline long disturbed_calls = 0;
 template <class way, class run_type>
 faring disturb_every_call(const run_type& run, const disturbance& how) {
   faring result;
-  {
-    const silence hushed;  // what is made once for the whole process is made now
-    way warm_up(run);
-    reading_outcome outcome;
-    run_once(warm_up, outcome);
-  }
+  const std::string usual_words = words_of_a_good_run<way>(run);  // what is made once for the process is made now
+  const bool speaks_alike = words_of_a_good_run<way>(run) == usual_words;
+  EXPECT_TRUE(speaks_alike) << way::name << ": what it says of a good run is no measure";
   const resources before;
   for (long which = 0; which < 20000 && !testing::Test::HasFailure(); ++which) {
     const std::string when = std::string(way::name) + ", call " + std::to_string(which);
     reading_outcome disturbed, again;
-    bool happened = false;
+    bool happened = false, has_spoken = false;
     {
       const allocation_count memory;
       {
@@ -100,6 +116,7 @@ faring disturb_every_call(const run_type& run, const disturbance& how) {
           run_once(*one, disturbed);
           happened = armed.happened();
         }
+        has_spoken = has_another_line(hushed.words(), usual_words);
         one->clean_up();
         how.undo();
         run_once(*one, again);
@@ -118,6 +135,9 @@ faring disturb_every_call(const run_type& run, const disturbance& how) {
     else
       EXPECT_TRUE(disturbed.status == way::at_end() || way::is_stated(disturbed.status))
           << when << " " << disturbed.status;
+    const bool is_complete = (disturbed.read | disturbed.other) == way::expected();
+    EXPECT_TRUE(disturbed.status != way::at_end() || is_complete || has_spoken)
+        << when << ": values are missing, and nothing is said";
     if (!happened) break;
     ++result.calls;
     result.statuses.push_back(disturbed.status);

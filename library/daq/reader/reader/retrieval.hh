@@ -70,6 +70,7 @@ int daq_reader<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_ent
   hand_out(*entries);
   return store(RAVO_DAQ_READER_OK);
 } catch (const std::bad_alloc&) {
+  std::fputs("get_data: no memory for the entries of an event\n", stderr);
   return store(RAVO_DAQ_READER_INTERN_ERROR);
 }
 

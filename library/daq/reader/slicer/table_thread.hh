@@ -3,6 +3,7 @@
 // broadcast at every change. Switching a channel from file to file is in file_switch.hh.
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -77,13 +78,26 @@ class table_loading {
 
   std::unique_ptr<typename G::file_tables> load() {
     std::unique_ptr<typename G::file_tables> tables(new (std::nothrow) typename G::file_tables(task_.mode));
-    if (tables == nullptr) return nullptr;
+    if (tables == nullptr) {
+      tell_loss(RAVO_DAQ_SLICER_INTERN_ERROR);
+      return nullptr;
+    }
     {
       const scoped_lock lock(*task_.tmx);
       tables->debug = task_.slicer->get_debug();
     }
-    if (tables->get_all_tables(next_file(), 0, task_.chans) != 0) return nullptr;
+    if (const int status = tables->get_all_tables(next_file(), 0, task_.chans); status != 0) {
+      tell_loss(status);
+      return nullptr;
+    }
     return tables;
+  }
+
+  // A channel that ends before this file ends with the status of one that has come to the end of its data:
+  // nothing else would tell the two apart.
+  void tell_loss(int status) const {
+    std::fprintf(stderr, "%s: the tables cannot be loaded (status %d), no channel goes on from here\n",
+                 next_file(), status);
   }
 
   void hand_over(typename G::file_tables** slot, typename G::file_tables* tables) {
