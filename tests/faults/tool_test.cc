@@ -55,15 +55,15 @@ TEST(FileSearch, TellsOfEachFolderThatCannotBeReadAndGoesOn) {
                                       found = folders.search();
                                       if (!is_disturbed) return;
                                       // What was listed before the refusal is there all the same.
-                                      EXPECT_LE(found.problems.size(), 1u);
-                                      for (const std::string& problem : found.problems) {
-                                        EXPECT_TRUE(problem.ends_with(": Permission denied")) << problem;
+                                      EXPECT_LE(found.findings.size(), 1u);
+                                      for (const verify::finding& one : found.findings) {
+                                        EXPECT_EQ(one.detail, "Permission denied") << one.file;
                                       }
-                                      EXPECT_TRUE(found.files == folders.files || !found.problems.empty());
+                                      EXPECT_TRUE(found.files == folders.files || !found.findings.empty());
                                     });
     EXPECT_GE(calls, 4);
     EXPECT_EQ(found.files, folders.files);
-    EXPECT_TRUE(found.problems.empty());
+    EXPECT_TRUE(found.findings.empty());
   }
 }
 
@@ -72,7 +72,7 @@ TEST(FileSearch, OneFolderThatCannotBeReadCostsNoOther) {
   const fault armed(call::open_folder, 2, mishap::failure, EACCES);
   const verify::found_files found = folders.search();
   EXPECT_EQ(found.files.size(), 2u);
-  EXPECT_EQ(found.problems.size(), 1u);
+  EXPECT_EQ(found.findings.size(), 1u);
 }
 
 TEST(FileSearch, WithoutMemoryThrowsWhatTheToolTells) {

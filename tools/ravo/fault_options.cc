@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
@@ -16,6 +17,7 @@ namespace ravo::tool {
 namespace {
 
 constexpr const char* word_for_list = "list";
+constexpr const char* key_suffix = ".expected.json";
 
 std::string unknown_kind(const std::string& kind) {
   std::vector<std::string> names;
@@ -74,11 +76,24 @@ std::vector<simulator::fault_request> read_faults(const std::vector<std::string>
   return faults;
 }
 
-void write_expectations(const std::vector<simulator::expectation>& expected, const std::string& folder) {
+namespace {
+
+// Keys of files that had the same names before and are gone would be taken for those of the new ones.
+void remove_old_keys(const std::vector<std::string>& files, const std::string& folder) {
+  std::error_code is_not_there;
+  for (const std::string& file : files) std::filesystem::remove(file + key_suffix, is_not_there);
+  std::filesystem::remove(folder + "/all" + key_suffix, is_not_there);
+}
+
+}  // namespace
+
+void write_expectations(const std::vector<simulator::expectation>& expected,
+                        const std::vector<std::string>& files, const std::string& folder) {
+  remove_old_keys(files, folder);
   // A file can have several: it is damaged itself, and tells that the one before it is missing.
   std::map<std::string, std::string> lines;
   for (const simulator::expectation& one : expected) {
-    std::string& text = lines[(one.file.empty() ? folder + "/all" : one.file) + ".expected.json"];
+    std::string& text = lines[(one.file.empty() ? folder + "/all" : one.file) + key_suffix];
     for (const simulator::expected_finding& what : one.findings)
       if (const std::string line = json_line(members_of(what)); text.find(line) == std::string::npos)
         text += line;

@@ -20,8 +20,10 @@ bool asks_for_list(const std::vector<std::string>& texts);
 void list_faults(bool as_json, output& out);
 
 /// Writes FILE.expected.json: one object a finding, with those members of `ravo verify --json` that tell
-/// it. What belongs to no file goes to `folder`/all.expected.json. Throws data_failure.
-void write_expectations(const std::vector<simulator::expectation>& expected, const std::string& folder);
+/// it. What belongs to no file goes to `folder`/all.expected.json. Older ones beside the `files`, which
+/// were just written, are removed. Throws data_failure.
+void write_expectations(const std::vector<simulator::expectation>& expected,
+                        const std::vector<std::string>& files, const std::string& folder);
 
 }  // namespace ravo::tool
 

@@ -105,7 +105,7 @@ void run(const options& asked, output& out) {
         bar.show(static_cast<double>(done) / static_cast<double>(total));
         return true;
       });
-      write_expectations(simulator::make_faults(what, result, faults), what.folder);
+      write_expectations(simulator::make_faults(what, result, faults), result.files, what.folder);
     } catch (const simulator::simulation_failed& failure) {
       throw data_failure(fmt::format("{}: {}", what.folder, failure.what()));
     }
@@ -195,8 +195,9 @@ verb simulate_verb(CLI::App& tool) {
   command->add_option("--answer-key", asked->answer_key, "Also write what every block holds, as JSON lines")
       ->type_name("FILE");
   command
-      ->add_option("--fault", asked->faults,
-                   "Damage a file: KIND or KIND@FILE, files count from 1; \"list\" lists the kinds. May be repeated")
+      ->add_option(
+          "--fault", asked->faults,
+          "Damage a file: KIND or KIND@FILE, files count from 1; \"list\" lists the kinds. May be repeated")
       ->allow_extra_args(false)
       ->type_name("KIND[@FILE]");
   command->add_flag("--json", asked->json, "One JSON object a file");

@@ -3,20 +3,17 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <map>
 #include <memory>
-#include <numeric>
 #include <thread>
 
 #include "failure.h"
 #include "help_format.h"
 #include "interrupt.h"
 #include "progress.h"
-#include "ravo_run_catalogue.h"
 #include "request_options.h"
 #include "verb.h"
+#include "verify/catalogue_search.h"
 #include "verify/channel_list.h"
-#include "verify/file_search.h"
 #include "verify/report.h"
 #include "verify/runs.h"
 
@@ -52,52 +49,40 @@ struct tally {
   int exit_code() const { return damaged > 0 ? exit_data : odd > 0 ? exit_odd : exit_fine; }
 };
 
-std::vector<std::string> files_of_runs(const options& asked) {
-  const run_range range = runs_option(asked.runs);
-  std::vector<int> numbers(static_cast<std::size_t>(range.last - range.first) + 1);
-  std::iota(numbers.begin(), numbers.end(), range.first);
-  std::vector<int*> runs;
-  for (int& number : numbers) runs.push_back(&number);
-  std::vector<ravo_root_xml_files*> found;
-  const int status = get_files_for_runs(&runs, &found, asked.experiment.c_str(), asked.stream.c_str(),
-                                        asked.catalogue.c_str(), 1);
-  std::vector<std::string> files;
-  for (const ravo_root_xml_files* run : found)
-    for (const std::string* file : run->rfiles) files.push_back(*file);
-  ravo_free_root_xml_files(&found);
-  if (status != 0 || files.empty())
-    throw data_failure(
-        fmt::format("{}: the catalogue knows no complete files of run {} of experiment {}, stream {}",
-                    asked.catalogue, asked.runs, asked.experiment, asked.stream));
-  return files;
-}
-
-// The files in the order in which they are checked. What is no file is told at once, and counts as damage.
-std::vector<verify::run_files> choose_files(const options& asked, tally& sum) {
-  if (asked.paths.empty() == asked.runs.empty())
-    throw usage_failure(asked.paths.empty()
-                            ? "say what to check: files or folders, or --run N[-M] of a catalogue"
-                            : "--run is for checks without PATH");
-  verify::found_files found;
-  if (asked.runs.empty())
-    found = verify::find_files(asked.paths);
-  else
-    found.files = files_of_runs(asked);
-  for (const std::string& problem : found.problems) fmt::print(stderr, "ravo: {}\n", problem);
-  sum.damaged += found.problems.size();
-  return verify::group_by_run(found.files);
+void print(const verify::finding& what, bool as_json, tally& sum, output& out) {
+  (verify::row_of(what.kind).how_bad == verify::severity::damaged ? sum.damaged : sum.odd) += 1;
+  out.print(as_json ? json_line(verify::json_of(what)) : verify::text_of(what) + "\n");
 }
 
 void print(const verify::finding_list& findings, const std::string& file, bool as_json, tally& sum,
            output& out) {
   for (verify::finding one : findings.list()) {
     one.file = file;
-    (verify::row_of(one.kind).how_bad == verify::severity::damaged ? sum.damaged : sum.odd) += 1;
-    out.print(as_json ? json_line(verify::json_of(one)) : verify::text_of(one) + "\n");
+    print(one, as_json, sum, out);
   }
   if (findings.left_out() == 0) return;
   fmt::print(stderr, "ravo: {}: {} further findings are not shown\n", file,
              verify::with_commas(findings.left_out()));
+}
+
+verify::found_files find_files(const options& asked) {
+  if (asked.paths.empty() == asked.runs.empty())
+    throw usage_failure(asked.paths.empty()
+                            ? "say what to check: files or folders, or --run N[-M] of a catalogue"
+                            : "--run is for checks without PATH");
+  if (asked.runs.empty()) return verify::find_files(asked.paths);
+  const run_range runs = runs_option(asked.runs);
+  return verify::find_files_of_runs(
+      {asked.catalogue, asked.experiment, asked.stream, runs.first, runs.last});
+}
+
+// The files in the order in which they are checked. What is found without opening one is told at once.
+std::vector<verify::run_files> choose_files(const options& asked, tally& sum, output& out) {
+  const verify::found_files found = find_files(asked);
+  std::vector<verify::run_files> runs = verify::group_by_run(found.files);
+  for (const verify::finding& one : found.findings) print(one, asked.json, sum, out);
+  for (const verify::finding& one : verify::find_copies(runs)) print(one, asked.json, sum, out);
+  return runs;
 }
 
 void print_summary(const options& asked, const tally& sum, output& out) {
@@ -129,10 +114,10 @@ std::uint64_t size_of(const std::string& path) {
              : 0;
 }
 
-void learn(const options& asked, const verify::run_checker& runs, const tally& sum) {
+void learn(const options& asked, verify::run_checker& runs, const tally& sum) {
   if (sum.damaged > 0)
     throw data_failure("--learn: the files are damaged, so nothing was learned; learn from good ones");
-  const std::set<std::string> channels = runs.channels_of_all_runs();
+  const std::set<std::string>& channels = runs.channels_of_all_runs();
   if (channels.empty())
     throw data_failure("--learn: no channel has data in every run, so nothing was learned");
   verify::write_channel_list(
@@ -140,8 +125,8 @@ void learn(const options& asked, const verify::run_checker& runs, const tally& s
       fmt::format("Learned from {} run{}.", runs.runs(), runs.runs() == 1 ? "" : "s"));
 }
 
-verify::run_checker check(const options& asked, const std::vector<verify::run_files>& all, tally& sum,
-                          output& out) {
+void check(const options& asked, const std::vector<verify::run_files>& all, verify::run_checker& runs,
+           tally& sum, output& out) {
   std::uint64_t bytes = 0, done = 0;
   for (const verify::run_files& run : all)
     for (const verify::run_file& file : run.files) bytes += size_of(file.path);
@@ -155,7 +140,6 @@ verify::run_checker check(const options& asked, const std::vector<verify::run_fi
                                ? asked.threads
                                : std::clamp(std::thread::hardware_concurrency(), 1u, usual_threads);
   const verify::depth deep = asked.quick ? verify::depth::heads : verify::depth::blocks;
-  verify::run_checker runs;
   for (const verify::run_files& run : all) {
     runs.begin(run.name);
     for (const verify::run_file& file : run.files) {
@@ -167,20 +151,22 @@ verify::run_checker check(const options& asked, const std::vector<verify::run_fi
       if (!out.flush()) throw verdict(sum.exit_code());
     }
   }
-  return runs;
 }
 
 void run(const options& asked, output& out) try {
   std::set<std::string> expected;
   if (!asked.expect.empty()) expected = verify::read_channel_list(asked.expect);
   tally sum;
-  const std::vector<verify::run_files> files = choose_files(asked, sum);
-  const verify::run_checker runs = check(asked, files, sum, out);
-  print(runs.absent(expected), "", asked.json, sum, out);
+  const std::vector<verify::run_files> files = choose_files(asked, sum, out);
+  verify::run_checker runs(std::move(expected));
+  check(asked, files, runs, sum, out);
+  print(runs.absent(), "", asked.json, sum, out);
   print_summary(asked, sum, out);
   if (!asked.learn.empty()) learn(asked, runs, sum);
   if (sum.exit_code() != exit_fine) throw verdict(sum.exit_code());
 } catch (const verify::channel_list_failure& failure) {
+  throw data_failure(failure.what());
+} catch (const verify::unknown_runs& failure) {
   throw data_failure(failure.what());
 }
 

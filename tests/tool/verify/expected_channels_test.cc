@@ -16,7 +16,7 @@ using testing::Not;
 // Checks a run and looks for the channels; returns what is found, and the channels learned.
 std::pair<std::vector<std::string>, std::set<std::string>> check(const simulator::simulation_result& made,
                                                                  const std::set<std::string>& expected) {
-  verify::run_checker runs;
+  verify::run_checker runs(expected);
   std::vector<std::string> found;
   for (const verify::run_files& run : verify::group_by_run(made.files)) {
     runs.begin(run.name);
@@ -26,7 +26,7 @@ std::pair<std::vector<std::string>, std::set<std::string>> check(const simulator
       for (const auto& line : lines_of(result.findings.list())) found.push_back(line);
     }
   }
-  for (const auto& line : lines_of(runs.absent(expected).list())) found.push_back(line);
+  for (const auto& line : lines_of(runs.absent().list())) found.push_back(line);
   return {found, runs.channels_of_all_runs()};
 }
 

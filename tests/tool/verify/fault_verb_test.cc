@@ -62,6 +62,18 @@ TEST(SimulateFault, TellsWhatBelongsToNoFileForAll) {
   EXPECT_THAT(std::string(bytes.begin(), bytes.end()), StartsWith("{\"kind\":\"channel.absent\""));
 }
 
+TEST(SimulateFault, LeavesNoKeyOfFilesThatAreGone) {
+  const temporary_folder folder;
+  ASSERT_EQ(simulate(folder, {"--fault", "lost-tail@1", "--fault", "absent-channel@2"}).exit_code, 0);
+  const std::vector<std::string> files = raw_files(folder.path());
+  ASSERT_TRUE(std::filesystem::exists(files.at(0) + ".expected.json"));
+  for (const std::string& file : files) std::filesystem::remove(file);
+  ASSERT_EQ(simulate(folder, {"--fault", "lost-tail@2"}).exit_code, 0);
+  EXPECT_FALSE(std::filesystem::exists(files[0] + ".expected.json"));
+  EXPECT_TRUE(std::filesystem::exists(files[1] + ".expected.json"));
+  EXPECT_FALSE(std::filesystem::exists(folder.file("all.expected.json")));
+}
+
 TEST(SimulateFault, TellsOfAFileAlsoWhatIsMissingBeforeIt) {
   const temporary_folder folder;
   ASSERT_EQ(

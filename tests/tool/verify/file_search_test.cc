@@ -13,7 +13,6 @@ namespace {
 using namespace ravo::verify;
 using ravo::test::temporary_folder;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 TEST(FileSearch, TakesRawFilesOfFoldersAndBelow) {
@@ -24,7 +23,7 @@ TEST(FileSearch, TakesRawFilesOfFoldersAndBelow) {
   const found_files found = find_files({folder.path().string()});
   EXPECT_THAT(found.files,
               ElementsAre(folder.file("a.raw"), folder.file("b/c/m.raw"), folder.file("z.raw")));
-  EXPECT_THAT(found.problems, IsEmpty());
+  EXPECT_THAT(found.findings, IsEmpty());
 }
 
 TEST(FileSearch, TakesNamedFilesAsTheyAreAndNoneTwice) {
@@ -37,7 +36,10 @@ TEST(FileSearch, TellsFoldersWithoutRawFiles) {
   const temporary_folder folder;
   const found_files found = find_files({folder.path().string()});
   EXPECT_THAT(found.files, IsEmpty());
-  EXPECT_THAT(found.problems, ElementsAre(HasSubstr("holds no .raw file")));
+  ASSERT_EQ(found.findings.size(), 1u);
+  EXPECT_EQ(found.findings[0].kind, finding_kind::folder_unreadable);
+  EXPECT_EQ(found.findings[0].file, folder.path().string());
+  EXPECT_EQ(found.findings[0].detail, "it holds no .raw file");
 }
 
 TEST(FileSearch, DoesNotGoRoundInACircle) {

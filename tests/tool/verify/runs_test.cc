@@ -54,6 +54,7 @@ TEST(Runs, AreOneFileEachWhereNamesSayNothing) {
 
 file_result file_with(const std::vector<std::string>& channels) {
   file_result result;
+  result.are_channels_known = true;
   result.channels_with_data = channels;
   return result;
 }
@@ -90,15 +91,57 @@ TEST(RunChecker, LearnsTheChannelsOfAllRuns) {
 }
 
 TEST(RunChecker, TellsChannelsThatAreAbsentFromARun) {
-  run_checker runs;
+  run_checker runs({"A", "B"}), nothing_expected;
   for (const std::vector<std::string>& channels : {std::vector<std::string>{"A"}, {"A", "B"}, {"C"}}) {
-    runs.begin("a run");
-    file_result file = file_with(channels);
-    runs.take(file, std::nullopt);
+    for (run_checker* one : {&runs, &nothing_expected}) {
+      one->begin("a run");
+      file_result file = file_with(channels);
+      one->take(file, std::nullopt);
+    }
   }
-  EXPECT_THAT(lines_of(runs.absent({"A", "B"}).list()),
+  EXPECT_THAT(lines_of(runs.absent().list()),
               ElementsAre("- channel.absent A - - x1", "- channel.absent B - - x2"));
-  EXPECT_THAT(lines_of(runs.absent({}).list()), IsEmpty());
+  EXPECT_THAT(lines_of(nothing_expected.absent().list()), IsEmpty());
+}
+
+TEST(RunChecker, DoesNotKnowWhatARunLacksOfWhichAFileCannotBeRead) {
+  run_checker runs({"A", "B"});
+  runs.begin("run 1");
+  file_result unreadable, readable = file_with({"A"});
+  runs.take(readable, 1);
+  runs.take(unreadable, 2);
+  EXPECT_THAT(lines_of(runs.absent().list()), IsEmpty());
+  runs.begin("run 2");
+  runs.take(readable, 1);
+  const auto absent = runs.absent().list();
+  EXPECT_THAT(lines_of(absent), ElementsAre("- channel.absent B - - x1"));
+  EXPECT_EQ(absent.at(0).detail, "run 2");
+}
+
+std::vector<std::string> copies_in(const std::vector<std::string>& paths) {
+  std::vector<std::string> lines;
+  for (const finding& one : find_copies(group_by_run(paths)))
+    lines.push_back(one.file + " " + row_of(one.kind).code + " x" + std::to_string(one.count) + " " +
+                    one.detail);
+  return lines;
+}
+
+TEST(Copies, AreToldOnceForEachFolderOfARun) {
+  EXPECT_THAT(copies_in({"a/" + raw_name(1, 1), "b/" + raw_name(1, 1), "a/" + raw_name(1, 2),
+                         "b/" + raw_name(1, 2), "b/" + raw_name(1, 3), "a/" + raw_name(2, 1)}),
+              ElementsAre("b/" + raw_name(1, 1) +
+                          " run.file_twice x2 file 1 of run 1 of linac_main, as a/" + raw_name(1, 1)));
+}
+
+TEST(Copies, AreToldWhereTheNamesDifferInTheirTimesOnly) {
+  const std::string other = "linac_main_run1_file2_20260101T000000Z.raw";
+  EXPECT_THAT(
+      copies_in({raw_name(1, 1), raw_name(1, 2), other}),
+      ElementsAre(other + " run.file_twice x1 file 2 of run 1 of linac_main, as " + raw_name(1, 2)));
+}
+
+TEST(Copies, AreNoneWhereNamesSayNothing) {
+  EXPECT_THAT(copies_in({"a/x.raw", "b/x.raw", raw_name(1, 1), raw_name(2, 1)}), IsEmpty());
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <fstream>
+
 #include "tool_run.h"
 
 namespace {
@@ -75,7 +77,16 @@ TEST(Verify, TellsAFolderWithoutRawFiles) {
   const temporary_folder folder;
   const process_result result = run_tool({"verify", folder.path().string()});
   EXPECT_EQ(result.exit_code, 1);
-  EXPECT_EQ(result.err, "ravo: " + folder.path().string() + ": holds no .raw file\n");
+  EXPECT_EQ(result.err, "");
+  EXPECT_THAT(result.out,
+              AllOf(StartsWith(folder.path().string() +
+                               ": the folder has nothing that can be checked (it holds no .raw "
+                               "file); "),
+                    HasSubstr("[folder.unreadable]\n0 files, "), EndsWith(": 1 damaged, 0 odd\n")));
+  const auto found = findings_of(run_tool({"verify", folder.path().string(), "--json"}));
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_EQ(found[0].at("file"), folder.path().string());
+  EXPECT_EQ(found[0].at("kind"), "folder.unreadable");
 }
 
 TEST(Verify, QuickLooksAtHeadsAlone) {
@@ -133,26 +144,128 @@ TEST(Verify, RefusesAListThatIsNotThere) {
   EXPECT_EQ(result.err, "ravo: /nowhere/list.txt: No such file or directory\n");
 }
 
-TEST(Verify, FindsTheFilesOfARunInACatalogue) {
-  const files two_runs({"pointer-data@3"}, {"--runs", "2"});
+// Files of two runs and their catalogue, in which every file is complete whatever its age.
+class VerifyRuns : public testing::Test {
+ protected:
+  VerifyRuns() { setenv(take_fresh_files, "1", 1); }
+  ~VerifyRuns() override { unsetenv(take_fresh_files); }
+
+  process_result build() {
+    return run_tool({"catalog", "build", two_runs.folder.path().string(), "--into", catalogue});
+  }
+  process_result verify(const std::string& run, const std::vector<std::string>& options = {}) {
+    std::vector<std::string> all = {"verify", "--run", run, "--catalog", catalogue};
+    all.insert(all.end(), options.begin(), options.end());
+    return run_tool(all);
+  }
+  std::vector<std::string> kinds(const std::string& run) {
+    std::vector<std::string> found;
+    for (const json& one : findings_of(verify(run, {"--json"}))) found.push_back(one.at("kind"));
+    return found;
+  }
+
+  static constexpr const char* take_fresh_files = "RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME";
+  const files two_runs{{}, {"--runs", "2"}};
+  const std::vector<std::string> paths = raw_files(two_runs.folder.path());
   const std::string catalogue = two_runs.folder.file("cat");
-  ASSERT_EQ(setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1), 0);
-  const process_result built =
-      run_tool({"catalog", "build", two_runs.folder.path().string(), "--into", catalogue});
-  unsetenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME");
-  ASSERT_EQ(built.exit_code, 0) << built.err;
-  const auto verify_run = [&](const std::string& run) {
-    return run_tool({"verify", "--run", run, "--catalog", catalogue});
-  };
-  EXPECT_EQ(verify_run("1").exit_code, 0);
-  EXPECT_THAT(verify_run("1").out, StartsWith("2 files, "));
-  EXPECT_EQ(verify_run("2").exit_code, 1);
-  EXPECT_THAT(verify_run("1-2").out, AllOf(HasSubstr("[pointer.data]"), HasSubstr("4 files, ")));
-  const process_result none = verify_run("7");
+};
+
+TEST_F(VerifyRuns, AreFoundInACatalogue) {
+  ASSERT_EQ(build().exit_code, 0);
+  std::filesystem::resize_file(paths.at(2), std::filesystem::file_size(paths.at(2)) - 4);
+  EXPECT_EQ(verify("1").exit_code, 0);
+  EXPECT_THAT(verify("1").out, StartsWith("2 files, "));
+  EXPECT_EQ(verify("2").exit_code, 1);
+  EXPECT_THAT(verify("1-2").out, AllOf(HasSubstr("[file.reference]"), HasSubstr("4 files, ")));
+}
+
+TEST_F(VerifyRuns, WithoutAnyOfThemTheCatalogueIsNamedAndWhatItHas) {
+  ASSERT_EQ(build().exit_code, 0);
+  const process_result none = verify("7");
   EXPECT_EQ(none.exit_code, 1);
+  EXPECT_EQ(none.out, "");
   EXPECT_EQ(none.err,
             "ravo: " + catalogue +
-                ": the catalogue knows no complete files of run 7 of experiment linac, stream main\n");
+                ": the catalogue knows no run 7 of experiment linac, stream main; it knows 1 to 2, the "
+                "nearest is 2\n");
+  EXPECT_THAT(verify("0").err, HasSubstr("no run 0 of experiment linac, stream main; it knows 1 to 2, the "
+                                         "nearest is 1\n"));
+  EXPECT_THAT(verify("5-2147483647", {}).err, HasSubstr("are more than "));
+  EXPECT_THAT(verify("5-9").err, HasSubstr("knows none of the runs 5 to 9 of "));
+  EXPECT_THAT(
+      verify("1", {"--stream", "other"}).err,
+      HasSubstr("knows no run 1, nor any run of experiment linac, stream other; `ravo catalog list`"));
+}
+
+TEST_F(VerifyRuns, OfWhichTheCatalogueLacksOneAreOdd) {
+  ASSERT_EQ(build().exit_code, 0);
+  const process_result result = verify("2-4");
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_THAT(result.out, StartsWith(catalogue + ": the catalogue does not know a run (run 3), x 2; "));
+  EXPECT_THAT(result.out, HasSubstr("2 files, "));
+}
+
+TEST_F(VerifyRuns, HaveAlsoTheFilesThatTheBuilderLeftOut) {
+  std::filesystem::resize_file(paths.at(1), std::filesystem::file_size(paths.at(1)) - 4);
+  ASSERT_EQ(build().exit_code, 1);
+  const auto found = findings_of(verify("1", {"--json"}));
+  ASSERT_EQ(found.size(), 2u);
+  EXPECT_EQ(found[0].at("kind"), "run.file_left_out");
+  EXPECT_EQ(found[0].at("file"), paths[1]);
+  EXPECT_EQ(found[0].at("severity"), "odd");
+  EXPECT_EQ(found[1].at("kind"), "file.reference");
+  EXPECT_EQ(found[1].at("file"), paths[1]);
+  EXPECT_EQ(verify("1").exit_code, 1);
+  EXPECT_EQ(verify("2").exit_code, 0);
+}
+
+TEST_F(VerifyRuns, AreToldWhenTheirCatalogueFileIsDamaged) {
+  ASSERT_EQ(build().exit_code, 0);
+  const std::string file = catalogue + "/linac/main/runs/0/run1.xml";
+  std::filesystem::resize_file(file, 100);
+  const auto found = findings_of(verify("1", {"--json"}));
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_EQ(found[0].at("kind"), "catalogue.damaged");
+  EXPECT_EQ(found[0].at("file"), file);
+  EXPECT_EQ(verify("1").exit_code, 1);
+  EXPECT_THAT(kinds("2"), testing::IsEmpty());
+}
+
+TEST_F(VerifyRuns, AreNotCheckedWhereTheyMayStillGrow) {
+  ASSERT_EQ(build().exit_code, 0);
+  const std::string file = catalogue + "/linac/main/runs/0/run1.xml";
+  const auto bytes = read_file(file);
+  std::string text(bytes.begin(), bytes.end());
+  const std::size_t place = text.find("complete=\"yes\"");
+  ASSERT_NE(place, std::string::npos);
+  std::ofstream(file, std::ios::binary) << text.replace(place, 14, "complete=\"no\"");
+  const process_result result = verify("1");
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_THAT(result.out, StartsWith(paths[0] + ": the file may still be written (by the catalogue); "));
+  EXPECT_THAT(result.out, HasSubstr("\n1 file, "));
+  EXPECT_EQ(verify("2").exit_code, 0);
+}
+
+TEST_F(VerifyRuns, OfWhichThereAreTwoCopiesAreOdd) {
+  std::filesystem::create_directory(two_runs.folder.path() / "copy");
+  const auto copy = two_runs.folder.path() / "copy" / std::filesystem::path(paths[0]).filename();
+  std::filesystem::copy_file(paths[0], copy);
+  const process_result result = two_runs.verify();
+  EXPECT_EQ(result.exit_code, 3);
+  EXPECT_THAT(result.out, StartsWith(paths[0] +
+                                     ": another file has the same run and the same file number "
+                                     "(file 1 of run 1 of linac_main, as " +
+                                     copy.string() + "); "));
+}
+
+TEST(Verify, DoesNotMissChannelsOfAFileThatCannotBeRead) {
+  const files good;
+  const std::string list = good.folder.file("channels.txt");
+  ASSERT_EQ(good.verify({"--learn", list}).exit_code, 0);
+  for (const std::string& file : raw_files(good.folder.path()))
+    std::filesystem::resize_file(file, std::filesystem::file_size(file) - 4);
+  for (const json& one : findings_of(good.verify({"--expect", list, "--json"})))
+    EXPECT_EQ(one.at("kind"), "file.reference");
 }
 
 TEST(Verify, RefusesCommandLinesThatMakeNoSense) {

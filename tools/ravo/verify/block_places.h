@@ -25,8 +25,8 @@ struct block_places {
 /// that have to be left out for the others to rise.
 block_places judge_places(const std::vector<std::uint32_t>& offsets);
 
-/// As few places as possible, rising, without which no value is below the one before it; where that leaves a
-/// choice, what is left ends as low as it can.
+/// As few places as possible, rising, without which no value is below the one before it; where that leaves
+/// a choice, what is left ends as low as it can.
 std::vector<std::size_t> find_falling(const std::vector<std::int64_t>& values);
 
 }  // namespace ravo::verify

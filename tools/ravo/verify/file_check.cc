@@ -72,6 +72,7 @@ void check_contents(const checked_file& file, depth deep, unsigned threads, told
   result.events = map->events.size();
   for (const type_entry& type : map->types)
     result.sequences.push_back(check_sequence(type, result.findings));
+  result.are_channels_known = map->has_dictionary;
   for (const channel_entry& channel : map->channels)
     if (channel.count > 0) result.channels_with_data.push_back(channel.name);
   if (!map->has_pointers || map->events.empty()) return;
@@ -102,6 +103,13 @@ void check_contents(const checked_file& file, depth deep, unsigned threads, told
     check_sums<G>(around, result.findings);
 }
 
+void forget(file_result& result) {
+  result.findings = {};
+  result.sequences.clear();
+  result.are_channels_known = false;
+  result.channels_with_data.clear();
+}
+
 }  // namespace
 
 file_result check_file(const std::string& path, depth deep, unsigned threads, const progress& report) {
@@ -120,14 +128,12 @@ file_result check_file(const std::string& path, depth deep, unsigned threads, co
   } catch (const file_lost& lost) {
     const bool has_changed = file && file->has_changed();
     // What was found in a file that changes under one's eyes says nothing, nor do its events.
-    result.findings = {};
-    result.sequences.clear();
+    forget(result);
     result.findings.add(has_changed ? finding_kind::file_changed : finding_kind::file_unreadable, {},
                         lost.what());
   } catch (const std::bad_alloc&) {
     // Nor does what was found without memory.
-    result.findings = {};
-    result.sequences.clear();
+    forget(result);
     result.findings.add(finding_kind::file_unreadable, {}, "there is no memory to check it");
   }
   if (told.told() < result.bytes) report(result.bytes - told.told());

@@ -20,6 +20,7 @@ struct file_result {
   std::uint64_t events = 0;
   std::uint64_t blocks = 0;              ///< that are good
   std::vector<type_sequence> sequences;  ///< for the next file of the run
+  bool are_channels_known = false;       ///< the dictionary could be read
   std::vector<std::string> channels_with_data;
 };
 

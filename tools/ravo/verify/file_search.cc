@@ -31,14 +31,13 @@ class folder_walk {
   void search(const std::string& folder) {
     here_.clear();
     folders_ = {folder};
-    const std::size_t problems = found_.problems.size();
+    const std::size_t problems = found_.findings.size();
     while (!folders_.empty()) {
       const std::string next = std::move(folders_.back());
       folders_.pop_back();
       list(next);
     }
-    if (here_.empty() && found_.problems.size() == problems)
-      found_.problems.push_back(folder + ": holds no .raw file");
+    if (here_.empty() && found_.findings.size() == problems) refuse(folder, "it holds no .raw file");
     std::sort(here_.begin(), here_.end());
     found_.files.insert(found_.files.end(), here_.begin(), here_.end());
   }
@@ -48,7 +47,11 @@ class folder_walk {
     folder_listing names(folder.c_str());
     while (const char* const name = names.next())
       if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0) take(join(folder, name));
-    if (!names.is_readable()) found_.problems.push_back(folder + ": " + std::strerror(errno));
+    if (!names.is_readable()) refuse(folder, std::strerror(errno));
+  }
+
+  void refuse(const std::string& folder, const char* why) {
+    found_.findings.push_back({finding_kind::folder_unreadable, folder, {}, 1, why});
   }
 
   // Links to folders are not followed: they may lead round in a circle.

@@ -6,11 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "verify/finding.h"
+
 namespace ravo::verify {
 
 struct found_files {
   std::vector<std::string> files;
-  std::vector<std::string> problems;  ///< folders that hold no raw file or cannot be looked into, and why
+  std::vector<finding> findings;  ///< folders that hold no raw file or cannot be looked into
 };
 
 /// In the order of the paths, those of a folder by name; none twice.

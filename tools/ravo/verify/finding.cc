@@ -14,6 +14,18 @@ using enum finding_kind;
 using enum severity;
 
 constexpr kind_row kinds[] = {
+    {folder_unreadable, "folder.unreadable", damaged, "the folder has nothing that can be checked",
+     "look after its path and its rights"},
+    {catalogue_damaged, "catalogue.damaged", damaged, "the catalogue file of a run is damaged",
+     "build the catalogue again; the run was not checked"},
+    {run_unknown, "run.unknown", odd, "the catalogue does not know a run",
+     "build the catalogue again, or look for the run where it was taken"},
+    {run_file_growing, "run.file_growing", odd, "the file may still be written",
+     "it was not checked: build the catalogue again later"},
+    {run_file_left_out, "run.file_left_out", odd, "the catalogue does not know this file of the run",
+     "who reads by run does not get it: build the catalogue again"},
+    {run_file_twice, "run.file_twice", odd, "another file has the same run and the same file number",
+     "if one is a copy, leave it out: the events count twice"},
     {file_unreadable, "file.unreadable", damaged, "the file cannot be read",
      "look after its path, its rights and its disk"},
     {file_changed, "file.changed", damaged, "the file changed while it was checked",

@@ -18,6 +18,12 @@ enum class severity {
 const char* name_of(severity how_bad);
 
 enum class finding_kind {
+  folder_unreadable,
+  catalogue_damaged,
+  run_unknown,
+  run_file_growing,
+  run_file_left_out,
+  run_file_twice,
   file_unreadable,
   file_changed,
   file_too_large,

@@ -55,14 +55,50 @@ std::vector<run_files> group_by_run(const std::vector<std::string>& paths) {
   return runs;
 }
 
+std::vector<finding> find_copies(const std::vector<run_files>& runs) {
+  std::map<std::pair<std::string, std::uint64_t>, std::string> known;
+  std::vector<finding> findings;
+  for (const run_files& run : runs) {
+    finding copies{finding_kind::run_file_twice, "", {}, 0, ""};
+    for (const run_file& file : run.files) {
+      if (!file.number) continue;
+      const auto [first, is_new] = known.try_emplace({run.name, *file.number}, file.path);
+      if (is_new || ++copies.count > 1) continue;
+      copies.file = file.path;
+      copies.detail = fmt::format("file {} of {}, as {}", *file.number, run.name, first->second);
+    }
+    if (copies.count > 0) findings.push_back(std::move(copies));
+  }
+  return findings;
+}
+
 void run_checker::begin(const std::string& name) {
-  runs_.push_back({name, {}});
+  end();
+  is_open_ = true;
+  are_channels_known_ = true;
+  name_ = name;
+  ++runs_;
   last_number_.reset();
   last_sequences_.clear();
 }
 
+void run_checker::end() {
+  if (!is_open_) return;
+  is_open_ = false;
+  if (are_channels_known_)
+    for (const std::string& channel : expected_)
+      if (!channels_.contains(channel))
+        ++absent_.try_emplace(channel, absence{0, name_}).first->second.runs;
+  if (runs_ == 1)
+    of_all_runs_ = std::move(channels_);
+  else
+    std::erase_if(of_all_runs_, [this](const auto& name) { return !channels_.contains(name); });
+  channels_.clear();
+}
+
 void run_checker::take(file_result& result, std::optional<std::uint64_t> number) {
-  runs_.back().channels.insert(result.channels_with_data.begin(), result.channels_with_data.end());
+  channels_.insert(result.channels_with_data.begin(), result.channels_with_data.end());
+  are_channels_known_ = are_channels_known_ && result.are_channels_known;
   const bool follows = number && last_number_ && *number == *last_number_ + 1;
   if (number && last_number_ && *number > *last_number_ + 1)
     result.findings.add(finding_kind::run_file_missing, {},
@@ -80,23 +116,16 @@ void run_checker::take(file_result& result, std::optional<std::uint64_t> number)
   last_number_ = number;
 }
 
-std::set<std::string> run_checker::channels_of_all_runs() const {
-  if (runs_.empty()) return {};
-  std::set<std::string> all = runs_.front().channels;
-  for (const run& one : runs_)
-    std::erase_if(all, [&one](const auto& name) { return !one.channels.contains(name); });
-  return all;
+const std::set<std::string>& run_checker::channels_of_all_runs() {
+  end();
+  return of_all_runs_;
 }
 
-finding_list run_checker::absent(const std::set<std::string>& expected) const {
+finding_list run_checker::absent() {
+  end();
   finding_list findings;
-  for (const std::string& channel : expected) {
-    std::uint64_t count = 0;
-    std::string first;
-    for (const run& one : runs_)
-      if (!one.channels.contains(channel) && ++count == 1) first = one.name;
-    if (count > 0) findings.add(finding_kind::channel_absent, {channel, {}, {}}, first, count);
-  }
+  for (const auto& [channel, absence] : absent_)
+    findings.add(finding_kind::channel_absent, {channel, {}, {}}, absence.first, absence.runs);
   return findings;
 }
 

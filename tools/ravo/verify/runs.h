@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "verify/file_check.h"
@@ -27,26 +28,45 @@ struct run_files {
 /// A run may lie in several folders. Where they have files of the same number, each folder counts as a run.
 std::vector<run_files> group_by_run(const std::vector<std::string>& paths);
 
-/// Looks over runs, one after the other, file after file.
+/// Files whose names say the same run and the same number as another one before them; a finding for each
+/// run, or each folder of it, with the first of them.
+std::vector<finding> find_copies(const std::vector<run_files>& runs);
+
+/// Looks over runs, one after the other, file after file. It remembers of a run that is over only what it
+/// means for all of them.
 class run_checker {
  public:
+  /// These channels should have data in each run.
+  explicit run_checker(std::set<std::string> expected = {}) : expected_(std::move(expected)) {}
+
   void begin(const std::string& name);
   /// Adds to the result what is wrong with how the file follows the one before it in the run.
   void take(file_result& result, std::optional<std::uint64_t> number);
 
   /// Channels that have data in every run so far.
-  std::set<std::string> channels_of_all_runs() const;
-  /// A finding for each of these channels that has no data in some run; it counts the runs.
-  finding_list absent(const std::set<std::string>& expected) const;
-  std::size_t runs() const { return runs_.size(); }
+  const std::set<std::string>& channels_of_all_runs();
+  /// A finding for each of the expected channels that has no data in some run; it counts the runs. Where a
+  /// file of a run could not be read, nobody knows what the run lacks.
+  finding_list absent();
+  std::size_t runs() const { return runs_; }
 
  private:
-  struct run {
-    std::string name;
-    std::set<std::string> channels;
+  struct absence {
+    std::uint64_t runs;
+    std::string first;
   };
 
-  std::vector<run> runs_;
+  void end();
+
+  std::set<std::string> expected_;
+  std::map<std::string, absence> absent_;  // by channel
+  std::set<std::string> of_all_runs_;
+  std::size_t runs_ = 0;
+  // Of the run that is being looked over.
+  bool is_open_ = false;
+  bool are_channels_known_ = true;
+  std::string name_;
+  std::set<std::string> channels_;
   // Of the file before, in the same run.
   std::optional<std::uint64_t> last_number_;
   std::map<int, type_sequence> last_sequences_;
