@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 
+#include "item.h"
 #include "library_calls.h"
 #include "malloc_owner.h"
 
@@ -253,6 +254,10 @@ value_status decode(const block_source_file& source, const found_block& block, u
 bool cut_member(const block_source_file& source, const found_block& block, int member, unsigned char* data,
                 std::size_t room, std::size_t& length, std::int32_t& type) {
   if (member < 0) return true;
+  // The readers leave a plain block of one member whole whatever member is asked for; a value that is not
+  // the one that was asked for is none.
+  const byte_view whole(data, length, word_order::host);
+  if (!find_item(type, whole, member)) return false;
   return source.generation == ravo_file_generation::current
              ? cut<generation_2010>(block, source.channel, member, data, room, length, type)
              : cut<generation_2009>(block, source.channel, member, data, room, length, type);

@@ -68,6 +68,17 @@ column_layout column_reader::layout() {
 }
 
 column_data column_reader::read() {
+  try {
+    read_all();
+  } catch (...) {
+    state_->add_account(data_.ledger);  // of what was read until then
+    throw;
+  }
+  state_->close_account(data_.ledger);
+  return std::move(data_);
+}
+
+void column_reader::read_all() {
   make_rows();
   find_first_item();
   make_chunks();
@@ -91,8 +102,6 @@ column_data column_reader::read() {
   }
   copy_held_rows();
   fill_missing_rows();
-  state_->close_account(data_.ledger);
-  return std::move(data_);
 }
 
 channel_digest column_reader::read_digest(read_progress& of_all) {
@@ -101,9 +110,14 @@ channel_digest column_reader::read_digest(read_progress& of_all) {
   options_.with_digest = true;
   is_for_digest_ = true;
   data_.digest.emplace();
-  make_rows();
-  make_chunks();
-  run_chunks();
+  try {
+    make_rows();
+    make_chunks();
+    run_chunks();
+  } catch (...) {
+    state_->add_account(data_.ledger);
+    throw;
+  }
   state_->close_account(data_.ledger);
   of_all.done_bytes += done_;
   return *data_.digest;
@@ -159,10 +173,11 @@ void column_reader::run_chunks() {
 
 void column_reader::tell_progress() const {
   if (!state_->options.progress) return;
+  told_ = std::max<std::uint64_t>(told_, done_);
   if (of_all_ != nullptr)
-    state_->options.progress({of_all_->done_bytes + done_, of_all_->total_bytes});
+    state_->options.progress({of_all_->done_bytes + told_, of_all_->total_bytes});
   else
-    state_->options.progress({done_, stored_});
+    state_->options.progress({told_, stored_});
 }
 
 std::unique_ptr<column_reader::scratch> column_reader::take_scratch() {
@@ -215,46 +230,24 @@ void column_reader::read_chunk(std::size_t number) {
   if (!is_ragged_ && is_irregular_) return;
   state_->check_stop();
   const chunk& one = chunks_[number];
-  const block_list& list = lists_[one.list];
-  const auto part = state_->timeline.get(list.segment);
-  std::vector<entry> blocks;
-  blocks.reserve(one.last - one.first);
-  for (std::size_t i = one.first; i < one.last; ++i)
-    blocks.push_back(part->channels[channel_].entries[list.index[i]]);
-
+  const auto part = state_->timeline.get(lists_[one.list].segment);
   auto work = take_scratch();
   ragged_part none;
   ragged_part& ragged = is_ragged_ ? parts_[number] : none;
   if (is_ragged_) {
     constexpr std::size_t of_row =
         sizeof(ragged.rows[0]) + sizeof(ragged.lengths[0]) + sizeof(ragged.shapes[0]);
-    state_->take_memory(2 * blocks.size() * of_row, "The rows of " + data_.channel, ragged.share);
+    state_->take_memory(2 * (one.last - one.first) * of_row, "The rows of " + data_.channel, ragged.share);
   }
   read_ledger ledger;
   ledger.of(data_.channel);
   channel_digest digest;
-  for (std::size_t first = 0; first < blocks.size();) {
-    if (state_->is_stopped() || (!is_ragged_ && is_irregular_)) break;
-    const block_window window = datasets::next_window(blocks, first, state_->window_bytes());
-    std::shared_ptr<const datasets::open_file> opened;
-    const auto source = state_->source_of(*part, channel_, blocks[first].file, opened);
-    reserve(*work, work->read.window, window.bytes);
-    const auto take_room = [&](std::size_t size) {
-      reserve(*work, work->read.block, size);
-      return true;
-    };
-    datasets::read_window(source, blocks, first, window, work->read, take_room,
-                          [&](std::size_t i, const found_block& found) {
-                            const std::uint64_t row = list.row[one.first + i];
-                            const bool is_held = planned_status_[row] != value_status::ok;
-                            value_status status = value_status::ok;
-                            if (options_.with_digest && !is_held)
-                              status = add_to_digest(source, found, blocks[i], *work, digest);
-                            if (!is_for_digest_) status = take(found, row, *work, ragged);
-                            if (status != value_status::ok || !is_held) data_.status[row] = status;
-                            if (!is_held) state_->account(ledger, 0, channel_, blocks[i], status);
-                          });
-    first += window.blocks;
+  try {
+    read_blocks(one, *part, *work, ragged, ledger, digest);
+  } catch (...) {
+    const std::lock_guard lock(mutex_);
+    data_.ledger.add(ledger);
+    throw;
   }
   done_ += one.stored;
   put_back(std::move(work));
@@ -262,6 +255,38 @@ void column_reader::read_chunk(std::size_t number) {
   const std::lock_guard lock(mutex_);
   data_.ledger.add(ledger);
   if (data_.digest) data_.digest->add(digest);
+}
+
+void column_reader::read_blocks(const chunk& one, const segment& part, scratch& work, ragged_part& ragged,
+                                read_ledger& ledger, channel_digest& digest) {
+  const block_list& list = lists_[one.list];
+  std::vector<entry> blocks;
+  blocks.reserve(one.last - one.first);
+  for (std::size_t i = one.first; i < one.last; ++i)
+    blocks.push_back(part.channels[channel_].entries[list.index[i]]);
+  for (std::size_t first = 0; first < blocks.size();) {
+    if (state_->is_stopped() || (!is_ragged_ && is_irregular_)) break;
+    const block_window window = datasets::next_window(blocks, first, state_->window_bytes());
+    std::shared_ptr<const datasets::open_file> opened;
+    const auto source = state_->source_of(part, channel_, blocks[first].file, opened);
+    reserve(work, work.read.window, window.bytes);
+    const auto take_room = [&](std::size_t size) {
+      reserve(work, work.read.block, size);
+      return true;
+    };
+    datasets::read_window(source, blocks, first, window, work.read, take_room,
+                          [&](std::size_t i, const found_block& found) {
+                            const std::uint64_t row = list.row[one.first + i];
+                            const bool is_held = planned_status_[row] != value_status::ok;
+                            value_status status = value_status::ok;
+                            if (options_.with_digest && !is_held)
+                              status = add_to_digest(source, found, blocks[i], work, digest);
+                            if (!is_for_digest_) status = take(found, row, work, ragged);
+                            if (status != value_status::ok || !is_held) data_.status[row] = status;
+                            if (!is_held) state_->account(ledger, 0, channel_, blocks[i], status);
+                          });
+    first += window.blocks;
+  }
 }
 
 value_status column_reader::take(const found_block& found, std::uint64_t row, scratch& work,
@@ -281,9 +306,22 @@ value_status column_reader::take(const found_block& found, std::uint64_t row, sc
   return store(*one, payload, row, ragged);
 }
 
+/// Axes seldom change: they are put down from the first one on that is another one than the first row's.
+void column_reader::note_axis(const item& one, std::uint64_t row) {
+  const bool has_axis = one.kind == value_kind::spectrum || one.kind == value_kind::roi;
+  const spectrum_axis first{first_->start, first_->increment, first_->groups_increment};
+  const spectrum_axis its{one.start, one.increment, one.groups_increment};
+  if (!has_axis || std::memcmp(&first, &its, sizeof first) == 0) return;
+  const std::lock_guard lock(mutex_);
+  if (data_.axes.empty()) data_.axes.assign(data_.layout.rows, first);
+  data_.axes[row] = its;
+}
+
 value_status column_reader::store(const item& one, const byte_view& payload, std::uint64_t row,
                                   ragged_part& ragged) {
-  if (one.kind != first_->kind || one.element != first_->element) return value_status::type_changed;
+  if (one.kind != first_->kind || one.element != first_->element ||
+      one.is_as_sent() != first_->is_as_sent())
+    return value_status::type_changed;
   if (one.kind == value_kind::name_value && !datasets::has_record_names(one, payload, data_.record_names))
     return value_status::type_changed;
   if (one.kind == value_kind::update) {
@@ -292,6 +330,7 @@ value_status column_reader::store(const item& one, const byte_view& payload, std
     data_.update_times[row] = {*payload.at<std::uint32_t>(status_at + 4),
                                *payload.at<std::uint32_t>(status_at + 8)};
   }
+  note_axis(one, row);
   if (is_ragged_) {
     const std::size_t at = ragged.bytes.size(), size = one.elements * element_size(one.element);
     reserve(ragged, size);
@@ -384,6 +423,7 @@ void column_reader::copy_held_rows() {
     const std::size_t from_at =
         data_.is_ragged() ? data_.offsets[copy.from] * each : copy.from * row_bytes();
     if (size != 0) std::memcpy(out_ + to_at, out_ + from_at, size);
+    if (!data_.axes.empty()) data_.axes[copy.row] = data_.axes[copy.from];
     if (!data_.update_times.empty()) {
       data_.update_times[copy.row] = data_.update_times[copy.from];
       data_.update_status[copy.row] = data_.update_status[copy.from];

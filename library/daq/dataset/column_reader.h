@@ -69,6 +69,7 @@ class column_reader {
   void add_rows(std::size_t segment, const datasets::segment& part, std::size_t& ordinal);
   void add_held_row(std::size_t segment, const std::shared_ptr<const datasets::segment>& part,
                     std::uint32_t event);
+  void account_others(const datasets::segment& part, std::uint32_t event);
   void find_first_item();
   void make_chunks();
   void allocate();
@@ -76,8 +77,12 @@ class column_reader {
   void run_chunks();
   void tell_progress() const;
   void read_chunk(std::size_t number);
+  void read_blocks(const chunk& one, const datasets::segment& part, scratch& work, ragged_part& ragged,
+                   read_ledger& ledger, channel_digest& digest);
+  void read_all();
   value_status take(const datasets::found_block& found, std::uint64_t row, scratch& work,
                     ragged_part& ragged);
+  void note_axis(const datasets::item& one, std::uint64_t row);
   value_status store(const datasets::item& one, const byte_view& payload, std::uint64_t row,
                      ragged_part& ragged);
   value_status add_to_digest(const datasets::block_source_file& source, const datasets::found_block& found,
@@ -114,9 +119,11 @@ class column_reader {
 
   std::atomic<bool> is_irregular_{false};
   std::atomic<std::uint64_t> done_{0};
+  mutable std::uint64_t told_ = 0;   ///< as done: never less than before, also when rows are read again
   read_progress* of_all_ = nullptr;  ///< of the reading that this one is a part of, without it
   std::atomic<int> waiting_{0};      ///< workers that wait for memory: others leave them theirs
-  std::mutex mutex_;  ///< guards what follows, and data_.ledger and data_.digest while workers run
+  std::mutex
+      mutex_;  ///< guards what follows, and data_.ledger, data_.digest and data_.axes while workers run
   std::vector<std::unique_ptr<scratch>> free_;
 };
 

@@ -1,6 +1,7 @@
 // The rows of a column, before anything is decoded: which events they are, which block is for which, in
 // which pieces the blocks are read, and what the first readable one says of the values.
 #include <algorithm>
+#include <span>
 
 #include "column_reader.h"
 #include "planning.h"
@@ -22,7 +23,7 @@ std::int64_t age_between(const ravo_time_id& event, const entry& recorded) {
 void column_reader::make_rows() {
   std::size_t ordinal = 0;
   visit_segments(*state_, [&](std::size_t number, const std::shared_ptr<const segment>& part) {
-    state_->account_left_out(data_.ledger, 0, *part, channel_);
+    state_->account_left_out(data_.ledger, 0, *part, channel_, reading_extent::whole);
     if (options_.rows == column_rows::recorded) {
       take_memory_of_rows(std::min(part->selected.size(), part->channels[channel_].entries.size()));
       add_rows(number, *part, ordinal);
@@ -60,6 +61,7 @@ void column_reader::add_rows(std::size_t number, const segment& part, std::size_
     const bool is_wanted = ordinal++ % state_->wanted.step == 0;
     while (at < track.event.size() && track.event[at] < event) ++at;
     if (!is_wanted || at == track.event.size() || track.event[at] != event) continue;
+    account_others(part, event);
     list.index.push_back(static_cast<std::uint32_t>(at));
     list.row.push_back(data_.numbers.size());
     data_.numbers.push_back(part.events[event].event_number);
@@ -69,9 +71,21 @@ void column_reader::add_rows(std::size_t number, const segment& part, std::size_
   if (!list.index.empty()) lists_.push_back(std::move(list));
 }
 
+/// The further entries that the channel has of an event.
+void column_reader::account_others(const segment& part, std::uint32_t event) {
+  const datasets::channel_track& track = part.channels[channel_];
+  const auto [first, last] =
+      std::equal_range(track.left_out_event.begin(), track.left_out_event.end(), event);
+  const auto at = static_cast<std::size_t>(first - track.left_out_event.begin());
+  const auto count = static_cast<std::size_t>(last - first);
+  if (count != 0)
+    state_->account_others(data_.ledger, 0, channel_, std::span(track.left_out).subspan(at, count));
+}
+
 /// A row for an event, whether the channel has it, holds a value, or has nothing.
 void column_reader::add_held_row(std::size_t number, const std::shared_ptr<const segment>& part,
                                  std::uint32_t event) {
+  account_others(*part, event);
   const std::uint64_t row = data_.numbers.size();
   data_.numbers.push_back(part->events[event].event_number);
   data_.times.push_back(part->events[event].time);
@@ -80,6 +94,7 @@ void column_reader::add_held_row(std::size_t number, const std::shared_ptr<const
   const auto source = state_->timeline.value_at(number, part, event, channel_);
   if (!source) return;
   data_.status.back() = source->status;
+  if (source->part == nullptr) return;
   data_.ages.back() = age_between(part->events[event], source->in(channel_));
   if (source->status == value_status::ok) data_.ages.back() = 0;
   const std::pair<std::size_t, std::uint32_t> where{source->segment_index,
@@ -169,6 +184,9 @@ void column_reader::find_first_item() {
   data_.start = first_->start;
   data_.increment = first_->increment;
   data_.groups_increment = first_->groups_increment;
+  if (first_->kind == value_kind::spectrum || first_->kind == value_kind::roi)
+    state_->take_memory(data_.layout.rows * sizeof(spectrum_axis),
+                        "The axes of the column " + data_.channel, kept_->more.emplace_back());
   if (first_->kind == value_kind::update) {
     state_->take_memory(data_.layout.rows * (sizeof(time_stamp) + sizeof(std::int32_t)),
                         "The rows of the column " + data_.channel, kept_->more.emplace_back());

@@ -6,6 +6,7 @@
 #include <set>
 #include <thread>
 
+#include "missing_spans.h"
 #include "ravo_dataset/find_files.h"
 
 namespace ravo {
@@ -69,6 +70,8 @@ dataset_state::dataset_state(selection what, dataset_options how)
 
 void dataset_state::open() {
   if (wanted.step == 0) throw selection_error("The step of a selection is 1 or more");
+  if (wanted.max_age && wanted.slow == slow_policy::none)
+    throw selection_error("max_age= says how old a held value may be: it needs slow=hold or slow=nearest");
   found_files found = find_files(wanted);
   refused = std::move(found.left_out);
   problems = std::move(found.problems);
@@ -162,6 +165,7 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
     channels[i].is_slow = masks[i] != 0 && (masks[i] & ~slow_events) == 0;
     slow.push_back(channels[i].is_slow);
   }
+  if (wanted.slow != slow_policy::none) timeline.set_gaps(datasets::missing_spans(refused, readable));
   std::size_t join_channel = 0;
   if (wanted.join == join_policy::with) join_channel = channel_or_throw(wanted.join_channel);
   timeline.set(std::move(timed), std::move(channel_names), std::move(slow), join_channel);
@@ -207,18 +211,21 @@ read_ledger dataset_state::new_account() const {
   return account;
 }
 
+/// Counts a value that was expected and is missing, or nothing at all where there is no memory for it.
 void dataset_state::note_missing(read_ledger& to, std::size_t position, std::size_t channel,
                                  const entry& where, missing_cause cause) const {
-  const std::uint64_t counted = ++to.channels[position].missing[static_cast<std::size_t>(cause)];
-  if (to.values.size() < read_ledger::most_listed || counted == 1)
+  std::uint64_t& count = to.channels[position].missing[static_cast<std::size_t>(cause)];
+  if (to.values.size() < read_ledger::most_listed || count == 0)
     to.values.push_back(
         {channels[channel].label, files[where.file].path, where.chhd, {where.number, where.time}, cause});
+  ++to.channels[position].expected;
+  ++count;
 }
 
 void dataset_state::account(read_ledger& to, std::size_t position, std::size_t channel, const entry& where,
                             value_status status) const {
-  ++to.channels[position].expected;
   if (!is_missing(status)) {
+    ++to.channels[position].expected;
     ++to.channels[position].delivered;
     return;
   }
@@ -231,46 +238,63 @@ void dataset_state::account(read_ledger& to, std::size_t position, std::size_t c
                        files[where.file].path + " at offset " + std::to_string(where.chhd));
 }
 
-bool dataset_state::is_inside(const entry& one) const {
-  if (wanted.from && datasets::in_microseconds(one.time) < datasets::in_microseconds(*wanted.from))
-    return false;
-  if (wanted.to && datasets::in_microseconds(one.time) > datasets::in_microseconds(*wanted.to))
-    return false;
-  return !(wanted.first_event && one.number < *wanted.first_event) &&
-         !(wanted.last_event && one.number > *wanted.last_event);
+void dataset_state::account_others(read_ledger& to, std::size_t position, std::size_t channel,
+                                   std::span<const entry> others) const {
+  for (const entry& one : others) note_missing(to, position, channel, one, missing_cause::second_of_event);
+  if (options.damage.largest_missing_share <= 0 && !others.empty())
+    throw missing_data("Values of " + channels[channel].label + " are missing: " + to.to_text());
+}
+
+/// Whether every entry of a file is in an event of the selection, as its event index tells.
+bool dataset_state::takes_whole_file(std::uint32_t file) const {
+  if (wanted.step != 1 || wanted.join != join_policy::any) return false;
+  const datasets::event_span& span = timeline.file(file).span;
+  const bool has_times = wanted.from || wanted.to, has_numbers = wanted.first_event || wanted.last_event;
+  if (span.empty) return !has_times && !has_numbers;
+  return !(wanted.from &&
+           datasets::in_microseconds(span.first) < datasets::in_microseconds(*wanted.from)) &&
+         !(wanted.to && datasets::in_microseconds(span.last) > datasets::in_microseconds(*wanted.to)) &&
+         !(wanted.first_event && span.lowest < *wanted.first_event) &&
+         !(wanted.last_event && span.highest > *wanted.last_event);
 }
 
 void dataset_state::account_left_out(read_ledger& to, std::size_t position, const segment& part,
-                                     std::size_t channel) const {
+                                     std::size_t channel, reading_extent extent) const {
   const datasets::channel_track& track = part.channels[channel];
-  for (const entry& one : track.left_out) {
-    if (!is_inside(one)) continue;
-    ++to.channels[position].expected;
-    note_missing(to, position, channel, one, missing_cause::second_of_event);
-  }
-  for (const entry& one : track.unplaced) {
-    ++to.channels[position].expected;
+  for (const entry& one : track.unplaced)
     note_missing(to, position, channel, one, missing_cause::no_event_header);
-  }
   for (std::size_t i = 0; i < part.files.size(); ++i) {
     if (!part.file_failed[i]) continue;
     const std::uint32_t count = timeline.file(part.files[i]).count(channel);
     if (count == 0) continue;
+    const std::string& path = files[part.files[i]].path;
+    if (extent == reading_extent::part || !takes_whole_file(part.files[i])) {
+      constexpr char problem[] =
+          "it cannot be read any more, and how many of the wanted values it held is not known";
+      const bool is_listed = std::any_of(to.files.begin(), to.files.end(),
+                                         [&](const refused_file& one) { return one.path == path; });
+      if (!is_listed) to.files.push_back({path, problem});
+      if (options.damage.largest_missing_share < 1)
+        throw missing_data("The file " + path + " is gone: " + problem);
+      continue;
+    }
     entry nowhere{};  // the file's tables do not say any more where its values are
     nowhere.file = part.files[i];
-    to.channels[position].expected += count;
     note_missing(to, position, channel, nowhere, missing_cause::file_missing);
+    to.channels[position].expected += count - 1;
     to.channels[position].missing[static_cast<std::size_t>(missing_cause::file_missing)] += count - 1;
   }
   if (options.damage.largest_missing_share <= 0 && to.channels[position].missing_total() != 0)
     throw missing_data("Values of " + channels[channel].label + " are missing: " + to.to_text());
 }
 
+void dataset_state::add_account(const read_ledger& of_reading) {
+  const std::lock_guard lock(mutex_);
+  ledger_.add(of_reading);
+}
+
 void dataset_state::close_account(const read_ledger& of_reading) {
-  {
-    const std::lock_guard lock(mutex_);
-    ledger_.add(of_reading);
-  }
+  add_account(of_reading);
   const double expected = static_cast<double>(of_reading.expected());
   const double missing = static_cast<double>(of_reading.missing());
   if (missing > expected * options.damage.largest_missing_share)

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <vector>
 
 #include "block_reading.h"
@@ -24,6 +25,9 @@ inline constexpr std::uint64_t largest_batch = 256 * 1024;
 /// What a column has and needs for each of its rows beside the values.
 inline constexpr std::size_t bytes_of_row = 64;
 }  // namespace datasets
+
+/// Whether a reading takes all events of the selection.
+enum class reading_extent { whole, part };
 
 class dataset_state {
  public:
@@ -55,10 +59,17 @@ class dataset_state {
   /// policy.
   void account(read_ledger& to, std::size_t position, std::size_t channel, const datasets::entry& where,
                value_status status) const;
-  /// Counts what never got into a segment's events: once for each reading, segment and channel.
+  /// Counts the entries that a channel has of an event beside the one that is delivered.
+  void account_others(read_ledger& to, std::size_t position, std::size_t channel,
+                      std::span<const datasets::entry> others) const;
+  /// Counts what never got into a segment's events: once for each reading, segment and channel. Of a file
+  /// that is gone a reading that takes a part of the selection cannot say how many values it misses: the
+  /// file is listed then, and throws missing_data unless all may be missing.
   void account_left_out(read_ledger& to, std::size_t position, const datasets::segment& part,
-                        std::size_t channel) const;
-  /// Adds a reading's account to that of all readings, and throws when too much is missing.
+                        std::size_t channel, reading_extent extent) const;
+  /// Adds a reading's account to that of all readings.
+  void add_account(const read_ledger& of_reading);
+  /// The same, and throws when too much is missing.
   void close_account(const read_ledger& of_reading);
   read_ledger all_readings() const;
 
@@ -86,7 +97,7 @@ class dataset_state {
   void check_that_files_may_be_missing() const;
   void note_missing(read_ledger& to, std::size_t position, std::size_t channel,
                     const datasets::entry& where, missing_cause cause) const;
-  bool is_inside(const datasets::entry& one) const;
+  bool takes_whole_file(std::uint32_t file) const;
 
   datasets::memory_share tables_;  ///< for what is known of the files and channels
   mutable std::mutex mutex_;       ///< guards ledger_

@@ -30,7 +30,10 @@ unsigned char* block_arena::allocate(datasets::memory_budget& memory, std::size_
 
 value event_batch::at(std::size_t event, std::size_t channel) const {
   const cell& here = cell_at(event, channel);
-  if (here.block == cell::none) return value_access::make(value_status::not_recorded, ids_[event]);
+  if (here.block == cell::none) {
+    const value nothing = value_access::make(here.status, ids_[event]);
+    return here.status == value_status::not_recorded ? nothing : value_access::held(nothing);
+  }
   const block& from = blocks_[here.block];
   const ravo_time_id id{from.where.number, from.where.time};
   const bool is_held = here.status != value_status::ok;
@@ -61,8 +64,9 @@ class batch_decoder {
     batch_->cells_.resize(cells);
     for (const std::uint32_t event : plan_.events) batch_->ids_.push_back(part_->events[event]);
     for (std::size_t channel = 0; channel < channels; ++channel)
-      if (!decode_channel(channel)) return nullptr;
+      if (!decode_channel(channel) || !note_others(channel)) return nullptr;
     batch_->share_.shrink(cells * sizeof(event_batch::cell) +
+                          batch_->others_.capacity() * sizeof(event_batch::other_entry) +
                           batch_->blocks_.capacity() * sizeof(event_batch::block) +
                           plan_.events.size() * sizeof(ravo_time_id));
     return batch_;
@@ -105,10 +109,25 @@ class batch_decoder {
     return true;
   }
 
+  bool note_others(std::size_t channel) {
+    const datasets::channel_track& track = part_->channels[channel];
+    for (std::size_t i = 0; i < track.left_out.size(); ++i) {
+      const auto found =
+          std::lower_bound(plan_.events.begin(), plan_.events.end(), track.left_out_event[i]);
+      if (found == plan_.events.end() || *found != track.left_out_event[i]) continue;
+      // As the list grows it is there twice.
+      if (!state_.memory.try_grow(3 * sizeof(event_batch::other_entry), batch_->share_)) return false;
+      batch_->others_.push_back(
+          {static_cast<std::size_t>(found - plan_.events.begin()), channel, track.left_out[i]});
+    }
+    return true;
+  }
+
   /// Notes which block a cell needs; neighbours often hold the same one.
   void want(event_batch::cell& cell, const datasets::placed_entry& from, std::size_t channel) {
     const std::pair<std::size_t, std::size_t> key{from.segment_index, from.index};
     cell.status = from.status;
+    if (from.part == nullptr) return;
     if (last_held_ && *last_held_ == key) {
       cell.block = static_cast<std::uint32_t>(batch_->blocks_.size() - 1);
       return;

@@ -49,6 +49,14 @@ class event_batch {
     return cells_[event * state_->channels.size() + channel];
   }
   const block& block_at(std::uint32_t index) const { return blocks_[index]; }
+
+  /// An entry that a channel has of an event beside the one that is delivered.
+  struct other_entry {
+    std::size_t event;
+    std::size_t channel;
+    datasets::entry where;
+  };
+  const std::vector<other_entry>& others() const { return others_; }
   std::size_t decoded_bytes() const { return arena_.bytes(); }
 
  private:
@@ -58,6 +66,7 @@ class event_batch {
   std::vector<ravo_time_id> ids_;
   std::vector<cell> cells_;
   std::vector<block> blocks_;
+  std::vector<other_entry> others_;
   block_arena arena_;
 };
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <limits>
 #include <new>
+#include <utility>
 
 #include "planning.h"
 
@@ -17,7 +18,7 @@ constexpr std::size_t batch_cells = 64 * 1024;
 }  // namespace
 
 event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_options& options)
-    : state_(std::move(state)), options_(options), accounted_(state_->timeline.segments(), false) {
+    : state_(std::move(state)), options_(options), accounted_(state_->timeline.segments(), 0) {
   if (options_.step == 0) throw selection_error("The step of a slice of events is 1 or more");
   ledger_ = state_->new_account();
   for (const dataset_channel& channel : state_->channels)
@@ -48,8 +49,8 @@ void event_reader::settle() {
 
 // ---- which events, in which batches
 
+/// From the beginning again, where it threw on the way.
 void event_reader::find_start() {
-  is_started_ = true;
   const std::size_t step = state_->wanted.step;
   const std::size_t unlimited = std::numeric_limits<std::size_t>::max();
   // Beyond all events, and far enough from the end of the numbers to be added to.
@@ -82,7 +83,7 @@ bool event_reader::enter_segment() {
   if (options_.order == event_order::backward) {
     while (ordinal_ < before_segment_) {
       const std::size_t here = line.selected_in(segment_ - 1);
-      if (ordinal_ < before_segment_ - here) account_left_out(segment_ - 1);
+      if (ordinal_ < before_segment_ - here) account_left_out(segment_ - 1, extent());
       before_segment_ -= here;
       --segment_;
     }
@@ -91,7 +92,7 @@ bool event_reader::enter_segment() {
   while (segment_ < line.segments()) {
     const std::size_t here = line.selected_in(segment_);
     if (ordinal_ < before_segment_ + here) return true;
-    account_left_out(segment_);
+    account_left_out(segment_, extent());
     before_segment_ += here;
     ++segment_;
   }
@@ -99,26 +100,34 @@ bool event_reader::enter_segment() {
 }
 
 /// What alignment left out of a segment, also of one that has no events: once.
-void event_reader::account_left_out(std::size_t segment) {
-  if (accounted_[segment] || !state_->timeline.may_have_events(segment)) return;
+void event_reader::account_left_out(std::size_t segment, reading_extent extent) {
+  std::size_t& done = accounted_[segment];
+  if (done == state_->channels.size() || !state_->timeline.may_have_events(segment)) return;
   const auto part = state_->timeline.get(segment);
-  for (std::size_t i = 0; i < state_->channels.size(); ++i) state_->account_left_out(ledger_, i, *part, i);
-  accounted_[segment] = true;
+  // One after the other: where one throws, those before it are not counted again.
+  for (; done < state_->channels.size(); ++done)
+    state_->account_left_out(ledger_, done, *part, done, extent);
+}
+
+reading_extent event_reader::extent() const {
+  const bool is_whole = options_.first == 0 && !options_.count && options_.step == 1;
+  return is_whole ? reading_extent::whole : reading_extent::part;
 }
 
 std::optional<batch_plan> event_reader::next_plan() {
   if (!is_started_) find_start();
+  is_started_ = true;
   if (left_ == 0) {
     // Backward, no event leads to the segments without events in front of the first one.
-    const bool is_whole = options_.first == 0 && !options_.count;
-    while (options_.order == event_order::backward && is_whole && segment_ > 0)
-      account_left_out(--segment_);
+    const bool is_from_the_first = options_.first == 0 && !options_.count;
+    while (options_.order == event_order::backward && is_from_the_first && segment_ > 0)
+      account_left_out(--segment_, extent());
     return std::nullopt;
   }
   if (!enter_segment()) return std::nullopt;
   const auto part = state_->timeline.get(segment_);
-  if (!accounted_[segment_]) {
-    account_left_out(segment_);
+  if (accounted_[segment_] != state_->channels.size()) {
+    account_left_out(segment_, extent());
     if (options_.order == event_order::forward) align_ahead(segment_ + 1);
   }
   const bool backward = options_.order == event_order::backward;
@@ -229,7 +238,10 @@ void event_reader::start(const std::shared_ptr<task>& ahead) {
 std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
   std::unique_lock lock(ahead.mutex);
   ahead.done.wait(lock, [&] { return ahead.state != progress::waiting; });
-  if (ahead.failure) std::rethrow_exception(ahead.failure);
+  if (ahead.failure) {
+    ahead.state = progress::no_memory;  // thrown once; whoever asks again has it decoded again
+    std::rethrow_exception(std::exchange(ahead.failure, nullptr));
+  }
   if (ahead.batch) return std::move(ahead.batch);
   lock.unlock();
   return decode_now(ahead.plan);
@@ -254,21 +266,20 @@ std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
   }
 }
 
-/// Leaves half of a batch for the next turn; false when it is a single event.
+/// Leaves half of the first batch for the next turn; false when it is a single event.
 bool event_reader::split(batch_plan& plan) {
   if (plan.events.size() < 2) return false;
   auto rest = std::make_shared<task>();
   rest->plan.segment = plan.segment;
-  const bool backward = options_.order == event_order::backward;
-  const auto half = static_cast<std::ptrdiff_t>(plan.events.size() / 2);
-  auto& left = backward ? rest->plan.events : plan.events;
-  auto& right = backward ? plan.events : rest->plan.events;
-  const std::vector<std::uint32_t> all = plan.events;
-  left.assign(all.begin(), all.begin() + half);
-  right.assign(all.begin() + half, all.end());
-  rest->plan.stored_bytes = plan.stored_bytes / all.size() * rest->plan.events.size();
-  ahead_.push_front(rest);
-  plan.stored_bytes -= rest->plan.stored_bytes;
+  const auto half = plan.events.begin() + static_cast<std::ptrdiff_t>(plan.events.size() / 2);
+  std::vector<std::uint32_t> first(plan.events.begin(), half), second(half, plan.events.end());
+  if (options_.order == event_order::backward) first.swap(second);
+  rest->plan.stored_bytes = plan.stored_bytes / plan.events.size() * second.size();
+  rest->plan.events = std::move(second);
+  const std::uint64_t left_out = rest->plan.stored_bytes;
+  if (!ahead_.empty()) ahead_.insert(ahead_.begin() + 1, std::move(rest));  // its own place is the first
+  plan.events = std::move(first);
+  plan.stored_bytes -= left_out;
   return true;
 }
 
@@ -290,15 +301,10 @@ bool event_reader::next_batch() {
   place_ = 0;
   top_up();
   if (ahead_.empty()) return false;
-  // Off the queue before it is taken: what it throws is thrown once.
-  const auto first = std::move(ahead_.front());
+  // It stays in its place until it is there: whatever it throws, reading goes on here.
+  const std::shared_ptr<task> first = ahead_.front();
+  batch_ = take_batch(*first);
   ahead_.pop_front();
-  try {
-    batch_ = take_batch(*first);
-  } catch (const memory_exceeded&) {
-    ahead_.push_front(first);  // when there is room it goes on here
-    throw;
-  }
   const auto stored = static_cast<double>(std::max<std::uint64_t>(first->plan.stored_bytes, 1));
   decoded_a_stored_byte_ = std::max(1.0, static_cast<double>(batch_->decoded_bytes()) / stored);
   top_up();
@@ -321,6 +327,8 @@ std::optional<event> event_reader::next() {
 }
 
 event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::size_t index) {
+  for (const event_batch::other_entry& one : batch->others())
+    if (one.event == index) state_->account_others(ledger_, one.channel, one.channel, {&one.where, 1});
   for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
     const event_batch::cell& cell = batch->cell_at(index, channel);
     if (cell.block == event_batch::cell::none || cell.status != value_status::ok) continue;
@@ -341,7 +349,7 @@ void event_reader::expect_blocks(std::size_t segment, std::uint32_t number) {
   const auto part = state_->timeline.get(segment);
   for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
     const auto found = state_->timeline.value_at(segment, part, number, channel);
-    if (!found) continue;
+    if (!found || found->part == nullptr) continue;
     const datasets::entry& block = found->in(channel);
     if (const auto file = state_->opened.get(block.file)) file->expect(block.chhd, block.stored);
   }
@@ -358,11 +366,11 @@ std::optional<event> event_reader::only(std::size_t segment, std::uint32_t numbe
 /// What is asked for may have been in a file that is gone, or a part of it.
 void event_reader::account_gone_files(std::size_t segment, const datasets::segment& part) {
   if (std::find(part.file_failed.begin(), part.file_failed.end(), true) != part.file_failed.end())
-    account_left_out(segment);
+    account_left_out(segment, reading_extent::part);
 }
 
 std::optional<event> event_reader::not_found() {
-  if (ledger_.expected() != 0) settle();
+  if (ledger_.expected() != 0 || ledger_.files.size() > state_->refused.size()) settle();
   is_settled_ = true;
   return std::nullopt;
 }

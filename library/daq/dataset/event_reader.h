@@ -46,7 +46,8 @@ class event_reader {
   std::optional<batch_plan> next_plan();
   void tell_progress() const;
   bool enter_segment();
-  void account_left_out(std::size_t segment);
+  void account_left_out(std::size_t segment, reading_extent extent);
+  reading_extent extent() const;
   void top_up();
   void start(const std::shared_ptr<task>& ahead);
   void align_ahead(std::size_t segment);
@@ -64,7 +65,8 @@ class event_reader {
 
   std::shared_ptr<dataset_state> state_;
   event_options options_;
-  std::vector<bool> accounted_;  ///< by segment: what alignment left out
+  std::vector<std::size_t>
+      accounted_;  ///< by segment: channels of which is counted what alignment left out
   read_ledger ledger_;
   bool is_settled_ = false;
 

@@ -33,7 +33,8 @@ maybe_item find_spectrum(const data_type& type, const byte_view& data, int membe
   const std::int32_t groups = word(data, offsetof(ravo_spect_head_2010, groups));
   const auto flags = count(word(data, offsetof(ravo_spect_head_2010, flags)));
   const bool any_members = type.code == RAVO_BLOCK_GENERIC_SPECT;
-  if (any_members ? members < 1 : members != type.members) return std::nullopt;
+  if (any_members ? members < 1 || members > RAVO_SPECT_MOST_MEMBERS : members != type.members)
+    return std::nullopt;
   if (samples < 0 || groups < 1 || (flags & ~(RAVO_SPECT_HAS_MEANS | RAVO_SPECT_HAS_STATISTICS)) != 0)
     return std::nullopt;
   const size behind_head = data.size() - sizeof(ravo_spect_head_2010);
@@ -77,7 +78,7 @@ maybe_item find_roi(const byte_view& data, int member) {
   if (sizeof(ravo_roi_head) + 4 * (static_cast<size>(width) + static_cast<size>(height)) != data.size())
     return std::nullopt;
   item found;
-  found.kind = value_kind::roi;
+  found.kind = member < 0 ? value_kind::roi : value_kind::spectrum;  // as it is cut out
   found.at = sizeof(ravo_roi_head) + (member == 1 ? 4 * static_cast<size>(width) : 0);
   found.elements = member == 1   ? count(height)
                    : member == 0 ? count(width)
@@ -91,12 +92,17 @@ maybe_item find_roi(const byte_view& data, int member) {
 maybe_item find_pixels(const byte_view& data, std::size_t head, std::int32_t length, size width,
                        size height, size pixel_bytes, bool compressed, int member) {
   if (length < 0 || static_cast<size>(length) > data.size() - head || member > 0) return std::nullopt;
-  // Only a picture has a place for every pixel.
-  if (compressed || pixel_bytes < 1 || pixel_bytes > 4 ||
-      width * height * pixel_bytes != static_cast<size>(length))
-    return std::nullopt;
   item found;
   found.kind = value_kind::image;
+  // Only a picture has a place for every pixel; anything else is what the camera sent, byte by byte.
+  if (compressed || pixel_bytes < 1 || pixel_bytes > 4 ||
+      width * height * pixel_bytes != static_cast<size>(length)) {
+    found.element = element_type::uint8;
+    found.elements = static_cast<std::size_t>(length);
+    found.shape = {1, 0, static_cast<std::uint32_t>(length)};
+    found.at = head;
+    return found;
+  }
   found.element = pixel_bytes == 1   ? element_type::uint8
                   : pixel_bytes == 2 ? element_type::uint16
                                      : element_type::uint32;
@@ -122,10 +128,10 @@ maybe_item find_ext_image(const byte_view& data, int member) {
   const std::int32_t width = word(data, offsetof(ravo_image_ext_frame_head, aoi_width));
   const std::int32_t height = word(data, offsetof(ravo_image_ext_frame_head, aoi_height));
   const std::int32_t bpp = word(data, offsetof(ravo_image_ext_frame_head, bpp));
-  if (width < 0 || height < 0 || bpp > 4) return std::nullopt;
+  const bool is_odd = width < 0 || height < 0 || bpp > 4;
   return find_pixels(data, sizeof(ravo_image_ext_frame_head),
-                     word(data, offsetof(ravo_image_ext_frame_head, length)), count(width), count(height),
-                     bpp < 1 ? 1 : count(bpp), false, member);
+                     word(data, offsetof(ravo_image_ext_frame_head, length)), is_odd ? 0 : count(width),
+                     is_odd ? 0 : count(height), is_odd || bpp < 1 ? 1 : count(bpp), is_odd, member);
 }
 
 maybe_item find_name_values(const byte_view& data, int member) {
@@ -170,6 +176,17 @@ maybe_item find_text(const byte_view& data, int member) {
   return found;
 }
 
+/// Records that nothing here looks into: bytes, in words of the machine.
+maybe_item find_records(const byte_view& data, std::size_t record, int member) {
+  if (data.size() % record != 0 || member > 0) return std::nullopt;
+  item found;
+  found.kind = value_kind::other;
+  found.element = element_type::uint8;
+  found.elements = data.size();
+  found.shape = {1, 1, static_cast<std::uint32_t>(found.elements)};
+  return found;
+}
+
 }  // namespace
 
 std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int member) {
@@ -203,9 +220,12 @@ std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int 
     }
     case payload_shape::text:
       return find_text(payload, member);
-    default:
-      return std::nullopt;
+    case payload_shape::env_dictionary:
+      return find_records(payload, sizeof(ravo_env_dictionary_entry_2010), member);
+    case payload_shape::none:
+      break;
   }
+  return std::nullopt;
 }
 
 void store_item(const item& from, const byte_view& payload, std::byte* into) {
@@ -215,6 +235,10 @@ void store_item(const item& from, const byte_view& payload, std::byte* into) {
       ravo_swap4(bytes + (from.first_record + i) * sizeof(ravo_name_value_channel) +
                      offsetof(ravo_name_value_channel, value),
                  into + 4 * i, 1);
+    return;
+  }
+  if (from.kind == value_kind::other) {
+    ravo_swap4(bytes, into, static_cast<int>(from.elements / 4));
     return;
   }
   switch (from.element) {
@@ -268,6 +292,7 @@ bool has_record_names(const item& from, const byte_view& payload, const std::vec
 
 std::vector<std::size_t> shape_of_rows(const item& one) {
   std::vector<std::size_t> shape;
+  if (one.is_as_sent()) return {one.shape[2]};
   if (one.kind == value_kind::image) return {one.shape[1], one.shape[2]};
   if (one.kind == value_kind::update) return shape;
   if (one.shape[0] > 1) shape.push_back(one.shape[0]);

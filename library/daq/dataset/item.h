@@ -18,7 +18,8 @@ namespace ravo::datasets {
 struct item {
   value_kind kind = value_kind::none;
   element_type element = element_type::float32;
-  std::array<std::uint32_t, 3> shape{1, 1, 1};  ///< members, groups, samples; or 1, height, width
+  std::array<std::uint32_t, 3> shape{1, 1, 1};  ///< members, groups, samples; or 1, height, width; or of
+                                                ///< an image that is no picture 1, 0, bytes
   std::size_t elements = 0;
   std::size_t at = 0;           ///< offset of the first value
   std::size_t pixel_bytes = 1;  ///< of an image
@@ -28,9 +29,8 @@ struct item {
   std::size_t update_name = 0;   ///< of an update: bytes of the property name; 0: none is in the payload
   std::size_t first_record = 0;  ///< of name-value
 
-  bool has_shape_of(const item& other) const {
-    return element == other.element && shape == other.shape && pixel_bytes == other.pixel_bytes;
-  }
+  /// An image without a place for every pixel, compressed or incomplete: the bytes that the camera sent.
+  bool is_as_sent() const { return kind == value_kind::image && shape[1] == 0; }
 };
 
 /// The values of a payload of type `dtype` (low 16 bits), or of one member of it. Nothing when the payload

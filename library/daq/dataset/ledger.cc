@@ -68,12 +68,12 @@ void read_ledger::add(const read_ledger& other) {
     // Accounts of one dataset have its channels in one order: a search for each would be quadratic.
     const bool is_in_place = place < channels.size() && channels[place].channel == from.channel;
     channel_ledger& to = is_in_place ? channels[place] : of(from.channel);
+    for (std::size_t i = 0; i < missing_cause_count; ++i)
+      if (to.missing[i] == 0 && from.missing[i] != 0) firsts.emplace_back(from.channel, i);
+    // From here on nothing fails: memory that runs out leaves no channel out of balance.
     to.expected += from.expected;
     to.delivered += from.delivered;
-    for (std::size_t i = 0; i < missing_cause_count; ++i) {
-      if (to.missing[i] == 0 && from.missing[i] != 0) firsts.emplace_back(from.channel, i);
-      to.missing[i] += from.missing[i];
-    }
+    for (std::size_t i = 0; i < missing_cause_count; ++i) to.missing[i] += from.missing[i];
   }
   for (const missing_value& one : other.values) {
     const std::pair<std::string_view, std::size_t> what(one.channel, static_cast<std::size_t>(one.cause));

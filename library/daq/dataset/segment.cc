@@ -33,7 +33,7 @@ std::size_t segment::bytes() const {
     all +=
         sizeof track +
         (track.entries.capacity() + track.left_out.capacity() + track.unplaced.capacity()) * sizeof(entry) +
-        track.event.capacity() * sizeof(std::uint32_t) +
+        (track.event.capacity() + track.left_out_event.capacity()) * sizeof(std::uint32_t) +
         track.basket_end.capacity() * sizeof(std::uint64_t);
   return all;
 }
@@ -125,6 +125,7 @@ class merge {
         const entry& here = one.all[one.next++];
         if (taken) {
           one.track->left_out.push_back(here);
+          one.track->left_out_event.push_back(event);
           continue;
         }
         taken = true;

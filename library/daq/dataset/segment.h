@@ -26,8 +26,9 @@ struct channel_track {
   std::vector<entry> entries;
   std::vector<std::uint32_t> event;       ///< of each entry, its position in the segment's events
   std::vector<std::uint64_t> basket_end;  ///< by file of the segment
-  std::vector<entry> left_out;            ///< of an event of which the channel had an entry already
-  std::vector<entry> unplaced;            ///< without an event header: of no event
+  std::vector<entry> left_out;  ///< of an event of which the channel had an entry already, by events
+  std::vector<std::uint32_t> left_out_event;  ///< of each of these
+  std::vector<entry> unplaced;                ///< without an event header: of no event
 
   /// The entry of an event, or nothing.
   std::optional<std::size_t> at(std::uint32_t wanted) const;

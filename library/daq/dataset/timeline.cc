@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <numeric>
 
 #include "ravo_dataset/errors.h"
@@ -177,6 +178,10 @@ std::shared_ptr<const segment> timeline::load(std::size_t index) {
     auto rows = opened ? load_rows(*opened, files_[file].tables, names_) : std::nullopt;
     if (!rows) {
       part->file_failed[i] = true;
+      const std::lock_guard lock(mutex_);
+      if (std::find(failed_files_.begin(), failed_files_.end(), file) == failed_files_.end())
+        failed_files_.push_back(file);
+      has_failed_files_ = true;
       continue;
     }
     for (std::size_t channel = 0; channel < names_.size(); ++channel) {
@@ -223,6 +228,19 @@ std::optional<placed_entry> timeline::first_behind(std::size_t index, std::size_
   return std::nullopt;
 }
 
+/// Whether a file that is missing may have a value of the channel behind one time and not behind another.
+bool timeline::may_miss_values(std::size_t channel, std::int64_t from, std::int64_t to) {
+  for (const time_gap& gap : gaps_)
+    if (gap.to > from && gap.from <= to) return true;
+  if (!has_failed_files_) return false;
+  const std::lock_guard lock(mutex_);
+  return std::any_of(failed_files_.begin(), failed_files_.end(), [&](std::uint32_t file) {
+    const event_span& span = files_[file].span;
+    return files_[file].count(channel) > 0 &&
+           (span.empty || (in_microseconds(span.last) > from && in_microseconds(span.first) <= to));
+  });
+}
+
 std::optional<placed_entry> timeline::value_at(std::size_t index,
                                                const std::shared_ptr<const segment>& part,
                                                std::uint32_t event, std::size_t channel) {
@@ -242,8 +260,17 @@ std::optional<placed_entry> timeline::value_at(std::size_t index,
         behind ? placed_entry{index, part, *behind} : first_behind(index, channel);
     if (other && (!chosen || distance(*other) < distance(*chosen))) chosen = other;
   }
+  // The last value, or the nearest one, may lie in a file that is missing: then this one is not it for
+  // sure.
+  constexpr std::int64_t anywhere = std::numeric_limits<std::int64_t>::max() / 4;
+  const std::int64_t reach = chosen ? distance(*chosen) : anywhere;
+  const bool may_be_another =
+      may_miss_values(channel, now - reach, wanted_.slow == slow_policy::nearest ? now + reach : now);
+  if (!chosen && may_be_another) return placed_entry{index, nullptr, 0, value_status::file_missing};
   if (!chosen) return std::nullopt;
-  const bool is_stale = wanted_.max_age && static_cast<std::uint64_t>(distance(*chosen)) > *wanted_.max_age;
+  const bool is_stale =
+      may_be_another ||
+      (wanted_.max_age && static_cast<std::uint64_t>(distance(*chosen)) > *wanted_.max_age);
   chosen->status = is_stale ? value_status::stale : value_status::held;
   return chosen;
 }

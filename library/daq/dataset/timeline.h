@@ -3,6 +3,7 @@
 #ifndef RAVO_DATASET_TIMELINE_H
 #define RAVO_DATASET_TIMELINE_H
 
+#include <atomic>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -26,13 +27,20 @@ struct timed_file {
   std::uint32_t count(std::size_t channel) const { return tables.places[channel].count; }
 };
 
-/// An entry, the segment that it is in, and what it is for an event: ok, held or stale.
+/// An entry, the segment that it is in, and what it is for an event: ok, held or stale. Without a segment
+/// there is no entry, and its value may lie in a file that is missing: file_missing.
 struct placed_entry {
   std::size_t segment_index = 0;
   std::shared_ptr<const segment> part;
   std::size_t index = 0;  ///< in the channel's track
   value_status status = value_status::ok;
   const entry& in(std::size_t channel) const { return part->channels[channel].entries[index]; }
+};
+
+/// When values may lie in a file that cannot be read, in microseconds: from the first to before the second.
+struct time_gap {
+  std::int64_t from = 0;
+  std::int64_t to = 0;
 };
 
 class timeline {
@@ -44,6 +52,9 @@ class timeline {
   /// join_policy::with.
   void set(std::vector<timed_file> files, std::vector<std::string> names, std::vector<bool> slow,
            std::size_t join_channel);
+
+  /// Where files are missing whose tables nobody knows.
+  void set_gaps(std::vector<time_gap> gaps) { gaps_ = std::move(gaps); }
 
   std::size_t segments() const { return slots_.size(); }
   /// The aligned segment. For several threads at once.
@@ -94,6 +105,7 @@ class timeline {
   bool has_entries(std::size_t index, std::size_t channel) const;
   std::optional<placed_entry> last_before(std::size_t index, std::size_t channel);
   std::optional<placed_entry> first_behind(std::size_t index, std::size_t channel);
+  bool may_miss_values(std::size_t channel, std::int64_t from, std::int64_t to);
 
   const selection& wanted_;
   open_files& opened_;
@@ -105,8 +117,11 @@ class timeline {
   std::vector<bool> slow_;
   std::size_t join_channel_ = 0;
   std::deque<slot> slots_;
+  std::vector<time_gap> gaps_;
 
-  std::mutex mutex_;                                 ///< guards kept_; taken behind a slot's
+  std::atomic<bool> has_failed_files_{false};
+  std::mutex mutex_;                                 ///< guards what follows; taken behind a slot's
+  std::vector<std::uint32_t> failed_files_;          ///< whose tables could not be read any more
   std::deque<std::shared_ptr<const segment>> kept_;  ///< the last used last
 };
 

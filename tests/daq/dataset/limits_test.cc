@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <span>
 #include <thread>
 
@@ -83,27 +85,52 @@ TEST(Cancellation, BeforeTheFirstStepEndsEverything) {
   EXPECT_THROW(dataset::open(of_files({path}), options), read_cancelled);
 }
 
+std::size_t entries_of(const char* folder) {
+  std::size_t count = 0;
+  for (const auto& one : std::filesystem::directory_iterator(folder)) {
+    static_cast<void>(one);
+    ++count;
+  }
+  return count;
+}
+
+// Neither a thread nor an open file, and an account that adds up; and the memory is free for the next one.
 TEST(Cancellation, FromAnotherThreadLeavesNothingBehind) {
   const temporary_folder folder;
   const std::string path = noise(folder, 150, 2048);
-  for (int round = 0; round < 10; ++round) {
+  const std::size_t threads = entries_of("/proc/self/task"), files = entries_of("/proc/self/fd");
+  int cancelled = 0;
+  for (int round = 0; round < 40 || (cancelled == 0 && round < 400); ++round) {
     std::stop_source stop;
     dataset_options options;
     options.stop = stop.get_token();
+    options.threads = 2;
+    options.memory_limit = std::size_t{2} << 20;  // as much as the column takes, and little more
     const dataset data = dataset::open(of_files({path}), options);
     std::atomic<bool> begun{false};
     std::thread other([&] {
       while (!begun) std::this_thread::yield();
+      for (int turns = 0; turns < round * 10; ++turns) std::this_thread::yield();
       stop.request_stop();
     });
+    begun = true;
+    std::size_t delivered = 0;
     try {
-      begun = true;
-      for (event_range events = data.events(); const event& one : events) (void)one;
-      data.column("NOISE");
+      for (event_range events = data.events(); const event& one : events) delivered += one[0] ? 1 : 0;
+      delivered += data.column("NOISE").size();
     } catch (const read_cancelled&) {
+      ++cancelled;
     }
     other.join();
+    EXPECT_TRUE(data.ledger().is_balanced());
+    EXPECT_GE(data.ledger().delivered(), delivered);
+    EXPECT_EQ(data.ledger().missing(), 0u);
+    EXPECT_LE(data.peak_memory(), options.memory_limit);
+    EXPECT_THROW(data.events().next(), read_cancelled);
   }
+  EXPECT_GT(cancelled, 0);
+  EXPECT_EQ(entries_of("/proc/self/task"), threads);
+  EXPECT_EQ(entries_of("/proc/self/fd"), files);
 }
 
 /// Two files whose events take turns, so that each block is read by itself: one piece of work is long.
@@ -287,10 +314,174 @@ TEST(ManyFiles, ThatAreGoneAreCountedWhenTheirEventIsAskedFor) {
   EXPECT_FALSE(data.at(1));
   EXPECT_FALSE(data.at(time_stamp{noon, 0}));
   EXPECT_FALSE(data.at(77));
-  EXPECT_EQ(data.ledger().expected(), 3u);
-  EXPECT_EQ(data.ledger().channels[0].missing[static_cast<std::size_t>(missing_cause::file_missing)], 2u);
+  // Whether the file had a value of just this event nobody knows.
+  EXPECT_EQ(data.ledger().expected(), 1u);
+  ASSERT_EQ(data.ledger().files.size(), 1u);
+  EXPECT_EQ(data.ledger().files[0].path, files[0]);
   EXPECT_THROW(strict.at(1), missing_data);
   EXPECT_FALSE(strict.at(77));
+}
+
+// A file of five events that goes while it is not open. Its index told when they are, and how many values
+// its channel has; not which of them a reading would have taken.
+TEST(ManyFiles, ThatAreGoneAreCountedOnlyWhereAllOfTheirValuesAreMeant) {
+  const temporary_folder folder;
+  std::vector<std::string> files;
+  for (std::uint32_t part = 0; part < 2; ++part) {
+    handmade_file file;
+    std::vector<std::pair<std::size_t, float>> numbers;
+    for (std::uint32_t i = 0; i < 5; ++i) {
+      file.events.push_back(event_at(1 + part * 5 + i, part * 10000 + i * 100));
+      numbers.emplace_back(i, 1.0f);
+    }
+    file.channels = {numbers_at("A", numbers)};
+    files.push_back(write(folder, "f" + std::to_string(part) + ".raw", file));
+  }
+  const std::string bytes = [&] {
+    std::ifstream in(files[0], std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  }();
+  struct reading {
+    const char* limits;
+    event_options slice;
+    bool is_known;
+  };
+  event_options second, first_two;
+  second.step = 2;
+  first_two.count = 2;
+  for (const reading& one : {reading{"", {}, true},
+                             {"event=1-7", {}, true},
+                             {"to=1700000000.4", {}, true},
+                             {"event=3-", {}, false},
+                             {"from=1700000000.2", {}, false},
+                             {"step=2", {}, false},
+                             {"join=all", {}, false},
+                             {"", second, false},
+                             {"", first_two, false}}) {
+    SCOPED_TRACE(one.limits);
+    std::ofstream(files[0], std::ios::binary) << bytes;
+    selection wanted = selection::parse(one.limits);
+    wanted.files = files;
+    wanted.channels = {"A"};
+    dataset_options options;
+    options.open_files = 1;
+    const dataset data = dataset::open(wanted, options);
+    options.damage.largest_missing_share = 0.9;
+    const dataset limited = dataset::open(wanted, options);
+    std::filesystem::remove(files[0]);
+    event_range events = data.events(one.slice);
+    std::size_t count = 0;
+    while (events.next()) ++count;
+    const read_ledger ledger = events.ledger();
+    EXPECT_TRUE(ledger.is_balanced());
+    EXPECT_EQ(ledger.delivered(), count);
+    EXPECT_EQ(ledger.missing(), one.is_known ? 5u : 0u);
+    EXPECT_EQ(ledger.files.size(), one.is_known ? 0u : 1u);
+    EXPECT_TRUE(data.ledger().is_balanced());
+    const auto read_limited = [&] {
+      event_range range = limited.events(one.slice);
+      while (range.next()) continue;
+    };
+    if (!one.is_known) {
+      EXPECT_THROW(read_limited(), missing_data);
+    }
+  }
+}
+
+// The ledger of a slice is that of its events: a second entry of an event that is not read does not count.
+TEST(Ledgers, OfAPartHaveTheSecondEntriesOfItsEventsOnly) {
+  const temporary_folder folder;
+  handmade_file file;
+  handmade_channel channel("A");
+  for (std::uint32_t i = 0; i < 8; ++i) {
+    file.events.push_back(event_at(i + 1, i * 100));
+    for (std::uint32_t entries = 0; entries < (i % 2 == 0 ? 1u : 3u); ++entries)
+      channel.blocks.push_back(scalar<layout_2010>(i, static_cast<float>(i)));
+  }
+  file.channels = {channel};
+  const std::string path = write(folder, "a.raw", file);
+  const auto missing_of = [](const dataset& data, const event_options& how) {
+    event_range events = data.events(how);
+    while (events.next()) continue;
+    EXPECT_TRUE(events.ledger().is_balanced());
+    return events.ledger().channels[0].missing[static_cast<std::size_t>(missing_cause::second_of_event)];
+  };
+  const dataset all = dataset::open("file=" + path);
+  event_options slice;
+  EXPECT_EQ(missing_of(all, slice), 8u);
+  slice.order = event_order::backward;
+  EXPECT_EQ(missing_of(all, slice), 8u);
+  slice.first = 2;
+  slice.count = 2;
+  EXPECT_EQ(missing_of(all, slice), 2u);
+  slice = {};
+  slice.step = 2;
+  EXPECT_EQ(missing_of(all, slice), 0u);
+  slice.first = 1;
+  EXPECT_EQ(missing_of(all, slice), 8u);
+  for (const auto& [text, seconds] :
+       {std::pair("step=2", 0u), {"step=3", 2u}, {"event=2-3", 2u}, {"event=3", 0u}}) {
+    SCOPED_TRACE(text);
+    const dataset some = dataset::open("file=" + path + " " + text);
+    EXPECT_EQ(missing_of(some, {}), seconds);
+    for (const column_rows rows : {column_rows::recorded, column_rows::events}) {
+      column_options how;
+      how.rows = rows;
+      const column_data column = some.column("A", how);
+      EXPECT_EQ(column.ledger.missing(), seconds);
+      EXPECT_EQ(column.ledger.delivered(), column.size());
+    }
+  }
+  ASSERT_TRUE(all.at(4));
+  EXPECT_TRUE(all.ledger().is_balanced());
+}
+
+TEST(Ledgers, OfColumnsThatThrowAreInThatOfTheDataset) {
+  const temporary_folder folder;
+  handmade_file file;
+  handmade_channel channel("A");
+  for (std::uint32_t i = 0; i < 8; ++i) {
+    file.events.push_back(event_at(i + 1, i * 100));
+    handmade_block block = zipped(scalar<layout_2010>(i, 1), RAVO_ZIP_ZLIB);
+    if (i == 5) block.zip_flags = 4;
+    channel.blocks.push_back(block);
+  }
+  file.channels = {channel};
+  dataset_options options;
+  options.damage = damage_policy::strict();
+  options.threads = 1;
+  const dataset data = dataset::open(of_files({write(folder, "a.raw", file)}), options);
+  EXPECT_THROW(data.column("A"), missing_data);
+  EXPECT_EQ(data.ledger().expected(), 6u);
+  EXPECT_EQ(data.ledger().missing(), 1u);
+  EXPECT_TRUE(data.ledger().is_balanced());
+  EXPECT_THROW(data.digest(), missing_data);
+  EXPECT_EQ(data.ledger().missing(), 2u);
+  EXPECT_TRUE(data.ledger().is_balanced());
+}
+
+// Rows of different shapes are found out on the way, and read anew from the first one.
+TEST(Progress, OfAColumnThatTurnsOutRaggedNeverGoesBack) {
+  const temporary_folder folder;
+  handmade_file file;
+  handmade_channel channel("A");
+  for (std::uint32_t i = 0; i < 60; ++i) {
+    file.events.push_back(event_at(i + 1, i * 100));
+    handmade_block block;
+    block.event = i;
+    block.payload = spectrum({std::vector<float>(i < 50 ? 4096 : 5000, 1.0f)});
+    channel.blocks.push_back(block);
+  }
+  file.channels = {channel};
+  std::vector<read_progress> told;
+  dataset_options options;
+  options.threads = 1;
+  options.progress = [&](const read_progress& now) { told.push_back(now); };
+  const dataset data = dataset::open(of_files({write(folder, "a.raw", file)}), options);
+  EXPECT_TRUE(data.column("A").is_ragged());
+  ASSERT_FALSE(told.empty());
+  for (std::size_t i = 1; i < told.size(); ++i) EXPECT_GE(told[i].done_bytes, told[i - 1].done_bytes);
+  EXPECT_EQ(told.back().done_bytes, told.back().total_bytes);
 }
 
 TEST(ManyFiles, AreOpenedAFewAtATime) {

@@ -42,11 +42,20 @@ struct column_layout {
   value_kind kind = value_kind::none;
   element_type element = element_type::float32;
   /// Of one row; empty: a single number. A spectrum: members (more than one), groups (more than one),
-  /// samples; an image: height, width; name-value: records; a text: empty and always ragged.
+  /// samples; an image: height, width, or the bytes that the camera sent where these are no picture
+  /// (compressed, or not a place for every pixel); name-value: records; a text: empty and always ragged;
+  /// other data: bytes.
   std::vector<std::size_t> item_shape;
   std::size_t item_elements = 1;
   std::size_t rows = 0;
   std::size_t bytes() const { return rows * item_elements * element_size(element); }
+};
+
+/// The axis of a spectrum.
+struct spectrum_axis {
+  float start = 0;
+  float increment = 1;
+  float groups_increment = 0;
 };
 
 /// A column. Where `status` has no value the elements are NaN, or 0 in columns of integers.
@@ -60,7 +69,8 @@ class column_data {
   std::vector<std::int64_t> ages;  ///< of held values, microseconds; empty when no value is held
 
   /// Rows of different shapes: row i is the elements from offsets[i] to offsets[i + 1], of the shape
-  /// shapes[i] (members, groups, samples; of an image 1, height, width). Empty when all rows have
+  /// shapes[i] (members, groups, samples; of an image 1, height, width, or where the camera's bytes are no
+  /// picture 1, 0, bytes). Empty when all rows have
   /// layout.item_shape.
   std::vector<std::uint64_t> offsets;
   std::vector<std::array<std::uint32_t, 3>> shapes;
@@ -69,6 +79,8 @@ class column_data {
   float start = 0;  ///< axis of a spectrum, of its first readable block
   float increment = 1;
   float groups_increment = 0;
+  /// Of each row with a value, when not all of them have the axis of the first one; else empty.
+  std::vector<spectrum_axis> axes;
   std::vector<std::string> record_names;    ///< of name-value columns
   std::vector<time_stamp> update_times;     ///< of updates: as the front end told them; a row each
   std::vector<std::int32_t> update_status;  ///< of updates

@@ -64,7 +64,8 @@ struct selection {
   join_policy join = join_policy::any;
   std::string join_channel;  ///< of join_policy::with: a channel of the selection, as it is written there
   slow_policy slow = slow_policy::none;
-  std::optional<std::uint64_t> max_age;  ///< microseconds; a held value that is older is stale
+  std::optional<std::uint64_t> max_age;  ///< microseconds; a held value that is older is stale. Refused
+                                         ///< where the slow policy is none
 
   /// Reads the text form. Words are parted by blanks:
   ///   EXPERIMENT/STREAM  run=N or N-M  file=PATH,...  chan=PATTERN,...  from=TIME  to=TIME

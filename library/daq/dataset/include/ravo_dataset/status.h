@@ -13,7 +13,7 @@ enum class value_status : std::uint8_t {
   ok = 0,
   not_recorded = 1,    ///< the channel has no data of the event; nothing is missing
   held = 2,            ///< a slow channel's value of another event, by the slow policy
-  stale = 3,           ///< held, and older than max_age
+  stale = 3,           ///< held, and older than max_age, or a newer one may lie in a file that is missing
   file_missing = 4,    ///< the file cannot be opened or read, or is not the one that was opened first
   truncated = 5,       ///< the block, or a part of it, lies outside its basket or the file
   bad_checksum = 6,    ///< it inflates, and the stream's checksum says that its bytes are wrong

@@ -1,0 +1,143 @@
+// What is held when the newest slow value may lie in a file that is missing: never said to be the last one.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+
+#include "written_files.h"
+
+namespace {
+
+using namespace ravo;
+using namespace ravo::test;
+using enum value_status;
+
+template <class layout>
+class SlowValues : public testing::Test {
+ protected:
+  // Four files of two events each, two seconds from one to the next, with their times in their names
+  // (22:13:20 is noon of the other tests). An update with the first event of the first and of the third
+  // one: 10 and 50.
+  SlowValues() {
+    for (std::uint32_t file = 0; file < 4; ++file) {
+      handmade_file_of<layout> made;
+      const std::uint32_t number = 1 + file * 2, time = file * 2000;
+      made.events = {event_at(number, time + 100), event_at(number + 1, time + 1100),
+                     event_at(number, time + 100, RAVO_EV_UPD)};
+      made.channels = {numbers_at<layout>("FAST", {{0, 1.0f}, {1, 2.0f}})};
+      if (file % 2 == 0) {
+        handmade_channel slow("SLOW");
+        slow.ev_mask = 1u << RAVO_EV_UPD;
+        slow.blocks.push_back(update_of(layout{}, 2, static_cast<float>(number) * 10, noon));
+        made.channels.push_back(slow);
+      }
+      files.push_back(write(folder,
+                            "linac_main_run1_file" + std::to_string(file + 1) + "_20231114T2213" +
+                                std::to_string(20 + file * 2) + "Z.raw",
+                            made));
+    }
+  }
+
+  selection wanted(slow_policy policy) const {
+    selection what = of_files(files, {"FAST", "SLOW"});
+    what.slow = policy;
+    what.join = join_policy::with;
+    what.join_channel = "FAST";
+    return what;
+  }
+
+  /// The same by events, forward and backward, and as a column.
+  static void expect(const dataset& data, const std::vector<value_status>& statuses,
+                     const std::vector<float>& values, const std::vector<std::int64_t>& seconds) {
+    column_options rows;
+    rows.rows = column_rows::events;
+    const column_data column = data.column("SLOW", rows);
+    EXPECT_EQ(column.status, statuses);
+    std::size_t n = 0;
+    for (event_range events = data.events(); const event& one : events) {
+      ASSERT_LT(n, statuses.size());
+      SCOPED_TRACE(one.number());
+      const value slow = one["SLOW"];
+      EXPECT_EQ(slow.status(), statuses[n]);
+      if (slow.has_value()) {
+        EXPECT_EQ(slow.number(), values[n]);
+        EXPECT_EQ(column.values<float>()[n], values[n]);
+        EXPECT_EQ(slow.age(), seconds[n] * 1000000);
+        EXPECT_EQ(column.ages[n], seconds[n] * 1000000);
+      } else {
+        EXPECT_TRUE(slow.bytes().empty());
+        EXPECT_TRUE(slow.is_held() || slow.status() == not_recorded);
+        EXPECT_TRUE(std::isnan(column.values<float>()[n]));
+      }
+      ++n;
+    }
+    EXPECT_EQ(n, statuses.size());
+    EXPECT_TRUE(data.ledger().is_balanced());
+  }
+
+  void spoil(std::size_t file) {
+    std::filesystem::resize_file(files[file], std::filesystem::file_size(files[file]) / 2);
+  }
+
+  temporary_folder folder;
+  std::vector<std::string> files;
+};
+using layouts = testing::Types<layout_2010, layout_2009>;
+TYPED_TEST_SUITE(SlowValues, layouts);
+
+TYPED_TEST(SlowValues, OfSoundFilesAreHeld) {
+  this->expect(dataset::open(this->wanted(slow_policy::hold)), {ok, held, held, held, ok, held, held, held},
+               {10, 10, 10, 10, 50, 50, 50, 50}, {0, 1, 2, 3, 0, 1, 2, 3});
+}
+
+TYPED_TEST(SlowValues, FromBeforeARefusedFileAreStaleBehindIt) {
+  this->spoil(2);
+  this->expect(dataset::open(this->wanted(slow_policy::hold)), {ok, held, held, held, stale, stale},
+               {10, 10, 10, 10, 10, 10}, {0, 1, 2, 3, 6, 7});
+}
+
+TYPED_TEST(SlowValues, FromBehindARefusedFileAreHeld) {
+  this->spoil(1);
+  this->expect(dataset::open(this->wanted(slow_policy::hold)), {ok, held, ok, held, held, held},
+               {10, 10, 50, 50, 50, 50}, {0, 1, 0, 1, 2, 3});
+}
+
+TYPED_TEST(SlowValues, AreMissingWhereTheFirstOneMayBeInARefusedFile) {
+  this->spoil(0);
+  this->expect(dataset::open(this->wanted(slow_policy::hold)),
+               {file_missing, file_missing, ok, held, held, held}, {0, 0, 50, 50, 50, 50},
+               {0, 0, 0, 1, 2, 3});
+}
+
+TYPED_TEST(SlowValues, AreStaleBesideARefusedFileWhoseNameTellsNoTime) {
+  selection what = this->wanted(slow_policy::hold);
+  what.files.push_back(this->folder.write("x.raw", std::vector<unsigned char>(5000, 7)));
+  this->expect(dataset::open(what), {ok, stale, stale, stale, ok, stale, stale, stale},
+               {10, 10, 10, 10, 50, 50, 50, 50}, {0, 1, 2, 3, 0, 1, 2, 3});
+}
+
+TYPED_TEST(SlowValues, OfFilesThatGoAfterwardsAreNotReplacedByOlderOnes) {
+  dataset_options options;
+  options.open_files = 1;
+  const dataset data = dataset::open(this->wanted(slow_policy::hold), options);
+  std::filesystem::remove(this->files[1]);  // which has none, and
+  std::filesystem::remove(this->files[2]);  // which has the last one
+  this->expect(data, {ok, held, stale, stale}, {10, 10, 10, 10}, {0, 1, 6, 7});
+}
+
+TYPED_TEST(SlowValues, ThatAreNearestAreStaleWhereANearerOneMayBeMissing) {
+  this->expect(dataset::open(this->wanted(slow_policy::nearest)),
+               {ok, held, held, held, ok, held, held, held}, {10, 10, 10, 50, 50, 50, 50, 50},
+               {0, 1, 2, -1, 0, 1, 2, 3});
+  this->spoil(2);  // it begins 1.9 s behind the third event
+  this->expect(dataset::open(this->wanted(slow_policy::nearest)), {ok, held, stale, stale, stale, stale},
+               {10, 10, 10, 10, 10, 10}, {0, 1, 2, 3, 6, 7});
+}
+
+TYPED_TEST(SlowValues, WithAnAgeButNoPolicyAreRefused) {
+  selection what = this->wanted(slow_policy::none);
+  what.max_age = 1000;
+  EXPECT_THROW(dataset::open(what), selection_error);
+}
+
+}  // namespace
