@@ -116,6 +116,39 @@ TYPED_TEST(Limits, LeaveOutTablesThatAreTooLarge) {
   EXPECT_LT(most_kilobytes() - before, 64 << 10);
 }
 
+// The dictionary stays where it is, in front of other tables, in a file that is long enough for what it
+// says.
+TYPED_TEST(Limits, DoNotExcuseATableThatIsTooLargeToBeTrue) {
+  constexpr std::uint32_t row = TypeParam::dictionary_entry;
+  const std::uint32_t at = this->file.dictionary;
+  for (const std::uint32_t bytes_of_table :
+       {8 + (100u << 20) / row * row, 8 + (100u << 20) / row * row + 4}) {
+    this->file.content.set_u32(at + 4, bytes_of_table);
+    EXPECT_THAT(lines_of(findings_of({this->write(this->begin, {}, this->begin + bytes_of_table)})),
+                ElementsAre("f.raw table.dictionary - - " + std::to_string(at) + " x1"));
+  }
+}
+
+TYPED_TEST(Limits, DoNotExcuseEventsThatAreTooManyToBeTrue) {
+  constexpr std::uint32_t events = ravo::verify::most_events + 1;
+  this->file.content.set_u32(this->file.event_index, 0);
+  this->file.content.set_u32(this->file.event_headers + 4, 8 + events * 36);
+  const std::string path = this->write(this->begin, {}, this->begin + 8 + events * 36);
+  const auto lines = lines_of(findings_of({path}));
+  EXPECT_THAT(lines, Contains("f.raw basket.event_headers - - " + std::to_string(this->file.event_headers) +
+                              " x1"));
+  EXPECT_THAT(lines, testing::Not(Contains(HasSubstr("file.too_large"))));
+}
+
+TYPED_TEST(Limits, DoNotExcuseAnEnvironmentDictionaryThatCoversTheDescriptions) {
+  constexpr std::uint32_t bytes_of_table = 8 + (100u << 20);
+  this->file.content.set_u32(this->file.environment + 4, bytes_of_table);
+  EXPECT_THAT(lines_of(findings_of({this->write(this->begin, {}, this->begin + bytes_of_table)})),
+              UnorderedElementsAre(
+                  HasSubstr("description.missing"),
+                  "f.raw table.environment - - " + std::to_string(this->file.environment) + " x1"));
+}
+
 TYPED_TEST(Limits, LeaveOutAnEventIndexAndDescriptionsThatAreTooLarge) {
   constexpr std::uint32_t events = (300u << 20) / 16;
   this->lead(8, this->begin);

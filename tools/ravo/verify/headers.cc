@@ -40,6 +40,10 @@ class basket_size {
     return is_possible() &&
            std::binary_search(map_.part_begins.begin(), map_.part_begins.end(), offset_ + length_);
   }
+  bool covers_another() const {
+    const auto next = std::upper_bound(map_.part_begins.begin(), map_.part_begins.end(), offset_);
+    return next != map_.part_begins.end() && *next - offset_ < length_;
+  }
   bool could_hold(std::uint64_t count) const {
     return count <= file_.size() / record_ &&
            file_.holds(offset_, basket_head + count * record_ + tail_size);
@@ -102,7 +106,8 @@ class header_reader {
     const basket_size size(file_, map_, offset, header_size);
     std::uint64_t count = size.count();
     const std::uint64_t indexed = events_in_index();
-    if (!size.is_possible() || (map_.has_index && count != indexed && !size.ends_well())) {
+    if (!size.is_possible() || (map_.has_index && count != indexed && !size.ends_well()) ||
+        (count > most_events && size.covers_another())) {
       findings_.add(finding_kind::basket_event_headers, {{}, {}, offset}, [&] {
         return map_.has_index
                    ? fmt::format("its length is {}, and the index has {} events", size.length(), indexed)

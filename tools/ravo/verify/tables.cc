@@ -70,11 +70,44 @@ class table_loader {
     findings_.add(kind, {{}, {}, offset}, status_text(status));
   }
 
-  bool is_too_large(const char* what, std::uint64_t offset, std::uint64_t bytes, std::uint64_t most) {
+  // A table that may be as long as it says, and how long that is.
+  struct claim {
+    finding_kind kind;  // when it cannot be right
+    const char* what;
+    std::uint64_t offset, length;
+    std::uint64_t head, row;
+  };
+
+  // What is too long to be looked at is damaged where it cannot be so long.
+  bool is_too_large(const claim& table, std::uint64_t bytes, std::uint64_t most) {
     if (bytes <= most) return false;
-    findings_.add(finding_kind::file_too_large, {{}, {}, offset},
-                  fmt::format("{}: {} bytes, where {} are checked", what, bytes, most));
+    const place where{{}, {}, table.offset};
+    const auto begins = begins_by_reference();
+    const auto next = std::upper_bound(begins.begin(), begins.end(), table.offset);
+    if (table.length < table.head || (table.length - table.head) % table.row != 0)
+      findings_.add(table.kind, where,
+                    fmt::format("its length is {}, which is no whole number of rows", table.length));
+    else if (next != begins.end() && *next - table.offset < table.length)
+      findings_.add(table.kind, where,
+                    fmt::format("its length is {}, and another part begins at {}", table.length,
+                                std::uint64_t{*next}));
+    else
+      findings_.add(finding_kind::file_too_large, where,
+                    fmt::format("{}: {} bytes, where {} are checked", table.what, bytes, most));
     return true;
+  }
+  bool is_too_large(const claim& table, std::uint64_t most) {
+    return is_too_large(table, table.length, most);
+  }
+
+  // Where the parts begin to which the reference table leads, and itself; sorted.
+  std::vector<std::uint64_t> begins_by_reference() const {
+    const auto& table = map_.reference;
+    std::vector<std::uint64_t> begins = {table.eit_pos_ref, table.cdt_ref,   table.ecp_ref,
+                                         table.eidt_ref,    table.xcd_ref,   table.evhdb_ref,
+                                         table.srvbb_ref,   table.chanb_ref, map_.reference_offset};
+    std::sort(begins.begin(), begins.end());
+    return begins;
   }
 
   void add_part(std::uint64_t begin, std::uint64_t length, const char* what) {
@@ -121,7 +154,9 @@ class table_loader {
       end += sizeof(ravo_event_index_entry_head_2010) +
              std::uint64_t{file_.word(end + offsetof(ravo_event_index_entry_head_2010, length))} *
                  sizeof(listed_event);
-    return end <= file_.size() && is_too_large("event index", offset, end - offset, most_table_bytes);
+    return end <= file_.size() &&
+           is_too_large({finding_kind::table_event_index, "event index", offset, end - offset, 0, 1},
+                        most_table_bytes);
   }
 
   bool is_dictionary_too_large() {
@@ -129,7 +164,9 @@ class table_loader {
     if (offset == 0 || !file_.holds(offset, 8)) return false;
     const std::uint64_t bytes = file_.word(offset + 4);
     return file_.holds(offset, bytes) &&
-           is_too_large("channel dictionary", offset, bytes, most_table_bytes);
+           is_too_large({finding_kind::table_dictionary, "channel dictionary", offset, bytes,
+                         sizeof(typename G::dictionary_table), sizeof(typename G::dictionary_entry)},
+                        most_table_bytes);
   }
 
   // One row is read to know that the others can be, as long as the head says; a head that is wrong is
@@ -142,8 +179,9 @@ class table_loader {
                               file_.word(offset + offsetof(ravo_event_chan_pointers_table, maxev));
     return file_.holds(offset, whole) &&
            whole == sizeof(ravo_event_chan_pointers_table) + map_.channels.size() * row &&
-           is_too_large("row of the event channel pointers", offset, row,
-                        most_events * sizeof(ravo_event_chan_ptr_entry));
+           is_too_large(
+               {finding_kind::table_pointers, "row of the event channel pointers", offset, whole, 0, 1},
+               row, most_events * sizeof(ravo_event_chan_ptr_entry));
   }
 
   void load_event_index() {
@@ -237,7 +275,10 @@ class table_loader {
   void load_environment() {
     const std::uint64_t offset = map_.reference.eidt_ref;
     if (offset != 0 && file_.holds(offset, 8) && file_.holds(offset, file_.word(offset + 4)) &&
-        is_too_large("environment dictionary", offset, file_.word(offset + 4), most_table_bytes))
+        is_too_large(
+            {finding_kind::table_environment, "environment dictionary", offset, file_.word(offset + 4),
+             sizeof(ravo_env_dictionary_table_2010), sizeof(ravo_env_dictionary_entry_2010)},
+            most_table_bytes))
       return;
     ravo_env_dictionary_table_2010* table = nullptr;
     const int status =
@@ -263,7 +304,9 @@ class table_loader {
   void check_descriptions() {
     const std::uint64_t offset = map_.reference.xcd_ref;
     if (offset != 0 && file_.holds(offset, 8) && file_.holds(offset, file_.word(offset + 4)) &&
-        is_too_large("channel descriptions", offset, file_.word(offset + 4), most_description_bytes))
+        is_too_large({finding_kind::table_descriptions, "channel descriptions", offset,
+                      file_.word(offset + 4), sizeof(ravo_xml_chan_descr_header_2010), 1},
+                     most_description_bytes))
       return;
     ravo_xml_chan_descr_header_2010* xml = nullptr;
     int status = library_calls<G>::get_chan_descr_table(length(), reference(), file_.descriptor(), &xml);
@@ -288,10 +331,7 @@ class table_loader {
   }
 
   void find_part_begins() {
-    const auto& table = map_.reference;
-    map_.part_begins = {table.eit_pos_ref, table.cdt_ref,   table.ecp_ref,
-                        table.eidt_ref,    table.xcd_ref,   table.evhdb_ref,
-                        table.srvbb_ref,   table.chanb_ref, map_.reference_offset};
+    map_.part_begins = begins_by_reference();
     for (const channel_entry& channel : map_.channels)
       if (channel.basket != 0) map_.part_begins.push_back(channel.basket);
     std::sort(map_.part_begins.begin(), map_.part_begins.end());
