@@ -70,7 +70,7 @@ void expect_complete(const reading_outcome& outcome, const std::string& when) {
 
 template <class way, class run_type>
 std::string words_of_a_good_run(const run_type& run) {
-  const silence hushed;
+  const attentive_silence hushed;
   way one(run);
   reading_outcome outcome;
   run_once(one, outcome);
@@ -108,7 +108,7 @@ faring disturb_every_call(const run_type& run, const disturbance& how) {
     {
       const allocation_count memory;
       {
-        const silence hushed;
+        const attentive_silence hushed;
         std::optional<way> one;
         one.emplace(run);
         {

@@ -24,16 +24,10 @@
 
 namespace ravo::test {
 
-/// While it lives, nothing that is printed is seen; but it knows what was.
+/// While it lives, nothing that is printed is seen.
 class silence {
  public:
-  silence() : file_(memfd_create("ravo_silence", MFD_CLOEXEC)) {
-    std::fflush(stdout);
-    for (int stream : {0, 1}) {
-      kept_[stream] = fcntl(stream + 1, F_DUPFD_CLOEXEC, 10);
-      dup2(file_, stream + 1);
-    }
-  }
+  silence() : silence(open("/dev/null", O_WRONLY | O_CLOEXEC)) {}
   ~silence() {
     std::fflush(stdout);
     for (int stream : {0, 1}) {
@@ -44,6 +38,25 @@ class silence {
   }
   silence(const silence&) = delete;
   silence& operator=(const silence&) = delete;
+
+ protected:
+  explicit silence(int file) : file_(file) {
+    std::fflush(stdout);
+    for (int stream : {0, 1}) {
+      kept_[stream] = fcntl(stream + 1, F_DUPFD_CLOEXEC, 10);
+      dup2(file_, stream + 1);
+    }
+  }
+  const int file_;
+
+ private:
+  int kept_[2];
+};
+
+/// The same, and what was printed is known. For a short while: it is kept in memory.
+class attentive_silence : public silence {
+ public:
+  attentive_silence() : silence(memfd_create("ravo_silence", MFD_CLOEXEC)) {}
 
   /// All that was printed so far, on both streams; addresses, which no two runs have in common, as "0x".
   std::string words() const {
@@ -57,10 +70,6 @@ class silence {
     }
     return all;
   }
-
- private:
-  int file_;
-  int kept_[2];
 };
 
 /// Values of a small run: one bit for each event of each channel.

@@ -4,6 +4,7 @@
 #define RAVO_TEST_FAULTS_WAYS_TO_READ_H
 
 #include "small_run.h"
+#include "start_and_wait.h"
 
 namespace ravo::test {
 
@@ -84,16 +85,6 @@ class channel_way {
   static values expected() { return small_run<generation>::all(1); }
 
  private:
-  static int start_and_wait(typename generation::read_chan& reader) {
-    pthread_mutex_t* mutex = nullptr;
-    pthread_cond_t* condition = nullptr;
-    int* flag = nullptr;
-    const int status = reader.start(&mutex, &condition, &flag);
-    pthread_mutex_lock(mutex);
-    while (*flag == 0) pthread_cond_wait(condition, mutex);
-    pthread_mutex_unlock(mutex);
-    return status;
-  }
   const small_run<generation>& run_;
   typename generation::loader loader_{0};
 };

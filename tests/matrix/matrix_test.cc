@@ -194,6 +194,7 @@ class Matrix : public testing::Test {
                                                 [this] { middle.emplace(); }});
     EXPECT_EQ(tally.failed, 0u);
     EXPECT_GT(tally.mutants, 0u);
+    EXPECT_EQ(tally.judged(), tally.mutants);
     std::cout << text_of(tally);
   }
 
@@ -413,6 +414,7 @@ TYPED_TEST(Matrix, OfADecompressionBomb) {
                         },
                         [&](std::size_t) { return "said to be " + std::to_string(one.said); }});
     EXPECT_EQ(tally.failed, 0u) << text_of(tally);
+    EXPECT_EQ(tally.judged(), 1u);
     if (stride == 1) {
       EXPECT_LT(tally.most_memory, one.most_memory) << one.said;
     }

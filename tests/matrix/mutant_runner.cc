@@ -1,5 +1,6 @@
 #include "mutant_runner.h"
 
+#include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
 #include <sys/mman.h>
@@ -101,6 +102,18 @@ std::size_t resident_memory() {
   return static_cast<std::size_t>(used.ru_maxrss) * 1024;
 }
 
+// From here on the peak is that of this process: of the memory that it was made with, what nobody uses goes
+// back to the system, for it would be used again unseen; and the peak so far is forgotten.
+void begin_with_a_small_heap() {
+  malloc_trim(0);
+  const int peak = open("/proc/self/clear_refs", O_WRONLY | O_CLOEXEC);
+  if (peak < 0 || ::write(peak, "5", 1) != 1) {
+    std::cerr << "the peak of the memory cannot be begun anew\n";
+    _exit(1);
+  }
+  close(peak);
+}
+
 // Threads that decode need little; without this their stacks and arenas fill the address space.
 void bound_memory() {
   pthread_attr_t attributes;
@@ -119,6 +132,7 @@ void bound_memory() {
   dup2(messages, STDERR_FILENO);
   bound_memory();
   check.prepare();
+  begin_with_a_small_heap();
   const std::size_t at_first = resident_memory();
   for (; board->current < board->end; ++board->current) {
     alarm(watchdog_seconds);
@@ -188,6 +202,12 @@ class lane {
 };
 
 }  // namespace
+
+std::size_t mutant_tally::judged() const {
+  std::size_t sum = 0;
+  for (const auto& [kind, count] : kinds) sum += count;
+  return sum;
+}
 
 bool has_printed() {
   std::fflush(stdout);

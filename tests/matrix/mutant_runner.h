@@ -26,6 +26,9 @@ struct mutant_tally {
   std::vector<std::string> failures;  ///< the first ones, in words
   std::size_t most_memory = 0;        ///< bytes by which the process with most of it grew
   double seconds = 0;
+
+  /// How many have an outcome: all, unless one was left out or counted twice.
+  std::size_t judged() const;
 };
 
 /// What is done with mutants. All of it runs in the process that checks them, but for the names of those

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "small_file.h"
+#include "start_and_wait.h"
 
 namespace ravo::test {
 
@@ -42,19 +43,6 @@ struct reading {
   std::string problem;                             ///< what must not be, whatever the file holds
   bool goes_round = false;                         ///< more events came than there are
 };
-
-/// Starts a channel reader and waits until it is decoded.
-template <class read_chan>
-int start_and_wait(read_chan& reader) {
-  pthread_mutex_t* mutex = nullptr;
-  pthread_cond_t* condition = nullptr;
-  int* flag = nullptr;
-  const int status = reader.start(&mutex, &condition, &flag);
-  pthread_mutex_lock(mutex);
-  while (*flag == 0) pthread_cond_wait(condition, mutex);
-  pthread_mutex_unlock(mutex);
-  return status;
-}
 
 /// Everything that each channel's reader decodes, and what it answers to a question for each event by
 /// number.

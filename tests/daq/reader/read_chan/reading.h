@@ -14,6 +14,7 @@
 #include "captured_output.h"
 #include "generations.h"
 #include "handmade_file.h"
+#include "start_and_wait.h"
 #include "temporary_folder.h"
 
 namespace ravo::test {
@@ -104,20 +105,6 @@ struct channel_reading {
 /// A fixture without a file of its own.
 template <class generation>
 class channel_reader_test : public testing::Test, protected channel_reading<generation> {};
-
-/// Starts a reader and waits for its signal as a master does; the status of start().
-template <class read_chan>
-int start_and_wait(read_chan& reader) {
-  pthread_mutex_t* mutex = nullptr;
-  pthread_cond_t* condition = nullptr;
-  int* flag = nullptr;
-  const int status = reader.start(&mutex, &condition, &flag);
-  pthread_mutex_lock(mutex);
-  while (*flag == 0) pthread_cond_wait(condition, mutex);
-  *flag = 0;
-  pthread_mutex_unlock(mutex);
-  return status;
-}
 
 /// Waits until the last worker has left, so that nothing is printed or read behind the caller's back.
 template <class read_chan>
