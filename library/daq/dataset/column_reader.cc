@@ -194,23 +194,17 @@ void column_reader::put_back(std::unique_ptr<scratch> work) {
   free_.push_back(std::move(work));
 }
 
-/// Room for what one of the buffers will be. All at once when there is not enough, and nothing before it: a
-/// worker that waits holds nothing that another one waits for, but for what it reads from.
+/// Room for what one of the buffers will be. A worker that waited with what it has could wait for others
+/// that do the same: only one at a time waits, and the others let go of all that they have.
 void column_reader::reserve(scratch& work, const datasets::raw_buffer& which, std::size_t size) {
   const std::size_t more = which.size_for(size) - which.size();
   if (state_->memory.try_grow(more, work.share)) return;
+  if (!work.is_alone) throw needs_room();
   for (datasets::raw_buffer* buffer : {&work.decoded, &work.second})
     if (buffer != &which) buffer->reset();
   const datasets::read_buffers& read = work.read;
-  const std::size_t all = read.window.size() + read.block.size() + work.decoded.size() +
-                          work.second.size() + which.size_for(size) - which.size();
-  ++waiting_;
-  {
-    const std::lock_guard lock(mutex_);
-    free_.clear();
-  }
-  state_->take_memory(all, "Decoding a block of " + data_.channel, work.share);
-  --waiting_;
+  work.share.shrink(read.window.size() + read.block.size() + work.decoded.size() + work.second.size());
+  state_->timeline.grow_memory(more, ("Decoding a block of " + data_.channel).c_str(), work.share);
 }
 
 /// What is kept of rows of different shapes: nobody would give it back while others wait.
@@ -218,23 +212,48 @@ void column_reader::reserve(ragged_part& part, std::size_t more) {
   const std::size_t needed = part.bytes.size() + more, had = part.bytes.capacity();
   if (needed <= had) return;
   const std::size_t wanted = std::max({needed, 2 * had, std::size_t{4096}});
-  while (!state_->memory.try_grow(wanted - had, part.share))
+  while (!state_->memory.try_grow(wanted, part.share))  // while it grows there are both
     if (!state_->timeline.drop_oldest())
       throw memory_exceeded(
           "The rows of different shapes of " + data_.channel + " do not fit into the memory limit of " +
           std::to_string(state_->memory.limit()) + " bytes; raise the limit or select less");
   part.bytes.reserve(wanted);
+  part.share.shrink(part.share.bytes() - had);
 }
 
 void column_reader::read_chunk(std::size_t number) {
+  if (waiting_ == 0) try {
+      auto work = take_scratch();
+      read_chunk_with(number, *work);
+      return put_back(std::move(work));
+    } catch (const needs_room&) {
+      // What it had is given back by now.
+    }
+  struct waiting {
+    explicit waiting(std::atomic<int>& all) : count(all) { ++count; }
+    ~waiting() { --count; }
+    std::atomic<int>& count;
+  };
+  const waiting counted(waiting_);
+  const std::lock_guard lock(alone_);
+  {
+    const std::lock_guard guard(mutex_);
+    free_.clear();
+  }
+  scratch work;
+  work.is_alone = true;
+  read_chunk_with(number, work);
+}
+
+void column_reader::read_chunk_with(std::size_t number, scratch& work) {
   if (!is_ragged_ && is_irregular_) return;
   state_->check_stop();
   const chunk& one = chunks_[number];
   const auto part = state_->timeline.get(lists_[one.list].segment);
-  auto work = take_scratch();
   ragged_part none;
   ragged_part& ragged = is_ragged_ ? parts_[number] : none;
   if (is_ragged_) {
+    ragged = {};
     constexpr std::size_t of_row =
         sizeof(ragged.rows[0]) + sizeof(ragged.lengths[0]) + sizeof(ragged.shapes[0]);
     state_->take_memory(2 * (one.last - one.first) * of_row, "The rows of " + data_.channel, ragged.share);
@@ -243,14 +262,15 @@ void column_reader::read_chunk(std::size_t number) {
   ledger.of(data_.channel);
   channel_digest digest;
   try {
-    read_blocks(one, *part, *work, ragged, ledger, digest);
+    read_blocks(one, *part, work, ragged, ledger, digest);
+  } catch (const needs_room&) {
+    throw;  // it is read again from its beginning
   } catch (...) {
     const std::lock_guard lock(mutex_);
     data_.ledger.add(ledger);
     throw;
   }
   done_ += one.stored;
-  put_back(std::move(work));
   if (!is_ragged_ && is_irregular_) return;
   const std::lock_guard lock(mutex_);
   data_.ledger.add(ledger);

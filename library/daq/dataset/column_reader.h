@@ -44,7 +44,10 @@ class column_reader {
     datasets::read_buffers read;
     datasets::raw_buffer decoded;
     datasets::raw_buffer second;
+    bool is_alone = false;  ///< of all workers of this reading it alone may wait for memory
   };
+  /// Thrown where there is no room for a buffer, by workers that may not wait for it.
+  struct needs_room {};
   /// The first block that could be read, decoded for what it tells of all: it need not be decoded again.
   struct kept_block {
     std::unique_ptr<scratch> work;  ///< holds the payload
@@ -77,6 +80,7 @@ class column_reader {
   void run_chunks();
   void tell_progress() const;
   void read_chunk(std::size_t number);
+  void read_chunk_with(std::size_t number, scratch& work);
   void read_blocks(const chunk& one, const datasets::segment& part, scratch& work, ragged_part& ragged,
                    read_ledger& ledger, channel_digest& digest);
   void read_all();
@@ -121,7 +125,8 @@ class column_reader {
   std::atomic<std::uint64_t> done_{0};
   mutable std::uint64_t told_ = 0;   ///< as done: never less than before, also when rows are read again
   read_progress* of_all_ = nullptr;  ///< of the reading that this one is a part of, without it
-  std::atomic<int> waiting_{0};      ///< workers that wait for memory: others leave them theirs
+  std::atomic<int> waiting_{0};      ///< chunks for which there was no room: others leave them theirs
+  std::mutex alone_;                 ///< held by the worker that may wait for memory; before mutex_
   std::mutex
       mutex_;  ///< guards what follows, and data_.ledger, data_.digest and data_.axes while workers run
   std::vector<std::unique_ptr<scratch>> free_;

@@ -110,21 +110,27 @@ void column_reader::add_held_row(std::size_t number, const std::shared_ptr<const
 }
 
 void column_reader::make_chunks() {
+  constexpr std::size_t most_rows_of_chunk = 8192;
   datasets::timeline& line = state_->timeline;
   stored_ = 0;
   for (const block_list& list : lists_) {
     const auto part = line.get(list.segment);
     for (const std::uint32_t index : list.index) stored_ += part->channels[channel_].entries[index].stored;
   }
+  chunks_.clear();
   const std::uint64_t target =
       std::clamp<std::uint64_t>(stored_ / (state_->pool.size() * 8 + 1), 64 * 1024, state_->window_bytes());
+  // Chunks hold at least the target, but for the last of a list; while they are cut the list grows.
+  state_->take_memory((lists_.size() + stored_ / target + data_.layout.rows / most_rows_of_chunk) *
+                          (2 * sizeof(chunk) + sizeof(ragged_part)),
+                      "The pieces of the column " + data_.channel, kept_->more.emplace_back());
   for (std::size_t i = 0; i < lists_.size(); ++i) {
     const auto part = line.get(lists_[i].segment);
     chunk one{i, 0, 0, 0};
     for (const std::uint32_t index : lists_[i].index) {
       ++one.last;
       one.stored += part->channels[channel_].entries[index].stored;
-      if (one.stored < target && one.last - one.first < 8192) continue;
+      if (one.stored < target && one.last - one.first < most_rows_of_chunk) continue;
       chunks_.push_back(one);
       one = {i, one.last, one.last, 0};
     }
@@ -137,6 +143,7 @@ void column_reader::make_chunks() {
 /// The first block that can be read says what the column's values are.
 void column_reader::find_first_item() {
   auto work = std::make_unique<scratch>();
+  work->is_alone = true;
   for (const block_list& list : lists_) {
     const auto part = state_->timeline.get(list.segment);
     for (std::size_t at = 0; at < list.index.size() && !first_; ++at) {

@@ -140,8 +140,12 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   for (std::size_t i = 0; i < channels.size(); ++i)
     wanted_by_number[numbers.number_of(channels[i].name)].push_back(i);
   std::vector<datasets::timed_file> timed;
-  take_memory(files.size() * (sizeof(datasets::timed_file) + sizeof(dataset_file) * 2 +
-                              channels.size() * sizeof(datasets::channel_place)) +
+  std::size_t letters = 0;
+  for (const dataset_file& file : all_files) letters += 3 * (file.path.capacity() + sizeof file.path);
+  for (const dataset_channel& channel : channels) letters += 6 * channel.label.size();
+  take_memory(letters +
+                  files.size() * (sizeof(datasets::timed_file) + sizeof(dataset_file) * 2 +
+                                  channels.size() * sizeof(datasets::channel_place)) +
                   channels.size() * (sizeof(dataset_channel) + sizeof(channel_ledger)),
               "What is known of the files", tables_);
   for (const looked_into& one : found) {

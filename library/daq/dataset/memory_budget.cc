@@ -48,19 +48,14 @@ bool memory_budget::try_take(std::size_t bytes, memory_share& share) {
   share.release();
   const std::lock_guard lock(mutex_);
   if (!make_room(bytes)) return false;
-  used_ += bytes;
-  peak_ = std::max(peak_, used_);
-  share = memory_share(this, bytes);
+  add_to(share, bytes);
   return true;
 }
 
 bool memory_budget::try_grow(std::size_t bytes, memory_share& share) {
   const std::lock_guard lock(mutex_);
   if (!make_room(bytes)) return false;
-  used_ += bytes;
-  peak_ = std::max(peak_, used_);
-  share.budget_ = this;
-  share.bytes_ += bytes;
+  add_to(share, bytes);
   return true;
 }
 
@@ -73,8 +68,13 @@ bool memory_budget::wait_for_return(std::chrono::milliseconds longest) {
 bool memory_budget::take(std::size_t bytes, const char* what, memory_share& share,
                          const std::function<bool()>& give_up) {
   share.release();
-  if (bytes > limit_)
-    throw memory_exceeded(std::string(what) + " needs " + std::to_string(bytes) +
+  return grow(bytes, what, share, give_up);
+}
+
+bool memory_budget::grow(std::size_t bytes, const char* what, memory_share& share,
+                         const std::function<bool()>& give_up) {
+  if (bytes > limit_ || share.bytes_ > limit_ - bytes)
+    throw memory_exceeded(std::string(what) + " needs " + std::to_string(share.bytes_ + bytes) +
                           " bytes, more than the memory limit of " + std::to_string(limit_) +
                           "; raise the limit or select less");
   using clock = std::chrono::steady_clock;
@@ -95,18 +95,15 @@ bool memory_budget::take(std::size_t bytes, const char* what, memory_share& shar
                             " are in use; let go of events and columns, or raise the limit");
     }
   }
-  used_ += bytes;
-  peak_ = std::max(peak_, used_);
-  share = memory_share(this, bytes);
+  add_to(share, bytes);
   return true;
 }
 
-memory_share memory_budget::take_over(std::size_t bytes) {
-  const std::lock_guard lock(mutex_);
-  drop_spare(bytes);
+void memory_budget::add_to(memory_share& share, std::size_t bytes) {
   used_ += bytes;
   peak_ = std::max(peak_, used_);
-  return memory_share(this, bytes);
+  share.budget_ = this;
+  share.bytes_ += bytes;
 }
 
 /// Whether so many bytes more stay within the limit.

@@ -74,14 +74,14 @@ class memory_budget {
   /// nobody has given anything back for some seconds; false when `give_up` said so, which is asked now and
   /// then.
   bool take(std::size_t bytes, const char* what, memory_share& share, const std::function<bool()>& give_up);
+  /// The same to add to a share, which keeps what it has while it waits.
+  bool grow(std::size_t bytes, const char* what, memory_share& share, const std::function<bool()>& give_up);
   /// Waits until somebody gives something back; false when nobody did for so long.
   bool wait_for_return(std::chrono::milliseconds longest);
   /// A slab of at least so many bytes, at most twice as many; one without memory when there is no room now.
   /// Slabs that were given back are handed out again: the system takes longer to make memory than we to
   /// fill it. They go as soon as there is no room without them.
   memory_slab try_take_slab(std::size_t bytes);
-  /// Takes what is there already: for small things whose size is known only afterwards.
-  memory_share take_over(std::size_t bytes);
 
  private:
   friend class memory_share;
@@ -94,6 +94,7 @@ class memory_budget {
   static constexpr std::size_t smallest_spare = 16 * 1024;
 
   bool make_room(std::size_t bytes);
+  void add_to(memory_share& share, std::size_t bytes);
   void drop_spare(std::size_t bytes);
   void give_back(std::size_t bytes);
   void give_back_slab(unsigned char* memory, std::size_t size);

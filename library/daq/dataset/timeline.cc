@@ -115,9 +115,14 @@ std::size_t timeline::selected_before(std::size_t index) {
 }
 
 void timeline::take_memory(std::size_t bytes, const char* what, memory_share& share) {
-  while (!memory_.try_take(bytes, share)) {
+  share.release();
+  grow_memory(bytes, what, share);
+}
+
+void timeline::grow_memory(std::size_t bytes, const char* what, memory_share& share) {
+  while (!memory_.try_grow(bytes, share)) {
     if (drop_oldest()) continue;
-    if (!memory_.take(bytes, what, share, [this] { return stop_.stop_requested(); }))
+    if (!memory_.grow(bytes, what, share, [this] { return stop_.stop_requested(); }))
       throw read_cancelled();
     return;
   }
@@ -154,14 +159,16 @@ std::shared_ptr<const segment> timeline::build(std::size_t index) {
   return built;
 }
 
-// The entries twice while they are merged, and the tables that they come from.
+// The entries twice while they are merged, what is made of them, and the tables that they come from.
 std::size_t timeline::bytes_to_align(std::size_t index) const {
   std::size_t entries = 0, rows = 0;
   for (const std::uint32_t file : slots_[index].files) {
     for (const channel_place& place : files_[file].tables.places) entries += place.count;
     rows = std::max<std::size_t>(rows, files_[file].tables.rows);
   }
-  return entries * (2 * sizeof(entry) + 48) + rows * loading_bytes_a_row + 4096;
+  const std::size_t of_channel = sizeof(channel_track) + slots_[index].files.size() * sizeof(std::uint64_t);
+  return entries * (2 * sizeof(entry) + 96) + rows * loading_bytes_a_row + names_.size() * of_channel +
+         4096;
 }
 
 std::shared_ptr<const segment> timeline::load(std::size_t index) {
@@ -198,7 +205,10 @@ std::shared_ptr<const segment> timeline::load(std::size_t index) {
   align(*part, rule_, slow_);
   select(*part, index);
   const std::size_t bytes = part->bytes();
-  if (bytes > part->memory.bytes()) part->memory = memory_.take_over(bytes);
+  if (bytes > part->memory.bytes())  // it is there already: nothing is waited for
+    if (!memory_.try_grow(bytes - part->memory.bytes(), part->memory))
+      throw memory_exceeded("Aligning one segment of files needs " + std::to_string(bytes) +
+                            " bytes; raise the limit or select less");
   part->memory.shrink(bytes);
   return part;
 }

@@ -365,6 +365,7 @@ TEST(ManyFiles, ThatAreGoneAreCountedOnlyWhereAllOfTheirValuesAreMeant) {
     wanted.channels = {"A"};
     dataset_options options;
     options.open_files = 1;
+    options.threads = 1;  // so that it is the second file that stays open
     const dataset data = dataset::open(wanted, options);
     options.damage.largest_missing_share = 0.9;
     const dataset limited = dataset::open(wanted, options);

@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <numeric>
+#include <optional>
+#include <span>
 #include <thread>
 
 #include "noisy_file.h"
@@ -216,6 +218,33 @@ TEST(MemoryLimit, IsSharedByReadingsThatWaitForOneAnother) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(equal, 3);
   EXPECT_LE(data.peak_memory(), options.memory_limit);
+}
+
+// Of several workers that have no room for what their blocks inflate to, one waits, and none keeps what it
+// has.
+TEST(MemoryLimit, IsKeptByWorkersOfAColumnThatHaveNoRoom) {
+  const temporary_folder folder;
+  const std::string path = flat(folder, 200);  // 64 KiB a row
+  std::vector<float> rows(200 * 16384);
+  column_options how;
+  how.into = std::as_writable_bytes(std::span(rows));
+  std::optional<channel_digest> expected;
+  for (const std::size_t limit : {16u << 20, 400u << 10, 330u << 10, 300u << 10}) {
+    SCOPED_TRACE(limit);
+    dataset_options options;
+    options.threads = 4;
+    options.memory_limit = limit;
+    const dataset data = dataset::open(of_files({path}), options);
+    how.with_digest = true;
+    std::fill(rows.begin(), rows.end(), 0.0f);
+    const column_data column = data.column("FLAT", how);
+    EXPECT_EQ(column.ledger.delivered(), 200u);
+    EXPECT_EQ(column.ledger.expected(), 200u);
+    EXPECT_TRUE(std::all_of(rows.begin(), rows.end(), [](float one) { return one == 2.5f; }));
+    if (!expected) expected = column.digest;
+    EXPECT_EQ(column.digest, expected);
+    EXPECT_LE(data.peak_memory(), limit);
+  }
 }
 
 TEST(MemoryLimit, OfAnEventThatIsTooLargeIsTold) {

@@ -119,6 +119,7 @@ TYPED_TEST(SlowValues, AreStaleBesideARefusedFileWhoseNameTellsNoTime) {
 TYPED_TEST(SlowValues, OfFilesThatGoAfterwardsAreNotReplacedByOlderOnes) {
   dataset_options options;
   options.open_files = 1;
+  options.threads = 1;  // so that it is the last file that stays open
   const dataset data = dataset::open(this->wanted(slow_policy::hold), options);
   std::filesystem::remove(this->files[1]);  // which has none, and
   std::filesystem::remove(this->files[2]);  // which has the last one
