@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "generation_name.h"
+#include "handmade_file.h"
 #include "simulated_files.h"
 #include "small_file.h"
 #include "verify/limits.h"
@@ -14,6 +15,7 @@
 namespace {
 
 using namespace ravo::test;
+using namespace ravo::verify;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -166,6 +168,79 @@ TYPED_TEST(Limits, LeaveOutAnEventIndexAndDescriptionsThatAreTooLarge) {
   xml.u32(0xcddcddf3).u32(8 + text);
   EXPECT_THAT(lines_of(findings_of({this->write(this->begin, xml, this->begin + 8 + text)})),
               ElementsAre("f.raw file.too_large - - " + std::to_string(this->begin) + " x1"));
+}
+
+template <class layout>
+class Reading : public testing::Test {
+ protected:
+  static constexpr std::uint32_t events = 3000;
+
+  Reading() {
+    for (std::uint32_t i = 0; i < events; ++i) file.events.push_back({i + 1, 1'700'000'000 + i, 0});
+  }
+  void add_channel(const std::string& name, std::size_t blocks) {
+    handmade_channel& channel = file.channels.emplace_back(name);
+    for (std::size_t i = 0; i < blocks; ++i) channel.blocks.push_back(scalar<layout>(i, 1));
+  }
+  file_result check(const bytes& content) {
+    return check_file(folder.write("f.raw", content.vector()), depth::blocks, 2, [](std::uint64_t) {});
+  }
+
+  temporary_folder folder;
+  handmade_file_of<layout> file;
+};
+TYPED_TEST_SUITE(Reading, layouts, generation_name);
+
+bool has(const file_result& result, finding_kind kind) { return result.findings.has(kind); }
+
+TYPED_TEST(Reading, TakesAFewTimesTheFileThoughItsBlocksStandInReverse) {
+  this->add_channel("A", this->events);
+  bytes content = this->file.build();
+  const std::size_t row = this->file.at.at("pointers") + 12;
+  // All but the first: that one is where the basket begins.
+  const bytes good = content;
+  for (std::uint32_t i = 1; i < this->events; ++i)
+    for (const std::size_t word : {8u, 12u})
+      content.set_u32(row + i * 16 + word, good.word(row + (this->events - i) * 16 + word));
+  const file_result result = this->check(content);
+  EXPECT_TRUE(has(result, finding_kind::pointer_block_order));
+  EXPECT_FALSE(has(result, finding_kind::file_too_entangled));
+  EXPECT_EQ(result.blocks, this->events);
+  EXPECT_LT(result.bytes_read, 5 * content.size());
+}
+
+// Heads of the older generation are too short for it.
+using CurrentReading = Reading<layout_2010>;
+TEST_F(CurrentReading, EndsWhereItComesToManyTimesTheFile) {
+  constexpr std::size_t channels = 60;
+  add_channel("whole", events);
+  for (std::size_t i = 0; i < channels; ++i) {
+    add_channel("C" + std::to_string(i), 1);
+    handmade_block& block = file.channels.back().blocks[0];
+    block.ldata = static_cast<std::int32_t>(layout_2010::subhead + block.payload.size());
+    block.payload.fill(events + 400);
+    file.channels.back().count = static_cast<std::int32_t>(events);
+  }
+  bytes content = file.build();
+  // Each event of each channel leads one byte before the one before it.
+  const std::size_t rows = file.at.at("pointers") + 12, row_size = events * 16;
+  for (std::size_t channel = 1; channel <= channels; ++channel) {
+    const std::size_t row = rows + channel * row_size;
+    const std::uint32_t block = content.word(row + 8);
+    for (std::uint32_t i = 1; i < events; ++i) {
+      for (const std::size_t word : {0u, 4u})
+        content.set_u32(row + i * 16 + word, content.word(rows + i * 16 + word));
+      content.set_u32(row + i * 16 + 8, block + events - i);
+      content.set_u32(row + i * 16 + 12,
+                      static_cast<std::uint32_t>(block + events - i + layout_2010::subhead));
+    }
+  }
+  const file_result result = check(content);
+  EXPECT_TRUE(has(result, finding_kind::file_too_entangled));
+  EXPECT_TRUE(has(result, finding_kind::block_name)) << "what was found before is told";
+  const std::uint64_t most = read_multiple * content.size() + always_read;
+  EXPECT_GT(result.bytes_read, most);
+  EXPECT_LT(result.bytes_read, most + 4096);  // two threads meet the end, each with a read of its own
 }
 
 }  // namespace

@@ -5,17 +5,24 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "opened_file.h"
+#include "verify/limits.h"
 
 namespace ravo::verify {
 
 /// The file cannot be read any more where it was as long as its length said; what() says why.
 struct file_lost : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// So much was read that the file cannot be one that was written in any sensible order.
+struct read_too_much : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
@@ -30,22 +37,29 @@ class checked_file {
   bool holds(std::uint64_t offset, std::uint64_t length) const {
     return offset <= size() && length <= size() - offset;
   }
-  /// Reads bytes that the file holds. Throws file_lost.
+  /// Reads bytes that the file holds. Throws file_lost, and read_too_much when all reads together come to
+  /// more than most_read().
   void read(std::uint64_t offset, void* into, std::size_t length) const;
   /// A big-endian word that the file holds.
   std::uint32_t word(std::uint64_t offset) const;
   /// Whether size or time of change are no longer what they were.
   bool has_changed() const;
 
+  /// Bytes that were read so far, also by other threads.
+  std::uint64_t bytes_read() const { return bytes_read_; }
+  std::uint64_t most_read() const { return read_multiple * size() + always_read; }
+
  private:
   ravo::opened_file file_;
   struct stat about_ {};
+  mutable std::atomic<std::uint64_t> bytes_read_{0};
 };
 
-/// A part of the file in memory that moves along with whoever reads on.
+/// A part of the file in memory that moves along with whoever reads on. Who jumps about gets what he asks
+/// for and no more, so that reading comes to a small multiple of what is asked for in whatever order.
 class window {
  public:
-  /// Reads at least `ahead` bytes at a time, as long as there are so many.
+  /// Reads up to `ahead` bytes at a time.
   window(const checked_file& file, std::size_t ahead) : file_(file), ahead_(ahead) {}
   /// Bytes that the file holds; good until the next call.
   const unsigned char* at(std::uint64_t offset, std::size_t length);
@@ -53,6 +67,7 @@ class window {
  private:
   const checked_file& file_;
   std::size_t ahead_;
+  std::size_t step_ = 0;  ///< so much was read last; it grows with each step that goes on
   std::uint64_t begin_ = 0;
   std::vector<unsigned char> bytes_;
 };

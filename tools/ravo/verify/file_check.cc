@@ -64,6 +64,11 @@ class told_progress {
   std::uint64_t told_ = 0;
 };
 
+void tell_too_much(const checked_file& file, finding_list& findings) {
+  findings.add(finding_kind::file_too_entangled, {},
+               fmt::format("{} bytes were read of {}", file.most_read(), file.size()));
+}
+
 template <class G>
 void check_contents(const checked_file& file, depth deep, unsigned threads, told_progress& told,
                     file_result& result) {
@@ -84,16 +89,21 @@ void check_contents(const checked_file& file, depth deep, unsigned threads, told
     if (is_over) throw work_is_over();
   };
   std::vector<finding_list> of_channels(map->channels.size());
-  in_parallel(
-      threads, of_channels.size(),
-      [&](std::size_t row) { of_channels[row] = check_channel<G>(around, row); },
-      [&told] { told.attend(); }, is_over);
+  bool are_all_known = true;
+  try {
+    in_parallel(
+        threads, of_channels.size(),
+        [&](std::size_t row) { of_channels[row] = check_channel<G>(around, row); },
+        [&told] { told.attend(); }, is_over);
+  } catch (const read_too_much&) {
+    are_all_known = false;
+    tell_too_much(file, result.findings);
+  }
   const auto depends_on_all = [](const finding& one) {
     return row_of(one.kind).how_bad == severity::damaged &&
            one.kind != finding_kind::dictionary_event_mask &&
            one.kind != finding_kind::dictionary_type_mask && one.kind != finding_kind::environment_index;
   };
-  bool are_all_known = true;
   for (finding_list& one : of_channels) {
     for (const finding& what : one.list()) are_all_known = are_all_known && !depends_on_all(what);
     result.findings.append(std::move(one));
@@ -125,6 +135,8 @@ file_result check_file(const std::string& path, depth deep, unsigned threads, co
     else
       check_contents<generation_2010>(*file, deep, threads, told, result);
     if (file->has_changed()) throw file_lost("what was found may not be so any more");
+  } catch (const read_too_much&) {
+    tell_too_much(*file, result.findings);
   } catch (const file_lost& lost) {
     const bool has_changed = file && file->has_changed();
     // What was found in a file that changes under one's eyes says nothing, nor do its events.
@@ -136,6 +148,7 @@ file_result check_file(const std::string& path, depth deep, unsigned threads, co
     forget(result);
     result.findings.add(finding_kind::file_unreadable, {}, "there is no memory to check it");
   }
+  if (file) result.bytes_read = file->bytes_read();
   if (told.told() < result.bytes) report(result.bytes - told.told());
   return result;
 }

@@ -17,6 +17,7 @@ struct file_result {
   std::string path;
   finding_list findings;
   std::uint64_t bytes = 0;
+  std::uint64_t bytes_read = 0;  ///< all reads together, but for tables
   std::uint64_t events = 0;
   std::uint64_t blocks = 0;              ///< that are good
   std::vector<type_sequence> sequences;  ///< for the next file of the run

@@ -27,6 +27,7 @@ enum class finding_kind {
   file_unreadable,
   file_changed,
   file_too_large,
+  file_too_entangled,
   file_signature,
   file_reference,
   table_event_index,

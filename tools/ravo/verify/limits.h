@@ -18,6 +18,11 @@ inline constexpr std::uint64_t most_block_bytes = 256u << 20;
 /// Blocks from this size on are decoded one at a time, however many threads there are.
 inline constexpr std::uint64_t large_block_bytes = 16u << 20;
 
+/// So many times its bytes, and these in any case, are read of a file. A good one takes two or three times
+/// its bytes, in whatever order its blocks are.
+inline constexpr std::uint64_t read_multiple = 8;
+inline constexpr std::uint64_t always_read = 1 << 20;
+
 }  // namespace ravo::verify
 
 #endif
