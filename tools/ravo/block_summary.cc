@@ -83,11 +83,20 @@ bool summarise_profiles(bytes data, block_summary& summary) {
   return true;
 }
 
-bool summarise_pixels(bytes pixels, image_summary image, block_summary& summary) {
-  const auto size = static_cast<std::size_t>(image.bytes_per_pixel);
-  if (image.width < 0 || image.height < 0 || size < 1 || size > 4) return false;
-  const std::size_t count = static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height);
-  if (count > pixels.size() / size) return false;
+// `pixels`: all that lies behind the head, of which `length` bytes are the camera's. Only a picture, which
+// has a place for every pixel and is not compressed, has numbers.
+bool summarise_pixels(bytes pixels, std::int32_t length, bool is_compressed, image_summary image,
+                      block_summary& summary) {
+  if (length < 0 || static_cast<std::size_t>(length) > pixels.size()) return false;
+  const auto sent = static_cast<std::size_t>(length);
+  const auto size = static_cast<std::uint64_t>(image.bytes_per_pixel);
+  const bool is_sized = image.width >= 0 && image.height >= 0 && size >= 1 && size <= 4;
+  const std::uint64_t count =
+      is_sized ? static_cast<std::uint64_t>(image.width) * static_cast<std::uint64_t>(image.height) : 0;
+  if (is_compressed || !is_sized || count * size != sent) {
+    summary.camera_bytes = sent;
+    return true;
+  }
   double sum = 0;
   for (std::size_t i = 0; i < count; ++i) {
     std::uint32_t pixel = 0;
@@ -106,7 +115,7 @@ bool summarise_frame(bytes data, block_summary& summary) {
   if (!read(data, 0, head)) return false;
   const int size = head.bpp & 0xf ? static_cast<int>(head.bpp & 0xf) : 1;
   return summarise_pixels(
-      data.subspan(sizeof head),
+      data.subspan(sizeof head), head.length, head.compr != 0,
       {static_cast<int>(head.w & 0xffff), static_cast<int>(head.h & 0xffff), size, head.frame, 0, 0},
       summary);
 }
@@ -114,8 +123,9 @@ bool summarise_frame(bytes data, block_summary& summary) {
 bool summarise_ext_frame(bytes data, block_summary& summary) {
   ravo_image_ext_frame_head head;
   if (!read(data, 0, head)) return false;
-  return summarise_pixels(data.subspan(sizeof head),
-                          {head.aoi_width, head.aoi_height, head.bpp, head.frame, 0, 0}, summary);
+  return summarise_pixels(data.subspan(sizeof head), head.length, false,
+                          {head.aoi_width, head.aoi_height, head.bpp < 1 ? 1 : head.bpp, head.frame, 0, 0},
+                          summary);
 }
 
 template <class Update>

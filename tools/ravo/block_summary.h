@@ -42,6 +42,7 @@ struct block_summary {
   std::vector<number_summary> members;  ///< spectra and profiles
   bool scalar = false;                  ///< every member is one number
   std::optional<image_summary> image;
+  std::optional<std::size_t> camera_bytes;  ///< of a frame that is no picture: what the camera sent
   std::optional<update_summary> update;
   std::vector<named_value> pairs;
   std::optional<std::string> comment;  ///< of name-value pairs

@@ -52,7 +52,10 @@ void channel_statistics::note_event(const ravo_time_id& id) {
 }
 
 void channel_statistics::take(const block_summary& block) {
-  if (!block.consistent) return;
+  if (!block.consistent || block.camera_bytes) {
+    ++without_numbers_;
+    return;
+  }
   for (std::size_t i = 0; i < block.members.size(); ++i) take(i, block.members[i]);
   if (block.image) take(0, of_pixels(*block.image));
   if (block.update) take(0, of_one("", block.update->value));

@@ -41,6 +41,8 @@ class channel_statistics {
   std::optional<gap_summary> gaps() const;
   /// Of all that the values hold: a row for each member, or record; empty for texts and unknown data.
   const std::vector<number_summary>& numbers() const { return numbers_; }
+  /// Values that are there and whose numbers cannot be told: frames that are no pictures, unknown data.
+  std::uint64_t without_numbers() const { return without_numbers_; }
 
  private:
   struct distance {
@@ -55,6 +57,7 @@ class channel_statistics {
   channel_facts channel_;
   std::uint64_t values_ = 0;
   std::uint64_t missing_ = 0;
+  std::uint64_t without_numbers_ = 0;
   std::uint64_t decoded_bytes_ = 0;
   ravo_time_id first_{};
   ravo_time_id last_{};

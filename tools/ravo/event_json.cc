@@ -45,6 +45,7 @@ void add_values(const block_summary& block, json& to) {
                    {"frame", block.image->frame},
                    {"mean", block.image->mean},
                    {"max", block.image->max}};
+  if (block.camera_bytes) to["camera_bytes"] = *block.camera_bytes;
   if (block.update) {
     to["value"] = number(block.update->value);
     to["property"] = block.update->property;

@@ -95,6 +95,9 @@ void print_entry(const read_entry& entry, checksums sums, line_printer& lines) {
     print_members(block, entry, notes, lines);
   else if (block.image)
     lines.print(name, "", image_text(*block.image) + notes);
+  else if (block.camera_bytes)
+    lines.print(name, "",
+                fmt::format("{} bytes from the camera that are no picture{}", *block.camera_bytes, notes));
   else if (block.update)
     lines.print(name, "", update_text(*block.update, entry) + notes);
   else if (block.text)
