@@ -48,25 +48,30 @@ class column_rows_summary {
     }
   }
 
-  number_summary part(std::size_t row, std::size_t index) const {
+  /// What `take` makes of all numbers of a part, a span of their type.
+  template <class Take>
+  auto with_numbers(std::size_t row, std::size_t index, Take take) const {
     const std::size_t each = elements(row) / parts(row);
-    const auto summarise_as = [&](auto element) {
-      const auto values = column_.row<decltype(element)>(row).subspan(index * each, each);
-      return summarise_numbers(values.size(), [values](std::size_t i) { return values[i]; });
+    const auto take_as = [&](auto element) {
+      return take(column_.row<decltype(element)>(row).subspan(index * each, each));
     };
-    number_summary summary = [&] {
-      switch (column_.layout.element) {
-        case element_type::uint8:
-          return summarise_as(std::uint8_t{});
-        case element_type::uint16:
-          return summarise_as(std::uint16_t{});
-        case element_type::uint32:
-          return summarise_as(std::uint32_t{});
-        case element_type::float32:
-          break;
-      }
-      return summarise_as(float{});
-    }();
+    switch (column_.layout.element) {
+      case element_type::uint8:
+        return take_as(std::uint8_t{});
+      case element_type::uint16:
+        return take_as(std::uint16_t{});
+      case element_type::uint32:
+        return take_as(std::uint32_t{});
+      case element_type::float32:
+        break;
+    }
+    return take_as(float{});
+  }
+
+  number_summary part(std::size_t row, std::size_t index) const {
+    number_summary summary = with_numbers(row, index, [](auto values) {
+      return summarise_numbers(values.size(), [values](std::size_t i) { return values[i]; });
+    });
     summary.name = name_of_part(row, index);
     return summary;
   }
@@ -110,8 +115,8 @@ std::string text_of(const number_summary& numbers, const std::string& unit) {
 
 class table_printer {
  public:
-  table_printer(const column_data& column, const channel_facts& channel, output& out)
-      : column_(column), channel_(channel), summary_(column, channel), out_(out) {}
+  table_printer(const column_data& column, const channel_facts& channel, row_contents contents, output& out)
+      : column_(column), channel_(channel), summary_(column, channel), contents_(contents), out_(out) {}
 
   void print_heading() {
     fmt::print(out_.file(), "{}{:>10}  {:<27}  {:<14}  {}{}\n", out_.dim(), "event", "time", "status",
@@ -130,7 +135,9 @@ class table_printer {
       const std::string name = parts > 1 ? fmt::format("{:<9} ", numbers.name) : "";
       const std::size_t member = channel_.member >= 0 ? static_cast<std::size_t>(channel_.member) : i;
       std::string text =
-          text_of(numbers, unit_of(channel_.units, member, channel_.member >= 0 ? 0 : parts));
+          contents_ == row_contents::numbers
+              ? all_numbers(row, i)
+              : text_of(numbers, unit_of(channel_.units, member, channel_.member >= 0 ? 0 : parts));
       if (!column_.update_times.empty()) text += "  at " + format_time(column_.update_times[row]);
       if (!column_.update_status.empty() && column_.update_status[row] != 0)
         text += fmt::format("  status {:#x}", static_cast<std::uint32_t>(column_.update_status[row]));
@@ -140,9 +147,18 @@ class table_printer {
   }
 
  private:
+  std::string all_numbers(std::size_t row, std::size_t part) const {
+    return summary_.with_numbers(row, part, [](auto values) {
+      std::string text;
+      for (const auto value : values) text += (text.empty() ? "" : " ") + fmt::format("{}", value);
+      return text;
+    });
+  }
+
   const column_data& column_;
   const channel_facts& channel_;
   column_rows_summary summary_;
+  row_contents contents_;
   output& out_;
 };
 
@@ -160,7 +176,24 @@ void add_numbers(const number_summary& numbers, json& to) {
   if (numbers.not_finite > 0) to["not_finite"] = numbers.not_finite;
 }
 
-json row_object(const column_data& column, const column_rows_summary& summary, std::size_t row) {
+json all_numbers(const column_rows_summary& summary, std::size_t row, std::size_t part) {
+  return summary.with_numbers(row, part, [](auto values) {
+    json list = json::array();
+    for (const auto value : values) list.push_back(number(static_cast<double>(value)));
+    return list;
+  });
+}
+
+void add_part(const column_rows_summary& summary, std::size_t row, std::size_t part, row_contents contents,
+              json& to) {
+  if (contents == row_contents::numbers)
+    to["values"] = all_numbers(summary, row, part);
+  else
+    add_numbers(summary.part(row, part), to);
+}
+
+json row_object(const column_data& column, const column_rows_summary& summary, row_contents contents,
+                std::size_t row) {
   json object = {{"event", column.numbers[row]},
                  {"time", format_time(column.times[row])},
                  {"value_status", key_of(value_status_text(column.status[row]))}};
@@ -172,16 +205,19 @@ json row_object(const column_data& column, const column_rows_summary& summary, s
   }
   const std::size_t parts = summary.parts(row);
   if (parts == 1 && column.layout.kind != value_kind::name_value) {
-    add_numbers(summary.part(row, 0), object);
+    add_part(summary, row, 0, contents, object);
   } else {
     object["members"] = json::array();
     for (std::size_t i = 0; i < parts; ++i) {
-      const number_summary numbers = summary.part(row, i);
-      json member = {{"name", numbers.name}};
-      add_numbers(numbers, member);
+      json member = {{"name", summary.part(row, i).name}};
+      add_part(summary, row, i, contents, member);
       object["members"].push_back(std::move(member));
     }
   }
+  if (contents == row_contents::numbers && column.is_ragged()) object["shape"] = column.shapes[row];
+  if (!column.axes.empty())
+    object["axis"] = {{"start", number(column.axes[row].start)},
+                      {"increment", number(column.axes[row].increment)}};
   if (!column.update_times.empty()) object["value_time"] = format_time(column.update_times[row]);
   if (!column.update_status.empty()) object["status"] = column.update_status[row];
   return object;
@@ -195,35 +231,41 @@ channel_facts facts_of_channel(const dataset& data, const column_data& column) {
 
 }  // namespace
 
-void print_column(dataset_session& session, const dataset& data, const std::string& channel,
-                  column_rows rows) {
+void print_column(dataset_session& session, const dataset& data, const column_request& asked) {
   column_options options;
-  options.rows = rows;
+  options.rows = asked.rows;
   const column_data column = [&] {
     try {
-      return data.column(channel, options);
+      return data.column(asked.channel, options);
     } catch (...) {
       session.set_ledger(data.ledger());
       throw;
     }
   }();
   session.set_ledger(column.ledger);
-  session.add_to_closing("column", {{"channel", column.channel},
-                                    {"kind", name_of(column.layout.kind)},
-                                    {"element", name_of(column.layout.element)},
-                                    {"shape", column.layout.item_shape},
-                                    {"ragged", column.is_ragged()},
-                                    {"rows", column.size()}});
+  const std::size_t printed = std::min(column.size(), asked.most_rows.value_or(column.size()));
+  json closing = {{"channel", column.channel},
+                  {"kind", name_of(column.layout.kind)},
+                  {"element", name_of(column.layout.element)},
+                  {"shape", column.layout.item_shape},
+                  {"ragged", column.is_ragged()},
+                  {"rows", column.size()},
+                  {"printed", printed}};
+  if (column.layout.kind == value_kind::spectrum)
+    closing["axis"] = {{"start", number(column.start)},
+                       {"increment", number(column.increment)},
+                       {"changes", !column.axes.empty()}};
+  session.add_to_closing("column", std::move(closing));
   session.hide_progress();
   const channel_facts facts = facts_of_channel(data, column);
   const column_rows_summary summary(column, facts);
-  table_printer table(column, facts, session.out());
+  table_printer table(column, facts, asked.contents, session.out());
   if (session.form() == print_form::table) table.print_heading();
-  for (std::size_t row = 0; row < column.size(); ++row) {
+  for (std::size_t row = 0; row < printed; ++row) {
     if (session.form() == print_form::table)
       table.print(row);
     else
-      session.out().print(json_line(row_object(column, summary, row)));
+      session.out().print(json_line(row_object(column, summary, asked.contents, row)));
     check_for_interrupt();
   }
 }

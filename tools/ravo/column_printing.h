@@ -2,15 +2,29 @@
 #ifndef RAVO_TOOL_COLUMN_PRINTING_H
 #define RAVO_TOOL_COLUMN_PRINTING_H
 
+#include <cstddef>
+#include <optional>
 #include <string>
 
 #include "dataset_session.h"
 
 namespace ravo::tool {
 
-/// Reads the column and prints it in the form of the session.
-void print_column(dataset_session& session, const dataset& data, const std::string& channel,
-                  column_rows rows);
+/// What is printed of a row.
+enum class row_contents {
+  summary,  ///< count, mean, least and greatest of its numbers
+  numbers,  ///< all of them
+};
+
+struct column_request {
+  std::string channel;
+  column_rows rows = column_rows::recorded;
+  row_contents contents = row_contents::summary;
+  std::optional<std::size_t> most_rows;
+};
+
+/// Reads the column and prints it, or its first rows, in the form of the session.
+void print_column(dataset_session& session, const dataset& data, const column_request& asked);
 
 }  // namespace ravo::tool
 

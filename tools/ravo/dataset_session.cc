@@ -67,6 +67,26 @@ void check_that_files_are_there(const selection& wanted) {
   }
 }
 
+std::string absolute(const std::string& path) {
+  std::error_code error;
+  const fs::path whole = fs::absolute(path, error);
+  return error ? path : whole.lexically_normal().string();
+}
+
+// The selection as it reads elsewhere too: a relative path would mean something else there.
+selection independent_of_the_directory(selection printed) {
+  for (std::string& path : printed.files) path = absolute(path);
+  if (!printed.catalogue.empty()) printed.catalogue = absolute(printed.catalogue);
+  std::string folders;
+  for (std::size_t at = 0; at < printed.data.size();) {
+    const std::size_t end = std::min(printed.data.find(':', at), printed.data.size());
+    if (end > at) folders += (folders.empty() ? "" : ":") + absolute(printed.data.substr(at, end - at));
+    at = end + 1;
+  }
+  printed.data = folders;
+  return printed;
+}
+
 // By time, a tolerance that reaches the next event would make one of two: half the distance of events, as
 // the first sound file has them, when that is less than the usual tolerance.
 time_stamp suitable_tolerance(const std::vector<std::string>& files, const time_stamp& usual) {
@@ -87,9 +107,22 @@ time_stamp suitable_tolerance(const std::vector<std::string>& files, const time_
 
 }  // namespace
 
-dataset_session::dataset_session(const asked_selection& asked, const limit_arguments& limits,
-                                 print_form form, std::string what, output& out)
-    : wanted_(asked.wanted), opened_(asked.wanted), form_(form), out_(out), bar_(std::move(what)) {
+void add_dataset_options(CLI::App& command, dataset_arguments& arguments, const char* json_help) {
+  add_selection_options(command, arguments.what);
+  command.add_flag("--json", arguments.json, json_help);
+  add_limit_options(command, arguments.limits);
+}
+
+dataset_session::dataset_session(const asked_selection& asked, const dataset_arguments& arguments,
+                                 std::string doing, output& out)
+    : wanted_(asked.wanted),
+      opened_(asked.wanted),
+      form_(arguments.form()),
+      out_(out),
+      bar_(std::move(doing)) {
+  const limit_arguments& limits = arguments.limits;
+  if (wanted_.max_age && wanted_.slow == slow_policy::none)
+    throw usage_failure("--max-age says how old a held value may be: it needs --slow hold or nearest");
   if (limits.is_strict) options_.damage = damage_policy::strict();
   if (limits.largest_missing_share)
     options_.damage.largest_missing_share = share_option("--max-missing", *limits.largest_missing_share);
@@ -176,7 +209,7 @@ void dataset_session::read_events(dataset& data, const event_options& options,
 }
 
 void dataset_session::close(const char* end) {
-  const std::string text = wanted_.to_text();
+  const std::string text = independent_of_the_directory(wanted_).to_text();
   if (form_ == print_form::table) {
     out_.flush();
     fmt::print(stderr, "selection: {}\n", text);

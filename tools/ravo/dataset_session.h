@@ -18,11 +18,24 @@
 
 namespace ravo::tool {
 
+/// What every verb of the dataset layer is asked.
+struct dataset_arguments {
+  selection_arguments what;
+  limit_arguments limits;
+  bool json = false;
+  print_form form() const { return json ? print_form::lines : print_form::table; }
+};
+
+/// Declares the options of these arguments; `json_help` says what --json prints. `arguments` has to live as
+/// long as the command.
+void add_dataset_options(CLI::App& command, dataset_arguments& arguments, const char* json_help);
+
 class dataset_session {
  public:
-  /// `what` stands before the progress bar. Throws data_failure for a file that is not there.
-  dataset_session(const asked_selection& asked, const limit_arguments& limits, print_form form,
-                  std::string what, output& out);
+  /// `doing` stands before the progress bar. Throws data_failure for a file that is not there,
+  /// usage_failure for a selection that makes no sense.
+  dataset_session(const asked_selection& asked, const dataset_arguments& arguments, std::string doing,
+                  output& out);
 
   /// Opens the dataset and does the work with it. However that ends, the closing follows: on standard
   /// error for people, as a last JSON object on standard output for machines. Throws what failure.h

@@ -15,10 +15,7 @@
 namespace ravo::tool {
 namespace {
 
-struct options {
-  selection_arguments what;
-  limit_arguments limits;
-  bool json = false;
+struct options : dataset_arguments {
   bool classic = false;
 };
 
@@ -54,9 +51,8 @@ void digest_by_reader(const options& asked, const selection& wanted, print_form 
 
 void run(const options& asked, output& out) {
   const asked_selection what = selection_of(asked.what);
-  const print_form form = asked.json ? print_form::lines : print_form::table;
-  if (asked.classic) return digest_by_reader(asked, what.wanted, form, out);
-  dataset_session session(what, asked.limits, form, "reading", out);
+  if (asked.classic) return digest_by_reader(asked, what.wanted, asked.form(), out);
+  dataset_session session(what, asked, "reading", out);
   session.run([&](dataset& data) {
     session.expect_rounds(data.channels().size());
     const auto digests = [&] {
@@ -69,7 +65,7 @@ void run(const options& asked, output& out) {
     }();
     session.set_ledger(data.ledger());
     session.hide_progress();
-    print(digests, form, out);
+    print(digests, asked.form(), out);
   });
 }
 
@@ -79,9 +75,7 @@ verb digest_verb(CLI::App& tool) {
   CLI::App* command =
       tool.add_subcommand("digest", "A fingerprint of each channel, to compare readings by");
   const auto asked = std::make_shared<options>();
-  add_selection_options(*command, asked->what);
-  add_limit_options(*command, asked->limits);
-  command->add_flag("--json", asked->json, "One JSON object a channel, and a last one with the ledger");
+  add_dataset_options(*command, *asked, "One JSON object a channel, and a last one with the ledger");
   command
       ->add_flag("--classic", asked->classic,
                  "Of what the reader delivers instead of the dataset layer: the same for sound files")

@@ -12,12 +12,6 @@
 namespace ravo::tool {
 namespace {
 
-struct options {
-  selection_arguments what;
-  limit_arguments limits;
-  bool json = false;
-};
-
 std::uint64_t values_of(const ravo::read_plan& plan) {
   std::uint64_t values = 0;
   for (const channel_plan& one : plan.channels) values += one.values;
@@ -59,9 +53,8 @@ void print_lines(const ravo::read_plan& plan, dataset_session& session) {
                                   {"seconds", plan.seconds}});
 }
 
-void run(const options& asked, output& out) {
-  dataset_session session(selection_of(asked.what), asked.limits,
-                          asked.json ? print_form::lines : print_form::table, "planning", out);
+void run(const dataset_arguments& asked, output& out) {
+  dataset_session session(selection_of(asked.what), asked, "planning", out);
   session.run([&](dataset& data) {
     const ravo::read_plan plan = data.plan();
     if (asked.json)
@@ -75,10 +68,8 @@ void run(const options& asked, output& out) {
 
 verb plan_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("plan", "What reading a selection would take, before it is read");
-  const auto asked = std::make_shared<options>();
-  add_selection_options(*command, asked->what);
-  add_limit_options(*command, asked->limits);
-  command->add_flag("--json", asked->json, "One JSON object a channel, and a last one with the sums");
+  const auto asked = std::make_shared<dataset_arguments>();
+  add_dataset_options(*command, *asked, "One JSON object a channel, and a last one with the sums");
   command->footer(std::string(R"(Examples:
   ravo plan demo
   ravo plan demo -c 'LINAC/BPM/*' --from 2025-03-01T08:00:05 --step 10
@@ -87,7 +78,8 @@ verb plan_verb(CLI::App& tool) {
 
 Tables of the files are read, and the heads of some blocks; nothing is decoded. Without --channel it is all
 channels. Memory never goes beyond --memory, and the time is an estimate for this machine's processors with
-the files at hand. With --strict, a file that cannot be read makes exit code 1; else it is left out, and told.
+the files at hand. With --strict or --max-missing, a file that cannot be read makes exit code 1; else it is
+left out, and told.
 
 )") + selection_help +
                   "\n" + time_help);

@@ -15,20 +15,16 @@
 namespace ravo::tool {
 namespace {
 
-struct options {
-  selection_arguments what;
-  limit_arguments limits;
-  std::uint64_t limit = 0;
+struct options : dataset_arguments {
+  std::uint64_t limit = 0;  // 0: none
   std::optional<std::string> column;
   bool every_event = false;
-  bool json = false;
+  bool all_numbers = false;
   bool checksum = false;
   bool classic = false;
   bool explain = false;
   int debug = 0;
 };
-
-print_form form_of(const options& asked) { return asked.json ? print_form::lines : print_form::table; }
 
 // `read` shows what a slow channel told last, unless a selection's text says what it is to have.
 asked_selection what_to_read(const options& asked) {
@@ -46,7 +42,7 @@ void check_ways(const options& asked) {
   if (asked.classic && asked.column) refuse("--column is not for --classic");
   if (asked.every_event && !asked.column) refuse("--every-event is for --column");
   if (asked.checksum && asked.column) refuse("--checksum is for events, not for --column");
-  if (asked.limit != 0 && asked.column) refuse("--limit is for events, not for --column");
+  if (asked.all_numbers && !asked.column) refuse("--values is for --column");
 }
 
 void tell_of_no_event(output& out) {
@@ -66,11 +62,13 @@ void read_by_reader(const options& asked, const selection& wanted, output& out) 
 }
 
 void read_by_dataset(const options& asked, const asked_selection& what, output& out) {
-  dataset_session session(what, asked.limits, form_of(asked), "reading", out);
+  dataset_session session(what, asked, "reading", out);
   session.run([&](dataset& data) {
     if (asked.column)
-      return print_column(session, data, *asked.column,
-                          asked.every_event ? column_rows::events : column_rows::recorded);
+      return print_column(session, data,
+                          {*asked.column, asked.every_event ? column_rows::events : column_rows::recorded,
+                           asked.all_numbers ? row_contents::numbers : row_contents::summary,
+                           asked.limit == 0 ? std::nullopt : std::optional<std::size_t>(asked.limit)});
     event_options slice;
     if (asked.limit != 0) slice.count = asked.limit;
     dataset_events printable(data);
@@ -86,7 +84,7 @@ void read_by_dataset(const options& asked, const asked_selection& what, output& 
 void run(const options& asked, output& out) {
   check_ways(asked);
   const asked_selection what = what_to_read(asked);
-  if (asked.explain) return explain_files(what.wanted, asked.debug, form_of(asked), out);
+  if (asked.explain) return explain_files(what.wanted, asked.debug, asked.form(), out);
   if (asked.classic) return read_by_reader(asked, what.wanted, out);
   read_by_dataset(asked, what, out);
 }
@@ -97,11 +95,12 @@ verb read_verb(CLI::App& tool) {
   CLI::App* command =
       tool.add_subcommand("read", "Read channels of raw files, event by event or as a column");
   const auto asked = std::make_shared<options>();
-  add_selection_options(*command, asked->what);
+  add_dataset_options(*command, *asked, "One JSON object an event, or row, and a last one with the ledger");
   command->add_flag("--explain", asked->explain, "Do not read: say which files would be, and why")
       ->group("Files by run or period")
       ->each([asked](const std::string&) { asked->what.request_option = "--explain"; });
-  command->add_option("--limit", asked->limit, "Stop after so many events")
+  command
+      ->add_option("--limit", asked->limit, "Stop after so many events, or rows of a column; 0: no limit")
       ->type_name("N")
       ->group("Window")
       ->check(not_negative());
@@ -109,10 +108,10 @@ verb read_verb(CLI::App& tool) {
       ->type_name("CHANNEL");
   command->add_flag("--every-event", asked->every_event,
                     "Of a column: a row also for events that the channel has no value of");
-  command->add_flag("--json", asked->json, "One JSON object an event, and a last one with the ledger");
+  command->add_flag("--values", asked->all_numbers,
+                    "Of a column: all numbers of each row, not their summary");
   command->add_flag("--checksum", asked->checksum,
                     "Also length and CRC-32 of each block's data in host order");
-  add_limit_options(*command, asked->limits);
   command->add_flag("--classic", asked->classic, "Read with the reader instead of the dataset layer")
       ->group("Reader");
   command
@@ -126,6 +125,7 @@ verb read_verb(CLI::App& tool) {
   ravo read demo/*.raw -c LINAC/RF/001:1 --from 2025-03-01T08:00:05 --to 2025-03-01T08:00:06.5
   ravo read 'file=demo chan=LINAC/BPM/*,LINAC/MAGNET/001 slow=hold max_age=2s step=10'
   ravo read demo --column LINAC/ENERGY/001
+  ravo read demo --column LINAC/BPM/001:0 --values --limit 10 --json
   ravo read demo -c 'LINAC/*' --json --checksum | jq .event
   ravo read linac/main run=1207 catalog=cat chan=LINAC/BPM/001 --strict
   ravo read --experiment linac --stream main --run 1207 --catalog cat -c LINAC/BPM/001

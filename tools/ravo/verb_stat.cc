@@ -14,12 +14,6 @@
 namespace ravo::tool {
 namespace {
 
-struct options {
-  selection_arguments what;
-  limit_arguments limits;
-  bool json = false;
-};
-
 double ratio_of(const channel_statistics& one, std::uint64_t stored) {
   return stored == 0 ? 0 : static_cast<double>(one.decoded_bytes()) / static_cast<double>(stored);
 }
@@ -57,7 +51,13 @@ void print_row(const channel_statistics& one, std::uint64_t stored, std::size_t 
                               rate ? fmt::format("{:.3g} Hz", *rate) : "-", gaps_text(one),
                               format_size(stored), format_size(one.decoded_bytes()),
                               stored ? fmt::format("{:.2f}", ratio_of(one, stored)) : "-", "");
-  if (one.numbers().empty()) return out.print_line(head);
+  if (one.without_numbers() > 0) {
+    out.print_line(head + fmt::format("{} value{} without numbers: no pictures, or unknown data",
+                                      one.without_numbers(), one.without_numbers() == 1 ? "" : "s"));
+    head.assign(head.size(), ' ');
+  } else if (one.numbers().empty()) {
+    return out.print_line(head);
+  }
   const int only = one.channel().member;
   for (std::size_t i = 0; i < one.numbers().size(); ++i) {
     const std::size_t member = only >= 0 ? static_cast<std::size_t>(only) : i;
@@ -97,6 +97,7 @@ json row_object(const channel_statistics& one, std::uint64_t stored) {
   object["decoded_bytes"] = one.decoded_bytes();
   object["ratio"] = stored ? json(ratio_of(one, stored)) : json();
   object["units"] = one.channel().units;
+  object["without_numbers"] = one.without_numbers();
   object["values"] = json::array();
   for (const number_summary& numbers : one.numbers()) object["values"].push_back(numbers_object(numbers));
   return object;
@@ -115,9 +116,8 @@ void print(const std::vector<channel_statistics>& all, const ravo::read_plan& pl
       session.out().print(json_line(row_object(all[i], plan.channels[i].stored_bytes)));
 }
 
-void run(const options& asked, output& out) {
-  dataset_session session(selection_of(asked.what), asked.limits,
-                          asked.json ? print_form::lines : print_form::table, "reading", out);
+void run(const dataset_arguments& asked, output& out) {
+  dataset_session session(selection_of(asked.what), asked, "reading", out);
   session.run([&](dataset& data) {
     const ravo::read_plan plan = data.plan();
     std::vector<channel_statistics> all;
@@ -138,10 +138,8 @@ void run(const options& asked, output& out) {
 verb stat_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand(
       "stat", "What channels hold: events, rate, gaps, bytes, least, mean and greatest");
-  const auto asked = std::make_shared<options>();
-  add_selection_options(*command, asked->what);
-  add_limit_options(*command, asked->limits);
-  command->add_flag("--json", asked->json, "One JSON object a channel, and a last one with the ledger");
+  const auto asked = std::make_shared<dataset_arguments>();
+  add_dataset_options(*command, *asked, "One JSON object a channel, and a last one with the ledger");
   command->footer(std::string(R"(Examples:
   ravo stat demo
   ravo stat demo -c 'LINAC/BPM/*' --from 2025-03-01T08:00:05
@@ -152,7 +150,8 @@ Without --channel it is all channels. "events" are those that have a value of th
 of these values did not come out; "rate" is theirs. A gap is where the next value is farther away than one and
 a half times the usual (median) distance of event numbers; in brackets, how many events that leaves out. Bytes
 are those of the blocks as they are stored, and of their data when decoded; "ratio" is the second by the
-first. Least, mean and greatest are of all finite numbers in all values, member by member.
+first. Least, mean and greatest are of all finite numbers in all values, member by member; values without
+numbers, such as compressed frames, are told.
 
 )") + selection_help +
                   "\n" + time_help);

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "key_lines.h"
 #include "tool_run.h"
 
@@ -100,6 +102,40 @@ TEST_P(Column, OfASlowChannelTellsItsOwnTimes) {
   }
 }
 
+// Members one behind the other, each with its numbers.
+TEST_P(Column, HasAllNumbersWhenThatIsAskedFor) {
+  const auto key = key_of(data, "LINAC/BPM/001");
+  const process_result result = column("LINAC/BPM/001", {"--values", "--json", "--limit", "7"});
+  const std::vector<json> rows = event_lines(result.out);
+  ASSERT_EQ(rows.size(), 7u);
+  for (const json& row : rows) {
+    const json expected = key.at(row.at("event")).at("members");
+    for (std::size_t i = 0; i < 3; ++i) {
+      const std::vector<double> values = row.at("members")[i].at("values");
+      EXPECT_EQ(values.size(), expected[i].at("count"));
+      double sum = 0;
+      for (const double value : values) sum += value;
+      EXPECT_DOUBLE_EQ(sum / static_cast<double>(values.size()), expected[i].at("mean"));
+      EXPECT_EQ(*std::min_element(values.begin(), values.end()), expected[i].at("min"));
+    }
+  }
+  const json closing = closing_of(result.out).at("column");
+  EXPECT_EQ(closing.at("rows"), key.size());
+  EXPECT_EQ(closing.at("printed"), 7);
+  EXPECT_EQ(closing.at("axis").at("changes"), false);
+  const process_result table = column("LINAC/BPM/001:1", {"--values", "--limit", "2"});
+  EXPECT_THAT(table.out, testing::ContainsRegex("Z  ok +-?[0-9.]+( -?[0-9.]+)+\n"));
+  EXPECT_EQ(std::count(table.out.begin(), table.out.end(), '\n'), 3);  // the heading, and a line each
+  EXPECT_EQ(event_lines(column("LINAC/BPM/001", {"--json", "--limit", "0"}).out).size(), key.size());
+}
+
+TEST_P(Column, OfPicturesHasTheirPixels) {
+  const process_result result = column("LINAC/CAMERA_EXT/001", {"--values", "--json", "--limit", "1"});
+  const json shape = closing_of(result.out).at("column").at("shape");
+  const json row = event_lines(result.out).at(0);
+  EXPECT_EQ(row.at("values").size(), shape.at(0).get<std::size_t>() * shape.at(1).get<std::size_t>());
+}
+
 TEST_P(Column, OfTextsHasTheTexts) {
   EXPECT_EQ(rows("LINAC/MESSAGE/001").at(0).at("text"), "feedback active");
 }
@@ -148,7 +184,7 @@ TEST(ColumnOptions, ThatAreForEventsAreRefused) {
   const std::string file = demo().files[0];
   const std::vector<std::pair<std::vector<std::string>, const char*>> lines = {
       {{"--column", "X", "--checksum"}, "--checksum is for events, not for --column"},
-      {{"--column", "X", "--limit", "3"}, "--limit is for events, not for --column"},
+      {{"-c", "X", "--values"}, "--values is for --column"},
       {{"-c", "X", "--every-event"}, "--every-event is for --column"},
       {{"-c", "X", "--debug", "1"}, "--debug is for --classic"}};
   for (const auto& [added, message] : lines) {

@@ -137,6 +137,26 @@ TEST_P(Selection, IsToldToPeopleBehindTheEventsWithTheLedger) {
                             "ledger: 2 values expected = 2 delivered + 0 missing\n");
 }
 
+// Read in another directory, a relative path would be another file.
+TEST_P(Selection, IsPrintedWithPathsThatHoldAnywhere) {
+  const auto run = [&](const std::string& arguments) {
+    return run_process({"/bin/sh", "-c",
+                        "cd '" + data.folder.path().parent_path().string() +
+                            "' && RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME=1 '" RAVO_TOOL "' " + arguments});
+  };
+  const std::string name = data.folder.path().filename().string();
+  const std::string all = " chan=LINAC/BPM/001 event=1000007";
+  EXPECT_THAT(run("read 'file=" + name + all + "'").err,
+              StartsWith("selection: linac/main file=" + folder + all + "\n"));
+  EXPECT_THAT(run("read ./" + name + "/../" + name + " -c LINAC/BPM/001 --slow none").err,
+              StartsWith("selection: linac/main file=" + folder + " chan=LINAC/BPM/001\n"));
+  const process_result by_run = run("plan --json 'run=1 catalog=none data=" + name + ":other" + all + "'");
+  EXPECT_EQ(by_run.exit_code, 0) << by_run.err;
+  const std::string parent = data.folder.path().parent_path().string();
+  EXPECT_EQ(closing_of(by_run.out).at("selection"),
+            "linac/main run=1 catalog=" + parent + "/none data=" + folder + ":" + parent + "/other" + all);
+}
+
 TEST_P(Selection, OfARunIsFoundInTheCatalogue) {
   const temporary_folder catalogue;
   const std::vector<std::string> at_once = {"/usr/bin/env", "RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME=1",
@@ -255,6 +275,14 @@ TEST_P(WrongSelection, IsOneThatEndsBeforeItBegins) {
   EXPECT_EQ(result.exit_code, 2);
   EXPECT_EQ(result.err,
             "ravo: --from 1970-01-01T00:00:20.000000Z is after --to 1970-01-01T00:00:10.000000Z\n");
+}
+
+TEST_P(WrongSelection, IsOneWithAnAgeOfValuesThatAreNotHeld) {
+  const process_result result = run({"file=" + folder + " chan=LINAC/BPM/001 max_age=2s"});
+  EXPECT_EQ(result.exit_code, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err,
+            "ravo: --max-age says how old a held value may be: it needs --slow hold or nearest\n");
 }
 
 TEST_P(WrongSelection, OfNoEventsIsNoFailure) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "handmade_file.h"
 #include "key_lines.h"
 #include "tool_run.h"
 
@@ -172,6 +173,39 @@ TEST_P(Stat, IsATableForPeople) {
   EXPECT_EQ(result.err, "selection: linac/main file=" + folder +
                             " chan=LINAC/BPM/001,LINAC/TOROID/SPARE\n"
                             "ledger: 80 values expected = 80 delivered + 0 missing\n");
+}
+
+// Two frames of four, the second of which is compressed and the fourth cut off.
+TEST(StatOfFrames, TellsThoseThatAreNoPictures) {
+  const temporary_folder folder;
+  handmade_file file;
+  handmade_channel camera("CAMERA");
+  for (std::uint32_t i = 0; i < 4; ++i) {
+    file.events.push_back({i + 1, 1700000000, i * 100000, RAVO_EV_NORMAL});
+    handmade_block block;
+    block.event = i;
+    block.dtype = RAVO_BLOCK_IMAGE;
+    for (const int word : {2, 2, 1, i == 1 ? 1 : 0, 0, 0, i == 3 ? 3 : 4}) block.payload.i32(word);
+    block.payload.i32(0x05050505);
+    camera.blocks.push_back(block);
+  }
+  file.channels = {camera};
+  const std::string path = folder.write("a.raw", file.build().vector());
+  const json row = event_lines(run_tool({"stat", path, "--json"}).out).at(0);
+  EXPECT_EQ(row.at("events"), 4);
+  EXPECT_EQ(row.at("missing"), 0);
+  EXPECT_EQ(row.at("without_numbers"), 2);
+  EXPECT_EQ(row.at("values").at(0).at("count"), 8);
+  EXPECT_EQ(row.at("values").at(0).at("mean"), 5);
+  EXPECT_THAT(run_tool({"stat", path}).out,
+              testing::HasSubstr("2 values without numbers: no pictures, or unknown data\n"));
+  EXPECT_THAT(run_tool({"read", path, "-c", "CAMERA"}).out,
+              testing::HasSubstr("4 bytes from the camera that are no picture\n"));
+  const json second = event_lines(run_tool({"read", path, "-c", "CAMERA", "--json"}).out).at(1);
+  EXPECT_EQ(second.at("channels").at(0).at("camera_bytes"), 4);
+  EXPECT_FALSE(second.at("channels").at(0).contains("image"));
+  const process_result column = run_tool({"read", path, "--column", "CAMERA", "--json"});
+  EXPECT_EQ(event_lines(column.out).at(1).at("value_status"), "type_changed");
 }
 
 }  // namespace
