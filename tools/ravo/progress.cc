@@ -11,13 +11,16 @@
 namespace ravo::tool {
 
 progress_bar::progress_bar(std::string what)
-    : what_(std::move(what)), terminal_(isatty(STDERR_FILENO) == 1) {}
+    : progress_bar(std::move(what), isatty(STDERR_FILENO) == 1 ? stderr : nullptr, &clock::now) {}
+
+progress_bar::progress_bar(std::string what, std::FILE* terminal, std::function<clock::time_point()> now)
+    : what_(std::move(what)), terminal_(terminal), now_(std::move(now)) {}
 
 progress_bar::~progress_bar() { hide(); }
 
 void progress_bar::show(double done) {
-  if (!terminal_) return;
-  const clock::time_point now = clock::now();
+  if (terminal_ == nullptr) return;
+  const clock::time_point now = now_();
   if (now < next_) return;
   next_ = now + std::chrono::milliseconds(100);
   constexpr int width = 30;
@@ -28,16 +31,16 @@ void progress_bar::show(double done) {
     const double spent = std::chrono::duration<double, std::micro>(now - start_).count();
     left = ", " + format_span(spent * (1.0 - part) / part) + " left";
   }
-  fmt::print(stderr, "\r{} [{:#<{}}{:.<{}}] {:3.0f} %{}\033[K", what_, "", filled, "", width - filled,
+  fmt::print(terminal_, "\r{} [{:#<{}}{:.<{}}] {:3.0f} %{}\033[K", what_, "", filled, "", width - filled,
              part * 100.0, left);
-  std::fflush(stderr);
+  std::fflush(terminal_);
   visible_ = true;
 }
 
 void progress_bar::hide() {
   if (!visible_) return;
-  std::fputs("\r\033[K", stderr);
-  std::fflush(stderr);
+  std::fputs("\r\033[K", terminal_);
+  std::fflush(terminal_);
   visible_ = false;
 }
 

@@ -3,33 +3,38 @@
 #define RAVO_TOOL_PROGRESS_H
 
 #include <chrono>
+#include <cstdio>
+#include <functional>
 #include <string>
 
 namespace ravo::tool {
 
 class progress_bar {
  public:
-  /// `what` stands before the bar.
+  using clock = std::chrono::steady_clock;
+
+  /// `what` stands before the bar. There is none where standard error is no terminal.
   explicit progress_bar(std::string what);
+  /// The same on a given terminal and by another clock. Null: there is no terminal.
+  progress_bar(std::string what, std::FILE* terminal, std::function<clock::time_point()> now);
   /// Wipes the bar away.
   ~progress_bar();
   progress_bar(const progress_bar&) = delete;
   progress_bar& operator=(const progress_bar&) = delete;
 
   /// Whether there is a terminal that the bar can be shown on.
-  bool is_on_terminal() const { return terminal_; }
+  bool is_on_terminal() const { return terminal_ != nullptr; }
   /// Shows how much is done, 0 to 1, at most ten times a second.
   void show(double done);
   /// Wipes the bar away, before something else is printed to the same terminal.
   void hide();
 
  private:
-  using clock = std::chrono::steady_clock;
-
   std::string what_;
-  bool terminal_;
+  std::FILE* terminal_;
+  std::function<clock::time_point()> now_;
   bool visible_ = false;
-  clock::time_point start_ = clock::now();
+  clock::time_point start_ = now_();
   clock::time_point next_ = start_ + std::chrono::seconds(1);
 };
 

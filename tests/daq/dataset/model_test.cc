@@ -154,6 +154,52 @@ TYPED_TEST(Generated, SetsAreReadAsTheSlicerReadsThem) {
   EXPECT_GT(passed_over, 0u);
 }
 
+// At some damage the readers' workers end, and what they would have decoded is gone with them. What they do
+// hand over the dataset layer has too, and where they have nothing it has a value that was put in, or says
+// why there is none.
+TYPED_TEST(Generated, DamagedSetsHoldWhatTheSlicerReadsOfThemOrSayWhyNot) {
+  std::size_t equal = 0, more = 0, told = 0;
+  for (unsigned seed = 1; seed <= sets_to_try(60); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    generator random(seed + 2000);
+    const temporary_folder folder;
+    const generated all = random.make<TypeParam>(folder, true, harms::all);
+    if (all.has_empty_file) continue;
+    std::vector<std::string> channels;
+    std::vector<std::size_t> position;  // among all channels of the set
+    for (std::size_t i = 0; i < all.channels.size(); ++i)
+      if (!all.values[i].empty()) {
+        channels.push_back(all.channels[i]);
+        position.push_back(i);
+      }
+    if (channels.empty()) continue;
+    std::map<std::pair<std::uint32_t, std::size_t>, std::vector<std::byte>> classic;
+    for (const classic_event& one :
+         read_classic(generation_of<TypeParam>, all.files, channels, RAVO_DAQ_SLICER_SYNCH_MODE_EVID))
+      for (const auto& [channel, seen] : one) classic[{seen.id.event_number, channel}] = seen.bytes;
+    const dataset data = dataset::open(of_files(all.files, channels));
+    for (event_range events = data.events(); const event& one : events)
+      for (std::size_t channel = 0; channel < channels.size(); ++channel) {
+        const value seen = one[channel];
+        const auto theirs = classic.find({one.number(), channel});
+        const put_in* const put = all.at(position[channel], milliseconds(one.time()));
+        ASSERT_EQ(seen.status(), put == nullptr ? value_status::not_recorded : status_of(put->done));
+        if (theirs == classic.end()) {
+          ++(is_missing(seen.status()) ? told : more);
+          continue;
+        }
+        ASSERT_EQ(seen.status(), value_status::ok);
+        ASSERT_TRUE(std::ranges::equal(seen.bytes(), theirs->second));
+        classic.erase(theirs);
+        ++equal;
+      }
+    ASSERT_TRUE(classic.empty());
+  }
+  EXPECT_GT(equal, 500u);
+  EXPECT_GT(more, 0u);
+  EXPECT_GT(told, 50u);
+}
+
 TEST(Streams, OfTheSameTimeAreOneSegment) {
   // Two streams with a channel each and the same events; their times differ by some milliseconds.
   const temporary_folder folder;
