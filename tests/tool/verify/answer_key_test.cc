@@ -74,8 +74,9 @@ TEST_P(Damage, IsFoundAndNothingElse) {
 }
 
 bool is_in_the_data(const std::string& line) {
-  for (const char* kind : {" block.inflate ", " block.convert ", " block.original_length ",
-                           " channel.shifted ", " environment.index ", " channel.time_back "})
+  for (const char* kind :
+       {" block.inflate ", " block.convert ", " block.original_length ", " channel.shifted ",
+        " environment.index ", " channel.time_back ", " channel.frozen "})
     if (line.find(kind) != std::string::npos) return true;
   return false;
 }

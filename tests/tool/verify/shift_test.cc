@@ -73,6 +73,23 @@ TEST(Shift, IsSeenInTheNumbersOfFrames) {
   EXPECT_THAT(check(stamps), ElementsAre("- channel.shifted C 4 400 x1"));
 }
 
+TEST(Shift, IsSeenWhereHalfOfTheNumbersAreOff) {
+  auto stamps = good_stamps();
+  for (stamp& one : stamps) one.frame = 0;
+  for (std::size_t i = 1; i < 10; i += 2) stamps[i].frame = -1;
+  EXPECT_THAT(check(stamps), ElementsAre("- channel.shifted C 2 200 x5"));
+  for (std::size_t i = 2; i < 10; i += 4) stamps[i].frame = 1;
+  stamps[9].frame = 2;  // four of ten are off by -1, three are not, and three by something else
+  EXPECT_THAT(check(stamps), ElementsAre("- channel.shifted C 1 100 x6"));
+}
+
+TEST(Shift, IsNotSeenInNumbersThatAgreeByAccident) {
+  auto stamps = good_stamps();
+  for (std::size_t i = 0; i < 10; ++i) stamps[i].frame = static_cast<std::int64_t>(i);
+  stamps[1].frame = stamps[2].frame = 0;  // three of ten
+  EXPECT_THAT(check(stamps), IsEmpty());
+}
+
 TEST(Shift, NeedsAClockAndASpacingToBeSeenInTimes) {
   auto stamps = good_stamps();
   for (stamp& one : stamps) one.delay.reset();

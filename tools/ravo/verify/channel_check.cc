@@ -17,6 +17,7 @@
 #include "ravo_evutl_status.h"
 #include "ravo_payload.h"
 #include "verify/block_places.h"
+#include "verify/frames.h"
 #include "verify/instants.h"
 #include "verify/limits.h"
 
@@ -408,7 +409,7 @@ class channel_checker {
   bool judge(const decode_result<G>& result, const block_head& head) {
     switch (result.outcome) {
       case decode_outcome::decoded:
-        take_frame(*result.block);
+        take_frame(*result.block, head.offset);
         return true;
       case decode_outcome::outside:
         return wrong(finding_kind::block_length, head.offset, "it is too short");
@@ -456,15 +457,13 @@ class channel_checker {
     });
   }
 
-  void take_frame(const subhead& block) {
-    const auto length = static_cast<std::size_t>(block.ldata) - head_size;
+  void take_frame(const subhead& block, std::uint64_t offset) {
     const auto* data = reinterpret_cast<const unsigned char*>(&block + 1);
-    std::uint32_t event = 0;
-    if (block.dtype == RAVO_BLOCK_IMAGE && length >= sizeof(ravo_image_frame_head))
-      std::memcpy(&event, data + offsetof(ravo_image_frame_head, event_nm), sizeof event);
-    if (block.dtype == RAVO_BLOCK_IMAGE_EXT && length >= sizeof(ravo_image_ext_frame_head))
-      std::memcpy(&event, data + offsetof(ravo_image_ext_frame_head, event), sizeof event);
-    if (event != 0) frame_ = std::int64_t{event} - std::int64_t{number_};
+    const auto found = find_frame(block.dtype, {data, static_cast<std::size_t>(block.ldata) - head_size});
+    if (!found) return;
+    if (found->event != 0) frame_ = std::int64_t{found->event} - std::int64_t{number_};
+    if (repeats_.is_repeat(found->pixels))
+      findings_.add(finding_kind::channel_frozen, {channel_.name, number_, offset}, "");
   }
 
   void check_masks() {
@@ -513,6 +512,7 @@ class channel_checker {
   std::uint64_t decoded_ = 0;
   std::uint64_t unreported_ = 0;
   int silent_blocks_ = 0;
+  frame_repeats repeats_;
   // Of the block that is being checked.
   std::uint32_t number_ = 0;
   std::uint32_t original_length_ = 0;

@@ -119,6 +119,8 @@ constexpr kind_row kinds[] = {
      "compare it with other channels before you use it together with them"},
     {channel_time_back, "channel.time_back", odd, "the times of the channel's readings go back",
      "look after the clock of its server; or events have each other's readings"},
+    {channel_frozen, "channel.frozen", odd, "a camera frame is the same as the one before, bit for bit",
+     "was the camera running? only test pictures are the same by nature"},
     {channel_absent, "channel.absent", odd, "the channel has no data in the whole run",
      "was its server running?"},
     {run_file_missing, "run.file_missing", odd, "files of the run are not among those checked",

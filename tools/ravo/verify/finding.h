@@ -80,6 +80,7 @@ enum class finding_kind {
   block_too_large,
   channel_shifted,
   channel_time_back,
+  channel_frozen,
   channel_absent,
   run_file_missing,
 };

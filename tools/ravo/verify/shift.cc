@@ -31,15 +31,24 @@ double spacing_of(const type_entry& type) {
   return std::max(0.0, median(spacings));
 }
 
-// What most of the values are; nothing when no value is that of more than half of them.
+// What most of the values are; nothing when no value is that of more than half of them, or of a quarter
+// that is no accident. Of values that are as frequent the one nearest to 0.
 std::optional<std::int64_t> most_of(std::vector<std::int64_t> values) {
-  if (values.empty()) return std::nullopt;
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  const std::int64_t candidate = *middle;
-  const auto count = static_cast<std::size_t>(std::count(values.begin(), values.end(), candidate));
-  if (2 * count <= values.size()) return std::nullopt;
-  return candidate;
+  constexpr std::size_t no_accident = 4, share = 4;
+  std::sort(values.begin(), values.end());
+  std::size_t most = 0;
+  std::int64_t found = 0;
+  for (auto begin = values.begin(); begin != values.end();) {
+    const auto end = std::upper_bound(begin, values.end(), *begin);
+    const auto count = static_cast<std::size_t>(end - begin);
+    if (count > most || (count == most && std::abs(*begin) < std::abs(found))) {
+      most = count;
+      found = *begin;
+    }
+    begin = end;
+  }
+  const bool prevails = 2 * most > values.size() || (most >= no_accident && share * most >= values.size());
+  return prevails ? std::optional(found) : std::nullopt;
 }
 
 }  // namespace

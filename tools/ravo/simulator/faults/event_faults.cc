@@ -216,6 +216,31 @@ findings shifted_frames(raw_image& image) {
            channel.events[first].block, channel.events.size() - first}};
 }
 
+// A camera that counts every second frame too little.
+findings half_shifted_frames(raw_image& image) {
+  const image_channel& channel = choose_camera(image);
+  for (std::size_t i = 1; i < channel.events.size(); i += 2)
+    image.add(number_of_frame(image, channel.events[i]), -1);
+  return {{"channel.shifted", channel.name, number_of(image, channel.events[1].event),
+           channel.events[1].block, channel.events.size() / 2}};
+}
+
+// From an event on a camera delivers the same picture, under numbers that go on.
+findings frozen_camera(raw_image& image) {
+  const image_channel& channel = choose_camera(image);
+  const std::size_t last = middle(channel.events);
+  const image_entry& seen = channel.events[last];
+  const bool is_plain = image.word(image.data_type(seen)) == plain_frame;
+  const std::uint32_t head = is_plain ? 28 : 100;
+  const std::uint32_t end = seen.block + image.word(image.length(seen));
+  for (std::size_t i = last + 1; i < channel.events.size(); ++i)
+    std::copy(image.bytes.begin() + seen.data + head, image.bytes.begin() + end,
+              image.bytes.begin() + channel.events[i].data + head);
+  const image_entry& first = channel.events[last + 1];
+  return {{"channel.frozen", channel.name, number_of(image, first.event), first.block,
+           channel.events.size() - last - 1}};
+}
+
 // The blocks themselves have changed places; nothing leads elsewhere than before.
 findings swapped_frames(raw_image& image) {
   const image_channel& channel = choose_camera(image);
@@ -249,6 +274,9 @@ constexpr fault_kind kinds[] = {
     {"missing-file", "a file is not there; what follows it tells", nullptr},
     {"shifted-channel", "a server delivers what belongs to the event before", shifted_channel},
     {"shifted-frames", "a camera's frames bear the number of the event before", shifted_frames},
+    {"half-shifted-frames", "every second frame of a camera bears the number of the event before",
+     half_shifted_frames},
+    {"frozen-camera", "a camera delivers the same picture from an event on", frozen_camera},
     {"swapped-frames", "two frames of a camera have changed places", swapped_frames},
     {"absent-channel", "a channel has no data in all runs; found with --expect", nullptr},
 };

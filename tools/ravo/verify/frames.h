@@ -1,0 +1,34 @@
+// What camera frames tell of themselves: the event they were taken for, and whether one is the same as the
+// one before it, which no camera that looks at something delivers.
+#ifndef RAVO_VERIFY_FRAMES_H
+#define RAVO_VERIFY_FRAMES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace ravo::verify {
+
+struct frame {
+  std::uint32_t event;                    ///< number; 0: it has none
+  std::span<const unsigned char> pixels;  ///< empty where they are no plain picture, but compressed perhaps
+};
+
+/// The frame in a block's data as readers hand them out; nothing when the type is no camera's.
+std::optional<frame> find_frame(int dtype, std::span<const unsigned char> data);
+
+/// Looks for frames of one camera that are the same as the one before, bit for bit. Pictures with next to
+/// no different values, such as black ones, can be the same by nature.
+class frame_repeats {
+ public:
+  bool is_repeat(std::span<const unsigned char> pixels);
+
+ private:
+  std::size_t size_ = 0;
+  std::size_t hash_ = 0;
+};
+
+}  // namespace ravo::verify
+
+#endif
