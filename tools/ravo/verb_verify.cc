@@ -143,6 +143,7 @@ void check(const options& asked, const std::vector<verify::run_files>& all, veri
   for (const verify::run_files& run : all) {
     runs.begin(run.name);
     for (const verify::run_file& file : run.files) {
+      check_for_interrupt();  // also where there is nothing to report, since no file can be read
       verify::file_result result = verify::check_file(file.path, deep, threads, report);
       runs.take(result, file.number);
       sum.add(result);

@@ -1,0 +1,71 @@
+// Ctrl-C ends `ravo verify` at once and quietly, before the first file and between files. The tool is held
+// by a pipe at the moment it is interrupted in, so that nothing depends on how fast anybody is.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tool_run.h"
+
+namespace {
+
+using namespace ravo::test;
+
+std::string rest_of(int pipe) {
+  std::string text;
+  char part[4096];
+  for (ssize_t got; (got = read(pipe, part, sizeof part)) > 0;)
+    text.append(part, static_cast<std::size_t>(got));
+  return text;
+}
+
+class VerifyInterrupt : public testing::Test {
+ protected:
+  VerifyInterrupt() { EXPECT_EQ(mkfifo(pipe.c_str(), 0600), 0); }
+
+  temporary_folder folder;
+  const std::string pipe = folder.file("pipe");
+};
+
+TEST_F(VerifyInterrupt, EndsItBeforeAFileIsTold) {
+  started_process tool({RAVO_TOOL, "verify", demo().files[0], "--expect", pipe});
+  const int list = open(pipe.c_str(), O_WRONLY | O_CLOEXEC);  // waits until the tool reads it
+  ASSERT_GE(list, 0);
+  ASSERT_EQ(kill(tool.id(), SIGINT), 0);
+  const std::string channel = "NO/SUCH/CHANNEL\n";
+  ASSERT_EQ(write(list, channel.data(), channel.size()), static_cast<ssize_t>(channel.size()));
+  close(list);
+  const process_result result = tool.wait();
+  EXPECT_EQ(result.exit_code, 130);
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "");
+}
+
+TEST_F(VerifyInterrupt, EndsItBetweenFiles) {
+  // What is said of the files before the last one is more than a pipe holds: as long as nobody reads it,
+  // the tool cannot come to the last one.
+  std::vector<std::string> arguments = {"/bin/sh", "-c", "exec \"$0\" \"$@\" >'" + pipe + "'", RAVO_TOOL,
+                                        "verify"};
+  constexpr int files = 4000;
+  for (int i = 0; i < files; ++i) arguments.push_back("/nowhere/" + std::to_string(i) + ".raw");
+  arguments.push_back(demo().files[0]);
+  started_process tool(arguments);
+  const int out = open(pipe.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(out, 0);
+  char first = 0;
+  ASSERT_EQ(read(out, &first, 1), 1);
+  ASSERT_EQ(kill(tool.id(), SIGINT), 0);
+  const std::string text = rest_of(out);
+  close(out);
+  const process_result result = tool.wait();
+  EXPECT_EQ(result.exit_code, 130);
+  EXPECT_EQ(result.err, "");
+  EXPECT_THAT(text, testing::StartsWith("nowhere/0.raw: the file cannot be read "));
+  EXPECT_THAT(text, testing::Not(testing::HasSubstr("/nowhere/3999.raw")));
+  EXPECT_THAT(text, testing::Not(testing::HasSubstr("good block"))) << "no totals of half of the files";
+}
+
+}  // namespace
