@@ -107,6 +107,9 @@ class planner {
     for (const std::uint32_t event : part.selected)
       if (ordinal++ % state_.wanted.step == 0) events.push_back(event);
     plan_.events += events.size();
+    for (std::size_t i = 0; i < part.files.size(); ++i)
+      if (part.file_failed[i])
+        plan_.problems.push_back(state_.files[part.files[i]].path + ": it cannot be read any more");
     index_bytes_ = std::max<std::uint64_t>(index_bytes_, part.memory.bytes());
     for (std::size_t channel = 0; channel < part.channels.size(); ++channel) {
       const datasets::channel_track& track = part.channels[channel];

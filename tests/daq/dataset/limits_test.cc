@@ -379,6 +379,7 @@ TEST(ManyFiles, ThatAreGoneAreCountedOnlyWhereAllOfTheirValuesAreMeant) {
     EXPECT_EQ(ledger.missing(), one.is_known ? 5u : 0u);
     EXPECT_EQ(ledger.files.size(), one.is_known ? 0u : 1u);
     EXPECT_TRUE(data.ledger().is_balanced());
+    EXPECT_EQ(data.plan().problems, (std::vector<std::string>{files[0] + ": it cannot be read any more"}));
     const auto read_limited = [&] {
       event_range range = limited.events(one.slice);
       while (range.next()) continue;
