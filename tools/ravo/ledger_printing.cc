@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <set>
 
 #include "failure.h"
@@ -53,8 +54,12 @@ void print_values(const read_ledger& ledger) {
 // when they were read; each with a sentence that names it.
 std::vector<refused_file> refused_files(const read_ledger& ledger) {
   std::vector<refused_file> all;
-  for (const refused_file& file : ledger.files)
-    all.push_back({file.path, why_refused(file.path).value_or(file.path + ": " + file.problem)});
+  for (const refused_file& file : ledger.files) {
+    // Of a file that is not there the dataset knows more: who said that it should be.
+    std::error_code error;
+    const auto reason = std::filesystem::exists(file.path, error) ? why_refused(file.path) : std::nullopt;
+    all.push_back({file.path, reason.value_or(file.path + ": " + file.problem)});
+  }
   std::set<std::string> looked_into;
   for (const missing_value& one : ledger.values)
     if (one.cause == missing_cause::file_missing && looked_into.insert(one.file).second)

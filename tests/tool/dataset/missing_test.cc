@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "key_lines.h"
 #include "tool_run.h"
 
@@ -223,6 +225,44 @@ TEST(MissingFile, OfWhichThereIsNoOtherIsRefused) {
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(result.err, StartsWith("ravo: " + data.files[0] + ": not a readable raw file: "));
+}
+
+// A file of the run catalogue is not where it was, and nothing was ever recorded of two of the runs.
+TEST(MissingFile, ThatTheCatalogueListsIsTold) {
+  const temporary_folder place;
+  const std::string data = place.file("data"), catalogue = place.file("catalogue");
+  const auto run = [](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(),
+                     {"/usr/bin/env", "RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME=1", RAVO_TOOL});
+    return run_process(arguments);
+  };
+  ASSERT_EQ(run({"simulate", data, "--files", "3", "--events", "5", "--channels", "20"}).exit_code, 0);
+  ASSERT_EQ(run({"catalog", "build", data, "--into", catalogue}).exit_code, 0);
+  const std::string gone = raw_files(data).at(1);
+  std::filesystem::remove(gone);
+  const std::string reason = gone + ": the run catalogue lists it, and it is not in the data folders";
+  const std::string runs =
+      "ravo: No files are found of runs 2-3: the run catalogue has no complete files of them\n";
+  for (const std::string verb : {"read", "plan", "digest", "stat"}) {
+    const std::vector<std::string> asked = {verb,      "--run", "1-3",          "--catalog",
+                                            catalogue, "-c",    "LINAC/BPM/001"};
+    const auto with = [&](const char* more) {
+      std::vector<std::string> arguments = asked;
+      arguments.push_back(more);
+      return run(arguments);
+    };
+    const process_result table = run(asked);
+    EXPECT_EQ(table.exit_code, 0) << verb;
+    EXPECT_THAT(table.err, StartsWith(runs)) << verb;
+    EXPECT_THAT(table.err, HasSubstr("\n  left out: " + reason + "\n")) << verb;
+    const process_result lines = with("--json");
+    EXPECT_EQ(lines.err, runs) << verb;
+    const json ledger = closing_of(lines.out).at("ledger");
+    EXPECT_EQ(ledger.at("files").at(0).at("problem"), reason) << verb;
+    EXPECT_EQ(ledger.at("problems").size(), 1u) << verb;
+    EXPECT_EQ(with("--strict").exit_code, 1) << verb;
+    EXPECT_EQ(with("--max-missing=50%").exit_code, 1) << verb;
+  }
 }
 
 // ---- memory and Ctrl-C -------------------------------------------------------------------------------
