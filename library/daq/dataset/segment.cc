@@ -1,6 +1,7 @@
 #include "segment.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 #include "ravo_evutl.h"
@@ -25,6 +26,57 @@ std::optional<std::size_t> channel_track::first_after(std::uint32_t wanted) cons
   return static_cast<std::size_t>(behind - event.begin());
 }
 
+bool channel_track::may_have_lost(std::int64_t time) const {
+  const auto behind = std::upper_bound(
+      lost.begin(), lost.end(), time, [](std::int64_t one, const time_gap& gap) { return one < gap.from; });
+  return behind != lost.begin() && std::prev(behind)->to > time;
+}
+
+void find_lost(channel_track& track) {
+  if (track.unplaced.empty()) return;
+  constexpr std::int64_t limit = std::numeric_limits<std::int64_t>::max() / 4;
+  struct place {
+    std::uint32_t file, chhd;
+    bool is_lost;
+    std::int64_t time;
+    bool operator<(const place& other) const {
+      return file != other.file ? file < other.file : chhd < other.chhd;
+    }
+  };
+  std::vector<place> in_files;
+  in_files.reserve(track.entries.size() + track.unplaced.size());
+  for (const entry& one : track.entries)
+    in_files.push_back({one.file, one.chhd, false, in_microseconds(one.time)});
+  for (const entry& one : track.unplaced) in_files.push_back({one.file, one.chhd, true, limit});
+  std::sort(in_files.begin(), in_files.end());
+  // Backward the lost ones learn before which time they were, forward behind which.
+  std::int64_t next = limit;
+  for (auto one = in_files.rbegin(); one != in_files.rend(); ++one) {
+    if (one != in_files.rbegin() && std::prev(one)->file != one->file) next = limit;
+    if (one->is_lost)
+      one->time = next;
+    else
+      next = std::min(next, one->time);
+  }
+  std::int64_t last = -limit;
+  for (auto one = in_files.begin(); one != in_files.end(); ++one) {
+    if (one != in_files.begin() && std::prev(one)->file != one->file) last = -limit;
+    if (!one->is_lost)
+      last = std::max(last, one->time);
+    else if (last < one->time)
+      track.lost.push_back({last, one->time});
+  }
+  std::sort(track.lost.begin(), track.lost.end(),
+            [](const time_gap& a, const time_gap& b) { return a.from < b.from; });
+  std::size_t kept = 0;
+  for (const time_gap& gap : track.lost)
+    if (kept != 0 && gap.from <= track.lost[kept - 1].to)
+      track.lost[kept - 1].to = std::max(track.lost[kept - 1].to, gap.to);
+    else
+      track.lost[kept++] = gap;
+  track.lost.resize(kept);
+}
+
 std::size_t segment::bytes() const {
   std::size_t all = sizeof *this + events.capacity() * sizeof events[0] +
                     selected.capacity() * sizeof selected[0] +
@@ -34,7 +86,7 @@ std::size_t segment::bytes() const {
         sizeof track +
         (track.entries.capacity() + track.left_out.capacity() + track.unplaced.capacity()) * sizeof(entry) +
         (track.event.capacity() + track.left_out_event.capacity()) * sizeof(std::uint32_t) +
-        track.basket_end.capacity() * sizeof(std::uint64_t);
+        track.basket_end.capacity() * sizeof(std::uint64_t) + track.lost.capacity() * sizeof(time_gap);
   return all;
 }
 

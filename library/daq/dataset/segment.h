@@ -21,6 +21,12 @@ inline std::int64_t in_microseconds(const time_stamp& time) {
   return std::int64_t{time.timeup} * 1000000 + time.timelow;
 }
 
+/// When values may have been that cannot be read, in microseconds: from the first to before the second.
+struct time_gap {
+  std::int64_t from = 0;
+  std::int64_t to = 0;
+};
+
 /// One channel in a segment: its entries in the order of the events.
 struct channel_track {
   std::vector<entry> entries;
@@ -29,12 +35,15 @@ struct channel_track {
   std::vector<entry> left_out;  ///< of an event of which the channel had an entry already, by events
   std::vector<std::uint32_t> left_out_event;  ///< of each of these
   std::vector<entry> unplaced;                ///< without an event header: of no event
+  std::vector<time_gap> lost;                 ///< when these may have been; by time, and apart
 
   /// The entry of an event, or nothing.
   std::optional<std::size_t> at(std::uint32_t wanted) const;
   /// The last entry at or before an event, and the first one behind it.
   std::optional<std::size_t> last_until(std::uint32_t wanted) const;
   std::optional<std::size_t> first_after(std::uint32_t wanted) const;
+  /// Whether an entry that is of no event may be the last one before a time.
+  bool may_have_lost(std::int64_t time) const;
 };
 
 struct segment {
@@ -60,6 +69,10 @@ struct alignment_rule {
 
 /// -1, 0 or 1 as a is before, the same event as, or after b.
 int compare_events(const ravo_time_id& a, const ravo_time_id& b, const alignment_rule& rule);
+
+/// Finds out when a channel's entries without an event header may have been: between their neighbours,
+/// since the entries of a channel follow one another in a file.
+void find_lost(channel_track& track);
 
 /// Brings the channels' entries into order and aligns them: fills `events` and the tracks' `event`. `slow`
 /// says which channels are slow: their times do not name an event that another channel has.

@@ -203,6 +203,9 @@ std::shared_ptr<const segment> timeline::load(std::size_t index) {
     }
   }
   align(*part, rule_, slow_);
+  if (wanted_.slow != slow_policy::none)
+    for (std::size_t channel = 0; channel < names_.size(); ++channel)
+      if (slow_[channel]) find_lost(part->channels[channel]);
   select(*part, index);
   const std::size_t bytes = part->bytes();
   if (bytes > part->memory.bytes())  // it is there already: nothing is waited for
@@ -275,6 +278,8 @@ std::optional<placed_entry> timeline::value_at(std::size_t index,
   constexpr std::int64_t anywhere = std::numeric_limits<std::int64_t>::max() / 4;
   const std::int64_t reach = chosen ? distance(*chosen) : anywhere;
   const bool may_be_another =
+      track.may_have_lost(now) ||
+      (chosen && chosen->part != part && chosen->part->channels[channel].may_have_lost(now)) ||
       may_miss_values(channel, now - reach, wanted_.slow == slow_policy::nearest ? now + reach : now);
   if (!chosen && may_be_another) return placed_entry{index, nullptr, 0, value_status::file_missing};
   if (!chosen) return std::nullopt;

@@ -37,12 +37,6 @@ struct placed_entry {
   const entry& in(std::size_t channel) const { return part->channels[channel].entries[index]; }
 };
 
-/// When values may lie in a file that cannot be read, in microseconds: from the first to before the second.
-struct time_gap {
-  std::int64_t from = 0;
-  std::int64_t to = 0;
-};
-
 class timeline {
  public:
   /// Ends what waits for memory with read_cancelled when `stop` says so.

@@ -135,6 +135,33 @@ TYPED_TEST(SlowValues, ThatAreNearestAreStaleWhereANearerOneMayBeMissing) {
                {10, 10, 10, 10, 10, 10}, {0, 1, 2, 3, 6, 7});
 }
 
+// Of three updates the second one's event header is none, so that nobody knows when it was: some time
+// between the two others.
+TYPED_TEST(SlowValues, AreStaleWhereOneWithoutAnEventMayBeTheLast) {
+  handmade_file_of<TypeParam> made;
+  std::vector<std::pair<std::size_t, float>> fast;
+  handmade_channel slow("SLOW");
+  slow.ev_mask = 1u << RAVO_EV_UPD;
+  for (std::uint32_t i = 0; i < 6; ++i) {
+    fast.emplace_back(made.events.size(), 1.0f);
+    made.events.push_back(event_at(i + 1, i * 1000));
+    if (i % 2 != 0) continue;
+    made.events.push_back(event_at(i + 1, i * 1000, RAVO_EV_UPD));
+    slow.blocks.push_back(
+        update_of(TypeParam{}, made.events.size() - 1, static_cast<float>(i + 1) * 10, noon));
+  }
+  made.channels = {numbers_at<TypeParam>("FAST", fast), slow};
+  bytes built = made.build();
+  // Six entries are reserved for each channel, of four words; the first word leads to the event header.
+  const std::size_t second = made.at.at("pointers") + 12 + (6 + 1) * 16;
+  built.set_u32(second, built.word(second) + 4);
+  selection what = this->wanted(slow_policy::hold);
+  what.files = {this->folder.write("one.raw", built.vector())};
+  const dataset data = dataset::open(what);
+  this->expect(data, {ok, stale, stale, stale, ok, held}, {10, 10, 10, 10, 50, 50}, {0, 1, 2, 3, 0, 1});
+  EXPECT_GT(data.ledger().of("SLOW").missing[static_cast<std::size_t>(missing_cause::no_event_header)], 0u);
+}
+
 TYPED_TEST(SlowValues, WithAnAgeButNoPolicyAreRefused) {
   selection what = this->wanted(slow_policy::none);
   what.max_age = 1000;
