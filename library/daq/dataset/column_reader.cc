@@ -27,6 +27,7 @@ column_reader::column_reader(const std::shared_ptr<dataset_state>& state, std::s
 column_layout column_reader::layout() {
   make_rows();
   find_first_item();
+  take_layout();
   return data_.layout;
 }
 
@@ -43,7 +44,9 @@ column_data column_reader::read() {
 
 void column_reader::read_all() {
   make_rows();
-  find_first_item();
+  decode_first_blocks();
+  if (!first_) find_first_item();
+  take_layout();
   make_chunks();
   if (first_ && first_->kind == value_kind::text) is_ragged_ = true;
   if (is_ragged_ && !options_.into.empty())
@@ -56,7 +59,7 @@ void column_reader::read_all() {
     is_ragged_ = is_irregular_;
   }
   if (is_ragged_) {
-    kept_first_.reset();
+    first_blocks_.clear();
     data_.status = planned_status_;
     data_.ledger = planned_ledger_;
     if (data_.digest) data_.digest.emplace();
@@ -91,11 +94,27 @@ std::size_t column_reader::row_bytes() const {
 }
 
 void column_reader::store_first() {
-  if (!kept_first_) return;
-  ragged_part none;
-  store(*first_, kept_first_->payload, kept_first_->row, none);
-  stored_row_ = kept_first_->row;
-  kept_first_.reset();
+  std::vector<value_status> stored(first_blocks_.size(), value_status::not_recorded);
+  const auto store_one = [&](std::size_t i) {
+    const first_block& one = first_blocks_[i];
+    ragged_part none;
+    if (one.looks) stored[i] = store(*one.looks, one.payload, one.row, none);
+  };
+  if (first_blocks_.size() == 1)
+    store_one(0);
+  else
+    state_->pool.run(first_blocks_.size(), first_blocks_.size(), store_one);
+  for (std::size_t i = 0; i < first_blocks_.size(); ++i) {
+    if (stored[i] == value_status::ok) stored_rows_.push_back(first_blocks_[i].row);
+    if (first_blocks_[i].work == nullptr) continue;
+    first_blocks_[i].work->is_alone = false;
+    put_back(std::move(first_blocks_[i].work));
+  }
+  first_blocks_.clear();
+}
+
+bool column_reader::is_stored(std::uint64_t row) const {
+  return !is_ragged_ && std::find(stored_rows_.begin(), stored_rows_.end(), row) != stored_rows_.end();
 }
 
 // ---- reading
@@ -229,9 +248,19 @@ void column_reader::read_blocks(const chunk& one, const segment& part, scratch& 
   blocks.reserve(one.last - one.first);
   for (std::size_t i = one.first; i < one.last; ++i)
     blocks.push_back(part.channels[channel_].entries[list.index[i]]);
+  const auto settle = [&](std::size_t i, value_status status) {
+    const std::uint64_t row = list.row[one.first + i];
+    const bool is_held = planned_status_[row] != value_status::ok;
+    if (status != value_status::ok || !is_held) data_.status[row] = status;
+    if (!is_held) state_->account(ledger, 0, channel_, blocks[i], status);
+  };
   for (std::size_t first = 0; first < blocks.size();) {
     if (state_->is_stopped() || (!is_ragged_ && is_irregular_)) break;
     const block_window window = datasets::next_window(blocks, first, state_->window_bytes());
+    if (window.blocks == 1 && !options_.with_digest && is_stored(list.row[one.first + first])) {
+      settle(first++, value_status::ok);
+      continue;
+    }
     std::shared_ptr<const datasets::open_file> opened;
     const auto source = state_->source_of(part, channel_, blocks[first].file, opened);
     reserve(work, work.read.window, window.bytes);
@@ -247,8 +276,7 @@ void column_reader::read_blocks(const chunk& one, const segment& part, scratch& 
                             if (options_.with_digest && !is_held)
                               status = add_to_digest(source, found, blocks[i], work, digest);
                             if (!is_for_digest_) status = take(found, row, work, ragged);
-                            if (status != value_status::ok || !is_held) data_.status[row] = status;
-                            if (!is_held) state_->account(ledger, 0, channel_, blocks[i], status);
+                            settle(i, status);
                           });
     first += window.blocks;
   }
@@ -257,7 +285,7 @@ void column_reader::read_blocks(const chunk& one, const segment& part, scratch& 
 value_status column_reader::take(const found_block& found, std::uint64_t row, scratch& work,
                                  ragged_part& ragged) {
   if (found.status != value_status::ok) return found.status;
-  if (!is_ragged_ && stored_row_ == row) return value_status::ok;
+  if (is_stored(row)) return value_status::ok;
   byte_view payload(found.payload.bytes, found.payload.size, word_order::file);
   if (found.payload.form == stored_form::compressed) {
     reserve(work, work.decoded, found.payload.room);

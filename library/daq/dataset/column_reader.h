@@ -48,11 +48,12 @@ class column_reader {
   };
   /// Thrown where there is no room for a buffer, by workers that may not wait for it.
   struct needs_room {};
-  /// The first block that could be read, decoded for what it tells of all: it need not be decoded again.
-  struct kept_block {
+  /// One of the first blocks, decoded for what it tells of all: it need not be decoded again.
+  struct first_block {
     std::unique_ptr<scratch> work;  ///< holds the payload
-    byte_view payload;
-    std::uint64_t row;
+    byte_view payload{nullptr, 0, word_order::file};
+    std::optional<datasets::item> looks;  ///< nothing: it cannot be read
+    std::uint64_t row = 0;
   };
   struct row_copy {
     std::uint64_t row;
@@ -74,9 +75,13 @@ class column_reader {
                     std::uint32_t event);
   void account_others(const datasets::segment& part, std::uint32_t event);
   void find_first_item();
+  void decode_first_blocks();
+  first_block decode_first_block(const block_list& list, std::size_t at, bool is_alone);
+  void take_layout();
   void make_chunks();
   void allocate();
   void store_first();
+  bool is_stored(std::uint64_t row) const;
   void run_chunks();
   void tell_progress() const;
   void read_chunk(std::size_t number);
@@ -110,8 +115,8 @@ class column_reader {
   std::vector<chunk> chunks_;
   std::uint64_t stored_ = 0;
   std::optional<datasets::item> first_;
-  std::optional<kept_block> kept_first_;
-  std::optional<std::uint64_t> stored_row_;  ///< its values are there before the chunks are read
+  std::vector<first_block> first_blocks_;
+  std::vector<std::uint64_t> stored_rows_;  ///< their values are there before the chunks are read
   std::byte* out_ = nullptr;
   bool is_ragged_ = false;
   bool is_for_digest_ = false;

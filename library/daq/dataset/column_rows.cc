@@ -140,45 +140,92 @@ void column_reader::make_chunks() {
 
 // ---- what the values look like
 
-/// The first block that can be read says what the column's values are.
-void column_reader::find_first_item() {
-  auto work = std::make_unique<scratch>();
-  work->is_alone = true;
+column_reader::first_block column_reader::decode_first_block(const block_list& list, std::size_t at,
+                                                             bool is_alone) {
+  first_block one;
+  one.row = list.row[at];
+  one.work = std::make_unique<scratch>();
+  scratch& work = *one.work;
+  work.is_alone = is_alone;
+  const auto part = state_->timeline.get(list.segment);
+  const std::vector<entry> blocks{part->channels[channel_].entries[list.index[at]]};
+  std::shared_ptr<const datasets::open_file> opened;
+  const auto source = state_->source_of(*part, channel_, blocks[0].file, opened);
+  const auto window = datasets::next_window(blocks, 0);
+  reserve(work, work.read.window, window.bytes);
+  const auto take_room = [&](std::size_t size) {
+    reserve(work, work.read.block, size);
+    return true;
+  };
+  datasets::read_window(
+      source, blocks, 0, window, work.read, take_room, [&](std::size_t, const found_block& found) {
+        if (found.status != value_status::ok) return;
+        one.payload = byte_view(found.payload.bytes, found.payload.size, word_order::file);
+        if (found.payload.form == stored_form::compressed) {
+          reserve(work, work.decoded, found.payload.room);
+          unsigned char* into = work.decoded.get(found.payload.room);
+          if (datasets::inflate(found, into) != value_status::ok) return;
+          one.payload = byte_view(into, found.payload.room, word_order::file);
+        }
+        one.looks = datasets::find_item(found.stored_type, one.payload, state_->channels[channel_].member);
+      });
+  return one;
+}
+
+/// Of large blocks one takes long enough for the other workers to be missed: they decode the next ones
+/// meanwhile. Blocks for which there is no room are left to those who may wait for it.
+void column_reader::decode_first_blocks() {
+  constexpr std::uint64_t large = std::uint64_t{64} << 10;
+  std::vector<std::pair<const block_list*, std::size_t>> where;
   for (const block_list& list : lists_) {
     const auto part = state_->timeline.get(list.segment);
-    for (std::size_t at = 0; at < list.index.size() && !first_; ++at) {
-      const std::vector<entry> blocks{part->channels[channel_].entries[list.index[at]]};
-      std::shared_ptr<const datasets::open_file> opened;
-      const auto source = state_->source_of(*part, channel_, blocks[0].file, opened);
-      const auto window = datasets::next_window(blocks, 0);
-      reserve(*work, work->read.window, window.bytes);
-      const auto take_room = [&](std::size_t size) {
-        reserve(*work, work->read.block, size);
-        return true;
-      };
-      byte_view payload(nullptr, 0, word_order::file);
-      datasets::read_window(
-          source, blocks, 0, window, work->read, take_room, [&](std::size_t, const found_block& found) {
-            if (found.status != value_status::ok) return;
-            payload = byte_view(found.payload.bytes, found.payload.size, word_order::file);
-            if (found.payload.form == stored_form::compressed) {
-              reserve(*work, work->decoded, found.payload.room);
-              unsigned char* into = work->decoded.get(found.payload.room);
-              if (datasets::inflate(found, into) != value_status::ok) return;
-              payload = byte_view(into, found.payload.room, word_order::file);
-            }
-            first_ = datasets::find_item(found.stored_type, payload, state_->channels[channel_].member);
-            if (first_ && first_->kind == value_kind::name_value)
-              data_.record_names = datasets::record_names(*first_, payload);
-          });
-      if (first_) kept_first_ = kept_block{std::move(work), payload, list.row[at]};
-      state_->check_stop();
+    for (std::size_t at = 0; at < list.index.size() && where.size() < state_->pool.size(); ++at) {
+      if (part->channels[channel_].entries[list.index[at]].stored < large) return;
+      where.emplace_back(&list, at);
     }
-    if (first_) break;
+    if (where.size() == state_->pool.size()) break;
   }
+  if (where.size() < 2) return;
+  first_blocks_.resize(where.size());
+  const auto decode = [&](std::size_t i) {
+    try {
+      first_blocks_[i] = decode_first_block(*where[i].first, where[i].second, false);
+    } catch (const needs_room&) {
+      first_blocks_[i] = {};
+    }
+  };
+  state_->pool.run(where.size(), where.size(), decode, [this] { state_->check_stop(); });
+  state_->check_stop();
+  for (const first_block& one : first_blocks_) {
+    if (one.work == nullptr) break;  // it comes first, whatever it looks like
+    if (!one.looks) continue;
+    first_ = one.looks;
+    break;
+  }
+  if (!first_) first_blocks_.clear();
+}
+
+/// The first block that can be read says what the column's values are.
+void column_reader::find_first_item() {
+  for (const block_list& list : lists_)
+    for (std::size_t at = 0; at < list.index.size() && !first_; ++at) {
+      first_block one = decode_first_block(list, at, true);
+      state_->check_stop();
+      if (!one.looks) continue;
+      first_ = one.looks;
+      first_blocks_.push_back(std::move(one));
+    }
+}
+
+void column_reader::take_layout() {
   if (!first_) {
     data_.layout.kind = value_kind::none;
     return;
+  }
+  if (first_->kind == value_kind::name_value) {
+    const auto one = std::find_if(first_blocks_.begin(), first_blocks_.end(),
+                                  [](const first_block& block) { return block.looks.has_value(); });
+    data_.record_names = datasets::record_names(*first_, one->payload);
   }
   data_.layout.kind = first_->kind;
   data_.layout.element = first_->element;

@@ -35,7 +35,7 @@ void column_reader::allocate() {
     out_ = options_.into.data();
   } else {
     if (!state_->memory.try_take(bytes, kept_->share)) {
-      kept_first_.reset();
+      first_blocks_.clear();
       state_->take_memory(bytes, "The column " + data_.channel, kept_->share);
     }
     data_.memory_ = column_memory(bytes);
