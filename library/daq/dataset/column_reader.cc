@@ -93,6 +93,13 @@ std::size_t column_reader::row_bytes() const {
   return data_.layout.item_elements * element_size(data_.layout.element);
 }
 
+/// Before workers run: then only the first blocks hold memory, and nobody would give it back.
+void column_reader::take_memory(std::size_t bytes, const std::string& what, datasets::memory_share& share) {
+  if (state_->memory.try_take(bytes, share)) return;
+  first_blocks_.clear();
+  state_->take_memory(bytes, what, share);
+}
+
 void column_reader::store_first() {
   std::vector<value_status> stored(first_blocks_.size(), value_status::not_recorded);
   const auto store_one = [&](std::size_t i) {

@@ -79,6 +79,7 @@ class column_reader {
   first_block decode_first_block(const block_list& list, std::size_t at, bool is_alone);
   void take_layout();
   void make_chunks();
+  void take_memory(std::size_t bytes, const std::string& what, datasets::memory_share& share);
   void allocate();
   void store_first();
   bool is_stored(std::uint64_t row) const;

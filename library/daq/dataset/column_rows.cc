@@ -121,9 +121,9 @@ void column_reader::make_chunks() {
   const std::uint64_t target =
       std::clamp<std::uint64_t>(stored_ / (state_->pool.size() * 8 + 1), 64 * 1024, state_->window_bytes());
   // Chunks hold at least the target, but for the last of a list; while they are cut the list grows.
-  state_->take_memory((lists_.size() + stored_ / target + data_.layout.rows / most_rows_of_chunk) *
-                          (2 * sizeof(chunk) + sizeof(ragged_part)),
-                      "The pieces of the column " + data_.channel, kept_->more.emplace_back());
+  take_memory((lists_.size() + stored_ / target + data_.layout.rows / most_rows_of_chunk) *
+                  (2 * sizeof(chunk) + sizeof(ragged_part)),
+              "The pieces of the column " + data_.channel, kept_->more.emplace_back());
   for (std::size_t i = 0; i < lists_.size(); ++i) {
     const auto part = line.get(lists_[i].segment);
     chunk one{i, 0, 0, 0};
@@ -239,11 +239,11 @@ void column_reader::take_layout() {
   data_.increment = first_->increment;
   data_.groups_increment = first_->groups_increment;
   if (first_->kind == value_kind::spectrum || first_->kind == value_kind::roi)
-    state_->take_memory(data_.layout.rows * sizeof(spectrum_axis),
-                        "The axes of the column " + data_.channel, kept_->more.emplace_back());
+    take_memory(data_.layout.rows * sizeof(spectrum_axis), "The axes of the column " + data_.channel,
+                kept_->more.emplace_back());
   if (first_->kind == value_kind::update) {
-    state_->take_memory(data_.layout.rows * (sizeof(time_stamp) + sizeof(std::int32_t)),
-                        "The rows of the column " + data_.channel, kept_->more.emplace_back());
+    take_memory(data_.layout.rows * (sizeof(time_stamp) + sizeof(std::int32_t)),
+                "The rows of the column " + data_.channel, kept_->more.emplace_back());
     data_.update_times.resize(data_.layout.rows);
     data_.update_status.resize(data_.layout.rows);
   }

@@ -34,10 +34,7 @@ void column_reader::allocate() {
                             " bytes, and the memory given has " + std::to_string(options_.into.size()));
     out_ = options_.into.data();
   } else {
-    if (!state_->memory.try_take(bytes, kept_->share)) {
-      first_blocks_.clear();
-      state_->take_memory(bytes, "The column " + data_.channel, kept_->share);
-    }
+    take_memory(bytes, "The column " + data_.channel, kept_->share);
     data_.memory_ = column_memory(bytes);
     out_ = static_cast<std::byte*>(data_.memory_.get());
   }

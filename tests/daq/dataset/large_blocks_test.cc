@@ -1,0 +1,169 @@
+// Columns of blocks so large that all workers decode the first ones before anybody knows what the rows look
+// like: every way in which the first blocks can be good, damaged or of other shapes, with 2 to 5 workers.
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <bitset>
+#include <random>
+
+#include "written_files.h"
+
+namespace {
+
+using namespace ravo;
+using namespace ravo::test;
+
+constexpr std::size_t blocks = 5;
+constexpr std::size_t samples = 18'000;  // of noise: no smaller where it is stored
+
+std::vector<float> wave(std::size_t event, std::size_t length = samples) {
+  std::mt19937 random(static_cast<unsigned>(event));
+  std::vector<float> values(length);
+  // Any bits but those of what is no number.
+  for (float& value : values)
+    value = std::bit_cast<float>(static_cast<std::uint32_t>(random()) & 0xbfffffffu);
+  return values;
+}
+
+/// What is wrong with a block, if anything.
+enum class spoiled { no, checksum, shorter, other_type };
+
+class LargeBlocks : public testing::TestWithParam<std::size_t> {
+ protected:
+  std::string written(const std::vector<spoiled>& which, std::uint32_t zip = RAVO_ZIP_ZLIB) {
+    handmade_file file;
+    handmade_channel channel("WAVE");
+    for (std::size_t i = 0; i < which.size(); ++i) {
+      const auto number = static_cast<std::uint32_t>(i);
+      file.events.push_back(event_at(number + 1, number * 100));
+      channel.blocks.push_back(block(i, which[i], zip));
+    }
+    file.channels = {channel};
+    return write(folder_, "a.raw", file);
+  }
+  dataset opened(const std::string& path, std::size_t memory = std::size_t{256} << 20) const {
+    dataset_options options;
+    options.threads = GetParam();
+    options.memory_limit = memory;
+    return dataset::open(of_files({path}), options);
+  }
+
+ private:
+  static handmade_block block(std::size_t event, spoiled how, std::uint32_t zip) {
+    handmade_block made;
+    made.event = event;
+    made.payload = spectrum({wave(event, how == spoiled::shorter ? samples - 1000 : samples)});
+    if (how == spoiled::other_type) made = frame(event);
+    if (zip == 0) return made;
+    made = zipped(made, zip);
+    if (how == spoiled::checksum) made.orig_length = static_cast<std::uint32_t>(made.payload.size() - 4);
+    return made;
+  }
+
+  static handmade_block frame(std::size_t event) {
+    constexpr std::uint32_t side = 400;
+    handmade_block made;
+    made.event = event;
+    made.dtype = RAVO_BLOCK_IMAGE;
+    made.payload.u32(side).u32(side).u32(1).i32(0).u32(0).u32(0).i32(side * side);
+    std::mt19937 random(static_cast<unsigned>(event));
+    for (std::uint32_t i = 0; i < side * side; i += 4)
+      made.payload.u32(static_cast<std::uint32_t>(random()));
+    return made;
+  }
+
+  temporary_folder folder_;
+};
+
+bool is_wave(const column_data& column, std::size_t row) {
+  const auto got = column.row<float>(row);
+  const std::vector<float> expected = wave(row);
+  return std::equal(got.begin(), got.end(), expected.begin(), expected.end());
+}
+
+template <class Element>
+bool is_same_row(const column_data& one, const column_data& other, std::size_t row) {
+  const auto got = one.row<Element>(row), wanted = other.row<Element>(row);
+  return std::equal(got.begin(), got.end(), wanted.begin(), wanted.end());
+}
+
+TEST_P(LargeBlocks, AreAllThereStoredInAnyWay) {
+  for (const std::uint32_t zip : {0u, std::uint32_t{RAVO_ZIP_ZLIB}, 2u})
+    for (std::size_t count = 1; count <= blocks; ++count) {
+      const dataset data = opened(written(std::vector<spoiled>(count, spoiled::no), zip));
+      ASSERT_GT(data.plan().channels[0].stored_bytes, count << 16);
+      const column_data column = data.column("WAVE");
+      ASSERT_EQ(column.size(), count);
+      for (std::size_t row = 0; row < count; ++row) {
+        EXPECT_EQ(column.status[row], value_status::ok);
+        EXPECT_TRUE(is_wave(column, row)) << zip << " " << count << " " << row;
+      }
+      EXPECT_EQ(column.ledger.channels[0].delivered, count);
+    }
+}
+
+TEST_P(LargeBlocks, AreThereWhicheverOfTheOthersAreDamaged) {
+  for (unsigned bad = 1; bad < (1u << blocks); ++bad) {
+    std::vector<spoiled> which(blocks, spoiled::no);
+    for (std::size_t i = 0; i < blocks; ++i)
+      if (std::bitset<blocks>(bad)[i]) which[i] = spoiled::checksum;
+    const dataset data = opened(written(which));
+    const column_data column = data.column("WAVE");
+    ASSERT_EQ(column.size(), blocks);
+    for (std::size_t row = 0; row < blocks; ++row) {
+      const bool is_good = which[row] == spoiled::no;
+      EXPECT_EQ(column.status[row] == value_status::ok, is_good) << bad << " " << row;
+      EXPECT_TRUE(!is_good || is_wave(column, row)) << bad << " " << row;
+    }
+    EXPECT_EQ(column.ledger.channels[0].delivered, blocks - std::bitset<blocks>(bad).count());
+  }
+}
+
+// Whichever is first of those that can be read says what the rows are.
+TEST_P(LargeBlocks, OfOtherShapesAndTypesAreAsAloneWithOneWorker) {
+  const spoiled all[] = {spoiled::no, spoiled::checksum, spoiled::shorter, spoiled::other_type};
+  for (std::size_t n = 0; n < 4 * 4 * 4; ++n) {
+    const std::string path = written({all[n % 4], all[n / 4 % 4], all[n / 16], spoiled::no, spoiled::no});
+    const dataset data = opened(path);
+    dataset_options one_worker;
+    one_worker.threads = 1;
+    const column_data expected = dataset::open(of_files({path}), one_worker).column("WAVE");
+    const column_data column = data.column("WAVE");
+    ASSERT_EQ(column.status, expected.status) << n;
+    ASSERT_EQ(column.is_ragged(), expected.is_ragged()) << n;
+    ASSERT_EQ(column.layout.kind, expected.layout.kind) << n;
+    ASSERT_EQ(column.layout.element, expected.layout.element) << n;
+    ASSERT_EQ(column.offsets, expected.offsets) << n;
+    for (std::size_t row = 0; row < blocks; ++row) {
+      if (column.status[row] != value_status::ok) continue;
+      EXPECT_TRUE(column.layout.element == element_type::uint8
+                      ? is_same_row<std::uint8_t>(column, expected, row)
+                      : is_same_row<float>(column, expected, row))
+          << n << " " << row;
+    }
+  }
+}
+
+// What suffices for one worker suffices for any number of them.
+TEST_P(LargeBlocks, AreReadUnderEveryMemoryLimitThatSufficesForOneAtATime) {
+  const std::string path = written(std::vector<spoiled>(blocks, spoiled::no));
+  std::vector<std::byte> memory(blocks * samples * sizeof(float));
+  column_options into;
+  into.into = memory;
+  dataset_options one_worker;
+  one_worker.threads = 1;
+  const dataset alone = dataset::open(of_files({path}), one_worker);
+  static_cast<void>(alone.column("WAVE", into));
+  const std::size_t least = alone.peak_memory() + 4096;  // more workers, more pieces of work
+  for (std::size_t limit = least; limit < GetParam() * least; limit += least / 6) {
+    const dataset data = opened(path, limit);
+    const column_data column = data.column("WAVE", into);
+    for (std::size_t row = 0; row < blocks; ++row) ASSERT_TRUE(is_wave(column, row)) << limit;
+    EXPECT_LE(data.peak_memory(), limit);
+  }
+  EXPECT_THROW(opened(path, samples).column("WAVE", into), memory_exceeded);
+}
+
+INSTANTIATE_TEST_SUITE_P(Workers, LargeBlocks, testing::Values(2, 3, 5));
+
+}  // namespace
