@@ -1,46 +1,27 @@
 #include "verify/channel_check.h"
 
 #include <fmt/format.h>
-#include <zlib.h>
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
-#include <new>
 
-#include "byte_view.h"
-#include "decode/decode_block.h"
 #include "ravo_daq/generation_2009.h"
 #include "ravo_daq/generation_2010.h"
-#include "ravo_data_types.h"
 #include "ravo_evutl.h"
-#include "ravo_evutl_status.h"
-#include "ravo_payload.h"
+#include "verify/block_check.h"
 #include "verify/block_places.h"
-#include "verify/frames.h"
 #include "verify/instants.h"
-#include "verify/limits.h"
 
 namespace ravo::verify {
 namespace {
 
 using pointers = ravo_event_chan_ptr_entry;
 
-constexpr std::size_t read_ahead = 256 << 10;
 constexpr std::size_t row_ahead = 16 << 10;
-constexpr std::uint64_t tail_size = 4;
-constexpr std::uint64_t most_padding = 3;
-constexpr int lzo_output_overrun = -5;
 constexpr std::uint32_t left_out = std::numeric_limits<std::uint32_t>::max();
 
 bool is_empty(const pointers& entry) {
   return entry.evhd == 0 && entry.sbhd == 0 && entry.chhd == 0 && entry.data == 0;
-}
-
-// Slow readings are small, and handed out in a shape of their own: they are never compressed.
-bool may_be_compressed(const data_type& type) {
-  return type.shape != payload_shape::update && type.shape != payload_shape::update_older &&
-         type.shape != payload_shape::environment;
 }
 
 template <class G>
@@ -51,11 +32,9 @@ class channel_checker {
         map_(around.map),
         channel_(map_.channels[row]),
         row_(row),
-        table_(around.file, row_ahead),
-        event_headers_(around.file, row_ahead),
-        server_blocks_(around.file, read_ahead / 4),
-        data_(around.file, around.deep == depth::blocks ? read_ahead : head_size + zip_size),
-        next_heads_(around.file, head_size) {}
+        room_(room_of<G>(around.file, channel_)),
+        blocks_(around, channel_, room_, findings_),
+        table_(around.file, row_ahead) {}
 
   finding_list check() {
     const std::uint32_t entries = count_entries();
@@ -74,16 +53,6 @@ class channel_checker {
   using subhead = typename G::subhead;
   using server_head = typename G::server_block_head;
   static constexpr std::size_t head_size = sizeof(subhead);
-  static constexpr std::size_t zip_size = sizeof(ravo_zip_header);
-
-  // What the head of a block says.
-  struct block_head {
-    std::uint64_t offset;
-    std::int32_t dtype;
-    std::int32_t error;
-    std::uint32_t length;  ///< as unsigned: a negative one is larger than any basket
-    bool is_compressed() const { return (error & RAVO_CHAN_ZIP_FLAG) != 0; }
-  };
 
   // Where the events are that one entry leads to.
   struct target {
@@ -123,18 +92,30 @@ class channel_checker {
     const target& found = row_targets_[i];
     const event_entry& event = map_.events[found.event];
     seen_events_ |= 1u << (static_cast<unsigned>(event.type) & 31u);
-    if (!check_block(i)) {
+    const auto data = check_block(found, event.number, i);
+    if (!data) {
       has_bad_block_ = true;
       return;
     }
     around_.blocks.fetch_add(1, std::memory_order_relaxed);
-    if (reading_) {
-      reading_times_.push_back(microseconds(*reading_));
+    if (data->reading) {
+      reading_times_.push_back(microseconds(*data->reading));
       readings_.push_back(i);
     }
     if (is_slow_event(event.type) || event.number == 0 || !event.is_sure) return;
     stamps_.push_back(make_stamp(event, map_.servers[found.server], found.at.chhd, around_.usual));
-    stamps_.back().frame = frame_;
+    if (data->frame) stamps_.back().frame = std::int64_t{*data->frame} - std::int64_t{event.number};
+  }
+
+  std::optional<block_data> check_block(const target& found, std::uint32_t number, std::size_t i) {
+    const led_to block{found.at, number};
+    const auto head = blocks_.check_head(block, [this, i] { return next_place(i); });
+    if (!head) return std::nullopt;
+    if (head->dtype < 32) seen_types_ |= 1u << head->dtype;
+    around_.channels_of_server[found.server].fetch_add(1, std::memory_order_relaxed);
+    around_.bytes_of_server[found.server].fetch_add(head->length, std::memory_order_relaxed);
+    count_bytes(head->length);
+    return blocks_.check_data(block, *head);
   }
 
   // Holds the four pointers of an entry against what they lead to, and keeps what is good.
@@ -154,7 +135,7 @@ class channel_checker {
     const auto server = index_of(at.sbhd, map_.servers_offset, sizeof(server_head), map_.servers.size());
     if (!server || (map_.servers_belong && map_.servers[*server].event != *event))
       return wrong(finding_kind::pointer_server_block, offsetof(pointers, sbhd), at.sbhd);
-    if (at.chhd < basket_begin() || at.chhd > basket_end() || basket_end() - at.chhd < head_size)
+    if (at.chhd < room_.begin || at.chhd > room_.end || room_.end - at.chhd < head_size)
       return wrong(finding_kind::pointer_block, offsetof(pointers, chhd), at.chhd);
     if (at.data != at.chhd + head_size)
       return wrong(finding_kind::pointer_data, offsetof(pointers, data), at.data);
@@ -196,14 +177,6 @@ class channel_checker {
     }
   }
 
-  std::uint64_t basket_begin() const {
-    return channel_.basket == 0 ? sizeof G::signature - 1 : channel_.basket + sizeof(ravo_channel_basket);
-  }
-  std::uint64_t basket_end() const {
-    const std::uint64_t tail = around_.file.size() - tail_size;
-    return channel_.basket == 0 ? tail : std::min(channel_.basket_end, tail);
-  }
-
   static std::optional<std::uint32_t> index_of(std::uint64_t offset, std::uint64_t first,
                                                std::size_t record, std::size_t count) {
     if (offset < first || (offset - first) % record != 0 || (offset - first) / record >= count)
@@ -226,121 +199,11 @@ class channel_checker {
     last_event_ = event;
   }
 
-  block_head read_head(window& through, std::uint64_t offset) {
-    const byte_view bytes(through.at(offset, head_size), head_size, word_order::file);
-    return {offset, *bytes.at<std::int32_t>(offsetof(subhead, dtype)),
-            *bytes.at<std::int32_t>(offsetof(subhead, error)),
-            *bytes.at<std::uint32_t>(offsetof(subhead, ldata))};
-  }
-
-  bool bears_name(window& through, std::uint64_t offset) {
-    const auto* name = reinterpret_cast<const char*>(through.at(offset, head_size));
-    const std::size_t length = strnlen(name, sizeof(subhead::chname));
-    return length < sizeof(subhead::chname) &&
-           channel_.name.compare(0, std::string::npos, name, length) == 0;
-  }
-
-  // A block is told of once: the first thing that is wrong with it.
-  bool check_block(std::size_t i) {
-    const target& found = row_targets_[i];
-    number_ = map_.events[found.event].number;
-    frame_.reset();
-    reading_.reset();
-    const std::uint64_t offset = found.at.chhd;
-    if (!bears_name(data_, offset)) return wrong(finding_kind::block_name, offset, "");
-    const block_head head = read_head(data_, offset);
-    const data_type* type = check_type(head);
-    if (!type || !check_length(head, i)) return false;
-    if (head.is_compressed() && !check_zip_header(head, *type)) return false;
-    if (head.dtype < 32) seen_types_ |= 1u << head.dtype;
-    around_.channels_of_server[found.server].fetch_add(1, std::memory_order_relaxed);
-    around_.bytes_of_server[found.server].fetch_add(head.length, std::memory_order_relaxed);
-    count_bytes(head.length);
-    if (type->shape == payload_shape::environment) find_index();
-    if (around_.deep == depth::heads || !is_own_place(head)) return true;
-    if (!decode(found, head) || (index_ && !bears_index(head))) return false;
-    take_time(head, *type);
-    return true;
-  }
-
-  // When the reading was taken, where the server says so.
-  void take_time(const block_head& head, const data_type& type) {
-    std::size_t at = head_size;
-    switch (type.shape) {
-      case payload_shape::update:
-        at += offsetof(ravo_upd_data_block_2010, upd_ch_time);
-        break;
-      case payload_shape::update_older:
-        at += offsetof(ravo_upd_data_block, upd_ch_time);
-        break;
-      case payload_shape::environment:
-        at += offsetof(ravo_env_data_block_2010, env_ch_time);
-        break;
-      default:
-        return;
-    }
-    time_stamp time;
-    ravo_swap4(data_.at(head.offset, head.length) + at, &time, sizeof time / 4);
-    if (time.timeup != 0 || time.timelow != 0) reading_ = time;
-  }
-
   void check_readings() {
     for (const std::size_t i : find_falling(reading_times_)) {
       const target& found = row_targets_[readings_[i]];
       findings_.add(finding_kind::channel_time_back, {channel_.name, number_of(found), found.at.chhd}, "");
     }
-  }
-
-  // Readers know readings by the name in the block; programs that look them up by the index find another
-  // channel's.
-  void find_index() {
-    if (index_ || misses_index_ || !map_.has_environment) return;
-    const auto entry = map_.environment.find(channel_.key);
-    misses_index_ = entry == map_.environment.end();
-    if (!misses_index_)
-      index_ = entry->second;
-    else
-      findings_.add(finding_kind::environment_entry, {channel_.name, {}, map_.environment_offset},
-                    [&] { return fmt::format("key {}", channel_.key); });
-  }
-
-  bool bears_index(const block_head& head) {
-    std::int32_t index = 0;
-    ravo_swap4(data_.at(head.offset, head.length) + head_size, &index, 1);
-    if (index == *index_) return true;
-    return wrong(finding_kind::environment_index, head.offset,
-                 [&] { return fmt::format("{} instead of {}", index, *index_); });
-  }
-
-  template <class Detail>
-  bool wrong(finding_kind kind, std::uint64_t offset, Detail&& detail) {
-    findings_.add(kind, {channel_.name, number_, offset}, std::forward<Detail>(detail));
-    return false;
-  }
-
-  const data_type* check_type(const block_head& head) {
-    const data_type* type =
-        (static_cast<std::uint32_t>(head.dtype) >> 16) == 0 ? find_data_type(head.dtype) : nullptr;
-    const bool is_right = type && type->shape != payload_shape::none &&
-                          (type->generation == type_generation::both || type->generation == G::generation);
-    if (is_right) return type;
-    wrong(finding_kind::block_type, head.offset, [&] { return fmt::format("type {}", head.dtype); });
-    return nullptr;
-  }
-
-  // Blocks stand one behind the other, so that each has to end where the next one, or the basket's end, is.
-  bool check_length(const block_head& head, std::size_t i) {
-    const std::size_t least = head_size + (head.is_compressed() ? zip_size : 0);
-    const std::uint64_t end = head.offset + head.length;
-    if (head.length < least || end > basket_end())
-      return wrong(finding_kind::block_length, head.offset,
-                   [&] { return fmt::format("it is {}", head.length); });
-    const auto next = next_place(i);
-    if (!next || (end <= *next && *next - end <= most_padding)) return true;
-    return wrong(finding_kind::block_length, head.offset, [&] {
-      return fmt::format("it is {}, and what follows begins {} bytes behind its begin", head.length,
-                         *next - head.offset);
-    });
   }
 
   // Where what follows a block in the basket begins, if that is known: no block between them is left out,
@@ -354,116 +217,9 @@ class channel_checker {
     } else if (i + 1 < row_targets_.size()) {
       next = row_targets_[i + 1].at.chhd;
     }
-    if (next) return bears_name(next_heads_, *next) ? next : std::nullopt;
+    if (next) return blocks_.is_at(*next) ? next : std::nullopt;
     if (channel_.basket == 0 || !channel_.is_usable) return std::nullopt;
-    return basket_end();
-  }
-
-  bool check_zip_header(const block_head& head, const data_type& type) {
-    if (!may_be_compressed(type))
-      return wrong(finding_kind::block_zip_header, head.offset, "blocks of this type are never compressed");
-    ravo_zip_header zip;
-    ravo_swap4(data_.at(head.offset, head_size + zip_size) + head_size, &zip, zip_size / 4);
-    if ((zip.zip_flags & (RAVO_ZIP_ZLIB | RAVO_ZIP_LZO1X)) == 0)
-      return wrong(finding_kind::block_zip_header, head.offset,
-                   [&] { return fmt::format("no known compression, flags 0x{:x}", zip.zip_flags); });
-    if (zip.zipp_length != head.length - head_size - zip_size)
-      return wrong(finding_kind::block_zip_header, head.offset, [&] {
-        return fmt::format("{} compressed bytes, where the block has {}", zip.zipp_length,
-                           head.length - head_size - zip_size);
-      });
-    const unzipper by = (zip.zip_flags & RAVO_ZIP_ZLIB) != 0 ? unzipper::zlib : unzipper::lzo;
-    if (zip.orig_length == 0 || zip.orig_length > most_unzipped(by, zip.zipp_length))
-      return wrong(finding_kind::block_original_length, head.offset, [&] {
-        return fmt::format("{} bytes cannot hold {}", zip.zipp_length, zip.orig_length);
-      });
-    original_length_ = zip.orig_length;
-    return true;
-  }
-
-  // No more is decoded than the basket holds, however many pointers lead into it: a loop of references
-  // would never come to an end.
-  bool is_own_place(const block_head& head) {
-    if (!channel_.is_usable || channel_.basket == 0) return false;
-    decoded_ += head.length;
-    return decoded_ <= basket_end() - basket_begin();
-  }
-
-  bool decode(const target& found, const block_head& head) {
-    const std::uint64_t inflated = head.is_compressed() ? original_length_ : head.length;
-    if (std::max<std::uint64_t>(head.length, inflated) > most_block_bytes)
-      return wrong(finding_kind::block_too_large, head.offset, [&] {
-        return fmt::format("{} bytes, where {} are checked", inflated, most_block_bytes);
-      });
-    std::unique_lock<std::mutex> alone(around_.large_block, std::defer_lock);
-    if (std::max<std::uint64_t>(head.length, inflated) >= large_block_bytes) alone.lock();
-    const block_source source{
-        {event_headers_.at(found.at.evhd, sizeof(ravo_eventheader)), sizeof(ravo_eventheader),
-         found.at.evhd},
-        {server_blocks_.at(found.at.sbhd, sizeof(server_head)), sizeof(server_head), found.at.sbhd},
-        {data_.at(head.offset, head.length), head.length, static_cast<unsigned long>(head.offset)}};
-    const decode_result<G> result = decode_block<G>(source, found.at, channel_.name.c_str(), -1);
-    return judge(result, head);
-  }
-
-  bool judge(const decode_result<G>& result, const block_head& head) {
-    switch (result.outcome) {
-      case decode_outcome::decoded:
-        take_frame(*result.block, head.offset);
-        return true;
-      case decode_outcome::outside:
-        return wrong(finding_kind::block_length, head.offset, "it is too short");
-      case decode_outcome::misdirected:
-        return false;  // its event header, which was told of when the headers were read
-      case decode_outcome::unknown_unzipper:
-        return wrong(finding_kind::block_zip_header, head.offset, "no known compression");
-      case decode_outcome::length_mismatch:
-        return wrong(finding_kind::block_original_length, head.offset, [&] {
-          return fmt::format("{} bytes instead of {}", result.unzipped.produced, result.zip.orig_length);
-        });
-      case decode_outcome::unzip_failed:
-        return tell_unzip_failure(result, head);
-      case decode_outcome::unzipped_not_convertible:
-      case decode_outcome::update_not_convertible:
-      case decode_outcome::plain_not_convertible:
-        return wrong(finding_kind::block_convert, head.offset, [&] {
-          return result.error == 0 ? std::string("it is too short")
-                                   : fmt::format("type {}: {}, status {}", head.dtype & 0xffff,
-                                                 ravo_evutl_status_text(result.error), result.error);
-        });
-      default:
-        return tell_missing_memory(head);
-    }
-  }
-
-  // A block that is not large says nothing of itself by that: the machine has no memory left.
-  bool tell_missing_memory(const block_head& head) {
-    const std::uint64_t inflated = head.is_compressed() ? original_length_ : head.length;
-    if (std::max<std::uint64_t>(head.length, inflated) < large_block_bytes) throw std::bad_alloc();
-    return wrong(finding_kind::block_too_large, head.offset, "there is no memory for it");
-  }
-
-  bool tell_unzip_failure(const decode_result<G>& result, const block_head& head) {
-    const unzip_result& unzipped = result.unzipped;
-    if (unzipped.by == unzipper::zlib && unzipped.code == Z_MEM_ERROR) return tell_missing_memory(head);
-    const bool is_longer = unzipped.by == unzipper::lzo ? unzipped.code == lzo_output_overrun
-                                                        : unzipped.code != Z_DATA_ERROR &&
-                                                              unzipped.produced == result.zip.orig_length;
-    if (unzipped.step == unzip_step::decompression && is_longer)
-      return wrong(finding_kind::block_original_length, head.offset,
-                   [&] { return fmt::format("more than {} bytes", result.zip.orig_length); });
-    return wrong(finding_kind::block_inflate, head.offset, [&] {
-      return fmt::format("{} answers {}", unzipped.by == unzipper::zlib ? "zlib" : "LZO", unzipped.code);
-    });
-  }
-
-  void take_frame(const subhead& block, std::uint64_t offset) {
-    const auto* data = reinterpret_cast<const unsigned char*>(&block + 1);
-    const auto found = find_frame(block.dtype, {data, static_cast<std::size_t>(block.ldata) - head_size});
-    if (!found) return;
-    if (found->event != 0) frame_ = std::int64_t{found->event} - std::int64_t{number_};
-    if (repeats_.is_repeat(found->pixels))
-      findings_.add(finding_kind::channel_frozen, {channel_.name, number_, offset}, "");
+    return room_.end;
   }
 
   void check_masks() {
@@ -495,8 +251,10 @@ class channel_checker {
   const file_map& map_;
   const channel_entry& channel_;
   std::size_t row_;
-  window table_, event_headers_, server_blocks_, data_, next_heads_;
+  const block_room room_;
   finding_list findings_;
+  block_checker<G> blocks_;
+  window table_;
   std::vector<stamp> stamps_;
   std::vector<std::int64_t> reading_times_;  // of the readings that have one
   std::vector<std::size_t> readings_;        // their places in the row
@@ -504,20 +262,11 @@ class channel_checker {
   std::uint32_t seen_types_ = 0;
   bool has_bad_block_ = false;
   std::optional<std::uint32_t> last_event_;
-  std::optional<std::int32_t> index_;  // of the channel's readings, once it has one
-  bool misses_index_ = false;
   std::vector<target> row_targets_;
   bool are_blocks_known_ = false;      // to each block of the basket an event leads
   std::vector<std::uint32_t> places_;  // of the blocks, sorted, where the events are not in that order
-  std::uint64_t decoded_ = 0;
   std::uint64_t unreported_ = 0;
   int silent_blocks_ = 0;
-  frame_repeats repeats_;
-  // Of the block that is being checked.
-  std::uint32_t number_ = 0;
-  std::uint32_t original_length_ = 0;
-  std::optional<std::int64_t> frame_;
-  std::optional<time_stamp> reading_;
 };
 
 }  // namespace

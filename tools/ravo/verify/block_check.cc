@@ -1,0 +1,285 @@
+#include "verify/block_check.h"
+
+#include <fmt/format.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstring>
+#include <mutex>
+#include <new>
+
+#include "byte_view.h"
+#include "ravo_daq/generation_2009.h"
+#include "ravo_daq/generation_2010.h"
+#include "ravo_evutl.h"
+#include "ravo_evutl_status.h"
+#include "ravo_payload.h"
+#include "verify/limits.h"
+
+namespace ravo::verify {
+namespace {
+
+constexpr std::size_t read_ahead = 256 << 10;
+constexpr std::size_t header_ahead = 16 << 10;
+constexpr std::size_t zip_size = sizeof(ravo_zip_header);
+constexpr std::uint64_t tail_size = 4;
+constexpr std::uint64_t most_padding = 3;
+constexpr int lzo_output_overrun = -5;
+
+// Slow readings are small, and handed out in a shape of their own: they are never compressed.
+bool may_be_compressed(const data_type& type) {
+  return type.shape != payload_shape::update && type.shape != payload_shape::update_older &&
+         type.shape != payload_shape::environment;
+}
+
+}  // namespace
+
+template <class G>
+block_room room_of(const checked_file& file, const channel_entry& channel) {
+  const std::uint64_t tail = file.size() - tail_size;
+  if (channel.basket == 0) return {sizeof G::signature - 1, tail};
+  return {channel.basket + sizeof(ravo_channel_basket), std::min(channel.basket_end, tail)};
+}
+
+template <class G>
+block_checker<G>::block_checker(channel_surroundings& around, const channel_entry& channel,
+                                const block_room& room, finding_list& findings)
+    : around_(around),
+      map_(around.map),
+      channel_(channel),
+      room_(room),
+      findings_(findings),
+      event_headers_(around.file, header_ahead),
+      server_blocks_(around.file, read_ahead / 4),
+      data_(around.file, around.deep == depth::blocks ? read_ahead : head_size + zip_size),
+      next_heads_(around.file, head_size) {}
+
+template <class G>
+std::optional<block_head> block_checker<G>::check_head(
+    const led_to& block, const std::function<std::optional<std::uint64_t>()>& next) {
+  number_ = block.number;
+  const std::uint64_t offset = block.at.chhd;
+  if (!bears_name(data_, offset)) {
+    wrong(finding_kind::block_name, offset, "");
+    return std::nullopt;
+  }
+  block_head head = read_head(offset);
+  if (!check_type(head) || !check_length(head, next())) return std::nullopt;
+  if (head.is_compressed() && !check_zip_header(head)) return std::nullopt;
+  return head;
+}
+
+template <class G>
+std::optional<block_data> block_checker<G>::check_data(const led_to& block, const block_head& head) {
+  number_ = block.number;
+  if (head.type->shape == payload_shape::environment) find_index();
+  block_data data;
+  if (around_.deep == depth::heads || !is_own_place(head)) return data;
+  if (!decode(block, head, data) || (index_ && !bears_index(head))) return std::nullopt;
+  data.reading = time_of(head);
+  return data;
+}
+
+template <class G>
+bool block_checker<G>::bears_name(window& through, std::uint64_t offset) {
+  const auto* name = reinterpret_cast<const char*>(through.at(offset, head_size));
+  const std::size_t length = strnlen(name, sizeof(subhead::chname));
+  return length < sizeof(subhead::chname) && channel_.name.compare(0, std::string::npos, name, length) == 0;
+}
+
+template <class G>
+block_head block_checker<G>::read_head(std::uint64_t offset) {
+  const byte_view bytes(data_.at(offset, head_size), head_size, word_order::file);
+  return {offset, *bytes.at<std::int32_t>(offsetof(subhead, dtype)),
+          *bytes.at<std::int32_t>(offsetof(subhead, error)),
+          *bytes.at<std::uint32_t>(offsetof(subhead, ldata))};
+}
+
+template <class G>
+bool block_checker<G>::check_type(block_head& head) {
+  head.type = (static_cast<std::uint32_t>(head.dtype) >> 16) == 0 ? find_data_type(head.dtype) : nullptr;
+  const data_type* type = head.type;
+  const bool is_right = type && type->shape != payload_shape::none &&
+                        (type->generation == type_generation::both || type->generation == G::generation);
+  return is_right ||
+         wrong(finding_kind::block_type, head.offset, [&] { return fmt::format("type {}", head.dtype); });
+}
+
+// Blocks stand one behind the other, so that each has to end where the next one, or the basket's end, is.
+template <class G>
+bool block_checker<G>::check_length(const block_head& head, const std::optional<std::uint64_t>& next) {
+  const std::size_t least = head_size + (head.is_compressed() ? zip_size : 0);
+  const std::uint64_t end = head.offset + head.length;
+  if (head.length < least || end > room_.end)
+    return wrong(finding_kind::block_length, head.offset,
+                 [&] { return fmt::format("it is {}", head.length); });
+  if (!next || (end <= *next && *next - end <= most_padding)) return true;
+  return wrong(finding_kind::block_length, head.offset, [&] {
+    return fmt::format("it is {}, and what follows begins {} bytes behind its begin", head.length,
+                       *next - head.offset);
+  });
+}
+
+template <class G>
+bool block_checker<G>::check_zip_header(block_head& head) {
+  if (!may_be_compressed(*head.type))
+    return wrong(finding_kind::block_zip_header, head.offset, "blocks of this type are never compressed");
+  ravo_zip_header zip;
+  ravo_swap4(data_.at(head.offset, head_size + zip_size) + head_size, &zip, zip_size / 4);
+  if ((zip.zip_flags & (RAVO_ZIP_ZLIB | RAVO_ZIP_LZO1X)) == 0)
+    return wrong(finding_kind::block_zip_header, head.offset,
+                 [&] { return fmt::format("no known compression, flags 0x{:x}", zip.zip_flags); });
+  if (zip.zipp_length != head.length - head_size - zip_size)
+    return wrong(finding_kind::block_zip_header, head.offset, [&] {
+      return fmt::format("{} compressed bytes, where the block has {}", zip.zipp_length,
+                         head.length - head_size - zip_size);
+    });
+  const unzipper by = (zip.zip_flags & RAVO_ZIP_ZLIB) != 0 ? unzipper::zlib : unzipper::lzo;
+  if (zip.orig_length == 0 || zip.orig_length > most_unzipped(by, zip.zipp_length))
+    return wrong(finding_kind::block_original_length, head.offset,
+                 [&] { return fmt::format("{} bytes cannot hold {}", zip.zipp_length, zip.orig_length); });
+  head.original_length = zip.orig_length;
+  return true;
+}
+
+// Readers know readings by the name in the block; programs that look them up by the index find another
+// channel's.
+template <class G>
+void block_checker<G>::find_index() {
+  if (index_ || misses_index_ || !map_.has_environment) return;
+  const auto entry = map_.environment.find(channel_.key);
+  misses_index_ = entry == map_.environment.end();
+  if (!misses_index_)
+    index_ = entry->second;
+  else
+    findings_.add(finding_kind::environment_entry, {channel_.name, {}, map_.environment_offset},
+                  [&] { return fmt::format("key {}", channel_.key); });
+}
+
+template <class G>
+bool block_checker<G>::bears_index(const block_head& head) {
+  std::int32_t index = 0;
+  ravo_swap4(data_.at(head.offset, head.length) + head_size, &index, 1);
+  if (index == *index_) return true;
+  return wrong(finding_kind::environment_index, head.offset,
+               [&] { return fmt::format("{} instead of {}", index, *index_); });
+}
+
+// No more is decoded than the basket holds, however many pointers lead into it: a loop of references
+// would never come to an end.
+template <class G>
+bool block_checker<G>::is_own_place(const block_head& head) {
+  if (!channel_.is_usable || channel_.basket == 0) return false;
+  decoded_ += head.length;
+  return decoded_ <= room_.end - room_.begin;
+}
+
+template <class G>
+bool block_checker<G>::decode(const led_to& block, const block_head& head, block_data& data) {
+  if (head.largest() > most_block_bytes)
+    return wrong(finding_kind::block_too_large, head.offset, [&] {
+      return fmt::format("{} bytes, where {} are checked", head.inflated(), most_block_bytes);
+    });
+  std::unique_lock<std::mutex> alone(around_.large_block, std::defer_lock);
+  if (head.largest() >= large_block_bytes) alone.lock();
+  const block_source source{
+      {event_headers_.at(block.at.evhd, sizeof(ravo_eventheader)), sizeof(ravo_eventheader), block.at.evhd},
+      {server_blocks_.at(block.at.sbhd, sizeof(typename G::server_block_head)),
+       sizeof(typename G::server_block_head), block.at.sbhd},
+      {data_.at(head.offset, head.length), head.length, static_cast<unsigned long>(head.offset)}};
+  const decode_result<G> result = decode_block<G>(source, block.at, channel_.name.c_str(), -1);
+  if (!judge(result, head)) return false;
+  take_frame(*result.block, head.offset, data);
+  return true;
+}
+
+template <class G>
+bool block_checker<G>::judge(const decode_result<G>& result, const block_head& head) {
+  switch (result.outcome) {
+    case decode_outcome::decoded:
+      return true;
+    case decode_outcome::outside:
+      return wrong(finding_kind::block_length, head.offset, "it is too short");
+    case decode_outcome::misdirected:
+      return false;  // its event header, which was told of when the headers were read
+    case decode_outcome::unknown_unzipper:
+      return wrong(finding_kind::block_zip_header, head.offset, "no known compression");
+    case decode_outcome::length_mismatch:
+      return wrong(finding_kind::block_original_length, head.offset, [&] {
+        return fmt::format("{} bytes instead of {}", result.unzipped.produced, result.zip.orig_length);
+      });
+    case decode_outcome::unzip_failed:
+      return tell_unzip_failure(result, head);
+    case decode_outcome::unzipped_not_convertible:
+    case decode_outcome::update_not_convertible:
+    case decode_outcome::plain_not_convertible:
+      return wrong(finding_kind::block_convert, head.offset, [&] {
+        return result.error == 0 ? std::string("it is too short")
+                                 : fmt::format("type {}: {}, status {}", head.dtype & 0xffff,
+                                               ravo_evutl_status_text(result.error), result.error);
+      });
+    default:
+      return tell_missing_memory(head);
+  }
+}
+
+// A block that is not large says nothing of itself by that: the machine has no memory left.
+template <class G>
+bool block_checker<G>::tell_missing_memory(const block_head& head) {
+  if (head.largest() < large_block_bytes) throw std::bad_alloc();
+  return wrong(finding_kind::block_too_large, head.offset, "there is no memory for it");
+}
+
+template <class G>
+bool block_checker<G>::tell_unzip_failure(const decode_result<G>& result, const block_head& head) {
+  const unzip_result& unzipped = result.unzipped;
+  if (unzipped.by == unzipper::zlib && unzipped.code == Z_MEM_ERROR) return tell_missing_memory(head);
+  const bool is_longer = unzipped.by == unzipper::lzo
+                             ? unzipped.code == lzo_output_overrun
+                             : unzipped.code != Z_DATA_ERROR && unzipped.produced == result.zip.orig_length;
+  if (unzipped.step == unzip_step::decompression && is_longer)
+    return wrong(finding_kind::block_original_length, head.offset,
+                 [&] { return fmt::format("more than {} bytes", result.zip.orig_length); });
+  return wrong(finding_kind::block_inflate, head.offset, [&] {
+    return fmt::format("{} answers {}", unzipped.by == unzipper::zlib ? "zlib" : "LZO", unzipped.code);
+  });
+}
+
+template <class G>
+void block_checker<G>::take_frame(const subhead& block, std::uint64_t offset, block_data& data) {
+  const auto* begin = reinterpret_cast<const unsigned char*>(&block + 1);
+  const auto found = find_frame(block.dtype, {begin, static_cast<std::size_t>(block.ldata) - head_size});
+  if (!found) return;
+  if (found->event != 0) data.frame = found->event;
+  if (repeats_.is_repeat(found->pixels)) wrong(finding_kind::channel_frozen, offset, "");
+}
+
+// When the reading was taken, where the server says so.
+template <class G>
+std::optional<time_stamp> block_checker<G>::time_of(const block_head& head) {
+  std::size_t at = head_size;
+  switch (head.type->shape) {
+    case payload_shape::update:
+      at += offsetof(ravo_upd_data_block_2010, upd_ch_time);
+      break;
+    case payload_shape::update_older:
+      at += offsetof(ravo_upd_data_block, upd_ch_time);
+      break;
+    case payload_shape::environment:
+      at += offsetof(ravo_env_data_block_2010, env_ch_time);
+      break;
+    default:
+      return std::nullopt;
+  }
+  time_stamp time;
+  if (head.length < at + sizeof time) return std::nullopt;
+  ravo_swap4(data_.at(head.offset, head.length) + at, &time, sizeof time / 4);
+  return time.timeup != 0 || time.timelow != 0 ? std::optional(time) : std::nullopt;
+}
+
+template class block_checker<generation_2009>;
+template class block_checker<generation_2010>;
+template block_room room_of<generation_2009>(const checked_file&, const channel_entry&);
+template block_room room_of<generation_2010>(const checked_file&, const channel_entry&);
+
+}  // namespace ravo::verify
