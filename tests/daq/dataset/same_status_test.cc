@@ -26,20 +26,20 @@ class payloads {
         const int samples = odd(3), groups = odd(1);
         made.i32(members).i32(samples).i32(groups).f32(0).f32(1).f32(0).i32(chance(8) ? 8 : 0);
         fill(made, sizeof(ravo_spect_head_2010));
-        return floats(made, members * samples * groups);
+        return floats(made, std::int64_t{members} * samples % 1000 * groups);
       }
       case payload_shape::spectrum_older: {
         const int members = odd(type.members), samples = odd(3);
         made.i32(members).i32(samples).f32(0).f32(1);
         fill(made, sizeof(ravo_spect_head));
-        return floats(made, members * (samples + 1));
+        return floats(made, members * (std::int64_t{samples} + 1));
       }
       case payload_shape::roi: {
         fill(made, sizeof(ravo_roi_head));
         const int width = odd(3), height = odd(2);
         made.set_i32(offsetof(ravo_roi_head, width), width);
         made.set_i32(offsetof(ravo_roi_head, height), height);
-        return floats(made, width + height);
+        return floats(made, std::int64_t{width} + height);
       }
       case payload_shape::image:
         return image(made, sizeof(ravo_image_frame_head), offsetof(ravo_image_frame_head, length),
@@ -84,7 +84,7 @@ class payloads {
     for (std::size_t i = 0; i < length; ++i) made.data()[at + i] = 'x';
   }
   bytes floats(bytes made, std::int64_t count) {
-    if (chance(8)) ++count;
+    if (chance(8) && count < 64) ++count;
     for (std::int64_t i = 0; i < count && i < 64; ++i) made.f32(static_cast<float>(i));
     return made;
   }
@@ -92,7 +92,8 @@ class payloads {
               std::size_t height_at, std::size_t bpp_at, std::size_t compressed_at) {
     fill(made, head);
     const int width = odd(3), height = odd(4), bpp = odd(static_cast<int>(1 + random_() % 4));
-    const int length = chance(6) ? odd(5) : width * height * (bpp < 1 ? 1 : bpp);
+    const std::int64_t filling = std::int64_t{width} * height % 100000 * (bpp < 1 ? 1 : bpp % 100);
+    const int length = chance(6) ? odd(5) : static_cast<int>(filling);
     made.set_i32(length_at, length);
     made.set_i32(width_at, width);
     made.set_i32(height_at, height);
