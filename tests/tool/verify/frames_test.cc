@@ -13,7 +13,7 @@ namespace {
 
 using namespace ravo::verify;
 
-std::vector<unsigned char> picture(unsigned char values) {
+std::vector<unsigned char> picture(std::size_t values) {
   std::vector<unsigned char> pixels(64);
   for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<unsigned char>(i % values);
   return pixels;
@@ -30,9 +30,9 @@ TEST(FrameRepeats, AreSeenFromTheSecondOn) {
 
 TEST(FrameRepeats, AreNoneInPicturesThatCanBeTheSameByNature) {
   frame_repeats repeats;
-  for (const unsigned char values : {1, 2, 15}) {
+  for (const std::size_t values : {1u, 2u, 15u}) {
     EXPECT_FALSE(repeats.is_repeat(picture(values)));
-    EXPECT_FALSE(repeats.is_repeat(picture(values))) << int{values};
+    EXPECT_FALSE(repeats.is_repeat(picture(values))) << values;
   }
   EXPECT_FALSE(repeats.is_repeat({}));
   EXPECT_FALSE(repeats.is_repeat({}));

@@ -124,8 +124,8 @@ const std::set<std::string>& run_checker::channels_of_all_runs() {
 finding_list run_checker::absent() {
   end();
   finding_list findings;
-  for (const auto& [channel, absence] : absent_)
-    findings.add(finding_kind::channel_absent, {channel, {}, {}}, absence.first, absence.runs);
+  for (const auto& [channel, without] : absent_)
+    findings.add(finding_kind::channel_absent, {channel, {}, {}}, without.first, without.runs);
   return findings;
 }
 
