@@ -135,8 +135,9 @@ void raw_file::take(Tables& tables) {
   pointers_ = tables.get_ecp_table();
   descriptions_ = tables.get_descr_list();
   const auto* environment = tables.get_eidt_table();
-  environment_ = {environment->dictionary_entry(), (static_cast<std::size_t>(environment->length) -
-                                                    sizeof *environment) / sizeof *environment->dictionary_entry()};
+  environment_ = {environment->dictionary_entry(),
+                  (static_cast<std::size_t>(environment->length) - sizeof *environment) /
+                      sizeof *environment->dictionary_entry()};
   const auto* dictionary = tables.get_cdt_table();
   const auto* entry = dictionary->channel_entry();
   const auto bytes = static_cast<std::size_t>(dictionary->length) - sizeof *dictionary;
@@ -177,7 +178,8 @@ std::optional<raw_file::first_block> raw_file::read_first_block(std::size_t chan
   first_block block{static_cast<std::int32_t>(word(words)), static_cast<std::int32_t>(word(words + 4)),
                     word(words + 8), 0, head_size};
   unsigned char flags[4];
-  if ((block.error & RAVO_CHAN_ZIP_FLAG) != 0 && read_at(at + head_size, flags)) block.zip_flags = word(flags);
+  if ((block.error & RAVO_CHAN_ZIP_FLAG) != 0 && read_at(at + head_size, flags))
+    block.zip_flags = word(flags);
   return block;
 }
 
@@ -204,8 +206,7 @@ std::span<const ravo_event_chan_ptr_entry> raw_file::places_of(std::size_t chann
 }
 
 bool raw_file::read_at(std::uint32_t offset, std::span<unsigned char> bytes) const {
-  return pread(descriptor_, bytes.data(), bytes.size(), offset) ==
-         static_cast<ssize_t>(bytes.size());
+  return pread(descriptor_, bytes.data(), bytes.size(), offset) == static_cast<ssize_t>(bytes.size());
 }
 
 int raw_file::members_of(std::size_t channel) const {

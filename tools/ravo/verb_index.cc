@@ -120,9 +120,7 @@ void run(const options& asked, output& out) {
 verb index_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("index", "List the events of a raw file");
   const auto asked = std::make_shared<options>();
-  command->add_option("FILE", asked->files, "Raw files, of either generation")
-      ->required()
-      ->type_name("");
+  command->add_option("FILE", asked->files, "Raw files, of either generation")->required()->type_name("");
   command
       ->add_option("--type,-t", asked->types,
                    "Only events of this type, such as NORMAL or 1. May be repeated")
