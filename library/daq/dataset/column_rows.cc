@@ -1,6 +1,7 @@
 // The rows of a column, before anything is decoded: which events they are, which block is for which, in
 // which pieces the blocks are read, and what the first readable one says of the values.
 #include <algorithm>
+#include <bit>
 #include <span>
 
 #include "column_reader.h"
@@ -109,8 +110,13 @@ void column_reader::add_held_row(std::size_t number, const std::shared_ptr<const
   lists_.back().row.push_back(row);
 }
 
+/// Every chunk is a share of what is left, so that they become small at the end, where the other workers
+/// would have to wait for one that has just begun a large one.
 void column_reader::make_chunks() {
-  constexpr std::size_t most_rows_of_chunk = 8192;
+  constexpr std::size_t most_rows = 8192;
+  constexpr std::uint64_t least = 32 * 1024;
+  const std::uint64_t most = std::max<std::uint64_t>(state_->window_bytes(), least);
+  const std::uint64_t shares = 4 * state_->pool.size();
   datasets::timeline& line = state_->timeline;
   stored_ = 0;
   for (const block_list& list : lists_) {
@@ -118,23 +124,28 @@ void column_reader::make_chunks() {
     for (const std::uint32_t index : list.index) stored_ += part->channels[channel_].entries[index].stored;
   }
   chunks_.clear();
-  const std::uint64_t target =
-      std::clamp<std::uint64_t>(stored_ / (state_->pool.size() * 8 + 1), 64 * 1024, state_->window_bytes());
-  // Chunks hold at least the target, but for the last of a list; while they are cut the list grows.
-  take_memory((lists_.size() + stored_ / target + data_.layout.rows / most_rows_of_chunk) *
+  // At most `shares` of each size from `most` to `least`, down by a factor of e; while they are cut the
+  // list grows.
+  const std::uint64_t sizes = std::bit_width(most / least) + 1;
+  take_memory((lists_.size() + stored_ / most + shares * sizes + data_.layout.rows / most_rows) *
                   (2 * sizeof(chunk) + sizeof(ragged_part)),
               "The pieces of the column " + data_.channel, kept_->more.emplace_back());
+  std::uint64_t left = stored_;
   for (std::size_t i = 0; i < lists_.size(); ++i) {
     const auto part = line.get(lists_[i].segment);
     chunk one{i, 0, 0, 0};
+    const auto close = [&] {
+      chunks_.push_back(one);
+      left -= one.stored;
+      one = {i, one.last, one.last, 0};
+    };
     for (const std::uint32_t index : lists_[i].index) {
       ++one.last;
       one.stored += part->channels[channel_].entries[index].stored;
-      if (one.stored < target && one.last - one.first < most_rows_of_chunk) continue;
-      chunks_.push_back(one);
-      one = {i, one.last, one.last, 0};
+      if (one.stored >= std::clamp(left / shares, least, most) || one.last - one.first == most_rows)
+        close();
     }
-    if (one.first != one.last) chunks_.push_back(one);
+    if (one.first != one.last) close();
   }
 }
 
