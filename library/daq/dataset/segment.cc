@@ -26,10 +26,10 @@ std::optional<std::size_t> channel_track::first_after(std::uint32_t wanted) cons
   return static_cast<std::size_t>(behind - event.begin());
 }
 
-bool channel_track::may_have_lost(std::int64_t time) const {
-  const auto behind = std::upper_bound(
-      lost.begin(), lost.end(), time, [](std::int64_t one, const time_gap& gap) { return one < gap.from; });
-  return behind != lost.begin() && std::prev(behind)->to > time;
+bool channel_track::may_have_lost(time_gap when) const {
+  const auto first = std::partition_point(lost.begin(), lost.end(),
+                                          [&](const time_gap& gap) { return gap.to <= when.from; });
+  return first != lost.end() && first->meets(when);
 }
 
 void find_lost(channel_track& track) {

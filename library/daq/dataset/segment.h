@@ -25,6 +25,8 @@ inline std::int64_t in_microseconds(const time_stamp& time) {
 struct time_gap {
   std::int64_t from = 0;
   std::int64_t to = 0;
+
+  bool meets(const time_gap& other) const { return from < other.to && other.from < to; }
 };
 
 /// One channel in a segment: its entries in the order of the events.
@@ -42,8 +44,8 @@ struct channel_track {
   /// The last entry at or before an event, and the first one behind it.
   std::optional<std::size_t> last_until(std::uint32_t wanted) const;
   std::optional<std::size_t> first_after(std::uint32_t wanted) const;
-  /// Whether an entry that is of no event may be the last one before a time.
-  bool may_have_lost(std::int64_t time) const;
+  /// Whether an entry that is of no event may be from then.
+  bool may_have_lost(time_gap when) const;
 };
 
 struct segment {

@@ -8,6 +8,12 @@
 #include "ravo_dataset/errors.h"
 
 namespace ravo::datasets {
+namespace {
+
+/// Microseconds: farther away than any time, and not so far that sums of two would not fit.
+constexpr std::int64_t anywhere = std::numeric_limits<std::int64_t>::max() / 4;
+
+}  // namespace
 
 timeline::timeline(const selection& wanted, open_files& opened, memory_budget& memory,
                    const std::stop_token& stop)
@@ -222,35 +228,55 @@ bool timeline::has_entries(std::size_t index, std::size_t channel) const {
                      [&](std::uint32_t file) { return files_[file].count(channel) > 0; });
 }
 
-std::optional<placed_entry> timeline::last_before(std::size_t index, std::size_t channel) {
+/// When the files of a segment were written. A single file's span is not known.
+time_gap timeline::time_of(std::size_t index) const {
+  const event_span& span = slots_[index].span;
+  if (span.empty) return {-anywhere, anywhere};
+  return {in_microseconds(span.first), in_microseconds(span.last) + 1};
+}
+
+std::optional<placed_entry> timeline::last_before(std::size_t index, std::size_t channel,
+                                                  std::vector<time_gap>& passed_over) {
   while (index-- > 0) {
     if (!has_entries(index, channel)) continue;
     auto part = get(index);
-    const auto& entries = part->channels[channel].entries;
-    if (!entries.empty()) return placed_entry{index, part, entries.size() - 1};
+    const channel_track& track = part->channels[channel];
+    if (!track.entries.empty()) return placed_entry{index, part, track.entries.size() - 1};
+    if (!track.lost.empty()) passed_over.push_back(time_of(index));
   }
   return std::nullopt;
 }
 
-std::optional<placed_entry> timeline::first_behind(std::size_t index, std::size_t channel) {
+std::optional<placed_entry> timeline::first_behind(std::size_t index, std::size_t channel,
+                                                   std::vector<time_gap>& passed_over) {
   while (++index < segments()) {
     if (!has_entries(index, channel)) continue;
     auto part = get(index);
-    if (!part->channels[channel].entries.empty()) return placed_entry{index, part, 0};
+    const channel_track& track = part->channels[channel];
+    if (!track.entries.empty()) return placed_entry{index, part, 0};
+    if (!track.lost.empty()) passed_over.push_back(time_of(index));
   }
   return std::nullopt;
 }
 
-/// Whether a file that is missing may have a value of the channel behind one time and not behind another.
-bool timeline::may_miss_values(std::size_t channel, std::int64_t from, std::int64_t to) {
-  for (const time_gap& gap : gaps_)
-    if (gap.to > from && gap.from <= to) return true;
+/// Whether a segment may have an entry of the channel that is of no event and from then.
+bool timeline::may_have_lost(std::size_t index, const segment& part, std::size_t channel,
+                             time_gap when) const {
+  const time_gap own = time_of(index);
+  when = {std::max(when.from, own.from), std::min(when.to, own.to)};
+  return when.from < when.to && part.channels[channel].may_have_lost(when);
+}
+
+/// Whether a file that is missing may have a value of the channel from then.
+bool timeline::may_miss_values(std::size_t channel, time_gap when) {
+  if (std::any_of(gaps_.begin(), gaps_.end(), [&](const time_gap& gap) { return gap.meets(when); }))
+    return true;
   if (!has_failed_files_) return false;
   const std::lock_guard lock(mutex_);
   return std::any_of(failed_files_.begin(), failed_files_.end(), [&](std::uint32_t file) {
     const event_span& span = files_[file].span;
     return files_[file].count(channel) > 0 &&
-           (span.empty || (in_microseconds(span.last) > from && in_microseconds(span.first) <= to));
+           (span.empty || time_gap{in_microseconds(span.first), in_microseconds(span.last)}.meets(when));
   });
 }
 
@@ -260,34 +286,41 @@ std::optional<placed_entry> timeline::value_at(std::size_t index,
   const channel_track& track = part->channels[channel];
   if (const auto own = track.at(event)) return placed_entry{index, part, *own};
   if (wanted_.slow == slow_policy::none || !slow_[channel]) return std::nullopt;
-  const auto before = track.last_until(event);
-  std::optional<placed_entry> chosen =
-      before ? placed_entry{index, part, *before} : last_before(index, channel);
+  std::vector<time_gap> passed_over;
+  const auto last = track.last_until(event);
+  const std::optional<placed_entry> before =
+      last ? placed_entry{index, part, *last} : last_before(index, channel, passed_over);
+  std::optional<placed_entry> behind;
   const std::int64_t now = in_microseconds(part->events[event].time);
   const auto distance = [&](const placed_entry& one) {
     return std::abs(now - in_microseconds(one.in(channel).time));
   };
   if (wanted_.slow == slow_policy::nearest) {
-    const auto behind = track.first_after(event);
-    const std::optional<placed_entry> other =
-        behind ? placed_entry{index, part, *behind} : first_behind(index, channel);
-    if (other && (!chosen || distance(*other) < distance(*chosen))) chosen = other;
+    const auto first = track.first_after(event);
+    behind = first ? placed_entry{index, part, *first} : first_behind(index, channel, passed_over);
   }
-  // The last value, or the nearest one, may lie in a file that is missing: then this one is not it for
-  // sure.
-  constexpr std::int64_t anywhere = std::numeric_limits<std::int64_t>::max() / 4;
+  const bool is_behind = behind && (!before || distance(*behind) < distance(*before));
+  const std::optional<placed_entry>& chosen = is_behind ? behind : before;
+  // The last value, or the nearest one, may lie in a file that is missing, or be of no event: then this one
+  // is not it for sure.
   const std::int64_t reach = chosen ? distance(*chosen) : anywhere;
-  const bool may_be_another =
-      track.may_have_lost(now) ||
-      (chosen && chosen->part != part && chosen->part->channels[channel].may_have_lost(now)) ||
-      may_miss_values(channel, now - reach, wanted_.slow == slow_policy::nearest ? now + reach : now);
+  const time_gap when{now - reach, (wanted_.slow == slow_policy::nearest ? now + reach : now) + 1};
+  const auto is_lossy = [&](const std::optional<placed_entry>& one) {
+    return one && one->part != part && may_have_lost(one->segment_index, *one->part, channel, when);
+  };
+  const bool may_be_another = may_have_lost(index, *part, channel, when) || is_lossy(before) ||
+                              is_lossy(behind) ||
+                              std::any_of(passed_over.begin(), passed_over.end(),
+                                          [&](const time_gap& one) { return one.meets(when); }) ||
+                              may_miss_values(channel, when);
   if (!chosen && may_be_another) return placed_entry{index, nullptr, 0, value_status::file_missing};
   if (!chosen) return std::nullopt;
   const bool is_stale =
       may_be_another ||
       (wanted_.max_age && static_cast<std::uint64_t>(distance(*chosen)) > *wanted_.max_age);
-  chosen->status = is_stale ? value_status::stale : value_status::held;
-  return chosen;
+  placed_entry held = *chosen;
+  held.status = is_stale ? value_status::stale : value_status::held;
+  return held;
 }
 
 // The tracks are walked once, each with a place of its own.

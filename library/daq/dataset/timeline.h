@@ -99,9 +99,15 @@ class timeline {
   void select(segment& part, std::size_t index);
   bool is_inside(const ravo_time_id& id) const;
   bool has_entries(std::size_t index, std::size_t channel) const;
-  std::optional<placed_entry> last_before(std::size_t index, std::size_t channel);
-  std::optional<placed_entry> first_behind(std::size_t index, std::size_t channel);
-  bool may_miss_values(std::size_t channel, std::int64_t from, std::int64_t to);
+  /// Both note when the segments were that they pass over, since all of the channel's entries there are of
+  /// no event.
+  std::optional<placed_entry> last_before(std::size_t index, std::size_t channel,
+                                          std::vector<time_gap>& passed_over);
+  std::optional<placed_entry> first_behind(std::size_t index, std::size_t channel,
+                                           std::vector<time_gap>& passed_over);
+  time_gap time_of(std::size_t index) const;
+  bool may_have_lost(std::size_t index, const segment& part, std::size_t channel, time_gap when) const;
+  bool may_miss_values(std::size_t channel, time_gap when);
 
   const selection& wanted_;
   open_files& opened_;

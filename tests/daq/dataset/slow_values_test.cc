@@ -19,23 +19,29 @@ class SlowValues : public testing::Test {
   // (22:13:20 is noon of the other tests). An update with the first event of the first and of the third
   // one: 10 and 50.
   SlowValues() {
-    for (std::uint32_t file = 0; file < 4; ++file) {
-      handmade_file_of<layout> made;
-      const std::uint32_t number = 1 + file * 2, time = file * 2000;
-      made.events = {event_at(number, time + 100), event_at(number + 1, time + 1100),
-                     event_at(number, time + 100, RAVO_EV_UPD)};
-      made.channels = {numbers_at<layout>("FAST", {{0, 1.0f}, {1, 2.0f}})};
-      if (file % 2 == 0) {
-        handmade_channel slow("SLOW");
-        slow.ev_mask = 1u << RAVO_EV_UPD;
-        slow.blocks.push_back(update_of(layout{}, 2, static_cast<float>(number) * 10, noon));
-        made.channels.push_back(slow);
-      }
-      files.push_back(write(folder,
-                            "linac_main_run1_file" + std::to_string(file + 1) + "_20231114T2213" +
-                                std::to_string(20 + file * 2) + "Z.raw",
-                            made));
+    for (std::uint32_t number = 0; number < 4; ++number) {
+      auto made = file(number);
+      files.push_back(write(folder, name_of(number), made));
     }
+  }
+
+  static std::string name_of(std::uint32_t file) {
+    return "linac_main_run1_file" + std::to_string(file + 1) + "_20231114T2213" +
+           std::to_string(20 + file * 2) + "Z.raw";
+  }
+
+  static handmade_file_of<layout> file(std::uint32_t file) {
+    handmade_file_of<layout> made;
+    const std::uint32_t number = 1 + file * 2, time = file * 2000;
+    made.events = {event_at(number, time + 100), event_at(number + 1, time + 1100),
+                   event_at(number, time + 100, RAVO_EV_UPD)};
+    made.channels = {numbers_at<layout>("FAST", {{0, 1.0f}, {1, 2.0f}})};
+    if (file % 2 != 0) return made;
+    handmade_channel slow("SLOW");
+    slow.ev_mask = 1u << RAVO_EV_UPD;
+    slow.blocks.push_back(update_of(layout{}, 2, static_cast<float>(number) * 10, noon));
+    made.channels.push_back(slow);
+    return made;
   }
 
   selection wanted(slow_policy policy) const {
@@ -160,6 +166,34 @@ TYPED_TEST(SlowValues, AreStaleWhereOneWithoutAnEventMayBeTheLast) {
   const dataset data = dataset::open(what);
   this->expect(data, {ok, stale, stale, stale, ok, held}, {10, 10, 10, 10, 50, 50}, {0, 1, 2, 3, 0, 1});
   EXPECT_GT(data.ledger().of("SLOW").missing[static_cast<std::size_t>(missing_cause::no_event_header)], 0u);
+}
+
+// The only update of the third file is of no event: it is newer than that of the first one also for the
+// events of the fourth file, and nearer to those from when it may have been.
+TYPED_TEST(SlowValues, AreStaleBehindAFileWhoseOnlyOneIsWithoutAnEvent) {
+  auto third = this->file(2);
+  bytes built = third.build();
+  const std::size_t row = third.at.at("pointers") + 12 + 2 * 16;  // behind the two entries of the other
+  built.set_u32(row, built.word(row) + 4);
+  this->files[2] = this->folder.write(this->name_of(2), built.vector());
+  this->expect(dataset::open(this->wanted(slow_policy::hold)),
+               {ok, held, held, held, stale, stale, stale, stale}, {10, 10, 10, 10, 10, 10, 10, 10},
+               {0, 1, 2, 3, 4, 5, 6, 7});
+  this->expect(dataset::open(this->wanted(slow_policy::nearest)),
+               {ok, held, stale, stale, stale, stale, stale, stale}, {10, 10, 10, 10, 10, 10, 10, 10},
+               {0, 1, 2, 3, 4, 5, 6, 7});
+}
+
+// The update of the first file is of no event, and older than that of the third one.
+TYPED_TEST(SlowValues, AreHeldBehindANewerOneThanThatWithoutAnEvent) {
+  auto first = this->file(0);
+  bytes built = first.build();
+  const std::size_t row = first.at.at("pointers") + 12 + 2 * 16;
+  built.set_u32(row, built.word(row) + 4);
+  this->files[0] = this->folder.write(this->name_of(0), built.vector());
+  this->expect(dataset::open(this->wanted(slow_policy::hold)),
+               {file_missing, file_missing, file_missing, file_missing, ok, held, held, held},
+               {0, 0, 0, 0, 50, 50, 50, 50}, {0, 0, 0, 0, 0, 1, 2, 3});
 }
 
 TYPED_TEST(SlowValues, WithAnAgeButNoPolicyAreRefused) {
