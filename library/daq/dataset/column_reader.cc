@@ -160,9 +160,8 @@ std::unique_ptr<column_reader::scratch> column_reader::take_scratch() {
 }
 
 void column_reader::put_back(std::unique_ptr<scratch> work) {
-  if (waiting_ > 0) return;
-  const std::lock_guard lock(mutex_);
-  free_.push_back(std::move(work));
+  const std::lock_guard lock(mutex_);  // who waits has counted itself before it clears the list
+  if (waiting_ == 0) free_.push_back(std::move(work));
 }
 
 /// Room for what one of the buffers will be. A worker that waited with what it has could wait for others
@@ -193,12 +192,18 @@ void column_reader::reserve(ragged_part& part, std::size_t more) {
 }
 
 void column_reader::read_chunk(std::size_t number) {
+  if (!is_ragged_ && is_irregular_) return;
+  state_->check_stop();
+  const std::size_t of_segment = lists_[chunks_[number].list].segment;
   if (waiting_ == 0) try {
-      auto work = take_scratch();
-      read_chunk_with(number, *work);
-      return put_back(std::move(work));
+      // Before the buffers: another worker may be aligning it, and wait for their memory.
+      if (const auto part = state_->timeline.get_if_room(of_segment)) {
+        auto work = take_scratch();
+        read_chunk_with(number, *part, *work);
+        return put_back(std::move(work));
+      }
     } catch (const needs_room&) {
-      // What it had is given back by now.
+      if (is_ragged_) parts_[number] = {};  // what it had is given back
     }
   struct waiting {
     explicit waiting(std::atomic<int>& all) : count(all) { ++count; }
@@ -211,29 +216,31 @@ void column_reader::read_chunk(std::size_t number) {
     const std::lock_guard guard(mutex_);
     free_.clear();
   }
+  const auto part = state_->timeline.get(of_segment);
   scratch work;
   work.is_alone = true;
-  read_chunk_with(number, work);
+  read_chunk_with(number, *part, work);
 }
 
-void column_reader::read_chunk_with(std::size_t number, scratch& work) {
-  if (!is_ragged_ && is_irregular_) return;
-  state_->check_stop();
+void column_reader::read_chunk_with(std::size_t number, const segment& part, scratch& work) {
   const chunk& one = chunks_[number];
-  const auto part = state_->timeline.get(lists_[one.list].segment);
   ragged_part none;
   ragged_part& ragged = is_ragged_ ? parts_[number] : none;
   if (is_ragged_) {
     ragged = {};
     constexpr std::size_t of_row =
         sizeof(ragged.rows[0]) + sizeof(ragged.lengths[0]) + sizeof(ragged.shapes[0]);
-    state_->take_memory(2 * (one.last - one.first) * of_row, "The rows of " + data_.channel, ragged.share);
+    const std::size_t rows = 2 * (one.last - one.first) * of_row;
+    if (!state_->memory.try_take(rows, ragged.share)) {
+      if (!work.is_alone) throw needs_room();
+      state_->take_memory(rows, "The rows of " + data_.channel, ragged.share);
+    }
   }
   read_ledger ledger;
   ledger.of(data_.channel);
   channel_digest digest;
   try {
-    read_blocks(one, *part, work, ragged, ledger, digest);
+    read_blocks(one, part, work, ragged, ledger, digest);
   } catch (const needs_room&) {
     throw;  // it is read again from its beginning
   } catch (...) {

@@ -78,6 +78,7 @@ class column_reader {
   void decode_first_blocks();
   first_block decode_first_block(const block_list& list, std::size_t at, bool is_alone);
   void take_layout();
+  std::shared_ptr<const datasets::segment> segment_of(const block_list& list);
   void make_chunks();
   void take_memory(std::size_t bytes, const std::string& what, datasets::memory_share& share);
   void allocate();
@@ -86,7 +87,7 @@ class column_reader {
   void run_chunks();
   void tell_progress() const;
   void read_chunk(std::size_t number);
-  void read_chunk_with(std::size_t number, scratch& work);
+  void read_chunk_with(std::size_t number, const datasets::segment& part, scratch& work);
   void read_blocks(const chunk& one, const datasets::segment& part, scratch& work, ragged_part& ragged,
                    read_ledger& ledger, channel_digest& digest);
   void read_all();

@@ -110,6 +110,13 @@ void column_reader::add_held_row(std::size_t number, const std::shared_ptr<const
   lists_.back().row.push_back(row);
 }
 
+/// Before workers run, as take_memory().
+std::shared_ptr<const segment> column_reader::segment_of(const block_list& list) {
+  if (auto part = state_->timeline.get_if_room(list.segment)) return part;
+  first_blocks_.clear();
+  return state_->timeline.get(list.segment);
+}
+
 /// Every chunk is a share of what is left, so that they become small at the end, where the other workers
 /// would have to wait for one that has just begun a large one.
 void column_reader::make_chunks() {
@@ -117,10 +124,9 @@ void column_reader::make_chunks() {
   constexpr std::uint64_t least = 32 * 1024;
   const std::uint64_t most = std::max<std::uint64_t>(state_->window_bytes(), least);
   const std::uint64_t shares = 4 * state_->pool.size();
-  datasets::timeline& line = state_->timeline;
   stored_ = 0;
   for (const block_list& list : lists_) {
-    const auto part = line.get(list.segment);
+    const auto part = segment_of(list);
     for (const std::uint32_t index : list.index) stored_ += part->channels[channel_].entries[index].stored;
   }
   chunks_.clear();
@@ -132,7 +138,7 @@ void column_reader::make_chunks() {
               "The pieces of the column " + data_.channel, kept_->more.emplace_back());
   std::uint64_t left = stored_;
   for (std::size_t i = 0; i < lists_.size(); ++i) {
-    const auto part = line.get(lists_[i].segment);
+    const auto part = segment_of(lists_[i]);
     chunk one{i, 0, 0, 0};
     const auto close = [&] {
       chunks_.push_back(one);
@@ -158,7 +164,9 @@ column_reader::first_block column_reader::decode_first_block(const block_list& l
   one.work = std::make_unique<scratch>();
   scratch& work = *one.work;
   work.is_alone = is_alone;
-  const auto part = state_->timeline.get(list.segment);
+  datasets::timeline& line = state_->timeline;
+  const auto part = is_alone ? line.get(list.segment) : line.get_if_room(list.segment);
+  if (!part) throw needs_room();
   const std::vector<entry> blocks{part->channels[channel_].entries[list.index[at]]};
   std::shared_ptr<const datasets::open_file> opened;
   const auto source = state_->source_of(*part, channel_, blocks[0].file, opened);

@@ -99,10 +99,19 @@ std::shared_ptr<const segment> timeline::get(std::size_t index) {
   slot& one = slots_[index];
   const std::lock_guard lock(one.mutex);
   if (auto built = one.built.lock()) return built;
-  auto built = build(index);
-  one.built = built;
-  one.selected = built->selected.size();
-  return built;
+  memory_share room;
+  take_memory(bytes_to_align(index), "Aligning one segment of files", room);
+  return build(index, std::move(room));
+}
+
+std::shared_ptr<const segment> timeline::get_if_room(std::size_t index) {
+  slot& one = slots_[index];
+  const std::lock_guard lock(one.mutex);
+  if (auto built = one.built.lock()) return built;
+  memory_share room;
+  while (!memory_.try_take(bytes_to_align(index), room))
+    if (!drop_oldest()) return nullptr;
+  return build(index, std::move(room));
 }
 
 std::size_t timeline::selected_in(std::size_t index) {
@@ -159,9 +168,12 @@ void timeline::keep(const std::shared_ptr<const segment>& built) {
   }
 }
 
-std::shared_ptr<const segment> timeline::build(std::size_t index) {
-  auto built = load(index);
+/// The segment's slot is locked.
+std::shared_ptr<const segment> timeline::build(std::size_t index, memory_share room) {
+  auto built = load(index, std::move(room));
   keep(built);
+  slots_[index].built = built;
+  slots_[index].selected = built->selected.size();
   return built;
 }
 
@@ -177,10 +189,10 @@ std::size_t timeline::bytes_to_align(std::size_t index) const {
          4096;
 }
 
-std::shared_ptr<const segment> timeline::load(std::size_t index) {
+std::shared_ptr<const segment> timeline::load(std::size_t index, memory_share room) {
   const slot& one = slots_[index];
   auto part = std::make_shared<segment>();
-  take_memory(bytes_to_align(index), "Aligning one segment of files", part->memory);
+  part->memory = std::move(room);
   part->files = one.files;
   part->file_failed.assign(one.files.size(), false);
   part->channels.resize(names_.size());

@@ -53,6 +53,9 @@ class timeline {
   std::size_t segments() const { return slots_.size(); }
   /// The aligned segment. For several threads at once.
   std::shared_ptr<const segment> get(std::size_t index);
+  /// The same, or nothing where there is no room to align it now: for those who would wait with memory of
+  /// their own.
+  std::shared_ptr<const segment> get_if_room(std::size_t index);
   /// Whether a segment's files reach into the limits of time: others have no selected events.
   bool may_have_events(std::size_t index) const;
   /// The memory that aligning a segment takes, at most.
@@ -93,8 +96,8 @@ class timeline {
   void cut_into_segments();
   bool belong_together(const event_span& a, const event_span& b) const;
   bool is_outside(const event_span& span) const;
-  std::shared_ptr<const segment> build(std::size_t index);
-  std::shared_ptr<const segment> load(std::size_t index);
+  std::shared_ptr<const segment> build(std::size_t index, memory_share room);
+  std::shared_ptr<const segment> load(std::size_t index, memory_share room);
   void keep(const std::shared_ptr<const segment>& built);
   void select(segment& part, std::size_t index);
   bool is_inside(const ravo_time_id& id) const;

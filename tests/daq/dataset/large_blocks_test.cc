@@ -16,6 +16,8 @@ using namespace ravo::test;
 constexpr std::size_t blocks = 5;
 constexpr std::size_t samples = 18'000;  // of noise: no smaller where it is stored
 
+constexpr std::size_t very_many_samples = 150'000;
+
 std::vector<float> wave(std::size_t event, std::size_t length = samples) {
   std::mt19937 random(static_cast<unsigned>(event));
   std::vector<float> values(length);
@@ -41,11 +43,36 @@ class LargeBlocks : public testing::TestWithParam<std::size_t> {
     file.channels = {channel};
     return write(folder_, "a.raw", file);
   }
+  /// Files of two blocks each whose tables take half as much memory as a worker needs for a block.
+  std::vector<std::string> written_with_large_tables(std::size_t files) {
+    constexpr std::size_t other_channels = 1500;
+    std::vector<std::string> paths;
+    for (std::size_t n = 0; n < files; ++n) {
+      handmade_file file;
+      handmade_channel channel("WAVE");
+      for (std::size_t i = 0; i < 2; ++i) {
+        const auto number = static_cast<std::uint32_t>(2 * n + i);
+        file.events.push_back(event_at(number + 1, number * 1000));
+        handmade_block made;
+        made.event = i;
+        made.payload = spectrum({wave(i, very_many_samples)});
+        channel.blocks.push_back(zipped(made, RAVO_ZIP_ZLIB));
+      }
+      file.channels = {channel};
+      for (std::size_t i = 0; i < other_channels; ++i)
+        file.channels.emplace_back("EMPTY/" + std::to_string(i));
+      paths.push_back(write(folder_, std::to_string(n) + ".raw", file));
+    }
+    return paths;
+  }
   dataset opened(const std::string& path, std::size_t memory = std::size_t{256} << 20) const {
+    return opened(std::vector<std::string>{path}, memory);
+  }
+  dataset opened(const std::vector<std::string>& paths, std::size_t memory) const {
     dataset_options options;
     options.threads = GetParam();
     options.memory_limit = memory;
-    return dataset::open(of_files({path}), options);
+    return dataset::open(of_files(paths, {"WAVE"}), options);
   }
 
  private:
@@ -162,6 +189,32 @@ TEST_P(LargeBlocks, AreReadUnderEveryMemoryLimitThatSufficesForOneAtATime) {
     EXPECT_LE(data.peak_memory(), limit);
   }
   EXPECT_THROW(opened(path, samples).column("WAVE", into), memory_exceeded);
+}
+
+// A worker that waits for the tables of the next file keeps nothing that another one waits for.
+TEST_P(LargeBlocks, OfManyFilesAreReadUnderEveryMemoryLimitThatSufficesForOneAtATime) {
+  constexpr std::size_t files = 6;
+  const std::vector<std::string> paths = written_with_large_tables(files);
+  const std::vector<float> expected[] = {wave(0, very_many_samples), wave(1, very_many_samples)};
+  std::vector<std::byte> memory(2 * files * very_many_samples * sizeof(float));
+  column_options into;
+  into.into = memory;
+  dataset_options one_worker;
+  one_worker.threads = 1;
+  const dataset alone = dataset::open(of_files(paths, {"WAVE"}), one_worker);
+  static_cast<void>(alone.column("WAVE", into));
+  const std::size_t least = alone.peak_memory() + 16384;  // more workers, more pieces of work
+  for (std::size_t limit = least; limit < 2 * least; limit += least / 48) {
+    const dataset data = opened(paths, limit);
+    const column_data column = data.column("WAVE", into);
+    ASSERT_EQ(column.size(), 2 * files);
+    for (std::size_t row = 0; row < column.size(); ++row)
+      ASSERT_EQ(std::memcmp(column.row<float>(row).data(), expected[row % 2].data(),
+                            very_many_samples * sizeof(float)),
+                0)
+          << limit << " " << row;
+    EXPECT_LE(data.peak_memory(), limit);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Workers, LargeBlocks, testing::Values(2, 3, 5));
