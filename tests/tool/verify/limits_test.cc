@@ -209,10 +209,30 @@ TYPED_TEST(Reading, TakesAFewTimesTheFileThoughItsBlocksStandInReverse) {
   EXPECT_LT(result.bytes_read, 5 * content.size());
 }
 
+// Blocks next to nothing is in, at every other event, and one more of them than a power of two: nothing is
+// read more often for its size.
+TYPED_TEST(Reading, TakesGoodFilesOfManyTinyBlocksToTheirEnd) {
+  constexpr std::size_t channels = 400, blocks = 257;
+  this->file.events.resize(2 * blocks);
+  for (std::size_t i = 0; i < channels; ++i) {
+    handmade_channel& channel = this->file.channels.emplace_back("C" + std::to_string(i));
+    for (std::size_t n = 0; n < blocks; ++n) {
+      handmade_block& block = channel.blocks.emplace_back();
+      block.event = 2 * n;
+      block.dtype = RAVO_BLOCK_NAME_VALUE_STRING;
+      block.payload.text("ok", 4);
+    }
+  }
+  const bytes content = this->file.build();
+  const file_result result = this->check(content);
+  EXPECT_FALSE(has(result, finding_kind::file_too_entangled)) << result.bytes_read << " " << content.size();
+  EXPECT_EQ(result.blocks, channels * blocks);
+}
+
 // Heads of the older generation are too short for it.
 using CurrentReading = Reading<layout_2010>;
 TEST_F(CurrentReading, EndsWhereItComesToManyTimesTheFile) {
-  constexpr std::size_t channels = 60;
+  constexpr std::size_t channels = 150;
   add_channel("whole", events);
   for (std::size_t i = 0; i < channels; ++i) {
     add_channel("C" + std::to_string(i), 1);

@@ -19,8 +19,9 @@ inline constexpr std::uint64_t most_block_bytes = 256u << 20;
 inline constexpr std::uint64_t large_block_bytes = 16u << 20;
 
 /// So many times its bytes, and these in any case, are read of a file. A good one takes two or three times
-/// its bytes, in whatever order its blocks are.
-inline constexpr std::uint64_t read_multiple = 8;
+/// its bytes, in whatever order its blocks are; one of hundreds of channels of tiny blocks up to ten times,
+/// since the heads of the events are read again for each channel.
+inline constexpr std::uint64_t read_multiple = 12;
 inline constexpr std::uint64_t always_read = 1 << 20;
 
 }  // namespace ravo::verify
