@@ -55,7 +55,8 @@ class batch_decoder {
       : state_(*state), plan_(plan), batch_(std::make_shared<event_batch>(state)) {}
 
   std::shared_ptr<event_batch> decode() {
-    part_ = state_.timeline.get(plan_.segment);
+    part_ = state_.timeline.get_if_room(plan_.segment);
+    if (part_ == nullptr) return nullptr;
     const std::size_t channels = state_.channels.size();
     const std::size_t cells = plan_.events.size() * channels;
     const std::size_t tables = cells * (sizeof(event_batch::cell) + sizeof(event_batch::block)) +

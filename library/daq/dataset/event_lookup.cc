@@ -9,7 +9,7 @@ namespace ravo {
 
 /// The blocks of one event lie far apart, a channel here and a channel there.
 void event_reader::expect_blocks(std::size_t segment, std::uint32_t number) {
-  const auto part = state_->timeline.get(segment);
+  const auto part = segment_to_read(segment);
   for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
     const auto found = state_->timeline.value_at(segment, part, number, channel);
     if (!found || found->part == nullptr) continue;
@@ -44,7 +44,7 @@ std::optional<event> event_reader::at(std::uint32_t number) {
     const datasets::event_span& span = line.span_of(i);
     if (!line.may_have_events(i) || (!span.empty && (number < span.lowest || number > span.highest)))
       continue;
-    const auto part = line.get(i);
+    const auto part = segment_to_read(i);
     account_gone_files(i, *part);
     const auto found = std::find_if(part->selected.begin(), part->selected.end(), [&](std::uint32_t event) {
       return part->events[event].event_number == number;
@@ -65,7 +65,7 @@ std::optional<event> event_reader::at(const time_stamp& time) {
     const bool is_far = !span.empty && (wanted < datasets::in_microseconds(span.first) - tolerance ||
                                         wanted > datasets::in_microseconds(span.last) + tolerance);
     if (!line.may_have_events(i) || is_far) continue;
-    const auto part = line.get(i);
+    const auto part = segment_to_read(i);
     account_gone_files(i, *part);
     for (const std::uint32_t event : part->selected) {
       const std::int64_t gap = std::abs(datasets::in_microseconds(part->events[event].time) - wanted);

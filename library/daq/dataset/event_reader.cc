@@ -15,6 +15,9 @@ namespace {
 constexpr std::size_t batch_events = 512;
 constexpr std::size_t batch_cells = 64 * 1024;
 
+/// Thrown where more is to be planned ahead than there is room for.
+struct no_room_ahead {};
+
 }  // namespace
 
 event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_options& options)
@@ -77,12 +80,34 @@ void event_reader::tell_progress() const {
   if (state_->options.progress) state_->options.progress({done_bytes_, total_bytes_});
 }
 
+/// To plan by. While there is something to read it waits for nobody's memory: whoever reads that is the one
+/// who could give it back.
+std::shared_ptr<const datasets::segment> event_reader::segment_to_plan(std::size_t index) {
+  if (auto part = state_->timeline.get_if_room(index)) return part;
+  const bool is_first = ahead_.size() < 2 && !batch_;  // of those ahead one is the place of this plan
+  if (!is_first) throw no_room_ahead();
+  return state_->timeline.get(index);
+}
+
+std::size_t event_reader::selected_in(std::size_t index) {
+  const auto known = state_->timeline.known_selected_in(index);
+  return known ? *known : segment_to_plan(index)->selected.size();
+}
+
+/// To read from at once: what was decoded ahead has to make room.
+std::shared_ptr<const datasets::segment> event_reader::segment_to_read(std::size_t index) {
+  for (;;) {
+    if (auto part = state_->timeline.get_if_room(index)) return part;
+    if (!drop_one_ahead()) return state_->timeline.get(index);
+  }
+}
+
 /// Moves to the segment that holds the next event; false when there is none.
 bool event_reader::enter_segment() {
   datasets::timeline& line = state_->timeline;
   if (options_.order == event_order::backward) {
     while (ordinal_ < before_segment_) {
-      const std::size_t here = line.selected_in(segment_ - 1);
+      const std::size_t here = selected_in(segment_ - 1);
       if (ordinal_ < before_segment_ - here) account_left_out(segment_ - 1, extent());
       before_segment_ -= here;
       --segment_;
@@ -90,7 +115,7 @@ bool event_reader::enter_segment() {
     return true;
   }
   while (segment_ < line.segments()) {
-    const std::size_t here = line.selected_in(segment_);
+    const std::size_t here = selected_in(segment_);
     if (ordinal_ < before_segment_ + here) return true;
     account_left_out(segment_, extent());
     before_segment_ += here;
@@ -103,7 +128,7 @@ bool event_reader::enter_segment() {
 void event_reader::account_left_out(std::size_t segment, reading_extent extent) {
   std::size_t& done = accounted_[segment];
   if (done == state_->channels.size() || !state_->timeline.may_have_events(segment)) return;
-  const auto part = state_->timeline.get(segment);
+  const auto part = segment_to_plan(segment);
   // One after the other: where one throws, those before it are not counted again.
   for (; done < state_->channels.size(); ++done)
     state_->account_left_out(ledger_, done, *part, done, extent);
@@ -120,12 +145,12 @@ std::optional<batch_plan> event_reader::next_plan() {
   if (left_ == 0) {
     // Backward, no event leads to the segments without events in front of the first one.
     const bool is_from_the_first = options_.first == 0 && !options_.count;
-    while (options_.order == event_order::backward && is_from_the_first && segment_ > 0)
-      account_left_out(--segment_, extent());
+    for (; options_.order == event_order::backward && is_from_the_first && segment_ > 0; --segment_)
+      account_left_out(segment_ - 1, extent());
     return std::nullopt;
   }
   if (!enter_segment()) return std::nullopt;
-  const auto part = state_->timeline.get(segment_);
+  const auto part = segment_to_plan(segment_);
   if (accounted_[segment_] != state_->channels.size()) {
     account_left_out(segment_, extent());
     if (options_.order == event_order::forward) align_ahead(segment_ + 1);
@@ -169,6 +194,8 @@ void event_reader::top_up() {
         ahead->plan = std::move(*plan);
         is_planned = true;
       }
+    } catch (const no_room_ahead&) {
+      // It is planned when what is there has been read.
     } catch (...) {
       ahead_.pop_back();
       throw;
@@ -214,7 +241,7 @@ void event_reader::start(const std::shared_ptr<task>& ahead) {
     std::exception_ptr failure;
     try {
       if (ahead->plan.events.empty())
-        (*state)->timeline.get(ahead->plan.segment);
+        (*state)->timeline.get_if_room(ahead->plan.segment);
       else
         batch = decode_batch(*state, ahead->plan);
     } catch (const memory_exceeded&) {
@@ -249,11 +276,16 @@ std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
 
 /// Its turn has come: what was decoded ahead has to make room.
 std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
-  const auto needed = state_->timeline.get(plan.segment);  // held, so that it is not what is dropped
+  const auto needed = segment_to_read(plan.segment);  // held, so that it is not what is dropped
   const auto begun = std::chrono::steady_clock::now();
   for (;;) {
     state_->check_stop();
-    if (auto batch = decode_batch(state_, plan)) return batch;
+    try {
+      if (auto batch = decode_batch(state_, plan)) return batch;
+    } catch (const memory_exceeded&) {  // where values are held, for the file that they are in
+      if (!drop_one_ahead()) throw;
+      continue;
+    }
     if (drop_one_ahead() || state_->timeline.drop_oldest() || split(plan)) continue;
     // Nothing of ours is in the way any more. Another reading may be, and get on; but two that wait for
     // each other would wake each other for ever.

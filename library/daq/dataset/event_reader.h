@@ -45,6 +45,9 @@ class event_reader {
   void find_start();
   std::optional<batch_plan> next_plan();
   void tell_progress() const;
+  std::shared_ptr<const datasets::segment> segment_to_plan(std::size_t index);
+  std::shared_ptr<const datasets::segment> segment_to_read(std::size_t index);
+  std::size_t selected_in(std::size_t index);
   bool enter_segment();
   void account_left_out(std::size_t segment, reading_extent extent);
   reading_extent extent() const;

@@ -114,13 +114,15 @@ std::shared_ptr<const segment> timeline::get_if_room(std::size_t index) {
   return build(index, std::move(room));
 }
 
-std::size_t timeline::selected_in(std::size_t index) {
+std::optional<std::size_t> timeline::known_selected_in(std::size_t index) {
   if (!may_have_events(index)) return 0;
-  {
-    const std::lock_guard lock(slots_[index].mutex);
-    if (slots_[index].selected) return *slots_[index].selected;
-  }
-  return get(index)->selected.size();
+  const std::lock_guard lock(slots_[index].mutex);
+  return slots_[index].selected;
+}
+
+std::size_t timeline::selected_in(std::size_t index) {
+  const auto known = known_selected_in(index);
+  return known ? *known : get(index)->selected.size();
 }
 
 std::size_t timeline::selected_before(std::size_t index) {

@@ -60,7 +60,9 @@ class timeline {
   bool may_have_events(std::size_t index) const;
   /// The memory that aligning a segment takes, at most.
   std::size_t bytes_to_align(std::size_t index) const;
-  /// The number of selected events of a segment, whatever the step.
+  /// The number of selected events of a segment, whatever the step; nothing: it was never aligned.
+  std::optional<std::size_t> known_selected_in(std::size_t index);
+  /// The same; it is aligned for it.
   std::size_t selected_in(std::size_t index);
   /// The selected events before a segment.
   std::size_t selected_before(std::size_t index);

@@ -18,12 +18,13 @@ constexpr std::size_t samples = 18'000;  // of noise: no smaller where it is sto
 
 constexpr std::size_t very_many_samples = 150'000;
 
-std::vector<float> wave(std::size_t event, std::size_t length = samples) {
+/// Zeros, with noise in every so many of them.
+std::vector<float> wave(std::size_t event, std::size_t length = samples, std::size_t every = 1) {
   std::mt19937 random(static_cast<unsigned>(event));
   std::vector<float> values(length);
   // Any bits but those of what is no number.
-  for (float& value : values)
-    value = std::bit_cast<float>(static_cast<std::uint32_t>(random()) & 0xbfffffffu);
+  for (std::size_t i = 0; i < length; i += every)
+    values[i] = std::bit_cast<float>(static_cast<std::uint32_t>(random()) & 0xbfffffffu);
   return values;
 }
 
@@ -44,7 +45,7 @@ class LargeBlocks : public testing::TestWithParam<std::size_t> {
     return write(folder_, "a.raw", file);
   }
   /// Files of two blocks each whose tables take half as much memory as a worker needs for a block.
-  std::vector<std::string> written_with_large_tables(std::size_t files) {
+  std::vector<std::string> written_with_large_tables(std::size_t files, std::size_t every = 1) {
     constexpr std::size_t other_channels = 1500;
     std::vector<std::string> paths;
     for (std::size_t n = 0; n < files; ++n) {
@@ -55,7 +56,7 @@ class LargeBlocks : public testing::TestWithParam<std::size_t> {
         file.events.push_back(event_at(number + 1, number * 1000));
         handmade_block made;
         made.event = i;
-        made.payload = spectrum({wave(i, very_many_samples)});
+        made.payload = spectrum({wave(i, very_many_samples, every)});
         channel.blocks.push_back(zipped(made, RAVO_ZIP_ZLIB));
       }
       file.channels = {channel};
@@ -215,6 +216,43 @@ TEST_P(LargeBlocks, OfManyFilesAreReadUnderEveryMemoryLimitThatSufficesForOneAtA
           << limit << " " << row;
     EXPECT_LE(data.peak_memory(), limit);
   }
+}
+
+// Reading by event waits for no memory that what it has decoded ahead itself takes: from the first limit on
+// that suffices for one worker, every limit suffices for any number of them.
+TEST_P(LargeBlocks, OfManyFilesAreReadEventByEventUnderEveryMemoryLimitThatHoldsOne) {
+  constexpr std::size_t files = 6, every = 8;  // what is stored is small beside what comes out
+  const std::vector<std::string> paths = written_with_large_tables(files, every);
+  const std::vector<float> expected[] = {wave(0, very_many_samples, every),
+                                         wave(1, very_many_samples, every)};
+  const auto read = [&](std::size_t limit, std::size_t threads, event_order order) {
+    dataset_options options;
+    options.threads = threads;
+    options.memory_limit = limit;
+    const dataset data = dataset::open(of_files(paths, {"WAVE"}), options);
+    event_options in;
+    in.order = order;
+    std::size_t count = 0;
+    for (event_range events = data.events(in); const event& one : events) {
+      const auto got = one["WAVE"].spectrum().values;
+      const std::vector<float>& wanted = expected[(one.number() + 1) % 2];
+      if (!std::equal(got.begin(), got.end(), wanted.begin(), wanted.end())) return std::size_t{0};
+      ++count;
+    }
+    EXPECT_LE(data.peak_memory(), limit);
+    return count;
+  };
+  constexpr std::size_t step = very_many_samples * sizeof(float) / 32;
+  std::size_t limit = 34 * step;
+  for (bool is_enough = false; !is_enough && limit < 128 * step;) try {
+      is_enough = read(limit, 1, event_order::forward) == 2 * files;
+    } catch (const memory_exceeded&) {
+      limit += step;
+    }
+  for (const std::size_t last = limit + 48 * step; limit < last; limit += step)
+    for (const event_order order : {event_order::forward, event_order::backward})
+      for (const std::size_t threads : {std::size_t{1}, GetParam()})
+        ASSERT_EQ(read(limit, threads, order), 2 * files) << limit << " " << threads;
 }
 
 INSTANTIATE_TEST_SUITE_P(Workers, LargeBlocks, testing::Values(2, 3, 5));

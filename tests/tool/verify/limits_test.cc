@@ -259,8 +259,8 @@ TEST_F(CurrentReading, EndsWhereItComesToManyTimesTheFile) {
   EXPECT_TRUE(has(result, finding_kind::file_too_entangled));
   EXPECT_TRUE(has(result, finding_kind::block_name)) << "what was found before is told";
   const std::uint64_t most = read_multiple * content.size() + always_read;
-  EXPECT_GT(result.bytes_read, most);
-  EXPECT_LT(result.bytes_read, most + 4096);  // two threads meet the end, each with a read of its own
+  EXPECT_LE(result.bytes_read, most);
+  EXPECT_GT(result.bytes_read, most - 4096);  // each of its reads is shorter
 }
 
 }  // namespace

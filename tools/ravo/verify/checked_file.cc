@@ -17,7 +17,10 @@ checked_file::checked_file(const std::string& path) : file_(path.c_str()) {
 }
 
 void checked_file::read(std::uint64_t offset, void* into, std::size_t length) const {
-  if (bytes_read_.fetch_add(length) + length > most_read()) throw read_too_much("");
+  if (bytes_read_.fetch_add(length) + length > most_read()) {
+    bytes_read_ -= length;  // it is not read
+    throw read_too_much("");
+  }
   auto* to = static_cast<unsigned char*>(into);
   while (length > 0) {
     const ssize_t got = pread(file_, to, length, static_cast<off_t>(offset));
