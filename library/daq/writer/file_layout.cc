@@ -42,11 +42,4 @@ file_layout::file_layout(const file_contents& contents, const record_set& record
   total = reference_table + sizeof(ravo_file_reference_table) + sizeof(std::uint32_t);
 }
 
-bool file_layout::fits() const {
-  return total <= largest_file &&
-         std::max({event_headers_length, server_blocks_length, longest_basket_length,
-                   channel_dictionary_length, pointer_table_length, environment_dictionary_length,
-                   descriptions_length}) <= largest_length;
-}
-
 }  // namespace ravo::writer
