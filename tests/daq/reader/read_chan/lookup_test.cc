@@ -31,6 +31,7 @@ class ChannelReaderLookup : public channel_reader_test<generation> {
     reader = file->reader();
     captured_output quiet;
     start_and_wait(*reader);
+    wait_until_workers_left(*reader);  // tests change what they look at
   }
   virtual void change(file_type&) {}
 
