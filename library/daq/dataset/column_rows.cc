@@ -130,8 +130,8 @@ void column_reader::make_chunks() {
     for (const std::uint32_t index : list.index) stored_ += part->channels[channel_].entries[index].stored;
   }
   chunks_.clear();
-  // At most `shares` of each size from `most` to `least`, down by a factor of e; while they are cut the
-  // list grows.
+  // From `most` down to `least`, no more than `shares` of them until half as much is left; while they are
+  // cut the list grows.
   const std::uint64_t sizes = std::bit_width(most / least) + 1;
   take_memory((lists_.size() + stored_ / most + shares * sizes + data_.layout.rows / most_rows) *
                   (2 * sizeof(chunk) + sizeof(ragged_part)),
