@@ -197,23 +197,21 @@ class tables {
     if (count == 0) return;
     read_headers(row, count);
     const std::uint64_t basket = find_basket(channel, row[0].chhd);
-    std::vector<std::uint32_t> begins(count);
-    for (std::size_t i = 0; i < count; ++i) begins[i] = row[i].chhd;
-    if (!std::is_sorted(begins.begin(), begins.end())) std::sort(begins.begin(), begins.end());
+    const std::vector<std::uint64_t> ends = block_ends(row, count);
     channel.entries.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
       entry one{0, {}, row[i].chhd, row[i].data, 0, position, 0, value_status::ok};
-      one.stored = stored_bytes(begins, row[i].chhd, basket, channel.basket_end);
+      one.stored = stored_bytes(row[i].chhd, ends[i], basket, channel.basket_end);
       one.status = status_of(row[i], one.stored);
       if (one.status != value_status::ok) one.stored = 0;
-      const auto header = header_at(row[i].evhd);
-      if (!header) {
+      const event_name& event = event_of(i, row[i].evhd);
+      if (!event.is_one) {
         channel.unplaced.push_back(one);
         continue;
       }
-      one.number = header->event_number;
-      one.time = header->event_time;
-      one.type = static_cast<std::uint8_t>(header->event_type);
+      one.number = event.id.event_number;
+      one.time = event.id.time;
+      one.type = event.type;
       channel.entries.push_back(one);
     }
   }
@@ -230,13 +228,30 @@ class tables {
     }
   }
 
-  /// The event's header; nothing when what lies there is none.
-  std::optional<ravo_eventheader> header_at(std::uint64_t where) const {
+  /// What an event header says, and where it lies.
+  struct event_name {
+    std::uint32_t where = 0;
+    bool is_one = false;  ///< what lies there is a header
+    std::uint8_t type = 0;
+    ravo_time_id id{};
+  };
+
+  /// The event of a row's entry. Channels have mostly the same events: the one that the last channel had in
+  /// that place need not be looked at again.
+  const event_name& event_of(std::size_t place, std::uint32_t where) {
+    if (place >= events_.size()) events_.resize(place + 1);
+    event_name& event = events_[place];
+    if (event.where == where) return event;
+    event = {};
+    event.where = where;
     const auto bytes = headers_.at(where, sizeof(ravo_eventheader));
-    if (!bytes) return std::nullopt;
+    if (!bytes) return event;
     ravo_eventheader header;
     ravo_swap4(bytes->data(), &header, static_cast<int>(sizeof header / 4));
-    return is_event_header<G>(header) ? std::optional(header) : std::nullopt;
+    event.is_one = is_event_header<G>(header);
+    event.type = static_cast<std::uint8_t>(header.event_type);
+    event.id = {header.event_number, header.event_time};
+    return event;
   }
 
   /// Reads the event headers that a row points to in one piece, unless those of an earlier row hold them:
@@ -250,6 +265,7 @@ class tables {
       last = std::max(last, at + sizeof(ravo_eventheader));
     }
     if (first >= last || headers_.extent().holds(first, last - first)) return;
+    events_.clear();
     header_bytes_.resize(last - first);
     if (!file_.read_all(first, header_bytes_.data(), header_bytes_.size())) header_bytes_.clear();
     headers_ = file_part(header_bytes_.data(), header_bytes_.size(), first);
@@ -275,13 +291,32 @@ class tables {
     return begin;
   }
 
-  static std::uint32_t stored_bytes(const std::vector<std::uint32_t>& begins, std::uint32_t chhd,
-                                    std::uint64_t basket, std::uint64_t basket_end) {
+  /// Where the next block of the row begins behind each, in the file; for the last one the farthest there
+  /// can be.
+  static std::vector<std::uint64_t> block_ends(const typename G::chan_pointers_table_entry* row,
+                                               std::size_t count) {
+    constexpr auto farthest = std::numeric_limits<std::uint64_t>::max();
+    std::vector<std::uint64_t> ends(count, farthest);
+    bool in_order = true;
+    for (std::size_t i = 0; i + 1 < count; ++i) {
+      ends[i] = row[i + 1].chhd;
+      in_order = in_order && row[i].chhd < ends[i];
+    }
+    if (in_order) return ends;
+    std::vector<std::uint32_t> begins(count);
+    for (std::size_t i = 0; i < count; ++i) begins[i] = row[i].chhd;
+    std::sort(begins.begin(), begins.end());
+    for (std::size_t i = 0; i < count; ++i) {
+      const auto next = std::upper_bound(begins.begin(), begins.end(), row[i].chhd);
+      ends[i] = next == begins.end() ? farthest : *next;
+    }
+    return ends;
+  }
+
+  static std::uint32_t stored_bytes(std::uint32_t chhd, std::uint64_t end, std::uint64_t basket,
+                                    std::uint64_t basket_end) {
     if (chhd < basket + basket_head_size || chhd >= basket_end) return 0;
-    const auto next = std::upper_bound(begins.begin(), begins.end(), chhd);
-    const std::uint64_t end =
-        next == begins.end() ? basket_end : std::min<std::uint64_t>(*next, basket_end);
-    return static_cast<std::uint32_t>(end - chhd);
+    return static_cast<std::uint32_t>(std::min(end, basket_end) - chhd);
   }
 
   const open_file& file_;
@@ -290,7 +325,8 @@ class tables {
   part_extent event_headers_;  ///< as the file says
   part_extent server_blocks_;
   std::vector<unsigned char> header_bytes_;
-  file_part headers_;  ///< those that were read
+  file_part headers_;               ///< those that were read
+  std::vector<event_name> events_;  ///< of the row that was looked at last, by entry
 };
 
 template <class G>

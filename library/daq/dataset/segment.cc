@@ -97,9 +97,20 @@ std::uint64_t segment::basket_end(std::size_t channel, std::uint32_t file) const
              : channels[channel].basket_end[static_cast<std::size_t>(found - files.begin())];
 }
 
+namespace {
+
+/// The order of events that all have numbers, and are aligned by them.
+struct by_number_alone {
+  int operator()(const ravo_time_id& a, const ravo_time_id& b) const {
+    return a.event_number > b.event_number ? 1 : a.event_number < b.event_number ? -1 : 0;
+  }
+};
+
+}  // namespace
+
 int compare_events(const ravo_time_id& a, const ravo_time_id& b, const alignment_rule& rule) {
   if (rule.synch == synch_mode::by_number && a.event_number != 0 && b.event_number != 0)
-    return a.event_number > b.event_number ? 1 : a.event_number < b.event_number ? -1 : 0;
+    return by_number_alone{}(a, b);
   int order = 0;
   ravo_time_stamp_eq(&a.time, &b.time, rule.tolerance, &order, nullptr);
   return order;
@@ -122,32 +133,38 @@ void sort_entries(std::vector<entry>& entries, Before before) {
     std::stable_sort(entries.begin(), entries.end(), before);
 }
 
+struct by_rule {
+  const alignment_rule& rule;
+  int operator()(const ravo_time_id& a, const ravo_time_id& b) const { return compare_events(a, b, rule); }
+};
+
 /// The merge: each channel has a place in its entries, and the earliest of what stands there is the next
-/// event.
+/// event. What a channel keeps of its entries moves up to the front of them.
+template <class Order>
 class merge {
  public:
-  merge(segment& part, const alignment_rule& rule, const std::vector<bool>& slow)
-      : part_(part), rule_(rule), slow_(slow), places_(part.channels.size()) {
+  merge(segment& part, const alignment_rule& rule, const std::vector<bool>& slow, Order order)
+      : part_(part), rule_(rule), slow_(slow), order_(order), places_(part.channels.size()) {
     for (std::size_t i = 0; i < part.channels.size(); ++i) {
       places_[i].track = &part.channels[i];
-      places_[i].all = std::move(part.channels[i].entries);
-      part.channels[i].entries.clear();
-      part.channels[i].entries.reserve(places_[i].all.size());
-      part.channels[i].event.reserve(places_[i].all.size());
+      places_[i].count = part.channels[i].entries.size();
+      part.channels[i].event.reserve(places_[i].count);
     }
   }
 
   void run() {
     while (const entry* first = earliest()) take(id_of(*first));
+    for (place& one : places_) one.track->entries.resize(one.kept);
   }
 
  private:
   struct place {
     channel_track* track = nullptr;
-    std::vector<entry> all;
+    std::size_t count = 0;
     std::size_t next = 0;
-    bool ended() const { return next == all.size(); }
-    const entry& head() const { return all[next]; }
+    std::size_t kept = 0;
+    bool ended() const { return next == count; }
+    const entry& head() const { return track->entries[next]; }
   };
 
   // Of several that are one event the first channel's, or aligned by time the one with the earliest time.
@@ -162,39 +179,40 @@ class merge {
 
   bool is_earlier(const entry& one, const entry& chosen) const {
     if (rule_.synch == synch_mode::by_time) return in_microseconds(one.time) < in_microseconds(chosen.time);
-    return compare_events(id_of(chosen), id_of(one), rule_) > 0;
+    return order_(id_of(chosen), id_of(one)) > 0;
   }
 
   void take(const ravo_time_id& chosen) {
     const auto event = static_cast<std::uint32_t>(part_.events.size());
-    const entry* named = nullptr;
+    std::optional<ravo_time_id> named;
     bool named_is_slow = true;
     for (std::size_t i = 0; i < places_.size(); ++i) {
       place& one = places_[i];
       bool taken = false;
       // The event itself is taken whatever the comparison says, so that every turn gets on.
-      while (!one.ended() && compare_events(chosen, id_of(one.head()), rule_) == 0) {
-        const entry& here = one.all[one.next++];
+      while (!one.ended() && order_(chosen, id_of(one.head())) == 0) {
+        const entry& here = one.track->entries[one.next++];
         if (taken) {
           one.track->left_out.push_back(here);
           one.track->left_out_event.push_back(event);
           continue;
         }
         taken = true;
-        one.track->entries.push_back(here);
-        one.track->event.push_back(event);
-        if (named == nullptr || (named_is_slow && !slow_[i])) {
-          named = &here;
+        if (!named || (named_is_slow && !slow_[i])) {
+          named = id_of(here);
           named_is_slow = slow_[i];
         }
+        one.track->entries[one.kept++] = here;
+        one.track->event.push_back(event);
       }
     }
-    part_.events.push_back(named != nullptr ? id_of(*named) : chosen);
+    part_.events.push_back(named.value_or(chosen));
   }
 
   segment& part_;
   const alignment_rule& rule_;
   const std::vector<bool>& slow_;
+  const Order order_;
   std::vector<place> places_;
 };
 
@@ -210,7 +228,10 @@ void align(segment& part, const alignment_rule& rule, const std::vector<bool>& s
         return in_microseconds(a.time) < in_microseconds(b.time);
       });
   }
-  merge(part, rule, slow).run();
+  if (part.by_number)
+    merge(part, rule, slow, by_number_alone{}).run();
+  else
+    merge(part, rule, slow, by_rule{rule}).run();
 }
 
 }  // namespace ravo::datasets
