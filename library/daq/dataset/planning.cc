@@ -21,10 +21,7 @@ void visit_segments(dataset_state& state,
       state.check_stop();
       parts[i] = line.get(wave[i]);
     };
-    if (wave.size() == 1)
-      align(0);
-    else
-      state.pool.run(wave.size(), state.pool.size(), align);
+    state.pool.run(wave.size(), state.pool.size(), align);
     bool goes_on = true;
     for (std::size_t i = 0; i < wave.size() && goes_on; ++i) {
       goes_on = visit(wave[i], parts[i]);

@@ -1,7 +1,10 @@
 #include "worker_pool.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <exception>
+#include <memory>
 
 namespace ravo::datasets {
 
@@ -47,57 +50,94 @@ void worker_pool::serve() {
   }
 }
 
-void worker_pool::run(std::size_t count, std::size_t workers, const std::function<void(std::size_t)>& work,
-                      const std::function<void()>& look) {
-  struct shared {
-    std::atomic<std::size_t> next{0};
-    std::atomic<bool> failed{false};
-    std::mutex mutex;  // guards running and failure
-    std::condition_variable done;
-    std::size_t running = 0;
-    std::exception_ptr failure;
-  };
-  shared state;
-  const auto note_failure = [&state] {
-    const std::lock_guard lock(state.mutex);
-    if (!state.failure) state.failure = std::current_exception();
-    state.failed = true;
-  };
-  const std::size_t used = std::min({count, std::max<std::size_t>(workers, 1), size()});
-  state.running = used;
-  const auto serve_this = [&] {
+namespace {
+
+/// One call of run(): what its caller and the threads that help it share. Helpers may come too late, when
+/// the call is over and its work not there any more: then nothing is left to do.
+class shared_work {
+ public:
+  shared_work(std::size_t count, const std::function<void(std::size_t)>& work)
+      : count_(count), work_(work) {}
+
+  void help() {
+    {
+      const std::lock_guard lock(mutex_);
+      ++helpers_;
+    }
+    while (do_next()) continue;
+    const std::lock_guard lock(mutex_);
+    if (--helpers_ == 0) done_.notify_all();
+  }
+
+  /// False: there was nothing left to do.
+  bool do_next() {
+    const std::size_t number = next_++;
+    if (number >= count_ || failed_) return false;
     try {
-      for (std::size_t n = state.next++; n < count && !state.failed; n = state.next++) work(n);
+      work_(number);
     } catch (...) {
       note_failure();
     }
-    const std::lock_guard lock(state.mutex);
-    if (--state.running == 0) state.done.notify_all();
-  };
-  for (std::size_t i = 0; i < used; ++i) try {
-      add(serve_this);
+    return true;
+  }
+
+  void note_failure() {
+    const std::lock_guard lock(mutex_);
+    if (!failure_) failure_ = std::current_exception();
+    failed_ = true;
+  }
+
+  /// Whether all helpers are done, after waiting for it so long.
+  bool is_over_within(std::chrono::milliseconds longest) {
+    std::unique_lock lock(mutex_);
+    return done_.wait_for(lock, longest, [this] { return helpers_ == 0; });
+  }
+
+  bool failed() const { return failed_; }
+  void rethrow() const {
+    if (failure_) std::rethrow_exception(failure_);
+  }
+
+ private:
+  const std::size_t count_;
+  const std::function<void(std::size_t)>& work_;
+  std::atomic<std::size_t> next_{0};
+  std::atomic<bool> failed_{false};
+  std::mutex mutex_;  ///< guards what follows
+  std::condition_variable done_;
+  std::size_t helpers_ = 0;
+  std::exception_ptr failure_;
+};
+
+}  // namespace
+
+void worker_pool::run(std::size_t count, std::size_t workers, const std::function<void(std::size_t)>& work,
+                      const std::function<void()>& look) {
+  using clock = std::chrono::steady_clock;
+  constexpr auto between_looks = std::chrono::milliseconds(20);
+  const auto shared = std::make_shared<shared_work>(count, work);
+  const std::size_t used = std::min({count, workers, size()});
+  for (std::size_t i = 1; i < used; ++i) try {
+      add([shared] { shared->help(); });
     } catch (...) {
-      // Those that were added work on what is on this stack, and do all of the work if there is one.
-      if (i == 0) throw;
-      const std::lock_guard lock(state.mutex);
-      state.running -= used - i;
-      break;
+      break;  // fewer are slower, and no reason to fail
     }
-  for (;;) {
-    {
-      std::unique_lock lock(state.mutex);
-      if (state.done.wait_for(lock, std::chrono::milliseconds(look ? 20 : 1000),
-                              [&state] { return state.running == 0; }))
-        break;
-    }
-    if (!look || state.failed) continue;
+  const auto look_now = [&] {
+    if (!look || shared->failed()) return;
     try {
       look();
     } catch (...) {
-      note_failure();
+      shared->note_failure();
     }
-  }
-  if (state.failure) std::rethrow_exception(state.failure);
+  };
+  auto looked = clock::now();
+  while (shared->do_next())
+    if (clock::now() - looked >= between_looks) {
+      look_now();
+      looked = clock::now();
+    }
+  while (!shared->is_over_within(between_looks)) look_now();
+  shared->rethrow();
 }
 
 }  // namespace ravo::datasets

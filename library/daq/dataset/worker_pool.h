@@ -3,13 +3,10 @@
 #ifndef RAVO_DATASET_WORKER_POOL_H
 #define RAVO_DATASET_WORKER_POOL_H
 
-#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
-#include <exception>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -27,9 +24,9 @@ class worker_pool {
   std::size_t size() const { return threads_.size(); }
   void add(std::function<void()> task);
 
-  /// Runs `work(i)` for i from 0 to `count` - 1 on up to `workers` threads and waits for all of them. The
-  /// first exception ends the others' work and is thrown here. `look` is called here now and then; it may
-  /// throw.
+  /// Runs `work(i)` for i from 0 to `count` - 1, here and on other threads, on up to `workers` altogether,
+  /// and waits for all of them. The first exception ends the others' work and is thrown here. `look` is
+  /// called here now and then, between two pieces of work; it may throw.
   void run(std::size_t count, std::size_t workers, const std::function<void(std::size_t)>& work,
            const std::function<void()>& look = {});
 

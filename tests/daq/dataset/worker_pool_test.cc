@@ -1,0 +1,100 @@
+// Pieces of work on the threads of a dataset, and on the one that waits for them.
+#include "worker_pool.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <latch>
+#include <limits>
+#include <set>
+#include <stdexcept>
+
+namespace ravo::datasets {
+namespace {
+
+TEST(WorkerPool, DoesEveryPieceOnce) {
+  worker_pool pool(3);
+  for (const std::size_t count : {0u, 1u, 2u, 3u, 4u, 1000u}) {
+    std::vector<std::atomic<int>> done(count);
+    pool.run(count, pool.size(), [&](std::size_t i) { ++done[i]; });
+    for (std::size_t i = 0; i < count; ++i) EXPECT_EQ(done[i], 1) << i << " of " << count;
+  }
+}
+
+TEST(WorkerPool, WorksOnAsManyThreadsAsItHas) {
+  worker_pool pool(3);
+  std::latch together(3);
+  std::mutex mutex;
+  std::set<std::thread::id> threads;
+  pool.run(3, pool.size(), [&](std::size_t) {
+    together.arrive_and_wait();
+    const std::lock_guard lock(mutex);
+    threads.insert(std::this_thread::get_id());
+  });
+  EXPECT_EQ(threads.size(), 3u);
+  EXPECT_EQ(threads.count(std::this_thread::get_id()), 1u);
+}
+
+TEST(WorkerPool, WorksOnNoMoreThreadsThanAreAskedFor) {
+  worker_pool pool(4);
+  std::mutex mutex;
+  std::set<std::thread::id> threads;
+  pool.run(500, 1, [&](std::size_t) {
+    const std::lock_guard lock(mutex);
+    threads.insert(std::this_thread::get_id());
+  });
+  EXPECT_EQ(threads, std::set{std::this_thread::get_id()});
+}
+
+TEST(WorkerPool, DoesNotWaitForThreadsThatAreBusyElsewhere) {
+  std::latch is_over(1);
+  std::size_t done = 0;
+  worker_pool pool(2);
+  for (std::size_t i = 0; i < pool.size(); ++i) pool.add([&] { is_over.wait(); });
+  pool.run(10, pool.size(), [&](std::size_t) { ++done; });
+  EXPECT_EQ(done, 10u);
+  is_over.count_down();
+}
+
+constexpr std::size_t endless = std::numeric_limits<std::size_t>::max() / 2;
+
+TEST(WorkerPool, ThrowsTheFirstExceptionAndEndsTheOthersWork) {
+  for (const std::size_t threads : {1u, 3u}) {
+    worker_pool pool(threads);
+    const auto work = [](std::size_t i) {
+      if (i == 5) throw std::runtime_error("the fifth");
+    };
+    EXPECT_THROW(pool.run(endless, pool.size(), work), std::runtime_error);
+    std::atomic<std::size_t> done{0};
+    pool.run(3, pool.size(), [&](std::size_t) { ++done; });
+    EXPECT_EQ(done, 3u) << "it can be used as before";
+  }
+}
+
+TEST(WorkerPool, LooksBetweenItsPiecesAndEndsWhenThatThrows) {
+  worker_pool pool(1);
+  EXPECT_THROW(pool.run(
+                   endless, pool.size(), [](std::size_t) {}, [] { throw std::runtime_error("enough"); }),
+               std::runtime_error);
+}
+
+TEST(WorkerPool, LooksWhileItWaitsForTheOthers) {
+  worker_pool pool(2);
+  std::latch together(2);
+  std::atomic<int> looks{0};
+  const auto caller = std::this_thread::get_id();
+  pool.run(
+      2, pool.size(),
+      [&](std::size_t) {
+        together.arrive_and_wait();
+        if (std::this_thread::get_id() != caller) looks.wait(0);
+      },
+      [&] {
+        ++looks;
+        looks.notify_all();
+      });
+  EXPECT_GE(looks, 1);
+}
+
+}  // namespace
+}  // namespace ravo::datasets
