@@ -89,13 +89,13 @@ found_block find_block(const block_source_file& source, const file_part& part, c
 constexpr std::uint64_t farthest_data = std::uint64_t{1} << 20;
 
 found_block find_again(const block_source_file& source, const entry& where, std::uint64_t needed_end,
-                       raw_buffer& buffer, const std::function<bool(std::size_t)>& take_room) {
+                       const memory_slab& buffer, const std::function<bool(std::size_t)>& take_room) {
   found_block found;
   const bool is_near = where.data >= where.chhd && where.data - where.chhd < farthest_data;
   if (needed_end > source.basket_end || needed_end <= where.chhd || !is_near) return found;
   const std::size_t size = needed_end - where.chhd;
   if (!take_room(size)) return found;
-  unsigned char* bytes = buffer.get(size);
+  unsigned char* bytes = buffer.data();
   const auto got = source.file->read(where.chhd, bytes, size);
   if (!got) {
     found.status = value_status::file_missing;
@@ -139,28 +139,6 @@ bool cut(const found_block& block, const char* channel, int member, unsigned cha
 
 }  // namespace
 
-void raw_buffer::release::operator()(unsigned char* memory) const { std::free(memory); }
-
-std::size_t raw_buffer::size_for(std::size_t size) const {
-  return std::max(size_, (std::max<std::size_t>(size, 4096) + 4095) & ~std::size_t{4095});
-}
-
-unsigned char* raw_buffer::get(std::size_t size) {
-  if (size > size_ || memory_ == nullptr) {
-    const std::size_t rounded = size_for(size);
-    reset();
-    memory_.reset(static_cast<unsigned char*>(std::malloc(rounded)));
-    if (!memory_) throw std::bad_alloc();
-    size_ = rounded;
-  }
-  return memory_.get();
-}
-
-void raw_buffer::reset() {
-  memory_.reset();
-  size_ = 0;
-}
-
 block_window next_window(const std::vector<entry>& blocks, std::size_t first, std::size_t most) {
   constexpr std::uint64_t widest_gap = 16 * 1024;
   const std::uint64_t begin = blocks[first].chhd;
@@ -177,7 +155,7 @@ block_window next_window(const std::vector<entry>& blocks, std::size_t first, st
 }
 
 void read_window(const block_source_file& source, const std::vector<entry>& blocks, std::size_t first,
-                 const block_window& window, read_buffers& buffers,
+                 const block_window& window, const read_buffers& buffers,
                  const std::function<bool(std::size_t)>& take_room,
                  const std::function<void(std::size_t, const found_block&)>& take) {
   found_block missing;
@@ -185,7 +163,7 @@ void read_window(const block_source_file& source, const std::vector<entry>& bloc
   unsigned char* bytes = nullptr;
   std::optional<std::size_t> got;
   if (source.file != nullptr) {
-    bytes = buffers.window.get(window.bytes);
+    bytes = buffers.window.data();
     got = source.file->read(window.offset, bytes, window.bytes);
   }
   for (std::size_t i = first; i < first + window.blocks; ++i) {

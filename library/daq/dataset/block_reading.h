@@ -11,6 +11,7 @@
 
 #include "decode/stored_block.h"
 #include "file_tables.h"
+#include "memory_budget.h"
 #include "ravo_dataset/status.h"
 
 namespace ravo::datasets {
@@ -32,23 +33,6 @@ struct block_source_file {
   std::uint64_t basket_end = 0;
 };
 
-/// Memory that grows and is not filled.
-class raw_buffer {
- public:
-  unsigned char* get(std::size_t size);
-  std::size_t size() const { return size_; }
-  /// What size() will be when `size` bytes were asked for.
-  std::size_t size_for(std::size_t size) const;
-  void reset();
-
- private:
-  struct release {
-    void operator()(unsigned char* memory) const;
-  };
-  std::unique_ptr<unsigned char, release> memory_;
-  std::size_t size_ = 0;
-};
-
 /// Bytes of the window that reads `blocks` from `first` on, and how many of them it holds: blocks that lie
 /// one behind another are read together, up to `most` bytes or one block.
 struct block_window {
@@ -62,15 +46,15 @@ block_window next_window(const std::vector<entry>& blocks, std::size_t first,
 
 /// Where windows are read to, and blocks that are longer than their place.
 struct read_buffers {
-  raw_buffer window;
-  raw_buffer block;
+  memory_slab window;
+  memory_slab block;
 };
 
-/// Reads a window, finds its blocks and hands each over, with its position in `blocks`. A block that says
-/// that it is longer than its place is read again by itself when `take_room` has room for so many bytes.
-/// What is handed over is valid during the call.
+/// Reads a window into `buffers.window`, which has room for it, finds its blocks and hands each over, with
+/// its position in `blocks`. A block that says that it is longer than its place is read again by itself
+/// when `take_room` makes `buffers.block` large enough. What is handed over is valid during the call.
 void read_window(const block_source_file& source, const std::vector<entry>& blocks, std::size_t first,
-                 const block_window& window, read_buffers& buffers,
+                 const block_window& window, const read_buffers& buffers,
                  const std::function<bool(std::size_t)>& take_room,
                  const std::function<void(std::size_t, const found_block&)>& take);
 

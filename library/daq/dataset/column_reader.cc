@@ -161,17 +161,38 @@ void column_reader::put_back(std::unique_ptr<scratch> work) {
   if (waiting_ == 0) free_.push_back(std::move(work));
 }
 
-/// Room for what one of the buffers will be. A worker that waited with what it has could wait for others
-/// that do the same: only one at a time waits, and the others let go of all that they have.
-void column_reader::reserve(scratch& work, const datasets::raw_buffer& which, std::size_t size) {
-  const std::size_t more = which.size_for(size) - which.size();
-  if (state_->memory.try_grow(more, work.share)) return;
+/// One of the buffers, large enough. A worker that waited with what it has could wait for others that do
+/// the same: only one at a time waits, and the others let go of all that they have.
+unsigned char* column_reader::fit(scratch& work, datasets::memory_slab& buffer, std::size_t size) {
+  if (state_->memory.try_fit(buffer, size)) return buffer.data();
   if (!work.is_alone) throw needs_room();
-  for (datasets::raw_buffer* buffer : {&work.decoded, &work.second})
-    if (buffer != &which) buffer->reset();
-  const datasets::read_buffers& read = work.read;
-  work.share.shrink(read.window.size() + read.block.size() + work.decoded.size() + work.second.size());
-  state_->timeline.grow_memory(more, ("Decoding a block of " + data_.channel).c_str(), work.share);
+  work.inflated.release();
+  work.decoded.release();
+  datasets::memory_share share;
+  state_->take_memory(size, "Decoding a block of " + data_.channel, share);
+  buffer = state_->memory.make_slab(std::move(share));
+  return buffer.data();
+}
+
+void column_reader::read_window(const datasets::block_source_file& source, const std::vector<entry>& blocks,
+                                std::size_t first, const block_window& window, scratch& work,
+                                const std::function<void(std::size_t, const found_block&)>& take) {
+  fit(work, work.read.window, window.bytes);
+  const auto take_room = [&](std::size_t size) { return fit(work, work.read.block, size) != nullptr; };
+  datasets::read_window(source, blocks, first, window, work.read, take_room, take);
+}
+
+/// The payload of a block as it lies in the file, once it is inflated; nothing, and why.
+std::optional<byte_view> column_reader::inflate(const found_block& found, scratch& work,
+                                                value_status& status) {
+  status = found.status;
+  if (status != value_status::ok) return std::nullopt;
+  if (found.payload.form != stored_form::compressed)
+    return byte_view(found.payload.bytes, found.payload.size, word_order::file);
+  unsigned char* into = fit(work, work.inflated, found.payload.room);
+  status = datasets::inflate(found, into);
+  if (status != value_status::ok) return std::nullopt;
+  return byte_view(into, found.payload.room, word_order::file);
 }
 
 /// What is kept of rows of different shapes: nobody would give it back while others wait.
@@ -274,40 +295,27 @@ void column_reader::read_blocks(const chunk& one, const segment& part, scratch& 
     }
     std::shared_ptr<const datasets::open_file> opened;
     const auto source = state_->source_of(part, channel_, blocks[first].file, opened);
-    reserve(work, work.read.window, window.bytes);
-    const auto take_room = [&](std::size_t size) {
-      reserve(work, work.read.block, size);
-      return true;
-    };
-    datasets::read_window(source, blocks, first, window, work.read, take_room,
-                          [&](std::size_t i, const found_block& found) {
-                            const std::uint64_t row = list.row[one.first + i];
-                            const bool is_held = planned_status_[row] != value_status::ok;
-                            value_status status = value_status::ok;
-                            if (options_.with_digest && !is_held)
-                              status = add_to_digest(source, found, blocks[i], work, digest);
-                            if (!is_for_digest_) status = take(found, row, work, ragged);
-                            settle(i, status);
-                          });
+    read_window(source, blocks, first, window, work, [&](std::size_t i, const found_block& found) {
+      const std::uint64_t row = list.row[one.first + i];
+      const bool is_held = planned_status_[row] != value_status::ok;
+      value_status status = value_status::ok;
+      if (options_.with_digest && !is_held) status = add_to_digest(source, found, blocks[i], work, digest);
+      if (!is_for_digest_) status = take(found, row, work, ragged);
+      settle(i, status);
+    });
     first += window.blocks;
   }
 }
 
 value_status column_reader::take(const found_block& found, std::uint64_t row, scratch& work,
                                  ragged_part& ragged) {
-  if (found.status != value_status::ok) return found.status;
-  if (is_stored(row)) return value_status::ok;
-  byte_view payload(found.payload.bytes, found.payload.size, word_order::file);
-  if (found.payload.form == stored_form::compressed) {
-    reserve(work, work.decoded, found.payload.room);
-    unsigned char* into = work.decoded.get(found.payload.room);
-    if (const value_status status = datasets::inflate(found, into); status != value_status::ok)
-      return status;
-    payload = byte_view(into, found.payload.room, word_order::file);
-  }
-  const auto one = datasets::find_item(found.stored_type, payload, state_->channels[channel_].member);
+  if (found.status == value_status::ok && is_stored(row)) return value_status::ok;
+  value_status status = value_status::ok;
+  const auto payload = inflate(found, work, status);
+  if (!payload) return status;
+  const auto one = datasets::find_item(found.stored_type, *payload, state_->channels[channel_].member);
   if (!one) return value_status::cannot_convert;
-  return store(*one, payload, row, ragged);
+  return store(*one, *payload, row, ragged);
 }
 
 /// Axes seldom change: they are put down from the first one on that is another one than the first row's.
@@ -365,8 +373,7 @@ value_status column_reader::add_to_digest(const datasets::block_source_file& sou
     return found.status;
   }
   const std::size_t room = found.payload.room + datasets::cut_excess;
-  reserve(work, work.second, room);
-  unsigned char* into = work.second.get(room);
+  unsigned char* into = fit(work, work.decoded, room);
   std::size_t length = 0;
   std::int32_t type = found.type;
   value_status status = datasets::decode(source, found, into, length);

@@ -40,11 +40,10 @@ class column_reader {
   };
   /// What one worker needs for a chunk.
   struct scratch {
-    datasets::memory_share share;  ///< of all the buffers
     datasets::read_buffers read;
-    datasets::raw_buffer decoded;
-    datasets::raw_buffer second;
-    bool is_alone = false;  ///< of all workers of this reading it alone may wait for memory
+    datasets::memory_slab inflated;
+    datasets::memory_slab decoded;  ///< for the digest
+    bool is_alone = false;          ///< of all workers of this reading it alone may wait for memory
   };
   /// Thrown where there is no room for a buffer, by workers that may not wait for it.
   struct needs_room {};
@@ -98,7 +97,11 @@ class column_reader {
                      ragged_part& ragged);
   value_status add_to_digest(const datasets::block_source_file& source, const datasets::found_block& found,
                              const datasets::entry& where, scratch& work, channel_digest& digest);
-  void reserve(scratch& work, const datasets::raw_buffer& which, std::size_t size);
+  unsigned char* fit(scratch& work, datasets::memory_slab& buffer, std::size_t size);
+  void read_window(const datasets::block_source_file& source, const std::vector<datasets::entry>& blocks,
+                   std::size_t first, const datasets::block_window& window, scratch& work,
+                   const std::function<void(std::size_t, const datasets::found_block&)>& take);
+  std::optional<byte_view> inflate(const datasets::found_block& found, scratch& work, value_status& status);
   void reserve(ragged_part& part, std::size_t more);
   std::unique_ptr<scratch> take_scratch();
   void put_back(std::unique_ptr<scratch> work);

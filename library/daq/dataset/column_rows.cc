@@ -171,23 +171,13 @@ column_reader::first_block column_reader::decode_first_block(const block_list& l
   std::shared_ptr<const datasets::open_file> opened;
   const auto source = state_->source_of(*part, channel_, blocks[0].file, opened);
   const auto window = datasets::next_window(blocks, 0);
-  reserve(work, work.read.window, window.bytes);
-  const auto take_room = [&](std::size_t size) {
-    reserve(work, work.read.block, size);
-    return true;
-  };
-  datasets::read_window(
-      source, blocks, 0, window, work.read, take_room, [&](std::size_t, const found_block& found) {
-        if (found.status != value_status::ok) return;
-        one.payload = byte_view(found.payload.bytes, found.payload.size, word_order::file);
-        if (found.payload.form == stored_form::compressed) {
-          reserve(work, work.decoded, found.payload.room);
-          unsigned char* into = work.decoded.get(found.payload.room);
-          if (datasets::inflate(found, into) != value_status::ok) return;
-          one.payload = byte_view(into, found.payload.room, word_order::file);
-        }
-        one.looks = datasets::find_item(found.stored_type, one.payload, state_->channels[channel_].member);
-      });
+  read_window(source, blocks, 0, window, work, [&](std::size_t, const found_block& found) {
+    value_status status = value_status::ok;
+    const auto payload = inflate(found, work, status);
+    if (!payload) return;
+    one.payload = *payload;
+    one.looks = datasets::find_item(found.stored_type, one.payload, state_->channels[channel_].member);
+  });
   return one;
 }
 

@@ -146,13 +146,13 @@ class batch_decoder {
     bool has_room = true;
     for (std::size_t first = 0; first < blocks.entries.size() && has_room;) {
       const auto window = datasets::next_window(blocks.entries, first, state_.window_bytes());
-      if (!take_buffer(buffers_.window, window.bytes)) return false;
+      if (!state_.memory.try_fit(buffers_.window, window.bytes)) return false;
       std::shared_ptr<const datasets::open_file> opened;
       const auto source = state_.source_of(*blocks.part, channel, blocks.entries[first].file, opened);
       datasets::read_window(
           source, blocks.entries, first, window, buffers_,
           [&](std::size_t size) {
-            has_room = has_room && take_buffer(buffers_.block, size);
+            has_room = has_room && state_.memory.try_fit(buffers_.block, size);
             return has_room;
           },
           [&](std::size_t i, const found_block& found) {
@@ -162,11 +162,6 @@ class batch_decoder {
       first += window.blocks;
     }
     return has_room;
-  }
-
-  /// Memory for what a buffer will be, kept as long as the buffer.
-  bool take_buffer(const datasets::raw_buffer& buffer, std::size_t size) {
-    return state_.memory.try_grow(buffer.size_for(size) - buffer.size(), buffers_share_);
   }
 
   bool decode_block(std::size_t channel, const datasets::block_source_file& source,
@@ -193,7 +188,6 @@ class batch_decoder {
   std::shared_ptr<const segment> part_;
   std::vector<wanted_blocks> wanted_;
   std::optional<std::pair<std::size_t, std::size_t>> last_held_;
-  datasets::memory_share buffers_share_;
   datasets::read_buffers buffers_;
 };
 

@@ -26,8 +26,17 @@ void memory_share::shrink(std::size_t bytes) {
   bytes_ = bytes;
 }
 
-memory_slab::~memory_slab() {
-  if (memory_ != nullptr) budget_->give_back_slab(memory_, size_);
+void memory_slab::release() {
+  if (memory_ != nullptr) budget_->give_back_slab(std::exchange(memory_, nullptr), std::exchange(size_, 0));
+}
+
+memory_slab& memory_slab::operator=(memory_slab&& other) noexcept {
+  if (this == &other) return *this;
+  release();
+  budget_ = other.budget_;
+  memory_ = std::exchange(other.memory_, nullptr);
+  size_ = std::exchange(other.size_, 0);
+  return *this;
 }
 
 memory_budget::~memory_budget() {
@@ -151,6 +160,23 @@ memory_slab memory_budget::try_take_slab(std::size_t bytes) {
     throw std::bad_alloc();
   }
   return slab;
+}
+
+memory_slab memory_budget::make_slab(memory_share&& share) {
+  memory_slab slab;
+  slab.budget_ = this;
+  slab.memory_ = static_cast<unsigned char*>(std::malloc(share.bytes_));
+  if (slab.memory_ == nullptr) throw std::bad_alloc();
+  slab.size_ = std::exchange(share.bytes_, 0);
+  return slab;
+}
+
+bool memory_budget::try_fit(memory_slab& slab, std::size_t bytes) {
+  constexpr std::size_t page = 4096;
+  if (slab.data() != nullptr && slab.size() >= bytes) return true;
+  slab.release();
+  slab = try_take_slab((std::max(bytes, page) + page - 1) & ~(page - 1));
+  return slab.data() != nullptr;
 }
 
 // Small ones come fast from the allocator, and no more are kept than a reading has at a time.

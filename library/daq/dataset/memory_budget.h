@@ -41,10 +41,13 @@ class memory_slab {
  public:
   memory_slab() = default;
   memory_slab(memory_slab&& other) noexcept
-      : budget_(other.budget_), memory_(std::exchange(other.memory_, nullptr)), size_(other.size_) {}
-  memory_slab& operator=(memory_slab&&) = delete;
-  ~memory_slab();
+      : budget_(other.budget_),
+        memory_(std::exchange(other.memory_, nullptr)),
+        size_(std::exchange(other.size_, 0)) {}
+  memory_slab& operator=(memory_slab&& other) noexcept;
+  ~memory_slab() { release(); }
 
+  void release();
   unsigned char* data() const { return memory_; }
   std::size_t size() const { return size_; }
 
@@ -82,6 +85,11 @@ class memory_budget {
   /// Slabs that were given back are handed out again: the system takes longer to make memory than we to
   /// fill it. They go as soon as there is no room without them.
   memory_slab try_take_slab(std::size_t bytes);
+  /// Makes a slab one of at least so many bytes, whose content is lost unless it is that already. False: it
+  /// is none any more, and there is no room now.
+  bool try_fit(memory_slab& slab, std::size_t bytes);
+  /// A slab of what a share has.
+  memory_slab make_slab(memory_share&& share);
 
  private:
   friend class memory_share;
