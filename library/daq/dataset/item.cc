@@ -228,6 +228,29 @@ std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int 
   return std::nullopt;
 }
 
+namespace {
+
+// Counts are values here: what bytes are written through might be a count anywhere else, and a loop that
+// looks again every time is not done in parallel.
+void store_pixels_of_two_bytes(const unsigned char* bytes, std::size_t count, std::byte* into) {
+  for (std::size_t i = 0; i < count; ++i) {
+    std::uint16_t pixel;
+    std::memcpy(&pixel, bytes + 2 * i, 2);
+    pixel = __builtin_bswap16(pixel);
+    std::memcpy(into + 2 * i, &pixel, 2);
+  }
+}
+
+void store_pixels_of_three_bytes(const unsigned char* bytes, std::size_t count, std::byte* into) {
+  for (std::size_t i = 0; i < count; ++i, bytes += 3) {
+    const std::uint32_t pixel =
+        std::uint32_t{bytes[0]} << 16 | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]};
+    std::memcpy(into + 4 * i, &pixel, 4);
+  }
+}
+
+}  // namespace
+
 void store_item(const item& from, const byte_view& payload, std::byte* into) {
   const unsigned char* bytes = payload.data() + from.at;
   if (from.kind == value_kind::name_value) {
@@ -249,20 +272,13 @@ void store_item(const item& from, const byte_view& payload, std::byte* into) {
       if (from.elements != 0) std::memcpy(into, bytes, from.elements);
       return;
     case element_type::uint16:
-      for (std::size_t i = 0; i < from.elements; ++i) {
-        std::uint16_t pixel;
-        std::memcpy(&pixel, bytes + 2 * i, 2);
-        pixel = __builtin_bswap16(pixel);
-        std::memcpy(into + 2 * i, &pixel, 2);
-      }
+      store_pixels_of_two_bytes(bytes, from.elements, into);
       return;
     case element_type::uint32:
-      for (std::size_t i = 0; i < from.elements; ++i) {
-        std::uint32_t pixel = 0;
-        for (std::size_t b = 0; b < from.pixel_bytes; ++b)
-          pixel = pixel << 8 | bytes[i * from.pixel_bytes + b];
-        std::memcpy(into + 4 * i, &pixel, 4);
-      }
+      if (from.pixel_bytes == 4)
+        ravo_swap4(bytes, into, static_cast<int>(from.elements));
+      else
+        store_pixels_of_three_bytes(bytes, from.elements, into);
       return;
   }
 }

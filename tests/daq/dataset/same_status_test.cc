@@ -221,6 +221,56 @@ TEST_F(Frames, ThatAreNoPicturesAreAnotherKindAmongPictures) {
   EXPECT_EQ((*data.at(2))[0].status(), ok);
 }
 
+template <class Number>
+void expect_pixels(const column_data& column, const std::vector<std::uint32_t>& expected) {
+  const auto seen = column.row<Number>(0);
+  EXPECT_EQ(std::vector<std::uint32_t>(seen.begin(), seen.end()), expected);
+}
+
+TEST_F(Frames, HaveTheirPixelsAsNumbersWhateverTheirWidth) {
+  constexpr std::int32_t width = 21, height = 3;  // more than what is swapped at a time, and no multiple
+  for (std::int32_t pixel_bytes = 1; pixel_bytes <= 4; ++pixel_bytes) {
+    handmade_file file;
+    file.events = {event_at(1, 0)};
+    handmade_block block;
+    block.event = 0;
+    block.dtype = RAVO_BLOCK_IMAGE;
+    while (block.payload.size() < sizeof(ravo_image_frame_head)) block.payload.i32(0);
+    block.payload.set_i32(offsetof(ravo_image_frame_head, length), width * height * pixel_bytes);
+    block.payload.set_i32(offsetof(ravo_image_frame_head, w), width);
+    block.payload.set_i32(offsetof(ravo_image_frame_head, h), height);
+    block.payload.set_i32(offsetof(ravo_image_frame_head, bpp), pixel_bytes);
+    std::vector<std::uint32_t> expected;
+    std::string sent;
+    for (std::uint32_t i = 0; i < width * height; ++i) {
+      const std::uint32_t number = i * 0x9e3779b1u >> (32 - 8 * pixel_bytes);
+      expected.push_back(number);
+      for (std::int32_t byte = pixel_bytes; byte-- > 0;)
+        sent.push_back(static_cast<char>(number >> 8 * byte));
+    }
+    block.payload.text(sent, (sent.size() + 3) / 4 * 4);
+    handmade_channel camera("CAMERA");
+    camera.blocks = {block};
+    file.channels = {camera};
+    const dataset data = dataset::open(of_files({write(folder, "a.raw", file)}));
+    const column_data column = data.column("CAMERA");
+    ASSERT_EQ(column.layout.item_shape, (std::vector<std::size_t>{height, width}));
+    switch (column.layout.element) {
+      case element_type::uint8:
+        EXPECT_EQ(pixel_bytes, 1);
+        expect_pixels<std::uint8_t>(column, expected);
+        break;
+      case element_type::uint16:
+        EXPECT_EQ(pixel_bytes, 2);
+        expect_pixels<std::uint16_t>(column, expected);
+        break;
+      default:
+        EXPECT_GT(pixel_bytes, 2);
+        expect_pixels<std::uint32_t>(column, expected);
+    }
+  }
+}
+
 TEST(Axes, ThatChangeAreThoseOfEachRow) {
   const temporary_folder folder;
   handmade_file file;
