@@ -21,7 +21,7 @@ namespace ravo {
 
 namespace datasets {
 /// The stored bytes of events that are decoded together, at most.
-inline constexpr std::uint64_t largest_batch = 256 * 1024;
+inline constexpr std::uint64_t largest_batch = 1024 * 1024;
 /// What a column has and needs for each of its rows beside the values.
 inline constexpr std::size_t bytes_of_row = 64;
 }  // namespace datasets

@@ -37,7 +37,7 @@ bool is_cancelled_at(const std::string& path, int call, std::size_t threads, Rea
 
 TEST(Cancellation, EndsEveryReadingAtAnyTime) {
   const temporary_folder folder;
-  const std::string path = noise(folder, 150, 2048);
+  const std::string path = noise(folder, 600, 2048);
   const auto by_events = [](const dataset& data) {
     for (event_range events = data.events(); const event& one : events) (void)one;
   };
@@ -201,7 +201,7 @@ TEST(Progress, OfAColumnEndsAtItsTotal) {
 
 TEST(Progress, OfEventsEndsAtItsTotalWhichIsKnownFromTheBeginning) {
   const temporary_folder folder;
-  const std::string path = noise(folder, 150, 2048);
+  const std::string path = noise(folder, 600, 2048);
   std::vector<read_progress> told;
   dataset_options options;
   options.progress = [&](const read_progress& now) { told.push_back(now); };
@@ -313,7 +313,7 @@ TEST(ManyFiles, AreOpenedAFewAtATime) {
 
 TEST(SeveralThreads, MayReadOneDataset) {
   const temporary_folder folder;
-  const std::string path = noise(folder, 120, 1024);
+  const std::string path = noise(folder, 480, 2048);
   dataset_options options;
   options.threads = 2;
   const dataset data = dataset::open(of_files({path}), options);
