@@ -7,6 +7,18 @@
 #include <memory>
 
 namespace ravo::datasets {
+namespace {
+
+using clock = std::chrono::steady_clock;
+
+/// Most of what is waited for here comes sooner than a thread that sleeps is woken.
+template <class Condition>
+void wait_awake_for(Condition condition) {
+  const auto until = clock::now() + std::chrono::microseconds(50);
+  while (!condition() && clock::now() < until) std::this_thread::yield();
+}
+
+}  // namespace
 
 worker_pool::worker_pool(std::size_t threads) {
   threads_.reserve(std::max<std::size_t>(threads, 1));
@@ -32,21 +44,24 @@ void worker_pool::add(std::function<void()> task) {
   {
     const std::lock_guard lock(mutex_);
     tasks_.push_back(std::move(task));
+    waiting_ = tasks_.size();
   }
   wake_.notify_one();
 }
 
 void worker_pool::serve() {
-  std::unique_lock lock(mutex_);
   for (;;) {
-    wake_.wait(lock, [this] { return ended_ || !tasks_.empty(); });
-    if (ended_) return;
-    std::function<void()> task = std::move(tasks_.front());
-    tasks_.pop_front();
-    lock.unlock();
+    wait_awake_for([this] { return waiting_ != 0; });
+    std::function<void()> task;
+    {
+      std::unique_lock lock(mutex_);
+      wake_.wait(lock, [this] { return ended_ || !tasks_.empty(); });
+      if (ended_) return;
+      task = std::move(tasks_.front());
+      tasks_.pop_front();
+      waiting_ = tasks_.size();
+    }
     task();
-    task = nullptr;
-    lock.lock();
   }
 }
 
@@ -89,6 +104,7 @@ class shared_work {
 
   /// Whether all helpers are done, after waiting for it so long.
   bool is_over_within(std::chrono::milliseconds longest) {
+    wait_awake_for([this] { return helpers_ == 0; });
     std::unique_lock lock(mutex_);
     return done_.wait_for(lock, longest, [this] { return helpers_ == 0; });
   }
@@ -105,7 +121,7 @@ class shared_work {
   std::atomic<bool> failed_{false};
   std::mutex mutex_;  ///< guards what follows
   std::condition_variable done_;
-  std::size_t helpers_ = 0;
+  std::atomic<std::size_t> helpers_ = 0;  ///< changed with the lock held
   std::exception_ptr failure_;
 };
 
@@ -113,7 +129,6 @@ class shared_work {
 
 void worker_pool::run(std::size_t count, std::size_t workers, const std::function<void(std::size_t)>& work,
                       const std::function<void()>& look) {
-  using clock = std::chrono::steady_clock;
   constexpr auto between_looks = std::chrono::milliseconds(20);
   const auto shared = std::make_shared<shared_work>(count, work);
   const std::size_t used = std::min({count, workers, size()});

@@ -3,6 +3,7 @@
 #ifndef RAVO_DATASET_WORKER_POOL_H
 #define RAVO_DATASET_WORKER_POOL_H
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -37,6 +38,7 @@ class worker_pool {
   std::condition_variable wake_;
   std::deque<std::function<void()>> tasks_;
   bool ended_ = false;
+  std::atomic<std::size_t> waiting_{0};  ///< tasks, for who does not hold the lock
   std::vector<std::thread> threads_;
 };
 
