@@ -44,6 +44,12 @@ void sort_by_name(std::vector<std::string>& files) {
   files = std::move(sorted);
 }
 
+/// A file that is listed under two runs is left out once.
+void drop_repeated(std::vector<refused_file>& left_out) {
+  std::set<std::string> seen;
+  std::erase_if(left_out, [&](const refused_file& one) { return !seen.insert(one.path).second; });
+}
+
 }  // namespace
 
 found_files find_files(const selection& wanted) {
@@ -54,6 +60,7 @@ found_files find_files(const selection& wanted) {
   for (const std::string& path : wanted.files) add_listed(path, found.files);
   if (wanted.files.empty()) found = datasets::requested_files(wanted);
   sort_by_name(found.files);
+  drop_repeated(found.left_out);
   return found;
 }
 

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "captured_output.h"
+#include "ravo_dataset/find_files.h"
 #include "ravo_run_catalogue_builder.h"
 #include "small_runs.h"
 #include "temporary_folder.h"
@@ -157,6 +158,17 @@ TEST_P(Requests, TellOfFilesThatAreTooYoung) {
               std::string::npos)
         << error.what();
   }
+  // Of a file nobody can change when it was changed last: the program of the system's shell is old enough.
+  const auto path_of = [&](std::size_t which) {
+    return (place.path() / names(which, which + 1)[0]).string();
+  };
+  std::filesystem::remove(path_of(0));
+  std::filesystem::create_symlink("/bin/sh", path_of(0));
+  const found_files found = find_files(selection::parse(text));
+  EXPECT_EQ(found.files, std::vector{path_of(0)});
+  ASSERT_EQ(found.left_out.size(), 1u);
+  EXPECT_EQ(found.left_out[0].path, path_of(1));
+  EXPECT_EQ(found.left_out[0].problem, "it changed less than half a minute ago and may still be written");
 }
 
 TEST_P(Requests, TellOfFilesThatTheCatalogueListsAndAreGone) {
@@ -184,6 +196,33 @@ TEST_P(Requests, TellOfFilesThatTheCatalogueListsAndAreGone) {
   dataset_options limited;
   limited.damage.largest_missing_share = 0.9;
   EXPECT_THROW(dataset::open(text, limited), missing_data);
+}
+
+TEST_P(Requests, TellOnceOfAFileThatIsGoneFromTwoRuns) {
+  const temporary_folder catalogue_folder;
+  const std::string directory = catalogue_folder.path().string();
+  const std::string gone = catalogue_folder.file("gone.raw");
+  std::vector<catalogue::run_entry> runs;
+  for (const int number : {1, 2}) {
+    catalogue::run_entry& run = runs.emplace_back();
+    run.experiment = "linac";
+    run.stream = "main";
+    run.run = number;
+    for (const std::string& path : {files[0], gone}) {
+      catalogue::raw_file_entry& file = run.files.emplace_back();
+      file.path = path;
+      file.events = 10;
+      file.start = {1500000000, 0};
+      file.end = {1500000010, 0};
+    }
+  }
+  ASSERT_TRUE(catalogue::add_runs(directory, runs).empty());
+  const dataset data = dataset::open("run=1-2 chan=LINAC/BPM/001 catalog=" + directory);
+  const read_ledger ledger = data.ledger();
+  ASSERT_EQ(ledger.files.size(), 1u);
+  EXPECT_EQ(ledger.files[0].path, gone);
+  EXPECT_EQ(data.files().size(), 2u);
+  EXPECT_EQ(data.plan().problems.size(), 1u);
 }
 
 TEST_P(Requests, ThatFindNothingSaySo) {

@@ -256,7 +256,9 @@ TEST(Names, ThatAreNoFolderAreRefused) {
     EXPECT_NE(ask_runs({directory, name, "main"}, {1}).status, 0) << name;
     EXPECT_NE(ask_runs({directory, "linac", name}, {1}).status, 0) << name;
     EXPECT_NE(ask_period({directory, name, "main"}, 0, 0).status, 0) << name;
-    if (*name) EXPECT_NE(ask_period({directory, "linac", name}, 0, 0).status, 0) << name;
+    if (*name != '\0') {
+      EXPECT_NE(ask_period({directory, "linac", name}, 0, 0).status, 0) << name;
+    }
     EXPECT_FALSE(ask_time(directory, 1, name)) << name;
     EXPECT_EQ(ravo::catalogue::add_runs(directory, {run_of(1, {entry("/b.raw", 1, 2)}, name)}).size(), 1u)
         << name;

@@ -14,7 +14,8 @@ namespace ravo {
 /// The answer to a selection that names files, runs or a period.
 struct found_files {
   std::vector<std::string> files;  ///< paths, each once, by the times in their names
-  /// Files that belong to the answer and are not in it: still written, or not where they should be.
+  /// Files that belong to the answer and are not in it: still written, or not where they should be. Each
+  /// path once.
   std::vector<refused_file> left_out;
   /// What else is wrong with the answer, in a sentence each: runs without files, damaged catalogue files.
   std::vector<std::string> problems;
