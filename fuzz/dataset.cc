@@ -57,7 +57,16 @@ void look_at(const event& seen) {
 
 using digests = std::vector<channel_digest>;
 
-digests read_events(const dataset& data, event_order order) {
+/// What reading by event tells of one value.
+struct told_value {
+  ravo_time_id event;
+  value_status status;
+  bool is_own;  ///< the channel has an entry of the event
+  std::int64_t age;
+};
+using told_values = std::vector<std::vector<told_value>>;  // by channel
+
+digests read_events(const dataset& data, event_order order, told_values* told = nullptr) {
   digests all(data.channels().size());
   const std::size_t size = data.size();
   std::size_t events = 0;
@@ -66,7 +75,12 @@ digests read_events(const dataset& data, event_order order) {
   event_range range = data.events(options);
   for (const event& seen : range) {
     look_at(seen);
-    for (std::size_t channel = 0; channel < all.size(); ++channel) all[channel].add(seen[channel]);
+    for (std::size_t channel = 0; channel < all.size(); ++channel) {
+      const value one = seen[channel];
+      all[channel].add(one);
+      const bool is_own = !one.is_held() && one.status() != value_status::not_recorded;
+      if (told != nullptr) (*told)[channel].push_back({seen.id(), one.status(), is_own, one.age()});
+    }
     expect(++events <= size, "there are as many events as the dataset says");
   }
   expect(events == size, "all events of the dataset come");
@@ -74,8 +88,27 @@ digests read_events(const dataset& data, event_order order) {
   return all;
 }
 
-void read_columns(const dataset& data) {
-  for (const dataset_channel& channel : data.channels()) {
+/// A column says of every value what reading by event says; but what is of another kind than the column's
+/// other values only it can tell.
+void expect_same_rows(const column_data& column, column_rows rows, const std::vector<told_value>& told) {
+  std::size_t row = 0;
+  for (const told_value& one : told) {
+    if (rows == column_rows::recorded && !one.is_own) continue;
+    expect(row < column.size() && column.numbers[row] == one.event.event_number &&
+               column.times[row].timeup == one.event.time.timeup &&
+               column.times[row].timelow == one.event.time.timelow,
+           "a column has a row for every value, in the order of events");
+    const bool is_changed = column.status[row] == value_status::type_changed && has_value(one.status);
+    expect(is_changed || column.status[row] == one.status, "a value has one status");
+    if (rows == column_rows::events) expect(column.ages[row] == one.age, "a value has one age");
+    ++row;
+  }
+  expect(row == column.size(), "a column has no other rows");
+}
+
+void read_columns(const dataset& data, const told_values& told) {
+  for (std::size_t i = 0; i < told.size(); ++i) {
+    const dataset_channel& channel = data.channels()[i];
     static_cast<void>(data.layout(channel.label));
     for (const column_rows rows : {column_rows::recorded, column_rows::events}) {
       column_options options;
@@ -86,6 +119,7 @@ void read_columns(const dataset& data) {
              "every row of a column has a status and a time");
       expect(column.ledger.is_balanced(), "the account of a column balances");
       if (column.is_ragged()) expect(column.offsets.size() == column.size() + 1, "every row has its place");
+      expect_same_rows(column, rows, told[i]);
     }
   }
 }
@@ -96,10 +130,11 @@ void use(const selection& wanted) {
   options.memory_limit = most_memory;
   const dataset data = dataset::open(wanted, options);
   static_cast<void>(data.plan().to_text());
-  const digests by_event = read_events(data, event_order::forward);
+  told_values told(data.channels().size());
+  const digests by_event = read_events(data, event_order::forward, &told);
   expect(read_events(data, event_order::backward) == by_event, "events are the same in both orders");
   if (const auto found = data.at(first_number + 2)) look_at(*found);
-  read_columns(data);
+  read_columns(data, told);
   const std::vector<named_digest> at_once = data.digest();
   for (std::size_t channel = 0; channel < by_event.size(); ++channel)
     expect(at_once[channel].digest == by_event[channel], "every way of reading has the same digest");
