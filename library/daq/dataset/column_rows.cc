@@ -92,7 +92,7 @@ void column_reader::add_held_row(std::size_t number, const std::shared_ptr<const
   data_.times.push_back(part->events[event].time);
   data_.status.push_back(value_status::not_recorded);
   data_.ages.push_back(0);
-  const auto source = state_->timeline.value_at(number, part, event, channel_);
+  const auto source = state_->timeline.value_at(number, part, event, channel_, datasets::patience::waits);
   if (!source) return;
   data_.status.back() = source->status;
   if (source->part == nullptr) return;

@@ -102,8 +102,7 @@ class batch_decoder {
       if (index < track.event.size() && track.event[index] == event)
         want(cell(i, channel), {plan_.segment, part_, index}, channel);
       else if (may_hold)
-        if (const auto held = state_.timeline.value_at(plan_.segment, part_, event, channel))
-          want(cell(i, channel), *held, channel);
+        want_held(cell(i, channel), event, channel);
     }
     for (const wanted_blocks& blocks : wanted_)
       if (!read_blocks(channel, blocks)) return false;
@@ -140,6 +139,12 @@ class batch_decoder {
     wanted_.back().entries.push_back(from.in(channel));
     cell.block = static_cast<std::uint32_t>(batch_->blocks_.size());
     batch_->blocks_.emplace_back().where = from.in(channel);
+  }
+
+  void want_held(event_batch::cell& cell, std::uint32_t event, std::size_t channel) {
+    const auto held =
+        state_.timeline.value_at(plan_.segment, part_, event, channel, datasets::patience::does_not_wait);
+    if (held) want(cell, *held, channel);
   }
 
   bool read_blocks(std::size_t channel, const wanted_blocks& blocks) {
@@ -193,7 +198,11 @@ class batch_decoder {
 
 std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state,
                                           const batch_plan& plan) {
-  return batch_decoder(state, plan).decode();
+  try {
+    return batch_decoder(state, plan).decode();
+  } catch (const datasets::no_room_now&) {
+    return nullptr;
+  }
 }
 
 }  // namespace ravo

@@ -8,14 +8,17 @@
 namespace ravo {
 
 /// The blocks of one event lie far apart, a channel here and a channel there.
-void event_reader::expect_blocks(std::size_t segment, std::uint32_t number) {
+void event_reader::expect_blocks(std::size_t segment, std::uint32_t number) try {
   const auto part = segment_to_read(segment);
   for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
-    const auto found = state_->timeline.value_at(segment, part, number, channel);
+    const auto found =
+        state_->timeline.value_at(segment, part, number, channel, datasets::patience::does_not_wait);
     if (!found || found->part == nullptr) continue;
     const datasets::entry& block = found->in(channel);
     if (const auto file = state_->opened.get(block.file)) file->expect(block.chhd, block.stored);
   }
+} catch (const datasets::no_room_now&) {
+  // It is found when it is read.
 }
 
 std::optional<event> event_reader::only(std::size_t segment, std::uint32_t number) {

@@ -244,8 +244,6 @@ void event_reader::start(const std::shared_ptr<task>& ahead) {
         (*state)->timeline.get_if_room(ahead->plan.segment);
       else
         batch = decode_batch(*state, ahead->plan);
-    } catch (const memory_exceeded&) {
-      // When its turn comes there may be room; a failure that is kept would be told for ever.
     } catch (...) {
       failure = std::current_exception();
     }
@@ -280,12 +278,7 @@ std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
   const auto begun = std::chrono::steady_clock::now();
   for (;;) {
     state_->check_stop();
-    try {
-      if (auto batch = decode_batch(state_, plan)) return batch;
-    } catch (const memory_exceeded&) {  // where values are held, for the file that they are in
-      if (!drop_one_ahead()) throw;
-      continue;
-    }
+    if (auto batch = decode_batch(state_, plan)) return batch;
     if (drop_one_ahead() || state_->timeline.drop_oldest() || split(plan)) continue;
     // Nothing of ours is in the way any more. Another reading may be, and get on; but two that wait for
     // each other would wake each other for ever.

@@ -111,7 +111,11 @@ std::shared_ptr<const segment> timeline::get_if_room(std::size_t index) {
   memory_share room;
   while (!memory_.try_take(bytes_to_align(index), room))
     if (!drop_oldest()) return nullptr;
-  return build(index, std::move(room));
+  try {
+    return build(index, std::move(room));
+  } catch (const memory_exceeded&) {
+    return nullptr;
+  }
 }
 
 std::optional<std::size_t> timeline::known_selected_in(std::size_t index) {
@@ -249,11 +253,18 @@ time_gap timeline::time_of(std::size_t index) const {
   return {in_microseconds(span.first), in_microseconds(span.last) + 1};
 }
 
+std::shared_ptr<const segment> timeline::get(std::size_t index, patience how) {
+  if (how == patience::waits) return get(index);
+  auto part = get_if_room(index);
+  if (!part) throw no_room_now();
+  return part;
+}
+
 std::optional<placed_entry> timeline::last_before(std::size_t index, std::size_t channel,
-                                                  std::vector<time_gap>& passed_over) {
+                                                  std::vector<time_gap>& passed_over, patience how) {
   while (index-- > 0) {
     if (!has_entries(index, channel)) continue;
-    auto part = get(index);
+    auto part = get(index, how);
     const channel_track& track = part->channels[channel];
     if (!track.entries.empty()) return placed_entry{index, part, track.entries.size() - 1};
     if (!track.lost.empty()) passed_over.push_back(time_of(index));
@@ -262,10 +273,10 @@ std::optional<placed_entry> timeline::last_before(std::size_t index, std::size_t
 }
 
 std::optional<placed_entry> timeline::first_behind(std::size_t index, std::size_t channel,
-                                                   std::vector<time_gap>& passed_over) {
+                                                   std::vector<time_gap>& passed_over, patience how) {
   while (++index < segments()) {
     if (!has_entries(index, channel)) continue;
-    auto part = get(index);
+    auto part = get(index, how);
     const channel_track& track = part->channels[channel];
     if (!track.entries.empty()) return placed_entry{index, part, 0};
     if (!track.lost.empty()) passed_over.push_back(time_of(index));
@@ -296,14 +307,14 @@ bool timeline::may_miss_values(std::size_t channel, time_gap when) {
 
 std::optional<placed_entry> timeline::value_at(std::size_t index,
                                                const std::shared_ptr<const segment>& part,
-                                               std::uint32_t event, std::size_t channel) {
+                                               std::uint32_t event, std::size_t channel, patience how) {
   const channel_track& track = part->channels[channel];
   if (const auto own = track.at(event)) return placed_entry{index, part, *own};
   if (wanted_.slow == slow_policy::none || !slow_[channel]) return std::nullopt;
   std::vector<time_gap> passed_over;
   const auto last = track.last_until(event);
   const std::optional<placed_entry> before =
-      last ? placed_entry{index, part, *last} : last_before(index, channel, passed_over);
+      last ? placed_entry{index, part, *last} : last_before(index, channel, passed_over, how);
   std::optional<placed_entry> behind;
   const std::int64_t now = in_microseconds(part->events[event].time);
   const auto distance = [&](const placed_entry& one) {
@@ -311,7 +322,7 @@ std::optional<placed_entry> timeline::value_at(std::size_t index,
   };
   if (wanted_.slow == slow_policy::nearest) {
     const auto first = track.first_after(event);
-    behind = first ? placed_entry{index, part, *first} : first_behind(index, channel, passed_over);
+    behind = first ? placed_entry{index, part, *first} : first_behind(index, channel, passed_over, how);
   }
   const bool is_behind = behind && (!before || distance(*behind) < distance(*before));
   const std::optional<placed_entry>& chosen = is_behind ? behind : before;

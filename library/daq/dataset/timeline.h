@@ -37,6 +37,11 @@ struct placed_entry {
   const entry& in(std::size_t channel) const { return part->channels[channel].entries[index]; }
 };
 
+/// Whether there is time to wait for memory. Who holds memory that others may be waiting for has none.
+enum class patience { waits, does_not_wait };
+/// Thrown where there is no room now, and nobody waits for it.
+struct no_room_now {};
+
 class timeline {
  public:
   /// Ends what waits for memory with read_cancelled when `stop` says so.
@@ -71,8 +76,9 @@ class timeline {
   const event_span& span_of(std::size_t index) const { return slots_[index].span; }
 
   /// What a channel has at an event: its entry, or by the slow policy another one's. Nothing: not recorded.
+  /// Another one's may lie in a segment that has to be aligned first.
   std::optional<placed_entry> value_at(std::size_t index, const std::shared_ptr<const segment>& part,
-                                       std::uint32_t event, std::size_t channel);
+                                       std::uint32_t event, std::size_t channel, patience how);
 
   /// Drops a kept segment that nobody uses, for its memory; false when there is none.
   bool drop_oldest();
@@ -107,9 +113,10 @@ class timeline {
   /// Both note when the segments were that they pass over, since all of the channel's entries there are of
   /// no event.
   std::optional<placed_entry> last_before(std::size_t index, std::size_t channel,
-                                          std::vector<time_gap>& passed_over);
+                                          std::vector<time_gap>& passed_over, patience how);
   std::optional<placed_entry> first_behind(std::size_t index, std::size_t channel,
-                                           std::vector<time_gap>& passed_over);
+                                           std::vector<time_gap>& passed_over, patience how);
+  std::shared_ptr<const segment> get(std::size_t index, patience how);
   time_gap time_of(std::size_t index) const;
   bool may_have_lost(std::size_t index, const segment& part, std::size_t channel, time_gap when) const;
   bool may_miss_values(std::size_t channel, time_gap when);

@@ -180,6 +180,48 @@ TEST(MemoryLimit, FilledByHeldEventsIsToldAndThenGoesOn) {
   EXPECT_LE(data.peak_memory(), options.memory_limit);
 }
 
+// The tables of the file that a held value lies in are needed beside those of the events' own.
+TEST(MemoryLimit, LeavesRoomForTheFileOfAHeldValue) {
+  const temporary_folder folder;
+  constexpr std::uint32_t events_of_file = 1500, files = 4;
+  std::vector<std::string> paths;
+  for (std::uint32_t which = 0; which < files; ++which) {
+    handmade_file file;
+    std::vector<std::pair<std::size_t, float>> numbers;
+    for (std::uint32_t i = 0; i < events_of_file; ++i) {
+      const std::uint32_t number = which * events_of_file + i;
+      file.events.push_back(event_at(number + 1, number * 100));
+      numbers.emplace_back(i, static_cast<float>(number));
+    }
+    file.channels = {numbers_at("FAST", numbers)};
+    if (which == 0) {
+      file.events.push_back(event_at(1, 0, RAVO_EV_UPD));
+      handmade_channel slow("SLOW");
+      slow.ev_mask = 1u << RAVO_EV_UPD;
+      slow.blocks.push_back(update_of(layout_2010{}, file.events.size() - 1, 7.5f, noon));
+      file.channels.push_back(slow);
+    }
+    paths.push_back(write(folder, "f" + std::to_string(which) + ".raw", file));
+  }
+  selection wanted = of_files(paths);
+  wanted.slow = slow_policy::hold;
+  for (const std::size_t limit : {450u << 10, 600u << 10, 2u << 20}) {
+    SCOPED_TRACE(limit);
+    dataset_options options;
+    options.threads = 3;
+    options.memory_limit = limit;
+    const dataset data = dataset::open(wanted, options);
+    std::size_t fast = 0, with_value = 0;
+    for (event_range events = data.events(); const event& one : events) {
+      fast += one["FAST"].status() == value_status::ok ? 1 : 0;
+      with_value += one["SLOW"].update().value == 7.5f ? 1 : 0;
+    }
+    EXPECT_EQ(fast, events_of_file * files);
+    EXPECT_EQ(with_value, events_of_file * files);
+    EXPECT_LE(data.peak_memory(), limit);
+  }
+}
+
 TEST(MemoryLimit, CutsBatchesThatInflateToMoreThanItHolds) {
   // What is read together is told by stored bytes.
   const temporary_folder folder;
