@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 
 #include "ravo_evutl.h"
 
@@ -32,9 +31,8 @@ bool channel_track::may_have_lost(time_gap when) const {
   return first != lost.end() && first->meets(when);
 }
 
-void find_lost(channel_track& track) {
+void find_lost(channel_track& track, const std::function<time_gap(std::uint32_t file)>& time_of_file) {
   if (track.unplaced.empty()) return;
-  constexpr std::int64_t limit = std::numeric_limits<std::int64_t>::max() / 4;
   struct place {
     std::uint32_t file, chhd;
     bool is_lost;
@@ -47,20 +45,20 @@ void find_lost(channel_track& track) {
   in_files.reserve(track.entries.size() + track.unplaced.size());
   for (const entry& one : track.entries)
     in_files.push_back({one.file, one.chhd, false, in_microseconds(one.time)});
-  for (const entry& one : track.unplaced) in_files.push_back({one.file, one.chhd, true, limit});
+  for (const entry& one : track.unplaced) in_files.push_back({one.file, one.chhd, true, 0});
   std::sort(in_files.begin(), in_files.end());
   // Backward the lost ones learn before which time they were, forward behind which.
-  std::int64_t next = limit;
+  std::int64_t next = 0;
   for (auto one = in_files.rbegin(); one != in_files.rend(); ++one) {
-    if (one != in_files.rbegin() && std::prev(one)->file != one->file) next = limit;
+    if (one == in_files.rbegin() || std::prev(one)->file != one->file) next = time_of_file(one->file).to;
     if (one->is_lost)
       one->time = next;
     else
       next = std::min(next, one->time);
   }
-  std::int64_t last = -limit;
+  std::int64_t last = 0;
   for (auto one = in_files.begin(); one != in_files.end(); ++one) {
-    if (one != in_files.begin() && std::prev(one)->file != one->file) last = -limit;
+    if (one == in_files.begin() || std::prev(one)->file != one->file) last = time_of_file(one->file).from;
     if (!one->is_lost)
       last = std::max(last, one->time);
     else if (last < one->time)

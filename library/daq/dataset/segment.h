@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -73,8 +74,8 @@ struct alignment_rule {
 int compare_events(const ravo_time_id& a, const ravo_time_id& b, const alignment_rule& rule);
 
 /// Finds out when a channel's entries without an event header may have been: between their neighbours,
-/// since the entries of a channel follow one another in a file.
-void find_lost(channel_track& track);
+/// since the entries of a channel follow one another in a file, and within the time of the file.
+void find_lost(channel_track& track, const std::function<time_gap(std::uint32_t file)>& time_of_file);
 
 /// Brings the channels' entries into order and aligns them: fills `events` and the tracks' `event`. `slow`
 /// says which channels are slow: their times do not name an event that another channel has.

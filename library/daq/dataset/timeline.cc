@@ -13,6 +13,12 @@ namespace {
 /// Microseconds: farther away than any time, and not so far that sums of two would not fit.
 constexpr std::int64_t anywhere = std::numeric_limits<std::int64_t>::max() / 4;
 
+/// When events of a span were. A single file's span is not known.
+time_gap time_of(const event_span& span) {
+  if (span.empty) return {-anywhere, anywhere};
+  return {in_microseconds(span.first), in_microseconds(span.last) + 1};
+}
+
 }  // namespace
 
 timeline::timeline(const selection& wanted, open_files& opened, memory_budget& memory,
@@ -229,7 +235,9 @@ std::shared_ptr<const segment> timeline::load(std::size_t index, memory_share ro
   align(*part, rule_, slow_);
   if (wanted_.slow != slow_policy::none)
     for (std::size_t channel = 0; channel < names_.size(); ++channel)
-      if (slow_[channel]) find_lost(part->channels[channel]);
+      if (slow_[channel])
+        find_lost(part->channels[channel],
+                  [this](std::uint32_t file) { return time_of(files_[file].span); });
   select(*part, index);
   const std::size_t bytes = part->bytes();
   if (bytes > part->memory.bytes())  // it is there already: nothing is waited for
@@ -246,13 +254,6 @@ bool timeline::has_entries(std::size_t index, std::size_t channel) const {
                      [&](std::uint32_t file) { return files_[file].count(channel) > 0; });
 }
 
-/// When the files of a segment were written. A single file's span is not known.
-time_gap timeline::time_of(std::size_t index) const {
-  const event_span& span = slots_[index].span;
-  if (span.empty) return {-anywhere, anywhere};
-  return {in_microseconds(span.first), in_microseconds(span.last) + 1};
-}
-
 std::shared_ptr<const segment> timeline::get(std::size_t index, patience how) {
   if (how == patience::waits) return get(index);
   auto part = get_if_room(index);
@@ -267,7 +268,7 @@ std::optional<placed_entry> timeline::last_before(std::size_t index, std::size_t
     auto part = get(index, how);
     const channel_track& track = part->channels[channel];
     if (!track.entries.empty()) return placed_entry{index, part, track.entries.size() - 1};
-    if (!track.lost.empty()) passed_over.push_back(time_of(index));
+    if (!track.lost.empty()) passed_over.push_back(time_of(slots_[index].span));
   }
   return std::nullopt;
 }
@@ -279,7 +280,7 @@ std::optional<placed_entry> timeline::first_behind(std::size_t index, std::size_
     auto part = get(index, how);
     const channel_track& track = part->channels[channel];
     if (!track.entries.empty()) return placed_entry{index, part, 0};
-    if (!track.lost.empty()) passed_over.push_back(time_of(index));
+    if (!track.lost.empty()) passed_over.push_back(time_of(slots_[index].span));
   }
   return std::nullopt;
 }
@@ -287,7 +288,7 @@ std::optional<placed_entry> timeline::first_behind(std::size_t index, std::size_
 /// Whether a segment may have an entry of the channel that is of no event and from then.
 bool timeline::may_have_lost(std::size_t index, const segment& part, std::size_t channel,
                              time_gap when) const {
-  const time_gap own = time_of(index);
+  const time_gap own = time_of(slots_[index].span);
   when = {std::max(when.from, own.from), std::min(when.to, own.to)};
   return when.from < when.to && part.channels[channel].may_have_lost(when);
 }

@@ -117,7 +117,6 @@ class timeline {
   std::optional<placed_entry> first_behind(std::size_t index, std::size_t channel,
                                            std::vector<time_gap>& passed_over, patience how);
   std::shared_ptr<const segment> get(std::size_t index, patience how);
-  time_gap time_of(std::size_t index) const;
   bool may_have_lost(std::size_t index, const segment& part, std::size_t channel, time_gap when) const;
   bool may_miss_values(std::size_t channel, time_gap when);
 

@@ -196,6 +196,30 @@ TYPED_TEST(SlowValues, AreHeldBehindANewerOneThanThatWithoutAnEvent) {
                {0, 0, 0, 0, 50, 50, 50, 50}, {0, 0, 0, 0, 0, 1, 2, 3});
 }
 
+// Of two files that overlap in time the first one's last update is of no event: it is from some time of
+// that file, and older than the update of the other one.
+TYPED_TEST(SlowValues, AreHeldBehindTheTimeOfAFileWhoseLastOneIsWithoutAnEvent) {
+  handmade_file_of<TypeParam> first, second;
+  first.events = {event_at(1, 0),    event_at(2, 1000),           event_at(3, 2000),
+                  event_at(6, 5000), event_at(1, 0, RAVO_EV_UPD), event_at(3, 2000, RAVO_EV_UPD)};
+  second.events = {event_at(5, 4000), event_at(7, 6000), event_at(8, 7000), event_at(7, 6000, RAVO_EV_UPD)};
+  handmade_channel slow("SLOW");
+  slow.ev_mask = 1u << RAVO_EV_UPD;
+  handmade_channel slow_of_second = slow;
+  slow.blocks = {update_of(TypeParam{}, 4, 10, noon), update_of(TypeParam{}, 5, 30, noon)};
+  slow_of_second.blocks = {update_of(TypeParam{}, 3, 70, noon)};
+  first.channels = {numbers_at<TypeParam>("FAST", {{0, 1.0f}, {1, 2.0f}, {2, 3.0f}}),
+                    numbers_at<TypeParam>("OTHER", {{3, 6.0f}}), slow};
+  second.channels = {numbers_at<TypeParam>("FAST", {{0, 5.0f}, {1, 7.0f}, {2, 8.0f}}), slow_of_second};
+  bytes built = first.build();
+  const std::size_t row = first.at.at("pointers") + 12 + (2 * 3 + 1) * 16;  // three entries are reserved
+  built.set_u32(row, built.word(row) + 4);
+  selection what = this->wanted(slow_policy::hold);
+  what.files = {this->folder.write("first.raw", built.vector()), write(this->folder, "second.raw", second)};
+  this->expect(dataset::open(what), {ok, stale, stale, stale, ok, held}, {10, 10, 10, 10, 70, 70},
+               {0, 1, 2, 4, 0, 1});
+}
+
 TYPED_TEST(SlowValues, WithAnAgeButNoPolicyAreRefused) {
   selection what = this->wanted(slow_policy::none);
   what.max_age = 1000;
