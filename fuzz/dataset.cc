@@ -64,7 +64,11 @@ struct told_value {
   bool is_own;  ///< the channel has an entry of the event
   std::int64_t age;
 };
-using told_values = std::vector<std::vector<told_value>>;  // by channel
+/// The same of all values, by channel, and how many of them the account expects.
+struct told_values {
+  std::vector<std::vector<told_value>> values;
+  read_ledger ledger;
+};
 
 digests read_events(const dataset& data, event_order order, told_values* told = nullptr) {
   digests all(data.channels().size());
@@ -79,12 +83,13 @@ digests read_events(const dataset& data, event_order order, told_values* told = 
       const value one = seen[channel];
       all[channel].add(one);
       const bool is_own = !one.is_held() && one.status() != value_status::not_recorded;
-      if (told != nullptr) (*told)[channel].push_back({seen.id(), one.status(), is_own, one.age()});
+      if (told != nullptr) told->values[channel].push_back({seen.id(), one.status(), is_own, one.age()});
     }
     expect(++events <= size, "there are as many events as the dataset says");
   }
   expect(events == size, "all events of the dataset come");
   expect(range.ledger().is_balanced(), "the account of events balances");
+  if (told != nullptr) told->ledger = range.ledger();
   return all;
 }
 
@@ -106,20 +111,23 @@ void expect_same_rows(const column_data& column, column_rows rows, const std::ve
   expect(row == column.size(), "a column has no other rows");
 }
 
-void read_columns(const dataset& data, const told_values& told) {
-  for (std::size_t i = 0; i < told.size(); ++i) {
+void read_columns(const dataset& data, const told_values& told, const digests& by_event) {
+  for (std::size_t i = 0; i < by_event.size(); ++i) {
     const dataset_channel& channel = data.channels()[i];
     static_cast<void>(data.layout(channel.label));
     for (const column_rows rows : {column_rows::recorded, column_rows::events}) {
       column_options options;
       options.rows = rows;
+      options.with_digest = rows == column_rows::events;
       const column_data column = data.column(channel.label, options);
       touch(column.bytes().data(), column.bytes().size());
       expect(column.status.size() == column.size() && column.times.size() == column.size(),
              "every row of a column has a status and a time");
       expect(column.ledger.is_balanced(), "the account of a column balances");
       if (column.is_ragged()) expect(column.offsets.size() == column.size() + 1, "every row has its place");
-      expect_same_rows(column, rows, told[i]);
+      expect_same_rows(column, rows, told.values[i]);
+      expect(column.ledger.expected() == told.ledger.channels[i].expected, "as many values are expected");
+      if (column.digest) expect(*column.digest == by_event[i], "a column has the digest of its events");
     }
   }
 }
@@ -130,11 +138,12 @@ void use(const selection& wanted) {
   options.memory_limit = most_memory;
   const dataset data = dataset::open(wanted, options);
   static_cast<void>(data.plan().to_text());
-  told_values told(data.channels().size());
+  told_values told;
+  told.values.resize(data.channels().size());
   const digests by_event = read_events(data, event_order::forward, &told);
   expect(read_events(data, event_order::backward) == by_event, "events are the same in both orders");
   if (const auto found = data.at(first_number + 2)) look_at(*found);
-  read_columns(data, told);
+  read_columns(data, told, by_event);
   const std::vector<named_digest> at_once = data.digest();
   for (std::size_t channel = 0; channel < by_event.size(); ++channel)
     expect(at_once[channel].digest == by_event[channel], "every way of reading has the same digest");

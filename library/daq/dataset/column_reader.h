@@ -72,6 +72,7 @@ class column_reader {
   void add_rows(std::size_t segment, const datasets::segment& part, std::size_t& ordinal);
   void add_held_row(std::size_t segment, const std::shared_ptr<const datasets::segment>& part,
                     std::uint32_t event);
+  void read_for(std::uint64_t own_row);
   void account_others(const datasets::segment& part, std::uint32_t event);
   void find_first_item();
   void decode_first_blocks();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <span>
+#include <utility>
 
 #include "column_reader.h"
 #include "planning.h"
@@ -101,13 +102,26 @@ void column_reader::add_held_row(std::size_t number, const std::shared_ptr<const
   const std::pair<std::size_t, std::uint32_t> where{source->segment_index,
                                                     static_cast<std::uint32_t>(source->index)};
   if (held_ && held_->first == where) {
-    copies_.push_back({row, held_->second});
+    if (source->status == value_status::ok)
+      read_for(row);
+    else
+      copies_.push_back({row, held_->second});
     return;
   }
   held_ = {where, row};
   if (lists_.empty() || lists_.back().segment != where.first) lists_.emplace_back().segment = where.first;
   lists_.back().index.push_back(where.second);
   lists_.back().row.push_back(row);
+}
+
+/// Has the entry that was to be read for a row that holds it read for the row that it is of: there it
+/// counts.
+void column_reader::read_for(std::uint64_t own_row) {
+  const std::uint64_t holding = std::exchange(held_->second, own_row);
+  lists_.back().row.back() = own_row;
+  for (auto copy = copies_.rbegin(); copy != copies_.rend() && copy->from == holding; ++copy)
+    copy->from = own_row;
+  copies_.push_back({holding, own_row});
 }
 
 /// Before workers run, as take_memory().

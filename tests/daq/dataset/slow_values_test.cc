@@ -57,10 +57,14 @@ class SlowValues : public testing::Test {
                      const std::vector<float>& values, const std::vector<std::int64_t>& seconds) {
     column_options rows;
     rows.rows = column_rows::events;
+    rows.with_digest = true;
     const column_data column = data.column("SLOW", rows);
     EXPECT_EQ(column.status, statuses);
     std::size_t n = 0;
-    for (event_range events = data.events(); const event& one : events) {
+    channel_digest digest;
+    event_range events = data.events();
+    for (const event& one : events) {
+      digest.add(one["SLOW"]);
       ASSERT_LT(n, statuses.size());
       SCOPED_TRACE(one.number());
       const value slow = one["SLOW"];
@@ -78,6 +82,9 @@ class SlowValues : public testing::Test {
       ++n;
     }
     EXPECT_EQ(n, statuses.size());
+    EXPECT_EQ(column.digest, digest);
+    EXPECT_EQ(column.ledger.expected(), events.ledger().of("SLOW").expected);
+    EXPECT_EQ(column.ledger.delivered(), events.ledger().of("SLOW").delivered);
     EXPECT_TRUE(data.ledger().is_balanced());
   }
 
