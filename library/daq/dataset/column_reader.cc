@@ -1,6 +1,7 @@
 #include "column_reader.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 
 #include "planning.h"
@@ -229,7 +230,8 @@ void column_reader::read_chunk(std::size_t number) {
     std::atomic<int>& count;
   };
   const waiting counted(waiting_);
-  const std::lock_guard lock(alone_);
+  std::unique_lock lock(alone_, std::defer_lock);
+  while (!lock.try_lock_for(std::chrono::milliseconds(20))) state_->check_stop();
   {
     const std::lock_guard guard(mutex_);
     free_.clear();

@@ -77,13 +77,8 @@ bool memory_budget::wait_for_return(std::chrono::milliseconds longest) {
 bool memory_budget::take(std::size_t bytes, const char* what, memory_share& share,
                          const std::function<bool()>& give_up) {
   share.release();
-  return grow(bytes, what, share, give_up);
-}
-
-bool memory_budget::grow(std::size_t bytes, const char* what, memory_share& share,
-                         const std::function<bool()>& give_up) {
-  if (bytes > limit_ || share.bytes_ > limit_ - bytes)
-    throw memory_exceeded(std::string(what) + " needs " + std::to_string(share.bytes_ + bytes) +
+  if (bytes > limit_)
+    throw memory_exceeded(std::string(what) + " needs " + std::to_string(bytes) +
                           " bytes, more than the memory limit of " + std::to_string(limit_) +
                           "; raise the limit or select less");
   using clock = std::chrono::steady_clock;

@@ -77,8 +77,6 @@ class memory_budget {
   /// nobody has given anything back for some seconds; false when `give_up` said so, which is asked now and
   /// then.
   bool take(std::size_t bytes, const char* what, memory_share& share, const std::function<bool()>& give_up);
-  /// The same to add to a share, which keeps what it has while it waits.
-  bool grow(std::size_t bytes, const char* what, memory_share& share, const std::function<bool()>& give_up);
   /// Waits until somebody gives something back; false when nobody did for so long.
   bool wait_for_return(std::chrono::milliseconds longest);
   /// A slab of at least so many bytes, at most twice as many; one without memory when there is no room now.

@@ -142,14 +142,9 @@ std::size_t timeline::selected_before(std::size_t index) {
 }
 
 void timeline::take_memory(std::size_t bytes, const char* what, memory_share& share) {
-  share.release();
-  grow_memory(bytes, what, share);
-}
-
-void timeline::grow_memory(std::size_t bytes, const char* what, memory_share& share) {
-  while (!memory_.try_grow(bytes, share)) {
+  while (!memory_.try_take(bytes, share)) {
     if (drop_oldest()) continue;
-    if (!memory_.grow(bytes, what, share, [this] { return stop_.stop_requested(); }))
+    if (!memory_.take(bytes, what, share, [this] { return stop_.stop_requested(); }))
       throw read_cancelled();
     return;
   }
@@ -189,7 +184,8 @@ std::shared_ptr<const segment> timeline::build(std::size_t index, memory_share r
   return built;
 }
 
-// The entries twice while they are merged, what is made of them, and the tables that they come from.
+// The entries twice, since those of a file are put behind those of others; what is made of them, and the
+// tables that they come from.
 std::size_t timeline::bytes_to_align(std::size_t index) const {
   std::size_t entries = 0, rows = 0;
   for (const std::uint32_t file : slots_[index].files) {
@@ -208,7 +204,12 @@ std::shared_ptr<const segment> timeline::load(std::size_t index, memory_share ro
   part->files = one.files;
   part->file_failed.assign(one.files.size(), false);
   part->channels.resize(names_.size());
-  for (channel_track& track : part->channels) track.basket_end.assign(one.files.size(), 0);
+  for (std::size_t channel = 0; channel < names_.size(); ++channel) {
+    std::size_t entries = 0;
+    for (const std::uint32_t file : one.files) entries += files_[file].count(channel);
+    if (one.files.size() > 1) part->channels[channel].entries.reserve(entries);
+    part->channels[channel].basket_end.assign(one.files.size(), 0);
+  }
   for (std::size_t i = 0; i < one.files.size(); ++i) {
     const std::uint32_t file = one.files[i];
     const auto opened = opened_.get(file);
@@ -226,7 +227,7 @@ std::shared_ptr<const segment> timeline::load(std::size_t index, memory_share ro
       channel_rows& from = (*rows)[channel];
       track.basket_end[i] = from.basket_end;
       track.unplaced.insert(track.unplaced.end(), from.unplaced.begin(), from.unplaced.end());
-      if (track.entries.empty())
+      if (one.files.size() == 1)
         track.entries = std::move(from.entries);
       else
         track.entries.insert(track.entries.end(), from.entries.begin(), from.entries.end());

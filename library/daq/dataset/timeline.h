@@ -85,8 +85,6 @@ class timeline {
   /// Takes memory, for which kept segments make room. Throws memory_exceeded, which names `what`, and
   /// read_cancelled.
   void take_memory(std::size_t bytes, const char* what, memory_share& share);
-  /// The same to add to a share.
-  void grow_memory(std::size_t bytes, const char* what, memory_share& share);
 
   const alignment_rule& rule() const { return rule_; }
   bool is_slow(std::size_t channel) const { return slow_[channel]; }

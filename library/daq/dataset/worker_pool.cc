@@ -130,6 +130,9 @@ class shared_work {
 void worker_pool::run(std::size_t count, std::size_t workers, const std::function<void(std::size_t)>& work,
                       const std::function<void()>& look) {
   constexpr auto between_looks = std::chrono::milliseconds(20);
+  std::unique_lock turn(running_, std::defer_lock);
+  while (!turn.try_lock_for(between_looks))
+    if (look) look();
   const auto shared = std::make_shared<shared_work>(count, work);
   const std::size_t used = std::min({count, workers, size()});
   for (std::size_t i = 1; i < used; ++i) try {

@@ -27,7 +27,8 @@ class worker_pool {
 
   /// Runs `work(i)` for i from 0 to `count` - 1, here and on other threads, on up to `workers` altogether,
   /// and waits for all of them. The first exception ends the others' work and is thrown here. `look` is
-  /// called here now and then, between two pieces of work; it may throw.
+  /// called here now and then, between two pieces of work; it may throw. While another thread runs
+  /// something this waits for its turn: two that both began would have half of the memory each.
   void run(std::size_t count, std::size_t workers, const std::function<void(std::size_t)>& work,
            const std::function<void()>& look = {});
 
@@ -40,6 +41,7 @@ class worker_pool {
   bool ended_ = false;
   std::atomic<std::size_t> waiting_{0};  ///< tasks, for who does not hold the lock
   std::vector<std::thread> threads_;
+  std::recursive_timed_mutex running_;  ///< held by who runs something: what looks may run something itself
 };
 
 }  // namespace ravo::datasets

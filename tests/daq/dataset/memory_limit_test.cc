@@ -262,6 +262,27 @@ TEST(MemoryLimit, IsSharedByReadingsThatWaitForOneAnother) {
   EXPECT_LE(data.peak_memory(), options.memory_limit);
 }
 
+// Each of the two needs nearly all of the memory for a block.
+TEST(MemoryLimit, IsSharedByColumnsThatWaitForOneAnother) {
+  const temporary_folder folder;
+  const std::string path = flat(folder, 300);  // 64 KiB a row
+  for (const std::size_t threads : {1u, 3u}) {
+    SCOPED_TRACE(threads);
+    dataset_options options;
+    options.threads = threads;
+    options.memory_limit = 250u << 10;
+    const dataset data = dataset::open(of_files({path}), options);
+    const std::string expected = data.digest()[0].digest.to_text();
+    std::atomic<int> equal{0};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 3; ++i)
+      readers.emplace_back([&] { equal += data.digest()[0].digest.to_text() == expected ? 1 : 0; });
+    for (std::thread& reader : readers) reader.join();
+    EXPECT_EQ(equal, 3);
+    EXPECT_LE(data.peak_memory(), options.memory_limit);
+  }
+}
+
 // Of several workers that have no room for what their blocks inflate to, one waits, and none keeps what it
 // has.
 TEST(MemoryLimit, IsKeptByWorkersOfAColumnThatHaveNoRoom) {

@@ -96,5 +96,46 @@ TEST(WorkerPool, LooksWhileItWaitsForTheOthers) {
   EXPECT_GE(looks, 1);
 }
 
+TEST(WorkerPool, RunsOneThingAfterAnotherAndLooksMeanwhile) {
+  worker_pool pool(2);
+  std::latch begun(1);
+  std::atomic<int> looks{0};
+  std::atomic<bool> is_done{false};
+  std::thread other([&] {
+    pool.run(1, pool.size(), [&](std::size_t) {
+      begun.count_down();
+      looks.wait(0);
+      is_done = true;
+    });
+  });
+  begun.wait();
+  const auto look = [&] {
+    ++looks;
+    looks.notify_all();
+  };
+  pool.run(
+      1, pool.size(), [&](std::size_t) { EXPECT_TRUE(is_done); }, look);
+  look();
+  other.join();
+}
+
+TEST(WorkerPool, LetsWhoLooksRunSomething) {
+  worker_pool pool(2);
+  std::atomic<int> done{0};
+  const auto look = [&] {
+    pool.run(3, pool.size(), [&](std::size_t) { ++done; });
+    done.notify_all();
+  };
+  // The pieces end when another run has been looked at; one of them is here, and ends by itself.
+  std::latch together(2);
+  const auto caller = std::this_thread::get_id();
+  const auto work = [&](std::size_t) {
+    together.arrive_and_wait();
+    if (std::this_thread::get_id() != caller) done.wait(0);
+  };
+  pool.run(2, pool.size(), work, look);
+  EXPECT_GE(done, 3);
+}
+
 }  // namespace
 }  // namespace ravo::datasets
