@@ -149,7 +149,7 @@ class planner {
 
   void finish() {
     double inflated = 0, moved = 0;
-    std::uint64_t largest_column = 0;
+    std::uint64_t largest_column = 0, of_stored_byte = 1;
     for (std::size_t i = 0; i < plan_.channels.size(); ++i) {
       channel_plan& channel = plan_.channels[i];
       const sampled& sample = samples_[i];
@@ -161,6 +161,7 @@ class planner {
                                                             static_cast<double>(sample.decoded);
         channel.decoded_bytes =
             static_cast<std::uint64_t>(static_cast<double>(channel.stored_bytes) * ratio);
+        of_stored_byte = std::max(of_stored_byte, static_cast<std::uint64_t>(ratio) + 1);
         inflated += static_cast<double>(channel.decoded_bytes) * compressed;
       }
       moved += static_cast<double>(channel.decoded_bytes) + static_cast<double>(channel.stored_bytes);
@@ -176,8 +177,6 @@ class planner {
     // Batches are cut by stored bytes, before it is known what they will be; memory that is used again may
     // be twice as large as what it is used for.
     const std::uint64_t of_event = plan_.events == 0 ? 0 : plan_.decoded_bytes / plan_.events;
-    const std::uint64_t of_stored_byte =
-        plan_.stored_bytes == 0 ? 1 : plan_.decoded_bytes / plan_.stored_bytes + 1;
     const std::uint64_t of_batch = datasets::largest_batch * std::max<std::uint64_t>(of_stored_byte, 4);
     const std::uint64_t ahead = (threads * 2 + 2) * (of_batch + of_event);
     plan_.peak_bytes_of_events = std::min<std::uint64_t>(

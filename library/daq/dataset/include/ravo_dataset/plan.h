@@ -22,9 +22,12 @@ struct read_plan {
   std::vector<channel_plan> channels;
   std::uint64_t stored_bytes = 0;
   std::uint64_t decoded_bytes = 0;
-  std::uint64_t peak_bytes_of_events = 0;   ///< of memory, reading event by event
-  std::uint64_t peak_bytes_of_columns = 0;  ///< of memory, reading one column after the other
-  double seconds = 0;                       ///< an estimate, with the threads of the dataset
+  /// Of memory, estimated from the mean of each channel's blocks and of events: reading event by event, and
+  /// reading one column after the other. A column whose rows turn out to be of different shapes takes up to
+  /// twice as much when they are put together. Never more than the limit.
+  std::uint64_t peak_bytes_of_events = 0;
+  std::uint64_t peak_bytes_of_columns = 0;
+  double seconds = 0;  ///< an estimate, with the threads of the dataset
   /// What will be missing for certain, in a sentence each: files that are left out, and what is wrong with
   /// the answer to a selection of runs or of a period.
   std::vector<std::string> problems;
