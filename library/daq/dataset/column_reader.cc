@@ -1,7 +1,6 @@
 #include "column_reader.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 
 #include "planning.h"
@@ -230,8 +229,8 @@ void column_reader::read_chunk(std::size_t number) {
     std::atomic<int>& count;
   };
   const waiting counted(waiting_);
-  std::unique_lock lock(alone_, std::defer_lock);
-  while (!lock.try_lock_for(std::chrono::milliseconds(20))) state_->check_stop();
+  const std::lock_guard lock(alone_);
+  state_->check_stop();
   {
     const std::lock_guard guard(mutex_);
     free_.clear();

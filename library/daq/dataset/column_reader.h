@@ -137,7 +137,7 @@ class column_reader {
   mutable std::uint64_t told_ = 0;   ///< as done: never less than before, also when rows are read again
   read_progress* of_all_ = nullptr;  ///< of the reading that this one is a part of, without it
   std::atomic<int> waiting_{0};      ///< chunks for which there was no room: others leave them theirs
-  std::timed_mutex alone_;           ///< held by the worker that may wait for memory; before mutex_
+  std::mutex alone_;                 ///< held by the worker that may wait for memory; before mutex_
   std::mutex
       mutex_;  ///< guards what follows, and data_.ledger, data_.digest and data_.axes while workers run
   std::vector<std::unique_ptr<scratch>> free_;

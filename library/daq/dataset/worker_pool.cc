@@ -11,6 +11,8 @@ namespace {
 
 using clock = std::chrono::steady_clock;
 
+constexpr auto between_looks = std::chrono::milliseconds(20);
+
 /// Most of what is waited for here comes sooner than a thread that sleeps is woken.
 template <class Condition>
 void wait_awake_for(Condition condition) {
@@ -127,12 +129,38 @@ class shared_work {
 
 }  // namespace
 
+/// The turn of one thread to run something.
+class worker_pool::turn {
+ public:
+  turn(worker_pool& pool, const std::function<void()>& look) : pool_(pool) {
+    const auto caller = std::this_thread::get_id();
+    std::unique_lock lock(pool_.mutex_);
+    while (pool_.runs_ != 0 && pool_.runner_ != caller) {
+      if (pool_.turn_.wait_for(lock, between_looks) == std::cv_status::no_timeout || !look) continue;
+      lock.unlock();
+      look();
+      lock.lock();
+    }
+    pool_.runner_ = caller;
+    ++pool_.runs_;
+  }
+  ~turn() {
+    {
+      const std::lock_guard lock(pool_.mutex_);
+      if (--pool_.runs_ != 0) return;
+    }
+    pool_.turn_.notify_one();
+  }
+  turn(const turn&) = delete;
+  turn& operator=(const turn&) = delete;
+
+ private:
+  worker_pool& pool_;
+};
+
 void worker_pool::run(std::size_t count, std::size_t workers, const std::function<void(std::size_t)>& work,
                       const std::function<void()>& look) {
-  constexpr auto between_looks = std::chrono::milliseconds(20);
-  std::unique_lock turn(running_, std::defer_lock);
-  while (!turn.try_lock_for(between_looks))
-    if (look) look();
+  const turn own(*this, look);
   const auto shared = std::make_shared<shared_work>(count, work);
   const std::size_t used = std::min({count, workers, size()});
   for (std::size_t i = 1; i < used; ++i) try {

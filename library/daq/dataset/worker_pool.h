@@ -33,6 +33,7 @@ class worker_pool {
            const std::function<void()>& look = {});
 
  private:
+  class turn;
   void serve();
 
   std::mutex mutex_;  ///< guards what follows
@@ -40,8 +41,10 @@ class worker_pool {
   std::deque<std::function<void()>> tasks_;
   bool ended_ = false;
   std::atomic<std::size_t> waiting_{0};  ///< tasks, for who does not hold the lock
+  std::condition_variable turn_;
+  std::thread::id runner_;  ///< who runs something
+  std::size_t runs_ = 0;    ///< of the runner: what looks may run something itself
   std::vector<std::thread> threads_;
-  std::recursive_timed_mutex running_;  ///< held by who runs something: what looks may run something itself
 };
 
 }  // namespace ravo::datasets
