@@ -276,6 +276,7 @@ std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
 std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
   const auto needed = segment_to_read(plan.segment);  // held, so that it is not what is dropped
   const auto begun = std::chrono::steady_clock::now();
+  bool is_last = false;
   for (;;) {
     state_->check_stop();
     if (auto batch = decode_batch(state_, plan)) return batch;
@@ -283,7 +284,9 @@ std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
     // Nothing of ours is in the way any more. Another reading may be, and get on; but two that wait for
     // each other would wake each other for ever.
     const bool may_wait = std::chrono::steady_clock::now() - begun < std::chrono::seconds(30);
-    if (may_wait && state_->memory.wait_for_return(std::chrono::milliseconds(500))) continue;
+    if (!is_last && may_wait && state_->memory.wait_for_return(std::chrono::milliseconds(500))) continue;
+    // What came back while this was tried was not waited for: once more.
+    if (!std::exchange(is_last, true)) continue;
     throw memory_exceeded("An event does not fit into the memory limit of " +
                           std::to_string(state_->memory.limit()) + " bytes, of which " +
                           std::to_string(state_->memory.used()) +
