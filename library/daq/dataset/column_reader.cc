@@ -107,7 +107,11 @@ void column_reader::store_first() {
     ragged_part none;
     if (one.looks) stored[i] = store(*one.looks, one.payload, one.row, none);
   };
-  state_->pool.run(first_blocks_.size(), first_blocks_.size(), store_one);
+  if (first_blocks_.size() == 1)
+    store_one(0);
+  else
+    state_->pool.run(first_blocks_.size(), first_blocks_.size(), store_one,
+                     [this] { state_->check_stop(); });
   for (std::size_t i = 0; i < first_blocks_.size(); ++i) {
     if (stored[i] == value_status::ok) stored_rows_.push_back(first_blocks_[i].row);
     if (first_blocks_[i].work == nullptr) continue;

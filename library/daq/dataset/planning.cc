@@ -21,7 +21,10 @@ void visit_segments(dataset_state& state,
       state.check_stop();
       parts[i] = line.get(wave[i]);
     };
-    state.pool.run(wave.size(), state.pool.size(), align);
+    if (wave.size() == 1)
+      align(0);  // it needs no turn on the threads, which another reading may have for long
+    else
+      state.pool.run(wave.size(), state.pool.size(), align, [&] { state.check_stop(); });
     bool goes_on = true;
     for (std::size_t i = 0; i < wave.size() && goes_on; ++i) {
       goes_on = visit(wave[i], parts[i]);
@@ -57,10 +60,13 @@ std::uint64_t count_stored_bytes(dataset_state& state, std::size_t first, std::s
 
 std::size_t count_events(dataset_state& state) {
   datasets::timeline& line = state.timeline;
-  state.pool.run(line.segments(), state.pool.size(), [&](std::size_t i) {
-    state.check_stop();
-    line.selected_in(i);
-  });
+  state.pool.run(
+      line.segments(), state.pool.size(),
+      [&](std::size_t i) {
+        state.check_stop();
+        line.selected_in(i);
+      },
+      [&] { state.check_stop(); });
   return line.selected_before(line.segments());
 }
 
