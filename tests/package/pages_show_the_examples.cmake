@@ -1,0 +1,15 @@
+# The programs that pages show are those of examples/, character by character.
+cmake_minimum_required(VERSION 3.25)
+function(expect_page_shows page)
+  file(READ ${SOURCE_DIR}/${page} text)
+  foreach(example IN LISTS ARGN)
+    file(READ ${SOURCE_DIR}/examples/${example}.cc program)
+    string(FIND "${text}" "```cpp\n${program}```\n" position)
+    if(position EQUAL -1)
+      message(FATAL_ERROR "${page} does not show examples/${example}.cc as it is")
+    endif()
+  endforeach()
+endfunction()
+
+expect_page_shows(README.md first_program first_program_classic)
+expect_page_shows(docs/dataset.md events_and_columns)
