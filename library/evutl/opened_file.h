@@ -2,15 +2,17 @@
 #ifndef RAVO_OPENED_FILE_H
 #define RAVO_OPENED_FILE_H
 
-#include <fcntl.h>
 #include <unistd.h>
+
+#include "uninterrupted.h"
 
 namespace ravo {
 
 class opened_file {
  public:
   // Without waiting, should the name be a pipe's.
-  explicit opened_file(const char* path) : fd_(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
+  explicit opened_file(const char* path)
+      : fd_(uninterrupted::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
   ~opened_file() {
     if (fd_ >= 0) close(fd_);
   }

@@ -3,11 +3,11 @@
 #ifndef RAVO_READ_EXACTLY_H
 #define RAVO_READ_EXACTLY_H
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+
+#include "uninterrupted.h"
 
 namespace ravo {
 
@@ -15,8 +15,7 @@ namespace ravo {
 inline bool read_exactly(int fd, std::uint64_t offset, void* destination, std::size_t length) {
   unsigned char* to = static_cast<unsigned char*>(destination);
   while (length > 0) {
-    const ssize_t got = pread(fd, to, length, static_cast<off_t>(offset));
-    if (got < 0 && errno == EINTR) continue;
+    const ssize_t got = uninterrupted::pread(fd, to, length, static_cast<off_t>(offset));
     if (got == 0) errno = ESTALE;
     if (got <= 0) return false;
     to += got;

@@ -2,10 +2,8 @@
 
 #include <zlib.h>
 
-#include <cerrno>
 #include <cstring>
 
-#include "failure.h"
 #include "json_lines.h"
 #include "ravo_data_types.h"
 #include "ravo_evutl.h"
@@ -47,11 +45,6 @@ const char* type_name(RAVO_SUBBLOCK_TYPE dtype) { return find_data_type(dtype)->
 
 }  // namespace
 
-answer_key::answer_key(const std::string& path)
-    : path_(path), file_(path, std::ios::binary | std::ios::trunc) {
-  if (!file_) throw data_failure(path_ + ": " + std::strerror(errno));
-}
-
 void answer_key::add(const simulator::answer& put_in) {
   const simulator::delivered_block block = simulator::deliver(put_in);
   json line;
@@ -69,12 +62,7 @@ void answer_key::add(const simulator::answer& put_in) {
   const payload_shape shape = find_data_type(block.dtype)->shape;
   if (shape == payload_shape::spectrum || shape == payload_shape::spectrum_older)
     line["members"] = spectrum_members(block.payload, shape);
-  file_ << json_line(line);
-}
-
-void answer_key::close() {
-  file_.close();
-  if (!file_) throw data_failure(path_ + ": the answer key could not be written whole");
+  file_.append(json_line(line));
 }
 
 }  // namespace ravo::tool

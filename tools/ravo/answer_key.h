@@ -3,24 +3,23 @@
 #ifndef RAVO_TOOL_ANSWER_KEY_H
 #define RAVO_TOOL_ANSWER_KEY_H
 
-#include <fstream>
 #include <string>
 
 #include "simulator/writing.h"
+#include "whole_file.h"
 
 namespace ravo::tool {
 
 class answer_key {
  public:
-  /// Begins the file; throws data_failure when it cannot be written.
-  explicit answer_key(const std::string& path);
+  /// Begins the file; throws whole_file_failure when it cannot be written.
+  explicit answer_key(const std::string& path) : file_(path) {}
   void add(const simulator::answer& put_in);
-  /// Completes the file; throws data_failure when not all of it could be written.
-  void close();
+  /// Gives the complete file its name; throws whole_file_failure when not all of it could be written.
+  void close() { file_.publish(); }
 
  private:
-  std::string path_;
-  std::ofstream file_;
+  whole_file file_;
 };
 
 }  // namespace ravo::tool

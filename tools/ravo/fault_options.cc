@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <string>
 
 #include "failure.h"
 #include "json_lines.h"
 #include "names.h"
+#include "whole_file.h"
 
 namespace ravo::tool {
 namespace {
@@ -99,10 +99,9 @@ void write_expectations(const std::vector<simulator::expectation>& expected,
         text += line;
   }
   for (const auto& [path, text] : lines) {
-    std::ofstream file(path, std::ios::trunc);
-    file << text;
-    file.close();
-    if (!file) throw data_failure(path + ": cannot be written");
+    whole_file file(path);
+    file.append(text);
+    file.publish();
   }
 }
 

@@ -1,9 +1,8 @@
 #include "verify/channel_list.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <fstream>
+#include <sstream>
+
+#include "whole_file.h"
 
 namespace ravo::verify {
 namespace {
@@ -16,10 +15,8 @@ constexpr std::size_t longest_name = 255;
 
 }  // namespace
 
-std::set<std::string> read_channel_list(const std::string& path) {
-  errno = 0;
-  std::ifstream file(path);
-  if (!file) fail(path, std::strerror(errno));
+std::set<std::string> read_channel_list(const std::string& path) try {
+  std::istringstream file(tool::read_whole_file(path));
   std::set<std::string> channels;
   std::size_t number = 0;
   for (std::string line; std::getline(file, line);) {
@@ -30,24 +27,21 @@ std::set<std::string> read_channel_list(const std::string& path) {
       fail(path, "line " + std::to_string(number) + " is no channel's name");
     channels.insert(line);
   }
-  if (file.bad()) fail(path, "cannot be read");
   if (channels.empty()) fail(path, "names no channel");
   return channels;
+} catch (const tool::whole_file_failure& failure) {
+  throw channel_list_failure(failure.what());
 }
 
 void write_channel_list(const std::string& path, const std::set<std::string>& channels,
-                        const std::string& origin) {
-  const std::string unfinished = path + ".new";
-  errno = 0;
-  std::ofstream file(unfinished, std::ios::trunc);
-  file << "# Channels that have data in every run; written by `ravo verify --learn`.\n# " << origin << '\n';
-  for (const std::string& one : channels) file << one << '\n';
-  file.close();
-  if (!file || std::rename(unfinished.c_str(), path.c_str()) != 0) {
-    const std::string why = std::strerror(errno);
-    std::remove(unfinished.c_str());
-    fail(path, why);
-  }
+                        const std::string& origin) try {
+  tool::whole_file file(path);
+  file.append("# Channels that have data in every run; written by `ravo verify --learn`.\n# " + origin +
+              "\n");
+  for (const std::string& one : channels) file.append(one + "\n");
+  file.publish();
+} catch (const tool::whole_file_failure& failure) {
+  throw channel_list_failure(failure.what());
 }
 
 }  // namespace ravo::verify

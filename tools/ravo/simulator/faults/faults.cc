@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <map>
 
 #include "simulator/faults/choice.h"
+#include "whole_file.h"
 
 namespace ravo::simulator {
 namespace {
@@ -24,18 +24,14 @@ std::vector<fault_kind> all_kinds() {
 }
 
 std::vector<unsigned char> read(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(file)),
-                                   std::istreambuf_iterator<char>());
-  if (!file) throw simulation_failed(path + " cannot be read again");
-  return bytes;
+  const std::string bytes = tool::read_whole_file(path);
+  return {bytes.begin(), bytes.end()};
 }
 
 void write(const std::string& path, const std::vector<unsigned char>& bytes) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  file.close();
-  if (!file) throw simulation_failed(path + " cannot be written again");
+  tool::whole_file file(path);
+  file.append(bytes);
+  file.publish();
 }
 
 // The pulse in the middle of a file, and where that is: runs have files in turn.
