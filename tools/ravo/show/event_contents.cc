@@ -45,7 +45,7 @@ std::optional<shown_member> member_of(ravo_daq_getdata& event, int index) {
 
 std::optional<shown_spectrum> spectrum_of(ravo_daq_getdata& event, const data_type& type) {
   shown_spectrum spectrum;
-  spectrum.axis = type.axis;
+  if (type.code != RAVO_BLOCK_GENERIC_SPECT) spectrum.axis = type.axis;
   for (int i = 0; i < event.GetNmemb(); ++i) {
     auto member = member_of(event, i);
     if (!member) return std::nullopt;
@@ -60,9 +60,10 @@ std::optional<shown_image> image_of(ravo_daq_getdata& event) {
   int length = 0;
   const float* values = event.ConvertImage();
   if (!values || event.GetImagePar(&image.frame, nullptr, &image.bytes_per_pixel, &length) != 0 ||
-      event.GetImageSize(&image.x_start, nullptr, &image.picture.width, &image.y_start, nullptr,
+      event.GetImageSize(&image.x_start, &image.x_step, &image.picture.width, &image.y_start, &image.y_step,
                          &image.picture.height) < 1)
     return std::nullopt;
+  if (const ravo_image_ext_frame_head* head = event.GetImageHeader()) image.effective_bits = head->ebitpp;
   if (image.picture.width < 1 || image.picture.height < 1) return std::nullopt;
   const std::size_t pixels =
       static_cast<std::size_t>(image.picture.width) * static_cast<std::size_t>(image.picture.height);

@@ -11,6 +11,7 @@
 #include "ravo_daq_reader_2010.h"
 #include "ravo_evutl.h"
 #include "show/event_contents.h"
+#include "units.h"
 
 namespace ravo::tool {
 namespace {
@@ -77,11 +78,18 @@ class window_reading {
   Reader reader_;
 };
 
+// Of all spectra, its type alone does not say what start and increment count.
+bool is_generic(const shown_channel& channel) {
+  return (channel.dtype & 0xffff) == RAVO_BLOCK_GENERIC_SPECT;
+}
+
 void describe(raw_file& file, std::size_t index, shown_channel& channel) {
   channel.name = file.channels()[index].chan_name;
   if (const chan_descr_2010* description = file.description(channel.name.c_str())) {
     channel.units = description->units;
     channel.description = description->prop_desc;
+    if (auto* spectrum = std::get_if<shown_spectrum>(&channel.data); spectrum && is_generic(channel))
+      spectrum->axis = described_axis(*description);
   }
 }
 

@@ -198,7 +198,7 @@ void print_member(const shown_spectrum& spectrum, const shown_member& member, co
   out.print_line(text);
   print_lines(line_plot(member.curve(), {look.columns - 2, plot_rows}, look.letters), out);
   std::string axis =
-      fmt::format("    {}from {:g} by {:g}", spectrum.axis.empty() ? "" : spectrum.axis + ": ",
+      fmt::format("    {}from {:g} by {:g}", spectrum.axis.empty() ? "" : printable(spectrum.axis) + ": ",
                   member.start, member.step);
   if (member.groups() > 1) axis += fmt::format(", groups by {:g}", member.group_step);
   out.print_line(axis);

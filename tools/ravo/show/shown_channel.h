@@ -42,6 +42,8 @@ struct shown_image {
   int bytes_per_pixel = 1;
   int frame = 0;
   int x_start = 0, y_start = 0;
+  int x_step = 1, y_step = 1;  ///< pixels of the sensor from one to the next
+  int effective_bits = 0;      ///< of a pixel; 0: not known
   drawing::grey_picture picture;
   std::vector<unsigned char> pixels;  ///< as the block has them, the high byte first
 };
