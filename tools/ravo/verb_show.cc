@@ -20,11 +20,12 @@ struct options {
   std::string file;
   std::string event = "first";
   std::vector<std::string> channels;
-  std::string png;
+  picture_wishes picture;
   std::string zone = "UTC";
   std::optional<int> width;
   bool ascii = false;
   bool json = false;
+  bool is_coloured = false;  // --stretch or --colour-map was given
 };
 
 // The wanted channels in the order in which they were asked for, and of which of them single members only.
@@ -115,10 +116,19 @@ void complete(shown_event& event, const raw_file& file, const wanted_channels& w
 }
 
 void check_options(const options& asked) {
-  if (asked.png.empty()) return;
+  const figure_wishes& drawn = asked.picture.drawn;
+  if (asked.picture.path.empty()) {
+    if (asked.picture.is_exact || drawn.together == curves::overlaid || asked.is_coloured)
+      throw usage_failure(
+          "--pixels, --overlay, --stretch and --colour-map say how a --picture is drawn; name one");
+    return;
+  }
+  check_ending(asked.picture);
   if (asked.channels.empty())
-    throw usage_failure("--png needs --channel: it writes the picture of one channel");
-  if (asked.json) throw usage_failure("--png and --json do not go together");
+    throw usage_failure("--picture needs --channel: it draws the channels that you ask for");
+  if (asked.json) throw usage_failure("--picture and --json do not go together");
+  if (asked.picture.is_exact && (drawn.together == curves::overlaid || asked.is_coloured))
+    throw usage_failure("--pixels writes pixels as they are, without --overlay, --stretch or --colour-map");
 }
 
 void print(const shown_event& event, const options& asked, output& out) {
@@ -137,15 +147,12 @@ void run(const options& asked, output& out) {
   const wanted_event wanted = wanted_event_of(asked.event, asked.zone);
   raw_file file(asked.file);
   const wanted_channels channels = resolve(file, asked.channels);
-  if (!asked.png.empty() && channels.indices.size() != 1)
-    throw usage_failure(fmt::format("--png writes the picture of one channel, and {} are asked for",
-                                    channels.indices.size()));
   shown_event event = read_event(file, channels.indices, choose_event(file, channels.indices, wanted), out);
   complete(event, file, channels);
-  if (asked.png.empty())
+  if (asked.picture.path.empty())
     print(event, asked, out);
   else if (!event.channels.empty())
-    out.print(write_png(event, event.channels.front(), asked.png) + "\n");
+    out.print(write_picture(event, asked.picture) + "\n");
   tell_description_problem(file);
   if (event.unread.empty()) return;
   std::string text =
@@ -153,6 +160,46 @@ void run(const options& asked, output& out) {
   for (const std::string& name : event.unread) text += "\n  " + name;
   if (!event.library_words.empty()) text += "\nthe library said:\n" + event.library_words;
   throw data_failure(text);
+}
+
+void add_picture_options(CLI::App& command, const std::shared_ptr<options>& asked) {
+  command
+      .add_option("--picture,--png", asked->picture.path,
+                  "Draw the channels into a file instead, a .png or a .svg by its name")
+      ->type_name("FILE");
+  command.add_flag_callback(
+      "--overlay", [asked] { asked->picture.drawn.together = curves::overlaid; },
+      "Curves of one unit over one axis in one plot");
+  const std::map<std::string, drawing::stretch> stretches{{"none", drawing::stretch::none},
+                                                          {"minmax", drawing::stretch::minmax},
+                                                          {"percentile", drawing::stretch::percentile}};
+  const std::map<std::string, drawing::colour_map> maps{{"aurora", drawing::colour_map::aurora},
+                                                        {"ember", drawing::colour_map::ember},
+                                                        {"grey", drawing::colour_map::grey}};
+  command
+      .add_option_function<std::string>(
+          "--stretch",
+          [asked, stretches](const std::string& name) {
+            asked->picture.drawn.brightness = stretches.at(name);
+            asked->is_coloured = true;
+          },
+          "What the colours of a frame reach over: minmax (its pixels), percentile (without the hundredth "
+          "part "
+          "at each end) or none (all that the sensor counts)  [minmax]")
+      ->type_name("WAY")
+      ->check(CLI::IsMember({"none", "minmax", "percentile"}));
+  command
+      .add_option_function<std::string>(
+          "--colour-map",
+          [asked, maps](const std::string& name) {
+            asked->picture.drawn.map = maps.at(name);
+            asked->is_coloured = true;
+          },
+          "Colours of a frame: aurora (violet to yellow), ember (black to white by red) or grey  [aurora]")
+      ->type_name("NAME")
+      ->check(CLI::IsMember({"aurora", "ember", "grey"}));
+  command.add_flag("--pixels", asked->picture.is_exact,
+                   "The pixels of a frame as they are, in 8 or 16 bits of grey, without axes (PNG)");
 }
 
 }  // namespace
@@ -172,9 +219,7 @@ verb show_verb(CLI::App& tool) {
                    "be repeated")
       ->allow_extra_args(false)
       ->type_name("NAME");
-  command
-      ->add_option("--png", asked->png, "Write the picture of one channel, an image or a spectrum, instead")
-      ->type_name("FILE");
+  add_picture_options(*command, asked);
   command->add_option("--tz", asked->zone, "Time zone of a time of day")
       ->type_name("ZONE")
       ->capture_default_str();
@@ -188,14 +233,18 @@ verb show_verb(CLI::App& tool) {
   ravo show FILE                                     the first event, a line for each value
   ravo show FILE --event 1000042 -c LINAC/BPM/001    a plot for each member
   ravo show FILE -n 2025-03-01T08:00:04.2 -c LINAC/CAMERA/001
-  ravo show FILE -n 1000042 -c LINAC/RF/001:1 --png phase.png
+  ravo show FILE -n 1000042 -c LINAC/RF/001:1 --picture phase.png
+  ravo show FILE -n 1000042 -c 'LINAC/BPM/00[12]' --overlay --picture orbit.svg
+  ravo show FILE -n 1000042 -c LINAC/CAMERA/001 --picture pixels.png --pixels
   ravo show FILE -n last -c LINAC/SPECTRUM/001 --json | jq '.channels[0].members[0].values'
 
 Without --channel you see every channel that has data of the event: bars for spectra, the values of the rest.
 With it, spectra are drawn over their axis and images as pictures: in colour where the terminal has it, else in
 letters, a denser one for a brighter pixel. A slow channel shows the last that it told, up to this event: "held"
 names the event that it is from. First and last are those of the channels that you ask for.
-A PNG file of an image has the pixels as they are, in 8 or 16 bits; one of a spectrum has a plot for each member.)");
+A picture has a panel for each member, each frame and each table, with the units and axes that the file describes;
+values that are not finite leave gaps and are counted. Frames have the axes of their sensor and a scale in counts.
+With --pixels a PNG has a frame's values as they were measured; of 12 bits in 16 it looks nearly black.)");
   return {command, [asked](output& out) { run(*asked, out); }};
 }
 

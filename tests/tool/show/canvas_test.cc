@@ -2,11 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <set>
 
 #include "drawing/dot_canvas.h"
 #include "drawing/line_plot.h"
-#include "drawing/small_font.h"
 
 namespace {
 
@@ -89,23 +87,6 @@ TEST(OneLinePlot, LeavesOutWhatIsNotFinite) {
 TEST(OneLinePlot, IsFlatInTheMiddleWhenAllValuesAreEqual) {
   const float values[] = {5, 5, 5};
   EXPECT_EQ(one_line_plot(values, 3, letters::braille), "▄▄▄");
-}
-
-TEST(SmallFont, HasADifferentShapeForEveryLetterAndDigit) {
-  std::set<letter_rows> shapes{rows_of('\x01')};  // the box
-  int letters = 0;
-  for (int code = 0; code < 128; ++code)
-    if (std::isalnum(code)) {
-      shapes.insert(rows_of(static_cast<char>(code)));
-      ++letters;
-    }
-  EXPECT_EQ(letters, 62);
-  EXPECT_EQ(shapes.size(), 63u);
-}
-
-TEST(SmallFont, DrawsAnLAsAPersonWould) {
-  EXPECT_EQ(rows_of('L'), (letter_rows{0b10000, 0b10000, 0b10000, 0b10000, 0b10000, 0b10000, 0b11111}));
-  EXPECT_EQ(rows_of(' '), letter_rows{});
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include <map>
 #include <stdexcept>
 
-#include "png_pixels.h"
 #include "ravo_daq_writer.h"
 #include "ravo_payload.h"
 #include "tool_run.h"
@@ -172,46 +171,6 @@ TEST_P(Show, LeavesPixelsOutWhereNoChannelIsAskedFor) {
     ++images;
   }
   EXPECT_EQ(images, 2);
-}
-
-TEST_P(Show, WritesAFrameAsPngWithItsPixelsAsTheyAre) {
-  const temporary_folder folder;
-  for (const std::string camera : {"LINAC/CAMERA/001", "LINAC/CAMERA_EXT/001"}) {
-    const std::string path = folder.file("frame.png");
-    const process_result result = run_tool({"show", file(), "-n", "1000007", "-c", camera, "--png", path});
-    ASSERT_EQ(result.exit_code, 0) << result.err;
-    const json image = only_channel({"-n", "1000007", "-c", camera}).at("image");
-    const png_pixels found = read_png(path);
-    EXPECT_EQ(found.width, image.at("width"));
-    EXPECT_EQ(found.height, image.at("height"));
-    EXPECT_EQ(found.channels, 1);
-    EXPECT_EQ(found.bits, 8 * image.at("bytes_per_pixel").get<int>());
-    for (unsigned y = 0; y < found.height; ++y)
-      for (unsigned x = 0; x < found.width; ++x) ASSERT_EQ(found.at(x, y), image.at("pixels")[y][x]);
-    EXPECT_THAT(result.out, testing::StartsWith(path + ": "));
-    EXPECT_THAT(result.out, HasSubstr(" of " + camera + ", event 1000007\n"));
-  }
-}
-
-TEST_P(Show, WritesASpectrumAsPngWithAPanelForEachMember) {
-  const temporary_folder folder;
-  const std::string path = folder.file("plot.png");
-  const auto height = [&](const std::string& channel) {
-    const process_result result = run_tool({"show", file(), "-n", "1000007", "-c", channel, "--png", path});
-    EXPECT_EQ(result.exit_code, 0) << result.err;
-    const png_pixels found = read_png(path);
-    EXPECT_EQ(found.channels, 3);
-    // Dots of the curve: blue, on white.
-    int blue = 0;
-    for (unsigned y = 0; y < found.height; ++y)
-      for (unsigned x = 0; x < found.width; ++x) blue += found.at(x, y, 2) > found.at(x, y, 0) + 50;
-    EXPECT_GT(blue, 500);
-    return found.height;
-  };
-  const unsigned one = height("LINAC/TOROID/001");
-  EXPECT_EQ(height("LINAC/BPM/001"), 3 * one);
-  EXPECT_EQ(height("LINAC/BPM/001:0"), one);
-  EXPECT_EQ(height("LINAC/PROFILE/001"), 2 * one);
 }
 
 TEST_P(Show, FindsTheFirstAndTheLastEventOfTheChannelsAskedFor) {

@@ -106,22 +106,6 @@ TEST_F(ShowRefusal, RefusesAFileWhoseNameHoldsNoTime) {
           "writer gave it");
 }
 
-TEST_F(ShowRefusal, WritesThePictureOfOneChannelOnly) {
-  const std::string path = folder.file("picture.png");
-  refused({file, "--png", path}, 2, "--png needs --channel: it writes the picture of one channel");
-  refused({file, "--png", path, "-c", "LINAC/BPM/00[12]"}, 2,
-          "--png writes the picture of one channel, and 2 are asked for");
-  refused({file, "--png", path, "-c", "LINAC/BPM/001", "--json"}, 2, "--png and --json do not go together");
-  refused({file, "--png", path, "-c", "LINAC/MAGNET/001"}, 1,
-          "--png: LINAC/MAGNET/001 holds UPD_BLOCK_2010, which is no image and no spectrum");
-  EXPECT_FALSE(std::filesystem::exists(path));
-}
-
-TEST_F(ShowRefusal, SaysWhyAPictureCannotBeWritten) {
-  const std::string path = folder.file("no/folder.png");
-  refused({file, "--png", path, "-c", "LINAC/BPM/001"}, 1, path + ": No such file or directory");
-}
-
 TEST_F(ShowRefusal, RefusesAnAbsurdWidth) {
   for (const char* width : {"0", "39", "1001", "-1", "wide"})
     EXPECT_EQ(run_tool({"show", file, "--width", width}).exit_code, 2) << width;
@@ -155,7 +139,8 @@ TEST_F(ShowRefusal, ShowsTheOtherChannelsBesideADamagedBlock) {
 TEST_F(ShowRefusal, TeachesByExamples) {
   const process_result help = run_tool({"show", "--help"});
   EXPECT_EQ(help.exit_code, 0);
-  for (const char* word : {"Examples:", "--event", "--channel", "--png", "--width", "--ascii", "--json"})
+  for (const char* word : {"Examples:", "--event", "--channel", "--picture", "--overlay", "--stretch",
+                           "--colour-map", "--pixels", "--width", "--ascii", "--json"})
     EXPECT_THAT(help.out, HasSubstr(word));
 }
 

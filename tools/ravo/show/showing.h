@@ -6,6 +6,7 @@
 
 #include "drawing/dot_canvas.h"
 #include "output.h"
+#include "show/event_figure.h"
 #include "show/event_reading.h"
 
 namespace ravo::tool {
@@ -28,10 +29,17 @@ enum class pixels { left_out, listed };
 /// One JSON object; it holds all values of spectra.
 void print_json(const shown_event& event, pixels how, output& out);
 
-/// Writes the picture of a channel as PNG: an image with its pixels as they are, a spectrum as a plot for
-/// each member. Throws data_failure when it has none or the file cannot be written. What there is to say of
-/// it.
-std::string write_png(const shown_event& event, const shown_channel& channel, const std::string& path);
+/// What is wished of a picture.
+struct picture_wishes {
+  std::string path;
+  figure_wishes drawn;
+  bool is_exact = false;  ///< the pixels of a frame as they are, and nothing else
+};
+/// Throws usage_failure when the path has no ending of a picture.
+void check_ending(const picture_wishes& wished);
+/// Writes the channels of the event as a picture. Throws data_failure when they cannot be drawn or the file
+/// cannot be written; the file is then as it was. What there is to say of it.
+std::string write_picture(const shown_event& event, const picture_wishes& wished);
 
 }  // namespace ravo::tool
 

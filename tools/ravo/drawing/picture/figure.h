@@ -1,0 +1,76 @@
+// What a picture shows: a heading, and panels one below the other. Whoever fills it knows where the values
+// are from; whoever draws it does not.
+#ifndef RAVO_DRAWING_PICTURE_FIGURE_H
+#define RAVO_DRAWING_PICTURE_FIGURE_H
+
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "drawing/curve.h"
+#include "drawing/grey_picture.h"
+#include "drawing/picture/colour_map.h"
+#include "drawing/picture/lettering.h"
+#include "drawing/picture/shapes.h"
+
+namespace ravo::drawing {
+
+struct named_curve {
+  std::string name;
+  curve drawn;  ///< its values are the caller's
+};
+
+/// Curves over one axis. Groups of a curve that is alone have a colour each.
+struct plot_panel {
+  std::string title;
+  std::string value_axis;  ///< stands along the left side; may be empty, as may the next
+  std::string axis;        ///< stands below
+  std::vector<named_curve> curves;
+  std::string note;  ///< stands at the right, above; as it does in the others
+};
+
+/// Where the pixels of a frame lie on its sensor: the first, and the distance to the next.
+struct sensor_axis {
+  double start = 0, step = 1;
+};
+
+/// A frame in colours, with axes that count pixels of the sensor and a scale of brightness.
+struct frame_panel {
+  std::string title;
+  grey_picture frame;
+  sensor_axis x, y;
+  interval brightness;  ///< what the ends of the colour map stand for
+  colour_map map = colour_map::aurora;
+  std::string scale;  ///< what brightness counts
+  std::string note;
+};
+
+/// Names and values; one row is set in large letters. A row without a name is a text, broken into lines.
+struct table_panel {
+  std::string title;
+  std::vector<std::pair<std::string, std::string>> rows;
+  std::string note;
+};
+
+using panel = std::variant<plot_panel, frame_panel, table_panel>;
+
+struct figure {
+  std::string title;
+  std::string about;  ///< smaller, below the title
+  std::vector<panel> panels;
+};
+
+/// Where parts of a picture lie, in points.
+struct page {
+  static constexpr double width = 960;  ///< of pictures with plots or tables
+  static constexpr double margin = 20;
+  static constexpr double frame_width = 720, frame_height = 560;  ///< at most, of a frame's pixels
+  static constexpr int dots_per_point = 2;                        ///< of a PNG
+};
+
+picture draw(const figure& shown, const text_ruler& ruler);
+
+}  // namespace ravo::drawing
+
+#endif

@@ -1,0 +1,24 @@
+// The way of a curve through a panel.
+#ifndef RAVO_DRAWING_PICTURE_TRACE_H
+#define RAVO_DRAWING_PICTURE_TRACE_H
+
+#include <cstddef>
+#include <vector>
+
+#include "drawing/curve.h"
+#include "drawing/picture/shapes.h"
+
+namespace ravo::drawing {
+
+struct trace {
+  std::vector<std::vector<point>> lines;  ///< through neighbours that are finite
+  std::vector<point> singles;             ///< finite ones without such a neighbour
+};
+
+/// One group of a curve. Where many samples share a column of dots, what is seen of them is kept: the
+/// first, the least, the greatest and the last.
+trace trace_of(const curve& drawn, std::size_t group, interval axis, interval values, box where);
+
+}  // namespace ravo::drawing
+
+#endif
