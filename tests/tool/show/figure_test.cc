@@ -237,6 +237,14 @@ frame_panel frame_of(grey_picture frame, stretch how = stretch::minmax) {
   return {"", std::move(frame), {}, {}, range, colour_map::grey, "counts", ""};
 }
 
+TEST(Figure, EndsNoLineWithASeparator) {
+  figure shown = with(table_panel{"", {{"A", "1"}}, ""});
+  shown.about = std::string(70, 'a') + " · " + std::string(70, 'b') + " · " + std::string(70, 'c');
+  const auto texts = texts_of(drawn(shown));
+  EXPECT_THAT(texts, Contains(std::string(70, 'a')));
+  EXPECT_THAT(texts, Contains(std::string(70, 'b')));
+}
+
 TEST(FrameFigure, HasTheColourOfEachPixel) {
   const picture made = drawn(with(frame_of({2, 2, {0, 1000, 2000, 4000}})));
   const auto images = all_of<image_shape>(made);
@@ -308,8 +316,16 @@ TEST(FrameFigure, SaysThatPixelsLieBeyondTheScale) {
   pixels[3] = 60000;
   const picture cut = drawn(with(frame_of({50, 20, pixels}, stretch::percentile)));
   const picture whole = drawn(with(frame_of({50, 20, pixels})));
-  EXPECT_EQ(all_of<area_shape>(cut).size(), 1u);
+  const auto triangles = all_of<area_shape>(cut);
+  ASSERT_EQ(triangles.size(), 1u);
   EXPECT_EQ(all_of<area_shape>(whole).size(), 0u);
+  // It is white on white, and seen by its outline.
+  EXPECT_EQ(triangles[0].ink, ground);
+  int outlines = 0;
+  for (const path_shape& path : all_of<path_shape>(cut))
+    outlines +=
+        path.points.size() == 4 && path.points[2] == triangles[0].points[2] && path.ink == ink_of_frames;
+  EXPECT_EQ(outlines, 1);
 }
 
 TEST(TableFigure, SetsASingleValueInLargeLetters) {

@@ -18,12 +18,12 @@ using drawing::as_in_print;
 // More of them would be for nobody.
 constexpr std::size_t most_panels = 32, most_curves = 64;
 
-constexpr const char* separator = " · ";
+const std::string separator = std::string(drawing::figure::separator) + " ";
 
-std::string joined(const std::vector<std::string>& parts, const char* between) {
+std::string joined(const std::vector<std::string>& parts, const std::string& between) {
   std::string text;
   for (const std::string& part : parts)
-    if (!part.empty()) text += (text.empty() ? "" : between) + part;
+    if (!part.empty()) text += (text.empty() ? std::string() : between) + part;
   return text;
 }
 

@@ -63,8 +63,10 @@ double draw_title(sketch& on, const figure& shown, const panel_space& space) {
     on.text({space.begin, top + title_height / 2}, line, title);
     top += title_height;
   }
-  for (const std::string& line : wrapped(shown.about, about, width, 3, on.ruler)) {
-    on.text({space.begin, top + about_height / 2}, line, about);
+  for (std::string& line : wrapped(shown.about, about, width, 3, on.ruler)) {
+    // What separates two parts in a line separates no lines.
+    if (line.ends_with(figure::separator)) line.erase(line.size() - figure::separator.size());
+    on.text({space.begin, top + about_height / 2}, std::move(line), about);
     top += about_height;
   }
   return top + between_panels;

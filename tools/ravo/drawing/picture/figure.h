@@ -4,6 +4,7 @@
 #define RAVO_DRAWING_PICTURE_FIGURE_H
 
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -57,7 +58,8 @@ using panel = std::variant<plot_panel, frame_panel, table_panel>;
 
 struct figure {
   std::string title;
-  std::string about;  ///< smaller, below the title
+  std::string about;  ///< smaller, below the title; parts of it are best separated by this:
+  static constexpr std::string_view separator = " ·";
   std::vector<panel> panels;
 };
 

@@ -50,7 +50,15 @@ image_shape image_of(const frame_panel& shown, const box& where) {
   return image;
 }
 
-// The map from bottom to top, with what it counts; triangles say that there are pixels beyond its ends.
+// There are pixels beyond this end of the scale. With an outline, since the end may be white.
+void draw_triangle(sketch& on, const std::vector<point>& corners, colour ink) {
+  on.made.shapes.emplace_back(area_shape{corners, ink});
+  std::vector<point> outline = corners;
+  outline.push_back(corners.front());
+  on.made.shapes.emplace_back(path_shape{std::move(outline), ink_of_frames, 1});
+}
+
+// The map from bottom to top, with what it counts.
 void draw_scale(sketch& on, const frame_panel& shown, const box& where) {
   const colour_table table = table_of(shown.map);
   image_shape map{where, 1, static_cast<int>(table.size()), {table.rbegin(), table.rend()}};
@@ -59,12 +67,12 @@ void draw_scale(sketch& on, const frame_panel& shown, const box& where) {
   const interval found = brightness_of(shown.frame);
   const double middle = where.left + where.width / 2, tip = 9;
   if (found.high > shown.brightness.high)
-    on.made.shapes.emplace_back(area_shape{
-        {{where.left, where.top}, {where.right(), where.top}, {middle, where.top - tip}}, table.back()});
+    draw_triangle(on, {{where.left, where.top}, {where.right(), where.top}, {middle, where.top - tip}},
+                  table.back());
   if (found.low < shown.brightness.low)
-    on.made.shapes.emplace_back(area_shape{
-        {{where.left, where.bottom()}, {where.right(), where.bottom()}, {middle, where.bottom() + tip}},
-        table.front()});
+    draw_triangle(
+        on, {{where.left, where.bottom()}, {where.right(), where.bottom()}, {middle, where.bottom() + tip}},
+        table.front());
   for (const tick& one : ticks_upward(shown.brightness, where.height)) {
     const double y = on_grid(where.bottom() - shown.brightness.part(one.value) * where.height);
     on.line({where.right(), y}, {where.right() + tick_length, y}, ink_of_frames);

@@ -38,7 +38,7 @@ std::vector<tick> ticks_across(interval range, double length, const text_ruler& 
 
 std::vector<tick> ticks_upward(interval range, double length) {
   constexpr double per_label = 24, least_distance = 16;
-  for (int most = std::clamp(static_cast<int>(length / per_label), 2, 12); most > 1; --most) {
+  for (int most = std::clamp(static_cast<int>(length / per_label), 2, 9); most > 1; --most) {
     std::vector<tick> ticks = in_print(round_ticks(range, most));
     if (ticks.size() < 2 ||
         range.part(ticks[1].value) - range.part(ticks[0].value) >= least_distance / length)
