@@ -187,7 +187,7 @@ void add_picture_options(CLI::App& command, const std::shared_ptr<options>& aske
           "part "
           "at each end) or none (all that the sensor counts)  [minmax]")
       ->type_name("WAY")
-      ->check(CLI::IsMember({"none", "minmax", "percentile"}));
+      ->check(one_of({"none", "minmax", "percentile"}));
   command
       .add_option_function<std::string>(
           "--colour-map",
@@ -197,7 +197,7 @@ void add_picture_options(CLI::App& command, const std::shared_ptr<options>& aske
           },
           "Colours of a frame: aurora (violet to yellow), ember (black to white by red) or grey  [aurora]")
       ->type_name("NAME")
-      ->check(CLI::IsMember({"aurora", "ember", "grey"}));
+      ->check(one_of({"aurora", "ember", "grey"}));
   command.add_flag("--pixels", asked->picture.is_exact,
                    "The pixels of a frame as they are, in 8 or 16 bits of grey, without axes (PNG)");
 }

@@ -10,6 +10,16 @@
 #include "drawing/picture/figure.h"
 #include "drawing/picture/picture_file.h"
 
+// Only sanitizers ask these. fontconfig loses a pattern while it reads its own configuration, which nobody
+// can release. Pango has fontconfig look for fonts in a thread of its own, and waits for it by GLib's
+// locks; these libraries are not built for the thread sanitizer, which does not see the locks.
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
+extern "C" const char* __tsan_default_suppressions();
+extern "C" const char* __tsan_default_suppressions() {
+  return "race:libfontconfig.so\nrace:libglib-2.0.so\nrace:libgobject-2.0.so\nrace:libpango\n";
+}
+
 namespace ravo::drawing {
 namespace {
 
@@ -24,6 +34,7 @@ using surface_owner = std::unique_ptr<cairo_surface_t, release_by<cairo_surface_
 using cairo_owner = std::unique_ptr<cairo_t, release_by<cairo_destroy>>;
 using context_owner = std::unique_ptr<PangoContext, release_by<g_object_unref>>;
 using layout_owner = std::unique_ptr<PangoLayout, release_by<g_object_unref>>;
+using font_map_owner = std::unique_ptr<PangoFontMap, release_by<g_object_unref>>;
 using font_owner = std::unique_ptr<PangoFontDescription, release_by<pango_font_description_free>>;
 using real_font_owner = std::unique_ptr<PangoFont, release_by<g_object_unref>>;
 using text_owner = std::unique_ptr<char, release_by<g_free>>;
@@ -42,9 +53,15 @@ font_owner font_of(const text_style& style) {
   return font;
 }
 
+// One for the program: to find the fonts of a machine takes a while. Pango's own would never be released.
+PangoFontMap* font_map() {
+  static const font_map_owner made(pango_cairo_font_map_new());
+  return made.get();
+}
+
 // Texts are placed as they are measured, whatever they are drawn on.
 context_owner make_context() {
-  context_owner context(pango_font_map_create_context(pango_cairo_font_map_get_default()));
+  context_owner context(pango_font_map_create_context(font_map()));
   cairo_font_options_t* options = cairo_font_options_create();
   cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
   cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
@@ -207,8 +224,8 @@ std::string svg_bytes(const picture& drawn) {
 std::unique_ptr<text_ruler> picture_ruler() {
   // Pango ends the program when it finds no font at all; a look before that costs little.
   const context_owner context = make_context();
-  const real_font_owner font(pango_font_map_load_font(pango_cairo_font_map_get_default(), context.get(),
-                                                      font_of(text_style{}).get()));
+  const real_font_owner font(
+      pango_font_map_load_font(font_map(), context.get(), font_of(text_style{}).get()));
   if (!font)
     throw std::runtime_error(
         "no font is installed to letter pictures with; install one (Debian: fonts-dejavu-core)");
