@@ -1,5 +1,6 @@
 // Finds the reference table from a file's last 4 bytes. It judges the table itself; what the table
 // refers to is judged by the operation that reads it. The generations differ in the table's marker only.
+// The markers of event headers, which tell the generation of an event, are compared here too.
 #include <unistd.h>
 
 #include <cstring>
@@ -7,6 +8,7 @@
 #include "byte_view.h"
 #include "file_tables.h"
 #include "ravo_evutl.h"
+#include "ravo_evutl_optional.h"
 
 namespace {
 
@@ -60,6 +62,12 @@ int find_reference_table(const unsigned char* tail, long tail_length, long len, 
   return RAVO_TABLE_OK;
 }
 
+bool begins_with(const void* header, std::uint32_t pattern) {
+  std::uint32_t word = 0;
+  ravo_swap4(header, &word, 1);
+  return word == pattern;
+}
+
 }  // namespace
 
 long ravo_get_page_offset(long, long offset, long* rem) {
@@ -77,4 +85,12 @@ int get_ravo_file_reference_table_m_2010(const unsigned char* tail, long tail_le
 int get_ravo_file_reference_table_m(const unsigned char* tail, long tail_length, long len, int fd,
                                     ravo_file_reference_table** table) {
   return find_reference_table(tail, tail_length, len, fd, RAVO_REFERENCE_TABLE_PATTERN, table);
+}
+
+bool ravo_is_event_header_2010(const void* header) {
+  return header && begins_with(header, RAVO_EVENT_HEADER_PATTERN_2010);
+}
+
+bool ravo_is_event_header(const void* header) {
+  return header && begins_with(header, RAVO_EVENT_HEADER_PATTERN);
 }
