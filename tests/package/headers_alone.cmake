@@ -1,6 +1,7 @@
 # Builds the reader and the dataset layer as a site with its own table-access library does: on the headers of that
 # library alone, its functions left open. Every function that they leave open and that our own libraries
-# have must be declared in ravo_evutl.h or ravo_xml.h: nothing else is the site's to provide.
+# have must be declared in ravo_evutl.h or ravo_xml.h: nothing else is the site's to provide. What stands in
+# ravo_evutl_optional.h it need not provide.
 cmake_minimum_required(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/steps.cmake)
 
@@ -28,9 +29,9 @@ symbols(open_in_dataset -D --undefined-only ${WORK_DIR}/library/daq/dataset/libr
 list(APPEND open ${open_in_dataset})
 list(REMOVE_DUPLICATES open)
 symbols(provided ${dynamic} --defined-only --extern-only ${EVUTL} ${XML})
-# The declarations of the two headers, with those of the headers that they include.
+# The declarations of the headers, with those of the headers that they include.
 set(declarations "")
-set(headers ravo_evutl.h ravo_xml.h)
+set(headers ravo_evutl.h ravo_evutl_optional.h ravo_xml.h)
 while(headers)
   list(POP_FRONT headers header)
   set(path ${SOURCE_DIR}/library/evutl/include/${header})
@@ -67,5 +68,11 @@ endforeach()
 if(NOT "_Z17ravo_convert_dataPKvPvii" IN_LIST open OR seen LESS 5)
   message(FATAL_ERROR "The reader was expected to leave the table-access library open, and it leaves: ${open}")
 endif()
+run_step(listing ${NM} -D -P --undefined-only ${WORK_DIR}/library/daq/dataset/libravo_dataset.so)
+foreach(name ravo_is_event_header_2010 ravo_is_event_header)
+  if(NOT listing MATCHES "[0-9]${name}PKv w")
+    message(FATAL_ERROR "A site has to provide ${name}, which is to be optional")
+  endif()
+endforeach()
 message(STATUS "The reader asks ${seen} functions of its site")
 file(REMOVE_RECURSE ${WORK_DIR})

@@ -51,23 +51,47 @@ std::uint64_t stated_end(const typename G::subhead& head, const stored_payload& 
   return 0;
 }
 
+/// Whether the block is another channel's. The front end may know the channel by a name of its own.
+template <class G>
+bool is_of_another_channel(const block_source_file& source, const typename G::subhead& head) {
+  const bool bears_its_name = std::strncmp(head.chname, source.channel, sizeof head.chname - 1) == 0;
+  return !bears_its_name && source.names->has(*source.file, *source.known, head.chname);
+}
+
+/// Whether the dictionary says that the channel has no blocks of this type. Types from 32 on have no bit.
+bool is_excluded(std::uint32_t mask, std::int32_t dtype) {
+  const std::uint32_t type = static_cast<std::uint32_t>(dtype) & 0xffff;
+  return mask != 0 && type < 32 && (mask >> type & 1u) == 0;
+}
+
+/// The value of an update or a reading stands right behind its subheader, and inside its block: elsewhere
+/// there are other values, which are as good to look at.
+template <class G>
+bool is_elsewhere(const stored_payload& payload, const typename G::subhead& head, const entry& where) {
+  const bool is_update = payload.form == stored_form::update;
+  if (!is_update && payload.form != stored_form::environment) return false;
+  const std::size_t size = is_update ? sizeof(typename G::update_block) : sizeof(ravo_env_data_block_2010);
+  return where.data != std::uint64_t{where.chhd} + sizeof head ||
+         head.ldata < static_cast<std::int32_t>(sizeof head + size);
+}
+
 /// `needed_end`: where the block ends when it does not end in the part.
 template <class G>
-found_block find_block(const file_part& part, const char* channel, const entry& where,
+found_block find_block(const block_source_file& source, const file_part& part, const entry& where,
                        std::uint64_t& needed_end) {
   found_block found;
   needed_end = 0;
   const auto head = read_subheader<G>(part, where.chhd);
   if (!head) return found;
-  if (!is_block_of<G>(*head, channel)) {
-    found.status = value_status::misdirected;
-    return found;
-  }
   found.stored_type = head->dtype;
   found.error = head->error & ~RAVO_CHAN_ZIP_FLAG;
   const decode_outcome outcome = locate_payload<G>(part, where.chhd, where.data, *head, found.payload);
   found.type = decoded_type<G>(found.payload, *head);
-  if (outcome == decode_outcome::unknown_unzipper) {
+  if (is_of_another_channel<G>(source, *head) || is_elsewhere<G>(found.payload, *head, where)) {
+    found.status = value_status::misdirected;
+  } else if (is_excluded(source.dtype_mask, head->dtype)) {
+    found.status = value_status::event_disputed;
+  } else if (outcome == decode_outcome::unknown_unzipper) {
     found.status = value_status::cannot_inflate;
   } else if (outcome == decode_outcome::decoded && found.payload.bytes != nullptr) {
     found.status = value_status::ok;
@@ -79,20 +103,14 @@ found_block find_block(const file_part& part, const char* channel, const entry& 
 
 found_block find_block(const block_source_file& source, const file_part& part, const entry& where,
                        std::uint64_t& needed_end) {
-  return source.generation == ravo_file_generation::current
-             ? find_block<generation_2010>(part, source.channel, where, needed_end)
-             : find_block<generation_2009>(part, source.channel, where, needed_end);
+  return source.is_current() ? find_block<generation_2010>(source, part, where, needed_end)
+                             : find_block<generation_2009>(source, part, where, needed_end);
 }
-
-// An entry that points to its data elsewhere than behind the subheader may have them anywhere in the
-// basket; more than this is not read for it.
-constexpr std::uint64_t farthest_data = std::uint64_t{1} << 20;
 
 found_block find_again(const block_source_file& source, const entry& where, std::uint64_t needed_end,
                        const memory_slab& buffer, const std::function<bool(std::size_t)>& take_room) {
   found_block found;
-  const bool is_near = where.data >= where.chhd && where.data - where.chhd < farthest_data;
-  if (needed_end > source.basket_end || needed_end <= where.chhd || !is_near) return found;
+  if (needed_end > source.basket_end || needed_end <= where.chhd) return found;
   const std::size_t size = needed_end - where.chhd;
   if (!take_room(size)) return found;
   unsigned char* bytes = buffer.data();
@@ -212,8 +230,8 @@ block_head head_of(const file_part& part, const entry& where) {
 }  // namespace
 
 block_head look_at_head(const block_source_file& source, const file_part& part, const entry& where) {
-  return source.generation == ravo_file_generation::current ? head_of<generation_2010>(part, where)
-                                                            : head_of<generation_2009>(part, where);
+  return source.is_current() ? head_of<generation_2010>(part, where)
+                             : head_of<generation_2009>(part, where);
 }
 
 value_status inflate(const found_block& block, unsigned char* into) {
@@ -222,7 +240,7 @@ value_status inflate(const found_block& block, unsigned char* into) {
 
 value_status decode(const block_source_file& source, const found_block& block, unsigned char* into,
                     std::size_t& length) {
-  const decoded_payload result = source.generation == ravo_file_generation::current
+  const decoded_payload result = source.is_current()
                                      ? decode_as<generation_2010>(block, source.channel, into)
                                      : decode_as<generation_2009>(block, source.channel, into);
   length = result.length;
@@ -236,7 +254,7 @@ bool cut_member(const block_source_file& source, const found_block& block, int m
   // the one that was asked for is none.
   const byte_view whole(data, length, word_order::host);
   if (!find_item(type, whole, member)) return false;
-  return source.generation == ravo_file_generation::current
+  return source.is_current()
              ? cut<generation_2010>(block, source.channel, member, data, room, length, type)
              : cut<generation_2009>(block, source.channel, member, data, room, length, type);
 }

@@ -6,10 +6,10 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
 #include <vector>
 
 #include "decode/stored_block.h"
+#include "dictionary_names.h"
 #include "file_tables.h"
 #include "memory_budget.h"
 #include "ravo_dataset/status.h"
@@ -28,9 +28,13 @@ struct found_block {
 /// Where blocks come from.
 struct block_source_file {
   const open_file* file = nullptr;  ///< null: the file is missing
-  const char* channel = "";         ///< whose name the blocks bear
-  ravo_file_generation generation = ravo_file_generation::current;
+  const char* channel = "";
+  const known_file* known = nullptr;
+  std::uint32_t dtype_mask = 0;  ///< of the channel's dictionary entry
   std::uint64_t basket_end = 0;
+  dictionary_names* names = nullptr;
+
+  bool is_current() const { return known->generation == ravo_file_generation::current; }
 };
 
 /// Bytes of the window that reads `blocks` from `first` on, and how many of them it holds: blocks that lie

@@ -100,12 +100,12 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
       found[i].look.problem = "it cannot be opened";
       return;
     }
-    found[i].look =
-        datasets::look_into(*file, paths.size() > 1, [&](const datasets::listed_channel& channel) {
-          const std::lock_guard lock(numbers.mutex);
-          found[i].channels.push_back(
-              {numbers.number_of(channel.name), {channel.row, channel.count}, channel.event_mask});
-        });
+    found[i].look = datasets::look_into(*file, [&](const datasets::listed_channel& channel) {
+      const std::lock_guard lock(numbers.mutex);
+      found[i].channels.push_back({numbers.number_of(channel.name),
+                                   {channel.row, channel.count, channel.dtype_mask},
+                                   channel.event_mask});
+    });
     take_memory(found[i].channels.capacity() * sizeof(looked_into::channel),
                 "Finding the channels of files", shares[i]);
   });
@@ -152,8 +152,7 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
     if (!one.look.problem.empty()) continue;
     datasets::timed_file& file = timed.emplace_back();
     file.span = one.look.span;
-    file.tables = {one.look.generation, one.look.rows,
-                   std::vector<datasets::channel_place>(channels.size()),
+    file.tables = {one.look, std::vector<datasets::channel_place>(channels.size()),
                    static_cast<std::uint32_t>(timed.size() - 1)};
     for (const looked_into::channel& here : one.channels)
       for (const std::size_t channel : wanted_by_number[here.name]) {
@@ -202,8 +201,13 @@ datasets::block_source_file dataset_state::source_of(const segment& part, std::s
                                                      std::uint32_t file,
                                                      std::shared_ptr<const datasets::open_file>& kept) {
   kept = opened.get(file);
-  return {kept.get(), channels[channel].name.c_str(), timeline.file(file).tables.generation,
-          part.basket_end(channel, file)};
+  const datasets::known_file& known = timeline.file(file).tables;
+  return {kept.get(),
+          channels[channel].name.c_str(),
+          &known,
+          known.places[channel].dtype_mask,
+          part.basket_end(channel, file),
+          &names_in_dictionaries};
 }
 
 // ---- accounts
@@ -244,7 +248,10 @@ void dataset_state::account(read_ledger& to, std::size_t position, std::size_t c
 
 void dataset_state::account_others(read_ledger& to, std::size_t position, std::size_t channel,
                                    std::span<const entry> others) const {
-  for (const entry& one : others) note_missing(to, position, channel, one, missing_cause::second_of_event);
+  for (const entry& one : others)
+    note_missing(to, position, channel, one,
+                 one.status == value_status::event_disputed ? missing_cause::event_disputed
+                                                            : missing_cause::second_of_event);
   if (options.damage.largest_missing_share <= 0 && !others.empty())
     throw missing_data("Values of " + channels[channel].label + " are missing: " + to.to_text());
 }

@@ -11,6 +11,7 @@
 
 #include "block_reading.h"
 #include "channel_patterns.h"
+#include "dictionary_names.h"
 #include "memory_budget.h"
 #include "open_files.h"
 #include "ravo_dataset/dataset.h"
@@ -89,6 +90,7 @@ class dataset_state {
 
   datasets::memory_budget memory;
   datasets::open_files opened;
+  datasets::dictionary_names names_in_dictionaries;
   datasets::timeline timeline;
   datasets::worker_pool pool;  ///< last: its threads end before the rest goes
 

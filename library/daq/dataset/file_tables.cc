@@ -5,6 +5,9 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <numeric>
+#include <span>
+#include <utility>
 
 #include "byte_view.h"
 #include "decode/stored_block.h"
@@ -14,10 +17,6 @@
 
 namespace ravo::datasets {
 namespace {
-
-bool is_before(const time_stamp& a, const time_stamp& b) {
-  return a.timeup != b.timeup ? a.timeup < b.timeup : a.timelow < b.timelow;
-}
 
 /// Takes over what a table operation gives, and says whether it gave anything.
 template <class Table, class Load>
@@ -63,7 +62,8 @@ class tables {
                                   strnlen(channel->chan_name, sizeof channel->chan_name));
       // Nobody can ask for a channel without a name.
       if (name.empty()) continue;
-      each({name, i, static_cast<std::uint32_t>(std::max(channel->count, 0)), channel->ev_mask});
+      each({name, i, static_cast<std::uint32_t>(std::max(channel->count, 0)), channel->ev_mask,
+            channel->dtype_mask});
     }
   }
 
@@ -74,23 +74,28 @@ class tables {
     return any;
   }
 
-  std::optional<event_span> span() const {
-    const auto index = loaded<typename G::event_index_table>([&](auto** table) {
+  bool load_event_index() {
+    auto table = loaded<typename G::event_index_table>([&](auto** read) {
       return library_calls<G>::get_event_index_table(file_.length(), reference_.get(), file_.descriptor(),
-                                                     table);
+                                                     read);
     });
-    if (!index) return std::nullopt;
-    event_span all;
-    const auto* of_type = index->event_index_entry();
-    for (int i = 0; i < index->nevent_types; ++i, of_type = of_type->next())
-      if (of_type->length > 0) widen(all, *of_type);
-    return all;
+    if (table) index_.emplace(std::move(table));
+    return index_.has_value();
+  }
+  event_span span() const { return index_->span(); }
+
+  void note_facts(file_facts& facts) const {
+    facts.rows = channels();
+    facts.dictionary_at = reference_->cdt_ref;
+    facts.dictionary_pattern = dictionary_->pattern;
+    facts.events = static_cast<std::uint32_t>(index_->size());
   }
 
   std::optional<std::vector<channel_rows>> rows(const std::vector<std::string>& names,
                                                 const known_file& known) {
     std::vector<channel_rows> all(names.size());
     if (!file_.is_at_hand(reference_->ecp_ref)) expect_rows(known);
+    if (!load_event_index()) return std::nullopt;
     const auto dictionary = remembered(names, known);
     std::vector<std::string> texts = names;
     std::vector<char*> list;
@@ -127,7 +132,7 @@ class tables {
     const std::size_t length = sizeof(table) + known.rows * sizeof(typename G::dictionary_entry);
     malloc_owner<table> dictionary(static_cast<table*>(std::calloc(length, 1)));
     if (!dictionary) throw std::bad_alloc();
-    dictionary->pattern = RAVO_CHAN_DICTIONARY_PATTERN;
+    dictionary->pattern = known.dictionary_pattern;
     dictionary->length = static_cast<std::int32_t>(length);
     for (std::size_t i = 0; i < names.size(); ++i) {
       const channel_place& place = known.places[i];
@@ -139,19 +144,9 @@ class tables {
     return dictionary;
   }
 
-  static void widen(event_span& all, const typename G::event_index_entry& of_type) {
-    const auto [low, high] = std::minmax(of_type.event_number_first, of_type.event_number_last);
-    if (all.empty || is_before(of_type.event_time_first, all.first)) all.first = of_type.event_time_first;
-    if (all.empty || is_before(all.last, of_type.event_time_last)) all.last = of_type.event_time_last;
-    all.lowest = all.empty ? low : std::min(all.lowest, low);
-    all.highest = all.empty ? high : std::max(all.highest, high);
-    all.empty = false;
-  }
-
   /// What rows() will read of a file that is not in memory, all of it on its way at once: the channels'
   /// rows lie far apart, and the event headers elsewhere.
   void expect_rows(const known_file& known) const {
-    using row_entry = typename G::chan_pointers_table_entry;
     unsigned char head[sizeof(typename G::chan_pointers_table)];
     if (!file_.read_all(reference_->ecp_ref, head, sizeof head)) return;
     const byte_view table(head, sizeof head, word_order::file);
@@ -165,6 +160,9 @@ class tables {
       file_.expect(reference_->ecp_ref + sizeof head + place.row * row_bytes, bytes);
       most = std::max(most, place.count);
     }
+    const std::size_t index_heads =
+        sizeof(typename G::event_index_table) + RAVO_EV_EVMAX * sizeof(ravo_event_index_entry_head_2010);
+    file_.expect(reference_->eit_pos_ref, index_heads + known.events * sizeof(ravo_event_info_entry_2010));
     file_.expect(reference_->evhdb_ref, basket_head_size + std::size_t{most} * sizeof(ravo_eventheader));
   }
 
@@ -198,13 +196,16 @@ class tables {
     read_headers(row, count);
     const std::uint64_t basket = find_basket(channel, row[0].chhd);
     const std::vector<std::uint64_t> ends = block_ends(row, count);
+    const std::vector<value_status> contradicted = contradictions(row, count);
     channel.entries.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
       entry one{0, {}, row[i].chhd, row[i].data, 0, position, 0, value_status::ok};
       one.stored = stored_bytes(row[i].chhd, ends[i], basket, channel.basket_end);
       one.status = status_of(row[i], one.stored);
-      if (one.status != value_status::ok) one.stored = 0;
+      if (one.status == value_status::ok && !contradicted.empty()) one.status = contradicted[i];
       const event_name& event = event_of(i, row[i].evhd);
+      if (one.status == value_status::ok && event.is_disputed) one.status = value_status::event_disputed;
+      if (one.status != value_status::ok) one.stored = 0;
       if (!event.is_one) {
         channel.unplaced.push_back(one);
         continue;
@@ -228,10 +229,54 @@ class tables {
     }
   }
 
+  using row_entry = typename G::chan_pointers_table_entry;
+
+  /// Entries of a row that cannot all be right. Of one event a channel may have two entries, and one of
+  /// them is left out; but where they name different servers' blocks, one of them is another event's. And a
+  /// block is that of one event: of several entries that lead to it the one whose `data` follow the
+  /// subheader is right, if only one does. Empty where nothing is contradicted.
+  static std::vector<value_status> contradictions(const row_entry* row, std::size_t count) {
+    bool in_order = true;
+    for (std::size_t i = 1; i < count; ++i)
+      in_order = in_order && row[i - 1].evhd < row[i].evhd && row[i - 1].chhd < row[i].chhd;
+    if (in_order) return {};
+    std::vector<value_status> status(count, value_status::ok);
+    const auto of_event = [row](std::uint32_t i) { return std::pair(row[i].evhd, row[i].sbhd); };
+    for_groups(count, of_event, [&](std::span<const std::uint32_t> entries) {
+      if (row[entries.front()].sbhd == row[entries.back()].sbhd) return;
+      for (const std::uint32_t i : entries) status[i] = value_status::event_disputed;
+    });
+    const auto of_block = [row](std::uint32_t i) { return std::pair(row[i].chhd, row[i].evhd); };
+    for_groups(count, of_block, [&](std::span<const std::uint32_t> entries) {
+      if (row[entries.front()].evhd == row[entries.back()].evhd) return;
+      const auto follows = [row](std::uint32_t i) {
+        return row[i].data == std::uint64_t{row[i].chhd} + sizeof(typename G::subhead);
+      };
+      const bool one_is_right = std::count_if(entries.begin(), entries.end(), follows) == 1;
+      for (const std::uint32_t i : entries)
+        if (!one_is_right || !follows(i)) status[i] = value_status::misdirected;
+    });
+    return status;
+  }
+
+  /// Sorts the entries by a pair of words, and calls `take` for those that have the first one in common.
+  template <class Words, class Take>
+  static void for_groups(std::size_t count, Words words, Take take) {
+    std::vector<std::uint32_t> order(count);
+    std::iota(order.begin(), order.end(), 0u);
+    std::sort(order.begin(), order.end(),
+              [&](std::uint32_t a, std::uint32_t b) { return words(a) < words(b); });
+    for (std::size_t first = 0, last = 0; first < count; first = last) {
+      while (last < count && words(order[last]).first == words(order[first]).first) ++last;
+      if (last - first > 1) take(std::span<const std::uint32_t>(order).subspan(first, last - first));
+    }
+  }
+
   /// What an event header says, and where it lies.
   struct event_name {
     std::uint32_t where = 0;
-    bool is_one = false;  ///< what lies there is a header
+    bool is_one = false;       ///< what lies there is a header
+    bool is_disputed = false;  ///< the event index says something else, or nothing
     std::uint8_t type = 0;
     ravo_time_id id{};
   };
@@ -248,10 +293,18 @@ class tables {
     if (!bytes) return event;
     ravo_eventheader header;
     ravo_swap4(bytes->data(), &header, static_cast<int>(sizeof header / 4));
-    event.is_one = is_event_header<G>(header);
+    event.is_one = is_event_header(where, bytes->data()) && is_of_an_event(header);
+    event.is_disputed = event.is_one && !index_->has(where, header);
     event.type = static_cast<std::uint8_t>(header.event_type);
     event.id = {header.event_number, header.event_time};
     return event;
+  }
+
+  /// Headers lie one behind the other; whether one has the right marker the table-access library may know.
+  bool is_event_header(std::uint32_t where, const void* bytes) const {
+    if ((where - event_headers_.first_offset) % sizeof(ravo_eventheader) != 0) return false;
+    const auto is_one = library_calls<G>::is_event_header();
+    return is_one == nullptr || is_one(bytes);
   }
 
   /// Reads the event headers that a row points to in one piece, unless those of an earlier row hold them:
@@ -322,6 +375,7 @@ class tables {
   const open_file& file_;
   malloc_owner<typename G::reference_table> reference_;
   malloc_owner<typename G::dictionary_table> dictionary_;
+  std::optional<event_index> index_;
   part_extent event_headers_;  ///< as the file says
   part_extent server_blocks_;
   std::vector<unsigned char> header_bytes_;
@@ -330,7 +384,7 @@ class tables {
 };
 
 template <class G>
-file_look look(tables<G>& of_file, ravo_file_generation generation, bool with_span,
+file_look look(tables<G>& of_file, ravo_file_generation generation,
                const std::function<void(const listed_channel&)>& visit) {
   file_look result;
   result.generation = generation;
@@ -338,17 +392,17 @@ file_look look(tables<G>& of_file, ravo_file_generation generation, bool with_sp
     result.problem = "its channel dictionary is damaged";
     return result;
   }
-  if (with_span) {
-    const auto span = of_file.span();
-    if (!span)
-      result.problem = "its event index is damaged";
-    else if (span->empty && of_file.has_entries())
-      result.problem = "its event index has no events, and its channels have";
-    else
-      result.span = *span;
+  if (!of_file.load_event_index()) {
+    result.problem = "its event index is damaged";
+    return result;
   }
-  if (result.problem.empty()) of_file.visit(visit);
-  result.rows = of_file.channels();
+  of_file.note_facts(result);
+  result.span = of_file.span();
+  if (result.span.empty && of_file.has_entries()) {
+    result.problem = "its event index has no events, and its channels have";
+    return result;
+  }
+  of_file.visit(visit);
   return result;
 }
 
@@ -362,12 +416,11 @@ std::optional<std::vector<channel_rows>> rows_of(const open_file& file, const kn
 
 }  // namespace
 
-file_look look_into(const open_file& file, bool with_span,
-                    const std::function<void(const listed_channel&)>& visit) {
+file_look look_into(const open_file& file, const std::function<void(const listed_channel&)>& visit) {
   if (tables<generation_2010> current(file); current.load_reference())
-    return look(current, ravo_file_generation::current, with_span, visit);
+    return look(current, ravo_file_generation::current, visit);
   if (tables<generation_2009> older(file); older.load_reference())
-    return look(older, ravo_file_generation::older, with_span, visit);
+    return look(older, ravo_file_generation::older, visit);
   file_look result;
   result.problem = "it is no raw file of either generation, or was cut short";
   return result;

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "event_index.h"
 #include "open_files.h"
 #include "ravo_core_records.h"
 #include "ravo_dataset/status.h"
@@ -27,7 +28,8 @@ struct entry {
   std::uint32_t stored;  ///< bytes from the subheader to the next block or the basket's end
   std::uint32_t file;    ///< position in the dataset's files
   std::uint8_t type;     ///< RAVO_EVTYPE
-  /// ok, or what the tables alone tell: truncated or misdirected. Nothing is read then, and `stored` is 0.
+  /// ok, or what the tables alone say: truncated, misdirected or event_disputed. Nothing is read then, and
+  /// `stored` is 0.
   value_status status;
 };
 static_assert(sizeof(entry) == 32);
@@ -38,6 +40,7 @@ struct listed_channel {
   std::uint32_t row;  ///< its place in the dictionary
   std::uint32_t count;
   std::uint32_t event_mask;
+  std::uint32_t dtype_mask;
 };
 
 /// What is remembered of it, so that no dictionary is read twice.
@@ -45,15 +48,7 @@ struct channel_place {
   static constexpr std::uint32_t none = 0xffffffffu;
   std::uint32_t row = none;  ///< none: the file does not have the channel
   std::uint32_t count = 0;
-};
-
-/// The events that a file's event index has, all types together.
-struct event_span {
-  time_stamp first{};
-  time_stamp last{};
-  std::uint32_t lowest = 0;  ///< numbers; 0 where an event at either end has none
-  std::uint32_t highest = 0;
-  bool empty = true;
+  std::uint32_t dtype_mask = 0;  ///< data types of its blocks, of those that have a bit; 0: not said
 };
 
 /// One channel of one file.
@@ -63,28 +58,33 @@ struct channel_rows {
   std::uint64_t basket_end = 0;  ///< 0: the basket is not where the file says
 };
 
-/// Why a file cannot be read, in words; empty when it can.
-struct file_look {
-  std::string problem;
+/// What is remembered of a file as such.
+struct file_facts {
   ravo_file_generation generation = ravo_file_generation::current;
-  event_span span;
-  std::uint32_t rows = 0;  ///< of the dictionary
+  std::uint32_t rows = 0;                ///< of the dictionary
+  std::uint32_t events = 0;              ///< in the event index
+  std::uint32_t dictionary_at = 0;       ///< its offset
+  std::uint32_t dictionary_pattern = 0;  ///< its marker, which is the table-access library's
 };
 
-/// Reads the dictionary and, where wanted, the span of the events. `visit` is called for each channel.
-file_look look_into(const open_file& file, bool with_span,
-                    const std::function<void(const listed_channel&)>& visit);
+struct file_look : file_facts {
+  std::string problem;  ///< why it cannot be read, in words; empty when it can
+  event_span span;
+};
+
+/// Reads the dictionary and the span of the events. `visit` is called for each channel.
+file_look look_into(const open_file& file, const std::function<void(const listed_channel&)>& visit);
 
 /// A file whose dictionary is known.
-struct known_file {
-  ravo_file_generation generation = ravo_file_generation::current;
-  std::uint32_t rows = 0;             ///< of the dictionary
+struct known_file : file_facts {
   std::vector<channel_place> places;  ///< by channel
   std::uint32_t position = 0;         ///< in the dataset's files
 };
 
-/// The most memory that load_rows() takes for each row of a file's dictionary, and gives back.
+/// The most memory that load_rows() takes for each row of a file's dictionary, and for each event of its
+/// event index, and gives back.
 inline constexpr std::size_t loading_bytes_a_row = 384;
+inline constexpr std::size_t loading_bytes_an_event = sizeof(ravo_event_info_entry_2010);
 
 /// The rows of the named channels, in their order; nothing when the tables cannot be read (any more). A
 /// channel that the file does not have is empty.

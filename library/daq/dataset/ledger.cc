@@ -10,15 +10,15 @@ namespace ravo {
 const char* value_status_text(value_status status) {
   constexpr const char* texts[value_status_count] = {
       "ok",           "not recorded",   "held",           "stale",        "file missing", "truncated",
-      "bad checksum", "cannot inflate", "cannot convert", "type changed", "misdirected"};
+      "bad checksum", "cannot inflate", "cannot convert", "type changed", "misdirected",  "event disputed"};
   const auto index = static_cast<std::size_t>(status);
   return index < value_status_count ? texts[index] : "unknown";
 }
 
 const char* missing_cause_text(missing_cause cause) {
   constexpr const char* texts[missing_cause_count] = {
-      "file missing", "truncated",   "bad checksum",    "cannot inflate",    "cannot convert",
-      "type changed", "misdirected", "no event header", "second of an event"};
+      "file missing", "truncated",   "bad checksum",   "cannot inflate",  "cannot convert",
+      "type changed", "misdirected", "event disputed", "no event header", "second of an event"};
   const auto index = static_cast<std::size_t>(cause);
   return index < missing_cause_count ? texts[index] : "unknown";
 }

@@ -25,14 +25,23 @@ std::optional<std::size_t> channel_track::first_after(std::uint32_t wanted) cons
   return static_cast<std::size_t>(behind - event.begin());
 }
 
+namespace {
+
+bool is_disputed(const entry& one) { return one.status == value_status::event_disputed; }
+
+}  // namespace
+
 bool channel_track::may_have_lost(time_gap when) const {
   const auto first = std::partition_point(lost.begin(), lost.end(),
                                           [&](const time_gap& gap) { return gap.to <= when.from; });
   return first != lost.end() && first->meets(when);
 }
 
+// The event of a disputed entry may be another one, or may have been at another time.
 void find_lost(channel_track& track, const std::function<time_gap(std::uint32_t file)>& time_of_file) {
-  if (track.unplaced.empty()) return;
+  const bool has_disputed = std::any_of(track.entries.begin(), track.entries.end(), is_disputed) ||
+                            std::any_of(track.left_out.begin(), track.left_out.end(), is_disputed);
+  if (track.unplaced.empty() && !has_disputed) return;
   struct place {
     std::uint32_t file, chhd;
     bool is_lost;
@@ -42,9 +51,11 @@ void find_lost(channel_track& track, const std::function<time_gap(std::uint32_t 
     }
   };
   std::vector<place> in_files;
-  in_files.reserve(track.entries.size() + track.unplaced.size());
+  in_files.reserve(track.entries.size() + track.left_out.size() + track.unplaced.size());
   for (const entry& one : track.entries)
-    in_files.push_back({one.file, one.chhd, false, in_microseconds(one.time)});
+    in_files.push_back({one.file, one.chhd, is_disputed(one), in_microseconds(one.time)});
+  for (const entry& one : track.left_out)
+    if (is_disputed(one)) in_files.push_back({one.file, one.chhd, true, 0});
   for (const entry& one : track.unplaced) in_files.push_back({one.file, one.chhd, true, 0});
   std::sort(in_files.begin(), in_files.end());
   // Backward the lost ones learn before which time they were, forward behind which.
@@ -183,26 +194,31 @@ class merge {
   void take(const ravo_time_id& chosen) {
     const auto event = static_cast<std::uint32_t>(part_.events.size());
     std::optional<ravo_time_id> named;
-    bool named_is_slow = true;
+    int rank_of_named = 0;
     for (std::size_t i = 0; i < places_.size(); ++i) {
       place& one = places_[i];
       bool taken = false;
       // The event itself is taken whatever the comparison says, so that every turn gets on.
       while (!one.ended() && order_(chosen, id_of(one.head())) == 0) {
-        const entry& here = one.track->entries[one.next++];
+        entry here = one.track->entries[one.next++];
+        // A disputed entry may be another event's: it takes nobody's place.
+        if (taken && !is_disputed(here) && is_disputed(one.track->entries[one.kept - 1]))
+          std::swap(here, one.track->entries[one.kept - 1]);
         if (taken) {
           one.track->left_out.push_back(here);
           one.track->left_out_event.push_back(event);
           continue;
         }
         taken = true;
-        if (!named || (named_is_slow && !slow_[i])) {
-          named = id_of(here);
-          named_is_slow = slow_[i];
-        }
         one.track->entries[one.kept++] = here;
         one.track->event.push_back(event);
       }
+      if (!taken) continue;
+      const entry& kept = one.track->entries[one.kept - 1];
+      const int rank = (is_disputed(kept) ? 2 : 0) + (slow_[i] ? 1 : 0);
+      if (named && rank >= rank_of_named) continue;
+      named = id_of(kept);
+      rank_of_named = rank;
     }
     part_.events.push_back(named.value_or(chosen));
   }

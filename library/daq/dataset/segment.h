@@ -73,8 +73,9 @@ struct alignment_rule {
 /// -1, 0 or 1 as a is before, the same event as, or after b.
 int compare_events(const ravo_time_id& a, const ravo_time_id& b, const alignment_rule& rule);
 
-/// Finds out when a channel's entries without an event header may have been: between their neighbours,
-/// since the entries of a channel follow one another in a file, and within the time of the file.
+/// Finds out when a channel's entries without an event header, or whose event is disputed, may have been:
+/// between their neighbours, since the entries of a channel follow one another in a file, and within the
+/// time of the file.
 void find_lost(channel_track& track, const std::function<time_gap(std::uint32_t file)>& time_of_file);
 
 /// Brings the channels' entries into order and aligns them: fills `events` and the tracks' `event`. `slow`

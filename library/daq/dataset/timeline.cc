@@ -13,7 +13,7 @@ namespace {
 /// Microseconds: farther away than any time, and not so far that sums of two would not fit.
 constexpr std::int64_t anywhere = std::numeric_limits<std::int64_t>::max() / 4;
 
-/// When events of a span were. A single file's span is not known.
+/// When events of a span were.
 time_gap time_of(const event_span& span) {
   if (span.empty) return {-anywhere, anywhere};
   return {in_microseconds(span.first), in_microseconds(span.last) + 1};
@@ -59,8 +59,7 @@ void timeline::cut_into_segments() {
   });
   for (const std::uint32_t file : order) {
     const event_span& span = files_[file].span;
-    const bool is_alone = files_.size() == 1;  // its span was not looked at
-    if ((span.empty && !is_alone) || is_outside(span)) continue;
+    if (span.empty || is_outside(span)) continue;
     if (slots_.empty() || !belong_together(slots_.back().span, span)) slots_.emplace_back().span = span;
     slot& last = slots_.back();
     last.files.push_back(file);
@@ -187,14 +186,15 @@ std::shared_ptr<const segment> timeline::build(std::size_t index, memory_share r
 // The entries twice, since those of a file are put behind those of others; what is made of them, and the
 // tables that they come from.
 std::size_t timeline::bytes_to_align(std::size_t index) const {
-  std::size_t entries = 0, rows = 0;
+  std::size_t entries = 0, loading = 0;
   for (const std::uint32_t file : slots_[index].files) {
     for (const channel_place& place : files_[file].tables.places) entries += place.count;
-    rows = std::max<std::size_t>(rows, files_[file].tables.rows);
+    const std::size_t of_file = files_[file].tables.rows * loading_bytes_a_row +
+                                files_[file].tables.events * loading_bytes_an_event;
+    loading = std::max(loading, of_file);
   }
   const std::size_t of_channel = sizeof(channel_track) + slots_[index].files.size() * sizeof(std::uint64_t);
-  return entries * (2 * sizeof(entry) + 96) + rows * loading_bytes_a_row + names_.size() * of_channel +
-         4096;
+  return entries * (2 * sizeof(entry) + 96) + loading + names_.size() * of_channel + 4096;
 }
 
 std::shared_ptr<const segment> timeline::load(std::size_t index, memory_share room) {

@@ -6,6 +6,7 @@
 #include "ravo_daq/generation_2009.h"
 #include "ravo_daq/generation_2010.h"
 #include "ravo_evutl.h"
+#include "ravo_evutl_optional.h"
 #include "ravo_xml.h"
 
 namespace ravo {
@@ -29,7 +30,8 @@ struct library_calls<generation_2010> : shared_library_calls {
   static constexpr auto get_event_index_table = &ravo_get_event_index_table_m_2010;
   static constexpr auto get_dictionary_table = &ravo_get_channel_dictionary_table_m_2010;
   static constexpr auto get_chan_pointers_table = &ravo_get_event_chan_pointers_table_m_2010;
-  static constexpr auto get_chan_pointers_table_by_list = &ravo_get_event_chan_pointers_table_by_list_m_2010;
+  static constexpr auto get_chan_pointers_table_by_list =
+      &ravo_get_event_chan_pointers_table_by_list_m_2010;
   static constexpr auto get_env_dictionary_table = &ravo_get_env_index_dictionary_table_m_2010;
   static constexpr auto get_chan_descr_table = &ravo_get_chan_descr_table_m_2010;
   static constexpr auto find_channel_by_name = &ravo_find_channel_by_name_2010;
@@ -40,6 +42,8 @@ struct library_calls<generation_2010> : shared_library_calls {
   static constexpr auto print_block = &print_data_type_2010;
   static constexpr auto print_dictionary = &print_channel_dictionary_table_2010;
   static constexpr auto print_event_index_entry = &print_event_index_entry_2010;
+  /// Null where the table-access library does not have it.
+  static auto is_event_header() { return &ravo_is_event_header_2010; }
 };
 
 template <>
@@ -59,6 +63,7 @@ struct library_calls<generation_2009> : shared_library_calls {
   static constexpr auto print_block = &print_data_type;
   static constexpr auto print_dictionary = &print_channel_dictionary_table;
   static constexpr auto print_event_index_entry = &::print_event_index_entry;
+  static auto is_event_header() { return &ravo_is_event_header; }
 };
 
 }  // namespace ravo

@@ -30,6 +30,8 @@ using classic_event = std::map<std::size_t, classic_value>;
 template <class Slicer, class Param>
 std::vector<classic_event> read_classic(const std::vector<std::string>& files,
                                         const std::vector<std::string>& channels, int mode) {
+  constexpr bool is_older = std::is_same_v<Slicer, ravo_daq_slicer>;
+  using Subhead = std::conditional_t<is_older, ravo_serv_block_subhead, ravo_serv_block_subhead_2010>;
   captured_output silence;
   std::vector<std::string> paths = files;
   std::vector<char*> file_list;
@@ -57,15 +59,20 @@ std::vector<classic_event> read_classic(const std::vector<std::string>& files,
   while (slicer.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT) == RAVO_DAQ_SLICER_OK) {
     classic_event event;
     for (const ravo_channel_entry_long* entry : entries) {
-      const value seen = view_of_block(*entry);
+      // The marker of the event header tells the generation of an event, where it is one of ours.
       const auto* header = reinterpret_cast<const ravo_eventheader*>(entry->sbchdata[0].evhd);
-      const bool is_older = header->pattern == RAVO_EVENT_HEADER_PATTERN;
-      const std::string name =
-          is_older ? reinterpret_cast<const ravo_serv_block_subhead*>(entry->sbchdata[0].chhd)->chname
-                   : reinterpret_cast<const ravo_serv_block_subhead_2010*>(entry->sbchdata[0].chhd)->chname;
+      const bool is_known = (header->pattern == RAVO_EVENT_HEADER_PATTERN) == is_older;
+      const auto* head = reinterpret_cast<const Subhead*>(entry->sbchdata[0].chhd);
+      const std::string name = head->chname;
+      const auto* data = reinterpret_cast<const std::byte*>(head + 1);
+      const std::vector<std::byte> bytes(data, data + head->ldata - sizeof *head);
+      if (is_known) {
+        const value seen = view_of_block(*entry);
+        EXPECT_TRUE(seen.type() == head->dtype && std::ranges::equal(seen.bytes(), bytes));
+      }
       const auto channel =
           static_cast<std::size_t>(std::find(channels.begin(), channels.end(), name) - channels.begin());
-      event[channel] = {entry->event_id, seen.type(), {seen.bytes().begin(), seen.bytes().end()}};
+      event[channel] = {entry->event_id, head->dtype, bytes};
     }
     if (event.empty()) break;  // an event of nobody: the slicer stands still
     events.push_back(std::move(event));

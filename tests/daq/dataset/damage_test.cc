@@ -54,7 +54,8 @@ TYPED_TEST(Damage, APayloadThatIsNotOfItsTypeCannotBeConverted) {
 
 // The classic reader's worker ends here, and takes with it what it would have decoded.
 TYPED_TEST(Damage, OfAHeldValueIsToldAtEveryEventAndCountedAtItsOwn) {
-  // An update with the second of four events, whose data lie elsewhere than in its basket.
+  // An update with the second of four events, whose data are said to lie elsewhere than behind its
+  // subheader.
   handmade_file_of<TypeParam> slow_file;
   std::vector<std::pair<std::size_t, float>> fast;
   for (std::uint32_t i = 0; i < 4; ++i) {
@@ -75,7 +76,7 @@ TYPED_TEST(Damage, OfAHeldValueIsToldAtEveryEventAndCountedAtItsOwn) {
   event_range events = data.events();
   for (const event& one : events) {
     const value seen = one["SLOW"];
-    EXPECT_EQ(seen.status(), one.number() < 2 ? value_status::not_recorded : value_status::truncated);
+    EXPECT_EQ(seen.status(), one.number() < 2 ? value_status::not_recorded : value_status::misdirected);
     EXPECT_EQ(seen.is_held(), one.number() > 2);
     by_event.add(seen);
   }

@@ -22,16 +22,18 @@ enum class harm {
   none,
   unknown_compressor,
   checksum,        ///< of the compressed stream
-  name,            ///< the block bears another channel's
   server_pointer,  ///< leads into the middle of a head
+  name,            ///< the block bears one that the dictionary does not have: no harm
   event_pointer,   ///< leads into the middle of an event header
 };
-/// Which harm a set may have. The classic readers' workers end at some kinds, and take other values along.
-enum class harms { no, all, that_readers_pass_over };
+/// Which harm a set may have. The classic readers' workers end at some kinds, and take other values along; at
+/// others, which they do not notice, they hand over events that are none, or blocks of another name.
+enum class harms { no, all, that_readers_notice, that_readers_pass_over };
 
 inline value_status status_of(harm done) {
   switch (done) {
     case harm::none:
+    case harm::name:
       return value_status::ok;
     case harm::unknown_compressor:
       return value_status::cannot_inflate;
@@ -102,7 +104,8 @@ class generator {
           const float content = static_cast<float>(below(100000));
           harm done = choose(which);
           // A head that is alone has no middle: what leads into it leads out again.
-          if (events == 1 && done >= harm::server_pointer) done = harm::none;
+          if (events == 1 && (done == harm::server_pointer || done == harm::event_pointer))
+            done = harm::none;
           handmade_block block =
               zipped(scalar<layout>(i, content), done == harm::checksum ? 1 : 1 + below(2));
           if (done == harm::unknown_compressor) block.zip_flags = 4;
@@ -130,7 +133,8 @@ class generator {
  private:
   harm choose(harms which) {
     if (which == harms::no || !chance(8)) return harm::none;
-    return static_cast<harm>(which == harms::all ? 1 + below(5) : 2 + below(4));
+    if (which == harms::all) return static_cast<harm>(1 + below(5));
+    return static_cast<harm>(which == harms::that_readers_notice ? 1 + below(3) : 2 + below(2));
   }
 
   template <class layout>

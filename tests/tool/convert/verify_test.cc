@@ -127,10 +127,7 @@ TEST_F(ConvertVerify, FindsAnotherName) {
   spoiled[block(longest, 0)] = 'm';
   const process_result result = verify(spoiled);
   EXPECT_EQ(result.exit_code, 1);
-  EXPECT_EQ(result.err,
-            "ravo: " + copy + ": damaged: the block of channel " + longest + " at " +
-                std::to_string(block(longest, 0)) +
-                " cannot be decoded: the tables lead to another channel's block or to no event\n");
+  EXPECT_NE(result.err.find(in_first + "name: "), std::string::npos) << result.err;
 }
 
 TEST_F(ConvertVerify, FindsAnotherServerBlock) {

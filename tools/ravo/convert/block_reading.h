@@ -25,7 +25,7 @@ inline const char* text_of(decode_outcome outcome) {
     case decode_outcome::outside:
       return "it does not lie where the tables say";
     case decode_outcome::misdirected:
-      return "the tables lead to another channel's block or to no event";
+      return "the tables lead to no event or into the middle of a server block";
     case decode_outcome::unknown_unzipper:
       return "it is compressed in an unknown way";
     case decode_outcome::unzip_failed:

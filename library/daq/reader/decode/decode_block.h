@@ -30,11 +30,13 @@ struct decode_result {
   int error = 0;  ///< of the conversion
 };
 
-/// Decodes the event whose pieces lie at `where`. `channel` is the name that the block has to bear, and that
-/// of an environment reading; `subchannel` 0 or more cuts that one out of a block that holds several.
+/// Decodes the event whose pieces lie at `where`. `channel` is the name that an environment reading gets
+/// (the name in the block is not compared: it may be the one that the front end knows); `subchannel` 0 or
+/// more cuts that one out of a block that holds several.
 template <class G>
-decode_result<G> decode_block(const block_source& source, const typename G::chan_pointers_table_entry& where,
-                              const char* channel, int subchannel);
+decode_result<G> decode_block(const block_source& source,
+                              const typename G::chan_pointers_table_entry& where, const char* channel,
+                              int subchannel);
 
 }  // namespace ravo
 

@@ -50,8 +50,7 @@ class block_decoder {
     result_.event_header = allocate_block<ravo_eventheader>(sizeof(ravo_eventheader));
     if (!result_.event_header) return decode_outcome::no_event_header_memory;
     copy_header(*from, result_.event_header.get(), 0, 0);
-    return is_event_header<G>(*result_.event_header) ? decode_outcome::decoded
-                                                     : decode_outcome::misdirected;
+    return is_of_an_event(*result_.event_header) ? decode_outcome::decoded : decode_outcome::misdirected;
   }
 
   decode_outcome copy_server_block() {
@@ -72,7 +71,7 @@ class block_decoder {
     head_ = allocate_block<subhead>(head_size);
     if (!head_) return decode_outcome::no_subheader_memory;
     *head_ = *from;
-    return is_block_of<G>(*head_, channel_) ? decode_outcome::decoded : decode_outcome::misdirected;
+    return decode_outcome::decoded;
   }
 
   /// A block for `length` bytes of data, with the subheader in front.

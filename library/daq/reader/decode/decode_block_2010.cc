@@ -17,4 +17,3 @@ template bool ravo::is_member_cut<ravo::generation_2010>(const ravo::stored_payl
 template bool ravo::cut_member<ravo::generation_2010>(const ravo::stored_payload&,
                                                       const ravo::generation_2010::subhead*, int,
                                                       ravo::generation_2010::subhead**);
-template bool ravo::is_block_of<ravo::generation_2010>(const ravo::generation_2010::subhead&, const char*);

@@ -50,7 +50,7 @@ class file_part {
 enum class decode_outcome {
   decoded,
   outside,      ///< an offset of the entry lies outside its basket
-  misdirected,  ///< an offset leads to what is no event header, or to the block of another channel
+  misdirected,  ///< an offset leads into the middle of a server block's head, or to no event
   no_event_header_memory,
   no_server_block_memory,
   no_subheader_memory,
@@ -94,11 +94,10 @@ struct decoded_payload {
   int error = 0;  ///< of the conversion
 };
 
-/// Whether what an entry takes for the header of its event is one. Who gets the header tells the generation
-/// by its marker; the number is what entries have that no event fills.
-template <class G>
-bool is_event_header(const ravo_eventheader& header) {
-  return header.pattern == G::event_header_pattern && header.event_number != RAVO_EVENT_NUMBER_UNDECODED;
+/// Whether an event header is that of an event. Its marker is the table-access library's; this is the
+/// number that entries have which no event fills.
+inline bool is_of_an_event(const ravo_eventheader& header) {
+  return header.event_number != RAVO_EVENT_NUMBER_UNDECODED;
 }
 
 /// Where an entry says that the head of its server block lies, among nothing but such heads: decoded,
@@ -114,14 +113,10 @@ decode_outcome check_server_block(const part_extent& heads, unsigned long offset
 template <class G>
 std::optional<typename G::subhead> read_subheader(const file_part& channel, unsigned long offset);
 
-/// Whether a block bears the name of the channel for whose it is taken. Of a name that is longer than the
-/// room in a block, as much as there is room for.
-template <class G>
-bool is_block_of(const typename G::subhead& head, const char* channel);
-
 /// Finds the data of the block whose subheader lies at `subheader`; `data` is where updates and readings
-/// are said to be. `decoded`: found, `payload` says where and how. Data that end outside the part are told
-/// by decode_payload(), which gives the outcome for their form.
+/// are said to be, whose length is that of their type whatever the block says of its own. `decoded`: found,
+/// `payload` says where and how. Data that end outside the part are reported by decode_payload(), which
+/// gives the outcome for their form.
 template <class G>
 decode_outcome locate_payload(const file_part& channel, unsigned long subheader, unsigned long data,
                               const typename G::subhead& head, stored_payload& payload);

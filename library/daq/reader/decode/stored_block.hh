@@ -37,11 +37,6 @@ std::optional<typename G::subhead> read_subheader(const file_part& channel, unsi
   return head;
 }
 
-template <class G>
-bool is_block_of(const typename G::subhead& head, const char* channel) {
-  return std::strncmp(head.chname, channel, sizeof(head.chname) - 1) == 0;
-}
-
 // What the block says of its length does not decide alone: what the compressed bytes cannot hold ends as a
 // length that does not agree.
 template <class G>
@@ -74,24 +69,16 @@ decode_outcome locate_payload(const file_part& channel, unsigned long subheader,
   if ((head.error & RAVO_CHAN_ZIP_FLAG) != 0) return locate_compressed<G>(channel, subheader, payload);
   const int type = head.dtype & 0xffff;
   std::optional<byte_view> from;
-  const auto whole = static_cast<std::size_t>(head.ldata);  // negative: larger than any basket
-  // A reading's length is that of its type; where its data stand, the entry says. Behind the subheader they
-  // have to fit into the block, and elsewhere to begin at a whole word: else they are the bytes of
-  // something else.
-  const auto reading = [&](std::size_t size) {
-    const bool is_behind = data == subheader + head_size;
-    const bool is_possible = is_behind ? whole >= head_size + size : (data - subheader) % 4 == 0;
-    return is_possible ? channel.at(data, size) : std::nullopt;
-  };
   if (type == G::update_dtype || type == G::begin_of_run_dtype || type == G::end_of_run_dtype) {
     payload.form = stored_form::update;
     payload.room = sizeof(typename G::update_block);
-    from = reading(sizeof(typename G::update_block));
+    from = channel.at(data, sizeof(typename G::update_block));
   } else if (type == RAVO_ENV_BLOCK) {
     payload.form = stored_form::environment;
     payload.room = sizeof(typename G::update_block);
-    from = reading(sizeof(ravo_env_data_block_2010));
+    from = channel.at(data, sizeof(ravo_env_data_block_2010));
   } else {
+    const auto whole = static_cast<std::size_t>(head.ldata);  // negative: larger than any basket
     if (whole >= head_size) from = channel.at(subheader + head_size, whole - head_size);
     if (from) payload.room = from->size();
   }

@@ -78,7 +78,7 @@ class unzip_worker {
         std::printf("Failed to uncompress PID %lu!!!\n", id_);
         return true;
       case decode_outcome::misdirected:
-        std::printf("%s entry %d leads to another channel's block or to no event\n", reader_.chan, index);
+        std::printf("%s entry %d leads to no event or into the middle of a server block\n", reader_.chan, index);
         return true;
       case decode_outcome::unzipped_not_convertible:
         return store_without_data(index, result);

@@ -22,10 +22,11 @@ enum class missing_cause : std::uint8_t {
   cannot_convert,
   type_changed,
   misdirected,
+  event_disputed,
   no_event_header,  ///< what the file says is the entry's event header is none: it belongs to no event
   second_of_event,  ///< the channel has another entry of the same event, which was delivered
 };
-inline constexpr std::size_t missing_cause_count = 9;
+inline constexpr std::size_t missing_cause_count = 10;
 /// A few words. Static text.
 const char* missing_cause_text(missing_cause cause);
 

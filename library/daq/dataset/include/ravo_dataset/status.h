@@ -20,9 +20,11 @@ enum class value_status : std::uint8_t {
   cannot_inflate = 7,  ///< the compressed bytes are damaged, or of no known kind
   cannot_convert = 8,  ///< the bytes cannot be what their data type says
   type_changed = 9,    ///< sound, but of another kind than the column's values
-  misdirected = 10,    ///< the file's pointers lead to another channel's block
+  misdirected = 10,    ///< the file's pointers lead to another channel's block, or beside a value
+  event_disputed =
+      11,  ///< the event header and the event index, or block and dictionary, contradict each other
 };
-inline constexpr std::size_t value_status_count = 11;
+inline constexpr std::size_t value_status_count = 12;
 
 /// Whether a value with this status is there to be used.
 constexpr bool has_value(value_status status) {
