@@ -33,8 +33,16 @@ std::size_t choose_place(const std::string& bytes, const std::vector<std::size_t
   return known[random() % known.size()] + random() % words_behind_a_marker * 4;
 }
 
-std::uint32_t choose_value(std::uint32_t old, const std::string& bytes,
-                           const std::vector<std::size_t>& known, random_numbers& random) {
+// What another word of a table's row, or the same word of the row above or below, holds.
+std::uint32_t neighbour_of(const std::string& bytes, std::size_t at, random_numbers& random) {
+  const std::size_t distance = 4 * (1 + random() % 4);
+  if (at >= distance && random() % 2 == 0) return word_at(bytes, at - distance);
+  return at + distance + 4 <= bytes.size() ? word_at(bytes, at + distance) : 0;
+}
+
+std::uint32_t choose_value(const std::string& bytes, std::size_t at, const std::vector<std::size_t>& known,
+                           random_numbers& random) {
+  const std::uint32_t old = word_at(bytes, at);
   const auto size = static_cast<std::uint32_t>(bytes.size());
   const auto place = known.empty() ? 0 : static_cast<std::uint32_t>(known[random() % known.size()]);
   const std::uint32_t values[] = {0,
@@ -49,6 +57,9 @@ std::uint32_t choose_value(std::uint32_t old, const std::string& bytes,
                                   old - 1,
                                   old + 4,
                                   old - 4,
+                                  old + 8,
+                                  old - 8,
+                                  neighbour_of(bytes, at, random),
                                   old * 2,
                                   place,
                                   place + 8,
@@ -69,7 +80,7 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
   const std::vector<std::size_t> known = find_markers(bytes);
   for (auto changes = random() % 3 + 1; changes > 0; --changes) {
     const std::size_t at = choose_place(bytes, known, random);
-    ravo::fuzz::set_word(bytes, at, choose_value(word_at(bytes, at), bytes, known, random));
+    ravo::fuzz::set_word(bytes, at, choose_value(bytes, at, known, random));
   }
   std::memcpy(data, bytes.data(), size);
   return size;

@@ -4,8 +4,10 @@
 #ifndef RAVO_TEST_MATRIX_SMALL_FILE_H
 #define RAVO_TEST_MATRIX_SMALL_FILE_H
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -81,7 +83,6 @@ class small_file {
     word_meaning meaning = meanings_.at(offset / 4);
     const bool turns_compression = ((word_at(image_, offset) ^ value) & RAVO_CHAN_ZIP_FLAG) != 0;
     if (meaning.what == error_bits && turns_compression) meaning.role = word_role::of_channel;
-    if (meaning.what == name_of_channel && is_same_text(offset, value)) meaning.role = word_role::passed_on;
     return meaning;
   }
   static const std::vector<std::string>& channel_names() {
@@ -93,9 +94,92 @@ class small_file {
   /// event header, server block head, and the block, as they are in memory.
   std::string expected(const block_place& block, const std::vector<unsigned char>& image) const {
     std::string all = in_host_order(image, header_of(block), 36);
-    std::string server = in_host_order(image, server_of(block), layout::server_block);
-    keep_text(server, image, server_of(block), 16, layout::server_name);
-    return all + server + expected_block(block, image);
+    return all + expected_server(server_of(block), image) +
+           expected_block(block, image, expected_payload(block, image));
+  }
+
+  /// What the classic readers hand out of an entry of the pointers that may lead anywhere: they follow each
+  /// word, and compare nothing. Nothing where a word leads out of its basket, or where a subheader would
+  /// begin that is none.
+  std::optional<std::string> as_followed(int channel, std::size_t entry,
+                                         const std::vector<unsigned char>& image) const {
+    const std::size_t at = pointer_of(channel, entry, image);
+    const std::size_t evhd = word_at(image, at), sbhd = word_at(image, at + 4),
+                      data = word_at(image, at + 12);
+    const std::size_t headers = this->at("events") + 8, servers = this->at("servers") + 8;
+    const bool is_in_baskets = evhd >= headers && evhd + 36 <= headers + 36 * events && sbhd >= servers &&
+                               sbhd + layout::server_block <= servers + layout::server_block * events &&
+                               (sbhd - servers) % layout::server_block == 0;
+    const auto block = std::find_if(blocks_.begin(), blocks_.end(), [&](const block_place& one) {
+      return one.channel == channel && one.head == word_at(image, at + 8);
+    });
+    if (!is_in_baskets || block == blocks_.end()) return std::nullopt;
+    const bool is_reading = block->stored_as == form::update || block->stored_as == form::environment;
+    const std::size_t basket = this->at(channel_names()[static_cast<std::size_t>(channel)]);
+    if (is_reading && (data < basket + 8 || data + block->stored > basket + word_at(image, basket + 4)))
+      return std::nullopt;
+    const std::string payload =
+        expected_payload(*block, image, is_reading ? data : block->head + layout::subhead);
+    return in_host_order(image, evhd, 36) + expected_server(sbhd, image) +
+           expected_block(*block, image, payload);
+  }
+  /// The same of a plain block whose type has become that of an update or a reading: these are as long as
+  /// their type says, and go on into what stands behind the block.
+  std::optional<std::string> as_reading(std::size_t type_at,
+                                        const std::vector<unsigned char>& image) const {
+    const int type = static_cast<int>(word_at(image, type_at) & 0xffff);
+    const bool is_update =
+        type == layout::update_type || type == generation::begin_of_run || type == generation::end_of_run;
+    const auto found = std::find_if(blocks_.begin(), blocks_.end(), [&](const block_place& one) {
+      return one.head + layout::block_name == type_at;
+    });
+    if (found == blocks_.end() || found->stored_as == form::zlib || found->stored_as == form::lzo ||
+        (!is_update && type != 3))
+      return std::nullopt;
+    block_place block = *found;
+    block.stored_as = is_update ? form::update : form::environment;
+    block.stored = is_update ? layout::update_name + 16 : 20;
+    const std::size_t basket = at(channel_names()[static_cast<std::size_t>(block.channel)]);
+    if (block.head + layout::subhead + block.stored > basket + word_at(image, basket + 4))
+      return std::nullopt;
+    return expected(block, image);
+  }
+  /// Where an entry of the pointers lies.
+  std::size_t pointer_of(int channel, std::size_t entry, const std::vector<unsigned char>& image) const {
+    return at("pointers") + 12 +
+           16 * (static_cast<std::size_t>(channel) * word_at(image, at("pointers") + 8) + entry);
+  }
+
+  /// The data of a block, as they are in memory.
+  std::string expected_payload(const block_place& block, const std::vector<unsigned char>& image) const {
+    return expected_payload(block, image, block.head + layout::subhead);
+  }
+  /// The same where an entry says that they lie elsewhere.
+  std::string expected_payload(const block_place& block, const std::vector<unsigned char>& image,
+                               std::size_t data) const {
+    switch (block.stored_as) {
+      case form::plain:
+        return in_host_order(image, data, block.stored);
+      case form::update: {
+        std::string host = in_host_order(image, data, block.stored);
+        for (std::size_t i = 0; i < layout::update_name; ++i)
+          host[i] = static_cast<char>(image.at(data + i));
+        return host;
+      }
+      case form::environment: {
+        std::string host = channel_names()[static_cast<std::size_t>(block.channel)];
+        host.resize(layout::update_name);
+        return host + in_host_order(image, data + 4, 16);
+      }
+      default: {
+        // Pixels are bytes.
+        const bool is_image = channel_names()[static_cast<std::size_t>(block.channel)] == "IMAGE";
+        const std::vector<unsigned char>& payload = block.payload.vector();
+        const std::size_t words = is_image ? 28 : payload.size();
+        return in_host_order(payload, 0, words) +
+               std::string(payload.begin() + static_cast<std::ptrdiff_t>(words), payload.end());
+      }
+    }
   }
 
   /// The part of an entry that tells what it is: headers and subheader.
@@ -111,6 +195,23 @@ class small_file {
     const word_role role = meaning(at, value).role;
     if (role == word_role::passed_on || role == word_role::identity) set_word(mutant, at, value);
     return allowed_of(mutant);
+  }
+  /// What the classic readers may hand out besides, since they follow a changed pointer.
+  std::vector<std::set<std::string>> followed(std::size_t offset, std::uint32_t value) const {
+    std::vector<std::set<std::string>> by_channel(channel_names().size());
+    const word_meaning changed = meaning(offset, value);
+    const bool is_type = std::string_view(changed.what) == "data type";
+    if (!is_type && std::string_view(changed.what) != "pointers") return by_channel;
+    std::vector<unsigned char> mutant = image_;
+    set_word(mutant, offset, value);
+    auto& of_channel = by_channel[static_cast<std::size_t>(changed.channel)];
+    if (is_type) {
+      if (const auto one = as_reading(offset, mutant)) of_channel.insert(*one);
+      return by_channel;
+    }
+    const std::size_t entry = (offset - pointer_of(changed.channel, 0, image_)) / 16;
+    if (const auto one = as_followed(changed.channel, entry, mutant)) of_channel.insert(*one);
+    return by_channel;
   }
   std::vector<std::set<std::string>> allowed_of(const std::vector<unsigned char>& image) const {
     std::vector<std::set<std::string>> by_channel(channel_names().size());
@@ -141,17 +242,6 @@ class small_file {
 
  private:
   static constexpr const char* error_bits = "error bits";
-  static constexpr const char* name_of_channel = "channel's name";
-
-  /// Whether the word, which is one of a text's, does not change what stands in front of the text's end.
-  bool is_same_text(std::size_t offset, std::uint32_t value) const {
-    const std::uint32_t word = word_at(image_, offset);
-    for (int shift = 24; shift >= 0; shift -= 8) {
-      if (((word ^ value) >> shift & 0xff) != 0) return false;
-      if ((word >> shift & 0xff) == 0) return true;
-    }
-    return true;
-  }
 
   static float value_of(unsigned channel, unsigned number) {
     return static_cast<float>(number) + 0.125f * static_cast<float>(channel);
@@ -257,8 +347,14 @@ class small_file {
     return at("servers") + 8 + block.event * layout::server_block;
   }
 
-  std::string expected_block(const block_place& block, const std::vector<unsigned char>& image) const {
-    const std::string payload = expected_payload(block, image);
+  static std::string expected_server(std::size_t head, const std::vector<unsigned char>& image) {
+    std::string server = in_host_order(image, head, layout::server_block);
+    keep_text(server, image, head, 16, layout::server_name);
+    return server;
+  }
+
+  std::string expected_block(const block_place& block, const std::vector<unsigned char>& image,
+                             const std::string& payload) const {
     std::string head = in_host_order(image, block.head, layout::subhead);
     keep_text(head, image, block.head, 0, layout::block_name);
     const std::uint32_t type = word_at(image, block.head + layout::block_name);
@@ -270,33 +366,6 @@ class small_file {
                              is_reading || is_plain ? error : error & ~0x40000000u,
                              static_cast<std::uint32_t>(layout::subhead + payload.size())}));
     return head + payload;
-  }
-
-  std::string expected_payload(const block_place& block, const std::vector<unsigned char>& image) const {
-    const std::size_t data = block.head + layout::subhead;
-    switch (block.stored_as) {
-      case form::plain:
-        return in_host_order(image, data, block.stored);
-      case form::update: {
-        std::string host = in_host_order(image, data, block.stored);
-        for (std::size_t i = 0; i < layout::update_name; ++i)
-          host[i] = static_cast<char>(image.at(data + i));
-        return host;
-      }
-      case form::environment: {
-        std::string host = channel_names()[static_cast<std::size_t>(block.channel)];
-        host.resize(layout::update_name);
-        return host + in_host_order(image, data + 4, 16);
-      }
-      default: {
-        // Pixels are bytes.
-        const bool is_image = channel_names()[static_cast<std::size_t>(block.channel)] == "IMAGE";
-        const std::vector<unsigned char>& payload = block.payload.vector();
-        const std::size_t words = is_image ? 28 : payload.size();
-        return in_host_order(payload, 0, words) +
-               std::string(payload.begin() + static_cast<std::ptrdiff_t>(words), payload.end());
-      }
-    }
   }
 
   // ---- what each word is for
@@ -327,8 +396,9 @@ class small_file {
     for (std::size_t event = 0; event < events; ++event) {
       const std::size_t header = at("events") + 8 + event * 36;
       mean(header, 36, word_role::passed_on, "event header");
-      mean(header, 4, word_role::of_file, "event header's marker");
+      mean(header, 4, word_role::passed_on, "event header's marker");
       mean(header + 8, 4, word_role::identity, "event number");
+      mean(header + 12, 4, word_role::passed_on, "event type");
       mean(header + 16, 8, word_role::identity, "event time");
       mean(at("servers") + 8 + event * layout::server_block, layout::server_block, word_role::passed_on,
            "server block head");
@@ -339,13 +409,17 @@ class small_file {
     const int channel = block.channel;
     const std::size_t name = channel_names()[static_cast<std::size_t>(channel)].size() + 1;
     const std::size_t words_of_name = (name + 3) / 4 * 4;
-    mean(block.head, words_of_name, word_role::of_channel, name_of_channel, channel);
+    mean(block.head, words_of_name, word_role::passed_on, "channel's name", channel);
     mean(block.head + words_of_name, layout::block_name - words_of_name, word_role::passed_on,
          "behind a name");
     const std::size_t type = block.head + layout::block_name;
     mean(type, 4, word_role::identity, "data type", channel);
     mean(type + 4, 4, word_role::passed_on, error_bits, channel);
-    mean(type + 8, 4, word_role::of_channel, "block length", channel);
+    const bool is_reading = block.stored_as == form::update || block.stored_as == form::environment;
+    if (is_reading)
+      mean(type + 8, 4, word_role::nothing, "length of a reading", channel);
+    else
+      mean(type + 8, 4, word_role::of_channel, "block length", channel);
     const std::size_t data = block.head + layout::subhead;
     switch (block.stored_as) {
       case form::plain: {
@@ -380,10 +454,18 @@ class small_file {
       const std::size_t entry = dictionary + 8 + c * layout::dictionary_entry;
       mean(entry, layout::dictionary_entry, word_role::nothing, "dictionary entry");
       mean(entry + 4, layout::dictionary_name, word_role::of_file, "name in the dictionary");
+      mean(entry + layout::dictionary_entry - 8, 4, word_role::nothing, "data types in the dictionary",
+           static_cast<int>(c));
       mean(entry + layout::dictionary_entry - 4, 4, word_role::of_file, "count in the dictionary");
     }
     mean(dictionary, 8, word_role::of_file, "dictionary's head");
     mean(at("index"), at("environment") - at("index"), word_role::of_file, "event index");
+    // One entry for each type of event: its head, then its events.
+    for (std::size_t entry = at("index") + 8; entry + 32 <= at("environment");) {
+      const std::size_t events_of_entry = word_at(image_, entry + 28);
+      mean(entry + 32, events_of_entry * 16, word_role::of_file, "events of the index");
+      entry += 32 + events_of_entry * 16;
+    }
     mean(at("environment"), at("xml") - at("environment"), word_role::of_file, "environment dictionary");
     mean(at("xml"), at("reference") - at("xml"), word_role::of_file, "descriptions");
     mean(at("reference"), image_.size() - at("reference"), word_role::of_file, "reference table and tail");

@@ -39,9 +39,10 @@ handed_entry take_entry(const ravo_channel_entry_long& entry) {
 /// What came of a way of reading.
 struct reading {
   int status = 0;
-  std::vector<std::vector<handed_entry>> entries;  ///< by channel
-  std::string problem;                             ///< what must not be, whatever the file holds
-  bool goes_round = false;                         ///< more events came than there are
+  /// By channel, and behind all channels those whose blocks bear the name of none.
+  std::vector<std::vector<handed_entry>> entries;
+  std::string problem;      ///< what must not be, whatever the file holds
+  bool goes_round = false;  ///< more events came than there are
 };
 
 /// Everything that each channel's reader decodes, and what it answers to a question for each event by
@@ -52,7 +53,7 @@ class channel_readers {
   reading read(const char* path) {
     reading result;
     const auto& names = small_file<generation>::channel_names();
-    result.entries.resize(names.size());
+    result.entries.resize(names.size() + 1);
     result.status = loader_.get_all_tables(path, 0, nullptr);
     if (result.status != 0) return result;
     for (std::size_t i = 0; i < names.size(); ++i) read_channel(names[i], result, result.entries[i]);
@@ -117,7 +118,7 @@ reading slice(const std::vector<char*>& files, ravo_daq_slicer_synch_mode mode) 
   constexpr int most_steps = 60;  // far more than the files have events
   reading result;
   const auto& names = small_file<generation>::channel_names();
-  result.entries.resize(names.size());
+  result.entries.resize(names.size() + 1);
   std::vector<typename generation::records::chan_param> params(names.size());
   std::vector<typename generation::records::chan_param*> wanted;
   for (std::size_t i = 0; i < names.size(); ++i) {
@@ -140,11 +141,8 @@ reading slice(const std::vector<char*>& files, ravo_daq_slicer_synch_mode mode) 
       // A result has no other word for its channel than the name in the block.
       const char* const name = reinterpret_cast<const char*>(entry->sbchdata[0].chhd);
       const auto known = std::find(names.begin(), names.end(), name == nullptr ? "" : name);
-      if (known == names.end())
-        result.problem = "the slicer hands out a channel that nobody asked for";
-      else
-        result.entries[static_cast<std::size_t>(known - names.begin())].push_back(
-            take_entry<generation>(*entry));
+      result.entries[static_cast<std::size_t>(known - names.begin())].push_back(
+          take_entry<generation>(*entry));
     }
   }
   slicer.clean_up();
