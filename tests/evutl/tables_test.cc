@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "loaded_tables.h"
+#include "ravo_evutl_optional.h"
 
 namespace {
 
@@ -222,6 +223,19 @@ TYPED_TEST(Tables, AcceptAChannelWithoutEvents) {
   this->open();
   EXPECT_EQ(this->file().dictionary(this->reference()).content->channel_entry()[1].count, 0);
   EXPECT_EQ(this->file().pointers(this->reference()).status, 0);
+}
+
+TEST(EventHeader, IsKnownByTheMarkerOfItsGeneration) {
+  const unsigned char current[36] = {0xff, 0xee, 0xf3, 0xf3}, older[36] = {0xff, 0xee, 0xff, 0xee},
+                      none[36] = {};
+  EXPECT_TRUE(ravo_is_event_header_2010(current));
+  EXPECT_FALSE(ravo_is_event_header_2010(older));
+  EXPECT_FALSE(ravo_is_event_header_2010(none));
+  EXPECT_FALSE(ravo_is_event_header_2010(nullptr));
+  EXPECT_TRUE(ravo_is_event_header(older));
+  EXPECT_FALSE(ravo_is_event_header(current));
+  EXPECT_FALSE(ravo_is_event_header(none));
+  EXPECT_FALSE(ravo_is_event_header(nullptr));
 }
 
 }  // namespace
