@@ -85,8 +85,9 @@ TEST(Digest, OfTheDocumentedFileIsThatOfThePage) {
   std::ifstream stream(RAVO_SOURCE_FOLDER "/docs/dataset.md");
   const std::string page{std::istreambuf_iterator<char>(stream), {}};
   const temporary_folder folder;
-  const auto& content = small_file_like(layout_2010{}).content.vector();
-  const std::string file = folder.write("linac_main_run1_file1_20260101T000000Z.raw", content);
+  const small_file example = small_file_like(layout_2010{});
+  const std::string file =
+      folder.write("linac_main_run1_file1_20260101T000000Z.raw", example.content.vector());
   const auto digests = ravo::dataset::open("file=" + file + " chan=LINAC/BPM1").digest();
   ASSERT_EQ(digests.size(), 1u);
   EXPECT_THAT(page, testing::HasSubstr("$ python3 digest.py\n" + digests[0].digest.to_text() + "\n"));
