@@ -62,11 +62,13 @@ int file_get_tables<G>::get_all_tables(const char* path, int with_descriptions,
 
   int result = load_tables();
   if (result == 0) {
-    file_name = path;
+    file_name = const_cast<char*>(path);  // the interface has it writable; nobody writes to it
     result = load_header_baskets();
   }
   if (result != 0) {
+    const bool only_lacks_channels = lacks_channels;
     clean_up();
+    lacks_channels = only_lacks_channels;
     return result;
   }
   if (debug < 0) std::printf(loader_texts<G>::loading_time, watch.milliseconds(), path);
@@ -169,6 +171,7 @@ void file_get_tables<G>::release_all() {
   fd = -1;
   len = 0;
   file_name = nullptr;
+  lacks_channels = false;
   chans.clear();
   clientsn = 0;
 }

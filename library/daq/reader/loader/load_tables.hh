@@ -69,6 +69,9 @@ int file_get_tables<G>::load_reference_table() {
   return 0;
 }
 
+// The table-access library's status for a list whose channels are not in the dictionary.
+inline constexpr int channel_not_found = -5;
+
 template <class G>
 int file_get_tables<G>::load_pointer_table() {
   using library = library_calls<G>;
@@ -76,6 +79,7 @@ int file_get_tables<G>::load_pointer_table() {
   const bool listed = !chans.empty();
   const int error = listed ? library::get_chan_pointers_table_by_list(len, ref_tbl, fd, &chans, cdt_tab, &lecp_tab)
                            : library::get_chan_pointers_table(len, ref_tbl, fd, &lecp_tab);
+  lacks_channels = listed && error == channel_not_found;
   if (error != 0) return refuse(listed ? texts::no_pointers_by_list : texts::no_pointers, error, error);
   ecp_tab = lecp_tab;
   return 0;

@@ -36,7 +36,8 @@ int daq_read_chan<G>::get_chan_data(const ravo_time_id* id, ravo_channel_entry_l
   ravo_channel_entry_long* entry = by_number ? look_up_number(reference.event_number, type, &status)
                                              : look_up_time(reference.time, type, &status);
   if constexpr (G::has_by_time_fix)
-    if (!by_number && this->by_time_fix && entry != nullptr) entry = hold_against_numbers(entry, type, &status);
+    if (!by_number && this->by_time_fix && entry != nullptr)
+      entry = hold_against_numbers(entry, type, &status);
   if (entry == nullptr) return status;
   if constexpr (G::has_by_time_fix) this->event_cur = entry->event_id;
   *result = entry;
@@ -61,6 +62,17 @@ bool daq_read_chan<G>::reference_event(const ravo_time_id* id, int type, ravo_ti
   return reference->event_number != 0 || reference->time.timeup != 0;
 }
 
+// An event without a number is no limit to numbers: the channel's least and greatest numbers are then.
+template <class G>
+unsigned daq_read_chan<G>::first_number() const {
+  return event_first.event_number != 0 ? event_first.event_number : least_number;
+}
+
+template <class G>
+unsigned daq_read_chan<G>::last_number() const {
+  return event_last.event_number != 0 ? event_last.event_number : greatest_number;
+}
+
 template <class G>
 ravo_channel_entry_long* daq_read_chan<G>::look_up_number(unsigned number, int type, int* status) {
   std::int64_t wanted = number;
@@ -68,7 +80,7 @@ ravo_channel_entry_long* daq_read_chan<G>::look_up_number(unsigned number, int t
   if (type == RAVO_DAQ_READ_CHAN_EVENT_NEXT) wanted += event_step.event_number;
   const bool low_limit = type == RAVO_DAQ_READ_CHAN_EVENT_PREV || type == RAVO_DAQ_READ_CHAN_EVENT_CUR;
   const bool high_limit = type == RAVO_DAQ_READ_CHAN_EVENT_NEXT || type == RAVO_DAQ_READ_CHAN_EVENT_CUR;
-  if ((low_limit && wanted < event_first.event_number) || (high_limit && wanted > event_last.event_number)) {
+  if ((low_limit && wanted < first_number()) || (high_limit && wanted > last_number())) {
     *status = RAVO_DAQ_READ_CHAN_OUT_OF_WINDOW;
     return nullptr;
   }
@@ -88,7 +100,8 @@ inline time_stamp step_back(time_stamp time, const time_stamp& step) {
 inline time_stamp step_forward(const time_stamp& time, const time_stamp& step) {
   constexpr std::uint64_t second = 1000000;
   const std::uint64_t low = std::uint64_t{time.timelow} + step.timelow;
-  return {static_cast<std::uint32_t>(time.timeup + step.timeup + low / second), static_cast<std::uint32_t>(low % second)};
+  return {static_cast<std::uint32_t>(time.timeup + step.timeup + low / second),
+          static_cast<std::uint32_t>(low % second)};
 }
 
 /// Whether a lies before b by more than the tolerance.

@@ -160,11 +160,15 @@ void daq_read_chan<G>::release_basket() {
   chn_base_size = 0;
 }
 
-/// The earliest and the latest of the events it is shown.
+/// The earliest and the latest of the events it is shown, and the least and the greatest of their numbers.
 class event_limits {
  public:
   // Ties keep the earlier entry; an event without a time never becomes the earliest but as the first.
   void add(const ravo_time_id& event) {
+    if (event.event_number != 0) {
+      least_number = least_number == 0 ? event.event_number : std::min(least_number, event.event_number);
+      greatest_number = std::max(greatest_number, event.event_number);
+    }
     const double time = in_microseconds(event.time);
     if (empty_ || (event.time.timeup != 0 && time < first_time_)) {
       first = event;
@@ -180,6 +184,8 @@ class event_limits {
 
   ravo_time_id first{};
   ravo_time_id last{};
+  std::uint32_t least_number = 0;  // 0: no event has a number
+  std::uint32_t greatest_number = 0;
 
  private:
   bool empty_ = true;
@@ -199,8 +205,15 @@ void daq_read_chan<G>::find_limits() {
     ravo_swap4(bytes->data(), &header, sizeof header / 4);
     limits.add({header.event_number, header.event_time});
   }
+  set_limits(limits);
+}
+
+template <class G>
+void daq_read_chan<G>::set_limits(const event_limits& limits) {
   event_first = limits.first;
   event_last = limits.last;
+  least_number = limits.least_number;
+  greatest_number = limits.greatest_number;
 }
 
 // What could not be decoded (entries without data are finished too) is as if the file did not hold it:
@@ -211,9 +224,7 @@ void daq_read_chan<G>::settle_limits() {
   event_limits limits;
   for (int i = 0; i < out_total; ++i)
     if (out[i].event_id.event_number != RAVO_EVENT_NUMBER_UNDECODED) limits.add(out[i].event_id);
-  if (limits.empty()) return;
-  event_first = limits.first;
-  event_last = limits.last;
+  if (!limits.empty()) set_limits(limits);
 }
 
 template <class G>

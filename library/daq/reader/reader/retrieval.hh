@@ -70,7 +70,7 @@ int daq_reader<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_ent
   hand_out(*entries);
   return store(RAVO_DAQ_READER_OK);
 } catch (const std::bad_alloc&) {
-  std::fputs("get_data: no memory for the entries of an event\n", stderr);
+  std::printf("get_data: no memory for the entries of an event\n");
   return store(RAVO_DAQ_READER_INTERN_ERROR);
 }
 
@@ -218,6 +218,7 @@ int daq_reader<G>::take(const ravo_channel_entry_long& element, std::size_t posi
   *entry.data = block;
   if (from.data != 0)
     std::memcpy(entry.data + 1, std::bit_cast<const void*>(from.data), size - sizeof(subhead));
+  reinterpret_cast<char*>(entry.data)[size] = 0;
   if (debug > 1) std::printf("UPDATED %s\n", channel_key(entry.chan).text());
   entry.updated = 1;
   entry.res = element;
@@ -227,12 +228,13 @@ int daq_reader<G>::take(const ravo_channel_entry_long& element, std::size_t posi
   return RAVO_DAQ_READER_OK;
 }
 
-/// Sees to it that a result can hold a block; its buffer grows and never shrinks.
+/// Sees to it that a result can hold a block and a zero behind it: the data of slow channels are taken for texts. Its
+/// buffer grows and never shrinks.
 template <class G>
 int daq_reader<G>::make_room(std::size_t position, std::size_t size) {
   result_entry& entry = *results[position];
   if (entry.data && size <= data_capacity[position]) return RAVO_DAQ_READER_OK;
-  void* grown = reallocate(entry.data, size);
+  void* grown = reallocate(entry.data, size + 1);
   if (!grown) {
     std::printf("Failed to realloc %d of data for %s\n", static_cast<int>(size),
                 channel_key(entry.chan).text());

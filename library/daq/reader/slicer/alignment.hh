@@ -66,7 +66,7 @@ int daq_slicer<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_ent
                 static_cast<int>(current_event_id.time.timelow), static_cast<int>(res->size()));
   return alive > 0 ? RAVO_DAQ_SLICER_OK : RAVO_DAQ_SLICER_OUT_OF_WINDOW;
 } catch (const std::bad_alloc&) {
-  std::fputs("get_data: no memory for the entries of an event\n", stderr);
+  std::printf("get_data: no memory for the entries of an event\n");
   return RAVO_DAQ_SLICER_INTERN_ERROR;
 }
 

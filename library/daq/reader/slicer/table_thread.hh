@@ -79,7 +79,7 @@ class table_loading {
   std::unique_ptr<typename G::file_tables> load() {
     std::unique_ptr<typename G::file_tables> tables(new (std::nothrow) typename G::file_tables(task_.mode));
     if (tables == nullptr) {
-      tell_loss(RAVO_DAQ_SLICER_INTERN_ERROR);
+      report_refusal(RAVO_DAQ_SLICER_INTERN_ERROR);
       return nullptr;
     }
     {
@@ -87,17 +87,18 @@ class table_loading {
       tables->debug = task_.slicer->get_debug();
     }
     if (const int status = tables->get_all_tables(next_file(), 0, task_.chans); status != 0) {
-      tell_loss(status);
+      if (!tables->lacks_channels) report_refusal(status);
       return nullptr;
     }
     return tables;
   }
 
   // A channel that ends before this file ends with the status of one that has come to the end of its data:
-  // nothing else would tell the two apart.
-  void tell_loss(int status) const {
-    std::fprintf(stderr, "%s: the tables cannot be loaded (status %d), no channel goes on from here\n",
-                 next_file(), status);
+  // nothing else shows which of the two it is. A file that only lacks the channels is not refused: it is
+  // sound.
+  void report_refusal(int status) const {
+    std::printf("%s: the tables cannot be loaded (status %d), no channel goes on from here\n", next_file(),
+                status);
   }
 
   void hand_over(typename G::file_tables** slot, typename G::file_tables* tables) {

@@ -151,6 +151,73 @@ TYPED_TEST(SlicerFiles, LoseAChannelAtAFileThatDoesNotKnowIt) {
                                       "0 3+300000: A@3+300000", "-3 0+none:"}));
 }
 
+// ---- events without a number, and of equal time: what these readers do not do
+
+/// The events of a channel of one file, until the end of the data.
+template <class generation>
+std::vector<std::string> read_alone(const stream_file& content, int synch_mode) {
+  stream<generation> files;
+  files.file(content);
+  reading<generation> r(files, {"UPD"}, synch_mode);
+  std::vector<std::string> got;
+  const captured_output quiet;
+  for (int calls = 0; calls < 10; ++calls) {
+    got.push_back(get(r.slicer, 1));
+    if (got.back().rfind("0 ", 0) != 0) break;
+  }
+  return got;
+}
+
+/// A slow channel that tells something every two seconds, at every 20th event; 0: without a number.
+inline stream_file slow_channel(const std::vector<std::uint32_t>& numbers) {
+  stream_file content{{"UPD"}, {}};
+  for (const std::uint32_t number : numbers)
+    content.events.push_back({number, static_cast<std::int64_t>(content.events.size()) * 2000000, {"UPD"}});
+  return content;
+}
+
+TYPED_TEST(SlicerFiles, ByNumberDeliverWhatComesBeforeALastEventWithoutOne) {
+  EXPECT_EQ(read_alone<TypeParam>(slow_channel({20, 40, 60, 0}), 0),
+            (std::vector<std::string>{"0 20+0: UPD@20+0", "0 40+2000000: UPD@40+2000000",
+                                      "0 60+4000000: UPD@60+4000000", "-3 0+none:"}));
+}
+
+TYPED_TEST(SlicerFiles, ByTimeDeliverALastEventWithoutANumberToo) {
+  EXPECT_EQ(read_alone<TypeParam>(slow_channel({20, 40, 60, 0}), 1),
+            (std::vector<std::string>{"0 0+0: UPD@20+0", "0 0+2000000: UPD@40+2000000",
+                                      "0 0+4000000: UPD@60+4000000", "0 0+6000000: UPD@0+6000000",
+                                      "-3 0+none:"}));
+}
+
+TYPED_TEST(SlicerFiles, ByNumberPassOverEventsWithoutOneAmongOthers) {
+  EXPECT_EQ(read_alone<TypeParam>(slow_channel({20, 0, 60}), 0),
+            (std::vector<std::string>{"0 20+0: UPD@20+0", "0 60+4000000: UPD@60+4000000", "-3 0+none:"}));
+}
+
+TYPED_TEST(SlicerFiles, BeginWithAFirstEventWithoutANumber) {
+  EXPECT_EQ(read_alone<TypeParam>(slow_channel({0, 40, 60}), 0),
+            (std::vector<std::string>{"0 0+0: UPD@0+0", "0 40+2000000: UPD@40+2000000",
+                                      "0 60+4000000: UPD@60+4000000", "-3 0+none:"}));
+}
+
+TYPED_TEST(SlicerFiles, AreReadBackPastEventsWithoutANumber) {
+  stream<TypeParam> files;
+  files.file(slow_channel({0, 40, 60, 0}));
+  reading<TypeParam> r(files, {"UPD"});
+  EXPECT_EQ(read(r.slicer, {1, 1, 1, -1, -1}).at(3), "0 40+2000000: UPD@40+2000000");
+}
+
+// Among the events of the latest time the first one is the channel's last, by number and by time.
+TYPED_TEST(SlicerFiles, DeliverOnlyTheFirstOfTheEventsOfTheLatestTime) {
+  const stream_file equal{{"UPD"}, {{1, 0, {"UPD"}}, {2, 0, {"UPD"}}, {3, 0, {"UPD"}}}};
+  EXPECT_EQ(read_alone<TypeParam>(equal, 0), (std::vector<std::string>{"0 1+0: UPD@1+0", "-3 0+none:"}));
+  EXPECT_EQ(read_alone<TypeParam>(equal, 1).size(), 2u);
+  const stream_file later{{"UPD"}, {{1, 0, {"UPD"}}, {2, 0, {"UPD"}}, {3, 100000, {"UPD"}}}};
+  EXPECT_EQ(read_alone<TypeParam>(later, 0),
+            (std::vector<std::string>{"0 1+0: UPD@1+0", "0 2+0: UPD@2+0", "0 3+100000: UPD@3+100000",
+                                      "-3 0+none:"}));
+}
+
 // ---- damage
 
 template <class generation>
@@ -190,6 +257,34 @@ TYPED_TEST(SlicerDamage, InTheMiddleEndsALoneChannel) {
   EXPECT_EQ(read(r.slicer, {1, 1, 1, 1}),
             (std::vector<std::string>{"0 1+100000: A@1+100000", "0 2+200000: A@2+200000",
                                       "-3 0+none:", "-3 0+none:"}));
+}
+
+/// What reading channels to the end prints on standard output; nothing comes on standard error.
+template <class generation>
+std::string words_of_reading(const stream<generation>& files, const std::vector<std::string>& channels) {
+  testing::internal::CaptureStderr();
+  captured_output output;
+  {
+    reading<generation> r(files, channels);
+    for (int calls = 0; calls < 10 && get(r.slicer, 1).rfind("0 ", 0) == 0; ++calls) continue;
+  }
+  const std::string words = output.stop();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  return words;
+}
+
+TYPED_TEST(SlicerDamage, InTheMiddleIsNamedOnStandardOutput) {
+  stream<TypeParam> files;
+  files.plain_file({"A"}, 1, 2).broken().plain_file({"A"}, 3, 4);
+  EXPECT_EQ(
+      words_of_reading(files, {"A"}),
+      files.paths().at(1) + ": the tables cannot be loaded (status 2), no channel goes on from here\n");
+}
+
+TYPED_TEST(SlicerDamage, IsNotSaidOfAFileThatOnlyLacksTheChannels) {
+  stream<TypeParam> files;
+  files.plain_file({"A", "B"}, 1, 2).plain_file({"C"}, 3, 4).plain_file({"A", "B"}, 5, 6);
+  EXPECT_EQ(words_of_reading(files, {"A"}), "");
 }
 
 TYPED_TEST(SlicerDamage, InTheMiddleLeavesSeveralChannelsInTheirOldFile) {

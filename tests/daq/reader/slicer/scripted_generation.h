@@ -105,22 +105,23 @@ class scripted_tables {
   ~scripted_tables() { --playing->tables_alive; }
   int get_all_tables(const char* path, int, const std::vector<char*>*) {
     if (playing->bad_files.count(path) != 0) return 2;
-    file_name = path;
+    file_name = const_cast<char*>(path);
     ++playing->files_loaded;
     return 0;
   }
   void clean_up() {
     if (playing->tables_in_use.count(this) != 0) playing->freed_in_use = true;
   }
-  const char* get_file_name() const { return file_name; }
+  char* get_file_name() const { return file_name; }
   int get_client_counter() const { return clientsn; }
   void inc_client_counter() { ++clientsn; }
   int status() const { return 1; }
 
   int debug = 0;
+  bool lacks_channels = false;
 
  private:
-  const char* file_name = nullptr;
+  char* file_name = nullptr;
   int clientsn = 0;
 };
 

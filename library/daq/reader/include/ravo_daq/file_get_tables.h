@@ -33,10 +33,10 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
   /// 0: loaded. 1: no path. -2: the file cannot be opened. -3: its tail cannot be mapped. 2: no readable
   /// reference table. 3: event index table or channel dictionary refused. 5: environment dictionary
   /// refused. 6: channel description header refused. 7: channel descriptions not loadable. -4, -5: the
-  /// event-header basket, -6, -7: the server-block basket cannot be read or mapped (its head, whole); -7 also
-  /// when the file changed meanwhile. Any other:
-  /// the table-access library's status for the event channel pointer table; no_memory: there is none for
-  /// the list of names. After a failure the loader is empty, but for the names after 1 and -2.
+  /// event-header basket, -6, -7: the server-block basket cannot be read or mapped (its head, whole); -7
+  /// also when the file changed meanwhile. Any other: the table-access library's status for the event
+  /// channel pointer table; no_memory: there is none for the list of names. After a failure the loader is
+  /// empty, but for the names after 1 and -2.
   int get_all_tables(const char* path, int descr_mode, const std::vector<char*>* names);
   /// Releases everything and returns to the constructed state; keeps descr_mode and debug. No channel
   /// reader of this loader may run any more.
@@ -60,13 +60,13 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
   typename G::env_dictionary_table* get_eidt_table() const { return eidt_tab; }
   typename G::xml_header* get_xcd_table() const { return xcd_tab; }
   std::vector<typename G::chan_descr*>* get_descr_list() { return &descr_list; }
-  const char* get_file_name() const { return file_name; }
+  char* get_file_name() const { return file_name; }
   off_t get_file_len() const { return len; }
   int get_file_descr() const { return fd; }
   int get_client_counter() const { return clientsn; }
   void inc_client_counter() { ++clientsn; }
-  /// Whether the file's size and time of change are still those of when it was opened. What was read of one that
-  /// has changed may be of two different files.
+  /// Whether the file's size and time of change are still those of when it was opened. What was read of one
+  /// that has changed may be of two different files.
   bool is_unchanged() const;
   /// Whether evhb and sbhb are heap copies; else they lie in the mappings.
   bool are_baskets_copied() const {
@@ -77,11 +77,11 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
   int status() const { return file_name != nullptr && fd != -1 ? 1 : 0; }
 
   // State. Only read by others, but for debug and clientsn.
-  std::vector<char*> chans;         ///< names the pointer table was loaded for; the caller's texts
-  const char* file_name = nullptr;  ///< the caller's text
+  std::vector<char*> chans;   ///< names the pointer table was loaded for; the caller's texts
+  char* file_name = nullptr;  ///< the caller's text
   int fd = -1;
-  off_t len = 0;                    ///< bytes in the file
-  int clientsn = 0;                 ///< how often a channel has left this file (kept by the slicer)
+  off_t len = 0;                      ///< bytes in the file
+  int clientsn = 0;                   ///< how often a channel has left this file (kept by the slicer)
   unsigned char* evh_base = nullptr;  ///< mapping of the event-header basket
   unsigned long evh_offset = 0;       ///< file offset that belongs to the base a client uses
   unsigned long evh_base_size = 0;    ///< bytes of the mapping, also of one that was copied and is gone
@@ -105,7 +105,9 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
   typename G::xml_header* lxcd_tab = nullptr;
   std::vector<typename G::chan_descr*> descr_list;
   int descr_mode = 0;
-  int debug = 0;       ///< 0 quiet; non-zero: failures; negative: also timings
+  bool lacks_channels =
+      false;      ///< after a failure: nothing is wrong but that the file has none of the names
+  int debug = 0;  ///< 0 quiet; non-zero: failures; negative: also timings
 
  private:
   int load_tables();

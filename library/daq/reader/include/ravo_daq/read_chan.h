@@ -14,6 +14,8 @@
 
 namespace ravo {
 
+class event_limits;
+
 template <class G>
 class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
                       public last_answer_state<G::has_by_time_fix>,
@@ -23,7 +25,8 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
 
   /// A reader of a channel of the loaded file. It stays uninitialised, which start() reports, without
   /// a loaded file or a name. `subchan` -1: the whole channel. `descr` is copied; it may be null.
-  daq_read_chan(typename G::file_tables* cfg, const char* chan, int subchan, const typename G::chan_descr* descr);
+  daq_read_chan(typename G::file_tables* cfg, const char* chan, int subchan,
+                const typename G::chan_descr* descr);
   ~daq_read_chan();
   daq_read_chan(const daq_read_chan&) = delete;
   daq_read_chan& operator=(const daq_read_chan&) = delete;
@@ -68,8 +71,8 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   void complete();
   /// Whether pages of the file were missing when they were read, and zeros stand in their place.
   bool is_source_damaged() const;
-  /// Notes that what was decoded cannot be trusted: every lookup answers INTERN_ERROR from here on. Called with
-  /// mx held.
+  /// Notes that what was decoded cannot be trusted: every lookup answers INTERN_ERROR from here on. Called
+  /// with mx held.
   void note_damage();
   /// Marks a worker's slot as free.
   void set_thread_exited(pthread_t id);
@@ -131,8 +134,8 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   pthread_t tid[thread_slots];  ///< ids of the workers; all bits set marks a free slot
   char chan[G::name_size] = {};
   int subchan = -1;
-  /// Guards out, out_cur, the limits, the out_ counters, event_cur, index_to_start_search, all_done, is_damaged, tid
-  /// and running. Taken before mmx.
+  /// Guards out, out_cur, the limits, the out_ counters, event_cur, index_to_start_search, all_done,
+  /// is_damaged, tid and running. Taken before mmx.
   pthread_mutex_t mx;
   ravo_channel_entry_long* out = nullptr;
   ravo_channel_entry_long* out_cur = nullptr;  ///< the entry last found
@@ -143,7 +146,7 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   ravo_time_id event_last{};
   int all_done = 0;
   bool is_damaged = false;  ///< the file changed while it was decoded
-  pthread_mutex_t mmx;  ///< guards mcnt
+  pthread_mutex_t mmx;      ///< guards mcnt
   pthread_cond_t mcond;
   int mcnt = 0;  ///< a flag: the channel is decoded, or a failure means that somebody should look
   std::atomic<int> stop{0};
@@ -159,6 +162,7 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   bool load_channel_basket(unsigned long first_subheader);
   bool take_basket(unsigned long offset, unsigned long size);
   void release_basket();
+  void set_limits(const event_limits& limits);
   void find_limits();
   void settle_limits();
   void check_source();
@@ -184,12 +188,18 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   bool reference_event(const ravo_time_id* id, int type, ravo_time_id* reference) const;
   ravo_channel_entry_long* look_up_number(unsigned number, int type, int* status);
   ravo_channel_entry_long* look_up_time(time_stamp time, int type, int* status);
-  ravo_channel_entry_long* hold_against_numbers(ravo_channel_entry_long* entry, int type, int* status)
-      requires G::has_by_time_fix;
+  ravo_channel_entry_long* hold_against_numbers(ravo_channel_entry_long* entry, int type,
+                                                int* status) requires G::has_by_time_fix;
+
+  unsigned first_number() const;
+  unsigned last_number() const;
 
   template <class Print>
   void print_entries(const char* head, const char* tail, Print print);
   void print_limit(const char* whole, const char* part, const ravo_time_id& event);
+
+  unsigned least_number = 0;  ///< of the channel's events in this file; 0: none has a number. Guarded by mx
+  unsigned greatest_number = 0;
 };
 
 }  // namespace ravo
