@@ -18,7 +18,9 @@ void ask_headers(ravo_daq_getdata& cursor) {
   static_cast<void>(cursor.GetServBlockInfo(&up, &low, &total, &pulse, &mask, &status, &channels));
   if (cursor.GetChanInfo(&name, &type, &error, &data) == 0 && name != nullptr)
     touch(name, std::strlen(name));
-  if (const char* property = cursor.GetPropName()) touch(property, 1);
+  // Of a slow channel without data it is where they would begin.
+  const char* const property = cursor.GetPropName();
+  if (property != nullptr && (cursor.GetChanType() != 2 || cursor.GetData() != nullptr)) touch(property, 1);
   static_cast<void>(cursor.GetDeviceType());
   static_cast<void>(cursor.GetNmemb());
   for (int member = -1; member <= most_members; ++member)

@@ -20,12 +20,14 @@ constexpr int most_channels = 6;
 struct current {
   using server_block = ravo_serv_block_head_2010;
   using subhead = ravo_serv_block_subhead_2010;
-  static constexpr std::uint32_t pattern = RAVO_EVENT_HEADER_PATTERN_2010;
+  static constexpr std::uint32_t pattern = RAVO_EVENT_HEADER_PATTERN_2010,
+                                 belied_pattern = RAVO_EVENT_HEADER_PATTERN;
 };
 struct older {
   using server_block = ravo_serv_block_head;
   using subhead = ravo_serv_block_subhead;
-  static constexpr std::uint32_t pattern = RAVO_EVENT_HEADER_PATTERN;
+  static constexpr std::uint32_t pattern = RAVO_EVENT_HEADER_PATTERN,
+                                 belied_pattern = RAVO_EVENT_HEADER_PATTERN_2010;
 };
 
 template <class Record>
@@ -41,6 +43,8 @@ class event {
     ravo_eventheader header{};
     header.pattern = Generation::pattern;
     header.event_number = from.byte();
+    // Some headers belie the generation of their blocks.
+    if (header.event_number >= 0xe0) header.pattern = Generation::belied_pattern;
     header.event_type = static_cast<RAVO_EVTYPE>(from.byte() % 33);
     typename Generation::subhead head{};
     const std::size_t row = from.byte();

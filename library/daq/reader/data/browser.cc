@@ -8,6 +8,7 @@
 #include <memory>
 #include <new>
 
+#include "malloc_owner.h"
 #include "ravo_daq_data.h"
 #include "ravo_daq_reader.h"
 
@@ -26,7 +27,8 @@ int single_bit(int mask) {
 
 ravo_daq_browser::~ravo_daq_browser() { Clean(); }
 
-int ravo_daq_browser::Init(const char* name) {
+// An earlier state is not cleaned: pointers that were handed out may still be in use.
+int ravo_daq_browser::Init(const char* name) try {
   if (!name) {
     std::cerr << "ravo_daq_browser::Init: no input filename" << std::endl;
     return -1;
@@ -37,16 +39,19 @@ int ravo_daq_browser::Init(const char* name) {
     return -2;
   }
   std::unique_ptr<ravo_daq_reader> reader(new (std::nothrow) ravo_daq_reader);
-  char* const copy = reader ? strdup(name) : nullptr;
+  ravo::malloc_owner<char> copy(reader ? strdup(name) : nullptr);
   if (!copy) {
     std::cerr << "ravo_daq_browser::Init: no memory" << std::endl;
     return -3;
   }
-  Clean();
-  FileName = copy;
+  if (Reader) earlier.push_back({FileName, Reader});
+  FileName = copy.release();
   Reader = reader.release();
   Status = 1;
   return 0;
+} catch (const std::bad_alloc&) {
+  std::cerr << "ravo_daq_browser::Init: no memory" << std::endl;
+  return -3;
 }
 
 int ravo_daq_browser::GetNchan() {
@@ -98,10 +103,16 @@ void ravo_daq_browser::PrintChan() {
 }
 
 void ravo_daq_browser::Clean() {
-  std::free(FileName);
+  for (const browsed_file& file : earlier) release(file);
+  earlier.clear();
+  release({FileName, Reader});
   FileName = nullptr;
-  if (Reader) Reader->clean_up();
-  delete Reader;
   Reader = nullptr;
   Status = 0;
+}
+
+void ravo_daq_browser::release(const browsed_file& file) {
+  std::free(file.name);
+  if (file.reader) file.reader->clean_up();
+  delete file.reader;
 }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <type_traits>
 
 #include "data/selected_block.h"
 #include "ravo_daq_data.h"
@@ -101,17 +102,11 @@ int ravo_daq_getdata::SetHead() {
     return -2;
   }
   data_2010 = ravo::is_current(*EventHeader);
-  // Where the blocks are not of the event header's generation there are none of it: it would make them
-  // longer than they are.
-  const bool has_blocks = ravo::has_current_block(*entry, data_2010) == data_2010;
-  if (data_2010) {
-    SrvbHeader_2010 = has_blocks ? at_address<ravo_serv_block_head_2010>(at.sbhd) : nullptr;
-    ChanHeader_2010 = has_blocks ? at_address<ravo_serv_block_subhead_2010>(at.chhd) : nullptr;
-    if (ChanHeader_2010) last_header_type = ChanHeader_2010->dtype;
-  } else {
-    SrvbHeader = has_blocks ? at_address<ravo_serv_block_head>(at.sbhd) : nullptr;
-    ChanHeader = has_blocks ? at_address<ravo_serv_block_subhead>(at.chhd) : nullptr;
-  }
+  if (data_2010)
+    set_headers(*entry, SrvbHeader_2010, ChanHeader_2010);
+  else
+    set_headers(*entry, SrvbHeader, ChanHeader);
+  if (data_2010 && ChanHeader_2010) last_header_type = ChanHeader_2010->dtype;
   if (data_2010 ? !SrvbHeader_2010 : !SrvbHeader) {
     std::cerr << (data_2010 ? "ravo_daq_getdata::SetHead_2010: srvb pointer = NULL"
                             : "ravo_daq_getdata::SetHead: srvb pointer = NULL")
@@ -123,33 +118,11 @@ int ravo_daq_getdata::SetHead() {
     return -4;
   }
 
-  DataType = data_2010 ? ChanHeader_2010->dtype : ChanHeader->dtype;
-  const int structure = get_event_struct_type(EventHeader->event_type);
-  if (is_slow_structure(structure))
-    ChanType = slow_channel;
-  else if (is_fast_structure(structure))
-    ChanType = fast_channel;
+  if (data_2010)
+    classify(*entry, *ChanHeader_2010);
   else
-    std::printf("SetHead() unknown event structure\n");
-  PropType = class_of(DataType, data_2010);
-
-  char* const entry_data = at_address<char>(at.data);
-  Data = nullptr;
-  if (PropType == text_class || PropType == fast_class)
-    Data = static_cast<char*>(data_2010 ? get_pointer_to_data_2010(ChanHeader_2010, 0)
-                                        : get_pointer_to_data_2009(ChanHeader, 0));
-  if (!Data) Data = entry_data;
-  const std::int32_t ldata = data_2010 ? ChanHeader_2010->ldata : ChanHeader->ldata;
-  const std::uint32_t head = data_2010 ? sizeof *ChanHeader_2010 : sizeof *ChanHeader;
-  if (static_cast<std::uint32_t>(ldata) <= head) Data = nullptr;
-
+    classify(*entry, *ChanHeader);
   measured_data = measure_data();
-
-  // Programs read the name to its end: data without one have no name in front.
-  const bool has_property_name = ChanType == slow_channel && Data && std::memchr(Data, 0, data_length());
-  PropName = has_property_name ? entry_data : at_address<char>(at.chhd);
-  const int type = DataType & 0xffff;
-  Nmemb = data_2010 ? get_channel_number(type, ChanHeader_2010) : get_channel_number(type, ChanHeader);
   Status = 1;
   if (data_2010) {
     SrvbHeader = nullptr;
@@ -159,6 +132,67 @@ int ravo_daq_getdata::SetHead() {
     ChanHeader_2010 = nullptr;
   }
   return 0;
+}
+
+// The pattern of the event header alone decides how headers are read. Where the reader found blocks of the
+// other generation, they may be shorter than what they are taken for: then copies stand in for the headers.
+template <class server_head, class subhead>
+void ravo_daq_getdata::set_headers(const ravo_channel_entry_long& entry, server_head*& server,
+                                   subhead*& channel) {
+  const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
+  server = at_address<server_head>(at.sbhd);
+  channel = at_address<subhead>(at.chhd);
+  if (ravo::has_current_block(entry, data_2010) == data_2010) return;
+  const std::size_t server_room =
+      data_2010 ? sizeof(ravo_serv_block_head) : sizeof(ravo_serv_block_head_2010);
+  if (server && server_room < sizeof(server_head)) {
+    belied_server = {};
+    std::memcpy(&belied_server, server, server_room);
+    server = reinterpret_cast<server_head*>(&belied_server);
+  }
+  const std::size_t room = ravo::readable_length(entry, data_2010);
+  if (channel && (room < sizeof(subhead) || room < ravo::block_length(*channel))) {
+    belied_channel = {};
+    std::memcpy(&belied_channel, channel, std::min(room, sizeof(subhead)));
+    channel = reinterpret_cast<subhead*>(&belied_channel);
+  }
+}
+
+template <class subhead>
+void ravo_daq_getdata::classify(const ravo_channel_entry_long& entry, subhead& header) {
+  DataType = header.dtype;
+  const int structure = get_event_struct_type(EventHeader->event_type);
+  if (is_slow_structure(structure))
+    ChanType = slow_channel;
+  else if (is_fast_structure(structure))
+    ChanType = fast_channel;
+  else
+    std::printf("SetHead() unknown event structure\n");
+  PropType = class_of(DataType, data_2010);
+
+  const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
+  char* const entry_data = at_address<char>(at.data);
+  char* const entry_header = at_address<char>(at.chhd);
+  // A stand-in is a header without data: those of the block are not as long as it says.
+  const bool has_data = reinterpret_cast<char*>(&header) == entry_header &&
+                        static_cast<std::uint32_t>(header.ldata) > sizeof header;
+  Data = has_data ? find_data(header, entry_data) : nullptr;
+  PropName = ChanType == slow_channel ? entry_data : entry_header;
+  const int type = DataType & 0xffff;
+  Nmemb = reinterpret_cast<char*>(&header) == entry_header ? get_channel_number(type, &header)
+                                                           : get_channel_number(type, 0);
+}
+
+// Of texts and fast data, what the table-access library finds in the block; of all others the entry's.
+template <class subhead>
+char* ravo_daq_getdata::find_data(subhead& header, char* entry_data) const {
+  if (PropType != text_class && PropType != fast_class) return entry_data;
+  void* found = nullptr;
+  if constexpr (std::is_same_v<subhead, ravo_serv_block_subhead_2010>)
+    found = get_pointer_to_data_2010(&header, 0);
+  else
+    found = get_pointer_to_data_2009(&header, 0);
+  return found ? static_cast<char*>(found) : entry_data;
 }
 
 // From Data to the end of the block. A data pointer that lies outside the block has as much as the block.

@@ -19,9 +19,11 @@ class ravo_daq_reader;
 class ravo_daq_reader_2010;
 
 /// A cursor over the channels of one event, as a reader's get_data() delivers them. It selects one channel
-/// at a time and tells what it is; which generation an event is of, its header says. The pointers that it
-/// hands out point into the entries. Nothing of a block is read beyond its `ldata`. Only an index outside
-/// the vector throws (std::out_of_range).
+/// at a time and says what it is. Which generation an event is of, the pattern of its header alone says: in
+/// a file whose header is damaged there, blocks are read as what they are not, mostly as blocks without
+/// data. The pointers that it hands out point into the entries. Nothing of a block is read beyond its
+/// `ldata`. Only an index outside the vector throws (std::out_of_range). One cursor belongs to one thread
+/// at a time; several may look at the same event.
 class ravo_daq_getdata {
  public:
   ravo_daq_getdata() = default;
@@ -77,6 +79,8 @@ class ravo_daq_getdata {
   int Get_NImage() const { return NImage; }
   int GetNchan() const { return Nchan; }
   int GetChanNumb() const { return Ichan; }
+  /// Of a fast channel its name. Of a slow one the beginning of its data, which for an update is the name
+  /// of the property; look at GetDataType() before you take other data for a text.
   char* GetPropName() const { return PropName; }
   /// 1: text, 2: service and name-value data, 3: fast data, 4: image.
   int GetPropType() const { return PropType; }
@@ -196,6 +200,17 @@ class ravo_daq_getdata {
   bool keep_image(std::size_t elements);
   std::size_t data_length() const { return Data ? measured_data : 0; }
 
+  template <class server_head, class subhead>
+  void set_headers(const ravo_channel_entry_long& entry, server_head*& server, subhead*& channel);
+  template <class subhead>
+  void classify(const ravo_channel_entry_long& entry, subhead& header);
+  template <class subhead>
+  char* find_data(subhead& header, char* entry_data) const;
+
+  // Of an entry whose event header belies the generation of its blocks: the beginnings of these, and zeros
+  // up to the length of the headers that they are taken for.
+  ravo_serv_block_head_2010 belied_server{};
+  ravo_serv_block_subhead_2010 belied_channel{};
   std::int32_t last_header_type = 0;  // of the last channel header of a current event
   std::size_t measured_data = 0;      // from Data to the end of its block, as of the selection
   std::size_t converted_values = 0;   // elements of ImageFloat
@@ -295,8 +310,10 @@ class ravo_daq_browser {
   ravo_daq_browser(const ravo_daq_browser&) = delete;
   ravo_daq_browser& operator=(const ravo_daq_browser&) = delete;
 
-  /// 0; -1 for null, -2 for a name of fewer than 2 characters, -3 without memory: nothing has then changed.
-  /// The file is not looked for yet.
+  /// Takes the name of a file; the file itself is not looked for yet. 0; -1 for null, -2 for a name of
+  /// fewer than 2 characters, -3 without memory: nothing has then changed. A second Init() goes on to
+  /// another file and cleans nothing: the name and the reader of the first one, and what that reader gave,
+  /// stay valid until Clean().
   int Init(const char* name);
   /// Number of channels in the file; -1 before Init(), -2 when the file cannot be read.
   int GetNchan();
@@ -314,9 +331,16 @@ class ravo_daq_browser {
   ravo_daq_reader* GetReader() const { return Reader; }
 
  private:
+  struct browsed_file {
+    char* name;
+    ravo_daq_reader* reader;
+  };
+  static void release(const browsed_file& file);
+
   std::int32_t Status = 0;
   char* FileName = nullptr;
   ravo_daq_reader* Reader = nullptr;
+  std::vector<browsed_file> earlier;  // of all Init() but the last, until Clean()
 };
 
 /// Seconds since the epoch of a local date and time; months count from 1, and what is out of range carries

@@ -56,13 +56,32 @@ TEST(Browser, PrintsAnEventTypeOnlyForASingleBit) {
             "collected 2-3 channels\n");
 }
 
+// A sanitizer sees what would be read of a reader that is gone, and what is left behind.
+TEST(Browser, CleansNothingOfAnEarlierFileBeforeItIsCleanedItself) {
+  const small_older_file file;
+  ravo_daq_browser browser;
+  ASSERT_EQ(browser.Init(file.path()), 0);
+  ASSERT_EQ(browser.GetNchan(), 3);
+  const char* const earlier_name = browser.GetFileName();
+  const char* const channel = browser.GetChanName(0, nullptr, nullptr, nullptr);
+  ravo_daq_reader* const earlier_reader = browser.GetReader();
+  ASSERT_EQ(browser.Init("/no/such/file.raw"), 0);
+  EXPECT_NE(browser.GetReader(), earlier_reader);
+  EXPECT_STREQ(earlier_name, file.path());
+  EXPECT_STREQ(channel, "TOR");
+  ASSERT_EQ(browser.Init("/no/such/other.raw"), 0);
+  EXPECT_STREQ(channel, "TOR");
+}
+
 TEST(Browser, TakesAnotherFileAndIsCleaned) {
   const small_older_file file;
   ravo_daq_browser browser;
   ASSERT_EQ(browser.Init("/no/such/file.raw"), 0);
   ASSERT_EQ(browser.Init(file.path()), 0);
+  EXPECT_STREQ(browser.GetFileName(), file.path());
   EXPECT_EQ(browser.GetNchan(), 3);
   EXPECT_NE(listen([&] { browser.ListChan(); }).out.find("TOR"), std::string::npos);
+  browser.Clean();
   browser.Clean();
   EXPECT_EQ(browser.GetStatus(), 0);
   EXPECT_EQ(browser.GetFileName(), nullptr);
