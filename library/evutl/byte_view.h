@@ -1,5 +1,5 @@
-// A checked look at bytes that came out of a file: it knows where they end and in which order their
-// words are, and answers with a value or with nothing. No other code does arithmetic on file bytes.
+// A checked view of bytes that came out of a file: it knows where they end and in which order their words are, and
+// answers with a value or with nothing.
 #ifndef RAVO_BYTE_VIEW_H
 #define RAVO_BYTE_VIEW_H
 

@@ -1,6 +1,5 @@
 // From entries to decoded bytes: reads the stored blocks of one channel of one file in large pieces, finds
-// each with the one decoder, and says what became of it as a status. Generations end here: nothing above
-// knows them.
+// each with the one decoder, and says what became of it as a status.
 #ifndef RAVO_DATASET_BLOCK_READING_H
 #define RAVO_DATASET_BLOCK_READING_H
 

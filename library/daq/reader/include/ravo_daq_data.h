@@ -227,8 +227,8 @@ struct ravo_sprop {
   std::int32_t dtype;  ///< only printed
 };
 
-/// Reads channels of older files, event by event: a list file names the files, properties name the
-/// channels.
+/// Reads channels of older files, event by event: a list file names the files, properties name the channels. It reads
+/// with a ravo_daq_reader, and what ravo_daq/reader.h says of memory and threads holds here too.
 class ravo_daq_data {
  public:
   ravo_daq_data() = default;
@@ -243,7 +243,9 @@ class ravo_daq_data {
   /// standard error. `props` must live as long as this object.
   int Init(const char* files, std::vector<ravo_sprop*>* props, int debug, ravo_time_id* period,
            ravo_time_id* start, ravo_time_id* stop);
-  /// Reads the next event into GetRes(). 0; -1 before Init(), -2 at the end of the data.
+  /// Reads the next event into GetRes(). 0; -1 before Init(), -2 at the end of the data. The end comes early, and with
+  /// the same answer, at a file of the list that was listed before, is older than the one before it, cannot be read, is
+  /// of the other generation, or lacks the channels. The dataset layer (ravo_dataset.h) reads on, and counts what it lost.
   int GetData();
   void Clean();
 

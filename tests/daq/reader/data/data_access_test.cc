@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "ravo_daq_data.h"
+#include "ravo_daq_writer_2010.h"
 #include "small_older_file.h"
 
 namespace ravo::test {
@@ -135,6 +136,54 @@ TEST_F(DataAccess, KeepsToTheStartAndTheStopOfTheRequest) {
   ASSERT_EQ(data.Init(list(file.path()).c_str(), &properties, 0, &period, &start, &stop), 0);
   ASSERT_EQ(data.GetData(), 0);
   listen([&] { EXPECT_EQ(data.GetData(), -2); });
+}
+
+// A file of the current generation with an event of TOR, in a folder.
+std::string write_current_file(const temporary_folder& folder) {
+  ravo_daq_writer_2010 writer;
+  ravo_daq_writer_settings settings;
+  settings.folder = folder.path().string();
+  const std::string payload = bytes_of(ravo_spect_head_2010{1, 1, 1, 0, 1, 0, 0, 0}) + floats({1});
+  const time_stamp time{1700000003, 0};
+  if (writer.open(settings) != 0 ||
+      writer.add_channel({.name = "TOR", .dtype = RAVO_BLOCK_1CHAN_2010}) != 0 ||
+      writer.begin_event({.event_number = 3, .time = time}) != 0 ||
+      writer.begin_server_block({.server = "SERVER", .time = time}) != 0 ||
+      writer.add_data(0, payload.data(), payload.size()) != 0 || writer.end_event() != 0 ||
+      writer.close() != 0)
+    throw std::runtime_error(writer.get_last_error());
+  return writer.get_files().at(0);
+}
+
+// What comes after such a file is not read, and GetData() answers as at a good end: programs that want to
+// know have to look at the list, or read with the dataset layer.
+TEST_F(DataAccess, EndsAtAListedFileThatItCannotGoOnWith) {
+  const small_older_file one(1), three(3), without_tor(3, "OTHER"), five(5);
+  const unsigned char garbage[] = "this is no raw file of any kind, but a text of some length";
+  const std::string none =
+      folder.write("linac_main_run7_file2_20231114T221322Z.raw", {garbage, sizeof garbage});
+  const auto events_of = [&](const std::vector<std::string>& files) {
+    std::string lines;
+    for (const std::string& file : files) lines += file + "\n";
+    std::vector<unsigned> numbers;
+    const said heard = listen([&] {
+      ravo_time_id period{1, {0, 0}}, start{}, stop{};
+      ASSERT_EQ(data.Init(list(lines).c_str(), &properties, 0, &period, &start, &stop), 0);
+      int code = 0;
+      while ((code = data.GetData()) == 0) numbers.push_back(data.GetRes()->at(0)->event_id.event_number);
+      EXPECT_EQ(code, -2);
+    });
+    EXPECT_EQ(heard.error, "ravo_daq_data::GetData: data are not read\n");
+    return numbers;
+  };
+  using numbers = std::vector<unsigned>;
+  EXPECT_EQ(events_of({one.path(), three.path(), five.path()}), (numbers{1, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(events_of({one.path(), one.path(), three.path()}), (numbers{1, 2}));   // twice
+  EXPECT_EQ(events_of({three.path(), one.path(), five.path()}), (numbers{3, 4}));  // out of order
+  EXPECT_EQ(events_of({one.path(), none, three.path()}), (numbers{1, 2}));         // no raw file
+  EXPECT_EQ(events_of({one.path(), write_current_file(folder), five.path()}), (numbers{1, 2}));
+  EXPECT_EQ(events_of({one.path(), without_tor.path(), five.path()}),
+            (numbers{1, 2}));  // without the channel
 }
 
 // Its blocks would be read in the layout of the other generation.

@@ -13,25 +13,26 @@
 
 namespace ravo::test {
 
-// Two events: TOR in both (a normal and an image event), RF in the first; IDLE in none.
+// Two events: TOR in both (a normal and an image event), RF in the first; IDLE in none. `first` is the
+// number of the first one; another name may stand for TOR.
 class small_older_file {
  public:
-  small_older_file() {
+  explicit small_older_file(unsigned first = 1, const char* tor_name = "TOR") {
     ravo_daq_writer writer;
     ravo_daq_writer_settings settings;
     settings.folder = folder_.path().string();
     settings.run = 7;
     check(writer, writer.open(settings));
-    const int tor = declare(writer, "TOR", RAVO_BLOCK_TOROID);
+    const int tor = declare(writer, tor_name, RAVO_BLOCK_TOROID);
     const int idle = declare(writer, "IDLE", RAVO_BLOCK_TOROID);
     if (idle < 0) throw std::runtime_error("IDLE is refused");
     const int rf = declare(writer, "RF", RAVO_BLOCK_RF_250K);
     const std::string one = bytes_of(ravo_spect_head{1, 1, 0, 1}) + floats({1, 1});
     const std::string two = two_spectra<older_event>();
-    for (unsigned number = 1; number <= 2; ++number) {
+    for (unsigned number = first; number <= first + 1; ++number) {
       ravo_daq_writer_event event;
       event.event_number = number;
-      event.event_type = number == 1 ? RAVO_EV_NORMAL : RAVO_EV_IMAGE;
+      event.event_type = number == first ? RAVO_EV_NORMAL : RAVO_EV_IMAGE;
       event.time = {1700000000 + number, 0};
       check(writer, writer.begin_event(event));
       ravo_daq_writer_server_block server;
@@ -39,7 +40,7 @@ class small_older_file {
       server.time = event.time;
       check(writer, writer.begin_server_block(server));
       check(writer, writer.add_data(tor, one.data(), one.size()));
-      if (number == 1) check(writer, writer.add_data(rf, two.data(), two.size()));
+      if (number == first) check(writer, writer.add_data(rf, two.data(), two.size()));
       check(writer, writer.end_event());
     }
     check(writer, writer.close());

@@ -213,6 +213,19 @@ TYPED_TEST(Requests, AChannelThatNoFileKnowsIsNotFound) {
   EXPECT_STREQ(this->reader.get_last_error(), "Channel not found");
 }
 
+TYPED_TEST(Requests, AChannelThatNoFileKnowsIsLeftOutAmongOthers) {
+  this->ask_for_run();
+  ASSERT_EQ(this->init(), 0);
+  const delivery expected = this->deliver();
+  char name[] = "UNKNOWN";
+  daq_channel_entry unknown{name, {}};
+  this->channels.insert(this->channels.begin(), &unknown);
+  this->reader.clean_up();
+  EXPECT_EQ(this->init(), 0);
+  const captured_output quiet;
+  EXPECT_EQ(this->deliver(), expected);
+}
+
 // ---- without memory -------------------------------------------------------------------------------
 
 /// Lets each allocation of a call fail in turn; the call must answer, not throw. That nothing leaks is seen

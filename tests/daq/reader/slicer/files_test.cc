@@ -151,6 +151,17 @@ TYPED_TEST(SlicerFiles, LoseAChannelAtAFileThatDoesNotKnowIt) {
                                       "0 3+300000: A@3+300000", "-3 0+none:"}));
 }
 
+// A, which has nothing there, keeps its reader, and nothing says any more that its data have ended.
+TYPED_TEST(SlicerFiles, AfterAJumpPastAChannelsEndTheEndIsAnEmptyEventAndThenAnError) {
+  stream<TypeParam> files;
+  files.file({{"A", "B"}, {{1, 100000, {"A", "B"}}, {2, 200000, {"B"}}, {3, 300000, {"B"}}}});
+  reading<TypeParam> r(files, {"A", "B"});
+  read(r.slicer, {1});
+  const ravo_time_id there = event_id(3, 300000);
+  EXPECT_EQ(get(r.slicer, 0, &there), "0 3+300000: B@3+300000");
+  EXPECT_EQ(read(r.slicer, {1, 1}), (std::vector<std::string>{"0 0+none:", "-6 0+none:"}));
+}
+
 // ---- events without a number, and of equal time: what these readers do not do
 
 /// The events of a channel of one file, until the end of the data.

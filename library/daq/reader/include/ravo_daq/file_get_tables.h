@@ -22,6 +22,8 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
  public:
   static constexpr int no_memory = -8;
 
+  // A loaded file is only read, and any number of threads may do that. Loading and clean_up() are one thread's.
+
   /// An empty loader. `descr_mode` non-zero: channel descriptions are loaded too.
   explicit file_get_tables(int descr_mode = 0);
   ~file_get_tables();

@@ -1,6 +1,13 @@
 // The channel reader: reads one channel (optionally one subchannel of it) of one raw file. Its workers
 // decode every event of the channel into an array; lookups answer from it by event number or by time.
 // Written once for both generations; a user names ravo_daq_read_chan_2010.
+//
+// All events of the channel in the file are decoded when start() has been called, and stay in memory until clean(), as
+// large as they decode to. One reader belongs to one thread at a time; several may read the same loaded file.
+//
+// By event number, what has none is passed over, unless it is the channel's first event. Of the events that share the
+// latest time only the first is reached: it is the channel's last one. By time, what lies nearer than a step is passed
+// over. An entry whose block is damaged, and that no worker fills any more, is passed over too, and is no limit.
 #ifndef RAVO_DAQ_READ_CHAN_TEMPLATE_H
 #define RAVO_DAQ_READ_CHAN_TEMPLATE_H
 
@@ -49,7 +56,8 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   ravo_channel_entry_long* find_entry_by_event_id(unsigned event_number, int type, int* status);
   /// The entry at a time within the time difference, or for PREV and NEXT the nearest one. As above.
   ravo_channel_entry_long* find_entry_by_time(const time_stamp* time, int type, int* status);
-  /// The channel's earliest and latest event in this file; either argument may be null.
+  /// The channel's earliest and latest event in this file, of equal times the first; once all is decoded, of those that
+  /// could be decoded. Either argument may be null.
   void get_time_limits(ravo_time_id* first, ravo_time_id* last);
 
   int set_time_diff(const time_stamp* diff);

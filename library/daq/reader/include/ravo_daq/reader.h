@@ -1,6 +1,17 @@
 // The reader: the front end by which programs ask for data. It holds one request, the raw files that
 // cover it and the channels, and, once started, a slicer that aligns the channels over the files.
 // Written once for both generations; a user names ravo_daq_reader_2010.
+//
+// Memory: every wanted channel is decoded whole, file by file, before its first event comes. While a file is read, all
+// of its events of all wanted channels are in memory, as large as they decode to, which nothing limits: a damaged or
+// hostile file may say a thousand times its own length. Where that must not be, read with the dataset layer
+// (ravo_dataset.h), which decodes a few events ahead and keeps to a limit.
+//
+// Threads: one reader belongs to one thread at a time, with all that it hands out. Readers of different threads do not
+// disturb one another, also on the same files; the messages on standard output are the process's. Threads of its own
+// (one loads tables, up to ten a channel decode) call nothing of the program's.
+//
+// docs/classic.md says what the classic readers pass over, and when.
 #ifndef RAVO_DAQ_READER_TEMPLATE_H
 #define RAVO_DAQ_READER_TEMPLATE_H
 
@@ -90,17 +101,22 @@ class daq_reader : public by_time_fix_state<G::has_by_time_fix>, public catalogu
   // ---- reading ----
   /// Turns a request, of runs (`run_first` 1 or more) or of a period, into the list of files that cover it, and
   /// adds the channels (null or empty: none). The run catalogue is asked first; without an answer from it the
-  /// names in the data directory are read. NOT_FOUND: the first file lacks a channel. BAD_FILE_FORMAT: it cannot
-  /// be read. FILES_NOT_FOUND: nothing covers the request. docs/requests.md tells how files are chosen.
+  /// names in the data directory are read. NOT_FOUND: the first file has none of the channels (one that has some of
+  /// them is taken; start() leaves the others out). BAD_FILE_FORMAT: it cannot be read. FILES_NOT_FOUND: nothing covers
+  /// the request. docs/requests.md says how files are chosen.
   int init(const ravo_daq_request* wanted, const std::vector<daq_channel_entry*>* channels);
   /// Starts over with explicit files and, if given, channels.
   int init(const std::vector<char*>* file_names, const std::vector<daq_channel_entry*>* channels);
-  /// Creates and starts the slicer; the request is frozen from here on.
+  /// Creates and starts the slicer, which decodes the wanted channels of the first file; the request is frozen from
+  /// here on. A channel that no file knows, or that cannot be read, delivers nothing and fails nothing.
   int start();
   /// The next event inside the request: one pointer per channel that has data of it (and per slow channel
   /// seen before), in the order of the channels. The data behind them are the reader's, in host order,
   /// and valid until the next get_data() or clean_up(). `id` and `mode` go to the slicer's get_data();
-  /// normal running is (nullptr, &entries, 1). OUT_OF_WINDOW: the end of the data.
+  /// normal running is (nullptr, &entries, 1). OUT_OF_WINDOW: the end of the data, also where a file that cannot be
+  /// loaded came before it (named on standard output). INTERN_ERROR: something failed. That also comes instead of the
+  /// end, after an event without entries, when several channels met a later file that cannot be loaded, or when `id`
+  /// led past the end of one of them.
   int get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* entries, int mode);
   /// The time span covered, in microseconds; negative when it is not known.
   double get_time_period_us();

@@ -2,6 +2,9 @@
 // hands back, for one event, the entries of the channels that have data for it. It keeps one channel
 // reader per channel; a background thread loads the files' tables ahead of use.
 // Written once for both generations; a user names ravo_daq_slicer_2010.
+//
+// One slicer belongs to one thread at a time. The channels of a file are decoded whole, all at once, as ravo_daq/reader.h
+// says of memory.
 #ifndef RAVO_DAQ_SLICER_TEMPLATE_H
 #define RAVO_DAQ_SLICER_TEMPLATE_H
 
@@ -70,7 +73,9 @@ class daq_slicer : public by_time_fix_state<G::has_by_time_fix> {
   /// The event that `direction` asks for, relative to `id`, or to the current one when it is null. Of
   /// that event `res` receives the entries, in channel order, of the channels that have it; they belong
   /// to the slicer until the next call. OK also when no channel has the event; OUT_OF_WINDOW: no channel is
-  /// left. INV_PARAM, NOT_READY, INTERN_ERROR (a channel reader failed).
+  /// left. INV_PARAM, NOT_READY, INTERN_ERROR (a channel reader failed). A channel that was jumped over by `id`, or whose
+  /// next file cannot be loaded, keeps its reader: when the others have ended, one call is OK without an event, and the
+  /// next one ends with INTERN_ERROR, where else OUT_OF_WINDOW would come.
   int get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* res, int direction);
   /// Moves a channel to a neighbouring file; start_channel() has to follow. The third argument has no
   /// effect. NO_DATA: there is no such file, or its tables are not to be had.
