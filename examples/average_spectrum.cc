@@ -1,11 +1,22 @@
 // Older files: averages the first member of a channel over all events, and prints the axis and the average.
 // LISTFILE names a raw file per line; lines that begin with "#" are comments.
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
 #include <vector>
 
 #include "ravo_daq_data.h"
 #include "ravo_daq_reader.h"
+
+// The library prints its messages on standard output. From here on they go to standard error, and what was
+// standard output is `out`, for the data alone.
+std::FILE* keep_output_for_data() {
+  std::FILE* const data = fdopen(dup(STDOUT_FILENO), "w");
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  return data ? data : stderr;
+}
+std::FILE* const out = keep_output_for_data();
 
 struct average {
   float start = 0, step = 0, group_step = 0;  // of the axis
@@ -31,11 +42,11 @@ struct average {
   }
 
   void print() const {
-    std::printf("# average of %d events\n", events);
+    std::fprintf(out, "# average of %d events\n", events);
     for (int group = 0, i = 0; group < groups; ++group)
       for (int sample = 0; sample < samples && events > 0; ++sample, ++i) {
         const double x = double{start} + group * double{group_step} + sample * double{step};
-        std::printf("%g %.9g\n", x, sums[static_cast<std::size_t>(i)] / events);
+        std::fprintf(out, "%g %.9g\n", x, sums[static_cast<std::size_t>(i)] / events);
       }
   }
 };

@@ -1,10 +1,21 @@
 // Writes every frame of a camera into the current folder, as frame_EVENT.pgm.
+#include <unistd.h>
+
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "ravo_daq_data.h"
 #include "ravo_daq_reader_2010.h"
+
+// The library prints its messages on standard output. From here on they go to standard error, and what was
+// standard output is `out`, for the data alone.
+std::FILE* keep_output_for_data() {
+  std::FILE* const data = fdopen(dup(STDOUT_FILENO), "w");
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  return data ? data : stderr;
+}
+std::FILE* const out = keep_output_for_data();
 
 // A PGM file has its pixels as raw files have them: row by row, one byte each or two, the high one first.
 bool write_frame(std::vector<ravo_channel_entry_long*>* entries) {
@@ -28,7 +39,7 @@ bool write_frame(std::vector<ravo_channel_entry_long*>* entries) {
   std::fwrite(event.GetImage(), 1, static_cast<std::size_t>(bytes), file);
   const bool written = std::ferror(file) == 0;
   if (std::fclose(file) != 0 || !written) return std::perror(name.c_str()), false;
-  std::printf("%s\n", name.c_str());
+  std::fprintf(out, "%s\n", name.c_str());
   return true;
 }
 

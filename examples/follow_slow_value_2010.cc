@@ -1,9 +1,20 @@
 // Prints a slow value, a magnet current say, each time that it was told anew.
+#include <unistd.h>
+
 #include <cstdio>
 #include <vector>
 
 #include "ravo_daq_data.h"
 #include "ravo_daq_reader_2010.h"
+
+// The library prints its messages on standard output. From here on they go to standard error, and what was
+// standard output is `out`, for the data alone.
+std::FILE* keep_output_for_data() {
+  std::FILE* const data = fdopen(dup(STDOUT_FILENO), "w");
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  return data ? data : stderr;
+}
+std::FILE* const out = keep_output_for_data();
 
 // A slow channel is handed out with every event from its first one on; it is new when its time is.
 class follower {
@@ -21,7 +32,7 @@ class follower {
     const ravo_time_id told = entries->at(0)->event_id;
     if (told.time.timeup == last_.time.timeup && told.time.timelow == last_.time.timelow) return true;
     last_ = told;
-    std::printf("%u %ld %g status %d\n", told.event_number, seconds, value, status);
+    std::fprintf(out, "%u %ld %g status %d\n", told.event_number, seconds, value, status);
     return true;
   }
 

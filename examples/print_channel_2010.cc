@@ -1,9 +1,20 @@
 // Prints all values of one channel, a line for each member of each event.
+#include <unistd.h>
+
 #include <cstdio>
 #include <vector>
 
 #include "ravo_daq_data.h"
 #include "ravo_daq_reader_2010.h"
+
+// The library prints its messages on standard output. From here on they go to standard error, and what was
+// standard output is `out`, for the data alone.
+std::FILE* keep_output_for_data() {
+  std::FILE* const data = fdopen(dup(STDOUT_FILENO), "w");
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  return data ? data : stderr;
+}
+std::FILE* const out = keep_output_for_data();
 
 // The first channel is selected when the cursor gets an event, and only one was asked for.
 bool print(std::vector<ravo_channel_entry_long*>* entries) {
@@ -21,9 +32,9 @@ bool print(std::vector<ravo_channel_entry_long*>* entries) {
       return false;
     }
     const char* name = event.GetMembName(member);
-    std::printf("%u %s", number, name ? name : "-");
-    for (int i = 0; i < samples * groups; ++i) std::printf(" %.9g", values[i]);
-    std::printf("\n");
+    std::fprintf(out, "%u %s", number, name ? name : "-");
+    for (int i = 0; i < samples * groups; ++i) std::fprintf(out, " %.9g", values[i]);
+    std::fprintf(out, "\n");
   }
   return true;
 }
