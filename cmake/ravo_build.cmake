@@ -1,14 +1,19 @@
-# What every target of the project shares: language level, warnings, sanitizers, ccache, and the two
+# What every target of the project shares: language level, warnings, hardening, sanitizers, ccache, and the two
 # functions by which a folder declares a library or a test.
 
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
-  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+# Part of another project, this one takes that project's choices and puts none of its own into its cache.
+if(PROJECT_IS_TOP_LEVEL)
+  if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+  endif()
+  option(BUILD_SHARED_LIBS "Build shared libraries" ON)
+elseif(NOT DEFINED BUILD_SHARED_LIBS)
+  set(BUILD_SHARED_LIBS ON)
 endif()
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-option(BUILD_SHARED_LIBS "Build shared libraries" ON)
 
 find_program(RAVO_CCACHE ccache)
 if(RAVO_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
@@ -29,6 +34,30 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   target_compile_options(ravo_warnings INTERFACE -Wno-restrict)
 endif()
 
+# What is installed reads files that nobody vouches for, so it is built as distributions build such programs: an
+# overwritten return address or a call into the middle of a function ends the program, calls that write into a buffer
+# of known size check it, and the tables that the linker fills in are read-only. Sanitizers bring their own checks.
+# _GLIBCXX_ASSERTIONS is left out: it checks every index of every std::vector, also where our own checks have just
+# been, in the loops that decode.
+add_library(ravo_hardening INTERFACE)
+if(NOT RAVO_SANITIZE)
+  include(CheckCXXCompilerFlag)
+  foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection=full)
+    string(MAKE_C_IDENTIFIER "RAVO_HAS${flag}" has_flag)
+    check_cxx_compiler_flag(${flag} ${has_flag})
+    if(${has_flag})
+      target_compile_options(ravo_hardening INTERFACE ${flag})
+    endif()
+  endforeach()
+  # It needs an optimising compiler, and warns of any other.
+  target_compile_options(ravo_hardening INTERFACE
+    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+  target_link_options(ravo_hardening INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+# Executables are built to be loaded anywhere (-pie), as CMAKE_POSITION_INDEPENDENT_CODE says of their code.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+
 # ravo_add_library(<target> <output name> <alias> <sources>...): a library of the project; its public
 # headers are in ./include and are installed, with the library, by ravo_install().
 function(ravo_add_library target output alias)
@@ -42,7 +71,8 @@ function(ravo_add_library target output alias)
     $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ravo>)
   target_compile_features(${target} PUBLIC cxx_std_20)
-  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:ravo_warnings>)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:ravo_warnings>
+                                          $<BUILD_INTERFACE:ravo_hardening>)
   set_property(GLOBAL APPEND PROPERTY ravo_libraries ${target})
 endfunction()
 

@@ -11,6 +11,21 @@ set(RAVO_EXTERNAL_EVUTL_LIBRARY "" CACHE FILEPATH
     "The site's RAVOevutl; empty: left open, for the program that loads the reader to provide")
 set(RAVO_EXTERNAL_XML_LIBRARY "" CACHE FILEPATH "The site's RAVOXML; empty: left open")
 
+# The tool, the tests, the benchmarks and the fuzz targets write files: without our own provider they could not be
+# linked. An option that an earlier configuration left in the cache counts too.
+function(ravo_refuse_what_needs_own_provider)
+  if(RAVO_EVUTL_PROVIDER STREQUAL "own")
+    return()
+  endif()
+  foreach(option IN LISTS ARGN)
+    if(${option})
+      message(FATAL_ERROR
+        "${option}=ON needs RAVO_EVUTL_PROVIDER=own: it writes raw files, which a site's table-access library cannot. "
+        "With RAVO_EVUTL_PROVIDER=external the reader and the dataset layer are built; add -D${option}=OFF.")
+    endif()
+  endforeach()
+endfunction()
+
 # Declares ravo_evutl and ravo_xml as our headers before the site's libraries.
 function(ravo_use_external_provider)
   foreach(alias evutl xml)

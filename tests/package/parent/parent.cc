@@ -1,0 +1,2 @@
+// So that the parent has a library.
+int parent() { return 1; }
