@@ -10,7 +10,8 @@ int ravo_get_file_generation(const char* path, ravo_file_generation* generation)
   if (!path || !generation) return RAVO_TABLE_INVALID_ARGUMENT;
   const ravo::opened_file fd(path);
   struct stat about;
-  if (fd < 0 || fstat(fd, &about) != 0 || !S_ISREG(about.st_mode)) return RAVO_TABLE_UNREADABLE;
+  if (fd < 0 || ravo::uninterrupted::fstat(fd, &about) != 0 || !S_ISREG(about.st_mode))
+    return RAVO_TABLE_UNREADABLE;
   const ravo::raw_file file(fd, about.st_size);
   std::uint32_t offset = 0;
   if (const auto status = file.read_tail(offset); status != RAVO_TABLE_OK) return status;

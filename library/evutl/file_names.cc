@@ -71,6 +71,8 @@ std::string_view last_component(std::string_view path) {
 
 std::optional<file_name_parts> parse_file_name(std::string_view path) {
   std::string_view name = last_component(path);
+  // A hidden file is one that is not finished, or what a killed program left.
+  if (name.starts_with('.')) return std::nullopt;
   if (name.size() < extension.size() || name.substr(name.size() - extension.size()) != extension)
     return std::nullopt;
   name.remove_suffix(extension.size());

@@ -1,5 +1,5 @@
-// Reads a part of a file through its descriptor, whole or not at all. Code and no interface; the reading layers
-// compile it in too.
+// Reads a part of a file through its descriptor, whole or not at all. Code and no interface; the reading
+// layers compile it in too.
 #ifndef RAVO_READ_EXACTLY_H
 #define RAVO_READ_EXACTLY_H
 

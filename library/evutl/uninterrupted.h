@@ -44,6 +44,9 @@ inline int open(const char* path, int flags, mode_t mode = 0) {
 inline int openat(int folder, const char* path, int flags, mode_t mode = 0) {
   return repeat([&] { return ::openat(folder, path, flags, mode); });
 }
+inline FILE* fopen(const char* path, const char* how) {
+  return repeat([&] { return ::fopen(path, how); });
+}
 inline int stat(const char* path, struct stat* about) {
   return repeat([&] { return ::stat(path, about); });
 }
@@ -141,15 +144,15 @@ inline int ftruncate(int file, off_t size) {
 inline int fsync(int file) {
   return repeat([&] { return ::fsync(file); });
 }
-/// Brings the names in a folder to disk.
+/// Brings the names in a folder to disk, where the file system has it that this is asked for.
 inline int sync_folder(const char* path) {
   const int folder = uninterrupted::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (folder < 0) return -1;
-  const int result = uninterrupted::fsync(folder);
+  const bool is_done = uninterrupted::fsync(folder) == 0 || errno == EINVAL || errno == EROFS;
   const int error = errno;
   ::close(folder);
   errno = error;
-  return result;
+  return is_done ? 0 : -1;
 }
 
 // ---- names

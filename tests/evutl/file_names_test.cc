@@ -54,6 +54,8 @@ TEST(FileName, HoldsNoTimeWhenItIsOfAnotherGrammar) {
                            "e_s_run1_file1_20260101T000000Z.RAW",
                            "e_s_run1_file1_20261301T000000Z.raw",
                            "e_s_run1_file1_20260230T000000Z.raw",
+                           ".e_s_run1_file1_20240229T235959Z.raw",  // hidden: not finished, or left
+                           "/data/.e_s_run1_file1_20240229T235959Z.raw",
                            "e_s_run1_file1_20250229T000000Z.raw",
                            "e_s_run1_file1_20260101T240000Z.raw",
                            "e_s_run1_file1_20260101T006000Z.raw",

@@ -70,7 +70,9 @@ mishap verdict(unsigned kind) {
   if (what == mishap::hold && (controller_waits != wait::none || pthread_equal(controller, pthread_self())))
     return mishap::none;
   const long number = counted.fetch_add(1);
-  if (number != chosen && (number < chosen || armed_extent == extent::one_call)) return mishap::none;
+  if (number < chosen) return mishap::none;
+  if (number > chosen && armed_extent == extent::one_call) return mishap::none;
+  if ((number - chosen) % 2 != 0 && armed_extent == extent::every_second) return mishap::none;
   if (what != mishap::intrusion) return what;
   const quiet own_calls;
   (*intruder)();
@@ -101,7 +103,9 @@ bool fails(unsigned kind) {
 }
 
 // Whether some thread is on its way that nobody holds: it may be the one that is waited for.
-bool is_another_running() { return threads_running - threads_waiting - threads_pausing - threads_blocked - held > 0; }
+bool is_another_running() {
+  return threads_running - threads_waiting - threads_pausing - threads_blocked - held > 0;
+}
 
 // Called when a thread has ended or begins to wait: perhaps only the held one is left to be waited for.
 void let_go_if_awaited() {
@@ -130,8 +134,8 @@ class waiting {
 
 // ---- the system's own -------------------------------------------------------------------------------
 
-// Under a sanitizer the next in line is the sanitizer's. Otherwise the version is told for calls of which the
-// system has an old one too.
+// Under a sanitizer the next in line is the sanitizer's. Otherwise the version is told for calls of which
+// the system has an old one too.
 template <class function>
 function next_in_line(const char* name, [[maybe_unused]] const char* version = nullptr) {
   void* found = nullptr;
@@ -260,9 +264,10 @@ const char* allocation_count::places() const {
     if (one.memory == nullptr || one.memory == removed || length > sizeof text - 200) continue;
     Dl_info where{};
     dladdr(one.asked_from, &where);
-    length += static_cast<std::size_t>(snprintf(
-        text + length, sizeof text - length, "%s+%#lx ", where.dli_fname == nullptr ? "?" : where.dli_fname,
-        reinterpret_cast<unsigned long>(one.asked_from) - reinterpret_cast<unsigned long>(where.dli_fbase)));
+    length += static_cast<std::size_t>(snprintf(text + length, sizeof text - length, "%s+%#lx ",
+                                                where.dli_fname == nullptr ? "?" : where.dli_fname,
+                                                reinterpret_cast<unsigned long>(one.asked_from) -
+                                                    reinterpret_cast<unsigned long>(where.dli_fbase)));
   }
   text[length] = '\0';
   return text;
@@ -414,8 +419,12 @@ void* operator new(std::size_t size) {
   throw std::bad_alloc();
 }
 void* operator new[](std::size_t size) { return operator new(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return malloc(size == 0 ? 1 : size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return malloc(size == 0 ? 1 : size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return malloc(size == 0 ? 1 : size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return malloc(size == 0 ? 1 : size);
+}
 void operator delete(void* memory) noexcept { free(memory); }
 void operator delete[](void* memory) noexcept { free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { free(memory); }
@@ -558,37 +567,56 @@ int fstatat(int folder, const char* path, struct stat* about, int flags) noexcep
   return guarded(call::stat, -1, [&] { return next(folder, path, about, flags); });
 }
 
+int access(const char* path, int how) noexcept {
+  static const auto next = next_in_line<int (*)(const char*, int)>("access");
+  return guarded(call::stat, -1, [&] { return next(path, how); });
+}
+int faccessat(int folder, const char* path, int how, int flags) noexcept {
+  static const auto next = next_in_line<int (*)(int, const char*, int, int)>("faccessat");
+  return guarded(call::stat, -1, [&] { return next(folder, path, how, flags); });
+}
+int ftruncate(int descriptor, off_t size) noexcept {
+  static const auto next = next_in_line<int (*)(int, off_t)>("ftruncate");
+  return guarded(call::write, -1, [&] { return next(descriptor, size); });
+}
+
 ssize_t read(int descriptor, void* to, std::size_t size) {
   static const auto next = next_in_line<ssize_t (*)(int, void*, std::size_t)>("read");
   return guarded_transfer(call::read, size, [&](std::size_t most) { return next(descriptor, to, most); });
 }
 ssize_t pread(int descriptor, void* to, std::size_t size, off_t at) {
   static const auto next = next_in_line<ssize_t (*)(int, void*, std::size_t, off_t)>("pread");
-  return guarded_transfer(call::read, size, [&](std::size_t most) { return next(descriptor, to, most, at); });
+  return guarded_transfer(call::read, size,
+                          [&](std::size_t most) { return next(descriptor, to, most, at); });
 }
 ssize_t pread64(int descriptor, void* to, std::size_t size, off64_t at) {
   static const auto next = next_in_line<ssize_t (*)(int, void*, std::size_t, off64_t)>("pread64");
-  return guarded_transfer(call::read, size, [&](std::size_t most) { return next(descriptor, to, most, at); });
+  return guarded_transfer(call::read, size,
+                          [&](std::size_t most) { return next(descriptor, to, most, at); });
 }
 ssize_t write(int descriptor, const void* from, std::size_t size) {
   static const auto next = next_in_line<ssize_t (*)(int, const void*, std::size_t)>("write");
   if (descriptor == STDOUT_FILENO || descriptor == STDERR_FILENO) return next(descriptor, from, size);
-  return guarded_transfer(call::write, size, [&](std::size_t most) { return next(descriptor, from, most); });
+  return guarded_transfer(call::write, size,
+                          [&](std::size_t most) { return next(descriptor, from, most); });
 }
 ssize_t pwrite(int descriptor, const void* from, std::size_t size, off_t at) {
   static const auto next = next_in_line<ssize_t (*)(int, const void*, std::size_t, off_t)>("pwrite");
-  return guarded_transfer(call::write, size, [&](std::size_t most) { return next(descriptor, from, most, at); });
+  return guarded_transfer(call::write, size,
+                          [&](std::size_t most) { return next(descriptor, from, most, at); });
 }
 ssize_t pwrite64(int descriptor, const void* from, std::size_t size, off64_t at) {
   static const auto next = next_in_line<ssize_t (*)(int, const void*, std::size_t, off64_t)>("pwrite64");
-  return guarded_transfer(call::write, size, [&](std::size_t most) { return next(descriptor, from, most, at); });
+  return guarded_transfer(call::write, size,
+                          [&](std::size_t most) { return next(descriptor, from, most, at); });
 }
 off_t lseek(int descriptor, off_t offset, int from) noexcept {
   static const auto next = next_in_line<off_t (*)(int, off_t, int)>("lseek");
   return guarded(call::seek, off_t{-1}, [&] { return next(descriptor, offset, from); });
 }
 
-// Counted, and not done: what a killed process has written the system keeps, and waiting for a disk takes time.
+// Counted, and not done: what a killed process has written the system keeps, and waiting for a disk takes
+// time.
 int fsync(int) {
   return guarded(call::sync, -1, [] { return 0; });
 }
@@ -612,6 +640,14 @@ int unlinkat(int folder, const char* path, int flags) noexcept {
   static const auto next = next_in_line<int (*)(int, const char*, int)>("unlinkat");
   return guarded(call::remove, -1, [&] { return next(folder, path, flags); });
 }
+int rmdir(const char* path) noexcept {
+  static const auto next = next_in_line<int (*)(const char*)>("rmdir");
+  return guarded(call::remove, -1, [&] { return next(path); });
+}
+char* mkdtemp(char* pattern) noexcept {
+  static const auto next = next_in_line<char* (*)(char*)>("mkdtemp");
+  return guarded(call::make_folder, static_cast<char*>(nullptr), [&] { return next(pattern); });
+}
 int mkdir(const char* path, mode_t mode) noexcept {
   static const auto next = next_in_line<int (*)(const char*, mode_t)>("mkdir");
   return guarded(call::make_folder, -1, [&] { return next(path, mode); });
@@ -624,8 +660,7 @@ int flock(int descriptor, int operation) noexcept {
 #if !defined(RAVO_FAULTS_UNDER_ASAN) && !defined(RAVO_FAULTS_UNDER_TSAN)
 // The sanitizers map memory for themselves.
 void* mmap(void* at, std::size_t size, int protection, int flags, int descriptor, off_t offset) noexcept {
-  static const auto next =
-      next_in_line<void* (*)(void*, std::size_t, int, int, int, off_t)>("mmap");
+  static const auto next = next_in_line<void* (*)(void*, std::size_t, int, int, int, off_t)>("mmap");
   void* const memory =
       guarded(call::map, MAP_FAILED, [&] { return next(at, size, protection, flags, descriptor, offset); });
   if (memory != MAP_FAILED && descriptor >= 0) ++mappings;

@@ -1,6 +1,6 @@
-// Makes the system fail, stop or kill at a chosen call. A test program that links shim.cc has its own malloc,
-// open, read, pthread_create and so on in front of the system's, for itself and for every library it uses;
-// they count while a fault is armed, and one of them does not do what it was asked to.
+// Makes the system fail, stop or kill at a chosen call. A test program that links shim.cc has its own
+// malloc, open, read, pthread_create and so on in front of the system's, for itself and for every library
+// it uses; they count while a fault is armed, and one of them does not do what it was asked to.
 #ifndef RAVO_TEST_FAULTS_SHIM_H
 #define RAVO_TEST_FAULTS_SHIM_H
 
@@ -34,19 +34,23 @@ inline constexpr unsigned on_disk =
 
 /// What becomes of the chosen call.
 enum class mishap {
-  none,         ///< it is only counted
-  failure,      ///< it fails with an error number
-  short_count,  ///< a read or write handles one byte only
+  none,            ///< it is only counted
+  failure,         ///< it fails with an error number
+  short_count,     ///< a read or write handles one byte only
   half_then_kill,  ///< a write handles half of its bytes, and the process is killed
-  kill_before,  ///< the process is killed instead
-  kill_after,   ///< the process is killed behind it
-  intrusion,    ///< something else is done first
-  hold,         ///< the calling thread, if it is not the one that armed the fault, stays there until the
-                ///< latter has to wait for something, or lets it go
+  kill_before,     ///< the process is killed instead
+  kill_after,      ///< the process is killed behind it
+  intrusion,       ///< something else is done first
+  hold,            ///< the calling thread, if it is not the one that armed the fault, stays there until the
+                   ///< latter has to wait for something, or lets it go
 };
 
 /// Which calls have the mishap.
-enum class extent { one_call, all_from_there };
+enum class extent {
+  one_call,
+  all_from_there,
+  every_second,  ///< from there on: who repeats each call that was interrupted gets over it
+};
 
 /// While it lives, the `which`-th (from 0) call of the kinds has the mishap. One at a time.
 class fault {
@@ -66,16 +70,16 @@ class fault {
   void disarm() const;
 };
 
-/// Waits until a thread is held by a fault of mishap::hold, or until none will be: the chosen call has come and
-/// gone, or each other thread has ended, waits on a condition or pauses. True: one is held.
+/// Waits until a thread is held by a fault of mishap::hold, or until none will be: the chosen call has come
+/// and gone, or each other thread has ended, waits on a condition or pauses. True: one is held.
 bool wait_until_held_or_idle();
 /// The same, but a thread that pauses again and again is waited for: it comes to the chosen call.
 bool wait_until_held_or_over();
 /// Lets a held thread go on.
 void let_go();
 
-/// Tests that take minutes under a sanitizer disturb every so many calls there: one in five meets each place in the
-/// code all the same, because a run passes it many times.
+/// Tests that take minutes under a sanitizer disturb every so many calls there: one in five meets each
+/// place in the code all the same, because a run passes it many times.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr long thinned = 5;
 #else
@@ -100,7 +104,8 @@ class allocation_count {
 long living_mappings();
 /// Open descriptors of the process.
 long open_descriptors();
-/// Threads of the process, when those on their way out have gone: at the latest when no more than `most` are left.
+/// Threads of the process, when those on their way out have gone: at the latest when no more than `most`
+/// are left.
 long settled_threads(long most);
 /// Threads of a process in which nothing runs: its own, and a sanitizer's.
 long idle_threads();

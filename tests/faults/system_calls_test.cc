@@ -1,5 +1,6 @@
-// System calls that fail, at the first of their kind in a small run, then at the second, and so on; also calls that
-// are interrupted or do less than they were asked to, which nobody may notice; and descriptors that are used up.
+// System calls that fail, at the first of their kind in a small run, then at the second, and so on; also
+// calls that are interrupted or do less than they were asked to, which nobody may notice; and descriptors
+// that are used up.
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -32,8 +33,10 @@ class FailingSystem : public testing::Test {
 TYPED_TEST_SUITE(FailingSystem, generations, generation_name);
 
 TYPED_TEST(FailingSystem, AFileThatCannotBeOpenedGivesAStatus) {
-  EXPECT_EQ((this->template fail<loader_way<TypeParam>>(call::open, EMFILE).statuses), std::vector<int>{-2});
-  EXPECT_EQ((this->template fail<channel_way<TypeParam>>(call::open, EACCES).statuses), std::vector<int>{-2});
+  EXPECT_EQ((this->template fail<loader_way<TypeParam>>(call::open, EMFILE).statuses),
+            std::vector<int>{-2});
+  EXPECT_EQ((this->template fail<channel_way<TypeParam>>(call::open, EACCES).statuses),
+            std::vector<int>{-2});
   EXPECT_GE((this->template fail<slicer_way<TypeParam>>(call::open, EIO).calls), 2);
   EXPECT_GE((this->template fail<reader_way<TypeParam>>(call::open, ENFILE).calls), 2);
   EXPECT_GE((this->template fail<request_way<TypeParam>>(call::open, ENOENT).calls), 2);
@@ -44,8 +47,9 @@ TYPED_TEST(FailingSystem, AReadThatFailsGivesTheCodeOfItsStep) {
   const std::vector<int> statuses = this->template fail<loader_way<TypeParam>>(call::read, EIO).statuses;
   std::vector<int> steps = statuses;
   steps.erase(std::unique(steps.begin(), steps.end()), steps.end());
-  // The tail; event index and dictionary; pointer table (the table-access library's "unreadable"); environment
-  // and description header; the heads of the header baskets, and the whole of them where they are copied.
+  // The tail; event index and dictionary; pointer table (the table-access library's "unreadable");
+  // environment and description header; the heads of the header baskets, and the whole of them where they
+  // are copied.
   const std::vector<int> copied{-3, 3, RAVO_TABLE_UNREADABLE, 5, 6, -4, -5, -6, -7};
   const std::vector<int> mapped{-3, 3, RAVO_TABLE_UNREADABLE, 5, 6, -4, -6};
   EXPECT_EQ(steps, TypeParam::records::copies_header_baskets ? copied : mapped);
@@ -55,11 +59,13 @@ TYPED_TEST(FailingSystem, AReadThatFailsAnywhereGivesAStatus) {
   EXPECT_GE((this->template fail<channel_way<TypeParam>>(call::read, EIO).calls), 20);
   EXPECT_GE((this->template fail<slicer_way<TypeParam>>(call::read, EIO).calls), 40);
   EXPECT_GE((this->template fail<reader_way<TypeParam>>(call::read, EIO).calls), 40);
-  EXPECT_GE((this->template fail<reader_way<TypeParam>>(call::read, ESTALE, extent::all_from_there).calls), 40);
+  EXPECT_GE((this->template fail<reader_way<TypeParam>>(call::read, ESTALE, extent::all_from_there).calls),
+            40);
 }
 
 TYPED_TEST(FailingSystem, AFileWhoseStateCannotBeToldGivesAStatus) {
-  EXPECT_EQ((this->template fail<loader_way<TypeParam>>(call::stat, EIO).statuses), (std::vector<int>{-2, -7}));
+  EXPECT_EQ((this->template fail<loader_way<TypeParam>>(call::stat, EIO).statuses),
+            (std::vector<int>{-2, -7}));
   EXPECT_GE((this->template fail<channel_way<TypeParam>>(call::stat, EIO).calls), 6);
   EXPECT_GE((this->template fail<slicer_way<TypeParam>>(call::stat, EIO).calls), 12);
   EXPECT_GE((this->template fail<request_way<TypeParam>>(call::stat, EIO).calls), 12);
@@ -67,7 +73,8 @@ TYPED_TEST(FailingSystem, AFileWhoseStateCannotBeToldGivesAStatus) {
 
 TYPED_TEST(FailingSystem, ASeekThatFailsIsAFileWithoutATail) {
   // The first tells the length; the second goes back to the start, and nobody reads from there.
-  EXPECT_EQ((this->template fail<loader_way<TypeParam>>(call::seek, EIO).statuses), (std::vector<int>{-3, 0}));
+  EXPECT_EQ((this->template fail<loader_way<TypeParam>>(call::seek, EIO).statuses),
+            (std::vector<int>{-3, 0}));
 }
 
 TYPED_TEST(FailingSystem, AFolderThatCannotBeReadGivesAStatus) {
@@ -79,12 +86,18 @@ TYPED_TEST(FailingSystem, AThreadThatCannotBeMadeGivesAStatusOrIsDoneWithout) {
   EXPECT_GE((this->template fail<channel_way<TypeParam>>(call::thread, EAGAIN).calls), 4);
   EXPECT_GE((this->template fail<slicer_way<TypeParam>>(call::thread, EAGAIN).calls), 8);
   EXPECT_GE((this->template fail<reader_way<TypeParam>>(call::thread, EAGAIN).calls), 8);
-  EXPECT_GE((this->template fail<reader_way<TypeParam>>(call::thread, EAGAIN, extent::all_from_there).calls), 8);
+  EXPECT_GE(
+      (this->template fail<reader_way<TypeParam>>(call::thread, EAGAIN, extent::all_from_there).calls), 8);
 }
 
 TYPED_TEST(FailingSystem, AnInterruptedReadIsRepeated) {
   this->template expect_harmless<reader_way<TypeParam>>(call::read, mishap::failure, EINTR);
   this->template expect_harmless<channel_way<TypeParam>>(call::read, mishap::failure, EINTR);
+}
+
+TYPED_TEST(FailingSystem, AnyOtherInterruptedCallIsRepeatedToo) {
+  constexpr unsigned others = call::open | call::stat | call::seek | call::open_folder | call::list_folder;
+  this->template expect_harmless<reader_way<TypeParam>>(others, mishap::failure, EINTR);
 }
 
 TYPED_TEST(FailingSystem, AShortReadIsContinued) {
@@ -119,7 +132,8 @@ TYPED_TEST(FailingSystem, TheLoaderNamesTheSystemCallAtADebugLevel) {
     const fault armed(call::read, 0, mishap::failure, EIO);
     EXPECT_EQ(loader.get_all_tables(this->run.path().c_str(), 0, nullptr), -3);
   }
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "open: Too many open files\nmmap: Input/output error\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "open: Too many open files\nmmap: Input/output error\n");
   loader.debug = 0;
   EXPECT_EQ(loader.get_all_tables(this->run.path().c_str(), 0, nullptr), 0);
 }
@@ -144,7 +158,8 @@ TYPED_TEST(FailingSystem, AChannelReaderSaysWhichBasketItCouldNotRead) {
   EXPECT_EQ(reader.running, 0);
   ravo_channel_entry_long* entry = nullptr;
   const ravo_time_id event{100, {}};
-  EXPECT_EQ(reader.get_chan_data(&event, &entry, 0), RAVO_DAQ_READ_CHAN_NO_DATA) << "and does not wait for nobody";
+  EXPECT_EQ(reader.get_chan_data(&event, &entry, 0), RAVO_DAQ_READ_CHAN_NO_DATA)
+      << "and does not wait for nobody";
   reader.clean();
 }
 
@@ -200,7 +215,8 @@ void use_up_descriptors(const run_type& run) {
       one.clean_up();
       run_once(one, again);
     }
-    EXPECT_TRUE(limited.status == way::at_end() || way::is_stated(limited.status)) << when << " " << limited.status;
+    EXPECT_TRUE(limited.status == way::at_end() || way::is_stated(limited.status))
+        << when << " " << limited.status;
     EXPECT_EQ(limited.wrong, 0u) << when;
     expect_complete<way>(again, when + ", tried again");
     EXPECT_TRUE(more > 0 || limited.read.none()) << when;

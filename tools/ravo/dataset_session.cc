@@ -14,6 +14,7 @@
 #include "ravo_dataset/find_files.h"
 #include "raw_file.h"
 #include "times.h"
+#include "whole_file.h"
 
 namespace ravo::tool {
 namespace {
@@ -61,9 +62,7 @@ void explain_nothing(const selection& wanted, output& out) {
 // Whoever names a file that is not there has mistyped it: no policy makes that good.
 void check_that_files_are_there(const selection& wanted) {
   for (const std::string& path : wanted.files) {
-    std::error_code error;
-    if (!fs::exists(path, error))
-      throw data_failure(path + ": " + why_not_readable(path).value_or("it is gone"));
+    if (!is_there(path)) throw data_failure(path + ": " + why_not_readable(path).value_or("it is gone"));
   }
 }
 
@@ -146,10 +145,16 @@ void dataset_session::follow(const read_progress& now) {
   bar_.show((static_cast<double>(round_) + part) / static_cast<double>(std::max(rounds_, round_ + 1)));
 }
 
+// Each once: those of the answer to the selection before anything is read, those of reading behind it.
+void dataset_session::tell_problems(const read_ledger& ledger) {
+  for (const std::string& problem : ledger.problems)
+    if (told_.insert(problem).second) fmt::print(stderr, "ravo: {}\n", problem);
+}
+
 dataset dataset_session::open() {
   try {
     dataset data = dataset::open(opened_, options_);
-    for (const std::string& problem : data.ledger().problems) fmt::print(stderr, "ravo: {}\n", problem);
+    tell_problems(data.ledger());
     if (wanted_.files.empty()) tell_other_streams(paths_of(data), wanted_.stream);
     return data;
   } catch (const files_not_found& error) {
@@ -158,12 +163,31 @@ dataset dataset_session::open() {
   } catch (const selection_error& error) {
     throw data_failure(in_our_words(error));
   } catch (const missing_data& error) {
-    // The tool has more to say about a file that is refused.
+    // The tool has more to say about a file that is refused, unless it was the machine.
+    if (is_error_of_the_machine(error.what())) throw data_failure(in_our_words(error));
     for (const std::string& path : files_there(opened_))
       if (const auto reason = why_refused(path)) throw data_failure(*reason);
     throw data_failure(in_our_words(error));
   }
 }
+
+namespace {
+
+// A machine on which not one of the wanted values can be read is no empty window. `left_out` files were not
+// read from the start.
+std::optional<std::string> why_nothing_was_read(const read_ledger& ledger, std::size_t left_out) {
+  if (ledger.delivered() > 0) return std::nullopt;
+  std::uint64_t unread = 0;
+  for (const channel_ledger& one : ledger.channels)
+    unread += one.missing[static_cast<std::size_t>(missing_cause::file_missing)];
+  if (unread == 0 && ledger.files.size() == left_out) return std::nullopt;
+  std::string text = "not one of the values could be read";
+  for (const std::string& problem : ledger.problems)
+    if (problem.find(" could not be read: ") != std::string::npos) return text + ": " + problem;
+  return text + "; what is named above says why";
+}
+
+}  // namespace
 
 void dataset_session::run(const std::function<void(dataset&)>& work) {
   const char* end = "complete";
@@ -173,7 +197,10 @@ void dataset_session::run(const std::function<void(dataset&)>& work) {
     dataset data = open();
     check_members(data);
     ledger_ = data.ledger();
+    const std::size_t left_out = ledger_.files.size();
     work(data);
+    failure = why_nothing_was_read(ledger_, left_out);
+    if (failure) end = "missing_data";
   } catch (const read_cancelled&) {
     is_interrupted = true;
   } catch (const interrupted&) {
@@ -210,6 +237,8 @@ void dataset_session::read_events(dataset& data, const event_options& options,
 
 void dataset_session::close(const char* end) {
   const std::string text = independent_of_the_directory(wanted_).to_text();
+  out_.flush();
+  tell_problems(ledger_);
   if (form_ == print_form::table) {
     out_.flush();
     fmt::print(stderr, "selection: {}\n", text);

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "interrupt.h"
@@ -57,6 +58,7 @@ class dataset_session {
 
  private:
   dataset open();
+  void tell_problems(const read_ledger& ledger);
   void close(const char* end);
   void follow(const read_progress& now);
 
@@ -69,7 +71,8 @@ class dataset_session {
   stop_on_interrupt stop_;
   read_ledger ledger_;
   json closing_ = json::object();
-  std::size_t rounds_ = 1;  // of the dataset's progress, from 0 bytes to all
+  std::set<std::string> told_;  // problems
+  std::size_t rounds_ = 1;      // of the dataset's progress, from 0 bytes to all
   std::size_t round_ = 0;
   std::uint64_t done_bytes_ = 0;  // of this one
 };

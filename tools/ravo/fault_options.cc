@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <filesystem>
 #include <map>
 #include <string>
 
@@ -80,9 +79,8 @@ namespace {
 
 // Keys of files that had the same names before and are gone would be taken for those of the new ones.
 void remove_old_keys(const std::vector<std::string>& files, const std::string& folder) {
-  std::error_code is_not_there;
-  for (const std::string& file : files) std::filesystem::remove(file + key_suffix, is_not_there);
-  std::filesystem::remove(folder + "/all" + key_suffix, is_not_there);
+  for (const std::string& file : files) remove_file(file + key_suffix);
+  remove_file(folder + "/all" + key_suffix);
 }
 
 }  // namespace

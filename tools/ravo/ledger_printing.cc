@@ -57,7 +57,9 @@ std::vector<refused_file> refused_files(const read_ledger& ledger) {
   for (const refused_file& file : ledger.files) {
     // Of a file that is not there the dataset knows more: who said that it should be.
     std::error_code error;
-    const auto reason = std::filesystem::exists(file.path, error) ? why_refused(file.path) : std::nullopt;
+    const bool is_damaged =
+        std::filesystem::exists(file.path, error) && !is_error_of_the_machine(file.problem);
+    const auto reason = is_damaged ? why_refused(file.path) : std::nullopt;
     all.push_back({file.path, reason.value_or(file.path + ": " + file.problem)});
   }
   std::set<std::string> looked_into;
@@ -73,6 +75,11 @@ std::string key_of(const char* words) {
   std::string key = words;
   std::replace(key.begin(), key.end(), ' ', '_');
   return key;
+}
+
+bool is_error_of_the_machine(std::string_view problem) {
+  return problem.find("it cannot be read: ") != problem.npos ||
+         problem.find("it cannot be opened: ") != problem.npos;
 }
 
 std::optional<std::string> why_refused(const std::string& path) {

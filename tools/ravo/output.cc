@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "failure.h"
+#include "uninterrupted.h"
 
 namespace ravo::tool {
 namespace {
@@ -28,7 +29,7 @@ constexpr off_t bounded_bytes = 1 << 20;
 output::output() {
   // A caller may have closed standard output; then there is nothing to print to, and no failure.
   int own = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-  if (own < 0) own = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (own < 0) own = uninterrupted::open("/dev/null", O_WRONLY | O_CLOEXEC);
   if (own < 0) fail("standard output cannot be used");
   file_ = fdopen(own, "w");
   if (!file_) fail("standard output cannot be used");
@@ -67,20 +68,21 @@ void output::show_library_output() {
 std::string output::take_library_output() {
   std::cout.flush();
   std::fflush(stdout);
-  const off_t size = lseek(kept_, 0, SEEK_END);
+  const off_t size = uninterrupted::lseek(kept_, 0, SEEK_END);
   std::string text;
   if (size > 0) {
     text.resize(static_cast<std::size_t>(size < shown_bytes ? size : shown_bytes));
-    const ssize_t got = pread(kept_, text.data(), text.size(), size - static_cast<off_t>(text.size()));
+    const ssize_t got =
+        uninterrupted::pread(kept_, text.data(), text.size(), size - static_cast<off_t>(text.size()));
     text.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
   }
-  if (ftruncate(kept_, 0) == 0) lseek(kept_, 0, SEEK_SET);
+  if (uninterrupted::ftruncate(kept_, 0) == 0) uninterrupted::lseek(kept_, 0, SEEK_SET);
   while (!text.empty() && text.back() == '\n') text.pop_back();
   return text;
 }
 
 void output::bound_library_output() {
-  if (lseek(kept_, 0, SEEK_END) > bounded_bytes) take_library_output();
+  if (uninterrupted::lseek(kept_, 0, SEEK_END) > bounded_bytes) take_library_output();
 }
 
 }  // namespace ravo::tool

@@ -15,8 +15,10 @@
 #include "ravo_data_types.h"
 #include "ravo_evutl.h"
 #include "ravo_payload.h"
+#include "read_exactly.h"
 #include "refusal.h"
 #include "times.h"
+#include "uninterrupted.h"
 
 namespace ravo::tool {
 namespace {
@@ -91,10 +93,10 @@ void tell_description_problem(const raw_file& file) {
 std::optional<std::string> why_not_readable(const std::string& path) {
   if (path.empty()) return "the name is empty";
   struct stat about {};
-  if (stat(path.c_str(), &about) != 0) return std::strerror(errno);
+  if (uninterrupted::stat(path.c_str(), &about) != 0) return std::strerror(errno);
   if (S_ISDIR(about.st_mode)) return "is a folder, not a file";
   if (!S_ISREG(about.st_mode)) return "is not a regular file";
-  if (access(path.c_str(), R_OK) != 0) return std::strerror(errno);
+  if (uninterrupted::access(path.c_str(), R_OK) != 0) return std::strerror(errno);
   if (about.st_size == 0) return "is empty";
   return std::nullopt;
 }
@@ -161,7 +163,7 @@ std::vector<event_summary> raw_file::events() const {
 
 std::uint32_t raw_file::length_at(std::uint32_t offset) const {
   unsigned char head[8];
-  if (offset == 0 || pread(descriptor_, head, sizeof head, offset) != sizeof head) return 0;
+  if (offset == 0 || !read_exactly(descriptor_, offset, head, sizeof head)) return 0;
   return word(head + 4);
 }
 
@@ -206,7 +208,7 @@ std::span<const ravo_event_chan_ptr_entry> raw_file::places_of(std::size_t chann
 }
 
 bool raw_file::read_at(std::uint32_t offset, std::span<unsigned char> bytes) const {
-  return pread(descriptor_, bytes.data(), bytes.size(), offset) == static_cast<ssize_t>(bytes.size());
+  return read_exactly(descriptor_, offset, bytes.data(), bytes.size());
 }
 
 int raw_file::members_of(std::size_t channel) const {

@@ -18,6 +18,7 @@
 #include "ravo_xml.h"
 #include "ravo_xml_status.h"
 #include "read_exactly.h"
+#include "uninterrupted.h"
 
 namespace ravo::tool {
 namespace {
@@ -34,7 +35,7 @@ using owned = std::unique_ptr<Table, free_memory>;
 class open_file {
  public:
   explicit open_file(const std::string& path) : fd(path.c_str()) {
-    if (fd >= 0) length = static_cast<long>(lseek(fd, 0, SEEK_END));
+    if (fd >= 0) length = static_cast<long>(uninterrupted::lseek(fd, 0, SEEK_END));
   }
 
   const opened_file fd;
@@ -48,7 +49,7 @@ std::string refused(const char* table, int status) {
 // Beside the table's refusal: what the file looks like, which often tells more.
 std::string appearance(const open_file& file) {
   char head[256];
-  const ssize_t got = pread(file.fd, head, sizeof head, 0);
+  const ssize_t got = uninterrupted::pread(file.fd, head, sizeof head, 0);
   const std::string_view begin(head, got > 0 ? static_cast<std::size_t>(got) : 0);
   const std::string_view signature(RAVO_FILE_SIGNATURE_2010, sizeof RAVO_FILE_SIGNATURE_2010 - 1);
   const std::string_view older_signature(RAVO_FILE_SIGNATURE, sizeof RAVO_FILE_SIGNATURE - 1);
@@ -154,6 +155,10 @@ std::string explain_refusal(const std::string& path, int code) {
   const open_file file(path);
   if (file.fd < 0) return std::strerror(errno);
   if (file.length < tail_size) return "too short for a raw file";
+  // A machine that cannot read the file says nothing of the file.
+  char first = 0;
+  if (uninterrupted::pread(file.fd, &first, 1, 0) < 0)
+    return fmt::format("it cannot be read: {}", std::strerror(errno));
   const table_operations& library = operations_for(path);
   owned<ravo_file_reference_table_2010> reference;
   if (const int status = read_reference_table(file, library, reference); status != 0)

@@ -4,23 +4,16 @@
 
 #include <charconv>
 #include <cmath>
-#include <filesystem>
 
 #include "failure.h"
 #include "help_format.h"
 #include "ravo_dataset/errors.h"
 #include "request_options.h"
 #include "times.h"
+#include "whole_file.h"
 
 namespace ravo::tool {
 namespace {
-
-namespace fs = std::filesystem;
-
-bool exists(const std::string& path) {
-  std::error_code error;
-  return fs::exists(path, error) && !error;
-}
 
 // "EXPERIMENT/STREAM", which a path may look like too.
 bool may_be_stream(const std::string& word) {
@@ -43,7 +36,7 @@ sorted_words sort_words(const selection_arguments& arguments) {
     sorted.text += (sorted.text.empty() ? "" : " ") + word;
   };
   for (const std::string& word : arguments.words) {
-    if (exists(word))
+    if (is_there(word))
       sorted.files.push_back(word);
     else if (word.find('=') != std::string::npos)
       add_text(word);

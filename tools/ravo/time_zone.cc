@@ -6,7 +6,9 @@
 #include <cctype>
 #include <cstdlib>
 #include <ctime>
-#include <fstream>
+
+#include "opened_file.h"
+#include "read_exactly.h"
 
 namespace ravo::tool {
 namespace {
@@ -15,8 +17,8 @@ namespace {
 // begins as zone files do is handed to it.
 bool is_zone_file(const std::string& path) {
   char head[4] = {};
-  std::ifstream file(path, std::ios::binary);
-  return file.read(head, sizeof head) && std::string_view(head, sizeof head) == "TZif";
+  const opened_file file(path.c_str());
+  return file >= 0 && read_exactly(file, 0, head, sizeof head) && std::string_view(head, sizeof head) == "TZif";
 }
 
 // Names lead below the folder of zone files, and nowhere else.

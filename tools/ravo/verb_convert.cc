@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <functional>
 
 #include "convert/compare_files.h"
@@ -11,10 +10,12 @@
 #include "convert/sources.h"
 #include "convert/staging.h"
 #include "failure.h"
+#include "folders.h"
 #include "interrupt.h"
 #include "progress.h"
 #include "raw_file.h"
 #include "verb.h"
+#include "whole_file.h"
 
 namespace ravo::tool {
 namespace {
@@ -48,9 +49,8 @@ class work_progress {
 
  private:
   static double size_of(const conversion_source& source) {
-    std::error_code error;
-    const auto size = std::filesystem::file_size(source.path, error);
-    return source.is_current || error ? 0.0 : static_cast<double>(size);
+    const auto size = length_of_file(source.path);
+    return source.is_current || !size ? 0.0 : static_cast<double>(*size);
   }
 
   progress_bar bar_;
@@ -87,9 +87,9 @@ class batch {
       else
         convert(older, source, result);
       result.verified = asked_.verify || asked_.verify_only;
-      std::error_code error;
-      result.output_bytes = std::filesystem::file_size(source.target, error);
-      if (error) throw data_failure(fmt::format("{}: {}", source.target, error.message()));
+      const auto size = length_of_file(source.target);
+      if (!size) throw data_failure(source.target + ": is gone, or no file any more");
+      result.output_bytes = *size;
     } catch (const data_failure& failure) {
       result.problem = failure.what();
       result.converted.reset();
@@ -102,8 +102,7 @@ class batch {
   void convert(raw_file& older, const conversion_source& source, conversion_outcome& result) {
     const overwriting existing = asked_.force ? overwriting::allowed : overwriting::refused;
     // Told before the work, not behind it.
-    std::error_code error;
-    if (existing == overwriting::refused && std::filesystem::exists(source.target, error))
+    if (existing == overwriting::refused && is_there(source.target))
       throw data_failure(source.target + ": is there already; --force replaces it");
     const staging_folder staging(asked_.into);
     result.converted =
@@ -121,13 +120,25 @@ class batch {
 // What is wrong with the folder is wrong for all files: it is said once.
 void check_folder(const std::string& folder) {
   if (folder.empty()) throw usage_failure("--into: the name of the folder is empty");
-  std::error_code error;
-  if (std::filesystem::exists(folder, error) && !std::filesystem::is_directory(folder, error))
-    throw data_failure(folder + ": is a file, not a folder");
+  if (is_there(folder) && !is_folder(folder)) throw data_failure(folder + ": is a file, not a folder");
+}
+
+// What conversions that were killed left is of no use to anybody.
+void clear(const std::string& folder) {
+  for (const left_behind& left : remove_left_behind(folder))
+    if (left.problem.empty())
+      fmt::print(stderr, "ravo: {}: removed; an earlier conversion was ended before it was done\n",
+                 left.path);
+    else
+      fmt::print(stderr,
+                 "ravo: {}: an earlier conversion left it, and it cannot be removed: {}; remove it when no "
+                 "conversion into {} runs\n",
+                 left.path, left.problem, folder);
 }
 
 void run(const options& asked, output& out) {
   check_folder(asked.into);
+  if (!asked.verify_only) clear(asked.into);
   const std::vector<conversion_source> sources = find_sources(asked.files, asked.into);
   if (sources.empty())
     throw data_failure(fmt::format("there are no raw files (*.raw) in {}", fmt::join(asked.files, ", ")));

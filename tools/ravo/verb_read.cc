@@ -77,7 +77,7 @@ void read_by_dataset(const options& asked, const asked_selection& what, output& 
       session.add_to_closing("events", ++events);
       print(printable.printable(one), asked, out);
     });
-    if (events == 0) tell_of_no_event(out);
+    if (events == 0 && data.ledger().missing() == 0) tell_of_no_event(out);
   });
 }
 

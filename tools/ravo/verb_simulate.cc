@@ -2,7 +2,6 @@
 #include <fmt/format.h>
 
 #include <cmath>
-#include <filesystem>
 #include <limits>
 
 #include "answer_key.h"
@@ -16,6 +15,7 @@
 #include "time_grammar.h"
 #include "times.h"
 #include "verb.h"
+#include "whole_file.h"
 
 namespace ravo::tool {
 namespace {
@@ -61,23 +61,15 @@ simulator::settings complete(const options& asked) {
   return what;
 }
 
-void make_folder(const std::string& folder) {
-  std::error_code error;
-  std::filesystem::create_directories(folder, error);
-  if (std::error_code unseen; error || !std::filesystem::is_directory(folder, unseen))
-    throw data_failure(fmt::format("{}: {}", folder, error ? error.message() : "is a file, not a folder"));
-}
-
 void report(const simulator::settings& what, const simulator::simulation_result& result, bool as_json,
             output& out) {
   for (const std::string& file : result.files) {
-    std::error_code error;
-    const auto size = std::filesystem::file_size(file, error);
-    if (error) continue;  // it was made to be missing
+    const auto size = length_of_file(file);
+    if (!size) continue;  // it was made to be missing
     if (as_json)
-      out.print(json_line({{"file", file}, {"bytes", size}}));
+      out.print(json_line({{"file", file}, {"bytes", *size}}));
     else
-      fmt::print(out.file(), "{}  {} bytes\n", file, size);
+      fmt::print(out.file(), "{}  {} bytes\n", file, *size);
   }
   if (as_json) return;
   fmt::print(out.file(), "{} file{}, {} events, {} blocks of {} channels, seed {}\n", result.files.size(),

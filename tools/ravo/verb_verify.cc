@@ -11,6 +11,7 @@
 #include "interrupt.h"
 #include "progress.h"
 #include "request_options.h"
+#include "uninterrupted.h"
 #include "verb.h"
 #include "verify/catalogue_search.h"
 #include "verify/channel_list.h"
@@ -109,7 +110,7 @@ void print_summary(const options& asked, const tally& sum, output& out) {
 
 std::uint64_t size_of(const std::string& path) {
   struct stat about {};
-  return stat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode)
+  return uninterrupted::stat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode)
              ? static_cast<std::uint64_t>(about.st_size)
              : 0;
 }

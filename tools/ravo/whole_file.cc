@@ -5,8 +5,10 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 #include <utility>
 
+#include "folders.h"
 #include "opened_file.h"
 #include "uninterrupted.h"
 
@@ -51,6 +53,36 @@ std::string read_whole_file(const std::string& path) {
     text.resize(before + static_cast<std::size_t>(got));
     if (got == 0) return text;
   }
+}
+
+std::optional<std::uint64_t> length_of_file(const std::string& path) {
+  struct stat about {};
+  if (uninterrupted::stat(path.c_str(), &about) != 0 || !S_ISREG(about.st_mode)) return std::nullopt;
+  return static_cast<std::uint64_t>(about.st_size);
+}
+
+bool is_there(const std::string& path) { return uninterrupted::access(path.c_str(), F_OK) == 0; }
+
+bool is_same_file(const std::string& one, const std::string& other) {
+  struct stat first {
+  }, second{};
+  return uninterrupted::stat(one.c_str(), &first) == 0 &&
+         uninterrupted::stat(other.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
+         first.st_ino == second.st_ino;
+}
+
+void remove_file(const std::string& path) {
+  if (uninterrupted::unlink(path.c_str()) != 0 && errno != ENOENT)
+    throw whole_file_failure(path + ": " + std::strerror(errno));
+}
+
+void make_folder(const std::string& path) {
+  std::set<std::string> changed;
+  const int error = make_folders(path, changed);
+  if (error != 0)
+    throw whole_file_failure(path + ": " +
+                             (error == EEXIST ? "is a file, not a folder" : std::strerror(error)));
+  for (const std::string& folder : changed) uninterrupted::sync_folder(folder.c_str());
 }
 
 whole_file::whole_file(std::string path) : path_(std::move(path)), target_(resolved(path_)) {
@@ -129,8 +161,7 @@ void whole_file::publish() {
   if (!is_in_place_) {
     if (uninterrupted::fsync(file_) != 0) fail(errno);
     give_name();
-    // The file is in place; where folders cannot be brought to disk (EINVAL), the system sees to it.
-    if (uninterrupted::sync_folder(folder_.c_str()) != 0 && errno == EIO) fail(errno);
+    if (uninterrupted::sync_folder(folder_.c_str()) != 0) fail(errno);
   }
   const int file = std::exchange(file_, -1);
   if (::close(file) != 0 && errno != EINTR) fail(errno);

@@ -4,6 +4,8 @@
 #ifndef RAVO_TOOL_WHOLE_FILE_H
 #define RAVO_TOOL_WHOLE_FILE_H
 
+#include <cstdint>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -18,6 +20,17 @@ struct whole_file_failure : std::runtime_error {
 
 /// All of a file. Throws whole_file_failure.
 std::string read_whole_file(const std::string& path);
+
+/// The length of a file; nothing when there is no such regular file.
+std::optional<std::uint64_t> length_of_file(const std::string& path);
+/// Whether something bears the name, and may be found.
+bool is_there(const std::string& path);
+/// Whether both names lead to one file that is there.
+bool is_same_file(const std::string& one, const std::string& other);
+/// Takes a file away if it is there. Throws whole_file_failure.
+void remove_file(const std::string& path);
+/// Makes a folder and those around it that are not there. Throws whole_file_failure.
+void make_folder(const std::string& path);
 
 class whole_file {
  public:
@@ -34,7 +47,7 @@ class whole_file {
   void append(std::string_view text);
   void append(std::span<const unsigned char> bytes);
   /// Brings the file to disk and gives it its name, in place of what bore it. Throws whole_file_failure;
-  /// then nothing has changed under the name.
+  /// then nothing has changed under the name, unless the folder is what cannot be brought to disk.
   void publish();
 
  private:

@@ -85,7 +85,7 @@ void dataset_state::open() {
 // How many values such a file holds is not known: no limit below "all" can be said to hold.
 void dataset_state::check_that_files_may_be_missing() const {
   if (refused.empty() || options.damage.largest_missing_share >= 1) return;
-  throw missing_data("The file " + refused.front().path + " cannot be read: " + refused.front().problem);
+  throw missing_data("The file " + refused.front().path + " is left out: " + refused.front().problem);
 }
 
 void dataset_state::look_into_files(const std::vector<std::string>& paths) {
@@ -97,7 +97,8 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
     check_stop();
     const auto file = opened.get(i);
     if (!file) {
-      found[i].look.problem = "it cannot be opened";
+      found[i].look.problem = "it cannot be opened: " + opened.why_not(i);
+      if (opened.why_not(i).empty()) found[i].look.problem = "it is no regular file, or changes right now";
       return;
     }
     found[i].look = datasets::look_into(*file, [&](const datasets::listed_channel& channel) {
@@ -106,6 +107,8 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
                                    {channel.row, channel.count, channel.dtype_mask},
                                    channel.event_mask});
     });
+    if (const std::string why = opened.why_not(i); !why.empty() && !found[i].look.problem.empty())
+      found[i].look.problem = "it cannot be read: " + why;
     take_memory(found[i].channels.capacity() * sizeof(looked_into::channel),
                 "Finding the channels of files", shares[i]);
   });
@@ -125,7 +128,7 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   }
   check_that_files_may_be_missing();
   if (files.empty())
-    throw missing_data("The file " + refused.front().path + " cannot be read: " + refused.front().problem);
+    throw missing_data("The file " + refused.front().path + " is left out: " + refused.front().problem);
   if (readable.size() < paths.size()) opened.set_paths(readable);
 
   wanted_channels = datasets::match_channels(wanted.channels, names);
@@ -219,10 +222,20 @@ read_ledger dataset_state::new_account() const {
   return account;
 }
 
+/// Says once why a file that was opened can no longer be read.
+void dataset_state::note_unreadable(read_ledger& to, std::uint32_t file) const {
+  const std::string why = opened.why_not(file);
+  if (why.empty()) return;
+  const std::string text = "The file " + files[file].path + " could not be read: " + why;
+  if (std::find(to.problems.begin(), to.problems.end(), text) == to.problems.end())
+    to.problems.push_back(text);
+}
+
 /// Counts a value that was expected and is missing, or nothing at all where there is no memory for it.
 void dataset_state::note_missing(read_ledger& to, std::size_t position, std::size_t channel,
                                  const entry& where, missing_cause cause) const {
   std::uint64_t& count = to.channels[position].missing[static_cast<std::size_t>(cause)];
+  if (cause == missing_cause::file_missing) note_unreadable(to, where.file);
   if (to.values.size() < read_ledger::most_listed || count == 0)
     to.values.push_back(
         {channels[channel].label, files[where.file].path, where.chhd, {where.number, where.time}, cause});
@@ -285,6 +298,7 @@ void dataset_state::account_left_out(read_ledger& to, std::size_t position, cons
       const bool is_listed = std::any_of(to.files.begin(), to.files.end(),
                                          [&](const refused_file& one) { return one.path == path; });
       if (!is_listed) to.files.push_back({path, problem});
+      note_unreadable(to, part.files[i]);
       if (options.damage.largest_missing_share < 1)
         throw missing_data("The file " + path + " is gone: " + problem);
       continue;

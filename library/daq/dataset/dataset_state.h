@@ -97,6 +97,7 @@ class dataset_state {
  private:
   void look_into_files(const std::vector<std::string>& paths);
   void check_that_files_may_be_missing() const;
+  void note_unreadable(read_ledger& to, std::uint32_t file) const;
   void note_missing(read_ledger& to, std::size_t position, std::size_t channel,
                     const datasets::entry& where, missing_cause cause) const;
   bool takes_whole_file(std::uint32_t file) const;

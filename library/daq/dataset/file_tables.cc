@@ -1,6 +1,7 @@
 #include "file_tables.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -406,23 +407,35 @@ file_look look(tables<G>& of_file, ravo_file_generation generation,
   return result;
 }
 
+/// Called when tables could not be loaded, behind the call that failed. Statuses of the table-access
+/// library do not say whether the file or the machine is to blame; the error number does.
+void note_error_of_the_machine(const open_file& file) {
+  if (errno != 0 && errno != EAGAIN) file.note_error(errno);  // EAGAIN: a part is not in memory, no more
+}
+
 template <class G>
 std::optional<std::vector<channel_rows>> rows_of(const open_file& file, const known_file& known,
                                                  const std::vector<std::string>& names) {
   tables<G> of_file(file);
-  if (!of_file.load_reference()) return std::nullopt;
-  return of_file.rows(names, known);
+  errno = 0;
+  if (of_file.load_reference())
+    if (auto rows = of_file.rows(names, known)) return rows;
+  note_error_of_the_machine(file);
+  return std::nullopt;
 }
 
 }  // namespace
 
 file_look look_into(const open_file& file, const std::function<void(const listed_channel&)>& visit) {
-  if (tables<generation_2010> current(file); current.load_reference())
-    return look(current, ravo_file_generation::current, visit);
-  if (tables<generation_2009> older(file); older.load_reference())
-    return look(older, ravo_file_generation::older, visit);
   file_look result;
-  result.problem = "it is no raw file of either generation, or was cut short";
+  errno = 0;
+  if (tables<generation_2010> current(file); current.load_reference())
+    result = look(current, ravo_file_generation::current, visit);
+  else if (tables<generation_2009> older(file); older.load_reference())
+    result = look(older, ravo_file_generation::older, visit);
+  else
+    result.problem = "it is no raw file of either generation, or was cut short";
+  if (!result.problem.empty()) note_error_of_the_machine(file);
   return result;
 }
 

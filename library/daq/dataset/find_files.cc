@@ -9,6 +9,7 @@
 #include <new>
 #include <set>
 
+#include "folders.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_evutl.h"
 #include "requested_files.h"
@@ -17,7 +18,7 @@ namespace ravo {
 namespace {
 
 void add_listed(const std::string& path, std::vector<std::string>& files) {
-  if (!datasets::is_folder(path)) {
+  if (!is_folder(path)) {
     files.push_back(path);  // whether it can be read is told when it is opened
     return;
   }
@@ -28,7 +29,7 @@ void add_listed(const std::string& path, std::vector<std::string>& files) {
 
 /// A name that all paths to a file share; the path itself where there is no file.
 std::string one_name_of(const char* path) {
-  const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path, nullptr), &std::free);
+  const std::unique_ptr<char, decltype(&std::free)> resolved(uninterrupted::realpath(path), &std::free);
   if (!resolved && errno == ENOMEM) throw std::bad_alloc();
   return resolved ? resolved.get() : path;
 }

@@ -6,13 +6,21 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "uninterrupted.h"
 
 namespace ravo::datasets {
 
 // Without O_NONBLOCK a named pipe would be waited for; regular files do not care.
-open_file::open_file(const char* path) : descriptor_(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+open_file::open_file(const char* path, std::shared_ptr<std::atomic<int>> error)
+    : error_(std::move(error)), descriptor_(uninterrupted::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
   struct stat found {};
-  if (descriptor_ >= 0 && ::fstat(descriptor_, &found) == 0 && S_ISREG(found.st_mode)) status_ = found;
+  if (descriptor_ < 0 || uninterrupted::fstat(descriptor_, &found) != 0)
+    note_error(errno);
+  else if (S_ISREG(found.st_mode))
+    status_ = found;
 }
 
 open_file::~open_file() {
@@ -22,10 +30,12 @@ open_file::~open_file() {
 std::optional<std::size_t> open_file::read(std::uint64_t offset, void* into, std::size_t size) const {
   std::size_t done = 0;
   while (done < size) {
-    const ssize_t got = ::pread(descriptor_, static_cast<char*>(into) + done, size - done,
-                                static_cast<off_t>(offset + done));
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return std::nullopt;
+    const ssize_t got = uninterrupted::pread(descriptor_, static_cast<char*>(into) + done, size - done,
+                                             static_cast<off_t>(offset + done));
+    if (got < 0) {
+      note_error(errno);
+      return std::nullopt;
+    }
     if (got == 0) break;
     done += static_cast<std::size_t>(got);
   }
@@ -45,7 +55,10 @@ void open_file::expect(std::uint64_t offset, std::size_t size) const {
 bool open_file::is_at_hand(std::uint64_t offset) const {
   char byte;
   const iovec into{&byte, 1};
-  return ::preadv2(descriptor_, &into, 1, static_cast<off_t>(offset), RWF_NOWAIT) >= 0 || errno != EAGAIN;
+  return uninterrupted::repeat([&] {
+           return ::preadv2(descriptor_, &into, 1, static_cast<off_t>(offset), RWF_NOWAIT);
+         }) >= 0 ||
+         errno != EAGAIN;
 }
 
 void open_files::set_paths(std::vector<std::string> paths) {
@@ -53,6 +66,8 @@ void open_files::set_paths(std::vector<std::string> paths) {
   by_use_.clear();
   opened_.clear();
   identities_.assign(paths.size(), std::nullopt);
+  errors_.clear();
+  for (std::size_t i = 0; i < paths.size(); ++i) errors_.push_back(std::make_shared<std::atomic<int>>(0));
   paths_ = std::move(paths);
 }
 
@@ -83,11 +98,17 @@ std::shared_ptr<const open_file> open_files::get(std::size_t file) {
 }
 
 std::shared_ptr<const open_file> open_files::open(std::size_t file) {
-  auto opened = std::make_shared<open_file>(paths_[file].c_str());
+  auto opened = std::make_shared<open_file>(paths_[file].c_str(), errors_[file]);
   const std::optional<struct stat>& found = opened->status();
   if (!found || !is_the_same(file, {found->st_dev, found->st_ino, found->st_size, found->st_mtim}))
     return nullptr;
   return opened;
+}
+
+std::string open_files::why_not(std::size_t file) const {
+  const std::lock_guard lock(mutex_);
+  const int error = *errors_[file];
+  return error == 0 ? "" : std::generic_category().message(error);
 }
 
 bool open_files::is_the_same(std::size_t file, const identity& found) {

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <list>
@@ -22,8 +23,9 @@ namespace ravo::datasets {
 /// An open file, closed when nobody uses it any more.
 class open_file {
  public:
-  /// Opens a regular file, or leaves it at that.
-  explicit open_file(const char* path);
+  /// Opens a regular file, or leaves it at that. `error` takes the error number of the machine whenever the
+  /// file cannot be opened or read: that is no damage of the file.
+  open_file(const char* path, std::shared_ptr<std::atomic<int>> error);
   ~open_file();
   open_file(const open_file&) = delete;
   open_file& operator=(const open_file&) = delete;
@@ -42,8 +44,11 @@ class open_file {
   void expect(std::uint64_t offset, std::size_t size) const;
   /// Whether the system has the byte at an offset in memory. True also where it cannot tell.
   bool is_at_hand(std::uint64_t offset) const;
+  /// Notes an error that somebody else had with the descriptor.
+  void note_error(int error) const { *error_ = error; }
 
  private:
+  std::shared_ptr<std::atomic<int>> error_;
   int descriptor_;
   std::optional<struct stat> status_;
 };
@@ -56,6 +61,9 @@ class open_files {
   void set_paths(std::vector<std::string> paths);
   /// The open file, or null when it cannot be opened or is another one than it was.
   std::shared_ptr<const open_file> get(std::size_t file);
+  /// Why a file could not be opened or read, the last time that it could not, in the system's words; empty
+  /// when the machine had no part in it.
+  std::string why_not(std::size_t file) const;
 
  private:
   struct identity {
@@ -68,9 +76,10 @@ class open_files {
   bool is_the_same(std::size_t file, const identity& found);
 
   const std::size_t limit_;
-  std::mutex mutex_;  ///< guards what follows
+  mutable std::mutex mutex_;  ///< guards what follows
   std::vector<std::string> paths_;
   std::vector<std::optional<identity>> identities_;
+  std::vector<std::shared_ptr<std::atomic<int>>> errors_;                       ///< 0: none
   std::list<std::pair<std::size_t, std::shared_ptr<const open_file>>> by_use_;  ///< the last used first
   std::unordered_map<std::size_t, decltype(by_use_)::iterator> opened_;
 };

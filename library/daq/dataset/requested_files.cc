@@ -1,21 +1,18 @@
 #include "requested_files.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 #include <utility>
 
+#include "folders.h"
 #include "ravo_daq/generation_2010.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_evutl.h"
 #include "ravo_run_catalogue.h"
 #include "reader/closed_file.h"
 #include "reader/data_path_list.h"
-#include "reader/folder_listing.h"
 #include "reader/raw_file_names.h"
 
 namespace ravo::datasets {
@@ -54,7 +51,8 @@ class catalogue_answer {
   std::vector<ravo_root_xml_files*> records;
 };
 
-constexpr int only_closed_files = 1;
+// Whether a file is complete is looked at here: the catalogue knows it as it was when it was built.
+constexpr int growing_files_too = 0;
 
 /// The answer to a request while it is put together.
 class request_answer {
@@ -84,7 +82,8 @@ class request_answer {
     std::vector<int> without = ask_catalogue_for_runs(first, last, listed);
     if (!listed.empty()) {
       for (const std::string& path : listed) take_catalogued(path);
-      tell_of_runs(without, "the run catalogue has no complete files of them");
+      tell_of_runs(without,
+                   "the run catalogue has none with events; build it again if some have come since");
       return;
     }
     const paths named =
@@ -124,7 +123,7 @@ class request_answer {
       catalogue_answer answer;
       if (wanted_.catalogue.empty() ||
           get_files_for_runs(&one, &answer.records, wanted_.experiment.c_str(), wanted_.stream.c_str(),
-                             wanted_.catalogue.c_str(), only_closed_files) != 0 ||
+                             wanted_.catalogue.c_str(), growing_files_too) != 0 ||
           !answer.add_to(files))
         without.push_back(run);
     }
@@ -157,7 +156,7 @@ class request_answer {
       paths listed;
       if (!wanted_.catalogue.empty() &&
           get_files_for_period(wanted_.from->timeup, stop, &answer.records, wanted_.experiment.c_str(),
-                               wanted_.stream.c_str(), wanted_.catalogue.c_str(), only_closed_files) == 0)
+                               wanted_.stream.c_str(), wanted_.catalogue.c_str(), growing_files_too) == 0)
         answer.add_to(listed);
       tell_of_damage(damaged);
       for (const std::string& path : listed) take_catalogued(path);
@@ -258,11 +257,6 @@ class request_answer {
 
 }  // namespace
 
-bool is_folder(const std::string& path) {
-  struct stat found {};
-  return ::stat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
-}
-
 paths raw_files_of(const std::string& folder) {
   folder_listing listing(folder.c_str());
   const std::string prefix = folder.ends_with('/') ? folder : folder + "/";
@@ -270,7 +264,7 @@ paths raw_files_of(const std::string& folder) {
   while (const char* name = listing.next())
     if (std::string_view(name).ends_with(".raw")) files.push_back(prefix + name);
   if (!listing.is_readable())
-    throw selection_error("The folder " + folder + " cannot be read: " + std::strerror(errno));
+    throw selection_error("The folder " + folder + " cannot be read: " + std::strerror(listing.error()));
   return files;
 }
 

@@ -13,7 +13,6 @@ namespace ravo::datasets {
 /// The paths of the raw files in a folder. Throws selection_error for one that cannot be read as a whole:
 /// files of it would be missing without a word.
 std::vector<std::string> raw_files_of(const std::string& folder);
-bool is_folder(const std::string& path);
 
 /// As find_files(), in any order. Throws files_not_found when there is no file that can be taken.
 found_files requested_files(const selection& wanted);

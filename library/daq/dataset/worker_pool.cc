@@ -5,6 +5,7 @@
 #include <chrono>
 #include <exception>
 #include <memory>
+#include <system_error>
 
 namespace ravo::datasets {
 namespace {
@@ -26,8 +27,12 @@ worker_pool::worker_pool(std::size_t threads) {
   threads_.reserve(std::max<std::size_t>(threads, 1));
   try {
     for (std::size_t i = 0; i < threads || i == 0; ++i) threads_.emplace_back([this] { serve(); });
-  } catch (...) {
+  } catch (const std::system_error& refused) {
     // Fewer threads than asked for are slower, and no reason to fail; none at all is.
+    if (threads_.empty())
+      throw std::system_error(refused.code(),
+                              "No thread can be started to read with (limits: ulimit -u, and the memory)");
+  } catch (...) {
     if (threads_.empty()) throw;
   }
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 
+#include "big_endian.h"
 #include "ravo_xml.h"
 
 namespace ravo::writer {
@@ -54,7 +55,7 @@ outcome descriptions::check(const chan_descr_2010& description) {
 }
 
 void descriptions::add(const chan_descr_2010& description, const std::string& channel) {
-  list_.reserve(list_.size() + 1);
+  make_room(list_, 1);
   // The copy owns its elements only once they are its own, so that a failure frees no one else's.
   auto copy = std::make_unique<chan_descr_2010>(description);
   copy->bits.clear();

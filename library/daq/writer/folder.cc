@@ -7,6 +7,8 @@
 
 #include <cerrno>
 
+#include "uninterrupted.h"
+
 namespace ravo::writer {
 
 outcome folder::open(const std::string& path) {
@@ -14,11 +16,11 @@ outcome folder::open(const std::string& path) {
   if (path.empty())
     return refusal(RAVO_DAQ_WRITER_INV_PARAM, "no folder is given; name the one the files go to");
   path_ = path;  // before there is a descriptor to lose, should there be no memory for it
-  const int descriptor = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int descriptor = uninterrupted::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0)
     return system_refusal("cannot open the folder " + path, errno,
                           "create it, or name one that may be read and written");
-  if (::faccessat(descriptor, ".", W_OK | X_OK, AT_EACCESS) != 0) {
+  if (uninterrupted::faccessat(descriptor, ".", W_OK | X_OK, AT_EACCESS) != 0) {
     const int error = errno;
     ::close(descriptor);
     return system_refusal("cannot write to the folder " + path, error,
@@ -39,11 +41,11 @@ std::string folder::path_of(const std::string& name) const {
 
 bool folder::holds(const std::string& name) const {
   struct stat unused;
-  return ::fstatat(descriptor_, name.c_str(), &unused, AT_SYMLINK_NOFOLLOW) == 0;
+  return uninterrupted::fstatat(descriptor_, name.c_str(), &unused, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
 outcome folder::synchronise() const {
-  if (::fsync(descriptor_) != 0)
+  if (uninterrupted::fsync(descriptor_) != 0)
     return system_refusal("cannot bring the folder " + path_ + " to disk", errno,
                           "check the disk; the file that was just completed is in place");
   return {};

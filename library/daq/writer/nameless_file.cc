@@ -6,26 +6,28 @@
 
 #include <cerrno>
 
+#include "uninterrupted.h"
+
 namespace ravo::writer {
 
 int open_hidden(const folder& place, const std::string& stem, int flags, std::string* name) {
   // The process number keeps writers apart; the count steps over what a killed namesake left behind.
   for (int count = 0; count < 1000; ++count) {
     *name = "." + stem + "." + std::to_string(::getpid()) + "-" + std::to_string(count) + ".part";
-    const int file =
-        ::openat(place.descriptor(), name->c_str(), flags | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    const int file = uninterrupted::openat(place.descriptor(), name->c_str(),
+                                           flags | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (file >= 0 || errno != EEXIST) return file;
   }
   return -1;
 }
 
 int open_nameless(const folder& place, int flags) {
-  int file = ::openat(place.descriptor(), ".", flags | O_TMPFILE | O_CLOEXEC, 0666);
+  int file = uninterrupted::openat(place.descriptor(), ".", flags | O_TMPFILE | O_CLOEXEC, 0666);
   // Old kernels answer EISDIR, file systems without nameless files EOPNOTSUPP.
   if (file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)) return file;
   std::string name;
   file = open_hidden(place, "spool", flags, &name);
-  if (file >= 0) ::unlinkat(place.descriptor(), name.c_str(), 0);
+  if (file >= 0) uninterrupted::unlinkat(place.descriptor(), name.c_str(), 0);
   return file;
 }
 

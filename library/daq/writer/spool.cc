@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include "nameless_file.h"
+#include "uninterrupted.h"
 
 namespace ravo::writer {
 
@@ -105,11 +106,12 @@ outcome spool::open_file() {
 
 outcome spool::write_at(std::uint64_t offset, const unsigned char* bytes, std::size_t length) {
   while (length > 0) {
-    const ssize_t written = ::pwrite(file_, bytes, length, static_cast<off_t>(offset));
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0)
-      return system_refusal("cannot write temporary data to the folder " + folder_.path(),
-                            written < 0 ? errno : ENOSPC, "free disk space and repeat the call");
+    const ssize_t written = uninterrupted::pwrite(file_, bytes, length, static_cast<off_t>(offset));
+    if (written <= 0) {
+      const int error = written < 0 ? errno : ENOSPC;
+      return system_refusal("cannot write temporary data to the folder " + folder_.path(), error,
+                            remedy_for_writing(error));
+    }
     bytes += written;
     length -= static_cast<std::size_t>(written);
     offset += static_cast<std::uint64_t>(written);
@@ -123,8 +125,8 @@ outcome spool::copy(std::size_t stream, target_file& target) const {
     while (part.length > 0) {
       const std::size_t wanted =
           static_cast<std::size_t>(std::min<std::uint64_t>(part.length, chunk.size()));
-      const ssize_t got = ::pread(file_, chunk.data(), wanted, static_cast<off_t>(part.offset));
-      if (got < 0 && errno == EINTR) continue;
+      const ssize_t got =
+          uninterrupted::pread(file_, chunk.data(), wanted, static_cast<off_t>(part.offset));
       if (got <= 0)
         return system_refusal("cannot read temporary data back from the folder " + folder_.path(),
                               got < 0 ? errno : EIO, "check the disk");

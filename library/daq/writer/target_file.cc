@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "nameless_file.h"
+#include "uninterrupted.h"
 
 namespace ravo::writer {
 
@@ -29,13 +30,13 @@ target_file::target_file(const folder& place, std::string name) : folder_(place)
 
 target_file::~target_file() {
   if (file_ >= 0) ::close(file_);
-  if (!hidden_name_.empty()) ::unlinkat(folder_.descriptor(), hidden_name_.c_str(), 0);
+  if (!hidden_name_.empty()) uninterrupted::unlinkat(folder_.descriptor(), hidden_name_.c_str(), 0);
 }
 
 outcome target_file::create() {
   pending_.reserve(pending_bytes);
-  file_ = ::openat(folder_.descriptor(), ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666);
-  if (file_ >= 0 && ::access(path_of_descriptor(file_).c_str(), F_OK) == 0) return {};
+  file_ = uninterrupted::openat(folder_.descriptor(), ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666);
+  if (file_ >= 0 && uninterrupted::access(path_of_descriptor(file_).c_str(), F_OK) == 0) return {};
   // Without nameless files, or without /proc to name one later, the file is a hidden one till the end.
   if (file_ >= 0) ::close(file_);
   file_ = open_hidden(folder_, name_, O_WRONLY, &hidden_name_);
@@ -76,46 +77,38 @@ outcome target_file::settle_zeros() {
   }
   outcome written = write_out();
   if (written.failed()) return written;
-  if (::lseek(file_, static_cast<off_t>(count), SEEK_CUR) < 0) return refuse_write(errno);
+  if (uninterrupted::lseek(file_, static_cast<off_t>(count), SEEK_CUR) < 0) return refuse_write(errno);
   return {};
 }
 
 outcome target_file::write_out() {
-  const unsigned char* bytes = pending_.data();
-  std::size_t length = pending_.size();
-  while (length > 0) {
-    const ssize_t written = ::write(file_, bytes, length);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return refuse_write(written < 0 ? errno : ENOSPC);
-    bytes += written;
-    length -= static_cast<std::size_t>(written);
-  }
+  if (!uninterrupted::write_all(file_, pending_.data(), pending_.size())) return refuse_write(errno);
   pending_.clear();
   return {};
 }
 
 outcome target_file::refuse_write(int error) const {
-  return system_refusal("cannot write " + folder_.path_of(name_), error,
-                        "free disk space and repeat the call");
+  return system_refusal("cannot write " + folder_.path_of(name_), error, remedy_for_writing(error));
 }
 
 int target_file::give_name() {
   const int at = folder_.descriptor();
   if (hidden_name_.empty())
-    return ::linkat(AT_FDCWD, path_of_descriptor(file_).c_str(), at, name_.c_str(), AT_SYMLINK_FOLLOW);
-  if (::renameat2(at, hidden_name_.c_str(), at, name_.c_str(), RENAME_NOREPLACE) == 0) {
+    return uninterrupted::linkat(AT_FDCWD, path_of_descriptor(file_).c_str(), at, name_.c_str(),
+                                 AT_SYMLINK_FOLLOW);
+  if (uninterrupted::renameat2(at, hidden_name_.c_str(), at, name_.c_str(), RENAME_NOREPLACE) == 0) {
     hidden_name_.clear();
     return 0;
   }
   if (errno != EINVAL && errno != ENOSYS) return -1;
   // The second name is given first; the destructor takes the hidden one away.
-  return ::linkat(at, hidden_name_.c_str(), at, name_.c_str(), 0);
+  return uninterrupted::linkat(at, hidden_name_.c_str(), at, name_.c_str(), 0);
 }
 
 outcome target_file::publish() {
   outcome written = write_out();
   if (written.failed()) return written;
-  if (::fsync(file_) != 0) return refuse_write(errno);
+  if (uninterrupted::fsync(file_) != 0) return refuse_write(errno);
   if (give_name() != 0) {
     const int error = errno;
     return system_refusal("cannot give the finished file its name " + folder_.path_of(name_), error,

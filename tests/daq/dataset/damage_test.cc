@@ -201,7 +201,7 @@ TYPED_TEST(Damage, AFileThatIsNoRawFileIsNamedAndTheOthersAreRead) {
   EXPECT_EQ(data.size(), 6u);
   ASSERT_EQ(data.files().size(), 3u);
   EXPECT_EQ(data.files()[1].problem, "it is no raw file of either generation, or was cut short");
-  EXPECT_EQ(data.files()[2].problem, "it cannot be opened");
+  EXPECT_EQ(data.files()[2].problem, "it cannot be opened: No such file or directory");
   EXPECT_EQ(data.ledger().files.size(), 2u);
   dataset_options strict;
   strict.damage = damage_policy::strict();

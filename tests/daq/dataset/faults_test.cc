@@ -203,6 +203,49 @@ TYPED_TEST(Machine, WithoutDescriptorsIsToldByFile) { this->disturb_both_ways(ca
 
 TYPED_TEST(Machine, ThatReadsBadlyMissesValuesOnly) { this->disturb_both_ways(call::read, EIO, 20); }
 
+TYPED_TEST(Machine, ThatInterruptsAnyCallMissesNothing) {
+  constexpr unsigned kinds = call::open | call::read | call::stat | call::open_folder | call::list_folder;
+  EXPECT_EQ(this->try_to_read().values, this->all_values);
+  for (long first = 0; first < 2; ++first) {
+    const fault armed(kinds, first, mishap::failure, EINTR, extent::every_second);
+    const auto got = this->try_to_read();
+    EXPECT_FALSE(got.has_thrown);
+    EXPECT_EQ(got.values, this->all_values);
+    EXPECT_EQ(got.refused, 0u);
+    EXPECT_GE(armed.calls(), 20);
+  }
+}
+
+// A request looks into the catalogue's folder and the data folders too.
+TYPED_TEST(Machine, ThatInterruptsAnyCallOfARequestMissesNothing) {
+  constexpr unsigned kinds = call::open | call::read | call::stat | call::open_folder | call::list_folder;
+  handmade_file_of<TypeParam> file;
+  file.events.push_back(event_at(1, 100));
+  file.channels = {numbers_at<TypeParam>("ZLIB", {{0, 1.0f}}, 1)};
+  write(this->folder, "linac_main_run7_file1_20231114T221320Z.raw", file);
+  setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
+  const fault armed(kinds, 0, mishap::failure, EINTR, extent::every_second);
+  const dataset data =
+      dataset::open("run=7 catalog=" + this->folder.file("none") + " data=" + this->folder.path().string());
+  unsetenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME");
+  EXPECT_EQ(data.ledger().files.size(), 0u);
+  event_range events = data.events();
+  EXPECT_EQ((*events.begin())["ZLIB"].number(), 1.0);
+}
+
+TYPED_TEST(Machine, ThatHasNoThreadAtAllSaysWhatCannotBeStarted) {
+  const fault armed(call::thread, 0, mishap::failure, EAGAIN, extent::all_from_there);
+  try {
+    const dataset data = dataset::open(this->text);
+    event_range events = data.events();
+    events.next();
+    FAIL();
+  } catch (const std::system_error& error) {
+    EXPECT_THAT(error.what(), HasSubstr("No thread can be started to read with"));
+    EXPECT_EQ(error.code(), std::errc::resource_unavailable_try_again);
+  }
+}
+
 TYPED_TEST(Machine, WithoutThreadsReadsWithFewer) {
   this->disturb_both_ways(call::thread, EAGAIN, 2);
   const fault armed(call::thread, 1, mishap::failure, EAGAIN, extent::all_from_there);

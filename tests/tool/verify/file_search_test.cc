@@ -26,6 +26,13 @@ TEST(FileSearch, TakesRawFilesOfFoldersAndBelow) {
   EXPECT_THAT(found.findings, IsEmpty());
 }
 
+TEST(FileSearch, PassesOverWhatIsHidden) {
+  const temporary_folder folder;
+  std::filesystem::create_directories(folder.path() / ".ravo_convert_a1b2c3");
+  for (const char* name : {"a.raw", ".b.raw", ".ravo_convert_a1b2c3/c.raw"}) folder.write(name, {});
+  EXPECT_THAT(find_files({folder.path().string()}).files, ElementsAre(folder.file("a.raw")));
+}
+
 TEST(FileSearch, TakesNamedFilesAsTheyAreAndNoneTwice) {
   const temporary_folder folder;
   const std::string file = folder.write("a.dat", {});

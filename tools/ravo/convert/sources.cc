@@ -3,11 +3,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <map>
 
 #include "failure.h"
+#include "folders.h"
 #include "ravo_file_generation.h"
+#include "uninterrupted.h"
+#include "whole_file.h"
 
 namespace ravo::tool {
 namespace {
@@ -16,16 +20,14 @@ namespace fs = std::filesystem;
 
 std::vector<std::string> raw_files_of(const std::string& folder) {
   std::vector<std::string> files;
-  std::error_code error;
-  fs::directory_iterator entries(folder, error);
-  for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
-    std::error_code unreadable;
-    const bool is_file = entries->is_regular_file(unreadable);
-    const std::string name = entries->path().filename().string();
-    if (is_file && entries->path().extension() == ".raw" && !name.starts_with('.'))
-      files.push_back(entries->path().string());
+  folder_listing names(folder.c_str());
+  while (const char* const name = names.next()) {
+    const fs::path path = fs::path(folder) / name;
+    struct stat about {};
+    const bool is_file = uninterrupted::stat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode);
+    if (is_file && path.extension() == ".raw") files.push_back(path.string());
   }
-  if (error) throw data_failure(fmt::format("{}: {}", folder, error.message()));
+  if (!names.is_readable()) throw data_failure(fmt::format("{}: {}", folder, std::strerror(names.error())));
   std::sort(files.begin(), files.end());
   return files;
 }
@@ -42,9 +44,8 @@ std::vector<conversion_source> find_sources(const std::vector<std::string>& aske
                                             const std::string& into) {
   std::vector<std::string> paths;
   for (const std::string& path : asked) {
-    std::error_code error;
     const std::vector<std::string> found =
-        fs::is_directory(path, error) ? raw_files_of(path) : std::vector<std::string>{path};
+        is_folder(path) ? raw_files_of(path) : std::vector<std::string>{path};
     for (const std::string& one : found)
       if (std::find(paths.begin(), paths.end(), one) == paths.end()) paths.push_back(one);
   }
@@ -55,8 +56,7 @@ std::vector<conversion_source> find_sources(const std::vector<std::string>& aske
                                    is_current(path)};
     sources.push_back(source);
     if (source.is_current) continue;
-    std::error_code error;
-    if (fs::equivalent(source.path, source.target, error))
+    if (is_same_file(source.path, source.target))
       throw usage_failure(
           fmt::format("--into: {} would take the place of itself; name another folder", path));
     if (const auto [other, is_new] = source_of_target.try_emplace(source.target, path); !is_new)

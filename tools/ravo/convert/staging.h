@@ -1,9 +1,11 @@
 // Where a file is written before it gets its place: a hidden folder beside it, so that it appears whole,
-// under its own name, and only once everything about it is in order.
+// under its own name, and only once everything about it is in order. While a conversion works there it
+// holds a lock, by which the folder of one that was killed is told from one in use.
 #ifndef RAVO_TOOL_CONVERT_STAGING_H
 #define RAVO_TOOL_CONVERT_STAGING_H
 
 #include <string>
+#include <vector>
 
 namespace ravo::tool {
 
@@ -24,9 +26,21 @@ class staging_folder {
   void publish(const std::string& file, const std::string& target, overwriting existing) const;
 
  private:
+  bool make();
+
   std::string folder_;
   std::string path_;
+  int lock_ = -1;
 };
+
+/// A staging folder that no conversion works in any more.
+struct left_behind {
+  std::string path;
+  std::string problem;  ///< why it is still there; empty: it was removed
+};
+
+/// Removes what killed conversions left in `folder`.
+std::vector<left_behind> remove_left_behind(const std::string& folder);
 
 }  // namespace ravo::tool
 

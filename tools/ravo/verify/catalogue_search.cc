@@ -11,9 +11,9 @@
 #include <string_view>
 
 #include "file_name_parts.h"
+#include "folders.h"
 #include "ravo_run_catalogue_builder.h"
 #include "reader/closed_file.h"
-#include "reader/folder_listing.h"
 
 namespace ravo::verify {
 namespace {
@@ -69,7 +69,9 @@ class run_search {
       const std::string path = file.path.starts_with('/') ? file.path : wanted_.directory + "/" + file.path;
       names_.insert(std::string(last_component(path)));
       folders_.insert(folder_of(path));
-      if (file.complete)
+      // The catalogue knows a file as it was when it was built; one that has settled since is complete.
+      if (file.complete || ignores_close_time() ||
+          state_of_raw_file(path.c_str()) == raw_file_state::closed)
         files_[run.run].push_back(path);
       else
         add(finding_kind::run_file_growing, path, "by the catalogue");

@@ -7,11 +7,12 @@
 #include <cstring>
 
 #include "byte_view.h"
+#include "uninterrupted.h"
 
 namespace ravo::verify {
 
 checked_file::checked_file(const std::string& path) : file_(path.c_str()) {
-  if (file_ < 0 || fstat(file_, &about_) != 0) throw file_lost(std::strerror(errno));
+  if (file_ < 0 || uninterrupted::fstat(file_, &about_) != 0) throw file_lost(std::strerror(errno));
   if (S_ISDIR(about_.st_mode)) throw file_lost("it is a folder");
   if (!S_ISREG(about_.st_mode)) throw file_lost("it is no regular file");
 }
@@ -23,8 +24,7 @@ void checked_file::read(std::uint64_t offset, void* into, std::size_t length) co
   }
   auto* to = static_cast<unsigned char*>(into);
   while (length > 0) {
-    const ssize_t got = pread(file_, to, length, static_cast<off_t>(offset));
-    if (got < 0 && errno == EINTR) continue;
+    const ssize_t got = uninterrupted::pread(file_, to, length, static_cast<off_t>(offset));
     if (got < 0) throw file_lost(std::strerror(errno));
     if (got == 0) throw file_lost("it has become shorter");
     to += got;
@@ -41,7 +41,7 @@ std::uint32_t checked_file::word(std::uint64_t offset) const {
 
 bool checked_file::has_changed() const {
   struct stat now {};
-  return fstat(file_, &now) != 0 || now.st_size != about_.st_size ||
+  return uninterrupted::fstat(file_, &now) != 0 || now.st_size != about_.st_size ||
          now.st_mtim.tv_sec != about_.st_mtim.tv_sec || now.st_mtim.tv_nsec != about_.st_mtim.tv_nsec;
 }
 

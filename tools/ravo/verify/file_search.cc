@@ -1,22 +1,15 @@
 #include "verify/file_search.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <string_view>
 #include <unordered_set>
 
-#include "reader/folder_listing.h"
+#include "folders.h"
+#include "uninterrupted.h"
 
 namespace ravo::verify {
 namespace {
-
-bool is_folder(const std::string& path) {
-  struct stat about {};
-  return stat(path.c_str(), &about) == 0 && S_ISDIR(about.st_mode);
-}
 
 std::string join(const std::string& folder, const char* name) {
   return folder.ends_with('/') ? folder + name : folder + "/" + name;
@@ -45,9 +38,8 @@ class folder_walk {
  private:
   void list(const std::string& folder) {
     folder_listing names(folder.c_str());
-    while (const char* const name = names.next())
-      if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0) take(join(folder, name));
-    if (!names.is_readable()) refuse(folder, std::strerror(errno));
+    while (const char* const name = names.next()) take(join(folder, name));
+    if (!names.is_readable()) refuse(folder, std::strerror(names.error()));
   }
 
   void refuse(const std::string& folder, const char* why) {
@@ -57,7 +49,7 @@ class folder_walk {
   // Links to folders are not followed: they may lead round in a circle.
   void take(const std::string& path) {
     struct stat about {};
-    const bool is_known = lstat(path.c_str(), &about) == 0;
+    const bool is_known = uninterrupted::lstat(path.c_str(), &about) == 0;
     if (is_known && S_ISDIR(about.st_mode))
       folders_.push_back(path);
     else if (std::string_view(path).ends_with(".raw") && !is_folder(path))

@@ -12,6 +12,7 @@
 #include "malloc_owner.h"
 #include "ravo_daq_data.h"
 #include "ravo_daq_reader.h"
+#include "uninterrupted.h"
 
 namespace {
 
@@ -70,7 +71,7 @@ int ravo_daq_data::Init(const char* files, std::vector<ravo_sprop*>* props, int 
 // A longer line than the buffer is read in pieces, each a line of its own.
 int ravo_daq_data::add_files(const std::string& list_file) {
   if (!list_file.empty() && !(FileName = strdup(list_file.c_str()))) return refuse(no_memory, -12);
-  const std::unique_ptr<std::FILE, close_file> list(FileName ? std::fopen(FileName, "r") : nullptr);
+  const std::unique_ptr<std::FILE, close_file> list(FileName ? ravo::uninterrupted::fopen(FileName, "r") : nullptr);
   if (!list) return refuse(("ravo_daq_data::Init: can not open file " + list_file).c_str(), -2);
   Files = new std::vector<char*>;
   Nfile = 0;

@@ -16,6 +16,7 @@
 #include "ravo_daq/file_get_tables.h"
 #include "scoped_lock.h"
 #include "stopwatch.h"
+#include "uninterrupted.h"
 
 namespace ravo {
 
@@ -30,7 +31,7 @@ file_get_tables<G>::~file_get_tables() {
 // Never descriptor 0, also when standard input is closed: channel readers take 0 for "none". Without
 // O_NONBLOCK a named pipe would be waited for; regular files do not care.
 inline int open_for_reading(const char* path) {
-  const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  const int descriptor = uninterrupted::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor != 0) return descriptor;
   const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, 1);
   close(descriptor);
@@ -57,8 +58,8 @@ int file_get_tables<G>::get_all_tables(const char* path, int with_descriptions,
     clean_up();
     return -2;
   }
-  len = std::max<off_t>(lseek(fd, 0, SEEK_END), 0);  // what has no length cannot be mapped either
-  lseek(fd, 0, SEEK_SET);
+  len = std::max<off_t>(uninterrupted::lseek(fd, 0, SEEK_END), 0);  // what has no length cannot be mapped either
+  uninterrupted::lseek(fd, 0, SEEK_SET);
 
   int result = load_tables();
   if (result == 0) {
@@ -80,7 +81,7 @@ int file_get_tables<G>::get_all_tables(const char* path, int with_descriptions,
 
 inline bool state_of_file(int descriptor, std::int64_t& size, timespec& modified) {
   struct stat about {};
-  if (fstat(descriptor, &about) != 0) return false;
+  if (uninterrupted::fstat(descriptor, &about) != 0) return false;
   size = about.st_size;
   modified = about.st_mtim;
   return true;

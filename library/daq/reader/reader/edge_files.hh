@@ -10,7 +10,7 @@
 #include <tuple>
 
 #include "ravo_daq/reader.h"
-#include "reader/folder_listing.h"
+#include "folders.h"
 #include "reader/raw_file_names.h"
 #include "reader/reader_texts.h"
 #include "reader/file_times.h"

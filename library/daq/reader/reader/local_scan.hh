@@ -9,7 +9,7 @@
 #include <string>
 
 #include "ravo_daq/reader.h"
-#include "reader/folder_listing.h"
+#include "folders.h"
 #include "reader/raw_file_names.h"
 #include "reader/reader_texts.h"
 #include "reader/start_candidate.h"

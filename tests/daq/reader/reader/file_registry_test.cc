@@ -11,14 +11,14 @@ namespace ravo::test {
 namespace {
 
 TEST(ClosedFile, ChangedTwentyNineSecondsAgoIsNotClosed) {
-  EXPECT_FALSE(is_closed(1000, 1000));
-  EXPECT_FALSE(is_closed(1000, 1028));
-  EXPECT_FALSE(is_closed(1000, 1029));
+  EXPECT_FALSE(is_settled(1000, 1000));
+  EXPECT_FALSE(is_settled(1000, 1028));
+  EXPECT_FALSE(is_settled(1000, 1029));
 }
 
 TEST(ClosedFile, ChangedThirtySecondsAgoIsClosed) {
-  EXPECT_TRUE(is_closed(1000, 1030));
-  EXPECT_TRUE(is_closed(0, 1'000'000'000'000));
+  EXPECT_TRUE(is_settled(1000, 1030));
+  EXPECT_TRUE(is_settled(0, 1'000'000'000'000));
 }
 
 TEST(ClosedFile, AFreshFileIsGrowingAndAnAbsentOneMissing) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <iterator>
 #include <map>
 
@@ -133,12 +132,7 @@ std::vector<expectation> make_faults(const settings& what, const simulation_resu
   auto& [expected, damaged] = plan;
   for (const auto& [path, bytes] : damaged) write(path, bytes);
   for (const fault_request& fault : faults)
-    if (fault.kind == missing_file) {
-      const std::string& path = made.files[static_cast<std::size_t>(fault.file - 1)];
-      std::error_code error;
-      if (!std::filesystem::remove(path, error) && error)
-        throw simulation_failed(path + ": " + error.message());
-    }
+    if (fault.kind == missing_file) tool::remove_file(made.files[static_cast<std::size_t>(fault.file - 1)]);
   return std::move(expected);
 }
 
