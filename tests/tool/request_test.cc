@@ -125,7 +125,9 @@ TEST_P(Request, ForSeveralRunsIsTheSameAsTheirFiles) {
   const std::string expected = read_by_name(made.files);
   EXPECT_EQ(read_by_request({"--run", "3-4", "--catalog", made.catalogue}), expected);
   const std::string not_there =
-      "ravo: No files are found of runs 1-2, 5-9: the run catalogue has no complete files of them\n";
+      "ravo: No files are found of runs 1-2, 5-9: the run catalogue has none with events; build it again "
+      "if "
+      "some have come since\n";
   EXPECT_EQ(read_by_request({"--run", "1-9", "--catalog", made.catalogue}, is_classic() ? "" : not_there),
             expected);
   EXPECT_EQ(read_by_request({"--run", "3-4", "--data", made.data}), expected);
@@ -299,16 +301,17 @@ TEST(RequestForNothing, SaysWhatWasLookedAt) {
       run_at_once({"read", "--run", "77", "--catalog", made.catalogue, "--data", made.data, "-c", "X"});
   EXPECT_EQ(unknown_run.exit_code, 1);
   EXPECT_EQ(unknown_run.out, "");
-  EXPECT_EQ(
-      unknown_run.err,
-      "ravo: no files for run 77 of experiment linac, stream main\n"
-      "  catalogue " +
-          made.catalogue +
-          ": has no answer\n"
-          "  folder " +
-          made.data +
-          ": searched by name among 6 raw files\n"
-          "`ravo catalog list` tells the runs of a catalogue, `ravo info FILE` the times of a file\n");
+  EXPECT_EQ(unknown_run.err,
+            "ravo: no files for run 77 of experiment linac, stream main\n"
+            "  catalogue " +
+                made.catalogue +
+                ": has no answer\n"
+                "  folder " +
+                made.data +
+                ": searched by name among 6 raw files\n"
+                "if the files came after the catalogue was built, build it again: `ravo catalog build "
+                "FOLDER --into " +
+                made.catalogue + "`; `ravo catalog list " + made.catalogue + "` tells its runs\n");
 }
 
 TEST(RequestForNothing, SaysThatTheFolderIsNotThere) {
@@ -338,8 +341,8 @@ TEST(RequestForNothing, AsksForAPlaceToLookAt) {
               StartsWith("ravo: no files for run 3 of experiment ring, stream slow\n  catalogue " +
                          made.catalogue + ": has no answer\n  folder /daq/"));
   EXPECT_THAT(result.err,
-              HasSubstr("\nname a catalogue with --catalog (`ravo catalog build` makes one) or a folder "
-                        "with --data\n"));
+              HasSubstr("\nif the files came after the catalogue was built, build it again: `ravo catalog "
+                        "build FOLDER --into "));
 }
 
 TEST(RequestForNothing, SaysThatCataloguedFilesWereMoved) {

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <map>
@@ -11,11 +10,13 @@
 #include <utility>
 
 #include "failure.h"
+#include "folders.h"
 #include "json_lines.h"
 #include "ravo_evutl.h"
 #include "ravo_file_generation.h"
 #include "ravo_run_catalogue.h"
 #include "raw_file.h"
+#include "reader/closed_file.h"
 #include "times.h"
 
 namespace ravo::tool {
@@ -55,30 +56,40 @@ ravo_daq_request record_of(const file_request& request, const ravo_daq_request& 
   return record;
 }
 
-// The folders in which the catalogue has files of the request, in its order.
-std::vector<std::string> catalogued_folders(const file_request& request) {
+enum class catalogued { complete, growing_too };
+
+// The files that the catalogue has of the request, in its order.
+std::vector<std::string> catalogued_files(const file_request& request, catalogued which) {
   std::vector<ravo_root_xml_files*> found;
   const std::unique_ptr<std::vector<ravo_root_xml_files*>, decltype(&ravo_free_root_xml_files)> owner(
       &found, ravo_free_root_xml_files);
+  const int only_closed = which == catalogued::complete ? 1 : 0;
   if (request.runs) {
     std::vector<int> numbers;
     for (int run = request.runs->first; run <= request.runs->last; ++run) numbers.push_back(run);
     std::vector<int*> runs;
     for (int& number : numbers) runs.push_back(&number);
     get_files_for_runs(&runs, &found, request.experiment.c_str(), request.stream.c_str(),
-                       request.catalogue.c_str(), 1);
+                       request.catalogue.c_str(), only_closed);
   } else {
     get_files_for_period(request.from->timeup, request.to->timeup, &found, request.experiment.c_str(),
-                         request.stream.c_str(), request.catalogue.c_str(), 1);
+                         request.stream.c_str(), request.catalogue.c_str(), only_closed);
   }
-  std::vector<std::string> folders;
+  std::vector<std::string> files;
   for (const ravo_root_xml_files* one : found)
-    for (const std::string* file : one->rfiles) {
-      const std::string folder = fs::path(*file).parent_path().string();
-      // Folders are joined by ":", so that one with a ":" cannot be said.
-      if (folder.empty() || folder.find(':') != std::string::npos) continue;
-      if (std::find(folders.begin(), folders.end(), folder) == folders.end()) folders.push_back(folder);
-    }
+    for (const std::string* file : one->rfiles) files.push_back(*file);
+  return files;
+}
+
+// The folders in which the catalogue has files of the request, in its order.
+std::vector<std::string> catalogued_folders(const file_request& request) {
+  std::vector<std::string> folders;
+  for (const std::string& file : catalogued_files(request, catalogued::complete)) {
+    const std::string folder = fs::path(file).parent_path().string();
+    // Folders are joined by ":", so that one with a ":" cannot be said.
+    if (folder.empty() || folder.find(':') != std::string::npos) continue;
+    if (std::find(folders.begin(), folders.end(), folder) == folders.end()) folders.push_back(folder);
+  }
   return folders;
 }
 
@@ -177,8 +188,7 @@ std::size_t count(const file_decisions& decisions, file_outcome outcome) {
 // What the catalogue did for the request, as the end of a sentence.
 std::string catalogue_text(const file_request& request, const file_decisions& decisions) {
   if (is_from_catalogue(decisions)) return "has the answer";
-  std::error_code error;
-  return fs::is_directory(request.catalogue, error) ? "has no answer" : "is not there";
+  return is_folder(request.catalogue) ? "has no answer" : "is not there";
 }
 
 // What the data directory did for the request that the catalogue could not answer.
@@ -186,14 +196,13 @@ std::string data_text(const file_request& request) {
   const std::string folder = searched_folder(request);
   if (folder.find(':') != std::string::npos)
     return fmt::format("{}: several folders are not searched by name; name one", folder);
-  std::error_code error;
-  fs::directory_iterator entries(folder, error);
-  if (error) return fmt::format("{}: {}", folder, error.message());
+  folder_listing names(folder.c_str());
   std::size_t raw_files = 0;
-  for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
+  while (const char* const name = names.next()) {
     time_stamp time{};
-    raw_files += get_time_from_file_name(entries->path().filename().c_str(), &time) == 0 ? 1 : 0;
+    raw_files += get_time_from_file_name(name, &time) == 0 ? 1 : 0;
   }
+  if (!names.is_readable()) return fmt::format("{}: {}", folder, std::strerror(names.error()));
   return fmt::format("{}: searched by name among {} raw file{}", folder, raw_files,
                      raw_files == 1 ? "" : "s");
 }
@@ -212,10 +221,48 @@ file_decisions by_time(const file_decisions& decisions) {
   return in_order;
 }
 
-std::string advice(const file_request& request, const file_decisions& decisions) {
-  if (count(decisions, file_outcome::not_closed) > 0)
+// What became of each file that would have been an answer.
+struct near_miss {
+  std::string file;
+  std::string reason;
+  file_outcome outcome = file_outcome::not_found;
+};
+
+std::vector<near_miss> near_misses(const file_request& request, const file_decisions& decisions) {
+  std::vector<near_miss> all;
+  for (const file_decision& one : decisions) all.push_back({one.name, text_of(one.outcome), one.outcome});
+  if (is_from_catalogue(decisions)) return all;
+  // No reader is given what the catalogue has as growing.
+  for (const std::string& file : catalogued_files(request, catalogued::growing_too)) {
+    const raw_file_state state = state_of_raw_file(file.c_str());
+    if (state == raw_file_state::growing)
+      all.push_back({file, text_of(file_outcome::not_closed), file_outcome::not_closed});
+    else if (state == raw_file_state::missing)
+      all.push_back({file, text_of(file_outcome::not_found), file_outcome::not_found});
+    else
+      all.push_back({file,
+                     "the catalogue has it as growing, and it cannot be read as a raw file; `ravo info` "
+                     "says why",
+                     file_outcome::taken});
+  }
+  return all;
+}
+
+std::string advice(const file_request& request, const file_decisions& decisions,
+                   const std::vector<near_miss>& misses) {
+  const auto any = [&misses](file_outcome outcome) {
+    return std::any_of(misses.begin(), misses.end(),
+                       [outcome](const near_miss& one) { return one.outcome == outcome; });
+  };
+  if (any(file_outcome::not_closed))
     return "wait half a minute, or name the files: named files are read at once";
-  if (count(decisions, file_outcome::not_found) > 0) return "say with --data where the files are now";
+  if (any(file_outcome::not_found)) return "say with --data where the files are now";
+  if (!is_from_catalogue(decisions) && is_folder(request.catalogue))
+    return fmt::format(
+        "if the files came after the catalogue was built, build it again: `ravo catalog build FOLDER "
+        "--into "
+        "{}`; `ravo catalog list {}` tells its runs",
+        request.catalogue, request.catalogue);
   if (!request.data && !is_from_catalogue(decisions))
     return "name a catalogue with --catalog (`ravo catalog build` makes one) or a folder with --data";
   if (!request.runs && !is_from_catalogue(decisions))
@@ -227,14 +274,15 @@ std::string advice(const file_request& request, const file_decisions& decisions)
 
 std::string why_nothing(const file_request& request, const file_decisions& decisions) {
   constexpr std::size_t most_lines = 5;
+  const std::vector<near_miss> misses = near_misses(request, decisions);
   std::string text = fmt::format("no files for {} of experiment {}, stream {}\n  catalogue {}: {}",
                                  request.text(), request.experiment, request.stream, request.catalogue,
                                  catalogue_text(request, decisions));
   if (!is_from_catalogue(decisions)) text += "\n  folder " + data_text(request);
-  for (std::size_t i = 0; i < decisions.size() && i < most_lines; ++i)
-    text += fmt::format("\n  left out: {}: {}", decisions[i].name, text_of(decisions[i].outcome));
-  if (decisions.size() > most_lines) text += fmt::format("\n  and {} more", decisions.size() - most_lines);
-  return text + "\n" + advice(request, decisions);
+  for (std::size_t i = 0; i < misses.size() && i < most_lines; ++i)
+    text += fmt::format("\n  left out: {}: {}", misses[i].file, misses[i].reason);
+  if (misses.size() > most_lines) text += fmt::format("\n  and {} more", misses.size() - most_lines);
+  return text + "\n" + advice(request, decisions, misses);
 }
 
 }  // namespace

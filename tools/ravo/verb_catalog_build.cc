@@ -3,9 +3,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
+#include <cstring>
 
 #include "failure.h"
+#include "folders.h"
 #include "interrupt.h"
 #include "json_lines.h"
 #include "progress.h"
@@ -41,7 +42,8 @@ void report(const catalogue::build_result& result, const catalog_build_options& 
     fmt::print(stderr, "ravo: {}: {}\n", problem.file, problem.text);
   if (asked.json) {
     json line{{"catalogue", asked.directory}, {"files", result.raw_files}, {"runs", result.runs},
-              {"opened", result.opened},      {"growing", result.growing}, {"problems", json::array()}};
+              {"opened", result.opened},      {"growing", result.growing}, {"left_out", result.left_out},
+              {"problems", json::array()}};
     for (const catalogue::file_problem& problem : result.problems)
       line["problems"].push_back({{"file", problem.file}, {"problem", problem.text}});
     out.print(json_line(line));
@@ -50,16 +52,17 @@ void report(const catalogue::build_result& result, const catalog_build_options& 
   fmt::print(out.file(), "{}: {} file{} of {} run{}, {} opened, {} still growing{}\n", asked.directory,
              result.raw_files, result.raw_files == 1 ? "" : "s", result.runs, result.runs == 1 ? "" : "s",
              result.opened, result.growing,
-             result.problems.empty() ? "" : fmt::format(", {} left out", result.problems.size()));
+             result.left_out == 0 ? "" : fmt::format(", {} left out", result.left_out));
 }
 
 }  // namespace
 
 void build_catalog(const catalog_build_options& asked, output& out) {
-  std::error_code error;
-  if (!std::filesystem::is_directory(asked.raw_folder, error))
-    throw data_failure(
-        fmt::format("{}: {}", asked.raw_folder, error ? error.message() : "is not a folder"));
+  if (!is_folder(asked.raw_folder))
+    throw data_failure(fmt::format("{}: {}", asked.raw_folder,
+                                   uninterrupted::access(asked.raw_folder.c_str(), F_OK) == 0
+                                       ? "is not a folder"
+                                       : std::strerror(errno)));
   catalogue::build_settings settings;
   settings.raw_folder = asked.raw_folder;
   settings.catalogue_directory = asked.directory;

@@ -2,12 +2,18 @@
 // the indexes of the days that they have raw files of: an index never names what is not there yet, and a
 // writer that died in between is made good by whoever adds the same files again.
 #include <algorithm>
+#include <cerrno>
 #include <map>
+#include <set>
+#include <system_error>
 #include <tuple>
+#include <utility>
 
+#include "catalogue/addition.h"
 #include "catalogue/storage.h"
 #include "catalogue/stream_catalogue.h"
 #include "file_name_parts.h"
+#include "uninterrupted.h"
 
 namespace ravo::catalogue {
 namespace {
@@ -52,12 +58,7 @@ void complete(run_entry& run) {
     return std::tie(a.start.timeup, a.start.timelow, a.path) <
            std::tie(b.start.timeup, b.start.timelow, b.path);
   });
-  run.start = run.end = {};
-  for (const raw_file_entry& file : run.files) {
-    if (!file.has_time()) continue;
-    if (same(run.end, {}) || earlier(file.start, run.start)) run.start = file.start;
-    if (earlier(run.end, file.end)) run.end = file.end;
-  }
+  derive_span(run);
 }
 
 run_entry merge(const run_entry* existing, const run_entry& added) {
@@ -86,19 +87,21 @@ std::string why_not(const raw_file_entry& file) {
 class stream_writer {
  public:
   stream_writer(const std::string& directory, const std::string& experiment, const std::string& stream,
-                std::vector<file_problem>& problems)
-      : catalogue_(directory, experiment, stream), problems_(problems) {}
+                addition& outcome)
+      : catalogue_(directory, experiment, stream), problems_(outcome.problems), entered_(outcome.entered) {}
 
   void add(const std::vector<const run_entry*>& runs) {
     const std::string lock_file = catalogue_.layout().lock_file();
-    const file_lock lock(lock_file, lock_patience);
+    const file_lock lock(lock_file, lock_patience, changed_folders_);
     if (!lock.problem().empty()) {
       problems_.push_back({lock_file, lock.problem()});
       return;
     }
     index_updates days;
     for (const run_entry* run : runs) add_run(*run, days);
+    sync_folders();
     for (const auto& [day, update] : days) update_index(day, update);
+    sync_folders();
   }
 
  private:
@@ -115,11 +118,21 @@ class stream_writer {
     const run_entry merged = merge(existing.content ? &*existing.content : nullptr, added);
     const std::string text = run_document(merged);
     if (!existing.content || run_document(*existing.content) != text)
-      if (const std::string problem = replace_text(path, text); !problem.empty()) {
+      if (const std::string problem = replace_text(path, text, changed_folders_); !problem.empty()) {
         problems_.push_back({path, problem});
         return;
       }
+    for (const raw_file_entry& file : added.files) entered_.insert(file.path);
     collect_days(merged, days);
+  }
+
+  // What was replaced bears its name for good once its folder is on disk: the runs before the days that
+  // name them.
+  void sync_folders() {
+    for (const std::string& folder : std::exchange(changed_folders_, {}))
+      if (uninterrupted::sync_folder(folder.c_str()) != 0)
+        problems_.push_back(
+            {folder, "it cannot be brought to disk: " + std::generic_category().message(errno)});
   }
 
   void update_index(day_number day, const std::map<int, span>& update) {
@@ -147,7 +160,8 @@ class stream_writer {
     day_index index{
         catalogue_.experiment(), catalogue_.stream(), very_long ? long_index : day_text(day), {}};
     for (const auto& [run, when] : runs) index.runs.push_back({run, when.start, when.end});
-    if (const std::string problem = replace_text(path, day_document(index)); !problem.empty())
+    if (const std::string problem = replace_text(path, day_document(index), changed_folders_);
+        !problem.empty())
       problems_.push_back({path, problem});
   }
 
@@ -162,14 +176,17 @@ class stream_writer {
 
   stream_catalogue catalogue_;
   std::vector<file_problem>& problems_;
+  std::unordered_set<std::string>& entered_;
+  std::set<std::string> changed_folders_;
 };
 
 using stream_name = std::pair<std::string, std::string>;
 
 }  // namespace
 
-std::vector<file_problem> add_runs(const std::string& directory, const std::vector<run_entry>& runs) {
-  std::vector<file_problem> problems;
+addition add_to_catalogue(const std::string& directory, const std::vector<run_entry>& runs) {
+  addition outcome;
+  std::vector<file_problem>& problems = outcome.problems;
   std::map<stream_name, std::map<int, run_entry>> streams;
   for (const run_entry& run : runs) {
     if (!is_folder_name(run.experiment) || !is_folder_name(run.stream) || !can_be_written(run.experiment) ||
@@ -193,9 +210,13 @@ std::vector<file_problem> add_runs(const std::string& directory, const std::vect
     std::vector<const run_entry*> added;
     for (const auto& [number, run] : of_stream)
       if (!run.files.empty()) added.push_back(&run);
-    if (!added.empty()) stream_writer(directory, name.first, name.second, problems).add(added);
+    if (!added.empty()) stream_writer(directory, name.first, name.second, outcome).add(added);
   }
-  return problems;
+  return outcome;
+}
+
+std::vector<file_problem> add_runs(const std::string& directory, const std::vector<run_entry>& runs) {
+  return add_to_catalogue(directory, runs).problems;
 }
 
 std::vector<file_problem> visit_runs(const std::string& directory, const std::string& experiment,

@@ -21,10 +21,12 @@
 #include <unordered_set>
 #include <utility>
 
+#include "catalogue/addition.h"
 #include "catalogue/layout.h"
 #include "catalogue/raw_file_span.h"
 #include "catalogue/stream_catalogue.h"
 #include "file_name_parts.h"
+#include "uninterrupted.h"
 
 namespace ravo::catalogue {
 namespace {
@@ -76,7 +78,7 @@ void find_raw_files(const build_settings& settings, runs_of_folder& runs, build_
     for (const std::string& name : names) {
       std::string path = join(current, name);
       struct stat about {};
-      if (lstat(path.c_str(), &about) == 0 && S_ISDIR(about.st_mode))
+      if (uninterrupted::lstat(path.c_str(), &about) == 0 && S_ISDIR(about.st_mode))
         folders.push_back(std::move(path));
       else
         take_name(path, settings, runs);
@@ -101,11 +103,12 @@ struct run_work {
   run_entry run;                     // what was known already; guarded by the build's mutex
   std::vector<std::string> to_open;  // not changed while threads run
   std::size_t left = 0;              // of to_open, not looked at yet; guarded likewise
+  std::size_t known = 0;             // so many of the run's files, the first ones, were known as they are
 };
 
 bool is_unchanged(const raw_file_entry& known) {
   struct stat about {};
-  return known.complete && known.modified != 0 && stat(known.path.c_str(), &about) == 0 &&
+  return known.complete && known.modified != 0 && uninterrupted::stat(known.path.c_str(), &about) == 0 &&
          static_cast<std::uint64_t>(about.st_size) == known.bytes &&
          modification_time(about) == known.modified;
 }
@@ -144,7 +147,6 @@ class build_run {
     }
     for (std::thread& thread : threads) thread.join();
     publish();
-    result_.opened = done_;
     result_.stopped = result_.stopped || done_ < files_.size();
   }
 
@@ -159,8 +161,6 @@ class build_run {
     drop_copies(paths);
     run_work one;
     std::tie(one.run.experiment, one.run.stream, one.run.run) = key;
-    result_.raw_files += paths.size();
-    ++result_.runs;
     std::unordered_map<std::string, raw_file_entry> known;
     if (is_folder_name(one.run.experiment) && is_folder_name(one.run.stream)) {
       stream_catalogue catalogue(settings_.catalogue_directory, one.run.experiment, one.run.stream);
@@ -175,8 +175,9 @@ class build_run {
         one.to_open.push_back(std::move(path));
     }
     one.left = one.to_open.size();
+    one.known = one.run.files.size();
     for (std::size_t file = 0; file < one.to_open.size(); ++file) files_.push_back({runs_.size(), file});
-    if (one.left == 0) ready_.push_back(one.run);
+    if (one.left == 0) ready_.push_back(runs_.size());
     runs_.push_back(std::move(one));
   }
 
@@ -212,13 +213,13 @@ class build_run {
     looked_at seen = look_at_raw_file(path, now_, settings_.closed_after);
     const std::lock_guard lock(mutex_);
     if (seen.problem.empty()) {
-      result_.growing += seen.entry.complete ? 0 : 1;
       of.run.files.push_back(std::move(seen.entry));
     } else {
+      ++result_.left_out;
       result_.problems.push_back({path, std::move(seen.problem)});
     }
     ++done_;
-    if (--of.left == 0) ready_.push_back(std::move(of.run));
+    if (--of.left == 0) ready_.push_back(work.run);
   }
 
   // Adds the runs that are ready. One thread at a time does; the others leave theirs to it and go on.
@@ -228,11 +229,14 @@ class build_run {
     publishing_ = true;
     try {
       while (!ready_.empty()) {
-        const std::vector<run_entry> batch = std::exchange(ready_, {});
+        const std::vector<std::size_t> batch = std::exchange(ready_, {});
         lock.unlock();
-        std::vector<file_problem> problems = add_runs(settings_.catalogue_directory, batch);
+        std::vector<run_entry> runs;
+        for (const std::size_t ready : batch) runs.push_back(std::move(runs_[ready].run));
+        addition added = add_to_catalogue(settings_.catalogue_directory, runs);
         lock.lock();
-        std::move(problems.begin(), problems.end(), std::back_inserter(result_.problems));
+        for (std::size_t i = 0; i < batch.size(); ++i) count(runs[i], runs_[batch[i]].known, added);
+        std::move(added.problems.begin(), added.problems.end(), std::back_inserter(result_.problems));
       }
     } catch (const std::exception& failure) {
       // Told here, so that nobody waits for who publishes; the batch is left to the next build.
@@ -240,6 +244,20 @@ class build_run {
       add_problem(result_, settings_.catalogue_directory, failure.what());
     }
     publishing_ = false;
+  }
+
+  // What became of a run's files; the first `known` of them were not opened.
+  void count(const run_entry& run, std::size_t known, const addition& added) {
+    std::size_t entered = 0;
+    for (std::size_t i = 0; i < run.files.size(); ++i) {
+      if (!added.entered.contains(run.files[i].path)) continue;
+      ++entered;
+      if (i >= known) ++result_.opened;
+      if (!run.files[i].complete) ++result_.growing;
+    }
+    result_.raw_files += entered;
+    result_.left_out += run.files.size() - entered;
+    if (entered > 0) ++result_.runs;
   }
 
   // Tells the progress, by the calling thread alone, until the last thread has ended.
@@ -267,7 +285,7 @@ class build_run {
 
   std::mutex mutex_;  // guards all below, and what is said above
   std::condition_variable changed_;
-  std::vector<run_entry> ready_;
+  std::vector<std::size_t> ready_;  // of runs_
   bool publishing_ = false;
   std::size_t done_ = 0;
   std::size_t threads_ended_ = 0;

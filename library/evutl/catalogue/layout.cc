@@ -1,13 +1,14 @@
 #include "layout.h"
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
-#include <memory>
+
+#include "folders.h"
+#include "uninterrupted.h"
 
 namespace ravo::catalogue {
 namespace {
@@ -15,14 +16,9 @@ namespace {
 // As many names as stay comfortable in one folder.
 constexpr int runs_in_a_folder = 1000;
 
-struct close_folder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
-
 std::vector<std::string> entries_of(const std::string& folder) {
   std::vector<std::string> names;
   read_names(folder, names);
-  std::erase_if(names, [](const std::string& name) { return name.front() == '.'; });
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -48,15 +44,9 @@ std::string two_digits(unsigned number) {
 }  // namespace
 
 int read_names(const std::string& folder, std::vector<std::string>& names) {
-  const std::unique_ptr<DIR, close_folder> open(opendir(folder.c_str()));
-  if (!open) return errno;
-  for (;;) {
-    errno = 0;
-    const dirent* const entry = readdir(open.get());
-    if (!entry) return errno;
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") names.emplace_back(name);
-  }
+  folder_listing listing(folder.c_str());
+  while (const char* const name = listing.next()) names.emplace_back(name);
+  return listing.error();
 }
 
 bool is_folder_name(std::string_view name) {
@@ -75,7 +65,7 @@ std::vector<std::string> folders_in(const std::string& folder) {
   std::vector<std::string> names = entries_of(folder);
   std::erase_if(names, [&folder](const std::string& name) {
     struct stat about {};
-    return !is_folder_name(name) || stat(join(folder, name).c_str(), &about) != 0 ||
+    return !is_folder_name(name) || uninterrupted::stat(join(folder, name).c_str(), &about) != 0 ||
            !S_ISDIR(about.st_mode);
   });
   return names;

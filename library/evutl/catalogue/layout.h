@@ -37,8 +37,8 @@ class stream_layout {
   std::string folder_;
 };
 
-/// Appends the names of all that lies in a folder, in no order. 0, or an errno value; some names may be there then.
-/// (The standard library's own listing ends the process when there is no memory.)
+/// Appends the names of what lies in a folder and is not hidden, in no order. 0, or an errno value; some
+/// names may be there then. (The standard library's own listing ends the process when there is no memory.)
 int read_names(const std::string& folder, std::vector<std::string>& names);
 /// The experiments of a catalogue, or the streams of an experiment: the folders in a folder, sorted.
 std::vector<std::string> folders_in(const std::string& folder);

@@ -113,8 +113,9 @@ int get_time_for_run(int run, time_stamp* start, time_stamp* end, const char* ex
   time_stamp first{}, last{};
   for (const std::string& stream : folders_in(join(catalogue_directory, experiment))) {
     stream_catalogue catalogue(catalogue_directory, experiment, stream);
-    const document<run_entry> entry = catalogue.run(run);
+    document<run_entry> entry = catalogue.run(run);
     if (!entry.damage.empty()) name_damaged({{catalogue.layout().run_file(run), entry.damage}});
+    if (entry.content) catalogue.look_again(*entry.content);
     if (!entry.content || same(entry.content->end, {})) continue;
     if (!known || earlier(entry.content->start, first)) first = entry.content->start;
     if (!known || earlier(last, entry.content->end)) last = entry.content->end;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <limits>
 #include <system_error>
 #include <vector>
@@ -15,6 +16,8 @@
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
 #include "read_exactly.h"
+#include "settled_file.h"
+#include "uninterrupted.h"
 
 namespace ravo::catalogue {
 namespace {
@@ -33,7 +36,8 @@ malloc_owner<ravo_event_index_table_2010> event_index(int fd, long length, int& 
     return nullptr;
   }
   ravo_file_reference_table_2010* reference_table = nullptr;
-  status = get_ravo_file_reference_table_m_2010(bytes.data(), length - offset, length, fd, &reference_table);
+  status =
+      get_ravo_file_reference_table_m_2010(bytes.data(), length - offset, length, fd, &reference_table);
   // A file of the older generation has another marker and the same event index.
   if (status == RAVO_TABLE_WRONG_PATTERN)
     status = get_ravo_file_reference_table_m(bytes.data(), length - offset, length, fd, &reference_table);
@@ -79,7 +83,7 @@ looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed
   file.path = path;
   const opened_file fd(path.c_str());
   struct stat about {};
-  if (fd < 0 || fstat(fd, &about) != 0) {
+  if (fd < 0 || uninterrupted::fstat(fd, &about) != 0) {
     result.problem = std::generic_category().message(errno);
     return result;
   }
@@ -108,6 +112,20 @@ looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed
     result.problem = ravo_evutl_status_text(status);
   }
   return result;
+}
+
+bool update(raw_file_entry& file, const std::string& path) {
+  const int closed_after = ignores_close_time() ? -1 : settling_seconds;
+  // Most of those that still grow are left after one look at the folder.
+  struct stat about {};
+  if (uninterrupted::stat(path.c_str(), &about) != 0) return false;
+  const std::int64_t now = std::time(nullptr);
+  if (closed_after >= 0 && !is_settled(about.st_ctim.tv_sec, now)) return false;
+  looked_at seen = look_at_raw_file(path, now, closed_after);
+  if (!seen.problem.empty() || !seen.entry.complete) return false;
+  seen.entry.path = file.path;
+  file = std::move(seen.entry);
+  return true;
 }
 
 }  // namespace ravo::catalogue

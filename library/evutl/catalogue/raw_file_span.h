@@ -22,6 +22,10 @@ struct looked_at {
 /// change.
 looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed_after);
 
+/// Brings the entry of a file up to date that the catalogue has as growing. False: it has not settled
+/// since, or cannot be read, and the entry is what it was.
+bool update(raw_file_entry& file, const std::string& path);
+
 /// When the content last changed, in nanoseconds since the Unix epoch.
 std::int64_t modification_time(const struct stat& about);
 

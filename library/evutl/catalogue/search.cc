@@ -1,12 +1,12 @@
 #include "search.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <functional>
 #include <limits>
 #include <set>
 #include <tuple>
+
+#include "folders.h"
 
 namespace ravo::catalogue {
 namespace {
@@ -20,14 +20,10 @@ struct period {
 
 constexpr period always{0, std::numeric_limits<std::uint32_t>::max()};
 
-bool is_folder(const std::string& path) {
-  struct stat about {};
-  return stat(path.c_str(), &about) == 0 && S_ISDIR(about.st_mode);
-}
-
 // The run's raw files of the period; nothing when it has none.
 std::optional<found_run> choose(const stream_catalogue& catalogue, run_entry& run, const period& when,
                                 wanted_files wanted) {
+  catalogue.look_again(run);
   std::erase_if(run.files, [&](const raw_file_entry& file) {
     return !file.has_time() || (wanted == wanted_files::complete && !file.complete) ||
            !when.meets(file.start, file.end);

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace ravo::catalogue {
@@ -16,16 +17,17 @@ struct stored_text {
 stored_text read_text(const std::string& path);
 
 /// Puts a text in place of whatever the file held: who reads it meanwhile sees the old text or the new one,
-/// and so does who reads it after a power cut. Missing folders are made. Returns why it failed, or nothing.
-/// Only for the holder of the stream's lock.
-std::string replace_text(const std::string& path, const std::string& text);
+/// and so does who reads it after a power cut. Missing folders are made. The folders that have another
+/// entry now are added to `changed`: they are for the caller to bring to disk. Returns why it failed, or
+/// nothing. Only for the holder of the stream's lock.
+std::string replace_text(const std::string& path, const std::string& text, std::set<std::string>& changed);
 
 /// Holds a lock file, against other threads and other processes. The system lets go of it when the process
 /// ends, however it ends.
 class file_lock {
  public:
-  /// Waits at most `patience`.
-  file_lock(const std::string& path, std::chrono::milliseconds patience);
+  /// Waits at most `patience`. Makes missing folders, as replace_text() does.
+  file_lock(const std::string& path, std::chrono::milliseconds patience, std::set<std::string>& changed);
   ~file_lock();
   file_lock(const file_lock&) = delete;
   file_lock& operator=(const file_lock&) = delete;

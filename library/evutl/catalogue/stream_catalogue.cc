@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "catalogue/raw_file_span.h"
 #include "catalogue/storage.h"
 
 namespace ravo::catalogue {
@@ -52,6 +53,22 @@ document<day_index> stream_catalogue::index(const std::string& path, const std::
 
 std::string stream_catalogue::full_path(const std::string& path) const {
   return path.starts_with('/') ? path : join(directory_, path);
+}
+
+void stream_catalogue::look_again(run_entry& run) const {
+  bool has_changed = false;
+  for (raw_file_entry& file : run.files)
+    if (!file.complete) has_changed = update(file, full_path(file.path)) || has_changed;
+  if (has_changed) derive_span(run);
+}
+
+void derive_span(run_entry& run) {
+  run.start = run.end = {};
+  for (const raw_file_entry& file : run.files) {
+    if (!file.has_time()) continue;
+    if (same(run.end, {}) || earlier(file.start, run.start)) run.start = file.start;
+    if (earlier(run.end, file.end)) run.end = file.end;
+  }
 }
 
 }  // namespace ravo::catalogue

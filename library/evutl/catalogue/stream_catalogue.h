@@ -15,6 +15,9 @@ namespace ravo::catalogue {
 /// `day` of the index of very long raw files.
 inline constexpr const char* long_index = "long";
 
+/// The span of a run, from its files; none when none of them has a time.
+void derive_span(run_entry& run);
+
 class stream_catalogue {
  public:
   /// Both names have to be folder names.
@@ -30,6 +33,9 @@ class stream_catalogue {
   const std::string& stream() const { return stream_; }
   /// A raw file's path as it can be opened: relative ones start at the catalogue directory.
   std::string full_path(const std::string& path) const;
+
+  /// Brings a run up to date: files that were growing when it was written, and have settled since.
+  void look_again(run_entry& run) const;
 
   /// How many catalogue files were read so far.
   std::size_t files_read() const { return files_read_; }

@@ -66,12 +66,13 @@ struct build_settings {
 };
 
 struct build_result {
-  std::size_t raw_files = 0;  ///< found, with the name of a raw file
+  std::size_t raw_files = 0;  ///< found and now in the catalogue, by this build or as they were
   std::size_t opened = 0;     ///< of these: new or changed, and therefore opened
+  std::size_t growing = 0;    ///< of these: entered as not complete
   std::size_t runs = 0;       ///< runs that they belong to
-  std::size_t growing = 0;    ///< entered as not complete
-  bool stopped = false;       ///< `progress` asked to stop, or there was no memory to name a problem; what was
-                              ///< done until then is in the catalogue
+  std::size_t left_out = 0;   ///< found, but not to be used, or in a run that could not be written
+  bool stopped = false;  ///< `progress` asked to stop, or there was no memory to name a problem; what was
+                         ///< done until then is in the catalogue
   std::vector<file_problem> problems;  ///< raw files that were skipped, catalogue files that were damaged
 };
 

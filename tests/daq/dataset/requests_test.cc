@@ -126,7 +126,8 @@ TEST_P(Requests, PrintNothing) {
   EXPECT_EQ(output.stop(), "");
   const std::vector<std::string> told = {
       "Run catalogue: " + damaged + " is passed over: it is empty; build the catalogue again",
-      "No files are found of run 2: the run catalogue has no complete files of them"};
+      "No files are found of run 2: the run catalogue has none with events; build it again if some have "
+      "come since"};
   EXPECT_EQ(data.ledger().problems, told);
   EXPECT_EQ(data.plan().problems, told);
   EXPECT_NE(data.plan().to_text().find("\n" + told[1] + "\n"), std::string::npos);

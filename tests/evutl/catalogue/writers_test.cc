@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <set>
 #include <thread>
 
 #include "asking.h"
@@ -164,15 +165,16 @@ TEST(Writers, ThatCannotWriteSaySo) {
 
 TEST(Lock, IsHeldByOneAtATime) {
   using ravo::catalogue::file_lock;
+  std::set<std::string> changed;
   const temporary_folder folder;
   const std::string path = folder.file("below/lock");
   {
-    const file_lock first(path, std::chrono::milliseconds(0));
+    const file_lock first(path, std::chrono::milliseconds(0), changed);
     EXPECT_EQ(first.problem(), "");
-    const file_lock second(path, std::chrono::milliseconds(0));
+    const file_lock second(path, std::chrono::milliseconds(0), changed);
     EXPECT_EQ(second.problem(), "another program holds it for too long");
   }
-  const file_lock third(path, std::chrono::milliseconds(0));
+  const file_lock third(path, std::chrono::milliseconds(0), changed);
   EXPECT_EQ(third.problem(), "");
 }
 

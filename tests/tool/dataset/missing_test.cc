@@ -242,7 +242,8 @@ TEST(MissingFile, ThatTheCatalogueListsIsTold) {
   std::filesystem::remove(gone);
   const std::string reason = gone + ": the run catalogue lists it, and it is not in the data folders";
   const std::string runs =
-      "ravo: No files are found of runs 2-3: the run catalogue has no complete files of them\n";
+      "ravo: No files are found of runs 2-3: the run catalogue has none with events; build it again if "
+      "some have come since\n";
   for (const std::string verb : {"read", "plan", "digest", "stat"}) {
     const std::vector<std::string> asked = {verb,      "--run", "1-3",          "--catalog",
                                             catalogue, "-c",    "LINAC/BPM/001"};
