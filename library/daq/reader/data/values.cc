@@ -36,8 +36,8 @@ std::optional<slow_value> read_slow_value(bool current, const char* data, std::s
                  : read_update<ravo_upd_data_block>(data, length);
 }
 
-// The name-value block behind a channel header, when all of its records are inside. The last text has an
-// end, so that nobody who reads any of them gets beyond the block.
+// The name-value block behind a channel header, when all of its records are inside. What their names are is
+// left to who reads them, with the 80 bytes that a name has.
 template <class subhead>
 ravo_name_value_block* name_value_block(subhead* header) {
   const std::size_t length = ravo::block_length(*header);
@@ -46,8 +46,7 @@ ravo_name_value_block* name_value_block(subhead* header) {
   const std::size_t room = length - sizeof(subhead) - sizeof(ravo_name_value_block);
   if (block->ndata < 0 || static_cast<std::size_t>(block->ndata) > room / sizeof(ravo_name_value_channel))
     return nullptr;
-  const auto& last_text = block->ndata > 0 ? block->data()[block->ndata - 1].name : block->comment;
-  return std::memchr(last_text, 0, sizeof last_text) ? block : nullptr;
+  return block;
 }
 
 bool is_roi_type(int dtype) {

@@ -125,11 +125,12 @@ class ravo_daq_getdata {
   float GetSingle(int imb);
   /// Value, status and time (seconds) of a slow channel. 0, or 1 when it is none.
   int GetSlowPrm(float* dt, int* sts, long* tml);
-  /// A name-value block with its records. 0; 1 when it is none, holds fewer records than it says, or its
-  /// last text has no end.
+  /// A name-value block with its records. 0; 1 when it is none or holds fewer records than it says. In what
+  /// readers hand out comment and names end with a zero; in a block from elsewhere either may fill its 80
+  /// bytes, so bound what you print.
   int GetValNamPrm(ravo_name_value_block** blk, int* id, char** comment, int* ndata,
                    ravo_name_value_channel** data);
-  /// Name and value of one record. 0, or 1.
+  /// Name (see above) and value of one record. 0, or 1.
   int GetValNamChan(char** name, float* dt, int imb);
   /// The values of one member of a spectrum, or null.
   float* GetSpect(int imb);

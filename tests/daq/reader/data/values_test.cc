@@ -142,18 +142,36 @@ TYPED_TEST(Values, AreNoneInANameValueBlockThatLies) {
   }
 }
 
-// Whoever reads a text to its end would get beyond the block.
-TYPED_TEST(Values, AreNoneWhereTheLastTextOfANameValueBlockHasNoEnd) {
-  ravo_name_value_block head{42, "settings", 1};
-  ravo_name_value_channel record{"gain", 1.5f};
-  std::memset(record.name, 'x', sizeof record.name);
-  this->show(RAVO_BLOCK_NAME_VALUE, bytes_of(head) + bytes_of(record));
-  EXPECT_EQ(this->cursor.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr), 1);
-  EXPECT_EQ(this->cursor.GetValNamChan(nullptr, nullptr, 0), 1);
-  head.ndata = 0;
+// A name has 80 bytes, and all of them may be letters: in the last record as in any other.
+TYPED_TEST(Values, GiveRecordsWhoseNamesFillTheirField) {
+  const ravo_name_value_block head{42, "settings", 2};
+  ravo_name_value_channel full{"", 1.5f};
+  std::memset(full.name, 'x', sizeof full.name);
+  const ravo_name_value_channel usual{"offset", -2};
+  for (const bool is_last : {false, true}) {
+    this->show(RAVO_BLOCK_NAME_VALUE,
+               bytes_of(head) + bytes_of(is_last ? usual : full) + bytes_of(is_last ? full : usual));
+    int ndata = 0;
+    ravo_name_value_channel* records = nullptr;
+    ASSERT_EQ(this->cursor.GetValNamPrm(nullptr, nullptr, nullptr, &ndata, &records), 0);
+    EXPECT_EQ(ndata, 2);
+    char* name = nullptr;
+    float value = 0;
+    const int which = is_last ? 1 : 0;
+    ASSERT_EQ(this->cursor.GetValNamChan(&name, &value, which), 0);
+    EXPECT_EQ(std::string(name, 80), std::string(80, 'x'));
+    EXPECT_EQ(value, 1.5f);
+    EXPECT_EQ(this->cursor.GetSingle(which), 1.5f);
+  }
+}
+
+TYPED_TEST(Values, GiveAListWithoutRecordsWhoseCommentFillsItsField) {
+  ravo_name_value_block head{42, "", 0};
   std::memset(head.comment, 'x', sizeof head.comment);
   this->show(RAVO_BLOCK_NAME_VALUE, bytes_of(head));
-  EXPECT_EQ(this->cursor.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr), 1);
+  char* comment = nullptr;
+  ASSERT_EQ(this->cursor.GetValNamPrm(nullptr, nullptr, &comment, nullptr, nullptr), 0);
+  EXPECT_EQ(std::string(comment, 80), std::string(80, 'x'));
 }
 
 TYPED_TEST(Values, GiveSpectraWithTheirAxes) {
