@@ -148,28 +148,40 @@ TEST_F(OlderFile, HasItsMembersReadByThemselves) {
   EXPECT_EQ(line.at("channels").at(0).at("members").at(0).at("mean"), 3.0);
 }
 
-TEST_F(OlderFile, GivesNoMemberUnderANameThatIsTooLong) {
+TEST_F(OlderFile, GivesTheReaderNoMemberUnderANameThatIsTooLong) {
   const std::string name = "A/NAME/OF/THIRTY/LETTERS/IN/ALL";  // with ":0" it would have 33
-  std::vector<std::string> arguments = {"read", write_older_file(folder, name), "-c", name + ":0"};
-  for (const bool is_classic : {false, true}) {
-    if (is_classic) arguments.push_back("--classic");
-    const process_result result = run_tool(arguments);
-    EXPECT_EQ(result.exit_code, 1);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err,
-              "ravo: " + name +
-                  ":0 is longer than the 31 letters under which files of the older generation give "
-                  "single members: ask for it without ':0'\n");
-  }
+  std::vector<std::string> arguments = {"read", write_older_file(folder, name), "-c", name + ":2",
+                                        "--json"};
+  const json line = lines_of(arguments).at(0);
+  EXPECT_EQ(line.at("channels").at(0).at("members").at(0).at("mean"), 3.0);
+  arguments.back() = "--classic";
+  const process_result result = run_tool(arguments);
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err,
+            "ravo: " + name +
+                ":2 is longer than the 31 letters under which the classic reader gives single members of "
+                "older files: leave --classic out, or ask for it without ':2'\n");
 }
 
 TEST(OlderGenericSpectrum, GivesTheReaderNoSingleMembers) {
   const process_result result = read_demo({"-c", "LINAC/SPECTRUM/001:0", "--classic"}, demo_of("older"));
   EXPECT_EQ(result.exit_code, 1);
-  EXPECT_EQ(
-      result.err,
-      "ravo: LINAC/SPECTRUM/001 is a generic spectrum, of which files of the older generation give no "
-      "single members: ask for it without ':0'\n");
+  EXPECT_EQ(result.err,
+            "ravo: LINAC/SPECTRUM/001 is a generic spectrum, of which the classic reader gives no single "
+            "members out "
+            "of older files: leave --classic out, or ask for it without ':0'\n");
+}
+
+TEST(NameValueList, GivesTheReaderNoSingleRecords) {
+  for (const char* generation : {"older", "current"}) {
+    const process_result result = read_demo({"-c", "LINAC/STATUS/001:1", "--classic"}, demo_of(generation));
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.err,
+              "ravo: LINAC/STATUS/001 is a name-value list, of which the classic reader gives no single "
+              "records: leave "
+              "--classic out, or ask for it without ':1'\n");
+  }
 }
 
 std::string both_generations(const std::string& older, const std::string& current) {

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <map>
 
-#include "dataset_events.h"
 #include "failure.h"
 #include "ravo_data_types.h"
 #include "raw_file.h"
@@ -63,12 +62,13 @@ void check_members(const dataset& data) {
   const bool any = std::any_of(channels.begin(), channels.end(),
                                [](const dataset_channel& one) { return one.member >= 0; });
   if (!any) return;
-  const bool are_all_older = generation_of(data) == ravo_file_generation::older;
   for (const channel_facts& one : facts_of(data)) {
     const data_type* type = find_data_type(static_cast<int>(one.stored));
-    if (one.member < 0 || !type || type->code == RAVO_BLOCK_GENERIC_SPECT) continue;
+    // These say themselves how many members a block has.
+    if (one.member < 0 || !type || type->code == RAVO_BLOCK_GENERIC_SPECT ||
+        type->shape == payload_shape::name_value)
+      continue;
     if (type->members > 1) check_member_of_type(one.name, one.member, *type);
-    if (type->members > 1 && are_all_older) check_older_member_name(one.name, one.member);
     if (type->members < 2 && one.member > 0)
       throw data_failure(
           fmt::format("{} has a single member: ask for it without ':{}'", one.name, one.member));

@@ -25,24 +25,19 @@ const char* name_of(value_kind kind) {
   return names[static_cast<std::size_t>(kind)];
 }
 
-const char* name_of(element_type element) {
-  constexpr const char* names[] = {"float32", "uint8", "uint16", "uint32"};
-  return names[static_cast<std::size_t>(element)];
-}
-
 // What a row says, cut into its members.
 class column_rows_summary {
  public:
   column_rows_summary(const column_data& column, const channel_facts& channel)
       : column_(column), channel_(channel) {}
 
+  /// Members of spectra and regions of interest, records of lists; anything else is one part.
   std::size_t parts(std::size_t row) const {
     switch (column_.layout.kind) {
       case value_kind::name_value:
-        return std::max<std::size_t>(elements(row), 1);
       case value_kind::spectrum:
       case value_kind::roi:
-        return std::max<std::size_t>(members(row), 1);
+        return column_.shape_of_row(row)[0];
       default:
         return 1;
     }
@@ -51,9 +46,9 @@ class column_rows_summary {
   /// What `take` makes of all numbers of a part, a span of their type.
   template <class Take>
   auto with_numbers(std::size_t row, std::size_t index, Take take) const {
-    const std::size_t each = elements(row) / parts(row);
+    const auto [first, count] = numbers_of_part(row, index);
     const auto take_as = [&](auto element) {
-      return take(column_.row<decltype(element)>(row).subspan(index * each, each));
+      return take(column_.row<decltype(element)>(row).subspan(first, count));
     };
     switch (column_.layout.element) {
       case element_type::uint8:
@@ -68,6 +63,11 @@ class column_rows_summary {
     return take_as(float{});
   }
 
+  /// Whether the part is there: a list may lack a record that others have.
+  bool has_part(std::size_t row, std::size_t index) const {
+    return column_.layout.kind != value_kind::name_value || has_value(column_.status_of(row, index));
+  }
+
   number_summary part(std::size_t row, std::size_t index) const {
     number_summary summary = with_numbers(row, index, [](auto values) {
       return summarise_numbers(values.size(), [values](std::size_t i) { return values[i]; });
@@ -76,20 +76,30 @@ class column_rows_summary {
     return summary;
   }
 
-  std::size_t elements(std::size_t row) const {
-    return column_.is_ragged() ? column_.offsets[row + 1] - column_.offsets[row]
-                               : column_.layout.item_elements;
+ private:
+  struct number_range {
+    std::size_t first;
+    std::size_t count;
+  };
+
+  // Those of a region's two members differ in number.
+  number_range numbers_of_part(std::size_t row, std::size_t index) const {
+    const row_shape& shape = column_.shape_of_row(row);
+    if (column_.layout.kind == value_kind::roi)
+      return index == 0 ? number_range{0, shape[1]} : number_range{shape[1], shape[2]};
+    const std::size_t all = dimensions_product(row);
+    const std::size_t each = parts(row) == 0 ? 0 : all / parts(row);
+    return {index * each, each};
   }
 
- private:
-  std::size_t members(std::size_t row) const {
-    if (column_.is_ragged()) return column_.shapes[row][0];
-    return column_.layout.item_shape.size() > 1 ? column_.layout.item_shape.front() : 1;
+  std::size_t dimensions_product(std::size_t row) const {
+    std::size_t product = 1;
+    for (const dimension_size& one : column_.dimensions_of_row(row)) product *= one.size;
+    return product;
   }
 
   std::string name_of_part(std::size_t row, std::size_t index) const {
-    if (column_.layout.kind == value_kind::name_value)
-      return index < column_.record_names.size() ? column_.record_names[index] : std::to_string(index);
+    if (column_.layout.kind == value_kind::name_value) return column_.record_names[index];
     const data_type* type = find_data_type(static_cast<int>(channel_.stored));
     const std::size_t member = channel_.member >= 0 ? static_cast<std::size_t>(channel_.member) : index;
     const bool is_named = type && type->code != RAVO_BLOCK_GENERIC_SPECT &&
@@ -135,7 +145,8 @@ class table_printer {
       const std::string name = parts > 1 ? fmt::format("{:<9} ", numbers.name) : "";
       const std::size_t member = channel_.member >= 0 ? static_cast<std::size_t>(channel_.member) : i;
       std::string text =
-          contents_ == row_contents::numbers
+          !summary_.has_part(row, i) ? value_status_text(column_.status_of(row, i))
+          : contents_ == row_contents::numbers
               ? all_numbers(row, i)
               : text_of(numbers, unit_of(channel_.units, member, channel_.member >= 0 ? 0 : parts));
       if (!column_.update_times.empty()) text += "  at " + format_time(column_.update_times[row]);
@@ -192,6 +203,22 @@ void add_part(const column_rows_summary& summary, std::size_t row, std::size_t p
     add_numbers(summary.part(row, part), to);
 }
 
+/// The dimensions by name, and how large each is.
+void add_dimensions(const std::vector<dimension_size>& dimensions, json& to) {
+  to["dimensions"] = json::array();
+  to["shape"] = json::array();
+  for (const dimension_size& one : dimensions) {
+    to["dimensions"].push_back(dimension_name(one.dimension));
+    to["shape"].push_back(one.size);
+  }
+}
+
+json axis_object(value_kind kind, const spectrum_axis& axis) {
+  json object = {{"start", number(axis.start)}, {"increment", number(axis.increment)}};
+  if (kind == value_kind::roi) object["y_start"] = number(axis.y_start);
+  return object;
+}
+
 json row_object(const column_data& column, const column_rows_summary& summary, row_contents contents,
                 std::size_t row) {
   json object = {{"event", column.numbers[row]},
@@ -210,14 +237,16 @@ json row_object(const column_data& column, const column_rows_summary& summary, r
     object["members"] = json::array();
     for (std::size_t i = 0; i < parts; ++i) {
       json member = {{"name", summary.part(row, i).name}};
-      add_part(summary, row, i, contents, member);
+      if (summary.has_part(row, i))
+        add_part(summary, row, i, contents, member);
+      else
+        member["value_status"] = key_of(value_status_text(column.status_of(row, i)));
       object["members"].push_back(std::move(member));
     }
   }
-  if (contents == row_contents::numbers && column.is_ragged()) object["shape"] = column.shapes[row];
-  if (!column.axes.empty())
-    object["axis"] = {{"start", number(column.axes[row].start)},
-                      {"increment", number(column.axes[row].increment)}};
+  if (contents == row_contents::numbers && column.is_ragged())
+    add_dimensions(column.dimensions_of_row(row), object);
+  if (!column.axes.empty()) object["axis"] = axis_object(column.layout.kind, column.axes[row]);
   if (!column.update_times.empty()) object["value_time"] = format_time(column.update_times[row]);
   if (!column.update_status.empty()) object["status"] = column.update_status[row];
   return object;
@@ -246,15 +275,16 @@ void print_column(dataset_session& session, const dataset& data, const column_re
   const std::size_t printed = std::min(column.size(), asked.most_rows.value_or(column.size()));
   json closing = {{"channel", column.channel},
                   {"kind", name_of(column.layout.kind)},
-                  {"element", name_of(column.layout.element)},
-                  {"shape", column.layout.item_shape},
+                  {"element", element_name(column.layout.element)},
                   {"ragged", column.is_ragged()},
                   {"rows", column.size()},
                   {"printed", printed}};
-  if (column.layout.kind == value_kind::spectrum)
-    closing["axis"] = {{"start", number(column.start)},
-                       {"increment", number(column.increment)},
-                       {"changes", !column.axes.empty()}};
+  if (!column.is_ragged()) add_dimensions(column.layout.dimensions, closing);
+  if (column.layout.kind == value_kind::spectrum || column.layout.kind == value_kind::roi) {
+    closing["axis"] = axis_object(
+        column.layout.kind, {column.start, column.increment, column.groups_increment, column.y_start});
+    closing["axis"]["changes"] = !column.axes.empty();
+  }
   session.add_to_closing("column", std::move(closing));
   session.hide_progress();
   const channel_facts facts = facts_of_channel(data, column);

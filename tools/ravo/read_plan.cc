@@ -71,11 +71,21 @@ wanted_channel split_key(const std::string& text) {
   return {text.substr(0, colon), subchannel};
 }
 
+// A member is handed out under "NAME:member", which has to fit the name of a block.
+void check_older_member_name(const std::string& name, int member) {
+  constexpr std::size_t longest = sizeof(ravo_serv_block_subhead::chname) - 1;
+  if (fmt::format("{}:{}", name, member).size() > longest)
+    throw data_failure(fmt::format(
+        "{}:{} is longer than the {} letters under which the classic reader gives single members of older "
+        "files: leave --classic out, or ask for it without ':{}'",
+        name, member, longest, member));
+}
+
 void check_older_member(const wanted_channel& wanted, const known_channel& known) {
   if (known.dtype == RAVO_BLOCK_GENERIC_SPECT)
     throw data_failure(fmt::format(
-        "{} is a generic spectrum, of which files of the older generation give no single members: "
-        "ask for it without ':{}'",
+        "{} is a generic spectrum, of which the classic reader gives no single members out of older files: "
+        "leave --classic out, or ask for it without ':{}'",
         wanted.name, wanted.subchannel));
   check_older_member_name(wanted.name, wanted.subchannel);
 }
@@ -87,6 +97,11 @@ void check_member(const wanted_channel& wanted, const known_channel& known,
   if (wanted.subchannel < 0) return;
   if (generation == ravo_file_generation::older) check_older_member(wanted, known);
   if (!type || type->code == RAVO_BLOCK_GENERIC_SPECT) return;
+  if (type->shape == payload_shape::name_value)
+    throw data_failure(
+        fmt::format("{} is a name-value list, of which the classic reader gives no single records: leave "
+                    "--classic out, or ask for it without ':{}'",
+                    wanted.name, wanted.subchannel));
   if (type->members < 2) {
     const bool is_cut =
         wanted.subchannel == 0 && known.form != stored_as::plain &&
@@ -147,16 +162,6 @@ void widen(read_plan& plan, const event_summary& events, bool is_first) {
 }
 
 }  // namespace
-
-// A member is handed out under "NAME:member", which has to fit the name of a block.
-void check_older_member_name(const std::string& name, int member) {
-  constexpr std::size_t longest = sizeof(ravo_serv_block_subhead::chname) - 1;
-  if (fmt::format("{}:{}", name, member).size() > longest)
-    throw data_failure(fmt::format(
-        "{}:{} is longer than the {} letters under which files of the older generation give single "
-        "members: ask for it without ':{}'",
-        name, member, longest, member));
-}
 
 void check_member_of_type(const std::string& name, int member, const data_type& type) {
   if (member < type.members) return;

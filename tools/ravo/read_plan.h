@@ -24,8 +24,6 @@ struct read_plan {
 /// channel that stands in the way.
 read_plan make_plan(const std::vector<std::string>& files, const std::vector<std::string>& channels);
 
-/// Throws data_failure when a member of a channel of older files has too long a name.
-void check_older_member_name(const std::string& name, int member);
 /// Throws data_failure with the members' names when a channel of this type, of several members, has no such
 /// one.
 void check_member_of_type(const std::string& name, int member, const data_type& type);

@@ -130,23 +130,21 @@ decoded_payload decode_as(const found_block& block, const char* channel, unsigne
   return decode_payload<G>(block.payload, head, channel, into, nullptr);
 }
 
+/// The block has no name: that of a member is longer than that of its channel, and may not fit into a
+/// block of the older generation, and nobody sees it here.
 template <class G>
-bool cut(const found_block& block, const char* channel, int member, unsigned char* data, std::size_t room,
-         std::size_t& length, std::int32_t& type) {
+bool cut(int member, unsigned char* data, std::size_t room, std::size_t& length, std::int32_t& type) {
   using subhead = typename G::subhead;
-  if (!is_member_cut<G>(block.payload, block.stored_type, member)) return true;
   const auto whole = allocate<subhead>(sizeof(subhead) + length);
   if (!whole) throw std::bad_alloc();
   std::memset(whole.get(), 0, sizeof(subhead));
-  std::memcpy(whole->chname, channel, strnlen(channel, sizeof whole->chname - 1));
   whole->dtype = type;
-  whole->error = block.error;
   whole->ldata = static_cast<std::int32_t>(sizeof(subhead) + length);
   std::memcpy(whole.get() + 1, data, length);
   subhead* part = nullptr;
-  if (ravo::cut_member<G>(block.payload, whole.get(), member, &part)) return false;
+  if (library_calls<G>::cut_unzipped_block(whole.get(), member, 0, 0, &part) || part == nullptr)
+    return false;
   const malloc_owner<subhead> owner(part);
-  if (part == nullptr) return true;
   const std::size_t size = static_cast<std::size_t>(part->ldata) - sizeof(subhead);
   if (size > room) return false;
   std::memcpy(data, part + 1, size);
@@ -247,16 +245,16 @@ value_status decode(const block_source_file& source, const found_block& block, u
   return status_of(result, block.payload, into);
 }
 
-bool cut_member(const block_source_file& source, const found_block& block, int member, unsigned char* data,
-                std::size_t room, std::size_t& length, std::int32_t& type) {
+bool cut_member(const block_source_file& source, int member, unsigned char* data, std::size_t room,
+                std::size_t& length, std::int32_t& type) {
   if (member < 0) return true;
-  // The readers leave a plain block of one member whole whatever member is asked for; a value that is not
-  // the one that was asked for is none.
   const byte_view whole(data, length, word_order::host);
   if (!find_item(type, whole, member)) return false;
-  return source.is_current()
-             ? cut<generation_2010>(block, source.channel, member, data, room, length, type)
-             : cut<generation_2009>(block, source.channel, member, data, room, length, type);
+  // Only a block of several members is another block than each of them.
+  const std::optional<item> all = find_item(type, whole, -1);
+  if (all && all->is_one_member()) return true;
+  return source.is_current() ? cut<generation_2010>(member, data, room, length, type)
+                             : cut<generation_2009>(member, data, room, length, type);
 }
 
 }  // namespace ravo::datasets

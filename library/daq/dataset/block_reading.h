@@ -75,12 +75,12 @@ value_status inflate(const found_block& block, unsigned char* into);
 value_status decode(const block_source_file& source, const found_block& block, unsigned char* into,
                     std::size_t& length);
 
-/// Cuts a member out of decoded data as the readers do. False: it cannot be cut out, or needs more room
-/// than `room`. `length` and `type` are those of the whole block and become those of the cut one; a block
-/// that is not cut stays as it is.
-bool cut_member(const block_source_file& source, const found_block& block, int member, unsigned char* data,
-                std::size_t room, std::size_t& length, std::int32_t& type);
-/// By how many bytes a cut member may be longer than its block.
+/// Leaves of decoded data the member that was asked for, -1 for all of it: however the block is stored, and
+/// whatever the classic readers would hand over. False: there is no such member, or it needs more room than
+/// `room`. `length` and `type` are those of the whole block and become those of the member.
+bool cut_member(const block_source_file& source, int member, unsigned char* data, std::size_t room,
+                std::size_t& length, std::int32_t& type);
+/// By how many bytes a member that was cut out may be longer than its block.
 inline constexpr std::size_t cut_excess = 32;
 
 }  // namespace ravo::datasets

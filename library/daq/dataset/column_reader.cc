@@ -27,6 +27,10 @@ column_reader::column_reader(const std::shared_ptr<dataset_state>& state, std::s
 column_layout column_reader::layout() {
   make_rows();
   find_first_item();
+  if (has_records()) {
+    make_chunks();
+    find_record_names();
+  }
   take_layout();
   return data_.layout;
 }
@@ -46,8 +50,9 @@ void column_reader::read_all() {
   make_rows();
   decode_first_blocks();
   if (!first_) find_first_item();
-  take_layout();
   make_chunks();
+  if (has_records()) find_record_names();
+  take_layout();
   if (first_ && first_->kind == value_kind::text) is_ragged_ = true;
   if (is_ragged_ && !options_.into.empty())
     throw selection_error("The texts of " + data_.channel +
@@ -68,13 +73,14 @@ void column_reader::read_all() {
   }
   copy_held_rows();
   fill_missing_rows();
+  settle_record_status();
 }
 
 channel_digest column_reader::read_digest(read_progress& of_all) {
   of_all_ = &of_all;
   options_ = {};
   options_.with_digest = true;
-  is_for_digest_ = true;
+  pass_ = pass::digest;
   data_.digest.emplace();
   try {
     make_rows();
@@ -145,7 +151,7 @@ void column_reader::run_chunks() {
 
 void column_reader::tell_progress() const {
   if (!state_->options.progress) return;
-  told_ = std::max<std::uint64_t>(told_, done_);
+  if (pass_ != pass::record_names) told_ = std::max<std::uint64_t>(told_, done_);
   if (of_all_ != nullptr)
     state_->options.progress({of_all_->done_bytes + told_, of_all_->total_bytes});
   else
@@ -199,16 +205,20 @@ std::optional<byte_view> column_reader::inflate(const found_block& found, scratc
   return byte_view(into, found.payload.room, word_order::file);
 }
 
-/// What is kept of rows of different shapes: nobody would give it back while others wait.
+/// More memory for what workers keep until the column is done: nobody would give it back while others wait.
+void column_reader::grow(datasets::memory_share& share, std::size_t bytes, const char* what) {
+  while (!state_->memory.try_grow(bytes, share))
+    if (!state_->timeline.drop_oldest())
+      throw memory_exceeded(
+          "The " + std::string(what) + " of " + data_.channel + " do not fit into the memory limit of " +
+          std::to_string(state_->memory.limit()) + " bytes; raise the limit or select less");
+}
+
 void column_reader::reserve(ragged_part& part, std::size_t more) {
   const std::size_t needed = part.bytes.size() + more, had = part.bytes.capacity();
   if (needed <= had) return;
   const std::size_t wanted = std::max({needed, 2 * had, std::size_t{4096}});
-  while (!state_->memory.try_grow(wanted, part.share))  // while it grows there are both
-    if (!state_->timeline.drop_oldest())
-      throw memory_exceeded(
-          "The rows of different shapes of " + data_.channel + " do not fit into the memory limit of " +
-          std::to_string(state_->memory.limit()) + " bytes; raise the limit or select less");
+  grow(part.share, wanted, "rows of different shapes");  // while it grows there are both
   part.bytes.reserve(wanted);
   part.share.shrink(part.share.bytes() - had);
 }
@@ -301,11 +311,13 @@ void column_reader::read_blocks(const chunk& one, const segment& part, scratch& 
     std::shared_ptr<const datasets::open_file> opened;
     const auto source = state_->source_of(part, channel_, blocks[first].file, opened);
     read_window(source, blocks, first, window, work, [&](std::size_t i, const found_block& found) {
+      if (pass_ == pass::record_names)
+        return take_record_names(found, std::uint64_t{one.list} << 32 | (one.first + i), work);
       const std::uint64_t row = list.row[one.first + i];
       const bool is_held = planned_status_[row] != value_status::ok;
       value_status status = value_status::ok;
       if (options_.with_digest && !is_held) status = add_to_digest(source, found, blocks[i], work, digest);
-      if (!is_for_digest_) status = take(found, row, work, ragged);
+      if (pass_ == pass::values) status = take(found, row, work, ragged);
       settle(i, status);
     });
     first += window.blocks;
@@ -326,8 +338,8 @@ value_status column_reader::take(const found_block& found, std::uint64_t row, sc
 /// Axes seldom change: they are put down from the first one on that is another one than the first row's.
 void column_reader::note_axis(const item& one, std::uint64_t row) {
   const bool has_axis = one.kind == value_kind::spectrum || one.kind == value_kind::roi;
-  const spectrum_axis first{first_->start, first_->increment, first_->groups_increment};
-  const spectrum_axis its{one.start, one.increment, one.groups_increment};
+  const spectrum_axis first{first_->start, first_->increment, first_->groups_increment, first_->y_start};
+  const spectrum_axis its{one.start, one.increment, one.groups_increment, one.y_start};
   if (!has_axis || std::memcmp(&first, &its, sizeof first) == 0) return;
   const std::lock_guard lock(mutex_);
   if (data_.axes.empty()) data_.axes.assign(data_.layout.rows, first);
@@ -339,8 +351,10 @@ value_status column_reader::store(const item& one, const byte_view& payload, std
   if (one.kind != first_->kind || one.element != first_->element ||
       one.is_as_sent() != first_->is_as_sent())
     return value_status::type_changed;
-  if (one.kind == value_kind::name_value && !datasets::has_record_names(one, payload, data_.record_names))
-    return value_status::type_changed;
+  if (one.kind == value_kind::name_value) {
+    store_record_values(one, payload, row);
+    return value_status::ok;
+  }
   if (one.kind == value_kind::update) {
     const std::size_t status_at = one.at - 12;
     data_.update_status[row] = *payload.at<std::int32_t>(status_at);
@@ -383,7 +397,7 @@ value_status column_reader::add_to_digest(const datasets::block_source_file& sou
   std::int32_t type = found.type;
   value_status status = datasets::decode(source, found, into, length);
   if (status == value_status::ok &&
-      !datasets::cut_member(source, found, state_->channels[channel_].member, into, room, length, type))
+      !datasets::cut_member(source, state_->channels[channel_].member, into, room, length, type))
     status = value_status::cannot_convert;
   digest.add(id, status, {reinterpret_cast<const std::byte*>(into), length});
   return status;

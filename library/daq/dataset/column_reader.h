@@ -12,6 +12,7 @@
 #include "dataset_state.h"
 #include "item.h"
 #include "ravo_dataset/column.h"
+#include "record_names.h"
 
 namespace ravo {
 
@@ -45,6 +46,8 @@ class column_reader {
     datasets::memory_slab decoded;  ///< for the digest
     bool is_alone = false;          ///< of all workers of this reading it alone may wait for memory
   };
+  /// What the blocks are read for.
+  enum class pass { record_names, values, digest };
   /// Thrown where there is no room for a buffer, by workers that may not wait for it.
   struct needs_room {};
   /// One of the first blocks, decoded for what it tells of all: it need not be decoded again.
@@ -78,6 +81,12 @@ class column_reader {
   void decode_first_blocks();
   first_block decode_first_block(const block_list& list, std::size_t at, bool is_alone);
   void take_layout();
+  bool has_records() const { return first_ && first_->kind == value_kind::name_value; }
+  void find_record_names();
+  void note_records(const datasets::item& list, const byte_view& payload, std::uint64_t ordinal);
+  void store_record_values(const datasets::item& list, const byte_view& payload, std::uint64_t row);
+  void copy_records(const row_copy& copy);
+  void settle_record_status();
   std::shared_ptr<const datasets::segment> segment_of(const block_list& list);
   void make_chunks();
   void take_memory(std::size_t bytes, const std::string& what, datasets::memory_share& share);
@@ -93,6 +102,7 @@ class column_reader {
   void read_all();
   value_status take(const datasets::found_block& found, std::uint64_t row, scratch& work,
                     ragged_part& ragged);
+  void take_record_names(const datasets::found_block& found, std::uint64_t ordinal, scratch& work);
   void note_axis(const datasets::item& one, std::uint64_t row);
   value_status store(const datasets::item& one, const byte_view& payload, std::uint64_t row,
                      ragged_part& ragged);
@@ -104,6 +114,7 @@ class column_reader {
                    const std::function<void(std::size_t, const datasets::found_block&)>& take);
   std::optional<byte_view> inflate(const datasets::found_block& found, scratch& work, value_status& status);
   void reserve(ragged_part& part, std::size_t more);
+  void grow(datasets::memory_share& share, std::size_t bytes, const char* what);
   std::unique_ptr<scratch> take_scratch();
   void put_back(std::unique_ptr<scratch> work);
   void put_ragged_together();
@@ -125,12 +136,14 @@ class column_reader {
   std::vector<std::uint64_t> stored_rows_;  ///< their values are there before the chunks are read
   std::byte* out_ = nullptr;
   bool is_ragged_ = false;
-  bool is_for_digest_ = false;
+  pass pass_ = pass::values;
   std::vector<value_status> planned_status_;  ///< before anything was read
   read_ledger planned_ledger_;
   std::vector<ragged_part> parts_;
   std::optional<std::pair<std::pair<std::size_t, std::uint32_t>, std::uint64_t>>
       held_;  ///< last held entry, its row
+
+  std::optional<datasets::record_places> places_;  ///< of name-value lists
 
   std::atomic<bool> is_irregular_{false};
   std::atomic<std::uint64_t> done_{0};
@@ -141,6 +154,8 @@ class column_reader {
   std::mutex
       mutex_;  ///< guards what follows, and data_.ledger, data_.digest and data_.axes while workers run
   std::vector<std::unique_ptr<scratch>> free_;
+  datasets::record_union records_;
+  datasets::memory_share names_share_;
 };
 
 }  // namespace ravo

@@ -245,25 +245,31 @@ void column_reader::take_layout() {
     data_.layout.kind = value_kind::none;
     return;
   }
-  if (first_->kind == value_kind::name_value) {
-    const auto one = std::find_if(first_blocks_.begin(), first_blocks_.end(),
-                                  [](const first_block& block) { return block.looks.has_value(); });
-    data_.record_names = datasets::record_names(*first_, one->payload);
-  }
   data_.layout.kind = first_->kind;
   data_.layout.element = first_->element;
   data_.layout.item_elements = first_->elements;
-  data_.layout.item_shape = datasets::shape_of_rows(*first_);
+  data_.layout.shape = first_->shape;
+  if (has_records()) {
+    data_.layout.item_elements = data_.record_names.size();
+    data_.layout.shape[0] = static_cast<std::uint32_t>(data_.record_names.size());
+  }
+  data_.layout.dimensions = dimensions_of(data_.layout.kind, data_.layout.shape);
   if (first_->kind == value_kind::text) {
-    data_.layout.item_shape.clear();
+    data_.layout.dimensions.clear();
     data_.layout.item_elements = 0;
   }
   data_.start = first_->start;
   data_.increment = first_->increment;
   data_.groups_increment = first_->groups_increment;
+  data_.y_start = first_->y_start;
   if (first_->kind == value_kind::spectrum || first_->kind == value_kind::roi)
     take_memory(data_.layout.rows * sizeof(spectrum_axis), "The axes of the column " + data_.channel,
                 kept_->more.emplace_back());
+  if (has_records()) {
+    const std::size_t records = data_.layout.rows * data_.layout.item_elements;
+    take_memory(records, "The rows of the column " + data_.channel, kept_->more.emplace_back());
+    data_.record_status.assign(records, value_status::not_recorded);
+  }
   if (first_->kind == value_kind::update) {
     take_memory(data_.layout.rows * (sizeof(time_stamp) + sizeof(std::int32_t)),
                 "The rows of the column " + data_.channel, kept_->more.emplace_back());

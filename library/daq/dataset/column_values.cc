@@ -94,6 +94,7 @@ void column_reader::copy_held_rows() {
       data_.update_times[copy.row] = data_.update_times[copy.from];
       data_.update_status[copy.row] = data_.update_status[copy.from];
     }
+    copy_records(copy);
   }
 }
 

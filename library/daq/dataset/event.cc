@@ -6,7 +6,13 @@
 namespace ravo {
 
 std::size_t event::channels() const { return batch_->state().channels.size(); }
-value event::operator[](std::size_t channel) const { return batch_->at(index_, channel); }
+value event::operator[](std::size_t channel) const {
+  if (channel >= channels())
+    throw access_error("The event has " + std::to_string(channels()) +
+                       " channels, counted from 0, and channel " + std::to_string(channel) +
+                       " was asked for");
+  return batch_->at(index_, channel);
+}
 value event::operator[](std::string_view label) const {
   return batch_->at(index_, batch_->state().channel_or_throw(label));
 }

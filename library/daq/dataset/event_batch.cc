@@ -181,7 +181,7 @@ class batch_decoder {
     into.error = found.error;
     into.status = datasets::decode(source, found, bytes, into.length);
     if (into.status == value_status::ok &&
-        !datasets::cut_member(source, found, member, bytes, room, into.length, into.type))
+        !datasets::cut_member(source, member, bytes, room, into.length, into.type))
       into.status = value_status::cannot_convert;
     into.bytes = bytes;
     return true;

@@ -77,15 +77,23 @@ maybe_item find_roi(const byte_view& data, int member) {
   if (width < 0 || height < 0) return std::nullopt;
   if (sizeof(ravo_roi_head) + 4 * (static_cast<size>(width) + static_cast<size>(height)) != data.size())
     return std::nullopt;
+  const auto x_start = static_cast<float>(word(data, offsetof(ravo_roi_head, x_start)));
+  const auto y_start = static_cast<float>(word(data, offsetof(ravo_roi_head, y_start)));
   item found;
-  found.kind = member < 0 ? value_kind::roi : value_kind::spectrum;  // as it is cut out
-  found.at = sizeof(ravo_roi_head) + (member == 1 ? 4 * static_cast<size>(width) : 0);
-  found.elements = member == 1   ? count(height)
-                   : member == 0 ? count(width)
-                                 : count(width) + std::size_t{count(height)};
+  found.at = sizeof(ravo_roi_head);
+  if (member < 0) {
+    found.kind = value_kind::roi;
+    found.shape = {2, count(width), count(height)};
+    found.elements = std::size_t{count(width)} + count(height);
+    found.start = x_start;
+    found.y_start = y_start;
+    return found;
+  }
+  found.kind = value_kind::spectrum;  // as it is cut out
+  found.elements = count(member == 0 ? width : height);
   found.shape = {1, 1, static_cast<std::uint32_t>(found.elements)};
-  found.start = static_cast<float>(
-      word(data, member == 1 ? offsetof(ravo_roi_head, y_start) : offsetof(ravo_roi_head, x_start)));
+  found.start = member == 0 ? x_start : y_start;
+  if (member == 1) found.at += std::size_t{count(width)} * 4;
   return found;
 }
 
@@ -95,7 +103,7 @@ maybe_item find_pixels(const byte_view& data, std::size_t head, std::int32_t len
   item found;
   found.kind = value_kind::image;
   // Only a picture has a place for every pixel; anything else is what the camera sent, byte by byte.
-  if (compressed || pixel_bytes < 1 || pixel_bytes > 4 ||
+  if (compressed || pixel_bytes < 1 || pixel_bytes > image_view::most_bytes_per_pixel || height == 0 ||
       width * height * pixel_bytes != static_cast<size>(length)) {
     found.element = element_type::uint8;
     found.elements = static_cast<std::size_t>(length);
@@ -128,10 +136,10 @@ maybe_item find_ext_image(const byte_view& data, int member) {
   const std::int32_t width = word(data, offsetof(ravo_image_ext_frame_head, aoi_width));
   const std::int32_t height = word(data, offsetof(ravo_image_ext_frame_head, aoi_height));
   const std::int32_t bpp = word(data, offsetof(ravo_image_ext_frame_head, bpp));
-  const bool is_odd = width < 0 || height < 0 || bpp > 4;
+  const bool is_odd = width < 0 || height < 0;
   return find_pixels(data, sizeof(ravo_image_ext_frame_head),
                      word(data, offsetof(ravo_image_ext_frame_head, length)), is_odd ? 0 : count(width),
-                     is_odd ? 0 : count(height), is_odd || bpp < 1 ? 1 : count(bpp), is_odd, member);
+                     is_odd ? 0 : count(height), bpp < 1 ? 1 : count(bpp), is_odd, member);
 }
 
 maybe_item find_name_values(const byte_view& data, int member) {
@@ -151,13 +159,13 @@ maybe_item find_name_values(const byte_view& data, int member) {
   found.kind = value_kind::name_value;
   found.elements = member < 0 ? all : 1;
   found.first_record = member < 0 ? 0 : static_cast<std::size_t>(member);
-  found.shape = {1, 1, static_cast<std::uint32_t>(found.elements)};
+  found.shape = {static_cast<std::uint32_t>(found.elements), 1, 1};
   found.at = sizeof(ravo_name_value_block);
   return found;
 }
 
-maybe_item find_update(const byte_view& data, std::size_t name) {
-  if (data.size() != name + 16 || (name != 0 && !data.has_text(0, name))) return std::nullopt;
+maybe_item find_update(const byte_view& data, std::size_t name, int member) {
+  if (data.size() != name + 16 || !data.has_text(0, name) || member > 0) return std::nullopt;
   item found;
   found.kind = value_kind::update;
   found.elements = 1;
@@ -206,12 +214,12 @@ std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int 
     case payload_shape::name_value:
       return find_name_values(payload, member);
     case payload_shape::update:
-      return find_update(payload, sizeof(ravo_upd_data_block_2010::upd_prop));
+      return find_update(payload, sizeof(ravo_upd_data_block_2010::upd_prop), member);
     case payload_shape::update_older:
-      return find_update(payload, sizeof(ravo_upd_data_block::upd_prop));
+      return find_update(payload, sizeof(ravo_upd_data_block::upd_prop), member);
     case payload_shape::environment: {
       // Index, status, time and value: what an update has behind its name, with the index in front.
-      if (payload.size() != sizeof(ravo_env_data_block_2010)) return std::nullopt;
+      if (payload.size() != sizeof(ravo_env_data_block_2010) || member > 0) return std::nullopt;
       maybe_item found = item{};
       found->kind = value_kind::update;
       found->elements = 1;
@@ -253,13 +261,6 @@ void store_pixels_of_three_bytes(const unsigned char* bytes, std::size_t count, 
 
 void store_item(const item& from, const byte_view& payload, std::byte* into) {
   const unsigned char* bytes = payload.data() + from.at;
-  if (from.kind == value_kind::name_value) {
-    for (std::size_t i = 0; i < from.elements; ++i)
-      ravo_swap4(bytes + (from.first_record + i) * sizeof(ravo_name_value_channel) +
-                     offsetof(ravo_name_value_channel, value),
-                 into + 4 * i, 1);
-    return;
-  }
   if (from.kind == value_kind::other) {
     ravo_swap4(bytes, into, static_cast<int>(from.elements / 4));
     return;
@@ -281,40 +282,6 @@ void store_item(const item& from, const byte_view& payload, std::byte* into) {
         store_pixels_of_three_bytes(bytes, from.elements, into);
       return;
   }
-}
-
-namespace {
-
-std::string_view record_name(const item& from, const byte_view& payload, std::size_t record) {
-  const auto* name = reinterpret_cast<const char*>(
-      payload.data() + from.at + (from.first_record + record) * sizeof(ravo_name_value_channel));
-  return {name, strnlen(name, sizeof(ravo_name_value_channel::name))};
-}
-
-}  // namespace
-
-std::vector<std::string> record_names(const item& from, const byte_view& payload) {
-  std::vector<std::string> names;
-  for (std::size_t i = 0; i < from.elements; ++i) names.emplace_back(record_name(from, payload, i));
-  return names;
-}
-
-bool has_record_names(const item& from, const byte_view& payload, const std::vector<std::string>& names) {
-  if (names.size() != from.elements) return false;
-  for (std::size_t i = 0; i < names.size(); ++i)
-    if (record_name(from, payload, i) != names[i]) return false;
-  return true;
-}
-
-std::vector<std::size_t> shape_of_rows(const item& one) {
-  std::vector<std::size_t> shape;
-  if (one.is_as_sent()) return {one.shape[2]};
-  if (one.kind == value_kind::image) return {one.shape[1], one.shape[2]};
-  if (one.kind == value_kind::update) return shape;
-  if (one.shape[0] > 1) shape.push_back(one.shape[0]);
-  if (one.shape[1] > 1) shape.push_back(one.shape[1]);
-  if (one.shape[2] != 1 || !shape.empty()) shape.push_back(one.shape[2]);
-  return shape;
 }
 
 }  // namespace ravo::datasets

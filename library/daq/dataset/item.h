@@ -18,17 +18,19 @@ namespace ravo::datasets {
 struct item {
   value_kind kind = value_kind::none;
   element_type element = element_type::float32;
-  std::array<std::uint32_t, 3> shape{1, 1, 1};  ///< members, groups, samples; or 1, height, width; or of
-                                                ///< an image that is no picture 1, 0, bytes
+  row_shape shape{1, 1, 1};
   std::size_t elements = 0;
   std::size_t at = 0;           ///< offset of the first value
   std::size_t pixel_bytes = 1;  ///< of an image
   float start = 0;
   float increment = 1;
   float groups_increment = 0;
+  float y_start = 0;             ///< of a region of interest: of its member 1
   std::size_t update_name = 0;   ///< of an update: bytes of the property name; 0: none is in the payload
   std::size_t first_record = 0;  ///< of name-value
 
+  /// Whether it is one member, and not several of which one could be chosen.
+  bool is_one_member() const { return shape[0] == 1; }
   /// An image without a place for every pixel, compressed or incomplete: the bytes that the camera sent.
   bool is_as_sent() const { return kind == value_kind::image && shape[1] == 0; }
 };
@@ -37,15 +39,9 @@ struct item {
 /// cannot be what its type says, or has no such member.
 std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int member);
 
-/// Stores the values at `into`, in host order.
+/// Stores the values at `into`, in host order. Not for name-value lists, whose records have places of their
+/// own in a row (record_names.h).
 void store_item(const item& from, const byte_view& payload, std::byte* into);
-
-/// Names of the records of a name-value payload.
-std::vector<std::string> record_names(const item& from, const byte_view& payload);
-bool has_record_names(const item& from, const byte_view& payload, const std::vector<std::string>& names);
-
-/// The shape as a column states it, without leading ones.
-std::vector<std::size_t> shape_of_rows(const item& one);
 
 }  // namespace ravo::datasets
 

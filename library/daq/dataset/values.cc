@@ -3,8 +3,10 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <string>
 
 #include "ravo_data_types.h"
+#include "ravo_dataset/errors.h"
 #include "value_access.h"
 
 namespace ravo {
@@ -26,6 +28,7 @@ value_kind kind_of(payload_shape shape) {
       return value_kind::text;
     case payload_shape::update:
     case payload_shape::update_older:
+    case payload_shape::environment:
       return value_kind::update;
     default:
       return value_kind::other;
@@ -103,6 +106,7 @@ spectrum_view region_of_interest(byte_span bytes) {
   view.members = 2;
   view.samples = count_of(head->width);
   view.start = static_cast<float>(head->x_start);
+  view.y_start = static_cast<float>(head->y_start);
   view.values = records_at<float>(bytes, sizeof *head, view.samples + count_of(head->height));
   return view;
 }
@@ -112,6 +116,12 @@ update_view update_of(byte_span bytes) {
   const auto* block = record_at<Update>(bytes);
   if (block == nullptr) return {};
   return {block->upd_ch_data, block->upd_ch_status, block->upd_ch_time, text_of(block->upd_prop)};
+}
+
+update_view reading_of(byte_span bytes) {
+  const auto* block = record_at<ravo_env_data_block_2010>(bytes);
+  if (block == nullptr) return {};
+  return {block->env_ch_data, block->env_ch_status, block->env_ch_time, {}};
 }
 
 std::span<const std::uint8_t> pixels_at(byte_span bytes, std::size_t offset, std::int32_t length) {
@@ -130,6 +140,18 @@ std::span<const float> spectrum_view::member(std::size_t index) const {
 }
 
 std::uint32_t image_view::pixel(std::size_t x, std::size_t y) const {
+  if (!is_complete())
+    throw access_error("The frame has no pixels as numbers: it is " +
+                       (is_compressed ? std::string("compressed")
+                        : bytes_per_pixel > most_bytes_per_pixel
+                            ? "of " + std::to_string(bytes_per_pixel) + " bytes a pixel, more than " +
+                                  std::to_string(most_bytes_per_pixel)
+                            : std::string("not complete")) +
+                       "; `pixels` is what the camera sent");
+  if (x >= width || y >= height)
+    throw access_error("The frame has " + std::to_string(width) + " x " + std::to_string(height) +
+                       " pixels, and that at x = " + std::to_string(x) + ", y = " + std::to_string(y) +
+                       " was asked for");
   std::uint32_t number = 0;
   const std::size_t at = (y * width + x) * bytes_per_pixel;
   for (std::size_t i = 0; i < bytes_per_pixel; ++i) number = number << 8 | pixels[at + i];
@@ -174,8 +196,14 @@ name_value_view value::name_values() const {
 
 update_view value::update() const {
   if (kind_ != value_kind::update) return {};
-  return shape_of(type_) == payload_shape::update ? update_of<ravo_upd_data_block_2010>(bytes_)
-                                                  : update_of<ravo_upd_data_block>(bytes_);
+  switch (shape_of(type_)) {
+    case payload_shape::update:
+      return update_of<ravo_upd_data_block_2010>(bytes_);
+    case payload_shape::environment:
+      return reading_of(bytes_);
+    default:
+      return update_of<ravo_upd_data_block>(bytes_);
+  }
 }
 
 std::string_view value::text() const {

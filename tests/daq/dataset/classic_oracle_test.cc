@@ -149,7 +149,8 @@ TEST(Columns, HoldOneMemberWhereThatIsAskedFor) {
   const column_data whole = data.column("LINAC/BPM/001");
   const column_data member = data.column("LINAC/BPM/001:1");
   ASSERT_EQ(whole.size(), member.size());
-  ASSERT_EQ(whole.layout.item_shape.size(), member.layout.item_shape.size() + 1);
+  EXPECT_EQ(whole.layout.dimensions[0], (dimension_size{column_dimension::member, 3}));
+  ASSERT_EQ(whole.layout.dimensions.size(), member.layout.dimensions.size() + 1);
   const std::size_t each = member.layout.item_elements;
   for (std::size_t row = 0; row < whole.size(); ++row) {
     const auto expected = whole.row<float>(row).subspan(each, each);
@@ -180,7 +181,7 @@ TEST(Columns, HoldThePixelsOfTwoBytesAsNumbers) {
   const dataset data = dataset::open(select(files.files(), {camera}));
   const column_data column = data.column(camera);
   ASSERT_EQ(column.layout.element, element_type::uint16);
-  ASSERT_EQ(column.layout.item_shape.size(), 2u);
+  ASSERT_EQ(column.layout.dimensions.size(), 2u);
   const auto& blocks = files.blocks(camera);
   ASSERT_EQ(column.size(), blocks.size());
   for (std::size_t row = 0; row < column.size(); ++row) {
@@ -212,7 +213,7 @@ TEST(Columns, HoldUpdatesWithTheirOwnTimes) {
     const auto& blocks = files.blocks(channel);
     const column_data column = dataset::open(select(files.files(), {channel})).column(channel);
     ASSERT_EQ(column.size(), blocks.size());
-    EXPECT_TRUE(column.layout.item_shape.empty());
+    EXPECT_TRUE(column.layout.dimensions.empty());
     for (std::size_t row = 0; row < column.size(); ++row) {
       ravo_upd_data_block_2010 update;
       std::memcpy(&update, blocks[row].payload.data(), sizeof update);

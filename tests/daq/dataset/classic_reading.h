@@ -88,6 +88,27 @@ inline std::vector<classic_event> read_classic(ravo_file_generation generation,
              : read_classic<ravo_daq_slicer, ravo_daq_chan_param>(files, channels, mode);
 }
 
+/// The numbers of one channel, or of one member of it, at the first event of a file, as a slicer delivers
+/// them.
+template <class Slicer, class Param>
+std::vector<double> classic_numbers(std::string path, const std::string& channel, int member,
+                                    std::vector<double> (*numbers_of)(const value&)) {
+  captured_output silence;
+  std::vector<char*> files{path.data()};
+  Param param{};
+  std::memcpy(param.name, channel.data(), channel.size());
+  param.subchan = member;
+  std::vector<Param*> channels{&param};
+  Slicer slicer;
+  EXPECT_EQ(slicer.init(&files, &channels, 0), RAVO_DAQ_SLICER_OK);
+  EXPECT_EQ(slicer.start(), RAVO_DAQ_SLICER_OK);
+  std::vector<ravo_channel_entry_long*> entries;
+  if (slicer.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_FIRST) != RAVO_DAQ_SLICER_OK ||
+      entries.empty())
+    return {};
+  return numbers_of(view_of_block(*entries[0]));
+}
+
 }  // namespace ravo::test
 
 #endif

@@ -217,7 +217,7 @@ TEST_F(Frames, ThatAreNoPicturesAreAnotherKindAmongPictures) {
   const column_data column = data.column("CAMERA");
   using enum value_status;
   EXPECT_EQ(column.status, (std::vector<value_status>{ok, type_changed, ok}));
-  EXPECT_EQ(column.layout.item_shape, (std::vector<std::size_t>{3, 4}));
+  EXPECT_EQ(column.layout.dimensions, (std::vector<dimension_size>{{column_dimension::y, 3}, {column_dimension::x, 4}}));
   EXPECT_EQ((*data.at(2))[0].status(), ok);
 }
 
@@ -254,7 +254,8 @@ TEST_F(Frames, HaveTheirPixelsAsNumbersWhateverTheirWidth) {
     file.channels = {camera};
     const dataset data = dataset::open(of_files({write(folder, "a.raw", file)}));
     const column_data column = data.column("CAMERA");
-    ASSERT_EQ(column.layout.item_shape, (std::vector<std::size_t>{height, width}));
+    ASSERT_EQ(column.layout.dimensions,
+              (std::vector<dimension_size>{{column_dimension::y, height}, {column_dimension::x, width}}));
     switch (column.layout.element) {
       case element_type::uint8:
         EXPECT_EQ(pixel_bytes, 1);

@@ -129,6 +129,37 @@ TEST_P(Column, HasAllNumbersWhenThatIsAskedFor) {
   EXPECT_EQ(event_lines(column("LINAC/BPM/001", {"--json", "--limit", "0"}).out).size(), key.size());
 }
 
+// Its groups are no members.
+TEST_P(Column, OfOneMemberOfSeveralGroupsHasNoMembers) {
+  const process_result result = column("LINAC/SPECTRUM/001:1", {"--json", "--limit", "1"});
+  const json row = event_lines(result.out).at(0);
+  EXPECT_FALSE(row.contains("members"));
+  const json expected = key_of(data, "LINAC/SPECTRUM/001").at(row.at("event")).at("members")[1];
+  for (const char* field : {"count", "mean", "min", "max"})
+    EXPECT_EQ(row.at(field), expected.at(field)) << field;
+  const json closing = closing_of(result.out).at("column");
+  EXPECT_EQ(closing.at("dimensions"), json({"group", "sample"}));
+  EXPECT_EQ(closing.at("shape").at(0).get<int>() * closing.at("shape").at(1).get<int>(), row.at("count"));
+}
+
+TEST_P(Column, SaysWhichDimensionIsWhich) {
+  const auto dimensions = [&](const char* channel) {
+    return closing_of(column(channel, {"--json", "--limit", "1"}).out).at("column").at("dimensions");
+  };
+  EXPECT_EQ(dimensions("LINAC/BPM/001"), json({"member", "sample"}));
+  EXPECT_EQ(dimensions("LINAC/SPECTRUM/001"), json({"member", "group", "sample"}));
+  EXPECT_EQ(dimensions("LINAC/CAMERA/001"), json({"y", "x"}));
+  EXPECT_EQ(dimensions("LINAC/STATUS/001"), json({"record"}));
+  EXPECT_EQ(dimensions("LINAC/ENERGY/001"), json::array());
+}
+
+TEST_P(Column, OfNamedValuesHasThemByName) {
+  for (const json& row : rows("LINAC/STATUS/001")) {
+    ASSERT_EQ(row.at("members").size(), 3u);
+    EXPECT_EQ(row.at("members")[0], json({{"name", "BUNCHES"}, {"value", 64.0}}));
+  }
+}
+
 TEST_P(Column, OfPicturesHasTheirPixels) {
   const process_result result = column("LINAC/CAMERA_EXT/001", {"--values", "--json", "--limit", "1"});
   const json shape = closing_of(result.out).at("column").at("shape");

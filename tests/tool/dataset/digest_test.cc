@@ -102,4 +102,27 @@ TEST_P(Digest, OfTheReaderNeedsChannels) {
   EXPECT_EQ(result.err, "ravo: --classic: --channel is required; -c '*' is all channels\n");
 }
 
+// Of lists and generic spectra the type does not say how many members a block has: they are those that were
+// asked for all the same.
+TEST_P(Digest, OfAMemberIsItsOwnHoweverItIsStored) {
+  const std::vector<std::string> labels = {"LINAC/SPECTRUM/001:0", "LINAC/SPECTRUM/001:1",
+                                           "LINAC/STATUS/001:0", "LINAC/STATUS/001:2", "LINAC/BPM/001:1"};
+  std::vector<digests> of_stored;
+  for (const char* compression : {"none", "zlib", "lzo"}) {
+    const temporary_folder stored;
+    const std::string path = stored.path().string();
+    const process_result made = run_tool({"simulate", path, "--files", "1", "--channels", "40", "--events",
+                                          "20", "--generation", GetParam(), "--compression", compression});
+    ASSERT_EQ(made.exit_code, 0) << made.err;
+    std::vector<std::string> arguments = {path};
+    for (const std::string& label : labels) arguments.insert(arguments.end(), {"-c", label});
+    of_stored.push_back(digests_of(arguments));
+  }
+  EXPECT_EQ(of_stored[0], of_stored[1]);
+  EXPECT_EQ(of_stored[0], of_stored[2]);
+  EXPECT_EQ(of_stored[0].size(), labels.size());
+  EXPECT_NE(of_stored[0].at(labels[0]), of_stored[0].at(labels[1]));
+  EXPECT_NE(of_stored[0].at(labels[2]), of_stored[0].at(labels[3]));
+}
+
 }  // namespace

@@ -131,8 +131,11 @@ decoded_payload decode_payload(const stored_payload& payload, const typename G::
 /// decode_payload().
 decoded_payload inflate_payload(const stored_payload& payload, unsigned char* into, unsigned char* work);
 
-/// Whether a member is cut out of a block of this type, the one that it has in the file, also when it has
-/// become an update. Plain blocks of one member are left whole: an asymmetry that is intended.
+/// Whether the classic readers cut a member out of a block of this type, the one that it has in the file,
+/// also when it has become an update. They go by the number of members that the type has. Of types of one
+/// member (name-value lists are such, and older generic spectra) they cut member 0 out of compressed blocks
+/// only, and hand over the whole block for anything else: an asymmetry that is intended. The dataset layer
+/// does not ask this: there a member is that member, however it is stored.
 template <class G>
 bool is_member_cut(const stored_payload& payload, std::int32_t stored_dtype, int member);
 

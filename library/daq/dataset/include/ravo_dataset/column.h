@@ -10,6 +10,8 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "ravo_core_records.h"
@@ -22,6 +24,51 @@ namespace ravo {
 
 enum class element_type : std::uint8_t { float32, uint8, uint16, uint32 };
 std::size_t element_size(element_type type);
+/// "float32", "uint8" ... Static text.
+const char* element_name(element_type type);
+
+/// The element type of a C++ type.
+template <class Element>
+constexpr element_type element_type_of() {
+  constexpr bool is_byte = std::is_same_v<Element, std::uint8_t>,
+                 is_pair = std::is_same_v<Element, std::uint16_t>,
+                 is_word = std::is_same_v<Element, std::uint32_t>;
+  static_assert(is_byte || is_pair || is_word || std::is_same_v<Element, float>,
+                "columns hold float, std::uint8_t, std::uint16_t or std::uint32_t");
+  return is_byte   ? element_type::uint8
+         : is_pair ? element_type::uint16
+         : is_word ? element_type::uint32
+                   : element_type::float32;
+}
+
+/// What a dimension of a row counts.
+enum class column_dimension : std::uint8_t {
+  member,   ///< of a spectrum of several members
+  group,    ///< of samples
+  sample,   ///< of a group
+  profile,  ///< the pixels of a region's member 0, and after them those of its member 1
+  record,   ///< of name-value lists, by column_data::record_names
+  y,        ///< the rows of a picture
+  x,        ///< the pixels of such a row
+  byte,     ///< of texts, of frames that are no pictures, and of data of no known structure
+};
+/// "member", "group" ... Static text.
+const char* dimension_name(column_dimension dimension);
+
+struct dimension_size {
+  column_dimension dimension = column_dimension::sample;
+  std::size_t size = 0;
+  bool operator==(const dimension_size&) const = default;
+};
+
+/// The shape of a row in three numbers: members, groups and samples of a spectrum; 2, width and height of a
+/// region of interest; records, 1, 1 of name-value lists; 1, height, width of a picture, and 1, 0, bytes of
+/// a frame that is none; 1, 1, bytes of texts and other data; 1, 1, 1 of updates.
+using row_shape = std::array<std::uint32_t, 3>;
+
+/// The dimensions of a row by name, the slowest first. Of members, groups, samples and records one alone is
+/// no dimension: a single number has none.
+std::vector<dimension_size> dimensions_of(value_kind kind, const row_shape& shape);
 
 /// Which rows a column has.
 enum class column_rows {
@@ -41,11 +88,9 @@ struct column_options {
 struct column_layout {
   value_kind kind = value_kind::none;
   element_type element = element_type::float32;
-  /// Of one row; empty: a single number. A spectrum: members (more than one), groups (more than one),
-  /// samples; an image: height, width, or the bytes that the camera sent where these are no picture
-  /// (compressed, or not a place for every pixel); name-value: records; a text: empty and always ragged;
-  /// other data: bytes.
-  std::vector<std::size_t> item_shape;
+  row_shape shape{1, 1, 1};  ///< of one row; where rows differ in shape, of the first readable one
+  /// The same by name; texts are always of different shapes and have none here.
+  std::vector<dimension_size> dimensions;
   std::size_t item_elements = 1;
   std::size_t rows = 0;
   std::size_t bytes() const { return rows * item_elements * element_size(element); }
@@ -56,6 +101,7 @@ struct spectrum_axis {
   float start = 0;
   float increment = 1;
   float groups_increment = 0;
+  float y_start = 0;  ///< of a region of interest: of its member 1, as `start` is of its member 0
 };
 
 /// A column. Where `status` has no value the elements are NaN, or 0 in columns of integers.
@@ -69,19 +115,24 @@ class column_data {
   std::vector<std::int64_t> ages;  ///< of held values, microseconds; empty when no value is held
 
   /// Rows of different shapes: row i is the elements from offsets[i] to offsets[i + 1], of the shape
-  /// shapes[i] (members, groups, samples; of an image 1, height, width, or where the camera's bytes are no
-  /// picture 1, 0, bytes). Empty when all rows have
-  /// layout.item_shape.
+  /// shapes[i]. Both are empty when all rows have layout.shape.
   std::vector<std::uint64_t> offsets;
-  std::vector<std::array<std::uint32_t, 3>> shapes;
+  std::vector<row_shape> shapes;
   bool is_ragged() const { return !offsets.empty(); }
 
   float start = 0;  ///< axis of a spectrum, of its first readable block
   float increment = 1;
   float groups_increment = 0;
+  float y_start = 0;
   /// Of each row with a value, when not all of them have the axis of the first one; else empty.
   std::vector<spectrum_axis> axes;
-  std::vector<std::string> record_names;    ///< of name-value columns
+  /// Of name-value columns: the names of all records that the rows have, in the order in which they come
+  /// first. A name that a list has twice is there twice. An element is the value of the record of its name,
+  /// wherever in its list it stands, and NaN where the list lacks it.
+  std::vector<std::string> record_names;
+  /// Of name-value columns: a status for each element, row after row. Where a row has a value it is the
+  /// row's, or not_recorded for a record that its list lacks.
+  std::vector<value_status> record_status;
   std::vector<time_stamp> update_times;     ///< of updates: as the front end told them; a row each
   std::vector<std::int32_t> update_status;  ///< of updates
 
@@ -89,24 +140,39 @@ class column_data {
   std::optional<channel_digest> digest;
 
   std::size_t size() const { return numbers.size(); }
-  /// All values, row after row. The type has to be that of layout.element.
+  /// All values, row after row. Throws access_error for another type than that of layout.element. A
+  /// column without a single value has no type: it is NaN as float, and empty as anything else.
   template <class Element>
   std::span<const Element> values() const {
+    if (!has_elements(element_type_of<Element>())) return {};
     return {reinterpret_cast<const Element*>(bytes_.data()), bytes_.size() / sizeof(Element)};
   }
   std::span<const std::byte> bytes() const { return bytes_; }
-  /// The elements of one row.
+  /// The elements of one row. Throws access_error as values() does, and for a row that the column lacks.
   template <class Element>
   std::span<const Element> row(std::size_t index) const {
     const auto all = values<Element>();
-    if (is_ragged()) return all.subspan(offsets[index], offsets[index + 1] - offsets[index]);
-    return all.subspan(index * layout.item_elements, layout.item_elements);
+    const auto [first, count] = elements_of_row(index);
+    return all.empty() ? all : all.subspan(first, count);
   }
+  /// The shape of one row, whether it is that of all or not.
+  const row_shape& shape_of_row(std::size_t index) const;
+  std::vector<dimension_size> dimensions_of_row(std::size_t index) const;
+  /// The status of one record of a row of name-value lists; the row's where there are no records.
+  value_status status_of(std::size_t row, std::size_t record) const;
   /// The text of a row of a text column.
   std::string_view text(std::size_t index) const;
 
  private:
   friend class column_reader;
+  struct element_range {
+    std::size_t first;
+    std::size_t count;
+  };
+  bool has_elements(element_type asked) const;
+  void check_row(std::size_t index) const;
+  element_range elements_of_row(std::size_t index) const;
+
   std::span<const std::byte> bytes_;
   std::shared_ptr<void> memory_;  ///< of bytes_, where it is not the caller's
   std::shared_ptr<void> share_;   ///< of the memory limit

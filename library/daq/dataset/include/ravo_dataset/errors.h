@@ -27,6 +27,11 @@ struct missing_data : dataset_error {
 struct memory_exceeded : dataset_error {
   using dataset_error::dataset_error;
 };
+/// A program asked for what is not there: a channel or a row by a number that is too large, values of
+/// another type. what() names both, what is there and what was asked for.
+struct access_error : dataset_error {
+  using dataset_error::dataset_error;
+};
 /// The stop token was told to stop.
 struct read_cancelled : dataset_error {
   read_cancelled() : dataset_error("The reading was cancelled") {}

@@ -27,7 +27,7 @@ class event {
   const ravo_time_id& id() const { return id_; }
   /// The channels of the dataset, in its order.
   std::size_t channels() const;
-  /// The value of a channel by its position in the dataset.
+  /// The value of a channel by its position in the dataset. Throws access_error when there are fewer.
   value operator[](std::size_t channel) const;
   /// The same by its label. Throws selection_error when the dataset has no such channel.
   value operator[](std::string_view label) const;

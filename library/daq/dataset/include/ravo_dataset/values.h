@@ -31,7 +31,8 @@ struct spectrum_view {
   std::size_t members = 0;
   std::size_t samples = 0;  ///< of a group; of a region of interest those of its member 0
   std::size_t groups = 1;
-  float start = 0;      ///< axis value of the first sample of a group
+  float start = 0;  ///< axis value of the first sample of a group; of a region of interest of its member 0
+  float y_start = 0;    ///< of a region of interest: axis value of the first sample of its member 1
   float increment = 1;  ///< axis distance of neighbouring samples
   float groups_increment = 0;
   std::span<const float> values;                           ///< member after member, group after group
@@ -48,12 +49,17 @@ struct image_view {
   std::size_t height = 0;
   std::size_t bytes_per_pixel = 1;
   std::span<const std::uint8_t> pixels;  ///< row after row, the most significant byte of a pixel first
-  /// Whether there is a pixel for every place, not compressed: else `pixels` is what the camera sent.
-  bool is_complete() const { return pixels.size() == width * height * bytes_per_pixel && !is_compressed; }
+  /// A pixel of more bytes is no number here: its frame is what the camera sent.
+  static constexpr std::size_t most_bytes_per_pixel = 4;
+  /// Whether there is a number for every place: else `pixels` is what the camera sent, compressed perhaps.
+  bool is_complete() const {
+    return !is_compressed && bytes_per_pixel <= most_bytes_per_pixel &&
+           pixels.size() == width * height * bytes_per_pixel;
+  }
   bool is_compressed = false;
   const ravo_image_frame_head* frame = nullptr;          ///< of a plain frame
   const ravo_image_ext_frame_head* ext_frame = nullptr;  ///< of an extended frame
-  /// A pixel of a complete frame; x and y inside it.
+  /// A pixel of a complete frame. Throws access_error for a frame that is not, and for a place outside it.
   std::uint32_t pixel(std::size_t x, std::size_t y) const;
 };
 
