@@ -90,8 +90,22 @@ std::string members_text(const shown_spectrum& spectrum) {
   return text;
 }
 
-// Leaves the wanted members of a spectrum.
+// Leaves the wanted records of a name-value list, once each and in its order.
+void keep_records(shown_channel& channel, shown_pairs& pairs, const std::vector<int>& wanted) {
+  std::vector<std::pair<std::string, float>> kept;
+  for (std::size_t i = 0; i < pairs.records.size(); ++i)
+    if (std::find(wanted.begin(), wanted.end(), static_cast<int>(i)) != wanted.end())
+      kept.push_back(pairs.records[i]);
+  for (const int record : wanted)
+    if (static_cast<std::size_t>(record) >= pairs.records.size())
+      throw data_failure(fmt::format("{} has no record {}; its list has {} of them", channel.name, record,
+                                     pairs.records.size()));
+  pairs.records = std::move(kept);
+}
+
+// Leaves the wanted members of a spectrum, or records of a list.
 void keep_members(shown_channel& channel, const std::vector<int>& wanted) {
+  if (auto* pairs = std::get_if<shown_pairs>(&channel.data)) return keep_records(channel, *pairs, wanted);
   auto* spectrum = std::get_if<shown_spectrum>(&channel.data);
   if (!spectrum)
     throw data_failure(

@@ -277,6 +277,73 @@ TEST(ShowUnnumbered, FindsEventsWithoutANumberByTheirTime) {
             "ravo: " + file + ": has no event 0; its events are 101 to 105, the nearest is 101\n");
 }
 
+// One frame of one pixel of so many bytes, which is 0.
+std::string write_frame(const temporary_folder& folder, RAVO_SUBBLOCK_TYPE type,
+                        std::uint32_t pixel_bytes) {
+  ravo_daq_writer writer;
+  const auto check = [&writer](int status) {
+    if (status < 0) throw std::runtime_error(writer.get_last_error());
+  };
+  ravo_daq_writer_settings settings;
+  settings.folder = folder.path().string();
+  settings.first_file = static_cast<int>(pixel_bytes);
+  check(writer.open(settings));
+  check(writer.add_channel({"CAMERA", type, ravo_compression::none}));
+  std::vector<std::uint32_t> frame;
+  if (type == RAVO_BLOCK_IMAGE) {
+    frame = {1, 1, pixel_bytes, 0, 5, 100, pixel_bytes};
+  } else {
+    frame.assign(sizeof(ravo_image_ext_frame_head) / 4, 0);
+    frame[2] = frame[3] = 1;
+    frame[6] = pixel_bytes;
+    frame[24] = pixel_bytes;
+  }
+  frame.insert(frame.end(), 4, 0);
+  ravo_daq_writer_event event;
+  event.event_number = 100;
+  event.time = {1700000000, 0};
+  check(writer.begin_event(event));
+  check(writer.begin_server_block({"SERVER", event.time, 1, 0, 0}));
+  check(writer.add_data(0, frame.data(), frame.size() * 4));
+  check(writer.end_event());
+  check(writer.close());
+  return writer.get_files().at(0);
+}
+
+TEST(ShowFrames, AreRefusedWhereTheirPixelsAreNoNumbers) {
+  for (const RAVO_SUBBLOCK_TYPE type : {RAVO_BLOCK_IMAGE, RAVO_BLOCK_IMAGE_EXT})
+    for (std::uint32_t pixel_bytes = 1; pixel_bytes <= 15; ++pixel_bytes) {
+      const temporary_folder folder;
+      const std::string file = write_frame(folder, type, pixel_bytes);
+      const std::string png = (folder.path() / "frame.png").string();
+      const process_result shown = run_tool({"show", file, "-c", "CAMERA", "--json"});
+      ASSERT_EQ(shown.exit_code, 0) << shown.err;
+      const json channel = json_lines(shown.out).at(0).at("channels").at(0);
+      const process_result drawn = run_tool({"show", file, "-c", "CAMERA", "--png", png, "--pixels"});
+      EXPECT_EQ(channel.contains("image"), pixel_bytes <= 4);
+      EXPECT_EQ(drawn.exit_code, pixel_bytes <= 4 ? 0 : 1);
+      if (pixel_bytes <= 4) continue;
+      const std::string problem =
+          "a frame with pixels of " + std::to_string(pixel_bytes) + " bytes, of which up to 4 can be shown";
+      EXPECT_EQ(channel.at("problem"), problem);
+      EXPECT_EQ(drawn.err, "ravo: CAMERA: " + problem + "\n");
+      EXPECT_THAT(run_tool({"show", file, "-c", "CAMERA"}).out, HasSubstr(problem));
+#ifdef RAVO_TOOL_PICTURES
+      EXPECT_EQ(run_tool({"show", file, "-c", "CAMERA", "--png", png}).err,
+                "ravo: CAMERA: " + problem + "\n");
+#endif
+    }
+}
+
+TEST_P(Show, CutsOutARecordOfAList) {
+  const json status = only_channel({"-n", "first", "-c", "LINAC/STATUS/001:1"});
+  const json whole = only_channel({"-n", "first", "-c", "LINAC/STATUS/001"});
+  EXPECT_EQ(status.at("values"), json::array({whole.at("values").at(1)}));
+  const process_result lacking = run_tool({"show", file(), "-n", "first", "-c", "LINAC/STATUS/001:3"});
+  EXPECT_EQ(lacking.exit_code, 1);
+  EXPECT_EQ(lacking.err, "ravo: LINAC/STATUS/001 has no record 3; its list has 3 of them\n");
+}
+
 INSTANTIATE_TEST_SUITE_P(Of, Show, testing::Values("current", "older"),
                          [](const auto& suite) { return std::string(suite.param); });
 

@@ -5,6 +5,7 @@
 
 #include "ravo_daq_data.h"
 #include "ravo_data_types.h"
+#include "ravo_dataset/values.h"
 
 namespace ravo::tool {
 namespace {
@@ -55,13 +56,20 @@ std::optional<shown_spectrum> spectrum_of(ravo_daq_getdata& event, const data_ty
   return spectrum;
 }
 
-std::optional<shown_image> image_of(ravo_daq_getdata& event) {
+// ConvertImage() would leave the low four bytes of larger pixels.
+std::optional<shown_image> image_of(ravo_daq_getdata& event, std::string& problem) {
   shown_image image;
   int length = 0;
+  if (event.GetImagePar(&image.frame, nullptr, &image.bytes_per_pixel, &length) != 0) return std::nullopt;
+  constexpr int most = image_view::most_bytes_per_pixel;
+  if (image.bytes_per_pixel > most) {
+    problem = "a frame with pixels of " + std::to_string(image.bytes_per_pixel) +
+              " bytes, of which up to " + std::to_string(most) + " can be shown";
+    return std::nullopt;
+  }
   const float* values = event.ConvertImage();
-  if (!values || event.GetImagePar(&image.frame, nullptr, &image.bytes_per_pixel, &length) != 0 ||
-      event.GetImageSize(&image.x_start, &image.x_step, &image.picture.width, &image.y_start, &image.y_step,
-                         &image.picture.height) < 1)
+  if (!values || event.GetImageSize(&image.x_start, &image.x_step, &image.picture.width, &image.y_start,
+                                    &image.y_step, &image.picture.height) < 1)
     return std::nullopt;
   if (const ravo_image_ext_frame_head* head = event.GetImageHeader()) image.effective_bits = head->ebitpp;
   if (image.picture.width < 1 || image.picture.height < 1) return std::nullopt;
@@ -128,7 +136,7 @@ shown_channel selected(ravo_daq_getdata& event) {
       break;
     case payload_shape::image:
     case payload_shape::image_ext:
-      take(image_of(event), channel);
+      take(image_of(event, channel.problem), channel);
       break;
     case payload_shape::name_value:
       take(pairs_of(event), channel);

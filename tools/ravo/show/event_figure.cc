@@ -184,6 +184,8 @@ class figure_maker {
       panel.note = joined({printable(pairs->comment), panel.note}, ", ");
     } else if (const auto* text = std::get_if<shown_text>(&channel.data)) {
       panel.rows.emplace_back("", printable(text->text));
+    } else if (!channel.problem.empty()) {
+      throw data_failure(fmt::format("{}: {}", channel.name, channel.problem));
     } else {
       panel.rows.emplace_back("", channel.bytes == 0
                                       ? "no data"

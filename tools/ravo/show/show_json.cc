@@ -74,6 +74,8 @@ json channel_json(const shown_channel& channel, pixels how) {
     object["values"] = pairs_json(*pairs);
   } else if (const auto* text = std::get_if<shown_text>(&channel.data)) {
     object["text"] = text->text;
+  } else if (!channel.problem.empty()) {
+    object["problem"] = channel.problem;
   } else {
     object["consistent"] = false;
   }

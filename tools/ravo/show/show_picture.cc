@@ -59,6 +59,7 @@ const shown_image& only_frame_of(const shown_event& event) {
                                     event.channels.size()));
   const shown_channel& channel = event.channels.front();
   if (const auto* image = std::get_if<shown_image>(&channel.data)) return *image;
+  if (!channel.problem.empty()) throw data_failure(fmt::format("{}: {}", channel.name, channel.problem));
   throw data_failure(
       fmt::format("--pixels: {} holds {}, which is no frame", channel.name, data_type_name(channel.dtype)));
 }

@@ -114,6 +114,8 @@ std::string notes_of(const shown_channel& channel) {
 
 std::string unknown_text(const shown_channel& channel) {
   if (channel.bytes == 0) return fmt::format("{}: no data", data_type_name(channel.dtype));
+  if (!channel.problem.empty())
+    return fmt::format("{}: {}", data_type_name(channel.dtype), channel.problem);
   return fmt::format("{}: {} bytes that cannot be interpreted", data_type_name(channel.dtype),
                      channel.bytes);
 }

@@ -77,6 +77,7 @@ struct shown_channel {
   std::size_t bytes = 0;  ///< of data
   ravo_time_id told{};    ///< the event that the data are from
   bool is_held = false;   ///< a slow value of an earlier event
+  std::string problem;    ///< why there are bytes only, where that is known
   std::variant<shown_bytes, shown_spectrum, shown_image, shown_slow_value, shown_pairs, shown_text> data;
 };
 
