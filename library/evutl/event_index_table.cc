@@ -58,32 +58,40 @@ bool still_fits(const index_table& table, std::int32_t event_types, std::uint64_
 
 }  // namespace
 
-int ravo_get_event_index_table_m_2010(long len, const ravo_file_reference_table_2010* reference, int fd,
-                                      ravo_event_index_table_2010** table) {
-  if (table) *table = nullptr;
-  if (!ravo::usable(len, reference, table)) return RAVO_TABLE_INVALID_ARGUMENT;
-  const std::uint32_t offset = reference->eit_pos_ref;
+ravo_table_status ravo::measure_event_index(const raw_file& file,
+                                            const ravo_file_reference_table_2010& reference,
+                                            std::int32_t& event_types, std::uint64_t& length) {
+  const std::uint32_t offset = reference.eit_pos_ref;
   if (offset == 0) return RAVO_TABLE_ABSENT;
-
-  const ravo::raw_file file(fd, len);
   if (!file.holds(offset, sizeof(index_table))) return RAVO_TABLE_OUT_OF_FILE;
   index_table head;
   if (const auto status = file.read_words(offset, &head, sizeof head / 4); status != RAVO_TABLE_OK)
     return status;
   if (head.pattern != RAVO_EVENT_INDEX_PATTERN) return RAVO_TABLE_WRONG_PATTERN;
   if (head.nevent_types < 0 || head.nevent_types > RAVO_EV_EVMAX) return RAVO_TABLE_WRONG_LENGTH;
-
-  std::uint64_t length = 0;
-  if (const auto status = measure(file, *reference, head.nevent_types, length); status != RAVO_TABLE_OK)
+  event_types = head.nevent_types;
+  if (const auto status = measure(file, reference, event_types, length); status != RAVO_TABLE_OK)
     return status;
-  if (const auto status = ravo::check_clear(file, *reference, offset, length); status != RAVO_TABLE_OK)
+  return check_clear(file, reference, offset, length);
+}
+
+int ravo_get_event_index_table_m_2010(long len, const ravo_file_reference_table_2010* reference, int fd,
+                                      ravo_event_index_table_2010** table) {
+  if (table) *table = nullptr;
+  if (!ravo::usable(len, reference, table)) return RAVO_TABLE_INVALID_ARGUMENT;
+  const ravo::raw_file file(fd, len);
+  std::int32_t event_types = 0;
+  std::uint64_t length = 0;
+  if (const auto status = ravo::measure_event_index(file, *reference, event_types, length);
+      status != RAVO_TABLE_OK)
     return status;
 
   auto read = ravo::allocate<index_table>(length);
   if (!read) return RAVO_TABLE_NO_MEMORY;
-  if (const auto status = file.read_words(offset, read.get(), length / 4); status != RAVO_TABLE_OK)
+  if (const auto status = file.read_words(reference->eit_pos_ref, read.get(), length / 4);
+      status != RAVO_TABLE_OK)
     return status;
-  if (!still_fits(*read, head.nevent_types, length)) return RAVO_TABLE_UNREADABLE;
+  if (!still_fits(*read, event_types, length)) return RAVO_TABLE_UNREADABLE;
   *table = read.release();
   return RAVO_TABLE_OK;
 }

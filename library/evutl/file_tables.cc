@@ -1,9 +1,12 @@
 // Checked reading of a raw file's parts, and the test that a table keeps clear of its neighbours.
 #include "file_tables.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <limits>
 
 #include "ravo_evutl.h"
+#include "ravo_evutl_optional.h"
 #include "read_exactly.h"
 
 namespace ravo {
@@ -70,4 +73,88 @@ bool usable(long len, const ravo_file_reference_table_2010* reference, const voi
   return len >= 0 && reference != nullptr && result != nullptr;
 }
 
+namespace {
+
+using reference_table = ravo_file_reference_table_2010;
+
+// The bytes of a table that begins with its length.
+ravo_table_status measure(const raw_file& file, const reference_table& reference, std::uint32_t offset,
+                          std::uint32_t pattern, std::size_t smallest, std::uint64_t& bytes) {
+  table_head head{};
+  const ravo_table_status status = read_table_head(file, reference, offset, pattern, smallest, head);
+  bytes = static_cast<std::uint64_t>(head.length);
+  return status;
+}
+
+ravo_table_status measure_dictionary(const raw_file& file, const reference_table& reference,
+                                     std::uint64_t& bytes) {
+  return measure(file, reference, reference.cdt_ref, RAVO_CHAN_DICTIONARY_PATTERN,
+                 sizeof(ravo_chan_dictionary_table_2010), bytes);
+}
+
+ravo_table_status measure_row(const raw_file& file, const reference_table& reference,
+                              std::uint64_t& bytes) {
+  using table = ravo_event_chan_pointers_table;
+  std::uint64_t whole = 0;
+  if (const auto status = measure(file, reference, reference.ecp_ref, RAVO_EVENT_CHAN_POINTERS_PATTERN,
+                                  sizeof(table), whole);
+      status != RAVO_TABLE_OK)
+    return status;
+  std::int32_t maxev = 0;
+  if (const auto status = file.read_words(reference.ecp_ref + offsetof(table, maxev), &maxev, 1);
+      status != RAVO_TABLE_OK)
+    return status;
+  bytes = static_cast<std::uint64_t>(std::max(maxev, 0)) * sizeof(ravo_event_chan_ptr_entry);
+  // A table has whole rows only, and no row is longer than it.
+  return bytes <= whole - sizeof(table) ? RAVO_TABLE_OK : RAVO_TABLE_WRONG_LENGTH;
+}
+
+ravo_table_status measure_table(const raw_file& file, const reference_table& reference, int table,
+                                std::uint64_t& bytes) {
+  switch (table) {
+    case RAVO_TABLE_OF_EVENTS: {
+      std::int32_t event_types = 0;
+      return measure_event_index(file, reference, event_types, bytes);
+    }
+    case RAVO_TABLE_OF_CHANNELS:
+      return measure_dictionary(file, reference, bytes);
+    case RAVO_TABLE_OF_POINTERS: {
+      // The dictionary, which says how many rows there are, is loaded beside it.
+      std::uint64_t dictionary = 0;
+      if (const auto status = measure_dictionary(file, reference, dictionary); status != RAVO_TABLE_OK)
+        return status;
+      const auto status = measure(file, reference, reference.ecp_ref, RAVO_EVENT_CHAN_POINTERS_PATTERN,
+                                  sizeof(ravo_event_chan_pointers_table), bytes);
+      bytes += dictionary;
+      return status;
+    }
+    case RAVO_ROW_OF_POINTERS:
+      return measure_row(file, reference, bytes);
+    case RAVO_TABLE_OF_ENVIRONMENT:
+      return measure(file, reference, reference.eidt_ref, RAVO_ENV_DICTIONARY_PATTERN,
+                     sizeof(ravo_env_dictionary_table_2010), bytes);
+    case RAVO_TABLE_OF_DESCRIPTIONS: {
+      const auto status = measure(file, reference, reference.xcd_ref, RAVO_XML_CHAN_DESCR_PATTERN,
+                                  sizeof(ravo_xml_chan_descr_header_2010), bytes);
+      ++bytes;  // the zero byte behind the text
+      return status;
+    }
+    default:
+      return RAVO_TABLE_INVALID_ARGUMENT;
+  }
+}
+
+}  // namespace
+
 }  // namespace ravo
+
+int ravo_get_table_memory(long len, const ravo_file_reference_table_2010* reference, int fd, int table,
+                          unsigned long* bytes) {
+  if (bytes) *bytes = 0;
+  if (!ravo::usable(len, reference, bytes)) return RAVO_TABLE_INVALID_ARGUMENT;
+  std::uint64_t measured = 0;
+  const ravo_table_status status =
+      ravo::measure_table(ravo::raw_file(fd, len), *reference, table, measured);
+  if (status == RAVO_TABLE_OK) *bytes = measured;
+  return status;
+}

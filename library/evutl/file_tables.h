@@ -58,6 +58,11 @@ ravo_table_status read_table_head(const raw_file& file, const ravo_file_referenc
 ravo_table_status check_clear(const raw_file& file, const ravo_file_reference_table_2010& reference,
                               std::uint64_t offset, std::uint64_t length);
 
+/// The bytes of the event index table, which has no length word: its entries are walked head by head.
+/// `event_types` receives the number of its entries.
+ravo_table_status measure_event_index(const raw_file& file, const ravo_file_reference_table_2010& reference,
+                                      std::int32_t& event_types, std::uint64_t& length);
+
 /// Whether the arguments that all table operations share can be used.
 bool usable(long len, const ravo_file_reference_table_2010* reference, const void* result);
 

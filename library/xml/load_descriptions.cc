@@ -2,6 +2,7 @@
 // wholly of the schema is refused, since a damaged description is worse than none.
 #include <charconv>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <pugixml.hpp>
 #include <string_view>
@@ -153,6 +154,34 @@ int load(std::string_view text, std::vector<chan_descr_2010*>& descriptions) {
 }
 
 }  // namespace
+
+// Each kind of record by the element that it comes from, and what the tree has for the text: a copy of it,
+// a node for each element and text, an attribute for each "=". Pointers to records stand in vectors, which
+// while they grow are there twice and at half their size.
+unsigned long ravo_get_chan_descr_memory(const ravo_xml_chan_descr_header_2010* header) {
+  constexpr unsigned long of_allocation = 16, of_place = 3 * sizeof(void*);
+  constexpr unsigned long of_node = 64 + 8, of_attribute = 40 + 8, of_tree = 64 * 1024;
+  constexpr unsigned long of_name = std::size(ravo::xml::channel_name) - 1;
+  const struct {
+    std::string_view element;
+    unsigned long bytes;
+  } records[] = {{ravo::xml::channel_name, sizeof(chan_descr_2010) + of_allocation + 2 * of_place},
+                 {ravo::xml::bit_name, sizeof(bit_descr) + of_allocation + of_place},
+                 {ravo::xml::dimension_name, sizeof(dim_descr) + of_allocation + of_place},
+                 {ravo::xml::statistic_name, 3 * sizeof(stat_descr)}};
+  if (!header || header->length < static_cast<std::int32_t>(sizeof *header)) return 0;
+  const std::string_view text(header->xml(), static_cast<std::size_t>(header->length) - sizeof *header);
+  unsigned long bytes = text.size() + of_tree;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '=') bytes += of_attribute;
+    if (text[i] != '<') continue;
+    bytes += 2 * of_node;  // what stands behind it may be a text of its own
+    const std::string_view behind = text.substr(i + 1, of_name);
+    for (const auto& record : records)
+      if (behind.starts_with(record.element)) bytes += record.bytes;
+  }
+  return bytes;
+}
 
 int ravo_load_chan_descr(const ravo_xml_chan_descr_header_2010* header,
                          std::vector<chan_descr_2010*>* descriptions) try {

@@ -103,8 +103,11 @@ found_block find_block(const block_source_file& source, const file_part& part, c
 
 found_block find_block(const block_source_file& source, const file_part& part, const entry& where,
                        std::uint64_t& needed_end) {
-  return source.is_current() ? find_block<generation_2010>(source, part, where, needed_end)
-                             : find_block<generation_2009>(source, part, where, needed_end);
+  found_block found = source.is_current() ? find_block<generation_2010>(source, part, where, needed_end)
+                                          : find_block<generation_2009>(source, part, where, needed_end);
+  if (found.status == value_status::ok && found.payload.room > source.largest_block)
+    found.status = value_status::block_too_large;
+  return found;
 }
 
 found_block find_again(const block_source_file& source, const entry& where, std::uint64_t needed_end,
@@ -155,14 +158,24 @@ bool cut(int member, unsigned char* data, std::size_t room, std::size_t& length,
 
 }  // namespace
 
-block_window next_window(const std::vector<entry>& blocks, std::size_t first, std::size_t most) {
+/// More than the heads of a block take, in either generation.
+constexpr std::uint64_t room_for_heads = 4096;
+
+block_window next_window(const std::vector<entry>& blocks, std::size_t first, std::size_t most,
+                         std::uint64_t largest_block) {
   constexpr std::uint64_t widest_gap = 16 * 1024;
+  const auto is_too_large = [&](const entry& one) {
+    return one.stored > room_for_heads && one.stored - room_for_heads > largest_block;
+  };
   const std::uint64_t begin = blocks[first].chhd;
+  if (is_too_large(blocks[first])) return {begin, room_for_heads, 1};
   std::uint64_t end = begin + blocks[first].stored;
   std::size_t last = first + 1;
   for (; last < blocks.size(); ++last) {
     const entry& one = blocks[last];
-    if (one.file != blocks[first].file || one.chhd < begin || one.chhd > end + widest_gap) break;
+    if (one.file != blocks[first].file || one.chhd < begin || one.chhd > end + widest_gap ||
+        is_too_large(one))
+      break;
     const std::uint64_t new_end = std::max<std::uint64_t>(end, std::uint64_t{one.chhd} + one.stored);
     if (new_end - begin > most) break;
     end = new_end;
@@ -195,7 +208,12 @@ void read_window(const block_source_file& source, const std::vector<entry>& bloc
     }
     std::uint64_t needed_end = 0;
     found_block found = find_block(source, file_part(bytes, *got, window.offset), blocks[i], needed_end);
-    if (needed_end != 0) found = find_again(source, blocks[i], needed_end, buffers.block, take_room);
+    const std::uint64_t stated = needed_end > blocks[i].chhd ? needed_end - blocks[i].chhd : 0;
+    const bool is_in_basket = needed_end <= source.basket_end;
+    if (is_in_basket && stated > room_for_heads && stated - room_for_heads > source.largest_block)
+      found.status = value_status::block_too_large;
+    else if (needed_end != 0)
+      found = find_again(source, blocks[i], needed_end, buffers.block, take_room);
     take(i, found);
   }
 }

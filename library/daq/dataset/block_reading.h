@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <vector>
 
 #include "decode/stored_block.h"
@@ -34,18 +35,20 @@ struct block_source_file {
   dictionary_names* names = nullptr;
 
   bool is_current() const { return known->generation == ravo_file_generation::current; }
+  std::uint64_t largest_block = std::numeric_limits<std::uint64_t>::max();  ///< bytes, as it is decoded
 };
 
 /// Bytes of the window that reads `blocks` from `first` on, and how many of them it holds: blocks that lie
-/// one behind another are read together, up to `most` bytes or one block.
+/// one behind another are read together, up to `most` bytes or one block. Of a block whose place is larger
+/// than `largest_block` only the head is read, which says whether the block is.
 struct block_window {
   std::uint64_t offset = 0;
   std::size_t bytes = 0;
   std::size_t blocks = 0;
 };
 inline constexpr std::size_t largest_window = std::size_t{1} << 18;
-block_window next_window(const std::vector<entry>& blocks, std::size_t first,
-                         std::size_t most = largest_window);
+block_window next_window(const std::vector<entry>& blocks, std::size_t first, std::size_t most,
+                         std::uint64_t largest_block);
 
 /// Where windows are read to, and blocks that are longer than their place.
 struct read_buffers {

@@ -226,6 +226,7 @@ void column_reader::reserve(ragged_part& part, std::size_t more) {
 void column_reader::read_chunk(std::size_t number) {
   if (!is_ragged_ && is_irregular_) return;
   state_->check_stop();
+  const datasets::memory_budget::at_work at_work(state_->memory);
   const std::size_t of_segment = lists_[chunks_[number].list].segment;
   if (waiting_ == 0) try {
       // Before the buffers: another worker may be aligning it, and wait for their memory.
@@ -303,7 +304,8 @@ void column_reader::read_blocks(const chunk& one, const segment& part, scratch& 
   };
   for (std::size_t first = 0; first < blocks.size();) {
     if (state_->is_stopped() || (!is_ragged_ && is_irregular_)) break;
-    const block_window window = datasets::next_window(blocks, first, state_->window_bytes());
+    const block_window window =
+        datasets::next_window(blocks, first, state_->window_bytes(), state_->options.largest_block);
     if (window.blocks == 1 && !options_.with_digest && is_stored(list.row[one.first + first])) {
       settle(first++, value_status::ok);
       continue;

@@ -184,7 +184,8 @@ column_reader::first_block column_reader::decode_first_block(const block_list& l
   const std::vector<entry> blocks{part->channels[channel_].entries[list.index[at]]};
   std::shared_ptr<const datasets::open_file> opened;
   const auto source = state_->source_of(*part, channel_, blocks[0].file, opened);
-  const auto window = datasets::next_window(blocks, 0);
+  const auto window =
+      datasets::next_window(blocks, 0, datasets::largest_window, state_->options.largest_block);
   read_window(source, blocks, 0, window, work, [&](std::size_t, const found_block& found) {
     value_status status = value_status::ok;
     const auto payload = inflate(found, work, status);

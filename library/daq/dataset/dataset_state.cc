@@ -1,10 +1,14 @@
 #include "dataset_state.h"
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include "missing_spans.h"
 #include "ravo_dataset/find_files.h"
@@ -34,9 +38,15 @@ struct looked_into {
 /// The names of all files, each once: thousands of files have the same ones.
 class name_numbers {
  public:
-  std::uint32_t number_of(std::string_view name) {
+  explicit name_numbers(datasets::memory_budget& memory) : memory_(memory) {}
+
+  /// Nothing: it is a new name, and there is no room for it now.
+  std::optional<std::uint32_t> number_of(std::string_view name) {
+    // With its place in the lists that are made of all names; its letters are there twice.
+    constexpr std::size_t of_name = 320;
     const auto found = numbers_.find(name);
     if (found != numbers_.end()) return found->second;
+    if (!memory_.try_grow(of_name + 2 * name.size(), share_)) return std::nullopt;
     const auto number = static_cast<std::uint32_t>(numbers_.size());
     return numbers_.emplace(std::string(name), number).first->second;
   }
@@ -50,7 +60,96 @@ class name_numbers {
   std::mutex mutex;  ///< held while names are numbered
 
  private:
+  datasets::memory_budget& memory_;
+  datasets::memory_share share_;
   std::map<std::string, std::uint32_t, std::less<>> numbers_;
+};
+
+/// Thrown where the names of a file have no room while others look into theirs: it is looked into again,
+/// alone.
+struct no_room_for_names {};
+
+/// Memory for the tables of files that several threads look into at the same time. A file waits until
+/// others give theirs back; where there are no others, and not enough, that is said at once.
+class room_for_tables {
+ public:
+  enum class company { shared, alone };
+
+  explicit room_for_tables(const dataset_state& state, datasets::memory_budget& memory)
+      : state_(state), memory_(memory) {}
+
+  /// Of one file; given back in the end, but for what is kept.
+  class part {
+   public:
+    part(room_for_tables& room, datasets::memory_share& share, company how)
+        : room_(room), share_(share), how_(how) {}
+    ~part() { end(0); }
+    part(const part&) = delete;
+    part& operator=(const part&) = delete;
+
+    void take(std::size_t bytes, const datasets::table_bytes& tables, const std::string& path) {
+      room_.take(bytes, tables, path, share_, how_);
+      is_taken_ = true;
+    }
+    /// What is kept is not more than what was taken, unless the site's library did not say how large its
+    /// tables are.
+    void keep(std::size_t bytes, const std::string& path) {
+      if (bytes > share_.bytes()) {
+        end(0);
+        take(bytes, {}, path);
+      }
+      end(bytes);
+    }
+
+   private:
+    void end(std::size_t kept) {
+      if (std::exchange(is_taken_, false)) room_.give_back(kept, share_, how_);
+    }
+    room_for_tables& room_;
+    datasets::memory_share& share_;
+    company how_;
+    bool is_taken_ = false;
+  };
+
+  [[noreturn]] void refuse(const std::string& what) const {
+    throw memory_exceeded(what + "; " + std::to_string(memory_.used()) + " of the memory limit of " +
+                          std::to_string(memory_.limit()) +
+                          " bytes are in use: raise the limit, or leave the file out");
+  }
+
+ private:
+  void take(std::size_t bytes, const datasets::table_bytes& tables, const std::string& path,
+            datasets::memory_share& share, company how) {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+      const bool is_my_turn = !is_one_alone_ && (how == company::shared || holders_ == 0);
+      if (is_my_turn && memory_.try_take(bytes, share)) break;
+      if (is_my_turn && holders_ == 0)
+        refuse("Looking into " + path + " takes " + std::to_string(bytes) +
+               " bytes, since its channel dictionary has " + std::to_string(tables.dictionary) +
+               " and its event index " + std::to_string(tables.event_index));
+      state_.check_stop();
+      given_back_.wait_for(lock, std::chrono::milliseconds(20));
+    }
+    ++holders_;
+    is_one_alone_ = how == company::alone;
+  }
+  void give_back(std::size_t kept, datasets::memory_share& share, company how) {
+    {
+      const std::lock_guard lock(mutex_);
+      share.shrink(kept);
+      --holders_;
+      if (how == company::alone) is_one_alone_ = false;
+    }
+    given_back_.notify_all();
+  }
+
+  const dataset_state& state_;
+  datasets::memory_budget& memory_;
+  std::mutex mutex_;  ///< guards what follows
+  std::condition_variable given_back_;
+  std::size_t holders_ = 0;  ///< parts of which something is given back in the end
+  bool is_one_alone_ = false;
 };
 
 dataset_options completed(dataset_options options) {
@@ -65,7 +164,7 @@ dataset_state::dataset_state(selection what, dataset_options how)
       options(completed(std::move(how))),
       memory(options.memory_limit),
       opened(std::max<std::size_t>(options.open_files, 1)),
-      timeline(wanted, opened, memory, options.stop),
+      timeline(wanted, opened, memory, ahead, options.stop),
       pool(options.threads) {}
 
 void dataset_state::open() {
@@ -91,8 +190,31 @@ void dataset_state::check_that_files_may_be_missing() const {
 void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   opened.set_paths(paths);
   std::vector<looked_into> found(paths.size());
-  name_numbers numbers;
+  name_numbers numbers(memory);
   std::vector<datasets::memory_share> shares(paths.size());
+  room_for_tables room(*this, memory);
+  const auto look_into = [&](std::size_t i, const datasets::open_file& file, room_for_tables::company how) {
+    room_for_tables::part room_of_file(room, shares[i], how);
+    std::vector<looked_into::channel>& here = found[i].channels;
+    here = {};
+    found[i].look = datasets::look_into(
+        file,
+        [&](const datasets::table_bytes& tables) {
+          // As the list of its channels grows, it is there twice.
+          room_of_file.take(
+              tables.dictionary + tables.event_index + 3 * tables.rows * sizeof(looked_into::channel),
+              tables, paths[i]);
+        },
+        [&](const datasets::listed_channel& channel) {
+          const std::lock_guard lock(numbers.mutex);
+          const auto number = numbers.number_of(channel.name);
+          if (!number) throw no_room_for_names();
+          here.push_back({*number, {channel.row, channel.count, channel.dtype_mask}, channel.event_mask});
+        });
+    if (const std::string why = opened.why_not(i); !why.empty() && !found[i].look.problem.empty())
+      found[i].look.problem = "it cannot be read: " + why;
+    room_of_file.keep(here.capacity() * sizeof(looked_into::channel), paths[i]);
+  };
   pool.run(paths.size(), pool.size(), [&](std::size_t i) {
     check_stop();
     const auto file = opened.get(i);
@@ -101,16 +223,16 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
       if (opened.why_not(i).empty()) found[i].look.problem = "it is no regular file, or changes right now";
       return;
     }
-    found[i].look = datasets::look_into(*file, [&](const datasets::listed_channel& channel) {
-      const std::lock_guard lock(numbers.mutex);
-      found[i].channels.push_back({numbers.number_of(channel.name),
-                                   {channel.row, channel.count, channel.dtype_mask},
-                                   channel.event_mask});
-    });
-    if (const std::string why = opened.why_not(i); !why.empty() && !found[i].look.problem.empty())
-      found[i].look.problem = "it cannot be read: " + why;
-    take_memory(found[i].channels.capacity() * sizeof(looked_into::channel),
-                "Finding the channels of files", shares[i]);
+    try {
+      look_into(i, *file, room_for_tables::company::shared);
+      return;
+    } catch (const no_room_for_names&) {
+    }
+    try {
+      look_into(i, *file, room_for_tables::company::alone);
+    } catch (const no_room_for_names&) {
+      room.refuse("The channel names of " + paths[i] + " do not fit into the memory");
+    }
   });
 
   const std::vector<std::string_view> name_of = numbers.names();
@@ -141,16 +263,22 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   }
   std::vector<std::vector<std::size_t>> wanted_by_number(name_of.size());
   for (std::size_t i = 0; i < channels.size(); ++i)
-    wanted_by_number[numbers.number_of(channels[i].name)].push_back(i);
+    wanted_by_number[*numbers.number_of(channels[i].name)].push_back(i);
   std::vector<datasets::timed_file> timed;
   std::size_t letters = 0;
   for (const dataset_file& file : all_files) letters += 3 * (file.path.capacity() + sizeof file.path);
   for (const dataset_channel& channel : channels) letters += 6 * channel.label.size();
-  take_memory(letters +
-                  files.size() * (sizeof(datasets::timed_file) + sizeof(dataset_file) * 2 +
-                                  channels.size() * sizeof(datasets::channel_place)) +
-                  channels.size() * (sizeof(dataset_channel) + sizeof(channel_ledger)),
-              "What is known of the files", tables_);
+  const std::size_t known = letters +
+                            files.size() * (sizeof(datasets::timed_file) + sizeof(dataset_file) * 2 +
+                                            channels.size() * sizeof(datasets::channel_place)) +
+                            channels.size() * (sizeof(dataset_channel) + sizeof(channel_ledger) +
+                                               2 * sizeof(datasets::wanted_channel));
+  // Nobody has anything yet that he could give back.
+  if (!memory.try_take(known, tables_))
+    throw memory_exceeded("What is known of " + std::to_string(files.size()) + " files and " +
+                          std::to_string(channels.size()) + " channels takes " + std::to_string(known) +
+                          " bytes, and " + std::to_string(memory.used()) + " of the memory limit of " +
+                          std::to_string(memory.limit()) + " are in use: raise the limit, or select less");
   for (const looked_into& one : found) {
     if (!one.look.problem.empty()) continue;
     datasets::timed_file& file = timed.emplace_back();
@@ -210,7 +338,8 @@ datasets::block_source_file dataset_state::source_of(const segment& part, std::s
           &known,
           known.places[channel].dtype_mask,
           part.basket_end(channel, file),
-          &names_in_dictionaries};
+          &names_in_dictionaries,
+          options.largest_block};
 }
 
 // ---- accounts
@@ -250,9 +379,7 @@ void dataset_state::account(read_ledger& to, std::size_t position, std::size_t c
     ++to.channels[position].delivered;
     return;
   }
-  const auto cause =
-      static_cast<missing_cause>(static_cast<int>(status) - static_cast<int>(value_status::file_missing));
-  note_missing(to, position, channel, where, cause);
+  note_missing(to, position, channel, where, missing_cause_of(status));
   if (options.damage.largest_missing_share <= 0)
     throw missing_data("A value of " + channels[channel].label + " is missing (" +
                        value_status_text(status) + "): event " + std::to_string(where.number) + " in " +

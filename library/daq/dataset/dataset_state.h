@@ -15,6 +15,7 @@
 #include "memory_budget.h"
 #include "open_files.h"
 #include "ravo_dataset/dataset.h"
+#include "read_ahead.h"
 #include "timeline.h"
 #include "worker_pool.h"
 
@@ -91,6 +92,7 @@ class dataset_state {
   datasets::memory_budget memory;
   datasets::open_files opened;
   datasets::dictionary_names names_in_dictionaries;
+  datasets::read_ahead_list ahead;
   datasets::timeline timeline;
   datasets::worker_pool pool;  ///< last: its threads end before the rest goes
 

@@ -150,7 +150,8 @@ class batch_decoder {
   bool read_blocks(std::size_t channel, const wanted_blocks& blocks) {
     bool has_room = true;
     for (std::size_t first = 0; first < blocks.entries.size() && has_room;) {
-      const auto window = datasets::next_window(blocks.entries, first, state_.window_bytes());
+      const auto window =
+          datasets::next_window(blocks.entries, first, state_.window_bytes(), state_.options.largest_block);
       if (!state_.memory.try_fit(buffers_.window, window.bytes)) return false;
       std::shared_ptr<const datasets::open_file> opened;
       const auto source = state_.source_of(*blocks.part, channel, blocks.entries[first].file, opened);

@@ -239,6 +239,7 @@ void event_reader::start(const std::shared_ptr<task>& ahead) {
     }
     std::shared_ptr<event_batch> batch;
     std::exception_ptr failure;
+    const datasets::memory_budget::at_work at_work((*state)->memory);
     try {
       if (ahead->plan.events.empty())
         (*state)->timeline.get_if_room(ahead->plan.segment);
@@ -254,10 +255,20 @@ void event_reader::start(const std::shared_ptr<task>& ahead) {
     ahead->done.notify_all();
   };
   try {
+    state_->ahead.add(ahead);
     state_->pool.add(work);
   } catch (const std::bad_alloc&) {
     set(progress::no_memory);  // it is decoded when its turn comes
   }
+}
+
+bool event_reader::task::give_back() {
+  std::shared_ptr<event_batch> dropped;  // it goes when nothing is locked any more
+  const std::lock_guard lock(mutex);
+  if (!batch) return false;
+  dropped = std::move(batch);
+  state = progress::no_memory;
+  return true;
 }
 
 std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
@@ -280,11 +291,14 @@ std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
   for (;;) {
     state_->check_stop();
     if (auto batch = decode_batch(state_, plan)) return batch;
-    if (drop_one_ahead() || state_->timeline.drop_oldest() || split(plan)) continue;
+    if (drop_one_ahead() || state_->timeline.drop_oldest() || state_->ahead.give_one_back() || split(plan))
+      continue;
     // Nothing of ours is in the way any more. Another reading may be, and get on; but two that wait for
     // each other would wake each other for ever.
     const bool may_wait = std::chrono::steady_clock::now() - begun < std::chrono::seconds(30);
-    if (!is_last && may_wait && state_->memory.wait_for_return(std::chrono::milliseconds(500))) continue;
+    const bool has_hope = state_->memory.wait_for_return(std::chrono::milliseconds(500)) ||
+                          state_->memory.are_others_at_work();
+    if (!is_last && may_wait && has_hope) continue;
     // What came back while this was tried was not waited for: once more.
     if (!std::exchange(is_last, true)) continue;
     throw memory_exceeded("An event does not fit into the memory limit of " +
@@ -343,6 +357,7 @@ bool event_reader::next_batch() {
 
 std::optional<event> event_reader::next() {
   state_->check_stop();
+  const datasets::memory_budget::at_work at_work(state_->memory);
   if (is_settled_) return std::nullopt;
   if ((!batch_ || place_ == batch_->size()) && !next_batch()) {
     tell_progress();

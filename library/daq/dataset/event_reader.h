@@ -14,6 +14,7 @@
 #include "dataset_state.h"
 #include "event_batch.h"
 #include "ravo_dataset/event.h"
+#include "read_ahead.h"
 
 namespace ravo {
 
@@ -32,7 +33,8 @@ class event_reader {
  private:
   enum class progress { waiting, decoded, no_memory, failed };
   /// A batch that is decoded ahead; the worker and the reader share it.
-  struct task {
+  struct task : datasets::read_ahead {
+    bool give_back() override;
     batch_plan plan;
     std::mutex mutex;  // guards what follows
     std::condition_variable done;

@@ -19,6 +19,11 @@
 namespace ravo::datasets {
 namespace {
 
+/// Of the event headers of a file, which are read piece by piece.
+constexpr std::uint64_t largest_header_window = 64 * 1024;
+/// Headers that lie farther apart are not read together.
+constexpr std::uint64_t widest_header_gap = 4096;
+
 /// Takes over what a table operation gives, and says whether it gave anything.
 template <class Table, class Load>
 malloc_owner<Table> loaded(Load load) {
@@ -46,6 +51,18 @@ class tables {
                                                    file_.descriptor(), table);
     });
     return reference_ != nullptr;
+  }
+
+  std::uint64_t memory_of(ravo_table_kind table) const {
+    return library_calls<G>::table_memory(file_.length(), reference_.get(), file_.descriptor(), table);
+  }
+
+  table_bytes bytes_to_look() const {
+    table_bytes bytes;
+    bytes.dictionary = memory_of(RAVO_TABLE_OF_CHANNELS);
+    bytes.rows = bytes.dictionary / sizeof(typename G::dictionary_entry);
+    bytes.event_index = memory_of(RAVO_TABLE_OF_EVENTS);
+    return bytes;
   }
 
   bool load_dictionary() {
@@ -194,7 +211,6 @@ class tables {
   void fill(channel_rows& channel, const typename G::chan_pointers_table_entry* row, std::size_t count,
             std::uint32_t position) {
     if (count == 0) return;
-    read_headers(row, count);
     const std::uint64_t basket = find_basket(channel, row[0].chhd);
     const std::vector<std::uint64_t> ends = block_ends(row, count);
     const std::vector<value_status> contradicted = contradictions(row, count);
@@ -204,7 +220,7 @@ class tables {
       one.stored = stored_bytes(row[i].chhd, ends[i], basket, channel.basket_end);
       one.status = status_of(row[i], one.stored);
       if (one.status == value_status::ok && !contradicted.empty()) one.status = contradicted[i];
-      const event_name& event = event_of(i, row[i].evhd);
+      const event_name& event = event_of(i, row, count);
       if (one.status == value_status::ok && event.is_disputed) one.status = value_status::event_disputed;
       if (one.status != value_status::ok) one.stored = 0;
       if (!event.is_one) {
@@ -284,12 +300,16 @@ class tables {
 
   /// The event of a row's entry. Channels have mostly the same events: the one that the last channel had in
   /// that place need not be looked at again.
-  const event_name& event_of(std::size_t place, std::uint32_t where) {
+  const event_name& event_of(std::size_t place, const typename G::chan_pointers_table_entry* row,
+                             std::size_t count) {
     if (place >= events_.size()) events_.resize(place + 1);
     event_name& event = events_[place];
+    const std::uint32_t where = row[place].evhd;
     if (event.where == where) return event;
     event = {};
     event.where = where;
+    if (!event_headers_.holds(where, sizeof(ravo_eventheader))) return event;
+    if (!headers_.extent().holds(where, sizeof(ravo_eventheader))) read_headers(row + place, count - place);
     const auto bytes = headers_.at(where, sizeof(ravo_eventheader));
     if (!bytes) return event;
     ravo_eventheader header;
@@ -308,19 +328,17 @@ class tables {
     return is_one == nullptr || is_one(bytes);
   }
 
-  /// Reads the event headers that a row points to in one piece, unless those of an earlier row hold them:
-  /// channels have mostly the same events.
+  /// Reads the header of a row's first entry, and together with it those of the next ones that lie close
+  /// behind. A file may claim that its headers lie gigabytes apart: the window stays small.
   void read_headers(const typename G::chan_pointers_table_entry* row, std::size_t count) {
-    std::uint64_t first = std::numeric_limits<std::uint64_t>::max(), last = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-      const std::uint64_t at = row[i].evhd;
-      if (!event_headers_.holds(at, sizeof(ravo_eventheader))) continue;
-      first = std::min(first, at);
-      last = std::max(last, at + sizeof(ravo_eventheader));
+    const std::uint64_t first = row[0].evhd;
+    std::uint64_t end = first + sizeof(ravo_eventheader);
+    for (std::size_t i = 1; i < count; ++i) {
+      const std::uint64_t at = row[i].evhd, new_end = at + sizeof(ravo_eventheader);
+      if (at < first || at > end + widest_header_gap || new_end - first > largest_header_window) break;
+      if (event_headers_.holds(at, sizeof(ravo_eventheader))) end = std::max(end, new_end);
     }
-    if (first >= last || headers_.extent().holds(first, last - first)) return;
-    events_.clear();
-    header_bytes_.resize(last - first);
+    header_bytes_.resize(end - first);
     if (!file_.read_all(first, header_bytes_.data(), header_bytes_.size())) header_bytes_.clear();
     headers_ = file_part(header_bytes_.data(), header_bytes_.size(), first);
   }
@@ -386,9 +404,11 @@ class tables {
 
 template <class G>
 file_look look(tables<G>& of_file, ravo_file_generation generation,
+               const std::function<void(const table_bytes&)>& take_room,
                const std::function<void(const listed_channel&)>& visit) {
   file_look result;
   result.generation = generation;
+  take_room(of_file.bytes_to_look());
   if (!of_file.load_dictionary()) {
     result.problem = "its channel dictionary is damaged";
     return result;
@@ -398,6 +418,7 @@ file_look look(tables<G>& of_file, ravo_file_generation generation,
     return result;
   }
   of_file.note_facts(result);
+  result.row_bytes = of_file.memory_of(RAVO_ROW_OF_POINTERS);
   result.span = of_file.span();
   if (result.span.empty && of_file.has_entries()) {
     result.problem = "its event index has no events, and its channels have";
@@ -426,17 +447,30 @@ std::optional<std::vector<channel_rows>> rows_of(const open_file& file, const kn
 
 }  // namespace
 
-file_look look_into(const open_file& file, const std::function<void(const listed_channel&)>& visit) {
+file_look look_into(const open_file& file, const std::function<void(const table_bytes&)>& take_room,
+                    const std::function<void(const listed_channel&)>& visit) {
   file_look result;
   errno = 0;
   if (tables<generation_2010> current(file); current.load_reference())
-    result = look(current, ravo_file_generation::current, visit);
+    result = look(current, ravo_file_generation::current, take_room, visit);
   else if (tables<generation_2009> older(file); older.load_reference())
-    result = look(older, ravo_file_generation::older, visit);
+    result = look(older, ravo_file_generation::older, take_room, visit);
   else
     result.problem = "it is no raw file of either generation, or was cut short";
   if (!result.problem.empty()) note_error_of_the_machine(file);
   return result;
+}
+
+std::size_t bytes_to_load_rows(const known_file& known) {
+  // A row of the dictionary that is made for it, and its place in the library's list of names.
+  constexpr std::size_t of_dictionary_row = 384;
+  std::uint64_t most = 0;
+  for (const channel_place& place : known.places) most = std::max<std::uint64_t>(most, place.count);
+  const std::uint64_t headers =
+      std::min(most * (sizeof(ravo_eventheader) + widest_header_gap), largest_header_window);
+  const std::uint64_t row = std::max(known.row_bytes, most * sizeof(ravo_event_chan_ptr_entry));
+  return known.rows * of_dictionary_row + known.places.size() * row +
+         known.events * sizeof(ravo_event_info_entry_2010) + headers;
 }
 
 std::optional<std::vector<channel_rows>> load_rows(const open_file& file, const known_file& known,

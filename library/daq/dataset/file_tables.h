@@ -65,6 +65,7 @@ struct file_facts {
   std::uint32_t events = 0;              ///< in the event index
   std::uint32_t dictionary_at = 0;       ///< its offset
   std::uint32_t dictionary_pattern = 0;  ///< its marker, which is the table-access library's
+  std::uint64_t row_bytes = 0;  ///< of the event channel pointers; 0 where the site's library does not say
 };
 
 struct file_look : file_facts {
@@ -72,8 +73,18 @@ struct file_look : file_facts {
   event_span span;
 };
 
-/// Reads the dictionary and the span of the events. `visit` is called for each channel.
-file_look look_into(const open_file& file, const std::function<void(const listed_channel&)>& visit);
+/// Bytes of the tables that looking into a file loads, before they are loaded; 0 where the site's library
+/// does not say.
+struct table_bytes {
+  std::uint64_t dictionary = 0;
+  std::uint64_t event_index = 0;
+  std::uint64_t rows = 0;  ///< of the dictionary
+};
+
+/// Reads the dictionary and the span of the events. `take_room` is called before, and takes memory for them
+/// or throws; `visit` is called for each channel.
+file_look look_into(const open_file& file, const std::function<void(const table_bytes&)>& take_room,
+                    const std::function<void(const listed_channel&)>& visit);
 
 /// A file whose dictionary is known.
 struct known_file : file_facts {
@@ -81,10 +92,10 @@ struct known_file : file_facts {
   std::uint32_t position = 0;         ///< in the dataset's files
 };
 
-/// The most memory that load_rows() takes for each row of a file's dictionary, and for each event of its
-/// event index, and gives back.
-inline constexpr std::size_t loading_bytes_a_row = 384;
-inline constexpr std::size_t loading_bytes_an_event = sizeof(ravo_event_info_entry_2010);
+/// The most memory that load_rows() takes beside the entries that it hands over, and gives back: for the
+/// rows of the dictionary, for those of the pointers, which are as long as the file says, for the event
+/// index, and for event headers.
+std::size_t bytes_to_load_rows(const known_file& known);
 
 /// The rows of the named channels, in their order; nothing when the tables cannot be read (any more). A
 /// channel that the file does not have is empty.

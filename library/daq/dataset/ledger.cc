@@ -9,18 +9,48 @@ namespace ravo {
 
 const char* value_status_text(value_status status) {
   constexpr const char* texts[value_status_count] = {
-      "ok",           "not recorded",   "held",           "stale",        "file missing", "truncated",
-      "bad checksum", "cannot inflate", "cannot convert", "type changed", "misdirected",  "event disputed"};
+      "ok",          "not recorded",   "held",           "stale",          "file missing",
+      "truncated",   "bad checksum",   "cannot inflate", "cannot convert", "type changed",
+      "misdirected", "event disputed", "block too large"};
   const auto index = static_cast<std::size_t>(status);
   return index < value_status_count ? texts[index] : "unknown";
 }
 
 const char* missing_cause_text(missing_cause cause) {
   constexpr const char* texts[missing_cause_count] = {
-      "file missing", "truncated",   "bad checksum",   "cannot inflate",  "cannot convert",
-      "type changed", "misdirected", "event disputed", "no event header", "second of an event"};
+      "file missing",    "truncated",       "bad checksum",      "cannot inflate",
+      "cannot convert",  "type changed",    "misdirected",       "event disputed",
+      "block too large", "no event header", "second of an event"};
   const auto index = static_cast<std::size_t>(cause);
   return index < missing_cause_count ? texts[index] : "unknown";
+}
+
+missing_cause missing_cause_of(value_status status) {
+  switch (status) {
+    case value_status::ok:
+    case value_status::not_recorded:
+    case value_status::held:
+    case value_status::stale:
+    case value_status::file_missing:
+      break;
+    case value_status::truncated:
+      return missing_cause::truncated;
+    case value_status::bad_checksum:
+      return missing_cause::bad_checksum;
+    case value_status::cannot_inflate:
+      return missing_cause::cannot_inflate;
+    case value_status::cannot_convert:
+      return missing_cause::cannot_convert;
+    case value_status::type_changed:
+      return missing_cause::type_changed;
+    case value_status::misdirected:
+      return missing_cause::misdirected;
+    case value_status::event_disputed:
+      return missing_cause::event_disputed;
+    case value_status::block_too_large:
+      return missing_cause::block_too_large;
+  }
+  return missing_cause::file_missing;
 }
 
 std::uint64_t channel_ledger::missing_total() const {

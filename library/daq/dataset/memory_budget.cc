@@ -1,5 +1,7 @@
 #include "memory_budget.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -9,6 +11,28 @@
 #include "ravo_dataset/errors.h"
 
 namespace ravo::datasets {
+
+namespace {
+
+// A freed block of the allocator's own may stay with it, resident: what lies above it keeps it from the
+// system. Blocks of this size are mapped by themselves, and unmapped when they go; smaller ones would cost
+// more in pages than they are.
+constexpr std::size_t mapped_from = std::size_t{1} << 20;
+
+unsigned char* new_slab(std::size_t size) {
+  if (size < mapped_from) return static_cast<unsigned char*>(std::malloc(size));
+  void* const memory = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  return memory == MAP_FAILED ? nullptr : static_cast<unsigned char*>(memory);
+}
+
+void delete_slab(void* memory, std::size_t size) {
+  if (size < mapped_from)
+    std::free(memory);
+  else
+    (void)::munmap(memory, size);
+}
+
+}  // namespace
 
 memory_share& memory_share::operator=(memory_share&& other) noexcept {
   if (this == &other) return *this;
@@ -39,8 +63,46 @@ memory_slab& memory_slab::operator=(memory_slab&& other) noexcept {
   return *this;
 }
 
+namespace {
+/// How many at_work this thread has made: the first one counts.
+thread_local int works_here = 0;
+}  // namespace
+
+memory_budget::at_work::at_work(memory_budget& budget) : budget_(budget) {
+  if (works_here++ == 0) ++budget_.at_work_;
+}
+memory_budget::at_work::~at_work() {
+  if (--works_here == 0) --budget_.at_work_;
+}
+
+class memory_budget::waiting_here {
+ public:
+  explicit waiting_here(memory_budget& budget) : budget_(budget), count_(works_here > 0 ? 1 : 0) {
+    budget_.waiting_workers_ += count_;
+  }
+  ~waiting_here() { budget_.waiting_workers_ -= count_; }
+  waiting_here(const waiting_here&) = delete;
+  waiting_here& operator=(const waiting_here&) = delete;
+
+ private:
+  memory_budget& budget_;
+  int count_;
+};
+
+bool memory_budget::are_others_at_work() const {
+  return at_work_ - (works_here > 0 ? 1 : 0) > waiting_workers_;
+}
+
+std::chrono::milliseconds memory_budget::patience() const {
+  using std::chrono::milliseconds;
+  return at_work_ > waiting_workers_ ? milliseconds(10'000) : milliseconds(1000);
+}
+
 memory_budget::~memory_budget() {
-  while (spare_ != nullptr) std::free(std::exchange(spare_, spare_->next));
+  while (spare_ != nullptr) {
+    spare_slab* const first = std::exchange(spare_, spare_->next);
+    delete_slab(first, first->size);
+  }
 }
 
 std::size_t memory_budget::used() const {
@@ -69,6 +131,7 @@ bool memory_budget::try_grow(std::size_t bytes, memory_share& share) {
 }
 
 bool memory_budget::wait_for_return(std::chrono::milliseconds longest) {
+  const waiting_here waiting(*this);
   std::unique_lock lock(mutex_);
   const std::size_t seen = given_back_;
   return room_.wait_for(lock, longest, [&] { return given_back_ != seen; });
@@ -82,17 +145,22 @@ bool memory_budget::take(std::size_t bytes, const char* what, memory_share& shar
                           " bytes, more than the memory limit of " + std::to_string(limit_) +
                           "; raise the limit or select less");
   using clock = std::chrono::steady_clock;
-  constexpr auto longest = std::chrono::seconds(10);
+  const waiting_here waiting(*this);
   std::unique_lock lock(mutex_);
   std::size_t seen = given_back_;
   auto since = clock::now();
   while (!make_room(bytes)) {
-    if (give_up && give_up()) return false;
-    room_.wait_for(lock, std::chrono::milliseconds(20));
+    if (give_up) {
+      lock.unlock();
+      if (give_up()) return false;
+      lock.lock();
+      if (make_room(bytes)) break;
+    }
+    if (seen == given_back_) room_.wait_for(lock, std::chrono::milliseconds(20));
     if (seen != given_back_) {
       seen = given_back_;
       since = clock::now();
-    } else if (clock::now() - since > longest) {
+    } else if (clock::now() - since > patience()) {
       throw memory_exceeded(std::string(what) + " needs " + std::to_string(bytes) + " bytes, and " +
                             std::to_string(used_ - spare_bytes_) + " of the memory limit of " +
                             std::to_string(limit_) +
@@ -126,7 +194,7 @@ void memory_budget::drop_spare(std::size_t bytes) {
     spare_slab* const first = std::exchange(spare_, spare_->next);
     used_ -= first->size;
     spare_bytes_ -= first->size;
-    std::free(first);
+    delete_slab(first, first->size);
   }
 }
 
@@ -149,7 +217,7 @@ memory_slab memory_budget::try_take_slab(std::size_t bytes) {
     peak_ = std::max(peak_, used_);
   }
   slab.size_ = bytes;
-  slab.memory_ = static_cast<unsigned char*>(std::malloc(bytes));
+  slab.memory_ = new_slab(bytes);
   if (slab.memory_ == nullptr) {
     give_back(bytes);
     throw std::bad_alloc();
@@ -160,7 +228,7 @@ memory_slab memory_budget::try_take_slab(std::size_t bytes) {
 memory_slab memory_budget::make_slab(memory_share&& share) {
   memory_slab slab;
   slab.budget_ = this;
-  slab.memory_ = static_cast<unsigned char*>(std::malloc(share.bytes_));
+  slab.memory_ = new_slab(share.bytes_);
   if (slab.memory_ == nullptr) throw std::bad_alloc();
   slab.size_ = std::exchange(share.bytes_, 0);
   return slab;
@@ -179,7 +247,8 @@ void memory_budget::give_back_slab(unsigned char* memory, std::size_t size) {
   bool is_kept = false;
   {
     const std::lock_guard lock(mutex_);
-    is_kept = size >= smallest_spare && size <= limit_ / 8 && spare_bytes_ <= limit_ / 8 - size;
+    const std::size_t most = std::max(limit_ / 8, std::min(limit_, kept_of_any_limit));
+    is_kept = size >= smallest_spare && size <= most && spare_bytes_ <= most - size;
     if (is_kept) {
       spare_ = new (memory) spare_slab{spare_, size};
       spare_bytes_ += size;
@@ -190,7 +259,7 @@ void memory_budget::give_back_slab(unsigned char* memory, std::size_t size) {
     room_.notify_all();
     return;
   }
-  std::free(memory);
+  delete_slab(memory, size);
   give_back(size);
 }
 

@@ -4,6 +4,7 @@
 #ifndef RAVO_DATASET_MEMORY_BUDGET_H
 #define RAVO_DATASET_MEMORY_BUDGET_H
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -73,9 +74,24 @@ class memory_budget {
   bool try_take(std::size_t bytes, memory_share& share);
   /// Adds to a share, or leaves it as it is: false.
   bool try_grow(std::size_t bytes, memory_share& share);
-  /// Waits for room. Throws memory_exceeded, which names `what`, when the limit is smaller than that or
-  /// nobody has given anything back for some seconds; false when `give_up` said so, which is asked now and
-  /// then.
+  /// A thread that reads for the dataset, and gives memory back sooner or later. Made on that thread.
+  class at_work {
+   public:
+    explicit at_work(memory_budget& budget);
+    ~at_work();
+    at_work(const at_work&) = delete;
+    at_work& operator=(const at_work&) = delete;
+
+   private:
+    memory_budget& budget_;
+  };
+  /// Whether a thread other than this one is at work, and does not wait for memory itself.
+  bool are_others_at_work() const;
+
+  /// Waits for room. Throws memory_exceeded, which names `what`, when the limit is smaller than that, or
+  /// when nothing comes back: for some seconds while others are at work, and for a moment where there are
+  /// none, since only who holds events and columns could give them back then. False when `give_up` said so,
+  /// which is asked now and then, and may give back memory.
   bool take(std::size_t bytes, const char* what, memory_share& share, const std::function<bool()>& give_up);
   /// Waits until somebody gives something back; false when nobody did for so long.
   bool wait_for_return(std::chrono::milliseconds longest);
@@ -98,7 +114,12 @@ class memory_budget {
     std::size_t size;
   };
   static constexpr std::size_t smallest_spare = 16 * 1024;
+  /// An eighth of the limit is kept for later, and so much in any case, so that large blocks need not be
+  /// made anew one by one where the limit holds little more than one of them.
+  static constexpr std::size_t kept_of_any_limit = std::size_t{32} << 20;
 
+  class waiting_here;
+  std::chrono::milliseconds patience() const;
   bool make_room(std::size_t bytes);
   void add_to(memory_share& share, std::size_t bytes);
   void drop_spare(std::size_t bytes);
@@ -106,7 +127,9 @@ class memory_budget {
   void give_back_slab(unsigned char* memory, std::size_t size);
 
   const std::size_t limit_;
-  mutable std::mutex mutex_;  ///< guards what follows
+  std::atomic<int> at_work_{0};
+  std::atomic<int> waiting_workers_{0};  ///< of those at work
+  mutable std::mutex mutex_;             ///< guards what follows
   std::condition_variable room_;
   std::size_t used_ = 0;  ///< with the spare slabs
   std::size_t peak_ = 0;

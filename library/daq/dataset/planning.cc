@@ -19,6 +19,7 @@ void visit_segments(dataset_state& state,
     std::vector<std::shared_ptr<const segment>> parts(wave.size());
     const auto align = [&](std::size_t i) {
       state.check_stop();
+      const datasets::memory_budget::at_work at_work(state.memory);
       parts[i] = line.get(wave[i]);
     };
     if (wave.size() == 1)
@@ -149,6 +150,7 @@ class planner {
         datasets::look_at_head(source, file_part(head, *got, where.chhd), where);
     if (!told.is_known) return;
     sample.stored += stored;
+    if (told.decoded > state_.options.largest_block) return;  // it will not be decoded
     sample.decoded += told.decoded;
     if (told.is_compressed) sample.compressed += told.decoded;
   }

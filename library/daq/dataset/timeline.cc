@@ -22,10 +22,11 @@ time_gap time_of(const event_span& span) {
 }  // namespace
 
 timeline::timeline(const selection& wanted, open_files& opened, memory_budget& memory,
-                   const std::stop_token& stop)
+                   read_ahead_list& ahead, const std::stop_token& stop)
     : wanted_(wanted),
       opened_(opened),
       memory_(memory),
+      ahead_(ahead),
       stop_(stop),
       rule_{wanted.synch, static_cast<double>(wanted.tolerance.timeup) * 1e6 + wanted.tolerance.timelow} {}
 
@@ -143,8 +144,12 @@ std::size_t timeline::selected_before(std::size_t index) {
 void timeline::take_memory(std::size_t bytes, const char* what, memory_share& share) {
   while (!memory_.try_take(bytes, share)) {
     if (drop_oldest()) continue;
-    if (!memory_.take(bytes, what, share, [this] { return stop_.stop_requested(); }))
-      throw read_cancelled();
+    // What is being decoded ahead may be there in a moment.
+    const auto make_room = [this] {
+      ahead_.give_one_back();
+      return stop_.stop_requested();
+    };
+    if (!memory_.take(bytes, what, share, make_room)) throw read_cancelled();
     return;
   }
 }
@@ -184,17 +189,15 @@ std::shared_ptr<const segment> timeline::build(std::size_t index, memory_share r
 }
 
 // The entries twice, since those of a file are put behind those of others; what is made of them, and the
-// tables that they come from.
+// tables of one file after the other.
 std::size_t timeline::bytes_to_align(std::size_t index) const {
-  std::size_t entries = 0, loading = 0;
+  std::size_t entries = 0, tables = 0;
   for (const std::uint32_t file : slots_[index].files) {
     for (const channel_place& place : files_[file].tables.places) entries += place.count;
-    const std::size_t of_file = files_[file].tables.rows * loading_bytes_a_row +
-                                files_[file].tables.events * loading_bytes_an_event;
-    loading = std::max(loading, of_file);
+    tables = std::max(tables, bytes_to_load_rows(files_[file].tables));
   }
   const std::size_t of_channel = sizeof(channel_track) + slots_[index].files.size() * sizeof(std::uint64_t);
-  return entries * (2 * sizeof(entry) + 96) + loading + names_.size() * of_channel + 4096;
+  return entries * (2 * sizeof(entry) + 80) + tables + names_.size() * of_channel + 4096;
 }
 
 std::shared_ptr<const segment> timeline::load(std::size_t index, memory_share room) {

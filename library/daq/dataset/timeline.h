@@ -16,6 +16,7 @@
 #include "memory_budget.h"
 #include "open_files.h"
 #include "ravo_dataset/status.h"
+#include "read_ahead.h"
 #include "segment.h"
 
 namespace ravo::datasets {
@@ -45,7 +46,8 @@ struct no_room_now {};
 class timeline {
  public:
   /// Ends what waits for memory with read_cancelled when `stop` says so.
-  timeline(const selection& wanted, open_files& opened, memory_budget& memory, const std::stop_token& stop);
+  timeline(const selection& wanted, open_files& opened, memory_budget& memory, read_ahead_list& ahead,
+           const std::stop_token& stop);
 
   /// Cuts the files into segments. `names` and `slow`: of each channel. `join_channel`: of
   /// join_policy::with.
@@ -82,8 +84,8 @@ class timeline {
 
   /// Drops a kept segment that nobody uses, for its memory; false when there is none.
   bool drop_oldest();
-  /// Takes memory, for which kept segments make room. Throws memory_exceeded, which names `what`, and
-  /// read_cancelled.
+  /// Takes memory, for which kept segments and what is decoded ahead of use make room. Throws
+  /// memory_exceeded, which names `what`, and read_cancelled.
   void take_memory(std::size_t bytes, const char* what, memory_share& share);
 
   const alignment_rule& rule() const { return rule_; }
@@ -121,6 +123,7 @@ class timeline {
   const selection& wanted_;
   open_files& opened_;
   memory_budget& memory_;
+  read_ahead_list& ahead_;
   const std::stop_token& stop_;
   alignment_rule rule_;
   std::vector<timed_file> files_;

@@ -3,6 +3,8 @@
 #ifndef RAVO_DAQ_READER_LIBRARY_CALLS_H
 #define RAVO_DAQ_READER_LIBRARY_CALLS_H
 
+#include <cstdint>
+
 #include "ravo_daq/generation_2009.h"
 #include "ravo_daq/generation_2010.h"
 #include "ravo_evutl.h"
@@ -16,6 +18,15 @@ struct library_calls;
 
 /// What serves both: the run catalogue holds files of both, and descriptions are the same XML.
 struct shared_library_calls {
+  /// The bytes that loading a table takes; 0 where the site's library does not say, and of a table that is
+  /// refused.
+  static std::uint64_t table_memory(long length, const ravo_file_reference_table_2010* reference, int file,
+                                    ravo_table_kind table) {
+    unsigned long bytes = 0;
+    const bool is_known = ravo_get_table_memory != nullptr &&
+                          ravo_get_table_memory(length, reference, file, table, &bytes) == 0;
+    return is_known ? bytes : 0;
+  }
   static constexpr auto load_chan_descr = &ravo_load_chan_descr;
   static constexpr auto print_description = &print_ravo_chan_descr;
   static constexpr auto get_files_for_runs = &::get_files_for_runs;

@@ -11,6 +11,7 @@
 
 #include "catalogue/times.h"
 #include "file_name_parts.h"
+#include "file_tables.h"
 #include "malloc_owner.h"
 #include "opened_file.h"
 #include "ravo_evutl.h"
@@ -24,9 +25,9 @@ namespace {
 
 constexpr std::int64_t nanoseconds = 1'000'000'000;
 
-// The event index, or null and why. The file's end is read instead of mapped: a file that is cut short
+// The reference table, or null and why. The file's end is read instead of mapped: a file that is cut short
 // meanwhile then costs an entry and not the process.
-malloc_owner<ravo_event_index_table_2010> event_index(int fd, long length, int& status) {
+malloc_owner<ravo_file_reference_table_2010> reference_table(int fd, long length, int& status) {
   const long tail = std::max(length - 4, 0L);
   long rest = 0;
   const long offset = ravo_get_page_offset(length, tail, &rest);
@@ -35,34 +36,56 @@ malloc_owner<ravo_event_index_table_2010> event_index(int fd, long length, int& 
     status = RAVO_TABLE_UNREADABLE;
     return nullptr;
   }
-  ravo_file_reference_table_2010* reference_table = nullptr;
-  status =
-      get_ravo_file_reference_table_m_2010(bytes.data(), length - offset, length, fd, &reference_table);
+  ravo_file_reference_table_2010* table = nullptr;
+  status = get_ravo_file_reference_table_m_2010(bytes.data(), length - offset, length, fd, &table);
   // A file of the older generation has another marker and the same event index.
   if (status == RAVO_TABLE_WRONG_PATTERN)
-    status = get_ravo_file_reference_table_m(bytes.data(), length - offset, length, fd, &reference_table);
-  const malloc_owner<ravo_file_reference_table_2010> reference(reference_table);
-  if (status != 0) return nullptr;
-  ravo_event_index_table_2010* table = nullptr;
-  status = ravo_get_event_index_table_m_2010(length, reference.get(), fd, &table);
-  return malloc_owner<ravo_event_index_table_2010>(table);
+    status = get_ravo_file_reference_table_m(bytes.data(), length - offset, length, fd, &table);
+  return malloc_owner<ravo_file_reference_table_2010>(table);
 }
 
 // The events say themselves when they were; the heads of the index may tell otherwise.
-void summarise(const ravo_event_index_table_2010& table, raw_file_entry& file) {
+void widen(time_stamp time, bool& any, raw_file_entry& file) {
+  if (time.timeup == 0) return;  // an event without a time
+  time.timelow = std::min(time.timelow, 999999u);
+  if (!any || earlier(time, file.start)) file.start = time;
+  if (!any || earlier(file.end, time)) file.end = time;
+  any = true;
+}
+
+// Reads the event index piece by piece: a file may claim as many events as it has bytes for, and several
+// files are looked at at the same time.
+ravo_table_status summarise(const raw_file& source, const ravo_file_reference_table_2010& reference,
+                            raw_file_entry& file) {
+  constexpr std::size_t piece = 4096;
+  std::int32_t types = 0;
+  std::uint64_t length = 0;
+  if (const auto status = measure_event_index(source, reference, types, length); status != RAVO_TABLE_OK)
+    return status;
+  std::vector<ravo_event_info_entry_2010> events(piece);
+  std::uint64_t at = reference.eit_pos_ref + sizeof(ravo_event_index_table_2010);
+  const std::uint64_t end = reference.eit_pos_ref + length;
   bool any = false;
-  const ravo_event_index_entry_2010* type = table.event_index_entry();
-  for (int i = 0; i < table.nevent_types; ++i, type = type->next()) {
-    for (int event = 0; event < type->length; ++event) {
-      time_stamp time = type->event_info()[event].time;
-      if (time.timeup == 0) continue;  // an event without a time
-      time.timelow = std::min(time.timelow, 999999u);
-      if (!any || earlier(time, file.start)) file.start = time;
-      if (!any || earlier(file.end, time)) file.end = time;
-      any = true;
+  for (std::int32_t type = 0; type < types; ++type) {
+    ravo_event_index_entry_head_2010 head;
+    if (const auto status = source.read_words(at, &head, sizeof head / 4); status != RAVO_TABLE_OK)
+      return status;
+    at += sizeof head;
+    // A file that changed since it was measured is refused.
+    if (head.length < 0 || at > end ||
+        static_cast<std::uint64_t>(head.length) > (end - at) / sizeof events[0])
+      return RAVO_TABLE_UNREADABLE;
+    for (auto left = static_cast<std::size_t>(head.length); left > 0;) {
+      const std::size_t count = std::min(left, piece), bytes = count * sizeof events[0];
+      if (const auto status = source.read_words(at, events.data(), bytes / 4); status != RAVO_TABLE_OK)
+        return status;
+      for (std::size_t i = 0; i < count; ++i) widen(events[i].time, any, file);
+      at += bytes;
+      left -= count;
     }
-    file.events += static_cast<std::uint64_t>(type->length);
+    file.events += static_cast<std::uint64_t>(head.length);
   }
+  return RAVO_TABLE_OK;
 }
 
 time_stamp seconds_as_time(std::int64_t seconds) {
@@ -96,10 +119,10 @@ looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed
   file.complete = closed_after < 0 || about.st_ctim.tv_sec + closed_after < now;
 
   int status = RAVO_TABLE_TOO_SHORT;
-  const auto index = about.st_size > 0 ? event_index(fd, about.st_size, status) : nullptr;
+  const auto reference = about.st_size > 0 ? reference_table(fd, about.st_size, status) : nullptr;
+  if (reference) status = summarise(raw_file(fd, about.st_size), *reference, file);
   const auto named = parse_file_name(path);
-  if (index) {
-    summarise(*index, file);
+  if (reference && status == RAVO_TABLE_OK) {
     // Events without a time: the name's is the best there is.
     if (file.events > 0 && !file.has_time() && named) file.start = file.end = {named->seconds, 0};
     if (file.events > 0 && !file.has_time())

@@ -15,6 +15,11 @@
 int ravo_load_chan_descr(const ravo_xml_chan_descr_header_2010* header,
                          std::vector<chan_descr_2010*>* descriptions);
 
+/// The most bytes that ravo_load_chan_descr takes for a header, with the descriptions that it hands over;
+/// the header's own bytes are not counted. It is found by going over the text, without memory. Optional: a
+/// site's library need not have it. The function is declared weak, and is null where it is lacking.
+[[gnu::weak]] unsigned long ravo_get_chan_descr_memory(const ravo_xml_chan_descr_header_2010* header);
+
 /// The XML text of descriptions, as a raw file carries it (without the header's pattern and length).
 /// Does not throw but for memory.
 std::string ravo_store_chan_descr(const std::vector<chan_descr_2010*>& descriptions);

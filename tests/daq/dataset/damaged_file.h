@@ -139,7 +139,7 @@ class damaged_file : public testing::Test {
 
   /// Every way of reading says the same of the damaged value, and gives all others.
   void expect_status(value_status expected, const std::string& path) {
-    const dataset data = dataset::open(of_files({path}));
+    const dataset data = dataset::open(of_files({path}), settings);
     const std::size_t bad = *data.find_channel("BAD"), good = *data.find_channel("GOOD");
     event_range events = data.events();
     std::size_t n = 0;
@@ -167,7 +167,7 @@ class damaged_file : public testing::Test {
     channel_digest by_event;
     for (event_range again = data.events(); const event& one : again) by_event.add(one[bad]);
     EXPECT_EQ(data.digest()[bad].digest, by_event);
-    dataset_options strict;
+    dataset_options strict = settings;
     strict.damage = damage_policy::strict();
     const dataset careful = dataset::open(of_files({path}), strict);
     EXPECT_NO_THROW(careful.column("GOOD"));
@@ -189,6 +189,7 @@ class damaged_file : public testing::Test {
 
   temporary_folder folder;
   handmade_file_of<layout> file;
+  dataset_options settings;  ///< with which the file is opened
 };
 
 }  // namespace ravo::test

@@ -20,22 +20,6 @@ namespace {
 using namespace ravo;
 using namespace ravo::test;
 
-/// A file of one channel: waves of 16384 equal samples, a thousand bytes for each stored one.
-std::string flat(const temporary_folder& folder, std::size_t events) {
-  handmade_file file;
-  handmade_channel channel("FLAT");
-  handmade_block block;
-  block.payload = spectrum({std::vector<float>(16384, 2.5f)});
-  block = zipped(block, RAVO_ZIP_ZLIB);
-  for (block.event = 0; block.event < events; ++block.event) {
-    const auto number = static_cast<std::uint32_t>(block.event);
-    file.events.push_back(event_at(number + 1, number * 100));
-    channel.blocks.push_back(block);
-  }
-  file.channels = {channel};
-  return write(folder, "flat.raw", file);
-}
-
 TEST(MemoryLimit, IsKeptByEventsAndColumns) {
   const temporary_folder folder;
   const std::string path = noise(folder, 200, 4096);  // 3.3 MB decoded

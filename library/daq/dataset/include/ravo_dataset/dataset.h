@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -48,6 +49,10 @@ struct dataset_options {
   /// not in the caller's memory, and events that the caller holds. Work waits rather than goes beyond it;
   /// what cannot be done within it throws memory_exceeded.
   std::size_t memory_limit = std::size_t{1} << 30;
+  /// Blocks of more bytes than these, decoded, are not decoded: their values are block_too_large. It goes
+  /// by what a block says of itself and what its stored bytes can become, whatever member of it is asked
+  /// for.
+  std::uint64_t largest_block = std::numeric_limits<std::uint64_t>::max();
   std::size_t open_files = 64;  ///< at a time
   damage_policy damage;
   /// Called on the thread that reads, now and then and at the end. It must not call the dataset. For the

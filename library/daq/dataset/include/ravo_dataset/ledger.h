@@ -13,7 +13,7 @@
 
 namespace ravo {
 
-/// Why a value is missing: the statuses from file_missing on, and what alignment leaves out.
+/// Why a value is missing: a cause for each status of a missing value, and what alignment leaves out.
 enum class missing_cause : std::uint8_t {
   file_missing,
   truncated,
@@ -23,12 +23,15 @@ enum class missing_cause : std::uint8_t {
   type_changed,
   misdirected,
   event_disputed,
+  block_too_large,
   no_event_header,  ///< what the file says is the entry's event header is none: it belongs to no event
   second_of_event,  ///< the channel has another entry of the same event, which was delivered
 };
-inline constexpr std::size_t missing_cause_count = 10;
+inline constexpr std::size_t missing_cause_count = 11;
 /// A few words. Static text.
 const char* missing_cause_text(missing_cause cause);
+/// The cause of a status for which is_missing() holds.
+missing_cause missing_cause_of(value_status status);
 
 /// One value that is missing.
 struct missing_value {

@@ -1,0 +1,110 @@
+// Several readings of one dataset under one limit, in one thread: what one of them decoded ahead of use
+// makes room for another, and where there is no room for good that is said without a wait.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <vector>
+
+#include "noisy_file.h"
+#include "resident_memory.h"
+
+namespace {
+
+using namespace ravo;
+using namespace ravo::test;
+
+constexpr std::size_t mebibyte = std::size_t{1} << 20;
+constexpr std::size_t samples = mebibyte / sizeof(float);  // of an event
+
+dataset_options with_limit(std::size_t bytes, std::size_t threads = 2) {
+  dataset_options options;
+  options.memory_limit = bytes;
+  options.threads = threads;
+  return options;
+}
+
+/// Whether a reading stood still; every wait that ends for good takes 10 seconds or more then.
+class stopwatch {
+ public:
+  bool stood_still() const { return std::chrono::steady_clock::now() - begun_ > std::chrono::seconds(9); }
+
+ private:
+  std::chrono::steady_clock::time_point begun_ = std::chrono::steady_clock::now();
+};
+
+TEST(SharedLimit, IsSharedByRangesThatAreTakenInTurn) {
+  const temporary_folder folder;
+  constexpr std::uint32_t events = 20;
+  const std::string path = flat(folder, events, samples);
+  const stopwatch watch;
+  for (const std::size_t threads : {1u, 4u}) {
+    SCOPED_TRACE(threads);
+    const dataset data = dataset::open(of_files({path}), with_limit(8 * mebibyte, threads));
+    std::vector<event_range> ranges;
+    for (int i = 0; i < 4; ++i) ranges.push_back(data.events());
+    for (std::uint32_t number = 1; number <= events; ++number)
+      for (event_range& range : ranges) {
+        const auto one = range.next();
+        ASSERT_TRUE(one);
+        EXPECT_EQ(one->number(), number);
+        EXPECT_EQ((*one)["FLAT"].number(), 2.5);
+      }
+    for (event_range& range : ranges) EXPECT_FALSE(range.next());
+    EXPECT_LE(data.peak_memory(), 8 * mebibyte);
+  }
+  EXPECT_FALSE(watch.stood_still());
+}
+
+TEST(SharedLimit, GivesAColumnWhatARangeDecodedAhead) {
+  const temporary_folder folder;
+  constexpr std::size_t events = 6;
+  const std::string path = flat(folder, events, samples);
+  const stopwatch watch;
+  const dataset data = dataset::open(of_files({path}), with_limit(11 * mebibyte));
+  event_range range = data.events();
+  ASSERT_TRUE(range.next());
+  EXPECT_EQ(data.column("FLAT").size(), events);
+  std::size_t left = 0;
+  while (range.next()) ++left;
+  EXPECT_EQ(left, events - 1);
+  EXPECT_LE(data.peak_memory(), 11 * mebibyte);
+  EXPECT_FALSE(watch.stood_still());
+}
+
+// Nobody is at work who could give back anything.
+TEST(SharedLimit, ThatIsFullOfHeldEventsIsSaidWithoutAWait) {
+  const temporary_folder folder;
+  const std::string path = flat(folder, 20, samples);
+  const stopwatch watch;
+  const dataset data = dataset::open(of_files({path}), with_limit(8 * mebibyte));
+  event_range range = data.events();
+  std::vector<event> held;
+  EXPECT_THROW(
+      {
+        while (auto one = range.next()) held.push_back(*one);
+      },
+      memory_exceeded);
+  EXPECT_GE(held.size(), 3u);
+  EXPECT_THROW(data.column("FLAT"), memory_exceeded);
+  EXPECT_THROW(data.digest(), memory_exceeded);
+  EXPECT_FALSE(watch.stood_still());
+  held.clear();
+  EXPECT_EQ(data.digest()[0].digest.values(), 20u);
+}
+
+// What large blocks took is the system's again.
+TEST(SharedLimit, HoldsForTheResidentMemoryOfLargeBlocks) {
+  const temporary_folder folder;
+  const std::string path = flat(folder, 12, 16 * samples);
+  const auto read = [&] {
+    const dataset data = dataset::open(of_files({path}), with_limit(20 * mebibyte));
+    const bool is_whole = data.digest()[0].digest.values() == 12;
+    std::size_t count = 0;
+    for (event_range events = data.events(); const event& one : events)
+      count += one["FLAT"].number() == 2.5 ? 1 : 0;
+    return is_whole && count == 12 && data.peak_memory() <= 20 * mebibyte;
+  };
+  EXPECT_EXIT(exit_by(read, 28 * mebibyte), testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
