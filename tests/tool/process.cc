@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -52,9 +53,11 @@ started_process::~started_process() {
 
 process_result started_process::wait() {
   int status = 0;
-  if (waitpid(id_, &status, 0) != id_) throw std::runtime_error("cannot wait for the process");
+  rusage used{};
+  if (wait4(id_, &status, 0, &used) != id_) throw std::runtime_error("cannot wait for the process");
   id_ = -1;
   process_result result;
+  result.most_kilobytes = used.ru_maxrss;
   if (WIFEXITED(status)) result.exit_code = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
   result.out = all_of(out_);

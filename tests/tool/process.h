@@ -10,8 +10,9 @@
 namespace ravo::test {
 
 struct process_result {
-  int exit_code = -1;  ///< -1: ended by a signal
-  int signal = 0;      ///< 0: none
+  int exit_code = -1;       ///< -1: ended by a signal
+  int signal = 0;           ///< 0: none
+  long most_kilobytes = 0;  ///< resident, at any time
   std::string out;
   std::string err;
 };

@@ -14,6 +14,9 @@ namespace ravo::tool {
 namespace {
 
 constexpr std::size_t most_files = 8;
+// Beside what the reading itself may take: of a file with more tables and descriptions units are not to be
+// had.
+constexpr std::uint64_t most_memory = 32u << 20;
 
 using facts_by_name = std::multimap<std::string, channel_facts*, std::less<>>;
 
@@ -48,7 +51,7 @@ std::vector<channel_facts> facts_of(const dataset& data) {
     if (!one.problem.empty()) continue;
     ++looked_into;
     try {
-      raw_file file(one.path);
+      raw_file file(one.path, most_memory);
       take(file, wanted);
     } catch (const data_failure&) {
       // The classic loader refuses what the dataset can read: units are then not to be had.

@@ -21,6 +21,7 @@ void check_that_the_reader_can(const selection& wanted, const selection_argument
   refuse_if(limits.is_strict, "--strict");
   refuse_if(limits.largest_missing_share.has_value(), "--max-missing");
   refuse_if(limits.memory.has_value(), "--memory");
+  refuse_if(limits.largest_block.has_value(), "--max-block");
   refuse_if(limits.threads != 0, "--threads");
   refuse_if(std::any_of(wanted.channels.begin(), wanted.channels.end(),
                         [](const std::string& pattern) { return pattern.starts_with('~'); }),

@@ -126,6 +126,7 @@ dataset_session::dataset_session(const asked_selection& asked, const dataset_arg
   if (limits.largest_missing_share)
     options_.damage.largest_missing_share = share_option("--max-missing", *limits.largest_missing_share);
   if (limits.memory) options_.memory_limit = size_option("--memory", *limits.memory);
+  if (limits.largest_block) options_.largest_block = size_option("--max-block", *limits.largest_block);
   options_.threads = limits.threads;
   options_.stop = stop_.token();
   // Whoever follows a reading of events has them all counted before the first one comes.

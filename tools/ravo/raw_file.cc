@@ -8,15 +8,18 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <limits>
 
 #include "failure.h"
+#include "library_calls.h"
 #include "ravo_daq_unzip.h"
 #include "ravo_data_types.h"
 #include "ravo_evutl.h"
+#include "ravo_evutl_status.h"
 #include "ravo_payload.h"
 #include "read_exactly.h"
+#include "ravo_xml.h"
 #include "refusal.h"
+#include "sizes.h"
 #include "times.h"
 #include "uninterrupted.h"
 
@@ -25,6 +28,8 @@ namespace {
 
 // The loader's code when all tables are good but the descriptions' text is not.
 constexpr int descriptions_refused = 7;
+// Of a block, as it is stored and inflated, that is looked into for the number of its members.
+constexpr std::uint32_t most_block_bytes = 16u << 20;
 
 // The median, which a few gaps in the run do not move as they move the mean.
 double median_spacing(const ravo_event_index_entry_2010& entry) {
@@ -52,7 +57,7 @@ std::vector<unsigned char> inflate(std::vector<unsigned char>& stored) {
   const std::uint32_t flags = word(stored.data());
   const std::uint32_t length = word(stored.data() + offsetof(ravo_zip_header, orig_length));
   const std::size_t compressed = stored.size() - sizeof(ravo_zip_header);
-  if (length > compressed * most_from_one_byte || length > std::numeric_limits<int>::max()) return {};
+  if (length > compressed * most_from_one_byte || length > most_block_bytes) return {};
   std::vector<unsigned char> data(length);
   int produced = static_cast<int>(length);
   unsigned char* from = stored.data() + sizeof(ravo_zip_header);
@@ -105,51 +110,165 @@ const char* name_of(ravo_file_generation generation) {
   return generation == ravo_file_generation::older ? "older" : "current";
 }
 
-raw_file::raw_file(const std::string& path) : path_(path) {
+raw_file::raw_file(const std::string& path, std::uint64_t memory) : path_(path), descriptor_(path.c_str()) {
   if (const auto reason = why_not_readable(path_)) throw data_failure(path_ + ": " + *reason);
-  // A file that is of neither generation is refused by the current one's loader, in its words.
-  auto generation = ravo_file_generation::current;
-  ravo_get_file_generation(path_.c_str(), &generation);
-  if (generation == ravo_file_generation::older) tables_.emplace<ravo_file_get_tables>(0);
-  load();
-  std::visit([this](auto& tables) { take(tables); }, tables_);
+  // A file that is of neither generation is refused as one of the current generation.
+  ravo_get_file_generation(path_.c_str(), &generation_);
+  load(memory);
 }
 
-void raw_file::load() {
-  const auto load_tables = [this](int descr_mode) {
-    return std::visit(
-        [&](auto& tables) { return tables.get_all_tables(path_.c_str(), descr_mode, nullptr); }, tables_);
-  };
-  int code = load_tables(1);
-  if (code == descriptions_refused) {
+raw_file::~raw_file() { ravo_free_chan_descr(&descriptions_); }
+
+void raw_file::load(std::uint64_t memory) {
+  struct stat about {};
+  if (descriptor_ < 0 || uninterrupted::fstat(descriptor_, &about) != 0)
+    throw data_failure(path_ + ": " + std::strerror(errno));
+  size_ = static_cast<std::uint64_t>(about.st_size);
+  const int code = generation_ == ravo_file_generation::older ? load_tables<generation_2009>(memory)
+                                                              : load_tables<generation_2010>(memory);
+  if (code == descriptions_refused)
     description_problem_ = explain_refusal(path_, code);
-    code = load_tables(0);
-  }
-  if (code != 0) throw data_failure(path_ + ": " + explain_refusal(path_, code));
+  else if (code != 0)
+    throw data_failure(path_ + ": " + explain_refusal(path_, code));
 }
 
-template <class Tables>
-void raw_file::take(Tables& tables) {
-  descriptor_ = tables.get_file_descr();
-  size_ = static_cast<std::uint64_t>(tables.get_file_len());
-  reference_ = tables.get_ref_tbl();
-  index_ = tables.get_eit_table();
-  pointers_ = tables.get_ecp_table();
-  descriptions_ = tables.get_descr_list();
-  const auto* environment = tables.get_eidt_table();
-  environment_ = {environment->dictionary_entry(),
-                  (static_cast<std::size_t>(environment->length) - sizeof *environment) /
-                      sizeof *environment->dictionary_entry()};
-  const auto* dictionary = tables.get_cdt_table();
+namespace {
+
+// Hands over what a table operation gives; false when it gives nothing.
+template <class Owner, class Load>
+bool take(Owner& owner, Load load) {
+  typename Owner::pointer table = nullptr;
+  const int status = load(&table);
+  owner.reset(table);
+  return status == 0;
+}
+
+}  // namespace
+
+// The codes are those of the loader, by which a refusal is explained.
+template <class G>
+int raw_file::load_tables(std::uint64_t memory) {
+  using library = library_calls<G>;
+  constexpr int table_refused = 3;
+  constexpr std::size_t tail_size = 4;
+  const auto length = static_cast<long>(size_);
+  unsigned char tail[tail_size];
+  if (size_ < tail_size || pread(descriptor_, tail, tail_size, length - long{tail_size}) != long{tail_size})
+    return -3;
+  if (!take(reference_, [&](auto** table) {
+        return library::get_reference_table(tail, tail_size, length, descriptor_, table);
+      }))
+    return 2;
+  const std::uint64_t taken = memory_of_tables<G>();
+  if (taken > memory)
+    throw data_failure(fmt::format(
+        "{}: its tables claim {} channels, {} of events and {} of environment, which would take {} of "
+        "memory; "
+        "no more than {} are used for a file, so it is left out. `ravo verify` says whether it is damaged",
+        path_,
+        library::table_memory(length, reference_.get(), descriptor_, RAVO_TABLE_OF_CHANNELS) /
+            sizeof(typename G::dictionary_entry),
+        format_size(library::table_memory(length, reference_.get(), descriptor_, RAVO_TABLE_OF_EVENTS)),
+        format_size(
+            library::table_memory(length, reference_.get(), descriptor_, RAVO_TABLE_OF_ENVIRONMENT)),
+        format_size(taken), format_size(memory)));
+  if (!take(index_, [&](auto** table) {
+        return library::get_event_index_table(length, reference_.get(), descriptor_, table);
+      }))
+    return table_refused;
+  malloc_owner<typename G::dictionary_table> dictionary;
+  if (!take(dictionary, [&](auto** table) {
+        return library::get_dictionary_table(length, reference_.get(), descriptor_, table);
+      }))
+    return table_refused;
   const auto* entry = dictionary->channel_entry();
   const auto bytes = static_cast<std::size_t>(dictionary->length) - sizeof *dictionary;
+  channels_.reserve(bytes / sizeof *entry);
   for (std::size_t i = 0; i < bytes / sizeof *entry; ++i, ++entry)
     channels_.push_back({entry->chan_name, entry->key, entry->ev_mask, entry->dtype_mask, entry->count});
+  dictionary_.reset(dictionary.release());
+  check_pointers();
+  if (!take(environment_table_, [&](auto** table) {
+        return library::get_env_dictionary_table(length, reference_.get(), descriptor_, table);
+      }))
+    return table_refused;
+  environment_ = {environment_table_->dictionary_entry(),
+                  (static_cast<std::size_t>(environment_table_->length) - sizeof *environment_table_) /
+                      sizeof *environment_table_->dictionary_entry()};
+  if (!is_basket(reference_->evhdb_ref)) return -5;
+  if (!is_basket(reference_->srvbb_ref)) return -7;
+  return load_descriptions<G>(memory - taken);
+}
+
+/// Of each channel there is more than its row in the dictionary, and of each event more than its entry:
+/// what the verbs make of them.
+template <class G>
+std::uint64_t raw_file::memory_of_tables() const {
+  const auto of = [&](ravo_table_kind table) {
+    return library_calls<G>::table_memory(static_cast<long>(size_), reference_.get(), descriptor_, table);
+  };
+  constexpr std::uint64_t of_channel = 512;
+  const std::uint64_t dictionary = of(RAVO_TABLE_OF_CHANNELS), events = of(RAVO_TABLE_OF_EVENTS);
+  return dictionary + dictionary / sizeof(typename G::dictionary_entry) * of_channel + events + events / 2 +
+         of(RAVO_TABLE_OF_ENVIRONMENT);
+}
+
+template <class G>
+int raw_file::load_descriptions(std::uint64_t memory) {
+  using library = library_calls<G>;
+  const auto length = static_cast<long>(size_);
+  const std::uint64_t text =
+      library::table_memory(length, reference_.get(), descriptor_, RAVO_TABLE_OF_DESCRIPTIONS);
+  const auto leave_out = [&](std::uint64_t needed) {
+    description_problem_ = fmt::format(
+        "its channel descriptions have {} and would take {} of memory; no more than {} are left for them",
+        format_size(text), format_size(needed), format_size(memory));
+    return 0;
+  };
+  if (text > memory) return leave_out(text);
+  malloc_owner<ravo_xml_chan_descr_header_2010> header;
+  if (!take(header, [&](auto** table) {
+        return library::get_chan_descr_table(length, reference_.get(), descriptor_, table);
+      }))
+    return 6;
+  const std::uint64_t needed = text + ravo_get_chan_descr_memory(header.get());
+  if (needed > memory) return leave_out(needed);
+  return library::load_chan_descr(header.get(), &descriptions_) == 0 ? 0 : descriptions_refused;
+}
+
+/// Of the pointers, which may be as many as the file has bytes for, only the head: a row for each channel,
+/// and no channel with more events than its row has room for.
+void raw_file::check_pointers() {
+  ravo_event_chan_pointers_table head{};
+  unsigned char bytes[sizeof head];
+  const std::uint32_t at = reference_->ecp_ref;
+  const auto refuse = [this](int status) {
+    throw data_failure(fmt::format("{}: damaged: event channel pointer table: {} (status {})", path_,
+                                   ravo_evutl_status_text(status), status));
+  };
+  unsigned long row = 0;
+  if (const int status = ravo_get_table_memory(static_cast<long>(size_), reference_.get(), descriptor_,
+                                               RAVO_ROW_OF_POINTERS, &row);
+      status != 0)
+    refuse(status);
+  if (!read_at(at, bytes)) refuse(RAVO_TABLE_UNREADABLE);
+  ravo_swap4(bytes, &head, sizeof head / 4);
+  row_length_ = static_cast<std::uint32_t>(head.maxev);
+  if (static_cast<std::uint64_t>(head.length) != sizeof head + channels_.size() * row)
+    refuse(RAVO_TABLE_WRONG_LENGTH);
+  for (const listed_channel& channel : channels_)
+    if (channel.count > head.maxev) refuse(RAVO_TABLE_WRONG_ENTRY);
+}
+
+bool raw_file::is_basket(std::uint32_t offset) const {
+  constexpr std::uint32_t head = 8;
+  const std::uint32_t length = length_at(offset);
+  return length >= head && offset <= size_ && length <= size_ - offset;
 }
 
 std::vector<event_summary> raw_file::events() const {
   std::vector<event_summary> all;
-  const ravo_event_index_table_2010* table = index_;
+  const ravo_event_index_table_2010* table = index_.get();
   const ravo_event_index_entry_2010* entry = table->event_index_entry();
   for (int i = 0; i < table->nevent_types; ++i, entry = entry->next())
     if (entry->length > 0)
@@ -174,7 +293,7 @@ std::optional<raw_file::first_block> raw_file::read_first_block(std::size_t chan
   const auto head_size = static_cast<std::uint32_t>(is_older ? sizeof(ravo_serv_block_subhead)
                                                              : sizeof(ravo_serv_block_subhead_2010));
   std::vector<unsigned char> head(head_size);
-  const std::uint32_t at = places_of(channel).front().chhd;
+  const std::uint32_t at = place(channel, 0).chhd;
   if (!read_at(at, head)) return std::nullopt;
   const unsigned char* words = head.data() + head_size - 12;
   first_block block{static_cast<std::int32_t>(word(words)), static_cast<std::int32_t>(word(words + 4)),
@@ -201,7 +320,34 @@ std::optional<RAVO_SUBBLOCK_TYPE> raw_file::dtype_of(std::size_t channel) const 
   return static_cast<RAVO_SUBBLOCK_TYPE>(block->dtype & 0xffff);
 }
 
+std::size_t raw_file::places(std::size_t channel) const {
+  return static_cast<std::size_t>(std::max(channels_[channel].count, 0));
+}
+
+ravo_event_chan_ptr_entry raw_file::place(std::size_t channel, std::size_t event) const {
+  ravo_event_chan_ptr_entry entry;
+  unsigned char bytes[sizeof entry];
+  // As long as the table, whose length is a word: check_pointers() has seen that it fits.
+  const std::size_t at = reference_->ecp_ref + sizeof(ravo_event_chan_pointers_table) +
+                         (channel * row_length_ + event) * sizeof entry;
+  if (!read_at(static_cast<std::uint32_t>(at), bytes))
+    throw data_failure(path_ + ": the event channel pointer table cannot be read");
+  ravo_swap4(bytes, &entry, sizeof entry / 4);
+  return entry;
+}
+
+template <class G>
+void raw_file::load_pointers() const {
+  const auto load = [&](auto** table) {
+    return library_calls<G>::get_chan_pointers_table(static_cast<long>(size_), reference_.get(),
+                                                     descriptor_, table);
+  };
+  if (!take(pointers_, load)) throw data_failure(path_ + ": " + explain_refusal(path_, 3));
+}
+
 std::span<const ravo_event_chan_ptr_entry> raw_file::places_of(std::size_t channel) const {
+  if (!pointers_ && generation_ == ravo_file_generation::older) load_pointers<generation_2009>();
+  if (!pointers_) load_pointers<generation_2010>();
   const int count = std::clamp(channels_[channel].count, 0, pointers_->maxev);
   return {pointers_->chptr() + channel * static_cast<std::size_t>(pointers_->maxev),
           static_cast<std::size_t>(count)};
@@ -229,14 +375,14 @@ int raw_file::members_of(std::size_t channel) const {
 // The data of the channel's first block, as they are on disk but inflated; empty when they cannot be had.
 std::vector<unsigned char> raw_file::first_block_data(std::size_t channel) const {
   const auto block = read_first_block(channel);
-  if (!block || block->ldata < block->head_size || block->ldata > size()) return {};
+  if (!block || block->ldata < block->head_size || block->ldata > most_block_bytes) return {};
   std::vector<unsigned char> data(block->ldata - block->head_size);
-  if (!read_at(places_of(channel).front().chhd + block->head_size, data)) return {};
+  if (!read_at(place(channel, 0).chhd + block->head_size, data)) return {};
   return (block->error & RAVO_CHAN_ZIP_FLAG) != 0 ? inflate(data) : data;
 }
 
 const chan_descr_2010* raw_file::description(const char* name) {
-  for (const chan_descr_2010* one : *descriptions_)
+  for (const chan_descr_2010* one : descriptions_)
     if (one && std::strcmp(one->prop_name, name) == 0) return one;
   return nullptr;
 }

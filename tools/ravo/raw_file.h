@@ -1,18 +1,20 @@
-// One raw file of either generation, opened for looking at: its tables through the loader of its generation,
-// and when it is refused, a sentence that says which file, which table and why.
+// One raw file of either generation, opened for looking at: its tables through the table-access library,
+// and when it is refused, a sentence that says which file, which table and why. A file may claim tables of
+// gigabytes: what they take is known before they are loaded, and those that take too much are refused too.
 #ifndef RAVO_TOOL_RAW_FILE_H
 #define RAVO_TOOL_RAW_FILE_H
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <span>
 #include <string>
-#include <variant>
 #include <vector>
 
-#include "ravo_daq_read_chan.h"
-#include "ravo_daq_read_chan_2010.h"
+#include "malloc_owner.h"
+#include "opened_file.h"
 #include "ravo_file_generation.h"
+#include "ravo_raw_format.h"
 
 namespace ravo::tool {
 
@@ -31,7 +33,7 @@ const char* name_of(stored_as form);
 
 /// A channel as the file's dictionary has it.
 struct listed_channel {
-  const char* chan_name;  ///< the loader's
+  const char* chan_name;  ///< in the dictionary
   std::uint32_t key;
   std::uint32_t ev_mask;
   std::uint32_t dtype_mask;
@@ -43,16 +45,22 @@ const char* name_of(ravo_file_generation generation);
 
 class raw_file {
  public:
-  /// Loads the tables; throws data_failure when the file is missing, unreadable or refused.
-  explicit raw_file(const std::string& path);
+  /// Bytes that the tables and descriptions of a file take together where nothing else is said: far above
+  /// what an acquisition writes, and little for a machine.
+  static constexpr std::uint64_t usual_memory = std::uint64_t{88} << 20;
+  static constexpr std::uint64_t any_memory = std::numeric_limits<std::uint64_t>::max();
+
+  /// Loads the tables but for the channels' pointers; throws data_failure when the file is missing,
+  /// unreadable or refused, or when its tables take more than `memory`. Descriptions that do are left out,
+  /// as those that are damaged.
+  explicit raw_file(const std::string& path, std::uint64_t memory = usual_memory);
+  ~raw_file();
   raw_file(const raw_file&) = delete;
   raw_file& operator=(const raw_file&) = delete;
 
   const std::string& path() const { return path_; }
   std::uint64_t size() const { return size_; }
-  ravo_file_generation generation() const {
-    return tables_.index() == 0 ? ravo_file_generation::current : ravo_file_generation::older;
-  }
+  ravo_file_generation generation() const { return generation_; }
   const ravo_file_reference_table_2010& reference() const { return *reference_; }
   std::span<const listed_channel> channels() const { return channels_; }
   std::vector<event_summary> events() const;
@@ -64,14 +72,19 @@ class raw_file {
   std::optional<RAVO_SUBBLOCK_TYPE> dtype_of(std::size_t channel) const;
   /// How many members its blocks have: by their type, or, of a generic spectrum, as its first block says.
   int members_of(std::size_t channel) const;
-  /// Where the channel's events lie, in their order.
+  /// How many events the channel has.
+  std::size_t places(std::size_t channel) const;
+  /// Where one of the channel's events lies; it is read from the file. Throws data_failure.
+  ravo_event_chan_ptr_entry place(std::size_t channel, std::size_t event) const;
+  /// Where the channel's events lie, in their order. The first call loads the pointers of all channels,
+  /// however many there are.
   std::span<const ravo_event_chan_ptr_entry> places_of(std::size_t channel) const;
   /// Whether the file has so many bytes at the offset; they are read then.
   bool read_at(std::uint32_t offset, std::span<unsigned char> bytes) const;
   /// The environment dictionary.
   std::span<const ravo_env_dictionary_entry_2010> environment() const { return environment_; }
   /// All that the file says about its channels.
-  const std::vector<chan_descr_2010*>& descriptions() { return *descriptions_; }
+  const std::vector<chan_descr_2010*>& descriptions() { return descriptions_; }
   /// What the file says about a channel; null when it says nothing.
   const chan_descr_2010* description(const char* name);
   /// Empty, or why the descriptions are not to be had although all else is.
@@ -87,22 +100,33 @@ class raw_file {
     std::uint32_t head_size;
   };
 
-  void load();
-  template <class Tables>
-  void take(Tables& tables);
+  void load(std::uint64_t memory);
+  template <class G>
+  int load_tables(std::uint64_t memory);
+  template <class G>
+  void load_pointers() const;
+  template <class G>
+  int load_descriptions(std::uint64_t memory);
+  template <class G>
+  std::uint64_t memory_of_tables() const;
+  void check_pointers();
+  bool is_basket(std::uint32_t offset) const;
   std::optional<first_block> read_first_block(std::size_t channel) const;
   std::vector<unsigned char> first_block_data(std::size_t channel) const;
 
   std::string path_;
   std::string description_problem_;
-  // The loader of the file's generation, and what it loaded: of all tables but the dictionary both have the same.
-  std::variant<ravo_file_get_tables_2010, ravo_file_get_tables> tables_;
-  int descriptor_ = -1;
+  opened_file descriptor_;
+  ravo_file_generation generation_ = ravo_file_generation::current;
   std::uint64_t size_ = 0;
-  const ravo_file_reference_table_2010* reference_ = nullptr;
-  const ravo_event_index_table_2010* index_ = nullptr;
-  const ravo_event_chan_pointers_table* pointers_ = nullptr;
-  const std::vector<chan_descr_2010*>* descriptions_ = nullptr;
+  // Of all tables but the dictionary both generations have the same.
+  malloc_owner<ravo_file_reference_table_2010> reference_;
+  malloc_owner<ravo_event_index_table_2010> index_;
+  malloc_owner<void> dictionary_;
+  malloc_owner<ravo_env_dictionary_table_2010> environment_table_;
+  mutable malloc_owner<ravo_event_chan_pointers_table> pointers_;  ///< null until somebody wants them all
+  std::uint32_t row_length_ = 0;                                   ///< of a channel's pointers
+  std::vector<chan_descr_2010*> descriptions_;
   std::span<const ravo_env_dictionary_entry_2010> environment_;
   std::vector<listed_channel> channels_;
 };

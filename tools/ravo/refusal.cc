@@ -13,6 +13,7 @@
 
 #include "opened_file.h"
 #include "ravo_evutl.h"
+#include "ravo_evutl_optional.h"
 #include "ravo_evutl_status.h"
 #include "ravo_file_generation.h"
 #include "ravo_xml.h"
@@ -123,8 +124,14 @@ std::string first_refused_table(const open_file& file, const table_operations& l
   const owned<ravo_event_index_table_2010> own_index(index);
   if (status != 0) return refused("event index table", status);
   if (library.is_dictionary_refused(file, reference, &status)) return refused("channel dictionary", status);
+  // Rows that take too much memory to be looked at all together are not what a file is refused for.
+  constexpr unsigned long most_pointer_bytes = 32ul << 20;
+  unsigned long pointer_bytes = 0;
+  status = ravo_get_table_memory(file.length, reference, file.fd, RAVO_TABLE_OF_POINTERS, &pointer_bytes);
+  if (status != 0) return refused("event channel pointer table", status);
   ravo_event_chan_pointers_table* pointers = nullptr;
-  status = library.get_pointers(file.length, reference, file.fd, &pointers);
+  if (pointer_bytes <= most_pointer_bytes)
+    status = library.get_pointers(file.length, reference, file.fd, &pointers);
   const owned<ravo_event_chan_pointers_table> own_pointers(pointers);
   if (status != 0) return refused("event channel pointer table", status);
   ravo_env_dictionary_table_2010* environment = nullptr;

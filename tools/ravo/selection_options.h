@@ -53,6 +53,7 @@ struct limit_arguments {
   bool is_strict = false;
   std::optional<std::string> largest_missing_share;
   std::optional<std::string> memory;
+  std::optional<std::string> largest_block;
   unsigned threads = 0;
 };
 

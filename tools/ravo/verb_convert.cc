@@ -61,7 +61,7 @@ class work_progress {
 // Throws data_failure that says where `output`, which is to stand at `name`, first differs.
 void verify(raw_file& older, const std::string& output, const std::string& name,
             const std::function<void(double)>& report) {
-  raw_file current(output);
+  raw_file current(output, raw_file::any_memory);
   if (current.generation() != ravo_file_generation::current)
     throw data_failure(name + ": is a file of the older generation, not a conversion");
   if (const auto difference = first_difference(older, current, report))
@@ -80,7 +80,7 @@ class batch {
     const int steps = asked_.verify && !asked_.verify_only ? 2 : 1;
     progress_.begin(source, steps);
     try {
-      raw_file older(source.path);
+      raw_file older(source.path, raw_file::any_memory);
       result.bytes = older.size();
       if (asked_.verify_only)
         verify(older, source.target, source.target, [this](double part) { progress_.show(0, part); });

@@ -96,16 +96,15 @@ void print_json(const raw_file& file, const std::string& name, const channel_hea
 void run(const options& asked, output& out) {
   const raw_file file(asked.file);
   const std::size_t channel = find_channel(file, asked.channel);
-  const auto places = file.places_of(channel);
-  const std::size_t shown = asked.limit == 0 || asked.limit > places.size()
-                                ? places.size()
-                                : static_cast<std::size_t>(asked.limit);
+  const std::size_t places = file.places(channel);
+  const std::size_t shown =
+      asked.limit == 0 || asked.limit > places ? places : static_cast<std::size_t>(asked.limit);
   if (!asked.json)
     fmt::print(out.file(), "{}{}{} has data in {} event{} of {}{}\n", out.bold(), printable(asked.channel),
-               out.plain(), places.size(), places.size() == 1 ? "" : "s", file.path(),
+               out.plain(), places, places == 1 ? "" : "s", file.path(),
                file.generation() == ravo_file_generation::older ? "  (older generation)" : "");
   for (std::size_t i = 0; i < shown; ++i) {
-    const channel_headers headers = read_channel_headers(file, places[i]);
+    const channel_headers headers = read_channel_headers(file, file.place(channel, i));
     if (asked.json)
       print_json(file, asked.channel, headers, out);
     else

@@ -188,9 +188,10 @@ bool block_checker<G>::decode(const led_to& block, const block_head& head, block
        sizeof(typename G::server_block_head), block.at.sbhd},
       {data_.at(head.offset, head.length), head.length, static_cast<unsigned long>(head.offset)}};
   const decode_result<G> result = decode_block<G>(source, block.at, channel_.name.c_str(), -1);
-  if (!judge(result, head)) return false;
-  take_frame(*result.block, head.offset, data);
-  return true;
+  const bool is_good = judge(result, head);
+  if (is_good) take_frame(*result.block, head.offset, data);
+  if (alone.owns_lock()) data_.release();  // before the next one's turn
+  return is_good;
 }
 
 template <class G>

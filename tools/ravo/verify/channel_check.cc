@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <mutex>
 
 #include "ravo_daq/generation_2009.h"
 #include "ravo_daq/generation_2010.h"
@@ -11,6 +12,7 @@
 #include "verify/block_check.h"
 #include "verify/block_places.h"
 #include "verify/instants.h"
+#include "verify/limits.h"
 
 namespace ravo::verify {
 namespace {
@@ -28,7 +30,8 @@ template <class G>
 class channel_checker {
  public:
   channel_checker(channel_surroundings& around, std::size_t row)
-      : around_(around),
+      : alone_(around.large_channel, std::defer_lock),
+        around_(around),
         map_(around.map),
         channel_(map_.channels[row]),
         row_(row),
@@ -38,6 +41,7 @@ class channel_checker {
 
   finding_list check() {
     const std::uint32_t entries = count_entries();
+    if (entries > large_channel) alone_.lock();
     if (static_cast<std::int64_t>(entries) != channel_.count) tell_count(entries);
     for (std::uint32_t i = 0; i < entries; ++i) follow(i);
     judge_row();
@@ -247,6 +251,7 @@ class channel_checker {
     silent_blocks_ = 0;
   }
 
+  std::unique_lock<std::mutex> alone_;  // first: it ends when what it stands for is gone
   channel_surroundings& around_;
   const file_map& map_;
   const channel_entry& channel_;

@@ -35,7 +35,8 @@ struct channel_surroundings {
   const file_map& map;
   depth deep;
   usual_times usual;
-  std::mutex large_block;  ///< held while one is decoded, so that memory holds one of them only
+  std::mutex large_channel;  ///< held while one is checked, for the same reason; before large_block
+  std::mutex large_block;    ///< held while one is decoded, so that memory holds one of them only
   // What the blocks add up to, for each server block.
   std::vector<std::atomic<std::uint32_t>> channels_of_server;
   std::vector<std::atomic<std::uint64_t>> bytes_of_server;

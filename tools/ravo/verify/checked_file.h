@@ -63,6 +63,8 @@ class window {
   window(const checked_file& file, std::size_t ahead) : file_(file), ahead_(ahead) {}
   /// Bytes that the file holds; good until the next call.
   const unsigned char* at(std::uint64_t offset, std::size_t length);
+  /// Gives back what was read.
+  void release() { bytes_ = {}; }
 
  private:
   const checked_file& file_;

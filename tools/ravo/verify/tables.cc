@@ -310,8 +310,16 @@ class table_loader {
       return;
     ravo_xml_chan_descr_header_2010* xml = nullptr;
     int status = library_calls<G>::get_chan_descr_table(length(), reference(), file_.descriptor(), &xml);
-    const malloc_owner<ravo_xml_chan_descr_header_2010> own(xml);
+    malloc_owner<ravo_xml_chan_descr_header_2010> own(xml);
     if (status != 0) return refuse(finding_kind::table_descriptions, offset, status);
+    const std::uint64_t needed = file_.word(offset + 4) + ravo_get_chan_descr_memory(xml);
+    if (needed > most_loaded_description_bytes) {
+      add_part(offset, static_cast<std::uint64_t>(xml->length), "channel descriptions");
+      findings_.add(finding_kind::file_too_large, {{}, {}, offset},
+                    fmt::format("channel descriptions: {} bytes in memory, where {} are checked", needed,
+                                most_loaded_description_bytes));
+      return;
+    }
     add_part(offset, static_cast<std::uint64_t>(xml->length), "channel descriptions");
     std::vector<chan_descr_2010*> list;
     status = library_calls<G>::load_chan_descr(xml, &list);
