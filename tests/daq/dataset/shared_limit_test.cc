@@ -34,8 +34,8 @@ class stopwatch {
 
 TEST(SharedLimit, IsSharedByRangesThatAreTakenInTurn) {
   const temporary_folder folder;
-  constexpr std::uint32_t events = 20;
-  const std::string path = flat(folder, events, samples);
+  constexpr std::uint32_t events = 60;
+  const std::string path = noise(folder, events, 16384);
   const stopwatch watch;
   for (const std::size_t threads : {1u, 4u}) {
     SCOPED_TRACE(threads);
@@ -47,7 +47,7 @@ TEST(SharedLimit, IsSharedByRangesThatAreTakenInTurn) {
         const auto one = range.next();
         ASSERT_TRUE(one);
         EXPECT_EQ(one->number(), number);
-        EXPECT_EQ((*one)["FLAT"].number(), 2.5);
+        EXPECT_EQ((*one)["NOISE"].spectrum().values.size(), 16384u);
       }
     for (event_range& range : ranges) EXPECT_FALSE(range.next());
     EXPECT_LE(data.peak_memory(), 8 * mebibyte);
@@ -57,17 +57,17 @@ TEST(SharedLimit, IsSharedByRangesThatAreTakenInTurn) {
 
 TEST(SharedLimit, GivesAColumnWhatARangeDecodedAhead) {
   const temporary_folder folder;
-  constexpr std::size_t events = 6;
-  const std::string path = flat(folder, events, samples);
+  constexpr std::size_t events = 100;
+  const std::string path = noise(folder, events, 16384);
   const stopwatch watch;
-  const dataset data = dataset::open(of_files({path}), with_limit(11 * mebibyte));
+  const dataset data = dataset::open(of_files({path}), with_limit(8 * mebibyte));
   event_range range = data.events();
   ASSERT_TRUE(range.next());
-  EXPECT_EQ(data.column("FLAT").size(), events);
+  EXPECT_EQ(data.column("NOISE").size(), events);
   std::size_t left = 0;
   while (range.next()) ++left;
   EXPECT_EQ(left, events - 1);
-  EXPECT_LE(data.peak_memory(), 11 * mebibyte);
+  EXPECT_LE(data.peak_memory(), 8 * mebibyte);
   EXPECT_FALSE(watch.stood_still());
 }
 
