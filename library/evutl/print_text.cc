@@ -88,7 +88,10 @@ std::string time_text(const time_stamp& time) {
   char text[128];
   char day[32];
   strftime(day, sizeof day, "%Y-%m-%dT%H:%M:%S", &calendar);
-  std::snprintf(text, sizeof text, "%s.%06uZ (%u s %u us)", day, time.timelow, time.timeup, time.timelow);
+  if (time.timelow > 999999)  // not a time: the words alone say what the file has
+    std::snprintf(text, sizeof text, "%sZ+%uus (%u s %u us)", day, time.timelow, time.timeup, time.timelow);
+  else
+    std::snprintf(text, sizeof text, "%s.%06uZ (%u s %u us)", day, time.timelow, time.timeup, time.timelow);
   return text;
 }
 

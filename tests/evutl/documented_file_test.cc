@@ -2,12 +2,16 @@
 // and the sizes that it states.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <lzo/lzo1x.h>
+#include <zlib.h>
 
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "open_file.h"
+#include "packed_file.h"
 #include "ravo_data_types.h"
 #include "small_file.h"
 
@@ -110,6 +114,84 @@ TYPED_TEST(DocumentedFile, HasTheStatedOffsets) {
   }
   EXPECT_THAT(example,
               testing::HasSubstr("The file has " + std::to_string(small.content.size()) + " bytes"));
+}
+
+// ---- the file with compressed blocks ----------------------------------------------------------------
+
+constexpr const char* packed_heading = "## Example: compressed blocks and padding";
+
+TEST(DocumentedPackedFile, HasTheBytesThatWerePutTogetherByHand) {
+  EXPECT_EQ(documented_bytes(packed_heading).vector(), build_packed_file().content.vector());
+}
+
+TEST(DocumentedPackedFile, IsLoadedByTheTableOperations) {
+  const bytes content = documented_bytes(packed_heading);
+  const open_file<current> file(content);
+  const auto reference = file.reference();
+  ASSERT_EQ(reference.status, 0);
+  EXPECT_EQ(file.event_index(*reference.content).status, 0);
+  EXPECT_EQ(file.environment(*reference.content).status, 0);
+  EXPECT_EQ(file.descriptions(*reference.content).status, 0);
+  const auto dictionary = file.dictionary(*reference.content);
+  ASSERT_EQ(dictionary.status, 0);
+  EXPECT_STREQ(dictionary.content->channel_entry()[1].chan_name, "LINAC/NOTE");
+  const auto pointers = file.pointers(*reference.content);
+  ASSERT_EQ(pointers.status, 0);
+  // Following the second row leads to the text that has no padding behind it.
+  const std::uint32_t note = pointers.content->chptr()[3].data;
+  EXPECT_STREQ(reinterpret_cast<const char*>(content.data() + note), "shut off");
+}
+
+// The samples that the page states, out of the stored bytes and through the two libraries alone.
+TEST(DocumentedPackedFile, HoldsTheStatedSamples) {
+  const packed_file file = build_packed_file();
+  for (const int i : {0, 1}) {
+    const std::uint32_t zip = file.wave_block[i] + 268;
+    const unsigned char* from = file.content.data() + zip + 12;
+    const std::uint32_t stored = file.content.word(zip + 8);
+    std::vector<unsigned char> data(file.content.word(zip + 4));
+    uLongf room = data.size();
+    lzo_uint lzo_room = data.size();
+    if (i == 0)
+      ASSERT_EQ(uncompress(data.data(), &room, from, stored), Z_OK);
+    else
+      ASSERT_EQ(lzo1x_decompress_safe(from, stored, data.data(), &lzo_room, nullptr), LZO_E_OK);
+    bytes expected;
+    expected.u32(1).u32(24).u32(1).f32(0).f32(0.5f).f32(0).u32(0).u32(0);
+    for (int sample = 0; sample < 24; ++sample) expected.f32(i == 0 ? 1.5f : -2.0f);
+    EXPECT_EQ(data, expected.vector());
+  }
+}
+
+TEST(DocumentedPackedFile, HasTheStatedOffsets) {
+  const packed_file file = build_packed_file();
+  const std::pair<std::uint32_t, const char*> parts[] = {
+      {file.event_headers, "event header basket, 80 bytes"},
+      {file.server_blocks, "server block basket, 576 bytes"},
+      {file.wave_basket, "channel basket of `LINAC/WAVE`, 644 bytes"},
+      {file.wave_block[0], "its first block: subheader"},
+      {file.wave_block[0] + 268, "its zip header: 1 (zlib), 128 bytes, 27 compressed"},
+      {file.wave_block[0] + 307, "one byte of padding"},
+      {file.wave_block[1], "its second block"},
+      {file.wave_block[1] + 268, "its zip header: 2 (LZO1X), 128 bytes, 46 compressed"},
+      {file.note_basket, "channel basket of `LINAC/NOTE`, 561 bytes"},
+      {file.note_block[0] + 268, "the text `open` with its zero, and three bytes of padding"},
+      {file.note_block[1] + 268, "the text `shut off` with its zero; the basket ends here"},
+      {file.dictionary, "channel dictionary"},
+      {file.event_index, "event index"},
+      {file.pointers, "event channel pointers"},
+      {file.environment, "environment dictionary, without entries"},
+      {file.descriptions, "channel descriptions"},
+      {file.reference, "reference table"},
+      {file.tail(), "tail: `"}};
+  const std::string text = page();
+  const std::string example = text.substr(text.find(packed_heading));
+  for (const auto& [offset, what] : parts) {
+    char row[160];
+    std::snprintf(row, sizeof row, "| %u | 0x%03x | %s", offset, offset, what);
+    EXPECT_THAT(example, testing::HasSubstr(row));
+  }
+  EXPECT_THAT(example, testing::HasSubstr("The file has " + std::to_string(file.content.size()) + " bytes"));
 }
 
 // What the page says of the older records is what the records are.

@@ -3,8 +3,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "convert/convert_file.h"
 #include "disturbed.h"
+#include "failure.h"
+#include "ravo_run_catalogue_builder.h"
+#include "raw_file.h"
 #include "refusal.h"
+#include "verify/catalogue_search.h"
 #include "verify/file_check.h"
 #include "verify/file_search.h"
 
@@ -111,6 +116,9 @@ class ToolAndFile : public testing::Test {
   std::vector<std::string> check(unsigned threads) const {
     const verify::file_result result =
         verify::check_file(run.path(), verify::depth::blocks, threads, [](std::uint64_t) {});
+    return codes_of(result);
+  }
+  static std::vector<std::string> codes_of(const verify::file_result& result) {
     std::vector<std::string> found;
     for (const verify::finding& one : result.findings.list())
       found.emplace_back(verify::row_of(one.kind).code);
@@ -152,6 +160,124 @@ TYPED_TEST(ToolAndFile, ACheckWithoutMemoryTellsOfItOrThrowsAndInventsNoDamage) 
                    });
   EXPECT_GE(calls, 30);
   before.expect_same("after all");
+}
+
+// ---- a machine that fails, and a file that is good -------------------------------------------------
+
+constexpr unsigned looks_at_files = call::open | call::read | call::stat | call::seek | call::map;
+constexpr int errors_of_machines[] = {EIO, ESTALE, ENOMEM, ENFILE};
+
+TYPED_TEST(ToolAndFile, AFailingMachineIsToldAsThatAndNoDamageIsInvented) {
+  const std::vector<std::string> good = this->check(1);
+  for (const int error : errors_of_machines)
+    for (const extent reach : {extent::one_call, extent::all_from_there}) {
+      const long calls = disturb_each(
+          [&](long which) { return fault(looks_at_files, which, mishap::failure, error, reach); },
+          [&](bool) {
+            const verify::file_result result =
+                verify::check_file(this->run.path(), verify::depth::blocks, 1, [](std::uint64_t) {});
+            if (this->codes_of(result) == good) return;  // there were no such calls left
+            const auto& found = result.findings.list();
+            ASSERT_EQ(found.size(), 1u) << testing::PrintToString(this->codes_of(result));
+            EXPECT_EQ(found[0].kind, verify::finding_kind::file_unreadable);
+            EXPECT_EQ(found[0].detail, std::strerror(error));
+          });
+      EXPECT_GE(calls, 30);
+    }
+}
+
+TYPED_TEST(ToolAndFile, AnInterruptedOrShortReadIsGoneOnWith) {
+  const std::vector<std::string> good = this->check(1);
+  const auto expect_good = [&](bool) { EXPECT_EQ(this->check(1), good); };
+  disturb_each([](long which) { return fault(looks_at_files, which, mishap::failure, EINTR); }, expect_good);
+  disturb_each([](long which) { return fault(call::read, which, mishap::short_count); }, expect_good);
+}
+
+// What `ravo info` and its like say of a file that they cannot open.
+TYPED_TEST(ToolAndFile, AGoodFileIsNotCalledDamagedWhenItCannotBeLookedAt) {
+  for (const int error : errors_of_machines)
+    for (const extent reach : {extent::one_call, extent::all_from_there}) {
+      const std::string reason = std::strerror(error);
+      const long calls = disturb_each(
+          [&](long which) { return fault(looks_at_files, which, mishap::failure, error, reach); },
+          [&](bool) {
+            try {
+              const tool::raw_file file(this->run.path());
+              file.length_at(file.reference().cdt_ref);
+              for (std::size_t i = 0; i < file.channels().size(); ++i) {
+                EXPECT_NE(file.form_of(i), tool::stored_as::unknown);
+                EXPECT_GT(file.members_of(i), 0);
+              }
+            } catch (const tool::data_failure& failure) {
+              const std::string text = failure.what();
+              EXPECT_TRUE(text.find(reason) != text.npos || text.find("try again") != text.npos) << text;
+              for (const char* lie : {"damaged", "cut off", "not a readable raw file", "text", "too short"})
+                EXPECT_EQ(text.find(lie, this->run.path().size()), text.npos) << text;
+            }
+          });
+      EXPECT_GE(calls, 10);
+    }
+}
+
+TYPED_TEST(ToolAndFile, AConversionThatCannotReadDoesNotCallTheFileDamaged) {
+  if (!std::is_same_v<TypeParam, older_generation>) return;  // files of the current generation are not converted
+  for (const int error : errors_of_machines)
+    disturb_each([&](long which) { return fault(call::read, which, mishap::failure, error); },
+                 [&](bool is_disturbed) {
+                   const temporary_folder into;
+                   try {
+                     tool::raw_file older(this->run.path());
+                     tool::convert_file(older, into.path().string(), [](double) {});
+                   } catch (const tool::data_failure& failure) {
+                     const std::string text = failure.what();
+                     EXPECT_TRUE(is_disturbed) << text;
+                     EXPECT_TRUE(text.find(std::strerror(error)) != text.npos ||
+                                 text.find("try again") != text.npos)
+                         << text;
+                     for (const char* lie : {"damaged", "contradicts", "does not lie", "leaves the file"})
+                       EXPECT_EQ(text.find(lie), text.npos) << text;
+                   }
+                 });
+}
+
+TYPED_TEST(ToolAndFile, ACatalogueIsBuiltWithoutCallingAnUnreadableFileCutOff) {
+  catalogue::build_settings settings;
+  settings.raw_folder = this->run.folder().path().string();
+  settings.closed_after = -1;
+  settings.threads = 1;
+  for (const int error : {EIO, ESTALE, ENOMEM}) {
+    const long calls =
+        disturb_each([&](long which) { return fault(call::read, which, mishap::failure, error); },
+                     [&](bool) {
+                       const temporary_folder into;
+                       settings.catalogue_directory = into.path().string();
+                       for (const auto& problem : catalogue::build(settings, {}).problems)
+                         EXPECT_NE(problem.text.find(std::strerror(error)), std::string::npos) << problem.text;
+                     });
+    EXPECT_GE(calls, 6);
+  }
+}
+
+// ---- runs of a catalogue ----------------------------------------------------------------------------
+
+TYPED_TEST(ToolAndFile, ACatalogueThatCannotBeReadIsNotCalledDamaged) {
+  const temporary_folder into;
+  catalogue::build_settings settings;
+  settings.raw_folder = this->run.folder().path().string();
+  settings.catalogue_directory = into.path().string();
+  settings.closed_after = -1;
+  ASSERT_TRUE(catalogue::build(settings, {}).problems.empty());
+  const verify::runs_of_catalogue wanted{into.path().string(), "linac", "main", 7, 7};
+  const long calls = disturb_each(
+      [](long which) { return fault(call::open | call::read, which, mishap::failure, EIO); },
+      [&](bool is_disturbed) {
+        for (const verify::finding& one : verify::find_files_of_runs(wanted).findings) {
+          EXPECT_TRUE(is_disturbed);
+          EXPECT_EQ(one.kind, verify::finding_kind::catalogue_unreadable);
+          EXPECT_EQ(one.detail, std::strerror(EIO));
+        }
+      });
+  EXPECT_GE(calls, 2);
 }
 
 }  // namespace

@@ -113,7 +113,8 @@ const char* name_of(ravo_file_generation generation) {
 raw_file::raw_file(const std::string& path, std::uint64_t memory) : path_(path), descriptor_(path.c_str()) {
   if (const auto reason = why_not_readable(path_)) throw data_failure(path_ + ": " + *reason);
   // A file that is of neither generation is refused as one of the current generation.
-  ravo_get_file_generation(path_.c_str(), &generation_);
+  if (ravo_get_file_generation(path_.c_str(), &generation_) == RAVO_TABLE_UNREADABLE)
+    throw data_failure(path_ + ": " + text_of_unreadable(errno));
   load(memory);
 }
 
@@ -282,7 +283,7 @@ std::vector<event_summary> raw_file::events() const {
 
 std::uint32_t raw_file::length_at(std::uint32_t offset) const {
   unsigned char head[8];
-  if (offset == 0 || !read_exactly(descriptor_, offset, head, sizeof head)) return 0;
+  if (offset == 0 || !read_at(offset, head)) return 0;
   return word(head + 4);
 }
 
@@ -354,7 +355,10 @@ std::span<const ravo_event_chan_ptr_entry> raw_file::places_of(std::size_t chann
 }
 
 bool raw_file::read_at(std::uint32_t offset, std::span<unsigned char> bytes) const {
-  return read_exactly(descriptor_, offset, bytes.data(), bytes.size());
+  if (offset > size_ || bytes.size() > size_ - offset) return false;
+  if (!read_exactly(descriptor_, offset, bytes.data(), bytes.size()))
+    throw data_failure(path_ + ": " + text_of_unreadable(errno));
+  return true;
 }
 
 int raw_file::members_of(std::size_t channel) const {

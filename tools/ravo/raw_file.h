@@ -79,7 +79,8 @@ class raw_file {
   /// Where the channel's events lie, in their order. The first call loads the pointers of all channels,
   /// however many there are.
   std::span<const ravo_event_chan_ptr_entry> places_of(std::size_t channel) const;
-  /// Whether the file has so many bytes at the offset; they are read then.
+  /// Whether the file has so many bytes at the offset; they are read then. Throws data_failure when the system
+  /// refuses to read them.
   bool read_at(std::uint32_t offset, std::span<unsigned char> bytes) const;
   /// The environment dictionary.
   std::span<const ravo_env_dictionary_entry_2010> environment() const { return environment_; }

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <vector>
 
@@ -28,6 +29,8 @@ struct free_memory {
   void operator()(void* memory) const { std::free(memory); }
 };
 constexpr long tail_size = 4;  // what leads to the reference table
+// The loader's code when all tables are good but the descriptions' text is not.
+constexpr int descriptions_refused = 7;
 
 template <class Table>
 using owned = std::unique_ptr<Table, free_memory>;
@@ -43,15 +46,28 @@ class open_file {
   long length = 0;
 };
 
+/// The system refuses to read the file; the text says so.
+struct unreadable {
+  std::string text;
+};
+
+// Called right after the operation that gave the status: errno is its.
+void throw_if_unreadable(int status) {
+  if (status == RAVO_TABLE_UNREADABLE) throw unreadable{text_of_unreadable(errno)};
+  if (status == RAVO_TABLE_NO_MEMORY || status == RAVO_XML_NO_MEMORY) throw std::bad_alloc();
+}
+
 std::string refused(const char* table, int status) {
+  throw_if_unreadable(status);
   return fmt::format("{}: {} (status {})", table, ravo_evutl_status_text(status), status);
 }
 
 // Beside the table's refusal: what the file looks like, which often tells more.
 std::string appearance(const open_file& file) {
   char head[256];
-  const ssize_t got = uninterrupted::pread(file.fd, head, sizeof head, 0);
-  const std::string_view begin(head, got > 0 ? static_cast<std::size_t>(got) : 0);
+  const std::size_t size = std::min(sizeof head, static_cast<std::size_t>(file.length));
+  if (!read_exactly(file.fd, 0, head, size)) throw unreadable{text_of_unreadable(errno)};
+  const std::string_view begin(head, size);
   const std::string_view signature(RAVO_FILE_SIGNATURE_2010, sizeof RAVO_FILE_SIGNATURE_2010 - 1);
   const std::string_view older_signature(RAVO_FILE_SIGNATURE, sizeof RAVO_FILE_SIGNATURE - 1);
   if (begin.starts_with(signature) || begin.starts_with(older_signature))
@@ -101,7 +117,7 @@ constexpr table_operations older_operations{
 
 const table_operations& operations_for(const std::string& path) {
   auto generation = ravo_file_generation::current;
-  ravo_get_file_generation(path.c_str(), &generation);
+  throw_if_unreadable(ravo_get_file_generation(path.c_str(), &generation));
   return generation == ravo_file_generation::older ? older_operations : current_operations;
 }
 
@@ -109,7 +125,7 @@ int read_reference_table(const open_file& file, const table_operations& library,
                          owned<ravo_file_reference_table_2010>& table) {
   unsigned char tail[tail_size];
   if (!read_exactly(file.fd, static_cast<std::uint64_t>(file.length) - tail_size, tail, tail_size))
-    return RAVO_TABLE_UNREADABLE;
+    throw unreadable{text_of_unreadable(errno)};
   ravo_file_reference_table_2010* read = nullptr;
   const int status = library.get_reference(tail, tail_size, file.length, file.fd, &read);
   table.reset(read);
@@ -148,44 +164,58 @@ std::string first_refused_table(const open_file& file, const table_operations& l
 std::string refused_descriptions(const open_file& file, const table_operations& library,
                                  const ravo_file_reference_table_2010* reference) {
   ravo_xml_chan_descr_header_2010* xml = nullptr;
-  library.get_descriptions(file.length, reference, file.fd, &xml);
+  throw_if_unreadable(library.get_descriptions(file.length, reference, file.fd, &xml));
   const owned<ravo_xml_chan_descr_header_2010> own_xml(xml);
   std::vector<chan_descr_2010*> descriptions;
   const int status = ravo_load_chan_descr(xml, &descriptions);
   ravo_free_chan_descr(&descriptions);
+  throw_if_unreadable(status);
   return fmt::format("channel descriptions: {} (status {})", ravo_xml_status_text(status), status);
+}
+
+// Whether what begins with a marker and a length lies in the file.
+bool is_basket_in_file(const open_file& file, std::uint32_t offset) {
+  constexpr std::size_t head_size = 8;
+  const auto end = static_cast<std::uint64_t>(file.length);
+  std::uint32_t head[2];
+  if (offset > end || end - offset < head_size) return false;
+  if (!read_exactly(file.fd, offset, head, head_size)) throw unreadable{text_of_unreadable(errno)};
+  ravo_swap4(head, head, 2);
+  return head[1] >= head_size && head[1] <= end - offset;
+}
+
+std::string first_refused_basket(const open_file& file, const ravo_file_reference_table_2010& reference) {
+  if (!is_basket_in_file(file, reference.evhdb_ref))
+    return "the event header basket does not lie in the file";
+  if (!is_basket_in_file(file, reference.srvbb_ref))
+    return "the server block basket does not lie in the file";
+  return "";
 }
 
 }  // namespace
 
-std::string explain_refusal(const std::string& path, int code) {
+std::string text_of_unreadable(int error) {
+  return fmt::format("cannot be read: {}; the file itself may be good", std::strerror(error));
+}
+
+std::string explain_refusal(const std::string& path, int code) try {
   const open_file file(path);
-  if (file.fd < 0) return std::strerror(errno);
+  if (file.fd < 0 || file.length < 0) return text_of_unreadable(errno);
   if (file.length < tail_size) return "too short for a raw file";
-  // A machine that cannot read the file says nothing of the file.
-  char first = 0;
-  if (uninterrupted::pread(file.fd, &first, 1, 0) < 0)
-    return fmt::format("it cannot be read: {}", std::strerror(errno));
   const table_operations& library = operations_for(path);
   owned<ravo_file_reference_table_2010> reference;
   if (const int status = read_reference_table(file, library, reference); status != 0)
     return refused("not a readable raw file: file reference table", status) + "; " + appearance(file);
   const std::string table = first_refused_table(file, library, reference.get());
   if (!table.empty()) return "damaged: " + table;
-  switch (code) {
-    case 7:
-      return refused_descriptions(file, library, reference.get());
-    case -3:
-      return "the end of the file cannot be mapped into memory";
-    case -4:
-    case -5:
-      return "damaged: the event header basket cannot be mapped";
-    case -6:
-    case -7:
-      return "damaged: the server block basket cannot be mapped";
-    default:
-      return fmt::format("refused with code {}", code);
-  }
+  if (code == descriptions_refused) return refused_descriptions(file, library, reference.get());
+  const std::string basket = first_refused_basket(file, *reference);
+  if (!basket.empty()) return "damaged: " + basket;
+  return "could not be read a moment ago, and can be now: try again";
+} catch (const unreadable& of) {
+  return of.text;
+} catch (const std::bad_alloc&) {
+  return "there is not enough memory to load it";
 }
 
 }  // namespace ravo::tool

@@ -10,6 +10,9 @@ namespace ravo::tool {
 /// The reason for the loader's non-zero `code` for the file, without the file's name.
 std::string explain_refusal(const std::string& path, int code);
 
+/// What to say of a file that the system refuses to read, which says nothing of the file; `error` is errno.
+std::string text_of_unreadable(int error);
+
 }  // namespace ravo::tool
 
 #endif

@@ -11,9 +11,14 @@ std::string format_time(time_stamp time) {
   const auto day = std::chrono::floor<std::chrono::days>(moment);
   const std::chrono::year_month_day date{day};
   const std::chrono::hh_mm_ss clock{moment - day};
-  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:06}Z", static_cast<int>(date.year()),
-                     static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                     clock.hours().count(), clock.minutes().count(), clock.seconds().count(), time.timelow);
+  const std::string second =
+      fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", static_cast<int>(date.year()),
+                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                  clock.hours().count(), clock.minutes().count(), clock.seconds().count());
+  // A file may hold more microseconds than a second has: that is written as it is, and cannot be taken for
+  // a time.
+  if (time.timelow > 999'999) return fmt::format("{}Z+{}us", second, time.timelow);
+  return fmt::format("{}.{:06}Z", second, time.timelow);
 }
 
 time_stamp current_time() {

@@ -81,6 +81,10 @@ class batch {
     progress_.begin(source, steps);
     try {
       raw_file older(source.path, raw_file::any_memory);
+      if (older.generation() == ravo_file_generation::current) {
+        result.source.is_current = true;
+        return result;
+      }
       result.bytes = older.size();
       if (asked_.verify_only)
         verify(older, source.target, source.target, [this](double part) { progress_.show(0, part); });

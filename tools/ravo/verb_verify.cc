@@ -39,13 +39,28 @@ struct options {
 // What was found so far.
 struct tally {
   std::uint64_t files = 0, bytes = 0, events = 0, blocks = 0;
-  std::uint64_t damaged = 0, odd = 0;
+  std::uint64_t good_files = 0, odd_files = 0, damaged_files = 0,
+                unread_files = 0;      // each file is one of them
+  std::uint64_t damaged = 0, odd = 0;  // findings
+  std::uint64_t files_to_check = 0;
+  bool is_interrupted = false;
 
   void add(const verify::file_result& file) {
     ++files;
     bytes += file.bytes;
     events += file.events;
     blocks += file.blocks;
+    ++count_of(file.findings);
+  }
+  std::uint64_t& count_of(const verify::finding_list& findings) {
+    if (findings.has(verify::finding_kind::file_unreadable) ||
+        findings.has(verify::finding_kind::file_changed))
+      return unread_files;
+    const auto is_damage = [](const verify::finding& one) {
+      return verify::row_of(one.kind).how_bad == verify::severity::damaged;
+    };
+    if (std::any_of(findings.list().begin(), findings.list().end(), is_damage)) return damaged_files;
+    return findings.empty() ? good_files : odd_files;
   }
   int exit_code() const { return damaged > 0 ? exit_data : odd > 0 ? exit_odd : exit_fine; }
 };
@@ -86,26 +101,45 @@ std::vector<verify::run_files> choose_files(const options& asked, tally& sum, ou
   return runs;
 }
 
+json summary_json(const options& asked, const tally& sum) {
+  return {{"files", sum.files},
+          {"files_to_check", sum.files_to_check},
+          {"good_files", sum.good_files},
+          {"odd_files", sum.odd_files},
+          {"damaged_files", sum.damaged_files},
+          {"unread_files", sum.unread_files},
+          {"bytes", sum.bytes},
+          {"events", sum.events},
+          {"blocks", sum.blocks},
+          {"quick", asked.quick},
+          {"damaged", sum.damaged},
+          {"odd", sum.odd},
+          {"interrupted", sum.is_interrupted}};
+}
+
+std::string some(std::uint64_t count, const char* what) {
+  return fmt::format("{} {}{}", verify::with_commas(count), what, count == 1 ? "" : "s");
+}
+
+// How many findings there are, and of how many files.
+std::string verdict_text(const tally& sum) {
+  if (sum.damaged + sum.odd == 0) return "nothing found";
+  std::string files =
+      fmt::format("{} good, {} odd, {} damaged", verify::with_commas(sum.good_files),
+                  verify::with_commas(sum.odd_files), verify::with_commas(sum.damaged_files));
+  if (sum.unread_files > 0) files += fmt::format(", {} not read", verify::with_commas(sum.unread_files));
+  return fmt::format("{} damaged, {} odd (of the files: {})", verify::with_commas(sum.damaged),
+                     verify::with_commas(sum.odd), files);
+}
+
 void print_summary(const options& asked, const tally& sum, output& out) {
-  if (asked.json) {
-    out.print(json_line({{"files", sum.files},
-                         {"bytes", sum.bytes},
-                         {"events", sum.events},
-                         {"blocks", sum.blocks},
-                         {"quick", asked.quick},
-                         {"damaged", sum.damaged},
-                         {"odd", sum.odd}}));
-    return;
-  }
-  const auto some = [](std::uint64_t count, const char* what) {
-    return fmt::format("{} {}{}", verify::with_commas(count), what, count == 1 ? "" : "s");
-  };
-  std::string verdict = "nothing found";
-  if (sum.damaged + sum.odd > 0)
-    verdict =
-        fmt::format("{} damaged, {} odd", verify::with_commas(sum.damaged), verify::with_commas(sum.odd));
-  fmt::print(out.file(), "{}, {}, {}{}: {}\n", some(sum.files, "file"), some(sum.events, "event"),
-             some(sum.blocks, "good block"), asked.quick ? " by their heads" : "", verdict);
+  if (asked.json) return out.print(json_line(summary_json(asked, sum)));
+  const std::string files = sum.is_interrupted
+                                ? fmt::format("interrupted after {} of {}", verify::with_commas(sum.files),
+                                              some(sum.files_to_check, "file"))
+                                : some(sum.files, "file");
+  fmt::print(out.file(), "{}, {}, {}{}: {}\n", files, some(sum.events, "event"),
+             some(sum.blocks, "good block"), asked.quick ? " by their heads" : "", verdict_text(sum));
 }
 
 std::uint64_t size_of(const std::string& path) {
@@ -130,7 +164,10 @@ void check(const options& asked, const std::vector<verify::run_files>& all, veri
            tally& sum, output& out) {
   std::uint64_t bytes = 0, done = 0;
   for (const verify::run_files& run : all)
-    for (const verify::run_file& file : run.files) bytes += size_of(file.path);
+    for (const verify::run_file& file : run.files) {
+      bytes += size_of(file.path);
+      ++sum.files_to_check;
+    }
   progress_bar bar("checking");
   const auto report = [&](std::uint64_t more) {
     check_for_interrupt();
@@ -161,7 +198,14 @@ void run(const options& asked, output& out) try {
   tally sum;
   const std::vector<verify::run_files> files = choose_files(asked, sum, out);
   verify::run_checker runs(std::move(expected));
-  check(asked, files, runs, sum, out);
+  try {
+    check(asked, files, runs, sum, out);
+  } catch (const interrupted&) {
+    // What was found is there to be read; what whole runs lack is not known.
+    sum.is_interrupted = true;
+    print_summary(asked, sum, out);
+    throw;
+  }
   print(runs.absent(), "", asked.json, sum, out);
   print_summary(asked, sum, out);
   if (!asked.learn.empty()) learn(asked, runs, sum);
@@ -186,8 +230,10 @@ means that data are lost or that the file says something wrong of itself; what i
 same. Missing event numbers, time going back and shifted channels are looked for in a file and from one file
 of a run to the next, so give all files of a run at once.
 
+Ctrl-C ends the check with the totals of the files that were checked until then.
+
 Exit codes: 0 nothing found, 3 only what is odd, 1 damage, or a file that cannot be read, 2 the command line
-makes no sense.)";
+makes no sense, 130 Ctrl-C.)";
 
 }  // namespace
 

@@ -20,11 +20,12 @@ class block_encoder {
 
   /// Appends the block to `out`, which then has room for its padding too; `*length` receives its
   /// bytes. After a refusal `out` is as it was. `data` is not longer than a block may be.
-  outcome append(const channel& of, std::span<const unsigned char> data, std::int32_t error,
-                 byte_vector& out, std::uint32_t* length);
+  outcome append(const channel& of, RAVO_SUBBLOCK_TYPE dtype, ravo_compression compression,
+                 std::span<const unsigned char> data, std::int32_t error, byte_vector& out,
+                 std::uint32_t* length);
 
  private:
-  std::size_t compress(const channel& of);
+  std::size_t compress(ravo_compression compression, int zlib_level);
 
   const record_set& records_;
   byte_vector ordered_;  // the data in file order

@@ -22,6 +22,7 @@ struct event_parts {
     std::size_t server_block;
     std::size_t offset;    ///< in block_bytes
     std::uint32_t length;  ///< as in the subheader, without the padding behind it
+    RAVO_SUBBLOCK_TYPE dtype;
   };
 
   ravo_daq_writer_event head;

@@ -74,8 +74,8 @@ outcome file_builder::append_dictionary(target_file& target) const {
     put_word(out, channels_[i].key);
     put_text(out, channels_[i].name, records_.dictionary_name);
     put_word(out, rows_[i].event_types);
-    // The mask ends at bit 31: a type beyond it cannot be told there.
-    put_word(out, channels_[i].dtype < 32 ? std::uint32_t{1} << channels_[i].dtype : 0);
+    // Of a channel without blocks, the type that they would have.
+    put_word(out, rows_[i].entries.empty() ? type_bit(channels_[i].dtype) : rows_[i].data_types);
     put_size(out, rows_[i].entries.size());
   }
   return target.append(out);

@@ -99,6 +99,7 @@ outcome file_builder::add(const event_parts& event) {
                                   first_server_block + static_cast<std::uint32_t>(block.server_block),
                                   static_cast<std::uint32_t>(spool_.size(stream))});
     of_channel.event_types |= std::uint32_t{1} << event.head.event_type;
+    of_channel.data_types |= type_bit(block.dtype);
     spool_.append(stream, {event.block_bytes.data() + block.offset,
                            static_cast<std::size_t>(up_to_word(block.length))});
   }
@@ -106,7 +107,7 @@ outcome file_builder::add(const event_parts& event) {
   if (!server_blocks.empty()) spool_.append(stream_of_server_blocks, server_blocks);
   index_[static_cast<std::size_t>(event.head.event_type)].push_back(
       {event.head.time, event.head.event_number, number});
-  if (contents_.events == 0) first_time_ = event.head.time;
+  if (contents_.events == 0 || first_time_.timeup == 0) first_time_ = event.head.time;
   contents_ = after;
   return {};
 }
@@ -116,6 +117,7 @@ void file_builder::clear() {
   for (row& one : rows_) {
     one.entries.clear();
     one.event_types = 0;
+    one.data_types = 0;
   }
   for (std::vector<index_entry>& list : index_) list.clear();
   contents_ = empty_;

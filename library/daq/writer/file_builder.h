@@ -29,7 +29,7 @@ class file_builder {
   std::uint64_t events() const { return contents_.events; }
   /// What the file holds without events.
   const file_contents& empty() const { return empty_; }
-  /// Meaningful when there are events.
+  /// Of the first event that has a time; meaningful when there are events.
   const time_stamp& first_time() const { return first_time_; }
   /// What the file would hold with one more event.
   file_contents with(const event_parts& event) const;
@@ -50,6 +50,7 @@ class file_builder {
   struct row {
     std::vector<row_entry> entries;
     std::uint32_t event_types = 0;
+    std::uint32_t data_types = 0;
   };
   struct index_entry {  // one event of one type
     time_stamp time;
@@ -85,6 +86,11 @@ class file_builder {
   std::vector<std::uint64_t> baskets_;
   std::array<std::uint64_t, RAVO_EV_EVMAX> index_offsets_{};
 };
+
+/// The bit of a data type in the dictionary's mask, which ends at bit 31: a type beyond it has none.
+inline std::uint32_t type_bit(RAVO_SUBBLOCK_TYPE dtype) {
+  return dtype < 32 ? std::uint32_t{1} << dtype : 0;
+}
 
 /// Contents of a file of these channels that has no event yet.
 file_contents empty_contents(const std::vector<channel>& channels, std::uint64_t description_bytes);

@@ -53,12 +53,17 @@ outcome check_channel_name(const std::string& name, const record_set& records) {
   return {};
 }
 
-outcome check_channel_type(const ravo_daq_writer_channel& channel, const record_set& records) {
-  const ravo::data_type* type =
-      channel.dtype < 0 || channel.dtype > 0xffff ? nullptr : ravo::find_data_type(channel.dtype);
+outcome check_data_type(RAVO_SUBBLOCK_TYPE dtype, const std::string& channel, const record_set& records) {
+  const ravo::data_type* type = dtype < 0 || dtype > 0xffff ? nullptr : ravo::find_data_type(dtype);
   if (!type || type->members == 0 || !records.takes(*type))
-    return invalid("the data type " + std::to_string(channel.dtype) + " of channel " + channel.name +
+    return invalid("the data type " + std::to_string(dtype) + " of channel " + channel +
                    " is none of this generation's channels; take one from ravo_data_types.h");
+  return {};
+}
+
+outcome check_channel_type(const ravo_daq_writer_channel& channel, const record_set& records) {
+  if (outcome checked = check_data_type(channel.dtype, channel.name, records); checked.failed())
+    return checked;
   if (channel.compression != ravo_compression::none && channel.compression != ravo_compression::zlib &&
       channel.compression != ravo_compression::lzo1x)
     return invalid("the compression of channel " + channel.name + " is not known; use none, zlib or lzo1x");
@@ -119,7 +124,9 @@ struct ravo::raw_writer::state {
   outcome add_description(const chan_descr_2010& description);
   outcome begin_event(const ravo_daq_writer_event& head);
   outcome begin_server_block(const ravo_daq_writer_server_block& head);
-  outcome add_data(int index, const void* data, std::size_t length, std::int32_t error_bits);
+  outcome add_data(int index, std::optional<RAVO_SUBBLOCK_TYPE> dtype, const void* data, std::size_t length,
+                   std::int32_t error_bits);
+  outcome check_event_time(const time_stamp& time) const;
   outcome end_event();
   outcome close();
 
@@ -217,6 +224,12 @@ outcome ravo::raw_writer::state::start_run() {
   return {};
 }
 
+outcome ravo::raw_writer::state::check_event_time(const time_stamp& time) const {
+  if ((time.timeup != 0 || settings.allows_events_without_time) && time.timelow <= 999999) return {};
+  return invalid("the event time " + std::to_string(time.timeup) + " s " + std::to_string(time.timelow) +
+                 " us is none; give seconds above 0 and microseconds below 1000000");
+}
+
 outcome ravo::raw_writer::state::begin_event(const ravo_daq_writer_event& head) {
   if (!is_open) return not_allowed("no run is open; open one before the first event");
   if (in_event) return not_allowed("an event is open already; end it before the next one");
@@ -224,10 +237,7 @@ outcome ravo::raw_writer::state::begin_event(const ravo_daq_writer_event& head) 
     return invalid("there is no event type " + std::to_string(head.event_type) + "; use 0 to 31");
   if (head.event_number == RAVO_EVENT_NUMBER_UNDECODED)
     return invalid("the event number 4294967295 means \"not decoded\" to readers; use another one");
-  if (head.time.timeup == 0 || head.time.timelow > 999999)
-    return invalid("the event time " + std::to_string(head.time.timeup) + " s " +
-                   std::to_string(head.time.timelow) +
-                   " us is none; give seconds above 0 and microseconds below 1000000");
+  if (outcome checked = check_event_time(head.time); checked.failed()) return checked;
   if (last_time && microseconds(head.time) < microseconds(*last_time))
     return invalid(
         "the event lies before the one that was given last; give events in the order of "
@@ -261,8 +271,8 @@ outcome ravo::raw_writer::state::begin_server_block(const ravo_daq_writer_server
   return {};
 }
 
-outcome ravo::raw_writer::state::add_data(int index, const void* data, std::size_t length,
-                                          std::int32_t error_bits) {
+outcome ravo::raw_writer::state::add_data(int index, std::optional<RAVO_SUBBLOCK_TYPE> dtype,
+                                          const void* data, std::size_t length, std::int32_t error_bits) {
   if (!in_event) return not_allowed("no event is open; begin one before its data");
   if (event.server_blocks.empty())
     return not_allowed("the event has no server block; begin one before its data");
@@ -273,6 +283,8 @@ outcome ravo::raw_writer::state::add_data(int index, const void* data, std::size
   const channel& of = channels[number];
   if (last_seen[number] == event_count)
     return not_allowed("channel " + of.name + " is in this event already; give its data once an event");
+  if (dtype)
+    if (outcome checked = check_data_type(*dtype, of.name, records); checked.failed()) return checked;
   if (!data) return invalid("no data are given for channel " + of.name + "; leave it out instead");
   if (error_bits & RAVO_CHAN_ZIP_FLAG)
     return invalid("the error word of channel " + of.name +
@@ -284,8 +296,11 @@ outcome ravo::raw_writer::state::add_data(int index, const void* data, std::size
   make_room(event.blocks, 1);
   const std::size_t offset = event.block_bytes.size();
   std::uint32_t block = 0;
-  outcome encoded = encoder.append(of, {static_cast<const unsigned char*>(data), length}, error_bits,
-                                   event.block_bytes, &block);
+  const RAVO_SUBBLOCK_TYPE type = dtype.value_or(of.dtype);
+  const ravo_compression compression =
+      is_slow(ravo::find_data_type(type)->shape) ? ravo_compression::none : of.compression;
+  outcome encoded = encoder.append(of, type, compression, {static_cast<const unsigned char*>(data), length},
+                                   error_bits, event.block_bytes, &block);
   if (encoded.failed()) return encoded;
   file_contents after = event_alone;
   after.add_block(up_to_word(block), 0, 0);
@@ -298,7 +313,7 @@ outcome ravo::raw_writer::state::add_data(int index, const void* data, std::size
                        "block 2 GiB; spread the data over more events or server blocks");
   }
   event.block_bytes.resize(offset + static_cast<std::size_t>(up_to_word(block)), 0);
-  event.blocks.push_back({number, event.server_blocks.size() - 1, offset, block});
+  event.blocks.push_back({number, event.server_blocks.size() - 1, offset, block, type});
   holder.bytes += block;
   ++holder.channels;
   last_seen[number] = event_count;
@@ -310,8 +325,9 @@ outcome ravo::raw_writer::state::add_data(int index, const void* data, std::size
 bool ravo::raw_writer::state::starts_new_file() const {
   if (builder->events() == 0) return false;
   if (settings.max_events != 0 && builder->events() >= settings.max_events) return true;
-  if (settings.max_seconds != 0 && microseconds(event.head.time) - microseconds(builder->first_time()) >=
-                                       std::uint64_t{settings.max_seconds} * 1000000)
+  if (settings.max_seconds != 0 && builder->first_time().timeup != 0 &&
+      microseconds(event.head.time) - microseconds(builder->first_time()) >=
+          std::uint64_t{settings.max_seconds} * 1000000)
     return true;
   const file_layout layout(builder->with(event), records);
   return !layout.fits() || (settings.max_file_bytes != 0 && layout.total > settings.max_file_bytes);
@@ -403,7 +419,12 @@ int ravo::raw_writer::begin_server_block(const ravo_daq_writer_server_block& blo
 }
 
 int ravo::raw_writer::add_data(int channel, const void* data, std::size_t length, std::int32_t error) {
-  return state_->run([&] { return state_->add_data(channel, data, length, error); });
+  return state_->run([&] { return state_->add_data(channel, {}, data, length, error); });
+}
+
+int ravo::raw_writer::add_data_of_type(int channel, RAVO_SUBBLOCK_TYPE dtype, const void* data,
+                                       std::size_t length, std::int32_t error) {
+  return state_->run([&] { return state_->add_data(channel, dtype, data, length, error); });
 }
 
 int ravo::raw_writer::end_event() {

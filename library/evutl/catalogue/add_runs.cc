@@ -233,7 +233,7 @@ std::vector<file_problem> visit_runs(const std::string& directory, const std::st
         if (run.content)
           visit(*run.content);
         else if (!run.damage.empty())
-          damaged.push_back({catalogue.layout().run_file(number), run.damage});
+          damaged.push_back({catalogue.layout().run_file(number), run.damage, !run.readable});
       }
     }
   }

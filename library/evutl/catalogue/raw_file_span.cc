@@ -121,6 +121,7 @@ looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed
   int status = RAVO_TABLE_TOO_SHORT;
   const auto reference = about.st_size > 0 ? reference_table(fd, about.st_size, status) : nullptr;
   if (reference) status = summarise(raw_file(fd, about.st_size), *reference, file);
+  const int unreadable_for = errno;
   const auto named = parse_file_name(path);
   if (reference && status == RAVO_TABLE_OK) {
     // Events without a time: the name's is the best there is.
@@ -131,6 +132,8 @@ looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed
     const time_stamp changed = seconds_as_time(about.st_mtim.tv_sec);
     file.start = {named->seconds, 0};
     file.end = earlier(changed, file.start) ? file.start : changed;
+  } else if (status == RAVO_TABLE_UNREADABLE) {
+    result.problem = "cannot be read: " + std::generic_category().message(unreadable_for);
   } else {
     result.problem = ravo_evutl_status_text(status);
   }

@@ -42,6 +42,7 @@ struct run_entry {
 struct file_problem {
   std::string file;
   std::string text;
+  bool unreadable = false;  ///< it could not be read, and may be as it should be
 };
 
 /// Adds raw files to the catalogue. A file whose name (last component of the path) the run has already

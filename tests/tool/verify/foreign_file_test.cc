@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "generation_name.h"
+#include "packed_file.h"
 #include "simulated_files.h"
 #include "small_file.h"
 
@@ -65,11 +66,17 @@ TYPED_TEST(ForeignFile, HasNoEvents) {
   content.set_u32(this->file.reference + 164, 0);
   content.set_u32(this->file.event_headers + 4, 8);
   content.set_u32(this->file.server_blocks + 4, 8);
-  for (std::uint32_t row = 0; row < 2; ++row)
-    content.set_u32(
-        static_cast<std::uint32_t>(this->file.dictionary + 8 + (row + 1) * TypeParam::dictionary_entry - 4),
-        0);
+  for (std::uint32_t row = 0; row < 2; ++row) {
+    const std::size_t end = this->file.dictionary + 8 + (row + 1) * TypeParam::dictionary_entry;
+    content.set_u32(end - 4, 0).set_u32(end - 12, 0);  // the count, and the types of events
+  }
   EXPECT_THAT(this->check(), ElementsAre(this->known()));
+}
+
+TEST(ForeignPackedFile, IsGood) {
+  const temporary_folder folder;
+  EXPECT_THAT(lines_of(findings_of({folder.write("f.raw", build_packed_file().content.vector())})),
+              testing::IsEmpty());
 }
 
 }  // namespace

@@ -58,7 +58,8 @@ TEST(Verify, TellsAFindingInALine) {
               AllOf(StartsWith(raw_files(damaged.folder.path()).at(1) +
                                ": LINAC/BPM/001: the block cannot be inflated (zlib answers "),
                     ContainsRegex(", at event 10000[0-9]+, offset [0-9]+; copy the file again; "),
-                    HasSubstr("[block.inflate]\n"), EndsWith(": 1 damaged, 0 odd\n")));
+                    HasSubstr("[block.inflate]\n"),
+                    EndsWith(": 1 damaged, 0 odd (of the files: 1 good, 0 odd, 1 damaged)\n")));
 }
 
 TEST(Verify, EndsByTheWorstFinding) {
@@ -78,11 +79,11 @@ TEST(Verify, TellsAFolderWithoutRawFiles) {
   const process_result result = run_tool({"verify", folder.path().string()});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.err, "");
-  EXPECT_THAT(result.out,
-              AllOf(StartsWith(folder.path().string() +
-                               ": the folder has nothing that can be checked (it holds no .raw "
-                               "file); "),
-                    HasSubstr("[folder.unreadable]\n0 files, "), EndsWith(": 1 damaged, 0 odd\n")));
+  EXPECT_THAT(result.out, AllOf(StartsWith(folder.path().string() +
+                                           ": the folder has nothing that can be checked (it holds no .raw "
+                                           "file); "),
+                                HasSubstr("[folder.unreadable]\n0 files, "),
+                                EndsWith(": 1 damaged, 0 odd (of the files: 0 good, 0 odd, 0 damaged)\n")));
   const auto found = findings_of(run_tool({"verify", folder.path().string(), "--json"}));
   ASSERT_EQ(found.size(), 1u);
   EXPECT_EQ(found[0].at("file"), folder.path().string());
@@ -94,7 +95,7 @@ TEST(Verify, QuickLooksAtHeadsAlone) {
   const process_result result = damaged.verify({"--quick"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_THAT(result.out, AllOf(HasSubstr("[block.length]"),
-                                HasSubstr("good blocks by their heads: 1 damaged, 0 odd\n")));
+                                HasSubstr("good blocks by their heads: 1 damaged, 0 odd (")));
 }
 
 TEST(Verify, PrintsJsonLinesAndTheTotals) {
@@ -108,6 +109,13 @@ TEST(Verify, PrintsJsonLinesAndTheTotals) {
   EXPECT_EQ(lines[1].at("files"), 2);
   EXPECT_EQ(lines[1].at("damaged"), 1);
   EXPECT_EQ(lines[1].at("odd"), 0);
+  EXPECT_EQ(lines[1].at("files"), 2);
+  EXPECT_EQ(lines[1].at("files_to_check"), 2);
+  EXPECT_EQ(lines[1].at("good_files"), 1);
+  EXPECT_EQ(lines[1].at("odd_files"), 0);
+  EXPECT_EQ(lines[1].at("damaged_files"), 1);
+  EXPECT_EQ(lines[1].at("unread_files"), 0);
+  EXPECT_EQ(lines[1].at("interrupted"), false);
   EXPECT_EQ(lines[1].at("quick"), false);
   EXPECT_GT(lines[1].at("blocks"), 100);
 }

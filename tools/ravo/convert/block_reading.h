@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -38,6 +39,23 @@ inline const char* text_of(decode_outcome outcome) {
       return "its data do not agree with its type";
     default:
       return "there is not enough memory for it";
+  }
+}
+
+/// Whether the machine is to blame, and not the block.
+inline bool is_of_memory(decode_outcome outcome) {
+  using enum decode_outcome;
+  switch (outcome) {
+    case no_event_header_memory:
+    case no_server_block_memory:
+    case no_subheader_memory:
+    case no_work_memory:
+    case no_block_memory:
+    case no_update_memory:
+    case no_plain_memory:
+      return true;
+    default:
+      return false;
   }
 }
 
@@ -81,7 +99,7 @@ class block_reader {
     block_.read(file_, where.chhd, head_size);
     if (block_.bytes().size() < head_size) refuse(where, channel, decode_outcome::outside);
     // Into the bytes of the file; what the length word says beyond its end is cut off.
-    block_.read(file_, where.chhd, word(offsetof(typename G::subhead, ldata)));
+    block_.read(file_, where.chhd, length_of_block(where));
     if (block_.bytes().size() < head_size) refuse(where, channel, decode_outcome::outside);
 
     read_block<G> block{
@@ -96,6 +114,18 @@ class block_reader {
   }
 
  private:
+  // As the subheader says; of a compressed block, what its zip header says counts.
+  std::uint64_t length_of_block(const ravo_event_chan_ptr_entry& where) {
+    constexpr std::size_t head_size = sizeof(typename G::subhead);
+    const std::uint64_t stated = word(offsetof(typename G::subhead, ldata));
+    if ((static_cast<std::int32_t>(word(offsetof(typename G::subhead, error))) & RAVO_CHAN_ZIP_FLAG) == 0)
+      return stated;
+    block_.read(file_, where.chhd, head_size + sizeof(ravo_zip_header));
+    if (block_.bytes().size() < head_size + sizeof(ravo_zip_header)) return stated;
+    const std::uint64_t compressed = word(head_size + offsetof(ravo_zip_header, zipp_length));
+    return std::max(stated, head_size + sizeof(ravo_zip_header) + compressed);
+  }
+
   std::uint32_t word(std::size_t offset) const {
     std::uint32_t value;
     ravo_swap4(block_.bytes().data() + offset, &value, 1);
@@ -112,6 +142,10 @@ class block_reader {
 
   [[noreturn]] void refuse(const ravo_event_chan_ptr_entry& where, const char* channel,
                            decode_outcome outcome) const {
+    if (is_of_memory(outcome))
+      throw data_failure(
+          fmt::format("{}: there is not enough memory to decode the block of channel {} at {}",
+                      file_.path(), channel, where.chhd));
     throw data_failure(fmt::format("{}: damaged: the block of channel {} at {} cannot be decoded: {}",
                                    file_.path(), channel, where.chhd, text_of(outcome)));
   }

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <map>
@@ -18,9 +19,9 @@
 namespace ravo::tool {
 namespace {
 
-// What the blocks of a channel have in common.
+// What the blocks of a channel are like.
 struct channel_form {
-  RAVO_SUBBLOCK_TYPE type = RAVO_BLOCK_SINGLE;
+  std::vector<RAVO_SUBBLOCK_TYPE> types;  ///< one mostly, in the order in which they occur; never empty
   ravo_compression compression = ravo_compression::none;
   std::uint32_t event_types = 0;  ///< a bit each, of the events that were written
 };
@@ -32,6 +33,7 @@ class file_conversion {
     // The name is for the time being only: whoever asked for the file gives it its own.
     ravo_daq_writer_settings settings;
     settings.folder = folder;
+    settings.allows_events_without_time = true;
     check(writer_.open(settings));
   }
 
@@ -102,17 +104,11 @@ class file_conversion {
     for (std::size_t i = 0; i < older_.channels().size(); ++i) {
       const listed_channel& listed = older_.channels()[i];
       forms_.push_back(form_of(i));
-      const std::optional<current_type> type = current_type_of(forms_.back().type);
-      if (!type)
-        refuse(i, fmt::format("has blocks of type {}, which is no channel's data in the current generation",
-                              name_of(forms_.back().type)));
-      if (!type->lost.empty())
-        lose(listed.chan_name, fmt::format("{} became {}, which does not tell {}",
-                                           name_of(forms_.back().type), type->type->name, type->lost));
-      if (listed.key == 0) lose(listed.chan_name, "its key, 0, is replaced by a number of its own");
+      for (const RAVO_SUBBLOCK_TYPE code : forms_.back().types) check_type(i, code);
+      if (listed.key == 0) lose(listed.chan_name, "it has no key (0), and the new file gives it one");
       ravo_daq_writer_channel declared;
       declared.name = listed.chan_name;
-      declared.dtype = type->type->code;
+      declared.dtype = current_type_of(forms_.back().types.front())->type->code;
       declared.compression = forms_.back().compression;
       declared.key = listed.key;
       if (const auto index = index_of_key.find(listed.key);
@@ -130,6 +126,17 @@ class file_conversion {
                entries - kept, entries));
   }
 
+  void check_type(std::size_t channel, RAVO_SUBBLOCK_TYPE code) {
+    const std::optional<current_type> type = current_type_of(code);
+    if (!type)
+      refuse(channel,
+             fmt::format("has blocks of type {}, which is no channel's data in the older generation",
+                         name_of(code)));
+    if (!type->lost.empty())
+      lose(older_.channels()[channel].chan_name, fmt::format("{} became {}, which does not tell {}",
+                                                             name_of(code), type->type->name, type->lost));
+  }
+
   static std::string name_of(RAVO_SUBBLOCK_TYPE code) {
     const data_type* type = find_data_type(code);
     return type && type->code == code ? std::string(type->name) : std::to_string(code);
@@ -137,21 +144,16 @@ class file_conversion {
 
   channel_form form_of(std::size_t channel) const {
     channel_form form;
-    bool is_first = true;
     for (const ravo_event_chan_ptr_entry& where : older_.places_of(channel)) {
       const ravo_serv_block_subhead head = read_subhead(channel, where.chhd);
       const auto type = static_cast<RAVO_SUBBLOCK_TYPE>(head.dtype);
-      if (!is_first && type != form.type)
-        refuse(channel,
-               fmt::format("has blocks of more than one type, {} and {}; it would have to be two channels",
-                           name_of(form.type), name_of(type)));
-      form.type = type;
-      is_first = false;
+      if (std::find(form.types.begin(), form.types.end(), type) == form.types.end())
+        form.types.push_back(type);
       // Blocks that do not become smaller are stored plain in a compressed channel too.
       if ((head.error & RAVO_CHAN_ZIP_FLAG) != 0 && form.compression == ravo_compression::none)
         form.compression = compression_at(channel, where.chhd);
     }
-    if (is_first) form.type = type_of_mask(older_.channels()[channel].dtype_mask);
+    if (form.types.empty()) form.types.push_back(type_of_mask(older_.channels()[channel].dtype_mask));
     return form;
   }
 
@@ -222,8 +224,9 @@ class file_conversion {
     // Readers get environment readings as updates; the file has the readings.
     if (!block.reading.empty()) data = block.reading;
     const std::vector<unsigned char> current = current_data(*find_data_type(block.stored_type), data);
-    check(writer_.add_data(static_cast<int>(place.channel), current.data(), current.size(),
-                           block.stored_error & ~RAVO_CHAN_ZIP_FLAG));
+    check(writer_.add_data_of_type(static_cast<int>(place.channel),
+                                   current_type_of(block.stored_type)->type->code, current.data(),
+                                   current.size(), block.stored_error & ~RAVO_CHAN_ZIP_FLAG));
   }
 
   raw_file& older_;

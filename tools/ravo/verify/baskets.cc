@@ -3,8 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <limits>
+#include <cstring>
+#include <functional>
 #include <map>
+#include <optional>
+#include <vector>
 
 #include "ravo_daq/generation_2009.h"
 #include "ravo_daq/generation_2010.h"
@@ -26,31 +29,53 @@ bool is_basket(const checked_file& file, std::uint64_t first_block) {
          file.word(first_block - basket_head) == RAVO_CHANNEL_BASKET_PATTERN;
 }
 
-// Of the blocks to which the entries of a row lead, the one that stands first.
-std::uint32_t lowest_block(const checked_file& file, const file_map& map, std::size_t row) {
+std::uint64_t up_to_word(std::uint64_t offset) { return (offset + 3) & ~std::uint64_t{3}; }
+
+// The blocks to which the entries of a row lead, from the last one in the file to the first.
+std::vector<std::uint32_t> blocks_of_row(const checked_file& file, const file_map& map, std::size_t row) {
   constexpr std::size_t read_ahead = 16 << 10;
-  std::uint32_t lowest = std::numeric_limits<std::uint32_t>::max();
+  std::vector<std::uint32_t> blocks;
   window bytes(file, read_ahead);
   for (std::uint32_t i = 0; i < map.row_length; ++i) {
     ravo_event_chan_ptr_entry entry;
     ravo_swap4(bytes.at(place_of_entry(map, row, i), sizeof entry), &entry, sizeof entry / 4);
-    if (entry.chhd != 0) lowest = std::min(lowest, entry.chhd);
+    if (entry.chhd != 0) blocks.push_back(entry.chhd);
   }
-  return lowest;
+  std::sort(blocks.begin(), blocks.end(), std::greater<>());
+  return blocks;
 }
 
-std::uint64_t up_to_word(std::uint64_t offset) { return (offset + 3) & ~std::uint64_t{3}; }
-
-// Where the last block of a row ends, with its padding; 0 when that is not to be had.
 template <class G>
-std::uint64_t end_of_blocks(const checked_file& file, const file_map& map, std::size_t row) {
-  const auto events = static_cast<std::uint32_t>(map.channels[row].count);
-  if (events == 0 || events > map.row_length) return 0;
-  const std::uint64_t head =
-      file.word(place_of_entry(map, row, events - 1) + offsetof(ravo_event_chan_ptr_entry, chhd));
-  if (head == 0 || !file.holds(head, sizeof(typename G::subhead))) return 0;
-  const std::uint64_t length = file.word(head + offsetof(typename G::subhead, ldata));
-  return up_to_word(head + length);
+bool is_block_of(const checked_file& file, std::uint64_t offset, const std::string& channel) {
+  char name[sizeof(G::subhead::chname)];
+  if (!file.holds(offset, sizeof(typename G::subhead) + tail_size)) return false;
+  file.read(offset, name, sizeof name);
+  return channel.compare(0, std::string::npos, name, strnlen(name, sizeof name)) == 0;
+}
+
+// Where the blocks of a row end; behind the last one there may be padding.
+struct blocks_end {
+  std::uint64_t without_padding = 0;
+  std::uint64_t with_padding = 0;
+
+  bool is(std::uint64_t offset) const { return offset >= without_padding && offset <= with_padding; }
+};
+
+// Blocks may stand in any order. A few pointers may lead to what is no block of the channel.
+template <class G>
+std::optional<blocks_end> end_of_blocks(const checked_file& file, const file_map& map, std::size_t row,
+                                        std::uint64_t next_part) {
+  constexpr int most_tries = 16;
+  int tries = 0;
+  for (const std::uint32_t block : blocks_of_row(file, map, row)) {
+    if (block >= next_part) continue;
+    if (++tries > most_tries) break;
+    if (!is_block_of<G>(file, block, map.channels[row].name)) continue;
+    const std::uint64_t end =
+        std::uint64_t{block} + file.word(block + offsetof(typename G::subhead, ldata));
+    return blocks_end{end, up_to_word(end)};
+  }
+  return std::nullopt;
 }
 
 template <class G>
@@ -62,24 +87,25 @@ void check_head(const checked_file& file, file_map& map, std::size_t row, findin
   const std::uint32_t marker = file.word(channel.basket);
   const std::uint32_t length = file.word(channel.basket + 4);
   const std::uint64_t stated = channel.basket + length;
-  const std::uint64_t found = end_of_blocks<G>(file, map, row);
-  const auto next = std::upper_bound(map.part_begins.begin(), map.part_begins.end(), channel.basket);
-  const bool holds_another = next != map.part_begins.end() && *next < stated;
+  const auto behind = std::upper_bound(map.part_begins.begin(), map.part_begins.end(), channel.basket);
+  const std::uint64_t next = behind == map.part_begins.end() ? file.size() - tail_size : *behind;
+  const bool holds_another = next < stated;
   const bool is_possible =
       length >= basket_head && file.holds(channel.basket, length + tail_size) && !holds_another;
-  const bool ends_well = next != map.part_begins.end() && *next == stated;
+  const bool ends_well = behind != map.part_begins.end() && next == stated;
   channel.basket_end = stated;
   if (marker != RAVO_CHANNEL_BASKET_PATTERN) wrong(fmt::format("its marker is 0x{:08x}", marker));
-  if (is_possible && (ends_well || stated == found)) return;
+  if (is_possible && ends_well) return;
+  const auto found = end_of_blocks<G>(file, map, row, next);
+  if (is_possible && found && found->is(stated)) return;
   // Neither marker nor length: there is no basket here, the pointer is wrong.
   if (marker != RAVO_CHANNEL_BASKET_PATTERN) {
     channel.is_usable = false;
     return;
   }
   wrong(fmt::format("its length is {}", length));
-  const bool is_found = found > channel.basket && file.holds(found, tail_size) &&
-                        (next == map.part_begins.end() || found <= *next);
-  channel.basket_end = is_found ? found : next != map.part_begins.end() ? *next : file.size() - tail_size;
+  const bool is_found = found && found->without_padding <= next;
+  channel.basket_end = is_found ? std::min(found->with_padding, next) : next;
 }
 
 std::string name_of(const file_map& map, const part& one) {
@@ -121,6 +147,7 @@ void check_first_basket(const file_map& map, finding_list& findings) {
 
 }  // namespace
 
+template <class G>
 void find_baskets(const checked_file& file, file_map& map, finding_list& findings) {
   if (!map.has_pointers || map.row_length == 0) return;
   for (std::size_t row = 0; row < map.channels.size(); ++row) {
@@ -130,14 +157,22 @@ void find_baskets(const checked_file& file, file_map& map, finding_list& finding
     if (first < basket_head || !file.holds(first, tail_size)) continue;
     channel.basket = first - basket_head;
     if (is_basket(file, first)) continue;
-    const std::uint32_t lowest = lowest_block(file, map, row);
+    const std::vector<std::uint32_t> blocks = blocks_of_row(file, map, row);
+    const std::uint32_t lowest = blocks.empty() ? first : blocks.back();
     if (lowest == first || !is_basket(file, lowest)) continue;
     channel.basket = lowest - basket_head;
-    findings.add(finding_kind::pointer_block, {channel.name, {}, at}, [&] {
+    // Where it is another of the channel's blocks, no pointer is wrong: the blocks stand in the wrong
+    // order.
+    const finding_kind kind = is_block_of<G>(file, first, channel.name) ? finding_kind::basket_first_block
+                                                                        : finding_kind::pointer_block;
+    findings.add(kind, {channel.name, {}, at}, [&] {
       return fmt::format("the first one leads to {}, and the basket is at {}", first, channel.basket);
     });
   }
 }
+
+template void find_baskets<generation_2009>(const checked_file&, file_map&, finding_list&);
+template void find_baskets<generation_2010>(const checked_file&, file_map&, finding_list&);
 
 template <class G>
 void check_baskets(const checked_file& file, file_map& map, finding_list& findings) {

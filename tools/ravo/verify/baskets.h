@@ -11,6 +11,7 @@ namespace ravo::verify {
 
 /// Sets where the baskets of the channels are: by the first pointer of a row, or, when no basket is there,
 /// by the one that leads farthest to the front. 0: there is none, or it leads nowhere.
+template <class G>
 void find_baskets(const checked_file& file, file_map& map, finding_list& findings);
 
 /// Sets how long the baskets are that were found, and which of them are usable.

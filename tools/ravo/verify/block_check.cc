@@ -4,9 +4,11 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <mutex>
 #include <new>
+#include <string_view>
 
 #include "byte_view.h"
 #include "ravo_daq/generation_2009.h"
@@ -14,7 +16,9 @@
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
 #include "ravo_payload.h"
+#include "verify/instants.h"
 #include "verify/limits.h"
+#include "verify/texts.h"
 
 namespace ravo::verify {
 namespace {
@@ -30,6 +34,67 @@ constexpr int lzo_output_overrun = -5;
 bool may_be_compressed(const data_type& type) {
   return type.shape != payload_shape::update && type.shape != payload_shape::update_older &&
          type.shape != payload_shape::environment;
+}
+
+// Bytes of the data that readers hand out in the shape of an update; 0 of other types.
+template <class G>
+std::size_t size_of_reading(std::int32_t dtype) {
+  if (dtype == RAVO_ENV_BLOCK) return sizeof(ravo_env_data_block_2010);
+  const bool is_update =
+      dtype == G::update_dtype || dtype == G::begin_of_run_dtype || dtype == G::end_of_run_dtype;
+  return is_update ? sizeof(typename G::update_block) : 0;
+}
+
+template <class Record>
+std::optional<Record> record_at(std::span<const unsigned char> data, std::size_t offset = 0) {
+  if (data.size() < offset || data.size() - offset < sizeof(Record)) return std::nullopt;
+  Record record;
+  std::memcpy(&record, data.data() + offset, sizeof record);
+  return record;
+}
+
+// Of data in host order whose layout was checked.
+bool has_spare_words(payload_shape shape, std::span<const unsigned char> data) {
+  if (shape == payload_shape::spectrum) {
+    const auto head = record_at<ravo_spect_head_2010>(data);
+    return head && head->spare != 0;
+  }
+  if (shape != payload_shape::image_ext) return false;
+  const auto head = record_at<ravo_image_ext_frame_head>(data);
+  const auto bits = [](float value) { return std::bit_cast<std::uint32_t>(value); };
+  return head && (bits(head->fspare2) | bits(head->fspare3) | bits(head->fspare4) |
+                  static_cast<std::uint32_t>(head->ispare2 | head->ispare3 | head->ispare4)) != 0;
+}
+
+std::string_view text_at(std::span<const unsigned char> data, std::size_t offset, std::size_t width) {
+  if (offset >= data.size()) return {};
+  const auto* text = reinterpret_cast<const char*>(data.data()) + offset;
+  return {text, strnlen(text, std::min(width, data.size() - offset))};
+}
+
+// The first text of a block that is not UTF-8, by what it is; null when there is none.
+const char* find_misspelt(payload_shape shape, std::span<const unsigned char> data) {
+  const auto is_bad = [&](std::size_t offset, std::size_t width) {
+    return !is_utf8(text_at(data, offset, width));
+  };
+  switch (shape) {
+    case payload_shape::update:
+      return is_bad(0, sizeof(ravo_upd_data_block_2010::upd_prop)) ? "name of a property" : nullptr;
+    case payload_shape::update_older:
+      return is_bad(0, sizeof(ravo_upd_data_block::upd_prop)) ? "name of a property" : nullptr;
+    case payload_shape::text:
+      return is_bad(0, data.size()) ? "text" : nullptr;
+    case payload_shape::name_value: {
+      if (is_bad(offsetof(ravo_name_value_block, comment), sizeof(ravo_name_value_block::comment)))
+        return "comment";
+      for (std::size_t at = sizeof(ravo_name_value_block); at < data.size();
+           at += sizeof(ravo_name_value_channel))
+        if (is_bad(at, sizeof(ravo_name_value_channel::name))) return "name of a value";
+      return nullptr;
+    }
+    default:
+      return nullptr;
+  }
 }
 
 }  // namespace
@@ -64,7 +129,7 @@ std::optional<block_head> block_checker<G>::check_head(
     return std::nullopt;
   }
   block_head head = read_head(offset);
-  if (!check_type(head) || !check_length(head, next())) return std::nullopt;
+  if (!check_type(head) || !check_length(head, next()) || !check_reading_length(head)) return std::nullopt;
   if (head.is_compressed() && !check_zip_header(head)) return std::nullopt;
   return head;
 }
@@ -120,6 +185,20 @@ bool block_checker<G>::check_length(const block_head& head, const std::optional<
   });
 }
 
+// Readers take as many bytes as a reading has, whatever the block's length says.
+template <class G>
+bool block_checker<G>::check_reading_length(const block_head& head) {
+  const std::size_t data = size_of_reading<G>(head.dtype);
+  if (data == 0 || head.is_compressed() || head.length == head_size + data) return true;
+  if (head.length < head_size + data)
+    return wrong(finding_kind::block_length, head.offset, [&] {
+      return fmt::format("it is {}, where a reading takes {}", head.length, head_size + data);
+    });
+  wrong(finding_kind::block_reading_length, head.offset,
+        [&] { return fmt::format("it is {}, where a reading takes {}", head.length, head_size + data); });
+  return true;
+}
+
 template <class G>
 bool block_checker<G>::check_zip_header(block_head& head) {
   if (!may_be_compressed(*head.type))
@@ -129,6 +208,9 @@ bool block_checker<G>::check_zip_header(block_head& head) {
   if ((zip.zip_flags & (RAVO_ZIP_ZLIB | RAVO_ZIP_LZO1X)) == 0)
     return wrong(finding_kind::block_zip_header, head.offset,
                  [&] { return fmt::format("no known compression, flags 0x{:x}", zip.zip_flags); });
+  if ((zip.zip_flags & ~(RAVO_ZIP_ZLIB | RAVO_ZIP_LZO1X)) != 0)
+    wrong(finding_kind::block_zip_flags, head.offset,
+          [&] { return fmt::format("flags 0x{:x}", zip.zip_flags); });
   if (zip.zipp_length != head.length - head_size - zip_size)
     return wrong(finding_kind::block_zip_header, head.offset, [&] {
       return fmt::format("{} compressed bytes, where the block has {}", zip.zipp_length,
@@ -189,7 +271,14 @@ bool block_checker<G>::decode(const led_to& block, const block_head& head, block
       {data_.at(head.offset, head.length), head.length, static_cast<unsigned long>(head.offset)}};
   const decode_result<G> result = decode_block<G>(source, block.at, channel_.name.c_str(), -1);
   const bool is_good = judge(result, head);
-  if (is_good) take_frame(*result.block, head.offset, data);
+  if (is_good) {
+    take_frame(*result.block, head.offset, data);
+    const std::span<const unsigned char> decoded(
+        reinterpret_cast<const unsigned char*>(result.block.get() + 1),
+        static_cast<std::size_t>(result.block->ldata) - head_size);
+    check_spare_words(head, decoded);
+    check_texts(head, decoded);
+  }
   if (alone.owns_lock()) data_.release();  // before the next one's turn
   return is_good;
 }
@@ -255,6 +344,17 @@ void block_checker<G>::take_frame(const subhead& block, std::uint64_t offset, bl
   if (repeats_.is_repeat(found->pixels)) wrong(finding_kind::channel_frozen, offset, "");
 }
 
+template <class G>
+void block_checker<G>::check_spare_words(const block_head& head, std::span<const unsigned char> data) {
+  if (has_spare_words(head.type->shape, data)) wrong(finding_kind::block_spare_words, head.offset, "");
+}
+
+template <class G>
+void block_checker<G>::check_texts(const block_head& head, std::span<const unsigned char> data) {
+  if (const char* what = find_misspelt(head.type->shape, data))
+    wrong(finding_kind::text_encoding, head.offset, what);
+}
+
 // When the reading was taken, where the server says so.
 template <class G>
 std::optional<time_stamp> block_checker<G>::time_of(const block_head& head) {
@@ -275,6 +375,9 @@ std::optional<time_stamp> block_checker<G>::time_of(const block_head& head) {
   time_stamp time;
   if (head.length < at + sizeof time) return std::nullopt;
   ravo_swap4(data_.at(head.offset, head.length) + at, &time, sizeof time / 4);
+  if (!is_proper(time))
+    wrong(finding_kind::block_reading_time, head.offset,
+          [&] { return fmt::format("{} microseconds", time.timelow); });
   return time.timeup != 0 || time.timelow != 0 ? std::optional(time) : std::nullopt;
 }
 

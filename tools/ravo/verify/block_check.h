@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <utility>
 
 #include "decode/decode_block.h"
@@ -76,6 +77,7 @@ class block_checker {
   block_head read_head(std::uint64_t offset);
   bool check_type(block_head& head);
   bool check_length(const block_head& head, const std::optional<std::uint64_t>& next);
+  bool check_reading_length(const block_head& head);
   bool check_zip_header(block_head& head);
   void find_index();
   bool bears_index(const block_head& head);
@@ -86,6 +88,8 @@ class block_checker {
   bool tell_unzip_failure(const decode_result<G>& result, const block_head& head);
   void take_frame(const subhead& block, std::uint64_t offset, block_data& data);
   std::optional<time_stamp> time_of(const block_head& head);
+  void check_spare_words(const block_head& head, std::span<const unsigned char> data);
+  void check_texts(const block_head& head, std::span<const unsigned char> data);
 
   template <class Detail>
   bool wrong(finding_kind kind, std::uint64_t offset, Detail&& detail) {

@@ -3,8 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <optional>
 #include <set>
@@ -83,7 +85,8 @@ class run_search {
     if (run && (*run < wanted_.first || *run > wanted_.last)) return;
     if (run) known_.insert(*run);
     is_damaged_ = true;
-    add(finding_kind::catalogue_damaged, problem.file, problem.text);
+    add(problem.unreadable ? finding_kind::catalogue_unreadable : finding_kind::catalogue_damaged,
+        problem.file, problem.text);
   }
 
   void tell_unknown() {
@@ -122,6 +125,7 @@ class run_search {
     std::set<std::string> lacking;
     while (const char* const name = names.next())
       if (is_lacking(name)) lacking.insert(name);
+    if (!names.is_readable()) add(finding_kind::folder_unreadable, folder, std::strerror(errno));
     for (const std::string& name : lacking) take_lacking(folder + "/" + name);
   }
 

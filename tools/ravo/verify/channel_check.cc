@@ -27,6 +27,12 @@ bool is_empty(const pointers& entry) {
 }
 
 template <class G>
+std::uint64_t place_in_dictionary(const file_map& map, std::size_t row, std::size_t field) {
+  return map.reference.cdt_ref + sizeof(typename G::dictionary_table) +
+         row * sizeof(typename G::dictionary_entry) + field;
+}
+
+template <class G>
 class channel_checker {
  public:
   channel_checker(channel_surroundings& around, std::size_t row)
@@ -46,7 +52,10 @@ class channel_checker {
     for (std::uint32_t i = 0; i < entries; ++i) follow(i);
     judge_row();
     for (std::size_t i = 0; i < row_targets_.size(); ++i) check_event(i);
-    if (entries > 0) check_masks();
+    if (entries > 0)
+      check_masks();
+    else if (channel_.count == 0)
+      check_idle_mask<G>(map_, row_, findings_);
     check_readings();
     find_shifts(channel_.name, stamps_, around_.usual, findings_);
     around_.report(unreported_);
@@ -85,9 +94,8 @@ class channel_checker {
   }
 
   void tell_count(std::uint32_t events) {
-    const std::uint64_t at = map_.reference.cdt_ref + sizeof(typename G::dictionary_table) +
-                             row_ * sizeof(typename G::dictionary_entry) +
-                             offsetof(typename G::dictionary_entry, count);
+    const std::uint64_t at =
+        place_in_dictionary<G>(map_, row_, offsetof(typename G::dictionary_entry, count));
     findings_.add(finding_kind::dictionary_count, {channel_.name, {}, at},
                   fmt::format("it is {}, and {} events have pointers", channel_.count, events));
   }
@@ -231,9 +239,7 @@ class channel_checker {
       // Of what could not be looked at, the type is not known.
       const std::uint32_t unseen = has_bad_block_ ? 0 : stated & ~seen;
       if ((seen & ~stated) == 0 && unseen == 0) return;
-      const std::uint64_t at = map_.reference.cdt_ref + sizeof(typename G::dictionary_table) +
-                               row_ * sizeof(typename G::dictionary_entry) + field;
-      findings_.add(kind, {channel_.name, {}, at},
+      findings_.add(kind, {channel_.name, {}, place_in_dictionary<G>(map_, row_, field)},
                     fmt::format("it is 0x{:x} instead of 0x{:x}", stated, seen));
     };
     check(finding_kind::dictionary_event_mask, offsetof(typename G::dictionary_entry, ev_mask),
@@ -275,6 +281,19 @@ class channel_checker {
 };
 
 }  // namespace
+
+template <class G>
+void check_idle_mask(const file_map& map, std::size_t row, finding_list& findings) {
+  const channel_entry& channel = map.channels[row];
+  if (channel.event_mask == 0) return;
+  const std::uint64_t at =
+      place_in_dictionary<G>(map, row, offsetof(typename G::dictionary_entry, ev_mask));
+  findings.add(finding_kind::dictionary_idle_mask, {channel.name, {}, at},
+               [&] { return fmt::format("it is 0x{:x}", channel.event_mask); });
+}
+
+template void check_idle_mask<generation_2009>(const file_map&, std::size_t, finding_list&);
+template void check_idle_mask<generation_2010>(const file_map&, std::size_t, finding_list&);
 
 template <class G>
 finding_list check_channel(channel_surroundings& around, std::size_t row) {

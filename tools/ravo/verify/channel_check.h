@@ -48,6 +48,10 @@ struct channel_surroundings {
 template <class G>
 finding_list check_channel(channel_surroundings& around, std::size_t row);
 
+/// Of a channel that has no event: it names no event types.
+template <class G>
+void check_idle_mask(const file_map& map, std::size_t row, finding_list& findings);
+
 }  // namespace ravo::verify
 
 #endif

@@ -11,8 +11,20 @@
 
 namespace ravo::verify {
 
+namespace {
+
+// What the system says of an open file. Throws file_lost when it refuses to say.
+struct stat state_of(int file) {
+  struct stat now {};
+  if (uninterrupted::fstat(file, &now) != 0) throw file_lost(std::strerror(errno));
+  return now;
+}
+
+}  // namespace
+
 checked_file::checked_file(const std::string& path) : file_(path.c_str()) {
-  if (file_ < 0 || uninterrupted::fstat(file_, &about_) != 0) throw file_lost(std::strerror(errno));
+  if (file_ < 0) throw file_lost(std::strerror(errno));
+  about_ = state_of(file_);
   if (S_ISDIR(about_.st_mode)) throw file_lost("it is a folder");
   if (!S_ISREG(about_.st_mode)) throw file_lost("it is no regular file");
 }
@@ -40,9 +52,9 @@ std::uint32_t checked_file::word(std::uint64_t offset) const {
 }
 
 bool checked_file::has_changed() const {
-  struct stat now {};
-  return uninterrupted::fstat(file_, &now) != 0 || now.st_size != about_.st_size ||
-         now.st_mtim.tv_sec != about_.st_mtim.tv_sec || now.st_mtim.tv_nsec != about_.st_mtim.tv_nsec;
+  const struct stat now = state_of(file_);
+  return now.st_size != about_.st_size || now.st_mtim.tv_sec != about_.st_mtim.tv_sec ||
+         now.st_mtim.tv_nsec != about_.st_mtim.tv_nsec;
 }
 
 const unsigned char* window::at(std::uint64_t offset, std::size_t length) {

@@ -42,7 +42,8 @@ class checked_file {
   void read(std::uint64_t offset, void* into, std::size_t length) const;
   /// A big-endian word that the file holds.
   std::uint32_t word(std::uint64_t offset) const;
-  /// Whether size or time of change are no longer what they were.
+  /// Whether size or time of change are no longer what they were. Throws file_lost when the system refuses
+  /// to say.
   bool has_changed() const;
 
   /// Bytes that were read so far, also by other threads.

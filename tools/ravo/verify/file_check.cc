@@ -80,7 +80,11 @@ void check_contents(const checked_file& file, depth deep, unsigned threads, told
   result.are_channels_known = map->has_dictionary;
   for (const channel_entry& channel : map->channels)
     if (channel.count > 0) result.channels_with_data.push_back(channel.name);
-  if (!map->has_pointers || map->events.empty()) return;
+  if (!map->has_pointers || map->events.empty()) {
+    for (std::size_t row = 0; row < map->channels.size(); ++row)
+      if (map->channels[row].count == 0) check_idle_mask<G>(*map, row, result.findings);
+    return;
+  }
 
   channel_surroundings around(file, *map, deep);
   std::atomic<bool> is_over{false};
@@ -99,10 +103,13 @@ void check_contents(const checked_file& file, depth deep, unsigned threads, told
     are_all_known = false;
     tell_too_much(file, result.findings);
   }
+  // Whether a block may be missing in the sums. What is wrong with a block whose length is known does not
+  // matter.
   const auto depends_on_all = [](const finding& one) {
-    return row_of(one.kind).how_bad == severity::damaged &&
-           one.kind != finding_kind::dictionary_event_mask &&
-           one.kind != finding_kind::dictionary_type_mask && one.kind != finding_kind::environment_index;
+    using enum finding_kind;
+    return row_of(one.kind).how_bad == severity::damaged && one.kind != dictionary_event_mask &&
+           one.kind != dictionary_type_mask && one.kind != environment_index &&
+           one.kind != block_reading_time;
   };
   for (finding_list& one : of_channels) {
     for (const finding& what : one.list()) are_all_known = are_all_known && !depends_on_all(what);
@@ -111,6 +118,15 @@ void check_contents(const checked_file& file, depth deep, unsigned threads, told
   result.blocks = around.blocks;
   if (are_all_known && !result.findings.has(finding_kind::table_overlap))
     check_sums<G>(around, result.findings);
+}
+
+// Whether the file is another one than when it was opened; not, when the system refuses to say.
+bool is_known_to_have_changed(const std::optional<checked_file>& file) {
+  try {
+    return file && file->has_changed();
+  } catch (const file_lost&) {
+    return false;
+  }
 }
 
 void forget(file_result& result) {
@@ -138,7 +154,7 @@ file_result check_file(const std::string& path, depth deep, unsigned threads, co
   } catch (const read_too_much&) {
     tell_too_much(*file, result.findings);
   } catch (const file_lost& lost) {
-    const bool has_changed = file && file->has_changed();
+    const bool has_changed = is_known_to_have_changed(file);
     // What was found in a file that changes under one's eyes says nothing, nor do its events.
     forget(result);
     result.findings.add(has_changed ? finding_kind::file_changed : finding_kind::file_unreadable, {},

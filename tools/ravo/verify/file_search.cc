@@ -54,6 +54,8 @@ class folder_walk {
       folders_.push_back(path);
     else if (std::string_view(path).ends_with(".raw") && !is_folder(path))
       here_.push_back(path);
+    else if (!is_known && errno != ENOENT)  // perhaps a folder, with files in it
+      refuse(path, std::strerror(errno));
   }
 
   found_files& found_;

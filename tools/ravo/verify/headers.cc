@@ -3,19 +3,20 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "byte_view.h"
 #include "ravo_daq/generation_2009.h"
 #include "ravo_daq/generation_2010.h"
 #include "verify/instants.h"
 #include "verify/limits.h"
+#include "verify/texts.h"
 
 namespace ravo::verify {
 namespace {
 
 constexpr std::size_t basket_head = sizeof(ravo_event_header_basket);
 constexpr std::size_t read_ahead = 256 << 10;
-constexpr std::uint32_t microseconds_in_second = 1'000'000;
 constexpr std::uint64_t tail_size = 4;
 
 time_stamp time_at(const byte_view& bytes, std::size_t offset) {
@@ -137,9 +138,10 @@ class header_reader {
     if (const std::uint32_t marker = word(0); marker != G::event_header_pattern)
       findings_.add(finding_kind::event_marker, {{}, event.number, at},
                     [&] { return fmt::format("it is 0x{:08x}", marker); });
-    if (event.time.timelow >= microseconds_in_second)
+    if (!is_proper(event.time))
       findings_.add(finding_kind::event_time, {{}, event.number, at},
                     [&] { return fmt::format("{} microseconds", event.time.timelow); });
+    if (!has_time(event.time)) findings_.add(finding_kind::event_no_time, {{}, event.number, at}, "");
     map_.events.push_back(event);
   }
 
@@ -227,12 +229,17 @@ class header_reader {
                            word_order::file));
     if (map_.servers_belong) give_servers_to_events();
     check_names();
+    check_times();
   }
 
   void add_server(const byte_view& bytes) {
     const auto word = [&](std::size_t offset) { return *bytes.at<std::int32_t>(offset); };
-    if (!bytes.has_text(offsetof(server_head, server), sizeof(server_head::server)))
+    const auto* name = reinterpret_cast<const char*>(bytes.data()) + offsetof(server_head, server);
+    const std::size_t length = strnlen(name, sizeof(server_head::server));
+    if (length == sizeof(server_head::server))
       nameless_.push_back(map_.servers.size());
+    else if (!is_utf8({name, length}))
+      misspelt_.push_back(map_.servers.size());
     map_.servers.push_back({time_at(bytes, offsetof(server_head, time)),
                             word(offsetof(server_head, ltotal)), word(offsetof(server_head, mpulse)),
                             word(offsetof(server_head, nchan))});
@@ -245,18 +252,32 @@ class header_reader {
         map_.servers[next++].event = static_cast<std::uint32_t>(i);
   }
 
+  place place_of_server(std::size_t i, std::size_t field) const {
+    place where{{}, {}, map_.servers_offset + i * server_size + field};
+    if (map_.servers_belong) where.event = map_.events[map_.servers[i].event].number;
+    return where;
+  }
+
   void check_names() {
-    for (const std::size_t i : nameless_) {
-      place where{{}, {}, map_.servers_offset + i * server_size + offsetof(server_head, server)};
-      if (map_.servers_belong) where.event = map_.events[map_.servers[i].event].number;
-      findings_.add(finding_kind::server_name, where, "");
-    }
+    constexpr std::size_t name = offsetof(server_head, server);
+    for (const std::size_t i : nameless_)
+      findings_.add(finding_kind::server_name, place_of_server(i, name), "");
+    for (const std::size_t i : misspelt_)
+      findings_.add(finding_kind::text_encoding, place_of_server(i, name), "name of a server");
+  }
+
+  void check_times() {
+    for (std::size_t i = 0; i < map_.servers.size(); ++i)
+      if (const time_stamp time = map_.servers[i].time; !is_proper(time))
+        findings_.add(finding_kind::server_time, place_of_server(i, offsetof(server_head, time)),
+                      [&] { return fmt::format("{} microseconds", time.timelow); });
   }
 
   const checked_file& file_;
   file_map& map_;
   finding_list& findings_;
-  std::vector<std::size_t> nameless_;
+  std::vector<std::size_t> nameless_;  // servers whose name has no end
+  std::vector<std::size_t> misspelt_;  // and those whose name is not UTF-8
 };
 
 }  // namespace

@@ -8,6 +8,11 @@
 
 namespace ravo::verify {
 
+inline constexpr std::uint32_t microseconds_in_second = 1'000'000;
+/// Whether a clock can say this.
+inline bool is_proper(time_stamp time) { return time.timelow < microseconds_in_second; }
+inline bool has_time(time_stamp time) { return time.timeup != 0; }
+
 inline std::int64_t microseconds(time_stamp time) {
   return std::int64_t{1'000'000} * time.timeup + std::int64_t{time.timelow};
 }

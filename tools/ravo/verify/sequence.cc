@@ -88,7 +88,10 @@ type_sequence check_sequence(const type_entry& type, finding_list& findings) {
   check_limits(type, findings);
   if (type.events.empty()) return sequence;
   sequence.first_number = type.events.front().event_number;
-  sequence.first = type.events.front().time;
+  // Events without a time stand first.
+  const auto timed = std::find_if(type.events.begin(), type.events.end(),
+                                  [](const listed_event& one) { return has_time(one.time); });
+  sequence.first = timed == type.events.end() ? time_stamp{} : timed->time;
   sequence.last = type.events.back().time;
   const std::vector<numbered> sorted = sort_by_number(type);
   sequence.goes_back = check_order(type, sorted, findings);
@@ -118,14 +121,14 @@ void check_succession(const type_sequence& before, const type_sequence& here, fi
   if (!both.empty())
     findings.add(finding_kind::event_duplicate, {{}, both.front(), here.first_offset},
                  fmt::format("{}, also in the file before", name_of(here.type)), both.size());
-  if (is_before(here.first, before.last))
+  if (has_time(here.first) && is_before(here.first, before.last))
     findings.add(finding_kind::event_time_back, {{}, here.first_number, here.first_offset},
                  fmt::format("{}, against the file before", name_of(here.type)));
   if (before.numbers.empty() || here.first_number == 0 || !both.empty() || before.goes_back) return;
   const std::uint32_t last = before.numbers.back(), first = here.first_number;
   const std::uint32_t step = before.step == 0 || before.step == here.step ? here.step : before.step;
   if (first < last) {
-    if (!is_before(here.first, before.last))
+    if (!has_time(here.first) || !is_before(here.first, before.last))
       findings.add(finding_kind::event_number_back, {{}, first, here.first_offset},
                    fmt::format("{}, behind {} of the file before", name_of(here.type), last));
   } else if (const auto count = missing_between(last, first, step); count > 0) {

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <new>
 #include <unordered_set>
@@ -15,11 +16,13 @@
 #include "verify/baskets.h"
 #include "verify/headers.h"
 #include "verify/limits.h"
+#include "verify/texts.h"
 
 namespace ravo::verify {
 namespace {
 
 constexpr std::uint64_t tail_size = 4;
+constexpr std::uint32_t no_key = 0;  // any number of channels may have none
 
 std::string status_text(int status) {
   return fmt::format("{}, status {}", ravo_evutl_status_text(status), status);
@@ -46,7 +49,7 @@ class table_loader {
     load_pointers();
     load_environment();
     check_descriptions();
-    find_baskets(file_, map_, findings_);
+    find_baskets<G>(file_, map_, findings_);
     find_part_begins();
     read_headers<G>(file_, map_, findings_);
     check_reference_to_types();
@@ -58,10 +61,10 @@ class table_loader {
   long length() const { return static_cast<long>(file_.size()); }
   const ravo_file_reference_table_2010* reference() const { return &map_.reference; }
 
-  // A table that could not be read because the file changed is no damaged table, nor is one for which there
-  // is no memory.
+  // A table that the machine did not read says nothing of the file, nor does one for which there is no
+  // memory. Called right after the operation that gave the status: errno is its.
   void throw_unless_about_the_file(int status) const {
-    if (status == RAVO_TABLE_UNREADABLE && file_.has_changed()) throw file_lost("it has become shorter");
+    if (status == RAVO_TABLE_UNREADABLE) throw file_lost(std::strerror(errno));
     if (status == RAVO_TABLE_NO_MEMORY || status == RAVO_XML_NO_MEMORY) throw std::bad_alloc();
   }
 
@@ -220,7 +223,10 @@ class table_loader {
       const auto& one = entries[i];
       map_.channels.push_back({one.chan_name, one.key, one.ev_mask, one.dtype_mask, one.count});
       check_name(map_.channels.back().name, names.insert(one.chan_name).second, place_of_row(i));
-      if (!keys.insert(one.key).second)
+      if (!is_utf8(map_.channels.back().name))
+        findings_.add(finding_kind::text_encoding, {one.chan_name, {}, place_of_row(i)},
+                      "name of a channel");
+      if (one.key != no_key && !keys.insert(one.key).second)
         findings_.add(finding_kind::dictionary_key, {one.chan_name, {}, place_of_row(i)},
                       [&] { return fmt::format("key {}", one.key); });
     }
@@ -292,9 +298,13 @@ class table_loader {
         (static_cast<std::size_t>(table->length) - sizeof *table) / sizeof(ravo_env_dictionary_entry_2010);
     // Keys of channels that the file does not hold are none of its business.
     std::unordered_set<std::uint32_t> keys;
-    for (const channel_entry& channel : map_.channels) keys.insert(channel.key);
+    for (const channel_entry& channel : map_.channels)
+      if (channel.key != no_key) keys.insert(channel.key);
     for (std::size_t i = 0; i < count; ++i) {
       const ravo_env_dictionary_entry_2010& one = table->dictionary_entry()[i];
+      if (one.index < 0)
+        findings_.add(finding_kind::environment_negative, {{}, {}, offset + sizeof *table + i * sizeof one},
+                      [&] { return fmt::format("key {}, index {}", one.key, one.index); });
       if (keys.contains(one.key) && !map_.environment.emplace(one.key, one.index).second)
         findings_.add(finding_kind::environment_key, {{}, {}, offset + sizeof *table + i * sizeof one},
                       [&] { return fmt::format("key {}", one.key); });

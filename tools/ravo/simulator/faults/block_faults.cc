@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "simulator/faults/choice.h"
+#include "simulator/faults/moved_basket.h"
 
 namespace ravo::simulator {
 namespace {
@@ -177,6 +178,104 @@ findings swapped_readings(raw_image& image) {
   return {{"channel.time_back", channel.name, number_of(image, before.event), before.block}};
 }
 
+// Where an update has its time: behind the name and the status.
+std::uint32_t time_of_update(const raw_image& image) { return (image.is_older ? 80 : 256) + 4; }
+constexpr std::uint32_t time_of_reading = 8;
+
+findings split_second(raw_image& image, std::vector<std::uint32_t> types, std::uint32_t time) {
+  constexpr std::size_t fewest = 1;  // updates are rare
+  const image_channel& channel = choose_channel(image, stored::plain, std::move(types), fewest);
+  const chosen_block block = block_of(image, channel, channel.events[middle(channel.events)]);
+  image.add(block.entry.data + time, -1);
+  image.add(block.entry.data + time + 4, 1'000'000);
+  return tell(block, "block.reading_time");
+}
+findings reading_microseconds(raw_image& image) { return split_second(image, {3}, time_of_reading); }
+findings update_microseconds(raw_image& image) {
+  return split_second(image, {1, 33}, time_of_update(image));
+}
+
+findings misspelt_property(raw_image& image) {
+  constexpr std::size_t fewest = 1;
+  const image_channel& channel = choose_channel(image, stored::plain, {1, 33}, fewest);
+  const chosen_block block = block_of(image, channel, channel.events[middle(channel.events)]);
+  image.bytes.at(block.entry.data) = 0xff;
+  return tell(block, "text.encoding");
+}
+
+// Changes a word of what a zlib block holds; the sums of its event and its server count the new length.
+void put_compressed(raw_image& image, image_channel& channel, std::size_t chosen, std::uint32_t at,
+                    std::uint32_t value) {
+  const std::uint32_t head = image.layout.block_head;
+  std::int64_t longer = 0;
+  std::vector<std::size_t> order(channel.events.size());
+  for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+  const image_entry& entry = channel.events[chosen];
+  const std::uint32_t length = image.word(image.length(entry)),
+                      packed = image.word(entry.data + compressed_length);
+  move_basket(image, channel, order, [&](std::size_t event, std::vector<unsigned char>& block) {
+    if (event != chosen) return;
+    std::vector<unsigned char> data(image.word(entry.data + original_length));
+    uLongf room = data.size();
+    uncompress(data.data(), &room, block.data() + head + compressed_bytes, packed);
+    for (std::uint32_t i = 0; i < 4; ++i) data[at + i] = static_cast<unsigned char>(value >> (24 - 8 * i));
+    uLongf now = compressBound(room);
+    block.resize(head + compressed_bytes + now);
+    compress(block.data() + head + compressed_bytes, &now, data.data(), room);
+    longer = static_cast<std::int64_t>(now) - std::int64_t{packed};
+    block.resize((head + compressed_bytes + now + 3) / 4 * 4);
+  });
+  image.put(image.length(entry), static_cast<std::uint32_t>(length + longer));
+  image.add(entry.data + compressed_length, longer);
+  for (const std::uint32_t sum : {entry.server + server_length, entry.event + header_length})
+    image.add(sum, longer);
+}
+
+// Older spectra have no spare words, the generic spectra of both generations have.
+findings spare_word(raw_image& image) {
+  constexpr std::uint32_t spare = 28, generic_spectrum = 28;
+  if (!image.is_older) {
+    const chosen_block block = choose(image, stored::plain, spectrum_types);
+    image.put(block.entry.data + spare, 1);
+    return tell(block, "block.spare_words");
+  }
+  image_channel& channel = choose_channel(image, stored::anyhow, {generic_spectrum});
+  const std::size_t chosen = middle(channel.events);
+  const image_entry& entry = channel.events[chosen];
+  if (how_stored(image, entry) == stored::plain)
+    image.put(entry.data + spare, 1);
+  else if (how_stored(image, entry) == stored::zlib)
+    put_compressed(image, channel, chosen, spare, 1);
+  else
+    throw simulation_failed(
+        "generic spectra of LZO blocks are not damaged in this way; choose another compression");
+  return tell(block_of(image, channel, channel.events[chosen]), "block.spare_words");
+}
+
+findings more_zip_flags(raw_image& image) {
+  const chosen_block block = choose(image, stored::compressed);
+  image.put(block.entry.data + zip_flags, image.word(block.entry.data + zip_flags) | 4);
+  return tell(block, "block.zip_flags");
+}
+
+// The block of an update has four bytes more than the update; the sums of event and server count them.
+findings long_update(raw_image& image) {
+  constexpr std::size_t fewest = 1;
+  constexpr std::uint32_t more = 4;
+  image_channel& channel = choose_channel(image, stored::plain, {1, 33}, fewest);
+  const std::size_t chosen = middle(channel.events);
+  std::vector<std::size_t> order(channel.events.size());
+  for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+  move_basket(image, channel, order, [&](std::size_t event, std::vector<unsigned char>& block) {
+    if (event == chosen) block.resize(block.size() + more, 0x2a);
+  });
+  const image_entry& entry = channel.events[chosen];
+  for (const std::uint32_t length :
+       {image.length(entry), entry.server + server_length, entry.event + header_length})
+    image.add(length, more);
+  return tell(block_of(image, channel, entry), "block.reading_length");
+}
+
 constexpr fault_kind kinds[] = {
     {"length-block", "wrong length: a plain block", length_plain},
     {"length-block-shorter", "wrong length: a plain block, too short", length_shorter},
@@ -201,6 +300,12 @@ constexpr fault_kind kinds[] = {
     {"wrong-samples", "a spectrum has more samples than bytes", wrong_samples},
     {"reading-index", "an environment reading bears another channel's index", reading_index},
     {"swapped-readings", "two readings of a slow channel have changed places", swapped_readings},
+    {"reading-microseconds", "a reading's time has more than a million microseconds", reading_microseconds},
+    {"update-microseconds", "an update's time has more than a million microseconds", update_microseconds},
+    {"misspelt-property", "the name in a slow reading is not UTF-8", misspelt_property},
+    {"spare-word", "a spare word of a block is not 0", spare_word},
+    {"more-zip-flags", "a zip header has a flag that is not defined", more_zip_flags},
+    {"long-update", "a block is longer than the update that it holds", long_update},
     {"endless-text", "the name in a slow reading has no end", endless_text},
 };
 

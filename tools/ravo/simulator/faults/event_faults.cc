@@ -87,14 +87,43 @@ findings index_limits(raw_image& image) {
   return {{"index.limits", "", {}, type.at}};
 }
 
-// The same moment, said with more than a million microseconds.
+// Puts the same moment with a million microseconds more.
+void split_second(raw_image& image, std::uint32_t time) {
+  image.add(time, -1);
+  image.add(time + 4, 1'000'000);
+}
+
 findings too_many_microseconds(raw_image& image) {
   const chosen_event event = choose_event(image);
-  for (const std::uint32_t at : {event.header + header_time, event.indexed + indexed_time}) {
-    image.add(at, -1);
-    image.add(at + 4, 1'000'000);
-  }
+  for (const std::uint32_t at : {event.header + header_time, event.indexed + indexed_time})
+    split_second(image, at);
   return {{"event.time", "", event.number, event.header}};
+}
+
+findings server_microseconds(raw_image& image) {
+  const chosen_event event = choose_event(image);
+  const std::uint32_t server = first_server(image, event);
+  split_second(image, server + server_time);
+  return {{"server.time", "", event.number, server}};
+}
+
+// The first event of a type: without a time it is before all others.
+findings no_time(raw_image& image) {
+  const image_type& type = beam_events(image);
+  const chosen_event event = event_at(image, type.events.front());
+  put_time(image, event.header + header_time, 0);
+  put_time(image, event.indexed + indexed_time, 0);
+  put_time(image, type.at + 4, 0);
+  for (const std::uint32_t server : servers_of(image, event.header))
+    put_time(image, server + server_time, 0);
+  return {{"event.no_time", "", event.number, event.header}};
+}
+
+findings misspelt_server(raw_image& image) {
+  const chosen_event event = choose_event(image);
+  const std::uint32_t name = first_server(image, event) + server_name;
+  image.bytes.at(name) = 0xff;
+  return {{"text.encoding", "", event.number, name}};
 }
 
 findings servers_more(raw_image& image) {
@@ -261,6 +290,9 @@ constexpr fault_kind kinds[] = {
     {"index-limits", "the index says a wrong last event", index_limits},
     {"too-many-microseconds", "an event's time has more than a million microseconds",
      too_many_microseconds},
+    {"server-microseconds", "a server's time has more than a million microseconds", server_microseconds},
+    {"no-time", "the first event of a type has no time", no_time},
+    {"misspelt-server", "a server's name is not UTF-8", misspelt_server},
     {"servers-more", "an event counts a server block too many", servers_more},
     {"servers-negative", "an event counts less than no server blocks", servers_negative},
     {"length-event", "wrong length: an event header", length_event},

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "simulator/faults/choice.h"
+#include "simulator/faults/moved_basket.h"
 
 namespace ravo::simulator {
 namespace {
@@ -148,8 +149,25 @@ findings blocks_rotated(raw_image& image) {
 }
 findings all_blocks_rotated(raw_image& image) {
   const image_channel& channel = rotate_blocks(image, 0);
-  return {{"pointer.block", channel.name, {}, channel.events.front().at + to_block},
+  return {{"basket.first_block", channel.name, {}, channel.events.front().at + to_block},
           out_of_order(image, channel, channel.events.size() - 1, 1)};
+}
+
+// A basket whose blocks stand in another order than the events. It becomes the last part of the file.
+findings blocks_reversed(raw_image& image) {
+  image_channel& channel = choose_channel(image, stored::anyhow);
+  std::vector<std::size_t> order(channel.events.size());
+  for (std::size_t i = 0; i < order.size(); ++i) order[i] = order.size() - 1 - i;
+  move_basket(image, channel, order);
+  return {{"basket.first_block", channel.name, {}, channel.events.front().at + to_block},
+          out_of_order(image, channel, 0, order.size() - 1)};
+}
+findings later_blocks_reversed(raw_image& image) {
+  image_channel& channel = choose_channel(image, stored::anyhow);
+  std::vector<std::size_t> order(channel.events.size());
+  for (std::size_t i = 1; i < order.size(); ++i) order[i] = order.size() - i;
+  move_basket(image, channel, order);
+  return {out_of_order(image, channel, 1, order.size() - 2)};
 }
 
 // A channel's row becomes that of a channel in front of it which has as many events of the same types.
@@ -195,6 +213,8 @@ constexpr fault_kind kinds[] = {
      blocks_swapped},
     {"blocks-rotated", "from a channel's second event on, each has the next one's block", blocks_rotated},
     {"blocks-rotated-all", "each event of a channel has the next one's block", all_blocks_rotated},
+    {"blocks-reversed", "a channel's blocks stand in reverse, in the file's last basket", blocks_reversed},
+    {"blocks-reversed-but-first", "the same behind the block of the first event", later_blocks_reversed},
     {"row-of-another", "a channel's pointers are those of another channel", row_of_another},
 };
 

@@ -178,6 +178,20 @@ findings bad_name(raw_image& image) {
           {"description.missing", channel.name, {}, channel.at}};
 }
 
+findings misspelt_name(raw_image& image) {
+  image_channel& channel = channel_without_data(image);
+  image.bytes.at(channel.at + 4) = 0xff;
+  channel.name[0] = static_cast<char>(0xff);
+  return {{"text.encoding", channel.name, {}, channel.at},
+          {"description.missing", channel.name, {}, channel.at}};
+}
+
+findings idle_mask(raw_image& image) {
+  const image_channel& channel = channel_without_data(image);
+  image.put(image.event_mask(channel), 2);
+  return {{"dictionary.idle_mask", channel.name, {}, image.event_mask(channel)}};
+}
+
 findings endless_name(raw_image& image) {
   const image_channel& channel = channel_without_data(image);
   std::fill_n(image.bytes.begin() + channel.at + 4, image.layout.dictionary_name,
@@ -198,6 +212,12 @@ findings environment_key(raw_image& image) {
   const auto [channel, at] = choose_environment(image);
   image.put(at, 0xfffffff0);
   return {{"environment.entry", channel.name, {}, image.environment}};
+}
+findings environment_negative(raw_image& image) {
+  const auto [channel, at] = choose_environment(image);
+  image.put(at + 4, 0xffffffff);
+  for (const image_entry& entry : channel.events) image.put(entry.data, 0xffffffff);
+  return {{"environment.negative", "", {}, at}};
 }
 // The second channel's entry is then said to be the first one's.
 findings environment_twice(raw_image& image) {
@@ -258,10 +278,15 @@ constexpr fault_kind kinds[] = {
     {"type-mask", "the dictionary names a data type that the channel does not have", type_mask},
     {"key-twice", "two channels have the same key", key_twice},
     {"bad-name", "a channel has a ':' in its name", bad_name},
+    {"misspelt-name", "a channel's name is not UTF-8", misspelt_name},
+    {"idle-mask", "the dictionary names event types for a channel without events", idle_mask},
     {"endless-name", "a channel's name has no end", endless_name},
     {"environment-index", "the environment dictionary has another index than a channel's readings",
      environment_index},
     {"environment-key", "the environment dictionary has a channel that there is not", environment_key},
+    {"environment-negative",
+     "a channel has a negative index in the environment dictionary, and its readings too",
+     environment_negative},
     {"environment-twice", "the environment dictionary has a channel twice, and another not at all",
      environment_twice},
     {"missing-description", "a channel has no description", missing_description},

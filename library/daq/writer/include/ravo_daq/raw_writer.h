@@ -39,6 +39,9 @@ struct ravo_daq_writer_settings {
   std::uint32_t max_events = 0;      ///< events in one file, all event types counted
   std::uint32_t max_seconds = 0;     ///< span of event time in one file
   std::size_t buffer_bytes = 64u << 20;  ///< memory for blocks before they are spooled
+  /// Take events without a time (seconds of 0), which files of others may have. They come before all
+  /// others.
+  bool allows_events_without_time = false;
 };
 
 /// One channel of the file. Update, environment, begin- and end-of-run blocks are always stored plain.
@@ -96,7 +99,8 @@ class raw_writer {
   int add_description(const chan_descr_2010& description);
 
   /// Begins an event; end_event() completes it. Events are given in the order of their times (equal
-  /// times are allowed), because readers search them so. Seconds of 0 mean "no time" and are refused.
+  /// times are allowed), because readers search them so. Seconds of 0 mean "no time" and are refused unless
+  /// the settings allow them.
   int begin_event(const ravo_daq_writer_event& event);
   /// Begins a server block of the event; channel data belong to the last one begun.
   int begin_server_block(const ravo_daq_writer_server_block& block);
@@ -104,6 +108,10 @@ class raw_writer {
   /// type says (ravo_payload.h). A channel occurs at most once in an event. `error`: RAVO_SBLOCK_ERROR
   /// bits for the subheader.
   int add_data(int channel, const void* data, std::size_t length, std::int32_t error = 0);
+  /// The same of a block that has another data type than the channel was declared with; the dictionary then
+  /// names all types of the channel's blocks.
+  int add_data_of_type(int channel, RAVO_SUBBLOCK_TYPE dtype, const void* data, std::size_t length,
+                       std::int32_t error = 0);
   /// Completes the event. A file that is full is closed before the event that would not fit. After
   /// RAVO_DAQ_WRITER_IO the event is still open, with all its data.
   int end_event();

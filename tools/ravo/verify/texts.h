@@ -1,0 +1,27 @@
+// Whether texts out of a file are what texts of a raw file have to be.
+#ifndef RAVO_VERIFY_TEXTS_H
+#define RAVO_VERIFY_TEXTS_H
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "json_lines.h"
+
+namespace ravo::verify {
+
+/// Whether a text is UTF-8.
+inline bool is_utf8(std::string_view text) {
+  const auto is_ascii = [](char byte) { return static_cast<unsigned char>(byte) < 0x80; };
+  if (std::all_of(text.begin(), text.end(), is_ascii)) return true;
+  try {
+    tool::json(std::string(text)).dump();  // which refuses what is not UTF-8
+    return true;
+  } catch (const tool::json::type_error&) {
+    return false;
+  }
+}
+
+}  // namespace ravo::verify
+
+#endif
