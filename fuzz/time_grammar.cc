@@ -8,6 +8,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace ravo::fuzz;
+  using namespace ravo;
   using namespace ravo::tool;
   input from(data, size);
   time_context context;

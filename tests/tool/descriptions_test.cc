@@ -77,14 +77,18 @@ TEST(Descriptions, AreOneJsonObjectAChannel) {
   EXPECT_EQ(result.exit_code, 0) << result.err;
   const std::vector<json> lines = json_lines(result.out);
   ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0], json::parse(R"({"channel":"LINAC/BPM/001","generation":"current","description":"beam position","units":"mm",
+  EXPECT_EQ(
+      lines[0],
+      json::parse(
+          R"({"channel":"LINAC/BPM/001","generation":"current","description":"beam position","units":"mm",
     "dtype":"BLOCK_BPM_2010","events":["NORMAL","BOR"],"max_size":4096,"daq_name":"BPM.1",
     "server_block":"LINAC.SERVER","subsystem":"DIAGNOSTICS","key":17,"stream":3,"count":7,"set_point":1,
     "bits":[{"bit":0,"name":"OK","description":"The reading is valid"},{"bit":5,"name":"LATE","description":""}],
     "dimensions":[{"dimension":0,"name":"time","units":"us","description":"time in the pulse",
                    "statistics":[{"statistic":2,"name":"RMS","units":"mm","description":"spread over the pulse"}]},
                   {"dimension":1,"name":"member","units":"","description":"","statistics":[]}],
-    "file":")" + file.path() + "\"}"));
+    "file":")" +
+          file.path() + "\"}"));
 }
 
 TEST(Descriptions, AreChosenByNameAndPattern) {

@@ -116,7 +116,10 @@ TEST_P(Read, SaysWhenNoEventLiesInTheWindow) {
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_EQ(result.out, "");
     const std::string closing = result.err.substr(std::min<std::size_t>(result.err.find('\n') + 1, 100));
-    EXPECT_THAT(result.err, testing::StartsWith("ravo: no event of these channels lies in the window\n"));
+    const std::string there =
+        is_classic() ? "" : "; the files have events 1000000 to 1000081, of 2025-03-01T08:0";
+    EXPECT_THAT(result.err,
+                testing::StartsWith("ravo: no event of these channels lies in the window" + there));
     if (is_classic())
       EXPECT_EQ(closing, "");
     else
@@ -294,10 +297,23 @@ TEST_P(DatasetRead, NamesTheNearestChannelsOfAnUnknownOne) {
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(result.err,
-              testing::StartsWith("ravo: no channel matches \"LINAC/BPM/HALFRATE\"; the nearest "
-                                  "are LINAC/BPM/HALF_RATE, "));
-  EXPECT_THAT(read({"-c", "RING/*"}).err,
-              testing::StartsWith("ravo: no channel matches \"RING/*\"; the nearest are "));
+              testing::StartsWith("ravo: no channel matches \"LINAC/BPM/HALFRATE\"; did you mean "
+                                  "LINAC/BPM/HALF_RATE?\n"));
+  for (const std::string far : {"RING/*", "NOPE"})
+    EXPECT_THAT(
+        read({"-c", far}).err,
+        testing::StartsWith("ravo: no channel matches \"" + far +
+                            "\"; the files have 30 channels, none of a name like it; `ravo channels "
+                            "FILE` lists them\n"));
+  EXPECT_THAT(
+      read({"-c", "LINAC/BMP/*"}).err,
+      testing::StartsWith("ravo: no channel matches \"LINAC/BMP/*\"; did you mean LINAC/BPM/001, "));
+}
+
+TEST_P(DatasetRead, TakesAWrongRegularExpressionForAWrongCommandLine) {
+  const process_result result = read({"-c", "~LINAC/(BPM"});
+  EXPECT_EQ(result.exit_code, 2);
+  EXPECT_THAT(result.err, testing::StartsWith("ravo: \"~LINAC/(BPM\" is no regular expression: "));
 }
 
 // A wide tolerance makes one event of two; the ledger says which values that costs.

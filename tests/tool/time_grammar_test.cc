@@ -1,11 +1,11 @@
 // Times as people write them, read against a fixed "now". Moments were worked out with date(1).
-#include "time_grammar.h"
+#include "ravo_dataset/time_grammar.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using namespace ravo::tool;
+using namespace ravo;
 
 // Saturday 2025-03-01T08:00:00.25Z; in Berlin 09:00, in Auckland already 21:00.
 constexpr time_stamp now{1740816000, 250000};

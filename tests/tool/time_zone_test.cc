@@ -1,6 +1,6 @@
 // Time zones: by offset and by name, with the days on which clocks are changed. The moments were worked
 // out with date(1).
-#include "time_zone.h"
+#include "ravo_dataset/time_zone.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace ravo::tool;
+using namespace ravo;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

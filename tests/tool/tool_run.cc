@@ -1,6 +1,7 @@
 #include "tool_run.h"
 
 #include <algorithm>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -10,6 +11,17 @@ process_result run_tool(const std::vector<std::string>& arguments) {
   std::vector<std::string> all = {RAVO_TOOL};
   all.insert(all.end(), arguments.begin(), arguments.end());
   return run_process(all);
+}
+
+std::vector<std::string> verbs_of_the_tool() {
+  const std::string help = run_tool({"--help"}).out;
+  const std::size_t list = help.find("Subcommands:\n");
+  std::vector<std::string> names;
+  const std::string lines = help.substr(list, help.find("\n\n", list) - list);
+  const std::regex name("\n  ([a-z]+) ");
+  for (std::sregex_iterator one(lines.begin(), lines.end(), name), end; one != end; ++one)
+    names.push_back((*one)[1]);
+  return names;
 }
 
 std::vector<nlohmann::json> json_lines(const std::string& text) {

@@ -14,6 +14,9 @@ namespace ravo::test {
 /// Runs the tool with these arguments.
 process_result run_tool(const std::vector<std::string>& arguments);
 
+/// The tool's verbs, as its help lists them.
+std::vector<std::string> verbs_of_the_tool();
+
 /// The JSON objects of a text of JSON lines; throws for a line that is none.
 std::vector<nlohmann::json> json_lines(const std::string& text);
 

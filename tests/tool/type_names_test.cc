@@ -34,10 +34,4 @@ TEST(TypeNames, OfNoEventsAreRefused) {
     EXPECT_THROW(event_type_of(text), usage_failure) << text;
 }
 
-TEST(TypeNames, TextsOfFilesCannotPlayWithTheTerminal) {
-  EXPECT_EQ(printable("LINAC/BPM/001"), "LINAC/BPM/001");
-  EXPECT_EQ(printable("\033[31m\n\x7f"), "\\x1b[31m\\x0a\\x7f");
-  EXPECT_EQ(printable("gr\xc3\xbc\xc3\x9f"), "gr\xc3\xbc\xc3\x9f");
-}
-
 }  // namespace

@@ -14,10 +14,9 @@ std::size_t find_channel(const raw_file& file, const std::string& name) {
     if (name == channels[i].chan_name) return i;
     names.emplace_back(channels[i].chan_name);
   }
-  const std::vector<std::string> near = near_names(name, names);
-  throw data_failure(fmt::format("{}: no channel {}; {}", file.path(), shown_name(name),
-                                 near.empty() ? "`ravo channels FILE` lists those that are there"
-                                              : fmt::format("did you mean {}?", join_or(near))));
+  throw data_failure(
+      fmt::format("{}: no channel {}; {}", file.path(), shown_name(name),
+                  suggestion(name, names, "`ravo channels FILE` lists those that are there")));
 }
 
 }  // namespace ravo::tool

@@ -30,10 +30,7 @@ void channel_statistics::add(const value& one) {
   if (one.is_held() || one.status() == value_status::not_recorded) return;
   note_event(one.recorded_with());
   ++values_;
-  if (is_missing(one.status())) {
-    ++missing_;
-    return;
-  }
+  if (is_missing(one.status())) return;
   decoded_bytes_ += one.bytes().size();
   const decoded_block block = block_of(one, channel_);
   take(summarise(block.dtype, channel_.member, block.data));

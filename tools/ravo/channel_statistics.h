@@ -30,8 +30,7 @@ class channel_statistics {
   void add(const value& one);
 
   const channel_facts& channel() const { return channel_; }
-  std::uint64_t values() const { return values_; }    ///< recorded, missing ones too
-  std::uint64_t missing() const { return missing_; }  ///< of them
+  std::uint64_t values() const { return values_; }  ///< recorded, also those that cannot be read
   std::uint64_t decoded_bytes() const { return decoded_bytes_; }
   const ravo_time_id& first() const { return first_; }
   const ravo_time_id& last() const { return last_; }
@@ -56,7 +55,6 @@ class channel_statistics {
 
   channel_facts channel_;
   std::uint64_t values_ = 0;
-  std::uint64_t missing_ = 0;
   std::uint64_t without_numbers_ = 0;
   std::uint64_t decoded_bytes_ = 0;
   ravo_time_id first_{};

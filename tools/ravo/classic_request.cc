@@ -39,7 +39,7 @@ file_request file_request_of(const selection& wanted) {
 }
 
 read_request classic_request(const selection& wanted, const selection_arguments& arguments,
-                             const limit_arguments& limits, std::uint64_t limit, int debug) {
+                             const limit_arguments& limits, int debug) {
   check_that_the_reader_can(wanted, arguments, limits);
   read_request request;
   request.files = wanted.files;
@@ -55,7 +55,7 @@ read_request classic_request(const selection& wanted, const selection_arguments&
   if (arguments.tolerance_ms || wanted.tolerance.timeup != usual.timeup ||
       wanted.tolerance.timelow != usual.timelow)
     request.tolerance = wanted.tolerance.timeup * 1e6 + wanted.tolerance.timelow;
-  request.limit = limit;
+  request.limit = wanted.limit.value_or(0);
   request.debug = debug;
   return request;
 }

@@ -12,7 +12,7 @@ namespace ravo::tool {
 /// The reader's request for a selection that was made of these arguments. Throws usage_failure for what the
 /// reader cannot do.
 read_request classic_request(const selection& wanted, const selection_arguments& arguments,
-                             const limit_arguments& limits, std::uint64_t limit, int debug);
+                             const limit_arguments& limits, int debug);
 
 /// Prints which files the reader would read for a selection of runs or of a period, and why.
 void explain_files(const selection& wanted, int debug, print_form form, output& out);

@@ -129,8 +129,8 @@ class table_printer {
       : column_(column), channel_(channel), summary_(column, channel), contents_(contents), out_(out) {}
 
   void print_heading() {
-    fmt::print(out_.file(), "{}{:>10}  {:<27}  {:<14}  {}{}\n", out_.dim(), "event", "time", "status",
-               column_.channel, out_.plain());
+    out_.format("{}{:>10}  {:<27}  {:<14}  {}{}\n", out_.dim(), "event", "time", "status", column_.channel,
+                out_.plain());
   }
 
   void print(std::size_t row) {
@@ -258,21 +258,7 @@ channel_facts facts_of_channel(const dataset& data, const column_data& column) {
   return {column.channel, column.channel, -1, "", 0};
 }
 
-}  // namespace
-
-void print_column(dataset_session& session, const dataset& data, const column_request& asked) {
-  column_options options;
-  options.rows = asked.rows;
-  const column_data column = [&] {
-    try {
-      return data.column(asked.channel, options);
-    } catch (...) {
-      session.set_ledger(data.ledger());
-      throw;
-    }
-  }();
-  session.set_ledger(column.ledger);
-  const std::size_t printed = std::min(column.size(), asked.most_rows.value_or(column.size()));
+json closing_of(const column_data& column, std::size_t printed) {
   json closing = {{"channel", column.channel},
                   {"kind", name_of(column.layout.kind)},
                   {"element", element_name(column.layout.element)},
@@ -285,19 +271,45 @@ void print_column(dataset_session& session, const dataset& data, const column_re
         column.layout.kind, {column.start, column.increment, column.groups_increment, column.y_start});
     closing["axis"]["changes"] = !column.axes.empty();
   }
-  session.add_to_closing("column", std::move(closing));
+  return closing;
+}
+
+}  // namespace
+
+void print_column(dataset_session& session, const dataset& data, const column_request& asked) {
+  column_options options;
+  options.rows = asked.rows;
+  const column_data column = [&] {
+    try {
+      return data.column(asked.channel, options);
+    } catch (...) {
+      session.set_ledger_of_nothing_printed(data.ledger());
+      throw;
+    }
+  }();
   session.hide_progress();
+  std::size_t printed = 0;
+  const auto close = [&] {
+    session.set_ledger(column.ledger_of_rows(printed));
+    session.add_to_closing("column", closing_of(column, printed));
+  };
   const channel_facts facts = facts_of_channel(data, column);
   const column_rows_summary summary(column, facts);
   table_printer table(column, facts, asked.contents, session.out());
   if (session.form() == print_form::table) table.print_heading();
-  for (std::size_t row = 0; row < printed; ++row) {
-    if (session.form() == print_form::table)
-      table.print(row);
-    else
-      session.out().print(json_line(row_object(column, summary, asked.contents, row)));
-    check_for_interrupt();
+  try {
+    for (; printed < column.size(); check_for_interrupt()) {
+      if (session.form() == print_form::table)
+        table.print(printed);
+      else
+        session.out().print(json_line(row_object(column, summary, asked.contents, printed)));
+      ++printed;
+    }
+  } catch (...) {
+    close();
+    throw;
   }
+  close();
 }
 
 }  // namespace ravo::tool

@@ -2,8 +2,6 @@
 #ifndef RAVO_TOOL_COLUMN_PRINTING_H
 #define RAVO_TOOL_COLUMN_PRINTING_H
 
-#include <cstddef>
-#include <optional>
 #include <string>
 
 #include "dataset_session.h"
@@ -20,10 +18,10 @@ struct column_request {
   std::string channel;
   column_rows rows = column_rows::recorded;
   row_contents contents = row_contents::summary;
-  std::optional<std::size_t> most_rows;
 };
 
-/// Reads the column and prints it, or its first rows, in the form of the session.
+/// Reads the column and prints it in the form of the session. The session's account is of the rows that
+/// were printed.
 void print_column(dataset_session& session, const dataset& data, const column_request& asked);
 
 }  // namespace ravo::tool

@@ -9,6 +9,7 @@
 
 #include "channel_facts.h"
 #include "classic_request.h"
+#include "escaping.h"
 #include "failure.h"
 #include "ledger_printing.h"
 #include "ravo_dataset/find_files.h"
@@ -29,6 +30,12 @@ std::string in_our_words(const std::exception& error) {
   constexpr std::string_view before_ledger = "more than the policy allows";
   if (const auto place = text.find(before_ledger); place != std::string::npos)
     text.erase(place + before_ledger.size());
+  for (const std::string_view remedy :
+       {std::string_view("; raise the limit or select less"),
+        std::string_view("; let go of events and columns, or raise the limit")})
+    if (text.ends_with(remedy))
+      text.replace(text.size() - remedy.size(), remedy.size(), "; give more with --memory, or select less");
+  if (text.ends_with("none of a name like it")) text += "; `ravo channels FILE` lists them";
   if (text.size() > 1 && std::islower(static_cast<unsigned char>(text[1])) != 0)
     text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
   else if (text.starts_with("A "))
@@ -84,6 +91,28 @@ selection independent_of_the_directory(selection printed) {
   }
   printed.data = folders;
   return printed;
+}
+
+// "; the files have events ... of ...", unless there are too many files to look into for that.
+std::string events_there(const std::vector<std::string>& files) {
+  constexpr std::size_t most_files = 100;
+  std::optional<ravo_time_id> first, last;
+  std::uint32_t lowest = 0, highest = 0;
+  if (files.size() > most_files) return "";
+  for (const std::string& path : files) try {
+      for (const event_summary& events : raw_file(path).events()) {
+        if (!first || microseconds(events.first.time) < microseconds(first->time)) first = events.first;
+        if (!last || microseconds(events.last.time) > microseconds(last->time)) last = events.last;
+        if (events.first.event_number != 0 && (lowest == 0 || events.first.event_number < lowest))
+          lowest = events.first.event_number;
+        highest = std::max(highest, events.last.event_number);
+      }
+    } catch (const data_failure&) {
+      // The ledger tells of it.
+    }
+  if (!first) return "";
+  return fmt::format("; the files have events {} to {}, of {} to {}", lowest, highest,
+                     format_time(first->time), format_time(last->time));
 }
 
 // By time, a tolerance that reaches the next event would make one of two: half the distance of events, as
@@ -149,7 +178,7 @@ void dataset_session::follow(const read_progress& now) {
 // Each once: those of the answer to the selection before anything is read, those of reading behind it.
 void dataset_session::tell_problems(const read_ledger& ledger) {
   for (const std::string& problem : ledger.problems)
-    if (told_.insert(problem).second) fmt::print(stderr, "ravo: {}\n", problem);
+    if (told_.insert(problem).second) tell("ravo: {}\n", problem);
 }
 
 dataset dataset_session::open() {
@@ -161,6 +190,8 @@ dataset dataset_session::open() {
   } catch (const files_not_found& error) {
     if (wanted_.files.empty()) explain_nothing(wanted_, out_);
     throw data_failure(in_our_words(error));
+  } catch (const pattern_error& error) {
+    throw usage_failure(in_our_words(error));
   } catch (const selection_error& error) {
     throw data_failure(in_our_words(error));
   } catch (const missing_data& error) {
@@ -190,6 +221,16 @@ std::optional<std::string> why_nothing_was_read(const read_ledger& ledger, std::
 
 }  // namespace
 
+// Whoever mistypes a time or a number wants to know which ones there are.
+void dataset_session::tell_of_empty_window(const dataset& data) {
+  const bool is_nothing_read = ledger_.expected() == 0;
+  if (!is_nothing_read || data.size() != 0) return;
+  out_.flush();
+  const bool has_window = wanted_.from || wanted_.to || wanted_.first_event || wanted_.last_event;
+  if (!has_window) return tell("ravo: there is no event of these channels\n");
+  tell("ravo: no event of these channels lies in the window{}\n", events_there(paths_of(data)));
+}
+
 void dataset_session::run(const std::function<void(dataset&)>& work) {
   const char* end = "complete";
   std::optional<std::string> failure;
@@ -201,7 +242,10 @@ void dataset_session::run(const std::function<void(dataset&)>& work) {
     const std::size_t left_out = ledger_.files.size();
     work(data);
     failure = why_nothing_was_read(ledger_, left_out);
-    if (failure) end = "missing_data";
+    if (failure)
+      end = "missing_data";
+    else
+      tell_of_empty_window(data);
   } catch (const read_cancelled&) {
     is_interrupted = true;
   } catch (const interrupted&) {
@@ -219,6 +263,14 @@ void dataset_session::run(const std::function<void(dataset&)>& work) {
   close(is_interrupted ? "interrupted" : end);
   if (is_interrupted) throw interrupted{};
   if (failure) throw data_failure(*failure);
+}
+
+void dataset_session::set_ledger_of_nothing_printed(read_ledger ledger) {
+  for (channel_ledger& channel : ledger.channels) {
+    channel.delivered = 0;
+    channel.expected = channel.missing_total();
+  }
+  ledger_ = std::move(ledger);
 }
 
 void dataset_session::read_events(dataset& data, const event_options& options,
@@ -242,7 +294,7 @@ void dataset_session::close(const char* end) {
   tell_problems(ledger_);
   if (form_ == print_form::table) {
     out_.flush();
-    fmt::print(stderr, "selection: {}\n", text);
+    tell("selection: {}\n", text);
     print_ledger(ledger_);
     return;
   }

@@ -48,6 +48,9 @@ class dataset_session {
                    const std::function<void(const event&)>& take);
   /// For the work: its own account, where it does not read events.
   void set_ledger(const read_ledger& ledger) { ledger_ = ledger; }
+  /// The same where the reading ended before anything of it was printed: only what is missing counts.
+  void set_ledger_of_nothing_printed(read_ledger ledger);
+  const read_ledger& ledger() const { return ledger_; }
   /// For the work: a member of the last JSON object.
   void add_to_closing(const char* name, json value) { closing_[name] = std::move(value); }
   print_form form() const { return form_; }
@@ -59,6 +62,7 @@ class dataset_session {
  private:
   dataset open();
   void tell_problems(const read_ledger& ledger);
+  void tell_of_empty_window(const dataset& data);
   void close(const char* end);
   void follow(const read_progress& now);
 

@@ -110,8 +110,8 @@ void print_entry(const read_entry& entry, checksums sums, line_printer& lines) {
 
 void print_event_table(const read_event& event, checksums sums, output& out) {
   const bool is_older = event.generation == ravo_file_generation::older;
-  fmt::print(out.file(), "{}event {}  {}{}{}\n", out.bold(), event.id.event_number,
-             format_time(event.id.time), is_older ? "  (older generation)" : "", out.plain());
+  out.format("{}event {}  {}{}{}\n", out.bold(), event.id.event_number, format_time(event.id.time),
+             is_older ? "  (older generation)" : "", out.plain());
   std::size_t width = 0;
   for (const read_entry& entry : event.entries) width = std::max(width, entry.channel->key().size());
   line_printer lines(out, width);

@@ -3,6 +3,9 @@
 #define RAVO_TOOL_FAILURE_H
 
 #include <stdexcept>
+#include <string>
+
+#include "escaping.h"
 
 namespace ravo::tool {
 
@@ -12,14 +15,23 @@ inline constexpr int exit_usage = 2;          ///< the command line makes no sen
 inline constexpr int exit_odd = 3;            ///< a check found nothing worse than what is odd
 inline constexpr int exit_interrupted = 130;  ///< Ctrl-C, as shells report it
 
-/// A file or its data do not allow what was asked; what() names the file and the reason.
-struct data_failure : std::runtime_error {
-  using std::runtime_error::runtime_error;
+/// A message of several lines: names in it have to be escaped one by one.
+struct several_lines {
+  std::string text;
 };
 
-/// The command line makes no sense; what() says which part of it.
+/// A file or its data do not allow what was asked; what() names the file and the reason, ready to be
+/// printed.
+struct data_failure : std::runtime_error {
+  explicit data_failure(const std::string& text) : std::runtime_error(printable(text)) {}
+  explicit data_failure(const several_lines& message) : std::runtime_error(printable_lines(message.text)) {}
+};
+
+/// The command line makes no sense; what() says which part of it, ready to be printed.
 struct usage_failure : std::runtime_error {
-  using std::runtime_error::runtime_error;
+  explicit usage_failure(const std::string& text) : std::runtime_error(printable(text)) {}
+  explicit usage_failure(const several_lines& message)
+      : std::runtime_error(printable_lines(message.text)) {}
 };
 
 /// The verb has said all there is to say; only the exit code is left.

@@ -9,6 +9,7 @@
 #include <memory>
 #include <utility>
 
+#include "escaping.h"
 #include "failure.h"
 #include "folders.h"
 #include "json_lines.h"
@@ -275,14 +276,14 @@ std::string advice(const file_request& request, const file_decisions& decisions,
 std::string why_nothing(const file_request& request, const file_decisions& decisions) {
   constexpr std::size_t most_lines = 5;
   const std::vector<near_miss> misses = near_misses(request, decisions);
-  std::string text = fmt::format("no files for {} of experiment {}, stream {}\n  catalogue {}: {}",
-                                 request.text(), request.experiment, request.stream, request.catalogue,
-                                 catalogue_text(request, decisions));
-  if (!is_from_catalogue(decisions)) text += "\n  folder " + data_text(request);
+  std::string text =
+      shown("no files for {} of experiment {}, stream {}\n  catalogue {}: {}", request.text(),
+            request.experiment, request.stream, request.catalogue, catalogue_text(request, decisions));
+  if (!is_from_catalogue(decisions)) text += "\n  folder " + printable(data_text(request));
   for (std::size_t i = 0; i < misses.size() && i < most_lines; ++i)
-    text += fmt::format("\n  left out: {}: {}", misses[i].file, misses[i].reason);
-  if (misses.size() > most_lines) text += fmt::format("\n  and {} more", misses.size() - most_lines);
-  return text + "\n" + advice(request, decisions, misses);
+    text += shown("\n  left out: {}: {}", misses[i].file, misses[i].reason);
+  if (misses.size() > most_lines) text += shown("\n  and {} more", misses.size() - most_lines);
+  return text + "\n" + printable(advice(request, decisions, misses));
 }
 
 }  // namespace
@@ -310,9 +311,9 @@ bool choose_files_with(Reader& reader, const file_request& request, int debug, f
   if (status == RAVO_DAQ_READER_OK || status == RAVO_DAQ_READER_BAD_FILE_FORMAT) return true;
   if (status == RAVO_DAQ_READER_FILES_NOT_FOUND) return false;
   const std::string words = out.take_library_output();
-  throw data_failure(fmt::format("the reader refuses the request for {}: {} (status {}){}", request.text(),
-                                 reader.get_last_error(), status,
-                                 words.empty() ? "" : "\nthe library said:\n" + words));
+  throw data_failure(several_lines{shown("the reader refuses the request for {}: {} (status {})",
+                                         request.text(), reader.get_last_error(), status) +
+                                   (words.empty() ? "" : "\nthe library said:\n" + words)});
 }
 
 // Nothing of a path that is no raw file.
@@ -342,8 +343,7 @@ std::string explain_two_generations(const std::string& older, const std::string&
 namespace {
 
 void tell_damaged_catalogue_files(const catalogue_problems& damaged) {
-  for (const std::string& text : damaged.texts())
-    fmt::print(stderr, "ravo: {}; build the catalogue again\n", text);
+  for (const std::string& text : damaged.texts()) tell("ravo: {}; build the catalogue again\n", text);
 }
 
 // Which generation the files are of is seen only when they are found, and what is found depends on the
@@ -359,7 +359,7 @@ void choose_files_of_either(any_reader& reader, const file_request& request, int
     decisions = std::move(of_older);
     return;
   }
-  throw data_failure(why_nothing(request, decisions));
+  throw data_failure(several_lines{why_nothing(request, decisions)});
 }
 
 }  // namespace
@@ -406,17 +406,17 @@ std::size_t count_other_streams(const std::vector<std::string>& files, const std
 
 void tell_other_streams(const std::vector<std::string>& files, const std::string& stream) {
   if (const std::size_t others = count_other_streams(files, stream))
-    fmt::print(stderr,
-               "ravo: the names of {} of the {} files do not say stream {}: folders are searched by run, "
-               "time and experiment only\n",
-               others, files.size(), stream);
+    tell(
+        "ravo: the names of {} of the {} files do not say stream {}: folders are searched by run, "
+        "time and experiment only\n",
+        others, files.size(), stream);
 }
 
 void print_decisions(const file_request& request, const file_decisions& decisions, output& out) {
-  fmt::print(out.file(), "{}{} of experiment {}, stream {}{}\n", out.bold(), request.text(),
-             request.experiment, request.stream, out.plain());
-  fmt::print(out.file(), "  catalogue {}: {}\n", request.catalogue, catalogue_text(request, decisions));
-  if (!is_from_catalogue(decisions)) fmt::print(out.file(), "  folder {}\n", data_text(request));
+  out.format("{}{} of experiment {}, stream {}{}\n", out.bold(), request.text(), request.experiment,
+             request.stream, out.plain());
+  out.format("  catalogue {}: {}\n", request.catalogue, catalogue_text(request, decisions));
+  if (!is_from_catalogue(decisions)) out.format("  folder {}\n", data_text(request));
   const file_decisions sorted = by_time(decisions);
   std::size_t width = 0;
   for (const file_decision& one : sorted) width = std::max(width, one.name.size());
@@ -427,8 +427,7 @@ void print_decisions(const file_request& request, const file_decisions& decision
                                text_of(one.origin), one.outcome == file_outcome::taken ? "" : "; ",
                                text_of(one.outcome), is_older(one.name) ? "  (older generation)" : ""));
   const std::size_t taken = count(sorted, file_outcome::taken);
-  fmt::print(out.file(), "\n{} file{} to read, {} left out\n", taken, taken == 1 ? "" : "s",
-             sorted.size() - taken);
+  out.format("\n{} file{} to read, {} left out\n", taken, taken == 1 ? "" : "s", sorted.size() - taken);
 }
 
 void print_decisions_json(const file_decisions& decisions, output& out) {

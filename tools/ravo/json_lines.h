@@ -5,13 +5,16 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "escaping.h"
+
 namespace ravo::tool {
 
 using json = nlohmann::ordered_json;
 
-/// The object and a line end. Bytes that are no UTF-8 (names out of a file may hold any) are replaced.
+/// The object and a line end. Bytes that are no UTF-8 (names out of a file may hold any) are replaced, and
+/// letters that a terminal obeys are escaped.
 inline std::string json_line(const json& object) {
-  return object.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
+  return escaped_json(object.dump(-1, ' ', false, json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace ravo::tool

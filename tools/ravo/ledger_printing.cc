@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <set>
 
+#include "escaping.h"
 #include "failure.h"
 #include "raw_file.h"
 #include "times.h"
@@ -32,10 +33,9 @@ void print_channels(const read_ledger& ledger) {
       ++left;
       continue;
     }
-    fmt::print(stderr, "  {}: {} of {} missing: {}\n", one.channel, one.missing_total(), one.expected,
-               causes_of(one));
+    tell("  {}: {} of {} missing: {}\n", one.channel, one.missing_total(), one.expected, causes_of(one));
   }
-  if (left > 0) fmt::print(stderr, "  and {} more channel{}\n", left, left == 1 ? "" : "s");
+  if (left > 0) tell("  and {} more channel{}\n", left, left == 1 ? "" : "s");
 }
 
 void print_values(const read_ledger& ledger) {
@@ -43,11 +43,10 @@ void print_values(const read_ledger& ledger) {
   const std::size_t shown = std::min(most, ledger.values.size());
   for (std::size_t i = 0; i < shown; ++i) {
     const missing_value& one = ledger.values[i];
-    fmt::print(stderr, "    {} event {}: {}, {} at {}\n", one.channel, one.event.event_number,
-               missing_cause_text(one.cause), one.file, one.offset);
+    tell("    {} event {}: {}, {} at {}\n", one.channel, one.event.event_number,
+         missing_cause_text(one.cause), one.file, one.offset);
   }
-  if (ledger.missing() > shown && shown > 0)
-    fmt::print(stderr, "    and {} more\n", ledger.missing() - shown);
+  if (ledger.missing() > shown && shown > 0) tell("    and {} more\n", ledger.missing() - shown);
 }
 
 // The files that were left out when they were opened, and those of which tables turned out to be damaged
@@ -93,12 +92,11 @@ std::optional<std::string> why_refused(const std::string& path) {
 
 void print_ledger(const read_ledger& ledger) {
   if (!ledger.channels.empty())  // else nothing was read
-    fmt::print(stderr, "ledger: {} value{} expected = {} delivered + {} missing\n", ledger.expected(),
-               ledger.expected() == 1 ? "" : "s", ledger.delivered(), ledger.missing());
+    tell("ledger: {} value{} expected = {} delivered + {} missing\n", ledger.expected(),
+         ledger.expected() == 1 ? "" : "s", ledger.delivered(), ledger.missing());
   print_channels(ledger);
   print_values(ledger);
-  for (const refused_file& file : refused_files(ledger))
-    fmt::print(stderr, "  left out: {}\n", file.problem);
+  for (const refused_file& file : refused_files(ledger)) tell("  left out: {}\n", file.problem);
 }
 
 json ledger_json(const read_ledger& ledger) {

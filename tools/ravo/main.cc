@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "escaping.h"
 #include "failure.h"
 #include "help_format.h"
 #include "interrupt.h"
@@ -36,6 +37,26 @@ std::string list_of(const std::vector<std::string>& names) {
   return fmt::format("{} and {}", fmt::join(names.begin(), names.end() - 1, ", "), names.back());
 }
 
+std::vector<std::string> option_names(const CLI::App& verb) {
+  std::vector<std::string> names;
+  for (const CLI::Option* one : verb.get_options())
+    for (const std::string& name : one->get_lnames()) names.push_back("--" + name);
+  return names;
+}
+
+// What is wrong behind a verb. Which option may have been meant, the parser would not say.
+std::string explain_options(const CLI::App& verb, const CLI::ParseError& error) {
+  const CLI::App* chosen = &verb;
+  if (const auto below = verb.get_subcommands(); !below.empty()) chosen = below.front();
+  const std::vector<std::string> left = verb.remaining(true);
+  const auto option =
+      std::find_if(left.begin(), left.end(), [](const std::string& word) { return word.starts_with("-"); });
+  if (option == left.end()) return error.what();
+  const std::string name = option->substr(0, option->find('='));
+  return fmt::format("there is no option '{}'; {}", name,
+                     suggestion(name, option_names(*chosen), "--help lists those that are there"));
+}
+
 // What is wrong with the command line. That there is no such verb, the parser would not say.
 std::string explain(const CLI::App& tool, const CLI::ParseError& error, int argc, char** argv) {
   const std::vector<std::string> verbs = verb_names(tool);
@@ -43,10 +64,10 @@ std::string explain(const CLI::App& tool, const CLI::ParseError& error, int argc
   const std::string first = argv[1];
   if (first.starts_with('-'))
     return fmt::format("'{}' is no option of ravo itself; options follow the verb", first);
-  if (std::find(verbs.begin(), verbs.end(), first) != verbs.end()) return error.what();
-  const std::vector<std::string> near = near_names(first, verbs);
-  if (near.empty()) return fmt::format("there is no verb '{}'; there are {}", first, list_of(verbs));
-  return fmt::format("there is no verb '{}'; did you mean {}?", first, join_or(near));
+  if (std::find(verbs.begin(), verbs.end(), first) != verbs.end())
+    return explain_options(*tool.get_subcommand(first), error);
+  return fmt::format("there is no verb '{}'; {}", first,
+                     suggestion(first, verbs, ("there are " + list_of(verbs)).c_str()));
 }
 
 int run(int argc, char** argv, output& out) {
@@ -79,8 +100,8 @@ int run(int argc, char** argv, output& out) {
     return exit_fine;
   } catch (const CLI::ParseError& error) {
     const verb* one = chosen();
-    fmt::print(stderr, "ravo: {}\nTry `{} --help`.\n", explain(tool, error, argc, argv),
-               one ? "ravo " + one->command->get_name() : "ravo");
+    tell("ravo: {}\nTry `{} --help`.\n", explain(tool, error, argc, argv),
+         one ? "ravo " + one->command->get_name() : "ravo");
     return exit_usage;
   }
   chosen()->run(out);
@@ -107,13 +128,13 @@ int main(int argc, char** argv) {
   } catch (const verdict& end) {
     return end.exit_code;
   } catch (const usage_failure& failure) {
-    fmt::print(stderr, "ravo: {}\n", failure.what());
+    tell("ravo: {}\n", as_it_is{failure.what()});
     return exit_usage;
   } catch (const data_failure& failure) {
-    fmt::print(stderr, "ravo: {}\n", failure.what());
+    tell("ravo: {}\n", as_it_is{failure.what()});
     return exit_data;
   } catch (const std::exception& failure) {
-    fmt::print(stderr, "ravo: {}\n", failure.what());
+    tell("ravo: {}\n", failure.what());
     return exit_data;
   }
 }

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "ravo_dataset/near_names.h"
+
 namespace ravo::tool {
 
 /// Whether the text holds one of the pattern letters * ? [.
@@ -13,14 +15,15 @@ bool is_pattern(std::string_view text);
 /// Whether a name matches a pattern as a shell understands it; * matches "/" too.
 bool matches(const std::string& pattern, const std::string& name);
 
-/// Up to three of `names` that are spelt nearly like `wanted`, the nearest first.
-std::vector<std::string> near_names(std::string_view wanted, const std::vector<std::string>& names);
+using ravo::join_or;
+using ravo::near_names;
+
+/// "did you mean a, b or c?" of what is spelt nearly like `wanted`; else what is said otherwise.
+std::string suggestion(std::string_view wanted, const std::vector<std::string>& names,
+                       const char* otherwise);
 
 /// A name for a message: in quotes when it is empty, or blanks in it would be lost.
 std::string shown_name(const std::string& name);
-
-/// "a", "a or b", "a, b or c".
-std::string join_or(const std::vector<std::string>& words);
 
 }  // namespace ravo::tool
 

@@ -46,11 +46,18 @@ output::~output() {
   close(kept_);
 }
 
+int output::descriptor() const { return fileno(file_); }
+
 void output::print(std::string_view text) { std::fwrite(text.data(), 1, text.size(), file_); }
+
+void output::print_drawn_line(std::string line) {
+  line.erase(line.find_last_not_of(' ') + 1);
+  print(line + "\n");
+}
 
 void output::print_line(std::string line) {
   line.erase(line.find_last_not_of(' ') + 1);
-  print(line + "\n");
+  print(printable(line) + "\n");
 }
 
 bool output::flush() {

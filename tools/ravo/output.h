@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "escaping.h"
+
 namespace ravo::tool {
 
 class output {
@@ -18,11 +20,19 @@ class output {
   output(const output&) = delete;
   output& operator=(const output&) = delete;
 
-  /// Where the tool prints.
-  std::FILE* file() { return file_; }
-  void print(std::string_view text);
-  /// One line without blanks at its end, which columns leave behind.
+  /// Prints as fmt::print, with each text among the arguments escaped.
+  template <class... Values>
+  void format(fmt::format_string<escaped_type<Values>...> form, const Values&... values) {
+    print(shown<Values...>(form, values...));
+  }
+  /// For questions about the terminal.
+  int descriptor() const;
+  /// One line, escaped, without blanks at its end, which columns leave behind.
   void print_line(std::string line);
+  /// The same of a drawing, whose colours stay.
+  void print_drawn_line(std::string line);
+  /// What is the tool's own, or JSON, as it is: lines with their ends, pictures with their colours.
+  void print(std::string_view text);
   /// Hands everything printed so far to the system; throws data_failure when it cannot be written. A
   /// reader that went away (a closed pipe) is no failure: false, and there is no point in going on.
   bool flush();
@@ -38,9 +48,9 @@ class output {
   bool is_terminal() const { return terminal_; }
 
   // Escape sequences; empty when output is no terminal or colour is not wanted (NO_COLOR).
-  std::string_view bold() const { return colour_ ? "\033[1m" : ""; }
-  std::string_view dim() const { return colour_ ? "\033[2m" : ""; }
-  std::string_view plain() const { return colour_ ? "\033[0m" : ""; }
+  as_it_is bold() const { return {colour_ ? "\033[1m" : ""}; }
+  as_it_is dim() const { return {colour_ ? "\033[2m" : ""}; }
+  as_it_is plain() const { return {colour_ ? "\033[0m" : ""}; }
 
  private:
   std::FILE* file_ = nullptr;

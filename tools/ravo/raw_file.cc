@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "escaping.h"
 #include "failure.h"
 #include "library_calls.h"
 #include "ravo_daq_unzip.h"
@@ -16,8 +17,8 @@
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
 #include "ravo_payload.h"
-#include "read_exactly.h"
 #include "ravo_xml.h"
+#include "read_exactly.h"
 #include "refusal.h"
 #include "sizes.h"
 #include "times.h"
@@ -91,8 +92,7 @@ const char* name_of(stored_as form) {
 
 void tell_description_problem(const raw_file& file) {
   if (!file.description_problem().empty())
-    fmt::print(stderr, "ravo: {}: {}; the rest is shown without them\n", file.path(),
-               file.description_problem());
+    tell("ravo: {}: {}; the rest is shown without them\n", file.path(), file.description_problem());
 }
 
 std::optional<std::string> why_not_readable(const std::string& path) {

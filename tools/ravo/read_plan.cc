@@ -10,6 +10,7 @@
 #include "file_request.h"
 #include "names.h"
 #include "ravo_data_types.h"
+#include "ravo_dataset/member_names.h"
 #include "ravo_evutl.h"
 #include "raw_file.h"
 
@@ -56,19 +57,34 @@ class catalogue {
 struct wanted_channel {
   std::string name;
   int subchannel = -1;
+  std::string member_name;  // where the member is called by its name
 };
+
+// The same with the number of the member.
+wanted_channel with_number(wanted_channel wanted, const known_channel& known) {
+  if (wanted.member_name.empty()) return wanted;
+  const auto number = known.dtype
+                          ? member_number(static_cast<std::int32_t>(*known.dtype), wanted.member_name)
+                          : std::nullopt;
+  const std::string members = known.dtype ? member_list(static_cast<std::int32_t>(*known.dtype)) : "";
+  if (!number)
+    throw data_failure(
+        fmt::format("\"{}\" has no member \"{}\"; {}", wanted.name, wanted.member_name,
+                    members.empty() ? "its members go by their numbers, from 0" : "it has " + members));
+  wanted.subchannel = *number;
+  return wanted;
+}
 
 wanted_channel split_key(const std::string& text) {
   const auto colon = text.find(':');
-  if (colon == std::string::npos) return {text, -1};
+  if (colon == std::string::npos) return {text, -1, ""};
   const char* begin = text.data() + colon + 1;
   const char* end = text.data() + text.size();
   int subchannel = -1;
   const auto [stop, error] = std::from_chars(begin, end, subchannel);
   if (error != std::errc{} || stop != end || subchannel < 0)
-    throw usage_failure(
-        fmt::format("--channel: '{}': behind the ':' stands the number of a member, from 0", text));
-  return {text.substr(0, colon), subchannel};
+    return {text.substr(0, colon), -1, text.substr(colon + 1)};
+  return {text.substr(0, colon), subchannel, ""};
 }
 
 // A member is handed out under "NAME:member", which has to fit the name of a block.
@@ -114,18 +130,16 @@ void check_member(const wanted_channel& wanted, const known_channel& known,
 }
 
 std::string unknown_channel(const std::string& name, const catalogue& known) {
-  std::string text = fmt::format("channel {} is in none of the files", name);
-  const std::vector<std::string> near = near_names(name, known.names());
-  text += near.empty() ? "; `ravo channels FILE` lists those that are"
-                       : fmt::format("; did you mean {}?", join_or(near));
-  return text;
+  return fmt::format("channel {} is in none of the files; {}", name,
+                     suggestion(name, known.names(), "`ravo channels FILE` lists those that are"));
 }
 
 std::vector<read_channel> resolve(const std::vector<std::string>& asked, const catalogue& known,
                                   ravo_file_generation generation) {
   std::vector<read_channel> channels;
-  auto add = [&](const wanted_channel& wanted) {
-    const known_channel& what = *known.find(wanted.name);
+  auto add = [&](const wanted_channel& asked_for) {
+    const known_channel& what = *known.find(asked_for.name);
+    const wanted_channel wanted = with_number(asked_for, what);
     check_member(wanted, what, generation);
     const bool is_there = std::any_of(channels.begin(), channels.end(), [&wanted](const read_channel& one) {
       return one.name == wanted.name && one.subchannel == wanted.subchannel;
@@ -142,10 +156,13 @@ std::vector<read_channel> resolve(const std::vector<std::string>& asked, const c
     std::size_t found = 0;
     for (const std::string& name : known.names())
       if (matches(wanted.name, name)) {
-        add({name, wanted.subchannel});
+        add({name, wanted.subchannel, wanted.member_name});
         ++found;
       }
-    if (found == 0) throw data_failure(fmt::format("no channel of the files matches {}", wanted.name));
+    if (found == 0)
+      throw data_failure(
+          fmt::format("no channel of the files matches {}; {}", wanted.name,
+                      suggestion(wanted.name, known.names(), "`ravo channels FILE` lists them")));
   }
   return channels;
 }
@@ -165,11 +182,7 @@ void widen(read_plan& plan, const event_summary& events, bool is_first) {
 
 void check_member_of_type(const std::string& name, int member, const data_type& type) {
   if (member < type.members) return;
-  std::string members;
-  for (int i = 0; i < type.members; ++i)
-    members +=
-        fmt::format("{}{} {}", i == 0 ? "" : ", ", i, type.member_names[static_cast<std::size_t>(i)]);
-  throw data_failure(fmt::format("{} has no member {}; it has {}", name, member, members));
+  throw data_failure(fmt::format("{} has no member {}; it has {}", name, member, member_list(type.code)));
 }
 
 read_plan make_plan(const std::vector<std::string>& files, const std::vector<std::string>& channels) {

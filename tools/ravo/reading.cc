@@ -137,7 +137,8 @@ class event_reading {
   void check(const char* what, int status) {
     if (status == RAVO_DAQ_READER_OK) return;
     const std::string error = reader_.get_last_error();
-    throw data_failure(fmt::format("{}: {} (status {}){}", what, error, status, library_words(out_)));
+    throw data_failure(
+        several_lines{shown("{}: {} (status {})", what, error, status) + library_words(out_)});
   }
 
   // The reader's next event; false at the end of the data.
@@ -146,9 +147,10 @@ class event_reading {
     const int status = reader_.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT);
     if (status == RAVO_DAQ_READER_OUT_OF_WINDOW) return false;
     if (status != RAVO_DAQ_READER_OK)
-      throw data_failure(fmt::format("reading stopped behind event {}: {} (status {}){}",
-                                     reader_.current_event_id.event_number, reader_.error_i2a(status),
-                                     status, library_words(out_)));
+      throw data_failure(
+          several_lines{shown("reading stopped behind event {}: {} (status {})",
+                              reader_.current_event_id.event_number, reader_.error_i2a(status), status) +
+                        library_words(out_)});
     const ravo_time_id before = std::exchange(event.id, reader_.current_event_id);
     event.entries.clear();
     bool has_id = false;
@@ -169,8 +171,8 @@ class event_reading {
       }
     }
     if (event.id.event_number == before.event_number && ravo_time_stamp_eq(&event.id.time, &before.time))
-      throw data_failure(
-          fmt::format("reading stands still at event {}{}", event.id.event_number, library_words(out_)));
+      throw data_failure(several_lines{
+          fmt::format("reading stands still at event {}{}", event.id.event_number, library_words(out_))});
     return true;
   }
 
@@ -197,13 +199,14 @@ class event_reading {
     std::string missing;
     for (std::size_t i = 0; i < plan_.channels.size(); ++i)
       if (blocks_read_[i] < plan_.channels[i].blocks)
-        missing += fmt::format("\n  {}: {} of {} blocks read", plan_.channels[i].key(), blocks_read_[i],
-                               plan_.channels[i].blocks);
+        missing += shown("\n  {}: {} of {} blocks read", plan_.channels[i].key(), blocks_read_[i],
+                         plan_.channels[i].blocks);
     if (missing.empty()) return;
     if (request_.mode == RAVO_DAQ_SLICER_SYNCH_MODE_TIME)
       missing +=
           "\nby time, events that are closer than the tolerance become one: a smaller --tolerance may help";
-    throw data_failure("not all data of the files could be read:" + missing + library_words(out_));
+    throw data_failure(
+        several_lines{"not all data of the files could be read:" + missing + library_words(out_)});
   }
 
   const read_request& request_;

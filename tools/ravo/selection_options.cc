@@ -78,6 +78,7 @@ void take_window(const selection_arguments& arguments, selection& to) {
   if (arguments.first_event) to.first_event = arguments.first_event;
   if (arguments.last_event) to.last_event = arguments.last_event;
   if (arguments.step) to.step = *arguments.step;
+  if (arguments.limit) to.limit = *arguments.limit == 0 ? std::nullopt : arguments.limit;
   if (to.first_event && to.last_event && *to.first_event > *to.last_event)
     throw usage_failure(
         fmt::format("--first-event {} is after --last-event {}", *to.first_event, *to.last_event));
@@ -155,7 +156,8 @@ void add_selection_options(CLI::App& command, selection_arguments& arguments) {
                "Where the files are; by their names there when the catalogue has no answer", "DIR");
   command
       .add_option("--channel,-c", arguments.channels,
-                  "A channel: NAME, NAME:MEMBER (a number from 0), a pattern with * ? [], or ~EXPRESSION. "
+                  "A channel: NAME, NAME:MEMBER (a name, or a number from 0), a pattern with * ? [], or "
+                  "~EXPRESSION. "
                   "May be repeated")
       ->allow_extra_args(false)  // one name behind each --channel: what follows is a file
       ->type_name("NAME");
@@ -171,6 +173,9 @@ void add_selection_options(CLI::App& command, selection_arguments& arguments) {
   window("--tz", arguments.zone, "Time zone of times of day", "ZONE")->capture_default_str();
   window("--step", arguments.step, "Every N-th of the events that are left", "N")
       ->check(in_range(1.0, 4294967295.0));
+  window("--limit", arguments.limit, "The first N of them; 0: no limit", "N")
+      ->check(not_negative())
+      ->check(in_range(0.0, 4294967295.0));
   const auto rule = [&](const char* name, auto& value, const char* text, const char* type) {
     return command.add_option(name, value, text)->type_name(type)->group("Alignment");
   };
@@ -197,8 +202,8 @@ const char* const selection_help =
     R"(SELECTION is raw files, folders of raw files (*.raw), or a text of words that can be mailed:
   linac/main run=1207 chan=LINAC/BPM/*,LINAC/CAMERA/001 from=2025-03-01T08:00:00Z step=10
   EXPERIMENT/STREAM  run=N or N-M  file=PATH,...  chan=PATTERN,...  from=TIME  to=TIME  event=N-M
-  step=N  synch=number|time  tolerance=SPAN  join=any|all|with:CHANNEL  slow=none|hold|nearest
-  max_age=SPAN  catalog=DIR  data=DIR
+  step=N  limit=N  synch=number|time  tolerance=SPAN  join=any|all|with:CHANNEL
+  slow=none|hold|nearest  max_age=SPAN  catalog=DIR  data=DIR
 Options go before words of the text. What was read is printed back as such a text at the end.
 )";
 

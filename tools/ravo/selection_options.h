@@ -25,7 +25,7 @@ struct selection_arguments {
   std::optional<std::string> request_option;  ///< one of those five that was given, for messages
   std::optional<std::string> from, to;
   std::string zone = "UTC";
-  std::optional<std::uint32_t> first_event, last_event, step;
+  std::optional<std::uint32_t> first_event, last_event, step, limit;
   std::optional<std::string> mode;
   std::optional<double> tolerance_ms;
   std::optional<std::string> slow, max_age, join;

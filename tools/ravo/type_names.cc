@@ -61,16 +61,4 @@ std::string data_type_name(int dtype) {
   return type ? without_prefix(type->name, data_prefix) : std::to_string(dtype & 0xffff);
 }
 
-std::string printable(std::string_view text) {
-  std::string shown;
-  for (const char letter : text) {
-    const auto byte = static_cast<unsigned char>(letter);
-    if (byte >= 0x20 && byte != 0x7f)
-      shown += letter;
-    else
-      shown += fmt::format("\\x{:02x}", byte);
-  }
-  return shown;
-}
-
 }  // namespace ravo::tool

@@ -21,9 +21,6 @@ int event_type_of(const std::string& text);
 /// "BLOCK_BPM_2010"; the number of a type that is not known. Only the low 16 bits count.
 std::string data_type_name(int dtype);
 
-/// A text out of a file for a terminal: control characters as \xNN, so that it cannot play with it.
-std::string printable(std::string_view text);
-
 }  // namespace ravo::tool
 
 #endif

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "escaping.h"
 #include "failure.h"
 #include "folders.h"
 #include "interrupt.h"
@@ -39,7 +40,7 @@ catalogue::build_result build(const catalogue::build_settings& settings) {
 
 void report(const catalogue::build_result& result, const catalog_build_options& asked, output& out) {
   for (const catalogue::file_problem& problem : result.problems)
-    fmt::print(stderr, "ravo: {}: {}\n", problem.file, problem.text);
+    tell("ravo: {}: {}\n", problem.file, problem.text);
   if (asked.json) {
     json line{{"catalogue", asked.directory}, {"files", result.raw_files}, {"runs", result.runs},
               {"opened", result.opened},      {"growing", result.growing}, {"left_out", result.left_out},
@@ -49,7 +50,7 @@ void report(const catalogue::build_result& result, const catalog_build_options& 
     out.print(json_line(line));
     return;
   }
-  fmt::print(out.file(), "{}: {} file{} of {} run{}, {} opened, {} still growing{}\n", asked.directory,
+  out.format("{}: {} file{} of {} run{}, {} opened, {} still growing{}\n", asked.directory,
              result.raw_files, result.raw_files == 1 ? "" : "s", result.runs, result.runs == 1 ? "" : "s",
              result.opened, result.growing,
              result.left_out == 0 ? "" : fmt::format(", {} left out", result.left_out));

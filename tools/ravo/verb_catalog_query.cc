@@ -6,6 +6,7 @@
 #include <memory>
 #include <numeric>
 
+#include "escaping.h"
 #include "failure.h"
 #include "json_lines.h"
 #include "ravo_run_catalogue.h"
@@ -38,9 +39,9 @@ run_row sum(const catalogue::run_entry& run) {
 bool has_time(const catalogue::run_entry& run) { return run.end.timeup != 0; }
 
 void print_heading(output& out) {
-  fmt::print(out.file(), "{}{:<12} {:<12} {:>10}  {:<27}  {:<27}  {:>7}  {:>7}  {:>12}  {:>15}{}\n",
-             out.dim(), "experiment", "stream", "run", "start", "end", "files", "growing", "events",
-             "bytes", out.plain());
+  out.format("{}{:<12} {:<12} {:>10}  {:<27}  {:<27}  {:>7}  {:>7}  {:>12}  {:>15}{}\n", out.dim(),
+             "experiment", "stream", "run", "start", "end", "files", "growing", "events", "bytes",
+             out.plain());
 }
 
 void print_run(const catalogue::run_entry& run, bool as_json, output& out) {
@@ -57,8 +58,8 @@ void print_run(const catalogue::run_entry& run, bool as_json, output& out) {
                          {"bytes", row.bytes}}));
     return;
   }
-  fmt::print(out.file(), "{:<12} {:<12} {:>10}  {:<27}  {:<27}  {:>7}  {:>7}  {:>12}  {:>15}\n",
-             run.experiment, run.stream, run.run, has_time(run) ? format_time(run.start) : "-",
+  out.format("{:<12} {:<12} {:>10}  {:<27}  {:<27}  {:>7}  {:>7}  {:>12}  {:>15}\n", run.experiment,
+             run.stream, run.run, has_time(run) ? format_time(run.start) : "-",
              has_time(run) ? format_time(run.end) : "-", run.files.size(), row.growing, row.events,
              row.bytes);
 }
@@ -136,7 +137,7 @@ void list_catalog(const catalog_list_options& asked, output& out) {
                                                print_run(run, asked.json, out);
                                              });
   for (const catalogue::file_problem& problem : damaged)
-    fmt::print(stderr, "ravo: {} is passed over: {}\n", problem.file, problem.text);
+    tell("ravo: {} is passed over: {}\n", problem.file, problem.text);
   if (!damaged.empty()) throw data_failure(asked.directory + ": the catalogue is damaged; build it again");
   if (runs == 0) throw data_failure(asked.directory + ": no run is catalogued there");
 }
@@ -148,11 +149,14 @@ void query_catalog(const catalog_query_options& asked, output& out) {
   const answer found(new std::vector<ravo_root_xml_files*>);
   const int status = find(*found, asked.growing ? 0 : 1);
   const std::string said = out.take_library_output();
-  if (!said.empty()) fmt::print(stderr, "{}\n", said);
+  if (!said.empty()) tell("{}\n", as_it_is{printable_lines(said)});
   if (status != 0) fail_to_find(asked, find);
   for (const ravo_root_xml_files* run : *found)
     for (const std::string* file : run->rfiles)
-      out.print(asked.json ? json_line({{"file", *file}, {"catalogue", *run->xmlfile}}) : *file + "\n");
+      if (asked.json)
+        out.print(json_line({{"file", *file}, {"catalogue", *run->xmlfile}}));
+      else
+        out.print_line(*file);
 }
 
 }  // namespace ravo::tool

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "each_file.h"
 #include "failure.h"
 #include "json_lines.h"
 #include "names.h"
@@ -39,6 +40,12 @@ bool is_wanted(const std::string& name, const std::vector<std::string>& patterns
          });
 }
 
+std::vector<std::string> names_of(const raw_file& file) {
+  std::vector<std::string> names;
+  for (const listed_channel& one : file.channels()) names.emplace_back(one.chan_name);
+  return names;
+}
+
 std::vector<channel_row> rows_of(raw_file& file, const std::vector<std::string>& patterns) {
   std::vector<channel_row> rows;
   const auto channels = file.channels();
@@ -69,8 +76,8 @@ void print_table(const std::vector<channel_row>& rows, output& out) {
     event_width = std::max(event_width, fmt::format("{}", fmt::join(row.events, ",")).size());
     unit_width = std::max(unit_width, row.units.size());
   }
-  fmt::print(out.file(), "{}{:<{}}  {:>7}  {:<{}}  {:<{}}  {:<7}  {:<{}}  {}{}\n", out.dim(), "channel",
-             name_width, "count", "type", type_width, "events", event_width, "stored", "units", unit_width,
+  out.format("{}{:<{}}  {:>7}  {:<{}}  {:<{}}  {:<7}  {:<{}}  {}{}\n", out.dim(), "channel", name_width,
+             "count", "type", type_width, "events", event_width, "stored", "units", unit_width,
              "description", out.plain());
   for (const channel_row& row : rows)
     out.print_line(fmt::format("{:<{}}  {:>7}  {:<{}}  {:<{}}  {:<7}  {:<{}}  {}", row.name, name_width,
@@ -95,25 +102,24 @@ void print_json(const raw_file& file, const std::vector<channel_row>& rows, outp
 
 void run(const options& asked, output& out) {
   bool first = true;
-  for (const std::string& path : asked.files) {
+  for_each_file(asked.files, out, [&](const std::string& path) {
     raw_file file(path);
     tell_description_problem(file);
     const std::vector<channel_row> rows = rows_of(file, asked.patterns);
     if (rows.empty() && !asked.patterns.empty()) {
       std::vector<std::string> patterns;
       for (const std::string& pattern : asked.patterns) patterns.push_back(shown_name(pattern));
-      throw data_failure(fmt::format("{}: no channel matches {}", path, join_or(patterns)));
+      throw data_failure(fmt::format(
+          "{}: no channel matches {}; {}", path, join_or(patterns),
+          suggestion(asked.patterns.front(), names_of(file), "without --match all are listed")));
     }
-    if (asked.json) {
-      print_json(file, rows, out);
-      continue;
-    }
+    if (asked.json) return print_json(file, rows, out);
     if (asked.files.size() > 1 || file.generation() == ravo_file_generation::older)
-      fmt::print(out.file(), "{}{}{}{}{}\n", first ? "" : "\n", out.bold(), path, out.plain(),
+      out.format("{}{}{}{}{}\n", first ? "" : "\n", out.bold(), path, out.plain(),
                  file.generation() == ravo_file_generation::older ? "  (older generation)" : "");
     first = false;
     print_table(rows, out);
-  }
+  });
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "convert/report.h"
 #include "convert/sources.h"
 #include "convert/staging.h"
+#include "escaping.h"
 #include "failure.h"
 #include "folders.h"
 #include "interrupt.h"
@@ -131,13 +132,12 @@ void check_folder(const std::string& folder) {
 void clear(const std::string& folder) {
   for (const left_behind& left : remove_left_behind(folder))
     if (left.problem.empty())
-      fmt::print(stderr, "ravo: {}: removed; an earlier conversion was ended before it was done\n",
-                 left.path);
+      tell("ravo: {}: removed; an earlier conversion was ended before it was done\n", left.path);
     else
-      fmt::print(stderr,
-                 "ravo: {}: an earlier conversion left it, and it cannot be removed: {}; remove it when no "
-                 "conversion into {} runs\n",
-                 left.path, left.problem, folder);
+      tell(
+          "ravo: {}: an earlier conversion left it, and it cannot be removed: {}; remove it when no "
+          "conversion into {} runs\n",
+          left.path, left.problem, folder);
 }
 
 void run(const options& asked, output& out) {
@@ -157,7 +157,7 @@ void run(const options& asked, output& out) {
     if (sources.size() == 1) throw data_failure(one.problem);
     // What went wrong stands behind what was printed before it, also when both go to one place.
     out.flush();
-    fmt::print(stderr, "ravo: {}\n", one.problem);
+    tell("ravo: {}\n", one.problem);
   }
   if (sum.done + sum.failed == 0)
     throw data_failure(fmt::format("there is no file of the older generation among the {}",

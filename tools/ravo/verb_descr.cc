@@ -32,7 +32,7 @@ class fact_line {
     if (!value.empty()) text_ += fmt::format("{}{} {}", text_.empty() ? "" : ", ", what, printable(value));
   }
   void print(output& out) const {
-    if (!text_.empty()) fmt::print(out.file(), "  {:<12} {}\n", label_, text_);
+    if (!text_.empty()) out.format("  {:<12} {}\n", label_, text_);
   }
 
  private:
@@ -41,7 +41,7 @@ class fact_line {
 };
 
 void print_text(const chan_descr_2010& channel, output& out) {
-  fmt::print(out.file(), "{}{}{}{}{}\n", out.bold(), printable(channel.prop_name), out.plain(),
+  out.format("{}{}{}{}{}\n", out.bold(), printable(channel.prop_name), out.plain(),
              *channel.units ? " [" + printable(channel.units) + "]" : "",
              *channel.prop_desc ? "  " + printable(channel.prop_desc) : "");
   fact_line data("data");
@@ -62,14 +62,13 @@ void print_text(const chan_descr_2010& channel, output& out) {
   keys.print(out);
   for (const bit_descr* bit : channel.bits)
     if (bit)
-      fmt::print(out.file(), "  {:<12} {}\n", fmt::format("bit {}", bit->bit),
-                 named(bit->bit_name, "", bit->bit_desc));
+      out.format("  {:<12} {}\n", fmt::format("bit {}", bit->bit), named(bit->bit_name, "", bit->bit_desc));
   for (const dim_descr* dim : channel.dims) {
     if (!dim) continue;
-    fmt::print(out.file(), "  {:<12} {}\n", fmt::format("dimension {}", dim->dim),
+    out.format("  {:<12} {}\n", fmt::format("dimension {}", dim->dim),
                named(dim->dim_name, dim->units, dim->dim_desc));
     for (const stat_descr& stat : dim->stats)
-      fmt::print(out.file(), "    {:<12} {}\n", fmt::format("statistic {}", stat.stat),
+      out.format("    {:<12} {}\n", fmt::format("statistic {}", stat.stat),
                  named(stat.stat_name, stat.units, stat.stat_desc));
   }
 }
@@ -114,8 +113,6 @@ void print_json(const raw_file& file, const chan_descr_2010& channel, output& ou
 
 std::string nothing_said(raw_file& file, const std::string& wanted) {
   if (file.descriptions().empty()) return file.path() + ": the file describes no channels";
-  if (is_pattern(wanted))
-    return fmt::format("{}: no described channel matches {}", file.path(), shown_name(wanted));
   const auto channels = file.channels();
   if (std::any_of(channels.begin(), channels.end(),
                   [&wanted](const auto& one) { return wanted == one.chan_name; }))
@@ -123,10 +120,9 @@ std::string nothing_said(raw_file& file, const std::string& wanted) {
   std::vector<std::string> names;
   for (const chan_descr_2010* one : file.descriptions())
     if (one) names.emplace_back(one->prop_name);
-  const std::vector<std::string> near = near_names(wanted, names);
-  return fmt::format("{}: no channel {}; {}", file.path(), shown_name(wanted),
-                     near.empty() ? "`ravo descr FILE` lists those that are described"
-                                  : fmt::format("did you mean {}?", join_or(near)));
+  return fmt::format("{}: {} {}; {}", file.path(),
+                     is_pattern(wanted) ? "no described channel matches" : "no channel", shown_name(wanted),
+                     suggestion(wanted, names, "`ravo descr FILE` lists those that are described"));
 }
 
 void run(const options& asked, output& out) {
@@ -143,7 +139,7 @@ void run(const options& asked, output& out) {
       throw data_failure(nothing_said(file, wanted));
   if (all.empty()) throw data_failure(nothing_said(file, ""));
   if (!asked.json && file.generation() == ravo_file_generation::older)
-    fmt::print(out.file(), "{}  (older generation)\n", file.path());
+    out.format("{}  (older generation)\n", file.path());
   bool is_first = true;
   for (const chan_descr_2010* one : all) {
     const bool is_wanted =

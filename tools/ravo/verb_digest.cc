@@ -25,7 +25,7 @@ void print(const std::vector<named_digest>& digests, print_form form, output& ou
       out.print(json_line(
           {{"channel", one.channel}, {"digest", one.digest.to_text()}, {"values", one.digest.values()}}));
     else
-      fmt::print(out.file(), "{}  {:>10}  {}\n", one.digest.to_text(), one.digest.values(), one.channel);
+      out.format("{}  {:>10}  {}\n", one.digest.to_text(), one.digest.values(), one.channel);
 }
 
 // What the reader delivers. It does not say which values are missing, so that digests of damaged channels
@@ -35,7 +35,7 @@ void digest_by_reader(const options& asked, const selection& wanted, print_form 
     throw usage_failure("--classic: --channel is required; -c '*' is all channels");
   std::vector<named_digest> digests;
   std::map<const read_channel*, std::size_t> places;
-  read_events(classic_request(wanted, asked.what, asked.limits, 0, 0), out, [&](const read_event& event) {
+  read_events(classic_request(wanted, asked.what, asked.limits, 0), out, [&](const read_event& event) {
     for (const read_entry& entry : event.entries) {
       if (entry.held) continue;
       const auto [place, is_new] = places.try_emplace(entry.channel, digests.size());
@@ -59,7 +59,7 @@ void run(const options& asked, output& out) {
       try {
         return data.digest();
       } catch (...) {
-        session.set_ledger(data.ledger());
+        session.set_ledger_of_nothing_printed(data.ledger());
         throw;
       }
     }();

@@ -46,19 +46,17 @@ void print_text(const channel_headers& headers, output& out) {
   const ravo_eventheader& event = headers.event;
   const ravo_serv_block_head_2010& server = headers.server;
   const ravo_serv_block_subhead_2010& channel = headers.channel;
-  fmt::print(out.file(), "{}event {}  {}  {}{}\n", out.bold(), event.event_number,
-             format_time(event.event_time), event_type_name(event.event_type), out.plain());
-  fmt::print(out.file(),
-             "  event header   at {:>10}  {} bytes, {} server block{}, tmask {:#x}, status {:#x}\n",
+  out.format("{}event {}  {}  {}{}\n", out.bold(), event.event_number, format_time(event.event_time),
+             event_type_name(event.event_type), out.plain());
+  out.format("  event header   at {:>10}  {} bytes, {} server block{}, tmask {:#x}, status {:#x}\n",
              headers.at.evhd, event.event_length, event.num_svr_block, event.num_svr_block == 1 ? "" : "s",
              bits(event.tmask), bits(event.status));
-  fmt::print(out.file(),
-             "  server block   at {:>10}  {}, {} bytes, {} channel{}, macro-pulse {}, {}, tmask {:#x}, "
-             "status {:#x}\n",
-             headers.at.sbhd, printable(server.server), server.ltotal, server.nchan,
-             server.nchan == 1 ? "" : "s", server.mpulse, format_time(server.time), bits(server.tmask),
-             bits(server.status));
-  fmt::print(out.file(), "  channel block  at {:>10}  {}, {} bytes, {}, {}\n", headers.at.chhd,
+  out.format(
+      "  server block   at {:>10}  {}, {} bytes, {} channel{}, macro-pulse {}, {}, tmask {:#x}, "
+      "status {:#x}\n",
+      headers.at.sbhd, printable(server.server), server.ltotal, server.nchan, server.nchan == 1 ? "" : "s",
+      server.mpulse, format_time(server.time), bits(server.tmask), bits(server.status));
+  out.format("  channel block  at {:>10}  {}, {} bytes, {}, {}\n", headers.at.chhd,
              data_type_name(channel.dtype), channel.ldata, storage_text(headers), errors_of(channel));
 }
 
@@ -100,8 +98,8 @@ void run(const options& asked, output& out) {
   const std::size_t shown =
       asked.limit == 0 || asked.limit > places ? places : static_cast<std::size_t>(asked.limit);
   if (!asked.json)
-    fmt::print(out.file(), "{}{}{} has data in {} event{} of {}{}\n", out.bold(), printable(asked.channel),
-               out.plain(), places, places == 1 ? "" : "s", file.path(),
+    out.format("{}{}{} has data in {} event{} of {}{}\n", out.bold(), printable(asked.channel), out.plain(),
+               places, places == 1 ? "" : "s", file.path(),
                file.generation() == ravo_file_generation::older ? "  (older generation)" : "");
   for (std::size_t i = 0; i < shown; ++i) {
     const channel_headers headers = read_channel_headers(file, file.place(channel, i));

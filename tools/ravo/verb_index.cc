@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "each_file.h"
 #include "failure.h"
 #include "help_format.h"
 #include "json_lines.h"
@@ -54,9 +55,9 @@ int shown_events(const ravo_event_index_entry_2010& entry, std::uint64_t limit) 
 }
 
 void print_table(const ravo_event_index_entry_2010& entry, std::uint64_t limit, output& out) {
-  fmt::print(out.file(), "  {}{}: {} event{}{}\n", out.bold(), event_type_name(entry.event_type),
-             entry.length, entry.length == 1 ? "" : "s", out.plain());
-  fmt::print(out.file(), "  {}{:>10}  {:<27}  {:>10}  {:>12}{}\n", out.dim(), "event", "time", "since last",
+  out.format("  {}{}: {} event{}{}\n", out.bold(), event_type_name(entry.event_type), entry.length,
+             entry.length == 1 ? "" : "s", out.plain());
+  out.format("  {}{:>10}  {:<27}  {:>10}  {:>12}{}\n", out.dim(), "event", "time", "since last",
              "header at", out.plain());
   const ravo_event_info_entry_2010* events = entry.event_info();
   const int shown = shown_events(entry, limit);
@@ -65,10 +66,10 @@ void print_table(const ravo_event_index_entry_2010& entry, std::uint64_t limit, 
         i == 0 ? ""
                : fmt::format("{:.3f} s",
                              (microseconds(events[i].time) - microseconds(events[i - 1].time)) / 1e6);
-    fmt::print(out.file(), "  {:>10}  {:<27}  {:>10}  {:>12}\n", events[i].event_number,
-               format_time(events[i].time), step, events[i].offset);
+    out.format("  {:>10}  {:<27}  {:>10}  {:>12}\n", events[i].event_number, format_time(events[i].time),
+               step, events[i].offset);
   }
-  if (shown < entry.length) fmt::print(out.file(), "  {:>10}  {} more\n", "...", entry.length - shown);
+  if (shown < entry.length) out.format("  {:>10}  {} more\n", "...", entry.length - shown);
 }
 
 void print_json(const raw_file& file, const ravo_event_index_entry_2010& entry, std::uint64_t limit,
@@ -85,14 +86,17 @@ void print_json(const raw_file& file, const ravo_event_index_entry_2010& entry, 
   }
 }
 
-void print(const raw_file& file, const std::vector<int>& types, const options& asked, output& out) {
+void print(const raw_file& file, const std::vector<int>& types, const options& asked, bool& is_first_file,
+           output& out) {
   auto entries = entries_of(file);
   keep_types(entries, types, file);
   if (asked.json) {
     for (const auto* entry : entries) print_json(file, *entry, asked.limit, out);
     return;
   }
-  fmt::print(out.file(), "{}{}{}{}\n", out.bold(), file.path(), out.plain(),
+  if (!is_first_file) out.print("\n");
+  is_first_file = false;
+  out.format("{}{}{}{}\n", out.bold(), file.path(), out.plain(),
              file.generation() == ravo_file_generation::older ? "  (older generation)" : "");
   if (entries.empty()) out.print("  no events\n");
   bool is_first = true;
@@ -107,12 +111,8 @@ void run(const options& asked, output& out) {
   std::vector<int> types;
   for (const std::string& text : asked.types) types.push_back(event_type_of(text));
   bool is_first = true;
-  for (const std::string& path : asked.files) {
-    const raw_file file(path);
-    if (!is_first && !asked.json) out.print("\n");
-    is_first = false;
-    print(file, types, asked, out);
-  }
+  for_each_file(asked.files, out,
+                [&](const std::string& path) { print(raw_file(path), types, asked, is_first, out); });
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "failure.h"
+#include "each_file.h"
 #include "json_lines.h"
 #include "ravo_evutl.h"
 #include "raw_file.h"
@@ -64,21 +64,19 @@ std::size_t channels_with_data(const raw_file& file) {
 
 void print_table(const raw_file& file, output& out) {
   const auto channels = file.channels();
-  fmt::print(out.file(), "{}{}{}\n", out.bold(), file.path(), out.plain());
-  fmt::print(out.file(), "  size      {}\n", exact_size(file.size()));
-  fmt::print(out.file(), "  format    {} generation\n", name_of(file.generation()));
+  out.format("{}{}{}\n", out.bold(), file.path(), out.plain());
+  out.format("  size      {}\n", exact_size(file.size()));
+  out.format("  format    {} generation\n", name_of(file.generation()));
   time_stamp named{};
   if (get_time_from_file_name(file.path().c_str(), &named) == 0)
-    fmt::print(out.file(), "  name says {}\n", format_time(named));
+    out.format("  name says {}\n", format_time(named));
   else
-    fmt::print(out.file(), "  name      says no time: `ravo read` needs a name as the writer gave it\n");
-  fmt::print(out.file(), "  channels  {}, {} of them with data\n", channels.size(),
-             channels_with_data(file));
-  if (!file.description_problem().empty())
-    fmt::print(out.file(), "  problem   {}\n", file.description_problem());
+    out.format("  name      says no time: `ravo read` needs a name as the writer gave it\n");
+  out.format("  channels  {}, {} of them with data\n", channels.size(), channels_with_data(file));
+  if (!file.description_problem().empty()) out.format("  problem   {}\n", file.description_problem());
 
-  fmt::print(out.file(), "\n  {}{:<16} {:>8}  {:>10}  {:>10}  {:<27}  {:<27}  {}{}\n", out.dim(), "events",
-             "count", "first", "last", "from", "to", "rate", out.plain());
+  out.format("\n  {}{:<16} {:>8}  {:>10}  {:>10}  {:<27}  {:<27}  {}{}\n", out.dim(), "events", "count",
+             "first", "last", "from", "to", "rate", out.plain());
   for (const event_summary& events : file.events()) {
     const double span = microseconds(events.last.time) - microseconds(events.first.time);
     const std::string rate =
@@ -89,13 +87,12 @@ void print_table(const raw_file& file, output& out) {
                                format_time(events.last.time), rate));
   }
 
-  fmt::print(out.file(), "\n  {}{:<24} {:>12}  {:>12}{}\n", out.dim(), "table", "offset", "bytes",
-             out.plain());
+  out.format("\n  {}{:<24} {:>12}  {:>12}{}\n", out.dim(), "table", "offset", "bytes", out.plain());
   for (const table_place& place : places(file)) {
     if (place.offset == 0)
-      fmt::print(out.file(), "  {:<24} {:>12}  {:>12}\n", place.name, "-", "-");
+      out.format("  {:<24} {:>12}  {:>12}\n", place.name, "-", "-");
     else
-      fmt::print(out.file(), "  {:<24} {:>12}  {:>12}\n", place.name, place.offset, place.length);
+      out.format("  {:<24} {:>12}  {:>12}\n", place.name, place.offset, place.length);
   }
 }
 
@@ -126,17 +123,14 @@ void print_json(const raw_file& file, output& out) {
 
 void run(const options& asked, output& out) {
   bool first = true;
-  for (const std::string& path : asked.files) {
+  for_each_file(asked.files, out, [&](const std::string& path) {
     const raw_file file(path);
     tell_description_problem(file);
-    if (asked.json) {
-      print_json(file, out);
-      continue;
-    }
+    if (asked.json) return print_json(file, out);
     if (!first) out.print("\n");
     first = false;
     print_table(file, out);
-  }
+  });
 }
 
 }  // namespace
@@ -150,7 +144,8 @@ verb info_verb(CLI::App& tool) {
   ravo info demo/linac_main_run1_file1_*.raw
   ravo info --json demo/*.raw | jq '.events[] | {type, count}'
 
-A file that is refused is named with the table that is wrong and the reason; the exit code is then 1.)");
+A file that is refused is named with the table that is wrong and the reason; the others are shown, and the
+exit code is 1.)");
   return {command, [asked](output& out) { run(*asked, out); }};
 }
 

@@ -21,19 +21,19 @@ std::uint64_t values_of(const ravo::read_plan& plan) {
 void print_table(const ravo::read_plan& plan, output& out) {
   std::size_t width = 7;
   for (const channel_plan& one : plan.channels) width = std::max(width, one.channel.size());
-  fmt::print(out.file(), "{}{:<{}}  {:>10}  {:>15}  {:>15}{}\n", out.dim(), "channel", width, "values",
-             "stored bytes", "decoded bytes", out.plain());
+  out.format("{}{:<{}}  {:>10}  {:>15}  {:>15}{}\n", out.dim(), "channel", width, "values", "stored bytes",
+             "decoded bytes", out.plain());
   for (const channel_plan& one : plan.channels)
-    fmt::print(out.file(), "{:<{}}  {:>10}  {:>15}  {:>15}\n", one.channel, width, one.values,
-               one.stored_bytes, one.decoded_bytes);
-  fmt::print(out.file(), "\n{} file{}, {} event{}, {} values of {} channel{}\n", plan.files,
-             plan.files == 1 ? "" : "s", plan.events, plan.events == 1 ? "" : "s", values_of(plan),
-             plan.channels.size(), plan.channels.size() == 1 ? "" : "s");
-  fmt::print(out.file(), "to be read     {}, which are {} when decoded\n", format_size(plan.stored_bytes),
+    out.format("{:<{}}  {:>10}  {:>15}  {:>15}\n", one.channel, width, one.values, one.stored_bytes,
+               one.decoded_bytes);
+  out.format("\n{} file{}, {} event{}, {} values of {} channel{}\n", plan.files, plan.files == 1 ? "" : "s",
+             plan.events, plan.events == 1 ? "" : "s", values_of(plan), plan.channels.size(),
+             plan.channels.size() == 1 ? "" : "s");
+  out.format("to be read     {}, which are {} when decoded\n", format_size(plan.stored_bytes),
              format_size(plan.decoded_bytes));
-  fmt::print(out.file(), "memory, up to  {} by events, {} by columns\n",
-             format_size(plan.peak_bytes_of_events), format_size(plan.peak_bytes_of_columns));
-  fmt::print(out.file(), "time, about    {}\n",
+  out.format("memory, up to  {} by events, {} by columns\n", format_size(plan.peak_bytes_of_events),
+             format_size(plan.peak_bytes_of_columns));
+  out.format("time, about    {}\n",
              plan.seconds < 0.001 ? "1 ms or less" : format_span(plan.seconds * 1e6));
 }
 

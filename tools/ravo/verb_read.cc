@@ -2,10 +2,13 @@
 // dataset layer, or with --classic from the reader.
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "classic_request.h"
 #include "column_printing.h"
 #include "dataset_events.h"
 #include "dataset_session.h"
+#include "escaping.h"
 #include "event_printing.h"
 #include "failure.h"
 #include "help_format.h"
@@ -16,7 +19,6 @@ namespace ravo::tool {
 namespace {
 
 struct options : dataset_arguments {
-  std::uint64_t limit = 0;  // 0: none
   std::optional<std::string> column;
   bool every_event = false;
   bool all_numbers = false;
@@ -26,10 +28,16 @@ struct options : dataset_arguments {
   int debug = 0;
 };
 
+// A column is read whether its channel is named by --channel too or not.
+void ask_for(const std::string& column, std::vector<std::string>& channels) {
+  if (std::find(channels.begin(), channels.end(), column) == channels.end())
+    channels.insert(channels.begin(), column);
+}
+
 // `read` shows what a slow channel told last, unless a selection's text says what it is to have.
 asked_selection what_to_read(const options& asked) {
   asked_selection made = selection_of(asked.what);
-  if (asked.column && made.wanted.channels.empty()) made.wanted.channels.push_back(*asked.column);
+  if (asked.column) ask_for(*asked.column, made.wanted.channels);
   if (!made.has_text && !asked.what.slow && !asked.column) made.wanted.slow = slow_policy::hold;
   if (!asked.explain && made.wanted.channels.empty())
     throw usage_failure("--channel is required; `ravo channels FILE` lists the channels of a file");
@@ -47,7 +55,7 @@ void check_ways(const options& asked) {
 
 void tell_of_no_event(output& out) {
   out.flush();
-  fmt::print(stderr, "ravo: no event of these channels lies in the window\n");
+  tell("ravo: no event of these channels lies in the window\n");
 }
 
 void print(const read_event& one, const options& asked, output& out) {
@@ -56,7 +64,7 @@ void print(const read_event& one, const options& asked, output& out) {
 }
 
 void read_by_reader(const options& asked, const selection& wanted, output& out) {
-  const read_request request = classic_request(wanted, asked.what, asked.limits, asked.limit, asked.debug);
+  const read_request request = classic_request(wanted, asked.what, asked.limits, asked.debug);
   if (read_events(request, out, [&](const read_event& one) { print(one, asked, out); }) == 0)
     tell_of_no_event(out);
 }
@@ -67,17 +75,13 @@ void read_by_dataset(const options& asked, const asked_selection& what, output& 
     if (asked.column)
       return print_column(session, data,
                           {*asked.column, asked.every_event ? column_rows::events : column_rows::recorded,
-                           asked.all_numbers ? row_contents::numbers : row_contents::summary,
-                           asked.limit == 0 ? std::nullopt : std::optional<std::size_t>(asked.limit)});
-    event_options slice;
-    if (asked.limit != 0) slice.count = asked.limit;
+                           asked.all_numbers ? row_contents::numbers : row_contents::summary});
     dataset_events printable(data);
     std::uint64_t events = 0;
-    session.read_events(data, slice, [&](const event& one) {
+    session.read_events(data, {}, [&](const event& one) {
       session.add_to_closing("events", ++events);
       print(printable.printable(one), asked, out);
     });
-    if (events == 0 && data.ledger().missing() == 0) tell_of_no_event(out);
   });
 }
 
@@ -99,11 +103,6 @@ verb read_verb(CLI::App& tool) {
   command->add_flag("--explain", asked->explain, "Do not read: say which files would be, and why")
       ->group("Files by run or period")
       ->each([asked](const std::string&) { asked->what.request_option = "--explain"; });
-  command
-      ->add_option("--limit", asked->limit, "Stop after so many events, or rows of a column; 0: no limit")
-      ->type_name("N")
-      ->group("Window")
-      ->check(not_negative());
   command->add_option("--column", asked->column, "One channel as a column: a row for each of its values")
       ->type_name("CHANNEL");
   command->add_flag("--every-event", asked->every_event,

@@ -9,6 +9,7 @@
 #include "failure.h"
 #include "help_format.h"
 #include "names.h"
+#include "ravo_dataset/member_names.h"
 #include "show/showing.h"
 #include "units.h"
 #include "verb.h"
@@ -44,21 +45,40 @@ struct wanted_channels {
   }
 };
 
-// "NAME:2" is member 2 of NAME, unless a channel is called so.
-std::optional<int> cut_member(const raw_file& file, std::string& name) {
+struct asked_member {
+  std::optional<int> number;
+  std::string name;  // where it is called by its name
+
+  // Its number in a channel.
+  std::optional<int> of(const raw_file& file, std::size_t channel) const {
+    if (name.empty()) return number;
+    const auto type = file.dtype_of(channel);
+    if (const auto found = type ? member_number(static_cast<std::int32_t>(*type), name) : std::nullopt)
+      return found;
+    const std::string members = type ? member_list(static_cast<std::int32_t>(*type)) : "";
+    throw data_failure(
+        fmt::format("\"{}\" has no member \"{}\"; {}", file.channels()[channel].chan_name, name,
+                    members.empty() ? "its members go by their numbers, from 0" : "it has " + members));
+  }
+};
+
+// "NAME:2" is member 2 of NAME, "NAME:CHARGE" that of this name, unless a channel is called so.
+asked_member cut_member(const raw_file& file, std::string& name) {
   const auto channels = file.channels();
   const auto is_called_so = [&name](const listed_channel& channel) { return name == channel.chan_name; };
   const auto colon = name.rfind(':');
-  if (colon == std::string::npos || std::any_of(channels.begin(), channels.end(), is_called_so))
-    return std::nullopt;
+  if (colon == std::string::npos || std::any_of(channels.begin(), channels.end(), is_called_so)) return {};
   int member = -1;
   const char* end = name.data() + name.size();
   const auto [stop, error] = std::from_chars(name.data() + colon + 1, end, member);
-  if (error != std::errc() || stop != end || member < 0)
-    throw usage_failure(
-        fmt::format("--channel: '{}': behind the ':' stands the number of a member, from 0", name));
+  const bool is_number = error == std::errc() && stop == end && member >= 0;
+  asked_member asked;
+  if (is_number)
+    asked.number = member;
+  else
+    asked.name = name.substr(colon + 1);
   name.erase(colon);
-  return member;
+  return asked;
 }
 
 wanted_channels resolve(const raw_file& file, const std::vector<std::string>& asked) {
@@ -67,18 +87,24 @@ wanted_channels resolve(const raw_file& file, const std::vector<std::string>& as
   if (asked.empty())
     for (std::size_t i = 0; i < channels.size(); ++i) wanted.add(i, std::nullopt);
   for (std::string name : asked) {
-    const std::optional<int> member = cut_member(file, name);
+    const asked_member member = cut_member(file, name);
     if (!is_pattern(name)) {
-      wanted.add(find_channel(file, name), member);
+      const std::size_t channel = find_channel(file, name);
+      wanted.add(channel, member.of(file, channel));
       continue;
     }
     bool has_match = false;
     for (std::size_t i = 0; i < channels.size(); ++i)
       if (matches(name, channels[i].chan_name)) {
-        wanted.add(i, member);
+        wanted.add(i, member.of(file, i));
         has_match = true;
       }
-    if (!has_match) throw data_failure(fmt::format("{}: no channel matches {}", file.path(), name));
+    if (!has_match) {
+      std::vector<std::string> names;
+      for (const auto& one : channels) names.emplace_back(one.chan_name);
+      throw data_failure(fmt::format("{}: no channel matches {}; {}", file.path(), name,
+                                     suggestion(name, names, "`ravo channels FILE` lists them")));
+    }
   }
   return wanted;
 }
@@ -166,14 +192,13 @@ void run(const options& asked, output& out) {
   if (asked.picture.path.empty())
     print(event, asked, out);
   else if (!event.channels.empty())
-    out.print(write_picture(event, asked.picture) + "\n");
+    out.print_line(write_picture(event, asked.picture));
   tell_description_problem(file);
   if (event.unread.empty()) return;
-  std::string text =
-      fmt::format("{}: event {}: not all data could be read:", file.path(), event.id.event_number);
-  for (const std::string& name : event.unread) text += "\n  " + name;
+  std::string text = shown("{}: event {}: not all data could be read:", file.path(), event.id.event_number);
+  for (const std::string& name : event.unread) text += "\n  " + printable(name);
   if (!event.library_words.empty()) text += "\nthe library said:\n" + event.library_words;
-  throw data_failure(text);
+  throw data_failure(several_lines{text});
 }
 
 void add_picture_options(CLI::App& command, const std::shared_ptr<options>& asked) {

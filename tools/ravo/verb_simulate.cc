@@ -69,17 +69,18 @@ void report(const simulator::settings& what, const simulator::simulation_result&
     if (as_json)
       out.print(json_line({{"file", file}, {"bytes", *size}}));
     else
-      fmt::print(out.file(), "{}  {} bytes\n", file, *size);
+      out.format("{}  {} bytes\n", file, *size);
   }
   if (as_json) return;
-  fmt::print(out.file(), "{} file{}, {} events, {} blocks of {} channels, seed {}\n", result.files.size(),
+  out.format("{} file{}, {} events, {} blocks of {} channels, seed {}\n", result.files.size(),
              result.files.size() == 1 ? "" : "s", result.events, result.blocks, what.counts.total(),
              what.seed);
 }
 
 void run(const options& asked, output& out) {
   if (asks_for_list(asked.faults)) return list_faults(asked.json, out);
-  if (asked.what.folder.empty()) throw usage_failure("DIR is required\nTry `ravo simulate --help`.");
+  if (asked.what.folder.empty())
+    throw usage_failure(several_lines{"DIR is required\nTry `ravo simulate --help`."});
   simulator::settings what = complete(asked);
   const std::vector<simulator::fault_request> faults = read_faults(asked.faults, what.runs * what.files);
   simulator::prepare_faults(what, faults);

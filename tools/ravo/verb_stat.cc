@@ -27,7 +27,7 @@ std::string row_text(const std::string& channel, std::size_t width, const auto&.
 }
 
 void print_heading(std::size_t width, output& out) {
-  fmt::print(out.file(), "{}{}{}\n", out.dim(),
+  out.format("{}{}{}\n", out.dim(),
              row_text("channel", width, "events", "missing", "rate", "gaps", "stored", "decoded", "ratio",
                       fmt::format("{:<10} {:>11} {:>11} {:>11}", "", "min", "mean", "max")),
              out.plain());
@@ -45,9 +45,10 @@ std::string numbers_text(const number_summary& numbers, const std::string& unit)
                      numbers.max, unit);
 }
 
-void print_row(const channel_statistics& one, std::uint64_t stored, std::size_t width, output& out) {
+void print_row(const channel_statistics& one, std::uint64_t missing, std::uint64_t stored,
+               std::size_t width, output& out) {
   const auto rate = one.rate();
-  std::string head = row_text(one.channel().label, width, one.values(), one.missing(),
+  std::string head = row_text(one.channel().label, width, one.values(), missing,
                               rate ? fmt::format("{:.3g} Hz", *rate) : "-", gaps_text(one),
                               format_size(stored), format_size(one.decoded_bytes()),
                               stored ? fmt::format("{:.2f}", ratio_of(one, stored)) : "-", "");
@@ -77,8 +78,8 @@ json numbers_object(const number_summary& numbers) {
   return object;
 }
 
-json row_object(const channel_statistics& one, std::uint64_t stored) {
-  json object = {{"channel", one.channel().label}, {"events", one.values()}, {"missing", one.missing()}};
+json row_object(const channel_statistics& one, std::uint64_t missing, std::uint64_t stored) {
+  json object = {{"channel", one.channel().label}, {"events", one.values()}, {"missing", missing}};
   if (one.values() > 0) {
     object["first_event"] = one.first().event_number;
     object["last_event"] = one.last().event_number;
@@ -109,11 +110,15 @@ void print(const std::vector<channel_statistics>& all, const ravo::read_plan& pl
   for (const channel_statistics& one : all) width = std::max(width, one.channel().label.size());
   const bool is_table = session.form() == print_form::table;
   if (is_table) print_heading(width, session.out());
-  for (std::size_t i = 0; i < all.size(); ++i)
+  // What is missing is what the ledger says: it also knows of values that belong to no event of their own.
+  const std::vector<channel_ledger>& accounts = session.ledger().channels;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    const std::uint64_t missing = accounts[i].missing_total(), stored = plan.channels[i].stored_bytes;
     if (is_table)
-      print_row(all[i], plan.channels[i].stored_bytes, width, session.out());
+      print_row(all[i], missing, stored, width, session.out());
     else
-      session.out().print(json_line(row_object(all[i], plan.channels[i].stored_bytes)));
+      session.out().print(json_line(row_object(all[i], missing, stored)));
+  }
 }
 
 void run(const dataset_arguments& asked, output& out) {
@@ -123,10 +128,15 @@ void run(const dataset_arguments& asked, output& out) {
     std::vector<channel_statistics> all;
     for (channel_facts& one : facts_of(data)) all.emplace_back(std::move(one));
     std::uint64_t events = 0;
-    session.read_events(data, {}, [&](const event& one) {
-      ++events;
-      for (std::size_t i = 0; i < all.size(); ++i) all[i].add(one[i]);
-    });
+    try {
+      session.read_events(data, {}, [&](const event& one) {
+        ++events;
+        for (std::size_t i = 0; i < all.size(); ++i) all[i].add(one[i]);
+      });
+    } catch (...) {
+      session.set_ledger_of_nothing_printed(session.ledger());
+      throw;
+    }
     session.hide_progress();
     session.add_to_closing("events", events);
     print(all, plan, session);
@@ -146,8 +156,8 @@ verb stat_verb(CLI::App& tool) {
   ravo stat 'file=demo chan=LINAC/TOROID/*,LINAC/RF/001:1'
   ravo stat --run 1207 --catalog cat --json | jq 'select(.gaps.count > 0)'
 
-Without --channel it is all channels. "events" are those that have a value of the channel, "missing" how many
-of these values did not come out; "rate" is theirs. A gap is where the next value is farther away than one and
+Without --channel it is all channels. "events" are those that have a value of the channel, also one that cannot
+be read; "missing" is what the ledger counts as missing of the channel; "rate" is that of the events. A gap is where the next value is farther away than one and
 a half times the usual (median) distance of event numbers; in brackets, how many events that leaves out. Bytes
 are those of the blocks as they are stored, and of their data when decoded; "ratio" is the second by the
 first. Least, mean and greatest are of all finite numbers in all values, member by member; values without

@@ -6,6 +6,7 @@
 #include <memory>
 #include <thread>
 
+#include "escaping.h"
 #include "failure.h"
 #include "help_format.h"
 #include "interrupt.h"
@@ -67,7 +68,10 @@ struct tally {
 
 void print(const verify::finding& what, bool as_json, tally& sum, output& out) {
   (verify::row_of(what.kind).how_bad == verify::severity::damaged ? sum.damaged : sum.odd) += 1;
-  out.print(as_json ? json_line(verify::json_of(what)) : verify::text_of(what) + "\n");
+  if (as_json)
+    out.print(json_line(verify::json_of(what)));
+  else
+    out.print_line(verify::text_of(what));
 }
 
 void print(const verify::finding_list& findings, const std::string& file, bool as_json, tally& sum,
@@ -77,8 +81,7 @@ void print(const verify::finding_list& findings, const std::string& file, bool a
     print(one, as_json, sum, out);
   }
   if (findings.left_out() == 0) return;
-  fmt::print(stderr, "ravo: {}: {} further findings are not shown\n", file,
-             verify::with_commas(findings.left_out()));
+  tell("ravo: {}: {} further findings are not shown\n", file, verify::with_commas(findings.left_out()));
 }
 
 verify::found_files find_files(const options& asked) {
@@ -138,8 +141,8 @@ void print_summary(const options& asked, const tally& sum, output& out) {
                                 ? fmt::format("interrupted after {} of {}", verify::with_commas(sum.files),
                                               some(sum.files_to_check, "file"))
                                 : some(sum.files, "file");
-  fmt::print(out.file(), "{}, {}, {}{}: {}\n", files, some(sum.events, "event"),
-             some(sum.blocks, "good block"), asked.quick ? " by their heads" : "", verdict_text(sum));
+  out.format("{}, {}, {}{}: {}\n", files, some(sum.events, "event"), some(sum.blocks, "good block"),
+             asked.quick ? " by their heads" : "", verdict_text(sum));
 }
 
 std::uint64_t size_of(const std::string& path) {

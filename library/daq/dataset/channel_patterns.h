@@ -2,6 +2,7 @@
 #ifndef RAVO_DATASET_CHANNEL_PATTERNS_H
 #define RAVO_DATASET_CHANNEL_PATTERNS_H
 
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -17,10 +18,15 @@ struct wanted_channel {
   bool operator==(const wanted_channel&) const = default;
 };
 
+/// The number of a member that a channel's pattern calls by name. Throws selection_error when it has no
+/// such one.
+using member_finder = std::function<int(const std::string& channel, const std::string& member)>;
+
 /// The channels, in the order of the patterns and within one in that of the names, each once. No patterns:
 /// all. Throws selection_error for a pattern that nothing matches, with the names that are nearest to it.
 std::vector<wanted_channel> match_channels(const std::vector<std::string>& patterns,
-                                           const std::set<std::string, std::less<>>& names);
+                                           const std::set<std::string, std::less<>>& names,
+                                           const member_finder& find_member);
 
 }  // namespace ravo::datasets
 

@@ -127,4 +127,30 @@ std::string_view column_data::text(std::size_t index) const {
   return {reinterpret_cast<const char*>(letters.data()), letters.size()};
 }
 
+read_ledger column_data::ledger_of_rows(std::size_t rows) const {
+  if (rows >= size()) return ledger;
+  read_ledger part;
+  part.files = ledger.files;
+  part.problems = ledger.problems;
+  channel_ledger& account = part.channels.emplace_back();
+  account.channel = channel;
+  for (std::size_t row = 0; row < rows; ++row) {
+    const bool is_own = planned_.empty() || planned_[row] == value_status::ok;
+    if (!is_own) continue;
+    ++account.expected;
+    if (is_missing(status[row]))
+      ++account.missing[static_cast<std::size_t>(missing_cause_of(status[row]))];
+    else
+      ++account.delivered;
+  }
+  for (const beside_row& one : beside_rows_) {
+    if (one.row >= rows) break;
+    account.expected += one.count;
+    account.missing[static_cast<std::size_t>(one.cause)] += one.count;
+  }
+  for (const missing_value& one : ledger.values)
+    if (one.row < rows) part.values.push_back(one);
+  return part;
+}
+
 }  // namespace ravo

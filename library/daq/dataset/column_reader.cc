@@ -43,6 +43,7 @@ column_data column_reader::read() {
     throw;
   }
   state_->close_account(data_.ledger);
+  if (options_.rows == column_rows::events) data_.planned_ = std::move(planned_status_);
   return std::move(data_);
 }
 
@@ -300,7 +301,10 @@ void column_reader::read_blocks(const chunk& one, const segment& part, scratch& 
     const std::uint64_t row = list.row[one.first + i];
     const bool is_held = planned_status_[row] != value_status::ok;
     if (status != value_status::ok || !is_held) data_.status[row] = status;
-    if (!is_held) state_->account(ledger, 0, channel_, blocks[i], status);
+    if (is_held) return;
+    const std::size_t listed = ledger.values.size();
+    state_->account(ledger, 0, channel_, blocks[i], status);
+    if (ledger.values.size() > listed) ledger.values.back().row = row;
   };
   for (std::size_t first = 0; first < blocks.size();) {
     if (state_->is_stopped() || (!is_ragged_ && is_irregular_)) break;

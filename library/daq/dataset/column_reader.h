@@ -77,6 +77,8 @@ class column_reader {
                     std::uint32_t event);
   void read_for(std::uint64_t own_row);
   void account_others(const datasets::segment& part, std::uint32_t event);
+  void count_beside_rows(const std::function<void()>& count);
+  void take_memory_of_extras(const datasets::segment& part);
   void find_first_item();
   void decode_first_blocks();
   first_block decode_first_block(const block_list& list, std::size_t at, bool is_alone);

@@ -24,17 +24,22 @@ std::int64_t age_between(const ravo_time_id& event, const entry& recorded) {
 
 void column_reader::make_rows() {
   std::size_t ordinal = 0;
+  const std::size_t end = state_->end_of_events();
   visit_segments(*state_, [&](std::size_t number, const std::shared_ptr<const segment>& part) {
-    state_->account_left_out(data_.ledger, 0, *part, channel_, reading_extent::whole);
+    take_memory_of_extras(*part);
+    count_beside_rows(
+        [&] { state_->account_left_out(data_.ledger, 0, *part, channel_, reading_extent::whole); });
     if (options_.rows == column_rows::recorded) {
       take_memory_of_rows(std::min(part->selected.size(), part->channels[channel_].entries.size()));
       add_rows(number, *part, ordinal);
-      return true;
+      return ordinal < end;
     }
     take_memory_of_rows(part->selected.size());
-    for (const std::uint32_t event : part->selected)
+    for (const std::uint32_t event : part->selected) {
+      if (ordinal == end) break;
       if (ordinal++ % state_->wanted.step == 0) add_held_row(number, part, event);
-    return true;
+    }
+    return ordinal < end;
   });
   data_.layout.rows = data_.numbers.size();
   planned_status_ = data_.status;
@@ -60,6 +65,7 @@ void column_reader::add_rows(std::size_t number, const segment& part, std::size_
   list.segment = number;
   std::size_t at = 0;
   for (const std::uint32_t event : part.selected) {
+    if (ordinal == state_->end_of_events()) break;
     const bool is_wanted = ordinal++ % state_->wanted.step == 0;
     while (at < track.event.size() && track.event[at] < event) ++at;
     if (!is_wanted || at == track.event.size() || track.event[at] != event) continue;
@@ -80,8 +86,29 @@ void column_reader::account_others(const segment& part, std::uint32_t event) {
       std::equal_range(track.left_out_event.begin(), track.left_out_event.end(), event);
   const auto at = static_cast<std::size_t>(first - track.left_out_event.begin());
   const auto count = static_cast<std::size_t>(last - first);
-  if (count != 0)
+  if (count == 0) return;
+  count_beside_rows([&] {
     state_->account_others(data_.ledger, 0, channel_, std::span(track.left_out).subspan(at, count));
+  });
+}
+
+/// What `count` adds to the account is of no row: it is noted where the next row will be.
+void column_reader::count_beside_rows(const std::function<void()>& count) {
+  const std::uint64_t row = data_.numbers.size();
+  const std::size_t listed = data_.ledger.values.size();
+  const auto before = data_.ledger.channels[0].missing;
+  count();
+  for (std::size_t i = listed; i < data_.ledger.values.size(); ++i) data_.ledger.values[i].row = row;
+  for (std::size_t i = 0; i < missing_cause_count; ++i)
+    if (const std::uint64_t more = data_.ledger.channels[0].missing[i] - before[i]; more != 0)
+      data_.beside_rows_.push_back({row, more, static_cast<missing_cause>(i)});
+}
+
+/// For what is counted beside the rows of a segment, while the list grows.
+void column_reader::take_memory_of_extras(const segment& part) {
+  const std::size_t most = part.channels[channel_].left_out.size() + missing_cause_count;
+  state_->take_memory(2 * most * sizeof(column_data::beside_row),
+                      "What is missing of the column " + data_.channel, kept_->more.emplace_back());
 }
 
 /// A row for an event, whether the channel has it, holds a value, or has nothing.

@@ -1,5 +1,6 @@
 #include "ravo_dataset/dataset.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "column_reader.h"
@@ -29,7 +30,7 @@ std::optional<std::size_t> dataset::find_channel(std::string_view label) const {
 }
 
 std::size_t dataset::size() const {
-  const std::size_t all = count_events(*state_);
+  const std::size_t all = std::min(count_events(*state_), state_->end_of_events());
   return all / state_->wanted.step + (all % state_->wanted.step != 0 ? 1 : 0);
 }
 
@@ -56,8 +57,9 @@ std::vector<named_digest> dataset::digest() const {
   std::vector<named_digest> all;
   read_progress progress;
   if (state_->options.progress)
-    progress.total_bytes =
-        count_stored_bytes(*state_, 0, state_->wanted.step, std::numeric_limits<std::size_t>::max());
+    progress.total_bytes = count_stored_bytes(
+        *state_, 0, state_->wanted.step,
+        state_->wanted.limit ? *state_->wanted.limit : std::numeric_limits<std::size_t>::max());
   for (std::size_t i = 0; i < state_->channels.size(); ++i)
     all.push_back({state_->channels[i].label, column_reader(state_, i, {}).read_digest(progress)});
   return all;

@@ -12,6 +12,7 @@
 
 #include "missing_spans.h"
 #include "ravo_dataset/find_files.h"
+#include "ravo_dataset/member_names.h"
 
 namespace ravo {
 
@@ -152,6 +153,20 @@ class room_for_tables {
   bool is_one_alone_ = false;
 };
 
+/// Visits the files that have data of a channel, until `visit` returns false: the file's place among those
+/// that can be read, and what is known of it and of the channel in it.
+void visit_places(const std::vector<looked_into>& all, std::uint32_t name, const auto& visit) {
+  std::uint32_t position = 0;
+  for (const looked_into& one : all) {
+    if (!one.look.problem.empty()) continue;
+    const auto here = std::find_if(one.channels.begin(), one.channels.end(),
+                                   [name](const auto& channel) { return channel.name == name; });
+    const bool has_data = here != one.channels.end() && here->place.count != 0;
+    if (has_data && !visit(datasets::known_file{one.look, {here->place}, position})) return;
+    ++position;
+  }
+}
+
 dataset_options completed(dataset_options options) {
   if (options.threads == 0) options.threads = std::max(1u, std::thread::hardware_concurrency());
   return options;
@@ -169,6 +184,7 @@ dataset_state::dataset_state(selection what, dataset_options how)
 
 void dataset_state::open() {
   if (wanted.step == 0) throw selection_error("The step of a selection is 1 or more");
+  if (wanted.limit == 0u) throw selection_error("The limit of a selection is 1 event or more");
   if (wanted.max_age && wanted.slow == slow_policy::none)
     throw selection_error("max_age= says how old a held value may be: it needs slow=hold or slow=nearest");
   found_files found = find_files(wanted);
@@ -253,7 +269,14 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
     throw missing_data("The file " + refused.front().path + " is left out: " + refused.front().problem);
   if (readable.size() < paths.size()) opened.set_paths(readable);
 
-  wanted_channels = datasets::match_channels(wanted.channels, names);
+  const auto find_member = [&](const std::string& channel, const std::string& member) {
+    const int found_number = member_of(channel, member, [&](const auto& visit) {
+      visit_places(found, *numbers.number_of(channel), visit);
+    });
+    labels_by_name[channel + ":" + member] = channel + ":" + std::to_string(found_number);
+    return found_number;
+  };
+  wanted_channels = datasets::match_channels(wanted.channels, names, find_member);
   std::vector<std::string> channel_names;
   std::vector<bool> slow;
   std::vector<std::uint32_t> masks(wanted_channels.size(), 0);
@@ -305,7 +328,34 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   timeline.set(std::move(timed), std::move(channel_names), std::move(slow), join_channel);
 }
 
+/// The number of a member that is called by its name: the first block of the channel that can be looked at
+/// says which data type it has.
+int dataset_state::member_of(const std::string& channel, const std::string& member,
+                             const std::function<void(const place_visitor&)>& visit_files) {
+  std::optional<std::int32_t> type;
+  visit_files([&](const datasets::known_file& known) {
+    datasets::memory_share share;
+    take_memory(known.rows * datasets::loading_bytes_a_row + known.places[0].count * 2 * sizeof(entry),
+                "Finding the members of " + channel, share);
+    const auto file = opened.get(known.position);
+    const auto rows = file ? datasets::load_rows(*file, known, {channel}) : std::nullopt;
+    if (!rows) return true;
+    for (const entry& one : rows->front().entries)
+      if (one.status == value_status::ok && !type)
+        type = datasets::read_stored_type(*file, known.generation, one);
+    return !type.has_value();
+  });
+  if (type)
+    if (const auto number = member_number(*type, member)) return *number;
+  const std::string members = type ? member_list(*type) : "";
+  throw selection_error(
+      "\"" + channel + "\" has no member \"" + member + "\"; " +
+      (members.empty() ? "its members go by their numbers, from 0" : "it has " + members));
+}
+
 std::optional<std::size_t> dataset_state::find_channel(std::string_view label) const {
+  if (const auto by_member = labels_by_name.find(label); by_member != labels_by_name.end())
+    label = by_member->second;
   std::optional<std::size_t> by_name;
   for (std::size_t i = 0; i < channels.size(); ++i) {
     if (channels[i].label == label) return i;
@@ -398,7 +448,7 @@ void dataset_state::account_others(read_ledger& to, std::size_t position, std::s
 
 /// Whether every entry of a file is in an event of the selection, as its event index tells.
 bool dataset_state::takes_whole_file(std::uint32_t file) const {
-  if (wanted.step != 1 || wanted.join != join_policy::any) return false;
+  if (wanted.step != 1 || wanted.limit || wanted.join != join_policy::any) return false;
   const datasets::event_span& span = timeline.file(file).span;
   const bool has_times = wanted.from || wanted.to, has_numbers = wanted.first_event || wanted.last_event;
   if (span.empty) return !has_times && !has_numbers;

@@ -4,6 +4,9 @@
 #define RAVO_DATASET_DATASET_STATE_H
 
 #include <algorithm>
+#include <functional>
+#include <limits>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -75,6 +78,12 @@ class dataset_state {
   void close_account(const read_ledger& of_reading);
   read_ledger all_readings() const;
 
+  /// The number of selected events, counted without the step, from which on none is wanted.
+  std::size_t end_of_events() const {
+    constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
+    return wanted.limit ? std::size_t{*wanted.limit} * wanted.step : unlimited;
+  }
+
   /// The most bytes that are read in one piece: fewer where there is little memory.
   std::size_t window_bytes() const {
     return std::clamp<std::size_t>(memory.limit() / 16, 64 * 1024, datasets::largest_window);
@@ -88,6 +97,7 @@ class dataset_state {
   std::vector<std::string> problems;  ///< with the answer to the selection
   std::vector<dataset_channel> channels;
   std::vector<datasets::wanted_channel> wanted_channels;
+  std::map<std::string, std::string, std::less<>> labels_by_name;  ///< of "NAME:MEMBER": "NAME:n"
 
   datasets::memory_budget memory;
   datasets::open_files opened;
@@ -97,7 +107,11 @@ class dataset_state {
   datasets::worker_pool pool;  ///< last: its threads end before the rest goes
 
  private:
+  using place_visitor = std::function<bool(const datasets::known_file&)>;  ///< false: it has seen enough
+
   void look_into_files(const std::vector<std::string>& paths);
+  int member_of(const std::string& channel, const std::string& member,
+                const std::function<void(const place_visitor&)>& visit_files);
   void check_that_files_may_be_missing() const;
   void note_unreadable(read_ledger& to, std::uint32_t file) const;
   void note_missing(read_ledger& to, std::size_t position, std::size_t channel,

@@ -64,6 +64,8 @@ void event_reader::find_start() {
   const bool backward = options_.order == event_order::backward;
   left_ = options_.count.value_or(unlimited);
   ordinal_ = in_ordinals(options_.first);
+  if (const std::size_t end = state_->end_of_events(); state_->wanted.limit)
+    left_ = std::min(left_, ordinal_ < end ? (end - ordinal_ - 1) / stride_ + 1 : 0);
   if (state_->options.progress) total_bytes_ = count_stored_bytes(*state_, ordinal_, stride_, left_);
   if (!backward) return;
   // Backward begins at the last event of the slice, which only counting tells.
@@ -108,7 +110,8 @@ bool event_reader::enter_segment() {
   if (options_.order == event_order::backward) {
     while (ordinal_ < before_segment_) {
       const std::size_t here = selected_in(segment_ - 1);
-      if (ordinal_ < before_segment_ - here) account_left_out(segment_ - 1, extent());
+      const std::size_t first = before_segment_ - here;
+      if (ordinal_ < first && first < state_->end_of_events()) account_left_out(segment_ - 1, extent());
       before_segment_ -= here;
       --segment_;
     }
@@ -372,12 +375,18 @@ std::optional<event> event_reader::next() {
 event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::size_t index) {
   for (const event_batch::other_entry& one : batch->others())
     if (one.event == index) state_->account_others(ledger_, one.channel, one.channel, {&one.where, 1});
-  for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
-    const event_batch::cell& cell = batch->cell_at(index, channel);
-    if (cell.block == event_batch::cell::none || cell.status != value_status::ok) continue;
-    const event_batch::block& block = batch->block_at(cell.block);
-    state_->account(ledger_, channel, channel, block.where, block.status);
-  }
+  const auto account = [&](bool only_missing) {
+    for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
+      const event_batch::cell& cell = batch->cell_at(index, channel);
+      if (cell.block == event_batch::cell::none || cell.status != value_status::ok) continue;
+      const event_batch::block& block = batch->block_at(cell.block);
+      if (!only_missing || is_missing(block.status))
+        state_->account(ledger_, channel, channel, block.where, block.status);
+    }
+  };
+  // A strict policy throws at what is missing: then nothing of this event counts as delivered.
+  if (state_->options.damage.largest_missing_share <= 0) account(true);
+  account(false);
   event one;
   one.batch_ = batch;
   one.index_ = index;

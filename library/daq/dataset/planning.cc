@@ -99,7 +99,7 @@ class planner {
     std::size_t ordinal = 0;
     visit_segments(state_, [&](std::size_t, const auto& part) {
       add(*part, ordinal);
-      return true;
+      return ordinal < state_.end_of_events();
     });
     finish();
     return plan_;
@@ -108,8 +108,10 @@ class planner {
  private:
   void add(const segment& part, std::size_t& ordinal) {
     std::vector<std::uint32_t> events;
-    for (const std::uint32_t event : part.selected)
+    for (const std::uint32_t event : part.selected) {
+      if (ordinal == state_.end_of_events()) break;
       if (ordinal++ % state_.wanted.step == 0) events.push_back(event);
+    }
     plan_.events += events.size();
     for (std::size_t i = 0; i < part.files.size(); ++i)
       if (part.file_failed[i])

@@ -2,9 +2,11 @@
 #include "ravo_dataset/selection.h"
 
 #include <algorithm>
+#include <chrono>
 #include <tuple>
 
 #include "ravo_dataset/errors.h"
+#include "ravo_dataset/time_grammar.h"
 #include "selection_words.h"
 
 namespace ravo {
@@ -54,7 +56,6 @@ std::string name_of(Enumeration value, const named<Enumeration> (&names)[size]) 
   return {};
 }
 
-constexpr char time_form[] = "a time is YYYY-MM-DDTHH:MM:SS[.FRACTION]Z, or seconds since 1970";
 constexpr char span_form[] = "a span is a number with us, ms, s, min or h behind it";
 constexpr char range_form[] = "it is N or N-M";
 
@@ -124,6 +125,19 @@ std::uint64_t span_of(const time_stamp& span) {
   return std::uint64_t{span.timeup} * 1000000 + span.timelow;
 }
 
+/// A time of the grammar that options have, too: of day in UTC, and what counts from now by this machine's
+/// clock.
+time_stamp time_of(const selection_word& word, const selection& so_far) {
+  using namespace std::chrono;
+  const auto since = system_clock::now().time_since_epoch();
+  const auto rest = duration_cast<microseconds>(since % seconds(1)).count();
+  const time_stamp now{static_cast<std::uint32_t>(duration_cast<seconds>(since).count()),
+                       static_cast<std::uint32_t>(rest)};
+  const time_reading read = read_time(one(word), {now, time_zone(), so_far.from});
+  if (!read.time) throw selection_error("\"" + word.text + "\" cannot be read: it " + read.problem);
+  return *read.time;
+}
+
 struct key_row {
   std::string_view key;
   void (*read)(const selection_word&, selection&);
@@ -133,15 +147,18 @@ constexpr key_row keys[] = {
     {"run", &read_runs},
     {"file", [](const selection_word& word, selection& to) { append(to.files, word); }},
     {"chan", [](const selection_word& word, selection& to) { append(to.channels, word); }},
-    {"from", [](const selection_word& word,
-                selection& to) { to.from = must(datasets::read_time(one(word)), word, time_form); }},
-    {"to", [](const selection_word& word,
-              selection& to) { to.to = must(datasets::read_time(one(word)), word, time_form); }},
+    {"from", [](const selection_word& word, selection& to) { to.from = time_of(word, to); }},
+    {"to", [](const selection_word& word, selection& to) { to.to = time_of(word, to); }},
     {"event", &read_events},
     {"step",
      [](const selection_word& word, selection& to) {
        to.step = must(datasets::read_number(one(word)), word, "it is a number, 1 or more");
        if (to.step == 0) refuse(word, "it is a number, 1 or more");
+     }},
+    {"limit",
+     [](const selection_word& word, selection& to) {
+       to.limit = must(datasets::read_number(one(word)), word, "it is a number, 1 or more");
+       if (to.limit == 0u) refuse(word, "it is a number, 1 or more");
      }},
     {"synch", [](const selection_word& word,
                  selection& to) { to.synch = read_name(word, synch_modes, "it is number or time"); }},
@@ -191,7 +208,11 @@ bool same(const std::optional<time_stamp>& a, const std::optional<time_stamp>& b
 
 selection selection::parse(std::string_view text) {
   selection read;
-  for (const selection_word& word : datasets::split_words(text)) {
+  std::vector<selection_word> words = datasets::split_words(text);
+  // The end of a window may count from its beginning, wherever that stands.
+  std::stable_partition(words.begin(), words.end(),
+                        [](const selection_word& word) { return word.key == "from"; });
+  for (const selection_word& word : words) {
     if (word.key.empty()) {
       read_stream(word, read);
       continue;
@@ -224,6 +245,7 @@ std::string selection::to_text() const {
   if (to) add("to", datasets::write_time(*to));
   if (first_event || last_event) add("event", range_of(first_event, last_event));
   if (step != 1) add("step", std::to_string(step));
+  if (limit) add("limit", std::to_string(*limit));
   if (synch != plain.synch) add("synch", name_of(synch, synch_modes));
   if (span_of(tolerance) != span_of(plain.tolerance))
     add("tolerance", datasets::write_span(span_of(tolerance)));
@@ -238,7 +260,8 @@ bool selection::operator==(const selection& other) const {
   const auto plain_fields = [](const selection& one_of) {
     return std::tie(one_of.files, one_of.experiment, one_of.stream, one_of.catalogue, one_of.data,
                     one_of.runs, one_of.channels, one_of.first_event, one_of.last_event, one_of.step,
-                    one_of.synch, one_of.join, one_of.join_channel, one_of.slow, one_of.max_age);
+                    one_of.limit, one_of.synch, one_of.join, one_of.join_channel, one_of.slow,
+                    one_of.max_age);
   };
   return plain_fields(*this) == plain_fields(other) && same(from, other.from) && same(to, other.to) &&
          span_of(tolerance) == span_of(other.tolerance);

@@ -65,24 +65,6 @@ std::optional<std::uint32_t> cut_fraction(std::string_view& text) {
   return fraction;
 }
 
-std::optional<std::uint32_t> read_date(std::string_view text) {
-  using namespace std::chrono;
-  constexpr std::string_view form = "dddd-dd-ddTdd:dd:dd";
-  if (text.size() != form.size()) return std::nullopt;
-  for (std::size_t i = 0; i < form.size(); ++i)
-    if (form[i] == 'd' ? text[i] < '0' || text[i] > '9' : text[i] != form[i]) return std::nullopt;
-  const auto part = [&](std::size_t at, std::size_t length) {
-    return *whole_number<int>(text.substr(at, length));
-  };
-  const year_month_day day{year(part(0, 4)), month(static_cast<unsigned>(part(5, 2))),
-                           std::chrono::day(static_cast<unsigned>(part(8, 2)))};
-  if (!day.ok() || part(11, 2) > 23 || part(14, 2) > 59 || part(17, 2) > 59) return std::nullopt;
-  const auto time = sys_days(day) + hours(part(11, 2)) + minutes(part(14, 2)) + seconds(part(17, 2));
-  const auto since = time.time_since_epoch().count();
-  if (since < 0 || since > 0xffffffffLL) return std::nullopt;
-  return static_cast<std::uint32_t>(since);
-}
-
 struct time_unit {
   std::string_view name;
   std::uint64_t microseconds;
@@ -114,15 +96,6 @@ std::string quoted(std::string_view value) {
 
 std::optional<std::uint32_t> read_number(std::string_view text) {
   return whole_number<std::uint32_t>(text);
-}
-
-std::optional<time_stamp> read_time(std::string_view text) {
-  const bool is_date = text.ends_with('Z');
-  if (is_date) text.remove_suffix(1);
-  const auto fraction = cut_fraction(text);
-  const auto seconds = is_date ? read_date(text) : read_number(text);
-  if (!fraction || !seconds) return std::nullopt;
-  return time_stamp{*seconds, *fraction};
 }
 
 std::string write_time(const time_stamp& time) {

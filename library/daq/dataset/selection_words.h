@@ -25,8 +25,6 @@ std::vector<selection_word> split_words(std::string_view text);
 std::string quoted(std::string_view value);
 
 std::optional<std::uint32_t> read_number(std::string_view text);
-/// YYYY-MM-DDTHH:MM:SS[.FRACTION]Z, or seconds since 1970.
-std::optional<time_stamp> read_time(std::string_view text);
 /// In UTC, with a fraction only where there is one.
 std::string write_time(const time_stamp& time);
 /// A number with us, ms, s, min or h behind it, in microseconds.

@@ -225,7 +225,7 @@ TYPED_TEST(Events, NameTheNearestChannelsOfAnUnknownOne) {
     this->open("chan=FATS");
     FAIL();
   } catch (const selection_error& error) {
-    EXPECT_THAT(error.what(), HasSubstr("No channel matches \"FATS\"; the nearest are FAST"));
+    EXPECT_THAT(error.what(), HasSubstr("No channel matches \"FATS\"; did you mean FAST?"));
   }
   EXPECT_THROW(this->open("chan=X*"), selection_error);
   EXPECT_THROW(this->open("chan=~[").size(), selection_error);

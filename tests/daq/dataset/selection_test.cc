@@ -38,6 +38,17 @@ TEST(SelectionText, IsReadAsTheHeaderSays) {
   EXPECT_EQ(read.data, "/a:/b");
 }
 
+TEST(SelectionText, TakesTimesAsOptionsDo) {
+  const auto from = [](const std::string& text) { return selection::parse(text).from->timeup; };
+  constexpr std::uint32_t day = 1740787200;  // 2025-03-01 in UTC
+  EXPECT_EQ(from("from=2025-03-01"), day);
+  EXPECT_EQ(from("from=2025-03-01T09:00+01:00"), day + 8 * 3600);
+  EXPECT_EQ(from("from=\"2025-03-01 08:00\""), day + 8 * 3600);
+  const selection window = selection::parse("to=+90s from=2025-03-01T08:00");
+  EXPECT_EQ(window.to->timeup, day + 8 * 3600 + 90);
+  EXPECT_EQ(window.to_text(), "linac/main from=2025-03-01T08:00:00Z to=2025-03-01T08:01:30Z");
+}
+
 TEST(SelectionText, OfNothingIsTheDefault) {
   EXPECT_EQ(selection::parse(""), selection{});
   EXPECT_EQ(selection{}.to_text(), "linac/main");
@@ -88,6 +99,7 @@ TEST(SelectionText, ComesBackAsItWasForThousandsOfSelections) {
     if (below(2)) made.first_event = below(1000);
     if (below(2)) made.last_event = made.first_event.value_or(0) + below(1000);
     made.step = 1 + below(3);
+    if (below(2)) made.limit = 1 + below(1000);
     made.synch = below(2) ? synch_mode::by_time : synch_mode::by_number;
     if (below(2)) made.tolerance = {below(100), below(1000000)};
     made.join = static_cast<join_policy>(below(3));
@@ -130,9 +142,11 @@ INSTANTIATE_TEST_SUITE_P(
         refused{"linac", "\"linac\" cannot be read: it is neither KEY=VALUE nor EXPERIMENT/STREAM"},
         refused{"a/b/c", "neither KEY=VALUE nor"}, refused{"/b", "neither"},
         refused{"run=0", "it is N or N-M"}, refused{"run=7-6", "it is N or N-M"},
-        refused{"run=5-", "it is N or N-M"}, refused{"step=0", "1 or more"}, refused{"step=x", "1 or more"},
-        refused{"from=yesterday", "a time is YYYY"}, refused{"from=2025-02-30T00:00:00Z", "a time is YYYY"},
-        refused{"to=1.x", "a time is YYYY"}, refused{"tolerance=5", "a span is a number"},
+        refused{"run=5-", "it is N or N-M"}, refused{"step=0", "1 or more"},
+        refused{"limit=0", "1 or more"}, refused{"limit=-1", "1 or more"}, refused{"step=x", "1 or more"},
+        refused{"from=noon", "it is no time; write 2025-"},
+        refused{"from=2025-02-30T00:00:00Z", "is no time"}, refused{"to=+5min", "which is not given"},
+        refused{"to=1.x", "is no time"}, refused{"tolerance=5", "a span is a number"},
         refused{"tolerance=5years", "a span is a number"},
         refused{"max_age=99999999999999999999s", "a span is a number"}, refused{"event=-", "it is N, N-M"},
         refused{"event=4294967296", "it is N, N-M"}, refused{"join=with:", "with:CHANNEL"},

@@ -208,7 +208,7 @@ TEST_P(WrongSelection, NamesTheNearestChannels) {
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(result.err,
-              StartsWith("ravo: no channel matches \"LINAC/BMP/001\"; the nearest are LINAC/BPM/001, "));
+              StartsWith("ravo: no channel matches \"LINAC/BMP/001\"; did you mean LINAC/BPM/001, "));
 }
 
 TEST_P(WrongSelection, NamesAFileThatIsNotThere) {

@@ -53,15 +53,15 @@ TEST_F(ShowRefusal, SaysThatAChannelNeverHasData) {
 TEST_F(ShowRefusal, NamesWhatChannelMayHaveBeenMeant) {
   refused({file, "-c", "LINAC/ENERGI/001"}, 1,
           file + ": no channel LINAC/ENERGI/001; did you mean LINAC/ENERGY/001?");
-  refused({file, "-c", "RING/*"}, 1, file + ": no channel matches RING/*");
+  refused({file, "-c", "RING/*"}, 1, file + ": no channel matches RING/*; `ravo channels FILE` lists them");
 }
 
 TEST_F(ShowRefusal, NamesTheMembersThatThereAre) {
   refused({file, "-c", "LINAC/BPM/001:3"}, 1, "LINAC/BPM/001 has no member 3; it has 0 X, 1 Y, 2 CHARGE");
   refused({file, "-c", "LINAC/CAMERA/001:0"}, 1,
           "LINAC/CAMERA/001 has no members: ask for it without ':0'");
-  refused({file, "-c", "LINAC/BPM/001:X"}, 2,
-          "--channel: 'LINAC/BPM/001:X': behind the ':' stands the number of a member, from 0");
+  refused({file, "-c", "LINAC/BPM/001:NOPE"}, 1,
+          "\"LINAC/BPM/001\" has no member \"NOPE\"; it has 0 X, 1 Y, 2 CHARGE");
 }
 
 TEST_F(ShowRefusal, SaysThatATimeLiesOutsideTheFile) {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <filesystem>
 
+#include "escaping.h"
 #include "failure.h"
 #include "times.h"
 #include "type_names.h"

@@ -68,8 +68,9 @@ class window_reading {
 
   [[noreturn]] void fail(const char* what, int status) {
     const std::string words = out_.take_library_output();
-    throw data_failure(fmt::format("{}: {}: {} (status {}){}{}", path_, what, reader_.error_i2a(status),
-                                   status, words.empty() ? "" : "\nthe library said:\n", words));
+    throw data_failure(
+        several_lines{shown("{}: {}: {} (status {})", path_, what, reader_.error_i2a(status), status) +
+                      (words.empty() ? "" : "\nthe library said:\n" + words)});
   }
 
   output& out_;

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "drawing/line_plot.h"
+#include "escaping.h"
 #include "show/showing.h"
 #include "times.h"
 #include "type_names.h"
@@ -38,8 +39,8 @@ std::string name_of(const ravo_time_id& event) {
 }
 
 void print_heading(const shown_event& event, output& out) {
-  fmt::print(out.file(), "{}{}  {}  {}{}  of {}{}\n", out.bold(), name_of(event.id),
-             format_time(event.id.time), types_text(event), out.plain(), event.file,
+  out.format("{}{}  {}  {}{}  of {}{}\n", out.bold(), name_of(event.id), format_time(event.id.time),
+             types_text(event), out.plain(), event.file,
              event.generation == ravo_file_generation::older ? "  (older generation)" : "");
 }
 
@@ -186,7 +187,7 @@ class overview {
 };
 
 void print_lines(const std::vector<std::string>& lines, output& out) {
-  for (const std::string& line : lines) out.print_line("  " + line);
+  for (const std::string& line : lines) out.print_drawn_line("  " + line);
 }
 
 void print_member(const shown_spectrum& spectrum, const shown_member& member, const terminal_look& look,
@@ -215,9 +216,9 @@ void print_table(const shown_pairs& pairs, output& out) {
 }
 
 void print_whole(const shown_channel& channel, const terminal_look& look, output& out) {
-  fmt::print(out.file(), "\n{}{}{}  {}{}", out.bold(), printable(channel.name), out.plain(),
+  out.format("\n{}{}{}  {}{}", out.bold(), printable(channel.name), out.plain(),
              data_type_name(channel.dtype), notes_of(channel));
-  if (!channel.description.empty()) fmt::print(out.file(), "  {}", printable(channel.description));
+  if (!channel.description.empty()) out.format("  {}", printable(channel.description));
   out.print("\n");
   std::visit(by_kind{[&](const shown_bytes&) { out.print_line("  " + unknown_text(channel)); },
                      [&](const shown_spectrum& spectrum) {
@@ -237,7 +238,7 @@ void print_whole(const shown_channel& channel, const terminal_look& look, output
 }
 
 drawing::colours colours_of(const output& out) {
-  if (out.plain().empty()) return drawing::colours::none;  // no terminal, or not wanted
+  if (out.plain().text.empty()) return drawing::colours::none;  // no terminal, or not wanted
   const char* depth = std::getenv("COLORTERM");
   if (depth && (std::strcmp(depth, "truecolor") == 0 || std::strcmp(depth, "24bit") == 0))
     return drawing::colours::of_24_bits;
@@ -251,7 +252,7 @@ terminal_look look_of(output& out) {
   terminal_look look{80, drawing::letters::braille, colours_of(out)};
   winsize size{};
   constexpr int least = 40;
-  if (out.is_terminal() && ioctl(fileno(out.file()), TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+  if (out.is_terminal() && ioctl(out.descriptor(), TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
     look.columns = std::max<int>(size.ws_col, least);
   return look;
 }

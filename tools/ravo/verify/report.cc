@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "type_names.h"
+#include "escaping.h"
 
 namespace ravo::verify {
 namespace {

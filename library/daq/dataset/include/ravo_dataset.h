@@ -9,9 +9,13 @@
 #include "ravo_dataset/event.h"
 #include "ravo_dataset/find_files.h"
 #include "ravo_dataset/ledger.h"
+#include "ravo_dataset/member_names.h"
+#include "ravo_dataset/near_names.h"
 #include "ravo_dataset/plan.h"
 #include "ravo_dataset/selection.h"
 #include "ravo_dataset/status.h"
+#include "ravo_dataset/time_grammar.h"
+#include "ravo_dataset/time_zone.h"
 #include "ravo_dataset/values.h"
 
 #endif

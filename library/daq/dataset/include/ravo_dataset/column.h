@@ -162,6 +162,8 @@ class column_data {
   value_status status_of(std::size_t row, std::size_t record) const;
   /// The text of a row of a text column.
   std::string_view text(std::size_t index) const;
+  /// The account of the first rows alone, as if reading had ended behind them.
+  read_ledger ledger_of_rows(std::size_t rows) const;
 
  private:
   friend class column_reader;
@@ -173,6 +175,14 @@ class column_data {
   void check_row(std::size_t index) const;
   element_range elements_of_row(std::size_t index) const;
 
+  /// What is missing of no row: before the row, and how often.
+  struct beside_row {
+    std::uint64_t row;
+    std::uint64_t count;
+    missing_cause cause;
+  };
+  std::vector<beside_row> beside_rows_;
+  std::vector<value_status> planned_;  ///< of each row: ok where it has a value of its own; empty: all have
   std::span<const std::byte> bytes_;
   std::shared_ptr<void> memory_;  ///< of bytes_, where it is not the caller's
   std::shared_ptr<void> share_;   ///< of the memory limit

@@ -15,6 +15,10 @@ struct dataset_error : std::runtime_error {
 struct selection_error : dataset_error {
   using dataset_error::dataset_error;
 };
+/// A pattern of channels that makes no sense, whatever channels there are.
+struct pattern_error : selection_error {
+  using selection_error::selection_error;
+};
 /// A selection to which no raw file belongs, or none that can be taken now.
 struct files_not_found : selection_error {
   using selection_error::selection_error;

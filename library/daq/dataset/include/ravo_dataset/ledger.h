@@ -40,6 +40,8 @@ struct missing_value {
   std::uint64_t offset = 0;  ///< of the block's subheader; 0 where the file does not say
   ravo_time_id event{};
   missing_cause cause = missing_cause::file_missing;
+  /// In the account of a column: its row; of what is of no row, the one that follows it.
+  std::uint64_t row = 0;
 };
 
 /// A file that was left out as a whole, because it cannot be read, is not where it should be, or may still

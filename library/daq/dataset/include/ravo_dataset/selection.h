@@ -56,7 +56,8 @@ struct selection {
   std::optional<time_stamp> to;
   std::optional<std::uint32_t> first_event;
   std::optional<std::uint32_t> last_event;
-  std::uint32_t step = 1;  ///< every step-th of the events that are left, the first included
+  std::uint32_t step = 1;              ///< every step-th of the events that are left, the first included
+  std::optional<std::uint32_t> limit;  ///< only the first ones of those; at least 1
 
   // ---- alignment ----
   synch_mode synch = synch_mode::by_number;
@@ -69,11 +70,12 @@ struct selection {
 
   /// Reads the text form. Words are parted by blanks:
   ///   EXPERIMENT/STREAM  run=N or N-M  file=PATH,...  chan=PATTERN,...  from=TIME  to=TIME
-  ///   event=N, N-M, N- or -M  step=N  synch=number|time  tolerance=SPAN  join=any|all|with:CHANNEL
-  ///   slow=none|hold|nearest  max_age=SPAN  catalog=DIR  data=DIR
-  /// A TIME is YYYY-MM-DDTHH:MM:SS[.FRACTION]Z (UTC) or seconds since 1970, a SPAN a number with us, ms, s,
-  /// min or h behind it. What holds blanks, commas or quotes is quoted: "...", in which \" and \\ are a
-  /// quote and a backslash. file= and chan= may be repeated. Throws selection_error that names the word.
+  ///   event=N, N-M, N- or -M  step=N  limit=N  synch=number|time  tolerance=SPAN
+  ///   join=any|all|with:CHANNEL  slow=none|hold|nearest  max_age=SPAN  catalog=DIR  data=DIR
+  /// A TIME is one of time_grammar.h, such as YYYY-MM-DDTHH:MM:SS[.FRACTION]Z or seconds since 1970 (UTC
+  /// unless it says otherwise; to= may count from from=), a SPAN a number with us, ms, s, min or h behind
+  /// it. What holds blanks, commas or quotes is quoted: "...", in which \" and \\ are a quote and a
+  /// backslash. file= and chan= may be repeated. Throws selection_error that names the word.
   static selection parse(std::string_view text);
 
   /// The text that parse() makes this selection of; what has its default is left out.

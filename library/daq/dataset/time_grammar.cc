@@ -1,23 +1,12 @@
-#include "time_grammar.h"
-
-#include <fmt/format.h>
+#include "ravo_dataset/time_grammar.h"
 
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <cstdio>
 #include <limits>
 
-namespace ravo::tool {
-
-const char* const time_help = R"(TIME is one of
-  2025-03-01T08:00:00.5      a date and a time of day ("T" or a blank; parts at the end may be left out)
-  2025-03-01T08:00+01:00     the same with its offset from UTC, or with Z
-  today 08:30, yesterday     a day, from 00:00 when no time of day is said
-  now, -5min, -1h30min       now, or so long ago, in d h min s
-  1740816000.5               seconds since 1970
-  14:05, +5min               behind --to: on the day of --from, so long behind --from
-Times of day are UTC, or as --tz says: +01:00, or a zone such as Europe/Berlin, where summer time is
-regarded; a time that its clocks show twice or never is refused.)";
+namespace ravo {
 
 namespace {
 
@@ -140,9 +129,12 @@ std::string format_shown(std::int64_t shown) {
   const auto day = std::chrono::floor<std::chrono::days>(seconds);
   const std::chrono::year_month_day date{day};
   const std::chrono::hh_mm_ss clock{seconds - day};
-  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", static_cast<int>(date.year()),
-                     static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                     clock.hours().count(), clock.minutes().count(), clock.seconds().count());
+  char text[40];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
+  return text;
 }
 
 // The time at which the clocks of a zone show a day and a time of that day.
@@ -152,11 +144,10 @@ time_reading shown_in(const time_zone& zone, std::int64_t day, moment clock) {
   if (moments.size() == 1) return accept(moments.front() * 1'000'000 + clock % 1'000'000);
   const std::string text = format_shown(shown);
   if (moments.empty())
-    return refuse(
-        fmt::format("is a time that never was in {}: clocks are put forward over {}", zone.name(), text));
-  return refuse(fmt::format(
-      "was twice in {}, where clocks are put back; write {}{} for the first time or {}{}", zone.name(),
-      text, format_offset(shown - moments[0]), text, format_offset(shown - moments[1])));
+    return refuse("is a time that never was in " + zone.name() + ": clocks are put forward over " + text);
+  return refuse("was twice in " + zone.name() + ", where clocks are put back; write " + text +
+                format_offset(shown - moments[0]) + " for the first time or " + text +
+                format_offset(shown - moments[1]));
 }
 
 // The day that the clocks of a zone show at a time, as days since 1970.
@@ -232,4 +223,4 @@ time_reading read_time(std::string_view text, const time_context& context) {
   return refuse("is no time; write 2025-03-01T08:00:00.5Z, 'yesterday 14:00', -5min or seconds since 1970");
 }
 
-}  // namespace ravo::tool
+}  // namespace ravo

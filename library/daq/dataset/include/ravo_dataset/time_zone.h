@@ -1,8 +1,8 @@
 // Time zones by name or offset, and what their clocks show. The rules of named zones are those of the C
 // library's zone files; to ask it, TZ is set and put back, so that zones are for a program's beginning,
 // when it has one thread.
-#ifndef RAVO_TOOL_TIME_ZONE_H
-#define RAVO_TOOL_TIME_ZONE_H
+#ifndef RAVO_DATASET_TIME_ZONE_H
+#define RAVO_DATASET_TIME_ZONE_H
 
 #include <cstdint>
 #include <optional>
@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace ravo::tool {
+namespace ravo {
 
 class time_zone {
  public:
@@ -39,6 +39,6 @@ std::string format_offset(std::int64_t seconds);
 /// Seconds ahead of UTC of "+01:00", "-0330" or "+1"; nothing for anything else, or for more than 15 hours.
 std::optional<std::int64_t> parse_offset(std::string_view text);
 
-}  // namespace ravo::tool
+}  // namespace ravo
 
 #endif

@@ -1,16 +1,15 @@
-#include "time_zone.h"
-
-#include <fmt/format.h>
+#include "ravo_dataset/time_zone.h"
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
 #include "opened_file.h"
 #include "read_exactly.h"
 
-namespace ravo::tool {
+namespace ravo {
 namespace {
 
 // The C library takes the rules of an unknown zone for those of UTC without a word: only a file that
@@ -18,7 +17,8 @@ namespace {
 bool is_zone_file(const std::string& path) {
   char head[4] = {};
   const opened_file file(path.c_str());
-  return file >= 0 && read_exactly(file, 0, head, sizeof head) && std::string_view(head, sizeof head) == "TZif";
+  return file >= 0 && read_exactly(file, 0, head, sizeof head) &&
+         std::string_view(head, sizeof head) == "TZif";
 }
 
 // Names lead below the folder of zone files, and nowhere else.
@@ -61,7 +61,10 @@ class c_library_zone {
 
 std::string format_offset(std::int64_t seconds) {
   const std::int64_t size = std::abs(seconds);
-  return fmt::format("{}{:02}:{:02}", seconds < 0 ? '-' : '+', size / 3600, size % 3600 / 60);
+  char text[32];
+  std::snprintf(text, sizeof text, "%c%02d:%02d", seconds < 0 ? '-' : '+', static_cast<int>(size / 3600),
+                static_cast<int>(size % 3600 / 60));
+  return text;
 }
 
 std::optional<std::int64_t> parse_offset(std::string_view text) {
@@ -115,4 +118,4 @@ std::vector<std::int64_t> time_zone::moments_of(std::int64_t shown) const {
   return moments;
 }
 
-}  // namespace ravo::tool
+}  // namespace ravo
