@@ -32,6 +32,8 @@ std::string in_our_words(const std::exception& error) {
     text.erase(place + before_ledger.size());
   for (const std::string_view remedy :
        {std::string_view("; raise the limit or select less"),
+        std::string_view(": raise the limit, or select less"),
+        std::string_view(": raise the limit, or leave the file out"),
         std::string_view("; let go of events and columns, or raise the limit")})
     if (text.ends_with(remedy))
       text.replace(text.size() - remedy.size(), remedy.size(), "; give more with --memory, or select less");

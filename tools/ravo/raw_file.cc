@@ -154,8 +154,7 @@ int raw_file::load_tables(std::uint64_t memory) {
   constexpr std::size_t tail_size = 4;
   const auto length = static_cast<long>(size_);
   unsigned char tail[tail_size];
-  if (size_ < tail_size || pread(descriptor_, tail, tail_size, length - long{tail_size}) != long{tail_size})
-    return -3;
+  if (size_ < tail_size || !read_exactly(descriptor_, size_ - tail_size, tail, tail_size)) return -3;
   if (!take(reference_, [&](auto** table) {
         return library::get_reference_table(tail, tail_size, length, descriptor_, table);
       }))
@@ -244,6 +243,7 @@ void raw_file::check_pointers() {
   unsigned char bytes[sizeof head];
   const std::uint32_t at = reference_->ecp_ref;
   const auto refuse = [this](int status) {
+    if (status == RAVO_TABLE_UNREADABLE) throw data_failure(path_ + ": " + text_of_unreadable(errno));
     throw data_failure(fmt::format("{}: damaged: event channel pointer table: {} (status {})", path_,
                                    ravo_evutl_status_text(status), status));
   };
@@ -252,7 +252,7 @@ void raw_file::check_pointers() {
                                                RAVO_ROW_OF_POINTERS, &row);
       status != 0)
     refuse(status);
-  if (!read_at(at, bytes)) refuse(RAVO_TABLE_UNREADABLE);
+  if (!read_at(at, bytes)) refuse(RAVO_TABLE_OUT_OF_FILE);
   ravo_swap4(bytes, &head, sizeof head / 4);
   row_length_ = static_cast<std::uint32_t>(head.maxev);
   if (static_cast<std::uint64_t>(head.length) != sizeof head + channels_.size() * row)

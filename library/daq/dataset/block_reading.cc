@@ -51,11 +51,15 @@ std::uint64_t stated_end(const typename G::subhead& head, const stored_payload& 
   return 0;
 }
 
-/// Whether the block is another channel's. The front end may know the channel by a name of its own.
+/// What the name in a block says of it: misdirected when it is another channel's. The front end may know
+/// the channel by a name of its own.
 template <class G>
-bool is_of_another_channel(const block_source_file& source, const typename G::subhead& head) {
+value_status status_of_name(const block_source_file& source, const typename G::subhead& head) {
   const bool bears_its_name = std::strncmp(head.chname, source.channel, sizeof head.chname - 1) == 0;
-  return !bears_its_name && source.names->has(*source.file, *source.known, head.chname);
+  if (bears_its_name) return value_status::ok;
+  const std::optional<bool> is_of_another = source.names->has(*source.file, *source.known, head.chname);
+  if (!is_of_another) return value_status::file_missing;
+  return *is_of_another ? value_status::misdirected : value_status::ok;
 }
 
 /// Whether the dictionary says that the channel has no blocks of this type. Types from 32 on have no bit.
@@ -87,7 +91,10 @@ found_block find_block(const block_source_file& source, const file_part& part, c
   found.error = head->error & ~RAVO_CHAN_ZIP_FLAG;
   const decode_outcome outcome = locate_payload<G>(part, where.chhd, where.data, *head, found.payload);
   found.type = decoded_type<G>(found.payload, *head);
-  if (is_of_another_channel<G>(source, *head) || is_elsewhere<G>(found.payload, *head, where)) {
+  const value_status of_name = status_of_name<G>(source, *head);
+  if (of_name != value_status::ok) {
+    found.status = of_name;
+  } else if (is_elsewhere<G>(found.payload, *head, where)) {
     found.status = value_status::misdirected;
   } else if (is_excluded(source.dtype_mask, head->dtype)) {
     found.status = value_status::event_disputed;

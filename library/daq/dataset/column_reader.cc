@@ -357,10 +357,7 @@ value_status column_reader::store(const item& one, const byte_view& payload, std
   if (one.kind != first_->kind || one.element != first_->element ||
       one.is_as_sent() != first_->is_as_sent())
     return value_status::type_changed;
-  if (one.kind == value_kind::name_value) {
-    store_record_values(one, payload, row);
-    return value_status::ok;
-  }
+  if (one.kind == value_kind::name_value) return store_record_values(one, payload, row);
   if (one.kind == value_kind::update) {
     const std::size_t status_at = one.at - 12;
     data_.update_status[row] = *payload.at<std::int32_t>(status_at);

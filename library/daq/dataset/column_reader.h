@@ -86,7 +86,7 @@ class column_reader {
   bool has_records() const { return first_ && first_->kind == value_kind::name_value; }
   void find_record_names();
   void note_records(const datasets::item& list, const byte_view& payload, std::uint64_t ordinal);
-  void store_record_values(const datasets::item& list, const byte_view& payload, std::uint64_t row);
+  value_status store_record_values(const datasets::item& list, const byte_view& payload, std::uint64_t row);
   void copy_records(const row_copy& copy);
   void settle_record_status();
   std::shared_ptr<const datasets::segment> segment_of(const block_list& list);

@@ -46,14 +46,19 @@ void column_reader::note_records(const item& list, const byte_view& payload, std
                [this](std::size_t bytes) { grow(names_share_, bytes, "names of records"); });
 }
 
-void column_reader::store_record_values(const item& list, const byte_view& payload, std::uint64_t row) {
+/// A list with a name that the first pass over the blocks did not see, since it could not read it or the
+/// file has changed, does not fit the column.
+value_status column_reader::store_record_values(const item& list, const byte_view& payload,
+                                                std::uint64_t row) {
   const std::size_t names = data_.record_names.size();
   auto* const values = reinterpret_cast<float*>(out_) + row * names;
   value_status* const status = data_.record_status.data() + row * names;
-  const std::vector<std::uint32_t> places = places_->of(list, payload);
+  const std::optional<std::vector<std::uint32_t>> places = places_->of(list, payload);
+  if (!places) return value_status::type_changed;
   std::fill_n(values, names, std::numeric_limits<float>::quiet_NaN());
-  datasets::store_records(list, payload, places, values);
-  for (const std::uint32_t place : places) status[place] = value_status::ok;
+  datasets::store_records(list, payload, *places, values);
+  for (const std::uint32_t place : *places) status[place] = value_status::ok;
+  return value_status::ok;
 }
 
 /// A held row has the records of the row that it holds.

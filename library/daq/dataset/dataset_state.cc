@@ -335,7 +335,7 @@ int dataset_state::member_of(const std::string& channel, const std::string& memb
   std::optional<std::int32_t> type;
   visit_files([&](const datasets::known_file& known) {
     datasets::memory_share share;
-    take_memory(known.rows * datasets::loading_bytes_a_row + known.places[0].count * 2 * sizeof(entry),
+    take_memory(datasets::bytes_to_load_rows(known) + known.places[0].count * 2 * sizeof(entry),
                 "Finding the members of " + channel, share);
     const auto file = opened.get(known.position);
     const auto rows = file ? datasets::load_rows(*file, known, {channel}) : std::nullopt;

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -21,8 +22,8 @@ namespace ravo::datasets {
 class dictionary_names {
  public:
   /// Whether the dictionary gives the name to a channel; of names that are longer than a block has room
-  /// for, as much as there is room for. False also where the dictionary cannot be read any more.
-  bool has(const open_file& file, const known_file& known, std::string_view name);
+  /// for, as much as there is room for. Nothing where the dictionary cannot be read any more.
+  std::optional<bool> has(const open_file& file, const known_file& known, std::string_view name);
 
  private:
   struct names_of_file {
@@ -32,7 +33,7 @@ class dictionary_names {
   /// Of files whose names were asked for: a MiB in all.
   static constexpr std::size_t most_hashes = std::size_t{1} << 17;
 
-  const std::vector<std::size_t>& hashes_of(const open_file& file, const known_file& known);
+  const std::vector<std::size_t>* hashes_of(const open_file& file, const known_file& known);
 
   std::mutex mutex_;  ///< guards what follows
   std::vector<names_of_file> kept_;

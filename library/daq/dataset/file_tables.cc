@@ -438,9 +438,11 @@ template <class G>
 std::optional<std::vector<channel_rows>> rows_of(const open_file& file, const known_file& known,
                                                  const std::vector<std::string>& names) {
   tables<G> of_file(file);
+  const std::uint32_t failures = file.failures();
   errno = 0;
   if (of_file.load_reference())
-    if (auto rows = of_file.rows(names, known)) return rows;
+    // What could not be read looks damaged: rows of a failing machine say nothing of the file.
+    if (auto rows = of_file.rows(names, known); rows && file.failures() == failures) return rows;
   note_error_of_the_machine(file);
   return std::nullopt;
 }

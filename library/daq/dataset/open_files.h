@@ -45,10 +45,16 @@ class open_file {
   /// Whether the system has the byte at an offset in memory. True also where it cannot tell.
   bool is_at_hand(std::uint64_t offset) const;
   /// Notes an error that somebody else had with the descriptor.
-  void note_error(int error) const { *error_ = error; }
+  void note_error(int error) const {
+    *error_ = error;
+    ++failures_;
+  }
+  /// How often the machine failed to read this file so far.
+  std::uint32_t failures() const { return failures_; }
 
  private:
   std::shared_ptr<std::atomic<int>> error_;
+  mutable std::atomic<std::uint32_t> failures_{0};
   int descriptor_;
   std::optional<struct stat> status_;
 };

@@ -73,7 +73,8 @@ record_places::record_places(const std::vector<std::string>& names) : names_(nam
 
 // Lists mostly have their records in the order of the column: then the place after the last one is that of
 // the next one.
-std::vector<std::uint32_t> record_places::of(const item& list, const byte_view& payload) const {
+std::optional<std::vector<std::uint32_t>> record_places::of(const item& list,
+                                                            const byte_view& payload) const {
   std::vector<std::uint32_t> found;
   found.reserve(list.elements);
   const bool has_doubles = places_.size() != names_.size();
@@ -83,7 +84,12 @@ std::vector<std::uint32_t> record_places::of(const item& list, const byte_view& 
     const std::string_view name = record_name(list, payload, i);
     const std::size_t occurrence = has_doubles ? seen.next(name) : 0;
     const bool is_next = !has_doubles && guess < names_.size() && names_[guess] == name;
-    const std::size_t place = is_next ? guess : places_.at(name)[occurrence];
+    std::size_t place = guess;
+    if (!is_next) {
+      const auto known = places_.find(name);
+      if (known == places_.end() || occurrence >= known->second.size()) return std::nullopt;
+      place = known->second[occurrence];
+    }
     found.push_back(static_cast<std::uint32_t>(place));
     guess = place + 1;
   }

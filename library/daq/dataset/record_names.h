@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -41,8 +42,8 @@ class record_union {
 class record_places {
  public:
   explicit record_places(const std::vector<std::string>& names);
-  /// The place of each record of a list, all of whose names are known.
-  std::vector<std::uint32_t> of(const item& list, const byte_view& payload) const;
+  /// The place of each record of a list; nothing when one of its names is not known.
+  std::optional<std::vector<std::uint32_t>> of(const item& list, const byte_view& payload) const;
 
  private:
   const std::vector<std::string>& names_;

@@ -254,10 +254,11 @@ value view_of(const ravo_channel_entry_long& entry) {
 
 }  // namespace
 
-// The event header's marker tells the generation of an event that is in memory.
+// The readers put a block's data right after its subheader, whose size is that of its generation. The
+// marker of the event header may be anything: it is out of the file.
 value view_of_block(const ravo_channel_entry_long& entry) {
-  const auto* header = reinterpret_cast<const ravo_eventheader*>(entry.sbchdata[0].evhd);
-  const bool is_older = header != nullptr && header->pattern == RAVO_EVENT_HEADER_PATTERN;
+  const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
+  const bool is_older = at.chhd != 0 && at.data - at.chhd == sizeof(ravo_serv_block_subhead);
   return is_older ? view_of<ravo_serv_block_subhead>(entry) : view_of<ravo_serv_block_subhead_2010>(entry);
 }
 

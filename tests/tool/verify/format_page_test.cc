@@ -167,7 +167,9 @@ class FormatPage : public testing::Test {
   void expect_sound(const bytes& content) {
     EXPECT_THAT(verify(content), IsEmpty());
     expect_read(content, all());
-    if (is_older) EXPECT_EQ(convert(content, all()), "[]");
+    if (is_older) {
+      EXPECT_EQ(convert(content, all()), "[]");
+    }
   }
 
   temporary_folder folder;
@@ -222,7 +224,9 @@ TYPED_TEST(FormatPage, BlocksMayStandInAnotherOrderBehindTheFirst) {
   this->swap_entries(content, this->pointer(1), this->pointer(2));
   EXPECT_THAT(this->verify(content), ElementsAre("pointer.block_order"));
   this->expect_read(content, this->all());
-  if (this->is_older) EXPECT_EQ(this->convert(content, this->all()), "[]");
+  if (this->is_older) {
+    EXPECT_EQ(this->convert(content, this->all()), "[]");
+  }
 }
 
 // Readers look for the basket's head in front of the first event's block.
@@ -235,7 +239,9 @@ TYPED_TEST(FormatPage, ABasketThatBeginsWithAnotherEventsBlockIsDamage) {
   EXPECT_EQ(closing_of(run_tool({"read", file, "-c", "VALUE", "--json"}).out).at("ledger").at("delivered"),
             0);
   EXPECT_EQ(run_tool({"read", file, "-c", "VALUE", "--classic", "--json"}).out, "");
-  if (this->is_older) EXPECT_EQ(this->convert(content, this->all()), "[]");
+  if (this->is_older) {
+    EXPECT_EQ(this->convert(content, this->all()), "[]");
+  }
 }
 
 // ---- dictionary -------------------------------------------------------------------------------------
@@ -253,8 +259,9 @@ TYPED_TEST(FormatPage, AChannelWithoutEventsMayNameDataTypesButNoEventTypes) {
   const bytes content = this->build();
   EXPECT_THAT(this->verify(content), ElementsAre("dictionary.idle_mask"));
   this->expect_read(content, this->all());
-  if (this->is_older)
+  if (this->is_older) {
     EXPECT_THAT(this->convert(content, this->all()), HasSubstr("its mask of event types, 0x2, became 0"));
+  }
 }
 
 TYPED_TEST(FormatPage, BlocksOfAChannelMayHaveSeveralTypes) {
@@ -271,9 +278,10 @@ TYPED_TEST(FormatPage, KeyZeroIsNoKey) {
     content.set_u32(this->made.at.at("dictionary") + 8 + row * TypeParam::dictionary_entry, 0);
   EXPECT_THAT(this->verify(content), IsEmpty());
   this->expect_read(content, this->all());
-  if (this->is_older)
+  if (this->is_older) {
     EXPECT_THAT(this->convert(content, this->all()),
                 HasSubstr("it has no key (0), and the new file gives it one"));
+  }
 }
 
 // ---- events -----------------------------------------------------------------------------------------
@@ -283,7 +291,9 @@ TYPED_TEST(FormatPage, AnEventMayHaveNoTime) {
   const bytes content = this->build();
   EXPECT_THAT(this->verify(content), ElementsAre("event.no_time"));
   this->expect_read(content, this->all());
-  if (this->is_older) EXPECT_EQ(this->convert(content, this->all()), "[]");
+  if (this->is_older) {
+    EXPECT_EQ(this->convert(content, this->all()), "[]");
+  }
 }
 
 TYPED_TEST(FormatPage, AnEntryOfTheIndexMayHaveNoEvents) {
@@ -324,7 +334,9 @@ TYPED_TEST(FormatPage, AMillionMicrosecondsOfAServerAreDamage) {
   content.set_u32(this->server(1), 1699999999).set_u32(this->server(1) + 4, 1100000);
   EXPECT_THAT(this->verify(content), ElementsAre("server.time"));
   this->expect_read(content, this->all());
-  if (this->is_older) EXPECT_EQ(this->convert(content, this->all()), "[]");
+  if (this->is_older) {
+    EXPECT_EQ(this->convert(content, this->all()), "[]");
+  }
 }
 
 // ---- readings ---------------------------------------------------------------------------------------
@@ -337,7 +349,9 @@ TYPED_TEST(FormatPage, AMillionMicrosecondsOfAReadingAreDamage) {
   content.set_u32(time, 1699999999).set_u32(time + 4, 1000000);
   EXPECT_THAT(this->verify(content), ElementsAre("block.reading_time"));
   this->expect_read(content, this->all());
-  if (this->is_older) EXPECT_EQ(this->convert(content, this->all()), "[]");
+  if (this->is_older) {
+    EXPECT_EQ(this->convert(content, this->all()), "[]");
+  }
 }
 
 TYPED_TEST(FormatPage, WhatFollowsAReadingInItsBlockMeansNothing) {
@@ -346,7 +360,9 @@ TYPED_TEST(FormatPage, WhatFollowsAReadingInItsBlockMeansNothing) {
   const bytes content = this->build();
   EXPECT_THAT(this->verify(content), ElementsAre("block.reading_length"));
   this->expect_read(content, this->all());
-  if (this->is_older) EXPECT_EQ(this->convert(content, this->all()), "[]");
+  if (this->is_older) {
+    EXPECT_EQ(this->convert(content, this->all()), "[]");
+  }
 }
 
 TYPED_TEST(FormatPage, ANegativeEnvironmentIndexIsNone) {
@@ -356,9 +372,10 @@ TYPED_TEST(FormatPage, ANegativeEnvironmentIndexIsNone) {
   const bytes content = this->build();
   EXPECT_THAT(this->verify(content), ElementsAre("environment.negative"));
   this->expect_read(content, this->all());
-  if (this->is_older)
+  if (this->is_older) {
     EXPECT_THAT(this->convert(content, this->all()),
                 HasSubstr("1 of 1 entries of the environment dictionary are left out"));
+  }
 }
 
 // ---- compressed blocks ------------------------------------------------------------------------------
@@ -371,7 +388,9 @@ TYPED_TEST(FormatPage, OtherBitsOfZipFlagsMeanNothing) {
     const bytes content = this->build();
     EXPECT_EQ(this->verify(content), (flags & ~3u) == 0 ? codes{} : codes{"block.zip_flags"});
     this->expect_read(content, this->all());
-    if (this->is_older) EXPECT_EQ(this->convert(content, this->all()), "[]");
+    if (this->is_older) {
+      EXPECT_EQ(this->convert(content, this->all()), "[]");
+    }
   }
 }
 
@@ -386,7 +405,9 @@ TYPED_TEST(FormatPage, OfTwoCompressedLengthsTheZipHeadersCounts) {
     const bytes content = this->build();
     EXPECT_THAT(this->verify(content), testing::Contains(testing::StartsWith("block.")));
     this->expect_read(content, this->all());
-    if (this->is_older) EXPECT_EQ(this->convert(content, this->all()), "[]");
+    if (this->is_older) {
+      EXPECT_EQ(this->convert(content, this->all()), "[]");
+    }
   }
 }
 
@@ -425,7 +446,9 @@ TYPED_TEST(FormatPage, TextsThatAreNotUtf8AreHandedOutAndOdd) {
   content.data()[this->server(0) + 16] = 0xb5;
   EXPECT_THAT(this->verify(content), ElementsAre("text.encoding", "text.encoding"));
   this->expect_read(content, this->all());
-  if (this->is_older) EXPECT_EQ(this->convert(content, this->all()), "[]");
+  if (this->is_older) {
+    EXPECT_EQ(this->convert(content, this->all()), "[]");
+  }
 }
 
 // ---- the page's example -----------------------------------------------------------------------------

@@ -151,7 +151,11 @@ void ravo_daq_getdata::set_headers(const ravo_channel_entry_long& entry, server_
     server = reinterpret_cast<server_head*>(&belied_server);
   }
   const std::size_t room = ravo::readable_length(entry, data_2010);
-  if (channel && (room < sizeof(subhead) || room < ravo::block_length(*channel))) {
+  const auto is_belied = [&] {
+    if (room < sizeof(subhead) || room < ravo::block_length(*channel)) return true;
+    return at.data < at.chhd || at.data - at.chhd > ravo::block_length(*channel);
+  };
+  if (channel && is_belied()) {
     belied_channel = {};
     std::memcpy(&belied_channel, channel, std::min(room, sizeof(subhead)));
     channel = reinterpret_cast<subhead*>(&belied_channel);

@@ -111,7 +111,9 @@ int ravo_daq_getdata::GetValNamPrm(ravo_name_value_block** blk, int* id, char** 
                                    ravo_name_value_channel** data) {
   const std::optional<int> dtype = header_type();
   if (Status != 1 || !dtype || (*dtype & 0xffff) != RAVO_BLOCK_NAME_VALUE) return 1;
-  if (!Data) return 1;
+  const void* const header =
+      data_2010 ? static_cast<const void*>(ChanHeader_2010) : static_cast<const void*>(ChanHeader);
+  if (header == &belied_channel) return 1;  // a header that stands in has no data after it
   ravo_name_value_block* const block =
       data_2010 ? name_value_block(ChanHeader_2010) : name_value_block(ChanHeader);
   if (!block) return 1;

@@ -186,11 +186,13 @@ TEST_F(DataAccess, EndsAtAListedFileThatItCannotGoOnWith) {
             (numbers{1, 2}));  // without the channel
 }
 
-// Its blocks would be read in the layout of the other generation.
-TEST_F(DataAccess, PassesOverEventsThatBelieTheirGeneration) {
+// Readers do not compare the markers of event headers: a site's files have their own.
+TEST_F(DataAccess, DeliversEventsWhateverTheirMarker) {
   small_older_file file;
   file.belie_generation();
   refused(list(file.path()).c_str(), 0, "");
+  EXPECT_EQ(data.GetData(), 0);
+  EXPECT_EQ(data.GetData(), 0);
   EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), -2); }).error,
             "ravo_daq_data::GetData: data are not read\n");
 }

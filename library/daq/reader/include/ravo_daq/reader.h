@@ -115,7 +115,7 @@ class daq_reader : public by_time_fix_state<G::has_by_time_fix>, public catalogu
   /// and valid until the next get_data() or clean_up(). `id` and `mode` go to the slicer's get_data();
   /// normal running is (nullptr, &entries, 1). OUT_OF_WINDOW: the end of the data, also where a file that cannot be
   /// loaded came before it (named on standard output). INTERN_ERROR: something failed. That also comes instead of the
-  /// end, after an event without entries, when several channels met a later file that cannot be loaded, or when `id`
+  /// end when several channels met a later file that cannot be loaded, or when `id`
   /// led past the end of one of them.
   int get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* entries, int mode);
   /// The time span covered, in microseconds; negative when it is not known.
