@@ -26,7 +26,7 @@ class folder_listing {
  public:
   explicit folder_listing(const char* path, listed which = listed::visible)
       : which_(which), folder_(uninterrupted::opendir(path)) {
-    if (!folder_) error_ = errno;
+    if (!folder_) error_ = errno != 0 ? errno : EIO;
   }
 
   /// Whether the folder could be opened and, so far, read.

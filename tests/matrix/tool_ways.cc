@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "failure.h"
+#include "raw_file.h"
 #include "verb.h"
 #include "verify/file_check.h"
 #include "ways.h"
@@ -17,7 +18,14 @@ std::vector<std::string> verify_lines(const std::string& path) {
   return lines;
 }
 
+// The verb reports a file that is refused and goes on with the next one; the refusal itself is asked for
+// first.
 info_answer info_about(const std::string& path) {
+  try {
+    const tool::raw_file file(path);
+  } catch (const tool::data_failure& failure) {
+    return {true, failure.what()};
+  }
   CLI::App tool;
   const tool::verb info = tool::info_verb(tool);
   tool.parse("info " + path);
@@ -26,8 +34,8 @@ info_answer info_about(const std::string& path) {
     info.run(out);
     out.flush();
     return {};
-  } catch (const tool::data_failure& failure) {
-    return {true, failure.what()};
+  } catch (const tool::verdict&) {
+    return {true, "reported"};
   }
 }
 

@@ -112,7 +112,7 @@ TEST(Descriptions, OfUnknownChannelsAreRefused) {
               testing::StartsWith("ravo: " + file + ": no channel LINAC/BPM/1; did you mean LINAC/BPM/"));
   const process_result pattern = run_tool({"descr", file, "RING/*"});
   EXPECT_EQ(pattern.exit_code, 1);
-  EXPECT_EQ(pattern.err, "ravo: " + file + ": no described channel matches RING/*\n");
+  EXPECT_EQ(pattern.err, "ravo: " + file + ": no described channel matches RING/*; `ravo descr FILE` lists those that are described\n");
 }
 
 TEST(Descriptions, ThatAFileDoesNotHaveAreMissed) {

@@ -48,7 +48,7 @@ TEST(Escaping, OfLinesKeepsTheirEnds) { EXPECT_EQ(printable_lines("a\033\nb\r\n"
 TEST(Escaping, IsOfEachTextAmongTheArguments) {
   const std::string name = "a\nb";
   EXPECT_EQ(shown("{} {:>7} {} {}|\n", name, name.c_str(), as_it_is{"\033[1m"}, 7),
-            "a\\x0ab a\\x0ab \033[1m 7|\n");
+            "a\\x0ab  a\\x0ab \033[1m 7|\n");
 }
 
 TEST(Escaping, OfJsonIsReadAsTheSameText) {

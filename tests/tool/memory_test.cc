@@ -2,6 +2,8 @@
 // says by name which file it leaves out or shows without what, and what can be done. The files are sparse.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <functional>
 #include <map>
@@ -111,6 +113,19 @@ class claims {
     file_.channels[0].blocks[2].orig_length = 2'000'000'000;
     return folder.write(name_of("8"), file_.build().vector());
   }
+  /// The same, put together by another process: what a program's parent had in memory counts for the
+  /// program.
+  std::string blocks_by_another_process(const temporary_folder& folder) {
+    const pid_t other = fork();
+    if (other == 0) {
+      blocks(folder);
+      _exit(0);
+    }
+    int status = -1;
+    waitpid(other, &status, 0);
+    EXPECT_EQ(status, 0);
+    return folder.file(name_of("8"));
+  }
 
  private:
   sparse_file sparse(std::uint32_t end) {
@@ -206,7 +221,7 @@ TYPED_TEST(Claims, OfMillionsOfEventHeadersTakeLittleMemory) {
 }
 
 TYPED_TEST(Claims, OfLargeBlocksTakeLittleMemory) {
-  const auto results = this->all_verbs(this->file.blocks(this->folder));
+  const auto results = this->all_verbs(this->file.blocks_by_another_process(this->folder));
   EXPECT_EQ(results.at("info").exit_code, 0);
 }
 
@@ -227,8 +242,8 @@ TEST(BlockLimit, LeavesOutLargeBlocksAndCountsThem) {
   const process_result all = run_tool(what), none = run_tool(limited);
   ASSERT_EQ(all.exit_code, 0) << all.err;
   ASSERT_EQ(none.exit_code, 0) << none.err;
-  const auto& before = closing_of(all.out).at("ledger");
-  const auto& ledger = closing_of(none.out).at("ledger");
+  const auto before = closing_of(all.out).at("ledger");
+  const auto ledger = closing_of(none.out).at("ledger");
   EXPECT_EQ(before.at("missing"), 0);
   EXPECT_GT(before.at("delivered"), 0);
   EXPECT_EQ(ledger.at("delivered"), 0);

@@ -115,7 +115,7 @@ TEST_P(Read, SaysWhenNoEventLiesInTheWindow) {
     const process_result result = read(arguments);
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_EQ(result.out, "");
-    const std::string closing = result.err.substr(std::min<std::size_t>(result.err.find('\n') + 1, 100));
+    const std::string closing = result.err.substr(result.err.find('\n') + 1);
     const std::string there =
         is_classic() ? "" : "; the files have events 1000000 to 1000081, of 2025-03-01T08:0";
     EXPECT_THAT(result.err,
@@ -252,7 +252,7 @@ TEST_P(ClassicRead, PointsToTheListWhenNoNameIsNear) {
 TEST_P(ClassicRead, RefusesAPatternWithoutAMatch) {
   const process_result result = read({"-c", "RING/*"});
   EXPECT_EQ(result.exit_code, 1);
-  EXPECT_EQ(result.err, "ravo: no channel of the files matches RING/*\n");
+  EXPECT_EQ(result.err, "ravo: no channel of the files matches RING/*; `ravo channels FILE` lists them\n");
 }
 
 TEST_P(Read, RefusesAMemberThatIsNotThere) {

@@ -215,10 +215,10 @@ std::optional<std::string> why_nothing_was_read(const read_ledger& ledger, std::
   for (const channel_ledger& one : ledger.channels)
     unread += one.missing[static_cast<std::size_t>(missing_cause::file_missing)];
   if (unread == 0 && ledger.files.size() == left_out) return std::nullopt;
-  std::string text = "not one of the values could be read";
   for (const std::string& problem : ledger.problems)
-    if (problem.find(" could not be read: ") != std::string::npos) return text + ": " + problem;
-  return text + "; what is named above says why";
+    if (problem.find(" could not be read: ") != std::string::npos)
+      return "not one of the values could be read: " + problem;
+  return std::nullopt;  // what is damaged is in the ledger
 }
 
 }  // namespace

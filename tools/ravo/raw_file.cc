@@ -111,7 +111,9 @@ const char* name_of(ravo_file_generation generation) {
 }
 
 raw_file::raw_file(const std::string& path, std::uint64_t memory) : path_(path), descriptor_(path.c_str()) {
+  const int why_not_open = errno;
   if (const auto reason = why_not_readable(path_)) throw data_failure(path_ + ": " + *reason);
+  if (descriptor_ < 0) throw data_failure(path_ + ": " + text_of_unreadable(why_not_open));
   // A file that is of neither generation is refused as one of the current generation.
   if (ravo_get_file_generation(path_.c_str(), &generation_) == RAVO_TABLE_UNREADABLE)
     throw data_failure(path_ + ": " + text_of_unreadable(errno));
@@ -122,8 +124,8 @@ raw_file::~raw_file() { ravo_free_chan_descr(&descriptions_); }
 
 void raw_file::load(std::uint64_t memory) {
   struct stat about {};
-  if (descriptor_ < 0 || uninterrupted::fstat(descriptor_, &about) != 0)
-    throw data_failure(path_ + ": " + std::strerror(errno));
+  if (uninterrupted::fstat(descriptor_, &about) != 0)
+    throw data_failure(path_ + ": " + text_of_unreadable(errno));
   size_ = static_cast<std::uint64_t>(about.st_size);
   const int code = generation_ == ravo_file_generation::older ? load_tables<generation_2009>(memory)
                                                               : load_tables<generation_2010>(memory);
@@ -239,6 +241,7 @@ int raw_file::load_descriptions(std::uint64_t memory) {
 /// Of the pointers, which may be as many as the file has bytes for, only the head: a row for each channel,
 /// and no channel with more events than its row has room for.
 void raw_file::check_pointers() {
+  if (channels_.empty()) return;
   ravo_event_chan_pointers_table head{};
   unsigned char bytes[sizeof head];
   const std::uint32_t at = reference_->ecp_ref;

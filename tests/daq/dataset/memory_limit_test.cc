@@ -189,7 +189,7 @@ TEST(MemoryLimit, LeavesRoomForTheFileOfAHeldValue) {
   }
   selection wanted = of_files(paths);
   wanted.slow = slow_policy::hold;
-  for (const std::size_t limit : {450u << 10, 600u << 10, 2u << 20}) {
+  for (const std::size_t limit : {600u << 10, 800u << 10, 2u << 20}) {
     SCOPED_TRACE(limit);
     dataset_options options;
     options.threads = 3;

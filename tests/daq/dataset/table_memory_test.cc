@@ -131,7 +131,7 @@ TYPED_TEST(TableMemory, OfRowsOfPointersIsThatOfTheWholeRow) {
 TYPED_TEST(TableMemory, OfEventHeadersThatLieFarApartIsSmall) {
   const bytes content = this->file.build();
   const std::size_t events = this->file.at.at("events");
-  constexpr std::uint32_t far_away = 1u << 31;
+  constexpr std::uint32_t far_away = hole + 8 + 36 * 59'623'196;  // on the grid of headers, 2 GiB on
   bytes basket, last;
   basket.u32(content.word(events)).u32(far_away + 36 - hole);
   for (std::size_t word = 0; word < 27; ++word) basket.u32(content.word(events + 8 + word * 4));
@@ -142,6 +142,10 @@ TYPED_TEST(TableMemory, OfEventHeadersThatLieFarApartIsSmall) {
   const std::size_t row = this->file.at.at("pointers") + 12;
   for (std::uint32_t i = 0; i < 3; ++i) made.content.set_u32(row + i * 16, hole + 8 + i * 36);
   made.content.set_u32(row + 3 * 16, far_away);
+  // The event index leads to the same places.
+  const std::size_t index = this->file.at.at("index") + 8 + 32;
+  for (std::uint32_t i = 0; i < 4; ++i)
+    made.content.set_u32(index + i * 16 + 12, i < 3 ? hole + 8 + i * 36 : far_away);
   const std::string path = made.write(this->folder, "headers.raw");
   const auto read = [&] {
     const dataset data = dataset::open(of_files({path}), with_limit(64 * mebibyte));

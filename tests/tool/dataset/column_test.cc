@@ -204,13 +204,6 @@ TEST_P(Column, IsATableForPeople) {
     EXPECT_THAT(members.out, HasSubstr(text));
 }
 
-TEST_P(Column, OfAChannelThatIsNotAskedForIsRefused) {
-  const process_result result =
-      run_tool({"read", folder, "-c", "LINAC/BPM/001", "--column", "LINAC/BPM/002"});
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, testing::StartsWith("ravo: the dataset has no channel \"LINAC/BPM/002\""));
-}
-
 TEST(ColumnOptions, ThatAreForEventsAreRefused) {
   const std::string file = demo().files[0];
   const std::vector<std::pair<std::vector<std::string>, const char*>> lines = {

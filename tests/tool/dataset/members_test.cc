@@ -36,8 +36,8 @@ TEST_P(Members, AreThoseOfTheirNumbersForEveryVerb) {
     for (const char* verb : {"read", "plan", "digest", "stat"})
       EXPECT_EQ(out_of({verb, folder, "-c", by_name}), out_of({verb, folder, "-c", by_number})) << verb;
     if (*by_name == '~') continue;
-    EXPECT_EQ(out_of({"read", folder, "--classic", "-c", by_name}),
-              out_of({"read", folder, "--classic", "-c", by_number}));
+    EXPECT_EQ(out_of({"read", data.files[0], data.files[1], "--classic", "-c", by_name}),
+              out_of({"read", data.files[0], data.files[1], "--classic", "-c", by_number}));
     EXPECT_EQ(out_of({"show", data.files[0], "-c", by_name}),
               out_of({"show", data.files[0], "-c", by_number}));
   }
@@ -50,7 +50,7 @@ TEST_P(Members, AreThoseOfTheirNumbersForEveryVerb) {
 TEST_P(Members, OfNoSuchNameAreRefusedWithThoseThatThereAre) {
   const std::string because = "\"LINAC/BPM/001\" has no member \"PHASE\"; it has 0 X, 1 Y, 2 CHARGE";
   for (const std::vector<std::string>& line : {std::vector<std::string>{"read", folder},
-                                               {"read", folder, "--classic"},
+                                               {"read", data.files[0], data.files[1], "--classic"},
                                                {"digest", folder},
                                                {"show", data.files[0]}}) {
     std::vector<std::string> arguments = line;

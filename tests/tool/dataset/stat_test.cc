@@ -49,6 +49,10 @@ TEST_P(Stat, SaysTheSameOfWhatIsMissingAsItsLedger) {
   for (const json& one : closing_of(result.out).at("ledger").at("channels"))
     accounts[one.at("channel")] = one;
   for (const json& row : event_lines(result.out)) {
+    if (!accounts.contains(row.at("channel"))) {  // it never has data
+      EXPECT_EQ(row.at("events"), 0);
+      continue;
+    }
     const json& account = accounts.at(row.at("channel"));
     const std::uint64_t expected = account.at("expected"), delivered = account.at("delivered");
     EXPECT_EQ(row.at("missing"), expected - delivered) << row.at("channel");

@@ -358,7 +358,7 @@ class table_loader {
   // A type that has events has a place in the reference table; the library refuses only a wrong one.
   void check_reference_to_types() {
     for (const type_entry& one : map_.types)
-      if (map_.reference.eite_pos_ref[one.type] == 0)
+      if (map_.reference.eite_pos_ref[one.type] == 0 && !one.events.empty())
         findings_.add(finding_kind::table_reference,
                       {{},
                        {},

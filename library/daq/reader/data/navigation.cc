@@ -153,7 +153,8 @@ void ravo_daq_getdata::set_headers(const ravo_channel_entry_long& entry, server_
   const std::size_t room = ravo::readable_length(entry, data_2010);
   const auto is_belied = [&] {
     if (room < sizeof(subhead) || room < ravo::block_length(*channel)) return true;
-    return at.data < at.chhd || at.data - at.chhd > ravo::block_length(*channel);
+    const bool claims_data = ravo::block_length(*channel) > sizeof(subhead);
+    return claims_data && (at.data < at.chhd || at.data - at.chhd > ravo::block_length(*channel));
   };
   if (channel && is_belied()) {
     belied_channel = {};
