@@ -96,8 +96,9 @@ wanted_channels resolve(const raw_file& file, const std::vector<std::string>& as
     bool has_match = false;
     for (std::size_t i = 0; i < channels.size(); ++i)
       if (matches(name, channels[i].chan_name)) {
-        wanted.add(i, member.of(file, i));
         has_match = true;
+        const bool is_typeless = channels[i].count == 0;  // its blocks would say which members it has
+        if (member.name.empty() || !is_typeless) wanted.add(i, member.of(file, i));
       }
     if (!has_match) {
       std::vector<std::string> names;
