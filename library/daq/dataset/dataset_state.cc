@@ -235,8 +235,9 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
     check_stop();
     const auto file = opened.get(i);
     if (!file) {
-      found[i].look.problem = "it cannot be opened: " + opened.why_not(i);
-      if (opened.why_not(i).empty()) found[i].look.problem = "it is no regular file, or changes right now";
+      const std::string why = opened.why_not(i);
+      found[i].look.problem =
+          why.empty() ? "it is no regular file, or changes right now" : "it cannot be opened: " + why;
       return;
     }
     try {

@@ -443,6 +443,21 @@ TEST(OlderCursor, HasNoDataOfACurrentBlockThatIsShorterThanItWouldSay) {
   EXPECT_EQ(cursor.GetData(), nullptr);
 }
 
+// Its name reads as an older update of 200 bytes, which end before the data begin.
+TEST(OlderCursor, HasNoDataOfACurrentBlockWhoseDataLieBehindItsEnd) {
+  handmade_event event;
+  event.add<current_event>("A", RAVO_BLOCK_2CHAN_2010, two_spectra<current_event>());
+  event.header(0).pattern = older_event::pattern;
+  auto* const block = reinterpret_cast<ravo_serv_block_subhead*>(event.addresses(0).chhd);
+  block->dtype = RAVO_UPD_BLOCK;
+  block->ldata = 200;
+  ravo_daq_getdata cursor;
+  ASSERT_EQ(cursor.SetRes(event.result()), 1);
+  EXPECT_EQ(cursor.GetData(), nullptr);
+  float value = 0;
+  EXPECT_EQ(cursor.GetSlowPrm(&value, nullptr, nullptr), 1);
+}
+
 // Current headers are longer: what an older block does not have of them reads as zeros, and a sanitizer
 // sees every byte that is read behind it.
 TEST(CurrentCursor, ReadsABlockOfAnOlderReaderAsThePatternSays) {
