@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "generation_name.h"
 #include "packed_file.h"
 #include "simulated_files.h"
@@ -13,6 +15,7 @@ namespace {
 using namespace ravo::test;
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
+using testing::UnorderedElementsAreArray;
 
 template <class layout>
 class ForeignFile : public testing::Test {
@@ -24,6 +27,11 @@ class ForeignFile : public testing::Test {
   std::string known() const {
     return "f.raw description.missing LINAC/NOTE - " +
            std::to_string(file.dictionary + 8 + layout::dictionary_entry) + " x1";
+  }
+
+  void give_name(std::size_t block, const std::string& name) {
+    std::memset(file.content.data() + block, 0, layout::block_name);
+    std::memcpy(file.content.data() + block, name.data(), name.size());
   }
 
   temporary_folder folder;
@@ -45,6 +53,55 @@ TYPED_TEST(ForeignFile, HasABasketThatReachesIntoTheNext) {
                   this->known(),
                   "f.raw table.overlap LINAC/NOTE - " + std::to_string(this->file.bpm_basket) + " x1",
                   "f.raw block.name LINAC/NOTE 1000 " + std::to_string(this->file.bpm_block[0]) + " x1"));
+}
+
+// The front end may know a channel by a name of its own: all of its blocks bear it, or one.
+TYPED_TEST(ForeignFile, HasBlocksOfANameThatNoChannelHas) {
+  const std::string kind = "f.raw block.foreign_name LINAC/BPM1 ";
+  for (const char* name : {"FRONT_END/7", "", "LINAC/BPM", "LINAC/BPM1/X"}) {
+    SCOPED_TRACE(name);
+    this->file = small_file_like(TypeParam{});
+    this->give_name(this->file.bpm_block[1], name);
+    EXPECT_THAT(this->check(),
+                UnorderedElementsAre(this->known(),
+                                     kind + "1001 " + std::to_string(this->file.bpm_block[1]) + " x1"));
+    this->give_name(this->file.bpm_block[0], name);
+    EXPECT_THAT(this->check(),
+                UnorderedElementsAre(this->known(),
+                                     kind + "1000 " + std::to_string(this->file.bpm_block[0]) + " x2"));
+  }
+}
+
+// It is checked like any other: its head, its data, and where the one in front of it ends.
+TYPED_TEST(ForeignFile, HasDamageInABlockOfANameThatNoChannelHas) {
+  constexpr auto head = static_cast<std::uint32_t>(TypeParam::subhead);
+  const std::uint32_t first = this->file.bpm_block[0], second = this->file.bpm_block[1];
+  struct damage {
+    std::uint32_t word, value;
+    std::vector<std::string> found;
+  };
+  const std::string in_first = " LINAC/BPM1 1000 " + std::to_string(first) + " x1",
+                    in_second = " LINAC/BPM1 1001 " + std::to_string(second) + " x1",
+                    name = "f.raw block.foreign_name" + in_second;
+  for (const damage& one : {damage{second + head - 12, 59, {"f.raw block.type" + in_second}},
+                            damage{second + head - 4, head - 1, {"f.raw block.length" + in_second}},
+                            damage{second + head, 99, {name, "f.raw block.convert" + in_second}},
+                            damage{first + head - 4, head + 32, {name, "f.raw block.length" + in_first}}}) {
+    SCOPED_TRACE(one.found.back());
+    this->file = small_file_like(TypeParam{});
+    this->give_name(second, "FRONT_END/7");
+    this->file.content.set_u32(one.word, one.value);
+    std::vector<std::string> expected = one.found;
+    expected.push_back(this->known());
+    EXPECT_THAT(this->check(), UnorderedElementsAreArray(expected));
+  }
+}
+
+TYPED_TEST(ForeignFile, HasABlockOfTheNameOfAnotherChannel) {
+  this->give_name(this->file.bpm_block[1], "LINAC/NOTE");
+  EXPECT_THAT(this->check(),
+              UnorderedElementsAre(this->known(), "f.raw block.name LINAC/BPM1 1001 " +
+                                                      std::to_string(this->file.bpm_block[1]) + " x1"));
 }
 
 TYPED_TEST(ForeignFile, IsToldOfAReferenceTableOfTheOtherGeneration) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <set>
 
@@ -101,6 +102,11 @@ class FormatPage : public testing::Test {
   std::size_t in_dictionary(std::size_t row, std::size_t behind_name) const {
     return made.at.at("dictionary") + 8 + row * layout::dictionary_entry + 4 + layout::dictionary_name +
            behind_name;
+  }
+  void give_name(bytes& content, std::size_t block, const std::string& name) const {
+    const std::size_t at = content.word(pointer(block) + 8);
+    std::memset(content.data() + at, 0, layout::block_name);
+    std::memcpy(content.data() + at, name.data(), name.size());
   }
   static void swap_entries(bytes& content, std::size_t one, std::size_t other) {
     for (std::size_t word = 0; word < 16; word += 4) {
@@ -242,6 +248,38 @@ TYPED_TEST(FormatPage, ABasketThatBeginsWithAnotherEventsBlockIsDamage) {
   if (this->is_older) {
     EXPECT_EQ(this->convert(content, this->all()), "[]");
   }
+  // Also where its blocks bear a name that no channel has.
+  for (std::size_t i = 0; i < 3; ++i) this->give_name(content, i, "FRONT_END/7");
+  EXPECT_THAT(this->verify(content),
+              ElementsAre("basket.first_block", "block.foreign_name", "pointer.block_order"));
+}
+
+// ---- names ------------------------------------------------------------------------------------------
+
+TYPED_TEST(FormatPage, ABlockMayBearANameThatNoChannelHas) {
+  bytes content = this->build();
+  this->give_name(content, 1, "FRONT_END/7");
+  EXPECT_THAT(this->verify(content), ElementsAre("block.foreign_name"));
+  const std::string file = this->write(content);
+  EXPECT_EQ(this->read(file), this->all());
+  // The classic reader decodes it, and hands it over by the name that it bears.
+  EXPECT_THAT(run_tool({"read", file, "-c", "VALUE", "--classic"}).err,
+              HasSubstr("VALUE: 2 of 3 blocks read"));
+  this->expect_no_conversion(content, "bears another name");
+}
+
+TYPED_TEST(FormatPage, ABlockOfTheNameOfAnotherChannelIsDamage) {
+  this->made.channels.push_back(handmade_channel("OTHER"));
+  this->made.channels.back().ev_mask = 0;
+  bytes content = this->build();
+  this->give_name(content, 1, "OTHER");
+  EXPECT_THAT(this->verify(content), ElementsAre("block.name"));
+  const std::string file = this->write(content);
+  EXPECT_EQ(closing_of(run_tool({"read", file, "-c", "VALUE", "--json"}).out).at("ledger").at("delivered"),
+            2);
+  EXPECT_THAT(run_tool({"read", file, "-c", "VALUE", "--classic"}).err,
+              HasSubstr("VALUE: 2 of 3 blocks read"));
+  this->expect_no_conversion(content, "bears another name");
 }
 
 // ---- dictionary -------------------------------------------------------------------------------------

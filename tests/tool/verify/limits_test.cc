@@ -257,7 +257,7 @@ TEST_F(CurrentReading, EndsWhereItComesToManyTimesTheFile) {
   }
   const file_result result = check(content);
   EXPECT_TRUE(has(result, finding_kind::file_too_entangled));
-  EXPECT_TRUE(has(result, finding_kind::block_name)) << "what was found before is told";
+  EXPECT_TRUE(has(result, finding_kind::block_type)) << "what was found before is told";
   const std::uint64_t most = read_multiple * content.size() + always_read;
   EXPECT_LE(result.bytes_read, most);
   EXPECT_GT(result.bytes_read, most - 4096);  // each of its reads is shorter

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <map>
 #include <optional>
@@ -12,6 +11,7 @@
 #include "ravo_daq/generation_2009.h"
 #include "ravo_daq/generation_2010.h"
 #include "ravo_evutl.h"
+#include "verify/block_name.h"
 
 namespace ravo::verify {
 namespace {
@@ -46,11 +46,12 @@ std::vector<std::uint32_t> blocks_of_row(const checked_file& file, const file_ma
 }
 
 template <class G>
-bool is_block_of(const checked_file& file, std::uint64_t offset, const std::string& channel) {
-  char name[sizeof(G::subhead::chname)];
-  if (!file.holds(offset, sizeof(typename G::subhead) + tail_size)) return false;
-  file.read(offset, name, sizeof name);
-  return channel.compare(0, std::string::npos, name, strnlen(name, sizeof name)) == 0;
+bool is_block_of(const checked_file& file, const file_map& map, std::uint64_t offset,
+                 const channel_entry& channel) {
+  unsigned char head[sizeof(typename G::subhead)];
+  if (!file.holds(offset, sizeof head + tail_size)) return false;
+  file.read(offset, head, sizeof head);
+  return begins_block<G>(map, channel, head, file.size() - tail_size - offset);
 }
 
 // Where the blocks of a row end; behind the last one there may be padding.
@@ -70,7 +71,7 @@ std::optional<blocks_end> end_of_blocks(const checked_file& file, const file_map
   for (const std::uint32_t block : blocks_of_row(file, map, row)) {
     if (block >= next_part) continue;
     if (++tries > most_tries) break;
-    if (!is_block_of<G>(file, block, map.channels[row].name)) continue;
+    if (!is_block_of<G>(file, map, block, map.channels[row])) continue;
     const std::uint64_t end =
         std::uint64_t{block} + file.word(block + offsetof(typename G::subhead, ldata));
     return blocks_end{end, up_to_word(end)};
@@ -163,7 +164,7 @@ void find_baskets(const checked_file& file, file_map& map, finding_list& finding
     channel.basket = lowest - basket_head;
     // Where it is another of the channel's blocks, no pointer is wrong: the blocks stand in the wrong
     // order.
-    const finding_kind kind = is_block_of<G>(file, first, channel.name) ? finding_kind::basket_first_block
+    const finding_kind kind = is_block_of<G>(file, map, first, channel) ? finding_kind::basket_first_block
                                                                         : finding_kind::pointer_block;
     findings.add(kind, {channel.name, {}, at}, [&] {
       return fmt::format("the first one leads to {}, and the basket is at {}", first, channel.basket);

@@ -16,6 +16,7 @@
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
 #include "ravo_payload.h"
+#include "verify/block_name.h"
 #include "verify/instants.h"
 #include "verify/limits.h"
 #include "verify/texts.h"
@@ -124,13 +125,17 @@ std::optional<block_head> block_checker<G>::check_head(
     const led_to& block, const std::function<std::optional<std::uint64_t>()>& next) {
   number_ = block.number;
   const std::uint64_t offset = block.at.chhd;
-  if (!bears_name(data_, offset)) {
-    wrong(finding_kind::block_name, offset, "");
+  const name_owner owner = owner_of_name<G>(map_, channel_, data_.at(offset, head_size));
+  if (owner == name_owner::another_channel) {
+    wrong(finding_kind::block_name, offset, [&] { return name_of(offset); });
     return std::nullopt;
   }
   block_head head = read_head(offset);
   if (!check_type(head) || !check_length(head, next()) || !check_reading_length(head)) return std::nullopt;
   if (head.is_compressed() && !check_zip_header(head)) return std::nullopt;
+  // Of what is no block otherwise, the name means nothing.
+  if (owner == name_owner::nobody)
+    wrong(finding_kind::block_foreign_name, offset, [&] { return name_of(offset); });
   return head;
 }
 
@@ -146,10 +151,14 @@ std::optional<block_data> block_checker<G>::check_data(const led_to& block, cons
 }
 
 template <class G>
-bool block_checker<G>::bears_name(window& through, std::uint64_t offset) {
-  const auto* name = reinterpret_cast<const char*>(through.at(offset, head_size));
-  const std::size_t length = strnlen(name, sizeof(subhead::chname));
-  return length < sizeof(subhead::chname) && channel_.name.compare(0, std::string::npos, name, length) == 0;
+bool block_checker<G>::is_at(std::uint64_t offset) {
+  return begins_block<G>(map_, channel_, next_heads_.at(offset, head_size), room_.end - offset);
+}
+
+template <class G>
+std::string block_checker<G>::name_of(std::uint64_t offset) {
+  const std::string_view name = name_at<G>(data_.at(offset, head_size));
+  return name.empty() ? "it is empty" : fmt::format("\"{}\"", name);
 }
 
 template <class G>
@@ -162,11 +171,8 @@ block_head block_checker<G>::read_head(std::uint64_t offset) {
 
 template <class G>
 bool block_checker<G>::check_type(block_head& head) {
-  head.type = (static_cast<std::uint32_t>(head.dtype) >> 16) == 0 ? find_data_type(head.dtype) : nullptr;
-  const data_type* type = head.type;
-  const bool is_right = type && type->shape != payload_shape::none &&
-                        (type->generation == type_generation::both || type->generation == G::generation);
-  return is_right ||
+  if (is_type_of_blocks<G>(head.dtype)) head.type = find_data_type(head.dtype);
+  return head.type != nullptr ||
          wrong(finding_kind::block_type, head.offset, [&] { return fmt::format("type {}", head.dtype); });
 }
 

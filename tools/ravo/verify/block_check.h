@@ -8,6 +8,7 @@
 #include <functional>
 #include <optional>
 #include <span>
+#include <string>
 #include <utility>
 
 #include "decode/decode_block.h"
@@ -59,7 +60,7 @@ class block_checker {
                 finding_list& findings);
 
   /// Whether a block of the channel begins here.
-  bool is_at(std::uint64_t offset) { return bears_name(next_heads_, offset); }
+  bool is_at(std::uint64_t offset);
 
   /// Nothing when the head is bad: a block is told of once, by the first thing that is wrong with it.
   /// `next` says where what follows the block begins, if that is known.
@@ -73,7 +74,7 @@ class block_checker {
   using subhead = typename G::subhead;
   static constexpr std::size_t head_size = sizeof(subhead);
 
-  bool bears_name(window& through, std::uint64_t offset);
+  std::string name_of(std::uint64_t offset);
   block_head read_head(std::uint64_t offset);
   bool check_type(block_head& head);
   bool check_length(const block_head& head, const std::optional<std::uint64_t>& next);

@@ -76,7 +76,8 @@ struct file_map {
   std::vector<type_entry> types;
 
   bool has_dictionary = false;
-  std::vector<channel_entry> channels;  ///< one for each row of the pointers
+  std::vector<channel_entry> channels;      ///< one for each row of the pointers
+  std::vector<std::uint32_t> rows_by_name;  ///< of the channels, in the order of their names
 
   bool has_environment = false;
   std::uint64_t environment_offset = 0;

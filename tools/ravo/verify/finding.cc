@@ -120,7 +120,10 @@ constexpr kind_row kinds[] = {
     {pointer_block_order, "pointer.block_order", odd,
      "the channel's blocks do not stand in the order of its events",
      "events may have each other's data: compare the channel with others before you use it"},
-    {block_name, "block.name", damaged, "the block does not bear the channel's name", copy_block},
+    {block_name, "block.name", damaged, "the block bears another channel's name", copy_block},
+    {block_foreign_name, "block.foreign_name", odd, "the block bears a name that no channel has",
+     "readers decode it all the same, and classic programs find it by this name only: does the front end "
+     "call the channel so?"},
     {block_type, "block.type", damaged, "the block has a data type that it cannot have", copy_block},
     {block_length, "block.length", damaged, "the block has a wrong length", copy_block},
     {block_reading_length, "block.reading_length", odd, "the block of a reading is longer than the reading",

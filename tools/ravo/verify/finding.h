@@ -78,6 +78,7 @@ enum class finding_kind {
   pointer_order,
   pointer_block_order,
   block_name,
+  block_foreign_name,
   block_type,
   block_length,
   block_reading_length,

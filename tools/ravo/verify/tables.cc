@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <numeric>
 #include <unordered_set>
 
 #include "byte_view.h"
@@ -230,6 +231,16 @@ class table_loader {
         findings_.add(finding_kind::dictionary_key, {one.chan_name, {}, place_of_row(i)},
                       [&] { return fmt::format("key {}", one.key); });
     }
+    sort_names();
+  }
+
+  void sort_names() {
+    std::vector<std::uint32_t>& rows = map_.rows_by_name;
+    rows.resize(map_.channels.size());
+    std::iota(rows.begin(), rows.end(), 0u);
+    std::sort(rows.begin(), rows.end(), [this](std::uint32_t a, std::uint32_t b) {
+      return map_.channels[a].name < map_.channels[b].name;
+    });
   }
 
   std::uint64_t place_of_row(std::size_t row) const {

@@ -62,10 +62,20 @@ findings length_no_head(raw_image& image) {
   return tell(block, "block.length");
 }
 
+// Names are ended by a zero byte, and what was behind it stays.
+void give_name(raw_image& image, const chosen_block& block, const std::string& name) {
+  std::copy_n(name.c_str(), name.size() + 1, image.bytes.begin() + block.entry.block);
+}
 findings other_name(raw_image& image) {
   const chosen_block block = choose(image, stored::anyhow);
-  image.bytes.at(block.entry.block) ^= 0x20;
+  const bool is_first = &block.channel == &image.channels.front();
+  give_name(image, block, (is_first ? image.channels.back() : image.channels.front()).name);
   return tell(block, "block.name");
+}
+findings foreign_name(raw_image& image) {
+  const chosen_block block = choose(image, stored::anyhow);
+  give_name(image, block, "FRONT_END/7");
+  return tell(block, "block.foreign_name");
 }
 
 findings retype(raw_image& image, std::uint32_t type) {
@@ -284,6 +294,7 @@ constexpr fault_kind kinds[] = {
     {"length-block-negative", "wrong length: a block, negative", length_negative},
     {"length-block-no-head", "wrong length: a block, shorter than its own head", length_no_head},
     {"other-name", "a block bears another channel's name", other_name},
+    {"foreign-name", "a block bears a name that no channel has", foreign_name},
     {"unknown-type", "a block has a data type that there is not", unknown_type},
     {"other-type", "a block has a data type of the other generation", type_of_other_generation},
     {"high-type", "a block's data type has bits that only blocks in memory have", type_with_high_bits},

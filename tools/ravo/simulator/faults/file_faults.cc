@@ -44,7 +44,7 @@ findings hole(raw_image& image) {
   const image_entry& entry = channel.events[middle(channel.events)];
   std::fill_n(image.bytes.begin() + entry.block, image.word(image.length(entry)),
               static_cast<unsigned char>(0));
-  return {{"block.name", channel.name, number_of(image, entry.event), entry.block}};
+  return {{"block.type", channel.name, number_of(image, entry.event), entry.block}};
 }
 
 constexpr fault_kind kinds[] = {
