@@ -146,6 +146,7 @@ class column_reader {
       held_;  ///< last held entry, its row
 
   std::optional<datasets::record_places> places_;  ///< of name-value lists
+  std::atomic<bool> has_unseen_names_{false};      ///< those of lists that could not be read at first
 
   std::atomic<bool> is_irregular_{false};
   std::atomic<std::uint64_t> done_{0};

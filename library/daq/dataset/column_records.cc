@@ -33,6 +33,7 @@ void column_reader::find_record_names() {
 void column_reader::take_record_names(const found_block& found, std::uint64_t ordinal, scratch& work) {
   value_status status = value_status::ok;
   const auto payload = inflate(found, work, status);
+  if (status == value_status::file_missing) has_unseen_names_ = true;
   if (!payload) return;
   const auto list = datasets::find_item(found.stored_type, *payload, state_->channels[channel_].member);
   if (!list || list->kind != value_kind::name_value) return;
@@ -46,15 +47,15 @@ void column_reader::note_records(const item& list, const byte_view& payload, std
                [this](std::size_t bytes) { grow(names_share_, bytes, "names of records"); });
 }
 
-/// A list with a name that the first pass over the blocks did not see, since it could not read it or the
-/// file has changed, does not fit the column.
+/// A list with a name that the first pass over the blocks did not see does not fit the column: the file has
+/// changed, or the machine could not read the list then, which is no fault of the file's.
 value_status column_reader::store_record_values(const item& list, const byte_view& payload,
                                                 std::uint64_t row) {
   const std::size_t names = data_.record_names.size();
   auto* const values = reinterpret_cast<float*>(out_) + row * names;
   value_status* const status = data_.record_status.data() + row * names;
   const std::optional<std::vector<std::uint32_t>> places = places_->of(list, payload);
-  if (!places) return value_status::type_changed;
+  if (!places) return has_unseen_names_ ? value_status::file_missing : value_status::type_changed;
   std::fill_n(values, names, std::numeric_limits<float>::quiet_NaN());
   datasets::store_records(list, payload, *places, values);
   for (const std::uint32_t place : *places) status[place] = value_status::ok;
