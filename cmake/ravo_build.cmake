@@ -76,6 +76,18 @@ function(ravo_add_library target output alias)
   set_property(GLOBAL APPEND PROPERTY ravo_libraries ${target})
 endfunction()
 
+# ravo_add_internal_library(<target> <sources>...): code that several libraries share and nobody else sees; the headers
+# that they share are in ./include, one folder deep, so that an #include names the library.
+function(ravo_add_internal_library target)
+  add_library(${target} STATIC ${ARGN})
+  string(REGEX REPLACE "^ravo_" "" alias ${target})
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME ${target} EXPORT_NAME ${alias})
+  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:ravo_warnings> $<BUILD_INTERFACE:ravo_hardening>)
+  set_property(GLOBAL APPEND PROPERTY ravo_internal_libraries ${target})
+endfunction()
+
 # ravo_add_test(<name> SOURCES ... LIBRARIES ...): one GoogleTest program, each test a CTest test.
 function(ravo_add_test name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})

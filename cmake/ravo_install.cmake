@@ -40,13 +40,18 @@ function(ravo_install_pkg_config target)
     get_target_property(output ${target} OUTPUT_NAME)
     set(libs "-L\${libdir} -l${output}")
   endif()
+  # A shared library holds the code that it shares with others; a static one requires it.
+  set(internal "")
+  if(BUILD_SHARED_LIBS)
+    get_property(internal GLOBAL PROPERTY ravo_internal_libraries)
+  endif()
   set(requires "")
   set(requires_private "")
   foreach(library IN LISTS all)
     if(library STREQUAL "Threads::Threads")
       set(libs_private "-pthread")
     endif()
-    if(NOT library)
+    if(NOT library OR library IN_LIST internal)
       continue()
     endif()
     ravo_pkg_config_module("${library}" module)
@@ -98,11 +103,25 @@ function(ravo_install_config)
   install(EXPORT ravo_targets FILE ravo-targets.cmake NAMESPACE ravo:: DESTINATION ${directory})
 endfunction()
 
+# What static libraries need of the project beside their own code: archives without headers.
+function(ravo_install_internal_libraries)
+  get_property(libraries GLOBAL PROPERTY ravo_internal_libraries)
+  foreach(target IN LISTS libraries)
+    install(TARGETS ${target} EXPORT ravo_targets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    ravo_install_pkg_config(${target})
+  endforeach()
+  set(foreign_modules "${foreign_modules}" PARENT_SCOPE)
+endfunction()
+
 # Everything that is installed. The headers of library/evutl and library/xml are, whoever provides the
-# libraries behind them.
+# libraries behind them, and so are the records of library/format, which they include.
 function(ravo_install)
   get_property(libraries GLOBAL PROPERTY ravo_libraries)
   set(foreign_modules "")
+  install(DIRECTORY library/format/records/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ravo FILES_MATCHING PATTERN "*.h")
+  if(NOT BUILD_SHARED_LIBS)
+    ravo_install_internal_libraries()
+  endif()
   foreach(target IN LISTS libraries)
     install(TARGETS ${target} EXPORT ravo_targets
             RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}

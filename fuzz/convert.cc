@@ -5,8 +5,8 @@
 #include <string>
 
 #include "expect.h"
+#include "format/malloc_owner.h"
 #include "input.h"
-#include "malloc_owner.h"
 #include "quiet.h"
 #include "ravo_block_access.h"
 #include "ravo_data_types.h"

@@ -4,9 +4,9 @@
 
 #include "both_ways.h"
 #include "decode/decode_block.h"
+#include "decode/table_operations.h"
 #include "expect.h"
 #include "input.h"
-#include "library_calls.h"
 #include "quiet.h"
 #include "ravo_block_access.h"
 #include "ravo_daq_read_chan.h"
@@ -70,9 +70,9 @@ void decode(input& from) {
   expect(has_end(block.chname, sizeof block.chname), "a block's name has an end");
   expect(has_end(result.server_block->server, sizeof result.server_block->server),
          "a server's name has an end");
-  library_calls<G>::print_server_block_head(result.server_block.get());
-  library_calls<G>::print_subhead(result.block.get());
-  library_calls<G>::print_block(result.block.get());
+  table_operations<G>::print_server_block_head(result.server_block.get());
+  table_operations<G>::print_subhead(result.block.get());
+  table_operations<G>::print_block(result.block.get());
 }
 
 }  // namespace
@@ -83,8 +83,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::be_quiet();
   fuzz::input from(data, size);
   if (from.flag())
-    fuzz::decode<generation_2010>(from);
+    fuzz::decode<raw_format_2010>(from);
   else
-    fuzz::decode<generation_2009>(from);
+    fuzz::decode<raw_format_2009>(from);
   return 0;
 }

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "expect.h"
-#include "file_name_parts.h"
+#include "files/raw_file_names.h"
+#include "format/file_name_parts.h"
 #include "input.h"
 #include "ravo_evutl.h"
-#include "reader/raw_file_names.h"
 
 namespace ravo::fuzz {
 namespace {

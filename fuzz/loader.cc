@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "decode/table_operations.h"
 #include "expect.h"
 #include "input.h"
-#include "library_calls.h"
 #include "memory_file.h"
 #include "quiet.h"
 #include "ravo_daq_read_chan.h"
@@ -19,7 +19,7 @@ template <class G>
 void walk_index(typename G::file_tables& tables) {
   auto* entry = tables.get_eit_table()->event_index_entry();
   for (int i = 0; i < tables.get_eit_table()->nevent_types; ++i, entry = entry->next()) {
-    library_calls<G>::print_event_index_entry(entry);
+    table_operations<G>::print_event_index_entry(entry);
     touch(entry->event_info(), static_cast<std::size_t>(entry->length) * sizeof *entry->event_info());
   }
 }
@@ -36,12 +36,12 @@ std::vector<char*> walk_dictionary(typename G::file_tables& tables) {
     expect(channel.count >= 0 && channel.count <= tables.get_ecp_table()->maxev,
            "a channel's events fit its row");
     typename G::dictionary_entry* found = nullptr;
-    expect(library_calls<G>::find_channel_by_name(dictionary, channel.chan_name, &found) >= 0 &&
+    expect(table_operations<G>::find_channel_by_name(dictionary, channel.chan_name, &found) >= 0 &&
                found != nullptr,
            "a channel of the dictionary is found by its name");
     names.push_back(channel.chan_name);
   }
-  library_calls<G>::print_dictionary(dictionary);
+  table_operations<G>::print_dictionary(dictionary);
   return names;
 }
 
@@ -61,7 +61,7 @@ void load(const std::string& path) {
   walk_index<G>(all);
   const std::vector<char*> names = walk_dictionary<G>(all);
   walk_pointers<G>(all, names.size());
-  library_calls<G>::print_description(all.get_descr_list());
+  table_operations<G>::print_description(all.get_descr_list());
   if (names.empty()) return;
 
   // Every second channel and one that is not there.
@@ -86,7 +86,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   file.write({reinterpret_cast<const char*>(data), size});
   ravo_file_generation generation{};
   static_cast<void>(ravo_get_file_generation(file.path().c_str(), &generation));
-  fuzz::load<generation_2010>(file.path());
-  fuzz::load<generation_2009>(file.path());
+  fuzz::load<raw_format_2010>(file.path());
+  fuzz::load<raw_format_2009>(file.path());
   return 0;
 }

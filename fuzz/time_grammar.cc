@@ -1,10 +1,10 @@
 // Times as people type them: the input is a time zone, a beginning, and the text of a time. What is
 // understood is printed as a time that is understood as the same.
-#include "time_grammar.h"
+#include "common/time_grammar.h"
 
+#include "common/times.h"
 #include "expect.h"
 #include "input.h"
-#include "times.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace ravo::fuzz;

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <optional>
 
-#include "payload_layout.h"
+#include "format/payload_layout.h"
 #include "ravo_evutl.h"
 
 namespace {

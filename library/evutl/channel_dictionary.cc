@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "byte_view.h"
 #include "file_tables.h"
+#include "format/byte_view.h"
 #include "ravo_evutl.h"
 
 namespace {

@@ -2,7 +2,7 @@
 // words; they differ in the order in which the counts are read that say where the words are.
 #include <cstring>
 
-#include "payload_layout.h"
+#include "format/payload_layout.h"
 #include "ravo_evutl.h"
 #include "ravo_store.h"
 

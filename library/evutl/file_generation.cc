@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 
 #include "file_tables.h"
-#include "opened_file.h"
+#include "format/opened_file.h"
 
 int ravo_get_file_generation(const char* path, ravo_file_generation* generation) {
   if (!path || !generation) return RAVO_TABLE_INVALID_ARGUMENT;

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <tuple>
 
-#include "file_name_parts.h"
+#include "format/file_name_parts.h"
 #include "ravo_evutl.h"
 
 namespace {

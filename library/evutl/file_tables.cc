@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <limits>
 
+#include "format/read_exactly.h"
 #include "ravo_evutl.h"
 #include "ravo_evutl_optional.h"
-#include "read_exactly.h"
 
 namespace ravo {
 

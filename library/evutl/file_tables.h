@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "malloc_owner.h"
+#include "format/malloc_owner.h"
 #include "ravo_evutl_status.h"
 #include "ravo_raw_format.h"
 

@@ -6,8 +6,8 @@
 #include <limits>
 #include <string>
 
-#include "payload_layout.h"
-#include "print_text.h"
+#include "format/payload_layout.h"
+#include "format/print_text.h"
 #include "ravo_evutl.h"
 #include "ravo_payload.h"
 

@@ -1,7 +1,7 @@
 // Prints channel descriptions.
 #include <cstdio>
 
-#include "print_text.h"
+#include "format/print_text.h"
 #include "ravo_evutl.h"
 
 namespace {

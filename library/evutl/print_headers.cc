@@ -1,7 +1,7 @@
 // Prints the headers of an event, of a server block, of a channel's block and of compressed data.
 #include <cstdio>
 
-#include "print_text.h"
+#include "format/print_text.h"
 #include "ravo_evutl.h"
 
 namespace {

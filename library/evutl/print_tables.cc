@@ -4,7 +4,7 @@
 #include <string>
 
 #include "channel_dictionary.h"
-#include "print_text.h"
+#include "format/print_text.h"
 #include "ravo_evutl.h"
 
 namespace {

@@ -5,8 +5,8 @@
 
 #include <cstring>
 
-#include "byte_view.h"
 #include "file_tables.h"
+#include "format/byte_view.h"
 #include "ravo_evutl.h"
 #include "ravo_evutl_optional.h"
 

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <utility>
 
-#include "malloc_owner.h"
-#include "payload_layout.h"
+#include "format/malloc_owner.h"
+#include "format/payload_layout.h"
 #include "ravo_evutl.h"
 #include "ravo_payload.h"
 

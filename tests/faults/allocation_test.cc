@@ -1,8 +1,8 @@
-// Memory that is not to be had, at every allocation of a small run in turn: for one allocation, and from one on
-// until the run has ended. Whatever the layer, whatever the moment.
+// Memory that is not to be had, at every allocation of a small run in turn: for one allocation, and from
+// one on until the run has ended. Whatever the layer, whatever the moment.
 #include <array>
 
-#include "../daq/reader/reader/environment_variable.h"
+#include "../daq/reader/api/environment_variable.h"
 #include "disturbed.h"
 #include "ravo_run_catalogue_builder.h"
 
@@ -39,8 +39,10 @@ TYPED_TEST(WithoutMemory, ARequestToTheCatalogueAnswersWithAStatus) {
   settings.closed_after = -1;
   ASSERT_TRUE(catalogue::build(settings, {}).problems.empty());
   for (const extent reach : {extent::one_call, extent::all_from_there})
-    EXPECT_GE(disturb_every_call<request_way<TypeParam>>(run, {call::allocation, mishap::failure, ENOMEM, reach}).calls,
-              150);
+    EXPECT_GE(
+        disturb_every_call<request_way<TypeParam>>(run, {call::allocation, mishap::failure, ENOMEM, reach})
+            .calls,
+        150);
 }
 
 // ---- the user layer, whose own readers are of the older generation ----------------------------------
@@ -51,7 +53,8 @@ class UserLayerWithoutMemory : public testing::Test {
   static void disturb(long at_least) {
     const small_run<older_generation> run;
     for (const extent reach : {extent::one_call, extent::all_from_there})
-      EXPECT_GE(disturb_every_call<way>(run, {call::allocation, mishap::failure, ENOMEM, reach}).calls, at_least);
+      EXPECT_GE(disturb_every_call<way>(run, {call::allocation, mishap::failure, ENOMEM, reach}).calls,
+                at_least);
   }
 };
 

@@ -1,12 +1,12 @@
-// Files that are cut short, taken away, replaced or rewritten while they are read, at every call that the library
-// makes: a status or the good data, never a wrong value, never the end of the process. Where parts of files stay
-// mapped, the guard has to be on.
+// Files that are cut short, taken away, replaced or rewritten while they are read, at every call that the
+// library makes: a status or the good data, never a wrong value, never the end of the process. Where parts
+// of files stay mapped, the guard has to be on.
 #include <signal.h>
 #include <sys/mman.h>
 
 #include <memory>
 
-#include "../daq/reader/reader/environment_variable.h"
+#include "../daq/reader/api/environment_variable.h"
 #include "../daq/writer/trouble.h"
 #include "captured_output.h"
 #include "disturbed.h"
@@ -15,15 +15,17 @@
 // The faults are the guard's, not a sanitizer's.
 extern "C" const char* __tsan_default_options() { return "handle_sigbus=0"; }
 extern "C" const char* __asan_default_options() { return "handle_sigbus=0"; }
-// ThreadSanitizer takes the page of zeros that the guard puts in place for one that is written to, while another
-// thread may be reading there. It is the system that replaces the page, and whoever reads gets zeros too.
+// ThreadSanitizer takes the page of zeros that the guard puts in place for one that is written to, while
+// another thread may be reading there. It is the system that replaces the page, and whoever reads gets
+// zeros too.
 extern "C" const char* __tsan_default_suppressions() { return "race:replace_missing_page\n"; }
 
 namespace ravo::test {
 namespace {
 
 /// Moments: whatever the library asks of the system, and every allocation, so that every block has its own.
-constexpr unsigned every_call = call::allocation | call::open | call::map | call::stat | call::read | call::seek;
+constexpr unsigned every_call =
+    call::allocation | call::open | call::map | call::stat | call::read | call::seek;
 
 class guard_on {
  public:
@@ -68,7 +70,6 @@ class ChangingFile : public testing::Test {
 
   const small_run<generation> run;
   environment_variable take_all{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1"};
-
 };
 TYPED_TEST_SUITE(ChangingFile, generations, generation_name);
 
@@ -84,7 +85,8 @@ TYPED_TEST(ChangingFile, CutToNothingAtAnyMomentEndsInAStatus) {
 TYPED_TEST(ChangingFile, CutInTheMiddleAtAnyMomentEndsInAStatus) {
   const guard_on guard;
   for (const char* const piece : {"events", "PLAIN", "reference"})
-    this->template change_at_every_call<channel_way<TypeParam>>([&] { this->cut(0, this->run.at(piece) + 12); });
+    this->template change_at_every_call<channel_way<TypeParam>>(
+        [&] { this->cut(0, this->run.at(piece) + 12); });
 }
 
 TYPED_TEST(ChangingFile, RewrittenInPlaceAtAnyMomentGivesNoWrongValue) {

@@ -6,7 +6,7 @@
 #include <optional>
 #include <thread>
 
-#include "../daq/reader/reader/environment_variable.h"
+#include "../daq/reader/api/environment_variable.h"
 #include "disturbed.h"
 
 namespace ravo::test {
@@ -57,7 +57,8 @@ class EveryMoment : public testing::Test {
           for (const ravo_channel_entry_long* entry : entries) small_run<generation>::take(*entry, outcome);
       }
       arm_from(counted_from::once_it_runs);
-      const bool is_held = begin == counted_from::start ? wait_until_held_or_idle() : wait_until_held_or_over();
+      const bool is_held =
+          begin == counted_from::start ? wait_until_held_or_idle() : wait_until_held_or_over();
       if (is_held) ++held_moments[begin];
       if (moment % 2 == 0)
         one->clean_up();

@@ -13,8 +13,8 @@
 #include <random>
 #include <thread>
 
+#include "api/written_run.h"
 #include "ravo_mapping_guard.h"
-#include "reader/written_run.h"
 #include "soak_curve.h"
 #include "ways_to_read.h"
 

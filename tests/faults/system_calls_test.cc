@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "../daq/reader/reader/environment_variable.h"
+#include "../daq/reader/api/environment_variable.h"
 #include "captured_output.h"
 #include "disturbed.h"
 #include "ravo_evutl_status.h"

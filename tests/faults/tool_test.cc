@@ -3,12 +3,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "common/failure.h"
+#include "common/raw_file.h"
+#include "common/refusal.h"
 #include "convert/convert_file.h"
 #include "disturbed.h"
-#include "failure.h"
 #include "ravo_run_catalogue_builder.h"
-#include "raw_file.h"
-#include "refusal.h"
 #include "verify/catalogue_search.h"
 #include "verify/file_check.h"
 #include "verify/file_search.h"
@@ -189,7 +189,8 @@ TYPED_TEST(ToolAndFile, AFailingMachineIsToldAsThatAndNoDamageIsInvented) {
 TYPED_TEST(ToolAndFile, AnInterruptedOrShortReadIsGoneOnWith) {
   const std::vector<std::string> good = this->check(1);
   const auto expect_good = [&](bool) { EXPECT_EQ(this->check(1), good); };
-  disturb_each([](long which) { return fault(looks_at_files, which, mishap::failure, EINTR); }, expect_good);
+  disturb_each([](long which) { return fault(looks_at_files, which, mishap::failure, EINTR); },
+               expect_good);
   disturb_each([](long which) { return fault(call::read, which, mishap::short_count); }, expect_good);
 }
 
@@ -220,24 +221,25 @@ TYPED_TEST(ToolAndFile, AGoodFileIsNotCalledDamagedWhenItCannotBeLookedAt) {
 }
 
 TYPED_TEST(ToolAndFile, AConversionThatCannotReadDoesNotCallTheFileDamaged) {
-  if (!std::is_same_v<TypeParam, older_generation>) return;  // files of the current generation are not converted
+  if (!std::is_same_v<TypeParam, older_generation>)
+    return;  // files of the current generation are not converted
   for (const int error : errors_of_machines)
-    disturb_each([&](long which) { return fault(call::read, which, mishap::failure, error); },
-                 [&](bool is_disturbed) {
-                   const temporary_folder into;
-                   try {
-                     tool::raw_file older(this->run.path());
-                     tool::convert_file(older, into.path().string(), [](double) {});
-                   } catch (const tool::data_failure& failure) {
-                     const std::string text = failure.what();
-                     EXPECT_TRUE(is_disturbed) << text;
-                     EXPECT_TRUE(text.find(std::strerror(error)) != text.npos ||
-                                 text.find("try again") != text.npos)
-                         << text;
-                     for (const char* lie : {"damaged", "contradicts", "does not lie", "leaves the file"})
-                       EXPECT_EQ(text.find(lie), text.npos) << text;
-                   }
-                 });
+    disturb_each(
+        [&](long which) { return fault(call::read, which, mishap::failure, error); },
+        [&](bool is_disturbed) {
+          const temporary_folder into;
+          try {
+            tool::raw_file older(this->run.path());
+            tool::convert_file(older, into.path().string(), [](double) {});
+          } catch (const tool::data_failure& failure) {
+            const std::string text = failure.what();
+            EXPECT_TRUE(is_disturbed) << text;
+            EXPECT_TRUE(text.find(std::strerror(error)) != text.npos || text.find("try again") != text.npos)
+                << text;
+            for (const char* lie : {"damaged", "contradicts", "does not lie", "leaves the file"})
+              EXPECT_EQ(text.find(lie), text.npos) << text;
+          }
+        });
 }
 
 TYPED_TEST(ToolAndFile, ACatalogueIsBuiltWithoutCallingAnUnreadableFileCutOff) {
@@ -246,14 +248,14 @@ TYPED_TEST(ToolAndFile, ACatalogueIsBuiltWithoutCallingAnUnreadableFileCutOff) {
   settings.closed_after = -1;
   settings.threads = 1;
   for (const int error : {EIO, ESTALE, ENOMEM}) {
-    const long calls =
-        disturb_each([&](long which) { return fault(call::read, which, mishap::failure, error); },
-                     [&](bool) {
-                       const temporary_folder into;
-                       settings.catalogue_directory = into.path().string();
-                       for (const auto& problem : catalogue::build(settings, {}).problems)
-                         EXPECT_NE(problem.text.find(std::strerror(error)), std::string::npos) << problem.text;
-                     });
+    const long calls = disturb_each(
+        [&](long which) { return fault(call::read, which, mishap::failure, error); },
+        [&](bool) {
+          const temporary_folder into;
+          settings.catalogue_directory = into.path().string();
+          for (const auto& problem : catalogue::build(settings, {}).problems)
+            EXPECT_NE(problem.text.find(std::strerror(error)), std::string::npos) << problem.text;
+        });
     EXPECT_GE(calls, 6);
   }
 }
@@ -268,15 +270,15 @@ TYPED_TEST(ToolAndFile, ACatalogueThatCannotBeReadIsNotCalledDamaged) {
   settings.closed_after = -1;
   ASSERT_TRUE(catalogue::build(settings, {}).problems.empty());
   const verify::runs_of_catalogue wanted{into.path().string(), "linac", "main", 7, 7};
-  const long calls = disturb_each(
-      [](long which) { return fault(call::open | call::read, which, mishap::failure, EIO); },
-      [&](bool is_disturbed) {
-        for (const verify::finding& one : verify::find_files_of_runs(wanted).findings) {
-          EXPECT_TRUE(is_disturbed);
-          EXPECT_EQ(one.kind, verify::finding_kind::catalogue_unreadable);
-          EXPECT_EQ(one.detail, std::strerror(EIO));
-        }
-      });
+  const long calls =
+      disturb_each([](long which) { return fault(call::open | call::read, which, mishap::failure, EIO); },
+                   [&](bool is_disturbed) {
+                     for (const verify::finding& one : verify::find_files_of_runs(wanted).findings) {
+                       EXPECT_TRUE(is_disturbed);
+                       EXPECT_EQ(one.kind, verify::finding_kind::catalogue_unreadable);
+                       EXPECT_EQ(one.detail, std::strerror(EIO));
+                     }
+                   });
   EXPECT_GE(calls, 2);
 }
 

@@ -1,6 +1,6 @@
 // Files that the tool writes whole or not at all, at every call of the system that it takes: killed there,
 // refused there, interrupted there.
-#include "whole_file.h"
+#include "common/whole_file.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 
-#include "failure.h"
-#include "raw_file.h"
-#include "verb.h"
+#include "common/failure.h"
+#include "common/raw_file.h"
+#include "verbs/verb.h"
 #include "verify/file_check.h"
 #include "ways.h"
 

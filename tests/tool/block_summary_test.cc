@@ -1,5 +1,5 @@
 // Summaries of blocks written by hand, and of blocks whose counts lie.
-#include "block_summary.h"
+#include "common/block_summary.h"
 
 #include <gtest/gtest.h>
 

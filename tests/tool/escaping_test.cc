@@ -1,5 +1,5 @@
 // What may reach a terminal: plain UTF-8 and nothing that it obeys.
-#include "escaping.h"
+#include "common/escaping.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Patterns and near names.
-#include "names.h"
+#include "common/names.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // The progress bar: when it is shown, what it says, and that it leaves no trace. A clock of the test's own
 // says what time it is.
-#include "progress.h"
+#include "common/progress.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Times as the tool writes them.
-#include "times.h"
+#include "common/times.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // Names of types as people write and see them.
-#include "type_names.h"
+#include "common/type_names.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "failure.h"
+#include "common/failure.h"
 #include "ravo_raw_format.h"
 
 namespace {

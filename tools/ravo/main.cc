@@ -5,12 +5,12 @@
 #include <algorithm>
 #include <exception>
 
-#include "escaping.h"
-#include "failure.h"
-#include "help_format.h"
-#include "interrupt.h"
-#include "names.h"
-#include "verb.h"
+#include "common/escaping.h"
+#include "common/failure.h"
+#include "common/help_format.h"
+#include "common/interrupt.h"
+#include "common/names.h"
+#include "verbs/verb.h"
 
 namespace {
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <limits>
 
-#include "column_reader.h"
 #include "dataset_state.h"
-#include "event_reader.h"
-#include "planning.h"
+#include "describe/planning.h"
+#include "read/column_reader.h"
+#include "read/event_reader.h"
 
 namespace ravo {
 

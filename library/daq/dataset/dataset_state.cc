@@ -10,7 +10,8 @@
 #include <thread>
 #include <utility>
 
-#include "missing_spans.h"
+#include "describe/missing_spans.h"
+#include "format/event_types.h"
 #include "ravo_dataset/find_files.h"
 #include "ravo_dataset/member_names.h"
 
@@ -20,10 +21,6 @@ using datasets::entry;
 using datasets::segment;
 
 namespace {
-
-/// Begin and end of run, environment, update.
-constexpr std::uint32_t slow_events =
-    1u << RAVO_EV_BOR | 1u << RAVO_EV_EOR | 1u << RAVO_EV_ENV | 1u << RAVO_EV_UPD;
 
 /// What is found in one file before it is known which of its channels are wanted.
 struct looked_into {
@@ -320,7 +317,7 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
       }
   }
   for (std::size_t i = 0; i < channels.size(); ++i) {
-    channels[i].is_slow = masks[i] != 0 && (masks[i] & ~slow_events) == 0;
+    channels[i].is_slow = masks[i] != 0 && (masks[i] & ~slow_event_mask) == 0;
     slow.push_back(channels[i].is_slow);
   }
   if (wanted.slow != slow_policy::none) timeline.set_gaps(datasets::missing_spans(refused, readable));

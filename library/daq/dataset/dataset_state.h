@@ -12,15 +12,15 @@
 #include <span>
 #include <vector>
 
-#include "block_reading.h"
-#include "channel_patterns.h"
-#include "dictionary_names.h"
-#include "memory_budget.h"
-#include "open_files.h"
+#include "align/dictionary_names.h"
+#include "align/timeline.h"
 #include "ravo_dataset/dataset.h"
-#include "read_ahead.h"
-#include "timeline.h"
-#include "worker_pool.h"
+#include "read/block_reading.h"
+#include "read/read_ahead.h"
+#include "select/channel_patterns.h"
+#include "work/memory_budget.h"
+#include "work/open_files.h"
+#include "work/worker_pool.h"
 
 namespace ravo {
 

@@ -1,6 +1,6 @@
-// Parts of a file in memory: copied, or mapped read-only. A part is named by its own offset and length; that
-// mappings begin at pages stays in here. A copy is read through the descriptor and not through a mapping: when
-// the file is cut short meanwhile, that is an error and not the end of the process.
+// Parts of a file in memory: copied, or mapped read-only. A part is named by its own offset and length;
+// that mappings begin at pages stays in here. A copy is read through the descriptor and not through a
+// mapping: when the file is cut short meanwhile, that is an error and not the end of the process.
 #ifndef RAVO_DAQ_READER_MAPPING_H
 #define RAVO_DAQ_READER_MAPPING_H
 
@@ -11,9 +11,10 @@
 #include <cstdint>
 #include <cstring>
 
+#include "format/basket.h"
+#include "format/read_exactly.h"
 #include "guarded_mappings.h"
 #include "ravo_evutl.h"
-#include "read_exactly.h"
 
 namespace ravo {
 
@@ -34,8 +35,8 @@ inline bool copy_part(int fd, long file_length, unsigned long offset, void* to, 
 struct page_place {
   page_place(long file_length, unsigned long offset) {
     long behind = 0;
-    page_offset = static_cast<unsigned long>(
-        ravo_get_page_offset(file_length, static_cast<long>(offset), &behind));
+    page_offset =
+        static_cast<unsigned long>(ravo_get_page_offset(file_length, static_cast<long>(offset), &behind));
     rest = static_cast<unsigned long>(behind);
   }
   unsigned long page_offset;
@@ -50,13 +51,14 @@ class file_mapping {
   file_mapping(const file_mapping&) = delete;
   file_mapping& operator=(const file_mapping&) = delete;
 
-  /// Maps from `offset` to `offset + size`, all of which has to lie in the file of `file_length` bytes: touching
-  /// a page behind its end would kill the process. False: errno says why.
+  /// Maps from `offset` to `offset + size`, all of which has to lie in the file of `file_length` bytes:
+  /// touching a page behind its end would kill the process. False: errno says why.
   bool map(int fd, long file_length, unsigned long offset, unsigned long size) {
     reset();
     if (!lies_in_file(file_length, offset, size)) return false;
     const page_place place(file_length, offset);
-    void* base = mmap(nullptr, place.rest + size, PROT_READ, MAP_SHARED, fd, static_cast<off_t>(place.page_offset));
+    void* base =
+        mmap(nullptr, place.rest + size, PROT_READ, MAP_SHARED, fd, static_cast<off_t>(place.page_offset));
     if (base == MAP_FAILED) return false;
     base_ = static_cast<unsigned char*>(base);
     size_ = place.rest + size;
@@ -93,21 +95,6 @@ class file_mapping {
   unsigned long rest_ = 0;
 };
 
-/// A big-endian word of a mapped or copied part of a file.
-inline std::uint32_t big_endian_word(const void* bytes) {
-  std::uint32_t word;
-  std::memcpy(&word, bytes, sizeof word);
-  return __builtin_bswap32(word);
-}
-
-/// A basket's head: marker word and length.
-inline constexpr unsigned long basket_head_size = 8;
-
-/// The length word of a basket whose head is at `basket`; what it says may be negative.
-inline std::int32_t basket_length(const void* basket) {
-  return static_cast<std::int32_t>(big_endian_word(static_cast<const unsigned char*>(basket) + 4));
-}
-
 /// The length word of the basket at `offset` of a file. False: it cannot be read; errno says why.
 inline bool read_basket_length(int fd, long file_length, unsigned long offset, std::int32_t& length) {
   unsigned char head[basket_head_size];
@@ -116,8 +103,8 @@ inline bool read_basket_length(int fd, long file_length, unsigned long offset, s
   return true;
 }
 
-/// Copies a basket of `length` bytes, and puts that length into its head: the one that was checked, should the
-/// file have changed since.
+/// Copies a basket of `length` bytes, and puts that length into its head: the one that was checked, should
+/// the file have changed since.
 inline bool copy_basket(int fd, long file_length, unsigned long offset, void* copy, unsigned long length) {
   if (!copy_part(fd, file_length, offset, copy, length)) return false;
   const std::uint32_t word = __builtin_bswap32(static_cast<std::uint32_t>(length));

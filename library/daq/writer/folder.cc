@@ -7,7 +7,7 @@
 
 #include <cerrno>
 
-#include "uninterrupted.h"
+#include "format/uninterrupted.h"
 
 namespace ravo::writer {
 

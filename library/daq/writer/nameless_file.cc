@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "uninterrupted.h"
+#include "format/uninterrupted.h"
 
 namespace ravo::writer {
 

@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "format/uninterrupted.h"
 #include "nameless_file.h"
-#include "uninterrupted.h"
 
 namespace ravo::writer {
 

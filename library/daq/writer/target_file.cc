@@ -9,8 +9,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "format/uninterrupted.h"
 #include "nameless_file.h"
-#include "uninterrupted.h"
 
 namespace ravo::writer {
 

@@ -12,8 +12,8 @@
 #include "catalogue/addition.h"
 #include "catalogue/storage.h"
 #include "catalogue/stream_catalogue.h"
-#include "file_name_parts.h"
-#include "uninterrupted.h"
+#include "format/file_name_parts.h"
+#include "format/uninterrupted.h"
 
 namespace ravo::catalogue {
 namespace {

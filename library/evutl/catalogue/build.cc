@@ -25,8 +25,8 @@
 #include "catalogue/layout.h"
 #include "catalogue/raw_file_span.h"
 #include "catalogue/stream_catalogue.h"
-#include "file_name_parts.h"
-#include "uninterrupted.h"
+#include "format/file_name_parts.h"
+#include "format/uninterrupted.h"
 
 namespace ravo::catalogue {
 namespace {

@@ -7,8 +7,8 @@
 #include <charconv>
 #include <cstdio>
 
-#include "folders.h"
-#include "uninterrupted.h"
+#include "format/folders.h"
+#include "format/uninterrupted.h"
 
 namespace ravo::catalogue {
 namespace {

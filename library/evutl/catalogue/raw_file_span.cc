@@ -10,15 +10,15 @@
 #include <vector>
 
 #include "catalogue/times.h"
-#include "file_name_parts.h"
 #include "file_tables.h"
-#include "malloc_owner.h"
-#include "opened_file.h"
+#include "format/file_name_parts.h"
+#include "format/malloc_owner.h"
+#include "format/opened_file.h"
+#include "format/read_exactly.h"
+#include "format/settled_file.h"
+#include "format/uninterrupted.h"
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
-#include "read_exactly.h"
-#include "settled_file.h"
-#include "uninterrupted.h"
 
 namespace ravo::catalogue {
 namespace {

@@ -6,7 +6,7 @@
 #include <set>
 #include <tuple>
 
-#include "folders.h"
+#include "format/folders.h"
 
 namespace ravo::catalogue {
 namespace {

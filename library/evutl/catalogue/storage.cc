@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "catalogue/documents.h"
-#include "folders.h"
-#include "uninterrupted.h"
+#include "format/folders.h"
+#include "format/uninterrupted.h"
 
 namespace ravo::catalogue {
 namespace {

@@ -1,5 +1,5 @@
 // Pieces of work on the threads of a dataset, and on the one that waits for them.
-#include "worker_pool.h"
+#include "work/worker_pool.h"
 
 #include <gtest/gtest.h>
 

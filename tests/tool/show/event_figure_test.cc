@@ -6,8 +6,8 @@
 
 #include <cmath>
 
+#include "common/failure.h"
 #include "drawn_shapes.h"
-#include "failure.h"
 
 namespace {
 

@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "common/failure.h"
+#include "common/raw_file.h"
 #include "decode/decode_block.h"
-#include "failure.h"
 #include "ravo_evutl.h"
-#include "raw_file.h"
 
 namespace ravo::tool {
 

@@ -7,12 +7,11 @@
 #include <map>
 #include <vector>
 
+#include "common/failure.h"
+#include "common/times.h"
 #include "convert/block_reading.h"
-#include "failure.h"
-#include "ravo_daq/generation_2009.h"
-#include "ravo_daq/generation_2010.h"
 #include "ravo_evutl.h"
-#include "times.h"
+#include "ravo_raw_generations.h"
 
 namespace ravo::tool {
 namespace {
@@ -126,9 +125,9 @@ difference compare_server_blocks(const std::string& of, const ravo_serv_block_he
   return found;
 }
 
-difference compare_event(const raw_file& older, const server_blocks<generation_2009>& before,
+difference compare_event(const raw_file& older, const server_blocks<raw_format_2009>& before,
                          std::uint32_t at, const raw_file& current,
-                         const server_blocks<generation_2010>& after, std::uint32_t copy) {
+                         const server_blocks<raw_format_2010>& after, std::uint32_t copy) {
   const ravo_eventheader header = read_event_header(older, at);
   if (auto found = compare_event_headers(header, read_event_header(current, copy))) return found;
   for (std::int32_t n = 0; n < header.num_svr_block; ++n) {
@@ -142,8 +141,8 @@ difference compare_event(const raw_file& older, const server_blocks<generation_2
 }
 
 difference compare_events(const raw_file& older, const raw_file& current) {
-  const server_blocks<generation_2009> older_blocks(older);
-  const server_blocks<generation_2010> current_blocks(current);
+  const server_blocks<raw_format_2009> older_blocks(older);
+  const server_blocks<raw_format_2010> current_blocks(current);
   const auto before = index_entries(older), after = index_entries(current);
   if (auto found = differ("types of events", before.size(), after.size())) return found;
   for (std::size_t i = 0; i < before.size(); ++i) {
@@ -319,8 +318,8 @@ std::span<const unsigned char> data_of(const Subhead& head) {
           static_cast<std::size_t>(head.ldata) - sizeof head};
 }
 
-difference compare_blocks(const read_block<generation_2009>& before,
-                          const read_block<generation_2010>& after) {
+difference compare_blocks(const read_block<raw_format_2009>& before,
+                          const read_block<raw_format_2010>& after) {
   difference found = compare_event_headers(*before.decoded.event_header, *after.decoded.event_header);
   if (!found)
     found = compare_server_blocks("its server block, ", *before.decoded.server_block,
@@ -342,8 +341,8 @@ difference compare_data(const raw_file& older, const raw_file& current,
                         const std::function<void(double)>& report) {
   std::uint64_t all = 1, done = 0;
   for (std::size_t i = 0; i < older.channels().size(); ++i) all += older.places_of(i).size();
-  block_reader<generation_2009> before(older);
-  block_reader<generation_2010> after(current);
+  block_reader<raw_format_2009> before(older);
+  block_reader<raw_format_2010> after(current);
   for (std::size_t i = 0; i < older.channels().size(); ++i) {
     const char* name = older.channels()[i].chan_name;
     if (auto found = differ(fmt::format("blocks of channel {}", name), older.places_of(i).size(),

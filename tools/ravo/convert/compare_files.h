@@ -9,8 +9,8 @@
 #include <span>
 #include <string>
 
+#include "common/raw_file.h"
 #include "ravo_data_types.h"
-#include "raw_file.h"
 
 namespace ravo::tool {
 

@@ -9,12 +9,12 @@
 #include <memory>
 #include <optional>
 
+#include "common/failure.h"
 #include "convert/block_reading.h"
 #include "convert/current_form.h"
 #include "convert/older_events.h"
-#include "failure.h"
-#include "ravo_daq/generation_2009.h"
 #include "ravo_daq_writer_2010.h"
+#include "ravo_raw_generations.h"
 
 namespace ravo::tool {
 namespace {
@@ -232,7 +232,7 @@ class file_conversion {
   raw_file& older_;
   const part_done& report_;
   older_events events_;
-  block_reader<generation_2009> blocks_;
+  block_reader<raw_format_2009> blocks_;
   ravo_daq_writer_2010 writer_;
   std::vector<channel_form> forms_;  // one a channel
   std::size_t miscounted_ = 0;

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "raw_file.h"
+#include "common/raw_file.h"
 
 namespace ravo::tool {
 

@@ -6,9 +6,9 @@
 #include <limits>
 #include <numeric>
 
-#include "failure.h"
+#include "common/failure.h"
+#include "common/times.h"
 #include "ravo_evutl.h"
-#include "times.h"
 
 namespace ravo::tool {
 namespace {

@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-#include "raw_file.h"
+#include "common/raw_file.h"
 
 namespace ravo::tool {
 

@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
+#include "common/output.h"
 #include "convert/convert_file.h"
 #include "convert/sources.h"
-#include "output.h"
 
 namespace ravo::tool {
 

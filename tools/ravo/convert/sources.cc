@@ -7,11 +7,11 @@
 #include <filesystem>
 #include <map>
 
-#include "failure.h"
-#include "folders.h"
+#include "common/failure.h"
+#include "common/whole_file.h"
+#include "format/folders.h"
+#include "format/uninterrupted.h"
 #include "ravo_file_generation.h"
-#include "uninterrupted.h"
-#include "whole_file.h"
 
 namespace ravo::tool {
 namespace {

@@ -6,10 +6,10 @@
 #include <filesystem>
 #include <string_view>
 
-#include "failure.h"
-#include "folders.h"
-#include "uninterrupted.h"
-#include "whole_file.h"
+#include "common/failure.h"
+#include "common/whole_file.h"
+#include "format/folders.h"
+#include "format/uninterrupted.h"
 
 namespace ravo::tool {
 namespace {

@@ -7,11 +7,11 @@
 #include <cmath>
 #include <unordered_map>
 
-#include "failure.h"
+#include "common/failure.h"
+#include "common/request_options.h"
+#include "common/time_grammar.h"
+#include "common/times.h"
 #include "ravo_evutl.h"
-#include "request_options.h"
-#include "time_grammar.h"
-#include "times.h"
 
 namespace ravo::tool {
 namespace {

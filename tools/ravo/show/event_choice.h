@@ -10,7 +10,7 @@
 #include <variant>
 #include <vector>
 
-#include "raw_file.h"
+#include "common/raw_file.h"
 
 namespace ravo::tool {
 

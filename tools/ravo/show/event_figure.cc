@@ -6,10 +6,10 @@
 #include <cmath>
 #include <filesystem>
 
-#include "escaping.h"
-#include "failure.h"
-#include "times.h"
-#include "type_names.h"
+#include "common/escaping.h"
+#include "common/failure.h"
+#include "common/times.h"
+#include "common/type_names.h"
 
 namespace ravo::tool {
 namespace {

@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "failure.h"
-#include "interrupt.h"
+#include "common/failure.h"
+#include "common/interrupt.h"
+#include "common/units.h"
 #include "ravo_daq_reader.h"
 #include "ravo_daq_reader_2010.h"
 #include "ravo_evutl.h"
 #include "show/event_contents.h"
-#include "units.h"
 
 namespace ravo::tool {
 namespace {

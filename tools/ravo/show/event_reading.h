@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "output.h"
+#include "common/output.h"
 #include "show/event_choice.h"
 #include "show/shown_channel.h"
 

@@ -1,9 +1,9 @@
 // An event for machines.
-#include "json_lines.h"
+#include "common/json_lines.h"
+#include "common/times.h"
+#include "common/type_names.h"
 #include "ravo_data_types.h"
 #include "show/showing.h"
-#include "times.h"
-#include "type_names.h"
 
 namespace ravo::tool {
 namespace {

@@ -6,12 +6,12 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "common/failure.h"
+#include "common/type_names.h"
+#include "common/whole_file.h"
 #include "drawing/grey_png.h"
 #include "drawing/picture/picture_file.h"
-#include "failure.h"
 #include "show/showing.h"
-#include "type_names.h"
-#include "whole_file.h"
 
 namespace ravo::tool {
 namespace {

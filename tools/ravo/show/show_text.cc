@@ -8,11 +8,11 @@
 #include <cstring>
 #include <string_view>
 
+#include "common/escaping.h"
+#include "common/times.h"
+#include "common/type_names.h"
 #include "drawing/line_plot.h"
-#include "escaping.h"
 #include "show/showing.h"
-#include "times.h"
-#include "type_names.h"
 
 namespace ravo::tool {
 namespace {

@@ -4,8 +4,8 @@
 
 #include <string>
 
+#include "common/output.h"
 #include "drawing/dot_canvas.h"
-#include "output.h"
 #include "show/event_figure.h"
 #include "show/event_reading.h"
 

@@ -8,9 +8,8 @@
 #include <optional>
 #include <vector>
 
-#include "ravo_daq/generation_2009.h"
-#include "ravo_daq/generation_2010.h"
 #include "ravo_evutl.h"
+#include "ravo_raw_generations.h"
 #include "verify/block_name.h"
 
 namespace ravo::verify {
@@ -172,8 +171,8 @@ void find_baskets(const checked_file& file, file_map& map, finding_list& finding
   }
 }
 
-template void find_baskets<generation_2009>(const checked_file&, file_map&, finding_list&);
-template void find_baskets<generation_2010>(const checked_file&, file_map&, finding_list&);
+template void find_baskets<raw_format_2009>(const checked_file&, file_map&, finding_list&);
+template void find_baskets<raw_format_2010>(const checked_file&, file_map&, finding_list&);
 
 template <class G>
 void check_baskets(const checked_file& file, file_map& map, finding_list& findings) {
@@ -192,7 +191,7 @@ void check_baskets(const checked_file& file, file_map& map, finding_list& findin
   if (!findings.has(finding_kind::basket_channel)) check_first_basket(map, findings);
 }
 
-template void check_baskets<generation_2009>(const checked_file&, file_map&, finding_list&);
-template void check_baskets<generation_2010>(const checked_file&, file_map&, finding_list&);
+template void check_baskets<raw_format_2009>(const checked_file&, file_map&, finding_list&);
+template void check_baskets<raw_format_2010>(const checked_file&, file_map&, finding_list&);
 
 }  // namespace ravo::verify

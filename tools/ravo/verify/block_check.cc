@@ -10,12 +10,11 @@
 #include <new>
 #include <string_view>
 
-#include "byte_view.h"
-#include "ravo_daq/generation_2009.h"
-#include "ravo_daq/generation_2010.h"
+#include "format/byte_view.h"
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
 #include "ravo_payload.h"
+#include "ravo_raw_generations.h"
 #include "verify/block_name.h"
 #include "verify/instants.h"
 #include "verify/limits.h"
@@ -387,9 +386,9 @@ std::optional<time_stamp> block_checker<G>::time_of(const block_head& head) {
   return time.timeup != 0 || time.timelow != 0 ? std::optional(time) : std::nullopt;
 }
 
-template class block_checker<generation_2009>;
-template class block_checker<generation_2010>;
-template block_room room_of<generation_2009>(const checked_file&, const channel_entry&);
-template block_room room_of<generation_2010>(const checked_file&, const channel_entry&);
+template class block_checker<raw_format_2009>;
+template class block_checker<raw_format_2010>;
+template block_room room_of<raw_format_2009>(const checked_file&, const channel_entry&);
+template block_room room_of<raw_format_2010>(const checked_file&, const channel_entry&);
 
 }  // namespace ravo::verify

@@ -4,10 +4,9 @@
 #include <cstddef>
 #include <cstring>
 
-#include "byte_view.h"
-#include "ravo_daq/generation_2009.h"
-#include "ravo_daq/generation_2010.h"
+#include "format/byte_view.h"
 #include "ravo_data_types.h"
+#include "ravo_raw_generations.h"
 
 namespace ravo::verify {
 
@@ -52,17 +51,17 @@ bool begins_block(const file_map& map, const channel_entry& channel, const unsig
          length <= room;
 }
 
-template std::string_view name_at<generation_2009>(const unsigned char*);
-template std::string_view name_at<generation_2010>(const unsigned char*);
-template name_owner owner_of_name<generation_2009>(const file_map&, const channel_entry&,
+template std::string_view name_at<raw_format_2009>(const unsigned char*);
+template std::string_view name_at<raw_format_2010>(const unsigned char*);
+template name_owner owner_of_name<raw_format_2009>(const file_map&, const channel_entry&,
                                                    const unsigned char*);
-template name_owner owner_of_name<generation_2010>(const file_map&, const channel_entry&,
+template name_owner owner_of_name<raw_format_2010>(const file_map&, const channel_entry&,
                                                    const unsigned char*);
-template bool is_type_of_blocks<generation_2009>(std::int32_t);
-template bool is_type_of_blocks<generation_2010>(std::int32_t);
-template bool begins_block<generation_2009>(const file_map&, const channel_entry&, const unsigned char*,
+template bool is_type_of_blocks<raw_format_2009>(std::int32_t);
+template bool is_type_of_blocks<raw_format_2010>(std::int32_t);
+template bool begins_block<raw_format_2009>(const file_map&, const channel_entry&, const unsigned char*,
                                             std::uint64_t);
-template bool begins_block<generation_2010>(const file_map&, const channel_entry&, const unsigned char*,
+template bool begins_block<raw_format_2010>(const file_map&, const channel_entry&, const unsigned char*,
                                             std::uint64_t);
 
 }  // namespace ravo::verify

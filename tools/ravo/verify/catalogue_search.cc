@@ -12,10 +12,10 @@
 #include <set>
 #include <string_view>
 
-#include "file_name_parts.h"
-#include "folders.h"
+#include "files/closed_file.h"
+#include "format/file_name_parts.h"
+#include "format/folders.h"
 #include "ravo_run_catalogue_builder.h"
-#include "reader/closed_file.h"
 
 namespace ravo::verify {
 namespace {

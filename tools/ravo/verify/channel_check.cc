@@ -6,9 +6,8 @@
 #include <limits>
 #include <mutex>
 
-#include "ravo_daq/generation_2009.h"
-#include "ravo_daq/generation_2010.h"
 #include "ravo_evutl.h"
+#include "ravo_raw_generations.h"
 #include "verify/block_check.h"
 #include "verify/block_places.h"
 #include "verify/instants.h"
@@ -292,15 +291,15 @@ void check_idle_mask(const file_map& map, std::size_t row, finding_list& finding
                [&] { return fmt::format("it is 0x{:x}", channel.event_mask); });
 }
 
-template void check_idle_mask<generation_2009>(const file_map&, std::size_t, finding_list&);
-template void check_idle_mask<generation_2010>(const file_map&, std::size_t, finding_list&);
+template void check_idle_mask<raw_format_2009>(const file_map&, std::size_t, finding_list&);
+template void check_idle_mask<raw_format_2010>(const file_map&, std::size_t, finding_list&);
 
 template <class G>
 finding_list check_channel(channel_surroundings& around, std::size_t row) {
   return channel_checker<G>(around, row).check();
 }
 
-template finding_list check_channel<generation_2009>(channel_surroundings&, std::size_t);
-template finding_list check_channel<generation_2010>(channel_surroundings&, std::size_t);
+template finding_list check_channel<raw_format_2009>(channel_surroundings&, std::size_t);
+template finding_list check_channel<raw_format_2010>(channel_surroundings&, std::size_t);
 
 }  // namespace ravo::verify

@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-#include "whole_file.h"
+#include "common/whole_file.h"
 
 namespace ravo::verify {
 namespace {

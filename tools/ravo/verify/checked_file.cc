@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "byte_view.h"
-#include "uninterrupted.h"
+#include "format/byte_view.h"
+#include "format/uninterrupted.h"
 
 namespace ravo::verify {
 

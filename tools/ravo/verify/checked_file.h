@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "opened_file.h"
+#include "format/opened_file.h"
 #include "verify/limits.h"
 
 namespace ravo::verify {

@@ -146,10 +146,10 @@ file_result check_file(const std::string& path, depth deep, unsigned threads, co
   try {
     file.emplace(path);
     result.bytes = file->size();
-    if (reference_marker(*file) == generation_2009::reference_table_pattern)
-      check_contents<generation_2009>(*file, deep, threads, told, result);
+    if (reference_marker(*file) == raw_format_2009::reference_table_pattern)
+      check_contents<raw_format_2009>(*file, deep, threads, told, result);
     else
-      check_contents<generation_2010>(*file, deep, threads, told, result);
+      check_contents<raw_format_2010>(*file, deep, threads, told, result);
     if (file->has_changed()) throw file_lost("what was found may not be so any more");
   } catch (const read_too_much&) {
     tell_too_much(*file, result.findings);

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <unordered_set>
 
-#include "folders.h"
-#include "uninterrupted.h"
+#include "format/folders.h"
+#include "format/uninterrupted.h"
 
 namespace ravo::verify {
 namespace {

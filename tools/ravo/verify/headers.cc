@@ -5,9 +5,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "byte_view.h"
-#include "ravo_daq/generation_2009.h"
-#include "ravo_daq/generation_2010.h"
+#include "format/byte_view.h"
+#include "ravo_raw_generations.h"
 #include "verify/instants.h"
 #include "verify/limits.h"
 #include "verify/texts.h"
@@ -287,7 +286,7 @@ void read_headers(const checked_file& file, file_map& map, finding_list& finding
   header_reader<G>(file, map, findings).read();
 }
 
-template void read_headers<generation_2009>(const checked_file&, file_map&, finding_list&);
-template void read_headers<generation_2010>(const checked_file&, file_map&, finding_list&);
+template void read_headers<raw_format_2009>(const checked_file&, file_map&, finding_list&);
+template void read_headers<raw_format_2010>(const checked_file&, file_map&, finding_list&);
 
 }  // namespace ravo::verify

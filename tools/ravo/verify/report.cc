@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "escaping.h"
+#include "common/escaping.h"
 
 namespace ravo::verify {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "json_lines.h"
+#include "common/json_lines.h"
 #include "verify/finding.h"
 
 namespace ravo::verify {

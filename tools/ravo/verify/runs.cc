@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <tuple>
 
-#include "file_name_parts.h"
+#include "format/file_name_parts.h"
 
 namespace ravo::verify {
 namespace {

@@ -9,9 +9,9 @@
 #include <numeric>
 #include <unordered_set>
 
-#include "byte_view.h"
-#include "library_calls.h"
-#include "malloc_owner.h"
+#include "decode/table_operations.h"
+#include "format/byte_view.h"
+#include "format/malloc_owner.h"
 #include "ravo_evutl_status.h"
 #include "ravo_xml_status.h"
 #include "verify/baskets.h"
@@ -138,7 +138,7 @@ class table_loader {
     file_.read(file_.size() - tail_size, tail, sizeof tail);
     ravo_file_reference_table_2010* table = nullptr;
     const int status =
-        library_calls<G>::get_reference_table(tail, sizeof tail, length(), file_.descriptor(), &table);
+        table_operations<G>::get_reference_table(tail, sizeof tail, length(), file_.descriptor(), &table);
     const malloc_owner<ravo_file_reference_table_2010> own(table);
     throw_unless_about_the_file(status);
     if (status != 0) return refused(status_text(status));
@@ -192,7 +192,7 @@ class table_loader {
     if (is_index_too_large()) return;
     ravo_event_index_table_2010* table = nullptr;
     const int status =
-        library_calls<G>::get_event_index_table(length(), reference(), file_.descriptor(), &table);
+        table_operations<G>::get_event_index_table(length(), reference(), file_.descriptor(), &table);
     const malloc_owner<ravo_event_index_table_2010> own(table);
     if (status != 0) return refuse(finding_kind::table_event_index, map_.reference.eit_pos_ref, status);
     map_.has_index = true;
@@ -210,7 +210,7 @@ class table_loader {
     if (is_dictionary_too_large()) return;
     typename G::dictionary_table* table = nullptr;
     const int status =
-        library_calls<G>::get_dictionary_table(length(), reference(), file_.descriptor(), &table);
+        table_operations<G>::get_dictionary_table(length(), reference(), file_.descriptor(), &table);
     dictionary_.reset(table);
     if (status != 0) return refuse(finding_kind::table_dictionary, map_.reference.cdt_ref, status);
     map_.has_dictionary = true;
@@ -270,11 +270,12 @@ class table_loader {
     ravo_event_chan_pointers_table* table = nullptr;
     int status = 0;
     if (map_.channels.empty()) {
-      status = library_calls<G>::get_chan_pointers_table(length(), reference(), file_.descriptor(), &table);
+      status =
+          table_operations<G>::get_chan_pointers_table(length(), reference(), file_.descriptor(), &table);
     } else {
       const std::vector<char*> first{map_.channels.front().name.data()};
-      status = library_calls<G>::get_chan_pointers_table_by_list(length(), reference(), file_.descriptor(),
-                                                                 &first, dictionary_.get(), &table);
+      status = table_operations<G>::get_chan_pointers_table_by_list(
+          length(), reference(), file_.descriptor(), &first, dictionary_.get(), &table);
     }
     const malloc_owner<ravo_event_chan_pointers_table> own(table);
     const bool is_count_wrong = status == RAVO_TABLE_WRONG_ENTRY;
@@ -299,7 +300,7 @@ class table_loader {
       return;
     ravo_env_dictionary_table_2010* table = nullptr;
     const int status =
-        library_calls<G>::get_env_dictionary_table(length(), reference(), file_.descriptor(), &table);
+        table_operations<G>::get_env_dictionary_table(length(), reference(), file_.descriptor(), &table);
     const malloc_owner<ravo_env_dictionary_table_2010> own(table);
     if (status != 0) return refuse(finding_kind::table_environment, offset, status);
     add_part(offset, static_cast<std::uint64_t>(table->length), "environment dictionary");
@@ -330,7 +331,7 @@ class table_loader {
                      most_description_bytes))
       return;
     ravo_xml_chan_descr_header_2010* xml = nullptr;
-    int status = library_calls<G>::get_chan_descr_table(length(), reference(), file_.descriptor(), &xml);
+    int status = table_operations<G>::get_chan_descr_table(length(), reference(), file_.descriptor(), &xml);
     malloc_owner<ravo_xml_chan_descr_header_2010> own(xml);
     if (status != 0) return refuse(finding_kind::table_descriptions, offset, status);
     const std::uint64_t needed = file_.word(offset + 4) + ravo_get_chan_descr_memory(xml);
@@ -343,7 +344,7 @@ class table_loader {
     }
     add_part(offset, static_cast<std::uint64_t>(xml->length), "channel descriptions");
     std::vector<chan_descr_2010*> list;
-    status = library_calls<G>::load_chan_descr(xml, &list);
+    status = table_operations<G>::load_chan_descr(xml, &list);
     std::unordered_set<std::string> described;
     for (const chan_descr_2010* one : list) described.insert(one->prop_name);
     ravo_free_chan_descr(&list);
@@ -391,8 +392,8 @@ std::optional<file_map> load_tables(const checked_file& file, finding_list& find
   return table_loader<G>(file, findings).load();
 }
 
-template std::optional<file_map> load_tables<generation_2009>(const checked_file&, finding_list&);
-template std::optional<file_map> load_tables<generation_2010>(const checked_file&, finding_list&);
+template std::optional<file_map> load_tables<raw_format_2009>(const checked_file&, finding_list&);
+template std::optional<file_map> load_tables<raw_format_2010>(const checked_file&, finding_list&);
 
 std::optional<std::uint32_t> reference_marker(const checked_file& file) {
   if (file.size() < tail_size) return std::nullopt;

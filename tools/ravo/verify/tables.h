@@ -6,8 +6,7 @@
 
 #include <optional>
 
-#include "ravo_daq/generation_2009.h"
-#include "ravo_daq/generation_2010.h"
+#include "ravo_raw_generations.h"
 #include "verify/checked_file.h"
 #include "verify/file_map.h"
 #include "verify/finding_list.h"
@@ -18,8 +17,8 @@ namespace ravo::verify {
 template <class G>
 std::optional<file_map> load_tables(const checked_file& file, finding_list& findings);
 
-extern template std::optional<file_map> load_tables<generation_2009>(const checked_file&, finding_list&);
-extern template std::optional<file_map> load_tables<generation_2010>(const checked_file&, finding_list&);
+extern template std::optional<file_map> load_tables<raw_format_2009>(const checked_file&, finding_list&);
+extern template std::optional<file_map> load_tables<raw_format_2010>(const checked_file&, finding_list&);
 
 /// The reference table's marker, or nothing when the file's end does not lead to one.
 std::optional<std::uint32_t> reference_marker(const checked_file& file);

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "json_lines.h"
+#include "common/json_lines.h"
 
 namespace ravo::verify {
 

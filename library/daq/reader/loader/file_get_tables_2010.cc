@@ -1,7 +1,7 @@
 // The loader of the current generation.
-#include "loader/file_get_tables.hh"
-#include "loader/header_baskets.hh"
-#include "loader/load_tables.hh"
+#include "loader/file_get_tables-inl.h"
+#include "loader/header_baskets-inl.h"
+#include "loader/load_tables-inl.h"
 #include "ravo_daq_read_chan_2010.h"
 
 template class ravo::file_get_tables<ravo::generation_2010>;

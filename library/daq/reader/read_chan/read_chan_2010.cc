@@ -1,13 +1,13 @@
 // The channel reader and the unzip worker of the current generation.
 #include "ravo_daq_read_chan_2010.h"
 
-#include "read_chan/unzip_worker.hh"
+#include "read_chan/unzip_worker-inl.h"
 
-#include "read_chan/find_entry.hh"
-#include "read_chan/get_chan_data.hh"
-#include "read_chan/life.hh"
-#include "read_chan/print.hh"
-#include "read_chan/start.hh"
+#include "read_chan/find_entry-inl.h"
+#include "read_chan/get_chan_data-inl.h"
+#include "read_chan/life-inl.h"
+#include "read_chan/print-inl.h"
+#include "read_chan/start-inl.h"
 
 template class ravo::daq_read_chan<ravo::generation_2010>;
 

@@ -1,12 +1,12 @@
 // The slicer of the older generation.
 #include "ravo_daq_slicer.h"
-#include "slicer/alignment.hh"
-#include "slicer/channels.hh"
-#include "slicer/file_switch.hh"
-#include "slicer/set_up.hh"
-#include "slicer/start.hh"
-#include "slicer/table_thread.hh"
-#include "slicer/tear_down.hh"
+#include "slicer/alignment-inl.h"
+#include "slicer/channels-inl.h"
+#include "slicer/file_switch-inl.h"
+#include "slicer/set_up-inl.h"
+#include "slicer/start-inl.h"
+#include "slicer/table_thread-inl.h"
+#include "slicer/tear_down-inl.h"
 
 template class ravo::daq_slicer<ravo::generation_2009>;
 

@@ -5,8 +5,8 @@
 #include <atomic>
 #include <cstdlib>
 
-#include "allocate.h"
 #include "captured_output.h"
+#include "decode/allocate.h"
 #include "streams.h"
 
 namespace {

@@ -5,8 +5,8 @@
 #include <iterator>
 #include <map>
 
+#include "common/whole_file.h"
 #include "simulator/faults/choice.h"
-#include "whole_file.h"
 
 namespace ravo::simulator {
 namespace {

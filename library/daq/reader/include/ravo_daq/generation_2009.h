@@ -26,18 +26,10 @@ struct generation_2009 : raw_format_2009 {
   using tables_task = get_tables_task;
   using result_entry = ravo_daq_reader_result_entry;
 
-  using chan_pointers_table = ravo_event_chan_pointers_table;
-  using chan_pointers_table_entry = ravo_event_chan_ptr_entry;
   using chan_descr = chan_descr_2010;
-
-  static constexpr std::size_t name_size = 80;
-  static constexpr int update_dtype = RAVO_UPD_BLOCK;
-  static constexpr int begin_of_run_dtype = RAVO_BOR_BLOCK;
-  static constexpr int end_of_run_dtype = RAVO_EOR_BLOCK;
 
   static constexpr time_stamp default_time_diff{0, 95000};
   static constexpr ravo_time_id default_period{1, {0, 200000}};
-  static constexpr const char* default_data_dir = "";
   static constexpr bool reads_time_diff_from_environment = false;
   static constexpr bool waits_for_closed_files = false;
   static constexpr bool limits_runs_to_period = false;
@@ -51,7 +43,6 @@ struct generation_2009 : raw_format_2009 {
   static constexpr bool copies_channel_basket = false;
   static constexpr bool has_by_time_fix = false;
   static constexpr bool keeps_unconverted_entries = false;
-  static constexpr bool cuts_generic_spectra = false;
   static constexpr bool traces_lookups = false;
 
   static constexpr auto table_thread = &get_table_thread;

@@ -28,30 +28,20 @@ struct generation_2010 : raw_format_2010 {
   using tables_task = get_tables_task_2010;
   using result_entry = ravo_daq_reader_result_entry_2010;
 
-  // The file's records beside those of the raw format.
-  using chan_pointers_table = ravo_event_chan_pointers_table;
-  using chan_pointers_table_entry = ravo_event_chan_ptr_entry;
+  // The record of a description.
   using chan_descr = chan_descr_2010;
-
-  /// Size of a channel name with its closing zero.
-  static constexpr std::size_t name_size = 256;
-  /// Type of a decoded update, environment, begin- or end-of-run block.
-  static constexpr int update_dtype = RAVO_UPD_BLOCK_2010;
-  static constexpr int begin_of_run_dtype = RAVO_BOR_BLOCK_2010;
-  static constexpr int end_of_run_dtype = RAVO_EOR_BLOCK_2010;
 
   /// What a reader asks for when nobody says otherwise.
   static constexpr time_stamp default_time_diff{0, 50000};
   static constexpr ravo_time_id default_period{1, {0, 100000}};
-  static constexpr const char* default_data_dir = "/daq/ravo_ext/LINAC/";
   /// The environment may set a reader's first time difference.
   static constexpr bool reads_time_diff_from_environment = true;
   /// A reader takes only files that the acquisition has finished.
   static constexpr bool waits_for_closed_files = true;
   /// Of the files of runs only those that belong to the request's period too are taken.
   static constexpr bool limits_runs_to_period = true;
-  /// Looking for the files of runs in a directory, files from before the period are opened to see how far they
-  /// reach.
+  /// Looking for the files of runs in a directory, files from before the period are opened to see how far
+  /// they reach.
   static constexpr bool opens_earlier_files = true;
   /// The files that the run catalogue names are not trimmed by the times in their names.
   static constexpr bool trusts_run_catalogue = true;
@@ -70,10 +60,8 @@ struct generation_2010 : raw_format_2010 {
   static constexpr bool has_by_time_fix = true;
   /// An unzipped block that cannot be converted leaves an entry without data; the worker goes on.
   static constexpr bool keeps_unconverted_entries = true;
-  /// A subchannel is cut out of a generic spectrum too, whose type says nothing of its members.
-  static constexpr bool cuts_generic_spectra = true;
-  /// Lookups by number remember where they ended, are told at negative debug levels when they take long, and
-  /// can print what they search.
+  /// Lookups by number remember where they ended, are told at negative debug levels when they take long,
+  /// and can print what they search.
   static constexpr bool traces_lookups = true;
 
   /// The body of a slicer's table-loading thread.

@@ -1,0 +1,251 @@
+#include "align/segment.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "ravo_evutl.h"
+
+namespace ravo::datasets {
+
+std::optional<std::size_t> channel_track::at(std::uint32_t wanted) const {
+  const auto found = std::lower_bound(event.begin(), event.end(), wanted);
+  if (found == event.end() || *found != wanted) return std::nullopt;
+  return static_cast<std::size_t>(found - event.begin());
+}
+
+std::optional<std::size_t> channel_track::last_until(std::uint32_t wanted) const {
+  const auto behind = std::upper_bound(event.begin(), event.end(), wanted);
+  if (behind == event.begin()) return std::nullopt;
+  return static_cast<std::size_t>(behind - event.begin()) - 1;
+}
+
+std::optional<std::size_t> channel_track::first_after(std::uint32_t wanted) const {
+  const auto behind = std::upper_bound(event.begin(), event.end(), wanted);
+  if (behind == event.end()) return std::nullopt;
+  return static_cast<std::size_t>(behind - event.begin());
+}
+
+namespace {
+
+bool is_disputed(const entry& one) { return one.status == value_status::event_disputed; }
+
+}  // namespace
+
+bool channel_track::may_have_lost(time_gap when) const {
+  const auto first = std::partition_point(lost.begin(), lost.end(),
+                                          [&](const time_gap& gap) { return gap.to <= when.from; });
+  return first != lost.end() && first->meets(when);
+}
+
+// The event of a disputed entry may be another one, or may have been at another time.
+void find_lost(channel_track& track, const std::function<time_gap(std::uint32_t file)>& time_of_file) {
+  const bool has_disputed = std::any_of(track.entries.begin(), track.entries.end(), is_disputed) ||
+                            std::any_of(track.left_out.begin(), track.left_out.end(), is_disputed);
+  if (track.unplaced.empty() && !has_disputed) return;
+  struct place {
+    std::uint32_t file, chhd;
+    bool is_lost;
+    std::int64_t time;
+    bool operator<(const place& other) const {
+      return file != other.file ? file < other.file : chhd < other.chhd;
+    }
+  };
+  std::vector<place> in_files;
+  in_files.reserve(track.entries.size() + track.left_out.size() + track.unplaced.size());
+  for (const entry& one : track.entries)
+    in_files.push_back({one.file, one.chhd, is_disputed(one), in_microseconds(one.time)});
+  for (const entry& one : track.left_out)
+    if (is_disputed(one)) in_files.push_back({one.file, one.chhd, true, 0});
+  for (const entry& one : track.unplaced) in_files.push_back({one.file, one.chhd, true, 0});
+  std::sort(in_files.begin(), in_files.end());
+  // Backward the lost ones learn before which time they were, forward behind which.
+  std::int64_t next = 0;
+  for (auto one = in_files.rbegin(); one != in_files.rend(); ++one) {
+    if (one == in_files.rbegin() || std::prev(one)->file != one->file) next = time_of_file(one->file).to;
+    if (one->is_lost)
+      one->time = next;
+    else
+      next = std::min(next, one->time);
+  }
+  std::int64_t last = 0;
+  for (auto one = in_files.begin(); one != in_files.end(); ++one) {
+    if (one == in_files.begin() || std::prev(one)->file != one->file) last = time_of_file(one->file).from;
+    if (!one->is_lost)
+      last = std::max(last, one->time);
+    else if (last < one->time)
+      track.lost.push_back({last, one->time});
+  }
+  std::sort(track.lost.begin(), track.lost.end(),
+            [](const time_gap& a, const time_gap& b) { return a.from < b.from; });
+  std::size_t kept = 0;
+  for (const time_gap& gap : track.lost)
+    if (kept != 0 && gap.from <= track.lost[kept - 1].to)
+      track.lost[kept - 1].to = std::max(track.lost[kept - 1].to, gap.to);
+    else
+      track.lost[kept++] = gap;
+  track.lost.resize(kept);
+}
+
+std::size_t segment::bytes() const {
+  std::size_t all = sizeof *this + events.capacity() * sizeof events[0] +
+                    selected.capacity() * sizeof selected[0] +
+                    bytes_before.capacity() * sizeof bytes_before[0];
+  for (const channel_track& track : channels)
+    all +=
+        sizeof track +
+        (track.entries.capacity() + track.left_out.capacity() + track.unplaced.capacity()) * sizeof(entry) +
+        (track.event.capacity() + track.left_out_event.capacity()) * sizeof(std::uint32_t) +
+        track.basket_end.capacity() * sizeof(std::uint64_t) + track.lost.capacity() * sizeof(time_gap);
+  return all;
+}
+
+std::uint64_t segment::basket_end(std::size_t channel, std::uint32_t file) const {
+  const auto found = std::find(files.begin(), files.end(), file);
+  return found == files.end()
+             ? 0
+             : channels[channel].basket_end[static_cast<std::size_t>(found - files.begin())];
+}
+
+namespace {
+
+/// The order of events that all have numbers, and are aligned by them.
+struct by_number_alone {
+  int operator()(const ravo_time_id& a, const ravo_time_id& b) const {
+    return a.event_number > b.event_number ? 1 : a.event_number < b.event_number ? -1 : 0;
+  }
+};
+
+}  // namespace
+
+int compare_events(const ravo_time_id& a, const ravo_time_id& b, const alignment_rule& rule) {
+  if (rule.synch == synch_mode::by_number && a.event_number != 0 && b.event_number != 0)
+    return by_number_alone{}(a, b);
+  int order = 0;
+  ravo_time_stamp_eq(&a.time, &b.time, rule.tolerance, &order, nullptr);
+  return order;
+}
+
+namespace {
+
+ravo_time_id id_of(const entry& one) { return {one.number, one.time}; }
+
+bool all_have_numbers(const segment& part) {
+  for (const channel_track& track : part.channels)
+    for (const entry& one : track.entries)
+      if (one.number == 0) return false;
+  return true;
+}
+
+template <class Before>
+void sort_entries(std::vector<entry>& entries, Before before) {
+  if (!std::is_sorted(entries.begin(), entries.end(), before))
+    std::stable_sort(entries.begin(), entries.end(), before);
+}
+
+struct by_rule {
+  const alignment_rule& rule;
+  int operator()(const ravo_time_id& a, const ravo_time_id& b) const { return compare_events(a, b, rule); }
+};
+
+/// The merge: each channel has a place in its entries, and the earliest of what stands there is the next
+/// event. What a channel keeps of its entries moves up to the front of them.
+template <class Order>
+class merge {
+ public:
+  merge(segment& part, const alignment_rule& rule, const std::vector<bool>& slow, Order order)
+      : part_(part), rule_(rule), slow_(slow), order_(order), places_(part.channels.size()) {
+    for (std::size_t i = 0; i < part.channels.size(); ++i) {
+      places_[i].track = &part.channels[i];
+      places_[i].count = part.channels[i].entries.size();
+      part.channels[i].event.reserve(places_[i].count);
+    }
+  }
+
+  void run() {
+    while (const entry* first = earliest()) take(id_of(*first));
+    for (place& one : places_) one.track->entries.resize(one.kept);
+  }
+
+ private:
+  struct place {
+    channel_track* track = nullptr;
+    std::size_t count = 0;
+    std::size_t next = 0;
+    std::size_t kept = 0;
+    bool ended() const { return next == count; }
+    const entry& head() const { return track->entries[next]; }
+  };
+
+  // Of several that are one event the first channel's, or aligned by time the one with the earliest time.
+  const entry* earliest() const {
+    const entry* chosen = nullptr;
+    for (const place& one : places_) {
+      if (one.ended()) continue;
+      if (chosen == nullptr || is_earlier(one.head(), *chosen)) chosen = &one.head();
+    }
+    return chosen;
+  }
+
+  bool is_earlier(const entry& one, const entry& chosen) const {
+    if (rule_.synch == synch_mode::by_time) return in_microseconds(one.time) < in_microseconds(chosen.time);
+    return order_(id_of(chosen), id_of(one)) > 0;
+  }
+
+  void take(const ravo_time_id& chosen) {
+    const auto event = static_cast<std::uint32_t>(part_.events.size());
+    std::optional<ravo_time_id> named;
+    int rank_of_named = 0;
+    for (std::size_t i = 0; i < places_.size(); ++i) {
+      place& one = places_[i];
+      bool taken = false;
+      // The event itself is taken whatever the comparison says, so that every turn gets on.
+      while (!one.ended() && order_(chosen, id_of(one.head())) == 0) {
+        entry here = one.track->entries[one.next++];
+        // A disputed entry may be another event's: it takes nobody's place.
+        if (taken && !is_disputed(here) && is_disputed(one.track->entries[one.kept - 1]))
+          std::swap(here, one.track->entries[one.kept - 1]);
+        if (taken) {
+          one.track->left_out.push_back(here);
+          one.track->left_out_event.push_back(event);
+          continue;
+        }
+        taken = true;
+        one.track->entries[one.kept++] = here;
+        one.track->event.push_back(event);
+      }
+      if (!taken) continue;
+      const entry& kept = one.track->entries[one.kept - 1];
+      const int rank = (is_disputed(kept) ? 2 : 0) + (slow_[i] ? 1 : 0);
+      if (named && rank >= rank_of_named) continue;
+      named = id_of(kept);
+      rank_of_named = rank;
+    }
+    part_.events.push_back(named.value_or(chosen));
+  }
+
+  segment& part_;
+  const alignment_rule& rule_;
+  const std::vector<bool>& slow_;
+  const Order order_;
+  std::vector<place> places_;
+};
+
+}  // namespace
+
+void align(segment& part, const alignment_rule& rule, const std::vector<bool>& slow) {
+  part.by_number = rule.synch == synch_mode::by_number && all_have_numbers(part);
+  for (channel_track& track : part.channels) {
+    if (part.by_number)
+      sort_entries(track.entries, [](const entry& a, const entry& b) { return a.number < b.number; });
+    else
+      sort_entries(track.entries, [](const entry& a, const entry& b) {
+        return in_microseconds(a.time) < in_microseconds(b.time);
+      });
+  }
+  if (part.by_number)
+    merge(part, rule, slow, by_number_alone{}).run();
+  else
+    merge(part, rule, slow, by_rule{rule}).run();
+}
+
+}  // namespace ravo::datasets

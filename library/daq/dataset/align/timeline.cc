@@ -1,0 +1,392 @@
+#include "align/timeline.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+#include <numeric>
+
+#include "ravo_dataset/errors.h"
+
+namespace ravo::datasets {
+namespace {
+
+/// Microseconds: farther away than any time, and not so far that sums of two would not fit.
+constexpr std::int64_t anywhere = std::numeric_limits<std::int64_t>::max() / 4;
+
+/// When events of a span were.
+time_gap time_of(const event_span& span) {
+  if (span.empty) return {-anywhere, anywhere};
+  return {in_microseconds(span.first), in_microseconds(span.last) + 1};
+}
+
+}  // namespace
+
+timeline::timeline(const selection& wanted, open_files& opened, memory_budget& memory,
+                   read_ahead_list& ahead, const std::stop_token& stop)
+    : wanted_(wanted),
+      opened_(opened),
+      memory_(memory),
+      ahead_(ahead),
+      stop_(stop),
+      rule_{wanted.synch, static_cast<double>(wanted.tolerance.timeup) * 1e6 + wanted.tolerance.timelow} {}
+
+void timeline::set(std::vector<timed_file> files, std::vector<std::string> names, std::vector<bool> slow,
+                   std::size_t join_channel) {
+  files_ = std::move(files);
+  names_ = std::move(names);
+  slow_ = std::move(slow);
+  join_channel_ = join_channel;
+  cut_into_segments();
+}
+
+// Numbers decide only between files that touch in time: a counter that begins anew is no reason to join
+// runs.
+bool timeline::belong_together(const event_span& a, const event_span& b) const {
+  if (a.empty || b.empty) return false;
+  if (in_microseconds(b.first) <= in_microseconds(a.last)) return true;
+  const double gap = static_cast<double>(in_microseconds(b.first) - in_microseconds(a.last));
+  if (gap > rule_.tolerance) return false;
+  const bool numbered = a.lowest != 0 && b.lowest != 0;
+  return rule_.synch == synch_mode::by_time || !numbered ||
+         (b.lowest <= a.highest && a.lowest <= b.highest);
+}
+
+void timeline::cut_into_segments() {
+  slots_.clear();
+  std::vector<std::uint32_t> order(files_.size());
+  std::iota(order.begin(), order.end(), 0u);
+  std::stable_sort(order.begin(), order.end(), [this](std::uint32_t a, std::uint32_t b) {
+    return in_microseconds(files_[a].span.first) < in_microseconds(files_[b].span.first);
+  });
+  for (const std::uint32_t file : order) {
+    const event_span& span = files_[file].span;
+    if (span.empty || is_outside(span)) continue;
+    if (slots_.empty() || !belong_together(slots_.back().span, span)) slots_.emplace_back().span = span;
+    slot& last = slots_.back();
+    last.files.push_back(file);
+    if (in_microseconds(last.span.last) < in_microseconds(span.last)) last.span.last = span.last;
+    last.span.lowest = std::min(last.span.lowest, span.lowest);
+    last.span.highest = std::max(last.span.highest, span.highest);
+  }
+  // In the files' own order, which decides between two that hold the same event of a channel.
+  for (slot& one : slots_) std::sort(one.files.begin(), one.files.end());
+}
+
+bool timeline::may_have_events(std::size_t index) const {
+  const event_span& span = slots_[index].span;
+  if (span.empty) return true;
+  const auto tolerance = static_cast<std::int64_t>(rule_.tolerance);
+  if (wanted_.to && in_microseconds(span.first) > in_microseconds(*wanted_.to) + tolerance) return false;
+  return !wanted_.from || in_microseconds(span.last) >= in_microseconds(*wanted_.from) - tolerance;
+}
+
+// Files before the limits stay: slow values of theirs may be held. They are aligned only when that is
+// asked.
+bool timeline::is_outside(const event_span& span) const {
+  if (span.empty) return false;
+  if (wanted_.to && in_microseconds(span.first) >
+                        in_microseconds(*wanted_.to) + static_cast<std::int64_t>(rule_.tolerance))
+    return wanted_.slow != slow_policy::nearest;
+  if (wanted_.from && in_microseconds(span.last) <
+                          in_microseconds(*wanted_.from) - static_cast<std::int64_t>(rule_.tolerance))
+    return wanted_.slow == slow_policy::none;
+  return false;
+}
+
+bool timeline::is_inside(const ravo_time_id& id) const {
+  if (wanted_.from && in_microseconds(id.time) < in_microseconds(*wanted_.from)) return false;
+  if (wanted_.to && in_microseconds(id.time) > in_microseconds(*wanted_.to)) return false;
+  if (wanted_.first_event && id.event_number < *wanted_.first_event) return false;
+  if (wanted_.last_event && id.event_number > *wanted_.last_event) return false;
+  return true;
+}
+
+std::shared_ptr<const segment> timeline::get(std::size_t index) {
+  slot& one = slots_[index];
+  const std::lock_guard lock(one.mutex);
+  if (auto built = one.built.lock()) return built;
+  memory_share room;
+  take_memory(bytes_to_align(index), "Aligning one segment of files", room);
+  return build(index, std::move(room));
+}
+
+std::shared_ptr<const segment> timeline::get_if_room(std::size_t index) {
+  slot& one = slots_[index];
+  const std::lock_guard lock(one.mutex);
+  if (auto built = one.built.lock()) return built;
+  memory_share room;
+  while (!memory_.try_take(bytes_to_align(index), room))
+    if (!drop_oldest()) return nullptr;
+  try {
+    return build(index, std::move(room));
+  } catch (const memory_exceeded&) {
+    return nullptr;
+  }
+}
+
+std::optional<std::size_t> timeline::known_selected_in(std::size_t index) {
+  if (!may_have_events(index)) return 0;
+  const std::lock_guard lock(slots_[index].mutex);
+  return slots_[index].selected;
+}
+
+std::size_t timeline::selected_in(std::size_t index) {
+  const auto known = known_selected_in(index);
+  return known ? *known : get(index)->selected.size();
+}
+
+std::size_t timeline::selected_before(std::size_t index) {
+  std::size_t all = 0;
+  for (std::size_t i = 0; i < index; ++i) all += selected_in(i);
+  return all;
+}
+
+void timeline::take_memory(std::size_t bytes, const char* what, memory_share& share) {
+  while (!memory_.try_take(bytes, share)) {
+    if (drop_oldest()) continue;
+    // What is being decoded ahead may be there in a moment.
+    const auto make_room = [this] {
+      ahead_.give_one_back();
+      return stop_.stop_requested();
+    };
+    if (!memory_.take(bytes, what, share, make_room)) throw read_cancelled();
+    return;
+  }
+}
+
+bool timeline::drop_oldest() {
+  const std::lock_guard lock(mutex_);
+  const auto unused =
+      std::find_if(kept_.begin(), kept_.end(), [](const auto& one) { return one.use_count() == 1; });
+  if (unused == kept_.end()) return false;
+  kept_.erase(unused);
+  return true;
+}
+
+// No more than a quarter of the limit is kept for later.
+void timeline::keep(const std::shared_ptr<const segment>& built) {
+  const std::lock_guard lock(mutex_);
+  kept_.push_back(built);
+  std::size_t kept = 0;
+  for (const auto& one : kept_) kept += one->memory.bytes();
+  for (auto one = kept_.begin(); one != kept_.end() && kept > memory_.limit() / 4;) {
+    if (one->use_count() > 1) {
+      ++one;
+      continue;
+    }
+    kept -= (*one)->memory.bytes();
+    one = kept_.erase(one);
+  }
+}
+
+/// The segment's slot is locked.
+std::shared_ptr<const segment> timeline::build(std::size_t index, memory_share room) {
+  auto built = load(index, std::move(room));
+  keep(built);
+  slots_[index].built = built;
+  slots_[index].selected = built->selected.size();
+  return built;
+}
+
+// The entries twice, since those of a file are put behind those of others; what is made of them, and the
+// tables of one file after the other.
+std::size_t timeline::bytes_to_align(std::size_t index) const {
+  std::size_t entries = 0, tables = 0;
+  for (const std::uint32_t file : slots_[index].files) {
+    for (const channel_place& place : files_[file].tables.places) entries += place.count;
+    tables = std::max(tables, bytes_to_load_rows(files_[file].tables));
+  }
+  const std::size_t of_channel = sizeof(channel_track) + slots_[index].files.size() * sizeof(std::uint64_t);
+  return entries * (2 * sizeof(entry) + 80) + tables + names_.size() * of_channel + 4096;
+}
+
+std::shared_ptr<const segment> timeline::load(std::size_t index, memory_share room) {
+  const slot& one = slots_[index];
+  auto part = std::make_shared<segment>();
+  part->memory = std::move(room);
+  part->files = one.files;
+  part->file_failed.assign(one.files.size(), false);
+  part->channels.resize(names_.size());
+  for (std::size_t channel = 0; channel < names_.size(); ++channel) {
+    std::size_t entries = 0;
+    for (const std::uint32_t file : one.files) entries += files_[file].count(channel);
+    if (one.files.size() > 1) part->channels[channel].entries.reserve(entries);
+    part->channels[channel].basket_end.assign(one.files.size(), 0);
+  }
+  for (std::size_t i = 0; i < one.files.size(); ++i) {
+    const std::uint32_t file = one.files[i];
+    const auto opened = opened_.get(file);
+    auto rows = opened ? load_rows(*opened, files_[file].tables, names_) : std::nullopt;
+    if (!rows) {
+      part->file_failed[i] = true;
+      const std::lock_guard lock(mutex_);
+      if (std::find(failed_files_.begin(), failed_files_.end(), file) == failed_files_.end())
+        failed_files_.push_back(file);
+      has_failed_files_ = true;
+      continue;
+    }
+    for (std::size_t channel = 0; channel < names_.size(); ++channel) {
+      channel_track& track = part->channels[channel];
+      channel_rows& from = (*rows)[channel];
+      track.basket_end[i] = from.basket_end;
+      track.unplaced.insert(track.unplaced.end(), from.unplaced.begin(), from.unplaced.end());
+      if (one.files.size() == 1)
+        track.entries = std::move(from.entries);
+      else
+        track.entries.insert(track.entries.end(), from.entries.begin(), from.entries.end());
+    }
+  }
+  align(*part, rule_, slow_);
+  if (wanted_.slow != slow_policy::none)
+    for (std::size_t channel = 0; channel < names_.size(); ++channel)
+      if (slow_[channel])
+        find_lost(part->channels[channel],
+                  [this](std::uint32_t file) { return time_of(files_[file].span); });
+  select(*part, index);
+  const std::size_t bytes = part->bytes();
+  if (bytes > part->memory.bytes())  // it is there already: nothing is waited for
+    if (!memory_.try_grow(bytes - part->memory.bytes(), part->memory))
+      throw memory_exceeded("Aligning one segment of files needs " + std::to_string(bytes) +
+                            " bytes; raise the limit or select less");
+  part->memory.shrink(bytes);
+  return part;
+}
+
+bool timeline::has_entries(std::size_t index, std::size_t channel) const {
+  const auto& files = slots_[index].files;
+  return std::any_of(files.begin(), files.end(),
+                     [&](std::uint32_t file) { return files_[file].count(channel) > 0; });
+}
+
+std::shared_ptr<const segment> timeline::get(std::size_t index, patience how) {
+  if (how == patience::waits) return get(index);
+  auto part = get_if_room(index);
+  if (!part) throw no_room_now();
+  return part;
+}
+
+std::optional<placed_entry> timeline::last_before(std::size_t index, std::size_t channel,
+                                                  std::vector<time_gap>& passed_over, patience how) {
+  while (index-- > 0) {
+    if (!has_entries(index, channel)) continue;
+    auto part = get(index, how);
+    const channel_track& track = part->channels[channel];
+    if (!track.entries.empty()) return placed_entry{index, part, track.entries.size() - 1};
+    if (!track.lost.empty()) passed_over.push_back(time_of(slots_[index].span));
+  }
+  return std::nullopt;
+}
+
+std::optional<placed_entry> timeline::first_behind(std::size_t index, std::size_t channel,
+                                                   std::vector<time_gap>& passed_over, patience how) {
+  while (++index < segments()) {
+    if (!has_entries(index, channel)) continue;
+    auto part = get(index, how);
+    const channel_track& track = part->channels[channel];
+    if (!track.entries.empty()) return placed_entry{index, part, 0};
+    if (!track.lost.empty()) passed_over.push_back(time_of(slots_[index].span));
+  }
+  return std::nullopt;
+}
+
+/// Whether a segment may have an entry of the channel that is of no event and from then.
+bool timeline::may_have_lost(std::size_t index, const segment& part, std::size_t channel,
+                             time_gap when) const {
+  const time_gap own = time_of(slots_[index].span);
+  when = {std::max(when.from, own.from), std::min(when.to, own.to)};
+  return when.from < when.to && part.channels[channel].may_have_lost(when);
+}
+
+/// Whether a file that is missing may have a value of the channel from then.
+bool timeline::may_miss_values(std::size_t channel, time_gap when) {
+  if (std::any_of(gaps_.begin(), gaps_.end(), [&](const time_gap& gap) { return gap.meets(when); }))
+    return true;
+  if (!has_failed_files_) return false;
+  const std::lock_guard lock(mutex_);
+  return std::any_of(failed_files_.begin(), failed_files_.end(), [&](std::uint32_t file) {
+    const event_span& span = files_[file].span;
+    return files_[file].count(channel) > 0 &&
+           (span.empty || time_gap{in_microseconds(span.first), in_microseconds(span.last)}.meets(when));
+  });
+}
+
+std::optional<placed_entry> timeline::value_at(std::size_t index,
+                                               const std::shared_ptr<const segment>& part,
+                                               std::uint32_t event, std::size_t channel, patience how) {
+  const channel_track& track = part->channels[channel];
+  if (const auto own = track.at(event)) return placed_entry{index, part, *own};
+  if (wanted_.slow == slow_policy::none || !slow_[channel]) return std::nullopt;
+  std::vector<time_gap> passed_over;
+  const auto last = track.last_until(event);
+  const std::optional<placed_entry> before =
+      last ? placed_entry{index, part, *last} : last_before(index, channel, passed_over, how);
+  std::optional<placed_entry> behind;
+  const std::int64_t now = in_microseconds(part->events[event].time);
+  const auto distance = [&](const placed_entry& one) {
+    return std::abs(now - in_microseconds(one.in(channel).time));
+  };
+  if (wanted_.slow == slow_policy::nearest) {
+    const auto first = track.first_after(event);
+    behind = first ? placed_entry{index, part, *first} : first_behind(index, channel, passed_over, how);
+  }
+  const bool is_behind = behind && (!before || distance(*behind) < distance(*before));
+  const std::optional<placed_entry>& chosen = is_behind ? behind : before;
+  // The last value, or the nearest one, may lie in a file that is missing, or be of no event: then this one
+  // is not it for sure.
+  const std::int64_t reach = chosen ? distance(*chosen) : anywhere;
+  const time_gap when{now - reach, (wanted_.slow == slow_policy::nearest ? now + reach : now) + 1};
+  const auto is_lossy = [&](const std::optional<placed_entry>& one) {
+    return one && one->part != part && may_have_lost(one->segment_index, *one->part, channel, when);
+  };
+  const bool may_be_another = may_have_lost(index, *part, channel, when) || is_lossy(before) ||
+                              is_lossy(behind) ||
+                              std::any_of(passed_over.begin(), passed_over.end(),
+                                          [&](const time_gap& one) { return one.meets(when); }) ||
+                              may_miss_values(channel, when);
+  if (!chosen && may_be_another) return placed_entry{index, nullptr, 0, value_status::file_missing};
+  if (!chosen) return std::nullopt;
+  const bool is_stale =
+      may_be_another ||
+      (wanted_.max_age && static_cast<std::uint64_t>(distance(*chosen)) > *wanted_.max_age);
+  placed_entry held = *chosen;
+  held.status = is_stale ? value_status::stale : value_status::held;
+  return held;
+}
+
+// The tracks are walked once, each with a place of its own.
+void timeline::select(segment& part, std::size_t index) {
+  const std::size_t channels = part.channels.size();
+  std::vector<std::size_t> place(channels, 0);
+  std::vector<bool> seen(channels, false);
+  const bool holds = wanted_.slow != slow_policy::none;
+  if (wanted_.join == join_policy::all && holds)
+    for (std::size_t i = 0; i < channels; ++i) {
+      if (!slow_[i]) continue;
+      for (std::size_t before = index; before-- > 0 && !seen[i];) seen[i] = has_entries(before, i);
+      if (wanted_.slow == slow_policy::nearest)
+        for (std::size_t behind = index; behind < segments() && !seen[i]; ++behind)
+          seen[i] = has_entries(behind, i);
+    }
+  std::uint64_t bytes = 0;
+  for (std::uint32_t number = 0; number < part.events.size(); ++number) {
+    std::uint64_t of_event = 0;
+    bool all = true, joined = false;
+    for (std::size_t i = 0; i < channels; ++i) {
+      const channel_track& track = part.channels[i];
+      const bool here = place[i] < track.event.size() && track.event[place[i]] == number;
+      if (here) of_event += track.entries[place[i]++].stored;
+      if (here) seen[i] = true;
+      all = all && (here || (holds && slow_[i] && seen[i]));
+      joined = joined || (here && i == join_channel_);
+    }
+    const bool wanted_by_join =
+        wanted_.join == join_policy::any || (wanted_.join == join_policy::all ? all : joined);
+    if (!wanted_by_join || !is_inside(part.events[number])) continue;
+    part.selected.push_back(number);
+    part.bytes_before.push_back(bytes);
+    bytes += of_event;
+  }
+  part.bytes_before.push_back(bytes);
+}
+
+}  // namespace ravo::datasets

@@ -1,0 +1,144 @@
+// The time line: the files in order of time, cut into segments of files whose events belong together. A
+// segment is aligned when it is first asked for, kept while there is memory, and dropped when there is not.
+#ifndef RAVO_DATASET_TIMELINE_H
+#define RAVO_DATASET_TIMELINE_H
+
+#include <atomic>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "align/file_tables.h"
+#include "align/segment.h"
+#include "ravo_dataset/status.h"
+#include "read/read_ahead.h"
+#include "work/memory_budget.h"
+#include "work/open_files.h"
+
+namespace ravo::datasets {
+
+/// A file on the time line.
+struct timed_file {
+  known_file tables;
+  event_span span;
+  std::uint32_t count(std::size_t channel) const { return tables.places[channel].count; }
+};
+
+/// An entry, the segment that it is in, and what it is for an event: ok, held or stale. Without a segment
+/// there is no entry, and its value may lie in a file that is missing: file_missing.
+struct placed_entry {
+  std::size_t segment_index = 0;
+  std::shared_ptr<const segment> part;
+  std::size_t index = 0;  ///< in the channel's track
+  value_status status = value_status::ok;
+  const entry& in(std::size_t channel) const { return part->channels[channel].entries[index]; }
+};
+
+/// Whether there is time to wait for memory. Who holds memory that others may be waiting for has none.
+enum class patience { waits, does_not_wait };
+/// Thrown where there is no room now, and nobody waits for it.
+struct no_room_now {};
+
+class timeline {
+ public:
+  /// Ends what waits for memory with read_cancelled when `stop` says so.
+  timeline(const selection& wanted, open_files& opened, memory_budget& memory, read_ahead_list& ahead,
+           const std::stop_token& stop);
+
+  /// Cuts the files into segments. `names` and `slow`: of each channel. `join_channel`: of
+  /// join_policy::with.
+  void set(std::vector<timed_file> files, std::vector<std::string> names, std::vector<bool> slow,
+           std::size_t join_channel);
+
+  /// Where files are missing whose tables nobody knows.
+  void set_gaps(std::vector<time_gap> gaps) { gaps_ = std::move(gaps); }
+
+  std::size_t segments() const { return slots_.size(); }
+  /// The aligned segment. For several threads at once.
+  std::shared_ptr<const segment> get(std::size_t index);
+  /// The same, or nothing where there is no room to align it now: for those who would wait with memory of
+  /// their own.
+  std::shared_ptr<const segment> get_if_room(std::size_t index);
+  /// Whether a segment's files reach into the limits of time: others have no selected events.
+  bool may_have_events(std::size_t index) const;
+  /// The memory that aligning a segment takes, at most.
+  std::size_t bytes_to_align(std::size_t index) const;
+  /// The number of selected events of a segment, whatever the step; nothing: it was never aligned.
+  std::optional<std::size_t> known_selected_in(std::size_t index);
+  /// The same; it is aligned for it.
+  std::size_t selected_in(std::size_t index);
+  /// The selected events before a segment.
+  std::size_t selected_before(std::size_t index);
+  /// Files of a segment; their span together.
+  const std::vector<std::uint32_t>& files_of(std::size_t index) const { return slots_[index].files; }
+  const event_span& span_of(std::size_t index) const { return slots_[index].span; }
+
+  /// What a channel has at an event: its entry, or by the slow policy another one's. Nothing: not recorded.
+  /// Another one's may lie in a segment that has to be aligned first.
+  std::optional<placed_entry> value_at(std::size_t index, const std::shared_ptr<const segment>& part,
+                                       std::uint32_t event, std::size_t channel, patience how);
+
+  /// Drops a kept segment that nobody uses, for its memory; false when there is none.
+  bool drop_oldest();
+  /// Takes memory, for which kept segments and what is decoded ahead of use make room. Throws
+  /// memory_exceeded, which names `what`, and read_cancelled.
+  void take_memory(std::size_t bytes, const char* what, memory_share& share);
+
+  const alignment_rule& rule() const { return rule_; }
+  bool is_slow(std::size_t channel) const { return slow_[channel]; }
+  const timed_file& file(std::size_t index) const { return files_[index]; }
+
+ private:
+  struct slot {
+    std::vector<std::uint32_t> files;
+    event_span span;
+    std::mutex mutex;  // guards what follows
+    std::weak_ptr<const segment> built;
+    std::optional<std::size_t> selected;
+  };
+
+  void cut_into_segments();
+  bool belong_together(const event_span& a, const event_span& b) const;
+  bool is_outside(const event_span& span) const;
+  std::shared_ptr<const segment> build(std::size_t index, memory_share room);
+  std::shared_ptr<const segment> load(std::size_t index, memory_share room);
+  void keep(const std::shared_ptr<const segment>& built);
+  void select(segment& part, std::size_t index);
+  bool is_inside(const ravo_time_id& id) const;
+  bool has_entries(std::size_t index, std::size_t channel) const;
+  /// Both note when the segments were that they pass over, since all of the channel's entries there are of
+  /// no event.
+  std::optional<placed_entry> last_before(std::size_t index, std::size_t channel,
+                                          std::vector<time_gap>& passed_over, patience how);
+  std::optional<placed_entry> first_behind(std::size_t index, std::size_t channel,
+                                           std::vector<time_gap>& passed_over, patience how);
+  std::shared_ptr<const segment> get(std::size_t index, patience how);
+  bool may_have_lost(std::size_t index, const segment& part, std::size_t channel, time_gap when) const;
+  bool may_miss_values(std::size_t channel, time_gap when);
+
+  const selection& wanted_;
+  open_files& opened_;
+  memory_budget& memory_;
+  read_ahead_list& ahead_;
+  const std::stop_token& stop_;
+  alignment_rule rule_;
+  std::vector<timed_file> files_;
+  std::vector<std::string> names_;
+  std::vector<bool> slow_;
+  std::size_t join_channel_ = 0;
+  std::deque<slot> slots_;
+  std::vector<time_gap> gaps_;
+
+  std::atomic<bool> has_failed_files_{false};
+  std::mutex mutex_;                                 ///< guards what follows; taken behind a slot's
+  std::vector<std::uint32_t> failed_files_;          ///< whose tables could not be read any more
+  std::deque<std::shared_ptr<const segment>> kept_;  ///< the last used last
+};
+
+}  // namespace ravo::datasets
+
+#endif

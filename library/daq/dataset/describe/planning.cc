@@ -1,0 +1,226 @@
+#include "describe/planning.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace ravo {
+
+using datasets::entry;
+using datasets::found_block;
+using datasets::segment;
+
+// As many at a time as the threads, unless memory is so short that they would wait for one another.
+void visit_segments(dataset_state& state,
+                    const std::function<bool(std::size_t, const std::shared_ptr<const segment>&)>& visit) {
+  datasets::timeline& line = state.timeline;
+  std::vector<std::size_t> wave;
+  std::size_t memory = 0;
+  const auto flush = [&] {
+    std::vector<std::shared_ptr<const segment>> parts(wave.size());
+    const auto align = [&](std::size_t i) {
+      state.check_stop();
+      const datasets::memory_budget::at_work at_work(state.memory);
+      parts[i] = line.get(wave[i]);
+    };
+    if (wave.size() == 1)
+      align(0);  // it needs no turn on the threads, which another reading may have for long
+    else
+      state.pool.run(wave.size(), state.pool.size(), align, [&] { state.check_stop(); });
+    bool goes_on = true;
+    for (std::size_t i = 0; i < wave.size() && goes_on; ++i) {
+      goes_on = visit(wave[i], parts[i]);
+      parts[i].reset();
+    }
+    wave.clear();
+    memory = 0;
+    return goes_on;
+  };
+  for (std::size_t i = 0; i < line.segments(); ++i) {
+    if (!line.may_have_events(i)) continue;
+    const std::size_t needed = line.bytes_to_align(i);
+    const bool is_full = wave.size() >= state.pool.size() || memory + needed > state.memory.limit() / 4;
+    if (!wave.empty() && is_full && !flush()) return;
+    wave.push_back(i);
+    memory += needed;
+  }
+  if (!wave.empty()) flush();
+}
+
+std::uint64_t count_stored_bytes(dataset_state& state, std::size_t first, std::size_t stride,
+                                 std::size_t count) {
+  std::uint64_t bytes = 0;
+  std::size_t next = first, left = count, before = 0;
+  visit_segments(state, [&](std::size_t, const std::shared_ptr<const segment>& part) {
+    for (; left > 0 && next < before + part->selected.size(); next += stride, --left)
+      bytes += part->bytes_before[next - before + 1] - part->bytes_before[next - before];
+    before += part->selected.size();
+    return left > 0;
+  });
+  return bytes;
+}
+
+std::size_t count_events(dataset_state& state) {
+  datasets::timeline& line = state.timeline;
+  state.pool.run(
+      line.segments(), state.pool.size(),
+      [&](std::size_t i) {
+        state.check_stop();
+        line.selected_in(i);
+      },
+      [&] { state.check_stop(); });
+  return line.selected_before(line.segments());
+}
+
+namespace {
+
+// Measured on one core of a current machine: what inflating makes, what copying and swapping moves.
+constexpr double inflated_bytes_a_second = 400e6;
+constexpr double moved_bytes_a_second = 2e9;
+// More heads would tell little more, and each costs a page of the file.
+constexpr std::size_t looked_at_in_segment = 8;
+
+struct sampled {
+  std::uint64_t stored = 0;
+  std::uint64_t decoded = 0;
+  std::uint64_t compressed = 0;  ///< of decoded
+};
+
+class planner {
+ public:
+  explicit planner(dataset_state& state) : state_(state), samples_(state.channels.size()) {}
+
+  read_plan make() {
+    plan_.files = state_.files.size();
+    for (const refused_file& file : state_.refused)
+      plan_.problems.push_back(file.path + ": " + file.problem);
+    plan_.problems.insert(plan_.problems.end(), state_.problems.begin(), state_.problems.end());
+    for (const dataset_channel& channel : state_.channels)
+      plan_.channels.emplace_back().channel = channel.label;
+    std::size_t ordinal = 0;
+    visit_segments(state_, [&](std::size_t, const auto& part) {
+      add(*part, ordinal);
+      return ordinal < state_.end_of_events();
+    });
+    finish();
+    return plan_;
+  }
+
+ private:
+  void add(const segment& part, std::size_t& ordinal) {
+    std::vector<std::uint32_t> events;
+    for (const std::uint32_t event : part.selected) {
+      if (ordinal == state_.end_of_events()) break;
+      if (ordinal++ % state_.wanted.step == 0) events.push_back(event);
+    }
+    plan_.events += events.size();
+    for (std::size_t i = 0; i < part.files.size(); ++i)
+      if (part.file_failed[i])
+        plan_.problems.push_back(state_.files[part.files[i]].path + ": it cannot be read any more");
+    index_bytes_ = std::max<std::uint64_t>(index_bytes_, part.memory.bytes());
+    for (std::size_t channel = 0; channel < part.channels.size(); ++channel) {
+      const datasets::channel_track& track = part.channels[channel];
+      std::vector<std::uint32_t> own;
+      auto from = track.event.begin();
+      for (const std::uint32_t event : events) {
+        from = std::lower_bound(from, track.event.end(), event);
+        if (from == track.event.end()) break;
+        if (*from == event) own.push_back(static_cast<std::uint32_t>(from - track.event.begin()));
+      }
+      plan_.channels[channel].values += own.size();
+      for (const std::uint32_t index : own) {
+        plan_.channels[channel].stored_bytes += track.entries[index].stored;
+        largest_ = std::max<std::uint64_t>(largest_, track.entries[index].stored);
+      }
+      const std::size_t stride = own.size() / looked_at_in_segment + 1;
+      for (std::size_t i = 0; i < own.size(); i += stride) look_at(part, channel, track.entries[own[i]]);
+    }
+  }
+
+  /// The head of a block tells what it will be.
+  void look_at(const segment& part, std::size_t channel, entry where) {
+    constexpr std::uint32_t enough = 512;  // for the heads of either generation
+    if (where.status != value_status::ok) return;
+    sampled& sample = samples_[channel];
+    const std::uint64_t stored = where.stored;
+    std::shared_ptr<const datasets::open_file> opened;
+    const auto source = state_.source_of(part, channel, where.file, opened);
+    if (!opened) return;
+    unsigned char head[enough];
+    const auto got = opened->read(where.chhd, head, std::min(where.stored, enough));
+    if (!got) return;
+    const datasets::block_head told =
+        datasets::look_at_head(source, file_part(head, *got, where.chhd), where);
+    if (!told.is_known) return;
+    sample.stored += stored;
+    if (told.decoded > state_.options.largest_block) return;  // it will not be decoded
+    sample.decoded += told.decoded;
+    if (told.is_compressed) sample.compressed += told.decoded;
+  }
+
+  void finish() {
+    double inflated = 0, moved = 0;
+    std::uint64_t largest_column = 0, of_stored_byte = 1;
+    for (std::size_t i = 0; i < plan_.channels.size(); ++i) {
+      channel_plan& channel = plan_.channels[i];
+      const sampled& sample = samples_[i];
+      channel.decoded_bytes = channel.stored_bytes;
+      if (sample.stored != 0) {
+        const double ratio = static_cast<double>(sample.decoded) / static_cast<double>(sample.stored);
+        const double compressed = sample.decoded == 0 ? 0
+                                                      : static_cast<double>(sample.compressed) /
+                                                            static_cast<double>(sample.decoded);
+        channel.decoded_bytes =
+            static_cast<std::uint64_t>(static_cast<double>(channel.stored_bytes) * ratio);
+        of_stored_byte = std::max(of_stored_byte, static_cast<std::uint64_t>(ratio) + 1);
+        inflated += static_cast<double>(channel.decoded_bytes) * compressed;
+      }
+      moved += static_cast<double>(channel.decoded_bytes) + static_cast<double>(channel.stored_bytes);
+      plan_.stored_bytes += channel.stored_bytes;
+      plan_.decoded_bytes += channel.decoded_bytes;
+      largest_column =
+          std::max(largest_column, channel.decoded_bytes + channel.values * datasets::bytes_of_row);
+    }
+    const auto threads = static_cast<std::uint64_t>(state_.pool.size());
+    const std::uint64_t windows = threads * 2 * std::max<std::uint64_t>(datasets::largest_window, largest_);
+    plan_.peak_bytes_of_columns =
+        std::min<std::uint64_t>(largest_column + windows + index_bytes_, state_.memory.limit());
+    // Batches are cut by stored bytes, before it is known what they will be; memory that is used again may
+    // be twice as large as what it is used for.
+    const std::uint64_t of_event = plan_.events == 0 ? 0 : plan_.decoded_bytes / plan_.events;
+    const std::uint64_t of_batch = datasets::largest_batch * std::max<std::uint64_t>(of_stored_byte, 4);
+    const std::uint64_t ahead = (threads * 2 + 2) * (of_batch + of_event);
+    plan_.peak_bytes_of_events = std::min<std::uint64_t>(
+        std::min(ahead, 2 * plan_.decoded_bytes + windows) + index_bytes_, state_.memory.limit());
+    plan_.seconds =
+        (inflated / inflated_bytes_a_second + moved / moved_bytes_a_second) / static_cast<double>(threads);
+  }
+
+  dataset_state& state_;
+  read_plan plan_;
+  std::vector<sampled> samples_;
+  std::uint64_t index_bytes_ = 0;
+  std::uint64_t largest_ = 0;
+};
+
+}  // namespace
+
+read_plan make_plan(dataset_state& state) { return planner(state).make(); }
+
+std::string read_plan::to_text() const {
+  std::string text = std::to_string(files) + " files, " + std::to_string(events) + " events, " +
+                     std::to_string(stored_bytes) + " bytes stored, " + std::to_string(decoded_bytes) +
+                     " decoded; memory up to " +
+                     std::to_string(std::max(peak_bytes_of_events, peak_bytes_of_columns)) +
+                     " bytes; about ";
+  char number[32];
+  std::snprintf(number, sizeof number, "%.2f s\n", seconds);
+  text += number;
+  for (const channel_plan& one : channels)
+    text += one.channel + ": " + std::to_string(one.values) + " values, " +
+            std::to_string(one.stored_bytes) + " bytes stored, " + std::to_string(one.decoded_bytes) +
+            " decoded\n";
+  for (const std::string& problem : problems) text += problem + "\n";
+  return text;
+}
+
+}  // namespace ravo

@@ -1,0 +1,209 @@
+#include "read/event_batch.h"
+
+#include <algorithm>
+
+#include "read/value_access.h"
+
+namespace ravo {
+
+using datasets::entry;
+using datasets::found_block;
+using datasets::segment;
+
+unsigned char* block_arena::allocate(datasets::memory_budget& memory, std::size_t size) {
+  const std::size_t rounded = (size + 15) & ~std::size_t{15};
+  if (slabs_.empty() || rounded > slabs_.back().size() - used_) {
+    // Small batches stay small, large ones have few slabs.
+    const std::size_t wanted =
+        std::max(rounded, std::clamp<std::size_t>(total_, 4096, std::size_t{1} << 20));
+    const std::size_t bytes = (wanted + 4095) & ~std::size_t{4095};
+    datasets::memory_slab made = memory.try_take_slab(bytes);
+    if (made.data() == nullptr) return nullptr;
+    slabs_.push_back(std::move(made));
+    used_ = 0;
+    total_ += slabs_.back().size();
+  }
+  unsigned char* const at = slabs_.back().data() + used_;
+  used_ += rounded;
+  return at;
+}
+
+value event_batch::at(std::size_t event, std::size_t channel) const {
+  const cell& here = cell_at(event, channel);
+  if (here.block == cell::none) {
+    const value nothing = value_access::make(here.status, ids_[event]);
+    return here.status == value_status::not_recorded ? nothing : value_access::held(nothing);
+  }
+  const block& from = blocks_[here.block];
+  const ravo_time_id id{from.where.number, from.where.time};
+  const bool is_held = here.status != value_status::ok;
+  const std::int64_t age =
+      is_held ? datasets::in_microseconds(ids_[event].time) - datasets::in_microseconds(from.where.time)
+              : 0;
+  const value seen =
+      from.status != value_status::ok
+          ? value_access::make(from.status, id, age)
+          : value_access::make(is_held ? here.status : value_status::ok, id, age, from.type, from.error,
+                               {reinterpret_cast<const std::byte*>(from.bytes), from.length});
+  return is_held ? value_access::held(seen) : seen;
+}
+
+/// The making of one batch.
+class batch_decoder {
+ public:
+  batch_decoder(const std::shared_ptr<dataset_state>& state, const batch_plan& plan)
+      : state_(*state), plan_(plan), batch_(std::make_shared<event_batch>(state)) {}
+
+  std::shared_ptr<event_batch> decode() {
+    part_ = state_.timeline.get_if_room(plan_.segment);
+    if (part_ == nullptr) return nullptr;
+    const std::size_t channels = state_.channels.size();
+    const std::size_t cells = plan_.events.size() * channels;
+    const std::size_t tables = cells * (sizeof(event_batch::cell) + sizeof(event_batch::block)) +
+                               plan_.events.size() * sizeof(ravo_time_id);
+    if (!state_.memory.try_take(tables, batch_->share_)) return nullptr;
+    batch_->cells_.resize(cells);
+    for (const std::uint32_t event : plan_.events) batch_->ids_.push_back(part_->events[event]);
+    for (std::size_t channel = 0; channel < channels; ++channel)
+      if (!decode_channel(channel) || !note_others(channel)) return nullptr;
+    batch_->share_.shrink(cells * sizeof(event_batch::cell) +
+                          batch_->others_.capacity() * sizeof(event_batch::other_entry) +
+                          batch_->blocks_.capacity() * sizeof(event_batch::block) +
+                          plan_.events.size() * sizeof(ravo_time_id));
+    return batch_;
+  }
+
+ private:
+  /// Blocks of one segment that the channel needs: first those of its own events, then held ones.
+  struct wanted_blocks {
+    std::shared_ptr<const segment> part;
+    std::vector<entry> entries;
+    std::uint32_t first_block = 0;
+  };
+
+  event_batch::cell& cell(std::size_t event, std::size_t channel) {
+    return batch_->cells_[event * state_.channels.size() + channel];
+  }
+
+  bool decode_channel(std::size_t channel) {
+    state_.check_stop();
+    wanted_.clear();
+    last_held_.reset();
+    const datasets::channel_track& track = part_->channels[channel];
+    const bool may_hold = state_.wanted.slow != slow_policy::none && state_.timeline.is_slow(channel);
+    auto place = std::lower_bound(track.event.begin(), track.event.end(), plan_.events.front()) -
+                 track.event.begin();
+    for (std::size_t i = 0; i < plan_.events.size(); ++i) {
+      const std::uint32_t event = plan_.events[i];
+      while (static_cast<std::size_t>(place) < track.event.size() &&
+             track.event[static_cast<std::size_t>(place)] < event)
+        ++place;
+      const auto index = static_cast<std::size_t>(place);
+      if (index < track.event.size() && track.event[index] == event)
+        want(cell(i, channel), {plan_.segment, part_, index}, channel);
+      else if (may_hold)
+        want_held(cell(i, channel), event, channel);
+    }
+    for (const wanted_blocks& blocks : wanted_)
+      if (!read_blocks(channel, blocks)) return false;
+    return true;
+  }
+
+  bool note_others(std::size_t channel) {
+    const datasets::channel_track& track = part_->channels[channel];
+    for (std::size_t i = 0; i < track.left_out.size(); ++i) {
+      const auto found =
+          std::lower_bound(plan_.events.begin(), plan_.events.end(), track.left_out_event[i]);
+      if (found == plan_.events.end() || *found != track.left_out_event[i]) continue;
+      // As the list grows it is there twice.
+      if (!state_.memory.try_grow(3 * sizeof(event_batch::other_entry), batch_->share_)) return false;
+      batch_->others_.push_back(
+          {static_cast<std::size_t>(found - plan_.events.begin()), channel, track.left_out[i]});
+    }
+    return true;
+  }
+
+  /// Notes which block a cell needs; neighbours often hold the same one.
+  void want(event_batch::cell& cell, const datasets::placed_entry& from, std::size_t channel) {
+    const std::pair<std::size_t, std::size_t> key{from.segment_index, from.index};
+    cell.status = from.status;
+    if (from.part == nullptr) return;
+    if (last_held_ && *last_held_ == key) {
+      cell.block = static_cast<std::uint32_t>(batch_->blocks_.size() - 1);
+      return;
+    }
+    last_held_ = key;
+    if (wanted_.empty() || wanted_.back().part != from.part) {
+      wanted_.push_back({from.part, {}, static_cast<std::uint32_t>(batch_->blocks_.size())});
+    }
+    wanted_.back().entries.push_back(from.in(channel));
+    cell.block = static_cast<std::uint32_t>(batch_->blocks_.size());
+    batch_->blocks_.emplace_back().where = from.in(channel);
+  }
+
+  void want_held(event_batch::cell& cell, std::uint32_t event, std::size_t channel) {
+    const auto held =
+        state_.timeline.value_at(plan_.segment, part_, event, channel, datasets::patience::does_not_wait);
+    if (held) want(cell, *held, channel);
+  }
+
+  bool read_blocks(std::size_t channel, const wanted_blocks& blocks) {
+    bool has_room = true;
+    for (std::size_t first = 0; first < blocks.entries.size() && has_room;) {
+      const auto window =
+          datasets::next_window(blocks.entries, first, state_.window_bytes(), state_.options.largest_block);
+      if (!state_.memory.try_fit(buffers_.window, window.bytes)) return false;
+      std::shared_ptr<const datasets::open_file> opened;
+      const auto source = state_.source_of(*blocks.part, channel, blocks.entries[first].file, opened);
+      datasets::read_window(
+          source, blocks.entries, first, window, buffers_,
+          [&](std::size_t size) {
+            has_room = has_room && state_.memory.try_fit(buffers_.block, size);
+            return has_room;
+          },
+          [&](std::size_t i, const found_block& found) {
+            has_room =
+                has_room && decode_block(channel, source, found, batch_->blocks_[blocks.first_block + i]);
+          });
+      first += window.blocks;
+    }
+    return has_room;
+  }
+
+  bool decode_block(std::size_t channel, const datasets::block_source_file& source,
+                    const found_block& found, event_batch::block& into) {
+    into.status = found.status;
+    if (found.status != value_status::ok) return true;
+    const int member = state_.channels[channel].member;
+    const std::size_t room = found.payload.room + (member >= 0 ? datasets::cut_excess : 0);
+    unsigned char* const bytes = batch_->arena_.allocate(state_.memory, room);
+    if (bytes == nullptr) return false;
+    into.type = found.type;
+    into.error = found.error;
+    into.status = datasets::decode(source, found, bytes, into.length);
+    if (into.status == value_status::ok &&
+        !datasets::cut_member(source, member, bytes, room, into.length, into.type))
+      into.status = value_status::cannot_convert;
+    into.bytes = bytes;
+    return true;
+  }
+
+  dataset_state& state_;
+  const batch_plan& plan_;
+  std::shared_ptr<event_batch> batch_;
+  std::shared_ptr<const segment> part_;
+  std::vector<wanted_blocks> wanted_;
+  std::optional<std::pair<std::size_t, std::size_t>> last_held_;
+  datasets::read_buffers buffers_;
+};
+
+std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state,
+                                          const batch_plan& plan) {
+  try {
+    return batch_decoder(state, plan).decode();
+  } catch (const datasets::no_room_now&) {
+    return nullptr;
+  }
+}
+
+}  // namespace ravo

@@ -1,0 +1,397 @@
+#include "read/event_reader.h"
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+#include <new>
+#include <utility>
+
+#include "describe/planning.h"
+
+namespace ravo {
+
+namespace {
+
+constexpr std::size_t batch_events = 512;
+constexpr std::size_t batch_cells = 64 * 1024;
+
+/// Thrown where more is to be planned ahead than there is room for.
+struct no_room_ahead {};
+
+}  // namespace
+
+event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_options& options)
+    : state_(std::move(state)), options_(options), accounted_(state_->timeline.segments(), 0) {
+  if (options_.step == 0) throw selection_error("The step of a slice of events is 1 or more");
+  ledger_ = state_->new_account();
+  for (const dataset_channel& channel : state_->channels)
+    ledger_.channels.emplace_back().channel = channel.label;
+}
+
+event_reader::~event_reader() {
+  const auto end = [](const std::shared_ptr<task>& one) {
+    std::unique_lock lock(one->mutex);
+    one->is_cancelled = true;
+    one->done.wait(lock, [&] { return one->state != progress::waiting; });
+    one->batch.reset();
+  };
+  std::for_each(ahead_.begin(), ahead_.end(), end);
+  std::for_each(aligning_.begin(), aligning_.end(), end);
+  try {
+    settle();
+  } catch (const std::exception&) {
+    // Who leaves early does not want to hear what is missing; the dataset's ledger has it.
+  }
+}
+
+void event_reader::settle() {
+  if (is_settled_) return;
+  is_settled_ = true;
+  state_->close_account(ledger_);
+}
+
+// ---- which events, in which batches
+
+/// From the beginning again, where it threw on the way.
+void event_reader::find_start() {
+  const std::size_t step = state_->wanted.step;
+  const std::size_t unlimited = std::numeric_limits<std::size_t>::max();
+  // Beyond all events, and far enough from the end of the numbers to be added to.
+  const auto in_ordinals = [&](std::size_t events) {
+    return std::min(events, unlimited / 4 / step) * step;
+  };
+  stride_ = in_ordinals(options_.step);
+  const bool backward = options_.order == event_order::backward;
+  left_ = options_.count.value_or(unlimited);
+  ordinal_ = in_ordinals(options_.first);
+  if (const std::size_t end = state_->end_of_events(); state_->wanted.limit)
+    left_ = std::min(left_, ordinal_ < end ? (end - ordinal_ - 1) / stride_ + 1 : 0);
+  if (state_->options.progress) total_bytes_ = count_stored_bytes(*state_, ordinal_, stride_, left_);
+  if (!backward) return;
+  // Backward begins at the last event of the slice, which only counting tells.
+  const std::size_t all = count_events(*state_);
+  const std::size_t there = ordinal_ < all ? (all - ordinal_ - 1) / stride_ + 1 : 0;
+  left_ = std::min(left_, there);
+  segment_ = state_->timeline.segments();
+  if (left_ == 0) return;
+  ordinal_ += (left_ - 1) * stride_;
+  before_segment_ = all;
+}
+
+void event_reader::tell_progress() const {
+  if (state_->options.progress) state_->options.progress({done_bytes_, total_bytes_});
+}
+
+/// To plan by. While there is something to read it waits for nobody's memory: whoever reads that is the one
+/// who could give it back.
+std::shared_ptr<const datasets::segment> event_reader::segment_to_plan(std::size_t index) {
+  if (auto part = state_->timeline.get_if_room(index)) return part;
+  const bool is_first = ahead_.size() < 2 && !batch_;  // of those ahead one is the place of this plan
+  if (!is_first) throw no_room_ahead();
+  return state_->timeline.get(index);
+}
+
+std::size_t event_reader::selected_in(std::size_t index) {
+  const auto known = state_->timeline.known_selected_in(index);
+  return known ? *known : segment_to_plan(index)->selected.size();
+}
+
+/// To read from at once: what was decoded ahead has to make room.
+std::shared_ptr<const datasets::segment> event_reader::segment_to_read(std::size_t index) {
+  for (;;) {
+    if (auto part = state_->timeline.get_if_room(index)) return part;
+    if (!drop_one_ahead()) return state_->timeline.get(index);
+  }
+}
+
+/// Moves to the segment that holds the next event; false when there is none.
+bool event_reader::enter_segment() {
+  datasets::timeline& line = state_->timeline;
+  if (options_.order == event_order::backward) {
+    while (ordinal_ < before_segment_) {
+      const std::size_t here = selected_in(segment_ - 1);
+      const std::size_t first = before_segment_ - here;
+      if (ordinal_ < first && first < state_->end_of_events()) account_left_out(segment_ - 1, extent());
+      before_segment_ -= here;
+      --segment_;
+    }
+    return true;
+  }
+  while (segment_ < line.segments()) {
+    const std::size_t here = selected_in(segment_);
+    if (ordinal_ < before_segment_ + here) return true;
+    account_left_out(segment_, extent());
+    before_segment_ += here;
+    ++segment_;
+  }
+  return false;
+}
+
+/// What alignment left out of a segment, also of one that has no events: once.
+void event_reader::account_left_out(std::size_t segment, reading_extent extent) {
+  std::size_t& done = accounted_[segment];
+  if (done == state_->channels.size() || !state_->timeline.may_have_events(segment)) return;
+  const auto part = segment_to_plan(segment);
+  // One after the other: where one throws, those before it are not counted again.
+  for (; done < state_->channels.size(); ++done)
+    state_->account_left_out(ledger_, done, *part, done, extent);
+}
+
+reading_extent event_reader::extent() const {
+  const bool is_whole = options_.first == 0 && !options_.count && options_.step == 1;
+  return is_whole ? reading_extent::whole : reading_extent::part;
+}
+
+std::optional<batch_plan> event_reader::next_plan() {
+  if (!is_started_) find_start();
+  is_started_ = true;
+  if (left_ == 0) {
+    // Backward, no event leads to the segments without events in front of the first one.
+    const bool is_from_the_first = options_.first == 0 && !options_.count;
+    for (; options_.order == event_order::backward && is_from_the_first && segment_ > 0; --segment_)
+      account_left_out(segment_ - 1, extent());
+    return std::nullopt;
+  }
+  if (!enter_segment()) return std::nullopt;
+  const auto part = segment_to_plan(segment_);
+  if (accounted_[segment_] != state_->channels.size()) {
+    account_left_out(segment_, extent());
+    if (options_.order == event_order::forward) align_ahead(segment_ + 1);
+  }
+  const bool backward = options_.order == event_order::backward;
+  const std::size_t channels = std::max<std::size_t>(state_->channels.size(), 1);
+  const std::size_t most = std::clamp<std::size_t>(batch_cells / channels, 1, batch_events);
+  batch_plan plan;
+  plan.events.reserve(std::min(most, part->selected.size()));  // from here on nothing fails
+  plan.segment = segment_;
+  // As far as the batches so far tell, decoded ones take a small part of the memory too.
+  const auto fitting = static_cast<double>(state_->memory.limit() / 32) / decoded_a_stored_byte_;
+  const std::uint64_t batch_bytes = std::min(datasets::largest_batch, static_cast<std::uint64_t>(fitting));
+  const auto has_room = [&] { return plan.events.size() < most && plan.stored_bytes < batch_bytes; };
+  while (left_ > 0 && (plan.events.empty() || has_room())) {
+    const std::size_t place = ordinal_ - before_segment_;
+    if (place >= part->selected.size()) break;
+    plan.events.push_back(part->selected[place]);
+    plan.stored_bytes += part->bytes_before[place + 1] - part->bytes_before[place];
+    --left_;
+    if (backward && ordinal_ < before_segment_ + stride_) {
+      if (left_ > 0) ordinal_ -= stride_;
+      break;
+    }
+    ordinal_ += backward ? 0 - stride_ : stride_;
+  }
+  if (backward) std::reverse(plan.events.begin(), plan.events.end());
+  return plan;
+}
+
+// ---- decoding ahead
+
+void event_reader::top_up() {
+  const std::size_t most = state_->pool.size() * 2 + 1;
+  while (ahead_.size() < most) {
+    // Its place first: once it is planned nothing may keep a batch from its turn.
+    const auto ahead = ahead_.emplace_back(std::make_shared<task>());
+    bool is_planned = false;
+    try {
+      if (auto plan = next_plan()) {
+        ahead->plan = std::move(*plan);
+        is_planned = true;
+      }
+    } catch (const no_room_ahead&) {
+      // It is planned when what is there has been read.
+    } catch (...) {
+      ahead_.pop_back();
+      throw;
+    }
+    if (!is_planned) return ahead_.pop_back();
+    start(ahead);
+  }
+}
+
+/// So that the border between two files holds nobody up. What goes wrong here is told when the segment is
+/// used.
+void event_reader::align_ahead(std::size_t segment) {
+  std::erase_if(aligning_, [](const std::shared_ptr<task>& one) {
+    const std::lock_guard lock(one->mutex);
+    return one->state != progress::waiting;
+  });
+  if (segment >= state_->timeline.segments() || !state_->timeline.may_have_events(segment)) return;
+  auto ahead = std::make_shared<task>();
+  ahead->plan.segment = segment;
+  aligning_.push_back(ahead);
+  start(ahead);
+}
+
+// The state is alive as long as the reader, which waits for its tasks: a task must not own it, since the
+// pool belongs to it.
+void event_reader::start(const std::shared_ptr<task>& ahead) {
+  const std::shared_ptr<dataset_state>* const state = &state_;
+  const auto set = [&ahead](progress now) {
+    const std::lock_guard lock(ahead->mutex);
+    ahead->state = now;
+  };
+  set(progress::waiting);
+  const auto work = [ahead, state] {
+    {
+      const std::lock_guard lock(ahead->mutex);
+      if (ahead->is_cancelled) {
+        ahead->state = progress::failed;
+        ahead->done.notify_all();
+        return;
+      }
+    }
+    std::shared_ptr<event_batch> batch;
+    std::exception_ptr failure;
+    const datasets::memory_budget::at_work at_work((*state)->memory);
+    try {
+      if (ahead->plan.events.empty())
+        (*state)->timeline.get_if_room(ahead->plan.segment);
+      else
+        batch = decode_batch(*state, ahead->plan);
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    const std::lock_guard lock(ahead->mutex);
+    ahead->state = failure ? progress::failed : batch ? progress::decoded : progress::no_memory;
+    ahead->batch = std::move(batch);
+    ahead->failure = failure;
+    ahead->done.notify_all();
+  };
+  try {
+    state_->ahead.add(ahead);
+    state_->pool.add(work);
+  } catch (const std::bad_alloc&) {
+    set(progress::no_memory);  // it is decoded when its turn comes
+  }
+}
+
+bool event_reader::task::give_back() {
+  std::shared_ptr<event_batch> dropped;  // it goes when nothing is locked any more
+  const std::lock_guard lock(mutex);
+  if (!batch) return false;
+  dropped = std::move(batch);
+  state = progress::no_memory;
+  return true;
+}
+
+std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
+  std::unique_lock lock(ahead.mutex);
+  ahead.done.wait(lock, [&] { return ahead.state != progress::waiting; });
+  if (ahead.failure) {
+    ahead.state = progress::no_memory;  // thrown once; whoever asks again has it decoded again
+    std::rethrow_exception(std::exchange(ahead.failure, nullptr));
+  }
+  if (ahead.batch) return std::move(ahead.batch);
+  lock.unlock();
+  return decode_now(ahead.plan);
+}
+
+/// Its turn has come: what was decoded ahead has to make room.
+std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
+  const auto needed = segment_to_read(plan.segment);  // held, so that it is not what is dropped
+  const auto begun = std::chrono::steady_clock::now();
+  bool is_last = false;
+  for (;;) {
+    state_->check_stop();
+    if (auto batch = decode_batch(state_, plan)) return batch;
+    if (drop_one_ahead() || state_->timeline.drop_oldest() || state_->ahead.give_one_back() || split(plan))
+      continue;
+    // Nothing of ours is in the way any more. Another reading may be, and get on; but two that wait for
+    // each other would wake each other for ever.
+    const bool may_wait = std::chrono::steady_clock::now() - begun < std::chrono::seconds(30);
+    const bool has_hope = state_->memory.wait_for_return(std::chrono::milliseconds(500)) ||
+                          state_->memory.are_others_at_work();
+    if (!is_last && may_wait && has_hope) continue;
+    // What came back while this was tried was not waited for: once more.
+    if (!std::exchange(is_last, true)) continue;
+    throw memory_exceeded("An event does not fit into the memory limit of " +
+                          std::to_string(state_->memory.limit()) + " bytes, of which " +
+                          std::to_string(state_->memory.used()) +
+                          " are in use; let go of events and columns, or raise the limit");
+  }
+}
+
+/// Leaves half of the first batch for the next turn; false when it is a single event.
+bool event_reader::split(batch_plan& plan) {
+  if (plan.events.size() < 2) return false;
+  auto rest = std::make_shared<task>();
+  rest->plan.segment = plan.segment;
+  const auto half = plan.events.begin() + static_cast<std::ptrdiff_t>(plan.events.size() / 2);
+  std::vector<std::uint32_t> first(plan.events.begin(), half), second(half, plan.events.end());
+  if (options_.order == event_order::backward) first.swap(second);
+  rest->plan.stored_bytes = plan.stored_bytes / plan.events.size() * second.size();
+  rest->plan.events = std::move(second);
+  const std::uint64_t left_out = rest->plan.stored_bytes;
+  if (!ahead_.empty()) ahead_.insert(ahead_.begin() + 1, std::move(rest));  // its own place is the first
+  plan.events = std::move(first);
+  plan.stored_bytes -= left_out;
+  return true;
+}
+
+/// Drops the last batch that was decoded ahead. It is decoded again when its turn comes.
+bool event_reader::drop_one_ahead() {
+  for (auto one = ahead_.rbegin(); one != ahead_.rend(); ++one) {
+    std::unique_lock lock((*one)->mutex);
+    (*one)->done.wait(lock, [&] { return (*one)->state != progress::waiting; });
+    if (!(*one)->batch) continue;
+    (*one)->batch.reset();
+    (*one)->state = progress::no_memory;
+    return true;
+  }
+  return false;
+}
+
+bool event_reader::next_batch() {
+  batch_.reset();
+  place_ = 0;
+  top_up();
+  if (ahead_.empty()) return false;
+  // It stays in its place until it is there: whatever it throws, reading goes on here.
+  const std::shared_ptr<task> first = ahead_.front();
+  batch_ = take_batch(*first);
+  ahead_.pop_front();
+  const auto stored = static_cast<double>(std::max<std::uint64_t>(first->plan.stored_bytes, 1));
+  decoded_a_stored_byte_ = std::max(1.0, static_cast<double>(batch_->decoded_bytes()) / stored);
+  top_up();
+  done_bytes_ += first->plan.stored_bytes;
+  tell_progress();
+  return true;
+}
+
+std::optional<event> event_reader::next() {
+  state_->check_stop();
+  const datasets::memory_budget::at_work at_work(state_->memory);
+  if (is_settled_) return std::nullopt;
+  if ((!batch_ || place_ == batch_->size()) && !next_batch()) {
+    tell_progress();
+    settle();
+    return std::nullopt;
+  }
+  const std::size_t index = options_.order == event_order::backward ? batch_->size() - 1 - place_ : place_;
+  ++place_;
+  return hand_out(batch_, index);
+}
+
+event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::size_t index) {
+  for (const event_batch::other_entry& one : batch->others())
+    if (one.event == index) state_->account_others(ledger_, one.channel, one.channel, {&one.where, 1});
+  const auto account = [&](bool only_missing) {
+    for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
+      const event_batch::cell& cell = batch->cell_at(index, channel);
+      if (cell.block == event_batch::cell::none || cell.status != value_status::ok) continue;
+      const event_batch::block& block = batch->block_at(cell.block);
+      if (!only_missing || is_missing(block.status))
+        state_->account(ledger_, channel, channel, block.where, block.status);
+    }
+  };
+  // A strict policy throws at what is missing: then nothing of this event counts as delivered.
+  if (state_->options.damage.largest_missing_share <= 0) account(true);
+  account(false);
+  event one;
+  one.batch_ = batch;
+  one.index_ = index;
+  one.id_ = batch->id(index);
+  return one;
+}
+
+}  // namespace ravo

@@ -1,0 +1,98 @@
+// Reads events in order: cuts the selection into batches, has the pool decode some of them ahead, and hands
+// the events out one by one. A batch for which there is no memory yet is decoded when its turn comes.
+#ifndef RAVO_DATASET_EVENT_READER_H
+#define RAVO_DATASET_EVENT_READER_H
+
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "dataset_state.h"
+#include "ravo_dataset/event.h"
+#include "read/event_batch.h"
+#include "read/read_ahead.h"
+
+namespace ravo {
+
+class event_reader {
+ public:
+  event_reader(std::shared_ptr<dataset_state> state, const event_options& options);
+  ~event_reader();
+  event_reader(const event_reader&) = delete;
+  event_reader& operator=(const event_reader&) = delete;
+
+  std::optional<event> next();
+  std::optional<event> at(std::uint32_t number);
+  std::optional<event> at(const time_stamp& time);
+  read_ledger ledger() const { return ledger_; }
+
+ private:
+  enum class progress { waiting, decoded, no_memory, failed };
+  /// A batch that is decoded ahead; the worker and the reader share it.
+  struct task : datasets::read_ahead {
+    bool give_back() override;
+    batch_plan plan;
+    std::mutex mutex;  // guards what follows
+    std::condition_variable done;
+    progress state = progress::no_memory;  ///< waiting from when it is started
+    bool is_cancelled = false;
+    std::shared_ptr<event_batch> batch;
+    std::exception_ptr failure;
+  };
+
+  void find_start();
+  std::optional<batch_plan> next_plan();
+  void tell_progress() const;
+  std::shared_ptr<const datasets::segment> segment_to_plan(std::size_t index);
+  std::shared_ptr<const datasets::segment> segment_to_read(std::size_t index);
+  std::size_t selected_in(std::size_t index);
+  bool enter_segment();
+  void account_left_out(std::size_t segment, reading_extent extent);
+  reading_extent extent() const;
+  void top_up();
+  void start(const std::shared_ptr<task>& ahead);
+  void align_ahead(std::size_t segment);
+  bool next_batch();
+  std::shared_ptr<event_batch> take_batch(task& ahead);
+  std::shared_ptr<event_batch> decode_now(batch_plan& plan);
+  bool split(batch_plan& plan);
+  bool drop_one_ahead();
+  event hand_out(const std::shared_ptr<event_batch>& batch, std::size_t index);
+  void expect_blocks(std::size_t segment, std::uint32_t number);
+  std::optional<event> only(std::size_t segment, std::uint32_t number);
+  std::optional<event> not_found();
+  void account_gone_files(std::size_t segment, const datasets::segment& part);
+  void settle();
+
+  std::shared_ptr<dataset_state> state_;
+  event_options options_;
+  std::vector<std::size_t>
+      accounted_;  ///< by segment: channels of which is counted what alignment left out
+  read_ledger ledger_;
+  bool is_settled_ = false;
+
+  // The next event to be planned: its ordinal among all selected events, and the segment it is in.
+  bool is_started_ = false;
+  std::size_t ordinal_ = 0;
+  std::size_t left_ = 0;    ///< events still to be planned
+  std::size_t stride_ = 1;  ///< in ordinals
+  std::size_t segment_ = 0;
+  std::size_t before_segment_ = 0;  ///< selected events before the segment
+
+  std::deque<std::shared_ptr<task>> ahead_;
+  std::vector<std::shared_ptr<task>>
+      aligning_;  ///< tasks without events: they align a segment ahead of use
+  std::shared_ptr<event_batch> batch_;
+  std::size_t place_ = 0;             ///< events of the batch that were handed out
+  double decoded_a_stored_byte_ = 1;  ///< of the last batch
+  std::uint64_t done_bytes_ = 0;
+  std::uint64_t total_bytes_ = 0;  ///< counted when somebody asks for progress
+};
+
+}  // namespace ravo
+
+#endif

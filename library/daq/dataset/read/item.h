@@ -1,0 +1,48 @@
+// The values inside a payload as it lies in the file: where they are, how many, of which type and shape,
+// and how they get into an array in host order. It reads file order directly, so that a column needs no
+// converted copy.
+#ifndef RAVO_DATASET_ITEM_H
+#define RAVO_DATASET_ITEM_H
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "format/byte_view.h"
+#include "ravo_dataset/column.h"
+
+namespace ravo::datasets {
+
+struct item {
+  value_kind kind = value_kind::none;
+  element_type element = element_type::float32;
+  row_shape shape{1, 1, 1};
+  std::size_t elements = 0;
+  std::size_t at = 0;           ///< offset of the first value
+  std::size_t pixel_bytes = 1;  ///< of an image
+  float start = 0;
+  float increment = 1;
+  float groups_increment = 0;
+  float y_start = 0;             ///< of a region of interest: of its member 1
+  std::size_t update_name = 0;   ///< of an update: bytes of the property name; 0: none is in the payload
+  std::size_t first_record = 0;  ///< of name-value
+
+  /// Whether it is one member, and not several of which one could be chosen.
+  bool is_one_member() const { return shape[0] == 1; }
+  /// An image without a place for every pixel, compressed or incomplete: the bytes that the camera sent.
+  bool is_as_sent() const { return kind == value_kind::image && shape[1] == 0; }
+};
+
+/// The values of a payload of type `dtype` (low 16 bits), or of one member of it. Nothing when the payload
+/// cannot be what its type says, or has no such member.
+std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int member);
+
+/// Stores the values at `into`, in host order. Not for name-value lists, whose records have places of their
+/// own in a row (record_names.h).
+void store_item(const item& from, const byte_view& payload, std::byte* into);
+
+}  // namespace ravo::datasets
+
+#endif

@@ -1,0 +1,277 @@
+#include "select/requested_files.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "files/closed_file.h"
+#include "files/data_path_list.h"
+#include "files/raw_file_names.h"
+#include "format/folders.h"
+#include "ravo_dataset/errors.h"
+#include "ravo_evutl.h"
+#include "ravo_raw_generations.h"
+#include "ravo_run_catalogue.h"
+
+namespace ravo::datasets {
+namespace {
+
+using paths = std::vector<std::string>;
+
+/// The directories of a list that is joined by ":".
+paths folders_of(std::string_view list) {
+  paths folders;
+  for (const std::string_view folder : split_data_path_list(list)) folders.emplace_back(folder);
+  return folders;
+}
+
+/// Where files are looked for that are not where the catalogue has them.
+paths usual_folders() {
+  const char* const list = std::getenv("RAVO_DAQ_DATA_PATH_LIST");
+  return folders_of(list != nullptr ? list : default_data_path_list);
+}
+
+/// What one look-up of the catalogue gives; freed with all it holds.
+class catalogue_answer {
+ public:
+  catalogue_answer() = default;
+  ~catalogue_answer() { ravo_free_root_xml_files(&records); }
+  catalogue_answer(const catalogue_answer&) = delete;
+  catalogue_answer& operator=(const catalogue_answer&) = delete;
+
+  bool add_to(paths& files) const {
+    const std::size_t before = files.size();
+    for (const ravo_root_xml_files* record : records)
+      for (const std::string* file : record->rfiles) files.push_back(*file);
+    return files.size() != before;
+  }
+
+  std::vector<ravo_root_xml_files*> records;
+};
+
+// Whether a file is complete is looked at here: the catalogue knows it as it was when it was built.
+constexpr int growing_files_too = 0;
+
+/// The answer to a request while it is put together.
+class request_answer {
+ public:
+  explicit request_answer(const selection& wanted) : wanted_(wanted), folders_(folders_of(wanted.data)) {}
+
+  found_files take() {
+    if (wanted_.runs)
+      find_runs();
+    else
+      find_period();
+    if (found_.files.empty()) throw files_not_found(why_nothing());
+    return std::move(found_);
+  }
+
+ private:
+  // ---- runs
+
+  void find_runs() {
+    // More runs than an archive has are a mistake, and no reason to fill the memory.
+    constexpr std::int64_t most_runs = 10'000'000;
+    const int first = wanted_.runs->first, last = std::max(first, wanted_.runs->last);
+    if (first < 1 || std::int64_t{last} - first >= most_runs)
+      throw selection_error("Runs count from 1, and no more than " + std::to_string(most_runs) +
+                            " are asked for at a time");
+    paths listed;
+    std::vector<int> without = ask_catalogue_for_runs(first, last, listed);
+    if (!listed.empty()) {
+      for (const std::string& path : listed) take_catalogued(path);
+      tell_of_runs(without,
+                   "the run catalogue has none with events; build it again if some have come since");
+      return;
+    }
+    const paths named =
+        named_files([first, last](std::string_view name) { return names_run(name, first, last); });
+    std::vector<bool> is_named(without.size(), false);
+    for (const std::string& path : named) {
+      mark_runs(name_in_path(path), without, 0, without.size(), is_named);
+      take_file(path);
+    }
+    std::vector<int> unnamed;
+    for (std::size_t i = 0; i < without.size(); ++i)
+      if (!is_named[i]) unnamed.push_back(without[i]);
+    without = std::move(unnamed);
+    tell_of_runs(without, "no file is named for them");
+  }
+
+  /// Marks the runs, of those from `first` to before `last` in the list, that a name has.
+  static void mark_runs(std::string_view name, const std::vector<int>& runs, std::size_t first,
+                        std::size_t last, std::vector<bool>& marks) {
+    if (first == last || !names_run(name, runs[first], runs[last - 1])) return;
+    if (last - first == 1) {
+      marks[first] = true;
+      return;
+    }
+    const std::size_t middle = first + (last - first) / 2;
+    mark_runs(name, runs, first, middle, marks);
+    mark_runs(name, runs, middle, last, marks);
+  }
+
+  /// Adds the files that the catalogue has; the runs of which it has none.
+  std::vector<int> ask_catalogue_for_runs(int first, int last, paths& files) {
+    std::vector<int> without;
+    const catalogue_problems damaged;
+    for (std::int64_t number = first; number <= last; ++number) {
+      int run = static_cast<int>(number);
+      const std::vector<int*> one{&run};
+      catalogue_answer answer;
+      if (wanted_.catalogue.empty() ||
+          get_files_for_runs(&one, &answer.records, wanted_.experiment.c_str(), wanted_.stream.c_str(),
+                             wanted_.catalogue.c_str(), growing_files_too) != 0 ||
+          !answer.add_to(files))
+        without.push_back(run);
+    }
+    tell_of_damage(damaged);
+    return without;
+  }
+
+  void tell_of_runs(const std::vector<int>& runs, const char* why) {
+    if (runs.empty()) return;
+    std::string text;
+    for (std::size_t i = 0; i < runs.size();) {
+      std::size_t end = i + 1;
+      while (end < runs.size() && runs[end] == runs[end - 1] + 1) ++end;
+      text += (text.empty() ? "" : ", ") + std::to_string(runs[i]);
+      if (end - i > 1) text += "-" + std::to_string(runs[end - 1]);
+      i = end;
+    }
+    found_.problems.push_back(
+        (runs.size() == 1 ? "No files are found of run " : "No files are found of runs ") + text + ": " +
+        why);
+  }
+
+  // ---- a period
+
+  void find_period() {
+    const std::uint32_t stop = wanted_.to ? wanted_.to->timeup : 0;
+    {
+      const catalogue_problems damaged;
+      catalogue_answer answer;
+      paths listed;
+      if (!wanted_.catalogue.empty() &&
+          get_files_for_period(wanted_.from->timeup, stop, &answer.records, wanted_.experiment.c_str(),
+                               wanted_.stream.c_str(), wanted_.catalogue.c_str(), growing_files_too) == 0)
+        answer.add_to(listed);
+      tell_of_damage(damaged);
+      for (const std::string& path : listed) take_catalogued(path);
+      if (!listed.empty()) return;
+    }
+    find_period_by_names();
+  }
+
+  /// A file reaches from its own time to that of later ones, so that some before the period are taken too,
+  /// and one behind it; their event indexes then tell whether they have events of it.
+  void find_period_by_names() {
+    constexpr std::ptrdiff_t taken_before = 16;
+    std::vector<std::pair<std::uint32_t, std::string>> timed;
+    for (const std::string& path : named_files([](std::string_view) { return true; }))
+      timed.emplace_back(time_of(path), path);
+    std::sort(timed.begin(), timed.end());
+    const auto behind = [](const auto& one, std::uint32_t time) { return one.first < time; };
+    auto begin = std::lower_bound(timed.begin(), timed.end(), wanted_.from->timeup, behind);
+    begin -= std::min(taken_before, begin - timed.begin());
+    auto end = timed.end();
+    if (wanted_.to)
+      end = std::find_if(begin, end, [&](const auto& one) { return one.first > wanted_.to->timeup; });
+    if (end != timed.end() && end != begin) ++end;
+    for (auto one = begin; one != end; ++one) take_file(one->second);
+  }
+
+  // ---- files
+
+  static std::uint32_t time_of(const std::string& path) {
+    time_stamp time{};
+    get_time_from_file_name(std::string(name_in_path(path)).c_str(), &time);
+    return time.timeup;
+  }
+
+  /// The raw files of the data folders whose names have the experiment and a time, and fit.
+  template <class Fits>
+  paths named_files(Fits fits) const {
+    paths found;
+    const paths folders = folders_.empty() ? paths{raw_format_2010::default_data_dir} : folders_;
+    for (const std::string& folder : folders) {
+      // One of several that is not there is no reason to refuse the others.
+      if (!is_folder(folder)) continue;
+      for (std::string& path : raw_files_of(folder)) {
+        const std::string name(name_in_path(path));
+        time_stamp time{};
+        if (name.find(wanted_.experiment) != std::string::npos &&
+            get_time_from_file_name(name.c_str(), &time) == 0 && fits(name))
+          found.push_back(std::move(path));
+      }
+    }
+    return found;
+  }
+
+  void take_file(const std::string& path) {
+    if (!take_if_there(path)) leave_out(path, "it is gone");
+  }
+
+  /// A file of the catalogue: in the data folders that the selection names, or else where the catalogue has
+  /// it, or where files usually are.
+  void take_catalogued(const std::string& path) {
+    if (folders_.empty() && take_if_there(path)) return;
+    const std::string name(name_in_path(path));
+    for (const std::string& folder : folders_.empty() ? usual_folders() : folders_)
+      if (take_if_there((folder.ends_with('/') ? folder : folder + "/") + name)) return;
+    leave_out(path, "the run catalogue lists it, and it is not in the data folders");
+  }
+
+  /// False: there is no such file.
+  bool take_if_there(const std::string& path) {
+    const raw_file_state state = state_of_raw_file(path.c_str());
+    if (state == raw_file_state::missing) return false;
+    if (state == raw_file_state::closed || ignores_close_time())
+      found_.files.push_back(path);
+    else
+      leave_out(path, "it changed less than half a minute ago and may still be written");
+    return true;
+  }
+
+  void leave_out(const std::string& path, const char* why) { found_.left_out.push_back({path, why}); }
+
+  void tell_of_damage(const catalogue_problems& damaged) {
+    for (const std::string& text : damaged.texts())
+      found_.problems.push_back(text + "; build the catalogue again");
+  }
+
+  std::string why_nothing() const {
+    std::string text =
+        "No raw files are found for \"" + wanted_.to_text() + "\"; look at catalog= and data=";
+    for (const std::string& problem : found_.problems) text += "\n" + problem;
+    for (const refused_file& file : found_.left_out) text += "\n" + file.path + ": " + file.problem;
+    return text;
+  }
+
+  const selection& wanted_;
+  const paths folders_;  ///< empty: none is named
+  found_files found_;
+};
+
+}  // namespace
+
+paths raw_files_of(const std::string& folder) {
+  folder_listing listing(folder.c_str());
+  const std::string prefix = folder.ends_with('/') ? folder : folder + "/";
+  paths files;
+  while (const char* name = listing.next())
+    if (std::string_view(name).ends_with(".raw")) files.push_back(prefix + name);
+  if (!listing.is_readable())
+    throw selection_error("The folder " + folder + " cannot be read: " + std::strerror(listing.error()));
+  return files;
+}
+
+found_files requested_files(const selection& wanted) {
+  if (!wanted.runs && !wanted.from)
+    throw selection_error("The selection names no files: it needs file=, run= or from=");
+  return request_answer(wanted).take();
+}
+
+}  // namespace ravo::datasets

@@ -1,0 +1,141 @@
+#include "select/selection_words.h"
+
+#include <charconv>
+#include <chrono>
+#include <cstdio>
+
+#include "ravo_dataset/errors.h"
+
+namespace ravo::datasets {
+namespace {
+
+bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+/// Reads one word from `at` on, which is left behind it.
+selection_word read_word(std::string_view text, std::size_t& at) {
+  selection_word word;
+  const std::size_t begin = at;
+  std::string part;
+  bool quoting = false;
+  for (; at < text.size() && (quoting || !is_blank(text[at])); ++at) {
+    const char c = text[at];
+    if (quoting && c == '\\' && at + 1 < text.size() && (text[at + 1] == '"' || text[at + 1] == '\\')) {
+      part += text[++at];
+    } else if (c == '"') {
+      quoting = !quoting;
+    } else if (!quoting && c == '=' && word.key.empty() && word.values.empty()) {
+      word.key = std::move(part);
+      part.clear();
+    } else if (!quoting && c == ',') {
+      word.values.push_back(std::move(part));
+      part.clear();
+    } else {
+      part += c;
+    }
+  }
+  word.text = text.substr(begin, at - begin);
+  if (quoting) throw selection_error("The quote in " + word.text + " has no end");
+  word.values.push_back(std::move(part));
+  return word;
+}
+
+template <class Number>
+std::optional<Number> whole_number(std::string_view text) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (text.empty() || error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return number;
+}
+
+/// The digits behind a point as microseconds; further ones are cut off.
+std::optional<std::uint32_t> read_fraction(std::string_view digits) {
+  if (digits.empty() || digits.find_first_not_of("0123456789") != std::string_view::npos)
+    return std::nullopt;
+  std::string six(digits.substr(0, 6));
+  six.resize(6, '0');
+  return whole_number<std::uint32_t>(six);
+}
+
+/// Cuts ".FRACTION" off a text; nothing when it is not one.
+std::optional<std::uint32_t> cut_fraction(std::string_view& text) {
+  const std::size_t point = text.find('.');
+  if (point == std::string_view::npos) return 0;
+  const auto fraction = read_fraction(text.substr(point + 1));
+  text = text.substr(0, point);
+  return fraction;
+}
+
+struct time_unit {
+  std::string_view name;
+  std::uint64_t microseconds;
+};
+constexpr time_unit units[] = {
+    {"h", 3'600'000'000}, {"min", 60'000'000}, {"s", 1'000'000}, {"ms", 1000}, {"us", 1}};
+
+}  // namespace
+
+std::vector<selection_word> split_words(std::string_view text) {
+  std::vector<selection_word> words;
+  for (std::size_t at = 0;;) {
+    while (at < text.size() && is_blank(text[at])) ++at;
+    if (at == text.size()) return words;
+    words.push_back(read_word(text, at));
+  }
+}
+
+std::string quoted(std::string_view value) {
+  if (!value.empty() && value.find_first_of(" \t\r\n,\"=") == std::string_view::npos)
+    return std::string(value);
+  std::string text = "\"";
+  for (const char c : value) {
+    if (c == '"' || c == '\\') text += '\\';
+    text += c;
+  }
+  return text + '"';
+}
+
+std::optional<std::uint32_t> read_number(std::string_view text) {
+  return whole_number<std::uint32_t>(text);
+}
+
+std::string write_time(const time_stamp& time) {
+  using namespace std::chrono;
+  const sys_seconds at{seconds(time.timeup)};
+  const year_month_day day{floor<days>(at)};
+  const hh_mm_ss clock{at - floor<days>(at)};
+  char text[40];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d", static_cast<int>(day.year()),
+                static_cast<unsigned>(day.month()), static_cast<unsigned>(day.day()),
+                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                static_cast<int>(clock.seconds().count()));
+  std::string written = text;
+  if (time.timelow != 0) {
+    std::snprintf(text, sizeof text, ".%06u", static_cast<unsigned>(time.timelow % 1000000));
+    written += text;
+    written.erase(written.find_last_not_of('0') + 1);
+  }
+  return written + 'Z';
+}
+
+std::optional<std::uint64_t> read_span(std::string_view text) {
+  const std::size_t unit_at = text.find_first_not_of("0123456789.");
+  if (unit_at == std::string_view::npos) return std::nullopt;
+  for (const time_unit& unit : units) {
+    if (text.substr(unit_at) != unit.name) continue;
+    std::string_view number = text.substr(0, unit_at);
+    const auto fraction = cut_fraction(number);
+    const auto whole = whole_number<std::uint64_t>(number);
+    if (!fraction || !whole || *whole > 1'000'000'000'000'000u / unit.microseconds) return std::nullopt;
+    return *whole * unit.microseconds + *fraction * unit.microseconds / 1'000'000;
+  }
+  return std::nullopt;
+}
+
+std::string write_span(std::uint64_t microseconds) {
+  for (const time_unit& unit : units)
+    if (microseconds % unit.microseconds == 0 && (microseconds != 0 || unit.microseconds == 1))
+      return std::to_string(microseconds / unit.microseconds) + std::string(unit.name);
+  return "0us";
+}
+
+}  // namespace ravo::datasets

@@ -1,0 +1,121 @@
+#include "ravo_dataset/time_zone.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+#include "format/opened_file.h"
+#include "format/read_exactly.h"
+
+namespace ravo {
+namespace {
+
+// The C library takes the rules of an unknown zone for those of UTC without a word: only a file that
+// begins as zone files do is handed to it.
+bool is_zone_file(const std::string& path) {
+  char head[4] = {};
+  const opened_file file(path.c_str());
+  return file >= 0 && read_exactly(file, 0, head, sizeof head) &&
+         std::string_view(head, sizeof head) == "TZif";
+}
+
+// Names lead below the folder of zone files, and nowhere else.
+bool may_be_a_name(std::string_view text) {
+  return !text.empty() && text.front() != '/' && text.find("..") == std::string_view::npos &&
+         std::all_of(text.begin(), text.end(), [](char letter) {
+           return std::isalnum(static_cast<unsigned char>(letter)) ||
+                  std::string_view("/_+-").find(letter) != std::string_view::npos;
+         });
+}
+
+std::string zone_folder() {
+  const char* folder = std::getenv("TZDIR");
+  return folder && *folder ? folder : "/usr/share/zoneinfo";
+}
+
+// The C library's zone, for the lifetime of this object.
+class c_library_zone {
+ public:
+  explicit c_library_zone(const std::string& rules) {
+    if (const char* set = std::getenv("TZ")) before_ = set;
+    setenv("TZ", (":" + rules).c_str(), 1);
+    tzset();
+  }
+  ~c_library_zone() {
+    if (before_)
+      setenv("TZ", before_->c_str(), 1);
+    else
+      unsetenv("TZ");
+    tzset();
+  }
+  c_library_zone(const c_library_zone&) = delete;
+  c_library_zone& operator=(const c_library_zone&) = delete;
+
+ private:
+  std::optional<std::string> before_;
+};
+
+}  // namespace
+
+std::string format_offset(std::int64_t seconds) {
+  const std::int64_t size = std::abs(seconds);
+  char text[32];
+  std::snprintf(text, sizeof text, "%c%02d:%02d", seconds < 0 ? '-' : '+', static_cast<int>(size / 3600),
+                static_cast<int>(size % 3600 / 60));
+  return text;
+}
+
+std::optional<std::int64_t> parse_offset(std::string_view text) {
+  if (text.size() < 2 || (text[0] != '+' && text[0] != '-')) return std::nullopt;
+  std::string digits;
+  for (std::size_t i = 1; i < text.size(); ++i) {
+    if (text[i] == ':' && i == 3 && text.size() == 6) continue;
+    if (text[i] < '0' || text[i] > '9') return std::nullopt;
+    digits += text[i];
+  }
+  if (digits.size() == 3 || digits.size() > 4) return std::nullopt;
+  if (digits.size() < 3) digits += "00";
+  const int number = std::stoi(digits);
+  if (number / 100 > 15 || number % 100 > 59) return std::nullopt;
+  const std::int64_t seconds = number / 100 * 3600 + number % 100 * 60;
+  return text[0] == '-' ? -seconds : seconds;
+}
+
+std::optional<time_zone> time_zone::named(std::string_view text) {
+  time_zone zone;
+  if (text == "UTC" || text == "Z") return zone;
+  zone.name_ = text;
+  if (const auto offset = parse_offset(text)) {
+    zone.offset_ = *offset;
+    return zone;
+  }
+  if (!may_be_a_name(text)) return std::nullopt;
+  zone.rules_ = zone_folder() + "/" + zone.name_;
+  if (!is_zone_file(zone.rules_)) return std::nullopt;
+  return zone;
+}
+
+std::int64_t time_zone::offset_at(std::int64_t moment) const {
+  if (rules_.empty()) return offset_;
+  const c_library_zone in_force(rules_);
+  const std::time_t asked = moment;
+  std::tm shown{};
+  return localtime_r(&asked, &shown) ? shown.tm_gmtoff : 0;
+}
+
+std::vector<std::int64_t> time_zone::moments_of(std::int64_t shown) const {
+  // Clocks are changed at most once within two days, so one of the offsets around holds.
+  constexpr std::int64_t day = 86400;
+  std::vector<std::int64_t> moments;
+  for (const std::int64_t offset : {offset_at(shown - day), offset_at(shown + day)}) {
+    const std::int64_t moment = shown - offset;
+    if (offset_at(moment) == offset) moments.push_back(moment);
+  }
+  std::sort(moments.begin(), moments.end());
+  moments.erase(std::unique(moments.begin(), moments.end()), moments.end());
+  return moments;
+}
+
+}  // namespace ravo

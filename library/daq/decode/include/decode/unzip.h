@@ -1,0 +1,41 @@
+// Inflating one block, without a word to anybody: what make_zlib and make_lzo do, and the block decoder.
+// What went wrong comes back as a value.
+#ifndef RAVO_DAQ_READER_UNZIP_H
+#define RAVO_DAQ_READER_UNZIP_H
+
+#include <cstddef>
+
+namespace ravo {
+
+enum class unzipper { zlib, lzo };
+
+/// Where an unzipper stopped.
+enum class unzip_step { done, parameters, initialisation, decompression };
+
+struct unzip_result {
+  unzipper by = unzipper::zlib;
+  unzip_step step = unzip_step::done;
+  int code = 0;              ///< what the compression library answered
+  std::size_t produced = 0;  ///< bytes written, when done
+  bool ok() const { return step == unzip_step::done; }
+};
+
+/// Inflates `size` bytes into `room` bytes; never writes more than that. `work` is LZO's work memory.
+unzip_result unzip(unzipper by, const unsigned char* bytes, std::size_t size, unsigned char* into,
+                   std::size_t room, unsigned char* work);
+
+/// Frees what unzip() keeps for this thread from one stream to the next. The thread's end does so too, but
+/// nobody can wait for the end of a detached thread.
+void free_thread_decompressor();
+
+/// Whether a zlib stream that was refused inflates all the same, and only its checksum says otherwise.
+/// `into`: `room` bytes, which are written to.
+bool has_wrong_checksum(const unsigned char* bytes, std::size_t size, unsigned char* into,
+                        std::size_t room);
+
+/// The most bytes that `size` compressed bytes can hold.
+std::size_t most_unzipped(unzipper by, std::size_t size);
+
+}  // namespace ravo
+
+#endif

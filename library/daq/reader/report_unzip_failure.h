@@ -1,0 +1,14 @@
+// What the classic readers say of a block that cannot be inflated.
+#ifndef RAVO_DAQ_READER_REPORT_UNZIP_FAILURE_H
+#define RAVO_DAQ_READER_REPORT_UNZIP_FAILURE_H
+
+#include "decode/unzip.h"
+
+namespace ravo {
+
+/// Reports the failure on standard output, in the words of make_zlib and make_lzo.
+void report_unzip_failure(const unzip_result& result);
+
+}  // namespace ravo
+
+#endif

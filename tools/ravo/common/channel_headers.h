@@ -1,0 +1,28 @@
+// The three headers that stand over a channel's data of an event, straight out of a file: of the event, of
+// the server block, of the channel's own block. The data themselves are not looked at.
+#ifndef RAVO_TOOL_CHANNEL_HEADERS_H
+#define RAVO_TOOL_CHANNEL_HEADERS_H
+
+#include <optional>
+
+#include "common/raw_file.h"
+
+namespace ravo::tool {
+
+/// In host order, each with its offset in the file. Those of an older file stand in the current
+/// generation's records, which have room for all that they say.
+struct channel_headers {
+  ravo_event_chan_ptr_entry at;
+  ravo_eventheader event;
+  ravo_serv_block_head_2010 server;  ///< its text is ended
+  ravo_serv_block_subhead_2010 channel;
+  std::optional<ravo_zip_header> zip;  ///< of compressed data
+};
+
+/// The headers at a place of the file; throws data_failure when they do not lie in the file, or when no
+/// event header is there.
+channel_headers read_channel_headers(const raw_file& file, const ravo_event_chan_ptr_entry& at);
+
+}  // namespace ravo::tool
+
+#endif

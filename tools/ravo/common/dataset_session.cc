@@ -1,0 +1,309 @@
+#include "common/dataset_session.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <filesystem>
+
+#include "common/channel_facts.h"
+#include "common/classic_request.h"
+#include "common/escaping.h"
+#include "common/failure.h"
+#include "common/ledger_printing.h"
+#include "common/raw_file.h"
+#include "common/times.h"
+#include "common/whole_file.h"
+#include "ravo_dataset/find_files.h"
+
+namespace ravo::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The library's sentence as the end of one that begins with "ravo: "; only its first line, since the ledger
+// that may follow is printed in the tool's own form.
+std::string in_our_words(const std::exception& error) {
+  std::string text = error.what();
+  text.erase(std::min(text.find('\n'), text.size()));
+  constexpr std::string_view before_ledger = "more than the policy allows";
+  if (const auto place = text.find(before_ledger); place != std::string::npos)
+    text.erase(place + before_ledger.size());
+  for (const std::string_view remedy :
+       {std::string_view("; raise the limit or select less"),
+        std::string_view(": raise the limit, or select less"),
+        std::string_view(": raise the limit, or leave the file out"),
+        std::string_view("; let go of events and columns, or raise the limit")})
+    if (text.ends_with(remedy))
+      text.replace(text.size() - remedy.size(), remedy.size(), "; give more with --memory, or select less");
+  if (text.ends_with("none of a name like it")) text += "; `ravo channels FILE` lists them";
+  if (text.size() > 1 && std::islower(static_cast<unsigned char>(text[1])) != 0)
+    text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
+  else if (text.starts_with("A "))
+    text[0] = 'a';
+  return text;
+}
+
+// The files that a selection names, as far as they are there.
+std::vector<std::string> files_there(const selection& wanted) {
+  try {
+    return find_files(wanted).files;
+  } catch (const selection_error&) {
+    return {};  // the dataset says what is wrong
+  }
+}
+
+std::vector<std::string> paths_of(const dataset& data) {
+  std::vector<std::string> paths;
+  for (const dataset_file& file : data.files())
+    if (file.problem.empty()) paths.push_back(file.path);
+  return paths;
+}
+
+// The reader's request tells more of where it looked: throws what it says when it finds nothing either.
+void explain_nothing(const selection& wanted, output& out) {
+  file_decisions decisions;
+  any_reader reader;
+  choose_files(reader, file_request_of(wanted), 0, decisions, out);
+}
+
+// Whoever names a file that is not there has mistyped it: no policy makes that good.
+void check_that_files_are_there(const selection& wanted) {
+  for (const std::string& path : wanted.files) {
+    if (!is_there(path)) throw data_failure(path + ": " + why_not_readable(path).value_or("it is gone"));
+  }
+}
+
+std::string absolute(const std::string& path) {
+  std::error_code error;
+  const fs::path whole = fs::absolute(path, error);
+  return error ? path : whole.lexically_normal().string();
+}
+
+// The selection as it reads elsewhere too: a relative path would mean something else there.
+selection independent_of_the_directory(selection printed) {
+  for (std::string& path : printed.files) path = absolute(path);
+  if (!printed.catalogue.empty()) printed.catalogue = absolute(printed.catalogue);
+  std::string folders;
+  for (std::size_t at = 0; at < printed.data.size();) {
+    const std::size_t end = std::min(printed.data.find(':', at), printed.data.size());
+    if (end > at) folders += (folders.empty() ? "" : ":") + absolute(printed.data.substr(at, end - at));
+    at = end + 1;
+  }
+  printed.data = folders;
+  return printed;
+}
+
+// "; the files have events ... of ...", unless there are too many files to look into for that.
+std::string events_there(const std::vector<std::string>& files) {
+  constexpr std::size_t most_files = 100;
+  std::optional<ravo_time_id> first, last;
+  std::uint32_t lowest = 0, highest = 0;
+  if (files.size() > most_files) return "";
+  for (const std::string& path : files) try {
+      for (const event_summary& events : raw_file(path).events()) {
+        if (!first || microseconds(events.first.time) < microseconds(first->time)) first = events.first;
+        if (!last || microseconds(events.last.time) > microseconds(last->time)) last = events.last;
+        if (events.first.event_number != 0 && (lowest == 0 || events.first.event_number < lowest))
+          lowest = events.first.event_number;
+        highest = std::max(highest, events.last.event_number);
+      }
+    } catch (const data_failure&) {
+      // The ledger tells of it.
+    }
+  if (!first) return "";
+  return fmt::format("; the files have events {} to {}, of {} to {}", lowest, highest,
+                     format_time(first->time), format_time(last->time));
+}
+
+// By time, a tolerance that reaches the next event would make one of two: half the distance of events, as
+// the first sound file has them, when that is less than the usual tolerance.
+time_stamp suitable_tolerance(const std::vector<std::string>& files, const time_stamp& usual) {
+  for (const std::string& path : files) {
+    double spacing = 0;
+    try {
+      for (const event_summary& events : raw_file(path).events())
+        if (events.spacing > 0 && (spacing == 0 || events.spacing < spacing)) spacing = events.spacing;
+    } catch (const data_failure&) {
+      continue;
+    }
+    const double half = std::floor(spacing / 2);
+    if (spacing <= 0 || half >= microseconds(usual)) return usual;
+    return {0, static_cast<std::uint32_t>(half)};  // less than the usual one, which is no second
+  }
+  return usual;
+}
+
+}  // namespace
+
+void add_dataset_options(CLI::App& command, dataset_arguments& arguments, const char* json_help) {
+  add_selection_options(command, arguments.what);
+  command.add_flag("--json", arguments.json, json_help);
+  add_limit_options(command, arguments.limits);
+}
+
+dataset_session::dataset_session(const asked_selection& asked, const dataset_arguments& arguments,
+                                 std::string doing, output& out)
+    : wanted_(asked.wanted),
+      opened_(asked.wanted),
+      form_(arguments.form()),
+      out_(out),
+      bar_(std::move(doing)) {
+  const limit_arguments& limits = arguments.limits;
+  if (wanted_.max_age && wanted_.slow == slow_policy::none)
+    throw usage_failure("--max-age says how old a held value may be: it needs --slow hold or nearest");
+  if (limits.is_strict) options_.damage = damage_policy::strict();
+  if (limits.largest_missing_share)
+    options_.damage.largest_missing_share = share_option("--max-missing", *limits.largest_missing_share);
+  if (limits.memory) options_.memory_limit = size_option("--memory", *limits.memory);
+  if (limits.largest_block) options_.largest_block = size_option("--max-block", *limits.largest_block);
+  options_.threads = limits.threads;
+  options_.stop = stop_.token();
+  // Whoever follows a reading of events has them all counted before the first one comes.
+  if (bar_.is_on_terminal() && !out_.is_terminal())
+    options_.progress = [this](const read_progress& now) { follow(now); };
+  check_that_files_are_there(wanted_);
+  if (opened_.files.empty() && opened_.catalogue.empty()) opened_.catalogue = default_catalogue;
+  if (wanted_.synch == synch_mode::by_time && !asked.has_tolerance)
+    wanted_.tolerance = opened_.tolerance = suitable_tolerance(files_there(opened_), wanted_.tolerance);
+}
+
+void dataset_session::follow(const read_progress& now) {
+  if (now.total_bytes == 0) return;
+  if (now.done_bytes < done_bytes_) ++round_;
+  done_bytes_ = now.done_bytes;
+  const double part = static_cast<double>(now.done_bytes) / static_cast<double>(now.total_bytes);
+  bar_.show((static_cast<double>(round_) + part) / static_cast<double>(std::max(rounds_, round_ + 1)));
+}
+
+// Each once: those of the answer to the selection before anything is read, those of reading behind it.
+void dataset_session::tell_problems(const read_ledger& ledger) {
+  for (const std::string& problem : ledger.problems)
+    if (told_.insert(problem).second) tell("ravo: {}\n", problem);
+}
+
+dataset dataset_session::open() {
+  try {
+    dataset data = dataset::open(opened_, options_);
+    tell_problems(data.ledger());
+    if (wanted_.files.empty()) tell_other_streams(paths_of(data), wanted_.stream);
+    return data;
+  } catch (const files_not_found& error) {
+    if (wanted_.files.empty()) explain_nothing(wanted_, out_);
+    throw data_failure(in_our_words(error));
+  } catch (const pattern_error& error) {
+    throw usage_failure(in_our_words(error));
+  } catch (const selection_error& error) {
+    throw data_failure(in_our_words(error));
+  } catch (const missing_data& error) {
+    // The tool has more to say about a file that is refused, unless it was the machine.
+    if (is_error_of_the_machine(error.what())) throw data_failure(in_our_words(error));
+    for (const std::string& path : files_there(opened_))
+      if (const auto reason = why_refused(path)) throw data_failure(*reason);
+    throw data_failure(in_our_words(error));
+  }
+}
+
+namespace {
+
+// A machine on which not one of the wanted values can be read is no empty window. `left_out` files were not
+// read from the start.
+std::optional<std::string> why_nothing_was_read(const read_ledger& ledger, std::size_t left_out) {
+  if (ledger.delivered() > 0) return std::nullopt;
+  std::uint64_t unread = 0;
+  for (const channel_ledger& one : ledger.channels)
+    unread += one.missing[static_cast<std::size_t>(missing_cause::file_missing)];
+  if (unread == 0 && ledger.files.size() == left_out) return std::nullopt;
+  for (const std::string& problem : ledger.problems)
+    if (problem.find(" could not be read: ") != std::string::npos)
+      return "not one of the values could be read: " + problem;
+  return std::nullopt;  // what is damaged is in the ledger
+}
+
+}  // namespace
+
+// Whoever mistypes a time or a number wants to know which ones there are.
+void dataset_session::tell_of_empty_window(const dataset& data) {
+  const bool is_nothing_read = ledger_.expected() == 0;
+  if (!is_nothing_read || data.size() != 0) return;
+  out_.flush();
+  const bool has_window = wanted_.from || wanted_.to || wanted_.first_event || wanted_.last_event;
+  if (!has_window) return tell("ravo: there is no event of these channels\n");
+  tell("ravo: no event of these channels lies in the window{}\n", events_there(paths_of(data)));
+}
+
+void dataset_session::run(const std::function<void(dataset&)>& work) {
+  const char* end = "complete";
+  std::optional<std::string> failure;
+  bool is_interrupted = false;
+  try {
+    dataset data = open();
+    check_members(data);
+    ledger_ = data.ledger();
+    const std::size_t left_out = ledger_.files.size();
+    work(data);
+    failure = why_nothing_was_read(ledger_, left_out);
+    if (failure)
+      end = "missing_data";
+    else
+      tell_of_empty_window(data);
+  } catch (const read_cancelled&) {
+    is_interrupted = true;
+  } catch (const interrupted&) {
+    is_interrupted = true;
+  } catch (const missing_data& error) {
+    end = "missing_data";
+    failure = in_our_words(error);
+  } catch (const memory_exceeded& error) {
+    end = "memory_exceeded";
+    failure = in_our_words(error);
+  } catch (const selection_error& error) {
+    throw data_failure(in_our_words(error));
+  }
+  bar_.hide();
+  close(is_interrupted ? "interrupted" : end);
+  if (is_interrupted) throw interrupted{};
+  if (failure) throw data_failure(*failure);
+}
+
+void dataset_session::set_ledger_of_nothing_printed(read_ledger ledger) {
+  for (channel_ledger& channel : ledger.channels) {
+    channel.delivered = 0;
+    channel.expected = channel.missing_total();
+  }
+  ledger_ = std::move(ledger);
+}
+
+void dataset_session::read_events(dataset& data, const event_options& options,
+                                  const std::function<void(const event&)>& take) {
+  event_range range = data.events(options);
+  try {
+    while (const auto one = range.next()) {
+      take(*one);
+      check_for_interrupt();
+    }
+  } catch (...) {
+    ledger_ = range.ledger();
+    throw;
+  }
+  ledger_ = range.ledger();
+}
+
+void dataset_session::close(const char* end) {
+  const std::string text = independent_of_the_directory(wanted_).to_text();
+  out_.flush();
+  tell_problems(ledger_);
+  if (form_ == print_form::table) {
+    out_.flush();
+    tell("selection: {}\n", text);
+    print_ledger(ledger_);
+    return;
+  }
+  json last = {{"selection", text}, {"end", end}};
+  last.update(closing_);
+  last["ledger"] = ledger_json(ledger_);
+  out_.print(json_line(last));
+}
+
+}  // namespace ravo::tool

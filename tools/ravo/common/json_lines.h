@@ -1,0 +1,22 @@
+// JSON for machines: one object a line, its members in the order in which they were put in.
+#ifndef RAVO_TOOL_JSON_LINES_H
+#define RAVO_TOOL_JSON_LINES_H
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "common/escaping.h"
+
+namespace ravo::tool {
+
+using json = nlohmann::ordered_json;
+
+/// The object and a line end. Bytes that are no UTF-8 (names out of a file may hold any) are replaced, and
+/// letters that a terminal obeys are escaped.
+inline std::string json_line(const json& object) {
+  return escaped_json(object.dump(-1, ' ', false, json::error_handler_t::replace)) + "\n";
+}
+
+}  // namespace ravo::tool
+
+#endif

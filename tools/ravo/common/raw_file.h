@@ -1,0 +1,143 @@
+// One raw file of either generation, opened for looking at: its tables through the table-access library,
+// and when it is refused, a sentence that says which file, which table and why. A file may claim tables of
+// gigabytes: what they take is known before they are loaded, and those that take too much are refused too.
+#ifndef RAVO_TOOL_RAW_FILE_H
+#define RAVO_TOOL_RAW_FILE_H
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "format/malloc_owner.h"
+#include "format/opened_file.h"
+#include "ravo_file_generation.h"
+#include "ravo_raw_format.h"
+
+namespace ravo::tool {
+
+/// The events of one type in a file.
+struct event_summary {
+  int type;
+  int count;
+  ravo_time_id first;
+  ravo_time_id last;
+  double spacing;  ///< median time between neighbours, microseconds; 0 for a single event
+};
+
+/// How the blocks of a channel are stored, as its first block has it.
+enum class stored_as { nothing, plain, zlib, lzo1x, unknown };
+const char* name_of(stored_as form);
+
+/// A channel as the file's dictionary has it.
+struct listed_channel {
+  const char* chan_name;  ///< in the dictionary
+  std::uint32_t key;
+  std::uint32_t ev_mask;
+  std::uint32_t dtype_mask;
+  int count;
+};
+
+/// "current" or "older".
+const char* name_of(ravo_file_generation generation);
+
+class raw_file {
+ public:
+  /// Bytes that the tables and descriptions of a file take together where nothing else is said: far above
+  /// what an acquisition writes, and little for a machine.
+  static constexpr std::uint64_t usual_memory = std::uint64_t{88} << 20;
+  static constexpr std::uint64_t any_memory = std::numeric_limits<std::uint64_t>::max();
+
+  /// Loads the tables but for the channels' pointers; throws data_failure when the file is missing,
+  /// unreadable or refused, or when its tables take more than `memory`. Descriptions that do are left out,
+  /// as those that are damaged.
+  explicit raw_file(const std::string& path, std::uint64_t memory = usual_memory);
+  ~raw_file();
+  raw_file(const raw_file&) = delete;
+  raw_file& operator=(const raw_file&) = delete;
+
+  const std::string& path() const { return path_; }
+  std::uint64_t size() const { return size_; }
+  ravo_file_generation generation() const { return generation_; }
+  const ravo_file_reference_table_2010& reference() const { return *reference_; }
+  std::span<const listed_channel> channels() const { return channels_; }
+  std::vector<event_summary> events() const;
+  const ravo_event_index_table_2010& event_index() const { return *index_; }
+  /// The length word of a table or basket at an offset of the reference table; 0 for offset 0.
+  std::uint32_t length_at(std::uint32_t offset) const;
+  stored_as form_of(std::size_t channel) const;
+  /// The data type of a channel's first block; nothing when it has none.
+  std::optional<RAVO_SUBBLOCK_TYPE> dtype_of(std::size_t channel) const;
+  /// How many members its blocks have: by their type, or, of a generic spectrum, as its first block says.
+  int members_of(std::size_t channel) const;
+  /// How many events the channel has.
+  std::size_t places(std::size_t channel) const;
+  /// Where one of the channel's events lies; it is read from the file. Throws data_failure.
+  ravo_event_chan_ptr_entry place(std::size_t channel, std::size_t event) const;
+  /// Where the channel's events lie, in their order. The first call loads the pointers of all channels,
+  /// however many there are.
+  std::span<const ravo_event_chan_ptr_entry> places_of(std::size_t channel) const;
+  /// Whether the file has so many bytes at the offset; they are read then. Throws data_failure when the
+  /// system refuses to read them.
+  bool read_at(std::uint32_t offset, std::span<unsigned char> bytes) const;
+  /// The environment dictionary.
+  std::span<const ravo_env_dictionary_entry_2010> environment() const { return environment_; }
+  /// All that the file says about its channels.
+  const std::vector<chan_descr_2010*>& descriptions() { return descriptions_; }
+  /// What the file says about a channel; null when it says nothing.
+  const chan_descr_2010* description(const char* name);
+  /// Empty, or why the descriptions are not to be had although all else is.
+  const std::string& description_problem() const { return description_problem_; }
+
+ private:
+  // What a block's subheader says; `zip_flags` is 0 without a zip header.
+  struct first_block {
+    std::int32_t dtype;
+    std::int32_t error;
+    std::uint32_t ldata;
+    std::uint32_t zip_flags;
+    std::uint32_t head_size;
+  };
+
+  void load(std::uint64_t memory);
+  template <class G>
+  int load_tables(std::uint64_t memory);
+  template <class G>
+  void load_pointers() const;
+  template <class G>
+  int load_descriptions(std::uint64_t memory);
+  template <class G>
+  std::uint64_t memory_of_tables() const;
+  void check_pointers();
+  bool is_basket(std::uint32_t offset) const;
+  std::optional<first_block> read_first_block(std::size_t channel) const;
+  std::vector<unsigned char> first_block_data(std::size_t channel) const;
+
+  std::string path_;
+  std::string description_problem_;
+  opened_file descriptor_;
+  ravo_file_generation generation_ = ravo_file_generation::current;
+  std::uint64_t size_ = 0;
+  // Of all tables but the dictionary both generations have the same.
+  malloc_owner<ravo_file_reference_table_2010> reference_;
+  malloc_owner<ravo_event_index_table_2010> index_;
+  malloc_owner<void> dictionary_;
+  malloc_owner<ravo_env_dictionary_table_2010> environment_table_;
+  mutable malloc_owner<ravo_event_chan_pointers_table> pointers_;  ///< null until somebody wants them all
+  std::uint32_t row_length_ = 0;                                   ///< of a channel's pointers
+  std::vector<chan_descr_2010*> descriptions_;
+  std::span<const ravo_env_dictionary_entry_2010> environment_;
+  std::vector<listed_channel> channels_;
+};
+
+/// Says on standard error that the file's descriptions are not to be had, if so.
+void tell_description_problem(const raw_file& file);
+
+/// Why a path cannot be a raw file at all: missing, a folder, unreadable, empty. Nothing when it can be.
+std::optional<std::string> why_not_readable(const std::string& path);
+
+}  // namespace ravo::tool
+
+#endif

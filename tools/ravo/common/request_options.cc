@@ -1,0 +1,48 @@
+#include "common/request_options.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+
+#include "common/failure.h"
+
+namespace ravo::tool {
+namespace {
+
+// More runs than any request means; each costs a look at the disk.
+constexpr int most_runs = 1'000'000;
+
+}  // namespace
+
+run_range runs_option(const std::string& text) {
+  run_range runs{};
+  const char* const end = text.data() + text.size();
+  auto part = std::from_chars(text.data(), end, runs.first);
+  bool is_good = part.ec == std::errc() && runs.first >= 0;
+  runs.last = runs.first;
+  if (is_good && part.ptr != end) {
+    is_good = *part.ptr == '-';
+    part = std::from_chars(part.ptr + 1, end, runs.last);
+    is_good = is_good && part.ec == std::errc() && part.ptr == end && runs.last >= runs.first;
+  }
+  if (!is_good)
+    throw usage_failure(fmt::format("--run: '{}' is no run; write 1207, or 1207-1210 for several", text));
+  if (runs.last - runs.first >= most_runs)
+    throw usage_failure(fmt::format("--run: '{}' are more than {} runs", text, most_runs));
+  return runs;
+}
+
+time_zone zone_option(const std::string& name) {
+  if (const auto zone = time_zone::named(name)) return *zone;
+  throw usage_failure(fmt::format(
+      "--tz: '{}' is no time zone that this machine knows; write +01:00 or a name such as Europe/Berlin",
+      name));
+}
+
+time_stamp time_option(const char* option, const std::string& text, const time_context& context) {
+  const time_reading read = read_time(text, context);
+  if (!read.time) throw usage_failure(fmt::format("{}: '{}' {}", option, text, read.problem));
+  return *read.time;
+}
+
+}  // namespace ravo::tool

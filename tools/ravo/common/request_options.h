@@ -1,0 +1,26 @@
+// Options by which several verbs are told runs, times and a time zone: their texts are read, and what is
+// wrong with them is said with the option's name.
+#ifndef RAVO_TOOL_REQUEST_OPTIONS_H
+#define RAVO_TOOL_REQUEST_OPTIONS_H
+
+#include <string>
+
+#include "common/time_grammar.h"
+
+namespace ravo::tool {
+
+struct run_range {
+  int first;
+  int last;
+};
+
+/// "1207" or "1207-1210". Throws usage_failure, also for absurdly many runs.
+run_range runs_option(const std::string& text);
+/// The zone of --tz; throws usage_failure.
+time_zone zone_option(const std::string& name);
+/// The time of an option; throws usage_failure.
+time_stamp time_option(const char* option, const std::string& text, const time_context& context);
+
+}  // namespace ravo::tool
+
+#endif
