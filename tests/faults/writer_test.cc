@@ -5,6 +5,8 @@
 #include "shim.h"
 #include "written_in_pieces.h"
 
+#include <cstdio>
+
 namespace ravo::test {
 namespace {
 
@@ -149,6 +151,30 @@ TYPED_TEST(WriterRefusedAtEveryCall, MemoryThatIsNotToBeHadIsToldAndTheRunIsTheS
   const auto refused = this->refuse_every_call(call::allocation, mishap::failure, ENOMEM, thinned);
   EXPECT_GE(refused.calls, 100 / thinned);
   EXPECT_GE(refused.told, 90 / thinned);
+}
+
+// ---- many of a kind -------------------------------------------------------------------------------
+
+// A description without bits and dimensions is copied in one piece. Whoever makes room for one more each
+// time takes a second piece for each, and copies all pointers: a square of their number.
+TYPED_TEST(WriterAtEveryCall, AddsDescriptionsWithoutMovingTheOthersEachTime) {
+  constexpr int descriptions = 4000;
+  const temporary_folder folder;
+  typename TypeParam::writer writer;
+  must(writer, writer.open(settings_in(folder)));
+  chan_descr_2010 description{};
+  int moved = 0;
+  for (int i = 0; i < descriptions; ++i) {
+    std::snprintf(description.prop_name, sizeof description.prop_name, "C%d", i);
+    const fault counting(call::allocation, 0, mishap::none);
+    const int status = writer.add_description(description);
+    const long calls = counting.calls();
+    counting.disarm();
+    must(writer, status);
+    EXPECT_GE(calls, 1) << "nothing was copied";
+    moved += calls > 1 ? 1 : 0;
+  }
+  EXPECT_LE(moved, 13) << "doubled from 1 to 4096";
 }
 
 }  // namespace

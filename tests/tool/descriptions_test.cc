@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <string_view>
 
 #include "tool_run.h"
@@ -112,7 +113,10 @@ TEST(Descriptions, OfUnknownChannelsAreRefused) {
               testing::StartsWith("ravo: " + file + ": no channel LINAC/BPM/1; did you mean LINAC/BPM/"));
   const process_result pattern = run_tool({"descr", file, "RING/*"});
   EXPECT_EQ(pattern.exit_code, 1);
-  EXPECT_EQ(pattern.err, "ravo: " + file + ": no described channel matches RING/*; `ravo descr FILE` lists those that are described\n");
+  EXPECT_EQ(
+      pattern.err,
+      "ravo: " + file +
+          ": no described channel matches RING/*; `ravo descr FILE` lists those that are described\n");
 }
 
 TEST(Descriptions, ThatAFileDoesNotHaveAreMissed) {
@@ -175,6 +179,26 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<refused_text>& tested) { return std::string(tested.param.name); });
 
 // ---- members -----------------------------------------------------------------------------------------
+
+// In whatever order they stand; of several with one name the first one counts.
+TEST(Channels, HaveTheDescriptionOfTheirName) {
+  std::string text = R"(<?xml version="1.0"?><channel_descriptions version="1">)";
+  for (const auto& [name, what] : {std::pair("LINAC/BPM/010", "ten"),
+                                   {"LINAC/BPM/002", "two"},
+                                   {"LINAC/BPM/00", "a beginning"},
+                                   {"LINAC/BPM/002", "two again"},
+                                   {"LINAC/BPM/001", "one"},
+                                   {"LINAC/BPM/002", "a second time again"}})
+    text += std::string("<channel prop_name=\"") + name + "\" prop_desc=\"" + what + "\"/>";
+  const described_file file(text + "</channel_descriptions>");
+  std::map<std::string, std::string> found;
+  const process_result result = run_tool({"channels", file.path(), "--match", "LINAC/BPM/*", "--json"});
+  for (const json& one : json_lines(result.out)) found[one.at("channel")] = one.at("description");
+  std::erase_if(found, [](const auto& one) { return one.second.empty(); });
+  EXPECT_THAT(found, testing::ElementsAre(testing::Pair("LINAC/BPM/001", "one"),
+                                          testing::Pair("LINAC/BPM/002", "two"),
+                                          testing::Pair("LINAC/BPM/010", "ten")));
+}
 
 TEST(Channels, HaveTheMembersThatTheirBlocksHave) {
   std::map<std::string, std::size_t> members;

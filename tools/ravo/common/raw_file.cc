@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "common/escaping.h"
 #include "common/failure.h"
@@ -389,10 +390,21 @@ std::vector<unsigned char> raw_file::first_block_data(std::size_t channel) const
   return (block->error & RAVO_CHAN_ZIP_FLAG) != 0 ? inflate(data) : data;
 }
 
+// Verbs ask for every channel of the file: there may be tens of thousands. Of several descriptions of a
+// name the first one counts.
 const chan_descr_2010* raw_file::description(const char* name) {
-  for (const chan_descr_2010* one : descriptions_)
-    if (one && std::strcmp(one->prop_name, name) == 0) return one;
-  return nullptr;
+  if (by_name_.empty() && !descriptions_.empty()) {
+    std::vector<const chan_descr_2010*> sorted(descriptions_.begin(), descriptions_.end());
+    std::erase(sorted, nullptr);
+    std::stable_sort(sorted.begin(), sorted.end(), [](const auto* a, const auto* b) {
+      return std::strcmp(a->prop_name, b->prop_name) < 0;
+    });
+    by_name_ = std::move(sorted);
+  }
+  const auto found = std::lower_bound(
+      by_name_.begin(), by_name_.end(), name,
+      [](const auto* one, const char* wanted) { return std::strcmp(one->prop_name, wanted) < 0; });
+  return found != by_name_.end() && std::strcmp((*found)->prop_name, name) == 0 ? *found : nullptr;
 }
 
 }  // namespace ravo::tool

@@ -128,6 +128,7 @@ class raw_file {
   mutable malloc_owner<ravo_event_chan_pointers_table> pointers_;  ///< null until somebody wants them all
   std::uint32_t row_length_ = 0;                                   ///< of a channel's pointers
   std::vector<chan_descr_2010*> descriptions_;
+  std::vector<const chan_descr_2010*> by_name_;  ///< the same, sorted; empty until somebody looks for one
   std::span<const ravo_env_dictionary_entry_2010> environment_;
   std::vector<listed_channel> channels_;
 };
