@@ -10,6 +10,9 @@
 #include <cerrno>
 #include <csignal>
 
+#include "handmade_file.h"
+#include "sparse_file.h"
+
 namespace {
 
 using namespace ravo::test;
@@ -285,6 +288,59 @@ TEST(UnreadableFiles, AreNamedWithTheReasonAndTheExitCodeIsNot0) {
       EXPECT_THAT(result.err, HasSubstr("Input/output error")) << words[0] << words.back();
     }
   }
+}
+
+// ---- large tables -----------------------------------------------------------------------------------
+
+/// A sound file whose channel dictionary takes more memory than the verbs take that look into single files:
+/// one channel of four events, and very many that have neither name nor events.
+std::string file_of_many_channels(const temporary_folder& folder) {
+  constexpr std::uint32_t channels = 130'000, hole = 1u << 20;
+  constexpr auto row = static_cast<std::uint32_t>(layout_2010::dictionary_entry);
+  handmade_file made;
+  handmade_channel channel("A");
+  for (std::uint32_t i = 0; i < 4; ++i) {
+    made.events.push_back({i + 1, 1700000000 + i, 0});
+    channel.blocks.push_back(scalar<layout_2010>(i, 1.0f));
+  }
+  made.channels = {channel};
+  sparse_file file;
+  file.content = made.build();
+  const auto copy = [&](bytes& to, std::size_t from, std::size_t count) {
+    for (std::size_t at = from; at < from + count; at += 4) to.u32(file.content.word(at));
+  };
+  bytes dictionary = nameless_dictionary<layout_2010>(channels);
+  copy(dictionary, made.at.at("dictionary") + 8, row);
+  const std::uint32_t behind = hole + 8 + channels * row;
+  bytes pointers;
+  copy(pointers, made.at.at("pointers"), 4);
+  pointers.u32(12 + channels * 4 * 16).u32(4);
+  copy(pointers, made.at.at("pointers") + 12, 4 * 16);
+  file.end = behind + 12 + channels * 4 * 16;
+  file.lead(reference_field::dictionary, hole, dictionary)
+      .lead(reference_field::pointers, behind, pointers);
+  return file.write(folder, "linac_main_run1_file1_20231114T221320Z.raw");
+}
+
+// Whichever read fails, the tables are not what is wrong with the file.
+TEST(LargeTables, AreNotWhyValuesOfASoundFileAreMissing) {
+  const temporary_folder folder;
+  const std::vector<std::string> read = {"digest", file_of_many_channels(folder), "-c", "A", "--json"};
+  const auto good = run_tool_on(healthy, read);
+  ASSERT_EQ(good.exit_code, 0) << good.err;
+  ASSERT_EQ(closing_of(good.out).at("ledger").at("delivered"), 4);
+  std::size_t with_missing = 0;
+  bool happened = true;
+  for (long which = 0; happened; ++which) {
+    const auto result = run_tool_on({call::read, which, mishap::failure, EIO}, read);
+    happened = result.has_happened;
+    EXPECT_THAT(result.out + result.err, testing::Not(HasSubstr("of memory"))) << which;
+    if (result.out.empty()) continue;
+    const json ledger = closing_of(result.out).at("ledger");
+    EXPECT_EQ(ledger.at("files"), json::array()) << which;
+    with_missing += ledger.at("missing") == 0 ? 0 : 1;
+  }
+  EXPECT_GE(with_missing, 1u);
 }
 
 }  // namespace

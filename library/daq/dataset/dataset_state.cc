@@ -155,7 +155,7 @@ class room_for_tables {
 void visit_places(const std::vector<looked_into>& all, std::uint32_t name, const auto& visit) {
   std::uint32_t position = 0;
   for (const looked_into& one : all) {
-    if (!one.look.problem.empty()) continue;
+    if (one.look.refusal != file_refusal::none) continue;
     const auto here = std::find_if(one.channels.begin(), one.channels.end(),
                                    [name](const auto& channel) { return channel.name == name; });
     const bool has_data = here != one.channels.end() && here->place.count != 0;
@@ -191,13 +191,14 @@ void dataset_state::open() {
   check_that_files_may_be_missing();
   look_into_files(found.files);
   for (std::size_t i = 0; i < left_out; ++i)
-    all_files.push_back({refused[i].path, ravo_file_generation::current, refused[i].problem});
+    all_files.push_back(
+        {refused[i].path, ravo_file_generation::current, refused[i].reason, refused[i].problem});
 }
 
 // How many values such a file holds is not known: no limit below "all" can be said to hold.
 void dataset_state::check_that_files_may_be_missing() const {
   if (refused.empty() || options.damage.largest_missing_share >= 1) return;
-  throw missing_data("The file " + refused.front().path + " is left out: " + refused.front().problem);
+  throw file_left_out(refused.front());
 }
 
 void dataset_state::look_into_files(const std::vector<std::string>& paths) {
@@ -224,17 +225,19 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
           if (!number) throw no_room_for_names();
           here.push_back({*number, {channel.row, channel.count, channel.dtype_mask}, channel.event_mask});
         });
-    if (const std::string why = opened.why_not(i); !why.empty() && !found[i].look.problem.empty())
-      found[i].look.problem = "it cannot be read: " + why;
+    const datasets::error_of_the_machine error = opened.why_not(i);
+    if (error && found[i].look.refusal != file_refusal::none)
+      found[i].look.refuse(error.refusal(), "it cannot be read: " + error.text());
     room_of_file.keep(here.capacity() * sizeof(looked_into::channel), paths[i]);
   };
   pool.run(paths.size(), pool.size(), [&](std::size_t i) {
     check_stop();
     const auto file = opened.get(i);
     if (!file) {
-      const std::string why = opened.why_not(i);
-      found[i].look.problem =
-          why.empty() ? "it is no regular file, or changes right now" : "it cannot be opened: " + why;
+      if (const datasets::error_of_the_machine error = opened.why_not(i))
+        found[i].look.refuse(error.refusal(), "it cannot be opened: " + error.text());
+      else
+        found[i].look.refuse(file_refusal::not_regular, "it is no regular file, or changes right now");
       return;
     }
     try {
@@ -253,18 +256,17 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   std::set<std::string, std::less<>> names(name_of.begin(), name_of.end());
   std::vector<std::string> readable;
   for (std::size_t i = 0; i < paths.size(); ++i) {
-    const std::string& problem = found[i].look.problem;
-    all_files.push_back({paths[i], found[i].look.generation, problem});
-    if (!problem.empty()) {
-      refused.push_back({paths[i], problem});
+    const datasets::file_look& look = found[i].look;
+    all_files.push_back({paths[i], look.generation, look.refusal, look.problem});
+    if (look.refusal != file_refusal::none) {
+      refused.push_back({paths[i], look.refusal, look.problem});
       continue;
     }
     files.push_back(all_files.back());
     readable.push_back(paths[i]);
   }
   check_that_files_may_be_missing();
-  if (files.empty())
-    throw missing_data("The file " + refused.front().path + " is left out: " + refused.front().problem);
+  if (files.empty()) throw file_left_out(refused.front());
   if (readable.size() < paths.size()) opened.set_paths(readable);
 
   const auto find_member = [&](const std::string& channel, const std::string& member) {
@@ -301,7 +303,7 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
                           " bytes, and " + std::to_string(memory.used()) + " of the memory limit of " +
                           std::to_string(memory.limit()) + " are in use: raise the limit, or select less");
   for (const looked_into& one : found) {
-    if (!one.look.problem.empty()) continue;
+    if (one.look.refusal != file_refusal::none) continue;
     datasets::timed_file& file = timed.emplace_back();
     file.span = one.look.span;
     file.tables = {one.look, std::vector<datasets::channel_place>(channels.size()),
@@ -401,11 +403,13 @@ read_ledger dataset_state::new_account() const {
 
 /// Says once why a file that was opened can no longer be read.
 void dataset_state::note_unreadable(read_ledger& to, std::uint32_t file) const {
-  const std::string why = opened.why_not(file);
-  if (why.empty()) return;
-  const std::string text = "The file " + files[file].path + " could not be read: " + why;
-  if (std::find(to.problems.begin(), to.problems.end(), text) == to.problems.end())
-    to.problems.push_back(text);
+  const datasets::error_of_the_machine error = opened.why_not(file);
+  if (!error) return;
+  const std::string& path = files[file].path;
+  const reading_problem problem{problem_reason::machine_error, path,
+                                "The file " + path + " could not be read: " + error.text()};
+  if (std::find(to.problems.begin(), to.problems.end(), problem) == to.problems.end())
+    to.problems.push_back(problem);
 }
 
 /// Counts a value that was expected and is missing, or nothing at all where there is no memory for it.
@@ -472,7 +476,9 @@ void dataset_state::account_left_out(read_ledger& to, std::size_t position, cons
           "it cannot be read any more, and how many of the wanted values it held is not known";
       const bool is_listed = std::any_of(to.files.begin(), to.files.end(),
                                          [&](const refused_file& one) { return one.path == path; });
-      if (!is_listed) to.files.push_back({path, problem});
+      const datasets::error_of_the_machine error = opened.why_not(part.files[i]);
+      if (!is_listed)
+        to.files.push_back({path, error ? error.refusal() : file_refusal::lost_while_open, problem});
       note_unreadable(to, part.files[i]);
       if (options.damage.largest_missing_share < 1)
         throw missing_data("The file " + path + " is gone: " + problem);

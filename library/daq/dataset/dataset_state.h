@@ -94,7 +94,7 @@ class dataset_state {
   std::vector<dataset_file> files;      ///< those that can be read
   std::vector<dataset_file> all_files;  ///< those that cannot, too
   std::vector<refused_file> refused;
-  std::vector<std::string> problems;  ///< with the answer to the selection
+  std::vector<reading_problem> problems;  ///< with the answer to the selection
   std::vector<dataset_channel> channels;
   std::vector<datasets::wanted_channel> wanted_channels;
   std::map<std::string, std::string, std::less<>> labels_by_name;  ///< of "NAME:MEMBER": "NAME:n"

@@ -200,6 +200,9 @@ TYPED_TEST(Damage, AFileThatIsNoRawFileIsNamedAndTheOthersAreRead) {
   const dataset data = dataset::open(of_files({good, junk, gone}));
   EXPECT_EQ(data.size(), 6u);
   ASSERT_EQ(data.files().size(), 3u);
+  EXPECT_EQ(data.files()[0].refusal, file_refusal::none);
+  EXPECT_EQ(data.files()[1].refusal, file_refusal::not_a_raw_file);
+  EXPECT_EQ(data.files()[2].refusal, file_refusal::missing);
   EXPECT_EQ(data.files()[1].problem, "it is no raw file of either generation, or was cut short");
   EXPECT_EQ(data.files()[2].problem, "it cannot be opened: No such file or directory");
   EXPECT_EQ(data.ledger().files.size(), 2u);
@@ -212,7 +215,13 @@ TYPED_TEST(Damage, AFileThatIsNoRawFileIsNamedAndTheOthersAreRead) {
   EXPECT_THROW(dataset::open(of_files({good, junk}), limited), missing_data);
   EXPECT_THROW(dataset::open(of_files({good, gone}), limited), missing_data);
   EXPECT_NO_THROW(dataset::open(of_files({good}), limited));
-  EXPECT_THROW(dataset::open(of_files({junk})), missing_data);
+  try {
+    dataset::open(of_files({junk}));
+    FAIL();
+  } catch (const file_left_out& error) {
+    EXPECT_EQ(error.file.path, junk);
+    EXPECT_EQ(error.file.reason, file_refusal::not_a_raw_file);
+  }
 }
 
 TYPED_TEST(Damage, AmongOthersAFileWhoseIndexHasNoEventsIsNamed) {
@@ -226,6 +235,7 @@ TYPED_TEST(Damage, AmongOthersAFileWhoseIndexHasNoEventsIsNamed) {
   EXPECT_EQ(data.size(), 6u);
   ASSERT_EQ(data.ledger().files.size(), 1u);
   EXPECT_EQ(data.ledger().files[0].path, empty);
+  EXPECT_EQ(data.ledger().files[0].reason, file_refusal::damaged_tables);
   EXPECT_EQ(data.ledger().files[0].problem, "its event index has no events, and its channels have");
 }
 

@@ -330,6 +330,35 @@ TYPED_TEST(Machine, ThatCannotReadTheDictionaryAgainDoesNotCallABlockMisdirected
   EXPECT_THAT(missing, testing::IsSupersetOf<std::vector<std::size_t>>({{1}, {5}}));
 }
 
+// The file is good: its reason is the machine's, whichever table or block could not be read.
+TYPED_TEST(Machine, ThatReadsBadlyIsTheReasonOfEachRefusal) {
+  std::size_t left_out = 0, unread = 0;
+  for (const unsigned kind : {call::open, call::read})
+    for (long which = 0, happened = 1; happened; ++which) {
+      const fault armed(kind, which, mishap::failure, EIO);
+      try {
+        const dataset data = dataset::open(this->text);
+        event_range events = data.events();
+        while (events.next()) continue;
+        const read_ledger ledger = events.ledger();
+        for (const refused_file& file : ledger.files) {
+          EXPECT_EQ(file.reason, file_refusal::machine_error) << which << " " << file.problem;
+          ++left_out;
+        }
+        for (const reading_problem& problem : ledger.problems) {
+          EXPECT_EQ(problem.reason, problem_reason::machine_error) << which << " " << problem.text;
+          EXPECT_TRUE(problem.path == data.files()[0].path || problem.path == data.files()[1].path);
+          ++unread;
+        }
+      } catch (const file_left_out& error) {
+        EXPECT_EQ(error.file.reason, file_refusal::machine_error) << which << " " << error.what();
+      }
+      happened = armed.happened() ? 1 : 0;
+    }
+  EXPECT_GE(left_out, 4u);
+  EXPECT_GE(unread, 4u);
+}
+
 TYPED_TEST(Machine, ThatInterruptsAnyCallMissesNothing) {
   constexpr unsigned kinds = call::open | call::read | call::stat | call::open_folder | call::list_folder;
   EXPECT_EQ(this->try_to_read().values, this->all_values);

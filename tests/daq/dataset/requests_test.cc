@@ -128,7 +128,9 @@ TEST_P(Requests, PrintNothing) {
       "Run catalogue: " + damaged + " is passed over: it is empty; build the catalogue again",
       "No files are found of run 2: the run catalogue has none with events; build it again if some have "
       "come since"};
-  EXPECT_EQ(data.ledger().problems, told);
+  EXPECT_EQ(data.ledger().problems,
+            (std::vector<reading_problem>{{problem_reason::damaged_catalogue, "", told[0]},
+                                          {problem_reason::runs_without_files, "", told[1]}}));
   EXPECT_EQ(data.plan().problems, told);
   EXPECT_NE(data.plan().to_text().find("\n" + told[1] + "\n"), std::string::npos);
   EXPECT_NE(data.column("LINAC/BPM/001").ledger.to_text().find("\n" + told[0] + "\n"), std::string::npos);
@@ -139,7 +141,8 @@ TEST_P(Requests, TellOfRunsThatHaveNoFiles) {
   const std::vector<std::string> told = {"No files are found of runs 3-9: no file is named for them"};
   EXPECT_EQ(data.plan().problems, told);
   event_range events = data.events();
-  EXPECT_EQ(events.ledger().problems, told);
+  EXPECT_EQ(events.ledger().problems,
+            (std::vector<reading_problem>{{problem_reason::runs_without_files, "", told[0]}}));
   EXPECT_TRUE(dataset::open("run=1-2 chan=LINAC/BPM/001 data=" + folder).plan().problems.empty());
 }
 
@@ -169,6 +172,7 @@ TEST_P(Requests, TellOfFilesThatAreTooYoung) {
   EXPECT_EQ(found.files, std::vector{path_of(0)});
   ASSERT_EQ(found.left_out.size(), 1u);
   EXPECT_EQ(found.left_out[0].path, path_of(1));
+  EXPECT_EQ(found.left_out[0].reason, file_refusal::still_written);
   EXPECT_EQ(found.left_out[0].problem, "it changed less than half a minute ago and may still be written");
 }
 
@@ -191,6 +195,7 @@ TEST_P(Requests, TellOfFilesThatTheCatalogueListsAndAreGone) {
     const read_ledger ledger = data.ledger();
     ASSERT_EQ(ledger.files.size(), 1u);
     EXPECT_EQ(ledger.files[0].path, gone);
+    EXPECT_EQ(ledger.files[0].reason, file_refusal::missing);
     EXPECT_EQ(ledger.files[0].problem, "the run catalogue lists it, and it is not in the data folders");
     EXPECT_EQ(data.plan().problems, (std::vector<std::string>{gone + ": " + ledger.files[0].problem}));
   }

@@ -201,6 +201,7 @@ TEST(MissingFile, IsLeftOutAndTold) {
     const json files = closing_of(lenient.out).at("ledger").at("files");
     ASSERT_EQ(files.size(), 1u) << verb;
     EXPECT_EQ(files[0].at("file"), data.files[0]);
+    EXPECT_EQ(files[0].at("reason"), "not_a_raw_file");
     EXPECT_THAT(files[0].at("problem").get<std::string>(),
                 HasSubstr("it begins like a raw file, so its end is missing or damaged"));
     const process_result table = run_tool({verb, folder, "-c", "LINAC/BPM/001"});
@@ -259,6 +260,7 @@ TEST(MissingFile, ThatTheCatalogueListsIsTold) {
     const process_result lines = with("--json");
     EXPECT_EQ(lines.err, runs) << verb;
     const json ledger = closing_of(lines.out).at("ledger");
+    EXPECT_EQ(ledger.at("files").at(0).at("reason"), "missing") << verb;
     EXPECT_EQ(ledger.at("files").at(0).at("problem"), reason) << verb;
     EXPECT_EQ(ledger.at("problems").size(), 1u) << verb;
     EXPECT_EQ(with("--strict").exit_code, 1) << verb;

@@ -48,7 +48,7 @@ std::vector<channel_facts> facts_of(const dataset& data) {
   std::size_t looked_into = 0;
   for (const dataset_file& one : data.files()) {
     if (looked_into == most_files || std::all_of(all.begin(), all.end(), is_known)) break;
-    if (!one.problem.empty()) continue;
+    if (one.refusal != file_refusal::none) continue;
     ++looked_into;
     try {
       raw_file file(one.path, most_memory);

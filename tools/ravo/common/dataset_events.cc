@@ -4,7 +4,7 @@ namespace ravo::tool {
 std::optional<ravo_file_generation> generation_of(const dataset& data) {
   std::optional<ravo_file_generation> found;
   for (const dataset_file& file : data.files()) {
-    if (!file.problem.empty()) continue;
+    if (file.refusal != file_refusal::none) continue;
     if (found && *found != file.generation) return std::nullopt;
     found = file.generation;
   }

@@ -57,7 +57,7 @@ std::vector<std::string> files_there(const selection& wanted) {
 std::vector<std::string> paths_of(const dataset& data) {
   std::vector<std::string> paths;
   for (const dataset_file& file : data.files())
-    if (file.problem.empty()) paths.push_back(file.path);
+    if (file.refusal == file_refusal::none) paths.push_back(file.path);
   return paths;
 }
 
@@ -179,8 +179,8 @@ void dataset_session::follow(const read_progress& now) {
 
 // Each once: those of the answer to the selection before anything is read, those of reading behind it.
 void dataset_session::tell_problems(const read_ledger& ledger) {
-  for (const std::string& problem : ledger.problems)
-    if (told_.insert(problem).second) tell("ravo: {}\n", problem);
+  for (const reading_problem& problem : ledger.problems)
+    if (told_.insert(problem.text).second) tell("ravo: {}\n", problem.text);
 }
 
 dataset dataset_session::open() {
@@ -196,12 +196,8 @@ dataset dataset_session::open() {
     throw usage_failure(in_our_words(error));
   } catch (const selection_error& error) {
     throw data_failure(in_our_words(error));
-  } catch (const missing_data& error) {
-    // The tool has more to say about a file that is refused, unless it was the machine.
-    if (is_error_of_the_machine(error.what())) throw data_failure(in_our_words(error));
-    for (const std::string& path : files_there(opened_))
-      if (const auto reason = why_refused(path)) throw data_failure(*reason);
-    throw data_failure(in_our_words(error));
+  } catch (const file_left_out& error) {
+    throw data_failure(why_refused(error.file).value_or(in_our_words(error)));
   }
 }
 
@@ -215,9 +211,9 @@ std::optional<std::string> why_nothing_was_read(const read_ledger& ledger, std::
   for (const channel_ledger& one : ledger.channels)
     unread += one.missing[static_cast<std::size_t>(missing_cause::file_missing)];
   if (unread == 0 && ledger.files.size() == left_out) return std::nullopt;
-  for (const std::string& problem : ledger.problems)
-    if (problem.find(" could not be read: ") != std::string::npos)
-      return "not one of the values could be read: " + problem;
+  for (const reading_problem& problem : ledger.problems)
+    if (problem.reason == problem_reason::machine_error)
+      return "not one of the values could be read: " + problem.text;
   return std::nullopt;  // what is damaged is in the ledger
 }
 

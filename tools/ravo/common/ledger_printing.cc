@@ -49,22 +49,62 @@ void print_values(const read_ledger& ledger) {
   if (ledger.missing() > shown && shown > 0) tell("    and {} more\n", ledger.missing() - shown);
 }
 
-// The files that were left out when they were opened, and those of which tables turned out to be damaged
-// when they were read; each with a sentence that names it.
+// Whether a look at the file may tell more than the dataset layer says.
+bool is_of_the_content(file_refusal reason) {
+  switch (reason) {
+    case file_refusal::none:
+    case file_refusal::machine_error:  // nothing is known of the file itself
+    case file_refusal::missing:        // the dataset layer knows who said that it should be there
+      return false;
+    case file_refusal::still_written:
+    case file_refusal::not_regular:
+    case file_refusal::not_a_raw_file:
+    case file_refusal::damaged_tables:
+    case file_refusal::lost_while_open:
+      return true;
+  }
+  return false;
+}
+
+bool is_on_disk(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::exists(path, error);
+}
+
+// What the tool finds wrong with a file, with its name.
+std::optional<std::string> find_fault_with(const std::string& path) {
+  try {
+    const raw_file looked_at(path);
+  } catch (const tables_too_large&) {
+    // For this look, and not for the dataset layer, which has a limit of its own.
+  } catch (const data_failure& failure) {
+    return failure.what();
+  }
+  return std::nullopt;
+}
+
+// Files that were good when the dataset was opened, and are not now: values of them are missing.
+void add_lost_files(const read_ledger& ledger, std::vector<refused_file>& all) {
+  std::set<std::string> unreadable, seen;
+  for (const reading_problem& problem : ledger.problems)
+    if (problem.reason == problem_reason::machine_error) unreadable.insert(problem.path);
+  const auto reason_of = [&](const std::string& path) {
+    if (!is_on_disk(path)) return file_refusal::missing;
+    return unreadable.contains(path) ? file_refusal::machine_error : file_refusal::lost_while_open;
+  };
+  for (const missing_value& one : ledger.values) {
+    if (one.cause != missing_cause::file_missing || !seen.insert(one.file).second) continue;
+    if (const auto fault = find_fault_with(one.file))
+      all.push_back({one.file, reason_of(one.file), *fault});
+  }
+}
+
+// All files of which as such something is wrong, each with a sentence that names it.
 std::vector<refused_file> refused_files(const read_ledger& ledger) {
   std::vector<refused_file> all;
-  for (const refused_file& file : ledger.files) {
-    // Of a file that is not there the dataset knows more: who said that it should be.
-    std::error_code error;
-    const bool is_damaged =
-        std::filesystem::exists(file.path, error) && !is_error_of_the_machine(file.problem);
-    const auto reason = is_damaged ? why_refused(file.path) : std::nullopt;
-    all.push_back({file.path, reason.value_or(file.path + ": " + file.problem)});
-  }
-  std::set<std::string> looked_into;
-  for (const missing_value& one : ledger.values)
-    if (one.cause == missing_cause::file_missing && looked_into.insert(one.file).second)
-      if (const auto reason = why_refused(one.file)) all.push_back({one.file, *reason});
+  for (const refused_file& file : ledger.files)
+    all.push_back({file.path, file.reason, why_refused(file).value_or(file.path + ": " + file.problem)});
+  add_lost_files(ledger, all);
   return all;
 }
 
@@ -76,18 +116,9 @@ std::string key_of(const char* words) {
   return key;
 }
 
-bool is_error_of_the_machine(std::string_view problem) {
-  return problem.find("it cannot be read: ") != problem.npos ||
-         problem.find("it cannot be opened: ") != problem.npos;
-}
-
-std::optional<std::string> why_refused(const std::string& path) {
-  try {
-    const raw_file file(path);
-  } catch (const data_failure& failure) {
-    return failure.what();
-  }
-  return std::nullopt;
+std::optional<std::string> why_refused(const refused_file& file) {
+  if (!is_of_the_content(file.reason) || !is_on_disk(file.path)) return std::nullopt;
+  return find_fault_with(file.path);
 }
 
 void print_ledger(const read_ledger& ledger) {
@@ -103,7 +134,7 @@ json ledger_json(const read_ledger& ledger) {
   json object = {{"expected", ledger.expected()}, {"delivered", ledger.delivered()},
                  {"missing", ledger.missing()},   {"channels", json::array()},
                  {"values", json::array()},       {"files", json::array()},
-                 {"problems", ledger.problems}};
+                 {"problems", json::array()}};
   for (const channel_ledger& one : ledger.channels) {
     json missing = json::object();
     for (std::size_t i = 0; i < missing_cause_count; ++i)
@@ -122,7 +153,10 @@ json ledger_json(const read_ledger& ledger) {
                                 {"file", one.file},
                                 {"offset", one.offset}});
   for (const refused_file& file : refused_files(ledger))
-    object["files"].push_back({{"file", file.path}, {"problem", file.problem}});
+    object["files"].push_back({{"file", file.path},
+                               {"reason", key_of(file_refusal_text(file.reason))},
+                               {"problem", file.problem}});
+  for (const reading_problem& problem : ledger.problems) object["problems"].push_back(problem.text);
   return object;
 }
 

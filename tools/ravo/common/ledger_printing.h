@@ -5,7 +5,6 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "common/json_lines.h"
 #include "ravo_dataset/ledger.h"
@@ -21,11 +20,10 @@ json ledger_json(const read_ledger& ledger);
 /// A status or a cause in JSON: its words joined by "_".
 std::string key_of(const char* words);
 
-/// Whether what the dataset layer says of a file is that the system would not open or read it: then nothing
-/// is known of the file itself.
-bool is_error_of_the_machine(std::string_view problem);
-/// Why a file is no readable raw file, with its name; nothing when the tool finds nothing wrong with it.
-std::optional<std::string> why_refused(const std::string& path);
+/// What the tool finds wrong with a file that the dataset layer left out, with the file's name: it says
+/// more about the file's content. Nothing where it finds nothing, or where the reason is not in the
+/// content.
+std::optional<std::string> why_refused(const refused_file& file);
 
 }  // namespace ravo::tool
 

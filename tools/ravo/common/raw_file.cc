@@ -164,7 +164,7 @@ int raw_file::load_tables(std::uint64_t memory) {
     return 2;
   const std::uint64_t taken = memory_of_tables<G>();
   if (taken > memory)
-    throw data_failure(fmt::format(
+    throw tables_too_large(fmt::format(
         "{}: its tables claim {} channels, {} of events and {} of environment, which would take {} of "
         "memory; "
         "no more than {} are used for a file, so it is left out. `ravo verify` says whether it is damaged",

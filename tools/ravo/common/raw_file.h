@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "common/failure.h"
 #include "format/malloc_owner.h"
 #include "format/opened_file.h"
 #include "ravo_file_generation.h"
@@ -43,6 +44,12 @@ struct listed_channel {
 /// "current" or "older".
 const char* name_of(ravo_file_generation generation);
 
+/// A file whose tables take more memory than it was to be looked at with: nothing else is known to be wrong
+/// with it.
+struct tables_too_large : data_failure {
+  using data_failure::data_failure;
+};
+
 class raw_file {
  public:
   /// Bytes that the tables and descriptions of a file take together where nothing else is said: far above
@@ -51,8 +58,8 @@ class raw_file {
   static constexpr std::uint64_t any_memory = std::numeric_limits<std::uint64_t>::max();
 
   /// Loads the tables but for the channels' pointers; throws data_failure when the file is missing,
-  /// unreadable or refused, or when its tables take more than `memory`. Descriptions that do are left out,
-  /// as those that are damaged.
+  /// unreadable or refused, tables_too_large when its tables take more than `memory`. Descriptions that do
+  /// are left out, as those that are damaged.
   explicit raw_file(const std::string& path, std::uint64_t memory = usual_memory);
   ~raw_file();
   raw_file(const raw_file&) = delete;

@@ -410,18 +410,18 @@ file_look look(tables<G>& of_file, ravo_file_generation generation,
   result.generation = generation;
   take_room(of_file.bytes_to_look());
   if (!of_file.load_dictionary()) {
-    result.problem = "its channel dictionary is damaged";
+    result.refuse(file_refusal::damaged_tables, "its channel dictionary is damaged");
     return result;
   }
   if (!of_file.load_event_index()) {
-    result.problem = "its event index is damaged";
+    result.refuse(file_refusal::damaged_tables, "its event index is damaged");
     return result;
   }
   of_file.note_facts(result);
   result.row_bytes = of_file.memory_of(RAVO_ROW_OF_POINTERS);
   result.span = of_file.span();
   if (result.span.empty && of_file.has_entries()) {
-    result.problem = "its event index has no events, and its channels have";
+    result.refuse(file_refusal::damaged_tables, "its event index has no events, and its channels have");
     return result;
   }
   of_file.visit(visit);
@@ -458,8 +458,8 @@ file_look look_into(const open_file& file, const std::function<void(const table_
   else if (tables<raw_format_2009> older(file); older.load_reference())
     result = look(older, ravo_file_generation::older, take_room, visit);
   else
-    result.problem = "it is no raw file of either generation, or was cut short";
-  if (!result.problem.empty()) note_error_of_the_machine(file);
+    result.refuse(file_refusal::not_a_raw_file, "it is no raw file of either generation, or was cut short");
+  if (result.refusal != file_refusal::none) note_error_of_the_machine(file);
   return result;
 }
 

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "align/event_index.h"
@@ -69,7 +70,12 @@ struct file_facts {
 };
 
 struct file_look : file_facts {
-  std::string problem;  ///< why it cannot be read, in words; empty when it can
+  file_refusal refusal = file_refusal::none;  ///< why it cannot be read
+  std::string problem;                        ///< the same in words; empty when it can
+  void refuse(file_refusal why, std::string in_words) {
+    refusal = why;
+    problem = std::move(in_words);
+  }
   event_span span;
 };
 

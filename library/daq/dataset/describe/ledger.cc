@@ -25,6 +25,14 @@ const char* missing_cause_text(missing_cause cause) {
   return index < missing_cause_count ? texts[index] : "unknown";
 }
 
+const char* file_refusal_text(file_refusal reason) {
+  constexpr const char* texts[file_refusal_count] = {"none",           "machine error",  "missing",
+                                                     "still written",  "not regular",    "not a raw file",
+                                                     "damaged tables", "lost while open"};
+  const auto index = static_cast<std::size_t>(reason);
+  return index < file_refusal_count ? texts[index] : "unknown";
+}
+
 missing_cause missing_cause_of(value_status status) {
   switch (status) {
     case value_status::ok:
@@ -117,7 +125,7 @@ void read_ledger::add(const read_ledger& other) {
                                    [&](const refused_file& one) { return one.path == file.path; });
     if (!known) files.push_back(file);
   }
-  for (const std::string& problem : other.problems)
+  for (const reading_problem& problem : other.problems)
     if (std::find(problems.begin(), problems.end(), problem) == problems.end()) problems.push_back(problem);
 }
 
@@ -137,7 +145,7 @@ std::string read_ledger::to_text() const {
             missing_cause_text(one.cause) + " in " + one.file + " at offset " + std::to_string(one.offset) +
             "\n";
   for (const refused_file& file : files) text += file.path + ": " + file.problem + "\n";
-  for (const std::string& problem : problems) text += problem + "\n";
+  for (const reading_problem& problem : problems) text += problem.text + "\n";
   return text;
 }
 

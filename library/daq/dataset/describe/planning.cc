@@ -93,7 +93,7 @@ class planner {
     plan_.files = state_.files.size();
     for (const refused_file& file : state_.refused)
       plan_.problems.push_back(file.path + ": " + file.problem);
-    plan_.problems.insert(plan_.problems.end(), state_.problems.begin(), state_.problems.end());
+    for (const reading_problem& problem : state_.problems) plan_.problems.push_back(problem.text);
     for (const dataset_channel& channel : state_.channels)
       plan_.channels.emplace_back().channel = channel.label;
     std::size_t ordinal = 0;

@@ -142,8 +142,9 @@ class request_answer {
       i = end;
     }
     found_.problems.push_back(
-        (runs.size() == 1 ? "No files are found of run " : "No files are found of runs ") + text + ": " +
-        why);
+        {problem_reason::runs_without_files, "",
+         (runs.size() == 1 ? "No files are found of run " : "No files are found of runs ") + text + ": " +
+             why});
   }
 
   // ---- a period
@@ -211,7 +212,7 @@ class request_answer {
   }
 
   void take_file(const std::string& path) {
-    if (!take_if_there(path)) leave_out(path, "it is gone");
+    if (!take_if_there(path)) leave_out(path, file_refusal::missing, "it is gone");
   }
 
   /// A file of the catalogue: in the data folders that the selection names, or else where the catalogue has
@@ -221,7 +222,7 @@ class request_answer {
     const std::string name(name_in_path(path));
     for (const std::string& folder : folders_.empty() ? usual_folders() : folders_)
       if (take_if_there((folder.ends_with('/') ? folder : folder + "/") + name)) return;
-    leave_out(path, "the run catalogue lists it, and it is not in the data folders");
+    leave_out(path, file_refusal::missing, "the run catalogue lists it, and it is not in the data folders");
   }
 
   /// False: there is no such file.
@@ -231,21 +232,25 @@ class request_answer {
     if (state == raw_file_state::closed || ignores_close_time())
       found_.files.push_back(path);
     else
-      leave_out(path, "it changed less than half a minute ago and may still be written");
+      leave_out(path, file_refusal::still_written,
+                "it changed less than half a minute ago and may still be written");
     return true;
   }
 
-  void leave_out(const std::string& path, const char* why) { found_.left_out.push_back({path, why}); }
+  void leave_out(const std::string& path, file_refusal reason, const char* why) {
+    found_.left_out.push_back({path, reason, why});
+  }
 
   void tell_of_damage(const catalogue_problems& damaged) {
     for (const std::string& text : damaged.texts())
-      found_.problems.push_back(text + "; build the catalogue again");
+      found_.problems.push_back(
+          {problem_reason::damaged_catalogue, "", text + "; build the catalogue again"});
   }
 
   std::string why_nothing() const {
     std::string text =
         "No raw files are found for \"" + wanted_.to_text() + "\"; look at catalog= and data=";
-    for (const std::string& problem : found_.problems) text += "\n" + problem;
+    for (const reading_problem& problem : found_.problems) text += "\n" + problem.text;
     for (const refused_file& file : found_.left_out) text += "\n" + file.path + ": " + file.problem;
     return text;
   }

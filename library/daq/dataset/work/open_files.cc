@@ -13,6 +13,13 @@
 
 namespace ravo::datasets {
 
+std::string error_of_the_machine::text() const { return std::generic_category().message(number_); }
+
+file_refusal error_of_the_machine::refusal() const {
+  if (number_ == 0) return file_refusal::none;
+  return number_ == ENOENT || number_ == ENOTDIR ? file_refusal::missing : file_refusal::machine_error;
+}
+
 // Without O_NONBLOCK a named pipe would be waited for; regular files do not care.
 open_file::open_file(const char* path, std::shared_ptr<std::atomic<int>> error)
     : error_(std::move(error)), descriptor_(uninterrupted::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
@@ -105,10 +112,9 @@ std::shared_ptr<const open_file> open_files::open(std::size_t file) {
   return opened;
 }
 
-std::string open_files::why_not(std::size_t file) const {
+error_of_the_machine open_files::why_not(std::size_t file) const {
   const std::lock_guard lock(mutex_);
-  const int error = *errors_[file];
-  return error == 0 ? "" : std::generic_category().message(error);
+  return error_of_the_machine(*errors_[file]);
 }
 
 bool open_files::is_the_same(std::size_t file, const identity& found) {

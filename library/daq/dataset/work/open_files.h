@@ -18,7 +18,21 @@
 #include <unordered_map>
 #include <vector>
 
+#include "ravo_dataset/ledger.h"
+
 namespace ravo::datasets {
+
+/// An error number of the system; 0: there is none.
+class error_of_the_machine {
+ public:
+  explicit error_of_the_machine(int number) : number_(number) {}
+  explicit operator bool() const { return number_ != 0; }
+  std::string text() const;      ///< the system's words
+  file_refusal refusal() const;  ///< of the file that it happened to
+
+ private:
+  int number_;
+};
 
 /// An open file, closed when nobody uses it any more.
 class open_file {
@@ -67,9 +81,9 @@ class open_files {
   void set_paths(std::vector<std::string> paths);
   /// The open file, or null when it cannot be opened or is another one than it was.
   std::shared_ptr<const open_file> get(std::size_t file);
-  /// Why a file could not be opened or read, the last time that it could not, in the system's words; empty
-  /// when the machine had no part in it.
-  std::string why_not(std::size_t file) const;
+  /// Why a file could not be opened or read, the last time that it could not; none when the machine had no
+  /// part in it.
+  error_of_the_machine why_not(std::size_t file) const;
 
  private:
   struct identity {

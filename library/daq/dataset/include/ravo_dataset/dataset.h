@@ -75,7 +75,8 @@ struct dataset_channel {
 struct dataset_file {
   std::string path;
   ravo_file_generation generation = ravo_file_generation::current;
-  std::string problem;  ///< why it was left out; empty when it was not
+  file_refusal refusal = file_refusal::none;  ///< why it was left out
+  std::string problem;                        ///< the same in words; empty when it was not
 };
 
 /// A dataset may be used by several threads at once. Events and columns may outlive it.

@@ -4,6 +4,9 @@
 #define RAVO_DATASET_ERRORS_H
 
 #include <stdexcept>
+#include <utility>
+
+#include "ravo_dataset/ledger.h"
 
 namespace ravo {
 
@@ -26,6 +29,12 @@ struct files_not_found : selection_error {
 /// More is missing than the damage policy allows; what() names the first cause with its file.
 struct missing_data : dataset_error {
   using dataset_error::dataset_error;
+};
+/// The same of a file that is left out when the dataset is opened.
+struct file_left_out : missing_data {
+  explicit file_left_out(refused_file which)
+      : missing_data("The file " + which.path + " is left out: " + which.problem), file(std::move(which)) {}
+  refused_file file;
 };
 /// The memory limit is too small for what was asked, or filled by what the caller holds.
 struct memory_exceeded : dataset_error {

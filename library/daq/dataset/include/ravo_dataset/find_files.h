@@ -17,8 +17,8 @@ struct found_files {
   /// Files that belong to the answer and are not in it: still written, or not where they should be. Each
   /// path once.
   std::vector<refused_file> left_out;
-  /// What else is wrong with the answer, in a sentence each: runs without files, damaged catalogue files.
-  std::vector<std::string> problems;
+  /// What else is wrong with the answer: runs without files, damaged catalogue files.
+  std::vector<reading_problem> problems;
 };
 
 /// Files that are listed, in folders, or of runs or a period: those that the run catalogue names, or else

@@ -4,6 +4,7 @@
 #define RAVO_DATASET_LEDGER_H
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -44,11 +45,40 @@ struct missing_value {
   std::uint64_t row = 0;
 };
 
-/// A file that was left out as a whole, because it cannot be read, is not where it should be, or may still
-/// be written: how many values it holds is not known.
+/// Why a file was left out as a whole.
+enum class file_refusal : std::uint8_t {
+  none,             ///< it was not
+  machine_error,    ///< the system would not open or read it: nothing is known of the file itself
+  missing,          ///< it is not where it should be
+  still_written,    ///< it changed less than half a minute ago
+  not_regular,      ///< it is no regular file
+  not_a_raw_file,   ///< it is of neither generation, or was cut short
+  damaged_tables,   ///< its channel dictionary or its event index is damaged
+  lost_while_open,  ///< it went, changed, or turned out to be damaged after the dataset was opened
+};
+inline constexpr std::size_t file_refusal_count = 8;
+/// A few words. Static text.
+const char* file_refusal_text(file_refusal reason);
+
+/// A file that was left out as a whole: how many values it holds is not known.
 struct refused_file {
   std::string path;
-  std::string problem;
+  file_refusal reason = file_refusal::none;
+  std::string problem;  ///< why, in words
+};
+
+/// What a sentence of read_ledger::problems is about.
+enum class problem_reason : std::uint8_t {
+  runs_without_files,
+  damaged_catalogue,
+  machine_error,  ///< a file of the dataset that the system would not open or read any more
+};
+/// What is wrong beside values and files that are left out.
+struct reading_problem {
+  problem_reason reason = problem_reason::machine_error;
+  std::string path;  ///< of the file that machine_error is about
+  std::string text;  ///< one sentence
+  bool operator==(const reading_problem&) const = default;
 };
 
 struct channel_ledger {
@@ -69,9 +99,9 @@ struct read_ledger {
   std::vector<channel_ledger> channels;
   std::vector<missing_value> values;  ///< the first ones
   std::vector<refused_file> files;
-  /// What is wrong with the answer to a selection of runs or of a period, in a sentence each: runs of which
-  /// nothing was found, catalogue files that are damaged.
-  std::vector<std::string> problems;
+  /// What is wrong with the answer to a selection of runs or of a period: runs of which nothing was found,
+  /// catalogue files that are damaged; and files that the system would not read any more. Each once.
+  std::vector<reading_problem> problems;
 
   std::uint64_t expected() const;
   std::uint64_t delivered() const;
