@@ -150,7 +150,9 @@ TEST_F(ColumnOf, PicturesHasPixelsOfMoreThanFourBytesAsBytes) {
     for (const handmade_block& block : {frame(2, 1, pixel_bytes), extended_frame(2, 1, signed_bytes)}) {
       const dataset data = open({block});
       const column_data column = data.column("C");
-      const image_view image = (*data.at(1))[0].image();
+      const auto event = data.at(1);  // the pixels are its own
+      ASSERT_TRUE(event);
+      const image_view image = (*event)[0].image();
       EXPECT_EQ(column.status[0], value_status::ok);
       EXPECT_EQ(image.bytes_per_pixel, pixel_bytes);
       ASSERT_EQ(image.pixels.size(), 2 * pixel_bytes);
