@@ -2,7 +2,10 @@
 // makes room for another, and where there is no room for good that is said without a wait.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <thread>
 #include <vector>
 
 #include "noisy_file.h"
@@ -53,6 +56,89 @@ TEST(SharedLimit, IsSharedByRangesThatAreTakenInTurn) {
     EXPECT_LE(data.peak_memory(), 8 * mebibyte);
   }
   EXPECT_FALSE(watch.stood_still());
+}
+
+// A batch of these is a thousand times as large in memory as in the file: the first ones are planned before
+// anybody knows.
+class SharedLimitOfFlatBlocks : public testing::TestWithParam<std::size_t> {};  // samples
+
+TEST_P(SharedLimitOfFlatBlocks, IsSharedByRangesThatAreTakenInTurn) {
+  const temporary_folder folder;
+  const auto events = static_cast<std::uint32_t>(20 * samples / GetParam());
+  const std::string path = flat(folder, events, GetParam());
+  const stopwatch watch;
+  for (const event_order order : {event_order::forward, event_order::backward})
+    for (const std::size_t threads : {1u, 4u}) {
+      SCOPED_TRACE(threads);
+      const dataset data = dataset::open(of_files({path}), with_limit(8 * mebibyte, threads));
+      event_options how;
+      how.order = order;
+      std::vector<event_range> ranges;
+      for (int i = 0; i < 4; ++i) ranges.push_back(data.events(how));
+      for (std::uint32_t i = 1; i <= events; ++i)
+        for (event_range& range : ranges) {
+          const auto one = range.next();
+          ASSERT_TRUE(one);
+          EXPECT_EQ(one->number(), order == event_order::forward ? i : events + 1 - i);
+          EXPECT_EQ((*one)["FLAT"].number(), 2.5);
+        }
+      for (event_range& range : ranges) {
+        EXPECT_FALSE(range.next());
+        EXPECT_EQ(range.ledger().delivered(), events);
+        EXPECT_TRUE(range.ledger().is_balanced());
+      }
+      EXPECT_LE(data.peak_memory(), 8 * mebibyte);
+    }
+  EXPECT_FALSE(watch.stood_still());
+}
+INSTANTIATE_TEST_SUITE_P(Sizes, SharedLimitOfFlatBlocks,
+                         testing::Values(samples / 16, samples / 4, samples / 2, samples));
+
+// An event that somebody looks at stays what it is, whatever the others need.
+TEST(SharedLimit, TakesNothingFromEventsThatAreHeld) {
+  const temporary_folder folder;
+  constexpr std::uint32_t events = 100;
+  const std::string path = flat(folder, events);
+  const dataset data = dataset::open(of_files({path}), with_limit(8 * mebibyte));
+  event_range first = data.events(), second = data.events();
+  for (std::uint32_t number = 1; number <= events; ++number) {
+    const auto held = first.next();
+    ASSERT_TRUE(held);
+    try {
+      ASSERT_TRUE(second.next());
+    } catch (const memory_exceeded&) {
+      // What is held is in the way.
+    }
+    EXPECT_EQ(held->number(), number);
+    const auto values = (*held)["FLAT"].spectrum().values;
+    EXPECT_EQ(std::count(values.begin(), values.end(), 2.5f), 16384);
+  }
+  EXPECT_FALSE(first.next());
+}
+
+// Ranges of several threads take each other's batches, and each has all of its events all the same.
+TEST(SharedLimit, IsSharedByRangesOfSeveralThreads) {
+  const temporary_folder folder;
+  constexpr std::uint32_t events = 200;
+  const std::string path = flat(folder, events);
+  const dataset data = dataset::open(of_files({path}), with_limit(8 * mebibyte));
+  std::vector<std::thread> readers;
+  std::atomic<std::uint32_t> sound{0};
+  for (int i = 0; i < 4; ++i)
+    readers.emplace_back([&] {
+      event_range range = data.events();
+      std::uint32_t number = 0;
+      while (number < events) try {
+          const auto one = range.next();
+          if (!one || one->number() != ++number) return;
+          if ((*one)["FLAT"].number() == 2.5) ++sound;
+        } catch (const memory_exceeded&) {
+          // All four decode at this moment; it goes on with the event that it did not deliver.
+        }
+    });
+  for (std::thread& reader : readers) reader.join();
+  EXPECT_EQ(sound, 4 * events);
+  EXPECT_LE(data.peak_memory(), 8 * mebibyte);
 }
 
 TEST(SharedLimit, GivesAColumnWhatARangeDecodedAhead) {

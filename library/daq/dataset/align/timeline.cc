@@ -146,7 +146,7 @@ void timeline::take_memory(std::size_t bytes, const char* what, memory_share& sh
     if (drop_oldest()) continue;
     // What is being decoded ahead may be there in a moment.
     const auto make_room = [this] {
-      ahead_.give_one_back();
+      if (!ahead_.give_one_back(batch_turn::later)) ahead_.give_one_back(batch_turn::now);
       return stop_.stop_requested();
     };
     if (!memory_.take(bytes, what, share, make_room)) throw read_cancelled();

@@ -37,6 +37,7 @@ event_reader::~event_reader() {
   };
   std::for_each(ahead_.begin(), ahead_.end(), end);
   std::for_each(aligning_.begin(), aligning_.end(), end);
+  if (in_turn_) end(in_turn_);
   try {
     settle();
   } catch (const std::exception&) {
@@ -86,7 +87,7 @@ void event_reader::tell_progress() const {
 /// who could give it back.
 std::shared_ptr<const datasets::segment> event_reader::segment_to_plan(std::size_t index) {
   if (auto part = state_->timeline.get_if_room(index)) return part;
-  const bool is_first = ahead_.size() < 2 && !batch_;  // of those ahead one is the place of this plan
+  const bool is_first = ahead_.size() < 2 && !in_turn_;  // of those ahead one is the place of this plan
   if (!is_first) throw no_room_ahead();
   return state_->timeline.get(index);
 }
@@ -258,20 +259,47 @@ void event_reader::start(const std::shared_ptr<task>& ahead) {
     ahead->done.notify_all();
   };
   try {
-    state_->ahead.add(ahead);
+    list(ahead);
     state_->pool.add(work);
   } catch (const std::bad_alloc&) {
     set(progress::no_memory);  // it is decoded when its turn comes
   }
 }
 
-bool event_reader::task::give_back() {
+void event_reader::list(const std::shared_ptr<task>& one) {
+  if (one->is_listed) return;
+  state_->ahead.add(one);
+  one->is_listed = true;
+}
+
+// Whoever has a pointer of its own got it here, under the mutex, or from somebody who had: where there is
+// no other one now, there will be none.
+bool event_reader::task::give_back(datasets::batch_turn which) {
   std::shared_ptr<event_batch> dropped;  // it goes when nothing is locked any more
   const std::lock_guard lock(mutex);
-  if (!batch) return false;
+  if (!batch || turn != which || batch.use_count() > 1) return false;
   dropped = std::move(batch);
   state = progress::no_memory;
   return true;
+}
+
+void event_reader::task::begin_turn(const std::shared_ptr<event_batch>& decoded) {
+  const std::lock_guard lock(mutex);
+  turn = datasets::batch_turn::now;
+  batch = decoded;
+}
+
+// The worker that decoded it may hold the task for a moment longer, and must not be the last one that holds
+// the batch: it would end the pool that it belongs to.
+void event_reader::task::end_turn() {
+  const std::lock_guard lock(mutex);
+  turn = datasets::batch_turn::later;
+  batch.reset();
+}
+
+std::shared_ptr<event_batch> event_reader::task::batch_if_there() {
+  const std::lock_guard lock(mutex);
+  return batch;
 }
 
 std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
@@ -294,7 +322,9 @@ std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
   for (;;) {
     state_->check_stop();
     if (auto batch = decode_batch(state_, plan)) return batch;
-    if (drop_one_ahead() || state_->timeline.drop_oldest() || state_->ahead.give_one_back() || split(plan))
+    if (drop_one_ahead() || state_->timeline.drop_oldest() ||
+        state_->ahead.give_one_back(datasets::batch_turn::later) || split(plan) ||
+        state_->ahead.give_one_back(datasets::batch_turn::now))
       continue;
     // Nothing of ours is in the way any more. Another reading may be, and get on; but two that wait for
     // each other would wake each other for ever.
@@ -341,35 +371,67 @@ bool event_reader::drop_one_ahead() {
   return false;
 }
 
-bool event_reader::next_batch() {
-  batch_.reset();
+/// The batch of the next event; null at the end.
+std::shared_ptr<event_batch> event_reader::batch_in_turn() {
+  if (in_turn_ && place_ < in_turn_->plan.events.size()) {
+    if (auto batch = in_turn_->batch_if_there()) return batch;
+    put_back_the_rest();
+  }
+  return next_batch();
+}
+
+/// Another reading needed the memory: what was not handed out yet is decoded again, in two halves, since
+/// the whole takes more than there is for one of several.
+void event_reader::put_back_the_rest() {
+  ahead_.push_front(in_turn_);
+  batch_plan& plan = in_turn_->plan;
+  const std::uint64_t of_event = plan.stored_bytes / plan.events.size();
+  const auto handed_out = static_cast<std::ptrdiff_t>(place_);
+  if (options_.order == event_order::backward)
+    plan.events.erase(plan.events.end() - handed_out, plan.events.end());
+  else
+    plan.events.erase(plan.events.begin(), plan.events.begin() + handed_out);
+  plan.stored_bytes = of_event * plan.events.size();
+  done_bytes_ -= plan.stored_bytes;
+  in_turn_->end_turn();
+  in_turn_.reset();
+  split(plan);
+}
+
+std::shared_ptr<event_batch> event_reader::next_batch() {
+  if (in_turn_) in_turn_->end_turn();
+  in_turn_.reset();
   place_ = 0;
   top_up();
-  if (ahead_.empty()) return false;
+  if (ahead_.empty()) return nullptr;
   // It stays in its place until it is there: whatever it throws, reading goes on here.
   const std::shared_ptr<task> first = ahead_.front();
-  batch_ = take_batch(*first);
+  auto batch = take_batch(*first);
   ahead_.pop_front();
-  const auto stored = static_cast<double>(std::max<std::uint64_t>(first->plan.stored_bytes, 1));
-  decoded_a_stored_byte_ = std::max(1.0, static_cast<double>(batch_->decoded_bytes()) / stored);
-  top_up();
+  in_turn_ = first;
   done_bytes_ += first->plan.stored_bytes;
+  first->begin_turn(batch);
+  list(first);
+  const auto stored = static_cast<double>(std::max<std::uint64_t>(first->plan.stored_bytes, 1));
+  decoded_a_stored_byte_ = std::max(1.0, static_cast<double>(batch->decoded_bytes()) / stored);
+  top_up();
   tell_progress();
-  return true;
+  return batch;
 }
 
 std::optional<event> event_reader::next() {
   state_->check_stop();
   const datasets::memory_budget::at_work at_work(state_->memory);
   if (is_settled_) return std::nullopt;
-  if ((!batch_ || place_ == batch_->size()) && !next_batch()) {
+  const std::shared_ptr<event_batch> batch = batch_in_turn();
+  if (!batch) {
     tell_progress();
     settle();
     return std::nullopt;
   }
-  const std::size_t index = options_.order == event_order::backward ? batch_->size() - 1 - place_ : place_;
+  const std::size_t index = options_.order == event_order::backward ? batch->size() - 1 - place_ : place_;
   ++place_;
-  return hand_out(batch_, index);
+  return hand_out(batch, index);
 }
 
 event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::size_t index) {

@@ -1,5 +1,6 @@
 // Reads events in order: cuts the selection into batches, has the pool decode some of them ahead, and hands
-// the events out one by one. A batch for which there is no memory yet is decoded when its turn comes.
+// the events out one by one. A batch for which there is no memory yet is decoded when its turn comes, and
+// one of which another reading of the dataset needs the memory is decoded again.
 #ifndef RAVO_DATASET_EVENT_READER_H
 #define RAVO_DATASET_EVENT_READER_H
 
@@ -32,14 +33,21 @@ class event_reader {
 
  private:
   enum class progress { waiting, decoded, no_memory, failed };
-  /// A batch that is decoded ahead; the worker and the reader share it.
+  /// A batch that is decoded ahead, and then the one of which events are handed out. The worker and the
+  /// reader share it, and others may take the batch away as long as nobody holds it: whoever uses it has a
+  /// pointer of its own first.
   struct task : datasets::read_ahead {
-    bool give_back() override;
+    bool give_back(datasets::batch_turn which) override;
+    void begin_turn(const std::shared_ptr<event_batch>& decoded);
+    void end_turn();
+    std::shared_ptr<event_batch> batch_if_there();
+    bool is_listed = false;  ///< where others find it
     batch_plan plan;
     std::mutex mutex;  // guards what follows
     std::condition_variable done;
     progress state = progress::no_memory;  ///< waiting from when it is started
     bool is_cancelled = false;
+    datasets::batch_turn turn = datasets::batch_turn::later;
     std::shared_ptr<event_batch> batch;
     std::exception_ptr failure;
   };
@@ -56,7 +64,10 @@ class event_reader {
   void top_up();
   void start(const std::shared_ptr<task>& ahead);
   void align_ahead(std::size_t segment);
-  bool next_batch();
+  void list(const std::shared_ptr<task>& one);
+  std::shared_ptr<event_batch> batch_in_turn();
+  std::shared_ptr<event_batch> next_batch();
+  void put_back_the_rest();
   std::shared_ptr<event_batch> take_batch(task& ahead);
   std::shared_ptr<event_batch> decode_now(batch_plan& plan);
   bool split(batch_plan& plan);
@@ -85,9 +96,9 @@ class event_reader {
 
   std::deque<std::shared_ptr<task>> ahead_;
   std::vector<std::shared_ptr<task>>
-      aligning_;  ///< tasks without events: they align a segment ahead of use
-  std::shared_ptr<event_batch> batch_;
-  std::size_t place_ = 0;             ///< events of the batch that were handed out
+      aligning_;                      ///< tasks without events: they align a segment ahead of use
+  std::shared_ptr<task> in_turn_;     ///< of which events are handed out
+  std::size_t place_ = 0;             ///< its events that were handed out
   double decoded_a_stored_byte_ = 1;  ///< of the last batch
   std::uint64_t done_bytes_ = 0;
   std::uint64_t total_bytes_ = 0;  ///< counted when somebody asks for progress

@@ -1,5 +1,5 @@
-// What readings of events have decoded ahead of use, all of one dataset: another reading that has no room
-// gets the memory of it. It is decoded again when its turn comes.
+// What readings of events have decoded and nobody holds, all of one dataset: another reading that has no
+// room gets the memory of it. It is decoded again when it is needed.
 #ifndef RAVO_DATASET_READ_AHEAD_H
 #define RAVO_DATASET_READ_AHEAD_H
 
@@ -9,12 +9,16 @@
 
 namespace ravo::datasets {
 
-/// Something that is decoded, or is being decoded, ahead of use.
+/// What a reading decoded ahead of use, or what it is in the middle of.
+enum class batch_turn { later, now };
+
+/// Events that are decoded, or are being decoded.
 class read_ahead {
  public:
   virtual ~read_ahead() = default;
-  /// Gives back what is decoded; false where there is nothing, or not yet.
-  virtual bool give_back() = 0;
+  /// Gives back what is decoded; false where that is nothing, not yet, of the other kind, or held by
+  /// somebody.
+  virtual bool give_back(batch_turn which) = 0;
 };
 
 class read_ahead_list {
@@ -26,14 +30,14 @@ class read_ahead_list {
   }
 
   /// Gives back what was begun last; false when there is nothing.
-  bool give_one_back() {
+  bool give_one_back(batch_turn which) {
     std::vector<std::weak_ptr<read_ahead>> all;
     {
       const std::lock_guard lock(mutex_);
       all = all_;
     }
     for (auto one = all.rbegin(); one != all.rend(); ++one)
-      if (const auto ahead = one->lock(); ahead && ahead->give_back()) return true;
+      if (const auto ahead = one->lock(); ahead && ahead->give_back(which)) return true;
     return false;
   }
 
