@@ -278,7 +278,7 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   };
   wanted_channels = datasets::match_channels(wanted.channels, names, find_member);
   std::vector<std::string> channel_names;
-  std::vector<bool> slow;
+  std::vector<bool> slow_channels;
   std::vector<std::uint32_t> masks(wanted_channels.size(), 0);
   for (const datasets::wanted_channel& one : wanted_channels) {
     channels.push_back({one.label(), one.name, one.member, false, 0});
@@ -320,12 +320,12 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   }
   for (std::size_t i = 0; i < channels.size(); ++i) {
     channels[i].is_slow = masks[i] != 0 && (masks[i] & ~slow_event_mask) == 0;
-    slow.push_back(channels[i].is_slow);
+    slow_channels.push_back(channels[i].is_slow);
   }
   if (wanted.slow != slow_policy::none) timeline.set_gaps(datasets::missing_spans(refused, readable));
   std::size_t join_channel = 0;
   if (wanted.join == join_policy::with) join_channel = channel_or_throw(wanted.join_channel);
-  timeline.set(std::move(timed), std::move(channel_names), std::move(slow), join_channel);
+  timeline.set(std::move(timed), std::move(channel_names), std::move(slow_channels), join_channel);
 }
 
 /// The number of a member that is called by its name: the first block of the channel that can be looked at
