@@ -463,8 +463,8 @@ bool dataset_state::takes_whole_file(std::uint32_t file) const {
 
 void dataset_state::account_left_out(read_ledger& to, std::size_t position, const segment& part,
                                      std::size_t channel, reading_extent extent) const {
-  const datasets::channel_track& track = part.channels[channel];
-  for (const entry& one : track.unplaced)
+  const datasets::aligned_channel& aligned = part.channels[channel];
+  for (const entry& one : aligned.orphans)
     note_missing(to, position, channel, one, missing_cause::no_event_header);
   for (std::size_t i = 0; i < part.files.size(); ++i) {
     if (!part.file_failed[i]) continue;

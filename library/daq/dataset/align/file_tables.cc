@@ -224,7 +224,7 @@ class tables {
       if (one.status == value_status::ok && event.is_disputed) one.status = value_status::event_disputed;
       if (one.status != value_status::ok) one.stored = 0;
       if (!event.is_one) {
-        channel.unplaced.push_back(one);
+        channel.orphans.push_back(one);
         continue;
       }
       one.number = event.id.event_number;

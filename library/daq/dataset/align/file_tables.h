@@ -55,7 +55,7 @@ struct channel_place {
 /// One channel of one file.
 struct channel_rows {
   std::vector<entry> entries;    ///< in the file's order
-  std::vector<entry> unplaced;   ///< those whose event header is none; number and time are 0
+  std::vector<entry> orphans;    ///< those without a valid event header; number and time are 0
   std::uint64_t basket_end = 0;  ///< 0: the basket is not where the file says
 };
 

@@ -7,22 +7,22 @@
 
 namespace ravo::datasets {
 
-std::optional<std::size_t> channel_track::at(std::uint32_t wanted) const {
+std::optional<std::size_t> aligned_channel::at(std::uint32_t wanted) const {
   const auto found = std::lower_bound(event.begin(), event.end(), wanted);
   if (found == event.end() || *found != wanted) return std::nullopt;
   return static_cast<std::size_t>(found - event.begin());
 }
 
-std::optional<std::size_t> channel_track::last_until(std::uint32_t wanted) const {
-  const auto behind = std::upper_bound(event.begin(), event.end(), wanted);
-  if (behind == event.begin()) return std::nullopt;
-  return static_cast<std::size_t>(behind - event.begin()) - 1;
+std::optional<std::size_t> aligned_channel::last_until(std::uint32_t wanted) const {
+  const auto after = std::upper_bound(event.begin(), event.end(), wanted);
+  if (after == event.begin()) return std::nullopt;
+  return static_cast<std::size_t>(after - event.begin()) - 1;
 }
 
-std::optional<std::size_t> channel_track::first_after(std::uint32_t wanted) const {
-  const auto behind = std::upper_bound(event.begin(), event.end(), wanted);
-  if (behind == event.end()) return std::nullopt;
-  return static_cast<std::size_t>(behind - event.begin());
+std::optional<std::size_t> aligned_channel::first_after(std::uint32_t wanted) const {
+  const auto after = std::upper_bound(event.begin(), event.end(), wanted);
+  if (after == event.end()) return std::nullopt;
+  return static_cast<std::size_t>(after - event.begin());
 }
 
 namespace {
@@ -31,38 +31,39 @@ bool is_disputed(const entry& one) { return one.status == value_status::event_di
 
 }  // namespace
 
-bool channel_track::may_have_lost(time_gap when) const {
-  const auto first = std::partition_point(lost.begin(), lost.end(),
+bool aligned_channel::may_have_orphans(time_gap when) const {
+  const auto first = std::partition_point(orphan_spans.begin(), orphan_spans.end(),
                                           [&](const time_gap& gap) { return gap.to <= when.from; });
-  return first != lost.end() && first->meets(when);
+  return first != orphan_spans.end() && first->meets(when);
 }
 
 // The event of a disputed entry may be another one, or may have been at another time.
-void find_lost(channel_track& track, const std::function<time_gap(std::uint32_t file)>& time_of_file) {
-  const bool has_disputed = std::any_of(track.entries.begin(), track.entries.end(), is_disputed) ||
-                            std::any_of(track.left_out.begin(), track.left_out.end(), is_disputed);
-  if (track.unplaced.empty() && !has_disputed) return;
+void find_orphan_spans(aligned_channel& aligned,
+                       const std::function<time_gap(std::uint32_t file)>& time_of_file) {
+  const bool has_disputed = std::any_of(aligned.entries.begin(), aligned.entries.end(), is_disputed) ||
+                            std::any_of(aligned.duplicates.begin(), aligned.duplicates.end(), is_disputed);
+  if (aligned.orphans.empty() && !has_disputed) return;
   struct place {
     std::uint32_t file, chhd;
-    bool is_lost;
+    bool is_orphan;
     std::int64_t time;
     bool operator<(const place& other) const {
       return file != other.file ? file < other.file : chhd < other.chhd;
     }
   };
   std::vector<place> in_files;
-  in_files.reserve(track.entries.size() + track.left_out.size() + track.unplaced.size());
-  for (const entry& one : track.entries)
+  in_files.reserve(aligned.entries.size() + aligned.duplicates.size() + aligned.orphans.size());
+  for (const entry& one : aligned.entries)
     in_files.push_back({one.file, one.chhd, is_disputed(one), in_microseconds(one.time)});
-  for (const entry& one : track.left_out)
+  for (const entry& one : aligned.duplicates)
     if (is_disputed(one)) in_files.push_back({one.file, one.chhd, true, 0});
-  for (const entry& one : track.unplaced) in_files.push_back({one.file, one.chhd, true, 0});
+  for (const entry& one : aligned.orphans) in_files.push_back({one.file, one.chhd, true, 0});
   std::sort(in_files.begin(), in_files.end());
-  // Backward the lost ones learn before which time they were, forward behind which.
+  // Backward the orphans learn before which time they were recorded, forward after which.
   std::int64_t next = 0;
   for (auto one = in_files.rbegin(); one != in_files.rend(); ++one) {
     if (one == in_files.rbegin() || std::prev(one)->file != one->file) next = time_of_file(one->file).to;
-    if (one->is_lost)
+    if (one->is_orphan)
       one->time = next;
     else
       next = std::min(next, one->time);
@@ -70,32 +71,33 @@ void find_lost(channel_track& track, const std::function<time_gap(std::uint32_t 
   std::int64_t last = 0;
   for (auto one = in_files.begin(); one != in_files.end(); ++one) {
     if (one == in_files.begin() || std::prev(one)->file != one->file) last = time_of_file(one->file).from;
-    if (!one->is_lost)
+    if (!one->is_orphan)
       last = std::max(last, one->time);
     else if (last < one->time)
-      track.lost.push_back({last, one->time});
+      aligned.orphan_spans.push_back({last, one->time});
   }
-  std::sort(track.lost.begin(), track.lost.end(),
+  std::sort(aligned.orphan_spans.begin(), aligned.orphan_spans.end(),
             [](const time_gap& a, const time_gap& b) { return a.from < b.from; });
   std::size_t kept = 0;
-  for (const time_gap& gap : track.lost)
-    if (kept != 0 && gap.from <= track.lost[kept - 1].to)
-      track.lost[kept - 1].to = std::max(track.lost[kept - 1].to, gap.to);
+  for (const time_gap& gap : aligned.orphan_spans)
+    if (kept != 0 && gap.from <= aligned.orphan_spans[kept - 1].to)
+      aligned.orphan_spans[kept - 1].to = std::max(aligned.orphan_spans[kept - 1].to, gap.to);
     else
-      track.lost[kept++] = gap;
-  track.lost.resize(kept);
+      aligned.orphan_spans[kept++] = gap;
+  aligned.orphan_spans.resize(kept);
 }
 
 std::size_t segment::bytes() const {
   std::size_t all = sizeof *this + events.capacity() * sizeof events[0] +
                     selected.capacity() * sizeof selected[0] +
                     bytes_before.capacity() * sizeof bytes_before[0];
-  for (const channel_track& track : channels)
-    all +=
-        sizeof track +
-        (track.entries.capacity() + track.left_out.capacity() + track.unplaced.capacity()) * sizeof(entry) +
-        (track.event.capacity() + track.left_out_event.capacity()) * sizeof(std::uint32_t) +
-        track.basket_end.capacity() * sizeof(std::uint64_t) + track.lost.capacity() * sizeof(time_gap);
+  for (const aligned_channel& aligned : channels)
+    all += sizeof aligned +
+           (aligned.entries.capacity() + aligned.duplicates.capacity() + aligned.orphans.capacity()) *
+               sizeof(entry) +
+           (aligned.event.capacity() + aligned.duplicate_event.capacity()) * sizeof(std::uint32_t) +
+           aligned.basket_end.capacity() * sizeof(std::uint64_t) +
+           aligned.orphan_spans.capacity() * sizeof(time_gap);
   return all;
 }
 
@@ -130,8 +132,8 @@ namespace {
 ravo_time_id id_of(const entry& one) { return {one.number, one.time}; }
 
 bool all_have_numbers(const segment& part) {
-  for (const channel_track& track : part.channels)
-    for (const entry& one : track.entries)
+  for (const aligned_channel& aligned : part.channels)
+    for (const entry& one : aligned.entries)
       if (one.number == 0) return false;
   return true;
 }
@@ -155,7 +157,7 @@ class merge {
   merge(segment& part, const alignment_rule& rule, const std::vector<bool>& slow, Order order)
       : part_(part), rule_(rule), slow_(slow), order_(order), places_(part.channels.size()) {
     for (std::size_t i = 0; i < part.channels.size(); ++i) {
-      places_[i].track = &part.channels[i];
+      places_[i].aligned = &part.channels[i];
       places_[i].count = part.channels[i].entries.size();
       part.channels[i].event.reserve(places_[i].count);
     }
@@ -163,17 +165,17 @@ class merge {
 
   void run() {
     while (const entry* first = earliest()) take(id_of(*first));
-    for (place& one : places_) one.track->entries.resize(one.kept);
+    for (place& one : places_) one.aligned->entries.resize(one.kept);
   }
 
  private:
   struct place {
-    channel_track* track = nullptr;
+    aligned_channel* aligned = nullptr;
     std::size_t count = 0;
     std::size_t next = 0;
     std::size_t kept = 0;
     bool ended() const { return next == count; }
-    const entry& head() const { return track->entries[next]; }
+    const entry& head() const { return aligned->entries[next]; }
   };
 
   // Of several that are one event the first channel's, or aligned by time the one with the earliest time.
@@ -200,21 +202,21 @@ class merge {
       bool taken = false;
       // The event itself is taken whatever the comparison says, so that every turn gets on.
       while (!one.ended() && order_(chosen, id_of(one.head())) == 0) {
-        entry here = one.track->entries[one.next++];
+        entry here = one.aligned->entries[one.next++];
         // A disputed entry may be another event's: it takes nobody's place.
-        if (taken && !is_disputed(here) && is_disputed(one.track->entries[one.kept - 1]))
-          std::swap(here, one.track->entries[one.kept - 1]);
+        if (taken && !is_disputed(here) && is_disputed(one.aligned->entries[one.kept - 1]))
+          std::swap(here, one.aligned->entries[one.kept - 1]);
         if (taken) {
-          one.track->left_out.push_back(here);
-          one.track->left_out_event.push_back(event);
+          one.aligned->duplicates.push_back(here);
+          one.aligned->duplicate_event.push_back(event);
           continue;
         }
         taken = true;
-        one.track->entries[one.kept++] = here;
-        one.track->event.push_back(event);
+        one.aligned->entries[one.kept++] = here;
+        one.aligned->event.push_back(event);
       }
       if (!taken) continue;
-      const entry& kept = one.track->entries[one.kept - 1];
+      const entry& kept = one.aligned->entries[one.kept - 1];
       const int rank = (is_disputed(kept) ? 2 : 0) + (slow_[i] ? 1 : 0);
       if (named && rank >= rank_of_named) continue;
       named = id_of(kept);
@@ -234,11 +236,11 @@ class merge {
 
 void align(segment& part, const alignment_rule& rule, const std::vector<bool>& slow) {
   part.by_number = rule.synch == synch_mode::by_number && all_have_numbers(part);
-  for (channel_track& track : part.channels) {
+  for (aligned_channel& aligned : part.channels) {
     if (part.by_number)
-      sort_entries(track.entries, [](const entry& a, const entry& b) { return a.number < b.number; });
+      sort_entries(aligned.entries, [](const entry& a, const entry& b) { return a.number < b.number; });
     else
-      sort_entries(track.entries, [](const entry& a, const entry& b) {
+      sort_entries(aligned.entries, [](const entry& a, const entry& b) {
         return in_microseconds(a.time) < in_microseconds(b.time);
       });
   }

@@ -1,8 +1,8 @@
 // A segment of the time line: files whose events belong together, and in them the aligned events, each with
 // the channels that have it. Built from the channels' rows by the rule of the slicer: two events are one
 // when their numbers are equal; where one has no number, or the selection aligns by time, when their times
-// differ by no more than the tolerance. Of one event a channel has one entry; a further one is told, and
-// left out.
+// differ by no more than the tolerance. Of one event a channel has one entry; further ones are duplicates,
+// which are counted and not delivered.
 #ifndef RAVO_DATASET_SEGMENT_H
 #define RAVO_DATASET_SEGMENT_H
 
@@ -27,26 +27,28 @@ struct time_gap {
   std::int64_t from = 0;
   std::int64_t to = 0;
 
+  /// When the events of a span were; any time for an empty one.
+  static time_gap of(const event_span& span);
   bool meets(const time_gap& other) const { return from < other.to && other.from < to; }
 };
 
 /// One channel in a segment: its entries in the order of the events.
-struct channel_track {
+struct aligned_channel {
   std::vector<entry> entries;
   std::vector<std::uint32_t> event;       ///< of each entry, its position in the segment's events
   std::vector<std::uint64_t> basket_end;  ///< by file of the segment
-  std::vector<entry> left_out;  ///< of an event of which the channel had an entry already, by events
-  std::vector<std::uint32_t> left_out_event;  ///< of each of these
-  std::vector<entry> unplaced;                ///< without an event header: of no event
-  std::vector<time_gap> lost;                 ///< when these may have been; by time, and apart
+  std::vector<entry> duplicates;  ///< of an event of which the channel had an entry already, by events
+  std::vector<std::uint32_t> duplicate_event;  ///< of each of these
+  std::vector<entry> orphans;                  ///< without an event header: they belong to no event
+  std::vector<time_gap> orphan_spans;          ///< when these may have been recorded; by time, and apart
 
   /// The entry of an event, or nothing.
   std::optional<std::size_t> at(std::uint32_t wanted) const;
-  /// The last entry at or before an event, and the first one behind it.
+  /// The last entry at or before an event, and the first one after it.
   std::optional<std::size_t> last_until(std::uint32_t wanted) const;
   std::optional<std::size_t> first_after(std::uint32_t wanted) const;
-  /// Whether an entry that is of no event may be from then.
-  bool may_have_lost(time_gap when) const;
+  /// Whether an entry that belongs to no event may have been recorded then.
+  bool may_have_orphans(time_gap when) const;
 };
 
 struct segment {
@@ -54,7 +56,7 @@ struct segment {
   std::vector<std::uint32_t> selected;  ///< positions of the events inside the limits and by the join
   std::vector<std::uint64_t>
       bytes_before;  ///< by selected event: stored bytes of the selected ones before it
-  std::vector<channel_track> channels;
+  std::vector<aligned_channel> channels;
   std::vector<std::uint32_t> files;  ///< positions in the dataset's files
   std::vector<bool> file_failed;     ///< its tables could not be read any more
   bool by_number = true;             ///< events are in the order of their numbers
@@ -76,10 +78,11 @@ int compare_events(const ravo_time_id& a, const ravo_time_id& b, const alignment
 /// Finds out when a channel's entries without an event header, or whose event is disputed, may have been:
 /// between their neighbours, since the entries of a channel follow one another in a file, and within the
 /// time of the file.
-void find_lost(channel_track& track, const std::function<time_gap(std::uint32_t file)>& time_of_file);
+void find_orphan_spans(aligned_channel& aligned,
+                       const std::function<time_gap(std::uint32_t file)>& time_of_file);
 
-/// Brings the channels' entries into order and aligns them: fills `events` and the tracks' `event`. `slow`
-/// says which channels are slow: their times do not name an event that another channel has.
+/// Brings the channels' entries into order and aligns them: fills `events` and the channels' `event`.
+/// `slow` says which channels are slow: their times do not name an event that another channel has.
 void align(segment& part, const alignment_rule& rule, const std::vector<bool>& slow);
 
 }  // namespace ravo::datasets

@@ -1,25 +1,11 @@
 #include "align/timeline.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <limits>
 #include <numeric>
 
 #include "ravo_dataset/errors.h"
 
 namespace ravo::datasets {
-namespace {
-
-/// Microseconds: farther away than any time, and not so far that sums of two would not fit.
-constexpr std::int64_t anywhere = std::numeric_limits<std::int64_t>::max() / 4;
-
-/// When events of a span were.
-time_gap time_of(const event_span& span) {
-  if (span.empty) return {-anywhere, anywhere};
-  return {in_microseconds(span.first), in_microseconds(span.last) + 1};
-}
-
-}  // namespace
 
 timeline::timeline(const selection& wanted, open_files& opened, memory_budget& memory,
                    read_ahead_list& ahead, const std::stop_token& stop)
@@ -196,7 +182,8 @@ std::size_t timeline::bytes_to_align(std::size_t index) const {
     for (const channel_place& place : files_[file].tables.places) entries += place.count;
     tables = std::max(tables, bytes_to_load_rows(files_[file].tables));
   }
-  const std::size_t of_channel = sizeof(channel_track) + slots_[index].files.size() * sizeof(std::uint64_t);
+  const std::size_t of_channel =
+      sizeof(aligned_channel) + slots_[index].files.size() * sizeof(std::uint64_t);
   return entries * (2 * sizeof(entry) + 80) + tables + names_.size() * of_channel + 4096;
 }
 
@@ -226,22 +213,22 @@ std::shared_ptr<const segment> timeline::load(std::size_t index, memory_share ro
       continue;
     }
     for (std::size_t channel = 0; channel < names_.size(); ++channel) {
-      channel_track& track = part->channels[channel];
+      aligned_channel& aligned = part->channels[channel];
       channel_rows& from = (*rows)[channel];
-      track.basket_end[i] = from.basket_end;
-      track.unplaced.insert(track.unplaced.end(), from.unplaced.begin(), from.unplaced.end());
+      aligned.basket_end[i] = from.basket_end;
+      aligned.orphans.insert(aligned.orphans.end(), from.orphans.begin(), from.orphans.end());
       if (one.files.size() == 1)
-        track.entries = std::move(from.entries);
+        aligned.entries = std::move(from.entries);
       else
-        track.entries.insert(track.entries.end(), from.entries.begin(), from.entries.end());
+        aligned.entries.insert(aligned.entries.end(), from.entries.begin(), from.entries.end());
     }
   }
   align(*part, rule_, slow_);
   if (wanted_.slow != slow_policy::none)
     for (std::size_t channel = 0; channel < names_.size(); ++channel)
       if (slow_[channel])
-        find_lost(part->channels[channel],
-                  [this](std::uint32_t file) { return time_of(files_[file].span); });
+        find_orphan_spans(part->channels[channel],
+                          [this](std::uint32_t file) { return time_gap::of(files_[file].span); });
   select(*part, index);
   const std::size_t bytes = part->bytes();
   if (bytes > part->memory.bytes())  // it is there already: nothing is waited for
@@ -265,95 +252,7 @@ std::shared_ptr<const segment> timeline::get(std::size_t index, patience how) {
   return part;
 }
 
-std::optional<placed_entry> timeline::last_before(std::size_t index, std::size_t channel,
-                                                  std::vector<time_gap>& passed_over, patience how) {
-  while (index-- > 0) {
-    if (!has_entries(index, channel)) continue;
-    auto part = get(index, how);
-    const channel_track& track = part->channels[channel];
-    if (!track.entries.empty()) return placed_entry{index, part, track.entries.size() - 1};
-    if (!track.lost.empty()) passed_over.push_back(time_of(slots_[index].span));
-  }
-  return std::nullopt;
-}
-
-std::optional<placed_entry> timeline::first_behind(std::size_t index, std::size_t channel,
-                                                   std::vector<time_gap>& passed_over, patience how) {
-  while (++index < segments()) {
-    if (!has_entries(index, channel)) continue;
-    auto part = get(index, how);
-    const channel_track& track = part->channels[channel];
-    if (!track.entries.empty()) return placed_entry{index, part, 0};
-    if (!track.lost.empty()) passed_over.push_back(time_of(slots_[index].span));
-  }
-  return std::nullopt;
-}
-
-/// Whether a segment may have an entry of the channel that is of no event and from then.
-bool timeline::may_have_lost(std::size_t index, const segment& part, std::size_t channel,
-                             time_gap when) const {
-  const time_gap own = time_of(slots_[index].span);
-  when = {std::max(when.from, own.from), std::min(when.to, own.to)};
-  return when.from < when.to && part.channels[channel].may_have_lost(when);
-}
-
-/// Whether a file that is missing may have a value of the channel from then.
-bool timeline::may_miss_values(std::size_t channel, time_gap when) {
-  if (std::any_of(gaps_.begin(), gaps_.end(), [&](const time_gap& gap) { return gap.meets(when); }))
-    return true;
-  if (!has_failed_files_) return false;
-  const std::lock_guard lock(mutex_);
-  return std::any_of(failed_files_.begin(), failed_files_.end(), [&](std::uint32_t file) {
-    const event_span& span = files_[file].span;
-    return files_[file].count(channel) > 0 &&
-           (span.empty || time_gap{in_microseconds(span.first), in_microseconds(span.last)}.meets(when));
-  });
-}
-
-std::optional<placed_entry> timeline::value_at(std::size_t index,
-                                               const std::shared_ptr<const segment>& part,
-                                               std::uint32_t event, std::size_t channel, patience how) {
-  const channel_track& track = part->channels[channel];
-  if (const auto own = track.at(event)) return placed_entry{index, part, *own};
-  if (wanted_.slow == slow_policy::none || !slow_[channel]) return std::nullopt;
-  std::vector<time_gap> passed_over;
-  const auto last = track.last_until(event);
-  const std::optional<placed_entry> before =
-      last ? placed_entry{index, part, *last} : last_before(index, channel, passed_over, how);
-  std::optional<placed_entry> behind;
-  const std::int64_t now = in_microseconds(part->events[event].time);
-  const auto distance = [&](const placed_entry& one) {
-    return std::abs(now - in_microseconds(one.in(channel).time));
-  };
-  if (wanted_.slow == slow_policy::nearest) {
-    const auto first = track.first_after(event);
-    behind = first ? placed_entry{index, part, *first} : first_behind(index, channel, passed_over, how);
-  }
-  const bool is_behind = behind && (!before || distance(*behind) < distance(*before));
-  const std::optional<placed_entry>& chosen = is_behind ? behind : before;
-  // The last value, or the nearest one, may lie in a file that is missing, or be of no event: then this one
-  // is not it for sure.
-  const std::int64_t reach = chosen ? distance(*chosen) : anywhere;
-  const time_gap when{now - reach, (wanted_.slow == slow_policy::nearest ? now + reach : now) + 1};
-  const auto is_lossy = [&](const std::optional<placed_entry>& one) {
-    return one && one->part != part && may_have_lost(one->segment_index, *one->part, channel, when);
-  };
-  const bool may_be_another = may_have_lost(index, *part, channel, when) || is_lossy(before) ||
-                              is_lossy(behind) ||
-                              std::any_of(passed_over.begin(), passed_over.end(),
-                                          [&](const time_gap& one) { return one.meets(when); }) ||
-                              may_miss_values(channel, when);
-  if (!chosen && may_be_another) return placed_entry{index, nullptr, 0, value_status::file_missing};
-  if (!chosen) return std::nullopt;
-  const bool is_stale =
-      may_be_another ||
-      (wanted_.max_age && static_cast<std::uint64_t>(distance(*chosen)) > *wanted_.max_age);
-  placed_entry held = *chosen;
-  held.status = is_stale ? value_status::stale : value_status::held;
-  return held;
-}
-
-// The tracks are walked once, each with a place of its own.
+// The channels' entries are walked once, each channel with a place of its own.
 void timeline::select(segment& part, std::size_t index) {
   const std::size_t channels = part.channels.size();
   std::vector<std::size_t> place(channels, 0);
@@ -372,9 +271,9 @@ void timeline::select(segment& part, std::size_t index) {
     std::uint64_t of_event = 0;
     bool all = true, joined = false;
     for (std::size_t i = 0; i < channels; ++i) {
-      const channel_track& track = part.channels[i];
-      const bool here = place[i] < track.event.size() && track.event[place[i]] == number;
-      if (here) of_event += track.entries[place[i]++].stored;
+      const aligned_channel& aligned = part.channels[i];
+      const bool here = place[i] < aligned.event.size() && aligned.event[place[i]] == number;
+      if (here) of_event += aligned.entries[place[i]++].stored;
       if (here) seen[i] = true;
       all = all && (here || (holds && slow_[i] && seen[i]));
       joined = joined || (here && i == join_channel_);

@@ -33,7 +33,7 @@ struct timed_file {
 struct placed_entry {
   std::size_t segment_index = 0;
   std::shared_ptr<const segment> part;
-  std::size_t index = 0;  ///< in the channel's track
+  std::size_t index = 0;  ///< among the channel's entries
   value_status status = value_status::ok;
   const entry& in(std::size_t channel) const { return part->channels[channel].entries[index]; }
 };
@@ -110,14 +110,17 @@ class timeline {
   void select(segment& part, std::size_t index);
   bool is_inside(const ravo_time_id& id) const;
   bool has_entries(std::size_t index, std::size_t channel) const;
-  /// Both note when the segments were that they pass over, since all of the channel's entries there are of
-  /// no event.
-  std::optional<placed_entry> last_before(std::size_t index, std::size_t channel,
-                                          std::vector<time_gap>& passed_over, patience how);
-  std::optional<placed_entry> first_behind(std::size_t index, std::size_t channel,
-                                           std::vector<time_gap>& passed_over, patience how);
+  struct slow_query;
+  struct neighbours;
+  neighbours find_neighbours(const slow_query& query);
+  std::optional<placed_entry> last_entry_before(const slow_query& query,
+                                                std::vector<time_gap>& passed_over);
+  std::optional<placed_entry> first_entry_after(const slow_query& query,
+                                                std::vector<time_gap>& passed_over);
+  static const placed_entry* choose(const slow_query& query, const neighbours& around);
+  bool may_be_another(const slow_query& query, const neighbours& around, const placed_entry* chosen);
   std::shared_ptr<const segment> get(std::size_t index, patience how);
-  bool may_have_lost(std::size_t index, const segment& part, std::size_t channel, time_gap when) const;
+  bool may_have_orphans(std::size_t index, const segment& part, std::size_t channel, time_gap when) const;
   bool may_miss_values(std::size_t channel, time_gap when);
 
   const selection& wanted_;

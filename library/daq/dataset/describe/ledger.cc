@@ -33,34 +33,6 @@ const char* file_refusal_text(file_refusal reason) {
   return index < file_refusal_count ? texts[index] : "unknown";
 }
 
-missing_cause missing_cause_of(value_status status) {
-  switch (status) {
-    case value_status::ok:
-    case value_status::not_recorded:
-    case value_status::held:
-    case value_status::stale:
-    case value_status::file_missing:
-      break;
-    case value_status::truncated:
-      return missing_cause::truncated;
-    case value_status::bad_checksum:
-      return missing_cause::bad_checksum;
-    case value_status::cannot_inflate:
-      return missing_cause::cannot_inflate;
-    case value_status::cannot_convert:
-      return missing_cause::cannot_convert;
-    case value_status::type_changed:
-      return missing_cause::type_changed;
-    case value_status::misdirected:
-      return missing_cause::misdirected;
-    case value_status::event_disputed:
-      return missing_cause::event_disputed;
-    case value_status::block_too_large:
-      return missing_cause::block_too_large;
-  }
-  return missing_cause::file_missing;
-}
-
 std::uint64_t channel_ledger::missing_total() const {
   return std::accumulate(missing.begin(), missing.end(), std::uint64_t{0});
 }

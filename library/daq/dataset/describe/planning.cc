@@ -118,21 +118,21 @@ class planner {
         plan_.problems.push_back(state_.files[part.files[i]].path + ": it cannot be read any more");
     index_bytes_ = std::max<std::uint64_t>(index_bytes_, part.memory.bytes());
     for (std::size_t channel = 0; channel < part.channels.size(); ++channel) {
-      const datasets::channel_track& track = part.channels[channel];
+      const datasets::aligned_channel& aligned = part.channels[channel];
       std::vector<std::uint32_t> own;
-      auto from = track.event.begin();
+      auto from = aligned.event.begin();
       for (const std::uint32_t event : events) {
-        from = std::lower_bound(from, track.event.end(), event);
-        if (from == track.event.end()) break;
-        if (*from == event) own.push_back(static_cast<std::uint32_t>(from - track.event.begin()));
+        from = std::lower_bound(from, aligned.event.end(), event);
+        if (from == aligned.event.end()) break;
+        if (*from == event) own.push_back(static_cast<std::uint32_t>(from - aligned.event.begin()));
       }
       plan_.channels[channel].values += own.size();
       for (const std::uint32_t index : own) {
-        plan_.channels[channel].stored_bytes += track.entries[index].stored;
-        largest_ = std::max<std::uint64_t>(largest_, track.entries[index].stored);
+        plan_.channels[channel].stored_bytes += aligned.entries[index].stored;
+        largest_ = std::max<std::uint64_t>(largest_, aligned.entries[index].stored);
       }
       const std::size_t stride = own.size() / looked_at_in_segment + 1;
-      for (std::size_t i = 0; i < own.size(); i += stride) look_at(part, channel, track.entries[own[i]]);
+      for (std::size_t i = 0; i < own.size(); i += stride) look_at(part, channel, aligned.entries[own[i]]);
     }
   }
 

@@ -30,7 +30,7 @@ class column_reader {
   /// Blocks of one segment and the rows that they are for.
   struct block_list {
     std::size_t segment = 0;
-    std::vector<std::uint32_t> index;  ///< in the channel's track
+    std::vector<std::uint32_t> index;  ///< among the channel's entries
     std::vector<std::uint64_t> row;
   };
   struct chunk {

@@ -60,15 +60,15 @@ void column_reader::take_memory_of_rows(std::size_t rows) {
 
 /// The rows of the events that the channel has.
 void column_reader::add_rows(std::size_t number, const segment& part, std::size_t& ordinal) {
-  const datasets::channel_track& track = part.channels[channel_];
+  const datasets::aligned_channel& aligned = part.channels[channel_];
   block_list list;
   list.segment = number;
   std::size_t at = 0;
   for (const std::uint32_t event : part.selected) {
     if (ordinal == state_->end_of_events()) break;
     const bool is_wanted = ordinal++ % state_->wanted.step == 0;
-    while (at < track.event.size() && track.event[at] < event) ++at;
-    if (!is_wanted || at == track.event.size() || track.event[at] != event) continue;
+    while (at < aligned.event.size() && aligned.event[at] < event) ++at;
+    if (!is_wanted || at == aligned.event.size() || aligned.event[at] != event) continue;
     account_others(part, event);
     list.index.push_back(static_cast<std::uint32_t>(at));
     list.row.push_back(data_.numbers.size());
@@ -81,14 +81,14 @@ void column_reader::add_rows(std::size_t number, const segment& part, std::size_
 
 /// The further entries that the channel has of an event.
 void column_reader::account_others(const segment& part, std::uint32_t event) {
-  const datasets::channel_track& track = part.channels[channel_];
+  const datasets::aligned_channel& aligned = part.channels[channel_];
   const auto [first, last] =
-      std::equal_range(track.left_out_event.begin(), track.left_out_event.end(), event);
-  const auto at = static_cast<std::size_t>(first - track.left_out_event.begin());
+      std::equal_range(aligned.duplicate_event.begin(), aligned.duplicate_event.end(), event);
+  const auto at = static_cast<std::size_t>(first - aligned.duplicate_event.begin());
   const auto count = static_cast<std::size_t>(last - first);
   if (count == 0) return;
   count_beside_rows([&] {
-    state_->account_others(data_.ledger, 0, channel_, std::span(track.left_out).subspan(at, count));
+    state_->account_others(data_.ledger, 0, channel_, std::span(aligned.duplicates).subspan(at, count));
   });
 }
 
@@ -106,7 +106,7 @@ void column_reader::count_beside_rows(const std::function<void()>& count) {
 
 /// For what is counted beside the rows of a segment, while the list grows.
 void column_reader::take_memory_of_extras(const segment& part) {
-  const std::size_t most = part.channels[channel_].left_out.size() + missing_cause_count;
+  const std::size_t most = part.channels[channel_].duplicates.size() + missing_cause_count;
   state_->take_memory(2 * most * sizeof(column_data::beside_row),
                       "What is missing of the column " + data_.channel, kept_->more.emplace_back());
 }

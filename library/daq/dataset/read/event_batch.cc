@@ -89,17 +89,17 @@ class batch_decoder {
     state_.check_stop();
     wanted_.clear();
     last_held_.reset();
-    const datasets::channel_track& track = part_->channels[channel];
+    const datasets::aligned_channel& aligned = part_->channels[channel];
     const bool may_hold = state_.wanted.slow != slow_policy::none && state_.timeline.is_slow(channel);
-    auto place = std::lower_bound(track.event.begin(), track.event.end(), plan_.events.front()) -
-                 track.event.begin();
+    auto place = std::lower_bound(aligned.event.begin(), aligned.event.end(), plan_.events.front()) -
+                 aligned.event.begin();
     for (std::size_t i = 0; i < plan_.events.size(); ++i) {
       const std::uint32_t event = plan_.events[i];
-      while (static_cast<std::size_t>(place) < track.event.size() &&
-             track.event[static_cast<std::size_t>(place)] < event)
+      while (static_cast<std::size_t>(place) < aligned.event.size() &&
+             aligned.event[static_cast<std::size_t>(place)] < event)
         ++place;
       const auto index = static_cast<std::size_t>(place);
-      if (index < track.event.size() && track.event[index] == event)
+      if (index < aligned.event.size() && aligned.event[index] == event)
         want(cell(i, channel), {plan_.segment, part_, index}, channel);
       else if (may_hold)
         want_held(cell(i, channel), event, channel);
@@ -110,15 +110,15 @@ class batch_decoder {
   }
 
   bool note_others(std::size_t channel) {
-    const datasets::channel_track& track = part_->channels[channel];
-    for (std::size_t i = 0; i < track.left_out.size(); ++i) {
+    const datasets::aligned_channel& aligned = part_->channels[channel];
+    for (std::size_t i = 0; i < aligned.duplicates.size(); ++i) {
       const auto found =
-          std::lower_bound(plan_.events.begin(), plan_.events.end(), track.left_out_event[i]);
-      if (found == plan_.events.end() || *found != track.left_out_event[i]) continue;
+          std::lower_bound(plan_.events.begin(), plan_.events.end(), aligned.duplicate_event[i]);
+      if (found == plan_.events.end() || *found != aligned.duplicate_event[i]) continue;
       // As the list grows it is there twice.
       if (!state_.memory.try_grow(3 * sizeof(event_batch::other_entry), batch_->share_)) return false;
       batch_->others_.push_back(
-          {static_cast<std::size_t>(found - plan_.events.begin()), channel, track.left_out[i]});
+          {static_cast<std::size_t>(found - plan_.events.begin()), channel, aligned.duplicates[i]});
     }
     return true;
   }

@@ -351,10 +351,10 @@ bool event_reader::split(batch_plan& plan) {
   if (options_.order == event_order::backward) first.swap(second);
   rest->plan.stored_bytes = plan.stored_bytes / plan.events.size() * second.size();
   rest->plan.events = std::move(second);
-  const std::uint64_t left_out = rest->plan.stored_bytes;
+  const std::uint64_t put_off = rest->plan.stored_bytes;
   if (!ahead_.empty()) ahead_.insert(ahead_.begin() + 1, std::move(rest));  // its own place is the first
   plan.events = std::move(first);
-  plan.stored_bytes -= left_out;
+  plan.stored_bytes -= put_off;
   return true;
 }
 

@@ -32,7 +32,33 @@ inline constexpr std::size_t missing_cause_count = 11;
 /// A few words. Static text.
 const char* missing_cause_text(missing_cause cause);
 /// The cause of a status for which is_missing() holds.
-missing_cause missing_cause_of(value_status status);
+constexpr missing_cause missing_cause_of(value_status status) {
+  switch (status) {
+    case value_status::ok:
+    case value_status::not_recorded:
+    case value_status::held:
+    case value_status::stale:
+    case value_status::file_missing:
+      break;
+    case value_status::truncated:
+      return missing_cause::truncated;
+    case value_status::bad_checksum:
+      return missing_cause::bad_checksum;
+    case value_status::cannot_inflate:
+      return missing_cause::cannot_inflate;
+    case value_status::cannot_convert:
+      return missing_cause::cannot_convert;
+    case value_status::type_changed:
+      return missing_cause::type_changed;
+    case value_status::misdirected:
+      return missing_cause::misdirected;
+    case value_status::event_disputed:
+      return missing_cause::event_disputed;
+    case value_status::block_too_large:
+      return missing_cause::block_too_large;
+  }
+  return missing_cause::file_missing;
+}
 
 /// One value that is missing.
 struct missing_value {
