@@ -44,7 +44,7 @@ class name_numbers {
     constexpr std::size_t of_name = 320;
     const auto found = numbers_.find(name);
     if (found != numbers_.end()) return found->second;
-    if (!memory_.try_grow(of_name + 2 * name.size(), share_)) return std::nullopt;
+    if (!memory_.try_grow(reserved_, of_name + 2 * name.size())) return std::nullopt;
     const auto number = static_cast<std::uint32_t>(numbers_.size());
     return numbers_.emplace(std::string(name), number).first->second;
   }
@@ -59,7 +59,7 @@ class name_numbers {
 
  private:
   datasets::memory_budget& memory_;
-  datasets::memory_share share_;
+  datasets::reservation reserved_;
   std::map<std::string, std::uint32_t, std::less<>> numbers_;
 };
 
@@ -79,7 +79,7 @@ class room_for_tables {
   /// Of one file; given back in the end, but for what is kept.
   class part {
    public:
-    part(room_for_tables& room, datasets::memory_share& share, company how)
+    part(room_for_tables& room, datasets::reservation& share, company how)
         : room_(room), share_(share), how_(how) {}
     ~part() { end(0); }
     part(const part&) = delete;
@@ -104,7 +104,7 @@ class room_for_tables {
       if (std::exchange(is_taken_, false)) room_.give_back(kept, share_, how_);
     }
     room_for_tables& room_;
-    datasets::memory_share& share_;
+    datasets::reservation& share_;
     company how_;
     bool is_taken_ = false;
   };
@@ -117,11 +117,11 @@ class room_for_tables {
 
  private:
   void take(std::size_t bytes, const datasets::table_bytes& tables, const std::string& path,
-            datasets::memory_share& share, company how) {
+            datasets::reservation& share, company how) {
     std::unique_lock lock(mutex_);
     for (;;) {
       const bool is_my_turn = !is_one_alone_ && (how == company::shared || holders_ == 0);
-      if (is_my_turn && memory_.try_take(bytes, share)) break;
+      if (is_my_turn && memory_.try_grow(share, bytes)) break;
       if (is_my_turn && holders_ == 0)
         refuse("Looking into " + path + " takes " + std::to_string(bytes) +
                " bytes, since its channel dictionary has " + std::to_string(tables.dictionary) +
@@ -132,7 +132,7 @@ class room_for_tables {
     ++holders_;
     is_one_alone_ = how == company::alone;
   }
-  void give_back(std::size_t kept, datasets::memory_share& share, company how) {
+  void give_back(std::size_t kept, datasets::reservation& share, company how) {
     {
       const std::lock_guard lock(mutex_);
       share.shrink(kept);
@@ -174,10 +174,15 @@ dataset_options completed(dataset_options options) {
 dataset_state::dataset_state(selection what, dataset_options how)
     : wanted(std::move(what)),
       options(completed(std::move(how))),
-      memory(options.memory_limit),
+      memory(options.memory_limit, options.stop),
       opened(std::max<std::size_t>(options.open_files, 1)),
-      timeline(wanted, opened, memory, ahead, options.stop),
-      pool(options.threads) {}
+      timeline(wanted, opened, memory),
+      pool(options.threads) {
+  memory.set_reclaim([this] {
+    return timeline.drop_oldest() || ahead.give_one_back(datasets::batch_turn::later) ||
+           ahead.give_one_back(datasets::batch_turn::now);
+  });
+}
 
 void dataset_state::open() {
   if (wanted.step == 0) throw selection_error("The step of a selection is 1 or more");
@@ -205,7 +210,7 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
   opened.set_paths(paths);
   std::vector<looked_into> found(paths.size());
   name_numbers numbers(memory);
-  std::vector<datasets::memory_share> shares(paths.size());
+  std::vector<datasets::reservation> shares(paths.size());
   room_for_tables room(*this, memory);
   const auto look_into = [&](std::size_t i, const datasets::open_file& file, room_for_tables::company how) {
     room_for_tables::part room_of_file(room, shares[i], how);
@@ -297,7 +302,7 @@ void dataset_state::look_into_files(const std::vector<std::string>& paths) {
                             channels.size() * (sizeof(dataset_channel) + sizeof(channel_ledger) +
                                                2 * sizeof(datasets::wanted_channel));
   // Nobody has anything yet that he could give back.
-  if (!memory.try_take(known, tables_))
+  if (!memory.try_grow(tables_, known))
     throw memory_exceeded("What is known of " + std::to_string(files.size()) + " files and " +
                           std::to_string(channels.size()) + " channels takes " + std::to_string(known) +
                           " bytes, and " + std::to_string(memory.used()) + " of the memory limit of " +
@@ -334,9 +339,9 @@ int dataset_state::member_of(const std::string& channel, const std::string& memb
                              const std::function<void(const place_visitor&)>& visit_files) {
   std::optional<std::int32_t> type;
   visit_files([&](const datasets::known_file& known) {
-    datasets::memory_share share;
-    take_memory(datasets::bytes_to_load_rows(known) + known.places[0].count * 2 * sizeof(entry),
-                "Finding the members of " + channel, share);
+    const datasets::reservation room =
+        reserve(datasets::bytes_to_load_rows(known) + known.places[0].count * 2 * sizeof(entry),
+                "Finding the members of " + channel);
     const auto file = opened.get(known.position);
     const auto rows = file ? datasets::load_rows(*file, known, {channel}) : std::nullopt;
     if (!rows) return true;

@@ -16,10 +16,10 @@
 #include "align/timeline.h"
 #include "ravo_dataset/dataset.h"
 #include "read/block_reading.h"
-#include "read/read_ahead.h"
 #include "select/channel_patterns.h"
 #include "work/memory_budget.h"
 #include "work/open_files.h"
+#include "work/read_ahead.h"
 #include "work/worker_pool.h"
 
 namespace ravo {
@@ -52,10 +52,9 @@ class dataset_state {
                                         std::uint32_t file,
                                         std::shared_ptr<const datasets::open_file>& opened);
 
-  /// Takes memory of the limit; waits for it. Throws memory_exceeded, which names `what`, or
-  /// read_cancelled.
-  void take_memory(std::size_t bytes, const std::string& what, datasets::memory_share& share) {
-    timeline.take_memory(bytes, what.c_str(), share);
+  /// Reserves memory, and waits for it.
+  datasets::reservation reserve(std::size_t bytes, const std::string& what) {
+    return memory.reserve(bytes, what, datasets::on_full::wait);
   }
 
   /// The account of a reading that begins: what is known to be missing already.
@@ -118,17 +117,17 @@ class dataset_state {
                     const datasets::entry& where, missing_cause cause) const;
   bool takes_whole_file(std::uint32_t file) const;
 
-  datasets::memory_share tables_;  ///< for what is known of the files and channels
-  mutable std::mutex mutex_;       ///< guards ledger_
+  datasets::reservation tables_;  ///< for what is known of the files and channels
+  mutable std::mutex mutex_;      ///< guards ledger_
   read_ledger ledger_;
 };
 
-/// A share of the memory that may outlive the dataset: it keeps the account alive.
-struct kept_share {
-  explicit kept_share(std::shared_ptr<dataset_state> its_state) : state(std::move(its_state)) {}
+/// Reservations that may outlive the dataset: they keep its budget alive.
+struct kept_memory {
+  explicit kept_memory(std::shared_ptr<dataset_state> its_state) : state(std::move(its_state)) {}
   std::shared_ptr<dataset_state> state;
-  datasets::memory_share share;
-  std::vector<datasets::memory_share> more;
+  datasets::reservation values;
+  std::vector<datasets::reservation> tables;
 };
 
 }  // namespace ravo

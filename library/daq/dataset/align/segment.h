@@ -60,7 +60,7 @@ struct segment {
   std::vector<std::uint32_t> files;  ///< positions in the dataset's files
   std::vector<bool> file_failed;     ///< its tables could not be read any more
   bool by_number = true;             ///< events are in the order of their numbers
-  memory_share memory;
+  reservation memory;
 
   std::size_t bytes() const;
   std::uint64_t basket_end(std::size_t channel, std::uint32_t file) const;

@@ -7,13 +7,10 @@
 
 namespace ravo::datasets {
 
-timeline::timeline(const selection& wanted, open_files& opened, memory_budget& memory,
-                   read_ahead_list& ahead, const std::stop_token& stop)
+timeline::timeline(const selection& wanted, open_files& opened, memory_budget& memory)
     : wanted_(wanted),
       opened_(opened),
       memory_(memory),
-      ahead_(ahead),
-      stop_(stop),
       rule_{wanted.synch, static_cast<double>(wanted.tolerance.timeup) * 1e6 + wanted.tolerance.timelow} {}
 
 void timeline::set(std::vector<timed_file> files, std::vector<std::string> names, std::vector<bool> slow,
@@ -87,27 +84,32 @@ bool timeline::is_inside(const ravo_time_id& id) const {
   return true;
 }
 
-std::shared_ptr<const segment> timeline::get(std::size_t index) {
-  slot& one = slots_[index];
-  const std::lock_guard lock(one.mutex);
-  if (auto built = one.built.lock()) return built;
-  memory_share room;
-  take_memory(bytes_to_align(index), "Aligning one segment of files", room);
-  return build(index, std::move(room));
+std::shared_ptr<const segment> timeline::get(std::size_t index, on_full how) {
+  constexpr char what[] = "Aligning one segment of files";
+  std::shared_ptr<const segment> part;
+  if (how == on_full::wait) {
+    memory_.wait_until([&] { return (part = try_get(index)) != nullptr; }, bytes_to_align(index), what);
+    return part;
+  }
+  try {
+    part = try_get(index);
+  } catch (const memory_exceeded&) {
+    // It takes more than was expected: for good or not, that is found when somebody may wait.
+  }
+  if (!part) throw memory_refused();
+  return part;
 }
 
-std::shared_ptr<const segment> timeline::get_if_room(std::size_t index) {
+/// Null where there is no room. Nobody waits for memory with the slot locked: whoever comes for the same
+/// segment may hold the memory that is waited for.
+std::shared_ptr<const segment> timeline::try_get(std::size_t index) {
   slot& one = slots_[index];
   const std::lock_guard lock(one.mutex);
   if (auto built = one.built.lock()) return built;
-  memory_share room;
-  while (!memory_.try_take(bytes_to_align(index), room))
+  reservation room;
+  while (!memory_.try_grow(room, bytes_to_align(index)))
     if (!drop_oldest()) return nullptr;
-  try {
-    return build(index, std::move(room));
-  } catch (const memory_exceeded&) {
-    return nullptr;
-  }
+  return build(index, std::move(room));
 }
 
 std::optional<std::size_t> timeline::known_selected_in(std::size_t index) {
@@ -118,26 +120,13 @@ std::optional<std::size_t> timeline::known_selected_in(std::size_t index) {
 
 std::size_t timeline::selected_in(std::size_t index) {
   const auto known = known_selected_in(index);
-  return known ? *known : get(index)->selected.size();
+  return known ? *known : get(index, on_full::wait)->selected.size();
 }
 
 std::size_t timeline::selected_before(std::size_t index) {
   std::size_t all = 0;
   for (std::size_t i = 0; i < index; ++i) all += selected_in(i);
   return all;
-}
-
-void timeline::take_memory(std::size_t bytes, const char* what, memory_share& share) {
-  while (!memory_.try_take(bytes, share)) {
-    if (drop_oldest()) continue;
-    // What is being decoded ahead may be there in a moment.
-    const auto make_room = [this] {
-      if (!ahead_.give_one_back(batch_turn::later)) ahead_.give_one_back(batch_turn::now);
-      return stop_.stop_requested();
-    };
-    if (!memory_.take(bytes, what, share, make_room)) throw read_cancelled();
-    return;
-  }
 }
 
 bool timeline::drop_oldest() {
@@ -166,7 +155,7 @@ void timeline::keep(const std::shared_ptr<const segment>& built) {
 }
 
 /// The segment's slot is locked.
-std::shared_ptr<const segment> timeline::build(std::size_t index, memory_share room) {
+std::shared_ptr<const segment> timeline::build(std::size_t index, reservation room) {
   auto built = load(index, std::move(room));
   keep(built);
   slots_[index].built = built;
@@ -187,7 +176,7 @@ std::size_t timeline::bytes_to_align(std::size_t index) const {
   return entries * (2 * sizeof(entry) + 80) + tables + names_.size() * of_channel + 4096;
 }
 
-std::shared_ptr<const segment> timeline::load(std::size_t index, memory_share room) {
+std::shared_ptr<const segment> timeline::load(std::size_t index, reservation room) {
   const slot& one = slots_[index];
   auto part = std::make_shared<segment>();
   part->memory = std::move(room);
@@ -232,7 +221,7 @@ std::shared_ptr<const segment> timeline::load(std::size_t index, memory_share ro
   select(*part, index);
   const std::size_t bytes = part->bytes();
   if (bytes > part->memory.bytes())  // it is there already: nothing is waited for
-    if (!memory_.try_grow(bytes - part->memory.bytes(), part->memory))
+    if (!memory_.try_grow(part->memory, bytes - part->memory.bytes()))
       throw memory_exceeded("Aligning one segment of files needs " + std::to_string(bytes) +
                             " bytes; raise the limit or select less");
   part->memory.shrink(bytes);
@@ -243,13 +232,6 @@ bool timeline::has_entries(std::size_t index, std::size_t channel) const {
   const auto& files = slots_[index].files;
   return std::any_of(files.begin(), files.end(),
                      [&](std::uint32_t file) { return files_[file].count(channel) > 0; });
-}
-
-std::shared_ptr<const segment> timeline::get(std::size_t index, patience how) {
-  if (how == patience::waits) return get(index);
-  auto part = get_if_room(index);
-  if (!part) throw no_room_now();
-  return part;
 }
 
 // The channels' entries are walked once, each channel with a place of its own.

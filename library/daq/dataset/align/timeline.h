@@ -8,14 +8,12 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <vector>
 
 #include "align/file_tables.h"
 #include "align/segment.h"
 #include "ravo_dataset/status.h"
-#include "read/read_ahead.h"
 #include "work/memory_budget.h"
 #include "work/open_files.h"
 
@@ -38,16 +36,9 @@ struct placed_entry {
   const entry& in(std::size_t channel) const { return part->channels[channel].entries[index]; }
 };
 
-/// Whether there is time to wait for memory. Who holds memory that others may be waiting for has none.
-enum class patience { waits, does_not_wait };
-/// Thrown where there is no room now, and nobody waits for it.
-struct no_room_now {};
-
 class timeline {
  public:
-  /// Ends what waits for memory with read_cancelled when `stop` says so.
-  timeline(const selection& wanted, open_files& opened, memory_budget& memory, read_ahead_list& ahead,
-           const std::stop_token& stop);
+  timeline(const selection& wanted, open_files& opened, memory_budget& memory);
 
   /// Cuts the files into segments. `names` and `slow`: of each channel. `join_channel`: of
   /// join_policy::with.
@@ -58,11 +49,9 @@ class timeline {
   void set_gaps(std::vector<time_gap> gaps) { gaps_ = std::move(gaps); }
 
   std::size_t segments() const { return slots_.size(); }
-  /// The aligned segment. For several threads at once.
-  std::shared_ptr<const segment> get(std::size_t index);
-  /// The same, or nothing where there is no room to align it now: for those who would wait with memory of
-  /// their own.
-  std::shared_ptr<const segment> get_if_room(std::size_t index);
+  /// The aligned segment. Where there is no room to align it, segments that nobody uses are dropped for it;
+  /// then it is as memory_budget::reserve(). For several threads at once.
+  std::shared_ptr<const segment> get(std::size_t index, on_full how);
   /// Whether a segment's files reach into the limits of time: others have no selected events.
   bool may_have_events(std::size_t index) const;
   /// The memory that aligning a segment takes, at most.
@@ -80,13 +69,10 @@ class timeline {
   /// What a channel has at an event: its entry, or by the slow policy another one's. Nothing: not recorded.
   /// Another one's may lie in a segment that has to be aligned first.
   std::optional<placed_entry> value_at(std::size_t index, const std::shared_ptr<const segment>& part,
-                                       std::uint32_t event, std::size_t channel, patience how);
+                                       std::uint32_t event, std::size_t channel, on_full how);
 
   /// Drops a kept segment that nobody uses, for its memory; false when there is none.
   bool drop_oldest();
-  /// Takes memory, for which kept segments and what is decoded ahead of use make room. Throws
-  /// memory_exceeded, which names `what`, and read_cancelled.
-  void take_memory(std::size_t bytes, const char* what, memory_share& share);
 
   const alignment_rule& rule() const { return rule_; }
   bool is_slow(std::size_t channel) const { return slow_[channel]; }
@@ -104,8 +90,9 @@ class timeline {
   void cut_into_segments();
   bool belong_together(const event_span& a, const event_span& b) const;
   bool is_outside(const event_span& span) const;
-  std::shared_ptr<const segment> build(std::size_t index, memory_share room);
-  std::shared_ptr<const segment> load(std::size_t index, memory_share room);
+  std::shared_ptr<const segment> try_get(std::size_t index);
+  std::shared_ptr<const segment> build(std::size_t index, reservation room);
+  std::shared_ptr<const segment> load(std::size_t index, reservation room);
   void keep(const std::shared_ptr<const segment>& built);
   void select(segment& part, std::size_t index);
   bool is_inside(const ravo_time_id& id) const;
@@ -119,15 +106,12 @@ class timeline {
                                                 std::vector<time_gap>& passed_over);
   static const placed_entry* choose(const slow_query& query, const neighbours& around);
   bool may_be_another(const slow_query& query, const neighbours& around, const placed_entry* chosen);
-  std::shared_ptr<const segment> get(std::size_t index, patience how);
   bool may_have_orphans(std::size_t index, const segment& part, std::size_t channel, time_gap when) const;
   bool may_miss_values(std::size_t channel, time_gap when);
 
   const selection& wanted_;
   open_files& opened_;
   memory_budget& memory_;
-  read_ahead_list& ahead_;
-  const std::stop_token& stop_;
   alignment_rule rule_;
   std::vector<timed_file> files_;
   std::vector<std::string> names_;

@@ -26,7 +26,7 @@ struct timeline::slow_query {
   const std::shared_ptr<const segment>& part;
   std::uint32_t event;
   std::size_t channel;
-  patience how;
+  on_full how;
   std::int64_t now = in_microseconds(part->events[event].time);
 
   std::int64_t distance(const placed_entry& other) const {
@@ -44,7 +44,7 @@ struct timeline::neighbours {
 
 std::optional<placed_entry> timeline::value_at(std::size_t index,
                                                const std::shared_ptr<const segment>& part,
-                                               std::uint32_t event, std::size_t channel, patience how) {
+                                               std::uint32_t event, std::size_t channel, on_full how) {
   if (const auto own = part->channels[channel].at(event)) return placed_entry{index, part, *own};
   if (wanted_.slow == slow_policy::none || !slow_[channel]) return std::nullopt;
   const slow_query query{index, part, event, channel, how};

@@ -20,7 +20,7 @@ void visit_segments(dataset_state& state,
     const auto align = [&](std::size_t i) {
       state.check_stop();
       const datasets::memory_budget::at_work at_work(state.memory);
-      parts[i] = line.get(wave[i]);
+      parts[i] = line.get(wave[i], datasets::on_full::wait);
     };
     if (wave.size() == 1)
       align(0);  // it needs no turn on the threads, which another reading may have for long

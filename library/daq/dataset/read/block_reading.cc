@@ -118,11 +118,11 @@ found_block find_block(const block_source_file& source, const file_part& part, c
 }
 
 found_block find_again(const block_source_file& source, const entry& where, std::uint64_t needed_end,
-                       const memory_slab& buffer, const std::function<bool(std::size_t)>& take_room) {
+                       const pooled_buffer& buffer, const std::function<void(std::size_t)>& fit_block) {
   found_block found;
   if (needed_end > source.basket_end || needed_end <= where.chhd) return found;
   const std::size_t size = needed_end - where.chhd;
-  if (!take_room(size)) return found;
+  fit_block(size);
   unsigned char* bytes = buffer.data();
   const auto got = source.file->read(where.chhd, bytes, size);
   if (!got) {
@@ -192,7 +192,7 @@ block_window next_window(const std::vector<entry>& blocks, std::size_t first, st
 
 void read_window(const block_source_file& source, const std::vector<entry>& blocks, std::size_t first,
                  const block_window& window, const read_buffers& buffers,
-                 const std::function<bool(std::size_t)>& take_room,
+                 const std::function<void(std::size_t)>& fit_block,
                  const std::function<void(std::size_t, const found_block&)>& take) {
   found_block missing;
   missing.status = value_status::file_missing;
@@ -220,7 +220,7 @@ void read_window(const block_source_file& source, const std::vector<entry>& bloc
     if (is_in_basket && stated > room_for_heads && stated - room_for_heads > source.largest_block)
       found.status = value_status::block_too_large;
     else if (needed_end != 0)
-      found = find_again(source, blocks[i], needed_end, buffers.block, take_room);
+      found = find_again(source, blocks[i], needed_end, buffers.block, fit_block);
     take(i, found);
   }
 }

@@ -53,16 +53,16 @@ block_window next_window(const std::vector<entry>& blocks, std::size_t first, st
 
 /// Where windows are read to, and blocks that are longer than their place.
 struct read_buffers {
-  memory_slab window;
-  memory_slab block;
+  pooled_buffer window;
+  pooled_buffer block;
 };
 
 /// Reads a window into `buffers.window`, which has room for it, finds its blocks and hands each over, with
-/// its position in `blocks`. A block that says that it is longer than its place is read again by itself
-/// when `take_room` makes `buffers.block` large enough. What is handed over is valid during the call.
+/// its position in `blocks`. A block that says that it is longer than its place is read again by itself:
+/// `fit_block` makes `buffers.block` large enough. What is handed over is valid during the call.
 void read_window(const block_source_file& source, const std::vector<entry>& blocks, std::size_t first,
                  const block_window& window, const read_buffers& buffers,
-                 const std::function<bool(std::size_t)>& take_room,
+                 const std::function<void(std::size_t)>& fit_block,
                  const std::function<void(std::size_t, const found_block&)>& take);
 
 /// What the head of a block says of it; `part` needs to hold no more than that.

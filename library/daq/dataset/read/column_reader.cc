@@ -12,11 +12,13 @@ using datasets::block_window;
 using datasets::entry;
 using datasets::found_block;
 using datasets::item;
+using datasets::memory_refused;
+using datasets::on_full;
 using datasets::segment;
 
 column_reader::column_reader(const std::shared_ptr<dataset_state>& state, std::size_t channel,
                              const column_options& options)
-    : state_(state), channel_(channel), options_(options), kept_(std::make_shared<kept_share>(state)) {
+    : state_(state), channel_(channel), options_(options), kept_(std::make_shared<kept_memory>(state)) {
   data_.share_ = kept_;
   data_.channel = state->channels[channel].label;
   data_.ledger = state->new_account();
@@ -101,10 +103,11 @@ std::size_t column_reader::row_bytes() const {
 }
 
 /// Before workers run: then only the first blocks hold memory, and nobody would give it back.
-void column_reader::take_memory(std::size_t bytes, const std::string& what, datasets::memory_share& share) {
-  if (state_->memory.try_take(bytes, share)) return;
+datasets::reservation column_reader::reserve(std::size_t bytes, const std::string& what) {
+  datasets::reservation reserved;
+  if (state_->memory.try_grow(reserved, bytes)) return reserved;
   first_blocks_.clear();
-  state_->take_memory(bytes, what, share);
+  return state_->reserve(bytes, what);
 }
 
 void column_reader::store_first() {
@@ -122,7 +125,7 @@ void column_reader::store_first() {
   for (std::size_t i = 0; i < first_blocks_.size(); ++i) {
     if (stored[i] == value_status::ok) stored_rows_.push_back(first_blocks_[i].row);
     if (first_blocks_[i].work == nullptr) continue;
-    first_blocks_[i].work->is_alone = false;
+    first_blocks_[i].work->how = on_full::refuse;
     put_back(std::move(first_blocks_[i].work));
   }
   first_blocks_.clear();
@@ -169,19 +172,21 @@ std::unique_ptr<column_reader::scratch> column_reader::take_scratch() {
 
 void column_reader::put_back(std::unique_ptr<scratch> work) {
   const std::lock_guard lock(mutex_);  // who waits has counted itself before it clears the list
-  if (waiting_ == 0) free_.push_back(std::move(work));
+  if (!turn_.is_waited_for()) free_.push_back(std::move(work));
 }
 
-/// One of the buffers, large enough. A worker that waited with what it has could wait for others that do
-/// the same: only one at a time waits, and the others let go of all that they have.
-unsigned char* column_reader::fit(scratch& work, datasets::memory_slab& buffer, std::size_t size) {
-  if (state_->memory.try_fit(buffer, size)) return buffer.data();
-  if (!work.is_alone) throw needs_room();
-  work.inflated.release();
-  work.decoded.release();
-  datasets::memory_share share;
-  state_->take_memory(size, "Decoding a block of " + data_.channel, share);
-  buffer = state_->memory.make_slab(std::move(share));
+/// One of the buffers, large enough.
+unsigned char* column_reader::fit(scratch& work, datasets::pooled_buffer& buffer, std::size_t size) {
+  if (buffer.data() != nullptr && buffer.size() >= size) return buffer.data();
+  const std::string what = "Decoding a block of " + data_.channel;
+  try {
+    state_->memory.fit(buffer, size, what, on_full::refuse);
+  } catch (const memory_refused&) {
+    if (work.how == on_full::refuse) throw;
+    work.inflated.release();
+    work.decoded.release();
+    state_->memory.fit(buffer, size, what, on_full::wait);
+  }
   return buffer.data();
 }
 
@@ -189,8 +194,8 @@ void column_reader::read_window(const datasets::block_source_file& source, const
                                 std::size_t first, const block_window& window, scratch& work,
                                 const std::function<void(std::size_t, const found_block&)>& take) {
   fit(work, work.read.window, window.bytes);
-  const auto take_room = [&](std::size_t size) { return fit(work, work.read.block, size) != nullptr; };
-  datasets::read_window(source, blocks, first, window, work.read, take_room, take);
+  const auto fit_block = [&](std::size_t size) { fit(work, work.read.block, size); };
+  datasets::read_window(source, blocks, first, window, work.read, fit_block, take);
 }
 
 /// The payload of a block as it lies in the file, once it is inflated; nothing, and why.
@@ -207,54 +212,49 @@ std::optional<byte_view> column_reader::inflate(const found_block& found, scratc
 }
 
 /// More memory for what workers keep until the column is done: nobody would give it back while others wait.
-void column_reader::grow(datasets::memory_share& share, std::size_t bytes, const char* what) {
-  while (!state_->memory.try_grow(bytes, share))
+void column_reader::grow(datasets::reservation& reserved, std::size_t bytes, const char* what) {
+  while (!state_->memory.try_grow(reserved, bytes))
     if (!state_->timeline.drop_oldest())
       throw memory_exceeded(
           "The " + std::string(what) + " of " + data_.channel + " do not fit into the memory limit of " +
           std::to_string(state_->memory.limit()) + " bytes; raise the limit or select less");
 }
 
-void column_reader::reserve(ragged_part& part, std::size_t more) {
+void column_reader::make_room(ragged_part& part, std::size_t more) {
   const std::size_t needed = part.bytes.size() + more, had = part.bytes.capacity();
   if (needed <= had) return;
   const std::size_t wanted = std::max({needed, 2 * had, std::size_t{4096}});
-  grow(part.share, wanted, "rows of different shapes");  // while it grows there are both
+  grow(part.reserved, wanted, "rows of different shapes");  // while it grows there are both
   part.bytes.reserve(wanted);
-  part.share.shrink(part.share.bytes() - had);
+  part.reserved.shrink(part.reserved.bytes() - had);
 }
 
 void column_reader::read_chunk(std::size_t number) {
   if (!is_ragged_ && is_irregular_) return;
   state_->check_stop();
   const datasets::memory_budget::at_work at_work(state_->memory);
+  turn_.run([&](on_full how) { read_chunk(number, how); });
+}
+
+void column_reader::read_chunk(std::size_t number, on_full how) {
+  if (is_ragged_) parts_[number] = {};
   const std::size_t of_segment = lists_[chunks_[number].list].segment;
-  if (waiting_ == 0) try {
-      // Before the buffers: another worker may be aligning it, and wait for their memory.
-      if (const auto part = state_->timeline.get_if_room(of_segment)) {
-        auto work = take_scratch();
-        read_chunk_with(number, *part, *work);
-        return put_back(std::move(work));
-      }
-    } catch (const needs_room&) {
-      if (is_ragged_) parts_[number] = {};  // what it had is given back
+  if (how == on_full::wait) {
+    state_->check_stop();
+    {
+      const std::lock_guard guard(mutex_);
+      free_.clear();
     }
-  struct waiting {
-    explicit waiting(std::atomic<int>& all) : count(all) { ++count; }
-    ~waiting() { --count; }
-    std::atomic<int>& count;
-  };
-  const waiting counted(waiting_);
-  const std::lock_guard lock(alone_);
-  state_->check_stop();
-  {
-    const std::lock_guard guard(mutex_);
-    free_.clear();
+    const auto part = state_->timeline.get(of_segment, how);
+    scratch work;
+    work.how = how;
+    return read_chunk_with(number, *part, work);
   }
-  const auto part = state_->timeline.get(of_segment);
-  scratch work;
-  work.is_alone = true;
-  read_chunk_with(number, *part, work);
+  // Before the buffers, which whoever aligns it may need.
+  const auto part = state_->timeline.get(of_segment, how);
+  auto work = take_scratch();
+  read_chunk_with(number, *part, *work);
+  put_back(std::move(work));
 }
 
 void column_reader::read_chunk_with(std::size_t number, const segment& part, scratch& work) {
@@ -266,17 +266,14 @@ void column_reader::read_chunk_with(std::size_t number, const segment& part, scr
     constexpr std::size_t of_row =
         sizeof(ragged.rows[0]) + sizeof(ragged.lengths[0]) + sizeof(ragged.shapes[0]);
     const std::size_t rows = 2 * (one.last - one.first) * of_row;
-    if (!state_->memory.try_take(rows, ragged.share)) {
-      if (!work.is_alone) throw needs_room();
-      state_->take_memory(rows, "The rows of " + data_.channel, ragged.share);
-    }
+    ragged.reserved = state_->memory.reserve(rows, "The rows of " + data_.channel, work.how);
   }
   read_ledger ledger;
   ledger.of(data_.channel);
   channel_digest digest;
   try {
     read_blocks(one, part, work, ragged, ledger, digest);
-  } catch (const needs_room&) {
+  } catch (const memory_refused&) {
     throw;  // it is read again from its beginning
   } catch (...) {
     const std::lock_guard lock(mutex_);
@@ -367,7 +364,7 @@ value_status column_reader::store(const item& one, const byte_view& payload, std
   note_axis(one, row);
   if (is_ragged_) {
     const std::size_t at = ragged.bytes.size(), size = one.elements * element_size(one.element);
-    reserve(ragged, size);
+    make_room(ragged, size);
     ragged.bytes.resize(at + size);
     datasets::store_item(one, payload, ragged.bytes.data() + at);
     ragged.rows.push_back(row);

@@ -13,6 +13,7 @@
 #include "dataset_state.h"
 #include "ravo_dataset/column.h"
 #include "read/item.h"
+#include "work/memory_turn.h"
 
 namespace ravo {
 
@@ -42,14 +43,12 @@ class column_reader {
   /// What one worker needs for a chunk.
   struct scratch {
     datasets::read_buffers read;
-    datasets::memory_slab inflated;
-    datasets::memory_slab decoded;  ///< for the digest
-    bool is_alone = false;          ///< of all workers of this reading it alone may wait for memory
+    datasets::pooled_buffer inflated;
+    datasets::pooled_buffer decoded;  ///< for the digest
+    datasets::on_full how = datasets::on_full::refuse;
   };
   /// What the blocks are read for.
   enum class pass { record_names, values, digest };
-  /// Thrown where there is no room for a buffer, by workers that may not wait for it.
-  struct needs_room {};
   /// One of the first blocks, decoded for what it tells of all: it need not be decoded again.
   struct first_block {
     std::unique_ptr<scratch> work;  ///< holds the payload
@@ -67,21 +66,21 @@ class column_reader {
     std::vector<std::uint64_t> rows;
     std::vector<std::uint32_t> lengths;  ///< elements
     std::vector<std::array<std::uint32_t, 3>> shapes;
-    datasets::memory_share share;
+    datasets::reservation reserved;
   };
 
   void make_rows();
-  void take_memory_of_rows(std::size_t rows);
+  void reserve_rows(std::size_t rows);
   void add_rows(std::size_t segment, const datasets::segment& part, std::size_t& ordinal);
   void add_held_row(std::size_t segment, const std::shared_ptr<const datasets::segment>& part,
                     std::uint32_t event);
   void read_for(std::uint64_t own_row);
   void account_others(const datasets::segment& part, std::uint32_t event);
   void count_beside_rows(const std::function<void()>& count);
-  void take_memory_of_extras(const datasets::segment& part);
+  void reserve_extras(const datasets::segment& part);
   void find_first_item();
   void decode_first_blocks();
-  first_block decode_first_block(const block_list& list, std::size_t at, bool is_alone);
+  first_block decode_first_block(const block_list& list, std::size_t at, datasets::on_full how);
   void take_layout();
   bool has_records() const { return first_ && first_->kind == value_kind::name_value; }
   void find_record_names();
@@ -91,13 +90,14 @@ class column_reader {
   void settle_record_status();
   std::shared_ptr<const datasets::segment> segment_of(const block_list& list);
   void make_chunks();
-  void take_memory(std::size_t bytes, const std::string& what, datasets::memory_share& share);
+  datasets::reservation reserve(std::size_t bytes, const std::string& what);
   void allocate();
   void store_first();
   bool is_stored(std::uint64_t row) const;
   void run_chunks();
   void tell_progress() const;
   void read_chunk(std::size_t number);
+  void read_chunk(std::size_t number, datasets::on_full how);
   void read_chunk_with(std::size_t number, const datasets::segment& part, scratch& work);
   void read_blocks(const chunk& one, const datasets::segment& part, scratch& work, ragged_part& ragged,
                    read_ledger& ledger, channel_digest& digest);
@@ -110,13 +110,13 @@ class column_reader {
                      ragged_part& ragged);
   value_status add_to_digest(const datasets::block_source_file& source, const datasets::found_block& found,
                              const datasets::entry& where, scratch& work, channel_digest& digest);
-  unsigned char* fit(scratch& work, datasets::memory_slab& buffer, std::size_t size);
+  unsigned char* fit(scratch& work, datasets::pooled_buffer& buffer, std::size_t size);
   void read_window(const datasets::block_source_file& source, const std::vector<datasets::entry>& blocks,
                    std::size_t first, const datasets::block_window& window, scratch& work,
                    const std::function<void(std::size_t, const datasets::found_block&)>& take);
   std::optional<byte_view> inflate(const datasets::found_block& found, scratch& work, value_status& status);
-  void reserve(ragged_part& part, std::size_t more);
-  void grow(datasets::memory_share& share, std::size_t bytes, const char* what);
+  void make_room(ragged_part& part, std::size_t more);
+  void grow(datasets::reservation& reserved, std::size_t bytes, const char* what);
   std::unique_ptr<scratch> take_scratch();
   void put_back(std::unique_ptr<scratch> work);
   void put_ragged_together();
@@ -127,7 +127,7 @@ class column_reader {
   std::shared_ptr<dataset_state> state_;
   std::size_t channel_;
   column_options options_;
-  std::shared_ptr<kept_share> kept_;  ///< the column's memory; it is kept with data_
+  std::shared_ptr<kept_memory> kept_;  ///< the column's memory; it is kept with data_
   column_data data_;
   std::vector<block_list> lists_;
   std::vector<row_copy> copies_;
@@ -152,13 +152,12 @@ class column_reader {
   std::atomic<std::uint64_t> done_{0};
   mutable std::uint64_t told_ = 0;   ///< as done: never less than before, also when rows are read again
   read_progress* of_all_ = nullptr;  ///< of the reading that this one is a part of, without it
-  std::atomic<int> waiting_{0};      ///< chunks for which there was no room: others leave them theirs
-  std::mutex alone_;                 ///< held by the worker that may wait for memory; before mutex_
+  datasets::memory_turn turn_;       ///< of the workers to wait for memory
   std::mutex
       mutex_;  ///< guards what follows, and data_.ledger, data_.digest and data_.axes while workers run
   std::vector<std::unique_ptr<scratch>> free_;
   datasets::record_union records_;
-  datasets::memory_share names_share_;
+  datasets::reservation names_memory_;
 };
 
 }  // namespace ravo

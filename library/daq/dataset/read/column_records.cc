@@ -27,7 +27,7 @@ void column_reader::find_record_names() {
   data_.record_names = records_.in_order();
   places_.emplace(data_.record_names);
   records_ = {};
-  kept_->more.push_back(std::move(names_share_));
+  kept_->tables.push_back(std::move(names_memory_));
 }
 
 void column_reader::take_record_names(const found_block& found, std::uint64_t ordinal, scratch& work) {
@@ -44,7 +44,7 @@ void column_reader::take_record_names(const found_block& found, std::uint64_t or
 void column_reader::note_records(const item& list, const byte_view& payload, std::uint64_t ordinal) {
   const std::lock_guard lock(mutex_);
   records_.add(list, payload, ordinal,
-               [this](std::size_t bytes) { grow(names_share_, bytes, "names of records"); });
+               [this](std::size_t bytes) { grow(names_memory_, bytes, "names of records"); });
 }
 
 /// A list with a name that the first pass over the blocks did not see does not fit the column: the file has

@@ -12,6 +12,7 @@ namespace ravo {
 
 using datasets::entry;
 using datasets::found_block;
+using datasets::on_full;
 using datasets::segment;
 
 namespace {
@@ -26,15 +27,15 @@ void column_reader::make_rows() {
   std::size_t ordinal = 0;
   const std::size_t end = state_->end_of_events();
   visit_segments(*state_, [&](std::size_t number, const std::shared_ptr<const segment>& part) {
-    take_memory_of_extras(*part);
+    reserve_extras(*part);
     count_beside_rows(
         [&] { state_->account_left_out(data_.ledger, 0, *part, channel_, reading_extent::whole); });
     if (options_.rows == column_rows::recorded) {
-      take_memory_of_rows(std::min(part->selected.size(), part->channels[channel_].entries.size()));
+      reserve_rows(std::min(part->selected.size(), part->channels[channel_].entries.size()));
       add_rows(number, *part, ordinal);
       return ordinal < end;
     }
-    take_memory_of_rows(part->selected.size());
+    reserve_rows(part->selected.size());
     for (const std::uint32_t event : part->selected) {
       if (ordinal == end) break;
       if (ordinal++ % state_->wanted.step == 0) add_held_row(number, part, event);
@@ -48,14 +49,14 @@ void column_reader::make_rows() {
 
 /// For the arrays of the column that have an element a row, and for the lists by which it is read: twice,
 /// as they grow.
-void column_reader::take_memory_of_rows(std::size_t rows) {
+void column_reader::reserve_rows(std::size_t rows) {
   const std::size_t most = rows / state_->wanted.step + 1;
   constexpr std::size_t of_column = sizeof(std::uint32_t) + sizeof(time_stamp) + 2 * sizeof(value_status);
   constexpr std::size_t of_lists = sizeof(std::uint32_t) + sizeof(std::uint64_t);
   const bool has_ages = options_.rows == column_rows::events;
   const std::size_t of_held = has_ages ? sizeof(std::int64_t) + sizeof(row_copy) : 0;
-  state_->take_memory(2 * most * (of_column + of_lists + of_held),
-                      "The rows of the column " + data_.channel, kept_->more.emplace_back());
+  kept_->tables.push_back(state_->reserve(2 * most * (of_column + of_lists + of_held),
+                                          "The rows of the column " + data_.channel));
 }
 
 /// The rows of the events that the channel has.
@@ -105,10 +106,10 @@ void column_reader::count_beside_rows(const std::function<void()>& count) {
 }
 
 /// For what is counted beside the rows of a segment, while the list grows.
-void column_reader::take_memory_of_extras(const segment& part) {
+void column_reader::reserve_extras(const segment& part) {
   const std::size_t most = part.channels[channel_].duplicates.size() + missing_cause_count;
-  state_->take_memory(2 * most * sizeof(column_data::beside_row),
-                      "What is missing of the column " + data_.channel, kept_->more.emplace_back());
+  kept_->tables.push_back(state_->reserve(2 * most * sizeof(column_data::beside_row),
+                                          "What is missing of the column " + data_.channel));
 }
 
 /// A row for an event, whether the channel has it, holds a value, or has nothing.
@@ -120,7 +121,7 @@ void column_reader::add_held_row(std::size_t number, const std::shared_ptr<const
   data_.times.push_back(part->events[event].time);
   data_.status.push_back(value_status::not_recorded);
   data_.ages.push_back(0);
-  const auto source = state_->timeline.value_at(number, part, event, channel_, datasets::patience::waits);
+  const auto source = state_->timeline.value_at(number, part, event, channel_, on_full::wait);
   if (!source) return;
   data_.status.back() = source->status;
   if (source->part == nullptr) return;
@@ -151,11 +152,14 @@ void column_reader::read_for(std::uint64_t own_row) {
   copies_.push_back({holding, own_row});
 }
 
-/// Before workers run, as take_memory().
+/// Before workers run, as kept_->tables.push_back(reserve().
 std::shared_ptr<const segment> column_reader::segment_of(const block_list& list) {
-  if (auto part = state_->timeline.get_if_room(list.segment)) return part;
-  first_blocks_.clear();
-  return state_->timeline.get(list.segment);
+  try {
+    return state_->timeline.get(list.segment, on_full::refuse);
+  } catch (const datasets::memory_refused&) {
+    first_blocks_.clear();
+  }
+  return state_->timeline.get(list.segment, on_full::wait);
 }
 
 /// Every chunk is a share of what is left, so that they become small at the end, where the other workers
@@ -174,9 +178,10 @@ void column_reader::make_chunks() {
   // From `most` down to `least`, no more than `shares` of them until half as much is left; while they are
   // cut the list grows.
   const std::uint64_t sizes = std::bit_width(most / least) + 1;
-  take_memory((lists_.size() + stored_ / most + shares * sizes + data_.layout.rows / most_rows) *
+  kept_->tables.push_back(
+      reserve((lists_.size() + stored_ / most + shares * sizes + data_.layout.rows / most_rows) *
                   (2 * sizeof(chunk) + sizeof(ragged_part)),
-              "The pieces of the column " + data_.channel, kept_->more.emplace_back());
+              "The pieces of the column " + data_.channel));
   std::uint64_t left = stored_;
   for (std::size_t i = 0; i < lists_.size(); ++i) {
     const auto part = segment_of(lists_[i]);
@@ -199,15 +204,13 @@ void column_reader::make_chunks() {
 // ---- what the values look like
 
 column_reader::first_block column_reader::decode_first_block(const block_list& list, std::size_t at,
-                                                             bool is_alone) {
+                                                             on_full how) {
   first_block one;
   one.row = list.row[at];
   one.work = std::make_unique<scratch>();
   scratch& work = *one.work;
-  work.is_alone = is_alone;
-  datasets::timeline& line = state_->timeline;
-  const auto part = is_alone ? line.get(list.segment) : line.get_if_room(list.segment);
-  if (!part) throw needs_room();
+  work.how = how;
+  const auto part = state_->timeline.get(list.segment, how);
   const std::vector<entry> blocks{part->channels[channel_].entries[list.index[at]]};
   std::shared_ptr<const datasets::open_file> opened;
   const auto source = state_->source_of(*part, channel_, blocks[0].file, opened);
@@ -229,7 +232,7 @@ void column_reader::decode_first_blocks() {
   constexpr std::uint64_t large = std::uint64_t{64} << 10;
   std::vector<std::pair<const block_list*, std::size_t>> where;
   for (const block_list& list : lists_) {
-    const auto part = state_->timeline.get(list.segment);
+    const auto part = state_->timeline.get(list.segment, on_full::wait);
     for (std::size_t at = 0; at < list.index.size() && where.size() < state_->pool.size(); ++at) {
       if (part->channels[channel_].entries[list.index[at]].stored < large) return;
       where.emplace_back(&list, at);
@@ -240,8 +243,8 @@ void column_reader::decode_first_blocks() {
   first_blocks_.resize(where.size());
   const auto decode = [&](std::size_t i) {
     try {
-      first_blocks_[i] = decode_first_block(*where[i].first, where[i].second, false);
-    } catch (const needs_room&) {
+      first_blocks_[i] = decode_first_block(*where[i].first, where[i].second, on_full::refuse);
+    } catch (const datasets::memory_refused&) {
       first_blocks_[i] = {};
     }
   };
@@ -260,7 +263,7 @@ void column_reader::decode_first_blocks() {
 void column_reader::find_first_item() {
   for (const block_list& list : lists_)
     for (std::size_t at = 0; at < list.index.size() && !first_; ++at) {
-      first_block one = decode_first_block(list, at, true);
+      first_block one = decode_first_block(list, at, on_full::wait);
       state_->check_stop();
       if (!one.looks) continue;
       first_ = one.looks;
@@ -291,16 +294,16 @@ void column_reader::take_layout() {
   data_.groups_increment = first_->groups_increment;
   data_.y_start = first_->y_start;
   if (first_->kind == value_kind::spectrum || first_->kind == value_kind::roi)
-    take_memory(data_.layout.rows * sizeof(spectrum_axis), "The axes of the column " + data_.channel,
-                kept_->more.emplace_back());
+    kept_->tables.push_back(
+        reserve(data_.layout.rows * sizeof(spectrum_axis), "The axes of the column " + data_.channel));
+  const std::string rows = "The rows of the column " + data_.channel;
   if (has_records()) {
     const std::size_t records = data_.layout.rows * data_.layout.item_elements;
-    take_memory(records, "The rows of the column " + data_.channel, kept_->more.emplace_back());
+    kept_->tables.push_back(reserve(records, rows));
     data_.record_status.assign(records, value_status::not_recorded);
   }
   if (first_->kind == value_kind::update) {
-    take_memory(data_.layout.rows * (sizeof(time_stamp) + sizeof(std::int32_t)),
-                "The rows of the column " + data_.channel, kept_->more.emplace_back());
+    kept_->tables.push_back(reserve(data_.layout.rows * (sizeof(time_stamp) + sizeof(std::int32_t)), rows));
     data_.update_times.resize(data_.layout.rows);
     data_.update_status.resize(data_.layout.rows);
   }

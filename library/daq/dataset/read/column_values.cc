@@ -34,7 +34,7 @@ void column_reader::allocate() {
                             " bytes, and the memory given has " + std::to_string(options_.into.size()));
     out_ = options_.into.data();
   } else {
-    take_memory(bytes, "The column " + data_.channel, kept_->share);
+    kept_->values = reserve(bytes, "The column " + data_.channel);
     data_.memory_ = column_memory(bytes);
     out_ = static_cast<std::byte*>(data_.memory_.get());
   }
@@ -43,8 +43,8 @@ void column_reader::allocate() {
 
 void column_reader::put_ragged_together() {
   constexpr std::size_t of_row = sizeof(data_.offsets[0]) + sizeof(data_.shapes[0]);
-  state_->take_memory((data_.layout.rows + 1) * of_row, "The rows of the column " + data_.channel,
-                      kept_->more.emplace_back());
+  kept_->tables.push_back(
+      state_->reserve((data_.layout.rows + 1) * of_row, "The rows of the column " + data_.channel));
   data_.offsets.assign(data_.layout.rows + 1, 0);
   data_.shapes.assign(data_.layout.rows, {0, 0, 0});
   for (const ragged_part& part : parts_)
@@ -60,7 +60,8 @@ void column_reader::put_ragged_together() {
   const std::size_t each = element_size(data_.layout.element);
   const std::size_t bytes = data_.offsets.back() * each;
   data_.memory_.reset();
-  state_->take_memory(bytes, "The column " + data_.channel, kept_->share);
+  kept_->values.release();
+  kept_->values = state_->reserve(bytes, "The column " + data_.channel);
   data_.memory_ = column_memory(bytes);
   out_ = static_cast<std::byte*>(data_.memory_.get());
   data_.bytes_ = {out_, bytes};

@@ -8,22 +8,22 @@ namespace ravo {
 
 using datasets::entry;
 using datasets::found_block;
+using datasets::memory_refused;
+using datasets::on_full;
 using datasets::segment;
 
 unsigned char* block_arena::allocate(datasets::memory_budget& memory, std::size_t size) {
   const std::size_t rounded = (size + 15) & ~std::size_t{15};
-  if (slabs_.empty() || rounded > slabs_.back().size() - used_) {
-    // Small batches stay small, large ones have few slabs.
+  if (buffers_.empty() || rounded > buffers_.back().size() - used_) {
+    // Small batches stay small, large ones have few buffers.
     const std::size_t wanted =
         std::max(rounded, std::clamp<std::size_t>(total_, 4096, std::size_t{1} << 20));
     const std::size_t bytes = (wanted + 4095) & ~std::size_t{4095};
-    datasets::memory_slab made = memory.try_take_slab(bytes);
-    if (made.data() == nullptr) return nullptr;
-    slabs_.push_back(std::move(made));
+    buffers_.push_back(memory.take_buffer(bytes, "Decoding a block", datasets::on_full::refuse));
     used_ = 0;
-    total_ += slabs_.back().size();
+    total_ += buffers_.back().size();
   }
-  unsigned char* const at = slabs_.back().data() + used_;
+  unsigned char* const at = buffers_.back().data() + used_;
   used_ += rounded;
   return at;
 }
@@ -55,21 +55,22 @@ class batch_decoder {
       : state_(*state), plan_(plan), batch_(std::make_shared<event_batch>(state)) {}
 
   std::shared_ptr<event_batch> decode() {
-    part_ = state_.timeline.get_if_room(plan_.segment);
-    if (part_ == nullptr) return nullptr;
+    part_ = state_.timeline.get(plan_.segment, on_full::refuse);
     const std::size_t channels = state_.channels.size();
     const std::size_t cells = plan_.events.size() * channels;
     const std::size_t tables = cells * (sizeof(event_batch::cell) + sizeof(event_batch::block)) +
                                plan_.events.size() * sizeof(ravo_time_id);
-    if (!state_.memory.try_take(tables, batch_->share_)) return nullptr;
+    batch_->tables_ = state_.memory.reserve(tables, "A batch of events", on_full::refuse);
     batch_->cells_.resize(cells);
     for (const std::uint32_t event : plan_.events) batch_->ids_.push_back(part_->events[event]);
-    for (std::size_t channel = 0; channel < channels; ++channel)
-      if (!decode_channel(channel) || !note_others(channel)) return nullptr;
-    batch_->share_.shrink(cells * sizeof(event_batch::cell) +
-                          batch_->others_.capacity() * sizeof(event_batch::other_entry) +
-                          batch_->blocks_.capacity() * sizeof(event_batch::block) +
-                          plan_.events.size() * sizeof(ravo_time_id));
+    for (std::size_t channel = 0; channel < channels; ++channel) {
+      decode_channel(channel);
+      note_duplicates(channel);
+    }
+    batch_->tables_.shrink(cells * sizeof(event_batch::cell) +
+                           batch_->duplicates_.capacity() * sizeof(event_batch::duplicate) +
+                           batch_->blocks_.capacity() * sizeof(event_batch::block) +
+                           plan_.events.size() * sizeof(ravo_time_id));
     return batch_;
   }
 
@@ -85,7 +86,7 @@ class batch_decoder {
     return batch_->cells_[event * state_.channels.size() + channel];
   }
 
-  bool decode_channel(std::size_t channel) {
+  void decode_channel(std::size_t channel) {
     state_.check_stop();
     wanted_.clear();
     last_held_.reset();
@@ -104,23 +105,21 @@ class batch_decoder {
       else if (may_hold)
         want_held(cell(i, channel), event, channel);
     }
-    for (const wanted_blocks& blocks : wanted_)
-      if (!read_blocks(channel, blocks)) return false;
-    return true;
+    for (const wanted_blocks& blocks : wanted_) read_blocks(channel, blocks);
   }
 
-  bool note_others(std::size_t channel) {
+  void note_duplicates(std::size_t channel) {
     const datasets::aligned_channel& aligned = part_->channels[channel];
     for (std::size_t i = 0; i < aligned.duplicates.size(); ++i) {
       const auto found =
           std::lower_bound(plan_.events.begin(), plan_.events.end(), aligned.duplicate_event[i]);
       if (found == plan_.events.end() || *found != aligned.duplicate_event[i]) continue;
-      // As the list grows it is there twice.
-      if (!state_.memory.try_grow(3 * sizeof(event_batch::other_entry), batch_->share_)) return false;
-      batch_->others_.push_back(
+      if (!state_.memory.try_grow(batch_->tables_,
+                                  3 * sizeof(event_batch::duplicate)))
+        throw memory_refused();
+      batch_->duplicates_.push_back(
           {static_cast<std::size_t>(found - plan_.events.begin()), channel, aligned.duplicates[i]});
     }
-    return true;
   }
 
   /// Notes which block a cell needs; neighbours often hold the same one.
@@ -142,42 +141,38 @@ class batch_decoder {
   }
 
   void want_held(event_batch::cell& cell, std::uint32_t event, std::size_t channel) {
-    const auto held =
-        state_.timeline.value_at(plan_.segment, part_, event, channel, datasets::patience::does_not_wait);
+    const auto held = state_.timeline.value_at(plan_.segment, part_, event, channel, on_full::refuse);
     if (held) want(cell, *held, channel);
   }
 
-  bool read_blocks(std::size_t channel, const wanted_blocks& blocks) {
-    bool has_room = true;
-    for (std::size_t first = 0; first < blocks.entries.size() && has_room;) {
+  void read_blocks(std::size_t channel, const wanted_blocks& blocks) {
+    for (std::size_t first = 0; first < blocks.entries.size();) {
       const auto window =
           datasets::next_window(blocks.entries, first, state_.window_bytes(), state_.options.largest_block);
-      if (!state_.memory.try_fit(buffers_.window, window.bytes)) return false;
+      fit(buffers_.window, window.bytes);
       std::shared_ptr<const datasets::open_file> opened;
       const auto source = state_.source_of(*blocks.part, channel, blocks.entries[first].file, opened);
       datasets::read_window(
           source, blocks.entries, first, window, buffers_,
-          [&](std::size_t size) {
-            has_room = has_room && state_.memory.try_fit(buffers_.block, size);
-            return has_room;
-          },
+          [&](std::size_t size) { fit(buffers_.block, size); },
           [&](std::size_t i, const found_block& found) {
-            has_room =
-                has_room && decode_block(channel, source, found, batch_->blocks_[blocks.first_block + i]);
+            decode_block(channel, source, found, batch_->blocks_[blocks.first_block + i]);
           });
       first += window.blocks;
     }
-    return has_room;
   }
 
-  bool decode_block(std::size_t channel, const datasets::block_source_file& source,
+  void fit(datasets::pooled_buffer& buffer, std::size_t size) {
+    state_.memory.fit(buffer, size, "Decoding a block", on_full::refuse);
+  }
+
+  void decode_block(std::size_t channel, const datasets::block_source_file& source,
                     const found_block& found, event_batch::block& into) {
     into.status = found.status;
-    if (found.status != value_status::ok) return true;
+    if (found.status != value_status::ok) return;
     const int member = state_.channels[channel].member;
     const std::size_t room = found.payload.room + (member >= 0 ? datasets::cut_excess : 0);
     unsigned char* const bytes = batch_->arena_.allocate(state_.memory, room);
-    if (bytes == nullptr) return false;
     into.type = found.type;
     into.error = found.error;
     into.status = datasets::decode(source, found, bytes, into.length);
@@ -185,7 +180,6 @@ class batch_decoder {
         !datasets::cut_member(source, member, bytes, room, into.length, into.type))
       into.status = value_status::cannot_convert;
     into.bytes = bytes;
-    return true;
   }
 
   dataset_state& state_;
@@ -199,11 +193,7 @@ class batch_decoder {
 
 std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state,
                                           const batch_plan& plan) {
-  try {
-    return batch_decoder(state, plan).decode();
-  } catch (const datasets::no_room_now&) {
-    return nullptr;
-  }
+  return batch_decoder(state, plan).decode();
 }
 
 }  // namespace ravo

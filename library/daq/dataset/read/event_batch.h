@@ -13,14 +13,14 @@ namespace ravo {
 /// Memory for decoded blocks, which never moves; all of it is taken from the memory limit.
 class block_arena {
  public:
-  /// Bytes for a block, aligned for its words; null when the limit leaves no room.
+  /// Bytes for a block, aligned for its words. Throws memory_refused.
   unsigned char* allocate(datasets::memory_budget& memory, std::size_t size);
   std::size_t bytes() const { return total_; }
 
  private:
-  std::vector<datasets::memory_slab> slabs_;
-  std::size_t used_ = 0;   ///< of the last slab
-  std::size_t total_ = 0;  ///< of all slabs
+  std::vector<datasets::pooled_buffer> buffers_;
+  std::size_t used_ = 0;   ///< of the last buffer
+  std::size_t total_ = 0;  ///< of all buffers
 };
 
 class event_batch {
@@ -51,22 +51,22 @@ class event_batch {
   const block& block_at(std::uint32_t index) const { return blocks_[index]; }
 
   /// An entry that a channel has of an event beside the one that is delivered.
-  struct other_entry {
+  struct duplicate {
     std::size_t event;
     std::size_t channel;
     datasets::entry where;
   };
-  const std::vector<other_entry>& others() const { return others_; }
+  const std::vector<duplicate>& duplicates() const { return duplicates_; }
   std::size_t decoded_bytes() const { return arena_.bytes(); }
 
  private:
   friend class batch_decoder;
-  std::shared_ptr<dataset_state> state_;  ///< first: the shares below belong to its account
-  datasets::memory_share share_;          ///< for the tables below
+  std::shared_ptr<dataset_state> state_;  ///< first: the memory below belongs to its budget
+  datasets::reservation tables_;          ///< for what follows but for the values
   std::vector<ravo_time_id> ids_;
   std::vector<cell> cells_;
   std::vector<block> blocks_;
-  std::vector<other_entry> others_;
+  std::vector<duplicate> duplicates_;
   block_arena arena_;
 };
 
@@ -77,7 +77,7 @@ struct batch_plan {
   std::uint64_t stored_bytes = 0;  ///< of the events' own values
 };
 
-/// Decodes a batch. Null: the memory limit left no room.
+/// Decodes a batch. Throws memory_refused: it waits for no memory, since it holds some.
 std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state,
                                           const batch_plan& plan);
 

@@ -11,13 +11,12 @@ namespace ravo {
 void event_reader::expect_blocks(std::size_t segment, std::uint32_t number) try {
   const auto part = segment_to_read(segment);
   for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
-    const auto found =
-        state_->timeline.value_at(segment, part, number, channel, datasets::patience::does_not_wait);
+    const auto found = state_->timeline.value_at(segment, part, number, channel, datasets::on_full::refuse);
     if (!found || found->part == nullptr) continue;
     const datasets::entry& block = found->in(channel);
     if (const auto file = state_->opened.get(block.file)) file->expect(block.chhd, block.stored);
   }
-} catch (const datasets::no_room_now&) {
+} catch (const datasets::memory_refused&) {
   // It is found when it is read.
 }
 

@@ -1,22 +1,22 @@
 #include "read/event_reader.h"
 
 #include <algorithm>
-#include <chrono>
 #include <limits>
 #include <new>
 #include <utility>
 
 #include "describe/planning.h"
+#include "work/memory_turn.h"
 
 namespace ravo {
+
+using datasets::memory_refused;
+using datasets::on_full;
 
 namespace {
 
 constexpr std::size_t batch_events = 512;
 constexpr std::size_t batch_cells = 64 * 1024;
-
-/// Thrown where more is to be planned ahead than there is room for.
-struct no_room_ahead {};
 
 }  // namespace
 
@@ -84,12 +84,10 @@ void event_reader::tell_progress() const {
 }
 
 /// To plan by. While there is something to read it waits for nobody's memory: whoever reads that is the one
-/// who could give it back.
+/// who could give it back. Then it throws memory_refused.
 std::shared_ptr<const datasets::segment> event_reader::segment_to_plan(std::size_t index) {
-  if (auto part = state_->timeline.get_if_room(index)) return part;
   const bool is_first = ahead_.size() < 2 && !in_turn_;  // of those ahead one is the place of this plan
-  if (!is_first) throw no_room_ahead();
-  return state_->timeline.get(index);
+  return state_->timeline.get(index, is_first ? on_full::wait : on_full::refuse);
 }
 
 std::size_t event_reader::selected_in(std::size_t index) {
@@ -99,10 +97,13 @@ std::size_t event_reader::selected_in(std::size_t index) {
 
 /// To read from at once: what was decoded ahead has to make room.
 std::shared_ptr<const datasets::segment> event_reader::segment_to_read(std::size_t index) {
-  for (;;) {
-    if (auto part = state_->timeline.get_if_room(index)) return part;
-    if (!drop_one_ahead()) return state_->timeline.get(index);
+  for (bool may_drop = true; may_drop; may_drop = drop_one_ahead()) {
+    try {
+      return state_->timeline.get(index, on_full::refuse);
+    } catch (const memory_refused&) {
+    }
   }
+  return state_->timeline.get(index, on_full::wait);
 }
 
 /// Moves to the segment that holds the next event; false when there is none.
@@ -198,7 +199,7 @@ void event_reader::top_up() {
         ahead->plan = std::move(*plan);
         is_planned = true;
       }
-    } catch (const no_room_ahead&) {
+    } catch (const memory_refused&) {
       // It is planned when what is there has been read.
     } catch (...) {
       ahead_.pop_back();
@@ -246,9 +247,11 @@ void event_reader::start(const std::shared_ptr<task>& ahead) {
     const datasets::memory_budget::at_work at_work((*state)->memory);
     try {
       if (ahead->plan.events.empty())
-        (*state)->timeline.get_if_room(ahead->plan.segment);
+        (*state)->timeline.get(ahead->plan.segment, on_full::refuse);
       else
         batch = decode_batch(*state, ahead->plan);
+    } catch (const memory_refused&) {
+      // It is decoded when its turn comes.
     } catch (...) {
       failure = std::current_exception();
     }
@@ -314,31 +317,24 @@ std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
   return decode_now(ahead.plan);
 }
 
-/// Its turn has come: what was decoded ahead has to make room.
+/// Its turn has come: what was decoded ahead has to make room, and then what others decoded.
 std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
-  const auto needed = segment_to_read(plan.segment);  // held, so that it is not what is dropped
-  const auto begun = std::chrono::steady_clock::now();
-  bool is_last = false;
-  for (;;) {
+  const auto needed = segment_to_read(plan.segment);  // kept in use, so that it is not what is dropped
+  const auto decode = [&] {
     state_->check_stop();
-    if (auto batch = decode_batch(state_, plan)) return batch;
-    if (drop_one_ahead() || state_->timeline.drop_oldest() ||
-        state_->ahead.give_one_back(datasets::batch_turn::later) || split(plan) ||
-        state_->ahead.give_one_back(datasets::batch_turn::now))
-      continue;
-    // Nothing of ours is in the way any more. Another reading may be, and get on; but two that wait for
-    // each other would wake each other for ever.
-    const bool may_wait = std::chrono::steady_clock::now() - begun < std::chrono::seconds(30);
-    const bool has_hope = state_->memory.wait_for_return(std::chrono::milliseconds(500)) ||
-                          state_->memory.are_others_at_work();
-    if (!is_last && may_wait && has_hope) continue;
-    // What came back while this was tried was not waited for: once more.
-    if (!std::exchange(is_last, true)) continue;
-    throw memory_exceeded("An event does not fit into the memory limit of " +
-                          std::to_string(state_->memory.limit()) + " bytes, of which " +
-                          std::to_string(state_->memory.used()) +
-                          " are in use; let go of events and columns, or raise the limit");
-  }
+    return decode_batch(state_, plan);
+  };
+  const auto make_room = [&] {
+    return drop_one_ahead() || state_->timeline.drop_oldest() ||
+           state_->ahead.give_one_back(datasets::batch_turn::later) || split(plan) ||
+           state_->ahead.give_one_back(datasets::batch_turn::now);
+  };
+  if (auto batch = datasets::repeat_until_there_is_room(state_->memory, decode, make_room))
+    return std::move(*batch);
+  throw memory_exceeded("An event does not fit into the memory limit of " +
+                        std::to_string(state_->memory.limit()) + " bytes, of which " +
+                        std::to_string(state_->memory.used()) +
+                        " are in use; let go of events and columns, or raise the limit");
 }
 
 /// Leaves half of the first batch for the next turn; false when it is a single event.
@@ -435,8 +431,9 @@ std::optional<event> event_reader::next() {
 }
 
 event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::size_t index) {
-  for (const event_batch::other_entry& one : batch->others())
-    if (one.event == index) state_->account_others(ledger_, one.channel, one.channel, {&one.where, 1});
+  for (const event_batch::duplicate& duplicate : batch->duplicates())
+    if (duplicate.event == index)
+      state_->account_others(ledger_, duplicate.channel, duplicate.channel, {&duplicate.where, 1});
   const auto account = [&](bool only_missing) {
     for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
       const event_batch::cell& cell = batch->cell_at(index, channel);

@@ -15,7 +15,7 @@
 #include "dataset_state.h"
 #include "ravo_dataset/event.h"
 #include "read/event_batch.h"
-#include "read/read_ahead.h"
+#include "work/read_ahead.h"
 
 namespace ravo {
 

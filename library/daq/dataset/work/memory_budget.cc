@@ -3,10 +3,8 @@
 #include <sys/mman.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <new>
-#include <string>
 
 #include "ravo_dataset/errors.h"
 
@@ -19,13 +17,13 @@ namespace {
 // more in pages than they are.
 constexpr std::size_t mapped_from = std::size_t{1} << 20;
 
-unsigned char* new_slab(std::size_t size) {
+unsigned char* new_memory(std::size_t size) {
   if (size < mapped_from) return static_cast<unsigned char*>(std::malloc(size));
   void* const memory = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   return memory == MAP_FAILED ? nullptr : static_cast<unsigned char*>(memory);
 }
 
-void delete_slab(void* memory, std::size_t size) {
+void delete_memory(void* memory, std::size_t size) {
   if (size < mapped_from)
     std::free(memory);
   else
@@ -34,7 +32,7 @@ void delete_slab(void* memory, std::size_t size) {
 
 }  // namespace
 
-memory_share& memory_share::operator=(memory_share&& other) noexcept {
+reservation& reservation::operator=(reservation&& other) noexcept {
   if (this == &other) return *this;
   release();
   budget_ = std::exchange(other.budget_, nullptr);
@@ -42,19 +40,20 @@ memory_share& memory_share::operator=(memory_share&& other) noexcept {
   return *this;
 }
 
-void memory_share::release() { shrink(0); }
+void reservation::release() { shrink(0); }
 
-void memory_share::shrink(std::size_t bytes) {
+void reservation::shrink(std::size_t bytes) {
   if (budget_ == nullptr || bytes >= bytes_) return;
   budget_->give_back(bytes_ - bytes);
   bytes_ = bytes;
 }
 
-void memory_slab::release() {
-  if (memory_ != nullptr) budget_->give_back_slab(std::exchange(memory_, nullptr), std::exchange(size_, 0));
+void pooled_buffer::release() {
+  if (memory_ != nullptr)
+    budget_->give_back_buffer(std::exchange(memory_, nullptr), std::exchange(size_, 0));
 }
 
-memory_slab& memory_slab::operator=(memory_slab&& other) noexcept {
+pooled_buffer& pooled_buffer::operator=(pooled_buffer&& other) noexcept {
   if (this == &other) return *this;
   release();
   budget_ = other.budget_;
@@ -62,6 +61,8 @@ memory_slab& memory_slab::operator=(memory_slab&& other) noexcept {
   size_ = std::exchange(other.size_, 0);
   return *this;
 }
+
+// ---- who is at work
 
 namespace {
 /// How many at_work this thread has made: the first one counts.
@@ -75,39 +76,50 @@ memory_budget::at_work::~at_work() {
   if (--works_here == 0) --budget_.at_work_;
 }
 
-class memory_budget::waiting_here {
- public:
-  explicit waiting_here(memory_budget& budget) : budget_(budget), count_(works_here > 0 ? 1 : 0) {
-    budget_.waiting_workers_ += count_;
-  }
-  ~waiting_here() { budget_.waiting_workers_ -= count_; }
-  waiting_here(const waiting_here&) = delete;
-  waiting_here& operator=(const waiting_here&) = delete;
-
- private:
-  memory_budget& budget_;
-  int count_;
-};
-
+/// Whether a thread other than this one, which does not wait itself, is at work and not waiting for memory.
 bool memory_budget::are_others_at_work() const {
   return at_work_ - (works_here > 0 ? 1 : 0) > waiting_workers_;
 }
 
-std::chrono::milliseconds memory_budget::patience() const {
-  using std::chrono::milliseconds;
-  return at_work_ > waiting_workers_ ? milliseconds(10'000) : milliseconds(1000);
+memory_wait::memory_wait(memory_budget& budget, until what) : budget_(budget), what_(what) {
+  const std::lock_guard lock(budget_.mutex_);
+  seen_ = budget_.given_back_;
 }
 
+void memory_wait::pause() {
+  if (budget_.stop_.stop_requested()) throw read_cancelled();
+  const int workers = works_here > 0 ? 1 : 0;
+  const bool is_for_room = what_ == until::there_is_room;
+  budget_.waiting_workers_ += workers;
+  {
+    std::unique_lock lock(budget_.mutex_);
+    if (!is_for_room) seen_ = budget_.given_back_;  // what the work itself gave back is nobody's return
+    budget_.room_.wait_for(lock, std::chrono::milliseconds(is_for_room ? 20 : 500),
+                           [this] { return budget_.given_back_ != seen_; });
+    if (budget_.given_back_ != seen_) last_return_ = clock::now();
+    seen_ = budget_.given_back_;
+  }
+  budget_.waiting_workers_ -= workers;
+}
+
+bool memory_wait::is_over() const {
+  const auto now = clock::now();
+  if (what_ == until::work_succeeds && now - begun_ > std::chrono::seconds(30)) return true;
+  return now - last_return_ > std::chrono::seconds(budget_.are_others_at_work() ? 10 : 1);
+}
+
+// ---- reservations
+
 memory_budget::~memory_budget() {
-  while (spare_ != nullptr) {
-    spare_slab* const first = std::exchange(spare_, spare_->next);
-    delete_slab(first, first->size);
+  while (pool_ != nullptr) {
+    free_buffer* const first = std::exchange(pool_, pool_->next);
+    delete_memory(first, first->size);
   }
 }
 
 std::size_t memory_budget::used() const {
   const std::lock_guard lock(mutex_);
-  return used_ - spare_bytes_;
+  return used_ - pool_bytes_;
 }
 
 std::size_t memory_budget::peak() const {
@@ -115,152 +127,66 @@ std::size_t memory_budget::peak() const {
   return peak_;
 }
 
-bool memory_budget::try_take(std::size_t bytes, memory_share& share) {
-  share.release();
+bool memory_budget::try_grow(reservation& reserved, std::size_t bytes) {
   const std::lock_guard lock(mutex_);
   if (!make_room(bytes)) return false;
-  add_to(share, bytes);
+  count(bytes);
+  reserved.budget_ = this;
+  reserved.bytes_ += bytes;
   return true;
 }
 
-bool memory_budget::try_grow(std::size_t bytes, memory_share& share) {
-  const std::lock_guard lock(mutex_);
-  if (!make_room(bytes)) return false;
-  add_to(share, bytes);
-  return true;
+reservation memory_budget::reserve(std::size_t bytes, const std::string& what, on_full how) {
+  reservation reserved;
+  if (try_grow(reserved, bytes)) return reserved;
+  if (how == on_full::refuse) throw memory_refused();
+  wait_until([&] { return try_grow(reserved, bytes); }, bytes, what);
+  return reserved;
 }
 
-bool memory_budget::wait_for_return(std::chrono::milliseconds longest) {
-  const waiting_here waiting(*this);
-  std::unique_lock lock(mutex_);
-  const std::size_t seen = given_back_;
-  return room_.wait_for(lock, longest, [&] { return given_back_ != seen; });
-}
-
-bool memory_budget::take(std::size_t bytes, const char* what, memory_share& share,
-                         const std::function<bool()>& give_up) {
-  share.release();
+void memory_budget::wait_until(const std::function<bool()>& is_done, std::size_t bytes,
+                               const std::string& what) {
+  if (is_done()) return;
   if (bytes > limit_)
-    throw memory_exceeded(std::string(what) + " needs " + std::to_string(bytes) +
+    throw memory_exceeded(what + " needs " + std::to_string(bytes) +
                           " bytes, more than the memory limit of " + std::to_string(limit_) +
                           "; raise the limit or select less");
-  using clock = std::chrono::steady_clock;
-  const waiting_here waiting(*this);
-  std::unique_lock lock(mutex_);
-  std::size_t seen = given_back_;
-  auto since = clock::now();
-  while (!make_room(bytes)) {
-    if (give_up) {
-      lock.unlock();
-      if (give_up()) return false;
-      lock.lock();
-      if (make_room(bytes)) break;
-    }
-    if (seen == given_back_) room_.wait_for(lock, std::chrono::milliseconds(20));
-    if (seen != given_back_) {
-      seen = given_back_;
-      since = clock::now();
-    } else if (clock::now() - since > patience()) {
-      throw memory_exceeded(std::string(what) + " needs " + std::to_string(bytes) + " bytes, and " +
-                            std::to_string(used_ - spare_bytes_) + " of the memory limit of " +
-                            std::to_string(limit_) +
-                            " are in use; let go of events and columns, or raise the limit");
-    }
+  memory_wait wait(*this, memory_wait::until::there_is_room);
+  while (!is_done()) {
+    if (reclaim_ && reclaim_()) continue;
+    if (wait.is_over()) refuse_for_good(bytes, what);
+    wait.pause();
   }
-  add_to(share, bytes);
-  return true;
 }
 
-void memory_budget::add_to(memory_share& share, std::size_t bytes) {
+void memory_budget::refuse_for_good(std::size_t bytes, const std::string& what) const {
+  throw memory_exceeded(what + " needs " + std::to_string(bytes) + " bytes, and " + std::to_string(used()) +
+                        " of the memory limit of " + std::to_string(limit_) +
+                        " are in use; let go of events and columns, or raise the limit");
+}
+
+void memory_budget::count(std::size_t bytes) {
   used_ += bytes;
   peak_ = std::max(peak_, used_);
-  share.budget_ = this;
-  share.bytes_ += bytes;
 }
 
 /// Whether so many bytes more stay within the limit.
 bool memory_budget::make_room(std::size_t bytes) {
-  const std::size_t in_use = used_ - spare_bytes_;
+  const std::size_t in_use = used_ - pool_bytes_;
   if (in_use > limit_ || bytes > limit_ - in_use) return false;
-  drop_spare(bytes);
+  empty_pool(bytes);
   return true;
 }
 
-/// Frees spare slabs until so many bytes more are no new peak: what is kept for later never makes it
-/// higher.
-void memory_budget::drop_spare(std::size_t bytes) {
+/// Frees buffers of the pool until so many bytes more are no new peak: the pool never makes it higher.
+void memory_budget::empty_pool(std::size_t bytes) {
   const std::size_t most = std::min(peak_, limit_);
-  while (spare_ != nullptr && (used_ > most || bytes > most - used_)) {
-    spare_slab* const first = std::exchange(spare_, spare_->next);
+  while (pool_ != nullptr && (used_ > most || bytes > most - used_)) {
+    free_buffer* const first = std::exchange(pool_, pool_->next);
     used_ -= first->size;
-    spare_bytes_ -= first->size;
-    delete_slab(first, first->size);
+    pool_bytes_ -= first->size;
+    delete_memory(first, first->size);
   }
-}
-
-memory_slab memory_budget::try_take_slab(std::size_t bytes) {
-  memory_slab slab;
-  slab.budget_ = this;
-  {
-    const std::lock_guard lock(mutex_);
-    for (spare_slab** place = &spare_; *place != nullptr; place = &(*place)->next) {
-      spare_slab* const found = *place;
-      if (found->size < bytes || found->size / 2 > bytes) continue;
-      *place = found->next;
-      spare_bytes_ -= found->size;
-      slab.size_ = found->size;
-      slab.memory_ = reinterpret_cast<unsigned char*>(found);
-      return slab;
-    }
-    if (!make_room(bytes)) return slab;
-    used_ += bytes;
-    peak_ = std::max(peak_, used_);
-  }
-  slab.size_ = bytes;
-  slab.memory_ = new_slab(bytes);
-  if (slab.memory_ == nullptr) {
-    give_back(bytes);
-    throw std::bad_alloc();
-  }
-  return slab;
-}
-
-memory_slab memory_budget::make_slab(memory_share&& share) {
-  memory_slab slab;
-  slab.budget_ = this;
-  slab.memory_ = new_slab(share.bytes_);
-  if (slab.memory_ == nullptr) throw std::bad_alloc();
-  slab.size_ = std::exchange(share.bytes_, 0);
-  return slab;
-}
-
-bool memory_budget::try_fit(memory_slab& slab, std::size_t bytes) {
-  constexpr std::size_t page = 4096;
-  if (slab.data() != nullptr && slab.size() >= bytes) return true;
-  slab.release();
-  slab = try_take_slab((std::max(bytes, page) + page - 1) & ~(page - 1));
-  return slab.data() != nullptr;
-}
-
-// Small ones come fast from the allocator, and no more are kept than a reading has at a time.
-void memory_budget::give_back_slab(unsigned char* memory, std::size_t size) {
-  bool is_kept = false;
-  {
-    const std::lock_guard lock(mutex_);
-    const std::size_t most = std::max(limit_ / 8, std::min(limit_, kept_of_any_limit));
-    is_kept = size >= smallest_spare && size <= most && spare_bytes_ <= most - size;
-    if (is_kept) {
-      spare_ = new (memory) spare_slab{spare_, size};
-      spare_bytes_ += size;
-      ++given_back_;
-    }
-  }
-  if (is_kept) {
-    room_.notify_all();
-    return;
-  }
-  delete_slab(memory, size);
-  give_back(size);
 }
 
 void memory_budget::give_back(std::size_t bytes) {
@@ -270,6 +196,69 @@ void memory_budget::give_back(std::size_t bytes) {
     ++given_back_;
   }
   room_.notify_all();
+}
+
+// ---- buffers
+
+/// One of the pool that fits; one without memory where there is none.
+pooled_buffer memory_budget::find_buffer(std::size_t bytes) {
+  pooled_buffer buffer;
+  buffer.budget_ = this;
+  const std::lock_guard lock(mutex_);
+  for (free_buffer** place = &pool_; *place != nullptr; place = &(*place)->next) {
+    free_buffer* const candidate = *place;
+    if (candidate->size < bytes || candidate->size / 2 > bytes) continue;
+    *place = candidate->next;
+    pool_bytes_ -= candidate->size;
+    buffer.size_ = candidate->size;
+    buffer.memory_ = reinterpret_cast<unsigned char*>(candidate);
+    break;
+  }
+  return buffer;
+}
+
+pooled_buffer memory_budget::take_buffer(std::size_t bytes, const std::string& what, on_full how) {
+  pooled_buffer buffer = find_buffer(bytes);
+  if (buffer.data() != nullptr) return buffer;
+  reservation reserved = reserve(bytes, what, how);
+  buffer.memory_ = new_memory(bytes);
+  if (buffer.memory_ == nullptr) throw std::bad_alloc();
+  buffer.size_ = std::exchange(reserved.bytes_, 0);
+  return buffer;
+}
+
+void memory_budget::fit(pooled_buffer& buffer, std::size_t bytes, const std::string& what, on_full how) {
+  constexpr std::size_t page = 4096;
+  if (buffer.data() != nullptr && buffer.size() >= bytes) return;
+  buffer.release();
+  const std::size_t whole_pages = (std::max(bytes, page) + page - 1) & ~(page - 1);
+  try {
+    buffer = take_buffer(whole_pages, what, on_full::refuse);
+  } catch (const memory_refused&) {
+    if (how == on_full::refuse) throw;
+    buffer = take_buffer(bytes, what, how);
+  }
+}
+
+// Small ones come fast from the allocator, and no more are kept than a reading has at a time.
+void memory_budget::give_back_buffer(unsigned char* memory, std::size_t size) {
+  bool is_kept = false;
+  {
+    const std::lock_guard lock(mutex_);
+    const std::size_t most = std::max(limit_ / 8, std::min(limit_, pooled_with_any_limit));
+    is_kept = size >= smallest_pooled && size <= most && pool_bytes_ <= most - size;
+    if (is_kept) {
+      pool_ = new (memory) free_buffer{pool_, size};
+      pool_bytes_ += size;
+      ++given_back_;
+    }
+  }
+  if (is_kept) {
+    room_.notify_all();
+    return;
+  }
+  delete_memory(memory, size);
+  give_back(size);
 }
 
 }  // namespace ravo::datasets

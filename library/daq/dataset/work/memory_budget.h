@@ -1,6 +1,6 @@
 // The one account of the memory that a dataset may own: decoded blocks, windows of files, tables of events,
-// columns. Whoever takes memory asks here first; it waits until there is room, or is told that there is
-// none.
+// columns. Memory is reserved here before it is used. Where there is no room, a thread either waits or is
+// refused; which threads may wait is decided in memory_turn.h.
 #ifndef RAVO_DATASET_MEMORY_BUDGET_H
 #define RAVO_DATASET_MEMORY_BUDGET_H
 
@@ -10,20 +10,29 @@
 #include <cstddef>
 #include <functional>
 #include <mutex>
+#include <stop_token>
+#include <string>
 #include <utility>
 
 namespace ravo::datasets {
 
 class memory_budget;
 
+/// What happens where there is no room now. A thread that holds memory which others may be waiting for must
+/// not wait itself.
+enum class on_full { wait, refuse };
+
+/// Thrown where memory is refused. It never leaves the library: the work is done again when there is room.
+struct memory_refused {};
+
 /// A part of the budget, given back when it goes.
-class memory_share {
+class reservation {
  public:
-  memory_share() = default;
-  memory_share(memory_share&& other) noexcept
+  reservation() = default;
+  reservation(reservation&& other) noexcept
       : budget_(std::exchange(other.budget_, nullptr)), bytes_(std::exchange(other.bytes_, 0)) {}
-  memory_share& operator=(memory_share&& other) noexcept;
-  ~memory_share() { release(); }
+  reservation& operator=(reservation&& other) noexcept;
+  ~reservation() { release(); }
 
   void release();
   /// Gives back all but `bytes`.
@@ -32,21 +41,20 @@ class memory_share {
 
  private:
   friend class memory_budget;
-  memory_share(memory_budget* budget, std::size_t bytes) : budget_(budget), bytes_(bytes) {}
   memory_budget* budget_ = nullptr;
   std::size_t bytes_ = 0;
 };
 
-/// A piece of memory that belongs to the budget and goes back to it, to be used again.
-class memory_slab {
+/// Memory that belongs to the budget and goes back to its pool, to be used again.
+class pooled_buffer {
  public:
-  memory_slab() = default;
-  memory_slab(memory_slab&& other) noexcept
+  pooled_buffer() = default;
+  pooled_buffer(pooled_buffer&& other) noexcept
       : budget_(other.budget_),
         memory_(std::exchange(other.memory_, nullptr)),
         size_(std::exchange(other.size_, 0)) {}
-  memory_slab& operator=(memory_slab&& other) noexcept;
-  ~memory_slab() { release(); }
+  pooled_buffer& operator=(pooled_buffer&& other) noexcept;
+  ~pooled_buffer() { release(); }
 
   void release();
   unsigned char* data() const { return memory_; }
@@ -61,19 +69,37 @@ class memory_slab {
 
 class memory_budget {
  public:
-  explicit memory_budget(std::size_t limit) : limit_(limit) {}
+  /// Waits for memory end with read_cancelled when `stop` says so.
+  explicit memory_budget(std::size_t limit, std::stop_token stop = {})
+      : limit_(limit), stop_(std::move(stop)) {}
   ~memory_budget();
   memory_budget(const memory_budget&) = delete;
   memory_budget& operator=(const memory_budget&) = delete;
+
+  /// What a waiting thread calls to free memory that is kept for later and can be made anew; false where
+  /// there is nothing left to free. Set before the first reservation.
+  void set_reclaim(std::function<bool()> reclaim) { reclaim_ = std::move(reclaim); }
 
   std::size_t limit() const { return limit_; }
   std::size_t used() const;
   std::size_t peak() const;
 
-  /// The share, or an empty one of 0 bytes and false when there is no room now.
-  bool try_take(std::size_t bytes, memory_share& share);
-  /// Adds to a share, or leaves it as it is: false.
-  bool try_grow(std::size_t bytes, memory_share& share);
+  /// Reserves memory. on_full::refuse: throws memory_refused where there is no room. on_full::wait: frees
+  /// what can be made anew, and waits as long as memory_wait allows; then, or where the limit is smaller
+  /// than that, throws memory_exceeded, which names `what`.
+  reservation reserve(std::size_t bytes, const std::string& what, on_full how);
+  /// Calls `is_done` until it is, as reserve() does that waits: for what reserves `bytes` itself.
+  void wait_until(const std::function<bool()>& is_done, std::size_t bytes, const std::string& what);
+  /// Adds to a reservation, or leaves it as it is: false.
+  bool try_grow(reservation& reserved, std::size_t bytes);
+
+  /// A buffer of at least so many bytes, and at most twice as many. Buffers that were given back are handed
+  /// out again, since the system takes longer to make memory than we take to fill it. They are freed as
+  /// soon as there is no room without that. Where there is no room it is as reserve().
+  pooled_buffer take_buffer(std::size_t bytes, const std::string& what, on_full how);
+  /// Makes a buffer one of at least so many bytes, whose content is lost unless it is that already.
+  void fit(pooled_buffer& buffer, std::size_t bytes, const std::string& what, on_full how);
+
   /// A thread that reads for the dataset, and gives memory back sooner or later. Made on that thread.
   class at_work {
    public:
@@ -85,57 +111,64 @@ class memory_budget {
    private:
     memory_budget& budget_;
   };
-  /// Whether a thread other than this one is at work, and does not wait for memory itself.
-  bool are_others_at_work() const;
-
-  /// Waits for room. Throws memory_exceeded, which names `what`, when the limit is smaller than that, or
-  /// when nothing comes back: for some seconds while others are at work, and for a moment where there are
-  /// none, since only who holds events and columns could give them back then. False when `give_up` said so,
-  /// which is asked now and then, and may give back memory.
-  bool take(std::size_t bytes, const char* what, memory_share& share, const std::function<bool()>& give_up);
-  /// Waits until somebody gives something back; false when nobody did for so long.
-  bool wait_for_return(std::chrono::milliseconds longest);
-  /// A slab of at least so many bytes, at most twice as many; one without memory when there is no room now.
-  /// Slabs that were given back are handed out again: the system takes longer to make memory than we to
-  /// fill it. They go as soon as there is no room without them.
-  memory_slab try_take_slab(std::size_t bytes);
-  /// Makes a slab one of at least so many bytes, whose content is lost unless it is that already. False: it
-  /// is none any more, and there is no room now.
-  bool try_fit(memory_slab& slab, std::size_t bytes);
-  /// A slab of what a share has.
-  memory_slab make_slab(memory_share&& share);
 
  private:
-  friend class memory_share;
-  friend class memory_slab;
-  /// A slab that nobody uses. It lies in its own memory.
-  struct spare_slab {
-    spare_slab* next;
+  friend class reservation;
+  friend class pooled_buffer;
+  friend class memory_wait;
+  /// A buffer of the pool. It lies in its own memory.
+  struct free_buffer {
+    free_buffer* next;
     std::size_t size;
   };
-  static constexpr std::size_t smallest_spare = 16 * 1024;
-  /// An eighth of the limit is kept for later, and so much in any case, so that large blocks need not be
+  static constexpr std::size_t smallest_pooled = 16 * 1024;
+  /// An eighth of the limit is kept in the pool, and so much in any case, so that large blocks need not be
   /// made anew one by one where the limit holds little more than one of them.
-  static constexpr std::size_t kept_of_any_limit = std::size_t{32} << 20;
+  static constexpr std::size_t pooled_with_any_limit = std::size_t{32} << 20;
 
-  class waiting_here;
-  std::chrono::milliseconds patience() const;
+  [[noreturn]] void refuse_for_good(std::size_t bytes, const std::string& what) const;
+  bool are_others_at_work() const;
   bool make_room(std::size_t bytes);
-  void add_to(memory_share& share, std::size_t bytes);
-  void drop_spare(std::size_t bytes);
+  void count(std::size_t bytes);
+  void empty_pool(std::size_t bytes);
   void give_back(std::size_t bytes);
-  void give_back_slab(unsigned char* memory, std::size_t size);
+  pooled_buffer find_buffer(std::size_t bytes);
+  void give_back_buffer(unsigned char* memory, std::size_t size);
 
   const std::size_t limit_;
+  const std::stop_token stop_;
+  std::function<bool()> reclaim_;
   std::atomic<int> at_work_{0};
   std::atomic<int> waiting_workers_{0};  ///< of those at work
   mutable std::mutex mutex_;             ///< guards what follows
   std::condition_variable room_;
-  std::size_t used_ = 0;  ///< with the spare slabs
+  std::size_t used_ = 0;  ///< with the pool
   std::size_t peak_ = 0;
-  spare_slab* spare_ = nullptr;
-  std::size_t spare_bytes_ = 0;
+  free_buffer* pool_ = nullptr;
+  std::size_t pool_bytes_ = 0;
   std::size_t given_back_ = 0;  ///< times
+};
+
+/// One wait of one thread for memory, and the one rule for its end: nothing came back for ten seconds, or
+/// for one second where no other thread is at work that could give something back. A thread that does its
+/// work again and again gives up after half a minute in any case: two of them would wake each other for
+/// ever.
+class memory_wait {
+ public:
+  enum class until { there_is_room, work_succeeds };
+  memory_wait(memory_budget& budget, until what);
+
+  /// Waits a moment, or until somebody gives something back. Throws read_cancelled.
+  void pause();
+  bool is_over() const;
+
+ private:
+  using clock = std::chrono::steady_clock;
+  memory_budget& budget_;
+  const until what_;
+  const clock::time_point begun_ = clock::now();
+  clock::time_point last_return_ = begun_;
+  std::size_t seen_ = 0;  ///< of memory_budget::given_back_
 };
 
 }  // namespace ravo::datasets

@@ -1,0 +1,70 @@
+// Which thread may wait for memory. Threads that wait with memory of their own would wait for one another;
+// so work is done at first by whoever comes, and where memory is refused it drops all that it has and is
+// done again: of the workers of a column by one at a time, which may wait inside; of a batch of events by
+// the thread that needs it, again and again, with a wait in between.
+#ifndef RAVO_DATASET_MEMORY_TURN_H
+#define RAVO_DATASET_MEMORY_TURN_H
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+
+#include "work/memory_budget.h"
+
+namespace ravo::datasets {
+
+/// The turn of the workers of one reading to wait for memory.
+class memory_turn {
+ public:
+  /// Calls work(on_full::refuse); where that throws memory_refused, or where another worker waits already,
+  /// work(on_full::wait) once no other worker is in its turn.
+  template <class Work>
+  void run(const Work& work) {
+    if (!is_waited_for()) {
+      try {
+        return work(on_full::refuse);
+      } catch (const memory_refused&) {
+      }
+    }
+    const counted waiting(waiting_);
+    const std::lock_guard lock(turn_);
+    work(on_full::wait);
+  }
+
+  /// Whether a worker waits for its turn, or is in it: the others keep nothing for later then.
+  bool is_waited_for() const { return waiting_ != 0; }
+
+ private:
+  struct counted {
+    explicit counted(std::atomic<int>& all) : count(all) { ++count; }
+    ~counted() { --count; }
+    std::atomic<int>& count;
+  };
+
+  std::atomic<int> waiting_{0};
+  std::mutex turn_;
+};
+
+/// Does work that refuses to wait until memory is not refused any more, and returns its result. In between
+/// `make_room` frees what it can, and returns false where there is nothing left: only then it waits.
+/// Returns nothing when the wait is over: then the work was refused once more.
+template <class Work, class MakeRoom>
+auto repeat_until_there_is_room(memory_budget& budget, const Work& work, const MakeRoom& make_room)
+    -> std::optional<decltype(work())> {
+  memory_wait wait(budget, memory_wait::until::work_succeeds);
+  for (bool is_last = false;;) {
+    try {
+      return work();
+    } catch (const memory_refused&) {
+    }
+    if (make_room()) continue;
+    if (is_last) return std::nullopt;
+    wait.pause();
+    // What came back while this was tried was not waited for: once more.
+    is_last = wait.is_over();
+  }
+}
+
+}  // namespace ravo::datasets
+
+#endif
