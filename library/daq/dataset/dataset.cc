@@ -7,6 +7,7 @@
 #include "describe/planning.h"
 #include "read/column_reader.h"
 #include "read/event_reader.h"
+#include "read/segment_walk.h"
 
 namespace ravo {
 
@@ -23,10 +24,10 @@ dataset dataset::open(std::string_view text, dataset_options options) {
 }
 
 const selection& dataset::get_selection() const { return state_->wanted; }
-const std::vector<dataset_channel>& dataset::channels() const { return state_->channels; }
-const std::vector<dataset_file>& dataset::files() const { return state_->all_files; }
+const std::vector<dataset_channel>& dataset::channels() const { return state_->channels.all(); }
+const std::vector<dataset_file>& dataset::files() const { return state_->files.all; }
 std::optional<std::size_t> dataset::find_channel(std::string_view label) const {
-  return state_->find_channel(label);
+  return state_->channels.find(label);
 }
 
 std::size_t dataset::size() const {
@@ -46,11 +47,11 @@ std::optional<event> dataset::at(const time_stamp& time) const { return event_re
 column_layout dataset::layout(std::string_view channel, column_rows rows) const {
   column_options options;
   options.rows = rows;
-  return column_reader(state_, state_->channel_or_throw(channel), options).layout();
+  return column_reader(state_, state_->channels.find_or_throw(channel), options).layout();
 }
 
 column_data dataset::column(std::string_view channel, const column_options& options) const {
-  return column_reader(state_, state_->channel_or_throw(channel), options).read();
+  return column_reader(state_, state_->channels.find_or_throw(channel), options).read();
 }
 
 std::vector<named_digest> dataset::digest() const {
@@ -65,7 +66,7 @@ std::vector<named_digest> dataset::digest() const {
   return all;
 }
 
-read_ledger dataset::ledger() const { return state_->all_readings(); }
+read_ledger dataset::ledger() const { return state_->ledgers.of_all_readings(); }
 std::size_t dataset::peak_memory() const { return state_->memory.peak(); }
 
 }  // namespace ravo

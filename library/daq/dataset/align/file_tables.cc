@@ -57,7 +57,7 @@ class tables {
     return table_operations<G>::table_memory(file_.length(), reference_.get(), file_.descriptor(), table);
   }
 
-  table_bytes bytes_to_look() const {
+  table_bytes bytes_to_scan() const {
     table_bytes bytes;
     bytes.dictionary = memory_of(RAVO_TABLE_OF_CHANNELS);
     bytes.rows = bytes.dictionary / sizeof(typename G::dictionary_entry);
@@ -403,12 +403,12 @@ class tables {
 };
 
 template <class G>
-file_look look(tables<G>& of_file, ravo_file_generation generation,
-               const std::function<void(const table_bytes&)>& take_room,
-               const std::function<void(const listed_channel&)>& visit) {
-  file_look result;
+file_summary scan(tables<G>& of_file, ravo_file_generation generation,
+                  const std::function<void(const table_bytes&)>& take_room,
+                  const std::function<void(const listed_channel&)>& visit) {
+  file_summary result;
   result.generation = generation;
-  take_room(of_file.bytes_to_look());
+  take_room(of_file.bytes_to_scan());
   if (!of_file.load_dictionary()) {
     result.refuse(file_refusal::damaged_tables, "its channel dictionary is damaged");
     return result;
@@ -449,14 +449,14 @@ std::optional<std::vector<channel_rows>> rows_of(const open_file& file, const kn
 
 }  // namespace
 
-file_look look_into(const open_file& file, const std::function<void(const table_bytes&)>& take_room,
-                    const std::function<void(const listed_channel&)>& visit) {
-  file_look result;
+file_summary scan_file(const open_file& file, const std::function<void(const table_bytes&)>& take_room,
+                       const std::function<void(const listed_channel&)>& visit) {
+  file_summary result;
   errno = 0;
   if (tables<raw_format_2010> current(file); current.load_reference())
-    result = look(current, ravo_file_generation::current, take_room, visit);
+    result = scan(current, ravo_file_generation::current, take_room, visit);
   else if (tables<raw_format_2009> older(file); older.load_reference())
-    result = look(older, ravo_file_generation::older, take_room, visit);
+    result = scan(older, ravo_file_generation::older, take_room, visit);
   else
     result.refuse(file_refusal::not_a_raw_file, "it is no raw file of either generation, or was cut short");
   if (result.refusal != file_refusal::none) note_error_of_the_machine(file);
@@ -479,6 +479,17 @@ std::optional<std::vector<channel_rows>> load_rows(const open_file& file, const 
                                                    const std::vector<std::string>& names) {
   return known.generation == ravo_file_generation::current ? rows_of<raw_format_2010>(file, known, names)
                                                            : rows_of<raw_format_2009>(file, known, names);
+}
+
+std::optional<std::int32_t> read_stored_type(const open_file& file, ravo_file_generation generation,
+                                             const entry& where) {
+  const auto read = [&]<class G>(G) -> std::optional<std::int32_t> {
+    unsigned char bytes[sizeof(typename G::subhead)];
+    if (!file.read_all(where.chhd, bytes, sizeof bytes)) return std::nullopt;
+    const auto head = read_subheader<G>(file_part(bytes, sizeof bytes, where.chhd), where.chhd);
+    return head ? std::optional(head->dtype) : std::nullopt;
+  };
+  return generation == ravo_file_generation::current ? read(raw_format_2010()) : read(raw_format_2009());
 }
 
 }  // namespace ravo::datasets

@@ -69,7 +69,7 @@ struct file_facts {
   std::uint64_t row_bytes = 0;  ///< of the event channel pointers; 0 where the site's library does not say
 };
 
-struct file_look : file_facts {
+struct file_summary : file_facts {
   file_refusal refusal = file_refusal::none;  ///< why it cannot be read
   std::string problem;                        ///< the same in words; empty when it can
   void refuse(file_refusal why, std::string in_words) {
@@ -79,7 +79,7 @@ struct file_look : file_facts {
   event_span span;
 };
 
-/// Bytes of the tables that looking into a file loads, before they are loaded; 0 where the site's library
+/// Bytes of the tables that scanning a file loads, before they are loaded; 0 where the site's library
 /// does not say.
 struct table_bytes {
   std::uint64_t dictionary = 0;
@@ -89,8 +89,8 @@ struct table_bytes {
 
 /// Reads the dictionary and the span of the events. `take_room` is called before, and takes memory for them
 /// or throws; `visit` is called for each channel.
-file_look look_into(const open_file& file, const std::function<void(const table_bytes&)>& take_room,
-                    const std::function<void(const listed_channel&)>& visit);
+file_summary scan_file(const open_file& file, const std::function<void(const table_bytes&)>& take_room,
+                       const std::function<void(const listed_channel&)>& visit);
 
 /// A file whose dictionary is known.
 struct known_file : file_facts {
@@ -107,6 +107,11 @@ std::size_t bytes_to_load_rows(const known_file& known);
 /// channel that the file does not have is empty.
 std::optional<std::vector<channel_rows>> load_rows(const open_file& file, const known_file& known,
                                                    const std::vector<std::string>& names);
+
+/// The data type of a block as it lies in the file, from its subheader alone; `nullopt` where there is
+/// none.
+std::optional<std::int32_t> read_stored_type(const open_file& file, ravo_file_generation generation,
+                                             const entry& where);
 
 }  // namespace ravo::datasets
 

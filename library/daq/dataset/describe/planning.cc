@@ -3,73 +3,15 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "read/block_scan.h"
+#include "read/event_batch.h"
+#include "read/segment_walk.h"
+
 namespace ravo {
 
 using datasets::entry;
 using datasets::found_block;
 using datasets::segment;
-
-// As many at a time as the threads, unless memory is so short that they would wait for one another.
-void visit_segments(dataset_state& state,
-                    const std::function<bool(std::size_t, const std::shared_ptr<const segment>&)>& visit) {
-  datasets::timeline& line = state.timeline;
-  std::vector<std::size_t> wave;
-  std::size_t memory = 0;
-  const auto flush = [&] {
-    std::vector<std::shared_ptr<const segment>> parts(wave.size());
-    const auto align = [&](std::size_t i) {
-      state.check_stop();
-      const datasets::memory_budget::at_work at_work(state.memory);
-      parts[i] = line.get(wave[i], datasets::on_full::wait);
-    };
-    if (wave.size() == 1)
-      align(0);  // it needs no turn on the threads, which another reading may have for long
-    else
-      state.pool.run(wave.size(), state.pool.size(), align, [&] { state.check_stop(); });
-    bool goes_on = true;
-    for (std::size_t i = 0; i < wave.size() && goes_on; ++i) {
-      goes_on = visit(wave[i], parts[i]);
-      parts[i].reset();
-    }
-    wave.clear();
-    memory = 0;
-    return goes_on;
-  };
-  for (std::size_t i = 0; i < line.segments(); ++i) {
-    if (!line.may_have_events(i)) continue;
-    const std::size_t needed = line.bytes_to_align(i);
-    const bool is_full = wave.size() >= state.pool.size() || memory + needed > state.memory.limit() / 4;
-    if (!wave.empty() && is_full && !flush()) return;
-    wave.push_back(i);
-    memory += needed;
-  }
-  if (!wave.empty()) flush();
-}
-
-std::uint64_t count_stored_bytes(dataset_state& state, std::size_t first, std::size_t stride,
-                                 std::size_t count) {
-  std::uint64_t bytes = 0;
-  std::size_t next = first, left = count, before = 0;
-  visit_segments(state, [&](std::size_t, const std::shared_ptr<const segment>& part) {
-    for (; left > 0 && next < before + part->selected.size(); next += stride, --left)
-      bytes += part->bytes_before[next - before + 1] - part->bytes_before[next - before];
-    before += part->selected.size();
-    return left > 0;
-  });
-  return bytes;
-}
-
-std::size_t count_events(dataset_state& state) {
-  datasets::timeline& line = state.timeline;
-  state.pool.run(
-      line.segments(), state.pool.size(),
-      [&](std::size_t i) {
-        state.check_stop();
-        line.selected_in(i);
-      },
-      [&] { state.check_stop(); });
-  return line.selected_before(line.segments());
-}
 
 namespace {
 
@@ -78,6 +20,8 @@ constexpr double inflated_bytes_a_second = 400e6;
 constexpr double moved_bytes_a_second = 2e9;
 // More heads would tell little more, and each costs a page of the file.
 constexpr std::size_t looked_at_in_segment = 8;
+// What a column has and needs for each of its rows beside the values.
+constexpr std::size_t bytes_of_row = 64;
 
 struct sampled {
   std::uint64_t stored = 0;
@@ -90,10 +34,10 @@ class planner {
   explicit planner(dataset_state& state) : state_(state), samples_(state.channels.size()) {}
 
   read_plan make() {
-    plan_.files = state_.files.size();
-    for (const refused_file& file : state_.refused)
+    plan_.files = state_.files.readable.size();
+    for (const refused_file& file : state_.files.refused)
       plan_.problems.push_back(file.path + ": " + file.problem);
-    for (const reading_problem& problem : state_.problems) plan_.problems.push_back(problem.text);
+    for (const reading_problem& problem : state_.files.problems) plan_.problems.push_back(problem.text);
     for (const dataset_channel& channel : state_.channels)
       plan_.channels.emplace_back().channel = channel.label;
     std::size_t ordinal = 0;
@@ -115,7 +59,8 @@ class planner {
     plan_.events += events.size();
     for (std::size_t i = 0; i < part.files.size(); ++i)
       if (part.file_failed[i])
-        plan_.problems.push_back(state_.files[part.files[i]].path + ": it cannot be read any more");
+        plan_.problems.push_back(state_.files.readable[part.files[i]].path +
+                                 ": it cannot be read any more");
     index_bytes_ = std::max<std::uint64_t>(index_bytes_, part.memory.bytes());
     for (std::size_t channel = 0; channel < part.channels.size(); ++channel) {
       const datasets::aligned_channel& aligned = part.channels[channel];
@@ -143,7 +88,7 @@ class planner {
     sampled& sample = samples_[channel];
     const std::uint64_t stored = where.stored;
     std::shared_ptr<const datasets::open_file> opened;
-    const auto source = state_.source_of(part, channel, where.file, opened);
+    const auto source = datasets::source_of(state_, part, channel, where.file, opened);
     if (!opened) return;
     unsigned char head[enough];
     const auto got = opened->read(where.chhd, head, std::min(where.stored, enough));
@@ -177,8 +122,7 @@ class planner {
       moved += static_cast<double>(channel.decoded_bytes) + static_cast<double>(channel.stored_bytes);
       plan_.stored_bytes += channel.stored_bytes;
       plan_.decoded_bytes += channel.decoded_bytes;
-      largest_column =
-          std::max(largest_column, channel.decoded_bytes + channel.values * datasets::bytes_of_row);
+      largest_column = std::max(largest_column, channel.decoded_bytes + channel.values * bytes_of_row);
     }
     const auto threads = static_cast<std::uint64_t>(state_.pool.size());
     const std::uint64_t windows = threads * 2 * std::max<std::uint64_t>(datasets::largest_window, largest_);
@@ -187,7 +131,7 @@ class planner {
     // Batches are cut by stored bytes, before it is known what they will be; memory that is used again may
     // be twice as large as what it is used for.
     const std::uint64_t of_event = plan_.events == 0 ? 0 : plan_.decoded_bytes / plan_.events;
-    const std::uint64_t of_batch = datasets::largest_batch * std::max<std::uint64_t>(of_stored_byte, 4);
+    const std::uint64_t of_batch = largest_batch * std::max<std::uint64_t>(of_stored_byte, 4);
     const std::uint64_t ahead = (threads * 2 + 2) * (of_batch + of_event);
     plan_.peak_bytes_of_events = std::min<std::uint64_t>(
         std::min(ahead, 2 * plan_.decoded_bytes + windows) + index_bytes_, state_.memory.limit());

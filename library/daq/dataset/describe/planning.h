@@ -2,26 +2,9 @@
 #ifndef RAVO_DATASET_PLANNING_H
 #define RAVO_DATASET_PLANNING_H
 
-#include <functional>
-#include <memory>
-
 #include "dataset_state.h"
 
 namespace ravo {
-
-/// Visits the segments that may have events, in order, until `visit` says false; a few of them are aligned
-/// ahead by all threads.
-void visit_segments(
-    dataset_state& state,
-    const std::function<bool(std::size_t, const std::shared_ptr<const datasets::segment>&)>& visit);
-
-/// The events of the selection, whatever the step. Aligns the segments that were not yet, with all threads.
-std::size_t count_events(dataset_state& state);
-
-/// The stored bytes of the values of `count` selected events, from the one at `first` on every `stride`-th
-/// of all. Aligns as much of the selection as they are in.
-std::uint64_t count_stored_bytes(dataset_state& state, std::size_t first, std::size_t stride,
-                                 std::size_t count);
 
 read_plan make_plan(dataset_state& state);
 

@@ -257,17 +257,6 @@ block_head look_at_head(const block_source_file& source, const file_part& part, 
                              : head_of<raw_format_2009>(part, where);
 }
 
-std::optional<std::int32_t> read_stored_type(const open_file& file, ravo_file_generation generation,
-                                             const entry& where) {
-  const auto read = [&]<class G>(G) -> std::optional<std::int32_t> {
-    unsigned char bytes[sizeof(typename G::subhead)];
-    if (!file.read_all(where.chhd, bytes, sizeof bytes)) return std::nullopt;
-    const auto head = read_subheader<G>(file_part(bytes, sizeof bytes, where.chhd), where.chhd);
-    return head ? std::optional(head->dtype) : std::nullopt;
-  };
-  return generation == ravo_file_generation::current ? read(raw_format_2010()) : read(raw_format_2009());
-}
-
 value_status inflate(const found_block& block, unsigned char* into) {
   return status_of(inflate_payload(block.payload, into, nullptr), block.payload, into);
 }

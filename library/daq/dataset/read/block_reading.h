@@ -73,10 +73,6 @@ struct block_head {
 };
 block_head look_at_head(const block_source_file& source, const file_part& part, const entry& where);
 
-/// The data type of a block as it lies in the file, from its subheader alone; nothing where there is none.
-std::optional<std::int32_t> read_stored_type(const open_file& file, ravo_file_generation generation,
-                                             const entry& where);
-
 /// Inflates a compressed block into `payload.room` bytes, in file order. ok, or why not.
 value_status inflate(const found_block& block, unsigned char* into);
 /// Decodes a block into `payload.room` bytes, in host order; `length` receives the bytes.

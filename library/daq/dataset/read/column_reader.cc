@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "describe/planning.h"
 #include "ravo_evutl.h"
+#include "read/segment_walk.h"
 
 namespace ravo {
 
@@ -21,7 +21,7 @@ column_reader::column_reader(const std::shared_ptr<dataset_state>& state, std::s
     : state_(state), channel_(channel), options_(options), kept_(std::make_shared<kept_memory>(state)) {
   data_.share_ = kept_;
   data_.channel = state->channels[channel].label;
-  data_.ledger = state->new_account();
+  data_.ledger = state->ledgers.open();
   data_.ledger.channels.emplace_back().channel = data_.channel;
   if (options.with_digest) data_.digest.emplace();
 }
@@ -41,10 +41,10 @@ column_data column_reader::read() {
   try {
     read_all();
   } catch (...) {
-    state_->add_account(data_.ledger);  // of what was read until then
+    state_->ledgers.add(data_.ledger);  // of what was read until then
     throw;
   }
-  state_->close_account(data_.ledger);
+  state_->ledgers.close(data_.ledger);
   if (options_.rows == column_rows::events) data_.planned_ = std::move(planned_status_);
   return std::move(data_);
 }
@@ -90,10 +90,10 @@ channel_digest column_reader::read_digest(read_progress& of_all) {
     make_chunks();
     run_chunks();
   } catch (...) {
-    state_->add_account(data_.ledger);
+    state_->ledgers.add(data_.ledger);
     throw;
   }
-  state_->close_account(data_.ledger);
+  state_->ledgers.close(data_.ledger);
   of_all.done_bytes += done_;
   return *data_.digest;
 }
@@ -300,19 +300,19 @@ void column_reader::read_blocks(const chunk& one, const segment& part, scratch& 
     if (status != value_status::ok || !is_held) data_.status[row] = status;
     if (is_held) return;
     const std::size_t listed = ledger.values.size();
-    state_->account(ledger, 0, channel_, blocks[i], status);
+    state_->ledgers.record(ledger, 0, channel_, blocks[i], status);
     if (ledger.values.size() > listed) ledger.values.back().row = row;
   };
   for (std::size_t first = 0; first < blocks.size();) {
     if (state_->is_stopped() || (!is_ragged_ && is_irregular_)) break;
-    const block_window window =
-        datasets::next_window(blocks, first, state_->window_bytes(), state_->options.largest_block);
+    const block_window window = datasets::next_window(blocks, first, datasets::window_bytes(state_->memory),
+                                                      state_->options.largest_block);
     if (window.blocks == 1 && !options_.with_digest && is_stored(list.row[one.first + first])) {
       settle(first++, value_status::ok);
       continue;
     }
     std::shared_ptr<const datasets::open_file> opened;
-    const auto source = state_->source_of(part, channel_, blocks[first].file, opened);
+    const auto source = datasets::source_of(*state_, part, channel_, blocks[first].file, opened);
     read_window(source, blocks, first, window, work, [&](std::size_t i, const found_block& found) {
       if (pass_ == pass::record_names)
         return take_record_names(found, std::uint64_t{one.list} << 32 | (one.first + i), work);

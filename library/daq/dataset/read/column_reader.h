@@ -12,6 +12,7 @@
 #include "align/record_names.h"
 #include "dataset_state.h"
 #include "ravo_dataset/column.h"
+#include "read/block_scan.h"
 #include "read/item.h"
 #include "work/memory_turn.h"
 

@@ -5,8 +5,8 @@
 #include <span>
 #include <utility>
 
-#include "describe/planning.h"
 #include "read/column_reader.h"
+#include "read/segment_walk.h"
 
 namespace ravo {
 
@@ -28,8 +28,9 @@ void column_reader::make_rows() {
   const std::size_t end = state_->end_of_events();
   visit_segments(*state_, [&](std::size_t number, const std::shared_ptr<const segment>& part) {
     reserve_extras(*part);
-    count_beside_rows(
-        [&] { state_->account_left_out(data_.ledger, 0, *part, channel_, reading_extent::whole); });
+    count_beside_rows([&] {
+      state_->ledgers.record_unaligned(data_.ledger, 0, *part, channel_, datasets::reading_extent::whole);
+    });
     if (options_.rows == column_rows::recorded) {
       reserve_rows(std::min(part->selected.size(), part->channels[channel_].entries.size()));
       add_rows(number, *part, ordinal);
@@ -89,7 +90,8 @@ void column_reader::account_others(const segment& part, std::uint32_t event) {
   const auto count = static_cast<std::size_t>(last - first);
   if (count == 0) return;
   count_beside_rows([&] {
-    state_->account_others(data_.ledger, 0, channel_, std::span(aligned.duplicates).subspan(at, count));
+    state_->ledgers.record_duplicates(data_.ledger, 0, channel_,
+                                      std::span(aligned.duplicates).subspan(at, count));
   });
 }
 
@@ -167,7 +169,7 @@ std::shared_ptr<const segment> column_reader::segment_of(const block_list& list)
 void column_reader::make_chunks() {
   constexpr std::size_t most_rows = 8192;
   constexpr std::uint64_t least = 32 * 1024;
-  const std::uint64_t most = std::max<std::uint64_t>(state_->window_bytes(), least);
+  const std::uint64_t most = std::max<std::uint64_t>(datasets::window_bytes(state_->memory), least);
   const std::uint64_t shares = 4 * state_->pool.size();
   stored_ = 0;
   for (const block_list& list : lists_) {
@@ -213,7 +215,7 @@ column_reader::first_block column_reader::decode_first_block(const block_list& l
   const auto part = state_->timeline.get(list.segment, how);
   const std::vector<entry> blocks{part->channels[channel_].entries[list.index[at]]};
   std::shared_ptr<const datasets::open_file> opened;
-  const auto source = state_->source_of(*part, channel_, blocks[0].file, opened);
+  const auto source = datasets::source_of(*state_, *part, channel_, blocks[0].file, opened);
   const auto window =
       datasets::next_window(blocks, 0, datasets::largest_window, state_->options.largest_block);
   read_window(source, blocks, 0, window, work, [&](std::size_t, const found_block& found) {

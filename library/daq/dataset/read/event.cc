@@ -14,7 +14,7 @@ value event::operator[](std::size_t channel) const {
   return batch_->at(index_, channel);
 }
 value event::operator[](std::string_view label) const {
-  return batch_->at(index_, batch_->state().channel_or_throw(label));
+  return batch_->at(index_, batch_->state().channels.find_or_throw(label));
 }
 
 event_range::event_range(std::unique_ptr<event_reader> reader) : reader_(std::move(reader)) {}

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "read/block_scan.h"
 #include "read/value_access.h"
 
 namespace ravo {
@@ -52,7 +53,10 @@ value event_batch::at(std::size_t event, std::size_t channel) const {
 class batch_decoder {
  public:
   batch_decoder(const std::shared_ptr<dataset_state>& state, const batch_plan& plan)
-      : state_(*state), plan_(plan), batch_(std::make_shared<event_batch>(state)) {}
+      : state_(*state),
+        plan_(plan),
+        batch_(std::make_shared<event_batch>(state)),
+        memory_(state->memory, "Decoding a block", on_full::refuse) {}
 
   std::shared_ptr<event_batch> decode() {
     part_ = state_.timeline.get(plan_.segment, on_full::refuse);
@@ -115,7 +119,7 @@ class batch_decoder {
           std::lower_bound(plan_.events.begin(), plan_.events.end(), aligned.duplicate_event[i]);
       if (found == plan_.events.end() || *found != aligned.duplicate_event[i]) continue;
       if (!state_.memory.try_grow(batch_->tables_,
-                                  3 * sizeof(event_batch::duplicate)))
+                                  datasets::while_it_grows * sizeof(event_batch::duplicate)))
         throw memory_refused();
       batch_->duplicates_.push_back(
           {static_cast<std::size_t>(found - plan_.events.begin()), channel, aligned.duplicates[i]});
@@ -146,24 +150,11 @@ class batch_decoder {
   }
 
   void read_blocks(std::size_t channel, const wanted_blocks& blocks) {
-    for (std::size_t first = 0; first < blocks.entries.size();) {
-      const auto window =
-          datasets::next_window(blocks.entries, first, state_.window_bytes(), state_.options.largest_block);
-      fit(buffers_.window, window.bytes);
-      std::shared_ptr<const datasets::open_file> opened;
-      const auto source = state_.source_of(*blocks.part, channel, blocks.entries[first].file, opened);
-      datasets::read_window(
-          source, blocks.entries, first, window, buffers_,
-          [&](std::size_t size) { fit(buffers_.block, size); },
-          [&](std::size_t i, const found_block& found) {
-            decode_block(channel, source, found, batch_->blocks_[blocks.first_block + i]);
-          });
-      first += window.blocks;
-    }
-  }
-
-  void fit(datasets::pooled_buffer& buffer, std::size_t size) {
-    state_.memory.fit(buffer, size, "Decoding a block", on_full::refuse);
+    datasets::block_scan scan(state_, channel, memory_);
+    scan.read_all(*blocks.part, blocks.entries,
+                  [&](std::size_t i, const datasets::block_source_file& source, const found_block& found) {
+                    decode_block(channel, source, found, batch_->blocks_[blocks.first_block + i]);
+                  });
   }
 
   void decode_block(std::size_t channel, const datasets::block_source_file& source,
@@ -188,7 +179,7 @@ class batch_decoder {
   std::shared_ptr<const segment> part_;
   std::vector<wanted_blocks> wanted_;
   std::optional<std::pair<std::size_t, std::size_t>> last_held_;
-  datasets::read_buffers buffers_;
+  datasets::block_memory memory_;
 };
 
 std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state,

@@ -10,6 +10,9 @@
 
 namespace ravo {
 
+/// The stored bytes of events that are decoded together, at most.
+inline constexpr std::uint64_t largest_batch = 1024 * 1024;
+
 /// Memory for decoded blocks, which never moves; all of it is taken from the memory limit.
 class block_arena {
  public:

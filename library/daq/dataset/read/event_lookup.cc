@@ -31,11 +31,11 @@ std::optional<event> event_reader::only(std::size_t segment, std::uint32_t numbe
 /// What is asked for may have been in a file that is gone, or a part of it.
 void event_reader::account_gone_files(std::size_t segment, const datasets::segment& part) {
   if (std::find(part.file_failed.begin(), part.file_failed.end(), true) != part.file_failed.end())
-    account_left_out(segment, reading_extent::part);
+    account_left_out(segment, datasets::reading_extent::part);
 }
 
 std::optional<event> event_reader::not_found() {
-  if (ledger_.expected() != 0 || ledger_.files.size() > state_->refused.size()) settle();
+  if (ledger_.expected() != 0 || ledger_.files.size() > state_->files.refused.size()) settle();
   is_settled_ = true;
   return std::nullopt;
 }

@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "describe/planning.h"
+#include "read/segment_walk.h"
 #include "work/memory_turn.h"
 
 namespace ravo {
@@ -23,7 +23,7 @@ constexpr std::size_t batch_cells = 64 * 1024;
 event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_options& options)
     : state_(std::move(state)), options_(options), accounted_(state_->timeline.segments(), 0) {
   if (options_.step == 0) throw selection_error("The step of a slice of events is 1 or more");
-  ledger_ = state_->new_account();
+  ledger_ = state_->ledgers.open();
   for (const dataset_channel& channel : state_->channels)
     ledger_.channels.emplace_back().channel = channel.label;
 }
@@ -48,7 +48,7 @@ event_reader::~event_reader() {
 void event_reader::settle() {
   if (is_settled_) return;
   is_settled_ = true;
-  state_->close_account(ledger_);
+  state_->ledgers.close(ledger_);
 }
 
 // ---- which events, in which batches
@@ -130,18 +130,18 @@ bool event_reader::enter_segment() {
 }
 
 /// What alignment left out of a segment, also of one that has no events: once.
-void event_reader::account_left_out(std::size_t segment, reading_extent extent) {
+void event_reader::account_left_out(std::size_t segment, datasets::reading_extent extent) {
   std::size_t& done = accounted_[segment];
   if (done == state_->channels.size() || !state_->timeline.may_have_events(segment)) return;
   const auto part = segment_to_plan(segment);
   // One after the other: where one throws, those before it are not counted again.
   for (; done < state_->channels.size(); ++done)
-    state_->account_left_out(ledger_, done, *part, done, extent);
+    state_->ledgers.record_unaligned(ledger_, done, *part, done, extent);
 }
 
-reading_extent event_reader::extent() const {
+datasets::reading_extent event_reader::extent() const {
   const bool is_whole = options_.first == 0 && !options_.count && options_.step == 1;
-  return is_whole ? reading_extent::whole : reading_extent::part;
+  return is_whole ? datasets::reading_extent::whole : datasets::reading_extent::part;
 }
 
 std::optional<batch_plan> event_reader::next_plan() {
@@ -168,7 +168,7 @@ std::optional<batch_plan> event_reader::next_plan() {
   plan.segment = segment_;
   // As far as the batches so far tell, decoded ones take a small part of the memory too.
   const auto fitting = static_cast<double>(state_->memory.limit() / 32) / decoded_a_stored_byte_;
-  const std::uint64_t batch_bytes = std::min(datasets::largest_batch, static_cast<std::uint64_t>(fitting));
+  const std::uint64_t batch_bytes = std::min(largest_batch, static_cast<std::uint64_t>(fitting));
   const auto has_room = [&] { return plan.events.size() < most && plan.stored_bytes < batch_bytes; };
   while (left_ > 0 && (plan.events.empty() || has_room())) {
     const std::size_t place = ordinal_ - before_segment_;
@@ -433,14 +433,15 @@ std::optional<event> event_reader::next() {
 event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::size_t index) {
   for (const event_batch::duplicate& duplicate : batch->duplicates())
     if (duplicate.event == index)
-      state_->account_others(ledger_, duplicate.channel, duplicate.channel, {&duplicate.where, 1});
+      state_->ledgers.record_duplicates(ledger_, duplicate.channel, duplicate.channel,
+                                        {&duplicate.where, 1});
   const auto account = [&](bool only_missing) {
     for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
       const event_batch::cell& cell = batch->cell_at(index, channel);
       if (cell.block == event_batch::cell::none || cell.status != value_status::ok) continue;
       const event_batch::block& block = batch->block_at(cell.block);
       if (!only_missing || is_missing(block.status))
-        state_->account(ledger_, channel, channel, block.where, block.status);
+        state_->ledgers.record(ledger_, channel, channel, block.where, block.status);
     }
   };
   // A strict policy throws at what is missing: then nothing of this event counts as delivered.

@@ -59,8 +59,8 @@ class event_reader {
   std::shared_ptr<const datasets::segment> segment_to_read(std::size_t index);
   std::size_t selected_in(std::size_t index);
   bool enter_segment();
-  void account_left_out(std::size_t segment, reading_extent extent);
-  reading_extent extent() const;
+  void account_left_out(std::size_t segment, datasets::reading_extent extent);
+  datasets::reading_extent extent() const;
   void top_up();
   void start(const std::shared_ptr<task>& ahead);
   void align_ahead(std::size_t segment);

@@ -25,6 +25,10 @@ enum class on_full { wait, refuse };
 /// Thrown where memory is refused. It never leaves the library: the work is done again when there is room.
 struct memory_refused {};
 
+/// What a list that grows takes of its size: the elements are in the old memory and in the new, which is
+/// twice as large.
+inline constexpr std::size_t while_it_grows = 3;
+
 /// A part of the budget, given back when it goes.
 class reservation {
  public:

@@ -1,4 +1,4 @@
-#include "describe/missing_spans.h"
+#include "align/missing_spans.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,0 +1,57 @@
+// The channels of a dataset: which ones the selection's patterns mean, by which labels they are asked for,
+// and which of them are slow.
+#ifndef RAVO_DATASET_CHANNEL_TABLE_H
+#define RAVO_DATASET_CHANNEL_TABLE_H
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "align/file_scan.h"
+#include "align/timeline.h"
+#include "ravo_dataset/dataset.h"
+
+namespace ravo::datasets {
+
+class channel_table {
+ public:
+  /// The number of a member that a pattern calls by its name, of a channel with this number among the names
+  /// of the scan. Throws selection_error.
+  using member_finder =
+      std::function<int(std::uint32_t name, const std::string& channel, const std::string& member)>;
+
+  /// Finds the channels. Throws selection_error.
+  void match(const std::vector<std::string>& patterns, const file_scan& scan,
+             const member_finder& find_member);
+  /// What the scanned files have of the channels. It counts their entries, and finds out which are slow.
+  std::vector<timed_file> place_in_files(const file_scan& scan);
+
+  const std::vector<dataset_channel>& all() const { return channels_; }
+  std::size_t size() const { return channels_.size(); }
+  const dataset_channel& operator[](std::size_t channel) const { return channels_[channel]; }
+  auto begin() const { return channels_.begin(); }
+  auto end() const { return channels_.end(); }
+
+  /// The position of a channel by its label, or by its name when that is one channel only.
+  std::optional<std::size_t> find(std::string_view label) const;
+  /// The same. Throws selection_error.
+  std::size_t find_or_throw(std::string_view label) const;
+
+  /// Of each channel.
+  std::vector<std::string> names() const;
+  std::vector<bool> slow() const;
+  /// Bytes that the channels take here and elsewhere.
+  std::size_t bytes() const;
+
+ private:
+  std::vector<dataset_channel> channels_;
+  std::map<std::string, std::string, std::less<>> labels_by_name_;  ///< of "NAME:MEMBER": "NAME:n"
+};
+
+}  // namespace ravo::datasets
+
+#endif
