@@ -42,7 +42,7 @@ int ravo::read_dictionary(long len, const ravo_file_reference_table* reference, 
   using dictionary_entry = dictionary_entry_of<dictionary_table>;
   if (table) *table = nullptr;
   if (!usable(len, reference, table)) return RAVO_TABLE_INVALID_ARGUMENT;
-  const raw_file file(fd, len);
+  const table_file file(fd, len);
   table_head head;
   if (const auto status = read_table_head(file, *reference, reference->cdt_ref,
                                           RAVO_CHAN_DICTIONARY_PATTERN, sizeof(dictionary_table), head);

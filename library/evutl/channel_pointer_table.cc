@@ -26,7 +26,7 @@ struct table_shape {
 
 // The table has exactly one row for each of the dictionary's channels.
 template <class dictionary_table>
-ravo_table_status read_shape(const ravo::raw_file& file, const reference_table& reference,
+ravo_table_status read_shape(const ravo::table_file& file, const reference_table& reference,
                              const dictionary_table& dictionary, table_shape& shape) {
   ravo::table_head head;
   if (const auto status =
@@ -68,7 +68,7 @@ std::vector<int> rows_of(const std::vector<char*>& names, const dictionary_table
 }
 
 template <class dictionary_table>
-ravo_table_status read_listed_rows(const ravo::raw_file& file, const reference_table& reference,
+ravo_table_status read_listed_rows(const ravo::table_file& file, const reference_table& reference,
                                    const dictionary_table& dictionary, const std::vector<int>& rows,
                                    pointer_table** table) {
   table_shape shape;
@@ -111,7 +111,7 @@ int read_all_rows(long len, const reference_table* reference, int fd, pointer_ta
     return status;
   const ravo::malloc_owner<dictionary_table> dictionary(loaded);
 
-  const ravo::raw_file file(fd, len);
+  const ravo::table_file file(fd, len);
   table_shape shape;
   if (const auto status = read_shape(file, *reference, *dictionary, shape); status != RAVO_TABLE_OK)
     return status;
@@ -141,7 +141,7 @@ int read_rows_by_list(long len, const reference_table* reference, int fd, const 
   bool any = false;
   for (const int row : rows) any = any || row >= 0;
   if (!any) return RAVO_TABLE_NO_CHANNEL;
-  return read_listed_rows(ravo::raw_file(fd, len), *reference, *dictionary, rows, table);
+  return read_listed_rows(ravo::table_file(fd, len), *reference, *dictionary, rows, table);
 } catch (...) {
   return RAVO_TABLE_NO_MEMORY;
 }

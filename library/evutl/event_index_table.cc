@@ -13,7 +13,7 @@ using entry_head = ravo_event_index_entry_head_2010;
 using info_entry = ravo_event_info_entry_2010;
 
 // Walks the entries and yields the bytes of the whole table, its head included.
-ravo_table_status measure(const ravo::raw_file& file, const ravo_file_reference_table_2010& reference,
+ravo_table_status measure(const ravo::table_file& file, const ravo_file_reference_table_2010& reference,
                           std::int32_t event_types, std::uint64_t& length) {
   std::uint32_t seen = 0;
   length = sizeof(index_table);
@@ -58,7 +58,7 @@ bool still_fits(const index_table& table, std::int32_t event_types, std::uint64_
 
 }  // namespace
 
-ravo_table_status ravo::measure_event_index(const raw_file& file,
+ravo_table_status ravo::measure_event_index(const table_file& file,
                                             const ravo_file_reference_table_2010& reference,
                                             std::int32_t& event_types, std::uint64_t& length) {
   const std::uint32_t offset = reference.eit_pos_ref;
@@ -79,7 +79,7 @@ int ravo_get_event_index_table_m_2010(long len, const ravo_file_reference_table_
                                       ravo_event_index_table_2010** table) {
   if (table) *table = nullptr;
   if (!ravo::usable(len, reference, table)) return RAVO_TABLE_INVALID_ARGUMENT;
-  const ravo::raw_file file(fd, len);
+  const ravo::table_file file(fd, len);
   std::int32_t event_types = 0;
   std::uint64_t length = 0;
   if (const auto status = ravo::measure_event_index(file, *reference, event_types, length);

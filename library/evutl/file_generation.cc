@@ -1,18 +1,14 @@
 // Recognises the generation of a raw file by its reference table's marker.
 #include "ravo_file_generation.h"
 
-#include <sys/stat.h>
-
 #include "file_tables.h"
-#include "format/opened_file.h"
+#include "format/raw_file.h"
 
 int ravo_get_file_generation(const char* path, ravo_file_generation* generation) {
   if (!path || !generation) return RAVO_TABLE_INVALID_ARGUMENT;
-  const ravo::opened_file fd(path);
-  struct stat about;
-  if (fd < 0 || ravo::uninterrupted::fstat(fd, &about) != 0 || !S_ISREG(about.st_mode))
-    return RAVO_TABLE_UNREADABLE;
-  const ravo::raw_file file(fd, about.st_size);
+  const ravo::raw_file opened(path);
+  if (!opened.is_open()) return RAVO_TABLE_UNREADABLE;
+  const ravo::table_file file(opened.descriptor(), static_cast<long>(opened.length()));
   std::uint32_t offset = 0;
   if (const auto status = file.read_tail(offset); status != RAVO_TABLE_OK) return status;
   if (offset == 0) return RAVO_TABLE_ABSENT;

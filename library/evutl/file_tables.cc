@@ -11,29 +11,29 @@
 
 namespace ravo {
 
-bool raw_file::holds(std::uint64_t offset, std::uint64_t length) const {
+bool table_file::holds(std::uint64_t offset, std::uint64_t length) const {
   const std::uint64_t end = static_cast<std::uint64_t>(length_);
   if (end < tail_size) return false;
   return offset <= end - tail_size && length <= end - tail_size - offset;
 }
 
-ravo_table_status raw_file::read(std::uint64_t offset, void* destination, std::size_t length) const {
+ravo_table_status table_file::read(std::uint64_t offset, void* destination, std::size_t length) const {
   return read_exactly(fd_, offset, destination, length) ? RAVO_TABLE_OK : RAVO_TABLE_UNREADABLE;
 }
 
-ravo_table_status raw_file::read_words(std::uint64_t offset, void* destination, std::size_t words) const {
+ravo_table_status table_file::read_words(std::uint64_t offset, void* destination, std::size_t words) const {
   if (words > static_cast<std::size_t>(std::numeric_limits<int>::max())) return RAVO_TABLE_WRONG_LENGTH;
   const ravo_table_status status = read(offset, destination, words * 4);
   if (status == RAVO_TABLE_OK) ravo_swap4(destination, destination, static_cast<int>(words));
   return status;
 }
 
-ravo_table_status raw_file::read_tail(std::uint32_t& offset) const {
+ravo_table_status table_file::read_tail(std::uint32_t& offset) const {
   if (length_ < static_cast<long>(tail_size)) return RAVO_TABLE_TOO_SHORT;
   return read_words(length() - tail_size, &offset, 1);
 }
 
-ravo_table_status check_clear(const raw_file& file, const ravo_file_reference_table_2010& reference,
+ravo_table_status check_clear(const table_file& file, const ravo_file_reference_table_2010& reference,
                               std::uint64_t offset, std::uint64_t length) {
   const std::uint64_t end = offset + length;  // both came out of 32-bit words
   std::uint32_t reference_offset = 0;
@@ -55,7 +55,7 @@ ravo_table_status check_clear(const raw_file& file, const ravo_file_reference_ta
   return here > 1 ? RAVO_TABLE_OVERLAP : RAVO_TABLE_OK;
 }
 
-ravo_table_status read_table_head(const raw_file& file, const ravo_file_reference_table_2010& reference,
+ravo_table_status read_table_head(const table_file& file, const ravo_file_reference_table_2010& reference,
                                   std::uint32_t offset, std::uint32_t pattern, std::size_t smallest,
                                   table_head& head) {
   if (offset == 0) return RAVO_TABLE_ABSENT;
@@ -78,7 +78,7 @@ namespace {
 using reference_table = ravo_file_reference_table_2010;
 
 // The bytes of a table that begins with its length.
-ravo_table_status measure(const raw_file& file, const reference_table& reference, std::uint32_t offset,
+ravo_table_status measure(const table_file& file, const reference_table& reference, std::uint32_t offset,
                           std::uint32_t pattern, std::size_t smallest, std::uint64_t& bytes) {
   table_head head{};
   const ravo_table_status status = read_table_head(file, reference, offset, pattern, smallest, head);
@@ -86,13 +86,13 @@ ravo_table_status measure(const raw_file& file, const reference_table& reference
   return status;
 }
 
-ravo_table_status measure_dictionary(const raw_file& file, const reference_table& reference,
+ravo_table_status measure_dictionary(const table_file& file, const reference_table& reference,
                                      std::uint64_t& bytes) {
   return measure(file, reference, reference.cdt_ref, RAVO_CHAN_DICTIONARY_PATTERN,
                  sizeof(ravo_chan_dictionary_table_2010), bytes);
 }
 
-ravo_table_status measure_row(const raw_file& file, const reference_table& reference,
+ravo_table_status measure_row(const table_file& file, const reference_table& reference,
                               std::uint64_t& bytes) {
   using table = ravo_event_chan_pointers_table;
   std::uint64_t whole = 0;
@@ -109,7 +109,7 @@ ravo_table_status measure_row(const raw_file& file, const reference_table& refer
   return bytes <= whole - sizeof(table) ? RAVO_TABLE_OK : RAVO_TABLE_WRONG_LENGTH;
 }
 
-ravo_table_status measure_table(const raw_file& file, const reference_table& reference, int table,
+ravo_table_status measure_table(const table_file& file, const reference_table& reference, int table,
                                 std::uint64_t& bytes) {
   switch (table) {
     case RAVO_TABLE_OF_EVENTS: {
@@ -154,7 +154,7 @@ int ravo_get_table_memory(long len, const ravo_file_reference_table_2010* refere
   if (!ravo::usable(len, reference, bytes)) return RAVO_TABLE_INVALID_ARGUMENT;
   std::uint64_t measured = 0;
   const ravo_table_status status =
-      ravo::measure_table(ravo::raw_file(fd, len), *reference, table, measured);
+      ravo::measure_table(ravo::table_file(fd, len), *reference, table, measured);
   if (status == RAVO_TABLE_OK) *bytes = measured;
   return status;
 }

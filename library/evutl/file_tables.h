@@ -15,11 +15,11 @@ namespace ravo {
 /// The last bytes of a file: the offset of its reference table.
 inline constexpr std::size_t tail_size = 4;
 
-/// A raw file behind its descriptor. Offsets and lengths are held against the file's length, and no
-/// table may reach into the tail.
-class raw_file {
+/// The file of which a caller hands the descriptor and the length. Offsets and lengths are checked against
+/// that length, and no table may reach into the tail.
+class table_file {
  public:
-  raw_file(int fd, long length) : fd_(fd), length_(length) {}
+  table_file(int fd, long length) : fd_(fd), length_(length) {}
 
   /// Whether `length` bytes at `offset` lie before the tail.
   bool holds(std::uint64_t offset, std::uint64_t length) const;
@@ -49,18 +49,19 @@ static_assert(sizeof(table_head) == 8);
 
 /// Reads and checks the head of the table at `offset`: there is one, it has the marker, its length is
 /// at least `smallest`, and the whole table lies in the file and runs into nothing else.
-ravo_table_status read_table_head(const raw_file& file, const ravo_file_reference_table_2010& reference,
+ravo_table_status read_table_head(const table_file& file, const ravo_file_reference_table_2010& reference,
                                   std::uint32_t offset, std::uint32_t pattern, std::size_t smallest,
                                   table_head& head);
 
 /// Whether a table of `length` bytes at `offset` is clear of the reference table and of the beginning
 /// of every other table and basket. When this holds for every table of a file, no two overlap.
-ravo_table_status check_clear(const raw_file& file, const ravo_file_reference_table_2010& reference,
+ravo_table_status check_clear(const table_file& file, const ravo_file_reference_table_2010& reference,
                               std::uint64_t offset, std::uint64_t length);
 
 /// The bytes of the event index table, which has no length word: its entries are walked head by head.
 /// `event_types` receives the number of its entries.
-ravo_table_status measure_event_index(const raw_file& file, const ravo_file_reference_table_2010& reference,
+ravo_table_status measure_event_index(const table_file& file,
+                                      const ravo_file_reference_table_2010& reference,
                                       std::int32_t& event_types, std::uint64_t& length);
 
 /// Whether the arguments that all table operations share can be used.

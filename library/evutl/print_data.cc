@@ -168,7 +168,7 @@ void print_text(const byte_view& data) {
 
 void print_reading(const std::string& what, std::int32_t status, const time_stamp& time, float value) {
   std::printf("  %s: value %g  status 0x%x  time %s\n", what.c_str(), static_cast<double>(value),
-              static_cast<unsigned>(status), ravo::time_text(time).c_str());
+              static_cast<unsigned>(status), ravo::time_and_words_text(time).c_str());
 }
 
 // Both generations; the older one's name is shorter and everything behind it is the same.

@@ -16,7 +16,7 @@ void print_server_block(const server_block_head* header) try {
   std::printf("server block: server \"%s\"  channels %d  length %d\n",
               ravo::printable(header->server, sizeof header->server).c_str(), header->nchan,
               header->ltotal);
-  std::printf("  time %s\n", ravo::time_text(header->time).c_str());
+  std::printf("  time %s\n", ravo::time_and_words_text(header->time).c_str());
   std::printf("  macro-pulse %d  tmask 0x%x  status %s\n", header->mpulse,
               static_cast<unsigned>(header->tmask), ravo::error_text(header->status).c_str());
 } catch (...) {
@@ -57,7 +57,7 @@ void dump_event_header_(const ravo_eventheader* header) try {
   const int type = static_cast<int>(header->event_type);
   std::printf("event header: event %u  type %d (%s)  pattern 0x%08x\n", header->event_number, type,
               event_name_itoa(type), header->pattern);
-  std::printf("  time %s\n", ravo::time_text(header->event_time).c_str());
+  std::printf("  time %s\n", ravo::time_and_words_text(header->event_time).c_str());
   std::printf("  length %u  server blocks %d  tmask 0x%x  status 0x%x\n", header->event_length,
               header->num_svr_block, static_cast<unsigned>(header->tmask),
               static_cast<unsigned>(header->status));

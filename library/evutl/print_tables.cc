@@ -56,12 +56,12 @@ void print_event_index_entry_2010(const ravo_event_index_entry_2010* entry) try 
   std::printf("event index entry: type %d (%s)  events %d  numbers %u to %u\n", entry->event_type,
               event_name_itoa(entry->event_type), entry->length, entry->event_number_first,
               entry->event_number_last);
-  std::printf("  first %s\n", ravo::time_text(entry->event_time_first).c_str());
-  std::printf("  last  %s\n", ravo::time_text(entry->event_time_last).c_str());
+  std::printf("  first %s\n", ravo::time_and_words_text(entry->event_time_first).c_str());
+  std::printf("  last  %s\n", ravo::time_and_words_text(entry->event_time_last).c_str());
   for (int i = 0; i < entry->length; ++i) {
     const ravo_event_info_entry_2010& event = entry->event_info()[i];
     std::printf("  [%d] event %u  time %s  offset %u\n", i, event.event_number,
-                ravo::time_text(event.time).c_str(), event.offset);
+                ravo::time_and_words_text(event.time).c_str(), event.offset);
   }
 } catch (...) {
 }

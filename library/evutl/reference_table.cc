@@ -28,7 +28,7 @@ bool refers_to_itself(const reference_table& table, std::uint64_t offset) {
 }
 
 // From the mapping of the tail when the table lies inside it, else through the descriptor.
-ravo_table_status read_reference_table(const byte_view& tail, const ravo::raw_file& file,
+ravo_table_status read_reference_table(const byte_view& tail, const ravo::table_file& file,
                                        std::uint32_t offset, reference_table& table) {
   const std::uint64_t tail_offset = file.length() - tail.size();
   if (offset < tail_offset) return file.read_words(offset, &table, reference_table_words);
@@ -46,7 +46,7 @@ int find_reference_table(const unsigned char* tail, long tail_length, long len, 
   if (tail_length < static_cast<long>(ravo::tail_size)) return RAVO_TABLE_TOO_SHORT;
 
   const byte_view view(tail, static_cast<std::size_t>(tail_length), word_order::file);
-  const ravo::raw_file file(fd, len);
+  const ravo::table_file file(fd, len);
   const std::uint32_t offset = *view.at<std::uint32_t>(view.size() - ravo::tail_size);
   if (offset == 0) return RAVO_TABLE_ABSENT;
   if (!file.holds(offset, sizeof(reference_table))) return RAVO_TABLE_OUT_OF_FILE;

@@ -7,7 +7,7 @@ int ravo_get_env_index_dictionary_table_m_2010(long len, const ravo_file_referen
                                                int fd, ravo_env_dictionary_table_2010** table) {
   if (table) *table = nullptr;
   if (!ravo::usable(len, reference, table)) return RAVO_TABLE_INVALID_ARGUMENT;
-  const ravo::raw_file file(fd, len);
+  const ravo::table_file file(fd, len);
   ravo::table_head head;
   if (const auto status =
           ravo::read_table_head(file, *reference, reference->eidt_ref, RAVO_ENV_DICTIONARY_PATTERN,
@@ -33,7 +33,7 @@ int ravo_get_chan_descr_table_m_2010(long len, const ravo_file_reference_table_2
                                      ravo_xml_chan_descr_header_2010** table) {
   if (table) *table = nullptr;
   if (!ravo::usable(len, reference, table)) return RAVO_TABLE_INVALID_ARGUMENT;
-  const ravo::raw_file file(fd, len);
+  const ravo::table_file file(fd, len);
   ravo::table_head head;
   if (const auto status =
           ravo::read_table_head(file, *reference, reference->xcd_ref, RAVO_XML_CHAN_DESCR_PATTERN,

@@ -1,11 +1,10 @@
 // Turns times, bit words and text fields into what the printers show.
 #include "format/print_text.h"
 
-#include <time.h>
-
 #include <cstdio>
 
 #include "format/event_types.h"
+#include "format/time.h"
 #include "ravo_data_types.h"
 
 namespace ravo {
@@ -81,18 +80,10 @@ std::string printable(const char* field, std::size_t size) {
   return text;
 }
 
-std::string time_text(const time_stamp& time) {
-  const time_t seconds = time.timeup;
-  struct tm calendar;
-  gmtime_r(&seconds, &calendar);
-  char text[128];
-  char day[32];
-  strftime(day, sizeof day, "%Y-%m-%dT%H:%M:%S", &calendar);
-  if (time.timelow > 999999)  // not a time: the words alone say what the file has
-    std::snprintf(text, sizeof text, "%sZ+%uus (%u s %u us)", day, time.timelow, time.timeup, time.timelow);
-  else
-    std::snprintf(text, sizeof text, "%s.%06uZ (%u s %u us)", day, time.timelow, time.timeup, time.timelow);
-  return text;
+std::string time_and_words_text(const time_stamp& time) {
+  char words[48];
+  std::snprintf(words, sizeof words, " (%u s %u us)", time.timeup, time.timelow);
+  return time_text(time) + words;
 }
 
 std::string error_text(std::int32_t bits) {

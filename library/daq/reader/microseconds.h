@@ -2,12 +2,12 @@
 #ifndef RAVO_DAQ_READER_MICROSECONDS_H
 #define RAVO_DAQ_READER_MICROSECONDS_H
 
-#include "ravo_core_records.h"
+#include "format/time.h"
 
 namespace ravo {
 
-/// A time in microseconds; a double holds every time stamp exactly.
-inline double in_microseconds(const time_stamp& time) { return time.timeup * 1e6 + time.timelow; }
+/// A time in microseconds, as the classic interface counts them: a double holds every time stamp exactly.
+inline double as_microseconds(const time_stamp& time) { return static_cast<double>(in_microseconds(time)); }
 
 }  // namespace ravo
 

@@ -18,6 +18,7 @@
 #include "file_layout.h"
 #include "file_name.h"
 #include "folder.h"
+#include "format/time.h"
 #include "outcome.h"
 #include "ravo_data_types.h"
 #include "record_set.h"
@@ -37,10 +38,6 @@ outcome not_allowed(std::string text) { return refusal(RAVO_DAQ_WRITER_NOT_ALLOW
 bool is_slow(ravo::payload_shape shape) {
   using enum ravo::payload_shape;
   return shape == update || shape == update_older || shape == environment;
-}
-
-std::uint64_t microseconds(const time_stamp& time) {
-  return std::uint64_t{time.timeup} * 1000000 + time.timelow;
 }
 
 outcome check_channel_name(const std::string& name, const record_set& records) {
@@ -238,7 +235,7 @@ outcome ravo::raw_writer::state::begin_event(const ravo_daq_writer_event& head) 
   if (head.event_number == RAVO_EVENT_NUMBER_UNDECODED)
     return invalid("the event number 4294967295 means \"not decoded\" to readers; use another one");
   if (outcome checked = check_event_time(head.time); checked.failed()) return checked;
-  if (last_time && microseconds(head.time) < microseconds(*last_time))
+  if (last_time && ravo::in_microseconds(head.time) < ravo::in_microseconds(*last_time))
     return invalid(
         "the event lies before the one that was given last; give events in the order of "
         "their times");
@@ -326,8 +323,8 @@ bool ravo::raw_writer::state::starts_new_file() const {
   if (builder->events() == 0) return false;
   if (settings.max_events != 0 && builder->events() >= settings.max_events) return true;
   if (settings.max_seconds != 0 && builder->first_time().timeup != 0 &&
-      microseconds(event.head.time) - microseconds(builder->first_time()) >=
-          std::uint64_t{settings.max_seconds} * 1000000)
+      ravo::in_microseconds(event.head.time) - ravo::in_microseconds(builder->first_time()) >=
+          std::int64_t{settings.max_seconds} * ravo::microseconds_per_second)
     return true;
   const file_layout layout(builder->with(event), records);
   return !layout.fits() || (settings.max_file_bytes != 0 && layout.total > settings.max_file_bytes);

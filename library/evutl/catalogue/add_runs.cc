@@ -37,8 +37,8 @@ constexpr day_number very_long_files = last_day + 1;
 void widen(std::map<int, span>& runs, int run, const raw_file_entry& file) {
   const auto [place, is_new] = runs.try_emplace(run, span{file.start, file.end});
   if (is_new) return;
-  if (earlier(file.start, place->second.start)) place->second.start = file.start;
-  if (earlier(place->second.end, file.end)) place->second.end = file.end;
+  if (is_before(file.start, place->second.start)) place->second.start = file.start;
+  if (is_before(place->second.end, file.end)) place->second.end = file.end;
 }
 
 void collect_days(const run_entry& run, index_updates& days) {
@@ -79,7 +79,7 @@ std::string why_not(const raw_file_entry& file) {
   if (file.path.size() > 4095) return "has a path that is too long";
   if (file.start.timelow > 999999 || file.end.timelow > 999999)
     return "has a time with too many microseconds";
-  if (file.has_time() ? earlier(file.end, file.start) : file.events > 0 || !same(file.end, {}))
+  if (file.has_time() ? is_before(file.end, file.start) : file.events > 0 || !is_same(file.end, {}))
     return "has no sensible start and end";
   return {};
 }
@@ -152,13 +152,13 @@ class stream_writer {
     bool changed = !existing.content;
     for (const auto& [run, when] : update) {
       const auto [place, is_new] = runs.try_emplace(run, when);
-      changed =
-          changed || is_new || !same(place->second.start, when.start) || !same(place->second.end, when.end);
+      changed = changed || is_new || !is_same(place->second.start, when.start) ||
+                !is_same(place->second.end, when.end);
       place->second = when;
     }
     if (!changed) return;
     day_index index{
-        catalogue_.experiment(), catalogue_.stream(), very_long ? long_index : day_text(day), {}};
+        catalogue_.experiment(), catalogue_.stream(), very_long ? long_index : date_text(day), {}};
     for (const auto& [run, when] : runs) index.runs.push_back({run, when.start, when.end});
     if (const std::string problem = replace_text(path, day_document(index), changed_folders_);
         !problem.empty())

@@ -7,6 +7,8 @@
 #include <new>
 #include <pugixml.hpp>
 
+#include "format/time.h"
+
 namespace ravo::catalogue {
 namespace {
 
@@ -14,6 +16,7 @@ constexpr const char* declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\
 constexpr const char* run_root = "ravo_run";
 constexpr const char* day_root = "ravo_day";
 constexpr const char* version_text = "1";
+constexpr const char* time_form = "YYYY-MM-DDThh:mm:ss.ffffffZ";
 constexpr std::size_t longest_path = 4095;
 
 // ---- characters ------------------------------------------------------------------------------------
@@ -141,7 +144,7 @@ int run_number(const pugi::xml_node& element, const char* name) {
 }
 
 time_stamp time(const pugi::xml_node& element, const char* name) {
-  const auto value = parse_time(required(element, name));
+  const auto value = read_time_as(time_form, required(element, name));
   if (!value) refuse(element, std::string("has no time in ") + name);
   return *value;
 }
@@ -149,7 +152,7 @@ time_stamp time(const pugi::xml_node& element, const char* name) {
 void read_span(const pugi::xml_node& element, time_stamp& start, time_stamp& end) {
   start = time(element, "start");
   end = time(element, "end");
-  if (earlier(end, start)) refuse(element, "ends before it starts");
+  if (is_before(end, start)) refuse(element, "ends before it starts");
 }
 
 // Both attributes may be left out together.

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "catalogue/times.h"
+#include "catalogue/days.h"
 #include "ravo_run_catalogue_builder.h"
 
 namespace ravo::catalogue {

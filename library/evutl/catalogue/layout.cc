@@ -81,15 +81,15 @@ std::string stream_layout::run_file(int run) const {
 }
 
 std::string stream_layout::year_folder(day_number day) const {
-  return folder_ + "/days/" + std::to_string(calendar(day).year);
+  return folder_ + "/days/" + std::to_string(date_of(day).year);
 }
 
 std::string stream_layout::month_folder(day_number day) const {
-  return year_folder(day) + "/" + two_digits(calendar(day).month);
+  return year_folder(day) + "/" + two_digits(date_of(day).month);
 }
 
 std::string stream_layout::day_file(day_number day) const {
-  return month_folder(day) + "/" + two_digits(calendar(day).day) + ".xml";
+  return month_folder(day) + "/" + two_digits(date_of(day).day) + ".xml";
 }
 
 std::vector<int> stream_layout::runs() const {

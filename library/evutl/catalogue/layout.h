@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "catalogue/times.h"
+#include "catalogue/days.h"
 
 namespace ravo::catalogue {
 

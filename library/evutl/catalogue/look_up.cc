@@ -64,7 +64,7 @@ void append(search_result& all, search_result more) {
   std::move(more.runs.begin(), more.runs.end(), std::back_inserter(all.runs));
   std::move(more.damaged.begin(), more.damaged.end(), std::back_inserter(all.damaged));
   std::inplace_merge(all.runs.begin(), all.runs.begin() + middle, all.runs.end(),
-                     [](const found_run& a, const found_run& b) { return earlier(a.start, b.start); });
+                     [](const found_run& a, const found_run& b) { return ravo::is_before(a.start, b.start); });
 }
 
 wanted_files wanted(int only_closed) { return only_closed ? wanted_files::complete : wanted_files::all; }
@@ -116,9 +116,9 @@ int get_time_for_run(int run, time_stamp* start, time_stamp* end, const char* ex
     document<run_entry> entry = catalogue.run(run);
     if (!entry.damage.empty()) name_damaged({{catalogue.layout().run_file(run), entry.damage}});
     if (entry.content) catalogue.look_again(*entry.content);
-    if (!entry.content || same(entry.content->end, {})) continue;
-    if (!known || earlier(entry.content->start, first)) first = entry.content->start;
-    if (!known || earlier(last, entry.content->end)) last = entry.content->end;
+    if (!entry.content || ravo::is_same(entry.content->end, {})) continue;
+    if (!known || ravo::is_before(entry.content->start, first)) first = entry.content->start;
+    if (!known || ravo::is_before(last, entry.content->end)) last = entry.content->end;
     known = true;
   }
   if (!known) return no_answer;

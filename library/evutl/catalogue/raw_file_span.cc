@@ -9,12 +9,11 @@
 #include <system_error>
 #include <vector>
 
-#include "catalogue/times.h"
+#include "catalogue/days.h"
 #include "file_tables.h"
 #include "format/file_name_parts.h"
 #include "format/malloc_owner.h"
-#include "format/opened_file.h"
-#include "format/read_exactly.h"
+#include "format/raw_file.h"
 #include "format/settled_file.h"
 #include "format/uninterrupted.h"
 #include "ravo_evutl.h"
@@ -23,24 +22,25 @@
 namespace ravo::catalogue {
 namespace {
 
-constexpr std::int64_t nanoseconds = 1'000'000'000;
-
 // The reference table, or null and why. The file's end is read instead of mapped: a file that is cut short
 // meanwhile then costs an entry and not the process.
-malloc_owner<ravo_file_reference_table_2010> reference_table(int fd, long length, int& status) {
+malloc_owner<ravo_file_reference_table_2010> reference_table(const raw_file& file, int& status) {
+  const auto length = static_cast<long>(file.length());
   const long tail = std::max(length - 4, 0L);
   long rest = 0;
   const long offset = ravo_get_page_offset(length, tail, &rest);
   std::vector<unsigned char> bytes(static_cast<std::size_t>(length - offset));
-  if (!read_exactly(fd, static_cast<std::uint64_t>(offset), bytes.data(), bytes.size())) {
+  if (!file.read_exactly(static_cast<std::uint64_t>(offset), bytes.data(), bytes.size())) {
     status = RAVO_TABLE_UNREADABLE;
     return nullptr;
   }
   ravo_file_reference_table_2010* table = nullptr;
-  status = get_ravo_file_reference_table_m_2010(bytes.data(), length - offset, length, fd, &table);
+  status = get_ravo_file_reference_table_m_2010(bytes.data(), length - offset, length, file.descriptor(),
+                                                &table);
   // A file of the older generation has another marker and the same event index.
   if (status == RAVO_TABLE_WRONG_PATTERN)
-    status = get_ravo_file_reference_table_m(bytes.data(), length - offset, length, fd, &table);
+    status =
+        get_ravo_file_reference_table_m(bytes.data(), length - offset, length, file.descriptor(), &table);
   return malloc_owner<ravo_file_reference_table_2010>(table);
 }
 
@@ -48,14 +48,14 @@ malloc_owner<ravo_file_reference_table_2010> reference_table(int fd, long length
 void widen(time_stamp time, bool& any, raw_file_entry& file) {
   if (time.timeup == 0) return;  // an event without a time
   time.timelow = std::min(time.timelow, 999999u);
-  if (!any || earlier(time, file.start)) file.start = time;
-  if (!any || earlier(file.end, time)) file.end = time;
+  if (!any || is_before(time, file.start)) file.start = time;
+  if (!any || is_before(file.end, time)) file.end = time;
   any = true;
 }
 
 // Reads the event index piece by piece: a file may claim as many events as it has bytes for, and several
 // files are looked at at the same time.
-ravo_table_status summarise(const raw_file& source, const ravo_file_reference_table_2010& reference,
+ravo_table_status summarise(const table_file& source, const ravo_file_reference_table_2010& reference,
                             raw_file_entry& file) {
   constexpr std::size_t piece = 4096;
   std::int32_t types = 0;
@@ -96,31 +96,26 @@ time_stamp seconds_as_time(std::int64_t seconds) {
 
 }  // namespace
 
-std::int64_t modification_time(const struct stat& about) {
-  return about.st_mtim.tv_sec * nanoseconds + about.st_mtim.tv_nsec;
-}
+std::int64_t modification_time(const struct stat& about) { return identity_of(about).changed; }
 
 looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed_after) {
   looked_at result;
   raw_file_entry& file = result.entry;
   file.path = path;
-  const opened_file fd(path.c_str());
-  struct stat about {};
-  if (fd < 0 || uninterrupted::fstat(fd, &about) != 0) {
-    result.problem = std::generic_category().message(errno);
+  const raw_file source(path.c_str());
+  if (!source.is_open()) {
+    result.problem =
+        source.error() != 0 ? std::generic_category().message(source.error()) : "is not a regular file";
     return result;
   }
-  if (!S_ISREG(about.st_mode)) {
-    result.problem = "is not a regular file";
-    return result;
-  }
+  const struct stat& about = source.status();
   file.bytes = static_cast<std::uint64_t>(about.st_size);
   file.modified = modification_time(about);
   file.complete = closed_after < 0 || about.st_ctim.tv_sec + closed_after < now;
 
   int status = RAVO_TABLE_TOO_SHORT;
-  const auto reference = about.st_size > 0 ? reference_table(fd, about.st_size, status) : nullptr;
-  if (reference) status = summarise(raw_file(fd, about.st_size), *reference, file);
+  const auto reference = about.st_size > 0 ? reference_table(source, status) : nullptr;
+  if (reference) status = summarise(table_file(source.descriptor(), about.st_size), *reference, file);
   const int unreadable_for = errno;
   const auto named = parse_file_name(path);
   if (reference && status == RAVO_TABLE_OK) {
@@ -131,7 +126,7 @@ looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed
   } else if (!file.complete && named) {
     const time_stamp changed = seconds_as_time(about.st_mtim.tv_sec);
     file.start = {named->seconds, 0};
-    file.end = earlier(changed, file.start) ? file.start : changed;
+    file.end = is_before(changed, file.start) ? file.start : changed;
   } else if (status == RAVO_TABLE_UNREADABLE) {
     result.problem = "cannot be read: " + std::generic_category().message(unreadable_for);
   } else {

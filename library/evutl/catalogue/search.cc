@@ -68,8 +68,8 @@ class run_collector {
   // Years and months without a folder are stepped over, so that a long period costs little more than what
   // it holds.
   void add_days() {
-    const day_number last = when_.stop / seconds_of_a_day;
-    day_number day = when_.start / seconds_of_a_day;
+    const day_number last = when_.stop / seconds_per_day;
+    day_number day = when_.start / seconds_per_day;
     while (day <= last) {
       if (!is_folder(catalogue_.layout().year_folder(day))) {
         day = next_year(day);
@@ -115,7 +115,7 @@ search_result find_period(stream_catalogue& catalogue, std::uint32_t start, std:
   collector.add(catalogue.very_long(), catalogue.layout().long_file());
   for (const int run : collector.runs()) add_run(catalogue, run, when, wanted, result);
   std::stable_sort(result.runs.begin(), result.runs.end(),
-                   [](const found_run& a, const found_run& b) { return earlier(a.start, b.start); });
+                   [](const found_run& a, const found_run& b) { return is_before(a.start, b.start); });
   return result;
 }
 

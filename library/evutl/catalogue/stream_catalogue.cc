@@ -36,7 +36,7 @@ document<run_entry> stream_catalogue::run(int number) {
 }
 
 document<day_index> stream_catalogue::day(day_number day) {
-  return index(layout_.day_file(day), day_text(day));
+  return index(layout_.day_file(day), date_text(day));
 }
 
 document<day_index> stream_catalogue::very_long() { return index(layout_.long_file(), long_index); }
@@ -66,8 +66,8 @@ void derive_span(run_entry& run) {
   run.start = run.end = {};
   for (const raw_file_entry& file : run.files) {
     if (!file.has_time()) continue;
-    if (same(run.end, {}) || earlier(file.start, run.start)) run.start = file.start;
-    if (earlier(run.end, file.end)) run.end = file.end;
+    if (is_same(run.end, {}) || is_before(file.start, run.start)) run.start = file.start;
+    if (is_before(run.end, file.end)) run.end = file.end;
   }
 }
 

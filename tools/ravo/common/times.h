@@ -4,16 +4,13 @@
 
 #include <string>
 
-#include "ravo_core_records.h"
+#include "format/time.h"
 
 namespace ravo::tool {
 
 /// In UTC, with microseconds and "Z". With more microseconds than a second has, which a damaged file may
 /// say, "2025-03-01T08:00:05Z+1000000us".
 std::string format_time(time_stamp time);
-
-/// What this machine's clock says.
-time_stamp current_time();
 
 /// Microseconds since the epoch.
 double microseconds(time_stamp time);

@@ -36,10 +36,6 @@ std::vector<Record> read_records(const raw_file& file, std::uint32_t basket, con
   return records;
 }
 
-std::uint64_t whole_microseconds(const time_stamp& time) {
-  return std::uint64_t{time.timeup} * 1'000'000 + time.timelow;
-}
-
 std::string text_of(const ravo_eventheader& header) {
   return fmt::format("event {} at {}", header.event_number, format_time(header.event_time));
 }
@@ -107,7 +103,7 @@ void older_events::check_index() const {
           !ravo_time_stamp_eq(&header.event_time, &entry.time))
         contradict(file_,
                    fmt::format("the event index has another number, time or type for {}", text_of(header)));
-      if (n > 0 && whole_microseconds(entry.time) < whole_microseconds(type->event_info()[n - 1].time))
+      if (n > 0 && in_microseconds(entry.time) < in_microseconds(type->event_info()[n - 1].time))
         contradict(file_, fmt::format("the event index is not in the order of time at event {}",
                                       entry.event_number));
       if (is_listed[place]) contradict(file_, "the event index has " + text_of(header) + " twice");
@@ -162,8 +158,7 @@ void older_events::sort_events() {
   std::vector<std::uint32_t> order(events_.size());
   std::iota(order.begin(), order.end(), 0);
   std::stable_sort(order.begin(), order.end(), [this](std::uint32_t a, std::uint32_t b) {
-    return whole_microseconds(events_[a].header.event_time) <
-           whole_microseconds(events_[b].header.event_time);
+    return in_microseconds(events_[a].header.event_time) < in_microseconds(events_[b].header.event_time);
   });
   std::vector<std::uint32_t> rank(events_.size());
   std::vector<older_event> sorted;

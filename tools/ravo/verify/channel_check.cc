@@ -110,7 +110,7 @@ class channel_checker {
     }
     around_.blocks.fetch_add(1, std::memory_order_relaxed);
     if (data->reading) {
-      reading_times_.push_back(microseconds(*data->reading));
+      reading_times_.push_back(in_microseconds(*data->reading));
       readings_.push_back(i);
     }
     if (is_slow_event(event.type) || event.number == 0 || !event.is_sure) return;

@@ -1,32 +1,17 @@
 #include "verify/checked_file.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "format/byte_view.h"
-#include "format/uninterrupted.h"
 
 namespace ravo::verify {
 
-namespace {
-
-// What the system says of an open file. Throws file_lost when it refuses to say.
-struct stat state_of(int file) {
-  struct stat now {};
-  if (uninterrupted::fstat(file, &now) != 0) throw file_lost(std::strerror(errno));
-  return now;
-}
-
-}  // namespace
-
 checked_file::checked_file(const std::string& path) : file_(path.c_str()) {
-  if (file_ < 0) throw file_lost(std::strerror(errno));
-  about_ = state_of(file_);
-  if (S_ISDIR(about_.st_mode)) throw file_lost("it is a folder");
-  if (!S_ISREG(about_.st_mode)) throw file_lost("it is no regular file");
+  if (file_.error() != 0) throw file_lost(std::strerror(file_.error()));
+  if (S_ISDIR(file_.status().st_mode)) throw file_lost("it is a folder");
+  if (!file_.is_open()) throw file_lost("it is no regular file");
 }
 
 void checked_file::read(std::uint64_t offset, void* into, std::size_t length) const {
@@ -34,15 +19,9 @@ void checked_file::read(std::uint64_t offset, void* into, std::size_t length) co
     bytes_read_ -= length;  // it is not read
     throw read_too_much("");
   }
-  auto* to = static_cast<unsigned char*>(into);
-  while (length > 0) {
-    const ssize_t got = uninterrupted::pread(file_, to, length, static_cast<off_t>(offset));
-    if (got < 0) throw file_lost(std::strerror(errno));
-    if (got == 0) throw file_lost("it has become shorter");
-    to += got;
-    offset += static_cast<std::uint64_t>(got);
-    length -= static_cast<std::size_t>(got);
-  }
+  const auto got = file_.read(offset, into, length);
+  if (!got) throw file_lost(std::strerror(errno));
+  if (*got < length) throw file_lost("it has become shorter");
 }
 
 std::uint32_t checked_file::word(std::uint64_t offset) const {
@@ -52,9 +31,9 @@ std::uint32_t checked_file::word(std::uint64_t offset) const {
 }
 
 bool checked_file::has_changed() const {
-  const struct stat now = state_of(file_);
-  return now.st_size != about_.st_size || now.st_mtim.tv_sec != about_.st_mtim.tv_sec ||
-         now.st_mtim.tv_nsec != about_.st_mtim.tv_nsec;
+  const auto now = file_.identity_now();
+  if (!now) throw file_lost(std::strerror(errno));
+  return *now != file_.identity();
 }
 
 const unsigned char* window::at(std::uint64_t offset, std::size_t length) {

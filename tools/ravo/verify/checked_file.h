@@ -3,15 +3,13 @@
 #ifndef RAVO_VERIFY_CHECKED_FILE_H
 #define RAVO_VERIFY_CHECKED_FILE_H
 
-#include <sys/stat.h>
-
 #include <atomic>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "format/opened_file.h"
+#include "format/raw_file.h"
 #include "verify/limits.h"
 
 namespace ravo::verify {
@@ -31,8 +29,8 @@ class checked_file {
   /// Throws file_lost when there is no readable regular file at the path.
   explicit checked_file(const std::string& path);
 
-  int descriptor() const { return file_; }
-  std::uint64_t size() const { return static_cast<std::uint64_t>(about_.st_size); }
+  int descriptor() const { return file_.descriptor(); }
+  std::uint64_t size() const { return file_.length(); }
   /// Whether so many bytes at the offset lie in the file as it was when it was opened.
   bool holds(std::uint64_t offset, std::uint64_t length) const {
     return offset <= size() && length <= size() - offset;
@@ -51,8 +49,7 @@ class checked_file {
   std::uint64_t most_read() const { return read_multiple * size() + always_read; }
 
  private:
-  ravo::opened_file file_;
-  struct stat about_ {};
+  raw_file file_;
   mutable std::atomic<std::uint64_t> bytes_read_{0};
 };
 

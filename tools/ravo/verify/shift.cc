@@ -12,7 +12,7 @@ namespace ravo::verify {
 namespace {
 
 double microseconds_from(time_stamp a, time_stamp b) {
-  return static_cast<double>(microseconds(b) - microseconds(a));
+  return static_cast<double>(in_microseconds(b) - in_microseconds(a));
 }
 
 bool is_set(time_stamp time) { return time.timeup != 0 || time.timelow != 0; }

@@ -4,12 +4,10 @@
 #include <tuple>
 #include <utility>
 
+#include "format/time.h"
+
 namespace ravo::datasets {
 namespace {
-
-bool is_before(const time_stamp& a, const time_stamp& b) {
-  return std::tie(a.timeup, a.timelow) < std::tie(b.timeup, b.timelow);
-}
 
 auto key_of(const ravo_event_info_entry_2010& one) {
   return std::tuple(one.offset, one.event_number, one.time.timeup, one.time.timelow);

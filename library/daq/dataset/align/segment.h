@@ -13,14 +13,13 @@
 #include <vector>
 
 #include "align/file_tables.h"
+#include "format/time.h"
 #include "ravo_dataset/selection.h"
 #include "work/memory_budget.h"
 
 namespace ravo::datasets {
 
-inline std::int64_t in_microseconds(const time_stamp& time) {
-  return std::int64_t{time.timeup} * 1000000 + time.timelow;
-}
+using ravo::in_microseconds;
 
 /// When values may have been that cannot be read, in microseconds: from the first to before the second.
 struct time_gap {

@@ -1,9 +1,9 @@
 #include "select/selection_words.h"
 
 #include <charconv>
-#include <chrono>
 #include <cstdio>
 
+#include "format/time.h"
 #include "ravo_dataset/errors.h"
 
 namespace ravo::datasets {
@@ -99,18 +99,11 @@ std::optional<std::uint32_t> read_number(std::string_view text) {
 }
 
 std::string write_time(const time_stamp& time) {
-  using namespace std::chrono;
-  const sys_seconds at{seconds(time.timeup)};
-  const year_month_day day{floor<days>(at)};
-  const hh_mm_ss clock{at - floor<days>(at)};
-  char text[40];
-  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d", static_cast<int>(day.year()),
-                static_cast<unsigned>(day.month()), static_cast<unsigned>(day.day()),
-                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                static_cast<int>(clock.seconds().count()));
-  std::string written = text;
+  std::string written = second_text(time.timeup);
   if (time.timelow != 0) {
-    std::snprintf(text, sizeof text, ".%06u", static_cast<unsigned>(time.timelow % 1000000));
+    char text[16];
+    std::snprintf(text, sizeof text, ".%06u",
+                  static_cast<unsigned>(time.timelow % microseconds_per_second));
     written += text;
     written.erase(written.find_last_not_of('0') + 1);
   }

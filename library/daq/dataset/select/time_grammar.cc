@@ -2,15 +2,13 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
-#include <cstdio>
-#include <limits>
+
+#include "format/time.h"
 
 namespace ravo {
 
 namespace {
 
-constexpr std::int64_t seconds_a_day = 86400;
 // More than time stamps can say, and little enough to be added up in microseconds.
 constexpr std::int64_t longest_span = std::int64_t{1} << 33;
 
@@ -20,15 +18,10 @@ using moment = std::int64_t;
 time_reading refuse(std::string problem) { return {std::nullopt, std::move(problem)}; }
 
 time_reading accept(moment microseconds) {
-  const std::int64_t seconds = microseconds / 1'000'000;
-  if (microseconds < 0 || seconds > std::numeric_limits<std::uint32_t>::max())
-    return refuse("lies outside the years 1970 to 2106, which time stamps can say");
-  return {
-      time_stamp{static_cast<std::uint32_t>(seconds), static_cast<std::uint32_t>(microseconds % 1'000'000)},
-      ""};
+  const auto time = time_at(microseconds);
+  if (!time) return refuse("lies outside the years 1970 to 2106, which time stamps can say");
+  return {time, ""};
 }
-
-moment in_microseconds(time_stamp time) { return time.timeup * moment{1'000'000} + time.timelow; }
 
 // A cursor over the text that is read.
 class text_cursor {
@@ -93,11 +86,7 @@ class text_cursor {
     if (!month || !skip("-")) return std::nullopt;
     const auto day = number(2);
     if (!day) return std::nullopt;
-    const std::chrono::year_month_day date{std::chrono::year{*year},
-                                           std::chrono::month{static_cast<unsigned>(*month)},
-                                           std::chrono::day{static_cast<unsigned>(*day)}};
-    if (!date.ok()) return std::nullopt;
-    return std::chrono::sys_days{date}.time_since_epoch().count();
+    return day_of({*year, static_cast<unsigned>(*month), static_cast<unsigned>(*day)});
   }
   /// { NUMBER UNIT }, in seconds; at least one.
   std::optional<std::int64_t> span() {
@@ -108,7 +97,7 @@ class text_cursor {
       if (skip("min"))
         seconds += std::int64_t{60} * *count;
       else if (skip("d"))
-        seconds += seconds_a_day * *count;
+        seconds += seconds_per_day * *count;
       else if (skip("h"))
         seconds += std::int64_t{3600} * *count;
       else if (skip("s"))
@@ -124,25 +113,12 @@ class text_cursor {
   std::string_view rest_;
 };
 
-std::string format_shown(std::int64_t shown) {
-  const std::chrono::sys_seconds seconds{std::chrono::seconds{shown}};
-  const auto day = std::chrono::floor<std::chrono::days>(seconds);
-  const std::chrono::year_month_day date{day};
-  const std::chrono::hh_mm_ss clock{seconds - day};
-  char text[40];
-  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d", static_cast<int>(date.year()),
-                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                static_cast<int>(clock.seconds().count()));
-  return text;
-}
-
 // The time at which the clocks of a zone show a day and a time of that day.
 time_reading shown_in(const time_zone& zone, std::int64_t day, moment clock) {
-  const std::int64_t shown = day * seconds_a_day + clock / 1'000'000;
+  const std::int64_t shown = day * seconds_per_day + clock / 1'000'000;
   const auto moments = zone.moments_of(shown);
   if (moments.size() == 1) return accept(moments.front() * 1'000'000 + clock % 1'000'000);
-  const std::string text = format_shown(shown);
+  const std::string text = second_text(shown);
   if (moments.empty())
     return refuse("is a time that never was in " + zone.name() + ": clocks are put forward over " + text);
   return refuse("was twice in " + zone.name() + ", where clocks are put back; write " + text +
@@ -153,7 +129,7 @@ time_reading shown_in(const time_zone& zone, std::int64_t day, moment clock) {
 // The day that the clocks of a zone show at a time, as days since 1970.
 std::int64_t day_in(const time_zone& zone, time_stamp time) {
   const std::int64_t shown = time.timeup + zone.offset_at(time.timeup);
-  return shown >= 0 ? shown / seconds_a_day : (shown - seconds_a_day + 1) / seconds_a_day;
+  return shown >= 0 ? shown / seconds_per_day : (shown - seconds_per_day + 1) / seconds_per_day;
 }
 
 // Each of these reads one form; nothing: the text is of another.
@@ -208,7 +184,7 @@ std::optional<time_reading> read_date(std::string_view text, const time_context&
   if (cursor.rest() == "Z") return shown_in(time_zone(), *day, *clock);
   const auto offset = parse_offset(cursor.rest());
   if (!offset) return std::nullopt;
-  return accept((*day * seconds_a_day - *offset) * 1'000'000 + *clock);
+  return accept((*day * seconds_per_day - *offset) * 1'000'000 + *clock);
 }
 
 }  // namespace

@@ -4,9 +4,6 @@
 #ifndef RAVO_DATASET_OPEN_FILES_H
 #define RAVO_DATASET_OPEN_FILES_H
 
-#include <sys/stat.h>
-#include <sys/types.h>
-
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -18,6 +15,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "format/raw_file.h"
 #include "ravo_dataset/ledger.h"
 
 namespace ravo::datasets {
@@ -40,16 +38,11 @@ class open_file {
   /// Opens a regular file, or leaves it at that. `error` takes the error number of the machine whenever the
   /// file cannot be opened or read: that is no damage of the file.
   open_file(const char* path, std::shared_ptr<std::atomic<int>> error);
-  ~open_file();
-  open_file(const open_file&) = delete;
-  open_file& operator=(const open_file&) = delete;
-
-  /// What is known of the file; nothing when it could not be opened.
-  const std::optional<struct stat>& status() const { return status_; }
-
-  int descriptor() const { return descriptor_; }
-  long length() const { return status_ ? static_cast<long>(status_->st_size) : 0; }
-
+  /// Whether a regular file is open.
+  bool is_open() const { return file_.is_open(); }
+  file_identity identity() const { return file_.identity(); }
+  int descriptor() const { return file_.descriptor(); }
+  long length() const { return is_open() ? static_cast<long>(file_.length()) : 0; }
   /// Reads up to `size` bytes at an offset: fewer where the file ends. Nothing when reading fails.
   std::optional<std::size_t> read(std::uint64_t offset, void* into, std::size_t size) const;
   /// Exactly `size` bytes, or false.
@@ -69,8 +62,7 @@ class open_file {
  private:
   std::shared_ptr<std::atomic<int>> error_;
   mutable std::atomic<std::uint32_t> failures_{0};
-  int descriptor_;
-  std::optional<struct stat> status_;
+  raw_file file_;
 };
 
 class open_files {
@@ -86,19 +78,13 @@ class open_files {
   error_of_the_machine why_not(std::size_t file) const;
 
  private:
-  struct identity {
-    dev_t device;
-    ino_t node;
-    off_t length;
-    timespec changed;
-  };
   std::shared_ptr<const open_file> open(std::size_t file);
-  bool is_the_same(std::size_t file, const identity& found);
+  bool is_the_same(std::size_t file, const file_identity& found);
 
   const std::size_t limit_;
   mutable std::mutex mutex_;  ///< guards what follows
   std::vector<std::string> paths_;
-  std::vector<std::optional<identity>> identities_;
+  std::vector<std::optional<file_identity>> identities_;
   std::vector<std::shared_ptr<std::atomic<int>>> errors_;                       ///< 0: none
   std::list<std::pair<std::size_t, std::shared_ptr<const open_file>>> by_use_;  ///< the last used first
   std::unordered_map<std::size_t, decltype(by_use_)::iterator> opened_;

@@ -37,7 +37,7 @@ inline bool are_event_numbers_in_order(const ravo_time_id& start, const ravo_tim
 
 inline bool are_times_in_order(const time_stamp& start, const time_stamp& stop) {
   const bool are_given = start.timeup != 0 || stop.timeup != 0;
-  if (!are_given || in_microseconds(start) <= in_microseconds(stop)) return true;
+  if (!are_given || as_microseconds(start) <= as_microseconds(stop)) return true;
   std::printf("Wrong Time start:%d_%d > stop:%d_%d\n", static_cast<int>(start.timeup),
               static_cast<int>(start.timelow), static_cast<int>(stop.timeup),
               static_cast<int>(stop.timelow));
@@ -55,8 +55,8 @@ int daq_reader<G>::check_request() try {
   if (!are_times_in_order(start.time, stop.time)) return store(RAVO_DAQ_READER_INV_PARAM);
   request.start_time = start;
   request.stop_time = stop;
-  time_start = in_microseconds(start.time);
-  time_stop = in_microseconds(stop.time);
+  time_start = as_microseconds(start.time);
+  time_stop = as_microseconds(stop.time);
   if (!takes_files_untrimmed() && !files.empty()) trim_files();
   return store(RAVO_DAQ_READER_OK);
 } catch (const std::bad_alloc&) {

@@ -154,14 +154,14 @@ template <class G>
 bool daq_reader<G>::is_before_start(const ravo_time_id& event) const {
   if (request.synch_mode == RAVO_DAQ_SLICER_SYNCH_MODE_EVID && request.start_time.event_number != 0)
     return request.start_time.event_number > event.event_number;
-  return time_start != 0 && in_microseconds(event.time) < time_start;
+  return time_start != 0 && as_microseconds(event.time) < time_start;
 }
 
 template <class G>
 bool daq_reader<G>::is_past_stop(const ravo_time_id& event) const {
   if (request.synch_mode == RAVO_DAQ_SLICER_SYNCH_MODE_EVID && request.stop_time.event_number != 0)
     return request.stop_time.event_number < event.event_number;
-  return time_stop != 0 && in_microseconds(event.time) > time_stop;
+  return time_stop != 0 && as_microseconds(event.time) > time_stop;
 }
 
 /// Copies what cur_res points to into the results.

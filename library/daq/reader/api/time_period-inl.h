@@ -34,7 +34,7 @@ double span_of_events_us(const EventIndexTable& table) {
     if (is_earlier(entry->event_time_first, first)) first = entry->event_time_first;
     if (is_earlier(last, entry->event_time_last)) last = entry->event_time_last;
   }
-  return span_us(in_microseconds(first), in_microseconds(last));
+  return span_us(as_microseconds(first), as_microseconds(last));
 }
 
 template <class G>

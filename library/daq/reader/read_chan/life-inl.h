@@ -170,7 +170,7 @@ template <class G>
 int daq_read_chan<G>::set_time_diff(const time_stamp* diff) {
   if (diff == nullptr) return RAVO_DAQ_READ_CHAN_INV_PARAM;
   event_time_diff = *diff;
-  time_diff = in_microseconds(*diff);
+  time_diff = as_microseconds(*diff);
   return RAVO_DAQ_READ_CHAN_OK;
 }
 

@@ -169,7 +169,7 @@ class event_limits {
       least_number = least_number == 0 ? event.event_number : std::min(least_number, event.event_number);
       greatest_number = std::max(greatest_number, event.event_number);
     }
-    const double time = in_microseconds(event.time);
+    const double time = as_microseconds(event.time);
     if (empty_ || (event.time.timeup != 0 && time < first_time_)) {
       first = event;
       first_time_ = time;

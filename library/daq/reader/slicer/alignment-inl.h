@@ -233,7 +233,7 @@ bool daq_slicer<G>::is_earlier(const ravo_channel_entry_long& entry, const align
   if (synch_mode != RAVO_DAQ_SLICER_SYNCH_MODE_TIME) return false;
   if (G::update_blocks_lose_ties && call.direction == RAVO_DAQ_READ_CHAN_EVENT_LAST && is_update(entry))
     return false;
-  return in_microseconds(call.chosen.time) > in_microseconds(entry.event_id.time);
+  return as_microseconds(call.chosen.time) > as_microseconds(entry.event_id.time);
 }
 
 // Of the events before the target, previous is the latest, first the earliest.

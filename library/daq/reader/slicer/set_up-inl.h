@@ -51,7 +51,7 @@ int daq_slicer<G>::set_time_diff(const time_stamp* diff) {
   if (is_started()) return RAVO_DAQ_SLICER_NOT_ALLOWED;
   if (diff == nullptr) return RAVO_DAQ_SLICER_INV_PARAM;
   event_time_diff = *diff;
-  time_diff = in_microseconds(*diff);
+  time_diff = as_microseconds(*diff);
   return RAVO_DAQ_SLICER_OK;
 }
 

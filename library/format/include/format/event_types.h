@@ -16,8 +16,6 @@ struct event_type {
   RAVO_EV_STRUCT_TYPE structure;
 };
 
-inline constexpr bool slow = true, fast = false;
-
 /// Indexed by the event type.
 inline constexpr event_type event_types[] = {
     {RAVO_EV_HB, "RAVO_EV_HB", false, RAVO_EV_STRUCT_UNDEF},

@@ -15,7 +15,7 @@ namespace ravo {
 std::string printable(const char* field, std::size_t size);
 
 /// "2026-01-02T03:04:05.000006Z (1767323045 s 6 us)".
-std::string time_text(const time_stamp& time);
+std::string time_and_words_text(const time_stamp& time);
 
 /// The word in hexadecimal and the names of its RAVO_SBLOCK_ERROR bits, for example
 /// "0x40000001 (RAVO_SB_ERR_NOT_COLLECTED RAVO_CHAN_ZIP_FLAG)"; bits without a name as numbers.

@@ -1,28 +1,39 @@
-// Reads a part of a file through its descriptor, whole or not at all. Code and no interface; the reading
-// layers compile it in too.
-#ifndef RAVO_READ_EXACTLY_H
-#define RAVO_READ_EXACTLY_H
+// Reads a part of a file through its descriptor.
+#ifndef RAVO_FORMAT_READ_EXACTLY_H
+#define RAVO_FORMAT_READ_EXACTLY_H
 
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "format/uninterrupted.h"
 
 namespace ravo {
 
-/// False: errno says why. A file that ends too early (ESTALE) is no longer the one whose length was taken.
-inline bool read_exactly(int fd, std::uint64_t offset, void* destination, std::size_t length) {
-  unsigned char* to = static_cast<unsigned char*>(destination);
-  while (length > 0) {
-    const ssize_t got = uninterrupted::pread(fd, to, length, static_cast<off_t>(offset));
-    if (got == 0) errno = ESTALE;
-    if (got <= 0) return false;
-    to += got;
-    offset += static_cast<std::uint64_t>(got);
-    length -= static_cast<std::size_t>(got);
+/// Reads up to `length` bytes, fewer only where the file ends. `nullopt` when the machine fails; errno says
+/// why.
+inline std::optional<std::size_t> read_up_to(int fd, std::uint64_t offset, void* destination,
+                                             std::size_t length) {
+  auto* const to = static_cast<unsigned char*>(destination);
+  std::size_t done = 0;
+  while (done < length) {
+    const ssize_t got =
+        uninterrupted::pread(fd, to + done, length - done, static_cast<off_t>(offset + done));
+    if (got < 0) return std::nullopt;
+    if (got == 0) break;
+    done += static_cast<std::size_t>(got);
   }
-  return true;
+  return done;
+}
+
+/// Whether all of it could be read. False: errno says why. A file that ends too early (ESTALE) is no longer
+/// the one whose length was taken.
+inline bool read_exactly(int fd, std::uint64_t offset, void* destination, std::size_t length) {
+  const auto got = read_up_to(fd, offset, destination, length);
+  if (!got) return false;
+  if (*got < length) errno = ESTALE;
+  return *got == length;
 }
 
 }  // namespace ravo
