@@ -58,22 +58,53 @@ endif()
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
+# A name of a shared library stands for one binary interface, which before 1.0 a minor version may change.
+set(ravo_soversion ${PROJECT_VERSION_MAJOR})
+if(PROJECT_VERSION_MAJOR EQUAL 0)
+  set(ravo_soversion 0.${PROJECT_VERSION_MINOR})
+endif()
+
+# The version, for programs: among the installed headers, and written here.
+set(ravo_generated_headers ${PROJECT_BINARY_DIR}/include)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/ravo_version.h.in ${ravo_generated_headers}/ravo_version.h)
+
 # ravo_add_library(<target> <output name> <alias> <sources>...): a library of the project; its public
-# headers are in ./include and are installed, with the library, by ravo_install().
+# headers are in ./include and are installed, with the library, by ravo_install(). What they mark with RAVO_EXPORT
+# can be linked, and nothing else.
 function(ravo_add_library target output alias)
   add_library(${target} ${ARGN})
   add_library(ravo::${alias} ALIAS ${target})
   # DEFINE_SYMBOL: without it, shared and static builds compile alike, and share what ccache holds.
   set_target_properties(${target} PROPERTIES OUTPUT_NAME ${output} EXPORT_NAME ${alias} DEFINE_SYMBOL ""
-                        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+                        CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
+                        VERSION ${PROJECT_VERSION} SOVERSION ${ravo_soversion}
                         INSTALL_RPATH "$ORIGIN")
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
+    $<BUILD_INTERFACE:${ravo_generated_headers}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ravo>)
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:ravo_warnings>
                                           $<BUILD_INTERFACE:ravo_hardening>)
   set_property(GLOBAL APPEND PROPERTY ravo_libraries ${target})
+  ravo_add_private_parts(${target})
+endfunction()
+
+# <target>_private: the library for tests, fuzz targets and benchmarks that look at what it hides, or replace a part of
+# it: the same objects in an archive, and its folder on the include path. A program links one of the two.
+function(ravo_add_private_parts target)
+  set(private ${target}_private)
+  if(BUILD_SHARED_LIBS)
+    add_library(${private} STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:${target}>)
+    set_target_properties(${private} PROPERTIES LINKER_LANGUAGE CXX)
+    target_link_libraries(${private} INTERFACE
+                          $<TARGET_GENEX_EVAL:${target},$<TARGET_PROPERTY:${target},LINK_LIBRARIES>>)
+  else()
+    add_library(${private} INTERFACE)
+    target_link_libraries(${private} INTERFACE ${target})
+  endif()
+  target_include_directories(${private} INTERFACE $<TARGET_PROPERTY:${target},INCLUDE_DIRECTORIES>
+                                                  ${CMAKE_CURRENT_SOURCE_DIR})
 endfunction()
 
 # ravo_add_internal_library(<target> <sources>...): code that several libraries share and nobody else sees; the headers
@@ -81,7 +112,8 @@ endfunction()
 function(ravo_add_internal_library target)
   add_library(${target} STATIC ${ARGN})
   string(REGEX REPLACE "^ravo_" "" alias ${target})
-  set_target_properties(${target} PROPERTIES OUTPUT_NAME ${target} EXPORT_NAME ${alias})
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME ${target} EXPORT_NAME ${alias}
+                        CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>)
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:ravo_warnings> $<BUILD_INTERFACE:ravo_hardening>)

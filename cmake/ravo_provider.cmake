@@ -42,6 +42,7 @@ function(ravo_use_external_provider)
     set_target_properties(ravo_${alias} PROPERTIES EXPORT_NAME ${alias})
     target_include_directories(ravo_${alias} INTERFACE
       $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/library/${alias}/include>
+      $<BUILD_INTERFACE:${ravo_generated_headers}>
       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ravo>)
     target_link_libraries(ravo_${alias} INTERFACE ${library})
     set_property(GLOBAL APPEND PROPERTY ravo_libraries ravo_${alias})

@@ -10,6 +10,7 @@
 #include "common/help_format.h"
 #include "common/interrupt.h"
 #include "common/names.h"
+#include "ravo_version.h"
 #include "verbs/verb.h"
 
 namespace {

@@ -5,53 +5,55 @@
 #ifndef RAVO_BLOCK_ACCESS_H
 #define RAVO_BLOCK_ACCESS_H
 
+#include "ravo_export.h"
 #include "ravo_payload.h"
 #include "ravo_raw_format.h"
 
 /// The values of one member of a spectrum (float after float, group after group) or of a region of
 /// interest (0: the profile along x, 1: along y), or the text of a text block (member 0). Null: there is no
 /// such member, or the data are not of that kind.
-void* get_pointer_to_data_2009(ravo_serv_block_subhead* block, int member);
-void* get_pointer_to_data_2010(ravo_serv_block_subhead_2010* block, int member);
+RAVO_EXPORT void* get_pointer_to_data_2009(ravo_serv_block_subhead* block, int member);
+RAVO_EXPORT void* get_pointer_to_data_2010(ravo_serv_block_subhead_2010* block, int member);
 
 /// Axis, mean and number of samples of one member of a spectrum or a region of interest. Every output may
 /// be null; `*mean` is null where the block holds no means. False on success; true when the type has no
 /// spectrum parameters, there is no such member or the block is corrupt: no output is then touched. A
 /// spectrum in groups counts all of its samples, since there is no output for groups.
-bool get_spect_params_for_data_type_2009(ravo_serv_block_subhead* block, float* start, float* inc,
-                                         float** mean, int* ndata, int member);
+RAVO_EXPORT bool get_spect_params_for_data_type_2009(ravo_serv_block_subhead* block, float* start,
+                                                     float* inc, float** mean, int* ndata, int member);
 
 /// The same with groups: `*ndata` samples in each of `*groups` groups. `*stats` is null where the block
 /// holds no statistics.
-bool get_spect_params_for_data_type_2010(ravo_serv_block_subhead_2010* block, float* start, float* inc,
-                                         float** mean, int* ndata, int* groups, float* groups_inc,
-                                         ravo_spect_statistics_2010** stats, int member);
+RAVO_EXPORT bool get_spect_params_for_data_type_2010(ravo_serv_block_subhead_2010* block, float* start,
+                                                     float* inc, float** mean, int* ndata, int* groups,
+                                                     float* groups_inc, ravo_spect_statistics_2010** stats,
+                                                     int member);
 
 /// Prints on standard output what the type of a spectrum or region of interest stands for: its number and
 /// name, its axis, and its members' names. 0; 1 when the type has no spectrum.
-int get_spect_code_description_2010(const ravo_serv_block_subhead_2010* block);
+RAVO_EXPORT int get_spect_code_description_2010(const ravo_serv_block_subhead_2010* block);
 
 /// The name of a member of a type (low 16 bits), or null. Static text.
-const char* get_chan_name(int dtype, int member);
+RAVO_EXPORT const char* get_chan_name(int dtype, int member);
 
 /// The number of members of a block: as of its type, but the generic spectrum counts its own.
-int get_channel_number(int dtype, const ravo_serv_block_subhead* block);
-int get_channel_number(int dtype, const ravo_serv_block_subhead_2010* block);
+RAVO_EXPORT int get_channel_number(int dtype, const ravo_serv_block_subhead* block);
+RAVO_EXPORT int get_channel_number(int dtype, const ravo_serv_block_subhead_2010* block);
 
 /// The number of update records in a block of the older generation; 0 for other types and corrupt blocks.
-int get_number_of_upd_channels(const ravo_serv_block_subhead* block);
+RAVO_EXPORT int get_number_of_upd_channels(const ravo_serv_block_subhead* block);
 
 /// Property name, status, time and value of one update record; every output may be null. 0, or non-zero
 /// when there is no such record; no output is then touched.
-int get_update_params(ravo_serv_block_subhead* block, int record, char** name, int* status,
-                      time_stamp* time, float* value);
+RAVO_EXPORT int get_update_params(ravo_serv_block_subhead* block, int record, char** name, int* status,
+                                  time_stamp* time, float* value);
 
 /// Width, height, bytes per pixel and event number of a plain camera frame; every output may be null. 0, or
 /// non-zero when the block is none or is corrupt.
-int get_image_params(const ravo_serv_block_subhead* block, int* nx, int* ny, int* bpp,
-                     unsigned* event_number);
+RAVO_EXPORT int get_image_params(const ravo_serv_block_subhead* block, int* nx, int* ny, int* bpp,
+                                 unsigned* event_number);
 
 /// The head of an extended camera frame. 0, or non-zero when the block is none or is corrupt.
-int get_image_ext_params(const ravo_serv_block_subhead* block, ravo_image_ext_frame_head* head);
+RAVO_EXPORT int get_image_ext_params(const ravo_serv_block_subhead* block, ravo_image_ext_frame_head* head);
 
 #endif

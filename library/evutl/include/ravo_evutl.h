@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ravo_block_access.h"
+#include "ravo_export.h"
 #include "ravo_raw_format.h"
 #include "ravo_run_catalogue.h"
 
@@ -20,158 +21,162 @@
 // file is held against `len` before it is used; no more memory is asked for than the file can fill.
 
 /// The page-aligned offset at or below `offset`, for mmap; `*rem` receives offset minus that.
-long ravo_get_page_offset(long len, long offset, long* rem);
+RAVO_EXPORT long ravo_get_page_offset(long len, long offset, long* rem);
 
 /// The file reference table. `tail` is a mapping of the file's end, from the page that holds the last
 /// 4 bytes, `tail_length` bytes long; the table itself may lie anywhere and is then read through `fd`.
 /// Non-zero: the file is not a readable current-generation file.
-int get_ravo_file_reference_table_m_2010(const unsigned char* tail, long tail_length, long len, int fd,
-                                         ravo_file_reference_table_2010** table);
+RAVO_EXPORT int get_ravo_file_reference_table_m_2010(const unsigned char* tail, long tail_length, long len,
+                                                     int fd, ravo_file_reference_table_2010** table);
 
 /// The event index table.
-int ravo_get_event_index_table_m_2010(long len, const ravo_file_reference_table_2010* reference, int fd,
-                                      ravo_event_index_table_2010** table);
+RAVO_EXPORT int ravo_get_event_index_table_m_2010(long len, const ravo_file_reference_table_2010* reference,
+                                                  int fd, ravo_event_index_table_2010** table);
 
 /// The channel dictionary.
-int ravo_get_channel_dictionary_table_m_2010(long len, const ravo_file_reference_table_2010* reference,
-                                             int fd, ravo_chan_dictionary_table_2010** table);
+RAVO_EXPORT int ravo_get_channel_dictionary_table_m_2010(long len,
+                                                         const ravo_file_reference_table_2010* reference,
+                                                         int fd, ravo_chan_dictionary_table_2010** table);
 
 /// The event channel pointer table with one row per dictionary entry.
-int ravo_get_event_chan_pointers_table_m_2010(long len, const ravo_file_reference_table_2010* reference,
-                                              int fd, ravo_event_chan_pointers_table** table);
+RAVO_EXPORT int ravo_get_event_chan_pointers_table_m_2010(long len,
+                                                          const ravo_file_reference_table_2010* reference,
+                                                          int fd, ravo_event_chan_pointers_table** table);
 
 /// The event channel pointer table with one row per listed name, in list order; a name that is not in
 /// the dictionary has an empty (zero) row. -5: none of the names is in the dictionary.
-int ravo_get_event_chan_pointers_table_by_list_m_2010(
+RAVO_EXPORT int ravo_get_event_chan_pointers_table_by_list_m_2010(
     long len, const ravo_file_reference_table_2010* reference, int fd, const std::vector<char*>* names,
     const ravo_chan_dictionary_table_2010* dictionary, ravo_event_chan_pointers_table** table);
 
 /// The environment index dictionary.
-int ravo_get_env_index_dictionary_table_m_2010(long len, const ravo_file_reference_table_2010* reference,
-                                               int fd, ravo_env_dictionary_table_2010** table);
+RAVO_EXPORT int ravo_get_env_index_dictionary_table_m_2010(long len,
+                                                           const ravo_file_reference_table_2010* reference,
+                                                           int fd, ravo_env_dictionary_table_2010** table);
 
 /// The XML channel description header with its text.
-int ravo_get_chan_descr_table_m_2010(long len, const ravo_file_reference_table_2010* reference, int fd,
-                                     ravo_xml_chan_descr_header_2010** table);
+RAVO_EXPORT int ravo_get_chan_descr_table_m_2010(long len, const ravo_file_reference_table_2010* reference,
+                                                 int fd, ravo_xml_chan_descr_header_2010** table);
 
 /// The index (0 or more) of the channel in the dictionary and its entry (which belongs to the
 /// dictionary), or a negative value.
-int ravo_find_channel_by_name_2010(const ravo_chan_dictionary_table_2010* dictionary, const char* name,
-                                   ravo_chan_dictionary_entry_2010** entry);
+RAVO_EXPORT int ravo_find_channel_by_name_2010(const ravo_chan_dictionary_table_2010* dictionary,
+                                               const char* name, ravo_chan_dictionary_entry_2010** entry);
 
 // ---- tables of the older generation -----------------------------------------------------------------
 // The same operations for files of the older generation, with its records.
 
 /// Non-zero: the file is not a readable older-generation file.
-int get_ravo_file_reference_table_m(const unsigned char* tail, long tail_length, long len, int fd,
-                                    ravo_file_reference_table** table);
+RAVO_EXPORT int get_ravo_file_reference_table_m(const unsigned char* tail, long tail_length, long len,
+                                                int fd, ravo_file_reference_table** table);
 
-int ravo_get_event_index_table_m(long len, const ravo_file_reference_table* reference, int fd,
-                                 ravo_event_index_table** table);
+RAVO_EXPORT int ravo_get_event_index_table_m(long len, const ravo_file_reference_table* reference, int fd,
+                                             ravo_event_index_table** table);
 
-int ravo_get_channel_dictionary_table_m(long len, const ravo_file_reference_table* reference, int fd,
-                                        ravo_chan_dictionary_table** table);
+RAVO_EXPORT int ravo_get_channel_dictionary_table_m(long len, const ravo_file_reference_table* reference,
+                                                    int fd, ravo_chan_dictionary_table** table);
 
-int ravo_get_event_chan_pointers_table_m(long len, const ravo_file_reference_table* reference, int fd,
-                                         ravo_event_chan_pointers_table** table);
+RAVO_EXPORT int ravo_get_event_chan_pointers_table_m(long len, const ravo_file_reference_table* reference,
+                                                     int fd, ravo_event_chan_pointers_table** table);
 
-int ravo_get_event_chan_pointers_table_by_list_m(long len, const ravo_file_reference_table* reference,
-                                                 int fd, const std::vector<char*>* names,
-                                                 const ravo_chan_dictionary_table* dictionary,
-                                                 ravo_event_chan_pointers_table** table);
+RAVO_EXPORT int ravo_get_event_chan_pointers_table_by_list_m(long len,
+                                                             const ravo_file_reference_table* reference,
+                                                             int fd, const std::vector<char*>* names,
+                                                             const ravo_chan_dictionary_table* dictionary,
+                                                             ravo_event_chan_pointers_table** table);
 
-int ravo_get_env_index_dictionary_table_m(long len, const ravo_file_reference_table* reference, int fd,
-                                          ravo_env_dictionary_table** table);
+RAVO_EXPORT int ravo_get_env_index_dictionary_table_m(long len, const ravo_file_reference_table* reference,
+                                                      int fd, ravo_env_dictionary_table** table);
 
 /// Descriptions are the same XML in both generations: ravo_load_chan_descr (ravo_xml.h) loads them.
-int ravo_get_chan_descr_table_m(long len, const ravo_file_reference_table* reference, int fd,
-                                ravo_xml_chan_descr_header** table);
+RAVO_EXPORT int ravo_get_chan_descr_table_m(long len, const ravo_file_reference_table* reference, int fd,
+                                            ravo_xml_chan_descr_header** table);
 
-int ravo_find_channel_by_name(const ravo_chan_dictionary_table* dictionary, const char* name,
-                              ravo_chan_dictionary_entry** entry);
+RAVO_EXPORT int ravo_find_channel_by_name(const ravo_chan_dictionary_table* dictionary, const char* name,
+                                          ravo_chan_dictionary_entry** entry);
 
 // ---- data of a block ------------------------------------------------------------------------------
 
 /// Copies `words` 4-byte words, reversing the bytes of each; source may equal destination.
-void ravo_swap4(const void* source, void* destination, int words);
+RAVO_EXPORT void ravo_swap4(const void* source, void* destination, int words);
 
 /// Brings the data of a block of type `dtype` (low 16 bits) into host order. `length` bytes are read
 /// and written; destination may equal source. Non-zero: the data are corrupt or inconsistent with
 /// their type, and the destination is undefined.
-int ravo_convert_data(const void* source, void* destination, int dtype, int length);
+RAVO_EXPORT int ravo_convert_data(const void* source, void* destination, int dtype, int length);
 
 /// The number of subchannels that one block of the type (low 16 bits) holds; 0 for a type that is not
 /// a channel's data. The second argument is not used.
-int get_channel_number(int dtype, int);
+RAVO_EXPORT int get_channel_number(int dtype, int);
 
 /// Cuts one subchannel out of a decoded block (subheader and data in host order). False on success:
 /// `*cut` is then a new block named "NAME:subchannel", to be released with free(), or null when blocks
 /// of this type are not cut. True when it failed; `*cut` is then null. `block` is left as it is.
-bool device_to_one_channel_2010(const ravo_serv_block_subhead_2010* block, int subchannel, int, int,
-                                ravo_serv_block_subhead_2010** cut);
+RAVO_EXPORT bool device_to_one_channel_2010(const ravo_serv_block_subhead_2010* block, int subchannel, int,
+                                            int, ravo_serv_block_subhead_2010** cut);
 
 /// The same for blocks of the older generation, whose members become blocks of its own types. A block
 /// whose name leaves no room for ":subchannel" in the 32 bytes of the subheader cannot be cut: shortened,
 /// names that differ only at their end would be taken for one another.
-bool device_to_one_channel_2009(const ravo_serv_block_subhead* block, int subchannel, int, int,
-                                ravo_serv_block_subhead** cut);
+RAVO_EXPORT bool device_to_one_channel_2009(const ravo_serv_block_subhead* block, int subchannel, int, int,
+                                            ravo_serv_block_subhead** cut);
 /// Does the same: there were two ways to store blocks, and callers tell them apart.
-bool device_to_one_channel(const ravo_serv_block_subhead* block, int subchannel, int, int,
-                           ravo_serv_block_subhead** cut);
+RAVO_EXPORT bool device_to_one_channel(const ravo_serv_block_subhead* block, int subchannel, int, int,
+                                       ravo_serv_block_subhead** cut);
 
 // ---- types, times, names --------------------------------------------------------------------------
 
 /// Whether events of the type are slow (begin and end of run, environment, update).
-bool is_slow_event(int event_type);
+RAVO_EXPORT bool is_slow_event(int event_type);
 
 /// The structure of events of the type: a RAVO_EV_STRUCT_TYPE.
-int get_event_struct_type(int event_type);
+RAVO_EXPORT int get_event_struct_type(int event_type);
 
 /// The name of an event type, for example "RAVO_EV_NORMAL"; "UNKNOWN" for none. Static text.
-const char* event_name_itoa(int event_type);
+RAVO_EXPORT const char* event_name_itoa(int event_type);
 
 /// Whether two stamps are equal.
-bool ravo_time_stamp_eq(const time_stamp* a, const time_stamp* b);
+RAVO_EXPORT bool ravo_time_stamp_eq(const time_stamp* a, const time_stamp* b);
 
 /// Whether two stamps lie within `tolerance` microseconds. `*sign` (may be null) is -1, 0 or 1 as a
 /// lies before, within or after b; `*difference` (may be null) is the size of the gap in microseconds.
-bool ravo_time_stamp_eq(const time_stamp* a, const time_stamp* b, double tolerance, int* sign,
-                        double* difference);
+RAVO_EXPORT bool ravo_time_stamp_eq(const time_stamp* a, const time_stamp* b, double tolerance, int* sign,
+                                    double* difference);
 
 /// The time coded in a raw file's name (a path is allowed; only its last component counts):
 /// seconds, with microseconds 0. Non-zero when the name holds no time.
-int get_time_from_file_name(const char* name, time_stamp* time);
+RAVO_EXPORT int get_time_from_file_name(const char* name, time_stamp* time);
 
 /// Orders raw files in place by the time in their names, then run, then file number. Names without a
 /// time come first, in alphabetical order.
-void sort_files(std::vector<char*>* names);
+RAVO_EXPORT void sort_files(std::vector<char*>* names);
 
 /// The number of the event at a time, or 0 when that is not known: the site has to tell its event
 /// clock, with ravo_set_event_clock or with the environment variables "RAVO_EVENT_CLOCK_EPOCH" (seconds
 /// since the Unix epoch at which event number 0 would have been) and "RAVO_EVENT_CLOCK_RATE" (events a
 /// second), which count when the function was not called.
-unsigned ravo_get_event_id(const time_stamp* time);
+RAVO_EXPORT unsigned ravo_get_event_id(const time_stamp* time);
 
 /// Tells ravo_get_event_id the site's event clock; a rate of 0 or less forgets it.
-void ravo_set_event_clock(double epoch, double rate);
+RAVO_EXPORT void ravo_set_event_clock(double epoch, double rate);
 
 // ---- printers (standard output; headers and blocks in host order) ---------------------------------
 
-void print_ravo_zip_header(const ravo_zip_header* header);
-void dump_event_header_(const ravo_eventheader* header);
-void dump_event_subheader_2010(const ravo_serv_block_head_2010* header);
-void dump_event_chanhead_2010(const ravo_serv_block_subhead_2010* header);
+RAVO_EXPORT void print_ravo_zip_header(const ravo_zip_header* header);
+RAVO_EXPORT void dump_event_header_(const ravo_eventheader* header);
+RAVO_EXPORT void dump_event_subheader_2010(const ravo_serv_block_head_2010* header);
+RAVO_EXPORT void dump_event_chanhead_2010(const ravo_serv_block_subhead_2010* header);
 /// Prints a block's subheader and its data, by its type. Reads `ldata` bytes from `block` on.
-void print_data_type_2010(const ravo_serv_block_subhead_2010* block);
-void print_ravo_chan_descr(const std::vector<chan_descr_2010*>* descriptions);
-void dump_event_subheader(const ravo_serv_block_head* header);
-void dump_event_chanhead(const ravo_serv_block_subhead* header);
-void print_data_type(const ravo_serv_block_subhead* block);
+RAVO_EXPORT void print_data_type_2010(const ravo_serv_block_subhead_2010* block);
+RAVO_EXPORT void print_ravo_chan_descr(const std::vector<chan_descr_2010*>* descriptions);
+RAVO_EXPORT void dump_event_subheader(const ravo_serv_block_head* header);
+RAVO_EXPORT void dump_event_chanhead(const ravo_serv_block_subhead* header);
+RAVO_EXPORT void print_data_type(const ravo_serv_block_subhead* block);
 /// Prints every channel of the dictionary: key, name, event types, data types and number of events.
-void print_channel_dictionary_table_2010(const ravo_chan_dictionary_table_2010* dictionary);
-void print_channel_dictionary_table(const ravo_chan_dictionary_table* dictionary);
+RAVO_EXPORT void print_channel_dictionary_table_2010(const ravo_chan_dictionary_table_2010* dictionary);
+RAVO_EXPORT void print_channel_dictionary_table(const ravo_chan_dictionary_table* dictionary);
 /// Prints one event type's entry of the event index table: its limits and its events.
-void print_event_index_entry_2010(const ravo_event_index_entry_2010* entry);
-void print_event_index_entry(const ravo_event_index_entry* entry);
+RAVO_EXPORT void print_event_index_entry_2010(const ravo_event_index_entry_2010* entry);
+RAVO_EXPORT void print_event_index_entry(const ravo_event_index_entry* entry);
 
 #endif

@@ -7,13 +7,14 @@
 #ifndef RAVO_EVUTL_OPTIONAL_H
 #define RAVO_EVUTL_OPTIONAL_H
 
+#include "ravo_export.h"
 #include "ravo_raw_format.h"
 
 /// Whether the 36 bytes at `header`, as they lie in the file, begin with the marker of an event header of
 /// the current generation.
-[[gnu::weak]] bool ravo_is_event_header_2010(const void* header);
+[[gnu::weak]] RAVO_EXPORT bool ravo_is_event_header_2010(const void* header);
 /// The same of the older generation.
-[[gnu::weak]] bool ravo_is_event_header(const void* header);
+[[gnu::weak]] RAVO_EXPORT bool ravo_is_event_header(const void* header);
 
 /// What loading takes memory for.
 enum ravo_table_kind : int {
@@ -28,7 +29,8 @@ enum ravo_table_kind : int {
 /// The most bytes that the operation which loads a table has allocated at any time, by what the file says
 /// of the table; they are the bytes of the table itself unless loading it takes more. For both generations,
 /// whose reference tables are the same. Non-zero: the table is not readable, and loading it is refused too.
-[[gnu::weak]] int ravo_get_table_memory(long len, const ravo_file_reference_table_2010* reference, int fd,
-                                        int table, unsigned long* bytes);
+[[gnu::weak]] RAVO_EXPORT int ravo_get_table_memory(long len,
+                                                    const ravo_file_reference_table_2010* reference, int fd,
+                                                    int table, unsigned long* bytes);
 
 #endif

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ravo_core_records.h"
+#include "ravo_export.h"
 
 /// What one catalogue file answers. The caller deletes the record and every string.
 struct ravo_root_xml_files {
@@ -23,21 +24,21 @@ struct ravo_root_xml_files {
 /// The raw files of the runs, appended to `found`: one record a run, in the order of the list. 0 and a
 /// longer list: found. Non-zero: the catalogue has no answer, and the list is as it was. `only_closed`
 /// non-zero: only files that the catalogue knows as complete.
-int get_files_for_runs(const std::vector<int*>* runs, std::vector<ravo_root_xml_files*>* found,
-                       const char* experiment, const char* stream, const char* catalogue_directory,
-                       int only_closed);
+RAVO_EXPORT int get_files_for_runs(const std::vector<int*>* runs, std::vector<ravo_root_xml_files*>* found,
+                                   const char* experiment, const char* stream,
+                                   const char* catalogue_directory, int only_closed);
 
 /// The raw files whose time from first to last event meets `start` to `stop`, both seconds since the Unix
 /// epoch and inclusive; a stop of 0 is no end. One record a run, by time. An empty stream, here only, is
 /// every stream of the experiment. As get_files_for_runs.
-int get_files_for_period(unsigned start, unsigned stop, std::vector<ravo_root_xml_files*>* found,
-                         const char* experiment, const char* stream, const char* catalogue_directory,
-                         int only_closed);
+RAVO_EXPORT int get_files_for_period(unsigned start, unsigned stop,
+                                     std::vector<ravo_root_xml_files*>* found, const char* experiment,
+                                     const char* stream, const char* catalogue_directory, int only_closed);
 
 /// Start and end of a run, over all streams of the experiment. Non-zero: the catalogue does not know it,
 /// and neither time is touched.
-int get_time_for_run(int run, time_stamp* start, time_stamp* end, const char* experiment,
-                     const char* catalogue_directory);
+RAVO_EXPORT int get_time_for_run(int run, time_stamp* start, time_stamp* end, const char* experiment,
+                                 const char* catalogue_directory);
 
 namespace ravo {
 
@@ -60,7 +61,7 @@ class catalogue_problems {
   }
 
  private:
-  static inline thread_local catalogue_problems* innermost_ = nullptr;
+  RAVO_EXPORT static inline thread_local catalogue_problems* innermost_ = nullptr;
   catalogue_problems* const outer_;
   std::vector<std::string> texts_;
 };

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ravo_core_records.h"
+#include "ravo_export.h"
 
 namespace ravo::catalogue {
 
@@ -48,13 +49,14 @@ struct file_problem {
 /// Adds raw files to the catalogue. A file whose name (last component of the path) the run has already
 /// takes that one's place; the other files of the run stay. Several processes and threads may add at the
 /// same time; readers see a run with all of the given files or none. Returns what could not be done.
-std::vector<file_problem> add_runs(const std::string& directory, const std::vector<run_entry>& runs);
+RAVO_EXPORT std::vector<file_problem> add_runs(const std::string& directory,
+                                               const std::vector<run_entry>& runs);
 
 /// What a catalogue holds, run after run in the order of experiment, stream and number. An empty experiment
 /// or stream means all. Returns the catalogue files that are damaged; they are passed over.
-std::vector<file_problem> visit_runs(const std::string& directory, const std::string& experiment,
-                                     const std::string& stream,
-                                     const std::function<void(const run_entry&)>& visit);
+RAVO_EXPORT std::vector<file_problem> visit_runs(const std::string& directory,
+                                                 const std::string& experiment, const std::string& stream,
+                                                 const std::function<void(const run_entry&)>& visit);
 
 struct build_settings {
   std::string raw_folder;           ///< raw files of this folder and those below it
@@ -80,8 +82,8 @@ struct build_result {
 /// Makes or extends a catalogue from raw files. Files that it knows with their size and time of change are
 /// not opened. `progress` (may be empty) is called now and then by the calling thread with the files done
 /// and those to be opened; it returns false to stop.
-build_result build(const build_settings& settings,
-                   const std::function<bool(std::size_t done, std::size_t total)>& progress);
+RAVO_EXPORT build_result build(const build_settings& settings,
+                               const std::function<bool(std::size_t done, std::size_t total)>& progress);
 
 }  // namespace ravo::catalogue
 

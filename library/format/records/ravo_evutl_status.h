@@ -4,6 +4,8 @@
 #ifndef RAVO_EVUTL_STATUS_H
 #define RAVO_EVUTL_STATUS_H
 
+#include "ravo_export.h"
+
 /// Results of the table operations.
 enum ravo_table_status : int {
   RAVO_TABLE_OK = 0,
@@ -30,6 +32,6 @@ enum ravo_data_status : int {
 };
 
 /// A few words for a status of either enumeration, for messages; never null.
-const char* ravo_evutl_status_text(int status);
+RAVO_EXPORT const char* ravo_evutl_status_text(int status);
 
 #endif

@@ -7,12 +7,13 @@
 #include <cstdint>
 
 #include "ravo_data_types.h"
+#include "ravo_export.h"
 #include "ravo_raw_format.h"
 
 namespace ravo {
 
 /// The current generation.
-struct raw_format_2010 {
+struct RAVO_EXPORT raw_format_2010 {
   /// What a template over a generation that adds to this one hands to templates over the format alone.
   using format = raw_format_2010;
   using reference_table = ravo_file_reference_table_2010;
@@ -51,7 +52,7 @@ struct raw_format_2010 {
 };
 
 /// The older generation.
-struct raw_format_2009 {
+struct RAVO_EXPORT raw_format_2009 {
   using format = raw_format_2009;
   using reference_table = ravo_file_reference_table;
   using event_index_table = ravo_event_index_table;

@@ -6,25 +6,27 @@
 #include <string>
 #include <vector>
 
+#include "ravo_export.h"
 #include "ravo_raw_format.h"
 
 /// Turns the XML channel description header of a file into descriptions, appended to the list: one per
 /// described channel, allocated with new, the elements of its bits and dims also with new; the caller
 /// deletes them. Non-zero when the text is not well formed or not of the schema: the list is then as
 /// it was.
-int ravo_load_chan_descr(const ravo_xml_chan_descr_header_2010* header,
-                         std::vector<chan_descr_2010*>* descriptions);
+RAVO_EXPORT int ravo_load_chan_descr(const ravo_xml_chan_descr_header_2010* header,
+                                     std::vector<chan_descr_2010*>* descriptions);
 
 /// The most bytes that ravo_load_chan_descr takes for a header, with the descriptions that it hands over;
 /// the header's own bytes are not counted. It is found by going over the text, without memory. Optional: a
 /// site's library need not have it. The function is declared weak, and is null where it is lacking.
-[[gnu::weak]] unsigned long ravo_get_chan_descr_memory(const ravo_xml_chan_descr_header_2010* header);
+[[gnu::weak]] RAVO_EXPORT unsigned long ravo_get_chan_descr_memory(
+    const ravo_xml_chan_descr_header_2010* header);
 
 /// The XML text of descriptions, as a raw file carries it (without the header's pattern and length).
 /// Does not throw but for memory.
-std::string ravo_store_chan_descr(const std::vector<chan_descr_2010*>& descriptions);
+RAVO_EXPORT std::string ravo_store_chan_descr(const std::vector<chan_descr_2010*>& descriptions);
 
 /// Deletes descriptions with the elements of their bits and dims, and empties the list.
-void ravo_free_chan_descr(std::vector<chan_descr_2010*>* descriptions);
+RAVO_EXPORT void ravo_free_chan_descr(std::vector<chan_descr_2010*>* descriptions);
 
 #endif

@@ -3,6 +3,8 @@
 #ifndef RAVO_XML_STATUS_H
 #define RAVO_XML_STATUS_H
 
+#include "ravo_export.h"
+
 enum ravo_xml_status : int {
   RAVO_XML_OK = 0,
   RAVO_XML_INVALID_ARGUMENT = 301,  ///< a null pointer, or a header of another kind
@@ -13,6 +15,6 @@ enum ravo_xml_status : int {
 };
 
 /// A few words for a status, for messages; never null.
-const char* ravo_xml_status_text(int status);
+RAVO_EXPORT const char* ravo_xml_status_text(int status);
 
 #endif

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ravo_core_records.h"
+#include "ravo_export.h"
 #include "ravo_payload.h"
 #include "ravo_raw_format.h"
 
@@ -27,7 +28,7 @@ class ravo_daq_reader_2010;
 class ravo_daq_getdata {
  public:
   ravo_daq_getdata() = default;
-  ~ravo_daq_getdata();
+  RAVO_EXPORT ~ravo_daq_getdata();
   ravo_daq_getdata(const ravo_daq_getdata&) = delete;
   ravo_daq_getdata& operator=(const ravo_daq_getdata&) = delete;
 
@@ -36,42 +37,42 @@ class ravo_daq_getdata {
   /// Takes the results of an event and selects the first channel. The number of channels; -12 for null, -11
   /// for an empty vector, or what SetHead() refused with. The counts of fast, slow and image channels add
   /// up from call to call: call Clean() before the next event.
-  int SetRes(std::vector<ravo_channel_entry_long*>* res);
+  RAVO_EXPORT int SetRes(std::vector<ravo_channel_entry_long*>* res);
   /// Selects the entry of the current index. 0; -1: no entry, -2: no event header, -3: no server block,
   /// -4: no channel header.
-  int SetHead();
+  RAVO_EXPORT int SetHead();
   // The following give the class of the channel that they select (GetPropType), 0 when there is none, -1
   // when nothing is selected yet, or what SetHead() refused with.
-  int SetNextChan();
-  int SetChan(int i);
-  int SetFastNext();
-  int SetSlowNext();
-  int SetImageNext();
+  RAVO_EXPORT int SetNextChan();
+  RAVO_EXPORT int SetChan(int i);
+  RAVO_EXPORT int SetFastNext();
+  RAVO_EXPORT int SetSlowNext();
+  RAVO_EXPORT int SetImageNext();
   /// The n-th, from 0, of its kind.
-  int SetFast(int n);
-  int SetSlow(int n);
-  int SetImage(int n);
+  RAVO_EXPORT int SetFast(int n);
+  RAVO_EXPORT int SetSlow(int n);
+  RAVO_EXPORT int SetImage(int n);
   /// By channel name; a slow channel by the name of its property. -11: there is none; -10: nothing is
   /// selected yet.
-  int SetProp(const char* name);
+  RAVO_EXPORT int SetProp(const char* name);
   /// Back to the constructed state.
-  void Clean();
+  RAVO_EXPORT void Clean();
 
   // ---- what is selected ----
 
   /// Index of a member of the channel's type, or -1.
-  int GetMembNumb(const char* name);
+  RAVO_EXPORT int GetMembNumb(const char* name);
   /// Name of a member of the channel's type (static text), or null.
-  char* GetMembName(int i);
+  RAVO_EXPORT char* GetMembName(int i);
   // Every output may be null. 0, or negative.
   /// The event, by the header of its first fast channel; when all are slow, of the highest event number.
-  int GetEventInfo(unsigned* event_number, int* event_type, unsigned* event_length, unsigned* timeup,
-                   unsigned* timelow, int* status, int* num_svr_block);
-  int GetServBlockInfo(unsigned* timeup, unsigned* timelow, int* ltotal, int* mpulse, int* tmask,
-                       int* status, int* nchan);
-  int GetChanInfo(char** name, int* dtype, int* error, int* ldata);
+  RAVO_EXPORT int GetEventInfo(unsigned* event_number, int* event_type, unsigned* event_length,
+                               unsigned* timeup, unsigned* timelow, int* status, int* num_svr_block);
+  RAVO_EXPORT int GetServBlockInfo(unsigned* timeup, unsigned* timelow, int* ltotal, int* mpulse,
+                                   int* tmask, int* status, int* nchan);
+  RAVO_EXPORT int GetChanInfo(char** name, int* dtype, int* error, int* ldata);
   /// The data of an older event's channel as a text with its length; null when they are none.
-  char* GetString(int, int* len);
+  RAVO_EXPORT char* GetString(int, int* len);
 
   std::vector<ravo_channel_entry_long*>* GetRes() const { return Res; }
   int Get_NFast() const { return NFast; }
@@ -105,54 +106,54 @@ class ravo_daq_getdata {
 
   /// Frame number, compression indicator, bytes per pixel and number of pixel bytes. 0; -2 without data, -1
   /// for a channel that is no image.
-  int GetImagePar(int* nframe, int* compr, int* bpp, int* len);
+  RAVO_EXPORT int GetImagePar(int* nframe, int* compr, int* bpp, int* len);
   /// Start, increment and number of pixels along both axes. The number of pixel bytes; -2, -1.
-  int GetImageSize(int* xstart, int* xinc, int* nx, int* ystart, int* yinc, int* ny);
+  RAVO_EXPORT int GetImageSize(int* xstart, int* xinc, int* nx, int* ystart, int* yinc, int* ny);
   /// The head of an extended frame, or null.
-  ravo_image_ext_frame_head* GetImageHeader();
+  RAVO_EXPORT ravo_image_ext_frame_head* GetImageHeader();
   /// The first pixel byte; null when the block does not hold as many bytes as the frame's head says.
-  char* GetImage();
+  RAVO_EXPORT char* GetImage();
   /// The pixels as floats, row after row; null when the frame contradicts itself. Of pixels of more than 4
   /// bytes the last 4 count. Arrays of earlier calls stay valid until Clean().
-  float* ConvertImage();
+  RAVO_EXPORT float* ConvertImage();
   float* GetImageFloat() const { return ImageFloat; }
   /// One value of the last converted image; 0 outside it.
-  float GetImageVal(int x, int y) const;
+  RAVO_EXPORT float GetImageVal(int x, int y) const;
 
   // ---- values; every output may be null ----
 
   /// The value of a slow channel, or of one record of a name-value block; 0 when it is neither.
-  float GetSingle(int imb);
+  RAVO_EXPORT float GetSingle(int imb);
   /// Value, status and time (seconds) of a slow channel. 0, or 1 when it is none.
-  int GetSlowPrm(float* dt, int* sts, long* tml);
+  RAVO_EXPORT int GetSlowPrm(float* dt, int* sts, long* tml);
   /// A name-value block with its records. 0; 1 when it is none or holds fewer records than it says. In what
   /// readers hand out comment and names end with a zero; in a block from elsewhere either may fill its 80
   /// bytes, so bound what you print.
-  int GetValNamPrm(ravo_name_value_block** blk, int* id, char** comment, int* ndata,
-                   ravo_name_value_channel** data);
+  RAVO_EXPORT int GetValNamPrm(ravo_name_value_block** blk, int* id, char** comment, int* ndata,
+                               ravo_name_value_channel** data);
   /// Name (see above) and value of one record. 0, or 1.
-  int GetValNamChan(char** name, float* dt, int imb);
+  RAVO_EXPORT int GetValNamChan(char** name, float* dt, int imb);
   /// The values of one member of a spectrum, or null.
-  float* GetSpect(int imb);
+  RAVO_EXPORT float* GetSpect(int imb);
   /// Axis, mean, samples, groups and statistics of a member. 0; -1: no spectrum, -2: no data. Older events
   /// have one group and no statistics, and leave `*stats` as it is.
-  int GetSpectPar(float* start, float* inc, float** mean, int* ndata, int imb, int* groups,
-                  float* groups_inc, ravo_spect_statistics_2010** stats);
+  RAVO_EXPORT int GetSpectPar(float* start, float* inc, float** mean, int* ndata, int imb, int* groups,
+                              float* groups_inc, ravo_spect_statistics_2010** stats);
   /// One value of a member, over all groups; 0 when there is none.
-  float GetSpectVal(int imb, int i);
+  RAVO_EXPORT float GetSpectVal(int imb, int i);
   /// A region-of-interest block and the axis of one profile: `ch` 0 along x, 1 along y. 0, -1 or -2.
-  int GetRoiPar(void** blk, float* start, float* inc, float** mean, int* ndata, int ch);
+  RAVO_EXPORT int GetRoiPar(void** blk, float* start, float* inc, float** mean, int* ndata, int ch);
   /// A value into `dt` or an array into `arr`, whichever the channel has; a name selects it first. 0; -1:
   /// nothing selected, -2: no data, 2: no such value in the block, 3: another kind of channel, or none of
   /// that name.
-  int GetDataPtrs(const char* name, float* dt, float** arr, int subchan);
+  RAVO_EXPORT int GetDataPtrs(const char* name, float* dt, float** arr, int subchan);
   /// Prints what the type of a current event's spectrum stands for. 0; 1: no spectrum, -1: an older event,
   /// -2: no data.
-  int GetDescr();
+  RAVO_EXPORT int GetDescr();
   /// Prints the header of the selected channel's event.
-  void PrintEvent();
+  RAVO_EXPORT void PrintEvent();
   /// Selects a channel and prints its headers and all of its values.
-  void PrintProp(int ich);
+  RAVO_EXPORT void PrintProp(int ich);
 
  protected:
   std::int32_t Status = 0;
@@ -228,12 +229,13 @@ struct ravo_sprop {
   std::int32_t dtype;  ///< only printed
 };
 
-/// Reads channels of older files, event by event: a list file names the files, properties name the channels. It reads
-/// with a ravo_daq_reader, and what ravo_daq/reader.h says of memory and threads holds here too.
+/// Reads channels of older files, event by event: a list file names the files, properties name the
+/// channels. It reads with a ravo_daq_reader, and what ravo_daq/reader.h says of memory and threads holds
+/// here too.
 class ravo_daq_data {
  public:
   ravo_daq_data() = default;
-  ~ravo_daq_data();
+  RAVO_EXPORT ~ravo_daq_data();
   ravo_daq_data(const ravo_daq_data&) = delete;
   ravo_daq_data& operator=(const ravo_daq_data&) = delete;
 
@@ -242,34 +244,35 @@ class ravo_daq_data {
   /// event) and, where events have none, by time: a step of nothing, all zero, never leaves the first
   /// event. `start` and `stop` bound the events; all zero they do not. 0, or negative with a line on
   /// standard error. `props` must live as long as this object.
-  int Init(const char* files, std::vector<ravo_sprop*>* props, int debug, ravo_time_id* period,
-           ravo_time_id* start, ravo_time_id* stop);
-  /// Reads the next event into GetRes(). 0; -1 before Init(), -2 at the end of the data. The end comes early, and with
-  /// the same answer, at a file of the list that was listed before, is older than the one before it, cannot be read, is
-  /// of the other generation, or lacks the channels. The dataset layer (ravo_dataset.h) reads on, and counts what it lost.
-  int GetData();
-  void Clean();
+  RAVO_EXPORT int Init(const char* files, std::vector<ravo_sprop*>* props, int debug, ravo_time_id* period,
+                       ravo_time_id* start, ravo_time_id* stop);
+  /// Reads the next event into GetRes(). 0; -1 before Init(), -2 at the end of the data. The end comes
+  /// early, and with the same answer, at a file of the list that was listed before, is older than the one
+  /// before it, cannot be read, is of the other generation, or lacks the channels. The dataset layer
+  /// (ravo_dataset.h) reads on, and counts what it lost.
+  RAVO_EXPORT int GetData();
+  RAVO_EXPORT void Clean();
 
   // All print on standard output, and nothing of what is not there. A null text of a property fails the
   // stream, as inserting one does: clear() it to print on.
   /// The files of the list file.
-  void PrintFiles() const;
+  RAVO_EXPORT void PrintFiles() const;
   /// The properties as they were given to Init().
-  void PrintProp() const;
+  RAVO_EXPORT void PrintProp() const;
   // The following print the event that GetData() read last, once Init() has started.
   /// The event, by its first channel.
-  void PrintHeader() const;
+  RAVO_EXPORT void PrintHeader() const;
   /// A line for every channel of an array type. The address is that of the member whose number is the
   /// channel's index in the result; 0 where it has no such member.
-  void PrintFast() const;
+  RAVO_EXPORT void PrintFast() const;
   /// A line for every name-value block.
-  void PrintNameVal() const;
+  RAVO_EXPORT void PrintNameVal() const;
   /// A line for every update of a slow channel.
-  void PrintSlow() const;
+  RAVO_EXPORT void PrintSlow() const;
   /// A line for every camera frame.
-  void PrintImage() const;
+  RAVO_EXPORT void PrintImage() const;
   /// The header, then the channels by their kinds, in the order above.
-  void PrintAll() const;
+  RAVO_EXPORT void PrintAll() const;
 
   int GetStatus() const { return Status; }
   int GetNfile() const { return Nfile; }
@@ -309,7 +312,7 @@ class ravo_daq_data {
 class ravo_daq_browser {
  public:
   ravo_daq_browser() = default;
-  ~ravo_daq_browser();
+  RAVO_EXPORT ~ravo_daq_browser();
   ravo_daq_browser(const ravo_daq_browser&) = delete;
   ravo_daq_browser& operator=(const ravo_daq_browser&) = delete;
 
@@ -317,17 +320,17 @@ class ravo_daq_browser {
   /// fewer than 2 characters, -3 without memory: nothing has then changed. A second Init() goes on to
   /// another file and cleans nothing: the name and the reader of the first one, and what that reader gave,
   /// stay valid until Clean().
-  int Init(const char* name);
+  RAVO_EXPORT int Init(const char* name);
   /// Number of channels in the file; -1 before Init(), -2 when the file cannot be read.
-  int GetNchan();
+  RAVO_EXPORT int GetNchan();
   /// The name of a channel that has events, with their number and the masks of event and data types; null
   /// for any other. Call GetNchan() first: it reads the file.
-  char* GetChanName(int i, int* count, int* evmask, int* dtmask);
+  RAVO_EXPORT char* GetChanName(int i, int* count, int* evmask, int* dtmask);
   /// Prints the channel dictionary.
-  void ListChan();
+  RAVO_EXPORT void ListChan();
   /// Prints one line for every channel that has events.
-  void PrintChan();
-  void Clean();
+  RAVO_EXPORT void PrintChan();
+  RAVO_EXPORT void Clean();
 
   int GetStatus() const { return Status; }
   char* GetFileName() const { return FileName; }
@@ -348,10 +351,10 @@ class ravo_daq_browser {
 
 /// Seconds since the epoch of a local date and time; months count from 1, and what is out of range carries
 /// over. Also printed on standard output.
-long ravo_daq_time(int year, int month, int day, int hour, int min, int sec);
+RAVO_EXPORT long ravo_daq_time(int year, int month, int day, int hour, int min, int sec);
 
 /// Asks the run catalogue of the facility for an experiment's files of a period, in seconds since the
 /// epoch, and prints the outcome. 0. `dir` is only printed; `exps` must not be null (std::logic_error).
-int GetFileList(char* dir, char* exps, long tstart, long tend);
+RAVO_EXPORT int GetFileList(char* dir, char* exps, long tstart, long tend);
 
 #endif

@@ -6,6 +6,7 @@
 #include "ravo_daq/generation_2010.h"
 #include "ravo_daq/read_chan.h"
 #include "ravo_daq_unzip.h"
+#include "ravo_export.h"
 
 /// Loads the tables of one current-generation raw file; see ravo::file_get_tables.
 class ravo_file_get_tables_2010 : public ravo::file_get_tables<ravo::generation_2010> {
@@ -22,6 +23,6 @@ class ravo_daq_read_chan_2010 : public ravo::daq_read_chan<ravo::generation_2010
 /// The body of a channel reader's worker thread; the argument is the ravo_daq_read_chan_2010. Returns
 /// -1 without a reader, -2 when the reader has no baskets, -3 when it has no output array, else 0, as a
 /// pointer-sized integer.
-void* unzip_thread_2010(void* reader);
+RAVO_EXPORT void* unzip_thread_2010(void* reader);
 
 #endif

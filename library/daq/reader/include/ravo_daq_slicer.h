@@ -4,11 +4,12 @@
 
 #include "ravo_daq/slicer.h"
 #include "ravo_daq_read_chan.h"
+#include "ravo_export.h"
 
 /// One requested channel.
 struct ravo_daq_chan_param {
   char name[80];
-  char nname[80];      ///< nickname; may be empty
+  char nname[80];       ///< nickname; may be empty
   int subchan;          ///< -1: the whole channel
   ravo_chan_prms prms;  ///< carried along
 };
@@ -17,9 +18,6 @@ static_assert(sizeof(ravo_daq_chan_param) == 192);
 /// What the slicer shares with its table-loading thread.
 struct get_tables_task : ravo::tables_task<ravo::generation_2009> {};
 
-// Its members are in the library.
-extern template class ravo::daq_slicer<ravo::generation_2009>;
-
 /// Aligns channels over older-generation raw files; see ravo::daq_slicer.
 class ravo_daq_slicer : public ravo::daq_slicer<ravo::generation_2009> {
  public:
@@ -27,6 +25,6 @@ class ravo_daq_slicer : public ravo::daq_slicer<ravo::generation_2009> {
 };
 
 /// The body of a slicer's table-loading thread; the argument is its get_tables_task.
-void* get_table_thread(void* task);
+RAVO_EXPORT void* get_table_thread(void* task);
 
 #endif

@@ -4,6 +4,7 @@
 
 #include "ravo_daq/slicer.h"
 #include "ravo_daq_read_chan_2010.h"
+#include "ravo_export.h"
 
 /// One requested channel.
 struct ravo_daq_chan_param_2010 {
@@ -17,9 +18,6 @@ static_assert(sizeof(ravo_daq_chan_param_2010) == 544);
 /// What the slicer shares with its table-loading thread.
 struct get_tables_task_2010 : ravo::tables_task<ravo::generation_2010> {};
 
-// Its members are in the library.
-extern template class ravo::daq_slicer<ravo::generation_2010>;
-
 /// Aligns channels over current-generation raw files; see ravo::daq_slicer.
 class ravo_daq_slicer_2010 : public ravo::daq_slicer<ravo::generation_2010> {
  public:
@@ -27,6 +25,6 @@ class ravo_daq_slicer_2010 : public ravo::daq_slicer<ravo::generation_2010> {
 };
 
 /// The body of a slicer's table-loading thread; the argument is its get_tables_task_2010.
-void* get_table_thread_2010(void* task);
+RAVO_EXPORT void* get_table_thread_2010(void* task);
 
 #endif

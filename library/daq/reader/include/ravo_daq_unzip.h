@@ -3,12 +3,15 @@
 #ifndef RAVO_DAQ_UNZIP_H
 #define RAVO_DAQ_UNZIP_H
 
+#include "ravo_export.h"
+
 /// Inflates a deflate stream with zlib wrapper: `slen` bytes at `start` into `dest`, which has room for
 /// `*dlen` bytes. 0: `*dlen` is the number of bytes produced. 1: refused or failed.
-int make_zlib(unsigned char* start, int slen, unsigned char* dest, int* dlen);
+RAVO_EXPORT int make_zlib(unsigned char* start, int slen, unsigned char* dest, int* dlen);
 
 /// Decompresses an LZO1X stream; arguments and result as of make_zlib. Never writes past `*dlen` bytes.
 /// `prm` is the work memory; LZO1X needs none to decompress, so it may be null.
-int make_lzo(unsigned char* start, int slen, unsigned char* dest, int* dlen, unsigned char* prm);
+RAVO_EXPORT int make_lzo(unsigned char* start, int slen, unsigned char* dest, int* dlen,
+                         unsigned char* prm);
 
 #endif

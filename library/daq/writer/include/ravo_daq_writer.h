@@ -3,11 +3,12 @@
 #define RAVO_DAQ_WRITER_H
 
 #include "ravo_daq/raw_writer.h"
+#include "ravo_export.h"
 
 /// Writes raw files of the older generation; see ravo::raw_writer.
 class ravo_daq_writer : public ravo::raw_writer {
  public:
-  ravo_daq_writer();
+  RAVO_EXPORT ravo_daq_writer();
 };
 
 #endif

@@ -19,13 +19,14 @@
 #include "ravo_dataset/ledger.h"
 #include "ravo_dataset/status.h"
 #include "ravo_dataset/values.h"
+#include "ravo_export.h"
 
 namespace ravo {
 
 enum class element_type : std::uint8_t { float32, uint8, uint16, uint32 };
-std::size_t element_size(element_type type);
+RAVO_EXPORT std::size_t element_size(element_type type);
 /// "float32", "uint8" ... Static text.
-const char* element_name(element_type type);
+RAVO_EXPORT const char* element_name(element_type type);
 
 /// The element type of a C++ type.
 template <class Element>
@@ -53,7 +54,7 @@ enum class column_dimension : std::uint8_t {
   byte,     ///< of texts, of frames that are no pictures, and of data of no known structure
 };
 /// "member", "group" ... Static text.
-const char* dimension_name(column_dimension dimension);
+RAVO_EXPORT const char* dimension_name(column_dimension dimension);
 
 struct dimension_size {
   column_dimension dimension = column_dimension::sample;
@@ -68,7 +69,7 @@ using row_shape = std::array<std::uint32_t, 3>;
 
 /// The dimensions of a row by name, the slowest first. Of members, groups, samples and records one alone is
 /// no dimension: a single number has none.
-std::vector<dimension_size> dimensions_of(value_kind kind, const row_shape& shape);
+RAVO_EXPORT std::vector<dimension_size> dimensions_of(value_kind kind, const row_shape& shape);
 
 /// Which rows a column has.
 enum class column_rows {
@@ -156,14 +157,14 @@ class column_data {
     return all.empty() ? all : all.subspan(first, count);
   }
   /// The shape of one row, whether it is that of all or not.
-  const row_shape& shape_of_row(std::size_t index) const;
-  std::vector<dimension_size> dimensions_of_row(std::size_t index) const;
+  RAVO_EXPORT const row_shape& shape_of_row(std::size_t index) const;
+  RAVO_EXPORT std::vector<dimension_size> dimensions_of_row(std::size_t index) const;
   /// The status of one record of a row of name-value lists; the row's where there are no records.
-  value_status status_of(std::size_t row, std::size_t record) const;
+  RAVO_EXPORT value_status status_of(std::size_t row, std::size_t record) const;
   /// The text of a row of a text column.
-  std::string_view text(std::size_t index) const;
+  RAVO_EXPORT std::string_view text(std::size_t index) const;
   /// The account of the first rows alone, as if reading had ended behind them.
-  read_ledger ledger_of_rows(std::size_t rows) const;
+  RAVO_EXPORT read_ledger ledger_of_rows(std::size_t rows) const;
 
  private:
   friend class column_reader;
@@ -171,9 +172,9 @@ class column_data {
     std::size_t first;
     std::size_t count;
   };
-  bool has_elements(element_type asked) const;
+  RAVO_EXPORT bool has_elements(element_type asked) const;
   void check_row(std::size_t index) const;
-  element_range elements_of_row(std::size_t index) const;
+  RAVO_EXPORT element_range elements_of_row(std::size_t index) const;
 
   /// What is missing of no row: before the row, and how often.
   struct beside_row {

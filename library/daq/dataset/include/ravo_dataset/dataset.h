@@ -21,6 +21,7 @@
 #include "ravo_dataset/ledger.h"
 #include "ravo_dataset/plan.h"
 #include "ravo_dataset/selection.h"
+#include "ravo_export.h"
 #include "ravo_file_generation.h"
 
 namespace ravo {
@@ -85,40 +86,41 @@ class dataset {
   /// Opens what a selection names: reads the dictionaries and event indexes of the files, and no data.
   /// Throws selection_error; missing_data when a file cannot be read and the policy allows no such file, or
   /// when none can.
-  static dataset open(const selection& wanted, dataset_options options = {});
+  RAVO_EXPORT static dataset open(const selection& wanted, dataset_options options = {});
   /// The same of a selection's text.
-  static dataset open(std::string_view text, dataset_options options = {});
+  RAVO_EXPORT static dataset open(std::string_view text, dataset_options options = {});
 
-  const selection& get_selection() const;
-  const std::vector<dataset_channel>& channels() const;
-  const std::vector<dataset_file>& files() const;
+  RAVO_EXPORT const selection& get_selection() const;
+  RAVO_EXPORT const std::vector<dataset_channel>& channels() const;
+  RAVO_EXPORT const std::vector<dataset_file>& files() const;
   /// The position of a channel by its label, or by its name when that is one channel only.
-  std::optional<std::size_t> find_channel(std::string_view label) const;
+  RAVO_EXPORT std::optional<std::size_t> find_channel(std::string_view label) const;
 
   /// The number of events of the selection. Aligns all that was not aligned yet; inflates nothing.
-  std::size_t size() const;
+  RAVO_EXPORT std::size_t size() const;
   /// What a reading of everything would take.
-  read_plan plan() const;
+  RAVO_EXPORT read_plan plan() const;
 
   /// The events of the selection, in order or backward.
-  event_range events(event_options options = {}) const;
+  RAVO_EXPORT event_range events(event_options options = {}) const;
   /// The event with a number, or at a time: the nearest within the selection's tolerance. Whatever the
   /// step.
-  std::optional<event> at(std::uint32_t number) const;
-  std::optional<event> at(const time_stamp& time) const;
+  RAVO_EXPORT std::optional<event> at(std::uint32_t number) const;
+  RAVO_EXPORT std::optional<event> at(const time_stamp& time) const;
 
   /// What a column would be. Decodes its first readable block.
-  column_layout layout(std::string_view channel, column_rows rows = column_rows::recorded) const;
+  RAVO_EXPORT column_layout layout(std::string_view channel,
+                                   column_rows rows = column_rows::recorded) const;
   /// All values of a channel. Throws selection_error for a channel that the dataset does not have.
-  column_data column(std::string_view channel, const column_options& options = {}) const;
+  RAVO_EXPORT column_data column(std::string_view channel, const column_options& options = {}) const;
 
   /// The digest of each channel over the selection: reads everything.
-  std::vector<named_digest> digest() const;
+  RAVO_EXPORT std::vector<named_digest> digest() const;
 
   /// The account of all readings so far.
-  read_ledger ledger() const;
+  RAVO_EXPORT read_ledger ledger() const;
   /// The most memory that was owned at a time, of memory_limit.
-  std::size_t peak_memory() const;
+  RAVO_EXPORT std::size_t peak_memory() const;
 
  private:
   explicit dataset(std::shared_ptr<class dataset_state> state);

@@ -13,6 +13,7 @@
 #include "ravo_core_records.h"
 #include "ravo_dataset/status.h"
 #include "ravo_dataset/values.h"
+#include "ravo_export.h"
 
 namespace ravo {
 
@@ -20,14 +21,14 @@ namespace ravo {
 class channel_digest {
  public:
   /// A recorded value: bytes of the block in host order. Bytes of a value that is missing do not count.
-  void add(const ravo_time_id& event, value_status status, std::span<const std::byte> bytes);
+  RAVO_EXPORT void add(const ravo_time_id& event, value_status status, std::span<const std::byte> bytes);
   /// The same of a value. One that is held or not recorded is none of this event's and does not count.
-  void add(const value& one);
-  void add(const channel_digest& other);
+  RAVO_EXPORT void add(const value& one);
+  RAVO_EXPORT void add(const channel_digest& other);
 
   std::uint64_t values() const { return values_; }
   /// 32 hexadecimal digits.
-  std::string to_text() const;
+  RAVO_EXPORT std::string to_text() const;
   bool operator==(const channel_digest&) const = default;
 
  private:

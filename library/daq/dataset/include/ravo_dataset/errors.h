@@ -8,45 +8,47 @@
 
 #include "ravo_dataset/ledger.h"
 
+#include "ravo_export.h"
+
 namespace ravo {
 
 /// The base of all that is thrown here; what() is one sentence that says what to do.
-struct dataset_error : std::runtime_error {
+struct RAVO_EXPORT dataset_error : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 /// A selection that cannot be read, or that nothing matches.
-struct selection_error : dataset_error {
+struct RAVO_EXPORT selection_error : dataset_error {
   using dataset_error::dataset_error;
 };
 /// A pattern of channels that makes no sense, whatever channels there are.
-struct pattern_error : selection_error {
+struct RAVO_EXPORT pattern_error : selection_error {
   using selection_error::selection_error;
 };
 /// A selection to which no raw file belongs, or none that can be taken now.
-struct files_not_found : selection_error {
+struct RAVO_EXPORT files_not_found : selection_error {
   using selection_error::selection_error;
 };
 /// More is missing than the damage policy allows; what() names the first cause with its file.
-struct missing_data : dataset_error {
+struct RAVO_EXPORT missing_data : dataset_error {
   using dataset_error::dataset_error;
 };
 /// The same of a file that is left out when the dataset is opened.
-struct file_left_out : missing_data {
+struct RAVO_EXPORT file_left_out : missing_data {
   explicit file_left_out(refused_file which)
       : missing_data("The file " + which.path + " is left out: " + which.problem), file(std::move(which)) {}
   refused_file file;
 };
 /// The memory limit is too small for what was asked, or filled by what the caller holds.
-struct memory_exceeded : dataset_error {
+struct RAVO_EXPORT memory_exceeded : dataset_error {
   using dataset_error::dataset_error;
 };
 /// A program asked for what is not there: a channel or a row by a number that is too large, values of
 /// another type. what() names both, what is there and what was asked for.
-struct access_error : dataset_error {
+struct RAVO_EXPORT access_error : dataset_error {
   using dataset_error::dataset_error;
 };
 /// The stop token was told to stop.
-struct read_cancelled : dataset_error {
+struct RAVO_EXPORT read_cancelled : dataset_error {
   read_cancelled() : dataset_error("The reading was cancelled") {}
 };
 

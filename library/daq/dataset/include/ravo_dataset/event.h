@@ -13,6 +13,7 @@
 #include "ravo_core_records.h"
 #include "ravo_dataset/ledger.h"
 #include "ravo_dataset/values.h"
+#include "ravo_export.h"
 
 namespace ravo {
 
@@ -26,11 +27,11 @@ class event {
   time_stamp time() const { return id_.time; }
   const ravo_time_id& id() const { return id_; }
   /// The channels of the dataset, in its order.
-  std::size_t channels() const;
+  RAVO_EXPORT std::size_t channels() const;
   /// The value of a channel by its position in the dataset. Throws access_error when there are fewer.
-  value operator[](std::size_t channel) const;
+  RAVO_EXPORT value operator[](std::size_t channel) const;
   /// The same by its label. Throws selection_error when the dataset has no such channel.
-  value operator[](std::string_view label) const;
+  RAVO_EXPORT value operator[](std::string_view label) const;
 
  private:
   friend class event_reader;
@@ -81,21 +82,21 @@ class event_range {
     event_range* range_ = nullptr;
   };
 
-  event_range(event_range&&) noexcept;
-  event_range& operator=(event_range&&) noexcept;
-  ~event_range();
+  RAVO_EXPORT event_range(event_range&&) noexcept;
+  RAVO_EXPORT event_range& operator=(event_range&&) noexcept;
+  RAVO_EXPORT ~event_range();
 
-  iterator begin();
+  RAVO_EXPORT iterator begin();
   std::default_sentinel_t end() const { return {}; }
   /// The next event, or nothing at the end: the same without an iterator.
-  std::optional<event> next();
+  RAVO_EXPORT std::optional<event> next();
   /// The account of what was handed out so far.
-  read_ledger ledger() const;
+  RAVO_EXPORT read_ledger ledger() const;
 
  private:
   friend class dataset;
   explicit event_range(std::unique_ptr<event_reader> reader);
-  void advance();
+  RAVO_EXPORT void advance();
   std::unique_ptr<event_reader> reader_;
   std::optional<event> current_;
   bool begun_ = false;

@@ -8,6 +8,7 @@
 
 #include "ravo_dataset/ledger.h"
 #include "ravo_dataset/selection.h"
+#include "ravo_export.h"
 
 namespace ravo {
 
@@ -25,7 +26,7 @@ struct found_files {
 /// those whose names in the data folders fit. Of runs and periods, files that changed less than half a
 /// minute ago are left out. Throws files_not_found when there is no file at all, selection_error for a
 /// selection that cannot be followed.
-found_files find_files(const selection& wanted);
+RAVO_EXPORT found_files find_files(const selection& wanted);
 
 }  // namespace ravo
 

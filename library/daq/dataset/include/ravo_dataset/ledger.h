@@ -11,6 +11,7 @@
 
 #include "ravo_core_records.h"
 #include "ravo_dataset/status.h"
+#include "ravo_export.h"
 
 namespace ravo {
 
@@ -30,7 +31,7 @@ enum class missing_cause : std::uint8_t {
 };
 inline constexpr std::size_t missing_cause_count = 11;
 /// A few words. Static text.
-const char* missing_cause_text(missing_cause cause);
+RAVO_EXPORT const char* missing_cause_text(missing_cause cause);
 /// The cause of a status for which is_missing() holds.
 constexpr missing_cause missing_cause_of(value_status status) {
   switch (status) {
@@ -84,10 +85,10 @@ enum class file_refusal : std::uint8_t {
 };
 inline constexpr std::size_t file_refusal_count = 8;
 /// A few words. Static text.
-const char* file_refusal_text(file_refusal reason);
+RAVO_EXPORT const char* file_refusal_text(file_refusal reason);
 
 /// A file that was left out as a whole: how many values it holds is not known.
-struct refused_file {
+struct RAVO_EXPORT refused_file {
   std::string path;
   file_refusal reason = file_refusal::none;
   std::string problem;  ///< why, in words
@@ -112,7 +113,7 @@ struct channel_ledger {
   std::uint64_t expected = 0;
   std::uint64_t delivered = 0;
   std::array<std::uint64_t, missing_cause_count> missing{};
-  std::uint64_t missing_total() const;
+  RAVO_EXPORT std::uint64_t missing_total() const;
   /// Whether every value is accounted for.
   bool is_balanced() const { return expected == delivered + missing_total(); }
 };
@@ -129,16 +130,16 @@ struct read_ledger {
   /// catalogue files that are damaged; and files that the system would not read any more. Each once.
   std::vector<reading_problem> problems;
 
-  std::uint64_t expected() const;
-  std::uint64_t delivered() const;
-  std::uint64_t missing() const;
-  bool is_balanced() const;
+  RAVO_EXPORT std::uint64_t expected() const;
+  RAVO_EXPORT std::uint64_t delivered() const;
+  RAVO_EXPORT std::uint64_t missing() const;
+  RAVO_EXPORT bool is_balanced() const;
   /// The account of a channel, made when there is none.
-  channel_ledger& of(const std::string& channel);
+  RAVO_EXPORT channel_ledger& of(const std::string& channel);
   /// Adds another account.
-  void add(const read_ledger& other);
+  RAVO_EXPORT void add(const read_ledger& other);
   /// The account in lines for people; a line for each cause with file and offset.
-  std::string to_text() const;
+  RAVO_EXPORT std::string to_text() const;
 };
 
 }  // namespace ravo

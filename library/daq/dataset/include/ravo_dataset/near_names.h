@@ -7,14 +7,17 @@
 #include <string_view>
 #include <vector>
 
+#include "ravo_export.h"
+
 namespace ravo {
 
 /// Up to three of `names` that are spelt nearly like `wanted`, the nearest first; capitals do not count. Of
 /// a pattern, what stands before its first * ? or [ counts. Nothing where all are far away.
-std::vector<std::string> near_names(std::string_view wanted, const std::vector<std::string>& names);
+RAVO_EXPORT std::vector<std::string> near_names(std::string_view wanted,
+                                                const std::vector<std::string>& names);
 
 /// "a", "a or b", "a, b or c".
-std::string join_or(const std::vector<std::string>& words);
+RAVO_EXPORT std::string join_or(const std::vector<std::string>& words);
 
 }  // namespace ravo
 

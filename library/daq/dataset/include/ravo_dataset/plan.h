@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "ravo_export.h"
+
 namespace ravo {
 
 struct channel_plan {
@@ -32,7 +34,7 @@ struct read_plan {
   /// the answer to a selection of runs or of a period.
   std::vector<std::string> problems;
 
-  std::string to_text() const;
+  RAVO_EXPORT std::string to_text() const;
 };
 
 }  // namespace ravo

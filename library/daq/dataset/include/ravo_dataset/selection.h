@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ravo_core_records.h"
+#include "ravo_export.h"
 
 namespace ravo {
 
@@ -76,12 +77,12 @@ struct selection {
   /// unless it says otherwise; to= may count from from=), a SPAN a number with us, ms, s, min or h behind
   /// it. What holds blanks, commas or quotes is quoted: "...", in which \" and \\ are a quote and a
   /// backslash. file= and chan= may be repeated. Throws selection_error that names the word.
-  static selection parse(std::string_view text);
+  RAVO_EXPORT static selection parse(std::string_view text);
 
   /// The text that parse() makes this selection of; what has its default is left out.
-  std::string to_text() const;
+  RAVO_EXPORT std::string to_text() const;
 
-  bool operator==(const selection& other) const;
+  RAVO_EXPORT bool operator==(const selection& other) const;
 };
 
 }  // namespace ravo

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ravo_export.h"
+
 namespace ravo {
 
 /// What became of one value. Numbers stay as they are: they are the bytes of a column's mask.
@@ -34,7 +36,7 @@ constexpr bool has_value(value_status status) {
 constexpr bool is_missing(value_status status) { return status >= value_status::file_missing; }
 
 /// A few words, for messages. Static text.
-const char* value_status_text(value_status status);
+RAVO_EXPORT const char* value_status_text(value_status status);
 
 }  // namespace ravo
 

@@ -9,6 +9,7 @@
 
 #include "ravo_core_records.h"
 #include "ravo_dataset/time_zone.h"
+#include "ravo_export.h"
 
 namespace ravo {
 
@@ -31,7 +32,7 @@ struct time_reading {
 ///   [":" SS ["." FRACTION]] DATE  = YYYY "-" MM "-" DD ZONE  = "Z" | ("+" | "-") HH [[":"] MM]
 /// "-" SPAN is so long before now; "+" SPAN so long behind context.from; a CLOCK alone is on the day of
 /// context.from, or today; without a CLOCK a day begins at 00:00. A day of a SPAN is 24 hours.
-time_reading read_time(std::string_view text, const time_context& context);
+RAVO_EXPORT time_reading read_time(std::string_view text, const time_context& context);
 
 }  // namespace ravo
 

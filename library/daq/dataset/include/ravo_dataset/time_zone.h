@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "ravo_export.h"
+
 namespace ravo {
 
 class time_zone {
@@ -18,14 +20,14 @@ class time_zone {
   time_zone() = default;
   /// "UTC" or "Z", an offset such as "+01:00", "-0330" or "+1", or a name such as "Europe/Berlin". Nothing
   /// for a text that is none of these, and for a name that this machine has no rules of.
-  static std::optional<time_zone> named(std::string_view text);
+  RAVO_EXPORT static std::optional<time_zone> named(std::string_view text);
 
   const std::string& name() const { return name_; }
   /// What its clocks are ahead of UTC at a moment, both in seconds.
-  std::int64_t offset_at(std::int64_t moment) const;
+  RAVO_EXPORT std::int64_t offset_at(std::int64_t moment) const;
   /// The moments at which its clocks show a time, given as if it were UTC: none where they are put forward,
   /// two where they are put back, the earlier one first.
-  std::vector<std::int64_t> moments_of(std::int64_t shown) const;
+  RAVO_EXPORT std::vector<std::int64_t> moments_of(std::int64_t shown) const;
 
  private:
   std::string name_ = "UTC";
@@ -34,10 +36,10 @@ class time_zone {
 };
 
 /// "+01:00", "-03:30" of seconds ahead of UTC.
-std::string format_offset(std::int64_t seconds);
+RAVO_EXPORT std::string format_offset(std::int64_t seconds);
 
 /// Seconds ahead of UTC of "+01:00", "-0330" or "+1"; nothing for anything else, or for more than 15 hours.
-std::optional<std::int64_t> parse_offset(std::string_view text);
+RAVO_EXPORT std::optional<std::int64_t> parse_offset(std::string_view text);
 
 }  // namespace ravo
 

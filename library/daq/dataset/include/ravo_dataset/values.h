@@ -10,6 +10,7 @@
 
 #include "ravo_core_records.h"
 #include "ravo_dataset/status.h"
+#include "ravo_export.h"
 #include "ravo_payload.h"
 
 namespace ravo {
@@ -40,7 +41,7 @@ struct spectrum_view {
   std::span<const ravo_spect_statistics_2010> statistics;  ///< one a member, or none
 
   /// The values of one member, group after group; empty when there is no such member.
-  std::span<const float> member(std::size_t index) const;
+  RAVO_EXPORT std::span<const float> member(std::size_t index) const;
 };
 
 /// A camera frame.
@@ -60,7 +61,7 @@ struct image_view {
   const ravo_image_frame_head* frame = nullptr;          ///< of a plain frame
   const ravo_image_ext_frame_head* ext_frame = nullptr;  ///< of an extended frame
   /// A pixel of a complete frame. Throws access_error for a frame that is not, and for a place outside it.
-  std::uint32_t pixel(std::size_t x, std::size_t y) const;
+  RAVO_EXPORT std::uint32_t pixel(std::size_t x, std::size_t y) const;
 };
 
 /// The records of a name-value block.
@@ -104,14 +105,14 @@ class value {
   std::span<const std::byte> bytes() const { return bytes_; }
 
   // Each of these is empty, or zero, when the value is of another kind.
-  spectrum_view spectrum() const;
-  image_view image() const;
-  name_value_view name_values() const;
-  update_view update() const;
-  std::string_view text() const;
+  RAVO_EXPORT spectrum_view spectrum() const;
+  RAVO_EXPORT image_view image() const;
+  RAVO_EXPORT name_value_view name_values() const;
+  RAVO_EXPORT update_view update() const;
+  RAVO_EXPORT std::string_view text() const;
   /// The first number of a spectrum, region of interest, name-value block or update; NaN when there is
   /// none.
-  double number() const;
+  RAVO_EXPORT double number() const;
 
  private:
   friend class value_access;
@@ -127,7 +128,7 @@ class value {
 
 /// The value that a block of the classic readers is (its subheader and data, of either generation), so that
 /// both ways of reading can be compared.
-value view_of_block(const ravo_channel_entry_long& entry);
+RAVO_EXPORT value view_of_block(const ravo_channel_entry_long& entry);
 
 }  // namespace ravo
 

@@ -13,6 +13,7 @@
 
 #include "ravo_core_records.h"
 #include "ravo_daq/generation_state.h"
+#include "ravo_export.h"
 
 namespace ravo {
 
@@ -22,11 +23,12 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
  public:
   static constexpr int no_memory = -8;
 
-  // A loaded file is only read, and any number of threads may do that. Loading and clean_up() are one thread's.
+  // A loaded file is only read, and any number of threads may do that. Loading and clean_up() are one
+  // thread's.
 
   /// An empty loader. `descr_mode` non-zero: channel descriptions are loaded too.
-  explicit file_get_tables(int descr_mode = 0);
-  ~file_get_tables();
+  RAVO_EXPORT explicit file_get_tables(int descr_mode = 0);
+  RAVO_EXPORT ~file_get_tables();
   file_get_tables(const file_get_tables&) = delete;
   file_get_tables& operator=(const file_get_tables&) = delete;
 
@@ -39,15 +41,15 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
   /// also when the file changed meanwhile. Any other: the table-access library's status for the event
   /// channel pointer table; no_memory: there is none for the list of names. After a failure the loader is
   /// empty, but for the names after 1 and -2.
-  int get_all_tables(const char* path, int descr_mode, const std::vector<char*>* names);
+  RAVO_EXPORT int get_all_tables(const char* path, int descr_mode, const std::vector<char*>* names);
   /// Releases everything and returns to the constructed state; keeps descr_mode and debug. No channel
   /// reader of this loader may run any more.
-  void clean_up();
+  RAVO_EXPORT void clean_up();
 
   /// Whether the event channel pointer table holds a row for every dictionary entry.
   bool is_ecp_tab_full() const { return chans.empty(); }
   /// The row of a name in the pointer table that was loaded for a list; -1 when it has none.
-  int get_ecp_tab_entry_index(const char* name) const;
+  RAVO_EXPORT int get_ecp_tab_entry_index(const char* name) const;
 
   typename G::event_header_basket* get_evh_basket() const { return evhb; }
   typename G::server_block_basket* get_sbh_basket() const { return sbhb; }
@@ -69,7 +71,7 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
   void inc_client_counter() { ++clientsn; }
   /// Whether the file's size and time of change are still those of when it was opened. What was read of one
   /// that has changed may be of two different files.
-  bool is_unchanged() const;
+  RAVO_EXPORT bool is_unchanged() const;
   /// Whether evhb and sbhb are heap copies; else they lie in the mappings.
   bool are_baskets_copied() const {
     if constexpr (G::copies_header_baskets) return this->basket_copy_mode != 0;

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 
+#include "ravo_export.h"
 #include "ravo_raw_generations.h"
 
 class ravo_file_get_tables;
@@ -13,12 +14,12 @@ class ravo_daq_slicer;
 struct ravo_daq_chan_param;
 struct get_tables_task;
 struct ravo_daq_reader_result_entry;
-void* get_table_thread(void* task);
+RAVO_EXPORT void* get_table_thread(void* task);
 
 namespace ravo {
 
 /// The older generation, as an argument of the reading layers' templates.
-struct generation_2009 : raw_format_2009 {
+struct RAVO_EXPORT generation_2009 : raw_format_2009 {
   using file_tables = ravo_file_get_tables;
   using read_chan = ravo_daq_read_chan;
   using slicer = ravo_daq_slicer;

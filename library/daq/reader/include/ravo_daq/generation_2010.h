@@ -6,6 +6,7 @@
 
 #include <cstddef>
 
+#include "ravo_export.h"
 #include "ravo_raw_generations.h"
 
 class ravo_file_get_tables_2010;
@@ -14,12 +15,12 @@ class ravo_daq_slicer_2010;
 struct ravo_daq_chan_param_2010;
 struct get_tables_task_2010;
 struct ravo_daq_reader_result_entry_2010;
-void* get_table_thread_2010(void* task);
+RAVO_EXPORT void* get_table_thread_2010(void* task);
 
 namespace ravo {
 
 /// The current generation, as an argument of the reading layers' templates.
-struct generation_2010 : raw_format_2010 {
+struct RAVO_EXPORT generation_2010 : raw_format_2010 {
   // The classes that a user knows.
   using file_tables = ravo_file_get_tables_2010;
   using read_chan = ravo_daq_read_chan_2010;

@@ -2,12 +2,14 @@
 // decode every event of the channel into an array; lookups answer from it by event number or by time.
 // Written once for both generations; a user names ravo_daq_read_chan_2010.
 //
-// All events of the channel in the file are decoded when start() has been called, and stay in memory until clean(), as
-// large as they decode to. One reader belongs to one thread at a time; several may read the same loaded file.
+// All events of the channel in the file are decoded when start() has been called, and stay in memory until
+// clean(), as large as they decode to. One reader belongs to one thread at a time; several may read the
+// same loaded file.
 //
-// By event number, what has none is passed over, unless it is the channel's first event. Of the events that share the
-// latest time only the first is reached: it is the channel's last one. By time, what lies nearer than a step is passed
-// over. An entry whose block is damaged, and that no worker fills any more, is passed over too, and is no limit.
+// By event number, what has none is passed over, unless it is the channel's first event. Of the events that
+// share the latest time only the first is reached: it is the channel's last one. By time, what lies nearer
+// than a step is passed over. An entry whose block is damaged, and that no worker fills any more, is passed
+// over too, and is no limit.
 #ifndef RAVO_DAQ_READ_CHAN_TEMPLATE_H
 #define RAVO_DAQ_READ_CHAN_TEMPLATE_H
 
@@ -18,6 +20,7 @@
 #include "ravo_core_records.h"
 #include "ravo_daq/generation_state.h"
 #include "ravo_daq_status.h"
+#include "ravo_export.h"
 
 namespace ravo {
 
@@ -32,61 +35,61 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
 
   /// A reader of a channel of the loaded file. It stays uninitialised, which start() reports, without
   /// a loaded file or a name. `subchan` -1: the whole channel. `descr` is copied; it may be null.
-  daq_read_chan(typename G::file_tables* cfg, const char* chan, int subchan,
-                const typename G::chan_descr* descr);
-  ~daq_read_chan();
+  RAVO_EXPORT daq_read_chan(typename G::file_tables* cfg, const char* chan, int subchan,
+                            const typename G::chan_descr* descr);
+  RAVO_EXPORT ~daq_read_chan();
   daq_read_chan(const daq_read_chan&) = delete;
   daq_read_chan& operator=(const daq_read_chan&) = delete;
 
   /// Starts decoding. Through the arguments (each may be null) come the mutex, the condition and the flag
   /// by which the end of decoding is signalled: the flag is then non-zero, for a failure too.
   /// A ravo_daq_read_chan_data_status: OK, NOT_INIT, NOT_FOUND or INTERN_ERROR.
-  int start(pthread_mutex_t** mutex, pthread_cond_t** condition, int** flag);
+  RAVO_EXPORT int start(pthread_mutex_t** mutex, pthread_cond_t** condition, int** flag);
   /// Stops the workers, waits until none runs, and frees all decoded data.
-  void clean();
+  RAVO_EXPORT void clean();
   /// Frees the copied channel description.
-  void clean_descr();
+  RAVO_EXPORT void clean_descr();
 
   /// The entry that `type` asks for, relative to `id`, or to the entry last found when `id` is null.
   /// `*result` is set only when an entry was found; it is valid until clean(). Never waits for workers:
   /// what is not decoded yet is not there. INTERN_ERROR: the file changed while it was decoded.
-  int get_chan_data(const ravo_time_id* id, ravo_channel_entry_long** result, int type);
+  RAVO_EXPORT int get_chan_data(const ravo_time_id* id, ravo_channel_entry_long** result, int type);
   /// The entry of an event number, or for PREV and NEXT the nearest one; null with NO_DATA when there is
   /// none. `status` may be null. The caller holds mx while workers run.
-  ravo_channel_entry_long* find_entry_by_event_id(unsigned event_number, int type, int* status);
+  RAVO_EXPORT ravo_channel_entry_long* find_entry_by_event_id(unsigned event_number, int type, int* status);
   /// The entry at a time within the time difference, or for PREV and NEXT the nearest one. As above.
-  ravo_channel_entry_long* find_entry_by_time(const time_stamp* time, int type, int* status);
-  /// The channel's earliest and latest event in this file, of equal times the first; once all is decoded, of those that
-  /// could be decoded. Either argument may be null.
-  void get_time_limits(ravo_time_id* first, ravo_time_id* last);
+  RAVO_EXPORT ravo_channel_entry_long* find_entry_by_time(const time_stamp* time, int type, int* status);
+  /// The channel's earliest and latest event in this file, of equal times the first; once all is decoded,
+  /// of those that could be decoded. Either argument may be null.
+  RAVO_EXPORT void get_time_limits(ravo_time_id* first, ravo_time_id* last);
 
-  int set_time_diff(const time_stamp* diff);
+  RAVO_EXPORT int set_time_diff(const time_stamp* diff);
   time_stamp* get_time_diff() { return &event_time_diff; }
-  int set_step(const ravo_time_id* step);
+  RAVO_EXPORT int set_step(const ravo_time_id* step);
   ravo_time_id* get_step() { return &event_step; }
   bool is_by_time_fix() const requires G::has_by_time_fix { return this->by_time_fix; }
   void set_by_time_fix(bool fix) requires G::has_by_time_fix { this->by_time_fix = fix; }
   /// Upper bound of the automatic choice: 1 to 10 (0 returned), else 1 and no change.
-  int set_max_number_of_threads(int threads);
+  RAVO_EXPORT int set_max_number_of_threads(int threads);
   /// Fixed number of workers: 1 to 10 (0 returned), else 1 and no change.
-  int set_number_of_threads(int threads);
+  RAVO_EXPORT int set_number_of_threads(int threads);
 
   /// Whether every entry is finished, or there is nothing to do.
-  bool is_done();
+  RAVO_EXPORT bool is_done();
   /// Sets the flag and wakes whoever waits for this channel.
-  void signal_master();
+  RAVO_EXPORT void signal_master();
   /// Notes that every entry is finished. Called with mx held.
-  void complete();
+  RAVO_EXPORT void complete();
   /// Whether pages of the file were missing when they were read, and zeros stand in their place.
-  bool is_source_damaged() const;
+  RAVO_EXPORT bool is_source_damaged() const;
   /// Notes that what was decoded cannot be trusted: every lookup answers INTERN_ERROR from here on. Called
   /// with mx held.
-  void note_damage();
+  RAVO_EXPORT void note_damage();
   /// Marks a worker's slot as free.
-  void set_thread_exited(pthread_t id);
+  RAVO_EXPORT void set_thread_exited(pthread_t id);
   /// Entry `index` of this channel's row of the pointer table; null outside the table or without one.
-  typename G::chan_pointers_table_entry* get_data_table_pointer(int index) const;
-  char* get_chan_name(int* subchannel);
+  RAVO_EXPORT typename G::chan_pointers_table_entry* get_data_table_pointer(int index) const;
+  RAVO_EXPORT char* get_chan_name(int* subchannel);
 
   typename G::event_header_basket* get_evh_basket() const { return evhb; }
   typename G::server_block_basket* get_sbh_basket() const { return sbhb; }
@@ -100,14 +103,14 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   typename G::file_tables* get_cfg() const { return cfg; }
 
   // Diagnostics, to standard output.
-  void print_time_limits();
-  void print_cdt_entry();
-  void print_event_chan_pointers_entry();
-  void print_event_headers() requires G::prints_channels;
-  void print_server_block_headers() requires G::prints_channels;
-  void print_channel_headers() requires G::prints_channels;
-  void print_channel() requires G::prints_channels;
-  void print_chan_descr();
+  RAVO_EXPORT void print_time_limits();
+  RAVO_EXPORT void print_cdt_entry();
+  RAVO_EXPORT void print_event_chan_pointers_entry();
+  RAVO_EXPORT void print_event_headers() requires G::prints_channels;
+  RAVO_EXPORT void print_server_block_headers() requires G::prints_channels;
+  RAVO_EXPORT void print_channel_headers() requires G::prints_channels;
+  RAVO_EXPORT void print_channel() requires G::prints_channels;
+  RAVO_EXPORT void print_chan_descr();
 
   // State. Others read it; the workers write the output array and its counters under mx.
   char* file_name = nullptr;  ///< not set

@@ -2,14 +2,15 @@
 // cover it and the channels, and, once started, a slicer that aligns the channels over the files.
 // Written once for both generations; a user names ravo_daq_reader_2010.
 //
-// Memory: every wanted channel is decoded whole, file by file, before its first event comes. While a file is read, all
-// of its events of all wanted channels are in memory, as large as they decode to, which nothing limits: a damaged or
-// hostile file may say a thousand times its own length. Where that must not be, read with the dataset layer
-// (ravo_dataset.h), which decodes a few events ahead and keeps to a limit.
+// Memory: every wanted channel is decoded whole, file by file, before its first event comes. While a file
+// is read, all of its events of all wanted channels are in memory, as large as they decode to, which
+// nothing limits: a damaged or hostile file may say a thousand times its own length. Where that must not
+// be, read with the dataset layer (ravo_dataset.h), which decodes a few events ahead and keeps to a limit.
 //
-// Threads: one reader belongs to one thread at a time, with all that it hands out. Readers of different threads do not
-// disturb one another, also on the same files; the messages on standard output are the process's. Threads of its own
-// (one loads tables, up to ten a channel decode) call nothing of the program's.
+// Threads: one reader belongs to one thread at a time, with all that it hands out. Readers of different
+// threads do not disturb one another, also on the same files; the messages on standard output are the
+// process's. Threads of its own (one loads tables, up to ten a channel decode) call nothing of the
+// program's.
 //
 // docs/classic.md says what the classic readers pass over, and when.
 #ifndef RAVO_DAQ_READER_TEMPLATE_H
@@ -26,127 +27,136 @@
 #include "ravo_daq/generation_state.h"
 #include "ravo_daq_request.h"
 #include "ravo_daq_status.h"
+#include "ravo_export.h"
 
 namespace ravo {
 
 class result_index;
 
 template <class G>
-class daq_reader : public by_time_fix_state<G::has_by_time_fix>, public catalogue_state<G::trusts_run_catalogue> {
+class daq_reader : public by_time_fix_state<G::has_by_time_fix>,
+                   public catalogue_state<G::trusts_run_catalogue> {
  public:
   /// An empty reader with the default request. Reads the environment variables
   /// "DAQ_MAX_TIME_STEP_SEC", "DAQ_MAX_TIME_STEP_USEC" and "RAVO_DAQ_DATA_PATH_LIST".
-  daq_reader();
-  ~daq_reader();
+  RAVO_EXPORT daq_reader();
+  RAVO_EXPORT ~daq_reader();
   daq_reader(const daq_reader&) = delete;
   daq_reader& operator=(const daq_reader&) = delete;
 
   // ---- settings; NOT_ALLOWED once the slicer exists, from start() to clean_up() ----
-  int set_period(const ravo_time_id* period);
-  int set_start_point(const ravo_time_id* point);
-  int set_stop_point(const ravo_time_id* point);
+  RAVO_EXPORT int set_period(const ravo_time_id* period);
+  RAVO_EXPORT int set_start_point(const ravo_time_id* point);
+  RAVO_EXPORT int set_stop_point(const ravo_time_id* point);
   ravo_time_id* get_period() { return &request.period; }
   ravo_time_id* get_start_point() { return &request.start_time; }
   ravo_time_id* get_stop_point() { return &request.stop_time; }
-  int set_experiment(const char* name);
-  int set_stream(const char* name);
-  int set_catalog_dir(const char* directory);
-  int set_data_dir(const char* directory);
+  RAVO_EXPORT int set_experiment(const char* name);
+  RAVO_EXPORT int set_stream(const char* name);
+  RAVO_EXPORT int set_catalog_dir(const char* directory);
+  RAVO_EXPORT int set_data_dir(const char* directory);
   char* get_experiment() { return request.exp_name; }
   char* get_stream() { return request.stream_name; }
   char* get_catalog_dir() { return request.cdir; }
   char* get_data_dir() { return request.ddir; }
-  int set_synch_mode(int mode);
-  int get_synch_mode();
+  RAVO_EXPORT int set_synch_mode(int mode);
+  RAVO_EXPORT int get_synch_mode();
   /// 1 for null, else 0. Allowed at any time; a running slicer does not learn of it.
-  int set_time_diff(const time_stamp* diff);
+  RAVO_EXPORT int set_time_diff(const time_stamp* diff);
   time_stamp* get_time_diff() { return &request.time_diff; }
-  void set_by_time_fix(bool fix) requires G::has_by_time_fix;
+  RAVO_EXPORT void set_by_time_fix(bool fix) requires G::has_by_time_fix;
   bool is_by_time_fix() const requires G::has_by_time_fix { return this->by_time_fix; }
-  void set_debug(int level);
+  RAVO_EXPORT void set_debug(int level);
   int get_debug() const { return debug; }
 
   // ---- queries ----
-  int get_number_of_files() const;
-  char* get_file_name(int index);
+  RAVO_EXPORT int get_number_of_files() const;
+  RAVO_EXPORT char* get_file_name(int index);
   int get_number_of_events() const { return evs; }
   int get_number_of_empty_events() const { return evs_empty; }
   int get_number_of_channels() const { return nchans; }
-  std::vector<typename G::chan_descr*>* get_descr_list();
-  char* get_channel_name(int index, int* count, int* ev_mask, int* dtype_mask);
-  char* get_channel_name(int index, int* subchan);
+  RAVO_EXPORT std::vector<typename G::chan_descr*>* get_descr_list();
+  RAVO_EXPORT char* get_channel_name(int index, int* count, int* ev_mask, int* dtype_mask);
+  RAVO_EXPORT char* get_channel_name(int index, int* subchan);
   /// The text of the last status.
   const char* get_last_error() const { return last_error.c_str(); }
   /// The text of a status. Static.
-  static const char* error_i2a(int status);
-  void set_error(int status);
+  RAVO_EXPORT static const char* error_i2a(int status);
+  RAVO_EXPORT void set_error(int status);
   const char* get_data_path_list() const { return data_path_list.c_str(); }
-  void set_data_path_list(const char* list);
+  RAVO_EXPORT void set_data_path_list(const char* list);
 
   // ---- files ----
   /// Enters a file at the end of the list (`append`) or at its front, found along the data paths.
-  int add_file(const char* name, bool append);
+  RAVO_EXPORT int add_file(const char* name, bool append);
   /// Removes the last file whose path contains the text.
-  int remove_file(const char* text);
+  RAVO_EXPORT int remove_file(const char* text);
   /// Sorts the files by time and drops duplicates.
-  void sort_my_files();
+  RAVO_EXPORT void sort_my_files();
 
   // ---- channels ----
-  int add_channel(const daq_channel_entry* channel);
-  int set_channels(const std::vector<daq_channel_entry*>* channels);
-  int rem_channel(const char* name);
-  ravo_chan_prms* get_channel_params(const char* name);
-  char* get_nickname(const char* name);
+  RAVO_EXPORT int add_channel(const daq_channel_entry* channel);
+  RAVO_EXPORT int set_channels(const std::vector<daq_channel_entry*>* channels);
+  RAVO_EXPORT int rem_channel(const char* name);
+  RAVO_EXPORT ravo_chan_prms* get_channel_params(const char* name);
+  RAVO_EXPORT char* get_nickname(const char* name);
 
   // ---- reading ----
-  /// Turns a request, of runs (`run_first` 1 or more) or of a period, into the list of files that cover it, and
-  /// adds the channels (null or empty: none). The run catalogue is asked first; without an answer from it the
-  /// names in the data directory are read. NOT_FOUND: the first file has none of the channels (one that has some of
-  /// them is taken; start() leaves the others out). BAD_FILE_FORMAT: it cannot be read. FILES_NOT_FOUND: nothing covers
-  /// the request. docs/requests.md says how files are chosen.
-  int init(const ravo_daq_request* wanted, const std::vector<daq_channel_entry*>* channels);
+  /// Turns a request, of runs (`run_first` 1 or more) or of a period, into the list of files that cover it,
+  /// and adds the channels (null or empty: none). The run catalogue is asked first; without an answer from
+  /// it the names in the data directory are read. NOT_FOUND: the first file has none of the channels (one
+  /// that has some of them is taken; start() leaves the others out). BAD_FILE_FORMAT: it cannot be read.
+  /// FILES_NOT_FOUND: nothing covers the request. docs/requests.md says how files are chosen.
+  RAVO_EXPORT int init(const ravo_daq_request* wanted, const std::vector<daq_channel_entry*>* channels);
   /// Starts over with explicit files and, if given, channels.
-  int init(const std::vector<char*>* file_names, const std::vector<daq_channel_entry*>* channels);
-  /// Creates and starts the slicer, which decodes the wanted channels of the first file; the request is frozen from
-  /// here on. A channel that no file knows, or that cannot be read, delivers nothing and fails nothing.
-  int start();
+  RAVO_EXPORT int init(const std::vector<char*>* file_names,
+                       const std::vector<daq_channel_entry*>* channels);
+  /// Creates and starts the slicer, which decodes the wanted channels of the first file; the request is
+  /// frozen from here on. A channel that no file knows, or that cannot be read, delivers nothing and fails
+  /// nothing.
+  RAVO_EXPORT int start();
   /// The next event inside the request: one pointer per channel that has data of it (and per slow channel
   /// seen before), in the order of the channels. The data behind them are the reader's, in host order,
   /// and valid until the next get_data() or clean_up(). `id` and `mode` go to the slicer's get_data();
-  /// normal running is (nullptr, &entries, 1). OUT_OF_WINDOW: the end of the data, also where a file that cannot be
-  /// loaded came before it (named on standard output). INTERN_ERROR: something failed. That also comes instead of the
-  /// end when several channels met a later file that cannot be loaded, or when `id`
+  /// normal running is (nullptr, &entries, 1). OUT_OF_WINDOW: the end of the data, also where a file that
+  /// cannot be loaded came before it (named on standard output). INTERN_ERROR: something failed. That also
+  /// comes instead of the end when several channels met a later file that cannot be loaded, or when `id`
   /// led past the end of one of them.
-  int get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* entries, int mode);
+  RAVO_EXPORT int get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* entries,
+                           int mode);
   /// The time span covered, in microseconds; negative when it is not known.
-  double get_time_period_us();
+  RAVO_EXPORT double get_time_period_us();
   /// Completes and checks the request and trims the file list to it; start() calls it.
-  int check_request();
+  RAVO_EXPORT int check_request();
   /// Returns to the state after construction, but for the debug level, the by-time fix, the last error and
   /// the data path list.
-  void clean_up();
+  RAVO_EXPORT void clean_up();
 
   // ---- diagnostics, to standard output ----
-  // Those of one file enter it into the list for the time of the call, found as add_file() finds it, and leave
-  // its tables loaded. They take the first path that contains the text, and remove the last one: best used on a
-  // reader without files of its own.
-  void print_files();
-  void print_channels();
+  // Those of one file enter it into the list for the time of the call, found as add_file() finds it, and
+  // leave its tables loaded. They take the first path that contains the text, and remove the last one: best
+  // used on a reader without files of its own.
+  RAVO_EXPORT void print_files();
+  RAVO_EXPORT void print_channels();
   /// The number of channels of a file into `count`; `descr_mode` non-zero loads the descriptions too.
   /// NO_DATA: the file cannot be read, or has no channels.
-  int get_number_of_channels(const char* file, int* count, int descr_mode);
+  RAVO_EXPORT int get_number_of_channels(const char* file, int* count, int descr_mode);
   /// Prints the channel dictionary of a file.
-  void print_all_channels(const char* file);
-  /// Appends the descriptions of a file's channels that are in its dictionary, with their counts. They belong
-  /// to the reader and live until it loads other tables.
-  int fill_chan_descr(const char* file, std::vector<typename G::chan_descr*>* found);
+  RAVO_EXPORT void print_all_channels(const char* file);
+  /// Appends the descriptions of a file's channels that are in its dictionary, with their counts. They
+  /// belong to the reader and live until it loads other tables.
+  RAVO_EXPORT int fill_chan_descr(const char* file, std::vector<typename G::chan_descr*>* found);
   /// Prints the entries of the event index table for one event type; negative: for all.
-  int print_event_index_table(const char* file, int event_type);
-  /// Print what a channel has in every event of a file. The reader's channel names are replaced by this one.
-  void print_channel_event_headers(const char* file, const char* channel) requires G::prints_channels;
-  void print_channel_server_block_headers(const char* file, const char* channel) requires G::prints_channels;
-  void print_channel_channel_headers(const char* file, const char* channel) requires G::prints_channels;
-  void print_channel_channel(const char* file, const char* channel) requires G::prints_channels;
+  RAVO_EXPORT int print_event_index_table(const char* file, int event_type);
+  /// Print what a channel has in every event of a file. The reader's channel names are replaced by this
+  /// one.
+  RAVO_EXPORT void print_channel_event_headers(const char* file,
+                                               const char* channel) requires G::prints_channels;
+  RAVO_EXPORT void print_channel_server_block_headers(const char* file,
+                                                      const char* channel) requires G::prints_channels;
+  RAVO_EXPORT void print_channel_channel_headers(const char* file,
+                                                 const char* channel) requires G::prints_channels;
+  RAVO_EXPORT void print_channel_channel(const char* file, const char* channel) requires G::prints_channels;
 
   // State.
   std::vector<char*> files;
@@ -165,8 +175,8 @@ class daq_reader : public by_time_fix_state<G::has_by_time_fix>, public catalogu
   typename G::file_tables get_tables;
   std::string last_error;
   std::string data_path_list;
-  /// Where it is set, the request's init() and check_request() put down here what became of each file that they
-  /// met. The caller's; never cleared here.
+  /// Where it is set, the request's init() and check_request() put down here what became of each file that
+  /// they met. The caller's; never cleared here.
   std::vector<file_decision>* decisions = nullptr;
 
  private:
@@ -200,7 +210,9 @@ class daq_reader : public by_time_fix_state<G::has_by_time_fix>, public catalogu
   };
   void take_request(const ravo_daq_request& wanted);
   bool is_run_request() const { return request.run_first >= 1; }
-  int last_run() const { return request.run_last > request.run_first ? request.run_last : request.run_first; }
+  int last_run() const {
+    return request.run_last > request.run_first ? request.run_last : request.run_first;
+  }
   std::int64_t window_start() const { return request.start_time.time.timeup; }
   std::int64_t window_stop() const;
   int choose_files(file_choice& choice);

@@ -3,8 +3,8 @@
 // reader per channel; a background thread loads the files' tables ahead of use.
 // Written once for both generations; a user names ravo_daq_slicer_2010.
 //
-// One slicer belongs to one thread at a time. The channels of a file are decoded whole, all at once, as ravo_daq/reader.h
-// says of memory.
+// One slicer belongs to one thread at a time. The channels of a file are decoded whole, all at once, as
+// ravo_daq/reader.h says of memory.
 #ifndef RAVO_DAQ_SLICER_TEMPLATE_H
 #define RAVO_DAQ_SLICER_TEMPLATE_H
 
@@ -18,6 +18,7 @@
 #include "ravo_core_records.h"
 #include "ravo_daq/generation_state.h"
 #include "ravo_daq_status.h"
+#include "ravo_export.h"
 
 namespace ravo {
 
@@ -31,33 +32,33 @@ struct tables_task {
   int get_tables_num = 0;
   pthread_mutex_t* tmx = nullptr;
   pthread_cond_t* tcond = nullptr;
-  int ready = 0;   ///< tables loaded and not yet claimed
-  int go = 0;      ///< how many tables the thread may still load
-  int mode = 0;    ///< mode of the loaders
+  int ready = 0;             ///< tables loaded and not yet claimed
+  int go = 0;                ///< how many tables the thread may still load
+  int mode = 0;              ///< mode of the loaders
   std::atomic<int> stop{0};  ///< non-zero asks the thread to end; read without the lock between steps
-  int status = 0;  ///< 0: working or finished; 1: a load failed and the thread is gone
-  int next_file = 0;  ///< position in files of the next one to load; files before it were loaded
-  int starved = 0;    ///< 1 while the thread waits for a credit
+  int status = 0;            ///< 0: working or finished; 1: a load failed and the thread is gone
+  int next_file = 0;         ///< position in files of the next one to load; files before it were loaded
+  int starved = 0;           ///< 1 while the thread waits for a credit
 };
 
 template <class G>
 class daq_slicer : public by_time_fix_state<G::has_by_time_fix> {
  public:
-  daq_slicer();
-  ~daq_slicer();
+  RAVO_EXPORT daq_slicer();
+  RAVO_EXPORT ~daq_slicer();
   daq_slicer(const daq_slicer&) = delete;
   daq_slicer& operator=(const daq_slicer&) = delete;
 
   /// NOT_ALLOWED after start(); values other than 0 and 1 are ignored.
-  int set_synch_mode(int mode);
+  RAVO_EXPORT int set_synch_mode(int mode);
   int get_synch_mode() const { return synch_mode; }
-  void set_debug(int level);
+  RAVO_EXPORT void set_debug(int level);
   int get_debug() const { return debug; }
-  int set_num_of_get_tables(int number);
+  RAVO_EXPORT int set_num_of_get_tables(int number);
   int get_num_of_get_tables() const { return get_tables_num; }
-  int set_time_diff(const time_stamp* diff);
+  RAVO_EXPORT int set_time_diff(const time_stamp* diff);
   time_stamp* get_time_diff() { return &event_time_diff; }
-  int set_event_step(const ravo_time_id* step);
+  RAVO_EXPORT int set_event_step(const ravo_time_id* step);
   ravo_time_id* get_event_step() { return &event_step; }
   void set_by_time_fix(bool fix) requires G::has_by_time_fix { this->by_time_fix = fix; }
   bool is_by_time_fix() const requires G::has_by_time_fix { return this->by_time_fix; }
@@ -66,40 +67,43 @@ class daq_slicer : public by_time_fix_state<G::has_by_time_fix> {
 
   /// Copies the file names (in request order) and the channels; may be repeated. OK, INV_PARAM, NO_DATA
   /// (no files or no channels) or INTERN_ERROR (no memory).
-  int init(const std::vector<char*>* files, const std::vector<typename G::chan_param*>* chans, int mode);
+  RAVO_EXPORT int init(const std::vector<char*>* files, const std::vector<typename G::chan_param*>* chans,
+                       int mode);
   /// Starts the table-loading thread and the channels' readers, and finds the first event. OK, NO_DATA (no
   /// files or no channels), INTERN_ERROR, NOT_ALLOWED (already started), or what create_channel() returned.
-  int start();
+  RAVO_EXPORT int start();
   /// The event that `direction` asks for, relative to `id`, or to the current one when it is null. Of
   /// that event `res` receives the entries, in channel order, of the channels that have it; they belong
   /// to the slicer until the next call. OK also when no channel has the event; OUT_OF_WINDOW: no channel is
-  /// left. INV_PARAM, NOT_READY, INTERN_ERROR (a channel reader failed). A channel that was jumped over by `id`, or whose
-  /// next file cannot be loaded, keeps its reader: when the others have ended, one call is OK without an event, and the
-  /// next one ends with INTERN_ERROR, where else OUT_OF_WINDOW would come.
-  int get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* res, int direction);
+  /// left. INV_PARAM, NOT_READY, INTERN_ERROR (a channel reader failed). A channel that was jumped over by
+  /// `id`, or whose next file cannot be loaded, keeps its reader: when the others have ended, one call is
+  /// OK without an event, and the next one ends with INTERN_ERROR, where else OUT_OF_WINDOW would come.
+  RAVO_EXPORT int get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* res,
+                           int direction);
   /// Moves a channel to a neighbouring file; start_channel() has to follow. The third argument has no
   /// effect. NO_DATA: there is no such file, or its tables are not to be had.
-  int change_config(int chan, int direction, int);
+  RAVO_EXPORT int change_config(int chan, int direction, int);
   /// Starts a channel's reader, waits until it is decoded, and positions it. NO_DATA: the channel has no
   /// event in its file. Else what the channel reader returned.
-  int start_channel(int chan, int direction);
+  RAVO_EXPORT int start_channel(int chan, int direction);
   /// Drops a channel for good.
-  void remove_channel(int chan);
+  RAVO_EXPORT void remove_channel(int chan);
   /// Builds a channel's reader over the tables of a file.
-  int create_channel(int chan, typename G::file_tables* tables);
+  RAVO_EXPORT int create_channel(int chan, typename G::file_tables* tables);
   /// The loaded tables of a file, waiting for the loading thread if need be; null when not to be had.
-  typename G::file_tables* find_ready_table(const char* file);
+  RAVO_EXPORT typename G::file_tables* find_ready_table(const char* file);
   /// The first channel without events, or a sentence that there is none. Owned by the slicer.
-  const char* get_name_of_empty_channel() const;
-  /// Compares two events: true when equal; `*cmp` (may be null) is -1, 0 or 1 as a is before, equal, after b.
-  bool is_event_id_eq(const ravo_time_id* a, const ravo_time_id* b, int* cmp) const;
+  RAVO_EXPORT const char* get_name_of_empty_channel() const;
+  /// Compares two events: true when equal; `*cmp` (may be null) is -1, 0 or 1 as a is before, equal, after
+  /// b.
+  RAVO_EXPORT bool is_event_id_eq(const ravo_time_id* a, const ravo_time_id* b, int* cmp) const;
   /// Stops the thread and frees everything; init() may follow.
-  void clean_up();
+  RAVO_EXPORT void clean_up();
 
   // State.
-  std::vector<char*> files;                     ///< copies, in request order
-  std::vector<typename G::chan_param*> chans;   ///< copies
-  std::vector<char*> chansp;                    ///< the names in chans
+  std::vector<char*> files;                    ///< copies, in request order
+  std::vector<typename G::chan_param*> chans;  ///< copies
+  std::vector<char*> chansp;                   ///< the names in chans
   int cur_file = -1;
   int prev_file = -1;
   int get_tables_num = 0;

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "ravo_export.h"
 #include "ravo_raw_format.h"
 
 /// Statuses of the writer.
@@ -90,45 +91,45 @@ class raw_writer {
   raw_writer& operator=(const raw_writer&) = delete;
 
   /// Starts a run. The folder must exist. After close() the next run may be opened.
-  int open(const ravo_daq_writer_settings& settings);
+  RAVO_EXPORT int open(const ravo_daq_writer_settings& settings);
   /// Declares a channel, before the first event; 0 or more: its index. Every declared channel is in
   /// the dictionary of every file, also with no event.
-  int add_channel(const ravo_daq_writer_channel& channel);
+  RAVO_EXPORT int add_channel(const ravo_daq_writer_channel& channel);
   /// Adds a description by itself, before the first event: of a channel that the file does not have, or to
   /// keep descriptions in an order of their own. It is copied.
-  int add_description(const chan_descr_2010& description);
+  RAVO_EXPORT int add_description(const chan_descr_2010& description);
 
   /// Begins an event; end_event() completes it. Events are given in the order of their times (equal
   /// times are allowed), because readers search them so. Seconds of 0 mean "no time" and are refused unless
   /// the settings allow them.
-  int begin_event(const ravo_daq_writer_event& event);
+  RAVO_EXPORT int begin_event(const ravo_daq_writer_event& event);
   /// Begins a server block of the event; channel data belong to the last one begun.
-  int begin_server_block(const ravo_daq_writer_server_block& block);
+  RAVO_EXPORT int begin_server_block(const ravo_daq_writer_server_block& block);
   /// One channel's data of the event: `length` bytes in host order, laid out as the channel's data
   /// type says (ravo_payload.h). A channel occurs at most once in an event. `error`: RAVO_SBLOCK_ERROR
   /// bits for the subheader.
-  int add_data(int channel, const void* data, std::size_t length, std::int32_t error = 0);
+  RAVO_EXPORT int add_data(int channel, const void* data, std::size_t length, std::int32_t error = 0);
   /// The same of a block that has another data type than the channel was declared with; the dictionary then
   /// names all types of the channel's blocks.
-  int add_data_of_type(int channel, RAVO_SUBBLOCK_TYPE dtype, const void* data, std::size_t length,
-                       std::int32_t error = 0);
+  RAVO_EXPORT int add_data_of_type(int channel, RAVO_SUBBLOCK_TYPE dtype, const void* data,
+                                   std::size_t length, std::int32_t error = 0);
   /// Completes the event. A file that is full is closed before the event that would not fit. After
   /// RAVO_DAQ_WRITER_IO the event is still open, with all its data.
-  int end_event();
+  RAVO_EXPORT int end_event();
 
   /// Completes the file that is open and ends the run.
-  int close();
+  RAVO_EXPORT int close();
 
   /// Paths of the files completed so far, in order.
-  const std::vector<std::string>& get_files() const;
+  RAVO_EXPORT const std::vector<std::string>& get_files() const;
   /// What the last failing operation met, in one sentence; empty when nothing failed.
-  const char* get_last_error() const;
+  RAVO_EXPORT const char* get_last_error() const;
 
  protected:
   /// `records` are those of the generation that is written.
-  explicit raw_writer(const writer::record_set& records);
+  RAVO_EXPORT explicit raw_writer(const writer::record_set& records);
   /// Abandons an open file: without close() nothing of it becomes visible.
-  ~raw_writer();
+  RAVO_EXPORT ~raw_writer();
 
  private:
   struct state;
