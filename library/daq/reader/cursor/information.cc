@@ -94,7 +94,7 @@ int ravo_daq_getdata::GetChanInfo(char** name, int* dtype, int* error, int* ldat
     deliver(ldata, header->ldata);
     return 0;
   };
-  return data_2010 ? from(ChanHeader_2010) : from(ChanHeader);
+  return with_header(from);
 }
 
 // Of older events only, and only where the text ends inside the block.

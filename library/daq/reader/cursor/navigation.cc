@@ -3,13 +3,15 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
-#include <type_traits>
 
 #include "cursor/selected_block.h"
 #include "ravo_daq_data.h"
 #include "ravo_evutl.h"
+#include "ravo_raw_generations.h"
 
 using ravo::at_address;
+using ravo::raw_format_2009;
+using ravo::raw_format_2010;
 
 namespace {
 
@@ -35,6 +37,31 @@ int class_of(int dtype, bool current) {
 bool is_named(const char* field, std::size_t room, const char* name) {
   const std::size_t length = std::strlen(name);
   return length < room && std::memcmp(field, name, length) == 0 && field[length] == 0;
+}
+
+template <class G>
+constexpr bool is_current_generation = G::generation == ravo::type_generation::current;
+
+template <class G>
+constexpr const char* no_server_block = "ravo_daq_getdata::SetHead: srvb pointer = NULL";
+template <>
+constexpr const char* no_server_block<raw_format_2010> =
+    "ravo_daq_getdata::SetHead_2010: srvb pointer = NULL";
+
+// Whether an entry is of the channel `name`, or of the property `name` of a slow channel.
+template <class G>
+bool has_name(const ravo_channel_entry_long& entry, const char* name) {
+  constexpr bool current = is_current_generation<G>;
+  const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
+  const std::size_t length = ravo::readable_length(entry, current);
+  if (ravo::type_in_layout(entry, current) != G::update_dtype)
+    return is_named(at_address<const char>(at.chhd), std::min(sizeof(G::subhead::chname), length), name);
+  // The entry's own subheader counts: its generation need not be that of the selection.
+  const std::size_t head = ravo::has_current_block(entry, current) ? sizeof(ravo_serv_block_subhead_2010)
+                                                                   : sizeof(ravo_serv_block_subhead);
+  return at.data && length > head &&
+         is_named(at_address<const char>(at.data),
+                  std::min(sizeof(G::update_block::upd_prop), length - head), name);
 }
 
 }  // namespace
@@ -102,55 +129,58 @@ int ravo_daq_getdata::SetHead() {
     return -2;
   }
   data_2010 = ravo::is_current(*EventHeader);
-  if (data_2010)
-    set_headers(*entry, SrvbHeader_2010, ChanHeader_2010);
-  else
-    set_headers(*entry, SrvbHeader, ChanHeader);
-  if (data_2010 && ChanHeader_2010) last_header_type = ChanHeader_2010->dtype;
-  if (data_2010 ? !SrvbHeader_2010 : !SrvbHeader) {
-    std::cerr << (data_2010 ? "ravo_daq_getdata::SetHead_2010: srvb pointer = NULL"
-                            : "ravo_daq_getdata::SetHead: srvb pointer = NULL")
-              << std::endl;
-    return -3;
-  }
-  if (data_2010 ? !ChanHeader_2010 : !ChanHeader) {
-    std::cerr << "ravo_daq_getdata::SetHead: channel header pointer = NULL" << std::endl;
-    return -4;
-  }
-
-  if (data_2010)
-    classify(*entry, *ChanHeader_2010);
-  else
-    classify(*entry, *ChanHeader);
-  measured_data = measure_data();
-  Status = 1;
   if (data_2010) {
+    const int code = set_head<raw_format_2010>(*entry, SrvbHeader_2010, ChanHeader_2010);
+    if (ChanHeader_2010) last_header_type = ChanHeader_2010->dtype;
+    if (code != 0) return code;
     SrvbHeader = nullptr;
     ChanHeader = nullptr;
   } else {
+    if (const int code = set_head<raw_format_2009>(*entry, SrvbHeader, ChanHeader); code != 0) return code;
     SrvbHeader_2010 = nullptr;
     ChanHeader_2010 = nullptr;
   }
   return 0;
 }
 
+template <class G>
+int ravo_daq_getdata::set_head(const ravo_channel_entry_long& entry, typename G::server_block_head*& server,
+                               typename G::subhead*& channel) {
+  set_headers<G>(entry, server, channel);
+  if (!server) {
+    std::cerr << no_server_block<G> << std::endl;
+    return -3;
+  }
+  if (!channel) {
+    std::cerr << "ravo_daq_getdata::SetHead: channel header pointer = NULL" << std::endl;
+    return -4;
+  }
+  classify(entry, *channel);
+  measured_data = measure_data(*channel);
+  Status = 1;
+  return 0;
+}
+
 // The pattern of the event header alone decides how headers are read. Where the reader found blocks of the
 // other generation, they may be shorter than what they are taken for: then copies stand in for the headers.
-template <class server_head, class subhead>
-void ravo_daq_getdata::set_headers(const ravo_channel_entry_long& entry, server_head*& server,
-                                   subhead*& channel) {
+template <class G>
+void ravo_daq_getdata::set_headers(const ravo_channel_entry_long& entry,
+                                   typename G::server_block_head*& server, typename G::subhead*& channel) {
+  using server_head = typename G::server_block_head;
+  using subhead = typename G::subhead;
+  constexpr bool current = is_current_generation<G>;
   const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
   server = at_address<server_head>(at.sbhd);
   channel = at_address<subhead>(at.chhd);
-  if (ravo::has_current_block(entry, data_2010) == data_2010) return;
-  const std::size_t server_room =
-      data_2010 ? sizeof(ravo_serv_block_head) : sizeof(ravo_serv_block_head_2010);
+  if (ravo::has_current_block(entry, current) == current) return;
+  constexpr std::size_t server_room =
+      current ? sizeof(ravo_serv_block_head) : sizeof(ravo_serv_block_head_2010);
   if (server && server_room < sizeof(server_head)) {
     belied_server = {};
     std::memcpy(&belied_server, server, server_room);
     server = reinterpret_cast<server_head*>(&belied_server);
   }
-  const std::size_t room = ravo::readable_length(entry, data_2010);
+  const std::size_t room = ravo::readable_length(entry, current);
   const auto is_belied = [&] {
     if (room < sizeof(subhead) || room < ravo::block_length(*channel)) return true;
     const bool claims_data = ravo::block_length(*channel) > sizeof(subhead);
@@ -192,25 +222,19 @@ void ravo_daq_getdata::classify(const ravo_channel_entry_long& entry, subhead& h
 template <class subhead>
 char* ravo_daq_getdata::find_data(subhead& header, char* entry_data) const {
   if (PropType != text_class && PropType != fast_class) return entry_data;
-  void* found = nullptr;
-  if constexpr (std::is_same_v<subhead, ravo_serv_block_subhead_2010>)
-    found = get_pointer_to_data_2010(&header, 0);
-  else
-    found = get_pointer_to_data_2009(&header, 0);
+  void* const found = ravo::pointer_to_data(&header, 0);
   return found ? static_cast<char*>(found) : entry_data;
 }
 
 // From Data to the end of the block. A data pointer that lies outside the block has as much as the block.
-std::size_t ravo_daq_getdata::measure_data() const {
-  const std::size_t head = data_2010 ? sizeof *ChanHeader_2010 : sizeof *ChanHeader;
-  const std::size_t block =
-      data_2010 ? ravo::block_length(*ChanHeader_2010) : ravo::block_length(*ChanHeader);
-  if (!Data || block < head) return 0;
+template <class subhead>
+std::size_t ravo_daq_getdata::measure_data(const subhead& header) const {
+  const std::size_t block = ravo::block_length(header);
+  if (!Data || block < sizeof header) return 0;
   const auto from = reinterpret_cast<std::uintptr_t>(Data);
-  const auto begin = data_2010 ? reinterpret_cast<std::uintptr_t>(ChanHeader_2010)
-                               : reinterpret_cast<std::uintptr_t>(ChanHeader);
+  const auto begin = reinterpret_cast<std::uintptr_t>(&header);
   if (from >= begin && from - begin <= block) return block - (from - begin);
-  return block - head;
+  return block - sizeof header;
 }
 
 bool ravo_daq_getdata::can_select(const char* complaint) const {
@@ -299,26 +323,10 @@ int ravo_daq_getdata::SetImage(int n) {
 int ravo_daq_getdata::SetProp(const char* name) {
   if (!can_select("ravo_daq_getdata::SetProp: Status= ")) return -10;
   if (!name) return -11;
-  const int update_type = data_2010 ? RAVO_UPD_BLOCK_2010 : RAVO_UPD_BLOCK;
-  const std::size_t name_room =
-      data_2010 ? sizeof(ravo_serv_block_subhead_2010::chname) : sizeof(ravo_serv_block_subhead::chname);
-  const std::size_t property_room =
-      data_2010 ? sizeof(ravo_upd_data_block_2010::upd_prop) : sizeof(ravo_upd_data_block::upd_prop);
+  const auto is_wanted = data_2010 ? has_name<raw_format_2010> : has_name<raw_format_2009>;
   for (std::int32_t i = 0; i < Nchan; ++i) {
     const ravo_channel_entry_long* const entry = Res->at(static_cast<std::size_t>(i));
-    if (!entry || !entry->sbchdata[0].chhd) continue;
-    const ravo_event_chan_ptr_long_entry& at = entry->sbchdata[0];
-    const std::size_t length = ravo::readable_length(*entry, data_2010);
-    // The entry's own subheader counts: its generation need not be that of the selection.
-    const std::size_t head = ravo::has_current_block(*entry, data_2010)
-                                 ? sizeof(ravo_serv_block_subhead_2010)
-                                 : sizeof(ravo_serv_block_subhead);
-    const bool found =
-        ravo::type_in_layout(*entry, data_2010) == update_type
-            ? at.data && length > head &&
-                  is_named(at_address<const char>(at.data), std::min(property_room, length - head), name)
-            : is_named(at_address<const char>(at.chhd), std::min(name_room, length), name);
-    if (found) return select(i);
+    if (entry && entry->sbchdata[0].chhd && is_wanted(*entry, name)) return select(i);
   }
   return -11;
 }

@@ -51,8 +51,7 @@ void ravo_daq_getdata::PrintProp(int ich) {
   unsigned seconds = 0, microseconds = 0;
   if (GetChanInfo(&name, &dtype, &error, &ldata) != 0) return;
   if (GetServBlockInfo(&seconds, &microseconds, nullptr, &pulse, &mask, &status, nullptr) != 0) return;
-  const std::size_t room =
-      data_2010 ? sizeof(ravo_serv_block_subhead_2010::chname) : sizeof(ravo_serv_block_subhead::chname);
+  const std::size_t room = with_header([](auto* header) { return sizeof header->chname; });
   std::cout << " channel " << std::string_view(name, strnlen(name, room)) << " dtype " << dtype << " error "
             << error << " proptype " << PropType << " mpls " << pulse;
   std::cout.flush();

@@ -6,8 +6,9 @@
 #include <cstddef>
 #include <cstring>
 
+#include "ravo_block_access.h"
 #include "ravo_core_records.h"
-#include "ravo_raw_format.h"
+#include "ravo_raw_generations.h"
 
 namespace ravo {
 
@@ -66,6 +67,38 @@ inline int type_in_layout(const ravo_channel_entry_long& entry, bool current) {
   if (readable_length(entry, current) < offset + sizeof dtype) return 0;
   std::memcpy(&dtype, at_address<const char>(entry.sbchdata[0].chhd) + offset, sizeof dtype);
   return dtype & 0xffff;
+}
+
+// What the table-access library has an operation a generation for. Older blocks have no groups and no
+// statistics.
+
+inline void* pointer_to_data(ravo_serv_block_subhead_2010* block, int member) {
+  return get_pointer_to_data_2010(block, member);
+}
+inline void* pointer_to_data(ravo_serv_block_subhead* block, int member) {
+  return get_pointer_to_data_2009(block, member);
+}
+
+inline bool spectrum_parameters(ravo_serv_block_subhead_2010* block, float* start, float* inc, float** mean,
+                                int* ndata, int* groups, float* groups_inc,
+                                ravo_spect_statistics_2010** stats, int member) {
+  return get_spect_params_for_data_type_2010(block, start, inc, mean, ndata, groups, groups_inc, stats,
+                                             member);
+}
+inline bool spectrum_parameters(ravo_serv_block_subhead* block, float* start, float* inc, float** mean,
+                                int* ndata, int*, float*, ravo_spect_statistics_2010**, int member) {
+  return get_spect_params_for_data_type_2009(block, start, inc, mean, ndata, member);
+}
+
+/// Prints what the type of a block's spectrum stands for; negative for older ones, which describe nothing.
+inline int describe_spectrum(const ravo_serv_block_subhead_2010* block) {
+  return get_spect_code_description_2010(block);
+}
+inline int describe_spectrum(const ravo_serv_block_subhead*) { return -1; }
+
+/// The type of a generation's updates of slow channels.
+inline int update_type(bool current) {
+  return current ? raw_format_2010::update_dtype : raw_format_2009::update_dtype;
 }
 
 inline bool is_image_type(int type) { return type == RAVO_BLOCK_IMAGE || type == RAVO_BLOCK_IMAGE_EXT; }

@@ -76,7 +76,7 @@ void ravo_daq_getdata::complain_of_type(const char* operation) const {
 float ravo_daq_getdata::GetSingle(int imb) {
   const std::optional<int> dtype = header_type();
   const int type = dtype.value_or(0) & 0xffff;
-  const bool is_update = type == (data_2010 ? RAVO_UPD_BLOCK_2010 : RAVO_UPD_BLOCK);
+  const bool is_update = type == ravo::update_type(data_2010);
   if (!dtype || Status != 1 || (!is_update && type != RAVO_BLOCK_NAME_VALUE)) {
     complain_of_type("ravo_daq_getdata::GetSingle: ");
     return 0;
@@ -97,8 +97,7 @@ float ravo_daq_getdata::GetSingle(int imb) {
 
 int ravo_daq_getdata::GetSlowPrm(float* dt, int* sts, long* tml) {
   const std::optional<int> dtype = header_type();
-  const int update_type = data_2010 ? RAVO_UPD_BLOCK_2010 : RAVO_UPD_BLOCK;
-  if (Status != 1 || !dtype || (*dtype & 0xffff) != update_type) return 1;
+  if (Status != 1 || !dtype || (*dtype & 0xffff) != ravo::update_type(data_2010)) return 1;
   const std::optional<slow_value> slow = read_slow_value(data_2010, Data, data_length());
   if (!slow) return 1;
   deliver(dt, slow->value);
@@ -111,11 +110,9 @@ int ravo_daq_getdata::GetValNamPrm(ravo_name_value_block** blk, int* id, char** 
                                    ravo_name_value_channel** data) {
   const std::optional<int> dtype = header_type();
   if (Status != 1 || !dtype || (*dtype & 0xffff) != RAVO_BLOCK_NAME_VALUE) return 1;
-  const void* const header =
-      data_2010 ? static_cast<const void*>(ChanHeader_2010) : static_cast<const void*>(ChanHeader);
-  if (header == &belied_channel) return 1;  // a header that stands in has no data after it
-  ravo_name_value_block* const block =
-      data_2010 ? name_value_block(ChanHeader_2010) : name_value_block(ChanHeader);
+  // A header that stands in has no data after it.
+  if (with_header([](const void* header) { return header; }) == &belied_channel) return 1;
+  ravo_name_value_block* const block = with_header([](auto* header) { return name_value_block(header); });
   if (!block) return 1;
   deliver(blk, block);
   deliver(id, block->id);
@@ -150,8 +147,7 @@ float* ravo_daq_getdata::GetSpect(int imb) {
     return nullptr;
   }
   if (!Data) return nullptr;
-  return static_cast<float*>(data_2010 ? get_pointer_to_data_2010(ChanHeader_2010, imb)
-                                       : get_pointer_to_data_2009(ChanHeader, imb));
+  return static_cast<float*>(with_header([&](auto* header) { return ravo::pointer_to_data(header, imb); }));
 }
 
 int ravo_daq_getdata::GetSpectPar(float* start, float* inc, float** mean, int* ndata, int imb, int* groups,
@@ -159,10 +155,9 @@ int ravo_daq_getdata::GetSpectPar(float* start, float* inc, float** mean, int* n
   if (!Data) return -2;
   deliver(groups, 1);
   deliver(groups_inc, 0);
-  const bool failed = data_2010
-                          ? get_spect_params_for_data_type_2010(ChanHeader_2010, start, inc, mean, ndata,
-                                                                groups, groups_inc, stats, imb)
-                          : get_spect_params_for_data_type_2009(ChanHeader, start, inc, mean, ndata, imb);
+  const bool failed = with_header([&](auto* header) {
+    return ravo::spectrum_parameters(header, start, inc, mean, ndata, groups, groups_inc, stats, imb);
+  });
   if (!failed) return 0;
   std::cerr << "ravo_daq_getdata::GetSpectPar: error datatype:" << DataType
             << " data_2010: " << (data_2010 ? 1 : 0) << std::endl;
@@ -189,15 +184,14 @@ int ravo_daq_getdata::GetRoiPar(void** blk, float* start, float* inc, float** me
     return -1;
   }
   if (!Data) return -2;
-  const bool failed = data_2010
-                          ? get_spect_params_for_data_type_2010(ChanHeader_2010, start, inc, mean, ndata,
-                                                                nullptr, nullptr, nullptr, ch)
-                          : get_spect_params_for_data_type_2009(ChanHeader, start, inc, mean, ndata, ch);
+  const bool failed = with_header([&](auto* header) {
+    return ravo::spectrum_parameters(header, start, inc, mean, ndata, nullptr, nullptr, nullptr, ch);
+  });
   if (failed) {
     std::cerr << "ravo_daq_getdata::GetSpectPar: error datatype" << DataType << std::endl;
     return -1;
   }
-  deliver(blk, data_2010 ? static_cast<void*>(ChanHeader_2010 + 1) : static_cast<void*>(ChanHeader + 1));
+  deliver(blk, with_header([](auto* header) -> void* { return header + 1; }));
   return 0;
 }
 
@@ -242,5 +236,5 @@ int ravo_daq_getdata::GetDataPtrs(const char* name, float* dt, float** arr, int 
 
 int ravo_daq_getdata::GetDescr() {
   if (!Data) return -2;
-  return data_2010 ? get_spect_code_description_2010(ChanHeader_2010) : -1;
+  return with_header([](auto* header) { return ravo::describe_spectrum(header); });
 }

@@ -198,16 +198,26 @@ class ravo_daq_getdata {
   void print_frame();
   std::optional<int> header_type() const;
   void complain_of_type(const char* operation) const;
-  std::size_t measure_data() const;
   bool keep_image(std::size_t elements);
   std::size_t data_length() const { return Data ? measured_data : 0; }
 
-  template <class server_head, class subhead>
-  void set_headers(const ravo_channel_entry_long& entry, server_head*& server, subhead*& channel);
+  template <class G>
+  int set_head(const ravo_channel_entry_long& entry, typename G::server_block_head*& server,
+               typename G::subhead*& channel);
+  template <class G>
+  void set_headers(const ravo_channel_entry_long& entry, typename G::server_block_head*& server,
+                   typename G::subhead*& channel);
   template <class subhead>
   void classify(const ravo_channel_entry_long& entry, subhead& header);
   template <class subhead>
   char* find_data(subhead& header, char* entry_data) const;
+  template <class subhead>
+  std::size_t measure_data(const subhead& header) const;
+  // Calls `visit` with the channel header of the event's generation.
+  template <class visitor>
+  auto with_header(visitor visit) const {
+    return data_2010 ? visit(ChanHeader_2010) : visit(ChanHeader);
+  }
 
   // Of an entry whose event header belies the generation of its blocks: the beginnings of these, and zeros
   // up to the length of the headers that they are taken for.
