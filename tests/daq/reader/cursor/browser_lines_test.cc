@@ -4,6 +4,7 @@
 #include "handmade_event.h"
 #include "ravo_daq_data.h"
 #include "ravo_daq_reader.h"
+#include "refusals.h"
 
 namespace ravo::test {
 namespace {
@@ -53,7 +54,7 @@ TEST_F(BrowserLines, PassOverChannelsWithoutEvents) {
 
 TEST_F(BrowserLines, AreNoneForAFileThatTheReaderCannotRead) {
   script.results["get_number_of_channels"] = -9;
-  EXPECT_EQ(browser.GetNchan(), -2);
+  EXPECT_EQ(browser.GetNchan(), unreadable_file);
   const said heard = listen([&] { browser.PrintChan(); });
   EXPECT_EQ(heard.out, "collected 0--2 channels\n");
   EXPECT_EQ(heard.error, "");
@@ -67,9 +68,9 @@ TEST_F(BrowserLines, ComeFromTheReaderByTheFilesName) {
 }
 
 TEST_F(BrowserLines, AreThoseOfTheOldFileAfterARefusedName) {
-  EXPECT_EQ(listen([&] { EXPECT_EQ(browser.Init(nullptr), -1); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(browser.Init(nullptr), no_name); }).error,
             "ravo_daq_browser::Init: no input filename\n");
-  EXPECT_EQ(listen([&] { EXPECT_EQ(browser.Init(""), -2); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(browser.Init(""), short_name); }).error,
             "ravo_daq_browser::Init: wrong filename len= 0\n");
   EXPECT_EQ(browser.GetStatus(), 1);
   EXPECT_STREQ(browser.GetFileName(), "file.raw");
@@ -80,7 +81,7 @@ TEST_F(BrowserLines, AreThoseOfTheOldFileAfterARefusedName) {
 TEST_F(BrowserLines, EndWithTheReaderThatIsCleanedAndDestroyed) {
   browser.Clean();
   EXPECT_EQ(script.asked, (std::vector<std::string>{"clean_up", "destroyed"}));
-  EXPECT_EQ(listen([&] { EXPECT_EQ(browser.GetNchan(), -1); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(browser.GetNchan(), not_initialised); }).error,
             "ravo_daq_browser::GetNchan: wrong Status 0\n");
 }
 

@@ -3,6 +3,7 @@
 
 #include "handmade_event.h"
 #include "ravo_daq_data.h"
+#include "refusals.h"
 #include "small_older_file.h"
 
 namespace ravo::test {
@@ -10,9 +11,9 @@ namespace {
 
 TEST(Browser, RefusesNoNameAndAShortOne) {
   ravo_daq_browser browser;
-  EXPECT_EQ(listen([&] { EXPECT_EQ(browser.Init(nullptr), -1); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(browser.Init(nullptr), no_name); }).error,
             "ravo_daq_browser::Init: no input filename\n");
-  EXPECT_EQ(listen([&] { EXPECT_EQ(browser.Init("x"), -2); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(browser.Init("x"), short_name); }).error,
             "ravo_daq_browser::Init: wrong filename len= 1\n");
   EXPECT_EQ(browser.GetStatus(), 0);
   EXPECT_EQ(browser.GetReader(), nullptr);
@@ -20,7 +21,7 @@ TEST(Browser, RefusesNoNameAndAShortOne) {
 
 TEST(Browser, SaysWhichOperationCameBeforeInit) {
   ravo_daq_browser browser;
-  EXPECT_EQ(listen([&] { EXPECT_EQ(browser.GetNchan(), -1); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(browser.GetNchan(), not_initialised); }).error,
             "ravo_daq_browser::GetNchan: wrong Status 0\n");
   EXPECT_EQ(listen([&] { EXPECT_EQ(browser.GetChanName(0, nullptr, nullptr, nullptr), nullptr); }).error,
             "ravo_daq_browser::GetNchan: wrong Status 0\n");
@@ -34,7 +35,7 @@ TEST(Browser, CannotTellTheChannelsOfAFileThatIsNotThere) {
   ravo_daq_browser browser;
   ASSERT_EQ(browser.Init("/no/such/file.raw"), 0);
   EXPECT_STREQ(browser.GetFileName(), "/no/such/file.raw");
-  listen([&] { EXPECT_EQ(browser.GetNchan(), -2); });
+  listen([&] { EXPECT_EQ(browser.GetNchan(), unreadable_file); });
 }
 
 TEST(Browser, PrintsAnEventTypeOnlyForASingleBit) {

@@ -3,6 +3,7 @@
 
 #include "ravo_daq_data.h"
 #include "ravo_daq_writer_2010.h"
+#include "refusals.h"
 #include "small_older_file.h"
 
 namespace ravo::test {
@@ -45,7 +46,7 @@ TEST_F(DataAccess, ReadsEventAfterEventToTheEnd) {
     EXPECT_EQ(number, event);
     EXPECT_EQ(cursor.GetSpectVal(0, 0), 1.0f);
   }
-  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), -2); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), end_of_data); }).error,
             "ravo_daq_data::GetData: data are not read\n");
   refused(nullptr, -1, "ravo_daq_data::Init: no input files\n");
   EXPECT_EQ(data.GetStatus(), 1);
@@ -55,7 +56,7 @@ TEST_F(DataAccess, ReadsEventAfterEventToTheEnd) {
 }
 
 TEST_F(DataAccess, HasNoDataBeforeInit) {
-  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), -1); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), not_initialised); }).error,
             "ravo_daq_data::GetData: wrong status= 0\n");
 }
 
@@ -121,7 +122,7 @@ TEST_F(DataAccess, NeverLeavesTheFirstEventWithAStepOfNothing) {
   }
   start.event_number = 2;
   ASSERT_EQ(data.Init(list(file.path()).c_str(), &properties, 0, &nothing, &start, &stop), 0);
-  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), -2); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), end_of_data); }).error,
             "ravo_daq_data::GetData: data are not read\n");
 }
 
@@ -131,11 +132,11 @@ TEST_F(DataAccess, KeepsToTheStartAndTheStopOfTheRequest) {
   ASSERT_EQ(data.Init(list(file.path()).c_str(), &properties, 0, &period, &start, &stop), 0);
   ASSERT_EQ(data.GetData(), 0);
   EXPECT_EQ(data.GetRes()->at(0)->event_id.event_number, 2u);
-  listen([&] { EXPECT_EQ(data.GetData(), -2); });
+  listen([&] { EXPECT_EQ(data.GetData(), end_of_data); });
   start.event_number = stop.event_number = 1;
   ASSERT_EQ(data.Init(list(file.path()).c_str(), &properties, 0, &period, &start, &stop), 0);
   ASSERT_EQ(data.GetData(), 0);
-  listen([&] { EXPECT_EQ(data.GetData(), -2); });
+  listen([&] { EXPECT_EQ(data.GetData(), end_of_data); });
 }
 
 // A file of the current generation with an event of TOR, in a folder.
@@ -171,7 +172,7 @@ TEST_F(DataAccess, EndsAtAListedFileThatItCannotGoOnWith) {
       ASSERT_EQ(data.Init(list(lines).c_str(), &properties, 0, &period, &start, &stop), 0);
       int code = 0;
       while ((code = data.GetData()) == 0) numbers.push_back(data.GetRes()->at(0)->event_id.event_number);
-      EXPECT_EQ(code, -2);
+      EXPECT_EQ(code, end_of_data);
     });
     EXPECT_EQ(heard.error, "ravo_daq_data::GetData: data are not read\n");
     return numbers;
@@ -193,7 +194,7 @@ TEST_F(DataAccess, DeliversEventsWhateverTheirMarker) {
   refused(list(file.path()).c_str(), 0, "");
   EXPECT_EQ(data.GetData(), 0);
   EXPECT_EQ(data.GetData(), 0);
-  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), -2); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), end_of_data); }).error,
             "ravo_daq_data::GetData: data are not read\n");
 }
 

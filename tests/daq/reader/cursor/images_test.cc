@@ -4,6 +4,7 @@
 
 #include "handmade_event.h"
 #include "ravo_daq_data.h"
+#include "refusals.h"
 
 namespace ravo::test {
 namespace {
@@ -93,13 +94,13 @@ TYPED_TEST(Image, HasTheParametersOfTheExtendedFrame) {
 
 TYPED_TEST(Image, IsNotToBeHadOfAnotherChannelOrOfNone) {
   int value = 0;
-  EXPECT_EQ(this->cursor.GetImagePar(&value, nullptr, nullptr, nullptr), -2);
-  EXPECT_EQ(this->cursor.GetImageSize(&value, nullptr, nullptr, nullptr, nullptr, nullptr), -2);
+  EXPECT_EQ(this->cursor.GetImagePar(&value, nullptr, nullptr, nullptr), no_data);
+  EXPECT_EQ(this->cursor.GetImageSize(&value, nullptr, nullptr, nullptr, nullptr, nullptr), no_data);
   EXPECT_EQ(this->cursor.GetImage(), nullptr);
   EXPECT_EQ(this->cursor.ConvertImage(), nullptr);
   this->show(two_spectra<TypeParam>(), TypeParam::spectrum_type);
-  EXPECT_EQ(this->cursor.GetImagePar(&value, nullptr, nullptr, nullptr), -1);
-  EXPECT_EQ(this->cursor.GetImageSize(&value, nullptr, nullptr, nullptr, nullptr, nullptr), -1);
+  EXPECT_EQ(this->cursor.GetImagePar(&value, nullptr, nullptr, nullptr), other_kind);
+  EXPECT_EQ(this->cursor.GetImageSize(&value, nullptr, nullptr, nullptr, nullptr, nullptr), other_kind);
   EXPECT_EQ(this->cursor.GetImage(), nullptr);
   EXPECT_EQ(this->cursor.GetImageHeader(), nullptr);
   EXPECT_EQ(this->cursor.ConvertImage(), nullptr);
@@ -158,8 +159,8 @@ TYPED_TEST(Image, HasNoPixelsWhereTheBlockIsShorterThanTheFrame) {
   EXPECT_EQ(this->cursor.ConvertImage(), nullptr);
   this->show(std::string(27, 'x'));
   EXPECT_EQ(this->cursor.GetImage(), nullptr);
-  EXPECT_EQ(this->cursor.GetImagePar(nullptr, nullptr, nullptr, nullptr), -2);
-  EXPECT_EQ(this->cursor.GetImageSize(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), -2);
+  EXPECT_EQ(this->cursor.GetImagePar(nullptr, nullptr, nullptr, nullptr), no_data);
+  EXPECT_EQ(this->cursor.GetImageSize(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), no_data);
   this->show(std::string(99, 'x'), RAVO_BLOCK_IMAGE_EXT);
   EXPECT_EQ(this->cursor.GetImageHeader(), nullptr);
   EXPECT_EQ(this->cursor.ConvertImage(), nullptr);

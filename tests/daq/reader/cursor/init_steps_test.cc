@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "refusals.h"
 #include "scripted/started_data.h"
 
 namespace ravo::test {
@@ -48,7 +49,7 @@ TEST_P(RefusedInit, SaysWhichStepAndStaysNotReady) {
   EXPECT_NE(data.GetReader(), nullptr);
   EXPECT_EQ(data.GetNfile(), GetParam().files);
   EXPECT_EQ(data.GetLprop() != nullptr, GetParam().code > -6 || GetParam().code < -8);
-  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), -1); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), not_initialised); }).error,
             "ravo_daq_data::GetData: wrong status= 0\n");
 }
 
@@ -64,7 +65,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(InitSteps, EndAtASynchModeThatIsRefused) {
   script.results["set_synch_mode"] = -8;
-  EXPECT_EQ(listen([&] { EXPECT_EQ(init(list("file.raw\n")), -11); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(init(list("file.raw\n")), synch_mode_refused); }).error,
             "ravo_daq_data::Init: can not synch mode\n");
   EXPECT_EQ(script.asked, (steps{"made", "clean_up", "set_synch_mode 0"}));
   EXPECT_EQ(data.GetStatus(), 0);
@@ -78,7 +79,7 @@ TEST_F(InitSteps, DoNotAskWhetherTheDebugLevelWasTaken) {
 
 TEST_F(InitSteps, KeepTheFilesBeforeARefusedOne) {
   script.refused_file = "bad.raw";
-  EXPECT_EQ(listen([&] { EXPECT_EQ(init(list("good.raw\nbad.raw\nnext.raw\n")), -9); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(init(list("good.raw\nbad.raw\nnext.raw\n")), file_refused); }).error,
             "ravo_daq_data::Init: can not add file\n");
   EXPECT_EQ(data.GetNfile(), 1);
   ASSERT_EQ(data.GetFiles()->size(), 1u);
@@ -89,11 +90,11 @@ TEST_F(InitSteps, LeaveAStartedObjectAloneWithoutAListFileOrProperties) {
   ASSERT_EQ(init(list("file.raw\n")), 0);
   script.asked.clear();
   EXPECT_EQ(
-      listen([&] { EXPECT_EQ(data.Init(nullptr, &properties, 0, &period, &start, &stop), -1); }).error,
+      listen([&] { EXPECT_EQ(data.Init(nullptr, &properties, 0, &period, &start, &stop), no_files_or_properties); }).error,
       "ravo_daq_data::Init: no input files\n");
   std::vector<ravo_sprop*> none;
   for (std::vector<ravo_sprop*>* props : {static_cast<std::vector<ravo_sprop*>*>(nullptr), &none})
-    EXPECT_EQ(listen([&] { EXPECT_EQ(data.Init("list", props, 0, &period, &start, &stop), -1); }).error,
+    EXPECT_EQ(listen([&] { EXPECT_EQ(data.Init("list", props, 0, &period, &start, &stop), no_files_or_properties); }).error,
               "ravo_daq_data::Init: no list of properties\n");
   EXPECT_EQ(data.GetStatus(), 1);
   EXPECT_EQ(script.asked, steps{});
@@ -144,11 +145,11 @@ TEST_F(InitSteps, ReadTheNextEventIntoTheResult) {
 
 TEST_F(InitSteps, AreFollowedByNoEventWhereTheReaderHasNone) {
   ASSERT_EQ(init(list("file.raw\n")), 0);
-  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), -2); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), end_of_data); }).error,
             "ravo_daq_data::GetData: wrong data size= 0\n");
   for (const int result : {-3, 1}) {
     script.results["get_data"] = result;
-    EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), -2); }).error,
+    EXPECT_EQ(listen([&] { EXPECT_EQ(data.GetData(), end_of_data); }).error,
               "ravo_daq_data::GetData: data are not read\n");
   }
   EXPECT_EQ(data.GetStatus(), 1);

@@ -7,6 +7,7 @@
 
 #include "handmade_event.h"
 #include "ravo_daq_data.h"
+#include "refusals.h"
 
 namespace ravo::test {
 namespace {
@@ -39,8 +40,8 @@ TYPED_TEST_SUITE(Cursor, event_generations, event_generation_name);
 
 TYPED_TEST(Cursor, RefusesNoResultAndAnEmptyOne) {
   std::vector<ravo_channel_entry_long*> empty;
-  EXPECT_EQ(this->cursor.SetRes(nullptr), -12);
-  EXPECT_EQ(this->cursor.SetRes(&empty), -11);
+  EXPECT_EQ(this->cursor.SetRes(nullptr), null_result);
+  EXPECT_EQ(this->cursor.SetRes(&empty), empty_result);
   EXPECT_EQ(this->cursor.GetRes(), nullptr);
   EXPECT_EQ(this->cursor.GetNchan(), 0);
 }
@@ -135,7 +136,7 @@ TYPED_TEST(Cursor, AnswersAnErrorWhenAnotherChannelOnTheWayIsBroken) {
   this->cursor.SetRes(this->event.result());
   this->event.addresses(1).chhd = 0;
   const said heard = listen([&] {
-    EXPECT_EQ(this->cursor.SetFastNext(), -4);
+    EXPECT_EQ(this->cursor.SetFastNext(), no_channel_header);
     EXPECT_EQ(this->cursor.SetFast(1), 0);
   });
   const std::string line = "ravo_daq_getdata::SetHead: channel header pointer = NULL\n";
@@ -146,20 +147,20 @@ TYPED_TEST(Cursor, SaysWhichPointerIsMissing) {
   this->add_fast("A");
   const ravo_event_chan_ptr_long_entry whole = this->event.addresses(0);
   this->event.addresses(0).evhd = 0;
-  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), -2); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), no_event_header); }).error,
             "ravo_daq_getdata::SetHead: event header pointer = NULL\n");
   EXPECT_EQ(this->cursor.GetRes(), this->event.result());
   this->event.addresses(0) = whole;
   this->event.addresses(0).sbhd = 0;
-  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), -3); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), no_server_block); }).error,
             TypeParam::is_current ? "ravo_daq_getdata::SetHead_2010: srvb pointer = NULL\n"
                                   : "ravo_daq_getdata::SetHead: srvb pointer = NULL\n");
   this->event.addresses(0) = whole;
   this->event.addresses(0).chhd = 0;
-  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), -4); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), no_channel_header); }).error,
             "ravo_daq_getdata::SetHead: channel header pointer = NULL\n");
   std::vector<ravo_channel_entry_long*> none{nullptr};
-  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetRes(&none), -1); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetRes(&none), no_entry); }).error,
             "ravo_daq_getdata::SetHead: ent = NULL\n");
   EXPECT_EQ(this->cursor.Status, 0);
 }
@@ -167,7 +168,7 @@ TYPED_TEST(Cursor, SaysWhichPointerIsMissing) {
 TYPED_TEST(Cursor, SelectsNothingWithoutADataPointerSetAndSaysNothing) {
   this->add_fast("A");
   this->cursor.Nptr = 0;
-  const said heard = listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), -4); });
+  const said heard = listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), no_channel_header); });
   EXPECT_EQ(heard.error + heard.out, "");
 }
 
@@ -182,10 +183,10 @@ TYPED_TEST(Cursor, RaisesOutOfRangeBehindTheVector) {
 
 TYPED_TEST(Cursor, ComplainsByOperationWhenNothingIsSelected) {
   const auto complaint = [&](auto operation) {
-    return listen([&] { EXPECT_EQ((this->cursor.*operation)(), -1); }).error;
+    return listen([&] { EXPECT_EQ((this->cursor.*operation)(), nothing_selected); }).error;
   };
   const auto complaint_nth = [&](auto operation) {
-    return listen([&] { EXPECT_EQ((this->cursor.*operation)(0), -1); }).error;
+    return listen([&] { EXPECT_EQ((this->cursor.*operation)(0), nothing_selected); }).error;
   };
   using getdata = ravo_daq_getdata;
   EXPECT_EQ(complaint(&getdata::SetNextChan), "ravo_daq_getdata::SetNextChan: Status= 0 Res= 0 Nchan= 0\n");
@@ -197,7 +198,7 @@ TYPED_TEST(Cursor, ComplainsByOperationWhenNothingIsSelected) {
   EXPECT_EQ(complaint_nth(&getdata::SetFast), "ravo_daq_getdata::SetFast: Status= 0 Res= 0 Nchan= 0\n");
   EXPECT_EQ(complaint_nth(&getdata::SetSlow), "ravo_daq_getdata::SetSlow: Status= 0 Res= 0 Nchan= 0\n");
   EXPECT_EQ(complaint_nth(&getdata::SetImage), "ravo_daq_getdata::SetImage: Status= 0 Res= 0 Nchan= 0\n");
-  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetProp("A"), -10); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetProp("A"), no_selection_to_search); }).error,
             "ravo_daq_getdata::SetProp: Status= 0 Res= 0 Nchan= 0\n");
 }
 
@@ -207,9 +208,9 @@ TYPED_TEST(Cursor, FindsAChannelByNameAndASlowOneByItsProperty) {
   this->cursor.SetRes(this->event.result());
   EXPECT_EQ(this->cursor.SetProp("MAGNET/CURRENT"), 2);
   EXPECT_EQ(this->cursor.GetChanNumb(), 1);
-  EXPECT_EQ(this->cursor.SetProp("SERVER"), -11);
-  EXPECT_EQ(this->cursor.SetProp("MAGNET"), -11);
-  EXPECT_EQ(this->cursor.SetProp("a"), -11);
+  EXPECT_EQ(this->cursor.SetProp("SERVER"), no_such_name);
+  EXPECT_EQ(this->cursor.SetProp("MAGNET"), no_such_name);
+  EXPECT_EQ(this->cursor.SetProp("a"), no_such_name);
   EXPECT_EQ(this->cursor.SetProp("A"), 3);
   EXPECT_EQ(this->cursor.GetChanNumb(), 0);
 }
@@ -221,9 +222,9 @@ TYPED_TEST(Cursor, PassesOverChannelsWithoutNameDataOrEntry) {
   this->cursor.SetRes(this->event.result());
   this->event.addresses(0).data = 0;
   this->event.addresses(1).chhd = this->event.addresses(1).data = 0;
-  EXPECT_EQ(this->cursor.SetProp(nullptr), -11);
-  EXPECT_EQ(this->cursor.SetProp("P"), -11);
-  EXPECT_EQ(this->cursor.SetProp("A"), -11);
+  EXPECT_EQ(this->cursor.SetProp(nullptr), no_such_name);
+  EXPECT_EQ(this->cursor.SetProp("P"), no_such_name);
+  EXPECT_EQ(this->cursor.SetProp("A"), no_such_name);
   EXPECT_EQ(this->cursor.SetProp("B"), 3);
   this->event.result()->at(1) = nullptr;
   EXPECT_EQ(this->cursor.SetProp("B"), 3);
@@ -233,8 +234,8 @@ TYPED_TEST(Cursor, ReadsNoNameBeyondACutBlock) {
   this->add_fast("A");
   this->event.template add<TypeParam>("SERVER", TypeParam::update_type, "PROP", RAVO_EV_UPD);
   this->cursor.SetRes(this->event.result());
-  EXPECT_EQ(this->cursor.SetProp("PROP"), -11);
-  EXPECT_EQ(this->cursor.SetProp(std::string(300, 'x').c_str()), -11);
+  EXPECT_EQ(this->cursor.SetProp("PROP"), no_such_name);
+  EXPECT_EQ(this->cursor.SetProp(std::string(300, 'x').c_str()), no_such_name);
 }
 
 TYPED_TEST(Cursor, HasNoDataWhereTheBlockIsItsHeaderOnly) {
@@ -296,7 +297,7 @@ TYPED_TEST(Cursor, KnowsTheMembersOfTheTypeByName) {
   this->event.template add<TypeParam>("RF", TypeParam::is_current ? 43 : 11, two_spectra<TypeParam>());
   this->cursor.SetRes(this->event.result());
   EXPECT_EQ(this->cursor.GetMembNumb("PHASE"), 1);
-  EXPECT_EQ(this->cursor.GetMembNumb("none"), -1);
+  EXPECT_EQ(this->cursor.GetMembNumb("none"), no_member);
   EXPECT_STREQ(this->cursor.GetMembName(0), "AMPLITUDE");
   EXPECT_EQ(this->cursor.GetMembName(2), nullptr);
   EXPECT_EQ(this->cursor.GetMembName(-1), nullptr);
@@ -331,16 +332,16 @@ TYPED_TEST(Cursor, ComplainsWhenThereIsNothingToTellOf) {
   EXPECT_EQ(listen([&] {
               EXPECT_EQ(this->cursor.GetServBlockInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                                                       nullptr),
-                        -1);
+                        nothing_selected);
             }).error,
             "ravo_daq_getdata::GetServBlockInfo: wrong Status= 0 SrvbHeader 0\n");
   EXPECT_EQ(
-      listen([&] { EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), -1); }).error,
+      listen([&] { EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), nothing_selected); }).error,
       "ravo_daq_getdata::GetChanInfo: wrong Status= 0 ChanHeader 0\n");
   EXPECT_EQ(listen([&] {
               EXPECT_EQ(
                   this->cursor.GetEventInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
-                  -1);
+                  nothing_selected);
             }).error,
             "ravo_daq_getdata::GetEventInfo: wrong Status= 0 EventHeader 0\n");
 }
@@ -381,7 +382,7 @@ TYPED_TEST(Cursor, TakesAnEventWithoutNumberByItsTimeOnly) {
   EXPECT_EQ(this->cursor.GetEventInfo(nullptr, nullptr, nullptr, &up, nullptr, nullptr, nullptr), 0);
   EXPECT_EQ(up, 1600000000u);
   header.event_time.timeup = 0;
-  EXPECT_EQ(this->cursor.GetEventInfo(nullptr, nullptr, nullptr, &up, nullptr, nullptr, nullptr), -1);
+  EXPECT_EQ(this->cursor.GetEventInfo(nullptr, nullptr, nullptr, &up, nullptr, nullptr, nullptr), no_event);
 }
 
 TYPED_TEST(Cursor, SaysAtWhichChannelTheLookForTheEventFailed) {
@@ -392,7 +393,7 @@ TYPED_TEST(Cursor, SaysAtWhichChannelTheLookForTheEventFailed) {
   EXPECT_EQ(listen([&] {
               EXPECT_EQ(
                   this->cursor.GetEventInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
-                  -2);
+                  no_event_header);
             }).error,
             "ravo_daq_getdata::SetHead: event header pointer = NULL\n"
             "ravo_daq_getdata::GetEventInfo: failed to SetHead() for  1\n");
@@ -481,10 +482,10 @@ TEST(CurrentCursor, ReadsABlockOfAnOlderReaderAsThePatternSays) {
   EXPECT_EQ(ldata, 0);
   listen([&] {
     EXPECT_EQ(cursor.GetSingle(0), 0.0f);
-    EXPECT_EQ(cursor.GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr), -2);
+    EXPECT_EQ(cursor.GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr), no_data);
     EXPECT_EQ(cursor.GetSlowPrm(nullptr, nullptr, nullptr), 1);
     EXPECT_EQ(cursor.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr), 1);
-    EXPECT_EQ(cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1);
+    EXPECT_EQ(cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), other_kind);
     cursor.PrintProp(0);
   });
 }
@@ -517,9 +518,9 @@ TEST(CurrentCursor, RemembersAfterCleanWhatTheLastHeaderSaid) {
             "ravo_daq_getdata::GetValNamChan() 0 DType45");
   EXPECT_EQ(cursor.GetSlowPrm(nullptr, nullptr, nullptr), 1);
   EXPECT_EQ(cursor.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr), 1);
-  EXPECT_EQ(cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1);
-  EXPECT_EQ(cursor.GetDescr(), -2);
-  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), -1); }).error,
+  EXPECT_EQ(cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), other_kind);
+  EXPECT_EQ(cursor.GetDescr(), no_data);
+  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), nothing_selected); }).error,
             "ravo_daq_getdata::GetChanInfo: wrong Status= 0 ChanHeader " + printed(block) + "\n");
 }
 
@@ -551,24 +552,24 @@ TYPED_TEST(Cursor, AnswersTheErrorWhenTheFirstChannelIsBroken) {
   ASSERT_EQ(this->cursor.SetRes(this->event.result()), 3);
   this->event.addresses(0).evhd = 0;
   listen([&] {
-    EXPECT_EQ(this->cursor.SetFast(0), -2);
-    EXPECT_EQ(this->cursor.SetImage(0), -2);
-    EXPECT_EQ(this->cursor.SetSlow(0), -2);
-    EXPECT_EQ(this->cursor.SetProp("A"), -2);
+    EXPECT_EQ(this->cursor.SetFast(0), no_event_header);
+    EXPECT_EQ(this->cursor.SetImage(0), no_event_header);
+    EXPECT_EQ(this->cursor.SetSlow(0), no_event_header);
+    EXPECT_EQ(this->cursor.SetProp("A"), no_event_header);
   });
 }
 
 TYPED_TEST(Cursor, IsStillOnTheOldResultAfterARefusedOne) {
   this->add_fast("A");
   ASSERT_EQ(this->cursor.SetRes(this->event.result()), 1);
-  EXPECT_EQ(this->cursor.SetRes(nullptr), -12);
+  EXPECT_EQ(this->cursor.SetRes(nullptr), null_result);
   EXPECT_EQ(this->cursor.Status, 1);
-  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetChan(0), -1); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetChan(0), nothing_selected); }).error,
             "ravo_daq_getdata::SetChan: Status= 1 Res= 0 Nchan= 0\n");
   EXPECT_EQ(listen([&] {
               EXPECT_EQ(
                   this->cursor.GetEventInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
-                  -1);
+                  nothing_selected);
             }).error,
             "ravo_daq_getdata::SetHead: ent = NULL\n");
 }
@@ -605,7 +606,7 @@ TYPED_TEST(Cursor, CountsTheMembersOfAGenericSpectrumInItsBlock) {
   EXPECT_EQ(this->cursor.GetSpectVal(2, 0), 7.0f);
   EXPECT_STREQ(this->cursor.GetMembName(0), "CH0");
   EXPECT_EQ(this->cursor.GetMembName(1), nullptr);
-  EXPECT_EQ(this->cursor.GetMembNumb(nullptr), -1);
+  EXPECT_EQ(this->cursor.GetMembNumb(nullptr), no_member);
 }
 
 TEST(OlderCursor, GivesNoTextWithoutAnEnd) {
@@ -646,7 +647,7 @@ TEST(MixedEvent, HasNoPropertyNameThatEndsBehindItsBlock) {
   EXPECT_EQ(cursor.SetProp("PROP"), 3);
   ASSERT_EQ(cursor.SetProp("OLD"), 4);
   event.block<current_event>(1).ldata -= 1;
-  EXPECT_EQ(cursor.SetProp("PROP"), -11);
+  EXPECT_EQ(cursor.SetProp("PROP"), no_such_name);
 }
 
 }  // namespace

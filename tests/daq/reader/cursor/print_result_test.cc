@@ -3,6 +3,7 @@
 
 #include <iostream>
 
+#include "refusals.h"
 #include "scripted/started_data.h"
 
 namespace ravo::test {
@@ -36,7 +37,7 @@ TEST_F(PrintedResult, IsNothingBeforeInit) {
 
 TEST_F(PrintedResult, ListsFilesAlsoOfAnInitThatFailed) {
   script.results["start"] = -1;
-  listen([&] { EXPECT_EQ(init(list("one.raw\ntwo.raw\n")), -5); });
+  listen([&] { EXPECT_EQ(init(list("one.raw\ntwo.raw\n")), reader_not_started); });
   EXPECT_EQ(print(&ravo_daq_data::PrintFiles),
             "ravo_daq_data: Nfile= 2 = 2 Files " + printed(data.GetFiles()) + "\n0: one.raw\n1: two.raw\n");
   EXPECT_EQ(print(&ravo_daq_data::PrintHeader), "");
@@ -86,7 +87,7 @@ TEST_F(PrintedResult, TellsOnlyTheNumberOfChannelsWithoutAnEventHeader) {
   read(*event.result());
   EXPECT_EQ(print(&ravo_daq_data::PrintHeader), "ravo_daq_data::PrintHeader: nprop= 1\n");
   script.event.clear();
-  listen([&] { EXPECT_EQ(data.GetData(), -2); });
+  listen([&] { EXPECT_EQ(data.GetData(), end_of_data); });
   EXPECT_EQ(print(&ravo_daq_data::PrintHeader), "ravo_daq_data::PrintHeader: nprop= 0\n");
 }
 

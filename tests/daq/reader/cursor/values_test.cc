@@ -3,6 +3,7 @@
 
 #include "handmade_event.h"
 #include "ravo_daq_data.h"
+#include "refusals.h"
 
 namespace ravo::test {
 namespace {
@@ -232,12 +233,12 @@ TYPED_TEST(Values, AreNoneInASpectrumThatLies) {
 
 TYPED_TEST(Values, AreMissingWithoutData) {
   this->show(TypeParam::spectrum_type, "");
-  EXPECT_EQ(this->cursor.GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr), -2);
+  EXPECT_EQ(this->cursor.GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr), no_data);
   EXPECT_EQ(this->cursor.GetSpect(0), nullptr);
-  EXPECT_EQ(this->cursor.GetDataPtrs(nullptr, nullptr, nullptr, 0), -2);
-  EXPECT_EQ(this->cursor.GetDescr(), -2);
+  EXPECT_EQ(this->cursor.GetDataPtrs(nullptr, nullptr, nullptr, 0), no_data);
+  EXPECT_EQ(this->cursor.GetDescr(), no_data);
   this->show(RAVO_BLOCK_IMG_ROI1, "");
-  EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -2);
+  EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), no_data);
 }
 
 TYPED_TEST(Values, GiveRegionsOfInterest) {
@@ -251,7 +252,7 @@ TYPED_TEST(Values, GiveRegionsOfInterest) {
   EXPECT_EQ(inc, 1.0f);
   EXPECT_EQ(ndata, 1);
   EXPECT_EQ(listen([&] {
-              EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 2), -1);
+              EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 2), other_kind);
             }).error,
             "ravo_daq_getdata::GetSpectPar: error datatype26\n");
 }
@@ -259,13 +260,13 @@ TYPED_TEST(Values, GiveRegionsOfInterest) {
 TYPED_TEST(Values, OfARegionAreComplainedOfInOlderEventsOnly) {
   this->show_spectra();
   const said heard = listen(
-      [&] { EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1); });
+      [&] { EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), other_kind); });
   EXPECT_EQ(heard.out, "");
   EXPECT_EQ(heard.error, TypeParam::is_current ? "" : "ravo_daq_getdata::GetRoiPrm: 1 DType11");
 }
 
 TYPED_TEST(Values, ByNameTellWhyThereAreNone) {
-  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetDataPtrs("A", nullptr, nullptr, 0), -1); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetDataPtrs("A", nullptr, nullptr, 0), nothing_selected); }).error,
             "ravo_daq_getdata::GetDataPtrs: wrong status= 0\n");
   this->show_slow();
   EXPECT_EQ(this->cursor.GetDataPtrs("none", nullptr, nullptr, 0), 3);
@@ -299,18 +300,18 @@ TYPED_TEST(Values, AreComplainedOfWhenTheHeaderOfTheSelectionIsMissing) {
   this->show_spectra();
   this->event.addresses(0).chhd = 0;
   const std::string null = TypeParam::is_current ? "1 ChanHeader_2010 == NULL" : "1 ChanHeader == NULL";
-  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetChan(0), -4); }).error,
+  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.SetChan(0), no_channel_header); }).error,
             "ravo_daq_getdata::SetHead: channel header pointer = NULL\n");
   EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetSingle(0), 0.0f); }).error,
             "ravo_daq_getdata::GetSingle: " + null);
   EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetValNamChan(nullptr, nullptr, 0), 1); }).error,
             "ravo_daq_getdata::GetValNamChan() " + null);
   EXPECT_EQ(listen([&] {
-              EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1);
+              EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), other_kind);
             }).error,
             TypeParam::is_current ? "" : "ravo_daq_getdata::GetRoiPrm: " + null);
   EXPECT_EQ(
-      listen([&] { EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), -1); }).error,
+      listen([&] { EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), nothing_selected); }).error,
       "ravo_daq_getdata::GetChanInfo: wrong Status= 1 ChanHeader 0\n");
   EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetString(0, nullptr), nullptr); }).error,
             "ravo_daq_getdata::GetString: 1");
@@ -326,7 +327,7 @@ TYPED_TEST(Values, AreNoneOfANegativeMember) {
   const said heard = listen([&] {
     EXPECT_EQ(this->cursor.GetSpect(-1), nullptr);
     EXPECT_EQ(this->cursor.GetSpectPar(nullptr, nullptr, nullptr, nullptr, -1, nullptr, nullptr, nullptr),
-              -1);
+              other_kind);
     EXPECT_EQ(this->cursor.GetSpectVal(-1, 0), 0.0f);
   });
   EXPECT_EQ(heard.out, "GetSpect() invalid memb:-1  max: 2\n");
@@ -336,7 +337,7 @@ TYPED_TEST(Values, AreNoneOfANegativeMember) {
   EXPECT_EQ(heard.error, line + line);
   this->show(RAVO_BLOCK_IMG_ROI1, bytes_of(ravo_roi_head{10, 20, 2, 1}) + floats({1, 2, 3}));
   EXPECT_EQ(listen([&] {
-              EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, -1), -1);
+              EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, -1), other_kind);
             }).error,
             "ravo_daq_getdata::GetSpectPar: error datatype24\n");
 }
@@ -345,7 +346,7 @@ TYPED_TEST(Values, OfARegionAreNoneWhereItLiesAboutItsSize) {
   for (const auto& [width, height] : {std::pair{3, 1}, {2, 0}, {-1, 4}, {0x7fffffff, -0x7fffffff + 3}}) {
     this->show(RAVO_BLOCK_IMG_ROI1, bytes_of(ravo_roi_head{10, 20, width, height}) + floats({1, 2, 3}));
     EXPECT_EQ(listen([&] {
-                EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1);
+                EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), other_kind);
               }).error,
               "ravo_daq_getdata::GetSpectPar: error datatype24\n");
   }
@@ -363,7 +364,7 @@ TYPED_TEST(Values, KeepOutputsThatTheBlockDoesNotFill) {
   int groups = -5;
   listen([&] {
     EXPECT_EQ(this->cursor.GetSpectPar(&start, nullptr, nullptr, nullptr, 0, &groups, &groups_inc, nullptr),
-              -1);
+              other_kind);
   });
   EXPECT_EQ(start, -5.0f);
   EXPECT_EQ(groups, 1);
@@ -377,7 +378,7 @@ TYPED_TEST(Values, ByNameAreNoneWhereTheNamedChannelHasNoData) {
   EXPECT_EQ(this->cursor.GetDataPtrs("SLOW", nullptr, nullptr, 0), 2);
   this->cursor.SetProp("CHAN");
   EXPECT_EQ(this->cursor.GetDataPtrs("EMPTY", nullptr, nullptr, 0), 2);
-  EXPECT_EQ(this->cursor.GetDataPtrs("CHAN", nullptr, nullptr, 0), -2);
+  EXPECT_EQ(this->cursor.GetDataPtrs("CHAN", nullptr, nullptr, 0), no_data);
 }
 
 TYPED_TEST(Values, AreOfNoKnownClassWhereADerivedCursorSaysSo) {
