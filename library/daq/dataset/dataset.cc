@@ -45,13 +45,11 @@ std::optional<event> dataset::at(std::uint32_t number) const { return event_read
 std::optional<event> dataset::at(const time_stamp& time) const { return event_reader(state_, {}).at(time); }
 
 column_layout dataset::layout(std::string_view channel, column_rows rows) const {
-  column_options options;
-  options.rows = rows;
-  return column_reader(state_, state_->channels.find_or_throw(channel), options).layout();
+  return datasets::layout_of_column(state_, state_->channels.find_or_throw(channel), rows);
 }
 
 column_data dataset::column(std::string_view channel, const column_options& options) const {
-  return column_reader(state_, state_->channels.find_or_throw(channel), options).read();
+  return datasets::read_column(state_, state_->channels.find_or_throw(channel), options);
 }
 
 std::vector<named_digest> dataset::digest() const {
@@ -62,7 +60,7 @@ std::vector<named_digest> dataset::digest() const {
         *state_, 0, state_->wanted.step,
         state_->wanted.limit ? *state_->wanted.limit : std::numeric_limits<std::size_t>::max());
   for (std::size_t i = 0; i < state_->channels.size(); ++i)
-    all.push_back({state_->channels[i].label, column_reader(state_, i, {}).read_digest(progress)});
+    all.push_back({state_->channels[i].label, datasets::read_digest(state_, i, progress)});
   return all;
 }
 

@@ -7,6 +7,7 @@
 
 #include "decode/table_operations.h"
 #include "format/malloc_owner.h"
+#include "ravo_payload.h"
 #include "read/item.h"
 
 namespace ravo::datasets {
@@ -261,15 +262,9 @@ value_status inflate(const found_block& block, unsigned char* into) {
   return status_of(inflate_payload(block.payload, into, nullptr), block.payload, into);
 }
 
-value_status decode(const block_source_file& source, const found_block& block, unsigned char* into,
-                    std::size_t& length) {
-  const decoded_payload result = source.is_current()
-                                     ? decode_as<raw_format_2010>(block, source.channel, into)
-                                     : decode_as<raw_format_2009>(block, source.channel, into);
-  length = result.length;
-  return status_of(result, block.payload, into);
-}
+namespace {
 
+/// Leaves the member of decoded data: of the whole block, whose length and type become those of the member.
 bool cut_member(const block_source_file& source, int member, unsigned char* data, std::size_t room,
                 std::size_t& length, std::int32_t& type) {
   if (member < 0) return true;
@@ -280,6 +275,29 @@ bool cut_member(const block_source_file& source, int member, unsigned char* data
   if (all && all->is_one_member()) return true;
   return source.is_current() ? cut<raw_format_2010>(member, data, room, length, type)
                              : cut<raw_format_2009>(member, data, room, length, type);
+}
+
+/// By how many bytes a member that was cut out may be longer than its block: a profile of a region of
+/// interest gets the head of a spectrum, and in the older generation a mean.
+constexpr std::size_t cut_excess =
+    std::max(sizeof(ravo_spect_head_2010), sizeof(ravo_spect_head) + sizeof(float));
+
+}  // namespace
+
+std::size_t decoded_room(const found_block& block, int member) {
+  return block.payload.room + (member >= 0 ? cut_excess : 0);
+}
+
+decoded_value decode_member(const block_source_file& source, const found_block& block, int member,
+                            unsigned char* into) {
+  const decoded_payload result = source.is_current()
+                                     ? decode_as<raw_format_2010>(block, source.channel, into)
+                                     : decode_as<raw_format_2009>(block, source.channel, into);
+  decoded_value value{status_of(result, block.payload, into), result.length, block.type};
+  if (value.status == value_status::ok &&
+      !cut_member(source, member, into, decoded_room(block, member), value.length, value.type))
+    value.status = value_status::cannot_convert;
+  return value;
 }
 
 }  // namespace ravo::datasets

@@ -75,17 +75,17 @@ block_head look_at_head(const block_source_file& source, const file_part& part, 
 
 /// Inflates a compressed block into `payload.room` bytes, in file order. ok, or why not.
 value_status inflate(const found_block& block, unsigned char* into);
-/// Decodes a block into `payload.room` bytes, in host order; `length` receives the bytes.
-value_status decode(const block_source_file& source, const found_block& block, unsigned char* into,
-                    std::size_t& length);
-
-/// Leaves of decoded data the member that was asked for, -1 for all of it: however the block is stored, and
-/// whatever the classic readers would hand over. False: there is no such member, or it needs more room than
-/// `room`. `length` and `type` are those of the whole block and become those of the member.
-bool cut_member(const block_source_file& source, int member, unsigned char* data, std::size_t room,
-                std::size_t& length, std::int32_t& type);
-/// By how many bytes a member that was cut out may be longer than its block.
-inline constexpr std::size_t cut_excess = 32;
+/// Decodes a block, in host order, and leaves of it the member that was asked for, -1 for all of it:
+/// however the block is stored, and whatever the classic readers would hand over. `into` has decoded_room()
+/// bytes.
+struct decoded_value {
+  value_status status = value_status::ok;
+  std::size_t length = 0;  ///< bytes
+  std::int32_t type = 0;
+};
+std::size_t decoded_room(const found_block& block, int member);
+decoded_value decode_member(const block_source_file& source, const found_block& block, int member,
+                            unsigned char* into);
 
 }  // namespace ravo::datasets
 

@@ -162,14 +162,13 @@ class batch_decoder {
     into.status = found.status;
     if (found.status != value_status::ok) return;
     const int member = state_.channels[channel].member;
-    const std::size_t room = found.payload.room + (member >= 0 ? datasets::cut_excess : 0);
-    unsigned char* const bytes = batch_->arena_.allocate(state_.memory, room);
-    into.type = found.type;
+    unsigned char* const bytes =
+        batch_->arena_.allocate(state_.memory, datasets::decoded_room(found, member));
+    const datasets::decoded_value value = datasets::decode_member(source, found, member, bytes);
+    into.status = value.status;
+    into.length = value.length;
+    into.type = value.type;
     into.error = found.error;
-    into.status = datasets::decode(source, found, bytes, into.length);
-    if (into.status == value_status::ok &&
-        !datasets::cut_member(source, member, bytes, room, into.length, into.type))
-      into.status = value_status::cannot_convert;
     into.bytes = bytes;
   }
 

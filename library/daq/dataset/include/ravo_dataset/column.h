@@ -167,7 +167,7 @@ class column_data {
   RAVO_EXPORT read_ledger ledger_of_rows(std::size_t rows) const;
 
  private:
-  friend class column_reader;
+  friend class column_access;
   struct element_range {
     std::size_t first;
     std::size_t count;

@@ -1,4 +1,4 @@
-#include "align/record_names.h"
+#include "read/record_names.h"
 
 #include <algorithm>
 #include <cstring>

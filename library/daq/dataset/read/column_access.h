@@ -1,0 +1,32 @@
+// The inner members of a column, for what makes one.
+#ifndef RAVO_DATASET_COLUMN_ACCESS_H
+#define RAVO_DATASET_COLUMN_ACCESS_H
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "ravo_dataset/column.h"
+
+namespace ravo {
+
+class column_access {
+ public:
+  using beside_row = column_data::beside_row;
+
+  static std::vector<beside_row>& beside_rows(column_data& column) { return column.beside_rows_; }
+  static void set_planned(column_data& column, std::vector<value_status> planned) {
+    column.planned_ = std::move(planned);
+  }
+  /// Where the values are; `owner` is null where they are in the caller's memory.
+  static void set_values(column_data& column, std::span<const std::byte> bytes,
+                         std::shared_ptr<void> owner) {
+    column.bytes_ = bytes;
+    column.memory_ = std::move(owner);
+  }
+  static void keep(column_data& column, std::shared_ptr<void> memory) { column.share_ = std::move(memory); }
+};
+
+}  // namespace ravo
+
+#endif

@@ -1,0 +1,192 @@
+#include "read/column_plan.h"
+
+#include <algorithm>
+#include <functional>
+#include <optional>
+#include <span>
+#include <utility>
+
+#include "read/column_access.h"
+#include "read/segment_walk.h"
+
+namespace ravo::datasets {
+namespace {
+
+std::int64_t age_between(const ravo_time_id& event, const entry& recorded) {
+  return in_microseconds(event.time) - in_microseconds(recorded.time);
+}
+
+class planner {
+ public:
+  planner(const std::shared_ptr<dataset_state>& state, std::size_t channel, column_rows rows,
+          read_ledger& ledger)
+      : state_(*state), rows_(rows), ledger_(ledger) {
+    plan_.channel = channel;
+    plan_.member = state->channels[channel].member;
+    plan_.memory = std::make_shared<kept_memory>(state);
+    plan_.column.channel = state->channels[channel].label;
+    column_access::keep(plan_.column, plan_.memory);
+  }
+
+  column_plan make() {
+    std::size_t ordinal = 0;
+    visit_segments(state_, [&](std::size_t number, const std::shared_ptr<const segment>& part) {
+      reserve_extras(*part);
+      count_beside_rows([&] {
+        state_.ledgers.record_unaligned(ledger_, 0, *part, plan_.channel, reading_extent::whole);
+      });
+      if (rows_ == column_rows::recorded)
+        add_recorded_rows(number, *part, ordinal);
+      else
+        add_rows_of_events(number, part, ordinal);
+      return ordinal < state_.end_of_events();
+    });
+    plan_.column.layout.rows = plan_.column.numbers.size();
+    return std::move(plan_);
+  }
+
+ private:
+  const aligned_channel& aligned_in(const segment& part) const { return part.channels[plan_.channel]; }
+
+  void reserve(std::size_t bytes, const char* what) {
+    plan_.memory->tables.push_back(state_.reserve(bytes, what + plan_.column.channel));
+  }
+
+  /// For the arrays of the column that have an element a row, and for the lists by which it is read: twice,
+  /// as they grow.
+  void reserve_rows(std::size_t rows) {
+    const std::size_t most = rows / state_.wanted.step + 1;
+    constexpr std::size_t of_column = sizeof(std::uint32_t) + sizeof(time_stamp) + 2 * sizeof(value_status);
+    constexpr std::size_t of_lists = sizeof(std::uint32_t) + sizeof(std::uint64_t);
+    const bool has_ages = rows_ == column_rows::events;
+    const std::size_t of_held = has_ages ? sizeof(std::int64_t) + sizeof(row_copy) : 0;
+    reserve(2 * most * (of_column + of_lists + of_held), "The rows of the column ");
+  }
+
+  /// For what is counted beside the rows of a segment, while the list grows.
+  void reserve_extras(const segment& part) {
+    const std::size_t most = aligned_in(part).duplicates.size() + missing_cause_count;
+    reserve(2 * most * sizeof(column_access::beside_row), "What is missing of the column ");
+  }
+
+  /// The rows of the events that the channel has.
+  void add_recorded_rows(std::size_t number, const segment& part, std::size_t& ordinal) {
+    const aligned_channel& aligned = aligned_in(part);
+    reserve_rows(std::min(part.selected.size(), aligned.entries.size()));
+    block_list list;
+    list.segment = number;
+    std::size_t at = 0;
+    for (const std::uint32_t event : part.selected) {
+      if (ordinal == state_.end_of_events()) break;
+      const bool is_wanted = ordinal++ % state_.wanted.step == 0;
+      while (at < aligned.event.size() && aligned.event[at] < event) ++at;
+      if (!is_wanted || at == aligned.event.size() || aligned.event[at] != event) continue;
+      record_duplicates(part, event);
+      list.index.push_back(static_cast<std::uint32_t>(at));
+      list.row.push_back(plan_.column.numbers.size());
+      add_row(part.events[event], value_status::ok);
+    }
+    if (!list.index.empty()) plan_.lists.push_back(std::move(list));
+  }
+
+  void add_rows_of_events(std::size_t number, const std::shared_ptr<const segment>& part,
+                          std::size_t& ordinal) {
+    reserve_rows(part->selected.size());
+    for (const std::uint32_t event : part->selected) {
+      if (ordinal == state_.end_of_events()) break;
+      if (ordinal++ % state_.wanted.step == 0) add_row_of_event(number, part, event);
+    }
+  }
+
+  std::uint64_t add_row(const ravo_time_id& event, value_status status) {
+    plan_.column.numbers.push_back(event.event_number);
+    plan_.column.times.push_back(event.time);
+    plan_.column.status.push_back(status);
+    return plan_.column.numbers.size() - 1;
+  }
+
+  /// A row for an event, whether the channel has it, holds a value, or has nothing.
+  void add_row_of_event(std::size_t number, const std::shared_ptr<const segment>& part,
+                        std::uint32_t event) {
+    record_duplicates(*part, event);
+    const std::uint64_t row = add_row(part->events[event], value_status::not_recorded);
+    plan_.column.ages.push_back(0);
+    const auto source = state_.timeline.value_at(number, part, event, plan_.channel, on_full::wait);
+    if (!source) return;
+    plan_.column.status.back() = source->status;
+    if (source->part == nullptr) return;
+    const bool is_own = source->status == value_status::ok;
+    if (!is_own) plan_.column.ages.back() = age_between(part->events[event], source->in(plan_.channel));
+    const std::pair<std::size_t, std::uint32_t> where{source->segment_index,
+                                                      static_cast<std::uint32_t>(source->index)};
+    if (last_read_ && last_read_->where == where) {
+      if (is_own)
+        read_for(row);
+      else
+        plan_.copies.push_back({row, last_read_->row});
+      return;
+    }
+    last_read_ = {where, row};
+    if (plan_.lists.empty() || plan_.lists.back().segment != where.first)
+      plan_.lists.emplace_back().segment = where.first;
+    plan_.lists.back().index.push_back(where.second);
+    plan_.lists.back().row.push_back(row);
+  }
+
+  /// Has the entry that was to be read for a row that holds it read for the row that it belongs to: there
+  /// it counts.
+  void read_for(std::uint64_t own_row) {
+    const std::uint64_t holding = std::exchange(last_read_->row, own_row);
+    plan_.lists.back().row.back() = own_row;
+    for (auto copy = plan_.copies.rbegin(); copy != plan_.copies.rend() && copy->from == holding; ++copy)
+      copy->from = own_row;
+    plan_.copies.push_back({holding, own_row});
+  }
+
+  /// The further entries that the channel has of an event.
+  void record_duplicates(const segment& part, std::uint32_t event) {
+    const aligned_channel& aligned = aligned_in(part);
+    const auto [first, last] =
+        std::equal_range(aligned.duplicate_event.begin(), aligned.duplicate_event.end(), event);
+    const auto at = static_cast<std::size_t>(first - aligned.duplicate_event.begin());
+    const auto count = static_cast<std::size_t>(last - first);
+    if (count == 0) return;
+    count_beside_rows([&] {
+      state_.ledgers.record_duplicates(ledger_, 0, plan_.channel,
+                                       std::span(aligned.duplicates).subspan(at, count));
+    });
+  }
+
+  /// What `record` adds to the ledger belongs to no row: it is noted where the next row will be.
+  void count_beside_rows(const std::function<void()>& record) {
+    const std::uint64_t row = plan_.column.numbers.size();
+    const std::size_t listed = ledger_.values.size();
+    const auto before = ledger_.channels[0].missing;
+    record();
+    for (std::size_t i = listed; i < ledger_.values.size(); ++i) ledger_.values[i].row = row;
+    for (std::size_t i = 0; i < missing_cause_count; ++i)
+      if (const std::uint64_t more = ledger_.channels[0].missing[i] - before[i]; more != 0)
+        column_access::beside_rows(plan_.column).push_back({row, more, static_cast<missing_cause>(i)});
+  }
+
+  /// The entry that is read last so far, and the row that it is read for.
+  struct read_entry {
+    std::pair<std::size_t, std::uint32_t> where;  ///< segment, and place among the channel's entries
+    std::uint64_t row;
+  };
+
+  dataset_state& state_;
+  const column_rows rows_;
+  read_ledger& ledger_;
+  column_plan plan_;
+  std::optional<read_entry> last_read_;
+};
+
+}  // namespace
+
+column_plan make_plan(const std::shared_ptr<dataset_state>& state, std::size_t channel, column_rows rows,
+                      read_ledger& ledger) {
+  return planner(state, channel, rows, ledger).make();
+}
+
+}  // namespace ravo::datasets

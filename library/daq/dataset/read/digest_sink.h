@@ -1,0 +1,29 @@
+// Makes the digest of a channel out of its blocks: of each block as events have it, whatever a column makes
+// of it.
+#ifndef RAVO_DATASET_DIGEST_SINK_H
+#define RAVO_DATASET_DIGEST_SINK_H
+
+#include <memory>
+#include <mutex>
+
+#include "ravo_dataset/digest.h"
+#include "read/column_scan.h"
+
+namespace ravo::datasets {
+
+class digest_sink : public column_sink {
+ public:
+  explicit digest_sink(const column_plan& plan) : plan_(plan) {}
+
+  std::unique_ptr<chunk_part> begin(std::size_t chunk, std::size_t blocks, block_memory& memory) override;
+  const channel_digest& digest() const { return digest_; }
+
+ private:
+  class part;
+  const column_plan& plan_;
+  channel_digest digest_;
+};
+
+}  // namespace ravo::datasets
+
+#endif

@@ -1,0 +1,91 @@
+#include "read/first_blocks.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace ravo::datasets {
+
+first_blocks::block first_blocks::read(const place& where, on_full how) const {
+  const auto& [list, at] = where;
+  block first;
+  first.row = list->row[at];
+  const auto part = state_.timeline.get(list->segment, how);
+  first.memory =
+      std::make_unique<block_memory>(state_.memory, "Decoding a block of " + plan_.column.channel, how);
+  const std::vector<entry> blocks{part->channels[plan_.channel].entries[list->index[at]]};
+  block_scan scan(state_, plan_.channel, *first.memory);
+  scan.read_all(*part, blocks, [&](std::size_t, const block_source_file&, const found_block& found) {
+    value_status status = value_status::ok;
+    const auto payload = inflate(found, *first.memory, status);
+    if (!payload) return;
+    first.payload = *payload;
+    first.value = find_item(found.stored_type, first.payload, plan_.member);
+  });
+  return first;
+}
+
+void first_blocks::find() {
+  for (const block_list& list : plan_.lists)
+    for (std::size_t at = 0; at < list.index.size() && !value_; ++at) {
+      block first = read({&list, at}, on_full::wait);
+      state_.check_stop();
+      if (!first.value) continue;
+      value_ = first.value;
+      blocks_.push_back(std::move(first));
+    }
+}
+
+/// The first blocks, one for each thread, where all of them are large; else none.
+std::vector<first_blocks::place> first_blocks::large_ones() const {
+  constexpr std::uint64_t large = std::uint64_t{64} << 10;
+  std::vector<place> places;
+  for (const block_list& list : plan_.lists) {
+    const auto part = state_.timeline.get(list.segment, on_full::wait);
+    for (std::size_t at = 0; at < list.index.size(); ++at) {
+      if (places.size() == state_.pool.size()) return places;
+      if (part->channels[plan_.channel].entries[list.index[at]].stored < large) return {};
+      places.emplace_back(&list, at);
+    }
+  }
+  return places;
+}
+
+// Of large blocks one takes long enough for the other workers to be missed: they decode the next ones
+// meanwhile. Blocks for which there is no room are left to those who may wait for it.
+void first_blocks::find_with_all_threads() {
+  const std::vector<place> places = large_ones();
+  if (places.size() < 2) return find();
+  blocks_.resize(places.size());
+  const auto read_one = [&](std::size_t i) {
+    try {
+      blocks_[i] = read(places[i], on_full::refuse);
+    } catch (const memory_refused&) {
+      blocks_[i] = {};
+    }
+  };
+  state_.pool.run(places.size(), places.size(), read_one, [this] { state_.check_stop(); });
+  state_.check_stop();
+  for (const block& first : blocks_) {
+    if (first.memory == nullptr) break;  // it comes first, whatever its values are
+    if (!first.value) continue;
+    value_ = first.value;
+    return;
+  }
+  release();
+  find();
+}
+
+const first_blocks::block* first_blocks::first_readable() const {
+  const auto first = std::find_if(blocks_.begin(), blocks_.end(),
+                                  [](const block& candidate) { return candidate.value.has_value(); });
+  return first == blocks_.end() ? nullptr : &*first;
+}
+
+reservation first_blocks::reserve(std::size_t bytes, const std::string& what) {
+  reservation reserved;
+  if (state_.memory.try_grow(reserved, bytes)) return reserved;
+  release();
+  return state_.reserve(bytes, what);
+}
+
+}  // namespace ravo::datasets

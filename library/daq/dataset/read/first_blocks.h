@@ -1,0 +1,61 @@
+// The first blocks of a column: the first one that can be read says what the column's values are.
+#ifndef RAVO_DATASET_FIRST_BLOCKS_H
+#define RAVO_DATASET_FIRST_BLOCKS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "format/byte_view.h"
+#include "read/block_scan.h"
+#include "read/column_plan.h"
+#include "read/item.h"
+
+namespace ravo::datasets {
+
+class first_blocks {
+ public:
+  /// A block that is inflated, and need not be inflated again.
+  struct block {
+    std::unique_ptr<block_memory> memory;  ///< holds the payload; null where there was no room for it
+    byte_view payload{nullptr, 0, word_order::file};
+    std::optional<item> value;  ///< `nullopt` if it cannot be read
+    std::uint64_t row = 0;
+  };
+
+  first_blocks(dataset_state& state, const column_plan& plan) : state_(state), plan_(plan) {}
+
+  /// Finds the first readable block, without more blocks than that takes.
+  void find();
+  /// The same; of large blocks several at once.
+  void find_with_all_threads();
+
+  /// The first readable one; `nullopt` if there is none.
+  const std::optional<item>& value() const { return value_; }
+  /// What is kept of them.
+  std::vector<block>& blocks() { return blocks_; }
+  /// Its payload; null where it is not kept.
+  const block* first_readable() const;
+
+  /// Reserves memory for the column, before workers run: then only these blocks hold memory that could be
+  /// given back.
+  reservation reserve(std::size_t bytes, const std::string& what);
+  void release() { blocks_.clear(); }
+
+ private:
+  using place = std::pair<const block_list*, std::size_t>;
+  std::vector<place> large_ones() const;
+  block read(const place& where, on_full how) const;
+
+  dataset_state& state_;
+  const column_plan& plan_;
+  std::optional<item> value_;
+  std::vector<block> blocks_;
+};
+
+}  // namespace ravo::datasets
+
+#endif
