@@ -1,7 +1,7 @@
 #include "align/segment.h"
 
 #include <algorithm>
-#include <iterator>
+#include <span>
 
 #include "ravo_evutl.h"
 
@@ -37,54 +37,76 @@ bool aligned_channel::may_have_orphans(time_gap when) const {
   return first != orphan_spans.end() && first->meets(when);
 }
 
-// The event of a disputed entry may be another one, or may have been at another time.
+namespace {
+
+/// Where a block of the channel lies, and when it was recorded; of an orphan that is not known.
+struct recorded_block {
+  std::uint32_t file, chhd;
+  bool is_orphan;
+  std::int64_t time;
+  bool operator<(const recorded_block& other) const {
+    return file != other.file ? file < other.file : chhd < other.chhd;
+  }
+};
+
+/// In the order in which they lie in the files. The event of a disputed entry may be another one, or may
+/// have been at another time.
+std::vector<recorded_block> blocks_in_files(const aligned_channel& aligned) {
+  std::vector<recorded_block> blocks;
+  blocks.reserve(aligned.entries.size() + aligned.duplicates.size() + aligned.orphans.size());
+  for (const entry& aligned_entry : aligned.entries)
+    blocks.push_back({aligned_entry.file, aligned_entry.chhd, is_disputed(aligned_entry),
+                      in_microseconds(aligned_entry.time)});
+  for (const entry& duplicate : aligned.duplicates)
+    if (is_disputed(duplicate)) blocks.push_back({duplicate.file, duplicate.chhd, true, 0});
+  for (const entry& orphan : aligned.orphans) blocks.push_back({orphan.file, orphan.chhd, true, 0});
+  std::sort(blocks.begin(), blocks.end());
+  return blocks;
+}
+
+/// Backward the orphans of a file learn before which time they were recorded, forward after which.
+void add_spans(std::span<recorded_block> of_file, const time_gap& when, std::vector<time_gap>& spans) {
+  std::int64_t next = when.to;
+  for (auto block = of_file.rbegin(); block != of_file.rend(); ++block)
+    if (block->is_orphan)
+      block->time = next;
+    else
+      next = std::min(next, block->time);
+  std::int64_t last = when.from;
+  for (const recorded_block& block : of_file)
+    if (!block.is_orphan)
+      last = std::max(last, block.time);
+    else if (last < block.time)
+      spans.push_back({last, block.time});
+}
+
+/// By time, and apart.
+void merge_spans(std::vector<time_gap>& spans) {
+  std::sort(spans.begin(), spans.end(),
+            [](const time_gap& a, const time_gap& b) { return a.from < b.from; });
+  std::size_t kept = 0;
+  for (const time_gap& span : spans)
+    if (kept != 0 && span.from <= spans[kept - 1].to)
+      spans[kept - 1].to = std::max(spans[kept - 1].to, span.to);
+    else
+      spans[kept++] = span;
+  spans.resize(kept);
+}
+
+}  // namespace
+
 void find_orphan_spans(aligned_channel& aligned,
                        const std::function<time_gap(std::uint32_t file)>& time_of_file) {
   const bool has_disputed = std::any_of(aligned.entries.begin(), aligned.entries.end(), is_disputed) ||
                             std::any_of(aligned.duplicates.begin(), aligned.duplicates.end(), is_disputed);
   if (aligned.orphans.empty() && !has_disputed) return;
-  struct place {
-    std::uint32_t file, chhd;
-    bool is_orphan;
-    std::int64_t time;
-    bool operator<(const place& other) const {
-      return file != other.file ? file < other.file : chhd < other.chhd;
-    }
-  };
-  std::vector<place> in_files;
-  in_files.reserve(aligned.entries.size() + aligned.duplicates.size() + aligned.orphans.size());
-  for (const entry& one : aligned.entries)
-    in_files.push_back({one.file, one.chhd, is_disputed(one), in_microseconds(one.time)});
-  for (const entry& one : aligned.duplicates)
-    if (is_disputed(one)) in_files.push_back({one.file, one.chhd, true, 0});
-  for (const entry& one : aligned.orphans) in_files.push_back({one.file, one.chhd, true, 0});
-  std::sort(in_files.begin(), in_files.end());
-  // Backward the orphans learn before which time they were recorded, forward after which.
-  std::int64_t next = 0;
-  for (auto one = in_files.rbegin(); one != in_files.rend(); ++one) {
-    if (one == in_files.rbegin() || std::prev(one)->file != one->file) next = time_of_file(one->file).to;
-    if (one->is_orphan)
-      one->time = next;
-    else
-      next = std::min(next, one->time);
+  std::vector<recorded_block> blocks = blocks_in_files(aligned);
+  for (auto first = blocks.begin(), last = first; first != blocks.end(); first = last) {
+    last = std::find_if(first, blocks.end(),
+                        [&](const recorded_block& block) { return block.file != first->file; });
+    add_spans({first, last}, time_of_file(first->file), aligned.orphan_spans);
   }
-  std::int64_t last = 0;
-  for (auto one = in_files.begin(); one != in_files.end(); ++one) {
-    if (one == in_files.begin() || std::prev(one)->file != one->file) last = time_of_file(one->file).from;
-    if (!one->is_orphan)
-      last = std::max(last, one->time);
-    else if (last < one->time)
-      aligned.orphan_spans.push_back({last, one->time});
-  }
-  std::sort(aligned.orphan_spans.begin(), aligned.orphan_spans.end(),
-            [](const time_gap& a, const time_gap& b) { return a.from < b.from; });
-  std::size_t kept = 0;
-  for (const time_gap& gap : aligned.orphan_spans)
-    if (kept != 0 && gap.from <= aligned.orphan_spans[kept - 1].to)
-      aligned.orphan_spans[kept - 1].to = std::max(aligned.orphan_spans[kept - 1].to, gap.to);
-    else
-      aligned.orphan_spans[kept++] = gap;
-  aligned.orphan_spans.resize(kept);
+  merge_spans(aligned.orphan_spans);
 }
 
 std::size_t segment::bytes() const {

@@ -234,38 +234,78 @@ bool timeline::has_entries(std::size_t index, std::size_t channel) const {
                      [&](std::uint32_t file) { return files_[file].count(channel) > 0; });
 }
 
-// The channels' entries are walked once, each channel with a place of its own.
-void timeline::select(segment& part, std::size_t index) {
-  const std::size_t channels = part.channels.size();
-  std::vector<std::size_t> place(channels, 0);
-  std::vector<bool> seen(channels, false);
-  const bool holds = wanted_.slow != slow_policy::none;
-  if (wanted_.join == join_policy::all && holds)
-    for (std::size_t i = 0; i < channels; ++i) {
-      if (!slow_[i]) continue;
-      for (std::size_t before = index; before-- > 0 && !seen[i];) seen[i] = has_entries(before, i);
-      if (wanted_.slow == slow_policy::nearest)
-        for (std::size_t behind = index; behind < segments() && !seen[i]; ++behind)
-          seen[i] = has_entries(behind, i);
+/// The slow channels that have an entry before a segment, or after it where the policy takes the nearest
+/// one: they have a value at every event.
+std::vector<bool> timeline::channels_to_hold(std::size_t index) const {
+  std::vector<bool> holds(names_.size(), false);
+  if (wanted_.slow == slow_policy::none) return holds;
+  for (std::size_t channel = 0; channel < names_.size(); ++channel) {
+    if (!slow_[channel]) continue;
+    for (std::size_t i = 0; i < index && !holds[channel]; ++i) holds[channel] = has_entries(i, channel);
+    if (wanted_.slow != slow_policy::nearest) continue;
+    for (std::size_t i = index; i < segments() && !holds[channel]; ++i)
+      holds[channel] = has_entries(i, channel);
+  }
+  return holds;
+}
+
+/// Walks through the channels of a segment, event by event: each channel has a place among its entries.
+class timeline::event_walk {
+ public:
+  event_walk(const timeline& line, const segment& part, std::vector<bool> may_hold)
+      : line_(line), part_(part), may_hold_(std::move(may_hold)), place_(part.channels.size(), 0) {}
+
+  /// Which channels the event has: called for each one, in order.
+  void go_to(std::uint32_t event) {
+    bytes_ = 0;
+    has_all_ = true;
+    has_join_channel_ = false;
+    for (std::size_t i = 0; i < place_.size(); ++i) {
+      const aligned_channel& aligned = part_.channels[i];
+      const bool is_there = place_[i] < aligned.event.size() && aligned.event[place_[i]] == event;
+      if (is_there) bytes_ += aligned.entries[place_[i]++].stored;
+      if (is_there && can_be_held(i)) may_hold_[i] = true;
+      has_all_ = has_all_ && (is_there || may_hold_[i]);
+      has_join_channel_ = has_join_channel_ || (is_there && i == line_.join_channel_);
     }
+  }
+  bool is_joined() const {
+    switch (line_.wanted_.join) {
+      case join_policy::any:
+        return true;
+      case join_policy::all:
+        return has_all_;
+      case join_policy::with:
+        return has_join_channel_;
+    }
+    return false;
+  }
+  std::uint64_t stored_bytes() const { return bytes_; }
+
+ private:
+  bool can_be_held(std::size_t channel) const {
+    return line_.wanted_.slow != slow_policy::none && line_.slow_[channel];
+  }
+
+  const timeline& line_;
+  const segment& part_;
+  std::vector<bool> may_hold_;  ///< slow channels with a value that later events hold
+  std::vector<std::size_t> place_;
+  std::uint64_t bytes_ = 0;
+  bool has_all_ = false;
+  bool has_join_channel_ = false;
+};
+
+void timeline::select(segment& part, std::size_t index) const {
+  const bool asks_for_all = wanted_.join == join_policy::all;
+  event_walk walk(*this, part, asks_for_all ? channels_to_hold(index) : std::vector(names_.size(), false));
   std::uint64_t bytes = 0;
-  for (std::uint32_t number = 0; number < part.events.size(); ++number) {
-    std::uint64_t of_event = 0;
-    bool all = true, joined = false;
-    for (std::size_t i = 0; i < channels; ++i) {
-      const aligned_channel& aligned = part.channels[i];
-      const bool here = place[i] < aligned.event.size() && aligned.event[place[i]] == number;
-      if (here) of_event += aligned.entries[place[i]++].stored;
-      if (here) seen[i] = true;
-      all = all && (here || (holds && slow_[i] && seen[i]));
-      joined = joined || (here && i == join_channel_);
-    }
-    const bool wanted_by_join =
-        wanted_.join == join_policy::any || (wanted_.join == join_policy::all ? all : joined);
-    if (!wanted_by_join || !is_inside(part.events[number])) continue;
-    part.selected.push_back(number);
+  for (std::uint32_t event = 0; event < part.events.size(); ++event) {
+    walk.go_to(event);
+    if (!walk.is_joined() || !is_inside(part.events[event])) continue;
+    part.selected.push_back(event);
     part.bytes_before.push_back(bytes);
-    bytes += of_event;
+    bytes += walk.stored_bytes();
   }
   part.bytes_before.push_back(bytes);
 }

@@ -94,7 +94,9 @@ class timeline {
   std::shared_ptr<const segment> build(std::size_t index, reservation room);
   std::shared_ptr<const segment> load(std::size_t index, reservation room);
   void keep(const std::shared_ptr<const segment>& built);
-  void select(segment& part, std::size_t index);
+  class event_walk;
+  std::vector<bool> channels_to_hold(std::size_t index) const;
+  void select(segment& part, std::size_t index) const;
   bool is_inside(const ravo_time_id& id) const;
   bool has_entries(std::size_t index, std::size_t channel) const;
   struct slow_query;

@@ -1,6 +1,7 @@
 #include "ravo_dataset/ledger.h"
 
 #include <algorithm>
+#include <functional>
 #include <numeric>
 #include <string_view>
 #include <utility>
@@ -71,8 +72,22 @@ channel_ledger& read_ledger::of(const std::string& channel) {
   return channels.back();
 }
 
+namespace {
+
+/// Adds what a list does not have yet.
+template <class Element, class Same>
+void add_new_ones(std::vector<Element>& list, const std::vector<Element>& others, Same is_the_same) {
+  for (const Element& other : others)
+    if (std::none_of(list.begin(), list.end(),
+                     [&](const Element& listed) { return is_the_same(listed, other); }))
+      list.push_back(other);
+}
+
+}  // namespace
+
 void read_ledger::add(const read_ledger& other) {
-  std::vector<std::pair<std::string_view, std::size_t>> firsts;  // causes that are new to a channel
+  using first_of_cause = std::pair<std::string_view, std::size_t>;
+  std::vector<first_of_cause> firsts;  // causes that are new to a channel
   for (std::size_t place = 0; place < other.channels.size(); ++place) {
     const channel_ledger& from = other.channels[place];
     // Accounts of one dataset have its channels in one order: a search for each would be quadratic.
@@ -85,20 +100,16 @@ void read_ledger::add(const read_ledger& other) {
     to.delivered += from.delivered;
     for (std::size_t i = 0; i < missing_cause_count; ++i) to.missing[i] += from.missing[i];
   }
-  for (const missing_value& one : other.values) {
-    const std::pair<std::string_view, std::size_t> what(one.channel, static_cast<std::size_t>(one.cause));
+  for (const missing_value& value : other.values) {
+    const first_of_cause what(value.channel, static_cast<std::size_t>(value.cause));
     const auto first = std::find(firsts.begin(), firsts.end(), what);
     if (values.size() >= most_listed && first == firsts.end()) continue;
     if (first != firsts.end()) firsts.erase(first);
-    values.push_back(one);
+    values.push_back(value);
   }
-  for (const refused_file& file : other.files) {
-    const bool known = std::any_of(files.begin(), files.end(),
-                                   [&](const refused_file& one) { return one.path == file.path; });
-    if (!known) files.push_back(file);
-  }
-  for (const reading_problem& problem : other.problems)
-    if (std::find(problems.begin(), problems.end(), problem) == problems.end()) problems.push_back(problem);
+  const auto have_one_path = [](const refused_file& a, const refused_file& b) { return a.path == b.path; };
+  add_new_ones(files, other.files, have_one_path);
+  add_new_ones(problems, other.problems, std::equal_to<>());
 }
 
 std::string read_ledger::to_text() const {

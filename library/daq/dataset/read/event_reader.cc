@@ -62,13 +62,12 @@ void event_reader::find_start() {
     return std::min(events, unlimited / 4 / step) * step;
   };
   stride_ = in_ordinals(options_.step);
-  const bool backward = options_.order == event_order::backward;
   left_ = options_.count.value_or(unlimited);
   ordinal_ = in_ordinals(options_.first);
   if (const std::size_t end = state_->end_of_events(); state_->wanted.limit)
     left_ = std::min(left_, ordinal_ < end ? (end - ordinal_ - 1) / stride_ + 1 : 0);
   if (state_->options.progress) total_bytes_ = count_stored_bytes(*state_, ordinal_, stride_, left_);
-  if (!backward) return;
+  if (!is_backward()) return;
   // Backward begins at the last event of the slice, which only counting tells.
   const std::size_t all = count_events(*state_);
   const std::size_t there = ordinal_ < all ? (all - ordinal_ - 1) / stride_ + 1 : 0;
@@ -109,7 +108,7 @@ std::shared_ptr<const datasets::segment> event_reader::segment_to_read(std::size
 /// Moves to the segment that holds the next event; false when there is none.
 bool event_reader::enter_segment() {
   datasets::timeline& line = state_->timeline;
-  if (options_.order == event_order::backward) {
+  if (is_backward()) {
     while (ordinal_ < before_segment_) {
       const std::size_t here = selected_in(segment_ - 1);
       const std::size_t first = before_segment_ - here;
@@ -144,27 +143,35 @@ datasets::reading_extent event_reader::extent() const {
   return is_whole ? datasets::reading_extent::whole : datasets::reading_extent::part;
 }
 
+/// Backward, no event leads to the segments without events in front of the first one.
+void event_reader::account_first_segments() {
+  const bool is_from_the_first = options_.first == 0 && !options_.count;
+  for (; is_backward() && is_from_the_first && segment_ > 0; --segment_)
+    account_left_out(segment_ - 1, extent());
+}
+
 std::optional<batch_plan> event_reader::next_plan() {
   if (!is_started_) find_start();
   is_started_ = true;
   if (left_ == 0) {
-    // Backward, no event leads to the segments without events in front of the first one.
-    const bool is_from_the_first = options_.first == 0 && !options_.count;
-    for (; options_.order == event_order::backward && is_from_the_first && segment_ > 0; --segment_)
-      account_left_out(segment_ - 1, extent());
+    account_first_segments();
     return std::nullopt;
   }
   if (!enter_segment()) return std::nullopt;
   const auto part = segment_to_plan(segment_);
   if (accounted_[segment_] != state_->channels.size()) {
     account_left_out(segment_, extent());
-    if (options_.order == event_order::forward) align_ahead(segment_ + 1);
+    if (!is_backward()) align_ahead(segment_ + 1);
   }
-  const bool backward = options_.order == event_order::backward;
+  return plan_batch(*part);
+}
+
+/// The next events of a segment, as many as are decoded together.
+batch_plan event_reader::plan_batch(const datasets::segment& part) {
   const std::size_t channels = std::max<std::size_t>(state_->channels.size(), 1);
   const std::size_t most = std::clamp<std::size_t>(batch_cells / channels, 1, batch_events);
   batch_plan plan;
-  plan.events.reserve(std::min(most, part->selected.size()));  // from here on nothing fails
+  plan.events.reserve(std::min(most, part.selected.size()));  // from here on nothing fails
   plan.segment = segment_;
   // As far as the batches so far tell, decoded ones take a small part of the memory too.
   const auto fitting = static_cast<double>(state_->memory.limit() / 32) / decoded_a_stored_byte_;
@@ -172,17 +179,15 @@ std::optional<batch_plan> event_reader::next_plan() {
   const auto has_room = [&] { return plan.events.size() < most && plan.stored_bytes < batch_bytes; };
   while (left_ > 0 && (plan.events.empty() || has_room())) {
     const std::size_t place = ordinal_ - before_segment_;
-    if (place >= part->selected.size()) break;
-    plan.events.push_back(part->selected[place]);
-    plan.stored_bytes += part->bytes_before[place + 1] - part->bytes_before[place];
+    if (place >= part.selected.size()) break;
+    plan.events.push_back(part.selected[place]);
+    plan.stored_bytes += part.bytes_before[place + 1] - part.bytes_before[place];
     --left_;
-    if (backward && ordinal_ < before_segment_ + stride_) {
-      if (left_ > 0) ordinal_ -= stride_;
-      break;
-    }
-    ordinal_ += backward ? 0 - stride_ : stride_;
+    const bool leaves_segment = is_backward() && ordinal_ < before_segment_ + stride_;
+    if (!leaves_segment || left_ > 0) ordinal_ += is_backward() ? 0 - stride_ : stride_;
+    if (leaves_segment) break;
   }
-  if (backward) std::reverse(plan.events.begin(), plan.events.end());
+  if (is_backward()) std::reverse(plan.events.begin(), plan.events.end());
   return plan;
 }
 
@@ -344,7 +349,7 @@ bool event_reader::split(batch_plan& plan) {
   rest->plan.segment = plan.segment;
   const auto half = plan.events.begin() + static_cast<std::ptrdiff_t>(plan.events.size() / 2);
   std::vector<std::uint32_t> first(plan.events.begin(), half), second(half, plan.events.end());
-  if (options_.order == event_order::backward) first.swap(second);
+  if (is_backward()) first.swap(second);
   rest->plan.stored_bytes = plan.stored_bytes / plan.events.size() * second.size();
   rest->plan.events = std::move(second);
   const std::uint64_t put_off = rest->plan.stored_bytes;
@@ -383,7 +388,7 @@ void event_reader::put_back_the_rest() {
   batch_plan& plan = in_turn_->plan;
   const std::uint64_t of_event = plan.stored_bytes / plan.events.size();
   const auto handed_out = static_cast<std::ptrdiff_t>(place_);
-  if (options_.order == event_order::backward)
+  if (is_backward())
     plan.events.erase(plan.events.end() - handed_out, plan.events.end());
   else
     plan.events.erase(plan.events.begin(), plan.events.begin() + handed_out);
@@ -425,7 +430,7 @@ std::optional<event> event_reader::next() {
     settle();
     return std::nullopt;
   }
-  const std::size_t index = options_.order == event_order::backward ? batch->size() - 1 - place_ : place_;
+  const std::size_t index = is_backward() ? batch->size() - 1 - place_ : place_;
   ++place_;
   return hand_out(batch, index);
 }

@@ -53,7 +53,10 @@ class event_reader {
   };
 
   void find_start();
+  bool is_backward() const { return options_.order == event_order::backward; }
+  void account_first_segments();
   std::optional<batch_plan> next_plan();
+  batch_plan plan_batch(const datasets::segment& part);
   void tell_progress() const;
   std::shared_ptr<const datasets::segment> segment_to_plan(std::size_t index);
   std::shared_ptr<const datasets::segment> segment_to_read(std::size_t index);
