@@ -21,6 +21,14 @@ MAY_INCLUDE = {
     "library/daq/dataset": {"library/format", "library/evutl", "library/xml", "library/daq/files", "library/daq/decode"},
 }
 
+# The rooms of the dataset, from the lowest to the highest: each may include itself and those below it.
+DATASET_ROOMS = ["select", "work", "align", "dataset_state", "read", "describe", "dataset"]
+
+
+def dataset_floor(path):
+    room = re.split(r"[/.]", path)[0]
+    return DATASET_ROOMS.index(room) if room in DATASET_ROOMS else None
+
 
 def room_of(path):
     return max((room for room in MAY_INCLUDE if path.startswith(room + "/")), key=len, default=None)
@@ -45,6 +53,10 @@ def main(source_dir):
         own = room_of(relative)
         for line in path.read_text().splitlines():
             found = re.match(r'#include "([^"]+)"', line)
+            if found and own == "library/daq/dataset":
+                floors = (dataset_floor(relative.removeprefix(own + "/")), dataset_floor(found[1]))
+                if None not in floors and floors[0] < floors[1]:
+                    wrong.append(f"{relative} includes {found[1]}")
             if not found or (path.parent / found[1]).exists():
                 continue
             rooms = by_name.get(found[1], [])
