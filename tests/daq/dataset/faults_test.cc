@@ -318,6 +318,33 @@ TYPED_TEST(Machine, ThatReadsAListBadlyAtFirstDoesNotCallItsTypeChanged) {
   EXPECT_GE(disturbed, 4) << "two files, two passes";
 }
 
+// The first block that can be read says what a column's values are. The only block could be read only after
+// that was asked: the column has no place for its value.
+TYPED_TEST(Machine, ThatReadsTheOnlyBlockTooLateMissesIt) {
+  const temporary_folder folder;
+  handmade_file_of<TypeParam> file;
+  file.events = {event_at(1, 0)};
+  file.channels = {numbers_at<TypeParam>("ONE", {{0, 2.5f}})};
+  const dataset data = dataset::open(of_files({write(folder, "one.raw", file)}));
+  ASSERT_EQ(data.size(), 1u);
+  int late = 0;
+  for (long which = 0;; ++which) {
+    const fault armed(call::read, which, mishap::failure, EIO);
+    const column_data column = data.column("ONE");
+    armed.disarm();
+    if (!armed.happened()) break;
+    ASSERT_EQ(column.size(), 1u) << which;
+    EXPECT_TRUE(column.ledger.is_balanced()) << which;
+    if (column.status[0] == value_status::ok) {
+      EXPECT_EQ(column.values<float>()[0], 2.5f) << which;
+      continue;
+    }
+    EXPECT_EQ(column.status[0], value_status::file_missing) << which;
+    late += column.layout.kind == value_kind::none ? 1 : 0;
+  }
+  EXPECT_EQ(late, 1);
+}
+
 // The second block of LZO bears in each file a name of its own, and whether it is another channel's is not
 // known when the dictionary cannot be read.
 TYPED_TEST(Machine, ThatCannotReadTheDictionaryAgainDoesNotCallABlockMisdirected) {
