@@ -1,28 +1,20 @@
-// The writers of the two generations by their generation, and the payload that both take for a spectrum,
-// for typed tests that write real files.
+// The readers and writers of the two generations, and the payload that both writers take for a spectrum, for typed tests
+// that write real files.
 #ifndef RAVO_TEST_READER_WRITERS_H
 #define RAVO_TEST_READER_WRITERS_H
 
 #include <string>
 
 #include "generations.h"
+#include "ravo_daq_reader.h"
+#include "ravo_daq_reader_2010.h"
 #include "ravo_daq_writer.h"
 #include "ravo_daq_writer_2010.h"
 
 namespace ravo::test {
 
 template <class generation>
-struct writer_of_generation;
-template <>
-struct writer_of_generation<current_generation> {
-  using type = ravo_daq_writer_2010;
-};
-template <>
-struct writer_of_generation<older_generation> {
-  using type = ravo_daq_writer;
-};
-template <class generation>
-using writer_of = typename writer_of_generation<generation>::type;
+using writer_of = typename generation::writer;
 
 /// What stands before the samples of a spectrum in host order: the head, and where the generation has them
 /// the members' means, all 0.

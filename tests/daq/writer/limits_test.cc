@@ -27,8 +27,8 @@ constexpr std::uint64_t longest_file = 4294967292;
 template <class generation>
 class WriterLimits : public testing::Test {
  protected:
-  using format =
-      std::conditional_t<std::is_same_v<generation, current>, ravo::raw_format_2010, ravo::raw_format_2009>;
+  using format = std::conditional_t<std::is_same_v<generation, current_generation>, ravo::raw_format_2010,
+                                    ravo::raw_format_2009>;
   static file_layout layout(const file_contents& contents) {
     return file_layout(contents, ravo::writer::records_of<format>);
   }

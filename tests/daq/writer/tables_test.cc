@@ -18,10 +18,10 @@ namespace {
 using namespace ravo::test;
 
 // What a loader of each generation asks.
-struct current_calls : current, table_operations_2010 {
+struct current_calls : current_generation, table_operations_2010 {
   static constexpr auto generation = ravo_file_generation::current;
 };
-struct older_calls : older, table_operations_2009 {
+struct older_calls : older_generation, table_operations_2009 {
   static constexpr auto generation = ravo_file_generation::older;
 };
 

@@ -11,6 +11,8 @@
 
 #include "generations.h"
 #include "payloads.h"
+#include "ravo_daq_writer.h"
+#include "ravo_daq_writer_2010.h"
 #include "temporary_folder.h"
 
 namespace ravo::test {

@@ -94,7 +94,7 @@ TYPED_TEST(Channels, ParametersAreCopied) {
 
 TYPED_TEST(Channels, AChannelIsAddedOnce) {
   ASSERT_EQ(this->add("CH:3;nick"), 0);
-  this->reader.set_error(-9);
+  this->reader.set_error(RAVO_DAQ_READER_BAD_FILE_FORMAT);
   EXPECT_EQ(this->add("CH:3;nick"), 0);
   EXPECT_EQ(this->add("CH:3;other"), 0);
   EXPECT_EQ(this->reader.results.size(), 1u);
@@ -107,15 +107,15 @@ TYPED_TEST(Channels, AChannelIsAddedOnce) {
 
 TYPED_TEST(Channels, NullAndEmptyNamesAreRefused) {
   daq_channel_entry nameless{nullptr, {}};
-  EXPECT_EQ(this->reader.add_channel(nullptr), -7);
+  EXPECT_EQ(this->reader.add_channel(nullptr), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
-  EXPECT_EQ(this->reader.add_channel(&nameless), -7);
-  EXPECT_EQ(this->add(""), -7);
+  EXPECT_EQ(this->reader.add_channel(&nameless), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->add(""), RAVO_DAQ_READER_INV_PARAM);
 }
 
 TYPED_TEST(Channels, ANullAmongTheResultsIsAnInternalError) {
   this->reader.results.push_back(nullptr);
-  EXPECT_EQ(this->add("A"), -6);
+  EXPECT_EQ(this->add("A"), RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
 }
 
@@ -139,13 +139,13 @@ TYPED_TEST(Channels, SetChannelsCountsRepeatedNamesToo) {
 }
 
 TYPED_TEST(Channels, SetChannelsNeedsChannels) {
-  EXPECT_EQ(this->reader.set_channels(nullptr), -7);
+  EXPECT_EQ(this->reader.set_channels(nullptr), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
-  EXPECT_EQ(this->set({}), -7);
+  EXPECT_EQ(this->set({}), RAVO_DAQ_READER_INV_PARAM);
 }
 
 TYPED_TEST(Channels, SetChannelsStopsAtTheFirstRefusal) {
-  EXPECT_EQ(this->set({"A", "", "B"}), -7);
+  EXPECT_EQ(this->set({"A", "", "B"}), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_EQ(this->reader.results.size(), 1u);
   EXPECT_EQ(this->reader.get_number_of_channels(), 1);
 }
@@ -165,11 +165,11 @@ TYPED_TEST(Channels, AChannelIsRemovedByNameAndSubchannel) {
 
 TYPED_TEST(Channels, RemovingAnUnknownChannelIsNotFound) {
   ASSERT_EQ(this->set({"A:1"}), 0);
-  EXPECT_EQ(this->reader.rem_channel("A"), -5);
+  EXPECT_EQ(this->reader.rem_channel("A"), RAVO_DAQ_READER_NOT_FOUND);
   EXPECT_STREQ(this->reader.get_last_error(), "Channel not found");
-  EXPECT_EQ(this->reader.rem_channel("A:2"), -5);
-  EXPECT_EQ(this->reader.rem_channel(nullptr), -7);
-  EXPECT_EQ(this->reader.rem_channel(""), -7);
+  EXPECT_EQ(this->reader.rem_channel("A:2"), RAVO_DAQ_READER_NOT_FOUND);
+  EXPECT_EQ(this->reader.rem_channel(nullptr), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.rem_channel(""), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
 }
 

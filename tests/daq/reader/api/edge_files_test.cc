@@ -83,7 +83,7 @@ TEST_F(CurrentEdgeFiles, NeighboursThatAreNotClosedAreLeftOut) {
   ASSERT_EQ(reader.get_number_of_files(), 4);
   // Now every file counts as growing; the ones found are refused one after the other.
   environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
-  EXPECT_EQ(init(), -10);
+  EXPECT_EQ(init(), RAVO_DAQ_READER_FILES_NOT_FOUND);
 }
 
 TYPED_TEST(EdgeFiles, NoNeighbourIsBeforeTheFirstFile) {

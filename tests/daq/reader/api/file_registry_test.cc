@@ -70,9 +70,9 @@ class FileRegistry : public scripted_reader<generation> {
 TYPED_TEST_SUITE(FileRegistry, generations, generation_name);
 
 TYPED_TEST(FileRegistry, RefusesNullAndEmptyNames) {
-  EXPECT_EQ(this->reader.add_file(nullptr, true), -7);
+  EXPECT_EQ(this->reader.add_file(nullptr, true), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
-  EXPECT_EQ(this->reader.add_file("", true), -7);
+  EXPECT_EQ(this->reader.add_file("", true), RAVO_DAQ_READER_INV_PARAM);
 }
 
 TYPED_TEST(FileRegistry, OnlyTheCurrentGenerationSkipsAFreshFileAsNotClosed) {
@@ -91,12 +91,12 @@ TYPED_TEST(FileRegistry, OnlyTheCurrentGenerationSkipsAFreshFileAsNotClosed) {
 
 TYPED_TEST(FileRegistry, AMissingFileIsToldOnlyWhenDebugging) {
   const std::string path = this->folder.file("a.raw");
-  EXPECT_EQ(this->output_of_add(path, -10), "");
+  EXPECT_EQ(this->output_of_add(path, RAVO_DAQ_READER_FILES_NOT_FOUND), "");
   this->reader.set_debug(-1);
-  EXPECT_EQ(this->output_of_add(path, -10), "");
+  EXPECT_EQ(this->output_of_add(path, RAVO_DAQ_READER_FILES_NOT_FOUND), "");
   for (const int debug : {1, 2}) {
     this->reader.set_debug(debug);
-    EXPECT_EQ(this->output_of_add(path, -10),
+    EXPECT_EQ(this->output_of_add(path, RAVO_DAQ_READER_FILES_NOT_FOUND),
               this->class_name + "::add_file() file " + path + this->not_found);
   }
 }
@@ -109,7 +109,9 @@ TYPED_TEST(FileRegistry, AClosedFileIsTaken) {
 
 TYPED_TEST(FileRegistry, OnlyTheCurrentGenerationMayBeToldNotToLookAtFiles) {
   this->take_all();
-  EXPECT_EQ(this->output_of_add("/nowhere/a.raw", either<TypeParam>(0, -10)), "");
+  EXPECT_EQ(this->output_of_add("/nowhere/a.raw",
+                                either<TypeParam>(RAVO_DAQ_READER_OK, RAVO_DAQ_READER_FILES_NOT_FOUND)),
+            "");
   EXPECT_EQ(this->reader.get_number_of_files(), either<TypeParam>(1, 0));
 }
 
@@ -148,7 +150,7 @@ TYPED_TEST(FileRegistry, ABareNameInTheDataDirectoryIsLookedAt) {
   EXPECT_EQ(this->output_of_add("debian_version", 0), "");
   EXPECT_EQ(this->listed(), (std::vector<std::string>{"/etc/debian_version"}));
   this->reader.set_debug(1);
-  EXPECT_EQ(this->output_of_add("no_such_file", -10),
+  EXPECT_EQ(this->output_of_add("no_such_file", RAVO_DAQ_READER_FILES_NOT_FOUND),
             this->class_name + "::add_file() file /etc/no_such_file" + this->not_found);
 }
 
@@ -169,14 +171,14 @@ TYPED_TEST(FileRegistry, TheSearchTellsEachStepWhenDebugging) {
       "::add_file() file a.raw not found in any default data path /no_such_place:/nowhere\n";
   this->reader.set_data_path_list("/no_such_place:/nowhere");
   this->reader.set_debug(1);
-  EXPECT_EQ(this->output_of_add("a.raw", -10),
+  EXPECT_EQ(this->output_of_add("a.raw", RAVO_DAQ_READER_FILES_NOT_FOUND),
             this->class_name + "::add_file() file /no_such_place/a.raw" + this->not_found +
                 this->class_name + "::add_file() file /nowhere/a.raw" + this->not_found + nowhere);
   EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
   this->reader.set_debug(-1);
-  EXPECT_EQ(this->output_of_add("a.raw", -10), nowhere);
+  EXPECT_EQ(this->output_of_add("a.raw", RAVO_DAQ_READER_FILES_NOT_FOUND), nowhere);
   this->reader.set_debug(0);
-  EXPECT_EQ(this->output_of_add("a.raw", -10), "");
+  EXPECT_EQ(this->output_of_add("a.raw", RAVO_DAQ_READER_FILES_NOT_FOUND), "");
 }
 
 TYPED_TEST(FileRegistry, TheFirstDirectoryThatHasTheFileIsTaken) {
@@ -202,18 +204,18 @@ TYPED_TEST(FileRegistry, ADataDirectoryThatIsAListTakesThePlaceOfTheDataPaths) {
 TYPED_TEST(FileRegistry, AListAsDataDirectoryIsNamedWhenNothingIsFound) {
   this->reader.set_data_dir("/r:/s:");
   this->reader.set_debug(-1);
-  EXPECT_EQ(this->output_of_add("a.raw", -10),
+  EXPECT_EQ(this->output_of_add("a.raw", RAVO_DAQ_READER_FILES_NOT_FOUND),
             this->class_name + "::add_file() file a.raw not found in any default data path /r:/s:\n");
 }
 
 TYPED_TEST(FileRegistry, ANameWithADirectoryIsNotSearched) {
   this->reader.set_data_path_list("/etc");
-  EXPECT_EQ(this->output_of_add("./debian_version", -10), "");
+  EXPECT_EQ(this->output_of_add("./debian_version", RAVO_DAQ_READER_FILES_NOT_FOUND), "");
 }
 
 TYPED_TEST(FileRegistry, AnEmptyListFindsNothing) {
   this->reader.set_data_path_list("");
-  EXPECT_EQ(this->output_of_add("debian_version", -10), "");
+  EXPECT_EQ(this->output_of_add("debian_version", RAVO_DAQ_READER_FILES_NOT_FOUND), "");
 }
 
 TYPED_TEST(FileRegistry, RemovesTheLastFileThatMatches) {
@@ -230,13 +232,13 @@ TYPED_TEST(FileRegistry, RemovesTheLastFileThatMatches) {
 }
 
 TYPED_TEST(FileRegistry, RemovingWhatIsNotThereIsTold) {
-  EXPECT_EQ(this->reader.remove_file("x"), -10);
+  EXPECT_EQ(this->reader.remove_file("x"), RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
   this->take_all();
   this->reader.add_file(this->existing("a.raw").c_str(), true);
-  EXPECT_EQ(this->reader.remove_file("b.raw"), -10);
-  EXPECT_EQ(this->reader.remove_file(nullptr), -7);
-  EXPECT_EQ(this->reader.remove_file(""), -7);
+  EXPECT_EQ(this->reader.remove_file("b.raw"), RAVO_DAQ_READER_FILES_NOT_FOUND);
+  EXPECT_EQ(this->reader.remove_file(nullptr), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.remove_file(""), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
   EXPECT_EQ(this->reader.get_number_of_files(), 1);
 }

@@ -1,5 +1,6 @@
 // Looking into a single file: counts, descriptions, index and headers, what is said when it fails, and what
 // it does to the reader's own lists.
+#include "ravo_evutl_status.h"
 #include "requested_reader.h"
 
 #include <fstream>
@@ -101,41 +102,48 @@ TYPED_TEST(Inspection, TheCountIsRoundedDown) {
 }
 
 TYPED_TEST(Inspection, CountsOnlyWhatItIsAskedFor) {
-  EXPECT_EQ(this->reader.get_number_of_channels(nullptr, &this->count, 0), -7);
-  EXPECT_EQ(this->reader.get_number_of_channels("", &this->count, 0), -7);
-  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), nullptr, 0), -7);
+  EXPECT_EQ(this->reader.get_number_of_channels(nullptr, &this->count, 0), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.get_number_of_channels("", &this->count, 0), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), nullptr, 0),
+            RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
   EXPECT_TRUE(the_loader.loaded.empty());
 }
 
 TYPED_TEST(Inspection, AnEmptyDictionaryHasNoData) {
   this->load_dictionary({}, 8);
-  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0), -1);
+  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0),
+            RAVO_DAQ_READER_NO_DATA);
   EXPECT_STREQ(this->reader.get_last_error(), "No required data");
   EXPECT_EQ(this->count, -1);
   this->load_dictionary({}, 0);
-  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0), -1);
+  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0),
+            RAVO_DAQ_READER_NO_DATA);
 }
 
 TYPED_TEST(Inspection, WithoutADictionarySomethingIsWrong) {
-  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0), -6);
+  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0),
+            RAVO_DAQ_READER_INTERN_ERROR);
   this->load_dictionary({"A"});
   this->memory[0] = 1;
-  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0), -6);
+  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0),
+            RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
   EXPECT_EQ(this->reader.get_number_of_files(), 0);
 }
 
 TYPED_TEST(Inspection, AnUnreadableFileHasNoData) {
   the_loader.status = 2;
-  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0), -1);
+  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0),
+            RAVO_DAQ_READER_NO_DATA);
   EXPECT_STREQ(this->reader.get_last_error(), "No required data");
   EXPECT_EQ(this->reader.get_number_of_files(), 0);
 }
 
 TYPED_TEST(Inspection, AMissingFileIsNotFound) {
   environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
-  EXPECT_EQ(this->reader.get_number_of_channels("/nowhere/a.raw", &this->count, 0), -10);
+  EXPECT_EQ(this->reader.get_number_of_channels("/nowhere/a.raw", &this->count, 0),
+            RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
 }
 
@@ -158,8 +166,9 @@ TYPED_TEST(Inspection, CountingUsesTheReadersOwnChannels) {
 
 TYPED_TEST(Inspection, AStartedReaderLooksIntoNoOtherFile) {
   ASSERT_EQ(this->reader.start(), 0);
-  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0), -8);
-  EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), -8);
+  EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0),
+            RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), RAVO_DAQ_READER_NOT_ALLOWED);
   EXPECT_TRUE(the_loader.loaded.empty());
 }
 
@@ -252,22 +261,22 @@ TYPED_TEST(Descriptions, TheSearchEndsWithTheTable) {
 }
 
 TYPED_TEST(Descriptions, AreRefusedForNothing) {
-  EXPECT_EQ(this->reader.fill_chan_descr(nullptr, &this->found), -7);
-  EXPECT_EQ(this->reader.fill_chan_descr("", &this->found), -7);
-  EXPECT_EQ(this->reader.fill_chan_descr(this->a_file.c_str(), nullptr), -7);
+  EXPECT_EQ(this->reader.fill_chan_descr(nullptr, &this->found), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.fill_chan_descr("", &this->found), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.fill_chan_descr(this->a_file.c_str(), nullptr), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
 }
 
 TYPED_TEST(Descriptions, AFileWithoutThemHasNoData) {
   this->load_dictionary({"A"});
-  EXPECT_EQ(this->reader.fill_chan_descr(this->a_file.c_str(), &this->found), -1);
+  EXPECT_EQ(this->reader.fill_chan_descr(this->a_file.c_str(), &this->found), RAVO_DAQ_READER_NO_DATA);
   EXPECT_STREQ(this->reader.get_last_error(), "No required data");
 }
 
 TYPED_TEST(Descriptions, AFileThatCannotBeCountedHasItsStatus) {
-  EXPECT_EQ(this->reader.fill_chan_descr(this->a_file.c_str(), &this->found), -6);
+  EXPECT_EQ(this->reader.fill_chan_descr(this->a_file.c_str(), &this->found), RAVO_DAQ_READER_INTERN_ERROR);
   this->load_dictionary({}, 8);
-  EXPECT_EQ(this->reader.fill_chan_descr(this->a_file.c_str(), &this->found), -1);
+  EXPECT_EQ(this->reader.fill_chan_descr(this->a_file.c_str(), &this->found), RAVO_DAQ_READER_NO_DATA);
   EXPECT_TRUE(this->found.empty());
 }
 
@@ -321,31 +330,32 @@ TYPED_TEST(EventIndex, OneEntryIsPrintedForAType) {
 }
 
 TYPED_TEST(EventIndex, WhatIsWrongWithItIsTold) {
-  EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), -6);
+  EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_EQ(this->output, "No event index table\n");
   this->load_index({1});
   this->memory[0] = 3;
-  EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), -6);
+  EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_EQ(this->output, "Wrong pattern for index table\n");
   EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
   this->load_index({});
-  EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), -1);
+  EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), RAVO_DAQ_READER_NO_DATA);
   EXPECT_EQ(this->output, "No events in event index table\n");
   EXPECT_STREQ(this->reader.get_last_error(), "No required data");
 }
 
 TYPED_TEST(EventIndex, AFileThatIsNotThereHasNone) {
-  EXPECT_EQ(this->print_index(nullptr, -1), -7);
-  EXPECT_EQ(this->print_index("", -1), -7);
+  EXPECT_EQ(this->print_index(nullptr, -1), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->print_index("", -1), RAVO_DAQ_READER_INV_PARAM);
   the_loader.status = 2;
-  EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), -1);
+  EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), RAVO_DAQ_READER_NO_DATA);
   EXPECT_EQ(this->reader.get_number_of_files(), 0);
   environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   const int before = the_loader.clean_ups;
-  EXPECT_EQ(this->print_index("/nowhere/a.raw", -1), -10);
+  EXPECT_EQ(this->print_index("/nowhere/a.raw", -1), RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_EQ(this->output, "");
   EXPECT_EQ(the_loader.clean_ups, before + 1) << "what was loaded before is released all the same";
-  EXPECT_EQ(this->reader.get_number_of_channels("/nowhere/a.raw", &this->count, 0), -10);
+  EXPECT_EQ(this->reader.get_number_of_channels("/nowhere/a.raw", &this->count, 0),
+            RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_EQ(the_loader.clean_ups, before + 2);
 }
 
@@ -447,7 +457,7 @@ TEST_F(ChannelPrinters, AFileOutOfReachIsTold) {
 }
 
 TEST_F(ChannelPrinters, AChannelThatTheFileDoesNotHaveIsTold) {
-  the_loader.status = -5;
+  the_loader.status = RAVO_TABLE_NO_CHANNEL;
   EXPECT_EQ(print_event_headers(a_file.c_str(), "A"),
             who + "channel: A not found in file: " + a_file + "\n");
   EXPECT_EQ(reader.get_number_of_files(), 0);
@@ -456,7 +466,7 @@ TEST_F(ChannelPrinters, AChannelThatTheFileDoesNotHaveIsTold) {
 }
 
 TEST_F(ChannelPrinters, AChannelThatDoesNotStartIsToldAndReleased) {
-  the_read_chan.start_status = -6;
+  the_read_chan.start_status = RAVO_DAQ_READ_CHAN_INTERN_ERROR;
   EXPECT_EQ(print_event_headers(a_file.c_str(), "A"), who + "failed to initialize channel: A\n");
   EXPECT_EQ(the_read_chan.alive, 0);
 }

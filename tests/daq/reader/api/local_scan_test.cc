@@ -153,13 +153,13 @@ TYPED_TEST(LocalScan, ADirectoryThatCannotBeOpenedHoldsNoFiles) {
   for (const char* directory : {"/nowhere/", "", "/tmp:/var:"}) {
     std::strcpy(this->request.ddir, directory);
     this->ask_for_runs(7, 7);
-    EXPECT_EQ(this->init(), -10);
+    EXPECT_EQ(this->init(), RAVO_DAQ_READER_FILES_NOT_FOUND);
     EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
     EXPECT_EQ(this->output,
               this->class_name +
                   "::init() Failed to get list of files for runs .. trying local directory scan\n");
     this->ask_for_runs(0, 0);
-    EXPECT_EQ(this->init(), -10);
+    EXPECT_EQ(this->init(), RAVO_DAQ_READER_FILES_NOT_FOUND);
     EXPECT_EQ(this->output, "");
   }
 }
@@ -314,7 +314,7 @@ TEST_F(CurrentLocalScan, ADataDirectoryNamedWithAColonGetsASlashToo) {
   the_loader.index_of_file[raw_name(7, 2, 150)] = index_of(150, 199);
   ask_for_runs(7, 7);
   ask_for_period(200, 300);
-  EXPECT_EQ(init(), -10);
+  EXPECT_EQ(init(), RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_EQ(opened(), names{directory + "/" + raw_name(7, 2, 150)});
 }
 

@@ -23,7 +23,7 @@ TYPED_TEST(Memory, AnUncopiedPathDropsTheWholeList) {
   ASSERT_EQ(this->reader.add_file(this->existing("a.raw").c_str(), true), 0);
   ASSERT_EQ(this->reader.add_file(this->existing("b.raw").c_str(), true), 0);
   failing_allocation fails(0);
-  EXPECT_EQ(this->output_of_add_file("/x/c.raw", -6),
+  EXPECT_EQ(this->output_of_add_file("/x/c.raw", RAVO_DAQ_READER_INTERN_ERROR),
             either<TypeParam>("ravo_daq_reader_2010::add_file() Failed to malloc for file: /x/c.raw\n",
                               "Failed to malloc for file: /x/c.raw\n"));
   EXPECT_EQ(this->reader.get_number_of_files(), 0);
@@ -33,7 +33,7 @@ TYPED_TEST(Memory, AnUncopiedPathDropsTheWholeList) {
 TYPED_TEST(Memory, AnUncopiedNameInTheDataDirectoryIsToldLikewise) {
   this->reader.set_data_dir("/x");
   failing_allocation fails(0);
-  EXPECT_EQ(this->output_of_add_file("c.raw", -6),
+  EXPECT_EQ(this->output_of_add_file("c.raw", RAVO_DAQ_READER_INTERN_ERROR),
             either<TypeParam>("ravo_daq_reader_2010::add_file() Failed to malloc for file: c.raw\n",
                               "Failed to malloc for file: c.raw\n"));
 }
@@ -42,7 +42,8 @@ TYPED_TEST(Memory, AnUncopiedNameForAPathListIsToldInShort) {
   ASSERT_EQ(this->reader.add_file(this->existing("a.raw").c_str(), true), 0);
   this->reader.set_data_dir("/x:/y:");
   failing_allocation fails(0);
-  EXPECT_EQ(this->output_of_add_file("c.raw", -6), "Failed to malloc for file: c.raw\n");
+  EXPECT_EQ(this->output_of_add_file("c.raw", RAVO_DAQ_READER_INTERN_ERROR),
+            "Failed to malloc for file: c.raw\n");
   EXPECT_EQ(this->reader.get_number_of_files(), 0);
 }
 
@@ -50,7 +51,7 @@ TYPED_TEST(Memory, APathBufferThatIsMissingKeepsTheList) {
   ASSERT_EQ(this->reader.add_file(this->existing("a.raw").c_str(), true), 0);
   this->reader.set_data_path_list("/abc");
   failing_allocation fails(1);
-  EXPECT_EQ(this->output_of_add_file("c.raw", -6),
+  EXPECT_EQ(this->output_of_add_file("c.raw", RAVO_DAQ_READER_INTERN_ERROR),
             this->class_name + "::add_file() faile to allocate file buffer of 10 bytes\n");
   EXPECT_EQ(this->reader.get_number_of_files(), 1);
   EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
@@ -60,7 +61,7 @@ TYPED_TEST(Memory, AChannelWithoutMemoryIsNotAdded) {
   ASSERT_EQ(this->add("A"), 0);
   failing_allocation fails(0);
   captured_output output;
-  EXPECT_EQ(this->add("B:3;nick"), -6);
+  EXPECT_EQ(this->add("B:3;nick"), RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_EQ(output.stop(), "Failed to malloc result for B\n");
   EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
   EXPECT_EQ(this->reader.get_number_of_channels(), 1);
@@ -76,7 +77,7 @@ TYPED_TEST(Memory, SetChannelsStopsAtTheChannelWithoutMemory) {
   for (daq_channel_entry& channel : kept) wanted.push_back(&channel);
   failing_allocation fails(1);
   captured_output output;
-  EXPECT_EQ(this->reader.set_channels(&wanted), -6);
+  EXPECT_EQ(this->reader.set_channels(&wanted), RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_EQ(output.stop(), "Failed to malloc result for B\n");
   EXPECT_EQ(this->reader.results.size(), 1u);
   EXPECT_EQ(this->reader.get_number_of_channels(), 1);
@@ -119,7 +120,7 @@ TYPED_TEST(Memory, ABufferThatCannotGrowIsAnInternalErrorThatNamesTheChannel) {
   failing_allocation fails(0);
   testing::internal::CaptureStderr();
   captured_output output;
-  EXPECT_EQ(this->get(), -6);
+  EXPECT_EQ(this->get(), RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_EQ(output.stop(),
             "Failed to realloc " + std::to_string(TypeParam::subhead + 500) + " of data for A:1\n");
   EXPECT_EQ(testing::internal::GetCapturedStderr().substr(0, 9), "realloc: ");
@@ -138,7 +139,7 @@ TYPED_TEST_SUITE(RequestMemory, generations, generation_name);
 TYPED_TEST(RequestMemory, RunNumbersWithoutMemoryAreTold) {
   this->ask_for_runs(7, 9);
   failing_allocation fails(0);
-  EXPECT_EQ(this->init(), -6);
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_EQ(this->output, this->class_name + "::init() Failed to malloc run number\n");
   EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
   EXPECT_EQ(the_catalogue.records_alive, 0);
@@ -151,7 +152,7 @@ TYPED_TEST(RequestMemory, AFileWithoutMemoryEndsTheRequest) {
   the_catalogue.files_of_period = {raw_name(7, 1, 100), raw_name(7, 2, 200), raw_name(7, 3, 300)};
   this->make(the_catalogue.files_of_period);
   failing_allocation fails(1);
-  EXPECT_EQ(this->init(), -6);
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_EQ(this->reader.get_number_of_files(), 0);
   EXPECT_EQ(the_catalogue.records_alive, 0);
   EXPECT_EQ(this->init(), 0) << "and the next time there is memory";

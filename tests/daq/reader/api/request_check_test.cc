@@ -73,7 +73,7 @@ TYPED_TEST(RequestCheck, TheTimesAreKeptInMicroseconds) {
 
 TYPED_TEST(RequestCheck, EventNumbersOutOfOrderAreRefused) {
   this->request(this->at(200, 5, 6), this->at(100, 0, 0));
-  EXPECT_EQ(this->output_of_check(-7), "Wrong Event IDs start:200 > stop:100\n");
+  EXPECT_EQ(this->output_of_check(RAVO_DAQ_READER_INV_PARAM), "Wrong Event IDs start:200 > stop:100\n");
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
 }
 
@@ -99,17 +99,19 @@ TYPED_TEST(RequestCheck, AMissingEventNumberIsNotCompared) {
 
 TYPED_TEST(RequestCheck, TimesOutOfOrderAreRefused) {
   this->request(this->at(0, 20, 6), this->at(0, 20, 5));
-  EXPECT_EQ(this->output_of_check(-7), "Wrong Time start:20_6 > stop:20_5\n");
+  EXPECT_EQ(this->output_of_check(RAVO_DAQ_READER_INV_PARAM), "Wrong Time start:20_6 > stop:20_5\n");
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
   this->request(this->at(0, 0, 1000001), this->at(0, 1, 0));
-  EXPECT_EQ(this->output_of_check(-7), "Wrong Time start:0_1000001 > stop:1_0\n");
+  EXPECT_EQ(this->output_of_check(RAVO_DAQ_READER_INV_PARAM), "Wrong Time start:0_1000001 > stop:1_0\n");
   this->request(this->at(0, 20, 5), this->at(0, 20, 5));
   EXPECT_EQ(this->output_of_check(0), "");
 }
 
 TYPED_TEST(RequestCheck, AStartInTheFutureIsBehindAnOpenStop) {
   this->request(this->at(0, 4000000000u), {});
-  EXPECT_EQ(this->output_of_check(-7).rfind("Wrong Time start:-294967296_0 > stop:", 0), 0u);
+  EXPECT_EQ(
+      this->output_of_check(RAVO_DAQ_READER_INV_PARAM).rfind("Wrong Time start:-294967296_0 > stop:", 0),
+      0u);
 }
 
 TYPED_TEST(RequestCheck, EventNumbersAreWorkedOutFromTheTimes) {
@@ -135,7 +137,7 @@ TYPED_TEST(RequestCheck, GivenEventNumbersStay) {
 TYPED_TEST(RequestCheck, AWorkedOutNumberMayContradictAGivenOne) {
   ravo_set_event_clock(1000, 10);
   this->request(this->at(0, 1100), this->at(5, 1200));
-  EXPECT_EQ(this->output_of_check(-7), "Wrong Event IDs start:1000 > stop:5\n");
+  EXPECT_EQ(this->output_of_check(RAVO_DAQ_READER_INV_PARAM), "Wrong Event IDs start:1000 > stop:5\n");
   EXPECT_EQ(this->reader.get_start_point()->event_number, 0u);
 }
 
@@ -152,7 +154,7 @@ TEST_F(CurrentRequestCheck, FilesFromTheCatalogueAreLeftAloneOnce) {
 TEST_F(CurrentRequestCheck, AMarkFromTheCatalogueOutlivesARefusal) {
   reader.found_from_run_catalogue = true;
   request(at(2, 0), at(1, 0));
-  output_of_check(-7);
+  output_of_check(RAVO_DAQ_READER_INV_PARAM);
   EXPECT_TRUE(is_marked_by_catalogue(reader));
 }
 

@@ -1,5 +1,6 @@
 // init() with a request: what it is checked for, what the catalogue is asked and what becomes of its
 // answer, how files enter the list, and how the first of them is tried.
+#include "ravo_evutl_status.h"
 #include "requested_reader.h"
 
 #include <climits>
@@ -32,7 +33,8 @@ class RequestInit : public requested_reader<generation> {
 TYPED_TEST_SUITE(RequestInit, generations, generation_name);
 
 TYPED_TEST(RequestInit, ANullRequestIsRefused) {
-  EXPECT_EQ(this->reader.init(static_cast<const ravo_daq_request*>(nullptr), nullptr), -7);
+  EXPECT_EQ(this->reader.init(static_cast<const ravo_daq_request*>(nullptr), nullptr),
+            RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
 }
 
@@ -81,7 +83,7 @@ TYPED_TEST(RequestInit, TextsWithoutTheirClosingZeroAreCut) {
   std::memset(this->request.stream_name, 's', sizeof this->request.stream_name);
   std::memset(this->request.cdir, 'c', sizeof this->request.cdir);
   std::memset(this->request.ddir, 'd', sizeof this->request.ddir);
-  EXPECT_EQ(this->init(), -10);
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_EQ(std::strlen(this->reader.get_experiment()), 31u);
   EXPECT_EQ(std::strlen(this->reader.get_stream()), 31u);
   EXPECT_EQ(std::strlen(this->reader.get_catalog_dir()), 1023u);
@@ -112,7 +114,7 @@ TYPED_TEST(RequestInit, ARefusedChannelEndsIt) {
   char empty[] = "";
   daq_channel_entry one{empty, {}};
   const std::vector<daq_channel_entry*> channels{&one};
-  EXPECT_EQ(this->reader.init(&this->request, &channels), -7);
+  EXPECT_EQ(this->reader.init(&this->request, &channels), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
   EXPECT_TRUE(the_catalogue.questions.empty());
 }
@@ -148,7 +150,7 @@ TYPED_TEST(RequestInit, AFailedOneLeavesNoFilesOfTheOneBefore) {
   ASSERT_EQ(this->init(), 0);
   the_catalogue.period_status = 1;
   std::strcpy(this->request.ddir, "/nowhere/");
-  EXPECT_EQ(this->init(), -10);
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_EQ(this->reader.get_number_of_files(), 0);
   EXPECT_FALSE(is_marked_by_catalogue(this->reader));
 }
@@ -183,7 +185,7 @@ TYPED_TEST(RequestInit, TheHighestRunMayBeAskedFor) {
 
 TYPED_TEST(RequestInit, MoreRunsThanThereCanBeAreRefused) {
   this->ask_for_runs(1, INT_MAX);
-  EXPECT_EQ(this->init(), -6);
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_EQ(this->output, this->class_name + "::init() Failed to malloc run number\n");
   EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
   EXPECT_TRUE(the_catalogue.questions.empty());
@@ -249,7 +251,7 @@ TEST_F(CurrentRequestInit, NamesAreComparedWithTheirDirectories) {
   answer_runs({raw_name(7, 1, 100)});
   the_catalogue.period_status = 0;
   the_catalogue.files_of_period = {"/elsewhere/" + raw_name(7, 1, 100)};
-  EXPECT_EQ(init(), -10);
+  EXPECT_EQ(init(), RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_STREQ(reader.get_last_error(), "Files not found");
 }
 
@@ -417,7 +419,7 @@ TYPED_TEST(RequestInit, FilesThatAreGoneAreLeftOut) {
   the_catalogue.period_status = 0;
   the_catalogue.files_of_period = {"/archive/" + raw_name(7, 1, 100)};
   this->reader.set_debug(1);
-  EXPECT_EQ(this->init(), -10);
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_EQ(this->output, this->class_name + "::add_file() file " + this->folder.file(raw_name(7, 1, 100)) +
                               either<TypeParam>(" not found \n", " not found\n"));
 }
@@ -448,9 +450,9 @@ TYPED_TEST(RequestInit, TheFirstFileIsTriedAndReleased) {
 }
 
 TYPED_TEST(RequestInit, AFirstFileWithoutTheChannelsIsNotFound) {
-  the_loader.status = -5;
+  the_loader.status = RAVO_TABLE_NO_CHANNEL;
   this->answer_period({raw_name(7, 1, 100)});
-  EXPECT_EQ(this->init(), -5);
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_NOT_FOUND);
   EXPECT_STREQ(this->reader.get_last_error(), "Channel not found");
   EXPECT_EQ(this->output, "");
 }
@@ -459,7 +461,7 @@ TYPED_TEST(RequestInit, AnUnreadableFirstFileIsABadFormat) {
   for (const int failure : {1, -2, -3, 2, 3, 5, 6, 7, -4, -6, -7, 101}) {
     the_loader.status = failure;
     this->answer_period({raw_name(7, 1, 100)});
-    EXPECT_EQ(this->init(), -9) << failure;
+    EXPECT_EQ(this->init(), RAVO_DAQ_READER_BAD_FILE_FORMAT) << failure;
     EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
   }
 }

@@ -12,6 +12,7 @@
 #include <type_traits>
 
 #include "captured_output.h"
+#include "catalogue_mark.h"
 #include "counted_new.h"
 #include "environment_variable.h"
 #include "ravo_run_catalogue_builder.h"
@@ -80,7 +81,7 @@ class Requests : public testing::Test {
     output = captured.stop();
     return status;
   }
-  delivery deliver(int expected_end = -3) {
+  delivery deliver(int expected_end = RAVO_DAQ_READER_OUT_OF_WINDOW) {
     EXPECT_EQ(reader.start(), 0) << reader.get_last_error();
     delivery all;
     std::vector<ravo_channel_entry_long*> entries;
@@ -200,7 +201,7 @@ TYPED_TEST(Requests, ASecondRequestOnAStartedReaderStartsOver) {
 
 TYPED_TEST(Requests, ARunThatNobodyKnowsIsNotFound) {
   this->request.run_first = this->request.run_last = 8;
-  EXPECT_EQ(this->init(), -10);
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
 }
 
@@ -209,7 +210,7 @@ TYPED_TEST(Requests, AChannelThatNoFileKnowsIsNotFound) {
   daq_channel_entry unknown{name, {}};
   this->channels = {&unknown};
   this->ask_for_run();
-  EXPECT_EQ(this->init(), -5);
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_NOT_FOUND);
   EXPECT_STREQ(this->reader.get_last_error(), "Channel not found");
 }
 
@@ -280,7 +281,8 @@ using SpoiledOlderFiles = SpoiledFiles<older_generation>;
 
 TEST_F(SpoiledCurrentFiles, AFirstFileThatIsGoneBetweenListingAndOpeningIsABadFormat) {
   std::filesystem::remove(paths.front());
-  EXPECT_EQ(init(), -9) << "taken without a look, because the environment says so";
+  EXPECT_EQ(init(), RAVO_DAQ_READER_BAD_FILE_FORMAT)
+      << "taken without a look, because the environment says so";
   EXPECT_STREQ(reader.get_last_error(), "Invalid file format");
 }
 
@@ -295,7 +297,7 @@ TYPED_TEST(SpoiledFiles, AFileThatIsGoneBetweenInitAndStartEndsTheDataThereWithA
   ASSERT_EQ(this->init(), 0);
   std::filesystem::remove(this->paths[5]);
   captured_output quiet;
-  const delivery before = this->deliver(-6);
+  const delivery before = this->deliver(RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_EQ(before.size(), 100u) << "the events of the five files before it";
 }
 
@@ -310,10 +312,10 @@ const std::vector<std::string>& files_of_other() {
 TYPED_TEST(SpoiledFiles, AFirstFileOfTheOtherGenerationIsABadFormat) {
   std::filesystem::copy_file(files_of_other<TypeParam>()[0], this->paths[0],
                              std::filesystem::copy_options::overwrite_existing);
-  EXPECT_EQ(this->init(), -9);
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_BAD_FILE_FORMAT);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
   this->forget_catalogue();
-  EXPECT_EQ(this->init(), -9) << "nor do names tell";
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_BAD_FILE_FORMAT) << "nor do names tell";
 }
 
 TYPED_TEST(SpoiledFiles, ALaterFileOfTheOtherGenerationEndsTheDataThereWithAnError) {
@@ -321,15 +323,16 @@ TYPED_TEST(SpoiledFiles, ALaterFileOfTheOtherGenerationEndsTheDataThereWithAnErr
                              std::filesystem::copy_options::overwrite_existing);
   ASSERT_EQ(this->init(), 0);
   captured_output quiet;
-  EXPECT_EQ(this->deliver(-6).size(), 60u) << "the events of the three files before it";
+  EXPECT_EQ(this->deliver(RAVO_DAQ_READER_INTERN_ERROR).size(), 60u)
+      << "the events of the three files before it";
 }
 
 TYPED_TEST(SpoiledFiles, AnUnreadableFirstFileIsABadFormat) {
   std::filesystem::resize_file(this->paths.front(), 100);
-  EXPECT_EQ(this->init(), -9);
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_BAD_FILE_FORMAT);
   std::filesystem::resize_file(this->paths.front(), 0);
   this->forget_catalogue();
-  EXPECT_EQ(this->init(), -9);
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_BAD_FILE_FORMAT);
 }
 
 TEST_F(SpoiledCurrentFiles, AnUnreadableEarlierFileIsToldAndPassedOverByTheScan) {
@@ -363,7 +366,7 @@ TEST_F(SpoiledOlderFiles, FilesWrittenAMomentAgoAreTaken) {
 
 TEST_F(SpoiledCurrentFiles, FilesWrittenAMomentAgoAreNotTakenYet) {
   environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
-  EXPECT_EQ(init(), -10);
+  EXPECT_EQ(init(), RAVO_DAQ_READER_FILES_NOT_FOUND);
   for (const std::string& path : paths)
     EXPECT_NE(output.find("add_file() file " + path + " skipped (not closed)\n"), std::string::npos);
 }
@@ -418,7 +421,7 @@ TYPED_TEST(SingleFile, ItsDictionaryIsPrinted) {
 
 TYPED_TEST(SingleFile, WithoutDescriptionsThereAreNoData) {
   std::vector<chan_descr_2010*> found;
-  EXPECT_EQ(this->reader.fill_chan_descr(this->file(), &found), -1);
+  EXPECT_EQ(this->reader.fill_chan_descr(this->file(), &found), RAVO_DAQ_READER_NO_DATA);
 }
 
 TYPED_TEST(SingleFile, ItsDescriptionsCarryTheCountsOfItsEvents) {

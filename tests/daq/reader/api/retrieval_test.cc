@@ -41,15 +41,15 @@ class Retrieval : public scripted_reader<generation> {
 TYPED_TEST_SUITE(Retrieval, generations, generation_name);
 
 TYPED_TEST(Retrieval, BeforeStartIsNotInitAndLeavesTheLastErrorAlone) {
-  this->reader.set_error(-9);
-  EXPECT_EQ(this->get(), -4);
+  this->reader.set_error(RAVO_DAQ_READER_BAD_FILE_FORMAT);
+  EXPECT_EQ(this->get(), RAVO_DAQ_READER_NOT_INIT);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
-  EXPECT_EQ(this->reader.get_data(nullptr, nullptr, 1), -4);
+  EXPECT_EQ(this->reader.get_data(nullptr, nullptr, 1), RAVO_DAQ_READER_NOT_INIT);
 }
 
 TYPED_TEST(Retrieval, NeedsSomewhereToPutTheEntries) {
   this->start({"A"});
-  EXPECT_EQ(this->reader.get_data(nullptr, nullptr, 1), -7);
+  EXPECT_EQ(this->reader.get_data(nullptr, nullptr, 1), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
   EXPECT_EQ(the_slicer.questions, 0);
 }
@@ -116,7 +116,7 @@ TYPED_TEST(Retrieval, ForgetsTheEntriesOfTheLastCall) {
   EXPECT_STREQ(this->head(this->entries[0])->chname, "B");
   EXPECT_EQ(this->reader.results[0]->updated, 0);
   EXPECT_EQ(this->reader.results[1]->updated, 1);
-  EXPECT_EQ(this->get(), -3);
+  EXPECT_EQ(this->get(), RAVO_DAQ_READER_OUT_OF_WINDOW);
   EXPECT_TRUE(this->entries.empty());
 }
 
@@ -136,16 +136,16 @@ TYPED_TEST(Retrieval, CountsDeliveredAndEmptyEvents) {
 TYPED_TEST(Retrieval, SaysThatAnEventIsEmptyFromDebugLevelOneOn) {
   this->start({"A"});
   this->answer(this->at(2, 2), {});
-  EXPECT_EQ(this->output_of_get(0, -3), "");
+  EXPECT_EQ(this->output_of_get(0, RAVO_DAQ_READER_OUT_OF_WINDOW), "");
   this->answer(this->at(2, 2), {});
-  EXPECT_EQ(this->output_of_get(1, -3), "BREAKING HERE 1 mode: 0 \n");
+  EXPECT_EQ(this->output_of_get(1, RAVO_DAQ_READER_OUT_OF_WINDOW), "BREAKING HERE 1 mode: 0 \n");
 }
 
 TYPED_TEST(Retrieval, ReturnsSomeStatusesOfTheSlicerSilentlyAndStoresNone) {
   for (const int status : {-7, -6, -3, -2}) {
     this->reader.clean_up();
     this->start({"A"});
-    this->reader.set_error(-9);
+    this->reader.set_error(RAVO_DAQ_READER_BAD_FILE_FORMAT);
     this->answer_status(status);
     EXPECT_EQ(this->output_of_get(1, status), "");
     EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
@@ -229,7 +229,7 @@ TYPED_TEST(Retrieval, SkipsEventsBehindTheStopTime) {
   this->answer_a(1, 100, 500);
   this->answer_a(2, 100, 501);
   EXPECT_EQ(this->get(), 0);
-  EXPECT_EQ(this->get(), -3);
+  EXPECT_EQ(this->get(), RAVO_DAQ_READER_OUT_OF_WINDOW);
 }
 
 TYPED_TEST(Retrieval, AnEventNumberAsStartSkipsLowerNumbersInsideTheTimeWindow) {
@@ -257,7 +257,7 @@ TYPED_TEST(Retrieval, EventNumbersCountEvenAgainstTheTimes) {
   EXPECT_EQ(this->reader.current_event_id.event_number, 10u);
   EXPECT_EQ(this->get(), 0);
   EXPECT_EQ(this->reader.current_event_id.event_number, 12u);
-  EXPECT_EQ(this->get(), -3);
+  EXPECT_EQ(this->get(), RAVO_DAQ_READER_OUT_OF_WINDOW);
 }
 
 TYPED_TEST(Retrieval, InTimeModeOnlyTheTimesCount) {
@@ -275,14 +275,14 @@ TYPED_TEST(Retrieval, InTimeModeOnlyTheTimesCount) {
   EXPECT_EQ(this->reader.current_event_id.event_number, 1u);
   EXPECT_EQ(this->get(), 0);
   EXPECT_EQ(this->reader.current_event_id.event_number, 99u);
-  EXPECT_EQ(this->get(), -3);
+  EXPECT_EQ(this->get(), RAVO_DAQ_READER_OUT_OF_WINDOW);
 }
 
 TYPED_TEST(Retrieval, AnUnknownSynchModeIsAnInternalError) {
   this->start({"A"});
   this->reader.request.synch_mode = 3;
   this->answer_a(1, 1);
-  EXPECT_EQ(this->output_of_get(0, -6), "Unknown synch mode 3\n");
+  EXPECT_EQ(this->output_of_get(0, RAVO_DAQ_READER_INTERN_ERROR), "Unknown synch mode 3\n");
   EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
 }
 
@@ -442,7 +442,7 @@ TYPED_TEST(Retrieval, EndsWithoutDataWhenTheSameEventIsRefusedTwiceRunning) {
   this->answer_a(3, 3);
   the_slicer.repeats_last_answer = true;
   const ravo_time_id id = this->at(3, 3);
-  EXPECT_EQ(this->reader.get_data(&id, &this->entries, 0), -1);
+  EXPECT_EQ(this->reader.get_data(&id, &this->entries, 0), RAVO_DAQ_READER_NO_DATA);
   EXPECT_STREQ(this->reader.get_last_error(), "No required data");
   EXPECT_EQ(the_slicer.questions, 2);
   EXPECT_TRUE(this->entries.empty());
@@ -452,7 +452,7 @@ TYPED_TEST(Retrieval, EndsWithoutDataWhenTheSlicerStaysEmpty) {
   this->start({"A"});
   this->answer({}, {});
   the_slicer.repeats_last_answer = true;
-  EXPECT_EQ(this->get(), -1);
+  EXPECT_EQ(this->get(), RAVO_DAQ_READER_NO_DATA);
   EXPECT_STREQ(this->reader.get_last_error(), "No required data");
   EXPECT_EQ(this->reader.get_number_of_empty_events(), 2);
 }
@@ -462,7 +462,7 @@ TYPED_TEST(Retrieval, EndsWithoutDataWhenTheSlicerGoesRoundInACircle) {
   for (unsigned number = 1; number <= 7; ++number) this->answer_a(number, number);
   this->answer({}, {});
   the_slicer.goes_round = true;
-  EXPECT_EQ(this->get(), -1);
+  EXPECT_EQ(this->get(), RAVO_DAQ_READER_NO_DATA);
   EXPECT_LT(the_slicer.questions, 40);
 }
 

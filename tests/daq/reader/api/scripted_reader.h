@@ -9,6 +9,7 @@
 #include <string>
 
 #include "captured_output.h"
+#include "catalogue_mark.h"
 #include "environment_variable.h"
 #include "generations.h"
 #include "scripted_layers.h"

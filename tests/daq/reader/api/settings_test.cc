@@ -102,7 +102,7 @@ TYPED_TEST(Settings, TheDataPathListComesFromTheEnvironmentOrIsBuiltIn) {
 
 TYPED_TEST(Settings, PointsAndPeriodAreCopied) {
   const ravo_time_id one = this->at(1, 2, 3), two = this->at(4, 5, 6), three = this->at(7, 8, 9);
-  this->reader.set_error(-1);
+  this->reader.set_error(RAVO_DAQ_READER_NO_DATA);
   EXPECT_EQ(this->reader.set_period(&one), 0);
   EXPECT_STREQ(this->reader.get_last_error(), "OK");
   EXPECT_EQ(this->reader.set_start_point(&two), 0);
@@ -114,10 +114,10 @@ TYPED_TEST(Settings, PointsAndPeriodAreCopied) {
   EXPECT_EQ(this->reader.get_start_point()->time.timelow, 6u);
   EXPECT_EQ(this->reader.get_stop_point()->event_number, 7u);
   EXPECT_EQ(this->reader.get_stop_point(), &this->reader.request.stop_time);
-  EXPECT_EQ(this->reader.set_period(nullptr), -7);
+  EXPECT_EQ(this->reader.set_period(nullptr), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
-  EXPECT_EQ(this->reader.set_start_point(nullptr), -7);
-  EXPECT_EQ(this->reader.set_stop_point(nullptr), -7);
+  EXPECT_EQ(this->reader.set_start_point(nullptr), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.set_stop_point(nullptr), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_EQ(this->reader.get_start_point()->event_number, 4u);
 }
 
@@ -135,13 +135,13 @@ TYPED_TEST(Settings, TextsAreCutToTheirFields) {
 }
 
 TYPED_TEST(Settings, NullAndEmptyTextsAreRefused) {
-  EXPECT_EQ(this->reader.set_experiment(nullptr), -7);
+  EXPECT_EQ(this->reader.set_experiment(nullptr), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
-  EXPECT_EQ(this->reader.set_experiment(""), -7);
-  EXPECT_EQ(this->reader.set_stream(nullptr), -7);
-  EXPECT_EQ(this->reader.set_stream(""), -7);
-  EXPECT_EQ(this->reader.set_catalog_dir(nullptr), -7);
-  EXPECT_EQ(this->reader.set_catalog_dir(""), -7);
+  EXPECT_EQ(this->reader.set_experiment(""), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.set_stream(nullptr), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.set_stream(""), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.set_catalog_dir(nullptr), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.set_catalog_dir(""), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_experiment(), "linac");
   EXPECT_STREQ(this->reader.get_stream(), "main");
 }
@@ -159,7 +159,7 @@ TYPED_TEST(Settings, TheDataDirectoryEndsInASlashOrIsAList) {
 
 TYPED_TEST(Settings, AnEmptyDataDirectoryIsCleared) {
   this->reader.set_data_dir("/a/b");
-  this->reader.set_error(-1);
+  this->reader.set_error(RAVO_DAQ_READER_NO_DATA);
   EXPECT_EQ(this->reader.set_data_dir(""), 0);
   EXPECT_STREQ(this->reader.get_last_error(), "OK");
   EXPECT_TRUE(std::all_of(std::begin(this->reader.request.ddir), std::end(this->reader.request.ddir),
@@ -203,7 +203,7 @@ TYPED_TEST(Settings, AskingForTheSynchModePrintsItEveryTime) {
 }
 
 TYPED_TEST(Settings, ANullTimeDifferenceIsNoReaderStatus) {
-  this->reader.set_error(-9);
+  this->reader.set_error(RAVO_DAQ_READER_BAD_FILE_FORMAT);
   EXPECT_EQ(this->reader.set_time_diff(nullptr), 1);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
   const time_stamp diff{1, 2};
@@ -352,7 +352,7 @@ TYPED_TEST(CleanUp, ReturnsToTheConstructedState) {
   this->answer(point, {this->block("A", TypeParam::single, point)});
   ASSERT_EQ(this->get(), 0);
   this->answer({}, {});
-  ASSERT_EQ(this->get(), -3);
+  ASSERT_EQ(this->get(), RAVO_DAQ_READER_OUT_OF_WINDOW);
   ASSERT_EQ(this->reader.get_number_of_events(), 1);
   ASSERT_EQ(this->reader.get_number_of_empty_events(), 1);
   const int loader_clean_ups = the_loader.clean_ups;
@@ -380,7 +380,7 @@ TYPED_TEST(CleanUp, ReturnsToTheConstructedState) {
 TYPED_TEST(CleanUp, KeepsDebugFixErrorAndPaths) {
   this->reader.set_debug(-3);
   if constexpr (has_by_time_fix<typename TestFixture::reader_type>) this->reader.set_by_time_fix(false);
-  this->reader.set_error(-9);
+  this->reader.set_error(RAVO_DAQ_READER_BAD_FILE_FORMAT);
   this->reader.set_data_path_list("/p");
   if constexpr (requires { this->reader.found_from_run_catalogue; })
     this->reader.found_from_run_catalogue = true;

@@ -57,12 +57,12 @@ TYPED_TEST(Start, IsRefusedWhileASlicerExists) {
   ASSERT_EQ(this->reader.start(), 0);
   int status = 0;
   EXPECT_EQ(this->output_of_start(0, &status), "");
-  EXPECT_EQ(status, -8);
+  EXPECT_EQ(status, RAVO_DAQ_READER_NOT_ALLOWED);
   EXPECT_STREQ(this->reader.get_last_error(), "Not allowed");
   const char* told = either<TypeParam>("We have already slicer\n", "");
   EXPECT_EQ(this->output_of_start(1, &status), told);
   EXPECT_EQ(this->output_of_start(-1, &status), told);
-  EXPECT_EQ(status, -8);
+  EXPECT_EQ(status, RAVO_DAQ_READER_NOT_ALLOWED);
   EXPECT_EQ(the_slicer.alive, 1);
 }
 
@@ -72,7 +72,7 @@ TYPED_TEST(Start, ReturnsTheStatusOfARefusedRequest) {
   this->reader.set_stop_point(&stop);
   int status = 0;
   EXPECT_EQ(this->output_of_start(0, &status), "Wrong Event IDs start:200 > stop:100\n");
-  EXPECT_EQ(status, -7);
+  EXPECT_EQ(status, RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
   EXPECT_EQ(this->output_of_start(-2, &status),
             either<TypeParam>("Wrong Event IDs start:200 > stop:100\nRequest is not OK ret:-7\n",
@@ -81,13 +81,13 @@ TYPED_TEST(Start, ReturnsTheStatusOfARefusedRequest) {
 }
 
 TYPED_TEST(Start, KeepsTheSlicerWhoseInitFailed) {
-  the_slicer.init_status = -1;
+  the_slicer.init_status = RAVO_DAQ_SLICER_NO_DATA;
   int status = 0;
   EXPECT_EQ(this->output_of_start(0, &status), "Failed to init slicer error:-1\n");
-  EXPECT_EQ(status, -1);
+  EXPECT_EQ(status, RAVO_DAQ_READER_NO_DATA);
   EXPECT_STREQ(this->reader.get_last_error(), "No required data");
   EXPECT_NE(this->reader.slicer, nullptr);
-  EXPECT_EQ(this->reader.start(), -8);
+  EXPECT_EQ(this->reader.start(), RAVO_DAQ_READER_NOT_ALLOWED);
   EXPECT_EQ(the_slicer.calls.back(), "init 0");
   this->reader.clean_up();
   EXPECT_EQ(this->reader.slicer, nullptr);
@@ -95,9 +95,9 @@ TYPED_TEST(Start, KeepsTheSlicerWhoseInitFailed) {
 }
 
 TYPED_TEST(Start, GoesOnWhenASettingIsRefusedAndSaysSoWhenDebugging) {
-  the_slicer.synch_mode_status = -8;
-  the_slicer.time_diff_status = -7;
-  the_slicer.event_step_status = -6;
+  the_slicer.synch_mode_status = RAVO_DAQ_SLICER_NOT_ALLOWED;
+  the_slicer.time_diff_status = RAVO_DAQ_SLICER_INV_PARAM;
+  the_slicer.event_step_status = RAVO_DAQ_SLICER_INTERN_ERROR;
   int status = 1;
   EXPECT_EQ(this->output_of_start(1, &status),
             "Failed to set synch mode:0 at the slicer error:-8\n"
@@ -108,24 +108,25 @@ TYPED_TEST(Start, GoesOnWhenASettingIsRefusedAndSaysSoWhenDebugging) {
 }
 
 TYPED_TEST(Start, GoesOnSilentlyWhenASettingIsRefused) {
-  the_slicer.synch_mode_status = the_slicer.time_diff_status = the_slicer.event_step_status = -8;
+  the_slicer.synch_mode_status = the_slicer.time_diff_status = the_slicer.event_step_status =
+      RAVO_DAQ_SLICER_NOT_ALLOWED;
   int status = 1;
   EXPECT_EQ(this->output_of_start(0, &status), "");
   EXPECT_EQ(status, 0);
 }
 
 TYPED_TEST(Start, NamesTheMissingChannelsBehindTheErrorTextInTheCurrentGeneration) {
-  the_slicer.start_status = -6;
+  the_slicer.start_status = RAVO_DAQ_SLICER_INTERN_ERROR;
   the_slicer.not_found_channels = "A;B";
   int status = 0;
   EXPECT_EQ(this->output_of_start(0, &status), "");
-  EXPECT_EQ(status, -6);
+  EXPECT_EQ(status, RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_STREQ(this->reader.get_last_error(), either<TypeParam>("Intern error:A;B", "Intern error"));
   EXPECT_NE(this->reader.slicer, nullptr);
 }
 
 TYPED_TEST(Start, SaysThatTheSlicerDidNotStartWhenDebugging) {
-  the_slicer.start_status = -1;
+  the_slicer.start_status = RAVO_DAQ_SLICER_NO_DATA;
   int status = 0;
   EXPECT_EQ(this->output_of_start(-1, &status), "Failed to start slicer error:-1\n");
   EXPECT_STREQ(this->reader.get_last_error(), either<TypeParam>("No required data:", "No required data"));
@@ -138,22 +139,22 @@ TYPED_TEST(Start, FreezesTheRequest) {
   char name[] = "C";
   daq_channel_entry channel{name, {}};
   channels.push_back(&channel);
-  EXPECT_EQ(this->reader.set_period(&point), -8);
+  EXPECT_EQ(this->reader.set_period(&point), RAVO_DAQ_READER_NOT_ALLOWED);
   EXPECT_STREQ(this->reader.get_last_error(), "Not allowed");
-  EXPECT_EQ(this->reader.set_start_point(&point), -8);
-  EXPECT_EQ(this->reader.set_stop_point(&point), -8);
-  EXPECT_EQ(this->reader.set_experiment("x"), -8);
-  EXPECT_EQ(this->reader.set_stream("x"), -8);
-  EXPECT_EQ(this->reader.set_catalog_dir("x"), -8);
-  EXPECT_EQ(this->reader.set_data_dir("x"), -8);
-  EXPECT_EQ(this->reader.set_data_dir(nullptr), -8);
-  EXPECT_EQ(this->reader.set_synch_mode(1), -8);
-  EXPECT_EQ(this->reader.set_synch_mode(5), -8);
-  EXPECT_EQ(this->reader.add_file("x", true), -8);
-  EXPECT_EQ(this->reader.remove_file("run7"), -8);
-  EXPECT_EQ(this->reader.add_channel(&channel), -8);
-  EXPECT_EQ(this->reader.set_channels(&channels), -8);
-  EXPECT_EQ(this->reader.rem_channel("A"), -8);
+  EXPECT_EQ(this->reader.set_start_point(&point), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.set_stop_point(&point), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.set_experiment("x"), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.set_stream("x"), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.set_catalog_dir("x"), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.set_data_dir("x"), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.set_data_dir(nullptr), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.set_synch_mode(1), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.set_synch_mode(5), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.add_file("x", true), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.remove_file("run7"), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.add_channel(&channel), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.set_channels(&channels), RAVO_DAQ_READER_NOT_ALLOWED);
+  EXPECT_EQ(this->reader.rem_channel("A"), RAVO_DAQ_READER_NOT_ALLOWED);
   EXPECT_STREQ(this->reader.get_experiment(), "linac");
   EXPECT_EQ(this->reader.get_number_of_files(), 1);
   EXPECT_EQ(this->reader.get_number_of_channels(), 2);
@@ -162,13 +163,13 @@ TYPED_TEST(Start, FreezesTheRequest) {
 
 TYPED_TEST(Start, NullArgumentsAreToldBeforeTheFreeze) {
   ASSERT_EQ(this->reader.start(), 0);
-  EXPECT_EQ(this->reader.set_period(nullptr), -7);
-  EXPECT_EQ(this->reader.set_start_point(nullptr), -7);
-  EXPECT_EQ(this->reader.set_experiment(""), -7);
-  EXPECT_EQ(this->reader.add_file("", true), -7);
-  EXPECT_EQ(this->reader.remove_file(nullptr), -7);
-  EXPECT_EQ(this->reader.add_channel(nullptr), -7);
-  EXPECT_EQ(this->reader.rem_channel(""), -7);
+  EXPECT_EQ(this->reader.set_period(nullptr), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.set_start_point(nullptr), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.set_experiment(""), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.add_file("", true), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.remove_file(nullptr), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.add_channel(nullptr), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->reader.rem_channel(""), RAVO_DAQ_READER_INV_PARAM);
 }
 
 TYPED_TEST(Start, LeavesSomeSettingsOpenAndPassesThemOnButTheTimeDifference) {
@@ -217,9 +218,10 @@ TYPED_TEST_SUITE(InitFromFiles, generations, generation_name);
 
 TYPED_TEST(InitFromFiles, RefusesNoFiles) {
   std::vector<char*> none;
-  EXPECT_EQ(this->reader.init(static_cast<const std::vector<char*>*>(nullptr), nullptr), -7);
+  EXPECT_EQ(this->reader.init(static_cast<const std::vector<char*>*>(nullptr), nullptr),
+            RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
-  EXPECT_EQ(this->reader.init(&none, nullptr), -7);
+  EXPECT_EQ(this->reader.init(&none, nullptr), RAVO_DAQ_READER_INV_PARAM);
 }
 
 TYPED_TEST(InitFromFiles, SortsTheFilesAndDropsDuplicates) {
@@ -246,7 +248,7 @@ TYPED_TEST(InitFromFiles, OpensTheFirstFileAndReleasesIt) {
 
 TYPED_TEST(InitFromFiles, TellsOfAFirstFileThatCannotBeRead) {
   the_loader.status = 2;
-  EXPECT_EQ(this->init({this->first}), -9);
+  EXPECT_EQ(this->init({this->first}), RAVO_DAQ_READER_BAD_FILE_FORMAT);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
   EXPECT_EQ(this->reader.get_number_of_files(), 1);
 }
@@ -264,7 +266,7 @@ TYPED_TEST(InitFromFiles, OpensNothingWhenGivenChannels) {
 }
 
 TYPED_TEST(InitFromFiles, ReturnsTheStatusOfTheChannels) {
-  EXPECT_EQ(this->init({this->first}, {"A", ""}), -7);
+  EXPECT_EQ(this->init({this->first}, {"A", ""}), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
   EXPECT_EQ(this->reader.get_number_of_channels(), 1);
 }

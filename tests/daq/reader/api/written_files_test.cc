@@ -79,7 +79,7 @@ class WrittenFiles : public testing::Test {
     EXPECT_EQ(next, entries.size());
   }
   /// The numbers of the events that get_data() delivers until it ends.
-  std::vector<unsigned> delivered(int expected_end = -3) {
+  std::vector<unsigned> delivered(int expected_end = RAVO_DAQ_READER_OUT_OF_WINDOW) {
     std::vector<unsigned> numbers;
     int status = 0;
     while (numbers.size() < 1000 && (status = get()) == 0) numbers.push_back(current());
@@ -129,8 +129,8 @@ TYPED_TEST(InEachSynchMode, EveryEventComesByteForByte) {
     this->expect_event(number, regular);
   }
   EXPECT_STREQ(this->reader.get_last_error(), "OK");
-  EXPECT_EQ(this->get(), -3);
-  EXPECT_EQ(this->get(), -3) << "and the end stays the end";
+  EXPECT_EQ(this->get(), RAVO_DAQ_READER_OUT_OF_WINDOW);
+  EXPECT_EQ(this->get(), RAVO_DAQ_READER_OUT_OF_WINDOW) << "and the end stays the end";
   EXPECT_EQ(this->reader.get_number_of_events(), 48);
 }
 
@@ -144,7 +144,7 @@ TYPED_TEST(InEachSynchMode, EventsOfAFileComeBackInReverse) {
     EXPECT_EQ(this->current(), forwards[i]);
     this->expect_event(forwards[i], regular);
   }
-  EXPECT_EQ(this->get(-1), -3);
+  EXPECT_EQ(this->get(-1), RAVO_DAQ_READER_OUT_OF_WINDOW);
 }
 
 // A channel that goes back needs the tables of the file before; they were freed when all channels had left
@@ -156,8 +156,8 @@ TYPED_TEST(InEachSynchMode, ThereIsNoWayBackIntoAFileThatAllChannelsHaveLeft) {
     ASSERT_EQ(this->get(1), 0);
     EXPECT_EQ(this->current(), number);
   }
-  EXPECT_EQ(this->get(-1), -3);
-  EXPECT_EQ(this->get(1), -3);
+  EXPECT_EQ(this->get(-1), RAVO_DAQ_READER_OUT_OF_WINDOW);
+  EXPECT_EQ(this->get(1), RAVO_DAQ_READER_OUT_OF_WINDOW);
 }
 
 TYPED_TEST(InEachSynchMode, OneChannelAloneComesWholeToo) {
@@ -170,7 +170,7 @@ TYPED_TEST(InEachSynchMode, OneChannelAloneComesWholeToo) {
       ASSERT_EQ(this->get(), 0);
       this->expect_event(number, {channel});
     }
-    EXPECT_EQ(this->get(), -3);
+    EXPECT_EQ(this->get(), RAVO_DAQ_READER_OUT_OF_WINDOW);
   }
 }
 
@@ -256,7 +256,7 @@ TYPED_TEST(WrittenFiles, AnExplicitEventOutsideTheRequestEndsWithoutData) {
   const ravo_time_id to{10, {}}, wanted{13, TestFixture::run_type::time_of(13)};
   this->reader.set_stop_point(&to);
   ASSERT_EQ(this->reader.start(), 0);
-  EXPECT_EQ(this->reader.get_data(&wanted, &this->entries, 0), -1);
+  EXPECT_EQ(this->reader.get_data(&wanted, &this->entries, 0), RAVO_DAQ_READER_NO_DATA);
   EXPECT_STREQ(this->reader.get_last_error(), "No required data");
   EXPECT_TRUE(this->entries.empty());
   EXPECT_EQ(this->reader.get_number_of_events(), 0);
@@ -267,7 +267,7 @@ TYPED_TEST(WrittenFiles, AStandingStepOutsideTheRequestEndsWithoutData) {
   const ravo_time_id from{10, {}};
   this->reader.set_start_point(&from);
   ASSERT_EQ(this->reader.start(), 0);
-  EXPECT_EQ(this->get(0), -1) << "the first event is 1, and stays it";
+  EXPECT_EQ(this->get(0), RAVO_DAQ_READER_NO_DATA) << "the first event is 1, and stays it";
   EXPECT_EQ(this->get(1), 0);
   EXPECT_EQ(this->current(), 11u);
 }
@@ -275,8 +275,8 @@ TYPED_TEST(WrittenFiles, AStandingStepOutsideTheRequestEndsWithoutData) {
 TYPED_TEST(WrittenFiles, AStepThatIsNoneIsRefusedByTheSlicer) {
   this->start(regular);
   this->reader.set_error(0);
-  EXPECT_EQ(this->get(3), -7);
-  EXPECT_EQ(this->get(-3), -7);
+  EXPECT_EQ(this->get(3), RAVO_DAQ_READER_INV_PARAM);
+  EXPECT_EQ(this->get(-3), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_STREQ(this->reader.get_last_error(), "OK");
 }
 
@@ -318,18 +318,18 @@ TYPED_TEST(WrittenFiles, AChannelWithoutEventsLeavesTheOthersAlone) {
     ASSERT_EQ(this->get(), 0);
     this->expect_event(number, {"TOR"});
   }
-  EXPECT_EQ(this->get(), -3);
+  EXPECT_EQ(this->get(), RAVO_DAQ_READER_OUT_OF_WINDOW);
 }
 
 TYPED_TEST(WrittenFiles, WithoutAnyKnownChannelStartFailsAndSaysSo) {
   this->init({"NOWHERE", "NEITHER"});
-  EXPECT_EQ(this->reader.start(), -6);
+  EXPECT_EQ(this->reader.start(), RAVO_DAQ_READER_INTERN_ERROR);
   const std::string error = this->reader.get_last_error();
   // The current generation has the names of the channels behind it.
   EXPECT_EQ(error.rfind("Intern error", 0), 0u) << error;
   EXPECT_EQ(error.size() > std::strlen("Intern error"), either<TypeParam>(true, false)) << error;
   EXPECT_NE(this->reader.slicer, nullptr);
-  EXPECT_EQ(this->reader.start(), -8);
+  EXPECT_EQ(this->reader.start(), RAVO_DAQ_READER_NOT_ALLOWED);
   this->reader.clean_up();
   this->start({"TOR"});
   EXPECT_EQ(this->get(), 0);
@@ -343,7 +343,7 @@ TYPED_TEST(WrittenFiles, MayBeReadAgainAfterACleanUp) {
     ASSERT_EQ(this->get(), 0);
     this->expect_event(2, regular);
     this->reader.clean_up();
-    EXPECT_EQ(this->get(), -4);
+    EXPECT_EQ(this->get(), RAVO_DAQ_READER_NOT_INIT);
     EXPECT_EQ(this->reader.get_number_of_events(), 0);
   }
 }
@@ -443,7 +443,7 @@ TYPED_TEST(WrittenFiles, AFileThatIsNoneIsABadFormat) {
   std::string path =
       folder.write("linac_main_run7_file1_20250101T000000Z.raw", std::vector<unsigned char>(5000, 'x'));
   std::vector<char*> paths{path.data()};
-  EXPECT_EQ(this->reader.init(&paths, nullptr), -9);
+  EXPECT_EQ(this->reader.init(&paths, nullptr), RAVO_DAQ_READER_BAD_FILE_FORMAT);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
   std::string good = this->run().files()[0];
   this->reader.clean_up();

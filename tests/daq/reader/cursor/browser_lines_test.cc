@@ -53,7 +53,7 @@ TEST_F(BrowserLines, PassOverChannelsWithoutEvents) {
 }
 
 TEST_F(BrowserLines, AreNoneForAFileThatTheReaderCannotRead) {
-  script.results["get_number_of_channels"] = -9;
+  script.results["get_number_of_channels"] = RAVO_DAQ_READER_BAD_FILE_FORMAT;
   EXPECT_EQ(browser.GetNchan(), unreadable_file);
   const said heard = listen([&] { browser.PrintChan(); });
   EXPECT_EQ(heard.out, "collected 0--2 channels\n");

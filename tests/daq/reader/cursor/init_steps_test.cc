@@ -41,7 +41,7 @@ struct refusal {
 class RefusedInit : public scripted_data, public testing::WithParamInterface<refusal> {};
 
 TEST_P(RefusedInit, SaysWhichStepAndStaysNotReady) {
-  script.results[GetParam().operation] = -7;
+  script.results[GetParam().operation] = RAVO_DAQ_READER_INV_PARAM;
   const said heard = listen([&] { EXPECT_EQ(init(list("file.raw\n")), GetParam().code); });
   EXPECT_EQ(heard.error, std::string(GetParam().text) + "\n");
   EXPECT_EQ(heard.out, "");
@@ -64,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return std::string(test.param.operation); });
 
 TEST_F(InitSteps, EndAtASynchModeThatIsRefused) {
-  script.results["set_synch_mode"] = -8;
+  script.results["set_synch_mode"] = RAVO_DAQ_READER_NOT_ALLOWED;
   EXPECT_EQ(listen([&] { EXPECT_EQ(init(list("file.raw\n")), synch_mode_refused); }).error,
             "ravo_daq_data::Init: can not synch mode\n");
   EXPECT_EQ(script.asked, (steps{"made", "clean_up", "set_synch_mode 0"}));
@@ -73,7 +73,7 @@ TEST_F(InitSteps, EndAtASynchModeThatIsRefused) {
 }
 
 TEST_F(InitSteps, DoNotAskWhetherTheDebugLevelWasTaken) {
-  script.results["set_debug"] = -1;
+  script.results["set_debug"] = RAVO_DAQ_READER_NO_DATA;
   EXPECT_EQ(init(list("file.raw\n")), 0);
 }
 
@@ -89,12 +89,15 @@ TEST_F(InitSteps, KeepTheFilesBeforeARefusedOne) {
 TEST_F(InitSteps, LeaveAStartedObjectAloneWithoutAListFileOrProperties) {
   ASSERT_EQ(init(list("file.raw\n")), 0);
   script.asked.clear();
-  EXPECT_EQ(
-      listen([&] { EXPECT_EQ(data.Init(nullptr, &properties, 0, &period, &start, &stop), no_files_or_properties); }).error,
-      "ravo_daq_data::Init: no input files\n");
+  EXPECT_EQ(listen([&] {
+              EXPECT_EQ(data.Init(nullptr, &properties, 0, &period, &start, &stop), no_files_or_properties);
+            }).error,
+            "ravo_daq_data::Init: no input files\n");
   std::vector<ravo_sprop*> none;
   for (std::vector<ravo_sprop*>* props : {static_cast<std::vector<ravo_sprop*>*>(nullptr), &none})
-    EXPECT_EQ(listen([&] { EXPECT_EQ(data.Init("list", props, 0, &period, &start, &stop), no_files_or_properties); }).error,
+    EXPECT_EQ(listen([&] {
+                EXPECT_EQ(data.Init("list", props, 0, &period, &start, &stop), no_files_or_properties);
+              }).error,
               "ravo_daq_data::Init: no list of properties\n");
   EXPECT_EQ(data.GetStatus(), 1);
   EXPECT_EQ(script.asked, steps{});

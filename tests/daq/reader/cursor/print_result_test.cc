@@ -36,7 +36,7 @@ TEST_F(PrintedResult, IsNothingBeforeInit) {
 }
 
 TEST_F(PrintedResult, ListsFilesAlsoOfAnInitThatFailed) {
-  script.results["start"] = -1;
+  script.results["start"] = RAVO_DAQ_READER_NO_DATA;
   listen([&] { EXPECT_EQ(init(list("one.raw\ntwo.raw\n")), reader_not_started); });
   EXPECT_EQ(print(&ravo_daq_data::PrintFiles),
             "ravo_daq_data: Nfile= 2 = 2 Files " + printed(data.GetFiles()) + "\n0: one.raw\n1: two.raw\n");

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "generations.h"
+#include "ravo_daq_reader.h"
+#include "ravo_daq_reader_2010.h"
 #include "simulator/writing.h"
 #include "temporary_folder.h"
 

@@ -10,11 +10,22 @@
 #include "failing_allocation.h"
 #include "generations.h"
 #include "handmade_file.h"
+#include "ravo_daq_read_chan.h"
+#include "ravo_daq_read_chan_2010.h"
+#include "ravo_evutl_status.h"
 #include "temporary_folder.h"
 
 namespace {
 
 using namespace ravo::test;
+
+// What get_all_tables() refuses with; ravo_daq/file_get_tables.h states the numbers.
+enum refusal : int {
+  cannot_be_opened = -2,
+  tail_not_mapped = -3,
+  event_headers_not_read = -5,
+  server_blocks_not_read = -7,
+};
 
 /// Three events; FAST and SLOW occur in all of them, FAST in normal events, SLOW in update events only.
 template <class layout>
@@ -198,7 +209,8 @@ TYPED_TEST(Loader, RefusesNoPathAndKeepsTheNames) {
 
 TYPED_TEST(Loader, RefusesAFileThatCannotBeOpenedAndKeepsTheNames) {
   const auto chans = names({"FAST"});
-  EXPECT_EQ(this->loader.get_all_tables(this->folder.file("nothing.raw").c_str(), 0, &chans), -2);
+  EXPECT_EQ(this->loader.get_all_tables(this->folder.file("nothing.raw").c_str(), 0, &chans),
+            cannot_be_opened);
   EXPECT_EQ(this->loader.chans.size(), 1u);
   this->loader.clean_up();
   this->expect_empty();
@@ -207,7 +219,7 @@ TYPED_TEST(Loader, RefusesAFileThatCannotBeOpenedAndKeepsTheNames) {
 TYPED_TEST(Loader, DoesNotWaitForANamedPipe) {
   const std::string pipe = this->folder.file("pipe.raw");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  EXPECT_EQ(this->loader.get_all_tables(pipe.c_str(), 0, nullptr), -3);
+  EXPECT_EQ(this->loader.get_all_tables(pipe.c_str(), 0, nullptr), tail_not_mapped);
   this->expect_empty();
 }
 
@@ -229,9 +241,10 @@ TYPED_TEST(Loader, TellsTheSystemsReasonsOnlyWhenDebugging) {
 }
 
 TYPED_TEST(Loader, RefusesAFileThatCannotBeMapped) {
-  EXPECT_EQ(this->load(bytes()), -3);  // empty
+  EXPECT_EQ(this->load(bytes()), tail_not_mapped);  // empty
   this->expect_empty();
-  EXPECT_EQ(this->loader.get_all_tables(this->folder.path().c_str(), 0, nullptr), -3);  // a folder
+  EXPECT_EQ(this->loader.get_all_tables(this->folder.path().c_str(), 0, nullptr),
+            tail_not_mapped);  // a folder
   this->expect_empty();
 }
 
@@ -321,7 +334,7 @@ TYPED_TEST(Loader, RefusesAPointerTableByListWithItsOwnText) {
 
 TYPED_TEST(Loader, HandsTheStatusOfThePointerTableUpward) {
   const auto chans = names({"NOBODY", "NOBODY2"});
-  EXPECT_EQ(this->load(this->example().build(), &chans), -5);
+  EXPECT_EQ(this->load(this->example().build(), &chans), RAVO_TABLE_NO_CHANNEL);
 }
 
 TYPED_TEST(Loader, RefusesBasketsThatTheReferenceTablePutsBehindTheFile) {
@@ -392,12 +405,12 @@ TEST_F(CurrentLoader, RefusesAFileWhenMemoryForTheBasketsIsNotToBeHad) {
   const auto chans = names({"FAST"});
   {
     const failing_allocation none(0);
-    EXPECT_EQ(load(example().build(), &chans), -5);
+    EXPECT_EQ(load(example().build(), &chans), event_headers_not_read);
   }
   expect_empty();
   {
     const failing_allocation second(1);
-    EXPECT_EQ(load(example().build(), &chans), -7);
+    EXPECT_EQ(load(example().build(), &chans), server_blocks_not_read);
   }
   expect_empty();
 }

@@ -14,6 +14,8 @@
 #include "captured_output.h"
 #include "generations.h"
 #include "handmade_file.h"
+#include "ravo_daq_read_chan.h"
+#include "ravo_daq_read_chan_2010.h"
 #include "start_and_wait.h"
 #include "temporary_folder.h"
 

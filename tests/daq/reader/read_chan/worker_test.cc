@@ -419,7 +419,9 @@ TYPED_TEST(UnzipWorker, PassesOverAnEntryThatLeadsToNoEvent) {
   const auto row = [](handmade& file) { return file.at["pointers"] + 12 + 16; };
   const std::function<void(handmade&, bytes&)> spoils[] = {
       // Into the middle of a server block's head, and to an event with the number that no event has.
-      [&](handmade& file, bytes& content) { content.set_u32(row(file) + 4, content.word(row(file) + 4) - 4); },
+      [&](handmade& file, bytes& content) {
+        content.set_u32(row(file) + 4, content.word(row(file) + 4) - 4);
+      },
       [](handmade& file, bytes& content) { content.set_u32(file.at["events"] + 8 + 36 + 8, 0xffffffff); },
   };
   for (const auto& spoil : spoils) {
@@ -434,12 +436,14 @@ TYPED_TEST(UnzipWorker, PassesOverAnEntryThatLeadsToNoEvent) {
 
 // Markers are the table-access library's: a file of another writer may have any.
 TYPED_TEST(UnzipWorker, ComparesNoMarker) {
-  const typename TestFixture::decoded result(
-      {this->scalar(0, 0), this->scalar(0, 1)}, -1, 1,
-      [](typename TestFixture::file_type& file, bytes& content) {
-        for (const char* basket : {"events", "servers", "CHAN"}) content.set_u32(file.at[basket], 0x12345678);
-        for (const std::size_t event : {0u, 1u}) content.set_u32(file.at["events"] + 8 + 36 * event, 0x87654321);
-      });
+  const typename TestFixture::decoded result({this->scalar(0, 0), this->scalar(0, 1)}, -1, 1,
+                                             [](typename TestFixture::file_type& file, bytes& content) {
+                                               for (const char* basket : {"events", "servers", "CHAN"})
+                                                 content.set_u32(file.at[basket], 0x12345678);
+                                               for (const std::size_t event : {0u, 1u})
+                                                 content.set_u32(file.at["events"] + 8 + 36 * event,
+                                                                 0x87654321);
+                                             });
   EXPECT_EQ(result.text, "");
   EXPECT_TRUE(result.is_there(0));
   EXPECT_TRUE(result.is_there(1));
@@ -448,7 +452,8 @@ TYPED_TEST(UnzipWorker, ComparesNoMarker) {
 
 // The front end may know the channel by another name.
 TYPED_TEST(UnzipWorker, TakesABlockWhateverItsName) {
-  for (const std::string& name : {std::string("FRONT_END/7"), std::string(), std::string(TypeParam::block_name, 'N')}) {
+  for (const std::string& name :
+       {std::string("FRONT_END/7"), std::string(), std::string(TypeParam::block_name, 'N')}) {
     const typename TestFixture::decoded result(
         {this->scalar(0, 0), this->scalar(0, 1)}, -1, 1,
         [&](typename TestFixture::file_type& file, bytes& content) {
@@ -480,8 +485,8 @@ TYPED_TEST(UnzipWorker, TakesAReadingWhateverTheLengthOfItsBlock) {
 // ... and it ends the worker where it does not lie in the basket.
 TYPED_TEST(UnzipWorker, TakesNoReadingFromBehindTheBasket) {
   for (const int dtype : {TypeParam::update, TypeParam::begin_of_run, RAVO_ENV_BLOCK}) {
-    const typename TestFixture::decoded result(
-        {this->scalar(0, 0), this->block(dtype, bytes().fill(16))}, -1, 1);
+    const typename TestFixture::decoded result({this->scalar(0, 0), this->block(dtype, bytes().fill(16))},
+                                               -1, 1);
     EXPECT_THAT(result.text, testing::ContainsRegex("^Failed to convert env  [0-9]+ .. exiting\n$"));
     EXPECT_TRUE(result.is_there(0));
     EXPECT_FALSE(result.is_there(1));
@@ -595,16 +600,19 @@ TEST_F(OlderUnzipWorker, StartAsksForNoMemoryButTheArray) {
 
 // ---- the thread's body on its own ----
 
+// What it returns when it cannot work, as a number.
+enum body_refusal : int { no_reader = -1, no_baskets = -2, no_array = -3 };
+
 TYPED_TEST(UnzipWorker, RefusesToWorkWithoutAReader) {
   std::string text;
-  EXPECT_EQ(this->run_body(nullptr, &text), -1);
+  EXPECT_EQ(this->run_body(nullptr, &text), no_reader);
   EXPECT_THAT(text, testing::ContainsRegex("^No object to work with tid:[0-9]+... exiting\n$"));
 }
 
 TYPED_TEST(UnzipWorker, SignalsWhenThereAreNoBaskets) {
   typename TestFixture::read_chan reader(nullptr, nullptr, -1, nullptr);
   std::string text;
-  EXPECT_EQ(this->run_body(&reader, &text), -2);
+  EXPECT_EQ(this->run_body(&reader, &text), no_baskets);
   EXPECT_EQ(text, "");
   EXPECT_EQ(reader.mcnt, 1);
 }
@@ -614,7 +622,7 @@ TYPED_TEST(UnzipWorker, SignalsWhenThereIsNoArray) {
   auto* const array = result.reader->out;
   result.reader->out = nullptr;
   std::string text;
-  EXPECT_EQ(this->run_body(result.reader.get(), &text), -3);
+  EXPECT_EQ(this->run_body(result.reader.get(), &text), no_array);
   result.reader->out = array;
   EXPECT_THAT(text, testing::ContainsRegex("^Wrong out from object tid:[0-9]+... exiting\n$"));
   EXPECT_EQ(result.reader->mcnt, 1);

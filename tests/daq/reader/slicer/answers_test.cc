@@ -31,9 +31,10 @@ TYPED_TEST_SUITE(SlicerCreation, generations, generation_name);
 TYPED_TEST(SlicerCreation, FailureEndsTheStartAtEveryDebugLevel) {
   const creation_failure failures[] = {
       {[](channel_script& c) { c.no_memory = true; }, "Failed to create read_chans[0] for X:5\n"},
-      {[](channel_script& c) { c.time_diff_status = -7; },
+      {[](channel_script& c) { c.time_diff_status = RAVO_DAQ_READ_CHAN_INV_PARAM; },
        "Failed to set time difference read_chans[0] for X:5\n"},
-      {[](channel_script& c) { c.step_status = -7; }, "Failed to set event step read_chans[0] for X:5\n"}};
+      {[](channel_script& c) { c.step_status = RAVO_DAQ_READ_CHAN_INV_PARAM; },
+       "Failed to set event step read_chans[0] for X:5\n"}};
   for (const creation_failure& failure : failures)
     for (const int debug : {0, 1, -1}) {
       SCOPED_TRACE(std::string(failure.text) + std::to_string(debug));
@@ -42,7 +43,7 @@ TYPED_TEST(SlicerCreation, FailureEndsTheStartAtEveryDebugLevel) {
       ASSERT_EQ(p.init(), 0);
       int status = 0;
       const std::string text = p.output(debug, [&] { status = p.slicer.start(); });
-      EXPECT_EQ(status, -6);
+      EXPECT_EQ(status, RAVO_DAQ_SLICER_INTERN_ERROR);
       EXPECT_THAT(text, HasSubstr(failure.text));
       EXPECT_EQ(text.find("CREATE_CHANNEL[0] failed\n") != std::string::npos,
                 either<TypeParam>(debug != 0, false));
@@ -80,16 +81,16 @@ TYPED_TEST(SlicerCreation, RefusesChannelsThatAreNotThere) {
   play_of<TypeParam> p({"X"});
   ASSERT_EQ(p.start(), 0);
   scripted_tables* tables = p.slicer.read_chans[0]->get_cfg();
-  EXPECT_EQ(p.slicer.create_channel(-1, tables), -7);
-  EXPECT_EQ(p.slicer.create_channel(1, tables), -7);
-  EXPECT_EQ(p.slicer.create_channel(0, nullptr), -7);
+  EXPECT_EQ(p.slicer.create_channel(-1, tables), RAVO_DAQ_SLICER_INV_PARAM);
+  EXPECT_EQ(p.slicer.create_channel(1, tables), RAVO_DAQ_SLICER_INV_PARAM);
+  EXPECT_EQ(p.slicer.create_channel(0, nullptr), RAVO_DAQ_SLICER_INV_PARAM);
 }
 
 TYPED_TEST(SlicerCreation, BeforeTheStartIsNotInitialised) {
   play_of<TypeParam> p({"X"});
   ASSERT_EQ(p.init(), 0);
   scripted_tables tables(0);
-  EXPECT_EQ(p.slicer.create_channel(0, &tables), -4);
+  EXPECT_EQ(p.slicer.create_channel(0, &tables), RAVO_DAQ_SLICER_NOT_INIT);
 }
 
 // ---- the first event
@@ -101,7 +102,7 @@ TYPED_TEST_SUITE(SlicerFirstEvent, generations, generation_name);
 TYPED_TEST(SlicerFirstEvent, IsToldAtLevelMinusOneAlone) {
   play_of<TypeParam> p({"X", "Y"});
   p.channel("X").entry = entry_of(event_id(7, 0));
-  p.channel("Y").current_status = -1;
+  p.channel("Y").current_status = RAVO_DAQ_READ_CHAN_NO_DATA;
   const std::string told_so = "FIRST OK\nlimits of X\nFIRST -> -1\n";
   for (const int debug : {-1, 0, 1, -2}) {
     ASSERT_EQ(p.init(), 0);
@@ -190,9 +191,9 @@ TYPED_TEST(SlicerStatus, BadArgumentsAreRefusedAndChangeNothing) {
   play_of<TypeParam> p({"X"});
   p.channel("X").entry = entry_of(event_id(7, 0));
   ASSERT_EQ(p.start(), 0);
-  EXPECT_EQ(p.get(3), -7);
-  EXPECT_EQ(p.get(-3), -7);
-  EXPECT_EQ(p.slicer.get_data(nullptr, nullptr, 1), -7);
+  EXPECT_EQ(p.get(3), RAVO_DAQ_SLICER_INV_PARAM);
+  EXPECT_EQ(p.get(-3), RAVO_DAQ_SLICER_INV_PARAM);
+  EXPECT_EQ(p.slicer.get_data(nullptr, nullptr, 1), RAVO_DAQ_SLICER_INV_PARAM);
   EXPECT_EQ(p.slicer.first_event, 1);
   EXPECT_EQ(p.channel("X").asked, 0);
 }
@@ -202,16 +203,16 @@ TYPED_TEST(SlicerStatus, IsOutOfWindowWhenNoReaderIsLeft) {
   p.channel("X").entry = entry_of(event_id(7, 0));
   ASSERT_EQ(p.start(), 0);
   p.slicer.remove_channel(0);
-  EXPECT_EQ(p.get(1), -3);
+  EXPECT_EQ(p.get(1), RAVO_DAQ_SLICER_OUT_OF_WINDOW);
   EXPECT_TRUE(p.entries.empty());
-  EXPECT_EQ(p.get(1), -3);
+  EXPECT_EQ(p.get(1), RAVO_DAQ_SLICER_OUT_OF_WINDOW);
 }
 
 TYPED_TEST(SlicerStatus, IsOutOfWindowBeforeTheStart) {
   play_of<TypeParam> p({"X"});
-  EXPECT_EQ(p.get(1), -3);
+  EXPECT_EQ(p.get(1), RAVO_DAQ_SLICER_OUT_OF_WINDOW);
   ASSERT_EQ(p.init(), 0);
-  EXPECT_EQ(p.get(1), -3);
+  EXPECT_EQ(p.get(1), RAVO_DAQ_SLICER_OUT_OF_WINDOW);
 }
 
 // ---- asked or not
@@ -519,7 +520,7 @@ TYPED_TEST(SlicerTrace, TellsEveryCallAboveOne) {
   p.channel("X").entry = entry_of(event_id(12, 1200000));
   p.channel("Y").entry = entry_of(event_id(10, 1000000));
   p.channel("Z").answer = [](const ravo_time_id&, int) { return -1; };
-  p.channel("Z").current_status = -1;
+  p.channel("Z").current_status = RAVO_DAQ_READ_CHAN_NO_DATA;
   ASSERT_EQ(p.start(), 0);
   p.pass_first_call();
   const ravo_time_id nine = event_id(9, 900000);
@@ -550,7 +551,7 @@ TYPED_TEST(SlicerTrace, TellsEveryChannelAboveTwo) {
   p.channel("X").entry = entry_of(event_id(12, 1200000));
   p.channel("Y").entry = entry_of(event_id(10, 1000000));
   p.channel("Z").answer = [](const ravo_time_id&, int) { return -8; };
-  p.channel("Z").current_status = -1;
+  p.channel("Z").current_status = RAVO_DAQ_READ_CHAN_NO_DATA;
   ASSERT_EQ(p.start(), 0);
   p.pass_first_call();
   const ravo_time_id nine = event_id(9, 900000);
@@ -626,7 +627,7 @@ TYPED_TEST(SlicerMove, WithinAFileIsBoundedAlsoWhenThePositionIsOutOfWindow) {
   p.channel("Y").entry = entry_of(event_id(7, 0));
   ASSERT_EQ(p.start(), 0);
   p.channel("X").answer = [](const ravo_time_id&, int) { return -3; };
-  p.channel("X").position_status = -3;
+  p.channel("X").position_status = RAVO_DAQ_READ_CHAN_OUT_OF_WINDOW;
   const int before = p.channel("X").created;
   EXPECT_EQ(p.get(0), 0);
   EXPECT_EQ(p.channel("X").created - before, 3);
@@ -638,7 +639,7 @@ TYPED_TEST(SlicerMove, ToAFileWhereTheReaderDoesNotStartRemovesTheChannel) {
   p.channel("Y").entry = entry_of(event_id(7, 0));
   ASSERT_EQ(p.start(), 0);
   p.channel("X").answer = [](const ravo_time_id&, int) { return -3; };
-  p.channel("X").start_status = -5;
+  p.channel("X").start_status = RAVO_DAQ_READ_CHAN_NOT_FOUND;
   const std::string text = p.output(1, [&] { EXPECT_EQ(p.get(1), 0); });
   EXPECT_THAT(text, HasSubstr("Start failed for read_chans[0] for X:5  erro: -5\n"
                               "NO DATA  ANY MORE for X removing\n"
@@ -653,7 +654,7 @@ TYPED_TEST(SlicerMove, IsQuietAboutItsEndAtLevelZero) {
   p.channel("Y").entry = entry_of(event_id(7, 0));
   ASSERT_EQ(p.start(), 0);
   p.channel("X").answer = [](const ravo_time_id&, int) { return -3; };
-  p.channel("X").start_status = -5;
+  p.channel("X").start_status = RAVO_DAQ_READ_CHAN_NOT_FOUND;
   EXPECT_EQ(p.output(0, [&] { p.get(1); }), "Start failed for read_chans[0] for X:5  erro: -5\n");
 }
 
@@ -675,8 +676,8 @@ TYPED_TEST(SlicerMove, PositionsAtTheEndThatLiesNext) {
 TYPED_TEST(SlicerMove, PassesTheStatusOfThePositionOn) {
   play_of<TypeParam> p({"X"});
   ASSERT_EQ(p.start(), 0);
-  p.channel("X").position_status = -6;
-  EXPECT_EQ(p.slicer.start_channel(0, 1), -6);
+  p.channel("X").position_status = RAVO_DAQ_READ_CHAN_INTERN_ERROR;
+  EXPECT_EQ(p.slicer.start_channel(0, 1), RAVO_DAQ_SLICER_INTERN_ERROR);
 }
 
 }  // namespace

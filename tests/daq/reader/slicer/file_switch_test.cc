@@ -57,27 +57,27 @@ TYPED_TEST_SUITE(SlicerFileSwitch, generations, generation_name);
 TYPED_TEST(SlicerFileSwitch, RefusesBadArguments) {
   started_play<TypeParam> p({"X"});
   for (const int bad : {-1, 1}) {
-    EXPECT_EQ(p.slicer.change_config(bad, 1, 0), -7);
-    EXPECT_EQ(p.slicer.start_channel(bad, 1), -7);
+    EXPECT_EQ(p.slicer.change_config(bad, 1, 0), RAVO_DAQ_SLICER_INV_PARAM);
+    EXPECT_EQ(p.slicer.start_channel(bad, 1), RAVO_DAQ_SLICER_INV_PARAM);
     p.slicer.remove_channel(bad);
   }
   for (const int bad : {-3, 3}) {
-    EXPECT_EQ(p.slicer.change_config(0, bad, 0), -7);
-    EXPECT_EQ(p.slicer.start_channel(0, bad), -7);
+    EXPECT_EQ(p.slicer.change_config(0, bad, 0), RAVO_DAQ_SLICER_INV_PARAM);
+    EXPECT_EQ(p.slicer.start_channel(0, bad), RAVO_DAQ_SLICER_INV_PARAM);
   }
   EXPECT_EQ(file_of(p, 0), "a");
   p.slicer.remove_channel(0);
-  EXPECT_EQ(p.slicer.change_config(0, 1, 0), -1);
-  EXPECT_EQ(p.slicer.start_channel(0, 1), -1);
+  EXPECT_EQ(p.slicer.change_config(0, 1, 0), RAVO_DAQ_SLICER_NO_DATA);
+  EXPECT_EQ(p.slicer.start_channel(0, 1), RAVO_DAQ_SLICER_NO_DATA);
   p.slicer.remove_channel(0);
 }
 
 TYPED_TEST(SlicerFileSwitch, BeforeTheStartIsNotInitialised) {
   play_of<TypeParam> p({"X"});
-  EXPECT_EQ(p.slicer.change_config(0, 1, 0), -7);
+  EXPECT_EQ(p.slicer.change_config(0, 1, 0), RAVO_DAQ_SLICER_INV_PARAM);
   ASSERT_EQ(p.init(), 0);
-  EXPECT_EQ(p.slicer.change_config(0, 1, 0), -4);
-  EXPECT_EQ(p.slicer.start_channel(0, 1), -4);
+  EXPECT_EQ(p.slicer.change_config(0, 1, 0), RAVO_DAQ_SLICER_NOT_INIT);
+  EXPECT_EQ(p.slicer.start_channel(0, 1), RAVO_DAQ_SLICER_NOT_INIT);
   p.slicer.remove_channel(0);
 }
 
@@ -89,7 +89,7 @@ TYPED_TEST(SlicerFileSwitch, GoesToTheFileThatTheDirectionNames) {
     ASSERT_EQ(p.slicer.change_config(1, 1, 0), 0);
     if (direction < 0) {
       // Both have left a: it is gone, and the channel stays where it is.
-      EXPECT_EQ(p.slicer.change_config(0, direction, 0), -1);
+      EXPECT_EQ(p.slicer.change_config(0, direction, 0), RAVO_DAQ_SLICER_NO_DATA);
       EXPECT_EQ(file_of(p, 0), "b");
     } else {
       EXPECT_EQ(p.slicer.change_config(0, direction, 0), 0);
@@ -132,16 +132,16 @@ TYPED_TEST(SlicerFileSwitch, BehindTheLastFileLosesTheChannel) {
                 "NO FILES can be found [1] we'll lose the channel[0] X\n"
                 "DELETING read_chans[0] " +
                 old + "\n");
-  EXPECT_EQ(status, -1);
+  EXPECT_EQ(status, RAVO_DAQ_SLICER_NO_DATA);
   EXPECT_EQ(file_of(p, 0), "none");
   EXPECT_EQ(p.output(0, [&] { status = p.slicer.change_config(1, -1, 0); }), "");
-  EXPECT_EQ(status, -1);
+  EXPECT_EQ(status, RAVO_DAQ_SLICER_NO_DATA);
   EXPECT_EQ(file_of(p, 1), "none");
 }
 
 TYPED_TEST(SlicerFileSwitch, BeforeTheFirstFileLosesTheChannel) {
   started_play<TypeParam> p({"X"});
-  EXPECT_THAT(p.output(1, [&] { EXPECT_EQ(p.slicer.change_config(0, -1, 0), -1); }),
+  EXPECT_THAT(p.output(1, [&] { EXPECT_EQ(p.slicer.change_config(0, -1, 0), RAVO_DAQ_SLICER_NO_DATA); }),
               HasSubstr("NO FILES can be found [-1] we'll lose the channel[0] X\n"));
   EXPECT_EQ(file_of(p, 0), "none");
 }
@@ -183,7 +183,7 @@ TYPED_TEST(SlicerFileSwitch, WithoutTheNextFilesTablesKeepsTheOldReader) {
   ASSERT_EQ(p.start(), 0);
   wait_until_all_loaded(p);
   scripted_reader* reader = p.slicer.read_chans[0];
-  EXPECT_THAT(p.output(1, [&] { EXPECT_EQ(p.slicer.change_config(0, 1, 0), -1); }),
+  EXPECT_THAT(p.output(1, [&] { EXPECT_EQ(p.slicer.change_config(0, 1, 0), RAVO_DAQ_SLICER_NO_DATA); }),
               ::testing::EndsWith("fentry after: 1\nX failed to find get_tbl for  b\n"));
   EXPECT_EQ(p.slicer.read_chans[0], reader);
   EXPECT_EQ(file_of(p, 0), "a");
@@ -195,7 +195,7 @@ TYPED_TEST(SlicerFileSwitch, WithoutAnyTablesLeftRemovesTheChannel) {
   p.all().bad_files = {"b"};
   ASSERT_EQ(p.start(), 0);
   wait_until_all_loaded(p);
-  EXPECT_EQ(p.slicer.change_config(0, 1, 0), -1);
+  EXPECT_EQ(p.slicer.change_config(0, 1, 0), RAVO_DAQ_SLICER_NO_DATA);
   EXPECT_EQ(p.slicer.read_chans[0], nullptr);
   EXPECT_EQ(p.all().tables_alive, 0);
   EXPECT_EQ(p.all().readers_alive, 0);
@@ -204,14 +204,14 @@ TYPED_TEST(SlicerFileSwitch, WithoutAnyTablesLeftRemovesTheChannel) {
 TYPED_TEST(SlicerFileSwitch, WithinALoneFileRemovesTheChannel) {
   // The only channel frees its tables by leaving, also when it only wants to come back.
   started_play<TypeParam> p({"X"}, {"a"});
-  EXPECT_EQ(p.slicer.change_config(0, 0, 0), -1);
+  EXPECT_EQ(p.slicer.change_config(0, 0, 0), RAVO_DAQ_SLICER_NO_DATA);
   EXPECT_EQ(p.slicer.read_chans[0], nullptr);
 }
 
 TYPED_TEST(SlicerFileSwitch, PassesAFailedCreationOn) {
   started_play<TypeParam> p({"X", "Y"});
-  p.channel("X").step_status = -7;
-  EXPECT_EQ(p.output(0, [&] { EXPECT_EQ(p.slicer.change_config(0, 1, 0), -6); }),
+  p.channel("X").step_status = RAVO_DAQ_READ_CHAN_INV_PARAM;
+  EXPECT_EQ(p.output(0, [&] { EXPECT_EQ(p.slicer.change_config(0, 1, 0), RAVO_DAQ_SLICER_INTERN_ERROR); }),
             "Failed to set event step read_chans[0] for X:5\n");
   EXPECT_EQ(p.slicer.read_chans[0], nullptr);
 }
@@ -226,7 +226,7 @@ TYPED_TEST(SlicerFileSwitch, FromTablesInNoSlotRemovesTablesAndChannel) {
     const int tables = p.all().tables_alive;
     int status = 0;
     const std::string text = p.output(debug, [&] { status = p.slicer.change_config(0, 1, 0); });
-    EXPECT_EQ(status, -1);
+    EXPECT_EQ(status, RAVO_DAQ_SLICER_NO_DATA);
     const std::string strange =
         "STRANGE ravo_file_get_tables not found in the table... removing it anyway\n";
     const std::string lost = "STRANGE no files found we'll lose the channel[0] X\n";
@@ -247,10 +247,10 @@ TYPED_TEST(SlicerFileSwitch, FromSharedTablesInNoSlotLeavesThemToTheLastUser) {
   ASSERT_EQ(p.slicer.create_channel(0, foreign), 0);
   ASSERT_EQ(p.slicer.create_channel(1, foreign), 0);
   const int tables = p.all().tables_alive;
-  EXPECT_EQ(p.slicer.change_config(0, 1, 0), -1);
+  EXPECT_EQ(p.slicer.change_config(0, 1, 0), RAVO_DAQ_SLICER_NO_DATA);
   EXPECT_EQ(p.all().tables_alive, tables);
   EXPECT_EQ(file_of(p, 1), "foreign");
-  EXPECT_EQ(p.slicer.change_config(1, 1, 0), -1);
+  EXPECT_EQ(p.slicer.change_config(1, 1, 0), RAVO_DAQ_SLICER_NO_DATA);
   EXPECT_EQ(p.all().tables_alive, tables - 1);
 }
 
@@ -260,7 +260,7 @@ TYPED_TEST(SlicerFileSwitch, FromAFileThatTheListDoesNotNameLosesTheChannel) {
   std::swap(p.slicer.files[0], p.slicer.files[1]);
   char* kept = p.slicer.files[1];
   p.slicer.files.erase(p.slicer.files.begin() + 1);
-  EXPECT_THAT(p.output(1, [&] { EXPECT_EQ(p.slicer.change_config(0, 1, 0), -1); }),
+  EXPECT_THAT(p.output(1, [&] { EXPECT_EQ(p.slicer.change_config(0, 1, 0), RAVO_DAQ_SLICER_NO_DATA); }),
               HasSubstr(leaving<TypeParam>(-1) + "STRANGE no files found we'll lose the channel[0] X\n"));
   EXPECT_EQ(p.slicer.read_chans[0], nullptr);
   p.slicer.files.push_back(kept);
@@ -290,8 +290,8 @@ TYPED_TEST(SlicerStart, MovesAChannelOnUntilAFileHasEventsOfIt) {
 TYPED_TEST(SlicerStart, LeavesOutChannelsThatDoNotStart) {
   for (const int debug : {0, 1, -1}) {
     play_of<TypeParam> p({"X", "Y", "Z"});
-    p.channel("X").start_status = -5;
-    p.channel("Z").start_status = -6;
+    p.channel("X").start_status = RAVO_DAQ_READ_CHAN_NOT_FOUND;
+    p.channel("Z").start_status = RAVO_DAQ_READ_CHAN_INTERN_ERROR;
     ASSERT_EQ(p.init(), 0);
     const std::string text = p.output(debug, [&] { EXPECT_EQ(p.slicer.start(), 0); });
     EXPECT_THAT(text, HasSubstr("Start failed for read_chans[2] for Z:7  erro: -6\n"));
@@ -315,7 +315,7 @@ TYPED_TEST(SlicerStart, EndsAlsoWhenAFileIsNamedTwice) {
   ASSERT_EQ(p.start(), 0);
   EXPECT_STREQ(p.slicer.get_not_found_channels(), "X;Y;Z");
   EXPECT_EQ(p.all().readers_alive, 0);
-  EXPECT_EQ(p.get(1), -3);
+  EXPECT_EQ(p.get(1), RAVO_DAQ_SLICER_OUT_OF_WINDOW);
 }
 
 // Y holds on to the tables, so that no departure of X ends its way from the file to itself.
@@ -329,7 +329,7 @@ TYPED_TEST(SlicerStart, EndsWhenOnlyOneChannelOfAFileNamedTwiceIsEmpty) {
 
 TYPED_TEST(SlicerStart, MovesOnWhenTheFirstPositionIsOutOfWindow) {
   play_of<TypeParam> p({"X"}, {"a", "b"});
-  p.channel("X").position_status = -3;
+  p.channel("X").position_status = RAVO_DAQ_READ_CHAN_OUT_OF_WINDOW;
   ASSERT_EQ(p.start(), 0);
   EXPECT_EQ(p.channel("X").created, 2);
   EXPECT_STREQ(p.slicer.get_not_found_channels(), "X");
@@ -343,7 +343,7 @@ TYPED_TEST(SlicerStart, TellsTheTimeOfAChannelBelowZero) {
   EXPECT_EQ(p.output(0, [&] { p.slicer.start_channel(0, 1); }), "");
   p.channel("X").out_total = 0;
   ASSERT_EQ(p.slicer.create_channel(0, p.slicer.read_chans[0]->get_cfg()), 0);
-  EXPECT_EQ(p.output(-1, [&] { EXPECT_EQ(p.slicer.start_channel(0, 1), -1); }), "");
+  EXPECT_EQ(p.output(-1, [&] { EXPECT_EQ(p.slicer.start_channel(0, 1), RAVO_DAQ_SLICER_NO_DATA); }), "");
 }
 
 // ---- channels without events

@@ -239,13 +239,13 @@ TYPED_TEST(SlicerDamage, InTheFirstFileFailsTheStart) {
   stream<TypeParam> files;
   files.broken().plain_file({"A"}, 1, 2);
   reading<TypeParam> r(files, {"A"});
-  EXPECT_EQ(r.status, -6);
+  EXPECT_EQ(r.status, RAVO_DAQ_SLICER_INTERN_ERROR);
 }
 
 TYPED_TEST(SlicerDamage, OfAMissingFileFailsTheStart) {
   typename TypeParam::slicer slicer;
   ASSERT_EQ(init(slicer, {"/nowhere/at/all.raw"}, {"A"}), 0);
-  EXPECT_EQ(slicer.start(), -6);
+  EXPECT_EQ(slicer.start(), RAVO_DAQ_SLICER_INTERN_ERROR);
 }
 
 TYPED_TEST(SlicerDamage, OfOneListIsForgottenWithTheNext) {
@@ -254,7 +254,7 @@ TYPED_TEST(SlicerDamage, OfOneListIsForgottenWithTheNext) {
   good.plain_file({"A"}, 1, 1);
   typename TypeParam::slicer slicer;
   ASSERT_EQ(init(slicer, bad.paths(), {"A"}), 0);
-  EXPECT_EQ(slicer.start(), -6);
+  EXPECT_EQ(slicer.start(), RAVO_DAQ_SLICER_INTERN_ERROR);
   ASSERT_EQ(init(slicer, good.paths(), {"A"}), 0);
   EXPECT_EQ(slicer.start(), 0);
   EXPECT_EQ(read(slicer, {1}), std::vector<std::string>{"0 1+100000: A@1+100000"});

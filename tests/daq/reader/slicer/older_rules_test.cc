@@ -65,7 +65,7 @@ TEST(OlderSlicerAnswers, BeginWithTheCurrentEvent) {
   EXPECT_THAT(p.output(1, [&] { p.get(1); }),
               testing::StartsWith("current_event_id.event_number (input): 7:8_9  synch_mode:0\n"));
   p.slicer.current_event_id = {7, {8, 9}};
-  EXPECT_EQ(p.output(1, [&] { EXPECT_EQ(p.get(5), -7); }),
+  EXPECT_EQ(p.output(1, [&] { EXPECT_EQ(p.get(5), RAVO_DAQ_SLICER_INV_PARAM); }),
             "current_event_id.event_number (input): 7:8_9  synch_mode:0\n");
   EXPECT_THAT(p.output(0, [&] { p.get(1); }), Not(HasSubstr("(input)")));
 }
@@ -74,7 +74,7 @@ TEST(OlderSlicerAnswers, ForgetTheEventWithoutChannels) {
   ravo_daq_slicer slicer;
   slicer.current_event_id = {7, {8, 9}};
   std::vector<ravo_channel_entry_long*> entries;
-  EXPECT_EQ(slicer.get_data(nullptr, &entries, 1), -3);
+  EXPECT_EQ(slicer.get_data(nullptr, &entries, 1), RAVO_DAQ_SLICER_OUT_OF_WINDOW);
   EXPECT_EQ(slicer.current_event_id.event_number, 0u);
   EXPECT_EQ(slicer.current_event_id.time.timeup, 0u);
   EXPECT_EQ(slicer.current_event_id.time.timelow, 0u);
@@ -85,7 +85,7 @@ TEST(OlderSlicerAnswers, TryNoSecondTimeWhenALoneChannelCannotMove) {
   p.channel("X").answer = [](const ravo_time_id&, int) { return -3; };
   ASSERT_EQ(p.start(), 0);
   p.pass_first_call();
-  const std::string text = p.output(1, [&] { EXPECT_EQ(p.get(1), -3); });
+  const std::string text = p.output(1, [&] { EXPECT_EQ(p.get(1), RAVO_DAQ_SLICER_OUT_OF_WINDOW); });
   EXPECT_THAT(text, HasSubstr("NO CONGIGS ANY MORE for X:5 \n"));
   EXPECT_THAT(text, Not(HasSubstr("out of winndow")));
 }

@@ -56,16 +56,16 @@ TYPED_TEST(SlicerSetUp, TakesSettings) {
     slicer.set_by_time_fix(false);
     EXPECT_FALSE(slicer.is_by_time_fix());
   }
-  EXPECT_EQ(slicer.set_num_of_get_tables(0), -7);
+  EXPECT_EQ(slicer.set_num_of_get_tables(0), RAVO_DAQ_SLICER_INV_PARAM);
   EXPECT_EQ(slicer.set_num_of_get_tables(4), 0);
   EXPECT_EQ(slicer.get_num_of_get_tables(), 4);
   const time_stamp diff{1, 500};
-  EXPECT_EQ(slicer.set_time_diff(nullptr), -7);
+  EXPECT_EQ(slicer.set_time_diff(nullptr), RAVO_DAQ_SLICER_INV_PARAM);
   EXPECT_EQ(slicer.set_time_diff(&diff), 0);
   EXPECT_EQ(slicer.time_diff, 1000500.0);
   EXPECT_EQ(slicer.get_time_diff()->timelow, 500u);
   const ravo_time_id step{3, {4, 5}};
-  EXPECT_EQ(slicer.set_event_step(nullptr), -7);
+  EXPECT_EQ(slicer.set_event_step(nullptr), RAVO_DAQ_SLICER_INV_PARAM);
   EXPECT_EQ(slicer.set_event_step(&step), 0);
   EXPECT_EQ(slicer.get_event_step()->event_number, 3u);
   EXPECT_EQ(slicer.get_event_step()->time.timeup, 4u);
@@ -88,14 +88,14 @@ TYPED_TEST(SlicerSetUp, FreezesSettingsFromTheStartOn) {
   ASSERT_EQ(p.start(), 0);
   const time_stamp diff{1, 0};
   const ravo_time_id step{3, {4, 5}};
-  EXPECT_EQ(p.slicer.set_time_diff(&diff), -8);
-  EXPECT_EQ(p.slicer.set_time_diff(nullptr), -8);
+  EXPECT_EQ(p.slicer.set_time_diff(&diff), RAVO_DAQ_SLICER_NOT_ALLOWED);
+  EXPECT_EQ(p.slicer.set_time_diff(nullptr), RAVO_DAQ_SLICER_NOT_ALLOWED);
   EXPECT_EQ(p.slicer.get_time_diff()->timeup, 0u);
   EXPECT_EQ(p.slicer.time_diff, 0.0);
-  EXPECT_EQ(p.slicer.set_event_step(&step), -8);
+  EXPECT_EQ(p.slicer.set_event_step(&step), RAVO_DAQ_SLICER_NOT_ALLOWED);
   EXPECT_EQ(p.slicer.get_event_step()->event_number, 1u);
-  EXPECT_EQ(p.slicer.set_synch_mode(1), -8);
-  EXPECT_EQ(p.slicer.set_synch_mode(5), -8);
+  EXPECT_EQ(p.slicer.set_synch_mode(1), RAVO_DAQ_SLICER_NOT_ALLOWED);
+  EXPECT_EQ(p.slicer.set_synch_mode(5), RAVO_DAQ_SLICER_NOT_ALLOWED);
   EXPECT_EQ(p.slicer.get_synch_mode(), 0);
   p.slicer.clean_up();
   EXPECT_EQ(p.slicer.set_time_diff(&diff), 0);
@@ -122,15 +122,15 @@ TYPED_TEST(SlicerInit, SaysWhatIsMissing) {
   EXPECT_EQ(
       output_of_init<slicer>({}, {"X", "Y"}, &status),
       either<TypeParam>("SLICER:  no files found\n", "SLICER: either no files (0) or channels: (2)\n"));
-  EXPECT_EQ(status, -1);
+  EXPECT_EQ(status, RAVO_DAQ_SLICER_NO_DATA);
   EXPECT_EQ(output_of_init<slicer>({}, {}, &status),
             either<TypeParam>("SLICER:  no files found\nSLICER:  no channels in request, Pleas, add some\n",
                               "SLICER: either no files (0) or channels: (0)\n"));
-  EXPECT_EQ(status, -1);
+  EXPECT_EQ(status, RAVO_DAQ_SLICER_NO_DATA);
   EXPECT_EQ(output_of_init<slicer>({"f", "g", "h"}, {}, &status),
             either<TypeParam>("SLICER:  no channels in request, Pleas, add some\n",
                               "SLICER: either no files (3) or channels: (0)\n"));
-  EXPECT_EQ(status, -1);
+  EXPECT_EQ(status, RAVO_DAQ_SLICER_NO_DATA);
   EXPECT_EQ(output_of_init<slicer>({"f"}, {"X"}, &status), "");
   EXPECT_EQ(status, 0);
 }
@@ -139,8 +139,8 @@ TYPED_TEST(SlicerInit, RefusesMissingLists) {
   typename TypeParam::slicer slicer;
   const std::vector<char*> files;
   const std::vector<typename TypeParam::records::chan_param*> channels;
-  EXPECT_EQ(slicer.init(nullptr, &channels, 0), -7);
-  EXPECT_EQ(slicer.init(&files, nullptr, 0), -7);
+  EXPECT_EQ(slicer.init(nullptr, &channels, 0), RAVO_DAQ_SLICER_INV_PARAM);
+  EXPECT_EQ(slicer.init(&files, nullptr, 0), RAVO_DAQ_SLICER_INV_PARAM);
 }
 
 TYPED_TEST(SlicerInit, CopiesWhatItIsGivenAndPassesOverNothings) {
@@ -189,15 +189,15 @@ TYPED_TEST(SlicerInit, IsForgottenWhenTheNextOneHasNothing) {
   const captured_output quiet;
   typename TypeParam::slicer slicer;
   ASSERT_EQ(init(slicer, {"a"}, {"X"}), 0);
-  ASSERT_EQ(init(slicer, {}, {"X"}), -1);
+  ASSERT_EQ(init(slicer, {}, {"X"}), RAVO_DAQ_SLICER_NO_DATA);
   EXPECT_TRUE(slicer.files.empty());
   EXPECT_EQ(slicer.nchans, 0);
-  EXPECT_EQ(slicer.start(), -1);
+  EXPECT_EQ(slicer.start(), RAVO_DAQ_SLICER_NO_DATA);
 }
 
 TYPED_TEST(SlicerSetUp, HasNothingToDoWithoutAnInit) {
   typename TypeParam::slicer slicer;
-  EXPECT_EQ(slicer.start(), -1);
+  EXPECT_EQ(slicer.start(), RAVO_DAQ_SLICER_NO_DATA);
   EXPECT_EQ(slicer.get_tables, nullptr);
 }
 

@@ -113,11 +113,11 @@ TYPED_TEST(SlicerTableThread, EndsAtAFileThatFails) {
 TYPED_TEST(SlicerTableThread, FailingAtTheFirstFileFailsTheStart) {
   play_of<TypeParam> p({"X"}, {"a", "b"});
   p.all().bad_files = {"a"};
-  EXPECT_EQ(p.start(), -6);
+  EXPECT_EQ(p.start(), RAVO_DAQ_SLICER_INTERN_ERROR);
   EXPECT_EQ(p.slicer.read_chans, nullptr);
-  EXPECT_EQ(p.slicer.start(), -8);  // init() is needed before
+  EXPECT_EQ(p.slicer.start(), RAVO_DAQ_SLICER_NOT_ALLOWED);  // init() is needed before
   std::vector<ravo_channel_entry_long*> entries;
-  EXPECT_EQ(p.slicer.get_data(nullptr, &entries, 1), -3);
+  EXPECT_EQ(p.slicer.get_data(nullptr, &entries, 1), RAVO_DAQ_SLICER_OUT_OF_WINDOW);
   p.slicer.clean_up();
   p.slicer.clean_up();
   EXPECT_EQ(p.all().tables_alive, 0);
@@ -156,11 +156,11 @@ TYPED_TEST(SlicerTableThread, DoesNotWaitForACreditThatOnlyTheCallerCouldGive) {
   ASSERT_EQ(p.slicer.set_num_of_get_tables(1), 0);
   ASSERT_EQ(p.slicer.start(), 0);
   EXPECT_EQ(p.slicer.find_ready_table("b"), nullptr);  // a holds the only slot
-  EXPECT_EQ(p.slicer.change_config(0, 1, 0), -1);
+  EXPECT_EQ(p.slicer.change_config(0, 1, 0), RAVO_DAQ_SLICER_NO_DATA);
   EXPECT_NE(p.slicer.read_chans[0], nullptr);
   // A larger number from here on changes no slots.
   ASSERT_EQ(p.slicer.set_num_of_get_tables(1000), 0);
-  EXPECT_EQ(p.slicer.change_config(0, 1, 0), -1);
+  EXPECT_EQ(p.slicer.change_config(0, 1, 0), RAVO_DAQ_SLICER_NO_DATA);
 }
 
 TYPED_TEST(SlicerTableThread, LoadsTheNextFileWhenASlotIsFreed) {
@@ -191,7 +191,7 @@ TYPED_TEST(SlicerTableThread, ThatCannotBeStartedFailsTheStart) {
   int status = 0;
   const std::string text = p.output(0, [&] { status = p.slicer.start(); });
   ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
-  EXPECT_EQ(status, -6);
+  EXPECT_EQ(status, RAVO_DAQ_SLICER_INTERN_ERROR);
   EXPECT_EQ(text, "failed to start table_thread thread\n");
   EXPECT_EQ(p.slicer.find_ready_table("a"), nullptr);
   EXPECT_EQ(p.output(1, [&] { p.slicer.clean_up(); }), "slicer clean_up chans[0]\n");

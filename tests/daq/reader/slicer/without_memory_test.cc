@@ -42,7 +42,7 @@ TYPED_TEST(SlicerWithoutMemory, RefusesToCopyAFileName) {
   captured_output captured;
   {
     const refused size(12);
-    EXPECT_EQ(init(slicer, {"ten", "letters.raw"}, {"X"}), -6);
+    EXPECT_EQ(init(slicer, {"ten", "letters.raw"}, {"X"}), RAVO_DAQ_SLICER_INTERN_ERROR);
   }
   EXPECT_EQ(captured.stop(),
             either<TypeParam>(
@@ -56,7 +56,7 @@ TYPED_TEST(SlicerWithoutMemory, RefusesToCopyAChannel) {
   captured_output captured;
   {
     const refused size(sizeof(typename TypeParam::records::chan_param));
-    EXPECT_EQ(init(slicer, {"f"}, {"X"}), -6);
+    EXPECT_EQ(init(slicer, {"f"}, {"X"}), RAVO_DAQ_SLICER_INTERN_ERROR);
   }
   EXPECT_EQ(captured.stop(),
             either<TypeParam>("ravo_daq_slicer_2010::init() failed to malloc channel entry for X\n",
@@ -71,7 +71,7 @@ TYPED_TEST(SlicerWithoutMemory, DoesNotStartWithoutSlots) {
   ::testing::internal::CaptureStderr();
   {
     const refused size(3 * sizeof(void*));
-    EXPECT_EQ(slicer.start(), -6);
+    EXPECT_EQ(slicer.start(), RAVO_DAQ_SLICER_INTERN_ERROR);
   }
   EXPECT_EQ(captured.stop(), "Failed to allocate get_tables pointers\n");
   EXPECT_EQ(::testing::internal::GetCapturedStderr().rfind("malloc: ", 0), 0u);
@@ -88,13 +88,13 @@ TYPED_TEST(SlicerWithoutMemory, DoesNotStartWithoutReaders) {
   ::testing::internal::CaptureStderr();
   {
     const refused size(5 * sizeof(void*));
-    EXPECT_EQ(slicer.start(), -6);
+    EXPECT_EQ(slicer.start(), RAVO_DAQ_SLICER_INTERN_ERROR);
   }
   EXPECT_EQ(captured.stop(), "Failed to allocate read_chans pointers\n");
   EXPECT_EQ(::testing::internal::GetCapturedStderr().rfind("malloc: ", 0), 0u);
   EXPECT_EQ(slicer.read_chans, nullptr);
   std::vector<ravo_channel_entry_long*> entries;
-  EXPECT_EQ(slicer.get_data(nullptr, &entries, 1), -3);
+  EXPECT_EQ(slicer.get_data(nullptr, &entries, 1), RAVO_DAQ_SLICER_OUT_OF_WINDOW);
 }
 
 }  // namespace
