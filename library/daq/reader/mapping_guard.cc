@@ -1,5 +1,5 @@
-// The guard for mappings of files that are cut short: the list of mappings, which a signal handler can read at any
-// moment, and the handler.
+// The guard for mappings of files that are cut short: the list of mappings, which a signal handler can read
+// at any moment, and the handler.
 #include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <new>
 
-#include "guarded_mappings.h"
+#include "mapping.h"
 #include "ravo_mapping_guard.h"
 
 namespace ravo::guarded_mappings {
@@ -52,14 +52,16 @@ slot* find_base(const void* base) {
 slot* take_slot() {
   const auto take = [](slot& one) {
     std::uintptr_t free = 0;
-    return one.base.load(std::memory_order_relaxed) == 0 && one.base.compare_exchange_strong(free, reserved);
+    return one.base.load(std::memory_order_relaxed) == 0 &&
+           one.base.compare_exchange_strong(free, reserved);
   };
   if (slot* found = find(take)) return found;
   auto* more = new (std::nothrow) slots;
   if (more == nullptr) return nullptr;
   more->of[0].base = reserved;
   slots* last = &first_slots;
-  for (slots* none = nullptr; !last->next.compare_exchange_strong(none, more); none = nullptr) last = last->next;
+  for (slots* none = nullptr; !last->next.compare_exchange_strong(none, more); none = nullptr)
+    last = last->next;
   return &more->of[0];
 }
 
@@ -77,18 +79,20 @@ bool replace_missing_page(const siginfo_t& fault) {
   });
   if (hit == nullptr) return false;
   void* const where = reinterpret_cast<void*>(at / page * page);
-  if (mmap(where, page, PROT_READ, MAP_FIXED | MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) == MAP_FAILED) return false;
+  if (mmap(where, page, PROT_READ, MAP_FIXED | MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) == MAP_FAILED)
+    return false;
   hit->is_damaged = true;
   ++missing_pages;
   return true;
 }
 
 void hand_on(int signal_number, siginfo_t* fault, void* context) {
-  if ((handler_before.sa_flags & SA_SIGINFO) != 0) return handler_before.sa_sigaction(signal_number, fault, context);
+  if ((handler_before.sa_flags & SA_SIGINFO) != 0)
+    return handler_before.sa_sigaction(signal_number, fault, context);
   if (handler_before.sa_handler != SIG_DFL && handler_before.sa_handler != SIG_IGN)
     return handler_before.sa_handler(signal_number);
   // A fault cannot be ignored: what faulted does so again, and ends the process.
-  struct sigaction end{};
+  struct sigaction end {};
   end.sa_handler = SIG_DFL;
   sigaction(signal_number, &end, nullptr);
 }
@@ -125,19 +129,20 @@ using namespace ravo::guarded_mappings;
 
 int ravo_install_mapping_guard() {
   if (is_installed) return 0;
-  struct sigaction guard{};
+  struct sigaction guard {};
   guard.sa_sigaction = &handle;
   guard.sa_flags = SA_SIGINFO | SA_ONSTACK;
   sigemptyset(&guard.sa_mask);
   // Known before the guard can need it.
-  if (sigaction(SIGBUS, nullptr, &handler_before) != 0 || sigaction(SIGBUS, &guard, nullptr) != 0) return errno;
+  if (sigaction(SIGBUS, nullptr, &handler_before) != 0 || sigaction(SIGBUS, &guard, nullptr) != 0)
+    return errno;
   is_installed = true;
   return 0;
 }
 
 int ravo_remove_mapping_guard() {
   if (!is_installed) return 0;
-  struct sigaction now{};
+  struct sigaction now {};
   if (sigaction(SIGBUS, nullptr, &now) != 0) return errno;
   if ((now.sa_flags & SA_SIGINFO) == 0 || now.sa_sigaction != &handle) return EBUSY;
   if (sigaction(SIGBUS, &handler_before, nullptr) != 0) return errno;

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "files/catalogue_answer.h"
 #include "files/closed_file.h"
 #include "files/data_path_list.h"
 #include "files/raw_file_names.h"
@@ -33,23 +34,12 @@ paths usual_folders() {
   return folders_of(list != nullptr ? list : default_data_path_list);
 }
 
-/// What one look-up of the catalogue gives; freed with all it holds.
-class catalogue_answer {
- public:
-  catalogue_answer() = default;
-  ~catalogue_answer() { ravo_free_root_xml_files(&records); }
-  catalogue_answer(const catalogue_answer&) = delete;
-  catalogue_answer& operator=(const catalogue_answer&) = delete;
-
-  bool add_to(paths& files) const {
-    const std::size_t before = files.size();
-    for (const ravo_root_xml_files* record : records)
-      for (const std::string* file : record->rfiles) files.push_back(*file);
-    return files.size() != before;
-  }
-
-  std::vector<ravo_root_xml_files*> records;
-};
+/// Whether the catalogue's answer has a file; its files are added to `files`.
+bool add_files(const catalogue_answer& answer, paths& files) {
+  const paths listed = answer.paths();
+  files.insert(files.end(), listed.begin(), listed.end());
+  return !listed.empty();
+}
 
 // Whether a file is complete is looked at here: the catalogue knows it as it was when it was built.
 constexpr int growing_files_too = 0;
@@ -122,9 +112,9 @@ class request_answer {
       const std::vector<int*> one{&run};
       catalogue_answer answer;
       if (wanted_.catalogue.empty() ||
-          get_files_for_runs(&one, &answer.records, wanted_.experiment.c_str(), wanted_.stream.c_str(),
+          get_files_for_runs(&one, answer.get(), wanted_.experiment.c_str(), wanted_.stream.c_str(),
                              wanted_.catalogue.c_str(), growing_files_too) != 0 ||
-          !answer.add_to(files))
+          !add_files(answer, files))
         without.push_back(run);
     }
     tell_of_damage(damaged);
@@ -156,9 +146,9 @@ class request_answer {
       catalogue_answer answer;
       paths listed;
       if (!wanted_.catalogue.empty() &&
-          get_files_for_period(wanted_.from->timeup, stop, &answer.records, wanted_.experiment.c_str(),
+          get_files_for_period(wanted_.from->timeup, stop, answer.get(), wanted_.experiment.c_str(),
                                wanted_.stream.c_str(), wanted_.catalogue.c_str(), growing_files_too) == 0)
-        answer.add_to(listed);
+        listed = answer.paths();
       tell_of_damage(damaged);
       for (const std::string& path : listed) take_catalogued(path);
       if (!listed.empty()) return;

@@ -10,7 +10,6 @@
 
 #include "api/file_times.h"
 #include "api/reader_texts.h"
-#include "api/start_candidate.h"
 #include "files/raw_file_names.h"
 #include "format/folders.h"
 #include "ravo_daq/reader.h"

@@ -17,6 +17,7 @@
 #include "api/reader_texts.h"
 #include "decode/allocate.h"
 #include "decode/table_operations.h"
+#include "files/catalogue_answer.h"
 #include "files/raw_file_names.h"
 #include "format/malloc_owner.h"
 #include "ravo_daq/reader.h"
@@ -100,30 +101,6 @@ int daq_reader<G>::choose_files_of_period(file_choice& choice) {
   return scan_for_period(choice);
 }
 
-/// What the run catalogue answers; freed with all it holds.
-template <class G>
-class catalogue_answer {
- public:
-  catalogue_answer() = default;
-  ~catalogue_answer() { table_operations<G>::free_found_files(&records_); }
-  catalogue_answer(const catalogue_answer&) = delete;
-  catalogue_answer& operator=(const catalogue_answer&) = delete;
-
-  std::vector<ravo_root_xml_files*>* records() { return &records_; }
-  std::vector<std::string> paths() const {
-    std::vector<std::string> all;
-    for (const ravo_root_xml_files* record : records_) {
-      if (!record) continue;
-      for (const std::string* path : record->rfiles)
-        if (path) all.push_back(*path);
-    }
-    return all;
-  }
-
- private:
-  std::vector<ravo_root_xml_files*> records_;
-};
-
 /// Only files that the acquisition has finished are asked for.
 inline constexpr int only_closed_files = 1;
 
@@ -143,9 +120,9 @@ int daq_reader<G>::look_up_runs(file_choice& choice) {
     runs[i] = numbers.get() + i;
     *runs[i] = request.run_first + static_cast<int>(i);
   }
-  catalogue_answer<G> answer;
+  catalogue_answer answer(table_operations<G>::free_found_files);
   const int status = table_operations<G>::get_files_for_runs(
-      &runs, answer.records(), request.exp_name, request.stream_name, request.cdir, only_closed_files);
+      &runs, answer.get(), request.exp_name, request.stream_name, request.cdir, only_closed_files);
   if (status == 0) choice.names = answer.paths();
   if (!choice.names.empty()) choice.origin = file_origin::catalogue;
   return RAVO_DAQ_READER_OK;
@@ -154,9 +131,9 @@ int daq_reader<G>::look_up_runs(file_choice& choice) {
 /// Whether the catalogue knows files of the request's period. It takes a stop of 0 for no end.
 template <class G>
 bool daq_reader<G>::look_up_period(std::vector<std::string>& names) {
-  catalogue_answer<G> answer;
+  catalogue_answer answer(table_operations<G>::free_found_files);
   const int status = table_operations<G>::get_files_for_period(
-      request.start_time.time.timeup, request.stop_time.time.timeup, answer.records(), request.exp_name,
+      request.start_time.time.timeup, request.stop_time.time.timeup, answer.get(), request.exp_name,
       request.stream_name, request.cdir, only_closed_files);
   if (status == 0) names = answer.paths();
   return !names.empty();

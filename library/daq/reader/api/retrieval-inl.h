@@ -12,10 +12,10 @@
 #include <string_view>
 
 #include "api/channel_name.h"
+#include "api/cycle_detector.h"
 #include "api/file_times.h"
 #include "api/reader_texts.h"
 #include "api/result_index.h"
-#include "api/standstill.h"
 #include "decode/allocate.h"
 #include "ravo_daq/reader.h"
 #include "stopwatch.h"
@@ -77,7 +77,7 @@ int daq_reader<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_ent
 /// Leaves the next event of the request in cur_res.
 template <class G>
 int daq_reader<G>::find_requested_event(const ravo_time_id* id, int mode) {
-  standstill walk;
+  cycle_detector walk;
   for (;;) {
     const int status = ask_slicer(id, mode);
     switch (status) {
@@ -101,7 +101,7 @@ int daq_reader<G>::find_requested_event(const ravo_time_id* id, int mode) {
       if (where == place::inside) return RAVO_DAQ_READER_OK;
     }
     // With an explicit id, or a step past the first event, the slicer would give the same answer for ever.
-    if (walk.is_reached_with(slicer->current_event_id)) return store(RAVO_DAQ_READER_NO_DATA);
+    if (walk.is_closed_by(slicer->current_event_id)) return store(RAVO_DAQ_READER_NO_DATA);
   }
 }
 

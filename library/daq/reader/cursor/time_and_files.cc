@@ -3,8 +3,8 @@
 #include <ctime>
 #include <iostream>
 #include <stdexcept>
-#include <vector>
 
+#include "files/catalogue_answer.h"
 #include "ravo_daq_data.h"
 #include "ravo_evutl.h"
 
@@ -31,10 +31,9 @@ int GetFileList(char* dir, char* exps, long tstart, long tend) {
   if (exps == nullptr) throw std::logic_error("GetFileList: no experiment");
   constexpr int raw_format = 1;
   std::cout << "RAVO_DAQ_DATA_RAW_FORMAT= " << raw_format << std::endl;
-  std::vector<ravo_root_xml_files*> found;
+  ravo::catalogue_answer found;
   const int result = get_files_for_period(static_cast<unsigned>(tstart), static_cast<unsigned>(tend),
-                                          &found, exps, "", "/daq/ravo/adm", 1);
+                                          found.get(), exps, "", "/daq/ravo/adm", 1);
   std::cout << "ret= " << result << std::endl;
-  ravo_free_root_xml_files(&found);
   return 0;
 }

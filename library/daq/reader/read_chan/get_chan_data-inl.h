@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "arguments.h"
 #include "ravo_daq/read_chan.h"
 #include "ravo_evutl.h"
 #include "read_chan/read_chan_texts.h"
-#include "request_type.h"
 #include "scoped_lock.h"
 
 namespace ravo {

@@ -4,11 +4,10 @@
 #include <cstdio>
 #include <new>
 
+#include "arguments.h"
 #include "microseconds.h"
 #include "ravo_daq/slicer.h"
 #include "ravo_evutl.h"
-#include "request_type.h"
-#include "slicer/arguments.h"
 #include "slicer/slicer_texts.h"
 #include "stopwatch.h"
 

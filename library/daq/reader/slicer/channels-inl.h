@@ -3,10 +3,9 @@
 #include <cstdio>
 #include <new>
 
+#include "arguments.h"
 #include "ravo_daq/slicer.h"
-#include "request_type.h"
 #include "scoped_lock.h"
-#include "slicer/arguments.h"
 #include "slicer/slicer_texts.h"
 #include "stopwatch.h"
 

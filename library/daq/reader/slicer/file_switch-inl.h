@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "arguments.h"
 #include "ravo_daq/slicer.h"
 #include "scoped_lock.h"
-#include "slicer/arguments.h"
 #include "slicer/slicer_texts.h"
 
 namespace ravo {

@@ -106,7 +106,8 @@ struct slicer_texts<generation_2009> {
 
   // create_channel
   static void creating_channel(const char* name, int subchan, const char* file) {
-    std::printf("ravo_daq_slicer::create_channel()CREATING CHANNEL: %s:%d WITH FILE %s\n", name, subchan, file);
+    std::printf("ravo_daq_slicer::create_channel()CREATING CHANNEL: %s:%d WITH FILE %s\n", name, subchan,
+                file);
   }
   static void creation_time(double) {}
 

@@ -1,5 +1,5 @@
 // Finding the files of a request by the names in the data directory: which are taken, and what is said.
-#include "api/start_candidate.h"
+#include "api/file_times.h"
 #include "files/raw_file_names.h"
 #include "requested_reader.h"
 

@@ -1,5 +1,5 @@
 // The window that a request for runs gets: from the catalogue, or from the names of its files.
-#include "api/run_window.h"
+#include "api/run_window-inl.h"
 #include "requested_reader.h"
 
 #include <limits>

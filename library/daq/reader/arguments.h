@@ -1,10 +1,16 @@
-// What the slicer's messages say of objects and texts, for several of its sources.
-#ifndef RAVO_DAQ_READER_SLICER_ARGUMENTS_H
-#define RAVO_DAQ_READER_SLICER_ARGUMENTS_H
+// What the layers check of their arguments, and what their messages say of objects and texts.
+#ifndef RAVO_DAQ_READER_ARGUMENTS_H
+#define RAVO_DAQ_READER_ARGUMENTS_H
 
 #include <cstdint>
 
+#include "ravo_daq_status.h"
+
 namespace ravo {
+
+inline bool is_request_type(int type) {
+  return type >= RAVO_DAQ_READ_CHAN_EVENT_FIRST && type <= RAVO_DAQ_READ_CHAN_EVENT_LAST;
+}
 
 /// A number that tells one object from another in messages.
 inline unsigned identity(const void* object) {

@@ -1,22 +1,23 @@
-// Notices that a walk over events no longer gets anywhere, so that a search among them ends. Needs no
-// memory of the way: it compares each event with the one before and with a landmark that moves on.
-#ifndef RAVO_DAQ_READER_STANDSTILL_H
-#define RAVO_DAQ_READER_STANDSTILL_H
+// Brent's cycle detection over the events of a walk: a search among them ends when they come round again.
+// It needs no memory of the way: each event is compared with the one before and with a landmark that moves
+// on.
+#ifndef RAVO_DAQ_READER_CYCLE_DETECTOR_H
+#define RAVO_DAQ_READER_CYCLE_DETECTOR_H
 
 #include "ravo_core_records.h"
 
 namespace ravo {
 
-class standstill {
+class cycle_detector {
  public:
-  /// Takes the next event of the walk; true when the walk stands still or goes round in a circle.
-  bool is_reached_with(const ravo_time_id& event) {
+  /// Takes the next event of the walk; true when it closes a cycle, of one event or of several.
+  bool is_closed_by(const ravo_time_id& event) {
     if (steps_ > 0 && is_same(event, before_)) return true;
     if (has_landmark_ && is_same(event, landmark_)) return true;
     before_ = event;
     ++steps_;
-    // After ever longer ways, so that any circle is once walked whole past a landmark. An all-zero event
-    // is none: it only tells that no channel had an answer.
+    // The distance between landmarks doubles, so that at last a whole cycle lies after one. An all-zero
+    // event is no landmark: it only says that no channel had an answer.
     if (steps_ >= next_landmark_ && !is_same(event, {})) {
       landmark_ = event;
       has_landmark_ = true;
