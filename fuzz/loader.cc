@@ -86,7 +86,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   file.write({reinterpret_cast<const char*>(data), size});
   ravo_file_generation generation{};
   static_cast<void>(ravo_get_file_generation(file.path().c_str(), &generation));
-  fuzz::load<raw_format_2010>(file.path());
-  fuzz::load<raw_format_2009>(file.path());
+  fuzz::load<generation_2010>(file.path());
+  fuzz::load<generation_2009>(file.path());
   return 0;
 }
