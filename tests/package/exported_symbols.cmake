@@ -1,5 +1,6 @@
-# Compares what LIBRARY exports with the names in LIST, or writes them there (UPDATE). What compilers make visible of
-# the C++ library itself differs from one to the other and is left out.
+# Compares what LIBRARY exports with the names in LIST, or writes them there (UPDATE). Left out is what differs from one
+# compiler, or degree of optimisation, to the other: what they make visible of the C++ library itself, and constants of
+# the generations that were not folded.
 cmake_minimum_required(VERSION 3.25)
 include(${CMAKE_CURRENT_LIST_DIR}/steps.cmake)
 
@@ -8,7 +9,8 @@ string(REGEX MATCHALL "[^\n]+" lines "${listing}")
 set(symbols "")
 foreach(line IN LISTS lines)
   string(REGEX REPLACE "[ @].*" "" symbol "${line}")
-  if(NOT symbol MATCHES "^_Z(T[VTIS]|GV)?Z?(N[rVK]*[RO]?)?(S[abdiost]|9__gnu_cxx)")
+  if(NOT symbol MATCHES "^_Z(T[VTIS]|GV)?Z?(N[rVK]*[RO]?)?(S[abdiost]|9__gnu_cxx)"
+     AND NOT symbol MATCHES "^_ZN4ravo15generation_[0-9]+default_")
     string(APPEND symbols "${symbol}\n")
   endif()
 endforeach()
