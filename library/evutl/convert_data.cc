@@ -2,14 +2,13 @@
 // words; they differ in the order in which the counts are read that say where the words are.
 #include <cstring>
 
-#include "format/payload_layout.h"
+#include "format/payload_view.h"
 #include "ravo_evutl.h"
 #include "ravo_store.h"
 
 namespace {
 
 using ravo::byte_view;
-using ravo::word_map;
 using ravo::word_order;
 
 // Copies from source to destination piece by piece; the two may be the same memory.
@@ -28,7 +27,8 @@ class piecewise_copy {
     if (from_ != to_ && count > 0) std::memcpy(to_, from_, count);
     advance(count);
   }
-  void rest() { bytes(left_); }
+  void rest_as_words() { words(left_ / 4); }
+  void rest_as_bytes() { bytes(left_); }
 
  private:
   void advance(std::size_t count) {
@@ -42,26 +42,41 @@ class piecewise_copy {
   std::size_t left_;
 };
 
+// Which parts are words, and which are text or pixels.
+void copy_parts(const ravo::payload_parts& parts, piecewise_copy copy) {
+  using namespace ravo;
+  std::visit(overloaded{[&](const spectrum_parts&) { copy.rest_as_words(); },
+                        [&](const roi_parts&) { copy.rest_as_words(); },
+                        [&](const records_part&) { copy.rest_as_words(); },
+                        [&](const image_parts& image) {
+                          copy.words(image.pixels / 4);
+                          copy.rest_as_bytes();
+                        },
+                        [&](const name_value_parts& list) {
+                          copy.words(list.comment / 4);
+                          copy.bytes(list.comment_size);
+                          copy.words(1);
+                          for (std::size_t record = 0; record < list.count; ++record) {
+                            copy.bytes(list.name_size);
+                            copy.words(1);
+                          }
+                        },
+                        [&](const update_parts& reading) {
+                          copy.bytes(reading.name_size);
+                          copy.rest_as_words();
+                        },
+                        [&](const text_part&) { copy.rest_as_bytes(); }},
+             parts);
+}
+
 int copy_reversing_words(const void* source, void* destination, int dtype, int length, word_order order) {
   if (!source || !destination || length < 0) return RAVO_DATA_INVALID_ARGUMENT;
   const ravo::data_type* type = ravo::find_data_type(dtype);
   if (!type) return RAVO_DATA_UNKNOWN_TYPE;
   const std::size_t size = static_cast<std::size_t>(length);
-  word_map map;
-  if (const auto status = ravo::check_payload(*type, byte_view(source, size, order), map);
-      status != RAVO_DATA_OK)
-    return status;
-
-  piecewise_copy copy(source, destination, size);
-  copy.words(map.leading_words);
-  copy.bytes(map.text_bytes);
-  copy.words(map.middle_words);
-  for (std::size_t i = 0; i < map.records; ++i) {
-    copy.bytes(map.record_text_bytes);
-    copy.words(map.record_words);
-  }
-  copy.rest();
-  return RAVO_DATA_OK;
+  const ravo::parsed_payload payload = ravo::parse_payload(*type, byte_view(source, size, order));
+  if (payload.is_good()) copy_parts(payload.parts, piecewise_copy(source, destination, size));
+  return payload.status;
 }
 
 }  // namespace

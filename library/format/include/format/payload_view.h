@@ -1,0 +1,187 @@
+// Where the parts of a block's data are: the one place that knows how the payloads of ravo_payload.h lie in
+// bytes, in either byte order. It judges whether data can be what their type says; conversion, cutting,
+// printing, columns and the tool visit what it finds. It reads counts and no values.
+#ifndef RAVO_FORMAT_PAYLOAD_VIEW_H
+#define RAVO_FORMAT_PAYLOAD_VIEW_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <variant>
+
+#include "format/byte_view.h"
+#include "ravo_data_types.h"
+#include "ravo_evutl_status.h"
+#include "ravo_payload.h"
+
+namespace ravo {
+
+// Every position below is an offset into the payload, and all that lies there lies inside it.
+
+struct payload_axis {
+  float start = 0;             ///< value at the first sample of each group
+  float increment = 1;         ///< distance of neighbouring samples
+  float groups_increment = 0;  ///< distance of neighbouring groups
+};
+
+/// One member of a spectrum, or one profile of a region of interest.
+struct member_parts {
+  std::uint32_t samples = 0;  ///< of a group
+  std::uint32_t groups = 1;
+  std::size_t values = 0;      ///< the first one: group after group
+  std::size_t mean = 0;        ///< 0: it has none
+  std::size_t statistics = 0;  ///< 0: it has none
+  payload_axis axis = {};
+
+  std::size_t count() const { return std::size_t{samples} * groups; }
+  std::size_t size() const { return count() * sizeof(float); }
+};
+
+/// A spectrum of either generation: a head, the means, the statistics, the values.
+struct spectrum_parts {
+  type_generation generation = type_generation::current;  ///< of its layout
+  std::size_t head_size = 0;
+  std::uint32_t members = 0;
+  std::uint32_t samples = 0;
+  std::uint32_t groups = 1;
+  std::size_t means = 0;       ///< one a member; 0: there are none
+  std::size_t statistics = 0;  ///< one a member; 0: there are none
+  std::size_t values = 0;      ///< member after member
+  payload_axis axis = {};
+
+  std::size_t values_of_member() const { return std::size_t{samples} * groups; }
+  /// A member; `index` is less than `members`.
+  member_parts member(std::size_t index) const;
+};
+
+/// A region of interest: two profiles, along x and along y.
+struct roi_parts {
+  static constexpr std::uint32_t members = 2;
+  std::uint32_t width = 0;   ///< values of member 0
+  std::uint32_t height = 0;  ///< values of member 1
+  float x_start = 0;         ///< axis value of the first of each
+  float y_start = 0;
+  std::size_t values = 0;
+
+  /// A profile; `index` is less than `members`.
+  member_parts member(std::size_t index) const;
+};
+
+/// A camera frame, plain or extended.
+struct image_parts {
+  static constexpr std::int32_t most_bytes_of_number = 4;
+
+  bool is_extended = false;
+  bool is_compressed = false;
+  std::int32_t width = 0;   ///< of what was sent; an extended frame may say a negative one
+  std::int32_t height = 0;  ///< the same
+  std::int32_t stated_bytes_per_pixel = 0;
+  std::uint32_t frame = 0;
+  std::uint32_t event = 0;
+  std::size_t pixels = 0;
+  std::int32_t length = 0;  ///< bytes of pixels; there may be other bytes after them
+
+  std::int32_t bytes_per_pixel() const { return stated_bytes_per_pixel < 1 ? 1 : stated_bytes_per_pixel; }
+  /// Whether there is a place for every pixel, and for nothing else.
+  bool has_every_pixel() const;
+  /// Whether its pixels are numbers; else they are what the camera sent.
+  bool is_picture() const {
+    return !is_compressed && bytes_per_pixel() <= most_bytes_of_number && has_every_pixel();
+  }
+};
+
+/// A comment, and records of a name and a number.
+struct name_value_parts {
+  static constexpr std::size_t comment = offsetof(ravo_name_value_block, comment);
+  static constexpr std::size_t comment_size = sizeof(ravo_name_value_block::comment);
+  static constexpr std::size_t name_size = sizeof(ravo_name_value_channel::name);
+
+  std::int32_t id = 0;
+  std::uint32_t count = 0;
+  std::size_t records = 0;
+
+  std::size_t name(std::size_t record) const { return records + record * sizeof(ravo_name_value_channel); }
+  std::size_t value(std::size_t record) const { return name(record) + name_size; }
+};
+
+/// A slow value: a property's name, status, time and value; or, instead of a name, the channel's index.
+struct update_parts {
+  std::size_t name_size = 0;  ///< bytes of the name, which comes first; 0: an index comes first
+  std::size_t status = 0;
+  std::size_t time = 0;  ///< a time_stamp: two words
+  std::size_t value = 0;
+  std::size_t size = 0;  ///< of all
+};
+
+/// One text.
+struct text_part {
+  std::size_t length = 0;  ///< up to its zero
+};
+
+/// Records of words that nothing looks into.
+struct records_part {
+  std::size_t record_size = 0;
+  std::size_t count = 0;
+};
+
+using payload_parts = std::variant<spectrum_parts, roi_parts, image_parts, name_value_parts, update_parts,
+                                   text_part, records_part>;
+
+/// What a payload turns out to be.
+struct parsed_payload {
+  ravo_data_status status = RAVO_DATA_OK;  ///< else why the data cannot be what their type says
+  payload_parts parts = {};                ///< without meaning unless the status is RAVO_DATA_OK
+
+  bool is_good() const { return status == RAVO_DATA_OK; }
+  /// The parts if they are of one kind, or null.
+  template <class Parts>
+  const Parts* get() const {
+    return is_good() ? std::get_if<Parts>(&parts) : nullptr;
+  }
+};
+
+/// Whether texts must have their terminating zero. Those who cut a text at the end of its field anyway take
+/// `any`, which spares a look at each name.
+enum class text_rule { terminated, any };
+
+/// Finds the parts of a payload of a type.
+parsed_payload parse_payload(const data_type& type, const byte_view& data,
+                             text_rule texts = text_rule::terminated);
+
+/// What the head of a frame says, though its pixels may not be there; nothing when that is not all there,
+/// or the type is not a camera's.
+std::optional<image_parts> parse_image_head(const data_type& type, const byte_view& data);
+
+template <class Update>
+inline constexpr update_parts update_layout{.name_size = sizeof(Update::upd_prop),
+                                            .status = offsetof(Update, upd_ch_status),
+                                            .time = offsetof(Update, upd_ch_time),
+                                            .value = offsetof(Update, upd_ch_data),
+                                            .size = sizeof(Update)};
+
+inline constexpr update_parts environment_layout{
+    .status = offsetof(ravo_env_data_block_2010, env_ch_status),
+    .time = offsetof(ravo_env_data_block_2010, env_ch_time),
+    .value = offsetof(ravo_env_data_block_2010, env_ch_data),
+    .size = sizeof(ravo_env_data_block_2010)};
+
+/// Where the parts of a slow value are, which has one layout a shape; nothing for other shapes.
+constexpr std::optional<update_parts> find_reading(payload_shape shape) {
+  if (shape == payload_shape::update) return update_layout<ravo_upd_data_block_2010>;
+  if (shape == payload_shape::update_older) return update_layout<ravo_upd_data_block>;
+  if (shape == payload_shape::environment) return environment_layout;
+  return std::nullopt;
+}
+
+/// Whether a type is that of slow values.
+constexpr bool is_reading(payload_shape shape) { return find_reading(shape).has_value(); }
+
+/// A visitor of payload_parts out of a function a kind.
+template <class... Functions>
+struct overloaded : Functions... {
+  using Functions::operator()...;
+};
+
+}  // namespace ravo
+
+#endif
