@@ -1,28 +1,29 @@
 // Finds members, parameters and values inside decoded blocks of both generations. Whether the data are
-// what their type says is decided by check_payload alone; nothing here follows a count before that.
+// what their type says is decided by parse_payload alone; nothing here follows a count before that.
 #include "ravo_block_access.h"
 
 #include <cstdio>
 #include <cstring>
 #include <optional>
 
-#include "format/payload_layout.h"
+#include "format/payload_view.h"
 #include "ravo_evutl.h"
 
 namespace {
 
-using ravo::byte_view;
-using ravo::payload_shape;
+using namespace ravo;
 
-// The data of a block that have passed the check of their type.
+// The data of a block that are what their type says.
 struct sound_data {
-  const ravo::data_type& type;
+  const data_type& type;
   byte_view view;
+  payload_parts parts;
 
+  // The record that the data begin with.
   template <class record>
-  record read(std::size_t offset) const {
+  record head() const {
     record copy;
-    std::memcpy(&copy, view.data() + offset, sizeof copy);
+    std::memcpy(&copy, view.data(), sizeof copy);
     return copy;
   }
 };
@@ -32,92 +33,29 @@ std::optional<byte_view> data_of(const subhead* block) {
   if (!block || block->error & RAVO_CHAN_ZIP_FLAG) return std::nullopt;
   if (block->ldata < static_cast<std::int32_t>(sizeof(subhead))) return std::nullopt;
   return byte_view(reinterpret_cast<const unsigned char*>(block) + sizeof(subhead),
-                   static_cast<std::size_t>(block->ldata) - sizeof(subhead), ravo::word_order::host);
+                   static_cast<std::size_t>(block->ldata) - sizeof(subhead), word_order::host);
 }
 
 template <class subhead>
 std::optional<sound_data> check(const subhead* block) {
   const std::optional<byte_view> view = data_of(block);
-  if (!view) return std::nullopt;
-  const ravo::data_type* type = ravo::find_data_type(block->dtype);
-  ravo::word_map words;
-  if (!type || ravo::check_payload(*type, *view, words) != RAVO_DATA_OK) return std::nullopt;
-  return sound_data{*type, *view};
+  const data_type* type = view ? find_data_type(block->dtype) : nullptr;
+  if (!type) return std::nullopt;
+  const parsed_payload payload = parse_payload(*type, *view);
+  if (!payload.is_good()) return std::nullopt;
+  return sound_data{*type, *view, payload.parts};
 }
 
-// One member of a spectrum or of a region of interest, by offsets into the block's data; 0: not there.
-struct spectrum_member {
-  std::size_t values = 0;
-  std::size_t mean = 0;
-  std::size_t statistics = 0;
-  std::int32_t samples = 0;
-  std::int32_t groups = 1;
-  float start = 0;
-  float inc = 0;
-  float groups_inc = 0;
-};
-
-std::optional<spectrum_member> member_of_spectrum(const sound_data& data, int member) {
-  const auto head = data.read<ravo_spect_head_2010>(0);
-  if (member < 0 || member >= head.members) return std::nullopt;
-  const std::size_t members = static_cast<std::size_t>(head.members);
-  const std::size_t index = static_cast<std::size_t>(member);
-  spectrum_member found{.samples = head.samples,
-                        .groups = head.groups,
-                        .start = head.start,
-                        .inc = head.inc,
-                        .groups_inc = head.groups_inc};
-  std::size_t at = sizeof head;
-  if (head.flags & RAVO_SPECT_HAS_MEANS) {
-    found.mean = at + index * sizeof(float);
-    at += members * sizeof(float);
-  }
-  if (head.flags & RAVO_SPECT_HAS_STATISTICS) {
-    found.statistics = at + index * sizeof(ravo_spect_statistics_2010);
-    at += members * sizeof(ravo_spect_statistics_2010);
-  }
-  const std::size_t each = static_cast<std::size_t>(head.samples) * static_cast<std::size_t>(head.groups);
-  found.values = at + index * each * sizeof(float);
-  return found;
-}
-
-std::optional<spectrum_member> member_of_older_spectrum(const sound_data& data, int member) {
-  const auto head = data.read<ravo_spect_head>(0);
-  if (member < 0 || member >= head.members) return std::nullopt;
-  const std::size_t index = static_cast<std::size_t>(member);
-  const std::size_t means = static_cast<std::size_t>(head.members) * sizeof(float);
-  return spectrum_member{
-      .values = sizeof head + means + index * static_cast<std::size_t>(head.samples) * sizeof(float),
-      .mean = sizeof head + index * sizeof(float),
-      .samples = head.samples,
-      .start = head.start,
-      .inc = head.inc};
-}
-
-std::optional<spectrum_member> member_of_roi(const sound_data& data, int member) {
-  const auto head = data.read<ravo_roi_head>(0);
-  if (member == 0)
-    return spectrum_member{
-        .values = sizeof head, .samples = head.width, .start = static_cast<float>(head.x_start), .inc = 1};
-  if (member == 1)
-    return spectrum_member{.values = sizeof head + static_cast<std::size_t>(head.width) * sizeof(float),
-                           .samples = head.height,
-                           .start = static_cast<float>(head.y_start),
-                           .inc = 1};
-  return std::nullopt;
-}
-
-std::optional<spectrum_member> find_member(const sound_data& data, int member) {
-  switch (data.type.shape) {
-    case payload_shape::spectrum:
-      return member_of_spectrum(data, member);
-    case payload_shape::spectrum_older:
-      return member_of_older_spectrum(data, member);
-    case payload_shape::roi:
-      return member_of_roi(data, member);
-    default:
-      return std::nullopt;
-  }
+// One member of a spectrum or of a region of interest.
+std::optional<member_parts> find_member(const sound_data& data, int member) {
+  return std::visit(
+      [member](const auto& parts) -> std::optional<member_parts> {
+        if constexpr (requires { parts.member(0); })
+          if (member >= 0 && static_cast<std::uint32_t>(member) < parts.members)
+            return parts.member(static_cast<std::size_t>(member));
+        return std::nullopt;
+      },
+      data.parts);
 }
 
 template <class value>
@@ -134,8 +72,8 @@ template <class subhead>
 void* pointer_to_data(subhead* block, int member) {
   const std::optional<sound_data> data = check(block);
   if (!data) return nullptr;
-  if (data->type.shape == payload_shape::text) return member == 0 ? block + 1 : nullptr;
-  const std::optional<spectrum_member> found = find_member(*data, member);
+  if (std::holds_alternative<text_part>(data->parts)) return member == 0 ? block + 1 : nullptr;
+  const std::optional<member_parts> found = find_member(*data, member);
   return found ? inside<void*>(block, found->values) : nullptr;
 }
 
@@ -144,12 +82,12 @@ int number_of_members(int dtype, const subhead* block) {
   if ((dtype & 0xffff) != RAVO_BLOCK_GENERIC_SPECT) return get_channel_number(dtype, 0);
   const std::optional<sound_data> data = check(block);
   if (!data || data->type.code != RAVO_BLOCK_GENERIC_SPECT) return get_channel_number(dtype, 0);
-  return data->read<ravo_spect_head_2010>(0).members;
+  return static_cast<int>(std::get<spectrum_parts>(data->parts).members);
 }
 
 // A member of the block and where it is; nothing when the block has none.
 template <class subhead>
-std::optional<spectrum_member> checked_member(const subhead* block, int member) {
+std::optional<member_parts> checked_member(const subhead* block, int member) {
   const std::optional<sound_data> data = check(block);
   return data ? find_member(*data, member) : std::nullopt;
 }
@@ -166,34 +104,34 @@ void* get_pointer_to_data_2010(ravo_serv_block_subhead_2010* block, int member) 
 
 bool get_spect_params_for_data_type_2009(ravo_serv_block_subhead* block, float* start, float* inc,
                                          float** mean, int* ndata, int member) {
-  const std::optional<spectrum_member> found = checked_member(block, member);
+  const std::optional<member_parts> found = checked_member(block, member);
   if (!found) return true;
-  deliver(start, found->start);
-  deliver(inc, found->inc);
+  deliver(start, found->axis.start);
+  deliver(inc, found->axis.increment);
   deliver(mean, found->mean ? inside<float>(block, found->mean) : nullptr);
-  // The product fits: the block has room for that many values. Without samples, groups can be any number.
-  deliver(ndata, found->samples > 0 ? found->samples * found->groups : 0);
+  // It fits: the block has room for that many values.
+  deliver(ndata, static_cast<int>(found->count()));
   return false;
 }
 
 bool get_spect_params_for_data_type_2010(ravo_serv_block_subhead_2010* block, float* start, float* inc,
                                          float** mean, int* ndata, int* groups, float* groups_inc,
                                          ravo_spect_statistics_2010** stats, int member) {
-  const std::optional<spectrum_member> found = checked_member(block, member);
+  const std::optional<member_parts> found = checked_member(block, member);
   if (!found) return true;
-  deliver(start, found->start);
-  deliver(inc, found->inc);
+  deliver(start, found->axis.start);
+  deliver(inc, found->axis.increment);
   deliver(mean, found->mean ? inside<float>(block, found->mean) : nullptr);
-  deliver(ndata, found->samples);
-  deliver(groups, found->groups);
-  deliver(groups_inc, found->groups_inc);
+  deliver(ndata, static_cast<int>(found->samples));
+  deliver(groups, static_cast<int>(found->groups));
+  deliver(groups_inc, found->axis.groups_increment);
   deliver(stats,
           found->statistics ? inside<ravo_spect_statistics_2010>(block, found->statistics) : nullptr);
   return false;
 }
 
 int get_spect_code_description_2010(const ravo_serv_block_subhead_2010* block) {
-  const ravo::data_type* type = block ? ravo::find_data_type(block->dtype) : nullptr;
+  const data_type* type = block ? find_data_type(block->dtype) : nullptr;
   if (!type || type->axis.empty()) return 1;
   std::printf("%d %s  axis: %s  members:", static_cast<int>(type->code), type->name.data(),
               type->axis.data());
@@ -203,7 +141,7 @@ int get_spect_code_description_2010(const ravo_serv_block_subhead_2010* block) {
 }
 
 const char* get_chan_name(int dtype, int member) {
-  const ravo::data_type* type = ravo::find_data_type(dtype);
+  const data_type* type = find_data_type(dtype);
   if (!type || member < 0 || member >= type->members) return nullptr;
   return type->member_names[static_cast<std::size_t>(member)].data();
 }
@@ -236,18 +174,17 @@ int get_image_params(const ravo_serv_block_subhead* block, int* nx, int* ny, int
                      unsigned* event_number) {
   const std::optional<sound_data> data = check(block);
   if (!data || data->type.shape != payload_shape::image) return 1;
-  const auto head = data->read<ravo_image_frame_head>(0);
-  const int bytes = static_cast<int>(head.bpp & 0xf);
-  deliver(nx, static_cast<int>(head.w & 0xffff));
-  deliver(ny, static_cast<int>(head.h & 0xffff));
-  deliver(bpp, bytes ? bytes : 1);
-  deliver(event_number, head.event_nm);
+  const auto& image = std::get<image_parts>(data->parts);
+  deliver(nx, image.width);
+  deliver(ny, image.height);
+  deliver(bpp, image.bytes_per_pixel());
+  deliver(event_number, image.event);
   return 0;
 }
 
 int get_image_ext_params(const ravo_serv_block_subhead* block, ravo_image_ext_frame_head* head) {
   const std::optional<sound_data> data = check(block);
   if (!data || data->type.shape != payload_shape::image_ext) return 1;
-  if (head) *head = data->read<ravo_image_ext_frame_head>(0);
+  if (head) *head = data->head<ravo_image_ext_frame_head>();
   return 0;
 }
