@@ -6,22 +6,22 @@
 #include <utility>
 
 #include "format/malloc_owner.h"
-#include "format/payload_layout.h"
+#include "format/payload_view.h"
 #include "ravo_evutl.h"
-#include "ravo_payload.h"
+#include "ravo_raw_generations.h"
 
 namespace {
 
-using ravo::byte_view;
+using namespace ravo;
 
 template <class subhead>
-using owned_block = ravo::malloc_owner<subhead>;
+using owned_block = malloc_owner<subhead>;
 
-// The block to cut: its subheader and a view of its data, which check_payload has accepted.
+// The block to cut: its subheader and a view of its data, which parse_payload has accepted.
 template <class subhead>
 struct source_block {
   const subhead& head;
-  const ravo::data_type& type;
+  const data_type& type;
   byte_view data;
 };
 
@@ -31,7 +31,7 @@ class block_builder {
  public:
   block_builder(const source_block<subhead>& source, RAVO_SUBBLOCK_TYPE type, int subchannel,
                 std::size_t data_size)
-      : block_(ravo::allocate<subhead>(sizeof(subhead) + data_size)) {
+      : block_(allocate<subhead>(sizeof(subhead) + data_size)) {
     if (!block_) return;
     *block_ = source.head;
     block_->dtype = type;
@@ -81,52 +81,32 @@ owned_block<subhead> copy_whole(const source_block<subhead>& source, int subchan
   return builder.finish();
 }
 
-template <class subhead>
-owned_block<subhead> cut_spectrum(const source_block<subhead>& source, int subchannel) {
-  ravo_spect_head_2010 head;
-  std::memcpy(&head, source.data.data(), sizeof head);
-  if (subchannel >= head.members) return {};
-  const std::size_t members = static_cast<std::size_t>(head.members);
-  const std::size_t member = static_cast<std::size_t>(subchannel);
-  const std::size_t mean = head.flags & RAVO_SPECT_HAS_MEANS ? sizeof(float) : 0;
-  const std::size_t statistics =
-      head.flags & RAVO_SPECT_HAS_STATISTICS ? sizeof(ravo_spect_statistics_2010) : 0;
-  const std::size_t values =
-      static_cast<std::size_t>(head.samples) * static_cast<std::size_t>(head.groups) * sizeof(float);
-  const unsigned char* means = source.data.data() + sizeof head;
-  const unsigned char* all_statistics = means + members * mean;
-  const unsigned char* all_values = all_statistics + members * statistics;
-
-  // A type with one member stays what it is; of a type with more, one member is a plain channel.
-  const bool keeps_type = source.type.code == RAVO_BLOCK_GENERIC_SPECT || source.type.members == 1;
-  head.members = 1;
-  block_builder<subhead> builder(source, keeps_type ? source.type.code : RAVO_BLOCK_1CHAN_2010, subchannel,
-                                 sizeof head + mean + statistics + values);
-  if (!builder.good()) return {};
-  builder.append(&head, sizeof head);
-  builder.append(means + member * mean, mean);
-  builder.append(all_statistics + member * statistics, statistics);
-  builder.append(all_values + member * values, values);
-  return builder.finish();
+// A type with one member stays what it is; of a type with more, one member is a plain channel.
+RAVO_SUBBLOCK_TYPE type_of_member(const data_type& whole, type_generation generation) {
+  if (whole.members == 1) return whole.code;
+  return generation == type_generation::current ? raw_format_2010::single_channel
+                                                : raw_format_2009::single_channel;
 }
+static_assert(find_data_type(RAVO_BLOCK_GENERIC_SPECT)->members == 1);
 
 template <class subhead>
-owned_block<subhead> cut_spectrum_older(const source_block<subhead>& source, int subchannel) {
-  ravo_spect_head head;
-  std::memcpy(&head, source.data.data(), sizeof head);
-  if (subchannel >= head.members) return {};
-  const std::size_t member = static_cast<std::size_t>(subchannel);
-  const std::size_t values = static_cast<std::size_t>(head.samples) * sizeof(float);
-  const unsigned char* means = source.data.data() + sizeof head;
-  const unsigned char* all_values = means + static_cast<std::size_t>(head.members) * sizeof(float);
-
-  head.members = 1;
-  block_builder<subhead> builder(source, source.type.members == 1 ? source.type.code : RAVO_BLOCK_SINGLE,
-                                 subchannel, sizeof head + sizeof(float) + values);
+owned_block<subhead> cut_spectrum(const source_block<subhead>& source, const spectrum_parts& whole,
+                                  int subchannel) {
+  if (static_cast<std::uint32_t>(subchannel) >= whole.members) return {};
+  const member_parts member = whole.member(static_cast<std::size_t>(subchannel));
+  const std::size_t mean = member.mean != 0 ? sizeof(float) : 0;
+  const std::size_t statistics = member.statistics != 0 ? sizeof(ravo_spect_statistics_2010) : 0;
+  block_builder<subhead> builder(source, type_of_member(source.type, whole.generation), subchannel,
+                                 whole.head_size + mean + statistics + member.size());
   if (!builder.good()) return {};
-  builder.append(&head, sizeof head);
-  builder.append(means + member * sizeof(float), sizeof(float));
-  builder.append(all_values + member * values, values);
+  // The head stays what it is but for its first word, which says how many members there are.
+  static_assert(offsetof(ravo_spect_head, members) == 0 && offsetof(ravo_spect_head_2010, members) == 0);
+  constexpr std::int32_t one_member = 1;
+  builder.append(&one_member, sizeof one_member);
+  builder.append(source.data.data() + sizeof one_member, whole.head_size - sizeof one_member);
+  builder.append(source.data.data() + member.mean, mean);
+  builder.append(source.data.data() + member.statistics, statistics);
+  builder.append(source.data.data() + member.values, member.size());
   return builder.finish();
 }
 
@@ -138,12 +118,12 @@ struct profile_head;
 template <>
 struct profile_head<ravo_serv_block_subhead_2010> {
   ravo_spect_head_2010 head{};
-  profile_head(std::int32_t first_pixel, std::int32_t samples, const unsigned char*) {
+  profile_head(const member_parts& profile, const byte_view&) {
     head.members = 1;
-    head.samples = samples;
+    head.samples = static_cast<std::int32_t>(profile.samples);
     head.groups = 1;
-    head.start = static_cast<float>(first_pixel);
-    head.inc = 1;
+    head.start = profile.axis.start;
+    head.inc = profile.axis.increment;
   }
 };
 
@@ -151,81 +131,70 @@ template <>
 struct profile_head<ravo_serv_block_subhead> {
   ravo_spect_head head{};
   float mean = 0;  // older spectra always have one
-  profile_head(std::int32_t first_pixel, std::int32_t samples, const unsigned char* values) {
+  profile_head(const member_parts& profile, const byte_view& data) {
     head.members = 1;
-    head.samples = samples;
-    head.start = static_cast<float>(first_pixel);
-    head.inc = 1;
+    head.samples = static_cast<std::int32_t>(profile.samples);
+    head.start = profile.axis.start;
+    head.inc = profile.axis.increment;
     double sum = 0;
-    for (std::int32_t i = 0; i < samples; ++i) {
-      float value;
-      std::memcpy(&value, values + static_cast<std::size_t>(i) * sizeof value, sizeof value);
-      sum += static_cast<double>(value);
-    }
-    if (samples > 0) mean = static_cast<float>(sum / samples);
+    for (std::size_t i = 0; i < profile.samples; ++i)
+      sum += static_cast<double>(*data.at<float>(profile.values + i * sizeof(float)));
+    if (profile.samples > 0) mean = static_cast<float>(sum / profile.samples);
   }
 };
 
 constexpr RAVO_SUBBLOCK_TYPE profile_type(const ravo_serv_block_subhead_2010&) {
-  return RAVO_BLOCK_1CHAN_2010;
+  return raw_format_2010::single_channel;
 }
-constexpr RAVO_SUBBLOCK_TYPE profile_type(const ravo_serv_block_subhead&) { return RAVO_BLOCK_SINGLE; }
+constexpr RAVO_SUBBLOCK_TYPE profile_type(const ravo_serv_block_subhead&) {
+  return raw_format_2009::single_channel;
+}
 
 template <class subhead>
-owned_block<subhead> cut_roi(const source_block<subhead>& source, int subchannel) {
-  if (subchannel >= source.type.members) return {};
-  ravo_roi_head roi;
-  std::memcpy(&roi, source.data.data(), sizeof roi);
-  const bool along_x = subchannel == 0;
-  const std::size_t before = along_x ? 0 : static_cast<std::size_t>(roi.width);
-  const std::int32_t samples = along_x ? roi.width : roi.height;
-  const unsigned char* profile = source.data.data() + sizeof roi + before * sizeof(float);
-  const profile_head<subhead> head(along_x ? roi.x_start : roi.y_start, samples, profile);
-  const std::size_t values = static_cast<std::size_t>(samples) * sizeof(float);
-
-  block_builder<subhead> builder(source, profile_type(source.head), subchannel, sizeof head + values);
+owned_block<subhead> cut_roi(const source_block<subhead>& source, const roi_parts& whole, int subchannel) {
+  if (static_cast<std::uint32_t>(subchannel) >= whole.members) return {};
+  const member_parts profile = whole.member(static_cast<std::size_t>(subchannel));
+  const profile_head<subhead> head(profile, source.data);
+  block_builder<subhead> builder(source, profile_type(source.head), subchannel,
+                                 sizeof head + profile.size());
   if (!builder.good()) return {};
   builder.append(&head, sizeof head);
-  builder.append(profile, values);
+  builder.append(source.data.data() + profile.values, profile.size());
   return builder.finish();
 }
 
 template <class subhead>
-owned_block<subhead> cut_name_value(const source_block<subhead>& source, int subchannel) {
+owned_block<subhead> cut_name_value(const source_block<subhead>& source, const name_value_parts& whole,
+                                    int subchannel) {
+  if (static_cast<std::uint32_t>(subchannel) >= whole.count) return {};
   ravo_name_value_block head;
   std::memcpy(&head, source.data.data(), sizeof head);
-  if (subchannel >= head.ndata) return {};
-  const std::size_t offset =
-      sizeof head + static_cast<std::size_t>(subchannel) * sizeof(ravo_name_value_channel);
   head.ndata = 1;
   block_builder<subhead> builder(source, source.type.code, subchannel,
                                  sizeof head + sizeof(ravo_name_value_channel));
   if (!builder.good()) return {};
   builder.append(&head, sizeof head);
-  builder.append(source.data.data() + offset, sizeof(ravo_name_value_channel));
+  builder.append(source.data.data() + whole.name(static_cast<std::size_t>(subchannel)),
+                 sizeof(ravo_name_value_channel));
   return builder.finish();
 }
 
-bool is_cut(ravo::payload_shape shape) {
-  using enum ravo::payload_shape;
-  return shape != update && shape != update_older && shape != environment && shape != env_dictionary;
-}
+// Whether there is something to cut: slow values and dictionaries have no subchannels.
+bool is_cut(payload_shape shape) { return !is_reading(shape) && shape != payload_shape::env_dictionary; }
 
 template <class subhead>
-owned_block<subhead> cut(const source_block<subhead>& source, int subchannel) {
-  using enum ravo::payload_shape;
-  switch (source.type.shape) {
-    case spectrum:
-      return cut_spectrum(source, subchannel);
-    case spectrum_older:
-      return cut_spectrum_older(source, subchannel);
-    case roi:
-      return cut_roi(source, subchannel);
-    case name_value:
-      return cut_name_value(source, subchannel);
-    default:
-      return subchannel < source.type.members ? copy_whole(source, subchannel) : owned_block<subhead>();
-  }
+owned_block<subhead> cut(const source_block<subhead>& source, const payload_parts& parts, int subchannel) {
+  const auto whole = [&] {
+    return subchannel < source.type.members ? copy_whole(source, subchannel) : owned_block<subhead>();
+  };
+  return std::visit(
+      overloaded{[&](const spectrum_parts& spectrum) { return cut_spectrum(source, spectrum, subchannel); },
+                 [&](const roi_parts& roi) { return cut_roi(source, roi, subchannel); },
+                 [&](const name_value_parts& list) { return cut_name_value(source, list, subchannel); },
+                 [&](const image_parts&) { return whole(); }, [&](const text_part&) { return whole(); },
+                 [&](const update_parts&) { return owned_block<subhead>(); },
+                 [&](const records_part&) { return owned_block<subhead>(); }},
+      parts);
 }
 
 template <class subhead>
@@ -236,18 +205,18 @@ bool cut_one_channel(const subhead* block, int subchannel, subhead** result) {
   if (!block || subchannel < 0) return failed;
   subhead head;
   std::memcpy(&head, block, sizeof head);
-  const ravo::data_type* type = ravo::find_data_type(head.dtype);
-  if (!type || type->shape == ravo::payload_shape::none) return failed;
+  const data_type* type = find_data_type(head.dtype);
+  if (!type || type->shape == payload_shape::none) return failed;
   if (!is_cut(type->shape)) return !failed;
   if (head.error & RAVO_CHAN_ZIP_FLAG || head.ldata < static_cast<std::int32_t>(sizeof head) ||
       !std::memchr(head.chname, 0, sizeof head.chname))
     return failed;
 
   const byte_view data(reinterpret_cast<const unsigned char*>(block) + sizeof head,
-                       static_cast<std::size_t>(head.ldata) - sizeof head, ravo::word_order::host);
-  ravo::word_map words;
-  if (ravo::check_payload(*type, data, words) != RAVO_DATA_OK) return failed;
-  *result = cut(source_block<subhead>{head, *type, data}, subchannel).release();
+                       static_cast<std::size_t>(head.ldata) - sizeof head, word_order::host);
+  const parsed_payload payload = parse_payload(*type, data);
+  if (!payload.is_good()) return failed;
+  *result = cut(source_block<subhead>{head, *type, data}, payload.parts, subchannel).release();
   return *result == nullptr;
 }
 
