@@ -6,6 +6,7 @@
 
 #include "expect.h"
 #include "format/malloc_owner.h"
+#include "format/payload_view.h"
 #include "input.h"
 #include "quiet.h"
 #include "ravo_block_access.h"
@@ -105,6 +106,45 @@ void use_block(int dtype, const std::string& name, const exact_copy& data) {
          "looking into a block leaves it as it is");
 }
 
+/// Reads what a part of a payload says of itself.
+void touch_parts(const payload_parts& parts, const exact_copy& data) {
+  std::visit(
+      [&](const auto& found) {
+        if constexpr (requires { found.member(0); }) {
+          for (std::size_t i = 0; i < std::min<std::size_t>(found.members, most_members); ++i) {
+            const member_parts member = found.member(i);
+            touch(data.data() + member.values, member.size());
+            if (member.mean != 0) touch(data.data() + member.mean, sizeof(float));
+            if (member.statistics != 0)
+              touch(data.data() + member.statistics, sizeof(ravo_spect_statistics_2010));
+          }
+        } else if constexpr (requires { found.pixels; }) {
+          touch(data.data() + found.pixels, static_cast<std::size_t>(found.length));
+        } else if constexpr (requires { found.records; }) {
+          for (std::size_t i = 0; i < found.count; ++i)
+            touch(data.data() + found.name(i), sizeof(ravo_name_value_channel));
+        } else if constexpr (requires { found.status; }) {
+          touch(data.data(), found.name_size);
+          touch(data.data() + found.status, sizeof(std::int32_t));
+          touch(data.data() + found.time, sizeof(time_stamp));
+          touch(data.data() + found.value, sizeof(float));
+        }
+      },
+      parts);
+}
+
+/// What was converted is parsed in both orders, and is the same.
+void parse_both_orders(int dtype, const exact_copy& stored, const exact_copy& converted) {
+  const data_type& type = *find_data_type(dtype);
+  const parsed_payload in_file = parse_payload(type, {stored.data(), stored.size(), word_order::file});
+  const parsed_payload in_host =
+      parse_payload(type, {converted.data(), converted.size(), word_order::host});
+  expect(in_file.is_good() && in_host.is_good(), "what can be converted can be parsed in both orders");
+  expect(in_file.parts.index() == in_host.parts.index(), "both orders have parts of one kind");
+  touch_parts(in_file.parts, stored);
+  touch_parts(in_host.parts, converted);
+}
+
 }  // namespace
 }  // namespace ravo::fuzz
 
@@ -128,6 +168,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto bytes = static_cast<std::size_t>(length);
     fuzz::expect(std::memcmp(apart.data(), in_place.data(), bytes) == 0,
                  "a conversion in place gives the same");
+    fuzz::parse_both_orders(dtype, stored, apart);
     fuzz::expect(ravo_store_data(in_place.data(), in_place.data(), dtype, length) == 0 &&
                      std::memcmp(stored.data(), in_place.data(), bytes) == 0,
                  "what was converted can be stored as it was");
