@@ -18,9 +18,9 @@
 #include "file_layout.h"
 #include "file_name.h"
 #include "folder.h"
+#include "format/payload_view.h"
 #include "format/time.h"
 #include "outcome.h"
-#include "ravo_data_types.h"
 #include "record_set.h"
 
 using namespace ravo::writer;
@@ -34,11 +34,6 @@ std::size_t longest_data(const record_set& records) {
 
 outcome invalid(std::string text) { return refusal(RAVO_DAQ_WRITER_INV_PARAM, std::move(text)); }
 outcome not_allowed(std::string text) { return refusal(RAVO_DAQ_WRITER_NOT_ALLOWED, std::move(text)); }
-
-bool is_slow(ravo::payload_shape shape) {
-  using enum ravo::payload_shape;
-  return shape == update || shape == update_older || shape == environment;
-}
 
 outcome check_channel_name(const std::string& name, const record_set& records) {
   if (name.empty() || name.size() > records.longest_channel_name())
@@ -168,7 +163,7 @@ outcome ravo::raw_writer::state::add_channel(const ravo_daq_writer_channel& want
     return invalid("the environment index " + std::to_string(wanted.env_index) + " of channel " +
                    wanted.name + " is negative; use 0 or more, or -1 for none");
 
-  const bool plain = is_slow(ravo::find_data_type(wanted.dtype)->shape);
+  const bool plain = ravo::is_reading(ravo::find_data_type(wanted.dtype)->shape);
   channel next{wanted.name,       wanted.dtype, plain ? ravo_compression::none : wanted.compression,
                wanted.zlib_level, wanted.key,   wanted.env_index};
   make_room(channels, 1);
@@ -295,7 +290,7 @@ outcome ravo::raw_writer::state::add_data(int index, std::optional<RAVO_SUBBLOCK
   std::uint32_t block = 0;
   const RAVO_SUBBLOCK_TYPE type = dtype.value_or(of.dtype);
   const ravo_compression compression =
-      is_slow(ravo::find_data_type(type)->shape) ? ravo_compression::none : of.compression;
+      ravo::is_reading(ravo::find_data_type(type)->shape) ? ravo_compression::none : of.compression;
   outcome encoded = encoder.append(of, type, compression, {static_cast<const unsigned char*>(data), length},
                                    error_bits, event.block_bytes, &block);
   if (encoded.failed()) return encoded;
