@@ -27,6 +27,8 @@ struct item {
   float groups_increment = 0;
   float y_start = 0;             ///< of a region of interest: of its member 1
   std::size_t update_name = 0;   ///< of an update: bytes of the property name; 0: none is in the payload
+  std::size_t status = 0;        ///< of an update: offset of its status
+  std::size_t time = 0;          ///< of an update: offset of its two words of time
   std::size_t first_record = 0;  ///< of name-value
 
   /// Whether it is one member, and not several of which one could be chosen.

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "ravo_data_types.h"
+#include "format/payload_view.h"
 #include "ravo_dataset/errors.h"
 #include "read/value_access.h"
 
@@ -30,9 +30,11 @@ value_kind kind_of(payload_shape shape) {
     case payload_shape::update_older:
     case payload_shape::environment:
       return value_kind::update;
-    default:
-      return value_kind::other;
+    case payload_shape::env_dictionary:
+    case payload_shape::none:
+      break;
   }
+  return value_kind::other;
 }
 
 payload_shape shape_of(int type) {
@@ -42,90 +44,56 @@ payload_shape shape_of(int type) {
 
 using byte_span = std::span<const std::byte>;
 
+/// The parts of a value if it is of their kind. Texts end with their field, whether they have a zero or
+/// not.
+template <class Parts>
+std::optional<Parts> parts_of(const value& of) {
+  const data_type* type = find_data_type(of.type());
+  if (type == nullptr) return std::nullopt;
+  const byte_view bytes(of.bytes().data(), of.bytes().size(), word_order::host);
+  const parsed_payload payload = parse_payload(*type, bytes, text_rule::any);
+  const Parts* const parts = payload.get<Parts>();
+  return parts != nullptr ? std::optional(*parts) : std::nullopt;
+}
+
 template <class Record>
 const Record* record_at(byte_span bytes, std::size_t offset = 0) {
-  if (offset > bytes.size() || sizeof(Record) > bytes.size() - offset) return nullptr;
   return reinterpret_cast<const Record*>(bytes.data() + offset);
 }
 
-/// `count` records from an offset on; none when they do not all lie in the bytes.
 template <class Record>
 std::span<const Record> records_at(byte_span bytes, std::size_t offset, std::size_t count) {
-  if (offset > bytes.size() || count > (bytes.size() - offset) / sizeof(Record)) return {};
-  return {reinterpret_cast<const Record*>(bytes.data() + offset), count};
+  return {record_at<Record>(bytes, offset), count};
 }
 
-template <std::size_t size>
-std::string_view text_of(const char (&field)[size]) {
-  return {field, strnlen(field, size)};
+std::string_view text_at(byte_span bytes, std::size_t offset, std::size_t size) {
+  const char* const text = record_at<char>(bytes, offset);
+  return {text, strnlen(text, size)};
 }
 
-std::size_t count_of(std::int32_t word) { return word > 0 ? static_cast<std::size_t>(word) : 0; }
-
-spectrum_view current_spectrum(byte_span bytes) {
-  const auto* head = record_at<ravo_spect_head_2010>(bytes);
-  if (head == nullptr) return {};
+spectrum_view view_of(const spectrum_parts& parts, byte_span bytes) {
   spectrum_view view;
-  view.members = count_of(head->members);
-  view.samples = count_of(head->samples);
-  view.groups = count_of(head->groups);
-  view.start = head->start;
-  view.increment = head->inc;
-  view.groups_increment = head->groups_inc;
-  std::size_t at = sizeof *head;
-  if ((head->flags & RAVO_SPECT_HAS_MEANS) != 0) {
-    view.means = records_at<float>(bytes, at, view.members);
-    at += view.means.size_bytes();
-  }
-  if ((head->flags & RAVO_SPECT_HAS_STATISTICS) != 0) {
-    view.statistics = records_at<ravo_spect_statistics_2010>(bytes, at, view.members);
-    at += view.statistics.size_bytes();
-  }
-  view.values = records_at<float>(bytes, at, view.members * view.samples * view.groups);
+  view.members = parts.members;
+  view.samples = parts.samples;
+  view.groups = parts.groups;
+  view.start = parts.axis.start;
+  view.increment = parts.axis.increment;
+  view.groups_increment = parts.axis.groups_increment;
+  if (parts.means != 0) view.means = records_at<float>(bytes, parts.means, parts.members);
+  if (parts.statistics != 0)
+    view.statistics = records_at<ravo_spect_statistics_2010>(bytes, parts.statistics, parts.members);
+  view.values = records_at<float>(bytes, parts.values, parts.members * parts.values_of_member());
   return view;
 }
 
-spectrum_view older_spectrum(byte_span bytes) {
-  const auto* head = record_at<ravo_spect_head>(bytes);
-  if (head == nullptr) return {};
+spectrum_view view_of(const roi_parts& parts, byte_span bytes) {
   spectrum_view view;
-  view.members = count_of(head->members);
-  view.samples = count_of(head->samples);
-  view.start = head->start;
-  view.increment = head->inc;
-  view.means = records_at<float>(bytes, sizeof *head, view.members);
-  view.values =
-      records_at<float>(bytes, sizeof *head + view.means.size_bytes(), view.members * view.samples);
+  view.members = parts.members;
+  view.samples = parts.width;
+  view.start = parts.x_start;
+  view.y_start = parts.y_start;
+  view.values = records_at<float>(bytes, parts.values, std::size_t{parts.width} + parts.height);
   return view;
-}
-
-spectrum_view region_of_interest(byte_span bytes) {
-  const auto* head = record_at<ravo_roi_head>(bytes);
-  if (head == nullptr) return {};
-  spectrum_view view;
-  view.members = 2;
-  view.samples = count_of(head->width);
-  view.start = static_cast<float>(head->x_start);
-  view.y_start = static_cast<float>(head->y_start);
-  view.values = records_at<float>(bytes, sizeof *head, view.samples + count_of(head->height));
-  return view;
-}
-
-template <class Update>
-update_view update_of(byte_span bytes) {
-  const auto* block = record_at<Update>(bytes);
-  if (block == nullptr) return {};
-  return {block->upd_ch_data, block->upd_ch_status, block->upd_ch_time, text_of(block->upd_prop)};
-}
-
-update_view reading_of(byte_span bytes) {
-  const auto* block = record_at<ravo_env_data_block_2010>(bytes);
-  if (block == nullptr) return {};
-  return {block->env_ch_data, block->env_ch_status, block->env_ch_time, {}};
-}
-
-std::span<const std::uint8_t> pixels_at(byte_span bytes, std::size_t offset, std::int32_t length) {
-  return records_at<std::uint8_t>(bytes, offset, count_of(length));
 }
 
 }  // namespace
@@ -159,57 +127,48 @@ std::uint32_t image_view::pixel(std::size_t x, std::size_t y) const {
 }
 
 spectrum_view value::spectrum() const {
-  if (kind_ == value_kind::roi) return region_of_interest(bytes_);
+  if (kind_ == value_kind::roi) {
+    const auto roi = parts_of<roi_parts>(*this);
+    return roi ? view_of(*roi, bytes_) : spectrum_view{};
+  }
   if (kind_ != value_kind::spectrum) return {};
-  return shape_of(type_) == payload_shape::spectrum ? current_spectrum(bytes_) : older_spectrum(bytes_);
+  const auto spectrum = parts_of<spectrum_parts>(*this);
+  return spectrum ? view_of(*spectrum, bytes_) : spectrum_view{};
 }
 
 image_view value::image() const {
   image_view view;
-  if (kind_ != value_kind::image) return view;
-  if (shape_of(type_) == payload_shape::image) {
-    const auto* head = record_at<ravo_image_frame_head>(bytes_);
-    if (head == nullptr) return view;
-    view.frame = head;
-    view.width = head->w & 0xffff;
-    view.height = head->h & 0xffff;
-    view.bytes_per_pixel = (head->bpp & 0xf) != 0 ? head->bpp & 0xf : 1;
-    view.is_compressed = head->compr != 0;
-    view.pixels = pixels_at(bytes_, sizeof *head, head->length);
-  } else if (const auto* head = record_at<ravo_image_ext_frame_head>(bytes_)) {
-    view.ext_frame = head;
-    view.width = count_of(head->aoi_width);
-    view.height = count_of(head->aoi_height);
-    view.bytes_per_pixel = head->bpp > 0 ? static_cast<std::size_t>(head->bpp) : 1;
-    view.pixels = pixels_at(bytes_, sizeof *head, head->length);
-  }
+  const auto parts = kind_ == value_kind::image ? parts_of<image_parts>(*this) : std::nullopt;
+  if (!parts) return view;
+  view.width = parts->width > 0 ? static_cast<std::size_t>(parts->width) : 0;
+  view.height = parts->height > 0 ? static_cast<std::size_t>(parts->height) : 0;
+  view.bytes_per_pixel = static_cast<std::size_t>(parts->bytes_per_pixel());
+  view.is_compressed = parts->is_compressed;
+  view.pixels = records_at<std::uint8_t>(bytes_, parts->pixels, static_cast<std::size_t>(parts->length));
+  if (parts->is_extended)
+    view.ext_frame = record_at<ravo_image_ext_frame_head>(bytes_);
+  else
+    view.frame = record_at<ravo_image_frame_head>(bytes_);
   return view;
 }
 
 name_value_view value::name_values() const {
-  if (kind_ != value_kind::name_value) return {};
-  const auto* head = record_at<ravo_name_value_block>(bytes_);
-  if (head == nullptr) return {};
-  return {head->id, text_of(head->comment),
-          records_at<ravo_name_value_channel>(bytes_, sizeof *head, count_of(head->ndata))};
+  const auto list = kind_ == value_kind::name_value ? parts_of<name_value_parts>(*this) : std::nullopt;
+  if (!list) return {};
+  return {list->id, text_at(bytes_, list->comment, list->comment_size),
+          records_at<ravo_name_value_channel>(bytes_, list->records, list->count)};
 }
 
 update_view value::update() const {
-  if (kind_ != value_kind::update) return {};
-  switch (shape_of(type_)) {
-    case payload_shape::update:
-      return update_of<ravo_upd_data_block_2010>(bytes_);
-    case payload_shape::environment:
-      return reading_of(bytes_);
-    default:
-      return update_of<ravo_upd_data_block>(bytes_);
-  }
+  const auto reading = kind_ == value_kind::update ? parts_of<update_parts>(*this) : std::nullopt;
+  if (!reading) return {};
+  return {*record_at<float>(bytes_, reading->value), *record_at<std::int32_t>(bytes_, reading->status),
+          *record_at<time_stamp>(bytes_, reading->time), text_at(bytes_, 0, reading->name_size)};
 }
 
 std::string_view value::text() const {
-  if (kind_ != value_kind::text) return {};
-  const auto* first = reinterpret_cast<const char*>(bytes_.data());
-  return {first, strnlen(first, bytes_.size())};
+  const auto text = kind_ == value_kind::text ? parts_of<text_part>(*this) : std::nullopt;
+  return text ? std::string_view(record_at<char>(bytes_), text->length) : std::string_view();
 }
 
 double value::number() const {
