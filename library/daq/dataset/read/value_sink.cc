@@ -43,10 +43,9 @@ void row_extras::reserve(std::vector<reservation>& kept, first_blocks& blocks) {
 
 void row_extras::note(const item& value, const byte_view& payload, std::uint64_t row) {
   if (value.kind == value_kind::update) {
-    const std::size_t status_at = value.at - 12;
-    column_.update_status[row] = *payload.at<std::int32_t>(status_at);
-    column_.update_times[row] = {*payload.at<std::uint32_t>(status_at + 4),
-                                 *payload.at<std::uint32_t>(status_at + 8)};
+    column_.update_status[row] = *payload.at<std::int32_t>(value.status);
+    column_.update_times[row] = {*payload.at<std::uint32_t>(value.time),
+                                 *payload.at<std::uint32_t>(value.time + 4)};
   }
   if (value.kind == value_kind::spectrum || value.kind == value_kind::roi) note_axis(value, row);
 }
