@@ -2,64 +2,15 @@
 
 #include <cstring>
 
-#include "ravo_payload.h"
+#include "format/payload_view.h"
 
 namespace ravo::tool {
 namespace {
 
-using bytes = std::span<const unsigned char>;
-
-template <class Record>
-bool read(bytes data, std::size_t offset, Record& record) {
-  if (data.size() < offset || data.size() - offset < sizeof record) return false;
-  std::memcpy(&record, data.data() + offset, sizeof record);
-  return true;
-}
-
-std::string text_of(const char* field, std::size_t size) { return {field, strnlen(field, size)}; }
-
-// `count` floats from `offset` on, which lie inside the data, but not always where floats may lie.
-number_summary summarise_numbers(bytes data, std::size_t offset, std::size_t count) {
-  const unsigned char* first = data.data() + offset;
-  return tool::summarise_numbers(count, [first](std::size_t i) {
-    float value;
-    std::memcpy(&value, first + i * sizeof value, sizeof value);
-    return value;
-  });
-}
-
-// Where the samples of a spectrum lie.
-struct spectrum_extent {
-  std::size_t members;
-  std::size_t values_of_member;
-  std::size_t first;
-};
-
-std::optional<spectrum_extent> extent(bytes data, std::size_t members, std::size_t values,
-                                      std::size_t first) {
-  if (first > data.size()) return std::nullopt;
-  const std::size_t held = (data.size() - first) / sizeof(float);
-  if (members == 0 || values > held / members) return std::nullopt;
-  return spectrum_extent{members, values, first};
-}
-
-std::optional<spectrum_extent> extent_of_spectrum(bytes data) {
-  ravo_spect_head_2010 head;
-  if (!read(data, 0, head) || head.members < 1 || head.samples < 0 || head.groups < 1) return std::nullopt;
-  const auto members = static_cast<std::size_t>(head.members);
-  std::size_t first = sizeof head;
-  if (head.flags & RAVO_SPECT_HAS_MEANS) first += members * sizeof(float);
-  if (head.flags & RAVO_SPECT_HAS_STATISTICS) first += members * sizeof(ravo_spect_statistics_2010);
-  return extent(data, members,
-                static_cast<std::size_t>(head.samples) * static_cast<std::size_t>(head.groups), first);
-}
-
-std::optional<spectrum_extent> extent_of_older_spectrum(bytes data) {
-  ravo_spect_head head;
-  if (!read(data, 0, head) || head.members < 1 || head.samples < 0) return std::nullopt;
-  const auto members = static_cast<std::size_t>(head.members);
-  return extent(data, members, static_cast<std::size_t>(head.samples),
-                sizeof head + members * sizeof(float));
+// The texts of fields, which end there at the latest.
+std::string text_at(const byte_view& data, std::size_t offset, std::size_t size) {
+  const auto* const text = reinterpret_cast<const char*>(data.data()) + offset;
+  return {text, strnlen(text, size)};
 }
 
 // The name of member `index` of a block; of a subchannel, that of the member it was.
@@ -73,34 +24,41 @@ std::string member_name(const data_type& type, std::size_t index, const data_typ
   return "CH" + std::to_string(subchannel >= 0 ? static_cast<std::size_t>(subchannel) : index);
 }
 
-bool summarise_profiles(bytes data, block_summary& summary) {
-  ravo_roi_head head;
-  if (!read(data, 0, head) || head.width < 0 || head.height < 0) return false;
-  const auto width = static_cast<std::size_t>(head.width), height = static_cast<std::size_t>(head.height);
-  if ((data.size() - sizeof head) / sizeof(float) < width + height) return false;
-  summary.members.push_back(summarise_numbers(data, sizeof head, width));
-  summary.members.push_back(summarise_numbers(data, sizeof head + width * sizeof(float), height));
+// The floats lie inside the data, but not always where floats may lie.
+void summarise_member(const member_parts& member, const byte_view& data, block_summary& summary) {
+  const unsigned char* first = data.data() + member.values;
+  summary.members.push_back(summarise_numbers(member.count(), [first](std::size_t i) {
+    float value;
+    std::memcpy(&value, first + i * sizeof value, sizeof value);
+    return value;
+  }));
+}
+
+bool summarise_parts(const spectrum_parts& spectrum, const byte_view& data, block_summary& summary) {
+  for (std::size_t i = 0; i < spectrum.members; ++i) summarise_member(spectrum.member(i), data, summary);
+  summary.scalar = spectrum.values_of_member() == 1;
   return true;
 }
 
-// `pixels`: all that lies behind the head, of which `length` bytes are the camera's. Only a picture, which
-// has a place for every pixel and is not compressed, has numbers.
-bool summarise_pixels(bytes pixels, std::int32_t length, bool is_compressed, image_summary image,
-                      block_summary& summary) {
-  if (length < 0 || static_cast<std::size_t>(length) > pixels.size()) return false;
-  const auto sent = static_cast<std::size_t>(length);
-  const auto size = static_cast<std::uint64_t>(image.bytes_per_pixel);
-  const bool is_sized = image.width >= 0 && image.height >= 0 && size >= 1 && size <= 4;
-  const std::uint64_t count =
-      is_sized ? static_cast<std::uint64_t>(image.width) * static_cast<std::uint64_t>(image.height) : 0;
-  if (is_compressed || !is_sized || count * size != sent) {
-    summary.camera_bytes = sent;
+bool summarise_parts(const roi_parts& roi, const byte_view& data, block_summary& summary) {
+  for (std::size_t i = 0; i < roi.members; ++i) summarise_member(roi.member(i), data, summary);
+  return true;
+}
+
+// Only a picture has numbers.
+bool summarise_parts(const image_parts& frame, const byte_view& data, block_summary& summary) {
+  if (!frame.is_picture()) {
+    summary.camera_bytes = static_cast<std::size_t>(frame.length);
     return true;
   }
+  image_summary image{frame.width, frame.height, frame.bytes_per_pixel(), frame.frame, 0, 0};
+  const unsigned char* byte = data.data() + frame.pixels;
+  const std::size_t size = static_cast<std::size_t>(image.bytes_per_pixel);
+  const std::size_t count = static_cast<std::size_t>(frame.length) / size;
   double sum = 0;
   for (std::size_t i = 0; i < count; ++i) {
     std::uint32_t pixel = 0;
-    for (std::size_t byte = 0; byte < size; ++byte) pixel = pixel << 8 | pixels[i * size + byte];
+    for (const unsigned char* const end = byte + size; byte != end; ++byte) pixel = pixel << 8 | *byte;
     sum += pixel;
     if (pixel > image.max) image.max = pixel;
     if (i == 0 || pixel < image.min) image.min = pixel;
@@ -110,84 +68,31 @@ bool summarise_pixels(bytes pixels, std::int32_t length, bool is_compressed, ima
   return true;
 }
 
-bool summarise_frame(bytes data, block_summary& summary) {
-  ravo_image_frame_head head;
-  if (!read(data, 0, head)) return false;
-  const int size = head.bpp & 0xf ? static_cast<int>(head.bpp & 0xf) : 1;
-  return summarise_pixels(
-      data.subspan(sizeof head), head.length, head.compr != 0,
-      {static_cast<int>(head.w & 0xffff), static_cast<int>(head.h & 0xffff), size, head.frame, 0, 0},
-      summary);
-}
-
-bool summarise_ext_frame(bytes data, block_summary& summary) {
-  ravo_image_ext_frame_head head;
-  if (!read(data, 0, head)) return false;
-  return summarise_pixels(data.subspan(sizeof head), head.length, false,
-                          {head.aoi_width, head.aoi_height, head.bpp < 1 ? 1 : head.bpp, head.frame, 0, 0},
-                          summary);
-}
-
-template <class Update>
-bool summarise_update(bytes data, block_summary& summary) {
-  Update update;
-  if (!read(data, 0, update)) return false;
-  summary.update = {text_of(update.upd_prop, sizeof update.upd_prop), update.upd_ch_status,
-                    update.upd_ch_time, update.upd_ch_data};
+// The reader hands out environment readings as updates; whoever meets one as it is stored sees its type and
+// its length.
+bool summarise_parts(const update_parts& update, const byte_view& data, block_summary& summary) {
+  if (update.name_size == 0) return false;
+  summary.update = {text_at(data, 0, update.name_size),
+                    *data.at<std::int32_t>(update.status),
+                    {*data.at<std::uint32_t>(update.time), *data.at<std::uint32_t>(update.time + 4)},
+                    *data.at<float>(update.value)};
   return true;
 }
 
-bool summarise_pairs(bytes data, block_summary& summary) {
-  ravo_name_value_block head;
-  if (!read(data, 0, head) || head.ndata < 0) return false;
-  summary.comment = text_of(head.comment, sizeof head.comment);
-  for (std::size_t i = 0; i < static_cast<std::size_t>(head.ndata); ++i) {
-    ravo_name_value_channel pair;
-    if (!read(data, sizeof head + i * sizeof pair, pair)) return false;
-    summary.pairs.push_back({text_of(pair.name, sizeof pair.name), pair.value});
-  }
+bool summarise_parts(const name_value_parts& list, const byte_view& data, block_summary& summary) {
+  summary.comment = text_at(data, list.comment, list.comment_size);
+  for (std::size_t i = 0; i < list.count; ++i)
+    summary.pairs.push_back({text_at(data, list.name(i), list.name_size), *data.at<float>(list.value(i))});
   return true;
 }
 
-bool summarise_spectrum(bytes data, const std::optional<spectrum_extent>& where, block_summary& summary) {
-  if (!where) return false;
-  const std::size_t size = where->values_of_member * sizeof(float);
-  for (std::size_t member = 0; member < where->members; ++member)
-    summary.members.push_back(
-        summarise_numbers(data, where->first + member * size, where->values_of_member));
-  summary.scalar = where->values_of_member == 1;
+bool summarise_parts(const text_part& text, const byte_view& data, block_summary& summary) {
+  summary.text = text_at(data, 0, text.length);
   return true;
 }
 
-bool summarise_shape(payload_shape shape, bytes data, block_summary& summary) {
-  switch (shape) {
-    case payload_shape::spectrum:
-      return summarise_spectrum(data, extent_of_spectrum(data), summary);
-    case payload_shape::spectrum_older:
-      return summarise_spectrum(data, extent_of_older_spectrum(data), summary);
-    case payload_shape::image:
-      return summarise_frame(data, summary);
-    case payload_shape::image_ext:
-      return summarise_ext_frame(data, summary);
-    case payload_shape::roi:
-      return summarise_profiles(data, summary);
-    case payload_shape::update:
-      return summarise_update<ravo_upd_data_block_2010>(data, summary);
-    case payload_shape::update_older:
-      return summarise_update<ravo_upd_data_block>(data, summary);
-    case payload_shape::name_value:
-      return summarise_pairs(data, summary);
-    case payload_shape::text:
-      summary.text = text_of(reinterpret_cast<const char*>(data.data()), data.size());
-      return true;
-    // The reader hands none of these out; whoever meets one sees its type and its length.
-    case payload_shape::none:
-    case payload_shape::environment:
-    case payload_shape::env_dictionary:
-      return false;
-  }
-  return false;
-}
+// The reader hands none of these out either.
+bool summarise_parts(const records_part&, const byte_view&, block_summary&) { return false; }
 
 }  // namespace
 
@@ -200,7 +105,11 @@ block_summary summarise(std::uint32_t dtype, int subchannel, std::span<const uns
     return summary;
   }
   summary.dtype = std::string(type->name);
-  summary.consistent = summarise_shape(type->shape, data, summary);
+  const byte_view view(data.data(), data.size(), word_order::host);
+  const parsed_payload payload = parse_payload(*type, view, text_rule::any);
+  summary.consistent =
+      payload.is_good() &&
+      std::visit([&](const auto& parts) { return summarise_parts(parts, view, summary); }, payload.parts);
   const data_type* cut_from = dtype >> 16 ? find_data_type(static_cast<int>(dtype >> 16)) : nullptr;
   for (std::size_t i = 0; i < summary.members.size(); ++i)
     summary.members[i].name = member_name(*type, i, cut_from, cut_from ? subchannel : -1);
