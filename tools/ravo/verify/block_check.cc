@@ -10,10 +10,9 @@
 #include <new>
 #include <string_view>
 
-#include "format/byte_view.h"
+#include "format/payload_view.h"
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
-#include "ravo_payload.h"
 #include "ravo_raw_generations.h"
 #include "verify/block_name.h"
 #include "verify/instants.h"
@@ -31,10 +30,7 @@ constexpr std::uint64_t most_padding = 3;
 constexpr int lzo_output_overrun = -5;
 
 // Slow readings are small, and handed out in a shape of their own: they are never compressed.
-bool may_be_compressed(const data_type& type) {
-  return type.shape != payload_shape::update && type.shape != payload_shape::update_older &&
-         type.shape != payload_shape::environment;
-}
+bool may_be_compressed(const data_type& type) { return !is_reading(type.shape); }
 
 // Bytes of the data that readers hand out in the shape of an update; 0 of other types.
 template <class G>
@@ -45,56 +41,41 @@ std::size_t size_of_reading(std::int32_t dtype) {
   return is_update ? sizeof(typename G::update_block) : 0;
 }
 
+// The record that data in host order begin with, which are not shorter.
 template <class Record>
-std::optional<Record> record_at(std::span<const unsigned char> data, std::size_t offset = 0) {
-  if (data.size() < offset || data.size() - offset < sizeof(Record)) return std::nullopt;
-  Record record;
-  std::memcpy(&record, data.data() + offset, sizeof record);
-  return record;
+Record head_of(const byte_view& data) {
+  Record head;
+  std::memcpy(&head, data.data(), sizeof head);
+  return head;
 }
 
-// Of data in host order whose layout was checked.
-bool has_spare_words(payload_shape shape, std::span<const unsigned char> data) {
-  if (shape == payload_shape::spectrum) {
-    const auto head = record_at<ravo_spect_head_2010>(data);
-    return head && head->spare != 0;
-  }
-  if (shape != payload_shape::image_ext) return false;
-  const auto head = record_at<ravo_image_ext_frame_head>(data);
+bool has_spare_words(const payload_parts& parts, const byte_view& data) {
+  if (const auto* spectrum = std::get_if<spectrum_parts>(&parts))
+    return spectrum->generation == type_generation::current &&
+           head_of<ravo_spect_head_2010>(data).spare != 0;
+  const auto* image = std::get_if<image_parts>(&parts);
+  if (image == nullptr || !image->is_extended) return false;
+  const auto head = head_of<ravo_image_ext_frame_head>(data);
   const auto bits = [](float value) { return std::bit_cast<std::uint32_t>(value); };
-  return head && (bits(head->fspare2) | bits(head->fspare3) | bits(head->fspare4) |
-                  static_cast<std::uint32_t>(head->ispare2 | head->ispare3 | head->ispare4)) != 0;
-}
-
-std::string_view text_at(std::span<const unsigned char> data, std::size_t offset, std::size_t width) {
-  if (offset >= data.size()) return {};
-  const auto* text = reinterpret_cast<const char*>(data.data()) + offset;
-  return {text, strnlen(text, std::min(width, data.size() - offset))};
+  return (bits(head.fspare2) | bits(head.fspare3) | bits(head.fspare4) |
+          static_cast<std::uint32_t>(head.ispare2 | head.ispare3 | head.ispare4)) != 0;
 }
 
 // The first text of a block that is not UTF-8, by what it is; null when there is none.
-const char* find_misspelt(payload_shape shape, std::span<const unsigned char> data) {
-  const auto is_bad = [&](std::size_t offset, std::size_t width) {
-    return !is_utf8(text_at(data, offset, width));
+const char* find_misspelt(const payload_parts& parts, const byte_view& data) {
+  const auto is_bad = [&](std::size_t offset, std::size_t size) {
+    const auto* const text = reinterpret_cast<const char*>(data.data()) + offset;
+    return !is_utf8({text, strnlen(text, size)});
   };
-  switch (shape) {
-    case payload_shape::update:
-      return is_bad(0, sizeof(ravo_upd_data_block_2010::upd_prop)) ? "name of a property" : nullptr;
-    case payload_shape::update_older:
-      return is_bad(0, sizeof(ravo_upd_data_block::upd_prop)) ? "name of a property" : nullptr;
-    case payload_shape::text:
-      return is_bad(0, data.size()) ? "text" : nullptr;
-    case payload_shape::name_value: {
-      if (is_bad(offsetof(ravo_name_value_block, comment), sizeof(ravo_name_value_block::comment)))
-        return "comment";
-      for (std::size_t at = sizeof(ravo_name_value_block); at < data.size();
-           at += sizeof(ravo_name_value_channel))
-        if (is_bad(at, sizeof(ravo_name_value_channel::name))) return "name of a value";
-      return nullptr;
-    }
-    default:
-      return nullptr;
-  }
+  if (const auto* update = std::get_if<update_parts>(&parts))
+    return is_bad(0, update->name_size) ? "name of a property" : nullptr;
+  if (const auto* text = std::get_if<text_part>(&parts)) return is_bad(0, text->length) ? "text" : nullptr;
+  const auto* list = std::get_if<name_value_parts>(&parts);
+  if (list == nullptr) return nullptr;
+  if (is_bad(list->comment, list->comment_size)) return "comment";
+  for (std::size_t record = 0; record < list->count; ++record)
+    if (is_bad(list->name(record), list->name_size)) return "name of a value";
+  return nullptr;
 }
 
 }  // namespace
@@ -278,11 +259,8 @@ bool block_checker<G>::decode(const led_to& block, const block_head& head, block
   const bool is_good = judge(result, head);
   if (is_good) {
     take_frame(*result.block, head.offset, data);
-    const std::span<const unsigned char> decoded(
-        reinterpret_cast<const unsigned char*>(result.block.get() + 1),
-        static_cast<std::size_t>(result.block->ldata) - head_size);
-    check_spare_words(head, decoded);
-    check_texts(head, decoded);
+    check_parts(head, {result.block.get() + 1, static_cast<std::size_t>(result.block->ldata) - head_size,
+                       word_order::host});
   }
   if (alone.owns_lock()) data_.release();  // before the next one's turn
   return is_good;
@@ -349,34 +327,22 @@ void block_checker<G>::take_frame(const subhead& block, std::uint64_t offset, bl
   if (repeats_.is_repeat(found->pixels)) wrong(finding_kind::channel_frozen, offset, "");
 }
 
+// Environment readings are handed out as updates, and have nothing of the kind as they are stored.
 template <class G>
-void block_checker<G>::check_spare_words(const block_head& head, std::span<const unsigned char> data) {
-  if (has_spare_words(head.type->shape, data)) wrong(finding_kind::block_spare_words, head.offset, "");
-}
-
-template <class G>
-void block_checker<G>::check_texts(const block_head& head, std::span<const unsigned char> data) {
-  if (const char* what = find_misspelt(head.type->shape, data))
+void block_checker<G>::check_parts(const block_head& head, const byte_view& data) {
+  const parsed_payload payload = parse_payload(*head.type, data);
+  if (!payload.is_good()) return;
+  if (has_spare_words(payload.parts, data)) wrong(finding_kind::block_spare_words, head.offset, "");
+  if (const char* what = find_misspelt(payload.parts, data))
     wrong(finding_kind::text_encoding, head.offset, what);
 }
 
-// When the reading was taken, where the server says so.
+// When the reading was taken, where the server says so. A block may be longer than its reading.
 template <class G>
 std::optional<time_stamp> block_checker<G>::time_of(const block_head& head) {
-  std::size_t at = head_size;
-  switch (head.type->shape) {
-    case payload_shape::update:
-      at += offsetof(ravo_upd_data_block_2010, upd_ch_time);
-      break;
-    case payload_shape::update_older:
-      at += offsetof(ravo_upd_data_block, upd_ch_time);
-      break;
-    case payload_shape::environment:
-      at += offsetof(ravo_env_data_block_2010, env_ch_time);
-      break;
-    default:
-      return std::nullopt;
-  }
+  const std::optional<update_parts> reading = find_reading(head.type->shape);
+  if (!reading) return std::nullopt;
+  const std::size_t at = head_size + reading->time;
   time_stamp time;
   if (head.length < at + sizeof time) return std::nullopt;
   ravo_swap4(data_.at(head.offset, head.length) + at, &time, sizeof time / 4);

@@ -89,8 +89,7 @@ class block_checker {
   bool tell_unzip_failure(const decode_result<G>& result, const block_head& head);
   void take_frame(const subhead& block, std::uint64_t offset, block_data& data);
   std::optional<time_stamp> time_of(const block_head& head);
-  void check_spare_words(const block_head& head, std::span<const unsigned char> data);
-  void check_texts(const block_head& head, std::span<const unsigned char> data);
+  void check_parts(const block_head& head, const byte_view& data);
 
   template <class Detail>
   bool wrong(finding_kind kind, std::uint64_t offset, Detail&& detail) {

@@ -1,13 +1,11 @@
 #include "verify/frames.h"
 
 #include <bitset>
-#include <cstring>
 #include <functional>
 #include <string_view>
 #include <utility>
 
-#include "ravo_payload.h"
-#include "ravo_raw_codes.h"
+#include "format/payload_view.h"
 
 namespace ravo::verify {
 namespace {
@@ -21,51 +19,26 @@ bool has_many_values(std::span<const unsigned char> bytes) {
   return seen.count() >= fewest_values;
 }
 
-// The pixels behind a head, where they are as many bytes as the picture takes.
-std::span<const unsigned char> plain_pixels(std::span<const unsigned char> behind_head, std::int32_t length,
-                                            std::uint64_t width, std::uint64_t height,
-                                            std::uint64_t bytes_per_pixel) {
-  const std::uint64_t pixels = width * height;  // both have 16 bits, or were positive with 31
-  const bool is_plain = length > 0 && static_cast<std::uint64_t>(length) <= behind_head.size() &&
-                        pixels <= behind_head.size() &&
-                        pixels * bytes_per_pixel == static_cast<std::uint64_t>(length);
-  return is_plain ? behind_head.first(static_cast<std::size_t>(length)) : std::span<const unsigned char>();
-}
-
-template <class Head>
-std::optional<Head> head_of(std::span<const unsigned char> data) {
-  if (data.size() < sizeof(Head)) return std::nullopt;
-  Head head;
-  std::memcpy(&head, data.data(), sizeof head);
-  return head;
-}
-
-std::optional<frame> plain_frame(std::span<const unsigned char> data) {
-  const auto head = head_of<ravo_image_frame_head>(data);
-  if (!head) return std::nullopt;
-  if (head->compr != 0) return frame{head->event_nm, {}};
-  const std::uint32_t stated = head->bpp & 0xfu;
-  return frame{head->event_nm, plain_pixels(data.subspan(sizeof *head), head->length, head->w & 0xffffu,
-                                            head->h & 0xffffu, stated == 0 ? 1 : stated)};
-}
-
-std::optional<frame> extended_frame(std::span<const unsigned char> data) {
-  const auto head = head_of<ravo_image_ext_frame_head>(data);
-  if (!head) return std::nullopt;
-  if (head->aoi_width <= 0 || head->aoi_height <= 0 || head->bpp <= 0 || head->bpp > 8)
-    return frame{head->event, {}};
-  return frame{
-      head->event,
-      plain_pixels(data.subspan(sizeof *head), head->length, static_cast<std::uint64_t>(head->aoi_width),
-                   static_cast<std::uint64_t>(head->aoi_height), static_cast<std::uint64_t>(head->bpp))};
+// Whether the pixels are there and are as many bytes as the picture takes. An extended frame has to say how
+// large a pixel is, and no camera has larger ones.
+bool is_plain_picture(const image_parts& image, const byte_view& data) {
+  constexpr std::int32_t largest_pixel = 8;
+  const std::int32_t pixel = image.stated_bytes_per_pixel;
+  if (image.is_compressed || (image.is_extended && (pixel <= 0 || pixel > largest_pixel))) return false;
+  return image.length > 0 && image.has_every_pixel() &&
+         data.holds(image.pixels, static_cast<std::size_t>(image.length));
 }
 
 }  // namespace
 
 std::optional<frame> find_frame(int dtype, std::span<const unsigned char> data) {
-  if (dtype == RAVO_BLOCK_IMAGE) return plain_frame(data);
-  if (dtype == RAVO_BLOCK_IMAGE_EXT) return extended_frame(data);
-  return std::nullopt;
+  const data_type* type = find_data_type(dtype);
+  if (type == nullptr || type->code != dtype) return std::nullopt;
+  const byte_view view(data.data(), data.size(), word_order::host);
+  const std::optional<image_parts> image = parse_image_head(*type, view);
+  if (!image) return std::nullopt;
+  if (!is_plain_picture(*image, view)) return frame{image->event, {}};
+  return frame{image->event, data.subspan(image->pixels, static_cast<std::size_t>(image->length))};
 }
 
 bool frame_repeats::is_repeat(std::span<const unsigned char> pixels) {
