@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "convert/compare_files.h"
-#include "ravo_payload.h"
+#include "format/payload_view.h"
 
 namespace ravo::tool {
 namespace {
@@ -60,19 +60,28 @@ difference compare_heads(const ravo_spect_head& before, const ravo_spect_head_20
   return found;
 }
 
-difference compare_spectra(const data_type& type, bytes before, bytes after) {
-  const auto older = record_of<ravo_spect_head>(before);
-  const auto current = record_of<ravo_spect_head_2010>(after);
-  if (!older || !current) return "a spectrum is too short";
-  if (auto found = compare_heads(*older, *current)) return found;
-  const bytes values = before.subspan(sizeof *older), copies = after.subspan(sizeof *current);
+std::optional<spectrum_parts> parse_spectrum(const data_type& type, bytes data) {
+  const parsed_payload payload = parse_payload(type, byte_view(data.data(), data.size(), word_order::host));
+  const auto* spectrum = payload.get<spectrum_parts>();
+  return spectrum != nullptr ? std::optional(*spectrum) : std::nullopt;
+}
+
+difference compare_spectra(const data_type& type, bytes before, const data_type& current_type,
+                           bytes after) {
+  const auto older = parse_spectrum(type, before), current = parse_spectrum(current_type, after);
+  if (!older || !current) return "a spectrum is not what its type says";
+  if (auto found =
+          compare_heads(*record_of<ravo_spect_head>(before), *record_of<ravo_spect_head_2010>(after)))
+    return found;
+  // Means and values follow one another in both.
+  const bytes values = before.subspan(older->head_size), copies = after.subspan(current->head_size);
   if (auto found = differ_in("bytes of means and values", values.size(), copies.size())) return found;
   for (std::size_t at = 0; at + sizeof(float) <= values.size(); at += sizeof(float)) {
     const float value = *record_of<float>(values.subspan(at)), copy = *record_of<float>(copies.subspan(at));
     if (bits_of(value) != bits_of(copy))
-      return differ(name_of_value(type, at / sizeof(float), static_cast<std::size_t>(older->members),
-                                  static_cast<std::size_t>(std::max(older->samples, 1))),
-                    value, copy);
+      return differ(
+          name_of_value(type, at / sizeof(float), older->members, std::max<std::size_t>(older->samples, 1)),
+          value, copy);
   }
   return std::nullopt;
 }
@@ -105,7 +114,7 @@ difference first_data_difference(const data_type& older, bytes before, const dat
                                  bytes after) {
   using enum payload_shape;
   if (older.shape == spectrum_older && current.shape == spectrum)
-    return compare_spectra(older, before, after);
+    return compare_spectra(older, before, current, after);
   if (older.shape == update_older && current.shape == update) return compare_updates(before, after);
   return compare_bytes(before, after);
 }
