@@ -16,13 +16,13 @@
 #include "common/sizes.h"
 #include "common/times.h"
 #include "decode/table_operations.h"
+#include "format/payload_view.h"
 #include "format/read_exactly.h"
 #include "format/uninterrupted.h"
 #include "ravo_daq_unzip.h"
 #include "ravo_data_types.h"
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
-#include "ravo_payload.h"
 #include "ravo_xml.h"
 
 namespace ravo::tool {
@@ -371,14 +371,11 @@ int raw_file::members_of(std::size_t channel) const {
   const data_type* type = dtype ? find_data_type(*dtype) : nullptr;
   if (!type) return 0;
   if (type->code != RAVO_BLOCK_GENERIC_SPECT) return type->members;
-  std::vector<unsigned char> data = first_block_data(channel);
-  // The conversion refuses data whose counts do not fit together.
-  if (data.size() < sizeof(ravo_spect_head_2010) ||
-      ravo_convert_data(data.data(), data.data(), type->code, static_cast<int>(data.size())) != 0)
-    return type->members;
-  ravo_spect_head_2010 head;
-  std::memcpy(&head, data.data(), sizeof head);
-  return head.members;
+  const std::vector<unsigned char> data = first_block_data(channel);
+  const parsed_payload payload =
+      parse_payload(*type, byte_view(data.data(), data.size(), word_order::file));
+  const auto* spectrum = payload.get<spectrum_parts>();
+  return spectrum != nullptr ? static_cast<int>(spectrum->members) : type->members;
 }
 
 // The data of the channel's first block, as they are on disk but inflated; empty when they cannot be had.
