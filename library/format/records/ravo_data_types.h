@@ -5,6 +5,9 @@
 #define RAVO_DATA_TYPES_H
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
 #include <string_view>
 
 #include "ravo_raw_format.h"
@@ -101,11 +104,20 @@ inline constexpr data_type data_types[] = {
     // clang-format on
 };
 
+/// Which row a code has: asked about every block.
+inline constexpr auto data_type_rows = [] {
+  std::array<std::int8_t, RAVO_BLOCK_MAX_2010 + 1> rows{};
+  rows.fill(-1);
+  for (std::size_t row = 0; row < std::size(data_types); ++row)
+    rows[data_types[row].code] = static_cast<std::int8_t>(row);
+  return rows;
+}();
+
 /// The row of a data type, or null. Only the low 16 bits of `dtype` count.
 constexpr const data_type* find_data_type(int dtype) {
-  for (const data_type& row : data_types)
-    if (row.code == (dtype & 0xffff)) return &row;
-  return nullptr;
+  const auto code = static_cast<std::size_t>(dtype & 0xffff);
+  if (code >= data_type_rows.size() || data_type_rows[code] < 0) return nullptr;
+  return &data_types[data_type_rows[code]];
 }
 
 }  // namespace ravo
