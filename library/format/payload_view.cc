@@ -90,12 +90,20 @@ parsed_payload parse_roi(const byte_view& data) {
 std::optional<image_parts> parse_plain_head(const byte_view& data) {
   using head = ravo_image_frame_head;
   if (data.size() < sizeof(head)) return std::nullopt;
+  // Two numbers share each word of the size, three that of the pixel.
+  const std::uint32_t width = count(word(data, offsetof(head, w)));
+  const std::uint32_t height = count(word(data, offsetof(head, h)));
+  const std::uint32_t pixel = count(word(data, offsetof(head, bpp)));
   return image_parts{.is_compressed = word(data, offsetof(head, compr)) != 0,
-                     .width = word(data, offsetof(head, w)) & 0xffff,
-                     .height = word(data, offsetof(head, h)) & 0xffff,
-                     .stated_bytes_per_pixel = word(data, offsetof(head, bpp)) & 0xf,
+                     .width = static_cast<std::int32_t>(width & 0xffff),
+                     .height = static_cast<std::int32_t>(height & 0xffff),
+                     .stated_bytes_per_pixel = static_cast<std::int32_t>(pixel & 0xf),
                      .frame = count(word(data, offsetof(head, frame))),
                      .event = count(word(data, offsetof(head, event_nm))),
+                     .x_start = static_cast<std::int32_t>(width >> 16),
+                     .y_start = static_cast<std::int32_t>(height >> 16),
+                     .x_increment = static_cast<std::int32_t>(pixel >> 18),
+                     .y_increment = static_cast<std::int32_t>(pixel >> 4 & 0x3fff),
                      .pixels = sizeof(head),
                      .length = word(data, offsetof(head, length))};
 }
@@ -109,6 +117,11 @@ std::optional<image_parts> parse_extended_head(const byte_view& data) {
                      .stated_bytes_per_pixel = word(data, offsetof(head, bpp)),
                      .frame = count(word(data, offsetof(head, frame))),
                      .event = count(word(data, offsetof(head, event))),
+                     .x_start = word(data, offsetof(head, x_start)),
+                     .y_start = word(data, offsetof(head, y_start)),
+                     .x_increment = word(data, offsetof(head, hbin)),
+                     .y_increment = word(data, offsetof(head, vbin)),
+                     .effective_bits = word(data, offsetof(head, ebitpp)),
                      .pixels = sizeof(head),
                      .length = word(data, offsetof(head, length))};
 }

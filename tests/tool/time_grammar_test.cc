@@ -115,6 +115,8 @@ TEST(TimeGrammar, CountsBackFromNow) {
 
 TEST(TimeGrammar, CountsOnFromTheBeginningOfTheWindow) {
   time_context end = at_now();
+  expect_problem("+5min", end, "counts from the beginning of a window, and there is no window here");
+  end.from_name = "--from";
   expect_problem("+5min", end, "counts from --from, which is not given");
   end.from = time_stamp{1740700000, 500000};
   expect_time("+5min", end, 1740700300, 500000);

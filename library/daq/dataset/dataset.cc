@@ -35,6 +35,8 @@ std::size_t dataset::size() const {
   return all / state_->wanted.step + (all % state_->wanted.step != 0 ? 1 : 0);
 }
 
+std::vector<ravo_time_id> dataset::event_ids() const { return list_events(*state_); }
+
 read_plan dataset::plan() const { return make_plan(*state_); }
 
 event_range dataset::events(event_options options) const {

@@ -209,6 +209,36 @@ TEST_F(ColumnOf, NoReadableBlockIsNanAsFloatAndEmptyAsAnythingElse) {
   EXPECT_TRUE(column.row<std::uint16_t>(0).empty());
 }
 
+TEST_F(ColumnOf, APictureSaysWhereOnTheSensorItLies) {
+  handmade_block plain;
+  plain.dtype = RAVO_BLOCK_IMAGE;
+  plain.payload.u32(7u << 16 | 2)
+      .u32(5u << 16 | 1)
+      .u32(3u << 18 | 4u << 4 | 1)
+      .i32(0)
+      .u32(99)
+      .u32(0)
+      .i32(2);
+  plain.payload.fill(2, 1);
+  handmade_block extended;
+  extended.dtype = RAVO_BLOCK_IMAGE_EXT;
+  extended.payload.i32(640).i32(480).i32(2).i32(1).i32(7).i32(5).i32(1).i32(12).i32(3).i32(4);
+  extended.payload.fill(8).u32(99).fill(44).i32(2).fill(2, 1);
+  for (const handmade_block& block : {plain, extended}) {
+    const dataset data = open({block});
+    const auto event = data.at(1);
+    ASSERT_TRUE(event);
+    const image_view image = (*event)[0].image();
+    ASSERT_TRUE(image.is_complete());
+    EXPECT_EQ(image.number, 99u);
+    EXPECT_EQ(image.x_start, 7);
+    EXPECT_EQ(image.y_start, 5);
+    EXPECT_EQ(image.x_increment, 3);
+    EXPECT_EQ(image.y_increment, 4);
+    EXPECT_EQ(image.effective_bits, image.ext_frame != nullptr ? 12 : 0);
+  }
+}
+
 TEST_F(ColumnOf, APictureRefusesAPixelOutsideIt) {
   const dataset data = open({frame(3, 2, 1)});
   const event one = *data.at(1);

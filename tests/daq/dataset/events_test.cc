@@ -13,6 +13,10 @@ using namespace ravo::test;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
+std::int64_t microseconds_of(const time_stamp& time) {
+  return std::int64_t{time.timeup} * 1'000'000 + time.timelow;
+}
+
 template <class layout>
 class Events : public testing::Test {
  protected:
@@ -90,6 +94,22 @@ TYPED_TEST(Events, AreSlicedInBothOrders) {
   slice = {};
   slice.count = 0;
   EXPECT_THAT(numbers_of(this->open().events(slice)), ElementsAre());
+}
+
+TYPED_TEST(Events, AreListedAsTheyCome) {
+  for (const char* text : {"", "chan=SLOW", "event=104-108", "event=104-108 step=2", "step=3 limit=3",
+                           "join=all chan=FAST,HALF", "slow=hold chan=SLOW", "from=1700000002"}) {
+    const dataset data = this->open(text);
+    const std::vector<ravo_time_id> listed = data.event_ids();
+    EXPECT_EQ(listed.size(), data.size()) << text;
+    std::size_t i = 0;
+    for (event_range events = data.events(); const event& one : events) {
+      ASSERT_LT(i, listed.size()) << text;
+      EXPECT_EQ(listed[i].event_number, one.number()) << text;
+      EXPECT_EQ(microseconds_of(listed[i++].time), microseconds_of(one.time())) << text;
+    }
+    EXPECT_EQ(i, listed.size()) << text;
+  }
 }
 
 TYPED_TEST(Events, AreLimitedByNumberTimeAndStep) {

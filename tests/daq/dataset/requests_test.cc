@@ -231,6 +231,52 @@ TEST_P(Requests, TellOnceOfAFileThatIsGoneFromTwoRuns) {
   EXPECT_EQ(data.plan().problems.size(), 1u);
 }
 
+TEST_P(Requests, SayOfEachFileHowItWasFound) {
+  const auto ways_of = [&](const selection& wanted) {
+    const found_files found = find_files(wanted);
+    EXPECT_EQ(found.all.size(), found.files.size());
+    std::vector<found_by> ways;
+    for (std::size_t i = 0; i < found.all.size(); ++i) {
+      EXPECT_EQ(found.all[i].path, found.files[i]);
+      EXPECT_EQ(found.all[i].refusal, file_refusal::none);
+      ways.push_back(found.all[i].by);
+    }
+    return ways;
+  };
+  selection listed;
+  listed.files = {files[1], files[0], files[1]};
+  EXPECT_EQ(ways_of(listed), std::vector(2, found_by::listing));
+  listed.files = {folder};
+  EXPECT_EQ(ways_of(listed), std::vector(4, found_by::listing));
+  selection named = selection::parse("run=2 data=" + folder);
+  EXPECT_EQ(ways_of(named), std::vector(2, found_by::name));
+  // A period from inside the second file to inside the third.
+  const dataset second = dataset::open(select({files[1]}, {"LINAC/BPM/001"}));
+  const dataset third = dataset::open(select({files[2]}, {"LINAC/BPM/001"}));
+  named.runs.reset();
+  named.from = second.event_ids().back().time;
+  named.to = third.event_ids().back().time;
+  EXPECT_EQ(ways_of(named), (std::vector{found_by::earlier_name, found_by::earlier_name, found_by::name,
+                                         found_by::later_name}));
+}
+
+TEST_P(Requests, ThatFindNothingCanBeExplained) {
+  const temporary_folder place;
+  const std::string young = (place.path() / names(0, 1)[0]).string();
+  std::filesystem::copy(files[0], young);
+  unsetenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME");
+  const selection wanted = selection::parse("run=1-2 data=" + place.path().string());
+  EXPECT_THROW(find_files(wanted), files_not_found);
+  const found_files found = look_for_files(wanted);
+  EXPECT_TRUE(found.files.empty());
+  ASSERT_EQ(found.all.size(), 1u);
+  EXPECT_EQ(found.all[0].path, young);
+  EXPECT_EQ(found.all[0].by, found_by::name);
+  EXPECT_EQ(found.all[0].refusal, file_refusal::still_written);
+  ASSERT_EQ(found.problems.size(), 1u);
+  EXPECT_EQ(found.problems[0].reason, problem_reason::runs_without_files);
+}
+
 TEST_P(Requests, ThatFindNothingSaySo) {
   EXPECT_THROW(dataset::open("run=77 data=" + folder), files_not_found);
   EXPECT_THROW(dataset::open("run=1-2147483647 data=" + folder), selection_error);

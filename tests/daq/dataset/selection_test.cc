@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "ravo_dataset.h"
@@ -66,6 +67,16 @@ TEST(SelectionText, MayRepeatFilesAndChannels) {
   EXPECT_THAT(selection::parse("chan=A chan=B,C").channels, ElementsAre("A", "B", "C"));
 }
 
+TEST(SelectionText, WritesControlCharactersAsNumbersInQuotes) {
+  selection wanted;
+  wanted.channels = {"A\x1b[31m\n", "B\\x41"};
+  const std::string text = R"(linac/main chan="A\x1b[31m\x0a",B\x41)";
+  EXPECT_EQ(wanted.to_text(), text);
+  EXPECT_EQ(selection::parse(text), wanted);
+  EXPECT_THAT(selection::parse(R"(chan="\xC3\xBC","\x4","\xzz","\\x41")").channels,
+              ElementsAre("\xc3\xbc", "\\x4", "\\xzz", "\\x41"));
+}
+
 TEST(SelectionText, TakesTheLastOfSeveralJoins) {
   EXPECT_EQ(selection::parse("join=with:BPM1 join=all"), selection::parse("join=all"));
   EXPECT_EQ(selection::parse("join=all join=with:BPM1").join_channel, "BPM1");
@@ -75,7 +86,7 @@ TEST(SelectionText, ComesBackAsItWasForThousandsOfSelections) {
   std::mt19937 random(3);
   const auto below = [&](unsigned n) { return static_cast<unsigned>(random() % n); };
   const auto text = [&] {
-    constexpr std::string_view letters = "abz/:*?[]~,\"\\ =;-.09";
+    constexpr std::string_view letters = "abxz/:*?[]~,\"\\ =;-.09\n\t\x1b\x7f\xc3\xbc\xff";
     std::string made;
     for (unsigned i = 1 + below(8); i > 0; --i)
       made += letters[below(static_cast<unsigned>(letters.size()))];
@@ -108,6 +119,7 @@ TEST(SelectionText, ComesBackAsItWasForThousandsOfSelections) {
     if (below(2)) made.max_age = below(5) == 0 ? 0 : std::uint64_t{random()} * (1 + below(1000));
     const std::string written = made.to_text();
     ASSERT_EQ(selection::parse(written), made) << written;
+    ASSERT_TRUE(std::none_of(written.begin(), written.end(), [](char c) { return c >= 0 && c < ' '; }));
     ASSERT_EQ(selection::parse(written).to_text(), written);
   }
 }
@@ -145,9 +157,9 @@ INSTANTIATE_TEST_SUITE_P(
         refused{"run=5-", "it is N or N-M"}, refused{"step=0", "1 or more"},
         refused{"limit=0", "1 or more"}, refused{"limit=-1", "1 or more"}, refused{"step=x", "1 or more"},
         refused{"from=noon", "it is no time; write 2025-"},
-        refused{"from=2025-02-30T00:00:00Z", "is no time"}, refused{"to=+5min", "which is not given"},
-        refused{"to=1.x", "is no time"}, refused{"tolerance=5", "a span is a number"},
-        refused{"tolerance=5years", "a span is a number"},
+        refused{"from=2025-02-30T00:00:00Z", "is no time"},
+        refused{"to=+5min", "it counts from from=, which is not given"}, refused{"to=1.x", "is no time"},
+        refused{"tolerance=5", "a span is a number"}, refused{"tolerance=5years", "a span is a number"},
         refused{"max_age=99999999999999999999s", "a span is a number"}, refused{"event=-", "it is N, N-M"},
         refused{"event=4294967296", "it is N, N-M"}, refused{"join=with:", "with:CHANNEL"},
         refused{"synch=both", "number or time"}, refused{"slow=maybe", "none, hold or nearest"},

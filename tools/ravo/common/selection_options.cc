@@ -72,7 +72,7 @@ void take_request(const selection_arguments& arguments, selection& to) {
 }
 
 void take_window(const selection_arguments& arguments, selection& to) {
-  time_context context{current_time(), zone_option(arguments.zone), to.from};
+  time_context context{current_time(), zone_option(arguments.zone), to.from, "--from"};
   if (arguments.from) to.from = context.from = time_option("--from", *arguments.from, context);
   if (arguments.to) to.to = time_option("--to", *arguments.to, context);
   if (arguments.first_event) to.first_event = arguments.first_event;

@@ -68,4 +68,18 @@ std::size_t count_events(dataset_state& state) {
   return line.selected_before(line.segments());
 }
 
+std::vector<ravo_time_id> list_events(dataset_state& state) {
+  std::vector<ravo_time_id> events;
+  const std::size_t end = state.end_of_events();
+  std::size_t ordinal = 0;
+  visit_segments(state, [&](std::size_t, const std::shared_ptr<const segment>& part) {
+    for (const std::uint32_t event : part->selected) {
+      if (ordinal == end) break;
+      if (ordinal++ % state.wanted.step == 0) events.push_back(part->events[event]);
+    }
+    return ordinal < end;
+  });
+  return events;
+}
+
 }  // namespace ravo

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "dataset_state.h"
 
@@ -18,6 +19,9 @@ void visit_segments(
 
 /// The events of the selection, whatever the step. Aligns the segments that were not yet, with all threads.
 std::size_t count_events(dataset_state& state);
+
+/// The numbers and times of the selection's events, every step-th and within its limit.
+std::vector<ravo_time_id> list_events(dataset_state& state);
 
 /// The stored bytes of the values of `count` selected events, from the one at `first` on every `stride`-th
 /// of all. Aligns as much of the selection as they are in.

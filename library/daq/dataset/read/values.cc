@@ -144,6 +144,12 @@ image_view value::image() const {
   view.height = parts->height > 0 ? static_cast<std::size_t>(parts->height) : 0;
   view.bytes_per_pixel = static_cast<std::size_t>(parts->bytes_per_pixel());
   view.is_compressed = parts->is_compressed;
+  view.number = parts->frame;
+  view.x_start = parts->x_start;
+  view.y_start = parts->y_start;
+  view.x_increment = parts->x_increment;
+  view.y_increment = parts->y_increment;
+  view.effective_bits = parts->effective_bits;
   view.pixels = records_at<std::uint8_t>(bytes_, parts->pixels, static_cast<std::size_t>(parts->length));
   if (parts->is_extended)
     view.ext_frame = record_at<ravo_image_ext_frame_head>(bytes_);

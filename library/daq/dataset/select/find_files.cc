@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <new>
 #include <set>
@@ -45,6 +46,24 @@ void sort_by_name(std::vector<std::string>& files) {
   files = std::move(sorted);
 }
 
+/// All files in the order of their names, each once.
+void sort_by_name(std::vector<found_file>& all) {
+  std::map<std::string, found_file> by_path;
+  std::vector<std::string> paths;
+  for (const found_file& file : all)
+    if (by_path.try_emplace(file.path, file).second) paths.push_back(file.path);
+  sort_by_name(paths);
+  all.clear();
+  for (const std::string& path : paths) all.push_back(by_path.at(path));
+}
+
+std::string why_nothing(const selection& wanted, const found_files& found) {
+  std::string text = "No raw files are found for \"" + wanted.to_text() + "\"; look at catalog= and data=";
+  for (const reading_problem& problem : found.problems) text += "\n" + problem.text;
+  for (const refused_file& file : found.left_out) text += "\n" + file.path + ": " + file.problem;
+  return text;
+}
+
 /// A file that is listed under two runs is left out once.
 void drop_repeated(std::vector<refused_file>& left_out) {
   std::set<std::string> seen;
@@ -54,13 +73,21 @@ void drop_repeated(std::vector<refused_file>& left_out) {
 }  // namespace
 
 found_files find_files(const selection& wanted) {
+  found_files found = look_for_files(wanted);
+  if (found.files.empty()) throw files_not_found(why_nothing(wanted, found));
+  return found;
+}
+
+found_files look_for_files(const selection& wanted) {
   if (!wanted.files.empty() && wanted.runs)
     throw selection_error(
         "The selection names files and runs: file= takes the place of run=, drop one of them");
   found_files found;
   for (const std::string& path : wanted.files) add_listed(path, found.files);
+  for (const std::string& path : found.files) found.all.push_back({path, found_by::listing});
   if (wanted.files.empty()) found = datasets::requested_files(wanted);
   sort_by_name(found.files);
+  sort_by_name(found.all);
   drop_repeated(found.left_out);
   return found;
 }

@@ -54,7 +54,6 @@ class request_answer {
       find_runs();
     else
       find_period();
-    if (found_.files.empty()) throw files_not_found(why_nothing());
     return std::move(found_);
   }
 
@@ -81,7 +80,7 @@ class request_answer {
     std::vector<bool> is_named(without.size(), false);
     for (const std::string& path : named) {
       mark_runs(name_in_path(path), without, 0, without.size(), is_named);
-      take_file(path);
+      take_file(path, found_by::name);
     }
     std::vector<int> unnamed;
     for (std::size_t i = 0; i < without.size(); ++i)
@@ -165,13 +164,18 @@ class request_answer {
       timed.emplace_back(time_of(path), path);
     std::sort(timed.begin(), timed.end());
     const auto behind = [](const auto& one, std::uint32_t time) { return one.first < time; };
-    auto begin = std::lower_bound(timed.begin(), timed.end(), wanted_.from->timeup, behind);
-    begin -= std::min(taken_before, begin - timed.begin());
+    const auto first = std::lower_bound(timed.begin(), timed.end(), wanted_.from->timeup, behind);
+    const auto begin = first - std::min(taken_before, first - timed.begin());
     auto end = timed.end();
     if (wanted_.to)
       end = std::find_if(begin, end, [&](const auto& one) { return one.first > wanted_.to->timeup; });
     if (end != timed.end() && end != begin) ++end;
-    for (auto one = begin; one != end; ++one) take_file(one->second);
+    for (auto one = begin; one != end; ++one) {
+      const bool is_late = wanted_.to && one->first > wanted_.to->timeup;
+      take_file(one->second, one < first ? found_by::earlier_name
+                             : is_late   ? found_by::later_name
+                                         : found_by::name);
+    }
   }
 
   // ---- files
@@ -201,48 +205,48 @@ class request_answer {
     return found;
   }
 
-  void take_file(const std::string& path) {
-    if (!take_if_there(path)) leave_out(path, file_refusal::missing, "it is gone");
+  void take_file(const std::string& path, found_by how) {
+    if (!take_if_there(path, how)) leave_out(path, how, file_refusal::missing, "it is gone");
   }
 
   /// A file of the catalogue: in the data folders that the selection names, or else where the catalogue has
   /// it, or where files usually are.
   void take_catalogued(const std::string& path) {
-    if (folders_.empty() && take_if_there(path)) return;
+    if (folders_.empty() && take_if_there(path, found_by::catalogue)) return;
     const std::string name(name_in_path(path));
     for (const std::string& folder : folders_.empty() ? usual_folders() : folders_)
-      if (take_if_there((folder.ends_with('/') ? folder : folder + "/") + name)) return;
-    leave_out(path, file_refusal::missing, "the run catalogue lists it, and it is not in the data folders");
+      if (take_if_there((folder.ends_with('/') ? folder : folder + "/") + name, found_by::catalogue))
+        return;
+    leave_out(path, found_by::catalogue, file_refusal::missing,
+              "the run catalogue lists it, and it is not in the data folders");
   }
 
   /// False: there is no such file.
-  bool take_if_there(const std::string& path) {
+  bool take_if_there(const std::string& path, found_by how) {
     const raw_file_state state = state_of_raw_file(path.c_str());
     if (state == raw_file_state::missing) return false;
     if (state == raw_file_state::closed || ignores_close_time())
-      found_.files.push_back(path);
+      take(path, how);
     else
-      leave_out(path, file_refusal::still_written,
+      leave_out(path, how, file_refusal::still_written,
                 "it changed less than half a minute ago and may still be written");
     return true;
   }
 
-  void leave_out(const std::string& path, file_refusal reason, const char* why) {
+  void take(const std::string& path, found_by how) {
+    found_.files.push_back(path);
+    found_.all.push_back({path, how, file_refusal::none});
+  }
+
+  void leave_out(const std::string& path, found_by how, file_refusal reason, const char* why) {
     found_.left_out.push_back({path, reason, why});
+    found_.all.push_back({path, how, reason});
   }
 
   void tell_of_damage(const catalogue_problems& damaged) {
     for (const std::string& text : damaged.texts())
       found_.problems.push_back(
           {problem_reason::damaged_catalogue, "", text + "; build the catalogue again"});
-  }
-
-  std::string why_nothing() const {
-    std::string text =
-        "No raw files are found for \"" + wanted_.to_text() + "\"; look at catalog= and data=";
-    for (const reading_problem& problem : found_.problems) text += "\n" + problem.text;
-    for (const refused_file& file : found_.left_out) text += "\n" + file.path + ": " + file.problem;
-    return text;
   }
 
   const selection& wanted_;

@@ -14,7 +14,7 @@ namespace ravo::datasets {
 /// files of it would be missing without a word.
 std::vector<std::string> raw_files_of(const std::string& folder);
 
-/// As find_files(), in any order. Throws files_not_found when there is no file that can be taken.
+/// As look_for_files(), in any order.
 found_files requested_files(const selection& wanted);
 
 }  // namespace ravo::datasets

@@ -133,7 +133,7 @@ time_stamp time_of(const selection_word& word, const selection& so_far) {
   const auto rest = duration_cast<microseconds>(since % seconds(1)).count();
   const time_stamp now{static_cast<std::uint32_t>(duration_cast<seconds>(since).count()),
                        static_cast<std::uint32_t>(rest)};
-  const time_reading read = read_time(one(word), {now, time_zone(), so_far.from});
+  const time_reading read = read_time(one(word), {now, time_zone(), so_far.from, "from="});
   if (!read.time) throw selection_error("\"" + word.text + "\" cannot be read: it " + read.problem);
   return *read.time;
 }

@@ -1,5 +1,6 @@
 #include "select/selection_words.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 
@@ -11,6 +12,22 @@ namespace {
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
+/// The byte that "\xNN" stands for at the beginning of a text; nothing where there is none.
+std::optional<char> escaped_byte(std::string_view text) {
+  constexpr std::size_t length = 4;
+  if (text.size() < length || !text.starts_with("\\x")) return std::nullopt;
+  unsigned byte = 0;
+  const char* const end = text.data() + length;
+  const auto [stop, error] = std::from_chars(text.data() + 2, end, byte, 16);
+  if (error != std::errc() || stop != end) return std::nullopt;
+  return static_cast<char>(byte);
+}
+
+bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
+
+/// Whether a byte may be printed as "\xNN", which is read back in quotes only.
+bool may_be_escaped(char c) { return is_control(c) || static_cast<unsigned char>(c) >= 0x80; }
+
 /// Reads one word from `at` on, which is left behind it.
 selection_word read_word(std::string_view text, std::size_t& at) {
   selection_word word;
@@ -21,6 +38,9 @@ selection_word read_word(std::string_view text, std::size_t& at) {
     const char c = text[at];
     if (quoting && c == '\\' && at + 1 < text.size() && (text[at + 1] == '"' || text[at + 1] == '\\')) {
       part += text[++at];
+    } else if (const auto byte = quoting ? escaped_byte(text.substr(at)) : std::nullopt) {
+      part += *byte;
+      at += 3;
     } else if (c == '"') {
       quoting = !quoting;
     } else if (!quoting && c == '=' && word.key.empty() && word.values.empty()) {
@@ -84,10 +104,16 @@ std::vector<selection_word> split_words(std::string_view text) {
 }
 
 std::string quoted(std::string_view value) {
-  if (!value.empty() && value.find_first_of(" \t\r\n,\"=") == std::string_view::npos)
-    return std::string(value);
+  const bool is_plain = value.find_first_of(" ,\"=") == std::string_view::npos &&
+                        std::none_of(value.begin(), value.end(), &may_be_escaped);
+  if (!value.empty() && is_plain) return std::string(value);
+  constexpr const char* digits = "0123456789abcdef";
   std::string text = "\"";
   for (const char c : value) {
+    if (is_control(c)) {
+      text += {'\\', 'x', digits[c >> 4], digits[c & 15]};
+      continue;
+    }
     if (c == '"' || c == '\\') text += '\\';
     text += c;
   }

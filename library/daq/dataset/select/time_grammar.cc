@@ -149,7 +149,10 @@ std::optional<time_reading> read_span(std::string_view text, const time_context&
   const auto span = cursor.span();
   if (!span) return std::nullopt;
   if (is_ago) return accept(in_microseconds(context.now) - *span * 1'000'000);
-  if (!context.from) return refuse("counts from --from, which is not given");
+  if (!context.from)
+    return refuse(context.from_name.empty()
+                      ? "counts from the beginning of a window, and there is no window here"
+                      : "counts from " + std::string(context.from_name) + ", which is not given");
   return accept(in_microseconds(*context.from) + *span * 1'000'000);
 }
 

@@ -78,6 +78,11 @@ struct image_parts {
   std::int32_t stated_bytes_per_pixel = 0;
   std::uint32_t frame = 0;
   std::uint32_t event = 0;
+  std::int32_t x_start = 0;  ///< where on the sensor the first pixel lies
+  std::int32_t y_start = 0;
+  std::int32_t x_increment = 0;  ///< pixels of the sensor from one to the next; 0: not said
+  std::int32_t y_increment = 0;
+  std::int32_t effective_bits = 0;  ///< of a pixel; 0: not said
   std::size_t pixels = 0;
   std::int32_t length = 0;  ///< bytes of pixels; there may be other bytes after them
 

@@ -98,6 +98,9 @@ class dataset {
 
   /// The number of events of the selection. Aligns all that was not aligned yet; inflates nothing.
   RAVO_EXPORT std::size_t size() const;
+  /// Their numbers and times, in order: event i is the one that a slice of `events` from i on begins with.
+  /// Aligns all that was not aligned yet; inflates nothing. The list is the caller's, outside memory_limit.
+  RAVO_EXPORT std::vector<ravo_time_id> event_ids() const;
   /// What a reading of everything would take.
   RAVO_EXPORT read_plan plan() const;
 

@@ -3,6 +3,7 @@
 #ifndef RAVO_DATASET_FIND_FILES_H
 #define RAVO_DATASET_FIND_FILES_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -12,12 +13,30 @@
 
 namespace ravo {
 
+/// How a file came into the answer to a selection.
+enum class found_by : std::uint8_t {
+  listing,       ///< the selection lists it, or a folder that it is in
+  catalogue,     ///< the run catalogue lists it
+  name,          ///< its name in a data folder fits
+  earlier_name,  ///< by its name it begins before the period, and may reach into it
+  later_name,    ///< by its name it is the first one after the period
+};
+
+/// A file of the answer, and whether it is taken: refusal is then none, else missing or still_written.
+struct found_file {
+  std::string path;
+  found_by by = found_by::listing;
+  file_refusal refusal = file_refusal::none;
+};
+
 /// The answer to a selection that names files, runs or a period.
 struct found_files {
   std::vector<std::string> files;  ///< paths, each once, by the times in their names
   /// Files that belong to the answer and are not in it: still written, or not where they should be. Each
   /// path once.
   std::vector<refused_file> left_out;
+  /// Those of `files` and of `left_out` together, by the times in their names: how each was found.
+  std::vector<found_file> all;
   /// What else is wrong with the answer: runs without files, damaged catalogue files.
   std::vector<reading_problem> problems;
 };
@@ -27,6 +46,10 @@ struct found_files {
 /// minute ago are left out. Throws files_not_found when there is no file at all, selection_error for a
 /// selection that cannot be followed.
 RAVO_EXPORT found_files find_files(const selection& wanted);
+
+/// The same for those who explain an answer: where there is no file at all, `files` is empty, `left_out`
+/// and `problems` say why, and nothing is thrown for it.
+RAVO_EXPORT found_files look_for_files(const selection& wanted);
 
 }  // namespace ravo
 

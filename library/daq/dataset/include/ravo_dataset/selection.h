@@ -75,8 +75,8 @@ struct selection {
   ///   join=any|all|with:CHANNEL  slow=none|hold|nearest  max_age=SPAN  catalog=DIR  data=DIR
   /// A TIME is one of time_grammar.h, such as YYYY-MM-DDTHH:MM:SS[.FRACTION]Z or seconds since 1970 (UTC
   /// unless it says otherwise; to= may count from from=), a SPAN a number with us, ms, s, min or h behind
-  /// it. What holds blanks, commas or quotes is quoted: "...", in which \" and \\ are a quote and a
-  /// backslash. file= and chan= may be repeated. Throws selection_error that names the word.
+  /// it. What holds blanks, commas, quotes or control characters is quoted: "...", with \", \\ and \xNN, a
+  /// byte. file= and chan= may be repeated. Throws selection_error that names the word.
   RAVO_EXPORT static selection parse(std::string_view text);
 
   /// The text that parse() makes this selection of; what has its default is left out.

@@ -16,8 +16,9 @@ namespace ravo {
 /// What times are read against.
 struct time_context {
   time_stamp now{};
-  time_zone zone;                  ///< of times of day without "Z" or an offset
-  std::optional<time_stamp> from;  ///< of the end of a window: its beginning, if there is one
+  time_zone zone;                   ///< of times of day without "Z" or an offset
+  std::optional<time_stamp> from;   ///< of the end of a window: its beginning, if there is one
+  std::string_view from_name = {};  ///< what the beginning is called where it is typed, for messages
 };
 
 /// A time, or why there is none: the end of a sentence that begins with the text in question.

@@ -58,6 +58,12 @@ struct image_view {
            pixels.size() == width * height * bytes_per_pixel;
   }
   bool is_compressed = false;
+  std::uint32_t number = 0;  ///< of the frame, as the camera counts
+  std::int32_t x_start = 0;  ///< where on the sensor the first pixel lies
+  std::int32_t y_start = 0;
+  std::int32_t x_increment = 0;  ///< pixels of the sensor from one to the next; 0: not said
+  std::int32_t y_increment = 0;
+  std::int32_t effective_bits = 0;                       ///< of a pixel; 0: not said
   const ravo_image_frame_head* frame = nullptr;          ///< of a plain frame
   const ravo_image_ext_frame_head* ext_frame = nullptr;  ///< of an extended frame
   /// A pixel of a complete frame. Throws access_error for a frame that is not, and for a place outside it.
