@@ -244,4 +244,20 @@ TEST(EveryVerb, ThatTakesSeveralFilesShowsThoseThatAreGood) {
   EXPECT_GE(tried, 9u);
 }
 
+// What is printed for people and mailed by them is a selection all the same.
+TEST(EveryVerb, PrintsASelectionThatCanBeReadBack) {
+  for (const std::string& channel : {red, turned}) {
+    const process_result first = run_tool({"read", hostile().strange, "-c", channel, "--slow", "none"});
+    EXPECT_EQ(first.exit_code, 0) << first.err;
+    EXPECT_NE(first.out, "");
+    const std::string heading = "selection: ";
+    const std::size_t at = first.err.find(heading) + heading.size();
+    const std::string mailed = first.err.substr(at, first.err.find('\n', at) - at);
+    const process_result again = run_tool({"read", mailed});
+    EXPECT_EQ(again.exit_code, 0) << again.err;
+    EXPECT_EQ(again.out, first.out) << mailed;
+    EXPECT_EQ(again.err, first.err);
+  }
+}
+
 }  // namespace

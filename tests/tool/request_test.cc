@@ -128,8 +128,7 @@ TEST_P(Request, ForSeveralRunsIsTheSameAsTheirFiles) {
       "ravo: No files are found of runs 1-2, 5-9: the run catalogue has none with events; build it again "
       "if "
       "some have come since\n";
-  EXPECT_EQ(read_by_request({"--run", "1-9", "--catalog", made.catalogue}, is_classic() ? "" : not_there),
-            expected);
+  EXPECT_EQ(read_by_request({"--run", "1-9", "--catalog", made.catalogue}, not_there), expected);
   EXPECT_EQ(read_by_request({"--run", "3-4", "--data", made.data}), expected);
 }
 
@@ -232,8 +231,7 @@ TEST_P(Explain, SaysWhatTheRunHasOutsideThePeriod) {
   const std::vector<json> lines = explained({"--run", "3", "--from", "2025-03-01T08:00:03.5", "--to",
                                              "2025-03-01T08:00:03.9", "--catalog", made.catalogue});
   ASSERT_EQ(lines.size(), 3u);
-  // The older reader goes by the times in the names alone, and keeps the first file that is not too late.
-  EXPECT_EQ(lines[0].at("outcome"), generation == "older" ? "taken" : "outside_period");
+  EXPECT_EQ(lines[0].at("outcome"), "outside_period");
   EXPECT_EQ(lines[1].at("outcome"), "taken");
   EXPECT_EQ(lines[2].at("outcome"), "outside_period");
 }
@@ -290,7 +288,12 @@ TEST(ExplainDamagedFiles, ListsThem) {
       folder.write("linac_main_run5_file1_20250301T080000Z.raw", std::vector<unsigned char>{'x'});
   archive::check(run_tool({"simulate", folder.path().string(), "--first-run", "5", "--files", "2",
                            "--events", "3", "--channels", "20", "--start", "2025-03-01T07:00:00"}));
-  EXPECT_EQ(explained({"--run", "5", "--data", folder.path().string()}).size(), 3u);
+  const std::vector<json> lines = explained({"--run", "5", "--data", folder.path().string()});
+  ASSERT_EQ(lines.size(), 3u);
+  for (const json& line : lines) {
+    EXPECT_EQ(line.at("read"), name_of(line) != file);
+    EXPECT_EQ(line.at("outcome"), name_of(line) == file ? "not_readable" : "taken");
+  }
 }
 
 // ---- nothing found -----------------------------------------------------------------------------------

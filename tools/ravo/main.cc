@@ -24,7 +24,8 @@ constexpr const char* closing_words = R"(A first look:
   ravo read demo/*.raw --channel LINAC/BPM/001 --limit 3
 
 `ravo VERB --help` explains a verb by examples. Every verb takes --json, for programs.
-Exit codes: 0 fine, 1 a file or its data do not allow it, 2 the command line makes no sense.)";
+Exit codes: 0 fine, 1 a file or its data do not allow it, 2 the command line makes no sense, 3 a check found
+nothing worse than what is odd, 130 ended by Ctrl-C.)";
 
 std::vector<std::string> verb_names(const CLI::App& tool) {
   std::vector<std::string> names;

@@ -8,9 +8,9 @@
 #include <filesystem>
 
 #include "common/channel_facts.h"
-#include "common/classic_request.h"
 #include "common/escaping.h"
 #include "common/failure.h"
+#include "common/file_answer.h"
 #include "common/ledger_printing.h"
 #include "common/raw_file.h"
 #include "common/times.h"
@@ -21,29 +21,6 @@ namespace ravo::tool {
 namespace {
 
 namespace fs = std::filesystem;
-
-// The library's sentence as the end of one that begins with "ravo: "; only its first line, since the ledger
-// that may follow is printed in the tool's own form.
-std::string in_our_words(const std::exception& error) {
-  std::string text = error.what();
-  text.erase(std::min(text.find('\n'), text.size()));
-  constexpr std::string_view before_ledger = "more than the policy allows";
-  if (const auto place = text.find(before_ledger); place != std::string::npos)
-    text.erase(place + before_ledger.size());
-  for (const std::string_view remedy :
-       {std::string_view("; raise the limit or select less"),
-        std::string_view(": raise the limit, or select less"),
-        std::string_view(": raise the limit, or leave the file out"),
-        std::string_view("; let go of events and columns, or raise the limit")})
-    if (text.ends_with(remedy))
-      text.replace(text.size() - remedy.size(), remedy.size(), "; give more with --memory, or select less");
-  if (text.ends_with("none of a name like it")) text += "; `ravo channels FILE` lists them";
-  if (text.size() > 1 && std::islower(static_cast<unsigned char>(text[1])) != 0)
-    text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
-  else if (text.starts_with("A "))
-    text[0] = 'a';
-  return text;
-}
 
 // The files that a selection names, as far as they are there.
 std::vector<std::string> files_there(const selection& wanted) {
@@ -59,13 +36,6 @@ std::vector<std::string> paths_of(const dataset& data) {
   for (const dataset_file& file : data.files())
     if (file.refusal == file_refusal::none) paths.push_back(file.path);
   return paths;
-}
-
-// The reader's request tells more of where it looked: throws what it says when it finds nothing either.
-void explain_nothing(const selection& wanted, output& out) {
-  file_decisions decisions;
-  any_reader reader;
-  choose_files(reader, file_request_of(wanted), 0, decisions, out);
 }
 
 // Whoever names a file that is not there has mistyped it: no policy makes that good.
@@ -137,6 +107,27 @@ time_stamp suitable_tolerance(const std::vector<std::string>& files, const time_
 
 }  // namespace
 
+std::string in_our_words(const std::exception& error) {
+  std::string text = error.what();
+  text.erase(std::min(text.find('\n'), text.size()));
+  constexpr std::string_view before_ledger = "more than the policy allows";
+  if (const auto place = text.find(before_ledger); place != std::string::npos)
+    text.erase(place + before_ledger.size());
+  for (const std::string_view remedy :
+       {std::string_view("; raise the limit or select less"),
+        std::string_view(": raise the limit, or select less"),
+        std::string_view(": raise the limit, or leave the file out"),
+        std::string_view("; let go of events and columns, or raise the limit")})
+    if (text.ends_with(remedy))
+      text.replace(text.size() - remedy.size(), remedy.size(), "; give more with --memory, or select less");
+  if (text.ends_with("none of a name like it")) text += "; `ravo channels FILE` lists them";
+  if (text.size() > 1 && std::islower(static_cast<unsigned char>(text[1])) != 0)
+    text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
+  else if (text.starts_with("A "))
+    text[0] = 'a';
+  return text;
+}
+
 void add_dataset_options(CLI::App& command, dataset_arguments& arguments, const char* json_help) {
   add_selection_options(command, arguments.what);
   command.add_flag("--json", arguments.json, json_help);
@@ -146,7 +137,7 @@ void add_dataset_options(CLI::App& command, dataset_arguments& arguments, const 
 dataset_session::dataset_session(const asked_selection& asked, const dataset_arguments& arguments,
                                  std::string doing, output& out)
     : wanted_(asked.wanted),
-      opened_(asked.wanted),
+      opened_(with_usual_catalogue(asked.wanted)),
       form_(arguments.form()),
       out_(out),
       bar_(std::move(doing)) {
@@ -164,7 +155,6 @@ dataset_session::dataset_session(const asked_selection& asked, const dataset_arg
   if (bar_.is_on_terminal() && !out_.is_terminal())
     options_.progress = [this](const read_progress& now) { follow(now); };
   check_that_files_are_there(wanted_);
-  if (opened_.files.empty() && opened_.catalogue.empty()) opened_.catalogue = default_catalogue;
   if (wanted_.synch == synch_mode::by_time && !asked.has_tolerance)
     wanted_.tolerance = opened_.tolerance = suitable_tolerance(files_there(opened_), wanted_.tolerance);
 }
@@ -190,7 +180,7 @@ dataset dataset_session::open() {
     if (wanted_.files.empty()) tell_other_streams(paths_of(data), wanted_.stream);
     return data;
   } catch (const files_not_found& error) {
-    if (wanted_.files.empty()) explain_nothing(wanted_, out_);
+    if (wanted_.files.empty()) refuse_without_files(wanted_);
     throw data_failure(in_our_words(error));
   } catch (const pattern_error& error) {
     throw usage_failure(in_our_words(error));

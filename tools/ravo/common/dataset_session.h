@@ -4,6 +4,7 @@
 #ifndef RAVO_TOOL_DATASET_SESSION_H
 #define RAVO_TOOL_DATASET_SESSION_H
 
+#include <exception>
 #include <functional>
 #include <optional>
 #include <set>
@@ -30,6 +31,10 @@ struct dataset_arguments {
 /// Declares the options of these arguments; `json_help` says what --json prints. `arguments` has to live as
 /// long as the command.
 void add_dataset_options(CLI::App& command, dataset_arguments& arguments, const char* json_help);
+
+/// The dataset's sentence as the end of one that begins with "ravo: ", and names the tool's options. Only
+/// its first line: the ledger that may follow is printed in the tool's own form.
+std::string in_our_words(const std::exception& error);
 
 class dataset_session {
  public:

@@ -7,7 +7,6 @@
 #include <map>
 
 #include "common/failure.h"
-#include "common/file_request.h"
 #include "common/names.h"
 #include "common/raw_file.h"
 #include "ravo_data_types.h"
@@ -167,6 +166,14 @@ std::vector<read_channel> resolve(const std::vector<std::string>& asked, const c
   return channels;
 }
 
+[[noreturn]] void refuse_two_generations(const std::string& older, const std::string& current) {
+  throw data_failure(fmt::format(
+      "{} is of the older generation of the raw format, {} of the current one, and a request "
+      "reads one generation; read them apart, or rewrite the older files first: `ravo convert {} "
+      "--into DIR`",
+      older, current, older));
+}
+
 void widen(read_plan& plan, const event_summary& events, bool is_first) {
   const time_stamp &first = events.first.time, &last = events.last.time;
   int sign = 0;
@@ -198,8 +205,7 @@ read_plan make_plan(const std::vector<std::string>& files, const std::vector<std
     if (file.generation() != plan.generation) {
       const bool is_older = file.generation() == ravo_file_generation::older;
       const std::string& other = files.front();
-      throw data_failure(is_older ? explain_two_generations(path, other)
-                                  : explain_two_generations(other, path));
+      is_older ? refuse_two_generations(path, other) : refuse_two_generations(other, path);
     }
     time_stamp named{};
     if (get_time_from_file_name(path.c_str(), &named) != 0)

@@ -7,13 +7,17 @@
 #include <cstdlib>
 #include <type_traits>
 #include <utility>
-#include <variant>
 
+#include "common/dataset_session.h"
 #include "common/failure.h"
+#include "common/file_answer.h"
 #include "common/interrupt.h"
 #include "common/progress.h"
 #include "common/read_plan.h"
 #include "common/times.h"
+#include "ravo_daq_reader.h"
+#include "ravo_daq_reader_2010.h"
+#include "ravo_dataset/errors.h"
 #include "ravo_evutl.h"
 
 namespace ravo::tool {
@@ -25,13 +29,24 @@ std::string library_words(output& out) {
   return words.empty() ? "" : "\nthe library said:\n" + words;
 }
 
-// A reading of the plan's files with the reader of their generation. Of a request without file names the
-// reader holds the files already.
+// The usual one is not asked for by a text that leaves it out.
+bool is_tolerance_asked_for(const asked_selection& asked) {
+  return microseconds(asked.wanted.tolerance) != microseconds(selection().tolerance) ||
+         (asked.has_tolerance && !asked.has_text);
+}
+
+// A reading of the plan's files with the reader of their generation.
 template <class Reader>
 class event_reading {
  public:
-  event_reading(const read_request& request, const read_plan& plan, Reader& reader, output& out)
-      : request_(request), out_(out), plan_(plan), blocks_read_(plan.channels.size()), reader_(reader) {}
+  event_reading(const asked_selection& asked, const read_plan& plan, int debug, output& out)
+      : wanted_(asked.wanted),
+        has_tolerance_(is_tolerance_asked_for(asked)),
+        out_(out),
+        plan_(plan),
+        blocks_read_(plan.channels.size()) {
+    reader_.set_debug(debug);
+  }
 
   std::uint64_t run(const std::function<void(const read_event&)>& take) {
     progress_bar bar("reading");
@@ -49,7 +64,7 @@ class event_reading {
       if (!is_inside(event.id)) continue;
       take(event);
       if (!out_.is_terminal()) bar.show(part_done(event.id.time));
-      if (++events == request_.limit) {
+      if (++events == wanted_.limit.value_or(0)) {
         to_the_end = false;
         break;
       }
@@ -57,7 +72,7 @@ class event_reading {
     }
     bar.hide();
     const bool whole =
-        to_the_end && !request_.first_event && !request_.last_event && !request_.from && !request_.to;
+        to_the_end && !wanted_.first_event && !wanted_.last_event && !wanted_.from && !wanted_.to;
     if (whole) check_completeness();
     return events;
   }
@@ -76,9 +91,11 @@ class event_reading {
       entries[i].name = keys[i].data();
       channels.push_back(&entries[i]);
     }
-    if (!request_.wanted) enter_named_files();
+    enter_files();
     check("the reader refuses the channels", reader_.set_channels(&channels));
-    check("the reader refuses the synch mode", reader_.set_synch_mode(request_.mode));
+    check("the reader refuses the synch mode",
+          reader_.set_synch_mode(by_time() ? RAVO_DAQ_SLICER_SYNCH_MODE_TIME
+                                           : RAVO_DAQ_SLICER_SYNCH_MODE_EVID));
     set_step_and_tolerance();
     set_window();
     const int status = reader_.start();
@@ -87,9 +104,8 @@ class event_reading {
     return true;
   }
 
-  void enter_named_files() {
-    // The rule that a young file may still be growing is for files that are found; these were named by
-    // a person, and each was looked into already.
+  void enter_files() {
+    // Whether a file may still be growing was decided when it was found.
     setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
     std::vector<std::string> paths = plan_.files;
     std::vector<char*> files;
@@ -100,8 +116,8 @@ class event_reading {
   // Of runs, all that their files hold is wanted: the reader's own window ends where the last file is
   // thought to end.
   void set_window() {
-    const ravo_time_id from{request_.first_event.value_or(0), request_.from.value_or(time_stamp{})};
-    const ravo_time_id to{request_.last_event.value_or(0), request_.to.value_or(end_of_data(from.time))};
+    const ravo_time_id from{wanted_.first_event.value_or(0), wanted_.from.value_or(time_stamp{})};
+    const ravo_time_id to{wanted_.last_event.value_or(0), wanted_.to.value_or(end_of_data(from.time))};
     check("the reader refuses the start of the window", reader_.set_start_point(&from));
     check("the reader refuses the end of the window", reader_.set_stop_point(&to));
   }
@@ -111,8 +127,9 @@ class event_reading {
   void set_step_and_tolerance() {
     constexpr double usual_step = 100'000.0, usual_tolerance = 50'000.0;
     const double step = plan_.spacing > 0 ? std::round(plan_.spacing) : usual_step;
-    const double tolerance = request_.tolerance.value_or(std::min(usual_tolerance, std::floor(step / 2)));
-    if (request_.mode == RAVO_DAQ_SLICER_SYNCH_MODE_TIME && tolerance >= step)
+    const double tolerance =
+        has_tolerance_ ? microseconds(wanted_.tolerance) : std::min(usual_tolerance, std::floor(step / 2));
+    if (by_time() && tolerance >= step)
       throw usage_failure(
           fmt::format("--tolerance: {:.15g} ms is not smaller than the distance of events, {:.1f} ms",
                       tolerance / 1000, step / 1000));
@@ -178,19 +195,18 @@ class event_reading {
 
   // The reader knows one kind of window at a time, by the synch mode; here all limits hold together.
   bool is_inside(const ravo_time_id& id) const {
-    if (request_.first_event && id.event_number != 0 && id.event_number < *request_.first_event)
-      return false;
-    if (request_.from && microseconds(id.time) < microseconds(*request_.from)) return false;
+    if (wanted_.first_event && id.event_number != 0 && id.event_number < *wanted_.first_event) return false;
+    if (wanted_.from && microseconds(id.time) < microseconds(*wanted_.from)) return false;
     return true;
   }
   bool is_behind(const ravo_time_id& id) const {
-    if (request_.last_event && id.event_number != 0 && id.event_number > *request_.last_event) return true;
-    return request_.to && microseconds(id.time) > microseconds(*request_.to);
+    if (wanted_.last_event && id.event_number != 0 && id.event_number > *wanted_.last_event) return true;
+    return wanted_.to && microseconds(id.time) > microseconds(*wanted_.to);
   }
 
   double part_done(time_stamp now) const {
-    const double first = microseconds(request_.from.value_or(plan_.first));
-    const double last = microseconds(request_.to.value_or(plan_.last));
+    const double first = microseconds(wanted_.from.value_or(plan_.first));
+    const double last = microseconds(wanted_.to.value_or(plan_.last));
     return last > first ? (microseconds(now) - first) / (last - first) : 0.0;
   }
 
@@ -202,42 +218,67 @@ class event_reading {
         missing += shown("\n  {}: {} of {} blocks read", plan_.channels[i].key(), blocks_read_[i],
                          plan_.channels[i].blocks);
     if (missing.empty()) return;
-    if (request_.mode == RAVO_DAQ_SLICER_SYNCH_MODE_TIME)
+    if (by_time())
       missing +=
           "\nby time, events that are closer than the tolerance become one: a smaller --tolerance may help";
     throw data_failure(
         several_lines{"not all data of the files could be read:" + missing + library_words(out_)});
   }
 
-  const read_request& request_;
+  bool by_time() const { return wanted_.synch == synch_mode::by_time; }
+
+  const selection& wanted_;
+  const bool has_tolerance_;
   output& out_;
   const read_plan& plan_;
   std::vector<std::uint64_t> blocks_read_;
-  Reader& reader_;
+  Reader reader_;
 };
 
-// Has a reader find the files of the request.
-std::vector<std::string> find_files(any_reader& reader, const read_request& request, output& out) {
-  file_decisions decisions;
-  choose_files(reader, *request.wanted, request.debug, decisions, out);
-  const std::vector<std::string> files = files_of(reader);
-  tell_other_streams(files, request.wanted->stream);
-  return files;
+// The files of the selection, as the dataset layer finds them.
+std::vector<std::string> files_of(const selection& asked) try {
+  const selection wanted = with_usual_catalogue(asked);
+  const found_files found = find_files(wanted);
+  for (const reading_problem& problem : found.problems) tell("ravo: {}\n", problem.text);
+  for (const refused_file& file : found.left_out)
+    tell("ravo: {} is left out: {}\n", file.path, file.problem);
+  if (wanted.files.empty()) tell_other_streams(found.files, wanted.stream);
+  return found.files;
+} catch (const files_not_found& error) {
+  if (asked.files.empty()) refuse_without_files(asked);
+  throw data_failure(in_our_words(error));
+} catch (const selection_error& error) {
+  throw data_failure(in_our_words(error));
 }
 
 }  // namespace
 
-std::uint64_t read_events(const read_request& request, output& out,
+void check_that_the_reader_can(const selection& wanted, const selection_arguments& arguments,
+                               const limit_arguments& limits) {
+  const auto refuse_if = [](bool is_asked, const char* what) {
+    if (is_asked) throw usage_failure(fmt::format("{} is not for --classic", what));
+  };
+  refuse_if(wanted.step != 1, "a step of events");
+  refuse_if(wanted.join != join_policy::any, "a join of channels");
+  refuse_if(wanted.max_age.has_value(), "an age of held values");
+  refuse_if(arguments.slow.has_value(), "--slow");
+  refuse_if(limits.is_strict, "--strict");
+  refuse_if(limits.largest_missing_share.has_value(), "--max-missing");
+  refuse_if(limits.memory.has_value(), "--memory");
+  refuse_if(limits.largest_block.has_value(), "--max-block");
+  refuse_if(limits.threads != 0, "--threads");
+  refuse_if(std::any_of(wanted.channels.begin(), wanted.channels.end(),
+                        [](const std::string& pattern) { return pattern.starts_with('~'); }),
+            "a regular expression for channels");
+}
+
+std::uint64_t read_events(const asked_selection& asked, int debug, output& out,
                           const std::function<void(const read_event&)>& take) {
-  if (request.debug != 0) out.show_library_output();
-  any_reader reader;
-  const read_plan plan =
-      make_plan(request.wanted ? find_files(reader, request, out) : request.files, request.channels);
-  if (!request.wanted) {
-    if (plan.generation == ravo_file_generation::older) reader.emplace<ravo_daq_reader>();
-    std::visit([&](auto& one) { one.set_debug(request.debug); }, reader);
-  }
-  return std::visit([&](auto& one) { return event_reading(request, plan, one, out).run(take); }, reader);
+  if (debug != 0) out.show_library_output();
+  const read_plan plan = make_plan(files_of(asked.wanted), asked.wanted.channels);
+  return plan.generation == ravo_file_generation::older
+             ? event_reading<ravo_daq_reader>(asked, plan, debug, out).run(take)
+             : event_reading<ravo_daq_reader_2010>(asked, plan, debug, out).run(take);
 }
 
 }  // namespace ravo::tool

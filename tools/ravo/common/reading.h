@@ -1,6 +1,6 @@
-// Reads channels of raw files event by event through the reader of the files' generation, for
-// `ravo read --classic`: checks the files and the channels first, so that what is wrong is said by name,
-// and then hands each event inside the windows to whoever prints it, in the same form for both generations.
+// Events as they are printed, whichever way they were read; and `--classic`: a selection read event by
+// event through the classic reader of its files' generation, as an oracle beside the dataset layer. Files
+// and channels are checked first, so that what is wrong is said by name.
 #ifndef RAVO_TOOL_READING_H
 #define RAVO_TOOL_READING_H
 
@@ -11,30 +11,12 @@
 #include <vector>
 
 #include "common/decoded_block.h"
-#include "common/file_request.h"
 #include "common/output.h"
-#include "ravo_daq_slicer_2010.h"
+#include "common/selection_options.h"
 #include "ravo_dataset/status.h"
 #include "ravo_file_generation.h"
 
 namespace ravo::tool {
-
-/// What is asked of `read`.
-struct read_request {
-  std::vector<std::string> files;      ///< by name; empty: `wanted` is set
-  std::optional<file_request> wanted;  ///< files by run or period
-  std::vector<std::string> channels;   ///< names, NAME:member, or patterns
-  std::optional<std::uint32_t> first_event;
-  std::optional<std::uint32_t> last_event;
-  std::optional<time_stamp> from;
-  std::optional<time_stamp> to;
-  ravo_daq_slicer_synch_mode mode = RAVO_DAQ_SLICER_SYNCH_MODE_EVID;
-  /// How far apart the times of one event may lie, microseconds. Not set: 50 ms, or half the distance of
-  /// events when that is less.
-  std::optional<double> tolerance;
-  std::uint64_t limit = 0;  ///< 0: no limit
-  int debug = 0;            ///< of the reader; not 0: what it prints goes to standard error
-};
 
 /// One channel that is read.
 struct read_channel {
@@ -63,9 +45,14 @@ struct read_event {
   std::vector<read_entry> entries;
 };
 
-/// Reads; `take` gets every event. Throws data_failure or usage_failure; also, after the last event, when
-/// blocks that are in the files could not be read. Returns the number of events.
-std::uint64_t read_events(const read_request& request, output& out,
+/// Throws usage_failure for what the classic reader cannot do.
+void check_that_the_reader_can(const selection& wanted, const selection_arguments& arguments,
+                               const limit_arguments& limits);
+
+/// Reads; `take` gets every event. `debug`: of the reader; not 0: what it prints goes to standard error.
+/// Throws data_failure or usage_failure; also, after the last event, when blocks that are in the files
+/// could not be read. Returns the number of events.
+std::uint64_t read_events(const asked_selection& asked, int debug, output& out,
                           const std::function<void(const read_event&)>& take);
 
 }  // namespace ravo::tool

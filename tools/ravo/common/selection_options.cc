@@ -57,9 +57,17 @@ time_stamp stamp_of(double microseconds) {
   return {static_cast<std::uint32_t>(whole / 1'000'000), static_cast<std::uint32_t>(whole % 1'000'000)};
 }
 
+// Requests of the readers, and so the catalogues that are made for them, have no longer names.
+void check_name(const char* option, const std::string& name) {
+  constexpr std::size_t most = 31;
+  if (name.size() > most)
+    throw usage_failure(
+        fmt::format("{}: longer than the {} letters that a request can hold", option, most));
+}
+
 void take_request(const selection_arguments& arguments, selection& to) {
-  if (arguments.experiment) to.experiment = *arguments.experiment;
-  if (arguments.stream) to.stream = *arguments.stream;
+  if (arguments.experiment) check_name("--experiment", to.experiment = *arguments.experiment);
+  if (arguments.stream) check_name("--stream", to.stream = *arguments.stream);
   if (arguments.catalogue) to.catalogue = *arguments.catalogue;
   if (arguments.data) to.data = *arguments.data;
   if (!arguments.runs) return;

@@ -14,9 +14,6 @@
 
 namespace ravo::tool {
 
-/// Where a run or a period is looked for when nothing else is said.
-inline constexpr const char* default_catalogue = "/daq/ravo/admtemp/";
-
 /// The command line's part, as it was typed.
 struct selection_arguments {
   std::vector<std::string> words;  ///< files, folders, and words of a selection

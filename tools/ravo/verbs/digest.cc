@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <map>
 
-#include "common/classic_request.h"
 #include "common/dataset_session.h"
 #include "common/failure.h"
+#include "common/reading.h"
 #include "common/time_grammar.h"
 #include "ravo_dataset/digest.h"
 #include "verbs/verb.h"
@@ -30,12 +30,13 @@ void print(const std::vector<named_digest>& digests, print_form form, output& ou
 
 // What the reader delivers. It does not say which values are missing, so that digests of damaged channels
 // differ from those of the dataset layer.
-void digest_by_reader(const options& asked, const selection& wanted, print_form form, output& out) {
-  if (wanted.channels.empty())
+void digest_by_reader(const options& asked, const asked_selection& what, output& out) {
+  if (what.wanted.channels.empty())
     throw usage_failure("--classic: --channel is required; -c '*' is all channels");
   std::vector<named_digest> digests;
   std::map<const read_channel*, std::size_t> places;
-  read_events(classic_request(wanted, asked.what, asked.limits, 0), out, [&](const read_event& event) {
+  check_that_the_reader_can(what.wanted, asked.what, asked.limits);
+  read_events(what, 0, out, [&](const read_event& event) {
     for (const read_entry& entry : event.entries) {
       if (entry.held) continue;
       const auto [place, is_new] = places.try_emplace(entry.channel, digests.size());
@@ -46,12 +47,12 @@ void digest_by_reader(const options& asked, const selection& wanted, print_form 
   });
   std::sort(digests.begin(), digests.end(),
             [](const named_digest& a, const named_digest& b) { return a.channel < b.channel; });
-  print(digests, form, out);
+  print(digests, asked.form(), out);
 }
 
 void run(const options& asked, output& out) {
   const asked_selection what = selection_of(asked.what);
-  if (asked.classic) return digest_by_reader(asked, what.wanted, asked.form(), out);
+  if (asked.classic) return digest_by_reader(asked, what, out);
   dataset_session session(what, asked, "reading", out);
   session.run([&](dataset& data) {
     session.expect_rounds(data.channels().size());

@@ -4,14 +4,15 @@
 
 #include <algorithm>
 
-#include "common/classic_request.h"
+#include "common/channel_facts.h"
 #include "common/column_printing.h"
-#include "common/dataset_events.h"
 #include "common/dataset_session.h"
 #include "common/escaping.h"
 #include "common/event_printing.h"
 #include "common/failure.h"
+#include "common/file_answer.h"
 #include "common/help_format.h"
+#include "common/reading.h"
 #include "common/time_grammar.h"
 #include "verbs/verb.h"
 
@@ -46,12 +47,53 @@ asked_selection what_to_read(const options& asked) {
 
 void check_ways(const options& asked) {
   const auto refuse = [](const char* what) { throw usage_failure(what); };
-  if (asked.debug != 0 && !asked.classic && !asked.explain) refuse("--debug is for --classic");
+  if (asked.debug != 0 && !asked.classic) refuse("--debug is for --classic");
   if (asked.classic && asked.column) refuse("--column is not for --classic");
   if (asked.every_event && !asked.column) refuse("--every-event is for --column");
   if (asked.checksum && asked.column) refuse("--checksum is for events, not for --column");
   if (asked.all_numbers && !asked.column) refuse("--values is for --column");
 }
+
+// The generation of the files of a dataset; nothing when there are both.
+std::optional<ravo_file_generation> generation_of(const dataset& data) {
+  std::optional<ravo_file_generation> found;
+  for (const dataset_file& file : data.files()) {
+    if (file.refusal != file_refusal::none) continue;
+    if (found && *found != file.generation) return std::nullopt;
+    found = file.generation;
+  }
+  return found;
+}
+
+// Events of the dataset layer in the form in which those of either way of reading are printed.
+class printable_events {
+ public:
+  explicit printable_events(const dataset& data) : facts_(facts_of(data)) {
+    for (const channel_facts& one : facts_) channels_.push_back({one.name, one.member, one.units, 0});
+    event_.generation = generation_of(data);
+  }
+
+  // The event with the channels that have a value, and those whose value is missing. Good until the next
+  // one is made, and as long as `one` lives.
+  const read_event& of(const event& one) {
+    event_.id = one.id();
+    event_.entries.clear();
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+      const value its = one[i];
+      if (its.status() == value_status::not_recorded) continue;
+      read_entry entry{&channels_[i], its.recorded_with(), std::nullopt,
+                       its.is_held(), its.status(),        its.age()};
+      if (its.has_value()) entry.block = block_of(its, facts_[i]);
+      event_.entries.push_back(entry);
+    }
+    return event_;
+  }
+
+ private:
+  std::vector<channel_facts> facts_;
+  std::vector<read_channel> channels_;  // the same ones, for the printers
+  read_event event_{};
+};
 
 void tell_of_no_event(output& out) {
   out.flush();
@@ -63,9 +105,9 @@ void print(const read_event& one, const options& asked, output& out) {
   (asked.json ? print_event_json : print_event_table)(one, sums, out);
 }
 
-void read_by_reader(const options& asked, const selection& wanted, output& out) {
-  const read_request request = classic_request(wanted, asked.what, asked.limits, asked.debug);
-  if (read_events(request, out, [&](const read_event& one) { print(one, asked, out); }) == 0)
+void read_by_reader(const options& asked, const asked_selection& what, output& out) {
+  check_that_the_reader_can(what.wanted, asked.what, asked.limits);
+  if (read_events(what, asked.debug, out, [&](const read_event& one) { print(one, asked, out); }) == 0)
     tell_of_no_event(out);
 }
 
@@ -76,11 +118,11 @@ void read_by_dataset(const options& asked, const asked_selection& what, output& 
       return print_column(session, data,
                           {*asked.column, asked.every_event ? column_rows::events : column_rows::recorded,
                            asked.all_numbers ? row_contents::numbers : row_contents::summary});
-    dataset_events printable(data);
+    printable_events printable(data);
     std::uint64_t events = 0;
     session.read_events(data, {}, [&](const event& one) {
       session.add_to_closing("events", ++events);
-      print(printable.printable(one), asked, out);
+      print(printable.of(one), asked, out);
     });
   });
 }
@@ -88,8 +130,8 @@ void read_by_dataset(const options& asked, const asked_selection& what, output& 
 void run(const options& asked, output& out) {
   check_ways(asked);
   const asked_selection what = what_to_read(asked);
-  if (asked.explain) return explain_files(what.wanted, asked.debug, asked.form(), out);
-  if (asked.classic) return read_by_reader(asked, what.wanted, out);
+  if (asked.explain) return explain_files(what.wanted, asked.form(), out);
+  if (asked.classic) return read_by_reader(asked, what, out);
   read_by_dataset(asked, what, out);
 }
 
