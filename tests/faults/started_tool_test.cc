@@ -277,6 +277,7 @@ TEST(UnreadableFiles, AreNamedWithTheReasonAndTheExitCodeIsNot0) {
         {"read", "IN", "--column", "LINAC/ENERGY/001"},
         {"digest", "IN", "-c", "LINAC/ENERGY/001"},
         {"stat", "IN", "-c", "LINAC/ENERGY/001"},
+        {"show", "FILE", "-c", "LINAC/ENERGY/001"},
         {"read", "FILE", "--classic", "-c", "LINAC/ENERGY/001"}}) {
     std::vector<std::string> all = words;
     all[1] = all[1] == "IN" ? current().folder.path().string() : current().folder.file(current().names[0]);

@@ -158,7 +158,7 @@ class Claims : public testing::Test {
   /// All verbs that look into a file, in little memory; none says nothing where it shows nothing.
   std::map<std::string, process_result> all_verbs(const std::string& path) {
     std::map<std::string, process_result> results;
-    for (const std::string verb : {"info", "channels", "descr", "verify"})
+    for (const std::string verb : {"info", "channels", "descr", "show", "verify"})
       results[verb] = run({verb, path});
     results["index"] = run({"index", path, "--limit", "3"});
     results["headers"] = run({"headers", path, "A"});
@@ -172,7 +172,7 @@ class Claims : public testing::Test {
   /// The same of a file that only `verify` and `catalog` look into.
   void expect_left_out(const std::string& path) {
     const auto results = all_verbs(path);
-    for (const std::string verb : {"info", "channels", "descr", "index", "headers"}) {
+    for (const std::string verb : {"info", "channels", "descr", "index", "headers", "show"}) {
       EXPECT_EQ(results.at(verb).exit_code, 1) << verb;
       EXPECT_THAT(results.at(verb).err, HasSubstr("of memory")) << verb;
       EXPECT_THAT(results.at(verb).err, HasSubstr("ravo verify")) << verb;
@@ -223,6 +223,30 @@ TYPED_TEST(Claims, OfMillionsOfEventHeadersTakeLittleMemory) {
 TYPED_TEST(Claims, OfLargeBlocksTakeLittleMemory) {
   const auto results = this->all_verbs(this->file.blocks_by_another_process(this->folder));
   EXPECT_EQ(results.at("info").exit_code, 0);
+}
+
+// One event is decoded, not its channels' other ones.
+TYPED_TEST(Claims, OfLargeBlocksAreShownOneAtATime) {
+  const std::string path = this->file.blocks_by_another_process(this->folder);
+  for (const std::string event : {"first", "2", "last", "2023-11-14T22:13:21"}) {
+    const process_result shown = this->run({"show", path, "--event", event});
+    EXPECT_EQ(shown.exit_code, 0) << event << shown.err;
+    EXPECT_THAT(shown.out, HasSubstr("7864320 values"));
+  }
+  const process_result damaged = this->run({"show", path, "--event", "3"});
+  EXPECT_EQ(damaged.exit_code, 1);
+  EXPECT_THAT(damaged.err, HasSubstr("event 3: not all data could be read:\n  A\n    cannot inflate, at "));
+}
+
+TYPED_TEST(Claims, OfLargeBlocksAreNotShownInLessMemory) {
+  const std::string path = this->file.blocks_by_another_process(this->folder);
+  for (const std::string limit : {"16M", "40M"}) {
+    const process_result shown = run_tool({"show", path, "--memory", limit});
+    EXPECT_EQ(shown.exit_code, 1) << limit;
+    EXPECT_EQ(shown.out, "");
+    EXPECT_THAT(shown.err, HasSubstr("give more with --memory")) << limit;
+  }
+  EXPECT_EQ(run_tool({"show", path, "--memory", "0"}).exit_code, 2);
 }
 
 // The limit of a reading is one for what it loads of tables too.

@@ -1,5 +1,5 @@
-// Which event of a file is meant by "1000042", "first", "last" or a time, and which of the wanted channels
-// tell something of it.
+// Which event of a file is meant by "1000042", "first", "last" or a time, and where a dataset of the wanted
+// channels has it.
 #ifndef RAVO_TOOL_SHOW_EVENT_CHOICE_H
 #define RAVO_TOOL_SHOW_EVENT_CHOICE_H
 
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "common/raw_file.h"
+#include "ravo_dataset/dataset.h"
 
 namespace ravo::tool {
 
@@ -21,26 +22,46 @@ using wanted_event = std::variant<std::uint32_t, place_of_event, time_stamp>;
 /// What the text of --event means; throws usage_failure.
 wanted_event wanted_event_of(const std::string& text, const std::string& zone);
 
-/// An event as one event header of the file has it; several headers may share a number.
-struct file_event {
-  std::uint32_t offset;
-  int type;
-  ravo_time_id id;
-};
-
 struct chosen_event {
-  ravo_time_id id;                 ///< with the time of its earliest header
-  time_stamp last_time;            ///< of its latest header
-  std::vector<int> types;          ///< of its headers, each once
-  std::vector<std::size_t> fresh;  ///< channels with data of it
-  std::vector<std::size_t> held;   ///< slow channels that told something before, and not in it
-  time_stamp first_time;           ///< of the file's earliest event
+  ravo_time_id id;         ///< with the time of its earliest header
+  std::vector<int> types;  ///< of its headers, each once
+  /// The position among the dataset's events; where it is none of them, because no channel has data of it,
+  /// that of the last one before it.
+  std::optional<std::size_t> position;
+  bool is_in_dataset = false;
 };
 
-/// Chooses among the events that hold one of the channels (indices of the file's); a number may name any
-/// event of the file. Throws data_failure that names the nearest event when there is none.
-chosen_event choose_event(const raw_file& file, const std::vector<std::size_t>& channels,
-                          const wanted_event& wanted);
+/// Chooses among the events of a dataset, which holds the wanted channels of one file and all of its
+/// events; a number may name any event of the file.
+class event_chooser {
+ public:
+  /// `options`: those that the dataset was opened with.
+  event_chooser(const raw_file& file, const dataset& data, const dataset_options& options);
+
+  /// Throws data_failure that names the nearest event when there is none.
+  chosen_event choose(const wanted_event& wanted) const;
+  /// Throws that an event of the file has no data of the channels, and which one has.
+  [[noreturn]] void refuse_without_data(const chosen_event& chosen) const;
+
+ private:
+  struct file_event {
+    ravo_time_id id;
+    int type;
+  };
+
+  [[noreturn]] void refuse_all() const;
+  std::string wanted_names() const;
+  std::vector<ravo_time_id> fast_events() const;
+  chosen_event by_number(std::uint32_t number) const;
+  chosen_event by_time(time_stamp time) const;
+  chosen_event complete(const ravo_time_id& event) const;
+
+  const raw_file& file_;
+  const dataset& data_;
+  const dataset_options& options_;
+  std::vector<file_event> events_;  ///< event headers of the file, by time
+  std::vector<ravo_time_id> ids_;   ///< events of the dataset
+};
 
 }  // namespace ravo::tool
 

@@ -3,155 +3,139 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdlib>
 
+#include "common/dataset_session.h"
 #include "common/failure.h"
 #include "common/interrupt.h"
+#include "common/sizes.h"
 #include "common/units.h"
-#include "ravo_daq_reader.h"
-#include "ravo_daq_reader_2010.h"
+#include "ravo_dataset/dataset.h"
 #include "ravo_evutl.h"
 #include "show/event_contents.h"
 
 namespace ravo::tool {
 namespace {
 
-enum class amount { one_event, all_events };
-
-// The last data of some channels in a window of one file.
-template <class Reader>
-class window_reading {
- public:
-  window_reading(const raw_file& file, const std::vector<std::size_t>& channels, output& out) : out_(out) {
-    for (const std::size_t channel : channels) names_.push_back(file.channels()[channel].chan_name);
-    // A bare name would be looked for along the data paths; what a person types means this folder.
-    path_ = file.path().find('/') == std::string::npos ? "./" + file.path() : file.path();
-  }
-
-  // For each channel its entry, or null when nothing was read.
-  std::vector<ravo_channel_entry_long*> read(const ravo_time_id& from, const ravo_time_id& to,
-                                             amount wanted) {
-    enter_request(from, to);
-    std::vector<ravo_channel_entry_long*> entries;
-    int status;
-    do {
-      check_for_interrupt();
-      status = reader_.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT);
-    } while (status == RAVO_DAQ_READER_OK && wanted == amount::all_events);
-    if (status != RAVO_DAQ_READER_OK && status != RAVO_DAQ_READER_OUT_OF_WINDOW)
-      fail("the event cannot be read", status);
-    std::vector<ravo_channel_entry_long*> found(names_.size());
-    if (status != RAVO_DAQ_READER_OK && wanted == amount::one_event) return found;
-    for (std::size_t i = 0; i < names_.size() && i < reader_.results.size(); ++i)
-      if (reader_.results[i]->updated || reader_.results[i]->slow) found[i] = &reader_.results[i]->res;
-    return found;
-  }
-
- private:
-  void enter_request(const ravo_time_id& from, const ravo_time_id& to) {
-    std::vector<daq_channel_entry> wanted(names_.size());
-    std::vector<daq_channel_entry*> channels;
-    for (std::size_t i = 0; i < names_.size(); ++i) {
-      wanted[i].name = names_[i].data();
-      channels.push_back(&wanted[i]);
-    }
-    std::vector<char*> files{path_.data()};
-    check("the reader refuses the file", reader_.init(&files, &channels));
-    check("the reader refuses the event", reader_.set_start_point(&from));
-    check("the reader refuses the event", reader_.set_stop_point(&to));
-    check("reading cannot start", reader_.start());
-  }
-
-  void check(const char* what, int status) {
-    if (status != RAVO_DAQ_READER_OK) fail(what, status);
-  }
-
-  [[noreturn]] void fail(const char* what, int status) {
-    const std::string words = out_.take_library_output();
-    throw data_failure(
-        several_lines{shown("{}: {}: {} (status {})", path_, what, reader_.error_i2a(status), status) +
-                      (words.empty() ? "" : "\nthe library said:\n" + words)});
-  }
-
-  output& out_;
-  std::vector<std::string> names_;
-  std::string path_;
-  Reader reader_;
-};
-
-// Of all spectra, its type alone does not say what start and increment count.
-bool is_generic(const shown_channel& channel) {
-  return (channel.dtype & 0xffff) == RAVO_BLOCK_GENERIC_SPECT;
+// Slow channels have at each event what they told last. Events without a number that are close to another
+// one stay apart from it.
+selection selection_of(const raw_file& file, const std::vector<std::size_t>& channels) {
+  selection wanted;
+  wanted.files = {file.path()};
+  wanted.slow = slow_policy::hold;
+  wanted.tolerance = {0, 0};
+  if (channels.size() < file.channels().size())
+    for (const std::size_t channel : channels)
+      wanted.channels.emplace_back(file.channels()[channel].chan_name);
+  return wanted;
 }
 
 void describe(raw_file& file, std::size_t index, shown_channel& channel) {
   channel.name = file.channels()[index].chan_name;
-  if (const chan_descr_2010* description = file.description(channel.name.c_str())) {
-    channel.units = description->units;
-    channel.description = description->prop_desc;
-    if (auto* spectrum = std::get_if<shown_spectrum>(&channel.data); spectrum && is_generic(channel))
-      spectrum->axis = described_axis(*description);
-  }
+  const chan_descr_2010* description = file.description(channel.name.c_str());
+  if (!description) return;
+  channel.units = description->units;
+  channel.description = description->prop_desc;
+  auto* spectrum = std::get_if<shown_spectrum>(&channel.data);
+  if (spectrum && channel.dtype == RAVO_BLOCK_GENERIC_SPECT) spectrum->axis = described_axis(*description);
 }
 
-template <class Reader>
-void read_into(shown_event& event, raw_file& file, const std::vector<std::size_t>& channels,
-               const chosen_event& chosen, output& out) {
-  const ravo_time_id from{chosen.id.event_number, chosen.id.time},
-      to{chosen.id.event_number, chosen.last_time};
-  const ravo_time_id begin{0, chosen.first_time};
-  window_reading<Reader> fresh(file, chosen.fresh, out), held(file, chosen.held, out);
-  std::vector<ravo_channel_entry_long*> entries, of_held;
-  if (!chosen.fresh.empty()) entries = fresh.read(from, to, amount::one_event);
-  if (!chosen.held.empty()) of_held = held.read(begin, {0, chosen.last_time}, amount::all_events);
-  entries.insert(entries.end(), of_held.begin(), of_held.end());
-  std::vector<std::size_t> indices = chosen.fresh;
-  indices.insert(indices.end(), chosen.held.begin(), chosen.held.end());
+class event_reading {
+ public:
+  event_reading(raw_file& file, const event_request& asked, const dataset_options& options)
+      : file_(file),
+        asked_(asked),
+        data_(dataset::open(selection_of(file, asked.channels), options)),
+        chooser_(file, data_, options) {}
 
-  std::vector<ravo_channel_entry_long*> present;
-  std::vector<std::size_t> present_indices;
-  for (std::size_t i = 0; i < entries.size(); ++i)
-    if (entries[i]) {
-      present.push_back(entries[i]);
-      present_indices.push_back(indices[i]);
-    }
-  auto contents = contents_of(present);
-  // In the order of `channels`, fresh and held among one another.
-  for (const std::size_t channel : channels) {
-    if (std::find(indices.begin(), indices.end(), channel) == indices.end()) continue;
-    const auto at =
-        std::find(present_indices.begin(), present_indices.end(), channel) - present_indices.begin();
-    const auto place = static_cast<std::size_t>(at);
-    if (place == present.size() || !contents[place]) {
-      event.unread.push_back(file.channels()[channel].chan_name);
-      continue;
-    }
-    shown_channel& found = *contents[place];
-    describe(file, channel, found);
-    found.is_held = std::find(chosen.fresh.begin(), chosen.fresh.end(), channel) == chosen.fresh.end();
-    event.channels.push_back(std::move(found));
+  shown_event read() {
+    const chosen_event chosen = chooser_.choose(asked_.event);
+    shown_event shown{file_.path(), file_.generation(), chosen.id, chosen.types, {}, {}, {}};
+    if (chosen.position) shown.source = event_at(*chosen.position);
+    if (shown.source)
+      for (const std::size_t channel : asked_.channels) take(channel, chosen, shown);
+    if (shown.channels.empty() && shown.unread.empty()) chooser_.refuse_without_data(chosen);
+    return shown;
   }
-}
+
+ private:
+  event event_at(std::size_t position) {
+    event_range range = data_.events({event_order::forward, position, 1, 1});
+    const std::optional<event> found = range.next();
+    ledger_ = range.ledger();
+    if (found) return *found;
+    throw data_failure(ledger_.problems.empty() ? file_.path() + ": it cannot be read any more"
+                                                : ledger_.problems.front().text);
+  }
+
+  // Of the event before the one that is shown, slow channels have what they told last.
+  void take(std::size_t index, const chosen_event& chosen, shown_event& shown) {
+    const std::string name = file_.channels()[index].chan_name;
+    const auto position = data_.find_channel(name);
+    if (!position || (!chosen.is_in_dataset && !data_.channels()[*position].is_slow)) return;
+    const value its = (*shown.source)[*position];
+    if (its.status() == value_status::not_recorded) return;
+    if (!its.has_value()) {
+      shown.unread.push_back({name, reason_of(its, name)});
+      return;
+    }
+    take_memory(its);
+    shown_channel& channel = shown.channels.emplace_back(contents_of(its));
+    channel.is_held = channel.is_held || !chosen.is_in_dataset;
+    describe(file_, index, channel);
+  }
+
+  std::string reason_of(const value& its, const std::string& name) const {
+    std::string reason = value_status_text(its.status());
+    for (const missing_value& missing : ledger_.values)
+      if (missing.channel == name && missing.offset != 0) reason += fmt::format(", at {}", missing.offset);
+    for (const reading_problem& problem : ledger_.problems)
+      if (its.status() == value_status::file_missing) reason += ": " + problem.text;
+    return reason;
+  }
+
+  // Beside the block there are its values as floats, and in JSON each is an object and a piece of text.
+  void take_memory(const value& its) {
+    constexpr std::size_t of_drawn_value = 4, of_listed_value = 32;
+    const std::size_t bytes_per_value = its.kind() == value_kind::image ? its.image().bytes_per_pixel : 4;
+    const std::size_t values = its.bytes().size() / bytes_per_value;
+    taken_ += values * (asked_.values == shown_values::listed ? of_listed_value : of_drawn_value);
+    if (data_.peak_memory() + taken_ > asked_.memory_limit)
+      throw data_failure(
+          fmt::format("{}: showing the event takes more than {} of memory; ask for fewer channels, or give "
+                      "more with --memory",
+                      file_.path(), format_size(asked_.memory_limit)));
+  }
+
+  raw_file& file_;
+  const event_request& asked_;
+  dataset data_;
+  event_chooser chooser_;
+  read_ledger ledger_;
+  std::size_t taken_ = 0;
+};
 
 }  // namespace
 
-shown_event read_event(raw_file& file, const std::vector<std::size_t>& channels, const chosen_event& chosen,
-                       output& out) {
-  // The rule that a young file may still be growing is for files that are found; this one was named.
-  setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
+shown_event read_event(raw_file& file, const event_request& asked) {
   time_stamp named{};
   if (get_time_from_file_name(file.path().c_str(), &named) != 0)
     throw data_failure(
         file.path() +
         ": the name holds no time, and the reader takes no file without; give the file the name that "
         "its writer gave it");
-  shown_event event{file.path(), file.generation(), chosen.id, chosen.types, {}, {}, {}};
-  if (file.generation() == ravo_file_generation::current)
-    read_into<ravo_daq_reader_2010>(event, file, channels, chosen, out);
-  else
-    read_into<ravo_daq_reader>(event, file, channels, chosen, out);
-  if (!event.unread.empty()) event.library_words = out.take_library_output();
-  return event;
+  const stop_on_interrupt stop;
+  dataset_options options;
+  options.memory_limit = asked.memory_limit;
+  options.stop = stop.token();
+  try {
+    return event_reading(file, asked, options).read();
+  } catch (const read_cancelled&) {
+    throw interrupted{};
+  } catch (const memory_exceeded& error) {
+    throw data_failure(file.path() + ": " + in_our_words(error));
+  } catch (const dataset_error& error) {
+    throw data_failure(in_our_words(error));
+  }
 }
 
 }  // namespace ravo::tool

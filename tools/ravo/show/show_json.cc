@@ -29,7 +29,7 @@ json image_json(const shown_image& image, pixels how) {
   json object{{"width", image.picture.width},
               {"height", image.picture.height},
               {"bytes_per_pixel", image.bytes_per_pixel},
-              {"frame", static_cast<unsigned>(image.frame)},
+              {"frame", image.frame},
               {"x_start", image.x_start},
               {"y_start", image.y_start}};
   if (how == pixels::left_out) return object;

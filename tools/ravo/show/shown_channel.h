@@ -1,11 +1,11 @@
-// What the user layer says of one channel's data of one event, copied out of it, for whoever prints or
-// draws.
+// What a value of the dataset says, in the form in which it is printed and drawn.
 #ifndef RAVO_TOOL_SHOW_SHOWN_CHANNEL_H
 #define RAVO_TOOL_SHOW_SHOWN_CHANNEL_H
 
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <variant>
 #include <vector>
@@ -40,12 +40,12 @@ struct shown_spectrum {
 
 struct shown_image {
   int bytes_per_pixel = 1;
-  int frame = 0;
+  std::uint32_t frame = 0;
   int x_start = 0, y_start = 0;
   int x_step = 1, y_step = 1;  ///< pixels of the sensor from one to the next
   int effective_bits = 0;      ///< of a pixel; 0: not known
   drawing::grey_picture picture;
-  std::vector<unsigned char> pixels;  ///< as the block has them, the high byte first
+  std::span<const std::uint8_t> pixels;  ///< the value's: the high byte of each first
 };
 
 struct shown_slow_value {

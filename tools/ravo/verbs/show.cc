@@ -9,6 +9,7 @@
 #include "common/failure.h"
 #include "common/help_format.h"
 #include "common/names.h"
+#include "common/selection_options.h"
 #include "common/units.h"
 #include "ravo_dataset/member_names.h"
 #include "show/showing.h"
@@ -24,6 +25,7 @@ struct options {
   picture_wishes picture;
   std::string zone = "UTC";
   std::optional<int> width;
+  std::optional<std::string> memory;
   bool ascii = false;
   bool json = false;
   bool is_coloured = false;  // --stretch or --colour-map was given
@@ -186,9 +188,12 @@ void print(const shown_event& event, const options& asked, output& out) {
 void run(const options& asked, output& out) {
   check_options(asked);
   const wanted_event wanted = wanted_event_of(asked.event, asked.zone);
+  const std::size_t memory =
+      asked.memory ? size_option("--memory", *asked.memory) : dataset_options().memory_limit;
   raw_file file(asked.file);
   const wanted_channels channels = resolve(file, asked.channels);
-  shown_event event = read_event(file, channels.indices, choose_event(file, channels.indices, wanted), out);
+  const shown_values as = asked.json ? shown_values::listed : shown_values::drawn;
+  shown_event event = read_event(file, {wanted, channels.indices, memory, as});
   complete(event, file, channels);
   if (asked.picture.path.empty())
     print(event, asked, out);
@@ -197,8 +202,8 @@ void run(const options& asked, output& out) {
   tell_description_problem(file);
   if (event.unread.empty()) return;
   std::string text = shown("{}: event {}: not all data could be read:", file.path(), event.id.event_number);
-  for (const std::string& name : event.unread) text += "\n  " + printable(name);
-  if (!event.library_words.empty()) text += "\nthe library said:\n" + event.library_words;
+  for (const unread_channel& channel : event.unread)
+    text += shown("\n  {}\n    {}", channel.name, channel.reason);
   throw data_failure(several_lines{text});
 }
 
@@ -267,6 +272,10 @@ verb show_verb(CLI::App& tool) {
       ->add_option("--width", asked->width, "Columns of plots and pictures  [those of the terminal, or 80]")
       ->type_name("N")
       ->check(in_range(40, 1000));
+  command
+      ->add_option("--memory", asked->memory,
+                   "Memory that reading and showing may take, such as 512M  [1G]")
+      ->type_name("SIZE");
   command->add_flag("--ascii", asked->ascii, "Draw with ASCII letters only");
   command->add_flag("--json", asked->json, "One JSON object, with all values");
   command->footer(R"(Examples:
