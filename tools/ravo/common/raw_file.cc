@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <utility>
 
@@ -15,11 +16,11 @@
 #include "common/refusal.h"
 #include "common/sizes.h"
 #include "common/times.h"
+#include "decode/stored_block.h"
 #include "decode/table_operations.h"
-#include "format/payload_view.h"
 #include "format/read_exactly.h"
 #include "format/uninterrupted.h"
-#include "ravo_daq_unzip.h"
+#include "ravo_block_access.h"
 #include "ravo_data_types.h"
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
@@ -49,28 +50,6 @@ double median_spacing(const ravo_event_index_entry_2010& entry) {
 std::uint32_t word(const unsigned char* bytes) {
   return static_cast<std::uint32_t>(bytes[0]) << 24 | static_cast<std::uint32_t>(bytes[1]) << 16 |
          static_cast<std::uint32_t>(bytes[2]) << 8 | bytes[3];
-}
-
-// The data of a compressed block, from its zip header on; empty when they cannot be inflated.
-std::vector<unsigned char> inflate(std::vector<unsigned char>& stored) {
-  // Neither method makes more of a byte: a larger length is a damaged one.
-  constexpr std::uint64_t most_from_one_byte = 1100;
-  if (stored.size() <= sizeof(ravo_zip_header)) return {};
-  const std::uint32_t flags = word(stored.data());
-  const std::uint32_t length = word(stored.data() + offsetof(ravo_zip_header, orig_length));
-  const std::size_t compressed = stored.size() - sizeof(ravo_zip_header);
-  if (length > compressed * most_from_one_byte || length > most_block_bytes) return {};
-  std::vector<unsigned char> data(length);
-  int produced = static_cast<int>(length);
-  unsigned char* from = stored.data() + sizeof(ravo_zip_header);
-  const int failed = flags & RAVO_ZIP_ZLIB
-                         ? make_zlib(from, static_cast<int>(compressed), data.data(), &produced)
-                     : flags & RAVO_ZIP_LZO1X
-                         ? make_lzo(from, static_cast<int>(compressed), data.data(), &produced, nullptr)
-                         : 1;
-  if (failed) return {};
-  data.resize(static_cast<std::size_t>(produced));
-  return data;
 }
 
 }  // namespace
@@ -292,38 +271,84 @@ std::uint32_t raw_file::length_at(std::uint32_t offset) const {
   return word(head + 4);
 }
 
-// The last three words of the subheader, behind the name, and the zip header if one follows.
-std::optional<raw_file::first_block> raw_file::read_first_block(std::size_t channel) const {
-  if (channels_[channel].count < 1) return std::nullopt;
-  const bool is_older = generation() == ravo_file_generation::older;
-  const auto head_size = static_cast<std::uint32_t>(is_older ? sizeof(ravo_serv_block_subhead)
-                                                             : sizeof(ravo_serv_block_subhead_2010));
-  std::vector<unsigned char> head(head_size);
-  const std::uint32_t at = place(channel, 0).chhd;
-  if (!read_at(at, head)) return std::nullopt;
-  const unsigned char* words = head.data() + head_size - 12;
-  first_block block{static_cast<std::int32_t>(word(words)), static_cast<std::int32_t>(word(words + 4)),
-                    word(words + 8), 0, head_size};
-  unsigned char flags[4];
-  if ((block.error & RAVO_CHAN_ZIP_FLAG) != 0 && read_at(at + head_size, flags))
-    block.zip_flags = word(flags);
+namespace {
+
+// As much of a block as the decoder wants to see.
+template <class G>
+struct located_block {
+  typename G::subhead head;
+  decode_outcome outcome;
+  stored_payload payload;
+};
+
+template <class G>
+std::optional<located_block<G>> locate(const std::vector<unsigned char>& bytes, std::uint32_t at) {
+  const file_part part(bytes.data(), bytes.size(), at);
+  const auto head = read_subheader<G>(part, at);
+  if (!head) return std::nullopt;
+  located_block<G> block{*head, decode_outcome::outside, {}};
+  block.outcome = locate_payload<G>(part, at, at + sizeof *head, block.head, block.payload);
   return block;
 }
 
+stored_as how_stored(decode_outcome outcome, const stored_payload& payload) {
+  if (outcome != decode_outcome::decoded) return stored_as::unknown;
+  if (payload.form != stored_form::compressed) return stored_as::plain;
+  return payload.by == unzipper::zlib ? stored_as::zlib : stored_as::lzo1x;
+}
+
+// How many members a block of any number of them has; nothing when it cannot be decoded.
+template <class G>
+std::optional<int> count_members(const located_block<G>& block, const char* channel) {
+  using subhead = typename G::subhead;
+  if (block.outcome != decode_outcome::decoded || block.payload.room > most_block_bytes)
+    return std::nullopt;
+  std::vector<std::max_align_t> memory((sizeof(subhead) + block.payload.room) / sizeof(std::max_align_t) +
+                                       1);
+  auto* decoded = reinterpret_cast<subhead*>(memory.data());
+  const decoded_payload data = decode_payload<G>(block.payload, block.head, channel,
+                                                 reinterpret_cast<unsigned char*>(decoded + 1), nullptr);
+  if (data.outcome != decode_outcome::decoded) return std::nullopt;
+  *decoded = block.head;
+  decoded->error &= ~RAVO_CHAN_ZIP_FLAG;
+  decoded->ldata = static_cast<std::int32_t>(sizeof(subhead) + data.length);
+  return get_channel_number(block.head.dtype, decoded);
+}
+
+}  // namespace
+
+// Of a channel's first block no more than `most` bytes, as far as the file has them.
+std::vector<unsigned char> raw_file::first_bytes(std::size_t channel, std::size_t most) const {
+  if (channels_[channel].count < 1) return {};
+  const std::uint32_t at = place(channel, 0).chhd;
+  std::vector<unsigned char> bytes(at < size_ ? std::min<std::uint64_t>(most, size_ - at) : 0);
+  if (!read_at(at, bytes)) bytes.clear();
+  return bytes;
+}
+
+template <class G>
+raw_file::first_block raw_file::read_first_block(std::size_t channel) const {
+  constexpr std::size_t heads = sizeof(typename G::subhead) + sizeof(ravo_zip_header);
+  const std::vector<unsigned char> bytes = first_bytes(channel, heads);
+  if (bytes.empty()) return {};
+  const auto block = locate<G>(bytes, place(channel, 0).chhd);
+  if (!block) return {};
+  return {block->head.dtype, block->head.ldata, how_stored(block->outcome, block->payload)};
+}
+
+raw_file::first_block raw_file::read_first_block(std::size_t channel) const {
+  return generation_ == ravo_file_generation::older ? read_first_block<raw_format_2009>(channel)
+                                                    : read_first_block<raw_format_2010>(channel);
+}
+
 stored_as raw_file::form_of(std::size_t channel) const {
-  if (channels_[channel].count < 1) return stored_as::nothing;
-  const auto block = read_first_block(channel);
-  if (!block) return stored_as::unknown;
-  if (!(block->error & RAVO_CHAN_ZIP_FLAG)) return stored_as::plain;
-  if (block->zip_flags & RAVO_ZIP_ZLIB) return stored_as::zlib;
-  if (block->zip_flags & RAVO_ZIP_LZO1X) return stored_as::lzo1x;
-  return stored_as::unknown;
+  return channels_[channel].count < 1 ? stored_as::nothing : read_first_block(channel).form;
 }
 
 std::optional<RAVO_SUBBLOCK_TYPE> raw_file::dtype_of(std::size_t channel) const {
-  const auto block = read_first_block(channel);
-  if (!block) return std::nullopt;
-  return static_cast<RAVO_SUBBLOCK_TYPE>(block->dtype & 0xffff);
+  const auto dtype = read_first_block(channel).dtype;
+  if (!dtype) return std::nullopt;
+  return static_cast<RAVO_SUBBLOCK_TYPE>(*dtype & 0xffff);
 }
 
 std::size_t raw_file::places(std::size_t channel) const {
@@ -366,25 +391,25 @@ bool raw_file::read_at(std::uint32_t offset, std::span<unsigned char> bytes) con
   return true;
 }
 
+template <class G>
+std::optional<int> raw_file::count_members_of(std::size_t channel) const {
+  const std::int32_t length = read_first_block<G>(channel).length;
+  if (length < 0 || static_cast<std::uint32_t>(length) > most_block_bytes) return std::nullopt;
+  const std::vector<unsigned char> bytes = first_bytes(channel, static_cast<std::size_t>(length));
+  if (bytes.empty()) return std::nullopt;
+  const auto block = locate<G>(bytes, place(channel, 0).chhd);
+  return block ? count_members(*block, channels_[channel].chan_name) : std::nullopt;
+}
+
 int raw_file::members_of(std::size_t channel) const {
   const auto dtype = dtype_of(channel);
   const data_type* type = dtype ? find_data_type(*dtype) : nullptr;
   if (!type) return 0;
   if (type->code != RAVO_BLOCK_GENERIC_SPECT) return type->members;
-  const std::vector<unsigned char> data = first_block_data(channel);
-  const parsed_payload payload =
-      parse_payload(*type, byte_view(data.data(), data.size(), word_order::file));
-  const auto* spectrum = payload.get<spectrum_parts>();
-  return spectrum != nullptr ? static_cast<int>(spectrum->members) : type->members;
-}
-
-// The data of the channel's first block, as they are on disk but inflated; empty when they cannot be had.
-std::vector<unsigned char> raw_file::first_block_data(std::size_t channel) const {
-  const auto block = read_first_block(channel);
-  if (!block || block->ldata < block->head_size || block->ldata > most_block_bytes) return {};
-  std::vector<unsigned char> data(block->ldata - block->head_size);
-  if (!read_at(place(channel, 0).chhd + block->head_size, data)) return {};
-  return (block->error & RAVO_CHAN_ZIP_FLAG) != 0 ? inflate(data) : data;
+  const bool is_older = generation_ == ravo_file_generation::older;
+  const auto counted =
+      is_older ? count_members_of<raw_format_2009>(channel) : count_members_of<raw_format_2010>(channel);
+  return counted.value_or(type->members);
 }
 
 // Verbs ask for every channel of the file: there may be tens of thousands. Of several descriptions of a

@@ -99,13 +99,11 @@ class raw_file {
   const std::string& description_problem() const { return description_problem_; }
 
  private:
-  // What a block's subheader says; `zip_flags` is 0 without a zip header.
+  // What a channel's first block says of itself.
   struct first_block {
-    std::int32_t dtype;
-    std::int32_t error;
-    std::uint32_t ldata;
-    std::uint32_t zip_flags;
-    std::uint32_t head_size;
+    std::optional<std::int32_t> dtype = {};
+    std::int32_t length = 0;
+    stored_as form = stored_as::unknown;
   };
 
   void load(std::uint64_t memory);
@@ -119,8 +117,12 @@ class raw_file {
   std::uint64_t memory_of_tables() const;
   void check_pointers();
   bool is_basket(std::uint32_t offset) const;
-  std::optional<first_block> read_first_block(std::size_t channel) const;
-  std::vector<unsigned char> first_block_data(std::size_t channel) const;
+  std::vector<unsigned char> first_bytes(std::size_t channel, std::size_t most) const;
+  template <class G>
+  first_block read_first_block(std::size_t channel) const;
+  first_block read_first_block(std::size_t channel) const;
+  template <class G>
+  std::optional<int> count_members_of(std::size_t channel) const;
 
   std::string path_;
   std::string description_problem_;
