@@ -120,10 +120,10 @@ std::uint32_t image_view::pixel(std::size_t x, std::size_t y) const {
     throw access_error("The frame has " + std::to_string(width) + " x " + std::to_string(height) +
                        " pixels, and that at x = " + std::to_string(x) + ", y = " + std::to_string(y) +
                        " was asked for");
-  std::uint32_t number = 0;
+  std::uint32_t brightness = 0;
   const std::size_t at = (y * width + x) * bytes_per_pixel;
-  for (std::size_t i = 0; i < bytes_per_pixel; ++i) number = number << 8 | pixels[at + i];
-  return number;
+  for (std::size_t i = 0; i < bytes_per_pixel; ++i) brightness = brightness << 8 | pixels[at + i];
+  return brightness;
 }
 
 spectrum_view value::spectrum() const {
