@@ -20,7 +20,7 @@ namespace {
 using namespace ravo::test;
 
 // What get_all_tables() refuses with; ravo_daq/file_get_tables.h states the numbers.
-enum refusal : int {
+enum failure : int {
   cannot_be_opened = -2,
   tail_not_mapped = -3,
   event_headers_not_read = -5,

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ravo_core_records.h"
+#include "ravo_daq_status.h"
 
 namespace ravo::test {
 
