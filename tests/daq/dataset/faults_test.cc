@@ -321,11 +321,10 @@ TYPED_TEST(Machine, ThatReadsAListBadlyAtFirstDoesNotCallItsTypeChanged) {
 // The first block that can be read says what a column's values are. The only block could be read only after
 // that was asked: the column has no place for its value.
 TYPED_TEST(Machine, ThatReadsTheOnlyBlockTooLateMissesIt) {
-  const temporary_folder folder;
   handmade_file_of<TypeParam> file;
   file.events = {event_at(1, 0)};
   file.channels = {numbers_at<TypeParam>("ONE", {{0, 2.5f}})};
-  const dataset data = dataset::open(of_files({write(folder, "one.raw", file)}));
+  const dataset data = dataset::open(of_files({write(this->folder, "one.raw", file)}));
   ASSERT_EQ(data.size(), 1u);
   int late = 0;
   for (long which = 0;; ++which) {
