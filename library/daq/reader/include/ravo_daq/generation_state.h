@@ -6,6 +6,7 @@
 #include <pthread.h>
 
 #include "ravo_core_records.h"
+#include "ravo_export.h"
 
 namespace ravo {
 
@@ -50,7 +51,7 @@ template <bool is_present>
 struct lookup_trace_state {
   int index_to_start_search = -1;
   /// Set by hand, from a debugger: the next lookup by number prints all entries, once.
-  static inline bool once = false;
+  RAVO_EXPORT static inline bool once = false;
 };
 template <>
 struct lookup_trace_state<false> {};
