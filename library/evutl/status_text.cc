@@ -1,41 +1,35 @@
 // Names the statuses of the table and data operations for messages.
 #include "ravo_evutl_status.h"
 
+namespace {
+
+struct status_row {
+  int status;
+  const char* text;
+};
+constexpr status_row status_texts[] = {
+    {RAVO_TABLE_OK, "success"},
+    {RAVO_TABLE_NO_CHANNEL, "none of the listed channels is in the file"},
+    {RAVO_TABLE_INVALID_ARGUMENT, "invalid argument"},
+    {RAVO_TABLE_NO_MEMORY, "not enough memory"},
+    {RAVO_TABLE_UNREADABLE, "the file ended early or could not be read"},
+    {RAVO_TABLE_TOO_SHORT, "the file is too short to be a raw file"},
+    {RAVO_TABLE_ABSENT, "the file has no such table"},
+    {RAVO_TABLE_OUT_OF_FILE, "the table does not lie inside the file"},
+    {RAVO_TABLE_WRONG_PATTERN, "the table's marker word is wrong"},
+    {RAVO_TABLE_WRONG_LENGTH, "the table's length or a count in it is wrong"},
+    {RAVO_TABLE_OVERLAP, "the table overlaps another part of the file"},
+    {RAVO_TABLE_WRONG_ENTRY, "an entry of the table is inconsistent"},
+    {RAVO_DATA_INVALID_ARGUMENT, "invalid argument for data conversion"},
+    {RAVO_DATA_UNKNOWN_TYPE, "unknown data type"},
+    {RAVO_DATA_WRONG_LENGTH, "the counts in the data disagree with their length"},
+    {RAVO_DATA_WRONG_VALUE, "the data hold a value that their type does not allow"},
+};
+
+}  // namespace
+
 const char* ravo_evutl_status_text(int status) {
-  switch (status) {
-    case RAVO_TABLE_OK:
-      return "success";
-    case RAVO_TABLE_NO_CHANNEL:
-      return "none of the listed channels is in the file";
-    case RAVO_TABLE_INVALID_ARGUMENT:
-      return "invalid argument";
-    case RAVO_TABLE_NO_MEMORY:
-      return "not enough memory";
-    case RAVO_TABLE_UNREADABLE:
-      return "the file ended early or could not be read";
-    case RAVO_TABLE_TOO_SHORT:
-      return "the file is too short to be a raw file";
-    case RAVO_TABLE_ABSENT:
-      return "the file has no such table";
-    case RAVO_TABLE_OUT_OF_FILE:
-      return "the table does not lie inside the file";
-    case RAVO_TABLE_WRONG_PATTERN:
-      return "the table's marker word is wrong";
-    case RAVO_TABLE_WRONG_LENGTH:
-      return "the table's length or a count in it is wrong";
-    case RAVO_TABLE_OVERLAP:
-      return "the table overlaps another part of the file";
-    case RAVO_TABLE_WRONG_ENTRY:
-      return "an entry of the table is inconsistent";
-    case RAVO_DATA_INVALID_ARGUMENT:
-      return "invalid argument for data conversion";
-    case RAVO_DATA_UNKNOWN_TYPE:
-      return "unknown data type";
-    case RAVO_DATA_WRONG_LENGTH:
-      return "the counts in the data disagree with their length";
-    case RAVO_DATA_WRONG_VALUE:
-      return "the data hold a value that their type does not allow";
-    default:
-      return "unknown status";
-  }
+  for (const status_row& row : status_texts)
+    if (row.status == status) return row.text;
+  return "unknown status";
 }

@@ -6,6 +6,8 @@
 #include <charconv>
 #include <cstdint>
 
+#include "format/utf8.h"
+
 namespace ravo::xml {
 
 namespace {
@@ -43,22 +45,10 @@ std::string resolve(std::string_view reference) {
 }  // namespace
 
 std::size_t character_length(std::string_view text) {
-  if (text.empty()) return 0;
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char first = byte(0);
-  if (first < 0x80) return first >= 0x20 || first == '\t' || first == '\n' || first == '\r' ? 1 : 0;
-  const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : first >= 0xc0 ? 2 : 0;
-  if (length == 0 || first > 0xf4 || text.size() < length) return 0;
-  std::uint32_t code = first & (0x7fu >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xc0) != 0x80) return 0;
-    code = code << 6 | (byte(i) & 0x3f);
-  }
-  constexpr std::uint32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool surrogate = code >= 0xd800 && code <= 0xdfff;
-  const bool not_a_character = code == 0xfffe || code == 0xffff;
-  if (code < smallest[length] || code > 0x10ffff || surrogate || not_a_character) return 0;
-  return length;
+  const std::size_t length = utf8_character_length(text);
+  if (length != 1) return length;
+  const auto first = static_cast<unsigned char>(text[0]);
+  return first >= 0x20 || first == '\t' || first == '\n' || first == '\r' ? 1 : 0;
 }
 
 bool is_allowed(std::string_view text) {

@@ -112,6 +112,7 @@ struct ravo::raw_writer::state {
   }
 
   outcome open(const ravo_daq_writer_settings& wanted);
+  outcome check_channel(const ravo_daq_writer_channel& wanted) const;
   outcome add_channel(const ravo_daq_writer_channel& channel);
   outcome add_description(const chan_descr_2010& description);
   outcome begin_event(const ravo_daq_writer_event& head);
@@ -143,10 +144,8 @@ outcome ravo::raw_writer::state::open(const ravo_daq_writer_settings& wanted) {
   return {};
 }
 
-outcome ravo::raw_writer::state::add_channel(const ravo_daq_writer_channel& wanted) {
-  if (!is_open) return not_allowed("no run is open; open one before adding channels");
-  if (builder || in_event)
-    return not_allowed("the run has events already; add all channels before the first one");
+/// Whether a channel can be written, and no other one has its name and its numbers.
+outcome ravo::raw_writer::state::check_channel(const ravo_daq_writer_channel& wanted) const {
   outcome checked = check_channel_name(wanted.name, records);
   if (!checked.failed()) checked = check_channel_type(wanted, records);
   if (!checked.failed() && wanted.description) checked = descriptions::check(*wanted.description);
@@ -162,6 +161,14 @@ outcome ravo::raw_writer::state::add_channel(const ravo_daq_writer_channel& want
   if (wanted.env_index < -1)
     return invalid("the environment index " + std::to_string(wanted.env_index) + " of channel " +
                    wanted.name + " is negative; use 0 or more, or -1 for none");
+  return {};
+}
+
+outcome ravo::raw_writer::state::add_channel(const ravo_daq_writer_channel& wanted) {
+  if (!is_open) return not_allowed("no run is open; open one before adding channels");
+  if (builder || in_event)
+    return not_allowed("the run has events already; add all channels before the first one");
+  if (outcome checked = check_channel(wanted); checked.failed()) return checked;
 
   const bool plain = ravo::is_reading(ravo::find_data_type(wanted.dtype)->shape);
   channel next{wanted.name,       wanted.dtype, plain ? ravo_compression::none : wanted.compression,

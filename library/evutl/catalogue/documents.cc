@@ -8,6 +8,7 @@
 #include <pugixml.hpp>
 
 #include "format/time.h"
+#include "format/utf8.h"
 
 namespace ravo::catalogue {
 namespace {
@@ -21,34 +22,12 @@ constexpr std::size_t longest_path = 4095;
 
 // ---- characters ------------------------------------------------------------------------------------
 
-// The length of the UTF-8 character that begins `text`, or 0 when none does.
-std::size_t character_length(std::string_view text) {
-  const auto byte = [&text](std::size_t at) {
-    return at < text.size() ? static_cast<unsigned char>(text[at]) : 0u;
-  };
-  const unsigned first = byte(0);
-  const std::size_t length = first < 0x80   ? 1
-                             : first < 0xC2 ? 0
-                             : first < 0xE0 ? 2
-                             : first < 0xF0 ? 3
-                             : first < 0xF5 ? 4
-                                            : 0;
-  for (std::size_t i = 1; i < length; ++i)
-    if ((byte(i) & 0xC0) != 0x80) return 0;
-  // Too long a form, half of a surrogate pair, behind the last character, not a character.
-  if ((first == 0xE0 && byte(1) < 0xA0) || (first == 0xED && byte(1) > 0x9F) ||
-      (first == 0xF0 && byte(1) < 0x90) || (first == 0xF4 && byte(1) > 0x8F) ||
-      (first == 0xEF && byte(1) == 0xBF && byte(2) >= 0xBE))
-    return 0;
-  return length;
-}
-
 bool is_control(char letter) { return static_cast<unsigned char>(letter) < 0x20; }
 
 // Whether XML can hold a text, line ends and tabs as references.
 bool is_text(std::string_view text) {
   while (!text.empty()) {
-    const std::size_t length = character_length(text);
+    const std::size_t length = utf8_character_length(text);
     if (length == 0 || (is_control(text[0]) && !std::strchr("\t\n\r", text[0]))) return false;
     text.remove_prefix(length);
   }

@@ -63,8 +63,9 @@ void append(search_result& all, search_result more) {
   const auto middle = static_cast<std::ptrdiff_t>(all.runs.size());
   std::move(more.runs.begin(), more.runs.end(), std::back_inserter(all.runs));
   std::move(more.damaged.begin(), more.damaged.end(), std::back_inserter(all.damaged));
-  std::inplace_merge(all.runs.begin(), all.runs.begin() + middle, all.runs.end(),
-                     [](const found_run& a, const found_run& b) { return ravo::is_before(a.start, b.start); });
+  std::inplace_merge(
+      all.runs.begin(), all.runs.begin() + middle, all.runs.end(),
+      [](const found_run& a, const found_run& b) { return ravo::is_before(a.start, b.start); });
 }
 
 wanted_files wanted(int only_closed) { return only_closed ? wanted_files::complete : wanted_files::all; }
@@ -104,26 +105,45 @@ int get_files_for_period(unsigned start, unsigned stop, std::vector<ravo_root_xm
   return RAVO_TABLE_NO_MEMORY;
 }
 
+namespace {
+
+bool can_ask_for_time(int run, const time_stamp* start, const time_stamp* end, const char* experiment,
+                      const char* catalogue_directory) {
+  return run >= 0 && start && end && experiment && is_folder_name(experiment) && catalogue_directory &&
+         *catalogue_directory;
+}
+
+/// From the earliest beginning to the latest end of a run in all of its streams.
+struct span_of_run {
+  bool is_known = false;
+  time_stamp start{}, end{};
+
+  void widen(const run_entry& run) {
+    if (ravo::is_same(run.end, {})) return;
+    if (!is_known || ravo::is_before(run.start, start)) start = run.start;
+    if (!is_known || ravo::is_before(end, run.end)) end = run.end;
+    is_known = true;
+  }
+};
+
+}  // namespace
+
 int get_time_for_run(int run, time_stamp* start, time_stamp* end, const char* experiment,
                      const char* catalogue_directory) try {
-  if (run < 0 || !start || !end || !experiment || !is_folder_name(experiment) || !catalogue_directory ||
-      !*catalogue_directory)
+  if (!can_ask_for_time(run, start, end, experiment, catalogue_directory))
     return RAVO_TABLE_INVALID_ARGUMENT;
-  bool known = false;
-  time_stamp first{}, last{};
+  span_of_run span;
   for (const std::string& stream : folders_in(join(catalogue_directory, experiment))) {
     stream_catalogue catalogue(catalogue_directory, experiment, stream);
     document<run_entry> entry = catalogue.run(run);
     if (!entry.damage.empty()) name_damaged({{catalogue.layout().run_file(run), entry.damage}});
-    if (entry.content) catalogue.look_again(*entry.content);
-    if (!entry.content || ravo::is_same(entry.content->end, {})) continue;
-    if (!known || ravo::is_before(entry.content->start, first)) first = entry.content->start;
-    if (!known || ravo::is_before(last, entry.content->end)) last = entry.content->end;
-    known = true;
+    if (!entry.content) continue;
+    catalogue.look_again(*entry.content);
+    span.widen(*entry.content);
   }
-  if (!known) return no_answer;
-  *start = first;
-  *end = last;
+  if (!span.is_known) return no_answer;
+  *start = span.start;
+  *end = span.end;
   return 0;
 } catch (...) {
   return RAVO_TABLE_NO_MEMORY;

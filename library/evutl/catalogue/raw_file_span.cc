@@ -94,6 +94,37 @@ time_stamp seconds_as_time(std::int64_t seconds) {
           0};
 }
 
+/// The span of a file without readable tables that may still grow: from the time in its name to its last
+/// change.
+void span_of_growing(const file_name_parts& named, const struct stat& about, raw_file_entry& file) {
+  const time_stamp changed = seconds_as_time(about.st_mtim.tv_sec);
+  file.start = {named.seconds, 0};
+  file.end = is_before(changed, file.start) ? file.start : changed;
+}
+
+/// Number and span of the file's events, or why they are not known.
+void look_at_events(const raw_file& source, looked_at& result) {
+  raw_file_entry& file = result.entry;
+  const auto length = static_cast<long>(source.length());
+  int status = RAVO_TABLE_TOO_SHORT;
+  const auto reference = length > 0 ? reference_table(source, status) : nullptr;
+  if (reference) status = summarise(table_file(source.descriptor(), length), *reference, file);
+  const int unreadable_for = errno;
+  const auto named = parse_file_name(file.path);
+  if (reference && status == RAVO_TABLE_OK) {
+    // Events without a time: the name's is the best there is.
+    if (file.events > 0 && !file.has_time() && named) file.start = file.end = {named->seconds, 0};
+    if (file.events > 0 && !file.has_time())
+      result.problem = "has events, but neither they nor its name have a time";
+  } else if (!file.complete && named) {
+    span_of_growing(*named, source.status(), file);
+  } else if (status == RAVO_TABLE_UNREADABLE) {
+    result.problem = "cannot be read: " + std::generic_category().message(unreadable_for);
+  } else {
+    result.problem = ravo_evutl_status_text(status);
+  }
+}
+
 }  // namespace
 
 std::int64_t modification_time(const struct stat& about) { return identity_of(about).changed; }
@@ -113,25 +144,7 @@ looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed
   file.modified = modification_time(about);
   file.complete = closed_after < 0 || about.st_ctim.tv_sec + closed_after < now;
 
-  int status = RAVO_TABLE_TOO_SHORT;
-  const auto reference = about.st_size > 0 ? reference_table(source, status) : nullptr;
-  if (reference) status = summarise(table_file(source.descriptor(), about.st_size), *reference, file);
-  const int unreadable_for = errno;
-  const auto named = parse_file_name(path);
-  if (reference && status == RAVO_TABLE_OK) {
-    // Events without a time: the name's is the best there is.
-    if (file.events > 0 && !file.has_time() && named) file.start = file.end = {named->seconds, 0};
-    if (file.events > 0 && !file.has_time())
-      result.problem = "has events, but neither they nor its name have a time";
-  } else if (!file.complete && named) {
-    const time_stamp changed = seconds_as_time(about.st_mtim.tv_sec);
-    file.start = {named->seconds, 0};
-    file.end = is_before(changed, file.start) ? file.start : changed;
-  } else if (status == RAVO_TABLE_UNREADABLE) {
-    result.problem = "cannot be read: " + std::generic_category().message(unreadable_for);
-  } else {
-    result.problem = ravo_evutl_status_text(status);
-  }
+  look_at_events(source, result);
   return result;
 }
 

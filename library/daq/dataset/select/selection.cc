@@ -229,32 +229,56 @@ selection selection::parse(std::string_view text) {
   return read;
 }
 
-std::string selection::to_text() const {
-  const selection plain;
-  std::string text = quoted(experiment + "/" + stream);
-  const auto add = [&text](const char* key, const std::string& value) {
-    text += std::string(" ") + key + "=" + value;
-  };
-  if (!files.empty()) add("file", list_of(files));
-  if (runs)
-    add("run", range_of(static_cast<std::uint32_t>(runs->first), static_cast<std::uint32_t>(runs->last)));
-  if (!catalogue.empty()) add("catalog", quoted(catalogue));
-  if (!data.empty()) add("data", quoted(data));
-  if (!channels.empty()) add("chan", list_of(channels));
-  if (from) add("from", datasets::write_time(*from));
-  if (to) add("to", datasets::write_time(*to));
-  if (first_event || last_event) add("event", range_of(first_event, last_event));
-  if (step != 1) add("step", std::to_string(step));
-  if (limit) add("limit", std::to_string(*limit));
-  if (synch != plain.synch) add("synch", name_of(synch, synch_modes));
-  if (span_of(tolerance) != span_of(plain.tolerance))
-    add("tolerance", datasets::write_span(span_of(tolerance)));
-  if (join == join_policy::all) add("join", "all");
-  if (join == join_policy::with) add("join", quoted("with:" + join_channel));
-  if (slow != plain.slow) add("slow", name_of(slow, slow_policies));
-  if (max_age) add("max_age", datasets::write_span(*max_age));
-  return text;
-}
+namespace {
+
+/// A selection's text, word by word.
+class selection_text {
+ public:
+  explicit selection_text(const selection& whole) : text_(quoted(whole.experiment + "/" + whole.stream)) {
+    add_files(whole);
+    add_events(whole);
+    add_alignment(whole);
+  }
+  std::string take() { return std::move(text_); }
+
+ private:
+  void add(const char* key, const std::string& value) { text_ += std::string(" ") + key + "=" + value; }
+
+  void add_files(const selection& whole) {
+    if (!whole.files.empty()) add("file", list_of(whole.files));
+    if (whole.runs)
+      add("run", range_of(static_cast<std::uint32_t>(whole.runs->first),
+                          static_cast<std::uint32_t>(whole.runs->last)));
+    if (!whole.catalogue.empty()) add("catalog", quoted(whole.catalogue));
+    if (!whole.data.empty()) add("data", quoted(whole.data));
+    if (!whole.channels.empty()) add("chan", list_of(whole.channels));
+  }
+
+  void add_events(const selection& whole) {
+    if (whole.from) add("from", datasets::write_time(*whole.from));
+    if (whole.to) add("to", datasets::write_time(*whole.to));
+    if (whole.first_event || whole.last_event) add("event", range_of(whole.first_event, whole.last_event));
+    if (whole.step != 1) add("step", std::to_string(whole.step));
+    if (whole.limit) add("limit", std::to_string(*whole.limit));
+  }
+
+  void add_alignment(const selection& whole) {
+    const selection plain;
+    if (whole.synch != plain.synch) add("synch", name_of(whole.synch, synch_modes));
+    if (span_of(whole.tolerance) != span_of(plain.tolerance))
+      add("tolerance", datasets::write_span(span_of(whole.tolerance)));
+    if (whole.join == join_policy::all) add("join", "all");
+    if (whole.join == join_policy::with) add("join", quoted("with:" + whole.join_channel));
+    if (whole.slow != plain.slow) add("slow", name_of(whole.slow, slow_policies));
+    if (whole.max_age) add("max_age", datasets::write_span(*whole.max_age));
+  }
+
+  std::string text_;
+};
+
+}  // namespace
+
+std::string selection::to_text() const { return selection_text(*this).take(); }
 
 bool selection::operator==(const selection& other) const {
   const auto plain_fields = [](const selection& one_of) {

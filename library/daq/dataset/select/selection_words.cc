@@ -28,7 +28,18 @@ bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x
 /// Whether a byte may be printed as "\xNN", which is read back in quotes only.
 bool may_be_escaped(char c) { return is_control(c) || static_cast<unsigned char>(c) >= 0x80; }
 
-/// Reads one word from `at` on, which is left behind it.
+/// Reads a character in quotes, which stands for itself, or a byte that is written with "\\".
+char read_quoted(std::string_view text, std::size_t& at) {
+  if (const auto byte = escaped_byte(text.substr(at))) {
+    at += 3;
+    return *byte;
+  }
+  const bool is_escaped =
+      text[at] == '\\' && at + 1 < text.size() && (text[at + 1] == '"' || text[at + 1] == '\\');
+  return text[is_escaped ? ++at : at];
+}
+
+/// Reads one word from `at` on, which is left after it.
 selection_word read_word(std::string_view text, std::size_t& at) {
   selection_word word;
   const std::size_t begin = at;
@@ -36,17 +47,14 @@ selection_word read_word(std::string_view text, std::size_t& at) {
   bool quoting = false;
   for (; at < text.size() && (quoting || !is_blank(text[at])); ++at) {
     const char c = text[at];
-    if (quoting && c == '\\' && at + 1 < text.size() && (text[at + 1] == '"' || text[at + 1] == '\\')) {
-      part += text[++at];
-    } else if (const auto byte = quoting ? escaped_byte(text.substr(at)) : std::nullopt) {
-      part += *byte;
-      at += 3;
-    } else if (c == '"') {
+    if (c == '"') {
       quoting = !quoting;
-    } else if (!quoting && c == '=' && word.key.empty() && word.values.empty()) {
+    } else if (quoting) {
+      part += read_quoted(text, at);
+    } else if (c == '=' && word.key.empty() && word.values.empty()) {
       word.key = std::move(part);
       part.clear();
-    } else if (!quoting && c == ',') {
+    } else if (c == ',') {
       word.values.push_back(std::move(part));
       part.clear();
     } else {

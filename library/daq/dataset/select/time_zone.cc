@@ -68,14 +68,12 @@ std::string format_offset(std::int64_t seconds) {
 }
 
 std::optional<std::int64_t> parse_offset(std::string_view text) {
-  if (text.size() < 2 || (text[0] != '+' && text[0] != '-')) return std::nullopt;
-  std::string digits;
-  for (std::size_t i = 1; i < text.size(); ++i) {
-    if (text[i] == ':' && i == 3 && text.size() == 6) continue;
-    if (text[i] < '0' || text[i] > '9') return std::nullopt;
-    digits += text[i];
-  }
-  if (digits.size() == 3 || digits.size() > 4) return std::nullopt;
+  if (text.empty() || (text[0] != '+' && text[0] != '-')) return std::nullopt;
+  std::string digits(text.substr(1));
+  if (digits.size() == 5 && digits[2] == ':') digits.erase(2, 1);
+  const bool are_digits = digits.find_first_not_of("0123456789") == std::string::npos;
+  const bool are_so_many = digits.size() == 1 || digits.size() == 2 || digits.size() == 4;
+  if (!are_digits || !are_so_many) return std::nullopt;
   if (digits.size() < 3) digits += "00";
   const int number = std::stoi(digits);
   if (number / 100 > 15 || number % 100 > 59) return std::nullopt;

@@ -35,17 +35,20 @@ int daq_read_chan<G>::next_decoded(int index, int last) const {
 
 // ---- by event number ----
 
+/// Whether a channel's entries can be searched.
+inline int status_of_entries(const ravo_channel_entry_long* entries, int total, bool is_damaged) {
+  if (entries == nullptr) return RAVO_DAQ_READ_CHAN_NOT_INIT;
+  if (is_damaged) return RAVO_DAQ_READ_CHAN_INTERN_ERROR;
+  return total == 0 ? RAVO_DAQ_READ_CHAN_NO_DATA : RAVO_DAQ_READ_CHAN_OK;
+}
+
 template <class G>
 ravo_channel_entry_long* daq_read_chan<G>::find_entry_by_event_id(unsigned event_number, int type,
                                                                   int* status) {
   const stopwatch watch;
   int result = RAVO_DAQ_READ_CHAN_OK;
   int& answer = status != nullptr ? *status : result;
-  answer = event_number == 0 ? RAVO_DAQ_READ_CHAN_INV_PARAM
-           : out == nullptr  ? RAVO_DAQ_READ_CHAN_NOT_INIT
-           : is_damaged      ? RAVO_DAQ_READ_CHAN_INTERN_ERROR
-           : out_total == 0  ? RAVO_DAQ_READ_CHAN_NO_DATA
-                             : RAVO_DAQ_READ_CHAN_OK;
+  answer = event_number == 0 ? RAVO_DAQ_READ_CHAN_INV_PARAM : status_of_entries(out, out_total, is_damaged);
   if (answer != RAVO_DAQ_READ_CHAN_OK) return nullptr;
 
   ravo_channel_entry_long* found = exact_number(event_number);
@@ -113,7 +116,9 @@ ravo_channel_entry_long* daq_read_chan<G>::nearest_number(unsigned event_number,
 }
 
 template <class G>
-void daq_read_chan<G>::print_entries_once() requires G::traces_lookups {
+void daq_read_chan<G>::print_entries_once()
+  requires G::traces_lookups
+{
   if (!this->once) return;
   this->once = false;
   for (int i = 0; i < out_total; ++i)

@@ -16,6 +16,26 @@
 
 namespace ravo {
 
+/// What a worker says of a block that it cannot decode; of other outcomes it says nothing, or more.
+struct outcome_text {
+  decode_outcome outcome;
+  const char* text;  ///< with the thread's number
+};
+inline constexpr outcome_text outcome_texts[] = {
+    {decode_outcome::outside, "Failed to obtain pointer to event data pointer %lu\n"},
+    {decode_outcome::no_event_header_memory, "Failed to malloc additional event header %lu .. exiting\n"},
+    {decode_outcome::no_server_block_memory,
+     "Failed to malloc additional server block header %lu .. exiting\n"},
+    {decode_outcome::no_subheader_memory,
+     "Failed to malloc additional server block subheader %lu .. exiting\n"},
+    {decode_outcome::no_work_memory, "Failed to malloc additional memory %lu .. exiting\n"},
+    {decode_outcome::no_block_memory, "Failed to malloc working memory %lu .. exiting\n"},
+    {decode_outcome::no_update_memory, "Failed to malloc working memory (UPD) %lu .. exiting\n"},
+    {decode_outcome::no_plain_memory, "Failed to malloc working memory (NOTZIPPPED) %lu .. exiting\n"},
+    {decode_outcome::update_not_convertible, "Failed to convert env  %lu .. exiting\n"},
+    {decode_outcome::plain_not_convertible, "Failed to convert_data  %lu .. exiting\n"},
+};
+
 template <class G>
 class unzip_worker {
  public:
@@ -130,40 +150,15 @@ class unzip_worker {
   }
 
   void report(const decode_result<typename G::format>& result) {
-    switch (result.outcome) {
-      case decode_outcome::outside:
-        return print("Failed to obtain pointer to event data pointer %lu\n");
-      case decode_outcome::no_event_header_memory:
-        return print("Failed to malloc additional event header %lu .. exiting\n");
-      case decode_outcome::no_server_block_memory:
-        return print("Failed to malloc additional server block header %lu .. exiting\n");
-      case decode_outcome::no_subheader_memory:
-        return print("Failed to malloc additional server block subheader %lu .. exiting\n");
-      case decode_outcome::no_work_memory:
-        return print("Failed to malloc additional memory %lu .. exiting\n");
-      case decode_outcome::no_block_memory:
-        return print("Failed to malloc working memory %lu .. exiting\n");
-      case decode_outcome::no_update_memory:
-        return print("Failed to malloc working memory (UPD) %lu .. exiting\n");
-      case decode_outcome::no_plain_memory:
-        return print("Failed to malloc working memory (NOTZIPPPED) %lu .. exiting\n");
-      case decode_outcome::update_not_convertible:
-        return print("Failed to convert env  %lu .. exiting\n");
-      case decode_outcome::plain_not_convertible:
-        return print("Failed to convert_data  %lu .. exiting\n");
-      case decode_outcome::unknown_unzipper:
-        std::printf("Unknown unzipper: 0x%x!!! exiting tid:%lu\n", result.zip.zip_flags, id_);
-        return print_ravo_zip_header(&result.zip);
-      case decode_outcome::length_mismatch:
-        std::printf("Orig size (%d) != unzip size (%d) tid:%lu\n", static_cast<int>(result.zip.orig_length),
-                    static_cast<int>(result.unzipped.produced), id_);
-        return;
-      case decode_outcome::decoded:
-      case decode_outcome::misdirected:
-      case decode_outcome::unzip_failed:
-      case decode_outcome::unzipped_not_convertible:
-        return;
+    for (const outcome_text& row : outcome_texts)
+      if (row.outcome == result.outcome) print(row.text);
+    if (result.outcome == decode_outcome::unknown_unzipper) {
+      std::printf("Unknown unzipper: 0x%x!!! exiting tid:%lu\n", result.zip.zip_flags, id_);
+      print_ravo_zip_header(&result.zip);
     }
+    if (result.outcome == decode_outcome::length_mismatch)
+      std::printf("Orig size (%d) != unzip size (%d) tid:%lu\n", static_cast<int>(result.zip.orig_length),
+                  static_cast<int>(result.unzipped.produced), id_);
   }
 
   void print(const char* text) { std::printf(text, id_); }
