@@ -191,7 +191,8 @@ TEST(DocumentedPackedFile, HasTheStatedOffsets) {
     std::snprintf(row, sizeof row, "| %u | 0x%03x | %s", offset, offset, what);
     EXPECT_THAT(example, testing::HasSubstr(row));
   }
-  EXPECT_THAT(example, testing::HasSubstr("The file has " + std::to_string(file.content.size()) + " bytes"));
+  EXPECT_THAT(example,
+              testing::HasSubstr("The file has " + std::to_string(file.content.size()) + " bytes"));
 }
 
 // What the page says of the older records is what the records are.

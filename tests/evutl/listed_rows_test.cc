@@ -62,7 +62,8 @@ std::size_t resident_pages(const void* memory, std::size_t size) {
   return count;
 }
 
-/// The same of memory that calloc has just given: none, unless a sanitizer's calloc writes the zeros itself.
+/// The same of memory that calloc has just given: none, unless a sanitizer's calloc writes the zeros
+/// itself.
 std::size_t resident_pages_of_zeros(std::size_t size) {
   void* zeros = std::calloc(1, size);
   const std::size_t count = resident_pages(zeros, size);
@@ -73,27 +74,31 @@ std::size_t resident_pages_of_zeros(std::size_t size) {
 TEST(ListedRows, OfAbsentNamesCostNoMemory) {
   constexpr std::uint32_t maxev = 1'000'000;
   const sparse_file file(maxev);
-  std::vector<unsigned char> tail(static_cast<std::size_t>(file.size() % 4096 == 0 ? 4096 : file.size() % 4096));
-  ASSERT_EQ(pread(file.descriptor(), tail.data(), tail.size(), file.size() - static_cast<long>(tail.size())),
-            static_cast<ssize_t>(tail.size()));
+  std::vector<unsigned char> tail(
+      static_cast<std::size_t>(file.size() % 4096 == 0 ? 4096 : file.size() % 4096));
+  ASSERT_EQ(
+      pread(file.descriptor(), tail.data(), tail.size(), file.size() - static_cast<long>(tail.size())),
+      static_cast<ssize_t>(tail.size()));
   ravo_file_reference_table_2010* reference = nullptr;
   ASSERT_EQ(get_ravo_file_reference_table_m_2010(tail.data(), static_cast<long>(tail.size()), file.size(),
                                                  file.descriptor(), &reference),
             0);
   ravo_chan_dictionary_table_2010* dictionary = nullptr;
-  ASSERT_EQ(ravo_get_channel_dictionary_table_m_2010(file.size(), reference, file.descriptor(), &dictionary), 0);
+  ASSERT_EQ(
+      ravo_get_channel_dictionary_table_m_2010(file.size(), reference, file.descriptor(), &dictionary), 0);
 
   std::string known = dictionary->channel_entry()[0].chan_name;
   std::string absent = "NOBODY";
   std::vector<char*> names(20, absent.data());
   names.front() = known.data();
   ravo_event_chan_pointers_table* table = nullptr;
-  ASSERT_EQ(ravo_get_event_chan_pointers_table_by_list_m_2010(file.size(), reference, file.descriptor(), &names,
-                                                              dictionary, &table),
+  ASSERT_EQ(ravo_get_event_chan_pointers_table_by_list_m_2010(file.size(), reference, file.descriptor(),
+                                                              &names, dictionary, &table),
             0);
   EXPECT_EQ(table->length, static_cast<int>(12 + 20 * 16 * maxev));
   constexpr std::size_t absent_rows = std::size_t{19} * 16 * maxev;
-  EXPECT_LT(resident_pages(table->chptr() + maxev, absent_rows), resident_pages_of_zeros(absent_rows) + 100);
+  EXPECT_LT(resident_pages(table->chptr() + maxev, absent_rows),
+            resident_pages_of_zeros(absent_rows) + 100);
   EXPECT_EQ(table->chptr()[maxev + 5].chhd, 0u);
   std::free(table);
   std::free(dictionary);

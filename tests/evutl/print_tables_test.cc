@@ -24,7 +24,9 @@ std::string printed(void (*print)(const Table*), const Table* table) {
 class dictionary {
  public:
   explicit dictionary(const std::vector<std::string>& names)
-      : memory_((sizeof(ravo_chan_dictionary_table_2010) + names.size() * sizeof(ravo_chan_dictionary_entry_2010)) / 4) {
+      : memory_((sizeof(ravo_chan_dictionary_table_2010) +
+                 names.size() * sizeof(ravo_chan_dictionary_entry_2010)) /
+                4) {
     table()->pattern = RAVO_CHAN_DICTIONARY_PATTERN;
     table()->length = static_cast<int>(memory_.size() * 4);
     for (std::size_t i = 0; i < names.size(); ++i)
@@ -58,7 +60,8 @@ TEST(PrintDictionary, HoldsBackWhatANameHides) {
   dictionary made({"a\x1b[2J\n", std::string(256, 'x')});
   const std::string text = printed(print_channel_dictionary_table_2010, made.table());
   EXPECT_NE(text.find("\"a\\x1b[2J\\x0a\""), std::string::npos);
-  EXPECT_NE(text.find('"' + std::string(256, 'x') + '"'), std::string::npos) << "a name without its closing zero";
+  EXPECT_NE(text.find('"' + std::string(256, 'x') + '"'), std::string::npos)
+      << "a name without its closing zero";
 }
 
 TEST(PrintDictionary, ALengthThatHoldsNoEntryPrintsNone) {
@@ -77,8 +80,8 @@ TEST(PrintDictionary, NullIsNone) {
 }
 
 TEST(PrintEventIndexEntry, TellsTheLimitsAndEveryEvent) {
-  std::vector<std::uint32_t> words = {RAVO_EV_NORMAL, 1735689600, 5, 1735689601, 6, 10, 11, 2,
-                                      1735689600, 5, 10, 4096, 1735689601, 6, 11, 8192};
+  std::vector<std::uint32_t> words = {RAVO_EV_NORMAL, 1735689600, 5,  1735689601, 6,          10, 11, 2,
+                                      1735689600,     5,          10, 4096,       1735689601, 6,  11, 8192};
   const auto* entry = reinterpret_cast<const ravo_event_index_entry_2010*>(words.data());
   EXPECT_EQ(printed(print_event_index_entry_2010, entry),
             "event index entry: type 1 (RAVO_EV_NORMAL)  events 2  numbers 10 to 11\n"
@@ -97,7 +100,8 @@ TEST(PrintEventIndexEntry, ANegativeCountPrintsNoEvents) {
 }
 
 TEST(PrintEventIndexEntry, NullIsNone) {
-  EXPECT_EQ(printed<ravo_event_index_entry_2010>(print_event_index_entry_2010, nullptr), "event index entry: none\n");
+  EXPECT_EQ(printed<ravo_event_index_entry_2010>(print_event_index_entry_2010, nullptr),
+            "event index entry: none\n");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
-// Runs a way of reading with a fault at the first call of some kinds, then at the second, and so on until the
-// run has no such call left; and holds after each: a stated status, no wrong value, no value missing without a
-// word, nothing thrown, nothing kept, and everything read when it is tried again.
+// Runs a way of reading with a fault at the first call of some kinds, then at the second, and so on until
+// the run has no such call left; and holds after each: a stated status, no wrong value, no value missing
+// without a word, nothing thrown, nothing kept, and everything read when it is tried again.
 #ifndef RAVO_TEST_FAULTS_DISTURBED_H
 #define RAVO_TEST_FAULTS_DISTURBED_H
 
@@ -28,7 +28,9 @@ struct disturbance {
   std::function<void()> intrude = [] {};
   std::function<void()> undo = [] {};
   /// Whether what was read belongs together.
-  std::function<bool(const reading_outcome&)> is_consistent = [](const reading_outcome& of) { return of.other.none(); };
+  std::function<bool(const reading_outcome&)> is_consistent = [](const reading_outcome& of) {
+    return of.other.none();
+  };
 };
 
 inline fault arm(const disturbance& how, long which) {
@@ -87,8 +89,8 @@ inline bool has_another_line(const std::string& words, const std::string& usual)
 
 /// How a way of reading fared with a fault at each of its calls.
 struct faring {
-  long calls = 0;                ///< at which there was a fault
-  std::vector<int> statuses;     ///< for each
+  long calls = 0;             ///< at which there was a fault
+  std::vector<int> statuses;  ///< for each
 };
 
 /// Calls disturbed in this program so far, for who wants to know (--gtest_output=xml:FILE).
@@ -97,7 +99,8 @@ inline long disturbed_calls = 0;
 template <class way, class run_type>
 faring disturb_every_call(const run_type& run, const disturbance& how) {
   faring result;
-  const std::string usual_words = words_of_a_good_run<way>(run);  // what is made once for the process is made now
+  const std::string usual_words =
+      words_of_a_good_run<way>(run);  // what is made once for the process is made now
   const bool speaks_alike = words_of_a_good_run<way>(run) == usual_words;
   EXPECT_TRUE(speaks_alike) << way::name << ": what it says of a good run is no measure";
   const resources before;

@@ -1,6 +1,6 @@
-// A run of two files of four events, put together by hand, and ways to read all of it: by a reader, a slicer,
-// a channel reader, a loader. Each way tells how far it came, and whether a value that it was given is wrong;
-// what is missing is for the test to judge.
+// A run of two files of four events, put together by hand, and ways to read all of it: by a reader, a
+// slicer, a channel reader, a loader. Each way tells how far it came, and whether a value that it was given
+// is wrong; what is missing is for the test to judge.
 #ifndef RAVO_TEST_FAULTS_SMALL_RUN_H
 #define RAVO_TEST_FAULTS_SMALL_RUN_H
 
@@ -97,7 +97,8 @@ class small_run {
       const std::string second = std::to_string(20 + file);
       contents_.push_back(made.build().vector());
       at_.push_back(made.at);
-      names_.push_back("linac_main_run7_file" + std::to_string(file + 1) + "_20231114T2213" + second + "Z.raw");
+      names_.push_back("linac_main_run7_file" + std::to_string(file + 1) + "_20231114T2213" + second +
+                       "Z.raw");
       paths_.push_back(folder_.file(names_.back()));
     }
     restore();
@@ -108,7 +109,8 @@ class small_run {
     for (unsigned file = 0; file < files; ++file) {
       std::filesystem::remove(paths_[file]);
       folder_.write(names_[file], contents_[file]);
-      std::filesystem::last_write_time(paths_[file], std::filesystem::file_time_type::clock::now() - std::chrono::minutes(1));
+      std::filesystem::last_write_time(
+          paths_[file], std::filesystem::file_time_type::clock::now() - std::chrono::minutes(1));
     }
   }
 
@@ -195,7 +197,6 @@ class small_run {
       ++outcome.wrong;
   }
 
-
  private:
   using layout = typename generation::layout;
 
@@ -217,8 +218,8 @@ class small_run {
     for (unsigned i = 0; i < events_of_file; ++i) {
       const unsigned tick = file * events_of_file + i;
       const unsigned number = first_event + tick;
-      made.events.push_back(
-          {number, 1700000000 + tick / 10, tick % 10 * 100000, is_slow(number) ? RAVO_EV_UPD : RAVO_EV_NORMAL});
+      made.events.push_back({number, 1700000000 + tick / 10, tick % 10 * 100000,
+                             is_slow(number) ? RAVO_EV_UPD : RAVO_EV_NORMAL});
     }
     for (const std::string& name : channel_names()) {
       handmade_channel channel(name);

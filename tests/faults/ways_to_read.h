@@ -1,5 +1,5 @@
-// The layers of the library as ways to read a small run, all driven alike: make one, run it, clean it up, run
-// it again. A way that is not disturbed reads every value.
+// The layers of the library as ways to read a small run, all driven alike: make one, run it, clean it up,
+// run it again. A way that is not disturbed reads every value.
 #ifndef RAVO_TEST_FAULTS_WAYS_TO_READ_H
 #define RAVO_TEST_FAULTS_WAYS_TO_READ_H
 
@@ -17,7 +17,8 @@ int read_events(object& from, reading_outcome& outcome) {
   std::vector<ravo_channel_entry_long*> entries;
   int status = 0;
   for (int step = 0; step < most_steps; ++step) {
-    // A slicer that has delivered events before goes on from its first event, unless it is asked for that one.
+    // A slicer that has delivered events before goes on from its first event, unless it is asked for that
+    // one.
     status = from.get_data(nullptr, &entries, step == 0 ? 0 : 1);
     if (status != 0) break;
     for (const ravo_channel_entry_long* entry : entries) small_run<generation>::take(*entry, outcome);
@@ -222,9 +223,11 @@ class listed_way {
     std::string text;
     for (unsigned file = 0; file < small_run<older_generation>::files; ++file) text += of.path(file) + "\n";
     of.other_folder().write("list.txt", {reinterpret_cast<const unsigned char*>(text.data()), text.size()});
-    for (const std::string& channel : small_run<older_generation>::channel_names()) names_.push_back(channel);
+    for (const std::string& channel : small_run<older_generation>::channel_names())
+      names_.push_back(channel);
     for (std::string& channel : names_)
-      properties_.push_back({channel.data(), 0, channel.data(), static_cast<int>(channel.size()) + 2, 0, 0});
+      properties_.push_back(
+          {channel.data(), 0, channel.data(), static_cast<int>(channel.size()) + 2, 0, 0});
     for (ravo_sprop& property : properties_) list_of_properties_.push_back(&property);
   }
 
@@ -235,7 +238,8 @@ class listed_way {
     for (int step = 0; outcome.status == 0 && step < most_steps; ++step) {
       outcome.status = object.GetData();
       if (outcome.status != 0) break;
-      for (const ravo_channel_entry_long* entry : *object.GetRes()) small_run<older_generation>::take(*entry, outcome);
+      for (const ravo_channel_entry_long* entry : *object.GetRes())
+        small_run<older_generation>::take(*entry, outcome);
       object.PrintAll();
     }
   }
@@ -268,7 +272,8 @@ class browser_way {
     for (int i = 0; i < outcome.status; ++i) {
       int count = 0;
       const char* channel = object.GetChanName(i, &count, nullptr, nullptr);
-      if (channel == nullptr || channel != small_run<older_generation>::channel_names()[static_cast<std::size_t>(i)])
+      if (channel == nullptr ||
+          channel != small_run<older_generation>::channel_names()[static_cast<std::size_t>(i)])
         ++outcome.wrong;
     }
     object.ListChan();

@@ -1,5 +1,5 @@
-// A run of three files, written call by call from data that are there beforehand, so that a fault meets nothing
-// but the writer; and what the run has to look like.
+// A run of three files, written call by call from data that are there beforehand, so that a fault meets
+// nothing but the writer; and what the run has to look like.
 #ifndef RAVO_TEST_FAULTS_WRITTEN_IN_PIECES_H
 #define RAVO_TEST_FAULTS_WRITTEN_IN_PIECES_H
 
@@ -41,10 +41,10 @@ class run_to_write {
     return set;
   }
 
-  /// Writes the files from one on. Each call that is refused is repeated, at most `patience` times in all; the
-  /// last status. `refusals` counts them.
-  int write(typename generation::writer& writer, const ravo_daq_writer_settings& set, std::uint32_t first_file = 0,
-            int patience = 0, int* refusals = nullptr) const {
+  /// Writes the files from one on. Each call that is refused is repeated, at most `patience` times in all;
+  /// the last status. `refusals` counts them.
+  int write(typename generation::writer& writer, const ravo_daq_writer_settings& set,
+            std::uint32_t first_file = 0, int patience = 0, int* refusals = nullptr) const {
     int left = patience;
     const auto patiently = [&](auto&& call) {
       for (;;) {

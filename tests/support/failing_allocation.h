@@ -32,8 +32,8 @@ class failing_allocation {
     return left == 0;
   }
 
-  static inline std::atomic<long> remaining{-1};  ///< -1: none fails
-  static inline std::atomic<long> asked{0};       ///< all allocations so far
+  static inline std::atomic<long> remaining{-1};      ///< -1: none fails
+  static inline std::atomic<long> asked{0};           ///< all allocations so far
   static inline std::atomic<std::size_t> largest{0};  ///< the largest size asked for so far
 };
 

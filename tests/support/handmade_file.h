@@ -1,6 +1,7 @@
-// A raw file of either generation put together by hand, byte by byte: a test says which events there are and
-// which blocks each channel has, may lie about any word, and knows where each piece came to lie. It shares
-// nothing with the writer or the table-access library but the marker words common to both generations.
+// A raw file of either generation put together by hand, byte by byte: a test says which events there are
+// and which blocks each channel has, may lie about any word, and knows where each piece came to lie. It
+// shares nothing with the writer or the table-access library but the marker words common to both
+// generations.
 #ifndef RAVO_TEST_HANDMADE_FILE_H
 #define RAVO_TEST_HANDMADE_FILE_H
 
@@ -64,7 +65,8 @@ inline std::string compress_lzo(const bytes& from) {
   std::vector<unsigned char> work(LZO1X_1_MEM_COMPRESS);
   std::string to(from.size() + from.size() / 16 + 67, '\0');
   lzo_uint size = to.size();
-  lzo1x_1_compress(from.data(), from.size(), reinterpret_cast<unsigned char*>(to.data()), &size, work.data());
+  lzo1x_1_compress(from.data(), from.size(), reinterpret_cast<unsigned char*>(to.data()), &size,
+                   work.data());
   to.resize(size);
   return to;
 }
@@ -145,35 +147,55 @@ struct handmade_file_of {
     at[name] = file.size();
   }
   std::size_t header_of(std::size_t event) const { return at.at("events") + 8 + event * 36; }
-  std::size_t server_block_of(std::size_t event) const { return at.at("servers") + 8 + event * layout::server_block; }
+  std::size_t server_block_of(std::size_t event) const {
+    return at.at("servers") + 8 + event * layout::server_block;
+  }
 
   void add_event_headers(bytes& file) {
     begin(file, "events");
     file.u32(RAVO_EVENT_HEADER_BASKET_PATTERN).u32(word(8 + events.size() * 36));
     for (const auto& event : events)
-      file.u32(layout::event_header_marker).u32(word(36 + layout::server_block)).u32(event.number).i32(event.type)
-          .u32(event.seconds).u32(event.microseconds).i32(3).i32(0).i32(1);
+      file.u32(layout::event_header_marker)
+          .u32(word(36 + layout::server_block))
+          .u32(event.number)
+          .i32(event.type)
+          .u32(event.seconds)
+          .u32(event.microseconds)
+          .i32(3)
+          .i32(0)
+          .i32(1);
   }
 
   void add_server_blocks(bytes& file) {
     begin(file, "servers");
     file.u32(RAVO_SERVER_BLOCK_BASKET_PATTERN).u32(word(8 + events.size() * layout::server_block));
     for (const auto& event : events)
-      file.u32(event.seconds).u32(event.microseconds).u32(word(layout::server_block)).i32(7)
-          .text("server1", layout::server_name).i32(3).i32(0).i32(1);
+      file.u32(event.seconds)
+          .u32(event.microseconds)
+          .u32(word(layout::server_block))
+          .i32(7)
+          .text("server1", layout::server_name)
+          .i32(3)
+          .i32(0)
+          .i32(1);
   }
 
   static void add_block(bytes& file, const std::string& name, const handmade_block& block) {
     std::string data(reinterpret_cast<const char*>(block.payload.data()), block.payload.size());
     if (block.zip_flag_set) {
-      if ((block.zip_flags & 1) != 0) data = compress_zlib(block.payload);
-      else if ((block.zip_flags & 2) != 0) data = compress_lzo(block.payload);
+      if ((block.zip_flags & 1) != 0)
+        data = compress_zlib(block.payload);
+      else if ((block.zip_flags & 2) != 0)
+        data = compress_lzo(block.payload);
     }
     const std::size_t zip_head = block.zip_flag_set ? 12 : 0;
-    file.text(name, layout::block_name).i32(block.dtype).i32(block.error | (block.zip_flag_set ? RAVO_CHAN_ZIP_FLAG : 0));
+    file.text(name, layout::block_name)
+        .i32(block.dtype)
+        .i32(block.error | (block.zip_flag_set ? RAVO_CHAN_ZIP_FLAG : 0));
     file.i32(block.ldata.value_or(static_cast<std::int32_t>(layout::subhead + zip_head + data.size())));
     if (block.zip_flag_set)
-      file.u32(block.zip_flags).u32(block.orig_length.value_or(word(block.payload.size())))
+      file.u32(block.zip_flags)
+          .u32(block.orig_length.value_or(word(block.payload.size())))
           .u32(block.zipp_length.value_or(word(data.size())));
     file.raw(data);
     while (file.size() % 4 != 0) file.fill(1);
@@ -191,7 +213,8 @@ struct handmade_file_of {
                       word(head + layout::subhead)}});
       add_block(file, channel.name, block);
     }
-    file.set_i32(basket + 4, channel.basket_length.value_or(static_cast<std::int32_t>(file.size() - basket)));
+    file.set_i32(basket + 4,
+                 channel.basket_length.value_or(static_cast<std::int32_t>(file.size() - basket)));
     return row;
   }
 
@@ -210,7 +233,10 @@ struct handmade_file_of {
     file.u32(0xdcadcaf3u).u32(word(8 + channels.size() * layout::dictionary_entry));
     std::uint32_t key = 1000;
     for (const auto& channel : channels)
-      file.u32(++key).text(channel.name, layout::dictionary_name).u32(channel.ev_mask).u32(channel.dtype_mask)
+      file.u32(++key)
+          .text(channel.name, layout::dictionary_name)
+          .u32(channel.ev_mask)
+          .u32(channel.dtype_mask)
           .i32(channel.count.value_or(static_cast<std::int32_t>(channel.blocks.size())));
   }
 
@@ -223,10 +249,19 @@ struct handmade_file_of {
       index_entry_[type] = file.size();
       const auto& first = events[members.front()];
       const auto& last = events[members.back()];
-      file.i32(type).u32(first.seconds).u32(first.microseconds).u32(last.seconds).u32(last.microseconds)
-          .u32(first.number).u32(last.number).u32(word(members.size()));
+      file.i32(type)
+          .u32(first.seconds)
+          .u32(first.microseconds)
+          .u32(last.seconds)
+          .u32(last.microseconds)
+          .u32(first.number)
+          .u32(last.number)
+          .u32(word(members.size()));
       for (std::size_t i : members)
-        file.u32(events[i].seconds).u32(events[i].microseconds).u32(events[i].number).u32(word(header_of(i)));
+        file.u32(events[i].seconds)
+            .u32(events[i].microseconds)
+            .u32(events[i].number)
+            .u32(word(header_of(i)));
     }
   }
 
@@ -246,7 +281,10 @@ struct handmade_file_of {
     file.u32(layout::reference_marker).u32(168).u32(word(at["index"]));
     for (int type = 0; type < 32; ++type)
       file.u32(index_entry_.contains(type) ? word(index_entry_[type]) : 0);
-    file.u32(word(at["dictionary"])).u32(word(at["pointers"])).u32(word(at["environment"])).u32(word(at["xml"]));
+    file.u32(word(at["dictionary"]))
+        .u32(word(at["pointers"]))
+        .u32(word(at["environment"]))
+        .u32(word(at["xml"]));
     file.u32(word(at["events"])).u32(word(at["servers"]));
     file.u32(channels.empty() ? 0 : word(at[channels.front().name]));
     file.u32(word(at["reference"]));

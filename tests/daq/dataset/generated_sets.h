@@ -26,8 +26,8 @@ enum class harm {
   name,            ///< the block bears one that the dictionary does not have: no harm
   event_pointer,   ///< leads into the middle of an event header
 };
-/// Which harm a set may have. The classic readers' workers end at some kinds, and take other values along; at
-/// others, which they do not notice, they hand over events that are none, or blocks of another name.
+/// Which harm a set may have. The classic readers' workers end at some kinds, and take other values along;
+/// at others, which they do not notice, they hand over events that are none, or blocks of another name.
 enum class harms { no, all, that_readers_notice, that_readers_pass_over };
 
 inline value_status status_of(harm done) {

@@ -217,7 +217,8 @@ TEST_F(Frames, ThatAreNoPicturesAreAnotherKindAmongPictures) {
   const column_data column = data.column("CAMERA");
   using enum value_status;
   EXPECT_EQ(column.status, (std::vector<value_status>{ok, type_changed, ok}));
-  EXPECT_EQ(column.layout.dimensions, (std::vector<dimension_size>{{column_dimension::y, 3}, {column_dimension::x, 4}}));
+  EXPECT_EQ(column.layout.dimensions,
+            (std::vector<dimension_size>{{column_dimension::y, 3}, {column_dimension::x, 4}}));
   EXPECT_EQ((*data.at(2))[0].status(), ok);
 }
 

@@ -1,5 +1,5 @@
-// The readers and writers of the two generations, and the payload that both writers take for a spectrum, for typed tests
-// that write real files.
+// The readers and writers of the two generations, and the payload that both writers take for a spectrum,
+// for typed tests that write real files.
 #ifndef RAVO_TEST_READER_WRITERS_H
 #define RAVO_TEST_READER_WRITERS_H
 

@@ -255,8 +255,9 @@ TEST_F(ConvertLosses, AreMiscountedServerBlocks) {
 TEST_F(ConvertLosses, AreKeysThatStandForNone) {
   bytes content = made.build();
   content.set_u32(made.at.at("dictionary") + 8, 0);
-  EXPECT_THAT(losses_of(content),
-              HasSubstr(R"({"channel":"PLAIN","text":"it has no key (0), and the new file gives it one"})"));
+  EXPECT_THAT(
+      losses_of(content),
+      HasSubstr(R"({"channel":"PLAIN","text":"it has no key (0), and the new file gives it one"})"));
 }
 
 TEST_F(ConvertLosses, AreEnvironmentEntriesWithoutAChannel) {

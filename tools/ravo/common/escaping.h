@@ -31,7 +31,8 @@ struct as_it_is {
 inline std::string escaped(std::string_view text) { return printable(text); }
 inline std::string_view escaped(const as_it_is& own) { return own.text; }
 template <class Value>
-requires(!std::convertible_to<const Value&, std::string_view>) const Value& escaped(const Value& value) {
+  requires(!std::convertible_to<const Value&, std::string_view>)
+const Value& escaped(const Value& value) {
   return value;
 }
 template <class Value>

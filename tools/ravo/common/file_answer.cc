@@ -59,7 +59,8 @@ std::vector<std::string> places_looked_at(const selection& wanted, const found_f
   std::vector<std::string> lines{
       fmt::format("  catalogue {}: {}", wanted.catalogue, catalogue_text(wanted, found))};
   if (is_from_catalogue(found)) return lines;
-  const std::string folders = wanted.data.empty() ? std::string(raw_format_2010::default_data_dir) : wanted.data;
+  const std::string folders =
+      wanted.data.empty() ? std::string(raw_format_2010::default_data_dir) : wanted.data;
   for (const std::string_view folder : split_data_path_list(folders))
     lines.push_back("  folder " + folder_text(std::string(folder)));
   return lines;

@@ -45,7 +45,7 @@ struct channel {
   int place;  ///< along the machine, from 0
   presence when = presence::always;
   ravo_compression compression = ravo_compression::none;
-  int env_index = -1;  ///< of environment channels
+  int env_index = -1;                                               ///< of environment channels
   ravo_file_generation generation = ravo_file_generation::current;  ///< of the files
 
   /// As it is in the files.

@@ -1,5 +1,5 @@
-#include "simulator/append.h"
 #include "simulator/payload.h"
+#include "simulator/append.h"
 
 #include <algorithm>
 #include <array>

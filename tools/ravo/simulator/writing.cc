@@ -65,7 +65,8 @@ void tell(const observer& observe, const event& what, const std::vector<channel>
 void put_in_older_form(event& what, const std::vector<channel>& channels) {
   for (server_block& server : what.servers)
     for (block& one : server.blocks)
-      one.payload = older_form(channels[static_cast<std::size_t>(one.channel)].current_dtype(), one.payload);
+      one.payload =
+          older_form(channels[static_cast<std::size_t>(one.channel)].current_dtype(), one.payload);
 }
 
 template <class Update>

@@ -194,26 +194,30 @@ void daq_reader<G>::print_channel_of_file(const char* file, const char* channel,
 }
 
 template <class G>
-void daq_reader<G>::print_channel_event_headers(const char* file,
-                                                const char* channel) requires G::prints_channels {
+void daq_reader<G>::print_channel_event_headers(const char* file, const char* channel)
+  requires G::prints_channels
+{
   print_channel_of_file(file, channel, [](auto& decoded) { decoded.print_event_headers(); });
 }
 
 template <class G>
-void daq_reader<G>::print_channel_server_block_headers(const char* file,
-                                                       const char* channel) requires G::prints_channels {
+void daq_reader<G>::print_channel_server_block_headers(const char* file, const char* channel)
+  requires G::prints_channels
+{
   print_channel_of_file(file, channel, [](auto& decoded) { decoded.print_server_block_headers(); });
 }
 
 template <class G>
-void daq_reader<G>::print_channel_channel_headers(const char* file,
-                                                  const char* channel) requires G::prints_channels {
+void daq_reader<G>::print_channel_channel_headers(const char* file, const char* channel)
+  requires G::prints_channels
+{
   print_channel_of_file(file, channel, [](auto& decoded) { decoded.print_channel_headers(); });
 }
 
 template <class G>
-void daq_reader<G>::print_channel_channel(const char* file,
-                                          const char* channel) requires G::prints_channels {
+void daq_reader<G>::print_channel_channel(const char* file, const char* channel)
+  requires G::prints_channels
+{
   print_channel_of_file(file, channel, [](auto& decoded) { decoded.print_channel(); });
 }
 

@@ -217,7 +217,9 @@ int daq_reader<G>::set_time_diff(const time_stamp* diff) {
 }
 
 template <class G>
-void daq_reader<G>::set_by_time_fix(bool fix) requires G::has_by_time_fix {
+void daq_reader<G>::set_by_time_fix(bool fix)
+  requires G::has_by_time_fix
+{
   this->by_time_fix = fix;
   if (slicer) slicer->set_by_time_fix(fix);
 }

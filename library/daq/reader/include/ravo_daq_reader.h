@@ -8,12 +8,12 @@
 
 /// One requested channel with its result of the current event.
 struct ravo_daq_reader_result_entry {
-  ravo_daq_chan_param chan;       ///< first, so that the entry serves as its parameters
-  ravo_channel_entry_long res;         ///< what the caller gets; points into the copies below
+  ravo_daq_chan_param chan;     ///< first, so that the entry serves as its parameters
+  ravo_channel_entry_long res;  ///< what the caller gets; points into the copies below
   ravo_eventheader evhd;
   ravo_serv_block_head sbhd;
-  int slow;                            ///< 1 once the channel has delivered a slow value
-  int updated;                         ///< 1 when the channel has data of the current event
+  int slow;                       ///< 1 once the channel has delivered a slow value
+  int updated;                    ///< 1 when the channel has data of the current event
   ravo_serv_block_subhead* data;  ///< subheader and payload; grows, never shrinks
 };
 

@@ -8,8 +8,8 @@
 
 /// One requested channel with its result of the current event.
 struct ravo_daq_reader_result_entry_2010 {
-  ravo_daq_chan_param_2010 chan;       ///< first, so that the entry serves as its parameters
-  ravo_channel_entry_long res;         ///< what the caller gets; points into the copies below
+  ravo_daq_chan_param_2010 chan;  ///< first, so that the entry serves as its parameters
+  ravo_channel_entry_long res;    ///< what the caller gets; points into the copies below
   ravo_eventheader evhd;
   ravo_serv_block_head_2010 sbhd;
   int slow;                            ///< 1 once the channel has delivered a slow value

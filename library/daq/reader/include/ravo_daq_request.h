@@ -10,17 +10,17 @@
 
 /// A request. The texts are zero-terminated. An all-zero time means that none is given.
 struct ravo_daq_request {
-  ravo_time_id start_time;   ///< start point: event number, time, or both
-  ravo_time_id stop_time;    ///< stop point
-  std::int32_t run_first;    ///< first run; 0: no run request
-  std::int32_t run_last;     ///< last run
-  char exp_name[32];         ///< experiment
-  char stream_name[32];      ///< stream
-  char cdir[1024];           ///< directory of the run catalogue
-  char ddir[1024];           ///< directory of the raw files, or a list of them joined by ":"
-  time_stamp time_diff;      ///< largest difference within one event
-  ravo_time_id period;       ///< event step
-  std::int32_t synch_mode;   ///< ravo_daq_slicer_synch_mode
+  ravo_time_id start_time;  ///< start point: event number, time, or both
+  ravo_time_id stop_time;   ///< stop point
+  std::int32_t run_first;   ///< first run; 0: no run request
+  std::int32_t run_last;    ///< last run
+  char exp_name[32];        ///< experiment
+  char stream_name[32];     ///< stream
+  char cdir[1024];          ///< directory of the run catalogue
+  char ddir[1024];          ///< directory of the raw files, or a list of them joined by ":"
+  time_stamp time_diff;     ///< largest difference within one event
+  ravo_time_id period;      ///< event step
+  std::int32_t synch_mode;  ///< ravo_daq_slicer_synch_mode
 };
 static_assert(offsetof(ravo_daq_request, run_first) == 24);
 static_assert(offsetof(ravo_daq_request, exp_name) == 32);

@@ -25,7 +25,7 @@ enum ravo_daq_slicer_status : int {
   RAVO_DAQ_SLICER_NOT_FOUND = -5,
   RAVO_DAQ_SLICER_INTERN_ERROR = -6,
   RAVO_DAQ_SLICER_INV_PARAM = -7,
-  RAVO_DAQ_SLICER_NOT_ALLOWED = -8,    ///< a setting changed after start()
+  RAVO_DAQ_SLICER_NOT_ALLOWED = -8,  ///< a setting changed after start()
 };
 
 /// Statuses of the reader.

@@ -128,7 +128,9 @@ ravo_channel_entry_long* daq_read_chan<G>::look_up_time(time_stamp time, int typ
 // otherwise the entry found by time stays, with the second lookup's status.
 template <class G>
 ravo_channel_entry_long* daq_read_chan<G>::hold_against_numbers(ravo_channel_entry_long* entry, int type,
-                                                                int* status) requires G::has_by_time_fix {
+                                                                int* status)
+  requires G::has_by_time_fix
+{
   const std::int64_t number = entry->event_id.event_number;
   const std::int64_t current = this->event_cur.event_number;
   const std::int64_t distance = type == RAVO_DAQ_READ_CHAN_EVENT_NEXT ? number - current : current - number;

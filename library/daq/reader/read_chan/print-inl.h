@@ -91,13 +91,17 @@ void print_at(std::uint64_t address, Print print) {
 }
 
 template <class G>
-void daq_read_chan<G>::print_event_headers() requires G::prints_channels {
+void daq_read_chan<G>::print_event_headers()
+  requires G::prints_channels
+{
   print_entries("=================EVENT HEADERS======\n", "==========END=OF=EVENT=HEADERS=======\n",
                 [](const auto& slot) { print_at<ravo_eventheader>(slot.evhd, dump_event_header_); });
 }
 
 template <class G>
-void daq_read_chan<G>::print_server_block_headers() requires G::prints_channels {
+void daq_read_chan<G>::print_server_block_headers()
+  requires G::prints_channels
+{
   print_entries(
       "=================SB HEADERS======\n", "==========END=OF=SB=HEADERS=======\n", [](const auto& slot) {
         print_at<typename G::server_block_head>(slot.sbhd, table_operations<G>::print_server_block_head);
@@ -105,7 +109,9 @@ void daq_read_chan<G>::print_server_block_headers() requires G::prints_channels 
 }
 
 template <class G>
-void daq_read_chan<G>::print_channel_headers() requires G::prints_channels {
+void daq_read_chan<G>::print_channel_headers()
+  requires G::prints_channels
+{
   print_entries("=================CHANNEL HEADERS======\n", "==========END=OF=CHANNEL=HEADERS=======\n",
                 [](const auto& slot) {
                   print_at<typename G::subhead>(slot.chhd, table_operations<G>::print_subhead);
@@ -113,7 +119,9 @@ void daq_read_chan<G>::print_channel_headers() requires G::prints_channels {
 }
 
 template <class G>
-void daq_read_chan<G>::print_channel() requires G::prints_channels {
+void daq_read_chan<G>::print_channel()
+  requires G::prints_channels
+{
   print_entries(
       "=================CHANNEL======\n", "==========END=OF=CHANNEL========\n",
       [](const auto& slot) { print_at<typename G::subhead>(slot.chhd, table_operations<G>::print_block); });

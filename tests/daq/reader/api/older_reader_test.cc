@@ -61,13 +61,11 @@ class OlderReader : public ::testing::Test {
 };
 
 template <class reader>
-concept has_extras = requires(reader& one) {
-  one.set_by_time_fix(true);
-}
-|| requires(reader& one) { one.is_by_time_fix(); }
-|| requires(reader& one) { one.by_time_fix; }
-|| requires(reader& one) { one.found_from_run_catalogue; }
-|| requires(reader& one) { one.print_channel_channel("", ""); };
+concept has_extras =
+    requires(reader& one) { one.set_by_time_fix(true); } ||
+    requires(reader& one) { one.is_by_time_fix(); } || requires(reader& one) { one.by_time_fix; } ||
+    requires(reader& one) { one.found_from_run_catalogue; } ||
+    requires(reader& one) { one.print_channel_channel("", ""); };
 
 TEST_F(OlderReader, HasNoByTimeFixNoCatalogueMarkAndNoPrintersOfOneChannel) {
   EXPECT_FALSE(has_extras<ravo_daq_reader>);

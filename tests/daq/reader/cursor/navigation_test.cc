@@ -168,7 +168,8 @@ TYPED_TEST(Cursor, SaysWhichPointerIsMissing) {
 TYPED_TEST(Cursor, SelectsNothingWithoutADataPointerSetAndSaysNothing) {
   this->add_fast("A");
   this->cursor.Nptr = 0;
-  const said heard = listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), no_channel_header); });
+  const said heard =
+      listen([&] { EXPECT_EQ(this->cursor.SetRes(this->event.result()), no_channel_header); });
   EXPECT_EQ(heard.error + heard.out, "");
 }
 
@@ -335,9 +336,10 @@ TYPED_TEST(Cursor, ComplainsWhenThereIsNothingToTellOf) {
                         nothing_selected);
             }).error,
             "ravo_daq_getdata::GetServBlockInfo: wrong Status= 0 SrvbHeader 0\n");
-  EXPECT_EQ(
-      listen([&] { EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), nothing_selected); }).error,
-      "ravo_daq_getdata::GetChanInfo: wrong Status= 0 ChanHeader 0\n");
+  EXPECT_EQ(listen([&] {
+              EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), nothing_selected);
+            }).error,
+            "ravo_daq_getdata::GetChanInfo: wrong Status= 0 ChanHeader 0\n");
   EXPECT_EQ(listen([&] {
               EXPECT_EQ(
                   this->cursor.GetEventInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
@@ -482,7 +484,8 @@ TEST(CurrentCursor, ReadsABlockOfAnOlderReaderAsThePatternSays) {
   EXPECT_EQ(ldata, 0);
   listen([&] {
     EXPECT_EQ(cursor.GetSingle(0), 0.0f);
-    EXPECT_EQ(cursor.GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr), no_data);
+    EXPECT_EQ(cursor.GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr),
+              no_data);
     EXPECT_EQ(cursor.GetSlowPrm(nullptr, nullptr, nullptr), 1);
     EXPECT_EQ(cursor.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr), 1);
     EXPECT_EQ(cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), other_kind);
@@ -520,7 +523,9 @@ TEST(CurrentCursor, RemembersAfterCleanWhatTheLastHeaderSaid) {
   EXPECT_EQ(cursor.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr), 1);
   EXPECT_EQ(cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), other_kind);
   EXPECT_EQ(cursor.GetDescr(), no_data);
-  EXPECT_EQ(listen([&] { EXPECT_EQ(cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), nothing_selected); }).error,
+  EXPECT_EQ(listen([&] {
+              EXPECT_EQ(cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), nothing_selected);
+            }).error,
             "ravo_daq_getdata::GetChanInfo: wrong Status= 0 ChanHeader " + printed(block) + "\n");
 }
 

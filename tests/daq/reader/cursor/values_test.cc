@@ -233,7 +233,8 @@ TYPED_TEST(Values, AreNoneInASpectrumThatLies) {
 
 TYPED_TEST(Values, AreMissingWithoutData) {
   this->show(TypeParam::spectrum_type, "");
-  EXPECT_EQ(this->cursor.GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr), no_data);
+  EXPECT_EQ(this->cursor.GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr),
+            no_data);
   EXPECT_EQ(this->cursor.GetSpect(0), nullptr);
   EXPECT_EQ(this->cursor.GetDataPtrs(nullptr, nullptr, nullptr, 0), no_data);
   EXPECT_EQ(this->cursor.GetDescr(), no_data);
@@ -259,14 +260,17 @@ TYPED_TEST(Values, GiveRegionsOfInterest) {
 
 TYPED_TEST(Values, OfARegionAreComplainedOfInOlderEventsOnly) {
   this->show_spectra();
-  const said heard = listen(
-      [&] { EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), other_kind); });
+  const said heard = listen([&] {
+    EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), other_kind);
+  });
   EXPECT_EQ(heard.out, "");
   EXPECT_EQ(heard.error, TypeParam::is_current ? "" : "ravo_daq_getdata::GetRoiPrm: 1 DType11");
 }
 
 TYPED_TEST(Values, ByNameTellWhyThereAreNone) {
-  EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetDataPtrs("A", nullptr, nullptr, 0), nothing_selected); }).error,
+  EXPECT_EQ(listen([&] {
+              EXPECT_EQ(this->cursor.GetDataPtrs("A", nullptr, nullptr, 0), nothing_selected);
+            }).error,
             "ravo_daq_getdata::GetDataPtrs: wrong status= 0\n");
   this->show_slow();
   EXPECT_EQ(this->cursor.GetDataPtrs("none", nullptr, nullptr, 0), 3);
@@ -310,9 +314,10 @@ TYPED_TEST(Values, AreComplainedOfWhenTheHeaderOfTheSelectionIsMissing) {
               EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), other_kind);
             }).error,
             TypeParam::is_current ? "" : "ravo_daq_getdata::GetRoiPrm: " + null);
-  EXPECT_EQ(
-      listen([&] { EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), nothing_selected); }).error,
-      "ravo_daq_getdata::GetChanInfo: wrong Status= 1 ChanHeader 0\n");
+  EXPECT_EQ(listen([&] {
+              EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), nothing_selected);
+            }).error,
+            "ravo_daq_getdata::GetChanInfo: wrong Status= 1 ChanHeader 0\n");
   EXPECT_EQ(listen([&] { EXPECT_EQ(this->cursor.GetString(0, nullptr), nullptr); }).error,
             "ravo_daq_getdata::GetString: 1");
   listen([&] {
@@ -337,7 +342,8 @@ TYPED_TEST(Values, AreNoneOfANegativeMember) {
   EXPECT_EQ(heard.error, line + line);
   this->show(RAVO_BLOCK_IMG_ROI1, bytes_of(ravo_roi_head{10, 20, 2, 1}) + floats({1, 2, 3}));
   EXPECT_EQ(listen([&] {
-              EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, -1), other_kind);
+              EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, -1),
+                        other_kind);
             }).error,
             "ravo_daq_getdata::GetSpectPar: error datatype24\n");
 }
@@ -346,7 +352,8 @@ TYPED_TEST(Values, OfARegionAreNoneWhereItLiesAboutItsSize) {
   for (const auto& [width, height] : {std::pair{3, 1}, {2, 0}, {-1, 4}, {0x7fffffff, -0x7fffffff + 3}}) {
     this->show(RAVO_BLOCK_IMG_ROI1, bytes_of(ravo_roi_head{10, 20, width, height}) + floats({1, 2, 3}));
     EXPECT_EQ(listen([&] {
-                EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), other_kind);
+                EXPECT_EQ(this->cursor.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0),
+                          other_kind);
               }).error,
               "ravo_daq_getdata::GetSpectPar: error datatype24\n");
   }

@@ -1,5 +1,5 @@
-// What a reader decided about a file that it met on its way to the files of a request, for people who ask why
-// a file is read or not.
+// What a reader decided about a file that it met on its way to the files of a request, for people who ask
+// why a file is read or not.
 #ifndef RAVO_DAQ_FILE_DECISION_H
 #define RAVO_DAQ_FILE_DECISION_H
 

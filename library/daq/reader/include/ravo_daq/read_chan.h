@@ -67,8 +67,16 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   time_stamp* get_time_diff() { return &event_time_diff; }
   RAVO_EXPORT int set_step(const ravo_time_id* step);
   ravo_time_id* get_step() { return &event_step; }
-  bool is_by_time_fix() const requires G::has_by_time_fix { return this->by_time_fix; }
-  void set_by_time_fix(bool fix) requires G::has_by_time_fix { this->by_time_fix = fix; }
+  bool is_by_time_fix() const
+    requires G::has_by_time_fix
+  {
+    return this->by_time_fix;
+  }
+  void set_by_time_fix(bool fix)
+    requires G::has_by_time_fix
+  {
+    this->by_time_fix = fix;
+  }
   /// Upper bound of the automatic choice: 1 to 10 (0 returned), else 1 and no change.
   RAVO_EXPORT int set_max_number_of_threads(int threads);
   /// Fixed number of workers: 1 to 10 (0 returned), else 1 and no change.
@@ -106,10 +114,14 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   RAVO_EXPORT void print_time_limits();
   RAVO_EXPORT void print_cdt_entry();
   RAVO_EXPORT void print_event_chan_pointers_entry();
-  RAVO_EXPORT void print_event_headers() requires G::prints_channels;
-  RAVO_EXPORT void print_server_block_headers() requires G::prints_channels;
-  RAVO_EXPORT void print_channel_headers() requires G::prints_channels;
-  RAVO_EXPORT void print_channel() requires G::prints_channels;
+  RAVO_EXPORT void print_event_headers()
+    requires G::prints_channels;
+  RAVO_EXPORT void print_server_block_headers()
+    requires G::prints_channels;
+  RAVO_EXPORT void print_channel_headers()
+    requires G::prints_channels;
+  RAVO_EXPORT void print_channel()
+    requires G::prints_channels;
   RAVO_EXPORT void print_chan_descr();
 
   // State. Others read it; the workers write the output array and its counters under mx.
@@ -194,13 +206,14 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   bool search_time(const time_stamp& time, ravo_channel_entry_long** found) const;
   bool scan_time(const time_stamp& time, ravo_channel_entry_long** found) const;
   ravo_channel_entry_long* nearest_time(const time_stamp& time, int type) const;
-  void print_entries_once() requires G::traces_lookups;
+  void print_entries_once()
+    requires G::traces_lookups;
 
   bool reference_event(const ravo_time_id* id, int type, ravo_time_id* reference) const;
   ravo_channel_entry_long* look_up_number(unsigned number, int type, int* status);
   ravo_channel_entry_long* look_up_time(time_stamp time, int type, int* status);
-  ravo_channel_entry_long* hold_against_numbers(ravo_channel_entry_long* entry, int type,
-                                                int* status) requires G::has_by_time_fix;
+  ravo_channel_entry_long* hold_against_numbers(ravo_channel_entry_long* entry, int type, int* status)
+    requires G::has_by_time_fix;
 
   unsigned first_number() const;
   unsigned last_number() const;

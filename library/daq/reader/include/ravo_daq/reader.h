@@ -64,8 +64,13 @@ class daq_reader : public by_time_fix_state<G::has_by_time_fix>,
   /// 1 for null, else 0. Allowed at any time; a running slicer does not learn of it.
   RAVO_EXPORT int set_time_diff(const time_stamp* diff);
   time_stamp* get_time_diff() { return &request.time_diff; }
-  RAVO_EXPORT void set_by_time_fix(bool fix) requires G::has_by_time_fix;
-  bool is_by_time_fix() const requires G::has_by_time_fix { return this->by_time_fix; }
+  RAVO_EXPORT void set_by_time_fix(bool fix)
+    requires G::has_by_time_fix;
+  bool is_by_time_fix() const
+    requires G::has_by_time_fix
+  {
+    return this->by_time_fix;
+  }
   RAVO_EXPORT void set_debug(int level);
   int get_debug() const { return debug; }
 
@@ -150,13 +155,14 @@ class daq_reader : public by_time_fix_state<G::has_by_time_fix>,
   RAVO_EXPORT int print_event_index_table(const char* file, int event_type);
   /// Print what a channel has in every event of a file. The reader's channel names are replaced by this
   /// one.
-  RAVO_EXPORT void print_channel_event_headers(const char* file,
-                                               const char* channel) requires G::prints_channels;
-  RAVO_EXPORT void print_channel_server_block_headers(const char* file,
-                                                      const char* channel) requires G::prints_channels;
-  RAVO_EXPORT void print_channel_channel_headers(const char* file,
-                                                 const char* channel) requires G::prints_channels;
-  RAVO_EXPORT void print_channel_channel(const char* file, const char* channel) requires G::prints_channels;
+  RAVO_EXPORT void print_channel_event_headers(const char* file, const char* channel)
+    requires G::prints_channels;
+  RAVO_EXPORT void print_channel_server_block_headers(const char* file, const char* channel)
+    requires G::prints_channels;
+  RAVO_EXPORT void print_channel_channel_headers(const char* file, const char* channel)
+    requires G::prints_channels;
+  RAVO_EXPORT void print_channel_channel(const char* file, const char* channel)
+    requires G::prints_channels;
 
   // State.
   std::vector<char*> files;

@@ -60,8 +60,16 @@ class daq_slicer : public by_time_fix_state<G::has_by_time_fix> {
   time_stamp* get_time_diff() { return &event_time_diff; }
   RAVO_EXPORT int set_event_step(const ravo_time_id* step);
   ravo_time_id* get_event_step() { return &event_step; }
-  void set_by_time_fix(bool fix) requires G::has_by_time_fix { this->by_time_fix = fix; }
-  bool is_by_time_fix() const requires G::has_by_time_fix { return this->by_time_fix; }
+  void set_by_time_fix(bool fix)
+    requires G::has_by_time_fix
+  {
+    this->by_time_fix = fix;
+  }
+  bool is_by_time_fix() const
+    requires G::has_by_time_fix
+  {
+    return this->by_time_fix;
+  }
   /// The channels that could not be started, joined by ";"; owned by the slicer.
   const char* get_not_found_channels() const { return not_found_channels.c_str(); }
 
