@@ -1,6 +1,6 @@
 // Makes the reading layers run out of memory at a chosen moment: a program that includes this header
-// puts its own two functions in place of the library's, which count, and fail on demand. It links the reader's private
-// parts: in a shared library they cannot be replaced.
+// puts its own two functions in place of the library's, which count, and fail on demand. It links the
+// reader's private parts: in a shared library they cannot be replaced.
 #ifndef RAVO_TEST_FAILING_ALLOCATION_H
 #define RAVO_TEST_FAILING_ALLOCATION_H
 
