@@ -58,7 +58,10 @@ class payload_writer {
         .i32(1)
         .i32(2)
         .i32(bpp)
-        .words(5)
+        .i32(12)
+        .i32(3)
+        .i32(4)
+        .words(2)
         .u32(7)
         .u32(1234)
         .words(10)
@@ -117,7 +120,9 @@ std::string described(const payload_parts& parts) {
                  [&](const image_parts& of) {
                    text << (of.is_extended ? "extended image " : "image ") << of.width << " x " << of.height
                         << " bytes " << of.bytes_per_pixel() << " frame " << of.frame << " event "
-                        << of.event << " pixels " << of.pixels << " length " << of.length
+                        << of.event << " from " << of.x_start << " " << of.y_start << " by "
+                        << of.x_increment << " " << of.y_increment << " bits " << of.effective_bits
+                        << " pixels " << of.pixels << " length " << of.length
                         << (of.is_compressed ? " compressed" : "") << (of.is_picture() ? " picture" : "");
                  },
                  [&](const name_value_parts& of) {
@@ -190,19 +195,19 @@ const good_payload good_payloads[] = {
            .i32(6)
            .raw("pixels");
      },
-     "image 3 x 2 bytes 1 frame 7 event 1234 pixels 28 length 6 picture"},
+     "image 3 x 2 bytes 1 frame 7 event 1234 from 5 6 by 1 2 bits 0 pixels 28 length 6 picture"},
     {"FrameWithBytesAfterItsPixels", RAVO_BLOCK_IMAGE,
      [](payload_writer& to) { to.u32(3).u32(1).u32(2).i32(0).u32(7).u32(8).i32(6).raw("pixels and more"); },
-     "image 3 x 1 bytes 2 frame 7 event 8 pixels 28 length 6 picture"},
+     "image 3 x 1 bytes 2 frame 7 event 8 from 0 0 by 0 0 bits 0 pixels 28 length 6 picture"},
     {"CompressedFrame", RAVO_BLOCK_IMAGE,
      [](payload_writer& to) { to.u32(3).u32(2).u32(1).i32(1).u32(7).u32(8).i32(6).raw("pixels"); },
-     "image 3 x 2 bytes 1 frame 7 event 8 pixels 28 length 6 compressed"},
+     "image 3 x 2 bytes 1 frame 7 event 8 from 0 0 by 0 0 bits 0 pixels 28 length 6 compressed"},
     {"ExtendedFrame", RAVO_BLOCK_IMAGE_EXT,
      [](payload_writer& to) { to.extended_head(3, 2, 1, 6).raw("pixels"); },
-     "extended image 3 x 2 bytes 1 frame 7 event 1234 pixels 100 length 6 picture"},
+     "extended image 3 x 2 bytes 1 frame 7 event 1234 from 1 2 by 3 4 bits 12 pixels 100 length 6 picture"},
     {"ExtendedFrameOfOddSizes", RAVO_BLOCK_IMAGE_EXT,
      [](payload_writer& to) { to.extended_head(-3, -2, -1, 6).raw("pixels"); },
-     "extended image -3 x -2 bytes 1 frame 7 event 1234 pixels 100 length 6"},
+     "extended image -3 x -2 bytes 1 frame 7 event 1234 from 1 2 by 3 4 bits 12 pixels 100 length 6"},
     {"List", RAVO_BLOCK_NAME_VALUE,
      [](payload_writer& to) {
        to.i32(42).text("settings", 80).i32(2).text("gain", 80).f32(1.5F).text("offset", 80).f32(-2);

@@ -3,15 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "format/payload_view.h"
 #include "ravo_evutl.h"
-#include "ravo_payload.h"
 
 namespace ravo::datasets {
 namespace {
 
-const unsigned char* record_at(const item& list, const byte_view& payload, std::size_t record) {
-  return payload.data() + list.at + (list.first_record + record) * sizeof(ravo_name_value_channel);
-}
+name_value_parts records_of(const item& list) { return {.records = list.at}; }
 
 /// How often each name of a list was seen so far.
 class occurrence_counter {
@@ -25,8 +23,9 @@ class occurrence_counter {
 }  // namespace
 
 std::string_view record_name(const item& list, const byte_view& payload, std::size_t record) {
-  const auto* name = reinterpret_cast<const char*>(record_at(list, payload, record));
-  return {name, strnlen(name, sizeof(ravo_name_value_channel::name))};
+  const std::size_t at = records_of(list).name(list.first_record + record);
+  const auto* name = reinterpret_cast<const char*>(payload.data() + at);
+  return {name, strnlen(name, name_value_parts::name_size)};
 }
 
 bool has_names(const item& list, const byte_view& payload, const std::vector<std::string>& names) {
@@ -98,8 +97,9 @@ std::optional<std::vector<std::uint32_t>> record_places::of(const item& list,
 
 void store_records(const item& list, const byte_view& payload, const std::vector<std::uint32_t>& places,
                    float* row) {
+  const name_value_parts records = records_of(list);
   for (std::size_t i = 0; i < places.size(); ++i)
-    ravo_swap4(record_at(list, payload, i) + offsetof(ravo_name_value_channel, value), row + places[i], 1);
+    ravo_swap4(payload.data() + records.value(list.first_record + i), row + places[i], 1);
 }
 
 }  // namespace ravo::datasets
