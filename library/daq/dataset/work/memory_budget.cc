@@ -81,25 +81,27 @@ bool memory_budget::are_others_at_work() const {
   return at_work_ - (works_here > 0 ? 1 : 0) > waiting_workers_;
 }
 
-memory_wait::memory_wait(memory_budget& budget, until what) : budget_(budget), what_(what) {
+memory_wait::memory_wait(memory_budget& budget, until what) : budget_(budget), what_(what) { begin_anew(); }
+
+void memory_wait::begin_anew() {
   const std::lock_guard lock(budget_.mutex_);
   seen_ = budget_.given_back_;
 }
 
-void memory_wait::pause() {
+bool memory_wait::pause() {
   if (budget_.stop_.stop_requested()) throw read_cancelled();
   const int workers = works_here > 0 ? 1 : 0;
-  const bool is_for_room = what_ == until::there_is_room;
   budget_.waiting_workers_ += workers;
+  bool came_back = false;
   {
     std::unique_lock lock(budget_.mutex_);
-    if (!is_for_room) seen_ = budget_.given_back_;  // what the work itself gave back is nobody's return
-    budget_.room_.wait_for(lock, std::chrono::milliseconds(is_for_room ? 20 : 500),
-                           [this] { return budget_.given_back_ != seen_; });
-    if (budget_.given_back_ != seen_) last_return_ = clock::now();
+    came_back = budget_.room_.wait_for(lock, std::chrono::milliseconds(20),
+                                       [this] { return budget_.given_back_ != seen_; });
     seen_ = budget_.given_back_;
   }
   budget_.waiting_workers_ -= workers;
+  if (came_back) last_return_ = clock::now();
+  return came_back;
 }
 
 bool memory_wait::is_over() const {

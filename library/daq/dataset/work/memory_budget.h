@@ -162,8 +162,10 @@ class memory_wait {
   enum class until { there_is_room, work_succeeds };
   memory_wait(memory_budget& budget, until what);
 
-  /// Waits a moment, or until somebody gives something back. Throws read_cancelled.
-  void pause();
+  /// Waits a moment, or until somebody gives something back: true. Throws read_cancelled.
+  bool pause();
+  /// Passes over what was given back so far.
+  void begin_anew();
   bool is_over() const;
 
  private:

@@ -51,17 +51,20 @@ class memory_turn {
 template <class Work, class MakeRoom>
 auto repeat_until_there_is_room(memory_budget& budget, const Work& work, const MakeRoom& make_room)
     -> std::optional<decltype(work())> {
+  constexpr int pauses = 25;  // it is tried again every half a second, whatever comes back
   memory_wait wait(budget, memory_wait::until::work_succeeds);
   for (bool is_last = false;;) {
     try {
       return work();
     } catch (const memory_refused&) {
     }
-    if (make_room()) continue;
-    if (is_last) return std::nullopt;
-    wait.pause();
-    // What came back while this was tried was not waited for: once more.
-    is_last = wait.is_over();
+    wait.begin_anew();  // what the work itself gave back is nobody's return
+    for (int i = 0; !make_room(); ++i) {
+      if (is_last) return std::nullopt;
+      // What came back while the work was tried was not waited for: once more.
+      is_last = wait.is_over();
+      if (is_last || i == pauses || wait.pause()) break;
+    }
   }
 }
 
