@@ -11,10 +11,10 @@
 
 namespace ravo {
 
-dataset::dataset(std::shared_ptr<dataset_state> state) : state_(std::move(state)) {}
+dataset::dataset(std::shared_ptr<detail::dataset_state> state) : state_(std::move(state)) {}
 
 dataset dataset::open(const selection& wanted, dataset_options options) {
-  auto state = std::make_shared<dataset_state>(wanted, std::move(options));
+  auto state = std::make_shared<detail::dataset_state>(wanted, std::move(options));
   state->open();
   return dataset(std::move(state));
 }
@@ -31,38 +31,42 @@ std::optional<std::size_t> dataset::find_channel(std::string_view label) const {
 }
 
 std::size_t dataset::size() const {
-  const std::size_t all = std::min(count_events(*state_), state_->end_of_events());
+  const std::size_t all = std::min(detail::count_events(*state_), state_->end_of_events());
   return all / state_->wanted.step + (all % state_->wanted.step != 0 ? 1 : 0);
 }
 
 std::vector<ravo_time_id> dataset::event_ids() const { return list_events(*state_); }
 
-read_plan dataset::plan() const { return make_plan(*state_); }
+read_plan dataset::plan() const { return detail::make_plan(*state_); }
 
 event_range dataset::events(event_options options) const {
-  return event_range(std::make_unique<event_reader>(state_, options));
+  return event_range(std::make_unique<detail::event_reader>(state_, options));
 }
 
-std::optional<event> dataset::at(std::uint32_t number) const { return event_reader(state_, {}).at(number); }
-std::optional<event> dataset::at(const time_stamp& time) const { return event_reader(state_, {}).at(time); }
+std::optional<event> dataset::at(std::uint32_t number) const {
+  return detail::event_reader(state_, {}).at(number);
+}
+std::optional<event> dataset::at(const time_stamp& time) const {
+  return detail::event_reader(state_, {}).at(time);
+}
 
 column_layout dataset::layout(std::string_view channel, column_rows rows) const {
-  return datasets::layout_of_column(state_, state_->channels.find_or_throw(channel), rows);
+  return detail::layout_of_column(state_, state_->channels.find_or_throw(channel), rows);
 }
 
 column_data dataset::column(std::string_view channel, const column_options& options) const {
-  return datasets::read_column(state_, state_->channels.find_or_throw(channel), options);
+  return detail::read_column(state_, state_->channels.find_or_throw(channel), options);
 }
 
 std::vector<named_digest> dataset::digest() const {
   std::vector<named_digest> all;
   read_progress progress;
   if (state_->options.progress)
-    progress.total_bytes = count_stored_bytes(
+    progress.total_bytes = detail::count_stored_bytes(
         *state_, 0, state_->wanted.step,
         state_->wanted.limit ? *state_->wanted.limit : std::numeric_limits<std::size_t>::max());
   for (std::size_t i = 0; i < state_->channels.size(); ++i)
-    all.push_back({state_->channels[i].label, datasets::read_digest(state_, i, progress)});
+    all.push_back({state_->channels[i].label, detail::read_digest(state_, i, progress)});
   return all;
 }
 

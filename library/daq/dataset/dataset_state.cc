@@ -9,7 +9,7 @@
 #include "ravo_dataset/find_files.h"
 #include "ravo_dataset/member_names.h"
 
-namespace ravo {
+namespace ravo::detail {
 
 namespace {
 
@@ -36,8 +36,8 @@ dataset_state::dataset_state(selection what, dataset_options how)
       ledgers(wanted, options.damage, files, channels, timeline, opened),
       pool(options.threads) {
   memory.set_reclaim([this] {
-    return timeline.drop_oldest() || ahead.give_one_back(datasets::batch_turn::later) ||
-           ahead.give_one_back(datasets::batch_turn::now);
+    return timeline.drop_oldest() || ahead.give_one_back(batch_turn::later) ||
+           ahead.give_one_back(batch_turn::now);
   });
 }
 
@@ -49,7 +49,7 @@ void dataset_state::open() {
   const std::size_t left_out = files.refused.size();
   check_that_files_may_be_missing();
   opened.set_paths(found.files);
-  datasets::file_scan scan(memory);
+  file_scan scan(memory);
   scan.run(found.files, opened, pool, [this] { check_stop(); });
   list_files(found.files, scan);
   channels.match(wanted.channels, scan,
@@ -57,7 +57,7 @@ void dataset_state::open() {
                    return find_member(scan, name, channel, member);
                  });
   reserve_tables();
-  std::vector<datasets::timed_file> timed = channels.place_in_files(scan);
+  std::vector<timed_file> timed = channels.place_in_files(scan);
   const std::size_t join_channel =
       wanted.join == join_policy::with ? channels.find_or_throw(wanted.join_channel) : 0;
   timeline.set(std::move(timed), channels.names(), channels.slow(), join_channel);
@@ -73,10 +73,10 @@ void dataset_state::check_that_files_may_be_missing() const {
 }
 
 /// Sorts out the files that can be read: from here on a file goes by its place among them.
-void dataset_state::list_files(const std::vector<std::string>& paths, const datasets::file_scan& scan) {
+void dataset_state::list_files(const std::vector<std::string>& paths, const file_scan& scan) {
   std::vector<std::string> readable;
   for (std::size_t i = 0; i < paths.size(); ++i) {
-    const datasets::file_summary& summary = scan.files[i].summary;
+    const file_summary& summary = scan.files[i].summary;
     files.all.push_back({paths[i], summary.generation, summary.refusal, summary.problem});
     if (summary.refusal != file_refusal::none) {
       files.refused.push_back({paths[i], summary.refusal, summary.problem});
@@ -87,7 +87,7 @@ void dataset_state::list_files(const std::vector<std::string>& paths, const data
   }
   check_that_files_may_be_missing();
   if (readable.empty()) throw file_left_out(files.refused.front());
-  if (wanted.slow != slow_policy::none) timeline.set_gaps(datasets::missing_spans(files.refused, readable));
+  if (wanted.slow != slow_policy::none) timeline.set_gaps(missing_spans(files.refused, readable));
   if (readable.size() < paths.size()) opened.set_paths(std::move(readable));
 }
 
@@ -98,8 +98,8 @@ void dataset_state::reserve_tables() {
   std::size_t bytes = channels.bytes();
   for (const dataset_file& file : files.all)
     bytes += copies_of_path * (file.path.capacity() + sizeof file.path);
-  bytes += files.readable.size() * (sizeof(datasets::timed_file) + 2 * sizeof(dataset_file) +
-                                    channels.size() * sizeof(datasets::channel_place));
+  bytes += files.readable.size() *
+           (sizeof(timed_file) + 2 * sizeof(dataset_file) + channels.size() * sizeof(channel_place));
   // Nobody has anything yet that could be given back.
   if (!memory.try_grow(tables_, bytes))
     throw memory_exceeded("What is known of " + std::to_string(files.readable.size()) + " files and " +
@@ -110,19 +110,18 @@ void dataset_state::reserve_tables() {
 
 /// The number of a member that is called by its name: the first block of the channel that can be read says
 /// which data type it has.
-int dataset_state::find_member(const datasets::file_scan& scan, std::uint32_t name,
-                               const std::string& channel, const std::string& member) {
+int dataset_state::find_member(const file_scan& scan, std::uint32_t name, const std::string& channel,
+                               const std::string& member) {
   std::optional<std::int32_t> type;
-  datasets::visit_files_of(scan, name, [&](const datasets::known_file& known) {
-    const datasets::reservation room =
-        reserve(datasets::bytes_to_load_rows(known) + known.places[0].count * 2 * sizeof(datasets::entry),
-                "Finding the members of " + channel);
+  visit_files_of(scan, name, [&](const known_file& known) {
+    const reservation room = reserve(bytes_to_load_rows(known) + known.places[0].count * 2 * sizeof(entry),
+                                     "Finding the members of " + channel);
     const auto file = opened.get(known.position);
-    const auto rows = file ? datasets::load_rows(*file, known, {channel}) : std::nullopt;
+    const auto rows = file ? load_rows(*file, known, {channel}) : std::nullopt;
     if (!rows) return true;
-    for (const datasets::entry& block : rows->front().entries)
+    for (const entry& block : rows->front().entries)
       if (block.status == value_status::ok && !type)
-        type = datasets::read_stored_type(*file, known.generation, block);
+        type = read_stored_type(*file, known.generation, block);
     return !type.has_value();
   });
   if (type)
@@ -137,4 +136,4 @@ void dataset_state::check_stop() const {
   if (is_stopped()) throw read_cancelled();
 }
 
-}  // namespace ravo
+}  // namespace ravo::detail

@@ -19,7 +19,7 @@
 #include "work/read_ahead.h"
 #include "work/worker_pool.h"
 
-namespace ravo {
+namespace ravo::detail {
 
 class dataset_state {
  public:
@@ -33,8 +33,8 @@ class dataset_state {
   bool is_stopped() const { return options.stop.stop_requested(); }
 
   /// Reserves memory, and waits for it.
-  datasets::reservation reserve(std::size_t bytes, const std::string& what) {
-    return memory.reserve(bytes, what, datasets::on_full::wait);
+  reservation reserve(std::size_t bytes, const std::string& what) {
+    return memory.reserve(bytes, what, on_full::wait);
   }
 
   /// The number of selected events, counted without the step, from which on none is wanted.
@@ -45,35 +45,35 @@ class dataset_state {
 
   const selection wanted;
   const dataset_options options;
-  datasets::dataset_files files;
-  datasets::channel_table channels;
+  dataset_files files;
+  channel_table channels;
 
-  datasets::memory_budget memory;
-  datasets::open_files opened;
-  datasets::dictionary_names names_in_dictionaries;
-  datasets::read_ahead_list ahead;
-  datasets::timeline timeline;
-  datasets::ledger_keeper ledgers;
-  datasets::worker_pool pool;  ///< last: its threads end before the rest goes
+  memory_budget memory;
+  open_files opened;
+  dictionary_names names_in_dictionaries;
+  read_ahead_list ahead;
+  detail::timeline timeline;
+  ledger_keeper ledgers;
+  worker_pool pool;  ///< last: its threads end before the rest goes
 
  private:
-  void list_files(const std::vector<std::string>& paths, const datasets::file_scan& scan);
+  void list_files(const std::vector<std::string>& paths, const file_scan& scan);
   void check_that_files_may_be_missing() const;
   void reserve_tables();
-  int find_member(const datasets::file_scan& scan, std::uint32_t name, const std::string& channel,
+  int find_member(const file_scan& scan, std::uint32_t name, const std::string& channel,
                   const std::string& member);
 
-  datasets::reservation tables_;  ///< for what is known of the files and channels
+  reservation tables_;  ///< for what is known of the files and channels
 };
 
 /// Reservations that may outlive the dataset: they keep its budget alive.
 struct kept_memory {
   explicit kept_memory(std::shared_ptr<dataset_state> its_state) : state(std::move(its_state)) {}
   std::shared_ptr<dataset_state> state;
-  datasets::reservation values;
-  std::vector<datasets::reservation> tables;
+  reservation values;
+  std::vector<reservation> tables;
 };
 
-}  // namespace ravo
+}  // namespace ravo::detail
 
 #endif

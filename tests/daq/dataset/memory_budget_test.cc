@@ -12,7 +12,7 @@
 #include "ravo_dataset/errors.h"
 #include "work/memory_turn.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 constexpr std::size_t limit = std::size_t{1} << 20;
@@ -230,4 +230,4 @@ TEST(MemoryTurn, GivesUpWorkForWhichThereWillBeNoRoom) {
 }
 
 }  // namespace
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

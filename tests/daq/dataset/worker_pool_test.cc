@@ -9,7 +9,7 @@
 #include <set>
 #include <stdexcept>
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 TEST(WorkerPool, DoesEveryPieceOnce) {
@@ -138,4 +138,4 @@ TEST(WorkerPool, LetsWhoLooksRunSomething) {
 }
 
 }  // namespace
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -7,7 +7,7 @@
 #include "ravo_dataset/errors.h"
 #include "select/channel_patterns.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 void channel_table::match(const std::vector<std::string>& patterns, const file_scan& scan,
                           const member_finder& find_member) {
@@ -94,4 +94,4 @@ std::size_t channel_table::bytes() const {
   return bytes;
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

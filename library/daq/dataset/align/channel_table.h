@@ -15,7 +15,7 @@
 #include "align/timeline.h"
 #include "ravo_dataset/dataset.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 class channel_table {
  public:
@@ -52,6 +52,6 @@ class channel_table {
   std::map<std::string, std::string, std::less<>> labels_by_name_;  ///< of "NAME:MEMBER": "NAME:n"
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

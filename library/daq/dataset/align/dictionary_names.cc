@@ -7,7 +7,7 @@
 
 #include "ravo_raw_generations.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 /// Calls `take` with each name, cut to the room that a block has for it. The dictionary is read in pieces:
@@ -79,4 +79,4 @@ const std::vector<std::size_t>* dictionary_names::hashes_of(const open_file& fil
   return &kept_.emplace_back(names_of_file{known.position, std::move(hashes)}).hashes;
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -16,7 +16,7 @@
 #include "align/file_tables.h"
 #include "work/open_files.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// For several threads at once.
 class dictionary_names {
@@ -43,6 +43,6 @@ class dictionary_names {
   bool last_answer_ = false;
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

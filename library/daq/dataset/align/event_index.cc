@@ -6,7 +6,7 @@
 
 #include "format/time.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 auto key_of(const ravo_event_info_entry_2010& one) {
@@ -76,4 +76,4 @@ bool event_index::has(std::uint32_t offset, const ravo_eventheader& header) {
   return false;
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

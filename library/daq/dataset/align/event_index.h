@@ -11,7 +11,7 @@
 #include "format/malloc_owner.h"
 #include "ravo_raw_format.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// The events that a file's event index has, all types together.
 struct event_span {
@@ -50,6 +50,6 @@ class event_index {
   std::vector<events_of_type> types_;
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -7,7 +7,7 @@
 
 #include "ravo_dataset/errors.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 /// Thrown where the names of a file have no room while others are scanned: it is scanned again, alone.
@@ -176,4 +176,4 @@ void visit_files_of(const file_scan& scan, std::uint32_t name,
   }
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

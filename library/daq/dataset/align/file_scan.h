@@ -16,7 +16,7 @@
 #include "work/open_files.h"
 #include "work/worker_pool.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 struct scanned_file {
   struct channel {
@@ -72,6 +72,6 @@ class file_scan {
 void visit_files_of(const file_scan& scan, std::uint32_t name,
                     const std::function<bool(const known_file&)>& visit);
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -16,7 +16,7 @@
 #include "format/byte_view.h"
 #include "format/malloc_owner.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 /// Of the event headers of a file, which are read piece by piece.
@@ -492,4 +492,4 @@ std::optional<std::int32_t> read_stored_type(const open_file& file, ravo_file_ge
   return generation == ravo_file_generation::current ? read(raw_format_2010()) : read(raw_format_2009());
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

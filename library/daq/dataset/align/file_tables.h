@@ -18,7 +18,7 @@
 #include "ravo_file_generation.h"
 #include "work/open_files.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// One event of one channel. 32 bytes, since there are millions.
 struct entry {
@@ -113,6 +113,6 @@ std::optional<std::vector<channel_rows>> load_rows(const open_file& file, const 
 std::optional<std::int32_t> read_stored_type(const open_file& file, ravo_file_generation generation,
                                              const entry& where);
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -4,7 +4,7 @@
 
 #include "ravo_dataset/errors.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 read_ledger ledger_keeper::open() const {
   read_ledger ledger;
@@ -133,4 +133,4 @@ read_ledger ledger_keeper::of_all_readings() const {
   return all;
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

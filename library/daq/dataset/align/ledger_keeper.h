@@ -15,7 +15,7 @@
 #include "ravo_dataset/ledger.h"
 #include "work/open_files.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// The files of a dataset.
 struct dataset_files {
@@ -78,6 +78,6 @@ class ledger_keeper {
   read_ledger ledger_;
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -10,7 +10,7 @@
 #include "files/raw_file_names.h"
 #include "ravo_evutl.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 std::optional<std::int64_t> time_in_name(std::string_view path) {
@@ -51,4 +51,4 @@ std::vector<time_gap> missing_spans(const std::vector<refused_file>& missing,
   return gaps;
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

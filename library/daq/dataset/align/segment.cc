@@ -5,7 +5,7 @@
 
 #include "ravo_evutl.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 std::optional<std::size_t> aligned_channel::at(std::uint32_t wanted) const {
   const auto found = std::lower_bound(event.begin(), event.end(), wanted);
@@ -272,4 +272,4 @@ void align(segment& part, const alignment_rule& rule, const std::vector<bool>& s
     merge(part, rule, slow, by_rule{rule}).run();
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

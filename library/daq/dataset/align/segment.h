@@ -17,7 +17,7 @@
 #include "ravo_dataset/selection.h"
 #include "work/memory_budget.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 using ravo::in_microseconds;
 
@@ -84,6 +84,6 @@ void find_orphan_spans(aligned_channel& aligned,
 /// `slow` says which channels are slow: their times do not name an event that another channel has.
 void align(segment& part, const alignment_rule& rule, const std::vector<bool>& slow);
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

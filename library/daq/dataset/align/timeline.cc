@@ -5,7 +5,7 @@
 
 #include "ravo_dataset/errors.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 timeline::timeline(const selection& wanted, open_files& opened, memory_budget& memory)
     : wanted_(wanted),
@@ -310,4 +310,4 @@ void timeline::select(segment& part, std::size_t index) const {
   part.bytes_before.push_back(bytes);
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -17,7 +17,7 @@
 #include "work/memory_budget.h"
 #include "work/open_files.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// A file on the time line.
 struct timed_file {
@@ -128,6 +128,6 @@ class timeline {
   std::deque<std::shared_ptr<const segment>> kept_;  ///< the last used last
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -7,7 +7,7 @@
 
 #include "align/timeline.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 /// Microseconds: farther away than any time, and not so far that sums of two would not fit.
@@ -145,4 +145,4 @@ bool timeline::may_miss_values(std::size_t channel, time_gap when) {
   });
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

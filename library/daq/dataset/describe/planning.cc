@@ -7,11 +7,7 @@
 #include "read/event_batch.h"
 #include "read/segment_walk.h"
 
-namespace ravo {
-
-using datasets::entry;
-using datasets::found_block;
-using datasets::segment;
+namespace ravo::detail {
 
 namespace {
 
@@ -63,7 +59,7 @@ class planner {
                                  ": it cannot be read any more");
     index_bytes_ = std::max<std::uint64_t>(index_bytes_, part.memory.bytes());
     for (std::size_t channel = 0; channel < part.channels.size(); ++channel) {
-      const datasets::aligned_channel& aligned = part.channels[channel];
+      const aligned_channel& aligned = part.channels[channel];
       std::vector<std::uint32_t> own;
       auto from = aligned.event.begin();
       for (const std::uint32_t event : events) {
@@ -87,14 +83,13 @@ class planner {
     if (where.status != value_status::ok) return;
     sampled& sample = samples_[channel];
     const std::uint64_t stored = where.stored;
-    std::shared_ptr<const datasets::open_file> opened;
-    const auto source = datasets::source_of(state_, part, channel, where.file, opened);
+    std::shared_ptr<const open_file> opened;
+    const auto source = source_of(state_, part, channel, where.file, opened);
     if (!opened) return;
     unsigned char head[enough];
     const auto got = opened->read(where.chhd, head, std::min(where.stored, enough));
     if (!got) return;
-    const datasets::block_head told =
-        datasets::look_at_head(source, file_part(head, *got, where.chhd), where);
+    const block_head told = look_at_head(source, file_part(head, *got, where.chhd), where);
     if (!told.is_known) return;
     sample.stored += stored;
     if (told.decoded > state_.options.largest_block) return;  // it will not be decoded
@@ -125,7 +120,7 @@ class planner {
       largest_column = std::max(largest_column, channel.decoded_bytes + channel.values * bytes_of_row);
     }
     const auto threads = static_cast<std::uint64_t>(state_.pool.size());
-    const std::uint64_t windows = threads * 2 * std::max<std::uint64_t>(datasets::largest_window, largest_);
+    const std::uint64_t windows = threads * 2 * std::max<std::uint64_t>(largest_window, largest_);
     plan_.peak_bytes_of_columns =
         std::min<std::uint64_t>(largest_column + windows + index_bytes_, state_.memory.limit());
     // Batches are cut by stored bytes, before it is known what they will be; memory that is used again may
@@ -149,6 +144,10 @@ class planner {
 }  // namespace
 
 read_plan make_plan(dataset_state& state) { return planner(state).make(); }
+
+}  // namespace ravo::detail
+
+namespace ravo {
 
 std::string read_plan::to_text() const {
   std::string text = std::to_string(files) + " files, " + std::to_string(events) + " events, " +

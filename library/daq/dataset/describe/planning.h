@@ -4,10 +4,10 @@
 
 #include "dataset_state.h"
 
-namespace ravo {
+namespace ravo::detail {
 
 read_plan make_plan(dataset_state& state);
 
-}  // namespace ravo
+}  // namespace ravo::detail
 
 #endif

@@ -10,7 +10,7 @@
 #include "ravo_payload.h"
 #include "read/item.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 value_status status_of(const decoded_payload& result, const stored_payload& payload, unsigned char* into) {
@@ -300,4 +300,4 @@ decoded_value decode_member(const block_source_file& source, const found_block& 
   return value;
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -15,7 +15,7 @@
 #include "ravo_dataset/status.h"
 #include "work/memory_budget.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// A stored block that was found, or why it was not.
 struct found_block {
@@ -87,6 +87,6 @@ std::size_t decoded_room(const found_block& block, int member);
 decoded_value decode_member(const block_source_file& source, const found_block& block, int member,
                             unsigned char* into);
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -1,6 +1,6 @@
 #include "read/block_scan.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 block_source_file source_of(dataset_state& state, const segment& part, std::size_t channel,
                             std::uint32_t file, std::shared_ptr<const open_file>& opened) {
@@ -60,4 +60,4 @@ std::optional<byte_view> inflate(const found_block& found, block_memory& memory,
   return byte_view(into, found.payload.room, word_order::file);
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -17,7 +17,7 @@
 #include "format/byte_view.h"
 #include "read/block_reading.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// The most bytes that are read in one piece: fewer where there is little memory.
 inline std::size_t window_bytes(const memory_budget& memory) {
@@ -85,6 +85,6 @@ class block_scan {
 /// The payload of a block as it lies in the file, once it is inflated; `nullopt` and why.
 std::optional<byte_view> inflate(const found_block& found, block_memory& memory, value_status& status);
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -8,7 +8,7 @@
 
 #include "ravo_dataset/column.h"
 
-namespace ravo {
+namespace ravo::detail {
 
 class column_access {
  public:
@@ -27,6 +27,6 @@ class column_access {
   static void keep(column_data& column, std::shared_ptr<void> memory) { column.share_ = std::move(memory); }
 };
 
-}  // namespace ravo
+}  // namespace ravo::detail
 
 #endif

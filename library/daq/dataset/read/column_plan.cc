@@ -9,7 +9,7 @@
 #include "read/column_access.h"
 #include "read/segment_walk.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 std::int64_t age_between(const ravo_time_id& event, const entry& recorded) {
@@ -189,4 +189,4 @@ column_plan make_plan(const std::shared_ptr<dataset_state>& state, std::size_t c
   return planner(state, channel, rows, ledger).make();
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -11,7 +11,7 @@
 #include "dataset_state.h"
 #include "ravo_dataset/column.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// Blocks of one segment and the rows that they are for.
 struct block_list {
@@ -40,6 +40,6 @@ struct column_plan {
 column_plan make_plan(const std::shared_ptr<dataset_state>& state, std::size_t channel, column_rows rows,
                       read_ledger& ledger);
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

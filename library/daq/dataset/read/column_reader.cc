@@ -11,7 +11,7 @@
 #include "read/first_blocks.h"
 #include "read/value_sink.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 /// The ledger of a reading of one channel. However the reading ends, the dataset's ledger has what was
@@ -207,4 +207,4 @@ channel_digest read_digest(const std::shared_ptr<dataset_state>& state, std::siz
   return sink.digest();
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

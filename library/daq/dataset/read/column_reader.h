@@ -9,7 +9,7 @@
 #include "dataset_state.h"
 #include "ravo_dataset/column.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// What the column would be.
 column_layout layout_of_column(const std::shared_ptr<dataset_state>& state, std::size_t channel,
@@ -20,6 +20,6 @@ column_data read_column(const std::shared_ptr<dataset_state>& state, std::size_t
 channel_digest read_digest(const std::shared_ptr<dataset_state>& state, std::size_t channel,
                            read_progress& of_all);
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -4,7 +4,7 @@
 #include <bit>
 #include <utility>
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 void column_progress::tell(std::uint64_t done) const {
   if (!options_.progress) return;
@@ -257,4 +257,4 @@ void column_scan::visit(const std::function<void(const column_block&, block_memo
   for_each_chunk(read_blocks, [] { return false; });
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -18,7 +18,7 @@
 #include "read/column_plan.h"
 #include "work/memory_turn.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// A block of a column, and the row that it is for.
 struct column_block {
@@ -131,6 +131,6 @@ class column_scan {
   std::vector<std::unique_ptr<block_memory>> free_;
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -6,7 +6,7 @@
 #include "read/column_access.h"
 #include "read/value_sink.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 class dense_sink::part : public chunk_part {
  public:
@@ -107,4 +107,4 @@ void dense_sink::fill_missing_rows() {
   }
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -1,6 +1,6 @@
 #include "read/digest_sink.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 class digest_sink::part : public chunk_part {
  public:
@@ -31,4 +31,4 @@ std::unique_ptr<column_sink::chunk_part> digest_sink::begin(std::size_t, std::si
   return std::make_unique<part>(*this);
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

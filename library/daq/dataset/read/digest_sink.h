@@ -9,7 +9,7 @@
 #include "ravo_dataset/digest.h"
 #include "read/column_scan.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 class digest_sink : public column_sink {
  public:
@@ -24,6 +24,6 @@ class digest_sink : public column_sink {
   channel_digest digest_;
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

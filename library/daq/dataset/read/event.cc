@@ -1,4 +1,4 @@
-// What programs see of the events that an event_reader reads.
+// What programs see of the events that an detail::event_reader reads.
 #include "ravo_dataset/event.h"
 
 #include "read/event_reader.h"
@@ -17,7 +17,7 @@ value event::operator[](std::string_view label) const {
   return batch_->at(index_, batch_->state().channels.find_or_throw(label));
 }
 
-event_range::event_range(std::unique_ptr<event_reader> reader) : reader_(std::move(reader)) {}
+event_range::event_range(std::unique_ptr<detail::event_reader> reader) : reader_(std::move(reader)) {}
 event_range::event_range(event_range&&) noexcept = default;
 event_range& event_range::operator=(event_range&&) noexcept = default;
 event_range::~event_range() = default;

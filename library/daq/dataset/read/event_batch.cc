@@ -5,22 +5,16 @@
 #include "read/block_scan.h"
 #include "read/value_access.h"
 
-namespace ravo {
+namespace ravo::detail {
 
-using datasets::entry;
-using datasets::found_block;
-using datasets::memory_refused;
-using datasets::on_full;
-using datasets::segment;
-
-unsigned char* block_arena::allocate(datasets::memory_budget& memory, std::size_t size) {
+unsigned char* block_arena::allocate(memory_budget& memory, std::size_t size) {
   const std::size_t rounded = (size + 15) & ~std::size_t{15};
   if (buffers_.empty() || rounded > buffers_.back().size() - used_) {
     // Small batches stay small, large ones have few buffers.
     const std::size_t wanted =
         std::max(rounded, std::clamp<std::size_t>(total_, 4096, std::size_t{1} << 20));
     const std::size_t bytes = (wanted + 4095) & ~std::size_t{4095};
-    buffers_.push_back(memory.take_buffer(bytes, "Decoding a block", datasets::on_full::refuse));
+    buffers_.push_back(memory.take_buffer(bytes, "Decoding a block", on_full::refuse));
     used_ = 0;
     total_ += buffers_.back().size();
   }
@@ -39,8 +33,7 @@ value event_batch::at(std::size_t event, std::size_t channel) const {
   const ravo_time_id id{from.where.number, from.where.time};
   const bool is_held = here.status != value_status::ok;
   const std::int64_t age =
-      is_held ? datasets::in_microseconds(ids_[event].time) - datasets::in_microseconds(from.where.time)
-              : 0;
+      is_held ? in_microseconds(ids_[event].time) - in_microseconds(from.where.time) : 0;
   const value seen =
       from.status != value_status::ok
           ? value_access::make(from.status, id, age)
@@ -94,7 +87,7 @@ class batch_decoder {
     state_.check_stop();
     wanted_.clear();
     last_held_.reset();
-    const datasets::aligned_channel& aligned = part_->channels[channel];
+    const aligned_channel& aligned = part_->channels[channel];
     const bool may_hold = state_.wanted.slow != slow_policy::none && state_.timeline.is_slow(channel);
     auto place = std::lower_bound(aligned.event.begin(), aligned.event.end(), plan_.events.front()) -
                  aligned.event.begin();
@@ -113,13 +106,12 @@ class batch_decoder {
   }
 
   void note_duplicates(std::size_t channel) {
-    const datasets::aligned_channel& aligned = part_->channels[channel];
+    const aligned_channel& aligned = part_->channels[channel];
     for (std::size_t i = 0; i < aligned.duplicates.size(); ++i) {
       const auto found =
           std::lower_bound(plan_.events.begin(), plan_.events.end(), aligned.duplicate_event[i]);
       if (found == plan_.events.end() || *found != aligned.duplicate_event[i]) continue;
-      if (!state_.memory.try_grow(batch_->tables_,
-                                  datasets::while_it_grows * sizeof(event_batch::duplicate)))
+      if (!state_.memory.try_grow(batch_->tables_, while_it_grows * sizeof(event_batch::duplicate)))
         throw memory_refused();
       batch_->duplicates_.push_back(
           {static_cast<std::size_t>(found - plan_.events.begin()), channel, aligned.duplicates[i]});
@@ -127,7 +119,7 @@ class batch_decoder {
   }
 
   /// Notes which block a cell needs; neighbours often hold the same one.
-  void want(event_batch::cell& cell, const datasets::placed_entry& from, std::size_t channel) {
+  void want(event_batch::cell& cell, const placed_entry& from, std::size_t channel) {
     const std::pair<std::size_t, std::size_t> key{from.segment_index, from.index};
     cell.status = from.status;
     if (from.part == nullptr) return;
@@ -150,21 +142,20 @@ class batch_decoder {
   }
 
   void read_blocks(std::size_t channel, const wanted_blocks& blocks) {
-    datasets::block_scan scan(state_, channel, memory_);
+    block_scan scan(state_, channel, memory_);
     scan.read_all(*blocks.part, blocks.entries,
-                  [&](std::size_t i, const datasets::block_source_file& source, const found_block& found) {
+                  [&](std::size_t i, const block_source_file& source, const found_block& found) {
                     decode_block(channel, source, found, batch_->blocks_[blocks.first_block + i]);
                   });
   }
 
-  void decode_block(std::size_t channel, const datasets::block_source_file& source,
-                    const found_block& found, event_batch::block& into) {
+  void decode_block(std::size_t channel, const block_source_file& source, const found_block& found,
+                    event_batch::block& into) {
     into.status = found.status;
     if (found.status != value_status::ok) return;
     const int member = state_.channels[channel].member;
-    unsigned char* const bytes =
-        batch_->arena_.allocate(state_.memory, datasets::decoded_room(found, member));
-    const datasets::decoded_value value = datasets::decode_member(source, found, member, bytes);
+    unsigned char* const bytes = batch_->arena_.allocate(state_.memory, decoded_room(found, member));
+    const decoded_value value = decode_member(source, found, member, bytes);
     into.status = value.status;
     into.length = value.length;
     into.type = value.type;
@@ -178,7 +169,7 @@ class batch_decoder {
   std::shared_ptr<const segment> part_;
   std::vector<wanted_blocks> wanted_;
   std::optional<std::pair<std::size_t, std::size_t>> last_held_;
-  datasets::block_memory memory_;
+  block_memory memory_;
 };
 
 std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state,
@@ -186,4 +177,4 @@ std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& 
   return batch_decoder(state, plan).decode();
 }
 
-}  // namespace ravo
+}  // namespace ravo::detail

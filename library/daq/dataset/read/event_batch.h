@@ -8,7 +8,7 @@
 
 #include "dataset_state.h"
 
-namespace ravo {
+namespace ravo::detail {
 
 /// The stored bytes of events that are decoded together, at most.
 inline constexpr std::uint64_t largest_batch = 1024 * 1024;
@@ -17,11 +17,11 @@ inline constexpr std::uint64_t largest_batch = 1024 * 1024;
 class block_arena {
  public:
   /// Bytes for a block, aligned for its words. Throws memory_refused.
-  unsigned char* allocate(datasets::memory_budget& memory, std::size_t size);
+  unsigned char* allocate(memory_budget& memory, std::size_t size);
   std::size_t bytes() const { return total_; }
 
  private:
-  std::vector<datasets::pooled_buffer> buffers_;
+  std::vector<pooled_buffer> buffers_;
   std::size_t used_ = 0;   ///< of the last buffer
   std::size_t total_ = 0;  ///< of all buffers
 };
@@ -29,7 +29,7 @@ class block_arena {
 class event_batch {
  public:
   struct block {
-    datasets::entry where{};
+    entry where{};
     value_status status = value_status::truncated;
     const unsigned char* bytes = nullptr;
     std::size_t length = 0;
@@ -57,7 +57,7 @@ class event_batch {
   struct duplicate {
     std::size_t event;
     std::size_t channel;
-    datasets::entry where;
+    entry where;
   };
   const std::vector<duplicate>& duplicates() const { return duplicates_; }
   std::size_t decoded_bytes() const { return arena_.bytes(); }
@@ -65,7 +65,7 @@ class event_batch {
  private:
   friend class batch_decoder;
   std::shared_ptr<dataset_state> state_;  ///< first: the memory below belongs to its budget
-  datasets::reservation tables_;          ///< for what follows but for the values
+  reservation tables_;                    ///< for what follows but for the values
   std::vector<ravo_time_id> ids_;
   std::vector<cell> cells_;
   std::vector<block> blocks_;
@@ -84,6 +84,6 @@ struct batch_plan {
 std::shared_ptr<event_batch> decode_batch(const std::shared_ptr<dataset_state>& state,
                                           const batch_plan& plan);
 
-}  // namespace ravo
+}  // namespace ravo::detail
 
 #endif

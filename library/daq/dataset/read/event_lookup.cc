@@ -5,18 +5,18 @@
 
 #include "read/event_reader.h"
 
-namespace ravo {
+namespace ravo::detail {
 
 /// The blocks of one event lie far apart, a channel here and a channel there.
 void event_reader::expect_blocks(std::size_t segment, std::uint32_t number) try {
   const auto part = segment_to_read(segment);
   for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
-    const auto found = state_->timeline.value_at(segment, part, number, channel, datasets::on_full::refuse);
+    const auto found = state_->timeline.value_at(segment, part, number, channel, on_full::refuse);
     if (!found || found->part == nullptr) continue;
-    const datasets::entry& block = found->in(channel);
+    const entry& block = found->in(channel);
     if (const auto file = state_->opened.get(block.file)) file->expect(block.chhd, block.stored);
   }
-} catch (const datasets::memory_refused&) {
+} catch (const memory_refused&) {
   // It is found when it is read.
 }
 
@@ -29,9 +29,9 @@ std::optional<event> event_reader::only(std::size_t segment, std::uint32_t numbe
 }
 
 /// What is asked for may have been in a file that is gone, or a part of it.
-void event_reader::account_gone_files(std::size_t segment, const datasets::segment& part) {
+void event_reader::account_gone_files(std::size_t segment, const detail::segment& part) {
   if (std::find(part.file_failed.begin(), part.file_failed.end(), true) != part.file_failed.end())
-    account_left_out(segment, datasets::reading_extent::part);
+    account_left_out(segment, reading_extent::part);
 }
 
 std::optional<event> event_reader::not_found() {
@@ -41,9 +41,9 @@ std::optional<event> event_reader::not_found() {
 }
 
 std::optional<event> event_reader::at(std::uint32_t number) {
-  datasets::timeline& line = state_->timeline;
+  timeline& line = state_->timeline;
   for (std::size_t i = 0; i < line.segments(); ++i) {
-    const datasets::event_span& span = line.span_of(i);
+    const event_span& span = line.span_of(i);
     if (!line.may_have_events(i) || (!span.empty && (number < span.lowest || number > span.highest)))
       continue;
     const auto part = segment_to_read(i);
@@ -57,20 +57,20 @@ std::optional<event> event_reader::at(std::uint32_t number) {
 }
 
 std::optional<event> event_reader::at(const time_stamp& time) {
-  datasets::timeline& line = state_->timeline;
-  const std::int64_t wanted = datasets::in_microseconds(time);
+  timeline& line = state_->timeline;
+  const std::int64_t wanted = in_microseconds(time);
   const auto tolerance = static_cast<std::int64_t>(line.rule().tolerance);
   std::int64_t nearest = tolerance + 1;
   std::pair<std::size_t, std::uint32_t> chosen;
   for (std::size_t i = 0; i < line.segments(); ++i) {
-    const datasets::event_span& span = line.span_of(i);
-    const bool is_far = !span.empty && (wanted < datasets::in_microseconds(span.first) - tolerance ||
-                                        wanted > datasets::in_microseconds(span.last) + tolerance);
+    const event_span& span = line.span_of(i);
+    const bool is_far = !span.empty && (wanted < in_microseconds(span.first) - tolerance ||
+                                        wanted > in_microseconds(span.last) + tolerance);
     if (!line.may_have_events(i) || is_far) continue;
     const auto part = segment_to_read(i);
     account_gone_files(i, *part);
     for (const std::uint32_t event : part->selected) {
-      const std::int64_t gap = std::abs(datasets::in_microseconds(part->events[event].time) - wanted);
+      const std::int64_t gap = std::abs(in_microseconds(part->events[event].time) - wanted);
       if (gap >= nearest) continue;
       nearest = gap;
       chosen = {i, event};
@@ -80,4 +80,4 @@ std::optional<event> event_reader::at(const time_stamp& time) {
   return not_found();
 }
 
-}  // namespace ravo
+}  // namespace ravo::detail

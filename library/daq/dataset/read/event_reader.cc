@@ -8,10 +8,7 @@
 #include "read/segment_walk.h"
 #include "work/memory_turn.h"
 
-namespace ravo {
-
-using datasets::memory_refused;
-using datasets::on_full;
+namespace ravo::detail {
 
 namespace {
 
@@ -84,7 +81,7 @@ void event_reader::tell_progress() const {
 
 /// To plan by. While there is something to read it waits for nobody's memory: whoever reads that is the one
 /// who could give it back. Then it throws memory_refused.
-std::shared_ptr<const datasets::segment> event_reader::segment_to_plan(std::size_t index) {
+std::shared_ptr<const segment> event_reader::segment_to_plan(std::size_t index) {
   const bool is_first = ahead_.size() < 2 && !in_turn_;  // of those ahead one is the place of this plan
   return state_->timeline.get(index, is_first ? on_full::wait : on_full::refuse);
 }
@@ -95,7 +92,7 @@ std::size_t event_reader::selected_in(std::size_t index) {
 }
 
 /// To read from at once: what was decoded ahead has to make room.
-std::shared_ptr<const datasets::segment> event_reader::segment_to_read(std::size_t index) {
+std::shared_ptr<const segment> event_reader::segment_to_read(std::size_t index) {
   for (bool may_drop = true; may_drop; may_drop = drop_one_ahead()) {
     try {
       return state_->timeline.get(index, on_full::refuse);
@@ -107,7 +104,7 @@ std::shared_ptr<const datasets::segment> event_reader::segment_to_read(std::size
 
 /// Moves to the segment that holds the next event; false when there is none.
 bool event_reader::enter_segment() {
-  datasets::timeline& line = state_->timeline;
+  timeline& line = state_->timeline;
   if (is_backward()) {
     while (ordinal_ < before_segment_) {
       const std::size_t here = selected_in(segment_ - 1);
@@ -129,7 +126,7 @@ bool event_reader::enter_segment() {
 }
 
 /// What alignment left out of a segment, also of one that has no events: once.
-void event_reader::account_left_out(std::size_t segment, datasets::reading_extent extent) {
+void event_reader::account_left_out(std::size_t segment, reading_extent extent) {
   std::size_t& done = accounted_[segment];
   if (done == state_->channels.size() || !state_->timeline.may_have_events(segment)) return;
   const auto part = segment_to_plan(segment);
@@ -138,9 +135,9 @@ void event_reader::account_left_out(std::size_t segment, datasets::reading_exten
     state_->ledgers.record_unaligned(ledger_, done, *part, done, extent);
 }
 
-datasets::reading_extent event_reader::extent() const {
+reading_extent event_reader::extent() const {
   const bool is_whole = options_.first == 0 && !options_.count && options_.step == 1;
-  return is_whole ? datasets::reading_extent::whole : datasets::reading_extent::part;
+  return is_whole ? reading_extent::whole : reading_extent::part;
 }
 
 /// Backward, no event leads to the segments without events in front of the first one.
@@ -167,7 +164,7 @@ std::optional<batch_plan> event_reader::next_plan() {
 }
 
 /// The next events of a segment, as many as are decoded together.
-batch_plan event_reader::plan_batch(const datasets::segment& part) {
+batch_plan event_reader::plan_batch(const segment& part) {
   const std::size_t channels = std::max<std::size_t>(state_->channels.size(), 1);
   const std::size_t most = std::clamp<std::size_t>(batch_cells / channels, 1, batch_events);
   batch_plan plan;
@@ -249,7 +246,7 @@ void event_reader::start(const std::shared_ptr<task>& ahead) {
     }
     std::shared_ptr<event_batch> batch;
     std::exception_ptr failure;
-    const datasets::memory_budget::at_work at_work((*state)->memory);
+    const memory_budget::at_work at_work((*state)->memory);
     try {
       if (ahead->plan.events.empty())
         (*state)->timeline.get(ahead->plan.segment, on_full::refuse);
@@ -282,7 +279,7 @@ void event_reader::list(const std::shared_ptr<task>& one) {
 
 // Whoever has a pointer of its own got it here, under the mutex, or from somebody who had: where there is
 // no other one now, there will be none.
-bool event_reader::task::give_back(datasets::batch_turn which) {
+bool event_reader::task::give_back(batch_turn which) {
   std::shared_ptr<event_batch> dropped;  // it goes when nothing is locked any more
   const std::lock_guard lock(mutex);
   if (!batch || turn != which || batch.use_count() > 1) return false;
@@ -293,7 +290,7 @@ bool event_reader::task::give_back(datasets::batch_turn which) {
 
 void event_reader::task::begin_turn(const std::shared_ptr<event_batch>& decoded) {
   const std::lock_guard lock(mutex);
-  turn = datasets::batch_turn::now;
+  turn = batch_turn::now;
   batch = decoded;
 }
 
@@ -301,7 +298,7 @@ void event_reader::task::begin_turn(const std::shared_ptr<event_batch>& decoded)
 // the batch: it would end the pool that it belongs to.
 void event_reader::task::end_turn() {
   const std::lock_guard lock(mutex);
-  turn = datasets::batch_turn::later;
+  turn = batch_turn::later;
   batch.reset();
 }
 
@@ -331,11 +328,10 @@ std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
   };
   const auto make_room = [&] {
     return drop_one_ahead() || state_->timeline.drop_oldest() ||
-           state_->ahead.give_one_back(datasets::batch_turn::later) || split(plan) ||
-           state_->ahead.give_one_back(datasets::batch_turn::now);
+           state_->ahead.give_one_back(batch_turn::later) || split(plan) ||
+           state_->ahead.give_one_back(batch_turn::now);
   };
-  if (auto batch = datasets::repeat_until_there_is_room(state_->memory, decode, make_room))
-    return std::move(*batch);
+  if (auto batch = repeat_until_there_is_room(state_->memory, decode, make_room)) return std::move(*batch);
   throw memory_exceeded("An event does not fit into the memory limit of " +
                         std::to_string(state_->memory.limit()) + " bytes, of which " +
                         std::to_string(state_->memory.used()) +
@@ -422,7 +418,7 @@ std::shared_ptr<event_batch> event_reader::next_batch() {
 
 std::optional<event> event_reader::next() {
   state_->check_stop();
-  const datasets::memory_budget::at_work at_work(state_->memory);
+  const memory_budget::at_work at_work(state_->memory);
   if (is_settled_) return std::nullopt;
   const std::shared_ptr<event_batch> batch = batch_in_turn();
   if (!batch) {
@@ -459,4 +455,4 @@ event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::siz
   return one;
 }
 
-}  // namespace ravo
+}  // namespace ravo::detail

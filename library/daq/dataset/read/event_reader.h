@@ -17,7 +17,7 @@
 #include "read/event_batch.h"
 #include "work/read_ahead.h"
 
-namespace ravo {
+namespace ravo::detail {
 
 class event_reader {
  public:
@@ -36,8 +36,8 @@ class event_reader {
   /// A batch that is decoded ahead, and then the one of which events are handed out. The worker and the
   /// reader share it, and others may take the batch away as long as nobody holds it: whoever uses it has a
   /// pointer of its own first.
-  struct task : datasets::read_ahead {
-    bool give_back(datasets::batch_turn which) override;
+  struct task : read_ahead {
+    bool give_back(batch_turn which) override;
     void begin_turn(const std::shared_ptr<event_batch>& decoded);
     void end_turn();
     std::shared_ptr<event_batch> batch_if_there();
@@ -47,7 +47,7 @@ class event_reader {
     std::condition_variable done;
     progress state = progress::no_memory;  ///< waiting from when it is started
     bool is_cancelled = false;
-    datasets::batch_turn turn = datasets::batch_turn::later;
+    batch_turn turn = batch_turn::later;
     std::shared_ptr<event_batch> batch;
     std::exception_ptr failure;
   };
@@ -56,14 +56,14 @@ class event_reader {
   bool is_backward() const { return options_.order == event_order::backward; }
   void account_first_segments();
   std::optional<batch_plan> next_plan();
-  batch_plan plan_batch(const datasets::segment& part);
+  batch_plan plan_batch(const segment& part);
   void tell_progress() const;
-  std::shared_ptr<const datasets::segment> segment_to_plan(std::size_t index);
-  std::shared_ptr<const datasets::segment> segment_to_read(std::size_t index);
+  std::shared_ptr<const segment> segment_to_plan(std::size_t index);
+  std::shared_ptr<const segment> segment_to_read(std::size_t index);
   std::size_t selected_in(std::size_t index);
   bool enter_segment();
-  void account_left_out(std::size_t segment, datasets::reading_extent extent);
-  datasets::reading_extent extent() const;
+  void account_left_out(std::size_t segment, reading_extent extent);
+  reading_extent extent() const;
   void top_up();
   void start(const std::shared_ptr<task>& ahead);
   void align_ahead(std::size_t segment);
@@ -79,7 +79,7 @@ class event_reader {
   void expect_blocks(std::size_t segment, std::uint32_t number);
   std::optional<event> only(std::size_t segment, std::uint32_t number);
   std::optional<event> not_found();
-  void account_gone_files(std::size_t segment, const datasets::segment& part);
+  void account_gone_files(std::size_t segment, const detail::segment& part);
   void settle();
 
   std::shared_ptr<dataset_state> state_;
@@ -107,6 +107,6 @@ class event_reader {
   std::uint64_t total_bytes_ = 0;  ///< counted when somebody asks for progress
 };
 
-}  // namespace ravo
+}  // namespace ravo::detail
 
 #endif

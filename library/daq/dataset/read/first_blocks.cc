@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 first_blocks::block first_blocks::read(const place& where, on_full how) const {
   const auto& [list, at] = where;
@@ -88,4 +88,4 @@ reservation first_blocks::reserve(std::size_t bytes, const std::string& what) {
   return state_.reserve(bytes, what);
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

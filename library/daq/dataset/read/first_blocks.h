@@ -14,7 +14,7 @@
 #include "read/column_plan.h"
 #include "read/item.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 class first_blocks {
  public:
@@ -56,6 +56,6 @@ class first_blocks {
   std::vector<block> blocks_;
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

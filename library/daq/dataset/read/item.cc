@@ -5,7 +5,7 @@
 #include "format/payload_view.h"
 #include "ravo_evutl.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 using maybe_item = std::optional<item>;
@@ -171,4 +171,4 @@ void store_item(const item& from, const byte_view& payload, std::byte* into) {
   }
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -13,7 +13,7 @@
 #include "format/byte_view.h"
 #include "ravo_dataset/column.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 struct item {
   value_kind kind = value_kind::none;
@@ -45,6 +45,6 @@ std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int 
 /// own in a row (record_names.h).
 void store_item(const item& from, const byte_view& payload, std::byte* into);
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -5,7 +5,7 @@
 #include "read/column_access.h"
 #include "read/value_sink.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 class ragged_sink::part : public chunk_part {
  public:
@@ -110,4 +110,4 @@ void ragged_sink::copy_values(const row_copy& copy) {
                 size);
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -6,7 +6,7 @@
 #include "format/payload_view.h"
 #include "ravo_evutl.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 name_value_parts records_of(const item& list) { return {.records = list.at}; }
@@ -102,4 +102,4 @@ void store_records(const item& list, const byte_view& payload, const std::vector
     ravo_swap4(payload.data() + records.value(list.first_record + i), row + places[i], 1);
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -15,7 +15,7 @@
 
 #include "read/item.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// The name of a record of a name-value payload.
 std::string_view record_name(const item& list, const byte_view& payload, std::size_t record);
@@ -54,6 +54,6 @@ class record_places {
 void store_records(const item& list, const byte_view& payload, const std::vector<std::uint32_t>& places,
                    float* row);
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -8,7 +8,7 @@
 
 #include "read/value_sink.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 column_records find_records(dataset_state& state, const column_plan& plan, first_blocks& first,
                             column_scan& scan) {
@@ -84,4 +84,4 @@ void record_sink::finish() {
   }
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -2,22 +2,20 @@
 
 #include <algorithm>
 
-namespace ravo {
-
-using datasets::segment;
+namespace ravo::detail {
 
 // As many at a time as the threads, unless memory is so short that they would wait for one another.
 void visit_segments(dataset_state& state,
                     const std::function<bool(std::size_t, const std::shared_ptr<const segment>&)>& visit) {
-  datasets::timeline& line = state.timeline;
+  timeline& line = state.timeline;
   std::vector<std::size_t> wave;
   std::size_t memory = 0;
   const auto flush = [&] {
     std::vector<std::shared_ptr<const segment>> parts(wave.size());
     const auto align = [&](std::size_t i) {
       state.check_stop();
-      const datasets::memory_budget::at_work at_work(state.memory);
-      parts[i] = line.get(wave[i], datasets::on_full::wait);
+      const memory_budget::at_work at_work(state.memory);
+      parts[i] = line.get(wave[i], on_full::wait);
     };
     if (wave.size() == 1)
       align(0);  // here: the pool may be busy with another reading
@@ -57,7 +55,7 @@ std::uint64_t count_stored_bytes(dataset_state& state, std::size_t first, std::s
 }
 
 std::size_t count_events(dataset_state& state) {
-  datasets::timeline& line = state.timeline;
+  timeline& line = state.timeline;
   state.pool.run(
       line.segments(), state.pool.size(),
       [&](std::size_t i) {
@@ -82,4 +80,4 @@ std::vector<ravo_time_id> list_events(dataset_state& state) {
   return events;
 }
 
-}  // namespace ravo
+}  // namespace ravo::detail

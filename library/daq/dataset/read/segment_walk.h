@@ -9,13 +9,12 @@
 
 #include "dataset_state.h"
 
-namespace ravo {
+namespace ravo::detail {
 
 /// Visits the segments that may have events, in order, until `visit` says false; a few of them are aligned
 /// ahead by all threads.
-void visit_segments(
-    dataset_state& state,
-    const std::function<bool(std::size_t, const std::shared_ptr<const datasets::segment>&)>& visit);
+void visit_segments(dataset_state& state,
+                    const std::function<bool(std::size_t, const std::shared_ptr<const segment>&)>& visit);
 
 /// The events of the selection, whatever the step. Aligns the segments that were not yet, with all threads.
 std::size_t count_events(dataset_state& state);
@@ -28,6 +27,6 @@ std::vector<ravo_time_id> list_events(dataset_state& state);
 std::uint64_t count_stored_bytes(dataset_state& state, std::size_t first, std::size_t stride,
                                  std::size_t count);
 
-}  // namespace ravo
+}  // namespace ravo::detail
 
 #endif

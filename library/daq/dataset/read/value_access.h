@@ -4,7 +4,7 @@
 
 #include "ravo_dataset/values.h"
 
-namespace ravo {
+namespace ravo::detail {
 
 class value_access {
  public:
@@ -19,6 +19,6 @@ class value_access {
                     std::int32_t error, std::span<const std::byte> bytes);
 };
 
-}  // namespace ravo
+}  // namespace ravo::detail
 
 #endif

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <new>
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 std::shared_ptr<void> column_memory(std::size_t bytes) {
   constexpr std::size_t large = std::size_t{2} << 20;
@@ -101,4 +101,4 @@ void value_sink::copy_held_rows() {
   }
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

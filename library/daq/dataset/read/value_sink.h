@@ -20,7 +20,7 @@
 #include "read/item.h"
 #include "read/record_names.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// Memory for a column, not filled; large ones in large pages, where there are any.
 std::shared_ptr<void> column_memory(std::size_t bytes);
@@ -162,6 +162,6 @@ class record_sink : public dense_sink {
   const bool is_incomplete_;
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -187,7 +187,7 @@ double value::number() const {
   return values.empty() ? std::numeric_limits<double>::quiet_NaN() : values.front();
 }
 
-value value_access::make(value_status status, const ravo_time_id& id, std::int64_t age) {
+value detail::value_access::make(value_status status, const ravo_time_id& id, std::int64_t age) {
   value made;
   made.status_ = status;
   made.id_ = id;
@@ -195,8 +195,8 @@ value value_access::make(value_status status, const ravo_time_id& id, std::int64
   return made;
 }
 
-value value_access::make(value_status status, const ravo_time_id& id, std::int64_t age, std::int32_t dtype,
-                         std::int32_t error, std::span<const std::byte> bytes) {
+value detail::value_access::make(value_status status, const ravo_time_id& id, std::int64_t age,
+                                 std::int32_t dtype, std::int32_t error, std::span<const std::byte> bytes) {
   value made = make(status, id, age);
   made.type_ = dtype & 0xffff;
   made.error_ = error;
@@ -211,8 +211,8 @@ template <class Subhead>
 value view_of(const ravo_channel_entry_long& entry) {
   const auto* head = reinterpret_cast<const Subhead*>(entry.sbchdata[0].chhd);
   if (head == nullptr || head->ldata < static_cast<std::int32_t>(sizeof *head))
-    return value_access::make(value_status::not_recorded, entry.event_id);
-  return value_access::make(
+    return detail::value_access::make(value_status::not_recorded, entry.event_id);
+  return detail::value_access::make(
       value_status::ok, entry.event_id, 0, head->dtype, head->error,
       {reinterpret_cast<const std::byte*>(head + 1), static_cast<std::size_t>(head->ldata) - sizeof *head});
 }

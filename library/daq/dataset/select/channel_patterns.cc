@@ -12,7 +12,7 @@
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/near_names.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 using name_set = std::set<std::string, std::less<>>;
@@ -95,4 +95,4 @@ std::vector<wanted_channel> match_channels(const std::vector<std::string>& patte
   return wanted;
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

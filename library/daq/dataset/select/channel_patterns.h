@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// A channel that is read.
 struct wanted_channel {
@@ -28,6 +28,6 @@ std::vector<wanted_channel> match_channels(const std::vector<std::string>& patte
                                            const std::set<std::string, std::less<>>& names,
                                            const member_finder& find_member);
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

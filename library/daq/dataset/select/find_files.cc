@@ -23,7 +23,7 @@ void add_listed(const std::string& path, std::vector<std::string>& files) {
     files.push_back(path);  // whether it can be read is told when it is opened
     return;
   }
-  const std::vector<std::string> found = datasets::raw_files_of(path);
+  const std::vector<std::string> found = detail::raw_files_of(path);
   if (found.empty()) throw files_not_found("The folder " + path + " holds no raw files (*.raw)");
   files.insert(files.end(), found.begin(), found.end());
 }
@@ -85,7 +85,7 @@ found_files look_for_files(const selection& wanted) {
   found_files found;
   for (const std::string& path : wanted.files) add_listed(path, found.files);
   for (const std::string& path : found.files) found.all.push_back({path, found_by::listing});
-  if (wanted.files.empty()) found = datasets::requested_files(wanted);
+  if (wanted.files.empty()) found = detail::requested_files(wanted);
   sort_by_name(found.files);
   sort_by_name(found.all);
   drop_repeated(found.left_out);

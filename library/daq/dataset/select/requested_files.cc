@@ -16,7 +16,7 @@
 #include "ravo_raw_generations.h"
 #include "ravo_run_catalogue.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 using paths = std::vector<std::string>;
@@ -273,4 +273,4 @@ found_files requested_files(const selection& wanted) {
   return request_answer(wanted).take();
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

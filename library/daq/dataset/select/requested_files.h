@@ -8,7 +8,7 @@
 
 #include "ravo_dataset/find_files.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// The paths of the raw files in a folder. Throws selection_error for one that cannot be read as a whole:
 /// files of it would be missing without a word.
@@ -17,6 +17,6 @@ std::vector<std::string> raw_files_of(const std::string& folder);
 /// As look_for_files(), in any order.
 found_files requested_files(const selection& wanted);
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

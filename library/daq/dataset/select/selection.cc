@@ -12,8 +12,8 @@
 namespace ravo {
 namespace {
 
-using datasets::quoted;
-using datasets::selection_word;
+using detail::quoted;
+using detail::selection_word;
 
 [[noreturn]] void refuse(const selection_word& word, const char* what_it_is_to_be) {
   throw selection_error("\"" + word.text + "\" cannot be read: " + what_it_is_to_be);
@@ -68,14 +68,14 @@ number_range read_range(const selection_word& word, const char* form) {
   const std::string& text = one(word);
   const std::size_t dash = text.find('-');
   if (dash == std::string::npos) {
-    const auto number = must(datasets::read_number(text), word, form);
+    const auto number = must(detail::read_number(text), word, form);
     return {number, number};
   }
   number_range range;
   const std::string_view first = std::string_view(text).substr(0, dash);
   const std::string_view last = std::string_view(text).substr(dash + 1);
-  if (!first.empty()) range.first = must(datasets::read_number(first), word, form);
-  if (!last.empty()) range.last = must(datasets::read_number(last), word, form);
+  if (!first.empty()) range.first = must(detail::read_number(first), word, form);
+  if (!last.empty()) range.last = must(detail::read_number(last), word, form);
   if ((!range.first && !range.last) || (range.first && range.last && *range.last < *range.first))
     refuse(word, form);
   return range;
@@ -152,19 +152,19 @@ constexpr key_row keys[] = {
     {"event", &read_events},
     {"step",
      [](const selection_word& word, selection& to) {
-       to.step = must(datasets::read_number(one(word)), word, "it is a number, 1 or more");
+       to.step = must(detail::read_number(one(word)), word, "it is a number, 1 or more");
        if (to.step == 0) refuse(word, "it is a number, 1 or more");
      }},
     {"limit",
      [](const selection_word& word, selection& to) {
-       to.limit = must(datasets::read_number(one(word)), word, "it is a number, 1 or more");
+       to.limit = must(detail::read_number(one(word)), word, "it is a number, 1 or more");
        if (to.limit == 0u) refuse(word, "it is a number, 1 or more");
      }},
     {"synch", [](const selection_word& word,
                  selection& to) { to.synch = read_name(word, synch_modes, "it is number or time"); }},
     {"tolerance",
      [](const selection_word& word, selection& to) {
-       const auto span = must(datasets::read_span(one(word)), word, span_form);
+       const auto span = must(detail::read_span(one(word)), word, span_form);
        if (span / 1000000 > 0xffffffffu) refuse(word, span_form);
        to.tolerance = stamp_of(span);
      }},
@@ -174,7 +174,7 @@ constexpr key_row keys[] = {
        to.slow = read_name(word, slow_policies, "it is none, hold or nearest");
      }},
     {"max_age", [](const selection_word& word,
-                   selection& to) { to.max_age = must(datasets::read_span(one(word)), word, span_form); }},
+                   selection& to) { to.max_age = must(detail::read_span(one(word)), word, span_form); }},
     {"catalog", [](const selection_word& word, selection& to) { to.catalogue = one(word); }},
     {"data", [](const selection_word& word, selection& to) { to.data = one(word); }},
 };
@@ -208,7 +208,7 @@ bool same(const std::optional<time_stamp>& a, const std::optional<time_stamp>& b
 
 selection selection::parse(std::string_view text) {
   selection read;
-  std::vector<selection_word> words = datasets::split_words(text);
+  std::vector<selection_word> words = detail::split_words(text);
   // The end of a window may count from its beginning, wherever that stands.
   std::stable_partition(words.begin(), words.end(),
                         [](const selection_word& word) { return word.key == "from"; });
@@ -255,8 +255,8 @@ class selection_text {
   }
 
   void add_events(const selection& whole) {
-    if (whole.from) add("from", datasets::write_time(*whole.from));
-    if (whole.to) add("to", datasets::write_time(*whole.to));
+    if (whole.from) add("from", detail::write_time(*whole.from));
+    if (whole.to) add("to", detail::write_time(*whole.to));
     if (whole.first_event || whole.last_event) add("event", range_of(whole.first_event, whole.last_event));
     if (whole.step != 1) add("step", std::to_string(whole.step));
     if (whole.limit) add("limit", std::to_string(*whole.limit));
@@ -266,11 +266,11 @@ class selection_text {
     const selection plain;
     if (whole.synch != plain.synch) add("synch", name_of(whole.synch, synch_modes));
     if (span_of(whole.tolerance) != span_of(plain.tolerance))
-      add("tolerance", datasets::write_span(span_of(whole.tolerance)));
+      add("tolerance", detail::write_span(span_of(whole.tolerance)));
     if (whole.join == join_policy::all) add("join", "all");
     if (whole.join == join_policy::with) add("join", quoted("with:" + whole.join_channel));
     if (whole.slow != plain.slow) add("slow", name_of(whole.slow, slow_policies));
-    if (whole.max_age) add("max_age", datasets::write_span(*whole.max_age));
+    if (whole.max_age) add("max_age", detail::write_span(*whole.max_age));
   }
 
   std::string text_;

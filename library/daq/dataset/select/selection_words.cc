@@ -7,7 +7,7 @@
 #include "format/time.h"
 #include "ravo_dataset/errors.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
@@ -165,4 +165,4 @@ std::string write_span(std::uint64_t microseconds) {
   return "0us";
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -10,7 +10,7 @@
 
 #include "ravo_core_records.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// "KEY=VALUE,VALUE" with the quotes resolved; without "=" the key is empty.
 struct selection_word {
@@ -32,6 +32,6 @@ std::optional<std::uint64_t> read_span(std::string_view text);
 /// In the largest of those units that leaves a whole number.
 std::string write_span(std::uint64_t microseconds);
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -8,7 +8,7 @@
 
 #include "ravo_dataset/errors.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 namespace {
 
@@ -263,4 +263,4 @@ void memory_budget::give_back_buffer(unsigned char* memory, std::size_t size) {
   give_back(size);
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

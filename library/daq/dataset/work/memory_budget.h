@@ -14,7 +14,7 @@
 #include <string>
 #include <utility>
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 class memory_budget;
 
@@ -177,6 +177,6 @@ class memory_wait {
   std::size_t seen_ = 0;  ///< of memory_budget::given_back_
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -11,7 +11,7 @@
 
 #include "work/memory_budget.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// The turn of the workers of one reading to wait for memory.
 class memory_turn {
@@ -68,6 +68,6 @@ auto repeat_until_there_is_room(memory_budget& budget, const Work& work, const M
   }
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

@@ -9,7 +9,7 @@
 
 #include "format/uninterrupted.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 std::string error_of_the_machine::text() const { return std::generic_category().message(number_); }
 
@@ -102,4 +102,4 @@ bool open_files::is_the_same(std::size_t file, const file_identity& found) {
   return *known == found;
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

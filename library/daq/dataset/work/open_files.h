@@ -18,7 +18,7 @@
 #include "format/raw_file.h"
 #include "ravo_dataset/ledger.h"
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// An error number of the system; 0: there is none.
 class error_of_the_machine {
@@ -90,6 +90,6 @@ class open_files {
   std::unordered_map<std::size_t, decltype(by_use_)::iterator> opened_;
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

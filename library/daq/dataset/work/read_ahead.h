@@ -7,7 +7,7 @@
 #include <mutex>
 #include <vector>
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 /// What a reading decoded ahead of use, or what it is in the middle of.
 enum class batch_turn { later, now };
@@ -46,6 +46,6 @@ class read_ahead_list {
   std::vector<std::weak_ptr<read_ahead>> all_;
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

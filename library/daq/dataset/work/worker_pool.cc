@@ -7,7 +7,7 @@
 #include <memory>
 #include <system_error>
 
-namespace ravo::datasets {
+namespace ravo::detail {
 namespace {
 
 using clock = std::chrono::steady_clock;
@@ -191,4 +191,4 @@ void worker_pool::run(std::size_t count, std::size_t workers, const std::functio
   shared->rethrow();
 }
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail

@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-namespace ravo::datasets {
+namespace ravo::detail {
 
 class worker_pool {
  public:
@@ -47,6 +47,6 @@ class worker_pool {
   std::vector<std::thread> threads_;
 };
 
-}  // namespace ravo::datasets
+}  // namespace ravo::detail
 
 #endif

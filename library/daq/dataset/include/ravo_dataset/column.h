@@ -23,6 +23,10 @@
 
 namespace ravo {
 
+namespace detail {
+class column_access;
+}
+
 enum class element_type : std::uint8_t { float32, uint8, uint16, uint32 };
 RAVO_EXPORT std::size_t element_size(element_type type);
 /// "float32", "uint8" ... Static text.
@@ -167,7 +171,7 @@ class column_data {
   RAVO_EXPORT read_ledger ledger_of_rows(std::size_t rows) const;
 
  private:
-  friend class column_access;
+  friend class detail::column_access;
   struct element_range {
     std::size_t first;
     std::size_t count;

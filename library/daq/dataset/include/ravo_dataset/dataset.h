@@ -26,6 +26,10 @@
 
 namespace ravo {
 
+namespace detail {
+class dataset_state;
+}
+
 /// How much may be missing.
 struct damage_policy {
   /// The largest share of a reading's expected values that may be missing, 0 to 1. 1, lenient: values that
@@ -126,8 +130,8 @@ class dataset {
   RAVO_EXPORT std::size_t peak_memory() const;
 
  private:
-  explicit dataset(std::shared_ptr<class dataset_state> state);
-  std::shared_ptr<class dataset_state> state_;
+  explicit dataset(std::shared_ptr<detail::dataset_state> state);
+  std::shared_ptr<detail::dataset_state> state_;
 };
 
 }  // namespace ravo

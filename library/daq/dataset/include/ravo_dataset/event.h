@@ -17,8 +17,10 @@
 
 namespace ravo {
 
+namespace detail {
 class event_batch;
 class event_reader;
+}  // namespace detail
 
 /// One aligned event. Copies share its data, which live as long as one of them.
 class event {
@@ -34,11 +36,11 @@ class event {
   RAVO_EXPORT value operator[](std::string_view label) const;
 
  private:
-  friend class event_reader;
+  friend class detail::event_reader;
   friend class event_range;
   friend class dataset;
   event() = default;
-  std::shared_ptr<const event_batch> batch_;
+  std::shared_ptr<const detail::event_batch> batch_;
   std::size_t index_ = 0;
   ravo_time_id id_{};
 };
@@ -95,9 +97,9 @@ class event_range {
 
  private:
   friend class dataset;
-  explicit event_range(std::unique_ptr<event_reader> reader);
+  explicit event_range(std::unique_ptr<detail::event_reader> reader);
   RAVO_EXPORT void advance();
-  std::unique_ptr<event_reader> reader_;
+  std::unique_ptr<detail::event_reader> reader_;
   std::optional<event> current_;
   bool begun_ = false;
 };

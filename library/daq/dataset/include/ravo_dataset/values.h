@@ -15,6 +15,10 @@
 
 namespace ravo {
 
+namespace detail {
+class value_access;
+}
+
 /// What kind of data a block holds.
 enum class value_kind : std::uint8_t {
   none,        ///< there is no value
@@ -121,7 +125,7 @@ class value {
   RAVO_EXPORT double number() const;
 
  private:
-  friend class value_access;
+  friend class detail::value_access;
   std::span<const std::byte> bytes_;
   ravo_time_id id_{};
   std::int64_t age_ = 0;
