@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "../daq/reader/generations.h"
+#include "generations.h"
 #include "handmade_file.h"
 #include "ravo_daq_data.h"
 #include "temporary_folder.h"

@@ -7,8 +7,8 @@
 
 #include <map>
 
-#include "../daq/writer/generations.h"
 #include "../daq/writer/writing.h"
+#include "generations.h"
 
 namespace ravo::test {
 

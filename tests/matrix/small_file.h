@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "../daq/reader/generations.h"
+#include "generations.h"
 #include "handmade_file.h"
 
 namespace ravo::test {

@@ -97,7 +97,7 @@ void dataset_state::reserve_tables() {
   constexpr std::size_t copies_of_path = 3;
   std::size_t bytes = channels.bytes();
   for (const dataset_file& file : files.all)
-    bytes += copies_of_path * (file.path.capacity() + sizeof file.path);
+    bytes += copies_of_path * (file.path.capacity() + sizeof(std::string));
   bytes += files.readable.size() *
            (sizeof(timed_file) + 2 * sizeof(dataset_file) + channels.size() * sizeof(channel_place));
   // Nobody has anything yet that could be given back.

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 
+#include "format/folders.h"
 #include "format/uninterrupted.h"
 
 namespace ravo::writer {
@@ -35,9 +36,7 @@ void folder::close() {
   descriptor_ = -1;
 }
 
-std::string folder::path_of(const std::string& name) const {
-  return path_.back() == '/' ? path_ + name : path_ + "/" + name;
-}
+std::string folder::path_of(const std::string& name) const { return path_in(path_, name); }
 
 bool folder::holds(const std::string& name) const {
   struct stat unused;

@@ -13,6 +13,7 @@
 #include "catalogue/storage.h"
 #include "catalogue/stream_catalogue.h"
 #include "format/file_name_parts.h"
+#include "format/folders.h"
 #include "format/uninterrupted.h"
 
 namespace ravo::catalogue {
@@ -225,7 +226,7 @@ std::vector<file_problem> visit_runs(const std::string& directory, const std::st
   std::vector<file_problem> damaged;
   for (const std::string& of : folders_in(directory)) {
     if (!experiment.empty() && of != experiment) continue;
-    for (const std::string& name : folders_in(join(directory, of))) {
+    for (const std::string& name : folders_in(path_in(directory, of))) {
       if (!stream.empty() && name != stream) continue;
       stream_catalogue catalogue(directory, of, name);
       for (const int number : catalogue.layout().runs()) {

@@ -26,6 +26,7 @@
 #include "catalogue/raw_file_span.h"
 #include "catalogue/stream_catalogue.h"
 #include "format/file_name_parts.h"
+#include "format/folders.h"
 #include "format/uninterrupted.h"
 
 namespace ravo::catalogue {
@@ -76,7 +77,7 @@ void find_raw_files(const build_settings& settings, runs_of_folder& runs, build_
     if (const int failure = read_names(current, names); failure != 0)
       result.problems.push_back({current, std::generic_category().message(failure)});
     for (const std::string& name : names) {
-      std::string path = join(current, name);
+      std::string path = path_in(current, name);
       struct stat about {};
       if (uninterrupted::lstat(path.c_str(), &about) == 0 && S_ISDIR(about.st_mode))
         folders.push_back(std::move(path));

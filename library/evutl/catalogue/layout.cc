@@ -57,15 +57,11 @@ bool is_folder_name(std::string_view name) {
          });
 }
 
-std::string join(const std::string& folder, const std::string& name) {
-  return folder.ends_with('/') ? folder + name : folder + "/" + name;
-}
-
 std::vector<std::string> folders_in(const std::string& folder) {
   std::vector<std::string> names = entries_of(folder);
   std::erase_if(names, [&folder](const std::string& name) {
     struct stat about {};
-    return !is_folder_name(name) || uninterrupted::stat(join(folder, name).c_str(), &about) != 0 ||
+    return !is_folder_name(name) || uninterrupted::stat(path_in(folder, name).c_str(), &about) != 0 ||
            !S_ISDIR(about.st_mode);
   });
   return names;
@@ -73,7 +69,7 @@ std::vector<std::string> folders_in(const std::string& folder) {
 
 stream_layout::stream_layout(const std::string& directory, const std::string& experiment,
                              const std::string& stream)
-    : folder_(join(directory, experiment) + "/" + stream) {}
+    : folder_(path_in(path_in(directory, experiment), stream)) {}
 
 std::string stream_layout::run_file(int run) const {
   return folder_ + "/runs/" + std::to_string(run / runs_in_a_folder) + "/run" + std::to_string(run) +
@@ -98,7 +94,7 @@ std::vector<int> stream_layout::runs() const {
   for (const std::string& shard : entries_of(folder)) {
     const auto thousand = number_between(shard, "", "");
     if (!thousand) continue;
-    for (const std::string& name : entries_of(folder + "/" + shard)) {
+    for (const std::string& name : entries_of(path_in(folder, shard))) {
       const auto number = number_between(name, "run", ".xml");
       if (number && *number >= 0 && *number / runs_in_a_folder == *thousand) numbers.push_back(*number);
     }

@@ -42,7 +42,6 @@ class stream_layout {
 int read_names(const std::string& folder, std::vector<std::string>& names);
 /// The experiments of a catalogue, or the streams of an experiment: the folders in a folder, sorted.
 std::vector<std::string> folders_in(const std::string& folder);
-std::string join(const std::string& folder, const std::string& name);
 
 }  // namespace ravo::catalogue
 

@@ -4,6 +4,7 @@
 
 #include "catalogue/raw_file_span.h"
 #include "catalogue/storage.h"
+#include "format/folders.h"
 
 namespace ravo::catalogue {
 namespace {
@@ -52,7 +53,7 @@ document<day_index> stream_catalogue::index(const std::string& path, const std::
 }
 
 std::string stream_catalogue::full_path(const std::string& path) const {
-  return path.starts_with('/') ? path : join(directory_, path);
+  return path.starts_with('/') ? path : path_in(directory_, path);
 }
 
 void stream_catalogue::look_again(run_entry& run) const {

@@ -1,6 +1,7 @@
 #include "ravo_dataset/digest.h"
 
 #include <algorithm>
+#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 
@@ -62,9 +63,8 @@ void channel_digest::add(const channel_digest& other) {
 
 std::string channel_digest::to_text() const {
   char text[33];
-  std::snprintf(text, sizeof text, "%016llx%016llx",
-                static_cast<unsigned long long>(sum_ + fold(values_ + 1, first_key)),
-                static_cast<unsigned long long>(other_sum_));
+  std::snprintf(text, sizeof text, "%016" PRIx64 "%016" PRIx64, sum_ + fold(values_ + 1, first_key),
+                other_sum_);
   return text;
 }
 

@@ -171,7 +171,7 @@ batch_plan event_reader::plan_batch(const segment& part) {
   plan.events.reserve(std::min(most, part.selected.size()));  // from here on nothing fails
   plan.segment = segment_;
   // As far as the batches so far tell, decoded ones take a small part of the memory too.
-  const auto fitting = static_cast<double>(state_->memory.limit() / 32) / decoded_a_stored_byte_;
+  const auto fitting = static_cast<double>(state_->memory.limit()) / 32 / decoded_a_stored_byte_;
   const std::uint64_t batch_bytes = std::min(largest_batch, static_cast<std::uint64_t>(fitting));
   const auto has_room = [&] { return plan.events.size() < most && plan.stored_bytes < batch_bytes; };
   while (left_ > 0 && (plan.events.empty() || has_room())) {

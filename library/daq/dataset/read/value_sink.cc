@@ -3,8 +3,9 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdlib>
-#include <cstring>
 #include <new>
 
 namespace ravo::detail {
@@ -54,7 +55,8 @@ void row_extras::note(const item& value, const byte_view& payload, std::uint64_t
 void row_extras::note_axis(const item& value, std::uint64_t row) {
   const spectrum_axis first{first_.start, first_.increment, first_.groups_increment, first_.y_start};
   const spectrum_axis its{value.start, value.increment, value.groups_increment, value.y_start};
-  if (std::memcmp(&first, &its, sizeof first) == 0) return;
+  using bits = std::array<std::uint32_t, 4>;  // NaN is the same axis as NaN
+  if (std::bit_cast<bits>(first) == std::bit_cast<bits>(its)) return;
   const std::lock_guard lock(mutex_);
   if (column_.axes.empty()) column_.axes.assign(column_.layout.rows, first);
   column_.axes[row] = its;

@@ -215,8 +215,7 @@ class request_answer {
     if (folders_.empty() && take_if_there(path, found_by::catalogue)) return;
     const std::string name(name_in_path(path));
     for (const std::string& folder : folders_.empty() ? usual_folders() : folders_)
-      if (take_if_there((folder.ends_with('/') ? folder : folder + "/") + name, found_by::catalogue))
-        return;
+      if (take_if_there(path_in(folder, name), found_by::catalogue)) return;
     leave_out(path, found_by::catalogue, file_refusal::missing,
               "the run catalogue lists it, and it is not in the data folders");
   }
@@ -258,10 +257,9 @@ class request_answer {
 
 paths raw_files_of(const std::string& folder) {
   folder_listing listing(folder.c_str());
-  const std::string prefix = folder.ends_with('/') ? folder : folder + "/";
   paths files;
   while (const char* name = listing.next())
-    if (std::string_view(name).ends_with(".raw")) files.push_back(prefix + name);
+    if (std::string_view(name).ends_with(".raw")) files.push_back(path_in(folder, name));
   if (!listing.is_readable())
     throw selection_error("The folder " + folder + " cannot be read: " + std::strerror(listing.error()));
   return files;

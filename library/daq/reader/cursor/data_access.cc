@@ -70,7 +70,10 @@ int ravo_daq_data::Init(const char* files, std::vector<ravo_sprop*>* props, int 
 
 // A longer line than the buffer is read in pieces, each a line of its own.
 int ravo_daq_data::add_files(const std::string& list_file) {
-  if (!list_file.empty() && !(FileName = strdup(list_file.c_str()))) return refuse(no_memory, -12);
+  if (!list_file.empty()) {
+    FileName = strdup(list_file.c_str());
+    if (!FileName) return refuse(no_memory, -12);
+  }
   const std::unique_ptr<std::FILE, close_file> list(FileName ? ravo::uninterrupted::fopen(FileName, "r")
                                                              : nullptr);
   if (!list) return refuse(("ravo_daq_data::Init: can not open file " + list_file).c_str(), -2);

@@ -58,6 +58,13 @@ class folder_listing {
   int error_ = 0;
 };
 
+/// The path of a name in a folder.
+inline std::string path_in(const std::string& folder, const std::string& name) {
+  std::string path = folder;
+  if (!folder.ends_with('/')) path += '/';
+  return path += name;
+}
+
 inline bool is_folder(const std::string& path) {
   struct stat about {};
   return uninterrupted::stat(path.c_str(), &about) == 0 && S_ISDIR(about.st_mode);

@@ -186,6 +186,8 @@ template <class... Functions>
 struct overloaded : Functions... {
   using Functions::operator()...;
 };
+template <class... Functions>
+overloaded(Functions...) -> overloaded<Functions...>;
 
 }  // namespace ravo
 
