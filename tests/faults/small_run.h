@@ -20,6 +20,8 @@
 #include "generations.h"
 #include "handmade_file.h"
 #include "ravo_daq_data.h"
+#include "ravo_daq_reader.h"
+#include "ravo_daq_reader_2010.h"
 #include "temporary_folder.h"
 
 namespace ravo::test {

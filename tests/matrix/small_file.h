@@ -14,6 +14,8 @@
 
 #include "generations.h"
 #include "handmade_file.h"
+#include "ravo_daq_reader.h"
+#include "ravo_daq_reader_2010.h"
 
 namespace ravo::test {
 

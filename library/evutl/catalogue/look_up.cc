@@ -95,7 +95,7 @@ int get_files_for_period(unsigned start, unsigned stop, std::vector<ravo_root_xm
     return RAVO_TABLE_INVALID_ARGUMENT;
   if (stop == 0) stop = std::numeric_limits<unsigned>::max();
   std::vector<std::string> streams{stream};
-  if (any_stream) streams = folders_in(path_in(catalogue_directory, experiment));
+  if (any_stream) streams = folders_in(ravo::path_in(catalogue_directory, experiment));
   search_result all;
   for (const std::string& one : streams) {
     stream_catalogue catalogue(catalogue_directory, experiment, one);
@@ -134,7 +134,7 @@ int get_time_for_run(int run, time_stamp* start, time_stamp* end, const char* ex
   if (!can_ask_for_time(run, start, end, experiment, catalogue_directory))
     return RAVO_TABLE_INVALID_ARGUMENT;
   span_of_run span;
-  for (const std::string& stream : folders_in(path_in(catalogue_directory, experiment))) {
+  for (const std::string& stream : folders_in(ravo::path_in(catalogue_directory, experiment))) {
     stream_catalogue catalogue(catalogue_directory, experiment, stream);
     document<run_entry> entry = catalogue.run(run);
     if (!entry.damage.empty()) name_damaged({{catalogue.layout().run_file(run), entry.damage}});
