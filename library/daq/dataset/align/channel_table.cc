@@ -83,10 +83,10 @@ std::vector<bool> channel_table::slow() const {
 }
 
 std::size_t channel_table::bytes() const {
-  // Label and name here, the name on the time line, and the label in each account: that of the dataset, one
-  // of a reading, and what that one lists.
+  // Label and name here, the name on the time line, and the label in each ledger: the dataset's, that of a
+  // reading, and its list of missing values.
   constexpr std::size_t copies_of_label = 6;
-  // The patterns' answer has them twice, as its list grows, before they are here.
+  // The list of matched channels holds them twice while it grows.
   constexpr std::size_t of_channel =
       sizeof(dataset_channel) + sizeof(channel_ledger) + 2 * sizeof(wanted_channel);
   std::size_t bytes = channels_.size() * of_channel;

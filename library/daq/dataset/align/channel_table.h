@@ -19,15 +19,15 @@ namespace ravo::detail {
 
 class channel_table {
  public:
-  /// The number of a member that a pattern calls by its name, of a channel with this number among the names
-  /// of the scan. Throws selection_error.
+  /// Returns the number of a member that a pattern calls by its name. `name` is the number of the channel
+  /// among the names of the scan. Throws selection_error.
   using member_finder =
       std::function<int(std::uint32_t name, const std::string& channel, const std::string& member)>;
 
   /// Finds the channels. Throws selection_error.
   void match(const std::vector<std::string>& patterns, const file_scan& scan,
              const member_finder& find_member);
-  /// What the scanned files have of the channels. It counts their entries, and finds out which are slow.
+  /// Finds the channels in the scanned files, counts their entries, and finds out which are slow.
   std::vector<timed_file> place_in_files(const file_scan& scan);
 
   const std::vector<dataset_channel>& all() const { return channels_; }
@@ -36,7 +36,7 @@ class channel_table {
   auto begin() const { return channels_.begin(); }
   auto end() const { return channels_.end(); }
 
-  /// The position of a channel by its label, or by its name when that is one channel only.
+  /// The position of a channel by its label, or by its name if only one channel has that name.
   std::optional<std::size_t> find(std::string_view label) const;
   /// The same. Throws selection_error.
   std::size_t find_or_throw(std::string_view label) const;
@@ -44,7 +44,7 @@ class channel_table {
   /// Of each channel.
   std::vector<std::string> names() const;
   std::vector<bool> slow() const;
-  /// Bytes that the channels take here and elsewhere.
+  /// Bytes that the channels take, here and elsewhere.
   std::size_t bytes() const;
 
  private:

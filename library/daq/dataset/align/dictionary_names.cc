@@ -10,8 +10,8 @@
 namespace ravo::detail {
 namespace {
 
-/// Calls `take` with each name, cut to the room that a block has for it. The dictionary is read in pieces:
-/// it may be large, and is in nobody's memory account here. False when it cannot be read any more.
+/// Calls `take` with each name, cut to the room that a block has for it. The dictionary is read in pieces,
+/// since it may be large and no memory is reserved for it. False if it can no longer be read.
 template <class G, class Take>
 bool visit_names(const open_file& file, const known_file& known, Take take) {
   using entry_record = typename G::dictionary_entry;
@@ -59,7 +59,7 @@ std::optional<bool> dictionary_names::has(const open_file& file, const known_fil
   return last_answer_;
 }
 
-/// Null when the dictionary cannot be read any more: half a list would let names pass.
+/// Null if the dictionary can no longer be read: an incomplete list would let names pass.
 const std::vector<std::size_t>* dictionary_names::hashes_of(const open_file& file,
                                                             const known_file& known) {
   const auto found = std::find_if(kept_.begin(), kept_.end(),

@@ -1,6 +1,6 @@
-// Which names the dictionaries of files give to channels. It is asked for blocks that bear another name
-// than that of their channel: one that the front end knows the channel by says nothing, that of another
-// channel says that the pointers led astray.
+// Which channel names the dictionaries of files list. Used for blocks that bear another name than their
+// channel's: a name that only the front end knows proves nothing, the name of another channel proves that
+// the pointers are wrong.
 #ifndef RAVO_DATASET_DICTIONARY_NAMES_H
 #define RAVO_DATASET_DICTIONARY_NAMES_H
 
@@ -21,8 +21,8 @@ namespace ravo::detail {
 /// For several threads at once.
 class dictionary_names {
  public:
-  /// Whether the dictionary gives the name to a channel; of names that are longer than a block has room
-  /// for, as much as there is room for. Nothing where the dictionary cannot be read any more.
+  /// Whether the dictionary lists a channel of that name; names that are longer than a block has room for
+  /// are compared as far as there is room. `nullopt` if the dictionary can no longer be read.
   std::optional<bool> has(const open_file& file, const known_file& known, std::string_view name);
 
  private:
@@ -30,7 +30,7 @@ class dictionary_names {
     std::uint32_t file;
     std::vector<std::size_t> hashes;  ///< in order
   };
-  /// Of files whose names were asked for: a MiB in all.
+  /// Of all files whose names were asked for: one MiB.
   static constexpr std::size_t most_hashes = std::size_t{1} << 17;
 
   const std::vector<std::size_t>* hashes_of(const open_file& file, const known_file& known);
@@ -38,7 +38,7 @@ class dictionary_names {
   std::mutex mutex_;  ///< guards what follows
   std::vector<names_of_file> kept_;
   std::size_t kept_hashes_ = 0;
-  /// What was asked last of a file that has too many names to be kept.
+  /// The last question about a file that has too many names to be kept.
   std::pair<std::uint32_t, std::string> last_question_{0xffffffffu, {}};
   bool last_answer_ = false;
 };

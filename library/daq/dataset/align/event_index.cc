@@ -31,7 +31,7 @@ event_index::event_index(malloc_owner<ravo_event_index_table_2010> table) : tabl
   auto* entry = table_->event_index_entry();
   for (int i = 0; i < table_->nevent_types; ++i, entry = entry->next()) {
     const std::span events(entry->event_info(), static_cast<std::size_t>(std::max(entry->length, 0)));
-    // They are by time, and headers mostly lie in that order.
+    // They are sorted by time, mostly also the order of their headers.
     if (!std::is_sorted(events.begin(), events.end(), is_in_front))
       std::sort(events.begin(), events.end(), is_in_front);
     types_.push_back({entry->event_type, events});
@@ -43,7 +43,7 @@ event_span event_index::span() const {
   const auto* entry = table_->event_index_entry();
   for (int i = 0; i < table_->nevent_types; ++i, entry = entry->next()) {
     if (entry->length <= 0) continue;
-    // One damaged word does not hide events: the span is the wider one of what both say.
+    // A damaged word must not hide events: the span covers what the heads and the events say.
     widen(all, entry->event_time_first, entry->event_number_first);
     widen(all, entry->event_time_last, entry->event_number_last);
     for (int j = 0; j < entry->length; ++j) {

@@ -1,5 +1,5 @@
-// The event index of a file: which span its events cover, and whether an event header says of its event
-// what the index says of it. It is held in memory only while a file is opened or aligned.
+// The event index of a file: which span its events cover, and whether an event header agrees with the
+// index. It is held in memory only while a file is opened or aligned.
 #ifndef RAVO_DATASET_EVENT_INDEX_H
 #define RAVO_DATASET_EVENT_INDEX_H
 
@@ -13,7 +13,7 @@
 
 namespace ravo::detail {
 
-/// The events that a file's event index has, all types together.
+/// The events of a file's event index, all types together.
 struct event_span {
   time_stamp first{};
   time_stamp last{};
@@ -25,17 +25,17 @@ struct event_span {
 /// Both generations have the same event index.
 class event_index {
  public:
-  /// Takes a table as the table-access library hands it out, which has checked that it ends.
+  /// Takes a table from the table-access library, which has checked where it ends.
   explicit event_index(malloc_owner<ravo_event_index_table_2010> table);
 
-  /// From the first to the last of all its events, and of what it says of the first and the last of each
-  /// type.
+  /// From the first to the last of all its events, including those that it gives as the first and last of
+  /// each type.
   event_span span() const;
   /// The number of its events.
   std::size_t size() const;
 
-  /// Whether the index has an event of this type, number and time whose header lies at `offset`. Asked in
-  /// the order of a file's events it finds each in the next place.
+  /// Whether the index has an event of this type, number and time whose header lies at `offset`. In the
+  /// order of a file's events no search is needed.
   bool has(std::uint32_t offset, const ravo_eventheader& header);
 
  private:
@@ -43,7 +43,7 @@ class event_index {
   struct events_of_type {
     std::int32_t type = 0;
     std::span<event> events;  ///< by offset
-    std::size_t next = 0;     ///< the one behind that which was found last
+    std::size_t next = 0;     ///< the one after the last that was found
   };
 
   malloc_owner<ravo_event_index_table_2010> table_;

@@ -10,11 +10,11 @@
 namespace ravo::detail {
 namespace {
 
-/// Thrown where the names of a file have no room while others are scanned: it is scanned again, alone.
+/// Thrown if the names of a file do not fit while others are scanned: it is scanned again, alone.
 struct no_room_for_names {};
 
 /// Memory for the tables of files that several threads scan at the same time. A file waits until others
-/// give theirs back; where there are no others, and not enough memory, that is said at once.
+/// give theirs back; if there are no others, and not enough memory, it is refused at once.
 class table_memory {
  public:
   enum class company { shared, alone };
@@ -22,7 +22,7 @@ class table_memory {
   table_memory(memory_budget& memory, const std::function<void()>& check_stop)
       : memory_(memory), check_stop_(check_stop) {}
 
-  /// Of one file; given back in the end, but for what is kept.
+  /// The memory of one file, given back in the end except for what is kept.
   class of_file {
    public:
     of_file(table_memory& all, reservation& reserved, const std::string& path, company how)
@@ -35,7 +35,7 @@ class table_memory {
       all_.reserve(bytes, tables, path_, reserved_, how_);
       is_reserved_ = true;
     }
-    /// What is kept is not more than what was reserved, unless the site's library did not say how large its
+    /// No more is kept than was reserved, unless the site's library did not say how large its
     /// tables are.
     void keep(std::size_t bytes) {
       if (bytes > reserved_.bytes()) {
@@ -93,7 +93,7 @@ class table_memory {
   const std::function<void()>& check_stop_;
   std::mutex mutex_;  ///< guards what follows
   std::condition_variable given_back_;
-  std::size_t holders_ = 0;  ///< files of which something is given back in the end
+  std::size_t holders_ = 0;  ///< files that have memory to give back
   bool is_one_alone_ = false;
 };
 
@@ -118,7 +118,7 @@ void scan(const open_file& file, table_memory::of_file& memory, channel_names& n
 }  // namespace
 
 std::optional<std::uint32_t> channel_names::add(std::string_view name) {
-  // With its place in the lists that are made of all names; its letters are there twice.
+  // With its places in the lists that are made of all names; its letters are stored twice.
   constexpr std::size_t of_name = 320;
   const std::lock_guard lock(mutex_);
   const auto known = numbers_.find(name);

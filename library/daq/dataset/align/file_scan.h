@@ -1,5 +1,5 @@
-// What the files of a dataset hold, as their tables say. They are scanned by several threads when it is
-// opened, before it is known which of their channels are wanted.
+// What the files of a dataset hold, according to their tables. Several threads scan them when the dataset
+// is opened, before it is known which of their channels are wanted.
 #ifndef RAVO_DATASET_FILE_SCAN_H
 #define RAVO_DATASET_FILE_SCAN_H
 
@@ -35,8 +35,8 @@ class channel_names {
  public:
   explicit channel_names(memory_budget& memory) : memory_(memory) {}
 
-  /// Adds the name where it is new. `nullopt` where there is no room for it now. For several threads at
-  /// once.
+  /// Adds a name if it is new. `nullopt` if there is no room for it now. For several threads
+  /// at once.
   std::optional<std::uint32_t> add(std::string_view name);
   /// The number of a name that was added.
   std::uint32_t number_of(std::string_view name) const { return numbers_.find(name)->second; }
@@ -55,8 +55,8 @@ class file_scan {
  public:
   explicit file_scan(memory_budget& memory) : names(memory), memory_(memory) {}
 
-  /// Scans the files of `opened`, which are at `paths`, and throws memory_exceeded where the tables of one
-  /// have no room. `check_stop` may throw.
+  /// Scans the files of `opened`, which are at `paths`, and throws memory_exceeded if the tables of one do
+  /// not fit. `check_stop` may throw.
   void run(const std::vector<std::string>& paths, open_files& opened, worker_pool& pool,
            const std::function<void()>& check_stop);
 

@@ -19,12 +19,12 @@
 namespace ravo::detail {
 namespace {
 
-/// Of the event headers of a file, which are read piece by piece.
+/// The event headers of a file are read in pieces of this size at most.
 constexpr std::uint64_t largest_header_window = 64 * 1024;
 /// Headers that lie farther apart are not read together.
 constexpr std::uint64_t widest_header_gap = 4096;
 
-/// Takes over what a table operation gives, and says whether it gave anything.
+/// Takes over the table that an operation returns; null if the operation fails.
 template <class Table, class Load>
 malloc_owner<Table> loaded(Load load) {
   Table* table = nullptr;
@@ -143,7 +143,7 @@ class tables {
   static constexpr int no_channel =
       -5;  // of the table-access library: none of the names is in the dictionary
 
-  /// As much of the file's dictionary as finding the rows of the named channels takes.
+  /// The part of the file's dictionary that finding the rows of the named channels needs.
   static malloc_owner<typename G::dictionary_table> remembered(const std::vector<std::string>& names,
                                                                const known_file& known) {
     using table = typename G::dictionary_table;
@@ -162,8 +162,8 @@ class tables {
     return dictionary;
   }
 
-  /// What rows() will read of a file that is not in memory, all of it on its way at once: the channels'
-  /// rows lie far apart, and the event headers elsewhere.
+  /// Announces what rows() will read of a file that is not in memory, so that all of it is fetched at once:
+  /// the channels' rows lie far apart, and the event headers elsewhere.
   void expect_rows(const known_file& known) const {
     unsigned char head[sizeof(typename G::chan_pointers_table)];
     if (!file_.read_all(reference_->ecp_ref, head, sizeof head)) return;
@@ -184,7 +184,7 @@ class tables {
     file_.expect(reference_->evhdb_ref, basket_head_size + std::size_t{most} * sizeof(ravo_eventheader));
   }
 
-  /// The same of the heads of the channels' baskets.
+  /// The same for the heads of the channels' baskets.
   template <class Row>
   void expect_baskets(std::size_t channels, const known_file& known, Row row) const {
     bool is_cold = false;
@@ -234,7 +234,7 @@ class tables {
     }
   }
 
-  /// What the tables alone say of an entry, in the order in which the decoder would find it.
+  /// The status of an entry by the tables alone, checked in the order of the decoder.
   value_status status_of(const typename G::chan_pointers_table_entry& row, std::uint32_t stored) const {
     switch (check_server_block<G>(server_blocks_, row.sbhd)) {
       case decode_outcome::decoded:
@@ -248,10 +248,10 @@ class tables {
 
   using row_entry = typename G::chan_pointers_table_entry;
 
-  /// Entries of a row that cannot all be right. Of one event a channel may have two entries, and one of
-  /// them is left out; but where they name different servers' blocks, one of them is another event's. And a
-  /// block is that of one event: of several entries that lead to it the one whose `data` follow the
-  /// subheader is right, if only one does. Empty where nothing is contradicted.
+  /// Finds entries of a row that contradict each other. A channel may have two entries of an event, one of
+  /// them a duplicate; but if they name different server blocks, one belongs to another event. And a block
+  /// belongs to one event: of several entries that lead to it the one whose `data` follow the subheader is
+  /// right, if there is exactly one. Empty if nothing is contradicted.
   static std::vector<value_status> contradictions(const row_entry* row, std::size_t count) {
     bool in_order = true;
     for (std::size_t i = 1; i < count; ++i)
@@ -276,7 +276,7 @@ class tables {
     return status;
   }
 
-  /// Sorts the entries by a pair of words, and calls `take` for those that have the first one in common.
+  /// Sorts the entries by a pair of words, and calls `take` for each group with the same first word.
   template <class Words, class Take>
   static void for_groups(std::size_t count, Words words, Take take) {
     std::vector<std::uint32_t> order(count);
@@ -292,14 +292,14 @@ class tables {
   /// What an event header says, and where it lies.
   struct event_name {
     std::uint32_t where = 0;
-    bool is_one = false;       ///< what lies there is a header
-    bool is_disputed = false;  ///< the event index says something else, or nothing
+    bool is_one = false;       ///< a valid header lies there
+    bool is_disputed = false;  ///< the event index says something else, or lacks it
     std::uint8_t type = 0;
     ravo_time_id id{};
   };
 
-  /// The event of a row's entry. Channels have mostly the same events: the one that the last channel had in
-  /// that place need not be looked at again.
+  /// The event of a row's entry. Most channels have the same events: the event that the previous channel
+  /// had at this position is not read again.
   const event_name& event_of(std::size_t place, const typename G::chan_pointers_table_entry* row,
                              std::size_t count) {
     if (place >= events_.size()) events_.resize(place + 1);
@@ -321,15 +321,15 @@ class tables {
     return event;
   }
 
-  /// Headers lie one behind the other; whether one has the right marker the table-access library may know.
+  /// Headers lie back to back. The table-access library may know how to check the marker of one.
   bool is_event_header(std::uint32_t where, const void* bytes) const {
     if ((where - event_headers_.first_offset) % sizeof(ravo_eventheader) != 0) return false;
     const auto is_one = table_operations<G>::is_event_header();
     return is_one == nullptr || is_one(bytes);
   }
 
-  /// Reads the header of a row's first entry, and together with it those of the next ones that lie close
-  /// behind. A file may claim that its headers lie gigabytes apart: the window stays small.
+  /// Reads the header of a row's first entry, and together with it those of the next entries that lie close
+  /// after it. A file may claim that its headers lie gigabytes apart: the window stays small.
   void read_headers(const typename G::chan_pointers_table_entry* row, std::size_t count) {
     const std::uint64_t first = row[0].evhd;
     std::uint64_t end = first + sizeof(ravo_eventheader);
@@ -354,7 +354,7 @@ class tables {
     return fits ? static_cast<std::uint64_t>(bytes) : 0;
   }
 
-  /// The basket's head lies directly in front of the first event's subheader.
+  /// The basket's head lies directly before the first event's subheader.
   std::uint64_t find_basket(channel_rows& channel, std::uint64_t first_subheader) const {
     if (first_subheader <= basket_head_size) return 0;
     const std::uint64_t begin = first_subheader - basket_head_size;
@@ -363,8 +363,8 @@ class tables {
     return begin;
   }
 
-  /// Where the next block of the row begins behind each, in the file; for the last one the farthest there
-  /// can be.
+  /// The offset at which the next block of the row begins after each block; for the last one, the largest
+  /// offset there can be.
   static std::vector<std::uint64_t> block_ends(const typename G::chan_pointers_table_entry* row,
                                                std::size_t count) {
     constexpr auto farthest = std::numeric_limits<std::uint64_t>::max();
@@ -399,7 +399,7 @@ class tables {
   part_extent server_blocks_;
   std::vector<unsigned char> header_bytes_;
   file_part headers_;               ///< those that were read
-  std::vector<event_name> events_;  ///< of the row that was looked at last, by entry
+  std::vector<event_name> events_;  ///< of the last row that was read, by entry
 };
 
 template <class G>
@@ -428,10 +428,10 @@ file_summary scan(tables<G>& of_file, ravo_file_generation generation,
   return result;
 }
 
-/// Called when tables could not be loaded, behind the call that failed. Statuses of the table-access
+/// Called when tables could not be loaded, right after the call that failed. Statuses of the table-access
 /// library do not say whether the file or the machine is to blame; the error number does.
 void note_error_of_the_machine(const open_file& file) {
-  if (errno != 0 && errno != EAGAIN) file.note_error(errno);  // EAGAIN: a part is not in memory, no more
+  if (errno != 0 && errno != EAGAIN) file.note_error(errno);  // EAGAIN means only: a part is not in memory
 }
 
 template <class G>
@@ -441,7 +441,7 @@ std::optional<std::vector<channel_rows>> rows_of(const open_file& file, const kn
   const std::uint32_t failures = file.failures();
   errno = 0;
   if (of_file.load_reference())
-    // What could not be read looks damaged: rows of a failing machine say nothing of the file.
+    // Bytes that could not be read look damaged: rows from a failing machine prove nothing.
     if (auto rows = of_file.rows(names, known); rows && file.failures() == failures) return rows;
   note_error_of_the_machine(file);
   return std::nullopt;
@@ -464,7 +464,7 @@ file_summary scan_file(const open_file& file, const std::function<void(const tab
 }
 
 std::size_t bytes_to_load_rows(const known_file& known) {
-  // A row of the dictionary that is made for it, and its place in the library's list of names.
+  // A row of the dictionary made for the call, and its place in the library's list of names.
   constexpr std::size_t of_dictionary_row = 384;
   std::uint64_t most = 0;
   for (const channel_place& place : known.places) most = std::max<std::uint64_t>(most, place.count);

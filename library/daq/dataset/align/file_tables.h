@@ -29,8 +29,8 @@ struct entry {
   std::uint32_t stored;  ///< bytes from the subheader to the next block or the basket's end
   std::uint32_t file;    ///< position in the dataset's files
   std::uint8_t type;     ///< RAVO_EVTYPE
-  /// ok, or what the tables alone say: truncated, misdirected or event_disputed. Nothing is read then, and
-  /// `stored` is 0.
+  /// ok, or what the tables alone show to be wrong: truncated, misdirected or event_disputed. Such a block
+  /// is not read, and `stored` is 0.
   value_status status;
 };
 static_assert(sizeof(entry) == 32);
@@ -44,12 +44,12 @@ struct listed_channel {
   std::uint32_t dtype_mask;
 };
 
-/// What is remembered of it, so that no dictionary is read twice.
+/// What is kept of a listed channel, so that no dictionary is read twice.
 struct channel_place {
   static constexpr std::uint32_t none = 0xffffffffu;
   std::uint32_t row = none;  ///< none: the file does not have the channel
   std::uint32_t count = 0;
-  std::uint32_t dtype_mask = 0;  ///< data types of its blocks, of those that have a bit; 0: not said
+  std::uint32_t dtype_mask = 0;  ///< data types of its blocks, if they have a bit; 0: unknown
 };
 
 /// One channel of one file.
@@ -59,13 +59,13 @@ struct channel_rows {
   std::uint64_t basket_end = 0;  ///< 0: the basket is not where the file says
 };
 
-/// What is remembered of a file as such.
+/// What is kept of a file itself.
 struct file_facts {
   ravo_file_generation generation = ravo_file_generation::current;
   std::uint32_t rows = 0;                ///< of the dictionary
   std::uint32_t events = 0;              ///< in the event index
   std::uint32_t dictionary_at = 0;       ///< its offset
-  std::uint32_t dictionary_pattern = 0;  ///< its marker, which is the table-access library's
+  std::uint32_t dictionary_pattern = 0;  ///< its marker, as the table-access library has it
   std::uint64_t row_bytes = 0;  ///< of the event channel pointers; 0 where the site's library does not say
 };
 
@@ -87,8 +87,8 @@ struct table_bytes {
   std::uint64_t rows = 0;  ///< of the dictionary
 };
 
-/// Reads the dictionary and the span of the events. `take_room` is called before, and takes memory for them
-/// or throws; `visit` is called for each channel.
+/// Reads the dictionary and the span of the events. `take_room` is called first, and reserves memory for
+/// them or throws; `visit` is called for each channel.
 file_summary scan_file(const open_file& file, const std::function<void(const table_bytes&)>& take_room,
                        const std::function<void(const listed_channel&)>& visit);
 
@@ -98,18 +98,18 @@ struct known_file : file_facts {
   std::uint32_t position = 0;         ///< in the dataset's files
 };
 
-/// The most memory that load_rows() takes beside the entries that it hands over, and gives back: for the
-/// rows of the dictionary, for those of the pointers, which are as long as the file says, for the event
-/// index, and for event headers.
+/// The most memory that load_rows() needs while it runs, beside the entries that it returns: for the rows
+/// of the dictionary, for those of the pointers, which are as long as the file says, for the event index,
+/// and for event headers.
 std::size_t bytes_to_load_rows(const known_file& known);
 
-/// The rows of the named channels, in their order; nothing when the tables cannot be read (any more). A
+/// The rows of the named channels, in their order; `nullopt` if the tables cannot be read (any more). A
 /// channel that the file does not have is empty.
 std::optional<std::vector<channel_rows>> load_rows(const open_file& file, const known_file& known,
                                                    const std::vector<std::string>& names);
 
-/// The data type of a block as it lies in the file, from its subheader alone; `nullopt` where there is
-/// none.
+/// The data type of a block as it lies in the file, from its subheader alone; `nullopt` if there
+/// is none.
 std::optional<std::int32_t> read_stored_type(const open_file& file, ravo_file_generation generation,
                                              const entry& where);
 

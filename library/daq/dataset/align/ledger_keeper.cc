@@ -24,7 +24,7 @@ void ledger_keeper::note_unreadable(read_ledger& ledger, std::uint32_t file) con
     ledger.problems.push_back(problem);
 }
 
-/// Records a value that was expected and is missing, or nothing at all where there is no memory for it.
+/// Records a value that was expected and is missing; records nothing if there is no memory for it.
 void ledger_keeper::record_missing(read_ledger& ledger, std::size_t position, std::size_t channel,
                                    const entry& where, missing_cause cause) const {
   std::uint64_t& count = ledger.channels[position].missing[static_cast<std::size_t>(cause)];
@@ -98,7 +98,7 @@ void ledger_keeper::record_lost_file(read_ledger& ledger, std::size_t position, 
   if (damage_.largest_missing_share < 1) throw missing_data("The file " + path + " is gone: " + problem);
 }
 
-/// Whether every entry of a file is in an event of the selection, as its event index tells.
+/// Whether every entry of a file is in an event of the selection, according to its event index.
 bool ledger_keeper::takes_whole_file(std::uint32_t file) const {
   if (wanted_.step != 1 || wanted_.limit || wanted_.join != join_policy::any) return false;
   const event_span& span = timeline_.file(file).span;

@@ -1,4 +1,4 @@
-// The accounts of a dataset: what a reading expected of the files, what it delivered, and why the rest is
+// The ledgers of a dataset: what a reading expected of the files, what it delivered, and why the rest is
 // missing. A ledger that is kept here balances, whatever part of the selection was read.
 #ifndef RAVO_DATASET_LEDGER_KEEPER_H
 #define RAVO_DATASET_LEDGER_KEEPER_H
@@ -39,18 +39,18 @@ class ledger_keeper {
         timeline_(line),
         opened_(opened) {}
 
-  /// The ledger of a reading that begins: what is known to be missing already.
+  /// A ledger for a new reading, with what is already known to be missing.
   read_ledger open() const;
   /// Records a value that was expected, in row `position` of a ledger. Throws missing_data for a strict
   /// policy.
   void record(read_ledger& ledger, std::size_t position, std::size_t channel, const entry& where,
               value_status status) const;
-  /// Records the entries that a channel has of an event beside the one that is delivered.
+  /// Records a channel's further entries of an event, beside the one that is delivered.
   void record_duplicates(read_ledger& ledger, std::size_t position, std::size_t channel,
                          std::span<const entry> duplicates) const;
-  /// Records what never got into a segment's events: once for each reading, segment and channel. Of a file
-  /// that is gone a reading that takes a part of the selection cannot say how many values it misses: the
-  /// file is listed then, and throws missing_data unless all may be missing.
+  /// Records what alignment could not assign to a segment's events: once for each reading, segment and
+  /// channel. If a file is gone, a reading of a part of the selection cannot say how many of its values are
+  /// missing: it lists the file, and throws missing_data unless all may be missing.
   void record_unaligned(read_ledger& ledger, std::size_t position, const segment& part, std::size_t channel,
                         reading_extent extent) const;
   /// Adds the ledger of a reading to that of all readings.

@@ -1,5 +1,5 @@
-// When the values of files that cannot be read may have been recorded, as far as the names of the files
-// tell.
+// When the values of files that cannot be read may have been recorded, as far as the file
+// names say.
 #ifndef RAVO_DATASET_MISSING_SPANS_H
 #define RAVO_DATASET_MISSING_SPANS_H
 

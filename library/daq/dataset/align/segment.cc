@@ -39,7 +39,7 @@ bool aligned_channel::may_have_orphans(time_gap when) const {
 
 namespace {
 
-/// Where a block of the channel lies, and when it was recorded; of an orphan that is not known.
+/// Where a block of the channel lies, and when it was recorded; the time of an orphan is not known.
 struct recorded_block {
   std::uint32_t file, chhd;
   bool is_orphan;
@@ -49,8 +49,8 @@ struct recorded_block {
   }
 };
 
-/// In the order in which they lie in the files. The event of a disputed entry may be another one, or may
-/// have been at another time.
+/// In the order in which they lie in the files. A disputed entry may belong to another event, or to another
+/// time.
 std::vector<recorded_block> blocks_in_files(const aligned_channel& aligned) {
   std::vector<recorded_block> blocks;
   blocks.reserve(aligned.entries.size() + aligned.duplicates.size() + aligned.orphans.size());
@@ -64,7 +64,7 @@ std::vector<recorded_block> blocks_in_files(const aligned_channel& aligned) {
   return blocks;
 }
 
-/// Backward the orphans of a file learn before which time they were recorded, forward after which.
+/// The backward pass finds the end of each orphan's period, the forward pass its beginning.
 void add_spans(std::span<recorded_block> of_file, const time_gap& when, std::vector<time_gap>& spans) {
   std::int64_t next = when.to;
   for (auto block = of_file.rbegin(); block != of_file.rend(); ++block)
@@ -80,7 +80,7 @@ void add_spans(std::span<recorded_block> of_file, const time_gap& when, std::vec
       spans.push_back({last, block.time});
 }
 
-/// By time, and apart.
+/// Sorts the spans by time, and joins those that touch.
 void merge_spans(std::vector<time_gap>& spans) {
   std::sort(spans.begin(), spans.end(),
             [](const time_gap& a, const time_gap& b) { return a.from < b.from; });
@@ -171,8 +171,8 @@ struct by_rule {
   int operator()(const ravo_time_id& a, const ravo_time_id& b) const { return compare_events(a, b, rule); }
 };
 
-/// The merge: each channel has a place in its entries, and the earliest of what stands there is the next
-/// event. What a channel keeps of its entries moves up to the front of them.
+/// The merge: each channel has a position in its entries, and the earliest entry at these positions is the
+/// next event. The entries that a channel keeps move to the front of its list.
 template <class Order>
 class merge {
  public:
@@ -200,7 +200,7 @@ class merge {
     const entry& head() const { return aligned->entries[next]; }
   };
 
-  // Of several that are one event the first channel's, or aligned by time the one with the earliest time.
+  // Of several entries of one event: the first channel's, or by time the one with the earliest time.
   const entry* earliest() const {
     const entry* chosen = nullptr;
     for (const place& one : places_) {
@@ -222,10 +222,10 @@ class merge {
     for (std::size_t i = 0; i < places_.size(); ++i) {
       place& one = places_[i];
       bool taken = false;
-      // The event itself is taken whatever the comparison says, so that every turn gets on.
+      // The chosen entry compares equal to itself, so that every turn makes progress.
       while (!one.ended() && order_(chosen, id_of(one.head())) == 0) {
         entry here = one.aligned->entries[one.next++];
-        // A disputed entry may be another event's: it takes nobody's place.
+        // A disputed entry may belong to another event: it gives way to one that is not.
         if (taken && !is_disputed(here) && is_disputed(one.aligned->entries[one.kept - 1]))
           std::swap(here, one.aligned->entries[one.kept - 1]);
         if (taken) {

@@ -1,8 +1,8 @@
 // A segment of the time line: files whose events belong together, and in them the aligned events, each with
-// the channels that have it. Built from the channels' rows by the rule of the slicer: two events are one
-// when their numbers are equal; where one has no number, or the selection aligns by time, when their times
-// differ by no more than the tolerance. Of one event a channel has one entry; further ones are duplicates,
-// which are counted and not delivered.
+// the channels that have it. Built from the channels' rows by the rule of the slicer: two events are the
+// same when their numbers are equal or, where one has no number or the selection aligns by time, when their
+// times differ by no more than the tolerance. A channel has one entry of an event; further ones are
+// duplicates, which are counted and not delivered.
 #ifndef RAVO_DATASET_SEGMENT_H
 #define RAVO_DATASET_SEGMENT_H
 
@@ -21,12 +21,12 @@ namespace ravo::detail {
 
 using ravo::in_microseconds;
 
-/// When values may have been that cannot be read, in microseconds: from the first to before the second.
+/// A period in which values that cannot be read may have been recorded, in microseconds, without `to`.
 struct time_gap {
   std::int64_t from = 0;
   std::int64_t to = 0;
 
-  /// When the events of a span were; any time for an empty one.
+  /// The period of a span's events; for an empty span, all time.
   static time_gap of(const event_span& span);
   bool meets(const time_gap& other) const { return from < other.to && other.from < to; }
 };
@@ -36,17 +36,17 @@ struct aligned_channel {
   std::vector<entry> entries;
   std::vector<std::uint32_t> event;       ///< of each entry, its position in the segment's events
   std::vector<std::uint64_t> basket_end;  ///< by file of the segment
-  std::vector<entry> duplicates;  ///< of an event of which the channel had an entry already, by events
+  std::vector<entry> duplicates;          ///< further entries of events that have one already, by event
   std::vector<std::uint32_t> duplicate_event;  ///< of each of these
   std::vector<entry> orphans;                  ///< without an event header: they belong to no event
-  std::vector<time_gap> orphan_spans;          ///< when these may have been recorded; by time, and apart
+  std::vector<time_gap> orphan_spans;          ///< when these may have been recorded: sorted, no overlaps
 
-  /// The entry of an event, or nothing.
+  /// The position of an event's entry; `nullopt` if the channel lacks the event.
   std::optional<std::size_t> at(std::uint32_t wanted) const;
   /// The last entry at or before an event, and the first one after it.
   std::optional<std::size_t> last_until(std::uint32_t wanted) const;
   std::optional<std::size_t> first_after(std::uint32_t wanted) const;
-  /// Whether an entry that belongs to no event may have been recorded then.
+  /// Whether an orphan may have been recorded in a period.
   bool may_have_orphans(time_gap when) const;
 };
 
@@ -57,7 +57,7 @@ struct segment {
       bytes_before;  ///< by selected event: stored bytes of the selected ones before it
   std::vector<aligned_channel> channels;
   std::vector<std::uint32_t> files;  ///< positions in the dataset's files
-  std::vector<bool> file_failed;     ///< its tables could not be read any more
+  std::vector<bool> file_failed;     ///< its tables can no longer be read
   bool by_number = true;             ///< events are in the order of their numbers
   reservation memory;
 
@@ -71,17 +71,17 @@ struct alignment_rule {
   double tolerance = 50000;  ///< microseconds
 };
 
-/// -1, 0 or 1 as a is before, the same event as, or after b.
+/// -1, 0 or 1: a is before b, the same event, or after b.
 int compare_events(const ravo_time_id& a, const ravo_time_id& b, const alignment_rule& rule);
 
-/// Finds out when a channel's entries without an event header, or whose event is disputed, may have been:
-/// between their neighbours, since the entries of a channel follow one another in a file, and within the
-/// time of the file.
+/// Finds the periods in which a channel's orphans, and its entries with a disputed event, may have been
+/// recorded: between their neighbours, since a file holds a channel's entries in order, and within the time
+/// of the file.
 void find_orphan_spans(aligned_channel& aligned,
                        const std::function<time_gap(std::uint32_t file)>& time_of_file);
 
-/// Brings the channels' entries into order and aligns them: fills `events` and the channels' `event`.
-/// `slow` says which channels are slow: their times do not name an event that another channel has.
+/// Sorts the channels' entries and aligns them: fills `events` and the channels' `event`. `slow` marks the
+/// slow channels: an event gets its time from them only if no other channel has it.
 void align(segment& part, const alignment_rule& rule, const std::vector<bool>& slow);
 
 }  // namespace ravo::detail

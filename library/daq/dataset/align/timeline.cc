@@ -22,8 +22,8 @@ void timeline::set(std::vector<timed_file> files, std::vector<std::string> names
   cut_into_segments();
 }
 
-// Numbers decide only between files that touch in time: a counter that begins anew is no reason to join
-// runs.
+// Numbers decide only between files that touch in time: a counter that restarts is no reason to
+// join runs.
 bool timeline::belong_together(const event_span& a, const event_span& b) const {
   if (a.empty || b.empty) return false;
   if (in_microseconds(b.first) <= in_microseconds(a.last)) return true;
@@ -63,8 +63,8 @@ bool timeline::may_have_events(std::size_t index) const {
   return !wanted_.from || in_microseconds(span.last) >= in_microseconds(*wanted_.from) - tolerance;
 }
 
-// Files before the limits stay: slow values of theirs may be held. They are aligned only when that is
-// asked.
+// Files before the limits stay, since their slow values may be held. They are aligned only when such a
+// value is asked for.
 bool timeline::is_outside(const event_span& span) const {
   if (span.empty) return false;
   if (wanted_.to && in_microseconds(span.first) >
@@ -94,14 +94,14 @@ std::shared_ptr<const segment> timeline::get(std::size_t index, on_full how) {
   try {
     part = try_get(index);
   } catch (const memory_exceeded&) {
-    // It takes more than was expected: for good or not, that is found when somebody may wait.
+    // It takes more than expected. Whether it ever fits is for a caller to find that may wait.
   }
   if (!part) throw memory_refused();
   return part;
 }
 
-/// Null where there is no room. Nobody waits for memory with the slot locked: whoever comes for the same
-/// segment may hold the memory that is waited for.
+/// Null if there is no room. No thread waits for memory with the slot locked: another thread that needs the
+/// same segment may hold that memory.
 std::shared_ptr<const segment> timeline::try_get(std::size_t index) {
   slot& one = slots_[index];
   const std::lock_guard lock(one.mutex);
@@ -163,8 +163,8 @@ std::shared_ptr<const segment> timeline::build(std::size_t index, reservation ro
   return built;
 }
 
-// The entries twice, since those of a file are put behind those of others; what is made of them, and the
-// tables of one file after the other.
+// The entries count twice, since those of each file are appended to those of the others; then what is made
+// of them, and the tables of one file at a time.
 std::size_t timeline::bytes_to_align(std::size_t index) const {
   std::size_t entries = 0, tables = 0;
   for (const std::uint32_t file : slots_[index].files) {
@@ -220,7 +220,7 @@ std::shared_ptr<const segment> timeline::load(std::size_t index, reservation roo
                           [this](std::uint32_t file) { return time_gap::of(files_[file].span); });
   select(*part, index);
   const std::size_t bytes = part->bytes();
-  if (bytes > part->memory.bytes())  // it is there already: nothing is waited for
+  if (bytes > part->memory.bytes())  // the memory is in use already: do not wait
     if (!memory_.try_grow(part->memory, bytes - part->memory.bytes()))
       throw memory_exceeded("Aligning one segment of files needs " + std::to_string(bytes) +
                             " bytes; raise the limit or select less");
@@ -255,7 +255,7 @@ class timeline::event_walk {
   event_walk(const timeline& line, const segment& part, std::vector<bool> may_hold)
       : line_(line), part_(part), may_hold_(std::move(may_hold)), place_(part.channels.size(), 0) {}
 
-  /// Which channels the event has: called for each one, in order.
+  /// Finds the channels that the event has; called for each event, in order.
   void go_to(std::uint32_t event) {
     bytes_ = 0;
     has_all_ = true;

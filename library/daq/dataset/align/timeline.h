@@ -26,8 +26,8 @@ struct timed_file {
   std::uint32_t count(std::size_t channel) const { return tables.places[channel].count; }
 };
 
-/// An entry, the segment that it is in, and what it is for an event: ok, held or stale. Without a segment
-/// there is no entry, and its value may lie in a file that is missing: file_missing.
+/// An entry, its segment, and its status at an event: ok, held or stale. Without a segment there is no
+/// entry: the value may lie in a missing file, and the status is file_missing.
 struct placed_entry {
   std::size_t segment_index = 0;
   std::shared_ptr<const segment> part;
@@ -45,33 +45,33 @@ class timeline {
   void set(std::vector<timed_file> files, std::vector<std::string> names, std::vector<bool> slow,
            std::size_t join_channel);
 
-  /// Where files are missing whose tables nobody knows.
+  /// Sets the periods of missing files, whose tables are not known.
   void set_gaps(std::vector<time_gap> gaps) { gaps_ = std::move(gaps); }
 
   std::size_t segments() const { return slots_.size(); }
-  /// The aligned segment. Where there is no room to align it, segments that nobody uses are dropped for it;
-  /// then it is as memory_budget::reserve(). For several threads at once.
+  /// The aligned segment. Without room to align it, unused segments are dropped first; after that it waits
+  /// or throws as memory_budget::reserve() does. For several threads at once.
   std::shared_ptr<const segment> get(std::size_t index, on_full how);
-  /// Whether a segment's files reach into the limits of time: others have no selected events.
+  /// Whether a segment's files overlap the time limits; if not, it has no selected events.
   bool may_have_events(std::size_t index) const;
-  /// The memory that aligning a segment takes, at most.
+  /// The most memory that aligning a segment takes.
   std::size_t bytes_to_align(std::size_t index) const;
-  /// The number of selected events of a segment, whatever the step; nothing: it was never aligned.
+  /// The number of selected events of a segment, whatever the step; `nullopt` if it was never aligned.
   std::optional<std::size_t> known_selected_in(std::size_t index);
-  /// The same; it is aligned for it.
+  /// The same; aligns the segment if necessary.
   std::size_t selected_in(std::size_t index);
   /// The selected events before a segment.
   std::size_t selected_before(std::size_t index);
-  /// Files of a segment; their span together.
+  /// The files of a segment, and the span of all of them.
   const std::vector<std::uint32_t>& files_of(std::size_t index) const { return slots_[index].files; }
   const event_span& span_of(std::size_t index) const { return slots_[index].span; }
 
-  /// What a channel has at an event: its entry, or by the slow policy another one's. Nothing: not recorded.
-  /// Another one's may lie in a segment that has to be aligned first.
+  /// What a channel has at an event: its own entry, or another event's by the slow policy; `nullopt` if
+  /// nothing was recorded. Another event's entry may lie in a segment that has to be aligned first.
   std::optional<placed_entry> value_at(std::size_t index, const std::shared_ptr<const segment>& part,
                                        std::uint32_t event, std::size_t channel, on_full how);
 
-  /// Drops a kept segment that nobody uses, for its memory; false when there is none.
+  /// Drops an unused segment to free its memory; false if there is none.
   bool drop_oldest();
 
   const alignment_rule& rule() const { return rule_; }
@@ -123,9 +123,9 @@ class timeline {
   std::vector<time_gap> gaps_;
 
   std::atomic<bool> has_failed_files_{false};
-  std::mutex mutex_;                                 ///< guards what follows; taken behind a slot's
-  std::vector<std::uint32_t> failed_files_;          ///< whose tables could not be read any more
-  std::deque<std::shared_ptr<const segment>> kept_;  ///< the last used last
+  std::mutex mutex_;                                 ///< guards what follows; taken after a slot's
+  std::vector<std::uint32_t> failed_files_;          ///< whose tables can no longer be read
+  std::deque<std::shared_ptr<const segment>> kept_;  ///< the last built last
 };
 
 }  // namespace ravo::detail

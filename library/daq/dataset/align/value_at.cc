@@ -10,7 +10,7 @@
 namespace ravo::detail {
 namespace {
 
-/// Microseconds: farther away than any time, and not so far that sums of two would not fit.
+/// Microseconds: farther away than any time, yet small enough that two of them can be added.
 constexpr std::int64_t anywhere = std::numeric_limits<std::int64_t>::max() / 4;
 
 }  // namespace
@@ -20,7 +20,7 @@ time_gap time_gap::of(const event_span& span) {
   return {in_microseconds(span.first), in_microseconds(span.last) + 1};
 }
 
-/// An event of which a slow channel has no entry.
+/// An event at which a slow channel has no entry.
 struct timeline::slow_query {
   std::size_t index;
   const std::shared_ptr<const segment>& part;
@@ -38,7 +38,7 @@ struct timeline::slow_query {
 struct timeline::neighbours {
   std::optional<placed_entry> before;
   std::optional<placed_entry> after;
-  /// When the segments were that lie between, where all of the channel's entries are orphans.
+  /// The periods of segments in between, in which all of the channel's entries are orphans.
   std::vector<time_gap> passed_over;
 };
 
@@ -99,14 +99,14 @@ std::optional<placed_entry> timeline::first_entry_after(const slow_query& query,
   return std::nullopt;
 }
 
-/// The nearer one, of two that are equally far the earlier one; null where there is none.
+/// The nearer neighbour, or the earlier one if both are equally far; null if there is none.
 const placed_entry* timeline::choose(const slow_query& query, const neighbours& around) {
   if (around.after && (!around.before || query.distance(*around.after) < query.distance(*around.before)))
     return &*around.after;
   return around.before ? &*around.before : nullptr;
 }
 
-/// Whether the value that the policy asks for may be another one than what was chosen: it may lie in a file
+/// Whether the value that the policy asks for may be another one than the chosen one: it may lie in a file
 /// that is missing, or be an orphan.
 bool timeline::may_be_another(const slow_query& query, const neighbours& around,
                               const placed_entry* chosen) {
@@ -124,7 +124,7 @@ bool timeline::may_be_another(const slow_query& query, const neighbours& around,
          may_miss_values(query.channel, when);
 }
 
-/// Whether a segment may have an orphan of the channel from then.
+/// Whether a segment may have an orphan of the channel from that period.
 bool timeline::may_have_orphans(std::size_t index, const segment& part, std::size_t channel,
                                 time_gap when) const {
   const time_gap own = time_gap::of(slots_[index].span);
@@ -132,7 +132,7 @@ bool timeline::may_have_orphans(std::size_t index, const segment& part, std::siz
   return when.from < when.to && part.channels[channel].may_have_orphans(when);
 }
 
-/// Whether a file that is missing may have a value of the channel from then.
+/// Whether a file that is missing may have a value of the channel from that period.
 bool timeline::may_miss_values(std::size_t channel, time_gap when) {
   if (std::any_of(gaps_.begin(), gaps_.end(), [&](const time_gap& gap) { return gap.meets(when); }))
     return true;
