@@ -66,13 +66,13 @@ void dataset_state::open() {
                          files.refused[i].problem});
 }
 
-// How many values such a file holds is not known: no limit below "all" can be said to hold.
+// How many values such a file holds is not known: no limit below "all" can be guaranteed.
 void dataset_state::check_that_files_may_be_missing() const {
   if (files.refused.empty() || options.damage.largest_missing_share >= 1) return;
   throw file_left_out(files.refused.front());
 }
 
-/// Sorts out the files that can be read: from here on a file goes by its place among them.
+/// Lists the files that can be read: from here on a file is known by its position among them.
 void dataset_state::list_files(const std::vector<std::string>& paths, const file_scan& scan) {
   std::vector<std::string> readable;
   for (std::size_t i = 0; i < paths.size(); ++i) {
@@ -100,7 +100,7 @@ void dataset_state::reserve_tables() {
     bytes += copies_of_path * (file.path.capacity() + sizeof(std::string));
   bytes += files.readable.size() *
            (sizeof(timed_file) + 2 * sizeof(dataset_file) + channels.size() * sizeof(channel_place));
-  // Nobody has anything yet that could be given back.
+  // No memory is held yet that could be given back.
   if (!memory.try_grow(tables_, bytes))
     throw memory_exceeded("What is known of " + std::to_string(files.readable.size()) + " files and " +
                           std::to_string(channels.size()) + " channels takes " + std::to_string(bytes) +

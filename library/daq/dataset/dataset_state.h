@@ -1,5 +1,5 @@
-// What a dataset, its events and its columns share: the files, the channels, the time line, the accounts,
-// the threads and the memory. Fixed once it is opened, but for what is cached.
+// What a dataset, its events and its columns share: the files, the channels, the time line, the ledgers,
+// the threads and the memory. Constant once it is opened, except for caches.
 #ifndef RAVO_DATASET_DATASET_STATE_H
 #define RAVO_DATASET_DATASET_STATE_H
 
@@ -37,7 +37,7 @@ class dataset_state {
     return memory.reserve(bytes, what, on_full::wait);
   }
 
-  /// The number of selected events, counted without the step, from which on none is wanted.
+  /// The number of selected events, before the step is applied, after which no more are wanted.
   std::size_t end_of_events() const {
     constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
     return wanted.limit ? std::size_t{*wanted.limit} * wanted.step : unlimited;
@@ -54,7 +54,7 @@ class dataset_state {
   read_ahead_list ahead;
   detail::timeline timeline;
   ledger_keeper ledgers;
-  worker_pool pool;  ///< last: its threads end before the rest goes
+  worker_pool pool;  ///< last: its threads end before the rest is destroyed
 
  private:
   void list_files(const std::vector<std::string>& paths, const file_scan& scan);
