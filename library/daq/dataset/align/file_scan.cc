@@ -70,7 +70,7 @@ class table_memory {
       const bool is_my_turn = !is_one_alone_ && (how == company::shared || holders_ == 0);
       if (is_my_turn && memory_.try_grow(reserved, bytes)) break;
       if (is_my_turn && holders_ == 0)
-        refuse("Looking into " + path + " takes " + std::to_string(bytes) +
+        refuse("Scanning " + path + " takes " + std::to_string(bytes) +
                " bytes, since its channel dictionary has " + std::to_string(tables.dictionary) +
                " and its event index " + std::to_string(tables.event_index));
       check_stop_();
