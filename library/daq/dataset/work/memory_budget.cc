@@ -12,9 +12,9 @@ namespace ravo::detail {
 
 namespace {
 
-// A freed block of the allocator's own may stay with it, resident: what lies above it keeps it from the
-// system. Blocks of this size are mapped by themselves, and unmapped when they go; smaller ones would cost
-// more in pages than they are.
+// A block that the allocator frees may stay resident, since blocks above it keep the allocator from
+// returning it to the system. Blocks of this size are mapped by themselves, and unmapped when they are
+// freed; for smaller ones, whole pages would cost too much.
 constexpr std::size_t mapped_from = std::size_t{1} << 20;
 
 unsigned char* new_memory(std::size_t size) {
@@ -65,7 +65,7 @@ pooled_buffer& pooled_buffer::operator=(pooled_buffer&& other) noexcept {
 // ---- who is at work
 
 namespace {
-/// How many at_work this thread has made: the first one counts.
+/// How many at_work objects this thread has made; only the first one counts.
 thread_local int works_here = 0;
 }  // namespace
 
@@ -76,7 +76,7 @@ memory_budget::at_work::~at_work() {
   if (--works_here == 0) --budget_.at_work_;
 }
 
-/// Whether a thread other than this one, which does not wait itself, is at work and not waiting for memory.
+/// Whether a thread other than the calling one is at work and not waiting for memory.
 bool memory_budget::are_others_at_work() const {
   return at_work_ - (works_here > 0 ? 1 : 0) > waiting_workers_;
 }
@@ -172,7 +172,7 @@ void memory_budget::count(std::size_t bytes) {
   peak_ = std::max(peak_, used_);
 }
 
-/// Whether so many bytes more stay within the limit.
+/// Whether that many more bytes stay within the limit.
 bool memory_budget::make_room(std::size_t bytes) {
   const std::size_t in_use = used_ - pool_bytes_;
   if (in_use > limit_ || bytes > limit_ - in_use) return false;
@@ -180,7 +180,7 @@ bool memory_budget::make_room(std::size_t bytes) {
   return true;
 }
 
-/// Frees buffers of the pool until so many bytes more are no new peak: the pool never makes it higher.
+/// Frees pooled buffers until that many more bytes are no new peak: the pool must never raise the peak.
 void memory_budget::empty_pool(std::size_t bytes) {
   const std::size_t most = std::min(peak_, limit_);
   while (pool_ != nullptr && (used_ > most || bytes > most - used_)) {
@@ -202,7 +202,7 @@ void memory_budget::give_back(std::size_t bytes) {
 
 // ---- buffers
 
-/// One of the pool that fits; one without memory where there is none.
+/// A pooled buffer that fits; one without memory if there is none.
 pooled_buffer memory_budget::find_buffer(std::size_t bytes) {
   pooled_buffer buffer;
   buffer.budget_ = this;
@@ -242,7 +242,7 @@ void memory_budget::fit(pooled_buffer& buffer, std::size_t bytes, const std::str
   }
 }
 
-// Small ones come fast from the allocator, and no more are kept than a reading has at a time.
+// The allocator is fast for small ones, and no more are kept than a reading uses at a time.
 void memory_budget::give_back_buffer(unsigned char* memory, std::size_t size) {
   bool is_kept = false;
   {

@@ -1,5 +1,5 @@
-// The one account of the memory that a dataset may own: decoded blocks, windows of files, tables of events,
-// columns. Memory is reserved here before it is used. Where there is no room, a thread either waits or is
+// The budget of the memory that a dataset may own: decoded blocks, windows of files, tables of events,
+// columns. Memory is reserved here before it is used. If there is no room, a thread either waits or is
 // refused; which threads may wait is decided in memory_turn.h.
 #ifndef RAVO_DATASET_MEMORY_BUDGET_H
 #define RAVO_DATASET_MEMORY_BUDGET_H
@@ -18,18 +18,18 @@ namespace ravo::detail {
 
 class memory_budget;
 
-/// What happens where there is no room now. A thread that holds memory which others may be waiting for must
+/// What happens if there is no room now. A thread that holds memory which others may be waiting for must
 /// not wait itself.
 enum class on_full { wait, refuse };
 
-/// Thrown where memory is refused. It never leaves the library: the work is done again when there is room.
+/// Thrown if memory is refused. It never leaves the library: the work is done again when there is room.
 struct memory_refused {};
 
-/// What a list that grows takes of its size: the elements are in the old memory and in the new, which is
-/// twice as large.
+/// What a growing list takes, as a multiple of its size: its elements are in the old memory and in the new,
+/// which is twice as large.
 inline constexpr std::size_t while_it_grows = 3;
 
-/// A part of the budget, given back when it goes.
+/// A part of the budget, given back by the destructor.
 class reservation {
  public:
   reservation() = default;
@@ -73,38 +73,38 @@ class pooled_buffer {
 
 class memory_budget {
  public:
-  /// Waits for memory end with read_cancelled when `stop` says so.
+  /// A wait for memory ends with read_cancelled once `stop` is requested.
   explicit memory_budget(std::size_t limit, std::stop_token stop = {})
       : limit_(limit), stop_(std::move(stop)) {}
   ~memory_budget();
   memory_budget(const memory_budget&) = delete;
   memory_budget& operator=(const memory_budget&) = delete;
 
-  /// What a waiting thread calls to free memory that is kept for later and can be made anew; false where
-  /// there is nothing left to free. Set before the first reservation.
+  /// What a waiting thread calls to free memory that is kept for later and can be made again; returns false
+  /// if nothing is left to free. Set before the first reservation.
   void set_reclaim(std::function<bool()> reclaim) { reclaim_ = std::move(reclaim); }
 
   std::size_t limit() const { return limit_; }
   std::size_t used() const;
   std::size_t peak() const;
 
-  /// Reserves memory. on_full::refuse: throws memory_refused where there is no room. on_full::wait: frees
-  /// what can be made anew, and waits as long as memory_wait allows; then, or where the limit is smaller
-  /// than that, throws memory_exceeded, which names `what`.
+  /// Reserves memory. on_full::refuse: throws memory_refused if there is no room. on_full::wait: frees what
+  /// can be made again, and waits as long as memory_wait allows; then, or if the limit is too small in any
+  /// case, throws memory_exceeded, which names `what`.
   reservation reserve(std::size_t bytes, const std::string& what, on_full how);
-  /// Calls `is_done` until it is, as reserve() does that waits: for what reserves `bytes` itself.
+  /// Calls `is_done` until it is true, waiting as reserve() does: for work that reserves `bytes` itself.
   void wait_until(const std::function<bool()>& is_done, std::size_t bytes, const std::string& what);
-  /// Adds to a reservation, or leaves it as it is: false.
+  /// Adds to a reservation; returns false, and leaves it as it is, if there is no room.
   bool try_grow(reservation& reserved, std::size_t bytes);
 
   /// A buffer of at least so many bytes, and at most twice as many. Buffers that were given back are handed
-  /// out again, since the system takes longer to make memory than we take to fill it. They are freed as
-  /// soon as there is no room without that. Where there is no room it is as reserve().
+  /// out again, since the system takes longer to provide memory than we take to fill it. They are freed as
+  /// soon as their room is needed. Without room it waits or throws as reserve() does.
   pooled_buffer take_buffer(std::size_t bytes, const std::string& what, on_full how);
-  /// Makes a buffer one of at least so many bytes, whose content is lost unless it is that already.
+  /// Resizes a buffer to at least so many bytes; its content is lost unless it is large enough already.
   void fit(pooled_buffer& buffer, std::size_t bytes, const std::string& what, on_full how);
 
-  /// A thread that reads for the dataset, and gives memory back sooner or later. Made on that thread.
+  /// Marks the current thread as one that reads for the dataset, and gives memory back sooner or later.
   class at_work {
    public:
     explicit at_work(memory_budget& budget);
@@ -120,14 +120,14 @@ class memory_budget {
   friend class reservation;
   friend class pooled_buffer;
   friend class memory_wait;
-  /// A buffer of the pool. It lies in its own memory.
+  /// A pooled buffer. This record lies in the buffer's own memory.
   struct free_buffer {
     free_buffer* next;
     std::size_t size;
   };
   static constexpr std::size_t smallest_pooled = 16 * 1024;
-  /// An eighth of the limit is kept in the pool, and so much in any case, so that large blocks need not be
-  /// made anew one by one where the limit holds little more than one of them.
+  /// An eighth of the limit is kept in the pool, and at least so much, so that large blocks need not be
+  /// allocated again one by one if the limit has room for little more than one of them.
   static constexpr std::size_t pooled_with_any_limit = std::size_t{32} << 20;
 
   [[noreturn]] void refuse_for_good(std::size_t bytes, const std::string& what) const;
@@ -153,18 +153,18 @@ class memory_budget {
   std::size_t given_back_ = 0;  ///< times
 };
 
-/// One wait of one thread for memory, and the one rule for its end: nothing came back for ten seconds, or
-/// for one second where no other thread is at work that could give something back. A thread that does its
-/// work again and again gives up after half a minute in any case: two of them would wake each other for
-/// ever.
+/// One wait of one thread for memory, and the rule for its end: nothing was given back for ten seconds,
+/// or for one second if no other thread is at work that could give something back. A thread that
+/// repeats its work gives up after half a minute in any case: two such threads would wake each other
+/// for ever.
 class memory_wait {
  public:
   enum class until { there_is_room, work_succeeds };
   memory_wait(memory_budget& budget, until what);
 
-  /// Waits a moment, or until somebody gives something back: true. Throws read_cancelled.
+  /// Waits a moment; returns true if something was given back meanwhile. Throws read_cancelled.
   bool pause();
-  /// Passes over what was given back so far.
+  /// Ignores what was given back so far.
   void begin_anew();
   bool is_over() const;
 

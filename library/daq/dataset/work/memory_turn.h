@@ -1,7 +1,7 @@
-// Which thread may wait for memory. Threads that wait with memory of their own would wait for one another;
-// so work is done at first by whoever comes, and where memory is refused it drops all that it has and is
-// done again: of the workers of a column by one at a time, which may wait inside; of a batch of events by
-// the thread that needs it, again and again, with a wait in between.
+// Which thread may wait for memory. Threads that held memory while they wait would wait for one another. So
+// any thread first does its work without waiting; if memory is refused, it drops all that it has, and the
+// work is done again: of the workers of a column by one at a time, which may wait; for a batch of events by
+// the thread that needs it, repeatedly, with a wait in between.
 #ifndef RAVO_DATASET_MEMORY_TURN_H
 #define RAVO_DATASET_MEMORY_TURN_H
 
@@ -16,8 +16,8 @@ namespace ravo::detail {
 /// The turn of the workers of one reading to wait for memory.
 class memory_turn {
  public:
-  /// Calls work(on_full::refuse); where that throws memory_refused, or where another worker waits already,
-  /// work(on_full::wait) once no other worker is in its turn.
+  /// Calls work(on_full::refuse). If that throws memory_refused, or if another worker already waits, calls
+  /// work(on_full::wait) once no other worker has its turn.
   template <class Work>
   void run(const Work& work) {
     if (!is_waited_for()) {
@@ -31,7 +31,7 @@ class memory_turn {
     work(on_full::wait);
   }
 
-  /// Whether a worker waits for its turn, or is in it: the others keep nothing for later then.
+  /// Whether a worker waits for its turn or has it: then the others keep nothing for later.
   bool is_waited_for() const { return waiting_ != 0; }
 
  private:
@@ -45,23 +45,23 @@ class memory_turn {
   std::mutex turn_;
 };
 
-/// Does work that refuses to wait until memory is not refused any more, and returns its result. In between
-/// `make_room` frees what it can, and returns false where there is nothing left: only then it waits.
-/// Returns nothing when the wait is over: then the work was refused once more.
+/// Repeats work that does not wait for memory until it is no longer refused, and returns its result. In
+/// between `make_room` frees what it can, and returns false if nothing is left to free: only then this
+/// waits. Returns `nullopt` when the wait is over and the work was refused once more.
 template <class Work, class MakeRoom>
 auto repeat_until_there_is_room(memory_budget& budget, const Work& work, const MakeRoom& make_room)
     -> std::optional<decltype(work())> {
-  constexpr int pauses = 25;  // it is tried again every half a second, whatever comes back
+  constexpr int pauses = 25;  // the work is tried again every half a second in any case
   memory_wait wait(budget, memory_wait::until::work_succeeds);
   for (bool is_last = false;;) {
     try {
       return work();
     } catch (const memory_refused&) {
     }
-    wait.begin_anew();  // what the work itself gave back is nobody's return
+    wait.begin_anew();  // what the work itself gave back does not count
     for (int i = 0; !make_room(); ++i) {
       if (is_last) return std::nullopt;
-      // What came back while the work was tried was not waited for: once more.
+      // Memory may have come back while the work was tried: try once more.
       is_last = wait.is_over();
       if (is_last || i == pauses || wait.pause()) break;
     }

@@ -34,7 +34,7 @@ bool open_file::read_all(std::uint64_t offset, void* into, std::size_t size) con
 }
 
 void open_file::expect(std::uint64_t offset, std::size_t size) const {
-  if (size == 0) return;  // to the system that is all of the file
+  if (size == 0) return;  // the system takes 0 for the whole file
   (void)::posix_fadvise(descriptor(), static_cast<off_t>(offset), static_cast<off_t>(size),
                         POSIX_FADV_WILLNEED);
 }

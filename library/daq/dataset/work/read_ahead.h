@@ -1,5 +1,5 @@
-// What readings of events have decoded and nobody holds, all of one dataset: another reading that has no
-// room gets the memory of it. It is decoded again when it is needed.
+// What all event readings of a dataset have decoded and nobody holds: another reading that has no room
+// takes the memory of it. It is decoded again when it is needed.
 #ifndef RAVO_DATASET_READ_AHEAD_H
 #define RAVO_DATASET_READ_AHEAD_H
 
@@ -9,15 +9,15 @@
 
 namespace ravo::detail {
 
-/// What a reading decoded ahead of use, or what it is in the middle of.
+/// Decoded ahead of use, or being handed out.
 enum class batch_turn { later, now };
 
 /// Events that are decoded, or are being decoded.
 class read_ahead {
  public:
   virtual ~read_ahead() = default;
-  /// Gives back what is decoded; false where that is nothing, not yet, of the other kind, or held by
-  /// somebody.
+  /// Gives back what is decoded; false if nothing is decoded (yet), if it is of the other kind, or if
+  /// somebody holds it.
   virtual bool give_back(batch_turn which) = 0;
 };
 
@@ -29,7 +29,7 @@ class read_ahead_list {
     all_.push_back(ahead);
   }
 
-  /// Gives back what was begun last; false when there is nothing.
+  /// Gives back what was begun last; false if there is nothing.
   bool give_one_back(batch_turn which) {
     std::vector<std::weak_ptr<read_ahead>> all;
     {

@@ -14,7 +14,7 @@ using clock = std::chrono::steady_clock;
 
 constexpr auto between_looks = std::chrono::milliseconds(20);
 
-/// Most of what is waited for here comes sooner than a thread that sleeps is woken.
+/// Most waits here are shorter than waking a sleeping thread takes.
 template <class Condition>
 void wait_awake_for(Condition condition) {
   const auto until = clock::now() + std::chrono::microseconds(50);
@@ -28,7 +28,7 @@ worker_pool::worker_pool(std::size_t threads) {
   try {
     for (std::size_t i = 0; i < threads || i == 0; ++i) threads_.emplace_back([this] { serve(); });
   } catch (const std::system_error& refused) {
-    // Fewer threads than asked for are slower, and no reason to fail; none at all is.
+    // Fewer threads than asked for are slower, but no reason to fail; no thread at all is one.
     if (threads_.empty())
       throw std::system_error(refused.code(),
                               "No thread can be started to read with (limits: ulimit -u, and the memory)");
@@ -74,8 +74,8 @@ void worker_pool::serve() {
 
 namespace {
 
-/// One call of run(): what its caller and the threads that help it share. Helpers may come too late, when
-/// the call is over and its work not there any more: then nothing is left to do.
+/// One call of run(): what its caller and the helping threads share. A helper may come too late, when the
+/// call is over and its work no longer exists: then nothing is left to do.
 class shared_work {
  public:
   shared_work(std::size_t count, const std::function<void(std::size_t)>& work)
@@ -109,7 +109,7 @@ class shared_work {
     failed_ = true;
   }
 
-  /// Whether all helpers are done, after waiting for it so long.
+  /// Whether all helpers are done, after waiting up to `longest` for them.
   bool is_over_within(std::chrono::milliseconds longest) {
     wait_awake_for([this] { return helpers_ == 0; });
     std::unique_lock lock(mutex_);
@@ -171,7 +171,7 @@ void worker_pool::run(std::size_t count, std::size_t workers, const std::functio
   for (std::size_t i = 1; i < used; ++i) try {
       add([shared] { shared->help(); });
     } catch (...) {
-      break;  // fewer are slower, and no reason to fail
+      break;  // fewer are slower, but no reason to fail
     }
   const auto look_now = [&] {
     if (!look || shared->failed()) return;

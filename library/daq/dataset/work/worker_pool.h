@@ -17,7 +17,7 @@ namespace ravo::detail {
 class worker_pool {
  public:
   explicit worker_pool(std::size_t threads);
-  /// Waits for the tasks that run; those that wait are dropped.
+  /// Waits for the running tasks; those that still wait are dropped.
   ~worker_pool();
   worker_pool(const worker_pool&) = delete;
   worker_pool& operator=(const worker_pool&) = delete;
@@ -27,8 +27,8 @@ class worker_pool {
 
   /// Runs `work(i)` for i from 0 to `count` - 1, here and on other threads, on up to `workers` altogether,
   /// and waits for all of them. The first exception ends the others' work and is thrown here. `look` is
-  /// called here now and then, between two pieces of work; it may throw. While another thread runs
-  /// something this waits for its turn: two that both began would have half of the memory each.
+  /// called here now and then, between two pieces of work; it may throw. While another thread is in run()
+  /// this waits for its turn: two at a time would have half of the memory each.
   void run(std::size_t count, std::size_t workers, const std::function<void(std::size_t)>& work,
            const std::function<void()>& look = {});
 
@@ -40,10 +40,10 @@ class worker_pool {
   std::condition_variable wake_;
   std::deque<std::function<void()>> tasks_;
   bool ended_ = false;
-  std::atomic<std::size_t> waiting_{0};  ///< tasks, for who does not hold the lock
+  std::atomic<std::size_t> waiting_{0};  ///< tasks, for readers without the lock
   std::condition_variable turn_;
-  std::thread::id runner_;  ///< who runs something
-  std::size_t runs_ = 0;    ///< of the runner: what looks may run something itself
+  std::thread::id runner_;  ///< the thread that is in run()
+  std::size_t runs_ = 0;    ///< of the runner, since `look` may call run() itself
   std::vector<std::thread> threads_;
 };
 
