@@ -74,7 +74,7 @@ channel_ledger& read_ledger::of(const std::string& channel) {
 
 namespace {
 
-/// Adds what a list does not have yet.
+/// Adds the elements that a list does not have yet.
 template <class Element, class Same>
 void add_new_ones(std::vector<Element>& list, const std::vector<Element>& others, Same is_the_same) {
   for (const Element& other : others)
@@ -90,12 +90,12 @@ void read_ledger::add(const read_ledger& other) {
   std::vector<first_of_cause> firsts;  // causes that are new to a channel
   for (std::size_t place = 0; place < other.channels.size(); ++place) {
     const channel_ledger& from = other.channels[place];
-    // Accounts of one dataset have its channels in one order: a search for each would be quadratic.
+    // Ledgers of one dataset have its channels in the same order: a search for each would be quadratic.
     const bool is_in_place = place < channels.size() && channels[place].channel == from.channel;
     channel_ledger& to = is_in_place ? channels[place] : of(from.channel);
     for (std::size_t i = 0; i < missing_cause_count; ++i)
       if (to.missing[i] == 0 && from.missing[i] != 0) firsts.emplace_back(from.channel, i);
-    // From here on nothing fails: memory that runs out leaves no channel out of balance.
+    // Nothing below can fail, so that no channel is left unbalanced when memory runs out.
     to.expected += from.expected;
     to.delivered += from.delivered;
     for (std::size_t i = 0; i < missing_cause_count; ++i) to.missing[i] += from.missing[i];

@@ -11,12 +11,12 @@ namespace ravo::detail {
 
 namespace {
 
-// Measured on one core of a current machine: what inflating makes, what copying and swapping moves.
+// Measured on one core of a current machine: bytes that inflating produces, that copying and swapping move.
 constexpr double inflated_bytes_a_second = 400e6;
 constexpr double moved_bytes_a_second = 2e9;
-// More heads would tell little more, and each costs a page of the file.
+// More heads would make it little better, and each costs a page of the file.
 constexpr std::size_t looked_at_in_segment = 8;
-// What a column has and needs for each of its rows beside the values.
+// Bytes that a column needs for each of its rows beside the values.
 constexpr std::size_t bytes_of_row = 64;
 
 struct sampled {
@@ -77,7 +77,7 @@ class planner {
     }
   }
 
-  /// The head of a block tells what it will be.
+  /// The head of a block says how large it will be.
   void look_at(const segment& part, std::size_t channel, entry where) {
     constexpr std::uint32_t enough = 512;  // for the heads of either generation
     if (where.status != value_status::ok) return;
@@ -123,8 +123,8 @@ class planner {
     const std::uint64_t windows = threads * 2 * std::max<std::uint64_t>(largest_window, largest_);
     plan_.peak_bytes_of_columns =
         std::min<std::uint64_t>(largest_column + windows + index_bytes_, state_.memory.limit());
-    // Batches are cut by stored bytes, before it is known what they will be; memory that is used again may
-    // be twice as large as what it is used for.
+    // Batches are cut by stored bytes, before their decoded size is known; a buffer that is used again may
+    // be twice as large as needed.
     const std::uint64_t of_event = plan_.events == 0 ? 0 : plan_.decoded_bytes / plan_.events;
     const std::uint64_t of_batch = largest_batch * std::max<std::uint64_t>(of_stored_byte, 4);
     const std::uint64_t ahead = (threads * 2 + 2) * (of_batch + of_event);

@@ -1,4 +1,4 @@
-// What a reading will take, from the tables and the heads of some blocks.
+// What a reading will take, estimated from the tables and the heads of some blocks.
 #ifndef RAVO_DATASET_PLANNING_H
 #define RAVO_DATASET_PLANNING_H
 
