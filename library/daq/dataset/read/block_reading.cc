@@ -32,7 +32,7 @@ value_status status_of(const decoded_payload& result, const stored_payload& payl
   }
 }
 
-/// Where a block says that it ends; 0 when it says nothing that can be followed.
+/// Where a block says that it ends; 0 if what it says makes no sense.
 template <class G>
 std::uint64_t stated_end(const typename G::subhead& head, const stored_payload& payload,
                          const entry& where) {
@@ -52,8 +52,8 @@ std::uint64_t stated_end(const typename G::subhead& head, const stored_payload& 
   return 0;
 }
 
-/// What the name in a block says of it: misdirected when it is another channel's. The front end may know
-/// the channel by a name of its own.
+/// The status that follows from the name in a block: misdirected if it is another channel's. The front end
+/// may use a name of its own for the channel.
 template <class G>
 value_status status_of_name(const block_source_file& source, const typename G::subhead& head) {
   const bool bears_its_name = std::strncmp(head.chname, source.channel, sizeof head.chname - 1) == 0;
@@ -69,8 +69,8 @@ bool is_excluded(std::uint32_t mask, std::int32_t dtype) {
   return mask != 0 && type < 32 && (mask >> type & 1u) == 0;
 }
 
-/// The value of an update or a reading stands right behind its subheader, and inside its block: elsewhere
-/// there are other values, which are as good to look at.
+/// The value of an update or an environment reading lies directly after its subheader, and inside its
+/// block: elsewhere lie other values, which look just as valid.
 template <class G>
 bool is_elsewhere(const stored_payload& payload, const typename G::subhead& head, const entry& where) {
   const bool is_update = payload.form == stored_form::update;
@@ -80,7 +80,7 @@ bool is_elsewhere(const stored_payload& payload, const typename G::subhead& head
          head.ldata < static_cast<std::int32_t>(sizeof head + size);
 }
 
-/// `needed_end`: where the block ends when it does not end in the part.
+/// `needed_end`: where the block ends if it does not end within the part.
 template <class G>
 found_block find_block(const block_source_file& source, const file_part& part, const entry& where,
                        std::uint64_t& needed_end) {
@@ -141,8 +141,8 @@ decoded_payload decode_as(const found_block& block, const char* channel, unsigne
   return decode_payload<G>(block.payload, head, channel, into, nullptr);
 }
 
-/// The block has no name: that of a member is longer than that of its channel, and may not fit into a
-/// block of the older generation, and nobody sees it here.
+/// The block gets no name: a member's name is longer than its channel's and may not fit into a block of the
+/// older generation, and it is not used here.
 template <class G>
 bool cut(int member, unsigned char* data, std::size_t room, std::size_t& length, std::int32_t& type) {
   using subhead = typename G::subhead;
@@ -228,7 +228,7 @@ void read_window(const block_source_file& source, const std::vector<entry>& bloc
 
 namespace {
 
-// Sizes as the decoder would find them, with the whole block in sight: no more than its place can hold.
+// Sizes as the decoder would find them in the whole block: no more than its place can hold.
 template <class G>
 block_head head_of(const file_part& part, const entry& where) {
   block_head told;
@@ -264,20 +264,20 @@ value_status inflate(const found_block& block, unsigned char* into) {
 
 namespace {
 
-/// Leaves the member of decoded data: of the whole block, whose length and type become those of the member.
+/// Replaces decoded data by one member of it; length and type become those of the member.
 bool cut_member(const block_source_file& source, int member, unsigned char* data, std::size_t room,
                 std::size_t& length, std::int32_t& type) {
   if (member < 0) return true;
   const byte_view whole(data, length, word_order::host);
   if (!find_item(type, whole, member)) return false;
-  // Only a block of several members is another block than each of them.
+  // A block of a single member is that member already.
   const std::optional<item> all = find_item(type, whole, -1);
   if (all && all->is_one_member()) return true;
   return source.is_current() ? cut<raw_format_2010>(member, data, room, length, type)
                              : cut<raw_format_2009>(member, data, room, length, type);
 }
 
-/// By how many bytes a member that was cut out may be longer than its block: a profile of a region of
+/// The most bytes by which a member that was cut out may be longer than its block: a profile of a region of
 /// interest gets the head of a spectrum, and in the older generation a mean.
 constexpr std::size_t cut_excess =
     std::max(sizeof(ravo_spect_head_2010), sizeof(ravo_spect_head) + sizeof(float));

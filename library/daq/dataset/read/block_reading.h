@@ -1,5 +1,5 @@
 // From entries to decoded bytes: reads the stored blocks of one channel of one file in large pieces, finds
-// each with the one decoder, and says what became of it as a status.
+// each with the one decoder, and gives its outcome as a status.
 #ifndef RAVO_DATASET_BLOCK_READING_H
 #define RAVO_DATASET_BLOCK_READING_H
 
@@ -40,8 +40,8 @@ struct block_source_file {
 };
 
 /// Bytes of the window that reads `blocks` from `first` on, and how many of them it holds: blocks that lie
-/// one behind another are read together, up to `most` bytes or one block. Of a block whose place is larger
-/// than `largest_block` only the head is read, which says whether the block is.
+/// back to back are read together, up to `most` bytes or one block. Of a block whose place is larger than
+/// `largest_block` only the head is read, which says whether the block itself is too large.
 struct block_window {
   std::uint64_t offset = 0;
   std::size_t bytes = 0;
@@ -51,21 +51,21 @@ inline constexpr std::size_t largest_window = std::size_t{1} << 18;
 block_window next_window(const std::vector<entry>& blocks, std::size_t first, std::size_t most,
                          std::uint64_t largest_block);
 
-/// Where windows are read to, and blocks that are longer than their place.
+/// The buffers for windows, and for blocks that are longer than their place.
 struct read_buffers {
   pooled_buffer window;
   pooled_buffer block;
 };
 
-/// Reads a window into `buffers.window`, which has room for it, finds its blocks and hands each over, with
+/// Reads a window into `buffers.window`, which has room for it, finds its blocks and passes each on, with
 /// its position in `blocks`. A block that says that it is longer than its place is read again by itself:
-/// `fit_block` makes `buffers.block` large enough. What is handed over is valid during the call.
+/// `fit_block` makes `buffers.block` large enough. What is passed on is valid during the call.
 void read_window(const block_source_file& source, const std::vector<entry>& blocks, std::size_t first,
                  const block_window& window, const read_buffers& buffers,
                  const std::function<void(std::size_t)>& fit_block,
                  const std::function<void(std::size_t, const found_block&)>& take);
 
-/// What the head of a block says of it; `part` needs to hold no more than that.
+/// What the head of a block says of it; `part` needs to hold the head only.
 struct block_head {
   bool is_known = false;
   bool is_compressed = false;
@@ -75,9 +75,9 @@ block_head look_at_head(const block_source_file& source, const file_part& part, 
 
 /// Inflates a compressed block into `payload.room` bytes, in file order. ok, or why not.
 value_status inflate(const found_block& block, unsigned char* into);
-/// Decodes a block, in host order, and leaves of it the member that was asked for, -1 for all of it:
-/// however the block is stored, and whatever the classic readers would hand over. `into` has decoded_room()
-/// bytes.
+/// Decodes a block, in host order, and keeps the requested member of it, -1 for all of it:
+/// however the block is stored, and whatever the classic readers would return. `into` has
+/// decoded_room() bytes.
 struct decoded_value {
   value_status status = value_status::ok;
   std::size_t length = 0;  ///< bytes

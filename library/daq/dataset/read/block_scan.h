@@ -1,5 +1,5 @@
 // Reads the stored blocks of one channel in windows of its files, with memory for them: for columns, for
-// batches of events and for what looks at a few blocks only.
+// batches of events, and for code that needs only a few blocks.
 #ifndef RAVO_DATASET_BLOCK_SCAN_H
 #define RAVO_DATASET_BLOCK_SCAN_H
 
@@ -19,7 +19,7 @@
 
 namespace ravo::detail {
 
-/// The most bytes that are read in one piece: fewer where there is little memory.
+/// The most bytes that are read in one piece: fewer if the memory limit is low.
 inline std::size_t window_bytes(const memory_budget& memory) {
   return std::clamp<std::size_t>(memory.limit() / 16, 64 * 1024, largest_window);
 }
@@ -28,10 +28,10 @@ inline std::size_t window_bytes(const memory_budget& memory) {
 block_source_file source_of(dataset_state& state, const segment& part, std::size_t channel,
                             std::uint32_t file, std::shared_ptr<const open_file>& opened);
 
-/// What one thread needs to read and decode blocks. Its buffers are of the budget's pool.
+/// What one thread needs to read and decode blocks. Its buffers come from the budget's pool.
 class block_memory {
  public:
-  /// `what` is named where the memory limit is too small.
+  /// `what` is named in the message if the memory limit is too small.
   block_memory(memory_budget& memory, std::string what, on_full how)
       : memory_(memory), what_(std::move(what)), how_(how) {}
 
@@ -42,8 +42,8 @@ class block_memory {
   const read_buffers& buffers() const { return read_; }
   memory_budget& budget() const { return memory_; }
 
-  /// Whether to wait where there is no room for a buffer. Who waits gives back first what decoded blocks
-  /// had.
+  /// Whether to wait if there is no room for a buffer. Before it waits, the memory of decoded blocks is
+  /// given back.
   on_full how() const { return how_; }
   void set_how(on_full how) { how_ = how; }
 

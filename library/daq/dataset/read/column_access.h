@@ -1,4 +1,4 @@
-// The inner members of a column, for what makes one.
+// Access to the private members of a column, for the code that makes one.
 #ifndef RAVO_DATASET_COLUMN_ACCESS_H
 #define RAVO_DATASET_COLUMN_ACCESS_H
 

@@ -52,8 +52,8 @@ class planner {
     plan_.memory->tables.push_back(state_.reserve(bytes, what + plan_.column.channel));
   }
 
-  /// For the arrays of the column that have an element a row, and for the lists by which it is read: twice,
-  /// as they grow.
+  /// Reserves memory for the column's arrays with one element per row, and for the lists by which it is
+  /// read: twice, since they grow.
   void reserve_rows(std::size_t rows) {
     const std::size_t most = rows / state_.wanted.step + 1;
     constexpr std::size_t of_column = sizeof(std::uint32_t) + sizeof(time_stamp) + 2 * sizeof(value_status);
@@ -63,13 +63,13 @@ class planner {
     reserve(2 * most * (of_column + of_lists + of_held), "The rows of the column ");
   }
 
-  /// For what is counted beside the rows of a segment, while the list grows.
+  /// Reserves memory for what is counted beside the rows of a segment, while the list grows.
   void reserve_extras(const segment& part) {
     const std::size_t most = aligned_in(part).duplicates.size() + missing_cause_count;
     reserve(2 * most * sizeof(column_access::beside_row), "What is missing of the column ");
   }
 
-  /// The rows of the events that the channel has.
+  /// Adds the rows of the events that the channel has.
   void add_recorded_rows(std::size_t number, const segment& part, std::size_t& ordinal) {
     const aligned_channel& aligned = aligned_in(part);
     reserve_rows(std::min(part.selected.size(), aligned.entries.size()));
@@ -105,7 +105,7 @@ class planner {
     return plan_.column.numbers.size() - 1;
   }
 
-  /// A row for an event, whether the channel has it, holds a value, or has nothing.
+  /// Adds a row for an event, whether the channel has it, holds a value, or has nothing.
   void add_row_of_event(std::size_t number, const std::shared_ptr<const segment>& part,
                         std::uint32_t event) {
     record_duplicates(*part, event);
@@ -133,7 +133,7 @@ class planner {
     plan_.lists.back().row.push_back(row);
   }
 
-  /// Has the entry that was to be read for a row that holds it read for the row that it belongs to: there
+  /// An entry that was to be read for a row that holds it is now read for the row that it belongs to, where
   /// it counts.
   void read_for(std::uint64_t own_row) {
     const std::uint64_t holding = std::exchange(last_read_->row, own_row);
@@ -143,7 +143,7 @@ class planner {
     plan_.copies.push_back({holding, own_row});
   }
 
-  /// The further entries that the channel has of an event.
+  /// Records the further entries that the channel has of an event.
   void record_duplicates(const segment& part, std::uint32_t event) {
     const aligned_channel& aligned = aligned_in(part);
     const auto [first, last] =
@@ -157,7 +157,7 @@ class planner {
     });
   }
 
-  /// What `record` adds to the ledger belongs to no row: it is noted where the next row will be.
+  /// What `record` adds to the ledger belongs to no row: it is noted at the position of the next row.
   void count_beside_rows(const std::function<void()>& record) {
     const std::uint64_t row = plan_.column.numbers.size();
     const std::size_t listed = ledger_.values.size();
@@ -169,7 +169,7 @@ class planner {
         column_access::beside_rows(plan_.column).push_back({row, more, static_cast<missing_cause>(i)});
   }
 
-  /// The entry that is read last so far, and the row that it is read for.
+  /// The last entry that is to be read so far, and the row that it is read for.
   struct read_entry {
     std::pair<std::size_t, std::uint32_t> where;  ///< segment, and place among the channel's entries
     std::uint64_t row;

@@ -31,12 +31,12 @@ struct column_plan {
   int member = -1;
   std::vector<block_list> lists;
   std::vector<row_copy> copies;
-  /// With its rows, and of each the status that it will have if its block can be read; without values.
+  /// With its rows, and the status that each will have if its block can be read; without values.
   column_data column;
   std::shared_ptr<kept_memory> memory;  ///< goes with the column
 };
 
-/// Aligns the selection. What is missing of no row is recorded in `ledger`, whose one channel it is.
+/// Aligns the selection. What is missing and belongs to no row goes to `ledger`, whose only channel it is.
 column_plan make_plan(const std::shared_ptr<dataset_state>& state, std::size_t channel, column_rows rows,
                       read_ledger& ledger);
 

@@ -14,8 +14,8 @@
 namespace ravo::detail {
 namespace {
 
-/// The ledger of a reading of one channel. However the reading ends, the dataset's ledger has what was
-/// read.
+/// The ledger of a reading of one channel. However the reading ends, what was read gets into the dataset's
+/// ledger.
 class column_ledger {
  public:
   column_ledger(dataset_state& state, std::size_t channel)
@@ -173,7 +173,7 @@ class column_reading {
 
 column_layout layout_of_column(const std::shared_ptr<dataset_state>& state, std::size_t channel,
                                column_rows rows) {
-  read_ledger ledger = state->ledgers.open();  // nothing is read: it is not kept
+  read_ledger ledger = state->ledgers.open();  // nothing is read, so it is dropped
   ledger.channels.emplace_back().channel = state->channels[channel].label;
   const column_plan plan = make_plan(state, channel, rows, ledger);
   first_blocks first(*state, plan);

@@ -1,5 +1,5 @@
-// Reads one column: which rows it has, what their values look like, and then all of them by all threads,
-// each block straight to its place.
+// Reads one column: finds its rows and the layout of their values, and then reads all of them with all
+// threads, each block directly to its place.
 #ifndef RAVO_DATASET_COLUMN_READER_H
 #define RAVO_DATASET_COLUMN_READER_H
 

@@ -29,8 +29,8 @@ column_scan::column_scan(dataset_state& state, const column_plan& plan, read_led
 
 // ---- chunks
 
-/// Every chunk is a part of what is left, so that they become small at the end, where the other workers
-/// would have to wait for one that has just begun a large one.
+/// Every chunk is a fixed part of what is left. So chunks become small towards the end, where all workers
+/// would have to wait for one that has just begun a large chunk.
 void column_scan::cut_into_chunks() {
   constexpr std::size_t most_rows = 8192;
   constexpr std::uint64_t least = 32 * 1024;
@@ -41,8 +41,8 @@ void column_scan::cut_into_chunks() {
     for (const std::uint32_t index : list.index)
       stored_ += part->channels[plan_.channel].entries[index].stored;
   }
-  // From `most` down to `least`, no more than `pieces` of each size until half as much is left; while they
-  // are cut the list grows.
+  // Chunks go from `most` bytes down to `least`, with no more than `pieces` of each size until half as much
+  // is left; the list grows meanwhile.
   const std::uint64_t sizes = std::bit_width(most / least) + 1;
   const std::uint64_t count =
       plan_.lists.size() + stored_ / most + pieces * sizes + plan_.column.layout.rows / most_rows;
@@ -98,7 +98,7 @@ void column_scan::for_each_chunk(const chunk_reader& read, const std::function<b
   done_ = 0;
   state_.pool.run(chunks_.size(), state_.pool.size(), read_one, look);
   free_.clear();
-  state_.check_stop();  // who saw it among the last chunks left blocks unread, and nobody looked again
+  state_.check_stop();  // a stop during the last chunks left blocks unread
   if (!is_over()) progress_.tell(done_);
 }
 
@@ -114,7 +114,7 @@ void column_scan::read_in_turn(std::size_t number, on_full how, const chunk_read
     block_memory memory(state_.memory, what_, how);
     return read(number, *part, memory);
   }
-  // Before the buffers, which whoever aligns it may need.
+  // Before the buffers, since aligning may need their memory.
   const auto part = state_.timeline.get(of_segment, how);
   auto memory = take_memory();
   read(number, *part, *memory);
@@ -131,7 +131,7 @@ std::unique_ptr<block_memory> column_scan::take_memory() {
 
 void column_scan::give(std::unique_ptr<block_memory> memory) {
   memory->set_how(on_full::refuse);
-  const std::lock_guard lock(mutex_);  // who waits has counted itself before it clears the list
+  const std::lock_guard lock(mutex_);  // a worker that waits counts itself before it clears the list
   if (!turn_.is_waited_for()) free_.push_back(std::move(memory));
 }
 
@@ -145,7 +145,7 @@ void column_scan::read(std::span<column_sink* const> sinks, std::vector<value_st
                  [&] { return sinks.back()->has_given_up(); });
 }
 
-/// The reading of one chunk: what the sinks make of it, and what becomes of its rows.
+/// The reading of one chunk: what the sinks make of it, and the statuses of its rows.
 class column_scan::chunk_reading {
  public:
   chunk_reading(column_scan& scan, std::size_t number, const segment& part, block_memory& memory,

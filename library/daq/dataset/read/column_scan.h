@@ -1,6 +1,6 @@
-// Reads all blocks of a column by several threads, in chunks, and gives each to a sink; counts what becomes
-// of them. Of the workers that have no room one at a time waits for it, and the others give up what they
-// have.
+// Reads all blocks of a column with several threads, in chunks, and passes each to a sink; counts their
+// outcomes. Of the workers that have no room one at a time waits for it, and the others give up the memory
+// that they have.
 #ifndef RAVO_DATASET_COLUMN_SCAN_H
 #define RAVO_DATASET_COLUMN_SCAN_H
 
@@ -24,7 +24,7 @@ namespace ravo::detail {
 struct column_block {
   std::uint64_t row;
   std::uint64_t ordinal;  ///< grows from block to block
-  bool is_held;           ///< the row is another event's than the block
+  bool is_held;           ///< the block belongs to another event than the row
   const entry& where;
   const block_source_file& source;
   const found_block& found;
@@ -33,8 +33,8 @@ struct column_block {
 /// Takes the blocks of a column.
 class column_sink {
  public:
-  /// What comes of one chunk, taken by one worker. When the worker is refused memory it is dropped, and the
-  /// chunk is read again.
+  /// What a sink makes of one chunk, filled by one worker. If the worker is refused memory, it is dropped
+  /// and the chunk is read again.
   class chunk_part {
    public:
     virtual ~chunk_part() = default;
@@ -53,15 +53,15 @@ class column_sink {
   virtual bool has_given_up() const { return false; }
 };
 
-/// How far the reading has come of which a column is a part.
+/// The progress of the reading that a column is a part of.
 class column_progress {
  public:
-  /// `before`: what was read before this column; null where there is nothing else than the column.
+  /// `before`: what was read before this column; null if the reading is of this column only.
   column_progress(const dataset_options& options, read_progress* before)
       : options_(options), before_(before) {}
 
   void set_total(std::uint64_t bytes) { total_ = bytes; }
-  /// Tells it, and never less than before, also where blocks are read again.
+  /// Reports the progress, never less than before, even if blocks are read again.
   void tell(std::uint64_t done) const;
   /// Adds what was read to what was read before.
   void close(std::uint64_t done) {
@@ -85,8 +85,8 @@ class column_scan {
   /// Stored bytes that were read, of this pass over the blocks.
   std::uint64_t done_bytes() const { return done_; }
 
-  /// Gives every block to the sinks. What the last one says becomes of a row is its status, and counts.
-  /// `statuses` and the ledger begin anew. Ends early when the last one has given up.
+  /// Passes every block to the sinks. The status that the last sink returns is the row's, and is counted.
+  /// `statuses` and the ledger start afresh. Ends early when the last sink has given up.
   void read(std::span<column_sink* const> sinks, std::vector<value_status>& statuses);
   /// Visits every block, on several threads, and counts nothing.
   void visit(const std::function<void(const column_block&, block_memory&)>& visit);
@@ -126,7 +126,7 @@ class column_scan {
   std::vector<chunk> chunks_;
   std::uint64_t stored_ = 0;
   std::atomic<std::uint64_t> done_{0};
-  memory_turn turn_;  ///< of the workers to wait for memory; before mutex_
+  memory_turn turn_;  ///< of the workers to wait for memory; taken before mutex_
   std::mutex mutex_;  ///< guards what follows, and the ledger and the sinks' commits while workers run
   std::vector<std::unique_ptr<block_memory>> free_;
 };

@@ -8,8 +8,8 @@
 namespace ravo {
 namespace {
 
-// Multiply and fold: each input word reaches every bit of the state. It is to find damage and mistakes, not
-// to resist anybody who looks for two blocks of one digest.
+// Multiply and fold: each input word reaches every bit of the state. It has to find damage and mistakes,
+// not to resist a deliberate search for two blocks with the same digest.
 std::uint64_t fold(std::uint64_t a, std::uint64_t b) {
   __extension__ using wide = unsigned __int128;
   const wide product = static_cast<wide>(a) * b;

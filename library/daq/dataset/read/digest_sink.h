@@ -1,5 +1,5 @@
-// Makes the digest of a channel out of its blocks: of each block as events have it, whatever a column makes
-// of it.
+// Makes the digest of a channel from its blocks: each block counts as in events, whatever a column makes of
+// it.
 #ifndef RAVO_DATASET_DIGEST_SINK_H
 #define RAVO_DATASET_DIGEST_SINK_H
 

@@ -1,4 +1,4 @@
-// What programs see of the events that an detail::event_reader reads.
+// What programs see of the events that a detail::event_reader reads.
 #include "ravo_dataset/event.h"
 
 #include "read/event_reader.h"
@@ -29,7 +29,7 @@ event_range::iterator event_range::begin() {
 }
 
 void event_range::advance() {
-  current_.reset();  // before the next one is made: its memory may be needed
+  current_.reset();  // before the next one is made, which may need its memory
   current_ = reader_->next();
 }
 

@@ -10,7 +10,7 @@ namespace ravo::detail {
 unsigned char* block_arena::allocate(memory_budget& memory, std::size_t size) {
   const std::size_t rounded = (size + 15) & ~std::size_t{15};
   if (buffers_.empty() || rounded > buffers_.back().size() - used_) {
-    // Small batches stay small, large ones have few buffers.
+    // Small batches stay small, and large ones have few buffers.
     const std::size_t wanted =
         std::max(rounded, std::clamp<std::size_t>(total_, 4096, std::size_t{1} << 20));
     const std::size_t bytes = (wanted + 4095) & ~std::size_t{4095};

@@ -1,4 +1,4 @@
-// Some events that were decoded together, and the memory of their values. Fixed once it is made.
+// Some events that were decoded together, and the memory of their values. Constant once it is made.
 #ifndef RAVO_DATASET_EVENT_BATCH_H
 #define RAVO_DATASET_EVENT_BATCH_H
 
@@ -39,7 +39,7 @@ class event_batch {
   struct cell {
     static constexpr std::uint32_t none = 0xffffffffu;
     std::uint32_t block = none;
-    value_status status = value_status::not_recorded;  ///< ok stands for the block's own
+    value_status status = value_status::not_recorded;  ///< ok: the block's own counts
   };
 
   explicit event_batch(std::shared_ptr<dataset_state> state) : state_(std::move(state)) {}
@@ -53,7 +53,7 @@ class event_batch {
   }
   const block& block_at(std::uint32_t index) const { return blocks_[index]; }
 
-  /// An entry that a channel has of an event beside the one that is delivered.
+  /// A further entry that a channel has of an event, beside the one that is delivered.
   struct duplicate {
     std::size_t event;
     std::size_t channel;
@@ -65,7 +65,7 @@ class event_batch {
  private:
   friend class batch_decoder;
   std::shared_ptr<dataset_state> state_;  ///< first: the memory below belongs to its budget
-  reservation tables_;                    ///< for what follows but for the values
+  reservation tables_;                    ///< for what follows, except for the values
   std::vector<ravo_time_id> ids_;
   std::vector<cell> cells_;
   std::vector<block> blocks_;

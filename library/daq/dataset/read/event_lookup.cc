@@ -1,5 +1,5 @@
-// Single events, by number or by time: aligns the segments that may have them, and decodes that event
-// alone.
+// Single events, by number or by time: aligns the segments that may have them, and decodes only
+// that event.
 #include <algorithm>
 #include <cstdlib>
 
@@ -7,7 +7,7 @@
 
 namespace ravo::detail {
 
-/// The blocks of one event lie far apart, a channel here and a channel there.
+/// Announces the blocks of an event, which lie far apart in the file, channel by channel.
 void event_reader::expect_blocks(std::size_t segment, std::uint32_t number) try {
   const auto part = segment_to_read(segment);
   for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
@@ -17,7 +17,7 @@ void event_reader::expect_blocks(std::size_t segment, std::uint32_t number) try 
     if (const auto file = state_->opened.get(block.file)) file->expect(block.chhd, block.stored);
   }
 } catch (const memory_refused&) {
-  // It is found when it is read.
+  // The blocks are then found when they are read.
 }
 
 std::optional<event> event_reader::only(std::size_t segment, std::uint32_t number) {
@@ -28,7 +28,7 @@ std::optional<event> event_reader::only(std::size_t segment, std::uint32_t numbe
   return one;
 }
 
-/// What is asked for may have been in a file that is gone, or a part of it.
+/// The requested event, or a part of it, may have been in a file that is gone.
 void event_reader::account_gone_files(std::size_t segment, const detail::segment& part) {
   if (std::find(part.file_failed.begin(), part.file_failed.end(), true) != part.file_failed.end())
     account_left_out(segment, reading_extent::part);

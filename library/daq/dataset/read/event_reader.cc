@@ -38,7 +38,7 @@ event_reader::~event_reader() {
   try {
     settle();
   } catch (const std::exception&) {
-    // Who leaves early does not want to hear what is missing; the dataset's ledger has it.
+    // A reader that ends early does not report what is missing; the dataset's ledger has it.
   }
 }
 
@@ -50,11 +50,11 @@ void event_reader::settle() {
 
 // ---- which events, in which batches
 
-/// From the beginning again, where it threw on the way.
+/// Finds the first event. It starts from the beginning if an earlier call threw on the way.
 void event_reader::find_start() {
   const std::size_t step = state_->wanted.step;
   const std::size_t unlimited = std::numeric_limits<std::size_t>::max();
-  // Beyond all events, and far enough from the end of the numbers to be added to.
+  // Beyond all events, yet far enough from the largest number that sums do not overflow.
   const auto in_ordinals = [&](std::size_t events) {
     return std::min(events, unlimited / 4 / step) * step;
   };
@@ -65,7 +65,7 @@ void event_reader::find_start() {
     left_ = std::min(left_, ordinal_ < end ? (end - ordinal_ - 1) / stride_ + 1 : 0);
   if (state_->options.progress) total_bytes_ = count_stored_bytes(*state_, ordinal_, stride_, left_);
   if (!is_backward()) return;
-  // Backward begins at the last event of the slice, which only counting tells.
+  // Backward reading begins at the last event of the slice, which is found by counting.
   const std::size_t all = count_events(*state_);
   const std::size_t there = ordinal_ < all ? (all - ordinal_ - 1) / stride_ + 1 : 0;
   left_ = std::min(left_, there);
@@ -79,10 +79,10 @@ void event_reader::tell_progress() const {
   if (state_->options.progress) state_->options.progress({done_bytes_, total_bytes_});
 }
 
-/// To plan by. While there is something to read it waits for nobody's memory: whoever reads that is the one
-/// who could give it back. Then it throws memory_refused.
+/// The segment to plan batches from. While something is left to read this does not wait for memory, since
+/// only the reader itself could give it back by reading on: it throws memory_refused.
 std::shared_ptr<const segment> event_reader::segment_to_plan(std::size_t index) {
-  const bool is_first = ahead_.size() < 2 && !in_turn_;  // of those ahead one is the place of this plan
+  const bool is_first = ahead_.size() < 2 && !in_turn_;  // one of those ahead is the place of this plan
   return state_->timeline.get(index, is_first ? on_full::wait : on_full::refuse);
 }
 
@@ -91,7 +91,7 @@ std::size_t event_reader::selected_in(std::size_t index) {
   return known ? *known : segment_to_plan(index)->selected.size();
 }
 
-/// To read from at once: what was decoded ahead has to make room.
+/// The segment to read from at once: what was decoded ahead has to make room.
 std::shared_ptr<const segment> event_reader::segment_to_read(std::size_t index) {
   for (bool may_drop = true; may_drop; may_drop = drop_one_ahead()) {
     try {
@@ -102,7 +102,7 @@ std::shared_ptr<const segment> event_reader::segment_to_read(std::size_t index) 
   return state_->timeline.get(index, on_full::wait);
 }
 
-/// Moves to the segment that holds the next event; false when there is none.
+/// Moves to the segment that holds the next event; false if there is none.
 bool event_reader::enter_segment() {
   timeline& line = state_->timeline;
   if (is_backward()) {
@@ -125,12 +125,12 @@ bool event_reader::enter_segment() {
   return false;
 }
 
-/// What alignment left out of a segment, also of one that has no events: once.
+/// Records once what alignment could not assign to events of a segment, even if it has no events.
 void event_reader::account_left_out(std::size_t segment, reading_extent extent) {
   std::size_t& done = accounted_[segment];
   if (done == state_->channels.size() || !state_->timeline.may_have_events(segment)) return;
   const auto part = segment_to_plan(segment);
-  // One after the other: where one throws, those before it are not counted again.
+  // One by one: if a channel throws, those before it are not counted again.
   for (; done < state_->channels.size(); ++done)
     state_->ledgers.record_unaligned(ledger_, done, *part, done, extent);
 }
@@ -140,7 +140,7 @@ reading_extent event_reader::extent() const {
   return is_whole ? reading_extent::whole : reading_extent::part;
 }
 
-/// Backward, no event leads to the segments without events in front of the first one.
+/// Backward, no event leads to the segments without events before the first one.
 void event_reader::account_first_segments() {
   const bool is_from_the_first = options_.first == 0 && !options_.count;
   for (; is_backward() && is_from_the_first && segment_ > 0; --segment_)
@@ -168,9 +168,9 @@ batch_plan event_reader::plan_batch(const segment& part) {
   const std::size_t channels = std::max<std::size_t>(state_->channels.size(), 1);
   const std::size_t most = std::clamp<std::size_t>(batch_cells / channels, 1, batch_events);
   batch_plan plan;
-  plan.events.reserve(std::min(most, part.selected.size()));  // from here on nothing fails
+  plan.events.reserve(std::min(most, part.selected.size()));  // nothing below can fail
   plan.segment = segment_;
-  // As far as the batches so far tell, decoded ones take a small part of the memory too.
+  // Judging by the batches so far, decoded ones take a small part of the memory too.
   const auto fitting = static_cast<double>(state_->memory.limit()) / 32 / decoded_a_stored_byte_;
   const std::uint64_t batch_bytes = std::min(largest_batch, static_cast<std::uint64_t>(fitting));
   const auto has_room = [&] { return plan.events.size() < most && plan.stored_bytes < batch_bytes; };
@@ -193,7 +193,7 @@ batch_plan event_reader::plan_batch(const segment& part) {
 void event_reader::top_up() {
   const std::size_t most = state_->pool.size() * 2 + 1;
   while (ahead_.size() < most) {
-    // Its place first: once it is planned nothing may keep a batch from its turn.
+    // Its place comes first: once a batch is planned, nothing may keep it from its turn.
     const auto ahead = ahead_.emplace_back(std::make_shared<task>());
     bool is_planned = false;
     try {
@@ -202,7 +202,7 @@ void event_reader::top_up() {
         is_planned = true;
       }
     } catch (const memory_refused&) {
-      // It is planned when what is there has been read.
+      // It is planned after what is there has been read.
     } catch (...) {
       ahead_.pop_back();
       throw;
@@ -212,8 +212,8 @@ void event_reader::top_up() {
   }
 }
 
-/// So that the border between two files holds nobody up. What goes wrong here is told when the segment is
-/// used.
+/// Aligns the next segment in advance, so that crossing a file boundary does not stall. Errors show when
+/// the segment is used.
 void event_reader::align_ahead(std::size_t segment) {
   std::erase_if(aligning_, [](const std::shared_ptr<task>& one) {
     const std::lock_guard lock(one->mutex);
@@ -226,8 +226,8 @@ void event_reader::align_ahead(std::size_t segment) {
   start(ahead);
 }
 
-// The state is alive as long as the reader, which waits for its tasks: a task must not own it, since the
-// pool belongs to it.
+// The state lives as long as the reader, which waits for its tasks. A task must not own the state, since
+// the pool belongs to it.
 void event_reader::start(const std::shared_ptr<task>& ahead) {
   const std::shared_ptr<dataset_state>* const state = &state_;
   const auto set = [&ahead](progress now) {
@@ -277,10 +277,10 @@ void event_reader::list(const std::shared_ptr<task>& one) {
   one->is_listed = true;
 }
 
-// Whoever has a pointer of its own got it here, under the mutex, or from somebody who had: where there is
-// no other one now, there will be none.
+// Every other pointer to the batch was copied under the mutex, or from such a copy: if there is no other
+// pointer now, there will be none.
 bool event_reader::task::give_back(batch_turn which) {
-  std::shared_ptr<event_batch> dropped;  // it goes when nothing is locked any more
+  std::shared_ptr<event_batch> dropped;  // destroyed after the lock is released
   const std::lock_guard lock(mutex);
   if (!batch || turn != which || batch.use_count() > 1) return false;
   dropped = std::move(batch);
@@ -294,8 +294,8 @@ void event_reader::task::begin_turn(const std::shared_ptr<event_batch>& decoded)
   batch = decoded;
 }
 
-// The worker that decoded it may hold the task for a moment longer, and must not be the last one that holds
-// the batch: it would end the pool that it belongs to.
+// The worker that decoded it may hold the task for a moment longer, and must not be the last owner of the
+// batch: it would destroy the pool that it belongs to.
 void event_reader::task::end_turn() {
   const std::lock_guard lock(mutex);
   turn = batch_turn::later;
@@ -311,7 +311,7 @@ std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
   std::unique_lock lock(ahead.mutex);
   ahead.done.wait(lock, [&] { return ahead.state != progress::waiting; });
   if (ahead.failure) {
-    ahead.state = progress::no_memory;  // thrown once; whoever asks again has it decoded again
+    ahead.state = progress::no_memory;  // thrown once; the next request decodes it again
     std::rethrow_exception(std::exchange(ahead.failure, nullptr));
   }
   if (ahead.batch) return std::move(ahead.batch);
@@ -319,9 +319,9 @@ std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
   return decode_now(ahead.plan);
 }
 
-/// Its turn has come: what was decoded ahead has to make room, and then what others decoded.
+/// Decodes a batch whose turn has come: what was decoded ahead has to make room, then what others decoded.
 std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
-  const auto needed = segment_to_read(plan.segment);  // kept in use, so that it is not what is dropped
+  const auto needed = segment_to_read(plan.segment);  // kept in use, so that it is not dropped
   const auto decode = [&] {
     state_->check_stop();
     return decode_batch(state_, plan);
@@ -338,7 +338,7 @@ std::shared_ptr<event_batch> event_reader::decode_now(batch_plan& plan) {
                         " are in use; let go of events and columns, or raise the limit");
 }
 
-/// Leaves half of the first batch for the next turn; false when it is a single event.
+/// Leaves half of the first batch for the next turn; false if it is a single event.
 bool event_reader::split(batch_plan& plan) {
   if (plan.events.size() < 2) return false;
   auto rest = std::make_shared<task>();
@@ -349,7 +349,7 @@ bool event_reader::split(batch_plan& plan) {
   rest->plan.stored_bytes = plan.stored_bytes / plan.events.size() * second.size();
   rest->plan.events = std::move(second);
   const std::uint64_t put_off = rest->plan.stored_bytes;
-  if (!ahead_.empty()) ahead_.insert(ahead_.begin() + 1, std::move(rest));  // its own place is the first
+  if (!ahead_.empty()) ahead_.insert(ahead_.begin() + 1, std::move(rest));  // the first place is its own
   plan.events = std::move(first);
   plan.stored_bytes -= put_off;
   return true;
@@ -378,7 +378,7 @@ std::shared_ptr<event_batch> event_reader::batch_in_turn() {
 }
 
 /// Another reading needed the memory: what was not handed out yet is decoded again, in two halves, since
-/// the whole takes more than there is for one of several.
+/// all of it takes more than the memory for one of several readings.
 void event_reader::put_back_the_rest() {
   ahead_.push_front(in_turn_);
   batch_plan& plan = in_turn_->plan;
@@ -401,7 +401,7 @@ std::shared_ptr<event_batch> event_reader::next_batch() {
   place_ = 0;
   top_up();
   if (ahead_.empty()) return nullptr;
-  // It stays in its place until it is there: whatever it throws, reading goes on here.
+  // It stays in its place until it is decoded: whatever is thrown, reading continues here.
   const std::shared_ptr<task> first = ahead_.front();
   auto batch = take_batch(*first);
   ahead_.pop_front();
@@ -445,7 +445,7 @@ event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::siz
         state_->ledgers.record(ledger_, channel, channel, block.where, block.status);
     }
   };
-  // A strict policy throws at what is missing: then nothing of this event counts as delivered.
+  // A strict policy throws for a missing value: then nothing of this event counts as delivered.
   if (state_->options.damage.largest_missing_share <= 0) account(true);
   account(false);
   event one;

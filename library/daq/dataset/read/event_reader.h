@@ -1,6 +1,6 @@
 // Reads events in order: cuts the selection into batches, has the pool decode some of them ahead, and hands
-// the events out one by one. A batch for which there is no memory yet is decoded when its turn comes, and
-// one of which another reading of the dataset needs the memory is decoded again.
+// out the events one by one. A batch for which there is no memory yet is decoded when its turn comes. If
+// another reading of the dataset needs the memory of a batch, the batch is decoded again.
 #ifndef RAVO_DATASET_EVENT_READER_H
 #define RAVO_DATASET_EVENT_READER_H
 
@@ -33,9 +33,9 @@ class event_reader {
 
  private:
   enum class progress { waiting, decoded, no_memory, failed };
-  /// A batch that is decoded ahead, and then the one of which events are handed out. The worker and the
-  /// reader share it, and others may take the batch away as long as nobody holds it: whoever uses it has a
-  /// pointer of its own first.
+  /// A batch that is decoded ahead, and later the one whose events are handed out. The worker and the
+  /// reader share it, and others may take the batch away as long as nobody holds it: a user first copies
+  /// the pointer to it.
   struct task : read_ahead {
     bool give_back(batch_turn which) override;
     void begin_turn(const std::shared_ptr<event_batch>& decoded);
@@ -85,7 +85,7 @@ class event_reader {
   std::shared_ptr<dataset_state> state_;
   event_options options_;
   std::vector<std::size_t>
-      accounted_;  ///< by segment: channels of which is counted what alignment left out
+      accounted_;  ///< by segment: number of channels whose unaligned entries are counted
   read_ledger ledger_;
   bool is_settled_ = false;
 
@@ -100,11 +100,11 @@ class event_reader {
   std::deque<std::shared_ptr<task>> ahead_;
   std::vector<std::shared_ptr<task>>
       aligning_;                      ///< tasks without events: they align a segment ahead of use
-  std::shared_ptr<task> in_turn_;     ///< of which events are handed out
-  std::size_t place_ = 0;             ///< its events that were handed out
+  std::shared_ptr<task> in_turn_;     ///< whose events are handed out
+  std::size_t place_ = 0;             ///< how many of its events were handed out
   double decoded_a_stored_byte_ = 1;  ///< of the last batch
   std::uint64_t done_bytes_ = 0;
-  std::uint64_t total_bytes_ = 0;  ///< counted when somebody asks for progress
+  std::uint64_t total_bytes_ = 0;  ///< counted if progress is asked for
 };
 
 }  // namespace ravo::detail

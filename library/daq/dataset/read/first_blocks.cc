@@ -35,7 +35,7 @@ void first_blocks::find() {
     }
 }
 
-/// The first blocks, one for each thread, where all of them are large; else none.
+/// The first blocks, one for each thread, if all of them are large; else none.
 std::vector<first_blocks::place> first_blocks::large_ones() const {
   constexpr std::uint64_t large = std::uint64_t{64} << 10;
   std::vector<place> places;
@@ -50,8 +50,8 @@ std::vector<first_blocks::place> first_blocks::large_ones() const {
   return places;
 }
 
-// Of large blocks one takes long enough for the other workers to be missed: they decode the next ones
-// meanwhile. Blocks for which there is no room are left to those who may wait for it.
+// A large block takes long enough that the other workers should not be idle: they decode the next ones
+// meanwhile. Blocks for which there is no room are left to find(), which may wait for it.
 void first_blocks::find_with_all_threads() {
   const std::vector<place> places = large_ones();
   if (places.size() < 2) return find();
@@ -66,7 +66,7 @@ void first_blocks::find_with_all_threads() {
   state_.pool.run(places.size(), places.size(), read_one, [this] { state_.check_stop(); });
   state_.check_stop();
   for (const block& first : blocks_) {
-    if (first.memory == nullptr) break;  // it comes first, whatever its values are
+    if (first.memory == nullptr) break;  // it was not read, and may be the first readable one
     if (!first.value) continue;
     value_ = first.value;
     return;

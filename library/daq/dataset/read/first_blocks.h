@@ -18,7 +18,7 @@ namespace ravo::detail {
 
 class first_blocks {
  public:
-  /// A block that is inflated, and need not be inflated again.
+  /// A block that was inflated, and need not be inflated again.
   struct block {
     std::unique_ptr<block_memory> memory;  ///< holds the payload; null where there was no room for it
     byte_view payload{nullptr, 0, word_order::file};
@@ -28,19 +28,19 @@ class first_blocks {
 
   first_blocks(dataset_state& state, const column_plan& plan) : state_(state), plan_(plan) {}
 
-  /// Finds the first readable block, without more blocks than that takes.
+  /// Finds the first readable block, and reads no block after it.
   void find();
-  /// The same; of large blocks several at once.
+  /// The same; reads several large blocks at once.
   void find_with_all_threads();
 
   /// The first readable one; `nullopt` if there is none.
   const std::optional<item>& value() const { return value_; }
   /// What is kept of them.
   std::vector<block>& blocks() { return blocks_; }
-  /// Its payload; null where it is not kept.
+  /// Its payload; null if it is not kept.
   const block* first_readable() const;
 
-  /// Reserves memory for the column, before workers run: then only these blocks hold memory that could be
+  /// Reserves memory for the column before workers run, when only these blocks hold memory that could be
   /// given back.
   reservation reserve(std::size_t bytes, const std::string& what);
   void release() { blocks_.clear(); }

@@ -47,7 +47,7 @@ maybe_item find_in(const roi_parts& roi, int member) {
   return found;
 }
 
-/// Only a picture has a place for every pixel; anything else is what the camera sent, byte by byte.
+/// Only a picture has a place for every pixel; any other frame is the bytes that the camera sent.
 maybe_item find_in(const image_parts& image, int member) {
   if (member > 0) return std::nullopt;
   static_assert(image_view::most_bytes_per_pixel == image_parts::most_bytes_of_number);
@@ -108,7 +108,7 @@ maybe_item find_in(const text_part& text, int member) {
   return find_bytes(value_kind::text, text.length, member);
 }
 
-/// Records that nothing here looks into: bytes, in words of the machine.
+/// Records that are not parsed here: bytes, with words in host order.
 maybe_item find_in(const records_part& records, int member) {
   return find_bytes(value_kind::other, records.count * records.record_size, member);
 }
@@ -125,8 +125,8 @@ std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int 
 
 namespace {
 
-// Counts are values here: what bytes are written through might be a count anywhere else, and a loop that
-// looks again every time is not done in parallel.
+// The counts are passed by value: a pointer to bytes might alias a count, and a loop that reads it again
+// each time is not vectorised.
 void store_pixels_of_two_bytes(const unsigned char* bytes, std::size_t count, std::byte* into) {
   for (std::size_t i = 0; i < count; ++i) {
     std::uint16_t pixel;

@@ -1,6 +1,6 @@
 // The values inside a payload as it lies in the file: where they are, how many, of which type and shape,
-// and how they get into an array in host order. It reads file order directly, so that a column needs no
-// converted copy.
+// and how they are stored in an array in host order. It reads file order directly, so that a column needs
+// no converted copy.
 #ifndef RAVO_DATASET_ITEM_H
 #define RAVO_DATASET_ITEM_H
 
@@ -31,13 +31,13 @@ struct item {
   std::size_t time = 0;          ///< of an update: offset of its two words of time
   std::size_t first_record = 0;  ///< of name-value
 
-  /// Whether it is one member, and not several of which one could be chosen.
+  /// Whether it is a single member, rather than several of which one could be chosen.
   bool is_one_member() const { return shape[0] == 1; }
   /// An image without a place for every pixel, compressed or incomplete: the bytes that the camera sent.
   bool is_as_sent() const { return kind == value_kind::image && shape[1] == 0; }
 };
 
-/// The values of a payload of type `dtype` (low 16 bits), or of one member of it. Nothing when the payload
+/// The values of a payload of type `dtype` (low 16 bits), or of one member of it. `nullopt` if the payload
 /// cannot be what its type says, or has no such member.
 std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int member);
 

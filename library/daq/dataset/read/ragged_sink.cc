@@ -57,7 +57,7 @@ void ragged_sink::make_room(rows& of_chunk, std::size_t more) {
   const std::size_t needed = of_chunk.bytes.size() + more, had = of_chunk.bytes.capacity();
   if (needed <= had) return;
   const std::size_t wanted = std::max({needed, 2 * had, std::size_t{4096}});
-  // While it grows there are both.
+  // While it grows, the old memory and the new one are in use.
   grow(state_, of_chunk.reserved, wanted, "The rows of different shapes of " + column_.channel);
   of_chunk.bytes.reserve(wanted);
   of_chunk.reserved.shrink(of_chunk.reserved.bytes() - had);

@@ -37,7 +37,7 @@ bool has_names(const item& list, const byte_view& payload, const std::vector<std
 
 void record_union::add(const item& list, const byte_view& payload, std::uint64_t ordinal,
                        const std::function<void(std::size_t)>& take_memory) {
-  // The name here, in the column and in the list of the answer, and what a map has beside it.
+  // The name here, in the column and in the list that is returned, and what a map stores with it.
   constexpr std::size_t bytes_of_name = 512;
   occurrence_counter seen;
   for (std::size_t i = 0; i < list.elements; ++i) {
@@ -70,8 +70,8 @@ record_places::record_places(const std::vector<std::string>& names) : names_(nam
   for (std::size_t i = 0; i < names.size(); ++i) places_[names[i]].push_back(static_cast<std::uint32_t>(i));
 }
 
-// Lists mostly have their records in the order of the column: then the place after the last one is that of
-// the next one.
+// Most lists have their records in the order of the column: then the place of a record follows that of the
+// record before it.
 std::optional<std::vector<std::uint32_t>> record_places::of(const item& list,
                                                             const byte_view& payload) const {
   std::vector<std::uint32_t> found;

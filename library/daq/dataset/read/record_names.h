@@ -1,5 +1,5 @@
-// Which records the lists of a name-value channel have, all in all, and which place each record of a list
-// has among them: a column of such lists has a place for each name. A name that one list has twice is two
+// Which records the lists of a name-value channel have, taken together, and the place of each record of a
+// list among them: a column of such lists has a place for each name. A name that a list has twice makes two
 // records.
 #ifndef RAVO_DATASET_RECORD_NAMES_H
 #define RAVO_DATASET_RECORD_NAMES_H
@@ -22,11 +22,11 @@ std::string_view record_name(const item& list, const byte_view& payload, std::si
 /// Whether a list has these records in this order.
 bool has_names(const item& list, const byte_view& payload, const std::vector<std::string>& names);
 
-/// Gathers the records of lists that come in any order. Not for several threads at once.
+/// Collects the records of lists that come in any order. Not for several threads at once.
 class record_union {
  public:
-  /// Adds the records of the list that stands at `ordinal` among all. `take_memory` is called before an
-  /// amount of memory is used, and may throw.
+  /// Adds the records of the list at position `ordinal` among all. `take_memory` is called before memory is
+  /// used, with the amount, and may throw.
   void add(const item& list, const byte_view& payload, std::uint64_t ordinal,
            const std::function<void(std::size_t)>& take_memory);
   /// The names in the order in which the lists mention them, by ordinal and position.
@@ -38,11 +38,11 @@ class record_union {
   std::unordered_map<std::string, std::vector<mention>> mentions_;  ///< of each occurrence in one list
 };
 
-/// Finds the places of records among the names of a column. May be asked by several threads at once.
+/// Finds the places of records among the names of a column. May be used by several threads at once.
 class record_places {
  public:
   explicit record_places(const std::vector<std::string>& names);
-  /// The place of each record of a list; nothing when one of its names is not known.
+  /// The place of each record of a list; `nullopt` if one of its names is not known.
   std::optional<std::vector<std::uint32_t>> of(const item& list, const byte_view& payload) const;
 
  private:

@@ -22,7 +22,7 @@ column_records find_records(dataset_state& state, const column_plan& plan, first
       grow(state, records.reserved, bytes, "The names of records of " + plan.column.channel);
     });
   };
-  if (const auto* const block = first.first_readable()) {  // else there was no room to keep it
+  if (const auto* const block = first.first_readable()) {  // null: there was no room to keep it
     for (std::size_t i = 0; i < block->value->elements; ++i)
       of_first_list.emplace_back(record_name(*block->value, block->payload, i));
     add(*block->value, block->payload, 0);
@@ -51,7 +51,7 @@ record_sink::record_sink(dataset_state& state, column_plan& plan, first_blocks& 
       is_incomplete_(is_incomplete) {}
 
 /// A list with a name that the first pass over the blocks did not see does not fit the column: the file has
-/// changed, or the machine could not read the list then, which is no fault of the file's.
+/// changed, or the machine could not read the list then, which is not the file's fault.
 value_status record_sink::store(const item& list, const byte_view& payload, std::uint64_t row_of_list) {
   const std::size_t names = column_.record_names.size();
   auto* const values = reinterpret_cast<float*>(row(row_of_list));

@@ -4,7 +4,7 @@
 
 namespace ravo::detail {
 
-// As many at a time as the threads, unless memory is so short that they would wait for one another.
+// As many segments at a time as there are threads; fewer if memory is so short that they would wait.
 void visit_segments(dataset_state& state,
                     const std::function<bool(std::size_t, const std::shared_ptr<const segment>&)>& visit) {
   timeline& line = state.timeline;
@@ -18,7 +18,7 @@ void visit_segments(dataset_state& state,
       parts[i] = line.get(wave[i], on_full::wait);
     };
     if (wave.size() == 1)
-      align(0);  // here: the pool may be busy with another reading
+      align(0);  // on this thread: the pool may be busy with another reading
     else
       state.pool.run(wave.size(), state.pool.size(), align, [&] { state.check_stop(); });
     bool goes_on = true;

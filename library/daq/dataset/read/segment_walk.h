@@ -1,4 +1,4 @@
-// The segments of a selection one after the other, and what is counted on the way.
+// Walks over the segments of a selection in order, and counts their events and bytes.
 #ifndef RAVO_DATASET_SEGMENT_WALK_H
 #define RAVO_DATASET_SEGMENT_WALK_H
 
@@ -11,19 +11,19 @@
 
 namespace ravo::detail {
 
-/// Visits the segments that may have events, in order, until `visit` says false; a few of them are aligned
-/// ahead by all threads.
+/// Visits the segments that may have events, in order, until `visit` returns false; a few of them are
+/// aligned ahead with all threads.
 void visit_segments(dataset_state& state,
                     const std::function<bool(std::size_t, const std::shared_ptr<const segment>&)>& visit);
 
-/// The events of the selection, whatever the step. Aligns the segments that were not yet, with all threads.
+/// The events of the selection, whatever the step. Aligns all that is not aligned yet, with all threads.
 std::size_t count_events(dataset_state& state);
 
 /// The numbers and times of the selection's events, every step-th and within its limit.
 std::vector<ravo_time_id> list_events(dataset_state& state);
 
-/// The stored bytes of the values of `count` selected events, from the one at `first` on every `stride`-th
-/// of all. Aligns as much of the selection as they are in.
+/// The stored bytes of the values of `count` selected events, from the one at `first` on every `stride`-th.
+/// Aligns the part of the selection that contains them.
 std::uint64_t count_stored_bytes(dataset_state& state, std::size_t first, std::size_t stride,
                                  std::size_t count);
 

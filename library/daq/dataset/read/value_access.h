@@ -1,4 +1,4 @@
-// How the dataset layer makes values; programs only look at them.
+// How the dataset layer makes values; programs can only read them.
 #ifndef RAVO_DATASET_VALUE_ACCESS_H
 #define RAVO_DATASET_VALUE_ACCESS_H
 
@@ -9,7 +9,7 @@ namespace ravo::detail {
 class value_access {
  public:
   static value make(value_status status, const ravo_time_id& id, std::int64_t age = 0);
-  /// The same value, as what is held at another event.
+  /// The same value, as it is held at another event.
   static value held(value of_other) {
     of_other.is_held_ = true;
     return of_other;

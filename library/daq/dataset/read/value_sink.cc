@@ -51,7 +51,7 @@ void row_extras::note(const item& value, const byte_view& payload, std::uint64_t
   if (value.kind == value_kind::spectrum || value.kind == value_kind::roi) note_axis(value, row);
 }
 
-/// Axes seldom change: they are recorded from the first one on that is another one than the first row's.
+/// Axes seldom change: they are recorded only once a row's axis differs from that of the first row.
 void row_extras::note_axis(const item& value, std::uint64_t row) {
   const spectrum_axis first{first_.start, first_.increment, first_.groups_increment, first_.y_start};
   const spectrum_axis its{value.start, value.increment, value.groups_increment, value.y_start};

@@ -1,4 +1,4 @@
-// Makes the values of a column out of its blocks: rows of one size, rows of different sizes, or lists of
+// Makes the values of a column from its blocks: rows of one size, rows of different sizes, or lists of
 // records by name. Each sink owns the memory of its values until it is finished.
 #ifndef RAVO_DATASET_VALUE_SINK_H
 #define RAVO_DATASET_VALUE_SINK_H
@@ -22,14 +22,14 @@
 
 namespace ravo::detail {
 
-/// Memory for a column, not filled; large ones in large pages, where there are any.
+/// Memory for a column, not initialised; large columns get huge pages if the system has them.
 std::shared_ptr<void> column_memory(std::size_t bytes);
 
-/// Adds to what workers keep until the column is done: nobody would give it back while they wait, so that
-/// only segments make room. Throws memory_exceeded, which names `what`.
+/// Adds to what workers keep until the column is done. None of it would come back during a wait, so only
+/// segments are dropped to make room. Throws memory_exceeded, which names `what`.
 void grow(dataset_state& state, reservation& reserved, std::size_t bytes, const std::string& what);
 
-/// What the rows of some kinds have beside their values: axes, and what updates say of themselves.
+/// What the rows of some kinds have beside their values: axes, and time and status of updates.
 class row_extras {
  public:
   row_extras(column_data& column, const item& first) : column_(column), first_(first) {}
@@ -59,7 +59,7 @@ class value_sink : public column_sink {
   virtual void finish() = 0;
 
  protected:
-  /// The value of a block that a row of this column can have; `nullopt` and why.
+  /// The value of a block, if a row of this column can have it; otherwise `nullopt`, and `status` says why.
   std::optional<item> value_of(const column_block& block, block_memory& memory, byte_view& payload,
                                value_status& status) const;
   bool is_of_this_column(const item& value) const;
@@ -85,7 +85,7 @@ class dense_sink : public value_sink {
 
   std::unique_ptr<chunk_part> begin(std::size_t chunk, std::size_t blocks, block_memory& memory) override;
   bool has(std::uint64_t row) const override;
-  /// Rows differ in size: they need a ragged_sink.
+  /// True if rows differ in size: they need a ragged_sink.
   bool has_given_up() const override { return is_irregular_; }
   void finish() override;
 
@@ -105,10 +105,10 @@ class dense_sink : public value_sink {
   std::shared_ptr<void> memory_;
   std::byte* values_ = nullptr;
   std::atomic<bool> is_irregular_{false};
-  std::vector<std::uint64_t> stored_rows_;  ///< whose values are there before the chunks are read
+  std::vector<std::uint64_t> stored_rows_;  ///< whose values are stored before the chunks are read
 };
 
-/// Rows of different sizes, which are put together in the end.
+/// Rows of different sizes, which are joined in the end.
 class ragged_sink : public value_sink {
  public:
   ragged_sink(dataset_state& state, column_plan& plan, const item& first, row_extras& extras,
@@ -119,7 +119,7 @@ class ragged_sink : public value_sink {
 
  private:
   class part;
-  /// The values of a chunk, before they are put together.
+  /// The values of a chunk, before they are joined.
   struct rows {
     std::vector<std::byte> bytes;
     std::vector<std::uint64_t> row;
@@ -139,7 +139,7 @@ class ragged_sink : public value_sink {
 /// The names of all records of a column's lists.
 struct column_records {
   std::vector<std::string> names;
-  /// Not all lists could be read for them.
+  /// Whether some lists could not be read for it.
   bool is_incomplete = false;
   reservation reserved;
 };

@@ -44,8 +44,8 @@ payload_shape shape_of(int type) {
 
 using byte_span = std::span<const std::byte>;
 
-/// The parts of a value if it is of their kind. Texts end with their field, whether they have a zero or
-/// not.
+/// The parts of a value if it is of their kind. A text ends with its field, with or
+/// without a zero.
 template <class Parts>
 std::optional<Parts> parts_of(const value& of) {
   const data_type* type = find_data_type(of.type());
@@ -101,7 +101,7 @@ spectrum_view view_of(const roi_parts& parts, byte_span bytes) {
 std::span<const float> spectrum_view::member(std::size_t index) const {
   if (index >= members) return {};
   const std::size_t each = samples * groups;
-  // Only the profiles of a region of interest differ in length: the second is what the first leaves.
+  // Only the profiles of a region of interest differ in length: the second is what follows the first.
   if (members == 2 && index == 1 && values.size() >= each) return values.subspan(each);
   if (each * (index + 1) > values.size()) return {};
   return values.subspan(index * each, each);
@@ -219,8 +219,8 @@ value view_of(const ravo_channel_entry_long& entry) {
 
 }  // namespace
 
-// The readers put a block's data right after its subheader, whose size is that of its generation. The
-// marker of the event header may be anything: it is out of the file.
+// The readers place a block's data directly after its subheader, whose size depends on its generation. The
+// marker of the event header may be anything: it comes from the file.
 value view_of_block(const ravo_channel_entry_long& entry) {
   const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
   const bool is_older = at.chhd != 0 && at.data - at.chhd == sizeof(ravo_serv_block_subhead);
