@@ -20,7 +20,7 @@ using name_set = std::set<std::string, std::less<>>;
 struct pattern {
   std::string text;
   int member = -1;
-  std::string member_name;  ///< where the member is called by its name
+  std::string member_name;  ///< if the pattern names the member
 };
 
 bool is_word(std::string_view text) {
@@ -29,7 +29,7 @@ bool is_word(std::string_view text) {
   });
 }
 
-/// Cuts ":n" or ":MEMBER" off.
+/// Cuts off ":n" or ":MEMBER".
 pattern read_pattern(const std::string& text, const name_set& names) {
   const std::size_t colon = text.rfind(':');
   if (colon == std::string::npos || names.contains(text)) return {text, -1, ""};

@@ -18,12 +18,12 @@ struct wanted_channel {
   bool operator==(const wanted_channel&) const = default;
 };
 
-/// The number of a member that a channel's pattern calls by name. Throws selection_error when it has no
-/// such one.
+/// Returns the number of a member that a channel's pattern calls by name. Throws selection_error if the
+/// channel has no such member.
 using member_finder = std::function<int(const std::string& channel, const std::string& member)>;
 
-/// The channels, in the order of the patterns and within one in that of the names, each once. No patterns:
-/// all. Throws selection_error for a pattern that nothing matches, with the names that are nearest to it.
+/// The matching channels, in the order of the patterns and within one in that of the names, each once. No
+/// patterns: all. Throws selection_error if nothing matches a pattern, and suggests the nearest names.
 std::vector<wanted_channel> match_channels(const std::vector<std::string>& patterns,
                                            const std::set<std::string, std::less<>>& names,
                                            const member_finder& find_member);

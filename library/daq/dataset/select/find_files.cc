@@ -20,7 +20,7 @@ namespace {
 
 void add_listed(const std::string& path, std::vector<std::string>& files) {
   if (!is_folder(path)) {
-    files.push_back(path);  // whether it can be read is told when it is opened
+    files.push_back(path);  // whether it can be read shows when it is opened
     return;
   }
   const std::vector<std::string> found = detail::raw_files_of(path);
@@ -28,7 +28,7 @@ void add_listed(const std::string& path, std::vector<std::string>& files) {
   files.insert(files.end(), found.begin(), found.end());
 }
 
-/// A name that all paths to a file share; the path itself where there is no file.
+/// One name for all paths to the same file; the path itself if there is no file.
 std::string one_name_of(const char* path) {
   const std::unique_ptr<char, decltype(&std::free)> resolved(uninterrupted::realpath(path), &std::free);
   if (!resolved && errno == ENOMEM) throw std::bad_alloc();
@@ -46,7 +46,7 @@ void sort_by_name(std::vector<std::string>& files) {
   files = std::move(sorted);
 }
 
-/// All files in the order of their names, each once.
+/// Sorts the files by name, and keeps each once.
 void sort_by_name(std::vector<found_file>& all) {
   std::map<std::string, found_file> by_path;
   std::vector<std::string> paths;
@@ -64,7 +64,7 @@ std::string why_nothing(const selection& wanted, const found_files& found) {
   return text;
 }
 
-/// A file that is listed under two runs is left out once.
+/// A file that two runs list counts once among the files that are left out.
 void drop_repeated(std::vector<refused_file>& left_out) {
   std::set<std::string> seen;
   std::erase_if(left_out, [&](const refused_file& one) { return !seen.insert(one.path).second; });

@@ -9,7 +9,7 @@ namespace {
 
 char folded(char letter) { return static_cast<char>(std::toupper(static_cast<unsigned char>(letter))); }
 
-// How many letters must be changed, put in or left out to make one word of the other, capitals alike.
+// The edit distance of two words: letters changed, inserted or removed; case does not count.
 std::size_t distance(std::string_view a, std::string_view b) {
   std::vector<std::size_t> row(b.size() + 1);
   for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
@@ -52,14 +52,14 @@ std::vector<std::string> near_names(std::string_view wanted, const std::vector<s
         std::string_view(name).substr(0, is_pattern ? wanted.size() : name.size());
     const std::size_t far = is_pattern ? distance(wanted, compared) : distance_of_name(wanted, name);
     const bool is_part = !is_pattern && wanted.size() > 2 && name.find(wanted) != std::string::npos;
-    // A word of which all letters have to be changed is not near, however short it is.
+    // A word whose letters all have to be changed is not near, however short it is.
     if ((far <= most && far < wanted.size()) || is_part) candidates.push_back({far, &name});
   }
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const candidate& a, const candidate& b) { return a.distance < b.distance; });
   std::vector<std::string> near;
   for (const candidate& one : candidates) {
-    // Beside a name that is almost right, one that is half right only confuses.
+    // Next to a name that is almost right, one that is half right only confuses.
     if (near.size() == 3 || one.distance > 2 * candidates.front().distance + 1) break;
     near.push_back(*one.name);
   }

@@ -28,23 +28,23 @@ paths folders_of(std::string_view list) {
   return folders;
 }
 
-/// Where files are looked for that are not where the catalogue has them.
+/// The folders to search for files that are not where the catalogue lists them.
 paths usual_folders() {
   const char* const list = std::getenv("RAVO_DAQ_DATA_PATH_LIST");
   return folders_of(list != nullptr ? list : default_data_path_list);
 }
 
-/// Whether the catalogue's answer has a file; its files are added to `files`.
+/// Adds the files of the catalogue's answer to `files`; returns whether there are any.
 bool add_files(const catalogue_answer& answer, paths& files) {
   const paths listed = answer.paths();
   files.insert(files.end(), listed.begin(), listed.end());
   return !listed.empty();
 }
 
-// Whether a file is complete is looked at here: the catalogue knows it as it was when it was built.
+// Whether a file is complete is checked here: the catalogue only knows its state at the time of building.
 constexpr int growing_files_too = 0;
 
-/// The answer to a request while it is put together.
+/// Builds the answer to a request.
 class request_answer {
  public:
   explicit request_answer(const selection& wanted) : wanted_(wanted), folders_(folders_of(wanted.data)) {}
@@ -61,7 +61,7 @@ class request_answer {
   // ---- runs
 
   void find_runs() {
-    // More runs than an archive has are a mistake, and no reason to fill the memory.
+    // More runs than any archive has are a mistake, and must not fill the memory.
     constexpr std::int64_t most_runs = 10'000'000;
     const int first = wanted_.runs->first, last = std::max(first, wanted_.runs->last);
     if (first < 1 || std::int64_t{last} - first >= most_runs)
@@ -89,7 +89,7 @@ class request_answer {
     tell_of_runs(without, "no file is named for them");
   }
 
-  /// Marks the runs, of those from `first` to before `last` in the list, that a name has.
+  /// Marks the runs that occur in a name, among those from `first` to before `last` in the list.
   static void mark_runs(std::string_view name, const std::vector<int>& runs, std::size_t first,
                         std::size_t last, std::vector<bool>& marks) {
     if (first == last || !names_run(name, runs[first], runs[last - 1])) return;
@@ -102,7 +102,7 @@ class request_answer {
     mark_runs(name, runs, middle, last, marks);
   }
 
-  /// Adds the files that the catalogue has; the runs of which it has none.
+  /// Adds the files that the catalogue lists; returns the runs without files there.
   std::vector<int> ask_catalogue_for_runs(int first, int last, paths& files) {
     std::vector<int> without;
     const catalogue_problems damaged;
@@ -155,8 +155,8 @@ class request_answer {
     find_period_by_names();
   }
 
-  /// A file reaches from its own time to that of later ones, so that some before the period are taken too,
-  /// and one behind it; their event indexes then tell whether they have events of it.
+  /// A file reaches from its own time to that of later ones, so that some files before the period are taken
+  /// too, and one after it; their event indexes then show whether they have events of the period.
   void find_period_by_names() {
     constexpr std::ptrdiff_t taken_before = 16;
     std::vector<std::pair<std::uint32_t, std::string>> timed;
@@ -186,13 +186,13 @@ class request_answer {
     return time.timeup;
   }
 
-  /// The raw files of the data folders whose names have the experiment and a time, and fit.
+  /// The raw files of the data folders whose names have the experiment and a time, and that fit.
   template <class Fits>
   paths named_files(Fits fits) const {
     paths found;
     const paths folders = folders_.empty() ? paths{raw_format_2010::default_data_dir} : folders_;
     for (const std::string& folder : folders) {
-      // One of several that is not there is no reason to refuse the others.
+      // If one of several folders does not exist, the others are still used.
       if (!is_folder(folder)) continue;
       for (std::string& path : raw_files_of(folder)) {
         const std::string name(name_in_path(path));
@@ -209,8 +209,8 @@ class request_answer {
     if (!take_if_there(path, how)) leave_out(path, how, file_refusal::missing, "it is gone");
   }
 
-  /// A file of the catalogue: in the data folders that the selection names, or else where the catalogue has
-  /// it, or where files usually are.
+  /// Takes a file of the catalogue: in the data folders that the selection names, or else where the
+  /// catalogue lists it, or where files usually are.
   void take_catalogued(const std::string& path) {
     if (folders_.empty() && take_if_there(path, found_by::catalogue)) return;
     const std::string name(name_in_path(path));

@@ -1,5 +1,5 @@
-// The raw files of runs or of a period, by the rules of the readers' requests: the run catalogue is asked,
-// and what it cannot answer the names in the data folders tell. Quiet, where the readers print.
+// The raw files of runs or of a period, by the rules of the readers' requests: the run catalogue is asked
+// first, then the file names in the data folders. Prints nothing, unlike the readers.
 #ifndef RAVO_DATASET_REQUESTED_FILES_H
 #define RAVO_DATASET_REQUESTED_FILES_H
 
@@ -10,11 +10,11 @@
 
 namespace ravo::detail {
 
-/// The paths of the raw files in a folder. Throws selection_error for one that cannot be read as a whole:
-/// files of it would be missing without a word.
+/// The paths of the raw files in a folder. Throws selection_error if the folder cannot be read completely:
+/// files would be missing silently.
 std::vector<std::string> raw_files_of(const std::string& folder);
 
-/// As look_for_files(), in any order.
+/// Like look_for_files(), in any order.
 found_files requested_files(const selection& wanted);
 
 }  // namespace ravo::detail

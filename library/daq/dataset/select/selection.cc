@@ -19,7 +19,7 @@ using detail::selection_word;
   throw selection_error("\"" + word.text + "\" cannot be read: " + what_it_is_to_be);
 }
 
-/// The one value of a word.
+/// The only value of a word.
 const std::string& one(const selection_word& word) {
   if (word.values.size() != 1 || word.values[0].empty()) refuse(word, "it takes one value");
   return word.values[0];
@@ -96,7 +96,7 @@ void read_events(const selection_word& word, selection& to) {
 
 void read_join(const selection_word& word, selection& to) {
   const std::string& text = one(word);
-  to.join_channel.clear();  // of an earlier "join" that this one takes the place of
+  to.join_channel.clear();  // of an earlier "join", which this one replaces
   if (text == "any") {
     to.join = join_policy::any;
   } else if (text == "all") {
@@ -125,7 +125,7 @@ std::uint64_t span_of(const time_stamp& span) {
   return std::uint64_t{span.timeup} * 1000000 + span.timelow;
 }
 
-/// A time of the grammar that options have, too: of day in UTC, and what counts from now by this machine's
+/// A time in the grammar that options have, too: times of day are in UTC, and "now" is by this machine's
 /// clock.
 time_stamp time_of(const selection_word& word, const selection& so_far) {
   using namespace std::chrono;
@@ -209,7 +209,7 @@ bool same(const std::optional<time_stamp>& a, const std::optional<time_stamp>& b
 selection selection::parse(std::string_view text) {
   selection read;
   std::vector<selection_word> words = detail::split_words(text);
-  // The end of a window may count from its beginning, wherever that stands.
+  // The end of a window may be relative to its beginning, wherever that stands in the text.
   std::stable_partition(words.begin(), words.end(),
                         [](const selection_word& word) { return word.key == "from"; });
   for (const selection_word& word : words) {

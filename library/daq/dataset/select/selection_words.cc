@@ -12,7 +12,7 @@ namespace {
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
-/// The byte that "\xNN" stands for at the beginning of a text; nothing where there is none.
+/// The byte that "\xNN" stands for at the beginning of a text; `nullopt` if there is none.
 std::optional<char> escaped_byte(std::string_view text) {
   constexpr std::size_t length = 4;
   if (text.size() < length || !text.starts_with("\\x")) return std::nullopt;
@@ -39,7 +39,7 @@ char read_quoted(std::string_view text, std::size_t& at) {
   return text[is_escaped ? ++at : at];
 }
 
-/// Reads one word from `at` on, which is left after it.
+/// Reads the word at `at`, and moves `at` to the end of the word.
 selection_word read_word(std::string_view text, std::size_t& at) {
   selection_word word;
   const std::size_t begin = at;
@@ -75,7 +75,7 @@ std::optional<Number> whole_number(std::string_view text) {
   return number;
 }
 
-/// The digits behind a point as microseconds; further ones are cut off.
+/// The digits after a decimal point as microseconds; digits after the sixth are cut off.
 std::optional<std::uint32_t> read_fraction(std::string_view digits) {
   if (digits.empty() || digits.find_first_not_of("0123456789") != std::string_view::npos)
     return std::nullopt;
@@ -84,7 +84,7 @@ std::optional<std::uint32_t> read_fraction(std::string_view digits) {
   return whole_number<std::uint32_t>(six);
 }
 
-/// Cuts ".FRACTION" off a text; nothing when it is not one.
+/// Cuts ".FRACTION" off a text; 0 if there is none, `nullopt` if it is malformed.
 std::optional<std::uint32_t> cut_fraction(std::string_view& text) {
   const std::size_t point = text.find('.');
   if (point == std::string_view::npos) return 0;

@@ -1,4 +1,4 @@
-// The words of a selection's text form: parting and quoting them, and the numbers, times and spans in them.
+// The words of a selection's text form: splitting and quoting, and the numbers, times and spans in them.
 #ifndef RAVO_DATASET_SELECTION_WORDS_H
 #define RAVO_DATASET_SELECTION_WORDS_H
 
@@ -19,7 +19,7 @@ struct selection_word {
   std::vector<std::string> values;  ///< at least one
 };
 
-/// The words of a text. Throws selection_error for a quote without its end.
+/// The words of a text. Throws selection_error for a quote that does not end.
 std::vector<selection_word> split_words(std::string_view text);
 /// A value as it can stand in a text: quoted when it has to be.
 std::string quoted(std::string_view value);
@@ -27,9 +27,9 @@ std::string quoted(std::string_view value);
 std::optional<std::uint32_t> read_number(std::string_view text);
 /// In UTC, with a fraction only where there is one.
 std::string write_time(const time_stamp& time);
-/// A number with us, ms, s, min or h behind it, in microseconds.
+/// A number followed by us, ms, s, min or h, in microseconds.
 std::optional<std::uint64_t> read_span(std::string_view text);
-/// In the largest of those units that leaves a whole number.
+/// Written in the largest of those units that gives a whole number.
 std::string write_span(std::uint64_t microseconds);
 
 }  // namespace ravo::detail

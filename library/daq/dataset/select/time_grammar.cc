@@ -9,10 +9,10 @@ namespace ravo {
 
 namespace {
 
-// More than time stamps can say, and little enough to be added up in microseconds.
+// More than time stamps can hold, yet small enough that sums in microseconds do not overflow.
 constexpr std::int64_t longest_span = std::int64_t{1} << 33;
 
-// A moment in microseconds since 1970, before it is known to fit a time stamp.
+// A moment in microseconds since 1970, before it is known to fit into a time stamp.
 using moment = std::int64_t;
 
 time_reading refuse(std::string problem) { return {std::nullopt, std::move(problem)}; }
@@ -113,7 +113,7 @@ class text_cursor {
   std::string_view rest_;
 };
 
-// The time at which the clocks of a zone show a day and a time of that day.
+// The time at which the clocks of a zone show a given day and time of day.
 time_reading shown_in(const time_zone& zone, std::int64_t day, moment clock) {
   const std::int64_t shown = day * seconds_per_day + clock / 1'000'000;
   const auto moments = zone.moments_of(shown);
@@ -132,7 +132,7 @@ std::int64_t day_in(const time_zone& zone, time_stamp time) {
   return shown >= 0 ? shown / seconds_per_day : (shown - seconds_per_day + 1) / seconds_per_day;
 }
 
-// Each of these reads one form; nothing: the text is of another.
+// Each of these reads one form; `nullopt` if the text has another form.
 
 std::optional<time_reading> read_seconds(std::string_view text) {
   text_cursor cursor(text);

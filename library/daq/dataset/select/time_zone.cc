@@ -12,8 +12,8 @@
 namespace ravo {
 namespace {
 
-// The C library takes the rules of an unknown zone for those of UTC without a word: only a file that
-// begins as zone files do is handed to it.
+// The C library silently treats an unknown zone as UTC, so it only gets files that begin as zone
+// files do.
 bool is_zone_file(const std::string& path) {
   char head[4] = {};
   const opened_file file(path.c_str());
@@ -21,7 +21,7 @@ bool is_zone_file(const std::string& path) {
          std::string_view(head, sizeof head) == "TZif";
 }
 
-// Names lead below the folder of zone files, and nowhere else.
+// Names must lead to files below the folder of zone files, and nowhere else.
 bool may_be_a_name(std::string_view text) {
   return !text.empty() && text.front() != '/' && text.find("..") == std::string_view::npos &&
          std::all_of(text.begin(), text.end(), [](char letter) {
@@ -104,7 +104,7 @@ std::int64_t time_zone::offset_at(std::int64_t moment) const {
 }
 
 std::vector<std::int64_t> time_zone::moments_of(std::int64_t shown) const {
-  // Clocks are changed at most once within two days, so one of the offsets around holds.
+  // Clocks are changed at most once within two days, so one of the offsets around the day holds.
   constexpr std::int64_t day = 86400;
   std::vector<std::int64_t> moments;
   for (const std::int64_t offset : {offset_at(shown - day), offset_at(shown + day)}) {
