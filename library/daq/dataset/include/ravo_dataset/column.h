@@ -68,33 +68,33 @@ struct dimension_size {
 
 /// The shape of a row in three numbers: members, groups and samples of a spectrum; 2, width and height of a
 /// region of interest; records, 1, 1 of name-value lists; 1, height, width of a picture, and 1, 0, bytes of
-/// a frame that is none; 1, 1, bytes of texts and other data; 1, 1, 1 of updates.
+/// any other frame; 1, 1, bytes of texts and other data; 1, 1, 1 of updates.
 using row_shape = std::array<std::uint32_t, 3>;
 
-/// The dimensions of a row by name, the slowest first. Of members, groups, samples and records one alone is
-/// no dimension: a single number has none.
+/// The dimensions of a row by name, the slowest first. A single member, group, sample or record is not a
+/// dimension: a single number has no dimensions.
 RAVO_EXPORT std::vector<dimension_size> dimensions_of(value_kind kind, const row_shape& shape);
 
 /// Which rows a column has.
 enum class column_rows {
-  recorded,  ///< an event for which the channel has an entry is a row, damaged or not
-  events,    ///< every event of the selection is a row; slow values as the slow policy says
+  recorded,  ///< every event with an entry of the channel is a row, damaged or not
+  events,    ///< every event of the selection is a row; slow values by the slow policy
 };
 
 struct column_options {
   column_rows rows = column_rows::recorded;
-  /// The caller's memory for the values. It has to hold rows x item bytes, as column_layout says.
+  /// The caller's memory for the values. It must have room for rows x item bytes, as column_layout says.
   std::span<std::byte> into;
-  /// Makes the digest too, which takes a second look at every block.
+  /// Makes the digest too, which processes every block a second time.
   bool with_digest = false;
 };
 
-/// What a column will be: known before it is read, as far as its first readable block tells.
+/// What a column will be: known before it is read, as far as its first readable block shows.
 struct column_layout {
   value_kind kind = value_kind::none;
   element_type element = element_type::float32;
-  row_shape shape{1, 1, 1};  ///< of one row; where rows differ in shape, of the first readable one
-  /// The same by name; texts are always of different shapes and have none here.
+  row_shape shape{1, 1, 1};  ///< of a row; if rows differ in shape, of the first readable one
+  /// The same by name; empty for texts, whose shapes always differ.
   std::vector<dimension_size> dimensions;
   std::size_t item_elements = 1;
   std::size_t rows = 0;
@@ -109,7 +109,7 @@ struct spectrum_axis {
   float y_start = 0;  ///< of a region of interest: of its member 1, as `start` is of its member 0
 };
 
-/// A column. Where `status` has no value the elements are NaN, or 0 in columns of integers.
+/// A column. In rows without a value the elements are NaN, or 0 in columns of integers.
 class column_data {
  public:
   std::string channel;
@@ -129,24 +129,24 @@ class column_data {
   float increment = 1;
   float groups_increment = 0;
   float y_start = 0;
-  /// Of each row with a value, when not all of them have the axis of the first one; else empty.
+  /// The axis of each row with a value, if not all of them have that of the first one; else empty.
   std::vector<spectrum_axis> axes;
-  /// Of name-value columns: the names of all records that the rows have, in the order in which they come
-  /// first. A name that a list has twice is there twice. An element is the value of the record of its name,
-  /// wherever in its list it stands, and NaN where the list lacks it.
+  /// Of name-value columns: the names of all records that the rows have, in the order in which they first
+  /// occur. A name that a list has twice is there twice. An element is the value of the record with its
+  /// name, at any position in the list, and NaN if the list lacks it.
   std::vector<std::string> record_names;
-  /// Of name-value columns: a status for each element, row after row. Where a row has a value it is the
-  /// row's, or not_recorded for a record that its list lacks.
+  /// Of name-value columns: a status for each element, row after row: the row's status, or not_recorded for
+  /// a record that the list of a row with a value lacks.
   std::vector<value_status> record_status;
-  std::vector<time_stamp> update_times;     ///< of updates: as the front end told them; a row each
+  std::vector<time_stamp> update_times;     ///< of updates: as the front end sent them; one per row
   std::vector<std::int32_t> update_status;  ///< of updates
 
   read_ledger ledger;
   std::optional<channel_digest> digest;
 
   std::size_t size() const { return numbers.size(); }
-  /// All values, row after row. Throws access_error for another type than that of layout.element. A
-  /// column without a single value has no type: it is NaN as float, and empty as anything else.
+  /// All values, row after row. Throws access_error for another type than that of layout.element. A column
+  /// without any value has no type: as float it is NaN, as anything else it is empty.
   template <class Element>
   std::span<const Element> values() const {
     if (!has_elements(element_type_of<Element>())) return {};
@@ -160,14 +160,14 @@ class column_data {
     const auto [first, count] = elements_of_row(index);
     return all.empty() ? all : all.subspan(first, count);
   }
-  /// The shape of one row, whether it is that of all or not.
+  /// The shape of one row, whether or not all rows have it.
   RAVO_EXPORT const row_shape& shape_of_row(std::size_t index) const;
   RAVO_EXPORT std::vector<dimension_size> dimensions_of_row(std::size_t index) const;
-  /// The status of one record of a row of name-value lists; the row's where there are no records.
+  /// The status of one record of a row of name-value lists; the row's if there are no records.
   RAVO_EXPORT value_status status_of(std::size_t row, std::size_t record) const;
   /// The text of a row of a text column.
   RAVO_EXPORT std::string_view text(std::size_t index) const;
-  /// The account of the first rows alone, as if reading had ended behind them.
+  /// The ledger of the first rows only, as if reading had ended after them.
   RAVO_EXPORT read_ledger ledger_of_rows(std::size_t rows) const;
 
  private:
@@ -180,7 +180,7 @@ class column_data {
   void check_row(std::size_t index) const;
   RAVO_EXPORT element_range elements_of_row(std::size_t index) const;
 
-  /// What is missing of no row: before the row, and how often.
+  /// Missing values that belong to no row: the row after them, and how many.
   struct beside_row {
     std::uint64_t row;
     std::uint64_t count;
@@ -189,7 +189,7 @@ class column_data {
   std::vector<beside_row> beside_rows_;
   std::vector<value_status> planned_;  ///< of each row: ok where it has a value of its own; empty: all have
   std::span<const std::byte> bytes_;
-  std::shared_ptr<void> memory_;  ///< of bytes_, where it is not the caller's
+  std::shared_ptr<void> memory_;  ///< of bytes_, unless it is the caller's
   std::shared_ptr<void> share_;   ///< of the memory limit
 };
 

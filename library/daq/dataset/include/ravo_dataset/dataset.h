@@ -32,10 +32,10 @@ class dataset_state;
 
 /// How much may be missing.
 struct damage_policy {
-  /// The largest share of a reading's expected values that may be missing, 0 to 1. 1, lenient: values that
-  /// are missing have their status, and nothing is thrown. 0, strict: the first missing value throws
-  /// missing_data. Between them a column throws when it is read, events when they end. Below 1, opening
-  /// throws for a file that cannot be read or was left out: how many values it holds is not known.
+  /// The largest share of a reading's expected values that may be missing, 0 to 1. 1, lenient: missing
+  /// values have a status, and nothing is thrown. 0, strict: the first missing value throws missing_data.
+  /// In between, a column throws when it is read, events when they end. Below 1, opening throws for a file
+  /// that cannot be read or was left out, since it is not known how many values it holds.
   double largest_missing_share = 1;
 
   static damage_policy lenient() { return {1}; }
@@ -51,17 +51,17 @@ struct read_progress {
 struct dataset_options {
   std::size_t threads = 0;  ///< 0: as many as the machine has
   /// Bytes that the dataset may own: tables of events, windows of files, decoded blocks, columns that are
-  /// not in the caller's memory, and events that the caller holds. Work waits rather than goes beyond it;
-  /// what cannot be done within it throws memory_exceeded.
+  /// not in the caller's memory, and events that the caller holds. Work waits rather than exceed it; what
+  /// cannot be done within it throws memory_exceeded.
   std::size_t memory_limit = std::size_t{1} << 30;
-  /// Blocks of more bytes than these, decoded, are not decoded: their values are block_too_large. It goes
-  /// by what a block says of itself and what its stored bytes can become, whatever member of it is asked
+  /// Blocks of more decoded bytes than this are not decoded: their values are block_too_large. What counts
+  /// is the size that a block states and that its stored bytes can become, whatever member of it is asked
   /// for.
   std::uint64_t largest_block = std::numeric_limits<std::uint64_t>::max();
   std::size_t open_files = 64;  ///< at a time
   damage_policy damage;
-  /// Called on the thread that reads, now and then and at the end. It must not call the dataset. For the
-  /// total all events of a reading are aligned before its first one comes.
+  /// Called on the thread that reads, now and then and at the end. It must not call the dataset. To know
+  /// the total, all events of a reading are aligned before the first one is returned.
   std::function<void(const read_progress&)> progress;
   /// Ends every reading with read_cancelled as soon as its workers have left.
   std::stop_token stop;
@@ -88,30 +88,30 @@ struct dataset_file {
 class dataset {
  public:
   /// Opens what a selection names: reads the dictionaries and event indexes of the files, and no data.
-  /// Throws selection_error; missing_data when a file cannot be read and the policy allows no such file, or
-  /// when none can.
+  /// Throws selection_error; missing_data if a file cannot be read and the policy allows no such file, or
+  /// if no file can be read.
   RAVO_EXPORT static dataset open(const selection& wanted, dataset_options options = {});
-  /// The same of a selection's text.
+  /// The same for a selection's text.
   RAVO_EXPORT static dataset open(std::string_view text, dataset_options options = {});
 
   RAVO_EXPORT const selection& get_selection() const;
   RAVO_EXPORT const std::vector<dataset_channel>& channels() const;
   RAVO_EXPORT const std::vector<dataset_file>& files() const;
-  /// The position of a channel by its label, or by its name when that is one channel only.
+  /// The position of a channel by its label, or by its name if only one channel has that name.
   RAVO_EXPORT std::optional<std::size_t> find_channel(std::string_view label) const;
 
-  /// The number of events of the selection. Aligns all that was not aligned yet; inflates nothing.
+  /// The number of events of the selection. Aligns all that is not aligned yet; inflates nothing.
   RAVO_EXPORT std::size_t size() const;
-  /// Their numbers and times, in order: event i is the one that a slice of `events` from i on begins with.
-  /// Aligns all that was not aligned yet; inflates nothing. The list is the caller's, outside memory_limit.
+  /// Their numbers and times, in order: a slice of `events` from i on begins with event i. Aligns all that
+  /// is not aligned yet; inflates nothing. The list is the caller's, outside memory_limit.
   RAVO_EXPORT std::vector<ravo_time_id> event_ids() const;
   /// What a reading of everything would take.
   RAVO_EXPORT read_plan plan() const;
 
   /// The events of the selection, in order or backward.
   RAVO_EXPORT event_range events(event_options options = {}) const;
-  /// The event with a number, or at a time: the nearest within the selection's tolerance. Whatever the
-  /// step.
+  /// The event with a number, or at a time: the nearest within the selection's tolerance. The step does not
+  /// count.
   RAVO_EXPORT std::optional<event> at(std::uint32_t number) const;
   RAVO_EXPORT std::optional<event> at(const time_stamp& time) const;
 
@@ -124,9 +124,9 @@ class dataset {
   /// The digest of each channel over the selection: reads everything.
   RAVO_EXPORT std::vector<named_digest> digest() const;
 
-  /// The account of all readings so far.
+  /// The ledger of all readings so far.
   RAVO_EXPORT read_ledger ledger() const;
-  /// The most memory that was owned at a time, of memory_limit.
+  /// The peak of the memory that memory_limit limits.
   RAVO_EXPORT std::size_t peak_memory() const;
 
  private:

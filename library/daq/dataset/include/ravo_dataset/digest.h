@@ -1,5 +1,5 @@
-// A fingerprint of what was read of a channel: of each value its event, its status and all bytes of its
-// block. The order in which values are added does not count, so that every way of reading has the same
+// A fingerprint of what was read of a channel: the event, the status and all bytes of the block of each
+// value. The order in which values are added does not count, so that every way of reading has the same
 // digest.
 #ifndef RAVO_DATASET_DIGEST_H
 #define RAVO_DATASET_DIGEST_H
@@ -17,12 +17,12 @@
 
 namespace ravo {
 
-/// Not for several threads at once; digests of parts are put together with add().
+/// Not for several threads at once; digests of parts are combined with add().
 class channel_digest {
  public:
   /// A recorded value: bytes of the block in host order. Bytes of a value that is missing do not count.
   RAVO_EXPORT void add(const ravo_time_id& event, value_status status, std::span<const std::byte> bytes);
-  /// The same of a value. One that is held or not recorded is none of this event's and does not count.
+  /// The same for a value. Held and not recorded values do not belong to this event, and do not count.
   RAVO_EXPORT void add(const value& one);
   RAVO_EXPORT void add(const channel_digest& other);
 

@@ -1,5 +1,5 @@
-// What the dataset layer throws. Damaged values are no exceptions: they have a status; only a policy makes
-// an exception of them.
+// What the dataset layer throws. Damaged values throw nothing by themselves: they have a status. Only a
+// damage policy makes them throw.
 #ifndef RAVO_DATASET_ERRORS_H
 #define RAVO_DATASET_ERRORS_H
 
@@ -24,7 +24,7 @@ struct RAVO_EXPORT selection_error : dataset_error {
 struct RAVO_EXPORT pattern_error : selection_error {
   using selection_error::selection_error;
 };
-/// A selection to which no raw file belongs, or none that can be taken now.
+/// A selection that matches no raw file, or none that can be used now.
 struct RAVO_EXPORT files_not_found : selection_error {
   using selection_error::selection_error;
 };
@@ -32,13 +32,13 @@ struct RAVO_EXPORT files_not_found : selection_error {
 struct RAVO_EXPORT missing_data : dataset_error {
   using dataset_error::dataset_error;
 };
-/// The same of a file that is left out when the dataset is opened.
+/// The same for a file that is left out when the dataset is opened.
 struct RAVO_EXPORT file_left_out : missing_data {
   explicit file_left_out(refused_file which)
       : missing_data("The file " + which.path + " is left out: " + which.problem), file(std::move(which)) {}
   refused_file file;
 };
-/// The memory limit is too small for what was asked, or filled by what the caller holds.
+/// The memory limit is too small for what was asked, or what the caller holds fills it.
 struct RAVO_EXPORT memory_exceeded : dataset_error {
   using dataset_error::dataset_error;
 };
@@ -47,7 +47,7 @@ struct RAVO_EXPORT memory_exceeded : dataset_error {
 struct RAVO_EXPORT access_error : dataset_error {
   using dataset_error::dataset_error;
 };
-/// The stop token was told to stop.
+/// The stop token requested a stop.
 struct RAVO_EXPORT read_cancelled : dataset_error {
   read_cancelled() : dataset_error("The reading was cancelled") {}
 };

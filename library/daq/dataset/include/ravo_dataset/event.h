@@ -1,4 +1,4 @@
-// Aligned events: each has a value of every channel of the dataset, decoded ahead of use in the order of
+// Aligned events: each has a value of every channel of the dataset, decoded ahead of use, in the order of
 // the events.
 #ifndef RAVO_DATASET_EVENT_H
 #define RAVO_DATASET_EVENT_H
@@ -22,7 +22,7 @@ class event_batch;
 class event_reader;
 }  // namespace detail
 
-/// One aligned event. Copies share its data, which live as long as one of them.
+/// One aligned event. Copies share its data, which lives as long as any of them.
 class event {
  public:
   std::uint32_t number() const { return id_.event_number; }
@@ -30,9 +30,9 @@ class event {
   const ravo_time_id& id() const { return id_; }
   /// The channels of the dataset, in its order.
   RAVO_EXPORT std::size_t channels() const;
-  /// The value of a channel by its position in the dataset. Throws access_error when there are fewer.
+  /// The value of a channel by its position in the dataset. Throws access_error if there are fewer.
   RAVO_EXPORT value operator[](std::size_t channel) const;
-  /// The same by its label. Throws selection_error when the dataset has no such channel.
+  /// The same by its label. Throws selection_error if the dataset has no such channel.
   RAVO_EXPORT value operator[](std::string_view label) const;
 
  private:
@@ -56,8 +56,8 @@ struct event_options {
   std::size_t step = 1;
 };
 
-/// The events of one reading, once. begin() starts it; it is over when the iterator reaches end() or the
-/// range goes.
+/// The events of one reading, for a single pass. begin() starts it; it ends when the iterator reaches end()
+/// or the range is destroyed.
 class event_range {
  public:
   class iterator {
@@ -90,9 +90,9 @@ class event_range {
 
   RAVO_EXPORT iterator begin();
   std::default_sentinel_t end() const { return {}; }
-  /// The next event, or nothing at the end: the same without an iterator.
+  /// The next event, or `nullopt` at the end: the same without an iterator.
   RAVO_EXPORT std::optional<event> next();
-  /// The account of what was handed out so far.
+  /// The ledger of what was returned so far.
   RAVO_EXPORT read_ledger ledger() const;
 
  private:

@@ -13,16 +13,16 @@
 
 namespace ravo {
 
-/// How a file came into the answer to a selection.
+/// Why a file belongs to the answer to a selection.
 enum class found_by : std::uint8_t {
   listing,       ///< the selection lists it, or a folder that it is in
   catalogue,     ///< the run catalogue lists it
   name,          ///< its name in a data folder fits
-  earlier_name,  ///< by its name it begins before the period, and may reach into it
+  earlier_name,  ///< by its name it begins before the period, and may extend into it
   later_name,    ///< by its name it is the first one after the period
 };
 
-/// A file of the answer, and whether it is taken: refusal is then none, else missing or still_written.
+/// A file of the answer. If it is taken, refusal is none; otherwise missing or still_written.
 struct found_file {
   std::string path;
   found_by by = found_by::listing;
@@ -37,18 +37,18 @@ struct found_files {
   std::vector<refused_file> left_out;
   /// Those of `files` and of `left_out` together, by the times in their names: how each was found.
   std::vector<found_file> all;
-  /// What else is wrong with the answer: runs without files, damaged catalogue files.
+  /// Other problems of the answer: runs without files, damaged catalogue files.
   std::vector<reading_problem> problems;
 };
 
 /// Files that are listed, in folders, or of runs or a period: those that the run catalogue names, or else
 /// those whose names in the data folders fit. Of runs and periods, files that changed less than half a
 /// minute ago are left out. Throws files_not_found when there is no file at all, selection_error for a
-/// selection that cannot be followed.
+/// selection that makes no sense.
 RAVO_EXPORT found_files find_files(const selection& wanted);
 
-/// The same for those who explain an answer: where there is no file at all, `files` is empty, `left_out`
-/// and `problems` say why, and nothing is thrown for it.
+/// The same for code that explains an answer: if there is no file at all, `files` is empty, `left_out` and
+/// `problems` say why, and nothing is thrown for it.
 RAVO_EXPORT found_files look_for_files(const selection& wanted);
 
 }  // namespace ravo

@@ -1,5 +1,5 @@
-// The account of a reading: for each channel what the files were to hold, what was delivered, and what is
-// missing, by cause, to the last value: expected = delivered + missing.
+// The ledger of a reading: for each channel how many values the files should hold, how many were delivered,
+// and how many are missing, by cause. It is exact: expected = delivered + missing.
 #ifndef RAVO_DATASET_LEDGER_H
 #define RAVO_DATASET_LEDGER_H
 
@@ -26,7 +26,7 @@ enum class missing_cause : std::uint8_t {
   misdirected,
   event_disputed,
   block_too_large,
-  no_event_header,  ///< what the file says is the entry's event header is none: it belongs to no event
+  no_event_header,  ///< the entry's event header is not valid: the entry belongs to no event
   second_of_event,  ///< the channel has another entry of the same event, which was delivered
 };
 inline constexpr std::size_t missing_cause_count = 11;
@@ -68,26 +68,26 @@ struct missing_value {
   std::uint64_t offset = 0;  ///< of the block's subheader; 0 where the file does not say
   ravo_time_id event{};
   missing_cause cause = missing_cause::file_missing;
-  /// In the account of a column: its row; of what is of no row, the one that follows it.
+  /// In the ledger of a column: its row; for a value that belongs to no row, the row after it.
   std::uint64_t row = 0;
 };
 
 /// Why a file was left out as a whole.
 enum class file_refusal : std::uint8_t {
-  none,             ///< it was not
+  none,             ///< it was not left out
   machine_error,    ///< the system would not open or read it: nothing is known of the file itself
   missing,          ///< it is not where it should be
   still_written,    ///< it changed less than half a minute ago
   not_regular,      ///< it is no regular file
   not_a_raw_file,   ///< it is of neither generation, or was cut short
   damaged_tables,   ///< its channel dictionary or its event index is damaged
-  lost_while_open,  ///< it went, changed, or turned out to be damaged after the dataset was opened
+  lost_while_open,  ///< it vanished, changed, or turned out to be damaged after the dataset was opened
 };
 inline constexpr std::size_t file_refusal_count = 8;
 /// A few words. Static text.
 RAVO_EXPORT const char* file_refusal_text(file_refusal reason);
 
-/// A file that was left out as a whole: how many values it holds is not known.
+/// A file that was left out as a whole: it is not known how many values it holds.
 struct RAVO_EXPORT refused_file {
   std::string path;
   file_refusal reason = file_refusal::none;
@@ -100,7 +100,7 @@ enum class problem_reason : std::uint8_t {
   damaged_catalogue,
   machine_error,  ///< a file of the dataset that the system would not open or read any more
 };
-/// What is wrong beside values and files that are left out.
+/// A problem other than missing values and files that are left out.
 struct reading_problem {
   problem_reason reason = problem_reason::machine_error;
   std::string path;  ///< of the file that machine_error is about
@@ -119,26 +119,26 @@ struct channel_ledger {
 };
 
 struct read_ledger {
-  /// No more missing values than these are listed one by one, and the first of each cause of each channel
-  /// however many there are; all are counted.
+  /// At most this many missing values are listed one by one, but always the first of each cause of each
+  /// channel; all are counted.
   static constexpr std::size_t most_listed = 1000;
 
   std::vector<channel_ledger> channels;
   std::vector<missing_value> values;  ///< the first ones
   std::vector<refused_file> files;
-  /// What is wrong with the answer to a selection of runs or of a period: runs of which nothing was found,
-  /// catalogue files that are damaged; and files that the system would not read any more. Each once.
+  /// What is wrong with the answer to a selection of runs or of a period: runs without files, damaged
+  /// catalogue files; and files that the system could no longer read. Each once.
   std::vector<reading_problem> problems;
 
   RAVO_EXPORT std::uint64_t expected() const;
   RAVO_EXPORT std::uint64_t delivered() const;
   RAVO_EXPORT std::uint64_t missing() const;
   RAVO_EXPORT bool is_balanced() const;
-  /// The account of a channel, made when there is none.
+  /// The ledger of a channel, added if there is none.
   RAVO_EXPORT channel_ledger& of(const std::string& channel);
-  /// Adds another account.
+  /// Adds another ledger.
   RAVO_EXPORT void add(const read_ledger& other);
-  /// The account in lines for people; a line for each cause with file and offset.
+  /// The ledger as lines for people; a line for each cause with file and offset.
   RAVO_EXPORT std::string to_text() const;
 };
 

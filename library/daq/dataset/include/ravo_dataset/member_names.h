@@ -11,11 +11,11 @@
 
 namespace ravo {
 
-/// The number of a member of data of a type; of a generic spectrum members are called CH0, CH1 and so on.
-/// Nothing when the type has no member of that name.
+/// The number of a member of data of a type; the members of a generic spectrum are called CH0, CH1 and so
+/// on. `nullopt` if the type has no member of that name.
 RAVO_EXPORT std::optional<int> member_number(std::int32_t data_type, std::string_view name);
 
-/// "0 X, 1 Y, 2 CHARGE"; empty when the members of the type have no names of their own.
+/// "0 X, 1 Y, 2 CHARGE"; empty if the members of the type have no names of their own.
 RAVO_EXPORT std::string member_list(std::int32_t data_type);
 
 }  // namespace ravo

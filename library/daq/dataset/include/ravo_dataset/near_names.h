@@ -1,4 +1,4 @@
-// What somebody may have meant who typed a name that is not there: one rule for channels, verbs, options
+// Suggestions for a name that does not exist: the same rule for channels, verbs, options
 // and kinds.
 #ifndef RAVO_DATASET_NEAR_NAMES_H
 #define RAVO_DATASET_NEAR_NAMES_H
@@ -11,8 +11,8 @@
 
 namespace ravo {
 
-/// Up to three of `names` that are spelt nearly like `wanted`, the nearest first; capitals do not count. Of
-/// a pattern, what stands before its first * ? or [ counts. Nothing where all are far away.
+/// Up to three of `names` that are spelt nearly like `wanted`, the nearest first, ignoring case. Of a
+/// pattern only the part before its first * ? or [ counts. Empty if no name is near.
 RAVO_EXPORT std::vector<std::string> near_names(std::string_view wanted,
                                                 const std::vector<std::string>& names);
 

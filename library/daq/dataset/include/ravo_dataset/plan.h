@@ -1,4 +1,4 @@
-// What a reading will take, told before any of it is done.
+// What a reading will take, estimated before any of it is done.
 #ifndef RAVO_DATASET_PLAN_H
 #define RAVO_DATASET_PLAN_H
 
@@ -14,7 +14,7 @@ struct channel_plan {
   std::string channel;
   std::uint64_t values = 0;        ///< recorded in the selection's events
   std::uint64_t stored_bytes = 0;  ///< in the files
-  /// When decoded; told by the heads of some of the blocks where they are compressed.
+  /// When decoded; for compressed blocks estimated from the heads of some of them.
   std::uint64_t decoded_bytes = 0;
 };
 
@@ -24,9 +24,9 @@ struct read_plan {
   std::vector<channel_plan> channels;
   std::uint64_t stored_bytes = 0;
   std::uint64_t decoded_bytes = 0;
-  /// Of memory, estimated from the mean of each channel's blocks and of events: reading event by event, and
-  /// reading one column after the other. A column whose rows turn out to be of different shapes takes up to
-  /// twice as much when they are put together. Never more than the limit.
+  /// Memory, estimated from the mean size of each channel's blocks and of events: for reading event by
+  /// event, and for reading one column after the other. A column whose rows turn out to be of different
+  /// shapes takes up to twice as much while they are joined. Never more than the limit.
   std::uint64_t peak_bytes_of_events = 0;
   std::uint64_t peak_bytes_of_columns = 0;
   double seconds = 0;  ///< an estimate, with the threads of the dataset

@@ -15,17 +15,17 @@
 
 namespace ravo {
 
-/// How events of different channels are told to be one.
+/// How entries of different channels are matched to one event.
 enum class synch_mode { by_number, by_time };
 
 /// Which events are in a selection.
 enum class join_policy {
-  any,  ///< those of at least one channel
-  all,  ///< those that all channels have; a slow channel has one too where the slow policy gives it a value
+  any,   ///< those of at least one channel
+  all,   ///< those that all channels have; a slow channel also if the slow policy gives it a value
   with,  ///< those that the channel `join_channel` has
 };
 
-/// What a slow channel (updates, environment, begin and end of run) has at events of others.
+/// What a slow channel (updates, environment, begin and end of run) has at other channels' events.
 enum class slow_policy {
   none,     ///< nothing: it has a value at its own events only
   hold,     ///< its last value before, also from before the selection's first event
@@ -46,10 +46,10 @@ struct selection {
   std::string stream = "main";
   std::string catalogue;            ///< directory of the run catalogue
   std::string data;                 ///< directory of the raw files, or several joined by ":"
-  std::optional<run_numbers> runs;  ///< refused where files are listed
+  std::optional<run_numbers> runs;  ///< refused if files are listed
 
   // ---- channels: each an exact name, a glob (* ? [...]), or "~" and a regular expression for the whole
-  // name; with ":n" behind it the member n only. Empty: all channels. ----
+  // name; with ":n" after it the member n only. Empty: all channels. ----
   std::vector<std::string> channels;
 
   // ---- events: all limits are inclusive, and all that are given hold ----
@@ -74,12 +74,12 @@ struct selection {
   ///   event=N, N-M, N- or -M  step=N  limit=N  synch=number|time  tolerance=SPAN
   ///   join=any|all|with:CHANNEL  slow=none|hold|nearest  max_age=SPAN  catalog=DIR  data=DIR
   /// A TIME is one of time_grammar.h, such as YYYY-MM-DDTHH:MM:SS[.FRACTION]Z or seconds since 1970 (UTC
-  /// unless it says otherwise; to= may count from from=), a SPAN a number with us, ms, s, min or h behind
-  /// it. What holds blanks, commas, quotes or control characters is quoted: "...", with \", \\ and \xNN, a
+  /// unless it says otherwise; to= may count from from=), a SPAN a number followed by us, ms, s, min or h.
+  /// What holds blanks, commas, quotes or control characters is quoted: "...", with \", \\ and \xNN, a
   /// byte. file= and chan= may be repeated. Throws selection_error that names the word.
   RAVO_EXPORT static selection parse(std::string_view text);
 
-  /// The text that parse() makes this selection of; what has its default is left out.
+  /// The text from which parse() makes this selection; defaults are left out.
   RAVO_EXPORT std::string to_text() const;
 
   RAVO_EXPORT bool operator==(const selection& other) const;

@@ -1,5 +1,5 @@
 // Times as people write them: a date and a time of day, seconds since 1970, "now", "-5min", "yesterday
-// 14:00". What a text means depends on nothing but the text and the context that it is handed.
+// 14:00". What a text means depends only on the text and the given context.
 #ifndef RAVO_DATASET_TIME_GRAMMAR_H
 #define RAVO_DATASET_TIME_GRAMMAR_H
 
@@ -13,7 +13,7 @@
 
 namespace ravo {
 
-/// What times are read against.
+/// What times are relative to.
 struct time_context {
   time_stamp now{};
   time_zone zone;                   ///< of times of day without "Z" or an offset
@@ -31,7 +31,7 @@ struct time_reading {
 ///   TIME  = SECONDS | "now" | "-" SPAN | "+" SPAN | DAY [" " CLOCK] | CLOCK | DATE [("T" | " ") CLOCK]
 ///   [ZONE] SPAN  = { NUMBER ("d" | "h" | "min" | "s") } DAY   = "today" | "yesterday" CLOCK = HH ":" MM
 ///   [":" SS ["." FRACTION]] DATE  = YYYY "-" MM "-" DD ZONE  = "Z" | ("+" | "-") HH [[":"] MM]
-/// "-" SPAN is so long before now; "+" SPAN so long behind context.from; a CLOCK alone is on the day of
+/// "-" SPAN is that long before now; "+" SPAN that long after context.from; a CLOCK alone is on the day of
 /// context.from, or today; without a CLOCK a day begins at 00:00. A day of a SPAN is 24 hours.
 RAVO_EXPORT time_reading read_time(std::string_view text, const time_context& context);
 

@@ -1,6 +1,6 @@
 // Time zones by name or offset, and what their clocks show. The rules of named zones are those of the C
-// library's zone files; to ask it, TZ is set and put back, so that zones are for a program's beginning,
-// when it has one thread.
+// library's zone files; asking it sets TZ and restores it, so make zones at the start of a program, while
+// it has one thread.
 #ifndef RAVO_DATASET_TIME_ZONE_H
 #define RAVO_DATASET_TIME_ZONE_H
 
@@ -18,15 +18,15 @@ class time_zone {
  public:
   /// UTC.
   time_zone() = default;
-  /// "UTC" or "Z", an offset such as "+01:00", "-0330" or "+1", or a name such as "Europe/Berlin". Nothing
-  /// for a text that is none of these, and for a name that this machine has no rules of.
+  /// "UTC" or "Z", an offset such as "+01:00", "-0330" or "+1", or a name such as "Europe/Berlin".
+  /// `nullopt` for any other text, and for a name that this machine has no rules for.
   RAVO_EXPORT static std::optional<time_zone> named(std::string_view text);
 
   const std::string& name() const { return name_; }
-  /// What its clocks are ahead of UTC at a moment, both in seconds.
+  /// How far its clocks are ahead of UTC at a moment, both in seconds.
   RAVO_EXPORT std::int64_t offset_at(std::int64_t moment) const;
-  /// The moments at which its clocks show a time, given as if it were UTC: none where they are put forward,
-  /// two where they are put back, the earlier one first.
+  /// The moments at which its clocks show a time, given as if it were UTC: none when clocks skip it, two
+  /// when they repeat it, the earlier one first.
   RAVO_EXPORT std::vector<std::int64_t> moments_of(std::int64_t shown) const;
 
  private:
@@ -38,7 +38,7 @@ class time_zone {
 /// "+01:00", "-03:30" of seconds ahead of UTC.
 RAVO_EXPORT std::string format_offset(std::int64_t seconds);
 
-/// Seconds ahead of UTC of "+01:00", "-0330" or "+1"; nothing for anything else, or for more than 15 hours.
+/// Seconds ahead of UTC of "+01:00", "-0330" or "+1"; `nullopt` for other texts and above 15 hours.
 RAVO_EXPORT std::optional<std::int64_t> parse_offset(std::string_view text);
 
 }  // namespace ravo

@@ -1,5 +1,5 @@
-// What a value looks like: views of one decoded block, in host order and without a copy. A view is valid as
-// long as the event that it was asked of, or a copy of that event, lives.
+// A value as a program sees it: views of one decoded block, in host order and without a copy. A view is
+// valid as long as the event that it comes from, or a copy of that event, lives.
 #ifndef RAVO_DATASET_VALUES_H
 #define RAVO_DATASET_VALUES_H
 
@@ -54,9 +54,9 @@ struct image_view {
   std::size_t height = 0;
   std::size_t bytes_per_pixel = 1;
   std::span<const std::uint8_t> pixels;  ///< row after row, the most significant byte of a pixel first
-  /// A pixel of more bytes is no number here: its frame is what the camera sent.
+  /// A pixel of more bytes has no number here: its frame is the bytes that the camera sent.
   static constexpr std::size_t most_bytes_per_pixel = 4;
-  /// Whether there is a number for every place: else `pixels` is what the camera sent, compressed perhaps.
+  /// Whether every pixel has a number; if not, `pixels` is what the camera sent, perhaps compressed.
   bool is_complete() const {
     return !is_compressed && bytes_per_pixel <= most_bytes_per_pixel &&
            pixels.size() == width * height * bytes_per_pixel;
@@ -65,9 +65,9 @@ struct image_view {
   std::uint32_t number = 0;  ///< of the frame, as the camera counts
   std::int32_t x_start = 0;  ///< where on the sensor the first pixel lies
   std::int32_t y_start = 0;
-  std::int32_t x_increment = 0;  ///< pixels of the sensor from one to the next; 0: not said
+  std::int32_t x_increment = 0;  ///< pixels of the sensor from one to the next; 0: not known
   std::int32_t y_increment = 0;
-  std::int32_t effective_bits = 0;                       ///< of a pixel; 0: not said
+  std::int32_t effective_bits = 0;                       ///< of a pixel; 0: not known
   const ravo_image_frame_head* frame = nullptr;          ///< of a plain frame
   const ravo_image_ext_frame_head* ext_frame = nullptr;  ///< of an extended frame
   /// A pixel of a complete frame. Throws access_error for a frame that is not, and for a place outside it.
@@ -81,7 +81,7 @@ struct name_value_view {
   std::span<const ravo_name_value_channel> records;
 };
 
-/// A slow value as the front end told it.
+/// A slow value as the front end sent it.
 struct update_view {
   float value = 0;
   std::int32_t status = 0;
@@ -95,14 +95,14 @@ class value {
   value() = default;
 
   value_status status() const { return status_; }
-  /// Whether there is something to look at: ok, held or stale.
+  /// Whether there is data: ok, held or stale.
   bool has_value() const { return ravo::has_value(status_); }
   explicit operator bool() const { return has_value(); }
-  /// The event that the value was recorded with: the event's own, but for held values.
+  /// The event that the value was recorded with: the event's own, except for held values.
   const ravo_time_id& recorded_with() const { return id_; }
   /// Whether it is another event's value, by the slow policy: held, stale, or held and damaged.
   bool is_held() const { return is_held_; }
-  /// How much older than its event it is, in microseconds: 0 but for held values; negative when it is
+  /// How much older than its event it is, in microseconds: 0 except for held values; negative if it is
   /// newer.
   std::int64_t age() const { return age_; }
 
@@ -114,14 +114,14 @@ class value {
   /// All data of the block in host order, as the channel's data type lays them out.
   std::span<const std::byte> bytes() const { return bytes_; }
 
-  // Each of these is empty, or zero, when the value is of another kind.
+  // Each of these is empty, or zero, if the value is of another kind.
   RAVO_EXPORT spectrum_view spectrum() const;
   RAVO_EXPORT image_view image() const;
   RAVO_EXPORT name_value_view name_values() const;
   RAVO_EXPORT update_view update() const;
   RAVO_EXPORT std::string_view text() const;
-  /// The first number of a spectrum, region of interest, name-value block or update; NaN when there is
-  /// none.
+  /// The first number of a spectrum, region of interest, name-value block or update; NaN if there
+  /// is none.
   RAVO_EXPORT double number() const;
 
  private:
@@ -136,8 +136,8 @@ class value {
   bool is_held_ = false;
 };
 
-/// The value that a block of the classic readers is (its subheader and data, of either generation), so that
-/// both ways of reading can be compared.
+/// A block of the classic readers (its subheader and data, of either generation) as a value, so that both
+/// ways of reading can be compared.
 RAVO_EXPORT value view_of_block(const ravo_channel_entry_long& entry);
 
 }  // namespace ravo
