@@ -15,7 +15,7 @@ namespace {
 constexpr double inflated_bytes_a_second = 400e6;
 constexpr double moved_bytes_a_second = 2e9;
 // More heads would make it little better, and each costs a page of the file.
-constexpr std::size_t looked_at_in_segment = 8;
+constexpr std::size_t samples_in_segment = 8;
 // Bytes that a column needs for each of its rows beside the values.
 constexpr std::size_t bytes_of_row = 64;
 
@@ -72,13 +72,14 @@ class planner {
         plan_.channels[channel].stored_bytes += aligned.entries[index].stored;
         largest_ = std::max<std::uint64_t>(largest_, aligned.entries[index].stored);
       }
-      const std::size_t stride = own.size() / looked_at_in_segment + 1;
-      for (std::size_t i = 0; i < own.size(); i += stride) look_at(part, channel, aligned.entries[own[i]]);
+      const std::size_t stride = own.size() / samples_in_segment + 1;
+      for (std::size_t i = 0; i < own.size(); i += stride)
+        sample_block(part, channel, aligned.entries[own[i]]);
     }
   }
 
   /// The head of a block says how large it will be.
-  void look_at(const segment& part, std::size_t channel, entry where) {
+  void sample_block(const segment& part, std::size_t channel, entry where) {
     constexpr std::uint32_t enough = 512;  // for the heads of either generation
     if (where.status != value_status::ok) return;
     sampled& sample = samples_[channel];
@@ -86,15 +87,15 @@ class planner {
     std::shared_ptr<const open_file> opened;
     const auto source = source_of(state_, part, channel, where.file, opened);
     if (!opened) return;
-    unsigned char head[enough];
-    const auto got = opened->read(where.chhd, head, std::min(where.stored, enough));
+    unsigned char bytes[enough];
+    const auto got = opened->read(where.chhd, bytes, std::min(where.stored, enough));
     if (!got) return;
-    const block_head told = look_at_head(source, file_part(head, *got, where.chhd), where);
-    if (!told.is_known) return;
+    const block_head head = read_head(source, file_part(bytes, *got, where.chhd), where);
+    if (!head.is_known) return;
     sample.stored += stored;
-    if (told.decoded > state_.options.largest_block) return;  // it will not be decoded
-    sample.decoded += told.decoded;
-    if (told.is_compressed) sample.compressed += told.decoded;
+    if (head.decoded > state_.options.largest_block) return;  // it will not be decoded
+    sample.decoded += head.decoded;
+    if (head.is_compressed) sample.compressed += head.decoded;
   }
 
   void finish() {

@@ -231,29 +231,29 @@ namespace {
 // Sizes as the decoder would find them in the whole block: no more than its place can hold.
 template <class G>
 block_head head_of(const file_part& part, const entry& where) {
-  block_head told;
+  block_head result;
   const auto head = read_subheader<G>(part, where.chhd);
-  if (!head) return told;
+  if (!head) return result;
   stored_payload payload;
   const decode_outcome outcome = locate_payload<G>(part, where.chhd, where.data, *head, payload);
-  told.is_compressed = payload.form == stored_form::compressed;
-  told.is_known = outcome == decode_outcome::decoded;
-  if (told.is_compressed)
-    told.decoded =
+  result.is_compressed = payload.form == stored_form::compressed;
+  result.is_known = outcome == decode_outcome::decoded;
+  if (result.is_compressed)
+    result.decoded =
         std::min<std::uint64_t>(payload.zip.orig_length, most_unzipped(payload.by, where.stored));
   else if (payload.form == stored_form::plain)
-    told.decoded =
+    result.decoded =
         head->ldata < static_cast<std::int32_t>(sizeof *head)
             ? 0
             : std::min<std::uint64_t>(static_cast<std::uint64_t>(head->ldata) - sizeof *head, where.stored);
   else
-    told.decoded = payload.room;
-  return told;
+    result.decoded = payload.room;
+  return result;
 }
 
 }  // namespace
 
-block_head look_at_head(const block_source_file& source, const file_part& part, const entry& where) {
+block_head read_head(const block_source_file& source, const file_part& part, const entry& where) {
   return source.is_current() ? head_of<raw_format_2010>(part, where)
                              : head_of<raw_format_2009>(part, where);
 }

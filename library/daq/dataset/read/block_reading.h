@@ -71,7 +71,7 @@ struct block_head {
   bool is_compressed = false;
   std::uint64_t decoded = 0;  ///< bytes
 };
-block_head look_at_head(const block_source_file& source, const file_part& part, const entry& where);
+block_head read_head(const block_source_file& source, const file_part& part, const entry& where);
 
 /// Inflates a compressed block into `payload.room` bytes, in file order. ok, or why not.
 value_status inflate(const found_block& block, unsigned char* into);

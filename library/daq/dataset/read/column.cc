@@ -132,21 +132,21 @@ read_ledger column_data::ledger_of_rows(std::size_t rows) const {
   read_ledger part;
   part.files = ledger.files;
   part.problems = ledger.problems;
-  channel_ledger& account = part.channels.emplace_back();
-  account.channel = channel;
+  channel_ledger& counts = part.channels.emplace_back();
+  counts.channel = channel;
   for (std::size_t row = 0; row < rows; ++row) {
     const bool is_own = planned_.empty() || planned_[row] == value_status::ok;
     if (!is_own) continue;
-    ++account.expected;
+    ++counts.expected;
     if (is_missing(status[row]))
-      ++account.missing[static_cast<std::size_t>(missing_cause_of(status[row]))];
+      ++counts.missing[static_cast<std::size_t>(missing_cause_of(status[row]))];
     else
-      ++account.delivered;
+      ++counts.delivered;
   }
   for (const beside_row& one : beside_rows_) {
     if (one.row >= rows) break;
-    account.expected += one.count;
-    account.missing[static_cast<std::size_t>(one.cause)] += one.count;
+    counts.expected += one.count;
+    counts.missing[static_cast<std::size_t>(one.cause)] += one.count;
   }
   for (const missing_value& one : ledger.values)
     if (one.row < rows) part.values.push_back(one);

@@ -6,7 +6,7 @@
 
 namespace ravo::detail {
 
-void column_progress::tell(std::uint64_t done) const {
+void column_progress::report(std::uint64_t done) const {
   if (!options_.progress) return;
   told_ = std::max(told_, done);
   if (before_ != nullptr)
@@ -91,15 +91,15 @@ void column_scan::for_each_chunk(const chunk_reader& read, const std::function<b
     const memory_budget::at_work at_work(state_.memory);
     turn_.run([&](on_full how) { read_in_turn(number, how, read); });
   };
-  const auto look = [this] {
+  const auto poll = [this] {
     state_.check_stop();
-    progress_.tell(done_);
+    progress_.report(done_);
   };
   done_ = 0;
-  state_.pool.run(chunks_.size(), state_.pool.size(), read_one, look);
+  state_.pool.run(chunks_.size(), state_.pool.size(), read_one, poll);
   free_.clear();
   state_.check_stop();  // a stop during the last chunks left blocks unread
-  if (!is_over()) progress_.tell(done_);
+  if (!is_over()) progress_.report(done_);
 }
 
 void column_scan::read_in_turn(std::size_t number, on_full how, const chunk_reader& read) {

@@ -62,7 +62,7 @@ class column_progress {
 
   void set_total(std::uint64_t bytes) { total_ = bytes; }
   /// Reports the progress, never less than before, even if blocks are read again.
-  void tell(std::uint64_t done) const;
+  void report(std::uint64_t done) const;
   /// Adds what was read to what was read before.
   void close(std::uint64_t done) {
     if (before_ != nullptr) before_->done_bytes += done;

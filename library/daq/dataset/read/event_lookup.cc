@@ -29,9 +29,9 @@ std::optional<event> event_reader::only(std::size_t segment, std::uint32_t numbe
 }
 
 /// The requested event, or a part of it, may have been in a file that is gone.
-void event_reader::account_gone_files(std::size_t segment, const detail::segment& part) {
+void event_reader::record_gone_files(std::size_t segment, const detail::segment& part) {
   if (std::find(part.file_failed.begin(), part.file_failed.end(), true) != part.file_failed.end())
-    account_left_out(segment, reading_extent::part);
+    record_unaligned(segment, reading_extent::part);
 }
 
 std::optional<event> event_reader::not_found() {
@@ -47,7 +47,7 @@ std::optional<event> event_reader::at(std::uint32_t number) {
     if (!line.may_have_events(i) || (!span.empty && (number < span.lowest || number > span.highest)))
       continue;
     const auto part = segment_to_read(i);
-    account_gone_files(i, *part);
+    record_gone_files(i, *part);
     const auto found = std::find_if(part->selected.begin(), part->selected.end(), [&](std::uint32_t event) {
       return part->events[event].event_number == number;
     });
@@ -68,7 +68,7 @@ std::optional<event> event_reader::at(const time_stamp& time) {
                                         wanted > in_microseconds(span.last) + tolerance);
     if (!line.may_have_events(i) || is_far) continue;
     const auto part = segment_to_read(i);
-    account_gone_files(i, *part);
+    record_gone_files(i, *part);
     for (const std::uint32_t event : part->selected) {
       const std::int64_t gap = std::abs(in_microseconds(part->events[event].time) - wanted);
       if (gap >= nearest) continue;

@@ -18,7 +18,7 @@ constexpr std::size_t batch_cells = 64 * 1024;
 }  // namespace
 
 event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_options& options)
-    : state_(std::move(state)), options_(options), accounted_(state_->timeline.segments(), 0) {
+    : state_(std::move(state)), options_(options), recorded_(state_->timeline.segments(), 0) {
   if (options_.step == 0) throw selection_error("The step of a slice of events is 1 or more");
   ledger_ = state_->ledgers.open();
   for (const dataset_channel& channel : state_->channels)
@@ -75,7 +75,7 @@ void event_reader::find_start() {
   before_segment_ = all;
 }
 
-void event_reader::tell_progress() const {
+void event_reader::report_progress() const {
   if (state_->options.progress) state_->options.progress({done_bytes_, total_bytes_});
 }
 
@@ -109,7 +109,7 @@ bool event_reader::enter_segment() {
     while (ordinal_ < before_segment_) {
       const std::size_t here = selected_in(segment_ - 1);
       const std::size_t first = before_segment_ - here;
-      if (ordinal_ < first && first < state_->end_of_events()) account_left_out(segment_ - 1, extent());
+      if (ordinal_ < first && first < state_->end_of_events()) record_unaligned(segment_ - 1, extent());
       before_segment_ -= here;
       --segment_;
     }
@@ -118,7 +118,7 @@ bool event_reader::enter_segment() {
   while (segment_ < line.segments()) {
     const std::size_t here = selected_in(segment_);
     if (ordinal_ < before_segment_ + here) return true;
-    account_left_out(segment_, extent());
+    record_unaligned(segment_, extent());
     before_segment_ += here;
     ++segment_;
   }
@@ -126,8 +126,8 @@ bool event_reader::enter_segment() {
 }
 
 /// Records once what alignment could not assign to events of a segment, even if it has no events.
-void event_reader::account_left_out(std::size_t segment, reading_extent extent) {
-  std::size_t& done = accounted_[segment];
+void event_reader::record_unaligned(std::size_t segment, reading_extent extent) {
+  std::size_t& done = recorded_[segment];
   if (done == state_->channels.size() || !state_->timeline.may_have_events(segment)) return;
   const auto part = segment_to_plan(segment);
   // One by one: if a channel throws, those before it are not counted again.
@@ -141,23 +141,23 @@ reading_extent event_reader::extent() const {
 }
 
 /// Backward, no event leads to the segments without events before the first one.
-void event_reader::account_first_segments() {
+void event_reader::record_first_segments() {
   const bool is_from_the_first = options_.first == 0 && !options_.count;
   for (; is_backward() && is_from_the_first && segment_ > 0; --segment_)
-    account_left_out(segment_ - 1, extent());
+    record_unaligned(segment_ - 1, extent());
 }
 
 std::optional<batch_plan> event_reader::next_plan() {
   if (!is_started_) find_start();
   is_started_ = true;
   if (left_ == 0) {
-    account_first_segments();
+    record_first_segments();
     return std::nullopt;
   }
   if (!enter_segment()) return std::nullopt;
   const auto part = segment_to_plan(segment_);
-  if (accounted_[segment_] != state_->channels.size()) {
-    account_left_out(segment_, extent());
+  if (recorded_[segment_] != state_->channels.size()) {
+    record_unaligned(segment_, extent());
     if (!is_backward()) align_ahead(segment_ + 1);
   }
   return plan_batch(*part);
@@ -412,7 +412,7 @@ std::shared_ptr<event_batch> event_reader::next_batch() {
   const auto stored = static_cast<double>(std::max<std::uint64_t>(first->plan.stored_bytes, 1));
   decoded_a_stored_byte_ = std::max(1.0, static_cast<double>(batch->decoded_bytes()) / stored);
   top_up();
-  tell_progress();
+  report_progress();
   return batch;
 }
 
@@ -422,7 +422,7 @@ std::optional<event> event_reader::next() {
   if (is_settled_) return std::nullopt;
   const std::shared_ptr<event_batch> batch = batch_in_turn();
   if (!batch) {
-    tell_progress();
+    report_progress();
     settle();
     return std::nullopt;
   }
@@ -436,7 +436,7 @@ event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::siz
     if (duplicate.event == index)
       state_->ledgers.record_duplicates(ledger_, duplicate.channel, duplicate.channel,
                                         {&duplicate.where, 1});
-  const auto account = [&](bool only_missing) {
+  const auto record = [&](bool only_missing) {
     for (std::size_t channel = 0; channel < state_->channels.size(); ++channel) {
       const event_batch::cell& cell = batch->cell_at(index, channel);
       if (cell.block == event_batch::cell::none || cell.status != value_status::ok) continue;
@@ -446,8 +446,8 @@ event event_reader::hand_out(const std::shared_ptr<event_batch>& batch, std::siz
     }
   };
   // A strict policy throws for a missing value: then nothing of this event counts as delivered.
-  if (state_->options.damage.largest_missing_share <= 0) account(true);
-  account(false);
+  if (state_->options.damage.largest_missing_share <= 0) record(true);
+  record(false);
   event one;
   one.batch_ = batch;
   one.index_ = index;

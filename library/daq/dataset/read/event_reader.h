@@ -54,15 +54,15 @@ class event_reader {
 
   void find_start();
   bool is_backward() const { return options_.order == event_order::backward; }
-  void account_first_segments();
+  void record_first_segments();
   std::optional<batch_plan> next_plan();
   batch_plan plan_batch(const segment& part);
-  void tell_progress() const;
+  void report_progress() const;
   std::shared_ptr<const segment> segment_to_plan(std::size_t index);
   std::shared_ptr<const segment> segment_to_read(std::size_t index);
   std::size_t selected_in(std::size_t index);
   bool enter_segment();
-  void account_left_out(std::size_t segment, reading_extent extent);
+  void record_unaligned(std::size_t segment, reading_extent extent);
   reading_extent extent() const;
   void top_up();
   void start(const std::shared_ptr<task>& ahead);
@@ -79,13 +79,13 @@ class event_reader {
   void expect_blocks(std::size_t segment, std::uint32_t number);
   std::optional<event> only(std::size_t segment, std::uint32_t number);
   std::optional<event> not_found();
-  void account_gone_files(std::size_t segment, const detail::segment& part);
+  void record_gone_files(std::size_t segment, const detail::segment& part);
   void settle();
 
   std::shared_ptr<dataset_state> state_;
   event_options options_;
   std::vector<std::size_t>
-      accounted_;  ///< by segment: number of channels whose unaligned entries are counted
+      recorded_;  ///< by segment: number of channels whose unaligned entries are counted
   read_ledger ledger_;
   bool is_settled_ = false;
 

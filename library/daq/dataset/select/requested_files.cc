@@ -71,8 +71,8 @@ class request_answer {
     std::vector<int> without = ask_catalogue_for_runs(first, last, listed);
     if (!listed.empty()) {
       for (const std::string& path : listed) take_catalogued(path);
-      tell_of_runs(without,
-                   "the run catalogue has none with events; build it again if some have come since");
+      report_runs(without,
+                  "the run catalogue has none with events; build it again if some have come since");
       return;
     }
     const paths named =
@@ -86,7 +86,7 @@ class request_answer {
     for (std::size_t i = 0; i < without.size(); ++i)
       if (!is_named[i]) unnamed.push_back(without[i]);
     without = std::move(unnamed);
-    tell_of_runs(without, "no file is named for them");
+    report_runs(without, "no file is named for them");
   }
 
   /// Marks the runs that occur in a name, among those from `first` to before `last` in the list.
@@ -116,11 +116,11 @@ class request_answer {
           !add_files(answer, files))
         without.push_back(run);
     }
-    tell_of_damage(damaged);
+    report_damage(damaged);
     return without;
   }
 
-  void tell_of_runs(const std::vector<int>& runs, const char* why) {
+  void report_runs(const std::vector<int>& runs, const char* why) {
     if (runs.empty()) return;
     std::string text;
     for (std::size_t i = 0; i < runs.size();) {
@@ -148,7 +148,7 @@ class request_answer {
           get_files_for_period(wanted_.from->timeup, stop, answer.get(), wanted_.experiment.c_str(),
                                wanted_.stream.c_str(), wanted_.catalogue.c_str(), growing_files_too) == 0)
         listed = answer.paths();
-      tell_of_damage(damaged);
+      report_damage(damaged);
       for (const std::string& path : listed) take_catalogued(path);
       if (!listed.empty()) return;
     }
@@ -163,8 +163,8 @@ class request_answer {
     for (const std::string& path : named_files([](std::string_view) { return true; }))
       timed.emplace_back(time_of(path), path);
     std::sort(timed.begin(), timed.end());
-    const auto behind = [](const auto& one, std::uint32_t time) { return one.first < time; };
-    const auto first = std::lower_bound(timed.begin(), timed.end(), wanted_.from->timeup, behind);
+    const auto is_before = [](const auto& one, std::uint32_t time) { return one.first < time; };
+    const auto first = std::lower_bound(timed.begin(), timed.end(), wanted_.from->timeup, is_before);
     const auto begin = first - std::min(taken_before, first - timed.begin());
     auto end = timed.end();
     if (wanted_.to)
@@ -242,7 +242,7 @@ class request_answer {
     found_.all.push_back({path, how, reason});
   }
 
-  void tell_of_damage(const catalogue_problems& damaged) {
+  void report_damage(const catalogue_problems& damaged) {
     for (const std::string& text : damaged.texts())
       found_.problems.push_back(
           {problem_reason::damaged_catalogue, "", text + "; build the catalogue again"});

@@ -12,7 +12,7 @@ namespace {
 
 using clock = std::chrono::steady_clock;
 
-constexpr auto between_looks = std::chrono::milliseconds(20);
+constexpr auto between_polls = std::chrono::milliseconds(20);
 
 /// Most waits here are shorter than waking a sleeping thread takes.
 template <class Condition>
@@ -137,13 +137,13 @@ class shared_work {
 /// The turn of one thread to run something.
 class worker_pool::turn {
  public:
-  turn(worker_pool& pool, const std::function<void()>& look) : pool_(pool) {
+  turn(worker_pool& pool, const std::function<void()>& poll) : pool_(pool) {
     const auto caller = std::this_thread::get_id();
     std::unique_lock lock(pool_.mutex_);
     while (pool_.runs_ != 0 && pool_.runner_ != caller) {
-      if (pool_.turn_.wait_for(lock, between_looks) == std::cv_status::no_timeout || !look) continue;
+      if (pool_.turn_.wait_for(lock, between_polls) == std::cv_status::no_timeout || !poll) continue;
       lock.unlock();
-      look();
+      poll();
       lock.lock();
     }
     pool_.runner_ = caller;
@@ -164,8 +164,8 @@ class worker_pool::turn {
 };
 
 void worker_pool::run(std::size_t count, std::size_t workers, const std::function<void(std::size_t)>& work,
-                      const std::function<void()>& look) {
-  const turn own(*this, look);
+                      const std::function<void()>& poll) {
+  const turn own(*this, poll);
   const auto shared = std::make_shared<shared_work>(count, work);
   const std::size_t used = std::min({count, workers, size()});
   for (std::size_t i = 1; i < used; ++i) try {
@@ -173,21 +173,21 @@ void worker_pool::run(std::size_t count, std::size_t workers, const std::functio
     } catch (...) {
       break;  // fewer are slower, but no reason to fail
     }
-  const auto look_now = [&] {
-    if (!look || shared->failed()) return;
+  const auto poll_now = [&] {
+    if (!poll || shared->failed()) return;
     try {
-      look();
+      poll();
     } catch (...) {
       shared->note_failure();
     }
   };
-  auto looked = clock::now();
+  auto polled = clock::now();
   while (shared->do_next())
-    if (clock::now() - looked >= between_looks) {
-      look_now();
-      looked = clock::now();
+    if (clock::now() - polled >= between_polls) {
+      poll_now();
+      polled = clock::now();
     }
-  while (!shared->is_over_within(between_looks)) look_now();
+  while (!shared->is_over_within(between_polls)) poll_now();
   shared->rethrow();
 }
 

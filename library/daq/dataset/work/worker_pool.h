@@ -26,11 +26,11 @@ class worker_pool {
   void add(std::function<void()> task);
 
   /// Runs `work(i)` for i from 0 to `count` - 1, here and on other threads, on up to `workers` altogether,
-  /// and waits for all of them. The first exception ends the others' work and is thrown here. `look` is
+  /// and waits for all of them. The first exception ends the others' work and is thrown here. `poll` is
   /// called here now and then, between two pieces of work; it may throw. While another thread is in run()
   /// this waits for its turn: two at a time would have half of the memory each.
   void run(std::size_t count, std::size_t workers, const std::function<void(std::size_t)>& work,
-           const std::function<void()>& look = {});
+           const std::function<void()>& poll = {});
 
  private:
   class turn;
@@ -43,7 +43,7 @@ class worker_pool {
   std::atomic<std::size_t> waiting_{0};  ///< tasks, for readers without the lock
   std::condition_variable turn_;
   std::thread::id runner_;  ///< the thread that is in run()
-  std::size_t runs_ = 0;    ///< of the runner, since `look` may call run() itself
+  std::size_t runs_ = 0;    ///< of the runner, since `poll` may call run() itself
   std::vector<std::thread> threads_;
 };
 
