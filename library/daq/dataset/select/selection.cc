@@ -56,7 +56,7 @@ std::string name_of(Enumeration value, const named<Enumeration> (&names)[size]) 
   return {};
 }
 
-constexpr char span_form[] = "a span is a number with us, ms, s, min or h behind it";
+constexpr char span_form[] = "a span is a number followed by us, ms, s, min or h";
 constexpr char range_form[] = "it is N or N-M";
 
 struct number_range {
