@@ -36,7 +36,7 @@ std::size_t swapped_bytes(swapped words, std::size_t size) {
   return size;
 }
 
-// Compiled for each kind of processor: the limit is that of the machine, not of its oldest relative.
+// Compiled for each kind of processor: the limit is this machine's, not that of the oldest one supported.
 template <class Word, class Reverse>
 [[gnu::always_inline]] inline void store_reversed(const unsigned char* from, std::byte* to,
                                                   std::size_t count, Reverse reverse) {

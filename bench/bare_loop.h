@@ -1,6 +1,6 @@
-// The yardstick of the benchmarks: loops that do only what cannot be left out. A block is inflated with
-// the library that the reader uses, its words are swapped, and it lands in memory of its own. Nothing is
-// checked, nobody is asked, and nothing can be looked up afterwards.
+// The yardstick of the benchmarks: loops that do only what is indispensable. A block is inflated with the
+// library that the reader uses, its words are swapped, and it gets memory of its own. Nothing is checked,
+// and nothing is indexed for later use.
 #ifndef RAVO_BENCH_BARE_LOOP_H
 #define RAVO_BENCH_BARE_LOOP_H
 
@@ -17,10 +17,10 @@ namespace ravo::bench {
 /// Which words of the data are swapped.
 enum class swapped { all_words, image_head, image_ext_head };
 
-/// Who inflates blocks that zlib wrote.
+/// Which library inflates blocks that zlib wrote.
 enum class inflater { zlib, libdeflate };
 
-/// A file in memory, mapped afresh and unmapped with the object.
+/// A file in memory, mapped anew, and unmapped with the object.
 class mapped_file {
  public:
   explicit mapped_file(const std::string& path);
@@ -49,10 +49,10 @@ class bare_blocks {
   std::vector<block> blocks;
 };
 
-/// Copies whole words, the bytes of each reversed; the places may be the same.
+/// Copies whole words with the bytes of each reversed; source and destination may be the same.
 void swap_words(const unsigned char* from, unsigned char* to, std::size_t bytes);
 
-/// Decodes the blocks at these places into `into`, on so many threads.
+/// Decodes the blocks at these places into `into`, on that many threads.
 void decode_bare(const mapped_file& file, std::span<const ravo_event_chan_ptr_entry> places, swapped words,
                  inflater by, int threads, bare_blocks& into);
 
@@ -63,14 +63,14 @@ struct value_place {
   std::byte* into = nullptr;
 };
 
-/// What the data of a block are: a head, and behind it nothing but values.
+/// The layout of a block's data: a head, followed by values only.
 struct value_layout {
   std::size_t head = 0;     ///< bytes
   std::size_t element = 4;  ///< bytes of a value: 1, 2 or 4
 };
 
-/// Inflates (with libdeflate), swaps and stores the values of all places, on so many threads: what no way
-/// of reading these bytes can do without.
+/// Inflates (with libdeflate), swaps and stores the values of all places, on that many threads: the work
+/// that no way of reading these bytes can avoid.
 void store_values(std::span<const value_place> places, const value_layout& layout, int threads);
 
 }  // namespace ravo::bench

@@ -32,7 +32,7 @@ class own_folder {
   own_folder(const own_folder&) = delete;
   own_folder& operator=(const own_folder&) = delete;
 
-  /// A fresh folder in it.
+  /// A new folder in it.
   std::string inner() {
     const std::string name = path + "/" + std::to_string(++count_);
     std::filesystem::create_directory(name);

@@ -1,5 +1,5 @@
-// Raw files for the benchmarks, in a temporary folder that goes with the program, and where their blocks
-// are.
+// Raw files for the benchmarks, in a temporary folder that is removed with the program, and where their
+// blocks are.
 #ifndef RAVO_BENCH_BENCH_FILES_H
 #define RAVO_BENCH_BENCH_FILES_H
 
@@ -19,7 +19,7 @@ const std::string& folder();
 std::string one_channel_file(ravo_compression compression, int values, int events);
 inline constexpr const char* one_channel = "BENCH/WAVEFORM";
 
-/// The data of a block of such a channel: what an ADC sees of a ringing signal, another one in each event.
+/// The data of a block of such a channel: a ringing signal as an ADC samples it, different in each event.
 std::vector<unsigned char> waveform(int values, int event);
 
 /// Simulated files; made when first asked for.
@@ -33,14 +33,14 @@ class loaded_file {
   loaded_file(const loaded_file&) = delete;
   loaded_file& operator=(const loaded_file&) = delete;
 
-  /// Where the channel's blocks are; empty when it has none.
+  /// Where the channel's blocks are; empty if it has none.
   std::span<const ravo_event_chan_ptr_entry> places(const std::string& channel) const;
 
   std::string path;
   mutable ravo_file_get_tables_2010 tables;
 };
 
-/// Two times of the same work, taken in turn, so that whatever else the machine does meets both.
+/// The times of two ways of doing the same work, measured in turn, so that other load affects both.
 class comparison {
  public:
   void add(double library, double bare);
@@ -52,7 +52,7 @@ class comparison {
   double best_bare_ = 1e300;
 };
 
-/// Of the whole machine.
+/// The processors of the whole machine.
 int machine_threads();
 
 /// Seconds since some moment.

@@ -1,6 +1,6 @@
 // Look-ups in run catalogues of a thousand to a hundred thousand raw files: a period of five minutes, one
-// run, and the time of a run. Beside each, the same catalogue files are only read into memory; and for the
-// period all runs are asked, as one would have to without an index of days.
+// run, and the time of a run. For comparison, the same catalogue files are only read into memory; and for
+// the period all runs are asked, as would be necessary without an index of days.
 #include <benchmark/benchmark.h>
 
 #include <fstream>
@@ -40,7 +40,7 @@ run_entry make_run(int number) {
   return run;
 }
 
-// A catalogue of so many runs; made when first asked for.
+// A catalogue of that many runs; made when first asked for.
 const std::string& catalogue_of(int runs) {
   static std::map<int, std::string> made;
   std::string& directory = made[runs];
@@ -63,7 +63,7 @@ std::size_t read_bare(const std::vector<std::string>& paths) {
   return bytes;
 }
 
-// Times a look-up through the public operation, beside reading the files that it needs.
+// Times a look-up through the public operation, compared with reading the files that it needs.
 template <class LookUp>
 void compare(benchmark::State& state, const std::vector<std::string>& needed, LookUp look_up) {
   comparison times;

@@ -1,5 +1,5 @@
 // Decoding one channel of one file, from start() to the last entry decoded, by payload and compressor,
-// beside the bare loop on the same number of threads.
+// compared with the bare loop on the same number of threads.
 #include <benchmark/benchmark.h>
 
 #include "bench_files.h"
@@ -8,7 +8,7 @@ namespace {
 
 using namespace ravo::bench;
 
-// Decodes all of the channel; the time it took.
+// Decodes all of the channel; returns the time it took.
 double decode_once(const loaded_file& file, const char* channel, int threads) {
   std::string name = channel;
   ravo_daq_read_chan_2010 reader(&file.tables, name.data(), -1, nullptr);
@@ -58,7 +58,7 @@ void decode(benchmark::State& state, const loaded_file& file, const char* channe
   state.counters["of_bare_libdeflate"] = libdeflate.of_bare();
 }
 
-// 2040 samples behind a head of 32 bytes: 8 KiB.
+// 2040 samples after a head of 32 bytes: 8 KiB.
 constexpr int values_of_8_kib = 2040;
 
 void decode_waveform(benchmark::State& state, ravo_compression compression, int values, int events) {
@@ -73,7 +73,7 @@ void decode_simulated(benchmark::State& state, const char* channel, swapped word
   what.events = 500;
   what.counts = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
   what.compression = compression;
-  // Files are kept by their counts: one more monitor for each compressor.
+  // Files are cached by their counts, so each compressor gets one more monitor.
   what.counts.bpms += static_cast<int>(compression);
   const loaded_file file(simulated(what).at(0));
   decode(state, file, channel, words);

@@ -1,4 +1,4 @@
-// The reader from init() to the last event, and the one call that switches files, beside a bare loop
+// The reader from init() to the last event, and the one call that switches files, compared with a bare loop
 // that decodes the same channels of the same files and copies each block once.
 #include <benchmark/benchmark.h>
 
@@ -22,7 +22,7 @@ settings files_with(int channels, int events) {
   return what;
 }
 
-// So many channels with data in every event, spread over the kinds that have it.
+// That many channels with data in every event, spread over the kinds that have such data.
 std::vector<channel> channels_to_read(const settings& what, std::size_t count) {
   std::vector<channel> all = ravo::simulator::make_channels(what.counts, what.compression);
   if (count >= all.size()) return all;

@@ -7,7 +7,7 @@ namespace ravo::bench {
 
 std::unique_ptr<ravo_daq_reader_2010> start_reader(const std::vector<std::string>& files,
                                                    const std::vector<std::string>& channels) {
-  // The files have just been written.
+  // The files have just been written, and the reader would leave new files alone.
   setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
   std::vector<std::string> paths = files;
   std::vector<char*> path_texts;

@@ -1,4 +1,4 @@
-// A reader of the current generation that has been given its files and channels and was started.
+// A reader of the current generation that has its files and channels and is started.
 #ifndef RAVO_BENCH_STARTED_READER_H
 #define RAVO_BENCH_STARTED_READER_H
 
@@ -10,7 +10,7 @@
 
 namespace ravo::bench {
 
-/// Throws what the reader says when it cannot be started.
+/// Throws with the reader's message if it cannot be started.
 std::unique_ptr<ravo_daq_reader_2010> start_reader(const std::vector<std::string>& files,
                                                    const std::vector<std::string>& channels);
 

@@ -1,5 +1,5 @@
-// Loading the tables of a file with two thousand channels, beside reading the same bytes into memory
-// and swapping what are words of them.
+// Loading the tables of a file with two thousand channels, compared with reading the same bytes into memory
+// and swapping those that are words.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -14,7 +14,7 @@ namespace {
 
 using namespace ravo::bench;
 
-// A table, and how many of the bytes of each of its records are words: the rest is text.
+// A table, and how many bytes of each of its records are words; the rest is text.
 struct range {
   std::uint32_t offset;
   std::size_t bytes;
@@ -22,7 +22,7 @@ struct range {
   std::size_t record_words;  // bytes of words at the end of a record
 };
 
-// The tables' bytes in the file, the header baskets not among them: those are only mapped.
+// The tables' bytes in the file, without the header baskets, which are only mapped.
 std::vector<range> tables_of(const loaded_file& file) {
   const ravo_file_reference_table_2010& reference = *file.tables.get_ref_tbl();
   const ravo_event_index_table_2010* index = file.tables.get_eit_table();

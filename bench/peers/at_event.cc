@@ -1,6 +1,6 @@
-// One event of twelve channels out of a file that nobody has read since the machine forgot it. Where the
-// storage is another machine's memory, as of virtual machines, cold is what this machine's kernel takes it
-// for.
+// One event of twelve channels from a file that is no longer in the page cache. Where the storage is
+// another machine's memory, as for virtual machines, "cold" means what this machine's kernel takes it to
+// be.
 #include <functional>
 #include <stdexcept>
 

@@ -1,5 +1,5 @@
-// All ways of reading all shapes, in turn and many times over: what else the machine does meets each of
-// them. Before any time is taken, all of them must have given the same values.
+// All ways of reading all shapes, in turn and many times over, so that other load affects each of them.
+// Before any time is measured, all of them must have given the same values.
 #include <sys/resource.h>
 
 #include <cstring>
@@ -58,7 +58,7 @@ class comparison_of_ways {
     }
   }
 
-  /// The bare loop has its turn beside each of our ways; HDF5 is held against the way that does the same.
+  /// The bare loop runs next to each of our ways; HDF5 is compared with the way that does the same.
   void once() {
     const double column = beside_bare(columns_, [this] { raw_.columns(into_.data()); });
     for (std::size_t i = 0; i < hdf5_.size(); ++i)

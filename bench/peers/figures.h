@@ -1,4 +1,4 @@
-// Figures with their spread: the median of several repetitions, and between what they lay.
+// Figures with their spread: the median of several repetitions, and their range.
 #ifndef RAVO_BENCH_PEERS_FIGURES_H
 #define RAVO_BENCH_PEERS_FIGURES_H
 
@@ -19,15 +19,15 @@ class figures {
   std::vector<double> all_;
 };
 
-/// Three digits that count.
+/// With three significant digits.
 std::string in_short(double figure);
 
-/// Processes that ran or wanted to, over the last minute.
+/// Processes that ran or were ready to run, averaged over the last minute.
 std::string load_average();
 
 /// Prints a line of a table.
 void print_row(const std::vector<std::string>& cells);
-/// Prints the head of a table. Its first column is of words, the others are of figures.
+/// Prints the head of a table. Its first column holds words, the others hold figures.
 void print_head(const std::vector<std::string>& cells);
 
 }  // namespace ravo::bench

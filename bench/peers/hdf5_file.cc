@@ -15,7 +15,7 @@ struct extents {
   int rank;
 };
 
-/// Of so many events: (events), (events, samples) or (events, height, width).
+/// The extents for a number of events: (events), (events, samples) or (events, height, width).
 extents extents_of(const shape& what, int events) {
   const auto count = static_cast<hsize_t>(events);
   if (what.is_image()) return {{count, what.height, what.width}, 3};

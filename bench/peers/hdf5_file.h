@@ -1,4 +1,4 @@
-// The same values as a user of the HDF5 C library keeps them: a dataset a channel, a chunk an event,
+// The same values as a user of the HDF5 C library stores them: a dataset per channel, a chunk per event,
 // compressed by the library's own filters or not at all; and the two ways of reading them.
 #ifndef RAVO_BENCH_PEERS_HDF5_FILE_H
 #define RAVO_BENCH_PEERS_HDF5_FILE_H
@@ -17,7 +17,7 @@ enum class hdf5_filter { none, gzip, shuffle_and_gzip };
 /// Owns an identifier of the library.
 class hdf5_handle {
  public:
-  /// Throws when the library answered that it failed.
+  /// Throws if the library reports a failure.
   hdf5_handle(hid_t id, herr_t (*close)(hid_t), const char* what);
   hdf5_handle(hdf5_handle&& other) noexcept;
   hdf5_handle& operator=(hdf5_handle&&) = delete;

@@ -12,7 +12,7 @@ namespace ravo::bench {
 void write_large_files(const std::string& into, extent how_much) {
   const int events = how_much == extent::full ? 240 : 30;
   const shape what = waveforms(2048, large_file_channels, 2 * events);
-  // Plain blocks take the same work whatever they hold: a few are enough.
+  // Plain blocks take the same work whatever they hold: a few different ones are enough.
   std::vector<std::vector<unsigned char>> blocks;
   for (int i = 0; i < 61; ++i) blocks.push_back(make_block(what, i, 0));
   raw_output file(into, what, ravo_compression::none, static_cast<std::uint32_t>(events));

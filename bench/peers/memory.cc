@@ -1,5 +1,5 @@
-// All of the large files in a process that may not have more memory of its own than the cap, whatever the
-// dataset believes to own: beyond it the system refuses memory, and the reading fails.
+// Reads all of the large files in a process that may not have more memory of its own than the cap, whatever
+// the dataset counts: beyond the cap the system refuses memory, and the reading fails.
 #include <stdexcept>
 
 #include "bench_files.h"
@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::uint64_t mebibyte = std::uint64_t{1} << 20;
 constexpr std::uint64_t cap = 512 * mebibyte;
-// What the program itself has, its threads' stacks and what lies unused between blocks come out of the
-// rest.
+// The rest is for the program itself, its threads' stacks and what lies unused
+// between blocks.
 constexpr std::uint64_t limit = 448 * mebibyte;
 
 std::uint64_t read_events(const dataset& data) {

@@ -1,5 +1,5 @@
-// How long it takes until there is something to read, and how much of the files that touches, beside a loop
-// that reads just the tables which cannot be left out, and looks at nothing in them.
+// How long it takes until there is something to read, and how much of the files that touches, compared with
+// a loop that reads only the indispensable tables, and checks nothing in them.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -45,7 +45,7 @@ parts_of_file index_of(const loaded_file& file) {
            {tables->cdt_ref, static_cast<std::size_t>(file.tables.get_cdt_table()->length)}}};
 }
 
-/// What has to be read, beside, to align channels: their rows of the pointer table, and the event headers.
+/// What aligning channels reads in addition: their rows of the pointer table, and the event headers.
 parts_of_file alignment_of(const loaded_file& file, const std::vector<std::string>& channels) {
   parts_of_file found{file.path, {}};
   const auto* tables = file.tables.get_ref_tbl();
@@ -86,7 +86,7 @@ void read_all_parts(const std::vector<parts_of_file>& files) {
   work();
 }
 
-/// One line: the time of a work, and that of the bare reading beside it.
+/// One line: the time of the work, and that of the bare reading next to it.
 class opening_line {
  public:
   explicit opening_line(std::string what) : what_(std::move(what)) {}

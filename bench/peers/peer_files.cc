@@ -18,13 +18,13 @@ struct hdf5_form {
 struct stored_form {
   std::string name;
   ravo_compression raw;
-  std::vector<hdf5_form> hdf5;  // none for LZO, which HDF5 does not bring
+  std::vector<hdf5_form> hdf5;  // empty for LZO, which HDF5 does not have
 };
 
 std::vector<stored_form> forms_of(const shape& what) {
   std::vector<hdf5_form> gzip{{"gzip", hdf5_filter::gzip},
                               {"shuffle + gzip", hdf5_filter::shuffle_and_gzip}};
-  // A chunk for each number is nobody's choice who knows that he will read all of them.
+  // Nobody who will read all numbers would store each in a chunk of its own.
   if (what.elements() == 1) gzip.push_back({"gzip, all events in a chunk", hdf5_filter::gzip, what.events});
   return {{"zlib", ravo_compression::zlib, gzip},
           {"LZO", ravo_compression::lzo1x, {}},

@@ -1,5 +1,5 @@
-// Writes the data of a shape as raw files of the current generation and as HDF5, one pass for all of them:
-// what is compared was made once.
+// Writes the data of a shape as raw files of the current generation and as HDF5, in one pass for all of
+// them: what is compared is made once.
 #ifndef RAVO_BENCH_PEERS_PEER_FILES_H
 #define RAVO_BENCH_PEERS_PEER_FILES_H
 

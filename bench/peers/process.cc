@@ -10,7 +10,7 @@
 namespace ravo::bench {
 namespace {
 
-/// The number behind a word of a file under /proc/self; 0 when there is none.
+/// The number after a word in a file under /proc/self; 0 if there is none.
 std::uint64_t number_of(const char* file, const std::string& word) {
   std::ifstream lines(file);
   for (std::string first; lines >> first;)
@@ -33,7 +33,7 @@ std::uint64_t peak_resident() { return number_of("/proc/self/status", "VmHWM:") 
 void drop_from_cache(const std::string& path) {
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) throw std::runtime_error("cannot open " + path);
-  // Pages that are not yet written stay.
+  // Pages that are not yet written cannot be dropped.
   const bool dropped = fdatasync(fd) == 0 && posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED) == 0;
   close(fd);
   if (!dropped) throw std::runtime_error("cannot drop " + path);

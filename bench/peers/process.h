@@ -1,4 +1,4 @@
-// What the system tells of this process and of files: bytes read, memory, and what the page cache holds.
+// What the system reports of this process and of files: bytes read, memory, and what the page cache holds.
 #ifndef RAVO_BENCH_PEERS_PROCESS_H
 #define RAVO_BENCH_PEERS_PROCESS_H
 
@@ -15,10 +15,10 @@ struct bytes_read {
 bytes_read read_so_far();
 bytes_read operator-(const bytes_read& a, const bytes_read& b);
 
-/// The most memory that was resident at a time, bytes.
+/// The most memory that was resident at a time, in bytes.
 std::uint64_t peak_resident();
 
-/// Has the page cache forget a file. Nothing else may have it mapped.
+/// Drops a file from the page cache. It must not be mapped anywhere else.
 void drop_from_cache(const std::string& path);
 
 /// Memory that this process may have of its own from now on; more is refused.

@@ -10,10 +10,10 @@
 
 namespace ravo::bench {
 
-/// Every operation throws what the writer says when it fails.
+/// Every operation throws with the writer's message if it fails.
 class raw_output {
  public:
-  /// The folder is made. `events_in_file`: 0 for all.
+  /// Creates the folder. `events_in_file`: 0 for all.
   raw_output(const std::string& folder, const shape& what, ravo_compression compression,
              std::uint32_t events_in_file = 0);
   void begin_event(int event);

@@ -11,7 +11,7 @@
 namespace ravo::bench {
 namespace {
 
-// Channels see the same signal at other times.
+// Channels see the same signal at different times.
 int moment(int channel, int event) { return channel * 100'000 + event; }
 
 /// A spot of light on a dark, noisy sensor: 8 bits of it, or 12 in two bytes.
@@ -95,7 +95,7 @@ void values_of_block(const shape& what, const unsigned char* block, std::byte* i
     std::memcpy(into, values, what.value_bytes());
     return;
   }
-  // Pixels have their most significant byte first, wherever they are.
+  // Pixels have their most significant byte first, in files and in memory.
   for (std::size_t i = 0; i < what.elements(); ++i) {
     const auto pixel = static_cast<std::uint16_t>(values[2 * i] << 8 | values[2 * i + 1]);
     std::memcpy(into + 2 * i, &pixel, sizeof pixel);

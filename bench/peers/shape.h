@@ -23,7 +23,7 @@ struct shape {
   bool is_image() const { return dtype == RAVO_BLOCK_IMAGE; }
   std::size_t elements() const { return height * width; }
   std::size_t value_bytes() const { return elements() * element; }
-  /// Bytes of a block in front of its values.
+  /// Bytes of a block before its values.
   std::size_t head_bytes() const;
   std::size_t values() const {
     return static_cast<std::size_t>(channels) * static_cast<std::size_t>(events);
@@ -43,7 +43,7 @@ std::vector<shape> all_shapes(extent how_much);
 
 /// A block's data as writers of raw files take them.
 std::vector<unsigned char> make_block(const shape& what, int channel, int event);
-/// The values of such a block alone, in host order.
+/// Only the values of such a block, in host order.
 void values_of_block(const shape& what, const unsigned char* block, std::byte* into);
 
 }  // namespace ravo::bench

@@ -28,7 +28,7 @@ std::byte* place_of(const shape& what, std::byte* into, std::size_t channel, std
   return into + (channel * static_cast<std::size_t>(what.events) + event) * what.value_bytes();
 }
 
-/// Nothing that is said to be there may be made only when it is looked at.
+/// Touches the values, so that none can be produced lazily.
 void look_at(const void* value) {
   if (value == nullptr) throw std::runtime_error("a value is missing");
   const volatile auto first = *static_cast<const unsigned char*>(value);

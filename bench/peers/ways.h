@@ -10,15 +10,15 @@
 
 namespace ravo::bench {
 
-/// `into` has room for all values: channel after channel, event after event. The ways that hand out event
-/// by event put values there only when it is not null; otherwise they look at each where it is.
+/// `into` has room for all values: channel after channel, event after event. The ways that return event by
+/// event copy values there only if it is not null; otherwise they read each value in place.
 class raw_ways {
  public:
   raw_ways(const shape& what, const std::string& path);
 
-  /// The limit: no more than inflating, swapping and storing, of blocks whose places are known.
+  /// The limit: only inflates, swaps and stores blocks whose places are known.
   void bare(std::byte* into) const;
-  /// dataset::column() of each channel, into memory that is there.
+  /// dataset::column() of each channel, into memory that exists already.
   void columns(std::byte* into) const;
   /// dataset::events().
   void events(std::byte* into) const;
@@ -31,7 +31,7 @@ class raw_ways {
   loaded_file tables_;
 };
 
-/// The same of an HDF5 file.
+/// The same for an HDF5 file.
 class hdf5_ways {
  public:
   hdf5_ways(const shape& what, std::string path) : what_(what), path_(std::move(path)) {}
