@@ -8,7 +8,7 @@
 #include "ravo_daq_reader_2010.h"
 
 // The library prints its messages on standard output. From here on they go to standard error, and what was
-// standard output is `out`, for the data alone.
+// standard output is `out`, for the data only.
 std::FILE* keep_output_for_data() {
   std::FILE* const data = fdopen(dup(STDOUT_FILENO), "w");
   dup2(STDERR_FILENO, STDOUT_FILENO);
@@ -26,7 +26,7 @@ struct average {
     ravo_daq_getdata event;
     if (event.SetRes(entries) < 1 ||
         event.GetSpectPar(&start, &step, nullptr, &samples, 0, &groups, &group_step, nullptr) != 0)
-      return false;  // has said why
+      return false;  // the library has said why
     const auto size = static_cast<std::size_t>(samples) * static_cast<std::size_t>(groups);
     const float* values = event.GetSpect(0);
     if (events == 0) sums.resize(size);

@@ -11,7 +11,7 @@
 #include "ravo_daq_reader.h"
 
 // The library prints its messages on standard output. From here on they go to standard error, and what was
-// standard output is `out`, for the data alone.
+// standard output is `out`, for the data only.
 std::FILE* keep_output_for_data() {
   std::FILE* const data = fdopen(dup(STDOUT_FILENO), "w");
   dup2(STDERR_FILENO, STDOUT_FILENO);
@@ -19,15 +19,15 @@ std::FILE* keep_output_for_data() {
 }
 std::FILE* const out = keep_output_for_data();
 
-// A PGM file has its pixels as raw files have them: row by row, one byte each or two, the high one first.
+// A PGM file stores its pixels as raw files do: row by row, one or two bytes each, the high byte first.
 bool write_frame(std::vector<ravo_channel_entry_long*>* entries) {
   ravo_daq_getdata event;
   unsigned number = 0;
   int bytes_per_pixel = 0, width = 0, height = 0;
   if (event.SetRes(entries) < 1 ||
       event.GetEventInfo(&number, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr) != 0)
-    return false;  // has said why
-  // Only a frame that does not contradict itself can be converted to numbers.
+    return false;  // the library has said why
+  // Only a consistent frame can be converted to numbers.
   if (!event.ConvertImage() || event.GetImagePar(nullptr, nullptr, &bytes_per_pixel, nullptr) != 0 ||
       bytes_per_pixel > 2) {
     std::fprintf(stderr, "event %u has no frame of one or two bytes a pixel\n", number);
@@ -49,16 +49,16 @@ int main(int argc, char** argv) {
   if (argc != 3) return std::fprintf(stderr, "usage: camera_to_pgm LISTFILE CHANNEL\n"), 2;
   ravo_sprop wanted{};
   wanted.prname = argv[2];
-  wanted.prlen = static_cast<int>(std::strlen(argv[2])) + 2;  // so a property counts its name
+  wanted.prlen = static_cast<int>(std::strlen(argv[2])) + 2;  // this is how a property counts its name
   std::vector<ravo_sprop*> properties{&wanted};
   ravo_time_id step{1, {0, 0}}, start{}, stop{};  // every event, from the first to the last
 
-  ravo_daq_data data;  // says on standard error what is wrong
+  ravo_daq_data data;  // reports errors on standard error
   if (data.Init(argv[1], &properties, 0, &step, &start, &stop) != 0) return 1;
 
   while (data.GetData() == 0)
     if (!write_frame(data.GetRes())) return 1;
-  // GetData() ends alike behind the last event and when something failed; its reader knows which.
+  // GetData() ends the same way after the last event and after a failure; its reader knows which.
   const int status = data.GetReader()->get_data(nullptr, data.GetRes(), RAVO_DAQ_READ_CHAN_EVENT_NEXT);
   if (status != RAVO_DAQ_READER_OUT_OF_WINDOW)
     return std::fprintf(stderr, "reading stopped: %s\n", ravo_daq_reader::error_i2a(status)), 1;

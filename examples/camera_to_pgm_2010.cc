@@ -9,7 +9,7 @@
 #include "ravo_daq_reader_2010.h"
 
 // The library prints its messages on standard output. From here on they go to standard error, and what was
-// standard output is `out`, for the data alone.
+// standard output is `out`, for the data only.
 std::FILE* keep_output_for_data() {
   std::FILE* const data = fdopen(dup(STDOUT_FILENO), "w");
   dup2(STDERR_FILENO, STDOUT_FILENO);
@@ -17,15 +17,15 @@ std::FILE* keep_output_for_data() {
 }
 std::FILE* const out = keep_output_for_data();
 
-// A PGM file has its pixels as raw files have them: row by row, one byte each or two, the high one first.
+// A PGM file stores its pixels as raw files do: row by row, one or two bytes each, the high byte first.
 bool write_frame(std::vector<ravo_channel_entry_long*>* entries) {
   ravo_daq_getdata event;
   unsigned number = 0;
   int bytes_per_pixel = 0, width = 0, height = 0;
   if (event.SetRes(entries) < 1 ||
       event.GetEventInfo(&number, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr) != 0)
-    return false;  // has said why
-  // Only a frame that does not contradict itself can be converted to numbers.
+    return false;  // the library has said why
+  // Only a consistent frame can be converted to numbers.
   if (!event.ConvertImage() || event.GetImagePar(nullptr, nullptr, &bytes_per_pixel, nullptr) != 0 ||
       bytes_per_pixel > 2) {
     std::fprintf(stderr, "event %u has no frame of one or two bytes a pixel\n", number);

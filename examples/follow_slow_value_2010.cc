@@ -1,4 +1,4 @@
-// Prints a slow value, a magnet current say, each time that it was told anew.
+// Prints a slow value, such as a magnet current, each time that a new one was sent.
 #include <unistd.h>
 
 #include <cstdio>
@@ -8,7 +8,7 @@
 #include "ravo_daq_reader_2010.h"
 
 // The library prints its messages on standard output. From here on they go to standard error, and what was
-// standard output is `out`, for the data alone.
+// standard output is `out`, for the data only.
 std::FILE* keep_output_for_data() {
   std::FILE* const data = fdopen(dup(STDOUT_FILENO), "w");
   dup2(STDERR_FILENO, STDOUT_FILENO);
@@ -16,7 +16,7 @@ std::FILE* keep_output_for_data() {
 }
 std::FILE* const out = keep_output_for_data();
 
-// A slow channel is handed out with every event from its first one on; it is new when its time is.
+// A slow channel comes with every event from its first one on; its value is new when its time is new.
 class follower {
  public:
   bool look_at(std::vector<ravo_channel_entry_long*>* entries) {
@@ -24,7 +24,7 @@ class follower {
     float value = 0;
     int status = 0;
     long seconds = 0;
-    if (event.SetRes(entries) < 1) return false;  // has said why
+    if (event.SetRes(entries) < 1) return false;  // the library has said why
     if (event.GetSlowPrm(&value, &status, &seconds) != 0) {
       std::fprintf(stderr, "not a slow channel\n");
       return false;

@@ -6,7 +6,7 @@
 #include "ravo_daq_data.h"
 
 // The library prints its messages on standard output. From here on they go to standard error, and what was
-// standard output is `out`, for the data alone.
+// standard output is `out`, for the data only.
 std::FILE* keep_output_for_data() {
   std::FILE* const data = fdopen(dup(STDOUT_FILENO), "w");
   dup2(STDERR_FILENO, STDOUT_FILENO);
@@ -17,7 +17,7 @@ std::FILE* const out = keep_output_for_data();
 int main(int argc, char** argv) {
   if (argc != 2) return std::fprintf(stderr, "usage: list_channels FILE\n"), 2;
   ravo_daq_browser browser;
-  if (browser.Init(argv[1]) != 0) return 1;  // has said why
+  if (browser.Init(argv[1]) != 0) return 1;  // the library has said why
   const int channels = browser.GetNchan();   // reads the file
   if (channels < 0) return std::fprintf(stderr, "%s is no raw file of the older generation\n", argv[1]), 1;
   for (int i = 0; i < channels; ++i) {

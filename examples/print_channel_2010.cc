@@ -8,7 +8,7 @@
 #include "ravo_daq_reader_2010.h"
 
 // The library prints its messages on standard output. From here on they go to standard error, and what was
-// standard output is `out`, for the data alone.
+// standard output is `out`, for the data only.
 std::FILE* keep_output_for_data() {
   std::FILE* const data = fdopen(dup(STDOUT_FILENO), "w");
   dup2(STDERR_FILENO, STDOUT_FILENO);
@@ -22,7 +22,7 @@ bool print(std::vector<ravo_channel_entry_long*>* entries) {
   unsigned number = 0;
   if (event.SetRes(entries) < 1 ||
       event.GetEventInfo(&number, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr) != 0)
-    return false;  // has said why
+    return false;  // the library has said why
   for (int member = 0; member < event.GetNmemb(); ++member) {
     int samples = 0, groups = 1;
     const float* values = event.GetSpect(member);
