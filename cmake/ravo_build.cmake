@@ -29,12 +29,12 @@ endif()
 set(ravo_warning_flags -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 add_library(ravo_warnings INTERFACE)
 target_compile_options(ravo_warnings INTERFACE ${ravo_warning_flags})
-# GCC 12 takes nearly every "literal" + std::string for overlapping memory when it optimises; 13 does not.
+# When it optimises, GCC 12 warns of overlapping memory at nearly every "literal" + std::string; 13 does not.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(ravo_warnings INTERFACE -Wno-restrict)
 endif()
 
-# What is installed reads files that nobody vouches for, so it is built as distributions build such programs: an
+# What is installed reads untrusted files, so it is built as distributions build such programs: an
 # overwritten return address or a call into the middle of a function ends the program, calls that write into a buffer
 # of known size check it, and the tables that the linker fills in are read-only. Sanitizers bring their own checks.
 # _GLIBCXX_ASSERTIONS is left out: it checks every index of every std::vector, also where our own checks have just
@@ -49,7 +49,7 @@ if(NOT RAVO_SANITIZE)
       target_compile_options(ravo_hardening INTERFACE ${flag})
     endif()
   endforeach()
-  # It needs an optimising compiler, and warns of any other.
+  # It needs an optimising compiler, and warns otherwise.
   target_compile_options(ravo_hardening INTERFACE
     "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
   target_link_options(ravo_hardening INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
@@ -90,7 +90,7 @@ function(ravo_add_library target output alias)
   ravo_add_private_parts(${target})
 endfunction()
 
-# <target>_private: the library for tests, fuzz targets and benchmarks that look at what it hides, or replace a part of
+# <target>_private: the library for tests, fuzz targets and benchmarks that use what it hides, or replace a part of
 # it: the same objects in an archive, and its folder on the include path. A program links one of the two.
 function(ravo_add_private_parts target)
   set(private ${target}_private)

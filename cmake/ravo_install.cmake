@@ -1,6 +1,6 @@
 # Installs what users of the project need: libraries, public headers, the tool, find_package(ravo) and
-# one pkg-config file per library. What a library depends on is read from its target, so that the
-# files of a folder say it once.
+# one pkg-config file per library. What a library depends on is read from its target, so that it is
+# stated only once, in the library's own folder.
 
 include(CMakePackageConfigHelpers)
 
@@ -68,15 +68,15 @@ function(ravo_install_pkg_config target)
   list(JOIN requires ", " requires)
   list(JOIN requires_private ", " requires_private)
   set(name ${target})
-  # The files find their prefix from where they lie, so that an installed tree can be moved.
+  # The files find their prefix relative to their own location, so that an installed tree can be moved.
   file(RELATIVE_PATH ravo_pc_to_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
   string(REGEX REPLACE "/$" "" ravo_pc_to_prefix ${ravo_pc_to_prefix})
   configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in ${PROJECT_BINARY_DIR}/${target}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${target}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endfunction()
 
-# The config file for find_package(ravo). A static library leaves its own dependencies to whoever
-# links it, a shared one does not: only then does the config file look for them.
+# The config file for find_package(ravo). A program that links a static library
+# also has to link its dependencies: only then does the config file look for them.
 function(ravo_install_config)
   set(find_dependencies "find_dependency(Threads)\n")
   list(REMOVE_DUPLICATES foreign_modules)
@@ -113,8 +113,8 @@ function(ravo_install_internal_libraries)
   set(foreign_modules "${foreign_modules}" PARENT_SCOPE)
 endfunction()
 
-# Everything that is installed. The headers of library/evutl and library/xml are, whoever provides the
-# libraries behind them, and so are the records of library/format, which they include.
+# Everything that is installed: also the headers of library/evutl and library/xml, no matter who provides
+# these libraries, and the records of library/format, which they include.
 function(ravo_install)
   get_property(libraries GLOBAL PROPERTY ravo_libraries)
   set(foreign_modules "")

@@ -1,6 +1,6 @@
 # Who provides the table-access library and the XML library: this project ("own"), or the site
 # ("external"). With an external provider library/evutl and library/xml serve for their headers only,
-# and only the reader is built: the writer needs the way back, which a site's library does not have.
+# and only the reader is built: the writer needs operations that store, which a site's library does not have.
 
 set(RAVO_EVUTL_PROVIDER "own" CACHE STRING "Who provides RAVOevutl and RAVOXML: own or external")
 set_property(CACHE RAVO_EVUTL_PROVIDER PROPERTY STRINGS own external)
