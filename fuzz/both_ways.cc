@@ -29,7 +29,7 @@ unzip_result inflate_alone(const exact_copy& stream, std::vector<unsigned char>&
   return result;
 }
 
-/// Whether the checksum at the end of a stream, wherever that is, is the one of the bytes.
+/// Whether the checksum at the end of a stream, wherever that is, matches the bytes.
 bool bears_checksum_of(const exact_copy& stream, const exact_copy& bytes, std::size_t size) {
   const uLong sum = adler32(1, bytes.data(), static_cast<uInt>(size));
   const unsigned char wanted[] = {static_cast<unsigned char>(sum >> 24),

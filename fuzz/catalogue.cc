@@ -1,5 +1,5 @@
 // The XML of the run catalogue: the input is the text of a run's file or of a day's. What is understood can
-// be written and means the same again; and a catalogue that holds the text answers look-ups with it.
+// be written, and then means the same; and a catalogue that holds the text answers look-ups with it.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>

@@ -1,5 +1,5 @@
-// The data of a block of every type: into host order and back, cut into subchannels, looked into and
-// printed. The input is a type and the data in file order.
+// The data of a block of every type: into host order and back, cut into subchannels, inspected and printed.
+// The input is a type and the data in file order.
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -106,7 +106,7 @@ void use_block(int dtype, const std::string& name, const exact_copy& data) {
          "looking into a block leaves it as it is");
 }
 
-/// Reads what a part of a payload says of itself.
+/// Reads what a part of a payload says about itself.
 void touch_parts(const payload_parts& parts, const exact_copy& data) {
   std::visit(
       [&](const auto& found) {
@@ -133,7 +133,7 @@ void touch_parts(const payload_parts& parts, const exact_copy& data) {
       parts);
 }
 
-/// What was converted is parsed in both orders, and is the same.
+/// What was converted is parsed in both orders, with the same result.
 void parse_both_orders(int dtype, const exact_copy& stored, const exact_copy& converted) {
   const data_type& type = *find_data_type(dtype);
   const parsed_payload in_file = parse_payload(type, {stored.data(), stored.size(), word_order::file});
@@ -152,7 +152,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace ravo;
   fuzz::be_quiet();
   fuzz::input from(data, size);
-  // The first byte chooses a row of the table, or, behind its end, lets two more be any type.
+  // The first byte chooses a row of the table, or, after its end, has two more bytes give any type.
   const std::size_t row = from.byte();
   const int dtype = row < std::size(data_types) ? static_cast<int>(data_types[row].code) : from.half();
   const std::string name = from.text();
@@ -173,7 +173,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                      std::memcmp(stored.data(), in_place.data(), bytes) == 0,
                  "what was converted can be stored as it was");
   }
-  // Also what cannot be converted: callers may hand over any block.
+  // Also what cannot be converted: callers may pass any block.
   fuzz::use_block<fuzz::current>(dtype, name, apart);
   fuzz::use_block<fuzz::older>(dtype, name, apart);
   return 0;

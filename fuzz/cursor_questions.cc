@@ -18,7 +18,7 @@ void ask_headers(ravo_daq_getdata& cursor) {
   static_cast<void>(cursor.GetServBlockInfo(&up, &low, &total, &pulse, &mask, &status, &channels));
   if (cursor.GetChanInfo(&name, &type, &error, &data) == 0 && name != nullptr)
     touch(name, std::strlen(name));
-  // Of a slow channel without data it is where they would begin.
+  // For a slow channel without data, it points to where they would begin.
   const char* const property = cursor.GetPropName();
   if (property != nullptr && (cursor.GetChanType() != 2 || cursor.GetData() != nullptr)) touch(property, 1);
   static_cast<void>(cursor.GetDeviceType());

@@ -1,5 +1,5 @@
-// Every question that a program can put to the user layer's cursor about the selected channel. Memory that
-// is handed out is read to its end; answers are believed only as far as the interface promises them.
+// Every question that a program can ask the user layer's cursor about the selected channel. Memory that is
+// returned is read to its end; answers are trusted only as far as the interface promises them.
 #ifndef RAVO_FUZZ_CURSOR_QUESTIONS_H
 #define RAVO_FUZZ_CURSOR_QUESTIONS_H
 
@@ -7,7 +7,7 @@ class ravo_daq_getdata;
 
 namespace ravo::fuzz {
 
-/// About the channel that is selected.
+/// Asks them about the channel that is selected.
 void ask_everything(ravo_daq_getdata& cursor);
 
 }  // namespace ravo::fuzz

@@ -11,7 +11,7 @@
 namespace ravo::fuzz {
 namespace {
 
-/// Every place at which something begins: marker words, and the words of the pointer table that lead to a
+/// Every offset at which something begins: marker words, and the words of the pointer table that lead to a
 /// subheader or its data.
 std::vector<std::size_t> find_anchors(const std::string& file) {
   std::vector<std::size_t> anchors{file.size() - 4};

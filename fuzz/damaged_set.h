@@ -1,5 +1,5 @@
 // A few simulated raw files of one generation in a temporary folder, which an input damages: words are
-// changed where the structures of the files are, files are cut, exchanged and removed.
+// changed where the files have structures, and files are cut, exchanged and removed.
 #ifndef RAVO_FUZZ_DAMAGED_SET_H
 #define RAVO_FUZZ_DAMAGED_SET_H
 
@@ -22,11 +22,11 @@ class damaged_set {
   const std::vector<std::string>& files() const { return files_; }
   const std::vector<std::string>& channels() const { return channels_; }
 
-  /// The files are whole again, as far as write() is concerned.
+  /// Undoes all damage; write() brings that to disk.
   void restore();
-  /// One edit, which takes eight bytes of the input.
+  /// Makes one edit, which takes eight bytes of the input.
   void damage(input& from);
-  /// Brings what has changed to disk.
+  /// Writes what has changed to disk.
   void write();
 
  private:
@@ -35,7 +35,7 @@ class damaged_set {
     std::vector<std::size_t> anchors;  ///< where its tables, headers and blocks begin
     std::string now;
     bool removed = false;
-    bool stored_whole = true;  ///< what is on disk is `whole`
+    bool stored_whole = true;  ///< the file on disk is `whole`
   };
 
   test::temporary_folder folder_;

@@ -1,6 +1,6 @@
 // The dataset layer over a small set of simulated files that the input damages: events forward and
 // backward, single events, columns and the digest. Whatever is delivered is read to its end, and the
-// accounts balance.
+// ledgers balance.
 #include "ravo_dataset.h"
 
 #include <cstring>
@@ -57,14 +57,14 @@ void look_at(const event& seen) {
 
 using digests = std::vector<channel_digest>;
 
-/// What reading by event tells of one value.
+/// What reading by event reports of one value.
 struct told_value {
   ravo_time_id event;
   value_status status;
   bool is_own;  ///< the channel has an entry of the event
   std::int64_t age;
 };
-/// The same of all values, by channel, and how many of them the account expects.
+/// The same for all values, by channel, and how many of them the ledger expects.
 struct told_values {
   std::vector<std::vector<told_value>> values;
   read_ledger ledger;
@@ -93,8 +93,8 @@ digests read_events(const dataset& data, event_order order, told_values* told = 
   return all;
 }
 
-/// A column says of every value what reading by event says; but what is of another kind than the column's
-/// other values only it can tell.
+/// A column reports for every value what reading by event reports; but only the column knows which values
+/// are of another kind than its other values.
 void expect_same_rows(const column_data& column, column_rows rows, const std::vector<told_value>& told) {
   std::size_t row = 0;
   for (const told_value& one : told) {

@@ -1,5 +1,5 @@
 // The one decoder over arbitrary bytes: the input says how long the three parts of a file are, where they
-// begin, which entry is asked for, and what the bytes are. What comes out is looked into.
+// begin, which entry is asked for, and what the bytes are. The result is inspected.
 #include <cstring>
 
 #include "both_ways.h"
@@ -17,8 +17,8 @@ namespace {
 
 bool has_end(const char* text, std::size_t room) { return std::memchr(text, '\0', room) != nullptr; }
 
-/// The channel that is asked for: the one whose name the block bears, so that the decoder goes on, unless
-/// the input insists on another.
+/// The channel that is asked for: the one whose name the block bears, so that the decoder continues, unless
+/// the input asks for another.
 template <class G>
 std::string asked_channel(const std::string& said, const block_source& source, unsigned long block) {
   const auto head = read_subheader<G>(source.channel, block);
@@ -26,7 +26,7 @@ std::string asked_channel(const std::string& said, const block_source& source, u
   return {head->chname, strnlen(head->chname, sizeof head->chname)};
 }
 
-/// A stream that the decoder meets is inflated in the two ways that there are.
+/// Inflates a stream that the decoder meets in both ways.
 template <class G>
 void inflate_its_stream(const block_source& source, const typename G::chan_pointers_table_entry& where) {
   stored_payload payload;

@@ -12,7 +12,7 @@
 namespace ravo::fuzz {
 namespace {
 
-// Of the format: how many symbols the counts of a block's head can say, and the longest code.
+// Of the format: how many symbols the counts in a block's head can state, and the longest code.
 constexpr std::size_t least_literals = 257, most_literals = 288;
 constexpr std::size_t least_distances = 1, most_distances = 32;
 constexpr unsigned longest_code = 15;
@@ -23,7 +23,7 @@ class bit_writer {
   void put(unsigned value, unsigned bits) {
     for (unsigned i = 0; i < bits; ++i) put_bit(value >> i & 1);
   }
-  /// Codes go with their first bit first.
+  /// Codes are stored with their first bit first.
   void put_code(unsigned code, unsigned bits) {
     for (unsigned i = bits; i > 0; --i) put_bit(code >> (i - 1) & 1);
   }
@@ -40,7 +40,7 @@ class bit_writer {
   std::size_t used_ = 0;
 };
 
-/// What is left of the code space, in parts of the longest code; negative: too many codes.
+/// What is left of the code space, in units of the longest code; negative: too many codes.
 int space_left(const std::vector<unsigned>& lengths) {
   int left = 1 << longest_code;
   for (const unsigned length : lengths)
@@ -48,8 +48,8 @@ int space_left(const std::vector<unsigned>& lengths) {
   return left;
 }
 
-/// Lengths for `count` symbols: some from the input, and the rest, unless it says otherwise, such that the
-/// code is whole.
+/// Lengths for `count` symbols: some from the input, and the rest, unless the input says otherwise, such
+/// that the code is complete.
 std::vector<unsigned> choose_lengths(input& from, std::size_t count) {
   std::vector<unsigned> lengths(count, 0);
   const std::size_t given = from.byte() % 16;
@@ -68,7 +68,7 @@ std::vector<unsigned> choose_lengths(input& from, std::size_t count) {
   return lengths;
 }
 
-/// A block with codes of its own; how its lengths are written is always the same: four bits each.
+/// A block with codes of its own. Its lengths are always written in the same way: four bits each.
 void put_block_head(bit_writer& to, input& from) {
   const std::size_t literals = least_literals + from.byte() % (most_literals - least_literals + 1);
   const std::size_t distances = least_distances + from.byte() % (most_distances - least_distances + 1);

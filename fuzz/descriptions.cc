@@ -1,5 +1,5 @@
 // The XML of channel descriptions: the input is the text. What is loaded is printed, and what is stored
-// again loads to the same.
+// again loads as the same.
 #include <cstring>
 #include <string>
 #include <vector>

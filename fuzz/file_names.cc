@@ -1,5 +1,5 @@
-// Names of raw files: their times, runs and numbers, and their order. The input is a list of names, a line
-// each.
+// Names of raw files: their times, runs and numbers, and their order. The input is a list of names, one per
+// line.
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -61,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   expect(sorted(once) == once, "what is sorted stays as it is");
   std::vector<std::string> reversed(names.rbegin(), names.rend());
   std::vector<std::string> backwards = sorted(reversed);
-  // Of names that are equal in time, run and number, the order may be that of the list.
+  // Names that are equal in time, run and number may be in the order of the list.
   unsigned last = 0;
   for (const std::string& one : backwards) {
     time_stamp time{};

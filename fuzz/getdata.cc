@@ -1,6 +1,6 @@
 // The user layer over one event with arbitrary blocks: every selection and every accessor. The input is the
 // generation and a list of channels, each with its kind of event, its type, a name and its data in host
-// order; headers are as a reader hands them out.
+// order; headers are as a reader returns them.
 #include <cstring>
 #include <memory>
 #include <string>
@@ -35,7 +35,7 @@ std::string bytes_of(const Record& record) {
   return std::string(reinterpret_cast<const char*>(&record), sizeof record);
 }
 
-/// The results of one event, each piece in memory of its own.
+/// The results of one event, each piece in its own memory.
 class event {
  public:
   template <class Generation>
@@ -43,7 +43,7 @@ class event {
     ravo_eventheader header{};
     header.pattern = Generation::pattern;
     header.event_number = from.byte();
-    // Some headers belie the generation of their blocks.
+    // Some headers have the marker of the other generation.
     if (header.event_number >= 0xe0) header.pattern = Generation::belied_pattern;
     header.event_type = static_cast<RAVO_EVTYPE>(from.byte() % 33);
     typename Generation::subhead head{};
@@ -54,7 +54,7 @@ class event {
     std::memcpy(head.chname, name.data(), std::min(name.size(), sizeof head.chname - 1));
     const std::string_view data = from.take(from.half());
     head.ldata = static_cast<std::int32_t>(sizeof head + data.size());
-    // A reader hands out a whole subheader also where its length denies that.
+    // A reader returns a whole subheader even if its length says otherwise.
     if (const int lie = from.byte(); data.empty()) head.ldata -= lie * 2;
 
     const auto entry = std::make_shared<ravo_channel_entry_long>();

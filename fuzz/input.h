@@ -1,5 +1,5 @@
-// Takes the bytes of a fuzz target's input apart into small choices, words and texts. An input that has
-// come to its end answers with zeros and nothing: every input means something.
+// Splits the bytes of a fuzz target's input into small choices, words and texts. After its end an input
+// gives zeros and empty texts, so that every input means something.
 #ifndef RAVO_FUZZ_INPUT_H
 #define RAVO_FUZZ_INPUT_H
 
@@ -44,7 +44,7 @@ class input {
     return taken;
   }
   std::string_view rest() { return take(left_.size()); }
-  /// A text up to the next zero byte, which is taken away too.
+  /// A text up to the next zero byte, which is removed too.
   std::string text() {
     const std::size_t end = std::min(left_.find('\0'), left_.size());
     const std::string taken(take(end));
@@ -57,7 +57,7 @@ class input {
 };
 
 /// A copy in memory of exactly its size, so that a sanitizer sees every access beyond it. The end of the
-/// memory is exact, its beginning is where malloc puts it.
+/// memory is exact; its beginning is where malloc places it.
 class exact_copy {
  public:
   explicit exact_copy(std::string_view bytes)

@@ -24,7 +24,7 @@ void walk_index(typename G::file_tables& tables) {
   }
 }
 
-/// The names of the dictionary, and how many entries their rows are to have.
+/// The names of the dictionary, and how many entries their rows should have.
 template <class G>
 std::vector<char*> walk_dictionary(typename G::file_tables& tables) {
   auto* const dictionary = tables.get_cdt_table();

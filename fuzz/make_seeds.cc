@@ -1,6 +1,6 @@
-// Writes the inputs that fuzzing starts from, a folder a target: simulated files, their blocks in each form
-// that a target wants them in, and texts.
-// usage: fuzz_make_seeds FOLDER
+// Writes the inputs that fuzzing starts from, one folder per target: simulated
+// files, their blocks in the form that each target needs, and texts. usage:
+// fuzz_make_seeds FOLDER
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -67,7 +67,7 @@ sizes sizes_of(ravo_file_generation generation) {
   return {sizeof(ravo_serv_block_head), sizeof(ravo_serv_block_subhead)};
 }
 
-/// Each block of a file, as the decoder finds it, and what is compressed in it.
+/// Each block of a file as the decoder finds it, and the compressed stream in it.
 void add_stored_blocks(const std::string& file, ravo_file_generation generation, seed_folder& seeds) {
   const sizes size = sizes_of(generation);
   const std::size_t reference = word_at(file, file.size() - 4);
@@ -97,7 +97,7 @@ void add_stored_blocks(const std::string& file, ravo_file_generation generation,
   }
 }
 
-/// The data of each type that a channel hands out, in file order and in memory.
+/// The data of each type that a channel delivers, in file order and in host order.
 void add_payloads(simulator::settings what, seed_folder& seeds) {
   std::set<int> seen;
   what.files = 1;
@@ -137,7 +137,7 @@ void add_generation(ravo_file_generation generation, seed_folder& seeds) {
   add_payloads(payloads, seeds);
 }
 
-/// Files with everything that a loader reads, as small as can be: a text, an environment channel, a
+/// Files with everything that a loader reads, as small as possible: a text, an environment channel, a
 /// description.
 template <class Writer>
 void add_small_file(seed_folder& seeds) {
@@ -217,7 +217,7 @@ void add_requests(seed_folder& seeds) {
     }
 }
 
-// Runs, periods and both, with and without a catalogue, and a name beside the files.
+// Runs, periods and both, with and without a catalogue, and a further file name.
 void add_searches(seed_folder& seeds) {
   const std::string point = half(0) + '\6' + half(0);
   for (const char generation : {'\0', '\1'})

@@ -1,5 +1,5 @@
-// A file that lives in memory and can be opened by its path: what a target gives the loader thousands of
-// times a second.
+// A file that lives in memory and can be opened by its path, so that a target can give the loader thousands
+// of files a second.
 #ifndef RAVO_FUZZ_MEMORY_FILE_H
 #define RAVO_FUZZ_MEMORY_FILE_H
 

@@ -1,4 +1,4 @@
-// A mutation for inputs that are made of big-endian words: besides what the fuzzer does by itself, words
+// A mutation for inputs that are made of big-endian words: in addition to the fuzzer's own mutations, words
 // become lengths, offsets, markers and the limits of integers, preferably near a marker.
 #include <cstdint>
 #include <cstring>
@@ -33,7 +33,7 @@ std::size_t choose_place(const std::string& bytes, const std::vector<std::size_t
   return known[random() % known.size()] + random() % words_behind_a_marker * 4;
 }
 
-// What another word of a table's row, or the same word of the row above or below, holds.
+// The content of another word of a table's row, or of the same word in the row above or below.
 std::uint32_t neighbour_of(const std::string& bytes, std::size_t at, random_numbers& random) {
   const std::size_t distance = 4 * (1 + random() % 4);
   if (at >= distance && random() % 2 == 0) return word_at(bytes, at - distance);

@@ -1,5 +1,5 @@
-// Lets the library talk to nobody: its lines on standard output and its complaints through std::cerr are
-// made, as for a user, and thrown away. What sanitizers and the fuzzer say is not touched.
+// Silences the library: its lines on standard output and its messages through std::cerr are made, as for a
+// user, and discarded. The output of sanitizers and of the fuzzer is not affected.
 #ifndef RAVO_FUZZ_QUIET_H
 #define RAVO_FUZZ_QUIET_H
 
@@ -10,13 +10,13 @@
 
 namespace ravo::fuzz {
 
-/// Takes everything and keeps nothing.
+/// Discards everything.
 class forgetful_buffer : public std::streambuf {
   int_type overflow(int_type character) override { return traits_type::not_eof(character); }
   std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
 };
 
-/// Once, at the first input of a target that makes the library talk.
+/// Takes effect once, at the first input of a target that makes the library print.
 inline void be_quiet() {
   // Never destroyed: the streams flush into it when the process ends.
   static forgetful_buffer& nowhere = *new forgetful_buffer;

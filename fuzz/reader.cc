@@ -1,5 +1,5 @@
-// A whole reader over a small set of simulated files that the input damages: it is a request and a list of
-// edits, each a place in a file and what happens there. Every event that comes out is looked into.
+// A whole reader over a small set of simulated files that the input damages: the input is a request and a
+// list of edits, each a place in a file and what happens there. Every event that is delivered is inspected.
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -16,7 +16,7 @@
 namespace ravo::fuzz {
 namespace {
 
-constexpr int most_events = 60;  // the set has fewer: more means that a reader does not come to an end
+constexpr int most_events = 60;  // the set has fewer: more means that a reader does not end
 constexpr std::size_t most_edits = 12;
 
 struct wish {
@@ -105,7 +105,7 @@ void use(damaged_set& set, const wish& what) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace ravo::fuzz;
   be_quiet();
-  // The files are new, and a reader leaves new files alone.
+  // The files are new, and a reader would leave new files alone.
   static const int close_time_ignored = setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
   expect(close_time_ignored == 0, "the environment can be set");
   static damaged_set current(ravo_file_generation::current), older(ravo_file_generation::older);

@@ -47,7 +47,7 @@ int main(int count, char** arguments) {
   std::vector<std::filesystem::path> inputs;
   for (int i = 1; i < count; ++i) add_inputs(arguments[i], inputs);
   std::sort(inputs.begin(), inputs.end());
-  // Said before, so that the last line names the input that ended the process.
+  // Printed before the run, so that the last line names the input that ended the process.
   for (const auto& path : inputs) {
     std::fprintf(stderr, "%s\n", path.c_str());
     if (!replay(path)) {

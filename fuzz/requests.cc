@@ -24,7 +24,7 @@ constexpr int most_events = 60;
 constexpr std::size_t most_names = 5, longest_name = 120, most_edits = 3;
 constexpr std::uint32_t first_second = 1'740'816'000;  // of the simulated files
 
-/// Empty files beside the raw files, gone at the end.
+/// Empty files next to the raw files, removed at the end.
 class further_files {
  public:
   explicit further_files(std::string folder) : folder_(std::move(folder)) {}
@@ -138,7 +138,7 @@ void run(damaged_set& set, const full_catalogue& catalogue, input& from) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace ravo::fuzz;
   be_quiet();
-  // The files are new, and a reader leaves new files alone.
+  // The files are new, and a reader would leave new files alone.
   static const int close_time_ignored = setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
   expect(close_time_ignored == 0, "the environment can be set");
   static damaged_set current(ravo_file_generation::current), older(ravo_file_generation::older);

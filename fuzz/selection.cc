@@ -1,5 +1,5 @@
-// The text of a selection: the input is the text. What is understood is written as a text that is
-// understood as the same; what is not has a sentence that says why.
+// The text of a selection: the input is the text. What is understood is written as a text that means the
+// same; what is not has a message that says why.
 #include "ravo_dataset/selection.h"
 
 #include "expect.h"

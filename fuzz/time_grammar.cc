@@ -1,5 +1,5 @@
-// Times as people type them: the input is a time zone, a beginning, and the text of a time. What is
-// understood is printed as a time that is understood as the same.
+// Times as people type them: the input is a time zone, a beginning, and the text of a time. A time that is
+// understood is printed, and the printed text means the same time.
 #include "common/time_grammar.h"
 
 #include "common/times.h"

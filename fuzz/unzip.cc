@@ -1,5 +1,5 @@
-// Inflating: the fast library in front of zlib is held against zlib alone. No stream may give more than the
-// bound by which memory is asked for. LZO streams stay within their destination.
+// Inflating: the fast library, which is tried before zlib, is checked against zlib alone. No stream may
+// give more than the bound by which memory is allocated. LZO streams stay within their destination.
 #include "decode/unzip.h"
 
 #include <zlib.h>
@@ -28,7 +28,7 @@ void decompress_lzo(const exact_copy& stream, std::size_t room) {
          "no LZO1X stream holds more than the bound");
 }
 
-/// What is compressed comes out again, and with one byte less room is refused by both in the same way.
+/// What is compressed comes out again; with one byte less room both refuse it in the same way.
 void there_and_back(input& from) {
   const int level = from.byte() % 10;
   const std::string_view content = from.rest();

@@ -23,7 +23,7 @@ inline bool is_marker(std::uint32_t word) {
   return std::find(std::begin(markers), std::end(markers), word) != std::end(markers);
 }
 
-/// 0 where there is no whole word.
+/// 0 if there is no whole word.
 inline std::uint32_t word_at(std::string_view bytes, std::size_t at) {
   if (at > bytes.size() || bytes.size() - at < 4) return 0;
   std::uint32_t word = 0;
@@ -31,7 +31,7 @@ inline std::uint32_t word_at(std::string_view bytes, std::size_t at) {
   return word;
 }
 
-/// Nothing happens where there is no whole word.
+/// Does nothing if there is no whole word.
 inline void set_word(std::string& bytes, std::size_t at, std::uint32_t word) {
   if (at > bytes.size() || bytes.size() - at < 4) return;
   for (std::size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>(word >> (24 - 8 * i));
