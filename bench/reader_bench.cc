@@ -48,9 +48,10 @@ swapped words_of(const channel& what) {
 void read_bare(const std::string& path, const loaded_file& tables, const std::vector<channel>& what) {
   const mapped_file mapped(path);
   std::vector<unsigned char> copy;
-  for (const channel& one : what) {
+  for (const channel& wanted : what) {
     bare_blocks blocks;
-    decode_bare(mapped, tables.places(one.name), words_of(one), inflater::zlib, machine_threads(), blocks);
+    decode_bare(mapped, tables.places(wanted.name), words_of(wanted), inflater::zlib, machine_threads(),
+                blocks);
     for (const auto& block : blocks.blocks) {
       if (copy.size() < block.size) copy.resize(block.size);
       std::memcpy(copy.data(), block.bytes, block.size);

@@ -43,7 +43,7 @@ dataset open_file(const std::string& path) {
   return dataset::open(wanted);
 }
 
-void look_at_event(const dataset& data, std::uint32_t number) {
+void touch_event(const dataset& data, std::uint32_t number) {
   const auto found = data.at(number);
   if (!found) throw std::runtime_error("an event is missing");
   for (std::size_t channel = 0; channel < channels; ++channel)
@@ -91,16 +91,16 @@ void compare_at(extent how_much) {
       drop_from_cache(raw);
       std::optional<dataset> data;
       open.time([&] { data = open_file(raw); });
-      first.time([&] { look_at_event(*data, number_of(any_event())); });
+      first.time([&] { touch_event(*data, number_of(any_event())); });
       drop_from_cache(raw);
-      later.time([&] { look_at_event(*data, number_of(any_event())); });
+      later.time([&] { touch_event(*data, number_of(any_event())); });
     }
     const int event = any_event();
-    look_at_event(open_file(raw), number_of(event));
-    warm.time([&] { look_at_event(open_file(raw), number_of(event)); });
+    touch_event(open_file(raw), number_of(event));
+    warm.time([&] { touch_event(open_file(raw), number_of(event)); });
     const dataset data = open_file(raw);
-    look_at_event(data, number_of(event));
-    warm_later.time([&] { look_at_event(data, number_of(event)); });
+    touch_event(data, number_of(event));
+    warm_later.time([&] { touch_event(data, number_of(event)); });
     {
       drop_from_cache(alternative);
       std::optional<hdf5_reader> file;

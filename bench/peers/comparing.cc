@@ -52,9 +52,9 @@ class comparison_of_ways {
     expect_same(expected, into_, "column()", [this] { raw_.columns(into_.data()); });
     expect_same(expected, into_, "events()", [this] { raw_.events(into_.data()); });
     expect_same(expected, into_, "get_data()", [this] { raw_.get_data(into_.data()); });
-    for (const hdf5_ways& one : hdf5_) {
-      expect_same(expected, into_, "HDF5 in bulk", [&] { one.bulk(into_.data()); });
-      expect_same(expected, into_, "HDF5 by event", [&] { one.by_event(into_.data()); });
+    for (const hdf5_ways& ways : hdf5_) {
+      expect_same(expected, into_, "HDF5 in bulk", [&] { ways.bulk(into_.data()); });
+      expect_same(expected, into_, "HDF5 by event", [&] { ways.by_event(into_.data()); });
     }
   }
 
@@ -118,9 +118,9 @@ void compare_ways(const ways_options& options) {
   for (const shape& what : shapes) {
     if (what.name.find(options.only) == std::string::npos) continue;
     into.resize(what.bytes());
-    for (const peer_files& one : files.emplace_back(write_peers(what))) {
+    for (const peer_files& stored : files.emplace_back(write_peers(what))) {
       comparison_of_ways& ways =
-          *all.emplace_back(std::make_unique<comparison_of_ways>(what, one, into, options.time));
+          *all.emplace_back(std::make_unique<comparison_of_ways>(what, stored, into, options.time));
       ways.verify();
       for (int i = 0; i < rounds; ++i) ways.once();
       ways.print_of_bare();

@@ -68,9 +68,9 @@ void read_parts(const parts_of_file& of) {
   const int fd = open(of.path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) throw std::runtime_error("cannot open " + of.path);
   std::vector<char> bytes;
-  for (const part_of_file& one : of.parts) {
-    bytes.resize(std::max(bytes.size(), one.bytes));
-    if (pread(fd, bytes.data(), one.bytes, static_cast<off_t>(one.offset)) < 0)
+  for (const part_of_file& part : of.parts) {
+    bytes.resize(std::max(bytes.size(), part.bytes));
+    if (pread(fd, bytes.data(), part.bytes, static_cast<off_t>(part.offset)) < 0)
       throw std::runtime_error("cannot read " + of.path);
   }
   close(fd);

@@ -42,10 +42,10 @@ std::vector<peer_files> write_peers(const shape& what) {
   for (const stored_form& form : forms_of(what)) {
     raw.push_back(std::make_unique<raw_output>(place + form.name, what, form.raw));
     peer_files& files = made.emplace_back(form.name);
-    for (const hdf5_form& one : form.hdf5) {
-      files.hdf5.push_back({one.name, place + std::to_string(hdf5.size()) + ".h5"});
-      hdf5.push_back(
-          std::make_unique<hdf5_writer>(files.hdf5.back().path, what, one.filter, one.events_in_chunk));
+    for (const hdf5_form& variant : form.hdf5) {
+      files.hdf5.push_back({variant.name, place + std::to_string(hdf5.size()) + ".h5"});
+      hdf5.push_back(std::make_unique<hdf5_writer>(files.hdf5.back().path, what, variant.filter,
+                                                   variant.events_in_chunk));
     }
   }
   std::vector<std::byte> values(what.value_bytes());

@@ -29,7 +29,7 @@ std::byte* place_of(const shape& what, std::byte* into, std::size_t channel, std
 }
 
 /// Touches the values, so that none can be produced lazily.
-void look_at(const void* value) {
+void touch(const void* value) {
   if (value == nullptr) throw std::runtime_error("a value is missing");
   const volatile auto first = *static_cast<const unsigned char*>(value);
   static_cast<void>(first);
@@ -49,8 +49,8 @@ void raw_ways::bare(std::byte* into) const {
   std::vector<value_place> places;
   places.reserve(what_.values());
   for (int channel = 0; channel < what_.channels; ++channel)
-    for (const auto& one : tables_.places(what_.channel_name(channel))) {
-      places.push_back({&file, one.chhd, into});
+    for (const auto& place : tables_.places(what_.channel_name(channel))) {
+      places.push_back({&file, place.chhd, into});
       into += what_.value_bytes();
     }
   store_values(places, {what_.head_bytes(), what_.element}, machine_threads());
@@ -73,9 +73,9 @@ void raw_ways::events(std::byte* into) const {
     for (std::size_t channel = 0; channel < one.channels(); ++channel) {
       const value here = one[channel];
       if (what_.is_image())
-        look_at(here.image().pixels.data());
+        touch(here.image().pixels.data());
       else
-        look_at(here.spectrum().values.data());
+        touch(here.spectrum().values.data());
       if (into != nullptr)
         values_of_block(what_, reinterpret_cast<const unsigned char*>(here.bytes().data()),
                         place_of(what_, into, channel, count));
@@ -92,7 +92,7 @@ void raw_ways::get_data(std::byte* into) const {
   while (reader->get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT) == RAVO_DAQ_READER_OK) {
     for (std::size_t channel = 0; channel < entries.size(); ++channel) {
       const auto* block = reinterpret_cast<const unsigned char*>(entries[channel]->sbchdata[0].data);
-      look_at(block);
+      touch(block);
       if (into != nullptr) values_of_block(what_, block, place_of(what_, into, channel, count));
     }
     ++count;
@@ -117,7 +117,7 @@ void hdf5_ways::by_event(std::byte* into) const {
                                    ? kept.data() + place * what_.value_bytes()
                                    : place_of(what_, into, place, static_cast<std::size_t>(event));
       file.read(channel, event, value);
-      look_at(value);
+      touch(value);
     }
 }
 
