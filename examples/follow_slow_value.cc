@@ -31,10 +31,10 @@ class follower {
       std::fprintf(stderr, "not a slow channel\n");
       return false;
     }
-    const ravo_time_id told = entries->at(0)->event_id;
-    if (told.time.timeup == last_.time.timeup && told.time.timelow == last_.time.timelow) return true;
-    last_ = told;
-    std::fprintf(out, "%u %ld %g status %d\n", told.event_number, seconds, value, status);
+    const ravo_time_id sent = entries->at(0)->event_id;
+    if (sent.time.timeup == last_.time.timeup && sent.time.timelow == last_.time.timelow) return true;
+    last_ = sent;
+    std::fprintf(out, "%u %ld %g status %d\n", sent.event_number, seconds, value, status);
     return true;
   }
 
