@@ -102,8 +102,7 @@ void use_block(int dtype, const std::string& name, const exact_copy& data) {
     look_into(*made);
     Generation::print(made);
   }
-  expect(std::memcmp(block.data(), bytes.data(), bytes.size()) == 0,
-         "looking into a block leaves it as it is");
+  expect(std::memcmp(block.data(), bytes.data(), bytes.size()) == 0, "reading a block leaves it as it is");
 }
 
 /// Reads what a part of a payload says about itself.

@@ -58,19 +58,19 @@ void look_at(const event& seen) {
 using digests = std::vector<channel_digest>;
 
 /// What reading by event reports of one value.
-struct told_value {
+struct event_value {
   ravo_time_id event;
   value_status status;
   bool is_own;  ///< the channel has an entry of the event
   std::int64_t age;
 };
 /// The same for all values, by channel, and how many of them the ledger expects.
-struct told_values {
-  std::vector<std::vector<told_value>> values;
+struct event_values {
+  std::vector<std::vector<event_value>> values;
   read_ledger ledger;
 };
 
-digests read_events(const dataset& data, event_order order, told_values* told = nullptr) {
+digests read_events(const dataset& data, event_order order, event_values* from_events = nullptr) {
   digests all(data.channels().size());
   const std::size_t size = data.size();
   std::size_t events = 0;
@@ -83,35 +83,37 @@ digests read_events(const dataset& data, event_order order, told_values* told = 
       const value one = seen[channel];
       all[channel].add(one);
       const bool is_own = !one.is_held() && one.status() != value_status::not_recorded;
-      if (told != nullptr) told->values[channel].push_back({seen.id(), one.status(), is_own, one.age()});
+      if (from_events != nullptr)
+        from_events->values[channel].push_back({seen.id(), one.status(), is_own, one.age()});
     }
     expect(++events <= size, "there are as many events as the dataset says");
   }
   expect(events == size, "all events of the dataset come");
   expect(range.ledger().is_balanced(), "the account of events balances");
-  if (told != nullptr) told->ledger = range.ledger();
+  if (from_events != nullptr) from_events->ledger = range.ledger();
   return all;
 }
 
 /// A column reports for every value what reading by event reports; but only the column knows which values
 /// are of another kind than its other values.
-void expect_same_rows(const column_data& column, column_rows rows, const std::vector<told_value>& told) {
+void expect_same_rows(const column_data& column, column_rows rows,
+                      const std::vector<event_value>& from_events) {
   std::size_t row = 0;
-  for (const told_value& one : told) {
-    if (rows == column_rows::recorded && !one.is_own) continue;
-    expect(row < column.size() && column.numbers[row] == one.event.event_number &&
-               column.times[row].timeup == one.event.time.timeup &&
-               column.times[row].timelow == one.event.time.timelow,
+  for (const event_value& expected : from_events) {
+    if (rows == column_rows::recorded && !expected.is_own) continue;
+    expect(row < column.size() && column.numbers[row] == expected.event.event_number &&
+               column.times[row].timeup == expected.event.time.timeup &&
+               column.times[row].timelow == expected.event.time.timelow,
            "a column has a row for every value, in the order of events");
-    const bool is_changed = column.status[row] == value_status::type_changed && has_value(one.status);
-    expect(is_changed || column.status[row] == one.status, "a value has one status");
-    if (rows == column_rows::events) expect(column.ages[row] == one.age, "a value has one age");
+    const bool is_changed = column.status[row] == value_status::type_changed && has_value(expected.status);
+    expect(is_changed || column.status[row] == expected.status, "a value has one status");
+    if (rows == column_rows::events) expect(column.ages[row] == expected.age, "a value has one age");
     ++row;
   }
   expect(row == column.size(), "a column has no other rows");
 }
 
-void read_columns(const dataset& data, const told_values& told, const digests& by_event) {
+void read_columns(const dataset& data, const event_values& from_events, const digests& by_event) {
   for (std::size_t i = 0; i < by_event.size(); ++i) {
     const dataset_channel& channel = data.channels()[i];
     static_cast<void>(data.layout(channel.label));
@@ -125,8 +127,9 @@ void read_columns(const dataset& data, const told_values& told, const digests& b
              "every row of a column has a status and a time");
       expect(column.ledger.is_balanced(), "the account of a column balances");
       if (column.is_ragged()) expect(column.offsets.size() == column.size() + 1, "every row has its place");
-      expect_same_rows(column, rows, told.values[i]);
-      expect(column.ledger.expected() == told.ledger.channels[i].expected, "as many values are expected");
+      expect_same_rows(column, rows, from_events.values[i]);
+      expect(column.ledger.expected() == from_events.ledger.channels[i].expected,
+             "as many values are expected");
       if (column.digest) expect(*column.digest == by_event[i], "a column has the digest of its events");
     }
   }
@@ -138,12 +141,12 @@ void use(const selection& wanted) {
   options.memory_limit = most_memory;
   const dataset data = dataset::open(wanted, options);
   static_cast<void>(data.plan().to_text());
-  told_values told;
-  told.values.resize(data.channels().size());
-  const digests by_event = read_events(data, event_order::forward, &told);
+  event_values from_events;
+  from_events.values.resize(data.channels().size());
+  const digests by_event = read_events(data, event_order::forward, &from_events);
   expect(read_events(data, event_order::backward) == by_event, "events are the same in both orders");
   if (const auto found = data.at(first_number + 2)) look_at(*found);
-  read_columns(data, told, by_event);
+  read_columns(data, from_events, by_event);
   const std::vector<named_digest> at_once = data.digest();
   for (std::size_t channel = 0; channel < by_event.size(); ++channel)
     expect(at_once[channel].digest == by_event[channel], "every way of reading has the same digest");

@@ -63,9 +63,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::vector<std::string> backwards = sorted(reversed);
   // Names that are equal in time, run and number may be in the order of the list.
   unsigned last = 0;
-  for (const std::string& one : backwards) {
+  for (const std::string& file_name : backwards) {
     time_stamp time{};
-    if (get_time_from_file_name(one.c_str(), &time) != 0) continue;
+    if (get_time_from_file_name(file_name.c_str(), &time) != 0) continue;
     expect(time.timeup >= last, "names are in the order of their times");
     last = time.timeup;
   }
