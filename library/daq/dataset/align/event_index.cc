@@ -31,7 +31,7 @@ event_index::event_index(malloc_owner<ravo_event_index_table_2010> table) : tabl
   auto* entry = table_->event_index_entry();
   for (int i = 0; i < table_->nevent_types; ++i, entry = entry->next()) {
     const std::span events(entry->event_info(), static_cast<std::size_t>(std::max(entry->length, 0)));
-    // They are sorted by time, mostly also the order of their headers.
+    // They are sorted by time, which is mostly also the order of their headers.
     if (!std::is_sorted(events.begin(), events.end(), is_in_front))
       std::sort(events.begin(), events.end(), is_in_front);
     types_.push_back({entry->event_type, events});

@@ -21,7 +21,7 @@ namespace ravo::detail {
 
 using ravo::in_microseconds;
 
-/// A period in which values that cannot be read may have been recorded, in microseconds, without `to`.
+/// A period in which values that cannot be read may have been recorded, in microseconds; excludes `to`.
 struct time_gap {
   std::int64_t from = 0;
   std::int64_t to = 0;

@@ -94,7 +94,7 @@ std::shared_ptr<const segment> timeline::get(std::size_t index, on_full how) {
   try {
     part = try_get(index);
   } catch (const memory_exceeded&) {
-    // It takes more than expected. Whether it ever fits is for a caller to find that may wait.
+    // It takes more than expected. A caller that may wait finds out whether it ever fits.
   }
   if (!part) throw memory_refused();
   return part;
