@@ -41,7 +41,7 @@ std::string_view last_component(std::string_view path) {
 
 std::optional<file_name_parts> parse_file_name(std::string_view path) {
   std::string_view name = last_component(path);
-  // A hidden file is one that is not finished, or what a killed program left.
+  // A hidden file is unfinished, or was left by a killed program.
   if (name.starts_with('.')) return std::nullopt;
   if (name.size() < extension.size() || name.substr(name.size() - extension.size()) != extension)
     return std::nullopt;

@@ -7,7 +7,7 @@ namespace ravo {
 
 namespace {
 
-// Big enough for every product below: three factors that are each checked against the length first.
+// Wide enough for every product below: of three factors, each checked against the length first.
 using size = std::uint64_t;
 
 parsed_payload refused(ravo_data_status status) { return {.status = status}; }
@@ -24,7 +24,7 @@ parsed_payload parse_spectrum(const data_type& type, const byte_view& data) {
   const std::int32_t groups = word(data, offsetof(head, groups));
   const std::uint32_t flags = count(word(data, offsetof(head, flags)));
   const bool any_members = type.code == RAVO_BLOCK_GENERIC_SPECT;
-  // Members need not have samples, so the length alone does not bound them.
+  // Members may have no samples, so the length alone does not limit their number.
   if (any_members ? members < 1 || members > RAVO_SPECT_MOST_MEMBERS : members != type.members)
     return refused(RAVO_DATA_WRONG_VALUE);
   if (samples < 0 || groups < 1) return refused(RAVO_DATA_WRONG_VALUE);
@@ -90,7 +90,7 @@ parsed_payload parse_roi(const byte_view& data) {
 std::optional<image_parts> parse_plain_head(const byte_view& data) {
   using head = ravo_image_frame_head;
   if (data.size() < sizeof(head)) return std::nullopt;
-  // Two numbers share each word of the size, three that of the pixel.
+  // Each word of the size holds two numbers, the word of the pixel three.
   const std::uint32_t width = count(word(data, offsetof(head, w)));
   const std::uint32_t height = count(word(data, offsetof(head, h)));
   const std::uint32_t pixel = count(word(data, offsetof(head, bpp)));

@@ -8,7 +8,7 @@
 namespace ravo {
 namespace {
 
-/// The number that a letter's digits in a text make; 0 without such a letter in the form.
+/// The number in a text whose digits are where the form has the letter; 0 if the form lacks the letter.
 unsigned field(std::string_view form, std::string_view text, char letter) {
   unsigned value = 0;
   for (std::size_t i = 0; i < form.size(); ++i)

@@ -6,7 +6,7 @@
 namespace ravo {
 namespace {
 
-/// How a character of so many bytes begins, and the first code that needs them.
+/// How a character of a given number of bytes begins, and the first code that needs that many.
 struct utf8_form {
   unsigned char mask;
   unsigned char lead;

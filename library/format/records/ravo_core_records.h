@@ -35,7 +35,7 @@ struct ravo_event_chan_ptr_long_entry {
 };
 static_assert(sizeof(ravo_event_chan_ptr_long_entry) == 32);
 
-/// One channel's data for one event. Never owned by whoever receives a pointer to it: an entry of a
+/// One channel's data for one event. The receiver of a pointer to it never owns it: an entry of a
 /// channel reader is valid until that reader's clean(), an entry of a reader until its next
 /// get_data() or clean_up().
 struct ravo_channel_entry_long {
@@ -60,7 +60,7 @@ static_assert(sizeof(ravo_chan_prms) == 28);
 /// One requested channel, as a caller hands it to the reader. The caller keeps the entry and its
 /// text; the reader copies what it needs.
 struct daq_channel_entry {
-  char* name;  ///< "NAME", "NAME:subchannel", either with ";nickname" behind it
+  char* name;  ///< "NAME", "NAME:subchannel", either followed by ";nickname"
   ravo_chan_prms prms;
 };
 

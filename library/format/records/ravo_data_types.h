@@ -73,7 +73,7 @@ inline constexpr data_type data_types[] = {
     {RAVO_BLOCK_IMG_ROI2, "RAVO_BLOCK_IMG_ROI2", type_generation::both, payload_shape::roi, 2, {"X", "Y"}, "pixel"},
     {RAVO_BLOCK_IMG_ROI3, "RAVO_BLOCK_IMG_ROI3", type_generation::both, payload_shape::roi, 2, {"X", "Y"}, "pixel"},
     {RAVO_BLOCK_IMAGE_EXT, "RAVO_BLOCK_IMAGE_EXT", type_generation::both, payload_shape::image_ext, 1, {"IMAGE"}, ""},
-    // The generic spectrum says itself how many members a block has; of the type alone, one is sure.
+    // A generic spectrum states in its head how many members it has; the type guarantees only one.
     {RAVO_BLOCK_GENERIC_SPECT, "RAVO_BLOCK_GENERIC_SPECT", type_generation::both, payload_shape::spectrum, 1, {"CH0"}, "as described"},
     {RAVO_UPD_BLOCK_DONT_USE_31, "RAVO_UPD_BLOCK_DONT_USE_31", type_generation::older, payload_shape::update_older, 1, {"VALUE"}, ""},
     {RAVO_UPD_BLOCK_2010, "RAVO_UPD_BLOCK_2010", type_generation::current, payload_shape::update, 1, {"VALUE"}, ""},
@@ -104,7 +104,7 @@ inline constexpr data_type data_types[] = {
     // clang-format on
 };
 
-/// Which row a code has: asked about every block.
+/// The row of each code: it is looked up for every block.
 inline constexpr auto data_type_rows = [] {
   std::array<std::int8_t, RAVO_BLOCK_MAX_2010 + 1> rows{};
   rows.fill(-1);

@@ -1,4 +1,4 @@
-// The mark of what the libraries export. Everything else in them is hidden from the programs that link
+// Marks what the libraries export. Everything else in them is hidden from the programs that link to
 // them.
 #ifndef RAVO_EXPORT_H
 #define RAVO_EXPORT_H

@@ -1,6 +1,6 @@
-// What the data of a channel look like, shape by shape, in host order. Which data type has which
-// shape, and how many members with which names, is in ravo_data_types.h. On disk the same records
-// are big-endian words; text and pixels are bytes and stay as they are.
+// The layout of a channel's data, shape by shape, in host order. Which data type has which shape,
+// and how many members with which names, is in ravo_data_types.h. On disk the same records are
+// big-endian words; text and pixels are bytes and stay as they are.
 #ifndef RAVO_PAYLOAD_H
 #define RAVO_PAYLOAD_H
 
@@ -14,12 +14,12 @@ inline constexpr std::uint32_t RAVO_SPECT_HAS_STATISTICS = 2;
 /// The most members of a generic spectrum.
 inline constexpr std::int32_t RAVO_SPECT_MOST_MEMBERS = 65535;
 
-/// Head of a current-generation spectrum block. Behind it, in this order and without gaps:
+/// Head of a current-generation spectrum block. After it follow, in this order and without gaps:
 /// one float mean per member (RAVO_SPECT_HAS_MEANS), one ravo_spect_statistics_2010 per member
-/// (RAVO_SPECT_HAS_STATISTICS), then member after member groups x samples floats, group after group.
+/// (RAVO_SPECT_HAS_STATISTICS), then, member by member, groups x samples floats, group after group.
 /// A scalar is a spectrum of one sample in one group.
 struct ravo_spect_head_2010 {
-  std::int32_t members;  ///< number of members; fixed by the data type but for the generic spectrum
+  std::int32_t members;  ///< number of members; fixed by the data type, except for the generic spectrum
   std::int32_t samples;  ///< samples in one group
   std::int32_t groups;   ///< groups of samples, at least 1
   float start;           ///< axis value of the first sample of each group
@@ -39,8 +39,8 @@ struct ravo_spect_statistics_2010 {
 };
 static_assert(sizeof(ravo_spect_statistics_2010) == 132);
 
-/// Head of an older-generation spectrum block. Behind it one float mean per member, then member after
-/// member `samples` floats.
+/// Head of an older-generation spectrum block. After it follow one float mean per member, then
+/// `samples` floats for each member in turn.
 struct ravo_spect_head {
   std::int32_t members;
   std::int32_t samples;
@@ -49,8 +49,8 @@ struct ravo_spect_head {
 };
 static_assert(sizeof(ravo_spect_head) == 16);
 
-/// Head of a region-of-interest block. Behind it the profile along x (width floats, member 0), then
-/// the profile along y (height floats, member 1).
+/// Head of a region-of-interest block. After it follow the profile along x (width floats, member 0)
+/// and the profile along y (height floats, member 1).
 struct ravo_roi_head {
   std::int32_t x_start;
   std::int32_t y_start;
@@ -115,7 +115,7 @@ static_assert(offsetof(ravo_image_ext_frame_head, scale_x) == 56);
 static_assert(offsetof(ravo_image_ext_frame_head, image_flags) == 80);
 static_assert(offsetof(ravo_image_ext_frame_head, length) == 96);
 
-/// An extended camera frame: its pixels follow as those of a plain one.
+/// An extended camera frame: its pixels follow like those of a plain one.
 struct ravo_image_ext_block {
   ravo_image_ext_frame_head head;
   char* pixels() { return reinterpret_cast<char*>(this + 1); }

@@ -1,5 +1,5 @@
 // The codes that words of a raw file stand for: event types, data types, error bits. The records that
-// carry them are in ravo_raw_format.h; what a data type's payload looks like is in ravo_data_types.h.
+// carry them are in ravo_raw_format.h; the layout of a data type's payload is in ravo_data_types.h.
 #ifndef RAVO_RAW_CODES_H
 #define RAVO_RAW_CODES_H
 
@@ -42,7 +42,7 @@ enum RAVO_EVTYPE : std::int32_t {
   RAVO_EV_EVMAX = 32,
 };
 
-/// What get_event_struct_type answers for an event type.
+/// What get_event_struct_type returns for an event type.
 enum RAVO_EV_STRUCT_TYPE : std::int32_t {
   RAVO_EV_STRUCT_UNKNOWN = 0,
   RAVO_EV_STRUCT_LOCAL = 1,

@@ -2,7 +2,7 @@
 // integer and every float is a big-endian 32-bit word and text is stored as bytes; in memory the records
 // are in host order. Names without _2010 are the older generation's; a record that both generations
 // share exists once, with the other name as an alias. The enumerations are in ravo_raw_codes.h, the data
-// of a channel in ravo_payload.h and ravo_data_types.h; docs/raw-format.md tells the same in prose.
+// of a channel in ravo_payload.h and ravo_data_types.h; docs/raw-format.md says the same in prose.
 #ifndef RAVO_RAW_FORMAT_H
 #define RAVO_RAW_FORMAT_H
 
@@ -15,8 +15,8 @@
 
 // Marker words. A table, basket or header that does not begin with its marker is refused.
 // All end in f3, so that a hex dump shows a table's start at a glance; no marker is a plausible
-// ASCII text, offset or float. The reference table's marker tells a file's generation; the event
-// header's tells that of an event once it is in memory. All other markers are the same in both.
+// ASCII text, offset or float. The reference table's marker identifies a file's generation; the event
+// header's, that of an event once it is in memory. All other markers are the same in both.
 inline constexpr std::uint32_t RAVO_REFERENCE_TABLE_PATTERN_2010 = 0xfefafaf3u;
 inline constexpr std::uint32_t RAVO_REFERENCE_TABLE_PATTERN = 0xfeafeaf3u;
 inline constexpr std::uint32_t RAVO_EVENT_INDEX_PATTERN = 0xedaedaf3u;
@@ -28,7 +28,7 @@ inline constexpr std::uint32_t RAVO_EVENT_HEADER_BASKET_PATTERN = 0xebaebaf3u;
 inline constexpr std::uint32_t RAVO_SERVER_BLOCK_BASKET_PATTERN = 0xb5bb5bf3u;
 inline constexpr std::uint32_t RAVO_CHANNEL_BASKET_PATTERN = 0xcbacbaf3u;
 inline constexpr std::uint32_t RAVO_EVENT_HEADER_PATTERN_2010 = 0xffeef3f3u;
-/// The older generation's, which does not end in f3: it was there before the others.
+/// The older generation's, which does not end in f3 because it predates the others.
 inline constexpr std::uint32_t RAVO_EVENT_HEADER_PATTERN = 0xffeeffeeu;
 
 /// The first 16 bytes of a file of each generation, for people and file(1); no reader needs them.
@@ -99,7 +99,7 @@ struct ravo_event_index_entry_2010 : ravo_event_index_entry_head_2010 {
   const ravo_event_info_entry_2010* event_info() const {
     return reinterpret_cast<const ravo_event_info_entry_2010*>(this + 1);
   }
-  /// The entry behind this one's info entries.
+  /// The entry after this one's info entries.
   ravo_event_index_entry_2010* next() {
     return reinterpret_cast<ravo_event_index_entry_2010*>(event_info() + length);
   }
@@ -302,8 +302,8 @@ static_assert(offsetof(ravo_serv_block_subhead_2010, dtype) == 256);
 static_assert(offsetof(ravo_serv_block_subhead_2010, error) == 260);
 static_assert(offsetof(ravo_serv_block_subhead_2010, ldata) == 264);
 
-/// The same of an older file. The name has less room than in the dictionary: readers compare the two, so
-/// a channel's name has at most 31 bytes, and at most 29 when its first ten subchannels are to be cut out.
+/// The same in an older file. The name has less room than in the dictionary: readers compare the two, so
+/// a channel's name has at most 31 bytes, and at most 29 if its first ten subchannels are to be cut out.
 struct ravo_serv_block_subhead {
   char chname[32];  ///< zero-terminated
   std::int32_t dtype;
@@ -327,7 +327,7 @@ struct ravo_zip_header {
 };
 static_assert(sizeof(ravo_zip_header) == 12);
 
-/// All event headers of the file, one behind the other.
+/// All event headers of the file, back to back.
 struct ravo_event_header_basket_2010 {
   std::uint32_t pattern;
   std::int32_t length;  ///< bytes of the whole basket, from its first byte
@@ -336,7 +336,7 @@ struct ravo_event_header_basket_2010 {
 static_assert(sizeof(ravo_event_header_basket_2010) == 8);
 using ravo_event_header_basket = ravo_event_header_basket_2010;
 
-/// All server-block headers of the file, one behind the other.
+/// All server-block headers of the file, back to back.
 struct ravo_server_block_basket_2010 {
   std::uint32_t pattern;
   std::int32_t length;  ///< bytes of the whole basket, from its first byte
@@ -354,9 +354,9 @@ struct ravo_server_block_basket {
 };
 static_assert(sizeof(ravo_server_block_basket) == 8);
 
-/// All blocks of one channel, one behind the other; the first subheader follows directly. Each block
+/// All blocks of one channel, one after another; the first subheader follows directly. Each block
 /// begins at a multiple of 4: up to three zero bytes, not counted in its ldata, fill the gap before the
-/// next block and the end of the basket.
+/// next block or the end of the basket.
 struct ravo_channel_basket_2010 {
   std::uint32_t pattern;
   std::int32_t length;  ///< bytes of the whole basket, from its first byte
@@ -429,8 +429,8 @@ struct dim_descr {
 };
 static_assert(sizeof(dim_descr) == 192);
 
-/// What is known of a channel beside its data. Whoever deletes a description deletes the elements of
-/// bits and dims first.
+/// What is known about a channel besides its data. Delete the elements of bits and dims before you
+/// delete a description.
 struct chan_descr_2010 {
   std::int32_t stream;
   std::uint32_t ev_type;

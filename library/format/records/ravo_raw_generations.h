@@ -14,7 +14,7 @@ namespace ravo {
 
 /// The current generation.
 struct RAVO_EXPORT raw_format_2010 {
-  /// What a template over a generation that adds to this one hands to templates over the format alone.
+  /// The format of a generation that extends this record, for templates that take a format.
   using format = raw_format_2010;
   using reference_table = ravo_file_reference_table_2010;
   using event_index_table = ravo_event_index_table_2010;
@@ -35,7 +35,7 @@ struct RAVO_EXPORT raw_format_2010 {
   static constexpr const char (&signature)[17] = RAVO_FILE_SIGNATURE_2010;
   static constexpr std::uint32_t reference_table_pattern = RAVO_REFERENCE_TABLE_PATTERN_2010;
   static constexpr std::uint32_t event_header_pattern = RAVO_EVENT_HEADER_PATTERN_2010;
-  /// Types that are of this generation or of both may be written.
+  /// Types of this generation or of both may be written.
   static constexpr type_generation generation = type_generation::current;
   /// The type of one member that was cut out of a spectrum or a region of interest.
   static constexpr RAVO_SUBBLOCK_TYPE single_channel = RAVO_BLOCK_1CHAN_2010;
@@ -45,7 +45,7 @@ struct RAVO_EXPORT raw_format_2010 {
   static constexpr int update_dtype = RAVO_UPD_BLOCK_2010;
   static constexpr int begin_of_run_dtype = RAVO_BOR_BLOCK_2010;
   static constexpr int end_of_run_dtype = RAVO_EOR_BLOCK_2010;
-  /// A subchannel is cut out of a generic spectrum too, whose type says nothing of its members.
+  /// Subchannels are cut out of generic spectra too, although their type says nothing about members.
   static constexpr bool cuts_generic_spectra = true;
   /// The folder of the files of this generation when nobody names one.
   static constexpr const char* default_data_dir = "/daq/ravo_ext/LINAC/";

@@ -1,5 +1,5 @@
-// A checked view of bytes that came out of a file: it knows where they end and in which order their words
-// are, and answers with a value or with nothing.
+// A checked view of bytes that came out of a file: it knows where they end and the byte order of their
+// words, and returns a value or `nullopt`.
 #ifndef RAVO_BYTE_VIEW_H
 #define RAVO_BYTE_VIEW_H
 

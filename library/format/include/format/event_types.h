@@ -1,4 +1,4 @@
-// What is known of each event type: its name, whether its events are slow, and their structure.
+// What is known about each event type: its name, whether its events are slow, and their structure.
 #ifndef RAVO_FORMAT_EVENT_TYPES_H
 #define RAVO_FORMAT_EVENT_TYPES_H
 

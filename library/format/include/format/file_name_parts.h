@@ -1,4 +1,4 @@
-// What the name of a raw file tells, <experiment>_<stream>_run<N>_file<M>_<time>.raw, read from its end.
+// The parts of a raw file's name, <experiment>_<stream>_run<N>_file<M>_<time>.raw, read from its end.
 #ifndef RAVO_FILE_NAME_PARTS_H
 #define RAVO_FILE_NAME_PARTS_H
 
@@ -10,15 +10,15 @@ namespace ravo {
 
 struct file_name_parts {
   std::uint32_t seconds;             ///< the time, since the Unix epoch
-  std::optional<std::uint64_t> run;  ///< none: the name has no run, or no file number
+  std::optional<std::uint64_t> run;  ///< `nullopt`: the name lacks a run or a file number
   std::uint64_t file = 0;
   std::string_view before_run;  ///< what stands before "_run": experiment and stream
 };
 
-/// The parts of a path's last component; nothing when it holds no time.
+/// The parts of a path's last component; `nullopt` if it holds no time.
 std::optional<file_name_parts> parse_file_name(std::string_view path);
 
-/// What stands behind the last "/".
+/// What follows the last "/".
 std::string_view last_component(std::string_view path);
 
 }  // namespace ravo

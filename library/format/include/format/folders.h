@@ -1,8 +1,8 @@
-// Folders: the names of what lies in them, and making them. Names are given one after the other in the
-// order in which the file system has them. Those that begin with a dot are passed over: they are the folder
-// itself and the one around it, what a program has not finished, and what a killed one left. Nothing is
-// asked of the entries themselves, so that a folder of 100,000 files is read in no time. Code and no
-// interface; the reading layers compile it in too.
+// Lists and makes folders. A listing yields the names one by one, in the order of the file system. Names
+// that begin with a dot are skipped: they are the folder itself and its parent, files that a program has
+// not finished, and files that a killed program left. The listing never examines the entries themselves,
+// so a folder of 100,000 files is read quickly. Internal code, no interface; the reading layers compile
+// it in too.
 #ifndef RAVO_FOLDERS_H
 #define RAVO_FOLDERS_H
 
@@ -19,7 +19,7 @@
 
 namespace ravo {
 
-/// Which names a listing gives. `all` is for who removes what was left; neither gives "." and "..".
+/// Which names a listing yields. `all` is for removing leftovers; neither yields "." and "..".
 enum class listed { visible, all };
 
 class folder_listing {
@@ -70,9 +70,9 @@ inline bool is_folder(const std::string& path) {
   return uninterrupted::stat(path.c_str(), &about) == 0 && S_ISDIR(about.st_mode);
 }
 
-/// Makes a folder and those around it that are not there. 0, or an errno value, which is EEXIST where
-/// something else bears its name. The folders that have another entry
-/// now are added to `changed`, for who brings them to disk.
+/// Makes a folder and its missing parents. 0, or an errno value, which is EEXIST if something that is
+/// not a folder has its name. Folders that have gained an entry are added to `changed`, so that the
+/// caller can sync them to disk.
 inline int make_folders(const std::string& folder, std::set<std::string>& changed) {
   if (folder.empty()) return 0;
   if (folder.ends_with('/') && folder.size() > 1)

@@ -1,5 +1,5 @@
-// Owner of memory that a caller will release with free(): it frees on every path on which nobody
-// takes it over.
+// Owner of memory that a caller will release with free(): frees it unless it is released to the
+// caller.
 #ifndef RAVO_MALLOC_OWNER_H
 #define RAVO_MALLOC_OWNER_H
 

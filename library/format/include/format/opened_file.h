@@ -10,7 +10,7 @@ namespace ravo {
 
 class opened_file {
  public:
-  // Without waiting, should the name be a pipe's.
+  // Does not block, even if the path names a pipe.
   explicit opened_file(const char* path)
       : fd_(uninterrupted::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
   ~opened_file() {

@@ -1,6 +1,6 @@
-// Where the parts of a block's data are: the one place that knows how the payloads of ravo_payload.h lie in
-// bytes, in either byte order. It judges whether data can be what their type says; conversion, cutting,
-// printing, columns and the tool visit what it finds. It reads counts and no values.
+// Where the parts of a block's data are: the one place that knows the byte layout of the payloads of
+// ravo_payload.h, in either byte order. It decides whether data can be what their type says; conversion,
+// cutting, printing, columns and the tool visit the parts that it finds. It reads counts, never values.
 #ifndef RAVO_FORMAT_PAYLOAD_VIEW_H
 #define RAVO_FORMAT_PAYLOAD_VIEW_H
 
@@ -16,7 +16,7 @@
 
 namespace ravo {
 
-// Every position below is an offset into the payload, and all that lies there lies inside it.
+// Every position below is an offset into the payload; the part at that position lies wholly inside it.
 
 struct payload_axis {
   float start = 0;             ///< value at the first sample of each group
@@ -73,23 +73,23 @@ struct image_parts {
 
   bool is_extended = false;
   bool is_compressed = false;
-  std::int32_t width = 0;   ///< of what was sent; an extended frame may say a negative one
+  std::int32_t width = 0;   ///< of what was sent; negative in some extended frames
   std::int32_t height = 0;  ///< the same
   std::int32_t stated_bytes_per_pixel = 0;
   std::uint32_t frame = 0;
   std::uint32_t event = 0;
   std::int32_t x_start = 0;  ///< where on the sensor the first pixel lies
   std::int32_t y_start = 0;
-  std::int32_t x_increment = 0;  ///< pixels of the sensor from one to the next; 0: not said
+  std::int32_t x_increment = 0;  ///< sensor pixels from one pixel to the next; 0: not stated
   std::int32_t y_increment = 0;
-  std::int32_t effective_bits = 0;  ///< of a pixel; 0: not said
+  std::int32_t effective_bits = 0;  ///< of a pixel; 0: not stated
   std::size_t pixels = 0;
   std::int32_t length = 0;  ///< bytes of pixels; there may be other bytes after them
 
   std::int32_t bytes_per_pixel() const { return stated_bytes_per_pixel < 1 ? 1 : stated_bytes_per_pixel; }
-  /// Whether there is a place for every pixel, and for nothing else.
+  /// Whether there are bytes for every pixel, and no others.
   bool has_every_pixel() const;
-  /// Whether its pixels are numbers; else they are what the camera sent.
+  /// Whether its pixels are numbers; otherwise they are bytes as the camera sent them.
   bool is_picture() const {
     return !is_compressed && bytes_per_pixel() <= most_bytes_of_number && has_every_pixel();
   }
@@ -123,7 +123,7 @@ struct text_part {
   std::size_t length = 0;  ///< up to its zero
 };
 
-/// Records of words that nothing looks into.
+/// Records of words whose content nothing here interprets.
 struct records_part {
   std::size_t record_size = 0;
   std::size_t count = 0;
@@ -132,9 +132,9 @@ struct records_part {
 using payload_parts = std::variant<spectrum_parts, roi_parts, image_parts, name_value_parts, update_parts,
                                    text_part, records_part>;
 
-/// What a payload turns out to be.
+/// The result of parsing a payload.
 struct parsed_payload {
-  ravo_data_status status = RAVO_DATA_OK;  ///< else why the data cannot be what their type says
+  ravo_data_status status = RAVO_DATA_OK;  ///< otherwise why the data cannot be what their type says
   payload_parts parts = {};                ///< without meaning unless the status is RAVO_DATA_OK
 
   bool is_good() const { return status == RAVO_DATA_OK; }
@@ -145,16 +145,16 @@ struct parsed_payload {
   }
 };
 
-/// Whether texts must have their terminating zero. Those who cut a text at the end of its field anyway take
-/// `any`, which spares a look at each name.
+/// Whether texts must have their terminating zero. Callers that cut a text at the end of its field anyway
+/// pass `any`, which saves scanning each name.
 enum class text_rule { terminated, any };
 
 /// Finds the parts of a payload of a type.
 parsed_payload parse_payload(const data_type& type, const byte_view& data,
                              text_rule texts = text_rule::terminated);
 
-/// What the head of a frame says, though its pixels may not be there; nothing when that is not all there,
-/// or the type is not a camera's.
+/// What the head of a frame says, even if its pixels are missing; `nullopt` if the head is incomplete or
+/// the type is not a camera's.
 std::optional<image_parts> parse_image_head(const data_type& type, const byte_view& data);
 
 template <class Update>
@@ -170,7 +170,7 @@ inline constexpr update_parts environment_layout{
     .value = offsetof(ravo_env_data_block_2010, env_ch_data),
     .size = sizeof(ravo_env_data_block_2010)};
 
-/// Where the parts of a slow value are, which has one layout a shape; nothing for other shapes.
+/// Where the parts of a slow value are, whose layout depends on its shape only; `nullopt` for other shapes.
 constexpr std::optional<update_parts> find_reading(payload_shape shape) {
   if (shape == payload_shape::update) return update_layout<ravo_upd_data_block_2010>;
   if (shape == payload_shape::update_older) return update_layout<ravo_upd_data_block>;
@@ -178,10 +178,10 @@ constexpr std::optional<update_parts> find_reading(payload_shape shape) {
   return std::nullopt;
 }
 
-/// Whether a type is that of slow values.
+/// Whether a shape is that of slow values.
 constexpr bool is_reading(payload_shape shape) { return find_reading(shape).has_value(); }
 
-/// A visitor of payload_parts out of a function a kind.
+/// A visitor of payload_parts made from one function per kind.
 template <class... Functions>
 struct overloaded : Functions... {
   using Functions::operator()...;

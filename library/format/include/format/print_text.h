@@ -21,7 +21,7 @@ std::string time_and_words_text(const time_stamp& time);
 /// "0x40000001 (RAVO_SB_ERR_NOT_COLLECTED RAVO_CHAN_ZIP_FLAG)"; bits without a name as numbers.
 std::string error_text(std::int32_t bits);
 
-/// The number and the name of a data type, for example "41 (RAVO_BLOCK_1CHAN_2010)"; of a subchannel
+/// The number and the name of a data type, for example "41 (RAVO_BLOCK_1CHAN_2010)"; for a subchannel
 /// also the type that it was cut from.
 std::string data_type_text(std::int32_t dtype);
 

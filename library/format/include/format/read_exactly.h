@@ -11,8 +11,8 @@
 
 namespace ravo {
 
-/// Reads up to `length` bytes, fewer only where the file ends. `nullopt` when the machine fails; errno says
-/// why.
+/// Reads up to `length` bytes, fewer only where the file ends. `nullopt` if the system call fails; errno
+/// says why.
 inline std::optional<std::size_t> read_up_to(int fd, std::uint64_t offset, void* destination,
                                              std::size_t length) {
   auto* const to = static_cast<unsigned char*>(destination);
@@ -27,8 +27,8 @@ inline std::optional<std::size_t> read_up_to(int fd, std::uint64_t offset, void*
   return done;
 }
 
-/// Whether all of it could be read. False: errno says why. A file that ends too early (ESTALE) is no longer
-/// the one whose length was taken.
+/// Reads exactly `length` bytes. False: errno says why. A file that ends too early (ESTALE) is no longer
+/// the file whose length was taken.
 inline bool read_exactly(int fd, std::uint64_t offset, void* destination, std::size_t length) {
   const auto got = read_up_to(fd, offset, destination, length);
   if (!got) return false;

@@ -1,7 +1,7 @@
-// The calls of the system that a signal may interrupt, repeated until they are done; no other file makes
-// them by itself. Beyond that they are the system's own: the result, and errno, say how they went. A file
-// that reaches the size that the process may give it is an error like any other here (EFBIG), where the
-// system would end the process. Code and no interface; the reading layers and the writer compile it in too.
+// System calls that a signal may interrupt, repeated until they are done; no other file makes these calls
+// directly. Otherwise they behave as the system's: the result and errno say how they went. A file that
+// reaches the size limit of the process is an error like any other here (EFBIG), where the system would end
+// the process. Internal code, no interface; the reading layers and the writer compile it in too.
 #ifndef RAVO_UNINTERRUPTED_H
 #define RAVO_UNINTERRUPTED_H
 
@@ -20,7 +20,7 @@
 
 namespace ravo::uninterrupted {
 
-/// Makes the call again as long as it answers -1 or null for the sake of a signal.
+/// Repeats the call as long as it returns -1 or null because of a signal.
 template <class call>
 auto repeat(const call& make) {
   const auto failed = [](auto result) {
@@ -30,7 +30,7 @@ auto repeat(const call& make) {
       return result == -1;
   };
   for (;;) {
-    errno = 0;  // what has no error number at its end, as a listing, was not interrupted
+    errno = 0;  // a call that ends without an error number, such as a listing's end, was not interrupted
     const auto result = make();
     if (!failed(result) || errno != EINTR) return result;
   }
@@ -74,7 +74,7 @@ inline off_t lseek(int file, off_t offset, int from) {
 inline DIR* opendir(const char* path) {
   return repeat([&] { return ::opendir(path); });
 }
-/// Null with errno 0 is the end.
+/// Null with errno 0: the end.
 inline dirent* readdir(DIR* folder) {
   return repeat([&] { return ::readdir(folder); });
 }
@@ -91,8 +91,8 @@ inline ssize_t pread(int file, void* to, std::size_t size, off_t offset) {
   return repeat([&] { return ::pread(file, to, size, offset); });
 }
 
-/// Keeps the signal of the file size limit from the thread, so that the call that meets the limit answers
-/// EFBIG.
+/// Blocks the signal of the file size limit for the thread, so that the call that exceeds the limit fails
+/// with EFBIG.
 class file_size_signal_held {
  public:
   file_size_signal_held() {
@@ -125,7 +125,7 @@ inline ssize_t pwrite(int file, const void* from, std::size_t size, off_t offset
   const file_size_signal_held held;
   return repeat([&] { return ::pwrite(file, from, size, offset); });
 }
-/// All of it, or false.
+/// Writes all of it; false if it cannot.
 inline bool write_all(int file, const void* from, std::size_t size) {
   const char* bytes = static_cast<const char*>(from);
   while (size > 0) {
@@ -144,7 +144,7 @@ inline int ftruncate(int file, off_t size) {
 inline int fsync(int file) {
   return repeat([&] { return ::fsync(file); });
 }
-/// Brings the names in a folder to disk, where the file system has it that this is asked for.
+/// Syncs the names in a folder to disk, on file systems that support it.
 inline int sync_folder(const char* path) {
   const int folder = uninterrupted::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (folder < 0) return -1;

@@ -7,8 +7,8 @@
 
 namespace ravo {
 
-/// The bytes of the character with which a text begins. 0 when it begins with none: with half of a
-/// surrogate pair, with a form that is longer than it needs to be, with U+FFFE or U+FFFF, or cut off.
+/// The number of bytes of the character that begins a text. 0 if no valid character does: half of a
+/// surrogate pair, a form that is longer than necessary, U+FFFE or U+FFFF, or a character that is cut off.
 std::size_t utf8_character_length(std::string_view text);
 
 }  // namespace ravo
