@@ -1,5 +1,5 @@
-// Finds members, parameters and values inside decoded blocks of both generations. Whether the data are
-// what their type says is decided by parse_payload alone; nothing here follows a count before that.
+// Finds members, parameters and values inside decoded blocks of both generations. parse_payload alone
+// decides whether the data are what their type says; nothing here follows a count before that.
 #include "ravo_block_access.h"
 
 #include <cstdio>
@@ -85,7 +85,7 @@ int number_of_members(int dtype, const subhead* block) {
   return static_cast<int>(std::get<spectrum_parts>(data->parts).members);
 }
 
-// A member of the block and where it is; nothing when the block has none.
+// A member of the block and where it is; `nullopt` if the block has no such member.
 template <class subhead>
 std::optional<member_parts> checked_member(const subhead* block, int member) {
   const std::optional<sound_data> data = check(block);

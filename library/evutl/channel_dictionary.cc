@@ -1,5 +1,5 @@
 // Reads the channel dictionary of either generation, brings its words (not its names) into host order,
-// and finds channels in it. The generations differ in the room for a name only.
+// and finds channels in it. The generations differ only in the size of the name field.
 #include "channel_dictionary.h"
 
 #include <cstring>
@@ -12,7 +12,7 @@ namespace {
 
 template <class dictionary_entry>
 void to_host_order(dictionary_entry& entry) {
-  // The words behind the name.
+  // The words after the name.
   constexpr std::size_t masks_offset = offsetof(dictionary_entry, ev_mask);
   constexpr int masks_words = (sizeof(dictionary_entry) - masks_offset) / 4;
   ravo_swap4(&entry.key, &entry.key, 1);
@@ -27,7 +27,7 @@ int find_channel(const dictionary_table* dictionary, const char* name,
   const auto* entries = dictionary->channel_entry();
   for (int i = 0; i < ravo::channel_count(*dictionary); ++i) {
     if (std::strcmp(entries[i].chan_name, name) != 0) continue;
-    // The caller's own dictionary is handed back to it; the interface has no const twin.
+    // The entry is in the caller's own dictionary; the interface has no const variant.
     if (entry) *entry = const_cast<ravo::dictionary_entry_of<dictionary_table>*>(entries + i);
     return i;
   }

@@ -16,7 +16,7 @@ template <class dictionary_table>
 using dictionary_entry_of =
     std::remove_pointer_t<decltype(std::declval<dictionary_table&>().channel_entry())>;
 
-/// The number of channels that the dictionary's length word stands for.
+/// The number of channels, from the dictionary's length word.
 template <class dictionary_table>
 int channel_count(const dictionary_table& dictionary) {
   if (dictionary.length < static_cast<std::int32_t>(sizeof dictionary)) return 0;
@@ -24,7 +24,7 @@ int channel_count(const dictionary_table& dictionary) {
                           sizeof(dictionary_entry_of<dictionary_table>));
 }
 
-/// Reads the dictionary of a file; what ravo_get_channel_dictionary_table_m and its twin answer.
+/// Reads the dictionary of a file, for ravo_get_channel_dictionary_table_m and its _2010 variant.
 template <class dictionary_table>
 int read_dictionary(long len, const ravo_file_reference_table* reference, int fd, dictionary_table** table);
 

@@ -1,6 +1,6 @@
 // Reads the event channel pointer table, whole or only the rows of listed channels. The table is the same
-// in both generations; the dictionary that tells its rows is not. The offsets in its entries are handed on
-// as they are: whoever follows one holds it against what is mapped.
+// in both generations; the dictionary that assigns its rows is not. The offsets in its entries are passed
+// on as they are: the code that follows an offset checks it against what is mapped.
 #include <limits>
 #include <string_view>
 #include <unordered_map>
@@ -17,7 +17,7 @@ using reference_table = ravo_file_reference_table;
 
 constexpr std::size_t largest_table = std::numeric_limits<std::int32_t>::max();
 
-// What is known of the table on disk once its head has been accepted.
+// What is known about the table on disk once its head has been accepted.
 struct table_shape {
   std::int32_t length;
   std::int32_t maxev;
@@ -41,7 +41,7 @@ ravo_table_status read_shape(const ravo::table_file& file, const reference_table
   shape = {head.length, maxev};
   if (maxev < 0 || shape.row_bytes() > file.length()) return RAVO_TABLE_WRONG_LENGTH;
   const std::uint64_t rows = static_cast<std::uint64_t>(ravo::channel_count(dictionary));
-  // At most 2^23 rows of 2^35 bytes: the product keeps clear of 64 bits.
+  // At most 2^23 rows of 2^35 bytes: the product fits 64 bits.
   if (sizeof(pointer_table) + rows * shape.row_bytes() != static_cast<std::uint64_t>(head.length))
     return RAVO_TABLE_WRONG_LENGTH;
   return RAVO_TABLE_OK;
@@ -80,7 +80,7 @@ ravo_table_status read_listed_rows(const ravo::table_file& file, const reference
     return RAVO_TABLE_WRONG_LENGTH;
   const std::size_t length = sizeof(pointer_table) + rows.size() * shape.row_bytes();
 
-  // The rows of absent names stay as they are: what no file could fill costs no memory.
+  // The rows of absent names are never written: zeroed memory that nobody touches costs no pages.
   auto read = ravo::allocate_zeroed<pointer_table>(length);
   if (!read) return RAVO_TABLE_NO_MEMORY;
   read->pattern = RAVO_EVENT_CHAN_POINTERS_PATTERN;
@@ -124,7 +124,7 @@ int read_all_rows(long len, const reference_table* reference, int fd, pointer_ta
   if (const auto status = file.read_words(reference->ecp_ref, read.get(), length / 4);
       status != RAVO_TABLE_OK)
     return status;
-  // The accepted head stands, also when the file changed since.
+  // The head that was accepted counts, even if the file has changed since.
   read->pattern = RAVO_EVENT_CHAN_POINTERS_PATTERN;
   read->length = shape.length;
   read->maxev = shape.maxev;

@@ -1,5 +1,5 @@
-// Brings the data of a block from file order into host order and back. Both ways reverse the same
-// words; they differ in the order in which the counts are read that say where the words are.
+// Brings the data of a block from file order into host order and back. Both directions reverse the same
+// words; they differ in the byte order of the counts that say where the words are.
 #include <cstring>
 
 #include "format/payload_view.h"

@@ -1,5 +1,5 @@
 // Reads the event index table. The table has no length word: its entries are walked head by head,
-// each held against the file, before any memory is asked for. It is the same in both generations.
+// each checked against the file, before any memory is allocated. It is the same in both generations.
 #include <cstddef>
 #include <cstring>
 
@@ -33,13 +33,13 @@ ravo_table_status measure(const ravo::table_file& file, const ravo_file_referenc
     length += sizeof head + static_cast<std::uint64_t>(head.length) * sizeof(info_entry);
     if (!file.holds(reference.eit_pos_ref, length)) return RAVO_TABLE_OUT_OF_FILE;
   }
-  // A reference to an entry that the table does not have leads somewhere else.
+  // A reference to an entry that the table does not have points elsewhere.
   for (int type = 0; type < RAVO_EV_EVMAX; ++type)
     if (reference.eite_pos_ref[type] != 0 && !(seen & (1u << type))) return RAVO_TABLE_WRONG_ENTRY;
   return RAVO_TABLE_OK;
 }
 
-// The words of the table are read at once, after the walk; a file that changed in between is refused.
+// The words of the table are read in one call, after the walk; a file that changed in between is refused.
 bool still_fits(const index_table& table, std::int32_t event_types, std::uint64_t length) {
   if (table.nevent_types != event_types) return false;
   const unsigned char* bytes = reinterpret_cast<const unsigned char*>(&table);

@@ -1,4 +1,4 @@
-// What is known of each event type, as the library's operations answer it.
+// The library's operations on event types.
 #include "format/event_types.h"
 
 #include "ravo_evutl.h"

@@ -1,4 +1,4 @@
-// Checked reading of a raw file's parts, and the test that a table keeps clear of its neighbours.
+// Checked reading of a raw file's parts, and the test that a table does not overlap its neighbours.
 #include "file_tables.h"
 
 #include <algorithm>
@@ -119,7 +119,7 @@ ravo_table_status measure_table(const table_file& file, const reference_table& r
     case RAVO_TABLE_OF_CHANNELS:
       return measure_dictionary(file, reference, bytes);
     case RAVO_TABLE_OF_POINTERS: {
-      // The dictionary, which says how many rows there are, is loaded beside it.
+      // The dictionary, which says how many rows there are, is in memory at the same time.
       std::uint64_t dictionary = 0;
       if (const auto status = measure_dictionary(file, reference, dictionary); status != RAVO_TABLE_OK)
         return status;
@@ -136,7 +136,7 @@ ravo_table_status measure_table(const table_file& file, const reference_table& r
     case RAVO_TABLE_OF_DESCRIPTIONS: {
       const auto status = measure(file, reference, reference.xcd_ref, RAVO_XML_CHAN_DESCR_PATTERN,
                                   sizeof(ravo_xml_chan_descr_header_2010), bytes);
-      ++bytes;  // the zero byte behind the text
+      ++bytes;  // the zero byte after the text
       return status;
     }
     default:

@@ -1,5 +1,5 @@
-// What the operations on single tables share: reading checked parts of the file, and knowing where
-// else the file refers to, so that no table is accepted that runs into its neighbour.
+// Code that the operations on single tables share: it reads checked parts of the file, and knows where
+// else the file refers to, so that no table is accepted that overlaps its neighbour.
 #ifndef RAVO_FILE_TABLES_H
 #define RAVO_FILE_TABLES_H
 
@@ -15,8 +15,8 @@ namespace ravo {
 /// The last bytes of a file: the offset of its reference table.
 inline constexpr std::size_t tail_size = 4;
 
-/// The file of which a caller hands the descriptor and the length. Offsets and lengths are checked against
-/// that length, and no table may reach into the tail.
+/// The file whose descriptor and length a caller passes. Offsets and lengths are checked against that
+/// length, and no table may reach into the tail.
 class table_file {
  public:
   table_file(int fd, long length) : fd_(fd), length_(length) {}
@@ -47,14 +47,14 @@ struct table_head {
 };
 static_assert(sizeof(table_head) == 8);
 
-/// Reads and checks the head of the table at `offset`: there is one, it has the marker, its length is
-/// at least `smallest`, and the whole table lies in the file and runs into nothing else.
+/// Reads and checks the head of the table at `offset`: the table exists, it has the marker, its length is
+/// at least `smallest`, and the whole table lies in the file and overlaps nothing else.
 ravo_table_status read_table_head(const table_file& file, const ravo_file_reference_table_2010& reference,
                                   std::uint32_t offset, std::uint32_t pattern, std::size_t smallest,
                                   table_head& head);
 
-/// Whether a table of `length` bytes at `offset` is clear of the reference table and of the beginning
-/// of every other table and basket. When this holds for every table of a file, no two overlap.
+/// Whether a table of `length` bytes at `offset` covers neither the reference table nor the beginning
+/// of any other table or basket. When this holds for every table of a file, no two overlap.
 ravo_table_status check_clear(const table_file& file, const ravo_file_reference_table_2010& reference,
                               std::uint64_t offset, std::uint64_t length);
 
@@ -64,7 +64,7 @@ ravo_table_status measure_event_index(const table_file& file,
                                       const ravo_file_reference_table_2010& reference,
                                       std::int32_t& event_types, std::uint64_t& length);
 
-/// Whether the arguments that all table operations share can be used.
+/// Whether the arguments that all table operations have in common are valid.
 bool usable(long len, const ravo_file_reference_table_2010* reference, const void* result);
 
 }  // namespace ravo

@@ -1,5 +1,5 @@
 // Prints the data of a decoded block by their type: what they hold, how much of it, and the first
-// values. Data that are not what their type says are shown as bytes.
+// values. Data that do not match their type are shown as bytes.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -15,7 +15,7 @@ namespace {
 
 using namespace ravo;
 
-// Enough to recognise data by, few enough to stay on a screen.
+// Enough to recognise data, few enough to fit on a screen.
 constexpr std::size_t shown_values = 8;
 constexpr std::size_t shown_members = 32;
 constexpr std::size_t shown_records = 32;
@@ -72,7 +72,7 @@ void print_statistics(const ravo_spect_statistics_2010& statistics) {
   std::printf("\n");
 }
 
-// What a member is called, its mean and its values; on a line of their own its statistics.
+// A member's name, its mean and its values; its statistics on a separate line.
 void print_member(const data_type& type, std::size_t index, const member_parts& member,
                   const byte_view& data) {
   std::printf("  [%zu] %s: ", index, member_name(type, index).c_str());
@@ -182,7 +182,7 @@ void print_payload(const data_type& type, const payload_parts& parts, const byte
              parts);
 }
 
-// Both generations; the subheader that is printed before the data tells them apart.
+// For both generations; the subheader that is printed before the data shows which it is.
 template <class subhead>
 void print_block(const subhead* block, void (*print_subhead)(const subhead*)) try {
   print_subhead(block);

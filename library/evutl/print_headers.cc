@@ -6,7 +6,7 @@
 
 namespace {
 
-// Both generations; they differ in the room for a name.
+// For both generations; they differ in the size of the name field.
 template <class server_block_head>
 void print_server_block(const server_block_head* header) try {
   if (!header) {

@@ -1,6 +1,6 @@
-// Finds the reference table from a file's last 4 bytes. It judges the table itself; what the table
-// refers to is judged by the operation that reads it. The generations differ in the table's marker only.
-// The markers of event headers, which tell the generation of an event, are compared here too.
+// Finds the reference table from a file's last 4 bytes. It checks the table itself; the operation that
+// reads what the table refers to checks that. The generations differ only in the table's marker.
+// The markers of event headers, which identify the generation of an event, are compared here too.
 #include <unistd.h>
 
 #include <cstring>
@@ -27,7 +27,7 @@ bool refers_to_itself(const reference_table& table, std::uint64_t offset) {
   return false;
 }
 
-// From the mapping of the tail when the table lies inside it, else through the descriptor.
+// From the mapping of the tail if the table lies inside it, otherwise through the descriptor.
 ravo_table_status read_reference_table(const byte_view& tail, const ravo::table_file& file,
                                        std::uint32_t offset, reference_table& table) {
   const std::uint64_t tail_offset = file.length() - tail.size();

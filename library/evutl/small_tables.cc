@@ -1,5 +1,5 @@
 // Reads the environment index dictionary and the XML channel description header: a head with its
-// length, and plain words or plain text behind it. Both are the same in both generations.
+// length, followed by plain words or plain text. Both are the same in both generations.
 #include "file_tables.h"
 #include "ravo_evutl.h"
 
@@ -42,7 +42,7 @@ int ravo_get_chan_descr_table_m_2010(long len, const ravo_file_reference_table_2
     return status;
   const std::size_t length = static_cast<std::size_t>(head.length);
 
-  // One zero byte more than the file has, so that the text is also one for who forgets its length.
+  // One zero byte more than the file has, so that callers can also use the text without its length.
   auto read = ravo::allocate<ravo_xml_chan_descr_header_2010>(length + 1);
   if (!read) return RAVO_TABLE_NO_MEMORY;
   if (const auto status = file.read(reference->xcd_ref, read.get(), length); status != RAVO_TABLE_OK)

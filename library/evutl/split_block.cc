@@ -41,7 +41,7 @@ class block_builder {
     sound_ = set_name(source.head.chname, subchannel);
   }
 
-  /// Appends bytes; more than the block was made for are dropped and spoil it.
+  /// Appends bytes; if there are more than the block was made for, they are dropped and finish() fails.
   void append(const void* bytes, std::size_t size) {
     if (size > left_) {
       sound_ = false;
@@ -53,13 +53,13 @@ class block_builder {
   }
 
   bool good() const { return block_ && sound_; }
-  /// The block, or nothing when there was no memory or the name does not fit.
+  /// The block, or null if there was no memory or the name does not fit.
   owned_block<subhead> finish() {
     return good() && left_ == 0 ? std::move(block_) : owned_block<subhead>();
   }
 
  private:
-  // A shortened name would be that of another channel, perhaps.
+  // A shortened name is refused: it might be the name of another channel.
   bool set_name(const char* name, int subchannel) {
     const std::size_t room = sizeof block_->chname;
     std::memset(block_->chname, 0, room);
@@ -73,7 +73,7 @@ class block_builder {
   bool sound_ = false;
 };
 
-// A block that holds one subchannel already: the same data under the subchannel's name.
+// For a block that holds a single subchannel: the same data under the subchannel's name.
 template <class subhead>
 owned_block<subhead> copy_whole(const source_block<subhead>& source, int subchannel) {
   block_builder<subhead> builder(source, source.type.code, subchannel, source.data.size());
@@ -81,7 +81,7 @@ owned_block<subhead> copy_whole(const source_block<subhead>& source, int subchan
   return builder.finish();
 }
 
-// A type with one member stays what it is; of a type with more, one member is a plain channel.
+// A type with one member stays the same; a member of a type with several becomes a plain channel.
 RAVO_SUBBLOCK_TYPE type_of_member(const data_type& whole, type_generation generation) {
   if (whole.members == 1) return whole.code;
   return generation == type_generation::current ? raw_format_2010::single_channel
@@ -99,7 +99,7 @@ owned_block<subhead> cut_spectrum(const source_block<subhead>& source, const spe
   block_builder<subhead> builder(source, type_of_member(source.type, whole.generation), subchannel,
                                  whole.head_size + mean + statistics + member.size());
   if (!builder.good()) return {};
-  // The head stays what it is but for its first word, which says how many members there are.
+  // The head stays the same except for its first word, which says how many members there are.
   static_assert(offsetof(ravo_spect_head, members) == 0 && offsetof(ravo_spect_head_2010, members) == 0);
   constexpr std::int32_t one_member = 1;
   builder.append(&one_member, sizeof one_member);
@@ -110,7 +110,7 @@ owned_block<subhead> cut_spectrum(const source_block<subhead>& source, const spe
   return builder.finish();
 }
 
-// A profile becomes a spectrum whose axis counts pixels from where the region starts: this is what goes
+// A profile becomes a spectrum whose axis counts pixels from the start of the region: this is the part
 // before its values, in the generation of the subheader.
 template <class subhead>
 struct profile_head;

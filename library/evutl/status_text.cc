@@ -1,4 +1,4 @@
-// Names the statuses of the table and data operations for messages.
+// The texts of the statuses of the table and data operations, for messages.
 #include "ravo_evutl_status.h"
 
 namespace {

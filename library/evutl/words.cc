@@ -1,6 +1,6 @@
-// Reverses the bytes of words: the way between file order and host order. Every value of every
-// channel passes here, so it works on four words at a time with what each x86-64 processor has (SSE2);
-// left to itself the compiler is three times slower.
+// Reverses the bytes of words: converts between file order and host order. Every value of every channel
+// passes through here, so it works on four words at a time with SSE2, which each x86-64 processor has;
+// the compiler's own code is three times slower.
 #include <emmintrin.h>
 
 #include <cstdint>

@@ -1,6 +1,6 @@
-// Writing a stream's catalogue. Under the stream's lock the run files are merged and replaced first, then
-// the indexes of the days that they have raw files of: an index never names what is not there yet, and a
-// writer that died in between is made good by whoever adds the same files again.
+// Writes a stream's catalogue. Under the stream's lock the run files are merged and replaced first, then
+// the indexes of the days that they have raw files of: an index never names a run that is not there yet,
+// and adding the same files again repairs what a writer left undone that died in between.
 #include <algorithm>
 #include <cerrno>
 #include <map>
@@ -127,8 +127,8 @@ class stream_writer {
     collect_days(merged, days);
   }
 
-  // What was replaced bears its name for good once its folder is on disk: the runs before the days that
-  // name them.
+  // A replaced file has its name for good once its folder is on disk: runs are synced before the days
+  // that name them.
   void sync_folders() {
     for (const std::string& folder : std::exchange(changed_folders_, {}))
       if (uninterrupted::sync_folder(folder.c_str()) != 0)
@@ -166,7 +166,7 @@ class stream_writer {
       problems_.push_back({path, problem});
   }
 
-  // What a damaged index must have said, from the runs themselves.
+  // Rebuilds the content of a damaged index from the runs themselves.
   std::map<int, span> runs_of(day_number day) {
     index_updates days;
     for (const int number : catalogue_.layout().runs())

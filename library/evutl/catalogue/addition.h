@@ -1,4 +1,4 @@
-// Adding runs to a catalogue, as ravo::catalogue::add_runs() does, with word of what came of each raw file.
+// Adds runs to a catalogue, as ravo::catalogue::add_runs() does, and reports the result for each raw file.
 #ifndef RAVO_CATALOGUE_ADDITION_H
 #define RAVO_CATALOGUE_ADDITION_H
 

@@ -1,6 +1,6 @@
 // Builds a catalogue from a folder of raw files: finds them by their names, asks the catalogue which of
-// them it knows already, opens the others in several threads, and adds a run as soon as its last file was
-// looked at.
+// them it knows already, opens the others in several threads, and adds a run as soon as its last file has
+// been scanned.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -42,7 +42,7 @@ using runs_of_folder = std::map<run_key, std::vector<std::string>>;
 // ---- finding --------------------------------------------------------------------------------------
 
 // Experiment and stream of a name; either may contain underscores, so the last one separates them unless
-// the experiment is told. Nothing: the file is not asked for.
+// the experiment is given. `nullopt` if the file is not of that experiment or has no stream.
 std::optional<std::pair<std::string, std::string>> split(std::string_view before_run,
                                                          const std::string& experiment) {
   std::size_t underscore = before_run.rfind('_');
@@ -65,7 +65,7 @@ void take_name(const std::string& path, const build_settings& settings, runs_of_
   runs[{names->first, names->second, static_cast<int>(*parts->run)}].push_back(path);
 }
 
-// Folders below are entered, links to folders are not: they may lead in circles.
+// Subfolders are entered, links to folders are not: they may lead in circles.
 void find_raw_files(const build_settings& settings, runs_of_folder& runs, build_result& result) {
   std::error_code error;
   const fs::path folder = fs::absolute(settings.raw_folder, error).lexically_normal();
@@ -87,7 +87,7 @@ void find_raw_files(const build_settings& settings, runs_of_folder& runs, build_
   }
 }
 
-// One file may lie in two folders under the same name: the first path stands for it.
+// A file may be in two folders under the same name: the first path counts.
 void drop_copies(std::vector<std::string>& paths) {
   std::sort(paths.begin(), paths.end());
   std::unordered_set<std::string_view> seen;
@@ -99,12 +99,12 @@ void drop_copies(std::vector<std::string>& paths) {
 
 // ---- work -----------------------------------------------------------------------------------------
 
-// A run on its way into the catalogue. The files to be opened are shared out among threads.
+// A run on its way into the catalogue. The files to be opened are divided among threads.
 struct run_work {
-  run_entry run;                     // what was known already; guarded by the build's mutex
+  run_entry run;                     // files known or scanned so far; guarded by the build's mutex
   std::vector<std::string> to_open;  // not changed while threads run
-  std::size_t left = 0;              // of to_open, not looked at yet; guarded likewise
-  std::size_t known = 0;             // so many of the run's files, the first ones, were known as they are
+  std::size_t left = 0;              // of to_open, not scanned yet; guarded likewise
+  std::size_t known = 0;             // how many of the run's files, the first ones, are known and unchanged
 };
 
 bool is_unchanged(const raw_file_entry& known) {
@@ -114,7 +114,7 @@ bool is_unchanged(const raw_file_entry& known) {
          modification_time(about) == known.modified;
 }
 
-// Without memory for the text, that something was left undone is told at least.
+// Without memory for the text, at least reports that something was left undone.
 void add_problem(build_result& result, const std::string& file, const char* text) {
   try {
     result.problems.push_back({file, text});
@@ -160,26 +160,26 @@ class build_run {
   // What the catalogue knows of a run, and which of its files have to be opened.
   void prepare(const run_key& key, std::vector<std::string> paths) {
     drop_copies(paths);
-    run_work one;
-    std::tie(one.run.experiment, one.run.stream, one.run.run) = key;
+    run_work work;
+    std::tie(work.run.experiment, work.run.stream, work.run.run) = key;
     std::unordered_map<std::string, raw_file_entry> known;
-    if (is_folder_name(one.run.experiment) && is_folder_name(one.run.stream)) {
-      stream_catalogue catalogue(settings_.catalogue_directory, one.run.experiment, one.run.stream);
-      if (const auto existing = catalogue.run(one.run.run); existing.content)
+    if (is_folder_name(work.run.experiment) && is_folder_name(work.run.stream)) {
+      stream_catalogue catalogue(settings_.catalogue_directory, work.run.experiment, work.run.stream);
+      if (const auto existing = catalogue.run(work.run.run); existing.content)
         for (const raw_file_entry& file : existing.content->files) known.emplace(file.path, file);
     }
     for (std::string& path : paths) {
       const auto place = known.find(path);
       if (place != known.end() && is_unchanged(place->second))
-        one.run.files.push_back(place->second);
+        work.run.files.push_back(place->second);
       else
-        one.to_open.push_back(std::move(path));
+        work.to_open.push_back(std::move(path));
     }
-    one.left = one.to_open.size();
-    one.known = one.run.files.size();
-    for (std::size_t file = 0; file < one.to_open.size(); ++file) files_.push_back({runs_.size(), file});
-    if (one.left == 0) ready_.push_back(runs_.size());
-    runs_.push_back(std::move(one));
+    work.left = work.to_open.size();
+    work.known = work.run.files.size();
+    for (std::size_t file = 0; file < work.to_open.size(); ++file) files_.push_back({runs_.size(), file});
+    if (work.left == 0) ready_.push_back(runs_.size());
+    runs_.push_back(std::move(work));
   }
 
   std::size_t number_of_threads() const {
@@ -195,7 +195,7 @@ class build_run {
         if (stop_) break;
         const std::size_t next = next_.fetch_add(1);
         if (next >= files_.size()) break;
-        look_at(files_[next]);
+        scan(files_[next]);
         publish();
       }
     } catch (const std::exception& failure) {
@@ -208,22 +208,22 @@ class build_run {
     changed_.notify_one();
   }
 
-  void look_at(const file_work& work) {
+  void scan(const file_work& work) {
     run_work& of = runs_[work.run];
     const std::string& path = of.to_open[work.file];
-    looked_at seen = look_at_raw_file(path, now_, settings_.closed_after);
+    scanned_file scanned = scan_raw_file(path, now_, settings_.closed_after);
     const std::lock_guard lock(mutex_);
-    if (seen.problem.empty()) {
-      of.run.files.push_back(std::move(seen.entry));
+    if (scanned.problem.empty()) {
+      of.run.files.push_back(std::move(scanned.entry));
     } else {
       ++result_.left_out;
-      result_.problems.push_back({path, std::move(seen.problem)});
+      result_.problems.push_back({path, std::move(scanned.problem)});
     }
     ++done_;
     if (--of.left == 0) ready_.push_back(work.run);
   }
 
-  // Adds the runs that are ready. One thread at a time does; the others leave theirs to it and go on.
+  // Adds the runs that are ready, one thread at a time; the others leave their runs to it and go on.
   void publish() {
     std::unique_lock lock(mutex_);
     if (publishing_) return;
@@ -240,14 +240,14 @@ class build_run {
         std::move(added.problems.begin(), added.problems.end(), std::back_inserter(result_.problems));
       }
     } catch (const std::exception& failure) {
-      // Told here, so that nobody waits for who publishes; the batch is left to the next build.
+      // Reported here, so that nobody waits for this thread; the batch is left to the next build.
       if (!lock.owns_lock()) lock.lock();
       add_problem(result_, settings_.catalogue_directory, failure.what());
     }
     publishing_ = false;
   }
 
-  // What became of a run's files; the first `known` of them were not opened.
+  // Counts what happened to a run's files; the first `known` of them were not opened.
   void count(const run_entry& run, std::size_t known, const addition& added) {
     std::size_t entered = 0;
     for (std::size_t i = 0; i < run.files.size(); ++i) {
@@ -261,7 +261,7 @@ class build_run {
     if (entered > 0) ++result_.runs;
   }
 
-  // Tells the progress, by the calling thread alone, until the last thread has ended.
+  // Reports the progress, from the calling thread only, until the last thread has ended.
   void watch(const std::function<bool(std::size_t, std::size_t)>& progress, std::size_t threads) {
     std::unique_lock lock(mutex_);
     while (!changed_.wait_for(lock, std::chrono::milliseconds(100),
@@ -284,7 +284,7 @@ class build_run {
   std::atomic<std::size_t> next_ = 0;
   std::atomic<bool> stop_ = false;
 
-  std::mutex mutex_;  // guards all below, and what is said above
+  std::mutex mutex_;  // guards all below, and the members above that say so
   std::condition_variable changed_;
   std::vector<std::size_t> ready_;  // of runs_
   bool publishing_ = false;

@@ -24,7 +24,7 @@ constexpr std::size_t longest_path = 4095;
 
 bool is_control(char letter) { return static_cast<unsigned char>(letter) < 0x20; }
 
-// Whether XML can hold a text, line ends and tabs as references.
+// Whether XML can hold a text; line ends and tabs are written as references.
 bool is_text(std::string_view text) {
   while (!text.empty()) {
     const std::size_t length = utf8_character_length(text);
@@ -34,7 +34,7 @@ bool is_text(std::string_view text) {
   return true;
 }
 
-// Whether a reference stands for the character 0, which no XML has and at which a text would end early.
+// Whether a reference stands for the character 0, which XML forbids and at which a text would end early.
 bool refers_to_zero(std::string_view text) {
   for (std::size_t at = text.find("&#"); at != text.npos; at = text.find("&#", at + 1)) {
     std::string_view digits = text.substr(at + 2);
@@ -62,7 +62,7 @@ void add(std::string& text, const char* name, std::string_view value) {
       case '"':
         text += "&quot;";
         break;
-      // As they are, they would be read as blanks.
+      // Unescaped, they would be read as blanks.
       case '\t':
         text += "&#9;";
         break;
@@ -134,7 +134,7 @@ void read_span(const pugi::xml_node& element, time_stamp& start, time_stamp& end
   if (is_before(end, start)) refuse(element, "ends before it starts");
 }
 
-// Both attributes may be left out together.
+// The two attributes may be absent, but only together.
 void read_optional_span(const pugi::xml_node& element, time_stamp& start, time_stamp& end) {
   if (element.attribute("start") || element.attribute("end")) read_span(element, start, end);
 }

@@ -1,5 +1,5 @@
 // The XML documents of a catalogue as texts: a run with its raw files, and a day with its runs. Reading is
-// strict: a document that is not wholly as it should be is damaged, and the reason says where.
+// strict: any deviation makes a document damaged, and the reason says where.
 #ifndef RAVO_CATALOGUE_DOCUMENTS_H
 #define RAVO_CATALOGUE_DOCUMENTS_H
 
@@ -17,16 +17,16 @@ namespace ravo::catalogue {
 /// much.
 inline constexpr std::size_t longest_document = std::size_t{128} << 20;
 
-/// A document of a catalogue file: its content, or the reason why it cannot be used; neither when there is
-/// none.
+/// A document of a catalogue file: its content, or the reason why it cannot be used; neither if there is
+/// no such file.
 template <class Content>
 struct document {
   std::optional<Content> content;
   std::string damage;
-  bool readable = true;  ///< false: the system refuses to read the file, which may be as it should be
+  bool readable = true;  ///< false: the system refuses to read the file, which may be intact
 };
 
-/// From when to when a run has raw files, as far as the index that it stands in is concerned.
+/// The span in which a run has raw files, as far as the index that lists it is concerned.
 struct run_span {
   int run;
   time_stamp start;
@@ -47,7 +47,7 @@ document<run_entry> parse_run(std::string_view text);
 std::string day_document(const day_index& day);
 document<day_index> parse_day(std::string_view text);
 
-/// Whether a text can stand in such a document: UTF-8 without control characters.
+/// Whether such a document can hold a text: UTF-8 without control characters.
 bool can_be_written(std::string_view text);
 
 }  // namespace ravo::catalogue

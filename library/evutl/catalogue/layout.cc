@@ -13,7 +13,7 @@
 namespace ravo::catalogue {
 namespace {
 
-// As many names as stay comfortable in one folder.
+// Few enough names for one folder to stay easy to list.
 constexpr int runs_in_a_folder = 1000;
 
 std::vector<std::string> entries_of(const std::string& folder) {
@@ -24,10 +24,10 @@ std::vector<std::string> entries_of(const std::string& folder) {
 }
 
 // The number that stands between two texts and is written without leading zeros.
-std::optional<int> number_between(std::string_view text, std::string_view before, std::string_view behind) {
-  if (!text.starts_with(before) || !text.ends_with(behind) || text.size() <= before.size() + behind.size())
+std::optional<int> number_between(std::string_view text, std::string_view before, std::string_view after) {
+  if (!text.starts_with(before) || !text.ends_with(after) || text.size() <= before.size() + after.size())
     return std::nullopt;
-  text = text.substr(before.size(), text.size() - before.size() - behind.size());
+  text = text.substr(before.size(), text.size() - before.size() - after.size());
   int value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size() || text != std::to_string(value))

@@ -1,4 +1,4 @@
-// Where the files of a catalogue lie below its directory, and which names can be part of a path there.
+// The folder layout of a catalogue, and which names can be part of a path there.
 //
 //   <directory>/<experiment>/<stream>/runs/<run / 1000>/run<run>.xml   one run with its raw files
 //   <directory>/<experiment>/<stream>/days/<YYYY>/<MM>/<DD>.xml        which runs have raw files of a day
@@ -16,10 +16,10 @@
 
 namespace ravo::catalogue {
 
-/// Whether the name of an experiment or a stream can be a folder of its own below the catalogue directory.
+/// Whether the name of an experiment or a stream can be the name of a folder in the catalogue.
 bool is_folder_name(std::string_view name);
 
-/// The paths of one stream's catalogue. Both names have to be folder names.
+/// The paths of one stream's catalogue. Both names must be folder names.
 class stream_layout {
  public:
   stream_layout(const std::string& directory, const std::string& experiment, const std::string& stream);
@@ -37,8 +37,8 @@ class stream_layout {
   std::string folder_;
 };
 
-/// Appends the names of what lies in a folder and is not hidden, in no order. 0, or an errno value; some
-/// names may be there then. (The standard library's own listing ends the process when there is no memory.)
+/// Appends the names of the entries of a folder that are not hidden, in no order. 0, or an errno value; the
+/// list may then be incomplete. (The standard library's own listing ends the process without memory.)
 int read_names(const std::string& folder, std::vector<std::string>& names);
 /// The experiments of a catalogue, or the streams of an experiment: the folders in a folder, sorted.
 std::vector<std::string> folders_in(const std::string& folder);

@@ -1,5 +1,5 @@
-// The public look-ups of the run catalogue: arguments checked, answers in the caller's records, damaged
-// catalogue files named on standard output or to whoever takes them down, and nothing thrown.
+// The public look-ups of the run catalogue: they check arguments, answer in the caller's records, report
+// damaged catalogue files on standard output or to a catalogue_problems of the thread, and throw nothing.
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
@@ -18,11 +18,11 @@ using namespace ravo::catalogue;
 constexpr int no_answer = 1;
 
 void name_damaged(const std::vector<file_problem>& damaged) {
-  for (const file_problem& one : damaged)
-    if (ravo::catalogue_problems* const taken_down = ravo::catalogue_problems::innermost())
-      taken_down->add("Run catalogue: " + one.file + " is passed over: " + one.text);
+  for (const file_problem& problem : damaged)
+    if (ravo::catalogue_problems* const problems = ravo::catalogue_problems::innermost())
+      problems->add("Run catalogue: " + problem.file + " is passed over: " + problem.text);
     else
-      std::printf("Run catalogue: %s is passed over: %s\n", one.file.c_str(), one.text.c_str());
+      std::printf("Run catalogue: %s is passed over: %s\n", problem.file.c_str(), problem.text.c_str());
 }
 
 bool usable(const void* found, const char* experiment, const char* stream, const char* directory) {
@@ -31,11 +31,11 @@ bool usable(const void* found, const char* experiment, const char* stream, const
 }
 
 struct free_answer {
-  // Without a list to put it in, for which there may be no memory.
-  void operator()(ravo_root_xml_files* one) const {
-    for (std::string* file : one->rfiles) delete file;
-    delete one->xmlfile;
-    delete one;
+  // Does not use ravo_free_root_xml_files(): there may be no memory for a list to put the record in.
+  void operator()(ravo_root_xml_files* answer) const {
+    for (std::string* file : answer->rfiles) delete file;
+    delete answer->xmlfile;
+    delete answer;
   }
 };
 using owned_answer = std::unique_ptr<ravo_root_xml_files, free_answer>;
@@ -48,7 +48,7 @@ owned_answer answer_of(found_run& run) {
   return answer;
 }
 
-// Appends all of the answer or nothing.
+// Appends the whole answer or nothing.
 int hand_over(search_result result, std::vector<ravo_root_xml_files*>& found) {
   name_damaged(result.damaged);
   if (result.runs.empty()) return no_answer;
@@ -59,7 +59,7 @@ int hand_over(search_result result, std::vector<ravo_root_xml_files*>& found) {
   return 0;
 }
 
-// What two streams answer, by the time of each run's first file.
+// Merges the answers of two streams, by the time of each run's first file.
 void append(search_result& all, search_result more) {
   const auto middle = static_cast<std::ptrdiff_t>(all.runs.size());
   std::move(more.runs.begin(), more.runs.end(), std::back_inserter(all.runs));
@@ -114,7 +114,7 @@ bool can_ask_for_time(int run, const time_stamp* start, const time_stamp* end, c
          *catalogue_directory;
 }
 
-/// From the earliest beginning to the latest end of a run in all of its streams.
+/// From the earliest start to the latest end of a run in all of its streams.
 struct span_of_run {
   bool is_known = false;
   time_stamp start{}, end{};
@@ -139,7 +139,7 @@ int get_time_for_run(int run, time_stamp* start, time_stamp* end, const char* ex
     document<run_entry> entry = catalogue.run(run);
     if (!entry.damage.empty()) name_damaged({{catalogue.layout().run_file(run), entry.damage}});
     if (!entry.content) continue;
-    catalogue.look_again(*entry.content);
+    catalogue.refresh(*entry.content);
     span.widen(*entry.content);
   }
   if (!span.is_known) return no_answer;

@@ -22,7 +22,7 @@
 namespace ravo::catalogue {
 namespace {
 
-// The reference table, or null and why. The file's end is read instead of mapped: a file that is cut short
+// The reference table, or null and why. The file's end is read instead of mapped: a file that is truncated
 // meanwhile then costs an entry and not the process.
 malloc_owner<ravo_file_reference_table_2010> reference_table(const raw_file& file, int& status) {
   const auto length = static_cast<long>(file.length());
@@ -44,7 +44,7 @@ malloc_owner<ravo_file_reference_table_2010> reference_table(const raw_file& fil
   return malloc_owner<ravo_file_reference_table_2010>(table);
 }
 
-// The events say themselves when they were; the heads of the index may tell otherwise.
+// The times of the events themselves count; the heads of the index may disagree with them.
 void widen(time_stamp time, bool& any, raw_file_entry& file) {
   if (time.timeup == 0) return;  // an event without a time
   time.timelow = std::min(time.timelow, 999999u);
@@ -54,7 +54,7 @@ void widen(time_stamp time, bool& any, raw_file_entry& file) {
 }
 
 // Reads the event index piece by piece: a file may claim as many events as it has bytes for, and several
-// files are looked at at the same time.
+// files are scanned at the same time.
 ravo_table_status summarise(const table_file& source, const ravo_file_reference_table_2010& reference,
                             raw_file_entry& file) {
   constexpr std::size_t piece = 4096;
@@ -103,7 +103,7 @@ void span_of_growing(const file_name_parts& named, const struct stat& about, raw
 }
 
 /// Number and span of the file's events, or why they are not known.
-void look_at_events(const raw_file& source, looked_at& result) {
+void scan_events(const raw_file& source, scanned_file& result) {
   raw_file_entry& file = result.entry;
   const auto length = static_cast<long>(source.length());
   int status = RAVO_TABLE_TOO_SHORT;
@@ -112,7 +112,7 @@ void look_at_events(const raw_file& source, looked_at& result) {
   const int unreadable_for = errno;
   const auto named = parse_file_name(file.path);
   if (reference && status == RAVO_TABLE_OK) {
-    // Events without a time: the name's is the best there is.
+    // The events have no time: that of the file's name is the best there is.
     if (file.events > 0 && !file.has_time() && named) file.start = file.end = {named->seconds, 0};
     if (file.events > 0 && !file.has_time())
       result.problem = "has events, but neither they nor its name have a time";
@@ -129,8 +129,8 @@ void look_at_events(const raw_file& source, looked_at& result) {
 
 std::int64_t modification_time(const struct stat& about) { return identity_of(about).changed; }
 
-looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed_after) {
-  looked_at result;
+scanned_file scan_raw_file(const std::string& path, std::int64_t now, int closed_after) {
+  scanned_file result;
   raw_file_entry& file = result.entry;
   file.path = path;
   const raw_file source(path.c_str());
@@ -144,21 +144,21 @@ looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed
   file.modified = modification_time(about);
   file.complete = closed_after < 0 || about.st_ctim.tv_sec + closed_after < now;
 
-  look_at_events(source, result);
+  scan_events(source, result);
   return result;
 }
 
 bool update(raw_file_entry& file, const std::string& path) {
   const int closed_after = ignores_close_time() ? -1 : settling_seconds;
-  // Most of those that still grow are left after one look at the folder.
+  // For most files that still grow, their status suffices and they are not opened.
   struct stat about {};
   if (uninterrupted::stat(path.c_str(), &about) != 0) return false;
   const std::int64_t now = std::time(nullptr);
   if (closed_after >= 0 && !is_settled(about.st_ctim.tv_sec, now)) return false;
-  looked_at seen = look_at_raw_file(path, now, closed_after);
-  if (!seen.problem.empty() || !seen.entry.complete) return false;
-  seen.entry.path = file.path;
-  file = std::move(seen.entry);
+  scanned_file scanned = scan_raw_file(path, now, closed_after);
+  if (!scanned.problem.empty() || !scanned.entry.complete) return false;
+  scanned.entry.path = file.path;
+  file = std::move(scanned.entry);
   return true;
 }
 

@@ -1,4 +1,4 @@
-// What the catalogue wants to know of a raw file, from its event index. Nothing else of the file is read.
+// What the catalogue needs to know about a raw file, read from its event index and from nothing else.
 #ifndef RAVO_CATALOGUE_RAW_FILE_SPAN_H
 #define RAVO_CATALOGUE_RAW_FILE_SPAN_H
 
@@ -12,18 +12,18 @@
 namespace ravo::catalogue {
 
 /// The entry of a raw file, or why there is none.
-struct looked_at {
+struct scanned_file {
   raw_file_entry entry;
   std::string problem;
 };
 
-/// Opens the file. One whose status changed less than `closed_after` seconds before `now` counts as
+/// Opens the file. If its status changed less than `closed_after` seconds before `now`, it counts as
 /// growing: it is entered as not complete and may lack its tables, and its span then ends with its last
 /// change.
-looked_at look_at_raw_file(const std::string& path, std::int64_t now, int closed_after);
+scanned_file scan_raw_file(const std::string& path, std::int64_t now, int closed_after);
 
-/// Brings the entry of a file up to date that the catalogue has as growing. False: it has not settled
-/// since, or cannot be read, and the entry is what it was.
+/// Brings the entry of a file up to date that the catalogue lists as growing. False: it has not settled
+/// since, or cannot be read, and the entry is unchanged.
 bool update(raw_file_entry& file, const std::string& path);
 
 /// When the content last changed, in nanoseconds since the Unix epoch.

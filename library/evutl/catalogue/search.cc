@@ -20,10 +20,10 @@ struct period {
 
 constexpr period always{0, std::numeric_limits<std::uint32_t>::max()};
 
-// The run's raw files of the period; nothing when it has none.
+// The run's raw files of the period; `nullopt` if it has no such files.
 std::optional<found_run> choose(const stream_catalogue& catalogue, run_entry& run, const period& when,
                                 wanted_files wanted) {
-  catalogue.look_again(run);
+  catalogue.refresh(run);
   std::erase_if(run.files, [&](const raw_file_entry& file) {
     return !file.has_time() || (wanted == wanted_files::complete && !file.complete) ||
            !when.meets(file.start, file.end);
@@ -48,7 +48,7 @@ void add_run(stream_catalogue& catalogue, int number, const period& when, wanted
   if (auto found = choose(catalogue, *run.content, when, wanted)) result.runs.push_back(std::move(*found));
 }
 
-// Gathers the runs that the days of a period name.
+// Collects the runs that the days of a period name.
 class run_collector {
  public:
   run_collector(stream_catalogue& catalogue, const period& when, search_result& result)
@@ -59,14 +59,14 @@ class run_collector {
       for (const run_span& run : index.content->runs)
         if (when_.meets(run.start, run.end)) runs_.insert(run.run);
     } else if (!index.damage.empty()) {
-      // The runs say themselves when they were: slower, but nothing is lost.
+      // The run files hold the times too: slower, but nothing is missed.
       result_.damaged.push_back({path, index.damage});
       ask_all_ = true;
     }
   }
 
-  // Years and months without a folder are stepped over, so that a long period costs little more than what
-  // it holds.
+  // Years and months without a folder are skipped, so that the cost of a long period depends on its
+  // content.
   void add_days() {
     const day_number last = when_.stop / seconds_per_day;
     day_number day = when_.start / seconds_per_day;

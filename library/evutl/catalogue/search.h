@@ -1,6 +1,6 @@
-// Answers requests out of one stream's catalogue: the runs and their raw files that a period or a list of
-// runs needs. Damaged catalogue files are passed over and told to the caller. Neighbour: look_up.cc puts
-// the public operations on top of it.
+// Answers requests from one stream's catalogue: the runs and their raw files that a period or a list of
+// runs needs. Damaged catalogue files are skipped and reported to the caller. The public operations of
+// look_up.cc build on it.
 #ifndef RAVO_CATALOGUE_SEARCH_H
 #define RAVO_CATALOGUE_SEARCH_H
 
@@ -24,14 +24,14 @@ struct found_run {
 
 struct search_result {
   std::vector<found_run> runs;
-  std::vector<file_problem> damaged;  ///< catalogue files that were passed over
+  std::vector<file_problem> damaged;  ///< catalogue files that were skipped
 };
 
-/// In the order of the list, each run once; runs without such files are left out.
+/// In the order of the list, each run once; runs without such files are omitted.
 search_result find_runs(stream_catalogue& catalogue, const std::vector<int>& runs, wanted_files wanted);
 
-/// Raw files whose span meets the seconds `start` to `stop`, both inclusive; by the time of each run's
-/// first one.
+/// Raw files whose span overlaps the seconds `start` to `stop`, both inclusive; by the time of each run's
+/// first file.
 search_result find_period(stream_catalogue& catalogue, std::uint32_t start, std::uint32_t stop,
                           wanted_files wanted);
 

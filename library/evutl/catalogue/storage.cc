@@ -41,7 +41,7 @@ std::string make_folder_of(const std::string& path, std::set<std::string>& chang
 }  // namespace
 
 stored_text read_text(const std::string& path) {
-  // Without waiting: the name may be a pipe's, put there by mistake.
+  // Does not block: the name may be a pipe's, put there by mistake.
   const descriptor fd(uninterrupted::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (fd < 0) {
     if (errno == ENOENT || errno == ENOTDIR) return {};
@@ -103,7 +103,7 @@ file_lock::file_lock(const std::string& path, std::chrono::milliseconds patience
                                       : "it cannot be locked: " + system_text(errno);
       return;
     }
-    // There is no waiting for a lock with an end; the holder keeps it for milliseconds.
+    // The system has no wait for a lock with a time limit; the holder keeps it for milliseconds.
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
 }

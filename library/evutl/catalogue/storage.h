@@ -1,4 +1,4 @@
-// Catalogue files on disk: read whole, replaced whole, and a lock among those who write one stream.
+// Catalogue files on disk: read whole, replaced whole, and a lock among the writers of one stream.
 #ifndef RAVO_CATALOGUE_STORAGE_H
 #define RAVO_CATALOGUE_STORAGE_H
 
@@ -9,20 +9,20 @@
 
 namespace ravo::catalogue {
 
-/// The text of a file, or why it cannot be had; neither when there is no such file.
+/// The text of a file, or why it cannot be read; neither if there is no such file.
 struct stored_text {
   std::optional<std::string> text;
   std::string problem;
 };
 stored_text read_text(const std::string& path);
 
-/// Puts a text in place of whatever the file held: who reads it meanwhile sees the old text or the new one,
-/// and so does who reads it after a power cut. Missing folders are made. The folders that have another
-/// entry now are added to `changed`: they are for the caller to bring to disk. Returns why it failed, or
-/// nothing. Only for the holder of the stream's lock.
+/// Replaces the text of a file atomically: concurrent readers, and readers after a power cut, see the old
+/// text or the new text. Makes missing folders. Adds the folders that have gained an entry to `changed`, so
+/// that the caller can sync them to disk. Returns why it failed, or an empty text. Only for the holder of
+/// the stream's lock.
 std::string replace_text(const std::string& path, const std::string& text, std::set<std::string>& changed);
 
-/// Holds a lock file, against other threads and other processes. The system lets go of it when the process
+/// Holds a lock file, against other threads and other processes. The system releases it when the process
 /// ends, however it ends.
 class file_lock {
  public:

@@ -9,7 +9,7 @@
 namespace ravo::catalogue {
 namespace {
 
-// A file that was copied to a place where another belongs would answer for that one.
+// Otherwise a file that was copied to the place of another would answer for the other.
 template <class Content>
 void check_place(document<Content>& found, bool belongs_here) {
   if (!found.content || belongs_here) return;
@@ -56,7 +56,7 @@ std::string stream_catalogue::full_path(const std::string& path) const {
   return path.starts_with('/') ? path : path_in(directory_, path);
 }
 
-void stream_catalogue::look_again(run_entry& run) const {
+void stream_catalogue::refresh(run_entry& run) const {
   bool has_changed = false;
   for (raw_file_entry& file : run.files)
     if (!file.complete) has_changed = update(file, full_path(file.path)) || has_changed;

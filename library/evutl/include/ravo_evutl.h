@@ -18,7 +18,7 @@
 
 // ---- tables of the current generation -------------------------------------------------------------
 // `len` is the file's length in bytes, `fd` its open descriptor. Every offset, length and count of the
-// file is held against `len` before it is used; no more memory is asked for than the file can fill.
+// file is checked against `len` before it is used; no more memory is allocated than the file can fill.
 
 /// The page-aligned offset at or below `offset`, for mmap; `*rem` receives offset minus that.
 RAVO_EXPORT long ravo_get_page_offset(long len, long offset, long* rem);
@@ -116,11 +116,11 @@ RAVO_EXPORT bool device_to_one_channel_2010(const ravo_serv_block_subhead_2010* 
                                             int, ravo_serv_block_subhead_2010** cut);
 
 /// The same for blocks of the older generation, whose members become blocks of its own types. A block
-/// whose name leaves no room for ":subchannel" in the 32 bytes of the subheader cannot be cut: shortened,
-/// names that differ only at their end would be taken for one another.
+/// whose name leaves no room for ":subchannel" in the 32 bytes of the subheader cannot be cut: if names
+/// were shortened, those that differ only at their end would be confused.
 RAVO_EXPORT bool device_to_one_channel_2009(const ravo_serv_block_subhead* block, int subchannel, int, int,
                                             ravo_serv_block_subhead** cut);
-/// Does the same: there were two ways to store blocks, and callers tell them apart.
+/// Does the same: there were two ways to store blocks, and callers distinguish them.
 RAVO_EXPORT bool device_to_one_channel(const ravo_serv_block_subhead* block, int subchannel, int, int,
                                        ravo_serv_block_subhead** cut);
 
@@ -132,7 +132,7 @@ RAVO_EXPORT bool is_slow_event(int event_type);
 /// The structure of events of the type: a RAVO_EV_STRUCT_TYPE.
 RAVO_EXPORT int get_event_struct_type(int event_type);
 
-/// The name of an event type, for example "RAVO_EV_NORMAL"; "UNKNOWN" for none. Static text.
+/// The name of an event type, for example "RAVO_EV_NORMAL"; "UNKNOWN" for any other. Static text.
 RAVO_EXPORT const char* event_name_itoa(int event_type);
 
 /// Whether two stamps are equal.
@@ -151,13 +151,13 @@ RAVO_EXPORT int get_time_from_file_name(const char* name, time_stamp* time);
 /// time come first, in alphabetical order.
 RAVO_EXPORT void sort_files(std::vector<char*>* names);
 
-/// The number of the event at a time, or 0 when that is not known: the site has to tell its event
+/// The number of the event at a time, or 0 when that is not known: the site has to set its event
 /// clock, with ravo_set_event_clock or with the environment variables "RAVO_EVENT_CLOCK_EPOCH" (seconds
-/// since the Unix epoch at which event number 0 would have been) and "RAVO_EVENT_CLOCK_RATE" (events a
+/// since the Unix epoch at which event number 0 would have been) and "RAVO_EVENT_CLOCK_RATE" (events per
 /// second), which count when the function was not called.
 RAVO_EXPORT unsigned ravo_get_event_id(const time_stamp* time);
 
-/// Tells ravo_get_event_id the site's event clock; a rate of 0 or less forgets it.
+/// Sets the site's event clock for ravo_get_event_id; a rate of 0 or less clears it.
 RAVO_EXPORT void ravo_set_event_clock(double epoch, double rate);
 
 // ---- printers (standard output; headers and blocks in host order) ---------------------------------

@@ -1,5 +1,5 @@
-// The run catalogue: which raw files hold the events of a run or of a period, and when a run was. It lies
-// below a catalogue directory as XML files, which docs/run-catalogue.md states; raw files are not opened.
+// The run catalogue: which raw files hold the events of a run or of a period, and when a run was. It is a
+// catalogue directory of XML files, described in docs/run-catalogue.md; raw files are not opened.
 #ifndef RAVO_RUN_CATALOGUE_H
 #define RAVO_RUN_CATALOGUE_H
 
@@ -10,27 +10,27 @@
 #include "ravo_core_records.h"
 #include "ravo_export.h"
 
-/// What one catalogue file answers. The caller deletes the record and every string.
+/// The answer from one catalogue file. The caller deletes the record and every string.
 struct ravo_root_xml_files {
   std::vector<std::string*> rfiles;  ///< full paths of raw files, by time
   std::string* xmlfile = nullptr;    ///< the catalogue file that lists them
 };
 
 // All look-ups: an experiment or stream that is empty (but see get_files_for_period), begins with "." or
-// holds "/" is refused. A catalogue file that is damaged is named on standard output, or in the
-// ravo::catalogue_problems that lives in the thread, and counts as not there. A raw file without events is
-// in no answer. Nothing is thrown. A catalogue may be written while it is asked.
+// holds "/" is refused. A damaged catalogue file is reported on standard output, or to the thread's
+// ravo::catalogue_problems if there is one, and counts as absent. A raw file without events is in no
+// answer. Nothing is thrown. A catalogue may be written while it is queried.
 
-/// The raw files of the runs, appended to `found`: one record a run, in the order of the list. 0 and a
-/// longer list: found. Non-zero: the catalogue has no answer, and the list is as it was. `only_closed`
-/// non-zero: only files that the catalogue knows as complete.
+/// The raw files of the runs, appended to `found`: one record per run, in the order of the list. 0 and a
+/// longer list: found. Non-zero: the catalogue has no answer, and the list is unchanged. `only_closed`
+/// non-zero: only files that the catalogue lists as complete.
 RAVO_EXPORT int get_files_for_runs(const std::vector<int*>* runs, std::vector<ravo_root_xml_files*>* found,
                                    const char* experiment, const char* stream,
                                    const char* catalogue_directory, int only_closed);
 
-/// The raw files whose time from first to last event meets `start` to `stop`, both seconds since the Unix
-/// epoch and inclusive; a stop of 0 is no end. One record a run, by time. An empty stream, here only, is
-/// every stream of the experiment. As get_files_for_runs.
+/// The raw files whose time from first to last event overlaps `start` to `stop`, both in seconds since the
+/// Unix epoch and inclusive; a stop of 0 means no end. One record per run, by time. An empty stream means
+/// every stream of the experiment, in this look-up only. The result is like that of get_files_for_runs.
 RAVO_EXPORT int get_files_for_period(unsigned start, unsigned stop,
                                      std::vector<ravo_root_xml_files*>* found, const char* experiment,
                                      const char* stream, const char* catalogue_directory, int only_closed);
@@ -42,9 +42,9 @@ RAVO_EXPORT int get_time_for_run(int run, time_stamp* start, time_stamp* end, co
 
 namespace ravo {
 
-/// Takes down, as long as it lives, the damaged catalogue files that look-ups of its thread would name on
-/// standard output; the innermost one does. (Here in full, since it is no operation that a site's own
-/// library has: that one goes on in its own way.)
+/// Collects, while it lives, the damaged catalogue files that look-ups of its thread would report on
+/// standard output; of several, the innermost collects. (Defined here because a site's own library does not
+/// have it: that library reports in its own way.)
 class catalogue_problems {
  public:
   catalogue_problems() : outer_(innermost_) { innermost_ = this; }
@@ -52,7 +52,7 @@ class catalogue_problems {
   catalogue_problems(const catalogue_problems&) = delete;
   catalogue_problems& operator=(const catalogue_problems&) = delete;
 
-  /// Null: problems are to be printed.
+  /// Null: problems are printed.
   static catalogue_problems* innermost() { return innermost_; }
   /// "Run catalogue: FILE is passed over: REASON", each once.
   const std::vector<std::string>& texts() const { return texts_; }
@@ -68,8 +68,8 @@ class catalogue_problems {
 
 }  // namespace ravo
 
-/// Deletes records with their strings, and empties the list. (Here in full, since it is no operation that a
-/// site's own library has.)
+/// Deletes records with their strings, and empties the list. (Defined here because a site's own library
+/// does not have it.)
 inline void ravo_free_root_xml_files(std::vector<ravo_root_xml_files*>* found) {
   if (!found) return;
   for (ravo_root_xml_files* one : *found) {

@@ -1,5 +1,5 @@
-// The way back of ravo_convert_data, for whoever writes raw files. It is apart from ravo_evutl.h
-// because readers do not need it and a site's own table-access library does not have it.
+// The inverse of ravo_convert_data, for writers of raw files. It is apart from ravo_evutl.h because
+// readers do not need it and a site's own table-access library does not have it.
 #ifndef RAVO_STORE_H
 #define RAVO_STORE_H
 
