@@ -1,5 +1,5 @@
-// Bytes of a raw file while they are being made: words are appended big-endian, texts are padded with
-// zero bytes to the width of their field.
+// Assembles the bytes of a raw file: appends words in big-endian order and pads texts with zero bytes to
+// the width of their field.
 #ifndef RAVO_WRITER_BIG_ENDIAN_H
 #define RAVO_WRITER_BIG_ENDIAN_H
 
@@ -24,7 +24,7 @@ inline void put_int(byte_vector& out, std::int32_t word) {
   put_word(out, static_cast<std::uint32_t>(word));
 }
 
-/// A word that the caller has held against the limit of its field before.
+/// Appends a word that the caller has already checked against the limit of its field.
 inline void put_size(byte_vector& out, std::uint64_t size) {
   put_word(out, static_cast<std::uint32_t>(size));
 }
@@ -40,7 +40,7 @@ inline void put_text(byte_vector& out, std::string_view text, std::size_t width)
   out.insert(out.end(), width - text.size(), 0);
 }
 
-/// Overwrites the word at `offset`, which has been put before.
+/// Overwrites the word at `offset`, which has been appended before.
 inline void set_word(byte_vector& out, std::size_t offset, std::uint32_t word) {
   for (std::size_t i = 0; i < 4; ++i) out[offset + i] = static_cast<unsigned char>(word >> (24 - 8 * i));
 }
@@ -48,8 +48,8 @@ inline void set_word(byte_vector& out, std::size_t offset, std::uint32_t word) {
 /// Blocks and tables begin at multiples of 4; zero bytes fill the gap before the next one.
 inline constexpr std::uint64_t up_to_word(std::uint64_t size) { return (size + 3) & ~std::uint64_t{3}; }
 
-/// Makes room for `count` more elements without giving up amortised growth. Whoever must not fail
-/// half-way makes room first and appends afterwards.
+/// Makes room for `count` more elements and keeps amortised growth. Code that must not fail half-way
+/// makes room first and appends afterwards.
 template <class element>
 void make_room(std::vector<element>& list, std::size_t count) {
   const std::size_t wanted = list.size() + count;

@@ -1,4 +1,4 @@
-// Encoding and compression of one block.
+// Encodes and compresses one block.
 #include "block_encoder.h"
 
 #include <lzo/lzo1x.h>
@@ -32,7 +32,7 @@ outcome block_encoder::append(const channel& of, RAVO_SUBBLOCK_TYPE dtype, ravo_
                        " bytes) do not agree with its data type " +
                        std::string(find_data_type(dtype)->name) + "; lay them out as ravo_payload.h says");
 
-  // A packed block has to be smaller with its zip header, or it is not worth unpacking.
+  // A packed block must be smaller even with its zip header, or it is not worth unpacking.
   const std::size_t packed = compress(compression, of.zlib_level);
   const bool is_packed = packed != 0 && packed + sizeof(ravo_zip_header) < ordered_.size();
   const std::size_t payload = is_packed ? sizeof(ravo_zip_header) + packed : ordered_.size();
@@ -54,14 +54,14 @@ outcome block_encoder::append(const channel& of, RAVO_SUBBLOCK_TYPE dtype, ravo_
   return {};
 }
 
-// Bytes that were put into packed_, or 0: the block then stays plain, which every reader can read.
+// The number of bytes written to packed_; 0 means that the block stays plain, which every reader can read.
 std::size_t block_encoder::compress(ravo_compression compression, int zlib_level) {
   if (compression == ravo_compression::zlib) {
     uLongf produced = compressBound(static_cast<uLong>(ordered_.size()));
     packed_.resize(produced);
     const int status = compress2(packed_.data(), &produced, ordered_.data(),
                                  static_cast<uLong>(ordered_.size()), zlib_level);
-    // Told, and not got over with a plain block: the same input gives the same bytes.
+    // Reported instead of storing a plain block: the same input must give the same bytes.
     if (status == Z_MEM_ERROR) throw std::bad_alloc();
     return status == Z_OK ? produced : 0;
   }

@@ -1,5 +1,5 @@
-// Turns one channel's data in host order into the block that lies in the channel's basket: subheader,
-// and the data in file order, compressed where that makes the block smaller.
+// Turns one channel's data in host order into a block of the channel's basket: the subheader, and the
+// data in file order, compressed where that makes the block smaller.
 #ifndef RAVO_WRITER_BLOCK_ENCODER_H
 #define RAVO_WRITER_BLOCK_ENCODER_H
 
@@ -15,11 +15,11 @@ namespace ravo::writer {
 
 class block_encoder {
  public:
-  /// `records` outlive the encoder.
+  /// `records` must outlive the encoder.
   explicit block_encoder(const record_set& records);
 
   /// Appends the block to `out`, which then has room for its padding too; `*length` receives its
-  /// bytes. After a refusal `out` is as it was. `data` is not longer than a block may be.
+  /// length. After a refusal `out` is unchanged. `data` must not be longer than a block may be.
   outcome append(const channel& of, RAVO_SUBBLOCK_TYPE dtype, ravo_compression compression,
                  std::span<const unsigned char> data, std::int32_t error, byte_vector& out,
                  std::uint32_t* length);

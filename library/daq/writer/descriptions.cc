@@ -1,4 +1,4 @@
-// Checking and copying channel descriptions; the XML itself is made by the XML library.
+// Checks and copies channel descriptions; the XML library makes the XML itself.
 #include "descriptions.h"
 
 #include <algorithm>
@@ -56,7 +56,7 @@ outcome descriptions::check(const chan_descr_2010& description) {
 
 void descriptions::add(const chan_descr_2010& description, const std::string& channel) {
   make_room(list_, 1);
-  // The copy owns its elements only once they are its own, so that a failure frees no one else's.
+  // Empties the copied lists first, so that a failure does not free the elements of the original.
   auto copy = std::make_unique<chan_descr_2010>(description);
   copy->bits.clear();
   copy->dims.clear();

@@ -1,4 +1,4 @@
-// The channel descriptions of a run: checked, copied in full, and given back as the XML text of a file.
+// The channel descriptions of a run: checked, copied in full, and returned as the XML text of a file.
 #ifndef RAVO_WRITER_DESCRIPTIONS_H
 #define RAVO_WRITER_DESCRIPTIONS_H
 
@@ -17,9 +17,9 @@ class descriptions {
   descriptions(const descriptions&) = delete;
   descriptions& operator=(const descriptions&) = delete;
 
-  /// Whether a description agrees with itself.
+  /// Whether a description is consistent.
   static outcome check(const chan_descr_2010& description);
-  /// Keeps a copy. One without a property name takes the name of its channel.
+  /// Keeps a copy. A description without a property name gets the name of its channel.
   void add(const chan_descr_2010& description, const std::string& channel);
   void remove_last();
   void clear();

@@ -1,5 +1,5 @@
-// The event that is being given to the writer, with its blocks encoded already. It belongs to no file
-// until end_event() has decided which one it goes to.
+// The event that is being passed to the writer, with its blocks already encoded. It belongs to no file
+// until end_event() decides which file it goes to.
 #ifndef RAVO_WRITER_EVENT_PARTS_H
 #define RAVO_WRITER_EVENT_PARTS_H
 
@@ -21,7 +21,7 @@ struct event_parts {
     std::size_t channel;
     std::size_t server_block;
     std::size_t offset;    ///< in block_bytes
-    std::uint32_t length;  ///< as in the subheader, without the padding behind it
+    std::uint32_t length;  ///< as in the subheader, without the padding after it
     RAVO_SUBBLOCK_TYPE dtype;
   };
 

@@ -1,5 +1,5 @@
-// Assembling a raw file out of what the builder has collected: the baskets from the spool, then the
-// tables, in the order that file_layout.h states.
+// Assembles a raw file from what the builder has collected: the baskets from the spool, then the
+// tables, in the order given in file_layout.h.
 #include "file_builder.h"
 #include "streams.h"
 
@@ -30,7 +30,7 @@ outcome file_builder::assemble(target_file& target) {
   if (!done.failed()) done = append_environment_dictionary(target);
   if (!done.failed()) done = append_descriptions(target);
   if (!done.failed()) done = append_reference_table(target);
-  // The layout was held against the limits; a file that came out otherwise must not be published.
+  // The layout was checked against the limits; a file that differs from it must not be published.
   if (!done.failed() && target.size() != layout().total)
     return refusal(RAVO_DAQ_WRITER_IO, "the file came out with " + std::to_string(target.size()) +
                                            " bytes instead of " + std::to_string(layout().total) +
@@ -74,7 +74,7 @@ outcome file_builder::append_dictionary(target_file& target) const {
     put_word(out, channels_[i].key);
     put_text(out, channels_[i].name, records_.dictionary_name);
     put_word(out, rows_[i].event_types);
-    // Of a channel without blocks, the type that they would have.
+    // For a channel without blocks, the type that its blocks would have.
     put_word(out, rows_[i].entries.empty() ? type_bit(channels_[i].dtype) : rows_[i].data_types);
     put_size(out, rows_[i].entries.size());
   }
@@ -136,10 +136,10 @@ outcome file_builder::append_environment_dictionary(target_file& target) const {
   byte_vector out;
   put_word(out, RAVO_ENV_DICTIONARY_PATTERN);
   put_size(out, layout().environment_dictionary_length);
-  for (const channel& one : channels_) {
-    if (one.env_index < 0) continue;
-    put_word(out, one.key);
-    put_int(out, one.env_index);
+  for (const channel& entry : channels_) {
+    if (entry.env_index < 0) continue;
+    put_word(out, entry.key);
+    put_int(out, entry.env_index);
   }
   return target.append(out);
 }

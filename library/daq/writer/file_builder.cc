@@ -1,4 +1,4 @@
-// Collecting events. The other half, assembling the file, is file_assembly.cc.
+// Collects events. The other half, assembling the file, is in file_assembly.cc.
 #include "file_builder.h"
 
 #include <algorithm>
@@ -68,7 +68,7 @@ file_contents file_builder::with(const event_parts& event) const {
   return contents;
 }
 
-// Everything that may fail happens here, before the event counts.
+// Everything that may fail happens here, before the event is counted.
 outcome file_builder::prepare(const event_parts& event) {
   const std::size_t heads =
       sizeof(ravo_eventheader) + event.server_blocks.size() * records_.server_block_head;
@@ -114,10 +114,10 @@ outcome file_builder::add(const event_parts& event) {
 
 void file_builder::clear() {
   spool_.clear();
-  for (row& one : rows_) {
-    one.entries.clear();
-    one.event_types = 0;
-    one.data_types = 0;
+  for (row& blocks : rows_) {
+    blocks.entries.clear();
+    blocks.event_types = 0;
+    blocks.data_types = 0;
   }
   for (std::vector<index_entry>& list : index_) list.clear();
   contents_ = empty_;

@@ -1,6 +1,6 @@
 // Collects the events of one raw file and assembles the file. Blocks and headers go to the spool; what
-// the tables need to know of them stays in memory: 12 bytes a block and 16 bytes an event. It decides
-// neither when a file ends nor what it is called.
+// the tables need from them stays in memory: 12 bytes per block and 16 bytes per event. It does not
+// decide when a file ends or what its name is.
 #ifndef RAVO_WRITER_FILE_BUILDER_H
 #define RAVO_WRITER_FILE_BUILDER_H
 
@@ -22,19 +22,19 @@ namespace ravo::writer {
 
 class file_builder {
  public:
-  /// `channels` outlives the builder and does not change; `descriptions` is the XML text.
+  /// `channels` must outlive the builder and not change; `descriptions` is the XML text.
   file_builder(const record_set& records, const folder& place, const std::vector<channel>& channels,
                std::string descriptions, std::size_t buffer_bytes);
 
   std::uint64_t events() const { return contents_.events; }
-  /// What the file holds without events.
+  /// The contents of the file without events.
   const file_contents& empty() const { return empty_; }
-  /// Of the first event that has a time; meaningful when there are events.
+  /// The time of the first event that has a time; meaningful if there are events.
   const time_stamp& first_time() const { return first_time_; }
-  /// What the file would hold with one more event.
+  /// The contents that the file would have with one more event.
   file_contents with(const event_parts& event) const;
 
-  /// Adds an event that fits. After a refusal the builder is as it was.
+  /// Adds an event that fits. After a refusal the builder is unchanged.
   outcome add(const event_parts& event);
   /// Writes the file under its name. After a refusal nothing is lost: the call may be repeated.
   outcome write(const std::string& name);
@@ -77,7 +77,7 @@ class file_builder {
   file_contents contents_;
   time_stamp first_time_{};
   spool spool_;
-  std::vector<row> rows_;  // one a channel
+  std::vector<row> rows_;  // one per channel
   std::array<std::vector<index_entry>, RAVO_EV_EVMAX> index_;
 
   // Filled by assemble(), for the tables that follow the baskets.
@@ -87,12 +87,12 @@ class file_builder {
   std::array<std::uint64_t, RAVO_EV_EVMAX> index_offsets_{};
 };
 
-/// The bit of a data type in the dictionary's mask, which ends at bit 31: a type beyond it has none.
+/// The bit of a data type in the dictionary's mask, which ends at bit 31; 0 for types beyond it.
 inline std::uint32_t type_bit(RAVO_SUBBLOCK_TYPE dtype) {
   return dtype < 32 ? std::uint32_t{1} << dtype : 0;
 }
 
-/// Contents of a file of these channels that has no event yet.
+/// The contents of a file with these channels that has no events yet.
 file_contents empty_contents(const std::vector<channel>& channels, std::uint64_t description_bytes);
 
 }  // namespace ravo::writer

@@ -1,5 +1,5 @@
-// Where each part of a raw file lies, worked out from what the file holds before anything is written.
-// The same sum decides whether one more event still fits, so a limit is never crossed.
+// Computes where each part of a raw file lies from the contents of the file, before anything is written.
+// The same sum decides whether one more event still fits, so a limit is never exceeded.
 //
 // The order of the parts: signature, event headers, server-block headers, channel baskets in the order
 // of the channels, channel dictionary, event index, pointer table, environment dictionary, channel
@@ -24,10 +24,10 @@ struct file_contents {
   std::uint64_t server_blocks = 0;
   std::uint64_t baskets = 0;          ///< channels that have blocks
   std::uint64_t block_bytes = 0;      ///< of all channels, with the padding between blocks
-  std::uint64_t longest_channel = 0;  ///< bytes of blocks of the channel that has most
-  std::uint64_t longest_row = 0;      ///< blocks of the channel that has most
+  std::uint64_t longest_channel = 0;  ///< bytes of blocks of the channel that has the most bytes
+  std::uint64_t longest_row = 0;      ///< blocks of the channel that has the most blocks
 
-  /// One more block of `bytes` bytes, padding included, of a channel that had `row` blocks in
+  /// Adds a block of `bytes` bytes, padding included, of a channel that had `row` blocks in
   /// `basket` bytes before.
   void add_block(std::uint64_t bytes, std::uint64_t row, std::uint64_t basket);
 };
@@ -54,11 +54,11 @@ struct file_layout {
   std::uint64_t environment_dictionary_length;
   std::uint64_t descriptions_length;
 
-  /// Whether every offset fits its unsigned word and every length its signed one.
+  /// Whether every offset fits its unsigned word and every length its signed word.
   bool fits() const;
 };
 
-/// Offsets are unsigned 32-bit words, and so is the file's length: readers hold it in one too.
+/// Offsets are unsigned 32-bit words, and so is the file's length, since readers store it in such a word.
 inline constexpr std::uint64_t largest_file = std::numeric_limits<std::uint32_t>::max();
 /// Lengths of tables, baskets and blocks are signed 32-bit words.
 inline constexpr std::uint64_t largest_length = std::numeric_limits<std::int32_t>::max();

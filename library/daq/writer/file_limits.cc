@@ -1,5 +1,5 @@
-// Whether a file stays within what its words can tell, and nothing else: a definition of it in a program
-// takes its place, so that a test can come to the limit without gigabytes.
+// Decides whether a file stays within what its words can hold, and nothing else: a program can replace this
+// definition by its own, so that a test reaches the limit without gigabytes.
 #include <algorithm>
 
 #include "file_layout.h"

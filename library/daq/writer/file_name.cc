@@ -1,4 +1,4 @@
-// Checking the parts of a file name and putting it together.
+// Checks the parts of a file name and assembles it.
 #include "file_name.h"
 
 #include <array>
@@ -10,8 +10,8 @@ namespace ravo::writer {
 
 namespace {
 
-// A name of 255 bytes is what file systems allow; 50 are the numbers and the time, and 25 are kept for
-// what a file that is not complete yet has around its name.
+// File systems allow names of 255 bytes; the numbers and the time take 50, and 25 are reserved for what
+// the temporary name of an incomplete file adds.
 constexpr std::size_t longest_experiment_and_stream = 180;
 
 outcome check_part(const char* which, std::string_view text) {

@@ -9,10 +9,10 @@
 
 namespace ravo::writer {
 
-/// Whether names can be made of these settings.
+/// Whether names can be made from these settings.
 outcome check_name_parts(const ravo_daq_writer_settings& settings);
 
-/// The name of file number `file`, the first event of which has the given time.
+/// The name of file number `file`, whose first event has the given time.
 std::string file_name(const ravo_daq_writer_settings& settings, int file, const time_stamp& first);
 
 }  // namespace ravo::writer

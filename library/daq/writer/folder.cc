@@ -1,4 +1,4 @@
-// Opening, asking and synchronising the target folder.
+// Opens, queries and syncs the target folder.
 #include "folder.h"
 
 #include <fcntl.h>
@@ -16,7 +16,7 @@ outcome folder::open(const std::string& path) {
   close();
   if (path.empty())
     return refusal(RAVO_DAQ_WRITER_INV_PARAM, "no folder is given; name the one the files go to");
-  path_ = path;  // before there is a descriptor to lose, should there be no memory for it
+  path_ = path;  // before the descriptor exists, which would leak if there were no memory for the path
   const int descriptor = uninterrupted::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0)
     return system_refusal("cannot open the folder " + path, errno,

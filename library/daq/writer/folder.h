@@ -1,5 +1,5 @@
-// The folder that raw files go to. It is held open from the start of a run to its end, so that a
-// change of the working directory or a relative path cannot lead a file astray.
+// The folder that raw files go to. It stays open from the start of a run to its end, so that a change of
+// the working directory does not redirect files if its path is relative.
 #ifndef RAVO_WRITER_FOLDER_H
 #define RAVO_WRITER_FOLDER_H
 
@@ -16,7 +16,7 @@ class folder {
   folder(const folder&) = delete;
   folder& operator=(const folder&) = delete;
 
-  /// Opens a folder that exists and can be written to.
+  /// Opens a folder, which must exist and be writable.
   outcome open(const std::string& path);
   void close();
 
@@ -24,9 +24,9 @@ class folder {
   const std::string& path() const { return path_; }
   /// The path of a file in the folder.
   std::string path_of(const std::string& name) const;
-  /// Whether the name is taken, be it by a link that leads nowhere.
+  /// Whether the name is taken, even if only by a dangling link.
   bool holds(const std::string& name) const;
-  /// Brings the folder's entries to disk.
+  /// Syncs the folder's entries to disk.
   outcome synchronise() const;
 
  private:

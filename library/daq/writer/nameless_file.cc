@@ -1,4 +1,4 @@
-// Nameless files by O_TMPFILE, and hidden ones where the file system has no such thing.
+// Makes nameless files with O_TMPFILE, and hidden files where the file system does not support it.
 #include "nameless_file.h"
 
 #include <fcntl.h>
@@ -11,7 +11,7 @@
 namespace ravo::writer {
 
 int open_hidden(const folder& place, const std::string& stem, int flags, std::string* name) {
-  // The process number keeps writers apart; the count steps over what a killed namesake left behind.
+  // The process id separates writers; the count skips files that a killed process of the same id has left.
   for (int count = 0; count < 1000; ++count) {
     *name = "." + stem + "." + std::to_string(::getpid()) + "-" + std::to_string(count) + ".part";
     const int file = uninterrupted::openat(place.descriptor(), name->c_str(),
@@ -23,7 +23,7 @@ int open_hidden(const folder& place, const std::string& stem, int flags, std::st
 
 int open_nameless(const folder& place, int flags) {
   int file = uninterrupted::openat(place.descriptor(), ".", flags | O_TMPFILE | O_CLOEXEC, 0666);
-  // Old kernels answer EISDIR, file systems without nameless files EOPNOTSUPP.
+  // Old kernels fail with EISDIR, file systems without nameless files with EOPNOTSUPP.
   if (file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)) return file;
   std::string name;
   file = open_hidden(place, "spool", flags, &name);

@@ -1,5 +1,5 @@
-// What an internal step of the writer answers: that it is done, or a status of the public interface
-// with the sentence that get_last_error() hands to the user.
+// The result of an internal step of the writer: success, or a status of the public interface with the
+// sentence that get_last_error() returns to the user.
 #ifndef RAVO_WRITER_OUTCOME_H
 #define RAVO_WRITER_OUTCOME_H
 

@@ -1,5 +1,5 @@
-// The public face of the writer: it checks every call, keeps the event that is being given, and decides
-// when a file ends. Collecting and assembling a file is file_builder's.
+// The public part of the writer: it checks every call, keeps the event that is being passed, and decides
+// when a file ends. file_builder collects and assembles a file.
 #include "ravo_daq/raw_writer.h"
 
 #include <climits>
@@ -27,7 +27,7 @@ using namespace ravo::writer;
 
 namespace {
 
-// The last block of a file is padded too; its length word counts what lies before the padding.
+// The last block of a file is padded too; its length word does not count the padding.
 std::size_t longest_data(const record_set& records) {
   return largest_length - sizeof(ravo_channel_basket) - records.subhead - 3;
 }
@@ -49,7 +49,7 @@ outcome check_data_type(RAVO_SUBBLOCK_TYPE dtype, const std::string& channel, co
   const ravo::data_type* type = dtype < 0 || dtype > 0xffff ? nullptr : ravo::find_data_type(dtype);
   if (!type || type->members == 0 || !records.takes(*type))
     return invalid("the data type " + std::to_string(dtype) + " of channel " + channel +
-                   " is none of this generation's channels; take one from ravo_data_types.h");
+                   " is not a channel type of this generation; take one from ravo_data_types.h");
   return {};
 }
 
@@ -83,8 +83,8 @@ struct ravo::raw_writer::state {
   std::optional<file_builder> builder;  ///< from the first event on
   block_encoder encoder;
   event_parts event;
-  file_contents event_alone;             ///< of a file that holds the current event only
-  std::vector<std::uint64_t> last_seen;  ///< number of the event that a channel occurred in last
+  file_contents event_alone;             ///< of a file that holds only the current event
+  std::vector<std::uint64_t> last_seen;  ///< number of the event in which a channel occurred last
   std::uint64_t event_count = 0;         ///< events begun in the run
   std::optional<time_stamp> last_time;   ///< of the last completed event
   std::int64_t next_file = 1;
@@ -99,7 +99,7 @@ struct ravo::raw_writer::state {
     return result.status;
   }
 
-  /// Runs a step; what it meets becomes a status and a text. Nothing is thrown to the user.
+  /// Runs a step and turns its failure into a status and a text. Nothing is thrown to the user.
   template <class step>
   int run(step&& what) noexcept {
     try {
@@ -144,7 +144,7 @@ outcome ravo::raw_writer::state::open(const ravo_daq_writer_settings& wanted) {
   return {};
 }
 
-/// Whether a channel can be written, and no other one has its name and its numbers.
+/// Whether a channel can be written, and no other channel has its name or its numbers.
 outcome ravo::raw_writer::state::check_channel(const ravo_daq_writer_channel& wanted) const {
   outcome checked = check_channel_name(wanted.name, records);
   if (!checked.failed()) checked = check_channel_type(wanted, records);
@@ -175,7 +175,7 @@ outcome ravo::raw_writer::state::add_channel(const ravo_daq_writer_channel& want
                wanted.zlib_level, wanted.key,   wanted.env_index};
   make_room(channels, 1);
   channels.push_back(std::move(next));
-  // The sets may run out of memory half-way; the channel then is not there at all.
+  // The sets may run out of memory half-way; the channel is then removed completely.
   try {
     names.insert(wanted.name);
     if (wanted.key != 0) keys.insert(wanted.key);
@@ -200,17 +200,17 @@ outcome ravo::raw_writer::state::add_description(const chan_descr_2010& descript
   return checked;
 }
 
-// Channels without a key take, in their order, the smallest numbers that are free.
+// Channels without a key get, in their order, the smallest numbers that are free.
 void ravo::raw_writer::state::number_channels() {
   std::uint32_t next = 1;
-  for (channel& one : channels) {
-    if (one.key != 0) continue;
+  for (channel& declared : channels) {
+    if (declared.key != 0) continue;
     while (keys.contains(next)) ++next;
-    one.key = next++;
+    declared.key = next++;
   }
 }
 
-// What is the same for all files of the run is settled with the first event.
+// Fixes, at the first event, what is the same for all files of the run.
 outcome ravo::raw_writer::state::start_run() {
   std::string text = described.text();
   if (!file_layout(empty_contents(channels, text.size()), records).fits())
@@ -226,7 +226,7 @@ outcome ravo::raw_writer::state::start_run() {
 outcome ravo::raw_writer::state::check_event_time(const time_stamp& time) const {
   if ((time.timeup != 0 || settings.allows_events_without_time) && time.timelow <= 999999) return {};
   return invalid("the event time " + std::to_string(time.timeup) + " s " + std::to_string(time.timelow) +
-                 " us is none; give seconds above 0 and microseconds below 1000000");
+                 " us is not valid; give seconds above 0 and microseconds below 1000000");
 }
 
 outcome ravo::raw_writer::state::begin_event(const ravo_daq_writer_event& head) {
@@ -290,7 +290,7 @@ outcome ravo::raw_writer::state::add_data(int index, std::optional<RAVO_SUBBLOCK
                    " carries RAVO_CHAN_ZIP_FLAG; leave it out, the writer sets it");
   if (length > longest_data(records))
     return refusal(RAVO_DAQ_WRITER_TOO_LARGE, "the data of channel " + of.name +
-                                                  " are longer than a length word can tell; split them");
+                                                  " are longer than a length word can hold; split them");
 
   make_room(event.blocks, 1);
   const std::size_t offset = event.block_bytes.size();
@@ -320,7 +320,7 @@ outcome ravo::raw_writer::state::add_data(int index, std::optional<RAVO_SUBBLOCK
   return {};
 }
 
-// Whether the event has to go to the next file.
+// Whether the event must go to the next file.
 bool ravo::raw_writer::state::starts_new_file() const {
   if (builder->events() == 0) return false;
   if (settings.max_events != 0 && builder->events() >= settings.max_events) return true;
@@ -341,7 +341,7 @@ outcome ravo::raw_writer::state::end_event() {
   if (builder->events() == 0) {
     if (next_file > INT_MAX)
       return not_allowed("the file numbers of the run are used up; begin the next run");
-    // Told now, and not when the file is complete, hours later.
+    // Reported now, and not hours later when the file is complete.
     const std::string name = file_name(settings, static_cast<int>(next_file), event.head.time);
     if (place.holds(name))
       return refusal(RAVO_DAQ_WRITER_IO, "there is a file " + place.path_of(name) +

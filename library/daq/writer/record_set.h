@@ -1,5 +1,5 @@
-// What the writer has to know of a generation of the raw format: the sizes of its records, the room for
-// names in them, and its markers. Everything else is the same in both.
+// What the writer needs to know about a generation of the raw format: the sizes of its records, the widths
+// of the names in them, and its markers. Everything else is the same in both.
 #ifndef RAVO_WRITER_RECORD_SET_H
 #define RAVO_WRITER_RECORD_SET_H
 
@@ -25,7 +25,7 @@ struct record_set {
   std::size_t subhead_name;       ///< width of a channel's name in its blocks
   std::size_t server_name;        ///< width
 
-  /// Bytes of the longest names: a zero byte ends each of them.
+  /// Bytes of the longest names, without the zero byte that ends each of them.
   std::size_t longest_channel_name() const { return std::min(dictionary_name, subhead_name) - 1; }
   std::size_t longest_server_name() const { return server_name - 1; }
   /// Whether files of this generation may hold a type.

@@ -1,4 +1,4 @@
-// The buffer and the nameless file behind the baskets.
+// The buffer and the nameless file that hold the baskets.
 #include "spool.h"
 
 #include <fcntl.h>
@@ -14,7 +14,7 @@ namespace ravo::writer {
 
 namespace {
 
-// Large enough that the system calls do not count, small beside any sensible buffer.
+// Large enough that the cost of system calls is negligible, small compared with any sensible buffer.
 constexpr std::size_t chunk_bytes = std::size_t{1} << 20;
 
 }  // namespace
@@ -31,7 +31,7 @@ outcome spool::prepare(std::size_t bytes, std::size_t pieces) {
     outcome moved = move_out();
     if (moved.failed()) return moved;
   }
-  // Doubling stops at the buffer's size: beyond it only what a single large event needs.
+  // Doubling stops at the buffer's size; only a single large event makes it grow further.
   const std::size_t needed = buffer_.size() + bytes;
   if (needed > buffer_.capacity())
     buffer_.reserve(std::max(needed, std::min(2 * buffer_.capacity(), buffer_bytes_)));
@@ -46,7 +46,7 @@ void spool::append(std::size_t stream, std::span<const unsigned char> bytes) noe
 }
 
 void spool::arrange() {
-  // The offset in the buffer is the order of arrival, which a stream keeps.
+  // Within a stream, pieces stay in the order of arrival, which is that of their offsets in the buffer.
   std::sort(pieces_.begin(), pieces_.end(), [](const piece& a, const piece& b) {
     return a.stream != b.stream ? a.stream < b.stream : a.offset < b.offset;
   });
@@ -81,7 +81,7 @@ outcome spool::move_out() {
   outcome written = write_at(end, chunk.data(), chunk.size());
   if (written.failed()) return written;
 
-  // Only now that all bytes are in the file do the extents count: a refusal above changes nothing.
+  // Extents are recorded only when all bytes are in the file: a refusal above changes nothing.
   for (std::size_t i = 0; i < pieces_.size(); ++i) {
     const piece& part = pieces_[i];
     if (i == 0 || part.stream != pieces_[i - 1].stream)
@@ -151,7 +151,7 @@ void spool::clear() {
   pieces_.clear();
   for (std::vector<extent>& list : extents_) list.clear();
   std::fill(sizes_.begin(), sizes_.end(), 0);
-  if (file_ >= 0) ::close(file_);  // a nameless file's space goes with its last descriptor
+  if (file_ >= 0) ::close(file_);  // the system frees a nameless file's space with its last descriptor
   file_ = -1;
   file_size_ = 0;
 }

@@ -1,6 +1,6 @@
-// Keeps the baskets of the file being written: streams of bytes that grow side by side. What exceeds
+// Keeps the baskets of the file being written: streams of bytes that grow at the same time. What exceeds
 // the buffer is moved to one nameless file in the target folder, as extents, and read back stream by
-// stream when the raw file is assembled. It does not know what the bytes mean.
+// stream when the raw file is assembled. It does not interpret the bytes.
 #ifndef RAVO_WRITER_SPOOL_H
 #define RAVO_WRITER_SPOOL_H
 
@@ -22,19 +22,19 @@ class spool {
   spool(const spool&) = delete;
   spool& operator=(const spool&) = delete;
 
-  /// Prepares for `pieces` appends of `bytes` bytes in all: those cannot fail. Moves the buffer to the
-  /// nameless file when they would not fit. After a refusal everything is as it was: call it again
-  /// when the cause is gone.
+  /// Prepares for `pieces` appends of `bytes` bytes in all, so that they cannot fail. Moves the buffer to
+  /// the nameless file if they would not fit. After a refusal nothing has changed: call it again when the
+  /// cause is gone.
   outcome prepare(std::size_t bytes, std::size_t pieces);
   void append(std::size_t stream, std::span<const unsigned char> bytes) noexcept;
 
   /// Bytes of a stream so far.
   std::uint64_t size(std::size_t stream) const { return sizes_[stream]; }
-  /// Brings the pieces of each stream together in memory; copy() needs that once, after the last append.
+  /// Sorts the pieces in memory by stream; call it once before copy(), after the last append.
   void arrange();
   /// Appends a whole stream to the target.
   outcome copy(std::size_t stream, target_file& target) const;
-  /// Forgets all streams and gives their disk space back.
+  /// Forgets all streams and frees their disk space.
   void clear();
 
  private:

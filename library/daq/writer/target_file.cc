@@ -1,4 +1,4 @@
-// Writing and publishing a raw file.
+// Writes and publishes a raw file.
 #include "target_file.h"
 
 #include <fcntl.h>
@@ -18,10 +18,10 @@ namespace {
 
 constexpr std::size_t pending_bytes = std::size_t{1} << 20;
 
-// From this many zeros on, a hole is left in the file: rows of slow channels are almost nothing else.
+// Runs of at least this many zeros become holes in the file: rows of slow channels are almost all zeros.
 constexpr std::uint64_t smallest_hole = std::uint64_t{1} << 16;
 
-// The way to give a nameless file its name without privileges.
+// This path allows giving a nameless file its name without privileges.
 std::string path_of_descriptor(int file) { return "/proc/self/fd/" + std::to_string(file); }
 
 }  // namespace
@@ -37,7 +37,7 @@ outcome target_file::create() {
   pending_.reserve(pending_bytes);
   file_ = uninterrupted::openat(folder_.descriptor(), ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666);
   if (file_ >= 0 && uninterrupted::access(path_of_descriptor(file_).c_str(), F_OK) == 0) return {};
-  // Without nameless files, or without /proc to name one later, the file is a hidden one till the end.
+  // Without nameless files, or without /proc to name one later, the file is hidden until publish().
   if (file_ >= 0) ::close(file_);
   file_ = open_hidden(folder_, name_, O_WRONLY, &hidden_name_);
   if (file_ >= 0) return {};
@@ -101,7 +101,7 @@ int target_file::give_name() {
     return 0;
   }
   if (errno != EINVAL && errno != ENOSYS) return -1;
-  // The second name is given first; the destructor takes the hidden one away.
+  // The final name is added first; the destructor removes the hidden one.
   return uninterrupted::linkat(at, hidden_name_.c_str(), at, name_.c_str(), 0);
 }
 

@@ -1,5 +1,5 @@
-// A raw file while it is assembled. It has no name until publish(), which gives it the final one only
-// when every byte is on disk, and never in place of a file that is there already.
+// A raw file while it is being assembled. It has no name until publish(), which gives it the final name
+// only when every byte is on disk, and never replaces an existing file.
 #ifndef RAVO_WRITER_TARGET_FILE_H
 #define RAVO_WRITER_TARGET_FILE_H
 
@@ -23,11 +23,11 @@ class target_file {
 
   outcome create();
   outcome append(std::span<const unsigned char> bytes);
-  /// Something else has to be appended behind zeros: a file does not end in a hole.
+  /// Other bytes must be appended after the zeros: a file must not end in a hole.
   void append_zeros(std::uint64_t count);
-  /// Bytes appended so far: the offset at which the next ones will lie.
+  /// Bytes appended so far: the offset of the next byte.
   std::uint64_t size() const { return size_; }
-  /// The name itself is on disk once the folder is synchronised.
+  /// The name itself is on disk once the folder has been synced.
   outcome publish();
 
  private:
@@ -41,7 +41,7 @@ class target_file {
   std::string hidden_name_;  // where the file system has no nameless files; otherwise empty
   int file_ = -1;
   byte_vector pending_;
-  std::uint64_t zeros_ = 0;  // behind pending_; neighbouring runs make one
+  std::uint64_t zeros_ = 0;  // after pending_; adjacent runs of zeros are merged
   std::uint64_t size_ = 0;
 };
 

@@ -188,7 +188,7 @@ TEST_F(WriterRefusals, AChannelNameTwice) {
 TEST_F(WriterRefusals, ADataTypeThatIsNoChannelsOfThisGeneration) {
   open();
   expect_refused(writer_.add_channel(channel_of("A", RAVO_BLOCK_BPM)), RAVO_DAQ_WRITER_INV_PARAM,
-                 "the data type 6 of channel A is none of this generation's channels; take one from "
+                 "the data type 6 of channel A is not a channel type of this generation; take one from "
                  "ravo_data_types.h");
   for (int type : {-1, 0, 1, 2, 29, 34, 54, 63, 64, 0x10000 + RAVO_BLOCK_1CHAN_2010})
     EXPECT_EQ(writer_.add_channel(channel_of("A", static_cast<RAVO_SUBBLOCK_TYPE>(type))),
@@ -312,8 +312,9 @@ TEST_F(WriterRefusals, TheEventNumberThatMeansNotDecoded) {
 
 TEST_F(WriterRefusals, AnEventWithoutATime) {
   open();
-  expect_refused(writer_.begin_event(event_of(1, 0, 5)), RAVO_DAQ_WRITER_INV_PARAM,
-                 "the event time 0 s 5 us is none; give seconds above 0 and microseconds below 1000000");
+  expect_refused(
+      writer_.begin_event(event_of(1, 0, 5)), RAVO_DAQ_WRITER_INV_PARAM,
+      "the event time 0 s 5 us is not valid; give seconds above 0 and microseconds below 1000000");
   EXPECT_EQ(writer_.begin_event(event_of(1, noon, 1000000)), RAVO_DAQ_WRITER_INV_PARAM);
   EXPECT_EQ(writer_.begin_event(event_of(1, noon, 999999)), RAVO_DAQ_WRITER_OK);
 }
@@ -413,7 +414,7 @@ TEST_F(WriterRefusals, DataLongerThanALengthWord) {
   begin_with_server();
   // The length alone is refused: not one byte of the data is read.
   expect_refused(writer_.add_data(0, "x", 0x80000000u), RAVO_DAQ_WRITER_TOO_LARGE,
-                 "the data of channel A are longer than a length word can tell; split them");
+                 "the data of channel A are longer than a length word can hold; split them");
   EXPECT_EQ(writer_.add_data(0, "x", 0xffffffffffffffffu), RAVO_DAQ_WRITER_TOO_LARGE);
 }
 
@@ -537,7 +538,7 @@ TEST_F(OlderWriterRefusals, AServerNameThatDoesNotFit) {
 
 TEST_F(OlderWriterRefusals, ADataTypeOfTheCurrentGeneration) {
   expect_refused(writer_.add_channel(channel_of("A", RAVO_BLOCK_1CHAN_2010)),
-                 "the data type 41 of channel A is none of this generation's channels; take one from "
+                 "the data type 41 of channel A is not a channel type of this generation; take one from "
                  "ravo_data_types.h");
   for (int type : {-1, 0, 2, 29, 32, 33, 35, 62, 63, 0x10000 + RAVO_BLOCK_SINGLE})
     EXPECT_EQ(writer_.add_channel(channel_of("A", static_cast<RAVO_SUBBLOCK_TYPE>(type))),
