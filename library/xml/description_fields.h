@@ -1,5 +1,5 @@
-// The one list of what a channel description's elements hold: for each record its fields and the
-// attribute of the same name. Loading and storing both walk it, so neither can forget a field.
+// The only list of the contents of a channel description's elements: for each record its fields, each with
+// the attribute of the same name. Loading and storing both walk it, so neither can forget a field.
 #ifndef RAVO_DESCRIPTION_FIELDS_H
 #define RAVO_DESCRIPTION_FIELDS_H
 
@@ -21,7 +21,7 @@ inline constexpr char statistic_name[] = "stat";
 template <class T, class Record>
 concept is_a = std::same_as<std::remove_const_t<T>, Record>;
 
-// The field that names the record is the first one; it must be there and must not be empty.
+// The first field names the record; it must be present and must not be empty.
 template <is_a<chan_descr_2010> Channel, class Visitor>
 void for_each_field(Channel& channel, Visitor&& visit) {
   visit("prop_name", channel.prop_name);

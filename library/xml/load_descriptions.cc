@@ -1,5 +1,5 @@
-// Turns the XML text of a raw file into channel descriptions. Strict on purpose: a text that is not
-// wholly of the schema is refused, since a damaged description is worse than none.
+// Turns the XML text of a raw file into channel descriptions. Strict on purpose: a text that does not
+// wholly follow the schema is refused, since a damaged description is worse than no description.
 #include <charconv>
 #include <cstring>
 #include <iterator>
@@ -41,8 +41,8 @@ bool set_value(Number& field, std::string_view text) {
   return !text.empty() && error == std::errc() && end == text.data() + text.size();
 }
 
-// Fills a record from its element's attributes. Absent ones stay zero or empty, but for the first;
-// unknown or repeated ones are refused.
+// Fills a record from its element's attributes. Fields of absent attributes stay zero or empty; the first
+// attribute is required. Unknown or repeated attributes are refused.
 template <class Record>
 bool load_fields(const pugi::xml_node& element, Record& record) {
   std::size_t known = 0;
@@ -111,7 +111,7 @@ owned_description load_channel(const pugi::xml_node& element) {
   return channel;
 }
 
-// The root element of a document that holds nothing else but a declaration.
+// The root element of a document that holds nothing else except a declaration.
 pugi::xml_node root_of(const pugi::xml_document& document) {
   pugi::xml_node root;
   for (const pugi::xml_node& node : document.children()) {
@@ -130,7 +130,7 @@ int load(std::string_view text, std::vector<chan_descr_2010*>& descriptions) {
   if (text.size() > longest_text) return RAVO_XML_TOO_LONG;
   if (!ravo::xml::is_allowed(text)) return RAVO_XML_NOT_WELL_FORMED;
   // Document types and text outside the root are kept in the tree so that they are seen and refused;
-  // references are left to attribute_value, which refuses what the parser would let pass.
+  // attribute_value resolves references, because it refuses what the parser would accept.
   constexpr unsigned options =
       pugi::parse_cdata | pugi::parse_declaration | pugi::parse_doctype | pugi::parse_fragment;
   pugi::xml_document document;
@@ -155,9 +155,9 @@ int load(std::string_view text, std::vector<chan_descr_2010*>& descriptions) {
 
 }  // namespace
 
-// Each kind of record by the element that it comes from, and what the tree has for the text: a copy of it,
-// a node for each element and text, an attribute for each "=". Pointers to records stand in vectors, which
-// while they grow are there twice and at half their size.
+// Counts each kind of record by its element, and the parts of the parsed tree: a copy of the text, a node
+// for each element and text, an attribute for each "=". Pointers to records are in vectors; a vector that
+// grows exists twice, once with half of its new size.
 unsigned long ravo_get_chan_descr_memory(const ravo_xml_chan_descr_header_2010* header) {
   constexpr unsigned long of_allocation = 16, of_place = 3 * sizeof(void*);
   constexpr unsigned long of_node = 64 + 8, of_attribute = 40 + 8, of_tree = 64 * 1024;
@@ -175,10 +175,10 @@ unsigned long ravo_get_chan_descr_memory(const ravo_xml_chan_descr_header_2010* 
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] == '=') bytes += of_attribute;
     if (text[i] != '<') continue;
-    bytes += 2 * of_node;  // what stands behind it may be a text of its own
-    const std::string_view behind = text.substr(i + 1, of_name);
+    bytes += 2 * of_node;  // the text that follows the element may be a node too
+    const std::string_view element = text.substr(i + 1, of_name);
     for (const auto& record : records)
-      if (behind.starts_with(record.element)) bytes += record.bytes;
+      if (element.starts_with(record.element)) bytes += record.bytes;
   }
   return bytes;
 }

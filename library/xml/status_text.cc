@@ -1,4 +1,4 @@
-// Says in words what the XML library's statuses mean.
+// The texts of the XML library's statuses.
 #include "ravo_xml_status.h"
 
 const char* ravo_xml_status_text(int status) {

@@ -24,7 +24,7 @@ class string_writer : public pugi::xml_writer {
   std::string text_;
 };
 
-// What cannot stand in XML becomes a question mark: one bad byte must not cost the whole text.
+// A byte that XML cannot hold becomes a question mark: one bad byte must not cost the whole text.
 std::string allowed_text(std::string_view field) {
   std::string text;
   while (!field.empty()) {
@@ -35,7 +35,7 @@ std::string allowed_text(std::string_view field) {
   return text;
 }
 
-// The tree goes on without what it has no memory for; half of the descriptions would look like all of them.
+// The XML tree silently drops what it has no memory for; an incomplete text would then pass for a whole.
 template <class Part>
 Part checked(Part part) {
   if (!part) throw std::bad_alloc();
@@ -49,7 +49,7 @@ void append_value(pugi::xml_node& element, const char* name, const Value& value)
 
 template <std::size_t size>
 void append(pugi::xml_node& element, const char* name, const char (&field)[size]) {
-  // The last byte is the terminating zero's, whatever stands there.
+  // The last byte is reserved for the terminating zero, whatever it holds.
   const std::string text = allowed_text({field, strnlen(field, size - 1)});
   append_value(element, name, text.c_str());
 }

@@ -1,6 +1,6 @@
-// Judges characters: well-formed UTF-8, shortest form, no surrogates, no forbidden control characters.
-// Resolves the references that XML has without a document type; there are no others here, so nothing in a
-// file can make the reader look elsewhere.
+// Checks characters: well-formed UTF-8, shortest form, no surrogates, no forbidden control characters.
+// Resolves the references that XML has without a document type; no others are supported, so nothing in a
+// file can make the reader open anything else.
 #include "xml_text.h"
 
 #include <charconv>
@@ -28,7 +28,7 @@ std::string encode(std::uint32_t code) {
   return {static_cast<char>(0xf0 | code >> 18), tail(12), tail(6), tail(0)};
 }
 
-// What stands between '&' and ';', as text; empty when there is no such reference.
+// The text of a reference, given without its '&' and ';'; empty if there is no such reference.
 std::string resolve(std::string_view reference) {
   for (const named_reference& row : named_references)
     if (row.name == reference) return {row.character};

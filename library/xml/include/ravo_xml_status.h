@@ -8,13 +8,13 @@
 enum ravo_xml_status : int {
   RAVO_XML_OK = 0,
   RAVO_XML_INVALID_ARGUMENT = 301,  ///< a null pointer, or a header of another kind
-  RAVO_XML_TOO_LONG = 302,          ///< more text than any file's descriptions need
+  RAVO_XML_TOO_LONG = 302,          ///< more text than the descriptions of any file need
   RAVO_XML_NOT_WELL_FORMED = 303,   ///< not XML in UTF-8, or with a document type
-  RAVO_XML_NOT_OF_SCHEMA = 304,     ///< elements, attributes or values that descriptions do not have
+  RAVO_XML_NOT_OF_SCHEMA = 304,     ///< elements, attributes or values that are not in the schema
   RAVO_XML_NO_MEMORY = 305,
 };
 
-/// A few words for a status, for messages; never null.
+/// A short text for a status, for messages; never null.
 RAVO_EXPORT const char* ravo_xml_status_text(int status);
 
 #endif
