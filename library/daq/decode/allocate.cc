@@ -9,8 +9,8 @@
 namespace ravo {
 namespace {
 
-/// The frames of a file take hundreds of megabytes afresh: page by page that takes the system as long as
-/// their decoding. Where it has large pages, it is asked for these; it may refuse.
+/// The frames of a file need hundreds of megabytes of new memory: handing them out page by page takes the
+/// system as long as decoding them. This asks for large pages, where there are any; the system may refuse.
 void ask_for_large_pages(void* memory, std::size_t size) {
   constexpr std::uintptr_t page = 4096;
   const auto begin = reinterpret_cast<std::uintptr_t>(memory) & ~(page - 1);

@@ -1,4 +1,4 @@
-// Headers of blocks as they lie in a file, brought into host order.
+// Copies headers of blocks from file order into host order.
 #ifndef RAVO_DECODE_COPY_HEADER_H
 #define RAVO_DECODE_COPY_HEADER_H
 
@@ -9,14 +9,14 @@
 
 namespace ravo {
 
-/// A text without its end would be read past it by everyone who gets the header.
+/// Terminates a text, so that nobody who gets the header reads past its end.
 template <std::size_t size>
 void end_text(char (&text)[size]) {
   text[size - 1] = '\0';
 }
 
-/// A header in host order. Its words are all swapped, and then those of its text back: text has no byte
-/// order.
+/// Copies a header into host order. All of its words are swapped, and then those of its text are swapped
+/// back: text has no byte order.
 template <class Header>
 void copy_header(const byte_view& from, Header* to, std::size_t text_offset, std::size_t text_size) {
   ravo_swap4(from.data(), to, static_cast<int>(sizeof(Header) / 4));

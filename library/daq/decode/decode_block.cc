@@ -17,7 +17,7 @@ malloc_owner<T> allocate_block(std::size_t size) {
   return malloc_owner<T>(static_cast<T*>(allocate(size)));
 }
 
-/// One decoding: the steps share what they have found so far.
+/// Decodes one event of a channel; the steps share what they have found so far.
 template <class G>
 class block_decoder {
  public:
@@ -34,7 +34,7 @@ class block_decoder {
  private:
   using subhead = typename G::subhead;
   static constexpr std::size_t head_size = sizeof(subhead);
-  // LZO asks for work memory, but its LZO1X needs none to decompress.
+  // LZO's interface asks for work memory, but LZO1X does not use it to decompress.
   static constexpr std::size_t lzo_work_size = head_size;
 
   decode_outcome decode_all() {
@@ -77,7 +77,7 @@ class block_decoder {
     return decode_outcome::decoded;
   }
 
-  /// A block for `length` bytes of data, with the subheader in front.
+  /// Allocates a block for `length` bytes of data, with the subheader in front.
   bool begin_block(std::size_t length) {
     result_.block = allocate_block<subhead>(head_size + length);
     if (!result_.block) return false;
@@ -86,7 +86,7 @@ class block_decoder {
   }
   unsigned char* data() { return reinterpret_cast<unsigned char*>(result_.block.get() + 1); }
 
-  // Data that are not where the block says are no reason to ask for memory, but for updates, whose block is
+  // If the data are not where the block says, no memory is allocated, except for updates, whose block is
   // made first.
   decode_outcome decode_data() {
     const bool compressed = payload_.form == stored_form::compressed;
@@ -118,7 +118,7 @@ class block_decoder {
                                                       : decode_outcome::no_plain_memory;
   }
 
-  /// The subheader as it belongs to the decoded data. That of a plain block stays as it lies in the file.
+  /// Makes the subheader fit the decoded data. The subheader of a plain block stays as it is in the file.
   void describe_block(std::size_t length) {
     if (payload_.form == stored_form::plain) return;
     result_.block->ldata = static_cast<std::int32_t>(head_size + length);

@@ -21,8 +21,8 @@ std::optional<typename G::subhead> read_subheader(const file_part& channel, unsi
   return head;
 }
 
-// What the block says of its length does not decide alone: what the compressed bytes cannot hold ends as a
-// length that does not agree.
+// The length in the block is not trusted alone: if the compressed bytes cannot hold as much, decoding ends
+// with a length mismatch.
 template <class G>
 decode_outcome locate_compressed(const file_part& channel, unsigned long subheader,
                                  stored_payload& payload) {
@@ -73,7 +73,7 @@ decode_outcome locate_payload(const file_part& channel, unsigned long subheader,
   return decode_outcome::decoded;
 }
 
-/// Readings go upward in the shape of an update.
+/// Readings are passed on in the shape of an update.
 template <class G>
 void make_update(const ravo_env_data_block_2010& reading, const char* channel, unsigned char* into) {
   using update_block = typename G::update_block;

@@ -11,8 +11,8 @@
 namespace ravo {
 namespace {
 
-// A decompressor for each thread that asks for one, freed when the thread ends. By hand, because a
-// thread_local object ends the process when there is no memory to note that it has to be destroyed.
+// A decompressor for each thread that asks for one, freed when the thread ends. Not a thread_local object,
+// which ends the process when there is no memory to register its destructor.
 class decompressors {
  public:
   decompressors() : is_usable_(pthread_key_create(&key_, &free_decompressor) == 0) {}
@@ -50,10 +50,10 @@ class decompressors {
 
 const decompressors all_decompressors;
 
-/// The bytes that libdeflate, much the faster of the two, makes of a stream. Nothing when it refuses one,
-/// for whatever reason. It takes some streams that zlib refuses (symbols that the format does not have,
-/// codes that are not whole), but only when what comes out has the stream's checksum: damage does not look
-/// like this.
+/// Inflates a stream with libdeflate, which is much faster than zlib. `nullopt` if it refuses the stream,
+/// for whatever reason. It accepts some streams that zlib refuses (symbols that the format does not have,
+/// incomplete codes), but only if the result has the stream's checksum, which a damaged stream does not
+/// have.
 std::optional<std::size_t> inflate_fast(const unsigned char* bytes, std::size_t size, unsigned char* into,
                                         std::size_t room) {
   libdeflate_decompressor* const decompressor = all_decompressors.of_this_thread();
@@ -64,8 +64,8 @@ std::optional<std::size_t> inflate_fast(const unsigned char* bytes, std::size_t 
   return produced;
 }
 
-// What is wrong with a stream that libdeflate does not take, and whether anything is, zlib decides. One
-// inflate call straight into the caller's memory: no intermediate buffer and no growth loop.
+// If libdeflate refuses a stream, zlib decides whether anything is wrong with it, and what. One inflate
+// call straight into the caller's memory: no intermediate buffer and no growth loop.
 unzip_result unzip_zlib(const unsigned char* bytes, std::size_t size, unsigned char* into,
                         std::size_t room) {
   if (const auto produced = inflate_fast(bytes, size, into, room))
@@ -110,7 +110,7 @@ unzip_result unzip(unzipper by, const unsigned char* bytes, std::size_t size, un
 
 void free_thread_decompressor() { all_decompressors.free_of_this_thread(); }
 
-// The wrapper is 2 bytes in front, whose 16-bit number is a multiple of 31, and 4 behind.
+// The wrapper is 2 bytes in front, as a 16-bit number a multiple of 31, and 4 bytes at the end.
 bool has_wrong_checksum(const unsigned char* bytes, std::size_t size, unsigned char* into,
                         std::size_t room) {
   libdeflate_decompressor* const decompressor = all_decompressors.of_this_thread();
@@ -120,8 +120,8 @@ bool has_wrong_checksum(const unsigned char* bytes, std::size_t size, unsigned c
          LIBDEFLATE_SUCCESS;
 }
 
-// Deflate's best is 1032 bytes for one (a 258-byte match for two bits), LZO1X's 255 for one (a zero byte
-// of a length field); the added bytes cover the short streams.
+// Deflate yields at most 1032 bytes per byte (a 258-byte match for two bits), LZO1X 255 (a zero byte of a
+// length field); the added bytes cover short streams.
 std::size_t most_unzipped(unzipper by, std::size_t size) {
   return by == unzipper::zlib ? size * 1032 + 1032 : size * 255 + 1032;
 }

@@ -1,4 +1,4 @@
-// The test for finished files; see closed_file.h.
+// Checks whether a file is finished; see closed_file.h.
 #include "files/closed_file.h"
 
 #include <sys/stat.h>

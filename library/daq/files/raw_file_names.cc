@@ -16,7 +16,7 @@ std::string_view leading_digits(std::string_view text) {
   return text.substr(0, count);
 }
 
-// The number in `digits`; nothing when there are none, or when it does not fit an int.
+// The number in `digits`; `nullopt` if there are no digits, or the number does not fit an int.
 std::optional<int> number(std::string_view digits) {
   int value = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);

@@ -1,6 +1,6 @@
-// The one decoder: turns one event's block of a channel into host-order memory. A pure function of bytes
-// in and a block out: it takes no lock, prints nothing and starts nothing, and says in its result what
-// went wrong. The unzip workers call it, and whoever else reads channels.
+// The decoder: turns one event's block of a channel into host-order memory. A pure function of bytes in
+// and a block out: it takes no lock, prints nothing and starts nothing, and says in its result what went
+// wrong. The unzip workers and all other code that reads channels call it.
 #ifndef RAVO_DAQ_READER_DECODE_BLOCK_H
 #define RAVO_DAQ_READER_DECODE_BLOCK_H
 
@@ -17,13 +17,13 @@ struct block_source {
   file_part channel;
 };
 
-/// What became of one event of a channel. The blocks belong to the result until they are released.
+/// The result of decoding one event of a channel. It owns the blocks until they are released.
 template <class G>
 struct decode_result {
   decode_outcome outcome = decode_outcome::outside;
   malloc_owner<ravo_eventheader> event_header;
   malloc_owner<typename G::server_block_head> server_block;
-  malloc_owner<typename G::subhead> block;  ///< subheader, then data; null but for `decoded`
+  malloc_owner<typename G::subhead> block;  ///< subheader, then data; null unless `decoded`
   bool cut_failed = false;                  ///< the subchannel could not be cut out: the block is whole
   ravo_zip_header zip{};
   unzip_result unzipped;
@@ -31,8 +31,8 @@ struct decode_result {
 };
 
 /// Decodes the event whose pieces lie at `where`. `channel` is the name that an environment reading gets
-/// (the name in the block is not compared: it may be the one that the front end knows); `subchannel` 0 or
-/// more cuts that one out of a block that holds several.
+/// (the name in the block is not compared: it may be the name that the front end uses); a `subchannel` of 0
+/// or more is cut out of a block that holds several.
 template <class G>
 decode_result<G> decode_block(const block_source& source,
                               const typename G::chan_pointers_table_entry& where, const char* channel,

@@ -12,14 +12,14 @@
 
 namespace ravo {
 
-/// Of a generation: those of its format.
+/// The operations of a generation are those of its format.
 template <class G>
 struct table_operations : table_operations<typename G::format> {};
 
-/// What serves both: the run catalogue holds files of both, and descriptions are the same XML.
+/// Operations common to both: the run catalogue holds files of both, and descriptions are the same XML.
 struct shared_table_operations {
-  /// The bytes that loading a table takes; 0 where the site's library does not say, and of a table that is
-  /// refused.
+  /// The bytes that loading a table takes; 0 if the site's library does not report it, and for a table that
+  /// is refused.
   static std::uint64_t table_memory(long length, const ravo_file_reference_table_2010* reference, int file,
                                     ravo_table_kind table) {
     unsigned long bytes = 0;
@@ -53,7 +53,7 @@ struct table_operations<raw_format_2010> : shared_table_operations {
   static constexpr auto print_block = &print_data_type_2010;
   static constexpr auto print_dictionary = &print_channel_dictionary_table_2010;
   static constexpr auto print_event_index_entry = &print_event_index_entry_2010;
-  /// Null where the table-access library does not have it.
+  /// Null if the table-access library does not have it.
   static auto is_event_header() { return &ravo_is_event_header_2010; }
 };
 

@@ -1,5 +1,5 @@
-// Inflating one block, without a word to anybody: what make_zlib and make_lzo do, and the block decoder.
-// What went wrong comes back as a value.
+// Inflates one block and prints nothing, for make_zlib, make_lzo and the block decoder. Failures are
+// returned as values.
 #ifndef RAVO_DAQ_READER_UNZIP_H
 #define RAVO_DAQ_READER_UNZIP_H
 
@@ -15,7 +15,7 @@ enum class unzip_step { done, parameters, initialisation, decompression };
 struct unzip_result {
   unzipper by = unzipper::zlib;
   unzip_step step = unzip_step::done;
-  int code = 0;              ///< what the compression library answered
+  int code = 0;              ///< what the compression library returned
   std::size_t produced = 0;  ///< bytes written, when done
   bool ok() const { return step == unzip_step::done; }
 };
@@ -24,12 +24,12 @@ struct unzip_result {
 unzip_result unzip(unzipper by, const unsigned char* bytes, std::size_t size, unsigned char* into,
                    std::size_t room, unsigned char* work);
 
-/// Frees what unzip() keeps for this thread from one stream to the next. The thread's end does so too, but
-/// nobody can wait for the end of a detached thread.
+/// Frees what unzip() keeps for this thread between streams. The thread's end frees it too, but nobody can
+/// wait for the end of a detached thread.
 void free_thread_decompressor();
 
-/// Whether a zlib stream that was refused inflates all the same, and only its checksum says otherwise.
-/// `into`: `room` bytes, which are written to.
+/// Whether a zlib stream that was refused can be inflated and only its checksum is wrong.
+/// `into`: `room` bytes, which are overwritten.
 bool has_wrong_checksum(const unsigned char* bytes, std::size_t size, unsigned char* into,
                         std::size_t room);
 

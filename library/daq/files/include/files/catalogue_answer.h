@@ -1,4 +1,4 @@
-// Owner of what a look-up in the run catalogue gives: it frees the records with all that they hold.
+// Owner of the result of a look-up in the run catalogue: it frees the records with all that they hold.
 #ifndef RAVO_DAQ_FILES_CATALOGUE_ANSWER_H
 #define RAVO_DAQ_FILES_CATALOGUE_ANSWER_H
 
@@ -19,10 +19,10 @@ class catalogue_answer {
   catalogue_answer(const catalogue_answer&) = delete;
   catalogue_answer& operator=(const catalogue_answer&) = delete;
 
-  /// Where a look-up puts its answer.
+  /// Where a look-up stores its answer.
   records* get() { return &records_; }
 
-  /// The paths of all raw files, in the order of the answer. Whatever library answered may have left gaps.
+  /// The paths of all raw files, in the order of the answer. A site's library may have left null entries.
   std::vector<std::string> paths() const {
     std::vector<std::string> all;
     for (const ravo_root_xml_files* record : records_) {

@@ -1,4 +1,4 @@
-// Tells whether the acquisition has finished a raw file. Knows nothing of the file's content.
+// Finds out whether the acquisition has finished a raw file. Does not read the file's content.
 #ifndef RAVO_DAQ_READER_CLOSED_FILE_H
 #define RAVO_DAQ_READER_CLOSED_FILE_H
 
@@ -8,7 +8,7 @@ namespace ravo {
 
 enum class raw_file_state { missing, growing, closed };
 
-/// What the file system says of a file now.
+/// What the file system reports about a file now.
 raw_file_state state_of_raw_file(const char* path);
 
 }  // namespace ravo

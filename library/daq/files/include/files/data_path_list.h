@@ -1,4 +1,4 @@
-// Lists of directories in one text, joined by ":", and the list that a reader starts with. Opens nothing.
+// Lists of directories in a text, separated by ":", and the list that a reader starts with. Opens nothing.
 #ifndef RAVO_DAQ_READER_DATA_PATH_LIST_H
 #define RAVO_DAQ_READER_DATA_PATH_LIST_H
 
@@ -7,11 +7,11 @@
 
 namespace ravo {
 
-/// The list of a reader when the environment names none.
+/// The list of a reader if the environment does not name a list.
 extern const char* const default_data_path_list;
 
-/// The directories of a list, from left to right, without the empty ones. Views into `list`. An entry is
-/// at least one character long, so that a ":" right behind a separator begins an entry.
+/// The directories of a list, from left to right, without empty entries. Views into `list`. An entry is
+/// at least one character long, so that a ":" right after a separator begins an entry.
 std::vector<std::string_view> split_data_path_list(std::string_view list);
 
 }  // namespace ravo
