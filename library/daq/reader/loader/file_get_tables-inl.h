@@ -1,5 +1,5 @@
-// The loader's life: construction, loading in its order of steps, and clean-up. How a table or a basket
-// comes out of the file is in load_tables-inl.h and header_baskets-inl.h.
+// The loader's life: construction, the sequence of loading steps, and clean-up. load_tables-inl.h and
+// header_baskets-inl.h load the tables and the baskets themselves.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,8 +28,8 @@ file_get_tables<G>::~file_get_tables() {
   clean_up();
 }
 
-// Never descriptor 0, also when standard input is closed: channel readers take 0 for "none". Without
-// O_NONBLOCK a named pipe would be waited for; regular files do not care.
+// Never returns descriptor 0, even when standard input is closed: channel readers take 0 for "no file".
+// Without O_NONBLOCK, opening a named pipe would block; for regular files it makes no difference.
 inline int open_for_reading(const char* path) {
   const int descriptor = uninterrupted::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor != 0) return descriptor;
@@ -59,12 +59,12 @@ int file_get_tables<G>::get_all_tables(const char* path, int with_descriptions,
     return -2;
   }
   len = std::max<off_t>(uninterrupted::lseek(fd, 0, SEEK_END),
-                        0);  // what has no length cannot be mapped either
+                        0);  // a file without a length cannot be mapped either
   uninterrupted::lseek(fd, 0, SEEK_SET);
 
   int result = load_tables();
   if (result == 0) {
-    file_name = const_cast<char*>(path);  // the interface has it writable; nobody writes to it
+    file_name = const_cast<char*>(path);  // the interface is not const; nobody writes to it
     result = load_header_baskets();
   }
   if (result != 0) {
@@ -112,8 +112,8 @@ int file_get_tables<G>::get_ecp_tab_entry_index(const char* name) const {
 template <class G>
 void file_get_tables<G>::free_descriptions() {
   for (typename G::chan_descr* description : descr_list) {
-    // A count of 0 beside a filled list is an inconsistency: it is told, and the elements, whoever they
-    // belong to, are not deleted.
+    // A count of 0 with a list that is not empty is an inconsistency: it is reported, and the elements are
+    // not deleted, because their owner is unknown.
     if (description->nbits != 0)
       for (bit_descr* bit : description->bits) delete bit;
     else if (!description->bits.empty())

@@ -1,5 +1,5 @@
-// The loader's two header baskets: their length first, then the whole of them, mapped or copied to the
-// heap.
+// Loads the two header baskets: first their length, then the whole basket, which is mapped or copied to
+// the heap.
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -18,10 +18,10 @@ int file_get_tables<G>::load_header_baskets() {
   const int second = load_basket(ref_tbl->srvbb_ref, -6, sbh_base, sbh_offset, sbh_base_size, sbhb);
   if (second != 0) return second;
   errno = ESTALE;
-  return is_unchanged() ? 0 : fail_mapping(-7);  // of the parts so far some may be of another file
+  return is_unchanged() ? 0 : fail_mapping(-7);  // some of the parts may be of another file
 }
 
-// `head_failure` is the code for the basket's head, the one below it for the whole basket.
+// `head_failure` is the code for the basket's head, `head_failure` - 1 that for the whole basket.
 template <class G>
 template <class Basket>
 int file_get_tables<G>::load_basket(unsigned long reference, int head_failure, unsigned char*& base,
@@ -29,7 +29,7 @@ int file_get_tables<G>::load_basket(unsigned long reference, int head_failure, u
   const int whole_failure = head_failure - 1;
   std::int32_t length_word = 0;
   if (!read_basket_length(fd, len, reference, length_word)) return fail_mapping(head_failure);
-  const auto length = static_cast<unsigned long>(length_word);  // negative: beyond any file
+  const auto length = static_cast<unsigned long>(length_word);  // negative: larger than any file
   errno = EINVAL;
   if (length < basket_head_size || !lies_in_file(len, reference, length))
     return fail_mapping(whole_failure);

@@ -48,8 +48,8 @@ int file_get_tables<G>::load_tables() {
   return 0;
 }
 
-// The file's last 4 bytes lead to the reference table: the table-access library gets the pages from the one
-// that holds them through to the end, copied.
+// The file's last 4 bytes point to the reference table: the table-access library gets a copy of the pages
+// from the one that holds these bytes to the end of the file.
 template <class G>
 int file_get_tables<G>::load_reference_table() {
   const off_t tail = len < 4 ? 0 : len - 4;
@@ -59,7 +59,7 @@ int file_get_tables<G>::load_reference_table() {
   if (debug != 0)
     std::printf("Length: %ld offset: %ld  fd: %x\n", length, offset, static_cast<unsigned>(fd));
 
-  errno = EINVAL;  // of an empty file, which has no tail
+  errno = EINVAL;  // for an empty file, which has no tail
   if (length == 0) return fail_mapping(-3);
   const auto size = static_cast<unsigned long>(length);
   const auto pages = allocate<unsigned char>(size);
@@ -88,7 +88,7 @@ int file_get_tables<G>::load_pointer_table() {
   return 0;
 }
 
-// Headers of fast events are read so often that a heap copy pays; slow channels leave them mapped.
+// Headers of fast events are read so often that a heap copy pays off; for slow channels they stay mapped.
 template <class G>
 void file_get_tables<G>::decide_copy_mode() {
   if constexpr (G::copies_header_baskets) {

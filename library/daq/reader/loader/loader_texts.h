@@ -1,4 +1,4 @@
-// What the loaders of the generations say, whole.
+// The texts that the loaders of each generation print.
 #ifndef RAVO_DAQ_READER_LOADER_TEXTS_H
 #define RAVO_DAQ_READER_LOADER_TEXTS_H
 
@@ -17,7 +17,7 @@ struct loader_texts<generation_2010> {
   static constexpr char no_dictionary[] = "Failed to get CDT (2010) err: %d\n";
   static constexpr char no_pointers_by_list[] = "Failed to get ECPT (with list 2010) err: %d\n";
   static constexpr char no_pointers[] = "Failed to get ECPT (2010) err: %d\n";
-  // The channel dictionary's text, on purpose: the environment dictionary has none of its own.
+  // The channel dictionary's text, on purpose: the environment dictionary has no text of its own.
   static constexpr char no_env_dictionary[] = "Failed to get CDT (2010) err: %d\n";
   static constexpr char no_description_header[] = "Failed to get XCD (2010) err: %d\n";
   static constexpr char no_descriptions[] = "Failed to load XCD (2010) err: %d\n";
