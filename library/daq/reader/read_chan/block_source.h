@@ -1,4 +1,4 @@
-// The parts of a file that a started channel reader decodes from, each with its end.
+// The parts of a file from which a started channel reader decodes, each with its end.
 #ifndef RAVO_DAQ_READER_BLOCK_SOURCE_H
 #define RAVO_DAQ_READER_BLOCK_SOURCE_H
 
@@ -9,7 +9,7 @@
 
 namespace ravo {
 
-/// A basket's records: what lies between its head and its end.
+/// A basket's records: the bytes between its head and its end.
 inline file_part records_of(const void* basket, std::size_t length, unsigned long offset) {
   constexpr std::size_t head = basket_head_size;
   if (length < head) return {};
@@ -23,7 +23,7 @@ file_part header_records(const unsigned char* base, const Basket* basket, unsign
                          unsigned long offset) {
   if (base == nullptr || basket == nullptr) return {};
   const auto in_front = static_cast<std::size_t>(reinterpret_cast<const unsigned char*>(basket) - base);
-  // A copy's length word is the one that was checked when it was made.
+  // The length word of a copy was checked when the copy was made.
   const std::size_t length = copied ? static_cast<std::size_t>(basket_length(basket)) : size - in_front;
   return records_of(basket, length, offset + in_front);
 }

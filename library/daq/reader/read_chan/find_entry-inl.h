@@ -1,8 +1,8 @@
-// Lookups in a channel reader's output array, by event number and by time: a binary search first, then
-// the array from its start while it is not complete, then, for a step, the nearest event.
+// Lookups in a channel reader's output array, by event number and by time: first a binary search, then a
+// scan of the array from its start while it is not complete, then, for a step, the nearest event.
 //
-// An entry that a worker still has to fill ends a scan: nothing is known behind it. One that no worker
-// will fill any more (its block is damaged) is passed over, as if the file did not hold it.
+// A scan ends at an entry that a worker still has to fill: nothing is known after it. An entry that no
+// worker will fill any more (its block is damaged) is skipped, as if the file did not hold it.
 #include <cstdio>
 #include <cstdlib>
 
@@ -26,7 +26,7 @@ bool daq_read_chan<G>::is_awaited(const ravo_channel_entry_long& entry) const {
   return !is_decoded(entry) && running > 0 && all_done == 0;
 }
 
-/// The first decoded entry from `index` to `last`; `last` + 1 when there is none.
+/// The first decoded entry from `index` to `last`; `last` + 1 if no entry is decoded.
 template <class G>
 int daq_read_chan<G>::next_decoded(int index, int last) const {
   while (index <= last && !is_decoded(out[index])) ++index;
@@ -85,7 +85,7 @@ ravo_channel_entry_long* daq_read_chan<G>::exact_number(unsigned event_number) c
   return nullptr;
 }
 
-/// From the first entry on. False: an awaited entry ends the whole lookup.
+/// Scans from the first entry on. False: an awaited entry ends the whole lookup.
 template <class G>
 bool daq_read_chan<G>::scan_number(unsigned event_number, ravo_channel_entry_long** found) const {
   for (int i = 0; *found == nullptr && i < out_total; ++i) {
@@ -95,8 +95,8 @@ bool daq_read_chan<G>::scan_number(unsigned event_number, ravo_channel_entry_lon
   return true;
 }
 
-/// For NEXT the entry with the smallest greater number, for PREV that with the greatest smaller one; ties
-/// keep the earlier entry. Null for other types.
+/// For NEXT the entry with the smallest number above, for PREV the entry with the greatest number below;
+/// the first of several equal entries wins. Null for other types.
 template <class G>
 ravo_channel_entry_long* daq_read_chan<G>::nearest_number(unsigned event_number, int type) const {
   ravo_channel_entry_long* nearest = nullptr;
@@ -180,7 +180,7 @@ bool daq_read_chan<G>::search_time(const time_stamp& time, ravo_channel_entry_lo
   return true;
 }
 
-/// From the first entry on. False: as search_time, and for an awaited entry.
+/// Scans from the first entry on. False: as for search_time, and at an awaited entry.
 template <class G>
 bool daq_read_chan<G>::scan_time(const time_stamp& time, ravo_channel_entry_long** found) const {
   for (int i = 0; *found == nullptr && i < out_total; ++i) {
@@ -197,7 +197,7 @@ template <class G>
 ravo_channel_entry_long* daq_read_chan<G>::nearest_time(const time_stamp& time, int type) const {
   ravo_channel_entry_long* nearest = nullptr;
   if (type != RAVO_DAQ_READ_CHAN_EVENT_NEXT && type != RAVO_DAQ_READ_CHAN_EVENT_PREV) return nearest;
-  double best = 0.0;  // exactly 0 counts as no candidate yet
+  double best = 0.0;  // exactly 0 means that there is no candidate yet
   for (int i = 0; i < out_total; ++i) {
     if (!is_decoded(out[i])) continue;
     int sign = 0;

@@ -1,5 +1,5 @@
-// What a channel reader answers when it is asked for an event: which reference the request means, whether
-// it is looked up by event number or by time, and what the one says about the other.
+// How a channel reader finds the event that is asked for: which reference the request means, whether to
+// look it up by event number or by time, and how the two results correct each other.
 #include <cstdint>
 #include <cstdio>
 
@@ -30,7 +30,7 @@ int daq_read_chan<G>::get_chan_data(const ravo_time_id* id, ravo_channel_entry_l
     std::printf("Start channel is we are here   %d@%d\n", 0, 0);
     return RAVO_DAQ_READ_CHAN_INV_PARAM;
   }
-  // A step from the current event goes by time; everything else by number, where there is one.
+  // A step from the current event goes by time; everything else by number, if there is a number.
   const bool by_number = reference.event_number != 0 && (!is_step(type) || id != nullptr);
   int status = RAVO_DAQ_READ_CHAN_OK;
   ravo_channel_entry_long* entry = by_number ? look_up_number(reference.event_number, type, &status)
@@ -62,7 +62,7 @@ bool daq_read_chan<G>::reference_event(const ravo_time_id* id, int type, ravo_ti
   return reference->event_number != 0 || reference->time.timeup != 0;
 }
 
-// An event without a number is no limit to numbers: the channel's least and greatest numbers are then.
+// An event without a number cannot limit numbers: the channel's least and greatest numbers do so then.
 template <class G>
 unsigned daq_read_chan<G>::first_number() const {
   return event_first.event_number != 0 ? event_first.event_number : least_number;
@@ -87,7 +87,7 @@ ravo_channel_entry_long* daq_read_chan<G>::look_up_number(unsigned number, int t
   return find_entry_by_event_id(static_cast<unsigned>(wanted), type, status);
 }
 
-// Borrows also from an equal number of microseconds, which leaves 1000000 of them, on purpose.
+// Borrows a second even if the microseconds are equal, which leaves 1000000 microseconds, on purpose.
 inline time_stamp step_back(time_stamp time, const time_stamp& step) {
   if (step.timelow >= time.timelow) {
     time.timelow += 1000000;
@@ -96,7 +96,7 @@ inline time_stamp step_back(time_stamp time, const time_stamp& step) {
   return {time.timeup - step.timeup, time.timelow - step.timelow};
 }
 
-// A file may hold any number of microseconds: a sum that wrapped would step back, and never come to an end.
+// A file may hold any number of microseconds: a sum that wrapped would step back, and the walk never end.
 inline time_stamp step_forward(const time_stamp& time, const time_stamp& step) {
   constexpr std::uint64_t second = 1000000;
   const std::uint64_t low = std::uint64_t{time.timelow} + step.timelow;
@@ -104,7 +104,7 @@ inline time_stamp step_forward(const time_stamp& time, const time_stamp& step) {
           static_cast<std::uint32_t>(low % second)};
 }
 
-/// Whether a lies before b by more than the tolerance.
+/// Whether a is before b by more than the tolerance.
 inline bool is_before(const time_stamp& a, const time_stamp& b, double tolerance) {
   int sign = 0;
   return !ravo_time_stamp_eq(&a, &b, tolerance, &sign, nullptr) && sign < 0;
@@ -124,8 +124,8 @@ ravo_channel_entry_long* daq_read_chan<G>::look_up_time(time_stamp time, int typ
   return find_entry_by_time(&time, type, status);
 }
 
-// A step by time that lands two or more events away is looked up again by number; what that finds wins,
-// otherwise the entry found by time stays, with the second lookup's status.
+// A step by time that lands two or more events away is looked up again by number. The entry found by number
+// wins; without one, the entry found by time stays, with the second lookup's status.
 template <class G>
 ravo_channel_entry_long* daq_read_chan<G>::hold_against_numbers(ravo_channel_entry_long* entry, int type,
                                                                 int* status)

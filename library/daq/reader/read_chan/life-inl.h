@@ -18,7 +18,7 @@ inline bool is_free(pthread_t slot) { return slot == static_cast<pthread_t>(-1);
 template <class G>
 daq_read_chan<G>::daq_read_chan(typename G::file_tables* tables, const char* name, int subchannel,
                                 const typename G::chan_descr* description) {
-  // Also a reader that stays uninitialised is asked whether it is done, and cleaned.
+  // Even a reader that stays uninitialised is asked whether it is done, and is cleaned.
   pthread_mutex_init(&mx, nullptr);
   pthread_mutex_init(&mmx, nullptr);
   pthread_cond_init(&mcond, nullptr);
@@ -86,7 +86,7 @@ void free_elements(std::vector<Element*>& elements) {
   elements.clear();
 }
 
-/// Copies the first `count` elements; false when memory ran out on the way.
+/// Copies the first `count` elements; false if memory runs out on the way.
 template <class Element>
 bool copy_elements(const std::vector<Element*>& from, int count, std::vector<Element*>& to) {
   const std::size_t most = std::min(static_cast<std::size_t>(std::max(count, 0)), from.size());

@@ -1,4 +1,4 @@
-// What a channel reader prints of its channel, for a person who looks into a file.
+// What a channel reader prints about its channel, for a person who inspects a file.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -84,7 +84,7 @@ void daq_read_chan<G>::print_entries(const char* head, const char* tail, Print p
   std::printf("%s", tail);
 }
 
-/// Shows what lies at an address of an entry; an entry that was not decoded has nothing there.
+/// Prints the record at an address of an entry; an entry that was not decoded has no address.
 template <class Record, class Print>
 void print_at(std::uint64_t address, Print print) {
   if (address != 0) print(reinterpret_cast<const Record*>(address));

@@ -1,5 +1,5 @@
-// What the channel readers and unzip workers of the generations say where it differs, whole. Texts that
-// both share stand where they are printed. Where the arguments differ too, a text is a function.
+// The texts of channel readers and unzip workers that differ between the generations. Texts that both
+// share are where they are printed. Where the arguments differ too, a text is a function.
 #ifndef RAVO_DAQ_READER_READ_CHAN_TEXTS_H
 #define RAVO_DAQ_READER_READ_CHAN_TEXTS_H
 

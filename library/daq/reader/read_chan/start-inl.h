@@ -1,5 +1,5 @@
-// How a channel reader starts: find the channel, make room for its events, bring its basket into memory,
-// find its first and last event, and set its workers going.
+// How a channel reader starts: it finds the channel, allocates room for its events, loads its basket into
+// memory, finds its first and last event, and starts its workers.
 #include <pthread.h>
 
 #include <algorithm>
@@ -80,7 +80,7 @@ typename G::chan_pointers_table_entry* daq_read_chan<G>::get_data_table_pointer(
   return row < 0 || entry >= entries ? nullptr : ecp_tab->chptr() + entry;
 }
 
-// A count beyond the pointer table's rows is not the file's to claim memory with.
+// A file cannot claim memory with a count that exceeds a row of the pointer table.
 template <class G>
 bool daq_read_chan<G>::create_output() {
   const int count = cdt->count;
@@ -88,7 +88,7 @@ bool daq_read_chan<G>::create_output() {
   const std::size_t size = static_cast<std::size_t>(count) * sizeof(ravo_channel_entry_long);
   out = static_cast<ravo_channel_entry_long*>(allocate(size));
   if (out == nullptr) return false;
-  // All of it: what the workers have not filled yet reads as time 0 and no data.
+  // Clears all of it: an entry that the workers have not filled yet reads as time 0 and no data.
   std::memset(out, 0, size);
   for (int i = 0; i < count; ++i) out[i].event_id.event_number = RAVO_EVENT_NUMBER_UNDECODED;
   out_cur = nullptr;
@@ -99,13 +99,13 @@ bool daq_read_chan<G>::create_output() {
   return true;
 }
 
-// The basket begins with its head, directly in front of the first event's subheader.
+// The basket begins with its head, directly before the first event's subheader.
 template <class G>
 bool daq_read_chan<G>::load_channel_basket(unsigned long first_subheader) {
   const stopwatch watch;
   constexpr unsigned long smallest = basket_head_size + sizeof(typename G::subhead);
   const unsigned long offset =
-      first_subheader - basket_head_size;  // wraps beyond any file when there is no room
+      first_subheader - basket_head_size;  // wraps beyond any file if there is no room
   std::int32_t length = 0;
   if (!read_basket_length(fd, cfg->get_file_len(), offset, length)) {
     perror("mmap");
@@ -125,7 +125,7 @@ bool daq_read_chan<G>::load_channel_basket(unsigned long first_subheader) {
   return true;
 }
 
-// What belongs to a file that has changed since its tables were read is refused.
+// Refuses a basket if the file has changed since its tables were read.
 template <class G>
 bool daq_read_chan<G>::take_basket(unsigned long offset, unsigned long size) {
   using basket = typename G::channel_basket;
@@ -160,10 +160,10 @@ void daq_read_chan<G>::release_basket() {
   chn_base_size = 0;
 }
 
-/// The earliest and the latest of the events it is shown, and the least and the greatest of their numbers.
+/// The earliest and the latest of the events added, and the least and the greatest of their numbers.
 class event_limits {
  public:
-  // Ties keep the earlier entry; an event without a time never becomes the earliest but as the first.
+  // On a tie the earlier entry stays; an event without a time becomes the earliest only if it is the first.
   void add(const ravo_time_id& event) {
     if (event.event_number != 0) {
       least_number = least_number == 0 ? event.event_number : std::min(least_number, event.event_number);
@@ -216,8 +216,8 @@ void daq_read_chan<G>::set_limits(const event_limits& limits) {
   greatest_number = limits.greatest_number;
 }
 
-// What could not be decoded (entries without data are finished too) is as if the file did not hold it:
-// nobody shall wait for, or step from, a first or last event that never comes. Called with mx held, when no
+// Events that could not be decoded (entries without data are finished too) count as absent from the file:
+// nobody must wait for, or step from, a first or last event that never comes. Called with mx held, when no
 // worker will fill an entry any more.
 template <class G>
 void daq_read_chan<G>::settle_limits() {
@@ -234,7 +234,7 @@ void daq_read_chan<G>::complete() {
   check_source();
 }
 
-// What was decoded from a mapping is what the file held only if nobody changed it meanwhile. Called with mx
+// Data decoded from a mapping can be trusted only if nobody has changed the file meanwhile. Called with mx
 // held.
 template <class G>
 void daq_read_chan<G>::check_source() {
@@ -308,12 +308,12 @@ template <class G>
 void* daq_read_chan<G>::run_worker(void* argument) {
   auto* reader = static_cast<daq_read_chan*>(argument);
   void* const result = unzip_thread<G>(static_cast<typename G::read_chan*>(reader));
-  free_thread_decompressor();  // whoever waits for the workers finds nothing of theirs
+  free_thread_decompressor();  // workers leave no memory behind for those who wait for their end
   reader->leave();             // the reader may be gone from here on
   return result;
 }
 
-// The last worker to leave wakes the master also when entries were skipped: nobody waits for ever.
+// The last worker to leave wakes the master even if entries were skipped, so that nobody waits for ever.
 template <class G>
 void daq_read_chan<G>::leave() {
   const scoped_lock lock(mx);

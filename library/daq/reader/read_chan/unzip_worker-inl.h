@@ -1,5 +1,5 @@
 // The body of a channel reader's worker threads: takes one undecoded event after another, has it decoded,
-// stores it, tells what went wrong, and wakes the master with the last one.
+// stores it, reports what went wrong, and wakes the master after the last event.
 #include <pthread.h>
 
 #include <cstdint>
@@ -16,7 +16,7 @@
 
 namespace ravo {
 
-/// What a worker says of a block that it cannot decode; of other outcomes it says nothing, or more.
+/// What a worker prints for a block that it cannot decode; for other outcomes it prints nothing, or more.
 struct outcome_text {
   decode_outcome outcome;
   const char* text;  ///< with the thread's number
@@ -69,13 +69,13 @@ class unzip_worker {
     return reader_.out != nullptr;
   }
 
-  /// The index of the next entry, or -1 when they have run out.
+  /// The index of the next entry, or -1 if there are no more.
   int take_next() {
     const scoped_lock lock(reader_.mx);
     return reader_.out_taken >= reader_.out_total ? -1 : reader_.out_taken++;
   }
 
-  /// False when the worker has to end.
+  /// False if the worker must end.
   bool decode(int index) {
     const typename G::chan_pointers_table_entry* where = reader_.get_data_table_pointer(index);
     if (where == nullptr) {
@@ -95,7 +95,7 @@ class unzip_worker {
         store(index, result);
         return true;
       case decode_outcome::unzip_failed:
-        // The entry stays as it is and is not counted, on purpose.
+        // The entry stays undecoded and is not counted, on purpose.
         report_unzip_failure(result.unzipped);
         std::printf("Failed to uncompress PID %lu!!!\n", id_);
         return true;
@@ -123,8 +123,8 @@ class unzip_worker {
     count_as_done();
   }
 
-  // The trace lines belong to this path. The entry keeps the number of an undecoded one. False when the
-  // worker has to end.
+  // The trace lines belong to this path. The entry keeps the number of an undecoded entry. False if the
+  // worker must end.
   bool store_without_data(int index, decode_result<typename G::format>& result) {
     read_chan_texts<G>::unzipped_not_convertible(result.error, static_cast<long>(result.unzipped.produced),
                                                  id_);
@@ -142,7 +142,7 @@ class unzip_worker {
     return true;
   }
 
-  /// With mx held.
+  /// Called with mx held.
   void count_as_done() {
     if (++reader_.out_done != reader_.out_total) return;
     reader_.complete();
