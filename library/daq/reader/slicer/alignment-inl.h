@@ -1,6 +1,6 @@
-// One aligned event: every channel's reader is asked for its entry relative to the target, one event is
-// chosen from the answers, and the entries of exactly that event are collected. A channel whose file has
-// nothing more in the direction is moved to the next one (file_switch-inl.h) and asked again.
+// Aligns one event: asks every channel's reader for its entry relative to the target, chooses one event
+// from the answers, and collects the entries of exactly that event. A channel whose file has nothing more
+// in the direction is moved to the next file (file_switch-inl.h) and asked again.
 #include <cstdio>
 #include <new>
 
@@ -17,13 +17,13 @@ template <class G>
 struct daq_slicer<G>::alignment {
   ravo_time_id target;
   int direction;
-  ravo_time_id chosen;  // all zero: none yet
+  ravo_time_id chosen;  // all zero: no event yet
   stopwatch watch;
 };
 
 template <class G>
 struct daq_slicer<G>::answer {
-  int failure;                     // not OK: the whole call ends with it
+  int failure;                     // not OK: the whole call returns it
   ravo_channel_entry_long* entry;  // null: the channel contributes nothing
 };
 
@@ -69,7 +69,7 @@ int daq_slicer<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_ent
   return RAVO_DAQ_SLICER_INTERN_ERROR;
 }
 
-// The first call asks for the event that start() found, whatever the caller wants.
+// The first call asks for the event that start() found, whatever the caller asks for.
 template <class G>
 typename daq_slicer<G>::alignment daq_slicer<G>::begin_alignment(const ravo_time_id* id, int direction) {
   if (synch_mode == RAVO_DAQ_SLICER_SYNCH_MODE_TIME) current_event_id.event_number = 0;
@@ -83,7 +83,7 @@ typename daq_slicer<G>::alignment daq_slicer<G>::begin_alignment(const ravo_time
 
 template <class G>
 typename daq_slicer<G>::answer daq_slicer<G>::ask_channel(int chan, alignment& call) {
-  // Moves by direction 0 stay in the file: without a bound such a channel could go round for ever.
+  // Moves by direction 0 stay in the file: without a limit such a channel could loop for ever.
   std::size_t moves_left = files.size() + 1;
   while (read_chans[chan] != nullptr && is_in_range(chan, call)) {
     ravo_channel_entry_long* entry = nullptr;
@@ -135,8 +135,8 @@ int daq_slicer<G>::ask_reader(int chan, const alignment& call, ravo_channel_entr
   return status;
 }
 
-/// What a channel reader's answer without an entry means for the call; told in words where it is none of
-/// the ordinary ends of a file.
+/// What a channel reader's answer without an entry means for the call; printed unless it is an ordinary
+/// end of a file.
 template <class G>
 int daq_slicer<G>::judge(int chan, int status) {
   if (read_chans[chan] == nullptr) return RAVO_DAQ_SLICER_OK;
@@ -165,7 +165,7 @@ int daq_slicer<G>::judge(int chan, int status) {
   }
 }
 
-/// Moves the channel on until a file has events of it; false when it contributes nothing to this event.
+/// Moves the channel on to a file that has events of it; false if it contributes nothing to this event.
 template <class G>
 bool daq_slicer<G>::move_channel(int chan, int direction, std::size_t& moves_left) {
   while (moves_left > 0) {
@@ -222,8 +222,8 @@ void daq_slicer<G>::choose_event(int chan, const ravo_channel_entry_long& entry,
   }
 }
 
-// Of the events after the target the earliest is chosen. Of several that are one event within the time
-// difference it is the one with the strictly earliest time.
+// Of the events after the target the earliest is chosen. Of several that are the same event within the time
+// difference, the entry with the strictly earliest time is chosen.
 template <class G>
 bool daq_slicer<G>::is_earlier(const ravo_channel_entry_long& entry, const alignment& call) const {
   int chosen_to_entry = 0;
@@ -235,7 +235,7 @@ bool daq_slicer<G>::is_earlier(const ravo_channel_entry_long& entry, const align
   return as_microseconds(call.chosen.time) > as_microseconds(entry.event_id.time);
 }
 
-// Of the events before the target, previous is the latest, first the earliest.
+// Of the events before the target, PREV means the latest, FIRST the earliest.
 template <class G>
 bool daq_slicer<G>::is_farther(const ravo_time_id& event, const alignment& call) const {
   int chosen_to_event = 0;
@@ -256,7 +256,7 @@ void daq_slicer<G>::take_event(int chan, const ravo_time_id& event, alignment& c
   set_event(event, call.chosen);
 }
 
-// Aligning by time, the slicer's own events have no number.
+// When aligning by time, the slicer's own events have no number.
 template <class G>
 void daq_slicer<G>::set_event(const ravo_time_id& event, ravo_time_id& own) const {
   own = event;

@@ -11,7 +11,7 @@
 
 namespace ravo {
 
-/// OK when the channel has a reader and the direction is one.
+/// OK if the channel has a reader and the direction is valid.
 template <class G>
 int daq_slicer<G>::check_reader(int chan, int direction) const {
   if (!is_channel(chan) || !is_request_type(direction)) return RAVO_DAQ_SLICER_INV_PARAM;
@@ -61,7 +61,7 @@ int daq_slicer<G>::configure_reader(int chan) {
   return RAVO_DAQ_SLICER_OK;
 }
 
-/// Waits until a channel reader's flag is up, and takes it down. A reader raises it in every case.
+/// Waits until a channel reader's flag is set, and clears it. A reader sets it in every case.
 inline void wait_for_flag(pthread_mutex_t& mutex, pthread_cond_t& condition, int& flag) {
   const scoped_lock lock(mutex);
   while (flag == 0) pthread_cond_wait(&condition, &mutex);
@@ -89,7 +89,7 @@ int daq_slicer<G>::start_channel(int chan, int direction) {
   return status;
 }
 
-// Whoever moves backwards, or to the end, enters a file at its last event.
+// A channel that moves backwards, or to the end, enters a file at its last event.
 template <class G>
 int daq_slicer<G>::position_channel(int chan, int direction) {
   const bool at_last =

@@ -1,6 +1,6 @@
-// Moving a channel from one file to a neighbouring one: leaving the old file's tables, which the last user
-// frees, and a new reader over the new file's tables, shared with other channels or claimed from the
-// table-loading thread.
+// Moves a channel from a file to a neighbouring file: leaves the old file's tables, which the last user
+// frees, and makes a new reader over the new file's tables, which are shared with other channels or claimed
+// from the table-loading thread.
 #include <cstdio>
 #include <cstring>
 
@@ -14,7 +14,7 @@ namespace ravo {
 template <class G>
 struct daq_slicer<G>::departure {
   int entry = -1;             // position in files of the file that was left; -1: unknown
-  bool tables_freed = false;  // the old reader has nothing to read any more
+  bool tables_freed = false;  // the old reader's tables are gone
 };
 
 template <class G>
@@ -73,8 +73,8 @@ typename daq_slicer<G>::departure daq_slicer<G>::leave_file(int chan) {
   return left;
 }
 
-// Tables stay while another channel reads them, and until as many departures as there are channels were
-// counted: before that a channel may still want them.
+// Tables stay while another channel reads them, and until as many departures have been counted as there are
+// channels: before that a channel may still need them.
 template <class G>
 void daq_slicer<G>::leave_tables(int chan, int slot, departure* left) {
   typename G::file_tables* tables = get_tables[slot];
@@ -87,7 +87,7 @@ void daq_slicer<G>::leave_tables(int chan, int slot, departure* left) {
   pthread_cond_broadcast(&tcond);
 }
 
-// Tables that no slot holds go with their last reader.
+// Tables that are in no slot are freed with their last reader.
 template <class G>
 void daq_slicer<G>::leave_unknown_tables(int chan, departure* left) {
   std::printf("STRANGE ravo_file_get_tables not found in the table... removing it anyway\n");

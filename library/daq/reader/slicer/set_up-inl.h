@@ -87,7 +87,7 @@ int daq_slicer<G>::init(const std::vector<char*>* file_names,
 
 template <class G>
 bool daq_slicer<G>::copy_files(const std::vector<char*>& names) {
-  files.reserve(names.size());  // so that no copy is lost for want of a place
+  files.reserve(names.size());  // so that push_back() cannot fail and leak a copy
   for (const char* name : names) {
     if (name == nullptr || *name == '\0') continue;
     const std::size_t size = std::strlen(name) + 1;

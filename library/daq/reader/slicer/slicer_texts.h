@@ -1,6 +1,6 @@
-// What the slicers of the generations say in their own words, whole. A generation may put other arguments
-// into a text, print it at another debug level, or not say it at all, so each is a function; texts that
-// both generations share stand beside the place that prints them.
+// The texts of the slicers that differ between the generations. A generation may put other arguments into
+// a text, print it at another debug level, or not print it at all, so each is a function; texts that both
+// generations share are where they are printed.
 #ifndef RAVO_DAQ_READER_SLICER_TEXTS_H
 #define RAVO_DAQ_READER_SLICER_TEXTS_H
 
@@ -94,7 +94,7 @@ struct slicer_texts<generation_2009> {
                 static_cast<int>(channels));
   }
 
-  // start; what is wrong with a channel is told at every debug level
+  // start; what is wrong with a channel is printed at every debug level
   static void channel_not_created(int, int) {}
   static void no_file_with_events(int, const char* name, int subchan) {
     std::printf("ERROR with channel (no cfgs) %s:%d\n", name, subchan);

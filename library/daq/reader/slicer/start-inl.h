@@ -1,5 +1,5 @@
-// The slicer's start: the slots and the thread that fills them, the channels' first readers, and the event
-// that the first get_data() delivers.
+// Starts the slicer: creates the slots, the thread that fills them and the channels' first readers, and
+// finds the event that the first get_data() delivers.
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -30,7 +30,7 @@ int daq_slicer<G>::start() try {
   return RAVO_DAQ_SLICER_INTERN_ERROR;
 }
 
-/// An array of `count` null pointers, or null with the reason told.
+/// An array of `count` null pointers; or null, with the reason printed.
 template <class T>
 T** create_null_pointers(int count, const char* text) {
   const std::size_t size = static_cast<std::size_t>(count) * sizeof(T*);
@@ -89,13 +89,13 @@ bool daq_slicer<G>::start_table_thread() {
   return false;
 }
 
-// A channel that no file serves is left out, which is no failure of the start.
+// A channel that is in no file is left out; the start does not fail because of it.
 template <class G>
 int daq_slicer<G>::begin_channel(int chan) {
   typename G::file_tables* tables = nullptr;
   {
-    // Looked up again for each channel: with one file listed twice, the moves of the channels before may
-    // have been the last to leave it.
+    // Looked up again for each channel: if a file is listed twice, an earlier channel may have freed the
+    // tables by leaving the file.
     const scoped_lock lock(tmx);
     tables = find_tables(files.front());
   }
@@ -123,7 +123,7 @@ bool daq_slicer<G>::find_first_file_with_events(int chan) {
       slicer_texts<G>::channel_not_started(debug, channel.name, channel.subchan, status);
       return false;
     }
-    // More moves than files happen only when the list names a file twice.
+    // More moves than files happen only if the list names a file twice.
     if (moves > files.size() ||
         change_config(chan, RAVO_DAQ_READ_CHAN_EVENT_NEXT, moves == 0 ? 0 : 1) != RAVO_DAQ_SLICER_OK) {
       slicer_texts<G>::no_file_with_events(debug, channel.name, channel.subchan);

@@ -1,6 +1,6 @@
-// The thread that loads the tables of the files one after another, ahead of use, and the hand-over of what
-// it loaded to the caller's thread. Both sides meet in the task, under tmx, and wait on tcond, which is
-// broadcast at every change. Switching a channel from file to file is in file_switch-inl.h.
+// The thread that loads the tables of the files one after another, ahead of use, and the hand-over of the
+// loaded tables to the caller's thread. Both sides share the task, guarded by tmx, and wait on tcond, which
+// is broadcast at every change. file_switch-inl.h switches a channel from file to file.
 #include <unistd.h>
 
 #include <cstdio>
@@ -44,7 +44,7 @@ class table_loading {
   int count_of_files() const { return static_cast<int>(task_.files->size()); }
   char* next_file() const { return (*task_.files)[static_cast<std::size_t>(task_.next_file)]; }
 
-  // next_file is this thread's to change; it reads it without the lock.
+  // Only this thread changes next_file, so it reads it without the lock.
   bool take_credit() {
     const scoped_lock lock(*task_.tmx);
     while (task_.go == 0 && !is_stopped()) {
@@ -64,7 +64,7 @@ class table_loading {
     return nullptr;
   }
 
-  // Whether enough files are loaded and unclaimed; the credit is then given back and some time passed.
+  // If enough loaded files are unclaimed, returns the credit, sleeps for a while and answers true.
   bool give_way() {
     {
       const scoped_lock lock(*task_.tmx);
@@ -93,9 +93,9 @@ class table_loading {
     return tables;
   }
 
-  // A channel that ends before this file ends with the status of one that has come to the end of its data:
-  // nothing else shows which of the two it is. A file that only lacks the channels is not refused: it is
-  // sound.
+  // A channel that stops at this file has the same status as a channel at the end of its data: nothing else
+  // shows the difference. A file that only lacks the channels is not reported: there is nothing wrong with
+  // it.
   void report_refusal(int status) const {
     std::printf("%s: the tables cannot be loaded (status %d), no channel goes on from here\n", next_file(),
                 status);
@@ -133,9 +133,9 @@ typename G::file_tables* daq_slicer<G>::find_ready_table(const char* file) {
   if (file == nullptr || !is_started()) return nullptr;
   const scoped_lock lock(tmx);
   if (typename G::file_tables* tables = claim_tables(file)) return tables;
-  // One wait only: files are asked for in the order in which the thread loads them, so when another file
-  // became ready, this one is not to be had. Whether a later file has failed meanwhile makes no difference
-  // to one that is loaded.
+  // Waits only once: files are asked for in the order in which the thread loads them, so if another file
+  // has become ready, this file cannot be had. A loaded file stays valid even if a later file has failed
+  // meanwhile.
   if (task.ready == 0) wait_until_ready(file);
   return claim_tables(file);
 }
@@ -148,7 +148,7 @@ typename G::file_tables* daq_slicer<G>::find_tables(const char* file) const {
   return nullptr;
 }
 
-// Every claim counts, also of tables that another channel has claimed before.
+// Every claim counts, even of tables that another channel has claimed before.
 template <class G>
 typename G::file_tables* daq_slicer<G>::claim_tables(const char* file) {
   typename G::file_tables* tables = find_tables(file);
@@ -156,8 +156,8 @@ typename G::file_tables* daq_slicer<G>::claim_tables(const char* file) {
   return tables;
 }
 
-// False when a wait would have no end: the thread has failed or was never there, has passed the file, or
-// has no credit, which only the caller could give.
+// False if a wait would never end: the thread has failed or was never started, has passed the file, or has
+// no credit, which only the caller could give.
 template <class G>
 bool daq_slicer<G>::may_become_ready(const char* file) const {
   if (tid == pthread_t{} || task.status != 0) return false;

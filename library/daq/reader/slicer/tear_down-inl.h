@@ -1,5 +1,5 @@
-// The slicer's end: the thread is stopped, and everything it and the channels hold is freed. Works in every
-// state, also after a start that failed half-way.
+// Ends the slicer: stops the thread, and frees everything that it and the channels hold. Works in every
+// state, even after a start that failed half-way.
 #include <cstdio>
 #include <cstdlib>
 
@@ -10,7 +10,7 @@
 namespace ravo {
 
 // The thread uses the names and the tables, and the channels' workers use the tables: both are stopped
-// before anything is freed. What is told keeps its order all the same: channels, thread, readers.
+// before anything is freed. The order of the printed lines is still: channels, thread, readers.
 template <class G>
 void daq_slicer<G>::clean_up() {
   const bool had_thread = tid != pthread_t{};
@@ -29,7 +29,7 @@ void daq_slicer<G>::clean_up() {
   not_found_channels.clear();
 }
 
-// The thread may wait for a credit, or for the end.
+// The thread may be waiting for a credit, or for the stop.
 template <class G>
 void daq_slicer<G>::stop_table_thread() {
   if (tid == pthread_t{}) return;
