@@ -1,5 +1,5 @@
-// The texts by which channels are asked for: "NAME", "NAME:subchannel", either with ";nickname" behind it.
-// Works on texts only; what a channel is, is elsewhere.
+// The texts that request channels: "NAME" or "NAME:subchannel", either followed by ";nickname".
+// Works on texts only and knows no channels.
 #ifndef RAVO_DAQ_READER_CHANNEL_NAME_H
 #define RAVO_DAQ_READER_CHANNEL_NAME_H
 
@@ -15,16 +15,16 @@ struct ravo_daq_chan_param;
 
 namespace ravo {
 
-/// The subchannel of a request that names none.
+/// The subchannel of a request that does not name a subchannel.
 inline constexpr int whole_channel = -1;
 
-/// The number at the start of a text, decimal, 0 when there is none, held within an int.
+/// The decimal number at the start of a text, limited to an int; 0 if there is no number.
 inline int leading_number(const char* text) {
   const long number = std::strtol(text, nullptr, 10);
   return static_cast<int>(std::clamp<long>(number, INT_MIN, INT_MAX));
 }
 
-/// Copies a text into a field, cut so that a closing zero fits; the rest of the field becomes zero.
+/// Copies a text into a field, truncated so that a terminating zero fits; zeros fill the rest of the field.
 template <std::size_t size>
 void fill_field(char (&field)[size], std::string_view text) {
   const std::size_t kept = std::min(text.size(), size - 1);
@@ -32,7 +32,7 @@ void fill_field(char (&field)[size], std::string_view text) {
   std::memset(field + kept, 0, size - kept);
 }
 
-/// Room for the request text of a channel, in every generation; what lies behind it is not read.
+/// Room for the request text of a channel, in every generation; a longer text is not read further.
 inline constexpr std::size_t request_text_size = 256;
 
 /// Splits a request text into name, subchannel and nickname of the (zeroed) parameters of a channel. Each
@@ -53,14 +53,14 @@ void split_channel_name(const char* text, ChanParam& channel) {
   fill_field(channel.name, copy);
 }
 
-/// Room for a key: a colon, a sign and ten digits behind the name. Keys of the older generation are cut to
-/// the room of a name.
+/// Room for a key: the name, a colon, a sign and ten digits. Keys of the older generation are truncated to
+/// the size of a name.
 template <class ChanParam>
 inline constexpr std::size_t key_size = sizeof ChanParam::name + 16;
 template <>
 inline constexpr std::size_t key_size<ravo_daq_chan_param> = 80;
 
-/// A text by which a channel is told from others.
+/// A text that identifies a channel.
 template <class ChanParam>
 class channel_text {
  public:
@@ -84,7 +84,7 @@ class channel_text {
   char text_[key_size<ChanParam>];
 };
 
-/// The key of a channel, which its blocks carry too: "NAME:subchannel", or the bare name when the
+/// The key of a channel, which its blocks carry too: "NAME:subchannel", or the bare name if the
 /// subchannel is negative.
 template <class ChanParam>
 channel_text<ChanParam> channel_key(const ChanParam& channel) {
@@ -92,7 +92,7 @@ channel_text<ChanParam> channel_key(const ChanParam& channel) {
   return channel.subchan < 0 ? text::bare(channel) : text::with_subchannel(channel);
 }
 
-/// The text by which a nickname is asked for: as the key, but only a subchannel of -1 is left out.
+/// The text that requests a nickname: like the key, but only a subchannel of -1 is omitted.
 template <class ChanParam>
 channel_text<ChanParam> nickname_key(const ChanParam& channel) {
   using text = channel_text<ChanParam>;

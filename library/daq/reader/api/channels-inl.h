@@ -1,4 +1,4 @@
-// The channels that a reader is asked for: they are added, removed and looked up by name, key or nickname.
+// The channels requested from a reader: they are added, removed and looked up by name, key or nickname.
 // Definitions of ravo::daq_reader, included by the source file of each generation.
 #ifndef RAVO_DAQ_READER_CHANNELS_HH
 #define RAVO_DAQ_READER_CHANNELS_HH
@@ -33,7 +33,7 @@ int daq_reader<G>::add_channel(const daq_channel_entry* channel) try {
     if (!entry) return store(RAVO_DAQ_READER_INTERN_ERROR);
     if (is_same_channel(entry->chan, wanted.chan)) return RAVO_DAQ_READER_OK;  // the last status stays
   }
-  results.reserve(results.size() + 1);  // so that the entry is not lost for want of a place
+  results.reserve(results.size() + 1);  // so that push_back() cannot fail and leak the entry
   chans.reserve(chans.size() + 1);
   malloc_owner<result_entry> memory(static_cast<result_entry*>(ravo::allocate(sizeof wanted)));
   if (!memory) {
@@ -57,7 +57,7 @@ int daq_reader<G>::set_channels(const std::vector<daq_channel_entry*>* channels)
     const int status = add_channel(channel);
     if (status != RAVO_DAQ_READER_OK) return status;
   }
-  // As many as were asked for, on purpose, also when some of them are the same.
+  // As many as were asked for, on purpose, even if some of them are the same.
   nchans = static_cast<int>(channels->size());
   return store(RAVO_DAQ_READER_OK);
 }
@@ -70,7 +70,7 @@ int daq_reader<G>::rem_channel(const char* name) {
   split_channel_name(name, wanted);
   for (std::size_t i = 0; i < results.size(); ++i) {
     if (!results[i] || !is_same_channel(results[i]->chan, wanted)) continue;
-    std::erase(chans, results[i]->chan.name);  // by address: a diagnostic may have put its own name there
+    std::erase(chans, results[i]->chan.name);  // by address: a diagnostic may have inserted its own name
     std::free(results[i]->data);
     std::free(results[i]);
     results.erase(results.begin() + static_cast<std::ptrdiff_t>(i));

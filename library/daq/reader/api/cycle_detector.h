@@ -1,6 +1,6 @@
-// Brent's cycle detection over the events of a walk: a search among them ends when they come round again.
-// It needs no memory of the way: each event is compared with the one before and with a landmark that moves
-// on.
+// Brent's cycle detector for the events of a walk: a search ends when the events repeat. It does not store
+// the path: each event is compared with its predecessor and with a landmark, which is renewed from time to
+// time.
 #ifndef RAVO_DAQ_READER_CYCLE_DETECTOR_H
 #define RAVO_DAQ_READER_CYCLE_DETECTOR_H
 
@@ -16,8 +16,8 @@ class cycle_detector {
     if (has_landmark_ && is_same(event, landmark_)) return true;
     before_ = event;
     ++steps_;
-    // The distance between landmarks doubles, so that at last a whole cycle lies after one. An all-zero
-    // event is no landmark: it only says that no channel had an answer.
+    // The distance between landmarks doubles, so that eventually a whole cycle fits between two landmarks.
+    // An all-zero event is not a landmark: it only means that no channel had an answer.
     if (steps_ >= next_landmark_ && !is_same(event, {})) {
       landmark_ = event;
       has_landmark_ = true;

@@ -1,5 +1,5 @@
-// Turns the name of a file into the path of a file that may be read: beside the data directory, or along a
-// list of directories. Definitions of ravo::daq_reader, included by the source file of each generation.
+// Turns the name of a file into the path of a readable file: in the data directory, or along a list of
+// directories. Definitions of ravo::daq_reader, included by the source file of each generation.
 #ifndef RAVO_DAQ_READER_DATA_PATHS_HH
 #define RAVO_DAQ_READER_DATA_PATHS_HH
 
@@ -24,7 +24,7 @@ bool daq_reader<G>::is_data_dir_a_list() const {
   return std::strchr(request.ddir, ':') != nullptr;
 }
 
-/// The name on the heap, behind the data directory where that is one directory; null without memory.
+/// The name on the heap, after the data directory if that is a single directory; null without memory.
 template <class G>
 char* daq_reader<G>::copy_candidate(const char* name) {
   const bool is_searched = request.ddir[0] != '\0' && !has_directory(name) && is_data_dir_a_list();
@@ -41,7 +41,7 @@ char* daq_reader<G>::copy_candidate(const char* name) {
   return candidate;
 }
 
-/// Replaces the candidate by the path of the file it stands for.
+/// Replaces the candidate by the path of the file that it means.
 template <class G>
 int daq_reader<G>::resolve(char** candidate) const {
   if (!*candidate) {
@@ -53,7 +53,7 @@ int daq_reader<G>::resolve(char** candidate) const {
   return search(candidate, is_data_dir_a_list() ? std::string(request.ddir) : data_path_list);
 }
 
-/// Whether a path may be read; says why not.
+/// Whether a path is readable; prints why not.
 template <class G>
 bool daq_reader<G>::is_acceptable(const char* path) const {
   if constexpr (G::waits_for_closed_files) {
@@ -78,7 +78,7 @@ bool daq_reader<G>::is_acceptable(const char* path) const {
 template <class G>
 int daq_reader<G>::search(char** candidate, const std::string& list) const {
   for (const std::string_view directory : split_data_path_list(list)) {
-    // A slash and the closing zero.
+    // A slash and the terminating zero.
     const std::size_t size = directory.size() + std::strlen(*candidate) + 2;
     malloc_owner<char> path(static_cast<char*>(ravo::allocate(size)));
     if (!path) {

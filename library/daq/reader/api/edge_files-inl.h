@@ -1,6 +1,6 @@
-// Widens a list of files that was found by names by one file on each side: a name tells when a file begins,
-// so events near the edges of a period may lie in its neighbours. Definitions of ravo::daq_reader, included
-// by the source file of each generation.
+// Extends a list of files that were found by their names by one file on each side: a name says when a file
+// begins, so events near the edges of a period may lie in the neighbours. Definitions of ravo::daq_reader,
+// included by the source file of each generation.
 #ifndef RAVO_DAQ_READER_EDGE_FILES_HH
 #define RAVO_DAQ_READER_EDGE_FILES_HH
 
@@ -17,9 +17,9 @@
 
 namespace ravo {
 
-/// The file of a directory whose name contains `part`. Of several, the one whose name begins with it, and
-/// of those the one nearest in time, so that the choice does not depend on the directory's order. Names
-/// without a time are no raw files.
+/// The file of a directory whose name contains `part`. Files whose name begins with it come first, then the
+/// file nearest in time, so that the choice does not depend on the directory's order. Names without a time
+/// are not those of raw files.
 class neighbour_search {
  public:
   neighbour_search(std::string part, std::int64_t seconds) : part_(std::move(part)), seconds_(seconds) {}
@@ -33,7 +33,7 @@ class neighbour_search {
     const rank found{at != 0, gap, name};
     if (best_name().empty() || found < best_) best_ = found;
   }
-  /// Empty: there was none.
+  /// Empty: no name matched.
   const std::string& best_name() const { return std::get<std::string>(best_); }
 
  private:
@@ -50,8 +50,8 @@ bool daq_reader<G>::begins_before_request(const char* path) const {
   return time.is_known && time.seconds < window_start();
 }
 
-/// A neighbour that is missing or refused is no failure; that memory ran out is one, which may have cost
-/// the whole list.
+/// A neighbour that is missing or refused is not a failure; lack of memory is a failure, and the whole list
+/// may be gone then.
 template <class G>
 int daq_reader<G>::enter_edge_files() {
   if (const int status = enter_very_first_file(); status != RAVO_DAQ_READER_OK) return status;
@@ -73,14 +73,14 @@ int daq_reader<G>::enter_very_last_file() {
   return status;
 }
 
-/// Enters the file that comes before or after one of the list, by its number.
+/// Enters the file that comes before or after a file of the list, by its number.
 template <class G>
 int daq_reader<G>::enter_neighbour(const char* path, neighbour which) {
   const bool is_previous = which == neighbour::previous;
   const auto number = find_file_number(name_in_path(path));
   if (!number) return RAVO_DAQ_READER_OK;
   std::printf("LAST FILE NUMBER: '%s'\n", std::string(number->digits).c_str());
-  // No file comes before the first one; every file may have one behind it.
+  // No file comes before the first file; after every file there may be another.
   if (is_previous && number->value < 2) return RAVO_DAQ_READER_OK;
   const std::string part = name_up_to_number(*number, number->value + (is_previous ? -1 : 1));
   std::printf("PARTIAL FILE NAME: '%s'\n", part.c_str());

@@ -1,6 +1,6 @@
-// The list of raw files that a request covers: files enter it, leave it, and are brought into order.
-// How a name becomes a path is in data_paths-inl.h. Definitions of ravo::daq_reader, included by the source
-// file of each generation.
+// The list of raw files that cover a request: files are added, removed and sorted. data_paths-inl.h turns
+// a name into a path. Definitions of ravo::daq_reader, included by the source file of each
+// generation.
 #ifndef RAVO_DAQ_READER_FILE_REGISTRY_HH
 #define RAVO_DAQ_READER_FILE_REGISTRY_HH
 
@@ -14,7 +14,7 @@
 
 namespace ravo {
 
-/// Frees, when it is left, what a pointer points to by then.
+/// Frees, at the end of its scope, what a pointer points to by then.
 struct freed_on_leaving {
   char*& text;
   ~freed_on_leaving() { std::free(text); }
@@ -33,7 +33,7 @@ int daq_reader<G>::add_file(const char* name, bool append) try {
   }
   if (const int status = resolve(&path); status != RAVO_DAQ_READER_OK) return store(status);
   files.insert(append ? files.end() : files.begin(), path);
-  path = nullptr;  // the list's from here on
+  path = nullptr;  // the list owns it now
   return store(RAVO_DAQ_READER_OK);
 } catch (const std::bad_alloc&) {
   return store(RAVO_DAQ_READER_INTERN_ERROR);

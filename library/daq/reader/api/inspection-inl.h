@@ -1,5 +1,5 @@
-// Looks into one raw file that is no part of a request: counts, describes and prints what it holds. The
-// file enters the list only while it is loaded; its tables stay in the reader's own loader. Definitions of
+// Inspects one raw file that does not belong to a request: counts, describes and prints what it holds. The
+// file is in the list only while it is loaded; its tables stay in the reader's own loader. Definitions of
 // ravo::daq_reader, included by the source file of each generation.
 #ifndef RAVO_DAQ_READER_INSPECTION_HH
 #define RAVO_DAQ_READER_INSPECTION_HH
@@ -20,7 +20,7 @@
 
 namespace ravo {
 
-/// An entry of the older generation's dictionary. Two bounds count in these whatever the generation is.
+/// Bytes of an entry of the older generation's dictionary. Two bounds use this size for both generations.
 inline constexpr int dictionary_bound_divisor = 96;
 
 /// The first path of the list that contains a text, or null.
@@ -31,8 +31,8 @@ const char* daq_reader<G>::find_file(const char* text) const {
   return found == files.end() ? nullptr : *found;
 }
 
-/// Loads a file whose path the list is about to lose; the loader keeps the address of the text. Without
-/// memory it fails like any other load, so that the file leaves the list then too.
+/// Loads a file that is about to be removed from the list; the loader keeps the address of the path.
+/// Without memory it fails like any other load, so that the file is removed then too.
 template <class G>
 int daq_reader<G>::load_inspected(const char* path, int descr_mode, const std::vector<char*>* names) try {
   inspected_path = path;
@@ -70,8 +70,8 @@ void daq_reader<G>::print_all_channels(const char* file) {
     table_operations<G>::print_dictionary(get_tables.get_cdt_table());
 }
 
-/// The number of dictionary entries that are searched for a description: by the stated bound, which lets
-/// through more than the table holds, but never beyond the table.
+/// The number of dictionary entries that are searched for a description: by the same bound, which allows
+/// more entries than the table holds, but never beyond the table.
 template <class G>
 int daq_reader<G>::count_searched_channels() const {
   const typename G::dictionary_table* table = get_tables.get_cdt_table();
@@ -139,7 +139,7 @@ int daq_reader<G>::print_event_index_table(const char* file, int event_type) try
   return store(RAVO_DAQ_READER_INTERN_ERROR);
 }
 
-/// Waits for the signal that a channel is decoded, and takes it.
+/// Waits for the signal that a channel is decoded, and clears it.
 inline void wait_until_decoded(pthread_mutex_t* mutex, pthread_cond_t* condition, int* flag) {
   pthread_mutex_lock(mutex);
   while (*flag == 0) pthread_cond_wait(condition, mutex);
@@ -148,7 +148,7 @@ inline void wait_until_decoded(pthread_mutex_t* mutex, pthread_cond_t* condition
 }
 
 /// Decodes one channel of a file and lets `print` print from its channel reader. Meant for a reader without
-/// a request: what it knew of channel names is gone afterwards, on purpose.
+/// a request: the reader's channel names are replaced, on purpose.
 template <class G>
 template <class Print>
 void daq_reader<G>::print_channel_of_file(const char* file, const char* channel, Print print) try {
@@ -156,8 +156,8 @@ void daq_reader<G>::print_channel_of_file(const char* file, const char* channel,
     std::printf(reader_texts<G>::printer_input);
     return;
   }
-  // A copy, because the caller's text is not the reader's to keep; made, like the room for it, before the
-  // file enters the list.
+  // A copy, because the reader must not keep the caller's text; the copy and the room for it are made
+  // before the file is added to the list.
   std::string name = channel;
   chans.reserve(1);
   get_tables.clean_up();

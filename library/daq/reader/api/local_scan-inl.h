@@ -16,7 +16,7 @@
 
 namespace ravo {
 
-/// Prints a text that has the place for a file, its time and the request's period.
+/// Prints a text with placeholders for a file, its time and the request's period.
 inline void print_file_and_period(const char* text, const char* name, std::int64_t seconds,
                                   const ravo_daq_request& request) {
   std::printf(text, name, static_cast<int>(seconds), static_cast<int>(request.start_time.time.timeup),
@@ -63,7 +63,7 @@ bool daq_reader<G>::is_in_window(std::int64_t seconds) const {
   return seconds >= window_start() && seconds <= window_stop();
 }
 
-/// Whether a file of a wanted run belongs to the period, if there is one.
+/// Whether a file of a wanted run belongs to the period, if there is a period.
 template <class G>
 bool daq_reader<G>::is_wanted_of_run(const char* name, std::int64_t seconds) {
   if (window_start() == 0) return true;
@@ -75,7 +75,7 @@ bool daq_reader<G>::is_wanted_of_run(const char* name, std::int64_t seconds) {
   return false;
 }
 
-/// Whether a file that begins before the period has events of it, which its event index tells.
+/// Whether a file that begins before the period has events in it, according to its event index.
 template <class G>
 bool daq_reader<G>::reaches_window(const char* name, std::int64_t seconds) {
   std::string path = request.ddir;

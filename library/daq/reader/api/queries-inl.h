@@ -1,4 +1,4 @@
-// What a reader tells of its files, of the channels of a loaded file and of its own channels. Definitions
+// Queries about a reader's files, the channels of a loaded file and the reader's own channels. Definitions
 // of ravo::daq_reader, included by the source file of each generation.
 #ifndef RAVO_DAQ_READER_QUERIES_HH
 #define RAVO_DAQ_READER_QUERIES_HH
@@ -27,14 +27,14 @@ template <class G>
 char* daq_reader<G>::get_channel_name(int position, int* count, int* ev_mask, int* dtype_mask) {
   using entry = typename G::dictionary_entry;
   constexpr int head_size = sizeof(typename G::dictionary_table);
-  // An entry of the older generation. The stated bound counts in these whatever the generation is.
+  // Bytes of an entry of the older generation. The bound uses this size for both generations.
   constexpr int bound_divisor = 96;
   typename G::dictionary_table* table = get_tables.get_cdt_table();
   if (position < 0 || !table || table->pattern != RAVO_CHAN_DICTIONARY_PATTERN) return nullptr;
   if (table->length <= head_size) return nullptr;
   const int content = table->length - head_size;
   if (position >= content / bound_divisor) return nullptr;
-  // The bound lets through more than the table holds.
+  // The bound allows more entries than the table holds.
   if (position >= content / static_cast<int>(sizeof(entry))) return nullptr;
   entry& channel = table->channel_entry()[position];
   if (count) *count = channel.count;
@@ -45,7 +45,7 @@ char* daq_reader<G>::get_channel_name(int position, int* count, int* ev_mask, in
 
 template <class G>
 char* daq_reader<G>::get_channel_name(int position, int* subchan) {
-  // A position equal to the number of channels is within the bound, but nothing is there.
+  // A position equal to the number of channels passes the bound, but there is no channel.
   if (position < 0 || static_cast<std::size_t>(position) >= results.size()) return nullptr;
   result_entry* entry = results[static_cast<std::size_t>(position)];
   if (!entry) return nullptr;

@@ -1,4 +1,4 @@
-// The reader of the older generation, made from the parts that it shares with the current one.
+// The reader of the older generation, made from the parts that both generations share.
 #include "ravo_daq_reader.h"
 
 #include "api/channels-inl.h"

@@ -1,4 +1,4 @@
-// The reader of the current generation, made from the parts that it shares with the older one.
+// The reader of the current generation, made from the parts that both generations share.
 #include "ravo_daq_reader_2010.h"
 
 #include "api/channels-inl.h"

@@ -1,5 +1,5 @@
-// What the readers say in the words of their generation: every text that carries a class name or that the
-// other generation words differently, whole. Texts common to both stand beside the code that prints them.
+// The texts of the readers that differ between the generations: every text that holds a class name or that
+// the other generation words differently. Texts common to both are where they are printed.
 #ifndef RAVO_DAQ_READER_TEXTS_H
 #define RAVO_DAQ_READER_TEXTS_H
 
@@ -44,7 +44,7 @@ struct reader_texts<generation_2010> {
       "file\n";
   static constexpr const char* no_very_first_file =
       "ravo_daq_reader_2010(): unable to get the name of the very first file\n";
-  // Said of the very last file, although it speaks of the first.
+  // Printed for the very last file, although it names the first.
   static constexpr const char* no_very_last_file =
       "ravo_daq_reader_2010(): unable to get the name if the very first file\n";
   static constexpr const char* no_time_of_first_run =
@@ -54,7 +54,7 @@ struct reader_texts<generation_2010> {
   static constexpr const char* window_of_runs = "ravo_daq_reader_2010::init() making correction in time\n";
   static constexpr const char* window_reset = "ravo_daq_reader_2010::init() time reset\n";
 
-  // The printers of one channel. All four speak of the first one.
+  // The printers of one channel. The texts of all four name the first.
   static constexpr const char* printer_input =
       "ravo_daq_reader_2010::print_channel_event_headers() check input parameters\n";
   static constexpr const char* printer_no_file =
@@ -98,7 +98,7 @@ struct reader_texts<generation_2009> {
       "ravo_daq_reader(): unable read the files in the directory to get the name if the very first file\n";
   static constexpr const char* no_very_first_file =
       "ravo_daq_reader(): unable to get the name of the very first file\n";
-  // Said of the very last file, although it speaks of the first.
+  // Printed for the very last file, although it names the first.
   static constexpr const char* no_very_last_file =
       "ravo_daq_reader(): unable to get the name if the very first file\n";
   static constexpr const char* no_time_of_first_run =
@@ -109,7 +109,7 @@ struct reader_texts<generation_2009> {
   static constexpr const char* window_reset = "ravo_daq_reader::init() time reset\n";
 
   // get_data()
-  // Speaks of the other generation's slicer, as it always has.
+  // Names the other generation's slicer, as it always has.
   static constexpr const char* slicer_time = "slicer_2010->get_data() %f msec\n";
   static constexpr const char* no_channel_header = "ravo_daq_reader::get_data() chan_header is NULL\n";
 };

@@ -46,7 +46,7 @@ inline bool are_times_in_order(const time_stamp& start, const time_stamp& stop) 
 
 template <class G>
 int daq_reader<G>::check_request() try {
-  // Worked on as copies: a refused request stays as it was given.
+  // Works on copies, so that a refused request stays unchanged.
   ravo_time_id start = request.start_time;
   ravo_time_id stop = request.stop_time;
   complete_stop_time(stop);
@@ -63,7 +63,7 @@ int daq_reader<G>::check_request() try {
   return store(RAVO_DAQ_READER_INTERN_ERROR);
 }
 
-/// Whether the files are the request's already, because the run catalogue named them; true once.
+/// Whether the files need no trimming, because the run catalogue named them; true once.
 template <class G>
 bool daq_reader<G>::takes_files_untrimmed() {
   if constexpr (G::trusts_run_catalogue) return std::exchange(this->found_from_run_catalogue, false);
@@ -92,19 +92,19 @@ void daq_reader<G>::trim_files() {
   for (const malloc_owner<char>& path : trimmed) put_down_trimmed(path.get());
 }
 
-/// A file that was taken before is not any more.
+/// Records that a file is outside the period, even if it was recorded as taken before.
 template <class G>
 void daq_reader<G>::put_down_trimmed(const std::string& path) const {
   if (!decisions) return;
-  for (file_decision& one : *decisions)
-    if (one.name == path && one.outcome == file_outcome::taken) {
-      one.outcome = file_outcome::outside_period;
+  for (file_decision& decision : *decisions)
+    if (decision.name == path && decision.outcome == file_outcome::taken) {
+      decision.outcome = file_outcome::outside_period;
       return;
     }
   put_down(path, file_origin::caller, file_outcome::outside_period);
 }
 
-// The first file counts when it begins before the request, however long ago that is.
+// The first file may hold the request if it begins before the request, however long before.
 template <class G>
 bool daq_reader<G>::may_hold_request(std::size_t position, std::int64_t time, std::int64_t step) const {
   const std::int64_t start = request.start_time.time.timeup;

@@ -1,5 +1,5 @@
-// Turns a request into the reader's list of files: the story from the request record to a first file that
-// can be read. Scanning directories, edge files and the window of runs have files of their own. Definitions
+// Turns a request into the reader's list of files: all steps from the request record to a first file that
+// can be read. Scanning directories, edge files and the window of runs are in separate files. Definitions
 // of ravo::daq_reader, included by the source file of each generation.
 #ifndef RAVO_DAQ_READER_REQUEST_INIT_HH
 #define RAVO_DAQ_READER_REQUEST_INIT_HH
@@ -32,7 +32,7 @@ int daq_reader<G>::init(const ravo_daq_request* wanted,
   if (channels && !channels->empty()) {
     if (const int status = set_channels(channels); status != RAVO_DAQ_READER_OK) return store(status);
   }
-  set_data_dir(request.ddir);  // gives it the end that other steps rely on
+  set_data_dir(request.ddir);  // gives it the ending that other steps rely on
   file_choice choice;
   if (const int status = choose_files(choice); status != RAVO_DAQ_READER_OK) return store(status);
   if (const int status = enter_files(choice); status != RAVO_DAQ_READER_OK) return store(status);
@@ -49,7 +49,7 @@ int daq_reader<G>::init(const ravo_daq_request* wanted,
   return store(RAVO_DAQ_READER_INTERN_ERROR);
 }
 
-/// Starts over from the request. It may be the reader's own, or have texts without their closing zero.
+/// Starts over from the request. It may be the reader's own, or have texts without a terminating zero.
 template <class G>
 void daq_reader<G>::take_request(const ravo_daq_request& wanted) {
   const ravo_daq_request copy = wanted;
@@ -62,7 +62,7 @@ void daq_reader<G>::take_request(const ravo_daq_request& wanted) {
   request.ddir[sizeof request.ddir - 1] = '\0';
 }
 
-/// The end of the request's period; without one, now.
+/// The end of the request's period; now, if the request has no end.
 template <class G>
 std::int64_t daq_reader<G>::window_stop() const {
   const std::uint32_t stop = request.stop_time.time.timeup;
@@ -72,7 +72,7 @@ std::int64_t daq_reader<G>::window_stop() const {
 template <class G>
 int daq_reader<G>::choose_files(file_choice& choice) {
   const int status = is_run_request() ? choose_files_of_runs(choice) : choose_files_of_period(choice);
-  // Also back to false: this list would not be the catalogue's.
+  // Set to false too: the list is then not from the catalogue.
   if constexpr (G::trusts_run_catalogue) this->found_from_run_catalogue = choice.is_from_catalogue();
   return status;
 }
@@ -106,7 +106,7 @@ inline constexpr int only_closed_files = 1;
 
 template <class G>
 int daq_reader<G>::look_up_runs(file_choice& choice) {
-  // Far more runs than an archive has; a request for more is a mistake, not a reason to fill the memory.
+  // Far more runs than an archive has; a request for more is a mistake and must not use up the memory.
   constexpr std::size_t most_runs = 10'000'000;
   const std::size_t count = static_cast<std::size_t>(last_run() - request.run_first) + 1;
   const malloc_owner<int> numbers(
@@ -128,7 +128,7 @@ int daq_reader<G>::look_up_runs(file_choice& choice) {
   return RAVO_DAQ_READER_OK;
 }
 
-/// Whether the catalogue knows files of the request's period. It takes a stop of 0 for no end.
+/// Whether the catalogue knows files of the request's period. A stop of 0 means no end.
 template <class G>
 bool daq_reader<G>::look_up_period(std::vector<std::string>& names) {
   catalogue_answer answer(table_operations<G>::free_found_files);
@@ -139,8 +139,8 @@ bool daq_reader<G>::look_up_period(std::vector<std::string>& names) {
   return !names.empty();
 }
 
-/// Keeps the files that the catalogue has for the period too. When it has no answer to that, all stay:
-/// events outside the period are passed over later.
+/// Keeps only the files that the catalogue also lists for the period. If it has no answer for the period,
+/// all stay: events outside the period are skipped later.
 template <class G>
 void daq_reader<G>::limit_to_period(std::vector<std::string>& names) {
   std::vector<std::string> of_period;
@@ -156,8 +156,8 @@ void daq_reader<G>::limit_to_period(std::vector<std::string>& names) {
   });
 }
 
-/// Enters the files by their bare names, as the data directories have them. A file that is refused is left
-/// out; only when memory runs out, the request fails: the files already entered may be gone then.
+/// Enters the files by their bare names, to be found in the data directories. A refused file is left out;
+/// the request fails only if memory runs out: the files already entered may be gone then.
 template <class G>
 int daq_reader<G>::enter_files(const file_choice& choice) {
   for (const std::string& name : choice.names) {
@@ -172,7 +172,7 @@ int daq_reader<G>::enter_files(const file_choice& choice) {
   return RAVO_DAQ_READER_OK;
 }
 
-/// Enters a file that was met on the way, neighbours in front, and puts down what came of it.
+/// Enters a file of any origin, neighbours at the front of the list, and records the decision.
 template <class G>
 int daq_reader<G>::enter_file(const char* name, file_origin origin) {
   const bool append = origin != file_origin::previous && origin != file_origin::next;

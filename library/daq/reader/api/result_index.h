@@ -1,5 +1,5 @@
-// Finds a reader's results by the names that blocks carry, without walking over all of them for every
-// block of every event. Filled once; a lookup allocates nothing.
+// Finds a reader's results by the names in blocks, without walking over all results for every block of
+// every event. Filled once; a lookup allocates nothing.
 #ifndef RAVO_DAQ_READER_RESULT_INDEX_H
 #define RAVO_DAQ_READER_RESULT_INDEX_H
 
@@ -15,7 +15,7 @@ class result_index {
  public:
   static constexpr std::size_t none = static_cast<std::size_t>(-1);
 
-  /// Enters the result at `position`. Of several with one name, or one key, the first entered counts.
+  /// Enters the result at `position`. If a name or a key is entered twice, the first entry wins.
   void add(std::string_view name, std::string_view key, std::size_t position) {
     names_.try_emplace(std::string(name), position);
     keys_.try_emplace(std::string(key), position);

@@ -22,22 +22,22 @@
 
 namespace ravo {
 
-/// Calls of get_data() in this process, of all readers; there to be looked at in a debugger.
+/// Calls of get_data() in this process, of all readers; for inspection in a debugger.
 inline std::atomic<unsigned long> get_data_calls{0};
 
-/// The subheader that an entry of the slicer points to; null when it has none.
+/// The subheader that an entry of the slicer points to; null if it has no subheader.
 template <class Subhead>
 const Subhead* subheader_of(const ravo_channel_entry_long& element) {
   return std::bit_cast<const Subhead*>(element.sbchdata[0].chhd);
 }
 
-/// The data type of a block; the high half tells only what a subchannel was cut from.
+/// The data type of a block; the high half only says what a subchannel was cut from.
 template <class Subhead>
 int type_of(const Subhead& block) {
   return block.dtype & 0xffff;
 }
 
-/// Updates and begin- and end-of-run blocks: they come now and then, and under the channel's bare name.
+/// Updates and begin- and end-of-run blocks: they come occasionally, and carry the channel's bare name.
 template <class G>
 bool is_occasional(int dtype) {
   return dtype == G::update_dtype || dtype == G::begin_of_run_dtype || dtype == G::end_of_run_dtype;
@@ -48,7 +48,7 @@ std::string_view text_of(const char (&field)[size]) {
   return {field, strnlen(field, size)};
 }
 
-/// Copies a record from an address of the decoding layer; zeroes when there is none.
+/// Copies a record from an address of the decoding layer; all zero if there is no record.
 template <class Record>
 void copy_record(Record& to, std::uint64_t address) {
   if (address == 0)
@@ -60,7 +60,7 @@ void copy_record(Record& to, std::uint64_t address) {
 template <class G>
 int daq_reader<G>::get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* entries,
                             int mode) try {
-  if (!slicer) return RAVO_DAQ_READER_NOT_INIT;  // the last error stays what start() or clean_up() left
+  if (!slicer) return RAVO_DAQ_READER_NOT_INIT;  // the last error stays that of start() or clean_up()
   if (!entries) return store(RAVO_DAQ_READER_INV_PARAM);
   get_data_calls.fetch_add(1, std::memory_order_relaxed);
   cur_res.clear();
@@ -87,7 +87,7 @@ int daq_reader<G>::find_requested_event(const ravo_time_id* id, int mode) {
       case RAVO_DAQ_SLICER_INTERN_ERROR:
       case RAVO_DAQ_SLICER_OUT_OF_WINDOW:
       case RAVO_DAQ_SLICER_NOT_READY:
-        return status;  // the slicer's, so not stored
+        return status;  // not stored, because it is the slicer's
       default:
         std::printf("Unexpected return code %d\n", status);
         return store(status);
@@ -123,7 +123,7 @@ void daq_reader<G>::note_empty_event() {
   if (debug >= 1) std::printf("BREAKING HERE 1 mode: %d \n", request.synch_mode);
 }
 
-/// The event as the first regular channel has it; without one, as the first channel has it.
+/// The event as the first regular channel has it; without a regular channel, as the first channel has it.
 template <class G>
 ravo_time_id daq_reader<G>::get_reference_event() const {
   const ravo_channel_entry_long* first = nullptr;
@@ -149,7 +149,7 @@ typename daq_reader<G>::place daq_reader<G>::place_of(const ravo_time_id& event)
   return is_before_start(event) || is_past_stop(event) ? place::outside : place::inside;
 }
 
-// Where events are told by number, a number that is asked for counts, and the time only without one.
+// If events are aligned by number, the requested number counts; the time counts only without a number.
 template <class G>
 bool daq_reader<G>::is_before_start(const ravo_time_id& event) const {
   if (request.synch_mode == RAVO_DAQ_SLICER_SYNCH_MODE_EVID && request.start_time.event_number != 0)
@@ -191,7 +191,7 @@ std::size_t daq_reader<G>::find_result(const subhead& block) const {
   return is_occasional<G>(type_of(block)) ? index->find_name(name) : index->find_key(name);
 }
 
-/// The trace of a walk over the results in their order, up to the one that find_result() finds.
+/// Prints the trace of a walk over the results in their order, up to the result that find_result() finds.
 template <class G>
 void daq_reader<G>::print_comparisons(const subhead& block) const {
   const bool is_by_name = is_occasional<G>(type_of(block));
@@ -228,8 +228,8 @@ int daq_reader<G>::take(const ravo_channel_entry_long& element, std::size_t posi
   return RAVO_DAQ_READER_OK;
 }
 
-/// Sees to it that a result can hold a block and a zero behind it: the data of slow channels are taken for
-/// texts. Its buffer grows and never shrinks.
+/// Makes room in a result for a block and a zero after it, because the data of slow channels are read as
+/// texts. The buffer grows and never shrinks.
 template <class G>
 int daq_reader<G>::make_room(std::size_t position, std::size_t size) {
   result_entry& entry = *results[position];
@@ -246,7 +246,7 @@ int daq_reader<G>::make_room(std::size_t position, std::size_t size) {
   return RAVO_DAQ_READER_OK;
 }
 
-/// A slow channel, once seen, is handed out with every event, with its last value.
+/// A slow channel that has been seen once is handed out with every event, with its last value.
 template <class G>
 void daq_reader<G>::hand_out(std::vector<ravo_channel_entry_long*>& entries) {
   entries.reserve(results.size());

@@ -1,4 +1,4 @@
-// Gives a request for runs the time window of its runs, unless it has one that meets them. Definitions of
+// Gives a request for runs the time window of its runs, unless its own window overlaps them. Definitions of
 // ravo::daq_reader, included by the source file of each generation.
 #ifndef RAVO_DAQ_READER_RUN_WINDOW_HH
 #define RAVO_DAQ_READER_RUN_WINDOW_HH
@@ -15,7 +15,7 @@
 
 namespace ravo {
 
-/// The asked-for window as it is, the window of the runs, or none at all.
+/// The requested window as it is, the window of the runs, or no window at all.
 enum class window_choice { asked, runs, open };
 
 inline window_choice choose_window(std::int64_t asked_start, std::int64_t asked_stop,
@@ -26,8 +26,8 @@ inline window_choice choose_window(std::int64_t asked_start, std::int64_t asked_
   return do_overlap ? window_choice::asked : window_choice::runs;
 }
 
-/// The seconds of a run's end. Windows count in whole seconds, so that an end within a second is rounded
-/// up: the run's last events lie before it.
+/// The seconds of a run's end. Windows are in whole seconds, so an end within a second is rounded up: the
+/// run's last events lie before it.
 inline std::int64_t whole_second_after(const time_stamp& end) {
   const std::int64_t seconds = std::int64_t{end.timeup} + (end.timelow > 0 ? 1 : 0);
   return std::min<std::int64_t>(seconds, std::numeric_limits<std::uint32_t>::max());
@@ -55,8 +55,8 @@ void daq_reader<G>::correct_window() {
   }
 }
 
-/// The window of the runs as the catalogue has it; false when it does not know the first run. A last run
-/// that it does not know leaves the end unknown, which is 0.
+/// The window of the runs from the catalogue; false if it does not know the first run. If it does not know
+/// the last run, the end is unknown, which is 0.
 template <class G>
 bool daq_reader<G>::get_time_of_runs(std::int64_t& start, std::int64_t& stop) {
   time_stamp begin{};
@@ -80,8 +80,8 @@ bool daq_reader<G>::get_time_of_runs(std::int64_t& start, std::int64_t& stop) {
   return true;
 }
 
-/// The window of the runs as the names of the files have it. The last file is taken to be as long as the
-/// ones before it.
+/// The window of the runs from the names of the files. The last file is assumed to be as long as those
+/// before it.
 template <class G>
 void daq_reader<G>::get_time_of_files(std::int64_t& start, std::int64_t& stop) const {
   const file_time first = time_of_file(files.front());

@@ -1,5 +1,5 @@
-// The reader as an object: construction, its settings and what they answer, and the way back to the state
-// after construction. Definitions of ravo::daq_reader, included by the source file of each generation.
+// The reader as an object: construction, its settings with their getters, and the return to the state after
+// construction. Definitions of ravo::daq_reader, included by the source file of each generation.
 #ifndef RAVO_DAQ_READER_SETTINGS_HH
 #define RAVO_DAQ_READER_SETTINGS_HH
 
@@ -33,7 +33,7 @@ daq_reader<G>::daq_reader() {
     last_error.reserve(longest_error_text);
     take_first_path_list();
   } catch (const std::bad_alloc&) {
-    // The list is asked for again with the first file that needs it.
+    // The list is read again for the first file that needs it.
   }
 }
 
@@ -81,7 +81,7 @@ void daq_reader<G>::clean_up() {
   data_capacity.clear();
   current_event_id = {};
   time_start = time_stop = 0;
-  // The environment is not asked again: the built-in time difference holds from here on.
+  // The environment is not read again: the built-in time difference applies from here on.
   set_default_request();
   evs = evs_empty = 0;
   get_tables.clean_up();
@@ -181,9 +181,9 @@ int daq_reader<G>::set_catalog_dir(const char* directory) {
 template <class G>
 int daq_reader<G>::set_data_dir(const char* directory) try {
   if (slicer) return store(RAVO_DAQ_READER_NOT_ALLOWED);
-  // A copy, because a caller may hand back what get_data_dir() gave.
+  // A copy, because a caller may pass what get_data_dir() returned.
   std::string kept(directory ? directory : "");
-  // A text that ends in ":" is a list of directories and gets no slash; one too long loses its end.
+  // A text that ends in ":" is a list of directories and gets no slash; a text that is too long is cut.
   if (!kept.empty() && kept.back() != '/' && kept.back() != ':') {
     kept.resize(std::min(kept.size(), sizeof request.ddir - 2));
     kept += '/';
@@ -197,7 +197,7 @@ int daq_reader<G>::set_data_dir(const char* directory) try {
 template <class G>
 int daq_reader<G>::set_synch_mode(int mode) {
   if (slicer) return store(RAVO_DAQ_READER_NOT_ALLOWED);
-  // Lenient on purpose: an unknown mode changes nothing and is no error.
+  // Lenient on purpose: an unknown mode changes nothing and is not an error.
   if (mode == RAVO_DAQ_SLICER_SYNCH_MODE_EVID || mode == RAVO_DAQ_SLICER_SYNCH_MODE_TIME)
     request.synch_mode = mode;
   return store(RAVO_DAQ_READER_OK);
@@ -236,7 +236,7 @@ void daq_reader<G>::set_data_path_list(const char* list) try {
   data_path_list = list;
   has_path_list = true;
 } catch (const std::bad_alloc&) {
-  set_error(RAVO_DAQ_READER_INTERN_ERROR);  // the list stays as it was
+  set_error(RAVO_DAQ_READER_INTERN_ERROR);  // the list is unchanged
 }
 
 }  // namespace ravo

@@ -19,7 +19,7 @@ int daq_reader<G>::init(const std::vector<char*>* file_names,
   if (slicer) clean_up();
   for (const char* name : *file_names) {
     if (!name || !*name) continue;
-    // A file that is refused is left out; but without memory the files before it may be gone too, and a
+    // A refused file is left out. Without memory, however, the files before it may be gone too, and a
     // request without some of its files would mislead.
     if (add_file(name, true) != RAVO_DAQ_READER_INTERN_ERROR) continue;
     drop_files();
@@ -30,7 +30,7 @@ int daq_reader<G>::init(const std::vector<char*>* file_names,
   return open_first_file();
 }
 
-/// Sees whether the first file is readable at all.
+/// Checks whether the first file is readable at all.
 template <class G>
 int daq_reader<G>::open_first_file() {
   if (files.empty()) return store(RAVO_DAQ_READER_OK);
@@ -53,11 +53,11 @@ int daq_reader<G>::start() try {
   number_results();
   slicer = new (std::nothrow) typename G::slicer;
   if (!slicer) return store(RAVO_DAQ_READER_INTERN_ERROR);
-  // Whatever fails from here on, the slicer stays: the reader counts as started until clean_up().
+  // The slicer stays whatever fails from here on: the reader counts as started until clean_up().
   if (const int status = configure_slicer(); status != RAVO_DAQ_READER_OK) return store(status);
   return start_slicer();
 } catch (const std::bad_alloc&) {
-  // Never half a start: get_data() would take it for the end of the data.
+  // Undoes the start: get_data() would take a half-started slicer for the end of the data.
   delete slicer;
   slicer = nullptr;
   return store(RAVO_DAQ_READER_INTERN_ERROR);
@@ -98,7 +98,7 @@ int daq_reader<G>::start_slicer() {
   return status;
 }
 
-/// Prepares what get_data() needs to find and fill the results without asking for memory.
+/// Prepares what get_data() needs to find the results without allocating memory.
 template <class G>
 void daq_reader<G>::number_results() {
   index = std::make_unique<result_index>();

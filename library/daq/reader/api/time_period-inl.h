@@ -1,4 +1,4 @@
-// How much time a reader's request or files span. Definitions of ravo::daq_reader, included by the source
+// The time that a reader's request or files span. Definitions of ravo::daq_reader, included by the source
 // file of each generation.
 #ifndef RAVO_DAQ_READER_TIME_PERIOD_HH
 #define RAVO_DAQ_READER_TIME_PERIOD_HH
@@ -12,7 +12,7 @@
 
 namespace ravo {
 
-/// The span between two times in microseconds; -4 when there is none.
+/// The span between two times in microseconds; -4 if there is no span.
 inline double span_us(double first, double last) {
   return first == last || first == 0 || last == 0 ? -4.0 : last - first;
 }
@@ -62,7 +62,7 @@ double daq_reader<G>::get_period_of_one_file() {
   return span;
 }
 
-/// The last file is taken to be as long as the ones before it.
+/// Assumes that the last file is as long as the files before it.
 template <class G>
 double daq_reader<G>::get_period_of_file_names() const {
   const file_time first = time_of_file(files.front());
