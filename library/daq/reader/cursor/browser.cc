@@ -1,4 +1,4 @@
-// Lists the channels of one raw file of the older generation, by asking a reader that is used for nothing
+// Lists the channels of one raw file of the older generation, with a reader that is used for nothing
 // else.
 #include <bit>
 #include <cstdio>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// The number of the single bit of a mask, of the lowest 30; 0 for every other mask.
+// The number of the only bit of a mask, if it is among the lowest 30; 0 for every other mask.
 int single_bit(int mask) {
   constexpr int highest = 29;
   const unsigned bits = static_cast<unsigned>(mask);
@@ -27,7 +27,7 @@ int single_bit(int mask) {
 
 ravo_daq_browser::~ravo_daq_browser() { Clean(); }
 
-// An earlier state is not cleaned: pointers that were handed out may still be in use.
+// Does not clean an earlier state: pointers that were handed out may still be in use.
 int ravo_daq_browser::Init(const char* name) try {
   if (!name) {
     std::cerr << "ravo_daq_browser::Init: no input filename" << std::endl;
@@ -65,7 +65,7 @@ int ravo_daq_browser::GetNchan() {
 
 char* ravo_daq_browser::GetChanName(int i, int* count, int* evmask, int* dtmask) {
   if (Status != 1) {
-    // The text is that of GetNchan: programs look for it.
+    // The text is that of GetNchan: programs search for it.
     std::cerr << "ravo_daq_browser::GetNchan: wrong Status " << Status << std::endl;
     return nullptr;
   }

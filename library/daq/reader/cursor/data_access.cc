@@ -1,4 +1,4 @@
-// From a list file and a list of properties to a started reader of the older generation, and on to its next
+// Starts a reader of the older generation from a list file and a list of properties, and reads its next
 // event.
 #include <algorithm>
 #include <cstdio>
@@ -23,7 +23,7 @@ int refuse(const char* text, int code) {
   return code;
 }
 
-// The first word of a line of the list file; empty for a line that names no file.
+// The first word of a line of the list file; empty for a line that does not name a file.
 std::string file_in_line(const char* line) {
   constexpr std::size_t shortest = 5;
   constexpr const char* white = " \t\n\v\f\r";
@@ -68,7 +68,7 @@ int ravo_daq_data::Init(const char* files, std::vector<ravo_sprop*>* props, int 
   return refuse(no_memory, -12);
 }
 
-// A longer line than the buffer is read in pieces, each a line of its own.
+// A line that is longer than the buffer is read in pieces, and each piece counts as a line.
 int ravo_daq_data::add_files(const std::string& list_file) {
   if (!list_file.empty()) {
     FileName = strdup(list_file.c_str());
@@ -98,7 +98,7 @@ int ravo_daq_data::add_properties() {
   Nprop = 0;
   for (const ravo_sprop* property : *Lprop) {
     if (!property || !property->prname || property->prlen <= 2) continue;
-    // One zero more than the caller counted: a name that fills its length has an end all the same.
+    // Adds a terminating zero, which a name that fills its length does not have.
     const std::size_t room = static_cast<std::size_t>(property->prlen) - 1;
     std::string name(property->prname, strnlen(property->prname, room));
     daq_channel_entry channel{name.data(), {-1, -1, -1, -1, 0, 0, 0}};

@@ -1,4 +1,4 @@
-// Camera frames of the selected channel: their parameters, their pixels, and a copy of these as floats.
+// Camera frames of the selected channel: their parameters, their pixels, and the pixels copied as floats.
 #include <algorithm>
 #include <cstring>
 #include <iostream>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// One frame of either layout, as its head tells it.
+// A frame of either layout, as its head describes it.
 struct frame_description {
   std::size_t head_size;
   std::int32_t number;
@@ -18,7 +18,7 @@ struct frame_description {
   std::int32_t length;
   std::int32_t x_start, x_increment, nx;
   std::int32_t y_start, y_increment, ny;
-  // Those of a converted image: a plain frame has none there.
+  // The increments of a converted image: always 0 for a plain frame.
   std::int32_t x_axis_increment, y_axis_increment;
 };
 
@@ -84,15 +84,15 @@ bool is_frame(int dtype) {
   return (dtype & 0xffff) == RAVO_BLOCK_IMAGE || (dtype & 0xffff) == RAVO_BLOCK_IMAGE_EXT;
 }
 
-// Frames are measured in 32 bits, and a product that wraps shows when their pixels are visited.
+// Sizes of frames are 32-bit numbers; a product that wraps is noticed when the pixels are visited.
 std::int32_t product(std::int32_t a, std::int32_t b) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
 }
 
-// Where in the array the pixels go, column by column. False, and a line that says where, at the first pixel
-// that is not part of the frame.
+// Copies the pixels into the array, column by column. At the first pixel that is outside the frame, prints
+// where it is and returns false.
 bool convert_pixels(const frame_description& frame, const unsigned char* pixels, float* values) {
-  if (frame.ny < 1) return true;  // columns without pixels, of which there may be two thousand million
+  if (frame.ny < 1) return true;  // columns without pixels, of which there may be two billion
   const std::int64_t width = frame.nx;
   const std::int32_t size = product(frame.nx, frame.ny);
   for (std::int32_t x = 0; x < frame.nx; ++x) {
@@ -118,7 +118,7 @@ bool convert_pixels(const frame_description& frame, const unsigned char* pixels,
   return true;
 }
 
-// As many elements as pixels, but never more than the pixel bytes can fill.
+// As many elements as there are pixels, but no more than the pixel bytes can fill.
 std::size_t elements_of(const frame_description& frame) {
   const std::int64_t pixels = std::int64_t{frame.nx} * frame.ny;
   return static_cast<std::size_t>(std::clamp<std::int64_t>(pixels, 0, frame.length));
@@ -201,6 +201,6 @@ float ravo_daq_getdata::GetImageVal(int x, int y) const {
   if (x < 0 || y < 0 || x >= ImageNx || y >= ImageNy) return 0;
   const std::size_t index =
       static_cast<std::size_t>(y) * static_cast<std::size_t>(ImageNx) + static_cast<std::size_t>(x);
-  // The axes may be those of an earlier image, when the last one could not be converted.
+  // The axes may be those of an earlier image, if the last image could not be converted.
   return ImageFloat && index < converted_values ? ImageFloat[index] : 0;
 }

@@ -1,4 +1,4 @@
-// What the headers of the selected channel and of its event say, and the names of its members.
+// Information from the headers of the selected channel and its event, and the names of its members.
 #include <cstring>
 #include <iostream>
 
@@ -22,7 +22,7 @@ int ravo_daq_getdata::GetMembNumb(const char* name) {
   return -1;
 }
 
-// The interface has it writable; nobody may write to it.
+// The interface is not const; nobody may write to the text.
 char* ravo_daq_getdata::GetMembName(int i) { return const_cast<char*>(get_chan_name(DataType, i)); }
 
 int ravo_daq_getdata::GetEventInfo(unsigned* event_number, int* event_type, unsigned* event_length,
@@ -97,7 +97,7 @@ int ravo_daq_getdata::GetChanInfo(char** name, int* dtype, int* error, int* ldat
   return with_header(from);
 }
 
-// Of older events only, and only where the text ends inside the block.
+// Only for older events, and only if the text ends inside the block.
 char* ravo_daq_getdata::GetString(int, int* len) {
   const std::size_t room = Status == 1 && ChanHeader ? data_length() : 0;
   const void* const end = room > 0 ? std::memchr(Data, 0, room) : nullptr;

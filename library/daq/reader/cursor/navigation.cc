@@ -1,4 +1,4 @@
-// Walking the channels of one event: which is selected, of which generation it is, and of which class.
+// Walks the channels of one event: which channel is selected, and its generation and class.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -23,7 +23,7 @@ bool is_fast_structure(int structure) {
   return structure == RAVO_EV_STRUCT_LOCAL || structure == RAVO_EV_STRUCT_ML;
 }
 
-// The types 33 to 37 are service blocks in current events only: older files had other use for the numbers.
+// Types 33 to 37 are service blocks in current events only: older files use the numbers for other types.
 int class_of(int dtype, bool current) {
   const int type = static_cast<std::int16_t>(dtype & 0xffff);
   if (type == RAVO_BLOCK_NAME_VALUE_STRING) return text_class;
@@ -33,7 +33,7 @@ int class_of(int dtype, bool current) {
   return fast_class;
 }
 
-// Whether the zero-terminated text at `field`, which ends after `room` bytes at the latest, is `name`.
+// Whether the zero-terminated text at `field`, which has at most `room` bytes, is `name`.
 bool is_named(const char* field, std::size_t room, const char* name) {
   const std::size_t length = std::strlen(name);
   return length < room && std::memcmp(field, name, length) == 0 && field[length] == 0;
@@ -48,7 +48,7 @@ template <>
 constexpr const char* no_server_block<raw_format_2010> =
     "ravo_daq_getdata::SetHead_2010: srvb pointer = NULL";
 
-// Whether an entry is of the channel `name`, or of the property `name` of a slow channel.
+// Whether an entry belongs to the channel `name`, or to the property `name` of a slow channel.
 template <class G>
 bool has_name(const ravo_channel_entry_long& entry, const char* name) {
   constexpr bool current = is_current_generation<G>;
@@ -56,7 +56,7 @@ bool has_name(const ravo_channel_entry_long& entry, const char* name) {
   const std::size_t length = ravo::readable_length(entry, current);
   if (ravo::type_in_layout(entry, current) != G::update_dtype)
     return is_named(at_address<const char>(at.chhd), std::min(sizeof(G::subhead::chname), length), name);
-  // The entry's own subheader counts: its generation need not be that of the selection.
+  // Uses the entry's own subheader: its generation may differ from that of the selection.
   const std::size_t head = ravo::has_current_block(entry, current) ? sizeof(ravo_serv_block_subhead_2010)
                                                                    : sizeof(ravo_serv_block_subhead);
   return at.data && length > head &&
@@ -68,7 +68,7 @@ bool has_name(const ravo_channel_entry_long& entry, const char* name) {
 
 ravo_daq_getdata::~ravo_daq_getdata() { Clean(); }
 
-// The headers of the current generation stay: the next selection overwrites them.
+// Does not clear the headers of the current generation: the next selection overwrites them.
 void ravo_daq_getdata::Clean() {
   Status = 0;
   Res = nullptr;
@@ -161,8 +161,8 @@ int ravo_daq_getdata::set_head(const ravo_channel_entry_long& entry, typename G:
   return 0;
 }
 
-// The pattern of the event header alone decides how headers are read. Where the reader found blocks of the
-// other generation, they may be shorter than what they are taken for: then copies stand in for the headers.
+// The pattern of the event header alone decides how headers are read. If the reader found blocks of the
+// other generation, they may be shorter than the expected headers: then copies replace the headers.
 template <class G>
 void ravo_daq_getdata::set_headers(const ravo_channel_entry_long& entry,
                                    typename G::server_block_head*& server, typename G::subhead*& channel) {
@@ -208,7 +208,7 @@ void ravo_daq_getdata::classify(const ravo_channel_entry_long& entry, subhead& h
   const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
   char* const entry_data = at_address<char>(at.data);
   char* const entry_header = at_address<char>(at.chhd);
-  // A stand-in is a header without data: those of the block are not as long as it says.
+  // A copy that replaces the header has no data: the data of the block are shorter than it says.
   const bool has_data = reinterpret_cast<char*>(&header) == entry_header &&
                         static_cast<std::uint32_t>(header.ldata) > sizeof header;
   Data = has_data ? find_data(header, entry_data) : nullptr;
@@ -218,7 +218,7 @@ void ravo_daq_getdata::classify(const ravo_channel_entry_long& entry, subhead& h
                                                            : get_channel_number(type, 0);
 }
 
-// Of texts and fast data, what the table-access library finds in the block; of all others the entry's.
+// For texts and fast data, the data that the table-access library finds; otherwise those of the entry.
 template <class subhead>
 char* ravo_daq_getdata::find_data(subhead& header, char* entry_data) const {
   if (PropType != text_class && PropType != fast_class) return entry_data;
@@ -226,7 +226,7 @@ char* ravo_daq_getdata::find_data(subhead& header, char* entry_data) const {
   return found ? static_cast<char*>(found) : entry_data;
 }
 
-// From Data to the end of the block. A data pointer that lies outside the block has as much as the block.
+// Bytes from Data to the end of the block; if Data lies outside the block, all data bytes of the block.
 template <class subhead>
 std::size_t ravo_daq_getdata::measure_data(const subhead& header) const {
   const std::size_t block = ravo::block_length(header);
@@ -261,7 +261,7 @@ int ravo_daq_getdata::select(int index) {
   return code < 0 ? code : PropType;
 }
 
-// At the end the last entry stays selected.
+// At the end of the entries, the last entry stays selected.
 int ravo_daq_getdata::select_next(kind wanted) {
   while (Ichan + 1 < Nchan) {
     const int code = select(Ichan + 1);

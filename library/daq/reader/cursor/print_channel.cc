@@ -1,4 +1,4 @@
-// Prints the event and one channel of it, as the cursor sees them, for a person to look at.
+// Prints the event and one of its channels, as the cursor sees them, for a person to read.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -10,7 +10,7 @@
 
 namespace {
 
-// Types whose members have no names print none: a null text would fail the stream.
+// Replaces the null name of a nameless member by an empty text: a null text would fail the stream.
 std::string_view text_or_nothing(const char* text) { return text ? text : ""; }
 
 void print_values(const float* values, std::int64_t count) {
@@ -63,7 +63,7 @@ void ravo_daq_getdata::PrintProp(int ich) {
   print_members(ldata);
 }
 
-// A name-value block has records for members, a frame is one whatever its type counts.
+// The members of a name-value block are its records; a frame is one member, whatever its type says.
 void ravo_daq_getdata::print_members(int ldata) {
   if (ravo::is_image_type(DataType & 0xffff)) return print_frame();
   char* name = nullptr;
@@ -75,7 +75,7 @@ void ravo_daq_getdata::print_members(int ldata) {
                 << " value= " << value << std::endl;
     return;
   }
-  // A block may say that it has two thousand million members, each without a sample.
+  // A block may claim two billion members, each without a sample.
   const int members = std::min(Nmemb, ldata);
   for (int i = 0; i < members; ++i) {
     std::cout << text_or_nothing(GetMembName(i));

@@ -1,4 +1,4 @@
-// Prints what the data access object was told to read, and the event that it read last. Its results come
+// Prints what the data access object was asked to read, and the event that it read last. Its results come
 // from a reader of older files: every block is read in the older layout, whatever its event header says.
 #include <algorithm>
 #include <cstring>
@@ -13,7 +13,7 @@ namespace {
 
 using block_head = ravo_serv_block_subhead;
 
-// Every channel with its index in the result, those left out that have no block of the older layout.
+// Visits every channel that has a block of the older layout, with its index in the result.
 template <class action>
 void for_each_block(const std::vector<ravo_channel_entry_long*>& entries, action&& act) {
   for (std::size_t i = 0; i < entries.size(); ++i) {
@@ -63,7 +63,7 @@ void ravo_daq_data::PrintFiles() const {
   for (std::size_t i = 0; i < Files->size(); ++i) std::cout << i << ": " << (*Files)[i] << std::endl;
 }
 
-// Null texts go into the stream as they are: it has then failed, which programs know.
+// Null texts are inserted as they are: the stream then fails, which programs expect.
 void ravo_daq_data::PrintProp() const {
   if (!Lprop) return;
   std::cout << "ravo_daq_data: Nprop= " << Nprop << " = " << Lprop->size() << " Lprop " << Lprop
@@ -94,7 +94,7 @@ void ravo_daq_data::PrintFast() const {
     const int type = type_of(block);
     if (type < RAVO_BLOCK_BPM || type > RAVO_BLOCK_WSS_COR || type == RAVO_BLOCK_IMAGE) return;
     const axis along = axis_of(block);
-    // The index in the result goes for the member's number: programs know the addresses by that.
+    // The index in the result serves as the member's number: programs rely on these addresses.
     const void* const values = get_pointer_to_data_2009(&block, i);
     std::cout << "  " << i << " fast: " << text_of(block.chname) << " dtype " << block.dtype << " error "
               << block.error << " length " << block.ldata << " start " << along.start << " inc "

@@ -1,5 +1,5 @@
-// How the entries of a result are read: their four addresses as records, and their blocks by the generation
-// that the event's own header tells.
+// How the entries of a result are read: their four addresses as records, and their blocks in the layout of
+// their generation.
 #ifndef RAVO_DATA_SELECTED_BLOCK_H
 #define RAVO_DATA_SELECTED_BLOCK_H
 
@@ -21,15 +21,15 @@ inline bool is_current(const ravo_eventheader& header) {
   return header.pattern != RAVO_EVENT_HEADER_PATTERN;
 }
 
-/// Bytes of a block, subheader and data, as it tells; 0 when it denies its own subheader.
+/// Bytes of a block, subheader and data, as it says; 0 if that is less than its subheader.
 template <class subhead>
 std::size_t block_length(const subhead& block) {
   const std::int32_t head = sizeof(subhead);
   return block.ldata < head ? 0 : static_cast<std::size_t>(block.ldata);
 }
 
-/// The generation in whose layout an entry's block is: its data tell, which follow its subheader at once,
-/// and without data the event header. The two disagree only in a file that lies about its generation.
+/// Whether an entry's block has the current layout. The data show it, because they directly follow the
+/// subheader; without data, the event header. The two disagree only in a file with a false generation.
 inline bool has_current_block(const ravo_channel_entry_long& entry, bool otherwise) {
   const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
   if (at.data - at.chhd == sizeof(ravo_serv_block_subhead_2010)) return true;
@@ -37,8 +37,8 @@ inline bool has_current_block(const ravo_channel_entry_long& entry, bool otherwi
   return at.evhd ? is_current(*at_address<const ravo_eventheader>(at.evhd)) : otherwise;
 }
 
-/// Bytes that may be read from an entry's channel header on. Readers hand out whole subheaders even where
-/// `ldata` is false.
+/// Bytes that may be read from an entry's channel header on. Readers hand out whole subheaders even if
+/// `ldata` is wrong.
 inline std::size_t readable_length(const ravo_channel_entry_long& entry, bool otherwise_current) {
   const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
   if (!at.chhd) return 0;
@@ -50,7 +50,7 @@ inline std::size_t readable_length(const ravo_channel_entry_long& entry, bool ot
   return block_length(block) ? block_length(block) : sizeof block;
 }
 
-/// The channel header of an entry that a reader of older files handed out; null without one.
+/// The channel header of an entry that a reader of older files handed out; null if it has no older header.
 inline ravo_serv_block_subhead* older_block(const ravo_channel_entry_long& entry) {
   const ravo_event_chan_ptr_long_entry& at = entry.sbchdata[0];
   return at.data - at.chhd == sizeof(ravo_serv_block_subhead_2010)
@@ -58,8 +58,8 @@ inline ravo_serv_block_subhead* older_block(const ravo_channel_entry_long& entry
              : at_address<ravo_serv_block_subhead>(at.chhd);
 }
 
-/// The data type, low 16 bits, that an entry's channel header has in the layout of one generation, which
-/// need not be the entry's own; 0 where the entry's block is too short for that.
+/// The data type, low 16 bits, of an entry's channel header, read in the layout of one generation, which
+/// may differ from the entry's; 0 if the entry's block is too short for that.
 inline int type_in_layout(const ravo_channel_entry_long& entry, bool current) {
   const std::size_t offset =
       current ? offsetof(ravo_serv_block_subhead_2010, dtype) : offsetof(ravo_serv_block_subhead, dtype);
@@ -69,7 +69,7 @@ inline int type_in_layout(const ravo_channel_entry_long& entry, bool current) {
   return dtype & 0xffff;
 }
 
-// What the table-access library has an operation a generation for. Older blocks have no groups and no
+// Operations that the table-access library has once per generation. Older blocks have no groups and no
 // statistics.
 
 inline void* pointer_to_data(ravo_serv_block_subhead_2010* block, int member) {
@@ -90,7 +90,7 @@ inline bool spectrum_parameters(ravo_serv_block_subhead* block, float* start, fl
   return get_spect_params_for_data_type_2009(block, start, inc, mean, ndata, member);
 }
 
-/// Prints what the type of a block's spectrum stands for; negative for older ones, which describe nothing.
+/// Prints what the type of a block's spectrum means; negative for older blocks, which have no description.
 inline int describe_spectrum(const ravo_serv_block_subhead_2010* block) {
   return get_spect_code_description_2010(block);
 }

@@ -1,5 +1,5 @@
-// What a program needs to prepare a request: seconds of a calendar time, and which files the run catalogue
-// has for a period.
+// What a program needs to prepare a request: seconds from a calendar time, and the files that the run
+// catalogue has for a period.
 #include <ctime>
 #include <iostream>
 #include <stdexcept>
@@ -14,7 +14,7 @@ long ravo_daq_time(int year, int month, int day, int hour, int min, int sec) {
   calendar.tm_min = min;
   calendar.tm_hour = hour;
   calendar.tm_mday = day;
-  // No int is left to wrap: mktime refuses what does not fit a year.
+  // Unsigned, so that no int overflows; mktime refuses what does not fit a year.
   calendar.tm_mon = static_cast<int>(static_cast<unsigned>(month) - 1u);
   calendar.tm_year = static_cast<int>(static_cast<unsigned>(year) - 1900u);
   calendar.tm_isdst = -1;

@@ -1,6 +1,6 @@
 // The values of the selected channel: slow values, name-value records, spectra and regions of interest.
-// Each accessor asks first whether the channel is of its kind and whether the block holds what it would
-// read.
+// Each accessor first checks whether the channel is of its kind and whether the block holds what it
+// reads.
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -36,8 +36,8 @@ std::optional<slow_value> read_slow_value(bool current, const char* data, std::s
                  : read_update<ravo_upd_data_block>(data, length);
 }
 
-// The name-value block behind a channel header, when all of its records are inside. What their names are is
-// left to who reads them, with the 80 bytes that a name has.
+// The name-value block after a channel header, if all of its records are inside. Names may fill their 80
+// bytes without a terminating zero; readers of the block must allow for it.
 template <class subhead>
 ravo_name_value_block* name_value_block(subhead* header) {
   const std::size_t length = ravo::block_length(*header);
@@ -56,15 +56,15 @@ bool is_roi_type(int dtype) {
 
 }  // namespace
 
-// The type of the selected channel's header, or nothing without a header of the event's generation. The
-// header that Clean() leaves standing may be gone by now: what it said is remembered.
+// The type of the selected channel's header; `nullopt` without a header of the event's generation. The
+// header that Clean() does not clear may be freed by now, so its type is stored.
 std::optional<int> ravo_daq_getdata::header_type() const {
   if (!data_2010) return ChanHeader ? std::optional<int>(ChanHeader->dtype) : std::nullopt;
   if (!ChanHeader_2010) return std::nullopt;
   return Status == 1 ? ChanHeader_2010->dtype : last_header_type;
 }
 
-// No line end: programs put their own text behind these complaints.
+// No line end: programs append their own text to these messages.
 void ravo_daq_getdata::complain_of_type(const char* operation) const {
   std::cerr << operation << Status;
   if (const std::optional<int> dtype = header_type())
@@ -110,7 +110,7 @@ int ravo_daq_getdata::GetValNamPrm(ravo_name_value_block** blk, int* id, char** 
                                    ravo_name_value_channel** data) {
   const std::optional<int> dtype = header_type();
   if (Status != 1 || !dtype || (*dtype & 0xffff) != RAVO_BLOCK_NAME_VALUE) return 1;
-  // A header that stands in has no data after it.
+  // A copy that replaces the header has no data after it.
   if (with_header([](const void* header) { return header; }) == &belied_channel) return 1;
   ravo_name_value_block* const block = with_header([](auto* header) { return name_value_block(header); });
   if (!block) return 1;
