@@ -1,4 +1,4 @@
-// What the layers check of their arguments, and what their messages say of objects and texts.
+// Checks that the layers make on their arguments, and how their messages name objects and texts.
 #ifndef RAVO_DAQ_READER_ARGUMENTS_H
 #define RAVO_DAQ_READER_ARGUMENTS_H
 
@@ -12,7 +12,7 @@ inline bool is_request_type(int type) {
   return type >= RAVO_DAQ_READ_CHAN_EVENT_FIRST && type <= RAVO_DAQ_READ_CHAN_EVENT_LAST;
 }
 
-/// A number that tells one object from another in messages.
+/// A number that identifies an object in messages.
 inline unsigned identity(const void* object) {
   return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(object));
 }

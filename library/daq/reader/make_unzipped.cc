@@ -1,4 +1,4 @@
-// The two operations that inflate a block for a program, and the texts of what went wrong.
+// The two operations that inflate a block for a program, and the texts of their failures.
 #include <cstdio>
 
 #include "ravo_daq_unzip.h"

@@ -1,6 +1,6 @@
-// Parts of a file in memory: copied, or mapped read-only. A part is named by its own offset and length;
-// that mappings begin at pages stays in here. A copy is read through the descriptor and not through a
-// mapping: when the file is cut short meanwhile, that is an error and not the end of the process.
+// Parts of a file in memory: copied, or mapped read-only. A part is identified by its own offset and
+// length; callers need not know that mappings begin at pages. A copy is read through the descriptor and not
+// through a mapping: if the file is truncated meanwhile, that is an error and not the end of the process.
 #ifndef RAVO_DAQ_READER_MAPPING_H
 #define RAVO_DAQ_READER_MAPPING_H
 
@@ -15,23 +15,23 @@
 #include "format/read_exactly.h"
 #include "ravo_evutl.h"
 
-// What parts of files the library has mapped at the moment, for the guard that a program may turn on
-// (ravo_mapping_guard.h): only faults in these are the guard's, and which of them had one is kept there.
+// The parts of files that the library has mapped at the moment, for the guard that a program may turn on
+// (ravo_mapping_guard.h): the guard handles only faults in these, and records which of them had a fault.
 namespace ravo::guarded_mappings {
 
-/// Enters a mapping. Without memory for the list it stays without a guard.
+/// Enters a mapping. Without memory for the list the mapping is not guarded.
 void add(const void* base, std::size_t size);
-/// To be called before it is unmapped.
+/// Must be called before the mapping is unmapped.
 void remove(const void* base);
-/// Whether pages of the mapping that begins at `base` were gone from the file when they were looked at, and
-/// read as zeros since. False for what is no mapping.
+/// Whether pages of the mapping that begins at `base` were missing from the file when they were accessed,
+/// and read as zeros since. False if there is no such mapping.
 bool is_damaged(const void* base);
 
 }  // namespace ravo::guarded_mappings
 
 namespace ravo {
 
-/// Whether `size` bytes from `offset` on lie in a file of `file_length` bytes; errno says so when not.
+/// Whether `size` bytes from `offset` on lie in a file of `file_length` bytes; if not, errno is set.
 inline bool lies_in_file(long file_length, unsigned long offset, unsigned long size) {
   const auto length = static_cast<unsigned long>(file_length);
   if (offset <= length && size <= length - offset) return true;
@@ -44,13 +44,13 @@ inline bool copy_part(int fd, long file_length, unsigned long offset, void* to, 
   return lies_in_file(file_length, offset, size) && read_exactly(fd, offset, to, size);
 }
 
-/// The page at which a mapping of what lies at `offset` begins, and how far behind it that lies.
+/// The page at which a mapping of the bytes at `offset` begins, and how far after it they begin.
 struct page_place {
   page_place(long file_length, unsigned long offset) {
-    long behind = 0;
+    long after = 0;
     page_offset =
-        static_cast<unsigned long>(ravo_get_page_offset(file_length, static_cast<long>(offset), &behind));
-    rest = static_cast<unsigned long>(behind);
+        static_cast<unsigned long>(ravo_get_page_offset(file_length, static_cast<long>(offset), &after));
+    rest = static_cast<unsigned long>(after);
   }
   unsigned long page_offset;
   unsigned long rest;
@@ -64,8 +64,8 @@ class file_mapping {
   file_mapping(const file_mapping&) = delete;
   file_mapping& operator=(const file_mapping&) = delete;
 
-  /// Maps from `offset` to `offset + size`, all of which has to lie in the file of `file_length` bytes:
-  /// touching a page behind its end would kill the process. False: errno says why.
+  /// Maps from `offset` to `offset + size`, all of which must lie in the file of `file_length` bytes:
+  /// touching a page after its end would kill the process. False: errno says why.
   bool map(int fd, long file_length, unsigned long offset, unsigned long size) {
     reset();
     if (!lies_in_file(file_length, offset, size)) return false;
@@ -85,10 +85,10 @@ class file_mapping {
   unsigned char* base() const { return base_; }
   unsigned long size() const { return size_; }
   unsigned long page_offset() const { return page_offset_; }
-  /// The wanted part.
+  /// The part that was asked for.
   unsigned char* bytes() const { return base_ + rest_; }
 
-  /// Hands the mapping over: whoever takes base() calls unmap() with it and size().
+  /// Gives up the mapping: the new owner of base() calls unmap() with base() and size().
   void release() { base_ = nullptr; }
   static void unmap(unsigned char* base, unsigned long size) {
     if (base == nullptr) return;
@@ -116,8 +116,8 @@ inline bool read_basket_length(int fd, long file_length, unsigned long offset, s
   return true;
 }
 
-/// Copies a basket of `length` bytes, and puts that length into its head: the one that was checked, should
-/// the file have changed since.
+/// Copies a basket of `length` bytes, and writes that length into its head: it has been checked, while the
+/// file may have changed since.
 inline bool copy_basket(int fd, long file_length, unsigned long offset, void* copy, unsigned long length) {
   if (!copy_part(fd, file_length, offset, copy, length)) return false;
   const std::uint32_t word = __builtin_bswap32(static_cast<std::uint32_t>(length));

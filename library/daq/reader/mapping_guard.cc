@@ -1,4 +1,4 @@
-// The guard for mappings of files that are cut short: the list of mappings, which a signal handler can read
+// The guard for mappings of files that are truncated: the list of mappings, which a signal handler can read
 // at any moment, and the handler.
 #include <signal.h>
 #include <sys/mman.h>
@@ -15,7 +15,7 @@
 namespace ravo::guarded_mappings {
 namespace {
 
-// A place for one mapping. `base` is set last and cleared first.
+// A slot for one mapping. `base` is set last and cleared first.
 struct slot {
   std::atomic<std::uintptr_t> base{0};
   std::atomic<std::size_t> size{0};
@@ -24,7 +24,7 @@ struct slot {
 
 constexpr std::uintptr_t reserved = 1;  // no mapping begins there
 
-// Lists are made longer, never shorter: a handler may be walking along.
+// Lists grow and never shrink: a handler may be walking them.
 struct slots {
   static constexpr int count = 256;
   slot of[count];
@@ -65,7 +65,7 @@ slot* take_slot() {
   return &more->of[0];
 }
 
-// ---- the handler: nothing in it but atomics and system calls
+// ---- the handler: it uses only atomics and system calls
 
 struct sigaction handler_before;
 std::atomic<bool> is_installed{false};
@@ -91,7 +91,7 @@ void hand_on(int signal_number, siginfo_t* fault, void* context) {
     return handler_before.sa_sigaction(signal_number, fault, context);
   if (handler_before.sa_handler != SIG_DFL && handler_before.sa_handler != SIG_IGN)
     return handler_before.sa_handler(signal_number);
-  // A fault cannot be ignored: what faulted does so again, and ends the process.
+  // A fault cannot be ignored: the access faults again, and ends the process.
   struct sigaction end {};
   end.sa_handler = SIG_DFL;
   sigaction(signal_number, &end, nullptr);
@@ -133,7 +133,7 @@ int ravo_install_mapping_guard() {
   guard.sa_sigaction = &handle;
   guard.sa_flags = SA_SIGINFO | SA_ONSTACK;
   sigemptyset(&guard.sa_mask);
-  // Known before the guard can need it.
+  // The old handler is known before the guard can need it.
   if (sigaction(SIGBUS, nullptr, &handler_before) != 0 || sigaction(SIGBUS, &guard, nullptr) != 0)
     return errno;
   is_installed = true;

@@ -6,7 +6,7 @@
 
 namespace ravo {
 
-/// A time in microseconds, as the classic interface counts them: a double holds every time stamp exactly.
+/// A time in microseconds, as in the classic interface: a double holds every time stamp exactly.
 inline double as_microseconds(const time_stamp& time) { return static_cast<double>(in_microseconds(time)); }
 
 }  // namespace ravo

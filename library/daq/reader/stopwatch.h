@@ -1,4 +1,4 @@
-// Elapsed time for the timing lines of the debug levels below 0.
+// Measures elapsed time for the timing lines of debug levels below 0.
 #ifndef RAVO_DAQ_READER_STOPWATCH_H
 #define RAVO_DAQ_READER_STOPWATCH_H
 
@@ -6,7 +6,7 @@
 
 namespace ravo {
 
-/// Runs from its construction on.
+/// Starts when it is constructed.
 class stopwatch {
  public:
   double microseconds() const {
