@@ -1,6 +1,6 @@
 // The user access layer: simple classes for programs that want channels by name and values by event.
 // ravo_daq_getdata is a cursor over one event's results, of both generations. It owns no entries: it points
-// into what a reader handed out, and is good until that reader's next get_data().
+// into what a reader handed out, and is valid until that reader's next get_data().
 #ifndef RAVO_DAQ_DATA_H
 #define RAVO_DAQ_DATA_H
 
@@ -20,11 +20,11 @@ class ravo_daq_reader;
 class ravo_daq_reader_2010;
 
 /// A cursor over the channels of one event, as a reader's get_data() delivers them. It selects one channel
-/// at a time and says what it is. Which generation an event is of, the pattern of its header alone says: in
-/// a file whose header is damaged there, blocks are read as what they are not, mostly as blocks without
-/// data. The pointers that it hands out point into the entries. Nothing of a block is read beyond its
-/// `ldata`. Only an index outside the vector throws (std::out_of_range). One cursor belongs to one thread
-/// at a time; several may look at the same event.
+/// at a time and describes it. The pattern of an event's header alone determines its generation: if the
+/// pattern is damaged, blocks are read in the wrong layout, mostly as blocks without data. The pointers
+/// that the cursor hands out point into the entries. A block is never read beyond its `ldata`. Only an
+/// index outside the vector throws (std::out_of_range). One cursor belongs to one thread at a time; several
+/// cursors may read the same event.
 class ravo_daq_getdata {
  public:
   ravo_daq_getdata() = default;
@@ -34,15 +34,15 @@ class ravo_daq_getdata {
 
   // ---- selecting a channel ----
 
-  /// Takes the results of an event and selects the first channel. The number of channels; -12 for null, -11
-  /// for an empty vector, or what SetHead() refused with. The counts of fast, slow and image channels add
-  /// up from call to call: call Clean() before the next event.
+  /// Takes the results of an event and selects the first channel. Returns the number of channels; -12 for
+  /// null, -11 for an empty vector, or the failure of SetHead(). The counts of fast, slow and image
+  /// channels add up from call to call: call Clean() before the next event.
   RAVO_EXPORT int SetRes(std::vector<ravo_channel_entry_long*>* res);
   /// Selects the entry of the current index. 0; -1: no entry, -2: no event header, -3: no server block,
   /// -4: no channel header.
   RAVO_EXPORT int SetHead();
-  // The following give the class of the channel that they select (GetPropType), 0 when there is none, -1
-  // when nothing is selected yet, or what SetHead() refused with.
+  // The following return the class of the channel that they select (GetPropType), 0 if there is no such
+  // channel, -1 if nothing is selected yet, or the failure of SetHead().
   RAVO_EXPORT int SetNextChan();
   RAVO_EXPORT int SetChan(int i);
   RAVO_EXPORT int SetFastNext();
@@ -52,8 +52,8 @@ class ravo_daq_getdata {
   RAVO_EXPORT int SetFast(int n);
   RAVO_EXPORT int SetSlow(int n);
   RAVO_EXPORT int SetImage(int n);
-  /// By channel name; a slow channel by the name of its property. -11: there is none; -10: nothing is
-  /// selected yet.
+  /// By channel name; a slow channel by the name of its property. -11: there is no such channel; -10:
+  /// nothing is selected yet.
   RAVO_EXPORT int SetProp(const char* name);
   /// Back to the constructed state.
   RAVO_EXPORT void Clean();
@@ -65,13 +65,13 @@ class ravo_daq_getdata {
   /// Name of a member of the channel's type (static text), or null.
   RAVO_EXPORT char* GetMembName(int i);
   // Every output may be null. 0, or negative.
-  /// The event, by the header of its first fast channel; when all are slow, of the highest event number.
+  /// The event, from the header of its first fast channel; if all are slow, of the highest event number.
   RAVO_EXPORT int GetEventInfo(unsigned* event_number, int* event_type, unsigned* event_length,
                                unsigned* timeup, unsigned* timelow, int* status, int* num_svr_block);
   RAVO_EXPORT int GetServBlockInfo(unsigned* timeup, unsigned* timelow, int* ltotal, int* mpulse,
                                    int* tmask, int* status, int* nchan);
   RAVO_EXPORT int GetChanInfo(char** name, int* dtype, int* error, int* ldata);
-  /// The data of an older event's channel as a text with its length; null when they are none.
+  /// The data of an older event's channel as a text with its length; null if they are not a text.
   RAVO_EXPORT char* GetString(int, int* len);
 
   std::vector<ravo_channel_entry_long*>* GetRes() const { return Res; }
@@ -80,16 +80,16 @@ class ravo_daq_getdata {
   int Get_NImage() const { return NImage; }
   int GetNchan() const { return Nchan; }
   int GetChanNumb() const { return Ichan; }
-  /// Of a fast channel its name. Of a slow one the beginning of its data, which for an update is the name
-  /// of the property; look at GetDataType() before you take other data for a text.
+  /// The name of a fast channel. For a slow channel the beginning of its data, which for an update is the
+  /// name of the property; check GetDataType() before you use other data as a text.
   char* GetPropName() const { return PropName; }
   /// 1: text, 2: service and name-value data, 3: fast data, 4: image.
   int GetPropType() const { return PropType; }
   /// 1: fast, 2: slow.
   int GetChanType() const { return ChanType; }
   int GetDataType() const { return DataType; }
-  /// The data type of the block as the device wrote it: of a subchannel, the type of the block that it was
-  /// cut from, else the channel's own.
+  /// The data type of the block as the device wrote it: for a subchannel, the type of the block that it was
+  /// cut from, otherwise the channel's own.
   int GetDeviceType() const {
     const int cut_from = DataType >> 16 & 0xffff;
     return cut_from ? cut_from : DataType & 0xffff;
@@ -105,15 +105,15 @@ class ravo_daq_getdata {
   // ---- images ----
 
   /// Frame number, compression indicator, bytes per pixel and number of pixel bytes. 0; -2 without data, -1
-  /// for a channel that is no image.
+  /// for a channel that is not an image.
   RAVO_EXPORT int GetImagePar(int* nframe, int* compr, int* bpp, int* len);
-  /// Start, increment and number of pixels along both axes. The number of pixel bytes; -2, -1.
+  /// Start, increment and number of pixels along both axes. Returns the number of pixel bytes; -2, -1.
   RAVO_EXPORT int GetImageSize(int* xstart, int* xinc, int* nx, int* ystart, int* yinc, int* ny);
   /// The head of an extended frame, or null.
   RAVO_EXPORT ravo_image_ext_frame_head* GetImageHeader();
-  /// The first pixel byte; null when the block does not hold as many bytes as the frame's head says.
+  /// The first pixel byte; null if the block holds fewer bytes than the frame's head says.
   RAVO_EXPORT char* GetImage();
-  /// The pixels as floats, row after row; null when the frame contradicts itself. Of pixels of more than 4
+  /// The pixels as floats, row after row; null if the frame is inconsistent. For pixels of more than 4
   /// bytes the last 4 count. Arrays of earlier calls stay valid until Clean().
   RAVO_EXPORT float* ConvertImage();
   float* GetImageFloat() const { return ImageFloat; }
@@ -122,13 +122,13 @@ class ravo_daq_getdata {
 
   // ---- values; every output may be null ----
 
-  /// The value of a slow channel, or of one record of a name-value block; 0 when it is neither.
+  /// The value of a slow channel, or of one record of a name-value block; 0 if the channel is neither.
   RAVO_EXPORT float GetSingle(int imb);
-  /// Value, status and time (seconds) of a slow channel. 0, or 1 when it is none.
+  /// Value, status and time (seconds) of a slow channel. 0, or 1 if the channel is not slow.
   RAVO_EXPORT int GetSlowPrm(float* dt, int* sts, long* tml);
-  /// A name-value block with its records. 0; 1 when it is none or holds fewer records than it says. In what
-  /// readers hand out comment and names end with a zero; in a block from elsewhere either may fill its 80
-  /// bytes, so bound what you print.
+  /// A name-value block with its records. 0; 1 if it is not such a block or holds fewer records than it
+  /// says. In blocks from readers, comment and names end with a zero; in a block from elsewhere they may
+  /// fill their 80 bytes, so limit what you print.
   RAVO_EXPORT int GetValNamPrm(ravo_name_value_block** blk, int* id, char** comment, int* ndata,
                                ravo_name_value_channel** data);
   /// Name (see above) and value of one record. 0, or 1.
@@ -136,18 +136,18 @@ class ravo_daq_getdata {
   /// The values of one member of a spectrum, or null.
   RAVO_EXPORT float* GetSpect(int imb);
   /// Axis, mean, samples, groups and statistics of a member. 0; -1: no spectrum, -2: no data. Older events
-  /// have one group and no statistics, and leave `*stats` as it is.
+  /// have one group and no statistics, and leave `*stats` unchanged.
   RAVO_EXPORT int GetSpectPar(float* start, float* inc, float** mean, int* ndata, int imb, int* groups,
                               float* groups_inc, ravo_spect_statistics_2010** stats);
-  /// One value of a member, over all groups; 0 when there is none.
+  /// One value of a member, counted over all groups; 0 if there is no such value.
   RAVO_EXPORT float GetSpectVal(int imb, int i);
   /// A region-of-interest block and the axis of one profile: `ch` 0 along x, 1 along y. 0, -1 or -2.
   RAVO_EXPORT int GetRoiPar(void** blk, float* start, float* inc, float** mean, int* ndata, int ch);
   /// A value into `dt` or an array into `arr`, whichever the channel has; a name selects it first. 0; -1:
-  /// nothing selected, -2: no data, 2: no such value in the block, 3: another kind of channel, or none of
-  /// that name.
+  /// nothing selected, -2: no data, 2: no such value in the block, 3: another kind of channel, or no
+  /// channel of that name.
   RAVO_EXPORT int GetDataPtrs(const char* name, float* dt, float** arr, int subchan);
-  /// Prints what the type of a current event's spectrum stands for. 0; 1: no spectrum, -1: an older event,
+  /// Prints what the type of a current event's spectrum means. 0; 1: no spectrum, -1: an older event,
   /// -2: no data.
   RAVO_EXPORT int GetDescr();
   /// Prints the header of the selected channel's event.
@@ -219,12 +219,12 @@ class ravo_daq_getdata {
     return data_2010 ? visit(ChanHeader_2010) : visit(ChanHeader);
   }
 
-  // Of an entry whose event header belies the generation of its blocks: the beginnings of these, and zeros
-  // up to the length of the headers that they are taken for.
+  // For an entry whose event header contradicts the generation of its blocks: the beginnings of the blocks,
+  // padded with zeros to the length of the headers that the event header asks for.
   ravo_serv_block_head_2010 belied_server{};
   ravo_serv_block_subhead_2010 belied_channel{};
   std::int32_t last_header_type = 0;  // of the last channel header of a current event
-  std::size_t measured_data = 0;      // from Data to the end of its block, as of the selection
+  std::size_t measured_data = 0;      // from Data to the end of its block, when it was selected
   std::size_t converted_values = 0;   // elements of ImageFloat
   std::vector<std::unique_ptr<float[]>> converted_images;  // all since Clean(); the last is ImageFloat
 };
@@ -234,13 +234,13 @@ struct ravo_sprop {
   char* name;          ///< a label, only printed
   std::int32_t len;    ///< of the label, only printed
   char* prname;        ///< the channel's name in the raw files
-  std::int32_t prlen;  ///< length of prname plus 2; a property of 2 or less is left out
+  std::int32_t prlen;  ///< length of prname plus 2; properties of 2 or less are skipped
   std::int32_t nmemb;  ///< only printed
   std::int32_t dtype;  ///< only printed
 };
 
 /// Reads channels of older files, event by event: a list file names the files, properties name the
-/// channels. It reads with a ravo_daq_reader, and what ravo_daq/reader.h says of memory and threads holds
+/// channels. It reads with a ravo_daq_reader; what ravo_daq/reader.h says about memory and threads applies
 /// here too.
 class ravo_daq_data {
  public:
@@ -250,21 +250,21 @@ class ravo_daq_data {
   ravo_daq_data& operator=(const ravo_daq_data&) = delete;
 
   /// Starts a reader. The list file names a file per line; lines that begin with "#", "%" or "*" and lines
-  /// shorter than 5 characters are left out. `period` is the step from event to event, by number (1: every
-  /// event) and, where events have none, by time: a step of nothing, all zero, never leaves the first
-  /// event. `start` and `stop` bound the events; all zero they do not. 0, or negative with a line on
-  /// standard error. `props` must live as long as this object.
+  /// shorter than 5 characters are skipped. `period` is the step from event to event, by number (1: every
+  /// event) or, for events without a number, by time: an all-zero step never leaves the first event.
+  /// `start` and `stop` limit the events; all zero means no limit. 0, or negative with a line on standard
+  /// error. `props` must live as long as this object.
   RAVO_EXPORT int Init(const char* files, std::vector<ravo_sprop*>* props, int debug, ravo_time_id* period,
                        ravo_time_id* start, ravo_time_id* stop);
-  /// Reads the next event into GetRes(). 0; -1 before Init(), -2 at the end of the data. The end comes
-  /// early, and with the same answer, at a file of the list that was listed before, is older than the one
+  /// Reads the next event into GetRes(). 0; -1 before Init(), -2 at the end of the data. The data end
+  /// early, with the same result, at a file of the list that was listed before, is older than the file
   /// before it, cannot be read, is of the other generation, or lacks the channels. The dataset layer
-  /// (ravo_dataset.h) reads on, and counts what it lost.
+  /// (ravo_dataset.h) continues, and counts what it lost.
   RAVO_EXPORT int GetData();
   RAVO_EXPORT void Clean();
 
-  // All print on standard output, and nothing of what is not there. A null text of a property fails the
-  // stream, as inserting one does: clear() it to print on.
+  // All print on standard output, and omit what is missing. A null text of a property makes the stream
+  // fail, as inserting null does: call clear() on the stream to continue printing.
   /// The files of the list file.
   RAVO_EXPORT void PrintFiles() const;
   /// The properties as they were given to Init().
@@ -273,7 +273,7 @@ class ravo_daq_data {
   /// The event, by its first channel.
   RAVO_EXPORT void PrintHeader() const;
   /// A line for every channel of an array type. The address is that of the member whose number is the
-  /// channel's index in the result; 0 where it has no such member.
+  /// channel's index in the result; 0 if there is no such member.
   RAVO_EXPORT void PrintFast() const;
   /// A line for every name-value block.
   RAVO_EXPORT void PrintNameVal() const;
@@ -281,7 +281,7 @@ class ravo_daq_data {
   RAVO_EXPORT void PrintSlow() const;
   /// A line for every camera frame.
   RAVO_EXPORT void PrintImage() const;
-  /// The header, then the channels by their kinds, in the order above.
+  /// The header, then the channels by kind, in the order above.
   RAVO_EXPORT void PrintAll() const;
 
   int GetStatus() const { return Status; }
@@ -296,7 +296,7 @@ class ravo_daq_data {
   ravo_time_id* GetStop() const { return Stop; }
   std::vector<ravo_channel_entry_long*>* GetRes() const { return Res; }
   ravo_daq_reader* GetReader() const { return Reader; }
-  /// Always null: only readers of the older generation are made here.
+  /// Always null: this class makes only readers of the older generation.
   ravo_daq_reader_2010* GetReader_2010() const { return Reader_2010; }
 
  private:
@@ -326,10 +326,10 @@ class ravo_daq_browser {
   ravo_daq_browser(const ravo_daq_browser&) = delete;
   ravo_daq_browser& operator=(const ravo_daq_browser&) = delete;
 
-  /// Takes the name of a file; the file itself is not looked for yet. 0; -1 for null, -2 for a name of
-  /// fewer than 2 characters, -3 without memory: nothing has then changed. A second Init() goes on to
-  /// another file and cleans nothing: the name and the reader of the first one, and what that reader gave,
-  /// stay valid until Clean().
+  /// Takes the name of a file, but does not open it yet. 0; -1 for null, -2 for a name of fewer than 2
+  /// characters, -3 without memory: nothing has then changed. A second Init() changes to another file and
+  /// cleans nothing: the name and the reader of the first file, and what that reader handed out, stay valid
+  /// until Clean().
   RAVO_EXPORT int Init(const char* name);
   /// Number of channels in the file; -1 before Init(), -2 when the file cannot be read.
   RAVO_EXPORT int GetNchan();
@@ -359,12 +359,12 @@ class ravo_daq_browser {
   std::vector<browsed_file> earlier;  // of all Init() but the last, until Clean()
 };
 
-/// Seconds since the epoch of a local date and time; months count from 1, and what is out of range carries
+/// Seconds since the epoch of a local date and time; months count from 1, and numbers out of range carry
 /// over. Also printed on standard output.
 RAVO_EXPORT long ravo_daq_time(int year, int month, int day, int hour, int min, int sec);
 
 /// Asks the run catalogue of the facility for an experiment's files of a period, in seconds since the
-/// epoch, and prints the outcome. 0. `dir` is only printed; `exps` must not be null (std::logic_error).
+/// epoch, and prints the result. 0. `dir` is only printed; `exps` must not be null (std::logic_error).
 RAVO_EXPORT int GetFileList(char* dir, char* exps, long tstart, long tend);
 
 #endif

@@ -21,7 +21,7 @@ class ravo_daq_read_chan_2010 : public ravo::daq_read_chan<ravo::generation_2010
 };
 
 /// The body of a channel reader's worker thread; the argument is the ravo_daq_read_chan_2010. Returns
-/// -1 without a reader, -2 when the reader has no baskets, -3 when it has no output array, else 0, as a
+/// -1 without a reader, -2 if the reader has no baskets, -3 if it has no output array, otherwise 0, as a
 /// pointer-sized integer.
 RAVO_EXPORT void* unzip_thread_2010(void* reader);
 

@@ -3,7 +3,7 @@
 #define RAVO_DAQ_READER_2010_H
 
 #include "ravo_daq_slicer_2010.h"
-// The reader's template needs the slicer's classes complete.
+// The reader's template needs the complete slicer classes.
 #include "ravo_daq/reader.h"
 
 /// One requested channel with its result of the current event.

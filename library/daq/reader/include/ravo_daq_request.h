@@ -1,5 +1,5 @@
-// What a caller asks of a reader: runs or a period, of which experiment and stream, and how channels
-// are aligned.
+// A caller's request to a reader: runs or a period, the experiment and stream, and how channels are
+// aligned.
 #ifndef RAVO_DAQ_REQUEST_H
 #define RAVO_DAQ_REQUEST_H
 
@@ -8,7 +8,7 @@
 
 #include "ravo_core_records.h"
 
-/// A request. The texts are zero-terminated. An all-zero time means that none is given.
+/// A request. The texts are zero-terminated. An all-zero time means that no time is given.
 struct ravo_daq_request {
   ravo_time_id start_time;  ///< start point: event number, time, or both
   ravo_time_id stop_time;   ///< stop point
@@ -17,7 +17,7 @@ struct ravo_daq_request {
   char exp_name[32];        ///< experiment
   char stream_name[32];     ///< stream
   char cdir[1024];          ///< directory of the run catalogue
-  char ddir[1024];          ///< directory of the raw files, or a list of them joined by ":"
+  char ddir[1024];          ///< directory of the raw files, or several separated by ":"
   time_stamp time_diff;     ///< largest difference within one event
   ravo_time_id period;      ///< event step
   std::int32_t synch_mode;  ///< ravo_daq_slicer_synch_mode

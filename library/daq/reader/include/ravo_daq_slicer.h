@@ -11,7 +11,7 @@ struct ravo_daq_chan_param {
   char name[80];
   char nname[80];       ///< nickname; may be empty
   int subchan;          ///< -1: the whole channel
-  ravo_chan_prms prms;  ///< carried along
+  ravo_chan_prms prms;  ///< only carried and printed
 };
 static_assert(sizeof(ravo_daq_chan_param) == 192);
 

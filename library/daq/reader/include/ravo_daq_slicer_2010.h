@@ -11,7 +11,7 @@ struct ravo_daq_chan_param_2010 {
   char name[256];
   char nname[256];      ///< nickname; may be empty
   int subchan;          ///< -1: the whole channel
-  ravo_chan_prms prms;  ///< carried along
+  ravo_chan_prms prms;  ///< only carried and printed
 };
 static_assert(sizeof(ravo_daq_chan_param_2010) == 544);
 

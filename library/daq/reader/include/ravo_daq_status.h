@@ -6,9 +6,9 @@
 /// Statuses of the channel readers.
 enum ravo_daq_read_chan_data_status : int {
   RAVO_DAQ_READ_CHAN_OK = 0,
-  RAVO_DAQ_READ_CHAN_NO_DATA = -1,        ///< the asked-for event is not there
+  RAVO_DAQ_READ_CHAN_NO_DATA = -1,        ///< the requested event does not exist
   RAVO_DAQ_READ_CHAN_NOT_READY = -2,      ///< the data are not decoded yet
-  RAVO_DAQ_READ_CHAN_OUT_OF_WINDOW = -3,  ///< the asked-for event lies outside the file
+  RAVO_DAQ_READ_CHAN_OUT_OF_WINDOW = -3,  ///< the requested event lies outside the file
   RAVO_DAQ_READ_CHAN_NOT_INIT = -4,       ///< an operation before the object was set up
   RAVO_DAQ_READ_CHAN_NOT_FOUND = -5,      ///< the file does not know the channel
   RAVO_DAQ_READ_CHAN_INTERN_ERROR = -6,   ///< an allocation, mapping or decoding failure
@@ -20,7 +20,7 @@ enum ravo_daq_slicer_status : int {
   RAVO_DAQ_SLICER_OK = 0,
   RAVO_DAQ_SLICER_NO_DATA = -1,
   RAVO_DAQ_SLICER_NOT_READY = -2,
-  RAVO_DAQ_SLICER_OUT_OF_WINDOW = -3,  ///< of get_data: no channel is left, the end of the data
+  RAVO_DAQ_SLICER_OUT_OF_WINDOW = -3,  ///< from get_data: no channel is left, the end of the data
   RAVO_DAQ_SLICER_NOT_INIT = -4,
   RAVO_DAQ_SLICER_NOT_FOUND = -5,
   RAVO_DAQ_SLICER_INTERN_ERROR = -6,
@@ -33,7 +33,7 @@ enum ravo_daq_reader_status : int {
   RAVO_DAQ_READER_OK = 0,
   RAVO_DAQ_READER_NO_DATA = -1,
   RAVO_DAQ_READER_NOT_READY = -2,
-  RAVO_DAQ_READER_OUT_OF_WINDOW = -3,  ///< of get_data: the end of the data
+  RAVO_DAQ_READER_OUT_OF_WINDOW = -3,  ///< from get_data: the end of the data
   RAVO_DAQ_READER_NOT_INIT = -4,
   RAVO_DAQ_READER_NOT_FOUND = -5,
   RAVO_DAQ_READER_INTERN_ERROR = -6,

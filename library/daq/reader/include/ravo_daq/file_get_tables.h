@@ -1,6 +1,6 @@
 // The loader: opens one raw file, loads its tables through the table-access library and makes its
 // event-header and server-block baskets available in memory. One loader serves all channel readers of
-// its file. Written once for both generations; a user names ravo_file_get_tables_2010.
+// its file. A template for both generations; programs use ravo_file_get_tables_2010.
 #ifndef RAVO_DAQ_FILE_GET_TABLES_TEMPLATE_H
 #define RAVO_DAQ_FILE_GET_TABLES_TEMPLATE_H
 
@@ -23,8 +23,8 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
  public:
   static constexpr int no_memory = -8;
 
-  // A loaded file is only read, and any number of threads may do that. Loading and clean_up() are one
-  // thread's.
+  // Any number of threads may read a loaded file, since nothing changes it. Only one thread at a time may
+  // load it or call clean_up().
 
   /// An empty loader. `descr_mode` non-zero: channel descriptions are loaded too.
   RAVO_EXPORT explicit file_get_tables(int descr_mode = 0);
@@ -37,18 +37,18 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
   /// 0: loaded. 1: no path. -2: the file cannot be opened. -3: its tail cannot be mapped. 2: no readable
   /// reference table. 3: event index table or channel dictionary refused. 5: environment dictionary
   /// refused. 6: channel description header refused. 7: channel descriptions not loadable. -4, -5: the
-  /// event-header basket, -6, -7: the server-block basket cannot be read or mapped (its head, whole); -7
-  /// also when the file changed meanwhile. Any other: the table-access library's status for the event
-  /// channel pointer table; no_memory: there is none for the list of names. After a failure the loader is
-  /// empty, but for the names after 1 and -2.
+  /// event-header basket (its head, the whole) cannot be read or mapped; -6, -7: the server-block basket;
+  /// -7 also if the file changed meanwhile. Any other: the table-access library's status for the event
+  /// channel pointer table; no_memory: there is no memory for the list of names. After a failure the loader
+  /// is empty, except for the names after 1 and -2.
   RAVO_EXPORT int get_all_tables(const char* path, int descr_mode, const std::vector<char*>* names);
   /// Releases everything and returns to the constructed state; keeps descr_mode and debug. No channel
-  /// reader of this loader may run any more.
+  /// reader of this loader may still be running.
   RAVO_EXPORT void clean_up();
 
   /// Whether the event channel pointer table holds a row for every dictionary entry.
   bool is_ecp_tab_full() const { return chans.empty(); }
-  /// The row of a name in the pointer table that was loaded for a list; -1 when it has none.
+  /// The row of a name in the pointer table that was loaded for a list; -1 if it has no row.
   RAVO_EXPORT int get_ecp_tab_entry_index(const char* name) const;
 
   typename G::event_header_basket* get_evh_basket() const { return evhb; }
@@ -69,18 +69,18 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
   int get_file_descr() const { return fd; }
   int get_client_counter() const { return clientsn; }
   void inc_client_counter() { ++clientsn; }
-  /// Whether the file's size and time of change are still those of when it was opened. What was read of one
-  /// that has changed may be of two different files.
+  /// Whether the file's size and time of change are the same as when it was opened. What was read from a
+  /// changed file may come from two different versions of it.
   RAVO_EXPORT bool is_unchanged() const;
-  /// Whether evhb and sbhb are heap copies; else they lie in the mappings.
+  /// Whether evhb and sbhb are heap copies; otherwise they lie in the mappings.
   bool are_baskets_copied() const {
     if constexpr (G::copies_header_baskets) return this->basket_copy_mode != 0;
     return false;
   }
-  /// 1 while a file is loaded, else 0.
+  /// 1 while a file is loaded, otherwise 0.
   int status() const { return file_name != nullptr && fd != -1 ? 1 : 0; }
 
-  // State. Only read by others, but for debug and clientsn.
+  // State. Others only read it, except for debug and clientsn.
   std::vector<char*> chans;   ///< names the pointer table was loaded for; the caller's texts
   char* file_name = nullptr;  ///< the caller's text
   int fd = -1;
@@ -88,7 +88,7 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
   int clientsn = 0;                   ///< how often a channel has left this file (kept by the slicer)
   unsigned char* evh_base = nullptr;  ///< mapping of the event-header basket
   unsigned long evh_offset = 0;       ///< file offset that belongs to the base a client uses
-  unsigned long evh_base_size = 0;    ///< bytes of the mapping, also of one that was copied and is gone
+  unsigned long evh_base_size = 0;    ///< bytes of the mapping, even after it was copied and released
   typename G::event_header_basket* evhb = nullptr;
   unsigned char* sbh_base = nullptr;
   unsigned long sbh_offset = 0;
@@ -98,7 +98,7 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
   typename G::reference_table* ref_tbl = nullptr;
   typename G::event_index_table* eit_tab = nullptr;
   typename G::dictionary_table* cdt_tab = nullptr;
-  typename G::chan_pointers_table* ecp_tab = nullptr;  ///< stays set after clean_up; not to be used then
+  typename G::chan_pointers_table* ecp_tab = nullptr;  ///< stays set after clean_up; must not be used then
   typename G::env_dictionary_table* eidt_tab = nullptr;
   typename G::xml_header* xcd_tab = nullptr;
   typename G::reference_table* lref_tbl = nullptr;
@@ -110,7 +110,7 @@ class file_get_tables : public copy_mode_state<G::copies_header_baskets>,
   std::vector<typename G::chan_descr*> descr_list;
   int descr_mode = 0;
   bool lacks_channels =
-      false;      ///< after a failure: nothing is wrong but that the file has none of the names
+      false;      ///< after a failure: its only reason is that the file has none of these names
   int debug = 0;  ///< 0 quiet; non-zero: failures; negative: also timings
 
  private:

@@ -1,5 +1,5 @@
-// What makes the older generation of the raw format itself, as far as the reading layers' templates need
-// to know it; the members are those of generation_2010.h, where they are explained.
+// The properties of the older generation of the raw format that the reading layers' templates need; the
+// members are those of generation_2010.h, where they are explained.
 #ifndef RAVO_DAQ_GENERATION_2009_H
 #define RAVO_DAQ_GENERATION_2009_H
 

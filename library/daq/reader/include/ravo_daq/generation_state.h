@@ -1,5 +1,5 @@
-// State that only some generations of the reading layers have: bases of their classes, which are empty
-// where a generation does without.
+// State that only some generations of the reading layers have: base classes of their classes, which are
+// empty for a generation without that state.
 #ifndef RAVO_DAQ_GENERATION_STATE_H
 #define RAVO_DAQ_GENERATION_STATE_H
 
@@ -10,7 +10,7 @@
 
 namespace ravo {
 
-/// Of loaders that may copy the header baskets.
+/// State of loaders that may copy the header baskets.
 template <bool is_present>
 struct copy_mode_state {
   int basket_copy_mode = 0;  ///< 1: evhb and sbhb are heap copies; 0: they lie in the mappings
@@ -18,7 +18,7 @@ struct copy_mode_state {
 template <>
 struct copy_mode_state<false> {};
 
-/// Of loaders that clean up under a lock.
+/// State of loaders that clean up under a lock.
 template <bool is_present>
 struct clean_up_lock {
   clean_up_lock() { pthread_mutex_init(&mx, nullptr); }
@@ -30,7 +30,7 @@ struct clean_up_lock {
 template <>
 struct clean_up_lock<false> {};
 
-/// Of channel readers, slicers and readers whose lookups by time may be held against the event numbers.
+/// State of channel readers, slicers and readers that can check lookups by time against the event numbers.
 template <bool is_present>
 struct by_time_fix_state {
   bool by_time_fix = true;
@@ -38,7 +38,7 @@ struct by_time_fix_state {
 template <>
 struct by_time_fix_state<false> {};
 
-/// Of channel readers whose lookups by time may be held against the event number of the last answer.
+/// State of channel readers that can check lookups by time against the event number of the last answer.
 template <bool is_present>
 struct last_answer_state {
   ravo_time_id event_cur{};  ///< the event that get_chan_data returned last
@@ -46,7 +46,7 @@ struct last_answer_state {
 template <>
 struct last_answer_state<false> {};
 
-/// Of channel readers whose lookups by number leave traces.
+/// State of channel readers that trace lookups by number.
 template <bool is_present>
 struct lookup_trace_state {
   int index_to_start_search = -1;
@@ -56,7 +56,7 @@ struct lookup_trace_state {
 template <>
 struct lookup_trace_state<false> {};
 
-/// Of readers that leave the files of the run catalogue untrimmed.
+/// State of readers that do not trim the files of the run catalogue.
 template <bool is_present>
 struct catalogue_state {
   bool found_from_run_catalogue = false;

@@ -1,15 +1,15 @@
 // The channel reader: reads one channel (optionally one subchannel of it) of one raw file. Its workers
 // decode every event of the channel into an array; lookups answer from it by event number or by time.
-// Written once for both generations; a user names ravo_daq_read_chan_2010.
+// A template for both generations; programs use ravo_daq_read_chan_2010.
 //
-// All events of the channel in the file are decoded when start() has been called, and stay in memory until
-// clean(), as large as they decode to. One reader belongs to one thread at a time; several may read the
-// same loaded file.
+// After start(), all events of the channel in the file are decoded, and stay in memory until clean(), in
+// their decoded size. One reader belongs to one thread at a time; several readers may read the same loaded
+// file.
 //
-// By event number, what has none is passed over, unless it is the channel's first event. Of the events that
-// share the latest time only the first is reached: it is the channel's last one. By time, what lies nearer
-// than a step is passed over. An entry whose block is damaged, and that no worker fills any more, is passed
-// over too, and is no limit.
+// Lookups by event number skip events without a number, except the channel's first event. Of the events
+// that share the latest time only the first is reached: it is the channel's last event. Lookups by time
+// skip events that are nearer than a step. An entry whose block is damaged, and that no worker fills any
+// more, is skipped too, and cannot be the channel's first or last event.
 #ifndef RAVO_DAQ_READ_CHAN_TEMPLATE_H
 #define RAVO_DAQ_READ_CHAN_TEMPLATE_H
 
@@ -33,34 +33,34 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
  public:
   static constexpr int thread_slots = 10;
 
-  /// A reader of a channel of the loaded file. It stays uninitialised, which start() reports, without
-  /// a loaded file or a name. `subchan` -1: the whole channel. `descr` is copied; it may be null.
+  /// A reader of a channel of the loaded file. Without a loaded file or a name it stays uninitialised,
+  /// which start() reports. `subchan` -1: the whole channel. `descr` is copied; it may be null.
   RAVO_EXPORT daq_read_chan(typename G::file_tables* cfg, const char* chan, int subchan,
                             const typename G::chan_descr* descr);
   RAVO_EXPORT ~daq_read_chan();
   daq_read_chan(const daq_read_chan&) = delete;
   daq_read_chan& operator=(const daq_read_chan&) = delete;
 
-  /// Starts decoding. Through the arguments (each may be null) come the mutex, the condition and the flag
-  /// by which the end of decoding is signalled: the flag is then non-zero, for a failure too.
+  /// Starts decoding. The arguments (each may be null) receive the mutex, the condition and the flag that
+  /// signal the end of decoding: the flag is then non-zero, after a failure too.
   /// A ravo_daq_read_chan_data_status: OK, NOT_INIT, NOT_FOUND or INTERN_ERROR.
   RAVO_EXPORT int start(pthread_mutex_t** mutex, pthread_cond_t** condition, int** flag);
-  /// Stops the workers, waits until none runs, and frees all decoded data.
+  /// Stops the workers, waits until they have ended, and frees all decoded data.
   RAVO_EXPORT void clean();
   /// Frees the copied channel description.
   RAVO_EXPORT void clean_descr();
 
-  /// The entry that `type` asks for, relative to `id`, or to the entry last found when `id` is null.
-  /// `*result` is set only when an entry was found; it is valid until clean(). Never waits for workers:
-  /// what is not decoded yet is not there. INTERN_ERROR: the file changed while it was decoded.
+  /// The entry that `type` asks for, relative to `id`, or to the entry last found if `id` is null.
+  /// `*result` is set only if an entry was found; it is valid until clean(). Never waits for workers:
+  /// events that are not decoded yet are not found. INTERN_ERROR: the file changed while it was decoded.
   RAVO_EXPORT int get_chan_data(const ravo_time_id* id, ravo_channel_entry_long** result, int type);
-  /// The entry of an event number, or for PREV and NEXT the nearest one; null with NO_DATA when there is
-  /// none. `status` may be null. The caller holds mx while workers run.
+  /// The entry of an event number, or for PREV and NEXT the nearest entry; null with NO_DATA if there is no
+  /// such entry. `status` may be null. The caller holds mx while workers run.
   RAVO_EXPORT ravo_channel_entry_long* find_entry_by_event_id(unsigned event_number, int type, int* status);
-  /// The entry at a time within the time difference, or for PREV and NEXT the nearest one. As above.
+  /// The entry at a time within the time difference, or for PREV and NEXT the nearest entry. As above.
   RAVO_EXPORT ravo_channel_entry_long* find_entry_by_time(const time_stamp* time, int type, int* status);
-  /// The channel's earliest and latest event in this file, of equal times the first; once all is decoded,
-  /// of those that could be decoded. Either argument may be null.
+  /// The channel's earliest and latest event in this file, the first of those with equal times; once all is
+  /// decoded, only of those that could be decoded. Either argument may be null.
   RAVO_EXPORT void get_time_limits(ravo_time_id* first, ravo_time_id* last);
 
   RAVO_EXPORT int set_time_diff(const time_stamp* diff);
@@ -77,25 +77,25 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   {
     this->by_time_fix = fix;
   }
-  /// Upper bound of the automatic choice: 1 to 10 (0 returned), else 1 and no change.
+  /// Upper bound of the automatic choice: 1 to 10 (returns 0); for other numbers returns 1, no change.
   RAVO_EXPORT int set_max_number_of_threads(int threads);
-  /// Fixed number of workers: 1 to 10 (0 returned), else 1 and no change.
+  /// Fixed number of workers: 1 to 10 (returns 0); for other numbers returns 1, no change.
   RAVO_EXPORT int set_number_of_threads(int threads);
 
   /// Whether every entry is finished, or there is nothing to do.
   RAVO_EXPORT bool is_done();
-  /// Sets the flag and wakes whoever waits for this channel.
+  /// Sets the flag and wakes the threads that wait for this channel.
   RAVO_EXPORT void signal_master();
   /// Notes that every entry is finished. Called with mx held.
   RAVO_EXPORT void complete();
-  /// Whether pages of the file were missing when they were read, and zeros stand in their place.
+  /// Whether pages of the file were missing when they were read, and were replaced by zeros.
   RAVO_EXPORT bool is_source_damaged() const;
-  /// Notes that what was decoded cannot be trusted: every lookup answers INTERN_ERROR from here on. Called
+  /// Notes that the decoded data cannot be trusted: every lookup returns INTERN_ERROR from here on. Called
   /// with mx held.
   RAVO_EXPORT void note_damage();
   /// Marks a worker's slot as free.
   RAVO_EXPORT void set_thread_exited(pthread_t id);
-  /// Entry `index` of this channel's row of the pointer table; null outside the table or without one.
+  /// Entry `index` of this channel's row of the pointer table; null outside the table or without a table.
   RAVO_EXPORT typename G::chan_pointers_table_entry* get_data_table_pointer(int index) const;
   RAVO_EXPORT char* get_chan_name(int* subchannel);
 
@@ -171,7 +171,7 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   bool is_damaged = false;  ///< the file changed while it was decoded
   pthread_mutex_t mmx;      ///< guards mcnt
   pthread_cond_t mcond;
-  int mcnt = 0;  ///< a flag: the channel is decoded, or a failure means that somebody should look
+  int mcnt = 0;  ///< a flag: the channel is decoded, or a failure needs attention
   std::atomic<int> stop{0};
   int running = 0;      ///< workers that have not left yet; guarded by mx
   pthread_cond_t idle;  ///< signalled with mx when running falls to 0
@@ -222,7 +222,7 @@ class daq_read_chan : public by_time_fix_state<G::has_by_time_fix>,
   void print_entries(const char* head, const char* tail, Print print);
   void print_limit(const char* whole, const char* part, const ravo_time_id& event);
 
-  unsigned least_number = 0;  ///< of the channel's events in this file; 0: none has a number. Guarded by mx
+  unsigned least_number = 0;  ///< of the channel's events in this file; 0: no event has one. Guarded by mx
   unsigned greatest_number = 0;
 };
 

@@ -1,18 +1,18 @@
-// The reader: the front end by which programs ask for data. It holds one request, the raw files that
+// The reader: the front end through which programs ask for data. It holds one request, the raw files that
 // cover it and the channels, and, once started, a slicer that aligns the channels over the files.
-// Written once for both generations; a user names ravo_daq_reader_2010.
+// A template for both generations; programs use ravo_daq_reader_2010.
 //
-// Memory: every wanted channel is decoded whole, file by file, before its first event comes. While a file
-// is read, all of its events of all wanted channels are in memory, as large as they decode to, which
-// nothing limits: a damaged or hostile file may say a thousand times its own length. Where that must not
-// be, read with the dataset layer (ravo_dataset.h), which decodes a few events ahead and keeps to a limit.
+// Memory: every wanted channel is decoded whole, file by file, before its first event is delivered. While a
+// file is read, all of its events of all wanted channels are in memory, in their decoded size, which is not
+// limited: a damaged or hostile file may decode to a thousand times its own length. To limit memory, read
+// with the dataset layer (ravo_dataset.h), which decodes a few events ahead and keeps to a limit.
 //
 // Threads: one reader belongs to one thread at a time, with all that it hands out. Readers of different
-// threads do not disturb one another, also on the same files; the messages on standard output are the
-// process's. Threads of its own (one loads tables, up to ten a channel decode) call nothing of the
-// program's.
+// threads do not affect each other, even on the same files; they share standard output for their messages.
+// The reader's own threads (one loads tables, up to ten per channel decode) never call code of the
+// program.
 //
-// docs/classic.md says what the classic readers pass over, and when.
+// docs/classic.md says what the classic readers skip, and when.
 #ifndef RAVO_DAQ_READER_TEMPLATE_H
 #define RAVO_DAQ_READER_TEMPLATE_H
 
@@ -61,7 +61,7 @@ class daq_reader : public by_time_fix_state<G::has_by_time_fix>,
   char* get_data_dir() { return request.ddir; }
   RAVO_EXPORT int set_synch_mode(int mode);
   RAVO_EXPORT int get_synch_mode();
-  /// 1 for null, else 0. Allowed at any time; a running slicer does not learn of it.
+  /// 1 for null, otherwise 0. Allowed at any time; it does not affect a running slicer.
   RAVO_EXPORT int set_time_diff(const time_stamp* diff);
   time_stamp* get_time_diff() { return &request.time_diff; }
   RAVO_EXPORT void set_by_time_fix(bool fix)
@@ -109,23 +109,23 @@ class daq_reader : public by_time_fix_state<G::has_by_time_fix>,
   // ---- reading ----
   /// Turns a request, of runs (`run_first` 1 or more) or of a period, into the list of files that cover it,
   /// and adds the channels (null or empty: none). The run catalogue is asked first; without an answer from
-  /// it the names in the data directory are read. NOT_FOUND: the first file has none of the channels (one
-  /// that has some of them is taken; start() leaves the others out). BAD_FILE_FORMAT: it cannot be read.
-  /// FILES_NOT_FOUND: nothing covers the request. docs/requests.md says how files are chosen.
+  /// it the names in the data directory are read. NOT_FOUND: the first file has none of the channels (some
+  /// of them suffice; start() leaves the others out). BAD_FILE_FORMAT: it cannot be read.
+  /// FILES_NOT_FOUND: no file covers the request. docs/requests.md says how files are chosen.
   RAVO_EXPORT int init(const ravo_daq_request* wanted, const std::vector<daq_channel_entry*>* channels);
   /// Starts over with explicit files and, if given, channels.
   RAVO_EXPORT int init(const std::vector<char*>* file_names,
                        const std::vector<daq_channel_entry*>* channels);
   /// Creates and starts the slicer, which decodes the wanted channels of the first file; the request is
-  /// frozen from here on. A channel that no file knows, or that cannot be read, delivers nothing and fails
-  /// nothing.
+  /// fixed from here on. A channel that is in no file, or that cannot be read, delivers nothing and is not
+  /// an error.
   RAVO_EXPORT int start();
   /// The next event inside the request: one pointer per channel that has data of it (and per slow channel
-  /// seen before), in the order of the channels. The data behind them are the reader's, in host order,
-  /// and valid until the next get_data() or clean_up(). `id` and `mode` go to the slicer's get_data();
-  /// normal running is (nullptr, &entries, 1). OUT_OF_WINDOW: the end of the data, also where a file that
-  /// cannot be loaded came before it (named on standard output). INTERN_ERROR: something failed. That also
-  /// comes instead of the end when several channels met a later file that cannot be loaded, or when `id`
+  /// seen before), in the order of the channels. The data that they point to belong to the reader, are in
+  /// host order and valid until the next get_data() or clean_up(). `id` and `mode` go to the slicer's
+  /// get_data(); the normal call is (nullptr, &entries, 1). OUT_OF_WINDOW: the end of the data, or a file
+  /// that cannot be loaded (named on standard output). INTERN_ERROR: something failed. That is also
+  /// returned instead of the end if several channels came to a later file that cannot be loaded, or if `id`
   /// led past the end of one of them.
   RAVO_EXPORT int get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* entries,
                            int mode);
@@ -133,17 +133,17 @@ class daq_reader : public by_time_fix_state<G::has_by_time_fix>,
   RAVO_EXPORT double get_time_period_us();
   /// Completes and checks the request and trims the file list to it; start() calls it.
   RAVO_EXPORT int check_request();
-  /// Returns to the state after construction, but for the debug level, the by-time fix, the last error and
-  /// the data path list.
+  /// Returns to the state after construction, except for the debug level, the by-time fix, the last error
+  /// and the data path list.
   RAVO_EXPORT void clean_up();
 
   // ---- diagnostics, to standard output ----
-  // Those of one file enter it into the list for the time of the call, found as add_file() finds it, and
-  // leave its tables loaded. They take the first path that contains the text, and remove the last one: best
-  // used on a reader without files of its own.
+  // Those for a single file add it to the list during the call, found as add_file() finds it, and leave its
+  // tables loaded. They use the first path that contains the text, and remove the last such path: they are
+  // best used on a reader without files of its own.
   RAVO_EXPORT void print_files();
   RAVO_EXPORT void print_channels();
-  /// The number of channels of a file into `count`; `descr_mode` non-zero loads the descriptions too.
+  /// Stores the number of channels of a file in `count`; `descr_mode` non-zero loads the descriptions too.
   /// NO_DATA: the file cannot be read, or has no channels.
   RAVO_EXPORT int get_number_of_channels(const char* file, int* count, int descr_mode);
   /// Prints the channel dictionary of a file.
@@ -153,8 +153,8 @@ class daq_reader : public by_time_fix_state<G::has_by_time_fix>,
   RAVO_EXPORT int fill_chan_descr(const char* file, std::vector<typename G::chan_descr*>* found);
   /// Prints the entries of the event index table for one event type; negative: for all.
   RAVO_EXPORT int print_event_index_table(const char* file, int event_type);
-  /// Print what a channel has in every event of a file. The reader's channel names are replaced by this
-  /// one.
+  /// Print what a channel has in every event of a file. This channel's name replaces the reader's channel
+  /// names.
   RAVO_EXPORT void print_channel_event_headers(const char* file, const char* channel)
     requires G::prints_channels;
   RAVO_EXPORT void print_channel_server_block_headers(const char* file, const char* channel)
@@ -181,15 +181,15 @@ class daq_reader : public by_time_fix_state<G::has_by_time_fix>,
   typename G::file_tables get_tables;
   std::string last_error;
   std::string data_path_list;
-  /// Where it is set, the request's init() and check_request() put down here what became of each file that
-  /// they met. The caller's; never cleared here.
+  /// If it is set, the request's init() and check_request() record here their decision about each file that
+  /// they find. It belongs to the caller and is never cleared here.
   std::vector<file_decision>* decisions = nullptr;
 
  private:
   using result_entry = typename G::result_entry;
   using chan_param = typename G::chan_param;
   using subhead = typename G::subhead;
-  enum class place { inside, outside, unknown };  ///< where an event lies with regard to the request
+  enum class place { inside, outside, unknown };  ///< where an event lies relative to the request
 
   int store(int status);
   void set_default_request();
@@ -283,7 +283,7 @@ class daq_reader : public by_time_fix_state<G::has_by_time_fix>,
   std::string inspected_path;     ///< of the file whose tables a diagnostic loaded; the loader points to it
   std::string inspected_channel;  ///< what chans points to after a diagnostic
   std::unique_ptr<result_index> index;     ///< finds results by name; filled by start()
-  std::vector<std::size_t> data_capacity;  ///< bytes behind the data pointer of each result
+  std::vector<std::size_t> data_capacity;  ///< bytes at the data pointer of each result
 };
 
 }  // namespace ravo

@@ -1,10 +1,10 @@
-// The slicer: lines up many channels over a time-ordered list of raw files, so that each get_data()
-// hands back, for one event, the entries of the channels that have data for it. It keeps one channel
+// The slicer: aligns many channels over a time-ordered list of raw files, so that each get_data()
+// returns, for one event, the entries of the channels that have data for it. It keeps one channel
 // reader per channel; a background thread loads the files' tables ahead of use.
-// Written once for both generations; a user names ravo_daq_slicer_2010.
+// A template for both generations; programs use ravo_daq_slicer_2010.
 //
-// One slicer belongs to one thread at a time. The channels of a file are decoded whole, all at once, as
-// ravo_daq/reader.h says of memory.
+// One slicer belongs to one thread at a time. The channels of a file are decoded whole and all at once; see
+// the remarks on memory in ravo_daq/reader.h.
 #ifndef RAVO_DAQ_SLICER_TEMPLATE_H
 #define RAVO_DAQ_SLICER_TEMPLATE_H
 
@@ -37,7 +37,7 @@ struct tables_task {
   int mode = 0;              ///< mode of the loaders
   std::atomic<int> stop{0};  ///< non-zero asks the thread to end; read without the lock between steps
   int status = 0;            ///< 0: working or finished; 1: a load failed and the thread is gone
-  int next_file = 0;         ///< position in files of the next one to load; files before it were loaded
+  int next_file = 0;         ///< position in files of the next file to load; files before it were loaded
   int starved = 0;           ///< 1 while the thread waits for a credit
 };
 
@@ -80,30 +80,30 @@ class daq_slicer : public by_time_fix_state<G::has_by_time_fix> {
   /// Starts the table-loading thread and the channels' readers, and finds the first event. OK, NO_DATA (no
   /// files or no channels), INTERN_ERROR, NOT_ALLOWED (already started), or what create_channel() returned.
   RAVO_EXPORT int start();
-  /// The event that `direction` asks for, relative to `id`, or to the current one when it is null. Of
-  /// that event `res` receives the entries, in channel order, of the channels that have it; they belong
-  /// to the slicer until the next call. OK also when no channel has the event; OUT_OF_WINDOW: no channel is
-  /// left. INV_PARAM, NOT_READY, INTERN_ERROR (a channel reader failed). A channel that was jumped over by
-  /// `id`, or whose next file cannot be loaded, keeps its reader: when the others have ended, one call is
-  /// OK without an event, and the next one ends with INTERN_ERROR, where else OUT_OF_WINDOW would come.
+  /// The event that `direction` asks for, relative to `id`, or to the current event if `id` is null. `res`
+  /// receives, in channel order, the entries of the channels that have the event; they belong to the slicer
+  /// and are valid until the next call. OK even if no channel has the event; OUT_OF_WINDOW: no channel is
+  /// left. INV_PARAM, NOT_READY, INTERN_ERROR (a channel reader failed). A channel that `id` skipped, or
+  /// whose next file cannot be loaded, keeps its reader: when the others have ended, one call returns OK
+  /// without an event, and the next call returns INTERN_ERROR instead of OUT_OF_WINDOW.
   RAVO_EXPORT int get_data(const ravo_time_id* id, std::vector<ravo_channel_entry_long*>* res,
                            int direction);
-  /// Moves a channel to a neighbouring file; start_channel() has to follow. The third argument has no
-  /// effect. NO_DATA: there is no such file, or its tables are not to be had.
+  /// Moves a channel to a neighbouring file; start_channel() must follow. The third argument has no
+  /// effect. NO_DATA: there is no such file, or its tables are not available.
   RAVO_EXPORT int change_config(int chan, int direction, int);
   /// Starts a channel's reader, waits until it is decoded, and positions it. NO_DATA: the channel has no
-  /// event in its file. Else what the channel reader returned.
+  /// event in its file. Otherwise what the channel reader returned.
   RAVO_EXPORT int start_channel(int chan, int direction);
   /// Drops a channel for good.
   RAVO_EXPORT void remove_channel(int chan);
   /// Builds a channel's reader over the tables of a file.
   RAVO_EXPORT int create_channel(int chan, typename G::file_tables* tables);
-  /// The loaded tables of a file, waiting for the loading thread if need be; null when not to be had.
+  /// The loaded tables of a file; waits for the loading thread if necessary. Null if there are no tables.
   RAVO_EXPORT typename G::file_tables* find_ready_table(const char* file);
-  /// The first channel without events, or a sentence that there is none. Owned by the slicer.
+  /// The first channel without events, or a sentence that there is no such channel. Owned by the slicer.
   RAVO_EXPORT const char* get_name_of_empty_channel() const;
-  /// Compares two events: true when equal; `*cmp` (may be null) is -1, 0 or 1 as a is before, equal, after
-  /// b.
+  /// Compares two events: true if they are equal; `*cmp` (may be null) is -1, 0 or 1 if a is before, equal
+  /// to or after b.
   RAVO_EXPORT bool is_event_id_eq(const ravo_time_id* a, const ravo_time_id* b, int* cmp) const;
   /// Stops the thread and frees everything; init() may follow.
   RAVO_EXPORT void clean_up();
