@@ -10,7 +10,7 @@ namespace {
 
 struct event_clock {
   double epoch;  // seconds since the Unix epoch at which event number 0 would have been
-  double rate;   // events a second
+  double rate;   // events per second
 };
 
 std::mutex clock_mutex;  // guards site_clock

@@ -12,7 +12,7 @@ namespace ravo::writer {
 struct channel {
   std::string name;
   RAVO_SUBBLOCK_TYPE dtype;
-  ravo_compression compression;  ///< none for the slow types
+  ravo_compression compression;  ///< always `none` for the slow types
   int zlib_level;
   std::uint32_t key;  ///< 0 until the first event numbers the channels
   int env_index;

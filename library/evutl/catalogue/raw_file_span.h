@@ -11,7 +11,7 @@
 
 namespace ravo::catalogue {
 
-/// The entry of a raw file, or why there is none.
+/// The entry of a raw file, or why it has no entry.
 struct scanned_file {
   raw_file_entry entry;
   std::string problem;

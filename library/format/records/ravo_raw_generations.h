@@ -47,7 +47,7 @@ struct RAVO_EXPORT raw_format_2010 {
   static constexpr int end_of_run_dtype = RAVO_EOR_BLOCK_2010;
   /// Subchannels are cut out of generic spectra too, although their type says nothing about members.
   static constexpr bool cuts_generic_spectra = true;
-  /// The folder of the files of this generation when nobody names one.
+  /// The default folder of the files of this generation.
   static constexpr const char* default_data_dir = "/daq/ravo_ext/LINAC/";
 };
 

@@ -331,7 +331,7 @@ class ravo_daq_browser {
   /// cleans nothing: the name and the reader of the first file, and what that reader handed out, stay valid
   /// until Clean().
   RAVO_EXPORT int Init(const char* name);
-  /// Number of channels in the file; -1 before Init(), -2 when the file cannot be read.
+  /// Number of channels in the file; -1 before Init(), -2 if the file cannot be read.
   RAVO_EXPORT int GetNchan();
   /// The name of a channel that has events, with their number and the masks of event and data types; null
   /// for any other. Call GetNchan() first: it reads the file.

@@ -29,8 +29,8 @@ struct member_parts {
   std::uint32_t samples = 0;  ///< of a group
   std::uint32_t groups = 1;
   std::size_t values = 0;      ///< the first one: group after group
-  std::size_t mean = 0;        ///< 0: it has none
-  std::size_t statistics = 0;  ///< 0: it has none
+  std::size_t mean = 0;        ///< 0: it has no mean
+  std::size_t statistics = 0;  ///< 0: it has no statistics
   payload_axis axis = {};
 
   std::size_t count() const { return std::size_t{samples} * groups; }
@@ -44,8 +44,8 @@ struct spectrum_parts {
   std::uint32_t members = 0;
   std::uint32_t samples = 0;
   std::uint32_t groups = 1;
-  std::size_t means = 0;       ///< one a member; 0: there are none
-  std::size_t statistics = 0;  ///< one a member; 0: there are none
+  std::size_t means = 0;       ///< one per member; 0: there are no means
+  std::size_t statistics = 0;  ///< one per member; 0: there are no statistics
   std::size_t values = 0;      ///< member after member
   payload_axis axis = {};
 
