@@ -1,6 +1,6 @@
 // The decoder: turns one event's block of a channel into host-order memory. A pure function of bytes in
 // and a block out: it takes no lock, prints nothing and starts nothing, and says in its result what went
-// wrong. The unzip workers and all other code that reads channels call it.
+// wrong. The unzip workers call it, and other code that reads whole channels may too.
 #ifndef RAVO_DAQ_READER_DECODE_BLOCK_H
 #define RAVO_DAQ_READER_DECODE_BLOCK_H
 
