@@ -149,7 +149,9 @@ class DatasetMatrix : public testing::Test {
       }
       for (std::size_t row = 0; row < cells.size(); ++row)
         if (column.status[row] != cells[row].status && column.status[row] != value_status::type_changed)
-          result.problem = "a column says something else than events do";
+          result.problem = "in row " + std::to_string(row) + " a column of " + data.channels()[i].label +
+                           " has status " + value_status_text(column.status[row]) + ", events have " +
+                           value_status_text(cells[row].status);
     }
   }
 

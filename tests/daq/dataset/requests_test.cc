@@ -255,7 +255,7 @@ TEST_P(Requests, SayOfEachFileHowItWasFound) {
   const dataset third = dataset::open(select({files[2]}, {"LINAC/BPM/001"}));
   named.runs.reset();
   named.from = second.event_ids().back().time;
-  named.to = third.event_ids().back().time;
+  named.to = third.event_ids().front().time;
   EXPECT_EQ(ways_of(named), (std::vector{found_by::earlier_name, found_by::earlier_name, found_by::name,
                                          found_by::later_name}));
 }

@@ -202,6 +202,9 @@ void read_window(const block_source_file& source, const std::vector<entry>& bloc
   if (source.file != nullptr) {
     bytes = buffers.window.data();
     got = source.file->read(window.offset, bytes, window.bytes);
+    // A block that is read with others has no more bytes than one that is read alone.
+    const std::uint64_t in_basket = source.basket_end - std::min(source.basket_end, window.offset);
+    if (got) got = std::min<std::uint64_t>(*got, in_basket);
   }
   for (std::size_t i = first; i < first + window.blocks; ++i) {
     if (!got) {
