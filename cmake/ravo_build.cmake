@@ -120,15 +120,22 @@ function(ravo_add_internal_library target)
   set_property(GLOBAL APPEND PROPERTY ravo_internal_libraries ${target})
 endfunction()
 
-# ravo_add_test(<name> SOURCES ... LIBRARIES ...): one GoogleTest program, each test a CTest test.
+# ravo_add_test(<name> SOURCES ... LIBRARIES ... [SLOW <pattern>...]): one GoogleTest program, each test a CTest test.
+# SLOW names the tests that take over a second, with patterns of --gtest_filter: they get the CTest label `slow`.
 function(ravo_add_test name)
-  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;SLOW" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ravo_warnings ${arg_LIBRARIES} GTest::gtest GTest::gmock
                                         GTest::gtest_main)
   # What is tested is optimised as the build says; the tests themselves need not be, and optimising them
   # took most of a build's time, under the sanitizers nine tenths of it.
   target_compile_options(${name} PRIVATE -O0)
-  gtest_discover_tests(${name} TEST_PREFIX ${name}. NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60
-                       PROPERTIES TIMEOUT 300)
+  set(discovery TEST_PREFIX ${name}. NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+  if(arg_SLOW)
+    list(JOIN arg_SLOW ":" slow)
+    gtest_discover_tests(${name} TEST_FILTER ${slow} TEST_LIST ${name}_SLOW_TESTS ${discovery} LABELS slow)
+    gtest_discover_tests(${name} TEST_FILTER -${slow} ${discovery})
+  else()
+    gtest_discover_tests(${name} ${discovery})
+  endif()
 endfunction()
