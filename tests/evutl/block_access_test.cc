@@ -38,7 +38,7 @@ template <class generation>
 struct BlockAccess : testing::Test {};
 TYPED_TEST_SUITE(BlockAccess, generations, generation_name);
 
-TEST(BlockAccess2010, FindsEveryMemberBehindMeansAndStatistics) {
+TEST(BlockAccess2010, FindsEveryMemberAfterMeansAndStatistics) {
   for (std::uint32_t flags = 0; flags < 4; ++flags) {
     block_2010 block("BPM", RAVO_BLOCK_BPM_2010, spectrum<host_bytes>(3, 2, 5, flags));
     for (int member = 0; member < 3; ++member) {
@@ -69,7 +69,7 @@ TEST(BlockAccess2010, FindsEveryMemberBehindMeansAndStatistics) {
   }
 }
 
-TEST(BlockAccess2009, FindsEveryMemberBehindItsMeans) {
+TEST(BlockAccess2009, FindsEveryMemberAfterItsMeans) {
   block_2009 block("BPM", RAVO_BLOCK_BPM, older_spectrum<host_bytes>(3, 5));
   for (int member = 0; member < 3; ++member) {
     float start = -1, inc = -1;
@@ -151,7 +151,7 @@ TYPED_TEST(BlockAccess, FollowsNothingInABlockOfWhichAByteIsMissing) {
   }
 }
 
-TYPED_TEST(BlockAccess, FollowsNothingWhenTheLengthOrTheCompressionBitRefutesTheBlock) {
+TYPED_TEST(BlockAccess, FollowsNothingWhenTheLengthOrTheZipFlagRefutesTheBlock) {
   decoded_block<TypeParam> block("G", RAVO_BLOCK_GENERIC_SPECT, spectrum<host_bytes>(1, 1, 4, 0));
   const std::int32_t ldata = block.get()->ldata;
   for (const std::int32_t wrong : {0, -1, static_cast<std::int32_t>(sizeof(*block.get())), INT32_MIN}) {
@@ -259,7 +259,7 @@ TEST(MemberNames, AreThoseOfTheTypeAndNothingElse) {
   EXPECT_EQ(get_chan_name(54, 0), nullptr);
 }
 
-TEST(SpectrumDescription, TellsTypeAxisAndMembers) {
+TEST(SpectrumDescription, ShowsTypeAxisAndMembers) {
   block_2010 block("BPM", RAVO_BLOCK_BPM_2010, spectrum<host_bytes>(3, 1, 1, 0));
   captured_output out;
   EXPECT_EQ(get_spect_code_description_2010(block.get()), 0);

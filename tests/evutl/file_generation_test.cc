@@ -25,7 +25,7 @@ class FileGeneration : public testing::Test {
   ravo_file_generation found_ = unset;
 };
 
-TEST_F(FileGeneration, IsToldByTheReferenceTablesMarker) {
+TEST_F(FileGeneration, FollowsFromTheReferenceTablesMarker) {
   EXPECT_EQ(ask(build_small_file<current>().content), 0);
   EXPECT_EQ(found_, ravo_file_generation::current);
   EXPECT_EQ(ask(build_small_file<older>().content), 0);
@@ -65,7 +65,7 @@ TEST_F(FileGeneration, IsUnknownOfWhatIsNoRegularFile) {
   EXPECT_EQ(ask(pipe), RAVO_TABLE_UNREADABLE);
 }
 
-TEST_F(FileGeneration, IsNotToldWithoutArguments) {
+TEST_F(FileGeneration, IsUnknownWithoutArguments) {
   EXPECT_EQ(ravo_get_file_generation(nullptr, &found_), RAVO_TABLE_INVALID_ARGUMENT);
   EXPECT_EQ(ravo_get_file_generation("file", nullptr), RAVO_TABLE_INVALID_ARGUMENT);
 }

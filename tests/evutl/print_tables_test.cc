@@ -40,7 +40,7 @@ class dictionary {
   std::vector<std::uint32_t> memory_;
 };
 
-TEST(PrintDictionary, TellsEveryChannelWithItsMasks) {
+TEST(PrintDictionary, ShowsEveryChannelWithItsMasks) {
   dictionary made({"LINAC/BPM", "EMPTY"});
   ravo_chan_dictionary_entry_2010& channel = made.table()->channel_entry()[0];
   channel.key = 4000000000u;
@@ -74,12 +74,12 @@ TEST(PrintDictionary, ALengthThatHoldsNoEntryPrintsNone) {
   }
 }
 
-TEST(PrintDictionary, NullIsNone) {
+TEST(PrintDictionary, NullIsPrintedAsNone) {
   EXPECT_EQ(printed<ravo_chan_dictionary_table_2010>(print_channel_dictionary_table_2010, nullptr),
             "channel dictionary: none\n");
 }
 
-TEST(PrintEventIndexEntry, TellsTheLimitsAndEveryEvent) {
+TEST(PrintEventIndexEntry, ShowsTheLimitsAndEveryEvent) {
   std::vector<std::uint32_t> words = {RAVO_EV_NORMAL, 1735689600, 5,  1735689601, 6,          10, 11, 2,
                                       1735689600,     5,          10, 4096,       1735689601, 6,  11, 8192};
   const auto* entry = reinterpret_cast<const ravo_event_index_entry_2010*>(words.data());
@@ -99,7 +99,7 @@ TEST(PrintEventIndexEntry, ANegativeCountPrintsNoEvents) {
   EXPECT_EQ(text.find("[0]"), std::string::npos);
 }
 
-TEST(PrintEventIndexEntry, NullIsNone) {
+TEST(PrintEventIndexEntry, NullIsPrintedAsNone) {
   EXPECT_EQ(printed<ravo_event_index_entry_2010>(print_event_index_entry_2010, nullptr),
             "event index entry: none\n");
 }

@@ -56,7 +56,7 @@ TEST(PrintZipHeader, NamesTheCompressorThatIsTried) {
   EXPECT_EQ(printed([] { print_ravo_zip_header(nullptr); }), "zip header: none\n");
 }
 
-TEST(PrintEventHeader, TellsTimeAsTextAndNumbers) {
+TEST(PrintEventHeader, ShowsTimeAsTextAndNumbers) {
   ravo_eventheader header{};
   header.pattern = 0xffeef3f3;
   header.event_length = 900;

@@ -195,7 +195,7 @@ TYPED_TEST(Tables, EnvironmentDictionaryHoldsKeyAndIndex) {
   EXPECT_EQ(environment.content->dictionary_entry()[0].index, 4);
 }
 
-TYPED_TEST(Tables, DescriptionsAreTheTextWithAZeroBehindIt) {
+TYPED_TEST(Tables, DescriptionsAreTheTextFollowedByAZero) {
   this->open();
   const auto descriptions = this->file().descriptions(this->reference());
   ASSERT_EQ(descriptions.status, 0);

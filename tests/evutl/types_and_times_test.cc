@@ -99,7 +99,7 @@ TEST(TimeStamps, LieWithinATolerance) {
   }
 }
 
-TEST(TimeStamps, AreNotWithinAnythingWhenThereIsNone) {
+TEST(TimeStamps, AreNotWithinAnythingWhenOneIsMissing) {
   const time_stamp a{1, 2};
   int sign = 99;
   double difference = 99;
@@ -127,7 +127,7 @@ class EventClock : public testing::Test {
   }
 };
 
-TEST_F(EventClock, KnowsNoNumberUntilItIsTold) {
+TEST_F(EventClock, KnowsNoNumberUntilItIsSet) {
   EXPECT_EQ(number_at(1767225600, 0), 0u);
   EXPECT_EQ(ravo_get_event_id(nullptr), 0u);
 }
@@ -170,7 +170,7 @@ TEST_F(EventClock, IgnoresAnEnvironmentThatIsNoClock) {
   }
 }
 
-TEST_F(EventClock, PrefersWhatTheProgramTold) {
+TEST_F(EventClock, PrefersTheSettingOfTheProgram) {
   setenv("RAVO_EVENT_CLOCK_EPOCH", "0", 1);
   setenv("RAVO_EVENT_CLOCK_RATE", "1", 1);
   ravo_set_event_clock(0, 2);
@@ -179,7 +179,7 @@ TEST_F(EventClock, PrefersWhatTheProgramTold) {
   EXPECT_EQ(number_at(100, 0), 100u);
 }
 
-TEST_F(EventClock, MayBeToldWhileOthersAsk) {
+TEST_F(EventClock, MayBeSetWhileOtherThreadsReadIt) {
   ravo_set_event_clock(0, 1);
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i)

@@ -139,7 +139,7 @@ TEST_P(Examples, AverageASpectrumOverAllEvents) {
   }
 }
 
-TEST_P(Examples, FollowASlowValueFromTellingToTelling) {
+TEST_P(Examples, FollowASlowValueFromUpdateToUpdate) {
   const auto lines = printed("follow_slow_value", "LINAC/MAGNET/001");
   const std::vector<json> expected = key_of(run(), "LINAC/MAGNET/001");
   ASSERT_EQ(lines.size(), expected.size());

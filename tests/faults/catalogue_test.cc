@@ -164,7 +164,7 @@ class CatalogueBuilderRefused : public CatalogueBuilder {
   }
 };
 
-TEST_F(CatalogueBuilderRefused, AFullDiskIsTold) {
+TEST_F(CatalogueBuilderRefused, AFullDiskIsReported) {
   const count writes = refuse_every_call(call::write, ENOSPC);
   EXPECT_GE(writes.calls, runs);
   EXPECT_EQ(writes.told, writes.calls);
@@ -175,7 +175,7 @@ TEST_F(CatalogueBuilderRefused, AFullDiskIsTold) {
   EXPECT_EQ(renames.told, renames.calls);
 }
 
-TEST_F(CatalogueBuilderRefused, EveryOtherSystemCallIsToldOrGotOver) {
+TEST_F(CatalogueBuilderRefused, EveryOtherSystemCallIsReportedOrRecovered) {
   EXPECT_GE(refuse_every_call(call::open, EMFILE).calls, 10);
   EXPECT_GE(refuse_every_call(call::read, EIO).calls, 10);
   EXPECT_GE(refuse_every_call(call::stat, EIO).calls, 6);
@@ -184,7 +184,7 @@ TEST_F(CatalogueBuilderRefused, EveryOtherSystemCallIsToldOrGotOver) {
   EXPECT_GE(refuse_every_call(call::open_folder, EMFILE).calls, 1);
 }
 
-TEST_F(CatalogueBuilderRefused, AnInterruptedOrShortCallIsGoneOnWith) {
+TEST_F(CatalogueBuilderRefused, AnInterruptedOrShortCallIsContinued) {
   EXPECT_EQ(refuse_every_call(of_the_builder, EINTR).told, 0);
   EXPECT_EQ(refuse_every_call(of_the_builder, EINTR, extent::every_second, 3, mishap::failure, 11).told, 0);
   for (const unsigned kind : {call::read, call::write})
@@ -195,7 +195,7 @@ TEST_F(CatalogueBuilderRefused, AThreadThatCannotBeMadeIsDoneWithout) {
   EXPECT_EQ(refuse_every_call(call::thread, EAGAIN, extent::all_from_there, 3).told, 0);
 }
 
-TEST_F(CatalogueBuilderRefused, MemoryThatIsNotToBeHadIsToldAndNothingIsThrown) {
+TEST_F(CatalogueBuilderRefused, MissingMemoryIsReportedAndNothingIsThrown) {
   const count refused =
       refuse_every_call(call::allocation, ENOMEM, extent::one_call, 1, mishap::failure, thinned);
   EXPECT_GE(refused.calls, 200 / thinned);

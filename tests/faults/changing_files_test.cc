@@ -150,7 +150,7 @@ TEST(MappingGuard, IsWhatKeepsAReaderOfMappedPartsAlive) {
   EXPECT_EQ(guarded.code, 0);
 }
 
-TYPED_TEST(ChangingFile, ANextLookupTellsThatTheFileChanged) {
+TYPED_TEST(ChangingFile, ANextLookupReportsThatTheFileChanged) {
   const guard_on guard;
   captured_output output;
   typename TypeParam::loader loader(0);

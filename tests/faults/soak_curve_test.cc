@@ -35,7 +35,7 @@ TEST(SoakCurve, MayRiseWhileItWarmsUp) {
   EXPECT_TRUE(soak::growth(curve).empty());
 }
 
-TEST(SoakCurve, TellsOfEveryMeasureThatGrows) {
+TEST(SoakCurve, ReportsEveryMeasureThatGrows) {
   // The medians of the middle and the last twenty samples of sixty: those of samples 30 and 50.
   EXPECT_EQ(growing(&soak_sample::resident_kib, 300),
             std::vector<std::string>{"resident memory (KiB) grew from 29000 to 35200"});
@@ -62,7 +62,7 @@ TEST(SoakCurve, UnderASanitizerGoesByWhatWasNotGivenBack) {
                                       "mapped files grew from 30 to 31"}));
 }
 
-TEST(SoakCurve, TellsOfASingleDescriptorOrThreadThatStays) {
+TEST(SoakCurve, ReportsASingleDescriptorOrThreadThatStays) {
   EXPECT_EQ(growing(&soak_sample::descriptors, 0).size(), 0u);
   std::vector<soak_sample> curve = level(60);
   for (std::size_t i = 45; i < 60; ++i) {

@@ -113,7 +113,7 @@ TEST_F(KilledConversion, IsNamedWhenWhatItLeftIsRemoved) {
             "ravo: " + left + ": removed; an earlier conversion was ended before it was done\n");
 }
 
-TEST_F(KilledConversion, IsToldFromOneThatIsAtWork) {
+TEST_F(KilledConversion, IsDistinguishedFromOneThatIsRunning) {
   const std::string at_work = into() + "/.ravo_convert_atwork";
   std::filesystem::create_directories(at_work);
   const int lock = open((at_work + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);

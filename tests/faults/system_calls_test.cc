@@ -63,7 +63,7 @@ TYPED_TEST(FailingSystem, AReadThatFailsAnywhereGivesAStatus) {
             40);
 }
 
-TYPED_TEST(FailingSystem, AFileWhoseStateCannotBeToldGivesAStatus) {
+TYPED_TEST(FailingSystem, AFileWithoutAReadableStateGivesAStatus) {
   EXPECT_EQ((this->template fail<loader_way<TypeParam>>(call::stat, EIO).statuses),
             (std::vector<int>{-2, -7}));
   EXPECT_GE((this->template fail<channel_way<TypeParam>>(call::stat, EIO).calls), 6);
@@ -163,7 +163,7 @@ TYPED_TEST(FailingSystem, AChannelReaderSaysWhichBasketItCouldNotRead) {
   reader.clean();
 }
 
-TYPED_TEST(FailingSystem, AReaderTellsWhyItDidNotStart) {
+TYPED_TEST(FailingSystem, AReaderReportsWhyItDidNotStart) {
   const wanted_channels<TypeParam> wanted;
   const std::vector<char*> files = this->run.file_list();
   typename TypeParam::reader reader;

@@ -51,7 +51,7 @@ class three_folders {
   temporary_folder folder_;
 };
 
-TEST(FileSearch, TellsOfEachFolderThatCannotBeReadAndGoesOn) {
+TEST(FileSearch, ReportsEachFolderThatCannotBeReadAndGoesOn) {
   const three_folders folders;
   for (const unsigned kind : {call::open_folder, call::list_folder}) {
     verify::found_files found;
@@ -80,7 +80,7 @@ TEST(FileSearch, OneFolderThatCannotBeReadCostsNoOther) {
   EXPECT_EQ(found.findings.size(), 1u);
 }
 
-TEST(FileSearch, WithoutMemoryThrowsWhatTheToolTells) {
+TEST(FileSearch, WithoutMemoryThrowsWhatTheToolReports) {
   const three_folders folders;
   const long calls =
       disturb_each([](long which) { return fault(call::allocation, which, mishap::failure, ENOMEM); },
@@ -132,7 +132,7 @@ TYPED_TEST(ToolAndFile, ARefusalIsExplainedWhileTheFileShrinks) {
   this->cut_at_each_call([this] { EXPECT_NE(tool::explain_refusal(this->run.path(), -3), ""); });
 }
 
-TYPED_TEST(ToolAndFile, AFileThatShrinksAtAnyMomentIsToldAsChanged) {
+TYPED_TEST(ToolAndFile, AFileThatShrinksAtAnyMomentIsReportedAsChanged) {
   const std::vector<std::string> good = this->check(1);
   const std::vector<std::string> changed{"file.changed"};
   this->cut_at_each_call([&] {
@@ -143,7 +143,7 @@ TYPED_TEST(ToolAndFile, AFileThatShrinksAtAnyMomentIsToldAsChanged) {
   });
 }
 
-TYPED_TEST(ToolAndFile, ACheckWithoutMemoryTellsOfItOrThrowsAndInventsNoDamage) {
+TYPED_TEST(ToolAndFile, ACheckWithoutMemoryReportsItOrThrowsAndInventsNoDamage) {
   const std::vector<std::string> good = this->check(2);
   const resources before;
   const long calls =
@@ -167,7 +167,7 @@ TYPED_TEST(ToolAndFile, ACheckWithoutMemoryTellsOfItOrThrowsAndInventsNoDamage) 
 constexpr unsigned looks_at_files = call::open | call::read | call::stat | call::seek | call::map;
 constexpr int errors_of_machines[] = {EIO, ESTALE, ENOMEM, ENFILE};
 
-TYPED_TEST(ToolAndFile, AFailingMachineIsToldAsThatAndNoDamageIsInvented) {
+TYPED_TEST(ToolAndFile, AFailingMachineIsReportedAndNoDamageIsInvented) {
   const std::vector<std::string> good = this->check(1);
   for (const int error : errors_of_machines)
     for (const extent reach : {extent::one_call, extent::all_from_there}) {
@@ -186,7 +186,7 @@ TYPED_TEST(ToolAndFile, AFailingMachineIsToldAsThatAndNoDamageIsInvented) {
     }
 }
 
-TYPED_TEST(ToolAndFile, AnInterruptedOrShortReadIsGoneOnWith) {
+TYPED_TEST(ToolAndFile, AnInterruptedOrShortReadIsContinued) {
   const std::vector<std::string> good = this->check(1);
   const auto expect_good = [&](bool) { EXPECT_EQ(this->check(1), good); };
   disturb_each([](long which) { return fault(looks_at_files, which, mishap::failure, EINTR); },

@@ -120,7 +120,7 @@ class WriterRefusedAtEveryCall : public WriterAtEveryCall<generation> {
 };
 TYPED_TEST_SUITE(WriterRefusedAtEveryCall, generations, generation_name);
 
-TYPED_TEST(WriterRefusedAtEveryCall, AFullDiskIsToldAndTheRunIsTheSameInTheEnd) {
+TYPED_TEST(WriterRefusedAtEveryCall, AFullDiskIsReportedAndTheRunIsTheSameInTheEnd) {
   const auto writes = this->refuse_every_call(call::write, mishap::failure, ENOSPC);
   EXPECT_GE(writes.calls, 12);
   EXPECT_EQ(writes.told, writes.calls);
@@ -140,14 +140,14 @@ TYPED_TEST(WriterRefusedAtEveryCall, EveryOtherSystemCallLikewise) {
   EXPECT_GE(names.calls, 3);
 }
 
-TYPED_TEST(WriterRefusedAtEveryCall, AnInterruptedOrShortCallIsGoneOnWithAndNobodyLearnsOfIt) {
+TYPED_TEST(WriterRefusedAtEveryCall, AnInterruptedOrShortCallIsContinuedWithoutAnyEffect) {
   EXPECT_EQ(this->refuse_every_call(of_the_writer, mishap::failure, EINTR, thinned).told, 0);
   for (const unsigned kind : {call::write, call::read}) {
     EXPECT_EQ(this->refuse_every_call(kind, mishap::short_count, 0, thinned).told, 0);
   }
 }
 
-TYPED_TEST(WriterRefusedAtEveryCall, MemoryThatIsNotToBeHadIsToldAndTheRunIsTheSameInTheEnd) {
+TYPED_TEST(WriterRefusedAtEveryCall, MissingMemoryIsReportedAndTheRunIsTheSameInTheEnd) {
   const auto refused = this->refuse_every_call(call::allocation, mishap::failure, ENOMEM, thinned);
   EXPECT_GE(refused.calls, 100 / thinned);
   EXPECT_GE(refused.told, 90 / thinned);

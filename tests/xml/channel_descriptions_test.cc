@@ -128,7 +128,7 @@ TEST(LoadDescriptions, AcceptsAFileWithoutChannels) {
   EXPECT_TRUE(list.channels.empty());
 }
 
-TEST(LoadDescriptions, AcceptsZerosBehindTheText) {
+TEST(LoadDescriptions, AcceptsZerosAfterTheText) {
   description_list list;
   const std::string text = document("<channel prop_name='A'/>") + std::string(5, '\0');
   EXPECT_EQ(load(text, list), 0);

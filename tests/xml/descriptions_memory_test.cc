@@ -88,7 +88,7 @@ TEST(DescriptionMemory, HoldsForTextsThatAreNoDescriptions) {
     EXPECT_EXIT(load_and_exit(text, 0), testing::ExitedWithCode(0), "") << text.substr(0, 100);
 }
 
-TEST(DescriptionMemory, IsNoneOfWhatIsNoHeader) {
+TEST(DescriptionMemory, IsZeroForAnInvalidHeader) {
   EXPECT_EQ(ravo_get_chan_descr_memory(nullptr), 0u);
   std::vector<char> bytes = header_of("<a/>");
   const std::int32_t length = 7;

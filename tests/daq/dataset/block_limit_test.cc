@@ -62,7 +62,7 @@ TYPED_TEST(BlockLimit, GoesByWhatTheStoredBytesCanBecome) {
   this->expect_status(value_status::cannot_inflate, write(this->folder, "a.raw", this->file));
 }
 
-TEST(BlockLimit, IsNoneWhereNothingIsSaid) {
+TEST(BlockLimit, DoesNotApplyByDefault) {
   const temporary_folder folder;
   const dataset data = dataset::open(of_files({noise(folder, 2, 100'000)}));
   EXPECT_EQ(data.column("NOISE").ledger.delivered(), 2u);

@@ -16,7 +16,7 @@ class Damage : public damaged_file<layout> {};
 using layouts = testing::Types<layout_2010, layout_2009>;
 TYPED_TEST_SUITE(Damage, layouts);
 
-TYPED_TEST(Damage, OfTheChecksumIsToldFromOtherDamage) {
+TYPED_TEST(Damage, OfTheChecksumIsDistinguishedFromOtherDamage) {
   bytes built = this->file.build();
   const std::size_t block = this->file.at.at("BAD") + this->size_of_blocks();
   const std::size_t stream = block + TypeParam::subhead + 12;
@@ -53,7 +53,7 @@ TYPED_TEST(Damage, APayloadThatIsNotOfItsTypeCannotBeConverted) {
 }
 
 // The classic reader's worker ends here, and takes with it what it would have decoded.
-TYPED_TEST(Damage, OfAHeldValueIsToldAtEveryEventAndCountedAtItsOwn) {
+TYPED_TEST(Damage, OfAHeldValueIsReportedAtEveryEventAndCountedAtItsOwn) {
   // An update with the second of four events, whose data are said to lie elsewhere than behind its
   // subheader.
   handmade_file_of<TypeParam> slow_file;

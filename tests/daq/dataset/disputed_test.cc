@@ -214,7 +214,7 @@ class SlowValuesAstray : public testing::Test {
 };
 TYPED_TEST_SUITE(SlowValuesAstray, layouts);
 
-TYPED_TEST(SlowValuesAstray, AValueIsNowhereButBehindItsSubheader) {
+TYPED_TEST(SlowValuesAstray, AValueIsOnlyAfterItsSubheader) {
   const bytes good = this->file.build();
   const std::size_t at = this->word_of_entry(1, 3);
   std::vector<std::uint32_t> places{good.word(at - 16), good.word(at + 16),

@@ -302,7 +302,7 @@ TYPED_TEST(Machine, ThatHasMemoryAgainGoesOnWhereItStood) {
 }
 #endif
 
-TYPED_TEST(Machine, WithoutDescriptorsIsToldByFile) { this->disturb_both_ways(call::open, EMFILE, 2); }
+TYPED_TEST(Machine, WithoutDescriptorsIsReportedByFile) { this->disturb_both_ways(call::open, EMFILE, 2); }
 
 TYPED_TEST(Machine, ThatReadsBadlyMissesValuesOnly) { this->disturb_both_ways(call::read, EIO, 20); }
 

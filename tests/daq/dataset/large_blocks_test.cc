@@ -200,7 +200,7 @@ TEST_P(LargeBlocks, AreReadUnderEveryMemoryLimitThatSufficesForOneAtATime) {
 }
 
 // A worker that waits for the tables of the next file keeps nothing that another one waits for.
-TEST_P(LargeBlocks, OfManyFilesAreReadUnderEveryMemoryLimitThatSufficesForOneAtATime) {
+TEST_P(LargeBlocks, OfManyFilesAreReadUnderLimitsThatSufficeForOneAtATime) {
   constexpr std::size_t files = 6;
   const std::vector<std::string> paths = written_with_large_tables(files);
   const std::vector<float> expected[] = {wave(0, very_many_samples), wave(1, very_many_samples)};
@@ -227,7 +227,7 @@ TEST_P(LargeBlocks, OfManyFilesAreReadUnderEveryMemoryLimitThatSufficesForOneAtA
 
 // Reading by event waits for no memory that what it has decoded ahead itself takes: from the first limit on
 // that suffices for one worker, every limit suffices for any number of them.
-TEST_P(LargeBlocks, OfManyFilesAreReadEventByEventUnderEveryMemoryLimitThatHoldsOne) {
+TEST_P(LargeBlocks, OfManyFilesAreReadEventByEventUnderLimitsThatHoldOne) {
   constexpr std::size_t files = 6, every = 8;  // what is stored is small beside what comes out
   const std::vector<std::string> paths = written_with_large_tables(files, every);
   const std::vector<float> expected[] = {wave(0, very_many_samples, every),

@@ -140,7 +140,7 @@ TEST(MemoryLimit, HoldsInAProcessThatHasNoMore) {
 }
 #endif
 
-TEST(MemoryLimit, FilledByHeldEventsIsToldAndThenGoesOn) {
+TEST(MemoryLimit, FilledByHeldEventsIsReportedAndThenGoesOn) {
   const temporary_folder folder;
   const std::string path = noise(folder, 200, 4096);
   dataset_options options;
@@ -294,7 +294,7 @@ TEST(MemoryLimit, IsKeptByWorkersOfAColumnThatHaveNoRoom) {
   }
 }
 
-TEST(MemoryLimit, OfAnEventThatIsTooLargeIsTold) {
+TEST(MemoryLimit, OfAnEventThatIsTooLargeIsReported) {
   const temporary_folder folder;
   const std::string path = noise(folder, 3, 100000);
   dataset_options options;

@@ -12,7 +12,7 @@ class Misdirected : public damaged_file<layout> {};
 using layouts = testing::Types<layout_2010, layout_2009>;
 TYPED_TEST_SUITE(Misdirected, layouts);
 
-TYPED_TEST(Misdirected, APointerBehindTheBasketIsATruncatedBlock) {
+TYPED_TEST(Misdirected, APointerAfterTheBasketIsATruncatedBlock) {
   bytes built = this->file.build();
   built.set_u32(this->at_pointer(TestFixture::pointer::subheader),
                 static_cast<std::uint32_t>(built.size()));
@@ -69,7 +69,7 @@ TYPED_TEST(Misdirected, APointerIntoTheMiddleOfAServerBlockIsPassedOver) {
   this->expect_passed_over(path, {{1004, 1}});
 }
 
-TYPED_TEST(Misdirected, APointerBehindTheServerBlocksIsATruncatedBlock) {
+TYPED_TEST(Misdirected, APointerAfterTheServerBlocksIsATruncatedBlock) {
   bytes built = this->file.build();
   built.set_u32(this->at_pointer(TestFixture::pointer::server_block),
                 static_cast<std::uint32_t>(this->file.at.at("GOOD")));

@@ -233,7 +233,7 @@ TEST(Streams, OfTheSameTimeAreOneSegment) {
   }
 }
 
-TEST(Streams, ThatCountAnewAreReadOneBehindTheOther) {
+TEST(Streams, ThatRestartTheirCountAreReadOneAfterTheOther) {
   const temporary_folder folder;
   std::vector<std::string> files;
   for (std::uint32_t run = 0; run < 2; ++run) {

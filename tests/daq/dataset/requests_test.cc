@@ -136,7 +136,7 @@ TEST_P(Requests, PrintNothing) {
   EXPECT_NE(data.column("LINAC/BPM/001").ledger.to_text().find("\n" + told[0] + "\n"), std::string::npos);
 }
 
-TEST_P(Requests, TellOfRunsThatHaveNoFiles) {
+TEST_P(Requests, ReportRunsThatHaveNoFiles) {
   const dataset data = dataset::open("run=1-9 chan=LINAC/BPM/001 data=" + folder);
   const std::vector<std::string> told = {"No files are found of runs 3-9: no file is named for them"};
   EXPECT_EQ(data.plan().problems, told);
@@ -147,7 +147,7 @@ TEST_P(Requests, TellOfRunsThatHaveNoFiles) {
 }
 
 // As the acquisition may be writing them still; a limit on what is missing cannot be kept without them.
-TEST_P(Requests, TellOfFilesThatAreTooYoung) {
+TEST_P(Requests, ReportFilesThatAreTooYoung) {
   const temporary_folder place;
   for (const std::string& file : files)
     std::filesystem::copy(file, place.path() / std::filesystem::path(file).filename());
@@ -176,7 +176,7 @@ TEST_P(Requests, TellOfFilesThatAreTooYoung) {
   EXPECT_EQ(found.left_out[0].problem, "it changed less than half a minute ago and may still be written");
 }
 
-TEST_P(Requests, TellOfFilesThatTheCatalogueListsAndAreGone) {
+TEST_P(Requests, ReportFilesThatTheCatalogueListsAndAreGone) {
   const temporary_folder catalogue_folder, place;
   for (const std::string& file : files)
     std::filesystem::copy(file, place.path() / std::filesystem::path(file).filename());
@@ -204,7 +204,7 @@ TEST_P(Requests, TellOfFilesThatTheCatalogueListsAndAreGone) {
   EXPECT_THROW(dataset::open(text, limited), missing_data);
 }
 
-TEST_P(Requests, TellOnceOfAFileThatIsGoneFromTwoRuns) {
+TEST_P(Requests, ReportOnceAFileThatIsGoneFromTwoRuns) {
   const temporary_folder catalogue_folder;
   const std::string directory = catalogue_folder.path().string();
   const std::string gone = catalogue_folder.file("gone.raw");

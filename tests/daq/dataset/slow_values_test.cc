@@ -103,13 +103,13 @@ TYPED_TEST(SlowValues, OfSoundFilesAreHeld) {
                {10, 10, 10, 10, 50, 50, 50, 50}, {0, 1, 2, 3, 0, 1, 2, 3});
 }
 
-TYPED_TEST(SlowValues, FromBeforeARefusedFileAreStaleBehindIt) {
+TYPED_TEST(SlowValues, FromBeforeARefusedFileAreStaleAfterIt) {
   this->spoil(2);
   this->expect(dataset::open(this->wanted(slow_policy::hold)), {ok, held, held, held, stale, stale},
                {10, 10, 10, 10, 10, 10}, {0, 1, 2, 3, 6, 7});
 }
 
-TYPED_TEST(SlowValues, FromBehindARefusedFileAreHeld) {
+TYPED_TEST(SlowValues, FromAfterARefusedFileAreHeld) {
   this->spoil(1);
   this->expect(dataset::open(this->wanted(slow_policy::hold)), {ok, held, ok, held, held, held},
                {10, 10, 50, 50, 50, 50}, {0, 1, 0, 1, 2, 3});
@@ -122,7 +122,7 @@ TYPED_TEST(SlowValues, AreMissingWhereTheFirstOneMayBeInARefusedFile) {
                {0, 0, 0, 1, 2, 3});
 }
 
-TYPED_TEST(SlowValues, AreStaleBesideARefusedFileWhoseNameTellsNoTime) {
+TYPED_TEST(SlowValues, AreStaleBesideARefusedFileWhoseNameHasNoTime) {
   selection what = this->wanted(slow_policy::hold);
   what.files.push_back(this->folder.write("x.raw", std::vector<unsigned char>(5000, 7)));
   this->expect(dataset::open(what), {ok, stale, stale, stale, ok, stale, stale, stale},
@@ -177,7 +177,7 @@ TYPED_TEST(SlowValues, AreStaleWhereOneWithoutAnEventMayBeTheLast) {
 
 // The only update of the third file is of no event: it is newer than that of the first one also for the
 // events of the fourth file, and nearer to those from when it may have been.
-TYPED_TEST(SlowValues, AreStaleBehindAFileWhoseOnlyOneIsWithoutAnEvent) {
+TYPED_TEST(SlowValues, AreStaleAfterAFileWhoseOnlyOneIsWithoutAnEvent) {
   auto third = this->file(2);
   bytes built = third.build();
   const std::size_t row = third.at.at("pointers") + 12 + 2 * 16;  // behind the two entries of the other
@@ -192,7 +192,7 @@ TYPED_TEST(SlowValues, AreStaleBehindAFileWhoseOnlyOneIsWithoutAnEvent) {
 }
 
 // The update of the first file is of no event, and older than that of the third one.
-TYPED_TEST(SlowValues, AreHeldBehindANewerOneThanThatWithoutAnEvent) {
+TYPED_TEST(SlowValues, AreHeldAfterANewerOneThanThatWithoutAnEvent) {
   auto first = this->file(0);
   bytes built = first.build();
   const std::size_t row = first.at.at("pointers") + 12 + 2 * 16;
@@ -205,7 +205,7 @@ TYPED_TEST(SlowValues, AreHeldBehindANewerOneThanThatWithoutAnEvent) {
 
 // Of two files that overlap in time the first one's last update is of no event: it is from some time of
 // that file, and older than the update of the other one.
-TYPED_TEST(SlowValues, AreHeldBehindTheTimeOfAFileWhoseLastOneIsWithoutAnEvent) {
+TYPED_TEST(SlowValues, AreHeldAfterTheTimeOfAFileWhoseLastOneIsWithoutAnEvent) {
   handmade_file_of<TypeParam> first, second;
   first.events = {event_at(1, 0),    event_at(2, 1000),           event_at(3, 2000),
                   event_at(6, 5000), event_at(1, 0, RAVO_EV_UPD), event_at(3, 2000, RAVO_EV_UPD)};

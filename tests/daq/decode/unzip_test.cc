@@ -144,7 +144,7 @@ TEST(MakeZlib, TakesASymbolWithoutMeaningOnlyWithTheChecksumOfWhatComesOut) {
   EXPECT_EQ(other.text, "make_zlib() -  !!!! inflate() returnd -3 !!!!");
 }
 
-TEST(MakeZlib, TakesAStreamWithBytesBehindIt) {
+TEST(MakeZlib, TakesAStreamFollowedByBytes) {
   const bytes content = ramp(60);
   const outcome result = run(make_zlib, ravo::test::compress_zlib(content) + "behind", 240);
   EXPECT_EQ(result.status, 0);
@@ -192,7 +192,7 @@ TEST(MakeLzo, FailsWhenTheInputEndsEarly) {
   EXPECT_EQ(result.text, "make_lzo - internal error - decompression failed: -4\n");
 }
 
-TEST(MakeZlib, TellsThatZlibDoesNotStart) {
+TEST(MakeZlib, ReportsThatZlibDoesNotStart) {
   std::string compressed = ravo::test::compress_zlib(ramp(10));
   compressed.pop_back();  // a good stream does not come as far
   zlib_answer = Z_VERSION_ERROR;
@@ -202,7 +202,7 @@ TEST(MakeZlib, TellsThatZlibDoesNotStart) {
   EXPECT_EQ(result.text, "make_zlib() - inflateInit() failed: -6 !!!\n");
 }
 
-TEST(MakeLzo, TellsThatLzoDoesNotStart) {
+TEST(MakeLzo, ReportsThatLzoDoesNotStart) {
   const std::string compressed = ravo::test::compress_lzo(ramp(10));
   lzo_answer = LZO_E_ERROR;
   const outcome result = run(lzo, compressed, 40);

@@ -139,7 +139,7 @@ TEST_F(WriterDurability, AWriterKilledAtAnySystemCallOfItsStoryLeavesNoFile) {
   }
 }
 
-TEST_F(WriterDurability, WithoutNamelessFilesAKilledWriterLeavesAHiddenFileThatNoReaderTakes) {
+TEST_F(WriterDurability, WithoutNamelessFilesAKilledWriterLeavesOnlyAHiddenFile) {
   for (const system_call& call : {every(SYS_write), every(SYS_fsync), every(SYS_renameat2)}) {
     const temporary_folder folder;
     const ending end = in_child([&] {
@@ -228,7 +228,7 @@ TEST_F(WriterDurability, WhatAKilledNamesakeLeftBehindIsInNobodysWay) {
 
 // ---- refused by the system --------------------------------------------------------------------------
 
-TEST_F(WriterDurability, AFullDiskWhileSpoolingIsToldAndTheEventMayBeEndedAgain) {
+TEST_F(WriterDurability, AFullDiskWhileSpoolingIsReportedAndTheEventMayBeEndedAgain) {
   const temporary_folder folder;
   const ending end = in_child([&] {
     signal(SIGXFSZ, SIG_IGN);
@@ -260,7 +260,7 @@ TEST_F(WriterDurability, AFullDiskWhileSpoolingIsToldAndTheEventMayBeEndedAgain)
   EXPECT_EQ(end.code, 0);
 }
 
-TEST_F(WriterDurability, AFullDiskWhileAssemblingIsToldAndTheCallMayBeRepeated) {
+TEST_F(WriterDurability, AFullDiskWhileAssemblingIsReportedAndTheCallMayBeRepeated) {
   const temporary_folder folder;
   const ending end = in_child([&] {
     signal(SIGXFSZ, SIG_IGN);
@@ -288,7 +288,7 @@ TEST_F(WriterDurability, AFullDiskWhileAssemblingIsToldAndTheCallMayBeRepeated) 
   EXPECT_EQ(end.code, 0);
 }
 
-TEST_F(WriterDurability, ARefusalOfTheSystemIsToldInItsWords) {
+TEST_F(WriterDurability, ARefusalOfTheSystemIsReportedWithItsText) {
   struct refusal {
     system_call call;
     int error;

@@ -227,7 +227,7 @@ TYPED_TEST(WriterLayout, ASmallFileHasTheBytesWorkedOutByHand) {
         << "word at offset " << i;
 }
 
-TYPED_TEST(WriterLayout, TheNameTellsExperimentStreamRunFileAndTheFirstEventsTime) {
+TYPED_TEST(WriterLayout, TheNameHasExperimentStreamRunFileAndTheFirstEventsTime) {
   const temporary_folder folder;
   EXPECT_EQ(write_small_file<TypeParam>(folder), folder.file("linac_main_run1_file1_20231114T221320Z.raw"));
 }

@@ -454,7 +454,7 @@ TEST_F(WriterRefusals, ACloseWithinAnEvent) {
   EXPECT_EQ(writer_.close(), RAVO_DAQ_WRITER_OK);
 }
 
-TEST_F(WriterRefusals, ANameThatIsTakenIsToldAtTheFirstEvent) {
+TEST_F(WriterRefusals, AnExistingNameIsReportedAtTheFirstEvent) {
   const std::string name = "linac_main_run1_file1_20231114T221320Z.raw";
   folder_.write(name, {});
   open();

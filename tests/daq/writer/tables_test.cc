@@ -130,7 +130,7 @@ TYPED_TEST(WriterTables, AFileWithoutChannelsIsTaken) {
   EXPECT_EQ(tables<TypeParam>(writer.get_files().at(0)).status(), 0);
 }
 
-TYPED_TEST(WriterTables, TheNameOfAFileTellsItsTime) {
+TYPED_TEST(WriterTables, TheNameOfAFileHasItsTime) {
   const temporary_folder folder;
   typename TypeParam::writer writer;
   must(writer, writer.open(settings_in(folder)));

@@ -202,7 +202,7 @@ TEST_F(Build, PassesOverFilesThatHaveNoNameOfARawFile) {
   EXPECT_THAT(lines(result.problems), IsEmpty());
 }
 
-TEST_F(Build, SplitsExperimentAndStreamAtTheLastUnderscoreOrAsItIsTold) {
+TEST_F(Build, SplitsExperimentAndStreamAtTheLastUnderscoreOrAsAsked) {
   const std::string path = write("free_laser_main_run1_file1_20250301T000000Z.raw");
   build();
   EXPECT_THAT(ask_runs({catalogue(), "free_laser", "main"}, {1}).files(), ElementsAre(path));
@@ -422,7 +422,7 @@ TEST_F(Build, WritesAbsolutePathsForARelativeFolder) {
   EXPECT_THAT(ask_runs({catalogue()}, {12}).files(), ElementsAre(path));
 }
 
-TEST_F(Build, StopsWhenItIsToldTo) {
+TEST_F(Build, StopsWhenItIsAskedTo) {
   write(first_name);
   const build_result stopped =
       ravo::catalogue::build(settings(), [](std::size_t, std::size_t) { return false; });

@@ -278,7 +278,7 @@ TEST_F(Damage, LeftoversOfADeadWriterAreNoRunsAndDoNotHinder) {
   EXPECT_FALSE(fs::exists(run_1() + ".new"));
 }
 
-TEST_F(Damage, IsToldByWhoeverListsTheRuns) {
+TEST_F(Damage, IsReportedByAListingOfTheRuns) {
   write(run_1(), "");
   std::vector<int> seen;
   const auto damaged = ravo::catalogue::visit_runs(directory(), "linac", "main",

@@ -57,7 +57,7 @@ TYPED_TEST(EdgeFiles, BothNeighboursAreTaken) {
                 raw_name(3, 8, 800) + "'\n");
 }
 
-TYPED_TEST(EdgeFiles, WhatIsLookedForIsToldAtANonZeroDebugLevel) {
+TYPED_TEST(EdgeFiles, TheSearchedNamesAreReportedAtANonZeroDebugLevel) {
   for (const int level : {1, -1}) {
     this->reader.set_debug(level);
     this->init_with({raw_name(3, 4, 400), raw_name(3, 8, 800)});
@@ -66,7 +66,7 @@ TYPED_TEST(EdgeFiles, WhatIsLookedForIsToldAtANonZeroDebugLevel) {
   }
 }
 
-TYPED_TEST(EdgeFiles, MissingNeighboursAreTold) {
+TYPED_TEST(EdgeFiles, MissingNeighboursAreReported) {
   this->init_with({});
   EXPECT_EQ(this->files(), this->inside());
   EXPECT_EQ(this->output,
@@ -95,13 +95,13 @@ TYPED_TEST(EdgeFiles, NoNeighbourIsBeforeTheFirstFile) {
                 this->no_last);
 }
 
-TYPED_TEST(EdgeFiles, TheFirstFileHasANeighbourBehindIt) {
+TYPED_TEST(EdgeFiles, TheFirstFileHasANeighbourAfterIt) {
   this->make({raw_name(3, 1, 500), raw_name(3, 2, 800)});
   ASSERT_EQ(this->init(), 0);
   EXPECT_EQ(this->files(), (names{raw_name(3, 1, 500), raw_name(3, 2, 800)}));
 }
 
-TYPED_TEST(EdgeFiles, WithoutAStopAFirstFileFromBeforeThePeriodHasItsNeighbourTooAndWithOneNot) {
+TYPED_TEST(EdgeFiles, OnlyWithoutAStopAFirstFileFromBeforeThePeriodHasItsNeighbour) {
   // Nothing begins in the period; the later of two files is the candidate in either order of the directory.
   this->make({raw_name(3, 4, 300), raw_name(3, 5, 400)});
   for (const bool has_stop : {false, true}) {
@@ -180,7 +180,7 @@ TYPED_TEST(EdgeFiles, NumbersAreComparedWhole) {
   EXPECT_EQ(this->files(), this->inside());
 }
 
-TYPED_TEST(EdgeFiles, ADirectoryThatCannotBeReadAgainIsTold) {
+TYPED_TEST(EdgeFiles, ADirectoryThatCannotBeReadAgainIsReported) {
   this->make({raw_name(3, 2, 550)});
   openings_left = 1;  // for the scan
   ASSERT_EQ(this->init(), 0);

@@ -44,7 +44,7 @@ TEST(DataPathList, EndsAtAClosingColon) {
 }
 
 // An entry is at least one character long, so that a second colon in a row begins one.
-TEST(DataPathList, AColonBehindAColonBeginsAnEntry) {
+TEST(DataPathList, AColonAfterAColonBeginsAnEntry) {
   EXPECT_EQ(split_data_path_list(":/a"), (pieces{":/a"}));
   EXPECT_EQ(split_data_path_list("/a::/b"), (pieces{"/a", ":/b"}));
   EXPECT_EQ(split_data_path_list("::/a"), (pieces{"/a"}));
@@ -89,7 +89,7 @@ TYPED_TEST(FileRegistry, OnlyTheCurrentGenerationSkipsAFreshFileAsNotClosed) {
   EXPECT_EQ(this->reader.get_number_of_files(), either<TypeParam>(0, 2));
 }
 
-TYPED_TEST(FileRegistry, AMissingFileIsToldOnlyWhenDebugging) {
+TYPED_TEST(FileRegistry, AMissingFileIsReportedOnlyWhenDebugging) {
   const std::string path = this->folder.file("a.raw");
   EXPECT_EQ(this->output_of_add(path, RAVO_DAQ_READER_FILES_NOT_FOUND), "");
   this->reader.set_debug(-1);
@@ -107,7 +107,7 @@ TYPED_TEST(FileRegistry, AClosedFileIsTaken) {
   EXPECT_STREQ(this->reader.get_last_error(), "OK");
 }
 
-TYPED_TEST(FileRegistry, OnlyTheCurrentGenerationMayBeToldNotToLookAtFiles) {
+TYPED_TEST(FileRegistry, OnlyTheCurrentGenerationCanSkipTheCheckOfFiles) {
   this->take_all();
   EXPECT_EQ(this->output_of_add("/nowhere/a.raw",
                                 either<TypeParam>(RAVO_DAQ_READER_OK, RAVO_DAQ_READER_FILES_NOT_FOUND)),
@@ -165,7 +165,7 @@ TYPED_TEST(FileRegistry, ABareNameIsSearchedAlongTheDataPaths) {
             std::vector<std::string>{either<TypeParam>(std::string("/etc/debian_version"), young)});
 }
 
-TYPED_TEST(FileRegistry, TheSearchTellsEachStepWhenDebugging) {
+TYPED_TEST(FileRegistry, TheSearchReportsEachStepWhenDebugging) {
   const std::string nowhere =
       this->class_name +
       "::add_file() file a.raw not found in any default data path /no_such_place:/nowhere\n";
@@ -231,7 +231,7 @@ TYPED_TEST(FileRegistry, RemovesTheLastFileThatMatches) {
   EXPECT_STREQ(this->reader.get_last_error(), "OK");
 }
 
-TYPED_TEST(FileRegistry, RemovingWhatIsNotThereIsTold) {
+TYPED_TEST(FileRegistry, RemovingAMissingFileIsReported) {
   EXPECT_EQ(this->reader.remove_file("x"), RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
   this->take_all();

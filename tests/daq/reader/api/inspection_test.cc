@@ -164,7 +164,7 @@ TYPED_TEST(Inspection, CountingUsesTheReadersOwnChannels) {
   EXPECT_EQ(this->reader.get_number_of_channels(), 1);
 }
 
-TYPED_TEST(Inspection, AStartedReaderLooksIntoNoOtherFile) {
+TYPED_TEST(Inspection, AStartedReaderInspectsNoOtherFile) {
   ASSERT_EQ(this->reader.start(), 0);
   EXPECT_EQ(this->reader.get_number_of_channels(this->a_file.c_str(), &this->count, 0),
             RAVO_DAQ_READER_NOT_ALLOWED);
@@ -329,7 +329,7 @@ TYPED_TEST(EventIndex, OneEntryIsPrintedForAType) {
   }
 }
 
-TYPED_TEST(EventIndex, WhatIsWrongWithItIsTold) {
+TYPED_TEST(EventIndex, ItsDefectsAreReported) {
   EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), RAVO_DAQ_READER_INTERN_ERROR);
   EXPECT_EQ(this->output, "No event index table\n");
   this->load_index({1});
@@ -359,7 +359,7 @@ TYPED_TEST(EventIndex, AFileThatIsNotThereHasNone) {
   EXPECT_EQ(the_loader.clean_ups, before + 2);
 }
 
-TYPED_TEST(EventIndex, TheFileGoesToTheEndAndTheFirstPathWithTheTextIsLoadedAndLeaves) {
+TYPED_TEST(EventIndex, TheFirstPathWithTheTextIsLoadedAndLeavesTheList) {
   const std::string other = this->existing("x/aa.raw");
   this->reader.add_file(other.c_str(), true);
   this->existing("y/a.raw");
@@ -451,12 +451,12 @@ TEST_F(ChannelPrinters, AllFourPrintersSpeakOfTheFirst) {
     EXPECT_EQ(print(one, nullptr, "A"), who + "check input parameters\n");
 }
 
-TEST_F(ChannelPrinters, AFileOutOfReachIsTold) {
+TEST_F(ChannelPrinters, AFileOutOfReachIsReported) {
   environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   EXPECT_EQ(print_event_headers("/nowhere/a.raw", "A"), who + "check if file: /nowhere/a.raw accesible\n");
 }
 
-TEST_F(ChannelPrinters, AChannelThatTheFileDoesNotHaveIsTold) {
+TEST_F(ChannelPrinters, AChannelThatTheFileLacksIsReported) {
   the_loader.status = RAVO_TABLE_NO_CHANNEL;
   EXPECT_EQ(print_event_headers(a_file.c_str(), "A"),
             who + "channel: A not found in file: " + a_file + "\n");
@@ -465,7 +465,7 @@ TEST_F(ChannelPrinters, AChannelThatTheFileDoesNotHaveIsTold) {
   EXPECT_TRUE(the_read_chan.calls.empty());
 }
 
-TEST_F(ChannelPrinters, AChannelThatDoesNotStartIsToldAndReleased) {
+TEST_F(ChannelPrinters, AChannelThatDoesNotStartIsReportedAndReleased) {
   the_read_chan.start_status = RAVO_DAQ_READ_CHAN_INTERN_ERROR;
   EXPECT_EQ(print_event_headers(a_file.c_str(), "A"), who + "failed to initialize channel: A\n");
   EXPECT_EQ(the_read_chan.alive, 0);

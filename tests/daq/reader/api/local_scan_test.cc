@@ -32,7 +32,7 @@ TEST(RawFileNames, AnyOfSeveralRunsCounts) {
   EXPECT_TRUE(names_run("_run_run8_", 8, 8));
 }
 
-TEST(RawFileNames, ARunTooLargeForANumberIsNone) {
+TEST(RawFileNames, ARunTooLargeForANumberDoesNotCount) {
   EXPECT_TRUE(names_run("x_run2147483647_y", INT_MAX, INT_MAX));
   EXPECT_FALSE(names_run("x_run2147483648_y", 1, INT_MAX));
   EXPECT_FALSE(names_run("x_run" + std::string(250, '9') + "_y", 1, INT_MAX));
@@ -57,7 +57,7 @@ TEST(RawFileNames, TheLastWordWithADigitCounts) {
   EXPECT_FALSE(find_file_number(""));
 }
 
-TEST(RawFileNames, ANumberThatNoFileHasIsNone) {
+TEST(RawFileNames, ANumberTooLargeForAFileIsNotFound) {
   EXPECT_EQ(find_file_number("file2147483647_")->value, INT_MAX);
   EXPECT_EQ(name_up_to_number(*find_file_number("file2147483647_"), std::int64_t{INT_MAX} + 1),
             "file2147483648_");
@@ -91,7 +91,7 @@ TEST(StartCandidate, OfFilesAtOneTimeTheFirstStays) {
   EXPECT_EQ(candidate.name(), "a");
 }
 
-TEST(StartCandidate, AFirstFileFromBehindTheStartStaysWhateverFollows) {
+TEST(StartCandidate, AFirstFileFromAfterTheStartStaysWhateverFollows) {
   start_candidate candidate(100);
   candidate.take("late", 150);
   candidate.take("early", 50);
@@ -171,7 +171,7 @@ TYPED_TEST(LocalScan, AnEmptyDirectoryHoldsNoFiles) {
   this->ask_and_expect({});
 }
 
-TYPED_TEST(LocalScan, WithoutAPeriodEveryFileOfTheRunIsTold) {
+TYPED_TEST(LocalScan, WithoutAPeriodEveryFileOfTheRunIsReported) {
   this->make({raw_name(7, 1, 100)});
   this->ask_for_runs(7, 7);
   ASSERT_EQ(this->init(), 0);
@@ -256,7 +256,7 @@ TEST_F(CurrentLocalScan, AnyEventTypeMayReachThePeriod) {
   ask_and_expect({raw_name(7, 2, 150)});
 }
 
-TEST_F(CurrentLocalScan, EventsBehindThePeriodDoNotReachIt) {
+TEST_F(CurrentLocalScan, EventsAfterThePeriodDoNotReachIt) {
   make({raw_name(7, 2, 150)});
   the_loader.index_of_file[raw_name(7, 2, 150)] = index_of(301, 400);
   ask_for_runs(7, 7);
@@ -264,7 +264,7 @@ TEST_F(CurrentLocalScan, EventsBehindThePeriodDoNotReachIt) {
   ask_and_expect({});
 }
 
-TEST_F(CurrentLocalScan, AnEarlierFileThatCannotBeLoadedIsToldAndLeftOut) {
+TEST_F(CurrentLocalScan, AnEarlierFileThatCannotBeLoadedIsReportedAndLeftOut) {
   make({raw_name(7, 2, 150), raw_name(7, 5, 250)});
   the_loader.status_of_file[raw_name(7, 2, 150)] = 2;
   ask_for_runs(7, 7);
@@ -274,7 +274,7 @@ TEST_F(CurrentLocalScan, AnEarlierFileThatCannotBeLoadedIsToldAndLeftOut) {
   EXPECT_FALSE(says("Pushing file " + raw_name(7, 2, 150)));
 }
 
-TEST_F(CurrentLocalScan, AnEarlierFileWithAStrangeIndexIsToldAndLeftOut) {
+TEST_F(CurrentLocalScan, AnEarlierFileWithAStrangeIndexIsReportedAndLeftOut) {
   make({raw_name(7, 2, 150)});
   auto* index = index_of(150, 250);
   index->pattern = 5;
@@ -289,7 +289,7 @@ TEST_F(CurrentLocalScan, AnEarlierFileWithAStrangeIndexIsToldAndLeftOut) {
       << output;
 }
 
-TEST_F(CurrentLocalScan, AnEarlierFileWithoutAnIndexIsToldAndLeftOut) {
+TEST_F(CurrentLocalScan, AnEarlierFileWithoutAnIndexIsReportedAndLeftOut) {
   make({raw_name(7, 2, 150)});
   ask_for_runs(7, 7);
   ask_for_period(200, 300);
@@ -298,7 +298,7 @@ TEST_F(CurrentLocalScan, AnEarlierFileWithoutAnIndexIsToldAndLeftOut) {
   EXPECT_FALSE(says("PATTERN"));
 }
 
-TYPED_TEST(LocalScan, AFileBehindThePeriodIsNotOpened) {
+TYPED_TEST(LocalScan, AFileAfterThePeriodIsNotOpened) {
   this->make({raw_name(7, 2, 301)});
   this->ask_for_runs(7, 7);
   this->ask_for_period(200, 300);
@@ -328,7 +328,7 @@ TYPED_TEST(LocalScan, TheFilesOfAPeriodAreThoseThatBeginInIt) {
   EXPECT_FALSE(this->says("Pushing"));
 }
 
-TYPED_TEST(LocalScan, EachFileMetIsToldAtANonZeroDebugLevel) {
+TYPED_TEST(LocalScan, EachFileMetIsReportedAtANonZeroDebugLevel) {
   this->make({raw_name(7, 10, 99), raw_name(7, 20, 150), raw_name(7, 30, 300, "laser"), "notes.txt"});
   this->ask_for_period(100, 200);
   for (const int level : {1, -1}) {
@@ -352,7 +352,7 @@ TYPED_TEST(LocalScan, ALongFileThatCoversThePeriodIsTakenAsTheCandidate) {
   EXPECT_TRUE(this->says(".Pushing  file " + raw_name(7, 1, 10) + " \n"));
 }
 
-TYPED_TEST(LocalScan, AFileBehindThePeriodIsNoCandidate) {
+TYPED_TEST(LocalScan, AFileAfterThePeriodIsNotACandidate) {
   this->make({raw_name(7, 1, 201)});
   this->ask_for_period(100, 200);
   this->ask_and_expect({});

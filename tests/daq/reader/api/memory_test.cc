@@ -30,7 +30,7 @@ TYPED_TEST(Memory, AnUncopiedPathDropsTheWholeList) {
   EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
 }
 
-TYPED_TEST(Memory, AnUncopiedNameInTheDataDirectoryIsToldLikewise) {
+TYPED_TEST(Memory, AnUncopiedNameInTheDataDirectoryIsReportedToo) {
   this->reader.set_data_dir("/x");
   failing_allocation fails(0);
   EXPECT_EQ(this->output_of_add_file("c.raw", RAVO_DAQ_READER_INTERN_ERROR),
@@ -38,7 +38,7 @@ TYPED_TEST(Memory, AnUncopiedNameInTheDataDirectoryIsToldLikewise) {
                               "Failed to malloc for file: c.raw\n"));
 }
 
-TYPED_TEST(Memory, AnUncopiedNameForAPathListIsToldInShort) {
+TYPED_TEST(Memory, AnUncopiedNameForAPathListIsReportedBriefly) {
   ASSERT_EQ(this->reader.add_file(this->existing("a.raw").c_str(), true), 0);
   this->reader.set_data_dir("/x:/y:");
   failing_allocation fails(0);
@@ -136,7 +136,7 @@ template <class generation>
 class RequestMemory : public requested_reader<generation> {};
 TYPED_TEST_SUITE(RequestMemory, generations, generation_name);
 
-TYPED_TEST(RequestMemory, RunNumbersWithoutMemoryAreTold) {
+TYPED_TEST(RequestMemory, RunNumbersWithoutMemoryAreReported) {
   this->ask_for_runs(7, 9);
   failing_allocation fails(0);
   EXPECT_EQ(this->init(), RAVO_DAQ_READER_INTERN_ERROR);

@@ -107,7 +107,7 @@ TYPED_TEST(RequestCheck, TimesOutOfOrderAreRefused) {
   EXPECT_EQ(this->output_of_check(0), "");
 }
 
-TYPED_TEST(RequestCheck, AStartInTheFutureIsBehindAnOpenStop) {
+TYPED_TEST(RequestCheck, AStartInTheFutureIsAfterAnOpenStop) {
   this->request(this->at(0, 4000000000u), {});
   EXPECT_EQ(
       this->output_of_check(RAVO_DAQ_READER_INV_PARAM).rfind("Wrong Time start:-294967296_0 > stop:", 0),
@@ -179,7 +179,7 @@ TYPED_TEST(RequestCheck, AFirstFileInsideTheRequestIsKept) {
   EXPECT_EQ(this->kept({100, 200, 300}, 50, 220), (std::vector<int>{100, 200}));
 }
 
-TYPED_TEST(RequestCheck, AFirstFileBehindTheStopIsDropped) {
+TYPED_TEST(RequestCheck, AFirstFileAfterTheStopIsDropped) {
   EXPECT_EQ(this->kept({100, 200}, 10, 99), (std::vector<int>{}));
 }
 
@@ -189,7 +189,7 @@ TYPED_TEST(RequestCheck, TheStepIsWholeSeconds) {
 }
 
 // With one file its own time stands in for the step, which only a request behind both could tell.
-TYPED_TEST(RequestCheck, ASingleFileIsKeptUnlessItIsBehindTheStop) {
+TYPED_TEST(RequestCheck, ASingleFileIsKeptUnlessItIsAfterTheStop) {
   EXPECT_EQ(this->kept({100}, 5000, 6000), (std::vector<int>{100}));
   this->reader.clean_up();
   EXPECT_EQ(this->kept({100}, 50, 200), (std::vector<int>{100}));
@@ -197,7 +197,7 @@ TYPED_TEST(RequestCheck, ASingleFileIsKeptUnlessItIsBehindTheStop) {
   EXPECT_EQ(this->kept({100}, 50, 99), (std::vector<int>{}));
 }
 
-TYPED_TEST(RequestCheck, ANamelessTimeIsToldAndItsFileDropped) {
+TYPED_TEST(RequestCheck, ANamelessTimeIsReportedAndItsFileDropped) {
   this->reader.files.push_back(strdup("/x/first.raw"));
   this->reader.files.push_back(strdup(file_at(100, 1).c_str()));
   this->reader.files.push_back(strdup("/x/last.raw"));

@@ -119,7 +119,7 @@ TYPED_TEST(RequestInit, ARefusedChannelEndsIt) {
   EXPECT_TRUE(the_catalogue.questions.empty());
 }
 
-TYPED_TEST(RequestInit, AnEmptyChannelListIsNone) {
+TYPED_TEST(RequestInit, AnEmptyChannelListCountsAsNoList) {
   this->answer_period({raw_name(3, 1, 100)});
   const std::vector<daq_channel_entry*> channels;
   EXPECT_EQ(this->reader.init(&this->request, &channels), 0);
@@ -231,7 +231,7 @@ TYPED_TEST(RequestInit, OnlyInTheCurrentGenerationRunsAreCutWithThePeriod) {
   EXPECT_EQ(the_catalogue.records_alive, 0);
 }
 
-TYPED_TEST(RequestInit, TheCutIsToldAtAPositiveDebugLevelOnly) {
+TYPED_TEST(RequestInit, TheCutIsReportedAtAPositiveDebugLevelOnly) {
   for (const int level : {0, -1}) {
     this->ask_for_runs(7, 7);
     this->ask_for_period(150, 250);
@@ -282,7 +282,7 @@ TYPED_TEST(RequestInit, AHalfPeriodDoesNotCutTheRuns) {
   EXPECT_EQ(this->reader.get_number_of_files(), 2);
 }
 
-TYPED_TEST(RequestInit, AnAnswerWithoutFilesIsNone) {
+TYPED_TEST(RequestInit, AnAnswerWithoutFilesCountsAsNoAnswer) {
   this->ask_for_runs(7, 7);
   this->answer_runs({});
   this->make({raw_name(7, 1, 100)});
@@ -335,7 +335,7 @@ TYPED_TEST(RequestInit, ThePeriodsWindowIsLeftAlone) {
   EXPECT_EQ(this->reader.get_stop_point()->time.timeup, clock_zero + 200);
 }
 
-TYPED_TEST(RequestInit, TheScanForAPeriodIsToldAtANonZeroDebugLevel) {
+TYPED_TEST(RequestInit, TheScanForAPeriodIsReportedAtANonZeroDebugLevel) {
   this->make({raw_name(7, 1, 150)});
   this->ask_for_period(100, 200);
   ASSERT_EQ(this->init(), 0);
@@ -348,7 +348,7 @@ TYPED_TEST(RequestInit, TheScanForAPeriodIsToldAtANonZeroDebugLevel) {
   EXPECT_FALSE(is_marked_by_catalogue(this->reader));
 }
 
-TYPED_TEST(RequestInit, FilesFromTheCatalogueAreTrimmedByTheirNamesInTheOlderGenerationAlone) {
+TYPED_TEST(RequestInit, OnlyTheOlderGenerationTrimsFilesFromTheCatalogueByName) {
   this->ask_for_period(10000, 20000);
   this->answer_period({raw_name(7, 1, 1), raw_name(7, 2, 2), raw_name(7, 3, 3)});
   ASSERT_EQ(this->init(), 0);
@@ -403,7 +403,7 @@ TYPED_TEST(RequestInit, WithoutAnExperimentAllPathsAreTaken) {
   EXPECT_EQ(this->reader.get_number_of_files(), 2);
 }
 
-TYPED_TEST(RequestInit, OnlyTheCurrentGenerationLeavesOutFilesThatAreStillBeingWritten) {
+TYPED_TEST(RequestInit, OnlyTheCurrentGenerationLeavesOutFilesBeingWritten) {
   environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   this->answer_period({raw_name(7, 1, 100)});
   EXPECT_EQ(this->init(), either<TypeParam>(-10, 0));

@@ -293,7 +293,7 @@ TEST_F(SpoiledOlderFiles, AFirstFileThatIsGoneIsLeftOut) {
   EXPECT_EQ(reader.get_file_name(0), paths[1]);
 }
 
-TYPED_TEST(SpoiledFiles, AFileThatIsGoneBetweenInitAndStartEndsTheDataThereWithAnError) {
+TYPED_TEST(SpoiledFiles, AFileThatVanishesBeforeStartEndsTheDataWithAnError) {
   ASSERT_EQ(this->init(), 0);
   std::filesystem::remove(this->paths[5]);
   captured_output quiet;
@@ -335,7 +335,7 @@ TYPED_TEST(SpoiledFiles, AnUnreadableFirstFileIsABadFormat) {
   EXPECT_EQ(this->init(), RAVO_DAQ_READER_BAD_FILE_FORMAT);
 }
 
-TEST_F(SpoiledCurrentFiles, AnUnreadableEarlierFileIsToldAndPassedOverByTheScan) {
+TEST_F(SpoiledCurrentFiles, AnUnreadableEarlierFileIsReportedAndPassedOverByTheScan) {
   std::filesystem::resize_file(paths[0], 100);
   forget_catalogue();
   ask_for_period(7, 9);
@@ -346,7 +346,7 @@ TEST_F(SpoiledCurrentFiles, AnUnreadableEarlierFileIsToldAndPassedOverByTheScan)
       << output;
 }
 
-TEST_F(SpoiledOlderFiles, AnUnreadableEarlierFileIsNotLookedInto) {
+TEST_F(SpoiledOlderFiles, AnUnreadableEarlierFileIsNotOpened) {
   std::filesystem::resize_file(paths[0], 100);
   forget_catalogue();
   ask_for_period(7, 9);
@@ -494,7 +494,7 @@ TEST_F(SingleCurrentFile, AChannelWithoutEventsPrintsNoneAndDoesNotHang) {
   EXPECT_EQ(lines_with(text, "event header:"), 0);
 }
 
-TEST_F(SingleCurrentFile, AChannelThatIsNotThereIsTold) {
+TEST_F(SingleCurrentFile, AMissingChannelIsReported) {
   EXPECT_EQ(
       output_of([&] { reader.print_channel_channel(file(), "UNKNOWN"); }),
       std::string(
@@ -502,7 +502,7 @@ TEST_F(SingleCurrentFile, AChannelThatIsNotThereIsTold) {
           file() + "\n");
 }
 
-TYPED_TEST(SingleFile, MemoryThatRunsOutInALookLeavesNoFileBehind) {
+TYPED_TEST(SingleFile, MemoryThatRunsOutInAnInspectionLeavesNoFileInTheList) {
   EXPECT_GT(refuse_each_allocation([&] {
               int count = 0;
               this->reader.get_number_of_channels(this->file(), &count, 1);

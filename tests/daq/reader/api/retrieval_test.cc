@@ -193,7 +193,7 @@ TYPED_TEST(Retrieval, TracesEveryComparisonUpToTheMatch) {
             "reader.get_data() FOUND: 0\n");
 }
 
-TYPED_TEST(Retrieval, TellsTheTimeOfASlowSlicerAtNegativeDebugLevels) {
+TYPED_TEST(Retrieval, ReportsTheTimeOfASlowSlicerAtNegativeDebugLevels) {
   this->start({"A"});
   this->answer_a(1, 1);
   the_slicer.answers.back().delay_microseconds = 1500;
@@ -221,7 +221,7 @@ TYPED_TEST(Retrieval, SkipsEventsBeforeTheStartTimeSilently) {
   EXPECT_EQ(this->reader.get_number_of_empty_events(), 0);
 }
 
-TYPED_TEST(Retrieval, SkipsEventsBehindTheStopTime) {
+TYPED_TEST(Retrieval, SkipsEventsAfterTheStopTime) {
   const ravo_time_id to = this->at(0, 100, 500);
   this->reader.set_stop_point(&to);
   this->add("A");
@@ -286,7 +286,7 @@ TYPED_TEST(Retrieval, AnUnknownSynchModeIsAnInternalError) {
   EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
 }
 
-TYPED_TEST(Retrieval, TheFirstRegularChannelTellsTheEventsPlace) {
+TYPED_TEST(Retrieval, TheFirstRegularChannelDecidesTheEventsPlace) {
   this->start_with_numbers(5, 0);
   const ravo_time_id old = this->at(2, 2), now = this->at(5, 5);
   this->answer(now, {this->block("S", this->update, old), this->block("S", this->begin_of_run, old),
@@ -303,7 +303,7 @@ TYPED_TEST(Retrieval, OnlyTheLowBitsOfATypeCount) {
   EXPECT_EQ(this->get(), 0);
 }
 
-TYPED_TEST(Retrieval, WithoutARegularChannelTheFirstOneTellsTheEventsPlace) {
+TYPED_TEST(Retrieval, WithoutARegularChannelTheFirstOneDecidesTheEventsPlace) {
   this->start_with_numbers(5, 0);
   this->answer(this->at(5, 5), {this->block("A", this->update, this->at(2, 2)),
                                 this->block("A", this->update, this->at(5, 5))});

@@ -80,13 +80,13 @@ TYPED_TEST(WindowOfRuns, ComesFromTheFirstAndTheLastRun) {
                    "time of 8 of linac in /catalogue/"}));
 }
 
-TYPED_TEST(WindowOfRuns, EndsBehindTheLastEventsOfARunThatEndsWithinASecond) {
+TYPED_TEST(WindowOfRuns, EndsAfterTheLastEventsOfARunThatEndsWithinASecond) {
   the_catalogue.times_of_runs[7] = the_catalogue.times_of_runs[8] = {{1000, 999999}, {2000, 1}};
   ASSERT_EQ(this->init(), 0);
   this->expect_points({0, 1000, 0}, {0, 2001, 0});
 }
 
-TYPED_TEST(WindowOfRuns, TheCorrectionIsToldAtANonZeroDebugLevel) {
+TYPED_TEST(WindowOfRuns, TheCorrectionIsReportedAtANonZeroDebugLevel) {
   the_catalogue.times_of_runs[7] = the_catalogue.times_of_runs[8] = {{1000, 0}, {2000, 0}};
   for (const int level : {1, -1}) {
     this->reader.set_debug(level);
@@ -163,7 +163,7 @@ TYPED_TEST(WindowOfRuns, AnUnknownStartOrEndOpensTheWindow) {
   EXPECT_EQ(this->output, "");
 }
 
-TYPED_TEST(WindowOfRuns, AnUnknownLastRunIsToldAndOpensTheWindow) {
+TYPED_TEST(WindowOfRuns, AnUnknownLastRunIsReportedAndOpensTheWindow) {
   the_catalogue.times_of_runs[7] = {{1000, 0}, {1500, 0}};
   ASSERT_EQ(this->init(), 0);
   EXPECT_EQ(this->output, this->class_name + "::init() failed to extract time for run: 8\n");
@@ -171,7 +171,7 @@ TYPED_TEST(WindowOfRuns, AnUnknownLastRunIsToldAndOpensTheWindow) {
 }
 
 // 401 - 100 over two gaps: 150 seconds a file.
-TYPED_TEST(WindowOfRuns, AnUnknownFirstRunLeavesTheNamesToTell) {
+TYPED_TEST(WindowOfRuns, AnUnknownFirstRunLeavesTheDecisionToTheNames) {
   this->reader.set_debug(1);
   ASSERT_EQ(this->init(), 0);
   EXPECT_EQ(this->output, "----->" + this->class_name +
@@ -202,7 +202,7 @@ TYPED_TEST(WindowOfRuns, WithoutAnyTimeTheStopBecomesNow) {
   EXPECT_EQ(this->reader.get_start_point()->time.timeup, 0u);
 }
 
-TYPED_TEST(WindowOfRuns, NamesWithoutATimeAreToldAndOpenTheWindow) {
+TYPED_TEST(WindowOfRuns, NamesWithoutATimeAreReportedAndOpenTheWindow) {
   the_catalogue.files_of_runs = {"linac_run7.raw", "linac_run8.raw"};
   this->make(the_catalogue.files_of_runs);
   ASSERT_EQ(this->init(), 0);

@@ -56,7 +56,7 @@ TYPED_TEST(Settings, TheRealReaderIsTheSameClassOfSettings) {
   EXPECT_STREQ(real.get_last_error(), "OK");
 }
 
-TYPED_TEST(Settings, TheEnvironmentSetsTheFirstTimeDifferenceOfTheCurrentGenerationOnly) {
+TYPED_TEST(Settings, TheEnvironmentSetsTheTimeDifferenceInTheCurrentGeneration) {
   environment_variable seconds("DAQ_MAX_TIME_STEP_SEC", "3");
   environment_variable microseconds("DAQ_MAX_TIME_STEP_USEC", "70x");
   typename TestFixture::reader_type other;
@@ -260,7 +260,7 @@ TYPED_TEST(Settings, ChannelsAreNamedByTheirPosition) {
   EXPECT_STREQ(this->reader.get_channel_name(1, nullptr), "B");
 }
 
-TYPED_TEST(Settings, APositionAtOrBehindTheEndHasNoChannel) {
+TYPED_TEST(Settings, APositionAtOrAfterTheEndHasNoChannel) {
   this->add("A");
   int subchan = 77;
   EXPECT_EQ(this->reader.get_channel_name(1, &subchan), nullptr);

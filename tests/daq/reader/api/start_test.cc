@@ -115,7 +115,7 @@ TYPED_TEST(Start, GoesOnSilentlyWhenASettingIsRefused) {
   EXPECT_EQ(status, 0);
 }
 
-TYPED_TEST(Start, NamesTheMissingChannelsBehindTheErrorTextInTheCurrentGeneration) {
+TYPED_TEST(Start, TheCurrentGenerationNamesMissingChannelsAfterTheErrorText) {
   the_slicer.start_status = RAVO_DAQ_SLICER_INTERN_ERROR;
   the_slicer.not_found_channels = "A;B";
   int status = 0;
@@ -161,7 +161,7 @@ TYPED_TEST(Start, FreezesTheRequest) {
   EXPECT_EQ(this->reader.get_start_point()->event_number, 0u);
 }
 
-TYPED_TEST(Start, NullArgumentsAreToldBeforeTheFreeze) {
+TYPED_TEST(Start, NullArgumentsAreReportedBeforeTheFreeze) {
   ASSERT_EQ(this->reader.start(), 0);
   EXPECT_EQ(this->reader.set_period(nullptr), RAVO_DAQ_READER_INV_PARAM);
   EXPECT_EQ(this->reader.set_start_point(nullptr), RAVO_DAQ_READER_INV_PARAM);
@@ -246,7 +246,7 @@ TYPED_TEST(InitFromFiles, OpensTheFirstFileAndReleasesIt) {
   EXPECT_STREQ(this->reader.get_last_error(), "OK");
 }
 
-TYPED_TEST(InitFromFiles, TellsOfAFirstFileThatCannotBeRead) {
+TYPED_TEST(InitFromFiles, ReportsAFirstFileThatCannotBeRead) {
   the_loader.status = 2;
   EXPECT_EQ(this->init({this->first}), RAVO_DAQ_READER_BAD_FILE_FORMAT);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");

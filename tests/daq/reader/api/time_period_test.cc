@@ -58,14 +58,14 @@ TYPED_TEST(TimePeriod, OfOneFileDoesNotDependOnTheChannels) {
   EXPECT_FALSE(the_loader.was_given_channels);
 }
 
-TYPED_TEST(TimePeriod, OfAnUnreadableFileIsTold) {
+TYPED_TEST(TimePeriod, OfAnUnreadableFileIsReported) {
   this->list({first_file});
   the_loader.status = 2;
   EXPECT_EQ(this->reader.get_time_period_us(), -2.0);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
 }
 
-TYPED_TEST(TimePeriod, OfAFileWithoutEventsIsTold) {
+TYPED_TEST(TimePeriod, OfAFileWithoutEventsIsReported) {
   this->list({first_file});
   for (const bool has_table : {false, true}) {
     if (has_table) this->index({});
@@ -79,7 +79,7 @@ TYPED_TEST(TimePeriod, OfAFileWithoutEventsIsTold) {
   }
 }
 
-TYPED_TEST(TimePeriod, OfAnIndexWithoutASpanIsNone) {
+TYPED_TEST(TimePeriod, OfAnIndexWithoutASpanIsUnknown) {
   this->list({first_file});
   this->index({{100, 5, 100, 5}});
   EXPECT_EQ(this->reader.get_time_period_us(), -4.0);
@@ -104,7 +104,7 @@ TYPED_TEST(TimePeriod, OfNamesWithoutTimesIsUnknown) {
   EXPECT_EQ(this->reader.get_time_period_us(), 0.0);
 }
 
-TYPED_TEST(TimePeriod, OfFilesOfOneTimeIsNone) {
+TYPED_TEST(TimePeriod, OfFilesOfOneTimeIsUnknown) {
   this->list({first_file, "/x/linac_main_run8_file1_20250101T000000Z.raw"});
   EXPECT_EQ(this->reader.get_time_period_us(), -4.0);
 }

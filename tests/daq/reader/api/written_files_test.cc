@@ -223,7 +223,7 @@ TYPED_TEST(InEachSynchMode, ATimeWindowTrimsTheFiles) {
   EXPECT_EQ(this->delivered(), this->regular_events(50, 60));
 }
 
-TYPED_TEST(InEachSynchMode, WhatIsBehindTheLastEventIsEmpty) {
+TYPED_TEST(InEachSynchMode, WhatFollowsTheLastEventIsEmpty) {
   this->reader.set_synch_mode(TypeParam::mode);
   this->init(regular);
   const ravo_time_id from{0, TestFixture::run_type::time_of(61)};
@@ -272,7 +272,7 @@ TYPED_TEST(WrittenFiles, AStandingStepOutsideTheRequestEndsWithoutData) {
   EXPECT_EQ(this->current(), 11u);
 }
 
-TYPED_TEST(WrittenFiles, AStepThatIsNoneIsRefusedByTheSlicer) {
+TYPED_TEST(WrittenFiles, AnInvalidStepIsRefusedByTheSlicer) {
   this->start(regular);
   this->reader.set_error(0);
   EXPECT_EQ(this->get(3), RAVO_DAQ_READER_INV_PARAM);
@@ -383,7 +383,7 @@ TYPED_TEST(WrittenFiles, ABufferGrowsWithTheBlocksOfItsChannel) {
   EXPECT_EQ(failing_allocation::asked - before, 15);
 }
 
-TYPED_TEST(WrittenFiles, AnAllocationThatFailsAnywhereInStartLeavesAReaderThatCanBeCleanedUp) {
+TYPED_TEST(WrittenFiles, AReaderCanBeCleanedUpAfterAnyFailedAllocationInStart) {
   captured_output output;
   testing::internal::CaptureStderr();
   for (long successes = 0; successes < 60; ++successes) {
@@ -438,7 +438,7 @@ TYPED_TEST(WrittenFiles, TheDictionaryNamesTheChannelsOfTheFile) {
   EXPECT_EQ(this->reader.get_channel_name(0, nullptr, nullptr, nullptr), nullptr);
 }
 
-TYPED_TEST(WrittenFiles, AFileThatIsNoneIsABadFormat) {
+TYPED_TEST(WrittenFiles, AFileThatIsNotARawFileIsABadFormat) {
   temporary_folder folder;
   std::string path =
       folder.write("linac_main_run7_file1_20250101T000000Z.raw", std::vector<unsigned char>(5000, 'x'));
@@ -468,7 +468,7 @@ class DamagedMiddle : public WrittenFiles<generation> {
 };
 TYPED_TEST_SUITE(DamagedMiddle, generations, generation_name);
 
-TYPED_TEST(DamagedMiddle, EndsTheDataBehindTheFirstFile) {
+TYPED_TEST(DamagedMiddle, EndsTheDataAfterTheFirstFile) {
   for (const channel_names& channels : {channel_names{"BPM"}, regular}) {
     this->reader.clean_up();
     this->start(channels, this->files_with_a_half());

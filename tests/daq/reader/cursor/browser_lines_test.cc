@@ -22,7 +22,7 @@ struct BrowserLines : testing::Test {
   }
 };
 
-TEST_F(BrowserLines, TellTheTypeOfASingleBitBelow30) {
+TEST_F(BrowserLines, NameTheTypeOfASingleBitBelow30) {
   for (unsigned bit = 0; bit < 32; ++bit) {
     char expected[200];
     const unsigned type = bit < 30 ? bit : 0;
@@ -33,7 +33,7 @@ TEST_F(BrowserLines, TellTheTypeOfASingleBitBelow30) {
   }
 }
 
-TEST_F(BrowserLines, TellNoTypeOfOtherMasks) {
+TEST_F(BrowserLines, NameNoTypeOfOtherMasks) {
   EXPECT_EQ(line_of(0, 0), "0-0 3  evtype: 0 mask: 0d dtype: 0 mask:0 NAME\ncollected 1-1 channels\n");
   EXPECT_EQ(line_of(0x22, 0x80000001),
             "0-0 3  evtype: 0 mask: 22d dtype: 0 mask:80000001 NAME\ncollected 1-1 channels\n");

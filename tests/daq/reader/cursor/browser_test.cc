@@ -31,7 +31,7 @@ TEST(Browser, SaysWhichOperationCameBeforeInit) {
   EXPECT_EQ(heard.out, "");
 }
 
-TEST(Browser, CannotTellTheChannelsOfAFileThatIsNotThere) {
+TEST(Browser, CannotListTheChannelsOfAMissingFile) {
   ravo_daq_browser browser;
   ASSERT_EQ(browser.Init("/no/such/file.raw"), 0);
   EXPECT_STREQ(browser.GetFileName(), "/no/such/file.raw");

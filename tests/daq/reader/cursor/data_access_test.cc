@@ -95,7 +95,7 @@ TEST_F(DataAccess, RefusesWhatTheReaderRefuses) {
   EXPECT_EQ(code(&zero, &zero, &zero), "-10 ravo_daq_data::Init: can not add channel\n");
 }
 
-TEST_F(DataAccess, RefusesFilesThatAreNotThereOrAreNone) {
+TEST_F(DataAccess, RefusesFilesThatAreMissingOrInvalid) {
   refused(list("/no/such/file.raw\n").c_str(), -9, "ravo_daq_data::Init: can not add file\n");
   const unsigned char garbage[] = "this is no raw file of any kind, but a text of some length";
   const std::string none = folder.write("none.raw", {garbage, sizeof garbage});

@@ -35,7 +35,7 @@ void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free
 namespace ravo::test {
 namespace {
 
-TEST(ImageWithoutMemory, IsNoneAndLeavesTheLastOneAsItIs) {
+TEST(ImageWithoutMemory, FailsAndLeavesTheLastOneAsItIs) {
   handmade_event event;
   event.add<older_event>("CAM", RAVO_BLOCK_IMAGE, plain_frame(2, 1, 1, "ab"), RAVO_EV_IMAGE);
   ravo_daq_getdata cursor;

@@ -173,7 +173,7 @@ TYPED_TEST(Cursor, SelectsNothingWithoutADataPointerSetAndSaysNothing) {
   EXPECT_EQ(heard.error + heard.out, "");
 }
 
-TYPED_TEST(Cursor, RaisesOutOfRangeBehindTheVector) {
+TYPED_TEST(Cursor, RaisesOutOfRangeAfterTheVector) {
   this->add_fast("A");
   this->cursor.SetRes(this->event.result());
   this->cursor.Ichan = 1;
@@ -304,7 +304,7 @@ TYPED_TEST(Cursor, KnowsTheMembersOfTheTypeByName) {
   EXPECT_EQ(this->cursor.GetMembName(-1), nullptr);
 }
 
-TYPED_TEST(Cursor, TellsServerBlockAndChannel) {
+TYPED_TEST(Cursor, NamesServerBlockAndChannel) {
   this->add_fast("A");
   this->cursor.SetRes(this->event.result());
   unsigned up = 0, low = 0;
@@ -329,7 +329,7 @@ TYPED_TEST(Cursor, TellsServerBlockAndChannel) {
   EXPECT_EQ(this->cursor.GetChanInfo(nullptr, nullptr, nullptr, nullptr), 0);
 }
 
-TYPED_TEST(Cursor, ComplainsWhenThereIsNothingToTellOf) {
+TYPED_TEST(Cursor, ComplainsWhenThereIsNothingToReport) {
   EXPECT_EQ(listen([&] {
               EXPECT_EQ(this->cursor.GetServBlockInfo(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                                                       nullptr),
@@ -447,7 +447,7 @@ TEST(OlderCursor, HasNoDataOfACurrentBlockThatIsShorterThanItWouldSay) {
 }
 
 // Its name reads as an older update of 200 bytes, which end before the data begin.
-TEST(OlderCursor, HasNoDataOfACurrentBlockWhoseDataLieBehindItsEnd) {
+TEST(OlderCursor, HasNoDataOfACurrentBlockWhoseDataLieAfterItsEnd) {
   handmade_event event;
   event.add<current_event>("A", RAVO_BLOCK_2CHAN_2010, two_spectra<current_event>());
   event.header(0).pattern = older_event::pattern;
@@ -643,7 +643,7 @@ TEST(MixedEvent, IsReadByEachHeadersGeneration) {
 
 // The byte of its name that older blocks have their type in makes a current block an update to an older
 // selection.
-TEST(MixedEvent, HasNoPropertyNameThatEndsBehindItsBlock) {
+TEST(MixedEvent, HasNoPropertyNameThatEndsAfterItsBlock) {
   handmade_event event;
   event.add<older_event>("OLD", RAVO_BLOCK_IMAGE, plain_frame(1, 1, 1, "a"), RAVO_EV_IMAGE);
   event.add<current_event>(std::string(32, 'N') + '\1', RAVO_BLOCK_2CHAN_2010, std::string("PROP\0", 5));

@@ -68,7 +68,7 @@ TEST_F(PrintedResult, FailsTheStreamAtANullText) {
   EXPECT_EQ(print(&ravo_daq_data::PrintProp), head + "0: label len 0 ");
 }
 
-TEST_F(PrintedResult, TellsTheEventByItsFirstChannel) {
+TEST_F(PrintedResult, IdentifiesTheEventByItsFirstChannel) {
   add("TOR", RAVO_BLOCK_TOROID, "");
   add("RF", RAVO_BLOCK_RF_250K, "");
   event.header(1).event_number = 999;
@@ -79,7 +79,7 @@ TEST_F(PrintedResult, TellsTheEventByItsFirstChannel) {
             " event 100 time 123 - 456 type 1 status 2 Nsvrb 3 len 444\n");
 }
 
-TEST_F(PrintedResult, TellsOnlyTheNumberOfChannelsWithoutAnEventHeader) {
+TEST_F(PrintedResult, HasOnlyTheNumberOfChannelsWithoutAnEventHeader) {
   add("TOR", RAVO_BLOCK_TOROID, "");
   read({nullptr, event.result()->at(0)});
   EXPECT_EQ(print(&ravo_daq_data::PrintHeader), "ravo_daq_data::PrintHeader: nprop= 2\n");
@@ -176,7 +176,7 @@ TEST_F(PrintedResult, ReadsNoNameBeyondItsField) {
             "  0 fast: " + std::string(32, 'n') + " dtype 10");
 }
 
-TEST_F(PrintedResult, LeavesOutChannelsThatAreNone) {
+TEST_F(PrintedResult, LeavesOutInvalidChannels) {
   event.add<current_event>("NEW", RAVO_BLOCK_2CHAN_2010, two_spectra<current_event>());
   add("GONE", RAVO_BLOCK_TOROID, "");
   event.addresses(1).chhd = 0;

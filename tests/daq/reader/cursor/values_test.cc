@@ -204,7 +204,7 @@ TYPED_TEST(Values, EndAtTheLastMemberAndSample) {
               "GetSpectVal() index is too big: " + std::to_string(i) + " max: 3\n");
 }
 
-TEST(CurrentValues, CountGroupsTimesSamplesAndTellTheSamples) {
+TEST(CurrentValues, CountGroupsTimesSamplesAndReportTheSamples) {
   handmade_event event;
   event.add<current_event>(
       "G", RAVO_BLOCK_1CHAN_2010,
@@ -267,7 +267,7 @@ TYPED_TEST(Values, OfARegionAreComplainedOfInOlderEventsOnly) {
   EXPECT_EQ(heard.error, TypeParam::is_current ? "" : "ravo_daq_getdata::GetRoiPrm: 1 DType11");
 }
 
-TYPED_TEST(Values, ByNameTellWhyThereAreNone) {
+TYPED_TEST(Values, ByNameReportWhyTheyAreMissing) {
   EXPECT_EQ(listen([&] {
               EXPECT_EQ(this->cursor.GetDataPtrs("A", nullptr, nullptr, 0), nothing_selected);
             }).error,

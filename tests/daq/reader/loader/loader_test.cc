@@ -223,7 +223,7 @@ TYPED_TEST(Loader, DoesNotWaitForANamedPipe) {
   this->expect_empty();
 }
 
-TYPED_TEST(Loader, TellsTheSystemsReasonsOnlyWhenDebugging) {
+TYPED_TEST(Loader, ReportsTheSystemsReasonsOnlyWhenDebugging) {
   typename TestFixture::file_type file = this->example();
   bytes content = file.build();
   content.set_u32(file.at["events"] + 4, 0x7ffffff0);
@@ -337,14 +337,14 @@ TYPED_TEST(Loader, HandsTheStatusOfThePointerTableUpward) {
   EXPECT_EQ(this->load(this->example().build(), &chans), RAVO_TABLE_NO_CHANNEL);
 }
 
-TYPED_TEST(Loader, RefusesBasketsThatTheReferenceTablePutsBehindTheFile) {
+TYPED_TEST(Loader, RefusesBasketsThatTheReferenceTablePutsAfterTheFile) {
   for (const auto& [place, code] : {std::pair{"reference+156", -4}, std::pair{"reference+160", -6}}) {
     EXPECT_EQ(this->load_damaged({{place, 0x7fffffffu}}), code);
     this->expect_empty();
   }
 }
 
-TYPED_TEST(Loader, TellsLengthOffsetAndDescriptorWhenDebugging) {
+TYPED_TEST(Loader, ReportsLengthOffsetAndDescriptorWhenDebugging) {
   this->loader.debug = 1;
   const bytes content = this->example().build();
   ASSERT_EQ(this->load(content), 0);
@@ -356,7 +356,7 @@ TYPED_TEST(Loader, TellsLengthOffsetAndDescriptorWhenDebugging) {
   EXPECT_EQ(this->text, expected);
 }
 
-TYPED_TEST(Loader, TellsItsTimeAtNegativeDebugLevels) {
+TYPED_TEST(Loader, ReportsItsTimeAtNegativeDebugLevels) {
   this->loader.debug = -1;
   ASSERT_EQ(this->load(this->example().build()), 0);
   EXPECT_THAT(this->text,
@@ -389,7 +389,7 @@ TYPED_TEST(Loader, LoadsDescriptionsWhenAskedTo) {
   EXPECT_STREQ(this->loader.get_descr_list()->front()->prop_name, "FAST");
 }
 
-TYPED_TEST(Loader, TellsInconsistentDescriptionsAndLeavesTheirElements) {
+TYPED_TEST(Loader, ReportsInconsistentDescriptionsAndLeavesTheirElements) {
   bit_descr bit{};
   dim_descr dim{};
   auto* description = new chan_descr_2010{};

@@ -82,7 +82,7 @@ TEST_F(CurrentChannelReaderLookup, StepsFromTheLimitsWithoutACurrentEntry) {
 
 // Held against the numbers, a reader that has returned nothing yet has returned number 0: the number after
 // that is looked for, and the nearest later one is the first event.
-TEST_F(CurrentChannelReaderLookup, TheFirstStepForwardIsHeldAgainstNumberZero) {
+TEST_F(CurrentChannelReaderLookup, TheFirstStepForwardIsComparedWithNumberZero) {
   expect(ask(*reader, next), ok, 100);
   expect(ask(*reader, next), ok, 101);
 }
@@ -203,7 +203,7 @@ TYPED_TEST(ChannelReaderLookup, ByTimeAnswersWithItsStatuses) {
   EXPECT_EQ(status, not_init);
 }
 
-TEST_F(CurrentChannelReaderLookup, PrintsAllEntriesOnceWhenToldTo) {
+TEST_F(CurrentChannelReaderLookup, PrintsAllEntriesOnceWhenAskedTo) {
   ravo_daq_read_chan_2010::once = true;
   captured_output output;
   reader->find_entry_by_event_id(105, current, nullptr);
@@ -300,7 +300,7 @@ TYPED_TEST_SUITE(ChannelReaderWithAWrongTime, generations, generation_name);
 using CurrentChannelReaderWithAWrongTime = ChannelReaderWithAWrongTime<current_generation>;
 using OlderChannelReaderWithAWrongTime = ChannelReaderWithAWrongTime<older_generation>;
 
-TEST_F(CurrentChannelReaderWithAWrongTime, AStepByTimeIsHeldAgainstTheNumbers) {
+TEST_F(CurrentChannelReaderWithAWrongTime, AStepByTimeIsCheckedAgainstTheNumbers) {
   ask(*reader, first);
   // By time the next event is 102; by number it is 101.
   file->loader.debug = 1;
@@ -330,7 +330,7 @@ TEST_F(OlderChannelReaderWithAWrongTime, AStepByTimeIsTakenAsItIs) {
   EXPECT_EQ(output.stop(), "");
 }
 
-TYPED_TEST(ChannelReaderWithAWrongTime, OtherTypesAreNotHeldAgainstTheNumbers) {
+TYPED_TEST(ChannelReaderWithAWrongTime, OtherTypesAreNotCheckedAgainstTheNumbers) {
   ask(*this->reader, first);
   this->expect(ask(*this->reader, this->by_time(9, 50000), current), ok, 109);
 }
@@ -475,7 +475,7 @@ TYPED_TEST(ChannelReaderEntries, WithNumberZeroAreNotTheNearest) {
   EXPECT_EQ(reader->find_entry_by_event_id(3, next, nullptr), reader->out + 2);
 }
 
-TEST_F(CurrentChannelReaderEntries, ALongLookupTellsItsTimeAtNegativeDebugLevels) {
+TEST_F(CurrentChannelReaderEntries, ALongLookupReportsItsTimeAtNegativeDebugLevels) {
   loader_type loader(0);
   loader.debug = -1;
   read_chan reader(nullptr, nullptr, -1, nullptr);

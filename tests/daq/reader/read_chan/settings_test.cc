@@ -206,7 +206,7 @@ TYPED_TEST(ChannelReader, CopiesNoMoreElementsThanTheDescriptionCounts) {
   EXPECT_EQ(reader.descr.dims.size(), 2u);
 }
 
-TYPED_TEST(ChannelReader, TellsWhenADescriptionCannotBeCopied) {
+TYPED_TEST(ChannelReader, ReportsThatADescriptionCannotBeCopied) {
   typename TestFixture::reading file(this->one_channel_file(1));
   const description from;
   for (const auto& [successes, text, bits, dims] :

@@ -99,7 +99,7 @@ TYPED_TEST(ChannelReaderStart, RefusesABasketLengthThatIsNotTrue) {
   }
 }
 
-TYPED_TEST(ChannelReaderStart, TellsItsMappingTime) {
+TYPED_TEST(ChannelReaderStart, ReportsItsMappingTime) {
   typename TestFixture::reading file(this->one_channel_file(2));
   file.loader.debug = -1;
   const auto reader = file.reader();
@@ -194,7 +194,7 @@ class no_threads {
   pthread_attr_t before_;
 };
 
-TYPED_TEST(ChannelReaderThreads, ThatCannotBeMadeAreToldAndSignalled) {
+TYPED_TEST(ChannelReaderThreads, ThatCannotBeStartedAreReportedAndSignalled) {
   typename TestFixture::reading file(this->one_channel_file(5));
   const auto reader = file.reader();
   reader->set_number_of_threads(2);

@@ -196,7 +196,7 @@ TYPED_TEST(UnzipWorker, LeavesABlockWhoseCompressedBytesEndOutsideTheBasket) {
   EXPECT_FALSE(result.is_there(1));
 }
 
-TYPED_TEST(UnzipWorker, TellsLzoFailuresInLzosWords) {
+TYPED_TEST(UnzipWorker, ReportsLzoFailuresWithTheTextOfLzo) {
   handmade_block broken = zipped(this->scalar(0, 1), 2);
   broken.zipp_length = 3;
   const typename TestFixture::decoded result({broken});
@@ -343,7 +343,7 @@ TYPED_TEST(UnzipWorker, ReadsSlowDataAtTheirOwnOffset) {
   EXPECT_STREQ(this->update_of(result.entry(1))->upd_prop, "A");
 }
 
-TYPED_TEST(UnzipWorker, ReadsPlainDataBehindTheSubheader) {
+TYPED_TEST(UnzipWorker, ReadsPlainDataAfterTheSubheader) {
   const typename TestFixture::decoded result({this->scalar(0, 1), this->scalar(0, 2)}, -1, 1,
                                              [](typename TestFixture::file_type& file, bytes& content) {
                                                const std::size_t row = file.at["pointers"] + 12;
@@ -483,7 +483,7 @@ TYPED_TEST(UnzipWorker, TakesAReadingWhateverTheLengthOfItsBlock) {
 }
 
 // ... and it ends the worker where it does not lie in the basket.
-TYPED_TEST(UnzipWorker, TakesNoReadingFromBehindTheBasket) {
+TYPED_TEST(UnzipWorker, TakesNoReadingFromAfterTheBasket) {
   for (const int dtype : {TypeParam::update, TypeParam::begin_of_run, RAVO_ENV_BLOCK}) {
     const typename TestFixture::decoded result({this->scalar(0, 0), this->block(dtype, bytes().fill(16))},
                                                -1, 1);
@@ -649,7 +649,7 @@ TYPED_TEST(UnzipWorker, MarksNoOtherWorkersSlot) {
   EXPECT_EQ(result.reader->tid[2], other);
 }
 
-TYPED_TEST(UnzipWorker, TakesNothingWhenItIsToldToStop) {
+TYPED_TEST(UnzipWorker, TakesNothingWhenItIsAskedToStop) {
   typename TestFixture::decoded result({this->scalar(0, 1)});
   result.reader->out_taken = 0;
   result.reader->stop = 1;
@@ -659,7 +659,7 @@ TYPED_TEST(UnzipWorker, TakesNothingWhenItIsToldToStop) {
   result.reader->out_taken = 1;
 }
 
-TYPED_TEST(UnzipWorker, TellsItsTimeAtNegativeDebugLevelsOfTheLoader) {
+TYPED_TEST(UnzipWorker, ReportsItsTimeAtNegativeDebugLevelsOfTheLoader) {
   typename TestFixture::decoded result({this->scalar(0, 1), this->scalar(0, 2)});
   result.file->loader.debug = -1;
   result.run();

@@ -64,7 +64,7 @@ TYPED_TEST(SlicerCreation, IsTimedOnlyBelowZeroAndOnlyWhenItTookAMillisecond) {
   EXPECT_THAT(p.output(1, create), Not(HasSubstr("CREATE CHANNEl")));
 }
 
-TYPED_TEST(SlicerCreation, TellsTheChannelAndTheFileAndReplacesTheOldReader) {
+TYPED_TEST(SlicerCreation, ReportsTheChannelAndTheFileAndReplacesTheOldReader) {
   play_of<TypeParam> p({"X"});
   ASSERT_EQ(p.start(), 0);
   scripted_reader* old = p.slicer.read_chans[0];
@@ -99,7 +99,7 @@ template <class generation>
 class SlicerFirstEvent : public ::testing::Test {};
 TYPED_TEST_SUITE(SlicerFirstEvent, generations, generation_name);
 
-TYPED_TEST(SlicerFirstEvent, IsToldAtLevelMinusOneAlone) {
+TYPED_TEST(SlicerFirstEvent, IsReportedAtLevelMinusOneAlone) {
   play_of<TypeParam> p({"X", "Y"});
   p.channel("X").entry = entry_of(event_id(7, 0));
   p.channel("Y").current_status = RAVO_DAQ_READ_CHAN_NO_DATA;
@@ -161,7 +161,7 @@ template <class generation>
 class SlicerStatus : public ::testing::Test {};
 TYPED_TEST_SUITE(SlicerStatus, generations, generation_name);
 
-TYPED_TEST(SlicerStatus, OfAChannelReaderIsToldAtEveryDebugLevelAndPassedOn) {
+TYPED_TEST(SlicerStatus, OfAChannelReaderIsReportedAtEveryDebugLevelAndPassedOn) {
   for (const status_case& c : {status_case{-7, -6, "Channel[1] Y  RAVO_DAQ_READ_CHAN_INV_PARAM\n"},
                                {-6, -6, "Channel[1] Y  RAVO_DAQ_READ_CHAN_INTERN_ERROR\n"},
                                {-5, -6, "Channel[1] Y  RAVO_DAQ_READ_CHAN_NOT_FOUND\n"},
@@ -483,7 +483,7 @@ std::string input(const char* event) {
              : "";
 }
 
-TYPED_TEST(SlicerTrace, TellsProgressAboveZero) {
+TYPED_TEST(SlicerTrace, ReportsProgressAboveZero) {
   play_of<TypeParam> p({"X", "Y"});
   p.channel("X").entry = entry_of(event_id(12, 1200000));
   p.channel("Y").entry = entry_of(event_id(10, 1000000));
@@ -500,7 +500,7 @@ TYPED_TEST(SlicerTrace, TellsProgressAboveZero) {
                 "current_event_id.event_number (output): 10:1700000001_0 res.size():1\n");
 }
 
-TYPED_TEST(SlicerTrace, DoesNotTellOfTheChoiceBackwards) {
+TYPED_TEST(SlicerTrace, DoesNotReportTheChoiceBackwards) {
   play_of<TypeParam> p({"X", "Y"});
   p.channel("X").entry = entry_of(event_id(6, 600000));
   p.channel("Y").entry = entry_of(event_id(8, 800000));
@@ -515,7 +515,7 @@ TYPED_TEST(SlicerTrace, DoesNotTellOfTheChoiceBackwards) {
   }
 }
 
-TYPED_TEST(SlicerTrace, TellsEveryCallAboveOne) {
+TYPED_TEST(SlicerTrace, ReportsEveryCallAboveOne) {
   play_of<TypeParam> p({"X", "Y", "Z"});
   p.channel("X").entry = entry_of(event_id(12, 1200000));
   p.channel("Y").entry = entry_of(event_id(10, 1000000));
@@ -546,7 +546,7 @@ TYPED_TEST(SlicerTrace, TellsEveryCallAboveOne) {
                 "current_event_id.event_number (output): 10:1700000001_0 res.size():1\n");
 }
 
-TYPED_TEST(SlicerTrace, TellsEveryChannelAboveTwo) {
+TYPED_TEST(SlicerTrace, ReportsEveryChannelAboveTwo) {
   play_of<TypeParam> p({"X", "Y", "Z"});
   p.channel("X").entry = entry_of(event_id(12, 1200000));
   p.channel("Y").entry = entry_of(event_id(10, 1000000));
@@ -571,7 +571,7 @@ TYPED_TEST(SlicerTrace, TellsEveryChannelAboveTwo) {
                         "current_event_id"));
 }
 
-TYPED_TEST(SlicerTrace, TellsLimitsAndAnswersAtLevelMinusTwoAlone) {
+TYPED_TEST(SlicerTrace, ReportsLimitsAndAnswersAtLevelMinusTwoAlone) {
   play_of<TypeParam> p({"X"});
   p.channel("X").entry = entry_of(event_id(12, 1200000));
   ASSERT_EQ(p.start(), 0);

@@ -108,7 +108,7 @@ TYPED_TEST(SlicerFileSwitch, GoesBackToAFileThatSomebodyStillMayWant) {
   EXPECT_EQ(file_of(p, 0), "a");
 }
 
-TYPED_TEST(SlicerFileSwitch, TellsEveryStepAboveZero) {
+TYPED_TEST(SlicerFileSwitch, ReportsEveryStepAboveZero) {
   started_play<TypeParam> p({"X", "Y"});
   const std::string old = number_of(p.slicer.read_chans[0]);
   EXPECT_EQ(p.output(1, [&] { p.slicer.change_config(0, 1, 0); }),
@@ -122,7 +122,7 @@ TYPED_TEST(SlicerFileSwitch, TellsEveryStepAboveZero) {
   EXPECT_EQ(p.output(0, [&] { p.slicer.change_config(0, 1, 0); }), "");
 }
 
-TYPED_TEST(SlicerFileSwitch, BehindTheLastFileLosesTheChannel) {
+TYPED_TEST(SlicerFileSwitch, AfterTheLastFileLosesTheChannel) {
   started_play<TypeParam> p({"X", "Y"}, {"a"});
   const std::string old = number_of(p.slicer.read_chans[0]);
   int status = 0;
@@ -335,7 +335,7 @@ TYPED_TEST(SlicerStart, MovesOnWhenTheFirstPositionIsOutOfWindow) {
   EXPECT_STREQ(p.slicer.get_not_found_channels(), "X");
 }
 
-TYPED_TEST(SlicerStart, TellsTheTimeOfAChannelBelowZero) {
+TYPED_TEST(SlicerStart, ReportsTheTimeOfAChannelBelowZero) {
   started_play<TypeParam> p({"X"});
   EXPECT_THAT(p.output(-1, [&] { p.slicer.start_channel(0, 1); }),
               ::testing::MatchesRegex(either<TypeParam>(
@@ -422,7 +422,7 @@ TYPED_TEST(SlicerCleanUp, KeepsSettingsAndThatTheFirstEventHasPassed) {
   EXPECT_EQ(directions, std::vector<int>{1});
 }
 
-TYPED_TEST(SlicerCleanUp, TellsOfEverythingAboveZeroAndOfNothingAtZero) {
+TYPED_TEST(SlicerCleanUp, ReportsEverythingAboveZeroAndNothingAtZero) {
   started_play<TypeParam> p({"X", "Y", "Z"});
   p.slicer.remove_channel(1);
   EXPECT_EQ(p.output(1, [&] { p.slicer.clean_up(); }),
@@ -434,7 +434,7 @@ TYPED_TEST(SlicerCleanUp, TellsOfEverythingAboveZeroAndOfNothingAtZero) {
   EXPECT_EQ(p.output(0, [&] { p.slicer.clean_up(); }), "");
 }
 
-TYPED_TEST(SlicerCleanUp, TellsOfAThreadThatCannotBeJoined) {
+TYPED_TEST(SlicerCleanUp, ReportsAThreadThatCannotBeJoined) {
   started_play<TypeParam> p({"X"});
   // Joined by somebody else: the slicer's own join then finds a thread that it may not wait for.
   const pthread_t thread = p.slicer.tid;

@@ -345,7 +345,7 @@ template <class generation>
 class SlicerWords : public ::testing::Test {};
 TYPED_TEST_SUITE(SlicerWords, generations, generation_name);
 
-TYPED_TEST(SlicerWords, OfAWholeReadingAtLevelZeroAreNone) {
+TYPED_TEST(SlicerWords, OfAWholeReadingAtLevelZeroAreAbsent) {
   stream<TypeParam> files;
   files.plain_file({"A", "B"}, 1, 2).plain_file({"A", "B"}, 3, 4);
   captured_output captured;

@@ -72,7 +72,7 @@ TYPED_TEST(SlicerSetUp, TakesSettings) {
   EXPECT_EQ(slicer.get_event_step()->time.timelow, 5u);
 }
 
-TYPED_TEST(SlicerSetUp, IgnoresASynchModeThatIsNone) {
+TYPED_TEST(SlicerSetUp, IgnoresAnInvalidSynchMode) {
   typename TypeParam::slicer slicer;
   EXPECT_EQ(slicer.set_synch_mode(1), 0);
   EXPECT_EQ(slicer.set_synch_mode(5), 0);
