@@ -162,14 +162,21 @@ class SlicerStatus : public ::testing::Test {};
 TYPED_TEST_SUITE(SlicerStatus, generations, generation_name);
 
 TYPED_TEST(SlicerStatus, OfAChannelReaderIsReportedAtEveryDebugLevelAndPassedOn) {
-  for (const status_case& c : {status_case{-7, -6, "Channel[1] Y  RAVO_DAQ_READ_CHAN_INV_PARAM\n"},
-                               {-6, -6, "Channel[1] Y  RAVO_DAQ_READ_CHAN_INTERN_ERROR\n"},
-                               {-5, -6, "Channel[1] Y  RAVO_DAQ_READ_CHAN_NOT_FOUND\n"},
-                               {-4, -6, "Channel[1] Y RAVO_DAQ_READ_CHAN_NOT_INIT\n"},
-                               {-2, -2, "Channel[1] Y RAVO_DAQ_READ_CHAN_NOT_READY\n"},
-                               {-1, 0, "Channel[1] Y  RAVO_DAQ_READ_CHAN_NO_DATA\n"},
-                               {-8, 0, ""},
-                               {12, 0, ""}})
+  const status_case cases[] = {
+      {RAVO_DAQ_READ_CHAN_INV_PARAM, RAVO_DAQ_SLICER_INTERN_ERROR,
+       "Channel[1] Y  RAVO_DAQ_READ_CHAN_INV_PARAM\n"},
+      {RAVO_DAQ_READ_CHAN_INTERN_ERROR, RAVO_DAQ_SLICER_INTERN_ERROR,
+       "Channel[1] Y  RAVO_DAQ_READ_CHAN_INTERN_ERROR\n"},
+      {RAVO_DAQ_READ_CHAN_NOT_FOUND, RAVO_DAQ_SLICER_INTERN_ERROR,
+       "Channel[1] Y  RAVO_DAQ_READ_CHAN_NOT_FOUND\n"},
+      {RAVO_DAQ_READ_CHAN_NOT_INIT, RAVO_DAQ_SLICER_INTERN_ERROR,
+       "Channel[1] Y RAVO_DAQ_READ_CHAN_NOT_INIT\n"},
+      {RAVO_DAQ_READ_CHAN_NOT_READY, RAVO_DAQ_SLICER_NOT_READY,
+       "Channel[1] Y RAVO_DAQ_READ_CHAN_NOT_READY\n"},
+      {RAVO_DAQ_READ_CHAN_NO_DATA, RAVO_DAQ_SLICER_OK, "Channel[1] Y  RAVO_DAQ_READ_CHAN_NO_DATA\n"},
+      {-8, RAVO_DAQ_SLICER_OK, ""},  // not a status of a channel reader, like the next
+      {12, RAVO_DAQ_SLICER_OK, ""}};
+  for (const status_case& c : cases)
     for (const int debug : {0, -3}) {
       SCOPED_TRACE(std::to_string(c.reader) + " at " + std::to_string(debug));
       play_of<TypeParam> p({"X", "Y"});
