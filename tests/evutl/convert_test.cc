@@ -142,7 +142,7 @@ TEST(Convert, RefusesNullAndNegativeArguments) {
   EXPECT_EQ(ravo_convert_data(memory, memory, 41, -1), RAVO_DATA_INVALID_ARGUMENT);
 }
 
-// A frame may have bytes behind its pixels, and a text behind its end; nothing else may.
+// A frame may have bytes after its pixels, and a text after its end; nothing else may.
 TEST(Convert, RefusesEveryOtherLength) {
   for (const payload& one : all_payloads()) {
     const auto shape = ravo::find_data_type(one.dtype)->shape;

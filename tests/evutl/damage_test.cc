@@ -14,7 +14,7 @@ namespace {
 
 using namespace ravo::test;
 
-// A table's place in the file, to be held against those of the others.
+// A table's place in the file, to be compared with those of the others.
 struct extent {
   std::uint64_t offset;
   std::uint64_t length;

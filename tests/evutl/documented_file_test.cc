@@ -1,4 +1,4 @@
-// Holds docs/raw-format.md against the code: the example's bytes, the table of data types, the markers
+// Checks docs/raw-format.md against the code: the example's bytes, the table of data types, the markers
 // and the sizes that it states.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,7 +27,7 @@ std::string page() {
 }
 
 // The bytes of the dump: lines of an offset, up to 16 bytes and their characters; "*" repeats the line
-// before it up to the next offset. It stands below the heading of a generation's example.
+// before it up to the next offset. It is below the heading of a generation's example.
 bytes documented_bytes(const std::string& heading) {
   std::istringstream lines(page());
   bytes content;
@@ -137,7 +137,7 @@ TEST(DocumentedPackedFile, IsLoadedByTheTableOperations) {
   EXPECT_STREQ(dictionary.content->channel_entry()[1].chan_name, "LINAC/NOTE");
   const auto pointers = file.pointers(*reference.content);
   ASSERT_EQ(pointers.status, 0);
-  // Following the second row leads to the text that has no padding behind it.
+  // Following the second row leads to the text that has no padding after it.
   const std::uint32_t note = pointers.content->chptr()[3].data;
   EXPECT_STREQ(reinterpret_cast<const char*>(content.data() + note), "shut off");
 }

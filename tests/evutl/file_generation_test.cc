@@ -1,4 +1,5 @@
-// Telling the generation of a file by its path: by the marker of the reference table and nothing else.
+// The generation of a file, asked for by its path: it follows from the marker of the reference table and
+// nothing else.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -56,7 +57,7 @@ TEST_F(FileGeneration, IsUnknownOfWhatIsNoRawFile) {
   EXPECT_EQ(found_, unset);
 }
 
-// A pipe that nobody writes to must not keep a program waiting.
+// A pipe without a writer must not keep a program waiting.
 TEST_F(FileGeneration, IsUnknownOfWhatIsNoRegularFile) {
   EXPECT_EQ(ask(folder_.path().string()), RAVO_TABLE_UNREADABLE);
   EXPECT_EQ(ask((folder_.path() / "absent").string()), RAVO_TABLE_UNREADABLE);

@@ -1,4 +1,4 @@
-// What the name of a raw file tells, and the order of files.
+// The parts of a raw file's name, and the order of files.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

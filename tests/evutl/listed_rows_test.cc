@@ -16,7 +16,7 @@ namespace {
 
 using ravo::test::bytes;
 
-/// The small file with its pointer table moved behind everything else, where each of its two rows has room
+/// The small file with its pointer table moved after everything else, where each of its two rows has room
 /// for `maxev` events: a sparse file that takes a few kilobytes of disk.
 class sparse_file {
  public:

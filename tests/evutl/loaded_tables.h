@@ -26,7 +26,7 @@ class Tables : public testing::Test {
   const open_file<generation>& file() { return *file_; }
   const ravo_file_reference_table& reference() { return *reference_; }
 
-  /// Puts another event index behind everything else: one entry without events for each type.
+  /// Puts another event index after everything else: one entry without events for each type.
   void replace_index(std::initializer_list<std::int32_t> types) {
     small.content.resize(small.tail());
     small.content.set_u32(small.reference + 8, static_cast<std::uint32_t>(small.content.size()));

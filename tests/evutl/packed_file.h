@@ -1,6 +1,6 @@
 // A small raw file with compressed blocks and padding, put together word by word: the third worked example
 // of docs/raw-format.md. One channel has a zlib block and an LZO1X block of 24 equal samples, whose
-// compressed bytes stand here as other programs made them; the other has texts of 5 and 9 bytes, the last
+// compressed bytes are here as other programs made them; the other has texts of 5 and 9 bytes, the last
 // one without padding.
 #ifndef RAVO_TEST_PACKED_FILE_H
 #define RAVO_TEST_PACKED_FILE_H

@@ -20,7 +20,7 @@ std::string printed(void (*print)(const Table*), const Table* table) {
   return output.stop();
 }
 
-/// A dictionary with these names; nothing behind its last entry.
+/// A dictionary with these names; nothing follows its last entry.
 class dictionary {
  public:
   explicit dictionary(const std::vector<std::string>& names)

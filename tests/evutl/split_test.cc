@@ -176,7 +176,7 @@ TYPED_TEST(OlderCut, OfASingleMemberKeepsItsType) {
   }
 }
 
-// Older spectra always have a mean, which a region of interest does not tell: 2 of 1, 2, 3; 4.5 of 4, 5.
+// Older spectra always have a mean, which a region of interest does not have: 2 of 1, 2, 3; 4.5 of 4, 5.
 TYPED_TEST(OlderCut, OfARegionOfInterestIsAProfileWithItsMean) {
   decoded_block<TypeParam> block("CAMERA/ROI1", 25, roi<host_bytes>());
   const auto x = this->cut(block.get(), 0);

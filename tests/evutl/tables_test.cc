@@ -46,7 +46,7 @@ TYPED_TEST(ReferenceTable, IsFoundFromTheLastFourBytes) {
   EXPECT_EQ(reference.content->chanb_ref, small.bpm_basket);
 }
 
-// Behind the reference table come several pages of other bytes, then the tail.
+// The reference table is followed by several pages of other bytes, then the tail.
 TYPED_TEST(ReferenceTable, MayLieOutsideTheTailsPage) {
   small_file small = build_small_file<TypeParam>();
   small.content.resize(small.tail()).fill(20000, 0xee).u32(small.reference);

@@ -1,4 +1,4 @@
-// The example programs over simulated files of both generations: what they print is held against the
+// The example programs over simulated files of both generations: what they print is compared with the
 // simulator's answer key, and where the key says nothing of values, against `ravo read --json`, which does
 // without the user layer.
 #include <gmock/gmock.h>
@@ -50,7 +50,7 @@ struct Examples : testing::TestWithParam<bool> {
   const demo_data& run() const { return is_older() ? demo_of("older") : demo(); }
 
   Examples() {
-    // The files are seconds old, and readers take only those that nobody writes to any more.
+    // The files are seconds old, and readers take only files that are no longer written.
     setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
     std::ofstream out(list);
     out << "# two files\n";
@@ -123,7 +123,7 @@ TEST_P(Examples, NameTheMembersThatTheyPrint) {
 TEST_P(Examples, AverageASpectrumOverAllEvents) {
   const auto lines = printed("average_spectrum", "LINAC/RF/001");
   ASSERT_EQ(lines.at(0), (std::vector<std::string>{"#", "average", "of", "80", "events"}));
-  // Against what the other example, itself held against the key, prints of each event.
+  // Compared with what the other example, itself compared with the key, prints for each event.
   std::vector<std::vector<double>> events;
   for (const auto& line : printed("print_channel", "LINAC/RF/001"))
     if (line.at(1) == "AMPLITUDE") events.push_back(numbers(line, 2));
@@ -170,7 +170,7 @@ TEST_P(Examples, RefuseToPrintASlowChannelsValues) {
   EXPECT_THAT(result.err, MatchesRegex("event [0-9]+ has no values in member 0\n"));
 }
 
-// Of a PGM file: what stands before the pixels, and these.
+// Of a PGM file: the bytes before the pixels, and the pixels.
 struct grey_map {
   int width = 0, height = 0, white = 0;
   std::vector<unsigned> pixels;

@@ -21,7 +21,7 @@ using testing::HasSubstr;
 constexpr const char* number = "[-+0-9.e]+";
 constexpr const char* refused_file = "the tables cannot be loaded";
 
-/// How an example is called, what a line of its data is, and what must stand on standard error.
+/// How an example is called, what a line of its data is, and what must be on standard error.
 struct calling {
   std::string arguments;
   std::string line;

@@ -116,7 +116,7 @@ class CatalogueBuilderRefused : public CatalogueBuilder {
       if (whole.find(line + "\n") == whole.npos) return false;
     return true;
   }
-  /// Refuses each call in turn; at how many the builder told of it.
+  /// Refuses each call in turn; at how many the builder reported it.
   struct count {
     long calls = 0;
     long told = 0;
@@ -149,7 +149,7 @@ class CatalogueBuilderRefused : public CatalogueBuilder {
       }
       EXPECT_FALSE(has_thrown) << when;
       before.expect_same(when);
-      // What was not told of has been done; a file that was told of may be missing in its run.
+      // What was not reported has been done; a file that was reported may be missing in its run.
       const auto content = content_of(folder);
       for (const auto& [run, text] : content)
         EXPECT_TRUE(is_part(text, whole.at(run))) << when << " " << text;

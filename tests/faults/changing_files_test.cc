@@ -16,7 +16,7 @@
 extern "C" const char* __tsan_default_options() { return "handle_sigbus=0"; }
 extern "C" const char* __asan_default_options() { return "handle_sigbus=0"; }
 // ThreadSanitizer takes the page of zeros that the guard puts in place for one that is written to, while
-// another thread may be reading there. It is the system that replaces the page, and whoever reads gets
+// another thread may be reading there. The system replaces the page, and the reading thread gets
 // zeros too.
 extern "C" const char* __tsan_default_suppressions() { return "race:replace_missing_page\n"; }
 
@@ -159,7 +159,7 @@ TYPED_TEST(ChangingFile, ANextLookupReportsThatTheFileChanged) {
   reader.set_number_of_threads(1);
   const std::function<void()> change = [&] { this->cut(0, 0); };
   {
-    // The first thing that the worker does is to take the lock; then it looks at the mapped headers.
+    // The worker first takes the lock; then it reads the mapped headers.
     const fault armed(call::thread, 0, change);
     ASSERT_EQ(reader.start(nullptr, nullptr, nullptr), 0);
   }

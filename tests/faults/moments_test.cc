@@ -12,7 +12,7 @@
 namespace ravo::test {
 namespace {
 
-/// What the other threads do that can be told apart: every lock, every pause, every system call and
+/// The distinguishable actions of the other threads: every lock, every pause, every system call and
 /// allocation.
 constexpr unsigned every_moment = call::lock | call::pause | call::allocation | call::open | call::read |
                                   call::stat | call::seek | call::map;

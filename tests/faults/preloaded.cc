@@ -3,7 +3,7 @@
 //
 //   RAVO_TEST_FAULT          KINDS WHICH MISHAP ERROR EXTENT, numbers as in shim.h
 //   RAVO_TEST_FAULT_NOTE     a file that is made at the program's end when the chosen call has come
-//   RAVO_TEST_SECONDS_AHEAD  added to what time() tells
+//   RAVO_TEST_SECONDS_AHEAD  added to what time() returns
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>

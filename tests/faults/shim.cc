@@ -1,4 +1,4 @@
-// The calls that stand in front of the system's; see shim.h. Nothing in here may allocate, and nothing is
+// The calls that replace the system's; see shim.h. Nothing in here may allocate, and nothing is
 // instrumented by a sanitizer: the first calls come before a sanitizer is ready.
 #include "shim.h"
 
@@ -54,7 +54,7 @@ sem_t gate;
 
 // A thread counts while its own body runs: what the system or a sanitizer does around it is theirs.
 thread_local bool is_in_its_body = false;
-thread_local int inside = 0;  // a call that stands in front of another: inner ones are the system's own
+thread_local int inside = 0;  // a replaced call is running: inner ones are the system's own
 
 class quiet {
  public:
@@ -79,7 +79,7 @@ mishap verdict(unsigned kind) {
   return mishap::none;
 }
 
-// Whoever comes too late, when the other waits already, does not stay.
+// A thread that comes too late, when the other already waits, does not stay.
 void hold_here() {
   held = 1;
   timespec latest{};
@@ -102,7 +102,7 @@ bool fails(unsigned kind) {
   return what == mishap::failure;
 }
 
-// Whether some thread is on its way that nobody holds: it may be the one that is waited for.
+// Whether some thread runs that is not held: it may be the one that is waited for.
 bool is_another_running() {
   return threads_running - threads_waiting - threads_pausing - threads_blocked - held > 0;
 }
@@ -134,7 +134,7 @@ class waiting {
 
 // ---- the system's own -------------------------------------------------------------------------------
 
-// Under a sanitizer the next in line is the sanitizer's. Otherwise the version is told for calls of which
+// Under a sanitizer the next in line is the sanitizer's. Otherwise the version is given for calls of which
 // the system has an old one too.
 template <class function>
 function next_in_line(const char* name, [[maybe_unused]] const char* version = nullptr) {

@@ -39,7 +39,7 @@ enum class mishap {
   short_count,     ///< a read or write handles one byte only
   half_then_kill,  ///< a write handles half of its bytes, and the process is killed
   kill_before,     ///< the process is killed instead
-  kill_after,      ///< the process is killed behind it
+  kill_after,      ///< the process is killed after it
   intrusion,       ///< something else is done first
   hold,            ///< the calling thread, if it is not the one that armed the fault, stays there until the
                    ///< latter has to wait for something, or lets it go

@@ -1,6 +1,6 @@
 // A run of two files of four events, put together by hand, and ways to read all of it: by a reader, a
-// slicer, a channel reader, a loader. Each way tells how far it came, and whether a value that it was given
-// is wrong; what is missing is for the test to judge.
+// slicer, a channel reader, a loader. Each way reports how far it came, and whether a value that it was
+// given is wrong; what is missing is for the test to judge.
 #ifndef RAVO_TEST_FAULTS_SMALL_RUN_H
 #define RAVO_TEST_FAULTS_SMALL_RUN_H
 

@@ -1,4 +1,4 @@
-// A soak: opens, reads, steps back and forth, switches and closes at random for as long as it is told, with
+// A soak: opens, reads, steps back and forth, switches and closes at random for as long as asked, with
 // readers of both generations, and looks now and then, with everything closed, at what the process holds.
 // At the end it prints the curve; it ends with 1 when something grew or a value was wrong. usage: soak
 // SECONDS [SEED]
@@ -27,7 +27,7 @@ long entries_of(const char* folder) {
   return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
 }
 
-// All of the process's mappings, and those that are of files: they have a path behind them.
+// All of the process's mappings, and those of files: their lines end with a path.
 std::pair<long, long> count_mappings() {
   std::ifstream in("/proc/self/maps");
   std::pair<long, long> counts;
@@ -200,7 +200,7 @@ class soak_run {
     if (choice < 9) return current_.do_something();
     if (choice < 18) return older_.do_something();
     if (choice == 18) return operations_ % 2 == 0 ? current_long_.read_some() : older_long_.read_some();
-    reading_outcome ignored;  // the values are looked at by the tests; here it is what stays behind
+    reading_outcome ignored;  // the tests check the values; here only leaks count
     request_way<current_generation>(current_run_).run(ignored);
     listed_way(older_run_).run(ignored);
     browser_way(older_run_).run(ignored);

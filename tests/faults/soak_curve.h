@@ -22,7 +22,7 @@ struct soak_sample {
 };
 
 /// Whose memory it is. A sanitizer keeps what was given back for a while, and a little of every thread for
-/// ever: what it was asked for and has not got back tells of growth there, and what the process has of the
+/// ever: what it was asked for and has not got back shows growth there, and what the process has of the
 /// system does not.
 enum class allocator { of_the_system, of_a_sanitizer };
 
@@ -54,8 +54,8 @@ inline long median(const std::vector<soak_sample>& curve, std::size_t begin, std
   return values[values.size() / 2];
 }
 
-/// What grew, one text each; the first third is for warming up. A curve too short to tell is a complaint
-/// too.
+/// What grew, one text each; the first third is for warming up. A curve that is too short to judge is a
+/// complaint too.
 inline std::vector<std::string> growth(const std::vector<soak_sample>& curve,
                                        allocator whose = allocator::of_the_system) {
   if (curve.size() < 9) return {"only " + std::to_string(curve.size()) + " samples"};

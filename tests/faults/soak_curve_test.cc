@@ -1,4 +1,4 @@
-// The judgement of a soak over curves made up by hand: it has to see a leak that is slow, and to bear what
+// The verdict of a soak on hand-made curves: it has to find a slow leak, and to tolerate what
 // settles.
 #include <gtest/gtest.h>
 

@@ -125,7 +125,7 @@ TEST_F(KilledConversion, IsDistinguishedFromOneThatIsRunning) {
   EXPECT_EQ(names_in(into()), std::set{older().names[0]});
 }
 
-// Of which nobody can say whether it is in use.
+// It is unknown whether that one is in use.
 TEST_F(KilledConversion, WithoutALockIsNamedAndLeft) {
   const std::string unknown = into() + "/.ravo_convert_nolock";
   std::filesystem::create_directories(unknown);
@@ -293,7 +293,7 @@ TEST(UnreadableFiles, AreNamedWithTheReasonAndTheExitCodeIsNot0) {
 
 // ---- large tables -----------------------------------------------------------------------------------
 
-/// A sound file whose channel dictionary takes more memory than the verbs take that look into single files:
+/// A sound file whose channel dictionary takes more memory than the verbs use that inspect single files:
 /// one channel of four events, and very many that have neither name nor events.
 std::string file_of_many_channels(const temporary_folder& folder) {
   constexpr std::uint32_t channels = 130'000, hole = 1u << 20;

@@ -1,5 +1,5 @@
 // System calls that fail, at the first of their kind in a small run, then at the second, and so on; also
-// calls that are interrupted or do less than they were asked to, which nobody may notice; and descriptors
+// calls that are interrupted or do less than they were asked to, which must have no effect; and descriptors
 // that are used up.
 #include <sys/resource.h>
 
@@ -72,7 +72,7 @@ TYPED_TEST(FailingSystem, AFileWithoutAReadableStateGivesAStatus) {
 }
 
 TYPED_TEST(FailingSystem, ASeekThatFailsIsAFileWithoutATail) {
-  // The first tells the length; the second goes back to the start, and nobody reads from there.
+  // The first returns the length; the second goes back to the start, and nothing reads from there.
   EXPECT_EQ((this->template fail<loader_way<TypeParam>>(call::seek, EIO).statuses),
             (std::vector<int>{-3, 0}));
 }

@@ -1,5 +1,5 @@
-// The tool's own looks at files and folders, while files shrink and the system refuses: an answer or an
-// exception that the tool tells of, and never the end of the process.
+// The tool's own inspection of files and folders, while files shrink and the system refuses: an answer or
+// an exception that the tool reports, and never the end of the process.
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -117,7 +117,7 @@ class slicer_way {
   typename generation::slicer object;
 };
 
-/// Files and channels given one by one, and the values looked at through the user layer.
+/// Files and channels given one by one, and the values read through the user layer.
 template <class generation>
 class reader_way {
  public:

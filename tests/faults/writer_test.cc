@@ -83,7 +83,7 @@ template <class generation>
 class WriterRefusedAtEveryCall : public WriterAtEveryCall<generation> {
  protected:
   /// Refuses one call, then the next, and so on; a call of the writer that says so is repeated. At how many
-  /// calls there was a refusal, and how many of these the writer told of.
+  /// calls there was a refusal, and how many of these the writer reported.
   struct count {
     long calls = 0;
     long told = 0;
@@ -155,7 +155,7 @@ TYPED_TEST(WriterRefusedAtEveryCall, MissingMemoryIsReportedAndTheRunIsTheSameIn
 
 // ---- many of a kind -------------------------------------------------------------------------------
 
-// A description without bits and dimensions is copied in one piece. Whoever makes room for one more each
+// A description without bits and dimensions is copied in one piece. Code that makes room for one more each
 // time takes a second piece for each, and copies all pointers: a square of their number.
 TYPED_TEST(WriterAtEveryCall, AddsDescriptionsWithoutMovingTheOthersEachTime) {
   constexpr int descriptions = 4000;

@@ -1,5 +1,5 @@
 // The systematic matrix for the dataset layer: every word of a small file of each generation takes every
-// suspicious value, and what comes out of the mutant is held against what the page of the format and the
+// suspicious value, and the output of the mutant is compared with what the page of the format and the
 // dataset's guide say. Where the changed word is a pointer, part of an event header, of the event index, of
 // a channel's masks or of a slow value's head, the outcome is worked out exactly; of all others no value
 // may come out as good that was not put in.
@@ -67,7 +67,7 @@ class DatasetMatrix : public testing::Test {
   using form = typename file_type::form;
 
   const file_type& good() const { return file; }
-  /// What stands behind the end of a text is looked at by nobody: most of the file is that.
+  /// Nothing reads the bytes after the end of a text: most of the file is such bytes.
   std::set<std::uint32_t> values_of(std::size_t at) const {
     const std::string_view what = file.meaning(at, 0).what;
     const bool is_text = what == "behind a name" || what == "server block head" ||
@@ -346,7 +346,7 @@ class DatasetMatrix : public testing::Test {
     image changed = file.image();
     if (meaning.role == word_role::passed_on || meaning.role == word_role::identity)
       set_word(changed, at, value);
-    // A reading bears the name that the dictionary gives to its channel.
+    // A reading has the name of its channel in the dictionary.
     const bool is_renamed = std::string_view(meaning.what) == "name in the dictionary";
     const bool is_unchecked =
         (file.is_without_checksum(at) || std::string_view(meaning.what) == "data type") &&

@@ -83,7 +83,7 @@ class Matrix : public testing::Test {
            (status > 100 && status <= 110);
   }
 
-  // Every entry that was handed out is one of those that may be; `problem` is told when not.
+  // Every entry that was handed out is a permitted one; otherwise `problem` is reported.
   static void hold_against(const reading& got, const allowed_entries& allowed, int unchecked,
                            const char* way, std::string& problem) {
     if (!got.problem.empty()) problem = std::string(way) + ": " + got.problem;
@@ -175,7 +175,7 @@ class Matrix : public testing::Test {
   }
 
   // True when a step by time leads back, as it may where a number or a time of an event is wrong: the step
-  // is held against the numbers, and these win.
+  // is checked against the numbers, and these win.
   bool slice_all(const damage& what, std::string& wrong) {
     allowed_entries of_all = with_followed(what.allowed, what);
     for (const allowed_entries* other : {&whole_before, &whole_behind})

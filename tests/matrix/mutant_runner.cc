@@ -102,7 +102,7 @@ std::size_t resident_memory() {
   return static_cast<std::size_t>(used.ru_maxrss) * 1024;
 }
 
-// From here on the peak is that of this process: of the memory that it was made with, what nobody uses goes
+// From here on the peak is that of this process: of the memory that it was made with, the unused part goes
 // back to the system, for it would be used again unseen; and the peak so far is forgotten.
 void begin_with_a_small_heap() {
   malloc_trim(0);
@@ -180,7 +180,7 @@ class lane {
     if (process_ < 0) throw std::runtime_error("no process");
     if (process_ == 0) check_some(board_, messages_, check);
   }
-  // The mutant that it died of is told, and left.
+  // The mutant that it died of is reported, and skipped.
   void bury(int status, const mutant_check& check) {
     board_.note(check.name(board_->current) + ": " + cause_of_death(status) + "\n" + last_words(messages_));
     board_.count("crashed or hung");

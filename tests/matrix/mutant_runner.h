@@ -1,6 +1,6 @@
 // Runs a check of many mutants in processes of their own, some hundreds each and several processes at once:
-// a mutant that crashes, hangs or takes more memory than it may ends its process, and is told with what it
-// wrote; the others go on behind it.
+// a mutant that crashes, hangs or takes more memory than it may ends its process, and is reported with what
+// it wrote; the others go on after it.
 #ifndef RAVO_TEST_MATRIX_MUTANT_RUNNER_H
 #define RAVO_TEST_MATRIX_MUTANT_RUNNER_H
 
@@ -40,7 +40,7 @@ struct mutant_check {
   std::function<void()> prepare = [] {};
 };
 
-/// Judges 0 to `count` - 1, each with nobody else's output in the way.
+/// Judges 0 to `count` - 1, each without the output of another.
 mutant_tally run_mutants(std::size_t count, const mutant_check& check);
 
 /// Whether something was written to standard output since the last call. For a check.

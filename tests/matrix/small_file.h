@@ -62,7 +62,7 @@ class small_file {
     int channel;
     std::size_t event;
     std::size_t head;    ///< of the subheader
-    std::size_t stored;  ///< bytes behind it, padding not among them
+    std::size_t stored;  ///< bytes after it, without padding
     form stored_as;
     bytes payload;  ///< in file order
   };
@@ -80,7 +80,7 @@ class small_file {
   const std::vector<unsigned char>& image() const { return image_; }
   const std::vector<block_place>& blocks() const { return blocks_; }
   std::size_t at(const std::string& piece) const { return at_.at(piece); }
-  /// Of the word at an offset, when `value` is to stand there.
+  /// Of the word at an offset, when it becomes `value`.
   word_meaning meaning(std::size_t offset, std::uint32_t value) const {
     word_meaning meaning = meanings_.at(offset / 4);
     const bool turns_compression = ((word_at(image_, offset) ^ value) & RAVO_CHAN_ZIP_FLAG) != 0;
@@ -126,7 +126,7 @@ class small_file {
            expected_block(*block, image, payload);
   }
   /// The same of a plain block whose type has become that of an update or a reading: these are as long as
-  /// their type says, and go on into what stands behind the block.
+  /// their type says, and continue into the bytes after the block.
   std::optional<std::string> as_reading(std::size_t type_at,
                                         const std::vector<unsigned char>& image) const {
     const int type = static_cast<int>(word_at(image, type_at) & 0xffff);
@@ -184,7 +184,7 @@ class small_file {
     }
   }
 
-  /// The part of an entry that tells what it is: headers and subheader.
+  /// The part of an entry that identifies it: headers and subheader.
   static constexpr std::size_t head_of_entry = 36 + layout::server_block + layout::subhead;
   /// LZO data carry no checksum: what is decoded of damaged ones has other values, in the same place.
   bool is_without_checksum(std::size_t offset) const {
@@ -331,7 +331,7 @@ class small_file {
       host[i] = static_cast<char>(image.at(at + (i / 4 * 4 + 3 - i % 4)));
     return host;
   }
-  /// A text stands as in the file, and has an end.
+  /// A text is as in the file, and has an end.
   static void keep_text(std::string& host, const std::vector<unsigned char>& image, std::size_t at,
                         std::size_t offset, std::size_t width) {
     for (std::size_t i = 0; i < width; ++i) host[offset + i] = static_cast<char>(image.at(at + offset + i));

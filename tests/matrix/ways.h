@@ -39,7 +39,7 @@ handed_entry take_entry(const ravo_channel_entry_long& entry) {
 /// What came of a way of reading.
 struct reading {
   int status = 0;
-  /// By channel, and behind all channels those whose blocks bear the name of none.
+  /// By channel, and after all channels those whose blocks have a name that no channel has.
   std::vector<std::vector<handed_entry>> entries;
   std::string problem;      ///< what must not be, whatever the file holds
   bool goes_round = false;  ///< more events came than there are

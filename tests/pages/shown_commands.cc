@@ -25,7 +25,7 @@ std::string without_white_space(std::string text) {
 
 bool is_gap(const std::string& line) { return without_white_space(line) == "..."; }
 
-// Whether a text fits a pattern in which "..." stands for any characters.
+// Whether a text fits a pattern in which "..." matches any characters.
 bool fits(std::string_view text, std::string_view pattern) {
   const std::size_t gap = pattern.find("...");
   if (gap == pattern.npos) return text == pattern;

@@ -32,7 +32,7 @@ struct shown_command {
 std::vector<shown_command> commands_of(const std::string& page);
 
 /// The first line of a page's text that was not printed, or the first printed one that the page lacks;
-/// nothing when the two agree. In what is shown, `...` stands for any lines where it is alone in its line,
+/// nothing when the two agree. In what is shown, `...` matches any lines where it is alone on its line,
 /// and for any characters elsewhere.
 std::optional<std::string> difference(const shown_command& shown, const std::string& printed);
 

@@ -1,5 +1,5 @@
 // The layout of each generation of the raw format in numbers, as its page states them: what the tests
-// build files with and hold files against. It shares nothing with the library's headers.
+// build and check files with. It shares nothing with the library's headers.
 #ifndef RAVO_TEST_RAW_LAYOUTS_H
 #define RAVO_TEST_RAW_LAYOUTS_H
 

@@ -1,5 +1,5 @@
 // A raw file that claims gigabytes and has next to none on disk: a whole small file whose reference table
-// is moved far behind, with parts of it leading into the hole.
+// is moved far to the end, with parts of it leading into the hole.
 #ifndef RAVO_TEST_SPARSE_FILE_H
 #define RAVO_TEST_SPARSE_FILE_H
 
@@ -22,9 +22,9 @@ struct reference_field {
 
 struct sparse_file {
   bytes content;                              ///< a whole file
-  std::map<std::uint32_t, bytes> parts;       ///< what stands in the hole, by offset
+  std::map<std::uint32_t, bytes> parts;       ///< the parts in the hole, by offset
   std::map<std::uint32_t, std::uint32_t> to;  ///< what the reference table says instead, by field
-  std::uint32_t end = 0;                      ///< where the reference table stands
+  std::uint32_t end = 0;                      ///< offset of the reference table
 
   /// A part begins at `at`, and the reference table leads to it.
   sparse_file& lead(std::uint32_t field, std::uint32_t at, const bytes& part) {

@@ -1,5 +1,5 @@
 // Channel descriptions from XML written by hand and into XML read by eye: every field, every refusal,
-// and that nothing is left behind by a refused text.
+// and that a refused text leaves nothing behind.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

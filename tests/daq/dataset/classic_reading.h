@@ -59,7 +59,7 @@ std::vector<classic_event> read_classic(const std::vector<std::string>& files,
   while (slicer.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT) == RAVO_DAQ_SLICER_OK) {
     classic_event event;
     for (const ravo_channel_entry_long* entry : entries) {
-      // The marker of the event header tells the generation of an event, where it is one of ours.
+      // The marker of the event header gives the generation of an event, if it is one of ours.
       const auto* header = reinterpret_cast<const ravo_eventheader*>(entry->sbchdata[0].evhd);
       const bool is_known = (header->pattern == RAVO_EVENT_HEADER_PATTERN) == is_older;
       const auto* head = reinterpret_cast<const Subhead*>(entry->sbchdata[0].chhd);
@@ -74,7 +74,7 @@ std::vector<classic_event> read_classic(const std::vector<std::string>& files,
           static_cast<std::size_t>(std::find(channels.begin(), channels.end(), name) - channels.begin());
       event[channel] = {entry->event_id, head->dtype, bytes};
     }
-    if (event.empty()) break;  // an event of nobody: the slicer stands still
+    if (event.empty()) break;  // an event without a channel: the slicer stands still
     events.push_back(std::move(event));
   }
   return events;

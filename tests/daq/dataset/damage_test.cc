@@ -54,7 +54,7 @@ TYPED_TEST(Damage, APayloadThatIsNotOfItsTypeCannotBeConverted) {
 
 // The classic reader's worker ends here, and takes with it what it would have decoded.
 TYPED_TEST(Damage, OfAHeldValueIsReportedAtEveryEventAndCountedAtItsOwn) {
-  // An update with the second of four events, whose data are said to lie elsewhere than behind its
+  // An update with the second of four events, whose data are said to lie elsewhere than after its
   // subheader.
   handmade_file_of<TypeParam> slow_file;
   std::vector<std::pair<std::size_t, float>> fast;

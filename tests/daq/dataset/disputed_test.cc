@@ -254,7 +254,7 @@ TYPED_TEST(SlowValuesAstray, NothingIsHeldForSureAroundAValueWhoseEventIsDispute
   built.set_u32(header + 20, 8 * 100000);
   const std::vector<value_status> seen = this->status_of(built, slow_policy::hold);
   const value_status ok = value_status::ok, held = value_status::held, stale = value_status::stale;
-  // Event 5 has nobody any more; events 6 lies where the value may have been.
+  // Event 5 has no channel any more; event 6 lies where the value may have been.
   EXPECT_EQ(seen, (std::vector<value_status>{ok, held, ok, stale, stale, ok, held, ok, held}));
 }
 

@@ -32,7 +32,7 @@ template <class layout>
 class Machine : public testing::Test {
  protected:
   // Two files of four events: a number of each event, plain and compressed, rows of different shapes, and
-  // lists of which each has a record of its own. One block of each file bears a name that no channel has,
+  // lists of which each has a record of its own. One block of each file has a name that no channel has,
   // for which the dictionary is read again.
   Machine() {
     for (std::uint32_t part = 0; part < 2; ++part) {
@@ -102,7 +102,7 @@ class Machine : public testing::Test {
     if (seen.number() != event) ++got.wrong;
   }
 
-  // The row's number; that of a list stands at the record that its event has.
+  // The row's number; that of a list is at the record that its event has.
   static float number_in(const column_data& column, std::size_t row) {
     std::size_t element = 0;
     if (!column.record_names.empty()) {
@@ -162,7 +162,7 @@ class Machine : public testing::Test {
     return got;
   }
 
-  /// What a file says of itself has no part in what is missing, and the system's reason is told.
+  /// Nothing is missing because of the file itself, and the system's reason is reported.
   static void expect_machine_blamed(const outcome& got, int error, long which) {
     const std::string said = got.said.text();
     if (got.has_thrown || got.values != all_values) {
@@ -260,7 +260,7 @@ TYPED_TEST(Machine, WithoutMemoryEndsReadingsOnly) {
   this->disturb_both_ways(call::allocation, ENOMEM, 200);
 }
 
-// Whoever asks again after std::bad_alloc has the event that it did not get, and each is counted once.
+// A reading that asks again after std::bad_alloc gets the event that it missed, and each is counted once.
 TYPED_TEST(Machine, ThatHasMemoryAgainGoesOnWhereItStood) {
   int complete = 0;
   for (const event_order order : {event_order::forward, event_order::backward})
@@ -344,7 +344,7 @@ TYPED_TEST(Machine, ThatReadsTheOnlyBlockTooLateMissesIt) {
   EXPECT_EQ(late, 1);
 }
 
-// The second block of LZO bears in each file a name of its own, and whether it is another channel's is not
+// The second block of LZO has in each file a name of its own, and whether it is another channel's is not
 // known when the dictionary cannot be read.
 TYPED_TEST(Machine, ThatCannotReadTheDictionaryAgainDoesNotCallABlockMisdirected) {
   std::set<std::vector<std::size_t>> missing;
@@ -398,7 +398,7 @@ TYPED_TEST(Machine, ThatInterruptsAnyCallMissesNothing) {
   }
 }
 
-// A request looks into the catalogue's folder and the data folders too.
+// A request reads the catalogue's folder and the data folders too.
 TYPED_TEST(Machine, ThatInterruptsAnyCallOfARequestMissesNothing) {
   constexpr unsigned kinds = call::open | call::read | call::stat | call::open_folder | call::list_folder;
   handmade_file_of<TypeParam> file;

@@ -1,5 +1,5 @@
 // Selections that end after so many events, and accounts of a column's first rows: over generated sets,
-// with damage and with events that two files have, each is held against the whole of the same set.
+// with damage and with events that two files have, each is compared with the whole of the same set.
 #include <gtest/gtest.h>
 
 #include <filesystem>

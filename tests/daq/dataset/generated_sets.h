@@ -1,5 +1,5 @@
 // Generated file sets for the tests of the dataset layer: gaps, rates, damage by name, events without
-// numbers, slow channels; and what was put in, as plain lists to hold the answers against. Each set is made
+// numbers, slow channels; and what was put in, as plain lists to compare the answers with. Each set is made
 // from a seed alone.
 #ifndef RAVO_TEST_DATASET_GENERATED_SETS_H
 #define RAVO_TEST_DATASET_GENERATED_SETS_H
@@ -23,11 +23,11 @@ enum class harm {
   unknown_compressor,
   checksum,        ///< of the compressed stream
   server_pointer,  ///< leads into the middle of a head
-  name,            ///< the block bears one that the dictionary does not have: no harm
+  name,            ///< the block has one that the dictionary lacks: no harm
   event_pointer,   ///< leads into the middle of an event header
 };
 /// Which harm a set may have. The classic readers' workers end at some kinds, and take other values along;
-/// at others, which they do not notice, they hand over events that are none, or blocks of another name.
+/// at others, which they do not notice, they hand over invalid events, or blocks of another name.
 enum class harms { no, all, that_readers_notice, that_readers_pass_over };
 
 inline value_status status_of(harm done) {
@@ -47,7 +47,7 @@ inline value_status status_of(harm done) {
 /// One value as it was put into a file.
 struct put_in {
   std::uint32_t number;
-  std::int64_t time;  // milliseconds behind noon
+  std::int64_t time;  // milliseconds after noon
   float content;
   harm done = harm::none;
 };
@@ -76,7 +76,7 @@ class generator {
   bool chance(unsigned one_in) { return random_() % one_in == 0; }
   unsigned below(unsigned n) { return static_cast<unsigned>(random_() % n); }
 
-  /// Files one behind the other, of 10 Hz events; each channel has its own rate and gaps.
+  /// Consecutive files of 10 Hz events; each channel has its own rate and gaps.
   template <class layout>
   generated make(const temporary_folder& folder, bool numbered, harms which, bool with_holes = true) {
     generated all;

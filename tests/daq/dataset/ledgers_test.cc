@@ -49,7 +49,7 @@ TEST(ManyFiles, ThatAreGoneAreCountedWhenTheirEventIsAskedFor) {
   EXPECT_FALSE(data.at(1));
   EXPECT_FALSE(data.at(time_stamp{noon, 0}));
   EXPECT_FALSE(data.at(77));
-  // Whether the file had a value of just this event nobody knows.
+  // Whether the file had a value of this event is unknown.
   EXPECT_EQ(data.ledger().expected(), 1u);
   ASSERT_EQ(data.ledger().files.size(), 1u);
   EXPECT_EQ(data.ledger().files[0].path, files[0]);
@@ -57,8 +57,8 @@ TEST(ManyFiles, ThatAreGoneAreCountedWhenTheirEventIsAskedFor) {
   EXPECT_FALSE(strict.at(77));
 }
 
-// A file of five events that goes while it is not open. Its index told when they are, and how many values
-// its channel has; not which of them a reading would have taken.
+// A file of five events that vanishes while it is not open. Its index said when they are, and how many
+// values its channel has; not which of them a reading would have taken.
 TEST(ManyFiles, ThatAreGoneAreCountedOnlyWhereAllOfTheirValuesAreMeant) {
   const temporary_folder folder;
   std::vector<std::string> files;

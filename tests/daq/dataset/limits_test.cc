@@ -15,7 +15,7 @@ namespace {
 using namespace ravo;
 using namespace ravo::test;
 
-/// A way of reading, told to stop at its n-th call of the progress function; whether it was cancelled.
+/// A way of reading, asked to stop at its n-th call of the progress function; whether it was cancelled.
 template <class Read>
 bool is_cancelled_at(const std::string& path, int call, std::size_t threads, Read read) {
   std::stop_source stop;
@@ -268,7 +268,7 @@ TEST(ManyFiles, AreAlignedByAllThreadsWhileEventsAreRead) {
   EXPECT_LE(data.peak_memory(), options.memory_limit);
 }
 
-// Rows of different shapes are found out on the way, and read anew from the first one.
+// Rows of different shapes are discovered on the way, and read again from the first one.
 TEST(Progress, OfAColumnThatTurnsOutRaggedNeverGoesBack) {
   const temporary_folder folder;
   handmade_file file;

@@ -168,7 +168,7 @@ TEST_P(Members, AreCutByTheClassicReadersAsTheyAreSaidToDo) {
 
 INSTANTIATE_TEST_SUITE_P(EveryType, Members, testing::ValuesIn(all_cases()), name_of);
 
-/// In an older block a name has 31 bytes; the name of what is cut out of it is nobody's concern here.
+/// In an older block a name has 31 bytes; the name of what is cut out of it does not matter here.
 TEST(MembersOfOlderFiles, AreReadWhateverTheLengthOfTheName) {
   const temporary_folder folder;
   const std::string name(31, 'N');

@@ -1,5 +1,5 @@
 // The one account of memory, and who may wait for it: nothing goes beyond the limit, work that is refused
-// memory is done all the same, and a wait that nobody can end ends by itself.
+// memory is done all the same, and a wait that nothing can end ends by itself.
 #include "work/memory_budget.h"
 
 #include <gtest/gtest.h>

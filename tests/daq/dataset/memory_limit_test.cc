@@ -35,7 +35,7 @@ TEST(MemoryLimit, IsKeptByEventsAndColumns) {
   }
   EXPECT_EQ(n, 200u);
   EXPECT_LE(data.peak_memory(), options.memory_limit);
-  // A column that does not fit is refused before it is read; in the caller's memory it is none of ours.
+  // A column that does not fit is refused before it is read; in the caller's memory it does not count.
   EXPECT_THROW(data.column("NOISE"), memory_exceeded);
   std::vector<std::byte> memory(data.layout("NOISE").bytes());
   column_options into;
@@ -75,7 +75,7 @@ TEST(MemoryLimit, CountsRowsOfDifferentShapesToo) {
   EXPECT_LE(short_of.peak_memory(), options.memory_limit);
 }
 
-/// Reads by events and by columns, and holds the most memory against the plan.
+/// Reads by events and by columns, and compares the peak memory with the plan.
 void expect_planned(const std::string& path, std::uint64_t most_times_too_much) {
   for (const std::size_t threads : {1u, 2u, 4u}) {
     dataset_options options;
@@ -110,7 +110,7 @@ TEST(MemoryLimit, IsNotReachedByWhatThePlanSays) {
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // their memory is not the program's
 /// In a process of its own whose address space may grow by no more than `bytes`: the sum of all values.
 int read_in_little_memory(const std::string& path, std::size_t bytes, std::size_t limit, double expected) {
-  mallopt(M_ARENA_MAX, 1);  // others reserve address space that nobody uses
+  mallopt(M_ARENA_MAX, 1);  // others reserve address space that is never used
   std::ifstream sizes("/proc/self/statm");
   std::size_t pages = 0;
   sizes >> pages;
@@ -207,7 +207,7 @@ TEST(MemoryLimit, LeavesRoomForTheFileOfAHeldValue) {
 }
 
 TEST(MemoryLimit, CutsBatchesThatInflateToMoreThanItHolds) {
-  // What is read together is told by stored bytes.
+  // Stored bytes decide what is read together.
   const temporary_folder folder;
   const std::string path = flat(folder, 100);
   dataset_options options;

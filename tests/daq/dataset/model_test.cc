@@ -1,5 +1,5 @@
 // Thousands of generated file sets: gaps, rates, damage, events without numbers, both generations and both
-// synch modes. What the dataset layer gives is held against a model over plain lists, and against the
+// synch modes. What the dataset layer delivers is compared with a model over plain lists, and with the
 // classic slicer where that one's rules are the same.
 #include <gtest/gtest.h>
 

@@ -33,7 +33,7 @@ inline std::string flat(const temporary_folder& folder, std::size_t events, std:
   handmade_channel channel("FLAT");
   handmade_block block;
   block.payload = spectrum({std::vector<float>(samples, 2.5f)});
-  // Compressed here once: the file would compress each of the equal blocks anew.
+  // Compressed here once: the file would compress each of the equal blocks again.
   const std::string data = compress_zlib(block.payload);
   bytes stored;
   stored.u32(std::uint32_t{RAVO_ZIP_ZLIB}).u32(static_cast<std::uint32_t>(block.payload.size()));

@@ -14,11 +14,11 @@ namespace {
 using namespace ravo;
 using namespace ravo::test;
 
-/// A fast channel with an event every 100 ms, some of them left out, and a slow one with updates between
-/// and at them; in files one behind the other.
+/// A fast channel with an event every 100 ms, some of them missing, and a slow one with updates between
+/// and at them; in consecutive files.
 struct slow_set {
   struct update {
-    std::int64_t time;  // milliseconds behind noon
+    std::int64_t time;  // milliseconds after noon
     float content;
   };
   std::vector<std::string> files;

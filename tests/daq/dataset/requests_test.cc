@@ -162,7 +162,7 @@ TEST_P(Requests, ReportFilesThatAreTooYoung) {
               std::string::npos)
         << error.what();
   }
-  // Of a file nobody can change when it was changed last: the program of the system's shell is old enough.
+  // The time of a file's last status change cannot be set: the program of the system's shell is old enough.
   const auto path_of = [&](std::size_t which) {
     return (place.path() / names(which, which + 1)[0]).string();
   };

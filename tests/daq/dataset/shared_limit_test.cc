@@ -94,7 +94,7 @@ TEST_P(SharedLimitOfFlatBlocks, IsSharedByRangesThatAreTakenInTurn) {
 INSTANTIATE_TEST_SUITE_P(Sizes, SharedLimitOfFlatBlocks,
                          testing::Values(samples / 16, samples / 4, samples / 2, samples));
 
-// An event that somebody looks at stays what it is, whatever the others need.
+// An event that is in use stays as it is, whatever the others need.
 TEST(SharedLimit, TakesNothingFromEventsThatAreHeld) {
   const temporary_folder folder;
   constexpr std::uint32_t events = 100;

@@ -1,5 +1,5 @@
 // Files of another writer, whose event headers have another marker, read through a table-access library of
-// the site that knows it. This program plays that library: what it defines stands before what ours has.
+// the site that knows it. This program plays that library: its definitions precede ours.
 #include <gtest/gtest.h>
 
 #include "classic_reading.h"

@@ -143,12 +143,12 @@ TYPED_TEST(SlowValues, ThatAreNearestAreStaleWhereANearerOneMayBeMissing) {
   this->expect(dataset::open(this->wanted(slow_policy::nearest)),
                {ok, held, held, held, ok, held, held, held}, {10, 10, 10, 50, 50, 50, 50, 50},
                {0, 1, 2, -1, 0, 1, 2, 3});
-  this->spoil(2);  // it begins 1.9 s behind the third event
+  this->spoil(2);  // it begins 1.9 s after the third event
   this->expect(dataset::open(this->wanted(slow_policy::nearest)), {ok, held, stale, stale, stale, stale},
                {10, 10, 10, 10, 10, 10}, {0, 1, 2, 3, 6, 7});
 }
 
-// Of three updates the second one's event header is none, so that nobody knows when it was: some time
+// The second of three updates has no valid event header, so that its time is unknown: some time
 // between the two others.
 TYPED_TEST(SlowValues, AreStaleWhereOneWithoutAnEventMayBeTheLast) {
   handmade_file_of<TypeParam> made;
@@ -180,7 +180,7 @@ TYPED_TEST(SlowValues, AreStaleWhereOneWithoutAnEventMayBeTheLast) {
 TYPED_TEST(SlowValues, AreStaleAfterAFileWhoseOnlyOneIsWithoutAnEvent) {
   auto third = this->file(2);
   bytes built = third.build();
-  const std::size_t row = third.at.at("pointers") + 12 + 2 * 16;  // behind the two entries of the other
+  const std::size_t row = third.at.at("pointers") + 12 + 2 * 16;  // after the two entries of the other
   built.set_u32(row, built.word(row) + 4);
   this->files[2] = this->folder.write(this->name_of(2), built.vector());
   this->expect(dataset::open(this->wanted(slow_policy::hold)),

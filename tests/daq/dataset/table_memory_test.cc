@@ -70,7 +70,7 @@ class TableMemory : public testing::Test {
     made.to[reference_field::event_type_0 + 4 * RAVO_EV_NORMAL] = hole + 8;
     return made.write(folder, name);
   }
-  /// Rows of pointers that are so long; the channel's own entries stand at the beginning of its row.
+  /// Rows of pointers of this length; the channel's own entries are at the beginning of its row.
   std::string with_pointers(std::uint32_t row_entries) {
     const bytes content = file.build();
     const std::size_t old = file.at.at("pointers");

@@ -126,7 +126,7 @@ TEST(WorkerPool, LetsWhoLooksRunSomething) {
     pool.run(3, pool.size(), [&](std::size_t) { ++done; });
     done.notify_all();
   };
-  // The pieces end when another run has been looked at; one of them is here, and ends by itself.
+  // The pieces end when another run has been checked; one of them is here, and ends by itself.
   std::latch together(2);
   const auto caller = std::this_thread::get_id();
   const auto work = [&](std::size_t) {

@@ -15,7 +15,7 @@ namespace ravo::test {
 
 inline constexpr std::uint32_t noon = 1700000000;
 
-/// An event so many milliseconds behind noon.
+/// An event this many milliseconds after noon.
 inline handmade_event event_at(std::uint32_t number, std::uint32_t milliseconds,
                                int type = RAVO_EV_NORMAL) {
   return {number, noon + milliseconds / 1000, milliseconds % 1000 * 1000, type};
@@ -50,7 +50,7 @@ inline handmade_block update_of(layout_2009, std::size_t event, float number, st
   return block;
 }
 
-/// A file in the folder; the name does not tell a time, so that names decide nothing.
+/// A file in the folder; its name has no time, so that names decide nothing.
 template <class layout>
 std::string write(const temporary_folder& folder, const std::string& name, handmade_file_of<layout>& file) {
   return folder.write(name, file.build().vector());

@@ -16,7 +16,7 @@ namespace ravo::test {
 template <class generation>
 using writer_of = typename generation::writer;
 
-/// What stands before the samples of a spectrum in host order: the head, and where the generation has them
+/// What precedes the samples of a spectrum in host order: the header, and where the generation has them
 /// the members' means, all 0.
 template <class generation>
 std::string spectrum_start(int members, int samples) {

@@ -1,5 +1,5 @@
 // What comes out of the files is what was put in: random runs with every kind of channel are written,
-// read back by the tests' own reader and held against the list of what was given.
+// read back by the tests' own reader and compared with the list of what was given.
 #include <gtest/gtest.h>
 
 #include <map>

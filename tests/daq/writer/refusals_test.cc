@@ -61,7 +61,7 @@ TEST_F(WriterRefusals, AFolderThatIsAFile) {
 }
 
 TEST_F(WriterRefusals, AFolderThatMayNotBeWritten) {
-  // The kernel keeps this folder from everybody. Permissions tell an ordinary user at once; the superuser,
+  // The kernel lets nobody write here. Permissions refuse an ordinary user at once; the superuser,
   // for whom they do not count, learns it when the file is created.
   ravo_daq_writer_settings settings;
   settings.folder = "/proc/self/net";

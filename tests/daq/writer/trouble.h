@@ -1,5 +1,5 @@
 // Makes the system fail or kill a process at a chosen system call, in a child process, so that what
-// remains can be looked at. The filters are the kernel's own: the code under test is not touched.
+// remains can be examined. The filters are the kernel's own: the code under test is not touched.
 #ifndef RAVO_TEST_WRITER_TROUBLE_H
 #define RAVO_TEST_WRITER_TROUBLE_H
 

@@ -223,7 +223,7 @@ TEST_F(Build, SkipsABrokenFileNamesItAndTakesTheRest) {
   const build_result result = build();
   EXPECT_THAT(lines(result.problems), ElementsAre(StartsWith(broken + ": "), StartsWith(empty + ": ")));
   EXPECT_THAT(ask_runs({catalogue()}, {12}).files(), ElementsAre(good));
-  // It is looked at again next time, and taken when it was repaired.
+  // It is checked again next time, and taken when it was repaired.
   write(second_name, {{5, march_first + 700, 0}});
   fs::remove(empty);
   const build_result again = build();
@@ -343,7 +343,7 @@ TEST_F(Build, TakesAFreshFileWithoutTablesFromItsNameToItsLastChange) {
   EXPECT_NE(ask_runs({catalogue()}, {12}).status, 0);
 }
 
-// What a killed program left may bear the names of good files, in hidden folders or behind a dot.
+// The remains of a killed program may have the names of good files, in hidden folders or after a dot.
 TEST_F(Build, PassesOverWhatIsHidden) {
   const std::string good = write(first_name);
   write(std::string(".ravo_convert_a1b2c3/") + first_name, bytes().text("not finished", 40));
@@ -374,7 +374,7 @@ TEST_F(Build, CountsWhatIsInTheCatalogueAndWhatIsLeftOut) {
 TEST_F(Build, CountsTheFilesOfARunThatCannotBeWrittenAsLeftOut) {
   write(first_name);
   write("linac_main_run2012_file1_20250301T002000Z.raw");
-  // A file stands where the folder of the runs from 2000 on belongs.
+  // A file is in the place of the folder of the runs from 2000 on.
   fs::create_directories(catalogue() + "/linac/main/runs");
   folder_.write("cat/linac/main/runs/2", {});
   const build_result result = build();

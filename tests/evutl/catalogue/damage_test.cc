@@ -1,5 +1,5 @@
-// Catalogue files that are empty, cut short, somebody else's or hostile: each is named on standard output
-// and passed over, and what the other files say is still answered.
+// Catalogue files that are empty, truncated, of another program or hostile: each is named on standard
+// output and passed over, and what the other files say is still answered.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -259,7 +259,7 @@ TEST_F(Damage, ToADayIsRepairedWithAllItsRuns) {
 }
 
 TEST_F(Damage, AMissingDayIsMadeAgainByAddingTheSameFiles) {
-  // What a writer leaves behind that died between a run and its days.
+  // The remains of a writer that died between a run and its days.
   fs::remove(day());
   add({run_of(1, {entry("/one.raw", march_first + 100, march_first + 200)})});
   std::string said;

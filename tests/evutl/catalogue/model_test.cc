@@ -1,5 +1,5 @@
-// A generated archive of several experiments and streams with thousands of files, held against a model that
-// looks at every file: which ones a request must give follows from two comparisons.
+// A generated archive of several experiments and streams with thousands of files, compared with a model
+// that checks every file: which ones a request must give follows from two comparisons.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

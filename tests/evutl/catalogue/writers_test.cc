@@ -22,7 +22,7 @@ using testing::IsEmpty;
 
 std::string file_name(int number) { return "/raw/f" + std::to_string(number) + ".raw"; }
 
-// The files of a run that goes over a midnight, one behind the other.
+// The files of a run that passes midnight, one after the other.
 raw_file_entry file_of(int number) {
   const std::uint32_t start = march_first + a_day - 900 + 20 * static_cast<std::uint32_t>(number);
   return entry(file_name(number), start, start + 19);

@@ -1,5 +1,5 @@
 // Requests of an archive of thousands of files, from the run catalogue and by the names in the data
-// directory, held against a model that looks at every file of the archive in turn.
+// directory, compared with a model that checks every file of the archive in turn.
 #include "requested_reader.h"
 
 #include <algorithm>

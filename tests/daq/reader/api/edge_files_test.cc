@@ -9,7 +9,7 @@ namespace {
 int openings_left = -1;
 }  // namespace
 
-// In place of the system's, for directories that go away between two looks into them.
+// In place of the system's, for directories that vanish between two scans.
 extern "C" DIR* opendir(const char* path) {
   using function = DIR* (*)(const char*);
   static const auto real = reinterpret_cast<function>(dlsym(RTLD_NEXT, "opendir"));

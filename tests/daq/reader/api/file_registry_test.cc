@@ -61,7 +61,7 @@ class FileRegistry : public scripted_reader<generation> {
     return output.stop();
   }
   std::vector<std::string> listed() const { return {this->reader.files.begin(), this->reader.files.end()}; }
-  /// From here on no file is looked at.
+  /// From here on no file is checked.
   void take_all() { taking_all.emplace("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", ""); }
   /// The end of what is said of a missing file.
   const std::string not_found = either<generation>(" not found \n", " not found\n");

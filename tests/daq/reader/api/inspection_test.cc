@@ -35,7 +35,7 @@ class Inspection : public requested_reader<generation> {
     return status;
   }
   std::vector<std::uint32_t> memory;
-  /// The file that is looked into.
+  /// The file that is inspected.
   const std::string a_file = this->existing("a.raw");
   int count = -1;
 };
@@ -248,7 +248,7 @@ TYPED_TEST(Descriptions, OfChannelsNamedTwiceTheFirstEntryCounts) {
   EXPECT_EQ(this->found.at(0)->count, 10);
 }
 
-// The bound counts in units of 96, so that it would admit entries far behind the table's end.
+// The bound counts in units of 96, so that it would admit entries far after the table's end.
 TYPED_TEST(Descriptions, TheSearchEndsWithTheTable) {
   names channels;
   for (int i = 0; i < 96; ++i) channels.push_back("C" + std::to_string(i));

@@ -372,7 +372,7 @@ TYPED_TEST(LocalScan, ACandidateOfAnotherExperimentIsTakenAndThenLeftOut) {
   EXPECT_TRUE(this->says(".Pushing  file " + raw_name(7, 1, 10, "laser") + " \n"));
 }
 
-// ---- the generation that looks at names alone -----------------------------------------------------
+// ---- the generation that reads names alone -----------------------------------------------------
 
 using OlderLocalScan = LocalScan<older_generation>;
 

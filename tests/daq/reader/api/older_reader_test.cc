@@ -1,5 +1,5 @@
 // What the older reader has and has not, and that its own defaults read files whose events come five times
-// a second. What it says and does otherwise than the current one is told by the tests of both.
+// a second. The tests of both generations cover the other differences to the current one.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -188,7 +188,7 @@ TYPED_TEST(RequestCheck, TheStepIsWholeSeconds) {
   EXPECT_EQ(this->kept({0, 66, 133, 200}, 133, 199), (std::vector<int>{0, 133}));
 }
 
-// With one file its own time stands in for the step, which only a request behind both could tell.
+// With one file its own time replaces the step, which only a request after both could show.
 TYPED_TEST(RequestCheck, ASingleFileIsKeptUnlessItIsAfterTheStop) {
   EXPECT_EQ(this->kept({100}, 5000, 6000), (std::vector<int>{100}));
   this->reader.clean_up();

@@ -1,5 +1,5 @@
 // Requests from end to end: files that the writer made, a catalogue built over them, and events that must
-// be those which the same files give when they are named one by one. And looks into single real files.
+// be those which the same files give when they are named one by one. And inspections of single real files.
 #include <gtest/gtest.h>
 
 #include <cstdio>

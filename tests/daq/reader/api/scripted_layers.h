@@ -1,4 +1,4 @@
-// A reader over a slicer and a loader that do as a test tells them, so that the reader's own steps can be
+// A reader over a slicer and a loader that do what a test says, so that the reader's own steps can be
 // seen one by one, also those that no good file ever leads to, with the rules of either generation. The
 // reader's code itself is the library's.
 #ifndef RAVO_TEST_SCRIPTED_LAYERS_H
@@ -241,7 +241,7 @@ inline int scripted_time_for_run(int run, time_stamp* start, time_stamp* end, co
                                     directory);
   const auto found = the_catalogue.times_of_runs.find(run);
   if (found == the_catalogue.times_of_runs.end()) {
-    *start = *end = {12345, 678};  // what a failed call leaves behind is nobody's business
+    *start = *end = {12345, 678};  // the results of a failed call do not matter
     return 1;
   }
   *start = found->second.first;

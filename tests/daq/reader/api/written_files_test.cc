@@ -1,5 +1,5 @@
 // The reader from its front to the bytes on disk: files that the writer made, read back event by event and
-// held against what was put into them.
+// compared with what was put into them.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -211,7 +211,7 @@ TYPED_TEST(InEachSynchMode, ATimeWindowCutsTheEvents) {
 TYPED_TEST(InEachSynchMode, ATimeWindowTrimsTheFiles) {
   this->reader.set_synch_mode(TypeParam::mode);
   this->init(regular);
-  // The names tell whole seconds: the files begin at 0, 2 and 4 seconds, and the step is 2.
+  // The names have whole seconds: the files begin at 0, 2 and 4 seconds, and the step is 2.
   const ravo_time_id from{0, {TestFixture::run_type::epoch + 5, 0}},
       to{0, {TestFixture::run_type::epoch + 100, 0}};
   this->reader.set_start_point(&from);
@@ -325,7 +325,7 @@ TYPED_TEST(WrittenFiles, WithoutAnyKnownChannelStartFailsAndSaysSo) {
   this->init({"NOWHERE", "NEITHER"});
   EXPECT_EQ(this->reader.start(), RAVO_DAQ_READER_INTERN_ERROR);
   const std::string error = this->reader.get_last_error();
-  // The current generation has the names of the channels behind it.
+  // In the current generation the names of the channels follow it.
   EXPECT_EQ(error.rfind("Intern error", 0), 0u) << error;
   EXPECT_EQ(error.size() > std::strlen("Intern error"), either<TypeParam>(true, false)) << error;
   EXPECT_NE(this->reader.slicer, nullptr);
@@ -413,7 +413,7 @@ TYPED_TEST(WrittenFiles, TheSpanOfOneFileIsThatOfItsEvents) {
 
 TYPED_TEST(WrittenFiles, TheSpanOfSeveralFilesComesFromTheirNames) {
   this->init(regular);
-  // The first events lie at 0.1, 2.1 and 4.1 seconds, the names tell 0, 2 and 4, and the step is 2.
+  // The first events lie at 0.1, 2.1 and 4.1 seconds, the names say 0, 2 and 4, and the step is 2.
   EXPECT_EQ(this->reader.get_time_period_us(), 6e6);
 }
 
@@ -477,7 +477,7 @@ TYPED_TEST(DamagedMiddle, EndsTheDataAfterTheFirstFile) {
       this->expect_event(number, channels);
     }
     // A lone channel is lost with the file. Of several, all but the last to leave keep their old readers,
-    // which have no answer to an event that is none.
+    // which have no answer to an invalid event.
     const bool is_alone = channels.size() == 1;
     captured_output output;
     for (int i = 0; i < 3; ++i) {

@@ -1,5 +1,5 @@
 // A run of a few small files of either generation with known content, and what was put into which event:
-// the answers that the reader's results are held against.
+// the answers that the reader's results are compared with.
 #ifndef RAVO_TEST_WRITTEN_RUN_H
 #define RAVO_TEST_WRITTEN_RUN_H
 
@@ -57,7 +57,7 @@ class written_run {
   unsigned events() const { return events_; }
   const temporary_folder& folder() const { return folder_; }
 
-  /// A spectrum of `members` members with `samples` samples each, which tell member and event.
+  /// A spectrum of `members` members with `samples` samples each, which encode member and event.
   static std::string spectrum(int members, int samples, unsigned number) {
     std::string bytes = spectrum_start<generation>(members, samples);
     for (int member = 0; member < members; ++member) bytes += member_samples(member, samples, number);

@@ -57,7 +57,7 @@ TEST(Browser, PrintsAnEventTypeOnlyForASingleBit) {
             "collected 2-3 channels\n");
 }
 
-// A sanitizer sees what would be read of a reader that is gone, and what is left behind.
+// A sanitizer sees reads of a destroyed reader, and leaks.
 TEST(Browser, CleansNothingOfAnEarlierFileBeforeItIsCleanedItself) {
   const small_older_file file;
   ravo_daq_browser browser;

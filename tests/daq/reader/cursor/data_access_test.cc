@@ -157,7 +157,7 @@ std::string write_current_file(const temporary_folder& folder) {
 }
 
 // What comes after such a file is not read, and GetData() answers as at a good end: programs that want to
-// know have to look at the list, or read with the dataset layer.
+// know have to check the list, or read with the dataset layer.
 TEST_F(DataAccess, EndsAtAListedFileThatItCannotGoOnWith) {
   const small_older_file one(1), three(3), without_tor(3, "OTHER"), five(5);
   const unsigned char garbage[] = "this is no raw file of any kind, but a text of some length";

@@ -237,7 +237,7 @@ INSTANTIATE_TEST_SUITE_P(Lengths, Property,
                                          counted_name{std::string("TOR\0", 4), 5, "TOR"},
                                          counted_name{std::string("TOR\0", 4), 2147483647, "TOR"},
                                          counted_name{std::string("TOR\0TAIL", 8), 9, "TOR"},
-                                         // No zero in reach, and nothing is read behind what is counted.
+                                         // No zero in reach, and nothing is read after what is counted.
                                          counted_name{"TOR", 4, "TOR"},
                                          counted_name{"TOR:3;nick", 11, "TOR:3;nick"}));
 

@@ -431,7 +431,7 @@ TEST(OlderCursor, ReadsABlockOfACurrentReaderAsThePatternSays) {
   EXPECT_EQ(cursor.GetChanHead_2010(), nullptr);
   EXPECT_STREQ(cursor.GetPropName(), "A");
   EXPECT_EQ(cursor.GetData(),
-            nullptr);  // the name, which stands where older blocks have their length, says 0
+            nullptr);  // the name, at the place of the length in older blocks, says 0
 }
 
 TEST(OlderCursor, HasNoDataOfACurrentBlockThatIsShorterThanItWouldSay) {
@@ -462,7 +462,7 @@ TEST(OlderCursor, HasNoDataOfACurrentBlockWhoseDataLieAfterItsEnd) {
 }
 
 // Current headers are longer: what an older block does not have of them reads as zeros, and a sanitizer
-// sees every byte that is read behind it.
+// sees every byte that is read after it.
 TEST(CurrentCursor, ReadsABlockOfAnOlderReaderAsThePatternSays) {
   handmade_event event;
   event.add<older_event>("A", RAVO_BLOCK_RF_250K, two_spectra<older_event>());

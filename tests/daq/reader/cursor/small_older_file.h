@@ -14,7 +14,7 @@
 namespace ravo::test {
 
 // Two events: TOR in both (a normal and an image event), RF in the first; IDLE in none. `first` is the
-// number of the first one; another name may stand for TOR.
+// number of the first one; another name may replace TOR.
 class small_older_file {
  public:
   explicit small_older_file(unsigned first = 1, const char* tor_name = "TOR") {

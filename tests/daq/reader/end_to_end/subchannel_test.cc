@@ -42,7 +42,7 @@ std::vector<unsigned char> cut(const std::vector<unsigned char>& payload, std::s
 template <class generation>
 class EndToEndMembers : public testing::Test {
  protected:
-  /// Reads a member alone and holds it against what was cut out of the whole channel by hand.
+  /// Reads a member alone and compares it with what was cut out of the whole channel by hand.
   void expect_member(const char* channel, std::size_t member, RAVO_SUBBLOCK_TYPE cut_dtype) {
     const std::string key = std::string(channel) + ":" + std::to_string(member);
     SCOPED_TRACE(key);
@@ -86,7 +86,7 @@ TYPED_TEST(EndToEndMembers, OfASingleOneAreCutOutOfCompressedBlocksAlone) {
   this->expect_no_member("LINAC/TOROID/002:0");
 }
 
-// A generic spectrum has members, but its type does not tell how many.
+// A generic spectrum has members, but its type does not say how many.
 TYPED_TEST(EndToEndMembers, OfGenericSpectraAreCutInTheCurrentGenerationAlone) {
   if constexpr (either<TypeParam>(true, false)) {
     this->expect_member("LINAC/SPECTRUM/001", 1, RAVO_BLOCK_GENERIC_SPECT);

@@ -57,7 +57,7 @@ class Loader : public testing::Test {
 
   static file_type example() { return example_of<typename generation::layout>(); }
 
-  /// Loads the file with some words overwritten, and tells the status.
+  /// Loads the file with some words overwritten, and returns the status.
   int load_damaged(std::initializer_list<std::pair<std::string, std::uint32_t>> words, int descr_mode = 0) {
     file_type file = example();
     bytes content = file.build();

@@ -31,7 +31,7 @@ class ChannelReaderLookup : public channel_reader_test<generation> {
     reader = file->reader();
     captured_output quiet;
     start_and_wait(*reader);
-    wait_until_workers_left(*reader);  // tests change what they look at
+    wait_until_workers_left(*reader);  // tests change what they read
   }
   virtual void change(file_type&) {}
 
@@ -215,7 +215,7 @@ TEST_F(CurrentChannelReaderLookup, PrintsAllEntriesOnceWhenAskedTo) {
 }
 
 TEST_F(OlderChannelReaderLookup, PrintsNothing) {
-  wait_until_workers_left(*reader);  // each tells its time at this debug level
+  wait_until_workers_left(*reader);  // each reports its time at this debug level
   file->loader.debug = -1;
   captured_output output;
   EXPECT_EQ(reader->find_entry_by_event_id(105, current, nullptr), reader->out + 5);
@@ -223,7 +223,7 @@ TEST_F(OlderChannelReaderLookup, PrintsNothing) {
 }
 
 TEST_F(OlderChannelReaderLookup, StepsFromTheLimitsWithoutACurrentEntry) {
-  expect(ask(*reader, next), ok, 101);  // not held against any number
+  expect(ask(*reader, next), ok, 101);  // not checked against any number
   reader->out_cur = nullptr;
   expect(ask(*reader, previous), ok, 108);
 }

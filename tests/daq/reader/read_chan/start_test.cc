@@ -116,7 +116,7 @@ TYPED_TEST(ChannelReaderStart, ReportsItsMappingTime) {
 
 // ---- how many workers ----
 
-/// The number of workers that have run: at negative debug levels each tells its end.
+/// The number of workers that have run: at negative debug levels each reports its end.
 template <class generation>
 int workers_of(unsigned dtype_mask, unsigned ev_mask, unsigned events, int preset = 0, int most = 10) {
   auto content = channel_reading<generation>::one_channel_file(events);
@@ -311,7 +311,7 @@ TYPED_TEST(ChannelReaderDamage, NoDamagedWordHangsOrHarmsAnybody) {
   captured_output quiet;
   for (std::size_t word = 0; word + 4 <= good.size(); word += 4) {
     const std::uint32_t truth = good.word(word);
-    if (truth == 0 && word % 64 != 0) continue;  // most are the zeros behind texts
+    if (truth == 0 && word % 64 != 0) continue;  // most are the zeros after texts
     for (const std::uint32_t value :
          {0u, 0xffffffffu, 0x7fffffffu, static_cast<std::uint32_t>(word), truth + 1}) {
       typename TestFixture::reading file(

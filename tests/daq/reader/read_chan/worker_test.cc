@@ -65,7 +65,7 @@ class UnzipWorker : public channel_reader_test<generation> {
     return made;
   }
   static handmade_block zlib(float value) { return zipped(UnzipWorker::scalar(0, value), 1); }
-  /// A compressed block whose data are none of its type.
+  /// A compressed block whose data do not fit its type.
   static handmade_block nonsense() { return zipped(block(generation::single, bytes().fill(36, 0x7f)), 1); }
   static bytes update_payload(const std::string& name, float value) {
     bytes payload;

@@ -136,7 +136,7 @@ alignment_model::alignment_model(const model_stream& stream, const model_setting
       readers_(stream.updates.size()),
       available_(stream.events.size(), true),
       departures_(stream.events.size(), 0) {
-  // The first file that cannot be loaded ends the loading. A file that knows none of the channels is such
+  // The first file that cannot be loaded ends the loading. A file without any of the channels is such
   // a file.
   bool ended = false;
   for (std::size_t file = 0; file < available_.size(); ++file) {

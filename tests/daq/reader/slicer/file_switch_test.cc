@@ -436,7 +436,7 @@ TYPED_TEST(SlicerCleanUp, ReportsEverythingAboveZeroAndNothingAtZero) {
 
 TYPED_TEST(SlicerCleanUp, ReportsAThreadThatCannotBeJoined) {
   started_play<TypeParam> p({"X"});
-  // Joined by somebody else: the slicer's own join then finds a thread that it may not wait for.
+  // Joined already: the slicer's own join then finds a thread that it may not wait for.
   const pthread_t thread = p.slicer.tid;
   p.slicer.tid = pthread_self();
   EXPECT_THAT(p.output(1,

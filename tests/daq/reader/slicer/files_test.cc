@@ -179,7 +179,7 @@ std::vector<std::string> read_alone(const stream_file& content, int synch_mode) 
   return got;
 }
 
-/// A slow channel that tells something every two seconds, at every 20th event; 0: without a number.
+/// A slow channel that reports a value every two seconds, at every 20th event; 0: without a number.
 inline stream_file slow_channel(const std::vector<std::uint32_t>& numbers) {
   stream_file content{{"UPD"}, {}};
   for (const std::uint32_t number : numbers)

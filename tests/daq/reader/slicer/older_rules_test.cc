@@ -40,7 +40,7 @@ TEST(OlderTableThread, LoadsAllFilesWhateverHasBeenClaimedAndReturns) {
   ASSERT_EQ(p.init(), 0);
   auto& task = prepare_thread(p);
   task.status = 5;
-  scripted_table_thread<older_generation::records>(&task);  // returns though nobody stops it
+  scripted_table_thread<older_generation::records>(&task);  // returns without being stopped
   EXPECT_EQ(p.all().files_loaded, 10);
   EXPECT_EQ(task.ready, 10);
   EXPECT_EQ(task.status, 0);

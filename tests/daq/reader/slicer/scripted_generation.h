@@ -137,7 +137,7 @@ class scripted_reader {
   }
   ~scripted_reader() { --playing->readers_alive; }
 
-  // The name of the channel is not known here: one channel without memory stands for all.
+  // The name of the channel is not known here: one channel without memory represents all.
   static void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     for (const auto& [name, channel] : playing->channels)
       if (channel.no_memory) return nullptr;

@@ -57,7 +57,7 @@ class answer_key {
   static constexpr std::uint32_t events_in_file = 30;
   static constexpr std::uint32_t count_of_files = 3;
   static constexpr int samples = 40;
-  /// Events in a second, one every period that a reader steps by when nobody says otherwise.
+  /// Events in a second, one every period that a reader steps by as a default.
   static constexpr std::uint32_t rate = generation::default_rate;
 
   answer_key() {

@@ -1,4 +1,4 @@
-// A reader that does what a test says and remembers what it was asked: it stands in for the reader of older
+// A reader that does what a test says and remembers what it was asked: it replaces the reader of older
 // files where the classes above it are tested alone.
 #ifndef RAVO_TEST_SCRIPTED_DAQ_READER_H
 #define RAVO_TEST_SCRIPTED_DAQ_READER_H
@@ -12,7 +12,7 @@
 
 namespace ravo::test {
 
-/// One entry of the channel dictionary that the reader tells of.
+/// One entry of the channel dictionary that the reader reports.
 struct scripted_channel {
   std::string name;
   int count;
