@@ -1,4 +1,4 @@
-// Looking into one decoded block: members, parameters, slow values and camera frames of blocks written by
+// Inspecting one decoded block: members, parameters, slow values and camera frames of blocks written by
 // hand, and nothing at all of blocks that lie about themselves. The memory ends where the block ends, so
 // that a sanitizer sees every read past it.
 #include <gtest/gtest.h>

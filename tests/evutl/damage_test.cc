@@ -34,7 +34,7 @@ void expect_words(const bytes& file, extent place, const void* table, bool is_te
 }
 
 bool nowhere(std::size_t) { return false; }
-bool behind_the_head(std::size_t i) { return i >= 8; }
+bool after_the_head(std::size_t i) { return i >= 8; }
 template <class generation>
 bool in_a_name(std::size_t i) {
   const std::size_t in_entry = (i - 8) % generation::dictionary_entry;
@@ -119,7 +119,7 @@ int check_all_tables(const open_file<generation>& file, const bytes& content) {
   }
   if (const auto descriptions = file.descriptions(ref); descriptions.status == 0) {
     places.push_back({ref.xcd_ref, length_of(*descriptions.content)});
-    expect_words(content, places.back(), descriptions.content.get(), behind_the_head);
+    expect_words(content, places.back(), descriptions.content.get(), after_the_head);
     EXPECT_EQ(descriptions.content->xml()[descriptions.content->length - 8], '\0');
     ++accepted;
   }

@@ -26,7 +26,7 @@ struct reference_damage {
 TYPED_TEST(ReferenceTableRefusals, IsRefusedWhenTheTailOrTheTableIsWrong) {
   const reference_damage cases[] = {
       {"tail 0", [](small_file& f) { f.content.set_u32(f.tail(), 0); }, RAVO_TABLE_ABSENT},
-      {"tail behind the file", [](small_file& f) { f.content.set_u32(f.tail(), f.tail() + 4); },
+      {"tail after the file", [](small_file& f) { f.content.set_u32(f.tail(), f.tail() + 4); },
        RAVO_TABLE_OUT_OF_FILE},
       {"tail at itself", [](small_file& f) { f.content.set_u32(f.tail(), f.tail()); },
        RAVO_TABLE_OUT_OF_FILE},
@@ -96,7 +96,7 @@ TYPED_TEST(Tables, AreRefusedWhenDamaged) {
   using f = small_file&;
   const table_damage cases[] = {
       {"no index", which::index, [](f s) { s.content.set_u32(s.reference + 8, 0); }, RAVO_TABLE_ABSENT},
-      {"index behind the file", which::index, [](f s) { s.content.set_u32(s.reference + 8, 0x7ffffff0); },
+      {"index after the file", which::index, [](f s) { s.content.set_u32(s.reference + 8, 0x7ffffff0); },
        RAVO_TABLE_OUT_OF_FILE},
       {"index pattern", which::index, [](f s) { s.content.set_u32(s.event_index, 1); },
        RAVO_TABLE_WRONG_PATTERN},

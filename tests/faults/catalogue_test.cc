@@ -119,7 +119,7 @@ class CatalogueBuilderRefused : public CatalogueBuilder {
   /// Refuses each call in turn; at how many the builder reported it.
   struct count {
     long calls = 0;
-    long told = 0;
+    long reported = 0;
   };
   count refuse_every_call(unsigned kinds, int error, extent reach = extent::one_call, int threads = 1,
                           mishap how = mishap::failure, long step = 1) {
@@ -158,7 +158,7 @@ class CatalogueBuilderRefused : public CatalogueBuilder {
       EXPECT_EQ(content_of(folder), whole) << when;
       if (!happened) break;
       ++result.calls;
-      if (problems > 0) ++result.told;
+      if (problems > 0) ++result.reported;
     }
     return result;
   }
@@ -167,12 +167,12 @@ class CatalogueBuilderRefused : public CatalogueBuilder {
 TEST_F(CatalogueBuilderRefused, AFullDiskIsReported) {
   const count writes = refuse_every_call(call::write, ENOSPC);
   EXPECT_GE(writes.calls, runs);
-  EXPECT_EQ(writes.told, writes.calls);
+  EXPECT_EQ(writes.reported, writes.calls);
   const count syncs = refuse_every_call(call::sync, EIO);
   EXPECT_GE(syncs.calls, runs);
-  EXPECT_EQ(syncs.told, syncs.calls);
+  EXPECT_EQ(syncs.reported, syncs.calls);
   const count renames = refuse_every_call(call::rename, EACCES);
-  EXPECT_EQ(renames.told, renames.calls);
+  EXPECT_EQ(renames.reported, renames.calls);
 }
 
 TEST_F(CatalogueBuilderRefused, EveryOtherSystemCallIsReportedOrRecovered) {
@@ -185,14 +185,15 @@ TEST_F(CatalogueBuilderRefused, EveryOtherSystemCallIsReportedOrRecovered) {
 }
 
 TEST_F(CatalogueBuilderRefused, AnInterruptedOrShortCallIsContinued) {
-  EXPECT_EQ(refuse_every_call(of_the_builder, EINTR).told, 0);
-  EXPECT_EQ(refuse_every_call(of_the_builder, EINTR, extent::every_second, 3, mishap::failure, 11).told, 0);
+  EXPECT_EQ(refuse_every_call(of_the_builder, EINTR).reported, 0);
+  EXPECT_EQ(refuse_every_call(of_the_builder, EINTR, extent::every_second, 3, mishap::failure, 11).reported,
+            0);
   for (const unsigned kind : {call::read, call::write})
-    EXPECT_EQ(refuse_every_call(kind, 0, extent::one_call, 1, mishap::short_count).told, 0) << kind;
+    EXPECT_EQ(refuse_every_call(kind, 0, extent::one_call, 1, mishap::short_count).reported, 0) << kind;
 }
 
 TEST_F(CatalogueBuilderRefused, AThreadThatCannotBeMadeIsDoneWithout) {
-  EXPECT_EQ(refuse_every_call(call::thread, EAGAIN, extent::all_from_there, 3).told, 0);
+  EXPECT_EQ(refuse_every_call(call::thread, EAGAIN, extent::all_from_there, 3).reported, 0);
 }
 
 TEST_F(CatalogueBuilderRefused, MissingMemoryIsReportedAndNothingIsThrown) {

@@ -44,7 +44,7 @@ __attribute__((destructor)) void end() {
 extern "C" time_t time(time_t* seconds) noexcept {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  const time_t told = now.tv_sec + seconds_ahead;
-  if (seconds) *seconds = told;
-  return told;
+  const time_t shifted = now.tv_sec + seconds_ahead;
+  if (seconds) *seconds = shifted;
+  return shifted;
 }

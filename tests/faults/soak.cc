@@ -1,5 +1,5 @@
 // A soak: opens, reads, steps back and forth, switches and closes at random for as long as asked, with
-// readers of both generations, and looks now and then, with everything closed, at what the process holds.
+// readers of both generations, and measures now and then, with everything closed, what the process holds.
 // At the end it prints the curve; it ends with 1 when something grew or a value was wrong. usage: soak
 // SECONDS [SEED]
 #include <malloc.h>

@@ -312,14 +312,13 @@ std::string file_of_many_channels(const temporary_folder& folder) {
   };
   bytes dictionary = nameless_dictionary<layout_2010>(channels);
   copy(dictionary, made.at.at("dictionary") + 8, row);
-  const std::uint32_t behind = hole + 8 + channels * row;
+  const std::uint32_t after = hole + 8 + channels * row;
   bytes pointers;
   copy(pointers, made.at.at("pointers"), 4);
   pointers.u32(12 + channels * 4 * 16).u32(4);
   copy(pointers, made.at.at("pointers") + 12, 4 * 16);
-  file.end = behind + 12 + channels * 4 * 16;
-  file.lead(reference_field::dictionary, hole, dictionary)
-      .lead(reference_field::pointers, behind, pointers);
+  file.end = after + 12 + channels * 4 * 16;
+  file.lead(reference_field::dictionary, hole, dictionary).lead(reference_field::pointers, after, pointers);
   return file.write(folder, "linac_main_run1_file1_20231114T221320Z.raw");
 }
 

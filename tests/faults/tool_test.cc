@@ -164,7 +164,7 @@ TYPED_TEST(ToolAndFile, ACheckWithoutMemoryReportsItOrThrowsAndInventsNoDamage) 
 
 // ---- a machine that fails, and a file that is good -------------------------------------------------
 
-constexpr unsigned looks_at_files = call::open | call::read | call::stat | call::seek | call::map;
+constexpr unsigned reading_calls = call::open | call::read | call::stat | call::seek | call::map;
 constexpr int errors_of_machines[] = {EIO, ESTALE, ENOMEM, ENFILE};
 
 TYPED_TEST(ToolAndFile, AFailingMachineIsReportedAndNoDamageIsInvented) {
@@ -172,7 +172,7 @@ TYPED_TEST(ToolAndFile, AFailingMachineIsReportedAndNoDamageIsInvented) {
   for (const int error : errors_of_machines)
     for (const extent reach : {extent::one_call, extent::all_from_there}) {
       const long calls = disturb_each(
-          [&](long which) { return fault(looks_at_files, which, mishap::failure, error, reach); },
+          [&](long which) { return fault(reading_calls, which, mishap::failure, error, reach); },
           [&](bool) {
             const verify::file_result result =
                 verify::check_file(this->run.path(), verify::depth::blocks, 1, [](std::uint64_t) {});
@@ -189,8 +189,7 @@ TYPED_TEST(ToolAndFile, AFailingMachineIsReportedAndNoDamageIsInvented) {
 TYPED_TEST(ToolAndFile, AnInterruptedOrShortReadIsContinued) {
   const std::vector<std::string> good = this->check(1);
   const auto expect_good = [&](bool) { EXPECT_EQ(this->check(1), good); };
-  disturb_each([](long which) { return fault(looks_at_files, which, mishap::failure, EINTR); },
-               expect_good);
+  disturb_each([](long which) { return fault(reading_calls, which, mishap::failure, EINTR); }, expect_good);
   disturb_each([](long which) { return fault(call::read, which, mishap::short_count); }, expect_good);
 }
 
@@ -200,7 +199,7 @@ TYPED_TEST(ToolAndFile, AGoodFileIsNotCalledDamagedWhenItCannotBeLookedAt) {
     for (const extent reach : {extent::one_call, extent::all_from_there}) {
       const std::string reason = std::strerror(error);
       const long calls = disturb_each(
-          [&](long which) { return fault(looks_at_files, which, mishap::failure, error, reach); },
+          [&](long which) { return fault(reading_calls, which, mishap::failure, error, reach); },
           [&](bool) {
             try {
               const tool::raw_file file(this->run.path());

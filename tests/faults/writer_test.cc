@@ -86,7 +86,7 @@ class WriterRefusedAtEveryCall : public WriterAtEveryCall<generation> {
   /// calls there was a refusal, and how many of these the writer reported.
   struct count {
     long calls = 0;
-    long told = 0;
+    long reported = 0;
   };
   count refuse_every_call(unsigned kinds, mishap how, int error, long step = 1) {
     count result;
@@ -113,7 +113,7 @@ class WriterRefusedAtEveryCall : public WriterAtEveryCall<generation> {
       EXPECT_TRUE(this->run.has_text()) << which;
       if (!happened) break;
       ++result.calls;
-      if (refusals > 0) ++result.told;
+      if (refusals > 0) ++result.reported;
     }
     return result;
   }
@@ -123,34 +123,34 @@ TYPED_TEST_SUITE(WriterRefusedAtEveryCall, generations, generation_name);
 TYPED_TEST(WriterRefusedAtEveryCall, AFullDiskIsReportedAndTheRunIsTheSameInTheEnd) {
   const auto writes = this->refuse_every_call(call::write, mishap::failure, ENOSPC);
   EXPECT_GE(writes.calls, 12);
-  EXPECT_EQ(writes.told, writes.calls);
+  EXPECT_EQ(writes.reported, writes.calls);
   const auto syncs = this->refuse_every_call(call::sync, mishap::failure, EIO);
   EXPECT_EQ(syncs.calls, 6) << "each file, and the folder after each";
-  EXPECT_EQ(syncs.told, syncs.calls);
+  EXPECT_EQ(syncs.reported, syncs.calls);
 }
 
 TYPED_TEST(WriterRefusedAtEveryCall, EveryOtherSystemCallLikewise) {
   const auto opens = this->refuse_every_call(call::open, mishap::failure, EMFILE);
   EXPECT_EQ(opens.calls, 7) << "the folder, and for each file one to spool to and one to assemble";
-  EXPECT_EQ(opens.told, 4) << "a file that cannot be nameless gets a hidden name";
+  EXPECT_EQ(opens.reported, 4) << "a file that cannot be nameless gets a hidden name";
   const auto reads = this->refuse_every_call(call::read, mishap::failure, EIO);
-  EXPECT_GE(reads.told, 3) << "what was spooled is read back";
-  EXPECT_EQ(reads.told, reads.calls);
+  EXPECT_GE(reads.reported, 3) << "what was spooled is read back";
+  EXPECT_EQ(reads.reported, reads.calls);
   const auto names = this->refuse_every_call(call::rename, mishap::failure, EACCES);
   EXPECT_GE(names.calls, 3);
 }
 
 TYPED_TEST(WriterRefusedAtEveryCall, AnInterruptedOrShortCallIsContinuedWithoutAnyEffect) {
-  EXPECT_EQ(this->refuse_every_call(of_the_writer, mishap::failure, EINTR, thinned).told, 0);
+  EXPECT_EQ(this->refuse_every_call(of_the_writer, mishap::failure, EINTR, thinned).reported, 0);
   for (const unsigned kind : {call::write, call::read}) {
-    EXPECT_EQ(this->refuse_every_call(kind, mishap::short_count, 0, thinned).told, 0);
+    EXPECT_EQ(this->refuse_every_call(kind, mishap::short_count, 0, thinned).reported, 0);
   }
 }
 
 TYPED_TEST(WriterRefusedAtEveryCall, MissingMemoryIsReportedAndTheRunIsTheSameInTheEnd) {
   const auto refused = this->refuse_every_call(call::allocation, mishap::failure, ENOMEM, thinned);
   EXPECT_GE(refused.calls, 100 / thinned);
-  EXPECT_GE(refused.told, 90 / thinned);
+  EXPECT_GE(refused.reported, 90 / thinned);
 }
 
 // ---- many of a kind -------------------------------------------------------------------------------

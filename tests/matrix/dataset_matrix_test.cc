@@ -70,7 +70,7 @@ class DatasetMatrix : public testing::Test {
   /// Nothing reads the bytes after the end of a text: most of the file is such bytes.
   std::set<std::uint32_t> values_of(std::size_t at) const {
     const std::string_view what = file.meaning(at, 0).what;
-    const bool is_text = what == "behind a name" || what == "server block head" ||
+    const bool is_text = what == "after a name" || what == "server block head" ||
                          what == "name in a reading" ||
                          (what == "name in the dictionary" && word_at(file.image(), at) == 0);
     if (is_text) return {0xffffffffu, word_at(file.image(), at) + 1};
@@ -236,7 +236,7 @@ class DatasetMatrix : public testing::Test {
     return what == "event header" || what == "event number" || what == "event time" ||
            what == "event header's marker" || what == "event type" || what == "events of the index" ||
            what == "data types in the dictionary" || what == "length of a reading" ||
-           what == "channel's name" || what == "behind a name" || what == "server block head" ||
+           what == "channel's name" || what == "after a name" || what == "server block head" ||
            what == "signature" || what == "basket marker" || what == "environment index" ||
            what == "padding";
   }

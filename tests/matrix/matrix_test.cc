@@ -52,7 +52,7 @@ class Matrix : public testing::Test {
 
   void SetUp() override {
     before.write(text_of_image(files[0].image()));
-    behind.write(text_of_image(files[2].image()));
+    after.write(text_of_image(files[2].image()));
     good_findings = findings_of(good().image());
   }
   const small_file<generation>& good() const { return files[1]; }
@@ -133,7 +133,7 @@ class Matrix : public testing::Test {
     middle->write(text_of_image(what.mutant));
     static_cast<void>(has_printed());
     const reading got = readers.read(middle->path().c_str());
-    const bool has_told = has_printed();
+    const bool has_reported = has_printed();
     std::size_t lost = 0, others = 0;
     for (std::size_t c = 0; c < whole.size(); ++c) {
       std::size_t lost_here = missing(got.entries[c], what.allowed[c]);
@@ -148,7 +148,7 @@ class Matrix : public testing::Test {
         wrong = small_file<generation>::channel_names()[c] + " has lost " + std::to_string(lost_here) +
                 " events";
     }
-    if (lost > 0 && got.status == 0 && !has_told && !what.is_silent)
+    if (lost > 0 && got.status == 0 && !has_reported && !what.is_silent)
       wrong = "data are missing, and nothing is said";
     if (!is_stated(got.status)) wrong = "the loader answers " + std::to_string(got.status);
     const int with_descriptions = load_with_descriptions<generation>(middle->path().c_str());
@@ -178,12 +178,12 @@ class Matrix : public testing::Test {
   // is checked against the numbers, and these win.
   bool slice_all(const damage& what, std::string& wrong) {
     allowed_entries of_all = with_followed(what.allowed, what);
-    for (const allowed_entries* other : {&whole_before, &whole_behind})
+    for (const allowed_entries* other : {&whole_before, &whole_after})
       for (std::size_t c = 0; c < of_all.size(); ++c)
         of_all[c].insert((*other)[c].begin(), (*other)[c].end());
     const reading sliced = slice<generation>(
         {const_cast<char*>(before.path().c_str()), const_cast<char*>(middle->path().c_str()),
-         const_cast<char*>(behind.path().c_str())},
+         const_cast<char*>(after.path().c_str())},
         what.mode);
     if (sliced.status != 0 && sliced.status != RAVO_DAQ_SLICER_OUT_OF_WINDOW &&
         sliced.status != RAVO_DAQ_SLICER_INTERN_ERROR && sliced.status != RAVO_DAQ_SLICER_NO_DATA)
@@ -224,8 +224,8 @@ class Matrix : public testing::Test {
                                                     small_file<generation>(2)};
   const allowed_entries whole = files[1].allowed_of(files[1].image());
   const allowed_entries whole_before = files[0].allowed_of(files[0].image());
-  const allowed_entries whole_behind = files[2].allowed_of(files[2].image());
-  ravo::fuzz::memory_file before, behind;
+  const allowed_entries whole_after = files[2].allowed_of(files[2].image());
+  ravo::fuzz::memory_file before, after;
   std::optional<ravo::fuzz::memory_file> middle{std::in_place};
   std::vector<std::string> good_findings;
   channel_readers<generation> readers;
@@ -260,8 +260,8 @@ TYPED_TEST(Matrix, OfEveryWordAndEverySuspiciousValue) {
   };
   std::vector<word_mutant> mutants;
   for (std::size_t at = 0; at + 4 <= good.size(); at += 4) {
-    const bool is_behind_a_name = std::string_view(this->good().meaning(at, 0).what) == "behind a name";
-    for (const std::uint32_t value : is_behind_a_name ? limits(good, at) : suspicious_values(good, at))
+    const bool is_after_a_name = std::string_view(this->good().meaning(at, 0).what) == "after a name";
+    for (const std::uint32_t value : is_after_a_name ? limits(good, at) : suspicious_values(good, at))
       mutants.push_back({at, value});
   }
   this->judge_all(

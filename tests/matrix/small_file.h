@@ -413,7 +413,7 @@ class small_file {
     const std::size_t words_of_name = (name + 3) / 4 * 4;
     mean(block.head, words_of_name, word_role::passed_on, "channel's name", channel);
     mean(block.head + words_of_name, layout::block_name - words_of_name, word_role::passed_on,
-         "behind a name");
+         "after a name");
     const std::size_t type = block.head + layout::block_name;
     mean(type, 4, word_role::identity, "data type", channel);
     mean(type + 4, 4, word_role::passed_on, error_bits, channel);

@@ -1,6 +1,6 @@
 #!/bin/sh
 # usage: hardened.sh PREFIX FORTIFIED
-# Looks at every ELF file that is installed in PREFIX: is it built as programs are that read files of strangers?
+# Checks every ELF file that is installed in PREFIX: is it built as programs are that read untrusted files?
 # FORTIFIED is yes where the build optimises; without that the C library's checked functions are not used.
 set -eu
 prefix=$1
@@ -61,5 +61,5 @@ for file in $(find "$prefix" -type f); do
 done
 # Five shared libraries and the tool; of static libraries, which are no ELF files themselves, the tool.
 [ "$seen" -ge 1 ] || { echo "no ELF file in $prefix" && exit 1; }
-echo "$seen files are looked at, $faults faults are found"
+echo "$seen files checked, $faults faults found"
 [ "$faults" -eq 0 ]

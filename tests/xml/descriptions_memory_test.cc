@@ -27,10 +27,10 @@ std::vector<char> header_of(const std::string& text) {
 
 /// So many times `inner` between the root's tags.
 std::string repeated(const std::string& inner, std::size_t bytes, const std::string& before = "",
-                     const std::string& behind = "") {
+                     const std::string& after = "") {
   std::string text = "<channel_descriptions version=\"1\">" + before;
   while (text.size() < bytes) text += inner;
-  return text + behind + "</channel_descriptions>";
+  return text + after + "</channel_descriptions>";
 }
 
 long most_kilobytes() {

@@ -202,21 +202,21 @@ TEST(Progress, OfAColumnEndsAtItsTotal) {
 TEST(Progress, OfEventsEndsAtItsTotalWhichIsKnownFromTheBeginning) {
   const temporary_folder folder;
   const std::string path = noise(folder, 600, 2048);
-  std::vector<read_progress> told;
+  std::vector<read_progress> reported;
   dataset_options options;
-  options.progress = [&](const read_progress& now) { told.push_back(now); };
+  options.progress = [&](const read_progress& now) { reported.push_back(now); };
   const dataset data = dataset::open(of_files({path}), options);
   for (const event_order order : {event_order::forward, event_order::backward}) {
-    told.clear();
+    reported.clear();
     event_options how;
     how.order = order;
     for (event_range events = data.events(how); const event& one : events) (void)one;
-    ASSERT_GT(told.size(), 3u);
-    for (std::size_t i = 0; i < told.size(); ++i) {
-      EXPECT_EQ(told[i].total_bytes, data.plan().stored_bytes);
-      EXPECT_GE(told[i].done_bytes, i == 0 ? 1 : told[i - 1].done_bytes);
+    ASSERT_GT(reported.size(), 3u);
+    for (std::size_t i = 0; i < reported.size(); ++i) {
+      EXPECT_EQ(reported[i].total_bytes, data.plan().stored_bytes);
+      EXPECT_GE(reported[i].done_bytes, i == 0 ? 1 : reported[i - 1].done_bytes);
     }
-    EXPECT_EQ(told.back().done_bytes, told.back().total_bytes);
+    EXPECT_EQ(reported.back().done_bytes, reported.back().total_bytes);
   }
 }
 
@@ -229,19 +229,19 @@ TEST(Progress, OfADigestIsThatOfAllItsChannels) {
     numbers.emplace_back(i, static_cast<float>(i));
   }
   file.channels = {numbers_at("A", numbers), numbers_at("B", numbers, 1), numbers_at("C", numbers, 2)};
-  std::vector<read_progress> told;
+  std::vector<read_progress> reported;
   dataset_options options;
-  options.progress = [&](const read_progress& now) { told.push_back(now); };
+  options.progress = [&](const read_progress& now) { reported.push_back(now); };
   selection wanted = of_files({write(folder, "a.raw", file)});
   wanted.step = 3;
   const dataset data = dataset::open(wanted, options);
   data.digest();
-  ASSERT_GE(told.size(), 3u);
-  for (std::size_t i = 0; i < told.size(); ++i) {
-    EXPECT_EQ(told[i].total_bytes, data.plan().stored_bytes);
-    EXPECT_GE(told[i].done_bytes, i == 0 ? 0 : told[i - 1].done_bytes);
+  ASSERT_GE(reported.size(), 3u);
+  for (std::size_t i = 0; i < reported.size(); ++i) {
+    EXPECT_EQ(reported[i].total_bytes, data.plan().stored_bytes);
+    EXPECT_GE(reported[i].done_bytes, i == 0 ? 0 : reported[i - 1].done_bytes);
   }
-  EXPECT_EQ(told.back().done_bytes, told.back().total_bytes);
+  EXPECT_EQ(reported.back().done_bytes, reported.back().total_bytes);
 }
 
 TEST(ManyFiles, AreAlignedByAllThreadsWhileEventsAreRead) {
@@ -281,15 +281,16 @@ TEST(Progress, OfAColumnThatTurnsOutRaggedNeverGoesBack) {
     channel.blocks.push_back(block);
   }
   file.channels = {channel};
-  std::vector<read_progress> told;
+  std::vector<read_progress> reported;
   dataset_options options;
   options.threads = 1;
-  options.progress = [&](const read_progress& now) { told.push_back(now); };
+  options.progress = [&](const read_progress& now) { reported.push_back(now); };
   const dataset data = dataset::open(of_files({write(folder, "a.raw", file)}), options);
   EXPECT_TRUE(data.column("A").is_ragged());
-  ASSERT_FALSE(told.empty());
-  for (std::size_t i = 1; i < told.size(); ++i) EXPECT_GE(told[i].done_bytes, told[i - 1].done_bytes);
-  EXPECT_EQ(told.back().done_bytes, told.back().total_bytes);
+  ASSERT_FALSE(reported.empty());
+  for (std::size_t i = 1; i < reported.size(); ++i)
+    EXPECT_GE(reported[i].done_bytes, reported[i - 1].done_bytes);
+  EXPECT_EQ(reported.back().done_bytes, reported.back().total_bytes);
 }
 
 TEST(ManyFiles, AreOpenedAFewAtATime) {

@@ -158,7 +158,7 @@ TYPED_TEST(Generated, SetsAreReadAsTheSlicerReadsThem) {
 // hand over the dataset layer has too, and where they have nothing it has a value that was put in, or says
 // why there is none.
 TYPED_TEST(Generated, DamagedSetsHoldWhatTheSlicerReadsOfThemOrSayWhyNot) {
-  std::size_t equal = 0, more = 0, told = 0;
+  std::size_t equal = 0, more = 0, reported = 0;
   for (unsigned seed = 1; seed <= sets_to_try(60); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     generator random(seed + 2000);
@@ -185,7 +185,7 @@ TYPED_TEST(Generated, DamagedSetsHoldWhatTheSlicerReadsOfThemOrSayWhyNot) {
         const put_in* const put = all.at(position[channel], milliseconds(one.time()));
         ASSERT_EQ(seen.status(), put == nullptr ? value_status::not_recorded : status_of(put->done));
         if (theirs == classic.end()) {
-          ++(is_missing(seen.status()) ? told : more);
+          ++(is_missing(seen.status()) ? reported : more);
           continue;
         }
         ASSERT_EQ(seen.status(), value_status::ok);
@@ -197,7 +197,7 @@ TYPED_TEST(Generated, DamagedSetsHoldWhatTheSlicerReadsOfThemOrSayWhyNot) {
   }
   EXPECT_GT(equal, 500u);
   EXPECT_GT(more, 0u);
-  EXPECT_GT(told, 50u);
+  EXPECT_GT(reported, 50u);
 }
 
 TEST(Streams, OfTheSameTimeAreOneSegment) {

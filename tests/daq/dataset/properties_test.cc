@@ -90,15 +90,15 @@ TYPED_TEST(Any, SlowValueIsTheOneThatItsPolicyFindsAndAsOldAsItIs) {
       ASSERT_EQ(milliseconds(one.time()), now);
       // An update of the event itself: the same number, up to 30 ms later. Else the last one before, or the
       // nearer of that and the next; of two that are equally near the older.
-      const slow_set::update *own = nullptr, *before = nullptr, *behind = nullptr;
+      const slow_set::update *own = nullptr, *before = nullptr, *after = nullptr;
       for (const auto& update : all.updates) {
         if (update.time >= now && update.time <= now + 30) own = &update;
         if (update.time < now) before = &update;
-        if (update.time > now + 30 && behind == nullptr) behind = &update;
+        if (update.time > now + 30 && after == nullptr) after = &update;
       }
       const slow_set::update* chosen = own != nullptr ? own : before;
-      const bool may_be_newer = own == nullptr && wanted.slow == slow_policy::nearest && behind != nullptr;
-      if (may_be_newer && (before == nullptr || behind->time - now < now - before->time)) chosen = behind;
+      const bool may_be_newer = own == nullptr && wanted.slow == slow_policy::nearest && after != nullptr;
+      if (may_be_newer && (before == nullptr || after->time - now < now - before->time)) chosen = after;
       const value seen = one["SLOW"];
       ASSERT_EQ(column.status[row], seen.status());
       if (chosen == nullptr) {

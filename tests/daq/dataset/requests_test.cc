@@ -124,25 +124,26 @@ TEST_P(Requests, PrintNothing) {
   dataset::open("from=1500000000" + places);
   EXPECT_THROW(dataset::open("run=4" + places), files_not_found);
   EXPECT_EQ(output.stop(), "");
-  const std::vector<std::string> told = {
+  const std::vector<std::string> expected = {
       "Run catalogue: " + damaged + " is passed over: it is empty; build the catalogue again",
       "No files are found of run 2: the run catalogue has none with events; build it again if some have "
       "come since"};
   EXPECT_EQ(data.ledger().problems,
-            (std::vector<reading_problem>{{problem_reason::damaged_catalogue, "", told[0]},
-                                          {problem_reason::runs_without_files, "", told[1]}}));
-  EXPECT_EQ(data.plan().problems, told);
-  EXPECT_NE(data.plan().to_text().find("\n" + told[1] + "\n"), std::string::npos);
-  EXPECT_NE(data.column("LINAC/BPM/001").ledger.to_text().find("\n" + told[0] + "\n"), std::string::npos);
+            (std::vector<reading_problem>{{problem_reason::damaged_catalogue, "", expected[0]},
+                                          {problem_reason::runs_without_files, "", expected[1]}}));
+  EXPECT_EQ(data.plan().problems, expected);
+  EXPECT_NE(data.plan().to_text().find("\n" + expected[1] + "\n"), std::string::npos);
+  EXPECT_NE(data.column("LINAC/BPM/001").ledger.to_text().find("\n" + expected[0] + "\n"),
+            std::string::npos);
 }
 
 TEST_P(Requests, ReportRunsThatHaveNoFiles) {
   const dataset data = dataset::open("run=1-9 chan=LINAC/BPM/001 data=" + folder);
-  const std::vector<std::string> told = {"No files are found of runs 3-9: no file is named for them"};
-  EXPECT_EQ(data.plan().problems, told);
+  const std::vector<std::string> expected = {"No files are found of runs 3-9: no file is named for them"};
+  EXPECT_EQ(data.plan().problems, expected);
   event_range events = data.events();
   EXPECT_EQ(events.ledger().problems,
-            (std::vector<reading_problem>{{problem_reason::runs_without_files, "", told[0]}}));
+            (std::vector<reading_problem>{{problem_reason::runs_without_files, "", expected[0]}}));
   EXPECT_TRUE(dataset::open("run=1-2 chan=LINAC/BPM/001 data=" + folder).plan().problems.empty());
 }
 

@@ -81,48 +81,48 @@ TEST(WorkerPool, LooksBetweenItsPiecesAndEndsWhenThatThrows) {
 TEST(WorkerPool, LooksWhileItWaitsForTheOthers) {
   worker_pool pool(2);
   std::latch together(2);
-  std::atomic<int> looks{0};
+  std::atomic<int> calls{0};
   const auto caller = std::this_thread::get_id();
   pool.run(
       2, pool.size(),
       [&](std::size_t) {
         together.arrive_and_wait();
-        if (std::this_thread::get_id() != caller) looks.wait(0);
+        if (std::this_thread::get_id() != caller) calls.wait(0);
       },
       [&] {
-        ++looks;
-        looks.notify_all();
+        ++calls;
+        calls.notify_all();
       });
-  EXPECT_GE(looks, 1);
+  EXPECT_GE(calls, 1);
 }
 
 TEST(WorkerPool, RunsOneThingAfterAnotherAndLooksMeanwhile) {
   worker_pool pool(2);
   std::latch begun(1);
-  std::atomic<int> looks{0};
+  std::atomic<int> calls{0};
   std::atomic<bool> is_done{false};
   std::thread other([&] {
     pool.run(1, pool.size(), [&](std::size_t) {
       begun.count_down();
-      looks.wait(0);
+      calls.wait(0);
       is_done = true;
     });
   });
   begun.wait();
-  const auto look = [&] {
-    ++looks;
-    looks.notify_all();
+  const auto attend = [&] {
+    ++calls;
+    calls.notify_all();
   };
   pool.run(
-      1, pool.size(), [&](std::size_t) { EXPECT_TRUE(is_done); }, look);
-  look();
+      1, pool.size(), [&](std::size_t) { EXPECT_TRUE(is_done); }, attend);
+  attend();
   other.join();
 }
 
 TEST(WorkerPool, LetsWhoLooksRunSomething) {
   worker_pool pool(2);
   std::atomic<int> done{0};
-  const auto look = [&] {
+  const auto attend = [&] {
     pool.run(3, pool.size(), [&](std::size_t) { ++done; });
     done.notify_all();
   };
@@ -133,7 +133,7 @@ TEST(WorkerPool, LetsWhoLooksRunSomething) {
     together.arrive_and_wait();
     if (std::this_thread::get_id() != caller) done.wait(0);
   };
-  pool.run(2, pool.size(), work, look);
+  pool.run(2, pool.size(), work, attend);
   EXPECT_GE(done, 3);
 }
 

@@ -16,7 +16,7 @@ using ravo::writer::file_contents;
 using ravo::writer::file_layout;
 
 // A length word counts the 8 bytes of its own head, that of the pointer table 12.
-constexpr std::uint64_t most_behind_a_head = 2147483639;
+constexpr std::uint64_t most_after_a_head = 2147483639;
 constexpr std::uint64_t most_pointers = 134217727;              // (2147483647 - 12) / 16
 constexpr std::uint64_t most_environment_channels = 268435454;  // (2147483647 - 8) / 8
 // Signature, seven heads, reference table and tail of a file with nothing in it.
@@ -72,12 +72,12 @@ TYPED_TEST(WriterLimits, EveryLengthWordIsASignedOne) {
     std::uint64_t file_contents::*number;
     std::uint64_t most;
   } const cases[] = {
-      {"event headers", &file_contents::events, most_behind_a_head / 36},
-      {"server blocks", &file_contents::server_blocks, most_behind_a_head / TypeParam::server_block},
-      {"a channel's basket", &file_contents::longest_channel, most_behind_a_head},
-      {"dictionary", &file_contents::channels, most_behind_a_head / TypeParam::dictionary_entry},
+      {"event headers", &file_contents::events, most_after_a_head / 36},
+      {"server blocks", &file_contents::server_blocks, most_after_a_head / TypeParam::server_block},
+      {"a channel's basket", &file_contents::longest_channel, most_after_a_head},
+      {"dictionary", &file_contents::channels, most_after_a_head / TypeParam::dictionary_entry},
       {"environment dictionary", &file_contents::environment_channels, most_environment_channels},
-      {"descriptions", &file_contents::description_bytes, most_behind_a_head},
+      {"descriptions", &file_contents::description_bytes, most_after_a_head},
   };
   for (const auto& one : cases) {
     SCOPED_TRACE(one.what);

@@ -186,7 +186,7 @@ class raw_file_of {
         if (e < one.count)
           one.row.push_back(p);
         else
-          need((p.evhd | p.sbhd | p.chhd | p.data) == 0, "entries behind the last one");
+          need((p.evhd | p.sbhd | p.chhd | p.data) == 0, "entries after the last one");
       }
       channels_.push_back(std::move(one));
     }

@@ -31,9 +31,9 @@ class later {
 extern "C" time_t time(time_t* seconds) noexcept {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  const time_t told = now.tv_sec + seconds_ahead;
-  if (seconds) *seconds = told;
-  return told;
+  const time_t shifted = now.tv_sec + seconds_ahead;
+  if (seconds) *seconds = shifted;
+  return shifted;
 }
 
 namespace {
@@ -206,13 +206,13 @@ TEST_F(Build, SplitsExperimentAndStreamAtTheLastUnderscoreOrAsAsked) {
   const std::string path = write("free_laser_main_run1_file1_20250301T000000Z.raw");
   build();
   EXPECT_THAT(ask_runs({catalogue(), "free_laser", "main"}, {1}).files(), ElementsAre(path));
-  build_settings told = settings();
-  told.experiment = "free";
-  told.catalogue_directory = folder_.file("other");
-  ravo::catalogue::build(told, {});
-  EXPECT_THAT(ask_runs({told.catalogue_directory, "free", "laser_main"}, {1}).files(), ElementsAre(path));
-  told.experiment = "fre";
-  EXPECT_EQ(ravo::catalogue::build(told, {}).raw_files, 0u);
+  build_settings asked = settings();
+  asked.experiment = "free";
+  asked.catalogue_directory = folder_.file("other");
+  ravo::catalogue::build(asked, {});
+  EXPECT_THAT(ask_runs({asked.catalogue_directory, "free", "laser_main"}, {1}).files(), ElementsAre(path));
+  asked.experiment = "fre";
+  EXPECT_EQ(ravo::catalogue::build(asked, {}).raw_files, 0u);
 }
 
 TEST_F(Build, SkipsABrokenFileNamesItAndTakesTheRest) {
@@ -428,15 +428,15 @@ TEST_F(Build, StopsWhenItIsAskedTo) {
       ravo::catalogue::build(settings(), [](std::size_t, std::size_t) { return false; });
   EXPECT_TRUE(stopped.stopped);
   EXPECT_EQ(stopped.opened, 0u);
-  std::vector<std::pair<std::size_t, std::size_t>> told;
+  std::vector<std::pair<std::size_t, std::size_t>> reported;
   const build_result whole =
-      ravo::catalogue::build(settings(), [&told](std::size_t done, std::size_t total) {
-        told.emplace_back(done, total);
+      ravo::catalogue::build(settings(), [&reported](std::size_t done, std::size_t total) {
+        reported.emplace_back(done, total);
         return true;
       });
   EXPECT_FALSE(whole.stopped);
-  EXPECT_EQ(told.front(), std::pair(std::size_t{0}, std::size_t{1}));
-  EXPECT_EQ(told.back(), std::pair(std::size_t{1}, std::size_t{1}));
+  EXPECT_EQ(reported.front(), std::pair(std::size_t{0}, std::size_t{1}));
+  EXPECT_EQ(reported.back(), std::pair(std::size_t{1}, std::size_t{1}));
 }
 
 TEST_F(Build, SideBySideGivesTheSameAsAlone) {

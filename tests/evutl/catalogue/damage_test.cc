@@ -69,7 +69,7 @@ TEST_F(Damage, OfNothingSaysNothing) {
 
 TEST_F(Damage, IsTakenDownInsteadOfPrintedWhereSomebodyAsksForThat) {
   write(run_1(), "");
-  const std::string told = "Run catalogue: " + run_1() + " is passed over: it is empty";
+  const std::string expected = "Run catalogue: " + run_1() + " is passed over: it is empty";
   std::string said;
   {
     const ravo::catalogue_problems outer;
@@ -77,15 +77,15 @@ TEST_F(Damage, IsTakenDownInsteadOfPrintedWhereSomebodyAsksForThat) {
       const ravo::catalogue_problems problems;
       EXPECT_THAT(runs({1, 2}, said).files(), ElementsAre("/two.raw"));
       EXPECT_THAT(period(0, a_day - 1, said).files(), ElementsAre("/two.raw"));
-      EXPECT_THAT(problems.texts(), ElementsAre(told));
+      EXPECT_THAT(problems.texts(), ElementsAre(expected));
     }
     EXPECT_THAT(outer.texts(), ElementsAre());
     runs({1}, said);
-    EXPECT_THAT(outer.texts(), ElementsAre(told));
+    EXPECT_THAT(outer.texts(), ElementsAre(expected));
   }
   EXPECT_EQ(said, "");
   runs({1}, said);
-  EXPECT_EQ(said, told + "\n");
+  EXPECT_EQ(said, expected + "\n");
 }
 
 TEST_F(Damage, OfARunLeavesTheOthers) {

@@ -64,11 +64,11 @@ TEST_F(Period, FindsARunAcrossMidnightFromBothDays) {
   const std::uint32_t midnight = march_first + a_day;
   add({run_of(7, {entry("/before.raw", midnight - 600, midnight - 301),
                   entry("/across.raw", midnight - 300, midnight + 300),
-                  entry("/behind.raw", midnight + 301, midnight + 600)})});
+                  entry("/after.raw", midnight + 301, midnight + 600)})});
   EXPECT_THAT(files(midnight - 10, midnight - 1), ElementsAre("/across.raw"));
   EXPECT_THAT(files(midnight, midnight + 10), ElementsAre("/across.raw"));
   EXPECT_THAT(files(midnight - 400, midnight + 400),
-              ElementsAre("/before.raw", "/across.raw", "/behind.raw"));
+              ElementsAre("/before.raw", "/across.raw", "/after.raw"));
 }
 
 TEST_F(Period, FindsAFileAcrossTheTurnOfTheYear) {

@@ -40,15 +40,15 @@ TEST(Readers, SeeARunGrowFileByFileAndNeverHalfWritten) {
   // An answer holds every file whose writing was over before the question, none that was not begun when it
   // came, and they are the first ones.
   const auto watch = [&](int which, auto question) {
-    for (bool last_look = false;;) {
+    for (bool is_last = false;;) {
       const int before = written;
-      last_look = before == all;
+      is_last = before == all;
       const std::vector<std::string> files = question().files();
-      const int behind = begun;
-      if (static_cast<int>(files.size()) < before || static_cast<int>(files.size()) > behind) ++wrong;
+      const int after = begun;
+      if (static_cast<int>(files.size()) < before || static_cast<int>(files.size()) > after) ++wrong;
       for (std::size_t i = 0; i < files.size(); ++i)
         if (files[i] != file_name(static_cast<int>(i))) ++wrong;
-      if (last_look) {
+      if (is_last) {
         complete_seen[which] = files.size() == all;
         return;
       }

@@ -343,7 +343,7 @@ TYPED_TEST(CataloguedArchive, RunsWithoutAPeriodGetTheirWindowFromTheCatalogue) 
     ASSERT_EQ(this->init_catalogued(), 0);
     EXPECT_EQ(this->reader_with_catalogue.get_start_point()->time.timeup, clock_zero + start);
     EXPECT_EQ(this->reader_with_catalogue.get_stop_point()->time.timeup, clock_zero + end + 1)
-        << "behind the last microseconds";
+        << "after the last microseconds";
   }
 }
 

@@ -82,7 +82,7 @@ TEST_F(CurrentEdgeFiles, NeighboursThatAreNotClosedAreLeftOut) {
   ASSERT_EQ(init(), 0);
   ASSERT_EQ(reader.get_number_of_files(), 4);
   // Now every file counts as growing; the ones found are refused one after the other.
-  environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  environment_variable close_time{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   EXPECT_EQ(init(), RAVO_DAQ_READER_FILES_NOT_FOUND);
 }
 

@@ -1,4 +1,4 @@
-// Looking into a single file: counts, descriptions, index and headers, what is said when it fails, and what
+// Inspecting a single file: counts, descriptions, index and headers, what is said when it fails, and what
 // it does to the reader's own lists.
 #include "ravo_evutl_status.h"
 #include "requested_reader.h"
@@ -141,7 +141,7 @@ TYPED_TEST(Inspection, AnUnreadableFileHasNoData) {
 }
 
 TYPED_TEST(Inspection, AMissingFileIsNotFound) {
-  environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  environment_variable close_time{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   EXPECT_EQ(this->reader.get_number_of_channels("/nowhere/a.raw", &this->count, 0),
             RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
@@ -349,7 +349,7 @@ TYPED_TEST(EventIndex, AFileThatIsNotThereHasNone) {
   the_loader.status = 2;
   EXPECT_EQ(this->print_index(this->a_file.c_str(), -1), RAVO_DAQ_READER_NO_DATA);
   EXPECT_EQ(this->reader.get_number_of_files(), 0);
-  environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  environment_variable close_time{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   const int before = the_loader.clean_ups;
   EXPECT_EQ(this->print_index("/nowhere/a.raw", -1), RAVO_DAQ_READER_FILES_NOT_FOUND);
   EXPECT_EQ(this->output, "");
@@ -405,7 +405,7 @@ TEST_F(ChannelPrinters, AChannelIsDecodedPrintedAndReleased) {
 }
 
 TEST_F(ChannelPrinters, WhatWasLoadedBeforeIsReleasedAlsoWhenTheFileIsNotThere) {
-  environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  environment_variable close_time{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   print_event_headers("/nowhere/a.raw", "BPM");
   EXPECT_EQ(the_loader.clean_ups, 1);
 }
@@ -452,7 +452,7 @@ TEST_F(ChannelPrinters, AllFourPrintersSpeakOfTheFirst) {
 }
 
 TEST_F(ChannelPrinters, AFileOutOfReachIsReported) {
-  environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  environment_variable close_time{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   EXPECT_EQ(print_event_headers("/nowhere/a.raw", "A"), who + "check if file: /nowhere/a.raw accesible\n");
 }
 

@@ -17,7 +17,7 @@ TEST(RawFileNames, ARunIsNamedBetweenItsWordAndAnUnderscore) {
   EXPECT_TRUE(names_run("_run7_", 1, INT_MAX));
   EXPECT_FALSE(names_run("linac_main_run7_file1_x.raw", 8, 9));
   EXPECT_FALSE(names_run("linac_main_run77_file1_x.raw", 7, 7));
-  EXPECT_FALSE(names_run("linac_main_run7.raw", 7, 7)) << "no underscore behind it";
+  EXPECT_FALSE(names_run("linac_main_run7.raw", 7, 7)) << "no underscore after it";
   EXPECT_FALSE(names_run("run7_file1_x.raw", 7, 7)) << "no underscore before it";
   EXPECT_FALSE(names_run("linac_main_run07_file1_x.raw", 7, 7)) << "numbers have no leading zeros";
   EXPECT_FALSE(names_run("linac_main_run_file1_x.raw", 1, INT_MAX));
@@ -107,7 +107,7 @@ TEST(StartCandidate, ServesWhenItOrTheLastFileBeginsNotAfterTheStop) {
   EXPECT_FALSE(candidate.may_serve(149));
   EXPECT_TRUE(candidate.may_serve(150));
   candidate.take("early", 50);
-  EXPECT_TRUE(candidate.may_serve(120)) << "its neighbours will be looked at";
+  EXPECT_TRUE(candidate.may_serve(120)) << "its neighbours will be checked";
   candidate.take("later", 160);
   EXPECT_FALSE(candidate.may_serve(120));
 }
@@ -226,7 +226,7 @@ TEST_F(CurrentLocalScan, AnEarlierFileWhoseEventsReachThePeriodIsTaken) {
   EXPECT_TRUE(says("-**--->Found file " + raw_name(7, 2, 150) + " time_stamp: " + stamps(150)));
   EXPECT_TRUE(says(pushing(raw_name(7, 2, 150), 150)));
   EXPECT_EQ(opened().front(), folder.file(raw_name(7, 2, 150)));
-  EXPECT_EQ(the_loader.clean_ups, 2) << "after looking and after the first file";
+  EXPECT_EQ(the_loader.clean_ups, 2) << "after the inspection and after the first file";
 }
 
 TEST_F(CurrentLocalScan, AnEarlierFileThatEndsBeforeThePeriodIsNot) {

@@ -404,7 +404,7 @@ TYPED_TEST(RequestInit, WithoutAnExperimentAllPathsAreTaken) {
 }
 
 TYPED_TEST(RequestInit, OnlyTheCurrentGenerationLeavesOutFilesBeingWritten) {
-  environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  environment_variable close_time{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   this->answer_period({raw_name(7, 1, 100)});
   EXPECT_EQ(this->init(), either<TypeParam>(-10, 0));
   EXPECT_EQ(this->output,
@@ -415,7 +415,7 @@ TYPED_TEST(RequestInit, OnlyTheCurrentGenerationLeavesOutFilesBeingWritten) {
 }
 
 TYPED_TEST(RequestInit, FilesThatAreGoneAreLeftOut) {
-  environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  environment_variable close_time{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   the_catalogue.period_status = 0;
   the_catalogue.files_of_period = {"/archive/" + raw_name(7, 1, 100)};
   this->reader.set_debug(1);

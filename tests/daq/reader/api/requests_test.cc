@@ -282,7 +282,7 @@ using SpoiledOlderFiles = SpoiledFiles<older_generation>;
 TEST_F(SpoiledCurrentFiles, AFirstFileThatIsGoneBetweenListingAndOpeningIsABadFormat) {
   std::filesystem::remove(paths.front());
   EXPECT_EQ(init(), RAVO_DAQ_READER_BAD_FILE_FORMAT)
-      << "taken without a look, because the environment says so";
+      << "taken without a check, because the environment says so";
   EXPECT_STREQ(reader.get_last_error(), "Invalid file format");
 }
 
@@ -315,7 +315,7 @@ TYPED_TEST(SpoiledFiles, AFirstFileOfTheOtherGenerationIsABadFormat) {
   EXPECT_EQ(this->init(), RAVO_DAQ_READER_BAD_FILE_FORMAT);
   EXPECT_STREQ(this->reader.get_last_error(), "Invalid file format");
   this->forget_catalogue();
-  EXPECT_EQ(this->init(), RAVO_DAQ_READER_BAD_FILE_FORMAT) << "nor do names tell";
+  EXPECT_EQ(this->init(), RAVO_DAQ_READER_BAD_FILE_FORMAT) << "nor do names help";
 }
 
 TYPED_TEST(SpoiledFiles, ALaterFileOfTheOtherGenerationEndsTheDataThereWithAnError) {
@@ -358,14 +358,14 @@ TEST_F(SpoiledOlderFiles, AnUnreadableEarlierFileIsNotOpened) {
 }
 
 TEST_F(SpoiledOlderFiles, FilesWrittenAMomentAgoAreTaken) {
-  environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  environment_variable close_time{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   EXPECT_EQ(init(), 0);
   EXPECT_EQ(output, "");
   EXPECT_EQ(reader.get_number_of_files(), 6);
 }
 
 TEST_F(SpoiledCurrentFiles, FilesWrittenAMomentAgoAreNotTakenYet) {
-  environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  environment_variable close_time{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   EXPECT_EQ(init(), RAVO_DAQ_READER_FILES_NOT_FOUND);
   for (const std::string& path : paths)
     EXPECT_NE(output.find("add_file() file " + path + " skipped (not closed)\n"), std::string::npos);

@@ -59,9 +59,9 @@ TYPED_TEST(Start, IsRefusedWhileASlicerExists) {
   EXPECT_EQ(this->output_of_start(0, &status), "");
   EXPECT_EQ(status, RAVO_DAQ_READER_NOT_ALLOWED);
   EXPECT_STREQ(this->reader.get_last_error(), "Not allowed");
-  const char* told = either<TypeParam>("We have already slicer\n", "");
-  EXPECT_EQ(this->output_of_start(1, &status), told);
-  EXPECT_EQ(this->output_of_start(-1, &status), told);
+  const char* expected = either<TypeParam>("We have already slicer\n", "");
+  EXPECT_EQ(this->output_of_start(1, &status), expected);
+  EXPECT_EQ(this->output_of_start(-1, &status), expected);
   EXPECT_EQ(status, RAVO_DAQ_READER_NOT_ALLOWED);
   EXPECT_EQ(the_slicer.alive, 1);
 }
@@ -272,7 +272,7 @@ TYPED_TEST(InitFromFiles, ReturnsTheStatusOfTheChannels) {
 }
 
 TYPED_TEST(InitFromFiles, IgnoresFilesThatAreRefused) {
-  environment_variable look{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
+  environment_variable close_time{"RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", nullptr};
   EXPECT_EQ(this->init({"/nowhere/a.raw"}), 0);
   EXPECT_EQ(this->reader.get_number_of_files(), 0);
   EXPECT_STREQ(this->reader.get_last_error(), "OK");

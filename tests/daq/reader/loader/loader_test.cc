@@ -235,8 +235,9 @@ TYPED_TEST(Loader, ReportsTheSystemsReasonsOnlyWhenDebugging) {
     testing::internal::CaptureStderr();
     this->loader.get_all_tables(missing.c_str(), 0, nullptr);
     this->loader.get_all_tables(damaged.c_str(), 0, nullptr);
-    const std::string told = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(told, debug == 0 ? "" : "open: No such file or directory\nmmap: No such device or address\n");
+    const std::string reported = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(reported,
+              debug == 0 ? "" : "open: No such file or directory\nmmap: No such device or address\n");
   }
 }
 

@@ -80,8 +80,8 @@ TEST_F(CurrentChannelReaderLookup, StepsFromTheLimitsWithoutACurrentEntry) {
   expect(ask(*reader, previous), ok, 108);
 }
 
-// Held against the numbers, a reader that has returned nothing yet has returned number 0: the number after
-// that is looked for, and the nearest later one is the first event.
+// For the check against the numbers a reader that has returned nothing yet has returned number 0: the
+// number after that is searched for, and the nearest later one is the first event.
 TEST_F(CurrentChannelReaderLookup, TheFirstStepForwardIsComparedWithNumberZero) {
   expect(ask(*reader, next), ok, 100);
   expect(ask(*reader, next), ok, 101);
@@ -480,7 +480,7 @@ TEST_F(CurrentChannelReaderEntries, ALongLookupReportsItsTimeAtNegativeDebugLeve
   loader.debug = -1;
   read_chan reader(nullptr, nullptr, -1, nullptr);
   reader.cfg = &loader;
-  // So many entries that looking at each takes more than a millisecond on any machine: their pages have
+  // So many entries that checking each takes more than a millisecond on any machine: their pages have
   // to come first.
   constexpr std::size_t count = 400000;
   reader.out = static_cast<ravo_channel_entry_long*>(std::calloc(count, sizeof *reader.out));

@@ -103,14 +103,14 @@ TYPED_TEST(SlicerFirstEvent, IsReportedAtLevelMinusOneAlone) {
   play_of<TypeParam> p({"X", "Y"});
   p.channel("X").entry = entry_of(event_id(7, 0));
   p.channel("Y").current_status = RAVO_DAQ_READ_CHAN_NO_DATA;
-  const std::string told_so = "FIRST OK\nlimits of X\nFIRST -> -1\n";
+  const std::string expected_text = "FIRST OK\nlimits of X\nFIRST -> -1\n";
   for (const int debug : {-1, 0, 1, -2}) {
     ASSERT_EQ(p.init(), 0);
     const std::string text = p.output(debug, [&] { EXPECT_EQ(p.slicer.start(), 0); });
-    EXPECT_EQ(text.find(told_so) != std::string::npos, debug == -1) << text;
+    EXPECT_EQ(text.find(expected_text) != std::string::npos, debug == -1) << text;
     EXPECT_EQ(text.find("FIRST") != std::string::npos, debug == -1) << text;
   }
-  EXPECT_EQ(told(p.slicer.current_event_id), "7+0");
+  EXPECT_EQ(text_of(p.slicer.current_event_id), "7+0");
 }
 
 TYPED_TEST(SlicerFirstEvent, IsTracedAboveOne) {
@@ -129,7 +129,7 @@ TYPED_TEST(SlicerFirstEvent, WithoutNumberReplacesANumberedOne) {
   p.channel("X").entry = entry_of(event_id(7, 0));
   p.channel("Y").entry = entry_of(event_id(0, 5000000));
   ASSERT_EQ(p.start(), 0);
-  EXPECT_EQ(told(p.slicer.current_event_id), "0+5000000");
+  EXPECT_EQ(text_of(p.slicer.current_event_id), "0+5000000");
 }
 
 TYPED_TEST(SlicerFirstEvent, OfEqualTimesWithinTheDifferenceIsThatOfTheFirstChannel) {
@@ -142,11 +142,11 @@ TYPED_TEST(SlicerFirstEvent, OfEqualTimesWithinTheDifferenceIsThatOfTheFirstChan
   p.slicer.set_time_diff(&tolerance);
   p.slicer.set_synch_mode(1);
   ASSERT_EQ(p.slicer.start(), 0);
-  EXPECT_EQ(told(p.slicer.current_event_id), "0+249999");
+  EXPECT_EQ(text_of(p.slicer.current_event_id), "0+249999");
   p.channel("Z").entry = entry_of(event_id(7, 250000));
   ASSERT_EQ(p.init(), 0);
   ASSERT_EQ(p.slicer.start(), 0);
-  EXPECT_EQ(told(p.slicer.current_event_id), "0+300000");
+  EXPECT_EQ(text_of(p.slicer.current_event_id), "0+300000");
 }
 
 // ---- statuses
@@ -311,7 +311,7 @@ void expect_choice(const choice_case& c, const char* chosen) {
   ASSERT_EQ(p.slicer.start(), 0);
   p.pass_first_call();
   EXPECT_EQ(p.get(c.direction, &c.target), 0);
-  EXPECT_EQ(told(p.slicer.current_event_id), chosen);
+  EXPECT_EQ(text_of(p.slicer.current_event_id), chosen);
   EXPECT_EQ(p.entries.size(), c.returned);
 }
 

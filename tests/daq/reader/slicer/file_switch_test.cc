@@ -409,7 +409,7 @@ TYPED_TEST(SlicerCleanUp, KeepsSettingsAndThatTheFirstEventHasPassed) {
   EXPECT_EQ(p.slicer.get_synch_mode(), 1);
   EXPECT_EQ(p.slicer.time_diff, 1e6);
   EXPECT_EQ(p.slicer.nchans, 0);
-  EXPECT_EQ(told(p.slicer.current_event_id), "0+none");
+  EXPECT_EQ(text_of(p.slicer.current_event_id), "0+none");
   EXPECT_EQ(p.slicer.files.size() + p.slicer.chans.size() + p.slicer.chansp.size(), 0u);
   // Started again, the first call steps at once.
   std::vector<int> directions;

@@ -57,7 +57,7 @@ TYPED_TEST(SlicerFiles, AreReadByTimeWithoutEventNumbers) {
   stream<TypeParam> files;
   files.plain_file({"A"}, 1, 2).plain_file({"A"}, 3, 3);
   reading<TypeParam> r(files, {"A"}, 1);
-  EXPECT_EQ(told(r.slicer.current_event_id), "0+100000");
+  EXPECT_EQ(text_of(r.slicer.current_event_id), "0+100000");
   EXPECT_EQ(read(r.slicer, {1, 1, 1, 1}),
             (std::vector<std::string>{"0 0+100000: A@1+100000", "0 0+200000: A@2+200000",
                                       "0 0+300000: A@3+300000", "-3 0+none:"}));
@@ -67,9 +67,9 @@ TYPED_TEST(SlicerFiles, GiveTheEarliestFirstEventByNumberAndByTime) {
   stream<TypeParam> files;
   files.file({{"A", "B"}, {{5, 0, {"B"}}, {6, 100000, {"A"}}, {7, 200000, {"A", "B"}}}});
   reading<TypeParam> by_number(files, {"A", "B"});
-  EXPECT_EQ(told(by_number.slicer.current_event_id), "5+0");
+  EXPECT_EQ(text_of(by_number.slicer.current_event_id), "5+0");
   reading<TypeParam> by_time(files, {"A", "B"}, 1);
-  EXPECT_EQ(told(by_time.slicer.current_event_id), "0+0");
+  EXPECT_EQ(text_of(by_time.slicer.current_event_id), "0+0");
 }
 
 TYPED_TEST(SlicerFiles, NextReturnsTheChannelsThatHaveTheEarliestEvent) {
@@ -127,7 +127,7 @@ TYPED_TEST(SlicerFiles, BeginForAChannelWhereItsEventsBegin) {
   files.file({{"A", "B"}, {{1, 100000, {"A"}}}}).file({{"A", "B"}, {{2, 200000, {"A", "B"}}}});
   reading<TypeParam> r(files, {"B", "A"});
   ASSERT_EQ(r.status, 0);
-  EXPECT_EQ(told(r.slicer.current_event_id), "1+100000");
+  EXPECT_EQ(text_of(r.slicer.current_event_id), "1+100000");
   EXPECT_EQ(read(r.slicer, {1, 1}),
             (std::vector<std::string>{"0 1+100000: A@1+100000", "0 2+200000: B@2+200000 A@2+200000"}));
 }

@@ -105,9 +105,9 @@ ravo_time_id as_time_id(const model_event& event) { return {event.number, stamp(
 
 std::string predicted(const generated& made, const alignment_model::result& result,
                       const model_event& current) {
-  std::string text = std::to_string(result.status) + " " + told(as_time_id(current)) + ":";
+  std::string text = std::to_string(result.status) + " " + text_of(as_time_id(current)) + ":";
   for (const auto& entry : result.entries)
-    text += " " + made.channels[entry.channel] + "@" + told(as_time_id(entry.event));
+    text += " " + made.channels[entry.channel] + "@" + text_of(as_time_id(entry.event));
   return text;
 }
 
@@ -191,8 +191,8 @@ std::string compare_with_model(unsigned seed) {
   if (found.empty())
     found = difference(name + " left out", slicer.get_not_found_channels(), joined(made, model.not_found));
   if (found.empty())
-    found =
-        difference(name + " first event", told(slicer.current_event_id), told(as_time_id(model.current)));
+    found = difference(name + " first event", text_of(slicer.current_event_id),
+                       text_of(as_time_id(model.current)));
 
   const int style = random.below(4);
   const int calls = style == 0 ? 80 : 60;
@@ -204,7 +204,7 @@ std::string compare_with_model(unsigned seed) {
     const auto expected = model.get(id, direction);
     found =
         difference(name + " call " + std::to_string(call) + " direction " + std::to_string(direction) +
-                       (id ? " from " + told(asked) : ""),
+                       (id ? " from " + text_of(asked) : ""),
                    get(slicer, direction, id ? &asked : nullptr), predicted(made, expected, model.current));
     if (expected.status == RAVO_DAQ_SLICER_OUT_OF_WINDOW) ++ends;
   }

@@ -227,7 +227,7 @@ TYPED_TEST(SlicerComparison, IsByNumberWhenBothHaveOneAndElseByTime) {
                               {event_id(7, 50001), event_id(0, 0), 1},
                               {event_id(0, 50001), event_id(0, 0), 1},
                               {event_id(0, 3), event_id(0, 3), 0}}) {
-    SCOPED_TRACE(told(c.a) + " and " + told(c.b));
+    SCOPED_TRACE(text_of(c.a) + " and " + text_of(c.b));
     int order = 17;
     EXPECT_EQ(slicer.is_event_id_eq(&c.a, &c.b, &order), c.order == 0);
     EXPECT_EQ(order, c.order);

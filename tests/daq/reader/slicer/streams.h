@@ -142,17 +142,17 @@ inline std::string channel_of(const ravo_channel_entry_long& entry) {
 }
 
 /// What a get_data() gave, for one comparison: "status event: channel@event ...".
-inline std::string told(const ravo_time_id& id) {
+inline std::string text_of(const ravo_time_id& id) {
   const long long after_noon = (id.time.timeup * 1000000LL + id.time.timelow) - noon;
   return std::to_string(id.event_number) + "+" +
          (id.time.timeup == 0 ? "none" : std::to_string(after_noon));
 }
 
-inline std::string told(int status, const ravo_time_id& current,
-                        const std::vector<ravo_channel_entry_long*>& entries) {
-  std::string text = std::to_string(status) + " " + told(current) + ":";
+inline std::string text_of(int status, const ravo_time_id& current,
+                           const std::vector<ravo_channel_entry_long*>& entries) {
+  std::string text = std::to_string(status) + " " + text_of(current) + ":";
   for (const ravo_channel_entry_long* entry : entries)
-    text += " " + channel_of(*entry) + "@" + told(entry->event_id);
+    text += " " + channel_of(*entry) + "@" + text_of(entry->event_id);
   return text;
 }
 
@@ -161,7 +161,7 @@ template <class Slicer>
 std::string get(Slicer& slicer, int direction, const ravo_time_id* id = nullptr) {
   std::vector<ravo_channel_entry_long*> entries;
   const int status = slicer.get_data(id, &entries, direction);
-  return told(status, slicer.current_event_id, entries);
+  return text_of(status, slicer.current_event_id, entries);
 }
 
 }  // namespace ravo::test
