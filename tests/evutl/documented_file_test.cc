@@ -142,7 +142,7 @@ TEST(DocumentedPackedFile, IsLoadedByTheTableOperations) {
   EXPECT_STREQ(reinterpret_cast<const char*>(content.data() + note), "shut off");
 }
 
-// The samples that the page states, out of the stored bytes and through the two libraries alone.
+// The samples that the page states, from the stored bytes and through the two libraries alone.
 TEST(DocumentedPackedFile, HoldsTheStatedSamples) {
   const packed_file file = build_packed_file();
   for (const int i : {0, 1}) {

@@ -1,4 +1,4 @@
-// What the pointer table by list costs when it is asked for names that the file does not have.
+// The cost of the pointer table by list for names that the file does not have.
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>

@@ -198,7 +198,7 @@ TYPED_TEST(OlderCut, OfARegionWithoutPixelsHasAMeanOfZero) {
   EXPECT_EQ(x.data(), host_bytes().i32(1).i32(0).f32(10).f32(1).f32(0).content().vector());
 }
 
-// Readers find a subchannel by its block's name; one that is cut off would be that of another channel.
+// Readers find a subchannel by its block's name; a truncated one would be that of another channel.
 TYPED_TEST(OlderCut, FailsForANameOfThirtyBytes) {
   decoded_block<TypeParam> fits(std::string(29, 'n'), 6, older_spectrum<host_bytes>(3, 2));
   EXPECT_FALSE(this->cut(fits.get(), 2).failed);

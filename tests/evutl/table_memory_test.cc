@@ -1,4 +1,4 @@
-// What loading a table takes, which is said before it is loaded.
+// The memory that loading a table takes, which is reported before it is loaded.
 #include <gtest/gtest.h>
 
 #include <utility>
@@ -14,7 +14,7 @@ using namespace ravo::test;
 template <class generation>
 class TableMemory : public Tables<generation> {
  protected:
-  /// The bytes that are said, or minus the status.
+  /// The bytes that are reported, or minus the status.
   long of(ravo_table_kind table) {
     unsigned long bytes = 1;
     const int status = ravo_get_table_memory(static_cast<long>(this->small.content.size()),

@@ -91,7 +91,7 @@ struct table_damage {
   int status;
 };
 
-// Damage that the reference table cannot know of: each operation has to find it in its own table.
+// Damage that the reference table cannot show: each operation has to find it in its own table.
 TYPED_TEST(Tables, AreRefusedWhenDamaged) {
   using f = small_file&;
   const table_damage cases[] = {
@@ -269,7 +269,7 @@ TYPED_TEST(Tables, EventIndexIsRefusedWithATypeTwice) {
   EXPECT_EQ(this->file().event_index(this->reference()).status, RAVO_TABLE_WRONG_ENTRY);
 }
 
-// Without channels nothing but the file's length says what a row may be.
+// Without channels only the file's length limits a row.
 TYPED_TEST(Tables, PointersAreRefusedWithAnAbsurdRowAlsoWithoutChannels) {
   const std::pair<std::int32_t, int> cases[] = {{0, RAVO_TABLE_OK},
                                                 {1, RAVO_TABLE_OK},
@@ -300,7 +300,7 @@ TYPED_TEST(Tables, PointersByListAreRefusedWhenTheirLengthWouldNotFitItsWord) {
             RAVO_TABLE_WRONG_LENGTH);
 }
 
-// Somebody cuts the file while it is being read: reading ends, and nothing waits for more.
+// The file is truncated while it is being read: reading ends, and nothing waits for more.
 TYPED_TEST(Tables, AreRefusedWhenTheFileIsShorterThanItsLength) {
   this->open();
   ASSERT_EQ(ftruncate(this->file().fd(), this->small.dictionary + 20), 0);

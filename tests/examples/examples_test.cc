@@ -1,5 +1,5 @@
 // The example programs over simulated files of both generations: what they print is compared with the
-// simulator's answer key, and where the key says nothing of values, against `ravo read --json`, which does
+// simulator's answer key, and where the key has no values, with `ravo read --json`, which does
 // without the user layer.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -68,7 +68,7 @@ std::optional<calling> calling_of(std::string name, const files_with_a_broken_on
     return calling{"'file=" + current.folder() + " chan=LINAC/BPM/001'", ".+", ""};
   if (name == "first_program_classic")
     return calling{"LINAC/BPM/001 " + current.all(), "[0-9]+" + value, refused_file};
-  // Of files that are seconds old this reader says that it skips them; an older one takes them.
+  // This reader reports that it skips files that are seconds old; the older one takes them.
   if (name == "list_channels_2010") return calling{current.first(), "", "skipped (not closed)"};
   if (name == "list_channels") return calling{older.first(), "[0-9]+ [^ ]+", ""};
   const bool is_current = name.ends_with("_2010");

@@ -1,5 +1,5 @@
-// Memory that is not to be had, at every allocation of a small run in turn: for one allocation, and from
-// one on until the run has ended. Whatever the layer, whatever the moment.
+// Memory that is refused, at every allocation of a small run in turn: for one allocation, and from
+// one on until the run has ended. In any layer, at any moment.
 #include <array>
 
 #include "../daq/reader/api/environment_variable.h"
@@ -63,7 +63,7 @@ TEST_F(UserLayerWithoutMemory, ABrowserAnswersWithAStatus) { disturb<browser_way
 
 // ---- nothing is thrown ------------------------------------------------------------------------------
 
-/// What every operation of a reader answered, in the order in which they were called.
+/// The status of every operation of a reader, in the order of the calls.
 struct answers {
   std::array<int, 64> statuses{};
   std::size_t count = 0;

@@ -1,6 +1,6 @@
-// The catalogue builder at every call that it makes: killed there, refused there, without memory there. Who
-// asks the catalogue afterwards sees whole runs or none, and a second build finishes what the first one
-// could not.
+// The catalogue builder at every call that it makes: killed there, refused there, without memory there. A
+// program that asks the catalogue afterwards sees whole runs or none, and a second build finishes what the
+// first one could not.
 #include <sstream>
 
 #include "../daq/writer/trouble.h"
@@ -109,7 +109,7 @@ TEST_F(CatalogueBuilder, KilledInTheMiddleOfAWriteLikewise) {
 
 class CatalogueBuilderRefused : public CatalogueBuilder {
  protected:
-  /// Whether every line of a text is one of another.
+  /// Whether every line of a text is also a line of another text.
   static bool is_part(const std::string& text, const std::string& whole) {
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);)

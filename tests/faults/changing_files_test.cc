@@ -1,4 +1,4 @@
-// Files that are cut short, taken away, replaced or rewritten while they are read, at every call that the
+// Files that are truncated, removed, replaced or rewritten while they are read, at every call that the
 // library makes: a status or the good data, never a wrong value, never the end of the process. Where parts
 // of files stay mapped, the guard has to be on.
 #include <signal.h>
@@ -23,7 +23,7 @@ extern "C" const char* __tsan_default_suppressions() { return "race:replace_miss
 namespace ravo::test {
 namespace {
 
-/// Moments: whatever the library asks of the system, and every allocation, so that every block has its own.
+/// Moments: every system call of the library, and every allocation, so that every block has its own.
 constexpr unsigned every_call =
     call::allocation | call::open | call::map | call::stat | call::read | call::seek;
 
@@ -95,7 +95,7 @@ TYPED_TEST(ChangingFile, RewrittenInPlaceAtAnyMomentGivesNoWrongValue) {
   this->template rewrite_at_every_call<slow_way<TypeParam>>(1);
 }
 
-// The file that is open is still there for who has it open.
+// An open file still exists for the process that has it open.
 TYPED_TEST(ChangingFile, RemovedOnceItIsOpenIsReadToItsEnd) {
   const auto remove = [&] {
     unlink(this->run.path(0).c_str());

@@ -1,6 +1,6 @@
 // Runs a way of reading with a fault at the first call of some kinds, then at the second, and so on until
-// the run has no such call left; and holds after each: a stated status, no wrong value, no value missing
-// without a word, nothing thrown, nothing kept, and everything read when it is tried again.
+// the run has no such call left; and checks after each: a documented status, no wrong value, no value
+// missing without a report, nothing thrown, nothing leaked, and everything read when it is tried again.
 #ifndef RAVO_TEST_FAULTS_DISTURBED_H
 #define RAVO_TEST_FAULTS_DISTURBED_H
 
@@ -22,9 +22,9 @@ struct disturbance {
   mishap what = mishap::failure;
   int error = 0;
   extent reach = extent::one_call;
-  /// Whether the library gets over it: then no value is missing.
+  /// Whether the library recovers from it: then no value is missing.
   bool is_harmless = false;
-  /// Of mishap::intrusion: what is done in front of the call, and what undoes it.
+  /// For mishap::intrusion: what is done before the call, and what undoes it.
   std::function<void()> intrude = [] {};
   std::function<void()> undo = [] {};
   /// Whether what was read belongs together.
@@ -87,13 +87,13 @@ inline bool has_another_line(const std::string& words, const std::string& usual)
   return false;
 }
 
-/// How a way of reading fared with a fault at each of its calls.
+/// The result of a way of reading with a fault at each of its calls.
 struct faring {
   long calls = 0;             ///< at which there was a fault
   std::vector<int> statuses;  ///< for each
 };
 
-/// Calls disturbed in this program so far, for who wants to know (--gtest_output=xml:FILE).
+/// Calls disturbed in this program so far, as a property of the test (--gtest_output=xml:FILE).
 inline long disturbed_calls = 0;
 
 template <class way, class run_type>

@@ -18,14 +18,14 @@ constexpr unsigned every_moment = call::lock | call::pause | call::allocation | 
                                   call::stat | call::seek | call::map;
 
 enum class ending_by { clean_up, destruction };
-/// From where on the other threads' calls are counted.
+/// The point from which the other threads' calls are counted.
 enum class counted_from { start, once_it_runs };
 
 template <class generation>
 class EveryMoment : public testing::Test {
  protected:
   /// The same two files by other names: more than are loaded ahead, so that the loading thread pauses;
-  /// where it loads without end, so many that it still does when the caller has started.
+  /// where it loads without a limit, so many that it still loads when the caller has started.
   EveryMoment() {
     const unsigned count = generation::records::limits_read_ahead ? 6 : 40;
     for (unsigned i = 0; i < count; i += small_run<generation>::files)
@@ -71,7 +71,7 @@ class EveryMoment : public testing::Test {
   /// Every so many moments of a whole run, and each of the first ones of what goes on when it has started.
   template <class object>
   void end_at_every_moment(const std::function<int(object&)>& start) {
-    // In steps that share no factor with the length of what the loading thread does again and again.
+    // In steps that share no factor with the length of the loading thread's loop.
     constexpr long stride = 3, most_moments = 600, moments_while_it_runs = 30;
     const resources before;
     for (long moment = 0; moment < most_moments; moment += stride)
@@ -132,7 +132,7 @@ TYPED_TEST(EveryMoment, AChannelReaderEndsWhileItsWorkersDecode) {
       const fault armed(every_moment, moment, mishap::hold);
       ASSERT_EQ(reader->start(nullptr, nullptr, nullptr), 0);
       if (wait_until_held_or_idle()) ++held;
-      // Asked in the middle of it, it answers for what is decoded, and does not wait.
+      // Asked during decoding, it answers for what is decoded, and does not wait.
       ravo_channel_entry_long* entry = nullptr;
       const ravo_time_id event{100, {}};
       const int status = reader->get_chan_data(&event, &entry, 0);

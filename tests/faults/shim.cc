@@ -66,7 +66,7 @@ class quiet {
 mishap verdict(unsigned kind) {
   if (!is_in_its_body || inside != 0 || (armed_kinds.load() & kind) == 0) return mishap::none;
   const mishap what = armed_mishap;
-  // A call that is made while the other waits is no moment at which that one could do anything.
+  // While the other thread waits, a call is not a moment at which that thread could do anything.
   if (what == mishap::hold && (controller_waits != wait::none || pthread_equal(controller, pthread_self())))
     return mishap::none;
   const long number = counted.fetch_add(1);
@@ -84,7 +84,7 @@ void hold_here() {
   held = 1;
   timespec latest{};
   clock_gettime(CLOCK_REALTIME, &latest);
-  latest.tv_sec += 20;  // whatever is awaited in a way that is not seen here: the run goes on all the same
+  latest.tv_sec += 20;  // for waits that are not seen here: the run goes on anyway
   while (controller_waits == wait::none && sem_timedwait(&gate, &latest) != 0 && errno == EINTR) {
   }
   has_held = true;
@@ -413,7 +413,7 @@ void* aligned_alloc(std::size_t alignment, std::size_t size) {
 
 }  // extern "C"
 
-// Said to be malloc's, so that a sanitizer's own do not pass the count by.
+// Declared as malloc's, so that a sanitizer's own functions do not bypass the count.
 void* operator new(std::size_t size) {
   if (void* const memory = malloc(size == 0 ? 1 : size)) return memory;
   throw std::bad_alloc();
@@ -615,7 +615,7 @@ off_t lseek(int descriptor, off_t offset, int from) noexcept {
   return guarded(call::seek, off_t{-1}, [&] { return next(descriptor, offset, from); });
 }
 
-// Counted, and not done: what a killed process has written the system keeps, and waiting for a disk takes
+// Counted, and not done: the system keeps what a killed process has written, and waiting for a disk takes
 // time.
 int fsync(int) {
   return guarded(call::sync, -1, [] { return 0; });
@@ -750,7 +750,7 @@ int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
   return result;
 }
 
-// Who is woken no longer waits, also when he does not run yet; he will say so when he waits again.
+// A woken thread no longer waits, even if it does not run yet; it will be counted when it waits again.
 int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {
   static const auto next = next_in_line<int (*)(pthread_cond_t*)>("pthread_cond_broadcast", "GLIBC_2.3.2");
   const int result = next(condition);

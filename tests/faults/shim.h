@@ -1,5 +1,5 @@
 // Makes the system fail, stop or kill at a chosen call. A test program that links shim.cc has its own
-// malloc, open, read, pthread_create and so on in front of the system's, for itself and for every library
+// malloc, open, read, pthread_create and so on in place of the system's, for itself and for every library
 // it uses; they count while a fault is armed, and one of them does not do what it was asked to.
 #ifndef RAVO_TEST_FAULTS_SHIM_H
 #define RAVO_TEST_FAULTS_SHIM_H
@@ -32,7 +32,7 @@ inline constexpr unsigned on_disk =
     open | write | sync | rename | remove | make_folder | file_lock;  ///< what changes files
 }  // namespace call
 
-/// What becomes of the chosen call.
+/// What happens to the chosen call.
 enum class mishap {
   none,            ///< it is only counted
   failure,         ///< it fails with an error number
@@ -49,14 +49,14 @@ enum class mishap {
 enum class extent {
   one_call,
   all_from_there,
-  every_second,  ///< from there on: who repeats each call that was interrupted gets over it
+  every_second,  ///< from there on: code that repeats each interrupted call recovers
 };
 
 /// While it lives, the `which`-th (from 0) call of the kinds has the mishap. One at a time.
 class fault {
  public:
   fault(unsigned kinds, long which, mishap what, int error = 0, extent reach = extent::one_call);
-  /// In front of the chosen call `intrude` is called; its own calls are not counted.
+  /// Before the chosen call `intrude` is called; its own calls are not counted.
   fault(unsigned kinds, long which, const std::function<void()>& intrude);
   ~fault();
   fault(const fault&) = delete;
@@ -78,8 +78,8 @@ bool wait_until_held_or_over();
 /// Lets a held thread go on.
 void let_go();
 
-/// Tests that take minutes under a sanitizer disturb every so many calls there: one in five meets each
-/// place in the code all the same, because a run passes it many times.
+/// Tests that take minutes under a sanitizer disturb only some of the calls there: one in five meets each
+/// place in the code anyway, because a run passes it many times.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr long thinned = 5;
 #else

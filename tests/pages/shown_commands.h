@@ -33,10 +33,10 @@ std::vector<shown_command> commands_of(const std::string& page);
 
 /// The first line of a page's text that was not printed, or the first printed one that the page lacks;
 /// nothing when the two agree. In what is shown, `...` matches any lines where it is alone on its line,
-/// and for any characters elsewhere.
+/// and any characters elsewhere.
 std::optional<std::string> difference(const shown_command& shown, const std::string& printed);
 
-/// What came of a command.
+/// The result of a command.
 struct command_outcome {
   int exit_code = -1;
   std::string printed;  ///< standard output, then standard error

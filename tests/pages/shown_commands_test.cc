@@ -1,5 +1,5 @@
-// That a page which shows something else than is printed is noticed: the comparison that the tests of our
-// pages rely on.
+// A page that shows something else than is printed is noticed: tests of the comparison that the tests of
+// our pages rely on.
 #include "shown_commands.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // A raw file of either generation put together by hand, byte by byte: a test says which events there are
-// and which blocks each channel has, may lie about any word, and knows where each piece came to lie. It
+// and which blocks each channel has, may falsify any word, and knows the offset of each piece. It
 // shares nothing with the writer or the table-access library but the marker words common to both
 // generations.
 #ifndef RAVO_TEST_HANDMADE_FILE_H
@@ -116,8 +116,8 @@ struct handmade_file_of {
   std::vector<handmade_channel> channels;
   std::string xml = "<channel_descriptions version=\"1\"/>";
   std::vector<std::pair<std::uint32_t, std::int32_t>> environment;  ///< key and index
-  /// Where the pieces lie: "events", "servers", "pointers", "dictionary", "index", "environment", "xml",
-  /// "reference", and by channel name the first byte of its basket.
+  /// The offsets of the pieces: "events", "servers", "pointers", "dictionary", "index", "environment",
+  /// "xml", "reference", and by channel name the first byte of its basket.
   std::map<std::string, std::size_t> at;
 
   bytes build() {

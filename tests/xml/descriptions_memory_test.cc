@@ -1,4 +1,4 @@
-// What loading descriptions takes, which is said before they are loaded: never less than they take, and not
+// The memory of descriptions, which is reported before they are loaded: never less than they take, and not
 // many times as much. Each is loaded in a process of its own, which measures itself.
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -14,7 +14,7 @@
 
 namespace {
 
-/// The header of a file's descriptions with so much text.
+/// The header of a file's descriptions with this text.
 std::vector<char> header_of(const std::string& text) {
   std::vector<char> bytes(8 + text.size() + 1);
   const std::uint32_t pattern = RAVO_XML_CHAN_DESCR_PATTERN;
@@ -25,7 +25,7 @@ std::vector<char> header_of(const std::string& text) {
   return bytes;
 }
 
-/// So many times `inner` between the root's tags.
+/// `inner`, repeated, between the root's tags.
 std::string repeated(const std::string& inner, std::size_t bytes, const std::string& before = "",
                      const std::string& after = "") {
   std::string text = "<channel_descriptions version=\"1\">" + before;
@@ -39,12 +39,12 @@ long most_kilobytes() {
   return usage.ru_maxrss;
 }
 
-/// Exits with 0 when loading took no more than was said, and no less than a fraction of it.
+/// Exits with 0 when loading took no more than was reported, and no less than a fraction of it.
 [[noreturn]] void load_and_exit(const std::string& text, double fraction) {
   const std::vector<char> bytes = header_of(text);
   const auto* header = reinterpret_cast<const ravo_xml_chan_descr_header_2010*>(bytes.data());
   const double said = static_cast<double>(ravo_get_chan_descr_memory(header));
-  mallopt(M_MMAP_THRESHOLD, 128 << 10);  // what is given back is gone
+  mallopt(M_MMAP_THRESHOLD, 128 << 10);  // what is freed goes back at once
   const long before = most_kilobytes();
   std::vector<chan_descr_2010*> descriptions;
   (void)ravo_load_chan_descr(header, &descriptions);

@@ -1,5 +1,5 @@
-// The dataset layer beside the classic slicer over the same simulated files: the same events in the same
-// order, the same channels in each, the same bytes; and columns beside the answer key.
+// The dataset layer compared with the classic slicer over the same simulated files: the same events in the
+// same order, the same channels in each, the same bytes; and columns compared with the answer key.
 #include <gtest/gtest.h>
 
 #include <cstring>

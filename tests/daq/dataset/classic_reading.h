@@ -46,7 +46,7 @@ std::vector<classic_event> read_classic(const std::vector<std::string>& files,
   }
   Slicer slicer;
   EXPECT_EQ(slicer.set_synch_mode(mode), RAVO_DAQ_SLICER_OK);
-  // By time the slicers step by their period and pass over what lies between; the older one's spans two
+  // By time the slicers step by their period and skip what lies between; the older one's spans two
   // pulses.
   const ravo_time_id step{1, {0, 100000}};
   const time_stamp tolerance{0, 50000};

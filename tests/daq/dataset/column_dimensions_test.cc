@@ -1,5 +1,5 @@
-// What a column says of its rows: dimensions by name, elements by type, and that asking for what is not
-// there is an error that says both what is there and what was asked for. Pixels that are no numbers stay
+// What a column says about its rows: dimensions by name, elements by type, and that asking for what does
+// not exist is an error that says both what exists and what was asked for. Pixels that are not numbers stay
 // bytes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -142,7 +142,7 @@ TEST_F(ColumnOf, TextsHasTheBytesOfEachRow) {
   EXPECT_EQ(column.dimensions_of_row(0), (dimensions{{byte, 4}}));
 }
 
-/// A picture is one of numbers: pixels that no number here can hold are the bytes that the camera sent.
+/// A picture consists of numbers: pixels that no number here can hold are the bytes that the camera sent.
 TEST_F(ColumnOf, PicturesHasPixelsOfMoreThanFourBytesAsBytes) {
   for (std::uint32_t pixel_bytes = 1; pixel_bytes <= 15; ++pixel_bytes) {
     SCOPED_TRACE(pixel_bytes);

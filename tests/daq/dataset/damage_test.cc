@@ -1,4 +1,5 @@
-// Damage by name, and what each does: its status, its line in the ledger, and that nothing else suffers.
+// Damage by name, and the effect of each: its status, its line in the ledger, and that nothing else
+// suffers.
 #include <unistd.h>
 
 #include <algorithm>
@@ -52,7 +53,7 @@ TYPED_TEST(Damage, APayloadThatIsNotOfItsTypeCannotBeConverted) {
   this->expect_status(value_status::cannot_convert, write(this->folder, "a.raw", this->file));
 }
 
-// The classic reader's worker ends here, and takes with it what it would have decoded.
+// The classic reader's worker ends here, and loses what it would have decoded.
 TYPED_TEST(Damage, OfAHeldValueIsReportedAtEveryEventAndCountedAtItsOwn) {
   // An update with the second of four events, whose data are said to lie elsewhere than after its
   // subheader.
@@ -209,7 +210,7 @@ TYPED_TEST(Damage, AFileThatIsNoRawFileIsNamedAndTheOthersAreRead) {
   dataset_options strict;
   strict.damage = damage_policy::strict();
   EXPECT_THROW(dataset::open(of_files({good, junk}), strict), missing_data);
-  // How much of all was in a refused file is not known, so that no share can be said to hold.
+  // How many of the values were in a refused file is unknown, so that no share can be guaranteed.
   dataset_options limited;
   limited.damage.largest_missing_share = 0.99;
   EXPECT_THROW(dataset::open(of_files({good, junk}), limited), missing_data);

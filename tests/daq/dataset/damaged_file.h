@@ -93,7 +93,7 @@ class damaged_file : public testing::Test {
   }
 
   /// What the classic reader hands over: everything but the values that are given as (event, channel),
-  /// where channel 0 is GOOD and 1 is BAD. Both readers pass over the same ones.
+  /// where channel 0 is GOOD and 1 is BAD. Both readers skip the same ones.
   void expect_passed_over(const std::string& path,
                           const std::set<std::pair<std::uint32_t, std::size_t>>& gone) {
     const std::vector<std::string> channels{"GOOD", "BAD"};
@@ -112,7 +112,7 @@ class damaged_file : public testing::Test {
     EXPECT_EQ(seen, expected);
   }
 
-  /// Nothing of the entry comes, and the ledger has it with file and offset.
+  /// The entry delivers nothing, and the ledger has it with file and offset.
   void expect_no_event(const std::string& path, std::size_t of_bad, std::size_t of_good) {
     const dataset data = dataset::open(of_files({path}));
     event_range events = data.events();
@@ -137,7 +137,7 @@ class damaged_file : public testing::Test {
     EXPECT_THROW(dataset::open(of_files({path}), strict).column("BAD"), missing_data);
   }
 
-  /// Every way of reading says the same of the damaged value, and gives all others.
+  /// Every way of reading reports the same for the damaged value, and delivers all others.
   void expect_status(value_status expected, const std::string& path) {
     const dataset data = dataset::open(of_files({path}), settings);
     const std::size_t bad = *data.find_channel("BAD"), good = *data.find_channel("GOOD");

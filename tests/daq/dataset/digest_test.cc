@@ -1,4 +1,4 @@
-// A stranger can compute a digest: the figures here were printed by the program of docs/dataset.md, which
+// Anybody can compute a digest: the figures here were printed by the program of docs/dataset.md, which
 // shares nothing with the code.
 #include "ravo_dataset/digest.h"
 

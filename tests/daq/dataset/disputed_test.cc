@@ -1,5 +1,5 @@
-// Events and blocks of which a file says two things: its event headers and its event index, the
-// dictionary's data types and a block, two entries that name one event or one block. Nobody gets such a
+// Events and blocks for which a file contradicts itself: its event headers and its event index, the
+// dictionary's data types and a block, two entries that name one event or one block. No reading gets such a
 // value as good, and the others are as they were.
 #include "damaged_file.h"
 
@@ -246,7 +246,7 @@ TYPED_TEST(SlowValuesAstray, AValueLiesInItsBlock) {
   EXPECT_EQ(this->status_of(built)[2], value_status::ok);
 }
 
-// When the value was is in dispute too: none is held where that may have been the last one.
+// The time of the value is disputed too: none is held where that may have been the last one.
 TYPED_TEST(SlowValuesAstray, NothingIsHeldForSureAroundAValueWhoseEventIsDisputed) {
   bytes built = this->file.build();
   const std::size_t header = this->file.at.at("events") + 8 + 4 * 36;

@@ -163,7 +163,7 @@ TYPED_TEST(Events, HoldSlowValuesWithTheirAge) {
     EXPECT_EQ(slow.update().property, "SLOW");
     EXPECT_EQ(slow.recorded_with().event_number, from);
   }
-  // Held values are no values of the file: each was delivered once.
+  // Held values do not count as values of the file: each was delivered once.
   EXPECT_EQ(events.ledger().expected(), 17u);
 }
 

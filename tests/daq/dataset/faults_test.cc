@@ -1,6 +1,6 @@
 // The dataset layer on a failing machine: every call of a kind fails in turn, once and from there on. A
-// reading then throws what its header names, or says by status what is missing; it hands over no wrong
-// value, ends nothing, leaks nothing and leaves no thread.
+// reading then throws what its header names, or reports by status what is missing; it delivers no wrong
+// value, does not end the process, leaks nothing and leaves no thread.
 #include "../../faults/shim.h"
 
 #include <gmock/gmock.h>
@@ -32,7 +32,7 @@ template <class layout>
 class Machine : public testing::Test {
  protected:
   // Two files of four events: a number of each event, plain and compressed, rows of different shapes, and
-  // lists of which each has a record of its own. One block of each file has a name that no channel has,
+  // lists each of which has a record of its own. One block of each file has a name that no channel has,
   // for which the dictionary is read again.
   Machine() {
     for (std::uint32_t part = 0; part < 2; ++part) {
@@ -84,7 +84,7 @@ class Machine : public testing::Test {
   struct outcome {
     bool has_thrown = false;
     kept_text said;                            ///< what was thrown, or the ledger in words
-    std::bitset<value_status_count> statuses;  ///< of values that did not come
+    std::bitset<value_status_count> statuses;  ///< of values that were not delivered
     std::bitset<missing_cause_count> causes;   ///< of what the ledger lists
     bool is_balanced = true;
     std::size_t values = 0;
@@ -156,7 +156,7 @@ class Machine : public testing::Test {
       got.said.keep(error.what());
     } catch (const std::bad_alloc&) {
       got.has_thrown = true;
-    } catch (const std::system_error&) {  // no thread to be had
+    } catch (const std::system_error&) {  // no thread can be started
       got.has_thrown = true;
     }
     return got;
@@ -205,12 +205,12 @@ class Machine : public testing::Test {
     return armed.happened() ? std::optional(missing) : std::nullopt;
   }
 
-  /// Every call in turn; how many there were.
+  /// Disturbs every call in turn; returns how many there were.
   long disturb(unsigned kinds, int error, extent reach) const {
     const outcome good = try_to_read();
     EXPECT_EQ(good.values, all_values);
     {
-      // What the first exception of a process takes is kept.
+      // The process keeps the memory of its first exception.
       const fault armed(kinds, 0, mishap::failure, error, reach);
       try_to_read();
     }
@@ -228,7 +228,7 @@ class Machine : public testing::Test {
       EXPECT_EQ(got.wrong, 0u) << which;
       if (!got.has_thrown) {
         EXPECT_TRUE(got.is_balanced) << which;
-        // What did not come is accounted for, unless a whole file is.
+        // Values that were not delivered are in the ledger, unless a whole file is.
         if (got.values != all_values) {
           EXPECT_TRUE(got.missing > 0 || got.refused > 0) << which;
         }
@@ -306,8 +306,8 @@ TYPED_TEST(Machine, WithoutDescriptorsIsReportedByFile) { this->disturb_both_way
 
 TYPED_TEST(Machine, ThatReadsBadlyMissesValuesOnly) { this->disturb_both_ways(call::read, EIO, 20); }
 
-// Which records a column of lists has is found by a pass of its own over all blocks. A list that could be
-// read only in the next pass has records that the column does not know: it is no other kind of value.
+// A separate pass over all blocks finds the records of a column of lists. A list that could be
+// read only in the next pass has records that the column does not know: it is not another kind of value.
 TYPED_TEST(Machine, ThatReadsAListBadlyAtFirstDoesNotCallItsTypeChanged) {
   int disturbed = 0;
   for (long which = 0;; ++which) {
@@ -318,7 +318,7 @@ TYPED_TEST(Machine, ThatReadsAListBadlyAtFirstDoesNotCallItsTypeChanged) {
   EXPECT_GE(disturbed, 4) << "two files, two passes";
 }
 
-// The first block that can be read says what a column's values are. The only block could be read only after
+// The first readable block decides what a column's values are. The only block could be read only after
 // that was asked: the column has no place for its value.
 TYPED_TEST(Machine, ThatReadsTheOnlyBlockTooLateMissesIt) {
   handmade_file_of<TypeParam> file;

@@ -1,4 +1,4 @@
-// Selections that end after so many events, and accounts of a column's first rows: over generated sets,
+// Selections that end after a number of events, and ledgers of a column's first rows: over generated sets,
 // with damage and with events that two files have, each is compared with the whole of the same set.
 #include <gtest/gtest.h>
 

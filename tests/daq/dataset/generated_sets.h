@@ -26,8 +26,8 @@ enum class harm {
   name,            ///< the block has one that the dictionary lacks: no harm
   event_pointer,   ///< leads into the middle of an event header
 };
-/// Which harm a set may have. The classic readers' workers end at some kinds, and take other values along;
-/// at others, which they do not notice, they hand over invalid events, or blocks of another name.
+/// The damage that a set may have. The classic readers' workers end at some kinds, and lose other values
+/// too; at others, which they do not notice, they hand over invalid events, or blocks of another name.
 enum class harms { no, all, that_readers_notice, that_readers_pass_over };
 
 inline value_status status_of(harm done) {
@@ -103,7 +103,7 @@ class generator {
           if (number % rate[channel] != 0 || chance(5)) continue;
           const float content = static_cast<float>(below(100000));
           harm done = choose(which);
-          // A head that is alone has no middle: what leads into it leads out again.
+          // A single head has no middle: what leads into it leads out again.
           if (events == 1 && (done == harm::server_pointer || done == harm::event_pointer))
             done = harm::none;
           handmade_block block =

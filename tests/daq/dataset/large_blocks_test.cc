@@ -1,4 +1,4 @@
-// Columns of blocks so large that all workers decode the first ones before anybody knows what the rows look
+// Columns of blocks so large that all workers decode the first ones before it is known what the rows look
 // like: every way in which the first blocks can be good, damaged or of other shapes, with 2 to 5 workers.
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@ namespace {
 using namespace ravo;
 using namespace ravo::test;
 
-/// Every n-th case is tried; n is 1 but under sanitizers, which take many times as long.
+/// Every n-th case is tried; n is 1 except under sanitizers, which take many times as long.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr unsigned stride = 5;
 #else
@@ -21,7 +21,7 @@ constexpr unsigned stride = 1;
 #endif
 
 constexpr std::size_t blocks = 5;
-constexpr std::size_t samples = 18'000;  // of noise: no smaller where it is stored
+constexpr std::size_t samples = 18'000;  // of noise: no smaller when it is stored
 
 constexpr std::size_t very_many_samples = 150'000;
 
@@ -29,7 +29,7 @@ constexpr std::size_t very_many_samples = 150'000;
 std::vector<float> wave(std::size_t event, std::size_t length = samples, std::size_t every = 1) {
   std::mt19937 random(static_cast<unsigned>(event));
   std::vector<float> values(length);
-  // Any bits but those of what is no number.
+  // Any bits except those that are not a number.
   for (std::size_t i = 0; i < length; i += every)
     values[i] = std::bit_cast<float>(static_cast<std::uint32_t>(random()) & 0xbfffffffu);
   return values;
@@ -154,7 +154,7 @@ TEST_P(LargeBlocks, AreThereWhicheverOfTheOthersAreDamaged) {
   }
 }
 
-// Whichever is first of those that can be read says what the rows are.
+// The first readable block decides what the rows are.
 TEST_P(LargeBlocks, OfOtherShapesAndTypesAreAsAloneWithOneWorker) {
   const spoiled all[] = {spoiled::no, spoiled::checksum, spoiled::shorter, spoiled::other_type};
   for (std::size_t n = 0; n < 4 * 4 * 4; n += stride) {
@@ -199,7 +199,7 @@ TEST_P(LargeBlocks, AreReadUnderEveryMemoryLimitThatSufficesForOneAtATime) {
   EXPECT_THROW(opened(path, samples).column("WAVE", into), memory_exceeded);
 }
 
-// A worker that waits for the tables of the next file keeps nothing that another one waits for.
+// A worker that waits for the tables of the next file holds nothing that another one waits for.
 TEST_P(LargeBlocks, OfManyFilesAreReadUnderLimitsThatSufficeForOneAtATime) {
   constexpr std::size_t files = 6;
   const std::vector<std::string> paths = written_with_large_tables(files);

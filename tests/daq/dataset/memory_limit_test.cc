@@ -96,7 +96,7 @@ TEST(MemoryLimit, IsNotReachedByWhatThePlanSays) {
   const temporary_folder folder;
   expect_planned(noise(folder, 400, 4096), 16);  // 6.5 MB decoded
   expect_planned(flat(folder, 100), 16);         // the same, of next to nothing
-  // What columns of single numbers take is what they have beside these.
+  // Columns of single numbers mostly take memory for what goes with the numbers.
   handmade_file file;
   std::vector<std::pair<std::size_t, float>> numbers;
   for (std::uint32_t i = 0; i < 5000; ++i) {

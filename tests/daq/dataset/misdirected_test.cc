@@ -1,5 +1,5 @@
-// Pointers that lead elsewhere: what they lead to decides what becomes of the value, and the classic reader
-// passes over the same ones.
+// Pointers that lead elsewhere: their target decides what happens to the value, and the classic reader
+// skips the same ones.
 #include "damaged_file.h"
 
 namespace {
@@ -89,7 +89,7 @@ TYPED_TEST(Misdirected, AnEventHeaderWithoutItsMarkerTakesItsEventAlong) {
   built.set_u32(this->file.at.at("events") + 8 + this->damaged * 36, 0x12345678u);
   const std::string path = this->folder.write("a.raw", built.vector());
   this->expect_no_event(path, 1, 1);
-  // Markers are the table-access library's: the classic readers compare none.
+  // Only the table-access library compares markers: the classic readers do not.
   EXPECT_EQ(this->read_classic_of({path}).size(), 6u);
 }
 

@@ -1,6 +1,6 @@
 // Thousands of generated file sets: gaps, rates, damage, events without numbers, both generations and both
 // synch modes. What the dataset layer delivers is compared with a model over plain lists, and with the
-// classic slicer where that one's rules are the same.
+// classic slicer where the slicer's rules are the same.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -154,8 +154,8 @@ TYPED_TEST(Generated, SetsAreReadAsTheSlicerReadsThem) {
   EXPECT_GT(passed_over, 0u);
 }
 
-// At some damage the readers' workers end, and what they would have decoded is gone with them. What they do
-// hand over the dataset layer has too, and where they have nothing it has a value that was put in, or says
+// At some damage the readers' workers end, and what they would have decoded is lost. What they do
+// deliver the dataset layer has too, and where they have nothing it has a value that was put in, or reports
 // why there is none.
 TYPED_TEST(Generated, DamagedSetsHoldWhatTheSlicerReadsOfThemOrSayWhyNot) {
   std::size_t equal = 0, more = 0, reported = 0;

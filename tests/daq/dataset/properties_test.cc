@@ -1,6 +1,6 @@
 // What has to hold for any selection of any set, tried over generated ones: slices of events are slices of
 // their list, slow values and their ages are those of a search by brute force, every way of reading has the
-// same digest, and accounts balance.
+// same digest, and ledgers balance.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

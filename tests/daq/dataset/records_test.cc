@@ -50,7 +50,7 @@ class Records : public testing::Test {
   temporary_folder folder;
 };
 
-/// An element as a test writes it down: a number, or nothing.
+/// An element as a test states it: a number, or nothing.
 std::vector<std::optional<float>> row_of(const column_data& column, std::size_t row) {
   std::vector<std::optional<float>> elements;
   for (const float one : column.row<float>(row))

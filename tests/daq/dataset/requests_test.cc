@@ -106,7 +106,7 @@ TEST_P(Requests, ThroughACatalogueFindRunsAndPeriods) {
   EXPECT_THROW(dataset::open("run=1 data=" + elsewhere.path().string()), selection_error);
 }
 
-// A library leaves the standard output to its caller, also where a catalogue file is damaged.
+// A library leaves standard output to its caller, even where a catalogue file is damaged.
 TEST_P(Requests, PrintNothing) {
   const temporary_folder catalogue_folder;
   catalogue::build_settings settings;

@@ -1,4 +1,4 @@
-// One rule for what a block is worth: read with its event or in a column, a value has the same status,
+// One rule for the status of a block: read with its event or in a column, a value has the same status,
 // whatever its payload says of itself. Payloads of every shape, sound and odd, plain and compressed, whole
 // and by member; and frames that are not pictures.
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // Several readings of one dataset under one limit, in one thread: what one of them decoded ahead of use
-// makes room for another, and where there is no room for good that is said without a wait.
+// makes room for another, and where there is never enough room this is reported without a wait.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,7 +26,7 @@ dataset_options with_limit(std::size_t bytes, std::size_t threads = 2) {
   return options;
 }
 
-/// Whether a reading stood still; every wait that ends for good takes 10 seconds or more then.
+/// Whether a reading stalled; every wait for memory that never comes then takes 10 seconds or more.
 class stopwatch {
  public:
   bool stood_still() const { return std::chrono::steady_clock::now() - begun_ > std::chrono::seconds(9); }
@@ -59,7 +59,7 @@ TEST(SharedLimit, IsSharedByRangesThatAreTakenInTurn) {
 }
 
 // A batch of these is a thousand times as large in memory as in the file: the first ones are planned before
-// anybody knows.
+// this is known.
 class SharedLimitOfFlatBlocks : public testing::TestWithParam<std::size_t> {};  // samples
 
 TEST_P(SharedLimitOfFlatBlocks, IsSharedByRangesThatAreTakenInTurn) {
@@ -116,7 +116,7 @@ TEST(SharedLimit, TakesNothingFromEventsThatAreHeld) {
   EXPECT_FALSE(first.next());
 }
 
-// Ranges of several threads take each other's batches, and each has all of its events all the same.
+// Ranges of several threads take each other's batches, and each has all of its events anyway.
 TEST(SharedLimit, IsSharedByRangesOfSeveralThreads) {
   const temporary_folder folder;
   constexpr std::uint32_t events = 200;
@@ -157,7 +157,7 @@ TEST(SharedLimit, GivesAColumnWhatARangeDecodedAhead) {
   EXPECT_FALSE(watch.stood_still());
 }
 
-// Nobody is at work who could give back anything.
+// No other thread is at work that could give back anything.
 TEST(SharedLimit, ThatIsFullOfHeldEventsIsSaidWithoutAWait) {
   const temporary_folder folder;
   const std::string path = flat(folder, 20, samples);
@@ -178,7 +178,7 @@ TEST(SharedLimit, ThatIsFullOfHeldEventsIsSaidWithoutAWait) {
   EXPECT_EQ(data.digest()[0].digest.values(), 20u);
 }
 
-// What large blocks took is the system's again.
+// The memory of large blocks goes back to the system.
 TEST(SharedLimit, HoldsForTheResidentMemoryOfLargeBlocks) {
   const temporary_folder folder;
   const std::string path = flat(folder, 12, 16 * samples);

@@ -1,4 +1,4 @@
-// What is held when the newest slow value may lie in a file that is missing: never said to be the last one.
+// What is held when the newest slow value may be in a missing file: it is never reported as the last one.
 #include <gtest/gtest.h>
 
 #include <cmath>

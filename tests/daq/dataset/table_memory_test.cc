@@ -1,5 +1,5 @@
 // Tables count for the memory limit before they are loaded, and a file that claims more than the limit
-// holds is refused by name. The files are sparse: they claim gigabytes and have next to none. What a
+// holds is refused by name. The files are sparse: they claim gigabytes and hold next to nothing. What a
 // process has resident is measured in a process of its own.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

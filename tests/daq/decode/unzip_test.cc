@@ -9,7 +9,7 @@
 #include "handmade_file.h"
 #include "ravo_daq_unzip.h"
 
-// In place of the compression libraries' own: they start, or answer what a test wants.
+// In place of the compression libraries' own: they start, or return what a test wants.
 static std::atomic<int> zlib_answer{Z_OK};
 static std::atomic<int> lzo_answer{LZO_E_OK};
 
@@ -194,7 +194,7 @@ TEST(MakeLzo, FailsWhenTheInputEndsEarly) {
 
 TEST(MakeZlib, ReportsThatZlibDoesNotStart) {
   std::string compressed = ravo::test::compress_zlib(ramp(10));
-  compressed.pop_back();  // a good stream does not come as far
+  compressed.pop_back();  // a good stream does not get this far
   zlib_answer = Z_VERSION_ERROR;
   const outcome result = run(make_zlib, compressed, 40);
   zlib_answer = Z_OK;

@@ -1,6 +1,6 @@
 // What is left when the writer is killed or the system refuses: complete files or none, a status and a
 // sentence, and a call that may be repeated. The oracle is a run that nothing disturbed: the writer gives
-// the same bytes for the same input, so a file that may be seen has to be one of that run's.
+// the same bytes for the same input, so a visible file has to be one of that run's.
 #include <gtest/gtest.h>
 
 #include "raw_file.h"
@@ -50,7 +50,7 @@ class WriterDurability : public testing::Test {
   }
   static void TearDownTestSuite() { undisturbed_.reset(); }
 
-  // Every file that may be seen is whole, and `hidden` is all that is hidden.
+  // Every visible file is complete, and `hidden` lists all hidden ones.
   static std::size_t expect_only_whole_files(const temporary_folder& folder, std::size_t hidden = 0) {
     std::size_t whole = 0;
     for (const std::string& name : names_in(folder.path())) {
@@ -93,7 +93,7 @@ TEST_F(WriterDurability, AWriterKilledAfterAnyEventLeavesOnlyWholeFiles) {
   }
 }
 
-// Whatever the program does about the signal that comes with it.
+// Whatever the program does with the signal that comes with it.
 TEST_F(WriterDurability, ALimitOfFilesAtAnyByteIsAnErrorThatNamesTheFile) {
   const auto length = std::filesystem::file_size(undisturbed_->file(names_in(undisturbed_->path())[0]));
   std::size_t refused_runs = 0;

@@ -63,7 +63,7 @@ TEST(WriterMemory, AFileMuchLargerThanTheBufferNeedsLittleMoreThanTheBuffer) {
     for (int i = 0; i < 20; ++i)
       must(writer, writer.add_channel(channel_of("C" + std::to_string(i), RAVO_BLOCK_1CHAN_2010)));
     for (std::uint32_t i = 0; i < 2000; ++i) {
-      // Now this channel has much data and now that one: what one took must not stay with it.
+      // The channels take turns in having much data: a channel must not keep the memory that it took.
       must(writer, writer.begin_event(event_of(i + 1, noon + i)));
       must(writer, writer.begin_server_block({"SERVER", {noon + i, 0}, 0, 0, 0}));
       must(writer, give(writer, static_cast<int>(i / 100), block));
@@ -184,7 +184,7 @@ TEST(WriterMemory, RefusedAtAnyAllocationAnEventIsWholeOrNotThereAtAll) {
     insist([&] { return writer.close(); });
   };
   write(undisturbed, -1);
-  // What a refused call has allocated stays: beginning further on meets what was stepped over.
+  // What a refused call has allocated stays: beginning later meets what was skipped.
   for (long first = 0; first < 8; ++first) {
     const temporary_folder folder;
     write(folder, first);

@@ -1,4 +1,4 @@
-// What comes out of the files is what was put in: random runs with every kind of channel are written,
+// Files return what was put into them: random runs with every kind of channel are written,
 // read back by the tests' own reader and compared with the list of what was given.
 #include <gtest/gtest.h>
 
@@ -297,7 +297,7 @@ TYPED_TEST(WriterModel, TheBufferSizeMakesNoDifferenceToTheBytes) {
 }
 
 TYPED_TEST(WriterModel, TheRunsHoldPlainAndPackedBlocksOfEachCompressor) {
-  // Keeps the tests above honest: were nothing compressed, they would not notice.
+  // Keeps the tests above honest: they would not notice if nothing were compressed.
   using raw_file = raw_file_of<typename TypeParam::layout>;
   const temporary_folder folder;
   const raw_file file(write_run<TypeParam>(settings_in(folder), make_run<TypeParam>(1, 300)).at(0));

@@ -1,5 +1,5 @@
-// Data of channels for the tests of the writer: the same values once in host order, as a user hands them
-// over, and once as they have to lie in the file. The two are built side by side from the values.
+// Data of channels for the tests of the writer: the same values once in host order, as a user passes them
+// in, and once as they have to lie in the file. The two are built side by side from the values.
 #ifndef RAVO_TEST_WRITER_PAYLOADS_H
 #define RAVO_TEST_WRITER_PAYLOADS_H
 

@@ -22,7 +22,7 @@
 
 namespace ravo::test {
 
-/// What is done to a system call.
+/// What happens to a system call.
 inline constexpr std::uint32_t killed = SECCOMP_RET_KILL_PROCESS;
 inline constexpr std::uint32_t failing_with(int error) {
   return SECCOMP_RET_ERRNO | static_cast<std::uint32_t>(error);

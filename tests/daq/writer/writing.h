@@ -43,7 +43,7 @@ inline ravo_daq_writer_event event_of(std::uint32_t number, std::uint32_t second
   return event;
 }
 
-/// Throws the writer's own words when a step of a test's preparation is refused.
+/// Throws the writer's own text when a step of a test's preparation is refused.
 inline void must(raw_writer& writer, int status) {
   if (status < 0) throw std::runtime_error(std::to_string(status) + ": " + writer.get_last_error());
 }

@@ -27,7 +27,7 @@ class later {
 
 }  // namespace
 
-// In front of the system's own.
+// In place of the system's own.
 extern "C" time_t time(time_t* seconds) noexcept {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -86,7 +86,7 @@ class Build : public testing::Test {
         IsEmpty());
     return all;
   }
-  // Other bytes, the same size and time of change: who opens the file is sure to complain.
+  // Other bytes, the same size and time of change: a program that opens the file is sure to complain.
   static void spoil_unnoticed(const std::string& path) {
     const auto when = fs::last_write_time(path);
     const auto size = fs::file_size(path);
@@ -129,7 +129,7 @@ TEST_F(Build, EntersAFileWithSizeSpanAndEvents) {
                                                  seconds_and_microseconds(march_first + 30, 654321)));
 }
 
-// Their event indices are the same; only the marker of the reference table is another.
+// Their event indices are the same; only the marker of the reference table differs.
 TEST_F(Build, EntersFilesOfBothGenerations) {
   write(first_name, build_small_file_of<layout_2010>().content);
   write(second_name, build_small_file_of<layout_2009>().content);
@@ -175,7 +175,7 @@ TEST_F(Build, EntersAFileWithoutEventsThatIsInNoAnswer) {
   EXPECT_THAT(lines(build().problems), IsEmpty());
   EXPECT_EQ(runs().at(0).files.size(), 1u);
   EXPECT_NE(ask_runs({catalogue()}, {12}).status, 0);
-  EXPECT_EQ(build().opened, 0u);  // it is known all the same
+  EXPECT_EQ(build().opened, 0u);  // it is known anyway
 }
 
 TEST_F(Build, GathersRunsStreamsAndFoldersBelow) {

@@ -227,7 +227,7 @@ TEST_F(Damage, LeavesUnknownElementsAndAttributesAlone) {
   EXPECT_EQ(said, "");
 }
 
-// They came back as blanks: another file's path.
+// They used to become blanks: another file's path.
 TEST_F(Damage, LeavesLineEndsAndTabsInPathsAsTheyAre) {
   std::string text = text_of(run_1());
   text.replace(text.find("/one.raw"), 8, "/a&#10;b&#9;c&#xD;d.raw");

@@ -1,5 +1,5 @@
 // Look-ups at their edges: first and last second, midnight, the turn of the year, runs that overlap, names
-// that are no folder, and what a look-up costs.
+// that are not folders, and what a look-up costs.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
