@@ -1,8 +1,8 @@
 // The systematic matrix for the dataset layer: every word of a small file of each generation takes every
 // suspicious value, and the output of the mutant is compared with what the page of the format and the
 // dataset's guide say. Where the changed word is a pointer, part of an event header, of the event index, of
-// a channel's masks or of a slow value's head, the outcome is worked out exactly; of all others no value
-// may come out as good that was not put in.
+// a channel's masks or of a slow value's head, the test computes the exact outcome; for all others no value
+// may be delivered as good that was not put in.
 #include <gtest/gtest.h>
 #include <ravo_dataset.h>
 
@@ -34,24 +34,24 @@ using image = std::vector<unsigned char>;
 using event_key = std::array<std::uint32_t, 3>;
 event_key key_of(const ravo_time_id& id) { return {id.event_number, id.time.timeup, id.time.timelow}; }
 
-/// A value that came out, or a status.
+/// A value that was delivered, or a status.
 struct cell {
   event_key event;
   value_status status;
   std::string bytes;
 };
 
-/// What became of one channel.
+/// The outcome of one channel.
 struct channel_outcome {
-  std::vector<cell> cells;  ///< by event; without those of which nothing is recorded
+  std::vector<cell> cells;  ///< by event; without those for which nothing is recorded
   std::uint64_t of_no_event = 0, second_of_event = 0, disputed = 0;
 };
 
-/// What came of a reading, by channel of the small file.
+/// The outcome of a reading, by channel of the small file.
 struct outcome {
   bool is_refused = false;
   std::vector<channel_outcome> channels;
-  std::string problem;  ///< what must not be, whatever the file holds
+  std::string problem;  ///< something that must not happen with any file
 };
 
 std::string text_of(const event_key& key) {
@@ -138,7 +138,7 @@ class DatasetMatrix : public testing::Test {
     }
   }
 
-  // A column says the same of its rows as events do, but that it is of one kind.
+  // A column agrees with the events on each row, except that it is of one kind.
   void read_columns(const dataset& data, outcome& result) {
     for (std::size_t i = 0; i < position_.size(); ++i) {
       const column_data column = data.column(data.channels()[i].label);
@@ -228,10 +228,10 @@ class DatasetMatrix : public testing::Test {
     return value_status::ok;
   }
 
-  /// Whether the outcome can be worked out with a word of this meaning.
+  /// Whether the outcome can be computed for a word of this meaning.
   static bool is_exact(const word_meaning& meaning, std::size_t word_of_entry) {
     const std::string_view what = meaning.what;
-    // What a subheader is that begins elsewhere is not followed here.
+    // A subheader that begins elsewhere is not followed here.
     if (what == "pointers") return word_of_entry != 2;
     return what == "event header" || what == "event number" || what == "event time" ||
            what == "event header's marker" || what == "event type" || what == "events of the index" ||
@@ -340,7 +340,7 @@ class DatasetMatrix : public testing::Test {
     return "";
   }
 
-  /// What comes out as good is what was put in, of that event.
+  /// A value that is delivered as good is the one that was put in for that event.
   std::string compare_values(const channel_outcome& got, std::size_t at, std::uint32_t value,
                              std::size_t channel, const word_meaning& meaning) const {
     image changed = file.image();

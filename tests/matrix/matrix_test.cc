@@ -1,6 +1,6 @@
 // The systematic matrix: every word of a small file of each generation takes every suspicious value, the
-// file is cut everywhere, every bit of its compressed data is turned. Whatever a mutant is, it is refused
-// in the words and statuses that there are for it, or exactly the good data are handed out of it.
+// file is cut everywhere, every bit of its compressed data is flipped. Any mutant is refused
+// with the texts and statuses of the interface, or readers hand out exactly the good data.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -16,7 +16,7 @@ namespace {
 
 using namespace ravo::test;
 
-/// Every n-th mutant is checked; n is 1 but under sanitizers, which take many times as long.
+/// Every n-th mutant is checked; n is 1 except under sanitizers, which take many times as long.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::size_t stride = 13;
 #else
@@ -26,14 +26,14 @@ constexpr std::size_t stride = 1;
 using image = std::vector<unsigned char>;
 using allowed_entries = std::vector<std::set<std::string>>;
 
-/// What was done to the file, and what may come of it.
+/// The change to the file, and the permitted outcomes.
 struct damage {
   image mutant;
   allowed_entries allowed;     ///< the only entries that may be handed out, but for
   allowed_entries followed{};  ///< those to which a changed pointer leads
   word_role role = word_role::of_file;
   int channel = no_channel;  ///< whose blocks alone may be missing
-  /// Of this channel an entry may have other values: what was damaged are data without a checksum, or the
+  /// An entry of this channel may have other values: the damage is in data without a checksum, or in the
   /// word that says what they are.
   int unchecked_channel = no_channel;
   bool is_silent = false;  ///< nothing but the changed word says that there are more data
@@ -64,7 +64,7 @@ class Matrix : public testing::Test {
     set_word(what.mutant, at, value);
     if (good().is_without_checksum(at) || std::string_view(meaning.what) == "data type")
       what.unchecked_channel = meaning.channel;
-    // What a pointer leads to is followed without a word, and so is a type.
+    // Pointers are followed without a message, and so are types.
     const bool is_followed = std::any_of(what.followed.begin(), what.followed.end(),
                                          [](const auto& entries) { return !entries.empty(); });
     what.is_silent = is_followed || std::string_view(meaning.what) == "count in the dictionary";
@@ -78,7 +78,7 @@ class Matrix : public testing::Test {
     return verify_lines(middle->path());
   }
   static bool is_stated(int status) {
-    // Beside its own it hands on the table-access library's for the pointer table.
+    // Besides its own status it passes on the table-access library's for the pointer table.
     return status == 0 || std::count(std::begin(loader_statuses), std::end(loader_statuses), status) > 0 ||
            (status > 100 && status <= 110);
   }
@@ -126,7 +126,7 @@ class Matrix : public testing::Test {
             what.channel == channel);
   }
 
-  /// Reads a mutant in all ways and says what came of it.
+  /// Reads a mutant in all ways and returns the outcome.
   verdict_on_mutant judge(const damage& what) {
     verdict_on_mutant verdict;
     std::string& wrong = verdict.wrong;
@@ -206,7 +206,7 @@ class Matrix : public testing::Test {
       wrong = "verify finds nothing where data are missing";
   }
 
-  /// Judges every n-th of so many damages.
+  /// Checks every n-th of these changes.
   void judge_all(std::size_t damages, std::size_t nth, const std::function<damage(std::size_t)>& make,
                  const std::function<std::string(std::size_t)>& name) {
     const mutant_tally tally =
@@ -373,7 +373,7 @@ TYPED_TEST(Matrix, OfARowThatGoesRound) {
       [](std::size_t from) { return "row of entry " + std::to_string(from); });
 }
 
-// Counts and lengths that agree with one another in their lie.
+// Counts and lengths that are false, but consistent.
 TYPED_TEST(Matrix, OfCountsOfTwoToThe31) {
   const image& good = this->good().image();
   const auto& file = this->good();
@@ -399,7 +399,7 @@ TYPED_TEST(Matrix, OfCountsOfTwoToThe31) {
       [&](std::size_t i) { return "counts, mutant " + std::to_string(i); });
 }
 
-// A few kilobytes that are said to be, or that really are, sixteen megabytes.
+// A few kilobytes that claim to be, or really are, sixteen megabytes.
 TYPED_TEST(Matrix, OfADecompressionBomb) {
   using layout = typename TypeParam::layout;
   constexpr std::size_t inflated = 16u << 20;

@@ -38,7 +38,7 @@ constexpr bool is_sanitized = false;
 #endif
 constexpr unsigned watchdog_seconds = is_sanitized ? 120 : 30;  // for one mutant; they take milliseconds
 
-// What a process shares with the one that made it.
+// Shared with the process that made this one.
 struct blackboard {
   std::size_t current;  ///< the mutant that is being checked, or that comes next
   std::size_t end;      ///< the first one that is not this process's
@@ -91,7 +91,7 @@ int new_keeping_place() {
 std::string last_words(int file) {
   const off_t size = lseek(file, 0, SEEK_END);
   std::string words(static_cast<std::size_t>(std::min<off_t>(size, 1000)), '\0');
-  // The beginning: a sanitizer says first what it is about.
+  // The beginning: a sanitizer reports the kind of error first.
   words.resize(static_cast<std::size_t>(std::max<ssize_t>(0, pread(file, words.data(), words.size(), 0))));
   return words;
 }

@@ -13,10 +13,10 @@
 
 namespace ravo::test {
 
-/// What came of a mutant.
+/// The outcome of a mutant.
 struct verdict_on_mutant {
   std::string kind;   ///< how it is counted
-  std::string wrong;  ///< empty, or what must not be
+  std::string wrong;  ///< empty, or an outcome that is not permitted
 };
 
 struct mutant_tally {
@@ -31,7 +31,7 @@ struct mutant_tally {
   std::size_t judged() const;
 };
 
-/// What is done with mutants. All of it runs in the process that checks them, but for the names of those
+/// The check of mutants. All of it runs in the process that checks them, except for the names of those
 /// that ended it.
 struct mutant_check {
   std::function<verdict_on_mutant(std::size_t)> judge;

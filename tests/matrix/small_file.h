@@ -1,5 +1,5 @@
-// A small raw file put together by hand, of which every word is known: what it is for, and what becomes of
-// the data when it is another. It knows what readers may hand out of a mutant; it reads nothing with the
+// A small raw file put together by hand, of which every word is known: its purpose, and what happens to
+// the data when it changes. It knows what readers may hand out of a mutant; it reads nothing with the
 // library.
 #ifndef RAVO_TEST_MATRIX_SMALL_FILE_H
 #define RAVO_TEST_MATRIX_SMALL_FILE_H
@@ -19,7 +19,7 @@
 
 namespace ravo::test {
 
-/// What depends on a word, and so what may become of the data when it is another.
+/// What depends on a word, and so what may happen to the data when it changes.
 enum class word_role {
   nothing,     ///< readers need it for nothing: exactly the good data
   passed_on,   ///< readers hand it out and nothing else in the file says the same: the good data, with this
@@ -102,7 +102,7 @@ class small_file {
 
   /// What the classic readers hand out of an entry of the pointers that may lead anywhere: they follow each
   /// word, and compare nothing. Nothing where a word leads out of its basket, or where a subheader would
-  /// begin that is none.
+  /// begin that is not valid.
   std::optional<std::string> as_followed(int channel, std::size_t entry,
                                          const std::vector<unsigned char>& image) const {
     const std::size_t at = pointer_of(channel, entry, image);

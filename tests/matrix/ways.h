@@ -1,5 +1,5 @@
 // The ways in which the matrix reads a mutant: the loader, a reader for each channel, the slicer over the
-// mutant between good files, and the tool's `info` and `verify`. Each hands back what it was handed, byte
+// mutant between good files, and the tool's `info` and `verify`. Each returns what it received, byte
 // by byte.
 #ifndef RAVO_TEST_MATRIX_WAYS_H
 #define RAVO_TEST_MATRIX_WAYS_H
@@ -36,12 +36,12 @@ handed_entry take_entry(const ravo_channel_entry_long& entry) {
   return taken;
 }
 
-/// What came of a way of reading.
+/// The outcome of a way of reading.
 struct reading {
   int status = 0;
   /// By channel, and after all channels those whose blocks have a name that no channel has.
   std::vector<std::vector<handed_entry>> entries;
-  std::string problem;      ///< what must not be, whatever the file holds
+  std::string problem;      ///< something that must not happen with any file
   bool goes_round = false;  ///< more events came than there are
 };
 
@@ -74,7 +74,7 @@ class channel_readers {
     ask_for_events(reader, result);
   }
 
-  // What is asked for by its number is that event, or is not there.
+  // A request by number returns that event, or nothing.
   static void ask_for_events(typename generation::read_chan& reader, reading& result) {
     for (unsigned number = 100; number < 112; ++number) {
       const ravo_time_id event{number, {}};
@@ -138,7 +138,7 @@ reading slice(const std::vector<char*>& files, ravo_daq_slicer_synch_mode mode) 
     result.status = slicer.get_data(nullptr, &entries, events == 0 ? 0 : 1);
     if (result.status != 0) break;
     for (const ravo_channel_entry_long* entry : entries) {
-      // A result has no other word for its channel than the name in the block.
+      // A result identifies its channel only by the name in the block.
       const char* const name = reinterpret_cast<const char*>(entry->sbchdata[0].chhd);
       const auto known = std::find(names.begin(), names.end(), name == nullptr ? "" : name);
       result.entries[static_cast<std::size_t>(known - names.begin())].push_back(

@@ -1,4 +1,5 @@
-// The neighbours of the files that a scan found: when they are looked for, which they are, what is said.
+// The neighbours of the files that a scan found: when they are searched for, which they are, what is
+// printed.
 #include "requested_reader.h"
 
 #include <dirent.h>

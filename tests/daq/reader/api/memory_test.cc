@@ -145,7 +145,7 @@ TYPED_TEST(RequestMemory, RunNumbersWithoutMemoryAreReported) {
   EXPECT_EQ(the_catalogue.records_alive, 0);
 }
 
-// A list with a hole would give data that look whole.
+// A list with a hole would give data that look complete.
 TYPED_TEST(RequestMemory, AFileWithoutMemoryEndsTheRequest) {
   this->ask_for_period(0, 1000);
   the_catalogue.period_status = 0;

@@ -1,4 +1,4 @@
-// What the older reader has and has not, and that its own defaults read files whose events come five times
+// What the older reader has and lacks, and that its own defaults read files whose events come five times
 // a second. The tests of both generations cover the other differences to the current one.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

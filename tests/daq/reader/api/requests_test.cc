@@ -58,7 +58,7 @@ class Requests : public testing::Test {
     }
     for (daq_channel_entry& entry : entries_of_channels) channels.push_back(&entry);
   }
-  /// A reader without anything, and a request for nothing in particular.
+  /// A reader without files or channels, and a request without a period or runs.
   void set_up() {
     reader.clean_up();
     request = {};
@@ -99,7 +99,7 @@ class Requests : public testing::Test {
     EXPECT_EQ(status, expected_end);
     return all;
   }
-  /// What the files themselves give, cut by the same period.
+  /// What the files themselves deliver, cut by the same period.
   delivery deliver_named_files() {
     std::vector<std::string> texts = the().run.files();
     std::vector<char*> paths;

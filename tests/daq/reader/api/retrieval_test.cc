@@ -1,4 +1,4 @@
-// get_data() step by step: what of the slicer's answers is handed out, counted, said and stored.
+// get_data() step by step: which of the slicer's answers are handed out, counted, printed and stored.
 #include "scripted_reader.h"
 
 namespace ravo::test {

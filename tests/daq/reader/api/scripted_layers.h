@@ -1,5 +1,5 @@
 // A reader over a slicer and a loader that do what a test says, so that the reader's own steps can be
-// seen one by one, also those that no good file ever leads to, with the rules of either generation. The
+// seen one by one, even those that no good file ever leads to, with the rules of either generation. The
 // reader's code itself is the library's.
 #ifndef RAVO_TEST_SCRIPTED_LAYERS_H
 #define RAVO_TEST_SCRIPTED_LAYERS_H

@@ -23,7 +23,7 @@ class scripted_reader : public testing::Test {
   using reader_type = daq_reader<scripted<typename generation::records>>;
   using subhead = typename generation::records::subhead;
 
-  /// What messages name the reader by.
+  /// The name of the reader in messages.
   const std::string class_name = either<generation>("ravo_daq_reader_2010", "ravo_daq_reader");
 
   scripted_reader() {

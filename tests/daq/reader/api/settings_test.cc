@@ -1,5 +1,5 @@
-// The reader as an object: what it starts with, what its settings take and refuse, what they store, and
-// what cleaning up brings back.
+// The reader as an object: its defaults, what its settings accept and refuse, what they store, and
+// what cleaning up restores.
 #include "scripted_reader.h"
 
 #include <algorithm>

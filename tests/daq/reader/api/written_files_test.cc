@@ -56,7 +56,7 @@ class WrittenFiles : public testing::Test {
     return {reinterpret_cast<const char*>(entry->sbchdata[0].data),
             static_cast<std::size_t>(head(entry).ldata) - sizeof(subhead)};
   }
-  /// Holds the entries against what these channels had in an event.
+  /// Compares the entries with what these channels had in an event.
   void expect_event(unsigned number, const channel_names& channels) {
     SCOPED_TRACE(number);
     std::size_t next = 0;
@@ -362,7 +362,7 @@ TYPED_TEST(WrittenFiles, MayBeAbandonedAtAnyMoment) {
 }
 
 TYPED_TEST(WrittenFiles, TheSteadyStateAllocatesNothing) {
-  // GROW is left out: its blocks grow for ever, and a buffer with them.
+  // Without GROW: its blocks keep growing, and a buffer with them.
   this->start({"BPM", "TOR", "RF", "HALF", "SLOW"}, {this->run().files()[0]});
   for (int i = 0; i < 6; ++i) ASSERT_EQ(this->get(), 0);
   const long by_hand = failing_allocation::asked;

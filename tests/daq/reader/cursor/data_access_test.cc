@@ -1,4 +1,4 @@
-// The data access object over list files and older files: codes, texts and what is left behind.
+// The data access object over list files and older files: codes, texts and the state afterwards.
 #include <gtest/gtest.h>
 
 #include "ravo_daq_data.h"
@@ -111,7 +111,7 @@ TEST_F(DataAccess, IsReadyAgainAfterARefusal) {
   EXPECT_EQ(data.GetData(), 0);
 }
 
-// The first event is asked for once more with every call, and every call has an end.
+// Every call asks for the first event once more, and every call ends.
 TEST_F(DataAccess, NeverLeavesTheFirstEventWithAStepOfNothing) {
   const small_older_file file;
   ravo_time_id nothing{}, start{}, stop{};
@@ -156,8 +156,8 @@ std::string write_current_file(const temporary_folder& folder) {
   return writer.get_files().at(0);
 }
 
-// What comes after such a file is not read, and GetData() answers as at a good end: programs that want to
-// know have to check the list, or read with the dataset layer.
+// What comes after such a file is not read, and GetData() returns the status of a good end: programs that
+// want to know have to check the list, or read with the dataset layer.
 TEST_F(DataAccess, EndsAtAListedFileThatItCannotGoOnWith) {
   const small_older_file one(1), three(3), without_tor(3, "OTHER"), five(5);
   const unsigned char garbage[] = "this is no raw file of any kind, but a text of some length";

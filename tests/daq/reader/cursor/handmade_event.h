@@ -151,7 +151,7 @@ class handmade_event {
   std::vector<ravo_channel_entry_long*> result_;
 };
 
-/// What an action says on both streams.
+/// What an action prints on both streams.
 struct said {
   std::string out;
   std::string error;

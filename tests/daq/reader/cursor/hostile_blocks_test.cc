@@ -1,5 +1,6 @@
-// Blocks that lie, thousands of them: whatever an accessor hands out lies inside the block, and whatever it
-// prints has an end. Each block ends where its memory ends, so that a sanitizer sees every read past it.
+// Thousands of blocks that contradict themselves: whatever an accessor hands out lies inside the block, and
+// whatever it prints has an end. Each block ends where its memory ends, so that a sanitizer sees every read
+// past it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -28,7 +29,7 @@ class lying_block {
     begin_ = reinterpret_cast<const char*>(&event_.block<generation>(0));
   }
 
-  /// Asks for everything there is.
+  /// Calls every accessor.
   void try_everything() {
     ASSERT_EQ(cursor_.SetRes(event_.result()), 1);
     expect_inside(cursor_.GetPropName(), 0);
@@ -171,7 +172,7 @@ class lying_block {
       payload.resize(static_cast<std::size_t>(pick(0, static_cast<int>(payload.size()))));
   }
 
-  // Never longer than the memory: that much, readers vouch for.
+  // Never longer than the memory: readers guarantee that.
   std::int32_t some_length(std::int32_t whole) {
     switch (pick(0, 5)) {
       case 0:

@@ -50,7 +50,7 @@ class model {
     for (const made_channel& channel : channels_) {
       if (channel.broken == flaw::no_entry || channel.broken == flaw::no_event) continue;
       const int structure = structure_of(channel.event_type);
-      // Types are read in the first entry's layout: those of the other generation are seen as none.
+      // Types are read in the first entry's layout: those of the other generation count as no type.
       const bool seen_as_image = channel.broken != flaw::no_channel && is_image(channel) &&
                                  channel.current == channels_[0].current;
       if (structure == slow_event) ++slow;
@@ -317,7 +317,7 @@ void walk(std::mt19937& numbers, bool with_flaws) {
   }
 }
 
-// What a failure says goes to standard output, which the walks fill with the cursor's complaints.
+// The message of a failure goes to standard output, which the walks fill with the cursor's complaints.
 void walk_many(unsigned seed, int events, bool with_flaws) {
   std::mt19937 numbers(seed);
   const said heard = listen([&] {

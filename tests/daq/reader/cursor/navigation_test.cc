@@ -1,5 +1,5 @@
-// The cursor over one event of either generation: which channel is selected, what it is, and what is said
-// when none can be.
+// The cursor over one event of either generation: which channel is selected, what it is, and what is
+// printed when none can be.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -503,7 +503,7 @@ TEST(OlderCursor, IsOneForCurrentEventsAgainAfterClean) {
             "ravo_daq_getdata::GetSingle: 0 ChanHeader_2010 == NULL");
 }
 
-// Readers may be gone by then, and their blocks with them.
+// Readers may be destroyed by then, and their blocks with them.
 TEST(CurrentCursor, RemembersAfterCleanWhatTheLastHeaderSaid) {
   auto event = std::make_unique<handmade_event>();
   event->add<current_event>("A", RAVO_BLOCK_2CHAN_2010, two_spectra<current_event>());

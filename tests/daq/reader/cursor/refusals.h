@@ -1,5 +1,5 @@
-// What the operations of the user access layer refuse with, by name; ravo_daq_data.h states the numbers,
-// and which operation answers which of them.
+// The refusals of the operations of the user access layer, by name; ravo_daq_data.h states the numbers,
+// and which operation returns which of them.
 #ifndef RAVO_TEST_CURSOR_REFUSALS_H
 #define RAVO_TEST_CURSOR_REFUSALS_H
 

@@ -143,7 +143,7 @@ TYPED_TEST(Values, AreNoneInANameValueBlockThatLies) {
   }
 }
 
-// A name has 80 bytes, and all of them may be letters: in the last record as in any other.
+// A name has 80 bytes, and all of them may be letters, even in the last record.
 TYPED_TEST(Values, GiveRecordsWhoseNamesFillTheirField) {
   const ravo_name_value_block head{42, "settings", 2};
   ravo_name_value_channel full{"", 1.5f};

@@ -1,4 +1,4 @@
-// What a reading is to deliver, worked out from the answer key in the plainest way: all blocks of the
+// What a reading has to deliver, computed from the answer key in the simplest way: all blocks of the
 // channels are laid out by event, and slow channels stay from where they were first seen.
 #ifndef RAVO_TEST_EXPECTATION_H
 #define RAVO_TEST_EXPECTATION_H

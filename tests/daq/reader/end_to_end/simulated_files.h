@@ -14,7 +14,7 @@
 
 namespace ravo::test {
 
-/// One block that is in the files, as it is to come out.
+/// One block that is in the files, as it has to be delivered.
 struct known_block {
   ravo_time_id id;
   std::string server;

@@ -19,7 +19,7 @@ namespace {
 
 using namespace ravo::test;
 
-// What get_all_tables() refuses with; ravo_daq/file_get_tables.h states the numbers.
+// The refusals of get_all_tables(); ravo_daq/file_get_tables.h states the numbers.
 enum failure : int {
   cannot_be_opened = -2,
   tail_not_mapped = -3,

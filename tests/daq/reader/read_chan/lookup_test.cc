@@ -248,7 +248,7 @@ class ChannelReaderWithEndlessMicroseconds : public ChannelReaderLookup<generati
 };
 TYPED_TEST_SUITE(ChannelReaderWithEndlessMicroseconds, generations, generation_name);
 
-// The sum of time and step wrapped, and the step led back to the event that it came from, for ever.
+// The sum of time and step used to wrap, and the step led back to the event that it came from, for ever.
 TYPED_TEST(ChannelReaderWithEndlessMicroseconds, AStepForwardFromItLeavesTheFile) {
   this->expect(ask(*this->reader, last), ok, 109);
   this->expect(ask(*this->reader, next), out_of_window, 0);
@@ -392,7 +392,7 @@ TYPED_TEST(ChannelReaderEntries, AnAwaitedEntryEndsTheScan) {
   reader->out_cur = reader->out;
   const time_stamp third{1003, 0};
   for (const int type : {first, previous, current, next, last}) {
-    // Also a step, which would find 8 and 9: nothing is known of what is still awaited.
+    // Even a step, which would find 8 and 9: nothing is known about entries that are still awaited.
     EXPECT_EQ(reader->find_entry_by_event_id(3, type, &status), nullptr);
     EXPECT_EQ(status, no_data);
     EXPECT_EQ(reader->find_entry_by_event_id(5, type, &status), nullptr);

@@ -151,7 +151,7 @@ TYPED_TEST(SlicerFiles, LoseAChannelAtAFileThatDoesNotKnowIt) {
                                       "0 3+300000: A@3+300000", "-3 0+none:"}));
 }
 
-// A, which has nothing there, keeps its reader, and nothing says any more that its data have ended.
+// A, which has nothing there, keeps its reader, and nothing reports any more that its data have ended.
 TYPED_TEST(SlicerFiles, AfterAJumpPastAChannelsEndTheEndIsAnEmptyEventAndThenAnError) {
   stream<TypeParam> files;
   files.file({{"A", "B"}, {{1, 100000, {"A", "B"}}, {2, 200000, {"B"}}, {3, 300000, {"B"}}}});

@@ -1,6 +1,6 @@
 // What only the older slicer does: a thread that loads all files at once and returns, a call that begins
-// with the current event, no second try. Where it only speaks or chooses otherwise than the current one,
-// the tests of both say so.
+// with the current event, no second try. Where it only prints or chooses differently from the current one,
+// the tests of both cover it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -32,7 +32,7 @@ auto& prepare_thread(older_play& p) {
   return task;
 }
 
-// None of the ten files is claimed by anybody.
+// No channel claims any of the ten files.
 TEST(OlderTableThread, LoadsAllFilesWhateverHasBeenClaimedAndReturns) {
   std::vector<std::string> files;
   for (int i = 0; i < 10; ++i) files.push_back("f" + std::to_string(i));

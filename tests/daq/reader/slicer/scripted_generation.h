@@ -1,6 +1,6 @@
 // Generations of the raw format without files, each with the rules of a real one: their loaders and channel
 // readers answer what a test scripts. With them the slicer's algorithms meet every answer that a channel
-// reader may give, also those that no file brings about. What the slicer does with real files is tested
+// reader may give, even those that no file causes. What the slicer does with real files is tested
 // elsewhere.
 #ifndef RAVO_TEST_SLICER_SCRIPTED_GENERATION_H
 #define RAVO_TEST_SLICER_SCRIPTED_GENERATION_H
@@ -87,7 +87,7 @@ struct script {
   std::atomic<int> readers_alive{0};
   std::atomic<int> files_loaded{0};
   std::multiset<const scripted_tables*> tables_in_use;  // by readers that were not cleaned
-  bool freed_in_use = false;                            // tables went while a reader could still read them
+  bool freed_in_use = false;  // tables were freed while a reader could still read them
 };
 /// The script of the running test.
 inline script* playing = nullptr;

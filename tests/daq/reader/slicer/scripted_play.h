@@ -1,5 +1,5 @@
 // A slicer of a scripted generation, set up over invented files and channels. Whatever a test does,
-// nothing may be left over at its end, and no tables may have gone while a reader could still read them.
+// nothing may be left over at its end, and no tables may be freed while a reader could still read them.
 #ifndef RAVO_TEST_SLICER_SCRIPTED_PLAY_H
 #define RAVO_TEST_SLICER_SCRIPTED_PLAY_H
 

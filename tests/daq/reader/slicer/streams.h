@@ -141,7 +141,7 @@ inline std::string channel_of(const ravo_channel_entry_long& entry) {
   return reinterpret_cast<const char*>(entry.sbchdata[0].chhd);
 }
 
-/// What a get_data() gave, for one comparison: "status event: channel@event ...".
+/// The result of a get_data(), for one comparison: "status event: channel@event ...".
 inline std::string text_of(const ravo_time_id& id) {
   const long long after_noon = (id.time.timeup * 1000000LL + id.time.timelow) - noon;
   return std::to_string(id.event_number) + "+" +

@@ -1,5 +1,5 @@
 // The table-loading thread and the hand-over of what it loads: read-ahead, failure, credits, and that no
-// wait is without an end. The files are invented; loading them takes no time.
+// wait lasts for ever. The files are invented; loading them takes no time.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>

@@ -1,6 +1,6 @@
 // Raw files of either generation, written with channels of many kinds, and the answer key: what each block
-// has to be when it comes out. The blocks are made here, in host order, from numbers; the key knows nothing
-// of how they lie in the files.
+// has to be when it is delivered. The blocks are made here, in host order, from numbers; the key knows
+// nothing of how they lie in the files.
 #ifndef RAVO_TEST_ANSWER_KEY_H
 #define RAVO_TEST_ANSWER_KEY_H
 
@@ -27,7 +27,7 @@ void append(host_bytes& to, const Record& record) {
 
 inline void copy_text(char* to, const std::string& text) { std::memcpy(to, text.data(), text.size()); }
 
-/// The value of a sample: another one for each channel, event, member and place.
+/// The value of a sample: different for each channel, event, member and position.
 inline float sample_of(int channel, std::uint32_t event, int member, int sample) {
   return static_cast<float>(channel * 1000 + static_cast<int>(event % 97) * 10 + member) +
          static_cast<float>(sample % 13) / 16;
@@ -36,7 +36,7 @@ inline float sample_of(int channel, std::uint32_t event, int member, int sample)
 template <class generation>
 class answer_key {
  public:
-  /// A block that is in the files, as it is to come out.
+  /// A block that is in the files, as it has to be delivered.
   struct block {
     ravo_time_id id;
     int dtype = 0;
