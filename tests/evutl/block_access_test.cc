@@ -291,7 +291,7 @@ TEST(UpdateRecords, GiveNameStatusTimeAndValue) {
   EXPECT_NE(get_update_params(block.get(), -1, &name, &status, &time, &value), 0);
 }
 
-TEST(UpdateRecords, AreNoneInACutBlockAndInOtherTypes) {
+TEST(UpdateRecords, AreAbsentInACutBlockAndInOtherTypes) {
   block_2009 block("SLOW", RAVO_UPD_BLOCK, update<host_bytes>(80));
   block.get()->ldata -= 1;
   EXPECT_EQ(get_number_of_upd_channels(block.get()), 0);
@@ -300,7 +300,7 @@ TEST(UpdateRecords, AreNoneInACutBlockAndInOtherTypes) {
   EXPECT_EQ(get_number_of_upd_channels(nullptr), 0);
 }
 
-TEST(UpdateRecords, AreNoneWhereTheNameHasNoEnd) {
+TEST(UpdateRecords, AreAbsentWhereTheNameHasNoEnd) {
   block_2009 block("SLOW", RAVO_UPD_BLOCK,
                    host_bytes().raw(std::string(80, 'x')).i32(3).u32(1).u32(2).f32(4));
   EXPECT_EQ(get_number_of_upd_channels(block.get()), 0);
@@ -314,7 +314,7 @@ TEST(UpdateRecords, NeedNotBeAskedForEverything) {
   EXPECT_EQ(get_update_params(block.get(), 0, nullptr, nullptr, nullptr, nullptr), 0);
 }
 
-TEST(ImageParameters, AreNoneWhereTheFrameIsLongerThanTheBlock) {
+TEST(ImageParameters, AreAbsentWhereTheFrameIsLongerThanTheBlock) {
   for (const std::int32_t length : {7, -1, INT32_MAX, INT32_MIN}) {
     block_2009 plain("CAM", RAVO_BLOCK_IMAGE, image<host_bytes>());
     set_word(plain.get(), 6, length);

@@ -70,7 +70,7 @@ TEST(FileName, HoldsNoTimeWhenItIsOfAnotherGrammar) {
     EXPECT_FALSE(time_of(name).first) << name;
 }
 
-TEST(FileName, HoldsNoTimeWhenThereIsNone) {
+TEST(FileName, HoldsNoTimeWhenItHasNone) {
   time_stamp time;
   EXPECT_NE(get_time_from_file_name(nullptr, &time), 0);
   EXPECT_NE(get_time_from_file_name("e_s_run1_file1_20260101T000000Z.raw", nullptr), 0);

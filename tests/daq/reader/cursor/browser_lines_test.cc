@@ -52,7 +52,7 @@ TEST_F(BrowserLines, PassOverChannelsWithoutEvents) {
   EXPECT_STREQ(browser.GetChanName(4, nullptr, nullptr, nullptr), "B");
 }
 
-TEST_F(BrowserLines, AreNoneForAFileThatTheReaderCannotRead) {
+TEST_F(BrowserLines, AreAbsentForAFileThatTheReaderCannotRead) {
   script.results["get_number_of_channels"] = RAVO_DAQ_READER_BAD_FILE_FORMAT;
   EXPECT_EQ(browser.GetNchan(), unreadable_file);
   const said heard = listen([&] { browser.PrintChan(); });

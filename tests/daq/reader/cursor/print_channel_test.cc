@@ -126,7 +126,7 @@ TYPED_TEST(PrintedChannel, HasNoMoreMembersThanItsBlockHasBytes) {
   EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n') - 2, 32 + TypeParam::head_size);
 }
 
-TYPED_TEST(PrintedChannel, IsNoneWithoutItsHeader) {
+TYPED_TEST(PrintedChannel, IsAbsentWithoutItsHeader) {
   this->print("A", TypeParam::spectrum_type, two_spectra<TypeParam>());
   this->event.addresses(0).chhd = 0;
   this->event.addresses(0).data = 0;

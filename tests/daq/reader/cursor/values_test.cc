@@ -44,7 +44,7 @@ TYPED_TEST(Values, GiveTheSlowValueWithStatusAndTime) {
   EXPECT_EQ(this->cursor.GetSingle(0), 12.5f);
 }
 
-TEST(CurrentValues, AreNoneAfterCleanThoughTheHeaderIsStillKnown) {
+TEST(CurrentValues, AreAbsentAfterCleanThoughTheHeaderIsStillKnown) {
   handmade_event event;
   event.add<current_event>("S", RAVO_UPD_BLOCK_2010, update_payload<current_event>("PROP", 12.5f),
                            RAVO_EV_UPD);
@@ -63,7 +63,7 @@ TEST(CurrentValues, AreNoneAfterCleanThoughTheHeaderIsStillKnown) {
   EXPECT_EQ(cursor.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr), 1);
 }
 
-TYPED_TEST(Values, AreNoneInACutSlowBlock) {
+TYPED_TEST(Values, AreAbsentInACutSlowBlock) {
   const std::string whole = update_payload<TypeParam>("PROP", 12.5f);
   this->show(TypeParam::update_type, whole.substr(0, whole.size() - 1), RAVO_EV_UPD);
   EXPECT_EQ(this->cursor.GetSlowPrm(nullptr, nullptr, nullptr), 1);
@@ -133,7 +133,7 @@ TYPED_TEST(Values, EndAtTheLastRecord) {
   EXPECT_EQ(this->cursor.GetDataPtrs(nullptr, nullptr, nullptr, 2), 2);
 }
 
-TYPED_TEST(Values, AreNoneInANameValueBlockThatLies) {
+TYPED_TEST(Values, AreAbsentInANameValueBlockThatLies) {
   for (const int ndata : {3, -1, 0x7fffffff}) {
     this->show_records(ndata);
     EXPECT_EQ(this->cursor.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr), 1) << ndata;
@@ -216,7 +216,7 @@ TEST(CurrentValues, CountGroupsTimesSamplesAndReportTheSamples) {
             "GetSpectVal() index is too big: 6 max: 2\n");
 }
 
-TYPED_TEST(Values, AreNoneInASpectrumThatLies) {
+TYPED_TEST(Values, AreAbsentInASpectrumThatLies) {
   this->show_spectra();
   this->event.template data<std::int32_t>(0)[1] = 1000;
   this->cursor.SetChan(0);
@@ -327,7 +327,7 @@ TYPED_TEST(Values, AreComplainedOfWhenTheHeaderOfTheSelectionIsMissing) {
   });
 }
 
-TYPED_TEST(Values, AreNoneOfANegativeMember) {
+TYPED_TEST(Values, AreAbsentForANegativeMember) {
   this->show_spectra();
   const said heard = listen([&] {
     EXPECT_EQ(this->cursor.GetSpect(-1), nullptr);
@@ -348,7 +348,7 @@ TYPED_TEST(Values, AreNoneOfANegativeMember) {
             "ravo_daq_getdata::GetSpectPar: error datatype24\n");
 }
 
-TYPED_TEST(Values, OfARegionAreNoneWhereItLiesAboutItsSize) {
+TYPED_TEST(Values, OfARegionAreAbsentWhereItLiesAboutItsSize) {
   for (const auto& [width, height] : {std::pair{3, 1}, {2, 0}, {-1, 4}, {0x7fffffff, -0x7fffffff + 3}}) {
     this->show(RAVO_BLOCK_IMG_ROI1, bytes_of(ravo_roi_head{10, 20, width, height}) + floats({1, 2, 3}));
     EXPECT_EQ(listen([&] {
@@ -378,7 +378,7 @@ TYPED_TEST(Values, KeepOutputsThatTheBlockDoesNotFill) {
   EXPECT_EQ(groups_inc, 0.0f);
 }
 
-TYPED_TEST(Values, ByNameAreNoneWhereTheNamedChannelHasNoData) {
+TYPED_TEST(Values, ByNameAreAbsentWhereTheNamedChannelHasNoData) {
   this->event.template add<TypeParam>("EMPTY", RAVO_BLOCK_NAME_VALUE, "");
   this->event.template add<TypeParam>("SLOW", RAVO_BLOCK_NAME_VALUE, "", RAVO_EV_UPD);
   this->show_spectra();
