@@ -245,7 +245,7 @@ TEST_F(Convert, GivesEveryOlderTypeItsCurrentOneAndTellsWhatThatLoses) {
   }
   EXPECT_THAT(
       run_tool({"convert", older, "--into", into, "--force"}).out,
-      HasSubstr("\n  T20: RAVO_BLOCK_WSS_RAW became RAVO_BLOCK_WS_2010, which does not tell which of "
+      HasSubstr("\n  T20: RAVO_BLOCK_WSS_RAW became RAVO_BLOCK_WS_2010, which does not say which of "
                 "WS_SLOW, WSS_RAW and WSS_COR it was\n"));
 }
 

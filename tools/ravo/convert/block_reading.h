@@ -1,5 +1,5 @@
-// Reads single blocks of a raw file and decodes them with the readers' decoder. The file is read piece by
-// piece and not mapped: when somebody cuts it short meanwhile, a read ends and not the program.
+// Reads single blocks of a raw file and decodes them with the readers' decoder. The file is read piece
+// by piece and not mapped: if it is truncated meanwhile, a read ends short and the program goes on.
 #ifndef RAVO_TOOL_BLOCK_READING_H
 #define RAVO_TOOL_BLOCK_READING_H
 
@@ -42,7 +42,7 @@ inline const char* text_of(decode_outcome outcome) {
   }
 }
 
-/// Whether the machine is to blame, and not the block.
+/// Whether the failure is one of memory, not of the block.
 inline bool is_of_memory(decode_outcome outcome) {
   using enum decode_outcome;
   switch (outcome) {
@@ -62,11 +62,11 @@ inline bool is_of_memory(decode_outcome outcome) {
 /// A part of a file that was read into memory.
 class file_bytes {
  public:
-  /// Fewer bytes when the file ends before.
+  /// Reads fewer bytes if the file ends earlier.
   void read(const raw_file& file, std::uint32_t offset, std::uint64_t length) {
     offset_ = offset;
-    const std::uint64_t behind = file.size() > offset ? file.size() - offset : 0;
-    bytes_.resize(length < behind ? length : behind);
+    const std::uint64_t remaining = file.size() > offset ? file.size() - offset : 0;
+    bytes_.resize(length < remaining ? length : remaining);
     if (!bytes_.empty() && !file.read_at(offset, bytes_)) bytes_.clear();
   }
   file_part part() const { return {bytes_.data(), bytes_.size(), offset_}; }
@@ -77,7 +77,8 @@ class file_bytes {
   std::uint32_t offset_ = 0;
 };
 
-/// A block with its headers, and what the decoder does not hand out because it turns blocks into updates.
+/// A block with its headers, and the stored form that the decoder does not return because it turns blocks
+/// into updates.
 template <class G>
 struct read_block {
   decode_result<G> decoded;
@@ -91,14 +92,14 @@ class block_reader {
  public:
   explicit block_reader(const raw_file& file) : file_(file) {}
 
-  /// Throws data_failure when the block cannot be decoded.
+  /// Throws data_failure if the block cannot be decoded.
   read_block<G> read(const ravo_event_chan_ptr_entry& where, const char* channel) {
     constexpr std::size_t head_size = sizeof(typename G::subhead);
     event_header_.read(file_, where.evhd, sizeof(ravo_eventheader));
     server_block_.read(file_, where.sbhd, sizeof(typename G::server_block_head));
     block_.read(file_, where.chhd, head_size);
     if (block_.bytes().size() < head_size) refuse(where, channel, decode_outcome::outside);
-    // Into the bytes of the file; what the length word says beyond its end is cut off.
+    // The bytes of the block in the file; the part of the stated length beyond the file's end is cut off.
     block_.read(file_, where.chhd, length_of_block(where));
     if (block_.bytes().size() < head_size) refuse(where, channel, decode_outcome::outside);
 
@@ -114,7 +115,7 @@ class block_reader {
   }
 
  private:
-  // As the subheader says; of a compressed block, what its zip header says counts.
+  // As the subheader says; for a compressed block, the length in its zip header.
   std::uint64_t length_of_block(const ravo_event_chan_ptr_entry& where) {
     constexpr std::size_t head_size = sizeof(typename G::subhead);
     const std::uint64_t stated = word(offsetof(typename G::subhead, ldata));
@@ -132,7 +133,7 @@ class block_reader {
     return value;
   }
 
-  // The decoder found it at the same place, so that it is there.
+  // The decoder read the reading from this place, so it lies within the file.
   std::vector<unsigned char> environment_reading(const ravo_event_chan_ptr_entry& where) const {
     std::vector<unsigned char> data(sizeof(ravo_env_data_block_2010));
     const auto from = block_.part().at(where.data, data.size());

@@ -1,4 +1,4 @@
-// The data of one block before and after.
+// Compares the data of one block before and after conversion.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -22,7 +22,7 @@ std::optional<Record> record_of(bytes data) {
   return record;
 }
 
-// Values that are no number may be stored in several ways: every bit counts.
+// NaNs may be stored in several ways: every bit counts.
 std::uint32_t bits_of(float value) { return std::bit_cast<std::uint32_t>(value); }
 
 difference differ(const std::string& what, float before, float after) {
@@ -73,7 +73,7 @@ difference compare_spectra(const data_type& type, bytes before, const data_type&
   if (auto found =
           compare_heads(*record_of<ravo_spect_head>(before), *record_of<ravo_spect_head_2010>(after)))
     return found;
-  // Means and values follow one another in both.
+  // Means and values are consecutive in both.
   const bytes values = before.subspan(older->head_size), copies = after.subspan(current->head_size);
   if (auto found = differ_in("bytes of means and values", values.size(), copies.size())) return found;
   for (std::size_t at = 0; at + sizeof(float) <= values.size(); at += sizeof(float)) {

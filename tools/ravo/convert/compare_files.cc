@@ -63,7 +63,7 @@ ravo_eventheader read_event_header(const raw_file& file, std::uint32_t offset) {
   return header;
 }
 
-// The events of each type, whatever the order of the types.
+// The events of each type, independent of the order of the types.
 std::vector<const ravo_event_index_entry_2010*> index_entries(const raw_file& file) {
   std::vector<const ravo_event_index_entry_2010*> entries;
   const ravo_event_index_entry_2010* entry = file.event_index().event_index_entry();
@@ -74,8 +74,8 @@ std::vector<const ravo_event_index_entry_2010*> index_entries(const raw_file& fi
   return entries;
 }
 
-// The server blocks of events, those without channels too: they are counted off in the order of the
-// headers.
+// The server blocks of events, including those without channels:
+// the order of the headers and their counts say which is which.
 template <class G>
 class server_blocks {
  public:
@@ -91,7 +91,7 @@ class server_blocks {
     }
   }
 
-  /// Server block `n` of the event whose header is at the offset; nothing when it is not there.
+  /// Server block `n` of the event whose header is at the offset; `nullopt` if there is none.
   std::optional<head> find(std::uint32_t event_header, std::int32_t n) const {
     const std::uint64_t event = (event_header - headers_) / sizeof(ravo_eventheader);
     if (event_header < headers_ || event >= firsts_.size()) return std::nullopt;
@@ -172,7 +172,7 @@ difference compare_channels(const raw_file& older, const raw_file& current) {
     const listed_channel &before = older.channels()[i], &after = current.channels()[i];
     const std::string of = fmt::format("channel {}, ", before.chan_name);
     difference found = differ_in_text(of + "name", before.chan_name, after.chan_name);
-    // Key 0 stands for none.
+    // Key 0 means no key.
     if (!found && before.key != 0) found = differ(of + "key", before.key, after.key);
     if (!found) found = differ(of + "events", before.count, after.count);
     if (found) return found;
@@ -180,8 +180,8 @@ difference compare_channels(const raw_file& older, const raw_file& current) {
   return std::nullopt;
 }
 
-// The environment index of each channel; -1: it has none. Entries that belong to no channel mean nothing,
-// and neither do negative ones.
+// The environment index of each channel; -1 if it has none. Entries that
+// belong to no channel have no meaning, and neither do negative ones.
 std::vector<std::int32_t> environment_of(const raw_file& file) {
   std::map<std::uint32_t, std::int32_t> index_of_key;
   for (const ravo_env_dictionary_entry_2010& entry : file.environment())
@@ -211,7 +211,7 @@ bool is_current_twin_there(const data_type& older) {
   });
 }
 
-// Whether the members are called as they were, or by numbers.
+// Whether the members have the same names as before, or numbers.
 bool are_members_alike(const data_type& older, const data_type& current) {
   if (older.members != current.members || older.axis != current.axis) return false;
   for (std::size_t i = 0; i < static_cast<std::size_t>(older.members); ++i)
@@ -221,7 +221,7 @@ bool are_members_alike(const data_type& older, const data_type& current) {
   return true;
 }
 
-// Whether the second type says of its data what the first one said, as far as it can.
+// Whether the second type says about its data what the first one said, as far as it can.
 bool is_type_for(const data_type& older, const data_type& current) {
   if (older.generation == type_generation::both) return older.code == current.code;
   if (is_current_twin_there(older)) return current.name == std::string(older.name) + "_2010";
@@ -293,7 +293,7 @@ difference compare_description(const chan_descr_2010& before, const chan_descr_2
   if (!found) found = differ_in_text(of + "server block", before.sb_name, after.sb_name);
   if (!found) found = differ(of + "set point", before.set_point, after.set_point);
   if (!found) found = differ_in_text(of + "subsystem", before.subsystem, after.subsystem);
-  // A type that is none of an older channel's is left as it is.
+  // A type that older channels cannot have is kept as it is.
   if (!found && before.dtype != after.dtype)
     found = compare_types(of + "data type", static_cast<std::int32_t>(before.dtype),
                           static_cast<std::int32_t>(after.dtype));
@@ -357,7 +357,7 @@ difference compare_data(const raw_file& older, const raw_file& current,
       event_types |= std::uint32_t{1} << (one.decoded.event_header->event_type & 31);
       report(static_cast<double>(++done) / static_cast<double>(all));
     }
-    // The older dictionary may be wrong about it.
+    // The mask in the older dictionary may be wrong.
     if (auto found = differ(fmt::format("channel {}, mask of event types", name), event_types,
                             current.channels()[i].ev_mask))
       return found;

@@ -1,6 +1,6 @@
-// Holds an older raw file against its conversion: both are read back through the loader and the decoder of
-// their generation, and compared value by value. With what did the conversion this shares how a single
-// block is fetched and decoded, and nothing else.
+// Compares an older raw file with its conversion: both are read back through the
+// loader and the decoder of their generation, and compared value by value. It
+// shares with the conversion only the code that fetches and decodes a single block.
 #ifndef RAVO_TOOL_COMPARE_FILES_H
 #define RAVO_TOOL_COMPARE_FILES_H
 
@@ -14,14 +14,14 @@
 
 namespace ravo::tool {
 
-/// The first place where the files do not say the same, in words; nothing when there is none. `report` is
-/// called now and then with the part that is done, 0 to 1, and may throw. Throws data_failure when a block
-/// cannot be decoded.
+/// The first place where the files differ, in words; `nullopt` if there is
+/// none. `report` is called now and then with the fraction that is done, 0
+/// to 1, and may throw. Throws data_failure if a block cannot be decoded.
 std::optional<std::string> first_difference(raw_file& older, raw_file& current,
                                             const std::function<void(double)>& report);
 
-/// The first difference of the data of two blocks, of which the second is the first's conversion; both in
-/// host order, as their types say.
+/// The first difference between the data of two blocks, of which the second is the
+/// conversion of the first; both in host order, with the layout of their types.
 std::optional<std::string> first_data_difference(const data_type& older,
                                                  std::span<const unsigned char> before,
                                                  const data_type& current,

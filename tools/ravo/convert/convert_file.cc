@@ -19,9 +19,9 @@
 namespace ravo::tool {
 namespace {
 
-// What the blocks of a channel are like.
+// What the blocks of a channel have in common.
 struct channel_form {
-  std::vector<RAVO_SUBBLOCK_TYPE> types;  ///< one mostly, in the order in which they occur; never empty
+  std::vector<RAVO_SUBBLOCK_TYPE> types;  ///< mostly one, in order of occurrence; never empty
   ravo_compression compression = ravo_compression::none;
   std::uint32_t event_types = 0;  ///< a bit each, of the events that were written
 };
@@ -30,7 +30,7 @@ class file_conversion {
  public:
   file_conversion(raw_file& older, const std::string& folder, const part_done& report)
       : older_(older), report_(report), events_(older), blocks_(older) {
-    // The name is for the time being only: whoever asked for the file gives it its own.
+    // The name is temporary: the caller gives the file its own.
     ravo_daq_writer_settings settings;
     settings.folder = folder;
     settings.allows_events_without_time = true;
@@ -48,7 +48,7 @@ class file_conversion {
     for (const older_event& event : events_.list()) write(event);
     check(writer_.close());
     check_size(1);
-    tell_masks();
+    report_changed_masks();
     if (miscounted_ > 0)
       lose("", fmt::format("{} of {} server blocks state another number of channels than they have",
                            miscounted_, events_.server_blocks()));
@@ -67,7 +67,7 @@ class file_conversion {
           fmt::format("{}: cannot be rewritten: {}", older_.path(), writer_.get_last_error()));
   }
 
-  // The writer goes on with another file when one is full.
+  // The writer continues with another file when one is full.
   void check_size(std::size_t files) const {
     if (writer_.get_files().size() != files)
       throw data_failure(
@@ -76,8 +76,8 @@ class file_conversion {
           "that a raw file may have");
   }
 
-  // The masks of event types are made anew; an older one may have been wrong.
-  void tell_masks() {
+  // The masks of event types are computed anew; an older one may have been wrong.
+  void report_changed_masks() {
     for (std::size_t i = 0; i < forms_.size(); ++i) {
       const listed_channel& listed = older_.channels()[i];
       if (listed.ev_mask != forms_[i].event_types)
@@ -133,8 +133,8 @@ class file_conversion {
              fmt::format("has blocks of type {}, which is no channel's data in the older generation",
                          name_of(code)));
     if (!type->lost.empty())
-      lose(older_.channels()[channel].chan_name, fmt::format("{} became {}, which does not tell {}",
-                                                             name_of(code), type->type->name, type->lost));
+      lose(older_.channels()[channel].chan_name,
+           fmt::format("{} became {}, which does not say {}", name_of(code), type->type->name, type->lost));
   }
 
   static std::string name_of(RAVO_SUBBLOCK_TYPE code) {
@@ -157,7 +157,7 @@ class file_conversion {
     return form;
   }
 
-  // A channel without blocks: its type is that of the mask, if that tells one.
+  // The type of a channel without blocks: that of the mask, if the mask names one.
   static RAVO_SUBBLOCK_TYPE type_of_mask(std::uint32_t mask) {
     const auto type = static_cast<RAVO_SUBBLOCK_TYPE>(std::countr_zero(mask));
     return std::has_single_bit(mask) && current_type_of(type) ? type : RAVO_BLOCK_SINGLE;
@@ -178,15 +178,15 @@ class file_conversion {
 
   ravo_compression compression_at(std::size_t channel, std::uint32_t offset) const {
     ravo_zip_header zip;
-    const auto behind = offset + static_cast<std::uint32_t>(sizeof(ravo_serv_block_subhead));
-    if (!older_.read_at(behind, {reinterpret_cast<unsigned char*>(&zip), sizeof zip}))
+    const auto after_head = offset + static_cast<std::uint32_t>(sizeof(ravo_serv_block_subhead));
+    if (!older_.read_at(after_head, {reinterpret_cast<unsigned char*>(&zip), sizeof zip}))
       throw data_failure(fmt::format("{}: damaged: a block of channel {} at {} does not lie in the file",
                                      older_.path(), older_.channels()[channel].chan_name, offset));
     ravo_swap4(&zip, &zip, sizeof zip / 4);
     return (zip.zip_flags & RAVO_ZIP_ZLIB) != 0 ? ravo_compression::zlib : ravo_compression::lzo1x;
   }
 
-  // A description may name the type of the data; it names the new one then.
+  // A description may name the type of the data; here it gets the new type.
   void add_description(const chan_descr_2010& described) {
     const auto code = static_cast<RAVO_SUBBLOCK_TYPE>(described.dtype);
     const auto type = code <= RAVO_UPD_BLOCK_DONT_USE_31 ? current_type_of(code) : std::nullopt;
@@ -221,7 +221,7 @@ class file_conversion {
     const ravo_serv_block_subhead& head = *block.decoded.block;
     std::span<const unsigned char> data(reinterpret_cast<const unsigned char*>(&head + 1),
                                         static_cast<std::size_t>(head.ldata) - sizeof head);
-    // Readers get environment readings as updates; the file has the readings.
+    // Readers get environment readings as updates; the file stores the readings.
     if (!block.reading.empty()) data = block.reading;
     const std::vector<unsigned char> current = current_data(*find_data_type(block.stored_type), data);
     check(writer_.add_data_of_type(static_cast<int>(place.channel),

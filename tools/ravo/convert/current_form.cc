@@ -12,7 +12,7 @@ namespace {
 
 using bytes = std::vector<unsigned char>;
 
-// The older types whose name is not found again, with "_2010", among the current ones.
+// The older types that have no current type of the same name with "_2010".
 struct renamed_type {
   RAVO_SUBBLOCK_TYPE older;
   RAVO_SUBBLOCK_TYPE current;
@@ -49,7 +49,7 @@ bytes record_and_rest(const Record& record, std::span<const unsigned char> rest)
   return to;
 }
 
-// The means and the values follow one another in both forms.
+// The means and the values are consecutive in both forms.
 bytes current_spectrum(std::span<const unsigned char> data) {
   const auto from = read<ravo_spect_head>(data);
   return record_and_rest(
@@ -72,7 +72,7 @@ bytes current_update(std::span<const unsigned char> data) {
 
 std::optional<current_type> current_type_of(RAVO_SUBBLOCK_TYPE older) {
   const data_type* type = find_data_type(older);
-  // The high bits of a block's type word count here: in a file there are none.
+  // The high bits of a block's type word count here: a file has none.
   if (!type || type->code != older || type->members == 0 || type->generation == type_generation::current)
     return std::nullopt;
   if (type->generation == type_generation::both) return current_type{type, ""};

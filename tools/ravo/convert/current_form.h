@@ -12,17 +12,17 @@
 
 namespace ravo::tool {
 
-/// The type of the current generation that data of an older type get.
+/// The type of the current generation for data of an older type.
 struct current_type {
   const data_type* type;
-  std::string_view lost;  ///< what the new type does not tell any more; empty: it tells the same
+  std::string_view lost;  ///< what the new type no longer says; empty: it says the same
 };
 
-/// Nothing for a type that older files do not have as a channel's data.
+/// `nullopt` for a type that channels of older files do not have.
 std::optional<current_type> current_type_of(RAVO_SUBBLOCK_TYPE older);
 
-/// The data of a block of the older type, laid out as the current one has them. Both are in host order;
-/// `data` agree with their type, as what a decoder hands out does.
+/// The data of a block of the older type, in the layout of the current one. Both are
+/// in host order; `data` must agree with their type, as the output of a decoder does.
 std::vector<unsigned char> current_data(const data_type& older, std::span<const unsigned char> data);
 
 }  // namespace ravo::tool

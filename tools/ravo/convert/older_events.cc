@@ -19,11 +19,11 @@ namespace {
 
 constexpr std::uint32_t basket_head_size = 8;
 
-// The records of a basket, still in the order of the file.
+// The records of a basket, in the order of the file.
 template <class Record>
 std::vector<Record> read_records(const raw_file& file, std::uint32_t basket, const char* what) {
   const std::uint32_t length = file.length_at(basket);
-  // The loader mapped it, so that it lies in the file.
+  // The loader mapped the basket, so it lies within the file.
   if (length < basket_head_size || length > file.size())
     contradict(file, fmt::format("the {} basket has {} bytes", what, length));
   std::vector<Record> records((length - basket_head_size) / sizeof(Record));
@@ -69,14 +69,14 @@ void older_events::read_headers() {
 
 void older_events::read_heads() {
   heads_ = read_records<ravo_serv_block_head>(file_, file_.reference().srvbb_ref, "server block");
-  const std::size_t told =
+  const std::size_t counted =
       events_.empty()
           ? 0
           : events_.back().first_head + static_cast<std::size_t>(events_.back().header.num_svr_block);
-  if (told != heads_.size())
+  if (counted != heads_.size())
     contradict(file_,
                fmt::format("its events have {} server blocks, by their headers, and the basket holds {}",
-                           told, heads_.size()));
+                           counted, heads_.size()));
   for (ravo_serv_block_head& head : heads_) {
     ravo_swap4(&head.time, &head.time, offsetof(ravo_serv_block_head, server) / 4);
     ravo_swap4(&head.tmask, &head.tmask, 3);
@@ -84,7 +84,7 @@ void older_events::read_heads() {
   }
 }
 
-// Each event is in the index, once, as its header says.
+// Checks that each event is in the index exactly once, as its header says.
 void older_events::check_index() const {
   const std::uint32_t first = file_.reference().evhdb_ref + basket_head_size;
   const ravo_event_index_entry_2010* type = file_.event_index().event_index_entry();
@@ -93,9 +93,9 @@ void older_events::check_index() const {
   for (int i = 0; i < file_.event_index().nevent_types; ++i, type = type->next())
     for (int n = 0; n < type->length; ++n) {
       const ravo_event_info_entry_2010& entry = type->event_info()[n];
-      const std::uint32_t behind = entry.offset - first;
-      const std::size_t place = behind / sizeof(ravo_eventheader);
-      if (entry.offset < first || behind % sizeof(ravo_eventheader) != 0 || place >= events_.size())
+      const std::uint32_t distance = entry.offset - first;
+      const std::size_t place = distance / sizeof(ravo_eventheader);
+      if (entry.offset < first || distance % sizeof(ravo_eventheader) != 0 || place >= events_.size())
         contradict(file_, fmt::format("the event index has event {} at {}, where no event header is",
                                       entry.event_number, entry.offset));
       const ravo_eventheader& header = events_[place].header;
@@ -115,7 +115,7 @@ void older_events::check_index() const {
                fmt::format("it has {} event headers, and {} events in its index", events_.size(), listed));
 }
 
-// The head of the server block that a block belongs to, which has to be one of its event's.
+// The head of the server block that a block belongs to; it has to be one of the block's event.
 std::size_t older_events::head_of(std::size_t channel, const ravo_event_chan_ptr_entry& where) const {
   const std::uint32_t first_header = file_.reference().evhdb_ref + basket_head_size;
   const std::uint32_t first_head = file_.reference().srvbb_ref + basket_head_size;
@@ -153,7 +153,7 @@ void older_events::place_blocks() {
   }
 }
 
-// Rows are written in the order of the events; one that has another order cannot be kept.
+// Rows are written in the order of the events; a row in another order cannot be kept.
 void older_events::sort_events() {
   std::vector<std::uint32_t> order(events_.size());
   std::iota(order.begin(), order.end(), 0);

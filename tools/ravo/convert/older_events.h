@@ -1,6 +1,6 @@
-// The events of an older raw file in the order of time, with the server blocks of each and the channels'
+// The events of an older raw file in order of time, with the server blocks of each and the channel
 // blocks of those, so that they can be given to a writer one by one. A file whose tables and headers
-// contradict each other is refused: a copy could keep only one of the things it says.
+// contradict each other is refused: a copy could keep only one of the contradicting statements.
 #ifndef RAVO_TOOL_OLDER_EVENTS_H
 #define RAVO_TOOL_OLDER_EVENTS_H
 
@@ -25,13 +25,13 @@ struct older_event {
 
 class older_events {
  public:
-  /// Throws data_failure that says what contradicts what. The file outlives this.
+  /// Throws data_failure that says which parts contradict each other. The file outlives this object.
   explicit older_events(const raw_file& file);
 
   std::span<const older_event> list() const { return events_; }
   std::size_t blocks() const { return blocks_.size(); }
   std::size_t server_blocks() const { return heads_.size(); }
-  /// The heads of an event's server blocks, in host order; they count on from `first_head`.
+  /// The heads of an event's server blocks, in host order; the first one is number `first_head`.
   std::span<const ravo_serv_block_head> heads_of(const older_event& event) const {
     return std::span(heads_).subspan(event.first_head,
                                      static_cast<std::size_t>(event.header.num_svr_block));

@@ -1,4 +1,4 @@
-// What `ravo convert` tells of its work: what became of each file, and the sums.
+// What `ravo convert` reports of its work: what became of each file, and the sums.
 #ifndef RAVO_TOOL_CONVERT_REPORT_H
 #define RAVO_TOOL_CONVERT_REPORT_H
 
@@ -15,7 +15,7 @@ namespace ravo::tool {
 /// What became of one file.
 struct conversion_outcome {
   conversion_source source;
-  std::optional<conversion> converted;  ///< nothing: failed, or only held against an earlier conversion
+  std::optional<conversion> converted;  ///< `nullopt`: failed, or only compared with an earlier conversion
   std::uint64_t bytes = 0;
   std::uint64_t output_bytes = 0;
   bool verified = false;
@@ -36,7 +36,7 @@ struct conversion_totals {
   void add(const conversion_outcome& one);
 };
 
-/// For people. Problems are left out: they go to standard error.
+/// For people. Leaves problems out: they go to standard error.
 void print_outcome(const conversion_outcome& one, output& out);
 void print_totals(const conversion_totals& sum, output& out);
 /// One JSON object each.

@@ -13,8 +13,8 @@ struct conversion_source {
   bool is_current = false;  ///< of the current generation already
 };
 
-/// What FILES and FOLDERS come to: the files themselves, and the raw files of each folder, by name. Throws
-/// usage_failure when two of them would go to the same place, or one to its own.
+/// The files that FILES and FOLDERS stand for: the files themselves, and the raw files of each folder,
+/// by name. Throws usage_failure if two of them would be written to the same place, or one to its own.
 std::vector<conversion_source> find_sources(const std::vector<std::string>& asked, const std::string& into);
 
 }  // namespace ravo::tool

@@ -24,16 +24,17 @@ constexpr const char* lock_name = "/lock";
   throw data_failure(fmt::format("{}: {}", path, std::strerror(error)));
 }
 
-// A new name for the file; never in place of another one. 0, or the error.
+// Gives the file a new name, but never that of an existing file. Returns 0 or the error.
 int give_new_name(const std::string& file, const std::string& target) {
   if (uninterrupted::renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0)
     return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
-  // The file system cannot rename so: a second name, and the first one goes with its folder.
+  // The file system cannot rename without replacing: link a second name; the first one goes with its
+  // folder.
   return uninterrupted::linkat(AT_FDCWD, file.c_str(), AT_FDCWD, target.c_str(), 0) == 0 ? 0 : errno;
 }
 
-// Whether a lock that is held is still the folder's, and not that of one which was removed meanwhile.
+// Whether a lock that is held is still the folder's, and not that of a folder which was removed meanwhile.
 bool is_lock_of(int lock, const std::string& folder) {
   struct stat held {
   }, there{};
@@ -42,8 +43,8 @@ bool is_lock_of(int lock, const std::string& folder) {
          held.st_dev == there.st_dev;
 }
 
-// The lock goes last: as long as there is anything else, what is left of the folder can be told from one in
-// use. 0, or the error.
+// Removes the lock last: as long as there is anything else, what is left of the
+// folder can be distinguished from a folder in use. Returns 0 or the error.
 int remove_folder(const std::string& folder) {
   folder_listing names(folder.c_str(), listed::all);
   while (const char* const name = names.next()) {
@@ -59,12 +60,12 @@ int remove_folder(const std::string& folder) {
   return uninterrupted::rmdir(folder.c_str()) == 0 ? 0 : errno;
 }
 
-// Nothing when the folder is in use, or gone by itself.
+// Empty if the folder is in use or has gone by itself.
 std::vector<left_behind> remove_if_left(const std::string& folder) {
   const int lock = uninterrupted::open((folder + lock_name).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
   if (lock < 0 && errno != ENOENT) return {{folder, std::strerror(errno)}};
   if (lock < 0) {
-    // Nothing is in it yet, or nothing but the folder is left. One that begins there makes another folder.
+    // The folder has nothing in it, yet or any more. A conversion that begins there makes another folder.
     if (uninterrupted::rmdir(folder.c_str()) == 0) return {{folder, ""}};
     if (errno == ENOENT) return {};
     return {{folder, "it has no lock by which to see whether a conversion works in it"}};
@@ -88,14 +89,14 @@ staging_folder::staging_folder(const std::string& folder) : folder_(folder) {
   } catch (const whole_file_failure& failure) {
     throw data_failure(failure.what());
   }
-  // Another conversion may take a folder that is not locked yet for one that was left.
+  // Another conversion may mistake a folder that is not locked yet for an abandoned one.
   constexpr int most_attempts = 100;
   for (int attempt = 0; attempt < most_attempts; ++attempt)
     if (make()) return;
   refuse(folder, EAGAIN);
 }
 
-// False: it was taken away meanwhile.
+// Returns false if the folder was removed meanwhile.
 bool staging_folder::make() {
   path_ = (fs::path(folder_) / prefix).string() + "XXXXXX";
   const std::string pattern = path_;
@@ -111,7 +112,7 @@ bool staging_folder::make() {
     uninterrupted::rmdir(path_.c_str());
     refuse(folder_, error);
   }
-  // Where the file system has no locks, what is left of a killed conversion is named and not removed.
+  // Where the file system has no locks, what a killed conversion left is named and not removed.
   const bool is_taken = uninterrupted::flock(lock_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
   if (!is_taken && is_lock_of(lock_, path_)) return true;
   ::close(lock_);
