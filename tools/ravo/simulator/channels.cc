@@ -119,7 +119,7 @@ int channel_counts::total() const {
 }
 
 channel_counts counts_for_total(int total) {
-  // One each of what is heavy or alike; the rest is shared out as in a real machine.
+  // One each of the large and the uniform kinds; the rest is distributed as in a real machine.
   channel_counts counts;
   counts.energies = counts.cameras = counts.cameras_ext = counts.profiles = counts.statuses =
       counts.messages = 1;

@@ -1,5 +1,5 @@
-// The instruments of the simulated machine: which channels there are, what they are called, how often
-// they have data and how they are stored. What is in their data is payload.h's.
+// The instruments of the simulated machine: which channels there are, their names, how
+// often they have data and how they are stored. payload.h knows the contents of their data.
 #ifndef RAVO_SIMULATOR_CHANNELS_H
 #define RAVO_SIMULATOR_CHANNELS_H
 
@@ -18,16 +18,16 @@ enum class channel_kind {
   toroid,       ///< charge, bunch by bunch
   rf,           ///< amplitude and phase of a cavity: fill, flat top, decay
   spectrum,     ///< a photon spectrum in groups, with means and statistics
-  energy,       ///< one number a pulse
+  energy,       ///< one scalar a pulse
   camera,       ///< a plain frame, one byte a pixel
   camera_ext,   ///< an extended frame, two bytes a pixel
   profile,      ///< the two profiles of a region of interest
-  slow,         ///< a magnet current, told when it changes
+  slow,         ///< a magnet current, recorded when it changes
   environment,  ///< a temperature, read every ten pulses
   status,       ///< name-value pairs
   message,      ///< a text
-  run_begin,    ///< told once, when a run begins
-  run_end,      ///< told once, when a run ends
+  run_begin,    ///< recorded once, when a run begins
+  run_end,      ///< recorded once, when a run ends
 };
 
 /// When a channel has data among the events that its kind takes part in.
@@ -48,9 +48,9 @@ struct channel {
   int env_index = -1;                                               ///< of environment channels
   ravo_file_generation generation = ravo_file_generation::current;  ///< of the files
 
-  /// As it is in the files.
+  /// The type in the files.
   RAVO_SUBBLOCK_TYPE dtype() const;
-  /// As the instrument has it, whatever the files are.
+  /// The type of the current generation, whatever the generation of the files.
   RAVO_SUBBLOCK_TYPE current_dtype() const;
   /// The event type that carries the channel.
   RAVO_EVTYPE event_type() const;
@@ -58,7 +58,7 @@ struct channel {
   const char* server() const;
 };
 
-/// How many channels of each kind there are. Beside them there are always six special ones: one at half
+/// How many channels of each kind there are. In addition there are always six special ones: one at half
 /// rate, one with gaps, one from the second file on, one without data, begin of run and end of run.
 struct channel_counts {
   int bpms = 10;
@@ -78,13 +78,13 @@ struct channel_counts {
 };
 inline constexpr int special_channels = 6;
 
-/// The smallest total that counts_for_total can share out.
+/// The smallest total that counts_for_total can distribute.
 inline constexpr int smallest_total = 20;
 /// Counts that make `total` channels together with the special ones.
 channel_counts counts_for_total(int total);
 
-/// The channels, in the order of the file's dictionary. Without `compression`, neighbours of a kind are
-/// stored zlib, plain and LZO in turn.
+/// The channels, in the order of the file's dictionary. Without `compression`,
+/// neighbours of a kind are stored zlib, plain and LZO in turn.
 std::vector<channel> make_channels(const channel_counts& counts,
                                    std::optional<ravo_compression> compression);
 

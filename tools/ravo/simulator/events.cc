@@ -8,8 +8,8 @@
 namespace ravo::simulator {
 namespace {
 
-// The event types of the machine, in the order in which a pulse has them, and when within the pulse
-// they are stamped: late enough to see them apart, early enough for them to be one event by time.
+// The event types of the machine, in the order in which a pulse has them, and their times
+// within the pulse: late enough to be distinct, early enough to be one event by time.
 struct type_row {
   RAVO_EVTYPE type;
   double part_of_period;

@@ -22,14 +22,14 @@ struct settings {
   int events = 100;  ///< pulses with beam in one file
   clock_settings clock;
   channel_counts counts;
-  std::optional<ravo_compression> compression;  ///< none: mixed
+  std::optional<ravo_compression> compression;  ///< `nullopt`: mixed
   int zlib_level = 6;
   std::string folder;
   std::string experiment = "linac";
   std::string stream = "main";
   ravo_file_generation generation = ravo_file_generation::current;
   // What is wrong with the machine.
-  std::set<std::uint32_t> pulses_without_events;  ///< in them nothing is taken
+  std::set<std::uint32_t> pulses_without_events;  ///< nothing is recorded in them
   std::string absent_channel;                     ///< its instrument is switched off
 };
 
@@ -61,7 +61,7 @@ class event_stream {
  public:
   event_stream(const settings& what, const std::vector<channel>& channels);
 
-  /// The first pulse of a file of a run (both counted from 0), and the pulse behind its last.
+  /// The first pulse of a file of a run (both counted from 0), and the pulse after its last.
   std::uint32_t first_pulse(int run, int file) const;
   std::uint32_t end_pulse(int run, int file) const;
 

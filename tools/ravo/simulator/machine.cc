@@ -10,7 +10,7 @@ namespace {
 
 constexpr double two_pi = 2.0 * std::numbers::pi;
 
-// Streams of numbers of the machine; those of channels count from channel_streams (payload.cc) on.
+// Random streams of the machine; those of channels count from channel_streams (payload.cc) on.
 enum stream : std::uint64_t { clock_stream, beam_stream };
 
 // Optics: amplitude function, phase advance from one place to the next, and dispersion.
@@ -25,8 +25,8 @@ time_stamp time_of_pulse(const clock_settings& clock, std::uint64_t seed, std::u
                          double part_of_period) {
   noise numbers(seed, clock_stream, pulse);
   const double period = 1e6 / clock.rate;
-  // The trigger jitters by a few thousandths of the period, never to before the pulse: neighbours do
-  // not change places, and the first event does not come before the start.
+  // The trigger jitters by a few thousandths of the period and never comes before the pulse:
+  // neighbours do not change places, and the first event does not come before the start.
   const double jitter = period * (0.015 + 0.004 * numbers.normal());
   const auto microseconds = std::llround((pulse + part_of_period) * period + jitter) +
                             static_cast<long long>(clock.start.timelow);

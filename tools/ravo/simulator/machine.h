@@ -16,11 +16,11 @@ struct clock_settings {
   std::uint32_t first_event = 1'000'000;  ///< event number of pulse 0
 };
 
-/// The time of a pulse, moved by a part of the distance between pulses.
+/// The time of a pulse, shifted by a fraction of the time between pulses.
 time_stamp time_of_pulse(const clock_settings& clock, std::uint64_t seed, std::uint32_t pulse,
                          double part_of_period);
 
-/// What one pulse of the machine is like.
+/// The state of the machine in one pulse.
 struct pulse_state {
   std::uint64_t seed;
   std::uint32_t pulse;  ///< counted from 0
@@ -47,7 +47,7 @@ struct position {
 };
 position orbit(const pulse_state& state, int place);
 
-/// The part of the source's charge that arrives at a place along the machine.
+/// The fraction of the source's charge that arrives at a place along the machine.
 double transmission(int place);
 
 }  // namespace ravo::simulator

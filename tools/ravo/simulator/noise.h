@@ -1,6 +1,6 @@
-// Numbers that look random and are not: each is a function of a seed, a stream and a pulse, so that
-// every channel has its own, in whatever order events are made, and the same seed gives the same bytes
-// on every machine. It is made for a simulation, not for statistics or secrets.
+// Numbers that look random but are not: each is a function of a seed, a stream and a pulse, so
+// that every channel has its own, whatever the order in which events are made, and the same seed
+// gives the same bytes on every machine. Made for a simulation, not for statistics or secrets.
 #ifndef RAVO_SIMULATOR_NOISE_H
 #define RAVO_SIMULATOR_NOISE_H
 
@@ -16,8 +16,8 @@ class noise {
   /// Evenly spread over 0 (included) to 1 (not included).
   double uniform() { return static_cast<double>(next() >> 11) * 0x1.0p-53; }
 
-  /// Bell-shaped around 0 with a standard deviation of 1, never beyond 3.5: four 16-bit numbers added,
-  /// which needs nothing of the C library that could differ.
+  /// Bell-shaped around 0 with a standard deviation of 1, never beyond 3.5: the sum of four
+  /// 16-bit numbers, which uses nothing of the C library that could differ between machines.
   double normal() {
     const std::uint64_t word = next();
     const std::uint64_t sum =

@@ -13,7 +13,7 @@ namespace {
 
 using bytes = std::vector<unsigned char>;
 
-// Of spectra of one group, without means and statistics: all that have an older form are such.
+// For spectra of one group, without means and statistics: all that have an older form are of this kind.
 bytes older_spectrum(const bytes& payload) {
   ravo_spect_head_2010 from;
   std::memcpy(&from, payload.data(), sizeof from);

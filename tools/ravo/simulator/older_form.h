@@ -1,5 +1,5 @@
-// The simulated data as files of the older generation have them: their data types, and what their blocks
-// hold of what an instrument saw. What the older spectrum has no place for is none of these channels'.
+// The simulated data in the form of the older generation: their data types, and which part of what an
+// instrument saw their blocks hold. No channel here has data without a place in the older spectrum.
 #ifndef RAVO_SIMULATOR_OLDER_FORM_H
 #define RAVO_SIMULATOR_OLDER_FORM_H
 
@@ -9,7 +9,7 @@
 
 namespace ravo::simulator {
 
-/// The older generation's type for the same instrument; types of both generations stay.
+/// The older generation's type for the same instrument; types that both generations have stay.
 RAVO_SUBBLOCK_TYPE older_form(RAVO_SUBBLOCK_TYPE dtype);
 
 /// The block of a current type in the shape of its older form, in host order. Spectra get the mean of each

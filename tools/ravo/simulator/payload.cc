@@ -26,10 +26,10 @@ constexpr int spectrum_members = 2;
 
 using bytes = std::vector<unsigned char>;
 
-// Front ends digitise: a value is a multiple of its step.
+// Front ends digitise: a value is a multiple of the digitisation step.
 float digitised(double value, double step) { return static_cast<float>(std::round(value / step) * step); }
 
-// A channel has its own numbers, by its name: adding a channel leaves the others as they are.
+// A channel has random numbers of its own, seeded by its name: another channel does not change them.
 noise noise_of(const channel& what, const occasion& when) {
   std::uint64_t hash = 0xcbf29ce484222325u;
   for (const char letter : what.name) hash = (hash ^ static_cast<unsigned char>(letter)) * 0x100000001b3u;
@@ -79,7 +79,8 @@ bytes rf(const channel& what, const occasion& when) {
   const double phase = -4.0 + 0.7 * (what.place % 5) + when.state.rf_phase_error;
   constexpr int fill_end = rf_samples * 3 / 10, flat_end = rf_samples * 8 / 10;
   constexpr double time_constant = rf_samples / 10.0;
-  // Filling is driven to reach the flat top when the beam comes; afterwards the field rings down.
+  // The cavity is filled so as to reach the flat top when the beam arrives; afterwards the field rings
+  // down.
   const double driven = 1.0 / (1.0 - std::exp(-fill_end / time_constant));
   std::vector<float> values(2 * rf_samples);
   for (int sample = 0; sample < rf_samples; ++sample) {

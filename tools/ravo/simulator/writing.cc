@@ -54,8 +54,8 @@ void write(raw_writer& writer, const event& what) {
   check(writer.end_event(), writer);
 }
 
-void tell(const observer& observe, const event& what, const std::vector<channel>& channels, int run,
-          int file) {
+void notify(const observer& observe, const event& what, const std::vector<channel>& channels, int run,
+            int file) {
   for (const server_block& server : what.servers)
     for (const block& one : server.blocks)
       observe({run, file, what.number, what.type, what.time, server.server, server.time,
@@ -108,7 +108,7 @@ simulation_result simulate_with(const settings& what, const std::vector<channel>
   std::uint64_t done = 0;
   for (int run = 0; run < what.runs; ++run)
     for (int file = 0; file < what.files; ++file) {
-      // A writer a file: where a file ends is part of the simulation, not of the writer's limits.
+      // One writer per file: where a file ends is part of the simulation, not a limit of the writer.
       Writer writer;
       ravo_daq_writer_settings target;
       target.folder = what.folder;
@@ -125,7 +125,7 @@ simulation_result simulate_with(const settings& what, const std::vector<channel>
           write(writer, made);
           ++result.events;
           for (const server_block& server : made.servers) result.blocks += server.blocks.size();
-          if (observe) tell(observe, made, channels, target.run, target.first_file);
+          if (observe) notify(observe, made, channels, target.run, target.first_file);
         }
         if (report && !report(++done, total)) return result;
       }

@@ -1,5 +1,5 @@
-// Runs the simulated machine and writes its raw files. An observer sees every block that was put in:
-// the answer key against which whatever reads the files is held.
+// Runs the simulated machine and writes its raw files. An observer sees every block that
+// was written: the answer key that programs which read the files are checked against.
 #ifndef RAVO_SIMULATOR_WRITING_H
 #define RAVO_SIMULATOR_WRITING_H
 
@@ -27,8 +27,8 @@ struct answer {
   std::span<const unsigned char> payload;  ///< in host order, as it was put in
 };
 
-/// A block as every reader hands it out: environment readings and begin and end of run come in the shape
-/// of updates, all else as it was put in.
+/// A block as every reader returns it: environment readings and begin and end
+/// of run have the form of updates, everything else is as it was written.
 struct delivered_block {
   RAVO_SUBBLOCK_TYPE dtype;
   std::vector<unsigned char> payload;
@@ -48,8 +48,8 @@ struct simulation_result {
 
 /// Called for each block, in the order of the files.
 using observer = std::function<void(const answer&)>;
-/// Called after each pulse with the pulses done and those to do; false ends the work early: the file that
-/// is being written is then abandoned.
+/// Called after each pulse with the pulses done and the total; false ends
+/// the work early, and the file that is being written is then abandoned.
 using progress = std::function<bool(std::uint64_t done, std::uint64_t total)>;
 
 /// Writes the files. Either callback may be empty.

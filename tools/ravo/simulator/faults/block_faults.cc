@@ -12,7 +12,7 @@ namespace {
 
 using findings = std::vector<expected_finding>;
 
-// Offsets behind a compressed block's head.
+// Offsets after a compressed block's head.
 constexpr std::uint32_t zip_flags = 0, original_length = 4, compressed_length = 8, compressed_bytes = 12;
 const std::vector<std::uint32_t> slow_types = {1, 3, 33};
 
@@ -29,14 +29,14 @@ chosen_block choose(raw_image& image, stored how, std::vector<std::uint32_t> typ
   const image_channel& channel = choose_channel(image, how, std::move(types));
   return block_of(image, channel, channel.events[middle(channel.events)]);
 }
-findings tell(chosen_block block, const char* kind) {
+findings expect(chosen_block block, const char* kind) {
   block.line.kind = kind;
   return {block.line};
 }
 
 findings lengthen(raw_image& image, const chosen_block& block, std::int64_t by) {
   image.add(image.length(block.entry), by);
-  return tell(block, "block.length");
+  return expect(block, "block.length");
 }
 findings length_plain(raw_image& image) {
   return lengthen(image, choose(image, stored::plain, spectrum_types), 4);
@@ -54,15 +54,15 @@ findings length_last(raw_image& image) {
 findings length_negative(raw_image& image) {
   const chosen_block block = choose(image, stored::anyhow);
   image.put(image.length(block.entry), 0x80000000);
-  return tell(block, "block.length");
+  return expect(block, "block.length");
 }
 findings length_no_head(raw_image& image) {
   const chosen_block block = choose(image, stored::anyhow);
   image.put(image.length(block.entry), 12);
-  return tell(block, "block.length");
+  return expect(block, "block.length");
 }
 
-// Names are ended by a zero byte, and what was behind it stays.
+// Names end with a zero byte, and the bytes after it stay.
 void give_name(raw_image& image, const chosen_block& block, const std::string& name) {
   std::copy_n(name.c_str(), name.size() + 1, image.bytes.begin() + block.entry.block);
 }
@@ -70,18 +70,18 @@ findings other_name(raw_image& image) {
   const chosen_block block = choose(image, stored::anyhow);
   const bool is_first = &block.channel == &image.channels.front();
   give_name(image, block, (is_first ? image.channels.back() : image.channels.front()).name);
-  return tell(block, "block.name");
+  return expect(block, "block.name");
 }
 findings foreign_name(raw_image& image) {
   const chosen_block block = choose(image, stored::anyhow);
   give_name(image, block, "FRONT_END/7");
-  return tell(block, "block.foreign_name");
+  return expect(block, "block.foreign_name");
 }
 
 findings retype(raw_image& image, std::uint32_t type) {
   const chosen_block block = choose(image, stored::anyhow);
   image.put(image.data_type(block.entry), type);
-  return tell(block, "block.type");
+  return expect(block, "block.type");
 }
 findings unknown_type(raw_image& image) { return retype(image, 59); }
 findings type_of_other_generation(raw_image& image) { return retype(image, image.is_older ? 41 : 9); }
@@ -93,23 +93,23 @@ findings type_with_high_bits(raw_image& image) {
 findings no_compression(raw_image& image) {
   const chosen_block block = choose(image, stored::compressed);
   image.put(block.entry.data + zip_flags, 0);
-  return tell(block, "block.zip_header");
+  return expect(block, "block.zip_header");
 }
 findings zip_length(raw_image& image) {
   const chosen_block block = choose(image, stored::compressed);
   image.add(block.entry.data + compressed_length, 4);
-  return tell(block, "block.zip_header");
+  return expect(block, "block.zip_header");
 }
 findings compressed_update(raw_image& image) {
   const chosen_block block = choose(image, stored::plain, slow_types);
   image.put(image.error_bits(block.entry), image.word(image.error_bits(block.entry)) | 1u << 30);
-  return tell(block, "block.zip_header");
+  return expect(block, "block.zip_header");
 }
 
 findings reoriginate(raw_image& image, stored how, std::uint32_t length) {
   const chosen_block block = choose(image, how);
   image.put(block.entry.data + original_length, length);
-  return tell(block, "block.original_length");
+  return expect(block, "block.original_length");
 }
 findings original_longer(raw_image& image) {
   const chosen_block block = choose(image, stored::compressed);
@@ -122,7 +122,7 @@ findings original_shorter(raw_image& image) {
 findings original_absurd(raw_image& image) { return reoriginate(image, stored::compressed, 0x7fffffff); }
 findings original_zero(raw_image& image) { return reoriginate(image, stored::compressed, 0); }
 
-// Whether the compression library notices that the bytes are damaged, before it has filled the memory.
+// Whether the compression library detects the damage before it has filled the memory.
 bool is_noticed(const raw_image& image, const image_entry& entry, stored how) {
   std::vector<unsigned char> inflated(image.word(entry.data + original_length));
   const unsigned char* from = &image.bytes.at(entry.data + compressed_bytes);
@@ -136,14 +136,14 @@ bool is_noticed(const raw_image& image, const image_entry& entry, stored how) {
   return answer != LZO_E_OK && answer != LZO_E_OUTPUT_OVERRUN;
 }
 
-// Turns one bit over, the first one from the middle on that cannot stay unnoticed.
+// Flips one bit, the first one from the middle on whose change is detected.
 findings flip(raw_image& image, stored how) {
   const chosen_block block = choose(image, how);
   const std::uint32_t length = image.word(block.entry.data + compressed_length);
   for (std::uint32_t bit = length / 2 * 8; bit < length * 8; ++bit) {
     unsigned char& byte = image.bytes.at(block.entry.data + compressed_bytes + bit / 8);
     byte = static_cast<unsigned char>(byte ^ 1u << bit % 8);
-    if (is_noticed(image, block.entry, how)) return tell(block, "block.inflate");
+    if (is_noticed(image, block.entry, how)) return expect(block, "block.inflate");
     byte = static_cast<unsigned char>(byte ^ 1u << bit % 8);
   }
   throw simulation_failed("no bit can be turned over that would be noticed");
@@ -154,12 +154,12 @@ findings flip_lzo(raw_image& image) { return flip(image, stored::lzo); }
 findings wrong_members(raw_image& image) {
   const chosen_block block = choose(image, stored::plain, spectrum_types);
   image.put(block.entry.data, 99);
-  return tell(block, "block.convert");
+  return expect(block, "block.convert");
 }
 findings wrong_samples(raw_image& image) {
   const chosen_block block = choose(image, stored::plain, spectrum_types);
   image.put(block.entry.data + 4, 0x40000000);
-  return tell(block, "block.convert");
+  return expect(block, "block.convert");
 }
 findings endless_text(raw_image& image) {
   constexpr std::size_t fewest = 1;  // updates are rare
@@ -167,18 +167,18 @@ findings endless_text(raw_image& image) {
   chosen_block block = block_of(image, channel, channel.events[middle(channel.events)]);
   const std::uint32_t width = image.is_older ? 80 : 256;
   std::fill_n(image.bytes.begin() + block.entry.data, width, static_cast<unsigned char>('x'));
-  return tell(block, "block.convert");
+  return expect(block, "block.convert");
 }
 
 findings reading_index(raw_image& image) {
   const image_channel& channel = choose_environment(image).channel;
   chosen_block block = block_of(image, channel, channel.events[middle(channel.events)]);
   image.add(block.entry.data, 1);
-  return tell(block, "environment.index");
+  return expect(block, "environment.index");
 }
 
-// The last two blocks themselves have changed places; nothing leads elsewhere than before. Either could be
-// the one that is out of place: the earlier one is named.
+// The last two blocks themselves have changed places; nothing points elsewhere
+// than before. Either could be the misplaced one: the earlier one is named.
 findings swapped_readings(raw_image& image) {
   const image_channel& channel = choose_channel(image, stored::plain, slow_types);
   const image_entry &last = channel.events.back(), &before = *(&last - 1);
@@ -188,7 +188,7 @@ findings swapped_readings(raw_image& image) {
   return {{"channel.time_back", channel.name, number_of(image, before.event), before.block}};
 }
 
-// Where an update has its time: behind the name and the status.
+// The offset of an update's time: after the name and the status.
 std::uint32_t time_of_update(const raw_image& image) { return (image.is_older ? 80 : 256) + 4; }
 constexpr std::uint32_t time_of_reading = 8;
 
@@ -198,7 +198,7 @@ findings split_second(raw_image& image, std::vector<std::uint32_t> types, std::u
   const chosen_block block = block_of(image, channel, channel.events[middle(channel.events)]);
   image.add(block.entry.data + time, -1);
   image.add(block.entry.data + time + 4, 1'000'000);
-  return tell(block, "block.reading_time");
+  return expect(block, "block.reading_time");
 }
 findings reading_microseconds(raw_image& image) { return split_second(image, {3}, time_of_reading); }
 findings update_microseconds(raw_image& image) {
@@ -210,7 +210,7 @@ findings misspelt_property(raw_image& image) {
   const image_channel& channel = choose_channel(image, stored::plain, {1, 33}, fewest);
   const chosen_block block = block_of(image, channel, channel.events[middle(channel.events)]);
   image.bytes.at(block.entry.data) = 0xff;
-  return tell(block, "text.encoding");
+  return expect(block, "text.encoding");
 }
 
 // Changes a word of what a zlib block holds; the sums of its event and its server count the new length.
@@ -241,13 +241,13 @@ void put_compressed(raw_image& image, image_channel& channel, std::size_t chosen
     image.add(sum, longer);
 }
 
-// Older spectra have no spare words, the generic spectra of both generations have.
+// Older spectra have no spare words; the generic spectra of both generations do.
 findings spare_word(raw_image& image) {
   constexpr std::uint32_t spare = 28, generic_spectrum = 28;
   if (!image.is_older) {
     const chosen_block block = choose(image, stored::plain, spectrum_types);
     image.put(block.entry.data + spare, 1);
-    return tell(block, "block.spare_words");
+    return expect(block, "block.spare_words");
   }
   image_channel& channel = choose_channel(image, stored::anyhow, {generic_spectrum});
   const std::size_t chosen = middle(channel.events);
@@ -259,16 +259,16 @@ findings spare_word(raw_image& image) {
   else
     throw simulation_failed(
         "generic spectra of LZO blocks are not damaged in this way; choose another compression");
-  return tell(block_of(image, channel, channel.events[chosen]), "block.spare_words");
+  return expect(block_of(image, channel, channel.events[chosen]), "block.spare_words");
 }
 
 findings more_zip_flags(raw_image& image) {
   const chosen_block block = choose(image, stored::compressed);
   image.put(block.entry.data + zip_flags, image.word(block.entry.data + zip_flags) | 4);
-  return tell(block, "block.zip_flags");
+  return expect(block, "block.zip_flags");
 }
 
-// The block of an update has four bytes more than the update; the sums of event and server count them.
+// The block of an update is four bytes longer than the update; the sums of event and server count them.
 findings long_update(raw_image& image) {
   constexpr std::size_t fewest = 1;
   constexpr std::uint32_t more = 4;
@@ -283,7 +283,7 @@ findings long_update(raw_image& image) {
   for (const std::uint32_t length :
        {image.length(entry), entry.server + server_length, entry.event + header_length})
     image.add(length, more);
-  return tell(block_of(image, channel, entry), "block.reading_length");
+  return expect(block_of(image, channel, entry), "block.reading_length");
 }
 
 constexpr fault_kind kinds[] = {

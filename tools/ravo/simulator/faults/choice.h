@@ -1,4 +1,5 @@
-// Which channel and which event of a file are damaged: always the same ones, and such as can be.
+// Chooses the channel and the event of a file that are damaged: always the same ones, and only suitable
+// ones.
 #ifndef RAVO_SIMULATOR_FAULT_CHOICE_H
 #define RAVO_SIMULATOR_FAULT_CHOICE_H
 
@@ -10,15 +11,15 @@ enum class stored { plain, zlib, lzo, compressed, anyhow };
 
 /// How a block is stored.
 stored how_stored(const raw_image& image, const image_entry& entry);
-/// The first channel with at least `events` events that is stored so and has one of these data types (none:
-/// any).
+/// The first channel with at least `events` events that is stored in
+/// this way and has one of these data types (an empty list: any).
 image_channel& choose_channel(raw_image& image, stored how, std::vector<std::uint32_t> types = {},
                               std::size_t events = 3);
-/// Spectra of both generations, but those whose blocks say themselves how many members they have.
+/// Spectra of both generations, except those whose blocks state their number of members.
 extern const std::vector<std::uint32_t> spectrum_types;
 
-/// A channel of environment readings, and where the environment dictionary has it: key, then index. `place`
-/// counts from 0.
+/// A channel of environment readings, and its entry in the
+/// environment dictionary: key, then index. `place` counts from 0.
 struct environment_channel {
   const image_channel& channel;
   std::uint32_t at;

@@ -1,4 +1,4 @@
-// Damage in the heads of events and server blocks, in the event index, and in the course of events.
+// Damage in the heads of events and server blocks, in the event index, and in the sequence of events.
 #include <algorithm>
 #include <set>
 
@@ -48,7 +48,7 @@ void put_time(raw_image& image, std::uint32_t at, std::int64_t microseconds) {
   image.put(at + 4, static_cast<std::uint32_t>(microseconds % 1'000'000));
 }
 
-// Gives an event another number, which its servers counted too.
+// Gives an event another number; its servers have it too.
 void renumber(raw_image& image, const chosen_event& event, std::uint32_t number) {
   const std::int64_t more = std::int64_t{number} - std::int64_t{event.number};
   image.put(event.header + header_number, number);
@@ -87,7 +87,7 @@ findings index_limits(raw_image& image) {
   return {{"index.limits", "", {}, type.at}};
 }
 
-// Puts the same moment with a million microseconds more.
+// Writes the same moment with one second less and a million microseconds more.
 void split_second(raw_image& image, std::uint32_t time) {
   image.add(time, -1);
   image.add(time + 4, 1'000'000);
@@ -164,7 +164,7 @@ findings server_endless_name(raw_image& image) {
   return {{"server.name", "", event.number, name}};
 }
 
-// ---- the course of events -------------------------------------------------------------------------
+// ---- the sequence of events -----------------------------------------------------------------------
 
 findings time_back(raw_image& image) {
   const image_type& type = beam_events(image);
@@ -174,7 +174,7 @@ findings time_back(raw_image& image) {
   const std::int64_t less = time_at(image, event.indexed + indexed_time) - (before - 1000);
   put_time(image, event.header + header_time, before - 1000);
   put_time(image, event.indexed + indexed_time, before - 1000);
-  // The clock is that of the servers too.
+  // The servers have the same clock.
   for (const std::uint32_t server : servers_of(image, event.header))
     put_time(image, server + server_time, time_at(image, server + server_time) - less);
   return {{"event.time_back", "", event.number, event.indexed}};
@@ -192,7 +192,7 @@ findings number_back(raw_image& image) {
   return {{"event.number_back", "", image.word(type.events[first] + indexed_number), type.events[first]}};
 }
 
-// The event before is counted once more, so that this event's own number is missing.
+// The event before is counted twice, so that this event's own number is missing.
 findings duplicate_event(raw_image& image) {
   const image_type& type = beam_events(image);
   const std::size_t i = middle(type.events);
@@ -202,7 +202,7 @@ findings duplicate_event(raw_image& image) {
           {"event.missing", "", event.number, type.events[i + 1]}};
 }
 
-// From an event on, a server delivers what it took for the event before: all its channels are shifted.
+// From an event on, a server delivers the data of the event before: all its channels are shifted.
 findings shifted_channel(raw_image& image) {
   const image_channel& channel = choose_channel(image, stored::anyhow, spectrum_types, 10);
   const std::size_t first = channel.events.size() * 6 / 10;
@@ -230,7 +230,7 @@ const image_channel& choose_camera(raw_image& image) {
   return choose_channel(image, stored::plain, {plain_frame, extended_frame}, 10);
 }
 
-// Where a frame has the number of its event.
+// The offset of the event number in a frame.
 std::uint32_t number_of_frame(const raw_image& image, const image_entry& entry) {
   return entry.data + (image.word(image.data_type(entry)) == plain_frame ? 20 : 52);
 }
@@ -245,7 +245,7 @@ findings shifted_frames(raw_image& image) {
            channel.events[first].block, channel.events.size() - first}};
 }
 
-// A camera that counts every second frame too little.
+// A camera whose every second frame has a number that is too small by one.
 findings half_shifted_frames(raw_image& image) {
   const image_channel& channel = choose_camera(image);
   for (std::size_t i = 1; i < channel.events.size(); i += 2)
@@ -254,7 +254,7 @@ findings half_shifted_frames(raw_image& image) {
            channel.events[1].block, channel.events.size() / 2}};
 }
 
-// From an event on a camera delivers the same picture, under numbers that go on.
+// From an event on a camera delivers the same picture, with numbers that go on.
 findings frozen_camera(raw_image& image) {
   const image_channel& channel = choose_camera(image);
   const std::size_t last = middle(channel.events);
@@ -270,7 +270,7 @@ findings frozen_camera(raw_image& image) {
            channel.events.size() - last - 1}};
 }
 
-// The blocks themselves have changed places; nothing leads elsewhere than before.
+// The blocks themselves have changed places; nothing points elsewhere than before.
 findings swapped_frames(raw_image& image) {
   const image_channel& channel = choose_camera(image);
   const image_entry &one = channel.events[2], &other = channel.events[middle(channel.events)];

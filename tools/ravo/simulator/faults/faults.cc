@@ -41,21 +41,21 @@ std::uint32_t pulse_in(const settings& what, int file) {
   return (stream.first_pulse(run, of_run) + stream.end_pulse(run, of_run)) / 2;
 }
 
-// What the gap looks like: of every type that has an event in each pulse, one is missing.
+// The gap as it is reported: of every type that has an event in each pulse, one is missing.
 std::vector<expected_finding> expect_gap(const raw_image& image, std::uint32_t number) {
   constexpr std::uint32_t beam = 1, image_type_code = 6;
   expected_finding line{"event.missing", "", number, {}, 0};
   for (const image_type& type : image.types) {
     if (type.type != beam && type.type != image_type_code) continue;
-    const auto behind = std::find_if(type.events.begin(), type.events.end(), [&](std::uint32_t indexed) {
-      return image.word(indexed + indexed_number) > number;
-    });
-    if (behind != type.events.end() && ++line.count == 1) line.offset = *behind;
+    const auto first_after =
+        std::find_if(type.events.begin(), type.events.end(),
+                     [&](std::uint32_t indexed) { return image.word(indexed + indexed_number) > number; });
+    if (first_after != type.events.end() && ++line.count == 1) line.offset = *first_after;
   }
   return {line};
 }
 
-// The file that follows it tells that it is missing.
+// The next file shows that this one is missing.
 expectation expect_missing_file(const settings& what, const simulation_result& made,
                                 const std::vector<fault_request>& faults, int file) {
   const bool has_neighbours = file % what.files != 0 && file % what.files != 1;
@@ -123,7 +123,7 @@ planned_damage plan_faults(const settings& what, const simulation_result& made,
 std::vector<expectation> make_faults(const settings& what, const simulation_result& made,
                                      const std::vector<fault_request>& faults) {
   planned_damage plan;
-  // Not before everything can be done: a file is damaged only together with its answer key.
+  // Not before everything can be done: a file is damaged only if its answer key is written too.
   try {
     plan = plan_faults(what, made, faults);
   } catch (const simulation_failed& failure) {

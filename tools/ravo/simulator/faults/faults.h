@@ -1,6 +1,6 @@
-// Damage of every kind, done to simulated files on purpose, with what a check of them has to find: the
-// answer key of `ravo verify`. The findings are stated from what was done to the bytes, not from looking
-// for it.
+// Damage of every kind, done to simulated files on purpose, with what a
+// check of them has to find: the answer key of `ravo verify`. The findings
+// follow from what was done to the bytes, not from a search for it.
 #ifndef RAVO_SIMULATOR_FAULTS_H
 #define RAVO_SIMULATOR_FAULTS_H
 
@@ -15,7 +15,7 @@
 
 namespace ravo::simulator {
 
-/// One line that a check has to say, no more and no less.
+/// One line that a check has to report, exactly once.
 struct expected_finding {
   std::string kind;  ///< as `ravo verify --json` has it
   std::string channel = {};
@@ -24,19 +24,19 @@ struct expected_finding {
   std::uint64_t count = 1;
 };
 
-/// Does the damage and says what is to be found. Throws simulation_failed when the file has nothing that
-/// could be damaged in this way.
+/// Does the damage and returns what is to be found. Throws simulation_failed
+/// if the file has nothing that could be damaged in this way.
 using damage = std::vector<expected_finding> (*)(raw_image&);
 
 struct fault_kind {
   const char* name;
   const char* what;
-  damage make;  ///< null: made while the files are written, or of more than one file
+  damage make;  ///< null: made while the files are written, or affects several files
 };
 
 /// All kinds, by what is damaged.
 std::span<const fault_kind> fault_kinds();
-/// Null: there is none of this name.
+/// Null if there is none of this name.
 const fault_kind* find_fault(const std::string& name);
 
 /// "KIND" or "KIND@FILE"; files count from 1 over all runs.
@@ -51,7 +51,7 @@ struct expectation {
   std::vector<expected_finding> findings;
 };
 
-/// Some faults are made by the machine: the settings are changed for them.
+/// Changes the settings for the faults that the machine itself makes.
 void prepare_faults(settings& what, const std::vector<fault_request>& faults);
 /// Damages the files that were written. Throws simulation_failed.
 std::vector<expectation> make_faults(const settings& what, const simulation_result& made,

@@ -8,7 +8,7 @@ namespace {
 
 using findings = std::vector<expected_finding>;
 
-// Cut at the offset, or a little before it: the last word must not lead anywhere by chance.
+// Cut at the offset, or a little before it: the last word must not point anywhere by chance.
 findings cut(raw_image& image, std::size_t length) {
   do {
     image.bytes.resize(length--);

@@ -16,7 +16,7 @@ std::vector<unsigned char> block_at(const raw_image& image, const image_entry& e
   return {begin, begin + length};
 }
 
-// The tail leads to the last copy of the reference table.
+// The tail points to the last copy of the reference table.
 void end_with_reference_table(raw_image& image) {
   const std::vector<unsigned char> table(image.bytes.begin() + image.reference,
                                          image.bytes.begin() + image.reference + reference_size);

@@ -105,13 +105,13 @@ findings distant_block(raw_image& image) {
               "pointer.block");
 }
 
-// The event has the other one's block and data, and keeps its header and server.
+// The event gets the other one's block and data, and keeps its header and server.
 void give_block(raw_image& image, const image_entry& event, const image_entry& of) {
   image.put(event.at + to_block, of.block);
   image.put(event.at + to_data, of.data);
 }
 
-// A channel whose blocks tell nothing of each other, not even by their lengths.
+// A channel whose blocks cannot be distinguished, not even by their lengths.
 const image_channel& choose_equal_blocks(raw_image& image) {
   constexpr std::size_t enough = 8;
   const image_channel& channel = choose_channel(image, stored::plain, spectrum_types, enough);
@@ -153,7 +153,7 @@ findings all_blocks_rotated(raw_image& image) {
           out_of_order(image, channel, channel.events.size() - 1, 1)};
 }
 
-// A basket whose blocks stand in another order than the events. It becomes the last part of the file.
+// A basket whose blocks are not in the order of the events. It becomes the last part of the file.
 findings blocks_reversed(raw_image& image) {
   image_channel& channel = choose_channel(image, stored::anyhow);
   std::vector<std::size_t> order(channel.events.size());
@@ -170,7 +170,7 @@ findings later_blocks_reversed(raw_image& image) {
   return {out_of_order(image, channel, 1, order.size() - 2)};
 }
 
-// A channel's row becomes that of a channel in front of it which has as many events of the same types.
+// A channel gets the row of a channel before it which has as many events of the same types.
 findings row_of_another(raw_image& image) {
   constexpr std::size_t enough = 3;
   const auto is_like = [&](const image_channel& a, const image_channel& b) {

@@ -1,6 +1,6 @@
-// A raw file's bytes, to be damaged: where its parts are and how to overwrite a word of them. It knows the
-// layout by its own numbers and shares nothing with what checks files, so that the two cannot err alike. It
-// trusts the file, which the simulator has just written.
+// A raw file's bytes, to be damaged: where its parts are and how to overwrite a word of
+// them. It knows the layout by its own numbers and shares no code with what checks files, so
+// that the two cannot err alike. It trusts the file, which the simulator has just written.
 #ifndef RAVO_SIMULATOR_RAW_IMAGE_H
 #define RAVO_SIMULATOR_RAW_IMAGE_H
 
@@ -10,7 +10,7 @@
 
 namespace ravo::simulator {
 
-/// Sizes and offsets in which the generations differ.
+/// Sizes and offsets that differ between the generations.
 struct record_layout {
   std::uint32_t dictionary_entry, dictionary_name, dictionary_masks;  ///< two masks, then the count
   std::uint32_t server_head, server_name;                             ///< the name is at 16

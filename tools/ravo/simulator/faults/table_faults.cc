@@ -1,4 +1,4 @@
-// Damage in the tables, and in the heads of baskets.
+// Damage in the tables and in the heads of baskets.
 #include <algorithm>
 #include <string_view>
 
@@ -11,11 +11,11 @@ using findings = std::vector<expected_finding>;
 
 constexpr std::uint32_t wrong_marker = 0x0badc0de;
 
-// A marker or a length of a table that readers refuse.
+// Spoils a marker or a length of a table, which readers then refuse.
 findings spoil(raw_image& image, std::uint32_t at, std::uint32_t value, const char* kind,
-               std::uint64_t told_at) {
+               std::uint64_t reported_at) {
   image.put(at, value);
-  return {{kind, "", {}, told_at}};
+  return {{kind, "", {}, reported_at}};
 }
 
 std::uint32_t longer(const raw_image& image, std::uint32_t table, std::uint32_t by) {
@@ -90,7 +90,7 @@ findings table_outside(raw_image& image) {
   return {{"table.environment", "", {}, image.size()}};
 }
 
-// The environment dictionary is said to be inside the channel dictionary: that one is refused too.
+// The environment dictionary seems to be inside the channel dictionary: that one is refused too.
 findings tables_overlap(raw_image& image) {
   const std::uint32_t inside = image.dictionary + 16;
   image.put(image.reference + 148, inside);
@@ -219,7 +219,7 @@ findings environment_negative(raw_image& image) {
   for (const image_entry& entry : channel.events) image.put(entry.data, 0xffffffff);
   return {{"environment.negative", "", {}, at}};
 }
-// The second channel's entry is then said to be the first one's.
+// The second channel's entry now claims to be the first one's.
 findings environment_twice(raw_image& image) {
   const environment_channel first = choose_environment(image, 0), second = choose_environment(image, 1);
   image.put(second.at, image.word(first.at));
