@@ -6,7 +6,7 @@
 namespace ravo::drawing {
 namespace {
 
-// The number of a dot among `dots`, from the low end.
+// The index of the dot among `dots`, from the low end.
 int dot_of(interval range, double value, int dots) {
   return static_cast<int>(std::lround(std::clamp(range.part(value), 0.0, 1.0) * (dots - 1)));
 }

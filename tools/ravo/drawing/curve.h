@@ -1,4 +1,4 @@
-// Values over an axis, as a spectrum has them: groups of equally spaced samples.
+// Values over an axis, such as a spectrum's: groups of equally spaced samples.
 #ifndef RAVO_DRAWING_CURVE_H
 #define RAVO_DRAWING_CURVE_H
 
@@ -22,16 +22,17 @@ struct curve {
   std::size_t groups() const { return samples == 0 ? 0 : values.size() / samples; }
 };
 
-/// The curve with an axis that can be drawn: one that is not finite, or has no step, counts the samples.
+/// The curve with an axis that can be drawn: an axis that is not finite, or has no step, counts the
+/// samples.
 curve with_axis(curve given);
 
-/// From the least to the greatest finite value; nothing when there is none.
+/// From the least to the greatest finite value; `nullopt` if there is none.
 std::optional<interval> values_of(const curve& drawn);
 /// The part of the axis that the curve covers.
 interval axis_of(const curve& drawn);
 
-/// Goes along the curve as it lies in a picture of so many dots: each finite value and the one before it in
-/// its group; the value itself where there is none before it.
+/// Walks along the curve in a picture of so many dots: passes each finite value and the
+/// one before it in its group, or the value itself twice if there is none before it.
 void walk(const curve& drawn, interval axis, interval values, place size,
           const std::function<void(place from, place to)>& take);
 

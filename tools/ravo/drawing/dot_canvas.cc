@@ -3,8 +3,8 @@
 namespace ravo::drawing {
 namespace {
 
-// Braille letters begin at U+2800, and their bits go down the left column, down the right one, and then
-// come the two dots of the lowest row, which were added to braille later.
+// Braille letters begin at U+2800, and their bits go down the left column, then down the
+// right one; the two dots of the lowest row, which were added to braille later, come last.
 std::string braille_letter(unsigned cell) {
   constexpr unsigned bit_of_dot[] = {0, 1, 2, 6, 3, 4, 5, 7};
   unsigned pattern = 0;
@@ -14,7 +14,7 @@ std::string braille_letter(unsigned cell) {
           static_cast<char>(0x80 | (pattern & 0x3f))};
 }
 
-// Where in the cell the dots are: high, in the middle, low, or spread over it.
+// The position of the dots in the cell: high, in the middle, low, or spread over it.
 char ascii_letter(unsigned cell) {
   if (cell == 0) return ' ';
   const unsigned rows = (cell | cell >> 4) & 0xf;
@@ -48,7 +48,7 @@ std::string dot_canvas::row(int index, letters how) const {
   for (int column = 0; column < columns_; ++column) {
     const unsigned cell = cells_[static_cast<std::size_t>(index) * static_cast<std::size_t>(columns_) +
                                  static_cast<std::size_t>(column)];
-    // A blank, not the empty braille letter: ends of lines can then be cut.
+    // A blank, not the empty braille letter, so that blanks at the end of a line can be removed.
     if (how == letters::ascii || cell == 0)
       text += ascii_letter(cell);
     else

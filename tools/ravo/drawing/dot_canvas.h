@@ -1,5 +1,5 @@
-// A rectangle of dots that is shown in the character cells of a terminal, two dots wide and four high in
-// each: as braille letters, or in ASCII for terminals that have none. It knows nothing of what is drawn.
+// A rectangle of dots for the character cells of a terminal, two dots wide and four high in each:
+// as braille letters, or in ASCII for terminals without braille. It does not know what is drawn.
 #ifndef RAVO_DRAWING_DOT_CANVAS_H
 #define RAVO_DRAWING_DOT_CANVAS_H
 
@@ -22,7 +22,7 @@ class dot_canvas {
 
   int width() const { return columns_ * dots_across; }  ///< in dots
   int height() const { return rows_ * dots_down; }
-  /// A dot, counted from the upper left corner; outside, nothing happens.
+  /// Sets a dot, counted from the upper left corner; a dot outside is ignored.
   void set(place dot);
   void line(place from, place to);
   /// The cells of one row as text.

@@ -13,7 +13,7 @@ struct place {
   bool operator==(const place&) const = default;
 };
 
-/// Hands every dot of the straight line between two places to `take`, these included.
+/// Calls `take` with every dot of the straight line between two places, both included.
 template <class Take>
 void walk_line(place from, place to, Take take) {
   const int across = std::abs(to.x - from.x), down = -std::abs(to.y - from.y);

@@ -10,8 +10,8 @@
 namespace ravo::drawing {
 namespace {
 
-// The pixels of the larger picture that pixel `index` of `size` stands for: from here to where the next
-// begins.
+// The first pixel of the larger picture that pixel `index` of
+// `size` replaces; the last one is before the first of the next.
 std::int64_t begin_of(int index, int size, int of) { return std::int64_t{index} * of / size; }
 
 float mean_of(const grey_picture& picture, int x, int y, int width, int height) {
@@ -31,7 +31,7 @@ int level_of(float pixel, interval brightness, int levels) {
   return std::clamp(static_cast<int>(brightness.part(double{pixel}) * levels), 0, levels - 1);
 }
 
-// One half of a cell: 38 is the colour of the letter, 48 that of the ground.
+// One half of a cell: 38 is the colour of the letter, 48 that of the background.
 std::string colour_of(int half, float pixel, interval brightness, colours how) {
   if (how == colours::of_24_bits) {
     const int grey = level_of(pixel, brightness, 256);

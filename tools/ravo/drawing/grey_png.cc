@@ -7,7 +7,7 @@
 namespace ravo::drawing {
 namespace {
 
-// libpng asks for 2 to the power of 31 at most along each side, and so do the counts of raw files.
+// libpng allows 2 to the power of 31 at most along each side, and so do the counts of raw files.
 std::string png_of(int width, int height, unsigned format, const void* pixels) {
   png_image image{};
   image.version = PNG_IMAGE_VERSION;
@@ -28,7 +28,7 @@ std::string grey_png(int width, int height, std::span<const std::uint8_t> pixels
   return png_of(width, height, PNG_FORMAT_GRAY, pixels.data());
 }
 
-// A camera counts light, and 16 bits are written as what counts light: without a screen's gamma.
+// A camera counts light, so 16 bits are written as linear values: without a screen's gamma.
 std::string grey_png(int width, int height, std::span<const std::uint16_t> pixels) {
   return png_of(width, height, PNG_FORMAT_LINEAR_Y, pixels.data());
 }

@@ -16,7 +16,7 @@ std::string blanks(int count) { return std::string(static_cast<std::size_t>(std:
 
 void cut_end(std::string& line) { line.erase(line.find_last_not_of(' ') + 1); }
 
-// Numbers under the axis, each centred below its tick; one that would touch its neighbour is left out.
+// Numbers under the axis, each centred below its tick; a number that would touch its neighbour is omitted.
 std::string labels_below(const std::vector<tick>& ticks, interval axis, int columns) {
   std::string line;
   for (const tick& one : ticks) {

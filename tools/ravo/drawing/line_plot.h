@@ -15,11 +15,11 @@ struct plot_size {
   int rows;     ///< of the part inside the axes
 };
 
-/// The lines of the plot; one that says so when no value is finite.
+/// The lines of the plot; if no value is finite, one line that says so.
 std::vector<std::string> line_plot(const curve& drawn, plot_size size, letters how);
 
-/// The values in so many letters, each as high as the mean of its part of them; a blank where none is
-/// finite.
+/// The values in so many letters, each as high as the mean
+/// of its part of the values; a blank if none is finite.
 std::string one_line_plot(std::span<const float> values, int columns, letters how);
 
 }  // namespace ravo::drawing

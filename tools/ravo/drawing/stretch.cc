@@ -32,7 +32,7 @@ interval found(const grey_picture& frame, stretch how, double most) {
 
 interval stretched(const grey_picture& frame, stretch how, double most) {
   interval range = found(frame, how, most);
-  if (!(range.low < range.high)) range.high = range.low + 1;  // all alike: dark
+  if (!(range.low < range.high)) range.high = range.low + 1;  // all equal: dark
   return range;
 }
 

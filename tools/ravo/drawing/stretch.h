@@ -7,12 +7,12 @@
 namespace ravo::drawing {
 
 enum class stretch {
-  none,        ///< all that the sensor can count
+  none,        ///< the whole range of the sensor
   minmax,      ///< from the darkest pixel to the brightest
   percentile,  ///< the same without the hundredth part at each end
 };
 
-/// What the ends of a colour map stand for; `most` is the greatest value that a pixel can have.
+/// The values at the ends of a colour map; `most` is the greatest value that a pixel can have.
 interval stretched(const grey_picture& frame, stretch how, double most);
 
 }  // namespace ravo::drawing

@@ -8,11 +8,11 @@
 namespace ravo::drawing {
 namespace {
 
-// The least of 1, 2, 5, 10, ... that is not below the number, times its power of ten.
+// The least of 1, 2, 5, 10, ... times a power of ten that is not below the number.
 double round_up(double number) {
   const double power = std::pow(10.0, std::floor(std::log10(number)));
   for (const double factor : {1.0, 2.0, 5.0})
-    // A hair too small is rounding, not size.
+    // A factor that is slightly too small is a rounding error.
     if (factor * power >= number * (1 - 1e-9)) return factor * power;
   return 10.0 * power;
 }

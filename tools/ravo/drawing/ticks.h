@@ -1,4 +1,4 @@
-// Where an axis has its labels, and what these say.
+// The places of an axis's labels, and their texts.
 #ifndef RAVO_DRAWING_TICKS_H
 #define RAVO_DRAWING_TICKS_H
 
@@ -21,11 +21,11 @@ struct interval {
   double part(double value) const { return (value - low) / (high - low); }
 };
 
-/// The interval, made wider when it has no width, so that an axis can be drawn.
+/// The interval, widened if it has no width, so that an axis can be drawn.
 interval with_width(double low, double high);
 
-/// Round numbers, 1, 2 or 5 times a power of ten apart, inside the interval; at most `most` of them, at
-/// least 1.
+/// Round numbers, 1, 2 or 5 times a power of ten apart,
+/// inside the interval; at most `most` of them, at least 1.
 std::vector<tick> round_ticks(interval range, int most);
 
 }  // namespace ravo::drawing

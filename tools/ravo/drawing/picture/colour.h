@@ -19,8 +19,8 @@ inline constexpr colour ink_of_notes{95, 95, 95};
 inline constexpr colour ink_of_frames{85, 85, 85};
 inline constexpr colour ink_of_grids{228, 228, 228};
 
-/// Colours that people tell apart whatever colours they see (Okabe and Ito, 2008; without their yellow,
-/// which is too pale for lines on white).
+/// Colours that people with any colour vision can distinguish (Okabe and
+/// Ito, 2008; without their yellow, which is too pale for lines on white).
 inline constexpr std::array<colour, 7> line_colours = {{{0, 114, 178},
                                                         {213, 94, 0},
                                                         {0, 158, 115},

@@ -11,7 +11,7 @@ struct linear_light {
   double red, green, blue;
 };
 
-// Oklab (Ottosson, 2020): lightness as the eye has it, hue in degrees, chroma 0 for grey.
+// Oklab (Ottosson, 2020): lightness as the eye perceives it, hue in degrees, chroma 0 for grey.
 linear_light light_of(double lightness, double chroma, double hue) {
   const double angle = hue * std::numbers::pi / 180;
   const double a = chroma * std::cos(angle), b = chroma * std::sin(angle);
@@ -39,7 +39,7 @@ double chroma_within_reach(double lightness, double wanted, double hue) {
   return low;
 }
 
-// The byte that a screen with the sRGB curve shows as so much light.
+// The byte that a screen with the sRGB curve shows with this brightness.
 std::uint8_t byte_of(double light) {
   const double part = std::clamp(light, 0.0, 1.0);
   const double curved = part <= 0.0031308 ? 12.92 * part : 1.055 * std::pow(part, 1 / 2.4) - 0.055;

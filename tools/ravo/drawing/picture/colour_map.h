@@ -1,5 +1,5 @@
-// From brightness to colour. Each map grows evenly brighter to the eye from its low end to its high one, so
-// that a picture says the same in grey, and to people who see few colours.
+// From brightness to colour. Each map gets evenly brighter to the eye from its low end to
+// its high one, so that a picture shows the same in grey, and to people who see few colours.
 #ifndef RAVO_DRAWING_PICTURE_COLOUR_MAP_H
 #define RAVO_DRAWING_PICTURE_COLOUR_MAP_H
 
@@ -19,7 +19,7 @@ enum class colour_map {
 using colour_table = std::array<colour, 256>;
 colour_table table_of(colour_map map);
 
-/// The colour of a part from 0 to 1; what lies outside has the colour of that end.
+/// The colour of a part from 0 to 1; a part outside this range has the colour of the nearer end.
 colour colour_at(const colour_table& table, double part);
 
 }  // namespace ravo::drawing

@@ -24,14 +24,14 @@ std::size_t plots_in(const figure& shown) {
                     [](const panel& one) { return std::holds_alternative<plot_panel>(one); }));
 }
 
-// One plot fills a page of a talk; several share it as long as they can be read.
+// A single plot fills a page of a talk; several share it as long as they are legible.
 double height_of_plots(const figure& shown) {
   constexpr double alone = 400, least = 140, together = 520;
   const std::size_t plots = plots_in(shown);
   return plots == 1 ? alone : std::round(std::max(together / static_cast<double>(plots), least));
 }
 
-// One left edge for all frames, so that what stands below one another is at the same place.
+// All frames have the same left edge, so that equal places on an axis are one below the other.
 panel_space space_for(const figure& shown, double height, const text_ruler& ruler) {
   double side = 0, overhang = 0, frames = 0;
   bool is_wide = false;
@@ -64,7 +64,7 @@ double draw_title(sketch& on, const figure& shown, const panel_space& space) {
     top += title_height;
   }
   for (std::string& line : wrapped(shown.about, about, width, 3, on.ruler)) {
-    // What separates two parts in a line separates no lines.
+    // The separator is for parts in one line, not between lines.
     if (line.ends_with(figure::separator)) line.erase(line.size() - figure::separator.size());
     on.text({space.begin, top + about_height / 2}, std::move(line), about);
     top += about_height;

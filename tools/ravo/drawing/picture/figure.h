@@ -1,5 +1,5 @@
-// What a picture shows: a heading, and panels one below the other. Whoever fills it knows where the values
-// are from; whoever draws it does not.
+// What a picture shows: a heading, and panels one below the other. The code that
+// fills it knows where the values are from; the code that draws it does not.
 #ifndef RAVO_DRAWING_PICTURE_FIGURE_H
 #define RAVO_DRAWING_PICTURE_FIGURE_H
 
@@ -25,13 +25,13 @@ struct named_curve {
 /// Curves over one axis. Groups of a curve that is alone have a colour each.
 struct plot_panel {
   std::string title;
-  std::string value_axis;  ///< stands along the left side; may be empty, as may the next
-  std::string axis;        ///< stands below
+  std::string value_axis;  ///< along the left side; may be empty, like the next one
+  std::string axis;        ///< below
   std::vector<named_curve> curves;
-  std::string note;  ///< stands at the right, above; as it does in the others
+  std::string note;  ///< at the upper right, as in the other panels
 };
 
-/// Where the pixels of a frame lie on its sensor: the first, and the distance to the next.
+/// The places of a frame's pixels on its sensor: the first, and the distance to the next.
 struct sensor_axis {
   double start = 0, step = 1;
 };
@@ -41,13 +41,14 @@ struct frame_panel {
   std::string title;
   grey_picture frame;
   sensor_axis x, y;
-  interval brightness;  ///< what the ends of the colour map stand for
+  interval brightness;  ///< the values at the ends of the colour map
   colour_map map = colour_map::aurora;
-  std::string scale;  ///< what brightness counts
+  std::string scale;  ///< the quantity that brightness counts
   std::string note;
 };
 
-/// Names and values; one row is set in large letters. A row without a name is a text, broken into lines.
+/// Names and values; a single row is set in large letters. A row without a name is a text, broken into
+/// lines.
 struct table_panel {
   std::string title;
   std::vector<std::pair<std::string, std::string>> rows;
@@ -63,7 +64,7 @@ struct figure {
   std::vector<panel> panels;
 };
 
-/// Where parts of a picture lie, in points.
+/// The layout of pictures, in points.
 struct page {
   static constexpr double width = 960;  ///< of pictures with plots or tables
   static constexpr double margin = 20;

@@ -1,4 +1,4 @@
-// A frame in colours, with axes and a scale.
+// Draws a frame in colours, with axes and a scale.
 #include <algorithm>
 #include <cmath>
 
@@ -9,27 +9,27 @@ namespace {
 
 constexpr double bar_width = 16, bar_gap = 18;
 
-// A frame whose steps differ more than this has no believable binning.
+// A frame whose steps differ by more than this has no plausible binning.
 constexpr double most_oblong = 16;
 
 struct pixel_shape {
   double width = 1, height = 1;
 };
 
-// As wide and high as the steps along both axes are to each other, the smaller side being 1.
+// The sides are in the ratio of the steps along both axes, the smaller one being 1.
 pixel_shape shape_of(const frame_panel& shown) {
   const double least = std::min(shown.x.step, shown.y.step), most = std::max(shown.x.step, shown.y.step);
   if (!(least > 0) || !(most / least <= most_oblong)) return {};
   return {shown.x.step / least, shown.y.step / least};
 }
 
-// The pixels of the sensor that are labelled, with their places in points from the frame's begin.
+// The pixels of the sensor that are labelled, with their places in points from the frame's left or top.
 std::vector<tick> pixel_ticks(const sensor_axis& axis, int pixels, double length,
                               const text_ruler* across) {
   const double step = axis.step > 0 ? axis.step : 1;
   const interval range{axis.start - 0.5 * step, axis.start + (pixels - 0.5) * step};
   std::vector<tick> ticks = across ? ticks_across(range, length, *across) : ticks_upward(range, length);
-  // Between two pixels there is none.
+  // Removes ticks between two pixels.
   std::erase_if(ticks, [&](const tick& one) {
     return one.value != std::round(one.value) || one.value < axis.start ||
            one.value > axis.start + (pixels - 1) * step;
@@ -50,7 +50,7 @@ image_shape image_of(const frame_panel& shown, const box& where) {
   return image;
 }
 
-// There are pixels beyond this end of the scale. With an outline, since the end may be white.
+// Marks pixels beyond this end of the scale. It has an outline, because the end may be white.
 void draw_triangle(sketch& on, const std::vector<point>& corners, colour ink) {
   on.made.shapes.emplace_back(area_shape{corners, ink});
   std::vector<point> outline = corners;
@@ -58,7 +58,7 @@ void draw_triangle(sketch& on, const std::vector<point>& corners, colour ink) {
   on.made.shapes.emplace_back(path_shape{std::move(outline), ink_of_frames, 1});
 }
 
-// The map from bottom to top, with what it counts.
+// Draws the map from bottom to top, with the quantity that it counts.
 void draw_scale(sketch& on, const frame_panel& shown, const box& where) {
   const colour_table table = table_of(shown.map);
   image_shape map{where, 1, static_cast<int>(table.size()), {table.rbegin(), table.rend()}};
@@ -104,8 +104,8 @@ void draw_axes(sketch& on, const frame_panel& shown, const panel_space& space, c
 
 }  // namespace
 
-// Whole numbers of dots for each pixel, so that all of them are alike; a frame that is too large for that
-// is shrunk.
+// A whole number of dots for each pixel, so that all have the
+// same size; a frame that is too large for that is shrunk.
 box pixels_of(const frame_panel& shown) {
   const pixel_shape one = shape_of(shown);
   const double width = shown.frame.width * one.width, height = shown.frame.height * one.height;

@@ -8,7 +8,7 @@ namespace {
 
 bool begins_letter(char byte) { return (static_cast<unsigned char>(byte) & 0xc0) != 0x80; }
 
-// Where letters begin, and the end.
+// The offsets at which letters begin, and the end.
 std::vector<std::size_t> letters_of(const std::string& words) {
   std::vector<std::size_t> begins;
   for (std::size_t i = 0; i < words.size(); ++i)
@@ -17,7 +17,7 @@ std::vector<std::size_t> letters_of(const std::string& words) {
   return begins;
 }
 
-// The greatest count up to `most` that fits; texts grow with their letters.
+// The greatest count up to `most` that fits; texts grow with the number of letters.
 template <class Fits>
 std::size_t most_that_fit(std::size_t most, Fits fits) {
   std::size_t low = 0, high = most;
@@ -31,7 +31,7 @@ std::size_t most_that_fit(std::size_t most, Fits fits) {
   return low;
 }
 
-// Where the first line of the text ends.
+// The end of the text's first line.
 std::size_t end_of_line(const std::string& words, const text_style& style, double width,
                         const text_ruler& ruler) {
   const std::vector<std::size_t> begins = letters_of(words);

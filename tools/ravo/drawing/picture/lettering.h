@@ -1,4 +1,4 @@
-// Texts that have to fit: how large they are, where to break them and what to leave out of them.
+// Texts that have to fit: how large they are, where to break them and which part to omit.
 #ifndef RAVO_DRAWING_PICTURE_LETTERING_H
 #define RAVO_DRAWING_PICTURE_LETTERING_H
 
@@ -13,11 +13,11 @@ struct text_size {
   double width = 0, height = 0;
 };
 
-/// Knows how large texts become. Fonts differ from machine to machine; tests have one of their own.
+/// Measures texts. Fonts differ from machine to machine; tests have a ruler of their own.
 class text_ruler {
  public:
   virtual ~text_ruler() = default;
-  /// Of one line in UTF-8.
+  /// The size of one line in UTF-8.
   virtual text_size measure(const std::string& words, const text_style& style) const = 0;
 
   double width_of(const std::string& words, const text_style& style) const {
@@ -25,16 +25,16 @@ class text_ruler {
   }
 };
 
-/// The text, or its begin and end with "…" between them where it is wider.
+/// The text, or its begin and end with "…" between them if it is wider.
 std::string fitted(const std::string& words, const text_style& style, double width,
                    const text_ruler& ruler);
 
-/// The text in lines of the width, broken after a blank or a "/" where there is one; at most `most` lines,
-/// the last of which is fitted.
+/// The text in lines of the width, broken after a blank or a "/" if
+/// there is one; at most `most` lines, the last of which is fitted.
 std::vector<std::string> wrapped(const std::string& words, const text_style& style, double width,
                                  std::size_t most, const text_ruler& ruler);
 
-/// A number's label as it is set in print: with a minus sign, and "2×10⁷" for "2e+07".
+/// A number's label in printed form: with a minus sign, and "2×10⁷" for "2e+07".
 std::string as_in_print(const std::string& label);
 
 }  // namespace ravo::drawing

@@ -11,12 +11,12 @@
 
 namespace ravo::drawing {
 
-/// Measures in the letters that pictures are made of. Throws std::runtime_error where there is no font.
+/// Measures with the fonts of the pictures. Throws std::runtime_error if there is no font.
 std::unique_ptr<text_ruler> picture_ruler();
 
 enum class picture_format { png, svg };
 
-/// Throws std::runtime_error when there is no memory for the picture, or it is too large for the format.
+/// Throws std::runtime_error if there is no memory for the picture, or if it is too large for the format.
 std::string picture_bytes(const picture& drawn, picture_format format);
 
 }  // namespace ravo::drawing

@@ -1,4 +1,4 @@
-// Pictures by Cairo, their texts by Pango.
+// Pictures drawn by Cairo, their texts by Pango.
 #include <cairo-svg.h>
 #include <cairo.h>
 #include <pango/pangocairo.h>
@@ -10,8 +10,8 @@
 #include "drawing/picture/figure.h"
 #include "drawing/picture/picture_file.h"
 
-// Only sanitizers ask these. fontconfig loses a pattern while it reads its own configuration, which nobody
-// can release. Pango has fontconfig look for fonts in a thread of its own, and waits for it by GLib's
+// Only sanitizers call these. fontconfig leaks a pattern while it reads its own configuration.
+// Pango lets fontconfig search for fonts in a thread of its own, and waits for it with GLib's
 // locks; these libraries are not built for the thread sanitizer, which does not see the locks.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
@@ -47,19 +47,19 @@ void check(cairo_status_t status) {
 font_owner font_of(const text_style& style) {
   font_owner font(pango_font_description_new());
   pango_font_description_set_family(font.get(), "DejaVu Sans, Sans");
-  // In the picture's own points; without this Pango counts those of a printer.
+  // In the picture's own points; by default Pango counts those of a printer.
   pango_font_description_set_absolute_size(font.get(), style.size * PANGO_SCALE);
   if (style.letters == weight::bold) pango_font_description_set_weight(font.get(), PANGO_WEIGHT_BOLD);
   return font;
 }
 
-// One for the program: to find the fonts of a machine takes a while. Pango's own would never be released.
+// One for the program: finding the fonts of a machine takes a while. Pango's own would never be released.
 PangoFontMap* font_map() {
   static const font_map_owner made(pango_cairo_font_map_new());
   return made.get();
 }
 
-// Texts are placed as they are measured, whatever they are drawn on.
+// Texts are drawn as they are measured, whatever the surface.
 context_owner make_context() {
   context_owner context(pango_font_map_create_context(font_map()));
   cairo_font_options_t* options = cairo_font_options_create();
@@ -115,7 +115,7 @@ class painter {
   }
 
   void walk(const std::vector<point>& points) {
-    cairo_new_path(cairo_.get());  // without what a text before it has left
+    cairo_new_path(cairo_.get());  // without what an earlier text has left
     for (const point& at : points) cairo_line_to(cairo_.get(), at.x, at.y);
   }
 
@@ -174,7 +174,7 @@ class painter {
     cairo_scale(cairo_.get(), image.where.width / image.columns, image.where.height / image.rows);
     cairo_set_source_surface(cairo_.get(), pixels.get(), 0, 0);
     cairo_pattern_set_filter(cairo_get_source(cairo_.get()), CAIRO_FILTER_NEAREST);
-    // Its edge is not mixed with what lies below.
+    // The edge does not blend with what is below.
     cairo_pattern_set_extend(cairo_get_source(cairo_.get()), CAIRO_EXTEND_PAD);
     cairo_new_path(cairo_.get());
     cairo_rectangle(cairo_.get(), 0, 0, image.columns, image.rows);
@@ -222,7 +222,7 @@ std::string svg_bytes(const picture& drawn) {
 }  // namespace
 
 std::unique_ptr<text_ruler> picture_ruler() {
-  // Pango ends the program when it finds no font at all; a look before that costs little.
+  // Pango ends the program if it finds no font at all; this check before that costs little.
   const context_owner context = make_context();
   const real_font_owner font(
       pango_font_map_load_font(font_map(), context.get(), font_of(text_style{}).get()));

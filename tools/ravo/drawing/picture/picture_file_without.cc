@@ -1,4 +1,4 @@
-// The build without Cairo and Pango: says how to get them.
+// For builds without Cairo and Pango: the message says how to get them.
 #include <stdexcept>
 
 #include "drawing/picture/picture_file.h"

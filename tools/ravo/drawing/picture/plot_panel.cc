@@ -1,4 +1,4 @@
-// Curves over an axis.
+// Draws curves over an axis.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 namespace ravo::drawing {
 namespace {
 
-// A curve must not lie on the frame, nor end there.
+// A curve must not touch the frame.
 interval with_margin(interval range, double part) {
   const double margin = (range.high - range.low) * part;
   return {range.low - margin, range.high + margin};
@@ -39,7 +39,7 @@ struct entry {
   colour ink;
 };
 
-// Colours for so many lines: by name where there are few, else from dark to bright.
+// Colours for so many lines: by name for a few, else from dark to bright.
 colour colour_of(std::size_t index, std::size_t count) {
   if (count <= line_colours.size()) return line_colours[index];
   static const colour_table table = table_of(colour_map::aurora);
@@ -65,7 +65,7 @@ std::vector<entry> legend_of(const plot_panel& shown) {
   return entries;
 }
 
-// In rows above the frame, so that it hides no curve; where they end.
+// Draws rows above the frame, so that they hide no curve; returns where they end.
 double draw_legend(sketch& on, const plot_panel& shown, const panel_space& space, double top) {
   constexpr double dash = 22, gap = 6, between = 20;
   const std::vector<entry> entries = legend_of(shown);

@@ -1,5 +1,5 @@
 // A picture as data: texts, lines, boxes and images at places counted in points from the upper left corner.
-// Panels are drawn into it, picture_bytes() turns it into a file's bytes, and tests look at it as it is.
+// Panels draw into it, picture_bytes() turns it into a file's bytes, and tests inspect it directly.
 #ifndef RAVO_DRAWING_PICTURE_SHAPES_H
 #define RAVO_DRAWING_PICTURE_SHAPES_H
 
@@ -32,7 +32,7 @@ struct text_style {
   weight letters = weight::normal;
 };
 
-/// Which part of a text lies at its place, across; down, it is always the middle.
+/// Which part of a text is at its place, horizontally; vertically it is always the middle.
 enum class anchor { left, centre, right };
 enum class direction { across, upward };
 

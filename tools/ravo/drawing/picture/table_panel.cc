@@ -1,4 +1,4 @@
-// Names and their values.
+// Draws names and their values.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -38,7 +38,7 @@ struct grid {
   std::size_t columns, rows, shown;  // rows of each column; how many values are shown
 };
 
-// Up to so many rows a column, and no more than can be read.
+// Up to so many rows in a column, and no more than are legible.
 grid grid_of(std::size_t count) {
   constexpr std::size_t rows_of_one = 12, most_columns = 3, most_rows = 60;
   const std::size_t columns =

@@ -30,7 +30,7 @@ class run {
  private:
   static constexpr std::size_t most_kept = 4;
 
-  // First, least, greatest and last stay, in their order.
+  // Keeps first, least, greatest and last, in their order.
   void thin() {
     std::size_t least = 0, greatest = 0;
     for (std::size_t i = 1; i < column_.size(); ++i) {
@@ -49,7 +49,7 @@ class run {
   }
 
   std::vector<point> points_;
-  std::vector<point> column_;  // those of the column that is being filled
+  std::vector<point> column_;  // points of the column that is being filled
   double number_ = 0;
 };
 

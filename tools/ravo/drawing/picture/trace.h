@@ -1,4 +1,4 @@
-// The way of a curve through a panel.
+// The path of a curve through a panel.
 #ifndef RAVO_DRAWING_PICTURE_TRACE_H
 #define RAVO_DRAWING_PICTURE_TRACE_H
 
@@ -11,12 +11,12 @@
 namespace ravo::drawing {
 
 struct trace {
-  std::vector<std::vector<point>> lines;  ///< through neighbours that are finite
-  std::vector<point> singles;             ///< finite ones without such a neighbour
+  std::vector<std::vector<point>> lines;  ///< through finite neighbours
+  std::vector<point> singles;             ///< finite points without such a neighbour
 };
 
-/// One group of a curve. Where many samples share a column of dots, what is seen of them is kept: the
-/// first, the least, the greatest and the last.
+/// The path of one group of a curve. Where many samples fall into a column of dots,
+/// the visible ones are kept: the first, the least, the greatest and the last.
 trace trace_of(const curve& drawn, std::size_t group, interval axis, interval values, box where);
 
 }  // namespace ravo::drawing
