@@ -277,7 +277,7 @@ TEST_P(Explain, IsReadByPeople) {
                 "  read  " +
                 made.files[0] + "  edge: comes before the first" + mark + "\n  read  " + made.files[1] +
                 "  its name fits" + mark + "\n  -     " + made.files[2] +
-                "  edge: comes behind the last; no events of the period" + mark +
+                "  edge: comes after the last; no events of the period" + mark +
                 "\n\n"
                 "2 files to read, 1 left out\n");
 }
@@ -314,7 +314,7 @@ TEST(RequestForNothing, SaysWhatWasLookedAt) {
                 ": searched by name among 6 raw files\n"
                 "if the files came after the catalogue was built, build it again: `ravo catalog build "
                 "FOLDER --into " +
-                made.catalogue + "`; `ravo catalog list " + made.catalogue + "` tells its runs\n");
+                made.catalogue + "`; `ravo catalog list " + made.catalogue + "` lists its runs\n");
 }
 
 TEST(RequestForNothing, SaysThatTheFolderIsNotThere) {
@@ -332,7 +332,7 @@ TEST(RequestForNothing, SaysThatTheFolderIsNotThere) {
           "  folder " +
           nowhere +
           ": No such file or directory\n"
-          "`ravo catalog list` tells the runs of a catalogue, `ravo info FILE` the times of a file\n");
+          "`ravo catalog list` lists the runs of a catalogue, `ravo info FILE` says the times of a file\n");
 }
 
 TEST(RequestForNothing, AsksForAPlaceToLookAt) {

@@ -1,5 +1,5 @@
-// The command-line tool: finds the verb, runs it, and turns every outcome into an exit code and, when
-// something went wrong, one message on standard error.
+// The command-line tool: finds the verb, runs it, and turns every outcome into
+// an exit code and, if something went wrong, one message on standard error.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -46,7 +46,7 @@ std::vector<std::string> option_names(const CLI::App& verb) {
   return names;
 }
 
-// What is wrong behind a verb. Which option may have been meant, the parser would not say.
+// What is wrong after the verb. The parser would not say which option may have been meant.
 std::string explain_options(const CLI::App& verb, const CLI::ParseError& error) {
   const CLI::App* chosen = &verb;
   if (const auto below = verb.get_subcommands(); !below.empty()) chosen = below.front();
@@ -59,7 +59,7 @@ std::string explain_options(const CLI::App& verb, const CLI::ParseError& error) 
                      suggestion(name, option_names(*chosen), "--help lists those that are there"));
 }
 
-// What is wrong with the command line. That there is no such verb, the parser would not say.
+// What is wrong with the command line. The parser would not say that there is no such verb.
 std::string explain(const CLI::App& tool, const CLI::ParseError& error, int argc, char** argv) {
   const std::vector<std::string> verbs = verb_names(tool);
   if (argc < 2) return "say what to do: " + join_or(verbs);
@@ -102,8 +102,8 @@ int run(int argc, char** argv, output& out) {
     return exit_fine;
   } catch (const CLI::ParseError& error) {
     const verb* one = chosen();
-    tell("ravo: {}\nTry `{} --help`.\n", explain(tool, error, argc, argv),
-         one ? "ravo " + one->command->get_name() : "ravo");
+    print_message("ravo: {}\nTry `{} --help`.\n", explain(tool, error, argc, argv),
+                  one ? "ravo " + one->command->get_name() : "ravo");
     return exit_usage;
   }
   chosen()->run(out);
@@ -130,13 +130,13 @@ int main(int argc, char** argv) {
   } catch (const verdict& end) {
     return end.exit_code;
   } catch (const usage_failure& failure) {
-    tell("ravo: {}\n", as_it_is{failure.what()});
+    print_message("ravo: {}\n", as_it_is{failure.what()});
     return exit_usage;
   } catch (const data_failure& failure) {
-    tell("ravo: {}\n", as_it_is{failure.what()});
+    print_message("ravo: {}\n", as_it_is{failure.what()});
     return exit_data;
   } catch (const std::exception& failure) {
-    tell("ravo: {}\n", failure.what());
+    print_message("ravo: {}\n", failure.what());
     return exit_data;
   }
 }

@@ -118,7 +118,7 @@ TEST(EventFigure, WritesSlowValuesWithTheirTime) {
       channel_of("MAGNET", shown_slow_value{"CURRENT.SET", 19.5F, 0x10, {1700000001, 0}});
   magnet.units = "A";
   magnet.is_held = true;
-  magnet.told = {70, {1700000000, 0}};
+  magnet.recorded_with = {70, {1700000000, 0}};
   const shown_event event = event_of({magnet});
   const auto& table = panel_at<table_panel>(figure_of(event, {}), 0);
   EXPECT_THAT(table.rows, ElementsAre(std::pair<std::string, std::string>("CURRENT.SET", "19.5 A")));

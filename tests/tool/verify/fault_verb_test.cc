@@ -104,7 +104,7 @@ TEST(SimulateFault, RefusesWhatItCannotDo) {
   for (const char* text : {"hole@0", "hole@3", "hole@", "hole@x", "hole@1x", "hole@-1", "hole@99999999999"})
     EXPECT_EQ(refusal({"--fault", text}, 2),
               std::string("ravo: --fault: '") + text +
-                  "': behind the '@' stands the number of a file, from 1 to 2\n");
+                  "': after the '@' comes the number of a file, from 1 to 2\n");
   EXPECT_THAT(refusal({"--fault", "hole@1", "--fault", "empty"}, 2),
               HasSubstr("file 1 would be damaged twice: hole and empty"));
   EXPECT_THAT(refusal({"--fault", "flipped-bit", "--compression", "none"}, 1),

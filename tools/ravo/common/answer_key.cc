@@ -15,7 +15,7 @@ namespace {
 
 // Count, mean, least and greatest value of each member of a spectrum, straight from its samples.
 json spectrum_members(std::span<const unsigned char> payload, payload_shape shape) {
-  // Both heads begin with the members and the samples; an older spectrum is one group.
+  // Both heads begin with the members and the samples; an older spectrum has a single group.
   ravo_spect_head_2010 head;
   std::memcpy(&head, payload.data(), sizeof(ravo_spect_head));
   if (shape == payload_shape::spectrum)

@@ -7,13 +7,13 @@
 namespace ravo::tool {
 namespace {
 
-// The texts of fields, which end there at the latest.
+// The text of a field of fixed size, which may lack the final zero.
 std::string text_at(const byte_view& data, std::size_t offset, std::size_t size) {
   const auto* const text = reinterpret_cast<const char*>(data.data()) + offset;
   return {text, strnlen(text, size)};
 }
 
-// The name of member `index` of a block; of a subchannel, that of the member it was.
+// The name of member `index` of a block; for a subchannel, the name of the member that was cut out.
 std::string member_name(const data_type& type, std::size_t index, const data_type* cut_from,
                         int subchannel) {
   if (cut_from && subchannel >= 0 && subchannel < cut_from->members)
@@ -24,7 +24,7 @@ std::string member_name(const data_type& type, std::size_t index, const data_typ
   return "CH" + std::to_string(subchannel >= 0 ? static_cast<std::size_t>(subchannel) : index);
 }
 
-// The floats lie inside the data, but not always where floats may lie.
+// The floats lie within the data, but may not be aligned.
 void summarise_member(const member_parts& member, const byte_view& data, block_summary& summary) {
   const unsigned char* first = data.data() + member.values;
   summary.members.push_back(summarise_numbers(member.count(), [first](std::size_t i) {
@@ -68,8 +68,8 @@ bool summarise_parts(const image_parts& frame, const byte_view& data, block_summ
   return true;
 }
 
-// The reader hands out environment readings as updates; whoever meets one as it is stored sees its type and
-// its length.
+// The reader turns environment readings into updates; for
+// one in its stored form only type and length are shown.
 bool summarise_parts(const update_parts& update, const byte_view& data, block_summary& summary) {
   if (update.name_size == 0) return false;
   summary.update = {text_at(data, 0, update.name_size),
@@ -91,7 +91,7 @@ bool summarise_parts(const text_part& text, const byte_view& data, block_summary
   return true;
 }
 
-// The reader hands none of these out either.
+// The reader delivers none of these either.
 bool summarise_parts(const records_part&, const byte_view&, block_summary&) { return false; }
 
 }  // namespace

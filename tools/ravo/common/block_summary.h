@@ -1,5 +1,5 @@
-// What a person wants to know of the data of one block: of a spectrum count, mean, least and greatest
-// value per member, of an image its size and brightness, of the rest the values themselves.
+// A readable summary of the data of one block: for a spectrum count, mean, least and greatest
+// value of each member, for an image its size and brightness, for the rest the values themselves.
 #ifndef RAVO_TOOL_BLOCK_SUMMARY_H
 #define RAVO_TOOL_BLOCK_SUMMARY_H
 
@@ -36,13 +36,14 @@ struct named_value {
   float value;
 };
 
-/// Which parts are set depends on the data type's shape.
+/// The data type's shape determines which parts are set.
 struct block_summary {
   std::string dtype;                    ///< the data type's name, or its number
   std::vector<number_summary> members;  ///< spectra and profiles
-  bool scalar = false;                  ///< every member is one number
+  bool scalar = false;                  ///< every member is a scalar
   std::optional<image_summary> image;
-  std::optional<std::size_t> camera_bytes;  ///< of a frame that is no picture: what the camera sent
+  std::optional<std::size_t>
+      camera_bytes;  ///< of a frame that is not a plain picture: bytes from the camera
   std::optional<update_summary> update;
   std::vector<named_value> pairs;
   std::optional<std::string> comment;  ///< of name-value pairs
@@ -50,8 +51,8 @@ struct block_summary {
   bool consistent = true;  ///< false: the data are not what their type says
 };
 
-/// Summarises the data of a block in host order. The high 16 bits of `dtype`, the type a subchannel was
-/// cut from, and `subchannel` name the member.
+/// Summarises the data of a block in host order. `subchannel` and the high 16 bits of
+/// `dtype`, the type that the subchannel was cut from, determine the member's name.
 block_summary summarise(std::uint32_t dtype, int subchannel, std::span<const unsigned char> data);
 
 }  // namespace ravo::tool

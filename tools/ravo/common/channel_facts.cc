@@ -14,8 +14,8 @@ namespace ravo::tool {
 namespace {
 
 constexpr std::size_t most_files = 8;
-// Beside what the reading itself may take: of a file with more tables and descriptions units are not to be
-// had.
+// In addition to the memory for reading: if a file needs more
+// for its tables and descriptions, its units are not available.
 constexpr std::uint64_t most_memory = 32u << 20;
 
 using facts_by_name = std::multimap<std::string, channel_facts*, std::less<>>;
@@ -54,7 +54,7 @@ std::vector<channel_facts> facts_of(const dataset& data) {
       raw_file file(one.path, most_memory);
       take(file, wanted);
     } catch (const data_failure&) {
-      // The classic loader refuses what the dataset can read: units are then not to be had.
+      // The classic loader refuses a file that the dataset can read: its units are then not available.
     }
   }
   return all;
@@ -67,7 +67,7 @@ void check_members(const dataset& data) {
   if (!any) return;
   for (const channel_facts& one : facts_of(data)) {
     const data_type* type = find_data_type(static_cast<int>(one.stored));
-    // These say themselves how many members a block has.
+    // The blocks of these types state their number of members.
     if (one.member < 0 || !type || type->code == RAVO_BLOCK_GENERIC_SPECT ||
         type->shape == payload_shape::name_value)
       continue;
@@ -80,7 +80,7 @@ void check_members(const dataset& data) {
 
 decoded_block block_of(const value& one, const channel_facts& channel) {
   const std::span<const std::byte> bytes = one.bytes();
-  // A member's block says in the high 16 bits what it was cut from; a value has lost them.
+  // A member's block has the type it was cut from in the high 16 bits; a value no longer has it.
   const std::uint32_t cut_from = channel.member >= 0 ? channel.stored << 16 : 0;
   return {cut_from | static_cast<std::uint32_t>(one.type()),
           one.error_bits(),

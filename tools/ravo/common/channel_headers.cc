@@ -10,7 +10,7 @@
 namespace ravo::tool {
 namespace {
 
-// Reads a record; its bytes are still those of the file.
+// Reads a record; its bytes are still in the file's order.
 template <class Record>
 Record read_record(const raw_file& file, std::uint32_t offset, const char* what) {
   Record record;
@@ -81,12 +81,12 @@ channel_headers read_channel_headers(const raw_file& file, const ravo_event_chan
   channel_headers headers{at, read_event_header(file, at.evhd), read_server_head(file, at.sbhd),
                           read_channel_head(file, at.chhd), std::nullopt};
   if (headers.channel.error & RAVO_CHAN_ZIP_FLAG) {
-    // The offset is behind a record that was read, so that the sum does not leave the file's range.
+    // The zip header follows a record that was read, so the sum cannot overflow.
     const auto head_size = file.generation() == ravo_file_generation::older
                                ? sizeof(ravo_serv_block_subhead)
                                : sizeof(ravo_serv_block_subhead_2010);
-    const auto behind = at.chhd + static_cast<std::uint32_t>(head_size);
-    headers.zip = read_record<ravo_zip_header>(file, behind, "the zip header");
+    const auto after_head = at.chhd + static_cast<std::uint32_t>(head_size);
+    headers.zip = read_record<ravo_zip_header>(file, after_head, "the zip header");
     ravo_swap4(&*headers.zip, &*headers.zip, sizeof(ravo_zip_header) / 4);
   }
   return headers;

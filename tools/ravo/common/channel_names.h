@@ -1,4 +1,4 @@
-// Channels of a raw file by their names.
+// Finds channels of a raw file by name.
 #ifndef RAVO_TOOL_CHANNEL_NAMES_H
 #define RAVO_TOOL_CHANNEL_NAMES_H
 
@@ -9,7 +9,7 @@
 
 namespace ravo::tool {
 
-/// The index of a channel; throws data_failure that tells what may have been meant.
+/// The index of a channel; throws data_failure that suggests similar names.
 std::size_t find_channel(const raw_file& file, const std::string& name);
 
 }  // namespace ravo::tool

@@ -43,7 +43,7 @@ void channel_statistics::note_event(const ravo_time_id& id) {
   }
   if (id.event_number > last_.event_number && last_.event_number != 0) {
     distance& one = distances_[id.event_number - last_.event_number];
-    if (one.count++ == 0) one.behind = last_.event_number;
+    if (one.count++ == 0) one.before = last_.event_number;
   }
   last_ = id;
 }
@@ -93,7 +93,7 @@ std::optional<gap_summary> channel_statistics::gaps() const {
     gaps.events +=
         one.count * (static_cast<std::uint64_t>(std::lround(static_cast<double>(width) / usual)) - 1);
     gaps.longest = width;
-    gaps.behind_event = one.behind;
+    gaps.behind_event = one.before;
   }
   return gaps;
 }

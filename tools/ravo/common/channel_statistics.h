@@ -1,5 +1,5 @@
-// What `ravo stat` tells of a channel, gathered value by value: how many, how often, where some are missing
-// between others, and the least, mean and greatest of what they hold.
+// What `ravo stat` reports of a channel, gathered value by value: how many, how often,
+// where some are missing between others, and the least, mean and greatest number.
 #ifndef RAVO_TOOL_CHANNEL_STATISTICS_H
 #define RAVO_TOOL_CHANNEL_STATISTICS_H
 
@@ -17,8 +17,8 @@ namespace ravo::tool {
 /// Places where the distance to the next value is more than one and a half times the usual one.
 struct gap_summary {
   std::uint64_t count = 0;
-  std::uint64_t events = 0;   ///< values that usual distances would have had there
-  std::uint32_t longest = 0;  ///< event numbers from the value before the longest gap to that behind it
+  std::uint64_t events = 0;        ///< values that would be there at usual distances
+  std::uint32_t longest = 0;       ///< event numbers from the value before the longest gap to that after it
   std::uint32_t behind_event = 0;  ///< the event before the longest gap
 };
 
@@ -26,7 +26,7 @@ class channel_statistics {
  public:
   explicit channel_statistics(channel_facts channel) : channel_(std::move(channel)) {}
 
-  /// The value of the next event; one that is held, or not recorded, does not count.
+  /// Counts the value of the next event, unless it is held or not recorded.
   void add(const value& one);
 
   const channel_facts& channel() const { return channel_; }
@@ -34,19 +34,19 @@ class channel_statistics {
   std::uint64_t decoded_bytes() const { return decoded_bytes_; }
   const ravo_time_id& first() const { return first_; }
   const ravo_time_id& last() const { return last_; }
-  /// Values a second; nothing of a single one.
+  /// Values per second; `nullopt` for a single value.
   std::optional<double> rate() const;
-  /// Nothing when the values' events have no numbers, or are fewer than three.
+  /// `nullopt` if the values' events have no numbers, or are fewer than three.
   std::optional<gap_summary> gaps() const;
-  /// Of all that the values hold: a row for each member, or record; empty for texts and unknown data.
+  /// Over all values: a row for each member or record; empty for texts and unknown data.
   const std::vector<number_summary>& numbers() const { return numbers_; }
-  /// Values that are there and whose numbers cannot be told: frames that are no pictures, unknown data.
+  /// Values without numbers: frames that are not plain pictures, unknown data.
   std::uint64_t without_numbers() const { return without_numbers_; }
 
  private:
   struct distance {
     std::uint64_t count = 0;
-    std::uint32_t behind = 0;  // the event before the first one
+    std::uint32_t before = 0;  // the event before the first one
   };
 
   void note_event(const ravo_time_id& id);

@@ -25,13 +25,14 @@ const char* name_of(value_kind kind) {
   return names[static_cast<std::size_t>(kind)];
 }
 
-// What a row says, cut into its members.
+// The values of a row, member by member.
 class column_rows_summary {
  public:
   column_rows_summary(const column_data& column, const channel_facts& channel)
       : column_(column), channel_(channel) {}
 
-  /// Members of spectra and regions of interest, records of lists; anything else is one part.
+  /// The number of members of a spectrum or region of interest, or of records of a list; 1 for anything
+  /// else.
   std::size_t parts(std::size_t row) const {
     switch (column_.layout.kind) {
       case value_kind::name_value:
@@ -43,7 +44,7 @@ class column_rows_summary {
     }
   }
 
-  /// What `take` makes of all numbers of a part, a span of their type.
+  /// Calls `take` with all numbers of a part, as a span of their type, and returns its result.
   template <class Take>
   auto with_numbers(std::size_t row, std::size_t index, Take take) const {
     const auto [first, count] = numbers_of_part(row, index);
@@ -63,7 +64,7 @@ class column_rows_summary {
     return take_as(float{});
   }
 
-  /// Whether the part is there: a list may lack a record that others have.
+  /// Whether the row has the part: a list may lack a record that other lists have.
   bool has_part(std::size_t row, std::size_t index) const {
     return column_.layout.kind != value_kind::name_value || has_value(column_.status_of(row, index));
   }
@@ -82,7 +83,7 @@ class column_rows_summary {
     std::size_t count;
   };
 
-  // Those of a region's two members differ in number.
+  // The two members of a region differ in length.
   number_range numbers_of_part(std::size_t row, std::size_t index) const {
     const row_shape& shape = column_.shape_of_row(row);
     if (column_.layout.kind == value_kind::roi)
@@ -203,7 +204,7 @@ void add_part(const column_rows_summary& summary, std::size_t row, std::size_t p
     add_numbers(summary.part(row, part), to);
 }
 
-/// The dimensions by name, and how large each is.
+/// Adds the dimensions by name, with their sizes.
 void add_dimensions(const std::vector<dimension_size>& dimensions, json& to) {
   to["dimensions"] = json::array();
   to["shape"] = json::array();

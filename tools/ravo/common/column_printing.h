@@ -8,10 +8,10 @@
 
 namespace ravo::tool {
 
-/// What is printed of a row.
+/// How a row is printed.
 enum class row_contents {
-  summary,  ///< count, mean, least and greatest of its numbers
-  numbers,  ///< all of them
+  summary,  ///< count, mean, least and greatest of the numbers
+  numbers,  ///< all numbers
 };
 
 struct column_request {
@@ -20,8 +20,8 @@ struct column_request {
   row_contents contents = row_contents::summary;
 };
 
-/// Reads the column and prints it in the form of the session. The session's account is of the rows that
-/// were printed.
+/// Reads the column and prints it in the form of the session.
+/// The session's ledger then counts the rows that were printed.
 void print_column(dataset_session& session, const dataset& data, const column_request& asked);
 
 }  // namespace ravo::tool

@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The files that a selection names, as far as they are there.
+// The files that a selection names and that exist.
 std::vector<std::string> files_there(const selection& wanted) {
   try {
     return find_files(wanted).files;
@@ -38,7 +38,7 @@ std::vector<std::string> paths_of(const dataset& data) {
   return paths;
 }
 
-// Whoever names a file that is not there has mistyped it: no policy makes that good.
+// A named file that does not exist is a typing mistake: no policy makes that good.
 void check_that_files_are_there(const selection& wanted) {
   for (const std::string& path : wanted.files) {
     if (!is_there(path)) throw data_failure(path + ": " + why_not_readable(path).value_or("it is gone"));
@@ -51,7 +51,7 @@ std::string absolute(const std::string& path) {
   return error ? path : whole.lexically_normal().string();
 }
 
-// The selection as it reads elsewhere too: a relative path would mean something else there.
+// The selection in a form that is valid elsewhere too: a relative path would mean something else there.
 selection independent_of_the_directory(selection printed) {
   for (std::string& path : printed.files) path = absolute(path);
   if (!printed.catalogue.empty()) printed.catalogue = absolute(printed.catalogue);
@@ -65,7 +65,7 @@ selection independent_of_the_directory(selection printed) {
   return printed;
 }
 
-// "; the files have events ... of ...", unless there are too many files to look into for that.
+// "; the files have events ... of ...", or "" if there are too many files to open for that.
 std::string events_there(const std::vector<std::string>& files) {
   constexpr std::size_t most_files = 100;
   std::optional<ravo_time_id> first, last;
@@ -80,15 +80,15 @@ std::string events_there(const std::vector<std::string>& files) {
         highest = std::max(highest, events.last.event_number);
       }
     } catch (const data_failure&) {
-      // The ledger tells of it.
+      // The ledger reports it.
     }
   if (!first) return "";
   return fmt::format("; the files have events {} to {}, of {} to {}", lowest, highest,
                      format_time(first->time), format_time(last->time));
 }
 
-// By time, a tolerance that reaches the next event would make one of two: half the distance of events, as
-// the first sound file has them, when that is less than the usual tolerance.
+// By time, a tolerance that reaches the next event would make one of two: half the
+// distance of events in the first sound file, if that is less than the usual tolerance.
 time_stamp suitable_tolerance(const std::vector<std::string>& files, const time_stamp& usual) {
   for (const std::string& path : files) {
     double spacing = 0;
@@ -100,7 +100,7 @@ time_stamp suitable_tolerance(const std::vector<std::string>& files, const time_
     }
     const double half = std::floor(spacing / 2);
     if (spacing <= 0 || half >= microseconds(usual)) return usual;
-    return {0, static_cast<std::uint32_t>(half)};  // less than the usual one, which is no second
+    return {0, static_cast<std::uint32_t>(half)};  // below the usual one, which is below a second
   }
   return usual;
 }
@@ -151,7 +151,7 @@ dataset_session::dataset_session(const asked_selection& asked, const dataset_arg
   if (limits.largest_block) options_.largest_block = size_option("--max-block", *limits.largest_block);
   options_.threads = limits.threads;
   options_.stop = stop_.token();
-  // Whoever follows a reading of events has them all counted before the first one comes.
+  // The count of events is known before the first one is printed, so whoever reads the events needs no bar.
   if (bar_.is_on_terminal() && !out_.is_terminal())
     options_.progress = [this](const read_progress& now) { follow(now); };
   check_that_files_are_there(wanted_);
@@ -167,17 +167,17 @@ void dataset_session::follow(const read_progress& now) {
   bar_.show((static_cast<double>(round_) + part) / static_cast<double>(std::max(rounds_, round_ + 1)));
 }
 
-// Each once: those of the answer to the selection before anything is read, those of reading behind it.
-void dataset_session::tell_problems(const read_ledger& ledger) {
+// Prints each problem once: those of the selection before reading, those of reading after it.
+void dataset_session::report_problems(const read_ledger& ledger) {
   for (const reading_problem& problem : ledger.problems)
-    if (told_.insert(problem.text).second) tell("ravo: {}\n", problem.text);
+    if (reported_.insert(problem.text).second) print_message("ravo: {}\n", problem.text);
 }
 
 dataset dataset_session::open() {
   try {
     dataset data = dataset::open(opened_, options_);
-    tell_problems(data.ledger());
-    if (wanted_.files.empty()) tell_other_streams(paths_of(data), wanted_.stream);
+    report_problems(data.ledger());
+    if (wanted_.files.empty()) report_other_streams(paths_of(data), wanted_.stream);
     return data;
   } catch (const files_not_found& error) {
     if (wanted_.files.empty()) refuse_without_files(wanted_);
@@ -193,8 +193,8 @@ dataset dataset_session::open() {
 
 namespace {
 
-// A machine on which not one of the wanted values can be read is no empty window. `left_out` files were not
-// read from the start.
+// If the machine could read none of the wanted values, the window
+// is not empty. `left_out` files were excluded from the start.
 std::optional<std::string> why_nothing_was_read(const read_ledger& ledger, std::size_t left_out) {
   if (ledger.delivered() > 0) return std::nullopt;
   std::uint64_t unread = 0;
@@ -204,19 +204,19 @@ std::optional<std::string> why_nothing_was_read(const read_ledger& ledger, std::
   for (const reading_problem& problem : ledger.problems)
     if (problem.reason == problem_reason::machine_error)
       return "not one of the values could be read: " + problem.text;
-  return std::nullopt;  // what is damaged is in the ledger
+  return std::nullopt;  // damage is in the ledger
 }
 
 }  // namespace
 
-// Whoever mistypes a time or a number wants to know which ones there are.
-void dataset_session::tell_of_empty_window(const dataset& data) {
+// A mistyped time or number is easily corrected once the range of the files is known.
+void dataset_session::report_empty_window(const dataset& data) {
   const bool is_nothing_read = ledger_.expected() == 0;
   if (!is_nothing_read || data.size() != 0) return;
   out_.flush();
   const bool has_window = wanted_.from || wanted_.to || wanted_.first_event || wanted_.last_event;
-  if (!has_window) return tell("ravo: there is no event of these channels\n");
-  tell("ravo: no event of these channels lies in the window{}\n", events_there(paths_of(data)));
+  if (!has_window) return print_message("ravo: there is no event of these channels\n");
+  print_message("ravo: no event of these channels lies in the window{}\n", events_there(paths_of(data)));
 }
 
 void dataset_session::run(const std::function<void(dataset&)>& work) {
@@ -233,7 +233,7 @@ void dataset_session::run(const std::function<void(dataset&)>& work) {
     if (failure)
       end = "missing_data";
     else
-      tell_of_empty_window(data);
+      report_empty_window(data);
   } catch (const read_cancelled&) {
     is_interrupted = true;
   } catch (const interrupted&) {
@@ -279,10 +279,10 @@ void dataset_session::read_events(dataset& data, const event_options& options,
 void dataset_session::close(const char* end) {
   const std::string text = independent_of_the_directory(wanted_).to_text();
   out_.flush();
-  tell_problems(ledger_);
+  report_problems(ledger_);
   if (form_ == print_form::table) {
     out_.flush();
-    tell("selection: {}\n", text);
+    print_message("selection: {}\n", text);
     print_ledger(ledger_);
     return;
   }

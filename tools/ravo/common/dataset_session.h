@@ -1,6 +1,6 @@
-// A reading of a verb that stands on the dataset layer: finds the files of runs and periods, opens the
-// dataset, shows how far it has come, lets Ctrl-C end it, and closes with what was read, as a selection
-// that can be mailed, and with the ledger. What is wrong is said in the tool's words.
+// A reading by a verb of the dataset layer: finds the files of runs and periods, opens the
+// dataset, shows progress, lets Ctrl-C end it, and closes with what was read, as a selection
+// that can be mailed, and with the ledger. Failures are described in the tool's words.
 #ifndef RAVO_TOOL_DATASET_SESSION_H
 #define RAVO_TOOL_DATASET_SESSION_H
 
@@ -20,7 +20,7 @@
 
 namespace ravo::tool {
 
-/// What every verb of the dataset layer is asked.
+/// The arguments that every verb of the dataset layer has.
 struct dataset_arguments {
   selection_arguments what;
   limit_arguments limits;
@@ -32,47 +32,47 @@ struct dataset_arguments {
 /// long as the command.
 void add_dataset_options(CLI::App& command, dataset_arguments& arguments, const char* json_help);
 
-/// The dataset's sentence as the end of one that begins with "ravo: ", and names the tool's options. Only
-/// its first line: the ledger that may follow is printed in the tool's own form.
+/// The dataset's message as the end of one that begins with "ravo: ", with the tool's option
+/// names. Only its first line: the ledger that may follow is printed in the tool's own form.
 std::string in_our_words(const std::exception& error);
 
 class dataset_session {
  public:
-  /// `doing` stands before the progress bar. Throws data_failure for a file that is not there,
-  /// usage_failure for a selection that makes no sense.
+  /// `doing` is printed before the progress bar. Throws data_failure for
+  /// a missing file, usage_failure for a selection that makes no sense.
   dataset_session(const asked_selection& asked, const dataset_arguments& arguments, std::string doing,
                   output& out);
 
-  /// Opens the dataset and does the work with it. However that ends, the closing follows: on standard
-  /// error for people, as a last JSON object on standard output for machines. Throws what failure.h
-  /// declares.
+  /// Opens the dataset and calls `work` with it. However that ends, the
+  /// closing lines follow: on standard error for people, as a last JSON
+  /// object on standard output for machines. Throws what failure.h declares.
   void run(const std::function<void(dataset&)>& work);
 
-  /// For the work: the events, one after the other, and the account of those that were taken.
+  /// For the work: reads the events in order, and takes over the ledger of those that were taken.
   void read_events(dataset& data, const event_options& options,
                    const std::function<void(const event&)>& take);
-  /// For the work: its own account, where it does not read events.
+  /// For the work: sets a ledger of its own if it does not read events.
   void set_ledger(const read_ledger& ledger) { ledger_ = ledger; }
-  /// The same where the reading ended before anything of it was printed: only what is missing counts.
+  /// The same if the reading ended before anything was printed: only what is missing counts.
   void set_ledger_of_nothing_printed(read_ledger ledger);
   const read_ledger& ledger() const { return ledger_; }
-  /// For the work: a member of the last JSON object.
+  /// For the work: adds a member to the last JSON object.
   void add_to_closing(const char* name, json value) { closing_[name] = std::move(value); }
   print_form form() const { return form_; }
   output& out() { return out_; }
-  /// For work of the dataset that reads the bytes of one channel after the other.
+  /// For work of the dataset that reads the bytes of one channel after another.
   void expect_rounds(std::size_t channels) { rounds_ = channels; }
   void hide_progress() { bar_.hide(); }
 
  private:
   dataset open();
-  void tell_problems(const read_ledger& ledger);
-  void tell_of_empty_window(const dataset& data);
+  void report_problems(const read_ledger& ledger);
+  void report_empty_window(const dataset& data);
   void close(const char* end);
   void follow(const read_progress& now);
 
-  selection wanted_;  // as it was asked for, and is printed
-  selection opened_;  // with what goes without saying
+  selection wanted_;  // as it was asked for and is printed
+  selection opened_;  // with the defaults
   dataset_options options_;
   print_form form_;
   output& out_;
@@ -80,10 +80,10 @@ class dataset_session {
   stop_on_interrupt stop_;
   read_ledger ledger_;
   json closing_ = json::object();
-  std::set<std::string> told_;  // problems
-  std::size_t rounds_ = 1;      // of the dataset's progress, from 0 bytes to all
+  std::set<std::string> reported_;  // problems
+  std::size_t rounds_ = 1;          // of the dataset's progress, from 0 bytes to all
   std::size_t round_ = 0;
-  std::uint64_t done_bytes_ = 0;  // of this one
+  std::uint64_t done_bytes_ = 0;  // of this round
 };
 
 }  // namespace ravo::tool

@@ -1,5 +1,5 @@
-// The decoded block behind an entry that a reader handed out: what its subheader says, and its data in host
-// order, in the same form for both generations.
+// The decoded block of an entry that a reader delivered: its subheader's
+// values, and its data in host order, in the same form for both generations.
 #ifndef RAVO_TOOL_DECODED_BLOCK_H
 #define RAVO_TOOL_DECODED_BLOCK_H
 
@@ -19,7 +19,7 @@ struct decoded_block {
   std::span<const unsigned char> data;  ///< the reader's
 };
 
-/// Nothing when the entry has no data. `Subhead` is the subheader of the reader's generation.
+/// `nullopt` if the entry has no data. `Subhead` is the subheader of the reader's generation.
 template <class Subhead>
 std::optional<decoded_block> block_of(const ravo_channel_entry_long& entry) {
   const auto* head = reinterpret_cast<const Subhead*>(entry.sbchdata[0].chhd);

@@ -1,4 +1,4 @@
-// Verbs that look at files one by one: one that cannot be looked at is named, and the others are shown.
+// For verbs that show files one by one: a file that cannot be shown is named, and the others are shown.
 #ifndef RAVO_TOOL_EACH_FILE_H
 #define RAVO_TOOL_EACH_FILE_H
 
@@ -10,8 +10,8 @@
 
 namespace ravo::tool {
 
-/// Does `show` with each file in turn. A data_failure is told on standard error, and goes on with the next
-/// file; at the end it makes exit code 1.
+/// Calls `show` with each file in turn. Prints a data_failure to standard
+/// error and goes on with the next file; the exit code is then 1 at the end.
 template <class Show>
 void for_each_file(const std::vector<std::string>& files, output& out, Show show) {
   bool have_all_been_shown = true;
@@ -19,8 +19,8 @@ void for_each_file(const std::vector<std::string>& files, output& out, Show show
       show(path);
     } catch (const data_failure& failure) {
       have_all_been_shown = false;
-      out.flush();  // so that the message stands where the file would
-      tell("ravo: {}\n", as_it_is{failure.what()});
+      out.flush();  // so that the message takes the place of the file
+      print_message("ravo: {}\n", as_it_is{failure.what()});
     }
   if (!have_all_been_shown) throw verdict(exit_data);
 }

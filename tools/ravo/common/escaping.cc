@@ -11,7 +11,7 @@ struct letter {
   std::size_t bytes = 0;  // 0: not UTF-8
 };
 
-// The first letter of a text that is not empty.
+// The first character of a text that is not empty.
 letter first_letter(std::string_view text) {
   const auto byte = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const unsigned char head = byte(0);
@@ -32,18 +32,18 @@ letter first_letter(std::string_view text) {
 struct code_range {
   std::uint32_t first, last;
 };
-// What a terminal obeys, and what makes a text look like another one.
+// Characters that a terminal obeys, and those that make a text look like another one.
 constexpr code_range hidden[] = {
     {0x00, 0x1f},      // control characters: line ends and escape sequences
     {0x7f, 0x9f},      // delete, and the control characters of two bytes
-    {0xad, 0xad},      // a hyphen that is not seen
+    {0xad, 0xad},      // an invisible hyphen
     {0x61c, 0x61c},    // direction of writing
-    {0x180e, 0x180e},  // a letter that is not seen
-    {0x200b, 0x200f},  // letters that are not seen, and the direction of writing
+    {0x180e, 0x180e},  // an invisible character
+    {0x200b, 0x200f},  // invisible characters, and the direction of writing
     {0x2028, 0x202e},  // line and paragraph ends, and the direction of writing
-    {0x2060, 0x206f},  // letters that are not seen, and the direction of writing
-    {0xfeff, 0xfeff},  // the mark of byte order, which is not seen
-    {0xfff9, 0xfffb},  // notes between lines
+    {0x2060, 0x206f},  // invisible characters, and the direction of writing
+    {0xfeff, 0xfeff},  // the byte order mark, which is invisible
+    {0xfff9, 0xfffb},  // interlinear annotations
     {0xe0000, 0xe007f},
 };
 
@@ -69,7 +69,7 @@ std::string printable(std::string_view text) {
   return shown;
 }
 
-// Such letters can only stand in JSON's texts.
+// Outside JSON's strings there are no such characters.
 std::string escaped_json(std::string_view json) {
   std::string shown;
   shown.reserve(json.size());

@@ -11,7 +11,7 @@
 namespace ravo::tool {
 namespace {
 
-// JSON knows no number that is not finite.
+// JSON has no numbers that are not finite.
 json number(double value) { return std::isfinite(value) ? json(value) : json(); }
 
 void add_members(const block_summary& block, json& to) {

@@ -13,7 +13,7 @@
 namespace ravo::tool {
 namespace {
 
-// One line: the channel, the member, and what is to be said.
+// Prints lines of three columns: the channel, the member, and a text.
 class line_printer {
  public:
   line_printer(output& out, std::size_t width) : out_(out), width_(width) {}

@@ -36,8 +36,8 @@ simulator::fault_request read_fault(const std::string& text, int files) {
   const char* end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(begin, end, fault.file);
   if (error != std::errc() || stop != end || fault.file < 1 || fault.file > files)
-    throw usage_failure(fmt::format(
-        "--fault: '{}': behind the '@' stands the number of a file, from 1 to {}", text, files));
+    throw usage_failure(
+        fmt::format("--fault: '{}': after the '@' comes the number of a file, from 1 to {}", text, files));
   return fault;
 }
 
@@ -77,7 +77,7 @@ std::vector<simulator::fault_request> read_faults(const std::vector<std::string>
 
 namespace {
 
-// Keys of files that had the same names before and are gone would be taken for those of the new ones.
+// Removes the keys of earlier files of these names, which would be taken for those of the new files.
 void remove_old_keys(const std::vector<std::string>& files, const std::string& folder) {
   for (const std::string& file : files) remove_file(file + key_suffix);
   remove_file(folder + "/all" + key_suffix);
@@ -88,7 +88,7 @@ void remove_old_keys(const std::vector<std::string>& files, const std::string& f
 void write_expectations(const std::vector<simulator::expectation>& expected,
                         const std::vector<std::string>& files, const std::string& folder) {
   remove_old_keys(files, folder);
-  // A file can have several: it is damaged itself, and tells that the one before it is missing.
+  // A file can have several findings: its own damage, and that the file before it is missing.
   std::map<std::string, std::string> lines;
   for (const simulator::expectation& one : expected) {
     std::string& text = lines[(one.file.empty() ? folder + "/all" : one.file) + key_suffix];

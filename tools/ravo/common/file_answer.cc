@@ -35,13 +35,13 @@ bool is_from_catalogue(const found_files& found) {
                      [](const found_file& file) { return file.by == found_by::catalogue; });
 }
 
-// What the catalogue did for the request, as the end of a sentence.
+// The catalogue's answer to the request, as the end of a sentence.
 std::string catalogue_text(const selection& wanted, const found_files& found) {
   if (is_from_catalogue(found)) return "has the answer";
   return is_folder(wanted.catalogue) ? "has no answer" : "is not there";
 }
 
-// What a data folder did for the request that the catalogue could not answer.
+// The result of searching a data folder after the catalogue had no answer.
 std::string folder_text(const std::string& folder) {
   folder_listing names(folder.c_str());
   std::size_t raw_files = 0;
@@ -55,7 +55,7 @@ std::string folder_text(const std::string& folder) {
 }
 
 // A line for the catalogue and one for each data folder that was searched.
-std::vector<std::string> places_looked_at(const selection& wanted, const found_files& found) {
+std::vector<std::string> searched_places(const selection& wanted, const found_files& found) {
   std::vector<std::string> lines{
       fmt::format("  catalogue {}: {}", wanted.catalogue, catalogue_text(wanted, found))};
   if (is_from_catalogue(found)) return lines;
@@ -77,7 +77,7 @@ const char* text_of(found_by how) {
     case found_by::earlier_name:
       return "edge: comes before the first";
     case found_by::later_name:
-      return "edge: comes behind the last";
+      return "edge: comes after the last";
   }
   return "";
 }
@@ -98,7 +98,7 @@ const char* key_of(found_by how) {
   return "";
 }
 
-// What would become of a file, and why.
+// What would be done with a file, and why.
 struct outcome {
   const char* key;
   const char* text;
@@ -119,20 +119,20 @@ bool has_events_of(const raw_file& file, const selection& wanted) {
   });
 }
 
-// Of a file that is there its event index decides, as when it is read.
+// For an existing file the event index decides, as when it is read.
 outcome outcome_of(const found_file& file, const selection& wanted) {
   if (file.refusal == file_refusal::still_written) return not_closed;
   if (file.refusal != file_refusal::none) return not_found;
   try {
     return has_events_of(raw_file(file.path), wanted) ? taken : outside_period;
   } catch (const tables_too_large&) {
-    return taken;  // too large for this look only
+    return taken;  // too large for this check only
   } catch (const data_failure&) {
     return not_readable;
   }
 }
 
-// Nothing of a path that is no raw file.
+// `nullopt` if the path is not a raw file.
 std::optional<ravo_file_generation> generation_of(const std::string& path) {
   auto generation = ravo_file_generation::current;
   if (ravo_get_file_generation(path.c_str(), &generation) != 0) return std::nullopt;
@@ -142,7 +142,7 @@ std::optional<ravo_file_generation> generation_of(const std::string& path) {
 void print_files(const selection& wanted, const found_files& found, output& out) {
   out.format("{}{} of experiment {}, stream {}{}\n", out.bold(), request_text(wanted), wanted.experiment,
              wanted.stream, out.plain());
-  for (const std::string& line : places_looked_at(wanted, found)) out.print_line(line);
+  for (const std::string& line : searched_places(wanted, found)) out.print_line(line);
   std::size_t width = 0, to_read = 0;
   for (const found_file& file : found.all) width = std::max(width, file.path.size());
   out.print("\n");
@@ -182,24 +182,24 @@ std::string advice(const selection& wanted, const found_files& found) {
   if (!is_answered && is_folder(wanted.catalogue))
     return fmt::format(
         "if the files came after the catalogue was built, build it again: `ravo catalog build FOLDER "
-        "--into {}`; `ravo catalog list {}` tells its runs",
+        "--into {}`; `ravo catalog list {}` lists its runs",
         wanted.catalogue, wanted.catalogue);
   if (wanted.data.empty() && !is_answered)
     return "name a catalogue with --catalog (`ravo catalog build` makes one) or a folder with --data";
   if (!wanted.runs && !is_answered)
     return "by names alone, a period inside one file can be missed; a catalogue, which `ravo catalog "
            "build` makes, finds it";
-  return "`ravo catalog list` tells the runs of a catalogue, `ravo info FILE` the times of a file";
+  return "`ravo catalog list` lists the runs of a catalogue, `ravo info FILE` says the times of a file";
 }
 
 std::string why_nothing(const selection& wanted, const found_files& found) {
   constexpr std::size_t most_lines = 5;
   std::string text = shown("no files for {} of experiment {}, stream {}", request_text(wanted),
                            wanted.experiment, wanted.stream);
-  for (const std::string& line : places_looked_at(wanted, found)) text += "\n" + printable(line);
+  for (const std::string& line : searched_places(wanted, found)) text += "\n" + printable(line);
   for (std::size_t i = 0; i < found.all.size() && i < most_lines; ++i) {
     const found_file& file = found.all[i];
-    // Of a file that is not where the catalogue has it the name is left.
+    // Of a missing file only the name is given, not the path from the catalogue.
     const bool is_missing = file.refusal == file_refusal::missing;
     text += shown("\n  left out: {}: {}", is_missing ? fs::path(file.path).filename().string() : file.path,
                   outcome_of(file, wanted).text);
@@ -210,7 +210,7 @@ std::string why_nothing(const selection& wanted, const found_files& found) {
 
 [[noreturn]] void refuse_without_files(const selection& wanted, const found_files& found) {
   for (const reading_problem& problem : found.problems)
-    if (problem.reason == problem_reason::damaged_catalogue) tell("ravo: {}\n", problem.text);
+    if (problem.reason == problem_reason::damaged_catalogue) print_message("ravo: {}\n", problem.text);
   throw data_failure(several_lines{why_nothing(wanted, found)});
 }
 
@@ -230,7 +230,7 @@ void explain_files(const selection& wanted, print_form form, output& out) try {
   const selection asked = with_usual_catalogue(wanted);
   const found_files found = look_for_files(asked);
   if (found.files.empty()) refuse_without_files(asked, found);
-  for (const reading_problem& problem : found.problems) tell("ravo: {}\n", problem.text);
+  for (const reading_problem& problem : found.problems) print_message("ravo: {}\n", problem.text);
   if (form == print_form::lines)
     print_files_json(asked, found, out);
   else
@@ -239,12 +239,12 @@ void explain_files(const selection& wanted, print_form form, output& out) try {
   throw data_failure(in_our_words(error));
 }
 
-void tell_other_streams(const std::vector<std::string>& files, const std::string& stream) {
+void report_other_streams(const std::vector<std::string>& files, const std::string& stream) {
   const auto others = std::count_if(files.begin(), files.end(), [&stream](const std::string& path) {
     return fs::path(path).filename().string().find("_" + stream + "_") == std::string::npos;
   });
   if (others > 0)
-    tell(
+    print_message(
         "ravo: the names of {} of the {} files do not say stream {}: folders are searched by run, "
         "time and experiment only\n",
         others, files.size(), stream);

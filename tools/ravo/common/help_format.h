@@ -1,5 +1,5 @@
-// How --help looks: option, the kind of value, what it does, and its default; what else a value must be
-// is said when it is not.
+// The form of --help: option, kind of value, effect, and default;
+// other conditions on a value are stated when it violates them.
 #ifndef RAVO_TOOL_HELP_FORMAT_H
 #define RAVO_TOOL_HELP_FORMAT_H
 
@@ -25,7 +25,7 @@ class help_format : public CLI::Formatter {
   }
 };
 
-/// A number in a range, which the help leaves out and the error message states.
+/// A number in a range, which only the error message states.
 inline CLI::Validator in_range(double least, double most) {
   return CLI::Validator(
       [least, most](std::string& text) {
@@ -37,7 +37,7 @@ inline CLI::Validator in_range(double least, double most) {
       "");
 }
 
-/// A whole number that is not negative: conversion to an unsigned one would take a "-" without complaint.
+/// A whole number that is not negative: CLI11's conversion to an unsigned number would accept a "-".
 inline CLI::Validator not_negative() {
   return CLI::Validator(
       [](std::string& text) {
@@ -46,7 +46,7 @@ inline CLI::Validator not_negative() {
       "");
 }
 
-/// One of some words, which the option's own description lists.
+/// One of several words, which the option's own description lists.
 inline CLI::Validator one_of(const std::vector<std::string>& words) {
   CLI::Validator member = CLI::IsMember(words);
   member.description("");

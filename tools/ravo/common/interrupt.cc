@@ -12,26 +12,26 @@ namespace ravo::tool {
 namespace {
 
 volatile sig_atomic_t asked_to_stop = 0;
-sem_t something_to_look_at;  // posted by the handler, which may do little else
+sem_t something_happened;  // posted by the handler, which may do little else
 
 extern "C" void remember_interrupt(int) {
   const int error = errno;
   asked_to_stop = 1;
-  sem_post(&something_to_look_at);
+  sem_post(&something_happened);
   errno = error;
 }
 
 }  // namespace
 
 void listen_for_signals() {
-  sem_init(&something_to_look_at, 0, 0);
+  sem_init(&something_happened, 0, 0);
   struct sigaction action {};
   action.sa_handler = remember_interrupt;
   action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
   sigaction(SIGINT, &action, nullptr);
-  // A file that may not become larger is an error that names it, and no end without a word.
+  // A file that may not grow any further is an error that names it, not a silent end of the program.
   signal(SIGXFSZ, SIG_IGN);
-  // Whoever started the tool may have ignored it; `ravo read ... | head` must end all the same.
+  // The parent process may have ignored it; `read ... | head` must end all the same.
   signal(SIGPIPE, SIG_DFL);
 }
 
@@ -39,10 +39,10 @@ void check_for_interrupt() {
   if (asked_to_stop) throw interrupted{};
 }
 
-// The watcher wakes once, for Ctrl-C or for the end of this object; stopping at the end does no harm.
+// The watcher wakes once, for Ctrl-C or for the end of this object; a stop request at the end does no harm.
 stop_on_interrupt::stop_on_interrupt() try
     : watcher_([this] {
-        while (sem_wait(&something_to_look_at) != 0 && errno == EINTR) {
+        while (sem_wait(&something_happened) != 0 && errno == EINTR) {
         }
         stop_.request_stop();
       }) {
@@ -53,7 +53,7 @@ stop_on_interrupt::stop_on_interrupt() try
 }
 
 stop_on_interrupt::~stop_on_interrupt() {
-  sem_post(&something_to_look_at);
+  sem_post(&something_happened);
   watcher_.join();
 }
 

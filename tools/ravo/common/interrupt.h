@@ -1,4 +1,4 @@
-// Ctrl-C: the first one asks the tool to stop at the next good moment, the second one ends it at once.
+// Ctrl-C: the first one asks the tool to stop as soon as it safely can, the second one ends it at once.
 #ifndef RAVO_TOOL_INTERRUPT_H
 #define RAVO_TOOL_INTERRUPT_H
 

@@ -1,4 +1,4 @@
-// JSON for machines: one object a line, its members in the order in which they were put in.
+// JSON for machines: one object per line, its members in the order of insertion.
 #ifndef RAVO_TOOL_JSON_LINES_H
 #define RAVO_TOOL_JSON_LINES_H
 
@@ -11,8 +11,8 @@ namespace ravo::tool {
 
 using json = nlohmann::ordered_json;
 
-/// The object and a line end. Bytes that are no UTF-8 (names out of a file may hold any) are replaced, and
-/// letters that a terminal obeys are escaped.
+/// The object and a line end. Bytes that are not UTF-8 (names out of a file may
+/// contain any) are replaced, and characters that a terminal obeys are escaped.
 inline std::string json_line(const json& object) {
   return escaped_json(object.dump(-1, ' ', false, json::error_handler_t::replace)) + "\n";
 }

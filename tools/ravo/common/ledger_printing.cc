@@ -33,9 +33,10 @@ void print_channels(const read_ledger& ledger) {
       ++left;
       continue;
     }
-    tell("  {}: {} of {} missing: {}\n", one.channel, one.missing_total(), one.expected, causes_of(one));
+    print_message("  {}: {} of {} missing: {}\n", one.channel, one.missing_total(), one.expected,
+                  causes_of(one));
   }
-  if (left > 0) tell("  and {} more channel{}\n", left, left == 1 ? "" : "s");
+  if (left > 0) print_message("  and {} more channel{}\n", left, left == 1 ? "" : "s");
 }
 
 void print_values(const read_ledger& ledger) {
@@ -43,18 +44,18 @@ void print_values(const read_ledger& ledger) {
   const std::size_t shown = std::min(most, ledger.values.size());
   for (std::size_t i = 0; i < shown; ++i) {
     const missing_value& one = ledger.values[i];
-    tell("    {} event {}: {}, {} at {}\n", one.channel, one.event.event_number,
-         missing_cause_text(one.cause), one.file, one.offset);
+    print_message("    {} event {}: {}, {} at {}\n", one.channel, one.event.event_number,
+                  missing_cause_text(one.cause), one.file, one.offset);
   }
-  if (ledger.missing() > shown && shown > 0) tell("    and {} more\n", ledger.missing() - shown);
+  if (ledger.missing() > shown && shown > 0) print_message("    and {} more\n", ledger.missing() - shown);
 }
 
-// Whether a look at the file may tell more than the dataset layer says.
+// Whether opening the file may explain more than the dataset layer says.
 bool is_of_the_content(file_refusal reason) {
   switch (reason) {
     case file_refusal::none:
     case file_refusal::machine_error:  // nothing is known of the file itself
-    case file_refusal::missing:        // the dataset layer knows who said that it should be there
+    case file_refusal::missing:        // the dataset layer knows what named it
       return false;
     case file_refusal::still_written:
     case file_refusal::not_regular:
@@ -71,19 +72,19 @@ bool is_on_disk(const std::string& path) {
   return std::filesystem::exists(path, error);
 }
 
-// What the tool finds wrong with a file, with its name.
+// The tool's own reason for refusing a file, with its name.
 std::optional<std::string> find_fault_with(const std::string& path) {
   try {
-    const raw_file looked_at(path);
+    const raw_file opened(path);
   } catch (const tables_too_large&) {
-    // For this look, and not for the dataset layer, which has a limit of its own.
+    // Too large for this attempt only: the dataset layer has a limit of its own.
   } catch (const data_failure& failure) {
     return failure.what();
   }
   return std::nullopt;
 }
 
-// Files that were good when the dataset was opened, and are not now: values of them are missing.
+// Files that were good when the dataset was opened and are not now: values of them are missing.
 void add_lost_files(const read_ledger& ledger, std::vector<refused_file>& all) {
   std::set<std::string> unreadable, seen;
   for (const reading_problem& problem : ledger.problems)
@@ -99,7 +100,7 @@ void add_lost_files(const read_ledger& ledger, std::vector<refused_file>& all) {
   }
 }
 
-// All files of which as such something is wrong, each with a sentence that names it.
+// All files that could not be used, each with a sentence that names it.
 std::vector<refused_file> refused_files(const read_ledger& ledger) {
   std::vector<refused_file> all;
   for (const refused_file& file : ledger.files)
@@ -123,11 +124,11 @@ std::optional<std::string> why_refused(const refused_file& file) {
 
 void print_ledger(const read_ledger& ledger) {
   if (!ledger.channels.empty())  // else nothing was read
-    tell("ledger: {} value{} expected = {} delivered + {} missing\n", ledger.expected(),
-         ledger.expected() == 1 ? "" : "s", ledger.delivered(), ledger.missing());
+    print_message("ledger: {} value{} expected = {} delivered + {} missing\n", ledger.expected(),
+                  ledger.expected() == 1 ? "" : "s", ledger.delivered(), ledger.missing());
   print_channels(ledger);
   print_values(ledger);
-  for (const refused_file& file : refused_files(ledger)) tell("  left out: {}\n", file.problem);
+  for (const refused_file& file : refused_files(ledger)) print_message("  left out: {}\n", file.problem);
 }
 
 json ledger_json(const read_ledger& ledger) {

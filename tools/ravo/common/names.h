@@ -1,4 +1,4 @@
-// Channel names as people type them: patterns, and what they may have meant.
+// Channel names as people type them: patterns, and suggestions for misspelt names.
 #ifndef RAVO_TOOL_NAMES_H
 #define RAVO_TOOL_NAMES_H
 
@@ -10,19 +10,19 @@
 
 namespace ravo::tool {
 
-/// Whether the text holds one of the pattern letters * ? [.
+/// Whether the text contains one of the pattern characters * ? [.
 bool is_pattern(std::string_view text);
-/// Whether a name matches a pattern as a shell understands it; * matches "/" too.
+/// Whether a name matches a pattern in the syntax of a shell; * matches "/" too.
 bool matches(const std::string& pattern, const std::string& name);
 
 using ravo::join_or;
 using ravo::near_names;
 
-/// "did you mean a, b or c?" of what is spelt nearly like `wanted`; else what is said otherwise.
+/// "did you mean a, b or c?" with names spelt nearly like `wanted`; `otherwise` if there are none.
 std::string suggestion(std::string_view wanted, const std::vector<std::string>& names,
                        const char* otherwise);
 
-/// A name for a message: in quotes when it is empty, or blanks in it would be lost.
+/// A name for a message: in quotes if it is empty or contains blanks.
 std::string shown_name(const std::string& name);
 
 }  // namespace ravo::tool

@@ -1,4 +1,4 @@
-// Count, mean, least and greatest of many numbers; those that are not finite are counted and left out.
+// Count, mean, least and greatest of many numbers; values that are not finite are only counted.
 #ifndef RAVO_TOOL_NUMBER_SUMMARY_H
 #define RAVO_TOOL_NUMBER_SUMMARY_H
 
@@ -19,7 +19,7 @@ struct number_summary {
   bool has_any() const { return count > not_finite; }
 };
 
-/// Of `count` numbers; `at` tells the one at an index.
+/// Summarises `count` numbers; `at` returns the number at an index.
 template <class At>
 number_summary summarise_numbers(std::size_t count, At at) {
   number_summary summary;
@@ -41,7 +41,7 @@ number_summary summarise_numbers(std::size_t count, At at) {
   return summary;
 }
 
-/// Takes more numbers into a summary.
+/// Adds more numbers to a summary.
 inline void merge(number_summary& to, const number_summary& more) {
   if (more.has_any()) {
     if (!to.has_any() || more.min < to.min) to.min = more.min;

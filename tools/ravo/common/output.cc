@@ -16,7 +16,7 @@
 namespace ravo::tool {
 namespace {
 
-// Of what libraries print, this much is kept for a message, and this much before it is thrown away.
+// So much of what libraries print goes into a message, and so much is kept before it is discarded.
 constexpr off_t shown_bytes = 2000;
 constexpr off_t bounded_bytes = 1 << 20;
 
@@ -27,7 +27,7 @@ constexpr off_t bounded_bytes = 1 << 20;
 }  // namespace
 
 output::output() {
-  // A caller may have closed standard output; then there is nothing to print to, and no failure.
+  // The caller may have closed standard output; then there is nowhere to print to, which is not a failure.
   int own = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
   if (own < 0) own = uninterrupted::open("/dev/null", O_WRONLY | O_CLOEXEC);
   if (own < 0) fail("standard output cannot be used");

@@ -1,6 +1,6 @@
-// Standard output, kept apart: what the tool prints goes where the caller looks, what libraries print
-// to standard output does not get in between. Their words are kept for error messages, or shown on
-// standard error when asked for.
+// Standard output, kept apart: what the tool prints goes to the caller's
+// output, and nothing that libraries print to standard output gets in between.
+// Their text is kept for error messages, or shown on standard error on request.
 #ifndef RAVO_TOOL_OUTPUT_H
 #define RAVO_TOOL_OUTPUT_H
 
@@ -14,47 +14,47 @@ namespace ravo::tool {
 
 class output {
  public:
-  /// Takes standard output over. From here on, printf and std::cout reach the keeping place.
+  /// Takes over standard output. From here on, printf and std::cout write to a memory file.
   output();
   ~output();
   output(const output&) = delete;
   output& operator=(const output&) = delete;
 
-  /// Prints as fmt::print, with each text among the arguments escaped.
+  /// Prints like fmt::print, with each text among the arguments escaped.
   template <class... Values>
   void format(fmt::format_string<escaped_type<Values>...> form, const Values&... values) {
     print(shown<Values...>(form, values...));
   }
-  /// For questions about the terminal.
+  /// For queries about the terminal.
   int descriptor() const;
-  /// One line, escaped, without blanks at its end, which columns leave behind.
+  /// Prints one line, escaped, without the blanks that columns leave at its end.
   void print_line(std::string line);
-  /// The same of a drawing, whose colours stay.
+  /// The same for a drawing, whose colours stay.
   void print_drawn_line(std::string line);
-  /// What is the tool's own, or JSON, as it is: lines with their ends, pictures with their colours.
+  /// Prints JSON or text of the tool's own unchanged: lines with their ends, pictures with their colours.
   void print(std::string_view text);
-  /// Hands everything printed so far to the system; throws data_failure when it cannot be written. A
-  /// reader that went away (a closed pipe) is no failure: false, and there is no point in going on.
+  /// Writes everything printed so far; throws data_failure if it cannot be written. A reader that
+  /// went away (a closed pipe) is not a failure: returns false, and there is no point in going on.
   bool flush();
 
   /// From here on, libraries print to standard error.
   void show_library_output();
-  /// The last lines that libraries have printed, and forgets them.
+  /// Returns the last lines that libraries have printed, and discards them.
   std::string take_library_output();
-  /// Forgets what libraries have printed when it has become much.
+  /// Discards what libraries have printed once it exceeds a limit.
   void bound_library_output();
 
   /// Whether the tool prints to a terminal.
   bool is_terminal() const { return terminal_; }
 
-  // Escape sequences; empty when output is no terminal or colour is not wanted (NO_COLOR).
+  // Escape sequences; empty if output is not a terminal or colour is not wanted (NO_COLOR).
   as_it_is bold() const { return {colour_ ? "\033[1m" : ""}; }
   as_it_is dim() const { return {colour_ ? "\033[2m" : ""}; }
   as_it_is plain() const { return {colour_ ? "\033[0m" : ""}; }
 
  private:
   std::FILE* file_ = nullptr;
-  int kept_ = -1;  // memory file that stands for standard output
+  int kept_ = -1;  // memory file that takes the place of standard output
   bool terminal_ = false;
   bool colour_ = false;
 };

@@ -13,20 +13,20 @@ class progress_bar {
  public:
   using clock = std::chrono::steady_clock;
 
-  /// `what` stands before the bar. There is none where standard error is no terminal.
+  /// `what` is printed before the bar. No bar is shown if standard error is not a terminal.
   explicit progress_bar(std::string what);
-  /// The same on a given terminal and by another clock. Null: there is no terminal.
+  /// The same on a given terminal and with another clock. Null means no terminal.
   progress_bar(std::string what, std::FILE* terminal, std::function<clock::time_point()> now);
-  /// Wipes the bar away.
+  /// Erases the bar.
   ~progress_bar();
   progress_bar(const progress_bar&) = delete;
   progress_bar& operator=(const progress_bar&) = delete;
 
   /// Whether there is a terminal that the bar can be shown on.
   bool is_on_terminal() const { return terminal_ != nullptr; }
-  /// Shows how much is done, 0 to 1, at most ten times a second.
+  /// Shows the fraction that is done, 0 to 1, at most ten times a second.
   void show(double done);
-  /// Wipes the bar away, before something else is printed to the same terminal.
+  /// Erases the bar, before something else is printed to the same terminal.
   void hide();
 
  private:

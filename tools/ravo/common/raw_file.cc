@@ -31,10 +31,10 @@ namespace {
 
 // The loader's code when all tables are good but the descriptions' text is not.
 constexpr int descriptions_refused = 7;
-// Of a block, as it is stored and inflated, that is looked into for the number of its members.
+// The largest block, stored or inflated, that is decoded to count its members.
 constexpr std::uint32_t most_block_bytes = 16u << 20;
 
-// The median, which a few gaps in the run do not move as they move the mean.
+// The median, because a few gaps in the run move the mean.
 double median_spacing(const ravo_event_index_entry_2010& entry) {
   std::vector<double> spacings;
   const ravo_event_info_entry_2010* events = entry.event_info();
@@ -70,9 +70,10 @@ const char* name_of(stored_as form) {
   return "unknown";
 }
 
-void tell_description_problem(const raw_file& file) {
+void report_description_problem(const raw_file& file) {
   if (!file.description_problem().empty())
-    tell("ravo: {}: {}; the rest is shown without them\n", file.path(), file.description_problem());
+    print_message("ravo: {}: {}; the rest is shown without them\n", file.path(),
+                  file.description_problem());
 }
 
 std::optional<std::string> why_not_readable(const std::string& path) {
@@ -117,7 +118,7 @@ void raw_file::load(std::uint64_t memory) {
 
 namespace {
 
-// Hands over what a table operation gives; false when it gives nothing.
+// Takes ownership of the table that an operation loads; returns false if it loads none.
 template <class Owner, class Load>
 bool take(Owner& owner, Load load) {
   typename Owner::pointer table = nullptr;
@@ -128,7 +129,7 @@ bool take(Owner& owner, Load load) {
 
 }  // namespace
 
-// The codes are those of the loader, by which a refusal is explained.
+// The codes are those of the loader; explain_refusal() explains them.
 template <class G>
 int raw_file::load_tables(std::uint64_t memory) {
   using library = table_operations<G>;
@@ -182,8 +183,8 @@ int raw_file::load_tables(std::uint64_t memory) {
   return load_descriptions<G>(memory - taken);
 }
 
-/// Of each channel there is more than its row in the dictionary, and of each event more than its entry:
-/// what the verbs make of them.
+/// Besides its row in the dictionary a channel takes memory for what
+/// the verbs make of it, and so does an event besides its entry.
 template <class G>
 std::uint64_t raw_file::memory_of_tables() const {
   const auto of = [&](ravo_table_kind table) {
@@ -219,8 +220,8 @@ int raw_file::load_descriptions(std::uint64_t memory) {
   return library::load_chan_descr(header.get(), &descriptions_) == 0 ? 0 : descriptions_refused;
 }
 
-/// Of the pointers, which may be as many as the file has bytes for, only the head: a row for each channel,
-/// and no channel with more events than its row has room for.
+/// There may be as many pointers as the file has bytes for, so only the head is checked:
+/// a row for each channel, and no channel with more events than its row has room for.
 void raw_file::check_pointers() {
   if (channels_.empty()) return;
   ravo_event_chan_pointers_table head{};
@@ -273,7 +274,7 @@ std::uint32_t raw_file::length_at(std::uint32_t offset) const {
 
 namespace {
 
-// As much of a block as the decoder wants to see.
+// The part of a block that the decoder needs.
 template <class G>
 struct located_block {
   typename G::subhead head;
@@ -297,7 +298,7 @@ stored_as how_stored(decode_outcome outcome, const stored_payload& payload) {
   return payload.by == unzipper::zlib ? stored_as::zlib : stored_as::lzo1x;
 }
 
-// How many members a block of any number of them has; nothing when it cannot be decoded.
+// How many members a block of a type without a fixed number has; `nullopt` if it cannot be decoded.
 template <class G>
 std::optional<int> count_members(const located_block<G>& block, const char* channel) {
   using subhead = typename G::subhead;
@@ -317,7 +318,7 @@ std::optional<int> count_members(const located_block<G>& block, const char* chan
 
 }  // namespace
 
-// Of a channel's first block no more than `most` bytes, as far as the file has them.
+// At most `most` bytes of a channel's first block; fewer if the file ends before.
 std::vector<unsigned char> raw_file::first_bytes(std::size_t channel, std::size_t most) const {
   if (channels_[channel].count < 1) return {};
   const std::uint32_t at = place(channel, 0).chhd;
@@ -358,7 +359,7 @@ std::size_t raw_file::places(std::size_t channel) const {
 ravo_event_chan_ptr_entry raw_file::place(std::size_t channel, std::size_t event) const {
   ravo_event_chan_ptr_entry entry;
   unsigned char bytes[sizeof entry];
-  // As long as the table, whose length is a word: check_pointers() has seen that it fits.
+  // The sum fits, because the length of the table is a word: check_pointers() has checked it.
   const std::size_t at = reference_->ecp_ref + sizeof(ravo_event_chan_pointers_table) +
                          (channel * row_length_ + event) * sizeof entry;
   if (!read_at(static_cast<std::uint32_t>(at), bytes))
@@ -412,8 +413,8 @@ int raw_file::members_of(std::size_t channel) const {
   return counted.value_or(type->members);
 }
 
-// Verbs ask for every channel of the file: there may be tens of thousands. Of several descriptions of a
-// name the first one counts.
+// Verbs ask for every channel of the file: there may be tens of thousands.
+// If several descriptions have the same name, the first one counts.
 const chan_descr_2010* raw_file::description(const char* name) {
   if (by_name_.empty() && !descriptions_.empty()) {
     std::vector<const chan_descr_2010*> sorted(descriptions_.begin(), descriptions_.end());

@@ -1,6 +1,6 @@
-// One raw file of either generation, opened for looking at: its tables through the table-access library,
-// and when it is refused, a sentence that says which file, which table and why. A file may claim tables of
-// gigabytes: what they take is known before they are loaded, and those that take too much are refused too.
+// One raw file of either generation, opened for inspection: its tables through the table-access library,
+// and if it is refused, a sentence that says which file, which table and why. A file may claim tables of
+// gigabytes: their size is known before they are loaded, and tables that take too much are refused.
 #ifndef RAVO_TOOL_RAW_FILE_H
 #define RAVO_TOOL_RAW_FILE_H
 
@@ -28,11 +28,11 @@ struct event_summary {
   double spacing;  ///< median time between neighbours, microseconds; 0 for a single event
 };
 
-/// How the blocks of a channel are stored, as its first block has it.
+/// How the blocks of a channel are stored, according to its first block.
 enum class stored_as { nothing, plain, zlib, lzo1x, unknown };
 const char* name_of(stored_as form);
 
-/// A channel as the file's dictionary has it.
+/// A channel in the file's dictionary.
 struct listed_channel {
   const char* chan_name;  ///< in the dictionary
   std::uint32_t key;
@@ -44,22 +44,22 @@ struct listed_channel {
 /// "current" or "older".
 const char* name_of(ravo_file_generation generation);
 
-/// A file whose tables take more memory than it was to be looked at with: nothing else is known to be wrong
-/// with it.
+/// The tables of a file take more memory than the limit;
+/// nothing else is known to be wrong with the file.
 struct tables_too_large : data_failure {
   using data_failure::data_failure;
 };
 
 class raw_file {
  public:
-  /// Bytes that the tables and descriptions of a file take together where nothing else is said: far above
-  /// what an acquisition writes, and little for a machine.
+  /// The default limit for the tables and descriptions of a file together, in
+  /// bytes: far above what an acquisition writes, and little for a machine.
   static constexpr std::uint64_t usual_memory = std::uint64_t{88} << 20;
   static constexpr std::uint64_t any_memory = std::numeric_limits<std::uint64_t>::max();
 
-  /// Loads the tables but for the channels' pointers; throws data_failure when the file is missing,
-  /// unreadable or refused, tables_too_large when its tables take more than `memory`. Descriptions that do
-  /// are left out, as those that are damaged.
+  /// Loads the tables except the channels' pointers; throws data_failure if the file is
+  /// missing, unreadable or refused, tables_too_large if its tables take more than
+  /// `memory`. Leaves out descriptions that take too much, like those that are damaged.
   explicit raw_file(const std::string& path, std::uint64_t memory = usual_memory);
   ~raw_file();
   raw_file(const raw_file&) = delete;
@@ -75,31 +75,31 @@ class raw_file {
   /// The length word of a table or basket at an offset of the reference table; 0 for offset 0.
   std::uint32_t length_at(std::uint32_t offset) const;
   stored_as form_of(std::size_t channel) const;
-  /// The data type of a channel's first block; nothing when it has none.
+  /// The data type of a channel's first block; `nullopt` if it has none.
   std::optional<RAVO_SUBBLOCK_TYPE> dtype_of(std::size_t channel) const;
-  /// How many members its blocks have: by their type, or, of a generic spectrum, as its first block says.
+  /// How many members its blocks have: by their type, or for a generic spectrum by its first block.
   int members_of(std::size_t channel) const;
   /// How many events the channel has.
   std::size_t places(std::size_t channel) const;
-  /// Where one of the channel's events lies; it is read from the file. Throws data_failure.
+  /// The place of one of the channel's events, read from the file. Throws data_failure.
   ravo_event_chan_ptr_entry place(std::size_t channel, std::size_t event) const;
-  /// Where the channel's events lie, in their order. The first call loads the pointers of all channels,
-  /// however many there are.
+  /// The places of the channel's events, in their order. The first
+  /// call loads the pointers of all channels, whatever their number.
   std::span<const ravo_event_chan_ptr_entry> places_of(std::size_t channel) const;
-  /// Whether the file has so many bytes at the offset; they are read then. Throws data_failure when the
-  /// system refuses to read them.
+  /// Reads bytes at the offset; returns false if the file does not have
+  /// so many. Throws data_failure if the system refuses to read them.
   bool read_at(std::uint32_t offset, std::span<unsigned char> bytes) const;
   /// The environment dictionary.
   std::span<const ravo_env_dictionary_entry_2010> environment() const { return environment_; }
-  /// All that the file says about its channels.
+  /// Everything that the file says about its channels.
   const std::vector<chan_descr_2010*>& descriptions() { return descriptions_; }
-  /// What the file says about a channel; null when it says nothing.
+  /// What the file says about a channel; null if it says nothing.
   const chan_descr_2010* description(const char* name);
-  /// Empty, or why the descriptions are not to be had although all else is.
+  /// Empty, or why the descriptions are not available although everything else is.
   const std::string& description_problem() const { return description_problem_; }
 
  private:
-  // What a channel's first block says of itself.
+  // Facts from a channel's first block.
   struct first_block {
     std::optional<std::int32_t> dtype = {};
     std::int32_t length = 0;
@@ -129,23 +129,23 @@ class raw_file {
   opened_file descriptor_;
   ravo_file_generation generation_ = ravo_file_generation::current;
   std::uint64_t size_ = 0;
-  // Of all tables but the dictionary both generations have the same.
+  // Both generations share the types of all tables but the dictionary.
   malloc_owner<ravo_file_reference_table_2010> reference_;
   malloc_owner<ravo_event_index_table_2010> index_;
   malloc_owner<void> dictionary_;
   malloc_owner<ravo_env_dictionary_table_2010> environment_table_;
-  mutable malloc_owner<ravo_event_chan_pointers_table> pointers_;  ///< null until somebody wants them all
+  mutable malloc_owner<ravo_event_chan_pointers_table> pointers_;  ///< null until the first use
   std::uint32_t row_length_ = 0;                                   ///< of a channel's pointers
   std::vector<chan_descr_2010*> descriptions_;
-  std::vector<const chan_descr_2010*> by_name_;  ///< the same, sorted; empty until somebody looks for one
+  std::vector<const chan_descr_2010*> by_name_;  ///< the same, sorted; empty until the first search
   std::span<const ravo_env_dictionary_entry_2010> environment_;
   std::vector<listed_channel> channels_;
 };
 
-/// Says on standard error that the file's descriptions are not to be had, if so.
-void tell_description_problem(const raw_file& file);
+/// Prints to standard error that the file's descriptions are not available, if so.
+void report_description_problem(const raw_file& file);
 
-/// Why a path cannot be a raw file at all: missing, a folder, unreadable, empty. Nothing when it can be.
+/// Why a path cannot be a raw file at all: missing, a folder, unreadable, empty. `nullopt` if it can be.
 std::optional<std::string> why_not_readable(const std::string& path);
 
 }  // namespace ravo::tool

@@ -16,7 +16,7 @@
 namespace ravo::tool {
 namespace {
 
-// What all files together know of a channel.
+// What all files together say about a channel.
 struct known_channel {
   std::string units;
   std::uint64_t blocks = 0;
@@ -56,7 +56,7 @@ class catalogue {
 struct wanted_channel {
   std::string name;
   int subchannel = -1;
-  std::string member_name;  // where the member is called by its name
+  std::string member_name;  // if the member is asked for by name
 };
 
 // The same with the number of the member.
@@ -86,7 +86,7 @@ wanted_channel split_key(const std::string& text) {
   return {text.substr(0, colon), subchannel, ""};
 }
 
-// A member is handed out under "NAME:member", which has to fit the name of a block.
+// The reader names a member "NAME:member", which has to fit into the name field of a block.
 void check_older_member_name(const std::string& name, int member) {
   constexpr std::size_t longest = sizeof(ravo_serv_block_subhead::chname) - 1;
   if (fmt::format("{}:{}", name, member).size() > longest)
@@ -105,7 +105,7 @@ void check_older_member(const wanted_channel& wanted, const known_channel& known
   check_older_member_name(wanted.name, wanted.subchannel);
 }
 
-// Refuses a member that the channel does not have: the reader would find nothing for it.
+// Refuses a member that the channel does not have: the reader would silently find nothing.
 void check_member(const wanted_channel& wanted, const known_channel& known,
                   ravo_file_generation generation) {
   const data_type* type = known.dtype ? find_data_type(*known.dtype) : nullptr;
@@ -197,7 +197,7 @@ read_plan make_plan(const std::vector<std::string>& files, const std::vector<std
   catalogue known;
   bool is_first = true;
   for (const std::string& path : files) {
-    // A bare name would be looked for along the data paths; what a person types means this folder.
+    // The reader would search the data paths for a bare name; a person means this folder.
     const std::string explicit_path = path.find('/') == std::string::npos ? "./" + path : path;
     if (std::find(plan.files.begin(), plan.files.end(), explicit_path) != plan.files.end()) continue;
     raw_file file(path);

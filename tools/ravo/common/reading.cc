@@ -29,13 +29,13 @@ std::string library_words(output& out) {
   return words.empty() ? "" : "\nthe library said:\n" + words;
 }
 
-// The usual one is not asked for by a text that leaves it out.
+// A text that leaves out the tolerance does not ask for the usual one.
 bool is_tolerance_asked_for(const asked_selection& asked) {
   return microseconds(asked.wanted.tolerance) != microseconds(selection().tolerance) ||
          (asked.has_tolerance && !asked.has_text);
 }
 
-// A reading of the plan's files with the reader of their generation.
+// Reads the plan's files with the reader of their generation.
 template <class Reader>
 class event_reading {
  public:
@@ -57,7 +57,7 @@ class event_reading {
     event.generation = plan_.generation;
     while (next(event)) {
       check_for_interrupt();
-      if (is_behind(event.id)) {
+      if (is_after(event.id)) {
         to_the_end = false;
         break;
       }
@@ -81,7 +81,7 @@ class event_reading {
   using result_entry = std::remove_pointer_t<typename decltype(Reader::results)::value_type>;
   using subhead = std::remove_pointer_t<decltype(result_entry::data)>;
 
-  // Sets the reader up and starts it; false when no file overlaps the window.
+  // Sets the reader up and starts it; returns false if no file overlaps the window.
   bool start() {
     std::vector<std::string> keys;
     for (const read_channel& channel : plan_.channels) keys.push_back(channel.key());
@@ -105,7 +105,7 @@ class event_reading {
   }
 
   void enter_files() {
-    // Whether a file may still be growing was decided when it was found.
+    // find_files() has already decided which files may still be growing.
     setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
     std::vector<std::string> paths = plan_.files;
     std::vector<char*> files;
@@ -113,8 +113,8 @@ class event_reading {
     check("the reader refuses the files", reader_.init(&files, nullptr));
   }
 
-  // Of runs, all that their files hold is wanted: the reader's own window ends where the last file is
-  // thought to end.
+  // A request of runs means everything in their files, but the
+  // reader's own window ends where it expects the last file to end.
   void set_window() {
     const ravo_time_id from{wanted_.first_event.value_or(0), wanted_.from.value_or(time_stamp{})};
     const ravo_time_id to{wanted_.last_event.value_or(0), wanted_.to.value_or(end_of_data(from.time))};
@@ -122,8 +122,8 @@ class event_reading {
     check("the reader refuses the end of the window", reader_.set_stop_point(&to));
   }
 
-  // By time, the next event is looked for one step ahead, within the tolerance: a tolerance as wide as the
-  // step would find the same event again, for ever.
+  // By time, the next event is searched for one step ahead, within the tolerance:
+  // a tolerance as wide as the step would find the same event again, for ever.
   void set_step_and_tolerance() {
     constexpr double usual_step = 100'000.0, usual_tolerance = 50'000.0;
     const double step = plan_.spacing > 0 ? std::round(plan_.spacing) : usual_step;
@@ -144,8 +144,8 @@ class event_reading {
     return {static_cast<std::uint32_t>(whole / 1'000'000), static_cast<std::uint32_t>(whole % 1'000'000)};
   }
 
-  // The end of the window when none is asked for: behind all data, and not before the window's start.
-  // (Without any the reader would take now for it, and files may be ahead of this machine's clock.)
+  // The end of the window if none is asked for: after all data, and not before the window's start.
+  // (By default the reader takes the present time, and files may be ahead of this machine's clock.)
   time_stamp end_of_data(time_stamp from) const {
     const std::uint32_t last = std::max(plan_.last.timeup, from.timeup);
     return {last == 0xFFFFFFFFu ? last : last + 1, 999'999};
@@ -158,14 +158,14 @@ class event_reading {
         several_lines{shown("{}: {} (status {})", what, error, status) + library_words(out_)});
   }
 
-  // The reader's next event; false at the end of the data.
+  // Reads the reader's next event; returns false at the end of the data.
   bool next(read_event& event) {
     std::vector<ravo_channel_entry_long*> entries;
     const int status = reader_.get_data(nullptr, &entries, RAVO_DAQ_READ_CHAN_EVENT_NEXT);
     if (status == RAVO_DAQ_READER_OUT_OF_WINDOW) return false;
     if (status != RAVO_DAQ_READER_OK)
       throw data_failure(
-          several_lines{shown("reading stopped behind event {}: {} (status {})",
+          several_lines{shown("reading stopped after event {}: {} (status {})",
                               reader_.current_event_id.event_number, reader_.error_i2a(status), status) +
                         library_words(out_)});
     const ravo_time_id before = std::exchange(event.id, reader_.current_event_id);
@@ -181,7 +181,7 @@ class event_reading {
                                {}});
       if (!result.updated) continue;
       ++blocks_read_[i];
-      // The first channel that is not slow says which event it is.
+      // The first channel that is not slow determines which event it is.
       if (!has_id && (!result.slow || event.id.event_number == 0)) {
         event.id = result.res.event_id;
         has_id = !result.slow;
@@ -193,13 +193,13 @@ class event_reading {
     return true;
   }
 
-  // The reader knows one kind of window at a time, by the synch mode; here all limits hold together.
+  // The reader knows one kind of window at a time, by the synch mode; here all limits apply together.
   bool is_inside(const ravo_time_id& id) const {
     if (wanted_.first_event && id.event_number != 0 && id.event_number < *wanted_.first_event) return false;
     if (wanted_.from && microseconds(id.time) < microseconds(*wanted_.from)) return false;
     return true;
   }
-  bool is_behind(const ravo_time_id& id) const {
+  bool is_after(const ravo_time_id& id) const {
     if (wanted_.last_event && id.event_number != 0 && id.event_number > *wanted_.last_event) return true;
     return wanted_.to && microseconds(id.time) > microseconds(*wanted_.to);
   }
@@ -210,7 +210,7 @@ class event_reading {
     return last > first ? (microseconds(now) - first) / (last - first) : 0.0;
   }
 
-  // A block that cannot be decoded is simply not delivered: hold what came against what is there.
+  // A block that cannot be decoded is simply not delivered: compares what was delivered with what is there.
   void check_completeness() {
     std::string missing;
     for (std::size_t i = 0; i < plan_.channels.size(); ++i)
@@ -239,10 +239,10 @@ class event_reading {
 std::vector<std::string> files_of(const selection& asked) try {
   const selection wanted = with_usual_catalogue(asked);
   const found_files found = find_files(wanted);
-  for (const reading_problem& problem : found.problems) tell("ravo: {}\n", problem.text);
+  for (const reading_problem& problem : found.problems) print_message("ravo: {}\n", problem.text);
   for (const refused_file& file : found.left_out)
-    tell("ravo: {} is left out: {}\n", file.path, file.problem);
-  if (wanted.files.empty()) tell_other_streams(found.files, wanted.stream);
+    print_message("ravo: {} is left out: {}\n", file.path, file.problem);
+  if (wanted.files.empty()) report_other_streams(found.files, wanted.stream);
   return found.files;
 } catch (const files_not_found& error) {
   if (asked.files.empty()) refuse_without_files(asked);

@@ -28,14 +28,14 @@ namespace {
 struct free_memory {
   void operator()(void* memory) const { std::free(memory); }
 };
-constexpr long tail_size = 4;  // what leads to the reference table
+constexpr long tail_size = 4;  // the pointer to the reference table
 // The loader's code when all tables are good but the descriptions' text is not.
 constexpr int descriptions_refused = 7;
 
 template <class Table>
 using owned = std::unique_ptr<Table, free_memory>;
 
-// Nothing of a file that is refused is mapped: it may be one that somebody is still cutting short.
+// A refused file is never mapped: it may be one that is still being truncated.
 class open_file {
  public:
   explicit open_file(const std::string& path) : fd(path.c_str()) {
@@ -46,12 +46,12 @@ class open_file {
   long length = 0;
 };
 
-/// The system refuses to read the file; the text says so.
+/// The system refuses to read the file; the text is the message.
 struct unreadable {
   std::string text;
 };
 
-// Called right after the operation that gave the status: errno is its.
+// Must be called right after the operation that returned the status, since it uses errno.
 void throw_if_unreadable(int status) {
   if (status == RAVO_TABLE_UNREADABLE) throw unreadable{text_of_unreadable(errno)};
   if (status == RAVO_TABLE_NO_MEMORY || status == RAVO_XML_NO_MEMORY) throw std::bad_alloc();
@@ -62,7 +62,7 @@ std::string refused(const char* table, int status) {
   return fmt::format("{}: {} (status {})", table, ravo_evutl_status_text(status), status);
 }
 
-// Beside the table's refusal: what the file looks like, which often tells more.
+// A description of the file beside the table's refusal; it often explains more.
 std::string appearance(const open_file& file) {
   char head[256];
   const std::size_t size = std::min(sizeof head, static_cast<std::size_t>(file.length));
@@ -81,7 +81,7 @@ std::string appearance(const open_file& file) {
   return "it does not begin like a raw file of either generation";
 }
 
-// The operations of the table-access library by which the generations differ.
+// The operations of the table-access library that differ between the generations.
 struct table_operations {
   decltype(&get_ravo_file_reference_table_m_2010) get_reference;
   decltype(&ravo_get_event_index_table_m_2010) get_index;
@@ -132,7 +132,7 @@ int read_reference_table(const open_file& file, const table_operations& library,
   return status;
 }
 
-// The refusal of the first table behind the reference table that is refused; empty when none is.
+// The refusal of the first refused table after the reference table; empty if there is none.
 std::string first_refused_table(const open_file& file, const table_operations& library,
                                 const ravo_file_reference_table_2010* reference) {
   ravo_event_index_table_2010* index = nullptr;
@@ -140,7 +140,7 @@ std::string first_refused_table(const open_file& file, const table_operations& l
   const owned<ravo_event_index_table_2010> own_index(index);
   if (status != 0) return refused("event index table", status);
   if (library.is_dictionary_refused(file, reference, &status)) return refused("channel dictionary", status);
-  // Rows that take too much memory to be looked at all together are not what a file is refused for.
+  // Rows that take too much memory to be loaded together are not a reason to refuse a file.
   constexpr unsigned long most_pointer_bytes = 32ul << 20;
   unsigned long pointer_bytes = 0;
   status = ravo_get_table_memory(file.length, reference, file.fd, RAVO_TABLE_OF_POINTERS, &pointer_bytes);
@@ -173,7 +173,7 @@ std::string refused_descriptions(const open_file& file, const table_operations& 
   return fmt::format("channel descriptions: {} (status {})", ravo_xml_status_text(status), status);
 }
 
-// Whether what begins with a marker and a length lies in the file.
+// Whether a basket, which begins with a marker and a length, lies within the file.
 bool is_basket_in_file(const open_file& file, std::uint32_t offset) {
   constexpr std::size_t head_size = 8;
   const auto end = static_cast<std::uint64_t>(file.length);

@@ -9,7 +9,7 @@
 namespace ravo::tool {
 namespace {
 
-// More runs than any request means; each costs a look at the disk.
+// More runs than any request means; each costs an access to the disk.
 constexpr int most_runs = 1'000'000;
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Options by which several verbs are told runs, times and a time zone: their texts are read, and what is
-// wrong with them is said with the option's name.
+// Options for runs, times and a time zone, which several verbs have:
+// reads their texts, and names the option if its text is wrong.
 #ifndef RAVO_TOOL_REQUEST_OPTIONS_H
 #define RAVO_TOOL_REQUEST_OPTIONS_H
 

@@ -15,7 +15,7 @@
 namespace ravo::tool {
 namespace {
 
-// "EXPERIMENT/STREAM", which a path may look like too.
+// "EXPERIMENT/STREAM", which may also be a path.
 bool may_be_stream(const std::string& word) {
   const auto slash = word.find('/');
   return slash != std::string::npos && slash > 0 && slash + 1 < word.size() &&
@@ -27,8 +27,9 @@ struct sorted_words {
   std::string text;  // of a selection
 };
 
-// What exists is a file or a folder, and what has a "=" belongs to a selection; EXPERIMENT/STREAM does when
-// nothing else says where files are. The rest are files, which then turn out to be missing.
+// An existing path is a file or a folder, and a word with a "=" belongs to a selection; so does
+// EXPERIMENT/STREAM if nothing else says where files are. The rest are files, which later turn out to be
+// missing.
 sorted_words sort_words(const selection_arguments& arguments) {
   sorted_words sorted;
   std::vector<std::string> undecided;
@@ -57,7 +58,7 @@ time_stamp stamp_of(double microseconds) {
   return {static_cast<std::uint32_t>(whole / 1'000'000), static_cast<std::uint32_t>(whole % 1'000'000)};
 }
 
-// Requests of the readers, and so the catalogues that are made for them, have no longer names.
+// Requests of the readers, and so the catalogues made for them, have no room for longer names.
 void check_name(const char* option, const std::string& name) {
   constexpr std::size_t most = 31;
   if (name.size() > most)
@@ -98,7 +99,7 @@ void take_window(const selection_arguments& arguments, selection& to) {
                                     ends_now ? "now" : arguments.to.value_or(format_time(*to.to))));
 }
 
-// These are words of the text as well; it reads them.
+// Sets the options that are words of the text as well, by parsing them as text.
 void take_rules(const selection_arguments& arguments, selection& to) {
   if (arguments.mode) to.synch = *arguments.mode == "time" ? synch_mode::by_time : synch_mode::by_number;
   if (arguments.tolerance_ms) to.tolerance = stamp_of(*arguments.tolerance_ms * 1000.0);
@@ -110,7 +111,7 @@ void take_rules(const selection_arguments& arguments, selection& to) {
   to.join_channel = joined.join_channel;
 }
 
-// Each run costs a look at the disk, wherever the number is written.
+// Each run costs an access to the disk, wherever the number is written.
 void check_number_of_runs(const selection& wanted) {
   constexpr int most = 1'000'000;
   if (wanted.runs && wanted.runs->last - wanted.runs->first >= most)
@@ -167,17 +168,17 @@ void add_selection_options(CLI::App& command, selection_arguments& arguments) {
                   "A channel: NAME, NAME:MEMBER (a name, or a number from 0), a pattern with * ? [], or "
                   "~EXPRESSION. "
                   "May be repeated")
-      ->allow_extra_args(false)  // one name behind each --channel: what follows is a file
+      ->allow_extra_args(false)  // one name after each --channel: what follows is a file
       ->type_name("NAME");
   const auto window = [&](const char* name, auto& value, const char* text, const char* type) {
     return command.add_option(name, value, text)->type_name(type)->group("Window");
   };
   window("--first-event", arguments.first_event, "Not before this event number", "N")
       ->check(in_range(1.0, 4294967294.0));
-  window("--last-event", arguments.last_event, "Not behind this event number", "N")
+  window("--last-event", arguments.last_event, "Not after this event number", "N")
       ->check(in_range(1.0, 4294967294.0));
   window("--from", arguments.from, "Not before this time", "TIME");
-  window("--to", arguments.to, "Not behind this time", "TIME");
+  window("--to", arguments.to, "Not after this time", "TIME");
   window("--tz", arguments.zone, "Time zone of times of day", "ZONE")->capture_default_str();
   window("--step", arguments.step, "Every N-th of the events that are left", "N")
       ->check(in_range(1.0, 4294967295.0));
@@ -212,7 +213,7 @@ const char* const selection_help =
   EXPERIMENT/STREAM  run=N or N-M  file=PATH,...  chan=PATTERN,...  from=TIME  to=TIME  event=N-M
   step=N  limit=N  synch=number|time  tolerance=SPAN  join=any|all|with:CHANNEL
   slow=none|hold|nearest  max_age=SPAN  catalog=DIR  data=DIR
-Options go before words of the text. What was read is printed back as such a text at the end.
+Options take precedence over words of the text. What was read is printed back as such a text at the end.
 )";
 
 void add_limit_options(CLI::App& command, limit_arguments& arguments) {

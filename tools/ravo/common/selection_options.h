@@ -1,6 +1,6 @@
-// What is to be read, as the verbs that stand on the dataset layer are told: files, folders and the words
-// of a selection's text, and options that say the same as such words. Makes the selection of it; which
-// files a run or a period has is found elsewhere (dataset_session.h).
+// What is to be read, as given to the verbs of the dataset layer: files, folders and
+// the words of a selection's text, and options that mean the same as such words.
+// Makes a selection of it; dataset_session.h finds which files a run or a period has.
 #ifndef RAVO_TOOL_SELECTION_OPTIONS_H
 #define RAVO_TOOL_SELECTION_OPTIONS_H
 
@@ -14,12 +14,12 @@
 
 namespace ravo::tool {
 
-/// The command line's part, as it was typed.
+/// Arguments of the command line, as they were typed.
 struct selection_arguments {
   std::vector<std::string> words;  ///< files, folders, and words of a selection
   std::vector<std::string> channels;
   std::optional<std::string> runs, experiment, stream, catalogue, data;
-  std::optional<std::string> request_option;  ///< one of those five that was given, for messages
+  std::optional<std::string> request_option;  ///< the one of these five that was given, for messages
   std::optional<std::string> from, to;
   std::string zone = "UTC";
   std::optional<std::uint32_t> first_event, last_event, step, limit;
@@ -32,20 +32,20 @@ struct selection_arguments {
 struct asked_selection {
   selection wanted;
   bool has_text = false;       ///< words of a selection were among the arguments
-  bool has_tolerance = false;  ///< the tolerance is what was asked for, also where that is the usual one
+  bool has_tolerance = false;  ///< the tolerance was asked for, even if it is the usual one
 };
 
 /// Declares the options; `arguments` has to live as long as the command.
 void add_selection_options(CLI::App& command, selection_arguments& arguments);
 
-/// The selection that the arguments say; options go before words of the text. Throws usage_failure. A
-/// selection of a period has an end: now, when none is given.
+/// The selection that the arguments describe; options take precedence over words of the text.
+/// Throws usage_failure. A selection of a period always has an end: by default the present time.
 asked_selection selection_of(const selection_arguments& arguments);
 
-/// How selections are written, for --help.
+/// The syntax of selections, for --help.
 extern const char* const selection_help;
 
-/// How much may be missing, and what a reading may take of the machine.
+/// How much may be missing, and how much of the machine a reading may use.
 struct limit_arguments {
   bool is_strict = false;
   std::optional<std::string> largest_missing_share;
@@ -56,9 +56,9 @@ struct limit_arguments {
 
 void add_limit_options(CLI::App& command, limit_arguments& arguments);
 
-/// A share from 0 to 1, or with "%" from 0 to 100. Throws usage_failure.
+/// A fraction from 0 to 1, or with "%" from 0 to 100. Throws usage_failure.
 double share_option(const char* option, const std::string& text);
-/// A number of bytes, with k, M or G (of 1024) behind it or not. Throws usage_failure.
+/// A number of bytes, optionally followed by k, M or G (of 1024). Throws usage_failure.
 std::size_t size_option(const char* option, const std::string& text);
 
 }  // namespace ravo::tool

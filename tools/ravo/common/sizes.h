@@ -1,4 +1,4 @@
-// Numbers of bytes as people read them.
+// Numbers of bytes in readable form.
 #ifndef RAVO_TOOL_SIZES_H
 #define RAVO_TOOL_SIZES_H
 

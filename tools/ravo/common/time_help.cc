@@ -8,7 +8,7 @@ const char* const time_help = R"(TIME is one of
   today 08:30, yesterday     a day, from 00:00 when no time of day is said
   now, -5min, -1h30min       now, or so long ago, in d h min s
   1740816000.5               seconds since 1970
-  14:05, +5min               behind --to: on the day of --from, so long behind --from
+  14:05, +5min               with --to: on the day of --from, so long after --from
 Times of day are UTC, or as --tz says: +01:00, or a zone such as Europe/Berlin, where summer time is
 regarded; a time that its clocks show twice or never is refused.)";
 

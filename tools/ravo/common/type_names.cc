@@ -48,7 +48,7 @@ int event_type_of(const std::string& text) {
   const std::vector<std::string> names = event_type_names(0xFFFFFFFFu);
   const auto found = std::find(names.begin(), names.end(), name);
   if (found != names.end()) return static_cast<int>(found - names.begin());
-  // Numbers are near one another without meaning one another.
+  // Numbers with similar digits have nothing in common.
   const bool is_number = !text.empty() && std::isdigit(static_cast<unsigned char>(text.front()));
   const std::vector<std::string> near = is_number ? std::vector<std::string>() : near_names(name, names);
   throw usage_failure(fmt::format("--type: there is no event type '{}'; {}", text,

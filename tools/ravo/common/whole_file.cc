@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t pending_bytes = std::size_t{1} << 16;
 
-// The way to give a nameless file a name without privileges.
+// The path that gives a nameless file a name without privileges.
 std::string path_of_descriptor(int file) { return "/proc/self/fd/" + std::to_string(file); }
 
 std::string resolved(const std::string& path) {
@@ -25,8 +25,8 @@ std::string resolved(const std::string& path) {
   return real ? real.get() : path;
 }
 
-// No reader takes such a name for a raw file's. The process number keeps programs apart; the count steps
-// over what a killed namesake left behind. `take` answers as a system call.
+// Readers never take a file of such a name for a raw file. The process number keeps programs apart;
+// the count skips what a killed process of this number left. `take` returns like a system call.
 template <class attempt>
 std::optional<std::string> take_hidden_name(const std::string& folder, const attempt& take) {
   for (int count = 0; count < 1000; ++count) {
@@ -109,15 +109,15 @@ void whole_file::begin() {
     if (file_ < 0) fail(errno);
     return;
   }
-  // A file that may not be written is not replaced either.
+  // A file without write permission is not replaced either.
   if (is_there && uninterrupted::access(target_.c_str(), W_OK) != 0) fail(errno);
   file_ = uninterrupted::open(folder_.c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666);
   if (file_ < 0 || uninterrupted::access(path_of_descriptor(file_).c_str(), F_OK) != 0) begin_hidden();
-  // It replaces the other one, and is open to the same people.
+  // The new file replaces the old one and keeps its permissions.
   if (is_there) (void)::fchmod(file_, about.st_mode & 0777);
 }
 
-// Without nameless files, or without /proc to name one later.
+// For systems without nameless files, or without /proc to name one later.
 void whole_file::begin_hidden() {
   if (file_ >= 0) ::close(file_);
   file_ = -1;
@@ -144,7 +144,7 @@ void whole_file::write_out() {
 
 void whole_file::give_name() {
   if (hidden_.empty()) {
-    // A nameless file cannot take the place of another one at once.
+    // A nameless file cannot replace another file in one step.
     const auto name = take_hidden_name(folder_, [this](const char* hidden) {
       return uninterrupted::linkat(AT_FDCWD, path_of_descriptor(file_).c_str(), AT_FDCWD, hidden,
                                    AT_SYMLINK_FOLLOW);

@@ -15,11 +15,11 @@
 namespace ravo::tool {
 namespace {
 
-// A time may lie so far outside the file and still mean its first or last event: who reads a clock cuts
-// off.
+// A time that is outside the file by less than this still
+// means its first or last event: people round a time down.
 constexpr double slack = 1e6;
 
-// Event headers of one number are one event; without numbers the time says which they are of.
+// Event headers with the same number are one event; without numbers the time decides.
 bool is_same_event(const ravo_time_id& a, const ravo_time_id& b) {
   if (a.event_number != b.event_number) return false;
   return a.event_number != 0 || microseconds(a.time) == microseconds(b.time);
@@ -30,7 +30,7 @@ std::uint32_t distance(const ravo_time_id& event, std::uint32_t number) {
   return other > number ? other - number : number - other;
 }
 
-// Of those that have a number.
+// Searches only the events that have a number.
 template <class Events, class Id>
 std::optional<ravo_time_id> nearest_to(std::uint32_t number, const Events& events, Id id_of) {
   std::optional<ravo_time_id> nearest;
@@ -77,7 +77,7 @@ void event_chooser::refuse_without_data(const chosen_event& chosen) const {
                                          : "those that have are without numbers"));
 }
 
-// The channels have no events, unless it was the machine that would not read them.
+// Throws that the channels have no events, or that the machine could not read them.
 void event_chooser::refuse_all() const {
   event_range range = data_.events();
   range.next();
@@ -92,8 +92,8 @@ std::string event_chooser::wanted_names() const {
   return fmt::format("these {} channels", data_.channels().size());
 }
 
-// The events of channels that are not slow: the first thing in a file is that a run begins, and nobody
-// wants to see that first.
+// The events of channels that are not slow: a file begins
+// with the begin of a run, which nobody wants to see first.
 std::vector<ravo_time_id> event_chooser::fast_events() const {
   selection without_slow = data_.get_selection();
   without_slow.channels.clear();
@@ -104,7 +104,7 @@ std::vector<ravo_time_id> event_chooser::fast_events() const {
   std::vector<ravo_time_id> events =
       fast == data_.channels().size() ? ids_ : dataset::open(without_slow, options_).event_ids();
   std::vector<std::uint32_t> numbers;
-  std::vector<double> times;  // of those without a number
+  std::vector<double> times;  // of the events without a number
   for (const file_event& event : events_) {
     if (is_slow_event(event.type)) continue;
     if (event.id.event_number != 0)
@@ -121,7 +121,7 @@ std::vector<ravo_time_id> event_chooser::fast_events() const {
   return events;
 }
 
-// Events without a number, as slow ones of older files may be, are found by their time only.
+// Events without a number, such as slow ones of older files, are found by their time only.
 chosen_event event_chooser::by_number(std::uint32_t number) const {
   const auto nearest = nearest_to(number, events_, [](const file_event& event) { return event.id; });
   if (!nearest)
@@ -172,7 +172,7 @@ chosen_event event_chooser::complete(const ravo_time_id& event) const {
 }
 
 wanted_event wanted_event_of(const std::string& text, const std::string& zone) {
-  const time_zone clocks = zone_option(zone);  // a wrong one is refused also where no time is asked for
+  const time_zone clocks = zone_option(zone);  // a wrong zone is refused even if no time is given
   if (text == "first") return place_of_event::first;
   if (text == "last") return place_of_event::last;
   const bool is_number =

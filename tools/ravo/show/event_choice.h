@@ -1,5 +1,5 @@
-// Which event of a file is meant by "1000042", "first", "last" or a time, and where a dataset of the wanted
-// channels has it.
+// Which event of a file "1000042", "first", "last" or a time
+// means, and where a dataset of the wanted channels has it.
 #ifndef RAVO_TOOL_SHOW_EVENT_CHOICE_H
 #define RAVO_TOOL_SHOW_EVENT_CHOICE_H
 
@@ -16,31 +16,31 @@
 namespace ravo::tool {
 
 enum class place_of_event { first, last };
-/// A number, an end of the file (slow events count only where there are no others), or the event that is
-/// nearest to a time.
+/// A number, an end of the file (slow events count only if there
+/// are no others), or the event that is nearest to a time.
 using wanted_event = std::variant<std::uint32_t, place_of_event, time_stamp>;
-/// What the text of --event means; throws usage_failure.
+/// The meaning of the text of --event; throws usage_failure.
 wanted_event wanted_event_of(const std::string& text, const std::string& zone);
 
 struct chosen_event {
   ravo_time_id id;         ///< with the time of its earliest header
-  std::vector<int> types;  ///< of its headers, each once
-  /// The position among the dataset's events; where it is none of them, because no channel has data of it,
-  /// that of the last one before it.
+  std::vector<int> types;  ///< types of its headers, each once
+  /// The position among the dataset's events; if no channel has data of
+  /// the event, the position of the last event of the dataset before it.
   std::optional<std::size_t> position;
   bool is_in_dataset = false;
 };
 
-/// Chooses among the events of a dataset, which holds the wanted channels of one file and all of its
-/// events; a number may name any event of the file.
+/// Chooses among the events of a dataset, which holds the wanted channels of
+/// one file and all of its events; a number may name any event of the file.
 class event_chooser {
  public:
-  /// `options`: those that the dataset was opened with.
+  /// `options` are those that the dataset was opened with.
   event_chooser(const raw_file& file, const dataset& data, const dataset_options& options);
 
-  /// Throws data_failure that names the nearest event when there is none.
+  /// Throws data_failure that names the nearest event if there is none.
   chosen_event choose(const wanted_event& wanted) const;
-  /// Throws that an event of the file has no data of the channels, and which one has.
+  /// Throws that an event of the file has no data of the channels, and names one that has.
   [[noreturn]] void refuse_without_data(const chosen_event& chosen) const;
 
  private:

@@ -11,13 +11,13 @@
 namespace ravo::tool {
 namespace {
 
-// The text in a field that should end with a zero, and may not.
+// The text of a field that should end with a zero byte, but may not.
 template <std::size_t room>
 std::string text_of(const char (&field)[room]) {
   return {field, strnlen(field, room)};
 }
 
-// In the second profile of a region of interest the axis begins elsewhere.
+// In the second profile of a region of interest the axis has another start.
 shown_member member_of(const value& one, const spectrum_view& spectrum, std::size_t index) {
   const std::span<const float> values = spectrum.member(index);
   const bool is_second_profile = one.kind() == value_kind::roi && index == 1;
@@ -43,7 +43,7 @@ void take_spectrum(const value& one, shown_channel& channel) {
   if (view.members == 0 || view.groups == 0) return;
   const data_type* type = find_data_type(one.type());
   shown_spectrum spectrum;
-  // Of all spectra, a generic one's type alone does not say what start and increment count.
+  // Only for a generic spectrum the type does not say what start and increment count.
   if (type && type->code != RAVO_BLOCK_GENERIC_SPECT) spectrum.axis = type->axis;
   for (std::size_t i = 0; i < view.members; ++i) spectrum.members.push_back(member_of(one, view, i));
   channel.data = std::move(spectrum);
@@ -95,7 +95,7 @@ shown_channel contents_of(const value& one) {
   channel.dtype = one.type();
   channel.error = one.error_bits();
   channel.bytes = one.bytes().size();
-  channel.told = one.recorded_with();
+  channel.recorded_with = one.recorded_with();
   channel.is_held = one.is_held();
   if (channel.bytes == 0) return channel;
   switch (one.kind()) {

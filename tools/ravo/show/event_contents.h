@@ -1,4 +1,4 @@
-// From a value of the dataset to what is shown of it.
+// Converts a value of the dataset to the form in which it is shown.
 #ifndef RAVO_TOOL_SHOW_EVENT_CONTENTS_H
 #define RAVO_TOOL_SHOW_EVENT_CONTENTS_H
 
@@ -7,8 +7,8 @@
 
 namespace ravo::tool {
 
-/// What a value says. The channel's name, units and description are left empty; the pixels of a frame stay
-/// where they are, in the value's event.
+/// The contents of a value. The channel's name, units and description are left
+/// empty; the pixels of a frame stay where they are, in the value's event.
 shown_channel contents_of(const value& one);
 
 }  // namespace ravo::tool

@@ -16,7 +16,7 @@ namespace {
 
 using drawing::as_in_print;
 
-// More of them would be for nobody.
+// More of them would help nobody.
 constexpr std::size_t most_panels = 32, most_curves = 64;
 
 const std::string separator = std::string(drawing::figure::separator) + " ";
@@ -49,12 +49,12 @@ std::string value_text(float value, const std::string& unit) {
 
 std::string notes_of(const shown_channel& channel) {
   return joined(
-      {channel.is_held ? "held, of " + event_text(channel.told) : "",
+      {channel.is_held ? "held, of " + event_text(channel.recorded_with) : "",
        channel.error == 0 ? "" : fmt::format("error {:#x}", static_cast<unsigned>(channel.error))},
       ", ");
 }
 
-// The panels of an event, channel by channel.
+// Makes the panels of an event, channel by channel.
 class figure_maker {
  public:
   figure_maker(const shown_event& event, const figure_wishes& wished) : event_(event), wished_(wished) {}
@@ -74,7 +74,7 @@ class figure_maker {
  private:
   bool is_alone() const { return event_.channels.size() == 1; }
 
-  // Above a channel's first panel, where the picture has several channels.
+  // The title above a channel's first panel, if the picture has several channels.
   std::string title_of(const shown_channel& channel) const {
     if (is_alone()) return {};
     return joined({printable(channel.name), printable(channel.description)}, separator);
@@ -102,7 +102,7 @@ class figure_maker {
       add_table(channel);
   }
 
-  // Single values as numbers, one below the other; the others as curves.
+  // Scalars as numbers, one below the other; the others as curves.
   void add_members(const shown_channel& channel, const shown_spectrum& spectrum) {
     std::string title = title_of(channel);
     drawing::table_panel numbers{title, {}, notes_of(channel)};
@@ -128,7 +128,7 @@ class figure_maker {
           throw data_failure(fmt::format(
               "--overlay: more than {} curves of one unit; ask for fewer channels", most_curves));
         panel->curves.push_back({curve, member.curve()});
-        // What they have in common is said once.
+        // Units that they have in common are named once.
         if (panel->value_axis != joined({name, unit}, ", ")) panel->value_axis = unit;
         panel->title.clear();
         return;
@@ -142,7 +142,7 @@ class figure_maker {
         title, joined({name, unit}, ", "), axis, {{name, member.curve()}}, notes_of(channel)});
   }
 
-  // The panel that holds curves of this unit over this axis already.
+  // The existing panel with curves of this unit over this axis.
   drawing::plot_panel* overlay_of(const std::string& axis, const std::string& unit) {
     for (const overlay& one : overlays_)
       if (one.axis == axis && one.unit == unit)

@@ -1,5 +1,5 @@
-// An event as a figure that can be drawn: which panels its channels become, and what is written beside
-// them.
+// An event as a figure that can be drawn: the panels
+// for its channels, and the texts beside them.
 #ifndef RAVO_TOOL_SHOW_EVENT_FIGURE_H
 #define RAVO_TOOL_SHOW_EVENT_FIGURE_H
 
@@ -17,8 +17,8 @@ struct figure_wishes {
   drawing::colour_map map = drawing::colour_map::aurora;
 };
 
-/// Its curves are those of the event. Throws data_failure when there is more than a picture can hold, or
-/// pixels that cannot be drawn.
+/// The figure refers to the curves of the event. Throws data_failure if
+/// there is more than a picture can hold, or pixels that cannot be drawn.
 drawing::figure figure_of(const shown_event& event, const figure_wishes& wished);
 
 }  // namespace ravo::tool

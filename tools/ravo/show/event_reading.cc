@@ -16,8 +16,8 @@
 namespace ravo::tool {
 namespace {
 
-// Slow channels have at each event what they told last. Events without a number that are close to another
-// one stay apart from it.
+// Slow channels have their last value at each event. Events
+// without a number that are close to another one stay separate.
 selection selection_of(const raw_file& file, const std::vector<std::size_t>& channels) {
   selection wanted;
   wanted.files = {file.path()};
@@ -67,7 +67,7 @@ class event_reading {
                                                 : ledger_.problems.front().text);
   }
 
-  // Of the event before the one that is shown, slow channels have what they told last.
+  // If the shown event is not in the dataset, the one before it was read: only slow channels show it.
   void take(std::size_t index, const chosen_event& chosen, shown_event& shown) {
     const std::string name = file_.channels()[index].chan_name;
     const auto position = data_.find_channel(name);
@@ -93,7 +93,8 @@ class event_reading {
     return reason;
   }
 
-  // Beside the block there are its values as floats, and in JSON each is an object and a piece of text.
+  // In addition to the block its values are stored as floats, and for JSON each one is an object and a
+  // text.
   void take_memory(const value& its) {
     constexpr std::size_t of_drawn_value = 4, of_listed_value = 32;
     const std::size_t bytes_per_value = its.kind() == value_kind::image ? its.image().bytes_per_pixel : 4;

@@ -12,7 +12,7 @@
 
 namespace ravo::tool {
 
-/// A channel whose data of the event are there and could not be read.
+/// A channel whose data of the event exist but could not be read.
 struct unread_channel {
   std::string name;
   std::string reason;
@@ -25,21 +25,21 @@ struct shown_event {
   std::vector<int> types;
   std::vector<shown_channel> channels;  ///< in the order of the file's channels, or of those asked for
   std::vector<unread_channel> unread;
-  std::optional<event> source;  ///< whose pixels the channels' images have
+  std::optional<event> source;  ///< holds the pixels of the channels' images
 };
 
-/// What becomes of values: a drawing, or a JSON text, which takes more memory.
+/// What is made of the values: a drawing, or a JSON text, which takes more memory.
 enum class shown_values { drawn, listed };
 
-/// What is asked of one event.
+/// The request for one event.
 struct event_request {
   wanted_event event;
-  std::vector<std::size_t> channels;  ///< indices of the file's
-  std::size_t memory_limit;           ///< for tables, blocks and what is made of them together
+  std::vector<std::size_t> channels;  ///< indices in the file
+  std::size_t memory_limit;           ///< for tables, blocks and output together
   shown_values values;
 };
 
-/// Throws data_failure when there is no such event, or not the memory to show it.
+/// Throws data_failure if there is no such event, or not enough memory to show it.
 shown_event read_event(raw_file& file, const event_request& asked);
 
 }  // namespace ravo::tool

@@ -1,4 +1,4 @@
-// An event for machines.
+// Prints an event for machines.
 #include "common/json_lines.h"
 #include "common/times.h"
 #include "common/type_names.h"
@@ -49,8 +49,8 @@ json pairs_json(const shown_pairs& pairs) {
 json channel_json(const shown_channel& channel, pixels how) {
   json object;
   object["channel"] = channel.name;
-  object["event"] = channel.told.event_number;
-  object["time"] = format_time(channel.told.time);
+  object["event"] = channel.recorded_with.event_number;
+  object["time"] = format_time(channel.recorded_with.time);
   object["held"] = channel.is_held;
   const data_type* type = find_data_type(channel.dtype);
   object["dtype"] = type ? std::string(type->name) : data_type_name(channel.dtype);

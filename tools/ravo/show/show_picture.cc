@@ -1,4 +1,4 @@
-// An event as the file of a picture.
+// Writes an event as a picture file.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -37,7 +37,7 @@ std::uint32_t pixel_at(const shown_image& image, std::size_t index) {
   return pixel;
 }
 
-// Pixels of more than two bytes whose values need no more.
+// Pixels that are stored in more than two bytes and whose values fit into two.
 std::vector<std::uint16_t> pixels_in_16_bits(const shown_channel& channel, const shown_image& image) {
   const auto refuse = [&](const std::string& why) {
     throw data_failure(

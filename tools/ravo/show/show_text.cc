@@ -1,4 +1,4 @@
-// An event for people: headings, plots, pictures, tables.
+// Prints an event for people: headings, plots, pictures, tables.
 #include <fmt/format.h>
 #include <sys/ioctl.h>
 
@@ -105,10 +105,10 @@ std::size_t name_width_of(const shown_pairs& pairs) {
   return width;
 }
 
-// What stands behind a channel's text: that it is old, that its front end complained.
+// Notes after a channel's text: that it is from an earlier event, and the errors of its front end.
 std::string notes_of(const shown_channel& channel) {
   std::string notes;
-  if (channel.is_held) notes += "  (held, of " + name_of(channel.told) + ")";
+  if (channel.is_held) notes += "  (held, of " + name_of(channel.recorded_with) + ")";
   if (channel.error != 0) notes += fmt::format("  error {:#x}", static_cast<unsigned>(channel.error));
   return notes;
 }
@@ -121,19 +121,20 @@ std::string unknown_text(const shown_channel& channel) {
                      channel.bytes);
 }
 
-// The overview's lines: the channel, the member, and what is to be said.
+// Prints the lines of the overview: the channel, the member, and a text.
 class overview {
  public:
-  overview(const shown_event& event, const terminal_look& look, output& out) : look_(look), out_(out) {
+  overview(const shown_event& event, const terminal_layout& layout, output& out)
+      : layout_(layout), out_(out) {
     for (const shown_channel& channel : event.channels) {
       name_width_ = std::max(name_width_, printable(channel.name).size());
       if (const auto* spectrum = std::get_if<shown_spectrum>(&channel.data))
         for (const shown_member& member : spectrum->members)
           member_width_ = std::max(member_width_, member.name.size());
     }
-    // Behind the bars stand the number of values, their range and their unit.
+    // After the bars come the number of values, their range and their unit.
     constexpr int other_columns = 46;
-    const int rest = look.columns - static_cast<int>(name_width_ + member_width_) - other_columns;
+    const int rest = layout.columns - static_cast<int>(name_width_ + member_width_) - other_columns;
     bar_columns_ = std::clamp(rest, 12, 32);
   }
 
@@ -159,7 +160,7 @@ class overview {
       const int used =
           static_cast<int>(std::min(member.values.size(), static_cast<std::size_t>(bar_columns_)));
       line(member.name, fmt::format("{}{:{}}  {:>5} values  {}",
-                                    one_line_plot(member.values, bar_columns_, look_.letters), "",
+                                    one_line_plot(member.values, bar_columns_, layout_.letters), "",
                                     bar_columns_ - used, member.values.size(), range_text(member)));
     }
   }
@@ -179,7 +180,7 @@ class overview {
     notes_.clear();
   }
 
-  const terminal_look& look_;
+  const terminal_layout& layout_;
   output& out_;
   std::size_t name_width_ = 0, member_width_ = 0;
   int bar_columns_;
@@ -190,7 +191,7 @@ void print_lines(const std::vector<std::string>& lines, output& out) {
   for (const std::string& line : lines) out.print_drawn_line("  " + line);
 }
 
-void print_member(const shown_spectrum& spectrum, const shown_member& member, const terminal_look& look,
+void print_member(const shown_spectrum& spectrum, const shown_member& member, const terminal_layout& layout,
                   output& out) {
   if (is_scalar(member)) return out.print_line(fmt::format("  {}  {}", member.name, scalar_text(member)));
   const finite_values found = finite_of(member);
@@ -199,7 +200,7 @@ void print_member(const shown_spectrum& spectrum, const shown_member& member, co
   text += "  " + range_text(member);
   if (found.count > 0) text += fmt::format("  mean {:.5g}", found.sum / static_cast<double>(found.count));
   out.print_line(text);
-  print_lines(line_plot(member.curve(), {look.columns - 2, plot_rows}, look.letters), out);
+  print_lines(line_plot(member.curve(), {layout.columns - 2, plot_rows}, layout.letters), out);
   std::string axis =
       fmt::format("    {}from {:g} by {:g}", spectrum.axis.empty() ? "" : printable(spectrum.axis) + ": ",
                   member.start, member.step);
@@ -215,26 +216,26 @@ void print_table(const shown_pairs& pairs, output& out) {
   if (pairs.records.empty()) out.print_line("  no values");
 }
 
-void print_whole(const shown_channel& channel, const terminal_look& look, output& out) {
+void print_whole(const shown_channel& channel, const terminal_layout& layout, output& out) {
   out.format("\n{}{}{}  {}{}", out.bold(), printable(channel.name), out.plain(),
              data_type_name(channel.dtype), notes_of(channel));
   if (!channel.description.empty()) out.format("  {}", printable(channel.description));
   out.print("\n");
-  std::visit(by_kind{[&](const shown_bytes&) { out.print_line("  " + unknown_text(channel)); },
-                     [&](const shown_spectrum& spectrum) {
-                       for (const shown_member& member : spectrum.members)
-                         print_member(spectrum, member, look, out);
-                     },
-                     [&](const shown_image& image) {
-                       out.print_line("  " + image_text(image));
-                       print_lines(
-                           terminal_picture(image.picture, look.columns - 2, picture_rows, look.colours),
-                           out);
-                     },
-                     [&](const shown_slow_value& slow) { out.print_line("  " + slow_text(slow, channel)); },
-                     [&](const shown_pairs& pairs) { print_table(pairs, out); },
-                     [&](const shown_text& text) { out.print_line("  \"" + printable(text.text) + "\""); }},
-             channel.data);
+  std::visit(
+      by_kind{[&](const shown_bytes&) { out.print_line("  " + unknown_text(channel)); },
+              [&](const shown_spectrum& spectrum) {
+                for (const shown_member& member : spectrum.members)
+                  print_member(spectrum, member, layout, out);
+              },
+              [&](const shown_image& image) {
+                out.print_line("  " + image_text(image));
+                print_lines(
+                    terminal_picture(image.picture, layout.columns - 2, picture_rows, layout.colours), out);
+              },
+              [&](const shown_slow_value& slow) { out.print_line("  " + slow_text(slow, channel)); },
+              [&](const shown_pairs& pairs) { print_table(pairs, out); },
+              [&](const shown_text& text) { out.print_line("  \"" + printable(text.text) + "\""); }},
+      channel.data);
 }
 
 drawing::colours colours_of(const output& out) {
@@ -248,24 +249,24 @@ drawing::colours colours_of(const output& out) {
 
 }  // namespace
 
-terminal_look look_of(output& out) {
-  terminal_look look{80, drawing::letters::braille, colours_of(out)};
+terminal_layout layout_of(output& out) {
+  terminal_layout layout{80, drawing::letters::braille, colours_of(out)};
   winsize size{};
   constexpr int least = 40;
   if (out.is_terminal() && ioctl(out.descriptor(), TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
-    look.columns = std::max<int>(size.ws_col, least);
-  return look;
+    layout.columns = std::max<int>(size.ws_col, least);
+  return layout;
 }
 
-void print_overview(const shown_event& event, const terminal_look& look, output& out) {
+void print_overview(const shown_event& event, const terminal_layout& layout, output& out) {
   print_heading(event, out);
-  overview lines(event, look, out);
+  overview lines(event, layout, out);
   for (const shown_channel& channel : event.channels) lines.print(channel);
 }
 
-void print_channels(const shown_event& event, const terminal_look& look, output& out) {
+void print_channels(const shown_event& event, const terminal_layout& layout, output& out) {
   print_heading(event, out);
-  for (const shown_channel& channel : event.channels) print_whole(channel, look, out);
+  for (const shown_channel& channel : event.channels) print_whole(channel, layout, out);
 }
 
 }  // namespace ravo::tool

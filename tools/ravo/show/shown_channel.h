@@ -1,4 +1,4 @@
-// What a value of the dataset says, in the form in which it is printed and drawn.
+// A value of the dataset in the form in which it is printed and drawn.
 #ifndef RAVO_TOOL_SHOW_SHOWN_CHANNEL_H
 #define RAVO_TOOL_SHOW_SHOWN_CHANNEL_H
 
@@ -34,7 +34,7 @@ struct shown_member {
 };
 
 struct shown_spectrum {
-  std::string axis;  ///< what start and step count
+  std::string axis;  ///< the quantity that start and step count
   std::vector<shown_member> members;
 };
 
@@ -45,7 +45,7 @@ struct shown_image {
   int x_step = 1, y_step = 1;  ///< pixels of the sensor from one to the next
   int effective_bits = 0;      ///< of a pixel; 0: not known
   drawing::grey_picture picture;
-  std::span<const std::uint8_t> pixels;  ///< the value's: the high byte of each first
+  std::span<const std::uint8_t> pixels;  ///< those of the value: the high byte of each first
 };
 
 struct shown_slow_value {
@@ -65,7 +65,7 @@ struct shown_text {
   std::string text;
 };
 
-/// The block is not what its type says, or nobody knows its type.
+/// The block contradicts its type, or its type is unknown.
 struct shown_bytes {};
 
 struct shown_channel {
@@ -74,10 +74,10 @@ struct shown_channel {
   std::string description;
   int dtype = 0;
   int error = 0;
-  std::size_t bytes = 0;  ///< of data
-  ravo_time_id told{};    ///< the event that the data are from
-  bool is_held = false;   ///< a slow value of an earlier event
-  std::string problem;    ///< why there are bytes only, where that is known
+  std::size_t bytes = 0;         ///< of data
+  ravo_time_id recorded_with{};  ///< the event that the data are from
+  bool is_held = false;          ///< a slow value from an earlier event
+  std::string problem;           ///< why there are only bytes, if known
   std::variant<shown_bytes, shown_spectrum, shown_image, shown_slow_value, shown_pairs, shown_text> data;
 };
 

@@ -1,6 +1,6 @@
-// ravo catalog: makes a run catalogue from raw files, lists its runs, and finds the raw files that it
-// answers to a request. Finding goes through the look-ups that the reader calls, so that it shows what a
-// reader gets.
+// ravo catalog: builds a run catalogue from raw files, lists its runs, and
+// finds the raw files with which it answers a request. It searches with
+// the functions that the reader calls, and so shows what a reader gets.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -31,7 +31,7 @@ namespace {
 struct catalog_build_options {
   std::string raw_folder;
   std::string directory;
-  std::string experiment;  // empty: as the names have it
+  std::string experiment;  // empty: taken from the file names
   int threads = 0;         // 0: as many as there are processors
   bool json = false;
 };
@@ -56,7 +56,7 @@ struct catalog_list_options {
 
 // ---- build
 
-// The reader's own switch: who takes files that were just closed wants them in the catalogue too.
+// The reader's own switch: if readers take files that were just closed, the catalogue lists them too.
 bool takes_fresh_files() { return std::getenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME") != nullptr; }
 
 bool was_interrupted() {
@@ -79,7 +79,7 @@ catalogue::build_result build_with_progress(const catalogue::build_settings& set
 
 void report(const catalogue::build_result& result, const catalog_build_options& asked, output& out) {
   for (const catalogue::file_problem& problem : result.problems)
-    tell("ravo: {}: {}\n", problem.file, problem.text);
+    print_message("ravo: {}: {}\n", problem.file, problem.text);
   if (asked.json) {
     json line{{"catalogue", asked.directory}, {"files", result.raw_files}, {"runs", result.runs},
               {"opened", result.opened},      {"growing", result.growing}, {"left_out", result.left_out},
@@ -181,7 +181,7 @@ std::pair<time_stamp, time_stamp> read_period(const catalog_find_options& asked)
   return {from, to};
 }
 
-// As a reader asks, which wants complete files; or all files.
+// Searches for complete files only, as a reader does, or for all files.
 using search = std::function<int(std::vector<ravo_root_xml_files*>& found, int only_closed)>;
 
 search search_for_runs(const catalog_find_options& asked) {
@@ -231,7 +231,7 @@ void list_catalog(const catalog_list_options& asked, output& out) {
                                                print_run(run, asked.json, out);
                                              });
   for (const catalogue::file_problem& problem : damaged)
-    tell("ravo: {} is passed over: {}\n", problem.file, problem.text);
+    print_message("ravo: {} is passed over: {}\n", problem.file, problem.text);
   if (!damaged.empty()) throw data_failure(asked.directory + ": the catalogue is damaged; build it again");
   if (runs == 0) throw data_failure(asked.directory + ": no run is catalogued there");
 }
@@ -243,7 +243,7 @@ void find_in_catalog(const catalog_find_options& asked, output& out) {
   const answer found(new std::vector<ravo_root_xml_files*>);
   const int status = find(*found, asked.growing ? 0 : 1);
   const std::string said = out.take_library_output();
-  if (!said.empty()) tell("{}\n", as_it_is{printable_lines(said)});
+  if (!said.empty()) print_message("{}\n", as_it_is{printable_lines(said)});
   if (status != 0) fail_to_find(asked, find);
   for (const ravo_root_xml_files* run : *found)
     for (const std::string* file : run->rfiles)

@@ -1,4 +1,4 @@
-// ravo channels: the channels of a raw file, what they are and how they are stored.
+// ravo channels: the channels of a raw file, their types and how they are stored.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -104,7 +104,7 @@ void run(const options& asked, output& out) {
   bool first = true;
   for_each_file(asked.files, out, [&](const std::string& path) {
     raw_file file(path);
-    tell_description_problem(file);
+    report_description_problem(file);
     const std::vector<channel_row> rows = rows_of(file, asked.patterns);
     if (rows.empty() && !asked.patterns.empty()) {
       std::vector<std::string> patterns;

@@ -1,4 +1,4 @@
-// ravo convert: older raw files rewritten as files of the current generation, and held against them.
+// ravo convert: rewrites older raw files as files of the current generation, and compares them.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -30,13 +30,13 @@ struct options {
   bool json = false;
 };
 
-// The part of all the work that is done, by the sizes of the files.
+// The fraction of the whole work that is done, by the sizes of the files.
 class work_progress {
  public:
   explicit work_progress(const std::vector<conversion_source>& sources) : bar_("converting") {
     for (const conversion_source& source : sources) all_ += size_of(source);
   }
-  /// From here on, a file takes `steps` steps.
+  /// From here on, the current file takes `steps` steps.
   void begin(const conversion_source& source, int steps) {
     before_ += current_;
     current_ = size_of(source);
@@ -59,7 +59,7 @@ class work_progress {
   int steps_ = 1;
 };
 
-// Throws data_failure that says where `output`, which is to stand at `name`, first differs.
+// Throws data_failure that names the first difference of `output`, which will be moved to `name`.
 void verify(raw_file& older, const std::string& output, const std::string& name,
             const std::function<void(double)>& report) {
   raw_file current(output, raw_file::any_memory);
@@ -106,7 +106,7 @@ class batch {
  private:
   void convert(raw_file& older, const conversion_source& source, conversion_outcome& result) {
     const overwriting existing = asked_.force ? overwriting::allowed : overwriting::refused;
-    // Told before the work, not behind it.
+    // Reported before the work, not after it.
     if (existing == overwriting::refused && is_there(source.target))
       throw data_failure(source.target + ": is there already; --force replaces it");
     const staging_folder staging(asked_.into);
@@ -122,19 +122,19 @@ class batch {
   work_progress progress_;
 };
 
-// What is wrong with the folder is wrong for all files: it is said once.
+// A problem of the folder concerns all files: it is reported once.
 void check_folder(const std::string& folder) {
   if (folder.empty()) throw usage_failure("--into: the name of the folder is empty");
   if (is_there(folder) && !is_folder(folder)) throw data_failure(folder + ": is a file, not a folder");
 }
 
-// What conversions that were killed left is of no use to anybody.
+// Removes what killed conversions left; nobody can use it.
 void clear(const std::string& folder) {
   for (const left_behind& left : remove_left_behind(folder))
     if (left.problem.empty())
-      tell("ravo: {}: removed; an earlier conversion was ended before it was done\n", left.path);
+      print_message("ravo: {}: removed; an earlier conversion was ended before it was done\n", left.path);
     else
-      tell(
+      print_message(
           "ravo: {}: an earlier conversion left it, and it cannot be removed: {}; remove it when no "
           "conversion into {} runs\n",
           left.path, left.problem, folder);
@@ -155,9 +155,9 @@ void run(const options& asked, output& out) {
     sum.add(one);
     if (one.problem.empty()) continue;
     if (sources.size() == 1) throw data_failure(one.problem);
-    // What went wrong stands behind what was printed before it, also when both go to one place.
+    // The message follows what was printed before it, even if both go to one place.
     out.flush();
-    tell("ravo: {}\n", one.problem);
+    print_message("ravo: {}\n", one.problem);
   }
   if (sum.done + sum.failed == 0)
     throw data_failure(fmt::format("there is no file of the older generation among the {}",
@@ -199,7 +199,7 @@ verb convert_verb(CLI::App& tool) {
   ravo convert old --into new --json | jq 'select(.losses != [])'
 
 Every event, header, channel, value and description is kept, and blocks stay compressed as they were. What the
-current generation cannot tell as it was is listed with the file. Files of the current generation are left alone.
+current generation cannot express is listed with the file. Files of the current generation are left alone.
 A file appears in DIR only when it is complete; one that is damaged is named and left out, and the exit code is 1.)");
   return {command, [asked](output& out) { run(*asked, out); }};
 }

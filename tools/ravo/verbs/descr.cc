@@ -24,7 +24,7 @@ std::string named(const std::string& name, const std::string& units, const std::
          (about.empty() ? "" : "  " + printable(about));
 }
 
-// A line of what is known, without the parts that are empty.
+// A line of facts, without those that are empty.
 class fact_line {
  public:
   explicit fact_line(std::string label) : label_(std::move(label)) {}

@@ -1,5 +1,5 @@
-// ravo digest: a fingerprint of each channel over a selection, which tells whether two ways of reading, two
-// machines or two copies of files give the same.
+// ravo digest: a fingerprint of each channel over a selection, which shows whether
+// two ways of reading, two machines or two copies of files give the same values.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -28,8 +28,8 @@ void print(const std::vector<named_digest>& digests, print_form form, output& ou
       out.format("{}  {:>10}  {}\n", one.digest.to_text(), one.digest.values(), one.channel);
 }
 
-// What the reader delivers. It does not say which values are missing, so that digests of damaged channels
-// differ from those of the dataset layer.
+// Digests of what the reader delivers. The reader does not say which values are
+// missing, so digests of damaged channels differ from those of the dataset layer.
 void digest_by_reader(const options& asked, const asked_selection& what, output& out) {
   if (what.wanted.channels.empty())
     throw usage_failure("--classic: --channel is required; -c '*' is all channels");
@@ -88,7 +88,7 @@ verb digest_verb(CLI::App& tool) {
   diff <(ravo digest here -c '*' 2>&-) <(ravo digest there -c '*' 2>&-)
 
 A digest is of each value its event, its status and all bytes of its data, in any order: how many threads
-read, which way, and how the files are cut does not matter. The number behind it is that of the values.
+read, which way, and how the files are cut does not matter. The number after it is that of the values.
 
 )") + selection_help +
                   "\n" + time_help);

@@ -1,4 +1,4 @@
-// ravo headers: what stands over the data of a channel, event by event.
+// ravo headers: the headers above the data of a channel, event by event.
 #include <fmt/format.h>
 
 #include <cstring>
@@ -30,7 +30,7 @@ const char* compressor_of(const ravo_zip_header& zip) {
                                           : name_of(stored_as::unknown);
 }
 
-// The errors of a block, by name; that it is compressed is told in words.
+// The errors of a block, by name; compression is not among them, storage_text() reports it.
 std::string errors_of(const ravo_serv_block_subhead_2010& channel) {
   const std::int32_t errors = channel.error & ~RAVO_CHAN_ZIP_FLAG;
   return errors == 0 ? "no error" : "error " + error_text(errors);
@@ -113,8 +113,7 @@ void run(const options& asked, output& out) {
 }  // namespace
 
 verb headers_verb(CLI::App& tool) {
-  CLI::App* command =
-      tool.add_subcommand("headers", "Show what stands over a channel's data in a raw file");
+  CLI::App* command = tool.add_subcommand("headers", "Show the headers of a channel's data in a raw file");
   const auto asked = std::make_shared<options>();
   command->add_option("FILE", asked->file, "Raw file, of either generation")->required()->type_name("");
   command->add_option("CHANNEL", asked->channel, "Name of a channel")->required()->type_name("");

@@ -31,7 +31,7 @@ std::vector<const ravo_event_index_entry_2010*> entries_of(const raw_file& file)
   return entries;
 }
 
-// Leaves the entries of the types; throws data_failure when one of them has no events.
+// Keeps the entries of the types; throws data_failure if one of them has no events.
 void keep_types(std::vector<const ravo_event_index_entry_2010*>& entries, const std::vector<int>& types,
                 const raw_file& file) {
   for (const int type : types)

@@ -26,7 +26,7 @@ struct table_place {
   std::uint32_t length;
 };
 
-// The tables and baskets of the file with their lengths, where each says its own.
+// The tables and baskets of the file with their lengths, as each states its own.
 std::vector<table_place> places(const raw_file& file) {
   const ravo_file_reference_table_2010& reference = file.reference();
   auto place = [&file](const char* name, const char* key, std::uint32_t offset) {
@@ -51,7 +51,7 @@ std::vector<table_place> places(const raw_file& file) {
   return all;
 }
 
-// With all digits behind it where those are fewer.
+// Adds the exact number of bytes where the short form rounds.
 std::string exact_size(std::uint64_t bytes) {
   return bytes < 1024 ? format_size(bytes) : fmt::format("{} ({} bytes)", format_size(bytes), bytes);
 }
@@ -125,7 +125,7 @@ void run(const options& asked, output& out) {
   bool first = true;
   for_each_file(asked.files, out, [&](const std::string& path) {
     const raw_file file(path);
-    tell_description_problem(file);
+    report_description_problem(file);
     if (asked.json) return print_json(file, out);
     if (!first) out.print("\n");
     first = false;

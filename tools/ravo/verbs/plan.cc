@@ -1,4 +1,4 @@
-// ravo plan: what reading a selection would take, told before anything is decoded.
+// ravo plan: what reading a selection would take, estimated before anything is decoded.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -79,7 +79,7 @@ verb plan_verb(CLI::App& tool) {
 Tables of the files are read, and the heads of some blocks; nothing is decoded. Without --channel it is all
 channels. Memory never goes beyond --memory, and the time is an estimate for this machine's processors with
 the files at hand. With --strict or --max-missing, a file that cannot be read makes exit code 1; else it is
-left out, and told.
+left out and reported.
 
 )") + selection_help +
                   "\n" + time_help);

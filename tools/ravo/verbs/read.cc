@@ -29,13 +29,13 @@ struct options : dataset_arguments {
   int debug = 0;
 };
 
-// A column is read whether its channel is named by --channel too or not.
+// Adds the column's channel to those of --channel unless it is among them.
 void ask_for(const std::string& column, std::vector<std::string>& channels) {
   if (std::find(channels.begin(), channels.end(), column) == channels.end())
     channels.insert(channels.begin(), column);
 }
 
-// `read` shows what a slow channel told last, unless a selection's text says what it is to have.
+// `read` shows the last value of a slow channel, unless the selection's text sets a policy for them.
 asked_selection what_to_read(const options& asked) {
   asked_selection made = selection_of(asked.what);
   if (asked.column) ask_for(*asked.column, made.wanted.channels);
@@ -54,7 +54,7 @@ void check_ways(const options& asked) {
   if (asked.all_numbers && !asked.column) refuse("--values is for --column");
 }
 
-// The generation of the files of a dataset; nothing when there are both.
+// The generation of the files of a dataset; `nullopt` if there are both.
 std::optional<ravo_file_generation> generation_of(const dataset& data) {
   std::optional<ravo_file_generation> found;
   for (const dataset_file& file : data.files()) {
@@ -65,7 +65,7 @@ std::optional<ravo_file_generation> generation_of(const dataset& data) {
   return found;
 }
 
-// Events of the dataset layer in the form in which those of either way of reading are printed.
+// Converts events of the dataset layer to the form in which events of either way of reading are printed.
 class printable_events {
  public:
   explicit printable_events(const dataset& data) : facts_(facts_of(data)) {
@@ -73,8 +73,8 @@ class printable_events {
     event_.generation = generation_of(data);
   }
 
-  // The event with the channels that have a value, and those whose value is missing. Good until the next
-  // one is made, and as long as `one` lives.
+  // The event with the channels that have a value and those whose value
+  // is missing. Valid until the next call, and as long as `one` lives.
   const read_event& of(const event& one) {
     event_.id = one.id();
     event_.entries.clear();
@@ -91,13 +91,13 @@ class printable_events {
 
  private:
   std::vector<channel_facts> facts_;
-  std::vector<read_channel> channels_;  // the same ones, for the printers
+  std::vector<read_channel> channels_;  // the same channels, for the printers
   read_event event_{};
 };
 
-void tell_of_no_event(output& out) {
+void report_no_event(output& out) {
   out.flush();
-  tell("ravo: no event of these channels lies in the window\n");
+  print_message("ravo: no event of these channels lies in the window\n");
 }
 
 void print(const read_event& one, const options& asked, output& out) {
@@ -108,7 +108,7 @@ void print(const read_event& one, const options& asked, output& out) {
 void read_by_reader(const options& asked, const asked_selection& what, output& out) {
   check_that_the_reader_can(what.wanted, asked.what, asked.limits);
   if (read_events(what, asked.debug, out, [&](const read_event& one) { print(one, asked, out); }) == 0)
-    tell_of_no_event(out);
+    report_no_event(out);
 }
 
 void read_by_dataset(const options& asked, const asked_selection& what, output& out) {
@@ -177,14 +177,14 @@ verb read_verb(CLI::App& tool) {
                   R"(
 Without files, the files are found: of runs, or of the period from --from to --to (now, when that is left
 out). The run catalogue is asked first; what it cannot answer is found by the names in the --data folder,
-with a neighbour on either side, since a name tells only when a file begins. Without --data, files are
+with a neighbour on either side, since a name says only when a file begins. Without --data, files are
 read where the catalogue says that they are. Files that changed less than half a minute ago are left out;
 files that are named are read all the same.
 
 An event shows the channels that have data for it. A slow channel, once seen, is shown with every later
 event: "held" marks a value from an earlier event (a selection's text says it itself: slow=hold). Of spectra
 and profiles you see count, mean, least and greatest value of each member; of images size and brightness.
-A value that should be there and is not says why. Behind the events the ledger tells how many were expected,
+A value that should be there and is not says why. After the events the ledger says how many were expected,
 delivered and missing; --strict and --max-missing make exit code 1 of it.
 
 )" + time_help);

@@ -31,7 +31,7 @@ struct options {
   bool is_coloured = false;  // --stretch or --colour-map was given
 };
 
-// The wanted channels in the order in which they were asked for, and of which of them single members only.
+// The wanted channels in the order in which they were asked for, and single members of some of them.
 struct wanted_channels {
   std::vector<std::size_t> indices;
   std::map<std::size_t, std::vector<int>> members;
@@ -49,7 +49,7 @@ struct wanted_channels {
 
 struct asked_member {
   std::optional<int> number;
-  std::string name;  // where it is called by its name
+  std::string name;  // if it was asked for by name
 
   // Its number in a channel.
   std::optional<int> of(const raw_file& file, std::size_t channel) const {
@@ -64,7 +64,8 @@ struct asked_member {
   }
 };
 
-// "NAME:2" is member 2 of NAME, "NAME:CHARGE" that of this name, unless a channel is called so.
+// "NAME:2" is member 2 of NAME, "NAME:CHARGE" the member of this name, unless a channel has this whole
+// name.
 asked_member cut_member(const raw_file& file, std::string& name) {
   const auto channels = file.channels();
   const auto is_called_so = [&name](const listed_channel& channel) { return name == channel.chan_name; };
@@ -119,7 +120,7 @@ std::string members_text(const shown_spectrum& spectrum) {
   return text;
 }
 
-// Leaves the wanted records of a name-value list, once each and in its order.
+// Keeps the wanted records of a name-value list, once each and in its order.
 void keep_records(shown_channel& channel, shown_pairs& pairs, const std::vector<int>& wanted) {
   std::vector<std::pair<std::string, float>> kept;
   for (std::size_t i = 0; i < pairs.records.size(); ++i)
@@ -132,7 +133,7 @@ void keep_records(shown_channel& channel, shown_pairs& pairs, const std::vector<
   pairs.records = std::move(kept);
 }
 
-// Leaves the wanted members of a spectrum, or records of a list.
+// Keeps the wanted members of a spectrum, or records of a list.
 void keep_members(shown_channel& channel, const std::vector<int>& wanted) {
   if (auto* pairs = std::get_if<shown_pairs>(&channel.data)) return keep_records(channel, *pairs, wanted);
   auto* spectrum = std::get_if<shown_spectrum>(&channel.data);
@@ -176,13 +177,13 @@ void check_options(const options& asked) {
 
 void print(const shown_event& event, const options& asked, output& out) {
   if (asked.json) return print_json(event, asked.channels.empty() ? pixels::left_out : pixels::listed, out);
-  terminal_look look = look_of(out);
-  if (asked.width) look.columns = *asked.width;
-  if (asked.ascii) look.letters = drawing::letters::ascii;
+  terminal_layout layout = layout_of(out);
+  if (asked.width) layout.columns = *asked.width;
+  if (asked.ascii) layout.letters = drawing::letters::ascii;
   if (asked.channels.empty())
-    print_overview(event, look, out);
+    print_overview(event, layout, out);
   else
-    print_channels(event, look, out);
+    print_channels(event, layout, out);
 }
 
 void run(const options& asked, output& out) {
@@ -199,7 +200,7 @@ void run(const options& asked, output& out) {
     print(event, asked, out);
   else if (!event.channels.empty())
     out.print_line(write_picture(event, asked.picture));
-  tell_description_problem(file);
+  report_description_problem(file);
   if (event.unread.empty()) return;
   std::string text = shown("{}: event {}: not all data could be read:", file.path(), event.id.event_number);
   for (const unread_channel& channel : event.unread)
@@ -289,7 +290,7 @@ verb show_verb(CLI::App& tool) {
 
 Without --channel you see every channel that has data of the event: bars for spectra, the values of the rest.
 With it, spectra are drawn over their axis and images as pictures: in colour where the terminal has it, else in
-letters, a denser one for a brighter pixel. A slow channel shows the last that it told, up to this event: "held"
+letters, a denser one for a brighter pixel. A slow channel shows its last value, up to this event: "held"
 names the event that it is from. First and last are those of the channels that you ask for.
 A picture has a panel for each member, each frame and each table, with the units and axes that the file describes;
 values that are not finite leave gaps and are counted. Frames have the axes of their sensor and a scale in counts.

@@ -1,4 +1,4 @@
-// ravo simulate: raw files of an accelerator that does not exist, with a content that is known.
+// ravo simulate: raw files of an accelerator that does not exist, with known content.
 #include <fmt/format.h>
 
 #include <cmath>
@@ -65,7 +65,7 @@ void report(const simulator::settings& what, const simulator::simulation_result&
             output& out) {
   for (const std::string& file : result.files) {
     const auto size = length_of_file(file);
-    if (!size) continue;  // it was made to be missing
+    if (!size) continue;  // the fault is that it is missing
     if (as_json)
       out.print(json_line({{"file", file}, {"bytes", *size}}));
     else
@@ -112,7 +112,7 @@ void add_counts(CLI::App& command, options& asked) {
   CLI::Option* all =
       command
           .add_option("--channels", asked.channels,
-                      "Channels in all, shared out among the kinds; instead of the next options")
+                      "Channels in all, distributed among the kinds; instead of the next options")
           ->check(in_range(simulator::smallest_total, 20000))
           ->type_name("N")
           ->type_name("N")

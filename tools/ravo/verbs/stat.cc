@@ -110,7 +110,7 @@ void print(const std::vector<channel_statistics>& all, const ravo::read_plan& pl
   for (const channel_statistics& one : all) width = std::max(width, one.channel().label.size());
   const bool is_table = session.form() == print_form::table;
   if (is_table) print_heading(width, session.out());
-  // What is missing is what the ledger says: it also knows of values that belong to no event of their own.
+  // The ledger counts the missing values: it also has those that belong to no event.
   const std::vector<channel_ledger>& accounts = session.ledger().channels;
   for (std::size_t i = 0; i < all.size(); ++i) {
     const std::uint64_t missing = accounts[i].missing_total(), stored = plan.channels[i].stored_bytes;
@@ -157,11 +157,11 @@ verb stat_verb(CLI::App& tool) {
   ravo stat --run 1207 --catalog cat --json | jq 'select(.gaps.count > 0)'
 
 Without --channel it is all channels. "events" are those that have a value of the channel, also one that cannot
-be read; "missing" is what the ledger counts as missing of the channel; "rate" is that of the events. A gap is where the next value is farther away than one and
-a half times the usual (median) distance of event numbers; in brackets, how many events that leaves out. Bytes
-are those of the blocks as they are stored, and of their data when decoded; "ratio" is the second by the
-first. Least, mean and greatest are of all finite numbers in all values, member by member; values without
-numbers, such as compressed frames, are told.
+be read; "missing" is what the ledger counts as missing of the channel; "rate" is that of the events. A gap
+is where the next value is farther away than one and a half times the usual (median) distance of event
+numbers; in brackets, how many events that leaves out. Bytes are those of the blocks as they are stored, and
+of their data when decoded; "ratio" is the second by the first. Least, mean and greatest are of all finite
+numbers in all values, member by member; values without numbers, such as compressed frames, are counted.
 
 )") + selection_help +
                   "\n" + time_help);

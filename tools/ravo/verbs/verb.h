@@ -1,5 +1,5 @@
-// The verbs of the tool: each has a file of its own that declares its part of the command line and says
-// what happens when it was chosen.
+// The verbs of the tool: each has a file of its own that declares its
+// part of the command line and the function to run when it is chosen.
 #ifndef RAVO_TOOL_VERB_H
 #define RAVO_TOOL_VERB_H
 

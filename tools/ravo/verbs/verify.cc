@@ -1,4 +1,4 @@
-// ravo verify: whether raw files are sound. What is checked is in verify/; this is the command line of it.
+// ravo verify: whether raw files are sound. verify/ does the checks; this is the command line.
 #include <fmt/format.h>
 #include <sys/stat.h>
 
@@ -37,7 +37,7 @@ struct options {
   bool json = false;
 };
 
-// What was found so far.
+// The totals so far.
 struct tally {
   std::uint64_t files = 0, bytes = 0, events = 0, blocks = 0;
   std::uint64_t good_files = 0, odd_files = 0, damaged_files = 0,
@@ -81,7 +81,8 @@ void print(const verify::finding_list& findings, const std::string& file, bool a
     print(one, as_json, sum, out);
   }
   if (findings.left_out() == 0) return;
-  tell("ravo: {}: {} further findings are not shown\n", file, verify::with_commas(findings.left_out()));
+  print_message("ravo: {}: {} further findings are not shown\n", file,
+                verify::with_commas(findings.left_out()));
 }
 
 verify::found_files find_files(const options& asked) {
@@ -95,7 +96,7 @@ verify::found_files find_files(const options& asked) {
       {asked.catalogue, asked.experiment, asked.stream, runs.first, runs.last});
 }
 
-// The files in the order in which they are checked. What is found without opening one is told at once.
+// The files in the order in which they are checked. Findings that need no open file are printed at once.
 std::vector<verify::run_files> choose_files(const options& asked, tally& sum, output& out) {
   const verify::found_files found = find_files(asked);
   std::vector<verify::run_files> runs = verify::group_by_run(found.files);
@@ -124,7 +125,7 @@ std::string some(std::uint64_t count, const char* what) {
   return fmt::format("{} {}{}", verify::with_commas(count), what, count == 1 ? "" : "s");
 }
 
-// How many findings there are, and of how many files.
+// The number of findings, and of the files they are in.
 std::string verdict_text(const tally& sum) {
   if (sum.damaged + sum.odd == 0) return "nothing found";
   std::string files =
@@ -204,7 +205,7 @@ void run(const options& asked, output& out) try {
   try {
     check(asked, files, runs, sum, out);
   } catch (const interrupted&) {
-    // What was found is there to be read; what whole runs lack is not known.
+    // The findings so far are printed; what whole runs lack is not known.
     sum.is_interrupted = true;
     print_summary(asked, sum, out);
     throw;
@@ -225,7 +226,7 @@ constexpr const char* closing_words = R"(Examples:
   ravo verify --run 1207 --catalog cat           the files of a run
   ravo verify demo --quick                       tables and headers alone: much faster
   ravo verify good --learn channels.txt          note which channels have data in every run
-  ravo verify new --expect channels.txt          and tell which of them are absent from a run
+  ravo verify new --expect channels.txt          and list those that are absent from a run
   ravo verify demo --json | jq 'select(.kind == "block.inflate")'
 
 A finding is a line: the file, the channel, what is wrong, how often, where first, and what to do. Damage
@@ -255,7 +256,9 @@ verb verify_verb(CLI::App& tool) {
       ->type_name("DIR")
       ->capture_default_str();
   command->add_flag("--quick", asked->quick, "Tables and headers alone; no block is inflated or converted");
-  command->add_option("--expect", asked->expect, "Also tell which of these channels have no data in a run")
+  command
+      ->add_option("--expect", asked->expect,
+                   "Also name those of these channels that have no data in a run")
       ->type_name("FILE");
   command
       ->add_option("--learn", asked->learn, "Write the channels that have data in every run to this file")
