@@ -30,7 +30,7 @@ bool is_basket(const checked_file& file, std::uint64_t first_block) {
 
 std::uint64_t up_to_word(std::uint64_t offset) { return (offset + 3) & ~std::uint64_t{3}; }
 
-// The blocks to which the entries of a row lead, from the last one in the file to the first.
+// The blocks of the entries of a row, from the last one in the file to the first.
 std::vector<std::uint32_t> blocks_of_row(const checked_file& file, const file_map& map, std::size_t row) {
   constexpr std::size_t read_ahead = 16 << 10;
   std::vector<std::uint32_t> blocks;
@@ -53,7 +53,7 @@ bool is_block_of(const checked_file& file, const file_map& map, std::uint64_t of
   return begins_block<G>(map, channel, head, file.size() - tail_size - offset);
 }
 
-// Where the blocks of a row end; behind the last one there may be padding.
+// The end of the blocks of a row; after the last one there may be padding.
 struct blocks_end {
   std::uint64_t without_padding = 0;
   std::uint64_t with_padding = 0;
@@ -61,7 +61,7 @@ struct blocks_end {
   bool is(std::uint64_t offset) const { return offset >= without_padding && offset <= with_padding; }
 };
 
-// Blocks may stand in any order. A few pointers may lead to what is no block of the channel.
+// Blocks may be in any order. A few pointers may lead to something that is not a block of the channel.
 template <class G>
 std::optional<blocks_end> end_of_blocks(const checked_file& file, const file_map& map, std::size_t row,
                                         std::uint64_t next_part) {
@@ -87,18 +87,18 @@ void check_head(const checked_file& file, file_map& map, std::size_t row, findin
   const std::uint32_t marker = file.word(channel.basket);
   const std::uint32_t length = file.word(channel.basket + 4);
   const std::uint64_t stated = channel.basket + length;
-  const auto behind = std::upper_bound(map.part_begins.begin(), map.part_begins.end(), channel.basket);
-  const std::uint64_t next = behind == map.part_begins.end() ? file.size() - tail_size : *behind;
+  const auto next_part = std::upper_bound(map.part_begins.begin(), map.part_begins.end(), channel.basket);
+  const std::uint64_t next = next_part == map.part_begins.end() ? file.size() - tail_size : *next_part;
   const bool holds_another = next < stated;
   const bool is_possible =
       length >= basket_head && file.holds(channel.basket, length + tail_size) && !holds_another;
-  const bool ends_well = behind != map.part_begins.end() && next == stated;
+  const bool ends_well = next_part != map.part_begins.end() && next == stated;
   channel.basket_end = stated;
   if (marker != RAVO_CHANNEL_BASKET_PATTERN) wrong(fmt::format("its marker is 0x{:08x}", marker));
   if (is_possible && ends_well) return;
   const auto found = end_of_blocks<G>(file, map, row, next);
   if (is_possible && found && found->is(stated)) return;
-  // Neither marker nor length: there is no basket here, the pointer is wrong.
+  // Neither marker nor length is right: there is no basket here, so the pointer is wrong.
   if (marker != RAVO_CHANNEL_BASKET_PATTERN) {
     channel.is_usable = false;
     return;
@@ -119,7 +119,7 @@ void check_overlaps(file_map& map, finding_list& findings) {
       map.parts.push_back({one.basket, one.basket_end, "", static_cast<std::ptrdiff_t>(row)});
   std::stable_sort(map.parts.begin(), map.parts.end(),
                    [](const part& a, const part& b) { return a.begin < b.begin; });
-  const part* last = nullptr;  // of those so far the one that ends last
+  const part* last = nullptr;  // the part with the last end so far
   for (const part& one : map.parts) {
     if (last && one.begin < last->end) {
       const bool is_basket = one.row >= 0;
@@ -135,7 +135,7 @@ void check_overlaps(file_map& map, finding_list& findings) {
 void check_first_basket(const file_map& map, finding_list& findings) {
   std::uint64_t first = 0;
   for (const channel_entry& one : map.channels) {
-    if (one.count > 0 && one.basket == 0) return;  // it may be the one
+    if (one.count > 0 && one.basket == 0) return;  // it may be the first one
     if (one.basket != 0 && (first == 0 || one.basket < first)) first = one.basket;
   }
   if (map.reference.chanb_ref != first)
@@ -161,8 +161,8 @@ void find_baskets(const checked_file& file, file_map& map, finding_list& finding
     const std::uint32_t lowest = blocks.empty() ? first : blocks.back();
     if (lowest == first || !is_basket(file, lowest)) continue;
     channel.basket = lowest - basket_head;
-    // Where it is another of the channel's blocks, no pointer is wrong: the blocks stand in the wrong
-    // order.
+    // If it is another of the channel's blocks, no pointer
+    // is wrong: the blocks are in the wrong order.
     const finding_kind kind = is_block_of<G>(file, map, first, channel) ? finding_kind::basket_first_block
                                                                         : finding_kind::pointer_block;
     findings.add(kind, {channel.name, {}, at}, [&] {
@@ -184,7 +184,7 @@ void check_baskets(const checked_file& file, file_map& map, finding_list& findin
     const auto [owner, is_first] = owners.try_emplace(channel.basket, row);
     if (is_first)
       check_head<G>(file, map, row, findings);
-    else  // it is told as an overlap, and the basket's head is its owner's matter
+    else  // reported as an overlap; the head is checked for its owner only
       channel.basket_end = map.channels[owner->second].basket_end;
   }
   check_overlaps(map, findings);

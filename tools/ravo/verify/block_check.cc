@@ -29,10 +29,10 @@ constexpr std::uint64_t tail_size = 4;
 constexpr std::uint64_t most_padding = 3;
 constexpr int lzo_output_overrun = -5;
 
-// Slow readings are small, and handed out in a shape of their own: they are never compressed.
+// Slow readings are small, and readers return them in a form of their own: they are never compressed.
 bool may_be_compressed(const data_type& type) { return !is_reading(type.shape); }
 
-// Bytes of the data that readers hand out in the shape of an update; 0 of other types.
+// Size of the data that readers return in the form of an update; 0 for other types.
 template <class G>
 std::size_t size_of_reading(std::int32_t dtype) {
   if (dtype == RAVO_ENV_BLOCK) return sizeof(ravo_env_data_block_2010);
@@ -41,7 +41,7 @@ std::size_t size_of_reading(std::int32_t dtype) {
   return is_update ? sizeof(typename G::update_block) : 0;
 }
 
-// The record that data in host order begin with, which are not shorter.
+// The record at the beginning of data in host order; the data must not be shorter.
 template <class Record>
 Record head_of(const byte_view& data) {
   Record head;
@@ -61,7 +61,7 @@ bool has_spare_words(const payload_parts& parts, const byte_view& data) {
           static_cast<std::uint32_t>(head.ispare2 | head.ispare3 | head.ispare4)) != 0;
 }
 
-// The first text of a block that is not UTF-8, by what it is; null when there is none.
+// What the first text of a block that is not UTF-8 is; null if there is none.
 const char* find_misspelt(const payload_parts& parts, const byte_view& data) {
   const auto is_bad = [&](std::size_t offset, std::size_t size) {
     const auto* const text = reinterpret_cast<const char*>(data.data()) + offset;
@@ -113,7 +113,7 @@ std::optional<block_head> block_checker<G>::check_head(
   block_head head = read_head(offset);
   if (!check_type(head) || !check_length(head, next()) || !check_reading_length(head)) return std::nullopt;
   if (head.is_compressed() && !check_zip_header(head)) return std::nullopt;
-  // Of what is no block otherwise, the name means nothing.
+  // Only for a good block does the name mean anything.
   if (owner == name_owner::nobody)
     wrong(finding_kind::block_foreign_name, offset, [&] { return name_of(offset); });
   return head;
@@ -156,7 +156,7 @@ bool block_checker<G>::check_type(block_head& head) {
          wrong(finding_kind::block_type, head.offset, [&] { return fmt::format("type {}", head.dtype); });
 }
 
-// Blocks stand one behind the other, so that each has to end where the next one, or the basket's end, is.
+// Blocks are back to back, so each has to end at the next one or at the basket's end.
 template <class G>
 bool block_checker<G>::check_length(const block_head& head, const std::optional<std::uint64_t>& next) {
   const std::size_t least = head_size + (head.is_compressed() ? zip_size : 0);
@@ -166,12 +166,12 @@ bool block_checker<G>::check_length(const block_head& head, const std::optional<
                  [&] { return fmt::format("it is {}", head.length); });
   if (!next || (end <= *next && *next - end <= most_padding)) return true;
   return wrong(finding_kind::block_length, head.offset, [&] {
-    return fmt::format("it is {}, and what follows begins {} bytes behind its begin", head.length,
+    return fmt::format("it is {}, and what follows begins {} bytes after its begin", head.length,
                        *next - head.offset);
   });
 }
 
-// Readers take as many bytes as a reading has, whatever the block's length says.
+// Readers take the bytes of a reading, whatever the block's length says.
 template <class G>
 bool block_checker<G>::check_reading_length(const block_head& head) {
   const std::size_t data = size_of_reading<G>(head.dtype);
@@ -210,8 +210,8 @@ bool block_checker<G>::check_zip_header(block_head& head) {
   return true;
 }
 
-// Readers know readings by the name in the block; programs that look them up by the index find another
-// channel's.
+// Readers know readings by the name in the block; programs
+// that search them by the index find those of another channel.
 template <class G>
 void block_checker<G>::find_index() {
   if (index_ || misses_index_ || !map_.has_environment) return;
@@ -233,8 +233,8 @@ bool block_checker<G>::bears_index(const block_head& head) {
                [&] { return fmt::format("{} instead of {}", index, *index_); });
 }
 
-// No more is decoded than the basket holds, however many pointers lead into it: a loop of references
-// would never come to an end.
+// Decodes no more than the basket holds, however many pointers
+// lead into it: otherwise a loop of pointers would never end.
 template <class G>
 bool block_checker<G>::is_own_place(const block_head& head) {
   if (!channel_.is_usable || channel_.basket == 0) return false;
@@ -262,7 +262,7 @@ bool block_checker<G>::decode(const led_to& block, const block_head& head, block
     check_parts(head, {result.block.get() + 1, static_cast<std::size_t>(result.block->ldata) - head_size,
                        word_order::host});
   }
-  if (alone.owns_lock()) data_.release();  // before the next one's turn
+  if (alone.owns_lock()) data_.release();  // before the next thread's turn
   return is_good;
 }
 
@@ -274,7 +274,7 @@ bool block_checker<G>::judge(const decode_result<G>& result, const block_head& h
     case decode_outcome::outside:
       return wrong(finding_kind::block_length, head.offset, "it is too short");
     case decode_outcome::misdirected:
-      return false;  // its event header, which was told of when the headers were read
+      return false;  // its event header is wrong, which was reported with the headers
     case decode_outcome::unknown_unzipper:
       return wrong(finding_kind::block_zip_header, head.offset, "no known compression");
     case decode_outcome::length_mismatch:
@@ -282,7 +282,7 @@ bool block_checker<G>::judge(const decode_result<G>& result, const block_head& h
         return fmt::format("{} bytes instead of {}", result.unzipped.produced, result.zip.orig_length);
       });
     case decode_outcome::unzip_failed:
-      return tell_unzip_failure(result, head);
+      return report_unzip_failure(result, head);
     case decode_outcome::unzipped_not_convertible:
     case decode_outcome::update_not_convertible:
     case decode_outcome::plain_not_convertible:
@@ -292,21 +292,21 @@ bool block_checker<G>::judge(const decode_result<G>& result, const block_head& h
                                                ravo_evutl_status_text(result.error), result.error);
       });
     default:
-      return tell_missing_memory(head);
+      return report_missing_memory(head);
   }
 }
 
-// A block that is not large says nothing of itself by that: the machine has no memory left.
+// If the block is not large, it is not to blame: the machine has no memory left.
 template <class G>
-bool block_checker<G>::tell_missing_memory(const block_head& head) {
+bool block_checker<G>::report_missing_memory(const block_head& head) {
   if (head.largest() < large_block_bytes) throw std::bad_alloc();
   return wrong(finding_kind::block_too_large, head.offset, "there is no memory for it");
 }
 
 template <class G>
-bool block_checker<G>::tell_unzip_failure(const decode_result<G>& result, const block_head& head) {
+bool block_checker<G>::report_unzip_failure(const decode_result<G>& result, const block_head& head) {
   const unzip_result& unzipped = result.unzipped;
-  if (unzipped.by == unzipper::zlib && unzipped.code == Z_MEM_ERROR) return tell_missing_memory(head);
+  if (unzipped.by == unzipper::zlib && unzipped.code == Z_MEM_ERROR) return report_missing_memory(head);
   const bool is_longer = unzipped.by == unzipper::lzo
                              ? unzipped.code == lzo_output_overrun
                              : unzipped.code != Z_DATA_ERROR && unzipped.produced == result.zip.orig_length;
@@ -327,7 +327,7 @@ void block_checker<G>::take_frame(const subhead& block, std::uint64_t offset, bl
   if (repeats_.is_repeat(found->pixels)) wrong(finding_kind::channel_frozen, offset, "");
 }
 
-// Environment readings are handed out as updates, and have nothing of the kind as they are stored.
+// The stored form of environment readings has nothing of the kind; readers return them as updates.
 template <class G>
 void block_checker<G>::check_parts(const block_head& head, const byte_view& data) {
   const parsed_payload payload = parse_payload(*head.type, data);
@@ -337,7 +337,7 @@ void block_checker<G>::check_parts(const block_head& head, const byte_view& data
     wrong(finding_kind::text_encoding, head.offset, what);
 }
 
-// When the reading was taken, where the server says so. A block may be longer than its reading.
+// The time of the reading, if the server states it. A block may be longer than its reading.
 template <class G>
 std::optional<time_stamp> block_checker<G>::time_of(const block_head& head) {
   const std::optional<update_parts> reading = find_reading(head.type->shape);

@@ -17,7 +17,7 @@ std::string_view name_at(const unsigned char* subhead) {
   return {name, strnlen(name, room)};
 }
 
-// Names of the dictionary may be longer than those of blocks: they are compared as far as these have room.
+// The dictionary has room for longer names than blocks: only as many bytes as blocks have are compared.
 template <class G>
 name_owner owner_of_name(const file_map& map, const channel_entry& channel, const unsigned char* subhead) {
   constexpr std::size_t room = sizeof(G::subhead::chname) - 1;

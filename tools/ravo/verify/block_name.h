@@ -1,5 +1,5 @@
-// Whose name a block bears. Readers take a block whatever it is called: the front end may know the channel
-// by another name. The name of another channel of the dictionary tells that the pointers led astray.
+// Whose name a block has. Readers accept a block with any name: the front end may know the channel
+// by another one. The name of another channel of the dictionary shows that the pointers are wrong.
 #ifndef RAVO_VERIFY_BLOCK_NAME_H
 #define RAVO_VERIFY_BLOCK_NAME_H
 
@@ -16,7 +16,7 @@ enum class name_owner { the_channel, another_channel, nobody };
 template <class G>
 name_owner owner_of_name(const file_map& map, const channel_entry& channel, const unsigned char* subhead);
 
-/// The text of the name, as far as there is one.
+/// The text of the name, up to its zero byte if there is one.
 template <class G>
 std::string_view name_at(const unsigned char* subhead);
 
@@ -24,8 +24,8 @@ std::string_view name_at(const unsigned char* subhead);
 template <class G>
 bool is_type_of_blocks(std::int32_t dtype);
 
-/// Whether a block of the channel begins with this head: it bears the channel's name, or nobody's, and then
-/// a type that blocks have and a length that fits into `room` bytes.
+/// Whether a block of the channel begins with this head: it has the channel's name, or
+/// that of no channel, and then a valid type and a length that fits into `room` bytes.
 template <class G>
 bool begins_block(const file_map& map, const channel_entry& channel, const unsigned char* subhead,
                   std::uint64_t room);

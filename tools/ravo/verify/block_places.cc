@@ -7,12 +7,12 @@
 namespace ravo::verify {
 namespace {
 
-// Whether each value is in the longest list in which each one may follow the one before, by piling up: of
-// all lists of a length the one that ends lowest is kept, and each value remembers which one it continues.
+// Whether each value is in the longest list in which each one may follow the one before. Patience sorting:
+// for each length the list with the lowest end is kept, and each value remembers the one it continues.
 template <class Value, class MayFollow>
 std::vector<bool> find_rising(const std::vector<Value>& values, const MayFollow& may_follow) {
   constexpr std::size_t none = static_cast<std::size_t>(-1);
-  std::vector<std::size_t> ends;  // of the list of each length
+  std::vector<std::size_t> ends;  // the last value of the list of each length
   std::vector<std::size_t> before(values.size(), none);
   for (std::size_t i = 0; i < values.size(); ++i) {
     const auto end = std::partition_point(
@@ -20,7 +20,7 @@ std::vector<bool> find_rising(const std::vector<Value>& values, const MayFollow&
     if (end != ends.begin()) before[i] = *std::prev(end);
     if (end == ends.end())
       ends.push_back(i);
-    else if (values[i] != values[*end])  // of equal ones the first stays
+    else if (values[i] != values[*end])  // of equal values the first stays
       *end = i;
   }
   std::vector<bool> rising(values.size());

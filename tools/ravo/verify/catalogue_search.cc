@@ -27,7 +27,7 @@ std::string folder_of(const std::string& path) {
   return slash == std::string::npos ? "." : path.substr(0, std::max<std::size_t>(slash, 1));
 }
 
-// The number in ".../run1207.xml"; nothing when the file is named otherwise.
+// The number in ".../run1207.xml"; `nullopt` if the file has another name.
 std::optional<int> run_of(const std::string& catalogue_file) {
   constexpr std::string_view begin = "run";
   const std::string_view name = last_component(catalogue_file);
@@ -45,8 +45,8 @@ class run_search {
     const auto damaged = visit_runs(wanted_.directory, wanted_.experiment, wanted_.stream,
                                     [this](const run_entry& run) { take(run); });
     for (const file_problem& one : damaged) take_damaged(one);
-    tell_unknown();
-    for (const std::string& folder : folders_) look_beside(folder);
+    report_unknown();
+    for (const std::string& folder : folders_) search_beside(folder);
     for (auto& [run, files] : files_) {
       std::sort(files.begin(), files.end());
       found_.files.insert(found_.files.end(), files.begin(), files.end());
@@ -71,7 +71,7 @@ class run_search {
       const std::string path = file.path.starts_with('/') ? file.path : wanted_.directory + "/" + file.path;
       names_.insert(std::string(last_component(path)));
       folders_.insert(folder_of(path));
-      // The catalogue knows a file as it was when it was built; one that has settled since is complete.
+      // The catalogue has the state of a file when it was built; one that has settled since is complete.
       if (file.complete || ignores_close_time() ||
           state_of_raw_file(path.c_str()) == raw_file_state::closed)
         files_[run.run].push_back(path);
@@ -89,7 +89,7 @@ class run_search {
         problem.file, problem.text);
   }
 
-  void tell_unknown() {
+  void report_unknown() {
     std::uint64_t unknown = 0;
     int first = 0;
     for (std::int64_t run = wanted_.first; run <= wanted_.last; ++run)
@@ -108,19 +108,20 @@ class run_search {
                                  : fmt::format("none of the runs {} to {}", wanted_.first, wanted_.last);
     if (known_.empty())
       return fmt::format(
-          "{}: the catalogue knows {}, nor any run of {}; `ravo catalog list` tells its runs",
+          "{}: the catalogue knows {}, nor any run of {}; `ravo catalog list` lists its runs",
           wanted_.directory, what, of);
-    const auto behind = known_.upper_bound(wanted_.last);
+    const auto first_after = known_.upper_bound(wanted_.last);
     std::string nearest;
-    if (behind != known_.begin()) nearest = fmt::format("{}", *std::prev(behind));
-    if (behind != known_.end()) nearest += fmt::format("{}{}", nearest.empty() ? "" : " and ", *behind);
+    if (first_after != known_.begin()) nearest = fmt::format("{}", *std::prev(first_after));
+    if (first_after != known_.end())
+      nearest += fmt::format("{}{}", nearest.empty() ? "" : " and ", *first_after);
     return fmt::format("{}: the catalogue knows {} of {}; it knows {} to {}, the nearest {} {}",
                        wanted_.directory, what, of, *known_.begin(), *known_.rbegin(),
                        nearest.find(' ') == std::string::npos ? "is" : "are", nearest);
   }
 
-  // Files of the runs that the catalogue lacks: it was built before they came, or could not use them.
-  void look_beside(const std::string& folder) {
+  // Searches for files of the runs that the catalogue lacks: written after it was built, or refused by it.
+  void search_beside(const std::string& folder) {
     folder_listing names(folder.c_str());
     std::set<std::string> lacking;
     while (const char* const name = names.next())
@@ -147,7 +148,7 @@ class run_search {
   std::set<int> known_;
   bool is_damaged_ = false;
   std::map<int, std::vector<std::string>> files_;  // by run
-  std::set<std::string> names_;                    // of all files that the catalogue has of the runs
+  std::set<std::string> names_;                    // of all files of the runs in the catalogue
   std::set<std::string> folders_;                  // where these are
 };
 

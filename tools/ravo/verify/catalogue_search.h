@@ -1,5 +1,5 @@
-// Which files belong to runs: those that a run catalogue has, and those that lie beside them under the
-// names of these runs though the catalogue does not have them. Raw files are not opened.
+// Finds the files of runs: those in a run catalogue, and those beside them with the
+// names of these runs that the catalogue does not have. Raw files are not opened.
 #ifndef RAVO_VERIFY_CATALOGUE_SEARCH_H
 #define RAVO_VERIFY_CATALOGUE_SEARCH_H
 
@@ -15,13 +15,13 @@ struct runs_of_catalogue {
   int first, last;
 };
 
-/// The catalogue has nothing of any of the runs; what() says what it has instead.
+/// The catalogue has none of the runs; what() says what it has instead.
 struct unknown_runs : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The files in the order of runs and paths, and what is wrong with the catalogue: damaged files of it,
-/// runs that it does not know, raw files that it does not have or has as growing. Throws unknown_runs.
+/// The files in the order of runs and paths, and what is wrong with the catalogue: its damaged files,
+/// runs that it does not know, raw files that it lacks or has as growing. Throws unknown_runs.
 found_files find_files_of_runs(const runs_of_catalogue& wanted);
 
 }  // namespace ravo::verify

@@ -47,7 +47,7 @@ class channel_checker {
   finding_list check() {
     const std::uint32_t entries = count_entries();
     if (entries > large_channel) alone_.lock();
-    if (static_cast<std::int64_t>(entries) != channel_.count) tell_count(entries);
+    if (static_cast<std::int64_t>(entries) != channel_.count) report_count(entries);
     for (std::uint32_t i = 0; i < entries; ++i) follow(i);
     judge_row();
     for (std::size_t i = 0; i < row_targets_.size(); ++i) check_event(i);
@@ -66,7 +66,7 @@ class channel_checker {
   using server_head = typename G::server_block_head;
   static constexpr std::size_t head_size = sizeof(subhead);
 
-  // Where the events are that one entry leads to.
+  // The event and the server block that one entry leads to.
   struct target {
     std::uint32_t entry;
     std::uint32_t event;
@@ -84,7 +84,7 @@ class channel_checker {
     return found;
   }
 
-  // The entries that are used: up to the last one that is not zero.
+  // The number of entries that are used: up to the last one that is not zero.
   std::uint32_t count_entries() {
     std::uint32_t count = 0;
     for (std::uint32_t i = 0; i < map_.row_length; ++i)
@@ -92,7 +92,7 @@ class channel_checker {
     return count;
   }
 
-  void tell_count(std::uint32_t events) {
+  void report_count(std::uint32_t events) {
     const std::uint64_t at =
         place_in_dictionary<G>(map_, row_, offsetof(typename G::dictionary_entry, count));
     findings_.add(finding_kind::dictionary_count, {channel_.name, {}, at},
@@ -129,7 +129,7 @@ class channel_checker {
     return blocks_.check_data(block, *head);
   }
 
-  // Holds the four pointers of an entry against what they lead to, and keeps what is good.
+  // Checks the four pointers of an entry against what they lead to, and keeps good entries.
   void follow(std::uint32_t i) {
     const pointers at = entry(i);
     const std::uint64_t here = place_of_entry(i);
@@ -150,7 +150,7 @@ class channel_checker {
       return wrong(finding_kind::pointer_block, offsetof(pointers, chhd), at.chhd);
     if (at.data != at.chhd + head_size)
       return wrong(finding_kind::pointer_data, offsetof(pointers, data), at.data);
-    // More blocks than events there cannot be: memory stays bounded by what was read already.
+    // There cannot be more blocks than events, so memory is bounded by what was read already.
     if (row_targets_.size() < map_.events.size()) row_targets_.push_back({i, *event, *server, at});
   }
 
@@ -159,8 +159,8 @@ class channel_checker {
     return {channel_.name, number_of(one), place_of_entry(one.entry) + offsetof(pointers, chhd)};
   }
 
-  // Each block belongs to one event, and those of later events stand farther behind. An event whose block
-  // is another one's is left out from here on.
+  // Each block belongs to one event, and blocks of later events have higher
+  // offsets. An event that shares the block of another one is skipped from here on.
   void judge_row() {
     std::vector<std::uint32_t> offsets;
     offsets.reserve(row_targets_.size());
@@ -175,7 +175,7 @@ class channel_checker {
       has_bad_block_ = true;
     }
     are_blocks_known_ = findings_.empty();
-    // Where the events themselves are in disorder, so are their blocks.
+    // If the events themselves are not in order, neither are their blocks.
     const bool are_events_in_order = !findings_.has(finding_kind::pointer_order);
     for (const std::size_t i : places.displaced)
       if (are_events_in_order)
@@ -205,7 +205,7 @@ class channel_checker {
                                                           : !is_before(here.time, before.time);
       if (!is_in_order)
         findings_.add(finding_kind::pointer_order, {channel_.name, here.number, place_of_entry(i)},
-                      [&] { return fmt::format("behind event {}", before.number); });
+                      [&] { return fmt::format("after event {}", before.number); });
     }
     last_event_ = event;
   }
@@ -217,14 +217,14 @@ class channel_checker {
     }
   }
 
-  // Where what follows a block in the basket begins, if that is known: no block between them is left out,
-  // and there really is one, or the basket's end.
+  // Where the part after a block in the basket begins, if that is known: every
+  // block in between is known, and there really is a block, or the basket's end.
   std::optional<std::uint64_t> next_place(std::size_t i) {
     if (!are_blocks_known_) return std::nullopt;
     std::optional<std::uint32_t> next;
     if (!places_.empty()) {
-      const auto behind = std::upper_bound(places_.begin(), places_.end(), row_targets_[i].at.chhd);
-      if (behind != places_.end()) next = *behind;
+      const auto first_after = std::upper_bound(places_.begin(), places_.end(), row_targets_[i].at.chhd);
+      if (first_after != places_.end()) next = *first_after;
     } else if (i + 1 < row_targets_.size()) {
       next = row_targets_[i + 1].at.chhd;
     }
@@ -235,7 +235,7 @@ class channel_checker {
 
   void check_masks() {
     const auto check = [&](finding_kind kind, std::size_t field, std::uint32_t stated, std::uint32_t seen) {
-      // Of what could not be looked at, the type is not known.
+      // The types of blocks that could not be checked are not known.
       const std::uint32_t unseen = has_bad_block_ ? 0 : stated & ~seen;
       if ((seen & ~stated) == 0 && unseen == 0) return;
       findings_.add(kind, {channel_.name, {}, place_in_dictionary<G>(map_, row_, field)},
@@ -248,15 +248,16 @@ class channel_checker {
   }
 
   void count_bytes(std::uint64_t bytes) {
-    constexpr std::uint64_t worth_telling = 1 << 20;
+    constexpr std::uint64_t worth_reporting = 1 << 20;
     unreported_ += bytes;
-    if (++silent_blocks_ < 1000 && unreported_ < worth_telling) return;
+    if (++silent_blocks_ < 1000 && unreported_ < worth_reporting) return;
     around_.report(unreported_);
     unreported_ = 0;
     silent_blocks_ = 0;
   }
 
-  std::unique_lock<std::mutex> alone_;  // first: it ends when what it stands for is gone
+  std::unique_lock<std::mutex>
+      alone_;  // first, so that it is unlocked after the other members are destroyed
   channel_surroundings& around_;
   const file_map& map_;
   const channel_entry& channel_;
@@ -273,8 +274,8 @@ class channel_checker {
   bool has_bad_block_ = false;
   std::optional<std::uint32_t> last_event_;
   std::vector<target> row_targets_;
-  bool are_blocks_known_ = false;      // to each block of the basket an event leads
-  std::vector<std::uint32_t> places_;  // of the blocks, sorted, where the events are not in that order
+  bool are_blocks_known_ = false;      // an event leads to each block of the basket
+  std::vector<std::uint32_t> places_;  // of the blocks, sorted, if the events are in another order
   std::uint64_t unreported_ = 0;
   int silent_blocks_ = 0;
 };

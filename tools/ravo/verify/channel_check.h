@@ -1,5 +1,5 @@
-// Checks one channel of a file: its row of pointers, the heads of its blocks, and, unless heads alone are
-// asked for, every block through the decoder that readers use.
+// Checks one channel of a file: its row of pointers, the heads of its blocks, and,
+// unless only heads are wanted, every block through the decoder that readers use.
 #ifndef RAVO_VERIFY_CHANNEL_CHECK_H
 #define RAVO_VERIFY_CHANNEL_CHECK_H
 
@@ -17,11 +17,11 @@
 namespace ravo::verify {
 
 enum class depth {
-  heads,   ///< tables and headers alone
+  heads,   ///< only tables and headers
   blocks,  ///< and every block inflated and converted
 };
 
-/// What the channels of a file share while they are checked side by side.
+/// State shared by the channels of a file while they are checked in parallel.
 struct channel_surroundings {
   channel_surroundings(const checked_file& its_file, const file_map& its_map, depth how_deep)
       : file(its_file),
@@ -35,20 +35,20 @@ struct channel_surroundings {
   const file_map& map;
   depth deep;
   usual_times usual;
-  std::mutex large_channel;  ///< held while one is checked, for the same reason; before large_block
-  std::mutex large_block;    ///< held while one is decoded, so that memory holds one of them only
-  // What the blocks add up to, for each server block.
+  std::mutex large_channel;  ///< locked while one is checked, for the same reason; before large_block
+  std::mutex large_block;    ///< locked while one is decoded, so that memory holds only one of them
+  // Sums over the blocks, for each server block.
   std::vector<std::atomic<std::uint32_t>> channels_of_server;
   std::vector<std::atomic<std::uint64_t>> bytes_of_server;
   std::atomic<std::uint64_t> blocks{0};
-  /// Told now and then, by each thread, how many bytes were looked at since; may throw to end the check.
+  /// Called now and then, by each thread, with the bytes checked since; may throw to end the check.
   std::function<void(std::uint64_t)> report;
 };
 
 template <class G>
 finding_list check_channel(channel_surroundings& around, std::size_t row);
 
-/// Of a channel that has no event: it names no event types.
+/// Checks that a channel without events names no event types.
 template <class G>
 void check_idle_mask(const file_map& map, std::size_t row, finding_list& findings);
 

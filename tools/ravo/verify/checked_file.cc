@@ -16,7 +16,7 @@ checked_file::checked_file(const std::string& path) : file_(path.c_str()) {
 
 void checked_file::read(std::uint64_t offset, void* into, std::size_t length) const {
   if (bytes_read_.fetch_add(length) + length > most_read()) {
-    bytes_read_ -= length;  // it is not read
+    bytes_read_ -= length;  // nothing was read
     throw read_too_much("");
   }
   const auto got = file_.read(offset, into, length);
@@ -39,15 +39,15 @@ bool checked_file::has_changed() const {
 const unsigned char* window::at(std::uint64_t offset, std::size_t length) {
   if (offset >= begin_ && offset - begin_ <= bytes_.size() && length <= bytes_.size() - (offset - begin_))
     return bytes_.data() + (offset - begin_);
-  constexpr std::size_t most_gap = 128;  // what is skipped when going on; more is a jump
+  constexpr std::size_t most_gap = 128;  // skipped when reading on; more is a jump
   const std::uint64_t end = begin_ + bytes_.size();
   const bool goes_on = offset >= begin_ && offset <= end + most_gap;
   step_ = goes_on ? std::min(ahead_, 2 * std::max(step_, length)) : length;
   const auto left = static_cast<std::size_t>(std::min<std::uint64_t>(file_.size() - offset, step_));
   const std::size_t wanted = std::max(length, left);
-  // What one large block took is given back.
+  // Frees the memory that one large block took.
   if (bytes_.capacity() > 2 * std::max(wanted, ahead_)) bytes_ = {};
-  bytes_.clear();  // should reading fail, there is nothing in here
+  bytes_.clear();  // if reading fails, the window is empty
   std::vector<unsigned char> bytes = std::move(bytes_);
   bytes.resize(wanted);
   file_.read(offset, bytes.data(), wanted);

@@ -11,8 +11,8 @@
 namespace ravo::verify {
 namespace {
 
-// Lengths and counts in the heads are sums over the blocks below them. They are judged only where all these
-// blocks are known: one bad pointer would make them all wrong.
+// Lengths and counts in the heads are sums over the blocks below them. They are checked
+// only if all these blocks are known: one bad pointer would make all of them wrong.
 template <class G>
 void check_sums(const channel_surroundings& around, finding_list& findings) {
   const file_map& map = around.map;
@@ -40,37 +40,37 @@ void check_sums(const channel_surroundings& around, finding_list& findings) {
                    [&] { return fmt::format("it is {} instead of {}", map.events[i].length, lengths[i]); });
 }
 
-// The bytes that the threads have done, told by the one that began.
-class told_progress {
+// The bytes that the threads have checked, reported by the thread that started the check.
+class summed_progress {
  public:
-  explicit told_progress(const progress& report) : report_(report) {}
+  explicit summed_progress(const progress& report) : report_(report) {}
   void operator()(std::uint64_t bytes) {
     if (std::this_thread::get_id() != mine_) {
       of_others_ += bytes;
       return;
     }
     const std::uint64_t all = bytes + of_others_.exchange(0);
-    told_ += all;
+    reported_ += all;
     report_(all);
   }
-  // The one that began has nothing to do but to wait for the others.
+  // For the thread that started the check while it waits for the others.
   void attend() { (*this)(0); }
-  std::uint64_t told() const { return told_; }
+  std::uint64_t reported() const { return reported_; }
 
  private:
   const progress& report_;
   std::thread::id mine_ = std::this_thread::get_id();
   std::atomic<std::uint64_t> of_others_{0};
-  std::uint64_t told_ = 0;
+  std::uint64_t reported_ = 0;
 };
 
-void tell_too_much(const checked_file& file, finding_list& findings) {
+void report_too_much(const checked_file& file, finding_list& findings) {
   findings.add(finding_kind::file_too_entangled, {},
                fmt::format("{} bytes were read of {}", file.most_read(), file.size()));
 }
 
 template <class G>
-void check_contents(const checked_file& file, depth deep, unsigned threads, told_progress& told,
+void check_contents(const checked_file& file, depth deep, unsigned threads, summed_progress& sum,
                     file_result& result) {
   const std::optional<file_map> map = load_tables<G>(file, result.findings);
   if (!map) return;
@@ -89,7 +89,7 @@ void check_contents(const checked_file& file, depth deep, unsigned threads, told
   channel_surroundings around(file, *map, deep);
   std::atomic<bool> is_over{false};
   around.report = [&](std::uint64_t bytes) {
-    told(bytes);
+    sum(bytes);
     if (is_over) throw work_is_over();
   };
   std::vector<finding_list> of_channels(map->channels.size());
@@ -98,13 +98,13 @@ void check_contents(const checked_file& file, depth deep, unsigned threads, told
     in_parallel(
         threads, of_channels.size(),
         [&](std::size_t row) { of_channels[row] = check_channel<G>(around, row); },
-        [&told] { told.attend(); }, is_over);
+        [&sum] { sum.attend(); }, is_over);
   } catch (const read_too_much&) {
     are_all_known = false;
-    tell_too_much(file, result.findings);
+    report_too_much(file, result.findings);
   }
-  // Whether a block may be missing in the sums. What is wrong with a block whose length is known does not
-  // matter.
+  // Whether a block may be missing in the sums. A finding
+  // about a block whose length is known does not matter.
   const auto depends_on_all = [](const finding& one) {
     using enum finding_kind;
     return row_of(one.kind).how_bad == severity::damaged && one.kind != dictionary_event_mask &&
@@ -120,7 +120,7 @@ void check_contents(const checked_file& file, depth deep, unsigned threads, told
     check_sums<G>(around, result.findings);
 }
 
-// Whether the file is another one than when it was opened; not, when the system refuses to say.
+// Whether the file has changed since it was opened; false if the system refuses to say.
 bool is_known_to_have_changed(const std::optional<checked_file>& file) {
   try {
     return file && file->has_changed();
@@ -141,31 +141,31 @@ void forget(file_result& result) {
 file_result check_file(const std::string& path, depth deep, unsigned threads, const progress& report) {
   file_result result;
   result.path = path;
-  told_progress told(report);
+  summed_progress sum(report);
   std::optional<checked_file> file;
   try {
     file.emplace(path);
     result.bytes = file->size();
     if (reference_marker(*file) == raw_format_2009::reference_table_pattern)
-      check_contents<raw_format_2009>(*file, deep, threads, told, result);
+      check_contents<raw_format_2009>(*file, deep, threads, sum, result);
     else
-      check_contents<raw_format_2010>(*file, deep, threads, told, result);
+      check_contents<raw_format_2010>(*file, deep, threads, sum, result);
     if (file->has_changed()) throw file_lost("what was found may not be so any more");
   } catch (const read_too_much&) {
-    tell_too_much(*file, result.findings);
+    report_too_much(*file, result.findings);
   } catch (const file_lost& lost) {
     const bool has_changed = is_known_to_have_changed(file);
-    // What was found in a file that changes under one's eyes says nothing, nor do its events.
+    // Findings and events of a file that changes meanwhile mean nothing.
     forget(result);
     result.findings.add(has_changed ? finding_kind::file_changed : finding_kind::file_unreadable, {},
                         lost.what());
   } catch (const std::bad_alloc&) {
-    // Nor does what was found without memory.
+    // Nor do findings without memory.
     forget(result);
     result.findings.add(finding_kind::file_unreadable, {}, "there is no memory to check it");
   }
   if (file) result.bytes_read = file->bytes_read();
-  if (told.told() < result.bytes) report(result.bytes - told.told());
+  if (sum.reported() < result.bytes) report(result.bytes - sum.reported());
   return result;
 }
 

@@ -1,5 +1,5 @@
-// What the tables and headers of a file say, as far as they could be read: the common ground on which its
-// channels are checked. It is the same for both generations.
+// What the tables and headers of a file say, as far as they could be read: the
+// common basis for checking its channels. It is the same for both generations.
 #ifndef RAVO_VERIFY_FILE_MAP_H
 #define RAVO_VERIFY_FILE_MAP_H
 
@@ -25,7 +25,7 @@ struct event_entry {
   std::uint32_t length;
   std::int32_t servers;                   ///< number of server blocks
   std::uint32_t position = not_in_index;  ///< among the events of its type
-  bool is_sure = true;                    ///< the index does not say otherwise
+  bool is_sure = true;                    ///< the index does not contradict it
 };
 
 /// The head of a server block.
@@ -34,10 +34,10 @@ struct server_entry {
   std::int32_t length;
   std::int32_t pulse;
   std::int32_t channels;
-  std::uint32_t event = 0;  ///< which event header it belongs to; where `file_map::servers_belong`
+  std::uint32_t event = 0;  ///< its event header; valid if `file_map::servers_belong`
 };
 
-/// A channel as the dictionary has it, and its basket.
+/// A channel in the dictionary, and its basket.
 struct channel_entry {
   std::string name;
   std::uint32_t key;
@@ -46,10 +46,10 @@ struct channel_entry {
   std::int32_t count;
   std::uint64_t basket = 0;  ///< offset of its head; 0: none, or not known
   std::uint64_t basket_end = 0;
-  bool is_usable = true;  ///< its basket is a place of its own
+  bool is_usable = true;  ///< its basket overlaps no other part
 };
 
-/// One event of the index, of the type in whose list it stands.
+/// One event of the index, in the list of its type.
 using listed_event = ravo_event_info_entry_2010;
 
 /// The events of one type.
@@ -60,7 +60,7 @@ struct type_entry {
   std::vector<listed_event> events;
 };
 
-/// A part of the file that was found to be one.
+/// A part of the file.
 struct part {
   std::uint64_t begin;
   std::uint64_t end;
@@ -82,7 +82,7 @@ struct file_map {
   bool has_environment = false;
   std::uint64_t environment_offset = 0;
   std::unordered_map<std::uint32_t, std::int32_t>
-      environment;  ///< by the channel's key: what readings bear
+      environment;  ///< by the channel's key: the index in its readings
 
   bool has_pointers = false;
   std::uint64_t pointers_offset = 0;  ///< of the first row
@@ -92,9 +92,9 @@ struct file_map {
   std::vector<event_entry> events;
   std::uint64_t servers_offset = 0;  ///< of the first server block's head
   std::vector<server_entry> servers;
-  bool servers_belong = false;  ///< it is known which server block belongs to which event
+  bool servers_belong = false;  ///< the event of each server block is known
 
-  /// Where parts of the file are said to begin, sorted: what ends at one of these places ends well.
+  /// Begins of the parts of the file, sorted: a part that ends at one of them has the right length.
   std::vector<std::uint64_t> part_begins;
   std::vector<part> parts;
 };

@@ -15,8 +15,8 @@ std::string join(const std::string& folder, const char* name) {
   return folder.ends_with('/') ? folder + name : folder + "/" + name;
 }
 
-// The standard library's iterators end the program when there is no memory, and a walk at the first folder
-// that cannot be read.
+// The standard library's iterators end the program if there is no
+// memory, and end a walk at the first folder that cannot be read.
 class folder_walk {
  public:
   explicit folder_walk(found_files& found) : found_(found) {}
@@ -46,7 +46,7 @@ class folder_walk {
     found_.findings.push_back({finding_kind::folder_unreadable, folder, {}, 1, why});
   }
 
-  // Links to folders are not followed: they may lead round in a circle.
+  // Links to folders are not followed: they may form a loop.
   void take(const std::string& path) {
     struct stat about {};
     const bool is_known = uninterrupted::lstat(path.c_str(), &about) == 0;
@@ -54,7 +54,7 @@ class folder_walk {
       folders_.push_back(path);
     else if (std::string_view(path).ends_with(".raw") && !is_folder(path))
       here_.push_back(path);
-    else if (!is_known && errno != ENOENT)  // perhaps a folder, with files in it
+    else if (!is_known && errno != ENOENT)  // perhaps a folder with files in it
       refuse(path, std::strerror(errno));
   }
 

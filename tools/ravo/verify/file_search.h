@@ -1,5 +1,5 @@
-// Which files are meant by the paths of a command line: files as they are named, of folders the raw files
-// in them and below them.
+// The files that the paths of a command line mean: files as they
+// are named, and for folders the raw files in them and below them.
 #ifndef RAVO_VERIFY_FILE_SEARCH_H
 #define RAVO_VERIFY_FILE_SEARCH_H
 
@@ -12,10 +12,10 @@ namespace ravo::verify {
 
 struct found_files {
   std::vector<std::string> files;
-  std::vector<finding> findings;  ///< folders that hold no raw file or cannot be looked into
+  std::vector<finding> findings;  ///< folders that hold no raw file or cannot be listed
 };
 
-/// In the order of the paths, those of a folder by name; none twice.
+/// In the order of the paths, those of a folder by name; each once.
 found_files find_files(const std::vector<std::string>& paths);
 
 }  // namespace ravo::verify

@@ -1,5 +1,5 @@
-// What `ravo verify` can find: one row a kind, with the code by which programs know it, how bad it is, what
-// it means and what to do. A kind is told of a place: a file, and in it a channel, an event, an offset.
+// What `ravo verify` can find: one row a kind, with the code by which programs know it, how bad it is,
+// what it means and what to do. A finding has a place: a file, and in it a channel, an event, an offset.
 #ifndef RAVO_VERIFY_FINDING_H
 #define RAVO_VERIFY_FINDING_H
 
@@ -11,8 +11,8 @@
 namespace ravo::verify {
 
 enum class severity {
-  odd,      ///< what is in the file can be right all the same: look at it
-  damaged,  ///< data are lost, or what the file says of itself is wrong
+  odd,      ///< may be right all the same: inspect it
+  damaged,  ///< data are lost, or what the file says about itself is wrong
 };
 /// "odd" or "damaged".
 const char* name_of(severity how_bad);
@@ -97,7 +97,7 @@ enum class finding_kind {
   run_file_missing,
 };
 
-/// Of what repeats are put together.
+/// How repeated findings are combined.
 enum class grouping {
   by_channel,  ///< a line for each channel
   by_file,     ///< one line, with the first channel and the number of them
@@ -107,7 +107,7 @@ struct kind_row {
   finding_kind kind;
   const char* code;
   severity how_bad;
-  const char* what;    ///< a sentence without its stop
+  const char* what;    ///< a sentence without the full stop
   const char* remedy;  ///< what to do
   grouping repeats = grouping::by_channel;
 };
@@ -116,14 +116,14 @@ struct kind_row {
 std::span<const kind_row> finding_kinds();
 const kind_row& row_of(finding_kind kind);
 
-/// Where something was found; what is not set does not apply.
+/// The place of a finding; members that are not set do not apply.
 struct place {
   std::string channel = {};
   std::optional<std::uint32_t> event = {};  ///< number
   std::optional<std::uint64_t> offset = {};
 };
 
-/// One line of the report: a finding, or equal ones of which the first is told.
+/// One line of the report: a finding, or the first of several equal ones.
 struct finding {
   finding_kind kind;
   std::string file;

@@ -1,5 +1,5 @@
-// The findings of one file, repeats put together: of equal kinds in the same channel the first is kept and
-// the others are counted. However much is wrong, the list stays small.
+// The findings of one file, with repeats combined: of equal kinds in the same channel the
+// first is kept and the others are counted. However much is wrong, the list stays small.
 #ifndef RAVO_VERIFY_FINDING_LIST_H
 #define RAVO_VERIFY_FINDING_LIST_H
 
@@ -14,8 +14,8 @@ namespace ravo::verify {
 
 class finding_list {
  public:
-  /// Adds a finding that stands for `count`. `detail` is a text, or a function that makes one, which is
-  /// called for the first of its kind only.
+  /// Adds a finding that represents `count`. `detail` is a text, or a
+  /// function that makes one, which is called for the first of its kind only.
   template <class Detail>
   void add(finding_kind kind, place where, Detail&& detail, std::uint64_t count = 1) {
     if (finding* known = find(kind, where.channel)) {
@@ -32,17 +32,17 @@ class finding_list {
       insert({kind, {}, std::move(where), count, std::forward<Detail>(detail)});
   }
 
-  /// Adds those of another list, whose first ones come behind this one's.
+  /// Adds the findings of another list after those of this one.
   void append(finding_list&& other);
 
   const std::vector<finding>& list() const { return list_; }
   bool empty() const { return list_.empty(); }
   bool has(finding_kind kind) const;
-  /// Findings that are in no line, because there are too many different ones.
+  /// Findings that are in no line because there are too many different ones.
   std::uint64_t left_out() const { return left_out_; }
 
  private:
-  /// More different findings tell nobody anything.
+  /// More different findings help nobody.
   static constexpr std::size_t most_lines = 1000;
 
   using key = std::pair<finding_kind, std::string>;

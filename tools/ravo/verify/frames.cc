@@ -10,7 +10,7 @@
 namespace ravo::verify {
 namespace {
 
-// A hot pixel or two on black, or what a threshold left over, come twice; noise does not.
+// A hot pixel or two on black, or what a threshold left over, may repeat; noise does not.
 constexpr std::size_t fewest_values = 16;
 
 bool has_many_values(std::span<const unsigned char> bytes) {
@@ -19,8 +19,8 @@ bool has_many_values(std::span<const unsigned char> bytes) {
   return seen.count() >= fewest_values;
 }
 
-// Whether the pixels are there and are as many bytes as the picture takes. An extended frame has to say how
-// large a pixel is, and no camera has larger ones.
+// Whether the pixels exist and have as many bytes as the picture needs. An
+// extended frame has to state the size of a pixel, and no camera has larger ones.
 bool is_plain_picture(const image_parts& image, const byte_view& data) {
   constexpr std::int32_t largest_pixel = 8;
   const std::int32_t pixel = image.stated_bytes_per_pixel;

@@ -1,5 +1,5 @@
-// What camera frames tell of themselves: the event they were taken for, and whether one is the same as the
-// one before it, which no camera that looks at something delivers.
+// What camera frames say about themselves: the event they were taken for, and
+// whether one is the same as the one before it, which no running camera delivers.
 #ifndef RAVO_VERIFY_FRAMES_H
 #define RAVO_VERIFY_FRAMES_H
 
@@ -12,14 +12,14 @@ namespace ravo::verify {
 
 struct frame {
   std::uint32_t event;                    ///< number; 0: it has none
-  std::span<const unsigned char> pixels;  ///< empty where they are no plain picture, but compressed perhaps
+  std::span<const unsigned char> pixels;  ///< empty if not a plain picture, for example if compressed
 };
 
-/// The frame in a block's data as readers hand them out; nothing when the type is no camera's.
+/// The frame in a block's data as readers return them; `nullopt` if the type is not a camera's.
 std::optional<frame> find_frame(int dtype, std::span<const unsigned char> data);
 
-/// Looks for frames of one camera that are the same as the one before, bit for bit. Pictures with next to
-/// no different values, such as black ones, can be the same by nature.
+/// Finds frames of one camera that are the same as the one before, bit for bit. Pictures
+/// with hardly any different values, such as black ones, can be the same by nature.
 class frame_repeats {
  public:
   bool is_repeat(std::span<const unsigned char> pixels);

@@ -22,20 +22,20 @@ time_stamp time_at(const byte_view& bytes, std::size_t offset) {
   return {*bytes.at<std::uint32_t>(offset), *bytes.at<std::uint32_t>(offset + 4)};
 }
 
-// How many records a basket has: by its length word, or, when that cannot be, by who refers to them.
+// The number of records in a basket, from its length word if that can be right.
 class basket_size {
  public:
   basket_size(const checked_file& file, const file_map& map, std::uint64_t offset, std::size_t record)
       : file_(file), map_(map), offset_(offset), record_(record), length_(file.word(offset + 4)) {}
 
   std::uint32_t length() const { return length_; }
-  /// Whether the length word can be one at all.
+  /// Whether the length word can be right at all.
   bool is_possible() const {
     return length_ >= basket_head && (length_ - basket_head) % record_ == 0 &&
            file_.holds(offset_, length_ + tail_size);
   }
   std::uint64_t count() const { return is_possible() ? (length_ - basket_head) / record_ : 0; }
-  /// Whether the basket ends where another part begins: then its length is right whatever others say.
+  /// Whether the basket ends where another part begins: then its length is right, whatever the counts say.
   bool ends_well() const {
     return is_possible() &&
            std::binary_search(map_.part_begins.begin(), map_.part_begins.end(), offset_ + length_);
@@ -74,7 +74,7 @@ class header_reader {
   static constexpr std::size_t header_size = sizeof(ravo_eventheader);
   static constexpr std::size_t server_size = sizeof(server_head);
 
-  // Whether the basket's head can be read; its marker is told when it is wrong, and read over.
+  // Whether the basket's head can be read; a wrong marker is reported and then ignored.
   bool check_marker(finding_kind kind, std::uint64_t offset, std::uint32_t marker) {
     if (offset == 0 || !file_.holds(offset, basket_head + tail_size)) {
       findings_.add(kind, {{}, {}, offset}, "it is not in the file; events and blocks were not checked");
@@ -160,11 +160,11 @@ class header_reader {
       findings_.add(finding_kind::index_event,
                     {{}, listed.event_number, type.offset + sizeof type.head + i * sizeof listed}, why);
     };
-    const std::uint64_t behind = listed.offset - map_.headers_offset;
-    if (listed.offset < map_.headers_offset || behind % header_size != 0 ||
-        behind / header_size >= map_.events.size())
+    const std::uint64_t distance = listed.offset - map_.headers_offset;
+    if (listed.offset < map_.headers_offset || distance % header_size != 0 ||
+        distance / header_size >= map_.events.size())
       return wrong([&] { return fmt::format("it leads to {}, where no event header is", listed.offset); });
-    event_entry& event = map_.events[behind / header_size];
+    event_entry& event = map_.events[distance / header_size];
     if (event.position != event_entry::not_in_index)
       return wrong("another event of the index leads to the same header");
     event.position = i;
@@ -275,8 +275,8 @@ class header_reader {
   const checked_file& file_;
   file_map& map_;
   finding_list& findings_;
-  std::vector<std::size_t> nameless_;  // servers whose name has no end
-  std::vector<std::size_t> misspelt_;  // and those whose name is not UTF-8
+  std::vector<std::size_t> nameless_;  // servers with a name without end
+  std::vector<std::size_t> misspelt_;  // servers with a name that is not UTF-8
 };
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Reads the heads of a file's events and server blocks and holds them against the event index and against
-// their baskets.
+// Reads the heads of a file's events and server blocks and
+// checks them against the event index and against their baskets.
 #ifndef RAVO_VERIFY_HEADERS_H
 #define RAVO_VERIFY_HEADERS_H
 
@@ -9,8 +9,8 @@
 
 namespace ravo::verify {
 
-/// Puts events and server blocks into the map. A basket whose own head is wrong is read as the event index,
-/// or the event headers, say.
+/// Adds events and server blocks to the map. If a basket's own head
+/// is wrong, the event index or the event headers determine its size.
 template <class G>
 void read_headers(const checked_file& file, file_map& map, finding_list& findings);
 

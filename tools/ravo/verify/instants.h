@@ -1,4 +1,4 @@
-// Comparing times out of a file, also such as no clock says: a million microseconds and more are allowed.
+// Compares times out of a file, including impossible ones: a million microseconds and more are allowed.
 #ifndef RAVO_VERIFY_INSTANTS_H
 #define RAVO_VERIFY_INSTANTS_H
 
@@ -6,7 +6,7 @@
 
 namespace ravo::verify {
 
-/// Whether a clock can say this.
+/// Whether a clock can show this time.
 inline bool is_proper(time_stamp time) { return time.timelow < microseconds_per_second; }
 inline bool has_time(time_stamp time) { return time.timeup != 0; }
 

@@ -1,5 +1,5 @@
-// Does a number of independent pieces of work with a few threads, the caller's among them, who goes on
-// attending to something while he waits for the others.
+// Runs independent pieces of work on a few threads, among them the caller's,
+// which calls a function now and then while it waits for the others.
 #ifndef RAVO_VERIFY_PARALLEL_H
 #define RAVO_VERIFY_PARALLEL_H
 
@@ -14,22 +14,22 @@
 
 namespace ravo::verify {
 
-/// What a long piece of work may throw when it sees that another one has failed: nobody hears of it.
+/// Long pieces of work may throw this when they see that another one has failed: it is never reported.
 struct work_is_over {};
 
-/// Calls work(0) to work(count - 1), each once. What a piece throws ends the work and is thrown again when
-/// no thread runs any more; `is_over` tells the pieces of it meanwhile. Where no thread is to be had, those
-/// that are there do it all. The caller attends now and then while only others work; what that throws ends
-/// the work too.
+/// Calls work(0) to work(count - 1), each once. What a piece throws ends the work and is
+/// thrown again when no thread runs any more; meanwhile `is_over` lets the pieces know.
+/// If no more threads can be started, the existing ones do everything. The caller calls
+/// `attend` now and then while only others work; what that throws ends the work too.
 template <class Work, class Attend>
 void in_parallel(unsigned threads, std::size_t count, const Work& work, const Attend& attend,
                  std::atomic<bool>& is_over) {
   constexpr std::chrono::milliseconds between{50};
   std::atomic<std::size_t> next{0};
-  std::mutex guard;  // of `failure` and `working`
+  std::mutex guard;  // for `failure` and `working`
   std::condition_variable one_has_ended;
   std::exception_ptr failure;
-  std::size_t working = 0;  // others
+  std::size_t working = 0;  // other threads
   const auto do_or_end = [&](const auto& step) {
     try {
       step();

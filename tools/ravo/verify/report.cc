@@ -7,7 +7,7 @@
 namespace ravo::verify {
 namespace {
 
-// A line stands for one channel, or for several of which the first is told like a place.
+// A line is about one channel, or about several, the first of which is named as the place.
 bool is_of_channels(const finding& what) {
   return what.count > 1 && row_of(what.kind).repeats == grouping::by_file && !what.first.channel.empty();
 }

@@ -1,4 +1,4 @@
-// Findings for people and for programs.
+// Findings in the forms for people and for programs.
 #ifndef RAVO_VERIFY_REPORT_H
 #define RAVO_VERIFY_REPORT_H
 
@@ -9,8 +9,8 @@
 
 namespace ravo::verify {
 
-/// One line, without its end: "FILE: CHANNEL: what is wrong (detail), x 12, first at event N, offset O;
-/// what to do [code]". Texts out of files hold no control characters any more.
+/// One line, without its end: "FILE: CHANNEL: what is wrong (detail), x 12, first at event
+/// N, offset O; what to do [code]". Control characters of texts out of files are escaped.
 std::string text_of(const finding& what);
 
 /// The members "file", "kind", "severity", "channel", "event", "offset", "count", "text", "detail",

@@ -11,7 +11,7 @@
 namespace ravo::verify {
 namespace {
 
-// Stream, run, and the folder, which is empty as long as it need not be told apart.
+// Stream, run, and the folder, which is empty unless it is needed to distinguish runs.
 using run_key = std::tuple<std::string, std::uint64_t, std::string>;
 
 std::optional<run_key> key_of(const std::string& path) {
@@ -22,7 +22,7 @@ std::optional<run_key> key_of(const std::string& path) {
 
 std::uint64_t number_of(const std::string& path) { return parse_file_name(path)->file; }
 
-// Runs that have two files of the same number.
+// Runs with several files of the same number.
 std::set<run_key> ambiguous_runs(const std::vector<std::string>& paths) {
   std::set<std::pair<run_key, std::uint64_t>> known;
   std::set<run_key> ambiguous;
@@ -104,8 +104,8 @@ void run_checker::take(file_result& result, std::optional<std::uint64_t> number)
     result.findings.add(finding_kind::run_file_missing, {},
                         fmt::format("between file {} and file {}", *last_number_, *number),
                         *number - *last_number_ - 1);
-  // A type that is not in every file is compared with the file in which it was last. Where a file has no
-  // readable index, nobody knows what was in it.
+  // A type that is not in every file is compared with the last file that
+  // had it. If a file has no readable index, its types are not known.
   if (!follows || result.sequences.empty()) last_sequences_.clear();
   for (type_sequence& here : result.sequences) {
     const auto before = last_sequences_.find(here.type);

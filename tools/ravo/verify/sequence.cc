@@ -29,12 +29,12 @@ void check_limits(const type_entry& type, finding_list& findings) {
   if (!is_right) findings.add(finding_kind::index_limits, {{}, {}, type.offset}, name_of(type.type));
 }
 
-// The difference that nearly all neighbours have; 0 when there is none.
+// The difference of nearly all neighbours; 0 if there is none.
 std::uint32_t usual_step(const std::vector<std::uint32_t>& numbers) {
   constexpr std::size_t fewest = 4;
   if (numbers.size() <= fewest) return 0;
   std::map<std::uint32_t, std::size_t> counts;
-  constexpr std::size_t most_different = 1000;  // what is so irregular has no step
+  constexpr std::size_t most_different = 1000;  // more irregular numbers have no step
   for (std::size_t i = 1; i < numbers.size() && counts.size() < most_different; ++i)
     ++counts[numbers[i] - numbers[i - 1]];
   const auto usual = std::max_element(counts.begin(), counts.end(),
@@ -42,8 +42,8 @@ std::uint32_t usual_step(const std::vector<std::uint32_t>& numbers) {
   return 4 * usual->second >= 3 * (numbers.size() - 1) ? usual->first : 0;
 }
 
-std::uint64_t missing_between(std::uint32_t before, std::uint32_t behind, std::uint32_t step) {
-  return step == 0 || behind - before <= step ? 0 : (behind - before - 1) / step;
+std::uint64_t missing_between(std::uint32_t before, std::uint32_t after, std::uint32_t step) {
+  return step == 0 || after - before <= step ? 0 : (after - before - 1) / step;
 }
 
 // Number and place in the index.
@@ -75,7 +75,7 @@ bool check_order(const type_entry& type, const std::vector<numbered>& sorted, fi
              !is_twice(sorted, here.event_number) && !is_twice(sorted, before.event_number)) {
       goes_back = true;
       findings.add(finding_kind::event_number_back, where,
-                   [&] { return fmt::format("{}, behind {}", name_of(type.type), before.event_number); });
+                   [&] { return fmt::format("{}, after {}", name_of(type.type), before.event_number); });
     }
   }
   return goes_back;
@@ -130,10 +130,10 @@ void check_succession(const type_sequence& before, const type_sequence& here, fi
   if (first < last) {
     if (!has_time(here.first) || !is_before(here.first, before.last))
       findings.add(finding_kind::event_number_back, {{}, first, here.first_offset},
-                   fmt::format("{}, behind {} of the file before", name_of(here.type), last));
+                   fmt::format("{}, after {} of the file before", name_of(here.type), last));
   } else if (const auto count = missing_between(last, first, step); count > 0) {
     findings.add(finding_kind::event_missing, {{}, last + step, here.first_offset},
-                 fmt::format("{}, behind the file before", name_of(here.type)), count);
+                 fmt::format("{}, after the file before", name_of(here.type)), count);
   }
 }
 

@@ -31,10 +31,10 @@ double spacing_of(const type_entry& type) {
   return std::max(0.0, median(spacings));
 }
 
-// What most of the values are; nothing when no value is that of more than half of them, or of a quarter
-// that is no accident. Of values that are as frequent the one nearest to 0.
+// The most frequent value; `nullopt` unless more than half of the values have it, or a quarter
+// and enough of them to exclude chance. Of equally frequent values the one nearest to 0.
 std::optional<std::int64_t> most_of(std::vector<std::int64_t> values) {
-  constexpr std::size_t no_accident = 4, share = 4;
+  constexpr std::size_t no_chance = 4, part = 4;
   std::sort(values.begin(), values.end());
   std::size_t most = 0;
   std::int64_t found = 0;
@@ -47,7 +47,7 @@ std::optional<std::int64_t> most_of(std::vector<std::int64_t> values) {
     }
     begin = end;
   }
-  const bool prevails = 2 * most > values.size() || (most >= no_accident && share * most >= values.size());
+  const bool prevails = 2 * most > values.size() || (most >= no_chance && part * most >= values.size());
   return prevails ? std::optional(found) : std::nullopt;
 }
 

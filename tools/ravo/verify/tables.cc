@@ -62,8 +62,8 @@ class table_loader {
   long length() const { return static_cast<long>(file_.size()); }
   const ravo_file_reference_table_2010* reference() const { return &map_.reference; }
 
-  // A table that the machine did not read says nothing of the file, nor does one for which there is no
-  // memory. Called right after the operation that gave the status: errno is its.
+  // If the machine could not read a table, or has no memory for it, the file itself may be good.
+  // Must be called right after the operation that returned the status, since it uses errno.
   void throw_unless_about_the_file(int status) const {
     if (status == RAVO_TABLE_UNREADABLE) throw file_lost(std::strerror(errno));
     if (status == RAVO_TABLE_NO_MEMORY || status == RAVO_XML_NO_MEMORY) throw std::bad_alloc();
@@ -74,15 +74,15 @@ class table_loader {
     findings_.add(kind, {{}, {}, offset}, status_text(status));
   }
 
-  // A table that may be as long as it says, and how long that is.
+  // A table and the length that it claims.
   struct claim {
-    finding_kind kind;  // when it cannot be right
+    finding_kind kind;  // if the length cannot be right
     const char* what;
     std::uint64_t offset, length;
     std::uint64_t head, row;
   };
 
-  // What is too long to be looked at is damaged where it cannot be so long.
+  // A table above the limit is damaged if its length cannot be right, and otherwise too large to check.
   bool is_too_large(const claim& table, std::uint64_t bytes, std::uint64_t most) {
     if (bytes <= most) return false;
     const place where{{}, {}, table.offset};
@@ -104,7 +104,7 @@ class table_loader {
     return is_too_large(table, table.length, most);
   }
 
-  // Where the parts begin to which the reference table leads, and itself; sorted.
+  // The begins of the parts that the reference table leads to, and its own; sorted.
   std::vector<std::uint64_t> begins_by_reference() const {
     const auto& table = map_.reference;
     std::vector<std::uint64_t> begins = {table.eit_pos_ref, table.cdt_ref,   table.ecp_ref,
@@ -148,7 +148,7 @@ class table_loader {
     return true;
   }
 
-  // The library asks for as much memory as the heads of the entries say, if only the file is as long.
+  // The library allocates as much memory as the heads of the entries claim, provided the file is that long.
   bool is_index_too_large() {
     const std::uint64_t offset = map_.reference.eit_pos_ref;
     if (offset == 0 || !file_.holds(offset, sizeof(ravo_event_index_table_2010))) return false;
@@ -173,8 +173,8 @@ class table_loader {
                         most_table_bytes);
   }
 
-  // One row is read to know that the others can be, as long as the head says; a head that is wrong is
-  // refused before.
+  // One row is loaded to know that the others can be, with the
+  // length that the head says; a wrong head has been refused before.
   bool is_row_too_large() {
     const std::uint64_t offset = map_.reference.ecp_ref;
     if (offset == 0 || !file_.holds(offset, sizeof(ravo_event_chan_pointers_table))) return false;
@@ -258,13 +258,13 @@ class table_loader {
     else if (!is_new)
       wrong("there is another channel of this name");
     else if (name.find_first_of(":;") != std::string::npos)
-      wrong("it has a ':' or ';', which requests put behind names");
+      wrong("it has a ':' or ';', which requests put after names");
     else if (name.size() > most)
       wrong("a block has no room for it");
   }
 
-  // The head and one row are asked of the library: row after row is read when its channel is checked, since
-  // the table may be as large as the file.
+  // Only the head and one row are loaded by the library: each row is read
+  // when its channel is checked, since the table may be as large as the file.
   void load_pointers() {
     if (!map_.has_dictionary || is_row_too_large()) return;
     ravo_event_chan_pointers_table* table = nullptr;
@@ -308,7 +308,7 @@ class table_loader {
     map_.environment_offset = offset;
     const std::size_t count =
         (static_cast<std::size_t>(table->length) - sizeof *table) / sizeof(ravo_env_dictionary_entry_2010);
-    // Keys of channels that the file does not hold are none of its business.
+    // Skips keys of channels that the file does not have.
     std::unordered_set<std::uint32_t> keys;
     for (const channel_entry& channel : map_.channels)
       if (channel.key != no_key) keys.insert(channel.key);
@@ -367,7 +367,7 @@ class table_loader {
     std::sort(map_.part_begins.begin(), map_.part_begins.end());
   }
 
-  // A type that has events has a place in the reference table; the library refuses only a wrong one.
+  // A type with events has a place in the reference table; the library refuses only a wrong one.
   void check_reference_to_types() {
     for (const type_entry& one : map_.types)
       if (map_.reference.eite_pos_ref[one.type] == 0 && !one.events.empty())

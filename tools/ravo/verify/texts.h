@@ -1,4 +1,4 @@
-// Whether texts out of a file are what texts of a raw file have to be.
+// Whether texts out of a file meet the rules for texts of raw files.
 #ifndef RAVO_VERIFY_TEXTS_H
 #define RAVO_VERIFY_TEXTS_H
 
