@@ -14,7 +14,7 @@ using namespace ravo::test;
 using nlohmann::json;
 using testing::HasSubstr;
 
-// The first demo file with another text in the place of its descriptions, filled up with blanks.
+// The first demo file with other text instead of its descriptions, padded with blanks.
 class described_file {
  public:
   explicit described_file(std::string_view text) {
@@ -180,7 +180,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // ---- members -----------------------------------------------------------------------------------------
 
-// In whatever order they stand; of several with one name the first one counts.
+// In whatever order they are; if several have one name, the first one counts.
 TEST(Channels, HaveTheDescriptionOfTheirName) {
   std::string text = R"(<?xml version="1.0"?><channel_descriptions version="1">)";
   for (const auto& [name, what] : {std::pair("LINAC/BPM/010", "ten"),

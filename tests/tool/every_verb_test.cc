@@ -1,5 +1,5 @@
-// What holds for every verb, whatever verbs there are: names out of files cannot play with the terminal or
-// forge a line, and one file that cannot be read does not hide the others.
+// What holds for every verb: names out of files cannot manipulate the terminal
+// or forge a line, and one file that cannot be read does not hide the others.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ using testing::HasSubstr;
 
 // ---- what may be printed
 
-/// The code of the letter at a place, and its bytes; nothing when it is not UTF-8 as it has to be.
+/// The code of the character at a place, and its bytes; `nullopt` if it is not valid UTF-8.
 std::optional<std::pair<unsigned, std::size_t>> letter_at(const std::string& text, std::size_t at) {
   const auto byte = [&](std::size_t i) {
     return at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0u;
@@ -37,7 +37,7 @@ std::optional<std::pair<unsigned, std::size_t>> letter_at(const std::string& tex
   return std::nullopt;  // nothing that the tool prints has four bytes
 }
 
-/// The place of the first letter that a terminal obeys, or that is none; nothing: there is none.
+/// The place of the first character that a terminal obeys or that is not valid; `nullopt` if there is none.
 std::optional<std::size_t> first_bad_byte(const std::string& text) {
   for (std::size_t at = 0; at < text.size();) {
     const auto letter = letter_at(text, at);
@@ -59,7 +59,7 @@ void expect_plain(const std::string& text) {
 
 // ---- files with hostile names
 
-const std::string red = "BAD/\033[31mRED\n";  // as long as the name that it takes the place of
+const std::string red = "BAD/\033[31mRED\n";  // as long as the name that it replaces
 const std::string turned =
     "C1\xc2\x9b"
     "31m\x9b\xff\xe2\x80\xaeX";  // the same
@@ -224,7 +224,7 @@ TEST(EveryVerb, ThatTakesSeveralFilesShowsThoseThatAreGood) {
     const process_result all = run(files);
     EXPECT_THAT(all.out + all.err, HasSubstr(files[1]));
     if (is_of_selection) {
-      // What is left out is told in the ledger; --strict makes exit code 1 of it.
+      // Files that are left out are in the ledger; --strict makes exit code 1 of them.
       EXPECT_EQ(all.exit_code, 0);
       EXPECT_THAT(all.err, HasSubstr("left out: " + files[1]));
       EXPECT_EQ(all.out, run({files[0], files[2]}).out);
@@ -244,7 +244,7 @@ TEST(EveryVerb, ThatTakesSeveralFilesShowsThoseThatAreGood) {
   EXPECT_GE(tried, 9u);
 }
 
-// What is printed for people and mailed by them is a selection all the same.
+// What is printed for people and mailed by them is a valid selection.
 TEST(EveryVerb, PrintsASelectionThatCanBeReadBack) {
   for (const std::string& channel : {red, turned}) {
     const process_result first = run_tool({"read", hostile().strange, "-c", channel, "--slow", "none"});

@@ -1,4 +1,4 @@
-// ravo info and ravo channels: what they say of a file that is as it should be.
+// ravo info and ravo channels: what they say of a good file.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// The tool over files of the older generation: the verbs know them by themselves and say so; `ravo read`
+// The tool over files of the older generation: the verbs detect them and say so; `ravo read`
 // refuses in words what it cannot do with them, and files of both generations in one request.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -220,7 +220,7 @@ TEST(FilesOfBothGenerations, AreReadTogether) {
   EXPECT_EQ(events.back().at("channels")[0].at("dtype"), "RAVO_BLOCK_BPM_2010");
 }
 
-// Whichever is the first file. The dataset layer reads both.
+// Whichever file comes first. The dataset layer reads both.
 TEST(FilesOfBothGenerations, AreRefusedByTheReaderInOneFolder) {
   for (const std::string first : {"current", "older"}) {
     const temporary_folder folder;
@@ -251,7 +251,7 @@ TEST(FilesOfBothGenerations, AreRefusedByTheReaderInOneFolder) {
   }
 }
 
-TEST_F(OlderFile, MayStandBesideCurrentOnesWhereFilesAreLookedAtOneByOne) {
+TEST_F(OlderFile, MayStandBesideCurrentOnesWhereFilesAreShownOneByOne) {
   const std::vector<json> lines = lines_of({"info", demo().files[0], file, "--json"});
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0].at("generation"), "current");

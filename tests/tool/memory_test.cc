@@ -1,5 +1,5 @@
-// Files that claim gigabytes: every verb that looks into them stays under 128 MiB of resident memory, and
-// says by name which file it leaves out or shows without what, and what can be done. The files are sparse.
+// Files that claim gigabytes: every verb that opens them stays under 128 MiB of resident memory, and
+// says which file it leaves out or shows only in part, and what can be done. The files are sparse.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -28,7 +28,7 @@ constexpr bool is_memory_the_programs = false;
 constexpr bool is_memory_the_programs = true;
 #endif
 
-/// A good file of one channel, and what claims more than there is.
+/// A good file of one channel, and parts that claim more than there is.
 template <class layout>
 class claims {
  public:
@@ -84,14 +84,14 @@ class claims {
         .lead(reference_field::environment, hole, bytes().u32(0xeddeddf3u).u32(length))
         .write(folder, name_of("4"));
   }
-  /// 10 MB of text that becomes fifty times as much, all of it there.
+  /// 10 MB of text that takes fifty times as much memory, all of it present.
   std::string descriptions(const temporary_folder& folder) {
     file_.xml = "<channel_descriptions version=\"1\">";
     while (file_.xml.size() < 10'000'000) file_.xml += "<channel prop_name=\"a\"/>";
     file_.xml += "</channel_descriptions>";
     return folder.write(name_of("5"), file_.build().vector());
   }
-  /// The same of nothing but zeros, 2 GB of them.
+  /// The same, but 2 GB of zeros.
   std::string long_descriptions(const temporary_folder& folder) {
     constexpr std::uint32_t length = 2'000'000'000;
     return sparse(hole + length)
@@ -113,8 +113,8 @@ class claims {
     file_.channels[0].blocks[2].orig_length = 2'000'000'000;
     return folder.write(name_of("8"), file_.build().vector());
   }
-  /// The same, put together by another process: what a program's parent had in memory counts for the
-  /// program.
+  /// The same, built by another process: the memory that a
+  /// parent process had counts for the program that it starts.
   std::string blocks_by_another_process(const temporary_folder& folder) {
     const pid_t other = fork();
     if (other == 0) {
@@ -155,7 +155,7 @@ class Claims : public testing::Test {
     }
     return result;
   }
-  /// All verbs that look into a file, in little memory; none says nothing where it shows nothing.
+  /// All verbs that open a file, with little memory; a verb that shows nothing says why.
   std::map<std::string, process_result> all_verbs(const std::string& path) {
     std::map<std::string, process_result> results;
     for (const std::string verb : {"info", "channels", "descr", "show", "verify"})
@@ -169,7 +169,7 @@ class Claims : public testing::Test {
       }
     return results;
   }
-  /// The same of a file that only `verify` and `catalog` look into.
+  /// The same for a file that only `verify` and `catalog` open.
   void expect_left_out(const std::string& path) {
     const auto results = all_verbs(path);
     for (const std::string verb : {"info", "channels", "descr", "index", "headers", "show"}) {
@@ -225,7 +225,7 @@ TYPED_TEST(Claims, OfLargeBlocksTakeLittleMemory) {
   EXPECT_EQ(results.at("info").exit_code, 0);
 }
 
-// One event is decoded, not its channels' other ones.
+// One event is decoded, not the other ones of its channels.
 TYPED_TEST(Claims, OfLargeBlocksAreShownOneAtATime) {
   const std::string path = this->file.blocks_by_another_process(this->folder);
   for (const std::string event : {"first", "2", "last", "2023-11-14T22:13:21"}) {
@@ -249,7 +249,7 @@ TYPED_TEST(Claims, OfLargeBlocksAreNotShownInLessMemory) {
   EXPECT_EQ(run_tool({"show", path, "--memory", "0"}).exit_code, 2);
 }
 
-// The limit of a reading is one for what it loads of tables too.
+// The limit of a reading includes the tables that it loads.
 TYPED_TEST(Claims, AreRefusedByReadingsWithTheirMemoryLimit) {
   for (const std::string& path : {this->file.dictionary(this->folder), this->file.pointers(this->folder)})
     for (const std::string verb : {"plan", "digest"}) {

@@ -1,4 +1,4 @@
-// Starts a program and tells what came of it. It waits for the program, and for nothing else.
+// Starts a program and reports its result. It waits for the program, and for nothing else.
 #ifndef RAVO_TEST_PROCESS_H
 #define RAVO_TEST_PROCESS_H
 
@@ -20,7 +20,7 @@ struct process_result {
 /// Runs the program to its end. The first argument is its path.
 process_result run_process(const std::vector<std::string>& arguments);
 
-/// A program that runs beside the test.
+/// A program that runs in parallel with the test.
 class started_process {
  public:
   explicit started_process(const std::vector<std::string>& arguments);

@@ -1,5 +1,5 @@
-// The progress bar: when it is shown, what it says, and that it leaves no trace. A clock of the test's own
-// says what time it is.
+// The progress bar: when it is shown, what it says, and that
+// it leaves no trace. The test's own clock gives the time.
 #include "common/progress.h"
 
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ class Progress : public testing::Test {
     return progress_bar("reading", terminal_, [this] { return now_; });
   }
   void pass(std::chrono::milliseconds time) { now_ += time; }
-  /// What was printed since it was last asked.
+  /// What was printed since the last call.
   std::string printed() {
     std::fflush(terminal_);
     const std::string all(text_, size_);

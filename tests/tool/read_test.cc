@@ -1,5 +1,5 @@
-// ravo read: windows, members, patterns, both modes, and how it looks, over files of both generations and
-// in both ways of reading.
+// ravo read: windows, members, patterns, both modes, and its output,
+// over files of both generations and in both ways of reading.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -148,7 +148,7 @@ TEST_P(Read, TakesAChannelNamedTwiceOnce) {
   EXPECT_EQ(event_lines(result.out).at(0).at("channels").size(), 1u);
 }
 
-TEST_P(Read, TakesChannelsBeforeBetweenAndBehindTheFiles) {
+TEST_P(Read, TakesChannelsBeforeBetweenAndAfterTheFiles) {
   const std::string first = data().files[0], second = data().files[1];
   const std::vector<std::vector<std::string>> lines = {
       {"read", "-c", "LINAC/BPM/001", "--channel", "LINAC/BPM/002", "--json", first, second},
@@ -201,7 +201,7 @@ TEST_P(Read, PrintsAScalarAsItsValue) {
   EXPECT_EQ(event["channels"][0]["value"], event["channels"][0]["members"][0]["mean"]);
 }
 
-// Fifty events a second: neighbours are closer than the tolerance that suits ten.
+// Fifty events a second: neighbours are closer than the tolerance for ten.
 TEST_P(Read, ByTimeStepsAsTheEventsDo) {
   const temporary_folder folder;
   const process_result made = run_tool({"simulate", folder.path().string(), "--rate", "50", "--files", "1",

@@ -48,7 +48,7 @@ TEST_P(Refusals, AMissingFile) { expect_refusal(folder.file(good_name), "No such
 TEST_P(Refusals, AFolder) {
   if (GetParam() != std::string("read"))
     return expect_refusal(folder.path().string(), "is a folder, not a file");
-  // To `read` a folder is the raw files in it.
+  // `read` takes a folder for the raw files in it.
   const process_result result = run(folder.path().string());
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_EQ(result.err, "ravo: the folder " + folder.path().string() + " holds no raw files (*.raw)\n");
@@ -111,7 +111,7 @@ TEST_P(Refusals, ATableThatIsDamagedIsNamed) {
   }
 }
 
-// The dataset layer needs less of a file than the reader, and looks at some of it only when it is wanted.
+// The dataset layer needs less of a file than the reader, and reads some of it only on demand.
 TEST(DamagedTable, CostsTheDatasetLayerWhatItNeedsOfIt) {
   const temporary_folder folder;
   const std::vector<std::string> arguments = {"read", folder.file(good_name), "-c", "LINAC/BPM/001",
@@ -169,11 +169,11 @@ TEST(ReadRefusals, TheReaderWantsATimeInTheName) {
 }
 
 // The block's compressed bytes are damaged: its event is still read, without the channel.
-TEST(ReadRefusals, ABlockThatTheReaderCannotDecodeIsReportedBehindTheEvents) {
+TEST(ReadRefusals, ABlockThatTheReaderCannotDecodeIsReportedAfterTheEvents) {
   const temporary_folder folder;
   std::vector<unsigned char> bytes = read_file(demo().files[0]);
   const std::string name = "LINAC/BPM/001";
-  // The channel's name first occurs in its first block; the compressed bytes begin 280 bytes behind.
+  // The channel's name first occurs in its first block; the compressed bytes begin 280 bytes after it.
   const auto block = std::search(bytes.begin(), bytes.end(), name.begin(), name.end());
   ASSERT_NE(block, bytes.end());
   for (int i = 300; i < 340; ++i) block[i] ^= 0x5a;

@@ -1,6 +1,6 @@
-// ravo read without file names: by run and by period, from a catalogue and by names, and how it explains
-// its choice. Files made by the tests are younger than those that requests take, so most runs ask for no
-// such rule.
+// ravo read without file names: by run and by period, from a catalogue and
+// by names, and how it explains its choice. Files made by the tests are
+// newer than files that requests take, so most runs switch this rule off.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ using testing::StartsWith;
 
 const char* const ignore_close_time = "RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME=1";
 
-// The tool without the rule that young files may still be written.
+// Runs the tool without the rule that new files may still be written.
 process_result run_at_once(const std::vector<std::string>& arguments) {
   std::vector<std::string> all = {"/usr/bin/env", ignore_close_time, RAVO_TOOL};
   all.insert(all.end(), arguments.begin(), arguments.end());
@@ -65,7 +65,7 @@ class Request : public testing::TestWithParam<const char*> {
 
   std::vector<std::string> with_channel(std::vector<std::string> arguments) const {
     arguments.insert(arguments.end(), {"-c", "LINAC/BPM/001", "-c", "LINAC/RUN/*", "--json"});
-    // What is held from before a window depends on which files are looked into.
+    // What is held from before a window depends on which files are scanned.
     if (is_classic())
       arguments.push_back("--classic");
     else
@@ -73,7 +73,7 @@ class Request : public testing::TestWithParam<const char*> {
     return arguments;
   }
 
-  // What the tool prints for files named in full.
+  // The output of the tool for files named in full.
   std::string read_by_name(std::vector<std::string> files,
                            const std::vector<std::string>& window = {}) const {
     files.insert(files.begin(), "read");
@@ -84,11 +84,11 @@ class Request : public testing::TestWithParam<const char*> {
     return without_closing(result.out);
   }
 
-  std::string read_by_request(std::vector<std::string> request, const std::string& told = "") const {
+  std::string read_by_request(std::vector<std::string> request, const std::string& message = "") const {
     request.insert(request.begin(), "read");
     const process_result result = run_at_once(with_channel(request));
     EXPECT_EQ(result.exit_code, 0) << result.err;
-    EXPECT_EQ(result.err, told);
+    EXPECT_EQ(result.err, message);
     return without_closing(result.out);
   }
 
@@ -223,7 +223,7 @@ TEST_P(Explain, SaysWhichFilesStandAtTheEdges) {
   EXPECT_EQ(lines[1].at("read"), true);
   EXPECT_EQ(name_of(lines[2]), made.files[2]);
   EXPECT_EQ(lines[2].at("origin"), "edge_behind");
-  EXPECT_EQ(lines[2].at("read"), false) << "it begins behind the period";
+  EXPECT_EQ(lines[2].at("read"), false) << "it begins after the period";
   EXPECT_EQ(lines[2].at("outcome"), "outside_period");
 }
 
@@ -298,7 +298,7 @@ TEST(ExplainDamagedFiles, ListsThem) {
 
 // ---- nothing found -----------------------------------------------------------------------------------
 
-TEST(RequestForNothing, SaysWhatWasLookedAt) {
+TEST(RequestForNothing, SaysWhatWasSearched) {
   const archive& made = archive_of("current");
   const process_result unknown_run =
       run_at_once({"read", "--run", "77", "--catalog", made.catalogue, "--data", made.data, "-c", "X"});
@@ -356,7 +356,7 @@ TEST(RequestForNothing, SaysThatCataloguedFilesWereMoved) {
   archive::check(run_at_once({"catalog", "build", data, "--into", catalogue}));
   std::filesystem::rename(data, moved);
   const std::string name = std::filesystem::path(raw_files(moved).at(0)).filename().string();
-  // (With the closed-file rule, since without it files are not looked at at all.)
+  // (With the closed-file rule, because without it files are not opened at all.)
   const process_result result =
       run_tool({"read", "--run", "1", "--catalog", catalogue, "-c", "LINAC/BPM/001"});
   EXPECT_EQ(result.exit_code, 1);
@@ -374,7 +374,7 @@ TEST(RequestForNothing, SaysThatCataloguedFilesWereMoved) {
   EXPECT_EQ(event_numbers(found.out).size(), 3u) << found.err;
 }
 
-TEST(RequestForNothing, TellsOfPeriodsThatNamesMayMiss) {
+TEST(RequestForNothing, WarnsOfPeriodsThatNamesMayMiss) {
   const archive& made = archive_of("current");
   const process_result result = run_at_once(
       {"read", "--from", "2025-02-01", "--to", "2025-02-02", "--data", made.data, "-c", "LINAC/BPM/001"});

@@ -1,4 +1,4 @@
-// Ctrl-C and closed pipes: the tool ends quietly and leaves nothing half-made.
+// Ctrl-C and closed pipes: the tool ends quietly and leaves no partial files.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -21,7 +21,7 @@ TEST(Signals, AClosedPipeEndsItQuietly) {
 }
 
 TEST(Signals, InterruptEndsItQuietlyAndLeavesNoFile) {
-  // The answer key goes into a pipe: its first line says that the work goes on.
+  // The answer key goes into a pipe: its first line shows that the work has begun.
   const temporary_folder folder;
   const std::string pipe = folder.file("key");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);

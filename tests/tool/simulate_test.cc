@@ -1,4 +1,4 @@
-// ravo simulate: the same seed gives the same bytes, and options mean what they say.
+// ravo simulate: the same seed gives the same bytes, and options do what they say.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -86,7 +86,7 @@ TEST(Simulate, MakesItsFolderAndListsTheFiles) {
   EXPECT_EQ(listed, raw_files(inner));
 }
 
-TEST(Simulate, TellsIrregularChannelsApart) {
+TEST(Simulate, DistinguishesIrregularChannels) {
   std::map<std::string, std::set<unsigned>> events;
   for (const json& line : demo().key) events[line.at("channel")].insert(line.at("event").get<unsigned>());
   EXPECT_EQ(events["LINAC/BPM/001"].size(), 80u);

@@ -1,4 +1,4 @@
-// ravo index and ravo headers, held against the answer key and against the bytes of the file themselves.
+// ravo index and ravo headers, checked against the answer key and against the bytes of the file.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ using testing::HasSubstr;
 
 const std::string& file() { return demo().files[0]; }
 
-// The bytes of the first demo file as words and texts, wherever they are.
+// The bytes of the first demo file as words and texts, at any offset.
 class file_bytes {
  public:
   std::uint32_t word(std::size_t at) const {
@@ -174,7 +174,7 @@ TEST(Headers, OfAnUnknownChannelAreRefused) {
             "ravo: " + file() + ": no channel LINAC/TOROID/SPAR; did you mean LINAC/TOROID/SPARE?\n");
 }
 
-// The errors of a block are what front ends have to tell: damaged data do not hide them.
+// Front ends report errors in a block's head: damaged data do not hide them.
 TEST(Headers, ShowErrorsOfABlockWhoseDataAreDamaged) {
   const temporary_folder folder;
   std::vector<unsigned char> bytes = read_file(file());
@@ -189,7 +189,7 @@ TEST(Headers, ShowErrorsOfABlockWhoseDataAreDamaged) {
   const process_result lines = run_tool({"headers", damaged, "LINAC/BPM/001", "--limit", "1", "--json"});
   EXPECT_EQ(json_lines(lines.out).at(0).at("channel_block").at("error_text"),
             "0x40000021 (RAVO_SB_ERR_NOT_COLLECTED RAVO_SB_ERR_OLD_DATA RAVO_CHAN_ZIP_FLAG)");
-  // So does reading say them, where the data are sound.
+  // Reading reports them too, if the data are good.
   std::vector<unsigned char> sound = read_file(file());
   sound.at(block + 263) |= 0x21;
   const std::string marked = folder.write("linac_main_run1_file1_20250301T080000Z.raw", sound);

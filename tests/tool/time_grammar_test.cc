@@ -1,4 +1,4 @@
-// Times as people write them, read against a fixed "now". Moments were worked out with date(1).
+// Times as people write them, read with a fixed "now". The moments were computed with date(1).
 #include "ravo_dataset/time_grammar.h"
 
 #include <gtest/gtest.h>
@@ -169,11 +169,11 @@ TEST(TimeGrammar, CrossesTheChangeOfClocks) {
   expect_time("2025-03-30T03:00", berlin, 1743296400);
   expect_time("2025-10-26T01:59:59", berlin, 1761436799);
   expect_time("2025-10-26T03:00", berlin, 1761444000);
-  // 22:00 of the day that has 23 hours: a day of a span has 24 all the same, yesterday is the calendar's.
-  const time_context behind{{1743364800, 0}, *time_zone::named("Europe/Berlin"), {}};
-  expect_time("-1d", behind, 1743278400);
-  expect_time("yesterday 22:00", behind, 1743282000);
-  expect_time("today", behind, 1743289200);
+  // 22:00 of the day that has 23 hours: a day of a span still has 24, but yesterday is the calendar's.
+  const time_context after_change{{1743364800, 0}, *time_zone::named("Europe/Berlin"), {}};
+  expect_time("-1d", after_change, 1743278400);
+  expect_time("yesterday 22:00", after_change, 1743282000);
+  expect_time("today", after_change, 1743289200);
 }
 
 TEST(TimeGrammar, SaysThatATimeNeverWas) {

@@ -1,5 +1,5 @@
-// Time zones: by offset and by name, with the days on which clocks are changed. The moments were worked
-// out with date(1).
+// Time zones: by offset and by name, with the days on which
+// clocks change. The moments were computed with date(1).
 #include "ravo_dataset/time_zone.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Times as the tool writes them.
+// Times as the tool prints them.
 #include "common/times.h"
 
 #include <gtest/gtest.h>

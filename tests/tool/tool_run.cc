@@ -33,7 +33,7 @@ std::vector<nlohmann::json> json_lines(const std::string& text) {
 
 namespace {
 
-// Where the closing object begins; the end of the text when there is none.
+// The begin of the closing object; the end of the text if there is none.
 std::size_t closing_place(const std::string& lines) {
   if (lines.size() < 2) return lines.size();
   const auto end_before = lines.rfind('\n', lines.size() - 2);

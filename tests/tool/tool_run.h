@@ -1,4 +1,4 @@
-// Runs of the tool, and the small simulated files that most tests of it look at.
+// Runs of the tool, and the small simulated files that most of its tests use.
 #ifndef RAVO_TEST_TOOL_RUN_H
 #define RAVO_TEST_TOOL_RUN_H
 
@@ -17,15 +17,15 @@ process_result run_tool(const std::vector<std::string>& arguments);
 /// The tool's verbs, as its help lists them.
 std::vector<std::string> verbs_of_the_tool();
 
-/// The JSON objects of a text of JSON lines; throws for a line that is none.
+/// The JSON objects of a text of JSON lines; throws for a line that is not valid.
 std::vector<nlohmann::json> json_lines(const std::string& text);
 
-/// The lines of a text of JSON lines but the last one, in which the verbs of the dataset layer close with
-/// the selection and the ledger. Of the classic reader, which has no such line, all of them.
+/// The lines of a text of JSON lines without the last one, in which the verbs of the dataset layer
+/// print the selection and the ledger. The classic reader has no such line: all of its lines.
 std::string without_closing(const std::string& lines);
 /// The JSON objects of those.
 std::vector<nlohmann::json> event_lines(const std::string& text);
-/// The closing object; throws when there is none.
+/// The closing object; throws if there is none.
 nlohmann::json closing_of(const std::string& text);
 
 /// The raw files in a folder, in the order of their names.
@@ -43,7 +43,7 @@ const demo_data& demo();
 /// The same machine in files of a generation, "current" or "older".
 const demo_data& demo_of(const std::string& generation);
 
-/// `ravo read` over the demo files with these arguments behind the files.
+/// `ravo read` over the demo files with these arguments after the files.
 process_result read_demo(const std::vector<std::string>& arguments, const demo_data& data = demo());
 
 /// The event numbers of JSON lines of `ravo read`.

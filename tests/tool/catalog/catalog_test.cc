@@ -12,7 +12,7 @@ using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-// The demo's files are fresh: without the reader's switch they would count as still growing.
+// The demo's files are new: without the reader's switch they would count as still growing.
 class Catalog : public testing::Test {
  protected:
   Catalog() { setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1); }
@@ -158,14 +158,14 @@ TEST_F(Catalog, ReadNamesWhatItPassesOverAndFindsTheFilesByTheirNames) {
   build();
   const std::string run = directory() + "/linac/main/runs/0/run1.xml";
   std::filesystem::resize_file(run, 0);
-  const std::string told =
+  const std::string message =
       "ravo: Run catalogue: " + run + " is passed over: it is empty; build the catalogue again\n";
   for (const char* how : {"--explain", "--classic", "--json"}) {
     const process_result result =
         run_tool({"read", "--run", "1", "--catalog", directory(), "--data", demo().folder.path().string(),
                   "--channel", "LINAC/BPM/001", how});
     EXPECT_EQ(result.exit_code, 0) << how << result.err;
-    EXPECT_THAT(result.err, HasSubstr(told)) << how;
+    EXPECT_THAT(result.err, HasSubstr(message)) << how;
     EXPECT_THAT(result.out, testing::Not(testing::IsEmpty())) << how;
   }
 }

@@ -119,10 +119,10 @@ std::string write_odd_file(const temporary_folder& folder) {
   const int text = to.channel("TEXT", RAVO_BLOCK_NAME_VALUE_STRING);
   to.channel("NEVER", RAVO_BLOCK_TOROID, ravo_compression::none, 600);
 
-  const ravo_upd_data_block told{"THE.PROPERTY", 3, {noon, 17}, 2.5F};
+  const ravo_upd_data_block update_data{"THE.PROPERTY", 3, {noon, 17}, 2.5F};
   to.event(1, RAVO_EV_BOR, {noon, 5});
   to.server(std::string(47, 's'), {noon, 6}, 1);
-  to.data(begin, host(told));
+  to.data(begin, host(update_data));
   to.end();
   for (std::uint32_t i = 0; i < 3; ++i) {
     const time_stamp time{noon + 1 + i / 2, 0};  // two of them are equal
@@ -145,7 +145,7 @@ std::string write_odd_file(const temporary_folder& folder) {
   }
   to.event(200, RAVO_EV_UPD, {noon + 3, 0});
   to.server("SLOW", {noon + 3, 1}, -5);
-  to.data(update, host(told), RAVO_FE_TIME_INV);
+  to.data(update, host(update_data), RAVO_FE_TIME_INV);
   to.end();
   to.event(201, RAVO_EV_ENV, {noon + 3, 500});
   to.server("SLOW", {noon + 3, 501}, -6);
@@ -155,13 +155,14 @@ std::string write_odd_file(const temporary_folder& folder) {
   to.end();
   to.event(203, RAVO_EV_EOR, {noon + 5, 999999});
   to.server("SLOW", {noon + 5, 0}, 0);
-  to.data(end, host(told));
+  to.data(end, host(update_data));
   to.end();
   return to.close();
 }
 
-// By docs/raw-format.md: a spectrum gets eight words for a head instead of four, the means say that they
-// are there; an update's property gets 256 bytes instead of 80; all else is the same in both.
+// By docs/raw-format.md: the head of a spectrum becomes eight words instead of four, and says that there
+// are means; the property of an update becomes 256 bytes instead of 80; everything else is the same in
+// both.
 std::vector<unsigned char> expected_data(std::uint32_t older_type,
                                          const std::vector<unsigned char>& older) {
   const bool is_update = older_type == 1 || older_type == 4 || older_type == 5 || older_type == 31;
@@ -212,7 +213,7 @@ void expect_same_contents(const older_raw_file& older, const current_raw_file& c
                 current.event_at(after.entries[n].offset).server_blocks);
     }
   }
-  // The heads of all server blocks, those without channels too, one behind the other.
+  // The heads of all server blocks, including those without channels, back to back.
   const std::size_t heads = (older.word(older.reference(160) + 4) - 8) / layout_2009::server_block;
   ASSERT_EQ(heads, (current.word(current.reference(160) + 4) - 8) / layout_2010::server_block);
   for (std::size_t i = 0; i < heads; ++i) {

@@ -1,5 +1,5 @@
-// ravo convert: what it keeps, held against the bytes of both files and against the simulator's answer key;
-// what it puts down as lost; where the new files go.
+// ravo convert: what it keeps, checked against the bytes of both files and against
+// the simulator's answer key; what it records as lost; where the new files go.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -103,7 +103,7 @@ TEST_F(Convert, OfTheSimulatedMachineKeepsEveryByte) {
   EXPECT_EQ(total.at("events"), lines[0].at("events").get<int>() + lines[1].at("events").get<int>());
 }
 
-// The tool reads the conversion as it reads the older files, but for the types and what follows from them.
+// The tool reads the conversion like the older files, except for the types and what follows from them.
 TEST_F(Convert, IsReadLikeTheOlderFiles) {
   const demo_data& data = demo_of("older");
   convert(data.files);
@@ -202,7 +202,7 @@ std::vector<unsigned char> payload_of(const ravo::data_type& type) {
   return {'t', 'e', 'x', 't', 0};
 }
 
-TEST_F(Convert, GivesEveryOlderTypeItsCurrentOneAndTellsWhatThatLoses) {
+TEST_F(Convert, GivesEveryOlderTypeItsCurrentOneAndSaysWhatIsLost) {
   ravo_daq_writer writer;
   const auto must = [&writer](int status) {
     if (status < 0) throw std::runtime_error(writer.get_last_error());
@@ -251,7 +251,7 @@ TEST_F(Convert, GivesEveryOlderTypeItsCurrentOneAndTellsWhatThatLoses) {
 
 // ---- where files go -------------------------------------------------------------------------------------
 
-TEST_F(Convert, TellsPeopleWhatItDid) {
+TEST_F(Convert, ReportsItsWorkToPeople) {
   const std::string older = demo_of("older").files[0];
   const process_result result = run_tool({"convert", older, "--into", into, "--verify"});
   EXPECT_EQ(result.exit_code, 0) << result.err;
@@ -312,7 +312,7 @@ TEST_F(Convert, NeverReplacesWhatItReads) {
   EXPECT_EQ(read_file(older), bytes);
 }
 
-// What is wrong with the folder is said once, however many files there are.
+// A problem of the folder is reported once, however many files there are.
 TEST_F(Convert, SaysOnceThatTheFolderIsNone) {
   const std::string one = write_odd_file(folder);
   const process_result unnamed = run_tool({"convert", one, demo_of("older").files[0], "--into", ""});
@@ -361,7 +361,7 @@ TEST_F(Convert, RefusesFilesThatWouldTakeOnePlace) {
   EXPECT_FALSE(fs::exists(into));
 }
 
-TEST_F(Convert, GoesOnBehindAFileThatIsDamaged) {
+TEST_F(Convert, GoesOnAfterADamagedFile) {
   const std::string good = write_odd_file(folder);
   std::vector<unsigned char> bytes = read_file(good);
   bytes.resize(bytes.size() / 2);

@@ -1,5 +1,5 @@
-// Older files with a few words changed, anywhere: ravo convert either refuses one in words, or keeps all
-// that it says, which --verify then finds. Nothing half-made stays behind.
+// Older files with a few words changed, anywhere: ravo convert either refuses a file in words,
+// or keeps everything that it says, which --verify checks. No partial file stays behind.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-// Older files that ravo convert does not rewrite, put together by hand: damaged ones, such that contradict
-// themselves, and such that the current generation cannot say. Nothing of them appears in the folder.
+// Handmade older files that ravo convert does not rewrite: damaged files, files that contradict
+// themselves, and files that the current generation cannot express. No part of them appears in the folder.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -136,7 +136,7 @@ TEST_F(ConvertRefusals, OfPointersThatLeadNowhere) {
   expect_refusal(content, "contradicts itself: a pointer of channel PACKED leads to no server block");
 }
 
-TEST_F(ConvertRefusals, OfABlockBehindTheEndOfTheFile) {
+TEST_F(ConvertRefusals, OfABlockAfterTheEndOfTheFile) {
   bytes content = made.build();
   content.set_u32(pointer(0, 0) + 8, static_cast<std::uint32_t>(content.size()) - 8);
   expect_refusal(content, "damaged: a block of channel PLAIN at " + std::to_string(content.size() - 8) +
@@ -196,7 +196,7 @@ TEST_F(ConvertRefusals, OfDamagedBlocks) {
                                    " cannot be decoded: its data do not agree with its type");
 }
 
-// However large a length word is, no more is read than the file has.
+// Whatever the length word says, no more is read than the file has.
 TEST_F(ConvertRefusals, OfLengthsThatLeaveTheFile) {
   for (const std::int32_t length : {0x7fffffff, -1, 0, 43}) {
     made.channels[0].blocks[0].ldata = length;
@@ -230,8 +230,8 @@ TEST_F(ConvertRefusals, OfDescriptionsThatCannotBeRead) {
   EXPECT_THAT(result.err, testing::StartsWith("ravo: " + file + ": channel descriptions: "));
 }
 
-// ---- what is put down instead of being refused
-// ------------------------------------------------------------
+// ---- what is recorded instead of being refused
+// -----------------------------------------------------------
 
 class ConvertLosses : public ConvertRefusals {
  protected:
@@ -296,7 +296,7 @@ TEST_F(ConvertLosses, AreNotDescriptionsOfOtherChannels) {
   EXPECT_NE(second, xml.npos);
 }
 
-// Headers need not lie in the order of time; the writer gives them in it.
+// Headers need not be in order of time; the writer sorts them.
 TEST_F(ConvertLosses, AreNotEventsThatLieInAnotherOrder) {
   made.channels.pop_back();
   made.events = {{500, 1700000005}, {501, 1700000001, 0, RAVO_EV_IMAGE}, {502, 1700000006}};

@@ -1,5 +1,5 @@
-// ravo convert --verify-only finds a conversion that does not hold what the older file holds, whatever it
-// is that was spoiled, and says where.
+// ravo convert --verify-only detects a conversion that differs
+// from the older file, whatever was spoiled, and says where.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -141,7 +141,7 @@ TEST_F(ConvertVerify, FindsAnotherServerBlock) {
 }
 
 TEST_F(ConvertVerify, FindsAnotherServerBlockWithoutChannels) {
-  // It lies between the two that have channels.
+  // This one is between the two that have channels.
   expect_word_found(server("POSITION", 0) + 284 + 12, 99,
                     "server block 2 of event 100, macro-pulse: 12 before, 99 after");
 }

@@ -89,7 +89,7 @@ TEST_P(Column, OfEveryChannelHasItsRows) {
   }
 }
 
-TEST_P(Column, OfASlowChannelTellsItsOwnTimes) {
+TEST_P(Column, OfASlowChannelHasItsOwnTimes) {
   std::map<unsigned, double> values;
   const process_result read =
       run_tool({"read", data.files[0], data.files[1], "-c", "LINAC/MAGNET/001", "--json", "--classic"});
@@ -102,7 +102,7 @@ TEST_P(Column, OfASlowChannelTellsItsOwnTimes) {
   }
 }
 
-// Members one behind the other, each with its numbers.
+// Members one after another, each with its numbers.
 TEST_P(Column, HasAllNumbersWhenThatIsAskedFor) {
   const auto key = key_of(data, "LINAC/BPM/001");
   const process_result result = column("LINAC/BPM/001", {"--values", "--json", "--limit", "7"});
@@ -129,7 +129,7 @@ TEST_P(Column, HasAllNumbersWhenThatIsAskedFor) {
   EXPECT_EQ(event_lines(column("LINAC/BPM/001", {"--json", "--limit", "0"}).out).size(), key.size());
 }
 
-// Its groups are no members.
+// Its groups are not members.
 TEST_P(Column, OfOneMemberOfSeveralGroupsHasNoMembers) {
   const process_result result = column("LINAC/SPECTRUM/001:1", {"--json", "--limit", "1"});
   const json row = event_lines(result.out).at(0);

@@ -1,5 +1,5 @@
-// ravo digest: the same whatever the threads, the way of reading and the cut of the files; another one when
-// a byte, a status or an event is another.
+// ravo digest: independent of the threads, the way of reading and the
+// division into files; different if a byte, a status or an event differs.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -69,7 +69,7 @@ TEST_P(Digest, IsAnotherOneOfOtherEvents) {
   EXPECT_NE(all.at("LINAC/BPM/001").first, fewer.at("LINAC/BPM/001").first);
 }
 
-TEST_P(Digest, TellsWhichChannelIsDamaged) {
+TEST_P(Digest, ShowsWhichChannelIsDamaged) {
   const auto simulate = [&](const temporary_folder& into, const std::vector<std::string>& more) {
     std::vector<std::string> arguments = {
         "simulate", into.path().string(), "--files", "1", "--events", "20", "--channels",
@@ -102,8 +102,8 @@ TEST_P(Digest, OfTheReaderNeedsChannels) {
   EXPECT_EQ(result.err, "ravo: --classic: --channel is required; -c '*' is all channels\n");
 }
 
-// Of lists and generic spectra the type does not say how many members a block has: they are those that were
-// asked for all the same.
+// For lists and generic spectra the type does not say how many members
+// a block has: the members that were asked for are read all the same.
 TEST_P(Digest, OfAMemberIsItsOwnHoweverItIsStored) {
   const std::vector<std::string> labels = {"LINAC/SPECTRUM/001:0", "LINAC/SPECTRUM/001:1",
                                            "LINAC/STATUS/001:0", "LINAC/STATUS/001:2", "LINAC/BPM/001:1"};

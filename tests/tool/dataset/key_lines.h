@@ -1,4 +1,4 @@
-// The simulator's answer key, as the tests of the dataset layer's verbs ask it.
+// The simulator's answer key in the form that the tests of the dataset layer's verbs need.
 #ifndef RAVO_TEST_KEY_LINES_H
 #define RAVO_TEST_KEY_LINES_H
 
@@ -18,7 +18,7 @@ inline std::map<unsigned, nlohmann::json> key_of(const demo_data& data, const st
   return lines;
 }
 
-/// The channels that the key has lines of.
+/// The channels for which the key has lines.
 inline std::set<std::string> channels_of(const demo_data& data) {
   std::set<std::string> names;
   for (const nlohmann::json& line : data.key) names.insert(line.at("channel"));

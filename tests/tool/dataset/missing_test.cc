@@ -1,5 +1,5 @@
-// What the verbs of the dataset layer make of damage: values that say why they are missing, the ledger, and
-// exit codes by policy. The simulator damages the files and says where.
+// How the verbs of the dataset layer handle damage: values that say why they are missing,
+// the ledger, and exit codes by policy. The simulator damages the files and says where.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -37,7 +37,7 @@ struct damaged_data {
   json expected;  // the finding that names channel and event
 };
 
-// A bit is turned over in one compressed block.
+// One bit of a compressed block is flipped.
 class MissingValue : public testing::TestWithParam<const char*> {
  protected:
   MissingValue() : channel(data.expected.at("channel")), event(data.expected.at("event")) {}
@@ -159,8 +159,8 @@ TEST_P(MissingValue, DoesNotConcernAPlan) {
   EXPECT_EQ(result.exit_code, 0) << result.err;
 }
 
-// A slow value that cannot be read is missing at its own event; where it would be held, it says why there
-// is none, and does not count again.
+// A slow value that cannot be read is missing at its own event; at events
+// where it would be held, it says why it is missing, and is not counted again.
 TEST(MissingSlowValue, IsNotThereWhereItWouldBeHeld) {
   const damaged_data data("current", "compressed-update");
   const std::string channel = data.expected.at("channel");
@@ -192,7 +192,7 @@ TEST(MissingSlowValue, IsNotThereWhereItWouldBeHeld) {
 
 // ---- files -------------------------------------------------------------------------------------------
 
-TEST(MissingFile, IsLeftOutAndTold) {
+TEST(MissingFile, IsLeftOutAndReported) {
   const damaged_data data("current", "truncated");
   const std::string folder = data.folder.path().string();
   for (const std::string verb : {"read", "plan", "digest", "stat"}) {
@@ -211,7 +211,7 @@ TEST(MissingFile, IsLeftOutAndTold) {
     EXPECT_EQ(strict.exit_code, 1);
     EXPECT_EQ(strict.out, "");
     EXPECT_THAT(strict.err, StartsWith("ravo: " + data.files[0] + ": not a readable raw file: ")) << verb;
-    // How many values it held is not known, so that no share but all of them can be said to be kept.
+    // The number of its values is not known, so any limit below 100 % counts as exceeded.
     const process_result limited = run_tool({verb, folder, "-c", "LINAC/BPM/001", "--max-missing", "99%"});
     EXPECT_EQ(limited.exit_code, 1) << verb;
     EXPECT_EQ(limited.err, strict.err) << verb;
@@ -228,8 +228,8 @@ TEST(MissingFile, OfWhichThereIsNoOtherIsRefused) {
   EXPECT_THAT(result.err, StartsWith("ravo: " + data.files[0] + ": not a readable raw file: "));
 }
 
-// A file of the run catalogue is not where it was, and nothing was ever recorded of two of the runs.
-TEST(MissingFile, ThatTheCatalogueListsIsTold) {
+// A file of the run catalogue is missing, and nothing was ever recorded in two of the runs.
+TEST(MissingFile, ThatTheCatalogueListsIsReported) {
   const temporary_folder place;
   const std::string data = place.file("data"), catalogue = place.file("catalogue");
   const auto run = [](std::vector<std::string> arguments) {
@@ -278,8 +278,8 @@ TEST(TooLittleMemory, IsSaidWithExitCode1) {
   EXPECT_EQ(closing_of(result.out).at("end"), "memory_exceeded");
 }
 
-// The output goes into a pipe that holds much less than all of it: the tool is in the middle when it is
-// interrupted.
+// The output goes into a pipe that holds much less than all
+// of it: the tool is still printing when it is interrupted.
 TEST(Interrupt, EndsAReadingWithTheLedgerOfWhatWasDelivered) {
   const temporary_folder folder;
   const std::string pipe = folder.file("out");

@@ -56,7 +56,7 @@ TEST_P(Plan, CountsWhatASelectionLeaves) {
   for (const json& line : event_lines(out)) EXPECT_EQ(line.at("values"), 3);
 }
 
-// Plain blocks have no more bytes decoded than stored but for their heads; zlib blocks have many more.
+// Plain blocks have as many bytes decoded as stored except for their heads; zlib blocks have many more.
 TEST_P(Plan, KnowsHowMuchDecodingMakes) {
   for (const json& line : event_lines(plan({"-c", "LINAC/BPM/00[12]"}))) {
     std::uint64_t bytes = 0;

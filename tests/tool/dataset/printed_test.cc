@@ -1,6 +1,6 @@
-// What the closing says of a reading is what was printed: also when Ctrl-C ends it, when a policy does, and
-// when only a part was asked for. And the selection that it prints gives the same values again, whatever
-// option was used.
+// The closing lines of a reading describe what was printed: even if Ctrl-C
+// or a policy ends it, or if only a part was asked for. And the selection
+// that it prints gives the same values again, whatever option was used.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,8 +28,8 @@ struct interrupted_run {
   std::string out;
 };
 
-/// Runs the tool into a pipe that is not read from, once its first bytes have come, until Ctrl-C was
-/// pressed: what it has to print must be much more than a pipe holds, so that it waits for its reader.
+/// Runs the tool into a pipe that is not read after its first bytes until Ctrl-C was
+/// pressed: it must print much more than a pipe holds, so that it waits for its reader.
 interrupted_run interrupt_while_printing(const std::string& arguments) {
   const temporary_folder folder;
   const std::string pipe = folder.file("out");
@@ -52,7 +52,7 @@ interrupted_run interrupt_while_printing(const std::string& arguments) {
   return run;
 }
 
-/// Rows of which is enough for the pipe: the numbers of many spectra.
+/// A simulation with more rows than a pipe holds: the numbers of many spectra.
 struct long_run {
   temporary_folder folder;
   std::string path = folder.path().string();

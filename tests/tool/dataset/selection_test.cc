@@ -1,5 +1,5 @@
-// What verbs of the dataset layer are told to read: selections as a text, as words, as options, folders;
-// and the text that they print back.
+// What verbs of the dataset layer are asked to read: selections as a
+// text, as words, as options, folders; and the text that they print.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -94,7 +94,7 @@ TEST_P(Selection, JoinsAsItSays) {
   EXPECT_EQ(with.size(), key_of(data, "LINAC/BPM/HALF_RATE").size());
 }
 
-// A text means the same wherever it is read; options show what a slow channel told last.
+// A text means the same wherever it is read; options show the last value of a slow channel.
 TEST_P(Selection, OfATextHoldsSlowValuesOnlyWhenItSaysSo) {
   const std::string text = "file=" + folder + " chan=LINAC/BPM/001,LINAC/MAGNET/001 event=1000001-1000003";
   const auto held = [&](const std::string& out) {
@@ -128,7 +128,7 @@ TEST_P(Selection, MarksHeldValuesThatAreTooOld) {
   EXPECT_THAT(table.out, testing::ContainsRegex("  \\(stale, [0-9]+ ms\\)\n"));
 }
 
-TEST_P(Selection, IsToldToPeopleBehindTheEventsWithTheLedger) {
+TEST_P(Selection, IsPrintedToPeopleAfterTheEventsWithTheLedger) {
   const process_result result =
       run_tool({"read", "file=" + folder + " chan=LINAC/BPM/001,LINAC/BPM/002 event=1000007"});
   EXPECT_EQ(result.exit_code, 0);
@@ -137,7 +137,7 @@ TEST_P(Selection, IsToldToPeopleBehindTheEventsWithTheLedger) {
                             "ledger: 2 values expected = 2 delivered + 0 missing\n");
 }
 
-// Read in another directory, a relative path would be another file.
+// In another directory a relative path would be another file.
 TEST_P(Selection, IsPrintedWithPathsThatHoldAnywhere) {
   const auto run = [&](const std::string& arguments) {
     return run_process({"/bin/sh", "-c",

@@ -1,4 +1,4 @@
-// ravo stat against the simulator's answer key, counted here anew.
+// ravo stat against the simulator's answer key, which is counted here independently.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -36,7 +36,7 @@ INSTANTIATE_TEST_SUITE_P(Generations, Stat, testing::Values("current", "older"),
                            return std::string(tested.param);
                          });
 
-// Of two entries that a channel has of one event one is delivered: stat and ledger count the other alike.
+// If a channel has two entries of one event, one is delivered: stat and ledger count the other alike.
 TEST_P(Stat, SaysTheSameOfWhatIsMissingAsItsLedger) {
   const temporary_folder twice;
   for (const std::string& file : data.files)
@@ -108,13 +108,13 @@ TEST_P(Stat, SummarisesEachMemberOverAllValues) {
         sum += one.at("mean").get<double>() * one.at("count").get<double>();
         count += one.at("count").get<std::uint64_t>();
       }
-      const json& told = row.at("values")[member];
-      EXPECT_EQ(told.at("count"), count) << channel;
-      EXPECT_EQ(told.at("not_finite"), 0);
-      EXPECT_EQ(told.at("min"), least) << channel;
-      EXPECT_EQ(told.at("max"), greatest) << channel;
+      const json& reported = row.at("values")[member];
+      EXPECT_EQ(reported.at("count"), count) << channel;
+      EXPECT_EQ(reported.at("not_finite"), 0);
+      EXPECT_EQ(reported.at("min"), least) << channel;
+      EXPECT_EQ(reported.at("max"), greatest) << channel;
       const double mean = sum / static_cast<double>(count);
-      EXPECT_NEAR(told.at("mean").get<double>(), mean, 1e-9 * std::max(1.0, std::abs(mean))) << channel;
+      EXPECT_NEAR(reported.at("mean").get<double>(), mean, 1e-9 * std::max(1.0, std::abs(mean))) << channel;
     }
   }
 }
@@ -135,20 +135,20 @@ TEST_P(Stat, FindsTheGaps) {
         ++gaps;
         left_out += distance / usual - 1;
       }
-    const json& told = rows.at(channel).at("gaps");
-    EXPECT_EQ(told.at("count"), gaps) << channel;
-    EXPECT_EQ(told.at("events"), left_out) << channel;
-    EXPECT_EQ(told.contains("longest"), gaps > 0);
+    const json& reported = rows.at(channel).at("gaps");
+    EXPECT_EQ(reported.at("count"), gaps) << channel;
+    EXPECT_EQ(reported.at("events"), left_out) << channel;
+    EXPECT_EQ(reported.contains("longest"), gaps > 0);
     if (gaps == 0) continue;
     const auto longest = std::max_element(distances.begin(), distances.end());
-    EXPECT_EQ(told.at("longest"), *longest);
-    EXPECT_EQ(told.at("behind_event"), events[static_cast<std::size_t>(longest - distances.begin())]);
+    EXPECT_EQ(reported.at("longest"), *longest);
+    EXPECT_EQ(reported.at("behind_event"), events[static_cast<std::size_t>(longest - distances.begin())]);
   }
   EXPECT_GT(rows.at("LINAC/TOROID/GAPS").at("gaps").at("count"), 0);
   EXPECT_EQ(rows.at("LINAC/BPM/HALF_RATE").at("gaps").at("count"), 0);
 }
 
-TEST_P(Stat, TellsTheRate) {
+TEST_P(Stat, ReportsTheRate) {
   const auto rows = stat({"-c", "LINAC/BPM/*"});
   EXPECT_NEAR(rows.at("LINAC/BPM/001").at("rate"), 10.0, 0.05);
   EXPECT_NEAR(rows.at("LINAC/BPM/HALF_RATE").at("rate"), 5.0, 0.05);
@@ -203,8 +203,8 @@ TEST_P(Stat, IsATableForPeople) {
                             "ledger: 80 values expected = 80 delivered + 0 missing\n");
 }
 
-// Two frames of four, the second of which is compressed and the fourth cut off.
-TEST(StatOfFrames, TellsThoseThatAreNoPictures) {
+// Four frames, of which the second is compressed and the fourth truncated.
+TEST(StatOfFrames, CountsThoseThatAreNoPictures) {
   const temporary_folder folder;
   handmade_file file;
   handmade_channel camera("CAMERA");

@@ -1,5 +1,5 @@
-// What `ravo show` writes at the axis of a spectrum: what the file describes, and nothing where it does
-// not.
+// What `ravo show` writes at the axis of a spectrum:
+// the file's description, and nothing if there is none.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@ using nlohmann::json;
 using testing::HasSubstr;
 using testing::Not;
 
-// The file of one generic spectrum of which this is said.
+// The path of a file with one generic spectrum that has this description.
 std::string spectrum_file(const temporary_folder& folder, const described& words) {
   return write_one_event(folder, {{"SPECTRUM", RAVO_BLOCK_GENERIC_SPECT,
                                    spectrum_data(1, 1, 400, 0.5F, 0, {1, 2, 3, 2}), words}});

@@ -1,5 +1,5 @@
-// Colour maps, by the lightness that the CIE gives a colour of a screen; and which brightness they reach
-// over.
+// Colour maps, by the lightness that the CIE gives a colour
+// of a screen; and the range of brightness that they cover.
 #include "drawing/picture/colour_map.h"
 
 #include <gtest/gtest.h>

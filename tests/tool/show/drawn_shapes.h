@@ -1,5 +1,5 @@
-// A ruler whose letters are all alike, whatever fonts the machine has, and what tests ask of a drawn
-// picture.
+// A ruler whose letters are all equally wide, whatever
+// fonts the machine has, and queries of a drawn picture.
 #ifndef RAVO_TEST_DRAWN_SHAPES_H
 #define RAVO_TEST_DRAWN_SHAPES_H
 
@@ -34,7 +34,7 @@ inline std::vector<std::string> texts_of(const drawing::picture& drawn) {
   return texts;
 }
 
-/// The room that a text takes.
+/// The space that a text takes.
 inline drawing::box room_of(const drawing::text_shape& text) {
   const drawing::text_size size = even_ruler().measure(text.words, text.style);
   if (text.runs == drawing::direction::upward)
@@ -50,7 +50,7 @@ inline bool overlap(const drawing::box& one, const drawing::box& other) {
          other.top < one.bottom();
 }
 
-/// Lines of more than two points, or of two that run aslant: curves, not axes.
+/// Lines of more than two points, or oblique lines of two: curves, not axes.
 inline std::vector<drawing::path_shape> curves_of(const drawing::picture& drawn) {
   std::vector<drawing::path_shape> curves;
   for (const auto& path : all_of<drawing::path_shape>(drawn))

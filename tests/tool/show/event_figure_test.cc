@@ -1,4 +1,4 @@
-// Events as figures: which panels channels become, and what is written at them.
+// Events as figures: the panels for channels, and their texts.
 #include "show/event_figure.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// Figures drawn into shapes: what stands where, measured in letters that are all alike.
+// Figures drawn into shapes: the places of their parts, measured in letters that are all equally wide.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ plot_panel plot(std::span<const float> values, double start = 0, double step = 1
   return {"", "X, mm", "time, µs", {{"X", {start, step, 0, values.size(), values}}}, ""};
 }
 
-// Of all texts: inside the picture, and none on another.
+// Expects all texts inside the picture and apart from each other.
 void expect_texts_apart(const picture& made) {
   const auto texts = all_of<text_shape>(made);
   for (std::size_t i = 0; i < texts.size(); ++i) {
@@ -41,7 +41,7 @@ void expect_texts_apart(const picture& made) {
   }
 }
 
-// Of a curve: inside the frame, and not on it.
+// Expects a point of a curve inside the frame, and not on it.
 void expect_inside(const box& frame, const point& at) {
   EXPECT_GT(at.x, frame.left + 1);
   EXPECT_LT(at.x, frame.right() - 1);
@@ -103,7 +103,7 @@ TEST(Figure, LeavesGapsWhereValuesAreNotFiniteAndCountsThem) {
   std::vector<std::size_t> lengths;
   for (const path_shape& curve : curves_of(made)) lengths.push_back(curve.points.size());
   EXPECT_THAT(lengths, ElementsAre(2u, 2u, 2u));
-  // The one between two that are not finite is a point of its own, larger than the marks on lines.
+  // The value between two that are not finite is a point of its own, larger than the marks on lines.
   const auto discs = all_of<disc_shape>(made);
   EXPECT_EQ(std::count_if(discs.begin(), discs.end(), [](const disc_shape& one) { return one.radius > 3; }),
             1);
@@ -140,7 +140,7 @@ TEST(Figure, NamesTheFirstAndTheLastOfManyGroups) {
   EXPECT_THAT(texts, Not(Contains("group 2")));
 }
 
-TEST(Figure, TellsCurvesOfOnePanelApart) {
+TEST(Figure, DistinguishesCurvesOfOnePanel) {
   const float values[] = {0, 1}, more[] = {1, 0};
   for (const std::size_t count : {2u, 7u, 20u}) {
     plot_panel panel = plot(values);
@@ -276,7 +276,8 @@ TEST(FrameFigure, CountsPixelsOfTheSensor) {
   int labels = 0;
   for (const auto& text : all_of<text_shape>(made)) {
     if (text.words == "700") {
-      // The pixel of the sensor is the begin of column 30, whose middle is labelled.
+      // The label is for the pixel of the sensor at which column 30 begins; it is under the column's
+      // middle.
       EXPECT_NEAR(text.at.x, where.left + where.width * 30.5 / 100, 0.5);
       ++labels;
     }
@@ -319,7 +320,7 @@ TEST(FrameFigure, SaysThatPixelsLieBeyondTheScale) {
   const auto triangles = all_of<area_shape>(cut);
   ASSERT_EQ(triangles.size(), 1u);
   EXPECT_EQ(all_of<area_shape>(whole).size(), 0u);
-  // It is white on white, and seen by its outline.
+  // It is white on white, so only its outline shows.
   EXPECT_EQ(triangles[0].ink, ground);
   int outlines = 0;
   for (const path_shape& path : all_of<path_shape>(cut))

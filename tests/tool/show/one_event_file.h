@@ -1,4 +1,4 @@
-// A raw file of one event whose channels a test makes up: their data, and what the file says of them.
+// A raw file of one event whose channels a test defines: their data, and their descriptions.
 #ifndef RAVO_TEST_ONE_EVENT_FILE_H
 #define RAVO_TEST_ONE_EVENT_FILE_H
 
@@ -14,7 +14,7 @@
 
 namespace ravo::test {
 
-/// What the file says of a channel; empty fields are not described.
+/// A channel's description in the file; empty fields are not described.
 struct described {
   std::string units = {}, text = {}, axis = {}, axis_units = {};
 };
@@ -66,7 +66,7 @@ inline std::vector<unsigned char> frame_data(int width, const std::vector<unsign
   return bytes;
 }
 
-/// An extended frame of an area of interest; the pixels are appended by who makes the head.
+/// An extended frame of an area of interest; the caller appends the pixels.
 inline std::vector<unsigned char> extended_frame_data(ravo_image_ext_frame_head head,
                                                       const std::vector<unsigned>& pixels) {
   const std::vector<unsigned char> all = pixel_bytes(pixels, head.bpp);

@@ -1,4 +1,4 @@
-// Pictures as files: dots of PNG at known places, and what an SVG holds, whatever fonts there are.
+// Pictures as files: dots of PNG at known places, and the contents of an SVG, whatever fonts there are.
 #include "drawing/picture/picture_file.h"
 
 #include <gmock/gmock.h>
@@ -61,7 +61,7 @@ TEST(PictureFile, HasLinesAreasAndDiscsInTheirColours) {
 }
 
 TEST(PictureFile, DrawsNothingBetweenWhatWasDrawn) {
-  // A text before a line leaves its pen where it ended.
+  // A text that is drawn before a line leaves the current point at its end.
   const png_pixels dots =
       dots_of({200, 100, {text_shape{{5, 90}, "x", {}}, path_shape{{{150, 10}, {190, 10}}, red, 1}}});
   for (double x = 20; x < 140; x += 0.5)
@@ -78,7 +78,7 @@ TEST(PictureFile, HasEachPixelOfAnImageWithoutSmoothing) {
   EXPECT_EQ(at(dots, 30, 15), ground);
 }
 
-// The dots that are not of the ground, as a box in points.
+// The bounding box, in points, of the dots that have not the ground's colour.
 box inked(const png_pixels& dots) {
   unsigned left = dots.width, right = 0, top = dots.height, bottom = 0;
   for (unsigned y = 0; y < dots.height; ++y)

@@ -41,7 +41,7 @@ TEST(GreyPicture, IsMadeOfLettersWithoutColours) {
   grey_picture ramp{10, 1, {}};
   for (int i = 0; i < 10; ++i) ramp.pixels.push_back(static_cast<float>(i));
   EXPECT_EQ(terminal_picture(ramp, 80, 10, colours::none), lines{" .:-=+*#%@"});
-  // Two rows of pixels are one of letters: the mean of both.
+  // Two rows of pixels make one of letters: the mean of both.
   EXPECT_EQ(terminal_picture({2, 2, {0, 9, 0, 0}}, 80, 10, colours::none), lines{" +"});
   EXPECT_EQ(terminal_picture({2, 1, {9, 0}}, 80, 10, colours::none), lines{"@"});
 }

@@ -25,7 +25,7 @@ TEST(Ticks, AreRoundNumbers) {
   EXPECT_EQ(labels({0.0012, 0.0031}, 3), (lines{"0.002", "0.003"}));
 }
 
-TEST(Ticks, TellGreatNumbersApart) {
+TEST(Ticks, DistinguishGreatNumbers) {
   EXPECT_EQ(labels({1e9, 1e9 + 4}, 5),
             (lines{"1000000000", "1000000001", "1000000002", "1000000003", "1000000004"}));
   EXPECT_EQ(labels({0, 2e20}, 2), (lines{"0", "2e+20"}));

@@ -1,6 +1,6 @@
-// `ravo show --json` over simulated files of both generations: every channel of an event is held against
-// the answer key, and slow values and camera frames, of which the key says nothing, against `ravo read
-// --json`, which does without the user layer.
+// `ravo show --json` over simulated files of both generations: every channel of an
+// event is checked against the answer key, and slow values and camera frames, which the
+// key does not have, against `ravo read --json`, which does without the user layer.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -46,7 +46,7 @@ struct Show : testing::TestWithParam<const char*> {
     return events;
   }
 
-  // What `ravo read` says of a channel in an event.
+  // The output of `ravo read` for a channel in an event.
   json read(const std::string& channel, unsigned event) const {
     const process_result result = run_tool({"read", file(), "-c", channel, "--json"});
     for (const json& line : json_lines(result.out))
@@ -93,7 +93,7 @@ TEST_P(Show, HasEveryChannelOfAnEventAsTheKeyHasIt) {
   }
 }
 
-TEST_P(Show, HoldsWhatASlowChannelToldLast) {
+TEST_P(Show, HoldsTheLastValueOfASlowChannel) {
   const auto events = key();
   for (const unsigned number : {1000002u, 1000019u, 1000020u, 1000033u}) {
     for (const std::string channel :
@@ -135,7 +135,7 @@ TEST_P(Show, CutsOutAMember) {
   EXPECT_EQ(cut.at("members")[0], whole.at("members")[1]);
   const json two = only_channel({"-n", "1000003", "-c", "LINAC/BPM/002:2", "-c", "LINAC/BPM/002:0"});
   EXPECT_EQ(two.at("members").size(), 2u);
-  // The whole channel, however often parts of it are asked for beside it.
+  // The whole channel, however often parts of it are asked for in addition.
   EXPECT_EQ(only_channel({"-n", "1000003", "-c", "LINAC/BPM/002:2", "-c", "LINAC/BPM/002"}), whole);
   EXPECT_EQ(only_channel({"-n", "1000003", "-c", "LINAC/BPM/002", "-c", "LINAC/BPM/002:2"}), whole);
 }
@@ -180,7 +180,7 @@ TEST_P(Show, FindsTheFirstAndTheLastEventOfTheChannelsAskedFor) {
     if (blocks.contains("LINAC/BPM/HALF_RATE")) with_half_rate.push_back(number);
   EXPECT_EQ(shown({"-n", "first", "-c", "LINAC/BPM/HALF_RATE"}).at("event"), with_half_rate.front());
   EXPECT_EQ(shown({"-n", "last", "-c", "LINAC/BPM/HALF_RATE"}).at("event"), with_half_rate.back());
-  // That a run begins is an event, too, but nobody wants to see it first.
+  // The begin of a run is an event, too, but nobody wants to see it first.
   EXPECT_EQ(shown({}).at("event"), 1000001);
   EXPECT_EQ(shown({"-c", "LINAC/RUN/BEGIN"}).at("event"), 1000000);
 }
@@ -209,8 +209,8 @@ TEST_P(Show, HasTextsAndNamedValues) {
   }
 }
 
-// An older file in which slow events have no number: 101 and 102, 104 and 105 are fast, and before each
-// pair a slow channel tells something.
+// An older file in which slow events have no number: 101 and 102, 104
+// and 105 are fast, and before each pair a slow channel has a new value.
 std::string write_unnumbered(const temporary_folder& folder) {
   ravo_daq_writer writer;
   const auto check = [&writer](int status) {
@@ -245,15 +245,15 @@ std::string write_unnumbered(const temporary_folder& folder) {
   return writer.get_files().at(0);
 }
 
-TEST(ShowUnnumbered, HoldsNothingThatWasToldLater) {
+TEST(ShowUnnumbered, HoldsNoLaterValue) {
   const temporary_folder folder;
   const std::string file = write_unnumbered(folder);
-  for (const auto& [number, told] : {std::pair{101, 0}, {102, 0}, {104, 3}, {105, 3}}) {
+  for (const auto& [number, expected] : {std::pair{101, 0}, {102, 0}, {104, 3}, {105, 3}}) {
     const process_result result = run_tool({"show", file, "--json", "-n", std::to_string(number)});
     ASSERT_EQ(result.exit_code, 0) << result.err;
     const json channels = json_lines(result.out).at(0).at("channels");
     ASSERT_EQ(channels.size(), 2u);
-    EXPECT_EQ(channels[0].at("value"), told) << number;
+    EXPECT_EQ(channels[0].at("value"), expected) << number;
     EXPECT_EQ(channels[0].at("held"), true);
     EXPECT_EQ(channels[1].at("held"), false);
   }

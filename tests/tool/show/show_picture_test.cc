@@ -1,4 +1,4 @@
-// `ravo show --picture` as its users meet it: what is written, and what is refused.
+// `ravo show --picture` from the command line: what is written, and what is refused.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -102,7 +102,7 @@ std::string dim_frame_file(const temporary_folder& folder) {
   return write_one_event(folder, {{"CAMERA", RAVO_BLOCK_IMAGE_EXT, extended_frame_data(head, pixels)}});
 }
 
-// How many dots are nearly white that are inside the frame's middle.
+// The number of nearly white dots in the middle of the frame.
 std::size_t bright_dots(const std::string& path) {
   const png_pixels found = read_png(path);
   std::size_t count = 0;

@@ -1,5 +1,5 @@
-// What `ravo show` cannot show: every message, and the exit code with it; and that one damaged block does
-// not keep it from showing the others.
+// What `ravo show` cannot show: every message, and its exit code; and
+// that one damaged block does not keep it from showing the others.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ struct ShowRefusal : testing::Test {
   const std::string& file = demo().files[0];
   temporary_folder folder;
 
-  // Nothing on standard output, this on standard error.
+  // Expects nothing on standard output and this text on standard error.
   void refused(std::vector<std::string> arguments, int code, const std::string& text) {
     arguments.insert(arguments.begin(), "show");
     const process_result result = run_tool(arguments);
@@ -114,7 +114,7 @@ TEST_F(ShowRefusal, RefusesAnAbsurdWidth) {
 TEST_F(ShowRefusal, ShowsTheOtherChannelsBesideADamagedBlock) {
   for (const char* generation : {"current", "older"}) {
     const std::string& whole = demo_of(generation).files[0];
-    // A block that is compressed: its bytes are turned over, so that it cannot be inflated.
+    // The bytes of a compressed block are inverted, so that it cannot be inflated.
     const auto headers = json_lines(run_tool({"headers", whole, "LINAC/BPM/001", "--json"}).out);
     const json& third = headers.at(2);
     const auto at = third.at("channel_block").at("offset").get<std::size_t>();

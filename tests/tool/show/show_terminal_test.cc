@@ -1,5 +1,5 @@
-// `ravo show` as people see it: what stands where, what fits into the columns, and what changes when
-// standard output is a terminal.
+// `ravo show` in a terminal: the layout, what fits into the
+// columns, and what changes when standard output is a terminal.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>
@@ -32,7 +32,7 @@ std::string shown(std::vector<std::string> arguments, const std::string& generat
   return result.out;
 }
 
-// Letters of a line: bytes that do not go on with one.
+// The number of letters in a line: bytes that do not continue one.
 std::size_t letters_in(const std::string& line) {
   std::size_t count = 0;
   for (const char byte : line) count += (static_cast<unsigned char>(byte) & 0xc0) != 0x80;
@@ -59,7 +59,7 @@ std::string in_terminal(int columns, std::vector<std::string> environment,
   }
   std::string text;
   char part[4096];
-  // A terminal whose other side is gone ends in an error, not in an end of file.
+  // Reading a terminal whose other side is closed gives an error, not an end of file.
   for (ssize_t got; (got = read(terminal, part, sizeof part)) > 0;)
     text.append(part, static_cast<std::size_t>(got));
   close(terminal);

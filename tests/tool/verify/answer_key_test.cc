@@ -1,5 +1,5 @@
-// Every kind of damage that the simulator does, in files of both generations: the check says what the
-// answer key says, nothing else, and at the same places. Of good files it says nothing.
+// Every kind of damage that the simulator does, in files of both generations: the check reports what
+// the answer key says, nothing else, and at the same places. For good files it reports nothing.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -24,7 +24,7 @@ bool is_made_while_writing(const std::string& name) {
   return name == "missing-event" || name == "absent-channel";
 }
 
-// Files with one fault, and what is to be found in them.
+// Files with one fault, and the findings to expect.
 struct damaged_run {
   damaged_run(ravo_file_generation generation, const std::string& name) : run(generation) {
     const std::vector<simulator::fault_request> faults{{name, damaged_file}};
@@ -36,7 +36,7 @@ struct damaged_run {
     }
     auto key = simulator::make_faults(what, run.made, faults);
     std::erase_if(run.made.files, [](const std::string& file) { return !std::filesystem::exists(file); });
-    // What is found over whole runs is expected_channels_test's.
+    // expected_channels_test checks the findings over whole runs.
     std::erase_if(key, [](const simulator::expectation& one) { return one.file.empty(); });
     expected = lines_of(key);
   }
@@ -54,8 +54,8 @@ const subject subjects[] = {{"Files", simulator::file_faults()},
                             {"Pointers", simulator::pointer_faults()},
                             {"Blocks", simulator::block_faults()}};
 
-/// What the threads of a check do together is the same for every kind of damage: ThreadSanitizer, under
-/// which each takes a second, looks at one in four.
+/// The threads of a check do the same for every kind of damage:
+/// ThreadSanitizer, under which each kind takes a second, checks one in four.
 #if defined(__SANITIZE_THREAD__)
 constexpr std::size_t every = 4;
 #else
@@ -79,7 +79,7 @@ bool is_in_the_data(const std::string& line) {
                            " channel.shifted ", " environment.index ", " channel.time_back ",
                            " channel.frozen ", " block.reading_time ", " block.spare_words "})
     if (line.find(kind) != std::string::npos) return true;
-  // A text of an event of a channel is in its block.
+  // A finding in a text of a channel's event is in its block.
   return std::regex_search(line, std::regex(" text\\.encoding [^-]\\S* [0-9]+ "));
 }
 
@@ -112,7 +112,7 @@ TEST_P(GoodFiles, GiveNoFinding) {
   simulator::settings what = small_run(folder.path().string(), std::get<0>(GetParam()));
   what.compression = std::get<1>(GetParam());
   what.runs = 2;
-  what.events = 120;  // with all gaps that the machine has
+  what.events = 120;  // with all gaps of the machine
   const auto made = simulator::simulate(what, {}, {});
   ASSERT_EQ(made.files.size(), 6u);
   EXPECT_THAT(lines_of(findings_of(made.files)), IsEmpty());
@@ -152,7 +152,7 @@ TEST(DamagedFile, GivesTheSameWithAnyNumberOfThreads) {
   for (const auto& one : alone) lines.push_back(line_of(one) + one.detail);
   for (const auto& one : findings_of(run.made.files, verify::depth::blocks, 8))
     others.push_back(line_of(one) + one.detail);
-  EXPECT_EQ(lines, others);  // also in this order
+  EXPECT_EQ(lines, others);  // in the same order, too
 }
 
 TEST(Faults, HaveNamesOfTheirOwnAndSayWhatTheyAre) {
@@ -174,7 +174,7 @@ TEST(Faults, CoverEveryKindOfFindingThatOneFileCanGive) {
       for (const auto& file : simulator::make_faults(what, run.made, {{one.name, damaged_file}}))
         for (const auto& line : file.findings) covered.insert(line.kind);
     }
-  // Those are tested by themselves: they are no damage of a simulated file.
+  // These have tests of their own: they are not damage of a simulated file.
   const std::set<std::string> elsewhere = {
       "file.unreadable", "file.changed",      "file.too_large",    "file.too_entangled",
       "block.too_large", "table.overlap",     "event.missing",     "run.file_missing",

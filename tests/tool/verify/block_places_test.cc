@@ -1,4 +1,4 @@
-// Which blocks of a channel are out of place, held against every order of a few blocks.
+// Which blocks of a channel are out of place, checked against every order of a few blocks.
 #include "verify/block_places.h"
 
 #include <gmock/gmock.h>
@@ -22,7 +22,7 @@ std::vector<std::size_t> events_of(const std::vector<ravo::verify::repeated_plac
   return events;
 }
 
-TEST(BlockPlaces, AreGoodOneBehindAnother) {
+TEST(BlockPlaces, AreGoodBackToBack) {
   for (const std::vector<std::uint32_t>& good :
        {std::vector<std::uint32_t>{}, {7}, {7, 9}, {0, 1, 2, 0xffffffff}}) {
     EXPECT_THAT(judge_places(good).displaced, IsEmpty());
@@ -54,7 +54,7 @@ TEST(BlockPlaces, BelongToTheEventThatTheNeighboursLetExpect) {
   }
 }
 
-// The length of the longest list that rises, by trying every choice.
+// The length of the longest rising list, by trying every choice.
 std::size_t longest_rise(const std::vector<std::uint32_t>& offsets) {
   std::size_t most = 0;
   for (std::uint32_t choice = 0; choice < 1u << offsets.size(); ++choice) {
@@ -86,7 +86,7 @@ TEST(BlockPlaces, NameAsFewAsPossibleWhateverTheOrder) {
     ASSERT_TRUE(std::is_sorted(repeated.begin(), repeated.end()));
     ASSERT_TRUE(std::is_sorted(found.displaced.begin(), found.displaced.end()));
     ASSERT_EQ(repeated.size() + found.displaced.size(), events - longest_rise(offsets));
-    // What is left rises, and with the displaced ones holds each place once.
+    // The others rise, and with the displaced ones have each place once.
     std::map<std::uint32_t, int> owners;
     std::vector<std::uint32_t> left;
     for (std::size_t i = 0; i < events; ++i) {

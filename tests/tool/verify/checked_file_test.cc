@@ -1,4 +1,4 @@
-// Files that are not there, that are no files, and that change while they are checked.
+// Files that do not exist, that are not regular, and that change while they are checked.
 #include "verify/checked_file.h"
 
 #include <gmock/gmock.h>
@@ -63,7 +63,7 @@ TEST(CheckedFile, EndsAReadWhenItHasBecomeShorter) {
   ASSERT_EQ(truncate(path.c_str(), 60), 0);
   EXPECT_TRUE(file.has_changed());
   EXPECT_THROW(moving.at(200, 8), file_lost);
-  EXPECT_THROW(moving.at(0, 50), file_lost);  // what was in the window is not handed out again
+  EXPECT_THROW(moving.at(0, 50), file_lost);  // the old contents of the window are not returned again
   EXPECT_THROW(file.word(60), file_lost);
 }
 
@@ -79,8 +79,8 @@ TEST(CheckedFile, MustBeAFile) {
   EXPECT_THAT(lines_of(findings_of({"/dev/zero"})), ElementsAre("zero file.unreadable - - - x1"));
 }
 
-// Cuts the file short as soon as a part of it was checked. With one thread: another might be through with
-// it all before the one that reports has begun.
+// Truncates the file as soon as a part of it was checked. With one thread:
+// with several, another one might finish before the reporting one has begun.
 std::vector<std::string> check_and_truncate(const std::string& path, off_t length) {
   bool is_cut = false;
   const file_result result = check_file(path, depth::blocks, 1, [&](std::uint64_t) {
@@ -89,7 +89,7 @@ std::vector<std::string> check_and_truncate(const std::string& path, off_t lengt
   return lines_of(result.findings.list());
 }
 
-TEST(FileThatShrinks, IsToldAndNothingElseIs) {
+TEST(FileThatShrinks, IsReportedAndNothingElseIs) {
   for (const off_t left : {0, 10'000, 300'000}) {
     const copied_run run(ravo_file_generation::current);
     EXPECT_THAT(check_and_truncate(run.made.files[0], left), ElementsAre("- file.changed - - - x1"))
@@ -97,7 +97,7 @@ TEST(FileThatShrinks, IsToldAndNothingElseIs) {
   }
 }
 
-TEST(FileThatGrows, IsToldToo) {
+TEST(FileThatGrows, IsReportedToo) {
   const copied_run run(ravo_file_generation::older);
   const auto size = std::filesystem::file_size(run.made.files[0]);
   EXPECT_THAT(check_and_truncate(run.made.files[0], static_cast<off_t>(size + 4096)),

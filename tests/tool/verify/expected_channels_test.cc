@@ -1,5 +1,5 @@
-// A channel whose instrument is switched off for a whole run is missed only by who knows that it should be
-// there.
+// A channel whose instrument is switched off for a whole run
+// is missed only if it is known that it should be there.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::Not;
 
-// Checks a run and looks for the channels; returns what is found, and the channels learned.
+// Checks a run for the expected channels; returns the findings and the channels learned.
 std::pair<std::vector<std::string>, std::set<std::string>> check(const simulator::simulation_result& made,
                                                                  const std::set<std::string>& expected) {
   verify::run_checker runs(expected);

@@ -1,4 +1,4 @@
-// ravo simulate --fault: what it takes, and the answer key that it writes beside the files.
+// ravo simulate --fault: the texts that it accepts, and the answer key that it writes beside the files.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -55,7 +55,7 @@ TEST(SimulateFault, DamagesTheFirstFileUnlessSaid) {
   EXPECT_TRUE(std::filesystem::exists(raw_files(folder.path()).at(0) + ".expected.json"));
 }
 
-TEST(SimulateFault, TellsWhatBelongsToNoFileForAll) {
+TEST(SimulateFault, ListsWhatBelongsToNoFileForAll) {
   const temporary_folder folder;
   ASSERT_EQ(simulate(folder, {"--fault", "absent-channel"}).exit_code, 0);
   const auto bytes = read_file(folder.file("all.expected.json"));
@@ -74,7 +74,7 @@ TEST(SimulateFault, LeavesNoKeyOfFilesThatAreGone) {
   EXPECT_FALSE(std::filesystem::exists(folder.file("all.expected.json")));
 }
 
-TEST(SimulateFault, TellsOfAFileAlsoWhatIsMissingBeforeIt) {
+TEST(SimulateFault, ListsAlsoWhatIsMissingBeforeAFile) {
   const temporary_folder folder;
   ASSERT_EQ(
       simulate(folder, {"--files", "3", "--fault", "missing-file@2", "--fault", "lost-tail@3"}).exit_code,

@@ -1,4 +1,4 @@
-// Which files are meant by paths.
+// Which files paths mean.
 #include "verify/file_search.h"
 
 #include <gmock/gmock.h>
@@ -39,7 +39,7 @@ TEST(FileSearch, TakesNamedFilesAsTheyAreAndNoneTwice) {
   EXPECT_THAT(find_files({file, "nowhere.raw", file}).files, ElementsAre(file, "nowhere.raw"));
 }
 
-TEST(FileSearch, TellsFoldersWithoutRawFiles) {
+TEST(FileSearch, ReportsFoldersWithoutRawFiles) {
   const temporary_folder folder;
   const found_files found = find_files({folder.path().string()});
   EXPECT_THAT(found.files, IsEmpty());

@@ -1,4 +1,4 @@
-// Findings that repeat become one line, and no file makes the list long.
+// Repeated findings become one line, and no file makes the list long.
 #include "verify/finding_list.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// The worked examples of docs/raw-format.md, which another writer could have written: their parts stand in
-// another order than ours. And damage that no simulated file can have.
+// The worked examples of docs/raw-format.md, which another writer could have written:
+// their parts are in another order than ours. And damage that no simulated file can have.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -44,7 +44,7 @@ TYPED_TEST_SUITE(ForeignFile, layouts, generation_name);
 TYPED_TEST(ForeignFile, IsGood) { EXPECT_THAT(this->check(), ElementsAre(this->known())); }
 
 TYPED_TEST(ForeignFile, HasABasketThatReachesIntoTheNext) {
-  // Two channels in one place: the second row leads to the first channel's basket.
+  // Two channels with one basket: the second row leads to the first channel's basket.
   const std::uint32_t row = this->file.pointers + 12 + 2 * 16;
   for (const std::uint32_t word : {0u, 4u, 8u, 12u})
     this->file.content.set_u32(row + word, this->file.content.word(this->file.pointers + 12 + word));
@@ -55,7 +55,7 @@ TYPED_TEST(ForeignFile, HasABasketThatReachesIntoTheNext) {
                   "f.raw block.name LINAC/NOTE 1000 " + std::to_string(this->file.bpm_block[0]) + " x1"));
 }
 
-// The front end may know a channel by a name of its own: all of its blocks bear it, or one.
+// The front end may know a channel by a name of its own: all of its blocks have it, or one.
 TYPED_TEST(ForeignFile, HasBlocksOfANameThatNoChannelHas) {
   const std::string kind = "f.raw block.foreign_name LINAC/BPM1 ";
   for (const char* name : {"FRONT_END/7", "", "LINAC/BPM", "LINAC/BPM1/X"}) {
@@ -72,7 +72,7 @@ TYPED_TEST(ForeignFile, HasBlocksOfANameThatNoChannelHas) {
   }
 }
 
-// It is checked like any other: its head, its data, and where the one in front of it ends.
+// Such a block is checked like any other: its head, its data, and where the one before it ends.
 TYPED_TEST(ForeignFile, HasDamageInABlockOfANameThatNoChannelHas) {
   constexpr auto head = static_cast<std::uint32_t>(TypeParam::subhead);
   const std::uint32_t first = this->file.bpm_block[0], second = this->file.bpm_block[1];
@@ -104,7 +104,7 @@ TYPED_TEST(ForeignFile, HasABlockOfTheNameOfAnotherChannel) {
                                                       std::to_string(this->file.bpm_block[1]) + " x1"));
 }
 
-TYPED_TEST(ForeignFile, IsToldOfAReferenceTableOfTheOtherGeneration) {
+TYPED_TEST(ForeignFile, IsReportedWithAReferenceTableOfTheOtherGeneration) {
   const bool is_older = TypeParam::reference_marker == layout_2009::reference_marker;
   this->file.content.set_u32(this->file.reference,
                              is_older ? layout_2010::reference_marker : layout_2009::reference_marker);
@@ -114,8 +114,8 @@ TYPED_TEST(ForeignFile, IsToldOfAReferenceTableOfTheOtherGeneration) {
 }
 
 TYPED_TEST(ForeignFile, HasNoEvents) {
-  // Both rows are emptied, the types are none, and the headers are none: what is left is a file of
-  // channels.
+  // Both rows are emptied, and there are no types and
+  // no headers: what is left is a file of channels.
   bytes& content = this->file.content;
   for (std::uint32_t i = 0; i < 16; ++i) content.set_u32(this->file.pointers + 12 + 4 * i, 0);
   content.set_u32(this->file.event_index + 4, 0);

@@ -1,5 +1,5 @@
-// What docs/raw-format.md says of files that other writers could have written, case by case: files put
-// together by hand, and what reading (both ways), checking and converting make of them.
+// What docs/raw-format.md says of files that other writers could have written, case by
+// case: handmade files, and how reading (both ways), checking and converting handle them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -31,7 +31,7 @@ class FormatPage : public testing::Test {
  protected:
   static constexpr bool is_older = std::is_same_v<layout, layout_2009>;
 
-  // Three events, and a channel with a number in each.
+  // Three events, and a channel with a scalar in each.
   FormatPage() {
     for (std::uint32_t i = 0; i < 3; ++i) made.events.push_back({500 + i, 1700000000, 100000 * i});
     handmade_channel value("VALUE");
@@ -62,7 +62,7 @@ class FormatPage : public testing::Test {
     for (std::size_t i = 0; i < 3; ++i) blocks()[i] = make(i, 1.5f + static_cast<float>(i));
   }
 
-  // With masks, descriptions and sums that are right.
+  // Builds the file with correct masks, descriptions and sums.
   bytes build() {
     made.xml = "<channel_descriptions version=\"1\">";
     for (handmade_channel& channel : made.channels) {
@@ -78,7 +78,7 @@ class FormatPage : public testing::Test {
     return content;
   }
 
-  // Of events and servers: the handmade file knows nothing of its blocks there.
+  // The sums of events and servers: the handmade file does not fill them in.
   void add_sums(bytes& content) const {
     std::map<std::uint32_t, std::uint32_t> channels;
     const std::size_t pointers = made.at.at("pointers"), row = content.word(pointers + 8);
@@ -99,9 +99,9 @@ class FormatPage : public testing::Test {
     return made.at.at("servers") + 8 + event * layout::server_block;
   }
   std::size_t indexed(std::size_t event) const { return made.at.at("index") + 8 + 32 + event * 16; }
-  std::size_t in_dictionary(std::size_t row, std::size_t behind_name) const {
+  std::size_t in_dictionary(std::size_t row, std::size_t after_name) const {
     return made.at.at("dictionary") + 8 + row * layout::dictionary_entry + 4 + layout::dictionary_name +
-           behind_name;
+           after_name;
   }
   void give_name(bytes& content, std::size_t block, const std::string& name) const {
     const std::size_t at = content.word(pointer(block) + 8);
@@ -119,7 +119,7 @@ class FormatPage : public testing::Test {
     return folder.write(file_name, {content.data(), content.size()});
   }
 
-  // The numbers that a way of reading gives for VALUE, event after event; with "--classic", or without.
+  // The numbers that a way of reading gives for VALUE, event by event; with "--classic", or without.
   static numbers read(const std::string& file, const std::vector<std::string>& how = {}) {
     std::vector<std::string> arguments{"read", file, "-c", "VALUE", "--json"};
     arguments.insert(arguments.end(), how.begin(), how.end());
@@ -150,7 +150,7 @@ class FormatPage : public testing::Test {
     return found;
   }
 
-  // Older files are converted, and hold the same afterwards; the answer is what is said to be lost.
+  // Converts older files and expects the same numbers afterwards; returns what is reported as lost.
   std::string convert(const bytes& content, const numbers& expected) {
     if (!is_older) return "";
     const process_result result = run_tool(
@@ -190,8 +190,8 @@ TYPED_TEST(FormatPage, APlainFileIsSound) { this->expect_sound(this->build()); }
 
 // ---- baskets ----------------------------------------------------------------------------------------
 
-// A channel whose last block has `odd` bytes behind a word; another part follows at the next word.
-TYPED_TEST(FormatPage, PaddingBehindTheLastBlockMayBeThereOrNot) {
+// A channel whose last block has `odd` bytes after a word; another part follows at the next word.
+TYPED_TEST(FormatPage, PaddingAfterTheLastBlockMayBeThereOrNot) {
   for (const std::size_t padding : {0u, 1u, 2u, 3u}) {
     handmade_channel text("TEXT");
     handmade_block block;
@@ -224,7 +224,7 @@ TYPED_TEST(FormatPage, PaddingMayHoldAnything) {
   this->expect_sound(content);
 }
 
-TYPED_TEST(FormatPage, BlocksMayStandInAnotherOrderBehindTheFirst) {
+TYPED_TEST(FormatPage, BlocksMayStandInAnotherOrderAfterTheFirst) {
   std::swap(this->blocks()[1], this->blocks()[2]);
   bytes content = this->build();
   this->swap_entries(content, this->pointer(1), this->pointer(2));
@@ -235,7 +235,7 @@ TYPED_TEST(FormatPage, BlocksMayStandInAnotherOrderBehindTheFirst) {
   }
 }
 
-// Readers look for the basket's head in front of the first event's block.
+// Readers expect the basket's head before the first event's block.
 TYPED_TEST(FormatPage, ABasketThatBeginsWithAnotherEventsBlockIsDamage) {
   std::swap(this->blocks()[0], this->blocks()[2]);
   bytes content = this->build();
@@ -248,7 +248,7 @@ TYPED_TEST(FormatPage, ABasketThatBeginsWithAnotherEventsBlockIsDamage) {
   if (this->is_older) {
     EXPECT_EQ(this->convert(content, this->all()), "[]");
   }
-  // Also where its blocks bear a name that no channel has.
+  // The same if its blocks have a name that no channel has.
   for (std::size_t i = 0; i < 3; ++i) this->give_name(content, i, "FRONT_END/7");
   EXPECT_THAT(this->verify(content),
               ElementsAre("basket.first_block", "block.foreign_name", "pointer.block_order"));
@@ -262,7 +262,7 @@ TYPED_TEST(FormatPage, ABlockMayBearANameThatNoChannelHas) {
   EXPECT_THAT(this->verify(content), ElementsAre("block.foreign_name"));
   const std::string file = this->write(content);
   EXPECT_EQ(this->read(file), this->all());
-  // The classic reader decodes it, and hands it over by the name that it bears.
+  // The classic reader decodes the block, and returns it with its own name.
   EXPECT_THAT(run_tool({"read", file, "-c", "VALUE", "--classic"}).err,
               HasSubstr("VALUE: 2 of 3 blocks read"));
   this->expect_no_conversion(content, "bears another name");
@@ -340,7 +340,7 @@ TYPED_TEST(FormatPage, AnEntryOfTheIndexMayHaveNoEvents) {
     const std::size_t reference = this->made.at.at("reference"), index = this->made.at.at("index");
     bytes table;
     for (std::size_t at = reference; at < reference + 168; at += 4) table.u32(content.word(at));
-    // The index is written again behind everything else, with an entry more.
+    // The index is written again after everything else, with one more entry.
     const auto moved = static_cast<std::uint32_t>(content.size());
     content.u32(0xedaedaf3u).u32(2);
     for (std::size_t at = index + 8; at < index + 8 + 32 + 3 * 16; at += 4) content.u32(content.word(at));
@@ -432,7 +432,7 @@ TYPED_TEST(FormatPage, OtherBitsOfZipFlagsMeanNothing) {
   }
 }
 
-// Behind a zlib stream there may be bytes; so both lengths can be told apart.
+// There may be bytes after a zlib stream, so the two lengths can differ.
 TYPED_TEST(FormatPage, OfTwoCompressedLengthsTheZipHeadersCounts) {
   const std::string packed = compress_zlib(this->blocks()[1].payload);
   this->blocks()[1] = zipped(this->blocks()[1], 1);

@@ -1,4 +1,4 @@
-// Frames that stand still, from bytes written by hand.
+// Frozen frames, from bytes written by hand.
 #include "verify/frames.h"
 
 #include <gtest/gtest.h>
@@ -39,8 +39,8 @@ TEST(FrameRepeats, AreNoneInPicturesThatCanBeTheSameByNature) {
 }
 
 template <class Head>
-std::vector<unsigned char> block(const Head& head, std::size_t behind) {
-  std::vector<unsigned char> bytes(sizeof head + behind, 7);
+std::vector<unsigned char> block(const Head& head, std::size_t more) {
+  std::vector<unsigned char> bytes(sizeof head + more, 7);
   const auto* from = reinterpret_cast<const unsigned char*>(&head);
   std::copy(from, from + sizeof head, bytes.begin());
   return bytes;

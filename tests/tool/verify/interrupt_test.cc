@@ -1,6 +1,6 @@
-// Ctrl-C ends `ravo verify` at once, with the totals of what was checked, before the first file and between
-// files. The tool is held by a pipe at the moment it is interrupted in, so that nothing depends on how fast
-// anybody is.
+// Ctrl-C ends `ravo verify` at once, with the totals of what was checked,
+// before the first file and between files. A pipe stops the tool at the
+// moment at which it is interrupted, so that nothing depends on speed.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -32,7 +32,7 @@ class VerifyInterrupt : public testing::Test {
   const std::string pipe = folder.file("pipe");
 };
 
-TEST_F(VerifyInterrupt, EndsItBeforeAFileIsTold) {
+TEST_F(VerifyInterrupt, EndsItBeforeAFileIsReported) {
   started_process tool({RAVO_TOOL, "verify", demo().files[0], "--json", "--expect", pipe});
   const int list = open(pipe.c_str(), O_WRONLY | O_CLOEXEC);  // waits until the tool reads it
   ASSERT_GE(list, 0);
@@ -51,8 +51,8 @@ TEST_F(VerifyInterrupt, EndsItBeforeAFileIsTold) {
 }
 
 TEST_F(VerifyInterrupt, EndsItBetweenFiles) {
-  // What is said of the files before the last one is more than a pipe holds: as long as nobody reads it,
-  // the tool cannot come to the last one.
+  // The findings in the files before the last one are more than a pipe
+  // holds: as long as nobody reads it, the tool cannot reach the last file.
   std::vector<std::string> arguments = {"/bin/sh", "-c", "exec \"$0\" \"$@\" >'" + pipe + "'", RAVO_TOOL,
                                         "verify"};
   constexpr int files = 4000;

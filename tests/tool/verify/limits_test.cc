@@ -1,5 +1,5 @@
-// Files that claim to hold more than a check takes: it says what was left out, and takes neither the memory
-// nor the time for it. The files are sparse: they claim gigabytes and have next to none.
+// Files that claim to hold more than a check takes: it says what was left out, and takes neither the
+// memory nor the time for it. The files are sparse: they claim gigabytes and have hardly any bytes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -30,8 +30,8 @@ long most_kilobytes() {
 template <class layout>
 class Limits : public testing::Test {
  protected:
-  // The file with `part` at the offset `at` and its reference table and tail behind that, at `end`. What
-  // lies between is a hole.
+  // The file with `part` at the offset `at` and its reference
+  // table and tail after that, at `end`. The rest is a hole.
   std::string write(std::uint32_t at, const bytes& part, std::uint32_t end) {
     bytes reference;
     for (std::uint32_t i = 0; i < 168; i += 4) reference.u32(file.content.word(file.reference + i));
@@ -67,7 +67,7 @@ TYPED_TEST(Limits, LeaveOutABlockThatIsTooLarge) {
   basket.u32(head + data);
   const std::uint32_t entry = this->file.pointers + 12 + 2 * 16;
   this->file.content.set_u32(entry + 8, this->begin + 8).set_u32(entry + 12, this->begin + 8 + head);
-  // The event and its server block are longer by as much.
+  // The lengths of the event and its server block grow by the same amount.
   for (const std::uint32_t length : {this->file.event_headers + 8 + 4, this->file.server_blocks + 8 + 8})
     this->file.content.set_u32(length, this->file.content.word(length) + more);
   const std::string path = this->write(this->begin, basket, this->begin + 8 + head + data);
@@ -118,8 +118,8 @@ TYPED_TEST(Limits, LeaveOutTablesThatAreTooLarge) {
   EXPECT_LT(most_kilobytes() - before, 64 << 10);
 }
 
-// The dictionary stays where it is, in front of other tables, in a file that is long enough for what it
-// says.
+// The dictionary stays where it is, before other
+// tables, in a file that is long enough for the claim.
 TYPED_TEST(Limits, DoNotExcuseATableThatIsTooLargeToBeTrue) {
   constexpr std::uint32_t row = TypeParam::dictionary_entry;
   const std::uint32_t at = this->file.dictionary;
@@ -197,7 +197,7 @@ TYPED_TEST(Reading, TakesAFewTimesTheFileThoughItsBlocksStandInReverse) {
   this->add_channel("A", this->events);
   bytes content = this->file.build();
   const std::size_t row = this->file.at.at("pointers") + 12;
-  // All but the first: that one is where the basket begins.
+  // All but the first, by which the basket is found.
   const bytes good = content;
   for (std::uint32_t i = 1; i < this->events; ++i)
     for (const std::size_t word : {8u, 12u})
@@ -209,8 +209,8 @@ TYPED_TEST(Reading, TakesAFewTimesTheFileThoughItsBlocksStandInReverse) {
   EXPECT_LT(result.bytes_read, 5 * content.size());
 }
 
-// Blocks next to nothing is in, at every other event, and one more of them than a power of two: nothing is
-// read more often for its size.
+// Tiny blocks, at every other event, and one more of them than a
+// power of two: no part is read more often because of its size.
 TYPED_TEST(Reading, TakesGoodFilesOfManyTinyBlocksToTheirEnd) {
   constexpr std::size_t channels = 400, blocks = 257;
   this->file.events.resize(2 * blocks);
@@ -229,7 +229,7 @@ TYPED_TEST(Reading, TakesGoodFilesOfManyTinyBlocksToTheirEnd) {
   EXPECT_EQ(result.blocks, channels * blocks);
 }
 
-// Heads of the older generation are too short for it.
+// Heads of the older generation are too short for this.
 using CurrentReading = Reading<layout_2010>;
 TEST_F(CurrentReading, EndsWhereItComesToManyTimesTheFile) {
   constexpr std::size_t channels = 150;
@@ -242,7 +242,7 @@ TEST_F(CurrentReading, EndsWhereItComesToManyTimesTheFile) {
     file.channels.back().count = static_cast<std::int32_t>(events);
   }
   bytes content = file.build();
-  // Each event of each channel leads one byte before the one before it.
+  // Each event of each channel leads one byte before the previous one.
   const std::size_t rows = file.at.at("pointers") + 12, row_size = events * 16;
   for (std::size_t channel = 1; channel <= channels; ++channel) {
     const std::size_t row = rows + channel * row_size;
@@ -257,7 +257,7 @@ TEST_F(CurrentReading, EndsWhereItComesToManyTimesTheFile) {
   }
   const file_result result = check(content);
   EXPECT_TRUE(has(result, finding_kind::file_too_entangled));
-  EXPECT_TRUE(has(result, finding_kind::block_type)) << "what was found before is told";
+  EXPECT_TRUE(has(result, finding_kind::block_type)) << "what was found before is reported";
   const std::uint64_t most = read_multiple * content.size() + always_read;
   EXPECT_LE(result.bytes_read, most);
   EXPECT_GT(result.bytes_read, most - 4096);  // each of its reads is shorter

@@ -1,5 +1,5 @@
-// Whatever is in a file, a check of it comes to an end and says something of what was changed: every word
-// of a small file of each generation takes every suspicious value, and every length is tried.
+// Whatever is in a file, a check of it ends and reports what was changed: every word of a
+// small file of each generation takes every suspicious value, and every length is tried.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -18,11 +18,11 @@ class Mutants : public testing::Test {
     return lines_of(findings_of({folder.write("f.raw", content.vector())}, ravo::verify::depth::blocks, 1));
   }
 
-  // Values that may be there as well: readers pass the word on, leave it alone, or it means the same as
-  // before.
+  // Values that are allowed as well: readers pass the
+  // word on, ignore it, or it means the same as before.
   bool is_free(std::uint32_t at, std::uint32_t value) const {
     const std::uint32_t word = file.content.word(at);
-    const bool is_end_of_name = (word & 0xffff) == 0 && (value ^ word) == 1;  // behind the closing zero
+    const bool is_end_of_name = (word & 0xffff) == 0 && (value ^ word) == 1;  // after the final zero
     const bool is_other_type = word == 41 && value == 42;                     // of the same shape
     if (is_end_of_name || is_other_type) return true;
     const auto lies_in = [at](std::uint32_t begin, std::size_t length) {
@@ -30,8 +30,8 @@ class Mutants : public testing::Test {
     };
     const auto in_block = [&](std::uint32_t block, std::uint32_t end) {
       const auto head = static_cast<std::uint32_t>(layout::subhead);
-      const std::uint32_t behind_name = block + 12;  // the name ends in its third word
-      return lies_in(behind_name, head - 24) || lies_in(block + head - 8, 4) ||
+      const std::uint32_t after_name = block + 12;  // the name ends in its third word
+      return lies_in(after_name, head - 24) || lies_in(block + head - 8, 4) ||
              lies_in(block + head, end - block - head);
     };
     if (in_block(file.bpm_block[0], file.bpm_block[1]) || in_block(file.bpm_block[1], file.note_basket) ||
@@ -46,7 +46,7 @@ class Mutants : public testing::Test {
         return true;  // all but length and channels
       const std::uint32_t row = file.dictionary + 8 + i * row_size;
       if (lies_in(row, 4) || lies_in(row + 4 + 12, row_size - 16 - 12))
-        return true;  // key, what is behind the name
+        return true;  // key, the rest after the name
     }
     return lies_in(file.environment + 8, 8) ||
            lies_in(file.descriptions + 8, file.reference - file.descriptions - 8);
@@ -69,7 +69,7 @@ TYPED_TEST(Mutants, OfEveryWordThatMeansSomethingAreNoticed) {
       if (value == word) continue;
       bytes content = this->file.content;
       content.set_u32(at, value);
-      const auto found = this->check(content);  // comes to an end, whatever the word is
+      const auto found = this->check(content);  // ends, whatever the word is
       EXPECT_TRUE(this->is_free(at, value) || found != good) << "word at " << at << " is " << value;
     }
   }

@@ -1,4 +1,4 @@
-// Work that a few threads share, and what the one that began does while he waits.
+// Work that a few threads share, and what the calling thread does while it waits.
 #include "verify/parallel.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@ namespace {
 
 using namespace ravo::verify;
 
-// The caller and another thread have a piece each: whoever comes first waits for the other.
+// The caller and another thread have a piece each: the first to come waits for the other.
 class pieces_of_two {
  public:
   bool is_mine() {

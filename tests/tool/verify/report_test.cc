@@ -1,4 +1,4 @@
-// How findings read, for people and for programs.
+// The texts of findings, for people and for programs.
 #include "verify/report.h"
 
 #include <gtest/gtest.h>

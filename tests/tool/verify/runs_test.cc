@@ -37,7 +37,7 @@ TEST(Runs, MayLieInSeveralFolders) {
   EXPECT_THAT(paths_of(runs[0]), ElementsAre("a/" + raw_name(1, 1), "b/" + raw_name(1, 2)));
 }
 
-TEST(Runs, AreToldApartByFoldersWhereTheseHaveTheSameFiles) {
+TEST(Runs, AreDistinguishedByFoldersThatHaveTheSameFiles) {
   const auto runs = group_by_run(
       {"a/" + raw_name(1, 1), "b/" + raw_name(1, 1), "a/" + raw_name(1, 2), "b/" + raw_name(1, 2)});
   ASSERT_EQ(runs.size(), 2u);
@@ -65,10 +65,10 @@ std::vector<std::string> take(run_checker& runs, std::optional<std::uint64_t> nu
   return lines_of(result.findings.list());
 }
 
-TEST(RunChecker, TellsFilesThatAreMissingBetweenOthers) {
+TEST(RunChecker, ReportsFilesThatAreMissingBetweenOthers) {
   run_checker runs;
   runs.begin("run 1");
-  EXPECT_THAT(take(runs, 3), IsEmpty());  // what came before was perhaps not asked for
+  EXPECT_THAT(take(runs, 3), IsEmpty());  // earlier files were perhaps not asked for
   EXPECT_THAT(take(runs, 4), IsEmpty());
   EXPECT_THAT(take(runs, 8), ElementsAre("- run.file_missing - - - x3"));
   runs.begin("run 2");
@@ -90,7 +90,7 @@ TEST(RunChecker, LearnsTheChannelsOfAllRuns) {
   EXPECT_THAT(runs.channels_of_all_runs(), ElementsAre("A", "C"));
 }
 
-TEST(RunChecker, TellsChannelsThatAreAbsentFromARun) {
+TEST(RunChecker, ReportsChannelsThatAreAbsentFromARun) {
   run_checker runs({"A", "B"}), nothing_expected;
   for (const std::vector<std::string>& channels : {std::vector<std::string>{"A"}, {"A", "B"}, {"C"}}) {
     for (run_checker* one : {&runs, &nothing_expected}) {
@@ -126,14 +126,14 @@ std::vector<std::string> copies_in(const std::vector<std::string>& paths) {
   return lines;
 }
 
-TEST(Copies, AreToldOnceForEachFolderOfARun) {
+TEST(Copies, AreReportedOnceForEachFolderOfARun) {
   EXPECT_THAT(copies_in({"a/" + raw_name(1, 1), "b/" + raw_name(1, 1), "a/" + raw_name(1, 2),
                          "b/" + raw_name(1, 2), "b/" + raw_name(1, 3), "a/" + raw_name(2, 1)}),
               ElementsAre("b/" + raw_name(1, 1) +
                           " run.file_twice x2 file 1 of run 1 of linac_main, as a/" + raw_name(1, 1)));
 }
 
-TEST(Copies, AreToldWhereTheNamesDifferInTheirTimesOnly) {
+TEST(Copies, AreReportedWhereTheNamesDifferInTheirTimesOnly) {
   const std::string other = "linac_main_run1_file2_20260101T000000Z.raw";
   EXPECT_THAT(
       copies_in({raw_name(1, 1), raw_name(1, 2), other}),

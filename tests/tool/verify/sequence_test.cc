@@ -1,4 +1,4 @@
-// The course of events of a type, from lists written by hand.
+// The sequence of events of a type, from lists written by hand.
 #include "verify/sequence.h"
 
 #include <gmock/gmock.h>
@@ -15,8 +15,8 @@ using testing::IsEmpty;
 
 constexpr std::uint64_t entry_offset = 1000;
 
-// Events of a type with these numbers, a second apart; the entry stands at offset 1000, its events from
-// 1032 on.
+// Events of a type with these numbers, a second apart;
+// the entry is at offset 1000, its events from 1032 on.
 type_entry make_type(const std::vector<std::uint32_t>& numbers, int type = RAVO_EV_NORMAL,
                      std::uint32_t first_second = 100) {
   type_entry made{type, entry_offset, {}, {}};
@@ -72,18 +72,18 @@ TEST(EventSequence, PassesOverEventsWithoutNumber) {
   EXPECT_THAT(check(make_type({1, 2, 0, 3, 4, 5, 6})), IsEmpty());
 }
 
-TEST(EventSequence, TellsNumbersThatComeTwice) {
+TEST(EventSequence, ReportsNumbersThatComeTwice) {
   EXPECT_THAT(check(make_type({1, 2, 2, 3, 4, 5, 6})), ElementsAre("- event.duplicate - 2 1064 x1"));
   EXPECT_THAT(check(make_type({1, 2, 3, 2, 4, 5, 6})), ElementsAre("- event.duplicate - 2 1080 x1"));
   EXPECT_THAT(check(make_type({5, 5, 5})), ElementsAre("- event.duplicate - 5 1048 x2"));
 }
 
-TEST(EventSequence, TellsACounterThatJumpsBackAndMissesNothingThen) {
+TEST(EventSequence, ReportsACounterThatJumpsBackAndMissesNothingThen) {
   EXPECT_THAT(check(make_type({101, 102, 103, 104, 105, 106, 107, 1, 2})),
               ElementsAre("- event.number_back - 1 1144 x1"));
 }
 
-TEST(EventSequence, TellsTimeThatGoesBack) {
+TEST(EventSequence, ReportsTimeThatGoesBack) {
   type_entry type = make_type({1, 2, 3, 4, 5, 6});
   type.events[3].time = {101, 999'999};
   EXPECT_THAT(check(type), ElementsAre("- event.time_back - 4 1080 x1"));
@@ -118,7 +118,7 @@ TEST(EventSuccession, LacksNumbersBetweenFiles) {
       ElementsAre("- event.missing - 7 1032 x2"));
 }
 
-TEST(EventSuccession, TellsNumbersOfBothFilesTimeAndCounterThatGoBack) {
+TEST(EventSuccession, ReportsNumbersOfBothFilesTimeAndCounterThatGoBack) {
   EXPECT_THAT(check_both(make_type({1, 2, 3, 4, 5, 6}), make_type({5, 6, 7, 8, 9}, RAVO_EV_NORMAL, 200)),
               ElementsAre("- event.duplicate - 5 1032 x2"));
   EXPECT_THAT(
@@ -129,7 +129,7 @@ TEST(EventSuccession, TellsNumbersOfBothFilesTimeAndCounterThatGoBack) {
       ElementsAre("- event.number_back - 1 1032 x1"));
 }
 
-TEST(EventSuccession, MissesNothingBehindACounterThatJumpedBack) {
+TEST(EventSuccession, MissesNothingAfterACounterThatJumpedBack) {
   EXPECT_THAT(
       check_both(make_type({11, 12, 13, 14, 15, 1}), make_type({20, 21, 22, 23, 24}, RAVO_EV_NORMAL, 200)),
       IsEmpty());

@@ -1,4 +1,4 @@
-// Channels whose stamps are those of other events, from stamps written by hand.
+// Channels with the stamps of other events, from stamps written by hand.
 #include "verify/shift.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +15,7 @@ using testing::IsEmpty;
 
 constexpr double period = 100'000;
 
-// Ten blocks of events 1 to 10, as they should be; block n is at offset 100 n.
+// Ten good blocks of events 1 to 10; block n is at offset 100 n.
 std::vector<stamp> good_stamps() {
   std::vector<stamp> stamps;
   for (std::uint32_t i = 1; i <= 10; ++i) stamps.push_back({i, 100u * i, period, 50.0, 0, {}});

@@ -16,7 +16,7 @@ struct clean_run {
   simulator::simulation_result made;
 };
 
-// Each is made when it is needed first: a test is a process, and needs one of them mostly.
+// Each is made on first use: a test is a process, and mostly needs only one of them.
 const clean_run& clean(ravo_file_generation generation) {
   if (generation == ravo_file_generation::current) {
     static const clean_run current(ravo_file_generation::current);

@@ -1,5 +1,5 @@
-// Simulated files for the checks, made once, and what a check of files finds, as lines that can be
-// compared.
+// Simulated files for the checks, made once, and the
+// findings of a check as lines that can be compared.
 #ifndef RAVO_TEST_SIMULATED_FILES_H
 #define RAVO_TEST_SIMULATED_FILES_H
 
@@ -23,14 +23,14 @@ class copied_run {
   simulator::simulation_result made;
 };
 
-/// Checks the files, run by run, and gives every finding; the files are told by their names alone.
+/// Checks the files, run by run, and returns every finding; files are identified by their names alone.
 std::vector<verify::finding> findings_of(const std::vector<std::string>& files,
                                          verify::depth deep = verify::depth::blocks, unsigned threads = 2);
 
 /// "file.raw kind channel event offset xcount", with "-" for what does not apply.
 std::string line_of(const verify::finding& what);
 std::vector<std::string> lines_of(const std::vector<verify::finding>& findings);
-/// The same of what is expected, sorted too.
+/// The same for the expected findings, also sorted.
 std::vector<std::string> lines_of(const std::vector<simulator::expectation>& expected);
 
 }  // namespace ravo::test

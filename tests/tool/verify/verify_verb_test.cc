@@ -49,7 +49,7 @@ TEST(Verify, SaysOfGoodFilesThatNothingWasFound) {
   EXPECT_THAT(result.out, ContainsRegex("^2 files, [0-9]+ events, [0-9]+ good blocks: nothing found\n$"));
 }
 
-TEST(Verify, TellsAFindingInALine) {
+TEST(Verify, ReportsAFindingInALine) {
   const files damaged({"flipped-bit@2"});
   const process_result result = damaged.verify();
   EXPECT_EQ(result.exit_code, 1);
@@ -67,14 +67,14 @@ TEST(Verify, EndsByTheWorstFinding) {
   EXPECT_EQ(files({"missing-event@1", "pointer-data@2"}).verify().exit_code, 1);
 }
 
-TEST(Verify, TellsAFileThatCannotBeReadAsAFinding) {
+TEST(Verify, ReportsAFileThatCannotBeReadAsAFinding) {
   const process_result result = run_tool({"verify", "/nowhere/a.raw"});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_THAT(result.out,
               StartsWith("/nowhere/a.raw: the file cannot be read (No such file or directory)"));
 }
 
-TEST(Verify, TellsAFolderWithoutRawFiles) {
+TEST(Verify, ReportsAFolderWithoutRawFiles) {
   const temporary_folder folder;
   const process_result result = run_tool({"verify", folder.path().string()});
   EXPECT_EQ(result.exit_code, 1);
@@ -90,7 +90,7 @@ TEST(Verify, TellsAFolderWithoutRawFiles) {
   EXPECT_EQ(found[0].at("kind"), "folder.unreadable");
 }
 
-TEST(Verify, QuickLooksAtHeadsAlone) {
+TEST(Verify, QuickChecksHeadsAlone) {
   const files damaged({"flipped-bit@1", "length-block@2"});
   const process_result result = damaged.verify({"--quick"});
   EXPECT_EQ(result.exit_code, 1);
@@ -227,7 +227,7 @@ TEST_F(VerifyRuns, HaveAlsoTheFilesThatTheBuilderLeftOut) {
   EXPECT_EQ(verify("2").exit_code, 0);
 }
 
-TEST_F(VerifyRuns, AreToldWhenTheirCatalogueFileIsDamaged) {
+TEST_F(VerifyRuns, AreReportedWhenTheirCatalogueFileIsDamaged) {
   ASSERT_EQ(build().exit_code, 0);
   const std::string file = catalogue + "/linac/main/runs/0/run1.xml";
   std::filesystem::resize_file(file, 100);
@@ -247,8 +247,8 @@ TEST_F(VerifyRuns, AreNotCheckedWhereTheyMayStillGrow) {
   const std::size_t place = text.find("complete=\"yes\"");
   ASSERT_NE(place, std::string::npos);
   std::ofstream(file, std::ios::binary) << text.replace(place, 14, "complete=\"no\"");
-  // Every readable file counts as complete here, and is looked at as it is now, whatever it was for the
-  // catalogue.
+  // Every readable file counts as complete here, and is
+  // checked as it is now, whatever its state in the catalogue.
   EXPECT_EQ(verify("1").exit_code, 0);
   unsetenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME");
   const process_result result = verify("1");
