@@ -151,7 +151,7 @@ dataset_session::dataset_session(const asked_selection& asked, const dataset_arg
   if (limits.largest_block) options_.largest_block = size_option("--max-block", *limits.largest_block);
   options_.threads = limits.threads;
   options_.stop = stop_.token();
-  // The count of events is known before the first one is printed, so whoever reads the events needs no bar.
+  // For a bar all events are counted before the first one comes; a terminal shows the events at once.
   if (bar_.is_on_terminal() && !out_.is_terminal())
     options_.progress = [this](const read_progress& now) { follow(now); };
   check_that_files_are_there(wanted_);
