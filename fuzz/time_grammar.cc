@@ -1,15 +1,14 @@
 // Times as people type them: the input is a time zone, a beginning, and the text of a time. A time that is
 // understood is printed, and the printed text means the same time.
-#include "common/time_grammar.h"
+#include "ravo_dataset/time_grammar.h"
 
-#include "common/times.h"
 #include "expect.h"
+#include "format/time.h"
 #include "input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace ravo::fuzz;
   using namespace ravo;
-  using namespace ravo::tool;
   input from(data, size);
   time_context context;
   context.now = {from.word(), 250'000};
@@ -21,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   expect(reading.time.has_value() == reading.problem.empty(), "a time is understood or has a problem");
   if (!reading.time) return 0;
   expect(reading.time->timelow < 1'000'000, "a time has microseconds of one second");
-  const time_reading again = read_time(format_time(*reading.time), context);
+  const time_reading again = read_time(time_text(*reading.time), context);
   expect(again.time && again.time->timeup == reading.time->timeup &&
              again.time->timelow == reading.time->timelow,
          "a time that is printed is understood as the same");

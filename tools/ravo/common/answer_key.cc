@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "common/json_lines.h"
-#include "common/times.h"
+#include "format/time.h"
 #include "ravo_data_types.h"
 #include "ravo_evutl.h"
 #include "ravo_payload.h"
@@ -51,7 +51,7 @@ void answer_key::add(const simulator::answer& put_in) {
   line["run"] = put_in.run;
   line["file"] = put_in.file;
   line["event"] = put_in.event_number;
-  line["time"] = format_time(put_in.event_time);
+  line["time"] = time_text(put_in.event_time);
   line["event_type"] = event_name_itoa(put_in.event_type);
   line["server"] = put_in.server;
   line["channel"] = put_in.what->name;

@@ -10,8 +10,8 @@
 #include "common/interrupt.h"
 #include "common/ledger_printing.h"
 #include "common/number_summary.h"
-#include "common/times.h"
 #include "common/units.h"
+#include "format/time.h"
 #include "ravo_data_types.h"
 
 namespace ravo::tool {
@@ -136,7 +136,7 @@ class table_printer {
 
   void print(std::size_t row) {
     std::string head = fmt::format("{:>10}  {:<27}  {:<14}  ", column_.numbers[row],
-                                   format_time(column_.times[row]), value_status_text(column_.status[row]));
+                                   time_text(column_.times[row]), value_status_text(column_.status[row]));
     if (!has_value(column_.status[row])) return out_.print_line(head + "-");
     if (column_.layout.kind == value_kind::text)
       return out_.print_line(head + fmt::format("\"{}\"", column_.text(row)));
@@ -150,7 +150,7 @@ class table_printer {
           : contents_ == row_contents::numbers
               ? all_numbers(row, i)
               : text_of(numbers, unit_of(channel_.units, member, channel_.member >= 0 ? 0 : parts));
-      if (!column_.update_times.empty()) text += "  at " + format_time(column_.update_times[row]);
+      if (!column_.update_times.empty()) text += "  at " + time_text(column_.update_times[row]);
       if (!column_.update_status.empty() && column_.update_status[row] != 0)
         text += fmt::format("  status {:#x}", static_cast<std::uint32_t>(column_.update_status[row]));
       out_.print_line(head + name + text);
@@ -223,7 +223,7 @@ json axis_object(value_kind kind, const spectrum_axis& axis) {
 json row_object(const column_data& column, const column_rows_summary& summary, row_contents contents,
                 std::size_t row) {
   json object = {{"event", column.numbers[row]},
-                 {"time", format_time(column.times[row])},
+                 {"time", time_text(column.times[row])},
                  {"value_status", key_of(value_status_text(column.status[row]))}};
   if (!has_value(column.status[row])) return object;
   if (column.status[row] != value_status::ok && !column.ages.empty()) object["age_us"] = column.ages[row];
@@ -248,7 +248,7 @@ json row_object(const column_data& column, const column_rows_summary& summary, r
   if (contents == row_contents::numbers && column.is_ragged())
     add_dimensions(column.dimensions_of_row(row), object);
   if (!column.axes.empty()) object["axis"] = axis_object(column.layout.kind, column.axes[row]);
-  if (!column.update_times.empty()) object["value_time"] = format_time(column.update_times[row]);
+  if (!column.update_times.empty()) object["value_time"] = time_text(column.update_times[row]);
   if (!column.update_status.empty()) object["status"] = column.update_status[row];
   return object;
 }

@@ -15,6 +15,7 @@
 #include "common/raw_file.h"
 #include "common/times.h"
 #include "common/whole_file.h"
+#include "format/time.h"
 #include "ravo_dataset/find_files.h"
 
 namespace ravo::tool {
@@ -84,7 +85,7 @@ std::string events_there(const std::vector<std::string>& files) {
     }
   if (!first) return "";
   return fmt::format("; the files have events {} to {}, of {} to {}", lowest, highest,
-                     format_time(first->time), format_time(last->time));
+                     time_text(first->time), time_text(last->time));
 }
 
 // By time, a tolerance that reaches the next event would make one of two: half the

@@ -13,7 +13,6 @@
 #include "common/interrupt.h"
 #include "common/json_lines.h"
 #include "common/output.h"
-#include "common/print_form.h"
 #include "common/progress.h"
 #include "common/selection_options.h"
 #include "ravo_dataset/dataset.h"

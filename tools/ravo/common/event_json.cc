@@ -6,7 +6,7 @@
 #include "common/json_lines.h"
 #include "common/ledger_printing.h"
 #include "common/raw_file.h"
-#include "common/times.h"
+#include "format/time.h"
 
 namespace ravo::tool {
 namespace {
@@ -50,7 +50,7 @@ void add_values(const block_summary& block, json& to) {
     to["value"] = number(block.update->value);
     to["property"] = block.update->property;
     to["status"] = block.update->status;
-    to["value_time"] = format_time(block.update->time);
+    to["value_time"] = time_text(block.update->time);
   }
   if (block.comment) {
     to["comment"] = *block.comment;
@@ -65,7 +65,7 @@ json entry_object(const read_entry& entry, checksums sums) {
   json object;
   object["channel"] = entry.channel->key();
   object["event"] = entry.id.event_number;
-  object["time"] = format_time(entry.id.time);
+  object["time"] = time_text(entry.id.time);
   object["held"] = entry.held;
   if (entry.status) object["value_status"] = key_of(value_status_text(*entry.status));
   if (entry.status && entry.held) object["age_us"] = entry.age;
@@ -91,7 +91,7 @@ json entry_object(const read_entry& entry, checksums sums) {
 void print_event_json(const read_event& event, checksums sums, output& out) {
   json line;
   line["event"] = event.id.event_number;
-  line["time"] = format_time(event.id.time);
+  line["time"] = time_text(event.id.time);
   line["generation"] = event.generation ? json(name_of(*event.generation)) : json();
   line["channels"] = json::array();
   for (const read_entry& entry : event.entries) line["channels"].push_back(entry_object(entry, sums));

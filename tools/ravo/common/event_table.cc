@@ -9,6 +9,7 @@
 #include "common/times.h"
 #include "common/units.h"
 #include "format/print_text.h"
+#include "format/time.h"
 
 namespace ravo::tool {
 namespace {
@@ -39,7 +40,7 @@ std::string numbers_text(const number_summary& numbers, bool scalar, const std::
 
 std::string update_text(const update_summary& update, const read_entry& entry) {
   std::string text =
-      fmt::format("{:>12.7g} {}  at {}", update.value, entry.channel->units, format_time(update.time));
+      fmt::format("{:>12.7g} {}  at {}", update.value, entry.channel->units, time_text(update.time));
   if (update.property != entry.channel->name) text += "  " + update.property;
   if (update.status != 0) text += fmt::format("  status {:#x}", update.status);
   return text;
@@ -110,7 +111,7 @@ void print_entry(const read_entry& entry, checksums sums, line_printer& lines) {
 
 void print_event_table(const read_event& event, checksums sums, output& out) {
   const bool is_older = event.generation == ravo_file_generation::older;
-  out.format("{}event {}  {}{}{}\n", out.bold(), event.id.event_number, format_time(event.id.time),
+  out.format("{}event {}  {}{}{}\n", out.bold(), event.id.event_number, time_text(event.id.time),
              is_older ? "  (older generation)" : "", out.plain());
   std::size_t width = 0;
   for (const read_entry& entry : event.entries) width = std::max(width, entry.channel->key().size());

@@ -14,6 +14,7 @@
 #include "common/times.h"
 #include "files/data_path_list.h"
 #include "format/folders.h"
+#include "format/time.h"
 #include "ravo_evutl.h"
 #include "ravo_file_generation.h"
 #include "ravo_raw_generations.h"
@@ -25,7 +26,7 @@ namespace fs = std::filesystem;
 
 // "run 7", "runs 7 to 9" or "2025-...Z to 2025-...Z".
 std::string request_text(const selection& wanted) {
-  if (!wanted.runs) return fmt::format("{} to {}", format_time(*wanted.from), format_time(*wanted.to));
+  if (!wanted.runs) return fmt::format("{} to {}", time_text(*wanted.from), time_text(*wanted.to));
   const auto [first, last] = *wanted.runs;
   return first == last ? fmt::format("run {}", first) : fmt::format("runs {} to {}", first, last);
 }

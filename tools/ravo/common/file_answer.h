@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "common/output.h"
-#include "common/print_form.h"
 #include "ravo_dataset/find_files.h"
 
 namespace ravo::tool {

@@ -9,7 +9,7 @@
 #include "common/escaping.h"
 #include "common/failure.h"
 #include "common/raw_file.h"
-#include "common/times.h"
+#include "format/time.h"
 
 namespace ravo::tool {
 namespace {
@@ -149,7 +149,7 @@ json ledger_json(const read_ledger& ledger) {
   for (const missing_value& one : ledger.values)
     object["values"].push_back({{"channel", one.channel},
                                 {"event", one.event.event_number},
-                                {"time", format_time(one.event.time)},
+                                {"time", time_text(one.event.time)},
                                 {"cause", key_of(missing_cause_text(one.cause))},
                                 {"file", one.file},
                                 {"offset", one.offset}});

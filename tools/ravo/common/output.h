@@ -12,6 +12,9 @@
 
 namespace ravo::tool {
 
+/// How a verb prints: for people, or one JSON object per line.
+enum class print_form { table, lines };
+
 class output {
  public:
   /// Takes over standard output. From here on, printf and std::cout write to a memory file.

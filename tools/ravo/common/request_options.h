@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "common/time_grammar.h"
+#include "ravo_dataset/time_grammar.h"
 
 namespace ravo::tool {
 
@@ -20,6 +20,9 @@ run_range runs_option(const std::string& text);
 time_zone zone_option(const std::string& name);
 /// The time of an option; throws usage_failure.
 time_stamp time_option(const char* option, const std::string& text, const time_context& context);
+
+/// The grammar of times in a few lines, for --help.
+extern const char* const time_help;
 
 }  // namespace ravo::tool
 

@@ -10,6 +10,7 @@
 #include "common/request_options.h"
 #include "common/times.h"
 #include "common/whole_file.h"
+#include "format/time.h"
 #include "ravo_dataset/errors.h"
 
 namespace ravo::tool {
@@ -95,8 +96,8 @@ void take_window(const selection_arguments& arguments, selection& to) {
   if (ends_now) to.to = context.now;
   if (to.from && to.to && microseconds(*to.from) > microseconds(*to.to))
     throw usage_failure(fmt::format("--from {} is after --to {}",
-                                    arguments.from.value_or(format_time(*to.from)),
-                                    ends_now ? "now" : arguments.to.value_or(format_time(*to.to))));
+                                    arguments.from.value_or(time_text(*to.from)),
+                                    ends_now ? "now" : arguments.to.value_or(time_text(*to.to))));
 }
 
 // Sets the options that are words of the text as well, by parsing them as text.

@@ -4,8 +4,6 @@
 
 namespace ravo::tool {
 
-std::string format_time(time_stamp time) { return time_text(time); }
-
 double microseconds(time_stamp time) { return static_cast<double>(in_microseconds(time)); }
 
 std::string format_span(double microseconds) {

@@ -1,4 +1,4 @@
-// Times and time spans as the tool prints them. time_grammar.h is for reading times.
+// Times as numbers, and spans of time as the tool prints them.
 #ifndef RAVO_TOOL_TIMES_H
 #define RAVO_TOOL_TIMES_H
 
@@ -7,10 +7,6 @@
 #include "format/time.h"
 
 namespace ravo::tool {
-
-/// In UTC, with microseconds and "Z". If a damaged file has more microseconds
-/// than a second, the format is "2025-03-01T08:00:05Z+1000000us".
-std::string format_time(time_stamp time);
 
 /// Microseconds since the epoch.
 double microseconds(time_stamp time);

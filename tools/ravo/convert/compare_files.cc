@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "common/failure.h"
-#include "common/times.h"
 #include "convert/block_reading.h"
+#include "format/time.h"
 #include "ravo_evutl.h"
 #include "ravo_raw_generations.h"
 
@@ -26,7 +26,7 @@ difference differ(const std::string& what, const Value& before, const Value& aft
 
 difference differ(const std::string& what, const time_stamp& before, const time_stamp& after) {
   if (ravo_time_stamp_eq(&before, &after)) return std::nullopt;
-  return fmt::format("{}: {} before, {} after", what, format_time(before), format_time(after));
+  return fmt::format("{}: {} before, {} after", what, time_text(before), time_text(after));
 }
 
 difference differ_in_text(const std::string& what, const char* before, const char* after) {
@@ -353,7 +353,7 @@ difference compare_data(const raw_file& older, const raw_file& current,
       const auto one = before.read(older.places_of(i)[n], name);
       if (auto found = compare_blocks(one, after.read(current.places_of(i)[n], name)))
         return fmt::format("channel {} in event {} of {}: {}", name, one.decoded.event_header->event_number,
-                           format_time(one.decoded.event_header->event_time), *found);
+                           time_text(one.decoded.event_header->event_time), *found);
       event_types |= std::uint32_t{1} << (one.decoded.event_header->event_type & 31);
       report(static_cast<double>(++done) / static_cast<double>(all));
     }

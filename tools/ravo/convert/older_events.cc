@@ -7,7 +7,7 @@
 #include <numeric>
 
 #include "common/failure.h"
-#include "common/times.h"
+#include "format/time.h"
 #include "ravo_evutl.h"
 
 namespace ravo::tool {
@@ -37,7 +37,7 @@ std::vector<Record> read_records(const raw_file& file, std::uint32_t basket, con
 }
 
 std::string text_of(const ravo_eventheader& header) {
-  return fmt::format("event {} at {}", header.event_number, format_time(header.event_time));
+  return fmt::format("event {} at {}", header.event_number, time_text(header.event_time));
 }
 
 }  // namespace

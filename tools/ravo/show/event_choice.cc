@@ -8,8 +8,8 @@
 
 #include "common/failure.h"
 #include "common/request_options.h"
-#include "common/time_grammar.h"
 #include "common/times.h"
+#include "format/time.h"
 #include "ravo_evutl.h"
 
 namespace ravo::tool {
@@ -141,7 +141,7 @@ chosen_event event_chooser::by_time(time_stamp time) const {
   const time_stamp first = events_.front().id.time, last = events_.back().id.time;
   if (at < microseconds(first) - slack || at > microseconds(last) + slack)
     throw data_failure(fmt::format("{}: has no event near {}; its events are from {} to {}", file_.path(),
-                                   format_time(time), format_time(first), format_time(last)));
+                                   time_text(time), time_text(first), time_text(last)));
   return complete(
       *std::min_element(ids_.begin(), ids_.end(), [at](const ravo_time_id& a, const ravo_time_id& b) {
         return std::fabs(microseconds(a.time) - at) < std::fabs(microseconds(b.time) - at);

@@ -8,8 +8,8 @@
 
 #include "common/escaping.h"
 #include "common/failure.h"
-#include "common/times.h"
 #include "common/type_names.h"
+#include "format/time.h"
 
 namespace ravo::tool {
 namespace {
@@ -28,8 +28,8 @@ std::string joined(const std::vector<std::string>& parts, const std::string& bet
   return text;
 }
 
-std::string time_text(time_stamp time) {
-  std::string text = format_time(time);
+std::string readable_time(time_stamp time) {
+  std::string text = time_text(time);
   if (const std::size_t t = text.find('T'); t != std::string::npos) text[t] = ' ';
   if (text.ends_with('Z')) text.replace(text.size() - 1, 1, " UTC");
   return text;
@@ -82,7 +82,7 @@ class figure_maker {
 
   void write_heading() {
     const std::string file = printable(std::filesystem::path(event_.file).filename().string());
-    const std::string event = event_text(event_.id), time = time_text(event_.id.time);
+    const std::string event = event_text(event_.id), time = readable_time(event_.id.time);
     if (is_alone()) {
       const shown_channel& channel = event_.channels.front();
       made_.title = printable(channel.name);
@@ -178,7 +178,7 @@ class figure_maker {
       panel.rows.emplace_back(printable(slow->property), value_text(slow->value, channel.units));
       const std::string status =
           slow->status == 0 ? "" : fmt::format("status {:#x}", static_cast<unsigned>(slow->status));
-      panel.note = joined({"at " + time_text(slow->time), status, panel.note}, ", ");
+      panel.note = joined({"at " + readable_time(slow->time), status, panel.note}, ", ");
     } else if (const auto* pairs = std::get_if<shown_pairs>(&channel.data)) {
       for (const auto& [name, value] : pairs->records)
         panel.rows.emplace_back(printable(name), value_text(value, ""));

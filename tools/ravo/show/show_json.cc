@@ -1,7 +1,7 @@
 // Prints an event for machines.
 #include "common/json_lines.h"
-#include "common/times.h"
 #include "common/type_names.h"
+#include "format/time.h"
 #include "ravo_data_types.h"
 #include "show/showing.h"
 
@@ -50,7 +50,7 @@ json channel_json(const shown_channel& channel, pixels how) {
   json object;
   object["channel"] = channel.name;
   object["event"] = channel.recorded_with.event_number;
-  object["time"] = format_time(channel.recorded_with.time);
+  object["time"] = time_text(channel.recorded_with.time);
   object["held"] = channel.is_held;
   const data_type* type = find_data_type(channel.dtype);
   object["dtype"] = type ? std::string(type->name) : data_type_name(channel.dtype);
@@ -67,7 +67,7 @@ json channel_json(const shown_channel& channel, pixels how) {
     object["value"] = slow->value;
     object["property"] = slow->property;
     object["status"] = slow->status;
-    object["value_time"] = format_time(slow->time);
+    object["value_time"] = time_text(slow->time);
   } else if (const auto* pairs = std::get_if<shown_pairs>(&channel.data)) {
     object["id"] = pairs->id;
     object["comment"] = pairs->comment;
@@ -89,7 +89,7 @@ void print_json(const shown_event& event, pixels how, output& out) {
   line["file"] = event.file;
   line["generation"] = name_of(event.generation);
   line["event"] = event.id.event_number;
-  line["time"] = format_time(event.id.time);
+  line["time"] = time_text(event.id.time);
   line["types"] = json::array();
   for (const int type : event.types) line["types"].push_back(event_type_name(type));
   line["channels"] = json::array();

@@ -9,9 +9,9 @@
 #include <string_view>
 
 #include "common/escaping.h"
-#include "common/times.h"
 #include "common/type_names.h"
 #include "drawing/line_plot.h"
+#include "format/time.h"
 #include "show/showing.h"
 
 namespace ravo::tool {
@@ -39,7 +39,7 @@ std::string name_of(const ravo_time_id& event) {
 }
 
 void print_heading(const shown_event& event, output& out) {
-  out.format("{}{}  {}  {}{}  of {}{}\n", out.bold(), name_of(event.id), format_time(event.id.time),
+  out.format("{}{}  {}  {}{}  of {}{}\n", out.bold(), name_of(event.id), time_text(event.id.time),
              types_text(event), out.plain(), event.file,
              event.generation == ravo_file_generation::older ? "  (older generation)" : "");
 }
@@ -94,7 +94,7 @@ std::string image_text(const shown_image& image) {
 
 std::string slow_text(const shown_slow_value& slow, const shown_channel& channel) {
   std::string text = with_unit(fmt::format("{:.7g}", slow.value), channel.units);
-  text += fmt::format("  {}  at {}", printable(slow.property), format_time(slow.time));
+  text += fmt::format("  {}  at {}", printable(slow.property), time_text(slow.time));
   if (slow.status != 0) text += fmt::format("  status {:#x}", static_cast<unsigned>(slow.status));
   return text;
 }

@@ -21,6 +21,7 @@
 #include "common/request_options.h"
 #include "common/times.h"
 #include "format/folders.h"
+#include "format/time.h"
 #include "ravo_run_catalogue.h"
 #include "ravo_run_catalogue_builder.h"
 #include "verbs/verb.h"
@@ -146,8 +147,8 @@ void print_run(const catalogue::run_entry& run, bool as_json, output& out) {
     out.print(json_line({{"experiment", run.experiment},
                          {"stream", run.stream},
                          {"run", run.run},
-                         {"start", has_time(run) ? json(format_time(run.start)) : json()},
-                         {"end", has_time(run) ? json(format_time(run.end)) : json()},
+                         {"start", has_time(run) ? json(time_text(run.start)) : json()},
+                         {"end", has_time(run) ? json(time_text(run.end)) : json()},
                          {"files", run.files.size()},
                          {"growing", row.growing},
                          {"events", row.events},
@@ -155,8 +156,8 @@ void print_run(const catalogue::run_entry& run, bool as_json, output& out) {
     return;
   }
   out.format("{:<12} {:<12} {:>10}  {:<27}  {:<27}  {:>7}  {:>7}  {:>12}  {:>15}\n", run.experiment,
-             run.stream, run.run, has_time(run) ? format_time(run.start) : "-",
-             has_time(run) ? format_time(run.end) : "-", run.files.size(), row.growing, row.events,
+             run.stream, run.run, has_time(run) ? time_text(run.start) : "-",
+             has_time(run) ? time_text(run.end) : "-", run.files.size(), row.growing, row.events,
              row.bytes);
 }
 

@@ -8,7 +8,7 @@
 #include "common/dataset_session.h"
 #include "common/failure.h"
 #include "common/reading.h"
-#include "common/time_grammar.h"
+#include "common/request_options.h"
 #include "ravo_dataset/digest.h"
 #include "verbs/verb.h"
 

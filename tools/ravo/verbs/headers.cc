@@ -4,12 +4,12 @@
 #include <cstring>
 
 #include "common/channel_headers.h"
-#include "common/channel_names.h"
 #include "common/help_format.h"
 #include "common/json_lines.h"
-#include "common/times.h"
+#include "common/names.h"
 #include "common/type_names.h"
 #include "format/print_text.h"
+#include "format/time.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {
@@ -46,7 +46,7 @@ void print_text(const channel_headers& headers, output& out) {
   const ravo_eventheader& event = headers.event;
   const ravo_serv_block_head_2010& server = headers.server;
   const ravo_serv_block_subhead_2010& channel = headers.channel;
-  out.format("{}event {}  {}  {}{}\n", out.bold(), event.event_number, format_time(event.event_time),
+  out.format("{}event {}  {}  {}{}\n", out.bold(), event.event_number, time_text(event.event_time),
              event_type_name(event.event_type), out.plain());
   out.format("  event header   at {:>10}  {} bytes, {} server block{}, tmask {:#x}, status {:#x}\n",
              headers.at.evhd, event.event_length, event.num_svr_block, event.num_svr_block == 1 ? "" : "s",
@@ -55,7 +55,7 @@ void print_text(const channel_headers& headers, output& out) {
       "  server block   at {:>10}  {}, {} bytes, {} channel{}, macro-pulse {}, {}, tmask {:#x}, "
       "status {:#x}\n",
       headers.at.sbhd, printable(server.server), server.ltotal, server.nchan, server.nchan == 1 ? "" : "s",
-      server.mpulse, format_time(server.time), bits(server.tmask), bits(server.status));
+      server.mpulse, time_text(server.time), bits(server.tmask), bits(server.status));
   out.format("  channel block  at {:>10}  {}, {} bytes, {}, {}\n", headers.at.chhd,
              data_type_name(channel.dtype), channel.ldata, storage_text(headers), errors_of(channel));
 }
@@ -70,13 +70,13 @@ void print_json(const raw_file& file, const std::string& name, const channel_hea
   line["generation"] = name_of(file.generation());
   line["channel"] = name;
   line["event"] = event.event_number;
-  line["time"] = format_time(event.event_time);
+  line["time"] = time_text(event.event_time);
   line["event_header"] = {{"offset", headers.at.evhd},   {"type", event_type_name(event.event_type)},
                           {"bytes", event.event_length}, {"server_blocks", event.num_svr_block},
                           {"tmask", bits(event.tmask)},  {"status", bits(event.status)}};
   line["server_block"] = {{"offset", headers.at.sbhd},    {"server", server.server},
                           {"bytes", server.ltotal},       {"channels", server.nchan},
-                          {"macro_pulse", server.mpulse}, {"time", format_time(server.time)},
+                          {"macro_pulse", server.mpulse}, {"time", time_text(server.time)},
                           {"tmask", bits(server.tmask)},  {"status", bits(server.status)}};
   line["channel_block"] = {{"offset", headers.at.chhd},
                            {"name", channel.chname},

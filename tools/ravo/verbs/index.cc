@@ -10,6 +10,7 @@
 #include "common/raw_file.h"
 #include "common/times.h"
 #include "common/type_names.h"
+#include "format/time.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {
@@ -66,7 +67,7 @@ void print_table(const ravo_event_index_entry_2010& entry, std::uint64_t limit, 
         i == 0 ? ""
                : fmt::format("{:.3f} s",
                              (microseconds(events[i].time) - microseconds(events[i - 1].time)) / 1e6);
-    out.format("  {:>10}  {:<27}  {:>10}  {:>12}\n", events[i].event_number, format_time(events[i].time),
+    out.format("  {:>10}  {:<27}  {:>10}  {:>12}\n", events[i].event_number, time_text(events[i].time),
                step, events[i].offset);
   }
   if (shown < entry.length) out.format("  {:>10}  {} more\n", "...", entry.length - shown);
@@ -81,7 +82,7 @@ void print_json(const raw_file& file, const ravo_event_index_entry_2010& entry, 
                          {"generation", name_of(file.generation())},
                          {"type", event_type_name(entry.event_type)},
                          {"event", event.event_number},
-                         {"time", format_time(event.time)},
+                         {"time", time_text(event.time)},
                          {"offset", event.offset}}));
   }
 }

@@ -8,6 +8,7 @@
 #include "common/raw_file.h"
 #include "common/sizes.h"
 #include "common/times.h"
+#include "format/time.h"
 #include "ravo_evutl.h"
 #include "verbs/verb.h"
 
@@ -69,7 +70,7 @@ void print_table(const raw_file& file, output& out) {
   out.format("  format    {} generation\n", name_of(file.generation()));
   time_stamp named{};
   if (get_time_from_file_name(file.path().c_str(), &named) == 0)
-    out.format("  name says {}\n", format_time(named));
+    out.format("  name says {}\n", time_text(named));
   else
     out.format("  name      says no time: `ravo read` needs a name as the writer gave it\n");
   out.format("  channels  {}, {} of them with data\n", channels.size(), channels_with_data(file));
@@ -83,8 +84,8 @@ void print_table(const raw_file& file, output& out) {
         events.count > 1 && span > 0 ? fmt::format("{:.2f} Hz", (events.count - 1) / span * 1e6) : "";
     out.print_line(fmt::format("  {:<16} {:>8}  {:>10}  {:>10}  {:<27}  {:<27}  {}",
                                event_name_itoa(events.type), events.count, events.first.event_number,
-                               events.last.event_number, format_time(events.first.time),
-                               format_time(events.last.time), rate));
+                               events.last.event_number, time_text(events.first.time),
+                               time_text(events.last.time), rate));
   }
 
   out.format("\n  {}{:<24} {:>12}  {:>12}{}\n", out.dim(), "table", "offset", "bytes", out.plain());
@@ -103,7 +104,7 @@ void print_json(const raw_file& file, output& out) {
   line["generation"] = name_of(file.generation());
   time_stamp named{};
   line["name_time"] =
-      get_time_from_file_name(file.path().c_str(), &named) == 0 ? json(format_time(named)) : json();
+      get_time_from_file_name(file.path().c_str(), &named) == 0 ? json(time_text(named)) : json();
   line["channels"] = file.channels().size();
   line["channels_with_data"] = channels_with_data(file);
   if (!file.description_problem().empty()) line["problem"] = file.description_problem();
@@ -113,8 +114,8 @@ void print_json(const raw_file& file, output& out) {
                               {"count", events.count},
                               {"first_event", events.first.event_number},
                               {"last_event", events.last.event_number},
-                              {"first_time", format_time(events.first.time)},
-                              {"last_time", format_time(events.last.time)}});
+                              {"first_time", time_text(events.first.time)},
+                              {"last_time", time_text(events.last.time)}});
   for (const table_place& place : places(file))
     line["tables"][place.key] =
         place.offset == 0 ? json() : json({{"offset", place.offset}, {"bytes", place.length}});

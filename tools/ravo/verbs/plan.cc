@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "common/dataset_session.h"
+#include "common/request_options.h"
 #include "common/sizes.h"
-#include "common/time_grammar.h"
 #include "common/times.h"
 #include "verbs/verb.h"
 

@@ -13,7 +13,7 @@
 #include "common/file_answer.h"
 #include "common/help_format.h"
 #include "common/reading.h"
-#include "common/time_grammar.h"
+#include "common/request_options.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {

@@ -5,7 +5,6 @@
 #include <charconv>
 #include <map>
 
-#include "common/channel_names.h"
 #include "common/failure.h"
 #include "common/help_format.h"
 #include "common/names.h"

@@ -11,9 +11,9 @@
 #include "common/interrupt.h"
 #include "common/json_lines.h"
 #include "common/progress.h"
-#include "common/time_grammar.h"
-#include "common/times.h"
 #include "common/whole_file.h"
+#include "format/time.h"
+#include "ravo_dataset/time_grammar.h"
 #include "simulator/writing.h"
 #include "verbs/verb.h"
 

@@ -5,10 +5,10 @@
 
 #include "common/channel_statistics.h"
 #include "common/dataset_session.h"
+#include "common/request_options.h"
 #include "common/sizes.h"
-#include "common/time_grammar.h"
-#include "common/times.h"
 #include "common/units.h"
+#include "format/time.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {
@@ -83,8 +83,8 @@ json row_object(const channel_statistics& one, std::uint64_t missing, std::uint6
   if (one.values() > 0) {
     object["first_event"] = one.first().event_number;
     object["last_event"] = one.last().event_number;
-    object["from"] = format_time(one.first().time);
-    object["to"] = format_time(one.last().time);
+    object["from"] = time_text(one.first().time);
+    object["to"] = time_text(one.last().time);
   }
   const auto rate = one.rate();
   object["rate"] = rate ? json(*rate) : json();
