@@ -1,5 +1,5 @@
-// The tool as a whole, killed and interrupted at its calls of the system: what is left behind is
-// recognised, never taken for data, and gone after the next run.
+// The tool as a whole, killed and interrupted at its system calls: what is left
+// after_dictionary is recognised, never taken for data, and gone after the next run.
 #include "started_tool.h"
 
 #include <gmock/gmock.h>
@@ -26,7 +26,7 @@ constexpr machine killed_at(long which) {
   return {call::on_disk | call::stat | call::list_folder, which, mishap::kill_before};
 }
 
-// Each call of the kinds is interrupted once, and has to be made again.
+// Interrupts each call of the kinds once; the call has to be repeated.
 constexpr machine interrupting(unsigned kinds) {
   return {kinds, 0, mishap::failure, EINTR, extent::every_second};
 }
@@ -206,7 +206,7 @@ INSTANTIATE_TEST_SUITE_P(
 class EarlyCatalogue : public testing::Test {
  protected:
   EarlyCatalogue() {
-    // Files of this moment, whatever the clock of their events says.
+    // Files written now, whatever the times of their events.
     EXPECT_EQ(run_tool_on(healthy, {"simulate", raw(), "--files", "2", "--events", "5", "--channels", "20"})
                   .exit_code,
               0);
@@ -322,7 +322,7 @@ std::string file_of_many_channels(const temporary_folder& folder) {
   return file.write(folder, "linac_main_run1_file1_20231114T221320Z.raw");
 }
 
-// Whichever read fails, the tables are not what is wrong with the file.
+// Whichever read fails, the tables are not the problem of the file.
 TEST(LargeTables, AreNotWhyValuesOfASoundFileAreMissing) {
   const temporary_folder folder;
   const std::vector<std::string> read = {"digest", file_of_many_channels(folder), "-c", "A", "--json"};

@@ -16,8 +16,8 @@
 namespace ravo::test {
 namespace {
 
-// Does it with the first call of the kinds disturbed, then with the second, and so on until there is none
-// left.
+// Calls `act` with the first call of the kinds disturbed,
+// then with the second, and so on until there are no more.
 long disturb_each(const std::function<fault(long)>& arm_at, const std::function<void(bool)>& act) {
   for (long which = 0; which < 20000; ++which) {
     bool has_come = false;
@@ -59,7 +59,7 @@ TEST(FileSearch, ReportsEachFolderThatCannotBeReadAndGoesOn) {
                                     [&](bool is_disturbed) {
                                       found = folders.search();
                                       if (!is_disturbed) return;
-                                      // What was listed before the refusal is there all the same.
+                                      // Files that were listed before the refusal are kept.
                                       EXPECT_LE(found.findings.size(), 1u);
                                       for (const verify::finding& one : found.findings) {
                                         EXPECT_EQ(one.detail, "Permission denied") << one.file;
@@ -137,7 +137,7 @@ TYPED_TEST(ToolAndFile, AFileThatShrinksAtAnyMomentIsReportedAsChanged) {
   const std::vector<std::string> changed{"file.changed"};
   this->cut_at_each_call([&] {
     const std::vector<std::string> found = this->check(1);
-    // Before it was opened, it was a short file.
+    // Before it was opened, it was already a short file.
     EXPECT_TRUE(found == good || found == changed || found == std::vector<std::string>{"file.reference"})
         << testing::PrintToString(found);
   });
@@ -193,7 +193,7 @@ TYPED_TEST(ToolAndFile, AnInterruptedOrShortReadIsContinued) {
   disturb_each([](long which) { return fault(call::read, which, mishap::short_count); }, expect_good);
 }
 
-// What `ravo info` and its like say of a file that they cannot open.
+// What `ravo info` and similar verbs say about a file that they cannot open.
 TYPED_TEST(ToolAndFile, AGoodFileIsNotCalledDamagedWhenItCannotBeLookedAt) {
   for (const int error : errors_of_machines)
     for (const extent reach : {extent::one_call, extent::all_from_there}) {

@@ -1,5 +1,5 @@
-// Files that the tool writes whole or not at all, at every call of the system that it takes: killed there,
-// refused there, interrupted there.
+// Files that the tool writes whole or not at all, with a fault at every
+// system call of the writing: killed there, refused there, interrupted there.
 #include "common/whole_file.h"
 
 #include <gmock/gmock.h>

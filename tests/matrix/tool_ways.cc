@@ -18,8 +18,8 @@ std::vector<std::string> verify_lines(const std::string& path) {
   return lines;
 }
 
-// The verb reports a file that is refused and goes on with the next one; the refusal itself is asked for
-// first.
+// The verb reports a refused file and goes on with
+// the next one; the refusal itself is queried first.
 info_answer info_about(const std::string& path) {
   try {
     const tool::raw_file file(path);

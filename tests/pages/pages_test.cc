@@ -1,5 +1,5 @@
-// Runs the commands of the pages, one after the other in an empty folder, as a reader would: what a page
-// shows below a command must be what the command prints. /home/me on a page is that folder.
+// Runs the commands of the pages, one after another in an empty folder, as a reader would: the text
+// that a page shows below a command must be what the command prints. /home/me on a page is that folder.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -27,7 +27,7 @@ TEST_P(Page, ShowsWhatItsCommandsPrint) {
   const temporary_folder home;
   setenv("HOME", home.path().c_str(), 1);
   setenv("PATH", (RAVO_TOOL_FOLDER ":" RAVO_EXAMPLES ":" + std::string(getenv("PATH"))).c_str(), 1);
-  // A reader of the page comes back to older files; those of the test are seconds old.
+  // A reader of the page comes back to older files; the files of the test are seconds old.
   setenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
 
   const std::vector<command_outcome> outcomes = run_in_one_shell(commands, home.path());

@@ -1,5 +1,5 @@
-// The commands that a page shows, with what it shows below them, and whether that is what they print. It
-// knows how our pages are written, and nothing of the tool.
+// The commands of a page with the output shown below them, and whether they
+// print that output. It knows the form of our pages, and nothing of the tool.
 #ifndef RAVO_TEST_SHOWN_COMMANDS_H
 #define RAVO_TEST_SHOWN_COMMANDS_H
 
@@ -10,7 +10,7 @@
 
 namespace ravo::test {
 
-/// How the text below a command is to be compared with what the command prints.
+/// How the text below a command is compared with what the command prints.
 enum class shown_as {
   lines,   ///< line by line
   folded,  ///< broken into more lines than were printed: white space does not count
@@ -42,7 +42,7 @@ struct command_outcome {
   std::string printed;  ///< standard output, then standard error
 };
 
-/// Runs the commands one after the other, by one shell in one folder, as a reader of the page would.
+/// Runs the commands one after another, by one shell in one folder, as a reader of the page would.
 std::vector<command_outcome> run_in_one_shell(const std::vector<shown_command>& commands,
                                               const std::filesystem::path& folder);
 
