@@ -8,7 +8,7 @@ int main(int argc, char** argv) try {
   const auto data = ravo::dataset::open(argv[1]);
   std::printf("%s", data.plan().to_text().c_str());
   for (ravo::event_range events = data.events(); const ravo::event& event : events)
-    std::printf("%u: %g\n", event.number(), event["LINAC/BPM/001"].number());
+    std::printf("%u: %g\n", event.number(), event["LINAC/BPM/001"].scalar());
   const ravo::column_data column = data.column("LINAC/BPM/001");
   std::printf("%zu rows\n%s", column.size(), column.ledger.to_text().c_str());
 } catch (const ravo::dataset_error& error) {

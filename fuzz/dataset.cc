@@ -48,7 +48,7 @@ void look_at(const value& seen) {
   touch(seen.name_values().comment.data(), seen.name_values().comment.size());
   touch(seen.update().property.data(), seen.update().property.size());
   touch(seen.text().data(), seen.text().size());
-  static_cast<void>(seen.number());
+  static_cast<void>(seen.scalar());
 }
 
 void look_at(const event& seen) {

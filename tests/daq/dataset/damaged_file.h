@@ -77,8 +77,8 @@ class damaged_file : public testing::Test {
     event_range events = data.events();
     std::size_t n = 0;
     for (const event& one : events) {
-      EXPECT_EQ(one["GOOD"].number(), static_cast<double>(n) * 1000);
-      EXPECT_EQ(one["BAD"].number(), static_cast<double>(n) * 1000);
+      EXPECT_EQ(one["GOOD"].scalar(), static_cast<double>(n) * 1000);
+      EXPECT_EQ(one["BAD"].scalar(), static_cast<double>(n) * 1000);
       ++n;
     }
     EXPECT_EQ(n, 6u);
@@ -150,7 +150,7 @@ class damaged_file : public testing::Test {
         EXPECT_TRUE(one[bad].bytes().empty());
         EXPECT_EQ(one[bad].kind(), value_kind::none);
       } else {
-        EXPECT_EQ(one[bad].number(), static_cast<double>(n) * 1000);
+        EXPECT_EQ(one[bad].scalar(), static_cast<double>(n) * 1000);
       }
       ++n;
     }

@@ -101,7 +101,7 @@ TYPED_TEST(Disputed, ANumberThatAnotherEventHasTakesNothingFromIt) {
   std::size_t n = 0;
   for (const event& one : events) {
     const std::size_t event = n < this->damaged ? n : n + 1;
-    EXPECT_EQ(one["BAD"].number(), static_cast<double>(event) * 1000);
+    EXPECT_EQ(one["BAD"].scalar(), static_cast<double>(event) * 1000);
     EXPECT_EQ(one.time().timelow, event * 100000);
     ++n;
   }
@@ -202,7 +202,7 @@ class SlowValuesAstray : public testing::Test {
     for (event_range events = data.events(); const event& one : events) {
       const value seen = one["SLOW"];
       if (seen.status() == value_status::ok || seen.status() == value_status::held) {
-        EXPECT_EQ(seen.number(), static_cast<double>((one.number() - 1) / 2 * 10 + 10));
+        EXPECT_EQ(seen.scalar(), static_cast<double>((one.number() - 1) / 2 * 10 + 10));
       }
       all.push_back(seen.status());
     }

@@ -64,7 +64,7 @@ TYPED_TEST(Events, ComeInOrderWithTheirValues) {
   std::uint32_t expected = 101;
   for (event_range events = data.events(); const event& one : events) {
     EXPECT_EQ(one.number(), expected);
-    EXPECT_EQ(one["FAST"].number(), expected);
+    EXPECT_EQ(one["FAST"].scalar(), expected);
     EXPECT_EQ(one["FAST"].spectrum().values.size(), 1u);
     EXPECT_EQ(one["HALF"].status(), expected % 2 == 0 ? value_status::ok : value_status::not_recorded);
     EXPECT_EQ(one["SLOW"].has_value(), expected == 102 || expected == 107);
@@ -124,8 +124,8 @@ TYPED_TEST(Events, AreLimitedByNumberTimeAndStep) {
 
 TYPED_TEST(Events, AreFoundByNumberAndByTime) {
   const dataset data = this->open();
-  EXPECT_EQ((*data.at(107))["FAST"].number(), 107);
-  EXPECT_EQ((*data.at(107))["SLOW"].number(), 1070);
+  EXPECT_EQ((*data.at(107))["FAST"].scalar(), 107);
+  EXPECT_EQ((*data.at(107))["SLOW"].scalar(), 1070);
   EXPECT_FALSE(data.at(111));
   EXPECT_FALSE(data.at(100));
   EXPECT_EQ(data.at(time_stamp{noon, 320000})->number(), 104u);
@@ -158,7 +158,7 @@ TYPED_TEST(Events, HoldSlowValuesWithTheirAge) {
                                              : value_status::stale);
     EXPECT_EQ(slow.age(), age);
     EXPECT_EQ(slow.is_held(), age != 0);
-    EXPECT_EQ(slow.number(), from * 10.0);
+    EXPECT_EQ(slow.scalar(), from * 10.0);
     EXPECT_EQ(slow.update().status, 3);
     EXPECT_EQ(slow.update().property, "SLOW");
     EXPECT_EQ(slow.recorded_with().event_number, from);
@@ -169,20 +169,20 @@ TYPED_TEST(Events, HoldSlowValuesWithTheirAge) {
 
 TYPED_TEST(Events, HoldValuesFromBeforeTheLimits) {
   const dataset data = this->open("slow=hold event=104-105");
-  for (event_range events = data.events(); const event& one : events) EXPECT_EQ(one["SLOW"].number(), 1020);
+  for (event_range events = data.events(); const event& one : events) EXPECT_EQ(one["SLOW"].scalar(), 1020);
   const dataset later = this->open("slow=hold from=1700000000.55 chan=FAST,SLOW");  // the second file only
-  EXPECT_EQ((*later.at(107))["SLOW"].number(), 1070);
+  EXPECT_EQ((*later.at(107))["SLOW"].scalar(), 1070);
   const dataset second_file = this->open("slow=hold from=1700000000.5 to=1700000000.5 chan=FAST,SLOW");
-  EXPECT_EQ((*second_file.at(106))["SLOW"].number(), 1020);
+  EXPECT_EQ((*second_file.at(106))["SLOW"].scalar(), 1020);
 }
 
 TYPED_TEST(Events, TakeTheNearestSlowValueWhenAsked) {
   const dataset data = this->open("slow=nearest");
-  EXPECT_EQ((*data.at(101))["SLOW"].number(), 1020);
+  EXPECT_EQ((*data.at(101))["SLOW"].scalar(), 1020);
   EXPECT_EQ((*data.at(101))["SLOW"].age(), -100000);
-  EXPECT_EQ((*data.at(104))["SLOW"].number(), 1020);
-  EXPECT_EQ((*data.at(105))["SLOW"].number(), 1070);
-  EXPECT_EQ((*data.at(110))["SLOW"].number(), 1070);
+  EXPECT_EQ((*data.at(104))["SLOW"].scalar(), 1020);
+  EXPECT_EQ((*data.at(105))["SLOW"].scalar(), 1070);
+  EXPECT_EQ((*data.at(110))["SLOW"].scalar(), 1070);
 }
 
 TYPED_TEST(Events, OutliveTheDatasetAndTheRange) {
@@ -192,7 +192,7 @@ TYPED_TEST(Events, OutliveTheDatasetAndTheRange) {
     kept = *data.events().next();
   }
   EXPECT_EQ(kept->number(), 101u);
-  EXPECT_EQ((*kept)["FAST"].number(), 101);
+  EXPECT_EQ((*kept)["FAST"].scalar(), 101);
 }
 
 TYPED_TEST(Events, MayBeLeftEarlyAndReadSeveralTimesAtOnce) {

@@ -99,7 +99,7 @@ class Machine : public testing::Test {
       return;
     }
     ++got.values;
-    if (seen.number() != event) ++got.wrong;
+    if (seen.scalar() != event) ++got.wrong;
   }
 
   // The row's number; that of a list is at the record that its event has.
@@ -412,7 +412,7 @@ TYPED_TEST(Machine, ThatInterruptsAnyCallOfARequestMissesNothing) {
   unsetenv("RAVO_DAQ_READER_IGNORE_FILE_CLOSE_TIME");
   EXPECT_EQ(data.ledger().files.size(), 0u);
   event_range events = data.events();
-  EXPECT_EQ((*events.begin())["ZLIB"].number(), 1.0);
+  EXPECT_EQ((*events.begin())["ZLIB"].scalar(), 1.0);
 }
 
 TYPED_TEST(Machine, ThatHasNoThreadAtAllSaysWhatCannotBeStarted) {

@@ -30,7 +30,7 @@ TEST(MemoryLimit, IsKeptByEventsAndColumns) {
   double sum = 0;
   std::size_t n = 0;
   for (event_range events = data.events(); const event& one : events) {
-    sum += one["NOISE"].number();
+    sum += one["NOISE"].scalar();
     ++n;
   }
   EXPECT_EQ(n, 200u);
@@ -122,7 +122,7 @@ int read_in_little_memory(const std::string& path, std::size_t bytes, std::size_
   options.memory_limit = limit;
   const dataset data = dataset::open(of_files({path}), options);
   double sum = 0;
-  for (event_range events = data.events(); const event& one : events) sum += one["FLAT"].number();
+  for (event_range events = data.events(); const event& one : events) sum += one["FLAT"].scalar();
   const auto digest = data.digest();
   return sum == expected && digest[0].digest.values() == data.size() && data.peak_memory() <= limit ? 0 : 3;
 }

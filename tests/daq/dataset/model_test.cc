@@ -65,7 +65,7 @@ TYPED_TEST(Generated, SetsAreReadAsTheModelSays) {
         }
         ASSERT_EQ(seen.status(), status_of(put->done));
         if (status_of(put->done) == value_status::ok) {
-          ASSERT_EQ(static_cast<float>(seen.number()), put->content);
+          ASSERT_EQ(static_cast<float>(seen.scalar()), put->content);
         }
         ++(status_of(put->done) == value_status::ok ? delivered : damaged)[channel];
       }
@@ -226,8 +226,8 @@ TEST(Streams, OfTheSameTimeAreOneSegment) {
     std::uint32_t number = 11;
     for (event_range events = data.events(); const event& one : events) {
       EXPECT_EQ(one.number(), number);
-      EXPECT_EQ(one["A"].number(), number);
-      EXPECT_EQ(one["B"].number(), number + 1000);
+      EXPECT_EQ(one["A"].scalar(), number);
+      EXPECT_EQ(one["B"].scalar(), number + 1000);
       ++number;
     }
   }

@@ -106,7 +106,7 @@ TYPED_TEST(Any, SlowValueIsTheOneThatItsPolicyFindsAndAsOldAsItIs) {
         ASSERT_TRUE(std::isnan(column.values<float>()[row]));
         continue;
       }
-      ASSERT_EQ(static_cast<float>(seen.number()), chosen->content);
+      ASSERT_EQ(static_cast<float>(seen.scalar()), chosen->content);
       ASSERT_EQ(column.values<float>()[row], chosen->content);
       if (chosen == own) {
         ASSERT_EQ(seen.status(), value_status::ok);

@@ -80,7 +80,7 @@ TEST_P(SharedLimitOfFlatBlocks, IsSharedByRangesThatAreTakenInTurn) {
           const auto one = range.next();
           ASSERT_TRUE(one);
           EXPECT_EQ(one->number(), order == event_order::forward ? i : events + 1 - i);
-          EXPECT_EQ((*one)["FLAT"].number(), 2.5);
+          EXPECT_EQ((*one)["FLAT"].scalar(), 2.5);
         }
       for (event_range& range : ranges) {
         EXPECT_FALSE(range.next());
@@ -131,7 +131,7 @@ TEST(SharedLimit, IsSharedByRangesOfSeveralThreads) {
       while (number < events) try {
           const auto one = range.next();
           if (!one || one->number() != ++number) return;
-          if ((*one)["FLAT"].number() == 2.5) ++sound;
+          if ((*one)["FLAT"].scalar() == 2.5) ++sound;
         } catch (const memory_exceeded&) {
           // All four decode at this moment; it goes on with the event that it did not deliver.
         }
@@ -187,7 +187,7 @@ TEST(SharedLimit, HoldsForTheResidentMemoryOfLargeBlocks) {
     const bool is_whole = data.digest()[0].digest.values() == 12;
     std::size_t count = 0;
     for (event_range events = data.events(); const event& one : events)
-      count += one["FLAT"].number() == 2.5 ? 1 : 0;
+      count += one["FLAT"].scalar() == 2.5 ? 1 : 0;
     return is_whole && count == 12 && data.peak_memory() <= 20 * mebibyte;
   };
   EXPECT_EXIT(exit_by(read, 28 * mebibyte), testing::ExitedWithCode(0), "");

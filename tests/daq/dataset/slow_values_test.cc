@@ -70,7 +70,7 @@ class SlowValues : public testing::Test {
       const value slow = one["SLOW"];
       EXPECT_EQ(slow.status(), statuses[n]);
       if (slow.has_value()) {
-        EXPECT_EQ(slow.number(), values[n]);
+        EXPECT_EQ(slow.scalar(), values[n]);
         EXPECT_EQ(column.values<float>()[n], values[n]);
         EXPECT_EQ(slow.age(), seconds[n] * 1000000);
         EXPECT_EQ(column.ages[n], seconds[n] * 1000000);

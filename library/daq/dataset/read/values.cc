@@ -177,7 +177,7 @@ std::string_view value::text() const {
   return text ? std::string_view(record_at<char>(bytes_), text->length) : std::string_view();
 }
 
-double value::number() const {
+double value::scalar() const {
   if (kind_ == value_kind::update) return update().value;
   if (kind_ == value_kind::name_value) {
     const auto records = name_values().records;

@@ -122,7 +122,7 @@ class value {
   RAVO_EXPORT std::string_view text() const;
   /// The first number of a spectrum, region of interest, name-value block or update; NaN if there
   /// is none.
-  RAVO_EXPORT double number() const;
+  RAVO_EXPORT double scalar() const;
 
  private:
   friend class detail::value_access;
