@@ -65,7 +65,7 @@ std::string text_of(const std::filesystem::path& file) {
 bool shown_command::shows_failure() const {
   const std::vector<std::string> lines = lines_of(below);
   return std::any_of(lines.begin(), lines.end(),
-                     [](const std::string& line) { return line.starts_with("ravo: "); });
+                     [](const std::string& shown) { return shown.starts_with("ravo: "); });
 }
 
 std::vector<shown_command> commands_of(const std::string& page) {
