@@ -15,7 +15,7 @@ stand_in() {
   chmod +x "$1"
 }
 
-export RUNS="$folder/runs" FAILS="$folder/fails"
+export RUNS="$folder/runs" FAILS="$folder/fails" LINT_FAILS="$folder/lint_fails"
 stand_in "$folder/programs/cmake" 'mkdir -p build/release build/asan'
 stand_in "$folder/programs/ctest" 'echo "$*" >>"$RUNS"
 for word; do
@@ -40,6 +40,7 @@ expect() {
 cd "$folder/checkout"
 cp "$script" script/test
 stand_in script/setup :
+stand_in script/lint '[ ! -e "$LINT_FAILS" ]'
 echo build >.gitignore
 if ! command -v git >/dev/null; then
   expect "without git" 1 0
@@ -73,6 +74,9 @@ touch "$FAILS"
 expect "a failure" 1 8
 expect "a failure is not kept" 1 8
 rm "$FAILS"
+touch "$LINT_FAILS"
+expect "a source that is not clean" 0 1
+rm "$LINT_FAILS"
 expect "mended" 1 0
 rm -rf .git
 expect "without git" 1 0
