@@ -41,7 +41,7 @@ struct sparse_file {
       moved.u32(changed == to.end() ? content.word(reference + field) : changed->second);
     }
     moved.u32(end);
-    const std::string path = folder.write(name, content.vector());
+    std::string path = folder.write(name, content.vector());
     std::fstream out(path, std::ios::binary | std::ios::in | std::ios::out);
     const auto put = [&out](std::uint32_t where, const bytes& what) {
       out.seekp(where);
