@@ -173,18 +173,19 @@ int get_update_params(ravo_serv_block_subhead* block, int record, char** name, i
 int get_image_params(const ravo_serv_block_subhead* block, int* nx, int* ny, int* bpp,
                      unsigned* event_number) {
   const std::optional<sound_data> data = check(block);
-  if (!data || data->type.shape != payload_shape::image) return 1;
-  const auto& image = std::get<image_parts>(data->parts);
-  deliver(nx, image.width);
-  deliver(ny, image.height);
-  deliver(bpp, image.bytes_per_pixel());
-  deliver(event_number, image.event);
+  const auto* const image = data ? std::get_if<image_parts>(&data->parts) : nullptr;
+  if (!image || image->is_extended) return 1;
+  deliver(nx, image->width);
+  deliver(ny, image->height);
+  deliver(bpp, image->bytes_per_pixel());
+  deliver(event_number, image->event);
   return 0;
 }
 
 int get_image_ext_params(const ravo_serv_block_subhead* block, ravo_image_ext_frame_head* head) {
   const std::optional<sound_data> data = check(block);
-  if (!data || data->type.shape != payload_shape::image_ext) return 1;
+  const auto* const image = data ? std::get_if<image_parts>(&data->parts) : nullptr;
+  if (!image || !image->is_extended) return 1;
   if (head) *head = data->head<ravo_image_ext_frame_head>();
   return 0;
 }

@@ -106,13 +106,12 @@ void print_roi(const data_type& type, const roi_parts& roi, const byte_view& dat
   for (std::size_t i = 0; i < roi.members; ++i) print_member(type, i, roi.member(i), data);
 }
 
-void print_plain_image(const byte_view& data) {
-  const auto head = record_at<ravo_image_frame_head>(data);
-  std::printf("  image: %u x %u pixels at (%u, %u)  bytes per pixel %u  increments %u x %u\n",
-              head.w & 0xffff, head.h & 0xffff, head.w >> 16, head.h >> 16,
-              head.bpp & 0xf ? head.bpp & 0xf : 1, head.bpp >> 18, (head.bpp >> 4) & 0x3fff);
-  std::printf("  frame %u  event %u  compression %d  pixel bytes %d\n", head.frame, head.event_nm,
-              head.compr, head.length);
+void print_plain_image(const image_parts& image) {
+  std::printf("  image: %d x %d pixels at (%d, %d)  bytes per pixel %d  increments %d x %d\n", image.width,
+              image.height, image.x_start, image.y_start, image.bytes_per_pixel(), image.x_increment,
+              image.y_increment);
+  std::printf("  frame %u  event %u  compression %d  pixel bytes %d\n", image.frame, image.event,
+              image.compression, image.length);
 }
 
 void print_extended_image(const byte_view& data) {
@@ -131,7 +130,7 @@ void print_image(const image_parts& image, const byte_view& data) {
   if (image.is_extended)
     print_extended_image(data);
   else
-    print_plain_image(data);
+    print_plain_image(image);
   print_bytes(*data.sub(image.pixels, static_cast<std::size_t>(image.length)));
 }
 

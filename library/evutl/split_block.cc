@@ -180,7 +180,7 @@ owned_block<subhead> cut_name_value(const source_block<subhead>& source, const n
 }
 
 // Whether there is something to cut: slow values and dictionaries have no subchannels.
-bool is_cut(payload_shape shape) { return !is_reading(shape) && shape != payload_shape::env_dictionary; }
+bool is_cut(payload_shape shape) { return !is_reading(shape) && !layout_as<records_part>(shape); }
 
 template <class subhead>
 owned_block<subhead> cut(const source_block<subhead>& source, const payload_parts& parts, int subchannel) {

@@ -16,7 +16,7 @@ std::int32_t word(const byte_view& data, std::size_t offset) { return *data.at<s
 float number(const byte_view& data, std::size_t offset) { return *data.at<float>(offset); }
 std::uint32_t count(std::int32_t value) { return static_cast<std::uint32_t>(value); }
 
-parsed_payload parse_spectrum(const data_type& type, const byte_view& data) {
+parsed_payload parse_current(spectrum_parts parts, const data_type& type, const byte_view& data) {
   using head = ravo_spect_head_2010;
   if (data.size() < sizeof(head)) return refused(RAVO_DATA_WRONG_LENGTH);
   const std::int32_t members = word(data, offsetof(head, members));
@@ -39,20 +39,19 @@ parsed_payload parse_spectrum(const data_type& type, const byte_view& data) {
   if ((values * sizeof(float) + mean + statistics) * all != after_head)
     return refused(RAVO_DATA_WRONG_LENGTH);
 
-  return {.parts = spectrum_parts{.generation = type_generation::current,
-                                  .head_size = sizeof(head),
-                                  .members = count(members),
-                                  .samples = count(samples),
-                                  .groups = count(groups),
-                                  .means = mean ? sizeof(head) : 0,
-                                  .statistics = statistics ? sizeof(head) + all * mean : 0,
-                                  .values = sizeof(head) + all * (mean + statistics),
-                                  .axis = {.start = number(data, offsetof(head, start)),
-                                           .increment = number(data, offsetof(head, inc)),
-                                           .groups_increment = number(data, offsetof(head, groups_inc))}}};
+  parts.members = count(members);
+  parts.samples = count(samples);
+  parts.groups = count(groups);
+  if (mean != 0) parts.means = sizeof(head);
+  if (statistics != 0) parts.statistics = sizeof(head) + all * mean;
+  parts.values = sizeof(head) + all * (mean + statistics);
+  parts.axis = {.start = number(data, offsetof(head, start)),
+                .increment = number(data, offsetof(head, inc)),
+                .groups_increment = number(data, offsetof(head, groups_inc))};
+  return {.parts = parts};
 }
 
-parsed_payload parse_older_spectrum(const data_type& type, const byte_view& data) {
+parsed_payload parse_older(spectrum_parts parts, const data_type& type, const byte_view& data) {
   using head = ravo_spect_head;
   if (data.size() < sizeof(head)) return refused(RAVO_DATA_WRONG_LENGTH);
   const std::int32_t members = word(data, offsetof(head, members));
@@ -62,17 +61,66 @@ parsed_payload parse_older_spectrum(const data_type& type, const byte_view& data
   if (sizeof(head) + (1 + static_cast<size>(samples)) * sizeof(float) * all != data.size())
     return refused(RAVO_DATA_WRONG_LENGTH);
 
-  return {.parts = spectrum_parts{.generation = type_generation::older,
-                                  .head_size = sizeof(head),
-                                  .members = count(members),
-                                  .samples = count(samples),
-                                  .means = sizeof(head),
-                                  .values = sizeof(head) + all * sizeof(float),
-                                  .axis = {.start = number(data, offsetof(head, start)),
-                                           .increment = number(data, offsetof(head, inc))}}};
+  parts.members = count(members);
+  parts.samples = count(samples);
+  parts.means = sizeof(head);
+  parts.values = sizeof(head) + all * sizeof(float);
+  parts.axis = {.start = number(data, offsetof(head, start)),
+                .increment = number(data, offsetof(head, inc))};
+  return {.parts = parts};
 }
 
-parsed_payload parse_roi(const byte_view& data) {
+std::optional<image_parts> parse_plain_head(image_parts parts, const byte_view& data) {
+  using head = ravo_image_frame_head;
+  if (data.size() < sizeof(head)) return std::nullopt;
+  // Each word of the size holds two numbers, the word of the pixel three.
+  const std::uint32_t width = count(word(data, offsetof(head, w)));
+  const std::uint32_t height = count(word(data, offsetof(head, h)));
+  const std::uint32_t pixel = count(word(data, offsetof(head, bpp)));
+  parts.compression = word(data, offsetof(head, compr));
+  parts.width = static_cast<std::int32_t>(width & 0xffff);
+  parts.height = static_cast<std::int32_t>(height & 0xffff);
+  parts.stated_bytes_per_pixel = static_cast<std::int32_t>(pixel & 0xf);
+  parts.frame = count(word(data, offsetof(head, frame)));
+  parts.event = count(word(data, offsetof(head, event_nm)));
+  parts.x_start = static_cast<std::int32_t>(width >> 16);
+  parts.y_start = static_cast<std::int32_t>(height >> 16);
+  parts.x_increment = static_cast<std::int32_t>(pixel >> 18);
+  parts.y_increment = static_cast<std::int32_t>(pixel >> 4 & 0x3fff);
+  parts.length = word(data, offsetof(head, length));
+  return parts;
+}
+
+std::optional<image_parts> parse_extended_head(image_parts parts, const byte_view& data) {
+  using head = ravo_image_ext_frame_head;
+  if (data.size() < sizeof(head)) return std::nullopt;
+  parts.width = word(data, offsetof(head, aoi_width));
+  parts.height = word(data, offsetof(head, aoi_height));
+  parts.stated_bytes_per_pixel = word(data, offsetof(head, bpp));
+  parts.frame = count(word(data, offsetof(head, frame)));
+  parts.event = count(word(data, offsetof(head, event)));
+  parts.x_start = word(data, offsetof(head, x_start));
+  parts.y_start = word(data, offsetof(head, y_start));
+  parts.x_increment = word(data, offsetof(head, hbin));
+  parts.y_increment = word(data, offsetof(head, vbin));
+  parts.effective_bits = word(data, offsetof(head, ebitpp));
+  parts.length = word(data, offsetof(head, length));
+  return parts;
+}
+
+std::optional<image_parts> parse_head(const image_parts& layout, const byte_view& data) {
+  return layout.is_extended ? parse_extended_head(layout, data) : parse_plain_head(layout, data);
+}
+
+// One function for each kind of parts: what a payload of its layout holds, or why it cannot be one.
+
+parsed_payload parse(const spectrum_parts& layout, const data_type& type, const byte_view& data,
+                     text_rule) {
+  return layout.generation == type_generation::current ? parse_current(layout, type, data)
+                                                       : parse_older(layout, type, data);
+}
+
+parsed_payload parse(roi_parts parts, const data_type&, const byte_view& data, text_rule) {
   using head = ravo_roi_head;
   if (data.size() < sizeof(head)) return refused(RAVO_DATA_WRONG_LENGTH);
   const std::int32_t width = word(data, offsetof(head, width));
@@ -80,94 +128,53 @@ parsed_payload parse_roi(const byte_view& data) {
   if (width < 0 || height < 0) return refused(RAVO_DATA_WRONG_VALUE);
   const size values = static_cast<size>(width) + static_cast<size>(height);
   if (sizeof(head) + values * sizeof(float) != data.size()) return refused(RAVO_DATA_WRONG_LENGTH);
-  return {.parts = roi_parts{.width = count(width),
-                             .height = count(height),
-                             .x_start = static_cast<float>(word(data, offsetof(head, x_start))),
-                             .y_start = static_cast<float>(word(data, offsetof(head, y_start))),
-                             .values = sizeof(head)}};
-}
-
-std::optional<image_parts> parse_plain_head(const byte_view& data) {
-  using head = ravo_image_frame_head;
-  if (data.size() < sizeof(head)) return std::nullopt;
-  // Each word of the size holds two numbers, the word of the pixel three.
-  const std::uint32_t width = count(word(data, offsetof(head, w)));
-  const std::uint32_t height = count(word(data, offsetof(head, h)));
-  const std::uint32_t pixel = count(word(data, offsetof(head, bpp)));
-  return image_parts{.is_compressed = word(data, offsetof(head, compr)) != 0,
-                     .width = static_cast<std::int32_t>(width & 0xffff),
-                     .height = static_cast<std::int32_t>(height & 0xffff),
-                     .stated_bytes_per_pixel = static_cast<std::int32_t>(pixel & 0xf),
-                     .frame = count(word(data, offsetof(head, frame))),
-                     .event = count(word(data, offsetof(head, event_nm))),
-                     .x_start = static_cast<std::int32_t>(width >> 16),
-                     .y_start = static_cast<std::int32_t>(height >> 16),
-                     .x_increment = static_cast<std::int32_t>(pixel >> 18),
-                     .y_increment = static_cast<std::int32_t>(pixel >> 4 & 0x3fff),
-                     .pixels = sizeof(head),
-                     .length = word(data, offsetof(head, length))};
-}
-
-std::optional<image_parts> parse_extended_head(const byte_view& data) {
-  using head = ravo_image_ext_frame_head;
-  if (data.size() < sizeof(head)) return std::nullopt;
-  return image_parts{.is_extended = true,
-                     .width = word(data, offsetof(head, aoi_width)),
-                     .height = word(data, offsetof(head, aoi_height)),
-                     .stated_bytes_per_pixel = word(data, offsetof(head, bpp)),
-                     .frame = count(word(data, offsetof(head, frame))),
-                     .event = count(word(data, offsetof(head, event))),
-                     .x_start = word(data, offsetof(head, x_start)),
-                     .y_start = word(data, offsetof(head, y_start)),
-                     .x_increment = word(data, offsetof(head, hbin)),
-                     .y_increment = word(data, offsetof(head, vbin)),
-                     .effective_bits = word(data, offsetof(head, ebitpp)),
-                     .pixels = sizeof(head),
-                     .length = word(data, offsetof(head, length))};
+  parts.width = count(width);
+  parts.height = count(height);
+  parts.x_start = static_cast<float>(word(data, offsetof(head, x_start)));
+  parts.y_start = static_cast<float>(word(data, offsetof(head, y_start)));
+  return {.parts = parts};
 }
 
 // Pixels need not fill what is left, but there must be as many as the head says.
-parsed_payload parse_image(const std::optional<image_parts>& image, const byte_view& data) {
+parsed_payload parse(const image_parts& layout, const data_type&, const byte_view& data, text_rule) {
+  const std::optional<image_parts> image = parse_head(layout, data);
   if (!image) return refused(RAVO_DATA_WRONG_LENGTH);
   if (image->length < 0) return refused(RAVO_DATA_WRONG_VALUE);
   if (!data.holds(image->pixels, count(image->length))) return refused(RAVO_DATA_WRONG_LENGTH);
   return {.parts = *image};
 }
 
-parsed_payload parse_name_value(const byte_view& data, text_rule texts) {
-  using head = ravo_name_value_block;
-  if (data.size() < sizeof(head)) return refused(RAVO_DATA_WRONG_LENGTH);
-  const std::int32_t records = word(data, offsetof(head, ndata));
-  if (records < 0) return refused(RAVO_DATA_WRONG_VALUE);
-  if (sizeof(head) + static_cast<size>(records) * sizeof(ravo_name_value_channel) != data.size())
-    return refused(RAVO_DATA_WRONG_LENGTH);
-
-  const name_value_parts parts{
-      .id = word(data, offsetof(head, id)), .count = count(records), .records = sizeof(head)};
-  if (texts == text_rule::any) return {.parts = parts};
-  if (!data.has_text(parts.comment, parts.comment_size)) return refused(RAVO_DATA_WRONG_VALUE);
-  for (std::size_t record = 0; record < parts.count; ++record)
-    if (!data.has_text(parts.name(record), parts.name_size)) return refused(RAVO_DATA_WRONG_VALUE);
-  return {.parts = parts};
+parsed_payload parse(const name_value_parts& layout, const data_type&, const byte_view& data,
+                     text_rule texts) {
+  if (data.size() < layout.records) return refused(RAVO_DATA_WRONG_LENGTH);
+  const std::optional<name_value_parts> parts = parse_name_value_head(data);
+  if (!parts) return refused(RAVO_DATA_WRONG_VALUE);
+  if (parts->size() != data.size()) return refused(RAVO_DATA_WRONG_LENGTH);
+  if (texts == text_rule::any) return {.parts = *parts};
+  if (!data.has_text(parts->comment, parts->comment_size)) return refused(RAVO_DATA_WRONG_VALUE);
+  for (std::size_t record = 0; record < parts->count; ++record)
+    if (!data.has_text(parts->name(record), parts->name_size)) return refused(RAVO_DATA_WRONG_VALUE);
+  return {.parts = *parts};
 }
 
-parsed_payload parse_reading(const update_parts& parts, const byte_view& data, text_rule texts) {
+parsed_payload parse(const update_parts& parts, const data_type&, const byte_view& data, text_rule texts) {
   if (data.size() != parts.size) return refused(RAVO_DATA_WRONG_LENGTH);
   if (texts == text_rule::terminated && parts.name_size != 0 && !data.has_text(0, parts.name_size))
     return refused(RAVO_DATA_WRONG_VALUE);
   return {.parts = parts};
 }
 
-parsed_payload parse_text(const byte_view& data, text_rule texts) {
+parsed_payload parse(const text_part&, const data_type&, const byte_view& data, text_rule texts) {
   if (texts == text_rule::terminated && !data.has_text(0, data.size()))
     return refused(RAVO_DATA_WRONG_VALUE);
   const auto* const text = reinterpret_cast<const char*>(data.data());
   return {.parts = text_part{data.size() == 0 ? 0 : strnlen(text, data.size())}};
 }
 
-parsed_payload parse_records(const byte_view& data, std::size_t record_size) {
-  if (data.size() % record_size != 0) return refused(RAVO_DATA_WRONG_LENGTH);
-  return {.parts = records_part{record_size, data.size() / record_size}};
+parsed_payload parse(records_part parts, const data_type&, const byte_view& data, text_rule) {
+  if (data.size() % parts.record_size != 0) return refused(RAVO_DATA_WRONG_LENGTH);
+  parts.count = data.size() / parts.record_size;
+  return {.parts = parts};
 }
 
 }  // namespace
@@ -193,37 +200,25 @@ bool image_parts::has_every_pixel() const {
 }
 
 std::optional<image_parts> parse_image_head(const data_type& type, const byte_view& data) {
-  if (type.shape == payload_shape::image) return parse_plain_head(data);
-  if (type.shape == payload_shape::image_ext) return parse_extended_head(data);
-  return std::nullopt;
+  const std::optional<image_parts> layout = layout_as<image_parts>(type.shape);
+  return layout ? parse_head(*layout, data) : std::nullopt;
+}
+
+std::optional<name_value_parts> parse_name_value_head(const byte_view& data) {
+  using head = ravo_name_value_block;
+  name_value_parts parts = *layout_as<name_value_parts>(payload_shape::name_value);
+  if (data.size() < parts.records) return std::nullopt;
+  const std::int32_t records = word(data, offsetof(head, ndata));
+  if (records < 0) return std::nullopt;
+  parts.id = word(data, offsetof(head, id));
+  parts.count = count(records);
+  return parts;
 }
 
 parsed_payload parse_payload(const data_type& type, const byte_view& data, text_rule texts) {
-  switch (type.shape) {
-    case payload_shape::none:
-      break;
-    case payload_shape::update:
-    case payload_shape::update_older:
-    case payload_shape::environment:
-      return parse_reading(*find_reading(type.shape), data, texts);
-    case payload_shape::env_dictionary:
-      return parse_records(data, sizeof(ravo_env_dictionary_entry_2010));
-    case payload_shape::spectrum:
-      return parse_spectrum(type, data);
-    case payload_shape::spectrum_older:
-      return parse_older_spectrum(type, data);
-    case payload_shape::image:
-      return parse_image(parse_plain_head(data), data);
-    case payload_shape::image_ext:
-      return parse_image(parse_extended_head(data), data);
-    case payload_shape::roi:
-      return parse_roi(data);
-    case payload_shape::name_value:
-      return parse_name_value(data, texts);
-    case payload_shape::text:
-      return parse_text(data, texts);
-  }
-  return refused(RAVO_DATA_UNKNOWN_TYPE);
+  const std::optional<payload_parts> layout = layout_of(type.shape);
+  if (!layout) return refused(RAVO_DATA_UNKNOWN_TYPE);
+  return std::visit([&](const auto& parts) { return parse(parts, type, data, texts); }, *layout);
 }
 
 }  // namespace ravo

@@ -123,7 +123,7 @@ std::string described(const payload_parts& parts) {
                         << of.event << " from " << of.x_start << " " << of.y_start << " by "
                         << of.x_increment << " " << of.y_increment << " bits " << of.effective_bits
                         << " pixels " << of.pixels << " length " << of.length
-                        << (of.is_compressed ? " compressed" : "") << (of.is_picture() ? " picture" : "");
+                        << (of.is_compressed() ? " compressed" : "") << (of.is_picture() ? " picture" : "");
                  },
                  [&](const name_value_parts& of) {
                    text << "list " << of.id << " of " << of.count << " comment " << of.comment << " names";
@@ -456,7 +456,7 @@ TEST(Frame, IsAPictureWhereEveryPixelIsANumber) {
   EXPECT_FALSE(frame(3, 2, 5, 30).is_picture());
   EXPECT_TRUE(frame(3, 2, 5, 30).has_every_pixel());
   image_parts compressed = frame(3, 2, 1, 6);
-  compressed.is_compressed = true;
+  compressed.compression = 1;
   EXPECT_FALSE(compressed.is_picture());
 }
 

@@ -2,41 +2,29 @@
 
 #include <zlib.h>
 
-#include <cstring>
-
 #include "common/json_lines.h"
+#include "format/payload_view.h"
 #include "format/time.h"
 #include "ravo_data_types.h"
 #include "ravo_evutl.h"
-#include "ravo_payload.h"
 
 namespace ravo::tool {
 namespace {
 
 // Count, mean, least and greatest value of each member of a spectrum, straight from its samples.
-json spectrum_members(std::span<const unsigned char> payload, payload_shape shape) {
-  // Both heads begin with the members and the samples; an older spectrum has a single group.
-  ravo_spect_head_2010 head;
-  std::memcpy(&head, payload.data(), sizeof(ravo_spect_head));
-  if (shape == payload_shape::spectrum)
-    std::memcpy(&head, payload.data(), sizeof head);
-  else
-    head.groups = 1;
-  const int count = head.samples * head.groups;
-  const unsigned char* sample =
-      payload.data() + payload.size() -
-      static_cast<std::size_t>(head.members) * static_cast<std::size_t>(count) * 4;
+json spectrum_members(const spectrum_parts& spectrum, const byte_view& payload) {
+  const std::size_t count = spectrum.values_of_member();
   json members = json::array();
-  for (int member = 0; member < head.members; ++member) {
+  for (std::size_t member = 0; member < spectrum.members; ++member) {
     double sum = 0, min = 0, max = 0;
-    for (int i = 0; i < count; ++i, sample += 4) {
-      float value;
-      std::memcpy(&value, sample, 4);
+    for (std::size_t i = 0; i < count; ++i) {
+      const float value = *payload.at<float>(spectrum.member(member).values + i * sizeof(float));
       sum += value;
       min = i == 0 || value < min ? value : min;
       max = i == 0 || value > max ? value : max;
     }
-    members.push_back({{"count", count}, {"mean", sum / count}, {"min", min}, {"max", max}});
+    members.push_back(
+        {{"count", count}, {"mean", sum / static_cast<double>(count)}, {"min", min}, {"max", max}});
   }
   return members;
 }
@@ -59,9 +47,10 @@ void answer_key::add(const simulator::answer& put_in) {
   line["stored_dtype"] = type_name(put_in.what->dtype());
   line["bytes"] = block.payload.size();
   line["crc32"] = crc32(0, block.payload.data(), static_cast<unsigned>(block.payload.size()));
-  const payload_shape shape = find_data_type(block.dtype)->shape;
-  if (shape == payload_shape::spectrum || shape == payload_shape::spectrum_older)
-    line["members"] = spectrum_members(block.payload, shape);
+  const byte_view payload(block.payload.data(), block.payload.size(), word_order::host);
+  const parsed_payload parsed = parse_payload(*find_data_type(block.dtype), payload);
+  if (const auto* spectrum = parsed.get<spectrum_parts>())
+    line["members"] = spectrum_members(*spectrum, payload);
   file_.append(json_line(line));
 }
 

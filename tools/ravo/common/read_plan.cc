@@ -9,6 +9,7 @@
 #include "common/failure.h"
 #include "common/names.h"
 #include "common/raw_file.h"
+#include "format/payload_view.h"
 #include "ravo_data_types.h"
 #include "ravo_dataset/member_names.h"
 #include "ravo_evutl.h"
@@ -119,8 +120,7 @@ void check_member(const wanted_channel& wanted, const known_channel& known,
                     wanted.name, wanted.subchannel));
   if (type->members < 2) {
     const bool is_cut =
-        wanted.subchannel == 0 && known.form != stored_as::plain &&
-        (type->shape == payload_shape::spectrum || type->shape == payload_shape::spectrum_older);
+        wanted.subchannel == 0 && known.form != stored_as::plain && is_spectrum(type->shape);
     if (is_cut) return;
     throw data_failure(
         fmt::format("{} has a single member: ask for it without ':{}'", wanted.name, wanted.subchannel));

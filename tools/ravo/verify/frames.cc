@@ -24,7 +24,7 @@ bool has_many_values(std::span<const unsigned char> bytes) {
 bool is_plain_picture(const image_parts& image, const byte_view& data) {
   constexpr std::int32_t largest_pixel = 8;
   const std::int32_t pixel = image.stated_bytes_per_pixel;
-  if (image.is_compressed || (image.is_extended && (pixel <= 0 || pixel > largest_pixel))) return false;
+  if (image.is_compressed() || (image.is_extended && (pixel <= 0 || pixel > largest_pixel))) return false;
   return image.length > 0 && image.has_every_pixel() &&
          data.holds(image.pixels, static_cast<std::size_t>(image.length));
 }

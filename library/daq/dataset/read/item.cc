@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "format/payload_view.h"
 #include "ravo_evutl.h"
 
 namespace ravo::detail {
@@ -16,7 +15,7 @@ maybe_item find_in(const spectrum_parts& spectrum, int member) {
   const std::size_t first = is_all ? 0 : static_cast<std::size_t>(member);
   if (first >= spectrum.members) return std::nullopt;
   item found;
-  found.kind = value_kind::spectrum;
+  found.kind = kind_of(spectrum);
   found.shape = {is_all ? spectrum.members : 1, spectrum.groups, spectrum.samples};
   found.elements = found.shape[0] * spectrum.values_of_member();
   found.at = spectrum.member(first).values;
@@ -29,7 +28,7 @@ maybe_item find_in(const spectrum_parts& spectrum, int member) {
 maybe_item find_in(const roi_parts& roi, int member) {
   item found;
   if (member < 0) {
-    found.kind = value_kind::roi;
+    found.kind = kind_of(roi);
     found.shape = {roi.members, roi.width, roi.height};
     found.elements = std::size_t{roi.width} + roi.height;
     found.at = roi.values;
@@ -52,7 +51,7 @@ maybe_item find_in(const image_parts& image, int member) {
   if (member > 0) return std::nullopt;
   static_assert(image_view::most_bytes_per_pixel == image_parts::most_bytes_of_number);
   item found;
-  found.kind = value_kind::image;
+  found.kind = kind_of(image);
   found.at = image.pixels;
   if (!image.is_picture() || image.height == 0) {
     found.element = element_type::uint8;
@@ -73,7 +72,7 @@ maybe_item find_in(const name_value_parts& list, int member) {
   const bool is_all = member < 0;
   if (!is_all && static_cast<std::uint32_t>(member) >= list.count) return std::nullopt;
   item found;
-  found.kind = value_kind::name_value;
+  found.kind = kind_of(list);
   found.elements = is_all ? list.count : 1;
   found.first_record = is_all ? 0 : static_cast<std::size_t>(member);
   found.shape = {static_cast<std::uint32_t>(found.elements), 1, 1};
@@ -84,7 +83,7 @@ maybe_item find_in(const name_value_parts& list, int member) {
 maybe_item find_in(const update_parts& reading, int member) {
   if (member > 0) return std::nullopt;
   item found;
-  found.kind = value_kind::update;
+  found.kind = kind_of(reading);
   found.elements = 1;
   found.update_name = reading.name_size;
   found.status = reading.status;
@@ -105,12 +104,12 @@ maybe_item find_bytes(value_kind kind, std::size_t count, int member) {
 }
 
 maybe_item find_in(const text_part& text, int member) {
-  return find_bytes(value_kind::text, text.length, member);
+  return find_bytes(kind_of(text), text.length, member);
 }
 
 /// Records that are not parsed here: bytes, with words in host order.
 maybe_item find_in(const records_part& records, int member) {
-  return find_bytes(value_kind::other, records.count * records.record_size, member);
+  return find_bytes(kind_of(records), records.count * records.record_size, member);
 }
 
 }  // namespace

@@ -11,9 +11,19 @@
 #include <vector>
 
 #include "format/byte_view.h"
+#include "format/payload_view.h"
 #include "ravo_dataset/column.h"
 
 namespace ravo::detail {
+
+/// The kind of a value, by the kind of its payload's parts.
+inline constexpr overloaded kind_of{[](const spectrum_parts&) { return value_kind::spectrum; },
+                                    [](const roi_parts&) { return value_kind::roi; },
+                                    [](const image_parts&) { return value_kind::image; },
+                                    [](const name_value_parts&) { return value_kind::name_value; },
+                                    [](const update_parts&) { return value_kind::update; },
+                                    [](const text_part&) { return value_kind::text; },
+                                    [](const records_part&) { return value_kind::other; }};
 
 struct item {
   value_kind kind = value_kind::none;

@@ -4,42 +4,20 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <variant>
 
 #include "format/payload_view.h"
 #include "ravo_dataset/errors.h"
+#include "read/item.h"
 #include "read/value_access.h"
 
 namespace ravo {
 namespace {
 
-value_kind kind_of(payload_shape shape) {
-  switch (shape) {
-    case payload_shape::spectrum:
-    case payload_shape::spectrum_older:
-      return value_kind::spectrum;
-    case payload_shape::roi:
-      return value_kind::roi;
-    case payload_shape::image:
-    case payload_shape::image_ext:
-      return value_kind::image;
-    case payload_shape::name_value:
-      return value_kind::name_value;
-    case payload_shape::text:
-      return value_kind::text;
-    case payload_shape::update:
-    case payload_shape::update_older:
-    case payload_shape::environment:
-      return value_kind::update;
-    case payload_shape::env_dictionary:
-    case payload_shape::none:
-      break;
-  }
-  return value_kind::other;
-}
-
-payload_shape shape_of(int type) {
-  const data_type* row = find_data_type(type);
-  return row != nullptr ? row->shape : payload_shape::none;
+value_kind kind_of_type(int type) {
+  const data_type* const row = find_data_type(type);
+  const auto layout = row != nullptr ? layout_of(row->shape) : std::nullopt;
+  return layout ? std::visit(detail::kind_of, *layout) : value_kind::other;
 }
 
 using byte_span = std::span<const std::byte>;
@@ -143,7 +121,7 @@ image_view value::image() const {
   view.width = parts->width > 0 ? static_cast<std::size_t>(parts->width) : 0;
   view.height = parts->height > 0 ? static_cast<std::size_t>(parts->height) : 0;
   view.bytes_per_pixel = static_cast<std::size_t>(parts->bytes_per_pixel());
-  view.is_compressed = parts->is_compressed;
+  view.is_compressed = parts->is_compressed();
   view.number = parts->frame;
   view.x_start = parts->x_start;
   view.y_start = parts->y_start;
@@ -201,7 +179,7 @@ value detail::value_access::make(value_status status, const ravo_time_id& id, st
   made.type_ = dtype & 0xffff;
   made.error_ = error;
   made.bytes_ = bytes;
-  made.kind_ = kind_of(shape_of(made.type_));
+  made.kind_ = kind_of_type(made.type_);
   return made;
 }
 

@@ -23,7 +23,9 @@ bool is_fast_structure(int structure) {
   return structure == RAVO_EV_STRUCT_LOCAL || structure == RAVO_EV_STRUCT_ML;
 }
 
-// Types 33 to 37 are service blocks in current events only: older files use the numbers for other types.
+// The interface defines the classes by the numbers of types and not by their layouts: types 33 to 37 are
+// service blocks in current events only, because older files use the numbers for other types, and 31 is
+// fast data, though it has the layout of an update.
 int class_of(int dtype, bool current) {
   const int type = static_cast<std::int16_t>(dtype & 0xffff);
   if (type == RAVO_BLOCK_NAME_VALUE_STRING) return text_class;

@@ -2,11 +2,11 @@
 // Each accessor first checks whether the channel is of its kind and whether the block holds what it
 // reads.
 #include <cstdio>
-#include <cstring>
 #include <iostream>
 #include <optional>
 
 #include "cursor/selected_block.h"
+#include "format/payload_view.h"
 #include "ravo_daq_data.h"
 #include "ravo_evutl.h"
 
@@ -23,35 +23,32 @@ struct slow_value {
   long seconds;
 };
 
-template <class update_record>
-std::optional<slow_value> read_update(const char* data, std::size_t length) {
-  if (length < sizeof(update_record)) return std::nullopt;
-  update_record update;
-  std::memcpy(&update, data, sizeof update);
-  return slow_value{update.upd_ch_data, update.upd_ch_status, static_cast<long>(update.upd_ch_time.timeup)};
-}
-
+// The generation alone decides which layout is read: the data of other types on slow channels are taken for
+// an update too, and there may be bytes after it.
 std::optional<slow_value> read_slow_value(bool current, const char* data, std::size_t length) {
-  return current ? read_update<ravo_upd_data_block_2010>(data, length)
-                 : read_update<ravo_upd_data_block>(data, length);
+  const ravo::update_parts& update =
+      current ? ravo::update_layout<ravo_upd_data_block_2010> : ravo::update_layout<ravo_upd_data_block>;
+  if (length < update.size) return std::nullopt;
+  const ravo::byte_view bytes(data, length, ravo::word_order::host);
+  return slow_value{*bytes.at<float>(update.value), *bytes.at<std::int32_t>(update.status),
+                    static_cast<long>(*bytes.at<std::uint32_t>(update.time))};
 }
 
-// The name-value block after a channel header, if all of its records are inside. Names may fill their 80
-// bytes without a terminating zero; readers of the block must allow for it.
+// The name-value block after a channel header, if all of its records are inside; there may be bytes after
+// them. Names may fill their 80 bytes without a terminating zero; readers of the block must allow for it.
 template <class subhead>
 ravo_name_value_block* name_value_block(subhead* header) {
   const std::size_t length = ravo::block_length(*header);
-  if (length < sizeof(subhead) + sizeof(ravo_name_value_block)) return nullptr;
-  auto* const block = reinterpret_cast<ravo_name_value_block*>(header + 1);
-  const std::size_t room = length - sizeof(subhead) - sizeof(ravo_name_value_block);
-  if (block->ndata < 0 || static_cast<std::size_t>(block->ndata) > room / sizeof(ravo_name_value_channel))
-    return nullptr;
-  return block;
+  if (length < sizeof(subhead)) return nullptr;
+  const ravo::byte_view data(header + 1, length - sizeof(subhead), ravo::word_order::host);
+  const std::optional<ravo::name_value_parts> list = ravo::parse_name_value_head(data);
+  if (!list || list->size() > data.size()) return nullptr;
+  return reinterpret_cast<ravo_name_value_block*>(header + 1);
 }
 
 bool is_roi_type(int dtype) {
-  const int type = dtype & 0xffff;
-  return type >= RAVO_BLOCK_IMG_ROI1 && type <= RAVO_BLOCK_IMG_ROI3;
+  const ravo::data_type* const type = ravo::find_data_type(dtype);
+  return type != nullptr && type->shape == ravo::payload_shape::roi;
 }
 
 }  // namespace

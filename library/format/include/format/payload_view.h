@@ -72,9 +72,9 @@ struct image_parts {
   static constexpr std::int32_t most_bytes_of_number = 4;
 
   bool is_extended = false;
-  bool is_compressed = false;
-  std::int32_t width = 0;   ///< of what was sent; negative in some extended frames
-  std::int32_t height = 0;  ///< the same
+  std::int32_t compression = 0;  ///< as the camera states it; 0: none
+  std::int32_t width = 0;        ///< of what was sent; negative in some extended frames
+  std::int32_t height = 0;       ///< the same
   std::int32_t stated_bytes_per_pixel = 0;
   std::uint32_t frame = 0;
   std::uint32_t event = 0;
@@ -87,11 +87,12 @@ struct image_parts {
   std::int32_t length = 0;  ///< bytes of pixels; there may be other bytes after them
 
   std::int32_t bytes_per_pixel() const { return stated_bytes_per_pixel < 1 ? 1 : stated_bytes_per_pixel; }
+  bool is_compressed() const { return compression != 0; }
   /// Whether there are bytes for every pixel, and no others.
   bool has_every_pixel() const;
   /// Whether its pixels are numbers; otherwise they are bytes as the camera sent them.
   bool is_picture() const {
-    return !is_compressed && bytes_per_pixel() <= most_bytes_of_number && has_every_pixel();
+    return !is_compressed() && bytes_per_pixel() <= most_bytes_of_number && has_every_pixel();
   }
 };
 
@@ -107,6 +108,7 @@ struct name_value_parts {
 
   std::size_t name(std::size_t record) const { return records + record * sizeof(ravo_name_value_channel); }
   std::size_t value(std::size_t record) const { return name(record) + name_size; }
+  std::size_t size() const { return name(count); }  ///< of all
 };
 
 /// A slow value: a property's name, status, time and value; or, instead of a name, the channel's index.
@@ -157,6 +159,10 @@ parsed_payload parse_payload(const data_type& type, const byte_view& data,
 /// the type is not a camera's.
 std::optional<image_parts> parse_image_head(const data_type& type, const byte_view& data);
 
+/// What the head of a list of names and values says, whatever the length of the data is; `nullopt` if the
+/// head is incomplete or its count is negative.
+std::optional<name_value_parts> parse_name_value_head(const byte_view& data);
+
 template <class Update>
 inline constexpr update_parts update_layout{.name_size = sizeof(Update::upd_prop),
                                             .status = offsetof(Update, upd_ch_status),
@@ -170,16 +176,57 @@ inline constexpr update_parts environment_layout{
     .value = offsetof(ravo_env_data_block_2010, env_ch_data),
     .size = sizeof(ravo_env_data_block_2010)};
 
+/// The parts of a payload as far as its shape alone decides them: which kind they are, and where the first
+/// of them begins. The counts are 0. `nullopt` for the shape of a marker.
+constexpr std::optional<payload_parts> layout_of(payload_shape shape) {
+  switch (shape) {
+    case payload_shape::none:
+      break;
+    case payload_shape::update:
+      return update_layout<ravo_upd_data_block_2010>;
+    case payload_shape::update_older:
+      return update_layout<ravo_upd_data_block>;
+    case payload_shape::environment:
+      return environment_layout;
+    case payload_shape::env_dictionary:
+      return records_part{.record_size = sizeof(ravo_env_dictionary_entry_2010)};
+    case payload_shape::spectrum:
+      return spectrum_parts{.generation = type_generation::current,
+                            .head_size = sizeof(ravo_spect_head_2010)};
+    case payload_shape::spectrum_older:
+      return spectrum_parts{.generation = type_generation::older, .head_size = sizeof(ravo_spect_head)};
+    case payload_shape::image:
+      return image_parts{.pixels = sizeof(ravo_image_frame_head)};
+    case payload_shape::image_ext:
+      return image_parts{.is_extended = true, .pixels = sizeof(ravo_image_ext_frame_head)};
+    case payload_shape::roi:
+      return roi_parts{.values = sizeof(ravo_roi_head)};
+    case payload_shape::name_value:
+      return name_value_parts{.records = sizeof(ravo_name_value_block)};
+    case payload_shape::text:
+      return text_part{};
+  }
+  return std::nullopt;
+}
+
+/// The layout of a shape if its parts are of one kind.
+template <class Parts>
+constexpr std::optional<Parts> layout_as(payload_shape shape) {
+  const std::optional<payload_parts> layout = layout_of(shape);
+  const Parts* const parts = layout ? std::get_if<Parts>(&*layout) : nullptr;
+  return parts != nullptr ? std::optional(*parts) : std::nullopt;
+}
+
 /// Where the parts of a slow value are, whose layout depends on its shape only; `nullopt` for other shapes.
 constexpr std::optional<update_parts> find_reading(payload_shape shape) {
-  if (shape == payload_shape::update) return update_layout<ravo_upd_data_block_2010>;
-  if (shape == payload_shape::update_older) return update_layout<ravo_upd_data_block>;
-  if (shape == payload_shape::environment) return environment_layout;
-  return std::nullopt;
+  return layout_as<update_parts>(shape);
 }
 
 /// Whether a shape is that of slow values.
 constexpr bool is_reading(payload_shape shape) { return find_reading(shape).has_value(); }
+
+/// Whether a shape is that of spectra, of either generation.
+constexpr bool is_spectrum(payload_shape shape) { return layout_as<spectrum_parts>(shape).has_value(); }
 
 /// A visitor of payload_parts made from one function per kind.
 template <class... Functions>
