@@ -16,25 +16,44 @@
 
 namespace ravo {
 
-/// What a worker prints for a block that it cannot decode; for other outcomes it prints nothing, or more.
-struct outcome_text {
-  decode_outcome outcome;
-  const char* text;  ///< with the thread's number
-};
-inline constexpr outcome_text outcome_texts[] = {
-    {decode_outcome::outside, "Failed to obtain pointer to event data pointer %lu\n"},
-    {decode_outcome::no_event_header_memory, "Failed to malloc additional event header %lu .. exiting\n"},
-    {decode_outcome::no_server_block_memory,
-     "Failed to malloc additional server block header %lu .. exiting\n"},
-    {decode_outcome::no_subheader_memory,
-     "Failed to malloc additional server block subheader %lu .. exiting\n"},
-    {decode_outcome::no_work_memory, "Failed to malloc additional memory %lu .. exiting\n"},
-    {decode_outcome::no_block_memory, "Failed to malloc working memory %lu .. exiting\n"},
-    {decode_outcome::no_update_memory, "Failed to malloc working memory (UPD) %lu .. exiting\n"},
-    {decode_outcome::no_plain_memory, "Failed to malloc working memory (NOTZIPPPED) %lu .. exiting\n"},
-    {decode_outcome::update_not_convertible, "Failed to convert env  %lu .. exiting\n"},
-    {decode_outcome::plain_not_convertible, "Failed to convert_data  %lu .. exiting\n"},
-};
+/// What a worker prints, with its number, before it ends because of a block that it cannot decode; null for
+/// outcomes after which it prints more than that, or goes on. Every outcome has its case: one without does
+/// not compile.
+constexpr const char* text_of(decode_outcome outcome) {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic error "-Wswitch"
+  switch (outcome) {
+    case decode_outcome::decoded:
+    case decode_outcome::misdirected:
+    case decode_outcome::unknown_unzipper:
+    case decode_outcome::unzip_failed:
+    case decode_outcome::length_mismatch:
+    case decode_outcome::unzipped_not_convertible:
+      break;
+    case decode_outcome::outside:
+      return "Failed to obtain pointer to event data pointer %lu\n";
+    case decode_outcome::no_event_header_memory:
+      return "Failed to malloc additional event header %lu .. exiting\n";
+    case decode_outcome::no_server_block_memory:
+      return "Failed to malloc additional server block header %lu .. exiting\n";
+    case decode_outcome::no_subheader_memory:
+      return "Failed to malloc additional server block subheader %lu .. exiting\n";
+    case decode_outcome::no_work_memory:
+      return "Failed to malloc additional memory %lu .. exiting\n";
+    case decode_outcome::no_block_memory:
+      return "Failed to malloc working memory %lu .. exiting\n";
+    case decode_outcome::no_update_memory:
+      return "Failed to malloc working memory (UPD) %lu .. exiting\n";
+    case decode_outcome::no_plain_memory:
+      return "Failed to malloc working memory (NOTZIPPPED) %lu .. exiting\n";
+    case decode_outcome::update_not_convertible:
+      return "Failed to convert env  %lu .. exiting\n";
+    case decode_outcome::plain_not_convertible:
+      return "Failed to convert_data  %lu .. exiting\n";
+  }
+#pragma GCC diagnostic pop
+  return nullptr;
+}
 
 template <class G>
 class unzip_worker {
@@ -150,8 +169,7 @@ class unzip_worker {
   }
 
   void report(const decode_result<typename G::format>& result) {
-    for (const outcome_text& row : outcome_texts)
-      if (row.outcome == result.outcome) print(row.text);
+    if (const char* const text = text_of(result.outcome)) std::printf(text, id_);
     if (result.outcome == decode_outcome::unknown_unzipper) {
       std::printf("Unknown unzipper: 0x%x!!! exiting tid:%lu\n", result.zip.zip_flags, id_);
       print_ravo_zip_header(&result.zip);
@@ -160,8 +178,6 @@ class unzip_worker {
       std::printf("Orig size (%d) != unzip size (%d) tid:%lu\n", static_cast<int>(result.zip.orig_length),
                   static_cast<int>(result.unzipped.produced), id_);
   }
-
-  void print(const char* text) { std::printf(text, id_); }
 
   void print_time() {
     if (reader_.cfg->debug >= 0) return;
