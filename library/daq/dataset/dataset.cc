@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "dataset_state.h"
 #include "describe/planning.h"
@@ -30,43 +31,55 @@ std::optional<std::size_t> dataset::find_channel(std::string_view label) const {
   return state_->channels.find(label);
 }
 
-std::size_t dataset::size() const {
+std::size_t dataset::size(std::stop_token stop) const {
+  const detail::stop_scope scope(std::move(stop));
   const std::size_t all = std::min(detail::count_events(*state_), state_->end_of_events());
   return all / state_->wanted.step + (all % state_->wanted.step != 0 ? 1 : 0);
 }
 
-std::vector<ravo_time_id> dataset::event_ids() const { return list_events(*state_); }
+std::vector<ravo_time_id> dataset::event_ids(std::stop_token stop) const {
+  const detail::stop_scope scope(std::move(stop));
+  return list_events(*state_);
+}
 
-read_plan dataset::plan() const { return detail::make_plan(*state_); }
+read_plan dataset::plan(std::stop_token stop) const {
+  const detail::stop_scope scope(std::move(stop));
+  return detail::make_plan(*state_);
+}
 
 event_range dataset::events(event_options options) const {
-  return event_range(std::make_unique<detail::event_reader>(state_, options));
+  return event_range(std::make_unique<detail::event_reader>(state_, std::move(options)));
 }
 
-std::optional<event> dataset::at(std::uint32_t number) const {
+std::optional<event> dataset::at(std::uint32_t number, std::stop_token stop) const {
+  const detail::stop_scope scope(std::move(stop));
   return detail::event_reader(state_, {}).at(number);
 }
-std::optional<event> dataset::at(const time_stamp& time) const {
+std::optional<event> dataset::at(const time_stamp& time, std::stop_token stop) const {
+  const detail::stop_scope scope(std::move(stop));
   return detail::event_reader(state_, {}).at(time);
 }
 
-column_layout dataset::layout(std::string_view channel, column_rows rows) const {
-  return detail::layout_of_column(state_, state_->channels.find_or_throw(channel), rows);
+column_layout dataset::layout(std::string_view channel, const column_options& options) const {
+  const detail::stop_scope scope(options.stop);
+  return detail::layout_of_column(state_, state_->channels.find_or_throw(channel), options);
 }
 
 column_data dataset::column(std::string_view channel, const column_options& options) const {
+  const detail::stop_scope scope(options.stop);
   return detail::read_column(state_, state_->channels.find_or_throw(channel), options);
 }
 
-std::vector<named_digest> dataset::digest() const {
+std::vector<named_digest> dataset::digest(const digest_options& options) const {
+  const detail::stop_scope scope(options.stop);
   std::vector<named_digest> all;
-  read_progress progress;
-  if (state_->options.progress)
-    progress.total_bytes = detail::count_stored_bytes(
+  read_progress so_far;
+  if (options.progress)
+    so_far.total_bytes = detail::count_stored_bytes(
         *state_, 0, state_->wanted.step,
         state_->wanted.limit ? *state_->wanted.limit : std::numeric_limits<std::size_t>::max());
   for (std::size_t i = 0; i < state_->channels.size(); ++i)
-    all.push_back({state_->channels[i].label, detail::read_digest(state_, i, progress)});
+    all.push_back({state_->channels[i].label, detail::read_digest(state_, i, options.progress, so_far)});
   return all;
 }
 

@@ -30,7 +30,7 @@ void check(const selection& wanted) {
 dataset_state::dataset_state(selection what, dataset_options how)
     : wanted(std::move(what)),
       options(completed(std::move(how))),
-      memory(options.memory_limit, options.stop),
+      memory(options.memory_limit),
       opened(std::max<std::size_t>(options.open_files, 1)),
       timeline(wanted, opened, memory),
       ledgers(wanted, options.damage, files, channels, timeline, opened),
@@ -42,6 +42,7 @@ dataset_state::dataset_state(selection what, dataset_options how)
 }
 
 void dataset_state::open() {
+  const stop_scope scope(options.stop);
   check(wanted);
   found_files found = find_files(wanted);
   files.refused = std::move(found.left_out);
@@ -130,10 +131,6 @@ int dataset_state::find_member(const file_scan& scan, std::uint32_t name, const 
   throw selection_error(
       "\"" + channel + "\" has no member \"" + member + "\"; " +
       (members.empty() ? "its members go by their numbers, from 0" : "it has " + members));
-}
-
-void dataset_state::check_stop() const {
-  if (is_stopped()) throw read_cancelled();
 }
 
 }  // namespace ravo::detail

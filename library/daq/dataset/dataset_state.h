@@ -17,6 +17,7 @@
 #include "work/memory_budget.h"
 #include "work/open_files.h"
 #include "work/read_ahead.h"
+#include "work/stop_scope.h"
 #include "work/worker_pool.h"
 
 namespace ravo::detail {
@@ -28,9 +29,9 @@ class dataset_state {
   /// Finds and scans the files, and resolves the channels.
   void open();
 
-  /// Throws read_cancelled when the stop token says so.
-  void check_stop() const;
-  bool is_stopped() const { return options.stop.stop_requested(); }
+  /// Throws read_cancelled once the reading that the current thread works for is to stop.
+  static void check_stop() { stop_scope::check(); }
+  static bool is_stopped() { return stop_scope::is_stopped(); }
 
   /// Reserves memory, and waits for it.
   reservation reserve(std::size_t bytes, const std::string& what) {

@@ -15,73 +15,94 @@ namespace {
 using namespace ravo;
 using namespace ravo::test;
 
-/// A way of reading, asked to stop at its n-th call of the progress function; whether it was cancelled.
-template <class Read>
-bool is_cancelled_at(const std::string& path, int call, std::size_t threads, Read read) {
+/// Reads with options that request a stop at the n-th call of the progress function; whether the reading
+/// was cancelled. Without a stop the same dataset then reads all `values`, and its account balances.
+template <class Options, class Read>
+bool is_cancelled_at(const dataset& data, int call, std::size_t values, Options options, Read read) {
   std::stop_source stop;
-  dataset_options options;
   options.stop = stop.get_token();
-  options.threads = threads;
   int calls = 0;
   options.progress = [&](const read_progress&) {
     if (calls++ == call) stop.request_stop();
   };
-  const dataset data = dataset::open(of_files({path}), options);
+  bool is_cancelled = false;
   try {
-    read(data);
-    return false;
+    read(options);
   } catch (const read_cancelled&) {
-    return true;
+    is_cancelled = true;
   }
+  const read_ledger before = data.ledger();
+  EXPECT_TRUE(before.is_balanced());
+  EXPECT_EQ(before.missing(), 0u);
+  options.stop = {};
+  options.progress = {};
+  EXPECT_EQ(read(options), values);
+  EXPECT_EQ(data.ledger().delivered(), before.delivered() + values);
+  EXPECT_TRUE(data.ledger().is_balanced());
+  return is_cancelled;
 }
 
-TEST(Cancellation, EndsEveryReadingAtAnyTime) {
+TEST(Cancellation, EndsAnyReadingAndTheDatasetReadsOn) {
   const temporary_folder folder;
   const std::string path = noise(folder, 600, 2048);
-  const auto by_events = [](const dataset& data) {
-    for (event_range events = data.events(); const event& one : events) (void)one;
-  };
-  const auto backward = [](const dataset& data) {
-    event_options options;
-    options.order = event_order::backward;
-    for (event_range events = data.events(options); const event& one : events) (void)one;
-  };
-  const auto column_and_more = [](const dataset& data) {
-    data.column("NOISE");
-    data.column("NOISE");  // what was cancelled stays so
-  };
-  const auto digest_and_more = [](const dataset& data) {
-    data.digest();
-    data.digest();
-  };
   for (const std::size_t threads : {1u, 3u}) {
+    dataset_options how;
+    how.threads = threads;
+    const dataset data = dataset::open(of_files({path}), how);
+    const auto by_events = [&](const event_options& options) {
+      std::size_t count = 0;
+      for (event_range events = data.events(options); const event& one : events) count += one[0] ? 1 : 0;
+      return count;
+    };
+    // Two of them under one token, since the first may be over before it is asked how far it has come.
+    const auto columns = [&](const column_options& options) {
+      return data.column("NOISE", options).size() + data.column("NOISE", options).size();
+    };
+    const auto digests = [&](const digest_options& options) {
+      return data.digest(options)[0].digest.values() + data.digest(options)[0].digest.values();
+    };
     // Batch by batch: the last call is the one at the end, when nothing is left to cancel.
     int last = 0;
-    while (is_cancelled_at(path, last, threads, by_events)) ++last;
+    while (is_cancelled_at(data, last, 600, event_options{}, by_events)) ++last;
     EXPECT_GE(last, 5);
+    event_options backward;
+    backward.order = event_order::backward;
     for (int call = 0; call < last; ++call)
-      EXPECT_TRUE(is_cancelled_at(path, call, threads, backward)) << call;
-    EXPECT_TRUE(is_cancelled_at(path, 0, threads, column_and_more));
-    EXPECT_TRUE(is_cancelled_at(path, 0, threads, digest_and_more));
+      EXPECT_TRUE(is_cancelled_at(data, call, 600, backward, by_events)) << call;
+    EXPECT_TRUE(is_cancelled_at(data, 0, 1200, column_options{}, columns));
+    EXPECT_TRUE(is_cancelled_at(data, 0, 1200, digest_options{}, digests));
   }
 }
 
-TEST(Cancellation, BeforeTheFirstStepEndsEverything) {
+TEST(Cancellation, BeforeTheFirstStepEndsThatReadingOnly) {
   const temporary_folder folder;
   const std::string path = noise(folder, 3, 64);
-  std::stop_source stop;
+  std::stop_source source;
   dataset_options options;
-  options.stop = stop.get_token();
+  options.stop = source.get_token();
   const dataset data = dataset::open(of_files({path}), options);
-  stop.request_stop();
-  EXPECT_THROW(data.size(), read_cancelled);
-  EXPECT_THROW(data.plan(), read_cancelled);
-  EXPECT_THROW(data.events().next(), read_cancelled);
-  EXPECT_THROW(data.at(1), read_cancelled);
-  EXPECT_THROW(data.layout("NOISE"), read_cancelled);
-  EXPECT_THROW(data.column("NOISE"), read_cancelled);
-  EXPECT_THROW(data.digest(), read_cancelled);
+  source.request_stop();
   EXPECT_THROW(dataset::open(of_files({path}), options), read_cancelled);
+  const std::stop_token stop = source.get_token();
+  event_options of_events;
+  column_options of_column;
+  digest_options of_digest;
+  of_events.stop = of_column.stop = of_digest.stop = stop;
+  EXPECT_THROW(data.size(stop), read_cancelled);
+  EXPECT_THROW(data.event_ids(stop), read_cancelled);
+  EXPECT_THROW(data.plan(stop), read_cancelled);
+  EXPECT_THROW(data.events(of_events).next(), read_cancelled);
+  EXPECT_THROW(data.at(1, stop), read_cancelled);
+  EXPECT_THROW(data.at(time_stamp{noon, 0}, stop), read_cancelled);
+  EXPECT_THROW(data.layout("NOISE", of_column), read_cancelled);
+  EXPECT_THROW(data.column("NOISE", of_column), read_cancelled);
+  EXPECT_THROW(data.digest(of_digest), read_cancelled);
+  EXPECT_EQ(data.ledger().expected(), 0u);
+  EXPECT_EQ(data.size(), 3u);
+  EXPECT_EQ(data.event_ids().size(), 3u);
+  EXPECT_EQ(numbers_of(data.events()).size(), 3u);
+  EXPECT_TRUE(data.at(1));
+  EXPECT_EQ(data.column("NOISE").size(), 3u);
 }
 
 std::size_t entries_of(const char* folder) {
@@ -102,8 +123,10 @@ TEST(Cancellation, FromAnotherThreadLeavesNothingBehind) {
   int cancelled = 0;
   for (int round = 0; round < 40 || (cancelled == 0 && round < 400); ++round) {
     std::stop_source stop;
+    event_options of_events;
+    column_options of_column;
+    of_events.stop = of_column.stop = stop.get_token();
     dataset_options options;
-    options.stop = stop.get_token();
     options.threads = 2;
     options.memory_limit = std::size_t{2} << 20;  // as much as the column takes, and little more
     const dataset data = dataset::open(of_files({path}), options);
@@ -116,8 +139,9 @@ TEST(Cancellation, FromAnotherThreadLeavesNothingBehind) {
     begun = true;
     std::size_t delivered = 0;
     try {
-      for (event_range events = data.events(); const event& one : events) delivered += one[0] ? 1 : 0;
-      delivered += data.column("NOISE").size();
+      for (event_range events = data.events(of_events); const event& one : events)
+        delivered += one[0] ? 1 : 0;
+      delivered += data.column("NOISE", of_column).size();
     } catch (const read_cancelled&) {
       ++cancelled;
     }
@@ -126,7 +150,9 @@ TEST(Cancellation, FromAnotherThreadLeavesNothingBehind) {
     EXPECT_GE(data.ledger().delivered(), delivered);
     EXPECT_EQ(data.ledger().missing(), 0u);
     EXPECT_LE(data.peak_memory(), options.memory_limit);
-    EXPECT_THROW(data.events().next(), read_cancelled);
+    EXPECT_THROW(data.events(of_events).next(), read_cancelled);
+    EXPECT_EQ(data.column("NOISE").size(), 150u);
+    EXPECT_TRUE(data.ledger().is_balanced());
   }
   EXPECT_GT(cancelled, 0);
   // A thread that was joined is listed until the system has taken it down.
@@ -159,13 +185,13 @@ TEST(Cancellation, LeavesNoRowUnreadThatIsSaidToBeThere) {
   for (unsigned round = 0; round < 150; ++round) {
     std::stop_source stop;
     dataset_options options;
-    options.stop = stop.get_token();
     options.threads = 1;
     const dataset data = dataset::open(of_files(files), options);
     ASSERT_EQ(data.size(), count);  // aligned, so that the column is mostly reading
     std::fill(values.begin(), values.end(), -1.0f);
     column_options how;
     how.into = std::as_writable_bytes(std::span(values));
+    how.stop = stop.get_token();
     std::atomic<bool> begun{false};
     std::thread other([&] {
       while (!begun) std::this_thread::yield();
@@ -188,13 +214,12 @@ TEST(Progress, OfAColumnEndsAtItsTotal) {
   const temporary_folder folder;
   const std::string path = noise(folder, 50, 2048);
   read_progress last;
-  dataset_options options;
+  column_options options;
   options.progress = [&](const read_progress& now) {
     EXPECT_GE(now.done_bytes, last.done_bytes);
     last = now;
   };
-  const dataset data = dataset::open(of_files({path}), options);
-  data.column("NOISE");
+  dataset::open(of_files({path})).column("NOISE", options);
   EXPECT_GT(last.total_bytes, 50u * 2048 * 4 / 2);
   EXPECT_EQ(last.done_bytes, last.total_bytes);
 }
@@ -203,13 +228,12 @@ TEST(Progress, OfEventsEndsAtItsTotalWhichIsKnownFromTheBeginning) {
   const temporary_folder folder;
   const std::string path = noise(folder, 600, 2048);
   std::vector<read_progress> reported;
-  dataset_options options;
-  options.progress = [&](const read_progress& now) { reported.push_back(now); };
-  const dataset data = dataset::open(of_files({path}), options);
+  const dataset data = dataset::open(of_files({path}));
   for (const event_order order : {event_order::forward, event_order::backward}) {
     reported.clear();
     event_options how;
     how.order = order;
+    how.progress = [&](const read_progress& now) { reported.push_back(now); };
     for (event_range events = data.events(how); const event& one : events) (void)one;
     ASSERT_GT(reported.size(), 3u);
     for (std::size_t i = 0; i < reported.size(); ++i) {
@@ -230,12 +254,12 @@ TEST(Progress, OfADigestIsThatOfAllItsChannels) {
   }
   file.channels = {numbers_at("A", numbers), numbers_at("B", numbers, 1), numbers_at("C", numbers, 2)};
   std::vector<read_progress> reported;
-  dataset_options options;
+  digest_options options;
   options.progress = [&](const read_progress& now) { reported.push_back(now); };
   selection wanted = of_files({write(folder, "a.raw", file)});
   wanted.step = 3;
-  const dataset data = dataset::open(wanted, options);
-  data.digest();
+  const dataset data = dataset::open(wanted);
+  data.digest(options);
   ASSERT_GE(reported.size(), 3u);
   for (std::size_t i = 0; i < reported.size(); ++i) {
     EXPECT_EQ(reported[i].total_bytes, data.plan().stored_bytes);
@@ -284,12 +308,12 @@ TEST(Progress, OfAColumnThatTurnsOutRaggedNeverGoesBack) {
   std::vector<read_progress> reported;
   dataset_options options;
   options.threads = 1;
-  options.progress = [&](const read_progress& now) { reported.push_back(now); };
+  column_options how;
+  how.progress = [&](const read_progress& now) { reported.push_back(now); };
   const dataset data = dataset::open(of_files({write(folder, "a.raw", file)}), options);
-  EXPECT_TRUE(data.column("A").is_ragged());
+  EXPECT_TRUE(data.column("A", how).is_ragged());
   ASSERT_FALSE(reported.empty());
-  for (std::size_t i = 1; i < reported.size(); ++i)
-    EXPECT_GE(reported[i].done_bytes, reported[i - 1].done_bytes);
+  for (std::size_t i = 1; i < reported.size(); ++i) EXPECT_GE(reported[i].done_bytes, reported[i - 1].done_bytes);
   EXPECT_EQ(reported.back().done_bytes, reported.back().total_bytes);
 }
 

@@ -11,6 +11,7 @@
 
 #include "ravo_dataset/errors.h"
 #include "work/memory_turn.h"
+#include "work/stop_scope.h"
 
 namespace ravo::detail {
 namespace {
@@ -121,12 +122,13 @@ TEST(MemoryBudget, FreesWhatCanBeMadeAnewBeforeItWaits) {
 
 TEST(MemoryBudget, EndsAWaitWhenTheReadingIsCancelled) {
   std::stop_source stop;
-  memory_budget memory(limit, stop.get_token());
+  memory_budget memory(limit);
   const reservation all = memory.reserve(limit, "A table", on_full::refuse);
   std::thread other([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     stop.request_stop();
   });
+  const stop_scope scope(stop.get_token());
   EXPECT_THROW(memory.reserve(1, "A column", on_full::wait), read_cancelled);
   other.join();
 }

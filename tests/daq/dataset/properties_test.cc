@@ -141,12 +141,12 @@ TYPED_TEST(Any, SliceOfEventsIsASliceOfTheirList) {
     read_progress last;
     dataset_options how;
     how.threads = 1 + random.below(3);
-    how.progress = [&last](const read_progress& now) { last = now; };
     const dataset data = dataset::open(wanted, how);
     const std::vector<std::uint32_t> list = numbers_of(data.events());
     ASSERT_EQ(list.size(), data.size());
     for (int slice = 0; slice < 6; ++slice) {
       event_options options;
+      options.progress = [&last](const read_progress& now) { last = now; };
       options.first = random.below(static_cast<unsigned>(list.size()) + 3);
       if (random.chance(2)) options.count = random.below(static_cast<unsigned>(list.size()) + 3);
       options.step = 1 + random.below(4);

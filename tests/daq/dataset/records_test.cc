@@ -238,14 +238,15 @@ TEST_F(Records, CanBeCancelledFromTheirFirstPassOn) {
   std::stop_source source;
   dataset_options options;
   options.threads = 1;
-  options.stop = source.get_token();
+  column_options how;
+  how.stop = source.get_token();
   std::uint64_t done = 0;
-  options.progress = [&](const read_progress& progress) {
+  how.progress = [&](const read_progress& progress) {
     done = progress.done_bytes;
     source.request_stop();
   };
   const dataset data = dataset::open(of_files({write_lists(blocks)}), options);
-  EXPECT_THROW(data.column("C"), read_cancelled);
+  EXPECT_THROW(data.column("C", how), read_cancelled);
   EXPECT_EQ(done, 0u);
   EXPECT_EQ(data.ledger().delivered(), 0u);
 }

@@ -8,6 +8,9 @@
 #include <limits>
 #include <set>
 #include <stdexcept>
+#include <stop_token>
+
+#include "work/stop_scope.h"
 
 namespace ravo::detail {
 namespace {
@@ -54,6 +57,38 @@ TEST(WorkerPool, DoesNotWaitForThreadsThatAreBusyElsewhere) {
   pool.run(10, pool.size(), [&](std::size_t) { ++done; });
   EXPECT_EQ(done, 10u);
   is_over.count_down();
+}
+
+TEST(WorkerPool, StartsOneThreadLessThanItWorksOn) {
+  for (const std::size_t threads : {1u, 2u, 4u}) EXPECT_EQ(worker_pool(threads).size(), threads);
+  worker_pool alone(1);
+  std::set<std::thread::id> threads;
+  alone.run(100, 4, [&](std::size_t) { threads.insert(std::this_thread::get_id()); });
+  EXPECT_EQ(threads, std::set{std::this_thread::get_id()});
+}
+
+TEST(WorkerPool, PassesTheStopTokenOnToThreadsThatHelp) {
+  worker_pool pool(3);
+  std::stop_source stop, other;
+  stop.request_stop();
+  std::atomic<int> stopped{0};
+  const auto count_stopped = [&] {
+    std::latch together(3);
+    stopped = 0;
+    pool.run(3, pool.size(), [&](std::size_t) {
+      together.arrive_and_wait();
+      stopped += stop_scope::is_stopped() ? 1 : 0;
+    });
+    return stopped.load();
+  };
+  const stop_scope scope(stop.get_token());
+  EXPECT_EQ(count_stopped(), 3);
+  {
+    const stop_scope inner(other.get_token());
+    EXPECT_EQ(count_stopped(), 0);
+  }
+  EXPECT_EQ(count_stopped(), 3);
+  EXPECT_THROW(stop_scope::check(), read_cancelled);
 }
 
 constexpr std::size_t endless = std::numeric_limits<std::size_t>::max() / 2;

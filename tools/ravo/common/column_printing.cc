@@ -280,6 +280,7 @@ json closing_of(const column_data& column, std::size_t printed) {
 void print_column(dataset_session& session, const dataset& data, const column_request& asked) {
   column_options options;
   options.rows = asked.rows;
+  session.set_controls(options);
   const column_data column = [&] {
     try {
       return data.column(asked.channel, options);

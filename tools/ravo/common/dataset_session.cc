@@ -152,20 +152,18 @@ dataset_session::dataset_session(const asked_selection& asked, const dataset_arg
   if (limits.largest_block) options_.largest_block = size_option("--max-block", *limits.largest_block);
   options_.threads = limits.threads;
   options_.stop = stop_.token();
-  // For a bar all events are counted before the first one comes; a terminal shows the events at once.
-  if (bar_.is_on_terminal() && !out_.is_terminal())
-    options_.progress = [this](const read_progress& now) { follow(now); };
   check_that_files_are_there(wanted_);
   if (wanted_.synch == synch_mode::by_time && !asked.has_tolerance)
     wanted_.tolerance = opened_.tolerance = suitable_tolerance(files_there(opened_), wanted_.tolerance);
 }
 
-void dataset_session::follow(const read_progress& now) {
-  if (now.total_bytes == 0) return;
-  if (now.done_bytes < done_bytes_) ++round_;
-  done_bytes_ = now.done_bytes;
-  const double part = static_cast<double>(now.done_bytes) / static_cast<double>(now.total_bytes);
-  bar_.show((static_cast<double>(round_) + part) / static_cast<double>(std::max(rounds_, round_ + 1)));
+// A reading of events that is followed has all of them counted before the first one comes.
+progress_function dataset_session::progress() {
+  if (!bar_.is_on_terminal() || out_.is_terminal()) return {};
+  return [this](const read_progress& now) {
+    if (now.total_bytes != 0)
+      bar_.show(static_cast<double>(now.done_bytes) / static_cast<double>(now.total_bytes));
+  };
 }
 
 // Prints each problem once: those of the selection before reading, those of reading after it.
@@ -213,7 +211,7 @@ std::optional<std::string> why_nothing_was_read(const read_ledger& ledger, std::
 // A mistyped time or number is easily corrected once the range of the files is known.
 void dataset_session::report_empty_window(const dataset& data) {
   const bool is_nothing_read = ledger_.expected() == 0;
-  if (!is_nothing_read || data.size() != 0) return;
+  if (!is_nothing_read || data.size(stop()) != 0) return;
   out_.flush();
   const bool has_window = wanted_.from || wanted_.to || wanted_.first_event || wanted_.last_event;
   if (!has_window) return print_message("ravo: there is no event of these channels\n");
@@ -262,8 +260,9 @@ void dataset_session::set_ledger_of_nothing_printed(read_ledger ledger) {
   ledger_ = std::move(ledger);
 }
 
-void dataset_session::read_events(dataset& data, const event_options& options,
+void dataset_session::read_events(dataset& data, event_options options,
                                   const std::function<void(const event&)>& take) {
+  set_controls(options);
   event_range range = data.events(options);
   try {
     while (const auto one = range.next()) {

@@ -8,6 +8,7 @@
 #include <functional>
 #include <optional>
 #include <set>
+#include <stop_token>
 #include <string>
 
 #include "common/interrupt.h"
@@ -47,10 +48,9 @@ class dataset_session {
   /// object on standard output for machines. Throws what failure.h declares.
   void run(const std::function<void(dataset&)>& work);
 
-  /// For the work: reads the events in order, and takes over the ledger of those that were taken.
-  void read_events(dataset& data, const event_options& options,
-                   const std::function<void(const event&)>& take);
-  /// For the work: sets a ledger of its own if it does not read events.
+  /// For the work: the events, one after the other, and the account of those that were taken.
+  void read_events(dataset& data, event_options options, const std::function<void(const event&)>& take);
+  /// For the work: its own account, where it does not read events.
   void set_ledger(const read_ledger& ledger) { ledger_ = ledger; }
   /// The same if the reading ended before anything was printed: only what is missing counts.
   void set_ledger_of_nothing_printed(read_ledger ledger);
@@ -59,8 +59,13 @@ class dataset_session {
   void add_to_closing(const char* name, json value) { closing_[name] = std::move(value); }
   print_form form() const { return form_; }
   output& out() { return out_; }
-  /// For work of the dataset that reads the bytes of one channel after another.
-  void expect_rounds(std::size_t channels) { rounds_ = channels; }
+  /// For other readings of the work: Ctrl-C ends them, and the bar shows how far they have come.
+  template <class Options>
+  void set_controls(Options& options) {
+    options.stop = stop();
+    options.progress = progress();
+  }
+  std::stop_token stop() const { return stop_.token(); }
   void hide_progress() { bar_.hide(); }
 
  private:
@@ -68,7 +73,7 @@ class dataset_session {
   void report_problems(const read_ledger& ledger);
   void report_empty_window(const dataset& data);
   void close(const char* end);
-  void follow(const read_progress& now);
+  progress_function progress();
 
   selection wanted_;  // as it was asked for and is printed
   selection opened_;  // with the defaults
@@ -80,9 +85,6 @@ class dataset_session {
   read_ledger ledger_;
   json closing_ = json::object();
   std::set<std::string> reported_;  // problems
-  std::size_t rounds_ = 1;          // of the dataset's progress, from 0 bytes to all
-  std::size_t round_ = 0;
-  std::uint64_t done_bytes_ = 0;  // of this round
 };
 
 }  // namespace ravo::tool

@@ -45,7 +45,7 @@ std::optional<ravo_time_id> nearest_to(std::uint32_t number, const Events& event
 }  // namespace
 
 event_chooser::event_chooser(const raw_file& file, const dataset& data, const dataset_options& options)
-    : file_(file), data_(data), options_(options), ids_(data.event_ids()) {
+    : file_(file), data_(data), options_(options), ids_(data.event_ids(options.stop)) {
   const ravo_event_index_table_2010& table = file.event_index();
   const ravo_event_index_entry_2010* entry = table.event_index_entry();
   for (int i = 0; i < table.nevent_types; ++i, entry = entry->next())
@@ -79,7 +79,9 @@ void event_chooser::refuse_without_data(const chosen_event& chosen) const {
 
 // Throws that the channels have no events, or that the machine could not read them.
 void event_chooser::refuse_all() const {
-  event_range range = data_.events();
+  event_options first;
+  first.stop = options_.stop;
+  event_range range = data_.events(first);
   range.next();
   const read_ledger ledger = range.ledger();
   for (const reading_problem& problem : ledger.problems)
@@ -101,8 +103,9 @@ std::vector<ravo_time_id> event_chooser::fast_events() const {
     if (!channel.is_slow) without_slow.channels.push_back(channel.name);
   const std::size_t fast = without_slow.channels.size();
   if (fast == 0) return {};
-  std::vector<ravo_time_id> events =
-      fast == data_.channels().size() ? ids_ : dataset::open(without_slow, options_).event_ids();
+  std::vector<ravo_time_id> events = fast == data_.channels().size()
+                                         ? ids_
+                                         : dataset::open(without_slow, options_).event_ids(options_.stop);
   std::vector<std::uint32_t> numbers;
   std::vector<double> times;  // of the events without a number
   for (const file_event& event : events_) {

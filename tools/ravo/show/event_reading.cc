@@ -44,6 +44,7 @@ class event_reading {
   event_reading(raw_file& file, const event_request& asked, const dataset_options& options)
       : file_(file),
         asked_(asked),
+        stop_(options.stop),
         data_(dataset::open(selection_of(file, asked.channels), options)),
         chooser_(file, data_, options) {}
 
@@ -59,7 +60,11 @@ class event_reading {
 
  private:
   event event_at(std::size_t position) {
-    event_range range = data_.events({event_order::forward, position, 1, 1});
+    event_options options;
+    options.first = position;
+    options.count = 1;
+    options.stop = stop_;
+    event_range range = data_.events(options);
     const std::optional<event> found = range.next();
     ledger_ = range.ledger();
     if (found) return *found;
@@ -109,6 +114,7 @@ class event_reading {
 
   raw_file& file_;
   const event_request& asked_;
+  const std::stop_token stop_;
   dataset data_;
   event_chooser chooser_;
   read_ledger ledger_;

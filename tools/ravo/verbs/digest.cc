@@ -55,10 +55,11 @@ void run(const options& asked, output& out) {
   if (asked.classic) return digest_by_reader(asked, what, out);
   dataset_session session(what, asked, "reading", out);
   session.run([&](dataset& data) {
-    session.expect_rounds(data.channels().size());
+    digest_options controls;
+    session.set_controls(controls);
     const auto digests = [&] {
       try {
-        return data.digest();
+        return data.digest(controls);
       } catch (...) {
         session.set_ledger_of_nothing_printed(data.ledger());
         throw;

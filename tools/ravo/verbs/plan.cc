@@ -56,7 +56,7 @@ void print_lines(const ravo::read_plan& plan, dataset_session& session) {
 void run(const dataset_arguments& asked, output& out) {
   dataset_session session(selection_of(asked.what), asked, "planning", out);
   session.run([&](dataset& data) {
-    const ravo::read_plan plan = data.plan();
+    const ravo::read_plan plan = data.plan(session.stop());
     if (asked.json)
       print_lines(plan, session);
     else

@@ -124,7 +124,7 @@ void print(const std::vector<channel_statistics>& all, const ravo::read_plan& pl
 void run(const dataset_arguments& asked, output& out) {
   dataset_session session(selection_of(asked.what), asked, "reading", out);
   session.run([&](dataset& data) {
-    const ravo::read_plan plan = data.plan();
+    const ravo::read_plan plan = data.plan(session.stop());
     std::vector<channel_statistics> all;
     for (channel_facts& one : facts_of(data)) all.emplace_back(std::move(one));
     std::uint64_t events = 0;

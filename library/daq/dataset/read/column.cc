@@ -127,6 +127,8 @@ std::string_view column_data::text(std::size_t index) const {
   return {reinterpret_cast<const char*>(letters.data()), letters.size()};
 }
 
+void column_data::detach() { share_.reset(); }
+
 read_ledger column_data::ledger_of_rows(std::size_t rows) const {
   if (rows >= size()) return ledger;
   read_ledger part;

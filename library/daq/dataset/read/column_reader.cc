@@ -82,7 +82,7 @@ class column_reading {
         options_(options),
         ledger_(state_, channel),
         plan_(make_plan(state, channel, options.rows, ledger_.get())),
-        progress_(state_.options, nullptr),
+        progress_(options_.progress, nullptr),
         scan_(state_, plan_, ledger_.get(), progress_),
         first_(state_, plan_) {}
 
@@ -172,15 +172,15 @@ class column_reading {
 }  // namespace
 
 column_layout layout_of_column(const std::shared_ptr<dataset_state>& state, std::size_t channel,
-                               column_rows rows) {
+                               const column_options& options) {
   read_ledger ledger = state->ledgers.open();  // nothing is read, so it is dropped
   ledger.channels.emplace_back().channel = state->channels[channel].label;
-  const column_plan plan = make_plan(state, channel, rows, ledger);
+  const column_plan plan = make_plan(state, channel, options.rows, ledger);
   first_blocks first(*state, plan);
   first.find();
   std::vector<std::string> names;
   if (first.value() && first.value()->kind == value_kind::name_value) {
-    column_progress progress(state->options, nullptr);
+    column_progress progress(options.progress, nullptr);
     column_scan scan(*state, plan, ledger, progress);
     names = find_records(*state, plan, first, scan).names;
   }
@@ -193,10 +193,10 @@ column_data read_column(const std::shared_ptr<dataset_state>& state, std::size_t
 }
 
 channel_digest read_digest(const std::shared_ptr<dataset_state>& state, std::size_t channel,
-                           read_progress& of_all) {
+                           const progress_function& report, read_progress& of_all) {
   column_ledger ledger(*state, channel);
   const column_plan plan = make_plan(state, channel, column_rows::recorded, ledger.get());
-  column_progress progress(state->options, &of_all);
+  column_progress progress(report, &of_all);
   column_scan scan(*state, plan, ledger.get(), progress);
   digest_sink sink(plan);
   column_sink* const sinks[] = {&sink};

@@ -13,12 +13,13 @@ namespace ravo::detail {
 
 /// What the column would be.
 column_layout layout_of_column(const std::shared_ptr<dataset_state>& state, std::size_t channel,
-                               column_rows rows);
+                               const column_options& options);
 column_data read_column(const std::shared_ptr<dataset_state>& state, std::size_t channel,
                         const column_options& options);
-/// Reads all blocks of a channel for their digest only, as a part of a reading whose progress goes on.
+/// Reads all blocks of a channel for their digest only, as a part of a reading that has come as far as
+/// `of_all` says, and reports to `progress`.
 channel_digest read_digest(const std::shared_ptr<dataset_state>& state, std::size_t channel,
-                           read_progress& of_all);
+                           const progress_function& progress, read_progress& of_all);
 
 }  // namespace ravo::detail
 

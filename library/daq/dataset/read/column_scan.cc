@@ -7,12 +7,12 @@
 namespace ravo::detail {
 
 void column_progress::report(std::uint64_t done) const {
-  if (!options_.progress) return;
-  told_ = std::max(told_, done);
+  if (!report_) return;
+  reported_ = std::max(reported_, done);
   if (before_ != nullptr)
-    options_.progress({before_->done_bytes + told_, before_->total_bytes});
+    report_({before_->done_bytes + reported_, before_->total_bytes});
   else
-    options_.progress({told_, total_});
+    report_({reported_, total_});
 }
 
 column_scan::column_scan(dataset_state& state, const column_plan& plan, read_ledger& ledger,

@@ -56,9 +56,10 @@ class column_sink {
 /// The progress of the reading that a column is a part of.
 class column_progress {
  public:
-  /// `before`: what was read before this column; null if the reading is of this column only.
-  column_progress(const dataset_options& options, read_progress* before)
-      : options_(options), before_(before) {}
+  /// `before`: what was read before this column; null if the reading is of this column only. `report` is
+  /// kept by reference, and may be empty.
+  column_progress(const progress_function& report, read_progress* before)
+      : report_(report), before_(before) {}
 
   void set_total(std::uint64_t bytes) { total_ = bytes; }
   /// Reports the progress, never less than before, even if blocks are read again.
@@ -69,10 +70,10 @@ class column_progress {
   }
 
  private:
-  const dataset_options& options_;
+  const progress_function& report_;
   read_progress* before_;
   std::uint64_t total_ = 0;
-  mutable std::uint64_t told_ = 0;
+  mutable std::uint64_t reported_ = 0;
 };
 
 class column_scan {

@@ -17,8 +17,8 @@ constexpr std::size_t batch_cells = 64 * 1024;
 
 }  // namespace
 
-event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_options& options)
-    : state_(std::move(state)), options_(options), recorded_(state_->timeline.segments(), 0) {
+event_reader::event_reader(std::shared_ptr<dataset_state> state, event_options options)
+    : state_(std::move(state)), options_(std::move(options)), recorded_(state_->timeline.segments(), 0) {
   if (options_.step == 0) throw selection_error("The step of a slice of events is 1 or more");
   ledger_ = state_->ledgers.open();
   for (const dataset_channel& channel : state_->channels)
@@ -27,9 +27,9 @@ event_reader::event_reader(std::shared_ptr<dataset_state> state, const event_opt
 
 event_reader::~event_reader() {
   const auto end = [](const std::shared_ptr<task>& one) {
+    const bool is_nobodys = one->begin();
     std::unique_lock lock(one->mutex);
-    one->is_cancelled = true;
-    one->done.wait(lock, [&] { return one->state != progress::waiting; });
+    one->done.wait(lock, [&] { return is_nobodys || one->state != progress::waiting; });
     one->batch.reset();
   };
   std::for_each(ahead_.begin(), ahead_.end(), end);
@@ -63,7 +63,7 @@ void event_reader::find_start() {
   ordinal_ = in_ordinals(options_.first);
   if (const std::size_t end = state_->end_of_events(); state_->wanted.limit)
     left_ = std::min(left_, ordinal_ < end ? (end - ordinal_ - 1) / stride_ + 1 : 0);
-  if (state_->options.progress) total_bytes_ = count_stored_bytes(*state_, ordinal_, stride_, left_);
+  if (options_.progress) total_bytes_ = count_stored_bytes(*state_, ordinal_, stride_, left_);
   if (!is_backward()) return;
   // Backward reading begins at the last event of the slice, which is found by counting.
   const std::size_t all = count_events(*state_);
@@ -76,7 +76,7 @@ void event_reader::find_start() {
 }
 
 void event_reader::report_progress() const {
-  if (state_->options.progress) state_->options.progress({done_bytes_, total_bytes_});
+  if (options_.progress) options_.progress({done_bytes_, total_bytes_});
 }
 
 /// The segment to plan batches from. While something is left to read this does not wait for memory, since
@@ -229,46 +229,73 @@ void event_reader::align_ahead(std::size_t segment) {
 // The state lives as long as the reader, which waits for its tasks. A task must not own the state, since
 // the pool belongs to it.
 void event_reader::start(const std::shared_ptr<task>& ahead) {
+  if (state_->pool.size() == 1) return;  // nobody else is there: it is decoded when its turn comes
   const std::shared_ptr<dataset_state>* const state = &state_;
   const auto set = [&ahead](progress now) {
     const std::lock_guard lock(ahead->mutex);
     ahead->state = now;
   };
   set(progress::waiting);
-  const auto work = [ahead, state] {
-    {
-      const std::lock_guard lock(ahead->mutex);
-      if (ahead->is_cancelled) {
-        ahead->state = progress::failed;
-        ahead->done.notify_all();
-        return;
-      }
-    }
-    std::shared_ptr<event_batch> batch;
-    std::exception_ptr failure;
-    const memory_budget::at_work at_work((*state)->memory);
-    try {
-      if (ahead->plan.events.empty())
-        (*state)->timeline.get(ahead->plan.segment, on_full::refuse);
-      else
-        batch = decode_batch(*state, ahead->plan);
-    } catch (const memory_refused&) {
-      // It is decoded when its turn comes.
-    } catch (...) {
-      failure = std::current_exception();
-    }
-    const std::lock_guard lock(ahead->mutex);
-    ahead->state = failure ? progress::failed : batch ? progress::decoded : progress::no_memory;
-    ahead->batch = std::move(batch);
-    ahead->failure = failure;
-    ahead->done.notify_all();
-  };
   try {
     list(ahead);
-    state_->pool.add(work);
+    state_->pool.add([ahead, state] {
+      if (ahead->begin()) do_ahead(*ahead, *state);
+    });
   } catch (const std::bad_alloc&) {
     set(progress::no_memory);  // it is decoded when its turn comes
   }
+}
+
+/// Decodes the batch of a task that was begun, or aligns its segment.
+void event_reader::do_ahead(task& ahead, const std::shared_ptr<dataset_state>& state) {
+  std::shared_ptr<event_batch> batch;
+  std::exception_ptr failure;
+  const memory_budget::at_work at_work(state->memory);
+  try {
+    if (ahead.plan.events.empty())
+      state->timeline.get(ahead.plan.segment, on_full::refuse);
+    else
+      batch = decode_batch(state, ahead.plan);
+  } catch (const memory_refused&) {
+    // It is decoded when its turn comes.
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  const std::lock_guard lock(ahead.mutex);
+  ahead.state = failure ? progress::failed : batch ? progress::decoded : progress::no_memory;
+  ahead.batch = std::move(batch);
+  ahead.failure = failure;
+  ahead.done.notify_all();
+}
+
+/// Does what the workers have not begun yet, on the thread that would wait for them; false if there is
+/// nothing.
+bool event_reader::help() {
+  const auto found = std::find_if(ahead_.begin(), ahead_.end(),
+                                  [](const std::shared_ptr<task>& one) { return one->begin_ahead(); });
+  if (found == ahead_.end()) return false;
+  do_ahead(**found, state_);
+  return true;
+}
+
+bool event_reader::task::begin() {
+  const std::lock_guard lock(mutex);
+  return !std::exchange(is_begun, true);
+}
+
+bool event_reader::task::begin_ahead() {
+  const std::lock_guard lock(mutex);
+  return state == progress::waiting && !std::exchange(is_begun, true);
+}
+
+void event_reader::task::set_undone() {
+  const std::lock_guard lock(mutex);
+  state = progress::no_memory;
+}
+
+bool event_reader::task::is_waiting() {
+  const std::lock_guard lock(mutex);
+  return state == progress::waiting;
 }
 
 void event_reader::list(const std::shared_ptr<task>& one) {
@@ -308,6 +335,11 @@ std::shared_ptr<event_batch> event_reader::task::batch_if_there() {
 }
 
 std::shared_ptr<event_batch> event_reader::take_batch(task& ahead) {
+  if (ahead.begin()) {
+    ahead.set_undone();
+    return decode_now(ahead.plan);
+  }
+  while (ahead.is_waiting() && help()) continue;
   std::unique_lock lock(ahead.mutex);
   ahead.done.wait(lock, [&] { return ahead.state != progress::waiting; });
   if (ahead.failure) {
@@ -358,6 +390,7 @@ bool event_reader::split(batch_plan& plan) {
 /// Drops the last batch that was decoded ahead. It is decoded again when its turn comes.
 bool event_reader::drop_one_ahead() {
   for (auto one = ahead_.rbegin(); one != ahead_.rend(); ++one) {
+    if ((*one)->begin_ahead()) (*one)->set_undone();  // the pool might come to it too late
     std::unique_lock lock((*one)->mutex);
     (*one)->done.wait(lock, [&] { return (*one)->state != progress::waiting; });
     if (!(*one)->batch) continue;
@@ -417,7 +450,8 @@ std::shared_ptr<event_batch> event_reader::next_batch() {
 }
 
 std::optional<event> event_reader::next() {
-  state_->check_stop();
+  const stop_scope scope(options_.stop);
+  stop_scope::check();
   const memory_budget::at_work at_work(state_->memory);
   if (is_settled_) return std::nullopt;
   const std::shared_ptr<event_batch> batch = batch_in_turn();

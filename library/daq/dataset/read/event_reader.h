@@ -21,7 +21,7 @@ namespace ravo::detail {
 
 class event_reader {
  public:
-  event_reader(std::shared_ptr<dataset_state> state, const event_options& options);
+  event_reader(std::shared_ptr<dataset_state> state, event_options options);
   ~event_reader();
   event_reader(const event_reader&) = delete;
   event_reader& operator=(const event_reader&) = delete;
@@ -38,6 +38,14 @@ class event_reader {
   /// the pointer to it.
   struct task : read_ahead {
     bool give_back(batch_turn which) override;
+    /// Claims the work, for a worker or the reader itself; false if it was begun before. It is of no use to
+    /// the pool any more then.
+    bool begin();
+    /// The same, if the work was left to the pool.
+    bool begin_ahead();
+    /// It is decoded when its turn comes.
+    void set_undone();
+    bool is_waiting();
     void begin_turn(const std::shared_ptr<event_batch>& decoded);
     void end_turn();
     std::shared_ptr<event_batch> batch_if_there();
@@ -46,7 +54,7 @@ class event_reader {
     std::mutex mutex;  // guards what follows
     std::condition_variable done;
     progress state = progress::no_memory;  ///< waiting from when it is started
-    bool is_cancelled = false;
+    bool is_begun = false;
     batch_turn turn = batch_turn::later;
     std::shared_ptr<event_batch> batch;
     std::exception_ptr failure;
@@ -66,6 +74,8 @@ class event_reader {
   reading_extent extent() const;
   void top_up();
   void start(const std::shared_ptr<task>& ahead);
+  static void do_ahead(task& ahead, const std::shared_ptr<dataset_state>& state);
+  bool help();
   void align_ahead(std::size_t segment);
   void list(const std::shared_ptr<task>& one);
   std::shared_ptr<event_batch> batch_in_turn();
@@ -83,7 +93,7 @@ class event_reader {
   void settle();
 
   std::shared_ptr<dataset_state> state_;
-  event_options options_;
+  const event_options options_;
   std::vector<std::size_t>
       recorded_;  ///< by segment: number of channels whose unaligned entries are counted
   read_ledger ledger_;

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "ravo_dataset/errors.h"
+#include "work/stop_scope.h"
 
 namespace ravo::detail {
 
@@ -89,7 +90,7 @@ void memory_wait::begin_anew() {
 }
 
 bool memory_wait::pause() {
-  if (budget_.stop_.stop_requested()) throw read_cancelled();
+  stop_scope::check();
   const int workers = works_here > 0 ? 1 : 0;
   budget_.waiting_workers_ += workers;
   bool came_back = false;

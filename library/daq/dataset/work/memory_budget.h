@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <functional>
 #include <mutex>
-#include <stop_token>
 #include <string>
 #include <utility>
 
@@ -73,9 +72,7 @@ class pooled_buffer {
 
 class memory_budget {
  public:
-  /// A wait for memory ends with read_cancelled once `stop` is requested.
-  explicit memory_budget(std::size_t limit, std::stop_token stop = {})
-      : limit_(limit), stop_(std::move(stop)) {}
+  explicit memory_budget(std::size_t limit) : limit_(limit) {}
   ~memory_budget();
   memory_budget(const memory_budget&) = delete;
   memory_budget& operator=(const memory_budget&) = delete;
@@ -90,7 +87,7 @@ class memory_budget {
 
   /// Reserves memory. on_full::refuse: throws memory_refused if there is no room. on_full::wait: frees what
   /// can be made again, and waits as long as memory_wait allows; then, or if the limit is too small in any
-  /// case, throws memory_exceeded, which names `what`.
+  /// case, throws memory_exceeded, which names `what`. A wait ends when the reading is to stop.
   reservation reserve(std::size_t bytes, const std::string& what, on_full how);
   /// Calls `is_done` until it is true, waiting as reserve() does: for work that reserves `bytes` itself.
   void wait_until(const std::function<bool()>& is_done, std::size_t bytes, const std::string& what);
@@ -140,7 +137,6 @@ class memory_budget {
   void give_back_buffer(unsigned char* memory, std::size_t size);
 
   const std::size_t limit_;
-  const std::stop_token stop_;
   std::function<bool()> reclaim_;
   std::atomic<int> at_work_{0};
   std::atomic<int> waiting_workers_{0};  ///< of those at work

@@ -5,7 +5,10 @@
 #include <chrono>
 #include <exception>
 #include <memory>
+#include <new>
 #include <system_error>
+
+#include "work/stop_scope.h"
 
 namespace ravo::detail {
 namespace {
@@ -24,16 +27,12 @@ void wait_awake_for(Condition condition) {
 }  // namespace
 
 worker_pool::worker_pool(std::size_t threads) {
-  threads_.reserve(std::max<std::size_t>(threads, 1));
   try {
-    for (std::size_t i = 0; i < threads || i == 0; ++i) threads_.emplace_back([this] { serve(); });
-  } catch (const std::system_error& refused) {
-    // Fewer threads than asked for are slower, but no reason to fail; no thread at all is one.
-    if (threads_.empty())
-      throw std::system_error(refused.code(),
-                              "No thread can be started to read with (limits: ulimit -u, and the memory)");
-  } catch (...) {
-    if (threads_.empty()) throw;
+    threads_.reserve(threads);
+    for (std::size_t i = 1; i < threads; ++i) threads_.emplace_back([this] { serve(); });
+  } catch (const std::bad_alloc&) {
+  } catch (const std::system_error&) {
+    // Fewer threads than asked for are slower, but no reason to fail.
   }
 }
 
@@ -50,7 +49,10 @@ worker_pool::~worker_pool() {
 void worker_pool::add(std::function<void()> task) {
   {
     const std::lock_guard lock(mutex_);
-    tasks_.push_back(std::move(task));
+    tasks_.push_back([task = std::move(task), stop = stop_scope::token()] {
+      const stop_scope scope(stop);
+      task();
+    });
     waiting_ = tasks_.size();
   }
   wake_.notify_one();

@@ -16,13 +16,18 @@ namespace ravo::detail {
 
 class worker_pool {
  public:
+  /// `threads`, with the one that calls run(): so many less one are started, and fewer if the system has no
+  /// more.
   explicit worker_pool(std::size_t threads);
   /// Waits for the running tasks; those that still wait are dropped.
   ~worker_pool();
   worker_pool(const worker_pool&) = delete;
   worker_pool& operator=(const worker_pool&) = delete;
 
-  std::size_t size() const { return threads_.size(); }
+  /// With the thread that calls.
+  std::size_t size() const { return threads_.size() + 1; }
+  /// Leaves a task to the threads that were started, for the reading that the current thread works for.
+  /// Where none was started, nobody does it.
   void add(std::function<void()> task);
 
   /// Runs `work(i)` for i from 0 to `count` - 1, here and on other threads, on up to `workers` altogether,

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -17,6 +18,7 @@
 #include "ravo_core_records.h"
 #include "ravo_dataset/digest.h"
 #include "ravo_dataset/ledger.h"
+#include "ravo_dataset/progress.h"
 #include "ravo_dataset/status.h"
 #include "ravo_dataset/values.h"
 #include "ravo_export.h"
@@ -87,6 +89,8 @@ struct column_options {
   std::span<std::byte> into;
   /// Makes the digest too, which processes every block a second time.
   bool with_digest = false;
+  std::stop_token stop{};  ///< ends the reading with read_cancelled
+  progress_function progress{};
 };
 
 /// What a column will be: known before it is read, as far as its first readable block shows.
@@ -169,6 +173,11 @@ class column_data {
   RAVO_EXPORT std::string_view text(std::size_t index) const;
   /// The ledger of the first rows only, as if reading had ended after them.
   RAVO_EXPORT read_ledger ledger_of_rows(std::size_t rows) const;
+
+  /// Makes the column the caller's own: it no longer counts against the dataset's memory_limit, and nothing
+  /// of the dataset lives on with it. Of copies each one is detached by itself, and the limit has the
+  /// memory back when all are detached or gone.
+  RAVO_EXPORT void detach();
 
  private:
   friend class detail::column_access;

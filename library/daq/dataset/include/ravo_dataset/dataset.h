@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -20,6 +19,7 @@
 #include "ravo_dataset/event.h"
 #include "ravo_dataset/ledger.h"
 #include "ravo_dataset/plan.h"
+#include "ravo_dataset/progress.h"
 #include "ravo_dataset/selection.h"
 #include "ravo_export.h"
 #include "ravo_file_generation.h"
@@ -42,14 +42,9 @@ struct damage_policy {
   static damage_policy strict() { return {0}; }
 };
 
-/// How far a reading has come.
-struct read_progress {
-  std::uint64_t done_bytes = 0;   ///< stored bytes of values read and decoded
-  std::uint64_t total_bytes = 0;  ///< of all values of this reading
-};
-
 struct dataset_options {
-  std::size_t threads = 0;  ///< 0: as many as the machine has
+  /// Threads that read and decode, with the one that calls: 1 starts none. 0: as many as the machine has.
+  std::size_t threads = 0;
   /// Bytes that the dataset may own: tables of events, windows of files, decoded blocks, columns that are
   /// not in the caller's memory, and events that the caller holds. Work waits rather than exceed it; what
   /// cannot be done within it throws memory_exceeded.
@@ -60,10 +55,7 @@ struct dataset_options {
   std::uint64_t largest_block = std::numeric_limits<std::uint64_t>::max();
   std::size_t open_files = 64;  ///< at a time
   damage_policy damage;
-  /// Called on the thread that reads, now and then and at the end. It must not call the dataset. To know
-  /// the total, all events of a reading are aligned before the first one is returned.
-  std::function<void(const read_progress&)> progress;
-  /// Ends every reading with read_cancelled as soon as its workers have left.
+  /// Ends opening with read_cancelled. Each reading has a token of its own, in its options.
   std::stop_token stop;
 };
 
@@ -100,29 +92,31 @@ class dataset {
   /// The position of a channel by its label, or by its name if only one channel has that name.
   RAVO_EXPORT std::optional<std::size_t> find_channel(std::string_view label) const;
 
+  // Every reading ends with read_cancelled, as soon as its workers have left, once its `stop` is requested.
+  // The dataset reads on after that.
+
   /// The number of events of the selection. Aligns all that is not aligned yet; inflates nothing.
-  RAVO_EXPORT std::size_t size() const;
+  RAVO_EXPORT std::size_t size(std::stop_token stop = {}) const;
   /// Their numbers and times, in order: a slice of `events` from i on begins with event i. Aligns all that
   /// is not aligned yet; inflates nothing. The list is the caller's, outside memory_limit.
-  RAVO_EXPORT std::vector<ravo_time_id> event_ids() const;
+  RAVO_EXPORT std::vector<ravo_time_id> event_ids(std::stop_token stop = {}) const;
   /// What a reading of everything would take.
-  RAVO_EXPORT read_plan plan() const;
+  RAVO_EXPORT read_plan plan(std::stop_token stop = {}) const;
 
   /// The events of the selection, in order or backward.
   RAVO_EXPORT event_range events(event_options options = {}) const;
   /// The event with a number, or at a time: the nearest within the selection's tolerance. The step does not
   /// count.
-  RAVO_EXPORT std::optional<event> at(std::uint32_t number) const;
-  RAVO_EXPORT std::optional<event> at(const time_stamp& time) const;
+  RAVO_EXPORT std::optional<event> at(std::uint32_t number, std::stop_token stop = {}) const;
+  RAVO_EXPORT std::optional<event> at(const time_stamp& time, std::stop_token stop = {}) const;
 
   /// What a column would be. Decodes its first readable block.
-  RAVO_EXPORT column_layout layout(std::string_view channel,
-                                   column_rows rows = column_rows::recorded) const;
+  RAVO_EXPORT column_layout layout(std::string_view channel, const column_options& options = {}) const;
   /// All values of a channel. Throws selection_error for a channel that the dataset does not have.
   RAVO_EXPORT column_data column(std::string_view channel, const column_options& options = {}) const;
 
   /// The digest of each channel over the selection: reads everything.
-  RAVO_EXPORT std::vector<named_digest> digest() const;
+  RAVO_EXPORT std::vector<named_digest> digest(const digest_options& options = {}) const;
 
   /// The ledger of all readings so far.
   RAVO_EXPORT read_ledger ledger() const;

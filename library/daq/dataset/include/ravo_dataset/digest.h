@@ -7,10 +7,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <stop_token>
 #include <string>
 #include <vector>
 
 #include "ravo_core_records.h"
+#include "ravo_dataset/progress.h"
 #include "ravo_dataset/status.h"
 #include "ravo_dataset/values.h"
 #include "ravo_export.h"
@@ -35,6 +37,11 @@ class channel_digest {
   std::uint64_t values_ = 0;
   std::uint64_t sum_ = 0;
   std::uint64_t other_sum_ = 0;
+};
+
+struct digest_options {
+  std::stop_token stop{};        ///< ends the reading with read_cancelled
+  progress_function progress{};  ///< of all channels together
 };
 
 /// One channel's digest.

@@ -8,10 +8,12 @@
 #include <iterator>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string_view>
 
 #include "ravo_core_records.h"
 #include "ravo_dataset/ledger.h"
+#include "ravo_dataset/progress.h"
 #include "ravo_dataset/values.h"
 #include "ravo_export.h"
 
@@ -54,6 +56,9 @@ struct event_options {
   std::size_t first = 0;
   std::optional<std::size_t> count;
   std::size_t step = 1;
+  std::stop_token stop{};  ///< ends the reading with read_cancelled
+  /// To know the total, all events of the reading are aligned before the first one is returned.
+  progress_function progress{};
 };
 
 /// The events of one reading, for a single pass. begin() starts it; it ends when the iterator reaches end()
