@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <limits>
 #include <utility>
+#include <numeric>
 
 #include "dataset_state.h"
+#include "describe/index.h"
 #include "describe/planning.h"
 #include "read/column_reader.h"
 #include "read/event_reader.h"
@@ -45,6 +47,19 @@ std::vector<ravo_time_id> dataset::event_ids(std::stop_token stop) const {
 read_plan dataset::plan(std::stop_token stop) const {
   const detail::stop_scope scope(std::move(stop));
   return detail::make_plan(*state_);
+}
+
+dataset_index dataset::index(const std::vector<std::string>& channels, const index_options& options,
+                             std::stop_token stop) const {
+  std::vector<std::size_t> positions;
+  for (const std::string& channel : channels) positions.push_back(state_->channels.find_or_throw(channel));
+  return detail::make_index(state_, positions, options, stop);
+}
+
+dataset_index dataset::index(const index_options& options, std::stop_token stop) const {
+  std::vector<std::size_t> all(state_->channels.size());
+  std::iota(all.begin(), all.end(), std::size_t{0});
+  return detail::make_index(state_, all, options, stop);
 }
 
 event_range dataset::events(event_options options) const {

@@ -47,11 +47,7 @@ class planner {
 
  private:
   void add(const segment& part, std::size_t& ordinal) {
-    std::vector<std::uint32_t> events;
-    for (const std::uint32_t event : part.selected) {
-      if (ordinal == state_.end_of_events()) break;
-      if (ordinal++ % state_.wanted.step == 0) events.push_back(event);
-    }
+    const std::vector<std::uint32_t> events = take_events(state_, part, ordinal);
     plan_.events += events.size();
     for (std::size_t i = 0; i < part.files.size(); ++i)
       if (part.file_failed[i])

@@ -8,6 +8,7 @@
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/event.h"
 #include "ravo_dataset/find_files.h"
+#include "ravo_dataset/index.h"
 #include "ravo_dataset/ledger.h"
 #include "ravo_dataset/member_names.h"
 #include "ravo_dataset/near_names.h"

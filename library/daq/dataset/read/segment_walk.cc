@@ -41,6 +41,18 @@ void visit_segments(dataset_state& state,
   if (!wave.empty()) flush();
 }
 
+std::vector<std::uint32_t> take_events(const dataset_state& state, const segment& part,
+                                       std::size_t& ordinal) {
+  const std::size_t step = state.wanted.step;
+  const std::size_t before = ordinal;
+  ordinal = std::min(before + part.selected.size(), state.end_of_events());
+  std::vector<std::uint32_t> events;
+  events.reserve((ordinal - before) / step + 1);
+  for (std::size_t i = (step - before % step) % step; i < ordinal - before; i += step)
+    events.push_back(part.selected[i]);
+  return events;
+}
+
 std::uint64_t count_stored_bytes(dataset_state& state, std::size_t first, std::size_t stride,
                                  std::size_t count) {
   std::uint64_t bytes = 0;
@@ -71,10 +83,8 @@ std::vector<ravo_time_id> list_events(dataset_state& state) {
   const std::size_t end = state.end_of_events();
   std::size_t ordinal = 0;
   visit_segments(state, [&](std::size_t, const std::shared_ptr<const segment>& part) {
-    for (const std::uint32_t event : part->selected) {
-      if (ordinal == end) break;
-      if (ordinal++ % state.wanted.step == 0) events.push_back(part->events[event]);
-    }
+    for (const std::uint32_t event : take_events(state, *part, ordinal))
+      events.push_back(part->events[event]);
     return ordinal < end;
   });
   return events;

@@ -16,6 +16,11 @@ namespace ravo::detail {
 void visit_segments(dataset_state& state,
                     const std::function<bool(std::size_t, const std::shared_ptr<const segment>&)>& visit);
 
+/// The positions of the selected events of a segment that the step and the limit leave. `ordinal` counts
+/// the selected events of the segments before it, and then those of this one too.
+std::vector<std::uint32_t> take_events(const dataset_state& state, const segment& part,
+                                       std::size_t& ordinal);
+
 /// The events of the selection, whatever the step. Aligns all that is not aligned yet, with all threads.
 std::size_t count_events(dataset_state& state);
 

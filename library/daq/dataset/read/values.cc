@@ -183,6 +183,13 @@ value detail::value_access::make(value_status status, const ravo_time_id& id, st
   return made;
 }
 
+std::vector<std::int64_t> microseconds_of(std::span<const time_stamp> times) {
+  std::vector<std::int64_t> all;
+  all.reserve(times.size());
+  for (const time_stamp& time : times) all.push_back(microseconds_of(time));
+  return all;
+}
+
 namespace {
 
 template <class Subhead>

@@ -17,6 +17,7 @@
 #include "ravo_dataset/digest.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/event.h"
+#include "ravo_dataset/index.h"
 #include "ravo_dataset/ledger.h"
 #include "ravo_dataset/plan.h"
 #include "ravo_dataset/progress.h"
@@ -102,6 +103,14 @@ class dataset {
   RAVO_EXPORT std::vector<ravo_time_id> event_ids(std::stop_token stop = {}) const;
   /// What a reading of everything would take.
   RAVO_EXPORT read_plan plan(std::stop_token stop = {}) const;
+
+  /// The rows of several channels, with what the tables say of each value: inflates nothing and reads no
+  /// block. Aligns all that is not aligned yet. Throws selection_error for a channel that the dataset does
+  /// not have, read_cancelled once `stop` is requested.
+  RAVO_EXPORT dataset_index index(const std::vector<std::string>& channels,
+                                  const index_options& options = {}, std::stop_token stop = {}) const;
+  /// The same of all channels.
+  RAVO_EXPORT dataset_index index(const index_options& options = {}, std::stop_token stop = {}) const;
 
   /// The events of the selection, in order or backward.
   RAVO_EXPORT event_range events(event_options options = {}) const;

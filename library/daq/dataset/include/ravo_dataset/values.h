@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "ravo_core_records.h"
 #include "ravo_dataset/status.h"
@@ -14,6 +15,14 @@
 #include "ravo_payload.h"
 
 namespace ravo {
+
+/// A time as one number: microseconds since 1970, UTC. The microseconds of a damaged file may be more than
+/// a second's; they count all the same.
+constexpr std::int64_t microseconds_of(const time_stamp& time) {
+  return std::int64_t{time.timeup} * 1'000'000 + time.timelow;
+}
+/// The same of each, such as the times of a column.
+RAVO_EXPORT std::vector<std::int64_t> microseconds_of(std::span<const time_stamp> times);
 
 namespace detail {
 class value_access;
