@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <functional>
 #include <numeric>
+#include <set>
 #include <string_view>
+#include <tuple>
 #include <utility>
+
+#include "format/time.h"
 
 namespace ravo {
 
@@ -83,29 +87,45 @@ void add_new_ones(std::vector<Element>& list, const std::vector<Element>& others
       list.push_back(other);
 }
 
+/// Cases by their events, those of no event last: in an order that all lists of the same cases have.
+auto place_of(const missing_value& one) {
+  const std::int64_t time = in_microseconds(one.event.time);
+  const bool is_of_no_event = time == 0 && one.event.event_number == 0;
+  return std::tuple(is_of_no_event, time, one.event.event_number, std::string_view(one.channel),
+                    std::string_view(one.file), one.offset, one.cause, one.row);
+}
+
+/// Sorts the cases, and keeps as many as a ledger lists.
+void keep_first_cases(std::vector<missing_value>& values) {
+  std::sort(values.begin(), values.end(),
+            [](const missing_value& a, const missing_value& b) { return place_of(a) < place_of(b); });
+  if (values.size() <= read_ledger::most_listed) return;
+  std::vector<bool> is_kept(values.size());  // all of it is known before the first one moves
+  std::set<std::pair<std::string_view, missing_cause>> seen;
+  for (std::size_t i = 0; i < values.size(); ++i)
+    is_kept[i] = seen.emplace(values[i].channel, values[i].cause).second || i < read_ledger::most_listed;
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < values.size(); ++i)
+    if (is_kept[i]) std::swap(values[kept++], values[i]);
+  values.resize(kept);
+}
+
 }  // namespace
 
 void read_ledger::add(const read_ledger& other) {
-  using first_of_cause = std::pair<std::string_view, std::size_t>;
-  std::vector<first_of_cause> firsts;  // causes that are new to a channel
   for (std::size_t place = 0; place < other.channels.size(); ++place) {
     const channel_ledger& from = other.channels[place];
     // Ledgers of one dataset have its channels in the same order: a search for each would be quadratic.
     const bool is_in_place = place < channels.size() && channels[place].channel == from.channel;
     channel_ledger& to = is_in_place ? channels[place] : of(from.channel);
-    for (std::size_t i = 0; i < missing_cause_count; ++i)
-      if (to.missing[i] == 0 && from.missing[i] != 0) firsts.emplace_back(from.channel, i);
     // Nothing below can fail, so that no channel is left unbalanced when memory runs out.
     to.expected += from.expected;
     to.delivered += from.delivered;
     for (std::size_t i = 0; i < missing_cause_count; ++i) to.missing[i] += from.missing[i];
   }
-  for (const missing_value& value : other.values) {
-    const first_of_cause what(value.channel, static_cast<std::size_t>(value.cause));
-    const auto first = std::find(firsts.begin(), firsts.end(), what);
-    if (values.size() >= most_listed && first == firsts.end()) continue;
-    if (first != firsts.end()) firsts.erase(first);
-    values.push_back(value);
+  if (!other.values.empty()) {
+    values.insert(values.end(), other.values.begin(), other.values.end());
+    keep_first_cases(values);
   }
   const auto have_one_path = [](const refused_file& a, const refused_file& b) { return a.path == b.path; };
   add_new_ones(files, other.files, have_one_path);

@@ -1,9 +1,11 @@
 #include "ravo_dataset/digest.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <map>
 
 namespace ravo {
 namespace {
@@ -66,6 +68,33 @@ std::string channel_digest::to_text() const {
   std::snprintf(text, sizeof text, "%016" PRIx64 "%016" PRIx64, sum_ + fold(values_ + 1, first_key),
                 other_sum_);
   return text;
+}
+
+std::optional<channel_digest> channel_digest::from_text(std::string_view text, std::uint64_t values) {
+  constexpr std::size_t digits = 16;  // of each half
+  if (text.size() != 2 * digits) return std::nullopt;
+  channel_digest read;
+  read.values_ = values;
+  for (std::uint64_t* const half : {&read.sum_, &read.other_sum_}) {
+    const char* const end = text.data() + digits;
+    const auto [stop, error] = std::from_chars(text.data(), end, *half, 16);
+    if (error != std::errc() || stop != end) return std::nullopt;
+    text.remove_prefix(digits);
+  }
+  read.sum_ -= fold(values + 1, first_key);
+  return read;
+}
+
+void add_digests(std::vector<named_digest>& to, const std::vector<named_digest>& others) {
+  std::map<std::string, std::size_t, std::less<>> places;
+  for (std::size_t i = 0; i < to.size(); ++i) places.try_emplace(to[i].channel, i);
+  for (const named_digest& other : others) {
+    const auto [place, is_new] = places.try_emplace(other.channel, to.size());
+    if (is_new)
+      to.push_back(other);
+    else
+      to[place->second].digest.add(other.digest);
+  }
 }
 
 }  // namespace ravo

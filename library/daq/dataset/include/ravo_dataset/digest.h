@@ -6,9 +6,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <stop_token>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ravo_core_records.h"
@@ -31,6 +33,9 @@ class channel_digest {
   std::uint64_t values() const { return values_; }
   /// 32 hexadecimal digits.
   RAVO_EXPORT std::string to_text() const;
+  /// The digest of `values` values whose text this is, so that digests of other processes can be added;
+  /// `nullopt` for a text that is not 32 hexadecimal digits.
+  RAVO_EXPORT static std::optional<channel_digest> from_text(std::string_view text, std::uint64_t values);
   bool operator==(const channel_digest&) const = default;
 
  private:
@@ -48,7 +53,18 @@ struct digest_options {
 struct named_digest {
   std::string channel;
   channel_digest digest;
+  bool operator==(const named_digest&) const = default;
 };
+
+/// Adds the digests of another part of a selection, channel by channel; a channel that the list lacks is
+/// appended.
+RAVO_EXPORT void add_digests(std::vector<named_digest>& to, const std::vector<named_digest>& others);
+
+/// Digests as one line of JSON, from which digests_from_json() makes the same list.
+RAVO_EXPORT std::string digests_to_json(const std::vector<named_digest>& digests);
+/// Reads what digests_to_json() writes. Throws json_error for any other text; members that it does not know
+/// are passed over.
+RAVO_EXPORT std::vector<named_digest> digests_from_json(std::string_view text);
 
 }  // namespace ravo
 

@@ -47,6 +47,10 @@ struct RAVO_EXPORT memory_exceeded : dataset_error {
 struct RAVO_EXPORT access_error : dataset_error {
   using dataset_error::dataset_error;
 };
+/// A text that is not the JSON of what is read from it.
+struct RAVO_EXPORT json_error : dataset_error {
+  using dataset_error::dataset_error;
+};
 /// The stop token requested a stop.
 struct RAVO_EXPORT read_cancelled : dataset_error {
   read_cancelled() : dataset_error("The reading was cancelled") {}

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ravo_core_records.h"
@@ -136,8 +137,18 @@ struct read_ledger {
   RAVO_EXPORT bool is_balanced() const;
   /// The ledger of a channel, added if there is none.
   RAVO_EXPORT channel_ledger& of(const std::string& channel);
-  /// Adds another ledger.
+  /// Adds another ledger, such as that of another part of a selection: all counts add up. The lists of
+  /// both are joined, each file and each problem once; of missing values those of the first events are
+  /// kept, in the order of their events' times, those of no event last. Sums do not depend on the order in
+  /// which ledgers are added, but for the words of a file that two of them list. A row is that in its own
+  /// part's column.
   RAVO_EXPORT void add(const read_ledger& other);
+  /// The ledger as one line of JSON, from which from_json() makes the same ledger. docs/dataset.md says
+  /// what is in it.
+  RAVO_EXPORT std::string to_json() const;
+  /// Reads what to_json() writes. Throws json_error for any other text; members that it does not know are
+  /// passed over.
+  RAVO_EXPORT static read_ledger from_json(std::string_view text);
   /// The ledger as lines for people; a line for each cause with file and offset.
   RAVO_EXPORT std::string to_text() const;
 };
