@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <limits>
-#include <utility>
 #include <numeric>
+#include <utility>
 
 #include "dataset_state.h"
 #include "describe/index.h"

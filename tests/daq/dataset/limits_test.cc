@@ -313,7 +313,8 @@ TEST(Progress, OfAColumnThatTurnsOutRaggedNeverGoesBack) {
   const dataset data = dataset::open(of_files({write(folder, "a.raw", file)}), options);
   EXPECT_TRUE(data.column("A", how).is_ragged());
   ASSERT_FALSE(reported.empty());
-  for (std::size_t i = 1; i < reported.size(); ++i) EXPECT_GE(reported[i].done_bytes, reported[i - 1].done_bytes);
+  for (std::size_t i = 1; i < reported.size(); ++i)
+    EXPECT_GE(reported[i].done_bytes, reported[i - 1].done_bytes);
   EXPECT_EQ(reported.back().done_bytes, reported.back().total_bytes);
 }
 
