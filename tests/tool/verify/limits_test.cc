@@ -36,7 +36,7 @@ class Limits : public testing::Test {
     bytes reference;
     for (std::uint32_t i = 0; i < 168; i += 4) reference.u32(file.content.word(file.reference + i));
     reference.u32(end);
-    const std::string path = folder.write("f.raw", file.content.vector());
+    std::string path = folder.write("f.raw", file.content.vector());
     std::fstream out(path, std::ios::binary | std::ios::in | std::ios::out);
     const auto put = [&out](std::uint32_t where, const bytes& what) {
       out.seekp(where);
