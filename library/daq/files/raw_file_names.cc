@@ -26,11 +26,6 @@ std::optional<int> number(std::string_view digits) {
 
 }  // namespace
 
-std::string_view name_in_path(std::string_view path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string_view::npos ? path : path.substr(slash + 1);
-}
-
 bool names_run(std::string_view name, int first, int last) {
   constexpr std::string_view word = "_run";
   for (std::size_t at = name.find(word); at != std::string_view::npos; at = name.find(word, at + 1)) {

@@ -1,4 +1,5 @@
-// Checks that the layers make on their arguments, and how their messages name objects and texts.
+// Checks that the layers make on their arguments, values for arguments that may be left out, and how
+// messages name objects and texts.
 #ifndef RAVO_DAQ_READER_ARGUMENTS_H
 #define RAVO_DAQ_READER_ARGUMENTS_H
 
@@ -10,6 +11,12 @@ namespace ravo {
 
 inline bool is_request_type(int type) {
   return type >= RAVO_DAQ_READ_CHAN_EVENT_FIRST && type <= RAVO_DAQ_READ_CHAN_EVENT_LAST;
+}
+
+/// Stores a value where the caller wants it; null: the caller does not.
+template <class Value, class Given>
+void deliver(Value* output, Given what) {
+  if (output != nullptr) *output = static_cast<Value>(what);
 }
 
 /// A number that identifies an object in messages.

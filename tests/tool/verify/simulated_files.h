@@ -1,7 +1,7 @@
 // Simulated files for the checks, made once, and the
 // findings of a check as lines that can be compared.
-#ifndef RAVO_TEST_SIMULATED_FILES_H
-#define RAVO_TEST_SIMULATED_FILES_H
+#ifndef RAVO_TEST_VERIFY_SIMULATED_FILES_H
+#define RAVO_TEST_VERIFY_SIMULATED_FILES_H
 
 #include <string>
 #include <vector>

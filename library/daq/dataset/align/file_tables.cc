@@ -42,8 +42,7 @@ class tables {
   bool load_reference() {
     const long length = file_.length();
     if (length < 4) return false;
-    long rest = 0;
-    const long page = ravo_get_page_offset(length, length - 4, &rest);
+    const long page = offset_of_tail(length);
     std::vector<unsigned char> tail(static_cast<std::size_t>(length - page));
     if (!file_.read_all(static_cast<std::uint64_t>(page), tail.data(), tail.size())) return false;
     reference_ = loaded<typename G::reference_table>([&](auto** table) {

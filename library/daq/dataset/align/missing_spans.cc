@@ -7,7 +7,7 @@
 #include <set>
 #include <string_view>
 
-#include "files/raw_file_names.h"
+#include "format/file_name_parts.h"
 #include "ravo_evutl.h"
 
 namespace ravo::detail {
@@ -15,13 +15,13 @@ namespace {
 
 std::optional<std::int64_t> time_in_name(std::string_view path) {
   time_stamp time{};
-  if (get_time_from_file_name(std::string(name_in_path(path)).c_str(), &time) != 0) return std::nullopt;
+  if (get_time_from_file_name(std::string(last_component(path)).c_str(), &time) != 0) return std::nullopt;
   return in_microseconds(time);
 }
 
 /// What the names of a stream's files have in common.
 std::string stream_in_name(std::string_view path) {
-  const std::string_view name = name_in_path(path);
+  const std::string_view name = last_component(path);
   return std::string(name.substr(0, name.find("_run")));
 }
 

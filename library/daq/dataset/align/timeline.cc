@@ -11,7 +11,7 @@ timeline::timeline(const selection& wanted, open_files& opened, memory_budget& m
     : wanted_(wanted),
       opened_(opened),
       memory_(memory),
-      rule_{wanted.synch, static_cast<double>(wanted.tolerance.timeup) * 1e6 + wanted.tolerance.timelow} {}
+      rule_{wanted.synch, static_cast<double>(in_microseconds(wanted.tolerance))} {}
 
 void timeline::set(std::vector<timed_file> files, std::vector<std::string> names, std::vector<bool> slow,
                    std::size_t join_channel) {

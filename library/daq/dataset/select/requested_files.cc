@@ -10,6 +10,7 @@
 #include "files/closed_file.h"
 #include "files/data_path_list.h"
 #include "files/raw_file_names.h"
+#include "format/file_name_parts.h"
 #include "format/folders.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_evutl.h"
@@ -79,7 +80,7 @@ class request_answer {
         named_files([first, last](std::string_view name) { return names_run(name, first, last); });
     std::vector<bool> is_named(without.size(), false);
     for (const std::string& path : named) {
-      mark_runs(name_in_path(path), without, 0, without.size(), is_named);
+      mark_runs(last_component(path), without, 0, without.size(), is_named);
       take_file(path, found_by::name);
     }
     std::vector<int> unnamed;
@@ -182,7 +183,7 @@ class request_answer {
 
   static std::uint32_t time_of(const std::string& path) {
     time_stamp time{};
-    get_time_from_file_name(std::string(name_in_path(path)).c_str(), &time);
+    get_time_from_file_name(std::string(last_component(path)).c_str(), &time);
     return time.timeup;
   }
 
@@ -195,7 +196,7 @@ class request_answer {
       // If one of several folders does not exist, the others are still used.
       if (!is_folder(folder)) continue;
       for (std::string& path : raw_files_of(folder)) {
-        const std::string name(name_in_path(path));
+        const std::string name(last_component(path));
         time_stamp time{};
         if (name.find(wanted_.experiment) != std::string::npos &&
             get_time_from_file_name(name.c_str(), &time) == 0 && fits(name))
@@ -213,7 +214,7 @@ class request_answer {
   /// catalogue lists it, or where files usually are.
   void take_catalogued(const std::string& path) {
     if (folders_.empty() && take_if_there(path, found_by::catalogue)) return;
-    const std::string name(name_in_path(path));
+    const std::string name(last_component(path));
     for (const std::string& folder : folders_.empty() ? usual_folders() : folders_)
       if (take_if_there(path_in(folder, name), found_by::catalogue)) return;
     leave_out(path, found_by::catalogue, file_refusal::missing,

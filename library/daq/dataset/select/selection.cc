@@ -5,6 +5,7 @@
 #include <chrono>
 #include <tuple>
 
+#include "format/time.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/time_grammar.h"
 #include "select/selection_words.h"
@@ -117,13 +118,11 @@ void append(std::vector<std::string>& to, const selection_word& word) {
 }
 
 time_stamp stamp_of(std::uint64_t microseconds) {
-  return {static_cast<std::uint32_t>(microseconds / 1000000),
-          static_cast<std::uint32_t>(microseconds % 1000000)};
+  return {static_cast<std::uint32_t>(microseconds / microseconds_per_second),
+          static_cast<std::uint32_t>(microseconds % microseconds_per_second)};
 }
 
-std::uint64_t span_of(const time_stamp& span) {
-  return std::uint64_t{span.timeup} * 1000000 + span.timelow;
-}
+std::uint64_t span_of(const time_stamp& span) { return static_cast<std::uint64_t>(in_microseconds(span)); }
 
 /// A time in the grammar that options have, too: times of day are in UTC, and "now" is by this machine's
 /// clock.
@@ -165,7 +164,7 @@ constexpr key_row keys[] = {
     {"tolerance",
      [](const selection_word& word, selection& to) {
        const auto span = must(detail::read_span(one(word)), word, span_form);
-       if (span / 1000000 > 0xffffffffu) refuse(word, span_form);
+       if (span / microseconds_per_second > 0xffffffffu) refuse(word, span_form);
        to.tolerance = stamp_of(span);
      }},
     {"join", &read_join},

@@ -76,7 +76,7 @@ class text_cursor {
     const auto second = number(2);
     const auto part = fraction();
     if (!second || *second > 59 || !part) return std::nullopt;
-    return minutes + moment{1'000'000} * *second + *part;
+    return minutes + microseconds_per_second * *second + *part;
   }
   /// YYYY-MM-DD, as days since 1970.
   std::optional<std::int64_t> date() {
@@ -115,9 +115,10 @@ class text_cursor {
 
 // The time at which the clocks of a zone show a given day and time of day.
 time_reading shown_in(const time_zone& zone, std::int64_t day, moment clock) {
-  const std::int64_t shown = day * seconds_per_day + clock / 1'000'000;
+  const std::int64_t shown = day * seconds_per_day + clock / microseconds_per_second;
   const auto moments = zone.moments_of(shown);
-  if (moments.size() == 1) return accept(moments.front() * 1'000'000 + clock % 1'000'000);
+  if (moments.size() == 1)
+    return accept(moments.front() * microseconds_per_second + clock % microseconds_per_second);
   const std::string text = second_text(shown);
   if (moments.empty())
     return refuse("is a time that never was in " + zone.name() + ": clocks are put forward over " + text);
@@ -148,12 +149,12 @@ std::optional<time_reading> read_span(std::string_view text, const time_context&
   if (!is_ago && !cursor.skip("+")) return std::nullopt;
   const auto span = cursor.span();
   if (!span) return std::nullopt;
-  if (is_ago) return accept(in_microseconds(context.now) - *span * 1'000'000);
+  if (is_ago) return accept(in_microseconds(context.now) - *span * microseconds_per_second);
   if (!context.from)
     return refuse(context.from_name.empty()
                       ? "counts from the beginning of a window, and there is no window here"
                       : "counts from " + std::string(context.from_name) + ", which is not given");
-  return accept(in_microseconds(*context.from) + *span * 1'000'000);
+  return accept(in_microseconds(*context.from) + *span * microseconds_per_second);
 }
 
 std::optional<time_reading> read_day(std::string_view text, const time_context& context) {
@@ -187,7 +188,7 @@ std::optional<time_reading> read_date(std::string_view text, const time_context&
   if (cursor.rest() == "Z") return shown_in(time_zone(), *day, *clock);
   const auto offset = parse_offset(cursor.rest());
   if (!offset) return std::nullopt;
-  return accept((*day * seconds_per_day - *offset) * 1'000'000 + *clock);
+  return accept((*day * seconds_per_day - *offset) * microseconds_per_second + *clock);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // The channels requested from a reader: they are added, removed and looked up by name, key or nickname.
 // Definitions of ravo::daq_reader, included by the source file of each generation.
-#ifndef RAVO_DAQ_READER_CHANNELS_HH
-#define RAVO_DAQ_READER_CHANNELS_HH
+#ifndef RAVO_DAQ_READER_CHANNELS_INL_H
+#define RAVO_DAQ_READER_CHANNELS_INL_H
 
 #include <algorithm>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // Turns the name of a file into the path of a readable file: in the data directory, or along a list of
 // directories. Definitions of ravo::daq_reader, included by the source file of each generation.
-#ifndef RAVO_DAQ_READER_DATA_PATHS_HH
-#define RAVO_DAQ_READER_DATA_PATHS_HH
+#ifndef RAVO_DAQ_READER_DATA_PATHS_INL_H
+#define RAVO_DAQ_READER_DATA_PATHS_INL_H
 
 #include <cstdio>
 #include <cstdlib>

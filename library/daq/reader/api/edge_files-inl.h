@@ -1,8 +1,8 @@
 // Extends a list of files that were found by their names by one file on each side: a name says when a file
 // begins, so events near the edges of a period may lie in the neighbours. Definitions of ravo::daq_reader,
 // included by the source file of each generation.
-#ifndef RAVO_DAQ_READER_EDGE_FILES_HH
-#define RAVO_DAQ_READER_EDGE_FILES_HH
+#ifndef RAVO_DAQ_READER_EDGE_FILES_INL_H
+#define RAVO_DAQ_READER_EDGE_FILES_INL_H
 
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +12,7 @@
 #include "api/file_times.h"
 #include "api/reader_texts.h"
 #include "files/raw_file_names.h"
+#include "format/file_name_parts.h"
 #include "format/folders.h"
 #include "ravo_daq/reader.h"
 
@@ -61,13 +62,13 @@ int daq_reader<G>::enter_edge_files() {
 template <class G>
 int daq_reader<G>::enter_very_first_file() {
   if (begins_before_request(files.front())) return RAVO_DAQ_READER_OK;
-  if (debug != 0) std::printf("The very first file: %s\n", name_in_path(files.front()).data());
+  if (debug != 0) std::printf("The very first file: %s\n", last_component(files.front()).data());
   return enter_neighbour(files.front(), neighbour::previous);
 }
 
 template <class G>
 int daq_reader<G>::enter_very_last_file() {
-  if (debug != 0) std::printf("The very last file: %s\n", name_in_path(files.back()).data());
+  if (debug != 0) std::printf("The very last file: %s\n", last_component(files.back()).data());
   const int status = enter_neighbour(files.back(), neighbour::next);
   sort_my_files();
   return status;
@@ -77,7 +78,7 @@ int daq_reader<G>::enter_very_last_file() {
 template <class G>
 int daq_reader<G>::enter_neighbour(const char* path, neighbour which) {
   const bool is_previous = which == neighbour::previous;
-  const auto number = find_file_number(name_in_path(path));
+  const auto number = find_file_number(last_component(path));
   if (!number) return RAVO_DAQ_READER_OK;
   std::printf("LAST FILE NUMBER: '%s'\n", std::string(number->digits).c_str());
   // No file comes before the first file; after every file there may be another.

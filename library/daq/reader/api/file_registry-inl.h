@@ -1,8 +1,8 @@
 // The list of raw files that cover a request: files are added, removed and sorted. data_paths-inl.h turns
 // a name into a path. Definitions of ravo::daq_reader, included by the source file of each
 // generation.
-#ifndef RAVO_DAQ_READER_FILE_REGISTRY_HH
-#define RAVO_DAQ_READER_FILE_REGISTRY_HH
+#ifndef RAVO_DAQ_READER_FILE_REGISTRY_INL_H
+#define RAVO_DAQ_READER_FILE_REGISTRY_INL_H
 
 #include <cstdlib>
 #include <cstring>

@@ -1,8 +1,8 @@
 // Inspects one raw file that does not belong to a request: counts, describes and prints what it holds. The
 // file is in the list only while it is loaded; its tables stay in the reader's own loader. Definitions of
 // ravo::daq_reader, included by the source file of each generation.
-#ifndef RAVO_DAQ_READER_INSPECTION_HH
-#define RAVO_DAQ_READER_INSPECTION_HH
+#ifndef RAVO_DAQ_READER_INSPECTION_INL_H
+#define RAVO_DAQ_READER_INSPECTION_INL_H
 
 #include <pthread.h>
 
@@ -17,11 +17,9 @@
 #include "api/reader_texts.h"
 #include "decode/table_operations.h"
 #include "ravo_daq/reader.h"
+#include "scoped_lock.h"
 
 namespace ravo {
-
-/// Bytes of an entry of the older generation's dictionary. Two bounds use this size for both generations.
-inline constexpr int dictionary_bound_divisor = 96;
 
 /// The first path of the list that contains a text, or null.
 template <class G>
@@ -70,13 +68,13 @@ void daq_reader<G>::print_all_channels(const char* file) {
     table_operations<G>::print_dictionary(get_tables.get_cdt_table());
 }
 
-/// The number of dictionary entries that are searched for a description: by the same bound, which allows
-/// more entries than the table holds, but never beyond the table.
+/// The number of dictionary entries that can be asked for: by a bound that uses the size of an older entry
+/// for both generations, and so allows more entries than the table holds, but never beyond the table.
 template <class G>
 int daq_reader<G>::count_searched_channels() const {
   const typename G::dictionary_table* table = get_tables.get_cdt_table();
   const int length = table->length - static_cast<int>(sizeof *table);
-  return std::min(length / dictionary_bound_divisor,
+  return std::min(length / static_cast<int>(sizeof(ravo_chan_dictionary_entry)),
                   length / static_cast<int>(sizeof(typename G::dictionary_entry)));
 }
 
@@ -139,14 +137,6 @@ int daq_reader<G>::print_event_index_table(const char* file, int event_type) try
   return store(RAVO_DAQ_READER_INTERN_ERROR);
 }
 
-/// Waits for the signal that a channel is decoded, and clears it.
-inline void wait_until_decoded(pthread_mutex_t* mutex, pthread_cond_t* condition, int* flag) {
-  pthread_mutex_lock(mutex);
-  while (*flag == 0) pthread_cond_wait(condition, mutex);
-  *flag = 0;
-  pthread_mutex_unlock(mutex);
-}
-
 /// Decodes one channel of a file and lets `print` print from its channel reader. Meant for a reader without
 /// a request: the reader's channel names are replaced, on purpose.
 template <class G>
@@ -186,7 +176,7 @@ void daq_reader<G>::print_channel_of_file(const char* file, const char* channel,
     std::printf(reader_texts<G>::printer_not_started, inspected_channel.c_str());
     return;
   }
-  wait_until_decoded(mutex, condition, flag);
+  wait_for_flag(*mutex, *condition, *flag);
   print(decoded);
   decoded.clean();
 } catch (const std::bad_alloc&) {

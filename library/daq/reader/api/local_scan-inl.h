@@ -1,7 +1,7 @@
 // Finds the files of a request by the names in the data directory, when the run catalogue has no answer.
 // Definitions of ravo::daq_reader, included by the source file of each generation.
-#ifndef RAVO_DAQ_READER_LOCAL_SCAN_HH
-#define RAVO_DAQ_READER_LOCAL_SCAN_HH
+#ifndef RAVO_DAQ_READER_LOCAL_SCAN_INL_H
+#define RAVO_DAQ_READER_LOCAL_SCAN_INL_H
 
 #include <cstdint>
 #include <cstdio>
@@ -78,9 +78,7 @@ bool daq_reader<G>::is_wanted_of_run(const char* name, std::int64_t seconds) {
 /// Whether a file that begins before the period has events in it, according to its event index.
 template <class G>
 bool daq_reader<G>::reaches_window(const char* name, std::int64_t seconds) {
-  std::string path = request.ddir;
-  if (!path.ends_with('/')) path += '/';
-  path += name;
+  const std::string path = path_in(request.ddir, name);
   if (get_tables.get_all_tables(path.c_str(), 0, nullptr) != 0) {
     std::printf("Failed to get tables for: %s\n", path.c_str());
     return false;

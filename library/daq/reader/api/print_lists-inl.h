@@ -1,7 +1,7 @@
 // Prints a reader's own lists: its files and its channels. Definitions of ravo::daq_reader, included by the
 // source file of each generation.
-#ifndef RAVO_DAQ_READER_PRINT_LISTS_HH
-#define RAVO_DAQ_READER_PRINT_LISTS_HH
+#ifndef RAVO_DAQ_READER_PRINT_LISTS_INL_H
+#define RAVO_DAQ_READER_PRINT_LISTS_INL_H
 
 #include <cstddef>
 #include <cstdio>

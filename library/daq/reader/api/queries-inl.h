@@ -1,7 +1,7 @@
 // Queries about a reader's files, the channels of a loaded file and the reader's own channels. Definitions
 // of ravo::daq_reader, included by the source file of each generation.
-#ifndef RAVO_DAQ_READER_QUERIES_HH
-#define RAVO_DAQ_READER_QUERIES_HH
+#ifndef RAVO_DAQ_READER_QUERIES_INL_H
+#define RAVO_DAQ_READER_QUERIES_INL_H
 
 #include "ravo_daq/reader.h"
 
@@ -25,18 +25,11 @@ std::vector<typename G::chan_descr*>* daq_reader<G>::get_descr_list() {
 
 template <class G>
 char* daq_reader<G>::get_channel_name(int position, int* count, int* ev_mask, int* dtype_mask) {
-  using entry = typename G::dictionary_entry;
-  constexpr int head_size = sizeof(typename G::dictionary_table);
-  // Bytes of an entry of the older generation. The bound uses this size for both generations.
-  constexpr int bound_divisor = 96;
   typename G::dictionary_table* table = get_tables.get_cdt_table();
   if (position < 0 || !table || table->pattern != RAVO_CHAN_DICTIONARY_PATTERN) return nullptr;
-  if (table->length <= head_size) return nullptr;
-  const int content = table->length - head_size;
-  if (position >= content / bound_divisor) return nullptr;
-  // The bound allows more entries than the table holds.
-  if (position >= content / static_cast<int>(sizeof(entry))) return nullptr;
-  entry& channel = table->channel_entry()[position];
+  if (table->length <= static_cast<int>(sizeof *table)) return nullptr;
+  if (position >= count_searched_channels()) return nullptr;
+  typename G::dictionary_entry& channel = table->channel_entry()[position];
   if (count) *count = channel.count;
   if (ev_mask) *ev_mask = static_cast<int>(channel.ev_mask);
   if (dtype_mask) *dtype_mask = static_cast<int>(channel.dtype_mask);

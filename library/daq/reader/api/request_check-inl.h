@@ -1,7 +1,7 @@
 // Completes and checks a request before it is started, and trims the file list to it. Definitions of
 // ravo::daq_reader, included by the source file of each generation.
-#ifndef RAVO_DAQ_READER_REQUEST_CHECK_HH
-#define RAVO_DAQ_READER_REQUEST_CHECK_HH
+#ifndef RAVO_DAQ_READER_REQUEST_CHECK_INL_H
+#define RAVO_DAQ_READER_REQUEST_CHECK_INL_H
 
 #include <cstdint>
 #include <cstdio>

@@ -1,8 +1,8 @@
 // Turns a request into the reader's list of files: all steps from the request record to a first file that
 // can be read. Scanning directories, edge files and the window of runs are in separate files. Definitions
 // of ravo::daq_reader, included by the source file of each generation.
-#ifndef RAVO_DAQ_READER_REQUEST_INIT_HH
-#define RAVO_DAQ_READER_REQUEST_INIT_HH
+#ifndef RAVO_DAQ_READER_REQUEST_INIT_INL_H
+#define RAVO_DAQ_READER_REQUEST_INIT_INL_H
 
 #include <cstdio>
 #include <cstdlib>
@@ -18,7 +18,7 @@
 #include "decode/allocate.h"
 #include "decode/table_operations.h"
 #include "files/catalogue_answer.h"
-#include "files/raw_file_names.h"
+#include "format/file_name_parts.h"
 #include "format/malloc_owner.h"
 #include "ravo_daq/reader.h"
 
@@ -165,7 +165,7 @@ int daq_reader<G>::enter_files(const file_choice& choice) {
       put_down(name, choice.origin, file_outcome::other_experiment);
       continue;
     }
-    const std::string bare(name_in_path(name));
+    const std::string bare(last_component(name));
     if (enter_file(bare.c_str(), choice.origin) == RAVO_DAQ_READER_INTERN_ERROR)
       return RAVO_DAQ_READER_INTERN_ERROR;
   }

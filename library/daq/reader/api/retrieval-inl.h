@@ -1,7 +1,7 @@
 // get_data(): asks the slicer for events until one belongs to the request, and copies its data into the
 // reader's own results. Definitions of ravo::daq_reader, included by the source file of each generation.
-#ifndef RAVO_DAQ_READER_RETRIEVAL_HH
-#define RAVO_DAQ_READER_RETRIEVAL_HH
+#ifndef RAVO_DAQ_READER_RETRIEVAL_INL_H
+#define RAVO_DAQ_READER_RETRIEVAL_INL_H
 
 #include <atomic>
 #include <bit>

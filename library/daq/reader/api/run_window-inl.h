@@ -1,7 +1,7 @@
 // Gives a request for runs the time window of its runs, unless its own window overlaps them. Definitions of
 // ravo::daq_reader, included by the source file of each generation.
-#ifndef RAVO_DAQ_READER_RUN_WINDOW_HH
-#define RAVO_DAQ_READER_RUN_WINDOW_HH
+#ifndef RAVO_DAQ_READER_RUN_WINDOW_INL_H
+#define RAVO_DAQ_READER_RUN_WINDOW_INL_H
 
 #include <algorithm>
 #include <cstdint>

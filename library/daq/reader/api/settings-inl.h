@@ -1,7 +1,7 @@
 // The reader as an object: construction, its settings with their getters, and the return to the state after
 // construction. Definitions of ravo::daq_reader, included by the source file of each generation.
-#ifndef RAVO_DAQ_READER_SETTINGS_HH
-#define RAVO_DAQ_READER_SETTINGS_HH
+#ifndef RAVO_DAQ_READER_SETTINGS_INL_H
+#define RAVO_DAQ_READER_SETTINGS_INL_H
 
 #include <algorithm>
 #include <cstdio>

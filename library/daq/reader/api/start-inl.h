@@ -1,7 +1,7 @@
 // Brings a reader from files and channels to a running slicer. Definitions of ravo::daq_reader, included by
 // the source file of each generation.
-#ifndef RAVO_DAQ_READER_START_HH
-#define RAVO_DAQ_READER_START_HH
+#ifndef RAVO_DAQ_READER_START_INL_H
+#define RAVO_DAQ_READER_START_INL_H
 
 #include <cstdio>
 #include <new>

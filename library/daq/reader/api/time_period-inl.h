@@ -1,12 +1,13 @@
 // The time that a reader's request or files span. Definitions of ravo::daq_reader, included by the source
 // file of each generation.
-#ifndef RAVO_DAQ_READER_TIME_PERIOD_HH
-#define RAVO_DAQ_READER_TIME_PERIOD_HH
+#ifndef RAVO_DAQ_READER_TIME_PERIOD_INL_H
+#define RAVO_DAQ_READER_TIME_PERIOD_INL_H
 
 #include <cstdint>
 #include <cstdio>
 
 #include "api/file_times.h"
+#include "format/time.h"
 #include "ravo_daq/reader.h"
 #include "ravo_evutl.h"
 
@@ -70,7 +71,9 @@ double daq_reader<G>::get_period_of_file_names() const {
   const file_time last = time_of_file(files.back());
   if (!last.is_known) return 0.0;
   const std::int64_t step = file_step(first.seconds, last.seconds, files.size());
-  return span_us(static_cast<double>(first.seconds) * 1e6, static_cast<double>(last.seconds + step) * 1e6);
+  constexpr double second = microseconds_per_second;
+  return span_us(static_cast<double>(first.seconds) * second,
+                 static_cast<double>(last.seconds + step) * second);
 }
 
 }  // namespace ravo

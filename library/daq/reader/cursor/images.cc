@@ -4,9 +4,12 @@
 #include <new>
 #include <optional>
 
+#include "arguments.h"
 #include "cursor/selected_block.h"
 #include "format/payload_view.h"
 #include "ravo_daq_data.h"
+
+using ravo::deliver;
 
 namespace {
 
@@ -62,11 +65,6 @@ std::size_t elements_of(const ravo::image_parts& frame) {
   return static_cast<std::size_t>(std::clamp<std::int64_t>(pixels, 0, frame.length));
 }
 
-template <class value>
-void deliver(value* output, value given) {
-  if (output) *output = given;
-}
-
 }  // namespace
 
 int ravo_daq_getdata::GetImagePar(int* nframe, int* compr, int* bpp, int* len) {
@@ -74,7 +72,7 @@ int ravo_daq_getdata::GetImagePar(int* nframe, int* compr, int* bpp, int* len) {
   if (!ravo::is_image_type(DataType & 0xffff)) return -1;
   const auto frame = read_frame(DataType, Data, data_length());
   if (!frame) return -2;
-  deliver(nframe, static_cast<int>(frame->frame));
+  deliver(nframe, frame->frame);
   deliver(compr, frame->compression);
   deliver(bpp, bytes_per_pixel(*frame));
   deliver(len, frame->length);

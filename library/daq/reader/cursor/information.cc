@@ -2,17 +2,11 @@
 #include <cstring>
 #include <iostream>
 
+#include "arguments.h"
 #include "ravo_daq_data.h"
 #include "ravo_evutl.h"
 
-namespace {
-
-template <class value, class given>
-void deliver(value* output, given what) {
-  if (output) *output = static_cast<value>(what);
-}
-
-}  // namespace
+using ravo::deliver;
 
 int ravo_daq_getdata::GetMembNumb(const char* name) {
   const int members = get_channel_number(DataType, 0);

@@ -1,7 +1,7 @@
 // How the entries of a result are read: their four addresses as records, and their blocks in the layout of
 // their generation.
-#ifndef RAVO_DATA_SELECTED_BLOCK_H
-#define RAVO_DATA_SELECTED_BLOCK_H
+#ifndef RAVO_DAQ_READER_SELECTED_BLOCK_H
+#define RAVO_DAQ_READER_SELECTED_BLOCK_H
 
 #include <cstddef>
 #include <cstring>

@@ -5,17 +5,15 @@
 #include <iostream>
 #include <optional>
 
+#include "arguments.h"
 #include "cursor/selected_block.h"
 #include "format/payload_view.h"
 #include "ravo_daq_data.h"
 #include "ravo_evutl.h"
 
-namespace {
+using ravo::deliver;
 
-template <class value, class given>
-void deliver(value* output, given what) {
-  if (output) *output = static_cast<value>(what);
-}
+namespace {
 
 struct slow_value {
   float value;

@@ -52,9 +52,7 @@ int file_get_tables<G>::load_tables() {
 // from the one that holds these bytes to the end of the file.
 template <class G>
 int file_get_tables<G>::load_reference_table() {
-  const off_t tail = len < 4 ? 0 : len - 4;
-  long rest = 0;
-  const long offset = ravo_get_page_offset(len, tail, &rest);
+  const long offset = offset_of_tail(len);
   const long length = len - offset;
   if (debug != 0)
     std::printf("Length: %ld offset: %ld  fd: %x\n", length, offset, static_cast<unsigned>(fd));

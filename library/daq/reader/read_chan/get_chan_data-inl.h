@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "arguments.h"
+#include "format/time.h"
 #include "ravo_daq/read_chan.h"
 #include "ravo_evutl.h"
 #include "read_chan/read_chan_texts.h"
@@ -90,7 +91,7 @@ ravo_channel_entry_long* daq_read_chan<G>::look_up_number(unsigned number, int t
 // Borrows a second even if the microseconds are equal, which leaves 1000000 microseconds, on purpose.
 inline time_stamp step_back(time_stamp time, const time_stamp& step) {
   if (step.timelow >= time.timelow) {
-    time.timelow += 1000000;
+    time.timelow += static_cast<std::uint32_t>(microseconds_per_second);
     time.timeup -= 1;
   }
   return {time.timeup - step.timeup, time.timelow - step.timelow};
@@ -98,7 +99,7 @@ inline time_stamp step_back(time_stamp time, const time_stamp& step) {
 
 // A file may hold any number of microseconds: a sum that wrapped would step back, and the walk never end.
 inline time_stamp step_forward(const time_stamp& time, const time_stamp& step) {
-  constexpr std::uint64_t second = 1000000;
+  constexpr std::uint64_t second = microseconds_per_second;
   const std::uint64_t low = std::uint64_t{time.timelow} + step.timelow;
   return {static_cast<std::uint32_t>(time.timeup + step.timeup + low / second),
           static_cast<std::uint32_t>(low % second)};

@@ -61,13 +61,6 @@ int daq_slicer<G>::configure_reader(int chan) {
   return RAVO_DAQ_SLICER_OK;
 }
 
-/// Waits until a channel reader's flag is set, and clears it. A reader sets it in every case.
-inline void wait_for_flag(pthread_mutex_t& mutex, pthread_cond_t& condition, int& flag) {
-  const scoped_lock lock(mutex);
-  while (flag == 0) pthread_cond_wait(&condition, &mutex);
-  flag = 0;
-}
-
 template <class G>
 int daq_slicer<G>::start_channel(int chan, int direction) {
   if (const int refusal = check_reader(chan, direction); refusal != RAVO_DAQ_SLICER_OK) return refusal;

@@ -1,6 +1,7 @@
 // Finding the files of a request by the names in the data directory: which are taken, and what is said.
 #include "api/file_times.h"
 #include "files/raw_file_names.h"
+#include "format/file_name_parts.h"
 #include "requested_reader.h"
 
 #include <algorithm>
@@ -66,9 +67,9 @@ TEST(RawFileNames, ANumberTooLargeForAFileIsNotFound) {
 }
 
 TEST(RawFileNames, TheLastComponentFollowsTheLastSlash) {
-  EXPECT_EQ(name_in_path("/a/b/c.raw"), "c.raw");
-  EXPECT_EQ(name_in_path("c.raw"), "c.raw");
-  EXPECT_EQ(name_in_path("/a/"), "");
+  EXPECT_EQ(last_component("/a/b/c.raw"), "c.raw");
+  EXPECT_EQ(last_component("c.raw"), "c.raw");
+  EXPECT_EQ(last_component("/a/"), "");
 }
 
 // ---- the candidate for the start ------------------------------------------------------------------

@@ -1,8 +1,8 @@
 // Where the reading layers get memory that callers or clean_up() release with free(). It is separate so
 // that a program can replace the two functions by its own and test what a layer does when memory runs
 // out; nothing else belongs here.
-#ifndef RAVO_DAQ_READER_ALLOCATE_H
-#define RAVO_DAQ_READER_ALLOCATE_H
+#ifndef RAVO_DECODE_ALLOCATE_H
+#define RAVO_DECODE_ALLOCATE_H
 
 #include <cstddef>
 

@@ -1,8 +1,8 @@
 // The decoder: turns one event's block of a channel into host-order memory. A pure function of bytes in
 // and a block out: it takes no lock, prints nothing and starts nothing, and says in its result what went
 // wrong. The unzip workers call it, and other code that reads whole channels may too.
-#ifndef RAVO_DAQ_READER_DECODE_BLOCK_H
-#define RAVO_DAQ_READER_DECODE_BLOCK_H
+#ifndef RAVO_DECODE_DECODE_BLOCK_H
+#define RAVO_DECODE_DECODE_BLOCK_H
 
 #include "decode/stored_block.h"
 #include "format/malloc_owner.h"

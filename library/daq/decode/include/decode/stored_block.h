@@ -2,8 +2,8 @@
 // be) without inflating anything, and decodes its payload into memory that the caller provides. It
 // allocates nothing, takes no lock and prints nothing. To get the headers of the event and of the server
 // too, call decode_block(), which builds on this.
-#ifndef RAVO_DAQ_READER_STORED_BLOCK_H
-#define RAVO_DAQ_READER_STORED_BLOCK_H
+#ifndef RAVO_DECODE_STORED_BLOCK_H
+#define RAVO_DECODE_STORED_BLOCK_H
 
 #include <cstdint>
 #include <limits>

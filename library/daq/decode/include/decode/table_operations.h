@@ -12,6 +12,13 @@
 
 namespace ravo {
 
+/// Where the part of a file begins that get_reference_table needs a copy of: the page with the last 4
+/// bytes, which lead to the table.
+inline long offset_of_tail(long length) {
+  long rest = 0;
+  return ravo_get_page_offset(length, length < 4 ? 0 : length - 4, &rest);
+}
+
 /// The operations of a generation are those of its format.
 template <class G>
 struct table_operations : table_operations<typename G::format> {};

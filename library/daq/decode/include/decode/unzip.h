@@ -1,7 +1,7 @@
 // Inflates one block and prints nothing, for make_zlib, make_lzo and the block decoder. Failures are
 // returned as values.
-#ifndef RAVO_DAQ_READER_UNZIP_H
-#define RAVO_DAQ_READER_UNZIP_H
+#ifndef RAVO_DECODE_UNZIP_H
+#define RAVO_DECODE_UNZIP_H
 
 #include <cstddef>
 

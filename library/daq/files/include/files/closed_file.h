@@ -1,6 +1,6 @@
 // Finds out whether the acquisition has finished a raw file. Does not read the file's content.
-#ifndef RAVO_DAQ_READER_CLOSED_FILE_H
-#define RAVO_DAQ_READER_CLOSED_FILE_H
+#ifndef RAVO_DAQ_FILES_CLOSED_FILE_H
+#define RAVO_DAQ_FILES_CLOSED_FILE_H
 
 #include "format/settled_file.h"
 

@@ -1,6 +1,6 @@
 // Lists of directories in a text, separated by ":", and the list that a reader starts with. Opens nothing.
-#ifndef RAVO_DAQ_READER_DATA_PATH_LIST_H
-#define RAVO_DAQ_READER_DATA_PATH_LIST_H
+#ifndef RAVO_DAQ_FILES_DATA_PATH_LIST_H
+#define RAVO_DAQ_FILES_DATA_PATH_LIST_H
 
 #include <string_view>
 #include <vector>

@@ -1,7 +1,7 @@
 // What the scan of a directory reads in the names of raw files besides their time: runs and file numbers.
 // Any file may be there, so numbers may be of any length. Opens nothing.
-#ifndef RAVO_DAQ_READER_RAW_FILE_NAMES_H
-#define RAVO_DAQ_READER_RAW_FILE_NAMES_H
+#ifndef RAVO_DAQ_FILES_RAW_FILE_NAMES_H
+#define RAVO_DAQ_FILES_RAW_FILE_NAMES_H
 
 #include <cstdint>
 #include <optional>
@@ -9,9 +9,6 @@
 #include <string_view>
 
 namespace ravo {
-
-/// What follows the last "/" of a path.
-std::string_view name_in_path(std::string_view path);
 
 /// Whether a name contains "_run<N>_" for a run N from first to last, written without leading zeros.
 bool names_run(std::string_view name, int first, int last);
