@@ -17,42 +17,41 @@
 namespace ravo {
 
 /// What a worker prints, with its number, before it ends because of a block that it cannot decode; null for
-/// outcomes after which it prints more than that, or goes on. Every outcome has its case: one without does
-/// not compile.
+/// outcomes after which it prints more than that, or goes on. In the order of the outcomes.
+struct outcome_text {
+  decode_outcome outcome;
+  const char* text;
+};
+inline constexpr outcome_text outcome_texts[] = {
+    {decode_outcome::decoded, nullptr},
+    {decode_outcome::outside, "Failed to obtain pointer to event data pointer %lu\n"},
+    {decode_outcome::misdirected, nullptr},
+    {decode_outcome::no_event_header_memory, "Failed to malloc additional event header %lu .. exiting\n"},
+    {decode_outcome::no_server_block_memory,
+     "Failed to malloc additional server block header %lu .. exiting\n"},
+    {decode_outcome::no_subheader_memory,
+     "Failed to malloc additional server block subheader %lu .. exiting\n"},
+    {decode_outcome::no_work_memory, "Failed to malloc additional memory %lu .. exiting\n"},
+    {decode_outcome::no_block_memory, "Failed to malloc working memory %lu .. exiting\n"},
+    {decode_outcome::no_update_memory, "Failed to malloc working memory (UPD) %lu .. exiting\n"},
+    {decode_outcome::no_plain_memory, "Failed to malloc working memory (NOTZIPPPED) %lu .. exiting\n"},
+    {decode_outcome::unknown_unzipper, nullptr},
+    {decode_outcome::unzip_failed, nullptr},
+    {decode_outcome::length_mismatch, nullptr},
+    {decode_outcome::unzipped_not_convertible, nullptr},
+    {decode_outcome::update_not_convertible, "Failed to convert env  %lu .. exiting\n"},
+    {decode_outcome::plain_not_convertible, "Failed to convert_data  %lu .. exiting\n"},
+};
+/// Whether every outcome has its row, in order.
+constexpr bool has_every_outcome() {
+  std::size_t next = 0;
+  for (const outcome_text& row : outcome_texts)
+    if (static_cast<std::size_t>(row.outcome) != next++) return false;
+  return next == decode_outcome_count;
+}
+static_assert(has_every_outcome());
 constexpr const char* text_of(decode_outcome outcome) {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic error "-Wswitch"
-  switch (outcome) {
-    case decode_outcome::decoded:
-    case decode_outcome::misdirected:
-    case decode_outcome::unknown_unzipper:
-    case decode_outcome::unzip_failed:
-    case decode_outcome::length_mismatch:
-    case decode_outcome::unzipped_not_convertible:
-      break;
-    case decode_outcome::outside:
-      return "Failed to obtain pointer to event data pointer %lu\n";
-    case decode_outcome::no_event_header_memory:
-      return "Failed to malloc additional event header %lu .. exiting\n";
-    case decode_outcome::no_server_block_memory:
-      return "Failed to malloc additional server block header %lu .. exiting\n";
-    case decode_outcome::no_subheader_memory:
-      return "Failed to malloc additional server block subheader %lu .. exiting\n";
-    case decode_outcome::no_work_memory:
-      return "Failed to malloc additional memory %lu .. exiting\n";
-    case decode_outcome::no_block_memory:
-      return "Failed to malloc working memory %lu .. exiting\n";
-    case decode_outcome::no_update_memory:
-      return "Failed to malloc working memory (UPD) %lu .. exiting\n";
-    case decode_outcome::no_plain_memory:
-      return "Failed to malloc working memory (NOTZIPPPED) %lu .. exiting\n";
-    case decode_outcome::update_not_convertible:
-      return "Failed to convert env  %lu .. exiting\n";
-    case decode_outcome::plain_not_convertible:
-      return "Failed to convert_data  %lu .. exiting\n";
-  }
-#pragma GCC diagnostic pop
-  return nullptr;
+  return outcome_texts[static_cast<std::size_t>(outcome)].text;
 }
 
 template <class G>

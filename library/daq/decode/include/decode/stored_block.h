@@ -63,8 +63,10 @@ enum class decode_outcome {
   length_mismatch,           ///< the unzipped length differs from that in the block
   unzipped_not_convertible,  ///< the headers are there, the block is not
   update_not_convertible,
-  plain_not_convertible,
+  plain_not_convertible,  ///< the last one
 };
+inline constexpr std::size_t decode_outcome_count =
+    static_cast<std::size_t>(decode_outcome::plain_not_convertible) + 1;
 
 /// How the data of a block are stored in the file, and what they are decoded to.
 enum class stored_form {
