@@ -5,6 +5,7 @@
 #ifndef RAVO_DECODE_STORED_BLOCK_H
 #define RAVO_DECODE_STORED_BLOCK_H
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <optional>
