@@ -75,7 +75,8 @@ expect "a failure" 1 8
 expect "a failure is not kept" 1 8
 rm "$FAILS"
 touch "$LINT_FAILS"
-expect "a source that is not clean" 0 1
+expect "a source that is not clean, which only all asks for" 1 0 --again release
+expect "a source that is not clean" 0 1 --again all
 rm "$LINT_FAILS"
 expect "mended" 1 0
 rm -rf .git
