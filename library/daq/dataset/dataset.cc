@@ -8,6 +8,7 @@
 #include "dataset_state.h"
 #include "describe/index.h"
 #include "describe/planning.h"
+#include "read/chunk_reader.h"
 #include "read/column_reader.h"
 #include "read/event_reader.h"
 #include "read/segment_walk.h"
@@ -83,6 +84,20 @@ column_layout dataset::layout(std::string_view channel, const column_options& op
 column_data dataset::column(std::string_view channel, const column_options& options) const {
   const detail::stop_scope scope(options.stop);
   return detail::read_column(state_, state_->channels.find_or_throw(channel), options);
+}
+
+std::vector<column_data> dataset::columns(const std::vector<std::string>& channels,
+                                          const column_options& options) const {
+  const detail::stop_scope scope(options.stop);
+  std::vector<std::size_t> positions;
+  for (const std::string& channel : channels) positions.push_back(state_->channels.find_or_throw(channel));
+  return detail::read_columns(state_, positions, options);
+}
+
+column_chunk_range dataset::column_chunks(std::string_view channel, std::size_t bytes,
+                                          column_options options) const {
+  return column_chunk_range(std::make_unique<detail::chunk_reader>(
+      state_, state_->channels.find_or_throw(channel), bytes, std::move(options)));
 }
 
 std::vector<named_digest> dataset::digest(const digest_options& options) const {

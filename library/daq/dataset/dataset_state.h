@@ -5,8 +5,12 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "align/channel_table.h"
@@ -21,6 +25,29 @@
 #include "work/worker_pool.h"
 
 namespace ravo::detail {
+
+struct item;
+
+/// The first readable value of each column, kept once it was found: it says what the column's values are,
+/// also where only a part of the column is read.
+class first_value_cache {
+ public:
+  using first_value = std::shared_ptr<const item>;  ///< null: no value of the column can be read
+
+  std::optional<first_value> find(std::size_t channel, column_rows rows) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = known_.find({channel, rows});
+    return found == known_.end() ? std::nullopt : std::optional(found->second);
+  }
+  void keep(std::size_t channel, column_rows rows, first_value first) {
+    const std::lock_guard lock(mutex_);
+    known_.insert_or_assign({channel, rows}, std::move(first));
+  }
+
+ private:
+  mutable std::mutex mutex_;  ///< guards what follows
+  std::map<std::pair<std::size_t, column_rows>, first_value> known_;
+};
 
 class dataset_state {
  public:
@@ -55,6 +82,7 @@ class dataset_state {
   read_ahead_list ahead;
   detail::timeline timeline;
   ledger_keeper ledgers;
+  first_value_cache first_values;
   worker_pool pool;  ///< last: its threads end before the rest is destroyed
 
  private:

@@ -3,6 +3,7 @@
 #define RAVO_DATASET_H
 
 #include "ravo_dataset/column.h"
+#include "ravo_dataset/column_chunks.h"
 #include "ravo_dataset/dataset.h"
 #include "ravo_dataset/digest.h"
 #include "ravo_dataset/errors.h"
@@ -13,6 +14,7 @@
 #include "ravo_dataset/member_names.h"
 #include "ravo_dataset/near_names.h"
 #include "ravo_dataset/plan.h"
+#include "ravo_dataset/progress.h"
 #include "ravo_dataset/selection.h"
 #include "ravo_dataset/status.h"
 #include "ravo_dataset/time_grammar.h"

@@ -10,6 +10,8 @@
 
 #include "dataset_state.h"
 #include "ravo_dataset/column.h"
+#include "read/item.h"
+#include "read/row_selector.h"
 
 namespace ravo::detail {
 
@@ -18,6 +20,7 @@ struct block_list {
   std::size_t segment = 0;
   std::vector<std::uint32_t> index;  ///< among the channel's entries
   std::vector<std::uint64_t> row;
+  std::vector<std::uint32_t> stored;  ///< bytes
 };
 
 /// A row that holds the value of another row.
@@ -26,9 +29,29 @@ struct row_copy {
   std::uint64_t from;
 };
 
+/// The place of a segment in the walk over a column: what comes before it.
+struct walk_place {
+  std::size_t segment = 0;
+  std::size_t events = 0;  ///< selected ones, whatever the step
+  std::uint64_t rows = 0;
+};
+
+/// Which rows are planned.
+struct plan_request {
+  column_rows rows = column_rows::recorded;
+  row_selector wanted;
+  /// Whether the reading, of which this may be one of several plans, takes all rows.
+  reading_extent extent = reading_extent::whole;
+  value_part part;  ///< the member is that of the channel
+  walk_place from;  ///< no wanted row lies before it
+
+  static plan_request of(const column_options& options);
+};
+
 struct column_plan {
   std::size_t channel = 0;
-  int member = -1;
+  value_part part;
+  walk_place last;  ///< the last segment that was visited
   std::vector<block_list> lists;
   std::vector<row_copy> copies;
   /// With its rows, and the status that each will have if its block can be read; without values.
@@ -36,9 +59,14 @@ struct column_plan {
   std::shared_ptr<kept_memory> memory;  ///< goes with the column
 };
 
-/// Aligns the selection. What is missing and belongs to no row goes to `ledger`, whose only channel it is.
-column_plan make_plan(const std::shared_ptr<dataset_state>& state, std::size_t channel, column_rows rows,
-                      read_ledger& ledger);
+/// Aligns the selection as far as the wanted rows go. What is missing and belongs to no row goes to
+/// `ledger`, whose only channel it is; null: it does not count.
+column_plan make_plan(const std::shared_ptr<dataset_state>& state, std::size_t channel,
+                      const plan_request& request, read_ledger* ledger);
+/// The same for several channels, in one walk over the segments; a ledger for each.
+std::vector<column_plan> make_plans(const std::shared_ptr<dataset_state>& state,
+                                    const std::vector<std::size_t>& channels, const plan_request& request,
+                                    const std::vector<read_ledger*>& ledgers);
 
 }  // namespace ravo::detail
 

@@ -6,25 +6,9 @@
 
 namespace ravo::detail {
 
-void column_progress::report(std::uint64_t done) const {
-  if (!report_) return;
-  reported_ = std::max(reported_, done);
-  if (before_ != nullptr)
-    report_({before_->done_bytes + reported_, before_->total_bytes});
-  else
-    report_({reported_, total_});
-}
-
-column_scan::column_scan(dataset_state& state, const column_plan& plan, read_ledger& ledger,
-                         column_progress& progress)
-    : state_(state),
-      plan_(plan),
-      ledger_(ledger),
-      planned_ledger_(ledger),
-      progress_(progress),
-      what_("Decoding a block of " + plan.column.channel) {
+column_scan::column_scan(dataset_state& state, const column_plan& plan, read_ledger& ledger)
+    : state_(state), plan_(plan), ledger_(ledger), planned_ledger_(ledger) {
   cut_into_chunks();
-  progress_.set_total(stored_);
 }
 
 // ---- chunks
@@ -36,30 +20,27 @@ void column_scan::cut_into_chunks() {
   constexpr std::uint64_t least = 32 * 1024;
   const std::uint64_t most = std::max<std::uint64_t>(window_bytes(state_.memory), least);
   const std::uint64_t pieces = 4 * state_.pool.size();
-  for (const block_list& list : plan_.lists) {
-    const auto part = state_.timeline.get(list.segment, on_full::wait);
-    for (const std::uint32_t index : list.index)
-      stored_ += part->channels[plan_.channel].entries[index].stored;
-  }
+  for (const block_list& list : plan_.lists)
+    for (const std::uint32_t bytes : list.stored) stored_ += bytes;
   // Chunks go from `most` bytes down to `least`, with no more than `pieces` of each size until half as much
   // is left; the list grows meanwhile.
   const std::uint64_t sizes = std::bit_width(most / least) + 1;
   const std::uint64_t count =
       plan_.lists.size() + stored_ / most + pieces * sizes + plan_.column.layout.rows / most_rows;
   plan_.memory->tables.push_back(
-      state_.reserve(count * 2 * sizeof(chunk), "The pieces of the column " + plan_.column.channel));
+      state_.reserve(count * 3 * sizeof(column_chunk), "The pieces of the column " + plan_.column.channel));
   std::uint64_t left = stored_;
   for (std::size_t i = 0; i < plan_.lists.size(); ++i) {
-    const auto part = state_.timeline.get(plan_.lists[i].segment, on_full::wait);
-    chunk piece{i, 0, 0, 0};
+    const std::size_t segment = plan_.lists[i].segment;
+    column_chunk piece{segment, i, 0, 0, 0};
     const auto close = [&] {
       chunks_.push_back(piece);
       left -= piece.stored;
-      piece = {i, piece.last, piece.last, 0};
+      piece = {segment, i, piece.last, piece.last, 0};
     };
-    for (const std::uint32_t index : plan_.lists[i].index) {
+    for (const std::uint32_t bytes : plan_.lists[i].stored) {
       ++piece.last;
-      piece.stored += part->channels[plan_.channel].entries[index].stored;
+      piece.stored += bytes;
       const bool is_full = piece.stored >= std::clamp(left / pieces, least, most);
       if (is_full || piece.last - piece.first == most_rows) close();
     }
@@ -67,7 +48,7 @@ void column_scan::cut_into_chunks() {
   }
 }
 
-std::vector<entry> column_scan::blocks_of(const chunk& piece, const segment& part) const {
+std::vector<entry> column_scan::blocks_of(const column_chunk& piece, const segment& part) const {
   std::vector<entry> blocks;
   blocks.reserve(piece.last - piece.first);
   for (std::size_t i = piece.first; i < piece.last; ++i)
@@ -75,74 +56,23 @@ std::vector<entry> column_scan::blocks_of(const chunk& piece, const segment& par
   return blocks;
 }
 
-column_block column_scan::block_of(const chunk& piece, std::size_t place, const entry& where,
+column_block column_scan::block_of(const column_chunk& piece, std::size_t place, const entry& where,
                                    const block_source_file& source, const found_block& found) const {
   const std::size_t in_list = piece.first + place;
   const std::uint64_t row = plan_.lists[piece.list].row[in_list];
   return {row, std::uint64_t{piece.list} << 32 | in_list, is_held(row), where, source, found};
 }
 
-// ---- workers
-
-void column_scan::for_each_chunk(const chunk_reader& read, const std::function<bool()>& is_over) {
-  const auto read_one = [&](std::size_t number) {
-    if (is_over()) return;
-    state_.check_stop();
-    const memory_budget::at_work at_work(state_.memory);
-    turn_.run([&](on_full how) { read_in_turn(number, how, read); });
-  };
-  const auto poll = [this] {
-    state_.check_stop();
-    progress_.report(done_);
-  };
-  done_ = 0;
-  state_.pool.run(chunks_.size(), state_.pool.size(), read_one, poll);
-  free_.clear();
-  state_.check_stop();  // a stop during the last chunks left blocks unread
-  if (!is_over()) progress_.report(done_);
-}
-
-void column_scan::read_in_turn(std::size_t number, on_full how, const chunk_reader& read) {
-  const std::size_t of_segment = plan_.lists[chunks_[number].list].segment;
-  if (how == on_full::wait) {
-    state_.check_stop();
-    {
-      const std::lock_guard lock(mutex_);
-      free_.clear();
-    }
-    const auto part = state_.timeline.get(of_segment, how);
-    block_memory memory(state_.memory, what_, how);
-    return read(number, *part, memory);
-  }
-  // Before the buffers, since aligning may need their memory.
-  const auto part = state_.timeline.get(of_segment, how);
-  auto memory = take_memory();
-  read(number, *part, *memory);
-  give(std::move(memory));
-}
-
-std::unique_ptr<block_memory> column_scan::take_memory() {
-  const std::lock_guard lock(mutex_);
-  if (free_.empty()) return std::make_unique<block_memory>(state_.memory, what_, on_full::refuse);
-  auto memory = std::move(free_.back());
-  free_.pop_back();
-  return memory;
-}
-
-void column_scan::give(std::unique_ptr<block_memory> memory) {
-  memory->set_how(on_full::refuse);
-  const std::lock_guard lock(mutex_);  // a worker that waits counts itself before it clears the list
-  if (!turn_.is_waited_for()) free_.push_back(std::move(memory));
-}
-
 // ---- blocks
 
-void column_scan::read(std::span<column_sink* const> sinks, std::vector<value_status>& statuses) {
+column_pass column_scan::reading(std::span<column_sink* const> sinks, std::vector<value_status>& statuses) {
   statuses = plan_.column.status;
   ledger_ = planned_ledger_;
-  for_each_chunk([&](std::size_t number, const segment& part,
-                     block_memory& memory) { read_chunk(number, part, memory, sinks, statuses); },
-                 [&] { return sinks.back()->has_given_up(); });
+  return {&chunks_,
+          [this, sinks, &statuses](std::size_t number, const segment& part, block_memory& memory) {
+            read_chunk(number, part, memory, sinks, statuses);
+          },
+          [sinks] { return sinks.back()->has_given_up(); }};
 }
 
 /// The reading of one chunk: what the sinks make of it, and the statuses of its rows.
@@ -211,7 +141,7 @@ class column_scan::chunk_reading {
   }
 
   column_scan& scan_;
-  const chunk& piece_;
+  const column_chunk& piece_;
   const segment& part_;
   block_memory& memory_;
   const std::span<column_sink* const> sinks_;
@@ -233,16 +163,16 @@ void column_scan::read_chunk(std::size_t number, const segment& part, block_memo
     ledger_.add(reading.ledger());
     throw;
   }
-  done_ += chunks_[number].stored;
   if (sinks.back()->has_given_up()) return;
   const std::lock_guard lock(mutex_);
   ledger_.add(reading.ledger());
   reading.commit();
 }
 
-void column_scan::visit(const std::function<void(const column_block&, block_memory&)>& visit) {
-  const auto read_blocks = [&](std::size_t number, const segment& part, block_memory& memory) {
-    const chunk& piece = chunks_[number];
+column_pass column_scan::looking(std::function<void(const column_block&, block_memory&)> visit) {
+  const auto look = [this, visit = std::move(visit)](std::size_t number, const segment& part,
+                                                     block_memory& memory) {
+    const column_chunk& piece = chunks_[number];
     const std::vector<entry> blocks = blocks_of(piece, part);
     block_scan scan(state_, plan_.channel, memory);
     for (std::size_t first = 0; first < blocks.size() && !state_.is_stopped();) {
@@ -254,7 +184,7 @@ void column_scan::visit(const std::function<void(const column_block&, block_memo
       first += window.blocks;
     }
   };
-  for_each_chunk(read_blocks, [] { return false; });
+  return {&chunks_, look, [] { return false; }};
 }
 
 }  // namespace ravo::detail

@@ -43,7 +43,7 @@ dense_sink::dense_sink(dataset_state& state, column_plan& plan, first_blocks& fi
   values_ = static_cast<std::byte*>(memory_.get());
 }
 
-void dense_sink::store_first(first_blocks& first, column_scan& scan) {
+void dense_sink::store_first(first_blocks& first, column_workers& workers) {
   std::vector<first_blocks::block>& blocks = first.blocks();
   std::vector<value_status> stored(blocks.size(), value_status::not_recorded);
   const auto store_one = [&](std::size_t i) {
@@ -58,7 +58,7 @@ void dense_sink::store_first(first_blocks& first, column_scan& scan) {
     state_.pool.run(blocks.size(), blocks.size(), store_one, [this] { state_.check_stop(); });
   for (std::size_t i = 0; i < blocks.size(); ++i) {
     if (stored[i] == value_status::ok) stored_rows_.push_back(blocks[i].row);
-    if (blocks[i].memory != nullptr) scan.give(std::move(blocks[i].memory));
+    if (blocks[i].memory != nullptr) workers.give(std::move(blocks[i].memory));
   }
   first.release();
 }

@@ -14,8 +14,8 @@ class digest_sink::part : public chunk_part {
       digest_.add(id, found.status, {});
       return found.status;
     }
-    unsigned char* const into = memory.fit_decoded(decoded_room(found, sink_.plan_.member));
-    const decoded_value value = decode_member(block.source, found, sink_.plan_.member, into);
+    unsigned char* const into = memory.fit_decoded(decoded_room(found, sink_.plan_.part.member));
+    const decoded_value value = decode_member(block.source, found, sink_.plan_.part.member, into);
     digest_.add(id, value.status, {reinterpret_cast<const std::byte*>(into), value.length});
     return value.status;
   }

@@ -15,11 +15,10 @@ first_blocks::block first_blocks::read(const place& where, on_full how) const {
   const std::vector<entry> blocks{part->channels[plan_.channel].entries[list->index[at]]};
   block_scan scan(state_, plan_.channel, *first.memory);
   scan.read_all(*part, blocks, [&](std::size_t, const block_source_file&, const found_block& found) {
-    value_status status = value_status::ok;
-    const auto payload = inflate(found, *first.memory, status);
+    const auto payload = inflate(found, *first.memory, first.status);
     if (!payload) return;
     first.payload = *payload;
-    first.value = find_item(found.stored_type, first.payload, plan_.member);
+    first.value = find_item(found.stored_type, first.payload, plan_.part);
   });
   return first;
 }
@@ -29,6 +28,7 @@ void first_blocks::find() {
     for (std::size_t at = 0; at < list.index.size() && !value_; ++at) {
       block first = read({&list, at}, on_full::wait);
       state_.check_stop();
+      may_differ_later_ = may_differ_later_ || first.status == value_status::file_missing;
       if (!first.value) continue;
       value_ = first.value;
       blocks_.push_back(std::move(first));
@@ -79,6 +79,35 @@ const first_blocks::block* first_blocks::first_readable() const {
   const auto first = std::find_if(blocks_.begin(), blocks_.end(),
                                   [](const block& candidate) { return candidate.value.has_value(); });
   return first == blocks_.end() ? nullptr : &*first;
+}
+
+// The column is planned in parts that grow, since most have their first value in the first block.
+std::optional<item> first_value_of(const std::shared_ptr<dataset_state>& state, std::size_t channel,
+                                   column_rows rows) {
+  if (const auto known = state->first_values.find(channel, rows))
+    return *known ? std::optional(**known) : std::nullopt;
+  std::optional<item> first;
+  bool may_differ_later = false, is_over = false;
+  column_options part;
+  part.rows = rows;
+  plan_request request;
+  for (std::size_t count = 16; !first && !is_over; count *= 4) {
+    part.count = count;
+    const walk_place from = request.from;
+    request = plan_request::of(part);
+    request.from = from;
+    const column_plan plan = make_plan(state, channel, request, nullptr);
+    first_blocks blocks(*state, plan);
+    blocks.find();
+    first = blocks.value();
+    may_differ_later = may_differ_later || blocks.may_differ_later();
+    is_over = plan.column.layout.rows < count;
+    request.from = plan.last;
+    part.first += count;
+  }
+  if (!may_differ_later)
+    state->first_values.keep(channel, rows, first ? std::make_shared<const item>(*first) : nullptr);
+  return first;
 }
 
 reservation first_blocks::reserve(std::size_t bytes, const std::string& what) {

@@ -23,6 +23,7 @@ class first_blocks {
     std::unique_ptr<block_memory> memory;  ///< holds the payload; null where there was no room for it
     byte_view payload{nullptr, 0, word_order::file};
     std::optional<item> value;  ///< `nullopt` if it cannot be read
+    value_status status = value_status::ok;
     std::uint64_t row = 0;
   };
 
@@ -32,6 +33,11 @@ class first_blocks {
   void find();
   /// The same; reads several large blocks at once.
   void find_with_all_threads();
+
+  /// Takes a value that was found elsewhere, since the plan is of a part of the column.
+  void set(std::optional<item> first) { value_ = std::move(first); }
+  /// Whether a block before it could not be read for a reason that may pass.
+  bool may_differ_later() const { return may_differ_later_; }
 
   /// The first readable one; `nullopt` if there is none.
   const std::optional<item>& value() const { return value_; }
@@ -54,7 +60,13 @@ class first_blocks {
   const column_plan& plan_;
   std::optional<item> value_;
   std::vector<block> blocks_;
+  bool may_differ_later_ = false;
 };
+
+/// The first readable value of a whole column, with all of its samples and pixels, whatever part of the
+/// column is read. Decodes the blocks up to it, unless it is known already.
+std::optional<item> first_value_of(const std::shared_ptr<dataset_state>& state, std::size_t channel,
+                                   column_rows rows);
 
 }  // namespace ravo::detail
 

@@ -1,7 +1,9 @@
 #include "read/item.h"
 
+#include <algorithm>
 #include <cstring>
 
+#include "ravo_dataset/errors.h"
 #include "ravo_evutl.h"
 
 namespace ravo::detail {
@@ -57,6 +59,7 @@ maybe_item find_in(const image_parts& image, int member) {
     found.element = element_type::uint8;
     found.elements = static_cast<std::size_t>(image.length);
     found.shape = {1, 0, static_cast<std::uint32_t>(image.length)};
+    found.is_as_sent = true;
     return found;
   }
   found.pixel_bytes = static_cast<std::size_t>(image.bytes_per_pixel());
@@ -124,6 +127,53 @@ std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int 
 
 namespace {
 
+/// Leaves a part of each run. `wanted` may reach beyond the run.
+void cut_runs(item& whole, std::size_t runs, std::size_t length, item_range wanted, std::size_t each) {
+  const std::size_t first = std::min(wanted.first, length);
+  const std::size_t count = std::min(wanted.count, length - first);
+  whole.at += first * each;
+  whole.elements = runs * count;
+  whole.runs = std::max<std::size_t>(runs, 1);
+  whole.run_stride = length * each;
+  whole.shape[2] = static_cast<std::uint32_t>(count);
+}
+
+}  // namespace
+
+void cut_item(item& whole, const value_part& wanted) {
+  if (wanted.samples && whole.kind == value_kind::spectrum) {
+    const std::size_t first = std::min<std::size_t>(wanted.samples->first, whole.shape[2]);
+    if (first != 0) whole.start += static_cast<float>(first) * whole.increment;
+    cut_runs(whole, std::size_t{whole.shape[0]} * whole.shape[1], whole.shape[2], *wanted.samples,
+             element_size(whole.element));
+  }
+  if (wanted.region && whole.kind == value_kind::image && !whole.is_as_sent) {
+    const pixel_region& region = *wanted.region;
+    const std::size_t first_row = std::min<std::size_t>(region.y, whole.shape[1]);
+    const std::size_t rows = std::min<std::size_t>(region.height, whole.shape[1] - first_row);
+    const std::size_t each = whole.pixel_bytes;
+    whole.at += first_row * whole.shape[2] * each;
+    whole.shape[1] = static_cast<std::uint32_t>(rows);
+    cut_runs(whole, rows, whole.shape[2], {region.x, region.width}, each);
+  }
+}
+
+std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, const value_part& wanted) {
+  auto found = find_item(dtype, payload, wanted.member);
+  if (found) cut_item(*found, wanted);
+  return found;
+}
+
+void check_part(const item& value, const value_part& wanted, const std::string& channel) {
+  if (wanted.samples && value.kind != value_kind::spectrum)
+    throw selection_error("The values of " + channel +
+                          " are no spectra: there are no samples to choose from");
+  if (wanted.region && (value.kind != value_kind::image || value.is_as_sent))
+    throw selection_error("The values of " + channel + " are no pictures: there is no region to choose");
+}
+
+namespace {
+
 // The counts are passed by value: a pointer to bytes might alias a count, and a loop that reads it again
 // each time is not vectorised.
 void store_pixels_of_two_bytes(const unsigned char* bytes, std::size_t count, std::byte* into) {
@@ -143,30 +193,40 @@ void store_pixels_of_three_bytes(const unsigned char* bytes, std::size_t count, 
   }
 }
 
-}  // namespace
-
-void store_item(const item& from, const byte_view& payload, std::byte* into) {
-  const unsigned char* bytes = payload.data() + from.at;
+/// Stores elements that lie back to back.
+void store_run(const item& from, const unsigned char* bytes, std::size_t elements, std::byte* into) {
   if (from.kind == value_kind::other) {
-    ravo_swap4(bytes, into, static_cast<int>(from.elements / 4));
+    ravo_swap4(bytes, into, static_cast<int>(elements / 4));
     return;
   }
   switch (from.element) {
     case element_type::float32:
-      ravo_swap4(bytes, into, static_cast<int>(from.elements));
+      ravo_swap4(bytes, into, static_cast<int>(elements));
       return;
     case element_type::uint8:
-      if (from.elements != 0) std::memcpy(into, bytes, from.elements);
+      if (elements != 0) std::memcpy(into, bytes, elements);
       return;
     case element_type::uint16:
-      store_pixels_of_two_bytes(bytes, from.elements, into);
+      store_pixels_of_two_bytes(bytes, elements, into);
       return;
     case element_type::uint32:
       if (from.pixel_bytes == 4)
-        ravo_swap4(bytes, into, static_cast<int>(from.elements));
+        ravo_swap4(bytes, into, static_cast<int>(elements));
       else
-        store_pixels_of_three_bytes(bytes, from.elements, into);
+        store_pixels_of_three_bytes(bytes, elements, into);
       return;
+  }
+}
+
+}  // namespace
+
+void store_item(const item& from, const byte_view& payload, std::byte* into) {
+  if (from.elements == 0) return;
+  const std::size_t of_run = from.elements / from.runs;
+  const unsigned char* bytes = payload.data() + from.at;
+  for (std::size_t run = 0; run < from.runs; ++run, bytes += from.run_stride) {
+    store_run(from, bytes, of_run, into);
+    into += of_run * element_size(from.element);
   }
 }
 

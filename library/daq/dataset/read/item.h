@@ -31,7 +31,10 @@ struct item {
   row_shape shape{1, 1, 1};
   std::size_t elements = 0;
   std::size_t at = 0;           ///< offset of the first value
+  std::size_t runs = 1;         ///< of values that lie back to back, all of one length
+  std::size_t run_stride = 0;   ///< bytes from one run to the next
   std::size_t pixel_bytes = 1;  ///< of an image
+  bool is_as_sent = false;      ///< of an image without a place for every pixel: the camera's bytes
   float start = 0;
   float increment = 1;
   float groups_increment = 0;
@@ -43,13 +46,24 @@ struct item {
 
   /// Whether it is a single member, rather than several of which one could be chosen.
   bool is_one_member() const { return shape[0] == 1; }
-  /// An image without a place for every pixel, compressed or incomplete: the bytes that the camera sent.
-  bool is_as_sent() const { return kind == value_kind::image && shape[1] == 0; }
+};
+
+/// What of each value of a column is wanted.
+struct value_part {
+  int member = -1;  ///< -1: all
+  std::optional<item_range> samples;
+  std::optional<pixel_region> region;
 };
 
 /// The values of a payload of type `dtype` (low 16 bits), or of one member of it. `nullopt` if the payload
 /// cannot be what its type says, or has no such member.
 std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, int member);
+/// The same, and cuts it.
+std::optional<item> find_item(std::int32_t dtype, const byte_view& payload, const value_part& wanted);
+/// Leaves the wanted samples or pixels of an item; items of other kinds stay as they are.
+void cut_item(item& whole, const value_part& wanted);
+/// Throws selection_error if values like this one have no such part.
+void check_part(const item& value, const value_part& wanted, const std::string& channel);
 
 /// Stores the values at `into`, in host order. Not for name-value lists, whose records have places of their
 /// own in a row (record_names.h).

@@ -10,39 +10,35 @@
 
 namespace ravo::detail {
 
-column_records find_records(dataset_state& state, const column_plan& plan, first_blocks& first,
-                            column_scan& scan) {
-  column_records records;
-  std::vector<std::string> of_first_list;
-  record_union all;
-  std::mutex mutex;  // guards `all`, and the reservation for it
-  const auto add = [&](const item& list, const byte_view& payload, std::uint64_t ordinal) {
-    const std::lock_guard lock(mutex);
-    all.add(list, payload, ordinal, [&](std::size_t bytes) {
-      grow(state, records.reserved, bytes, "The names of records of " + plan.column.channel);
-    });
-  };
+record_search::record_search(dataset_state& state, const column_plan& plan, first_blocks& first)
+    : state_(state), plan_(plan) {
   if (const auto* const block = first.first_readable()) {  // null: there was no room to keep it
     for (std::size_t i = 0; i < block->value->elements; ++i)
-      of_first_list.emplace_back(record_name(*block->value, block->payload, i));
+      of_first_list_.emplace_back(record_name(*block->value, block->payload, i));
     add(*block->value, block->payload, 0);
   }
   first.release();  // workers may wait for its memory
-  std::atomic<bool> is_incomplete{false};
-  scan.visit([&](const column_block& block, block_memory& memory) {
-    value_status status = value_status::ok;
-    const auto payload = inflate(block.found, memory, status);
-    if (status == value_status::file_missing) is_incomplete = true;
-    if (!payload) return;
-    const auto list = find_item(block.found.stored_type, *payload, plan.member);
-    if (!list || list->kind != value_kind::name_value) return;
-    // Most lists have the records of the first one, which need not be added again.
-    if (!has_names(*list, *payload, of_first_list)) add(*list, *payload, block.ordinal);
-  });
-  records.names = all.in_order();
-  records.is_incomplete = is_incomplete;
-  return records;
 }
+
+void record_search::add(const item& list, const byte_view& payload, std::uint64_t ordinal) {
+  const std::lock_guard lock(mutex_);
+  all_.add(list, payload, ordinal, [&](std::size_t bytes) {
+    grow(state_, reserved_, bytes, "The names of records of " + plan_.column.channel);
+  });
+}
+
+void record_search::look_at(const column_block& block, block_memory& memory) {
+  value_status status = value_status::ok;
+  const auto payload = inflate(block.found, memory, status);
+  if (status == value_status::file_missing) is_incomplete_ = true;
+  if (!payload) return;
+  const auto list = find_item(block.found.stored_type, *payload, plan_.part);
+  if (!list || list->kind != value_kind::name_value) return;
+  // Most lists have the records of the first one, which need not be added again.
+  if (!has_names(*list, *payload, of_first_list_)) add(*list, *payload, block.ordinal);
+}
+
+column_records record_search::result() { return {all_.in_order(), is_incomplete_, std::move(reserved_)}; }
 
 record_sink::record_sink(dataset_state& state, column_plan& plan, first_blocks& first, row_extras& extras,
                          std::span<std::byte> into, bool is_incomplete)

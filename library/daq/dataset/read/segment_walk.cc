@@ -6,7 +6,8 @@ namespace ravo::detail {
 
 // As many segments at a time as there are threads; fewer if memory is so short that they would wait.
 void visit_segments(dataset_state& state,
-                    const std::function<bool(std::size_t, const std::shared_ptr<const segment>&)>& visit) {
+                    const std::function<bool(std::size_t, const std::shared_ptr<const segment>&)>& visit,
+                    std::size_t first) {
   timeline& line = state.timeline;
   std::vector<std::size_t> wave;
   std::size_t memory = 0;
@@ -30,7 +31,7 @@ void visit_segments(dataset_state& state,
     memory = 0;
     return goes_on;
   };
-  for (std::size_t i = 0; i < line.segments(); ++i) {
+  for (std::size_t i = first; i < line.segments(); ++i) {
     if (!line.may_have_events(i)) continue;
     const std::size_t needed = line.bytes_to_align(i);
     const bool is_full = wave.size() >= state.pool.size() || memory + needed > state.memory.limit() / 4;

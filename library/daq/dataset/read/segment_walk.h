@@ -12,9 +12,10 @@
 namespace ravo::detail {
 
 /// Visits the segments that may have events, in order, until `visit` returns false; a few of them are
-/// aligned ahead with all threads.
+/// aligned ahead with all threads. `first`: those before it are passed over.
 void visit_segments(dataset_state& state,
-                    const std::function<bool(std::size_t, const std::shared_ptr<const segment>&)>& visit);
+                    const std::function<bool(std::size_t, const std::shared_ptr<const segment>&)>& visit,
+                    std::size_t first = 0);
 
 /// The positions of the selected events of a segment that the step and the limit leave. `ordinal` counts
 /// the selected events of the segments before it, and then those of this one too.

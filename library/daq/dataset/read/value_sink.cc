@@ -76,7 +76,7 @@ std::optional<item> value_sink::value_of(const column_block& block, block_memory
   const auto inflated = inflate(block.found, memory, status);
   if (!inflated) return std::nullopt;
   payload = *inflated;
-  const auto value = find_item(block.found.stored_type, payload, plan_.member);
+  const auto value = find_item(block.found.stored_type, payload, plan_.part);
   if (!value)
     status = value_status::cannot_convert;
   else if (!first_)
@@ -88,7 +88,7 @@ std::optional<item> value_sink::value_of(const column_block& block, block_memory
 
 bool value_sink::is_of_this_column(const item& value) const {
   return value.kind == first_->kind && value.element == first_->element &&
-         value.is_as_sent() == first_->is_as_sent();
+         value.is_as_sent == first_->is_as_sent;
 }
 
 void value_sink::copy_held_rows() {

@@ -80,8 +80,8 @@ class dense_sink : public value_sink {
   dense_sink(dataset_state& state, column_plan& plan, first_blocks& first, row_extras& extras,
              std::span<std::byte> into);
 
-  /// Stores what is decoded already, and leaves the buffers to `scan`.
-  void store_first(first_blocks& first, column_scan& scan);
+  /// Stores what is decoded already, and leaves the buffers to `workers`.
+  void store_first(first_blocks& first, column_workers& workers);
 
   std::unique_ptr<chunk_part> begin(std::size_t chunk, std::size_t blocks, block_memory& memory) override;
   bool has(std::uint64_t row) const override;
@@ -143,8 +143,27 @@ struct column_records {
   bool is_incomplete = false;
   reservation reserved;
 };
-column_records find_records(dataset_state& state, const column_plan& plan, first_blocks& first,
-                            column_scan& scan);
+
+/// Finds them, in a pass over all blocks before the column is read.
+class record_search {
+ public:
+  /// Begins with the list that was decoded already, and gives its memory back.
+  record_search(dataset_state& state, const column_plan& plan, first_blocks& first);
+  /// For several threads at once.
+  void look_at(const column_block& block, block_memory& memory);
+  column_records result();
+
+ private:
+  void add(const item& list, const byte_view& payload, std::uint64_t ordinal);
+
+  dataset_state& state_;
+  const column_plan& plan_;
+  std::vector<std::string> of_first_list_;
+  std::atomic<bool> is_incomplete_{false};
+  std::mutex mutex_;  ///< guards what follows
+  record_union all_;
+  reservation reserved_;
+};
 
 /// Lists of records: a row has a place for each name.
 class record_sink : public dense_sink {

@@ -83,10 +83,44 @@ enum class column_rows {
   events,    ///< every event of the selection is a row; slow values by the slow policy
 };
 
+/// A range of items. What lies beyond the last item is left out.
+struct item_range {
+  std::size_t first = 0;
+  std::size_t count = 0;
+  bool operator==(const item_range&) const = default;
+};
+
+/// A rectangle of a picture, in pixels from its first one. What lies outside the picture is left out.
+struct pixel_region {
+  std::size_t x = 0;
+  std::size_t y = 0;
+  std::size_t width = 0;
+  std::size_t height = 0;
+  bool operator==(const pixel_region&) const = default;
+};
+
+/// The rows of a column, and what of each value. A part of a column equals the slice of the whole: values,
+/// statuses, axes. Its ledger and its digest are those of its rows, and blocks of other rows are not read,
+/// but for the first readable one of the column, which says what its values are and is read once. Only the
+/// records of name-value lists are those of the part's rows. What is missing beside the rows counts with
+/// the row after it.
 struct column_options {
   column_rows rows = column_rows::recorded;
+  /// A slice of these rows: `count` of them from `first` on, every `step`-th; those beyond the last row are
+  /// left out.
+  std::size_t first = 0;
+  std::optional<std::size_t> count{};
+  std::size_t step = 1;
+  /// Or the rows at these positions, which ascend; empty: not given. A row beyond the last one throws
+  /// access_error.
+  std::vector<std::size_t> row_list{};
+  /// Of spectra: these samples of each group; the axis starts at the first of them. Nothing else is
+  /// converted or stored. Other kinds of values throw selection_error.
+  std::optional<item_range> samples{};
+  /// Of pictures: this part of each. Other kinds of values throw selection_error.
+  std::optional<pixel_region> region{};
   /// The caller's memory for the values. It must have room for rows x item bytes, as column_layout says.
-  std::span<std::byte> into;
+  std::span<std::byte> into{};
   /// Makes the digest too, which processes every block a second time.
   bool with_digest = false;
   std::stop_token stop{};  ///< ends the reading with read_cancelled

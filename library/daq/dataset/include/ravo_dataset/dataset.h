@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "ravo_dataset/column.h"
+#include "ravo_dataset/column_chunks.h"
 #include "ravo_dataset/digest.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/event.h"
@@ -123,6 +124,15 @@ class dataset {
   RAVO_EXPORT column_layout layout(std::string_view channel, const column_options& options = {}) const;
   /// All values of a channel. Throws selection_error for a channel that the dataset does not have.
   RAVO_EXPORT column_data column(std::string_view channel, const column_options& options = {}) const;
+  /// Several channels, in one pass over the files, which share the memory limit. The columns are those that
+  /// column() returns, in the order of the list; with column_rows::events they are a table: row i of each
+  /// is of the same event. `into` has to be empty.
+  RAVO_EXPORT std::vector<column_data> columns(const std::vector<std::string>& channels,
+                                               const column_options& options = {}) const;
+  /// A column in chunks that take about so many bytes each, one row at least, and no more than a quarter of
+  /// memory_limit. `into` has to be empty, and `progress` is that of each chunk.
+  RAVO_EXPORT column_chunk_range column_chunks(std::string_view channel, std::size_t bytes,
+                                               column_options options = {}) const;
 
   /// The digest of each channel over the selection: reads everything.
   RAVO_EXPORT std::vector<named_digest> digest(const digest_options& options = {}) const;
