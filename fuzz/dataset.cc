@@ -3,6 +3,7 @@
 // ledgers balance.
 #include "ravo_dataset.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -135,6 +136,43 @@ void read_columns(const dataset& data, const event_values& from_events, const di
   }
 }
 
+/// Whether decoding may report `found` of a value of which the tables say `said`.
+bool may_become(index_status said, value_status found) {
+  const bool is_the_same = static_cast<int>(said) == static_cast<int>(found);
+  if (said == index_status::recorded) return found == value_status::ok || is_missing(found);
+  if (said == index_status::held || said == index_status::stale) return is_the_same || is_missing(found);
+  return is_the_same;
+}
+
+/// The index says of every value of a column what decoding it may report, and locates its block.
+void ask_the_tables(const dataset& data) {
+  constexpr std::size_t most_places = 8;
+  for (const column_rows rows : {column_rows::recorded, column_rows::events}) {
+    index_options options;
+    options.rows = rows;
+    for (const channel_index& index : data.index(options).channels) {
+      column_options how;
+      how.rows = rows;
+      const column_data column = data.column(index.channel, how);
+      expect(index.size() == column.size() && index.times_us().size() == column.size(),
+             "an index has the rows of a column");
+      for (std::size_t row = 0; row < index.size(); ++row)
+        expect(index.numbers()[row] == column.numbers[row] &&
+                   index.times_us()[row] == microseconds_of(column.times[row]) &&
+                   may_become(index.status[row], column.status[row]),
+               "an index contradicts no column");
+      for (std::size_t row = 0; row < std::min(index.size(), most_places); ++row) {
+        const auto place = data.locate(index.channel, row, rows);
+        const bool has_value = column.status[row] == value_status::ok;
+        expect(!has_value || (place && place->status == index_status::recorded && place->stored_bytes != 0),
+               "what can be decoded has a place");
+      }
+    }
+  }
+  for (const channel_description& one : data.describe())
+    expect(one.kind == data.layout(one.label).kind, "a description has the kind of the column");
+}
+
 void use(const selection& wanted) {
   dataset_options options;
   options.threads = 2;
@@ -147,6 +185,7 @@ void use(const selection& wanted) {
   expect(read_events(data, event_order::backward) == by_event, "events are the same in both orders");
   if (const auto found = data.at(first_number + 2)) look_at(*found);
   read_columns(data, from_events, by_event);
+  ask_the_tables(data);
   const std::vector<named_digest> at_once = data.digest();
   for (std::size_t channel = 0; channel < by_event.size(); ++channel)
     expect(at_once[channel].digest == by_event[channel], "every way of reading has the same digest");

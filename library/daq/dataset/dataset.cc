@@ -6,7 +6,9 @@
 #include <utility>
 
 #include "dataset_state.h"
+#include "describe/description.h"
 #include "describe/index.h"
+#include "describe/location.h"
 #include "describe/planning.h"
 #include "read/chunk_reader.h"
 #include "read/column_reader.h"
@@ -14,6 +16,15 @@
 #include "read/segment_walk.h"
 
 namespace ravo {
+namespace {
+
+std::vector<std::size_t> all_channels(const detail::dataset_state& state) {
+  std::vector<std::size_t> all(state.channels.size());
+  std::iota(all.begin(), all.end(), std::size_t{0});
+  return all;
+}
+
+}  // namespace
 
 dataset::dataset(std::shared_ptr<detail::dataset_state> state) : state_(std::move(state)) {}
 
@@ -58,9 +69,20 @@ dataset_index dataset::index(const std::vector<std::string>& channels, const ind
 }
 
 dataset_index dataset::index(const index_options& options, std::stop_token stop) const {
-  std::vector<std::size_t> all(state_->channels.size());
-  std::iota(all.begin(), all.end(), std::size_t{0});
-  return detail::make_index(state_, all, options, stop);
+  return detail::make_index(state_, all_channels(*state_), options, stop);
+}
+
+channel_description dataset::describe(std::string_view channel, const describe_options& options) const {
+  return std::move(detail::describe(*state_, {state_->channels.find_or_throw(channel)}, options).front());
+}
+
+std::vector<channel_description> dataset::describe(const describe_options& options) const {
+  return detail::describe(*state_, all_channels(*state_), options);
+}
+
+std::optional<block_place> dataset::locate(std::string_view channel, std::uint64_t row,
+                                           column_rows rows) const {
+  return detail::locate(*state_, state_->channels.find_or_throw(channel), row, rows);
 }
 
 event_range dataset::events(event_options options) const {

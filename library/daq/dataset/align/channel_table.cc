@@ -18,15 +18,18 @@ void channel_table::match(const std::vector<std::string>& patterns, const file_s
     labels_by_name_[channel + ":" + member] = channel + ":" + std::to_string(number);
     return number;
   };
-  for (const wanted_channel& wanted : match_channels(patterns, names, find_and_note))
-    channels_.push_back({wanted.label(), wanted.name, wanted.member, false, 0});
+  for (const wanted_channel& wanted : match_channels(patterns, names, find_and_note)) {
+    dataset_channel& channel = channels_.emplace_back();
+    channel.label = wanted.label();
+    channel.name = wanted.name;
+    channel.member = wanted.member;
+  }
 }
 
 std::vector<timed_file> channel_table::place_in_files(const file_scan& scan) {
   std::vector<std::vector<std::size_t>> channels_by_name(scan.names.size());
   for (std::size_t i = 0; i < channels_.size(); ++i)
     channels_by_name[scan.names.number_of(channels_[i].name)].push_back(i);
-  std::vector<std::uint32_t> masks(channels_.size(), 0);
   std::vector<timed_file> timed;
   for (const scanned_file& scanned : scan.files) {
     if (!scanned.is_readable()) continue;
@@ -41,11 +44,13 @@ std::vector<timed_file> channel_table::place_in_files(const file_scan& scan) {
         if (place.row != channel_place::none) continue;
         place = listed.place;
         channels_[channel].entries += listed.place.count;
-        masks[channel] |= listed.event_mask;
+        channels_[channel].files += listed.place.count > 0 ? 1 : 0;
+        channels_[channel].data_types |= listed.place.dtype_mask;
+        channels_[channel].event_types |= listed.event_mask;
       }
   }
-  for (std::size_t i = 0; i < channels_.size(); ++i)
-    channels_[i].is_slow = masks[i] != 0 && (masks[i] & ~slow_event_mask) == 0;
+  for (dataset_channel& channel : channels_)
+    channel.is_slow = channel.event_types != 0 && (channel.event_types & ~slow_event_mask) == 0;
   return timed;
 }
 

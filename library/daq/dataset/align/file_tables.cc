@@ -10,6 +10,7 @@
 #include <span>
 #include <utility>
 
+#include "align/reference_table.h"
 #include "decode/stored_block.h"
 #include "decode/table_operations.h"
 #include "format/basket.h"
@@ -24,31 +25,13 @@ constexpr std::uint64_t largest_header_window = 64 * 1024;
 /// Headers that lie farther apart are not read together.
 constexpr std::uint64_t widest_header_gap = 4096;
 
-/// Takes over the table that an operation returns; null if the operation fails.
-template <class Table, class Load>
-malloc_owner<Table> loaded(Load load) {
-  Table* table = nullptr;
-  const int status = load(&table);
-  malloc_owner<Table> owner(table);
-  if (status != 0) owner.reset();
-  return owner;
-}
-
 template <class G>
 class tables {
  public:
   explicit tables(const open_file& file) : file_(file) {}
 
   bool load_reference() {
-    const long length = file_.length();
-    if (length < 4) return false;
-    const long page = offset_of_tail(length);
-    std::vector<unsigned char> tail(static_cast<std::size_t>(length - page));
-    if (!file_.read_all(static_cast<std::uint64_t>(page), tail.data(), tail.size())) return false;
-    reference_ = loaded<typename G::reference_table>([&](auto** table) {
-      return table_operations<G>::get_reference_table(tail.data(), static_cast<long>(tail.size()), length,
-                                                      file_.descriptor(), table);
-    });
+    reference_ = detail::load_reference<G>(file_);
     return reference_ != nullptr;
   }
 

@@ -134,14 +134,11 @@ class index_builder {
   void add_recorded(building& one, const segment& part, const std::vector<std::uint32_t>& events,
                     std::vector<std::uint32_t>& own) {
     const aligned_channel& aligned = part.channels[one.channel];
-    std::size_t at = 0;
-    for (const std::uint32_t event : events) {
-      while (at < aligned.event.size() && aligned.event[at] < event) ++at;
-      if (at == aligned.event.size()) break;
-      if (aligned.event[at] != event) continue;
+    visit_own(aligned, events, [&](std::uint32_t event, std::size_t index) {
       own.push_back(event);
-      one.made.status.push_back(status_of(one.channel, aligned.entries[at], index_status::recorded));
-    }
+      one.made.status.push_back(status_of(one.channel, aligned.entries[index], index_status::recorded));
+      return true;
+    });
   }
 
   /// Finds the group that has the same rows: among those that its group has become in this segment.

@@ -33,6 +33,14 @@ std::optional<int> member_number(std::int32_t data_type, std::string_view name) 
   return std::nullopt;
 }
 
+std::string member_name(std::int32_t data_type, int member) {
+  const ravo::data_type* type = find_data_type(data_type);
+  const bool is_named =
+      type != nullptr && type->code != RAVO_BLOCK_GENERIC_SPECT && member >= 0 && member < type->members;
+  return is_named ? std::string(type->member_names[static_cast<std::size_t>(member)])
+                  : "CH" + std::to_string(member);
+}
+
 std::string member_list(std::int32_t data_type) {
   const ravo::data_type* type = find_data_type(data_type);
   if (type == nullptr || !has_names(*type)) return "";

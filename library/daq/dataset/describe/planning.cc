@@ -57,12 +57,10 @@ class planner {
     for (std::size_t channel = 0; channel < part.channels.size(); ++channel) {
       const aligned_channel& aligned = part.channels[channel];
       std::vector<std::uint32_t> own;
-      auto from = aligned.event.begin();
-      for (const std::uint32_t event : events) {
-        from = std::lower_bound(from, aligned.event.end(), event);
-        if (from == aligned.event.end()) break;
-        if (*from == event) own.push_back(static_cast<std::uint32_t>(from - aligned.event.begin()));
-      }
+      visit_own(aligned, events, [&own](std::uint32_t, std::size_t index) {
+        own.push_back(static_cast<std::uint32_t>(index));
+        return true;
+      });
       plan_.channels[channel].values += own.size();
       for (const std::uint32_t index : own) {
         plan_.channels[channel].stored_bytes += aligned.entries[index].stored;

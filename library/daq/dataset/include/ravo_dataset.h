@@ -2,9 +2,11 @@
 #ifndef RAVO_DATASET_H
 #define RAVO_DATASET_H
 
+#include "ravo_dataset/block_place.h"
 #include "ravo_dataset/column.h"
 #include "ravo_dataset/column_chunks.h"
 #include "ravo_dataset/dataset.h"
+#include "ravo_dataset/describe.h"
 #include "ravo_dataset/digest.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/event.h"

@@ -261,6 +261,46 @@ block_head read_head(const block_source_file& source, const file_part& part, con
                              : head_of<raw_format_2009>(part, where);
 }
 
+namespace {
+
+/// By what a block says of itself; found_block::payload has it only if all of the block is in the part.
+template <class G>
+located_block locate_block_as(const block_source_file& source, const file_part& part, const entry& where) {
+  constexpr std::uint64_t head_size = sizeof(typename G::subhead);
+  std::uint64_t end = 0;
+  const found_block found = find_block<G>(source, part, where, end);
+  located_block located;
+  located.status = found.status;
+  if (found.status == value_status::truncated && end != 0 && end <= source.basket_end)
+    located.status = value_status::ok;
+  located.form = found.payload.form;
+  located.by = found.payload.by;
+  located.type = found.stored_type;
+  const auto head = read_subheader<G>(part, where.chhd);
+  if (!head) return located;
+  end = stated_end<G>(*head, found.payload, where);
+  const bool lies_elsewhere =
+      located.form == stored_form::update || located.form == stored_form::environment;
+  located.data_at = lies_elsewhere ? where.data : where.chhd + head_size;
+  if (located.form == stored_form::compressed) located.data_at += sizeof(ravo_zip_header);
+  located.stored = end > located.data_at ? end - located.data_at : 0;
+  if (located.form == stored_form::compressed)
+    located.decoded = located.status == value_status::cannot_inflate
+                          ? 0
+                          : std::min<std::uint64_t>(found.payload.zip.orig_length,
+                                                    most_unzipped(located.by, located.stored));
+  else
+    located.decoded = lies_elsewhere ? found.payload.room : located.stored;
+  return located;
+}
+
+}  // namespace
+
+located_block locate_block(const block_source_file& source, const file_part& part, const entry& where) {
+  return source.is_current() ? locate_block_as<raw_format_2010>(source, part, where)
+                             : locate_block_as<raw_format_2009>(source, part, where);
+}
+
 value_status inflate(const found_block& block, unsigned char* into) {
   return status_of(inflate_payload(block.payload, into, nullptr), block.payload, into);
 }

@@ -73,6 +73,18 @@ struct block_head {
 };
 block_head read_head(const block_source_file& source, const file_part& part, const entry& where);
 
+/// Where the data of a block lie, and how they are stored; `part` needs to hold the head only.
+struct located_block {
+  value_status status = value_status::truncated;  ///< ok, or what the head shows to be wrong
+  stored_form form = stored_form::plain;
+  unzipper by = unzipper::zlib;
+  std::uint64_t data_at = 0;  ///< offset in the file
+  std::uint64_t stored = 0;   ///< bytes
+  std::uint64_t decoded = 0;  ///< bytes; 0 where it is not known how they are compressed
+  std::int32_t type = 0;
+};
+located_block locate_block(const block_source_file& source, const file_part& part, const entry& where);
+
 /// Inflates a compressed block into `payload.room` bytes, in file order. ok, or why not.
 value_status inflate(const found_block& block, unsigned char* into);
 /// Decodes a block, in host order, and keeps the requested member of it, -1 for all of it:

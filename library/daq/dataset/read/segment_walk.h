@@ -22,6 +22,18 @@ void visit_segments(dataset_state& state,
 std::vector<std::uint32_t> take_events(const dataset_state& state, const segment& part,
                                        std::size_t& ordinal);
 
+/// Calls `take(event, index)` for each of these events that a channel has, in order, until it returns
+/// false; `index` is that of the event among the channel's entries.
+template <class Take>
+void visit_own(const aligned_channel& aligned, const std::vector<std::uint32_t>& events, Take take) {
+  std::size_t at = 0;
+  for (const std::uint32_t event : events) {
+    while (at < aligned.event.size() && aligned.event[at] < event) ++at;
+    if (at == aligned.event.size()) return;
+    if (aligned.event[at] == event && !take(event, at)) return;
+  }
+}
+
 /// The events of the selection, whatever the step. Aligns all that is not aligned yet, with all threads.
 std::size_t count_events(dataset_state& state);
 

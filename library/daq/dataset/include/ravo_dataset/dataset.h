@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -13,8 +12,10 @@
 #include <string_view>
 #include <vector>
 
+#include "ravo_dataset/block_place.h"
 #include "ravo_dataset/column.h"
 #include "ravo_dataset/column_chunks.h"
+#include "ravo_dataset/describe.h"
 #include "ravo_dataset/digest.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/event.h"
@@ -53,8 +54,9 @@ struct dataset_options {
   std::size_t memory_limit = std::size_t{1} << 30;
   /// Blocks of more decoded bytes than this are not decoded: their values are block_too_large. What counts
   /// is the size that a block states and that its stored bytes can become, whatever member of it is asked
-  /// for.
-  std::uint64_t largest_block = std::numeric_limits<std::uint64_t>::max();
+  /// for. The default is more than any camera's frame, and keeps a few damaged bytes from taking the memory
+  /// of all other blocks.
+  std::uint64_t largest_block = std::uint64_t{256} << 20;
   std::size_t open_files = 64;  ///< at a time
   damage_policy damage;
   /// Ends opening with read_cancelled. Each reading has a token of its own, in its options.
@@ -68,6 +70,11 @@ struct dataset_channel {
   int member = -1;            ///< -1: the whole channel
   bool is_slow = false;       ///< it occurs in slow events only
   std::uint64_t entries = 0;  ///< in all files, whatever the limits of the selection
+  std::uint32_t files = 0;    ///< that have entries of it
+  /// What the files' dictionaries say of it, together: bit n for a RAVO_SUBBLOCK_TYPE n below 32, and for a
+  /// RAVO_EVTYPE n. 0: nothing.
+  std::uint32_t data_types = 0;
+  std::uint32_t event_types = 0;
 };
 
 /// One file of a dataset.
@@ -105,6 +112,13 @@ class dataset {
   /// What a reading of everything would take.
   RAVO_EXPORT read_plan plan(std::stop_token stop = {}) const;
 
+  /// What a channel is. Decodes its first readable block, and reads the head of one block and the
+  /// descriptions of each file. The answer is the caller's, outside memory_limit.
+  RAVO_EXPORT channel_description describe(std::string_view channel,
+                                           const describe_options& options = {}) const;
+  /// The same of all channels, in the dataset's order and by one walk over the files.
+  RAVO_EXPORT std::vector<channel_description> describe(const describe_options& options = {}) const;
+
   /// The rows of several channels, with what the tables say of each value: inflates nothing and reads no
   /// block. Aligns all that is not aligned yet. Throws selection_error for a channel that the dataset does
   /// not have, read_cancelled once `stop` is requested.
@@ -112,6 +126,11 @@ class dataset {
                                   const index_options& options = {}, std::stop_token stop = {}) const;
   /// The same of all channels.
   RAVO_EXPORT dataset_index index(const index_options& options = {}, std::stop_token stop = {}) const;
+
+  /// Where the block of a row of a column lies; `nullopt` if the row has none. Reads the head of that
+  /// block. Throws access_error for a row that the column lacks.
+  RAVO_EXPORT std::optional<block_place> locate(std::string_view channel, std::uint64_t row,
+                                                column_rows rows = column_rows::recorded) const;
 
   /// The events of the selection, in order or backward.
   RAVO_EXPORT event_range events(event_options options = {}) const;
