@@ -66,8 +66,7 @@ std::optional<calling> calling_of(std::string name, const files_with_a_broken_on
     return calling{"'file=" + current.folder() + " chan=LINAC/BPM/001'", "[0-9]+" + value, ""};
   if (name == "events_and_columns")
     return calling{"'file=" + current.folder() + " chan=LINAC/BPM/001'", ".+", ""};
-  if (name == "what_is_there")
-    return calling{"'file=" + current.folder() + "' LINAC/BPM/001", ".+", ""};
+  if (name == "what_is_there") return calling{"'file=" + current.folder() + "' LINAC/BPM/001", ".+", ""};
   if (name == "first_program_classic")
     return calling{"LINAC/BPM/001 " + current.all(), "[0-9]+" + value, refused_file};
   // This reader reports that it skips files that are seconds old; the older one takes them.
