@@ -11,6 +11,7 @@
 #include <bitset>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <new>
 #include <optional>
@@ -19,6 +20,7 @@
 #include <system_error>
 
 #include "captured_output.h"
+#include "noisy_file.h"
 #include "written_files.h"
 
 namespace {
@@ -411,6 +413,36 @@ TYPED_TEST(Machine, ThatInterruptsAnyCallOfARequestMissesNothing) {
   EXPECT_EQ(data.ledger().files.size(), 0u);
   event_range events = data.events();
   EXPECT_EQ((*events.begin())["ZLIB"].scalar(), 1.0);
+}
+
+/// Calls that read a file while a column is read.
+long reads_of_column(const dataset& data, const column_options& options) {
+  constexpr long none_fails = std::numeric_limits<long>::max();
+  const fault armed(call::read, none_fails, mishap::failure, EIO);
+  data.column("NOISE", options);
+  return armed.calls();
+}
+
+TEST(PartOfAColumn, ReadsTheBlocksOfItsRowsOnly) {
+  constexpr std::size_t larger_than_a_window = 128 * 1024;  // samples
+  const temporary_folder folder;
+  const dataset data = dataset::open(of_files({noise(folder, 12, larger_than_a_window)}));
+  data.layout("NOISE");
+  column_options part;
+  part.first = 11;
+  data.column("NOISE", part);  // has looked at the first block of the column
+  EXPECT_EQ(reads_of_column(data, part), 1);
+  part.first = 3;
+  part.count = 4;
+  EXPECT_EQ(reads_of_column(data, part), 4);
+  part = {};
+  part.row_list = {2, 5, 9};
+  part.samples = item_range{7, 3};
+  EXPECT_EQ(reads_of_column(data, part), 3);
+  part = {};
+  part.count = 0;
+  EXPECT_EQ(reads_of_column(data, part), 0);
+  EXPECT_GE(reads_of_column(data, {}), 12);
 }
 
 TYPED_TEST(Machine, WithoutThreadsReadsWithFewer) {
