@@ -173,6 +173,37 @@ void ask_the_tables(const dataset& data) {
     expect(one.kind == data.layout(one.label).kind, "a description has the kind of the column");
 }
 
+/// A part of a column reports what the whole column reports of its rows; and its chunks add up to it.
+void read_parts(const dataset& data) {
+  std::vector<std::string> labels;
+  for (const dataset_channel& channel : data.channels()) labels.push_back(channel.label);
+  column_options options;
+  options.rows = column_rows::events;
+  const std::vector<column_data> columns = data.columns(labels, options);
+  expect(columns.size() == labels.size(), "there is a column for each channel");
+  for (const column_data& whole : columns) {
+    expect(whole.size() == columns.front().size(), "columns of events have equal length");
+    column_options part = options;
+    part.first = 1;
+    part.step = 2;
+    const column_data odd = data.column(whole.channel, part);
+    expect(odd.size() == whole.size() / 2, "every second row is half of the rows");
+    for (std::size_t row = 0; row < odd.size(); ++row)
+      expect(odd.status[row] == whole.status[2 * row + 1], "a row of a part has the status of its row");
+    read_ledger of_chunks;
+    std::size_t rows = 0;
+    column_chunk_range chunks = data.column_chunks(whole.channel, 4096, options);
+    for (const column_data& chunk : chunks) {
+      touch(chunk.bytes().data(), chunk.bytes().size());
+      rows += chunk.size();
+      of_chunks.add(chunk.ledger);
+    }
+    expect(rows == whole.size(), "the chunks of a column have all of its rows");
+    expect(of_chunks.expected() == whole.ledger.expected() && of_chunks.missing() == whole.ledger.missing(),
+           "the accounts of chunks add up");
+  }
+}
+
 void use(const selection& wanted) {
   dataset_options options;
   options.threads = 2;
@@ -186,6 +217,7 @@ void use(const selection& wanted) {
   if (const auto found = data.at(first_number + 2)) look_at(*found);
   read_columns(data, from_events, by_event);
   ask_the_tables(data);
+  read_parts(data);
   const std::vector<named_digest> at_once = data.digest();
   for (std::size_t channel = 0; channel < by_event.size(); ++channel)
     expect(at_once[channel].digest == by_event[channel], "every way of reading has the same digest");
