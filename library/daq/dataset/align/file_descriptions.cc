@@ -22,8 +22,7 @@ class parsed_descriptions {
   bool parse(const ravo_xml_chan_descr_header_2010& header) {
     return shared_table_operations::load_chan_descr(&header, &all_) == 0;
   }
-  auto begin() const { return all_.begin(); }
-  auto end() const { return all_.end(); }
+  const std::vector<chan_descr_2010*>& all() const { return all_; }
 
  private:
   std::vector<chan_descr_2010*> all_;
@@ -73,6 +72,17 @@ void description_reader::refuse(std::string why) {
   room_for_text_.release();
 }
 
+/// The first description of a channel counts.
+void description_reader::take(const std::vector<chan_descr_2010*>& parsed) {
+  described_.assign(names_, std::nullopt);
+  for (const chan_descr_2010* description : parsed) {
+    if (description == nullptr) continue;
+    const auto found = positions_.find(text_of(description->prop_name));
+    if (found == positions_.end() || described_[found->second.front()]) continue;
+    for (const std::size_t position : found->second) described_[position] = taken_from(*description);
+  }
+}
+
 template <class G>
 void description_reader::read_as(const open_file& file) {
   using library = table_operations<G>;
@@ -103,13 +113,7 @@ void description_reader::read_as(const open_file& file) {
   if (!take_room_(room_to_parse, to_parse)) return refuse_as_too_large(size + to_parse);
   parsed_descriptions parsed;
   if (!parsed.parse(*text)) return refuse("its channel descriptions are damaged");
-  described_.assign(names_, std::nullopt);
-  for (const chan_descr_2010* description : parsed) {
-    if (description == nullptr) continue;
-    const auto found = positions_.find(text_of(description->prop_name));
-    if (found == positions_.end() || described_[found->second.front()]) continue;
-    for (const std::size_t position : found->second) described_[position] = taken_from(*description);
-  }
+  take(parsed.all());
   text_ = std::move(text);
   room_for_text_ = std::move(room);
 }

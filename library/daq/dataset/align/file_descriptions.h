@@ -43,6 +43,7 @@ class description_reader {
  private:
   template <class G>
   void read_as(const open_file& file);
+  void take(const std::vector<chan_descr_2010*>& parsed);
   void refuse(std::string why);
 
   const room_taker take_room_;
