@@ -9,11 +9,16 @@
 #include "describe/description.h"
 #include "describe/index.h"
 #include "describe/location.h"
+#include "describe/availability.h"
 #include "describe/planning.h"
 #include "read/chunk_reader.h"
 #include "read/column_reader.h"
+#include "read/envelope_reading.h"
 #include "read/event_reader.h"
+#include "read/histogram_reading.h"
 #include "read/segment_walk.h"
+#include "read/statistics_reading.h"
+#include "read/value_digest_reading.h"
 
 namespace ravo {
 namespace {
@@ -133,6 +138,39 @@ std::vector<named_digest> dataset::digest(const digest_options& options) const {
   for (std::size_t i = 0; i < state_->channels.size(); ++i)
     all.push_back({state_->channels[i].label, detail::read_digest(state_, i, options.progress, so_far)});
   return all;
+}
+
+std::vector<named_value_digest> dataset::value_digests(const digest_options& options) const {
+  const detail::stop_scope scope(options.stop);
+  return detail::read_value_digests(state_, options);
+}
+
+channel_statistics dataset::statistics(std::string_view channel, const statistics_options& options) const {
+  const detail::stop_scope scope(options.stop);
+  return std::move(
+      detail::read_statistics(state_, {state_->channels.find_or_throw(channel)}, options).front());
+}
+
+std::vector<channel_statistics> dataset::statistics(const statistics_options& options) const {
+  const detail::stop_scope scope(options.stop);
+  std::vector<std::size_t> all(state_->channels.size());
+  std::iota(all.begin(), all.end(), std::size_t{0});
+  return detail::read_statistics(state_, all, options);
+}
+
+channel_envelope dataset::envelope(std::string_view channel, const envelope_options& options) const {
+  const detail::stop_scope scope(options.stop);
+  return detail::read_envelope(state_, state_->channels.find_or_throw(channel), options);
+}
+
+channel_histogram dataset::histogram(std::string_view channel, const histogram_options& options) const {
+  const detail::stop_scope scope(options.stop);
+  return detail::read_histogram(state_, state_->channels.find_or_throw(channel), options);
+}
+
+availability_map dataset::availability(const availability_options& options) const {
+  const detail::stop_scope scope(options.stop);
+  return detail::make_availability(*state_, options);
 }
 
 read_ledger dataset::ledger() const { return state_->ledgers.of_all_readings(); }

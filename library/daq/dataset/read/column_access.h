@@ -18,6 +18,10 @@ class column_access {
   static void set_planned(column_data& column, std::vector<value_status> planned) {
     column.planned_ = std::move(planned);
   }
+  /// Whether a row has a value of its own, rather than one that is held.
+  static bool is_own(const column_data& column, std::size_t row) {
+    return column.planned_.empty() || column.planned_[row] == value_status::ok;
+  }
   /// Where the values are; `owner` is null where they are in the caller's memory.
   static void set_values(column_data& column, std::span<const std::byte> bytes,
                          std::shared_ptr<void> owner) {

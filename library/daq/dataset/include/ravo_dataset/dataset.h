@@ -13,17 +13,22 @@
 #include <vector>
 
 #include "ravo_dataset/block_place.h"
+#include "ravo_dataset/availability.h"
 #include "ravo_dataset/column.h"
 #include "ravo_dataset/column_chunks.h"
 #include "ravo_dataset/describe.h"
 #include "ravo_dataset/digest.h"
+#include "ravo_dataset/envelope.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/event.h"
 #include "ravo_dataset/index.h"
+#include "ravo_dataset/histogram.h"
 #include "ravo_dataset/ledger.h"
 #include "ravo_dataset/plan.h"
 #include "ravo_dataset/progress.h"
 #include "ravo_dataset/selection.h"
+#include "ravo_dataset/statistics.h"
+#include "ravo_dataset/value_digest.h"
 #include "ravo_export.h"
 #include "ravo_file_generation.h"
 
@@ -155,6 +160,27 @@ class dataset {
 
   /// The digest of each channel over the selection: reads everything.
   RAVO_EXPORT std::vector<named_digest> digest(const digest_options& options = {}) const;
+
+  /// The digest of each channel's values over the selection: reads everything, in one pass over the files.
+  RAVO_EXPORT std::vector<named_value_digest> value_digests(const digest_options& options = {}) const;
+
+  // What follows is computed while blocks are decoded, with all threads, in memory that does not grow with
+  // the number of values; the result does not depend on the number of threads.
+
+  /// Count, mean, deviation and extremes of a channel's numbers; how many values, how often, which gaps.
+  RAVO_EXPORT channel_statistics statistics(std::string_view channel,
+                                            const statistics_options& options = {}) const;
+  /// The same of all channels, in one pass over the files.
+  RAVO_EXPORT std::vector<channel_statistics> statistics(const statistics_options& options = {}) const;
+  /// Least, mean, greatest and worst status of a channel in bins of events or of time.
+  RAVO_EXPORT channel_envelope envelope(std::string_view channel,
+                                        const envelope_options& options = {}) const;
+  /// How often a channel has which numbers.
+  RAVO_EXPORT channel_histogram histogram(std::string_view channel,
+                                          const histogram_options& options = {}) const;
+
+  /// How many values each channel has when, and where files are missing, by the tables of the files alone.
+  RAVO_EXPORT availability_map availability(const availability_options& options = {}) const;
 
   /// The ledger of all readings so far.
   RAVO_EXPORT read_ledger ledger() const;

@@ -21,6 +21,10 @@
 
 namespace ravo {
 
+namespace detail {
+class digest_access;
+}
+
 /// Not for several threads at once; digests of parts are combined with add().
 class channel_digest {
  public:
@@ -39,6 +43,8 @@ class channel_digest {
   bool operator==(const channel_digest&) const = default;
 
  private:
+  friend class detail::digest_access;
+  void add_hash(std::uint64_t mixed);
   std::uint64_t values_ = 0;
   std::uint64_t sum_ = 0;
   std::uint64_t other_sum_ = 0;
