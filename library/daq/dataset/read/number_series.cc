@@ -36,7 +36,7 @@ series_lengths lengths_of(const item& value) {
 }  // namespace
 
 bool has_numbers(const item& value) {
-  return value.kind != value_kind::text && value.kind != value_kind::other && !value.is_as_sent();
+  return value.kind != value_kind::text && value.kind != value_kind::other && !value.is_as_sent;
 }
 
 void visit_series(const item& value, const byte_view& payload, block_memory& memory,
