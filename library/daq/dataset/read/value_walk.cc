@@ -27,7 +27,7 @@ class taking_sink : public column_sink {
       value_status status = value_status::ok;
       const auto payload = inflate(block.found, memory, status);
       if (!payload) return status;
-      const auto found = find_item(block.found.stored_type, *payload, sink_.rows_.plan.member);
+      const auto found = find_item(block.found.stored_type, *payload, sink_.rows_.plan.part.member);
       if (!found) return value_status::cannot_convert;
       chunk_->take(
           {sink_.rows_, block.row, *found, *payload, block.found.stored_type, block.found.payload.room},
@@ -104,7 +104,7 @@ class walker {
     for (const value_walk::channel& channel : walk_.channels) {
       walked_rows& rows = group_.emplace_back();
       rows.plan.channel = channel.index;
-      rows.plan.member = state_.channels[channel.index].member;
+      rows.plan.part.member = state_.channels[channel.index].member;
       rows.plan.column.channel = state_.channels[channel.index].label;
       rows.plan.memory = std::make_shared<kept_memory>(shared_);
     }
@@ -133,9 +133,10 @@ class walker {
     walked_rows& rows = group_[i];
     const aligned_channel& aligned = part.channels[rows.plan.channel];
     if (aligned.entries.empty()) return;
-    // Number, time, status (twice), ordinal, index and row; twice, since the lists grow.
+    // Number, time, status (twice), ordinal, index, stored bytes and row; twice, since the lists grow.
     constexpr std::size_t of_row = sizeof(std::uint32_t) + sizeof(time_stamp) + 2 * sizeof(value_status) +
-                                   sizeof(std::uint64_t) + sizeof(std::uint32_t) + sizeof(std::uint64_t);
+                                   sizeof(std::uint64_t) + 2 * sizeof(std::uint32_t) +
+                                   sizeof(std::uint64_t);
     const std::size_t most = std::min(part.selected.size(), aligned.entries.size());
     rows.plan.memory->tables.push_back(
         state_.reserve(2 * most * of_row, "The rows of " + rows.plan.column.channel));
@@ -149,6 +150,7 @@ class walker {
       record_duplicates(i, aligned, event);
       list.index.push_back(static_cast<std::uint32_t>(at));
       list.row.push_back(rows.ordinals.size());
+      list.stored.push_back(aligned.entries[at].stored);
       add_row(rows, of_event, part.events[event]);
       rows.stored_bytes += aligned.entries[at].stored;
     });
@@ -187,12 +189,14 @@ class walker {
     state_.check_stop();
     rows.plan.column.layout.rows = rows.ordinals.size();
     column_progress progress(walk_.progress, &so_far_);
-    column_scan scan(state_, rows.plan, ledger, progress);
+    column_scan scan(state_, rows.plan, ledger);
+    progress.add_total(scan.stored_bytes());
+    column_workers workers(state_, progress, "Decoding a block of " + rows.plan.column.channel);
     taking_sink sink(rows, taker);
     column_sink* const sinks[] = {&sink};
     std::vector<value_status> statuses;
-    scan.read(sinks, statuses);
-    progress.close(scan.done_bytes());
+    workers.read({scan.reading(sinks, statuses)});
+    progress.close(workers.done_bytes());
     taker.end(rows, statuses);
   }
 
