@@ -33,11 +33,11 @@ class EveryKind : public testing::TestWithParam<kinds_case> {
   /// Copies with some bytes of the first half changed, where the blocks lie.
   std::vector<std::string> damaged(const std::vector<std::string>& paths) {
     std::vector<std::string> copies;
-    std::mt19937 random(3);
+    std::mt19937 flips(3);
     for (const std::string& path : paths) {
       std::ifstream from(path, std::ios::binary);
       std::string bytes{std::istreambuf_iterator<char>(from), {}};
-      for (int i = 0; i < 150; ++i) bytes[4096 + random() % (bytes.size() / 2)] ^= 0x24;
+      for (int i = 0; i < 150; ++i) bytes[4096 + flips() % (bytes.size() / 2)] ^= 0x24;
       const std::string name = path.substr(path.rfind('/') + 1);
       std::ofstream(folder.file(name), std::ios::binary) << bytes;
       copies.push_back(folder.file(name));
@@ -177,11 +177,11 @@ INSTANTIATE_TEST_SUITE_P(Of, EveryKind,
                                          kinds_case{ravo_file_generation::current, true},
                                          kinds_case{ravo_file_generation::older, false},
                                          kinds_case{ravo_file_generation::older, true}),
-                         [](const auto& info) {
-                           return std::string(info.param.generation == ravo_file_generation::current
+                         [](const auto& test) {
+                           return std::string(test.param.generation == ravo_file_generation::current
                                                   ? "CurrentFiles"
                                                   : "OlderFiles") +
-                                  (info.param.is_damaged ? "Damaged" : "");
+                                  (test.param.is_damaged ? "Damaged" : "");
                          });
 
 }  // namespace
