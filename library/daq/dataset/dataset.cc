@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "dataset_state.h"
+#include "describe/availability.h"
 #include "describe/description.h"
 #include "describe/index.h"
 #include "describe/location.h"
-#include "describe/availability.h"
 #include "describe/planning.h"
 #include "read/chunk_reader.h"
 #include "read/column_reader.h"

@@ -2,8 +2,8 @@
 #ifndef RAVO_DATASET_H
 #define RAVO_DATASET_H
 
-#include "ravo_dataset/block_place.h"
 #include "ravo_dataset/availability.h"
+#include "ravo_dataset/block_place.h"
 #include "ravo_dataset/column.h"
 #include "ravo_dataset/column_chunks.h"
 #include "ravo_dataset/dataset.h"
@@ -13,8 +13,8 @@
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/event.h"
 #include "ravo_dataset/find_files.h"
-#include "ravo_dataset/index.h"
 #include "ravo_dataset/histogram.h"
+#include "ravo_dataset/index.h"
 #include "ravo_dataset/ledger.h"
 #include "ravo_dataset/member_names.h"
 #include "ravo_dataset/near_names.h"

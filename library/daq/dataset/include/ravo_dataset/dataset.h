@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "ravo_dataset/block_place.h"
 #include "ravo_dataset/availability.h"
+#include "ravo_dataset/block_place.h"
 #include "ravo_dataset/column.h"
 #include "ravo_dataset/column_chunks.h"
 #include "ravo_dataset/describe.h"
@@ -21,8 +21,8 @@
 #include "ravo_dataset/envelope.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/event.h"
-#include "ravo_dataset/index.h"
 #include "ravo_dataset/histogram.h"
+#include "ravo_dataset/index.h"
 #include "ravo_dataset/ledger.h"
 #include "ravo_dataset/plan.h"
 #include "ravo_dataset/progress.h"
