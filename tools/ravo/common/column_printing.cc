@@ -10,9 +10,9 @@
 #include "common/interrupt.h"
 #include "common/ledger_printing.h"
 #include "common/number_summary.h"
-#include "common/units.h"
 #include "format/time.h"
 #include "ravo_data_types.h"
+#include "ravo_dataset/describe.h"
 
 namespace ravo::tool {
 namespace {
@@ -149,7 +149,7 @@ class table_printer {
           !summary_.has_part(row, i) ? value_status_text(column_.status_of(row, i))
           : contents_ == row_contents::numbers
               ? all_numbers(row, i)
-              : text_of(numbers, unit_of(channel_.units, member, channel_.member >= 0 ? 0 : parts));
+              : text_of(numbers, unit_of_member(channel_.units, member, channel_.member >= 0 ? 0 : parts));
       if (!column_.update_times.empty()) text += "  at " + time_text(column_.update_times[row]);
       if (!column_.update_status.empty() && column_.update_status[row] != 0)
         text += fmt::format("  status {:#x}", static_cast<std::uint32_t>(column_.update_status[row]));

@@ -7,9 +7,9 @@
 #include "common/decoded_block.h"
 #include "common/event_printing.h"
 #include "common/times.h"
-#include "common/units.h"
 #include "format/print_text.h"
 #include "format/time.h"
+#include "ravo_dataset/describe.h"
 
 namespace ravo::tool {
 namespace {
@@ -65,7 +65,8 @@ void print_members(const block_summary& block, const read_entry& entry, const st
   const int only = entry.channel->subchannel;
   for (std::size_t i = 0; i < block.members.size(); ++i) {
     const std::size_t member = only >= 0 ? static_cast<std::size_t>(only) : i;
-    const std::string unit = unit_of(entry.channel->units, member, only >= 0 ? 0 : block.members.size());
+    const std::string unit =
+        unit_of_member(entry.channel->units, member, only >= 0 ? 0 : block.members.size());
     lines.print(name, block.members[i].name, numbers_text(block.members[i], block.scalar, unit) + notes);
     name.clear();
   }

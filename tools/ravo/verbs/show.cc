@@ -9,7 +9,7 @@
 #include "common/help_format.h"
 #include "common/names.h"
 #include "common/selection_options.h"
-#include "common/units.h"
+#include "ravo_dataset/describe.h"
 #include "ravo_dataset/member_names.h"
 #include "show/showing.h"
 #include "verbs/verb.h"
@@ -152,7 +152,7 @@ void complete(shown_event& event, const raw_file& file, const wanted_channels& w
   for (shown_channel& channel : event.channels) {
     if (auto* spectrum = std::get_if<shown_spectrum>(&channel.data))
       for (std::size_t i = 0; i < spectrum->members.size(); ++i)
-        spectrum->members[i].unit = unit_of(channel.units, i, spectrum->members.size());
+        spectrum->members[i].unit = unit_of_member(channel.units, i, spectrum->members.size());
     const auto members = wanted.members.find(find_channel(file, channel.name));
     if (members != wanted.members.end()) keep_members(channel, members->second);
   }

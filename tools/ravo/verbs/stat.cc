@@ -7,8 +7,8 @@
 #include "common/dataset_session.h"
 #include "common/request_options.h"
 #include "common/sizes.h"
-#include "common/units.h"
 #include "format/time.h"
+#include "ravo_dataset/describe.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {
@@ -62,7 +62,8 @@ void print_row(const channel_statistics& one, std::uint64_t missing, std::uint64
   const int only = one.channel().member;
   for (std::size_t i = 0; i < one.numbers().size(); ++i) {
     const std::size_t member = only >= 0 ? static_cast<std::size_t>(only) : i;
-    out.print_line(head + numbers_text(one.numbers()[i], unit_of(one.channel().units, member,
+    out.print_line(head +
+                   numbers_text(one.numbers()[i], unit_of_member(one.channel().units, member,
                                                                  only >= 0 ? 0 : one.numbers().size())));
     head.assign(head.size(), ' ');
   }
