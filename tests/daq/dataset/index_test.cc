@@ -250,6 +250,7 @@ TEST(Index, SaysWhichFilesAreGone) {
   const std::vector<std::string> files = write_alike(folder);
   dataset_options options;
   options.open_files = 1;
+  options.threads = 1;  // so that the second file is the one that stays open
   const dataset data = dataset::open(of_files(files, {"A"}), options);
   EXPECT_EQ(data.size(), 6u);  // the tables of both are known
   std::filesystem::remove(files[0]);
