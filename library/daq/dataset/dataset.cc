@@ -10,6 +10,7 @@
 #include "describe/description.h"
 #include "describe/index.h"
 #include "describe/location.h"
+#include "describe/partitioning.h"
 #include "describe/planning.h"
 #include "read/chunk_reader.h"
 #include "read/column_reader.h"
@@ -43,7 +44,7 @@ dataset dataset::open(std::string_view text, dataset_options options) {
   return open(selection::parse(text), std::move(options));
 }
 
-const selection& dataset::get_selection() const { return state_->wanted; }
+const selection& dataset::get_selection() const { return state_->asked; }
 const std::vector<dataset_channel>& dataset::channels() const { return state_->channels.all(); }
 const std::vector<dataset_file>& dataset::files() const { return state_->files.all; }
 std::optional<std::size_t> dataset::find_channel(std::string_view label) const {
@@ -52,8 +53,7 @@ std::optional<std::size_t> dataset::find_channel(std::string_view label) const {
 
 std::size_t dataset::size(std::stop_token stop) const {
   const detail::stop_scope scope(std::move(stop));
-  const std::size_t all = std::min(detail::count_events(*state_), state_->end_of_events());
-  return all / state_->wanted.step + (all % state_->wanted.step != 0 ? 1 : 0);
+  return state_->taken_of(std::min(detail::count_events(*state_), state_->end_of_events()));
 }
 
 std::vector<ravo_time_id> dataset::event_ids(std::stop_token stop) const {
@@ -88,6 +88,11 @@ std::vector<channel_description> dataset::describe(const describe_options& optio
 std::optional<block_place> dataset::locate(std::string_view channel, std::uint64_t row,
                                            column_rows rows) const {
   return detail::locate(*state_, state_->channels.find_or_throw(channel), row, rows);
+}
+
+std::vector<partition> dataset::partitions(const partition_options& options) const {
+  const detail::stop_scope scope(options.stop);
+  return detail::cut(*state_, options);
 }
 
 event_range dataset::events(event_options options) const {
@@ -133,7 +138,7 @@ std::vector<named_digest> dataset::digest(const digest_options& options) const {
   read_progress so_far;
   if (options.progress)
     so_far.total_bytes = detail::count_stored_bytes(
-        *state_, 0, state_->wanted.step,
+        *state_, state_->wanted.phase, state_->wanted.step,
         state_->wanted.limit ? *state_->wanted.limit : std::numeric_limits<std::size_t>::max());
   for (std::size_t i = 0; i < state_->channels.size(); ++i)
     all.push_back({state_->channels[i].label, detail::read_digest(state_, i, options.progress, so_far)});

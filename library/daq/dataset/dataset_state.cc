@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
+#include <string_view>
 #include <thread>
 #include <utility>
 
 #include "align/missing_spans.h"
 #include "ravo_dataset/find_files.h"
+#include "ravo_dataset/manifest.h"
 #include "ravo_dataset/member_names.h"
 
 namespace ravo::detail {
@@ -20,15 +23,30 @@ dataset_options completed(dataset_options options) {
 
 void check(const selection& wanted) {
   if (wanted.step == 0) throw selection_error("The step of a selection is 1 or more");
+  if (wanted.phase >= wanted.step)
+    throw selection_error(
+        "phase= says with which of the first events a step begins: it is less than step=");
+  if (!wanted.exact.empty() && !wanted.channels.empty())
+    throw selection_error(
+        "exact= lists the channels themselves: it takes the place of chan=, drop one of them");
   if (wanted.limit == 0u) throw selection_error("The limit of a selection is 1 event or more");
   if (wanted.max_age && wanted.slow == slow_policy::none)
     throw selection_error("max_age= says how old a held value may be: it needs slow=hold or slow=nearest");
 }
 
+/// The paths that are read for slow values alone.
+std::set<std::string_view> context_of(const found_files& found) {
+  std::set<std::string_view> paths;
+  for (const found_file& file : found.all)
+    if (file.by == found_by::context) paths.insert(file.path);
+  return paths;
+}
+
 }  // namespace
 
 dataset_state::dataset_state(selection what, dataset_options how)
-    : wanted(std::move(what)),
+    : asked(std::move(what)),
+      wanted(with_manifests(asked)),
       options(completed(std::move(how))),
       memory(options.memory_limit),
       opened(std::max<std::size_t>(options.open_files, 1)),
@@ -51,12 +69,18 @@ void dataset_state::open() {
   check_that_files_may_be_missing();
   opened.set_paths(found.files);
   file_scan scan(memory);
+  const std::set<std::string_view> context = context_of(found);
   scan.run(found.files, opened, pool, [this] { check_stop(); });
+  for (std::size_t i = 0; i < found.files.size(); ++i)
+    scan.files[i].summary.is_context = context.contains(found.files[i]);
   list_files(found.files, scan);
-  channels.match(wanted.channels, scan,
-                 [&](std::uint32_t name, const std::string& channel, const std::string& member) {
-                   return find_member(scan, name, channel, member);
-                 });
+  if (!wanted.exact.empty())
+    channels.take(wanted.exact);
+  else
+    channels.match(wanted.channels, scan,
+                   [&](std::uint32_t name, const std::string& channel, const std::string& member) {
+                     return find_member(scan, name, channel, member);
+                   });
   reserve_tables();
   std::vector<timed_file> timed = channels.place_in_files(scan);
   const std::size_t join_channel =
@@ -78,7 +102,8 @@ void dataset_state::list_files(const std::vector<std::string>& paths, const file
   std::vector<std::string> readable;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     const file_summary& summary = scan.files[i].summary;
-    files.all.push_back({paths[i], summary.generation, summary.refusal, summary.problem});
+    files.all.push_back(
+        {paths[i], summary.generation, summary.refusal, summary.problem, summary.is_context});
     if (summary.refusal != file_refusal::none) {
       files.refused.push_back({paths[i], summary.refusal, summary.problem});
       continue;
@@ -87,9 +112,23 @@ void dataset_state::list_files(const std::vector<std::string>& paths, const file
     readable.push_back(paths[i]);
   }
   check_that_files_may_be_missing();
-  if (readable.empty()) throw file_left_out(files.refused.front());
-  if (wanted.slow != slow_policy::none) timeline.set_gaps(missing_spans(files.refused, readable));
+  const auto is_context = [](const dataset_file& file) { return file.is_context; };
+  if (std::all_of(files.readable.begin(), files.readable.end(), is_context))
+    throw file_left_out(files.refused.front());
+  if (wanted.slow != slow_policy::none) set_gaps(readable);
   if (readable.size() < paths.size()) opened.set_paths(std::move(readable));
+}
+
+/// A file that turns out to be unreadable leaves a gap; that of a file that the selection lists as left out
+/// is listed too.
+void dataset_state::set_gaps(const std::vector<std::string>& readable) {
+  std::set<std::string_view> listed;
+  for (const left_out_file& file : wanted.left_out) listed.insert(file.path);
+  std::vector<refused_file> others = files.refused;
+  std::erase_if(others, [&](const refused_file& file) { return listed.contains(file.path); });
+  std::vector<time_gap> gaps = missing_spans(others, readable);
+  for (const missing_period& gap : wanted.gaps) gaps.push_back(time_gap::of(gap));
+  timeline.set_gaps(std::move(gaps));
 }
 
 /// For what stays known of the files and channels as long as the dataset is open.

@@ -68,10 +68,16 @@ class dataset_state {
   /// The number of selected events, before the step is applied, after which no more are wanted.
   std::size_t end_of_events() const {
     constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
-    return wanted.limit ? std::size_t{*wanted.limit} * wanted.step : unlimited;
+    return wanted.limit ? wanted.phase + std::size_t{*wanted.limit} * wanted.step : unlimited;
+  }
+  /// Whether the step takes the selected event at this position, and how many it takes of the first ones.
+  bool takes(std::size_t ordinal) const { return ordinal % wanted.step == wanted.phase; }
+  std::size_t taken_of(std::size_t ordinals) const {
+    return ordinals <= wanted.phase ? 0 : (ordinals - wanted.phase - 1) / wanted.step + 1;
   }
 
-  const selection wanted;
+  const selection asked;   ///< as the caller wrote it
+  const selection wanted;  ///< with the lists of its manifests
   const dataset_options options;
   dataset_files files;
   channel_table channels;
@@ -87,6 +93,7 @@ class dataset_state {
 
  private:
   void list_files(const std::vector<std::string>& paths, const file_scan& scan);
+  void set_gaps(const std::vector<std::string>& readable);
   void check_that_files_may_be_missing() const;
   void reserve_tables();
   int find_member(const file_scan& scan, std::uint32_t name, const std::string& channel,

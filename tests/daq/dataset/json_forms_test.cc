@@ -144,13 +144,15 @@ TEST(LedgerSums, ListTheFirstThousandByEventHoweverTheyAreCut) {
     ASSERT_EQ(expected.size(), 1002u);
     std::vector<read_ledger> parts(1 + random() % 5);
     std::shuffle(cases.begin(), cases.end(), random);
-    for (const missing_value& one : cases) {
-      read_ledger alone;
-      channel_ledger& counts = alone.of(one.channel);
-      counts.expected = 1;
-      counts.missing[static_cast<std::size_t>(one.cause)] = 1;
-      alone.values.push_back(one);
-      parts[random() % parts.size()].add(alone);
+    for (std::size_t i = 0; i < cases.size();) {
+      read_ledger some;
+      for (const std::size_t end = std::min(cases.size(), i + 1 + random() % 100); i < end; ++i) {
+        channel_ledger& counts = some.of(cases[i].channel);
+        ++counts.expected;
+        ++counts.missing[static_cast<std::size_t>(cases[i].cause)];
+        some.values.push_back(cases[i]);
+      }
+      parts[random() % parts.size()].add(some);
     }
     read_ledger sum;
     for (const read_ledger& part : parts) sum.add(read_ledger::from_json(part.to_json()));

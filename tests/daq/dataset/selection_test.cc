@@ -109,7 +109,24 @@ TEST(SelectionText, ComesBackAsItWasForThousandsOfSelections) {
     if (below(2)) made.to = time();
     if (below(2)) made.first_event = below(1000);
     if (below(2)) made.last_event = made.first_event.value_or(0) + below(1000);
+    for (unsigned n = below(3); n > 0; --n) made.context.push_back(text());
+    for (unsigned n = below(3); n > 0; --n)
+      made.left_out.push_back({text(), static_cast<file_refusal>(1 + below(file_refusal_count - 1))});
+    for (unsigned n = below(3); n > 0; --n) {
+      missing_period& gap = made.gaps.emplace_back();
+      if (below(2)) gap.from = time();
+      if (below(2)) gap.to = time();
+    }
+    for (unsigned n = below(3); n > 0; --n) made.manifests.push_back({text(), std::string(64, 'a')});
+    for (unsigned n = below(3); n > 0; --n) {
+      exact_channel& channel = made.exact.emplace_back();
+      channel.name = below(9) == 0 ? "" : text();
+      channel.is_slow = below(2) != 0;
+      if (below(2)) channel.member = static_cast<int>(below(1000));
+      if (channel.member >= 0 && below(2)) channel.member_name = "CHARGE_2";
+    }
     made.step = 1 + below(3);
+    made.phase = below(3);
     if (below(2)) made.limit = 1 + below(1000);
     made.synch = below(2) ? synch_mode::by_time : synch_mode::by_number;
     if (below(2)) made.tolerance = {below(100), below(1000000)};
@@ -164,6 +181,14 @@ INSTANTIATE_TEST_SUITE_P(
         refused{"event=4294967296", "it is N, N-M"}, refused{"join=with:", "with:CHANNEL"},
         refused{"synch=both", "number or time"}, refused{"slow=maybe", "none, hold or nearest"},
         refused{"colour=red", "the keys are run, file, chan"}, refused{"chan=A,,B", "a value is empty"},
-        refused{"chan=\"A", "has no end"}, refused{"data=a,b", "it takes one value"}));
+        refused{"chan=\"A", "has no end"}, refused{"phase=-1", "less than the step"},
+        refused{"context=a,", "a value is empty"}, refused{"exact=A", "KIND:NAME"},
+        refused{"exact=quick:A", "fast or slow"}, refused{"exact=fast.x:A", "KIND:NAME"},
+        refused{"exact=fast.1.:A", "KIND:NAME"}, refused{"exact=fast.2147483648:A", "KIND:NAME"},
+        refused{"left_out=/a.raw", "REASON:PATH"}, refused{"left_out=none:/a.raw", "is no reason"},
+        refused{"left_out=lost:/a.raw", "is no reason"}, refused{"gap=2025-03-01", "FROM/TO"},
+        refused{"gap=noon/", "is no time"}, refused{"manifest=/a", "PATH,sha256:DIGEST"},
+        refused{"manifest=/a,sha256:12", "64 digits"}, refused{"manifest=/a,md5:12", "PATH,sha256:DIGEST"},
+        refused{"data=a,b", "it takes one value"}));
 
 }  // namespace

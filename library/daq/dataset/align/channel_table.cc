@@ -26,10 +26,34 @@ void channel_table::match(const std::vector<std::string>& patterns, const file_s
   }
 }
 
+void channel_table::take(const std::vector<exact_channel>& exact) {
+  is_exact_ = true;
+  for (const exact_channel& channel : exact) {
+    const std::string label = wanted_channel{channel.name, channel.member}.label();
+    dataset_channel& taken = channels_.emplace_back();
+    taken.label = label;
+    taken.name = channel.name;
+    taken.member = channel.member;
+    taken.is_slow = channel.is_slow;
+    if (!channel.member_name.empty()) labels_by_name_[channel.name + ":" + channel.member_name] = label;
+  }
+}
+
+std::string channel_table::member_name_of(std::size_t channel) const {
+  const dataset_channel& wanted = channels_[channel];
+  if (wanted.member < 0) return "";
+  const std::string prefix = wanted.name + ":";
+  for (auto at = labels_by_name_.lower_bound(prefix);
+       at != labels_by_name_.end() && at->first.starts_with(prefix); ++at)
+    if (at->second == wanted.label) return at->first.substr(prefix.size());
+  return "";
+}
+
 std::vector<timed_file> channel_table::place_in_files(const file_scan& scan) {
   std::vector<std::vector<std::size_t>> channels_by_name(scan.names.size());
   for (std::size_t i = 0; i < channels_.size(); ++i)
-    channels_by_name[scan.names.number_of(channels_[i].name)].push_back(i);
+    if (const auto name = scan.names.find(channels_[i].name)) channels_by_name[*name].push_back(i);
+  std::vector<std::uint32_t> masks(channels_.size(), 0);  // of all files, context included
   std::vector<timed_file> timed;
   for (const scanned_file& scanned : scan.files) {
     if (!scanned.is_readable()) continue;
@@ -43,14 +67,16 @@ std::vector<timed_file> channel_table::place_in_files(const file_scan& scan) {
         // If a file lists a name twice, its first channel counts.
         if (place.row != channel_place::none) continue;
         place = listed.place;
+        masks[channel] |= listed.event_mask;
+        if (file.tables.is_context) continue;
         channels_[channel].entries += listed.place.count;
         channels_[channel].files += listed.place.count > 0 ? 1 : 0;
         channels_[channel].data_types |= listed.place.dtype_mask;
         channels_[channel].event_types |= listed.event_mask;
       }
   }
-  for (dataset_channel& channel : channels_)
-    channel.is_slow = channel.event_types != 0 && (channel.event_types & ~slow_event_mask) == 0;
+  for (std::size_t i = 0; i < channels_.size() && !is_exact_; ++i)
+    channels_[i].is_slow = masks[i] != 0 && (masks[i] & ~slow_event_mask) == 0;
   return timed;
 }
 

@@ -27,6 +27,8 @@ class channel_table {
   /// Finds the channels. Throws selection_error.
   void match(const std::vector<std::string>& patterns, const file_scan& scan,
              const member_finder& find_member);
+  /// Takes channels that were found before, whether or not the files have them.
+  void take(const std::vector<exact_channel>& exact);
   /// Finds the channels in the scanned files, counts their entries, and finds out which are slow.
   std::vector<timed_file> place_in_files(const file_scan& scan);
 
@@ -41,6 +43,9 @@ class channel_table {
   /// The same. Throws selection_error.
   std::size_t find_or_throw(std::string_view label) const;
 
+  /// The name by which a pattern called a channel's member; empty if it had none.
+  std::string member_name_of(std::size_t channel) const;
+
   /// Of each channel.
   std::vector<std::string> names() const;
   std::vector<bool> slow() const;
@@ -49,6 +54,7 @@ class channel_table {
 
  private:
   std::vector<dataset_channel> channels_;
+  bool is_exact_ = false;
   std::map<std::string, std::string, std::less<>> labels_by_name_;  ///< of "NAME:MEMBER": "NAME:n"
 };
 

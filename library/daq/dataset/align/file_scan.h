@@ -40,6 +40,11 @@ class channel_names {
   std::optional<std::uint32_t> add(std::string_view name);
   /// The number of a name that was added.
   std::uint32_t number_of(std::string_view name) const { return numbers_.find(name)->second; }
+  /// The same; `nullopt` if it was not added.
+  std::optional<std::uint32_t> find(std::string_view name) const {
+    const auto found = numbers_.find(name);
+    return found == numbers_.end() ? std::nullopt : std::optional(found->second);
+  }
   std::size_t size() const { return numbers_.size(); }
   /// By name.
   const std::map<std::string, std::uint32_t, std::less<>>& numbers() const { return numbers_; }

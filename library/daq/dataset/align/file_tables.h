@@ -67,6 +67,7 @@ struct file_facts {
   std::uint32_t dictionary_at = 0;       ///< its offset
   std::uint32_t dictionary_pattern = 0;  ///< its marker, as the table-access library has it
   std::uint64_t row_bytes = 0;  ///< of the event channel pointers; 0 where the site's library does not say
+  bool is_context = false;      ///< its slow values may be held; its events are not selected
 };
 
 struct file_summary : file_facts {

@@ -80,7 +80,8 @@ void add_spans(std::span<recorded_block> of_file, const time_gap& when, std::vec
       spans.push_back({last, block.time});
 }
 
-/// Sorts the spans by time, and joins those that touch.
+}  // namespace
+
 void merge_spans(std::vector<time_gap>& spans) {
   std::sort(spans.begin(), spans.end(),
             [](const time_gap& a, const time_gap& b) { return a.from < b.from; });
@@ -92,8 +93,6 @@ void merge_spans(std::vector<time_gap>& spans) {
       spans[kept++] = span;
   spans.resize(kept);
 }
-
-}  // namespace
 
 void find_orphan_spans(aligned_channel& aligned,
                        const std::function<time_gap(std::uint32_t file)>& time_of_file) {

@@ -28,8 +28,13 @@ struct time_gap {
 
   /// The period of a span's events; for an empty span, all time.
   static time_gap of(const event_span& span);
+  static time_gap of(const missing_period& period);
+  missing_period period() const;
   bool meets(const time_gap& other) const { return from < other.to && other.from < to; }
 };
+
+/// Sorts periods by time, and joins those that touch.
+void merge_spans(std::vector<time_gap>& spans);
 
 /// One channel in a segment: its entries in the order of the events.
 struct aligned_channel {

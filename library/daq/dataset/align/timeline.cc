@@ -22,6 +22,11 @@ void timeline::set(std::vector<timed_file> files, std::vector<std::string> names
   cut_into_segments();
 }
 
+void timeline::set_gaps(std::vector<time_gap> gaps) {
+  merge_spans(gaps);
+  gaps_ = std::move(gaps);
+}
+
 // Numbers decide only between files that touch in time: a counter that restarts is no reason to
 // join runs.
 bool timeline::belong_together(const event_span& a, const event_span& b) const {
@@ -34,6 +39,17 @@ bool timeline::belong_together(const event_span& a, const event_span& b) const {
          (b.lowest <= a.highest && a.lowest <= b.highest);
 }
 
+/// Whether a file that begins after those of a segment is one of them. Of files that are there for slow
+/// values alone the events are not selected: they cannot be one with others.
+bool timeline::belongs_to(const slot& files_before, const timed_file& file) const {
+  if (files_before.is_context == file.tables.is_context)
+    return belong_together(files_before.span, file.span);
+  if (in_microseconds(file.span.first) <= in_microseconds(files_before.span.last))
+    throw selection_error(
+        "A file of context= overlaps one of file= in time: list all files that overlap in file=");
+  return false;
+}
+
 void timeline::cut_into_segments() {
   slots_.clear();
   std::vector<std::uint32_t> order(files_.size());
@@ -44,7 +60,10 @@ void timeline::cut_into_segments() {
   for (const std::uint32_t file : order) {
     const event_span& span = files_[file].span;
     if (span.empty || is_outside(span)) continue;
-    if (slots_.empty() || !belong_together(slots_.back().span, span)) slots_.emplace_back().span = span;
+    if (slots_.empty() || !belongs_to(slots_.back(), files_[file])) {
+      slots_.emplace_back().span = span;
+      slots_.back().is_context = files_[file].tables.is_context;
+    }
     slot& last = slots_.back();
     last.files.push_back(file);
     if (in_microseconds(last.span.last) < in_microseconds(span.last)) last.span.last = span.last;
@@ -57,6 +76,7 @@ void timeline::cut_into_segments() {
 
 bool timeline::may_have_events(std::size_t index) const {
   const event_span& span = slots_[index].span;
+  if (slots_[index].is_context) return false;
   if (span.empty) return true;
   const auto tolerance = static_cast<std::int64_t>(rule_.tolerance);
   if (wanted_.to && in_microseconds(span.first) > in_microseconds(*wanted_.to) + tolerance) return false;

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,13 +47,15 @@ class timeline {
            std::size_t join_channel);
 
   /// Sets the periods of missing files, whose tables are not known.
-  void set_gaps(std::vector<time_gap> gaps) { gaps_ = std::move(gaps); }
+  void set_gaps(std::vector<time_gap> gaps);
+  const std::vector<time_gap>& gaps() const { return gaps_; }
 
   std::size_t segments() const { return slots_.size(); }
   /// The aligned segment. Without room to align it, unused segments are dropped first; after that it waits
   /// or throws as memory_budget::reserve() does. For several threads at once.
   std::shared_ptr<const segment> get(std::size_t index, on_full how);
-  /// Whether a segment's files overlap the time limits; if not, it has no selected events.
+  /// Whether a segment's files overlap the time limits, and are not there for slow values alone; if not, it
+  /// has no selected events.
   bool may_have_events(std::size_t index) const;
   /// The most memory that aligning a segment takes.
   std::size_t bytes_to_align(std::size_t index) const;
@@ -71,6 +74,11 @@ class timeline {
   std::optional<placed_entry> value_at(std::size_t index, const std::shared_ptr<const segment>& part,
                                        std::uint32_t event, std::size_t channel, on_full how);
 
+  /// Adds the segments in which value_at() may find another event's entry for the selected events of a
+  /// segment, or whose entries matter for what it finds. They are aligned for that.
+  void add_segments_of_held_values(std::size_t index, const std::shared_ptr<const segment>& part,
+                                   std::set<std::size_t>& segments);
+
   /// Drops an unused segment to free its memory; false if there is none.
   bool drop_oldest();
 
@@ -82,13 +90,15 @@ class timeline {
   struct slot {
     std::vector<std::uint32_t> files;
     event_span span;
-    std::mutex mutex;  // guards what follows
+    bool is_context = false;  ///< its files are there for slow values alone
+    std::mutex mutex;         // guards what follows
     std::weak_ptr<const segment> built;
     std::optional<std::size_t> selected;
   };
 
   void cut_into_segments();
   bool belong_together(const event_span& a, const event_span& b) const;
+  bool belongs_to(const slot& files_before, const timed_file& file) const;
   bool is_outside(const event_span& span) const;
   std::shared_ptr<const segment> try_get(std::size_t index);
   std::shared_ptr<const segment> build(std::size_t index, reservation room);

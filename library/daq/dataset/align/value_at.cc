@@ -20,6 +20,20 @@ time_gap time_gap::of(const event_span& span) {
   return {in_microseconds(span.first), in_microseconds(span.last) + 1};
 }
 
+time_gap time_gap::of(const missing_period& period) {
+  return {period.from ? in_microseconds(*period.from) : -anywhere,
+          period.to ? in_microseconds(*period.to) : anywhere};
+}
+
+missing_period time_gap::period() const {
+  const auto limit = [](std::int64_t time) -> std::optional<time_stamp> {
+    if (time <= -anywhere || time >= anywhere) return std::nullopt;
+    return time_stamp{static_cast<std::uint32_t>(time / 1000000),
+                      static_cast<std::uint32_t>(time % 1000000)};
+  };
+  return {limit(from), limit(to)};
+}
+
 /// An event at which a slow channel has no entry.
 struct timeline::slow_query {
   std::size_t index;
@@ -97,6 +111,27 @@ std::optional<placed_entry> timeline::first_entry_after(const slow_query& query,
     if (!aligned.orphan_spans.empty()) passed_over.push_back(time_gap::of(slots_[index].span));
   }
   return std::nullopt;
+}
+
+// As find_neighbours() does for each event: the first one decides what is needed from before the segment,
+// the last one what is needed from after it.
+void timeline::add_segments_of_held_values(std::size_t index, const std::shared_ptr<const segment>& part,
+                                           std::set<std::size_t>& segments) {
+  if (wanted_.slow == slow_policy::none || part->selected.empty()) return;
+  const auto add = [&](std::size_t other, std::size_t channel) {  // false: no farther
+    if (!has_entries(other, channel)) return true;
+    segments.insert(other);
+    return get(other, on_full::wait)->channels[channel].entries.empty();
+  };
+  for (std::size_t channel = 0; channel < names_.size(); ++channel) {
+    if (!slow_[channel]) continue;
+    const aligned_channel& aligned = part->channels[channel];
+    bool goes_on = !aligned.last_until(part->selected.front());
+    for (std::size_t before = index; goes_on && before-- > 0;) goes_on = add(before, channel);
+    goes_on = wanted_.slow == slow_policy::nearest && !aligned.first_after(part->selected.back());
+    for (std::size_t after = index + 1; goes_on && after < slots_.size(); ++after)
+      goes_on = add(after, channel);
+  }
 }
 
 /// The nearer neighbour, or the earlier one if both are equally far; null if there is none.

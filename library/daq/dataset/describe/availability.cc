@@ -54,7 +54,7 @@ class availability_maker {
     std::size_t at = 0;
     for (const std::uint32_t event : part.selected) {
       if (ordinal == state_.end_of_events()) return;
-      const bool is_in_step = ordinal++ % state_.wanted.step == 0;
+      const bool is_in_step = state_.takes(ordinal++);
       while (at < aligned.event.size() && aligned.event[at] < event) ++at;
       if (at == aligned.event.size()) return;
       const std::int64_t time = in_microseconds(part.events[event].time);

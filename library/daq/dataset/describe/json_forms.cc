@@ -1,6 +1,5 @@
 // Ledgers and digests as JSON and back, so that the accounts of processes on several machines add up.
 // Nothing is lost on the way: names and paths may hold any bytes, and numbers have 64 bits.
-#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -9,6 +8,7 @@
 #include "ravo_dataset/digest.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/ledger.h"
+#include "select/selection_words.h"
 
 namespace ravo {
 namespace {
@@ -78,15 +78,8 @@ Number number(const json& object, const char* name) {
   return value.get<Number>();
 }
 
-/// The words of an enumerator, joined by "_".
-std::string key_of(const char* words) {
-  std::string key = words;
-  std::replace(key.begin(), key.end(), ' ', '_');
-  return key;
-}
-
-std::string key_of(missing_cause cause) { return key_of(missing_cause_text(cause)); }
-std::string key_of(file_refusal reason) { return key_of(file_refusal_text(reason)); }
+std::string key_of(missing_cause cause) { return detail::key_of(missing_cause_text(cause)); }
+std::string key_of(file_refusal reason) { return detail::key_of(file_refusal_text(reason)); }
 std::string key_of(problem_reason reason) {
   switch (reason) {
     case problem_reason::runs_without_files:

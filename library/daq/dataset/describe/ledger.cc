@@ -95,10 +95,16 @@ auto place_of(const missing_value& one) {
                     std::string_view(one.file), one.offset, one.cause, one.row);
 }
 
-/// Sorts the cases, and keeps as many as a ledger lists.
-void keep_first_cases(std::vector<missing_value>& values) {
-  std::sort(values.begin(), values.end(),
-            [](const missing_value& a, const missing_value& b) { return place_of(a) < place_of(b); });
+/// Sorts the cases, of which the first ones may be in order already, and keeps as many as a ledger lists.
+void keep_first_cases(std::vector<missing_value>& values, std::size_t sorted) {
+  const auto comes_before = [](const missing_value& a, const missing_value& b) {
+    return place_of(a) < place_of(b);
+  };
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(sorted);
+  if (!std::is_sorted(values.begin(), middle, comes_before))
+    std::sort(values.begin(), middle, comes_before);
+  std::sort(middle, values.end(), comes_before);
+  std::inplace_merge(values.begin(), middle, values.end(), comes_before);
   if (values.size() <= read_ledger::most_listed) return;
   std::vector<bool> is_kept(values.size());  // all of it is known before the first one moves
   std::set<std::pair<std::string_view, missing_cause>> seen;
@@ -124,8 +130,9 @@ void read_ledger::add(const read_ledger& other) {
     for (std::size_t i = 0; i < missing_cause_count; ++i) to.missing[i] += from.missing[i];
   }
   if (!other.values.empty()) {
+    const std::size_t before = values.size();
     values.insert(values.end(), other.values.begin(), other.values.end());
-    keep_first_cases(values);
+    keep_first_cases(values, before);
   }
   const auto have_one_path = [](const refused_file& a, const refused_file& b) { return a.path == b.path; };
   add_new_ones(files, other.files, have_one_path);

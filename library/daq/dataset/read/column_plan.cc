@@ -90,7 +90,7 @@ class planner {
     std::size_t at = 0;
     for (const std::uint32_t event : part.selected) {
       if (is_done()) break;
-      const bool is_selected = ordinal_++ % state_.wanted.step == 0;
+      const bool is_selected = state_.takes(ordinal_++);
       while (at < aligned.event.size() && aligned.event[at] < event) ++at;
       if (!is_selected || at == aligned.event.size() || aligned.event[at] != event) continue;
       record_duplicates(part, event);
@@ -107,7 +107,7 @@ class planner {
     reserve_rows(part->selected.size());
     for (const std::uint32_t event : part->selected) {
       if (is_done()) break;
-      if (ordinal_++ % state_.wanted.step != 0) continue;
+      if (!state_.takes(ordinal_++)) continue;
       record_duplicates(*part, event);
       if (request_.wanted.has(position_++)) add_row_of_event(number, part, event);
     }

@@ -60,7 +60,7 @@ void event_reader::find_start() {
   };
   stride_ = in_ordinals(options_.step);
   left_ = options_.count.value_or(unlimited);
-  ordinal_ = in_ordinals(options_.first);
+  ordinal_ = in_ordinals(options_.first) + state_->wanted.phase;
   if (const std::size_t end = state_->end_of_events(); state_->wanted.limit)
     left_ = std::min(left_, ordinal_ < end ? (end - ordinal_ - 1) / stride_ + 1 : 0);
   if (options_.progress) total_bytes_ = count_stored_bytes(*state_, ordinal_, stride_, left_);

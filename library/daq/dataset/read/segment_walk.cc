@@ -49,7 +49,7 @@ std::vector<std::uint32_t> take_events(const dataset_state& state, const segment
   ordinal = std::min(before + part.selected.size(), state.end_of_events());
   std::vector<std::uint32_t> events;
   events.reserve((ordinal - before) / step + 1);
-  for (std::size_t i = (step - before % step) % step; i < ordinal - before; i += step)
+  for (std::size_t i = (state.wanted.phase + step - before % step) % step; i < ordinal - before; i += step)
     events.push_back(part.selected[i]);
   return events;
 }

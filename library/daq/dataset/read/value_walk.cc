@@ -115,9 +115,8 @@ class walker {
   void visit_events(const segment& part, std::uint64_t ordinal, const Visit& visit) const {
     for (const std::uint32_t event : part.selected) {
       if (ordinal == state_.end_of_events()) return;
-      const std::uint64_t number = ordinal / state_.wanted.step;
-      const bool is_in_step = ordinal++ % state_.wanted.step == 0;
-      if (is_in_step && (!walk_.is_wanted || walk_.is_wanted(number, part.events[event])))
+      const std::uint64_t number = state_.taken_of(ordinal);
+      if (state_.takes(ordinal++) && (!walk_.is_wanted || walk_.is_wanted(number, part.events[event])))
         visit(event, number);
     }
   }
@@ -241,7 +240,7 @@ event_survey survey_events(dataset_state& state) {
   visit_segments(state, [&](std::size_t, const std::shared_ptr<const segment>& part) {
     for (const std::uint32_t event : part->selected) {
       if (ordinal == state.end_of_events()) break;
-      if (ordinal++ % state.wanted.step != 0) continue;
+      if (!state.takes(ordinal++)) continue;
       const std::int64_t time = in_microseconds(part->events[event].time);
       survey.first = survey.events == 0 ? time : std::min(survey.first, time);
       survey.last = survey.events == 0 ? time : std::max(survey.last, time);

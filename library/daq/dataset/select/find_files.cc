@@ -12,6 +12,7 @@
 
 #include "format/folders.h"
 #include "ravo_dataset/errors.h"
+#include "ravo_dataset/manifest.h"
 #include "ravo_evutl.h"
 #include "select/requested_files.h"
 
@@ -64,6 +65,28 @@ std::string why_nothing(const selection& wanted, const found_files& found) {
   return text;
 }
 
+/// Adds the files that are listed for their slow values alone. One that is read for its events counts as
+/// that.
+void add_context(const selection& wanted, found_files& found) {
+  if (wanted.context.empty()) return;
+  std::set<std::string> known;
+  for (const std::string& path : found.files) known.insert(one_name_of(path.c_str()));
+  std::vector<std::string> listed;
+  for (const std::string& path : wanted.context) add_listed(path, listed);
+  for (const std::string& path : listed) {
+    if (known.contains(one_name_of(path.c_str()))) continue;
+    found.files.push_back(path);
+    found.all.push_back({path, found_by::context, file_refusal::none});
+  }
+}
+
+void add_left_out(const selection& wanted, found_files& found) {
+  for (const left_out_file& file : wanted.left_out) {
+    found.left_out.push_back({file.path, file.reason, "it was left out when the selection was cut"});
+    found.all.push_back({file.path, found_by::listing, file.reason});
+  }
+}
+
 /// A file that two runs list counts once among the files that are left out.
 void drop_repeated(std::vector<refused_file>& left_out) {
   std::set<std::string> seen;
@@ -74,11 +97,16 @@ void drop_repeated(std::vector<refused_file>& left_out) {
 
 found_files find_files(const selection& wanted) {
   found_files found = look_for_files(wanted);
-  if (found.files.empty()) throw files_not_found(why_nothing(wanted, found));
+  const auto is_own = [](const found_file& file) {
+    return file.refusal == file_refusal::none && file.by != found_by::context;
+  };
+  if (std::none_of(found.all.begin(), found.all.end(), is_own))
+    throw files_not_found(why_nothing(wanted, found));
   return found;
 }
 
-found_files look_for_files(const selection& wanted) {
+found_files look_for_files(const selection& asked) {
+  const selection wanted = with_manifests(asked);
   if (!wanted.files.empty() && wanted.runs)
     throw selection_error(
         "The selection names files and runs: file= takes the place of run=, drop one of them");
@@ -86,6 +114,8 @@ found_files look_for_files(const selection& wanted) {
   for (const std::string& path : wanted.files) add_listed(path, found.files);
   for (const std::string& path : found.files) found.all.push_back({path, found_by::listing});
   if (wanted.files.empty()) found = detail::requested_files(wanted);
+  add_context(wanted, found);
+  add_left_out(wanted, found);
   sort_by_name(found.files);
   sort_by_name(found.all);
   drop_repeated(found.left_out);

@@ -4,10 +4,12 @@
 #include <algorithm>
 #include <chrono>
 #include <tuple>
+#include <utility>
 
 #include "format/time.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/time_grammar.h"
+#include "select/manifest_text.h"
 #include "select/selection_words.h"
 
 namespace ravo {
@@ -126,15 +128,104 @@ std::uint64_t span_of(const time_stamp& span) { return static_cast<std::uint64_t
 
 /// A time in the grammar that options have, too: times of day are in UTC, and "now" is by this machine's
 /// clock.
-time_stamp time_of(const selection_word& word, const selection& so_far) {
+time_stamp time_of(const selection_word& word, const std::string& text, const selection& so_far) {
   using namespace std::chrono;
   const auto since = system_clock::now().time_since_epoch();
   const auto rest = duration_cast<microseconds>(since % seconds(1)).count();
   const time_stamp now{static_cast<std::uint32_t>(duration_cast<seconds>(since).count()),
                        static_cast<std::uint32_t>(rest)};
-  const time_reading read = read_time(one(word), {now, time_zone(), so_far.from, "from="});
+  const time_reading read = read_time(text, {now, time_zone(), so_far.from, "from="});
   if (!read.time) throw selection_error("\"" + word.text + "\" cannot be read: it " + read.problem);
   return *read.time;
+}
+
+/// The parts of "BEFORE:AFTER". The second part may hold anything.
+std::pair<std::string, std::string> split_at_colon(const selection_word& word, const std::string& value,
+                                                   const char* form) {
+  const std::size_t colon = value.find(':');
+  if (colon == std::string::npos) refuse(word, form);
+  return {value.substr(0, colon), value.substr(colon + 1)};
+}
+
+constexpr char exact_form[] =
+    "it is KIND:NAME,... where KIND is fast or slow, for a member with its number and name: fast.0.CHARGE";
+
+/// "fast", "slow", "fast.3" or "fast.3.CHARGE".
+exact_channel read_kind(const selection_word& word, std::string_view kind) {
+  exact_channel channel;
+  const std::size_t first = kind.find('.');
+  channel.is_slow = kind.substr(0, first) == "slow";
+  if (!channel.is_slow && kind.substr(0, first) != "fast") refuse(word, exact_form);
+  if (first == std::string_view::npos) return channel;
+  kind.remove_prefix(first + 1);
+  const std::size_t second = kind.find('.');
+  const auto number = must(detail::read_number(kind.substr(0, second)), word, exact_form);
+  if (number > 0x7fffffff) refuse(word, exact_form);
+  channel.member = static_cast<int>(number);
+  if (second == std::string_view::npos) return channel;
+  channel.member_name = kind.substr(second + 1);
+  if (channel.member_name.empty()) refuse(word, exact_form);
+  return channel;
+}
+
+void read_exact(const selection_word& word, selection& to) {
+  for (const std::string& value : word.values) {
+    const auto [kind, name] = split_at_colon(word, value, exact_form);
+    to.exact.push_back(read_kind(word, kind));
+    to.exact.back().name = name;
+  }
+}
+
+std::string text_of(const exact_channel& channel) {
+  std::string text = channel.is_slow ? "slow" : "fast";
+  if (channel.member >= 0) {
+    text += "." + std::to_string(channel.member);
+    if (!channel.member_name.empty()) text += "." + channel.member_name;
+  }
+  return text + ":" + channel.name;
+}
+
+std::string key_of(file_refusal reason) { return detail::key_of(file_refusal_text(reason)); }
+
+void read_left_out(const selection_word& word, selection& to) {
+  for (const std::string& value : word.values) {
+    const auto [key, path] =
+        split_at_colon(word, value, "it is REASON:PATH,... with a reason such as missing");
+    std::size_t reason = 1;  // none is no reason
+    while (reason < file_refusal_count && key_of(static_cast<file_refusal>(reason)) != key) ++reason;
+    if (reason == file_refusal_count) refuse(word, ("\"" + key + "\" is no reason").c_str());
+    to.left_out.push_back({path, static_cast<file_refusal>(reason)});
+  }
+}
+
+std::string text_of(const left_out_file& file) { return key_of(file.reason) + ":" + file.path; }
+
+void read_gaps(const selection_word& word, selection& to) {
+  for (const std::string& value : word.values) {
+    const std::size_t slash = value.find('/');
+    if (slash == std::string::npos) refuse(word, "it is FROM/TO,... of which both may be left out");
+    missing_period gap;
+    if (slash != 0) gap.from = time_of(word, value.substr(0, slash), to);
+    if (slash + 1 != value.size()) gap.to = time_of(word, value.substr(slash + 1), to);
+    to.gaps.push_back(gap);
+  }
+}
+
+std::string text_of(const missing_period& gap) {
+  return (gap.from ? detail::write_time(*gap.from) : "") + "/" +
+         (gap.to ? detail::write_time(*gap.to) : "");
+}
+
+constexpr std::string_view digest_kind = "sha256:";
+
+void read_manifest(const selection_word& word, selection& to) {
+  constexpr char form[] = "it is PATH,sha256:DIGEST with a digest of 64 digits, as sha256sum prints it";
+  if (word.values.size() != 2 || word.values[0].empty() || !word.values[1].starts_with(digest_kind))
+    refuse(word, form);
+  const std::string digest = word.values[1].substr(digest_kind.size());
+  if (digest.size() != 64 || digest.find_first_not_of("0123456789abcdef") != std::string::npos)
+    refuse(word, form);
+  to.manifests.push_back({word.values[0], digest});
 }
 
 struct key_row {
@@ -146,13 +237,17 @@ constexpr key_row keys[] = {
     {"run", &read_runs},
     {"file", [](const selection_word& word, selection& to) { append(to.files, word); }},
     {"chan", [](const selection_word& word, selection& to) { append(to.channels, word); }},
-    {"from", [](const selection_word& word, selection& to) { to.from = time_of(word, to); }},
-    {"to", [](const selection_word& word, selection& to) { to.to = time_of(word, to); }},
+    {"from", [](const selection_word& word, selection& to) { to.from = time_of(word, one(word), to); }},
+    {"to", [](const selection_word& word, selection& to) { to.to = time_of(word, one(word), to); }},
     {"event", &read_events},
     {"step",
      [](const selection_word& word, selection& to) {
        to.step = must(detail::read_number(one(word)), word, "it is a number, 1 or more");
        if (to.step == 0) refuse(word, "it is a number, 1 or more");
+     }},
+    {"phase",
+     [](const selection_word& word, selection& to) {
+       to.phase = must(detail::read_number(one(word)), word, "it is a number, less than the step");
      }},
     {"limit",
      [](const selection_word& word, selection& to) {
@@ -176,6 +271,11 @@ constexpr key_row keys[] = {
                    selection& to) { to.max_age = must(detail::read_span(one(word)), word, span_form); }},
     {"catalog", [](const selection_word& word, selection& to) { to.catalogue = one(word); }},
     {"data", [](const selection_word& word, selection& to) { to.data = one(word); }},
+    {"exact", &read_exact},
+    {"context", [](const selection_word& word, selection& to) { append(to.context, word); }},
+    {"left_out", &read_left_out},
+    {"gap", &read_gaps},
+    {"manifest", &read_manifest},
 };
 
 void read_stream(const selection_word& word, selection& to) {
@@ -188,9 +288,12 @@ void read_stream(const selection_word& word, selection& to) {
   to.stream = text.substr(slash + 1);
 }
 
-std::string list_of(const std::vector<std::string>& values) {
+const std::string& text_of(const std::string& value) { return value; }
+
+template <class Element>
+std::string list_of(const std::vector<Element>& elements) {
   std::string text;
-  for (const std::string& value : values) text += (text.empty() ? "" : ",") + quoted(value);
+  for (const Element& element : elements) text += (text.empty() ? "" : ",") + quoted(text_of(element));
   return text;
 }
 
@@ -204,6 +307,24 @@ bool same(const std::optional<time_stamp>& a, const std::optional<time_stamp>& b
 }
 
 }  // namespace
+
+namespace detail {
+
+std::string manifest_text(const selection& lists) {
+  std::string text;
+  const auto add = [&text](const char* key, const auto& elements) {
+    for (const auto& element : elements) text += std::string(key) + "=" + quoted(text_of(element)) + "\n";
+  };
+  add("file", lists.files);
+  add("context", lists.context);
+  add("left_out", lists.left_out);
+  add("gap", lists.gaps);
+  add("chan", lists.channels);
+  add("exact", lists.exact);
+  return text;
+}
+
+}  // namespace detail
 
 selection selection::parse(std::string_view text) {
   selection read;
@@ -250,7 +371,13 @@ class selection_text {
                           static_cast<std::uint32_t>(whole.runs->last)));
     if (!whole.catalogue.empty()) add("catalog", quoted(whole.catalogue));
     if (!whole.data.empty()) add("data", quoted(whole.data));
+    if (!whole.context.empty()) add("context", list_of(whole.context));
+    if (!whole.left_out.empty()) add("left_out", list_of(whole.left_out));
+    if (!whole.gaps.empty()) add("gap", list_of(whole.gaps));
+    for (const manifest_name& manifest : whole.manifests)
+      add("manifest", quoted(manifest.path) + "," + std::string(digest_kind) + manifest.sha256);
     if (!whole.channels.empty()) add("chan", list_of(whole.channels));
+    if (!whole.exact.empty()) add("exact", list_of(whole.exact));
   }
 
   void add_events(const selection& whole) {
@@ -258,6 +385,7 @@ class selection_text {
     if (whole.to) add("to", detail::write_time(*whole.to));
     if (whole.first_event || whole.last_event) add("event", range_of(whole.first_event, whole.last_event));
     if (whole.step != 1) add("step", std::to_string(whole.step));
+    if (whole.phase != 0) add("phase", std::to_string(whole.phase));
     if (whole.limit) add("limit", std::to_string(*whole.limit));
   }
 
@@ -284,10 +412,15 @@ bool selection::operator==(const selection& other) const {
     return std::tie(one_of.files, one_of.experiment, one_of.stream, one_of.catalogue, one_of.data,
                     one_of.runs, one_of.channels, one_of.first_event, one_of.last_event, one_of.step,
                     one_of.limit, one_of.synch, one_of.join, one_of.join_channel, one_of.slow,
-                    one_of.max_age);
+                    one_of.max_age, one_of.context, one_of.left_out, one_of.manifests, one_of.exact,
+                    one_of.phase);
+  };
+  const auto same_gap = [](const missing_period& a, const missing_period& b) {
+    return same(a.from, b.from) && same(a.to, b.to);
   };
   return plain_fields(*this) == plain_fields(other) && same(from, other.from) && same(to, other.to) &&
-         span_of(tolerance) == span_of(other.tolerance);
+         span_of(tolerance) == span_of(other.tolerance) &&
+         std::equal(gaps.begin(), gaps.end(), other.gaps.begin(), other.gaps.end(), same_gap);
 }
 
 }  // namespace ravo

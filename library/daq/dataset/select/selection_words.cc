@@ -128,6 +128,12 @@ std::string quoted(std::string_view value) {
   return text + '"';
 }
 
+std::string key_of(const char* words) {
+  std::string key = words;
+  std::replace(key.begin(), key.end(), ' ', '_');
+  return key;
+}
+
 std::optional<std::uint32_t> read_number(std::string_view text) {
   return whole_number<std::uint32_t>(text);
 }

@@ -24,6 +24,9 @@ std::vector<selection_word> split_words(std::string_view text);
 /// A value as it can stand in a text: quoted when it has to be.
 std::string quoted(std::string_view value);
 
+/// The words of an enumerator as a name in a text: joined by "_".
+std::string key_of(const char* words);
+
 std::optional<std::uint32_t> read_number(std::string_view text);
 /// In UTC, with a fraction only where there is one.
 std::string write_time(const time_stamp& time);

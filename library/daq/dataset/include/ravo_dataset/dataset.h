@@ -24,6 +24,7 @@
 #include "ravo_dataset/histogram.h"
 #include "ravo_dataset/index.h"
 #include "ravo_dataset/ledger.h"
+#include "ravo_dataset/partition.h"
 #include "ravo_dataset/plan.h"
 #include "ravo_dataset/progress.h"
 #include "ravo_dataset/selection.h"
@@ -88,6 +89,7 @@ struct dataset_file {
   ravo_file_generation generation = ravo_file_generation::current;
   file_refusal refusal = file_refusal::none;  ///< why it was left out
   std::string problem;                        ///< the same in words; empty when it was not
+  bool is_context = false;                    ///< it is read for slow values alone
 };
 
 /// A dataset may be used by several threads at once. Events and columns may outlive it.
@@ -116,6 +118,11 @@ class dataset {
   RAVO_EXPORT std::vector<ravo_time_id> event_ids(std::stop_token stop = {}) const;
   /// What a reading of everything would take.
   RAVO_EXPORT read_plan plan(std::stop_token stop = {}) const;
+  /// Parts of the selection that can be read one by one, in any order, by several processes or machines:
+  /// what they deliver, their ledgers and their digests add up to those of the whole. Aligns all that is
+  /// not aligned yet; inflates nothing. The list is the caller's, outside memory_limit. Throws
+  /// selection_error unless the options say how to cut.
+  RAVO_EXPORT std::vector<partition> partitions(const partition_options& options) const;
 
   /// What a channel is. Decodes its first readable block, and reads the head of one block and the
   /// descriptions of each file. The answer is the caller's, outside memory_limit.

@@ -20,9 +20,11 @@ enum class found_by : std::uint8_t {
   name,          ///< its name in a data folder fits
   earlier_name,  ///< by its name it begins before the period, and may extend into it
   later_name,    ///< by its name it is the first one after the period
+  context,       ///< the selection lists it, or a folder that it is in, for slow values alone
 };
 
-/// A file of the answer. If it is taken, refusal is none; otherwise missing or still_written.
+/// A file of the answer. If it is taken, refusal is none; otherwise missing or still_written, or of a file
+/// that the selection lists as left out the reason that it gives.
 struct found_file {
   std::string path;
   found_by by = found_by::listing;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ravo_core_records.h"
+#include "ravo_dataset/ledger.h"
 #include "ravo_export.h"
 
 namespace ravo {
@@ -38,6 +39,36 @@ struct run_numbers {
   bool operator==(const run_numbers&) const = default;
 };
 
+/// A channel that was found once, with all that was found out: a part of a larger selection has the same
+/// channels as the whole, whichever files it reads.
+struct exact_channel {
+  std::string name;
+  int member = -1;          ///< -1: the whole channel
+  std::string member_name;  ///< by which it may be asked for too: "NAME:MEMBER"; may be empty
+  bool is_slow = false;
+  bool operator==(const exact_channel&) const = default;
+};
+
+/// A file that is known to be left out.
+struct left_out_file {
+  std::string path;
+  file_refusal reason = file_refusal::missing;
+  bool operator==(const left_out_file&) const = default;
+};
+
+/// A period from which files are missing; excludes its end. Without a limit it is open on that side.
+struct missing_period {
+  std::optional<time_stamp> from;
+  std::optional<time_stamp> to;
+};
+
+/// A file with lists of a selection, and what its bytes have to be.
+struct manifest_name {
+  std::string path;
+  std::string sha256;  ///< 64 hexadecimal digits, lower case
+  bool operator==(const manifest_name&) const = default;
+};
+
 struct selection {
   // ---- files: those listed; else those of the runs or of the period, as the reader's request finds them
   // ----
@@ -47,17 +78,32 @@ struct selection {
   std::string catalogue;            ///< directory of the run catalogue
   std::string data;                 ///< directory of the raw files, or several joined by ":"
   std::optional<run_numbers> runs;  ///< refused if files are listed
+  /// Raw files and folders that are read for slow values alone, which other files' events hold. Their
+  /// events are not part of the selection, and nothing of them is counted. They must not overlap the other
+  /// files in time.
+  std::vector<std::string> context;
+  /// Files of the selection that are known to be left out: they are not opened, and the ledger lists them.
+  std::vector<left_out_file> left_out;
+  /// From when values are missing: a slow value that would be held across such a period is stale. For files
+  /// that turn out to be unreadable when they are opened this is found out from their names.
+  std::vector<missing_period> gaps;
+  /// Files with more of these lists: files, context, left_out, gaps, channels and exact. What they list
+  /// comes before what is listed here.
+  std::vector<manifest_name> manifests;
 
   // ---- channels: each an exact name, a glob (* ? [...]), or "~" and a regular expression for the whole
   // name; with ":n" after it the member n only. Empty: all channels. ----
   std::vector<std::string> channels;
+  /// Instead of patterns: the channels themselves. One that the files lack is not_recorded at every event.
+  std::vector<exact_channel> exact;
 
   // ---- events: all limits are inclusive, and all that are given hold ----
   std::optional<time_stamp> from;
   std::optional<time_stamp> to;
   std::optional<std::uint32_t> first_event;
   std::optional<std::uint32_t> last_event;
-  std::uint32_t step = 1;              ///< every step-th of the events that are left, the first included
+  std::uint32_t step = 1;              ///< every step-th of the events that are left, from the first one on
+  std::uint32_t phase = 0;             ///< or from the one at this position on, which is less than the step
   std::optional<std::uint32_t> limit;  ///< only the first ones of those; at least 1
 
   // ---- alignment ----
@@ -71,12 +117,14 @@ struct selection {
 
   /// Reads the text form. Words are parted by blanks:
   ///   EXPERIMENT/STREAM  run=N or N-M  file=PATH,...  chan=PATTERN,...  from=TIME  to=TIME
-  ///   event=N, N-M, N- or -M  step=N  limit=N  synch=number|time  tolerance=SPAN
+  ///   event=N, N-M, N- or -M  step=N  phase=N  limit=N  synch=number|time  tolerance=SPAN
   ///   join=any|all|with:CHANNEL  slow=none|hold|nearest  max_age=SPAN  catalog=DIR  data=DIR
+  ///   context=PATH,...  exact=KIND:NAME,...  left_out=REASON:PATH,...  gap=FROM/TO,...
+  ///   manifest=PATH,sha256:DIGEST
   /// A TIME is one of time_grammar.h, such as YYYY-MM-DDTHH:MM:SS[.FRACTION]Z or seconds since 1970 (UTC
   /// unless it says otherwise; to= may count from from=), a SPAN a number followed by us, ms, s, min or h.
   /// What holds blanks, commas, quotes or control characters is quoted: "...", with \", \\ and \xNN, a
-  /// byte. file= and chan= may be repeated. Throws selection_error that names the word.
+  /// byte. Lists may be repeated. Throws selection_error that names the word.
   RAVO_EXPORT static selection parse(std::string_view text);
 
   /// The text from which parse() makes this selection; defaults are left out.
