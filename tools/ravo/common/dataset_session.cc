@@ -41,9 +41,9 @@ std::vector<std::string> paths_of(const dataset& data) {
 
 // A named file that does not exist is a typing mistake: no policy makes that good.
 void check_that_files_are_there(const selection& wanted) {
-  for (const std::string& path : wanted.files) {
-    if (!is_there(path)) throw data_failure(path + ": " + why_not_readable(path).value_or("it is gone"));
-  }
+  for (const auto* const paths : {&wanted.files, &wanted.context})
+    for (const std::string& path : *paths)
+      if (!is_there(path)) throw data_failure(path + ": " + why_not_readable(path).value_or("it is gone"));
 }
 
 std::string absolute(const std::string& path) {
@@ -55,6 +55,9 @@ std::string absolute(const std::string& path) {
 // The selection in a form that is valid elsewhere too: a relative path would mean something else there.
 selection independent_of_the_directory(selection printed) {
   for (std::string& path : printed.files) path = absolute(path);
+  for (std::string& path : printed.context) path = absolute(path);
+  for (left_out_file& file : printed.left_out) file.path = absolute(file.path);
+  for (manifest_name& manifest : printed.manifests) manifest.path = absolute(manifest.path);
   if (!printed.catalogue.empty()) printed.catalogue = absolute(printed.catalogue);
   std::string folders;
   for (std::size_t at = 0; at < printed.data.size();) {

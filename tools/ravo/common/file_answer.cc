@@ -79,6 +79,8 @@ const char* text_of(found_by how) {
       return "edge: comes before the first";
     case found_by::later_name:
       return "edge: comes after the last";
+    case found_by::context:
+      return "for slow values alone";
   }
   return "";
 }
@@ -95,6 +97,8 @@ const char* key_of(found_by how) {
       return "edge_before";
     case found_by::later_name:
       return "edge_behind";
+    case found_by::context:
+      return "context";
   }
   return "";
 }
@@ -110,6 +114,7 @@ constexpr outcome outside_period{"outside_period", "no events of the period"};
 constexpr outcome not_closed{"not_closed",
                              "not closed: it changed less than half a minute ago and may still be written"};
 constexpr outcome not_found{"not_found", "not found, or not readable, in the data directories"};
+constexpr outcome left_out{"left_out", "it was left out when the selection was cut"};
 constexpr outcome not_readable{"not_readable", "it cannot be read as a raw file; `ravo info` says why"};
 
 bool has_events_of(const raw_file& file, const selection& wanted) {
@@ -123,7 +128,8 @@ bool has_events_of(const raw_file& file, const selection& wanted) {
 // For an existing file the event index decides, as when it is read.
 outcome outcome_of(const found_file& file, const selection& wanted) {
   if (file.refusal == file_refusal::still_written) return not_closed;
-  if (file.refusal != file_refusal::none) return not_found;
+  if (file.refusal == file_refusal::missing) return not_found;
+  if (file.refusal != file_refusal::none) return left_out;
   try {
     return has_events_of(raw_file(file.path), wanted) ? taken : outside_period;
   } catch (const tables_too_large&) {

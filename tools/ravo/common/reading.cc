@@ -259,6 +259,9 @@ void check_that_the_reader_can(const selection& wanted, const selection_argument
     if (is_asked) throw usage_failure(fmt::format("{} is not for --classic", what));
   };
   refuse_if(wanted.step != 1, "a step of events");
+  refuse_if(!wanted.context.empty(), "context=");
+  refuse_if(!wanted.exact.empty(), "exact=");
+  refuse_if(!wanted.manifests.empty(), "a manifest");
   refuse_if(wanted.join != join_policy::any, "a join of channels");
   refuse_if(wanted.max_age.has_value(), "an age of held values");
   refuse_if(arguments.slow.has_value(), "--slow");

@@ -12,6 +12,7 @@
 #include "common/whole_file.h"
 #include "format/time.h"
 #include "ravo_dataset/errors.h"
+#include "ravo_dataset/manifest.h"
 
 namespace ravo::tool {
 namespace {
@@ -134,10 +135,11 @@ asked_selection make_selection(const selection_arguments& arguments) {
   if (!wanted.files.empty() && wanted.runs) throw usage_failure("run= is for requests without FILES");
   take_request(arguments, wanted);
   check_number_of_runs(wanted);
-  if (wanted.files.empty() && !wanted.runs && !wanted.from && !arguments.from)
+  if (wanted.files.empty() && wanted.manifests.empty() && !wanted.runs && !wanted.from && !arguments.from)
     throw usage_failure("say what to read: FILES, or --run N[-M], or --from TIME and --to TIME");
   take_window(arguments, wanted);
   take_rules(arguments, wanted);
+  asked.has_exact_channels = !with_manifests(wanted).exact.empty();
   return asked;
 }
 
@@ -212,8 +214,11 @@ const char* const selection_help =
     R"(SELECTION is raw files, folders of raw files (*.raw), or a text of words that can be mailed:
   linac/main run=1207 chan=LINAC/BPM/*,LINAC/CAMERA/001 from=2025-03-01T08:00:00Z step=10
   EXPERIMENT/STREAM  run=N or N-M  file=PATH,...  chan=PATTERN,...  from=TIME  to=TIME  event=N-M
-  step=N  limit=N  synch=number|time  tolerance=SPAN  join=any|all|with:CHANNEL
+  step=N  phase=N  limit=N  synch=number|time  tolerance=SPAN  join=any|all|with:CHANNEL
   slow=none|hold|nearest  max_age=SPAN  catalog=DIR  data=DIR
+and in parts of a larger selection
+  context=PATH,...  exact=KIND:NAME,...  left_out=REASON:PATH,...  gap=FROM/TO,...
+  manifest=PATH,sha256:DIGEST
 Options take precedence over words of the text. What was read is printed back as such a text at the end.
 )";
 

@@ -38,9 +38,9 @@ void ask_for(const std::string& column, std::vector<std::string>& channels) {
 // `read` shows the last value of a slow channel, unless the selection's text sets a policy for them.
 asked_selection what_to_read(const options& asked) {
   asked_selection made = selection_of(asked.what);
-  if (asked.column) ask_for(*asked.column, made.wanted.channels);
+  if (asked.column && !made.has_exact_channels) ask_for(*asked.column, made.wanted.channels);
   if (!made.has_text && !asked.what.slow && !asked.column) made.wanted.slow = slow_policy::hold;
-  if (!asked.explain && made.wanted.channels.empty())
+  if (!asked.explain && made.wanted.channels.empty() && !made.has_exact_channels)
     throw usage_failure("--channel is required; `ravo channels FILE` lists the channels of a file");
   return made;
 }
