@@ -204,6 +204,26 @@ void read_parts(const dataset& data) {
   }
 }
 
+/// The parts of a selection, each opened by its text, have the events and the digests of the whole.
+void read_partitions(const dataset& whole, const digests& of_whole) {
+  partition_options cut;
+  cut.count = 2;
+  dataset_options options;
+  options.threads = 2;
+  options.memory_limit = most_memory;
+  std::size_t events = 0;
+  digests sum(of_whole.size());
+  for (const partition& part : whole.partitions(cut)) {
+    const dataset data = dataset::open(part.text(), options);
+    events += data.size();
+    const digests of_part = read_events(data, event_order::forward);
+    expect(of_part.size() == sum.size(), "a part has the channels of the whole");
+    for (std::size_t i = 0; i < sum.size(); ++i) sum[i].add(of_part[i]);
+  }
+  expect(events == whole.size(), "parts have all events");
+  expect(sum == of_whole, "the digests of parts add up");
+}
+
 void use(const selection& wanted) {
   dataset_options options;
   options.threads = 2;
@@ -221,6 +241,7 @@ void use(const selection& wanted) {
   const std::vector<named_digest> at_once = data.digest();
   for (std::size_t channel = 0; channel < by_event.size(); ++channel)
     expect(at_once[channel].digest == by_event[channel], "every way of reading has the same digest");
+  read_partitions(data, by_event);
   expect(data.ledger().is_balanced(), "the account of all readings balances");
   expect(data.peak_memory() <= most_memory, "the memory limit holds");
   static_cast<void>(data.ledger().to_text());

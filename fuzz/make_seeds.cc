@@ -242,6 +242,10 @@ void add_selections(seed_folder& seeds) {
        {"linac/main run=1207-1210 chan=BPM*,CAM/1:0 from=2025-03-01T08:00:00.25Z to=1740816000 step=10",
         "file=/data/a.raw,\"/data/b c.raw\" chan=~LINAC/.* synch=time tolerance=50ms join=with:LINAC/BPM "
         "slow=hold max_age=2h",
+        "file=/b.raw context=/a.raw exact=fast.0.CHARGE:LINAC/BPM,slow:S left_out=missing:/c.raw step=3 "
+        "phase=2 "
+        "gap=2025-03-01T08:00:00Z/2025-03-01T08:00:01Z,/1740816000,/",
+        "manifest=/list,sha256:e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855",
         "catalog=/cat data=/a:/b event=5- join=all slow=nearest", "event=-7", ""})
     seeds.add("selection", text);
   for (const char generation : {'\0', '\1'})

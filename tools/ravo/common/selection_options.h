@@ -31,8 +31,8 @@ struct selection_arguments {
 /// A selection, and how it was asked for.
 struct asked_selection {
   selection wanted;
-  bool has_text = false;       ///< words of a selection were among the arguments
-  bool has_tolerance = false;  ///< the tolerance was asked for, even if it is the usual one
+  bool has_text = false;            ///< words of a selection were among the arguments
+  bool has_tolerance = false;       ///< the tolerance was asked for, even if it is the usual one
   bool has_exact_channels = false;  ///< its channels are listed one by one, not as patterns
 };
 
