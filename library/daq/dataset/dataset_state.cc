@@ -115,7 +115,7 @@ void dataset_state::list_files(const std::vector<std::string>& paths, const file
   const auto is_context = [](const dataset_file& file) { return file.is_context; };
   if (std::all_of(files.readable.begin(), files.readable.end(), is_context))
     throw file_left_out(files.refused.front());
-  if (wanted.slow != slow_policy::none) set_gaps(readable);
+  set_gaps(readable);
   if (readable.size() < paths.size()) opened.set_paths(std::move(readable));
 }
 

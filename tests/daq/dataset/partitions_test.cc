@@ -64,6 +64,25 @@ struct seen_rows {
   }
 };
 
+/// What the tables say of the rows of a channel.
+struct seen_index {
+  std::vector<std::uint32_t> numbers;
+  std::vector<std::int64_t> times;
+  std::vector<index_status> status;
+  std::vector<std::int64_t> ages;
+  bool operator==(const seen_index&) const = default;
+
+  void add(const channel_index& index) {
+    numbers.insert(numbers.end(), index.numbers().begin(), index.numbers().end());
+    times.insert(times.end(), index.times_us().begin(), index.times_us().end());
+    status.insert(status.end(), index.status.begin(), index.status.end());
+    for (std::size_t i = 0; i < index.size(); ++i) ages.push_back(index.ages.empty() ? 0 : index.ages[i]);
+  }
+};
+
+/// Of one channel, a bin a second.
+using seen_bins = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
+
 column_options rows_of_events() {
   column_options options;
   options.rows = column_rows::events;
@@ -74,6 +93,9 @@ column_options rows_of_events() {
 struct seen_all {
   std::vector<seen_event> events;
   std::vector<seen_rows> recorded, by_event;  ///< by channel
+  std::vector<seen_index> index;              ///< of rows by event
+  std::vector<seen_bins> available;           ///< recorded and damaged
+  std::vector<named_value_digest> value_digests;
   std::size_t size = 0;
   read_ledger of_events, of_columns;
   std::vector<named_digest> digests;
@@ -93,6 +115,30 @@ struct seen_all {
       by_event[i].add(data.column(data.channels()[i].label, rows_of_events()));
     }
     add_digests(digests, digests_from_json(digests_to_json(data.digest())));
+    add_computed(data);
+  }
+
+ private:
+  void add_computed(const dataset& data) {
+    index_options by_events;
+    by_events.rows = column_rows::events;
+    const dataset_index tables = data.index(by_events);
+    index.resize(tables.channels.size());
+    for (std::size_t i = 0; i < index.size(); ++i) index[i].add(tables.channels[i]);
+    availability_options bins;
+    bins.bins = 50;
+    bins.from = std::int64_t{noon - 10} * 1000000;
+    bins.to = std::int64_t{noon + 40} * 1000000;
+    const availability_map map = data.availability(bins);
+    available.resize(map.channels.size(), seen_bins(bins.bins));
+    for (std::size_t i = 0; i < available.size(); ++i)
+      for (std::size_t bin = 0; bin < bins.bins; ++bin) {
+        available[i][bin].first += map.channels[i].bins[bin].recorded;
+        available[i][bin].second += map.channels[i].bins[bin].damaged;
+      }
+    const std::vector<named_value_digest> more = data.value_digests();
+    value_digests.resize(more.size());
+    for (std::size_t i = 0; i < more.size(); ++i) value_digests[i].digest.add(more[i].digest);
   }
 };
 
@@ -194,6 +240,10 @@ std::size_t expect_same_as_whole(const dataset& whole, const seen_all& expected,
   EXPECT_EQ(sum.recorded, expected.recorded);
   EXPECT_EQ(sum.by_event, expected.by_event);
   EXPECT_EQ(sum.digests, expected.digests);
+  EXPECT_EQ(sum.index, expected.index);
+  EXPECT_EQ(sum.available, expected.available);
+  for (std::size_t i = 0; i < expected.value_digests.size(); ++i)
+    EXPECT_EQ(sum.value_digests[i].digest, expected.value_digests[i].digest);
   expect_same_ledger(sum.of_events, expected.of_events);
   expect_same_ledger(sum.of_columns, expected.of_columns);
   return parts.size();
@@ -483,6 +533,20 @@ TEST(Gaps, MakeHeldValuesStale) {
   using enum value_status;
   const dataset data = dataset::open(wanted.to_text());
   EXPECT_THAT(data.column("S", rows_of_events()).status, ElementsAre(ok, held, stale, stale));
+}
+
+TEST(Gaps, AreFilesThatAreMissingFromWhatIsAvailable) {
+  const temporary_folder folder;
+  selection wanted = of_files(files_of_one_event<layout_2010>(folder, 4), {"A"});
+  wanted.gaps = {{time_stamp{noon + 1, 500000}, time_stamp{noon + 1, 500001}}};
+  availability_options seconds;
+  seconds.bins = 4;
+  seconds.from = std::int64_t{noon} * 1000000;
+  seconds.to = std::int64_t{noon + 4} * 1000000;
+  const availability_map map = dataset::open(wanted.to_text()).availability(seconds);
+  std::vector<bool> missing;
+  for (const availability_bin& bin : map.channels.at(0).bins) missing.push_back(bin.is_file_missing);
+  EXPECT_THAT(missing, ElementsAre(false, true, false, false));
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "align/missing_spans.h"
 #include "ravo_dataset/errors.h"
 #include "read/bins_of_axis.h"
 #include "read/segment_walk.h"
@@ -77,9 +76,7 @@ class availability_maker {
 
   /// Their tables are not known: any channel may have values in them.
   void mark_files_that_were_refused() {
-    std::vector<std::string> readable;
-    for (const dataset_file& file : state_.files.readable) readable.push_back(file.path);
-    for (const time_gap& gap : missing_spans(state_.files.refused, readable))
+    for (const time_gap& gap : state_.timeline.gaps())
       for (std::size_t channel = 0; channel < map_.channels.size(); ++channel) mark(channel, gap);
   }
 
