@@ -1,5 +1,5 @@
-// What the tables and descriptions of raw files say about the channels that a dataset reads and
-// the dataset itself does not report: units, and the data type that a single member was cut from.
+// What printing the values of a dataset needs to know of its channels: units, axes, and the data type that
+// a single member was cut from.
 #ifndef RAVO_TOOL_CHANNEL_FACTS_H
 #define RAVO_TOOL_CHANNEL_FACTS_H
 
@@ -15,13 +15,14 @@ namespace ravo::tool {
 struct channel_facts {
   std::string label;
   std::string name;
-  int member = -1;           ///< -1: the whole channel
-  std::string units;         ///< empty if no file that was scanned has any
+  int member = -1;    ///< -1: the whole channel
+  std::string units;  ///< of a single member its own; empty if the files do not say
+  std::string axis_label;
+  std::string axis_unit;
   std::uint32_t stored = 0;  ///< data type of its blocks in the files; 0 if not known
 };
 
-/// Scans files of the dataset until all facts are known,
-/// but only the first few: they mostly say the same.
+/// As the first few files describe them: files mostly say the same.
 std::vector<channel_facts> facts_of(const dataset& data);
 
 /// Throws data_failure if a channel is asked for a member that its

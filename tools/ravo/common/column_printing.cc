@@ -256,13 +256,14 @@ json row_object(const column_data& column, const column_rows_summary& summary, r
 channel_facts facts_of_channel(const dataset& data, const column_data& column) {
   for (channel_facts& one : facts_of(data))
     if (one.label == column.channel) return std::move(one);
-  return {column.channel, column.channel, -1, "", 0};
+  return {column.channel, column.channel, -1, "", "", "", 0};
 }
 
-json closing_of(const column_data& column, std::size_t printed) {
+json closing_of(const column_data& column, const channel_facts& facts, std::size_t printed) {
   json closing = {{"channel", column.channel},
                   {"kind", name_of(column.layout.kind)},
                   {"element", element_name(column.layout.element)},
+                  {"units", facts.units},
                   {"ragged", column.is_ragged()},
                   {"rows", column.size()},
                   {"printed", printed}};
@@ -271,6 +272,8 @@ json closing_of(const column_data& column, std::size_t printed) {
     closing["axis"] = axis_object(
         column.layout.kind, {column.start, column.increment, column.groups_increment, column.y_start});
     closing["axis"]["changes"] = !column.axes.empty();
+    closing["axis"]["label"] = facts.axis_label;
+    closing["axis"]["units"] = facts.axis_unit;
   }
   return closing;
 }
@@ -291,11 +294,11 @@ void print_column(dataset_session& session, const dataset& data, const column_re
   }();
   session.hide_progress();
   std::size_t printed = 0;
+  const channel_facts facts = facts_of_channel(data, column);
   const auto close = [&] {
     session.set_ledger(column.ledger_of_rows(printed));
-    session.add_to_closing("column", closing_of(column, printed));
+    session.add_to_closing("column", closing_of(column, facts, printed));
   };
-  const channel_facts facts = facts_of_channel(data, column);
   const column_rows_summary summary(column, facts);
   table_printer table(column, facts, asked.contents, session.out());
   if (session.form() == print_form::table) table.print_heading();

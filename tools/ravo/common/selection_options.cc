@@ -234,7 +234,7 @@ void add_limit_options(CLI::App& command, limit_arguments& arguments) {
       command.add_option("--memory", arguments.memory, "Memory that reading may take, such as 512M  [1G]"))
       ->type_name("SIZE");
   limit(command.add_option("--max-block", arguments.largest_block,
-                           "Leave out blocks that decode to more than this, such as 64M"))
+                           "Leave out blocks that decode to more than this, such as 64M  [256M]"))
       ->type_name("SIZE");
   limit(command.add_option("--threads", arguments.threads,
                            "Threads that decode  [as many as the machine has]"))
