@@ -158,6 +158,7 @@ struct seen_numbers {
 struct seen_value {
   std::size_t ordinal = 0;
   ravo_time_id event{};
+  ravo_time_id recorded{};
   value_status status = value_status::ok;
   bool has_numbers = false;
   std::vector<seen_numbers> series;
@@ -197,7 +198,7 @@ inline std::vector<seen_value> values_of(const dataset& data, const std::string&
     const value seen = one[channel];
     const std::size_t position = ordinal++;
     if (seen.is_held() || seen.status() == value_status::not_recorded) continue;
-    all.push_back({position, one.id(), seen.status(), false, {}});
+    all.push_back({position, one.id(), seen.recorded_with(), seen.status(), false, {}});
     if (seen.status() == value_status::ok) note_numbers(seen, all.back());
   }
   return all;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "brute_force.h"
+#include "format/time.h"
 #include "read/number_totals.h"
 
 namespace {
@@ -20,6 +21,14 @@ void expect_same(const number_statistics& seen, const number_statistics& expecte
   EXPECT_PRED2(is_same_number, seen.greatest, expected.greatest);
 }
 
+void expect_first_and_last(const channel_statistics& seen, const std::vector<seen_value>& values) {
+  if (values.empty()) return;
+  EXPECT_EQ(seen.first.event_number, values.front().recorded.event_number);
+  EXPECT_EQ(in_microseconds(seen.first.time), in_microseconds(values.front().recorded.time));
+  EXPECT_EQ(seen.last.event_number, values.back().recorded.event_number);
+  EXPECT_EQ(in_microseconds(seen.last.time), in_microseconds(values.back().recorded.time));
+}
+
 void expect_statistics(const dataset& data, const channel_statistics& seen) {
   SCOPED_TRACE(seen.channel);
   const std::vector<seen_value> values = values_of(data, seen.channel);
@@ -35,10 +44,7 @@ void expect_statistics(const dataset& data, const channel_statistics& seen) {
   EXPECT_TRUE(seen.ledger.is_balanced());
   EXPECT_EQ(seen.ledger.delivered(), by_status[0]);
   EXPECT_EQ(seen.ledger.missing(), values.size() - by_status[0]);
-  if (!values.empty()) {
-    EXPECT_EQ(seen.first.event_number, values.front().event.event_number);
-    EXPECT_EQ(seen.last.event_number, values.back().event.event_number);
-  }
+  expect_first_and_last(seen, values);
   const std::vector<std::string> series = series_of(values);
   ASSERT_EQ(seen.series.size(), series.size());
   for (std::size_t i = 0; i < series.size(); ++i) {
@@ -102,8 +108,9 @@ TYPED_TEST(Statistics, OfGeneratedSetsWithDamageAreThoseOfTheEvents) {
       EXPECT_EQ(seen[i].ledger.channels.at(0).expected, expected.channels[i].expected);
       EXPECT_EQ(seen[i].ledger.channels.at(0).missing, expected.channels[i].missing);
       EXPECT_EQ(seen[i].values, expected.channels[i].expected - of_no_event);
-      const auto numbers =
-          numbers_in(values_of(data, seen[i].channel), "0", [](const seen_value&) { return true; });
+      const std::vector<seen_value> values = values_of(data, seen[i].channel);
+      expect_first_and_last(seen[i], values);
+      const auto numbers = numbers_in(values, "0", [](const seen_value&) { return true; });
       if (numbers.empty()) continue;
       ASSERT_EQ(seen[i].series.size(), 1u);
       EXPECT_EQ(seen[i].series[0].name, "CH0");

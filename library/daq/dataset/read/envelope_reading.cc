@@ -73,9 +73,8 @@ class envelope_reading {
     made_.bins.resize(bins_.size());
     for (std::size_t i = 0; i <= bins_.size(); ++i) made_.edges.push_back(bins_.edge(i));
     series_collector<std::vector<binned_totals>, std::vector<number_totals>, binning_account> collector(
-        *state_, channel_, {&bins_},
-        [this](std::uint64_t ordinal, const ravo_time_id& event, value_status status) {
-          add(ordinal, event, status);
+        *state_, channel_, {&bins_}, [this](const walked_rows& rows, std::size_t row, value_status status) {
+          add(rows.ordinals[row], rows.event(row), status);
         });
     made_.ledger = walk(collector);
     for (const auto* const series : collector.series().in_order()) {

@@ -138,7 +138,7 @@ class histogram_reading {
   }
 
  private:
-  static void ignore_rows(std::uint64_t, const ravo_time_id&, value_status) {}
+  static void ignore_rows(const walked_rows&, std::size_t, value_status) {}
   bool has_both() const { return options_.from && options_.to; }
   std::string what() const { return "The histogram of " + (*state_).channels[channel_].label; }
 

@@ -53,8 +53,7 @@ struct value_counts {
 };
 
 /// What is computed of each recorded value, in the order of the events.
-using row_visitor =
-    std::function<void(std::uint64_t ordinal, const ravo_time_id& event, value_status status)>;
+using row_visitor = std::function<void(const walked_rows& rows, std::size_t row, value_status status)>;
 
 /// `InChunk`: what is computed of a series in one chunk; `Whole`: of all of them. An account says how:
 ///   InChunk begin(const series_run&, room)     nothing so far; `room(bytes)` reserves memory
@@ -76,8 +75,7 @@ class series_collector : public value_taker {
 
   void end(const walked_rows& rows, std::span<const value_status> statuses) override {
     counts_.stored_bytes += rows.stored_bytes;
-    for (std::size_t row = 0; row < statuses.size(); ++row)
-      visit_row_(rows.ordinals[row], rows.event(row), statuses[row]);
+    for (std::size_t row = 0; row < statuses.size(); ++row) visit_row_(rows, row, statuses[row]);
   }
 
   series_table<Whole>& series() { return whole_; }

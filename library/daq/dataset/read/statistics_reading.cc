@@ -73,9 +73,10 @@ class channel_account {
  public:
   channel_account(dataset_state& state, std::size_t channel)
       : state_(state),
-        collector_(
-            state, channel, {},
-            [this](std::uint64_t, const ravo_time_id& event, value_status status) { add(event, status); }) {
+        collector_(state, channel, {},
+                   [this](const walked_rows& rows, std::size_t row, value_status status) {
+                     add(rows, row, status);
+                   }) {
     made_.channel = state.channels[channel].label;
   }
   channel_account(const channel_account&) = delete;
@@ -97,11 +98,11 @@ class channel_account {
   }
 
  private:
-  void add(const ravo_time_id& event, value_status status) {
-    if (made_.values++ == 0) made_.first = event;
-    made_.last = event;
+  void add(const walked_rows& rows, std::size_t row, value_status status) {
+    if (made_.values++ == 0) made_.first = rows.first_recorded;
+    made_.last = rows.last_recorded;
     ++made_.by_status[static_cast<std::size_t>(status)];
-    if (gaps_.add(event.event_number))
+    if (gaps_.add(rows.event(row).event_number))
       grow(state_, reserved_, gap_finder::bytes_of_distance, "The gaps of " + made_.channel);
   }
 

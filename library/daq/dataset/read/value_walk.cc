@@ -150,6 +150,9 @@ class walker {
       list.index.push_back(static_cast<std::uint32_t>(at));
       list.row.push_back(rows.ordinals.size());
       list.stored.push_back(aligned.entries[at].stored);
+      const ravo_time_id recorded{aligned.entries[at].number, aligned.entries[at].time};
+      if (rows.ordinals.empty()) rows.first_recorded = recorded;
+      rows.last_recorded = recorded;
       add_row(rows, of_event, part.events[event]);
       rows.stored_bytes += aligned.entries[at].stored;
     });

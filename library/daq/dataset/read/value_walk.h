@@ -22,6 +22,8 @@ struct walked_rows {
   column_plan plan;                     ///< its column has numbers and times of the rows' events
   std::vector<std::uint64_t> ordinals;  ///< of these among the selection's events
   std::uint64_t stored_bytes = 0;       ///< of the rows' blocks
+  ravo_time_id first_recorded{};        ///< what the channel itself has of the first row's event
+  ravo_time_id last_recorded{};
   ravo_time_id event(std::uint64_t row) const { return {plan.column.numbers[row], plan.column.times[row]}; }
 };
 

@@ -71,8 +71,8 @@ struct channel_statistics {
   std::uint64_t texts = 0;          ///< how many of these are texts
   std::uint64_t stored_bytes = 0;   ///< of the blocks in the files
   std::uint64_t decoded_bytes = 0;  ///< of the data of the blocks that can be read
-  ravo_time_id first{};             ///< the first event with a value, and the last
-  ravo_time_id last{};
+  ravo_time_id first{};             ///< what the first value was recorded with, as value::recorded_with()
+  ravo_time_id last{};              ///< the same of the last one
   std::optional<gap_statistics>
       gaps;  ///< `nullopt` of fewer than three values, and of events without numbers
   /// Members in their order, and records in the order in which they first occur.
