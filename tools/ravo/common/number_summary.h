@@ -41,19 +41,6 @@ number_summary summarise_numbers(std::size_t count, At at) {
   return summary;
 }
 
-/// Adds more numbers to a summary.
-inline void merge(number_summary& to, const number_summary& more) {
-  if (more.has_any()) {
-    if (!to.has_any() || more.min < to.min) to.min = more.min;
-    if (!to.has_any() || more.max > to.max) to.max = more.max;
-    const auto had = static_cast<double>(to.count - to.not_finite);
-    const auto adds = static_cast<double>(more.count - more.not_finite);
-    to.mean = (to.mean * had + more.mean * adds) / (had + adds);
-  }
-  to.count += more.count;
-  to.not_finite += more.not_finite;
-}
-
 }  // namespace ravo::tool
 
 #endif

@@ -1,9 +1,9 @@
 // ravo stat: what channels hold, over a selection: events, rate, gaps, bytes, least, mean and greatest.
 #include <fmt/format.h>
 
-#include <cmath>
+#include <algorithm>
 
-#include "common/channel_statistics.h"
+#include "common/channel_facts.h"
 #include "common/dataset_session.h"
 #include "common/request_options.h"
 #include "common/sizes.h"
@@ -14,9 +14,17 @@
 namespace ravo::tool {
 namespace {
 
-double ratio_of(const channel_statistics& one, std::uint64_t stored) {
-  return stored == 0 ? 0 : static_cast<double>(one.decoded_bytes()) / static_cast<double>(stored);
+double ratio_of(const channel_statistics& one) {
+  return one.stored_bytes == 0
+             ? 0
+             : static_cast<double>(one.decoded_bytes) / static_cast<double>(one.stored_bytes);
 }
+
+/// The ledger counts the missing values: it also has those that belong to no event.
+std::uint64_t missing_of(const channel_statistics& one) { return one.ledger.missing(); }
+
+/// Values that can be read, are no texts, and have no numbers all the same.
+std::uint64_t without_numbers(const channel_statistics& one) { return one.without_numbers - one.texts; }
 
 // ---- for people
 
@@ -34,113 +42,116 @@ void print_heading(std::size_t width, output& out) {
 }
 
 std::string gaps_text(const channel_statistics& one) {
-  const auto gaps = one.gaps();
-  if (!gaps) return "-";
-  return gaps->count == 0 ? "0" : fmt::format("{} ({})", gaps->count, gaps->events);
+  if (!one.gaps) return "-";
+  return one.gaps->count == 0 ? "0" : fmt::format("{} ({})", one.gaps->count, one.gaps->events);
 }
 
-std::string numbers_text(const number_summary& numbers, const std::string& unit) {
-  if (!numbers.has_any()) return fmt::format("{:<10} {:>11}", numbers.name, "none finite");
-  return fmt::format("{:<10} {:>11.6g} {:>11.6g} {:>11.6g} {}", numbers.name, numbers.min, numbers.mean,
-                     numbers.max, unit);
+std::string numbers_text(const series_statistics& series, const std::string& unit) {
+  const number_statistics& numbers = series.numbers;
+  if (numbers.finite() == 0) return fmt::format("{:<10} {:>11}", series.name, "none finite");
+  return fmt::format("{:<10} {:>11.6g} {:>11.6g} {:>11.6g} {}", series.name, numbers.least, numbers.mean,
+                     numbers.greatest, unit);
 }
 
-void print_row(const channel_statistics& one, std::uint64_t missing, std::uint64_t stored,
-               std::size_t width, output& out) {
+void print_row(const channel_statistics& one, const channel_facts& facts, std::size_t width, output& out) {
   const auto rate = one.rate();
-  std::string head = row_text(one.channel().label, width, one.values(), missing,
+  std::string head = row_text(one.channel, width, one.values, missing_of(one),
                               rate ? fmt::format("{:.3g} Hz", *rate) : "-", gaps_text(one),
-                              format_size(stored), format_size(one.decoded_bytes()),
-                              stored ? fmt::format("{:.2f}", ratio_of(one, stored)) : "-", "");
-  if (one.without_numbers() > 0) {
-    out.print_line(head + fmt::format("{} value{} without numbers: no pictures, or unknown data",
-                                      one.without_numbers(), one.without_numbers() == 1 ? "" : "s"));
+                              format_size(one.stored_bytes), format_size(one.decoded_bytes),
+                              one.stored_bytes ? fmt::format("{:.2f}", ratio_of(one)) : "-", "");
+  if (const std::uint64_t count = without_numbers(one); count > 0) {
+    out.print_line(head + fmt::format("{} value{} without numbers: no pictures, or unknown data", count,
+                                      count == 1 ? "" : "s"));
     head.assign(head.size(), ' ');
-  } else if (one.numbers().empty()) {
+  } else if (one.series.empty()) {
     return out.print_line(head);
   }
-  const int only = one.channel().member;
-  for (std::size_t i = 0; i < one.numbers().size(); ++i) {
+  const int only = facts.member;
+  for (std::size_t i = 0; i < one.series.size(); ++i) {
     const std::size_t member = only >= 0 ? static_cast<std::size_t>(only) : i;
-    out.print_line(head +
-                   numbers_text(one.numbers()[i], unit_of_member(one.channel().units, member,
-                                                                 only >= 0 ? 0 : one.numbers().size())));
+    out.print_line(head + numbers_text(one.series[i], unit_of_member(facts.units, member,
+                                                                     only >= 0 ? 0 : one.series.size())));
     head.assign(head.size(), ' ');
   }
 }
 
 // ---- for machines
 
-json numbers_object(const number_summary& numbers) {
-  json object = {{"name", numbers.name}, {"count", numbers.count}, {"not_finite", numbers.not_finite}};
-  object["min"] = numbers.has_any() ? json(numbers.min) : json();
-  object["mean"] = numbers.has_any() ? json(numbers.mean) : json();
-  object["max"] = numbers.has_any() ? json(numbers.max) : json();
+json numbers_object(const series_statistics& series) {
+  const number_statistics& numbers = series.numbers;
+  json object = {{"name", series.name}, {"count", numbers.count}, {"not_finite", numbers.not_finite()}};
+  const auto add = [&](const char* name, double number) {
+    object[name] = numbers.finite() != 0 ? json(number) : json();
+  };
+  add("min", numbers.least);
+  add("mean", numbers.mean);
+  add("max", numbers.greatest);
+  add("deviation", numbers.deviation);
   return object;
 }
 
-json row_object(const channel_statistics& one, std::uint64_t missing, std::uint64_t stored) {
-  json object = {{"channel", one.channel().label}, {"events", one.values()}, {"missing", missing}};
-  if (one.values() > 0) {
-    object["first_event"] = one.first().event_number;
-    object["last_event"] = one.last().event_number;
-    object["from"] = time_text(one.first().time);
-    object["to"] = time_text(one.last().time);
+json row_object(const channel_statistics& one, const channel_facts& facts) {
+  json object = {{"channel", one.channel}, {"events", one.values}, {"missing", missing_of(one)}};
+  if (one.values > 0) {
+    object["first_event"] = one.first.event_number;
+    object["last_event"] = one.last.event_number;
+    object["from"] = time_text(one.first.time);
+    object["to"] = time_text(one.last.time);
   }
   const auto rate = one.rate();
   object["rate"] = rate ? json(*rate) : json();
-  const auto gaps = one.gaps();
-  object["gaps"] = gaps ? json({{"count", gaps->count}, {"events", gaps->events}}) : json();
-  if (gaps && gaps->count > 0) {
-    object["gaps"]["longest"] = gaps->longest;
-    object["gaps"]["behind_event"] = gaps->behind_event;
+  object["gaps"] = one.gaps ? json({{"count", one.gaps->count}, {"events", one.gaps->events}}) : json();
+  if (one.gaps && one.gaps->count > 0) {
+    object["gaps"]["longest"] = one.gaps->longest;
+    object["gaps"]["behind_event"] = one.gaps->after_event;
   }
-  object["stored_bytes"] = stored;
-  object["decoded_bytes"] = one.decoded_bytes();
-  object["ratio"] = stored ? json(ratio_of(one, stored)) : json();
-  object["units"] = one.channel().units;
-  object["without_numbers"] = one.without_numbers();
+  object["stored_bytes"] = one.stored_bytes;
+  object["decoded_bytes"] = one.decoded_bytes;
+  object["ratio"] = one.stored_bytes ? json(ratio_of(one)) : json();
+  object["units"] = facts.units;
+  object["without_numbers"] = without_numbers(one);
   object["values"] = json::array();
-  for (const number_summary& numbers : one.numbers()) object["values"].push_back(numbers_object(numbers));
+  for (const series_statistics& series : one.series) object["values"].push_back(numbers_object(series));
   return object;
 }
 
-void print(const std::vector<channel_statistics>& all, const ravo::read_plan& plan,
+void print(const std::vector<channel_statistics>& all, const std::vector<channel_facts>& facts,
            dataset_session& session) {
   std::size_t width = 7;
-  for (const channel_statistics& one : all) width = std::max(width, one.channel().label.size());
+  for (const channel_statistics& one : all) width = std::max(width, one.channel.size());
   const bool is_table = session.form() == print_form::table;
   if (is_table) print_heading(width, session.out());
-  // The ledger counts the missing values: it also has those that belong to no event.
-  const std::vector<channel_ledger>& accounts = session.ledger().channels;
   for (std::size_t i = 0; i < all.size(); ++i) {
-    const std::uint64_t missing = accounts[i].missing_total(), stored = plan.channels[i].stored_bytes;
     if (is_table)
-      print_row(all[i], missing, stored, width, session.out());
+      print_row(all[i], facts[i], width, session.out());
     else
-      session.out().print(json_line(row_object(all[i], missing, stored)));
+      session.out().print(json_line(row_object(all[i], facts[i])));
   }
+}
+
+read_ledger sum_of(const std::vector<channel_statistics>& all) {
+  read_ledger sum;
+  for (const channel_statistics& one : all) sum.add(one.ledger);
+  return sum;
 }
 
 void run(const dataset_arguments& asked, output& out) {
   dataset_session session(selection_of(asked.what), asked, "reading", out);
   session.run([&](dataset& data) {
-    const ravo::read_plan plan = data.plan(session.stop());
-    std::vector<channel_statistics> all;
-    for (channel_facts& one : facts_of(data)) all.emplace_back(std::move(one));
-    std::uint64_t events = 0;
-    try {
-      session.read_events(data, {}, [&](const event& one) {
-        ++events;
-        for (std::size_t i = 0; i < all.size(); ++i) all[i].add(one[i]);
-      });
-    } catch (...) {
-      session.set_ledger_of_nothing_printed(session.ledger());
-      throw;
-    }
+    statistics_options options;
+    session.set_controls(options);
+    const std::vector<channel_statistics> all = [&] {
+      try {
+        return data.statistics(options);
+      } catch (...) {
+        session.set_ledger_of_nothing_printed(data.ledger());
+        throw;
+      }
+    }();
     session.hide_progress();
-    session.add_to_closing("events", events);
-    print(all, plan, session);
+    session.set_ledger(sum_of(all));
+    session.add_to_closing("events", data.size(session.stop()));
+    print(all, facts_of(data), session);
   });
 }
 
