@@ -169,6 +169,35 @@ TYPED_TEST(Index, InflatesNothing) {
   }
 }
 
+TEST(Index, AndDescriptionsInflateAFewBlocks) {
+  const temporary_folder folder;
+  std::vector<std::string> files;
+  for (std::uint32_t i = 0; i < 5; ++i) {
+    handmade_file file;
+    handmade_channel wave("WAVE");
+    for (std::uint32_t at = 0; at < 3; ++at) {
+      file.events.push_back(event_at(3 * i + at + 1, 1000 * i + 100 * at));
+      handmade_block block;
+      block.event = at;
+      block.dtype = layout_2010::single_type;
+      block.payload = spectrum({std::vector<float>(i == 3 ? 200 : 100, static_cast<float>(i))});
+      wave.blocks.push_back(zipped(block, RAVO_ZIP_ZLIB));
+    }
+    file.channels = {wave};
+    files.push_back(write(folder, "f" + std::to_string(i) + ".raw", file));
+  }
+  const dataset data = dataset::open(of_files(files));
+  (void)data.index();
+  counted_calls::all().clear();
+  describe_options options;
+  EXPECT_EQ(data.describe("WAVE", options).changes.size(), 2u);
+  EXPECT_EQ(counted_calls::all().inflated(), 3u);  // the first one, and two of another size
+  counted_calls::all().clear();
+  options.shapes = shape_search::by_value;
+  EXPECT_EQ(data.describe("WAVE", options).changes.size(), 2u);
+  EXPECT_EQ(counted_calls::all().inflated(), files.size());
+}
+
 // But for the end of a file, which says where its tables are, and has the end of the last block too.
 TEST(Index, ReadsNoBlock) {
   const temporary_folder folder;

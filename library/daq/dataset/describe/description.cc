@@ -6,12 +6,11 @@
 #include <utility>
 
 #include "align/file_descriptions.h"
+#include "describe/location.h"
+#include "describe/shown_value.h"
 #include "ravo_data_types.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/member_names.h"
-#include "read/block_scan.h"
-#include "read/item.h"
-#include "read/record_names.h"
 #include "read/segment_walk.h"
 
 namespace ravo::detail {
@@ -25,14 +24,22 @@ std::string name_of_type(std::int32_t type) {
   return known == nullptr ? std::to_string(type) : std::string(known->name);
 }
 
+/// A value, and where it lies.
+struct found_value {
+  std::uint32_t file = 0;
+  std::uint32_t chhd = 0;
+  std::uint64_t decoded = 0;  ///< bytes of its block
+  shown_value value;
+};
+
 /// A channel while its files are visited.
 struct building {
   std::size_t channel = 0;
   channel_description made;
   std::optional<described_channel> said;  ///< by the last file that says anything
   std::optional<std::int32_t> type;       ///< of the first block of the last file that has any
-  std::int32_t type_of_value = 0;         ///< of the first value
-  std::vector<std::string> record_names;  ///< of a first value that is a list
+  std::optional<found_value> of_channel;  ///< the first one of the selection's events
+  std::optional<found_value> of_file;     ///< the first one of the last file that has any
   std::uint64_t intervals = 0;            ///< between values, in files whose events belong together
   std::int64_t microseconds = 0;          ///< of all of them
 };
@@ -67,6 +74,34 @@ void note_type(building& one, const std::string& path, std::int32_t type) {
   if (std::find(met.begin(), met.end(), type) == met.end()) met.push_back(type);
 }
 
+void note_value(building& one, const std::string& path, found_value now) {
+  if (one.of_file) {
+    const shown_value& before = one.of_file->value;
+    note_change(one, path, described_part::shape, before.shape_text(), now.value.shape_text());
+    const auto [gone, added] = different_names(before.members, now.value.members);
+    note_change(one, path, described_part::members, gone, added);
+  }
+  one.of_file = std::move(now);
+}
+
+/// Whether the shape of a block is known to be that of the file before.
+bool has_shape_of_last(const building& one, const located_block& head, shape_search how) {
+  if (!one.of_file || one.of_file->value.type != (head.type & 0xffff)) return false;
+  switch (one.of_file->value.kind) {
+    case value_kind::text:
+    case value_kind::update:
+    case value_kind::other:
+      return true;
+    case value_kind::none:
+    case value_kind::spectrum:
+    case value_kind::roi:
+    case value_kind::image:
+    case value_kind::name_value:
+      break;
+  }
+  return how == shape_search::by_size && one.of_file->decoded == head.decoded;
+}
+
 void note_rate(building& one, const aligned_channel& aligned) {
   if (aligned.entries.size() < 2) return;
   const std::int64_t span =
@@ -88,23 +123,11 @@ void add_axis_of_type(channel_description& made, const data_type& type) {
 void add_members(building& one) {
   channel_description& made = one.made;
   const std::string units = made.unit;
-  if (made.member >= 0) {
-    const auto member = static_cast<std::size_t>(made.member);
-    made.unit = unit_of_member(units, member, 0);
-    const bool is_record = made.kind == value_kind::name_value && !one.record_names.empty();
-    made.members = {
-        {is_record ? one.record_names.front() : member_name(one.type_of_value, made.member), made.unit}};
-    return;
-  }
-  for (std::size_t i = 0; i < one.record_names.size(); ++i)
-    made.members.push_back({one.record_names[i], unit_of_member(units, i, one.record_names.size())});
-  if (made.kind == value_kind::name_value) return;
-  std::size_t members = made.kind == value_kind::roi ? 2 : 1;
-  for (const described_dimension& dimension : made.dimensions)
-    if (dimension.dimension == column_dimension::member) members = dimension.size;
-  for (std::size_t i = 0; i < members; ++i)
+  const std::vector<std::string>& names = one.of_channel->value.members;
+  if (made.member >= 0) made.unit = unit_of_member(units, static_cast<std::size_t>(made.member), 0);
+  for (std::size_t i = 0; i < names.size(); ++i)
     made.members.push_back(
-        {member_name(one.type_of_value, static_cast<int>(i)), unit_of_member(units, i, members)});
+        {names[i], made.member >= 0 ? made.unit : unit_of_member(units, i, names.size())});
 }
 
 void complete(building& one) {
@@ -112,16 +135,21 @@ void complete(building& one) {
   std::sort(made.data_types.begin(), made.data_types.end());
   if (one.microseconds > 0)
     made.rate = static_cast<double>(one.intervals) * 1e6 / static_cast<double>(one.microseconds);
-  if (made.kind == value_kind::none) {
+  if (!one.of_channel) {
     if (made.member >= 0) made.unit = unit_of_member(made.unit, static_cast<std::size_t>(made.member), 0);
     return;
   }
-  for (described_dimension& dimension : made.dimensions) {
+  const shown_value& value = one.of_channel->value;
+  made.kind = value.kind;
+  made.element = value.element;
+  made.axis = value.axis;
+  for (const dimension_size& dimension : value.dimensions) {
+    made.dimensions.push_back({dimension.dimension, dimension.size, "", ""});
     if (dimension.dimension != column_dimension::sample && dimension.dimension != column_dimension::profile)
       continue;
-    if (const data_type* type = find_data_type(one.type_of_value)) add_axis_of_type(made, *type);
-    dimension.label = made.axis_label;
-    dimension.unit = made.axis_unit;
+    if (const data_type* type = find_data_type(value.type)) add_axis_of_type(made, *type);
+    made.dimensions.back().label = made.axis_label;
+    made.dimensions.back().unit = made.axis_unit;
   }
   add_members(one);
 }
@@ -189,14 +217,38 @@ class describer {
     for (building& one : channels_) {
       const aligned_channel& aligned = part.channels[one.channel];
       note_rate(one, aligned);
-      if (one.made.kind == value_kind::none) find_value(one, part, events);
+      if (!one.of_channel) find_value(one, part, events);
     }
-    for (std::size_t i = 0; i < part.files.size() && files_ < options_.most_files; ++i, ++files_)
-      visit_file(part, part.files[i]);
+    const std::size_t count = std::min(part.files.size(), options_.most_files - files_);
+    const reservation room = state_.reserve(channels_.size() * count * sizeof(std::uint32_t),
+                                            "The first blocks of " + std::to_string(count) + " files");
+    std::vector<std::vector<std::uint32_t>> first_blocks;  // by channel and file
+    for (const building& one : channels_)
+      first_blocks.push_back(first_of_files(part.channels[one.channel].entries, part.files, count));
+    for (std::size_t i = 0; i < count; ++i, ++files_) visit_file(part, i, first_blocks);
   }
 
-  void visit_file(const segment& part, std::uint32_t position) {
+  /// The position of the first entry of each file; the number of entries if it has none.
+  static std::vector<std::uint32_t> first_of_files(const std::vector<entry>& entries,
+                                                   const std::vector<std::uint32_t>& files,
+                                                   std::size_t count) {
+    const auto none = static_cast<std::uint32_t>(entries.size());
+    std::vector<std::uint32_t> first(count, none);
+    std::size_t left = count;
+    for (std::uint32_t i = 0; i < none && left > 0; ++i) {
+      const auto file = static_cast<std::size_t>(
+          std::lower_bound(files.begin(), files.end(), entries[i].file) - files.begin());
+      if (file >= count || first[file] != none) continue;
+      first[file] = i;
+      --left;
+    }
+    return first;
+  }
+
+  void visit_file(const segment& part, std::size_t number,
+                  const std::vector<std::vector<std::uint32_t>>& first_blocks) {
     check_stop();
+    const std::uint32_t position = part.files[number];
     const dataset_file& file = state_.files.readable[position];
     const auto opened = state_.opened.get(position);
     if (!opened) return note_problem(file.path + ": it cannot be read any more");
@@ -204,13 +256,27 @@ class describer {
     if (!descriptions_.problem().empty()) note_problem(file.path + ": " + descriptions_.problem());
     for (std::size_t i = 0; i < channels_.size(); ++i) {
       if (said[i]) note_said(channels_[i], file.path, *said[i]);
-      const auto& entries = part.channels[channels_[i].channel].entries;
-      const auto first = std::find_if(entries.begin(), entries.end(), [position](const entry& one) {
-        return one.file == position && one.status == value_status::ok;
-      });
-      if (first == entries.end()) continue;
-      if (const auto type = read_stored_type(*opened, file.generation, *first))
-        note_type(channels_[i], file.path, *type & 0xffff);
+      read_first_block(channels_[i], part, position, first_blocks[i][number]);
+    }
+  }
+
+  /// Reads the blocks of a file from the first one on, until one shows what its values are.
+  void read_first_block(building& one, const segment& part, std::uint32_t file, std::size_t first) {
+    const std::string& path = state_.files.readable[file].path;
+    const std::vector<entry>& entries = part.channels[one.channel].entries;
+    bool has_type = false;
+    for (std::size_t i = first; i < entries.size(); ++i) {
+      if (entries[i].file != file || entries[i].status != value_status::ok) continue;
+      check_stop();
+      const located_block head = read_head_of(state_, part, one.channel, entries[i]);
+      if (!is_located(head)) continue;
+      if (!has_type) note_type(one, path, head.type & 0xffff);
+      has_type = true;
+      if (has_shape_of_last(one, head, options_.shapes)) return;
+      auto value = read_value(one, part, entries[i]);
+      if (!value) continue;
+      value->decoded = head.decoded;
+      return note_value(one, path, std::move(*value));
     }
   }
 
@@ -225,30 +291,18 @@ class describer {
     visit_own(aligned, events, [&](std::uint32_t, std::size_t index) {
       if (aligned.entries[index].status != value_status::ok) return true;
       check_stop();
-      read_value(one, part, aligned.entries[index]);
-      return one.made.kind == value_kind::none;
+      one.of_channel = read_value(one, part, aligned.entries[index]);
+      return !one.of_channel;
     });
   }
 
-  void read_value(building& one, const segment& part, const entry& where) {
-    block_scan scan(state_, one.channel, memory_);
-    scan.read_all(part, {where}, [&](std::size_t, const block_source_file&, const found_block& found) {
-      value_status status = value_status::ok;
-      const auto payload = inflate(found, memory_, status);
-      if (!payload) return;
-      const auto value = find_item(found.stored_type, *payload, one.made.member);
-      if (!value) return;
-      one.type_of_value = found.stored_type & 0xffff;
-      one.made.kind = value->kind;
-      one.made.element = value->element;
-      one.made.axis = {value->start, value->increment, value->groups_increment, value->y_start};
-      if (value->kind != value_kind::text)
-        for (const dimension_size& dimension : dimensions_of(value->kind, value->shape))
-          one.made.dimensions.push_back({dimension.dimension, dimension.size, "", ""});
-      if (value->kind == value_kind::name_value)
-        for (std::size_t i = 0; i < value->elements; ++i)
-          one.record_names.emplace_back(record_name(*value, *payload, i));
-    });
+  /// The first value of the channel is mostly that of a file, too, and decoded once.
+  std::optional<found_value> read_value(const building& one, const segment& part, const entry& where) {
+    if (one.of_channel && one.of_channel->file == where.file && one.of_channel->chhd == where.chhd)
+      return one.of_channel;
+    auto value = read_shown_value(state_, part, one.channel, where, memory_);
+    if (!value) return std::nullopt;
+    return found_value{where.file, where.chhd, 0, std::move(*value)};
   }
 
   dataset_state& state_;
@@ -283,6 +337,10 @@ const char* described_part_text(described_part part) {
       return "axis unit";
     case described_part::data_type:
       return "data type";
+    case described_part::shape:
+      return "shape";
+    case described_part::members:
+      return "members";
   }
   return "unknown";
 }

@@ -62,20 +62,8 @@ class row_search {
 };
 
 /// What the head of a block adds to its place.
-void read_head_of(dataset_state& state, const placed_entry& placed, std::size_t channel,
-                  block_place& place) {
-  constexpr std::uint32_t most = 512;  // the heads of either generation
-  const entry& where = placed.in(channel);
-  std::shared_ptr<const open_file> opened;
-  const block_source_file source = source_of(state, *placed.part, channel, where.file, opened);
-  unsigned char bytes[most];
-  const auto got = opened ? opened->read(where.chhd, bytes, std::min(where.stored, most)) : std::nullopt;
-  if (!got) {
-    place.status = index_status::file_missing;
-    return;
-  }
-  const located_block block = locate_block(source, file_part(bytes, *got, where.chhd), where);
-  if (is_missing(block.status) && block.status != value_status::cannot_inflate) {
+void add_head(const located_block& block, block_place& place) {
+  if (!is_located(block)) {
     place.status = static_cast<index_status>(block.status);
     return;
   }
@@ -90,6 +78,23 @@ void read_head_of(dataset_state& state, const placed_entry& placed, std::size_t 
 }
 
 }  // namespace
+
+located_block read_head_of(dataset_state& state, const segment& part, std::size_t channel,
+                           const entry& where) {
+  constexpr std::uint32_t most = 512;  // the heads of either generation
+  std::shared_ptr<const open_file> opened;
+  const block_source_file source = source_of(state, part, channel, where.file, opened);
+  unsigned char bytes[most];
+  const auto got = opened ? opened->read(where.chhd, bytes, std::min(where.stored, most)) : std::nullopt;
+  if (got) return locate_block(source, file_part(bytes, *got, where.chhd), where);
+  located_block missing;
+  missing.status = value_status::file_missing;
+  return missing;
+}
+
+bool is_located(const located_block& block) {
+  return !is_missing(block.status) || block.status == value_status::cannot_inflate;
+}
 
 std::optional<block_place> locate(dataset_state& state, std::size_t channel, std::uint64_t row,
                                   column_rows rows) {
@@ -106,7 +111,7 @@ std::optional<block_place> locate(dataset_state& state, std::size_t channel, std
   if (where.status != value_status::ok)
     place.status = static_cast<index_status>(where.status);
   else
-    read_head_of(state, *placed, channel, place);
+    add_head(read_head_of(state, *placed->part, channel, where), place);
   return place;
 }
 

@@ -124,8 +124,9 @@ class dataset {
   /// selection_error unless the options say how to cut.
   RAVO_EXPORT std::vector<partition> partitions(const partition_options& options) const;
 
-  /// What a channel is. Decodes its first readable block, and reads the head of one block and the
-  /// descriptions of each file. The answer is the caller's, outside memory_limit.
+  /// What a channel is. Decodes its first readable block, reads the head of one block and the descriptions
+  /// of each file, and decodes the block by describe_options::shapes. The answer is the caller's, outside
+  /// memory_limit.
   RAVO_EXPORT channel_description describe(std::string_view channel,
                                            const describe_options& options = {}) const;
   /// The same of all channels, in the dataset's order and by one walk over the files.

@@ -16,10 +16,20 @@
 
 namespace ravo {
 
+/// Which blocks are decoded to find files in which values have another shape or other members.
+enum class shape_search : std::uint8_t {
+  /// The first block of a file whose type or decoded size is not that of the file before. A change that
+  /// keeps both is not found: 2 x 256 samples to 1 x 512, another name of a record.
+  by_size,
+  /// The first block of each file.
+  by_value,
+};
+
 struct describe_options {
   /// So many files, the earliest ones, are read for it: all, or a few where an answer that is mostly right
   /// is enough.
   std::size_t most_files = std::numeric_limits<std::size_t>::max();
+  shape_search shapes = shape_search::by_size;
   /// Ends it with read_cancelled.
   std::stop_token stop = {};
 };
@@ -42,7 +52,15 @@ struct described_member {
 };
 
 /// Which statement about a channel changes.
-enum class described_part : std::uint8_t { description, unit, axis_label, axis_unit, data_type };
+enum class described_part : std::uint8_t {
+  description,
+  unit,
+  axis_label,
+  axis_unit,
+  data_type,  ///< of the first block of the file
+  shape,      ///< of its first value that can be read: "float32, member 3, sample 64"
+  members,    ///< of that value, by name: before, those that are gone; after, those that are new
+};
 /// "description", "unit", ... Static text.
 RAVO_EXPORT const char* described_part_text(described_part part);
 
