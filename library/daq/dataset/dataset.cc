@@ -87,7 +87,14 @@ std::vector<channel_description> dataset::describe(const describe_options& optio
 
 std::optional<block_place> dataset::locate(std::string_view channel, std::uint64_t row,
                                            column_rows rows) const {
-  return detail::locate(*state_, state_->channels.find_or_throw(channel), row, rows);
+  return std::move(detail::locate(*state_, state_->channels.find_or_throw(channel), {row}, rows).front());
+}
+
+std::vector<std::optional<block_place>> dataset::locate(std::string_view channel,
+                                                        const std::vector<std::uint64_t>& row_list,
+                                                        column_rows rows, std::stop_token stop) const {
+  const detail::stop_scope scope(std::move(stop));
+  return detail::locate(*state_, state_->channels.find_or_throw(channel), row_list, rows);
 }
 
 std::vector<partition> dataset::partitions(const partition_options& options) const {

@@ -105,6 +105,61 @@ TYPED_TEST(Place, HasTheDataThatWerePutIn) {
   EXPECT_GT(damaged, 5u);
 }
 
+bool is_same_place(const std::optional<block_place>& a, const std::optional<block_place>& b) {
+  if (!a || !b) return a.has_value() == b.has_value();
+  return a->status == b->status && a->path == b->path && a->offset == b->offset &&
+         a->data_offset == b->data_offset && a->stored_bytes == b->stored_bytes &&
+         a->decoded_bytes == b->decoded_bytes && a->compression == b->compression &&
+         a->recorded_with.event_number == b->recorded_with.event_number;
+}
+
+// Where the places themselves are tested, above and below, they are found one by one.
+TYPED_TEST(Place, OfAListOfRowsIsThatOfEachRow) {
+  std::size_t found = 0;
+  for (unsigned seed = 1; seed <= 30; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    generator random(seed);
+    const temporary_folder folder;
+    const slow_set all = make_slow_set<TypeParam>(folder, random, harms::all);
+    selection wanted = of_files(all.files, {"FAST", "SLOW"});
+    wanted.slow = static_cast<slow_policy>(random.below(3));
+    wanted.step = 1 + random.below(2);
+    const dataset data = dataset::open(wanted);
+    for (const std::string channel : {"FAST", "SLOW"})
+      for (const column_rows kind : {column_rows::recorded, column_rows::events}) {
+        index_options options;
+        options.rows = kind;
+        const std::size_t count = data.index({channel}, options).channels.front().size();
+        std::vector<std::uint64_t> rows;
+        for (std::size_t i = 0; i < 2 * count; ++i)
+          rows.push_back(random.below(static_cast<unsigned>(count)));
+        const auto places = data.locate(channel, rows, kind);
+        ASSERT_EQ(places.size(), rows.size());
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+          ASSERT_TRUE(is_same_place(places[i], data.locate(channel, rows[i], kind))) << rows[i];
+          found += places[i].has_value();
+        }
+        rows.push_back(count);
+        EXPECT_THROW(data.locate(channel, rows, kind), access_error);
+      }
+    EXPECT_TRUE(data.locate("FAST", std::vector<std::uint64_t>{}).empty());
+  }
+  EXPECT_GT(found, 1000u);
+}
+
+TYPED_TEST(Place, OfAListIsNotFoundAfterAStop) {
+  const temporary_folder folder;
+  handmade_file_of<TypeParam> file;
+  file.events = {event_at(1, 0)};
+  file.channels = {numbers_at<TypeParam>("A", {{0, 1.0f}})};
+  const dataset data = dataset::open(of_files({write(folder, "a.raw", file)}));
+  std::stop_source source;
+  source.request_stop();
+  EXPECT_THROW(data.locate("A", std::vector<std::uint64_t>{0}, column_rows::recorded, source.get_token()),
+               read_cancelled);
+  EXPECT_TRUE(data.locate("A", std::vector<std::uint64_t>{0}).front());
+}
+
 TYPED_TEST(Place, IsFoundForPlainBlocksOfAnyLength) {
   const temporary_folder folder;
   handmade_file_of<TypeParam> file;

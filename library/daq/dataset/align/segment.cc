@@ -123,8 +123,8 @@ std::size_t segment::bytes() const {
 }
 
 std::uint64_t segment::basket_end(std::size_t channel, std::uint32_t file) const {
-  const auto found = std::find(files.begin(), files.end(), file);
-  return found == files.end()
+  const auto found = std::lower_bound(files.begin(), files.end(), file);
+  return found == files.end() || *found != file
              ? 0
              : channels[channel].basket_end[static_cast<std::size_t>(found - files.begin())];
 }

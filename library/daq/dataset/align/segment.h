@@ -61,7 +61,7 @@ struct segment {
   std::vector<std::uint64_t>
       bytes_before;  ///< by selected event: stored bytes of the selected ones before it
   std::vector<aligned_channel> channels;
-  std::vector<std::uint32_t> files;  ///< positions in the dataset's files
+  std::vector<std::uint32_t> files;  ///< positions in the dataset's files, ascending
   std::vector<bool> file_failed;     ///< its tables can no longer be read
   bool by_number = true;             ///< events are in the order of their numbers
   reservation memory;

@@ -1,6 +1,9 @@
 #include "describe/location.h"
 
 #include <algorithm>
+#include <functional>
+#include <memory>
+#include <numeric>
 #include <string>
 #include <utility>
 
@@ -11,54 +14,75 @@
 namespace ravo::detail {
 namespace {
 
-/// Searches the segments for a row.
+/// Finds rows of a channel, in their order, by one walk over the segments.
 class row_search {
  public:
-  row_search(dataset_state& state, std::size_t channel, std::uint64_t row, column_rows rows)
-      : state_(state), channel_(channel), row_(row), of_events_(rows == column_rows::events) {}
+  /// Takes the entry of the i-th row; `nullopt` if it has none.
+  using taker = std::function<void(std::size_t i, const std::optional<placed_entry>& found)>;
 
-  /// The entry of the row; `nullopt` if it has none.
-  std::optional<placed_entry> run() {
+  row_search(dataset_state& state, std::size_t channel, const std::vector<std::uint64_t>& rows,
+             column_rows kind, taker take)
+      : state_(state),
+        channel_(channel),
+        wanted_(rows),
+        of_events_(kind == column_rows::events),
+        take_(std::move(take)),
+        order_(rows.size()) {
+    std::iota(order_.begin(), order_.end(), std::size_t{0});
+    std::sort(order_.begin(), order_.end(),
+              [&rows](std::size_t a, std::size_t b) { return rows[a] < rows[b]; });
+  }
+
+  void run() {
+    if (wanted_.empty()) return;
     visit_segments(state_, [this](std::size_t number, const std::shared_ptr<const segment>& part) {
       const std::vector<std::uint32_t> events = take_events(state_, *part, ordinal_);
       if (of_events_)
         search_events(number, part, events);
       else
         search_recorded(number, part, events);
-      return !is_found_ && ordinal_ < state_.end_of_events();
+      return !is_over() && ordinal_ < state_.end_of_events();
     });
-    if (is_found_) return found_;
-    throw access_error(state_.channels[channel_].label + " has " + std::to_string(rows_) + " rows; row " +
-                       std::to_string(row_) + " was asked for");
+    if (!is_over())
+      throw access_error(state_.channels[channel_].label + " has " + std::to_string(rows_) + " rows; row " +
+                         std::to_string(next()) + " was asked for");
   }
 
  private:
+  bool is_over() const { return done_ == order_.size(); }
+  std::uint64_t next() const { return wanted_[order_[done_]]; }
+
+  /// A row may be asked for more than once.
+  void take_row(const std::optional<placed_entry>& found) {
+    state_.check_stop();
+    const std::uint64_t row = next();
+    while (!is_over() && next() == row) take_(order_[done_++], found);
+  }
+
   void search_events(std::size_t number, const std::shared_ptr<const segment>& part,
                      const std::vector<std::uint32_t>& events) {
-    is_found_ = row_ - rows_ < events.size();
-    if (is_found_)
-      found_ = state_.timeline.value_at(number, part, events[row_ - rows_], channel_, on_full::wait);
+    while (!is_over() && next() - rows_ < events.size())
+      take_row(state_.timeline.value_at(number, part, events[next() - rows_], channel_, on_full::wait));
     rows_ += events.size();
   }
 
   void search_recorded(std::size_t number, const std::shared_ptr<const segment>& part,
                        const std::vector<std::uint32_t>& events) {
     visit_own(part->channels[channel_], events, [&](std::uint32_t, std::size_t index) {
-      if (rows_++ != row_) return true;
-      found_ = placed_entry{number, part, index};
-      is_found_ = true;
-      return false;
+      if (rows_++ == next()) take_row(placed_entry{number, part, index});
+      return !is_over();
     });
   }
 
   dataset_state& state_;
   const std::size_t channel_;
-  const std::uint64_t row_;
+  const std::vector<std::uint64_t>& wanted_;
   const bool of_events_;
+  const taker take_;
+  std::vector<std::size_t> order_;  ///< of the wanted rows
+  std::size_t done_ = 0;            ///< of these
   std::size_t ordinal_ = 0;
   std::uint64_t rows_ = 0;  ///< of the segments so far
-  bool is_found_ = false;
-  std::optional<placed_entry> found_;
 };
 
 /// What the head of a block adds to its place.
@@ -75,6 +99,22 @@ void add_head(const located_block& block, block_place& place) {
     place.compression = block_compression::unknown;
   else if (block.form == stored_form::compressed)
     place.compression = block.by == unzipper::zlib ? block_compression::zlib : block_compression::lzo1x;
+}
+
+block_place place_of(dataset_state& state, const placed_entry& placed, std::size_t channel) {
+  const entry& where = placed.in(channel);
+  const dataset_file& file = state.files.readable[where.file];
+  block_place place;
+  place.path = file.path;
+  place.generation = file.generation;
+  place.recorded_with = {where.number, where.time};
+  place.offset = where.chhd;
+  if (placed.status != value_status::ok) place.status = static_cast<index_status>(placed.status);
+  if (where.status != value_status::ok)
+    place.status = static_cast<index_status>(where.status);
+  else
+    add_head(read_head_of(state, *placed.part, channel, where), place);
+  return place;
 }
 
 }  // namespace
@@ -96,23 +136,13 @@ bool is_located(const located_block& block) {
   return !is_missing(block.status) || block.status == value_status::cannot_inflate;
 }
 
-std::optional<block_place> locate(dataset_state& state, std::size_t channel, std::uint64_t row,
-                                  column_rows rows) {
-  const auto placed = row_search(state, channel, row, rows).run();
-  if (!placed || placed->part == nullptr) return std::nullopt;
-  const entry& where = placed->in(channel);
-  const dataset_file& file = state.files.readable[where.file];
-  block_place place;
-  place.path = file.path;
-  place.generation = file.generation;
-  place.recorded_with = {where.number, where.time};
-  place.offset = where.chhd;
-  if (placed->status != value_status::ok) place.status = static_cast<index_status>(placed->status);
-  if (where.status != value_status::ok)
-    place.status = static_cast<index_status>(where.status);
-  else
-    add_head(read_head_of(state, *placed->part, channel, where), place);
-  return place;
+std::vector<std::optional<block_place>> locate(dataset_state& state, std::size_t channel,
+                                               const std::vector<std::uint64_t>& rows, column_rows kind) {
+  std::vector<std::optional<block_place>> places(rows.size());
+  row_search(state, channel, rows, kind, [&](std::size_t i, const std::optional<placed_entry>& found) {
+    if (found && found->part != nullptr) places[i] = place_of(state, *found, channel);
+  }).run();
+  return places;
 }
 
 }  // namespace ravo::detail

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "dataset_state.h"
 #include "ravo_dataset/block_place.h"
@@ -17,9 +18,9 @@ located_block read_head_of(dataset_state& state, const segment& part, std::size_
 /// Whether it says where the data lie, which may be compressed in a way that is not known.
 bool is_located(const located_block& block);
 
-/// `nullopt` if the row has no block. Throws access_error if there are fewer rows.
-std::optional<block_place> locate(dataset_state& state, std::size_t channel, std::uint64_t row,
-                                  column_rows rows);
+/// The place of each row; `nullopt` if it has no block. Throws access_error if there are fewer rows.
+std::vector<std::optional<block_place>> locate(dataset_state& state, std::size_t channel,
+                                               const std::vector<std::uint64_t>& rows, column_rows kind);
 
 }  // namespace ravo::detail
 

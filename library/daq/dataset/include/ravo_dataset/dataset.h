@@ -144,6 +144,12 @@ class dataset {
   /// block. Throws access_error for a row that the column lacks.
   RAVO_EXPORT std::optional<block_place> locate(std::string_view channel, std::uint64_t row,
                                                 column_rows rows = column_rows::recorded) const;
+  /// The same of many rows, in any order, by one walk over the files. The answer is the caller's, outside
+  /// memory_limit.
+  RAVO_EXPORT std::vector<std::optional<block_place>> locate(std::string_view channel,
+                                                             const std::vector<std::uint64_t>& row_list,
+                                                             column_rows rows = column_rows::recorded,
+                                                             std::stop_token stop = {}) const;
 
   /// The events of the selection, in order or backward.
   RAVO_EXPORT event_range events(event_options options = {}) const;
