@@ -1,0 +1,121 @@
+"""Reads the raw files of an accelerator's data acquisition: any event, any channel, at full speed.
+
+`ravo.open` opens files by a selection and returns a `Run`; ``run["NAME"]`` is a `Channel`, whose values
+are read when they are asked for. Every value has a `Status`, every reading a `Ledger`: a missing value
+is never hidden.
+
+Examples
+--------
+>>> import ravo
+>>> run = ravo.open(folder, chan="LINAC/BPM/*")
+>>> x = run["LINAC/BPM/001"]["X"].numpy()
+>>> x.shape, x.dtype
+((200, 64), dtype('float32'))
+"""
+
+from ravo._batch import Batch
+from ravo._channel import Axis, Channel
+from ravo._core import (
+    Availability,
+    BlockPlace,
+    ChannelAvailability,
+    ChannelIndex,
+    ChannelLedger,
+    Column,
+    Compression,
+    Description,
+    Digest,
+    Envelope,
+    Event,
+    FileRefusal,
+    FoundBy,
+    FoundFiles,
+    Generation,
+    Histogram,
+    IndexStatus,
+    Kind,
+    Ledger,
+    MissingCause,
+    MissingValue,
+    Plan,
+    Problem,
+    ProblemReason,
+    RefusedFile,
+    Selection,
+    Statistics,
+    Status,
+    Table,
+    Value,
+    ValueDigest,
+    __version__,
+)
+from ravo._errors import (
+    AccessError,
+    Cancelled,
+    ChannelNotFound,
+    Error,
+    FileLeftOut,
+    FilesNotFound,
+    JsonError,
+    MemoryExceeded,
+    MissingData,
+    MissingValues,
+    PatternError,
+    SelectionError,
+)
+from ravo._run import Run, find_files, open
+from ravo._values import Values
+
+__all__ = [
+    "AccessError",
+    "Availability",
+    "Axis",
+    "Batch",
+    "BlockPlace",
+    "Cancelled",
+    "Channel",
+    "ChannelAvailability",
+    "ChannelIndex",
+    "ChannelLedger",
+    "ChannelNotFound",
+    "Column",
+    "Compression",
+    "Description",
+    "Digest",
+    "Envelope",
+    "Error",
+    "Event",
+    "FileLeftOut",
+    "FileRefusal",
+    "FilesNotFound",
+    "FoundBy",
+    "FoundFiles",
+    "Generation",
+    "Histogram",
+    "IndexStatus",
+    "JsonError",
+    "Kind",
+    "Ledger",
+    "MemoryExceeded",
+    "MissingCause",
+    "MissingData",
+    "MissingValue",
+    "MissingValues",
+    "PatternError",
+    "Plan",
+    "Problem",
+    "ProblemReason",
+    "RefusedFile",
+    "Run",
+    "Selection",
+    "SelectionError",
+    "Statistics",
+    "Status",
+    "Table",
+    "Value",
+    "ValueDigest",
+    "Values",
+    "__version__",
+    "find_files",
+    "open",
+]

@@ -1,0 +1,70 @@
+// Digests of blocks and of values.
+#include "ravo_dataset/digest.h"
+
+#include <stdexcept>
+
+#include "binding.h"
+#include "ravo_dataset/value_digest.h"
+
+namespace ravo::python {
+namespace {
+
+channel_digest digest_from(std::string_view text, std::uint64_t values) {
+  const std::optional<channel_digest> made = channel_digest::from_text(text, values);
+  if (!made) throw std::invalid_argument("A digest is 32 hexadecimal digits, not " + std::string(text));
+  return *made;
+}
+
+/// What digests of both kinds have.
+template <class Digest>
+void bind_one(nb::module_& module, const char* name, const char* doc) {
+  nb::class_<Digest>(module, name, doc)
+      .def_static(
+          "from_text",
+          [](std::string_view text, std::uint64_t values) {
+            if constexpr (std::is_same_v<Digest, value_digest>) {
+              return value_digest::of_sums(digest_from(text, values));
+            } else {
+              return digest_from(text, values);
+            }
+          },
+          "text"_a, "values"_a, "The digest of so many values whose text this is.")
+      .def_prop_ro("text", &Digest::to_text, "32 hexadecimal digits.")
+      .def_prop_ro("values", &Digest::values, "How many values it is of.")
+      .def(
+          "add", [](Digest& self, const Digest& other) { self.add(other); }, "other"_a,
+          "Adds the digest of another part of a selection.")
+      .def("__str__", &Digest::to_text)
+      .def("__repr__",
+           [name](const Digest& self) {
+             return "<ravo." + std::string(name) + " " + self.to_text() + " of " +
+                    std::to_string(self.values()) + " values>";
+           })
+      .def(
+          "__eq__",
+          [](const Digest& self, nb::handle other) {
+            const Digest* another = nullptr;
+            return nb::try_cast(other, another) && another != nullptr && self == *another;
+          },
+          "other"_a.none(), nb::sig("def __eq__(self, other: object, /) -> bool"))
+      .def("__hash__", [](const Digest& self) { return std::hash<std::string>()(self.to_text()); })
+      .def(
+          "__reduce__",
+          [](nb::handle_t<Digest> self) {
+            return nb::make_tuple(self.type().attr("from_text"),
+                                  nb::make_tuple(self.attr("text"), self.attr("values")));
+          },
+          nb::sig("def __reduce__(self) -> tuple[object, ...]"));
+}
+
+}  // namespace
+
+void bind_digest(nb::module_& module) {
+  bind_one<channel_digest>(
+      module, "Digest",
+      "A fingerprint of what was read of a channel: events, statuses and bytes of blocks.");
+  bind_one<value_digest>(module, "ValueDigest",
+                         "A fingerprint of a channel's values, whatever file or format holds them.");
+}
+
+}  // namespace ravo::python
