@@ -47,8 +47,8 @@ from ravo._core import (
     Table,
     Value,
     ValueDigest,
-    __version__,
 )
+from ravo._core import version as __version__
 from ravo._errors import (
     AccessError,
     Cancelled,

@@ -555,7 +555,7 @@ def _taken(old: Positions, key: Indexer, what: str) -> int | range | NDArray[np.
     if array.ndim != 1 or (array.dtype.kind not in "iu" and array.dtype != bool):
         raise AccessError(f"{what}, which are taken by an integer, a slice, or a list of positions or booleans")
     try:
-        taken = np.asarray(old, dtype=np.intp)[array]
+        taken: NDArray[np.intp] = np.asarray(old, dtype=np.intp)[array]
     except IndexError as error:
         raise AccessError(f"{what}: {error}") from None
     if len(taken) and (np.diff(taken) == 1).all():

@@ -252,6 +252,9 @@ void bind_columns(nb::module_& module, dataset_class& bound) {
   bound
       .def("column", &column, "channel"_a, "part"_a = column_part(),
            "into"_a.noconvert().none() = nb::none(), "progress"_a.none() = nb::none(),
+           nb::sig("def column(self, channel: str, part: Part = ..., into: "
+                   "numpy.typing.NDArray[typing.Any] | None = None, "
+                   "progress: collections.abc.Callable[[int, int], object] | None = None) -> Column"),
            "All values of a channel, or a part of them.")
       .def("columns", &columns, "channels"_a, "part"_a = column_part(), "progress"_a.none() = nb::none(),
            "Several channels, in one pass over the files.")

@@ -6,7 +6,7 @@
 NB_MODULE(_core, module) {
   using namespace ravo::python;
   module.doc() = "The dataset layer of the C++ library. Use the package `ravo` instead.";
-  module.attr("__version__") = RAVO_VERSION;
+  module.attr("version") = RAVO_VERSION;
   bind_errors();
   bind_enumerations(module);
   bind_selection(module);
