@@ -497,27 +497,29 @@ class Channel:
     def _read(self, into: NDArray[Any] | None, progress: Progress) -> Values:
         part = Part()
         row_key = _push_rows(part, self._view.rows)
-        other_keys = self._push_others(part)
+        other_keys, row_shape = self._push_others(part)
         with reporting(progress, self._label) as report:
             column = self._run._dataset.column(self._label, part, into, report)
         needs_keys = other_keys or not (isinstance(row_key, slice) and row_key == slice(None))
-        values = Values(column, (row_key, *other_keys) if needs_keys else (), self._view.record)
+        values = Values(column, (row_key, *other_keys) if needs_keys else (), self._view.record, row_shape)
         self._status = values.status
         return values
 
-    def _push_others(self, part: Part) -> tuple[Key, ...]:
-        """Let the reading cut what it can, and return the keys for what it returns."""
+    def _push_others(self, part: Part) -> tuple[tuple[Key, ...], tuple[int, ...] | None]:
+        """Let the reading cut what it can; return the keys for what it returns, and the shape of its rows."""
         if self._view.others is None:
-            return ()
+            return (), None
+        sizes = {dimension.name: dimension.size for dimension in self.details.dimensions}
         keys: dict[str, int | range] = dict(zip(self._row_dims, self._other_keys, strict=True))
         if self.kind == Kind.SPECTRUM and "sample" in keys:
             first, count, keys["sample"] = _bounds(keys["sample"])
-            part.samples = (first, count)
+            part.samples, sizes["sample"] = (first, count), count
         if self.kind == Kind.IMAGE and keys.keys() == {"y", "x"}:
             x, width, keys["x"] = _bounds(keys["x"])
             y, height, keys["y"] = _bounds(keys["y"])
             part.region = (x, y, width, height)
-        return tuple(key if isinstance(key, int) else _as_key(key) for key in keys.values())
+            sizes |= {"y": height, "x": width}
+        return tuple(key if isinstance(key, int) else _as_key(key) for key in keys.values()), tuple(sizes.values())
 
 
 def _bounds(key: int | range) -> tuple[int, int, int | range]:

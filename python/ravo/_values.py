@@ -31,8 +31,18 @@ class Values:
     ((10, 3, 64), np.uint8(0))
     """
 
-    def __init__(self, column: Column, keys: tuple[Key, ...] = (), record: str | None = None) -> None:
-        """Wrap a column. ``keys`` cut rows and dimensions; ``record`` is of name-value lists."""
+    def __init__(
+        self,
+        column: Column,
+        keys: tuple[Key, ...] = (),
+        record: str | None = None,
+        row_shape: tuple[int, ...] | None = None,
+    ) -> None:
+        """Wrap a column. ``keys`` cut rows and dimensions; ``record`` is of name-value lists.
+
+        ``row_shape`` has the dimensions that a column lacks since a single position of them was read.
+        """
+        self._row_shape = row_shape
         self._column = column
         self._row_key: Key = keys[0] if keys else slice(None)
         self._other_keys = keys[1:]
@@ -156,6 +166,8 @@ class Values:
         values = self._column.values
         if not self._other_keys and isinstance(self._row_key, slice) and self._row_key == slice(None):
             return values
+        if self._row_shape is not None:
+            values = values.reshape(len(self._column), *self._row_shape)
         return np.asarray(values[(self._row_key, *self._other_keys)])
 
     def _records(self) -> NDArray[Any]:

@@ -1,0 +1,52 @@
+"""Simulated files for all tests, made by the tool, whose answers the tests compare with."""
+
+from __future__ import annotations
+
+import json
+import os
+import shutil
+import subprocess
+import sysconfig
+from collections.abc import Callable
+from pathlib import Path
+from typing import Any
+
+import pytest
+
+
+@pytest.fixture(scope="session")
+def tool() -> str:
+    """The tool `ravo`: RAVO_TOOL, or the one that the wheel installed."""
+    beside = Path(sysconfig.get_path("scripts")) / "ravo"
+    found = os.environ.get("RAVO_TOOL") or (str(beside) if beside.exists() else shutil.which("ravo"))
+    assert found, "The tool ravo is not there: install the package, or set RAVO_TOOL"
+    return found
+
+
+@pytest.fixture(scope="session", params=["current", "older"])
+def folder(tool: str, tmp_path_factory: pytest.TempPathFactory, request: pytest.FixtureRequest) -> Path:
+    """Two files of a hundred events, of either generation."""
+    made = tmp_path_factory.mktemp(request.param)
+    subprocess.run([tool, "simulate", str(made), "--generation", request.param], check=True, capture_output=True)
+    return made
+
+
+@pytest.fixture(scope="session")
+def damaged(tool: str, tmp_path_factory: pytest.TempPathFactory) -> Path:
+    """Files of which blocks are damaged."""
+    made = tmp_path_factory.mktemp("damaged")
+    faults = ["--fault", "flipped-bit", "--fault", "flipped-bit-lzo", "--fault", "wrong-samples@2"]
+    subprocess.run([tool, "simulate", str(made), *faults], check=True, capture_output=True)
+    return made
+
+
+@pytest.fixture(scope="session")
+def rows_of(tool: str) -> Callable[[Path, str], list[dict[str, Any]]]:
+    """The rows of a column as the tool prints them."""
+
+    def read(where: Path, channel: str) -> list[dict[str, Any]]:
+        command = [tool, "read", str(where), "--json", "--column", channel, "--values"]
+        lines = subprocess.run(command, capture_output=True, text=True).stdout.splitlines()
+        return [json.loads(line) for line in lines if '"value_status"' in line]
+
+    return read
