@@ -35,7 +35,7 @@ def folder(tool: str, tmp_path_factory: pytest.TempPathFactory, request: pytest.
 def damaged(tool: str, tmp_path_factory: pytest.TempPathFactory) -> Path:
     """Files of which blocks are damaged."""
     made = tmp_path_factory.mktemp("damaged")
-    faults = ["--fault", "flipped-bit", "--fault", "flipped-bit-lzo", "--fault", "wrong-samples@2"]
+    faults = ["--fault", "flipped-bit@1", "--fault", "flipped-bit-lzo@2"]
     subprocess.run([tool, "simulate", str(made), *faults], check=True, capture_output=True)
     return made
 

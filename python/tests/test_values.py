@@ -17,7 +17,7 @@ Rows = Callable[[Path, str], list[dict[str, Any]]]
 def assert_equal_to_rows(channel: ravo.Channel, rows: list[dict[str, Any]]) -> None:
     values = channel.read()
     assert values.event.tolist() == [row["event"] for row in rows]
-    assert [ravo.Status(status).text for status in values.status.tolist()] == [row["value_status"] for row in rows]
+    assert [ravo.Status(status).name.lower() for status in values.status.tolist()] == [row["value_status"] for row in rows]
     natural = values.masked()
     for index, row in enumerate(rows):
         if "text" in row:
@@ -48,7 +48,7 @@ def test_damaged_values_have_the_tools_status(damaged: Path, rows_of: Rows) -> N
     for label, channel in run.items():
         assert_equal_to_rows(channel, rows_of(damaged, label))
         missing += channel.read().missing
-    assert missing >= 3
+    assert missing >= 2
 
 
 @pytest.mark.parametrize(
