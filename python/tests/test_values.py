@@ -17,7 +17,9 @@ Rows = Callable[[Path, str], list[dict[str, Any]]]
 def assert_equal_to_rows(channel: ravo.Channel, rows: list[dict[str, Any]]) -> None:
     values = channel.read()
     assert values.event.tolist() == [row["event"] for row in rows]
-    assert [ravo.Status(status).name.lower() for status in values.status.tolist()] == [row["value_status"] for row in rows]
+    assert [ravo.Status(status).name.lower() for status in values.status.tolist()] == [
+        row["value_status"] for row in rows
+    ]
     natural = values.masked()
     for index, row in enumerate(rows):
         if "text" in row:
