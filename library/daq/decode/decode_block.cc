@@ -7,6 +7,7 @@
 
 #include "copy_header.h"
 #include "decode/allocate.h"
+#include "decode/block_memory.h"
 #include "ravo_raw_generations.h"
 
 namespace ravo {
@@ -79,7 +80,7 @@ class block_decoder {
 
   /// Allocates a block for `length` bytes of data, with the subheader in front.
   bool begin_block(std::size_t length) {
-    result_.block = allocate_block<subhead>(head_size + length);
+    result_.block.reset(static_cast<subhead*>(take_block(head_size + length)));
     if (!result_.block) return false;
     std::memcpy(result_.block.get(), head_.get(), head_size);
     return true;

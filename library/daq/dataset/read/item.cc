@@ -176,13 +176,26 @@ namespace {
 
 // The counts are passed by value: a pointer to bytes might alias a count, and a loop that reads it again
 // each time is not vectorised.
-void store_pixels_of_two_bytes(const unsigned char* bytes, std::size_t count, std::byte* into) {
+[[gnu::always_inline]] inline void reverse_pixels(const unsigned char* bytes, std::size_t count,
+                                                  std::byte* into) {
   for (std::size_t i = 0; i < count; ++i) {
     std::uint16_t pixel;
     std::memcpy(&pixel, bytes + 2 * i, 2);
     pixel = __builtin_bswap16(pixel);
     std::memcpy(into + 2 * i, &pixel, 2);
   }
+}
+
+[[gnu::target("avx2")]] void reverse_pixels_with_avx2(const unsigned char* bytes, std::size_t count,
+                                                      std::byte* into) {
+  reverse_pixels(bytes, count, into);
+}
+
+void store_pixels_of_two_bytes(const unsigned char* bytes, std::size_t count, std::byte* into) {
+  if (__builtin_cpu_supports("avx2") != 0)
+    reverse_pixels_with_avx2(bytes, count, into);
+  else
+    reverse_pixels(bytes, count, into);
 }
 
 void store_pixels_of_three_bytes(const unsigned char* bytes, std::size_t count, std::byte* into) {

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "decode/allocate.h"
+#include "decode/block_memory.h"
 #include "microseconds.h"
 #include "ravo_daq/file_get_tables.h"
 #include "ravo_daq/read_chan.h"
@@ -143,7 +144,7 @@ void daq_read_chan<G>::free_output() {
   for (int i = 0; i < out_total; ++i) {
     // An entry without data still owns its headers.
     const ravo_event_chan_ptr_long_entry& slot = out[i].sbchdata[0];
-    std::free(reinterpret_cast<void*>(slot.chhd));
+    give_back_block(reinterpret_cast<void*>(slot.chhd));
     std::free(reinterpret_cast<void*>(slot.evhd));
     std::free(reinterpret_cast<void*>(slot.sbhd));
   }

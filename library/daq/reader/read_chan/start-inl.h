@@ -132,7 +132,7 @@ bool daq_read_chan<G>::take_basket(unsigned long offset, unsigned long size) {
   const long file_length = cfg->get_file_len();
   if (!lies_in_file(file_length, offset, size)) return false;
   if constexpr (G::copies_channel_basket) {
-    chnb = static_cast<basket*>(allocate(size));
+    chnb = static_cast<basket*>(take_block(size));
     if (chnb == nullptr || !copy_basket(fd, file_length, offset, chnb, size)) return false;
     chn_base_size = page_place(file_length, offset).rest + size;
     chn_offset = offset;
@@ -152,7 +152,7 @@ bool daq_read_chan<G>::take_basket(unsigned long offset, unsigned long size) {
 template <class G>
 void daq_read_chan<G>::release_basket() {
   if constexpr (G::copies_channel_basket)
-    std::free(chnb);
+    give_back_block(chnb);
   else
     file_mapping::unmap(chn_base, chn_base_size);
   chnb = nullptr;
