@@ -23,6 +23,7 @@
 #include "ravo_dataset/plan.h"
 #include "ravo_dataset/progress.h"
 #include "ravo_dataset/selection.h"
+#include "ravo_dataset/single_pass_iterator.h"
 #include "ravo_dataset/statistics.h"
 #include "ravo_dataset/status.h"
 #include "ravo_dataset/time_grammar.h"

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "ravo_dataset/column.h"
+#include "ravo_dataset/single_pass_iterator.h"
 #include "ravo_export.h"
 
 namespace ravo {
@@ -22,29 +23,7 @@ class chunk_reader;
 /// own rows.
 class column_chunk_range {
  public:
-  class iterator {
-   public:
-    using iterator_category = std::input_iterator_tag;
-    using value_type = column_data;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const column_data*;
-    using reference = const column_data&;
-
-    iterator() = default;
-    const column_data& operator*() const { return *range_->current_; }
-    const column_data* operator->() const { return &*range_->current_; }
-    iterator& operator++() {
-      range_->advance();
-      return *this;
-    }
-    void operator++(int) { range_->advance(); }
-    bool operator==(std::default_sentinel_t) const { return range_ == nullptr || !range_->current_; }
-
-   private:
-    friend class column_chunk_range;
-    explicit iterator(column_chunk_range* range) : range_(range) {}
-    column_chunk_range* range_ = nullptr;
-  };
+  using iterator = single_pass_iterator<column_chunk_range, column_data>;
 
   RAVO_EXPORT column_chunk_range(column_chunk_range&&) noexcept;
   RAVO_EXPORT column_chunk_range& operator=(column_chunk_range&&) noexcept;
@@ -57,6 +36,7 @@ class column_chunk_range {
   RAVO_EXPORT std::optional<column_data> next();
 
  private:
+  friend iterator;
   friend class dataset;
   explicit column_chunk_range(std::unique_ptr<detail::chunk_reader> reader);
   RAVO_EXPORT void advance();

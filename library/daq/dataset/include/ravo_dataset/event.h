@@ -14,6 +14,7 @@
 #include "ravo_core_records.h"
 #include "ravo_dataset/ledger.h"
 #include "ravo_dataset/progress.h"
+#include "ravo_dataset/single_pass_iterator.h"
 #include "ravo_dataset/values.h"
 #include "ravo_export.h"
 
@@ -65,29 +66,7 @@ struct event_options {
 /// or the range is destroyed.
 class event_range {
  public:
-  class iterator {
-   public:
-    using iterator_category = std::input_iterator_tag;
-    using value_type = event;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const event*;
-    using reference = const event&;
-
-    iterator() = default;
-    const event& operator*() const { return *range_->current_; }
-    const event* operator->() const { return &*range_->current_; }
-    iterator& operator++() {
-      range_->advance();
-      return *this;
-    }
-    void operator++(int) { range_->advance(); }
-    bool operator==(std::default_sentinel_t) const { return range_ == nullptr || !range_->current_; }
-
-   private:
-    friend class event_range;
-    explicit iterator(event_range* range) : range_(range) {}
-    event_range* range_ = nullptr;
-  };
+  using iterator = single_pass_iterator<event_range, event>;
 
   RAVO_EXPORT event_range(event_range&&) noexcept;
   RAVO_EXPORT event_range& operator=(event_range&&) noexcept;
@@ -101,6 +80,7 @@ class event_range {
   RAVO_EXPORT read_ledger ledger() const;
 
  private:
+  friend iterator;
   friend class dataset;
   explicit event_range(std::unique_ptr<detail::event_reader> reader);
   RAVO_EXPORT void advance();
