@@ -1,7 +1,6 @@
 #include "ravo_dataset/dataset.h"
 
 #include <algorithm>
-#include <limits>
 #include <numeric>
 #include <utility>
 
@@ -14,12 +13,9 @@
 #include "describe/planning.h"
 #include "read/chunk_reader.h"
 #include "read/column_reader.h"
-#include "read/envelope_reading.h"
+#include "read/computed.h"
 #include "read/event_reader.h"
-#include "read/histogram_reading.h"
 #include "read/segment_walk.h"
-#include "read/statistics_reading.h"
-#include "read/value_digest_reading.h"
 
 namespace ravo {
 namespace {
@@ -141,15 +137,7 @@ column_chunk_range dataset::column_chunks(std::string_view channel, std::size_t 
 
 std::vector<named_digest> dataset::digest(const digest_options& options) const {
   const detail::stop_scope scope(options.stop);
-  std::vector<named_digest> all;
-  read_progress so_far;
-  if (options.progress)
-    so_far.total_bytes = detail::count_stored_bytes(
-        *state_, state_->wanted.phase, state_->wanted.step,
-        state_->wanted.limit ? *state_->wanted.limit : std::numeric_limits<std::size_t>::max());
-  for (std::size_t i = 0; i < state_->channels.size(); ++i)
-    all.push_back({state_->channels[i].label, detail::read_digest(state_, i, options.progress, so_far)});
-  return all;
+  return detail::read_digests(state_, options);
 }
 
 std::vector<named_value_digest> dataset::value_digests(const digest_options& options) const {
@@ -165,9 +153,7 @@ channel_statistics dataset::statistics(std::string_view channel, const statistic
 
 std::vector<channel_statistics> dataset::statistics(const statistics_options& options) const {
   const detail::stop_scope scope(options.stop);
-  std::vector<std::size_t> all(state_->channels.size());
-  std::iota(all.begin(), all.end(), std::size_t{0});
-  return detail::read_statistics(state_, all, options);
+  return detail::read_statistics(state_, all_channels(*state_), options);
 }
 
 channel_envelope dataset::envelope(std::string_view channel, const envelope_options& options) const {

@@ -369,4 +369,26 @@ TEST(ValueDigest, OfTheDocumentedFileIsThatOfThePage) {
               testing::HasSubstr("$ python3 value_digest.py\n" + digests.at(0).digest.to_text() + "\n"));
 }
 
+TEST(ValueDigest, OfPartsTravelsAsTextAndAddsUp) {
+  generator random(3);
+  const temporary_folder folder;
+  const dataset data = dataset::open(of_files(write_kinds<layout_2010>(folder, random)));
+  for (const named_value_digest& whole : data.value_digests()) {
+    SCOPED_TRACE(whole.channel);
+    value_digest sum;
+    for (event_range events = data.events(); const event& one : events) {
+      value_digest part;
+      part.add(one.id(), one[whole.channel]);
+      const auto read = value_digest::from_text(part.to_text(), part.values());
+      ASSERT_TRUE(read);
+      EXPECT_EQ(*read, part);
+      sum.add(*read);
+    }
+    EXPECT_EQ(sum, whole.digest);
+    EXPECT_EQ(value_digest::from_text(whole.digest.to_text(), whole.digest.values()), whole.digest);
+  }
+  EXPECT_FALSE(value_digest::from_text("cf6e724e94d392c84514b8931cee320", 2));
+  EXPECT_FALSE(value_digest::from_text("cf6e724e94d392c84514b8931cee320x", 2));
+}
+
 }  // namespace

@@ -148,7 +148,7 @@ class column_reading {
   }
 
   column_data finish() {
-    if (digest_) plan_.column.digest = digest_->digest();
+    if (digest_sink_) plan_.column.digest = digest_;
     plan_.column.status.swap(statuses_);
     if (options_.rows == column_rows::events)
       column_access::set_planned(plan_.column, std::move(statuses_));
@@ -181,7 +181,8 @@ class column_reading {
   column_pass pass_to(std::unique_ptr<value_sink> sink) {
     sink_ = std::move(sink);
     sinks_.clear();
-    if (options_.with_digest) sinks_.push_back(&digest_.emplace(plan_));
+    digest_ = {};
+    if (options_.with_digest) sinks_.push_back(&digest_sink_.emplace(plan_, digest_));
     sinks_.push_back(sink_.get());
     return scan_.reading(sinks_, statuses_);
   }
@@ -195,7 +196,8 @@ class column_reading {
   first_blocks first_;
   std::optional<record_search> search_;
   std::optional<row_extras> extras_;
-  std::optional<digest_sink> digest_;
+  channel_digest digest_;
+  std::optional<digest_sink> digest_sink_;
   std::unique_ptr<value_sink> sink_;
   std::vector<column_sink*> sinks_;
   std::vector<value_status> statuses_;
@@ -300,23 +302,6 @@ column_data read_chunk_of_column(const std::shared_ptr<dataset_state>& state, st
     if (may_repeat) ledger.drop();
     throw;
   }
-}
-
-channel_digest read_digest(const std::shared_ptr<dataset_state>& state, std::size_t channel,
-                           const progress_function& report, read_progress& of_all) {
-  column_ledger ledger(*state, channel);
-  const column_plan plan = make_plan(state, channel, plan_request(), &ledger.get());
-  column_progress progress(report, &of_all);
-  column_scan scan(*state, plan, ledger.get());
-  progress.add_total(scan.stored_bytes());
-  column_workers workers(*state, progress, "Decoding a block of " + plan.column.channel);
-  digest_sink sink(plan);
-  column_sink* const sinks[] = {&sink};
-  std::vector<value_status> statuses;
-  workers.read({scan.reading(sinks, statuses)});
-  ledger.close();
-  progress.close(workers.done_bytes());
-  return sink.digest();
 }
 
 }  // namespace ravo::detail

@@ -28,10 +28,6 @@ std::vector<column_data> read_columns(const std::shared_ptr<dataset_state>& stat
 column_data read_chunk_of_column(const std::shared_ptr<dataset_state>& state, std::size_t channel,
                                  const column_options& options, reading_extent extent, walk_place& place,
                                  bool may_repeat);
-/// Reads all blocks of a channel for their digest only, as a part of a reading that has come as far as
-/// `of_all` says, and reports to `progress`.
-channel_digest read_digest(const std::shared_ptr<dataset_state>& state, std::size_t channel,
-                           const progress_function& progress, read_progress& of_all);
 
 }  // namespace ravo::detail
 

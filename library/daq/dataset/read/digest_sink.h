@@ -13,15 +13,15 @@ namespace ravo::detail {
 
 class digest_sink : public column_sink {
  public:
-  explicit digest_sink(const column_plan& plan) : plan_(plan) {}
+  /// Adds to `digest`, one thread at a time.
+  digest_sink(const column_plan& plan, channel_digest& digest) : plan_(plan), digest_(digest) {}
 
   std::unique_ptr<chunk_part> begin(std::size_t chunk, std::size_t blocks, block_memory& memory) override;
-  const channel_digest& digest() const { return digest_; }
 
  private:
   class part;
   const column_plan& plan_;
-  channel_digest digest_;
+  channel_digest& digest_;
 };
 
 }  // namespace ravo::detail

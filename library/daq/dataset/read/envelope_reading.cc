@@ -1,4 +1,4 @@
-#include "read/envelope_reading.h"
+#include "read/computed.h"
 
 #include <utility>
 

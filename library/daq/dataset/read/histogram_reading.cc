@@ -1,4 +1,4 @@
-#include "read/histogram_reading.h"
+#include "read/computed.h"
 
 #include <algorithm>
 #include <cmath>

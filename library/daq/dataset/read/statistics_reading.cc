@@ -1,4 +1,4 @@
-#include "read/statistics_reading.h"
+#include "read/computed.h"
 
 #include <cmath>
 #include <map>

@@ -9,7 +9,7 @@
 namespace ravo::detail {
 namespace {
 
-/// Hands the blocks of one channel to the one who takes their values.
+/// Hands the values of one channel's blocks to their taker.
 class taking_sink : public column_sink {
  public:
   taking_sink(const walked_rows& rows, value_taker& taker) : rows_(rows), taker_(taker) {}
@@ -187,15 +187,15 @@ class walker {
     start_group();
   }
 
-  void read_rows(walked_rows& rows, value_taker& taker, read_ledger& ledger) {
+  void read_rows(walked_rows& rows, block_taker& taker, read_ledger& ledger) {
     state_.check_stop();
     rows.plan.column.layout.rows = rows.ordinals.size();
     column_progress progress(walk_.progress, &so_far_);
     column_scan scan(state_, rows.plan, ledger);
     progress.add_total(scan.stored_bytes());
     column_workers workers(state_, progress, "Decoding a block of " + rows.plan.column.channel);
-    taking_sink sink(rows, taker);
-    column_sink* const sinks[] = {&sink};
+    const std::unique_ptr<column_sink> sink = taker.sink_for(rows);
+    column_sink* const sinks[] = {sink.get()};
     std::vector<value_status> statuses;
     workers.read({scan.reading(sinks, statuses)});
     progress.close(workers.done_bytes());
@@ -232,6 +232,10 @@ class walker {
 };
 
 }  // namespace
+
+std::unique_ptr<column_sink> value_taker::sink_for(const walked_rows& rows) {
+  return std::make_unique<taking_sink>(rows, *this);
+}
 
 std::vector<read_ledger> walk_values(const std::shared_ptr<dataset_state>& state, const value_walk& walk) {
   return walker(state, walk).run();

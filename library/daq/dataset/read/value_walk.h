@@ -1,6 +1,6 @@
 // Reads the recorded values of channels without keeping them: a group of segments at a time, with all
-// threads, each value handed to whoever computes something of it. Memory is that of one group, whatever the
-// number of values.
+// threads, each block or value handed to the code that computes something of it. Memory is that of one
+// group, whatever the number of values.
 #ifndef RAVO_DATASET_VALUE_WALK_H
 #define RAVO_DATASET_VALUE_WALK_H
 
@@ -38,9 +38,19 @@ struct walked_value {
   std::uint64_t ordinal() const { return rows.ordinals[row]; }
 };
 
+/// Computes something of a channel's blocks.
+class block_taker {
+ public:
+  virtual ~block_taker() = default;
+  /// Takes the blocks of these rows.
+  virtual std::unique_ptr<column_sink> sink_for(const walked_rows& rows) = 0;
+  /// All blocks of these rows are taken; these are the statuses of all rows. On the thread that reads.
+  virtual void end(const walked_rows& rows, std::span<const value_status> statuses) = 0;
+};
+
 /// Computes something of a channel's values. Chunks are filled by several threads, each by one of them;
 /// those that are dropped are read again.
-class value_taker {
+class value_taker : public block_taker {
  public:
   class chunk {
    public:
@@ -49,10 +59,8 @@ class value_taker {
     /// The chunk is complete. One thread at a time.
     virtual void commit() = 0;
   };
-  virtual ~value_taker() = default;
   virtual std::unique_ptr<chunk> begin() = 0;
-  /// All values of these rows are taken; these are the statuses of all rows. On the thread that reads.
-  virtual void end(const walked_rows& rows, std::span<const value_status> statuses) = 0;
+  std::unique_ptr<column_sink> sink_for(const walked_rows& rows) final;
 };
 
 /// Whether what a walk reads counts as read, in the dataset's ledger and for its policy of damage. It does
@@ -63,7 +71,7 @@ enum class walk_purpose { reading, preparation };
 struct value_walk {
   struct channel {
     std::size_t index = 0;
-    value_taker* taker = nullptr;
+    block_taker* taker = nullptr;
   };
   std::vector<channel> channels;
   /// Whether the value at an event is wanted; empty: all are.

@@ -172,7 +172,7 @@ class dataset {
   RAVO_EXPORT column_chunk_range column_chunks(std::string_view channel, std::size_t bytes,
                                                column_options options = {}) const;
 
-  /// The digest of each channel over the selection: reads everything.
+  /// The digest of each channel over the selection: reads everything, in one pass over the files.
   RAVO_EXPORT std::vector<named_digest> digest(const digest_options& options = {}) const;
 
   /// The digest of each channel's values over the selection: reads everything, in one pass over the files.

@@ -5,7 +5,9 @@
 #define RAVO_DATASET_VALUE_DIGEST_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "ravo_core_records.h"
 #include "ravo_dataset/column.h"
@@ -29,6 +31,12 @@ class value_digest {
   std::uint64_t values() const { return sums_.values(); }
   /// 32 hexadecimal digits.
   std::string to_text() const { return sums_.to_text(); }
+  /// The digest of `values` values whose text this is; `nullopt` for a text that is not 32 hexadecimal
+  /// digits.
+  static std::optional<value_digest> from_text(std::string_view text, std::uint64_t values) {
+    const auto sums = channel_digest::from_text(text, values);
+    return sums ? std::optional(of_sums(*sums)) : std::nullopt;
+  }
   bool operator==(const value_digest&) const = default;
 
   /// The sums that the digest consists of, in the form in which digests travel; and back.
