@@ -11,9 +11,9 @@
 #include <stdexcept>
 #include <thread>
 
+#include "noise.h"
 #include "ravo_evutl.h"
 #include "ravo_payload.h"
-#include "simulator/noise.h"
 
 namespace ravo::bench {
 namespace {

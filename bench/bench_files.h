@@ -8,7 +8,7 @@
 
 #include "bare_loop.h"
 #include "ravo_daq_read_chan_2010.h"
-#include "simulator/writing.h"
+#include "writing.h"
 
 namespace ravo::bench {
 

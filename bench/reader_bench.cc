@@ -18,7 +18,7 @@ settings files_with(int channels, int events) {
   settings what;
   what.files = 2;
   what.events = events;
-  what.counts = ravo::simulator::counts_for_total(channels);
+  what.counts = ravo::distribute_channels(channels);
   return what;
 }
 

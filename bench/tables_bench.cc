@@ -60,7 +60,7 @@ void load_tables(benchmark::State& state) {
   ravo::simulator::settings what;
   what.files = 1;
   what.events = 50;
-  what.counts = ravo::simulator::counts_for_total(2000);
+  what.counts = ravo::distribute_channels(2000);
   what.zlib_level = 1;
   const std::string path = simulated(what).at(0);
   const std::vector<range> tables = tables_of(loaded_file(path));

@@ -16,9 +16,9 @@
 #include "ravo_data_types.h"
 #include "ravo_store.h"
 #include "simulated_files.h"
-#include "simulator/writing.h"
 #include "temporary_folder.h"
 #include "words.h"
+#include "writing.h"
 
 namespace ravo::fuzz {
 namespace {

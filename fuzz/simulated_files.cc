@@ -1,6 +1,6 @@
 #include "simulated_files.h"
 
-#include "simulator/writing.h"
+#include "writing.h"
 
 namespace ravo::fuzz {
 

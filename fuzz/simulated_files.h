@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "events.h"
 #include "ravo_file_generation.h"
-#include "simulator/events.h"
 
 namespace ravo::fuzz {
 

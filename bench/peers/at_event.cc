@@ -7,11 +7,11 @@
 #include "bench_files.h"
 #include "figures.h"
 #include "hdf5_file.h"
+#include "noise.h"
 #include "parts.h"
 #include "process.h"
 #include "ravo_dataset.h"
 #include "raw_output.h"
-#include "simulator/noise.h"
 
 namespace ravo::bench {
 namespace {

@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "bench_files.h"
+#include "noise.h"
 #include "ravo_payload.h"
-#include "simulator/noise.h"
 
 namespace ravo::bench {
 namespace {

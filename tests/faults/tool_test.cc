@@ -3,15 +3,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "catalogue_search.h"
 #include "common/failure.h"
 #include "common/raw_file.h"
 #include "common/refusal.h"
 #include "convert/convert_file.h"
 #include "disturbed.h"
+#include "file_check.h"
+#include "file_search.h"
 #include "ravo_run_catalogue_builder.h"
-#include "verify/catalogue_search.h"
-#include "verify/file_check.h"
-#include "verify/file_search.h"
 
 namespace ravo::test {
 namespace {
@@ -44,7 +44,7 @@ class three_folders {
       files.push_back(folder_.write(std::string(name) + "/1.raw", {}));
     }
   }
-  verify::found_files search() const { return verify::find_files({folder_.path().string()}); }
+  checks::found_files search() const { return checks::find_files({folder_.path().string()}); }
   std::vector<std::string> files;
 
  private:
@@ -54,14 +54,14 @@ class three_folders {
 TEST(FileSearch, ReportsEachFolderThatCannotBeReadAndGoesOn) {
   const three_folders folders;
   for (const unsigned kind : {call::open_folder, call::list_folder}) {
-    verify::found_files found;
+    checks::found_files found;
     const long calls = disturb_each([&](long which) { return fault(kind, which, mishap::failure, EACCES); },
                                     [&](bool is_disturbed) {
                                       found = folders.search();
                                       if (!is_disturbed) return;
                                       // Files that were listed before the refusal are kept.
                                       EXPECT_LE(found.findings.size(), 1u);
-                                      for (const verify::finding& one : found.findings) {
+                                      for (const checks::finding& one : found.findings) {
                                         EXPECT_EQ(one.detail, "Permission denied") << one.file;
                                       }
                                       EXPECT_TRUE(found.files == folders.files || !found.findings.empty());
@@ -75,7 +75,7 @@ TEST(FileSearch, ReportsEachFolderThatCannotBeReadAndGoesOn) {
 TEST(FileSearch, OneFolderThatCannotBeReadCostsNoOther) {
   const three_folders folders;
   const fault armed(call::open_folder, 2, mishap::failure, EACCES);
-  const verify::found_files found = folders.search();
+  const checks::found_files found = folders.search();
   EXPECT_EQ(found.files.size(), 2u);
   EXPECT_EQ(found.findings.size(), 1u);
 }
@@ -114,14 +114,14 @@ class ToolAndFile : public testing::Test {
     }
   }
   std::vector<std::string> check(unsigned threads) const {
-    const verify::file_result result =
-        verify::check_file(run.path(), verify::depth::blocks, threads, [](std::uint64_t) {});
+    const checks::file_result result =
+        checks::check_file(run.path(), verification_depth::blocks, threads, [](std::uint64_t) {});
     return codes_of(result);
   }
-  static std::vector<std::string> codes_of(const verify::file_result& result) {
+  static std::vector<std::string> codes_of(const checks::file_result& result) {
     std::vector<std::string> found;
-    for (const verify::finding& one : result.findings.list())
-      found.emplace_back(verify::row_of(one.kind).code);
+    for (const checks::finding& one : result.findings.list())
+      found.emplace_back(checks::row_of(one.kind).code);
     return found;
   }
   const small_run<generation> run;
@@ -174,12 +174,12 @@ TYPED_TEST(ToolAndFile, AFailingMachineIsReportedAndNoDamageIsInvented) {
       const long calls = disturb_each(
           [&](long which) { return fault(reading_calls, which, mishap::failure, error, reach); },
           [&](bool) {
-            const verify::file_result result =
-                verify::check_file(this->run.path(), verify::depth::blocks, 1, [](std::uint64_t) {});
+            const checks::file_result result =
+                checks::check_file(this->run.path(), verification_depth::blocks, 1, [](std::uint64_t) {});
             if (this->codes_of(result) == good) return;  // there were no such calls left
             const auto& found = result.findings.list();
             ASSERT_EQ(found.size(), 1u) << testing::PrintToString(this->codes_of(result));
-            EXPECT_EQ(found[0].kind, verify::finding_kind::file_unreadable);
+            EXPECT_EQ(found[0].kind, checks::finding_kind::file_unreadable);
             EXPECT_EQ(found[0].detail, std::strerror(error));
           });
       EXPECT_GE(calls, 30);
@@ -268,13 +268,13 @@ TYPED_TEST(ToolAndFile, ACatalogueThatCannotBeReadIsNotCalledDamaged) {
   settings.catalogue_directory = into.path().string();
   settings.closed_after = -1;
   ASSERT_TRUE(catalogue::build(settings, {}).problems.empty());
-  const verify::runs_of_catalogue wanted{into.path().string(), "linac", "main", 7, 7};
+  const catalogue_runs wanted{into.path().string(), "linac", "main", 7, 7};
   const long calls =
       disturb_each([](long which) { return fault(call::open | call::read, which, mishap::failure, EIO); },
                    [&](bool is_disturbed) {
-                     for (const verify::finding& one : verify::find_files_of_runs(wanted).findings) {
+                     for (const checks::finding& one : checks::find_files_of_runs(wanted).findings) {
                        EXPECT_TRUE(is_disturbed);
-                       EXPECT_EQ(one.kind, verify::finding_kind::catalogue_unreadable);
+                       EXPECT_EQ(one.kind, checks::finding_kind::catalogue_unreadable);
                        EXPECT_EQ(one.detail, std::strerror(EIO));
                      }
                    });

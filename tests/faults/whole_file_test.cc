@@ -1,6 +1,6 @@
 // Files that the tool writes whole or not at all, with a fault at every
 // system call of the writing: killed there, refused there, interrupted there.
-#include "common/whole_file.h"
+#include "shared/whole_file.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,8 +16,8 @@
 namespace {
 
 using namespace ravo::test;
-using ravo::tool::whole_file;
-using ravo::tool::whole_file_failure;
+using ravo::whole_file;
+using ravo::whole_file_failure;
 using testing::HasSubstr;
 
 constexpr unsigned of_a_file = call::on_disk | call::stat;

@@ -2,18 +2,18 @@
 
 #include "common/failure.h"
 #include "common/raw_file.h"
+#include "file_check.h"
 #include "verbs/verb.h"
-#include "verify/file_check.h"
 #include "ways.h"
 
 namespace ravo::test {
 
 std::vector<std::string> verify_lines(const std::string& path) {
-  const verify::file_result result =
-      verify::check_file(path, verify::depth::blocks, 1, [](std::uint64_t) {});
+  const checks::file_result result =
+      checks::check_file(path, verification_depth::blocks, 1, [](std::uint64_t) {});
   std::vector<std::string> lines;
-  for (const verify::finding& one : result.findings.list())
-    lines.push_back(fmt::format("{} {} {} {} {}", verify::row_of(one.kind).code, one.first.channel,
+  for (const checks::finding& one : result.findings.list())
+    lines.push_back(fmt::format("{} {} {} {} {}", checks::row_of(one.kind).code, one.first.channel,
                                 one.first.offset.value_or(0), one.count, one.detail));
   return lines;
 }

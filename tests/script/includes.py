@@ -3,7 +3,7 @@
 
 usage: includes.py SOURCE_DIR
 
-The rooms of library/ are listed below from the lowest to the highest, each with those that it may include.
+The rooms of library/, and the libraries of tools/, are listed below from the lowest to the highest, each with those that it may include.
 """
 
 import pathlib
@@ -19,6 +19,10 @@ MAY_INCLUDE = {
     "library/daq/writer": {"library/format", "library/evutl", "library/xml"},
     "library/daq/reader": {"library/format", "library/evutl", "library/xml", "library/daq/files", "library/daq/decode"},
     "library/daq/dataset": {"library/format", "library/evutl", "library/xml", "library/daq/files", "library/daq/decode"},
+    "tools/shared": {"library/format"},
+    "tools/simulator": {"library/format", "library/evutl", "library/xml", "library/daq/writer", "tools/shared"},
+    "tools/verify": {"library/format", "library/evutl", "library/xml", "library/daq/files", "library/daq/decode",
+                     "tools/shared"},
 }
 
 # The rooms of the dataset, from the lowest to the highest: each may include itself and those below it.
@@ -36,7 +40,8 @@ def room_of(path):
 
 def main(source_dir):
     root = pathlib.Path(source_dir)
-    sources = [p for p in root.glob("library/**/*") if p.suffix in (".h", ".cc")]
+    sources = [p for room in ("library", *MAY_INCLUDE) for p in root.glob(f"{room}/**/*") if p.suffix in (".h", ".cc")]
+    sources = sorted(set(sources))
     if len(sources) < 250:
         sys.exit(f"only {len(sources)} source files found below {root}/library")
     by_name = {}

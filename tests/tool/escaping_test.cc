@@ -1,11 +1,11 @@
 // What may reach a terminal: plain UTF-8 and nothing that it obeys.
-#include "common/escaping.h"
+#include "shared/escaping.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using namespace ravo::tool;
+using namespace ravo;
 
 TEST(Escaping, LeavesPlainUtf8AsItIs) {
   for (const char* text : {"", "LINAC/BPM/001", "gr\xc3\xbc\xc3\x9f",

@@ -5,17 +5,19 @@
 #include <algorithm>
 #include <exception>
 
-#include "common/escaping.h"
 #include "common/failure.h"
 #include "common/help_format.h"
 #include "common/interrupt.h"
 #include "common/names.h"
 #include "ravo_version.h"
+#include "shared/escaping.h"
 #include "verbs/verb.h"
 
 namespace {
 
 using namespace ravo::tool;
+using ravo::as_it_is;
+using ravo::print_message;
 
 constexpr const char* closing_words = R"(A first look:
   ravo simulate demo --files 2             write two raw files of a simulated accelerator

@@ -1,9 +1,9 @@
-#include "common/escaping.h"
+#include "shared/escaping.h"
 
 #include <algorithm>
 #include <cstdint>
 
-namespace ravo::tool {
+namespace ravo {
 namespace {
 
 struct letter {
@@ -101,4 +101,4 @@ std::string printable_lines(std::string_view text) {
   }
 }
 
-}  // namespace ravo::tool
+}  // namespace ravo

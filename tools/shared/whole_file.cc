@@ -1,4 +1,4 @@
-#include "common/whole_file.h"
+#include "shared/whole_file.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -12,7 +12,7 @@
 #include "format/opened_file.h"
 #include "format/uninterrupted.h"
 
-namespace ravo::tool {
+namespace ravo {
 namespace {
 
 constexpr std::size_t pending_bytes = std::size_t{1} << 16;
@@ -178,4 +178,4 @@ void whole_file::fail(int error) const {
   throw whole_file_failure(path_ + ": " + std::strerror(error) + remedy);
 }
 
-}  // namespace ravo::tool
+}  // namespace ravo

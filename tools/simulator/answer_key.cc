@@ -1,14 +1,14 @@
-#include "common/answer_key.h"
+#include "answer_key.h"
 
 #include <zlib.h>
 
-#include "common/json_lines.h"
 #include "format/payload_view.h"
 #include "format/time.h"
 #include "ravo_data_types.h"
 #include "ravo_evutl.h"
+#include "shared/json_lines.h"
 
-namespace ravo::tool {
+namespace ravo::simulator {
 namespace {
 
 // Count, mean, least and greatest value of each member of a spectrum, straight from its samples.
@@ -33,8 +33,8 @@ const char* type_name(RAVO_SUBBLOCK_TYPE dtype) { return find_data_type(dtype)->
 
 }  // namespace
 
-void answer_key::add(const simulator::answer& put_in) {
-  const simulator::delivered_block block = simulator::deliver(put_in);
+void answer_key::add(const answer& put_in) {
+  const delivered_block block = deliver(put_in);
   json line;
   line["run"] = put_in.run;
   line["file"] = put_in.file;
@@ -54,4 +54,4 @@ void answer_key::add(const simulator::answer& put_in) {
   file_.append(json_line(line));
 }
 
-}  // namespace ravo::tool
+}  // namespace ravo::simulator

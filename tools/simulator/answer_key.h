@@ -1,20 +1,20 @@
 // The answer key of a simulation as a file: a JSON line for each block that was written, as a
 // reader will return it. Everything in a line is computed from the simulator's bytes alone.
-#ifndef RAVO_TOOL_ANSWER_KEY_H
-#define RAVO_TOOL_ANSWER_KEY_H
+#ifndef RAVO_SIMULATOR_ANSWER_KEY_H
+#define RAVO_SIMULATOR_ANSWER_KEY_H
 
 #include <string>
 
-#include "common/whole_file.h"
-#include "simulator/writing.h"
+#include "shared/whole_file.h"
+#include "writing.h"
 
-namespace ravo::tool {
+namespace ravo::simulator {
 
 class answer_key {
  public:
   /// Begins the file; throws whole_file_failure if it cannot be written.
   explicit answer_key(const std::string& path) : file_(path) {}
-  void add(const simulator::answer& put_in);
+  void add(const answer& put_in);
   /// Gives the complete file its name; throws whole_file_failure if part of it could not be written.
   void close() { file_.publish(); }
 
@@ -22,6 +22,6 @@ class answer_key {
   whole_file file_;
 };
 
-}  // namespace ravo::tool
+}  // namespace ravo::simulator
 
 #endif

@@ -1,10 +1,8 @@
-#include "simulator/channels.h"
+#include "channels.h"
 
 #include <array>
 #include <cstdio>
 #include <string_view>
-
-#include "simulator/older_form.h"
 
 namespace ravo::simulator {
 namespace {
@@ -104,6 +102,28 @@ void add_statistics(dim_descr& dimension, std::string_view units) {
   dimension.nstats = static_cast<std::int32_t>(dimension.stats.size());
 }
 
+// The older generation's type for the same instrument; types that both generations have stay.
+RAVO_SUBBLOCK_TYPE older_form(RAVO_SUBBLOCK_TYPE dtype) {
+  switch (dtype) {
+    case RAVO_BLOCK_BPM_2010:
+      return RAVO_BLOCK_BPM;
+    case RAVO_BLOCK_TOROID_2010:
+      return RAVO_BLOCK_TOROID;
+    case RAVO_BLOCK_RF_250K_2010:
+      return RAVO_BLOCK_RF_250K;
+    case RAVO_BLOCK_ENERGY_2010:
+      return RAVO_BLOCK_ENERGY;
+    case RAVO_UPD_BLOCK_2010:
+      return RAVO_UPD_BLOCK;
+    case RAVO_BOR_BLOCK_2010:
+      return RAVO_BOR_BLOCK;
+    case RAVO_EOR_BLOCK_2010:
+      return RAVO_EOR_BLOCK;
+    default:
+      return dtype;
+  }
+}
+
 }  // namespace
 
 RAVO_SUBBLOCK_TYPE channel::dtype() const {
@@ -113,27 +133,7 @@ RAVO_SUBBLOCK_TYPE channel::current_dtype() const { return row_of(kind).dtype; }
 RAVO_EVTYPE channel::event_type() const { return row_of(kind).event_type; }
 const char* channel::server() const { return row_of(kind).server; }
 
-int channel_counts::total() const {
-  return bpms + toroids + rfs + spectra + energies + cameras + cameras_ext + profiles + slows +
-         environments + statuses + messages + special_channels;
-}
-
-channel_counts counts_for_total(int total) {
-  // One each of the large and the uniform kinds; the rest is distributed as in a real machine.
-  channel_counts counts;
-  counts.energies = counts.cameras = counts.cameras_ext = counts.profiles = counts.statuses =
-      counts.messages = 1;
-  const int rest = total - special_channels - 6;
-  counts.toroids = rest * 15 / 100 > 0 ? rest * 15 / 100 : 1;
-  counts.rfs = rest * 15 / 100 > 0 ? rest * 15 / 100 : 1;
-  counts.spectra = rest * 5 / 100 > 0 ? rest * 5 / 100 : 1;
-  counts.slows = rest * 15 / 100 > 0 ? rest * 15 / 100 : 1;
-  counts.environments = rest * 10 / 100 > 0 ? rest * 10 / 100 : 1;
-  counts.bpms = rest - counts.toroids - counts.rfs - counts.spectra - counts.slows - counts.environments;
-  return counts;
-}
-
-std::vector<channel> make_channels(const channel_counts& counts,
+std::vector<channel> make_channels(const simulated_channels& counts,
                                    std::optional<ravo_compression> compression) {
   std::vector<channel> channels;
   auto add = [&](std::string name, channel_kind kind, int place, presence when) {

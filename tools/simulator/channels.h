@@ -7,9 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "ravo_daq_writer_2010.h"
-#include "ravo_file_generation.h"
 #include "ravo_raw_format.h"
+#include "ravo_simulator.h"
 
 namespace ravo::simulator {
 
@@ -58,34 +57,12 @@ struct channel {
   const char* server() const;
 };
 
-/// How many channels of each kind there are. In addition there are always six special ones: one at half
-/// rate, one with gaps, one from the second file on, one without data, begin of run and end of run.
-struct channel_counts {
-  int bpms = 10;
-  int toroids = 4;
-  int rfs = 4;
-  int spectra = 2;
-  int energies = 1;
-  int cameras = 1;
-  int cameras_ext = 1;
-  int profiles = 1;
-  int slows = 4;
-  int environments = 3;
-  int statuses = 1;
-  int messages = 1;
-
-  int total() const;
-};
+/// Channels that are there whatever the counts are.
 inline constexpr int special_channels = 6;
-
-/// The smallest total that counts_for_total can distribute.
-inline constexpr int smallest_total = 20;
-/// Counts that make `total` channels together with the special ones.
-channel_counts counts_for_total(int total);
 
 /// The channels, in the order of the file's dictionary. Without `compression`,
 /// neighbours of a kind are stored zlib, plain and LZO in turn.
-std::vector<channel> make_channels(const channel_counts& counts,
+std::vector<channel> make_channels(const simulated_channels& counts,
                                    std::optional<ravo_compression> compression);
 
 /// What the file says about a channel; delete with ravo_free_chan_descr.

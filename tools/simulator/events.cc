@@ -1,9 +1,9 @@
-#include "simulator/events.h"
+#include "events.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "simulator/payload.h"
+#include "payload.h"
 
 namespace ravo::simulator {
 namespace {

@@ -3,34 +3,19 @@
 #ifndef RAVO_SIMULATOR_EVENTS_H
 #define RAVO_SIMULATOR_EVENTS_H
 
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "simulator/channels.h"
-#include "simulator/machine.h"
+#include "channels.h"
+#include "machine.h"
 
 namespace ravo::simulator {
 
-/// What is simulated.
-struct settings {
-  std::uint64_t seed = 1;
-  int first_run = 1;
-  int runs = 1;
-  int files = 2;     ///< of a run
-  int events = 100;  ///< pulses with beam in one file
-  clock_settings clock;
-  channel_counts counts;
-  std::optional<ravo_compression> compression;  ///< `nullopt`: mixed
-  int zlib_level = 6;
-  std::string folder;
-  std::string experiment = "linac";
-  std::string stream = "main";
-  ravo_file_generation generation = ravo_file_generation::current;
-  // What is wrong with the machine.
-  std::set<std::uint32_t> pulses_without_events;  ///< nothing is recorded in them
-  std::string absent_channel;                     ///< its instrument is switched off
+/// What is simulated, and what is wrong with the machine.
+struct settings : simulation {
+  std::set<std::uint32_t> pulses_without_events = {};  ///< nothing is recorded in them
+  std::string absent_channel = {};                     ///< its instrument is switched off
 };
 
 /// Pulses without a run between two runs.

@@ -1,9 +1,9 @@
-#include "simulator/machine.h"
+#include "machine.h"
 
 #include <cmath>
 #include <numbers>
 
-#include "simulator/noise.h"
+#include "noise.h"
 
 namespace ravo::simulator {
 namespace {
@@ -21,7 +21,7 @@ double dispersion(int place) { return 120.0 * std::sin(two_pi * 0.031 * place); 
 
 }  // namespace
 
-time_stamp time_of_pulse(const clock_settings& clock, std::uint64_t seed, std::uint32_t pulse,
+time_stamp time_of_pulse(const simulated_clock& clock, std::uint64_t seed, std::uint32_t pulse,
                          double part_of_period) {
   noise numbers(seed, clock_stream, pulse);
   const double period = 1e6 / clock.rate;
@@ -34,7 +34,7 @@ time_stamp time_of_pulse(const clock_settings& clock, std::uint64_t seed, std::u
   return {static_cast<std::uint32_t>(total / 1'000'000), static_cast<std::uint32_t>(total % 1'000'000)};
 }
 
-pulse_state state_of_machine(const clock_settings& clock, std::uint64_t seed, std::uint32_t pulse) {
+pulse_state state_of_machine(const simulated_clock& clock, std::uint64_t seed, std::uint32_t pulse) {
   noise numbers(seed, beam_stream, pulse);
   pulse_state state{};
   state.seed = seed;

@@ -6,18 +6,12 @@
 #include <cstdint>
 
 #include "ravo_core_records.h"
+#include "ravo_simulator.h"
 
 namespace ravo::simulator {
 
-/// When the machine runs.
-struct clock_settings {
-  double rate = 10.0;                     ///< pulses a second
-  time_stamp start{1'740'816'000u, 0};    ///< 2025-03-01T08:00:00Z
-  std::uint32_t first_event = 1'000'000;  ///< event number of pulse 0
-};
-
 /// The time of a pulse, shifted by a fraction of the time between pulses.
-time_stamp time_of_pulse(const clock_settings& clock, std::uint64_t seed, std::uint32_t pulse,
+time_stamp time_of_pulse(const simulated_clock& clock, std::uint64_t seed, std::uint32_t pulse,
                          double part_of_period);
 
 /// The state of the machine in one pulse.
@@ -38,7 +32,7 @@ struct pulse_state {
 };
 
 /// The state in pulse number `pulse`: slow drifts, a feedback's residual and noise from pulse to pulse.
-pulse_state state_of_machine(const clock_settings& clock, std::uint64_t seed, std::uint32_t pulse);
+pulse_state state_of_machine(const simulated_clock& clock, std::uint64_t seed, std::uint32_t pulse);
 
 /// The orbit at a place along the machine, mm.
 struct position {

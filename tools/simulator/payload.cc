@@ -1,18 +1,14 @@
-#include "simulator/payload.h"
-#include "simulator/append.h"
+#include "payload.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <numbers>
 #include <span>
 #include <string_view>
-#include <type_traits>
 
-#include "ravo_payload.h"
-#include "simulator/noise.h"
-#include "simulator/screen.h"
+#include "noise.h"
+#include "screen.h"
 
 namespace ravo::simulator {
 namespace {
@@ -24,8 +20,6 @@ constexpr int spectrum_samples = 96;
 constexpr int spectrum_groups = 3;
 constexpr int spectrum_members = 2;
 
-using bytes = std::vector<unsigned char>;
-
 // Front ends digitise: a value is a multiple of the digitisation step.
 float digitised(double value, double step) { return static_cast<float>(std::round(value / step) * step); }
 
@@ -36,21 +30,16 @@ noise noise_of(const channel& what, const occasion& when) {
   return {when.state.seed, hash, when.state.pulse};
 }
 
-// A spectrum block of one group and without means.
-bytes plain_spectrum(int members, float start, float inc, std::span<const float> values) {
-  ravo_spect_head_2010 head{};
-  head.members = members;
-  head.samples = static_cast<std::int32_t>(values.size()) / members;
-  head.groups = 1;
-  head.start = start;
-  head.inc = inc;
-  bytes block;
-  append(block, head);
-  append(block, std::span<const float>(values));
-  return block;
+// A spectrum block of one group and without a summary, in the layout of the channel's generation.
+payload_bytes plain_spectrum(const channel& what, int members, float inc, std::span<const float> values) {
+  spectrum_form form;
+  form.members = members;
+  form.samples = static_cast<std::int32_t>(values.size()) / members;
+  form.inc = inc;
+  return spectrum_payload(what.dtype(), form, values);
 }
 
-bytes bpm(const channel& what, const occasion& when) {
+payload_bytes bpm(const channel& what, const occasion& when) {
   noise numbers = noise_of(what, when);
   const position at = orbit(when.state, what.place);
   const double charge = when.state.charge * transmission(what.place);
@@ -62,18 +51,18 @@ bytes bpm(const channel& what, const occasion& when) {
     values[bunches + bunch] = digitised(at.y - 0.02 * slope + 0.005 * numbers.normal(), 0.0005);
     values[2 * bunches + bunch] = digitised(charge * (1.0 + 0.01 * numbers.normal()), 0.0005);
   }
-  return plain_spectrum(3, 0.0F, 1.0F, values);
+  return plain_spectrum(what, 3, 1.0F, values);
 }
 
-bytes toroid(const channel& what, const occasion& when) {
+payload_bytes toroid(const channel& what, const occasion& when) {
   noise numbers = noise_of(what, when);
   const double charge = when.state.charge * transmission(10 * what.place);
   std::vector<float> values(bunches);
   for (float& value : values) value = digitised(charge * (1.0 + 0.004 * numbers.normal()), 0.0002);
-  return plain_spectrum(1, 0.0F, 1.0F, values);
+  return plain_spectrum(what, 1, 1.0F, values);
 }
 
-bytes rf(const channel& what, const occasion& when) {
+payload_bytes rf(const channel& what, const occasion& when) {
   noise numbers = noise_of(what, when);
   const double gradient = (18.0 + 0.4 * (what.place % 8)) * (1.0 + when.state.gradient_error);
   const double phase = -4.0 + 0.7 * (what.place % 5) + when.state.rf_phase_error;
@@ -97,27 +86,10 @@ bytes rf(const channel& what, const occasion& when) {
     values[at] = digitised(amplitude + 0.01 * numbers.normal(), 0.005);
     values[rf_samples + at] = digitised(phase + detuning + 0.05 * numbers.normal(), 0.02);
   }
-  return plain_spectrum(2, 0.0F, 4.0F, values);
+  return plain_spectrum(what, 2, 4.0F, values);
 }
 
-ravo_spect_statistics_2010 statistics_of(std::span<const float> values) {
-  double sum = 0, squares = 0;
-  for (const float value : values) {
-    sum += value;
-    squares += static_cast<double>(value) * value;
-  }
-  const auto count = static_cast<double>(values.size());
-  const auto [least, most] = std::minmax_element(values.begin(), values.end());
-  ravo_spect_statistics_2010 statistics{};
-  statistics.mask = 0xf;
-  statistics.val[0] = static_cast<float>(sum / count);
-  statistics.val[1] = static_cast<float>(std::sqrt(squares / count));
-  statistics.val[2] = *least;
-  statistics.val[3] = *most;
-  return statistics;
-}
-
-bytes spectrum(const channel& what, const occasion& when) {
+payload_bytes spectrum(const channel& what, const occasion& when) {
   noise numbers = noise_of(what, when);
   constexpr std::size_t per_member = spectrum_samples * spectrum_groups;
   std::vector<float> values;
@@ -131,146 +103,103 @@ bytes spectrum(const channel& what, const occasion& when) {
         const double line = 900.0 * when.state.charge * std::exp(-0.5 * distance * distance);
         values.push_back(digitised(20.0 + line + (3.0 + 0.1 * std::sqrt(line)) * numbers.normal(), 0.25));
       }
-  ravo_spect_head_2010 head{};
-  head.members = spectrum_members;
-  head.samples = spectrum_samples;
-  head.groups = spectrum_groups;
-  head.start = 13.2F;
-  head.inc = 0.01F;
-  head.groups_inc = 0.0F;
-  head.flags = RAVO_SPECT_HAS_MEANS | RAVO_SPECT_HAS_STATISTICS;
-  std::vector<ravo_spect_statistics_2010> statistics;
-  const std::span<const float> all(values);
-  for (std::size_t member = 0; member < spectrum_members; ++member)
-    statistics.push_back(statistics_of(all.subspan(member * per_member, per_member)));
-  bytes block;
-  append(block, head);
-  for (const auto& one : statistics) append(block, one.val[0]);
-  for (const auto& one : statistics) append(block, one);
-  append(block, all);
-  return block;
+  return spectrum_payload(what.dtype(),
+                          {.members = spectrum_members,
+                           .groups = spectrum_groups,
+                           .samples = spectrum_samples,
+                           .start = 13.2F,
+                           .inc = 0.01F,
+                           .summary = spectrum_summary::means_and_statistics},
+                          values);
 }
 
-bytes energy(const channel& what, const occasion& when) {
+payload_bytes energy(const channel& what, const occasion& when) {
   noise numbers = noise_of(what, when);
   const double value = 1000.0 * (1.0 + when.state.energy_error) + 0.002 * numbers.normal();
-  return plain_spectrum(1, 0.0F, 1.0F, std::array{digitised(value, 0.001)});
+  return plain_spectrum(what, 1, 1.0F, std::array{digitised(value, 0.001)});
 }
 
-bytes camera(const channel& what, const occasion& when) {
+payload_bytes camera(const channel& what, const occasion& when) {
   noise numbers = noise_of(what, when);
   const screen picture{64, 48, 8};
-  const bytes pixels = take_picture(picture, when.state, numbers);
-  ravo_image_frame_head head{};
-  head.w = static_cast<std::uint32_t>(picture.width) | 16u << 16;
-  head.h = static_cast<std::uint32_t>(picture.height) | 8u << 16;
-  head.bpp = 1 | 1u << 4 | 1u << 18;
-  head.frame = when.state.pulse;
-  head.event_nm = when.event_number;
-  head.length = static_cast<std::int32_t>(pixels.size());
-  bytes block;
-  append(block, head);
-  append(block, std::span<const unsigned char>(pixels));
-  return block;
+  const std::vector<std::uint8_t> pixels = take_picture<std::uint8_t>(picture, when.state, numbers);
+  return frame_payload(what.dtype(),
+                       {.width = picture.width,
+                        .height = picture.height,
+                        .x_start = 16,
+                        .y_start = 8,
+                        .frame = when.state.pulse,
+                        .event = when.event_number},
+                       std::span<const std::uint8_t>(pixels));
 }
 
-bytes camera_ext(const channel& what, const occasion& when) {
+payload_bytes camera_ext(const channel& what, const occasion& when) {
   noise numbers = noise_of(what, when);
   const screen picture{48, 40, 12};
-  const bytes pixels = take_picture(picture, when.state, numbers);
-  ravo_image_ext_frame_head head{};
-  head.width = 640;
-  head.height = 480;
-  head.aoi_width = picture.width;
-  head.aoi_height = picture.height;
-  head.x_start = 296;
-  head.y_start = 220;
-  head.bpp = 2;
-  head.ebitpp = picture.bits;
-  head.hbin = head.vbin = 1;
-  head.frame = when.state.pulse;
-  head.event = when.event_number;
-  head.scale_x = head.scale_y = 0.0125F;
-  head.image_rotation = 90.0F;
-  head.length = static_cast<std::int32_t>(pixels.size());
-  bytes block;
-  append(block, head);
-  append(block, std::span<const unsigned char>(pixels));
-  return block;
+  const std::vector<std::uint16_t> pixels = take_picture<std::uint16_t>(picture, when.state, numbers);
+  return frame_payload(what.dtype(),
+                       {.width = picture.width,
+                        .height = picture.height,
+                        .x_start = 296,
+                        .y_start = 220,
+                        .frame = when.state.pulse,
+                        .event = when.event_number,
+                        .sensor_width = 640,
+                        .sensor_height = 480,
+                        .effective_bits = picture.bits,
+                        .scale_x = 0.0125F,
+                        .scale_y = 0.0125F,
+                        .rotation = 90.0F},
+                       std::span<const std::uint16_t>(pixels));
 }
 
-bytes profile(const channel& what, const occasion& when) {
+payload_bytes profile(const channel& what, const occasion& when) {
   noise numbers = noise_of(what, when);
-  const ravo_roi_head head{16, 8, 64, 48};
-  std::vector<float> values;
-  auto add = [&](int length, double centre) {
+  const auto along = [&](int length, double centre) {
+    std::vector<float> values;
     for (int pixel = 0; pixel < length; ++pixel) {
       const double distance = (pixel - centre * length) / (0.08 * length);
       values.push_back(
           digitised(200.0 * std::exp(-0.5 * distance * distance) + 4.0 * numbers.uniform(), 0.25));
     }
+    return values;
   };
-  add(head.width, when.state.spot_x);
-  add(head.height, when.state.spot_y);
-  bytes block;
-  append(block, head);
-  append(block, std::span<const float>(values));
-  return block;
+  const std::vector<float> x = along(64, when.state.spot_x);
+  const std::vector<float> y = along(48, when.state.spot_y);
+  return profile_payload(16, 8, x, y);
 }
 
-bytes update(std::string_view property, time_stamp time, double value) {
-  ravo_upd_data_block_2010 data{};
-  property.copy(data.upd_prop, sizeof data.upd_prop - 1);
-  data.upd_ch_time = time;
-  data.upd_ch_data = static_cast<float>(value);
-  bytes block;
-  append(block, data);
-  return block;
-}
-
-bytes environment(const channel& what, const occasion& when) {
+payload_bytes slow(const channel& what, const occasion& when) {
   noise numbers = noise_of(what, when);
-  ravo_env_data_block_2010 data{};
-  data.env_ch_idx = what.env_index;
-  data.env_ch_time = when.time;
+  const float current = digitised(20.0 + what.place + 0.5 * numbers.normal(), 0.01);
+  return update_payload(what.dtype(), "CURRENT.SET", when.time, current);
+}
+
+payload_bytes environment(const channel& what, const occasion& when) {
+  noise numbers = noise_of(what, when);
   const double day = std::sin(two_pi * when.state.seconds / 86400.0);
-  data.env_ch_data = digitised(21.5 + 0.3 * what.place + day + 0.02 * numbers.normal(), 0.01);
-  bytes block;
-  append(block, data);
-  return block;
+  return environment_payload(what.env_index, when.time,
+                             digitised(21.5 + 0.3 * what.place + day + 0.02 * numbers.normal(), 0.01));
 }
 
-bytes status(const channel& what, const occasion& when) {
+payload_bytes status(const channel& what, const occasion& when) {
   noise numbers = noise_of(what, when);
-  ravo_name_value_block head{};
-  head.id = 1 + what.place;
-  std::string_view("state of the linac").copy(head.comment, sizeof head.comment - 1);
-  head.ndata = 3;
-  bytes block;
-  append(block, head);
-  auto add = [&](std::string_view name, double value) {
-    ravo_name_value_channel pair{};
-    name.copy(pair.name, sizeof pair.name - 1);
-    pair.value = static_cast<float>(value);
-    append(block, pair);
+  const named_value values[] = {
+      {"BUNCHES", bunches},
+      {"LASER_ENERGY", digitised(50.0 * when.state.charge + 0.1 * numbers.normal(), 0.01)},
+      {"REPETITION_RATE", 10.0F},
   };
-  add("BUNCHES", bunches);
-  add("LASER_ENERGY", digitised(50.0 * when.state.charge + 0.1 * numbers.normal(), 0.01));
-  add("REPETITION_RATE", 10.0);
-  return block;
+  return name_value_payload(values, 1 + what.place, "state of the linac");
 }
 
-bytes message(const occasion& when) {
+payload_bytes message(const occasion& when) {
   constexpr std::string_view texts[] = {"beam on", "feedback active", "dark current low", "orbit steered"};
-  const std::string_view text = texts[when.state.pulse / 20 % std::size(texts)];
-  bytes block(text.begin(), text.end());
-  block.resize((text.size() / 4 + 1) * 4, 0);  // closing zero, and whole words
-  return block;
+  return text_payload(texts[when.state.pulse / 20 % std::size(texts)]);
 }
 
 }  // namespace
 
-std::vector<unsigned char> make_payload(const channel& what, const occasion& when) {
+payload_bytes make_payload(const channel& what, const occasion& when) {
   switch (what.kind) {
     case channel_kind::bpm:
       return bpm(what, when);
@@ -288,10 +217,8 @@ std::vector<unsigned char> make_payload(const channel& what, const occasion& whe
       return camera_ext(what, when);
     case channel_kind::profile:
       return profile(what, when);
-    case channel_kind::slow: {
-      noise numbers = noise_of(what, when);
-      return update("CURRENT.SET", when.time, digitised(20.0 + what.place + 0.5 * numbers.normal(), 0.01));
-    }
+    case channel_kind::slow:
+      return slow(what, when);
     case channel_kind::environment:
       return environment(what, when);
     case channel_kind::status:
@@ -299,9 +226,9 @@ std::vector<unsigned char> make_payload(const channel& what, const occasion& whe
     case channel_kind::message:
       return message(when);
     case channel_kind::run_begin:
-      return update("RUN.BEGIN", when.time, when.run);
+      return update_payload(what.dtype(), "RUN.BEGIN", when.time, static_cast<float>(when.run));
     case channel_kind::run_end:
-      return update("RUN.END", when.time, when.run);
+      return update_payload(what.dtype(), "RUN.END", when.time, static_cast<float>(when.run));
   }
   return {};
 }

@@ -1,12 +1,11 @@
-// What an instrument sees of a pulse, as the data of a block in host order. Layouts are those of
-// ravo_payload.h; which instruments there are is channels.h's.
+// What an instrument sees of a pulse, as the data of a block in host order, in the layout of the channel's
+// data type; which instruments there are is channels.h's.
 #ifndef RAVO_SIMULATOR_PAYLOAD_H
 #define RAVO_SIMULATOR_PAYLOAD_H
 
-#include <vector>
-
-#include "simulator/channels.h"
-#include "simulator/machine.h"
+#include "channels.h"
+#include "machine.h"
+#include "ravo_daq/payloads.h"
 
 namespace ravo::simulator {
 
@@ -18,8 +17,8 @@ struct occasion {
   int run;
 };
 
-/// The data of one block of the channel.
-std::vector<unsigned char> make_payload(const channel& what, const occasion& when);
+/// The data of one block of the channel. No channel here has data without a place in the older spectrum.
+payload_bytes make_payload(const channel& what, const occasion& when);
 
 }  // namespace ravo::simulator
 

@@ -1,10 +1,9 @@
-#include "simulator/writing.h"
+#include "writing.h"
 
 #include <cstring>
 
 #include "ravo_daq_writer.h"
 #include "ravo_xml.h"
-#include "simulator/older_form.h"
 
 namespace ravo::simulator {
 namespace {
@@ -62,13 +61,6 @@ void notify(const observer& observe, const event& what, const std::vector<channe
                &channels[static_cast<std::size_t>(one.channel)], one.payload});
 }
 
-void put_in_older_form(event& what, const std::vector<channel>& channels) {
-  for (server_block& server : what.servers)
-    for (block& one : server.blocks)
-      one.payload =
-          older_form(channels[static_cast<std::size_t>(one.channel)].current_dtype(), one.payload);
-}
-
 template <class Update>
 delivered_block update_of(const answer& put_in, RAVO_SUBBLOCK_TYPE dtype) {
   ravo_env_data_block_2010 reading;
@@ -120,8 +112,7 @@ simulation_result simulate_with(const settings& what, const std::vector<channel>
       declare(writer, what, channels);
       for (std::uint32_t pulse = stream.first_pulse(run, file); pulse < stream.end_pulse(run, file);
            ++pulse) {
-        for (event& made : stream.events_of(run, file, pulse)) {
-          if (what.generation == ravo_file_generation::older) put_in_older_form(made, channels);
+        for (const event& made : stream.events_of(run, file, pulse)) {
           write(writer, made);
           ++result.events;
           for (const server_block& server : made.servers) result.blocks += server.blocks.size();

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/events.h"
+#include "events.h"
 
 namespace ravo::simulator {
 

@@ -1,4 +1,4 @@
-#include "verify/baskets.h"
+#include "baskets.h"
 
 #include <fmt/format.h>
 
@@ -8,11 +8,11 @@
 #include <optional>
 #include <vector>
 
+#include "block_name.h"
 #include "ravo_evutl.h"
 #include "ravo_raw_generations.h"
-#include "verify/block_name.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 constexpr std::uint64_t basket_head = sizeof(ravo_channel_basket);
@@ -194,4 +194,4 @@ void check_baskets(const checked_file& file, file_map& map, finding_list& findin
 template void check_baskets<raw_format_2009>(const checked_file&, file_map&, finding_list&);
 template void check_baskets<raw_format_2010>(const checked_file&, file_map&, finding_list&);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

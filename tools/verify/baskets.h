@@ -3,11 +3,11 @@
 #ifndef RAVO_VERIFY_BASKETS_H
 #define RAVO_VERIFY_BASKETS_H
 
-#include "verify/checked_file.h"
-#include "verify/file_map.h"
-#include "verify/finding_list.h"
+#include "checked_file.h"
+#include "file_map.h"
+#include "finding_list.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 /// Sets the offsets of the channels' baskets: by the first pointer of a row, or, if no basket is there,
 /// by the pointer with the lowest offset. 0: the channel has no basket, or its pointer leads nowhere.
@@ -18,6 +18,6 @@ void find_baskets(const checked_file& file, file_map& map, finding_list& finding
 template <class G>
 void check_baskets(const checked_file& file, file_map& map, finding_list& findings);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

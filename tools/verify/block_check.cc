@@ -1,4 +1,4 @@
-#include "verify/block_check.h"
+#include "block_check.h"
 
 #include <fmt/format.h>
 #include <zlib.h>
@@ -10,16 +10,16 @@
 #include <new>
 #include <string_view>
 
+#include "block_name.h"
+#include "check_limits.h"
 #include "format/payload_view.h"
+#include "instants.h"
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
 #include "ravo_raw_generations.h"
-#include "verify/block_name.h"
-#include "verify/instants.h"
-#include "verify/limits.h"
-#include "verify/texts.h"
+#include "texts.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 constexpr std::size_t read_ahead = 256 << 10;
@@ -97,7 +97,7 @@ block_checker<G>::block_checker(channel_surroundings& around, const channel_entr
       findings_(findings),
       event_headers_(around.file, header_ahead),
       server_blocks_(around.file, read_ahead / 4),
-      data_(around.file, around.deep == depth::blocks ? read_ahead : head_size + zip_size),
+      data_(around.file, around.deep == verification_depth::blocks ? read_ahead : head_size + zip_size),
       next_heads_(around.file, head_size) {}
 
 template <class G>
@@ -124,7 +124,7 @@ std::optional<block_data> block_checker<G>::check_data(const led_to& block, cons
   number_ = block.number;
   if (head.type->shape == payload_shape::environment) find_index();
   block_data data;
-  if (around_.deep == depth::heads || !is_own_place(head)) return data;
+  if (around_.deep == verification_depth::heads || !is_own_place(head)) return data;
   if (!decode(block, head, data) || (index_ && !bears_index(head))) return std::nullopt;
   data.reading = time_of(head);
   return data;
@@ -357,4 +357,4 @@ template class block_checker<raw_format_2010>;
 template block_room room_of<raw_format_2009>(const checked_file&, const channel_entry&);
 template block_room room_of<raw_format_2010>(const checked_file&, const channel_entry&);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

@@ -11,12 +11,12 @@
 #include <string>
 #include <utility>
 
+#include "channel_check.h"
 #include "decode/decode_block.h"
+#include "frames.h"
 #include "ravo_data_types.h"
-#include "verify/channel_check.h"
-#include "verify/frames.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 /// Where the blocks of a channel can be.
 struct block_room {
@@ -110,6 +110,6 @@ class block_checker {
   std::uint32_t number_ = 0;  // of the event whose block is being checked
 };
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

@@ -1,4 +1,4 @@
-#include "verify/block_name.h"
+#include "block_name.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -8,7 +8,7 @@
 #include "ravo_data_types.h"
 #include "ravo_raw_generations.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 template <class G>
 std::string_view name_at(const unsigned char* subhead) {
@@ -64,4 +64,4 @@ template bool begins_block<raw_format_2009>(const file_map&, const channel_entry
 template bool begins_block<raw_format_2010>(const file_map&, const channel_entry&, const unsigned char*,
                                             std::uint64_t);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <string_view>
 
-#include "verify/file_map.h"
+#include "file_map.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 enum class name_owner { the_channel, another_channel, nobody };
 
@@ -30,6 +30,6 @@ template <class G>
 bool begins_block(const file_map& map, const channel_entry& channel, const unsigned char* subhead,
                   std::uint64_t room);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

@@ -1,10 +1,10 @@
-#include "verify/block_places.h"
+#include "block_places.h"
 
 #include <algorithm>
 #include <functional>
 #include <unordered_map>
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 // Whether each value is in the longest list in which each one may follow the one before. Patience sorting:
@@ -57,4 +57,4 @@ std::vector<std::size_t> find_falling(const std::vector<std::int64_t>& values) {
   return falling;
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 /// An event that leads to a block to which another event leads too.
 struct repeated_place {
@@ -29,6 +29,6 @@ block_places judge_places(const std::vector<std::uint32_t>& offsets);
 /// it; if there is a choice, the remaining values end as low as possible.
 std::vector<std::size_t> find_falling(const std::vector<std::int64_t>& values);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

@@ -1,4 +1,4 @@
-#include "verify/catalogue_search.h"
+#include "catalogue_search.h"
 
 #include <fmt/format.h>
 
@@ -17,7 +17,7 @@
 #include "format/folders.h"
 #include "ravo_run_catalogue_builder.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 using namespace catalogue;
@@ -39,7 +39,7 @@ std::optional<int> run_of(const std::string& catalogue_file) {
 
 class run_search {
  public:
-  explicit run_search(const runs_of_catalogue& wanted) : wanted_(wanted) {}
+  explicit run_search(const catalogue_runs& wanted) : wanted_(wanted) {}
 
   found_files search() {
     const auto damaged = visit_runs(wanted_.directory, wanted_.experiment, wanted_.stream,
@@ -96,7 +96,7 @@ class run_search {
       if (const auto number = static_cast<int>(run); !known_.contains(number) && unknown++ == 0)
         first = number;
     const auto all = static_cast<std::uint64_t>(wanted_.last - wanted_.first) + 1;
-    if (unknown == all && !is_damaged_) throw unknown_runs(why_unknown());
+    if (unknown == all && !is_damaged_) throw verification_error(why_unknown());
     if (unknown > 0)
       add(finding_kind::run_unknown, wanted_.directory, fmt::format("run {}", first), unknown);
   }
@@ -143,7 +143,7 @@ class run_search {
     files_[static_cast<int>(*parse_file_name(path)->run)].push_back(path);
   }
 
-  const runs_of_catalogue& wanted_;
+  const catalogue_runs& wanted_;
   found_files found_;
   std::set<int> known_;
   bool is_damaged_ = false;
@@ -154,6 +154,6 @@ class run_search {
 
 }  // namespace
 
-found_files find_files_of_runs(const runs_of_catalogue& wanted) { return run_search(wanted).search(); }
+found_files find_files_of_runs(const catalogue_runs& wanted) { return run_search(wanted).search(); }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

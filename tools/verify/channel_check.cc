@@ -1,4 +1,4 @@
-#include "verify/channel_check.h"
+#include "channel_check.h"
 
 #include <fmt/format.h>
 
@@ -6,14 +6,14 @@
 #include <limits>
 #include <mutex>
 
+#include "block_check.h"
+#include "block_places.h"
+#include "check_limits.h"
+#include "instants.h"
 #include "ravo_evutl.h"
 #include "ravo_raw_generations.h"
-#include "verify/block_check.h"
-#include "verify/block_places.h"
-#include "verify/instants.h"
-#include "verify/limits.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 using pointers = ravo_event_chan_ptr_entry;
@@ -303,4 +303,4 @@ finding_list check_channel(channel_surroundings& around, std::size_t row) {
 template finding_list check_channel<raw_format_2009>(channel_surroundings&, std::size_t);
 template finding_list check_channel<raw_format_2010>(channel_surroundings&, std::size_t);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

@@ -9,21 +9,16 @@
 #include <mutex>
 #include <vector>
 
-#include "verify/checked_file.h"
-#include "verify/file_map.h"
-#include "verify/finding_list.h"
-#include "verify/shift.h"
+#include "checked_file.h"
+#include "file_map.h"
+#include "finding_list.h"
+#include "shift.h"
 
-namespace ravo::verify {
-
-enum class depth {
-  heads,   ///< only tables and headers
-  blocks,  ///< and every block inflated and converted
-};
+namespace ravo::checks {
 
 /// State shared by the channels of a file while they are checked in parallel.
 struct channel_surroundings {
-  channel_surroundings(const checked_file& its_file, const file_map& its_map, depth how_deep)
+  channel_surroundings(const checked_file& its_file, const file_map& its_map, verification_depth how_deep)
       : file(its_file),
         map(its_map),
         deep(how_deep),
@@ -33,7 +28,7 @@ struct channel_surroundings {
 
   const checked_file& file;
   const file_map& map;
-  depth deep;
+  verification_depth deep;
   usual_times usual;
   std::mutex large_channel;  ///< locked while one is checked, for the same reason; before large_block
   std::mutex large_block;    ///< locked while one is decoded, so that memory holds only one of them
@@ -52,6 +47,6 @@ finding_list check_channel(channel_surroundings& around, std::size_t row);
 template <class G>
 void check_idle_mask(const file_map& map, std::size_t row, finding_list& findings);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

@@ -1,22 +1,22 @@
-#include "verify/channel_list.h"
-
+// A list of channels in a text file: `ravo verify --learn` writes it and --expect reads it.
 #include <sstream>
 
-#include "common/whole_file.h"
+#include "ravo_verify.h"
+#include "shared/whole_file.h"
 
-namespace ravo::verify {
+namespace ravo {
 namespace {
 
 constexpr std::size_t longest_name = 255;
 
 [[noreturn]] void fail(const std::string& path, const std::string& why) {
-  throw channel_list_failure(path + ": " + why);
+  throw verification_error(path + ": " + why);
 }
 
 }  // namespace
 
 std::set<std::string> read_channel_list(const std::string& path) try {
-  std::istringstream file(tool::read_whole_file(path));
+  std::istringstream file(read_whole_file(path));
   std::set<std::string> channels;
   std::size_t number = 0;
   for (std::string line; std::getline(file, line);) {
@@ -29,19 +29,19 @@ std::set<std::string> read_channel_list(const std::string& path) try {
   }
   if (channels.empty()) fail(path, "names no channel");
   return channels;
-} catch (const tool::whole_file_failure& failure) {
-  throw channel_list_failure(failure.what());
+} catch (const whole_file_failure& failure) {
+  throw verification_error(failure.what());
 }
 
 void write_channel_list(const std::string& path, const std::set<std::string>& channels,
                         const std::string& origin) try {
-  tool::whole_file file(path);
+  whole_file file(path);
   file.append("# Channels that have data in every run; written by `ravo verify --learn`.\n# " + origin +
               "\n");
   for (const std::string& one : channels) file.append(one + "\n");
   file.publish();
-} catch (const tool::whole_file_failure& failure) {
-  throw channel_list_failure(failure.what());
+} catch (const whole_file_failure& failure) {
+  throw verification_error(failure.what());
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo

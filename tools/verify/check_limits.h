@@ -1,12 +1,12 @@
 // How much one check takes at a time, so that a file with false claims about its
 // contents cannot take all memory. The numbers are far above what an acquisition writes
 // into one file, and together they keep a check under 128 MiB, whatever the file claims.
-#ifndef RAVO_VERIFY_LIMITS_H
-#define RAVO_VERIFY_LIMITS_H
+#ifndef RAVO_VERIFY_CHECK_LIMITS_H
+#define RAVO_VERIFY_CHECK_LIMITS_H
 
 #include <cstdint>
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 /// Bytes of a table that is loaded as a whole: the event index, the dictionary.
 inline constexpr std::uint64_t most_table_bytes = 12u << 20;
@@ -30,6 +30,6 @@ inline constexpr std::uint64_t large_block_bytes = 2u << 20;
 inline constexpr std::uint64_t read_multiple = 12;
 inline constexpr std::uint64_t always_read = 1 << 20;
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

@@ -1,4 +1,4 @@
-#include "verify/checked_file.h"
+#include "checked_file.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -6,7 +6,7 @@
 
 #include "format/byte_view.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 checked_file::checked_file(const std::string& path) : file_(path.c_str()) {
   if (file_.error() != 0) throw file_lost(std::strerror(file_.error()));
@@ -56,4 +56,4 @@ const unsigned char* window::at(std::uint64_t offset, std::size_t length) {
   return bytes_.data();
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "check_limits.h"
 #include "format/raw_file.h"
-#include "verify/limits.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 /// A part of the file that it had when it was opened cannot be read any more; what() says why.
 struct file_lost : std::runtime_error {
@@ -72,6 +72,6 @@ class window {
   std::vector<unsigned char> bytes_;
 };
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

@@ -1,14 +1,14 @@
-#include "verify/file_check.h"
+#include "file_check.h"
 
 #include <fmt/format.h>
 
 #include <new>
 #include <thread>
 
-#include "verify/parallel.h"
-#include "verify/tables.h"
+#include "parallel.h"
+#include "tables.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 // Lengths and counts in the heads are sums over the blocks below them. They are checked
@@ -70,8 +70,8 @@ void report_too_much(const checked_file& file, finding_list& findings) {
 }
 
 template <class G>
-void check_contents(const checked_file& file, depth deep, unsigned threads, summed_progress& sum,
-                    file_result& result) {
+void check_contents(const checked_file& file, verification_depth deep, unsigned threads,
+                    summed_progress& sum, file_result& result) {
   const std::optional<file_map> map = load_tables<G>(file, result.findings);
   if (!map) return;
   result.events = map->events.size();
@@ -138,7 +138,8 @@ void forget(file_result& result) {
 
 }  // namespace
 
-file_result check_file(const std::string& path, depth deep, unsigned threads, const progress& report) {
+file_result check_file(const std::string& path, verification_depth deep, unsigned threads,
+                       const progress& report) {
   file_result result;
   result.path = path;
   summed_progress sum(report);
@@ -169,4 +170,4 @@ file_result check_file(const std::string& path, depth deep, unsigned threads, co
   return result;
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

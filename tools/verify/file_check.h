@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "verify/channel_check.h"
-#include "verify/finding_list.h"
-#include "verify/sequence.h"
+#include "channel_check.h"
+#include "finding_list.h"
+#include "sequence.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 /// The result of checking a file.
 struct file_result {
@@ -29,8 +29,9 @@ struct file_result {
 using progress = std::function<void(std::uint64_t bytes)>;
 
 /// `threads` is at least 1. Throws what `report` throws, and std::bad_alloc.
-file_result check_file(const std::string& path, depth deep, unsigned threads, const progress& report);
+file_result check_file(const std::string& path, verification_depth deep, unsigned threads,
+                       const progress& report);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

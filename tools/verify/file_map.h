@@ -13,7 +13,7 @@
 #include "ravo_core_records.h"
 #include "ravo_raw_format.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 /// An event header, and its place in the event index.
 struct event_entry {
@@ -99,6 +99,6 @@ struct file_map {
   std::vector<part> parts;
 };
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

@@ -1,4 +1,4 @@
-#include "verify/file_search.h"
+#include "file_search.h"
 
 #include <algorithm>
 #include <cstring>
@@ -8,7 +8,7 @@
 #include "format/folders.h"
 #include "format/uninterrupted.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 std::string join(const std::string& folder, const char* name) {
@@ -79,4 +79,4 @@ found_files find_files(const std::vector<std::string>& paths) {
   return found;
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "verify/finding.h"
+#include "finding.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 struct found_files {
   std::vector<std::string> files;
@@ -18,6 +18,6 @@ struct found_files {
 /// In the order of the paths, those of a folder by name; each once.
 found_files find_files(const std::vector<std::string>& paths);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

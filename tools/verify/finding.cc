@@ -1,8 +1,8 @@
-#include "verify/finding.h"
+#include "finding.h"
 
 #include <iterator>
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 constexpr const char* copy_again = "copy the file again from where it came";
@@ -79,7 +79,7 @@ constexpr kind_row kinds[] = {
     {description_text, "description.text", damaged, "the channel descriptions cannot be understood",
      "units and texts are lost, the data are not: copy the file again"},
     {description_missing, "description.missing", odd, "the channel has no description",
-     "add it where the channels are configured", grouping::by_file},
+     "add it where the channels are configured", finding_count::channels},
     {text_encoding, "text.encoding", odd, "a text is not UTF-8",
      "its bytes are handed out as they are: tell the people who write these files"},
     {index_limits, "index.limits", damaged,
@@ -161,10 +161,14 @@ static_assert(are_in_order());
 
 }  // namespace
 
-const char* name_of(severity how_bad) { return how_bad == severity::odd ? "odd" : "damaged"; }
-
 std::span<const kind_row> finding_kinds() { return kinds; }
 
 const kind_row& row_of(finding_kind kind) { return kinds[static_cast<std::size_t>(kind)]; }
 
-}  // namespace ravo::verify
+ravo::finding described(const finding& what) {
+  const kind_row& row = row_of(what.kind);
+  return {what.file,  row.code,   row.how_bad, what.first.channel, what.first.event, what.first.offset,
+          what.count, row.counts, row.what,    what.detail,        row.remedy};
+}
+
+}  // namespace ravo::checks

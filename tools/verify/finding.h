@@ -8,14 +8,9 @@
 #include <span>
 #include <string>
 
-namespace ravo::verify {
+#include "ravo_verify.h"
 
-enum class severity {
-  odd,      ///< may be right all the same: inspect it
-  damaged,  ///< data are lost, or what the file says about itself is wrong
-};
-/// "odd" or "damaged".
-const char* name_of(severity how_bad);
+namespace ravo::checks {
 
 enum class finding_kind {
   folder_unreadable,
@@ -97,19 +92,13 @@ enum class finding_kind {
   run_file_missing,
 };
 
-/// How repeated findings are combined.
-enum class grouping {
-  by_channel,  ///< a line for each channel
-  by_file,     ///< one line, with the first channel and the number of them
-};
-
 struct kind_row {
   finding_kind kind;
   const char* code;
   severity how_bad;
-  const char* what;    ///< a sentence without the full stop
-  const char* remedy;  ///< what to do
-  grouping repeats = grouping::by_channel;
+  const char* what;                              ///< a sentence without the full stop
+  const char* remedy;                            ///< what to do
+  finding_count counts = finding_count::places;  ///< how repeated findings are combined
 };
 
 /// All kinds, in the order of the enumeration.
@@ -132,6 +121,9 @@ struct finding {
   std::string detail;  ///< of the first; may be empty
 };
 
-}  // namespace ravo::verify
+/// The finding with its texts, as users get it.
+ravo::finding described(const finding& what);
+
+}  // namespace ravo::checks
 
 #endif

@@ -1,11 +1,11 @@
-#include "verify/finding_list.h"
+#include "finding_list.h"
 
 #include <algorithm>
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 finding_list::key finding_list::key_of(finding_kind kind, const std::string& channel) {
-  return {kind, row_of(kind).repeats == grouping::by_channel ? channel : std::string()};
+  return {kind, row_of(kind).counts == finding_count::places ? channel : std::string()};
 }
 
 finding* finding_list::find(finding_kind kind, const std::string& channel) {
@@ -27,4 +27,4 @@ bool finding_list::has(finding_kind kind) const {
   return std::any_of(list_.begin(), list_.end(), [kind](const finding& one) { return one.kind == kind; });
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

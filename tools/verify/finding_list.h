@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "verify/finding.h"
+#include "finding.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 class finding_list {
  public:
@@ -56,6 +56,6 @@ class finding_list {
   std::uint64_t left_out_ = 0;
 };
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

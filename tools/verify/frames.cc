@@ -1,4 +1,4 @@
-#include "verify/frames.h"
+#include "frames.h"
 
 #include <bitset>
 #include <functional>
@@ -7,7 +7,7 @@
 
 #include "format/payload_view.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 // A hot pixel or two on black, or what a threshold left over, may repeat; noise does not.
@@ -48,4 +48,4 @@ bool frame_repeats::is_repeat(std::span<const unsigned char> pixels) {
   return hash_ == before && size_ == size_before && has_many_values(pixels);
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

@@ -8,7 +8,7 @@
 #include <optional>
 #include <span>
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 struct frame {
   std::uint32_t event;                    ///< number; 0: it has none
@@ -29,6 +29,6 @@ class frame_repeats {
   std::size_t hash_ = 0;
 };
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

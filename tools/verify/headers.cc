@@ -1,17 +1,17 @@
-#include "verify/headers.h"
+#include "headers.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstring>
 
+#include "check_limits.h"
 #include "format/byte_view.h"
+#include "instants.h"
 #include "ravo_raw_generations.h"
-#include "verify/instants.h"
-#include "verify/limits.h"
-#include "verify/texts.h"
+#include "texts.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 constexpr std::size_t basket_head = sizeof(ravo_event_header_basket);
@@ -289,4 +289,4 @@ void read_headers(const checked_file& file, file_map& map, finding_list& finding
 template void read_headers<raw_format_2009>(const checked_file&, file_map&, finding_list&);
 template void read_headers<raw_format_2010>(const checked_file&, file_map&, finding_list&);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

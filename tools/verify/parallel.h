@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 /// Long pieces of work may throw this when they see that another one has failed: it is never reported.
 struct work_is_over {};
@@ -71,6 +71,6 @@ void in_parallel(unsigned threads, std::size_t count, const Work& work, const At
   if (failure) std::rethrow_exception(failure);
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

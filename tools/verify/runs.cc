@@ -1,4 +1,4 @@
-#include "verify/runs.h"
+#include "runs.h"
 
 #include <fmt/format.h>
 
@@ -8,7 +8,7 @@
 
 #include "format/file_name_parts.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 // Stream, run, and the folder, which is empty unless it is needed to distinguish runs.
@@ -129,4 +129,4 @@ finding_list run_checker::absent() {
   return findings;
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "verify/file_check.h"
+#include "file_check.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 struct run_file {
   std::string path;
@@ -72,6 +72,6 @@ class run_checker {
   std::map<int, type_sequence> last_sequences_;
 };
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

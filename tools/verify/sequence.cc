@@ -1,4 +1,4 @@
-#include "verify/sequence.h"
+#include "sequence.h"
 
 #include <fmt/format.h>
 
@@ -7,10 +7,10 @@
 #include <map>
 #include <utility>
 
+#include "instants.h"
 #include "ravo_evutl.h"
-#include "verify/instants.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 std::string name_of(int type) { return event_name_itoa(type); }
@@ -137,4 +137,4 @@ void check_succession(const type_sequence& before, const type_sequence& here, fi
   }
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "verify/file_map.h"
-#include "verify/finding_list.h"
+#include "file_map.h"
+#include "finding_list.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 /// What is needed to check the events of a type in the next file.
 struct type_sequence {
@@ -28,6 +28,6 @@ type_sequence check_sequence(const type_entry& type, finding_list& findings);
 /// Checks how a file's events of a type follow those of the file before it.
 void check_succession(const type_sequence& before, const type_sequence& here, finding_list& findings);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

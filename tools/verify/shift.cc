@@ -1,14 +1,14 @@
-#include "verify/shift.h"
+#include "shift.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
 
+#include "instants.h"
 #include "ravo_evutl.h"
-#include "verify/instants.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 double microseconds_from(time_stamp a, time_stamp b) {
@@ -103,4 +103,4 @@ void find_shifts(const std::string& channel, const std::vector<stamp>& stamps, c
   }
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

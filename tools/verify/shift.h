@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "verify/file_map.h"
-#include "verify/finding_list.h"
+#include "file_map.h"
+#include "finding_list.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 /// Usual values of a file, in microseconds.
 struct usual_times {
@@ -38,6 +38,6 @@ stamp make_stamp(const event_entry& event, const server_entry& server, std::uint
 void find_shifts(const std::string& channel, const std::vector<stamp>& stamps, const usual_times& usual,
                  finding_list& findings);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

@@ -1,4 +1,4 @@
-#include "verify/tables.h"
+#include "tables.h"
 
 #include <fmt/format.h>
 
@@ -9,17 +9,17 @@
 #include <numeric>
 #include <unordered_set>
 
+#include "baskets.h"
+#include "check_limits.h"
 #include "decode/table_operations.h"
 #include "format/byte_view.h"
 #include "format/malloc_owner.h"
+#include "headers.h"
 #include "ravo_evutl_status.h"
 #include "ravo_xml_status.h"
-#include "verify/baskets.h"
-#include "verify/headers.h"
-#include "verify/limits.h"
-#include "verify/texts.h"
+#include "texts.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 namespace {
 
 constexpr std::uint64_t tail_size = 4;
@@ -402,4 +402,4 @@ std::optional<std::uint32_t> reference_marker(const checked_file& file) {
   return file.word(offset);
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks

@@ -6,12 +6,12 @@
 
 #include <optional>
 
+#include "checked_file.h"
+#include "file_map.h"
+#include "finding_list.h"
 #include "ravo_raw_generations.h"
-#include "verify/checked_file.h"
-#include "verify/file_map.h"
-#include "verify/finding_list.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 /// The contents of the file as far as they can be read; `nullopt` if it has no reference table.
 template <class G>
@@ -23,6 +23,6 @@ extern template std::optional<file_map> load_tables<raw_format_2010>(const check
 /// The reference table's marker; `nullopt` if the file's end does not lead to one.
 std::optional<std::uint32_t> reference_marker(const checked_file& file);
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

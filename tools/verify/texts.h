@@ -6,22 +6,22 @@
 #include <string>
 #include <string_view>
 
-#include "common/json_lines.h"
+#include "shared/json_lines.h"
 
-namespace ravo::verify {
+namespace ravo::checks {
 
 /// Whether a text is UTF-8.
 inline bool is_utf8(std::string_view text) {
   const auto is_ascii = [](char byte) { return static_cast<unsigned char>(byte) < 0x80; };
   if (std::all_of(text.begin(), text.end(), is_ascii)) return true;
   try {
-    tool::json(std::string(text)).dump();  // which refuses what is not UTF-8
+    json(std::string(text)).dump();  // which refuses what is not UTF-8
     return true;
-  } catch (const tool::json::type_error&) {
+  } catch (const json::type_error&) {
     return false;
   }
 }
 
-}  // namespace ravo::verify
+}  // namespace ravo::checks
 
 #endif

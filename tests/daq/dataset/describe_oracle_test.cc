@@ -4,8 +4,8 @@
 
 #include <set>
 
+#include "channels.h"
 #include "ravo_xml.h"
-#include "simulator/channels.h"
 #include "small_runs.h"
 
 namespace {
@@ -44,7 +44,7 @@ double rate_of(const std::vector<known_block>& blocks) {
 }
 
 TEST_P(DescriptionOracle, SaysWhatTheSimulatorKnows) {
-  simulator::channel_counts counts{3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3};
+  simulated_channels counts{3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3, 3};
   const dataset data = dataset::open(select(files.files(), {}));
   const std::vector<channel_description> all = data.describe();
   ASSERT_EQ(all.size(), data.channels().size());

@@ -27,7 +27,7 @@ bool is_made_while_writing(const std::string& name) {
 // Files with one fault, and the findings to expect.
 struct damaged_run {
   damaged_run(ravo_file_generation generation, const std::string& name) : run(generation) {
-    const std::vector<simulator::fault_request> faults{{name, damaged_file}};
+    const std::vector<simulated_fault> faults{{name, damaged_file}};
     simulator::settings what = small_run(run.folder.path().string(), generation);
     if (is_made_while_writing(name)) {
       simulator::prepare_faults(what, faults);
@@ -89,7 +89,7 @@ TEST_P(Damage, IsFoundByHeadsAloneUnlessItIsInTheData) {
     const simulator::fault_kind& kind = kinds[i];
     SCOPED_TRACE(kind.name);
     damaged_run damaged(std::get<0>(GetParam()), kind.name);
-    const auto quick = lines_of(findings_of(damaged.run.made.files, verify::depth::heads));
+    const auto quick = lines_of(findings_of(damaged.run.made.files, verification_depth::heads));
     EXPECT_THAT(quick, IsSubsetOf(damaged.expected));
     std::erase_if(damaged.expected, is_in_the_data);
     EXPECT_THAT(damaged.expected, IsSubsetOf(quick));
@@ -116,7 +116,7 @@ TEST_P(GoodFiles, GiveNoFinding) {
   const auto made = simulator::simulate(what, {}, {});
   ASSERT_EQ(made.files.size(), 6u);
   EXPECT_THAT(lines_of(findings_of(made.files)), IsEmpty());
-  EXPECT_THAT(lines_of(findings_of(made.files, verify::depth::heads)), IsEmpty());
+  EXPECT_THAT(lines_of(findings_of(made.files, verification_depth::heads)), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(OfEveryKind, GoodFiles,
@@ -131,8 +131,8 @@ TEST(GoodFile, IsCheckedBlockForBlock) {
   const auto made = simulator::simulate(what, {}, {});
   std::uint64_t blocks = 0, events = 0, reported = 0, bytes = 0;
   for (const std::string& file : made.files) {
-    const auto result =
-        verify::check_file(file, verify::depth::blocks, 3, [&](std::uint64_t more) { reported += more; });
+    const auto result = checks::check_file(file, verification_depth::blocks, 3,
+                                           [&](std::uint64_t more) { reported += more; });
     blocks += result.blocks;
     events += result.events;
     bytes += std::filesystem::file_size(file);
@@ -146,11 +146,11 @@ TEST(DamagedFile, GivesTheSameWithAnyNumberOfThreads) {
   const copied_run run(ravo_file_generation::current);
   simulator::make_faults(small_run(run.folder.path().string(), ravo_file_generation::current), run.made,
                          {{"shifted-channel", 1}, {"flipped-bit", 2}, {"pointer-data", 3}});
-  const auto alone = findings_of(run.made.files, verify::depth::blocks, 1);
+  const auto alone = findings_of(run.made.files, verification_depth::blocks, 1);
   ASSERT_GT(alone.size(), 3u);
   std::vector<std::string> lines, others;
   for (const auto& one : alone) lines.push_back(line_of(one) + one.detail);
-  for (const auto& one : findings_of(run.made.files, verify::depth::blocks, 8))
+  for (const auto& one : findings_of(run.made.files, verification_depth::blocks, 8))
     others.push_back(line_of(one) + one.detail);
   EXPECT_EQ(lines, others);  // in the same order, too
 }
@@ -180,7 +180,7 @@ TEST(Faults, CoverEveryKindOfFindingThatOneFileCanGive) {
       "block.too_large", "table.overlap",     "event.missing",     "run.file_missing",
       "channel.absent",  "folder.unreadable", "catalogue.damaged", "catalogue.unreadable",
       "run.unknown",     "run.file_growing",  "run.file_left_out", "run.file_twice"};
-  for (const verify::kind_row& row : verify::finding_kinds())
+  for (const checks::kind_row& row : checks::finding_kinds())
     EXPECT_TRUE(covered.contains(row.code) || elsewhere.contains(row.code)) << row.code;
 }
 

@@ -1,5 +1,5 @@
 // Which blocks of a channel are out of place, checked against every order of a few blocks.
-#include "verify/block_places.h"
+#include "block_places.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,12 +11,12 @@
 
 namespace {
 
-using ravo::verify::block_places;
-using ravo::verify::judge_places;
+using ravo::checks::block_places;
+using ravo::checks::judge_places;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::vector<std::size_t> events_of(const std::vector<ravo::verify::repeated_place>& repeated) {
+std::vector<std::size_t> events_of(const std::vector<ravo::checks::repeated_place>& repeated) {
   std::vector<std::size_t> events;
   for (const auto& one : repeated) events.push_back(one.event);
   return events;
@@ -68,7 +68,7 @@ std::size_t longest_rise(const std::vector<std::uint32_t>& offsets) {
 }
 
 TEST(Falling, LeavesAsFewOutAsPossible) {
-  using ravo::verify::find_falling;
+  using ravo::checks::find_falling;
   EXPECT_THAT(find_falling({}), IsEmpty());
   EXPECT_THAT(find_falling({-3, 1, 1, 2}), IsEmpty());
   EXPECT_THAT(find_falling({1, 9, 3, 3, 2, 9}), ElementsAre(1, 4));

@@ -1,5 +1,5 @@
 // The list of channels that --learn writes and --expect reads.
-#include "verify/channel_list.h"
+#include "ravo_verify.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace ravo::verify;
+using namespace ravo;
 using ravo::test::temporary_folder;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -22,7 +22,7 @@ std::string write(const temporary_folder& folder, std::string_view text) {
 std::string failure_of(const std::string& path) {
   try {
     read_channel_list(path);
-  } catch (const channel_list_failure& failure) {
+  } catch (const verification_error& failure) {
     return failure.what();
   }
   return "";
@@ -59,7 +59,7 @@ TEST(ChannelList, RefusesWhatIsNoList) {
 
 TEST(ChannelList, IsNotTouchedWhenItCannotBeWritten) {
   const temporary_folder folder;
-  EXPECT_THROW(write_channel_list(folder.file("no/folder.txt"), {"A"}, ""), channel_list_failure);
+  EXPECT_THROW(write_channel_list(folder.file("no/folder.txt"), {"A"}, ""), verification_error);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // Files that do not exist, that are not regular, and that change while they are checked.
-#include "verify/checked_file.h"
+#include "checked_file.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace ravo::verify;
+using namespace ravo::checks;
 using namespace ravo::test;
 using testing::ElementsAre;
 
@@ -83,7 +83,7 @@ TEST(CheckedFile, MustBeAFile) {
 // with several, another one might finish before the reporting one has begun.
 std::vector<std::string> check_and_truncate(const std::string& path, off_t length) {
   bool is_cut = false;
-  const file_result result = check_file(path, depth::blocks, 1, [&](std::uint64_t) {
+  const file_result result = check_file(path, ravo::verification_depth::blocks, 1, [&](std::uint64_t) {
     if (!is_cut) is_cut = truncate(path.c_str(), length) == 0;
   });
   return lines_of(result.findings.list());
@@ -107,9 +107,10 @@ TEST(FileThatGrows, IsReportedToo) {
 TEST(FileThatVanishes, IsCheckedToItsEnd) {
   const copied_run run(ravo_file_generation::current);
   bool is_gone = false;
-  const file_result result = check_file(run.made.files[0], depth::blocks, 1, [&](std::uint64_t) {
-    if (!is_gone) is_gone = std::filesystem::remove(run.made.files[0]);
-  });
+  const file_result result =
+      check_file(run.made.files[0], ravo::verification_depth::blocks, 1, [&](std::uint64_t) {
+        if (!is_gone) is_gone = std::filesystem::remove(run.made.files[0]);
+      });
   EXPECT_TRUE(is_gone);
   EXPECT_TRUE(result.findings.empty());
 }
@@ -117,7 +118,8 @@ TEST(FileThatVanishes, IsCheckedToItsEnd) {
 TEST(FileCheck, EndsWhenTheReportThrows) {
   struct stopped {};
   const copied_run run(ravo_file_generation::current);
-  EXPECT_THROW(check_file(run.made.files[0], depth::blocks, 4, [](std::uint64_t) { throw stopped{}; }),
+  EXPECT_THROW(check_file(run.made.files[0], ravo::verification_depth::blocks, 4,
+                          [](std::uint64_t) { throw stopped{}; }),
                stopped);
 }
 

@@ -16,12 +16,12 @@ using testing::Not;
 // Checks a run for the expected channels; returns the findings and the channels learned.
 std::pair<std::vector<std::string>, std::set<std::string>> check(const simulator::simulation_result& made,
                                                                  const std::set<std::string>& expected) {
-  verify::run_checker runs(expected);
+  checks::run_checker runs(expected);
   std::vector<std::string> found;
-  for (const verify::run_files& run : verify::group_by_run(made.files)) {
+  for (const checks::run_files& run : checks::group_by_run(made.files)) {
     runs.begin(run.name);
-    for (const verify::run_file& file : run.files) {
-      auto result = verify::check_file(file.path, verify::depth::heads, 1, [](std::uint64_t) {});
+    for (const checks::run_file& file : run.files) {
+      auto result = checks::check_file(file.path, verification_depth::heads, 1, [](std::uint64_t) {});
       runs.take(result, file.number);
       for (const auto& line : lines_of(result.findings.list())) found.push_back(line);
     }

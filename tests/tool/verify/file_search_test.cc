@@ -1,5 +1,5 @@
 // Which files paths mean.
-#include "verify/file_search.h"
+#include "file_search.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace ravo::verify;
+using namespace ravo::checks;
 using ravo::test::temporary_folder;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,5 +1,5 @@
 // Repeated findings become one line, and no file makes the list long.
-#include "verify/finding_list.h"
+#include "finding_list.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace ravo::verify;
+using namespace ravo::checks;
 using enum finding_kind;
 
 TEST(FindingList, CountsWhatRepeatsInAChannelAndKeepsTheFirst) {

@@ -1,5 +1,5 @@
 // Frozen frames, from bytes written by hand.
-#include "verify/frames.h"
+#include "frames.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace ravo::verify;
+using namespace ravo::checks;
 
 std::vector<unsigned char> picture(std::size_t values) {
   std::vector<unsigned char> pixels(64);

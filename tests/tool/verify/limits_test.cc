@@ -6,16 +6,16 @@
 
 #include <filesystem>
 
+#include "check_limits.h"
 #include "generation_name.h"
 #include "handmade_file.h"
 #include "simulated_files.h"
 #include "small_file.h"
-#include "verify/limits.h"
 
 namespace {
 
 using namespace ravo::test;
-using namespace ravo::verify;
+using namespace ravo::checks;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -80,7 +80,7 @@ TYPED_TEST(Limits, LeaveOutABlockThatIsTooLarge) {
 }
 
 TYPED_TEST(Limits, LeaveOutEventsWhenTheyAreTooMany) {
-  constexpr std::uint32_t events = ravo::verify::most_events + 1;
+  constexpr std::uint32_t events = ravo::checks::most_events + 1;
   this->lead(156, this->begin);
   this->file.content.set_u32(this->file.event_index, 0);
   bytes basket;
@@ -94,7 +94,7 @@ TYPED_TEST(Limits, LeaveOutEventsWhenTheyAreTooMany) {
 }
 
 TYPED_TEST(Limits, LeaveOutPointersWhenARowIsTooLong) {
-  constexpr std::uint32_t entries = ravo::verify::most_events + 1;
+  constexpr std::uint32_t entries = ravo::checks::most_events + 1;
   constexpr std::uint32_t length = 12 + 2 * entries * 16;  // the file has two channels
   this->lead(144, this->begin);
   bytes pointers;
@@ -132,7 +132,7 @@ TYPED_TEST(Limits, DoNotExcuseATableThatIsTooLargeToBeTrue) {
 }
 
 TYPED_TEST(Limits, DoNotExcuseEventsThatAreTooManyToBeTrue) {
-  constexpr std::uint32_t events = ravo::verify::most_events + 1;
+  constexpr std::uint32_t events = ravo::checks::most_events + 1;
   this->file.content.set_u32(this->file.event_index, 0);
   this->file.content.set_u32(this->file.event_headers + 4, 8 + events * 36);
   const std::string path = this->write(this->begin, {}, this->begin + 8 + events * 36);
@@ -183,7 +183,8 @@ class Reading : public testing::Test {
     for (std::size_t i = 0; i < blocks; ++i) channel.blocks.push_back(scalar<layout>(i, 1));
   }
   file_result check(const bytes& content) {
-    return check_file(folder.write("f.raw", content.vector()), depth::blocks, 2, [](std::uint64_t) {});
+    return check_file(folder.write("f.raw", content.vector()), ravo::verification_depth::blocks, 2,
+                      [](std::uint64_t) {});
   }
 
   temporary_folder folder;

@@ -15,7 +15,8 @@ template <class layout>
 class Mutants : public testing::Test {
  protected:
   std::vector<std::string> check(const bytes& content) {
-    return lines_of(findings_of({folder.write("f.raw", content.vector())}, ravo::verify::depth::blocks, 1));
+    return lines_of(
+        findings_of({folder.write("f.raw", content.vector())}, ravo::verification_depth::blocks, 1));
   }
 
   // Values that are allowed as well: readers pass the

@@ -1,5 +1,5 @@
 // Work that a few threads share, and what the calling thread does while it waits.
-#include "verify/parallel.h"
+#include "parallel.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace ravo::verify;
+using namespace ravo::checks;
 
 // The caller and another thread have a piece each: the first to come waits for the other.
 class pieces_of_two {

@@ -1,12 +1,15 @@
 // The texts of findings, for people and for programs.
-#include "verify/report.h"
-
 #include <gtest/gtest.h>
+
+#include "finding.h"
+#include "shared/with_commas.h"
 
 namespace {
 
-using namespace ravo::verify;
+using namespace ravo::checks;
 using enum finding_kind;
+
+std::string text_of(const finding& what) { return to_text(described(what)); }
 
 TEST(ReportLine, NamesFileChannelPlaceAndRemedy) {
   const finding one{block_inflate, "a.raw", {"LINAC/BPM/001", 1000012, 191640}, 1, "zlib answers -3"};
@@ -51,20 +54,21 @@ TEST(ReportLine, LetsNoControlCharactersOfAFileThrough) {
 }
 
 TEST(ReportJson, HasAllMembersWithNullForWhatDoesNotApply) {
-  const auto json = json_of({file_reference, "a.raw", {{}, {}, 0}, 1, ""});
+  const finding one{file_reference, "a.raw", {{}, {}, 0}, 1, ""};
   EXPECT_EQ(
-      json.dump(),
+      to_json(described(one)),
       R"({"file":"a.raw","kind":"file.reference","severity":"damaged","channel":null,"event":null,"offset":0,)"
       R"("count":1,"text":"there is no readable reference table","detail":null,"remedy":"the file was cut off, )"
       R"(is still being written, or is no raw file: copy it again"})");
-  EXPECT_EQ(json_of({event_missing, "a.raw", {{}, 5, {}}, 20, "x"}).at("severity"), "odd");
+  EXPECT_NE(to_json(described({event_missing, "a.raw", {{}, 5, {}}, 20, "x"})).find(R"("severity":"odd")"),
+            std::string::npos);
 }
 
 TEST(Numbers, HaveCommas) {
-  EXPECT_EQ(with_commas(0), "0");
-  EXPECT_EQ(with_commas(999), "999");
-  EXPECT_EQ(with_commas(1000), "1,000");
-  EXPECT_EQ(with_commas(18446744073709551615u), "18,446,744,073,709,551,615");
+  EXPECT_EQ(ravo::with_commas(0), "0");
+  EXPECT_EQ(ravo::with_commas(999), "999");
+  EXPECT_EQ(ravo::with_commas(1000), "1,000");
+  EXPECT_EQ(ravo::with_commas(18446744073709551615u), "18,446,744,073,709,551,615");
 }
 
 }  // namespace

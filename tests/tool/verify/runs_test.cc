@@ -1,5 +1,5 @@
 // Which files belong to one run, and what is missing between them.
-#include "verify/runs.h"
+#include "runs.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace ravo::verify;
+using namespace ravo::checks;
 using ravo::test::lines_of;
 using testing::ElementsAre;
 using testing::IsEmpty;

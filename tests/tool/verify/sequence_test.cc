@@ -1,5 +1,5 @@
 // The sequence of events of a type, from lists written by hand.
-#include "verify/sequence.h"
+#include "sequence.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace ravo::verify;
+using namespace ravo::checks;
 using ravo::test::lines_of;
 using testing::ElementsAre;
 using testing::IsEmpty;

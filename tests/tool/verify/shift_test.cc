@@ -1,5 +1,5 @@
 // Channels with the stamps of other events, from stamps written by hand.
-#include "verify/shift.h"
+#include "shift.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace ravo::verify;
+using namespace ravo::checks;
 using ravo::test::lines_of;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -56,16 +56,16 @@ copied_run::copied_run(ravo_file_generation generation) {
   }
 }
 
-std::vector<verify::finding> findings_of(const std::vector<std::string>& files, verify::depth deep,
+std::vector<checks::finding> findings_of(const std::vector<std::string>& files, verification_depth deep,
                                          unsigned threads) {
-  std::vector<verify::finding> all;
-  verify::run_checker runs;
-  for (const verify::run_files& run : verify::group_by_run(files)) {
+  std::vector<checks::finding> all;
+  checks::run_checker runs;
+  for (const checks::run_files& run : checks::group_by_run(files)) {
     runs.begin(run.name);
-    for (const verify::run_file& file : run.files) {
-      verify::file_result result = verify::check_file(file.path, deep, threads, [](std::uint64_t) {});
+    for (const checks::run_file& file : run.files) {
+      checks::file_result result = checks::check_file(file.path, deep, threads, [](std::uint64_t) {});
       runs.take(result, file.number);
-      for (verify::finding one : result.findings.list()) {
+      for (checks::finding one : result.findings.list()) {
         one.file = name_of(file.path);
         all.push_back(std::move(one));
       }
@@ -74,13 +74,13 @@ std::vector<verify::finding> findings_of(const std::vector<std::string>& files, 
   return all;
 }
 
-std::string line_of(const verify::finding& what) {
-  return line(what.file, verify::row_of(what.kind).code, what.first, what.count);
+std::string line_of(const checks::finding& what) {
+  return line(what.file, checks::row_of(what.kind).code, what.first, what.count);
 }
 
-std::vector<std::string> lines_of(const std::vector<verify::finding>& findings) {
+std::vector<std::string> lines_of(const std::vector<checks::finding>& findings) {
   std::vector<std::string> lines;
-  for (const verify::finding& one : findings) lines.push_back(line_of(one));
+  for (const checks::finding& one : findings) lines.push_back(line_of(one));
   std::sort(lines.begin(), lines.end());
   return lines;
 }

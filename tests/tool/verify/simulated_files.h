@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "simulator/faults/faults.h"
+#include "faults/faults.h"
+#include "runs.h"
 #include "temporary_folder.h"
-#include "verify/runs.h"
 
 namespace ravo::test {
 
@@ -24,12 +24,13 @@ class copied_run {
 };
 
 /// Checks the files, run by run, and returns every finding; files are identified by their names alone.
-std::vector<verify::finding> findings_of(const std::vector<std::string>& files,
-                                         verify::depth deep = verify::depth::blocks, unsigned threads = 2);
+std::vector<checks::finding> findings_of(const std::vector<std::string>& files,
+                                         verification_depth deep = verification_depth::blocks,
+                                         unsigned threads = 2);
 
 /// "file.raw kind channel event offset xcount", with "-" for what does not apply.
-std::string line_of(const verify::finding& what);
-std::vector<std::string> lines_of(const std::vector<verify::finding>& findings);
+std::string line_of(const checks::finding& what);
+std::vector<std::string> lines_of(const std::vector<checks::finding>& findings);
 /// The same for the expected findings, also sorted.
 std::vector<std::string> lines_of(const std::vector<simulator::expectation>& expected);
 

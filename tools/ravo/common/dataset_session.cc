@@ -8,15 +8,15 @@
 #include <filesystem>
 
 #include "common/channel_facts.h"
-#include "common/escaping.h"
 #include "common/failure.h"
 #include "common/file_answer.h"
 #include "common/ledger_printing.h"
 #include "common/raw_file.h"
 #include "common/times.h"
-#include "common/whole_file.h"
 #include "format/time.h"
 #include "ravo_dataset/find_files.h"
+#include "shared/escaping.h"
+#include "shared/whole_file.h"
 
 namespace ravo::tool {
 namespace {

@@ -12,11 +12,11 @@
 #include <string>
 
 #include "common/interrupt.h"
-#include "common/json_lines.h"
 #include "common/output.h"
 #include "common/progress.h"
 #include "common/selection_options.h"
 #include "ravo_dataset/dataset.h"
+#include "shared/json_lines.h"
 
 namespace ravo::tool {
 

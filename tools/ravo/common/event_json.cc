@@ -3,10 +3,10 @@
 #include "common/block_summary.h"
 #include "common/decoded_block.h"
 #include "common/event_printing.h"
-#include "common/json_lines.h"
 #include "common/ledger_printing.h"
 #include "common/raw_file.h"
 #include "format/time.h"
+#include "shared/json_lines.h"
 
 namespace ravo::tool {
 namespace {

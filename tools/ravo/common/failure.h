@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "common/escaping.h"
+#include "shared/escaping.h"
 
 namespace ravo::tool {
 

@@ -7,9 +7,7 @@
 #include <filesystem>
 
 #include "common/dataset_session.h"
-#include "common/escaping.h"
 #include "common/failure.h"
-#include "common/json_lines.h"
 #include "common/raw_file.h"
 #include "common/times.h"
 #include "files/data_path_list.h"
@@ -18,6 +16,8 @@
 #include "ravo_evutl.h"
 #include "ravo_file_generation.h"
 #include "ravo_raw_generations.h"
+#include "shared/escaping.h"
+#include "shared/json_lines.h"
 
 namespace ravo::tool {
 namespace {

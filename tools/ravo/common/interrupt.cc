@@ -35,8 +35,10 @@ void listen_for_signals() {
   signal(SIGPIPE, SIG_DFL);
 }
 
+bool is_interrupted() { return asked_to_stop != 0; }
+
 void check_for_interrupt() {
-  if (asked_to_stop) throw interrupted{};
+  if (is_interrupted()) throw interrupted{};
 }
 
 // The watcher wakes once, for Ctrl-C or for the end of this object; a stop request at the end does no harm.

@@ -9,6 +9,8 @@ namespace ravo::tool {
 
 /// Listens for Ctrl-C and lets a closed pipe end the program quietly.
 void listen_for_signals();
+/// Whether Ctrl-C was pressed.
+bool is_interrupted();
 /// Throws `interrupted` once Ctrl-C was pressed.
 void check_for_interrupt();
 

@@ -6,10 +6,10 @@
 #include <filesystem>
 #include <set>
 
-#include "common/escaping.h"
 #include "common/failure.h"
 #include "common/raw_file.h"
 #include "format/time.h"
+#include "shared/escaping.h"
 
 namespace ravo::tool {
 namespace {

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "common/json_lines.h"
 #include "ravo_dataset/ledger.h"
+#include "shared/json_lines.h"
 
 namespace ravo::tool {
 

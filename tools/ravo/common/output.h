@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "common/escaping.h"
+#include "shared/escaping.h"
 
 namespace ravo::tool {
 

@@ -11,7 +11,6 @@
 #include <cstring>
 #include <utility>
 
-#include "common/escaping.h"
 #include "common/failure.h"
 #include "common/refusal.h"
 #include "common/sizes.h"
@@ -25,6 +24,7 @@
 #include "ravo_evutl.h"
 #include "ravo_evutl_status.h"
 #include "ravo_xml.h"
+#include "shared/escaping.h"
 
 namespace ravo::tool {
 namespace {

@@ -9,10 +9,10 @@
 #include "common/help_format.h"
 #include "common/request_options.h"
 #include "common/times.h"
-#include "common/whole_file.h"
 #include "format/time.h"
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/manifest.h"
+#include "shared/whole_file.h"
 
 namespace ravo::tool {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "common/json_lines.h"
+#include "shared/json_lines.h"
 
 namespace ravo::tool {
 namespace {

@@ -8,10 +8,10 @@
 #include <map>
 
 #include "common/failure.h"
-#include "common/whole_file.h"
 #include "format/folders.h"
 #include "format/uninterrupted.h"
 #include "ravo_file_generation.h"
+#include "shared/whole_file.h"
 
 namespace ravo::tool {
 namespace {

@@ -7,9 +7,9 @@
 #include <string_view>
 
 #include "common/failure.h"
-#include "common/whole_file.h"
 #include "format/folders.h"
 #include "format/uninterrupted.h"
+#include "shared/whole_file.h"
 
 namespace ravo::tool {
 namespace {

@@ -6,10 +6,10 @@
 #include <cmath>
 #include <filesystem>
 
-#include "common/escaping.h"
 #include "common/failure.h"
 #include "common/type_names.h"
 #include "format/time.h"
+#include "shared/escaping.h"
 
 namespace ravo::tool {
 namespace {

@@ -1,8 +1,8 @@
 // Prints an event for machines.
-#include "common/json_lines.h"
 #include "common/type_names.h"
 #include "format/time.h"
 #include "ravo_data_types.h"
+#include "shared/json_lines.h"
 #include "show/showing.h"
 
 namespace ravo::tool {

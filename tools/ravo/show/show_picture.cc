@@ -8,9 +8,9 @@
 
 #include "common/failure.h"
 #include "common/type_names.h"
-#include "common/whole_file.h"
 #include "drawing/grey_png.h"
 #include "drawing/picture/picture_file.h"
+#include "shared/whole_file.h"
 #include "show/showing.h"
 
 namespace ravo::tool {

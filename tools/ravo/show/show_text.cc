@@ -8,10 +8,10 @@
 #include <cstring>
 #include <string_view>
 
-#include "common/escaping.h"
 #include "common/type_names.h"
 #include "drawing/line_plot.h"
 #include "format/time.h"
+#include "shared/escaping.h"
 #include "show/showing.h"
 
 namespace ravo::tool {

@@ -12,11 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "common/escaping.h"
 #include "common/failure.h"
 #include "common/help_format.h"
 #include "common/interrupt.h"
-#include "common/json_lines.h"
 #include "common/progress.h"
 #include "common/request_options.h"
 #include "common/times.h"
@@ -24,6 +22,8 @@
 #include "format/time.h"
 #include "ravo_run_catalogue.h"
 #include "ravo_run_catalogue_builder.h"
+#include "shared/escaping.h"
+#include "shared/json_lines.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {

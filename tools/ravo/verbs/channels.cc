@@ -5,12 +5,12 @@
 
 #include "common/each_file.h"
 #include "common/failure.h"
-#include "common/json_lines.h"
 #include "common/names.h"
 #include "common/raw_file.h"
 #include "common/type_names.h"
 #include "ravo_data_types.h"
 #include "ravo_evutl.h"
+#include "shared/json_lines.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {

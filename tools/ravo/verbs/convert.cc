@@ -4,18 +4,18 @@
 #include <algorithm>
 #include <functional>
 
-#include "common/escaping.h"
 #include "common/failure.h"
 #include "common/interrupt.h"
 #include "common/progress.h"
 #include "common/raw_file.h"
-#include "common/whole_file.h"
 #include "convert/compare_files.h"
 #include "convert/convert_file.h"
 #include "convert/report.h"
 #include "convert/sources.h"
 #include "convert/staging.h"
 #include "format/folders.h"
+#include "shared/escaping.h"
+#include "shared/whole_file.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {

@@ -4,10 +4,10 @@
 #include <algorithm>
 
 #include "common/failure.h"
-#include "common/json_lines.h"
 #include "common/names.h"
 #include "common/raw_file.h"
 #include "common/type_names.h"
+#include "shared/json_lines.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {

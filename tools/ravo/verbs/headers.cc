@@ -5,11 +5,11 @@
 
 #include "common/channel_headers.h"
 #include "common/help_format.h"
-#include "common/json_lines.h"
 #include "common/names.h"
 #include "common/type_names.h"
 #include "format/print_text.h"
 #include "format/time.h"
+#include "shared/json_lines.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {

@@ -6,11 +6,11 @@
 #include "common/each_file.h"
 #include "common/failure.h"
 #include "common/help_format.h"
-#include "common/json_lines.h"
 #include "common/raw_file.h"
 #include "common/times.h"
 #include "common/type_names.h"
 #include "format/time.h"
+#include "shared/json_lines.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {

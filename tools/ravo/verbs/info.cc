@@ -4,12 +4,12 @@
 #include <filesystem>
 
 #include "common/each_file.h"
-#include "common/json_lines.h"
 #include "common/raw_file.h"
 #include "common/sizes.h"
 #include "common/times.h"
 #include "format/time.h"
 #include "ravo_evutl.h"
+#include "shared/json_lines.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {

@@ -7,13 +7,13 @@
 #include "common/channel_facts.h"
 #include "common/column_printing.h"
 #include "common/dataset_session.h"
-#include "common/escaping.h"
 #include "common/event_printing.h"
 #include "common/failure.h"
 #include "common/file_answer.h"
 #include "common/help_format.h"
 #include "common/reading.h"
 #include "common/request_options.h"
+#include "shared/escaping.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {

@@ -1,27 +1,22 @@
 // ravo simulate: raw files of an accelerator that does not exist, with known content.
 #include <fmt/format.h>
 
-#include <cmath>
-#include <limits>
-
-#include "common/answer_key.h"
 #include "common/failure.h"
 #include "common/fault_options.h"
 #include "common/help_format.h"
 #include "common/interrupt.h"
-#include "common/json_lines.h"
 #include "common/progress.h"
-#include "common/whole_file.h"
 #include "format/time.h"
 #include "ravo_dataset/time_grammar.h"
-#include "simulator/writing.h"
+#include "ravo_simulator.h"
+#include "shared/json_lines.h"
 #include "verbs/verb.h"
 
 namespace ravo::tool {
 namespace {
 
 struct options {
-  simulator::settings what;
+  simulation what;
   int channels = 0;  // 0: by kind
   std::string compression = "mixed";
   std::string start;
@@ -38,82 +33,62 @@ std::optional<ravo_compression> compression_of(const std::string& word) {
   return std::nullopt;
 }
 
-void check_range(const simulator::settings& what) {
-  const double pulses = static_cast<double>(what.runs) * (static_cast<double>(what.files) * what.events +
-                                                          2 + simulator::pulses_between_runs);
-  if (pulses > std::numeric_limits<int>::max() || what.clock.first_event + pulses > 0xFFFFFFFEu)
-    throw usage_failure("so many runs, files and events leave the range of event numbers");
-  if (what.clock.start.timeup + pulses / what.clock.rate > 0xFFFFFFFEu)
-    throw usage_failure("the last event would be later than a time stamp can say");
-}
-
-simulator::settings complete(const options& asked) {
-  simulator::settings what = asked.what;
+simulation complete(const options& asked) {
+  simulation what = asked.what;
   what.compression = compression_of(asked.compression);
   if (asked.generation == "older") what.generation = ravo_file_generation::older;
-  if (asked.channels > 0) what.counts = simulator::counts_for_total(asked.channels);
+  if (asked.channels > 0) what.counts = distribute_channels(asked.channels);
   if (!asked.start.empty()) {
     const time_reading start = read_time(asked.start, {current_time(), {}, {}});
     if (!start.time) throw usage_failure(fmt::format("--start: '{}' {}", asked.start, start.problem));
     what.clock.start = *start.time;
   }
-  check_range(what);
+  what.answer_key = asked.answer_key;
+  check_simulation(what);
+  what.faults = read_faults(asked.faults, what.runs * what.files);
   return what;
 }
 
-void report(const simulator::settings& what, const simulator::simulation_result& result, bool as_json,
-            output& out) {
-  for (const std::string& file : result.files) {
-    const auto size = length_of_file(file);
-    if (!size) continue;  // the fault is that it is missing
+void report(const simulation& what, const simulated_run_files& made, bool as_json, output& out) {
+  for (const auto& [path, bytes] : made.files) {
+    if (!bytes) continue;  // the fault is that it is missing
     if (as_json)
-      out.print(json_line({{"file", file}, {"bytes", *size}}));
+      out.print(json_line({{"file", path}, {"bytes", *bytes}}));
     else
-      out.format("{}  {} bytes\n", file, *size);
+      out.format("{}  {} bytes\n", path, *bytes);
   }
   if (as_json) return;
-  out.format("{} file{}, {} events, {} blocks of {} channels, seed {}\n", result.files.size(),
-             result.files.size() == 1 ? "" : "s", result.events, result.blocks, what.counts.total(),
-             what.seed);
+  out.format("{} file{}, {} events, {} blocks of {} channels, seed {}\n", made.files.size(),
+             made.files.size() == 1 ? "" : "s", made.events, made.blocks, made.channels, what.seed);
 }
 
-void run(const options& asked, output& out) {
+simulated_run_files make(const simulation& what) {
+  progress_bar bar("simulating");
+  return simulate(what, {}, [&bar](std::uint64_t done, std::uint64_t total) {
+    check_for_interrupt();
+    bar.show(static_cast<double>(done) / static_cast<double>(total));
+  });
+}
+
+void run(const options& asked, output& out) try {
   if (asks_for_list(asked.faults)) return list_faults(asked.json, out);
   if (asked.what.folder.empty())
     throw usage_failure(several_lines{"DIR is required\nTry `ravo simulate --help`."});
-  simulator::settings what = complete(asked);
-  const std::vector<simulator::fault_request> faults = read_faults(asked.faults, what.runs * what.files);
-  simulator::prepare_faults(what, faults);
-  make_folder(what.folder);
-  std::optional<answer_key> key;
-  if (!asked.answer_key.empty()) key.emplace(asked.answer_key);
-  simulator::observer observe;
-  if (key) observe = [&key](const simulator::answer& put_in) { key->add(put_in); };
-  simulator::simulation_result result;
-  {
-    progress_bar bar("simulating");
-    try {
-      result = simulator::simulate(what, observe, [&bar](std::uint64_t done, std::uint64_t total) {
-        check_for_interrupt();
-        bar.show(static_cast<double>(done) / static_cast<double>(total));
-        return true;
-      });
-      write_expectations(simulator::make_faults(what, result, faults), result.files, what.folder);
-    } catch (const simulator::simulation_failed& failure) {
-      throw data_failure(fmt::format("{}: {}", what.folder, failure.what()));
-    }
-  }
-  if (key) key->close();
-  report(what, result, asked.json, out);
+  const simulation what = complete(asked);
+  report(what, make(what), asked.json, out);
+} catch (const std::invalid_argument& failure) {
+  throw usage_failure(failure.what());
+} catch (const simulation_error& failure) {
+  throw data_failure(failure.what());
 }
 
 void add_counts(CLI::App& command, options& asked) {
-  simulator::channel_counts& counts = asked.what.counts;
+  simulated_channels& counts = asked.what.counts;
   CLI::Option* all =
       command
           .add_option("--channels", asked.channels,
                       "Channels in all, distributed among the kinds; instead of the next options")
-          ->check(in_range(simulator::smallest_total, 20000))
+          ->check(in_range(fewest_simulated_channels, 20000))
           ->type_name("N")
           ->type_name("N")
           ->group("Channels");
@@ -144,7 +119,7 @@ void add_counts(CLI::App& command, options& asked) {
 verb simulate_verb(CLI::App& tool) {
   CLI::App* command = tool.add_subcommand("simulate", "Write raw files of a simulated accelerator");
   const auto asked = std::make_shared<options>();
-  simulator::settings& what = asked->what;
+  simulation& what = asked->what;
   command->add_option("DIR", what.folder, "Folder for the files; made when it is not there")->type_name("");
   const auto number = [&](const char* name, int& value, const char* text, int most) {
     command->add_option(name, value, text)->type_name("N")->capture_default_str()->check(in_range(1, most));

@@ -1,28 +1,21 @@
 // ravo verify: whether raw files are sound. verify/ does the checks; this is the command line.
 #include <fmt/format.h>
-#include <sys/stat.h>
 
-#include <algorithm>
 #include <memory>
-#include <thread>
+#include <stop_token>
 
-#include "common/escaping.h"
 #include "common/failure.h"
 #include "common/help_format.h"
 #include "common/interrupt.h"
 #include "common/progress.h"
 #include "common/request_options.h"
-#include "format/uninterrupted.h"
+#include "ravo_verify.h"
+#include "shared/json_lines.h"
+#include "shared/with_commas.h"
 #include "verbs/verb.h"
-#include "verify/catalogue_search.h"
-#include "verify/channel_list.h"
-#include "verify/report.h"
-#include "verify/runs.h"
 
 namespace ravo::tool {
 namespace {
-
-constexpr unsigned usual_threads = 4;
 
 struct options {
   std::vector<std::string> paths;
@@ -37,75 +30,17 @@ struct options {
   bool json = false;
 };
 
-// The totals so far.
-struct tally {
-  std::uint64_t files = 0, bytes = 0, events = 0, blocks = 0;
-  std::uint64_t good_files = 0, odd_files = 0, damaged_files = 0,
-                unread_files = 0;      // each file is one of them
-  std::uint64_t damaged = 0, odd = 0;  // findings
-  std::uint64_t files_to_check = 0;
-  bool is_interrupted = false;
-
-  void add(const verify::file_result& file) {
-    ++files;
-    bytes += file.bytes;
-    events += file.events;
-    blocks += file.blocks;
-    ++count_of(file.findings);
-  }
-  std::uint64_t& count_of(const verify::finding_list& findings) {
-    if (findings.has(verify::finding_kind::file_unreadable) ||
-        findings.has(verify::finding_kind::file_changed))
-      return unread_files;
-    const auto is_damage = [](const verify::finding& one) {
-      return verify::row_of(one.kind).how_bad == verify::severity::damaged;
-    };
-    if (std::any_of(findings.list().begin(), findings.list().end(), is_damage)) return damaged_files;
-    return findings.empty() ? good_files : odd_files;
-  }
-  int exit_code() const { return damaged > 0 ? exit_data : odd > 0 ? exit_odd : exit_fine; }
-};
-
-void print(const verify::finding& what, bool as_json, tally& sum, output& out) {
-  (verify::row_of(what.kind).how_bad == verify::severity::damaged ? sum.damaged : sum.odd) += 1;
-  if (as_json)
-    out.print(json_line(verify::json_of(what)));
-  else
-    out.print_line(verify::text_of(what));
+int exit_code(const verification_totals& sum) {
+  return sum.damaged > 0 ? exit_data : sum.odd > 0 ? exit_odd : exit_fine;
 }
 
-void print(const verify::finding_list& findings, const std::string& file, bool as_json, tally& sum,
-           output& out) {
-  for (verify::finding one : findings.list()) {
-    one.file = file;
-    print(one, as_json, sum, out);
-  }
-  if (findings.left_out() == 0) return;
-  print_message("ravo: {}: {} further findings are not shown\n", file,
-                verify::with_commas(findings.left_out()));
+void print_further(const std::string& file, std::uint64_t further) {
+  if (further == 0) return;
+  print_message("ravo: {}: {} further findings are not shown\n", file, with_commas(further));
 }
 
-verify::found_files find_files(const options& asked) {
-  if (asked.paths.empty() == asked.runs.empty())
-    throw usage_failure(asked.paths.empty()
-                            ? "say what to check: files or folders, or --run N[-M] of a catalogue"
-                            : "--run is for checks without PATH");
-  if (asked.runs.empty()) return verify::find_files(asked.paths);
-  const run_range runs = runs_option(asked.runs);
-  return verify::find_files_of_runs(
-      {asked.catalogue, asked.experiment, asked.stream, runs.first, runs.last});
-}
-
-// The files in the order in which they are checked. Findings that need no open file are printed at once.
-std::vector<verify::run_files> choose_files(const options& asked, tally& sum, output& out) {
-  const verify::found_files found = find_files(asked);
-  std::vector<verify::run_files> runs = verify::group_by_run(found.files);
-  for (const verify::finding& one : found.findings) print(one, asked.json, sum, out);
-  for (const verify::finding& one : verify::find_copies(runs)) print(one, asked.json, sum, out);
-  return runs;
-}
-
-json summary_json(const options& asked, const tally& sum) {
+json summary_json(const options& asked, const verification_report& report) {
+  const verification_totals& sum = report.totals;
   return {{"files", sum.files},
           {"files_to_check", sum.files_to_check},
           {"good_files", sum.good_files},
@@ -118,105 +53,93 @@ json summary_json(const options& asked, const tally& sum) {
           {"quick", asked.quick},
           {"damaged", sum.damaged},
           {"odd", sum.odd},
-          {"interrupted", sum.is_interrupted}};
+          {"interrupted", report.is_stopped}};
 }
 
 std::string some(std::uint64_t count, const char* what) {
-  return fmt::format("{} {}{}", verify::with_commas(count), what, count == 1 ? "" : "s");
+  return fmt::format("{} {}{}", with_commas(count), what, count == 1 ? "" : "s");
 }
 
 // The number of findings, and of the files they are in.
-std::string verdict_text(const tally& sum) {
+std::string verdict_text(const verification_totals& sum) {
   if (sum.damaged + sum.odd == 0) return "nothing found";
-  std::string files =
-      fmt::format("{} good, {} odd, {} damaged", verify::with_commas(sum.good_files),
-                  verify::with_commas(sum.odd_files), verify::with_commas(sum.damaged_files));
-  if (sum.unread_files > 0) files += fmt::format(", {} not read", verify::with_commas(sum.unread_files));
-  return fmt::format("{} damaged, {} odd (of the files: {})", verify::with_commas(sum.damaged),
-                     verify::with_commas(sum.odd), files);
+  std::string files = fmt::format("{} good, {} odd, {} damaged", with_commas(sum.good_files),
+                                  with_commas(sum.odd_files), with_commas(sum.damaged_files));
+  if (sum.unread_files > 0) files += fmt::format(", {} not read", with_commas(sum.unread_files));
+  return fmt::format("{} damaged, {} odd (of the files: {})", with_commas(sum.damaged),
+                     with_commas(sum.odd), files);
 }
 
-void print_summary(const options& asked, const tally& sum, output& out) {
-  if (asked.json) return out.print(json_line(summary_json(asked, sum)));
-  const std::string files = sum.is_interrupted
-                                ? fmt::format("interrupted after {} of {}", verify::with_commas(sum.files),
+void print_summary(const options& asked, const verification_report& report, output& out) {
+  const verification_totals& sum = report.totals;
+  if (asked.json) return out.print(json_line(summary_json(asked, report)));
+  const std::string files = report.is_stopped
+                                ? fmt::format("interrupted after {} of {}", with_commas(sum.files),
                                               some(sum.files_to_check, "file"))
                                 : some(sum.files, "file");
   out.format("{}, {}, {}{}: {}\n", files, some(sum.events, "event"), some(sum.blocks, "good block"),
              asked.quick ? " by their heads" : "", verdict_text(sum));
 }
 
-std::uint64_t size_of(const std::string& path) {
-  struct stat about {};
-  return uninterrupted::stat(path.c_str(), &about) == 0 && S_ISREG(about.st_mode)
-             ? static_cast<std::uint64_t>(about.st_size)
-             : 0;
-}
-
-void learn(const options& asked, verify::run_checker& runs, const tally& sum) {
-  if (sum.damaged > 0)
+void learn(const options& asked, const verification_report& report) {
+  if (report.totals.damaged > 0)
     throw data_failure("--learn: the files are damaged, so nothing was learned; learn from good ones");
-  const std::set<std::string>& channels = runs.channels_of_all_runs();
-  if (channels.empty())
+  if (report.channels_of_all_runs.empty())
     throw data_failure("--learn: no channel has data in every run, so nothing was learned");
-  verify::write_channel_list(
-      asked.learn, channels,
-      fmt::format("Learned from {} run{}.", runs.runs(), runs.runs() == 1 ? "" : "s"));
+  write_channel_list(asked.learn, report.channels_of_all_runs,
+                     fmt::format("Learned from {} run{}.", report.runs, report.runs == 1 ? "" : "s"));
 }
 
-void check(const options& asked, const std::vector<verify::run_files>& all, verify::run_checker& runs,
-           tally& sum, output& out) {
-  std::uint64_t bytes = 0, done = 0;
-  for (const verify::run_files& run : all)
-    for (const verify::run_file& file : run.files) {
-      bytes += size_of(file.path);
-      ++sum.files_to_check;
-    }
-  progress_bar bar("checking");
-  const auto report = [&](std::uint64_t more) {
-    check_for_interrupt();
-    done += more;
-    bar.show(bytes == 0 ? 1.0 : static_cast<double>(done) / static_cast<double>(bytes));
-  };
-  const unsigned threads = asked.threads > 0
-                               ? asked.threads
-                               : std::clamp(std::thread::hardware_concurrency(), 1u, usual_threads);
-  const verify::depth deep = asked.quick ? verify::depth::heads : verify::depth::blocks;
-  for (const verify::run_files& run : all) {
-    runs.begin(run.name);
-    for (const verify::run_file& file : run.files) {
-      check_for_interrupt();  // also where there is nothing to report, since no file can be read
-      verify::file_result result = verify::check_file(file.path, deep, threads, report);
-      runs.take(result, file.number);
-      sum.add(result);
-      if (!result.findings.empty() && out.is_terminal()) bar.hide();
-      print(result.findings, file.path, asked.json, sum, out);
-      if (!out.flush()) throw verdict(sum.exit_code());
-    }
+verification complete(const options& asked) {
+  if (asked.paths.empty() == asked.runs.empty())
+    throw usage_failure(asked.paths.empty()
+                            ? "say what to check: files or folders, or --run N[-M] of a catalogue"
+                            : "--run is for checks without PATH");
+  verification what;
+  what.paths = asked.paths;
+  if (!asked.runs.empty()) {
+    const run_range runs = runs_option(asked.runs);
+    what.runs = {asked.catalogue, asked.experiment, asked.stream, runs.first, runs.last};
   }
+  if (asked.quick) what.depth = verification_depth::heads;
+  if (!asked.expect.empty()) what.expected_channels = read_channel_list(asked.expect);
+  what.threads = asked.threads;
+  return what;
+}
+
+// Checks the files and prints what is found as soon as it is known.
+verification_report check(const verification& what, bool as_json, output& out) {
+  progress_bar bar("checking");
+  std::stop_source stop;
+  verification_observer observer;
+  observer.progress = [&](double done) {
+    if (is_interrupted())
+      stop.request_stop();
+    else
+      bar.show(done);
+  };
+  observer.found = [&](const finding& one) {
+    if (out.is_terminal()) bar.hide();
+    if (as_json)
+      out.print(to_json(one) + "\n");
+    else
+      out.print_line(to_text(one));
+  };
+  observer.checked = [&](const verified_file& file, const verification_totals& sum) {
+    print_further(file.path, file.further_findings);
+    if (!out.flush()) throw verdict(exit_code(sum));
+  };
+  return verify(what, stop.get_token(), observer);
 }
 
 void run(const options& asked, output& out) try {
-  std::set<std::string> expected;
-  if (!asked.expect.empty()) expected = verify::read_channel_list(asked.expect);
-  tally sum;
-  const std::vector<verify::run_files> files = choose_files(asked, sum, out);
-  verify::run_checker runs(std::move(expected));
-  try {
-    check(asked, files, runs, sum, out);
-  } catch (const interrupted&) {
-    // The findings so far are printed; what whole runs lack is not known.
-    sum.is_interrupted = true;
-    print_summary(asked, sum, out);
-    throw;
-  }
-  print(runs.absent(), "", asked.json, sum, out);
-  print_summary(asked, sum, out);
-  if (!asked.learn.empty()) learn(asked, runs, sum);
-  if (sum.exit_code() != exit_fine) throw verdict(sum.exit_code());
-} catch (const verify::channel_list_failure& failure) {
-  throw data_failure(failure.what());
-} catch (const verify::unknown_runs& failure) {
+  const verification_report report = check(complete(asked), asked.json, out);
+  print_further("", report.absent_left_out);
+  print_summary(asked, report, out);
+  if (report.is_stopped) throw interrupted{};
+  if (!asked.learn.empty()) learn(asked, report);
+  if (const int code = exit_code(report.totals); code != exit_fine) throw verdict(code);
+} catch (const verification_error& failure) {
   throw data_failure(failure.what());
 }
 

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "simulator/faults/choice.h"
-#include "simulator/faults/moved_basket.h"
+#include "faults/choice.h"
+#include "faults/moved_basket.h"
 
 namespace ravo::simulator {
 namespace {

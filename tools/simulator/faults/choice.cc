@@ -1,4 +1,4 @@
-#include "simulator/faults/choice.h"
+#include "faults/choice.h"
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 #ifndef RAVO_SIMULATOR_FAULT_CHOICE_H
 #define RAVO_SIMULATOR_FAULT_CHOICE_H
 
-#include "simulator/faults/faults.h"
+#include "faults/faults.h"
 
 namespace ravo::simulator {
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <set>
 
-#include "simulator/faults/choice.h"
+#include "faults/choice.h"
 
 namespace ravo::simulator {
 namespace {

@@ -1,12 +1,12 @@
-#include "simulator/faults/faults.h"
+#include "faults/faults.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
 #include <map>
 
-#include "common/whole_file.h"
-#include "simulator/faults/choice.h"
+#include "faults/choice.h"
+#include "shared/whole_file.h"
 
 namespace ravo::simulator {
 namespace {
@@ -23,12 +23,12 @@ std::vector<fault_kind> all_kinds() {
 }
 
 std::vector<unsigned char> read(const std::string& path) {
-  const std::string bytes = tool::read_whole_file(path);
+  const std::string bytes = read_whole_file(path);
   return {bytes.begin(), bytes.end()};
 }
 
 void write(const std::string& path, const std::vector<unsigned char>& bytes) {
-  tool::whole_file file(path);
+  whole_file file(path);
   file.append(bytes);
   file.publish();
 }
@@ -57,9 +57,9 @@ std::vector<expected_finding> expect_gap(const raw_image& image, std::uint32_t n
 
 // The next file shows that this one is missing.
 expectation expect_missing_file(const settings& what, const simulation_result& made,
-                                const std::vector<fault_request>& faults, int file) {
+                                const std::vector<simulated_fault>& faults, int file) {
   const bool has_neighbours = file % what.files != 0 && file % what.files != 1;
-  const bool is_next_missing = std::any_of(faults.begin(), faults.end(), [&](const fault_request& other) {
+  const bool is_next_missing = std::any_of(faults.begin(), faults.end(), [&](const simulated_fault& other) {
     return other.kind == missing_file && other.file == file + 1;
   });
   if (!has_neighbours || is_next_missing)
@@ -81,8 +81,23 @@ const fault_kind* find_fault(const std::string& name) {
   return found == kinds.end() ? nullptr : &*found;
 }
 
-void prepare_faults(settings& what, const std::vector<fault_request>& faults) {
-  for (const fault_request& fault : faults) {
+void check_faults(const std::vector<simulated_fault>& faults, int files) {
+  std::map<int, std::string> known;
+  for (const simulated_fault& fault : faults) {
+    if (!find_fault(fault.kind)) throw std::invalid_argument("there is no fault '" + fault.kind + "'");
+    const std::string file = "file " + std::to_string(fault.file);
+    if (fault.file < 1 || fault.file > files)
+      throw std::invalid_argument("a fault of " + file + ": files count from 1 to " +
+                                  std::to_string(files));
+    // What is to be found would not be known.
+    if (const auto [other, is_new] = known.emplace(fault.file, fault.kind); !is_new)
+      throw std::invalid_argument(file + " would be damaged twice: " + other->second + " and " +
+                                  fault.kind);
+  }
+}
+
+void prepare_faults(settings& what, const std::vector<simulated_fault>& faults) {
+  for (const simulated_fault& fault : faults) {
     if (fault.kind == missing_event) what.pulses_without_events.insert(pulse_in(what, fault.file));
     if (fault.kind == absent_channel) what.absent_channel = "LINAC/BPM/001";
   }
@@ -96,10 +111,10 @@ struct planned_damage {
 };
 
 planned_damage plan_faults(const settings& what, const simulation_result& made,
-                           const std::vector<fault_request>& faults) {
+                           const std::vector<simulated_fault>& faults) {
   planned_damage plan;
   auto& [expected, damaged] = plan;
-  for (const fault_request& fault : faults) {
+  for (const simulated_fault& fault : faults) {
     const std::string& path = made.files.at(static_cast<std::size_t>(fault.file - 1));
     if (fault.kind == absent_channel) {
       expected.push_back(
@@ -121,7 +136,7 @@ planned_damage plan_faults(const settings& what, const simulation_result& made,
 }  // namespace
 
 std::vector<expectation> make_faults(const settings& what, const simulation_result& made,
-                                     const std::vector<fault_request>& faults) {
+                                     const std::vector<simulated_fault>& faults) {
   planned_damage plan;
   // Not before everything can be done: a file is damaged only if its answer key is written too.
   try {
@@ -131,8 +146,8 @@ std::vector<expectation> make_faults(const settings& what, const simulation_resu
   }
   auto& [expected, damaged] = plan;
   for (const auto& [path, bytes] : damaged) write(path, bytes);
-  for (const fault_request& fault : faults)
-    if (fault.kind == missing_file) tool::remove_file(made.files[static_cast<std::size_t>(fault.file - 1)]);
+  for (const simulated_fault& fault : faults)
+    if (fault.kind == missing_file) remove_file(made.files[static_cast<std::size_t>(fault.file - 1)]);
   return std::move(expected);
 }
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "simulator/faults/raw_image.h"
-#include "simulator/writing.h"
+#include "faults/raw_image.h"
+#include "writing.h"
 
 namespace ravo::simulator {
 
@@ -39,23 +39,25 @@ std::span<const fault_kind> fault_kinds();
 /// Null if there is none of this name.
 const fault_kind* find_fault(const std::string& name);
 
-/// "KIND" or "KIND@FILE"; files count from 1 over all runs.
-struct fault_request {
-  std::string kind;
-  int file = 1;
-};
-
 /// What is to be found in a file; the path is empty for what is found over all files.
 struct expectation {
   std::string file;
   std::vector<expected_finding> findings;
 };
 
+/// Throws std::invalid_argument for faults that files, so many in all, cannot have.
+void check_faults(const std::vector<simulated_fault>& faults, int files);
 /// Changes the settings for the faults that the machine itself makes.
-void prepare_faults(settings& what, const std::vector<fault_request>& faults);
+void prepare_faults(settings& what, const std::vector<simulated_fault>& faults);
 /// Damages the files that were written. Throws simulation_failed.
 std::vector<expectation> make_faults(const settings& what, const simulation_result& made,
-                                     const std::vector<fault_request>& faults);
+                                     const std::vector<simulated_fault>& faults);
+
+/// Writes FILE.expected.json: one object for each finding, with those members of `ravo verify --json` that
+/// identify it. Findings that belong to no file go to `folder`/all.expected.json. Removes old ones of the
+/// `files`, which were just written. Throws whole_file_failure.
+void write_expectations(const std::vector<expectation>& expected, const std::vector<std::string>& files,
+                        const std::string& folder);
 
 // The kinds, subject by subject.
 std::span<const fault_kind> file_faults();

@@ -1,7 +1,7 @@
 // What copy jobs, full disks and crashes do to whole files.
 #include <algorithm>
 
-#include "simulator/faults/choice.h"
+#include "faults/choice.h"
 
 namespace ravo::simulator {
 namespace {

@@ -1,4 +1,4 @@
-#include "simulator/faults/moved_basket.h"
+#include "faults/moved_basket.h"
 
 #include <algorithm>
 

@@ -8,7 +8,7 @@
 #include <functional>
 #include <vector>
 
-#include "simulator/faults/raw_image.h"
+#include "faults/raw_image.h"
 
 namespace ravo::simulator {
 

@@ -1,8 +1,8 @@
 // Damage in the event channel pointers.
 #include <algorithm>
 
-#include "simulator/faults/choice.h"
-#include "simulator/faults/moved_basket.h"
+#include "faults/choice.h"
+#include "faults/moved_basket.h"
 
 namespace ravo::simulator {
 namespace {

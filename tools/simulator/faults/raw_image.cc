@@ -1,4 +1,4 @@
-#include "simulator/faults/raw_image.h"
+#include "faults/raw_image.h"
 
 namespace ravo::simulator {
 namespace {

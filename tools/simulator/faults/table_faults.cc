@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "simulator/faults/choice.h"
+#include "faults/choice.h"
 
 namespace ravo::simulator {
 namespace {

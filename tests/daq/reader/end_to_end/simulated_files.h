@@ -9,8 +9,8 @@
 #include "generations.h"
 #include "ravo_daq_reader.h"
 #include "ravo_daq_reader_2010.h"
-#include "simulator/writing.h"
 #include "temporary_folder.h"
+#include "writing.h"
 
 namespace ravo::test {
 

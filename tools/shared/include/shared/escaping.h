@@ -1,8 +1,8 @@
 // Everything that the tool prints goes through here: names, texts and paths come from
 // files and disks, and none of them may move the cursor, change colours, reverse the
 // writing direction, end a line or imitate another name. Plain UTF-8 stays as it is.
-#ifndef RAVO_TOOL_ESCAPING_H
-#define RAVO_TOOL_ESCAPING_H
+#ifndef RAVO_SHARED_ESCAPING_H
+#define RAVO_SHARED_ESCAPING_H
 
 #include <fmt/format.h>
 
@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-namespace ravo::tool {
+namespace ravo {
 
 /// One line for a terminal: control characters (also those of two bytes, U+0080 to U+009F), line
 /// and paragraph ends, invisible characters and those that reverse the writing direction, and bytes
@@ -52,6 +52,6 @@ void print_message(fmt::format_string<escaped_type<Values>...> form, const Value
   std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
-}  // namespace ravo::tool
+}  // namespace ravo
 
 #endif

@@ -1,13 +1,13 @@
 // JSON for machines: one object per line, its members in the order of insertion.
-#ifndef RAVO_TOOL_JSON_LINES_H
-#define RAVO_TOOL_JSON_LINES_H
+#ifndef RAVO_SHARED_JSON_LINES_H
+#define RAVO_SHARED_JSON_LINES_H
 
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "common/escaping.h"
+#include "shared/escaping.h"
 
-namespace ravo::tool {
+namespace ravo {
 
 using json = nlohmann::ordered_json;
 
@@ -17,6 +17,6 @@ inline std::string json_line(const json& object) {
   return escaped_json(object.dump(-1, ' ', false, json::error_handler_t::replace)) + "\n";
 }
 
-}  // namespace ravo::tool
+}  // namespace ravo
 
 #endif

@@ -1,8 +1,8 @@
 // Small files that are read and written whole. A file that the tool writes (an answer key,
 // a list, a picture) appears under its name complete or not at all: until publish() it has
 // no name, or one that begins with a dot, and an existing file of that name stays as it is.
-#ifndef RAVO_TOOL_WHOLE_FILE_H
-#define RAVO_TOOL_WHOLE_FILE_H
+#ifndef RAVO_SHARED_WHOLE_FILE_H
+#define RAVO_SHARED_WHOLE_FILE_H
 
 #include <cstdint>
 #include <optional>
@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-namespace ravo::tool {
+namespace ravo {
 
 /// The file cannot be read or written; what() names it and the reason.
 struct whole_file_failure : std::runtime_error {
@@ -68,6 +68,6 @@ class whole_file {
   bool is_in_place_ = false;  // not a regular file: written directly
 };
 
-}  // namespace ravo::tool
+}  // namespace ravo
 
 #endif
