@@ -91,8 +91,7 @@ class verifier {
 
   void advance(std::uint64_t more) {
     done_ += more;
-    if (observer_.progress)
-      observer_.progress(bytes_ == 0 ? 1.0 : static_cast<double>(done_) / static_cast<double>(bytes_));
+    if (observer_.progress) observer_.progress(done_, bytes_);
     if (stop_.stop_requested()) throw stopped{};
   }
 

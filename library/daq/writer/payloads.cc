@@ -295,8 +295,8 @@ payload_bytes text_payload(std::string_view text) {
 }
 
 writer_description::writer_description(std::string_view name, RAVO_SUBBLOCK_TYPE dtype,
-                                         RAVO_EVTYPE event_type, std::int32_t key,
-                                         const channel_words& words) {
+                                       RAVO_EVTYPE event_type, std::int32_t key,
+                                       const channel_words& words) {
   description_.stream = 1;
   description_.ev_type = 1u << event_type;
   description_.dtype = static_cast<std::uint32_t>(dtype);

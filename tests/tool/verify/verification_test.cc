@@ -46,11 +46,12 @@ TEST(Verification, ObserversSeeTheReportAsItGrows) {
   const copied_run run(ravo_file_generation::current);
   flipped(run, 3);
   std::vector<std::string> seen;
-  double last = 0;
+  std::uint64_t last = 0, all = 0;
   verification_observer observer;
-  observer.progress = [&](double done) {
+  observer.progress = [&](std::uint64_t done, std::uint64_t total) {
     EXPECT_GE(done, last);
     last = done;
+    all = total;
   };
   observer.found = [&](const finding& one) { seen.push_back(one.kind); };
   observer.checked = [&](const verified_file& file, const verification_totals& sum) {
@@ -59,7 +60,8 @@ TEST(Verification, ObserversSeeTheReportAsItGrows) {
   const verification_report report = verify({{run.folder.path().string()}}, {}, observer);
   ASSERT_EQ(report.findings.size(), 1u);
   EXPECT_THAT(seen, ElementsAre("1 0", "2 0", report.findings[0].kind, "3 1"));
-  EXPECT_EQ(last, 1.0);
+  EXPECT_EQ(last, all);
+  EXPECT_EQ(all, report.totals.bytes);
 }
 
 TEST(Verification, AStopReturnsWhatIsKnown) {

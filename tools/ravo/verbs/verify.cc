@@ -112,11 +112,11 @@ verification_report check(const verification& what, bool as_json, output& out) {
   progress_bar bar("checking");
   std::stop_source stop;
   verification_observer observer;
-  observer.progress = [&](double done) {
+  observer.progress = [&](std::uint64_t done, std::uint64_t total) {
     if (is_interrupted())
       stop.request_stop();
     else
-      bar.show(done);
+      bar.show(total == 0 ? 1.0 : static_cast<double>(done) / static_cast<double>(total));
   };
   observer.found = [&](const finding& one) {
     if (out.is_terminal()) bar.hide();

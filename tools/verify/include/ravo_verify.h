@@ -116,7 +116,8 @@ struct verification_report {
 /// Functions that are called by the thread that verifies, in the order of what they report; each may be
 /// empty. What they throw ends the verification.
 struct verification_observer {
-  std::function<void(double done)> progress = {};  ///< now and then, with the part that is done, 0 to 1
+  /// Now and then, with the bytes of the files that are done, and of all.
+  std::function<void(std::uint64_t done, std::uint64_t total)> progress = {};
   std::function<void(const finding&)> found = {};  ///< for each finding, as soon as its file is checked
   /// After the findings of each file, with the totals so far.
   std::function<void(const verified_file&, const verification_totals&)> checked = {};

@@ -106,7 +106,7 @@ class writer_description {
  public:
   /// `name` is the channel's, `key` its key in the dictionary.
   RAVO_EXPORT writer_description(std::string_view name, RAVO_SUBBLOCK_TYPE dtype, RAVO_EVTYPE event_type,
-                                  std::int32_t key, const channel_words& words);
+                                 std::int32_t key, const channel_words& words);
   RAVO_EXPORT ~writer_description();
   writer_description(const writer_description&) = delete;
   writer_description& operator=(const writer_description&) = delete;
