@@ -62,9 +62,15 @@ from ravo._errors import (
     MissingValues,
     PatternError,
     SelectionError,
+    SimulationError,
+    VerificationError,
+    WriteError,
 )
 from ravo._run import Run, find_files, open
+from ravo._simulate import Simulated, fault_kinds, simulate
 from ravo._values import Values
+from ravo._verify import Finding, Report, VerifiedFile, verify
+from ravo._writer import Writer
 
 __all__ = [
     "AccessError",
@@ -88,6 +94,7 @@ __all__ = [
     "FileLeftOut",
     "FileRefusal",
     "FilesNotFound",
+    "Finding",
     "FoundBy",
     "FoundFiles",
     "Generation",
@@ -106,16 +113,26 @@ __all__ = [
     "Problem",
     "ProblemReason",
     "RefusedFile",
+    "Report",
     "Run",
     "Selection",
     "SelectionError",
+    "Simulated",
+    "SimulationError",
     "Statistics",
     "Status",
     "Table",
     "Value",
     "ValueDigest",
     "Values",
+    "VerificationError",
+    "VerifiedFile",
+    "WriteError",
+    "Writer",
     "__version__",
+    "fault_kinds",
     "find_files",
     "open",
+    "simulate",
+    "verify",
 ]

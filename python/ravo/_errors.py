@@ -65,5 +65,17 @@ class JsonError(Error, ValueError):
     """A text that is not the JSON of what is read from it."""
 
 
+class WriteError(Error, OSError):
+    """A file cannot be written. Nothing incomplete has its final name."""
+
+
+class SimulationError(Error, OSError):
+    """The files of a simulation cannot be written, or damaged as was asked."""
+
+
+class VerificationError(Error, LookupError):
+    """What is to be verified cannot be found: the catalogue has none of the runs."""
+
+
 class Cancelled(Error):
     """A reading was stopped. Ctrl-C raises ``KeyboardInterrupt``."""

@@ -12,7 +12,7 @@ Progress: TypeAlias = "bool | ProgressCallback | None"
 
 
 @contextmanager
-def reporting(progress: Progress, what: str) -> Iterator[ProgressCallback | None]:
+def reporting(progress: Progress, what: str, unit: str = "B") -> Iterator[ProgressCallback | None]:
     """Make the function of done and total bytes that ``progress=`` asks for, and close it at the end.
 
     ``True`` shows a bar on standard error; a function is called as it is, on the thread that reads.
@@ -29,7 +29,7 @@ def reporting(progress: Progress, what: str) -> Iterator[ProgressCallback | None
         yield _TextBar(what)
         print(file=sys.stderr)
         return
-    with tqdm(desc=what, unit="B", unit_scale=True, unit_divisor=1024) as bar:
+    with tqdm(desc=what, unit=unit, unit_scale=True, unit_divisor=1024 if unit == "B" else 1000) as bar:
 
         def report(done: int, total: int) -> None:
             bar.total = total
