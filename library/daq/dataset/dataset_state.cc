@@ -21,7 +21,17 @@ dataset_options completed(dataset_options options) {
   return options;
 }
 
-void check(const selection& wanted) {
+/// The paths that are read for slow values alone.
+std::set<std::string_view> context_of(const found_files& found) {
+  std::set<std::string_view> paths;
+  for (const found_file& file : found.all)
+    if (file.by == found_by::context) paths.insert(file.path);
+  return paths;
+}
+
+}  // namespace
+
+void dataset_state::check(const selection& wanted) {
   if (wanted.step == 0) throw selection_error("The step of a selection is 1 or more");
   if (wanted.phase >= wanted.step)
     throw selection_error(
@@ -33,16 +43,6 @@ void check(const selection& wanted) {
   if (wanted.max_age && wanted.slow == slow_policy::none)
     throw selection_error("max_age= says how old a held value may be: it needs slow=hold or slow=nearest");
 }
-
-/// The paths that are read for slow values alone.
-std::set<std::string_view> context_of(const found_files& found) {
-  std::set<std::string_view> paths;
-  for (const found_file& file : found.all)
-    if (file.by == found_by::context) paths.insert(file.path);
-  return paths;
-}
-
-}  // namespace
 
 dataset_state::dataset_state(selection what, dataset_options how)
     : asked(std::move(what)),
@@ -57,6 +57,11 @@ dataset_state::dataset_state(selection what, dataset_options how)
     return timeline.drop_oldest() || ahead.give_one_back(batch_turn::later) ||
            ahead.give_one_back(batch_turn::now);
   });
+}
+
+dataset_state::dataset_state(selection what, dataset_options how, event_window window)
+    : dataset_state(std::move(what), std::move(how)) {
+  window_ = std::move(window);
 }
 
 void dataset_state::open() {
@@ -86,6 +91,7 @@ void dataset_state::open() {
   const std::size_t join_channel =
       wanted.join == join_policy::with ? channels.find_or_throw(wanted.join_channel) : 0;
   timeline.set(std::move(timed), channels.names(), channels.slow(), join_channel);
+  set_window();
   for (std::size_t i = 0; i < left_out; ++i)
     files.all.push_back({files.refused[i].path, ravo_file_generation::current, files.refused[i].reason,
                          files.refused[i].problem});
@@ -129,6 +135,13 @@ void dataset_state::set_gaps(const std::vector<std::string>& readable) {
   std::vector<time_gap> gaps = missing_spans(others, readable);
   for (const missing_period& gap : wanted.gaps) gaps.push_back(time_gap::of(gap));
   timeline.set_gaps(std::move(gaps));
+}
+
+void dataset_state::set_window() {
+  if (!window_) return;
+  std::vector<std::string> paths;
+  for (const dataset_file& file : files.readable) paths.push_back(file.path);
+  timeline.set_window(*window_, paths);
 }
 
 /// For what stays known of the files and channels as long as the dataset is open.

@@ -52,6 +52,11 @@ class first_value_cache {
 class dataset_state {
  public:
   dataset_state(selection what, dataset_options how);
+  /// The same for what a window hands over.
+  dataset_state(selection what, dataset_options how, event_window window);
+
+  /// Throws selection_error for a selection that makes no sense.
+  static void check(const selection& wanted);
 
   /// Finds and scans the files, and resolves the channels.
   void open();
@@ -96,9 +101,11 @@ class dataset_state {
   void set_gaps(const std::vector<std::string>& readable);
   void check_that_files_may_be_missing() const;
   void reserve_tables();
+  void set_window();
   int find_member(const file_scan& scan, std::uint32_t name, const std::string& channel,
                   const std::string& member);
 
+  std::optional<event_window> window_;
   reservation tables_;  ///< for what is known of the files and channels
 };
 

@@ -32,6 +32,7 @@ struct entry {
   /// ok, or what the tables alone show to be wrong: truncated, misdirected or event_disputed. Such a block
   /// is not read, and `stored` is 0.
   value_status status;
+  bool was_handed_over = false;  ///< by a window before this one (align/event_window.h)
 };
 static_assert(sizeof(entry) == 32);
 

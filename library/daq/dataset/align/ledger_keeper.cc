@@ -80,7 +80,7 @@ void ledger_keeper::record_lost_file(read_ledger& ledger, std::size_t position, 
       "it cannot be read any more, and how many of the wanted values it held is not known";
   const std::uint32_t count = timeline_.file(file).count(channel);
   if (count == 0) return;
-  if (extent == reading_extent::whole && takes_whole_file(file)) {
+  if (extent == reading_extent::whole && takes_whole_file(file) && timeline_.hands_over_all(file)) {
     entry nowhere{};  // the file's tables do not say any more where its values are
     nowhere.file = file;
     record_missing(ledger, position, channel, nowhere, missing_cause::file_missing);

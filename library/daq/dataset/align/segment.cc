@@ -159,8 +159,12 @@ bool all_have_numbers(const segment& part) {
   return true;
 }
 
+/// Those that were handed over first.
 template <class Before>
-void sort_entries(std::vector<entry>& entries, Before before) {
+void sort_entries(std::vector<entry>& entries, Before is_before) {
+  const auto before = [is_before](const entry& a, const entry& b) {
+    return a.was_handed_over != b.was_handed_over ? a.was_handed_over : is_before(a, b);
+  };
   if (!std::is_sorted(entries.begin(), entries.end(), before))
     std::stable_sort(entries.begin(), entries.end(), before);
 }
@@ -171,20 +175,27 @@ struct by_rule {
 };
 
 /// The merge: each channel has a position in its entries, and the earliest entry at these positions is the
-/// next event. The entries that a channel keeps move to the front of its list.
+/// next event; first for the entries that were handed over, then for the others. The entries that a channel
+/// keeps move to the front of its list.
 template <class Order>
 class merge {
  public:
   merge(segment& part, const alignment_rule& rule, const std::vector<bool>& slow, Order order)
       : part_(part), rule_(rule), slow_(slow), order_(order), places_(part.channels.size()) {
     for (std::size_t i = 0; i < part.channels.size(); ++i) {
+      std::vector<entry>& entries = part.channels[i].entries;
+      const auto first_new = std::partition_point(entries.begin(), entries.end(),
+                                                  [](const entry& one) { return one.was_handed_over; });
       places_[i].aligned = &part.channels[i];
-      places_[i].count = part.channels[i].entries.size();
-      part.channels[i].event.reserve(places_[i].count);
+      places_[i].count = static_cast<std::size_t>(first_new - entries.begin());
+      part.channels[i].event.reserve(entries.size());
     }
   }
 
   void run() {
+    while (const entry* first = earliest()) take(id_of(*first));
+    part_.first_new = static_cast<std::uint32_t>(part_.events.size());
+    for (place& one : places_) one.count = one.aligned->entries.size();
     while (const entry* first = earliest()) take(id_of(*first));
     for (place& one : places_) one.aligned->entries.resize(one.kept);
   }

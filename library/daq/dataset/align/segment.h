@@ -57,6 +57,7 @@ struct aligned_channel {
 
 struct segment {
   std::vector<ravo_time_id> events;
+  std::uint32_t first_new = 0;          ///< the first event that no window before this one handed over
   std::vector<std::uint32_t> selected;  ///< positions of the events inside the limits and by the join
   std::vector<std::uint64_t>
       bytes_before;  ///< by selected event: stored bytes of the selected ones before it
@@ -86,7 +87,8 @@ void find_orphan_spans(aligned_channel& aligned,
                        const std::function<time_gap(std::uint32_t file)>& time_of_file);
 
 /// Sorts the channels' entries and aligns them: fills `events` and the channels' `event`. `slow` marks the
-/// slow channels: an event gets its time from them only if no other channel has it.
+/// slow channels: an event gets its time from them only if no other channel has it. Entries that were
+/// handed over are aligned first, and are in no event with others.
 void align(segment& part, const alignment_rule& rule, const std::vector<bool>& slow);
 
 }  // namespace ravo::detail

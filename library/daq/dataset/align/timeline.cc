@@ -74,9 +74,29 @@ void timeline::cut_into_segments() {
   for (slot& one : slots_) std::sort(one.files.begin(), one.files.end());
 }
 
+void timeline::set_window(const event_window& window, const std::vector<std::string>& paths) {
+  window_end_ = window.until;
+  for (const std::string& path : paths) {
+    const auto known = window.files.find(path);
+    handed_over_.push_back(known != window.files.end() ? known->second
+                                                       : handed_over_part{after_all_times, {}});
+  }
+}
+
+bool timeline::hands_over_all(std::uint32_t file) const {
+  return handed_over_.empty() ||
+         (handed_over_[file].is_nothing() && in_microseconds(files_[file].span.last) <= window_end_);
+}
+
 bool timeline::may_have_events(std::size_t index) const {
   const event_span& span = slots_[index].span;
   if (slots_[index].is_context) return false;
+  if (!handed_over_.empty()) {
+    const std::vector<std::uint32_t>& files = slots_[index].files;
+    if (in_microseconds(span.first) > window_end_ ||
+        std::all_of(files.begin(), files.end(), [&](auto file) { return handed_over_[file].is_all(); }))
+      return false;
+  }
   if (span.empty) return true;
   const auto tolerance = static_cast<std::int64_t>(rule_.tolerance);
   if (wanted_.to && in_microseconds(span.first) > in_microseconds(*wanted_.to) + tolerance) return false;
@@ -232,12 +252,14 @@ std::shared_ptr<const segment> timeline::load(std::size_t index, reservation roo
         aligned.entries.insert(aligned.entries.end(), from.entries.begin(), from.entries.end());
     }
   }
+  mark_handed_over(*part);
   align(*part, rule_, slow_);
   if (wanted_.slow != slow_policy::none)
     for (std::size_t channel = 0; channel < names_.size(); ++channel)
       if (slow_[channel])
         find_orphan_spans(part->channels[channel],
                           [this](std::uint32_t file) { return time_gap::of(files_[file].span); });
+  drop_counted_orphans(*part);
   select(*part, index);
   const std::size_t bytes = part->bytes();
   if (bytes > part->memory.bytes())  // the memory is in use already: do not wait
@@ -246,6 +268,21 @@ std::shared_ptr<const segment> timeline::load(std::size_t index, reservation roo
                             " bytes; raise the limit or select less");
   part->memory.shrink(bytes);
   return part;
+}
+
+void timeline::mark_handed_over(segment& part) const {
+  if (handed_over_.empty()) return;
+  for (std::size_t channel = 0; channel < names_.size(); ++channel)
+    for (entry& one : part.channels[channel].entries)
+      one.was_handed_over = handed_over_[one.file].has(names_[channel], one);
+}
+
+/// The first window that reads a file counts its entries without an event.
+void timeline::drop_counted_orphans(segment& part) const {
+  if (handed_over_.empty()) return;
+  for (aligned_channel& aligned : part.channels)
+    std::erase_if(aligned.orphans,
+                  [this](const entry& orphan) { return !handed_over_[orphan.file].is_nothing(); });
 }
 
 bool timeline::has_entries(std::size_t index, std::size_t channel) const {
@@ -320,8 +357,11 @@ void timeline::select(segment& part, std::size_t index) const {
   const bool asks_for_all = wanted_.join == join_policy::all;
   event_walk walk(*this, part, asks_for_all ? channels_to_hold(index) : std::vector(names_.size(), false));
   std::uint64_t bytes = 0;
+  const std::vector<std::int64_t> earliest =
+      handed_over_.empty() ? std::vector<std::int64_t>() : earliest_entries(part);
   for (std::uint32_t event = 0; event < part.events.size(); ++event) {
     walk.go_to(event);
+    if (!earliest.empty() && (event < part.first_new || earliest[event] > window_end_)) continue;
     if (!walk.is_joined() || !is_inside(part.events[event])) continue;
     part.selected.push_back(event);
     part.bytes_before.push_back(bytes);

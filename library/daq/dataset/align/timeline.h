@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "align/event_window.h"
 #include "align/file_tables.h"
 #include "align/segment.h"
 #include "ravo_dataset/status.h"
@@ -49,6 +50,13 @@ class timeline {
   /// Sets the periods of missing files, whose tables are not known.
   void set_gaps(std::vector<time_gap> gaps);
   const std::vector<time_gap>& gaps() const { return gaps_; }
+
+  /// Reads through a window, before any segment is aligned. `paths`: of the files.
+  void set_window(const event_window& window, const std::vector<std::string>& paths);
+  /// Whether the window hands over all entries of a file, and none was handed over before.
+  bool hands_over_all(std::uint32_t file) const;
+  /// What was handed over of a file before.
+  const handed_over_part& handed_over(std::uint32_t file) const { return handed_over_[file]; }
 
   std::size_t segments() const { return slots_.size(); }
   /// The aligned segment. Without room to align it, unused segments are dropped first; after that it waits
@@ -106,6 +114,8 @@ class timeline {
   void keep(const std::shared_ptr<const segment>& built);
   class event_walk;
   std::vector<bool> channels_to_hold(std::size_t index) const;
+  void mark_handed_over(segment& part) const;
+  void drop_counted_orphans(segment& part) const;
   void select(segment& part, std::size_t index) const;
   bool is_inside(const ravo_time_id& id) const;
   bool has_entries(std::size_t index, std::size_t channel) const;
@@ -131,6 +141,8 @@ class timeline {
   std::size_t join_channel_ = 0;
   std::deque<slot> slots_;
   std::vector<time_gap> gaps_;
+  std::int64_t window_end_ = after_all_times;
+  std::vector<handed_over_part> handed_over_;  ///< by file; empty without a window
 
   std::atomic<bool> has_failed_files_{false};
   std::mutex mutex_;                                 ///< guards what follows; taken after a slot's
