@@ -74,6 +74,8 @@ std::optional<calling> calling_of(std::string name, const files_with_a_broken_on
     return calling{"'file=" + current.folder() + "' LINAC/BPM/001", "(X|Y|CHARGE|events) ?.+", ""};
   if (name == "read_by_parts")
     return calling{"'file=" + current.folder() + " chan=LINAC/BPM/001' 2", ".+", ""};
+  if (name == "follow_a_run")
+    return calling{"'file=" + current.folder() + " chan=LINAC/BPM/001' LINAC/BPM/001 0", ".+", ""};
   if (name == "first_program_classic")
     return calling{"LINAC/BPM/001 " + current.all(), "[0-9]+" + value, refused_file};
   // This reader reports that it skips files that are seconds old; the older one takes them.

@@ -12,4 +12,4 @@ function(expect_page_shows page)
 endfunction()
 
 expect_page_shows(README.md first_program first_program_classic)
-expect_page_shows(docs/dataset.md events_and_columns what_is_there columns_in_parts envelope read_by_parts)
+expect_page_shows(docs/dataset.md events_and_columns what_is_there columns_in_parts envelope read_by_parts follow_a_run)

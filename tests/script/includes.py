@@ -26,7 +26,7 @@ MAY_INCLUDE = {
 }
 
 # The rooms of the dataset, from the lowest to the highest: each may include itself and those below it.
-DATASET_ROOMS = ["select", "work", "align", "dataset_state", "read", "describe", "dataset"]
+DATASET_ROOMS = ["select", "work", "align", "dataset_state", "read", "describe", "follow", "dataset"]
 
 
 def dataset_floor(path):

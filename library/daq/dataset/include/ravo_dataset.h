@@ -13,6 +13,7 @@
 #include "ravo_dataset/errors.h"
 #include "ravo_dataset/event.h"
 #include "ravo_dataset/find_files.h"
+#include "ravo_dataset/follow.h"
 #include "ravo_dataset/histogram.h"
 #include "ravo_dataset/index.h"
 #include "ravo_dataset/ledger.h"
