@@ -342,4 +342,28 @@ TEST_F(Following, ItsMemoryDoesNotGrowWithTheFiles) {
   EXPECT_EQ(all_of(following).size(), 400u);
 }
 
+TEST_F(Following, AMemberGoesByItsName) {
+  const auto with_members = [](std::uint32_t number) {
+    handmade_file made;
+    made.events = {event_at(number, number * 100)};
+    handmade_block block;
+    block.dtype = RAVO_BLOCK_BPM_2010;
+    block.payload = spectrum<layout_2010>({{1.0f}, {2.0f}, {3.0f}});
+    made.channels.emplace_back("BPM").blocks.push_back(block);
+    return made.build().vector();
+  };
+  world.write_between(1, 1, name_of("main", 1, 10), with_members(10));
+  world.write_between(2, 2, name_of("main", 2, 11), with_members(11));
+  selection what = wanted();
+  what.channels = {"BPM:CHARGE"};
+  follow_options alone = options();
+  alone.streams = {};
+  follower following(what, alone);
+  const auto first = following.next();
+  EXPECT_EQ((**first)["BPM:CHARGE"].scalar(), 3.0f);
+  EXPECT_FALSE(first->is_not_yet_recorded("BPM:CHARGE"));
+  EXPECT_THAT(first->labels(), ElementsAre("BPM:2"));
+  EXPECT_EQ(all_of(following).size(), 1u);
+}
+
 }  // namespace
