@@ -8,7 +8,7 @@ from typing import Any, Literal, TypedDict
 import numpy as np
 from numpy.typing import NDArray
 
-from ravo import _core, _summary
+from ravo import _core
 from ravo._batch import Batch
 from ravo._channel import Channel, find_label
 from ravo._core import (
@@ -267,7 +267,7 @@ class Run(Mapping[str, Channel]):
         ...     if event["LINAC/ENERGY/001"]:
         ...         print(event.number, event["LINAC/ENERGY/001"].status.name)
         ...         break
-        1000000 OK
+        1000001 OK
         """
         if not progress:
             return self._dataset.events(backward=backward)
@@ -348,9 +348,13 @@ class Run(Mapping[str, Channel]):
 
     def __repr__(self) -> str:
         """Return selection, files, events, time span, channels and problems."""
+        from ravo import _summary
+
         return _summary.as_text(self)
 
     def _repr_html_(self) -> str:
+        from ravo import _summary
+
         return _summary.as_html(self)
 
     def _ipython_key_completions_(self) -> list[str]:

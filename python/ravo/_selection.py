@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import os
 from collections.abc import Iterable
-from pathlib import Path
 from typing import TypeAlias
 
 from ravo._core import Selection
@@ -112,12 +111,16 @@ def make_selection(
         selection.experiment = experiment
     if stream is not None:
         selection.stream = stream
+    from pathlib import Path
+
     selection.files = [str(Path(path).absolute()) for path in selection.files]
     return selection
 
 
 def _checked_text(text: str) -> str:
     """Return the text; a text that is a path rather than a selection is refused with the remedy."""
+    from pathlib import Path
+
     if "=" not in text and Path(text).exists():
         raise SelectionError(
             f'The text "{text}" is read as a selection, which begins with EXPERIMENT/STREAM; '
