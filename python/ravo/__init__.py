@@ -71,6 +71,7 @@ from ravo._simulate import Simulated, fault_kinds, simulate
 from ravo._values import Values
 from ravo._verify import Finding, Report, VerifiedFile, verify
 from ravo._writer import Writer
+from ravo._zarr import zarr_store
 
 __all__ = [
     "AccessError",
@@ -135,4 +136,5 @@ __all__ = [
     "open",
     "simulate",
     "verify",
+    "zarr_store",
 ]
