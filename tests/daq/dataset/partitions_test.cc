@@ -397,6 +397,100 @@ TYPED_TEST(Parts, ByBytesAreNoLargerUnlessTheyAreOnePiece) {
   EXPECT_EQ(whole.partitions(by_bytes(1000 * one)).size(), 1u);
 }
 
+TYPED_TEST(Parts, ByBytesTakeWhatFitsToTheByte) {
+  const temporary_folder folder;
+  const dataset whole = dataset::open(of_files(files_of_one_event<TypeParam>(folder, 9), {"A"}));
+  const std::uint64_t three = whole.partitions(by_count(3))[0].plan.decoded_bytes;
+  const auto sizes = [&whole](const partition_options& options) {
+    std::vector<std::uint64_t> events;
+    for (const partition& part : whole.partitions(options)) events.push_back(part.plan.events);
+    return events;
+  };
+  ASSERT_THAT(sizes(by_count(3)), ElementsAre(3u, 3u, 3u));
+  EXPECT_THAT(sizes(by_bytes(three)), ElementsAre(3u, 3u, 3u));
+  EXPECT_THAT(sizes(by_bytes(three - 1)), ElementsAre(2u, 2u, 2u, 2u, 1u));
+}
+
+/// Files of one event each with a wave of so many hundred numbers.
+template <class layout>
+std::vector<std::string> files_of_sizes(const temporary_folder& folder, const std::vector<unsigned>& sizes,
+                                        std::uint32_t zip_flags = 0) {
+  std::vector<std::string> files;
+  for (unsigned i = 0; i < sizes.size(); ++i) {
+    handmade_file_of<layout> made;
+    made.events = {event_at(i + 1, i * 1000)};
+    handmade_block block;
+    block.dtype = layout::single_type;
+    block.payload = spectrum<layout>({std::vector<float>(100 * std::size_t{sizes[i]}, 1.5f)});
+    handmade_channel channel("A");
+    channel.blocks = {zip_flags == 0 ? block : zipped(block, zip_flags)};
+    made.channels = {channel};
+    files.push_back(write(folder, "size" + std::to_string(i) + ".raw", made));
+  }
+  return files;
+}
+
+struct cut_case {
+  std::vector<unsigned> sizes;
+  std::size_t count;
+  std::vector<std::uint64_t> files_of_parts;
+};
+
+TYPED_TEST(Parts, ByCountAreCutAtTheFileNearestToAnEqualPart) {
+  for (const cut_case& one :
+       {cut_case{{60, 10, 10, 10, 10, 10, 10}, 3, {1, 3, 3}},
+        cut_case{{10, 10, 10, 10, 10, 10, 60}, 3, {4, 2, 1}}, cut_case{{30, 15, 35}, 2, {2, 1}},
+        cut_case{{30, 15, 5, 30}, 2, {2, 2}}, cut_case{{10, 90, 10, 10}, 2, {2, 2}}}) {
+    const temporary_folder folder;
+    std::vector<std::uint64_t> files;
+    const dataset whole = dataset::open(of_files(files_of_sizes<TypeParam>(folder, one.sizes)));
+    for (const partition& part : whole.partitions(by_count(one.count))) files.push_back(part.plan.files);
+    EXPECT_EQ(files, one.files_of_parts);
+  }
+}
+
+TYPED_TEST(Parts, TakeAsLongAsTheWhole) {
+  const temporary_folder folder;
+  const dataset whole = dataset::open(of_files(files_of_sizes<TypeParam>(folder, {50, 50, 80, 10}, 1)));
+  double seconds = 0;
+  for (const partition& part : whole.partitions(by_count(4))) seconds += part.plan.seconds;
+  EXPECT_GT(seconds, 0);
+  EXPECT_NEAR(whole.plan().seconds, seconds, seconds / 100);
+}
+
+// A small file before a large one makes the reading no smaller.
+TYPED_TEST(Parts, NeedNoMoreMemoryThanTheWhole) {
+  const temporary_folder folder;
+  handmade_file_of<TypeParam> large;
+  std::vector<std::pair<std::size_t, float>> numbers;
+  for (std::uint32_t i = 0; i < 5000; ++i) {
+    large.events.push_back(event_at(100 + i, 1000 + 10 * i));
+    numbers.emplace_back(i, 1.0f);
+  }
+  large.channels = {numbers_at<TypeParam>("A", numbers)};
+  const std::string small = files_of_one_event<TypeParam>(folder, 1).front();
+  const dataset whole = dataset::open(of_files({small, write(folder, "large.raw", large)}, {"A"}));
+  for (const partition& part : whole.partitions(by_count(2))) {
+    EXPECT_LE(part.plan.peak_bytes_of_columns, whole.plan().peak_bytes_of_columns);
+    EXPECT_LE(part.plan.peak_bytes_of_events, whole.plan().peak_bytes_of_events);
+  }
+}
+
+TYPED_TEST(Parts, CountNoBytesOfABlockThatIsTooLargeToBeDecoded) {
+  const temporary_folder folder;
+  const selection wanted = of_files(files_of_sizes<TypeParam>(folder, {100}, 1));
+  const std::uint64_t size = dataset::open(wanted).locate("A", 0)->decoded_bytes;
+  dataset_options options;
+  options.largest_block = size;
+  const dataset fits = dataset::open(wanted, options);
+  EXPECT_EQ(fits.column("A").status.at(0), value_status::ok);
+  EXPECT_GE(fits.plan().decoded_bytes, size - 1);  // an estimate
+  --options.largest_block;
+  const dataset too_large = dataset::open(wanted, options);
+  EXPECT_EQ(too_large.column("A").status.at(0), value_status::block_too_large);
+  EXPECT_EQ(too_large.plan().decoded_bytes, 0u);
+}
+
 TYPED_TEST(Parts, OfFilesThatOverlapAreOne) {
   const temporary_folder folder;
   std::vector<std::string> files;
