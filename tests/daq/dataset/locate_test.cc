@@ -5,6 +5,7 @@
 #include <zlib.h>
 
 #include <bit>
+#include <filesystem>
 #include <fstream>
 
 #include "damaged_file.h"
@@ -240,6 +241,37 @@ TYPED_TEST(PlaceOfDamage, IsNotGivenForABlockOfAnotherChannel) {
       dataset::open(of_files({this->folder.write("a.raw", built.vector())}, {"GOOD", "BAD"}));
   EXPECT_EQ(data.locate("BAD", this->damaged)->status, index_status::misdirected);
   EXPECT_EQ(data.column("BAD").status[this->damaged], value_status::misdirected);
+}
+
+// A column finds no block of a file that is gone, whatever the tables said of it.
+TYPED_TEST(PlaceOfDamage, IsNotGivenForAFileThatIsGone) {
+  bytes built = this->file.build();
+  built.set_u32(this->at_pointer(TestFixture::pointer::server_block),
+                static_cast<std::uint32_t>(this->file.at.at("GOOD")));
+  const std::string path = this->folder.write("a.raw", built.vector());
+  handmade_file_of<TypeParam> later;
+  later.events = {event_at(2000, 60'000)};
+  later.channels = {numbers_at<TypeParam>("BAD", {{0, 1.0f}})};
+  dataset_options options;
+  options.open_files = 1;
+  options.threads = 1;  // so that the second file is the one that stays open
+  const dataset data =
+      dataset::open(of_files({path, write(this->folder, "b.raw", later)}, {"BAD"}), options);
+  EXPECT_EQ(data.index().of("BAD").status[this->damaged], index_status::truncated);
+  EXPECT_EQ(data.locate("BAD", this->damaged)->status, index_status::truncated);
+  EXPECT_EQ(data.locate("BAD", 6)->status, index_status::recorded);
+  std::filesystem::remove(path);
+  std::vector<value_status> expected(6, value_status::file_missing);
+  expected.push_back(value_status::ok);
+  EXPECT_EQ(data.column("BAD").status, expected);
+  std::vector<index_status> of_index(6, index_status::file_missing);
+  of_index.push_back(index_status::recorded);
+  EXPECT_EQ(data.index().of("BAD").status, of_index);
+  for (std::size_t row = 0; row < of_index.size(); ++row) {
+    const auto place = data.locate("BAD", row);
+    ASSERT_TRUE(place);
+    EXPECT_EQ(place->status, of_index[row]) << row;
+  }
 }
 
 TEST(PlaceOfMember, IsThatOfTheBlock) {

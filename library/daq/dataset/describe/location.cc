@@ -110,10 +110,12 @@ block_place place_of(dataset_state& state, const placed_entry& placed, std::size
   place.recorded_with = {where.number, where.time};
   place.offset = where.chhd;
   if (placed.status != value_status::ok) place.status = static_cast<index_status>(placed.status);
-  if (where.status != value_status::ok)
-    place.status = static_cast<index_status>(where.status);
-  else
+  if (where.status == value_status::ok)
     add_head(read_head_of(state, *placed.part, channel, where), place);
+  else if (state.opened.get(where.file) == nullptr)
+    place.status = index_status::file_missing;
+  else
+    place.status = static_cast<index_status>(where.status);
   return place;
 }
 
