@@ -98,6 +98,58 @@ TYPED_TEST(ChangesOfDescription, NameTypeShapeAndMembersTogether) {
                 "CHARGE, X, Y");
 }
 
+TYPED_TEST(ChangesOfDescription, OfTypesWhoseValuesHaveOneSizeAreFoundBySize) {
+  // In the older generation, each member has a mean.
+  const std::size_t samples = std::is_same_v<TypeParam, layout_2010> ? 12 : 14;
+  const std::string before = "float32, sample " + std::to_string(samples);
+  this->add({this->wave(1, samples)});
+  const std::string other = this->add({this->wave(3, 4)});
+  const dataset data = dataset::open(of_files(this->paths));
+  ASSERT_EQ(data.locate("C", 0)->decoded_bytes, data.locate("C", 1)->decoded_bytes);
+  const auto changes = this->changes(shape_search::by_size);
+  ASSERT_EQ(changes.size(), 3u);
+  EXPECT_EQ(changes[0].part, described_part::data_type);
+  expect_change(changes[1], other, described_part::shape, before, "float32, member 3, sample 4");
+  EXPECT_EQ(changes[2].part, described_part::members);
+}
+
+TYPED_TEST(ChangesOfDescription, AfterATextAreFoundBySize) {
+  handmade_block text;
+  text.dtype = RAVO_BLOCK_NAME_VALUE_STRING;
+  text.payload.text("text", 12);
+  this->add({text});
+  const std::string other = this->add({this->wave(1, 4)});
+  const auto changes = this->changes(shape_search::by_size);
+  ASSERT_GE(changes.size(), 2u);
+  expect_change(changes[1], other, described_part::shape, "uint8", "float32, sample 4");
+}
+
+// The second event of the first file comes after the event of the other one.
+TYPED_TEST(ChangesOfDescription, GoByTheBlocksOfEachFileWhereFilesOverlap) {
+  handmade_block damaged = zipped(this->wave(1, 4), RAVO_ZIP_ZLIB);
+  damaged.zip_flags = 4;
+  const auto write_file = [this](const std::string& name, const std::vector<std::uint32_t>& events,
+                                 std::vector<handmade_block> blocks) {
+    handmade_file_of<TypeParam> file;
+    handmade_channel channel("C");
+    for (std::size_t i = 0; i < events.size(); ++i) {
+      file.events.push_back(event_at(events[i], 100 * events[i]));
+      blocks[i].event = i;
+      channel.blocks.push_back(blocks[i]);
+    }
+    file.channels = {channel};
+    this->paths.push_back(write(this->folder, name, file));
+    return this->paths.back();
+  };
+  write_file("a.raw", {1, 3}, {damaged, this->wave(1, 4)});
+  const std::string other = write_file("b.raw", {2}, {this->wave(1, 8)});
+  for (const shape_search how : {shape_search::by_size, shape_search::by_value}) {
+    const auto changes = this->changes(how);
+    ASSERT_EQ(changes.size(), 1u);
+    expect_change(changes[0], other, described_part::shape, "float32, sample 4", "float32, sample 8");
+  }
+}
+
 TYPED_TEST(ChangesOfDescription, NameTheRecordsThatComeAndGo) {
   this->add({this->list({"A", "B", "B"})});
   this->add({this->list({"B", "A", "B"})});  // another order is no change
