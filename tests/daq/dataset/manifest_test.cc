@@ -150,6 +150,25 @@ TEST_F(Manifest, ThatIsAFolderIsRefused) {
   expect_refused("manifest=" + folder.path().string() + ",sha256:" + sha256_of(""), "not a regular file");
 }
 
+TEST_F(Manifest, OfMoreBytesThanAreReadIsRefused) {
+  constexpr std::uintmax_t most = std::uintmax_t{64} << 20;
+  const std::string path = write_manifest("file=a.raw\n");
+  const std::string text = "manifest=" + path + ",sha256:" + sha256_of("");
+  std::filesystem::resize_file(path, most);
+  expect_refused(text, "is not the one that the selection names");
+  std::filesystem::resize_file(path, most + 1);
+  expect_refused(text, "has 67108865 bytes, and no more than 67108864 are read");
+}
+
+TEST_F(Manifest, ListsBeforeTheSelectionItself) {
+  const std::string bytes = "file=b.raw chan=B";
+  const std::string text =
+      "manifest=" + write_manifest(bytes) + ",sha256:" + sha256_of(bytes) + " file=a.raw chan=A";
+  const selection whole = with_manifests(selection::parse(text));
+  EXPECT_THAT(whole.files, ElementsAre("b.raw", "a.raw"));
+  EXPECT_THAT(whole.channels, ElementsAre("B", "A"));
+}
+
 TEST_F(Manifest, HasItsPartsReadAsTheyAre) {
   selection wanted;
   wanted.files = files;
