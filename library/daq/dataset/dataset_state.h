@@ -34,19 +34,27 @@ class first_value_cache {
  public:
   using first_value = std::shared_ptr<const item>;  ///< null: no value of the column can be read
 
-  std::optional<first_value> find(std::size_t channel, column_rows rows) const {
+  /// What the value is of; the member is the one that was asked for, beside that of the channel.
+  struct place {
+    std::size_t channel = 0;
+    column_rows rows = column_rows::recorded;
+    std::optional<int> member;
+    auto operator<=>(const place&) const = default;
+  };
+
+  std::optional<first_value> find(const place& where) const {
     const std::lock_guard lock(mutex_);
-    const auto found = known_.find({channel, rows});
+    const auto found = known_.find(where);
     return found == known_.end() ? std::nullopt : std::optional(found->second);
   }
-  void keep(std::size_t channel, column_rows rows, first_value first) {
+  void keep(const place& where, first_value first) {
     const std::lock_guard lock(mutex_);
-    known_.insert_or_assign({channel, rows}, std::move(first));
+    known_.insert_or_assign(where, std::move(first));
   }
 
  private:
   mutable std::mutex mutex_;  ///< guards what follows
-  std::map<std::pair<std::size_t, column_rows>, first_value> known_;
+  std::map<place, first_value> known_;
 };
 
 class dataset_state {

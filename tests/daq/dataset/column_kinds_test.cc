@@ -2,8 +2,6 @@
 // damage, beside the whole columns; and all channels at once.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <random>
 
 #include "equal_columns.h"
@@ -23,26 +21,11 @@ class EveryKind : public testing::TestWithParam<kinds_case> {
  protected:
   EveryKind() {
     const simulated_files& made = small_runs(GetParam().generation);
-    wanted.files = GetParam().is_damaged ? damaged(made.files()) : made.files();
+    wanted.files = GetParam().is_damaged ? damaged_copies(made.files(), folder) : made.files();
     wanted.slow = slow_policy::hold;
     wanted.max_age = 1'000'000;
     for (const std::string& channel : made.channels())
       if (!made.blocks(channel).empty()) wanted.channels.push_back(channel);
-  }
-
-  /// Copies with some bytes of the first half changed, where the blocks lie.
-  std::vector<std::string> damaged(const std::vector<std::string>& paths) {
-    std::vector<std::string> copies;
-    std::mt19937 flips(3);
-    for (const std::string& path : paths) {
-      std::ifstream from(path, std::ios::binary);
-      std::string bytes{std::istreambuf_iterator<char>(from), {}};
-      for (int i = 0; i < 150; ++i) bytes[4096 + flips() % (bytes.size() / 2)] ^= 0x24;
-      const std::string name = path.substr(path.rfind('/') + 1);
-      std::ofstream(folder.file(name), std::ios::binary) << bytes;
-      copies.push_back(folder.file(name));
-    }
-    return copies;
   }
 
   std::size_t below(std::size_t n) {

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
-#include <filesystem>
 
 #include "common/channel_facts.h"
 #include "common/failure.h"
@@ -20,8 +19,6 @@
 
 namespace ravo::tool {
 namespace {
-
-namespace fs = std::filesystem;
 
 // The files that a selection names and that exist.
 std::vector<std::string> files_there(const selection& wanted) {
@@ -44,29 +41,6 @@ void check_that_files_are_there(const selection& wanted) {
   for (const auto* const paths : {&wanted.files, &wanted.context})
     for (const std::string& path : *paths)
       if (!is_there(path)) throw data_failure(path + ": " + why_not_readable(path).value_or("it is gone"));
-}
-
-std::string absolute(const std::string& path) {
-  std::error_code error;
-  const fs::path whole = fs::absolute(path, error);
-  return error ? path : whole.lexically_normal().string();
-}
-
-// The selection in a form that is valid elsewhere too: a relative path would mean something else there.
-selection independent_of_the_directory(selection printed) {
-  for (std::string& path : printed.files) path = absolute(path);
-  for (std::string& path : printed.context) path = absolute(path);
-  for (left_out_file& file : printed.left_out) file.path = absolute(file.path);
-  for (manifest_name& manifest : printed.manifests) manifest.path = absolute(manifest.path);
-  if (!printed.catalogue.empty()) printed.catalogue = absolute(printed.catalogue);
-  std::string folders;
-  for (std::size_t at = 0; at < printed.data.size();) {
-    const std::size_t end = std::min(printed.data.find(':', at), printed.data.size());
-    if (end > at) folders += (folders.empty() ? "" : ":") + absolute(printed.data.substr(at, end - at));
-    at = end + 1;
-  }
-  printed.data = folders;
-  return printed;
 }
 
 // "; the files have events ... of ...", or "" if there are too many files to open for that.
@@ -280,7 +254,7 @@ void dataset_session::read_events(dataset& data, event_options options,
 }
 
 void dataset_session::close(const char* end) {
-  const std::string text = independent_of_the_directory(wanted_).to_text();
+  const std::string text = with_absolute_paths(wanted_).to_text();
   out_.flush();
   report_problems(ledger_);
   if (form_ == print_form::table) {

@@ -34,7 +34,7 @@ chunk_reader::chunk_reader(std::shared_ptr<dataset_state> state, std::size_t cha
 /// Judging by the first value of the column, or by the last chunk.
 std::size_t chunk_reader::rows_that_fit() {
   if (row_bytes_ == 0) {
-    std::optional<item> first = first_value_of(state_, channel_, options_.rows);
+    std::optional<item> first = first_value_of(state_, channel_, options_);
     if (first) cut_item(*first, {-1, options_.samples, options_.region});
     const std::size_t of_values = first ? first->elements * element_size(first->element) : 0;
     row_bytes_ = of_values + of_values / sizeof(float) + beside_values;

@@ -7,6 +7,7 @@
 #include <span>
 #include <utility>
 
+#include "ravo_dataset/errors.h"
 #include "read/column_access.h"
 #include "read/segment_walk.h"
 
@@ -28,7 +29,7 @@ class planner {
         position_(request.from.rows) {
     plan_.channel = channel;
     plan_.part = request.part;
-    plan_.part.member = state->channels[channel].member;
+    plan_.part.member = member_of(state->channels[channel]);
     plan_.last = request.from;
     plan_.memory = std::make_shared<kept_memory>(state);
     plan_.column.channel = state->channels[channel].label;
@@ -58,6 +59,12 @@ class planner {
   }
 
  private:
+  int member_of(const dataset_channel& channel) const {
+    if (channel.member < 0) return request_.part.member;
+    if (request_.part.member < 0) return channel.member;
+    throw selection_error("The channel " + channel.label + " is a member: no member of it can be chosen");
+  }
+
   const aligned_channel& aligned_in(const segment& part) const { return part.channels[plan_.channel]; }
 
   void reserve(std::size_t bytes, const char* what) {
@@ -207,7 +214,10 @@ plan_request plan_request::of(const column_options& options) {
   request.rows = options.rows;
   request.wanted = row_selector(options);
   if (!request.wanted.is_all()) request.extent = reading_extent::part;
-  request.part = {-1, options.samples, options.region};
+  if (options.member && *options.member < 0)
+    throw selection_error("Members are numbered from 0: there is no member " +
+                          std::to_string(*options.member));
+  request.part = {options.member.value_or(-1), options.samples, options.region};
   return request;
 }
 

@@ -42,7 +42,7 @@ struct plan_request {
   row_selector wanted;
   /// Whether the reading, of which this may be one of several plans, takes all rows.
   reading_extent extent = reading_extent::whole;
-  value_part part;  ///< the member is that of the channel
+  value_part part;  ///< a channel that is a member has that one
   walk_place from;  ///< no wanted row lies before it
 
   static plan_request of(const column_options& options);

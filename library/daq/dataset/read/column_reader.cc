@@ -80,8 +80,8 @@ column_layout layout_from(const std::optional<item>& first, const std::vector<st
 
 /// What the values of a part of a column are is what those of the whole column are.
 void find_first_of_part(const std::shared_ptr<dataset_state>& state, const column_plan& plan,
-                        column_rows rows, first_blocks& first) {
-  std::optional<item> value = first_value_of(state, plan.channel, rows);
+                        const column_options& options, first_blocks& first) {
+  std::optional<item> value = first_value_of(state, plan.channel, options);
   if (value) cut_item(*value, plan.part);
   first.set(std::move(value));
 }
@@ -105,7 +105,7 @@ class column_reading {
   /// Finds what the values are. Of one of several columns nothing is kept that is decoded on the way.
   void find_first(bool is_whole, bool is_alone) {
     if (!is_whole)
-      find_first_of_part(shared_, plan_, options_.rows, first_);
+      find_first_of_part(shared_, plan_, options_, first_);
     else if (is_alone)
       first_.find_with_all_threads();
     else
@@ -235,7 +235,7 @@ column_layout layout_of_column(const std::shared_ptr<dataset_state>& state, std:
   if (request.wanted.is_all())
     first.find();
   else
-    find_first_of_part(state, plan, options.rows, first);
+    find_first_of_part(state, plan, options, first);
   if (first.value()) check_part(*first.value(), plan.part, plan.column.channel);
   std::vector<std::string> names;
   if (first.value() && first.value()->kind == value_kind::name_value) {

@@ -83,13 +83,15 @@ const first_blocks::block* first_blocks::first_readable() const {
 
 // The column is planned in parts that grow, since most have their first value in the first block.
 std::optional<item> first_value_of(const std::shared_ptr<dataset_state>& state, std::size_t channel,
-                                   column_rows rows) {
-  if (const auto known = state->first_values.find(channel, rows))
+                                   const column_options& options) {
+  const first_value_cache::place where{channel, options.rows, options.member};
+  if (const auto known = state->first_values.find(where))
     return *known ? std::optional(**known) : std::nullopt;
   std::optional<item> first;
   bool may_differ_later = false, is_over = false;
   column_options part;
-  part.rows = rows;
+  part.rows = options.rows;
+  part.member = options.member;
   plan_request request;
   for (std::size_t count = 16; !first && !is_over; count *= 4) {
     part.count = count;
@@ -106,7 +108,7 @@ std::optional<item> first_value_of(const std::shared_ptr<dataset_state>& state, 
     part.first += count;
   }
   if (!may_differ_later)
-    state->first_values.keep(channel, rows, first ? std::make_shared<const item>(*first) : nullptr);
+    state->first_values.keep(where, first ? std::make_shared<const item>(*first) : nullptr);
   return first;
 }
 

@@ -64,9 +64,10 @@ class first_blocks {
 };
 
 /// The first readable value of a whole column, with all of its samples and pixels, whatever part of the
-/// column is read. Decodes the blocks up to it, unless it is known already.
+/// column is read: of `options` only the kind of rows and the member count. Decodes the blocks up to it,
+/// unless it is known already.
 std::optional<item> first_value_of(const std::shared_ptr<dataset_state>& state, std::size_t channel,
-                                   column_rows rows);
+                                   const column_options& options);
 
 }  // namespace ravo::detail
 

@@ -114,6 +114,9 @@ struct column_options {
   /// Or the rows at these positions, which ascend; empty: not given. A row beyond the last one throws
   /// access_error.
   std::vector<std::size_t> row_list{};
+  /// This member of each value alone, as of the channel "NAME:n": values that lack it are cannot_convert. A
+  /// negative one throws selection_error, and so does any of a channel that is a member itself.
+  std::optional<int> member{};
   /// Of spectra: these samples of each group; the axis starts at the first of them. Nothing else is
   /// converted or stored. Other kinds of values throw selection_error.
   std::optional<item_range> samples{};

@@ -133,6 +133,9 @@ struct selection {
   RAVO_EXPORT bool operator==(const selection& other) const;
 };
 
+/// The selection with absolute paths, so that its text means the same in every directory. Links stay.
+RAVO_EXPORT selection with_absolute_paths(selection wanted);
+
 }  // namespace ravo
 
 #endif
