@@ -3,9 +3,9 @@
 from __future__ import annotations
 
 from collections.abc import Iterator, Mapping, Sequence
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from functools import cached_property
-from typing import TYPE_CHECKING, Any, TypeAlias
+from typing import TYPE_CHECKING, Any, Literal, TypeAlias
 
 import numpy as np
 from numpy.typing import NDArray
@@ -67,6 +67,7 @@ class View:
     rows: int | range | NDArray[np.intp] | None = None  # None: all
     others: tuple[int | range, ...] | None = None  # None: all
     record: str | None = None
+    profile: int | None = None  # of regions of interest: one of the two
 
 
 class Channel:
@@ -104,17 +105,21 @@ class Channel:
 
     @cached_property
     def details(self) -> Description:
-        """All that the files say of the channel, whatever part of it this is."""
-        return self._run._description(self._label)
+        """What the earliest files say of the channel, whatever part of it this is."""
+        return self._run._facts.of(self._label)
+
+    def describe(self) -> Description:
+        """Return what all files say of the channel, and what changes from file to file."""
+        return self._run._facts.in_full(self._label)
 
     @property
     def kind(self) -> Kind:
-        """What kind of data the values are."""
-        return self.details.kind
+        """What kind of data the values are. A profile of a region of interest is a spectrum."""
+        return self.details.kind if self._view.profile is None else Kind.SPECTRUM
 
     @property
     def description(self) -> str:
-        """The channel in words, as the files describe it; empty where they say nothing."""
+        """The channel in words, as the earliest files describe it; empty where they say nothing."""
         return self.details.description
 
     @property
@@ -135,7 +140,9 @@ class Channel:
         """The axis of the samples; None of values without samples."""
         if "sample" not in self._row_dims:
             return None
-        start, increment, _, _ = self.details.axis
+        start, increment, _, start_of_second = self.details.axis
+        if self._view.profile == 1:
+            start = start_of_second
         key = self._other_keys[self._row_dims.index("sample")]
         if isinstance(key, int):
             return None
@@ -311,12 +318,14 @@ class Channel:
         self,
         bins: int = 1000,
         *,
-        by: str = "event",
+        by: Literal["event", "time"] = "event",
         start: Any = None,
         end: Any = None,
         progress: Progress = None,
     ) -> Envelope:
         """Return least, mean, greatest and worst status in bins, without keeping the values.
+
+        It may be of a range of rows and of one member or record; of other parts read the values.
 
         Parameters
         ----------
@@ -325,21 +334,54 @@ class Channel:
         by
             "event": bins of as many events of the run; "time": bins as long.
         start, end
-            A part of the run: positions of events, or times.
+            A part of the run, without its end: positions of events, or times. Left out: the events, or
+            the time, of these rows.
+
+        Raises
+        ------
+        SelectionError
+            For a part that is no range of rows, and one of samples or pixels.
+
+        Examples
+        --------
+        >>> envelope = run["LINAC/BPM/001"]["CHARGE"][50:150].envelope(20)
+        >>> envelope.series[0].name, envelope.series[0].least.shape, int(envelope.values.sum())
+        ('CHARGE', (20,), 100)
         """
-        axis = BinAxis.TIME if by == "time" else BinAxis.EVENTS
-        first, last = start, end
-        if axis == BinAxis.TIME:
-            first, last = (None if one is None else self._run._microseconds(one) for one in (start, end))
-        self._check_whole("envelope()")
+        if by not in ("event", "time"):
+            raise ValueError(f'by= is "event" or "time", not {by!r}')
+        names = self._series_in_view("envelope()")
+        if by == "time":
+            axis, span = BinAxis.TIME, self._span_of_times()
+            limits = tuple(None if one is None else self._microseconds(one) for one in (start, end))
+        else:
+            axis, span = BinAxis.EVENTS, self._span_of_events()
+            limits = (start, end)
+        first = limits[0] if span is None else max(span[0], limits[0] or span[0])
+        last = limits[1] if span is None else min(span[1], span[1] if limits[1] is None else limits[1])
         with reporting(progress, self._label) as report:
-            return self._run._dataset.envelope(self._label, bins, axis, first, last, report)
+            made = self._run._dataset.envelope(self._label, bins, axis, first, last, report)
+        return made if names is None else made.of_series(names)
 
     def statistics(self, *, progress: Progress = None) -> Statistics:
-        """Return count, mean, deviation and extremes of the numbers, and gaps, of the whole channel."""
-        self._check_whole("statistics()")
+        """Return count, mean, deviation and extremes of the numbers, and gaps.
+
+        It may be of one member or record, and is of all rows.
+
+        Raises
+        ------
+        SelectionError
+            For a part of the rows, samples or pixels.
+
+        Examples
+        --------
+        >>> run["LINAC/BPM/001"]["X"].statistics().series[0].count
+        12800
+        """
+        names = self._series_in_view("statistics()", all_rows=True)
         with reporting(progress, self._label) as report:
-            return self._run._dataset.statistics(self._label, report)[0]
+            made = self._run._dataset.statistics(self._label, report)[0]
+        return made if names is None else made.of_series(names)
 
     def histogram(
         self,
@@ -349,10 +391,93 @@ class Channel:
         greatest: float | None = None,
         progress: Progress = None,
     ) -> Histogram:
-        """Return how often which numbers occur, of the whole channel."""
-        self._check_whole("histogram()")
+        """Return how often which numbers occur.
+
+        It may be of one member or record, and is of all rows.
+
+        Parameters
+        ----------
+        bins
+            How many.
+        least, greatest
+            The limits; left out, the least and the greatest number of each member.
+
+        Raises
+        ------
+        SelectionError
+            For a part of the rows, samples or pixels.
+
+        Examples
+        --------
+        >>> histogram = run["LINAC/BPM/001"]["X"].histogram(10)
+        >>> int(histogram.series[0].counts.sum())
+        12800
+        """
+        names = self._series_in_view("histogram()", all_rows=True)
         with reporting(progress, self._label) as report:
-            return self._run._dataset.histogram(self._label, bins, least, greatest, report)
+            made = self._run._dataset.histogram(self._label, bins, least, greatest, report)
+        return made if names is None else made.of_series(names)
+
+    def _series_in_view(self, what: str, *, all_rows: bool = False) -> list[str] | None:
+        """Return the names of the series of this part; None: all of them."""
+        view = self._view
+        if all_rows and view.rows is not None:
+            numbers = self.event
+            events = f" event={np.min(numbers)}-{np.max(numbers)}" if np.size(numbers) else ""
+            raise SelectionError(
+                f"{what} is of all rows of {self._label}: open a run of fewer events, "
+                f"ravo.open(run.selection + {events!r}), or compute it of the values"
+            )
+        cut = [
+            dim
+            for dim, key in zip(self._row_dims, self._other_keys, strict=True)
+            if dim != "member" and key != range(self._row_sizes[dim])
+        ]
+        if cut:
+            raise SelectionError(
+                f"{what} is of all of each value of {self._label}, and this is a part of its dimension {cut[0]}: "
+                f"compute it of the values, .numpy()"
+            )
+        if view.record is None and view.profile is None and view.others is None:
+            return None
+        return list(self.members) if view.record is None else [view.record]
+
+    def _span_of_events(self) -> tuple[int, int] | None:
+        """Return the positions of the first event of these rows, and of the one after the last; None: all."""
+        rows = self._range_of_rows()
+        if rows is None:
+            return None
+        numbers, times = self._run._ids()
+        ends = []
+        for row in (rows[0], rows[-1]):
+            same = (numbers == self._index.numbers[row]) & (times == self._index.times_us[row])
+            if np.count_nonzero(same) != 1:
+                raise SelectionError(f"Several events of the run are the same as that of row {row} of {self._label}")
+            ends.append(int(np.argmax(same)))
+        return ends[0], ends[1] + 1
+
+    def _span_of_times(self) -> tuple[int, int] | None:
+        """Return the time of the first of these rows, and the microsecond after the last; None: all."""
+        rows = self._range_of_rows()
+        if rows is None:
+            return None
+        times = self._index.times_us
+        of_rows = times[rows[0] : rows[-1] + 1]
+        first, last = int(np.min(of_rows)), int(np.max(of_rows)) + 1
+        if np.count_nonzero((times >= first) & (times < last)) != len(rows):
+            raise SelectionError(f'Other rows of {self._label} are of the same time: use by="event"')
+        return first, last
+
+    def _range_of_rows(self) -> range | None:
+        """Return the rows, which have to be back to back; None: all."""
+        if self._view.rows is None:
+            return None
+        rows = self._rows
+        if not isinstance(rows, range) or abs(rows.step) != 1 or len(rows) == 0:
+            raise SelectionError(
+                f"envelope() is of a range of rows of {self._label}, without a step: read the values of others"
+            )
+        return rows if rows.step > 0 else rows[::-1]
 
     # ---- protocols
 
@@ -394,15 +519,24 @@ class Channel:
         """The dimensions of a whole row; a list of records is one object."""
         if self.kind == Kind.NAME_VALUE:
             return ()
-        return tuple(dimension.name for dimension in self.details.dimensions)
+        return tuple(self._row_sizes)
+
+    @cached_property
+    def _row_sizes(self) -> dict[str, int]:
+        """The sizes of the dimensions of a whole row."""
+        if self.kind == Kind.NAME_VALUE:
+            return {}
+        if self._view.profile is None:
+            return {dimension.name: dimension.size for dimension in self.details.dimensions}
+        part = Part()
+        part.member = self._view.profile
+        return dict(self._run._dataset.layout(self._label, part)[3])
 
     @cached_property
     def _other_keys(self) -> tuple[int | range, ...]:
         if self._view.others is not None:
             return self._view.others
-        if self.kind == Kind.NAME_VALUE:
-            return ()
-        return tuple(range(dimension.size) for dimension in self.details.dimensions)
+        return tuple(range(size) for size in self._row_sizes.values())
 
     @property
     def _rows(self) -> Positions:
@@ -418,18 +552,14 @@ class Channel:
 
     @property
     def _is_whole(self) -> bool:
-        return self._view.rows is None and self._view.others is None and self._view.record is None
-
-    def _check_whole(self, what: str) -> None:
-        if not self._is_whole:
-            raise SelectionError(
-                f"{what} is of a whole channel; open a selection of fewer events, or of the member NAME:member"
-            )
+        return self._view == View()
 
     def _members_in_view(self) -> list[Any]:
         members = self.details.members
         if self._view.record is not None:
             return [member for member in members if member.name == self._view.record]
+        if self._view.profile is not None:
+            return [members[self._view.profile]]
         if self._view.others is None or "member" not in self._row_dims:
             return list(members)
         key = self._other_keys[self._row_dims.index("member")]
@@ -438,16 +568,18 @@ class Channel:
     def _of_member(self, name: str) -> Channel:
         names = self.members
         if self.kind == Kind.NAME_VALUE:  # lists may have records that the first one lacks
-            return Channel(self._run, self._label, View(self._view.rows, None, name))
-        if name not in names or "member" not in self.dims:
-            raise ChannelNotFound(_unknown(f"{self._label} has no member {name}", name, list(names)))
-        return self._with_other("member", names.index(name))
+            return Channel(self._run, self._label, replace(self._view, others=None, record=name))
+        if name in names and "member" in self.dims:
+            return self._with_other("member", names.index(name))
+        if name in names and self._view == View(rows=self._view.rows) and self.kind == Kind.ROI:
+            return Channel(self._run, self._label, replace(self._view, profile=names.index(name)))
+        raise ChannelNotFound(_unknown(f"{self._label} has no member {name}", name, list(names)))
 
     def _with_rows(self, key: Indexer) -> Channel:
         if "event" not in self.dims:
             raise AccessError(f"This part of {self._label} is of a single event")
         rows = _taken(self._rows, key, f"{self._label} has {len(self._rows)} rows")
-        return Channel(self._run, self._label, View(rows, self._view.others, self._view.record))
+        return Channel(self._run, self._label, replace(self._view, rows=rows))
 
     def _with_other(self, dim: str, key: Any) -> Channel:
         place = self._row_dims.index(dim)
@@ -458,7 +590,7 @@ class Channel:
         new = _taken(old, key, f"The dimension {dim} of {self._label} has {len(old)} positions")
         assert not isinstance(new, np.ndarray)
         others = (*self._other_keys[:place], new, *self._other_keys[place + 1 :])
-        return Channel(self._run, self._label, View(self._view.rows, others, self._view.record))
+        return Channel(self._run, self._label, replace(self._view, others=others))
 
     def _rows_of_events(self, wanted: Any) -> Indexer:
         numbers = self.event
@@ -507,18 +639,25 @@ class Channel:
 
     def _push_others(self, part: Part) -> tuple[tuple[Key, ...], tuple[int, ...] | None]:
         """Let the reading cut what it can; return the keys for what it returns, and the shape of its rows."""
+        part.member = self._view.profile
         if self._view.others is None:
             return (), None
-        sizes = {dimension.name: dimension.size for dimension in self.details.dimensions}
+        sizes = dict(self._row_sizes)
         keys: dict[str, int | range] = dict(zip(self._row_dims, self._other_keys, strict=True))
+
+        def push(dim: str) -> tuple[int, int]:
+            first, sizes_left, keys[dim] = _bounds(keys[dim])
+            asked = sizes_left + (1 if first + sizes_left == sizes[dim] else 0)  # a longer row must show
+            sizes[dim] = sizes_left
+            return first, asked
+
+        if "member" in keys and (isinstance(keys["member"], int) or len(keys["member"]) == 1):
+            part.member, sizes["member"], keys["member"] = _bounds(keys["member"])
         if self.kind == Kind.SPECTRUM and "sample" in keys:
-            first, count, keys["sample"] = _bounds(keys["sample"])
-            part.samples, sizes["sample"] = (first, count), count
+            part.samples = push("sample")
         if self.kind == Kind.IMAGE and keys.keys() == {"y", "x"}:
-            x, width, keys["x"] = _bounds(keys["x"])
-            y, height, keys["y"] = _bounds(keys["y"])
+            (x, width), (y, height) = push("x"), push("y")
             part.region = (x, y, width, height)
-            sizes |= {"y": height, "x": width}
         return tuple(key if isinstance(key, int) else _as_key(key) for key in keys.values()), tuple(sizes.values())
 
 

@@ -26,7 +26,7 @@ class PatternError(SelectionError):
 
 
 class FilesNotFound(SelectionError, FileNotFoundError):
-    """A selection that matches no raw file, or none that can be used now."""
+    """A selection that matches no raw file, or none that can be used now, or that lists one that is not there."""
 
     def __str__(self) -> str:
         """Return the message."""
@@ -49,6 +49,14 @@ class FileLeftOut(MissingData):
     """A file that cannot be read, where ``largest_missing_share`` allows no such file."""
 
 
+class FileMissing(FileLeftOut, FileNotFoundError):
+    """A file that does not exist, where ``largest_missing_share`` allows no such file."""
+
+    def __str__(self) -> str:
+        """Return the message."""
+        return str(self.args[0]) if self.args else ""
+
+
 class MissingValues(MissingData, ValueError):
     """Integers, some of which are missing, were asked for as a plain array, which cannot say so."""
 
@@ -59,6 +67,10 @@ class MemoryExceeded(Error, MemoryError):
 
 class AccessError(Error, LookupError):
     """What is not there was asked for: a row by a number that is too large, values of another type."""
+
+
+class ShapeError(Error, ValueError):
+    """A part of values that differ in shape from row to row was asked for: only whole rows can be taken."""
 
 
 class JsonError(Error, ValueError):

@@ -23,14 +23,16 @@ from ravo._core import (
     EventIterator,
     Ledger,
     Part,
+    Partition,
     Plan,
     Rows,
     Statistics,
     ValueDigest,
 )
 from ravo._errors import AccessError
+from ravo._facts import Facts
 from ravo._progress import Progress, reporting
-from ravo._selection import PathLike, What, make_selection
+from ravo._selection import PathLike, What, check_listed_files, make_selection
 from ravo._sizes import bytes_of
 from ravo._times import TimeLike, as_datetimes, microseconds
 
@@ -78,7 +80,7 @@ def open(
     ----------
     what
         The text of a selection, ``"linac/main run=1207 chan=LINAC/BPM/*"``; or the path of a raw
-        file or of a folder of them, as a ``Path`` or a list of ``Path``.
+        file or of a folder of them, as a ``Path`` or a list of ``Path``; or a `Partition`.
     run, chan, file, event, step, limit, slow, max_age, join, synch, tolerance, catalog, data
         The words of a selection, beside those of its text.
     start, end
@@ -108,7 +110,8 @@ def open(
     SelectionError
         For a selection that cannot be read, or that nothing matches.
     FilesNotFound
-        For a selection without a file; also a ``FileNotFoundError``.
+        For a selection without a file, and for a listed file that is not there; also a
+        ``FileNotFoundError``.
 
     Examples
     --------
@@ -168,8 +171,10 @@ class Run(Mapping[str, Channel]):
     def __init__(self, selection: _core.Selection, options: Options | None = None) -> None:
         """Open a selection; `open` takes it in more forms."""
         self._options = options or Options()
+        check_listed_files(selection)
         self._dataset = Dataset(selection, **self._options)
         self._labels = dict.fromkeys(self._dataset.labels)
+        self._facts = Facts(self._dataset)
 
     # ---- what is there
 
@@ -229,6 +234,37 @@ class Run(Mapping[str, Channel]):
         """Return what reading everything would take: files, events, bytes, memory, seconds, problems."""
         return self._dataset.plan()
 
+    def partitions(self, size: int | str | None = None, *, count: int | None = None) -> list[Partition]:
+        """Return parts of the run that can be read alone, in any order, by several processes or machines.
+
+        What they deliver, their ledgers and their digests add up to those of the whole. Files that
+        overlap in time stay together.
+
+        Parameters
+        ----------
+        size
+            How many decoded bytes a part has at most, by the plan's estimate: an integer, or a text such
+            as "200 MB". A part of which a piece cannot be cut is larger.
+        count
+            Or: how many parts, of about equal size; fewer where there are fewer pieces.
+
+        Raises
+        ------
+        SelectionError
+            Unless one of both is given.
+
+        Examples
+        --------
+        >>> parts = run.partitions(count=2)
+        >>> [part.events for part in parts]
+        [101, 101]
+        >>> ledger = sum((ravo.open(part.text).ledger for part in parts), ravo.Ledger())
+        >>> ledger.is_balanced
+        True
+        """
+        target = None if size is None else bytes_of(size)
+        return self._dataset.partitions(target_bytes=target, count=count)
+
     def index(
         self, channels: Iterable[str] | None = None, *, rows: Literal["recorded", "events"] = "recorded"
     ) -> dict[str, ChannelIndex]:
@@ -248,7 +284,7 @@ class Run(Mapping[str, Channel]):
 
     def describe(self) -> dict[str, Description]:
         """Return what all channels are, by one walk over the files."""
-        return {one.label: one for one in self._dataset.describe()}
+        return self._facts.all_in_full()
 
     def locate(self, label: str, row: int) -> BlockPlace | None:
         """Return where the block of a row of a channel lies, and how it is stored."""
@@ -381,9 +417,6 @@ class Run(Mapping[str, Channel]):
 
     def _index_of(self, label: str) -> ChannelIndex:
         return self._dataset.index([label])[0]
-
-    def _description(self, label: str) -> Description:
-        return self._dataset.describe(label)[0]
 
     def _microseconds(self, time: TimeLike) -> int:
         times = self._ids()[1]

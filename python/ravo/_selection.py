@@ -2,16 +2,17 @@
 
 from __future__ import annotations
 
+import errno
 import os
 from collections.abc import Iterable
 from typing import TypeAlias
 
-from ravo._core import Selection
-from ravo._errors import SelectionError
+from ravo._core import Partition, Selection, join_or, near_names
+from ravo._errors import FilesNotFound, SelectionError
 from ravo._times import TimeLike, text_of_time
 
 PathLike: TypeAlias = "str | os.PathLike[str]"
-What: TypeAlias = "str | os.PathLike[str] | Iterable[os.PathLike[str]] | Selection | None"
+What: TypeAlias = "str | os.PathLike[str] | Iterable[os.PathLike[str]] | Selection | Partition | None"
 
 _WORDS = {
     "run": "run",
@@ -94,6 +95,8 @@ def make_selection(
     text: list[str] = []
     if isinstance(what, Selection):
         text.append(what.to_text())
+    elif isinstance(what, Partition):
+        text.append(what.text)
     elif isinstance(what, str):
         text.append(_checked_text(what))
     elif what is not None:
@@ -111,10 +114,29 @@ def make_selection(
         selection.experiment = experiment
     if stream is not None:
         selection.stream = stream
+    return selection.with_absolute_paths()
+
+
+def check_listed_files(selection: Selection) -> None:
+    """Check that files and folders that a selection lists are there: another name is a mistake of the caller's.
+
+    Raises
+    ------
+    FilesNotFound
+        With names that are spelt nearly alike.
+    """
     from pathlib import Path
 
-    selection.files = [str(Path(path).absolute()) for path in selection.files]
-    return selection
+    for path in (*selection.files, *selection.context):
+        if not Path(path).exists():
+            folder = Path(path).parent
+            names = sorted(one.name for one in folder.iterdir()) if folder.is_dir() else []
+            near = [str(folder / name) for name in near_names(Path(path).name, names)]
+            meant = f"; did you mean {join_or(near)}?" if near else ""
+            there = "" if folder.is_dir() else f", and no folder {folder}"
+            error = FilesNotFound(f"There is no file or folder {path}{there}{meant}")
+            error.errno, error.filename = errno.ENOENT, path
+            raise error
 
 
 def _checked_text(text: str) -> str:

@@ -9,7 +9,7 @@ import numpy as np
 from numpy.typing import NDArray
 
 from ravo._core import Column, Kind, Ledger, Status
-from ravo._errors import MissingValues
+from ravo._errors import MissingValues, ShapeError
 from ravo._times import as_datetimes
 
 Key: TypeAlias = "int | slice | NDArray[np.intp]"
@@ -159,8 +159,9 @@ class Values:
             return _objects(self._column.texts())[self._row_key]
         if self._column.is_ragged:
             if self._other_keys:
-                raise MissingValues(
-                    f"The rows of {self._column.channel} differ in shape, so only whole rows can be taken"
+                raise ShapeError(
+                    f"The rows of {self._column.channel} differ in shape, so only whole rows can be taken: "
+                    f"read them, and cut each of them"
                 )
             return _objects(self._ragged_rows())[self._row_key]
         values = self._column.values

@@ -22,6 +22,7 @@ void bind_selection(nb::module_& module);
 void bind_ledger(nb::module_& module);
 void bind_digest(nb::module_& module);
 void bind_plan(nb::module_& module);
+void bind_partition(nb::module_& module);
 void bind_description(nb::module_& module);
 void bind_index(nb::module_& module);
 void bind_column(nb::module_& module);

@@ -91,6 +91,15 @@ std::vector<channel_description> describe(dataset_handle& self, const std::optio
   });
 }
 
+std::vector<partition> partitions(dataset_handle& self, std::optional<std::uint64_t> target_bytes,
+                                  std::optional<std::size_t> count) {
+  return reading_of(self, [&](dataset& data, const reading_controls& controls) {
+    std::vector<partition> parts = data.partitions({target_bytes, count, controls.stop});
+    for (partition& part : parts) part.wanted = with_absolute_paths(std::move(part.wanted));
+    return parts;
+  });
+}
+
 void bind_tables(dataset_class& bound) {
   bound
       .def(
@@ -113,6 +122,10 @@ void bind_tables(dataset_class& bound) {
             });
           },
           "What a reading of everything would take.")
+      .def("partitions", &partitions, nb::kw_only(), "target_bytes"_a.none() = nb::none(),
+           "count"_a.none() = nb::none(),
+           "Parts of the selection that can be read one by one, of at most so many decoded bytes, or so "
+           "many.")
       .def("index", &index, "channels"_a.none() = nb::none(), "rows"_a = column_rows::recorded,
            "The rows of channels by the tables of the files alone.")
       .def("describe", &describe, "channel"_a.none() = nb::none(), "most_files"_a.none() = nb::none(),
@@ -144,6 +157,7 @@ struct column_part {
   std::optional<std::size_t> count;
   std::size_t step = 1;
   std::vector<std::size_t> row_list;
+  std::optional<int> member;
   std::optional<std::pair<std::size_t, std::size_t>> samples;
   std::optional<std::array<std::size_t, 4>> region;
   bool with_digest = false;
@@ -155,6 +169,7 @@ struct column_part {
     made.count = count;
     made.step = step;
     made.row_list = row_list;
+    made.member = member;
     if (samples) made.samples = {samples->first, samples->second};
     if (region) made.region = {(*region)[0], (*region)[1], (*region)[2], (*region)[3]};
     made.with_digest = with_digest;
@@ -232,13 +247,16 @@ chunk_iterator* column_chunks(dataset_handle& self, const std::string& channel, 
 }
 
 void bind_columns(nb::module_& module, dataset_class& bound) {
-  nb::class_<column_part>(module, "Part", "The rows, samples and pixels of a column that are wanted.")
+  nb::class_<column_part>(module, "Part",
+                          "The rows, member, samples and pixels of a column that are wanted.")
       .def(nb::init<>())
       .def_rw("rows", &column_part::rows)
       .def_rw("first", &column_part::first)
       .def_rw("count", &column_part::count, nb::arg("count").none())
       .def_rw("step", &column_part::step)
       .def_rw("row_list", &column_part::row_list)
+      .def_rw("member", &column_part::member, nb::arg("member").none(),
+              "Of values of several members this one, by its position.")
       .def_rw("samples", &column_part::samples, nb::arg("samples").none(),
               "First and count, of each group.")
       .def_rw("region", &column_part::region, nb::arg("region").none(), "x, y, width, height, in pixels.")
@@ -421,7 +439,8 @@ void bind_lists(nb::module_& module) {
       .def_ro("path", &dataset_file::path)
       .def_ro("generation", &dataset_file::generation)
       .def_ro("refusal", &dataset_file::refusal)
-      .def_ro("problem", &dataset_file::problem);
+      .def_ro("problem", &dataset_file::problem)
+      .def_ro("is_context", &dataset_file::is_context, "It is read for slow values alone.");
 }
 
 }  // namespace

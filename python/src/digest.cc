@@ -47,6 +47,13 @@ void bind_one(nb::module_& module, const char* name, const char* doc) {
             return nb::try_cast(other, another) && another != nullptr && self == *another;
           },
           "other"_a.none(), nb::sig("def __eq__(self, other: object, /) -> bool"))
+      .def(
+          "__add__",
+          [](Digest self, const Digest& other) {
+            self.add(other);
+            return self;
+          },
+          "other"_a, "The digest of this part and another one.")
       .def("__hash__", [](const Digest& self) { return std::hash<std::string>()(self.to_text()); })
       .def(
           "__reduce__",
@@ -57,6 +64,20 @@ void bind_one(nb::module_& module, const char* name, const char* doc) {
           nb::sig("def __reduce__(self) -> tuple[object, ...]"));
 }
 
+std::string digests_to_json(const nb::typed<nb::dict, nb::str, channel_digest>& digests) {
+  std::vector<named_digest> named;
+  for (const auto& [channel, digest] : digests)
+    named.push_back({nb::cast<std::string>(channel), nb::cast<channel_digest>(digest)});
+  return ravo::digests_to_json(named);
+}
+
+nb::dict digests_from_json(std::string_view text) {
+  nb::dict digests;
+  for (const named_digest& one : ravo::digests_from_json(text))
+    digests[nb::str(one.channel.c_str(), one.channel.size())] = nb::cast(one.digest);
+  return digests;
+}
+
 }  // namespace
 
 void bind_digest(nb::module_& module) {
@@ -65,6 +86,11 @@ void bind_digest(nb::module_& module) {
       "A fingerprint of what was read of a channel: events, statuses and bytes of blocks.");
   bind_one<value_digest>(module, "ValueDigest",
                          "A fingerprint of a channel's values, whatever file or format holds them.");
+  module.def("digests_to_json", &digests_to_json, "digests"_a,
+             "The digests of channels as a line of JSON.");
+  module.def("digests_from_json", &digests_from_json, "text"_a,
+             nb::sig("def digests_from_json(text: str) -> dict[str, Digest]"),
+             "What digests_to_json() was given. Raises JsonError for any other text.");
 }
 
 }  // namespace ravo::python

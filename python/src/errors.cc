@@ -15,6 +15,7 @@ struct error_classes {
   nb::object files_not_found = module.attr("FilesNotFound");
   nb::object missing_data = module.attr("MissingData");
   nb::object file_left_out = module.attr("FileLeftOut");
+  nb::object file_missing = module.attr("FileMissing");
   nb::object memory_exceeded = module.attr("MemoryExceeded");
   nb::object access = module.attr("AccessError");
   nb::object json = module.attr("JsonError");
@@ -36,7 +37,7 @@ void translate(const std::exception_ptr& thrown, void* payload) {
   } catch (const selection_error& e) {
     raise(classes.selection, e);
   } catch (const file_left_out& e) {
-    raise(classes.file_left_out, e);
+    raise(e.file.reason == file_refusal::missing ? classes.file_missing : classes.file_left_out, e);
   } catch (const missing_data& e) {
     raise(classes.missing_data, e);
   } catch (const memory_exceeded& e) {

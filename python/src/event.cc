@@ -3,11 +3,11 @@
 
 #include <nanobind/stl/variant.h>
 
+#include <array>
 #include <cstring>
 #include <variant>
 
-#include "arrays.h"
-#include "column.h"
+#include "numpy_array.h"
 #include "times.h"
 
 namespace ravo::python {
@@ -86,16 +86,17 @@ numbers_of_value numbers_of(value_handle& self) {
 nb::object values_of(nb::handle_t<value_handle> self) {
   value_handle& value = nb::cast<value_handle&>(self);
   const numbers_of_value numbers = numbers_of(value);
-  std::vector<std::size_t> shape;
-  std::size_t count = 1;
+  std::array<std::size_t, 3> sizes{};
+  std::size_t dimensions = 0, count = 1;
   for (const dimension_size& dimension : dimensions_of(value.data.kind(), numbers.shape)) {
-    shape.push_back(dimension.size);
+    sizes.at(dimensions++) = dimension.size;
     count *= dimension.size;
   }
-  if (count != numbers.count) shape = {numbers.count};
-  const nb::ndarray<nb::numpy, nb::ro, nb::c_contig> array(numbers.data, shape.size(), shape.data(), self,
-                                                           nullptr, dtype_of(numbers.element));
-  return nb::cast(array);
+  if (count != numbers.count) {
+    sizes = {numbers.count};
+    dimensions = 1;
+  }
+  return numpy_array_over(numbers.data, numbers.element, std::span(sizes).first(dimensions), self);
 }
 
 nb::list records_of(const value_handle& self) {
@@ -179,11 +180,12 @@ void bind_value(nb::module_& module) {
           "The numbers of a spectrum, region or picture in their dimensions; of other values their bytes.")
       .def_prop_ro(
           "bytes",
-          [](const value_handle& self) {
-            const std::size_t shape[] = {self.data.bytes().size()};
-            return array_of<std::uint8_t>(reinterpret_cast<const std::uint8_t*>(self.data.bytes().data()),
-                                          1, shape, nb::handle());
+          [](nb::handle_t<value_handle> self) {
+            const std::span<const std::byte> bytes = nb::cast<const value_handle&>(self).data.bytes();
+            const std::size_t shape[] = {bytes.size()};
+            return numpy_array_over(bytes.data(), element_type::uint8, shape, self);
           },
+          nb::for_getter(nb::sig("def bytes(self) -> numpy.typing.NDArray[numpy.uint8]")),
           "All data of the block in host order, uint8.")
       .def_prop_ro("text", &text_of, nb::for_getter(nb::sig("def text(self) -> str | None")),
                    "The text; None of other kinds.")
@@ -199,7 +201,8 @@ void bind_value(nb::module_& module) {
           },
           "Start, increment, increment of groups, start of the second profile.")
       .def_prop_ro(
-          "update_property", [](const value_handle& self) { return std::string(self.data.update().property); },
+          "update_property",
+          [](const value_handle& self) { return std::string(self.data.update().property); },
           "Of an update: what it is of.")
       .def_prop_ro("update_status", [](const value_handle& self) { return self.data.update().status; })
       .def_prop_ro("update_time_us",

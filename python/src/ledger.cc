@@ -54,6 +54,13 @@ void bind_ledger(nb::module_& module) {
       .def_prop_ro("missing", &read_ledger::missing)
       .def_prop_ro("is_balanced", &read_ledger::is_balanced)
       .def("add", &read_ledger::add, "other"_a, "Adds the ledger of another part of a selection.")
+      .def(
+          "__add__",
+          [](read_ledger self, const read_ledger& other) {
+            self.add(other);
+            return self;
+          },
+          "other"_a, "The ledger of both parts.")
       .def("to_json", &read_ledger::to_json)
       .def_static("from_json", &read_ledger::from_json, "text"_a)
       .def("to_text", &read_ledger::to_text,

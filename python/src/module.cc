@@ -1,18 +1,21 @@
 // The extension module ravo._core: the dataset layer as Python objects. The package's Python modules are
 // what users see.
 #include "binding.h"
+#include "numpy_array.h"
 #include "ravo_version.h"
 
 NB_MODULE(_core, module) {
   using namespace ravo::python;
   module.doc() = "The dataset layer of the C++ library. Use the package `ravo` instead.";
   module.attr("version") = RAVO_VERSION;
+  load_numpy();
   bind_errors();
   bind_enumerations(module);
   bind_selection(module);
   bind_ledger(module);
   bind_digest(module);
   bind_plan(module);
+  bind_partition(module);
   bind_description(module);
   bind_index(module);
   bind_column(module);

@@ -1,7 +1,7 @@
 // Plans: what a reading will take.
 #include "ravo_dataset/plan.h"
 
-#include "binding.h"
+#include "plan_state.h"
 
 namespace ravo::python {
 
@@ -10,7 +10,11 @@ void bind_plan(nb::module_& module) {
       .def_ro("channel", &channel_plan::channel)
       .def_ro("values", &channel_plan::values)
       .def_ro("stored_bytes", &channel_plan::stored_bytes)
-      .def_ro("decoded_bytes", &channel_plan::decoded_bytes);
+      .def_ro("decoded_bytes", &channel_plan::decoded_bytes)
+      .def("__getstate__", [](const channel_plan& self) { return state_of(self); })
+      .def("__setstate__", [](channel_plan& self, const channel_plan_state& state) {
+        new (&self) channel_plan(plan_from(state));
+      });
   nb::class_<read_plan>(module, "Plan",
                         "What a reading of everything will take, estimated before it is done.")
       .def_ro("files", &read_plan::files)
@@ -24,7 +28,10 @@ void bind_plan(nb::module_& module) {
       .def_ro("problems", &read_plan::problems)
       .def("to_text", &read_plan::to_text)
       .def("__str__", &read_plan::to_text)
-      .def("__repr__", &read_plan::to_text);
+      .def("__repr__", &read_plan::to_text)
+      .def("__getstate__", [](const read_plan& self) { return state_of(self); })
+      .def("__setstate__",
+           [](read_plan& self, const plan_state& state) { new (&self) read_plan(plan_from(state)); });
 }
 
 }  // namespace ravo::python

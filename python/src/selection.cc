@@ -2,6 +2,7 @@
 #include "ravo_dataset/selection.h"
 
 #include "binding.h"
+#include "ravo_dataset/manifest.h"
 #include "times.h"
 
 namespace ravo::python {
@@ -61,7 +62,14 @@ void bind_selection(nb::module_& module) {
       .def(
           "copy", [](const selection& self) { return selection(self); },
           "A selection with the same fields.")
+      .def("with_absolute_paths", &with_absolute_paths,
+           "The same selection, with a text that means the same in every folder.")
+      .def("with_lists_in", &move_lists_to_manifest, "path"_a,
+           "Writes the long lists (files, channels ...) to a new file, and returns the selection that "
+           "names it.")
+      .def("with_manifests", &with_manifests, "The selection with the lists of its manifests.")
       .def_rw("files", &selection::files)
+      .def_ro("context", &selection::context, "Files that are read for slow values alone.")
       .def_rw("experiment", &selection::experiment)
       .def_rw("stream", &selection::stream)
       .def_rw("catalogue", &selection::catalogue)

@@ -1,6 +1,8 @@
 // What is computed while blocks are decoded: statistics, envelopes, histograms; and availability.
 #include "ravo_dataset/statistics.h"
 
+#include <algorithm>
+
 #include "arrays.h"
 #include "ravo_dataset/availability.h"
 #include "ravo_dataset/envelope.h"
@@ -9,6 +11,19 @@
 
 namespace ravo::python {
 namespace {
+
+/// The same with some of its series only, in its own order.
+template <class Summary>
+Summary of_series(const Summary& whole, const std::vector<std::string>& names) {
+  Summary part = whole;
+  std::erase_if(part.series, [&](const auto& one) {
+    return std::find(names.begin(), names.end(), one.name) == names.end();
+  });
+  return part;
+}
+
+constexpr const char* of_series_doc =
+    "The same with the series of these names only: members, profiles, records.";
 
 void bind_numbers(nb::module_& module) {
   nb::class_<series_statistics>(module, "SeriesStatistics", "The numbers of one member, profile or record.")
@@ -50,6 +65,7 @@ void bind_channel_statistics(nb::module_& module) {
                    [](const channel_statistics& self) { return ravo::microseconds_of(self.last.time); })
       .def_ro("gaps", &channel_statistics::gaps)
       .def_ro("series", &channel_statistics::series)
+      .def("of_series", &of_series<channel_statistics>, "names"_a, of_series_doc)
       .def_ro("ledger", &channel_statistics::ledger)
       .def_prop_ro("rate", &channel_statistics::rate, "Values a second; None of a single one.");
 }
@@ -93,6 +109,7 @@ void bind_envelope(nb::module_& module) {
           },
           "The worst status of each bin: numbers of Status, uint8.")
       .def_ro("series", &channel_envelope::series)
+      .def("of_series", &of_series<channel_envelope>, "names"_a, of_series_doc)
       .def_ro("ledger", &channel_envelope::ledger);
 }
 
@@ -113,6 +130,7 @@ void bind_histogram(nb::module_& module) {
   nb::class_<channel_histogram>(module, "Histogram", "How often a channel has which numbers.")
       .def_ro("channel", &channel_histogram::channel)
       .def_ro("series", &channel_histogram::series)
+      .def("of_series", &of_series<channel_histogram>, "names"_a, of_series_doc)
       .def_ro("ledger", &channel_histogram::ledger);
 }
 
