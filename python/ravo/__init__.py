@@ -13,10 +13,10 @@ Examples
 ((200, 64), dtype('float32'))
 """
 
+from ravo._availability import Availability
 from ravo._batch import Batch
 from ravo._channel import Axis, Channel
 from ravo._core import (
-    Availability,
     BlockPlace,
     ChannelAvailability,
     ChannelIndex,

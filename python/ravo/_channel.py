@@ -28,6 +28,8 @@ from ravo._times import TimeLike, as_datetimes
 from ravo._values import Key, Values
 
 if TYPE_CHECKING:
+    from matplotlib.axes import Axes
+
     from ravo._run import Run
 
 Indexer: TypeAlias = "int | np.integer[Any] | slice | Sequence[int] | NDArray[Any] | range"
@@ -478,6 +480,46 @@ class Channel:
                 f"envelope() is of a range of rows of {self._label}, without a step: read the values of others"
             )
         return rows if rows.step > 0 else rows[::-1]
+
+    def plot(self, *, ax: Axes | None = None, x: Literal["time", "event"] = "time", bins: int = 1000) -> Axes:
+        """Draw the values by matplotlib, as their kind is drawn best.
+
+        - Numbers: a line over time, one for each member or record; slow values as steps. Of more than
+          twice ``bins`` rows the mean of each bin, with a band from the least to the greatest: no value
+          is passed over.
+        - Spectra and profiles: the samples of one event (``channel[7].plot()``), or the mean of many with a
+          band from the least to the greatest.
+        - Pictures: one frame, or the mean of many, with a colour bar.
+
+        Missing values are gaps and red marks, and the legend says how many there are and why.
+
+        Parameters
+        ----------
+        ax
+            Where to draw; left out, a new figure.
+        x
+            What numbers are drawn over: "time" or "event" numbers.
+        bins
+            Into how many bins many rows are put.
+
+        Raises
+        ------
+        AccessError
+            For texts, single numbers, and channels without a value.
+        ImportError
+            Without the package matplotlib.
+
+        Examples
+        --------
+        >>> ax = run["LINAC/ENERGY/001"].plot()
+        >>> ax.get_ylabel()
+        'energy [MeV]'
+        """
+        try:
+            from ravo._plot import plot
+        except ImportError as error:
+            raise ImportError("Plots need the package matplotlib: pip install 'ravo[plot]'") from error
+        return plot(self, ax, x, bins)
 
     # ---- protocols
 

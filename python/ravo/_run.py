@@ -9,10 +9,10 @@ import numpy as np
 from numpy.typing import NDArray
 
 from ravo import _core
+from ravo._availability import Availability
 from ravo._batch import Batch
 from ravo._channel import Channel, find_label
 from ravo._core import (
-    Availability,
     BlockPlace,
     ChannelIndex,
     Dataset,
@@ -280,7 +280,7 @@ class Run(Mapping[str, Channel]):
     ) -> Availability:
         """Return how many values each channel has when, and where files are missing, by the tables alone."""
         first, last = (None if one is None else self._microseconds(one) for one in (start, end))
-        return self._dataset.availability(bins, first, last)
+        return Availability(self._dataset.availability(bins, first, last))
 
     def describe(self) -> dict[str, Description]:
         """Return what all channels are, by one walk over the files."""

@@ -20,6 +20,7 @@ from numpy.typing import NDArray
 from ravo import _core
 from ravo._core import ChannelIndex, Column, Description, Kind, Part, Rows, Status
 from ravo._errors import SelectionError
+from ravo._values import _HAS_VALUE as HAS_VALUE
 
 if TYPE_CHECKING:
     from ravo._run import Run
@@ -457,9 +458,6 @@ class _Cache:
                 self._bytes -= _size_of(self._held.popitem(last=False)[1])
         return made
 
-
-HAS_VALUE = np.zeros(256, dtype=bool)
-HAS_VALUE[[status.value for status in Status if status.has_value]] = True
 
 _COORDINATES: Json = {"coordinates": "event_number time"}
 _TIME_ATTRIBUTES: Json = {

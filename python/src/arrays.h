@@ -18,6 +18,10 @@ namespace ravo::python {
 template <class Element>
 using array_of = nb::ndarray<nb::numpy, const Element, nb::c_contig>;
 
+/// The policy of properties that return an array of its own memory (`array_from`, `array_of_each`), which
+/// the object that the property belongs to does not keep.
+constexpr auto own_memory = nb::rv_policy::automatic;
+
 /// An array that takes the memory of a vector. `shape`: of all elements; left out, one dimension.
 template <class Element>
 array_of<Element> array_from(std::vector<Element>&& elements,

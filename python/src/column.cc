@@ -133,7 +133,7 @@ void bind_values(column_class& bound) {
           [](const column_handle& self) {
             return array_from(ravo::microseconds_of(self.data.update_times));
           },
-          "Of updates: the times that the front end sent, int64.")
+          own_memory, "Of updates: the times that the front end sent, int64.")
       .def_prop_ro(
           "update_status", [](const column_handle& self) { return array_over(self.data.update_status); },
           "Of updates: the status that the front end sent, int32.")

@@ -80,12 +80,12 @@ auto numbers_of_bins(Number envelope_numbers::*which) {
 void bind_envelope(nb::module_& module) {
   nb::class_<envelope_series>(module, "EnvelopeSeries", "The numbers of one series, by bin.")
       .def_ro("name", &envelope_series::name)
-      .def_prop_ro("count", numbers_of_bins(&envelope_numbers::count))
-      .def_prop_ro("nan", numbers_of_bins(&envelope_numbers::nan))
-      .def_prop_ro("infinite", numbers_of_bins(&envelope_numbers::infinite))
-      .def_prop_ro("least", numbers_of_bins(&envelope_numbers::least))
-      .def_prop_ro("mean", numbers_of_bins(&envelope_numbers::mean))
-      .def_prop_ro("greatest", numbers_of_bins(&envelope_numbers::greatest));
+      .def_prop_ro("count", numbers_of_bins(&envelope_numbers::count), own_memory)
+      .def_prop_ro("nan", numbers_of_bins(&envelope_numbers::nan), own_memory)
+      .def_prop_ro("infinite", numbers_of_bins(&envelope_numbers::infinite), own_memory)
+      .def_prop_ro("least", numbers_of_bins(&envelope_numbers::least), own_memory)
+      .def_prop_ro("mean", numbers_of_bins(&envelope_numbers::mean), own_memory)
+      .def_prop_ro("greatest", numbers_of_bins(&envelope_numbers::greatest), own_memory);
   nb::class_<channel_envelope>(module, "Envelope",
                                "Least, mean, greatest and worst status of a channel, by bin.")
       .def_ro("channel", &channel_envelope::channel)
@@ -93,21 +93,25 @@ void bind_envelope(nb::module_& module) {
       .def_prop_ro(
           "edges", [](const channel_envelope& self) { return array_over(self.edges); },
           "Bin i is from edges[i] up to but without edges[i + 1], int64.")
-      .def_prop_ro("values",
-                   [](const channel_envelope& self) {
-                     return array_of_each(self.bins, [](const envelope_bin& bin) { return bin.values; });
-                   })
-      .def_prop_ro("missing",
-                   [](const channel_envelope& self) {
-                     return array_of_each(self.bins, [](const envelope_bin& bin) { return bin.missing; });
-                   })
+      .def_prop_ro(
+          "values",
+          [](const channel_envelope& self) {
+            return array_of_each(self.bins, [](const envelope_bin& bin) { return bin.values; });
+          },
+          own_memory)
+      .def_prop_ro(
+          "missing",
+          [](const channel_envelope& self) {
+            return array_of_each(self.bins, [](const envelope_bin& bin) { return bin.missing; });
+          },
+          own_memory)
       .def_prop_ro(
           "worst",
           [](const channel_envelope& self) {
             return array_of_each(
                 self.bins, [](const envelope_bin& bin) { return static_cast<std::uint8_t>(bin.worst); });
           },
-          "The worst status of each bin: numbers of Status, uint8.")
+          own_memory, "The worst status of each bin: numbers of Status, uint8.")
       .def_ro("series", &channel_envelope::series)
       .def("of_series", &of_series<channel_envelope>, "names"_a, of_series_doc)
       .def_ro("ledger", &channel_envelope::ledger);
@@ -117,13 +121,15 @@ void bind_histogram(nb::module_& module) {
   nb::class_<number_histogram>(module, "HistogramSeries", "How often which numbers of one series occur.")
       .def_ro("name", &number_histogram::name)
       .def_prop_ro("counts", [](const number_histogram& self) { return array_over(self.counts); })
-      .def_prop_ro("edges",
-                   [](const number_histogram& self) {
-                     std::vector<double> edges;
-                     for (std::size_t bin = 0; !self.counts.empty() && bin <= self.counts.size(); ++bin)
-                       edges.push_back(self.edge(bin));
-                     return array_from(std::move(edges));
-                   })
+      .def_prop_ro(
+          "edges",
+          [](const number_histogram& self) {
+            std::vector<double> edges;
+            for (std::size_t bin = 0; !self.counts.empty() && bin <= self.counts.size(); ++bin)
+              edges.push_back(self.edge(bin));
+            return array_from(std::move(edges));
+          },
+          own_memory)
       .def_ro("below", &number_histogram::below)
       .def_ro("above", &number_histogram::above)
       .def_ro("nan", &number_histogram::nan);
@@ -143,15 +149,15 @@ void bind_availability(nb::module_& module) {
   nb::class_<channel_availability>(module, "ChannelAvailability",
                                    "How many values a channel has when, by bin.")
       .def_ro("channel", &channel_availability::channel)
-      .def_prop_ro("recorded", of_bins(&availability_bin::recorded))
-      .def_prop_ro("damaged", of_bins(&availability_bin::damaged))
+      .def_prop_ro("recorded", of_bins(&availability_bin::recorded), own_memory)
+      .def_prop_ro("damaged", of_bins(&availability_bin::damaged), own_memory)
       .def_prop_ro(
           "is_file_missing",
           [](const channel_availability& self) {
             return array_of_each(
                 self.bins, [](const availability_bin& bin) { return std::uint8_t{bin.is_file_missing}; });
           },
-          "1 where a file that cannot be read has, or may have, values of the channel, uint8.");
+          own_memory, "1 where a file that cannot be read has, or may have, values of the channel, uint8.");
   nb::class_<availability_map>(module, "Availability",
                                "When which channels have values, by the tables of the files.")
       .def_prop_ro(
