@@ -26,8 +26,8 @@ if TYPE_CHECKING:
 # Values that are in memory at a time where many are reduced to few.
 _PIECE_BYTES = 32 << 20
 # A line is broken where rows are farther apart than this many times what is usual.
-_GAP = 2.5
-_LONGEST_SELECTION = 90
+_GAP = 1.5
+_LONGEST_SELECTION = 60
 
 
 def plot(channel: Channel, ax: Axes | None, x: str, bins: int) -> Axes:
@@ -79,7 +79,7 @@ def _draw_series(channel: Channel, ax: Axes, x: str, bins: int) -> None:
             one.middle,
             drawstyle="steps-post" if is_slow else "default",
             marker="." if len(places) <= 100 else None,
-            label=one.name or "mean",
+            label=one.name or ("value" if one.least is None else "mean"),
             zorder=3,
         )[0]
         if one.least is not None and one.greatest is not None:
@@ -97,7 +97,7 @@ def _draw_series(channel: Channel, ax: Axes, x: str, bins: int) -> None:
     if x == "time":
         _name_times(ax)
     else:
-        ax.xaxis.set_major_locator(MaxNLocator(integer=True))
+        ax.xaxis.set_major_locator(MaxNLocator(6, integer=True))
         ax.ticklabel_format(axis="x", style="plain", useOffset=False)
         ax.set_xlabel("event number")
     ax.set_ylabel(_value_label(channel))
@@ -230,7 +230,7 @@ def _draw_waveforms(channel: Channel, ax: Axes) -> None:
     if reduction.count:
         for number, (name, places, part) in enumerate(_waveforms(channel, inner, reduction)):
             mean, least, greatest = (one.reshape(-1)[part] for one in reduction.results())
-            line = ax.plot(places, mean, label=name or "mean", zorder=3)[0]
+            line = ax.plot(places, mean, label=name or ("mean" if reduction.count > 1 else "value"), zorder=3)[0]
             if reduction.count > 1:
                 band = "least to greatest" if number == 0 else None
                 ax.fill_between(places, least, greatest, color=line.get_color(), alpha=0.3, linewidth=0, label=band)

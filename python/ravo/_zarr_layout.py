@@ -80,14 +80,14 @@ class Array:
         """Return the key of a chunk below the array's."""
         return "/".join(["c", str(place)] + ["0"] * (len(self.shape) - 1))
 
-    def encoded(self, place: int) -> bytes:
-        """Return the bytes of a chunk; beyond the last row it is filled up."""
+    def encoded(self, place: int) -> NDArray[np.uint8]:
+        """Return the bytes of a chunk, without a copy if it is whole; beyond the last row it is filled up."""
         values = self.chunk(place).astype(self.dtype.newbyteorder("<"), copy=False)
         if values.shape != self.chunk_shape:
             whole = np.full(self.chunk_shape, self.fill, dtype=values.dtype)
             whole[: len(values)] = values
             values = whole
-        return values.tobytes()
+        return np.ascontiguousarray(values).reshape(-1).view(np.uint8)
 
 
 @dataclass(frozen=True)
@@ -115,11 +115,12 @@ class Layout:
 
     # ---- keys
 
-    def get(self, key: str) -> bytes | None:
+    def get(self, key: str) -> NDArray[np.uint8] | None:
         """Return the bytes of a key; None if there is no such key."""
         path, _, last = key.rpartition("/")
         if last == "zarr.json":
-            return self._json(path)
+            text = self._json(path)
+            return None if text is None else np.frombuffer(text, dtype=np.uint8)
         name, separator, rest = key.rpartition("/c/")
         array = self.arrays.get(name) if separator else None
         place = None if array is None else array.place_of("c/" + rest)

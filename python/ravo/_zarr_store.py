@@ -33,7 +33,7 @@ class RunStore(Store):
         found = await asyncio.to_thread(self._layout.get, key)
         if found is None:
             return None
-        return (prototype or default_buffer_prototype()).buffer.from_bytes(found[_slice_of(byte_range)])
+        return (prototype or default_buffer_prototype()).buffer.from_array_like(found[_slice_of(byte_range)])
 
     async def get_partial_values(
         self, prototype: BufferPrototype, key_ranges: Iterable[tuple[str, ByteRequest | None]]

@@ -112,12 +112,13 @@ def test_missing_values_are_gaps_and_marks_with_a_legend(damaged: Path) -> None:
 def test_events_that_were_not_recorded_are_gaps(folder: Path) -> None:
     charge = ravo.open(folder, chan="LINAC/TOROID/GAPS")["LINAC/TOROID/GAPS"][:, 0]
     steps = np.diff(charge.event.astype(int))
-    gaps = np.flatnonzero(steps > 2) + 1
+    gaps = np.flatnonzero(steps > 1) + 1
     ax = charge.plot(x="event")
     heights = ax.lines[0].get_ydata()
     assert np.isnan(heights).sum() == len(gaps) > 0
     np.testing.assert_array_equal(heights[~np.isnan(heights)], charge.numpy().astype(float))
     assert f"{len(gaps)} gaps: not recorded" in legend_of(ax)
+    assert ax.lines[0].get_label() == "value"
 
 
 def test_slow_values_are_steps(folder: Path) -> None:
