@@ -28,6 +28,8 @@ _PIECE_BYTES = 32 << 20
 # A line is broken where rows are farther apart than this many times what is usual.
 _GAP = 1.5
 _LONGEST_SELECTION = 60
+# Rows of an availability plot that have their channel's name beside them.
+_MOST_NAMES = 100
 
 
 def plot(channel: Channel, ax: Axes | None, x: str, bins: int) -> Axes:
@@ -414,7 +416,7 @@ def plot_availability(found: Availability, ax: Axes | None) -> Axes:
     """Draw when which channels have values; see `Availability.plot`."""
     channels = found.channels
     if ax is None:
-        ax = plt.subplots(figsize=(8, 1.5 + 0.18 * len(channels)), layout="constrained")[1]
+        ax = plt.subplots(figsize=(8, 1.5 + 0.18 * min(len(channels), _MOST_NAMES)), layout="constrained")[1]
     edges: Any = found.edges
     rows = np.arange(len(channels) + 1) - 0.5
     recorded = np.asarray([one.recorded for one in channels], dtype=np.float64)
@@ -435,7 +437,8 @@ def plot_availability(found: Availability, ax: Axes | None) -> Axes:
             ax.plot(middles[where[:, 1]], where[:, 0], "x", color=colour, label=f"{label}: {len(where)} bins")
             ax.legend(loc="upper right")
     _name_times(ax)
-    ax.set_yticks(range(len(channels)), [one.channel for one in channels])
+    named = range(0, len(channels), -(-len(channels) // _MOST_NAMES) or 1)
+    ax.set_yticks(named, [channels[place].channel for place in named])
     ax.invert_yaxis()
     ax.set_title("When channels have values, by the tables of the files")
     return ax

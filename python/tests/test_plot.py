@@ -208,6 +208,16 @@ def test_availability_is_a_row_a_channel(folder: Path) -> None:
         assert channel.recorded.sum() == len(run[channel.channel])
 
 
+def test_availability_of_many_channels_names_some(folder: Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    import ravo._plot
+
+    monkeypatch.setattr(ravo._plot, "_MOST_NAMES", 10)
+    run = ravo.open(folder)
+    names = [text.get_text() for text in run.availability(5).plot().get_yticklabels()]
+    assert names == list(run)[:: -(-len(run) // 10)]
+    assert len(names) <= 10
+
+
 def test_availability_marks_files_that_cannot_be_read(folder: Path, tmp_path: Path) -> None:
     files = [Path(file.path) for file in ravo.open(folder).files]
     for file in files:
