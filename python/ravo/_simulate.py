@@ -10,6 +10,7 @@ from typing import Literal, TypeAlias
 
 from ravo import _core
 from ravo._progress import Progress, reporting
+from ravo._settings import assign
 from ravo._times import TimeLike, microseconds
 
 GenerationName: TypeAlias = Literal["current", "older"]
@@ -78,7 +79,7 @@ def _counts(channels: int | Mapping[str, int] | None) -> _core.SimulatedChannels
         )
     counts = _core.SimulatedChannels()
     for kind in _KINDS:
-        setattr(counts, kind, channels.get(kind, 0))
+        assign(counts, **{kind: channels.get(kind, 0)})
     return counts
 
 
@@ -178,15 +179,11 @@ def simulate(
     (20, 3, 64)
     """
     what = _core.Simulation()
-    what.folder = os.fspath(folder)
-    what.first_run, what.runs, what.files, what.events = run, runs, files, events
-    what.counts = _counts(channels)
-    what.generation = generation_of(generation)
-    what.seed, what.rate, what.first_event = seed, rate, first_event
+    assign(what, folder=os.fspath(folder), experiment=experiment, stream=stream)
+    assign(what, run=run, runs=runs, files=files, events=events, seed=seed, rate=rate, first_event=first_event)
+    assign(what, zlib_level=zlib_level, counts=_counts(channels), generation=generation_of(generation))
     what.start_us = microseconds(start)
     what.set_compression(compression)
-    what.zlib_level = zlib_level
-    what.experiment, what.stream = experiment, stream
     for kind, number in map(_fault, faults):
         what.add_fault(kind, number)
     what.answer_key = "" if answer_key is None else os.fspath(answer_key)

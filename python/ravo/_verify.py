@@ -95,11 +95,14 @@ class Report:
         What is wrong with them, file by file.
     channels_of_all_runs
         Names of the channels that have data in every run.
+    further_absent
+        How many expected channels have no data and no finding of their own, because there are too many.
     """
 
     files: tuple[VerifiedFile, ...]
     findings: tuple[Finding, ...]
     channels_of_all_runs: tuple[str, ...]
+    further_absent: int = 0
 
     @property
     def is_good(self) -> bool:
@@ -117,7 +120,10 @@ class Report:
         for file in self.files:
             count[file.verdict] += 1
         totals = ", ".join(f"{number} {verdict}" for verdict, number in count.items() if number)
-        return "\n".join([*map(str, self.findings), f"{len(self.files)} files: {totals or 'none was checked'}"])
+        lines = [str(finding) for finding in self.findings]
+        if self.further_absent:
+            lines.append(f"{self.further_absent} more expected channels have no data")
+        return "\n".join([*lines, f"{len(self.files)} files: {totals or 'none was checked'}"])
 
     def dataframe(self) -> pd.DataFrame:
         """Return the findings as a table, a row each; needs pandas.
@@ -161,25 +167,34 @@ def _finding(found: _core.Finding) -> Finding:
 def _verdict(text: str) -> Verdict:
     for verdict in ("good", "odd", "damaged"):
         if text == verdict:
-            return verdict  # type: ignore[return-value]
+            return verdict
     return "unread"
 
 
-def _paths(what: object, words: dict[str, object]) -> list[str]:
-    """Return the files to check: paths as they are, others as a selection finds them."""
+def _wanted(what: object, words: dict[str, object]) -> _core.Verification:
+    """Return what is to be checked: paths as they are, runs as the catalogue knows them, else what is found."""
+    wanted = _core.Verification()
     if not words and isinstance(what, os.PathLike):
-        return [os.fspath(what)]
+        wanted.paths = [os.fspath(what)]
+        return wanted
     if not words and isinstance(what, Iterable) and not isinstance(what, str):
-        return [os.fspath(path) for path in what]
+        wanted.paths = [os.fspath(path) for path in what]
+        return wanted
     selection = make_selection(what, **words)  # type: ignore[arg-type]
-    return list(_core.find_files(selection).files)
+    if selection.runs is not None and not selection.data:
+        catalog = selection.catalogue or _core.USUAL_CATALOGUE
+        wanted.set_runs(catalog, selection.experiment, selection.stream, *selection.runs)
+        return wanted
+    # Also those that a reading leaves out: what is wrong with them is a finding.
+    wanted.paths = [found.path for found in _core.find_files(selection).all]
+    return wanted
 
 
 def verify(
     what: str | os.PathLike[str] | Iterable[str | os.PathLike[str]] | _core.Selection | None = None,
     *,
     quick: bool = False,
-    expect: Iterable[str] = (),
+    expect: str | Iterable[str] = (),
     threads: int = 0,
     progress: Progress = None,
     **words: object,
@@ -193,12 +208,13 @@ def verify(
     Parameters
     ----------
     what
-        A path, or several: files, and folders with those below them; or a selection, as `ravo.open` takes it,
-        whose files are checked whole.
+        A path, or several: files, and folders with those below them. Or a selection, as `ravo.open` takes it,
+        whose files are checked whole: of a selection with ``run=`` those that the catalogue names, and those
+        beside them that it lacks.
     quick
         Check tables and headers alone: much faster.
     expect
-        Names of channels that should have data in each run.
+        Name of a channel, or names of channels, that should have data in each run.
     threads
         1 to 64; 0: one a core, at most 4.
     progress
@@ -209,7 +225,9 @@ def verify(
     Raises
     ------
     FilesNotFound
-        If a selection names no file.
+        If a selection without ``run=`` names no file.
+    VerificationError
+        If the catalogue knows none of the runs.
     KeyboardInterrupt
         After Ctrl-C, at once.
 
@@ -222,9 +240,12 @@ def verify(
     """
     if not 0 <= threads <= 64:
         raise ValueError(f"threads is {threads}; it must be from 0 to 64")
-    paths = _paths(what, words)
+    wanted = _wanted(what, words)
+    wanted.is_quick, wanted.threads = quick, threads
+    for channel in [expect] if isinstance(expect, str) else expect:
+        wanted.expect(channel)
     with reporting(progress, "verifying") as report:
-        found = _core.verify(paths, quick, list(expect), threads, report)
+        found = _core.verify(wanted, report)
     files = tuple(
         VerifiedFile(
             Path(file.path),
@@ -237,4 +258,4 @@ def verify(
         )
         for file in found.files
     )
-    return Report(files, tuple(map(_finding, found.findings)), tuple(found.channels_of_all_runs))
+    return Report(files, tuple(map(_finding, found.findings)), tuple(found.channels_of_all_runs), found.absent_left_out)

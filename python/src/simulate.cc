@@ -46,7 +46,7 @@ void bind_simulate(nb::module_& module) {
   nb::class_<simulation>(module, "Simulation", "What is simulated.")
       .def(nb::init<>())
       .def_rw("seed", &simulation::seed)
-      .def_rw("first_run", &simulation::first_run)
+      .def_rw("run", &simulation::first_run)
       .def_rw("runs", &simulation::runs)
       .def_rw("files", &simulation::files)
       .def_rw("events", &simulation::events)

@@ -62,6 +62,7 @@ void bind_report(nb::module_& module) {
   nb::class_<verification_report>(module, "VerificationReport", "What a verification found.")
       .def_ro("files", &verification_report::files)
       .def_ro("findings", &verification_report::findings)
+      .def_ro("absent_left_out", &verification_report::absent_left_out)
       .def_ro("runs", &verification_report::runs)
       .def_prop_ro("channels_of_all_runs", [](const verification_report& report) {
         return std::vector<std::string>(report.channels_of_all_runs.begin(),
@@ -74,32 +75,28 @@ void bind_report(nb::module_& module) {
 void bind_verify(nb::module_& module) {
   translate_as<verification_error>("VerificationError");
   bind_report(module);
-  module.def(
-      "verify",
-      [](const std::vector<std::string>& paths, bool quick, const std::vector<std::string>& expected,
-         unsigned threads, const progress_callback& progress) {
-        verification what;
-        what.paths = paths;
-        what.depth = quick ? verification_depth::heads : verification_depth::blocks;
-        what.expected_channels = {expected.begin(), expected.end()};
-        what.threads = threads;
-        return verify_watched(what, progress);
-      },
-      "paths"_a, "quick"_a, "expected"_a, "threads"_a, "progress"_a.none() = nb::none());
-  module.def(
-      "verify_runs",
-      [](const std::string& catalogue, const std::string& experiment, const std::string& stream, int first,
-         int last, bool quick, const std::vector<std::string>& expected, unsigned threads,
-         const progress_callback& progress) {
-        verification what;
-        what.runs = catalogue_runs{catalogue, experiment, stream, first, last};
-        what.depth = quick ? verification_depth::heads : verification_depth::blocks;
-        what.expected_channels = {expected.begin(), expected.end()};
-        what.threads = threads;
-        return verify_watched(what, progress);
-      },
-      "catalogue"_a, "experiment"_a, "stream"_a, "first"_a, "last"_a, "quick"_a, "expected"_a, "threads"_a,
-      "progress"_a.none() = nb::none());
+  nb::class_<verification>(module, "Verification", "What is checked.")
+      .def(nb::init<>())
+      .def_rw("paths", &verification::paths)
+      .def(
+          "set_runs",
+          [](verification& what, const std::string& catalogue, const std::string& experiment,
+             const std::string& stream, int first, int last) {
+            what.runs = catalogue_runs{catalogue, experiment, stream, first, last};
+          },
+          "catalogue"_a, "experiment"_a, "stream"_a, "first"_a, "last"_a)
+      .def_prop_rw(
+          "is_quick", [](const verification& what) { return what.depth == verification_depth::heads; },
+          [](verification& what, bool is_quick) {
+            what.depth = is_quick ? verification_depth::heads : verification_depth::blocks;
+          })
+      .def(
+          "expect",
+          [](verification& what, const std::string& channel) { what.expected_channels.insert(channel); },
+          "channel"_a)
+      .def_rw("threads", &verification::threads);
+  module.attr("USUAL_CATALOGUE") = catalogue_runs{}.directory;
+  module.def("verify", &verify_watched, "what"_a, "progress"_a.none() = nb::none());
 }
 
 }  // namespace ravo::python

@@ -1,5 +1,6 @@
 // The writer of raw files, and the data of blocks from NumPy arrays.
 #include <nanobind/ndarray.h>
+#include <nanobind/stl/map.h>
 
 #include <algorithm>
 #include <map>
@@ -66,6 +67,45 @@ RAVO_EVTYPE event_type_of(const data_type& type) {
   return RAVO_EV_NORMAL;
 }
 
+/// What a channel of a type holds, by the name that Channel kinds have in Python; null: no channel has the
+/// type.
+const char* kind_of(const data_type& type) {
+  switch (type.shape) {
+    case payload_shape::none:
+    case payload_shape::env_dictionary:
+      return nullptr;
+    case payload_shape::update:
+    case payload_shape::update_older:
+      return "slow";
+    case payload_shape::environment:
+      return "environment";
+    case payload_shape::spectrum:
+    case payload_shape::spectrum_older:
+      return "spectrum";
+    case payload_shape::image:
+    case payload_shape::image_ext:
+      return "image";
+    case payload_shape::roi:
+      return "profile";
+    case payload_shape::name_value:
+      return "name_value";
+    case payload_shape::text:
+      return "text";
+  }
+  return nullptr;
+}
+
+/// Kind and number of members of each data type that a channel of a generation may have.
+std::map<std::string, std::pair<std::string, int>> data_types_of(ravo_file_generation generation) {
+  const type_generation other =
+      generation == ravo_file_generation::older ? type_generation::current : type_generation::older;
+  std::map<std::string, std::pair<std::string, int>> types;
+  for (const data_type& type : data_types)
+    if (const char* const kind = kind_of(type); kind && type.generation != other)
+      types.emplace(type.name, std::pair(kind, type.members));
+  return types;
+}
+
 /// One channel's data of an event.
 using numbered_block = std::pair<std::size_t, nb::bytes>;
 
@@ -101,7 +141,8 @@ class event_writer {
     return event_types_.size() - 1;
   }
 
-  /// Blocks of different event types become events of the same number and time.
+  /// Blocks of different event types become events of the same number and time. After a failure within
+  /// them the writer takes no more: no file gets a part of an event.
   void add_event(std::uint32_t number, std::int64_t time_us, const std::vector<numbered_block>& blocks) {
     const time_stamp time = time_of(time_us);
     std::map<RAVO_EVTYPE, std::vector<std::pair<std::size_t, std::span<const char>>>> by_type;
@@ -109,19 +150,23 @@ class event_writer {
       by_type[event_types_.at(channel)].emplace_back(channel, std::span(bytes.c_str(), bytes.size()));
     const nb::gil_scoped_release released;
     const std::lock_guard lock(mutex_);
+    check_state();
     for (const RAVO_EVTYPE type : {RAVO_EV_BOR, RAVO_EV_NORMAL, RAVO_EV_UPD, RAVO_EV_ENV, RAVO_EV_EOR})
       if (const auto found = by_type.find(type); found != by_type.end()) {
         check(writer_->begin_event({number, type, time, 0, 0}));
+        in_event_ = true;
         check(writer_->begin_server_block({server_, time, static_cast<std::int32_t>(number), 0, 0}));
         for (const auto& [channel, bytes] : found->second)
           check(writer_->add_data(static_cast<int>(channel), bytes.data(), bytes.size()));
         check(writer_->end_event());
       }
+    in_event_ = false;
   }
 
   void close() {
     const nb::gil_scoped_release released;
     const std::lock_guard lock(mutex_);
+    check_state();
     check(writer_->close());
   }
 
@@ -131,6 +176,13 @@ class event_writer {
   }
 
  private:
+  void check_state() const {
+    if (in_event_)
+      throw write_failed(
+          "The writer has failed within an event, so it takes no more; what it has completed stays: go on "
+          "with a new Writer, whose first_file is the next number");
+  }
+
   void check(int status) const {
     if (status >= 0) return;
     if (status == RAVO_DAQ_WRITER_NO_MEMORY) throw std::bad_alloc();
@@ -143,7 +195,8 @@ class event_writer {
   raw_writer* writer_ = nullptr;
   std::string server_;
   std::vector<RAVO_EVTYPE> event_types_;
-  mutable std::mutex mutex_;  ///< guards the writer and the list of channels
+  bool in_event_ = false;     ///< also after a failure within an event
+  mutable std::mutex mutex_;  ///< guards the writer, the list of channels and the state
 };
 
 void bind_settings(nb::module_& module) {
@@ -240,6 +293,8 @@ void bind_writer(nb::module_& module) {
       .def("add_event", &event_writer::add_event, "number"_a, "time_us"_a, "blocks"_a)
       .def("close", &event_writer::close)
       .def_prop_ro("files", &event_writer::files);
+  module.def("data_types", &data_types_of, "generation"_a,
+             "Kind and number of members of each data type that a channel of a generation may have.");
   module.def(
       "extend_catalogue",
       [](const std::string& folder, const std::string& catalogue, const std::string& experiment) {

@@ -2,6 +2,8 @@
 
 import hashlib
 import json
+import signal
+import threading
 import zlib
 from pathlib import Path
 
@@ -62,6 +64,10 @@ def test_channels_in_all_or_by_kind(tmp_path):
 def test_a_setting_out_of_range_is_a_value_error(tmp_path):
     with pytest.raises(ValueError, match="files is 0; it must be from 1 to 100000"):
         ravo.simulate(tmp_path, files=0)
+    with pytest.raises(ValueError, match="files is 4294967296, which is of the wrong type or out of range"):
+        ravo.simulate(tmp_path, files=2**32)
+    with pytest.raises(ValueError, match="bpms is 'two'"):
+        ravo.simulate(tmp_path, channels={"bpms": "two"})
     with pytest.raises(ValueError, match="generation"):
         ravo.simulate(tmp_path, generation="newest")
     with pytest.raises(ValueError, match="there is no fault 'no-such'"):
@@ -87,3 +93,35 @@ def test_progress_counts_events_and_what_it_raises_ends_the_simulation(tmp_path)
     with pytest.raises(KeyboardInterrupt):
         ravo.simulate(tmp_path / "b", files=1000, events=1000, progress=enough)
     assert all(not path.name.startswith(".") for path in Path(tmp_path / "b").iterdir())
+
+
+def test_ctrl_c_ends_the_simulation(tmp_path):
+    begun = threading.Event()
+
+    def interrupt():
+        begun.wait()
+        signal.pthread_kill(threading.main_thread().ident, signal.SIGINT)
+
+    sender = threading.Thread(target=interrupt, daemon=True)
+    sender.start()
+    with pytest.raises(KeyboardInterrupt):
+        ravo.simulate(tmp_path, files=1000, events=1000, progress=lambda _done, _total: begun.set())
+    sender.join()
+    assert all(path.suffix == ".raw" for path in tmp_path.iterdir())
+
+
+def test_a_bar_shows_progress(tmp_path, capfd):
+    ravo.simulate(tmp_path, events=10, progress=True)
+    printed = capfd.readouterr()
+    assert printed.out == ""
+    assert "simulating" in printed.err
+    assert "100" in printed.err
+
+
+def test_faults_by_name_and_by_pair(tmp_path):
+    assert ravo.fault_kinds().keys() >= {"flipped-bit", "truncated", "missing-file"}
+    one = ravo.simulate(tmp_path / "a", events=10, faults=["flipped-bit@2"])
+    same = ravo.simulate(tmp_path / "b", events=10, faults=[("flipped-bit", 2)])
+    assert digests(one.files) == digests(same.files)
+    with pytest.raises(ValueError, match='After the "@" of "truncated@last" comes the number of a file'):
+        ravo.simulate(tmp_path / "c", faults=["truncated@last"])
