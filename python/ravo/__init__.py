@@ -73,6 +73,7 @@ from ravo._errors import (
 )
 from ravo._run import Run, find_files, open
 from ravo._simulate import Simulated, fault_kinds, simulate
+from ravo._tables import to_pandas
 from ravo._values import Values
 from ravo._verify import Finding, Report, VerifiedFile, verify
 from ravo._writer import Writer
@@ -145,6 +146,7 @@ __all__ = [
     "find_files",
     "open",
     "simulate",
+    "to_pandas",
     "verify",
     "zarr_store",
 ]

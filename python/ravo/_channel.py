@@ -18,16 +18,22 @@ from ravo._core import (
     Histogram,
     Kind,
     Part,
+    Rows,
     Statistics,
     join_or,
     near_names,
 )
 from ravo._errors import AccessError, ChannelNotFound, SelectionError
+from ravo._optional import require
 from ravo._progress import Progress, reporting
 from ravo._times import TimeLike, as_datetimes
-from ravo._values import Key, Values
+from ravo._values import Key, Values, is_all
 
 if TYPE_CHECKING:
+    import awkward as ak
+    import pandas as pd
+    import pyarrow as pa
+    import xarray as xr
     from matplotlib.axes import Axes
 
     from ravo._run import Run
@@ -70,6 +76,7 @@ class View:
     others: tuple[int | range, ...] | None = None  # None: all
     record: str | None = None
     profile: int | None = None  # of regions of interest: one of the two
+    aligned: bool = False  # a row for each event of the run
 
 
 class Channel:
@@ -268,6 +275,22 @@ class Channel:
             part = part._with_rows(part._rows_of_times(time))
         return part if member is None else part._of_member(member)
 
+    def aligned(self) -> Channel:
+        """Return the channel with a row for every event of the run.
+
+        Events at which it was not recorded have the status NOT_RECORDED, or of slow channels the value
+        that the selection's slow policy holds, with its age.
+
+        Examples
+        --------
+        >>> current = ravo.open(folder, slow="hold")["LINAC/MAGNET/001"]
+        >>> len(current), len(current.aligned()), ravo.Status(int(current.aligned().status[50])).name
+        (11, 202, 'HELD')
+        """
+        if self._view.rows is not None:
+            raise AccessError(f"aligned() is of all rows of {self._label}; take a part of what it returns")
+        return Channel(self._run, self._label, replace(self._view, aligned=True))
+
     # ---- values
 
     def read(self, *, progress: Progress = None) -> Values:
@@ -308,6 +331,108 @@ class Channel:
     def masked(self, *, progress: Progress = None) -> np.ma.MaskedArray[Any, Any]:
         """Read the values as a masked array, in which rows without a value are masked."""
         return self.read(progress=progress).masked()
+
+    # ---- values as other packages have them
+
+    def xarray(self, *, fill: Any = None, digest: bool = True, progress: Progress = None) -> xr.DataArray:
+        """Read the values as a labelled array.
+
+        Parameters
+        ----------
+        fill
+            What rows without a value hold, as `numpy` takes it.
+        digest
+            Whether ``attrs["ravo_digest"]`` is made, for which every block is processed twice.
+        progress
+            True for a progress bar, or a function of the done and the total bytes.
+
+        Returns
+        -------
+        xarray.DataArray
+            With the dimensions `dims` and the type `dtype`, of name-value lists ``(event, record)`` and
+            float32. Coordinates: ``event`` and ``event_number`` (uint32), ``time``
+            (``datetime64[us]``, UTC), ``status`` (uint8, with CF flags), of held values ``age``
+            (``timedelta64[us]``); ``member``, ``record``, ``axis``, ``y``, ``x`` where there are
+            such dimensions. Rows that differ in shape are objects, one array each.
+
+        Raises
+        ------
+        MissingValues
+            For integers of which some are missing, if ``fill`` is not given.
+        ImportError
+            If xarray is not installed.
+
+        Examples
+        --------
+        >>> x = run["LINAC/BPM/001"].xarray()
+        >>> x.dims, x.sel(event=1000007, member="CHARGE").shape, x.axis.attrs["units"]
+        (('event', 'member', 'sample'), (64,), 'us')
+        """
+        require("xarray", "xarray")
+        from ravo import _xarray
+
+        return _xarray.data_array(self, self._read(None, progress, digest=digest), fill)
+
+    def pandas(self, *, status: bool = False, age: bool = False, progress: Progress = None) -> pd.DataFrame:
+        """Read the values as a table: index event number, a time column, one column for each number.
+
+        The arguments and columns are those of `Run.dataframe`; the rows are those of the channel.
+
+        Raises
+        ------
+        AccessError
+            For rows of more than a number for each member.
+        ImportError
+            If pandas is not installed.
+
+        Examples
+        --------
+        >>> run["LINAC/ENERGY/001"].pandas().columns.tolist()
+        ['time', 'LINAC/ENERGY/001']
+        """
+        require("pandas", "pandas")
+        from ravo import _pandas
+
+        return _pandas.of_channel(self, status=status, age=age, progress=progress)
+
+    def arrow(self, *, progress: Progress = None) -> pa.Array:
+        """Read the values as an Arrow array; rows without a value are null.
+
+        Whole rows share memory with the reading. Samples, members and pixels are lists of a fixed
+        size, name-value lists structures, texts large strings, rows that differ in shape lists.
+
+        Raises
+        ------
+        ImportError
+            If pyarrow is not installed.
+
+        Examples
+        --------
+        >>> run["LINAC/TOROID/001"].arrow().type
+        FixedSizeListType(fixed_size_list<item: float not null>[64])
+        """
+        require("pyarrow", "arrow")
+        from ravo import _arrow
+
+        return _arrow.of_values(self.read(progress=progress))
+
+    def awkward(self, *, progress: Progress = None) -> ak.Array:
+        """Read the values as an Awkward array, made for rows that differ in shape; None without a value.
+
+        Raises
+        ------
+        ImportError
+            If awkward is not installed.
+
+        Examples
+        --------
+        >>> run["LINAC/MESSAGE/001"].awkward().ndim
+        1
+        """
+        require("awkward", "awkward")
+        from ravo import _awkward
+
+        return _awkward.of_values(self.read(progress=progress))
 
     @property
     def status(self) -> NDArray[np.uint8]:
@@ -539,7 +664,10 @@ class Channel:
         """Read the values for a library that speaks Arrow; rows without a value are null."""
         if self._view.others is not None or self._view.record is not None:
             raise AccessError(f"Only whole rows of {self._label} go to Arrow; take members and samples there")
-        return self.read().column.__arrow_c_array__(requested_schema)
+        values = self.read()
+        if not isinstance(values._row_key, int) and not is_all(values._row_key):
+            raise AccessError(f"Arrow takes rows of {self._label} in their order and once; use .arrow() for others")
+        return values.column.__arrow_c_array__(requested_schema)
 
     def _ipython_key_completions_(self) -> list[str]:
         return list(self.members)
@@ -554,7 +682,7 @@ class Channel:
 
     @cached_property
     def _index(self) -> ChannelIndex:
-        return self._run._index_of(self._label)
+        return self._run._index_of(self._label, Rows.EVENTS if self._view.aligned else Rows.RECORDED)
 
     @property
     def _row_dims(self) -> tuple[str, ...]:
@@ -668,8 +796,10 @@ class Channel:
     def _microseconds(self, time: TimeLike) -> int:
         return self._run._microseconds(time)
 
-    def _read(self, into: NDArray[Any] | None, progress: Progress) -> Values:
+    def _read(self, into: NDArray[Any] | None, progress: Progress, *, digest: bool = False) -> Values:
         part = Part()
+        part.rows = Rows.EVENTS if self._view.aligned else Rows.RECORDED
+        part.with_digest = digest
         row_key = _push_rows(part, self._view.rows)
         other_keys, row_shape = self._push_others(part)
         with reporting(progress, self._label) as report:

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 from collections.abc import Iterable, Iterator, Mapping
-from typing import Any, Literal, TypedDict
+from typing import TYPE_CHECKING, Any, Literal, TypedDict
 
 import numpy as np
 from numpy.typing import NDArray
@@ -31,10 +31,16 @@ from ravo._core import (
 )
 from ravo._errors import AccessError
 from ravo._facts import Facts
+from ravo._optional import require
 from ravo._progress import Progress, reporting
 from ravo._selection import PathLike, What, check_listed_files, make_selection
 from ravo._sizes import bytes_of
 from ravo._times import TimeLike, as_datetimes, microseconds
+
+if TYPE_CHECKING:
+    import pandas as pd
+    import pyarrow as pa
+    import xarray as xr
 
 
 class Options(TypedDict, total=False):
@@ -355,7 +361,7 @@ class Run(Mapping[str, Channel]):
         channels
             Which; left out, all.
         """
-        wanted = self.channels if channels is None else [find_label(self._labels, label) for label in channels]
+        wanted = self._wanted(channels)
         count = len(self.event)
         each = self._events_of(bytes_of(size), wanted)
         for first in range(0, count, each):
@@ -364,6 +370,134 @@ class Run(Mapping[str, Channel]):
             with reporting(progress, f"events {first} to {min(first + each, count)}") as report:
                 columns = self._dataset.columns(wanted, part, report)
             yield Batch(columns)
+
+    def xarray(
+        self,
+        channels: Iterable[str] | None = None,
+        *,
+        chunks: str | Mapping[str, int] | None = None,
+        fill: Any = None,
+        digest: bool = True,
+        progress: Progress = None,
+    ) -> xr.Dataset:
+        """Return channels as a labelled dataset, aligned by event.
+
+        The events are those that one of the channels was recorded at; slow channels have values there
+        by the selection's slow policy.
+
+        Parameters
+        ----------
+        channels
+            Which; left out, all.
+        chunks
+            Left out: everything is read now, in one pass over the files. Else values are read when they
+            are computed, by Dask, in chunks of successive events: a text such as "64 MB" is the decoded
+            size of a chunk of the channel with the largest values; a mapping is Dask's, of events by
+            ``{"event": 500}``.
+        fill
+            What rows without a value hold, see `Values.numpy`; or a dictionary from channels to that.
+        digest
+            Whether ``attrs["ravo_digest"]`` of each variable is made, for which every block is processed
+            twice. Not of chunks.
+        progress
+            True for a progress bar, or a function of the done and the total bytes. Not of chunks.
+
+        Returns
+        -------
+        xarray.Dataset
+            Of each channel a variable of its name, as `Channel.xarray` has it, and ``NAME.status``; of
+            slow channels that hold values ``NAME.age``. Where channels differ in a dimension, it is
+            named after the first channel that has it: ``LINAC/RF/001.sample``.
+
+        Raises
+        ------
+        MissingValues
+            For integers of which some are missing, if ``fill`` is not given; of chunks when they are read.
+        ImportError
+            If xarray is not installed, or Dask for chunks.
+
+        Examples
+        --------
+        >>> beam = run.xarray(["LINAC/TOROID/001", "LINAC/ENERGY/001"])
+        >>> beam["LINAC/TOROID/001"].dims, int(beam["LINAC/ENERGY/001.status"].max())
+        (('event', 'sample'), 0)
+        """
+        require("xarray", "xarray")
+        from ravo import _engine, _xarray
+
+        wanted = self._wanted(channels)
+        if chunks is None:
+            return _xarray.dataset(self, wanted, fill=fill, digest=digest, progress=progress)
+        require("dask", "dask")
+        return _engine.chunked(self, wanted, chunks, fill=fill)
+
+    def dataframe(
+        self,
+        channels: Iterable[str] | None = None,
+        *,
+        status: bool = False,
+        age: bool = False,
+        progress: Progress = None,
+    ) -> pd.DataFrame:
+        """Read channels as a table, with a row for each event that one of them was recorded at.
+
+        Parameters
+        ----------
+        channels
+            Which; left out, all that have a number for each member, a list of records or a text.
+        status
+            Whether each channel has a column ``NAME.status``: numbers of `Status`, uint8.
+        age
+            Whether each slow channel has a column ``NAME.age``: of held values, ``timedelta64[us]``.
+        progress
+            True for a progress bar, or a function of the done and the total bytes.
+
+        Returns
+        -------
+        pandas.DataFrame
+            The index ``event_number``, a column ``time`` (``datetime64[us, UTC]``), and of each channel
+            ``NAME``, or ``NAME:MEMBER`` for each of several members and for each record. Numbers are
+            float32, NaN where there is none; integers of which some are missing are nullable integers;
+            texts are objects.
+
+        Raises
+        ------
+        AccessError
+            For a channel with more than a number for each member.
+        ImportError
+            If pandas is not installed.
+
+        Examples
+        --------
+        >>> table = run.dataframe(["LINAC/ENERGY/001", "LINAC/STATUS/001"])
+        >>> table.shape, table.columns[1:3].tolist()
+        ((200, 5), ['LINAC/ENERGY/001', 'LINAC/STATUS/001:BUNCHES'])
+        """
+        require("pandas", "pandas")
+        from ravo import _pandas
+
+        return _pandas.of_run(self, channels, status=status, age=age, progress=progress)
+
+    def arrow(self, channels: Iterable[str] | None = None, *, progress: Progress = None) -> pa.Table:
+        """Read channels as an Arrow table: event_number, time, and of each channel NAME and NAME.status.
+
+        There is a row for each event of the run. Values that are not there are null. The metadata of
+        the table have the selection and the version, those of columns the unit.
+
+        Raises
+        ------
+        ImportError
+            If pyarrow is not installed.
+
+        Examples
+        --------
+        >>> run.arrow(["LINAC/ENERGY/001"]).column_names
+        ['event_number', 'time', 'LINAC/ENERGY/001', 'LINAC/ENERGY/001.status']
+        """
+        require("pyarrow", "arrow")
+        from ravo import _arrow
+
+        return _arrow.of_run(self, self._wanted(channels), progress)
 
     def digest(self, *, progress: Progress = None) -> dict[str, Digest]:
         """Return the digest of each channel's blocks: reads everything."""
@@ -415,8 +549,13 @@ class Run(Mapping[str, Channel]):
             self._event_ids = self._dataset.event_ids()
         return self._event_ids
 
-    def _index_of(self, label: str) -> ChannelIndex:
-        return self._dataset.index([label])[0]
+    def _wanted(self, channels: Iterable[str] | None) -> list[str]:
+        if isinstance(channels, str):
+            raise TypeError(f"Channels are a list of names, not a text: [{channels!r}]")
+        return self.channels if channels is None else [find_label(self._labels, label) for label in channels]
+
+    def _index_of(self, label: str, rows: Rows = Rows.RECORDED) -> ChannelIndex:
+        return self._dataset.index([label], rows)[0]
 
     def _microseconds(self, time: TimeLike) -> int:
         times = self._ids()[1]

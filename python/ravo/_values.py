@@ -149,21 +149,21 @@ class Values:
         return (
             f"{self.missing} of {np.size(self.status)} values of {self._column.channel} are missing (the first: "
             f"{worst.text}), and {self._column.dtype} has no number for that: "
-            f"use .numpy(fill=...), .masked() or .status"
+            f"pass fill=, or use .masked() or .status"
         )
 
     def _array(self) -> NDArray[Any]:
         if self._column.kind == Kind.NAME_VALUE:
             return self._records()
         if self._column.kind == Kind.TEXT:
-            return _objects(self._column.texts())[self._row_key]
+            return _taken(_objects(self._column.texts()), self._row_key)
         if self._column.is_ragged:
             if self._other_keys:
                 raise ShapeError(
                     f"The rows of {self._column.channel} differ in shape, so only whole rows can be taken: "
                     f"read them, and cut each of them"
                 )
-            return _objects(self._ragged_rows())[self._row_key]
+            return _taken(_objects(self._ragged_rows()), self._row_key)
         values = self._column.values
         if not self._other_keys and isinstance(self._row_key, slice) and self._row_key == slice(None):
             return values
@@ -183,7 +183,17 @@ class Values:
         for row, has_value in enumerate(_HAS_VALUE[self._column.status]):
             pairs = zip(names, values[row].tolist(), _HAS_VALUE[present[row]], strict=True)
             rows.append({name: value for name, value, there in pairs if there} if has_value else None)
-        return np.asarray(_objects(rows)[self._row_key])
+        return _taken(_objects(rows), self._row_key)
+
+    def records(self) -> tuple[NDArray[np.float32], NDArray[np.uint8]]:
+        """Return name-value lists as numbers and statuses, both (rows, records), in the order of the names.
+
+        The names are ``column.record_names``. A record that a list lacks is NaN, with the status
+        NOT_RECORDED.
+        """
+        shape = (len(self._column), len(self._column.record_names))
+        status = self._column.record_status.reshape(shape)
+        return self._column.values.reshape(shape)[self._row_key], status[self._row_key]
 
     def _ragged_rows(self) -> list[object]:
         column = self._column
@@ -216,3 +226,23 @@ def _objects(rows: list[Any]) -> NDArray[Any]:
     for index, row in enumerate(rows):
         array[index] = row
     return array
+
+
+def _taken(objects: NDArray[Any], key: Key) -> NDArray[Any]:
+    """Return rows; a single one as it is if it is an array, else as an array without dimensions."""
+    taken = objects[key]
+    if isinstance(taken, np.ndarray):
+        return taken
+    single = np.empty((), dtype=object)
+    single[()] = taken
+    return single
+
+
+def has_value(status: NDArray[np.uint8]) -> NDArray[np.bool_]:
+    """Return of each status whether it comes with a value."""
+    return _HAS_VALUE[status]
+
+
+def is_all(key: Key) -> bool:
+    """Return whether a key takes everything as it is."""
+    return isinstance(key, slice) and key == slice(None)

@@ -12,6 +12,7 @@ from pathlib import Path
 from typing import Any
 
 import pytest
+import ravo
 
 
 @pytest.fixture(scope="session")
@@ -50,3 +51,34 @@ def rows_of(tool: str) -> Callable[[Path, str], list[dict[str, Any]]]:
         return [json.loads(line) for line in lines if '"value_status"' in line]
 
     return read
+
+
+def overwrite(path: str, offset: int, data: bytes) -> None:
+    with Path(path).open("r+b") as file:
+        file.seek(offset)
+        file.write(data)
+
+
+@pytest.fixture(scope="session")
+def by_hand(tool: str, tmp_path_factory: pytest.TempPathFactory) -> Path:
+    """Files in which three blocks were changed by hand.
+
+    Row 5 of LINAC/BPM/001 and row 7 of LINAC/CAMERA_EXT/001 cannot be converted; row 5 of
+    LINAC/CAMERA/001 is 48 pixels wide and 64 high, where the others are 64 wide and 48 high.
+    """
+    made = tmp_path_factory.mktemp("by_hand")
+    command = [tool, "simulate", str(made), "--compression", "none"]
+    subprocess.run(command, check=True, capture_output=True)
+    run = ravo.open(made)
+    places = [run.locate(label, row) for label, row in CHANGED]
+    for place, (label, _) in zip(places, CHANGED, strict=True):
+        assert place is not None
+        if label == "LINAC/CAMERA/001":
+            overwrite(place.path, place.data_offset + 2, (48).to_bytes(2, "big"))
+            overwrite(place.path, place.data_offset + 6, (64).to_bytes(2, "big"))
+        else:
+            overwrite(place.path, place.data_offset, bytes([0x7F] * 8))
+    return made
+
+
+CHANGED = [("LINAC/BPM/001", 5), ("LINAC/CAMERA_EXT/001", 7), ("LINAC/CAMERA/001", 5)]
