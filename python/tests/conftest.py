@@ -77,7 +77,7 @@ def by_hand(tool: str, tmp_path_factory: pytest.TempPathFactory) -> Path:
             overwrite(place.path, place.data_offset + 2, (48).to_bytes(2, "big"))
             overwrite(place.path, place.data_offset + 6, (64).to_bytes(2, "big"))
         else:
-            overwrite(place.path, place.data_offset, bytes([0x7F] * 8))
+            overwrite(place.path, place.data_offset, bytes([0x7F] * (120 if "CAMERA" in label else 8)))
     return made
 
 
