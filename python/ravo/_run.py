@@ -8,7 +8,7 @@ from typing import TYPE_CHECKING, Any, Literal, TypedDict
 import numpy as np
 from numpy.typing import NDArray
 
-from ravo import _core
+from ravo import _core, _pickles  # noqa: F401 (which registers what is pickled)
 from ravo._availability import Availability
 from ravo._batch import Batch
 from ravo._channel import Channel, find_label

@@ -134,8 +134,10 @@ def test_envelopes_of_a_time_and_a_member(run: ravo.Run) -> None:
 
 def test_start_and_end_limit_the_rows_further(run: ravo.Run) -> None:
     channel = run[BPM][20:120]
-    assert int(channel.envelope(3, start=100, end=500).values.sum()) == len(channel) - 80
-    assert int(channel.envelope(3, end=25).values.sum()) == 5
+    assert int(channel.envelope(3, start=100, end=500).values.sum()) == np.count_nonzero(
+        event_positions(run, channel) >= 100
+    )
+    assert int(channel.envelope(3, end=25).values.sum()) == np.count_nonzero(event_positions(run, channel) < 25)
 
 
 def test_a_profile_and_a_record_have_envelopes(run: ravo.Run) -> None:
@@ -220,7 +222,7 @@ def test_chunks_are_the_column(run: ravo.Run) -> None:
     batches = list(run.batches("20 kB", [BPM]))
     assert len(batches) > 3
     np.testing.assert_array_equal(
-        np.concatenate([batch[BPM].masked().compressed() for batch in batches]), whole.ravel()
+        np.concatenate([batch[BPM].masked().compressed() for batch in batches]), run[BPM].masked().compressed()
     )
 
 
