@@ -1,10 +1,11 @@
 // The dataset layer over a small set of simulated files that the input damages: events forward and
-// backward, single events, columns and the digest. Whatever is delivered is read to its end, and the
-// ledgers balance.
+// backward, single events, columns, digests, tables, parts, and what is computed while decoding. Whatever
+// is delivered is read to its end, and the ledgers balance.
 #include "ravo_dataset.h"
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -65,9 +66,10 @@ struct event_value {
   bool is_own;  ///< the channel has an entry of the event
   std::int64_t age;
 };
-/// The same for all values, by channel, and how many of them the ledger expects.
+/// The same for all values, by channel, their digests, and how many of them the ledger expects.
 struct event_values {
   std::vector<std::vector<event_value>> values;
+  std::vector<value_digest> digests;
   read_ledger ledger;
 };
 
@@ -84,8 +86,9 @@ digests read_events(const dataset& data, event_order order, event_values* from_e
       const value one = seen[channel];
       all[channel].add(one);
       const bool is_own = !one.is_held() && one.status() != value_status::not_recorded;
-      if (from_events != nullptr)
-        from_events->values[channel].push_back({seen.id(), one.status(), is_own, one.age()});
+      if (from_events == nullptr) continue;
+      from_events->values[channel].push_back({seen.id(), one.status(), is_own, one.age()});
+      from_events->digests[channel].add(seen.id(), one);
     }
     expect(++events <= size, "there are as many events as the dataset says");
   }
@@ -114,6 +117,14 @@ void expect_same_rows(const column_data& column, column_rows rows,
   expect(row == column.size(), "a column has no other rows");
 }
 
+/// A column lacks the values that are of another kind than its other ones.
+void expect_same_values(const column_data& column, const value_digest& expected) {
+  if (std::count(column.status.begin(), column.status.end(), value_status::type_changed) != 0) return;
+  value_digest of_column;
+  of_column.add(column);
+  expect(of_column == expected, "a column has the values of its events");
+}
+
 void read_columns(const dataset& data, const event_values& from_events, const digests& by_event) {
   for (std::size_t i = 0; i < by_event.size(); ++i) {
     const dataset_channel& channel = data.channels()[i];
@@ -131,6 +142,7 @@ void read_columns(const dataset& data, const event_values& from_events, const di
       expect_same_rows(column, rows, from_events.values[i]);
       expect(column.ledger.expected() == from_events.ledger.channels[i].expected,
              "as many values are expected");
+      expect_same_values(column, from_events.digests[i]);
       if (column.digest) expect(*column.digest == by_event[i], "a column has the digest of its events");
     }
   }
@@ -142,6 +154,21 @@ bool may_become(index_status said, value_status found) {
   if (said == index_status::recorded) return found == value_status::ok || is_missing(found);
   if (said == index_status::held || said == index_status::stale) return is_the_same || is_missing(found);
   return is_the_same;
+}
+
+/// Places that are asked for together are those that are asked for one by one.
+void locate_together(const dataset& data, const channel_index& index, column_rows rows) {
+  if (index.size() == 0) return;
+  const std::vector<std::uint64_t> wanted{index.size() - 1, 0, index.size() / 2, 0};
+  const std::vector<std::optional<block_place>> places = data.locate(index.channel, wanted, rows);
+  expect(places.size() == wanted.size(), "there is a place for each row");
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    const auto alone = data.locate(index.channel, wanted[i], rows);
+    expect(places[i].has_value() == alone.has_value(), "a row has one place");
+    expect(!alone || (places[i]->path == alone->path && places[i]->offset == alone->offset &&
+                      places[i]->status == alone->status && places[i]->stored_bytes == alone->stored_bytes),
+           "the place of a row is the same alone and among others");
+  }
 }
 
 /// The index says of every value of a column what decoding it may report, and locates its block.
@@ -161,6 +188,7 @@ void ask_the_tables(const dataset& data) {
                    index.times_us()[row] == microseconds_of(column.times[row]) &&
                    may_become(index.status[row], column.status[row]),
                "an index contradicts no column");
+      locate_together(data, index, rows);
       for (std::size_t row = 0; row < std::min(index.size(), most_places); ++row) {
         const auto place = data.locate(index.channel, row, rows);
         const bool has_value = column.status[row] == value_status::ok;
@@ -171,6 +199,62 @@ void ask_the_tables(const dataset& data) {
   }
   for (const channel_description& one : data.describe())
     expect(one.kind == data.layout(one.label).kind, "a description has the kind of the column");
+}
+
+/// Bins have each value once, and each number.
+void expect_bins(const dataset& data, const channel_statistics& counted, bin_axis axis) {
+  envelope_options options;
+  options.axis = axis;
+  options.bins = 7;
+  const channel_envelope envelope = data.envelope(counted.channel, options);
+  std::uint64_t values = 0, missing = 0;
+  for (const envelope_bin& bin : envelope.bins) {
+    values += bin.values;
+    missing += bin.missing;
+  }
+  const std::uint64_t read = counted.by_status[static_cast<std::size_t>(value_status::ok)];
+  expect(values == counted.values && missing == values - read, "bins have each value once");
+  expect(envelope.ledger.is_balanced(), "the account of an envelope balances");
+  expect(envelope.series.size() == counted.series.size(), "an envelope has the series of the statistics");
+  for (std::size_t i = 0; i < envelope.series.size(); ++i) {
+    std::uint64_t numbers = 0;
+    for (const envelope_numbers& bin : envelope.series[i].bins) numbers += bin.count;
+    expect(numbers == counted.series[i].numbers.count, "bins have each number once");
+  }
+}
+
+void expect_histogram(const dataset& data, const channel_statistics& counted) {
+  const channel_histogram histogram = data.histogram(counted.channel);
+  expect(histogram.ledger.is_balanced(), "the account of a histogram balances");
+  expect(histogram.series.size() == counted.series.size(), "a histogram has the series of the statistics");
+  for (std::size_t i = 0; i < histogram.series.size(); ++i) {
+    const number_histogram& one = histogram.series[i];
+    std::uint64_t numbers = one.below + one.above + one.nan;
+    for (const std::uint64_t count : one.counts) numbers += count;
+    expect(numbers == counted.series[i].numbers.count, "a histogram has each number once");
+  }
+}
+
+/// What is computed while decoding is of the values that reading by event reports.
+void compute(const dataset& data, const event_values& from_events) {
+  availability_options bins;
+  bins.bins = 5;
+  const availability_map available = data.availability(bins);
+  const std::vector<named_value_digest> at_once = data.value_digests();
+  for (std::size_t i = 0; i < from_events.values.size(); ++i) {
+    const channel_statistics seen = data.statistics(data.channels()[i].label);
+    decltype(seen.by_status) by_status{};
+    for (const event_value& one : from_events.values[i])
+      if (one.is_own) ++by_status[static_cast<std::size_t>(one.status)];
+    expect(seen.by_status == by_status, "statistics are of the values of the events");
+    expect(seen.ledger.is_balanced(), "the account of statistics balances");
+    for (const bin_axis axis : {bin_axis::events, bin_axis::time}) expect_bins(data, seen, axis);
+    expect_histogram(data, seen);
+    std::uint64_t values = 0;
+    for (const availability_bin& bin : available.channels[i].bins) values += bin.recorded + bin.damaged;
+    expect(values == seen.values, "what is available is what is read");
+    expect(at_once[i].digest == from_events.digests[i], "values have the digest of the events' values");
+  }
 }
 
 /// A part of a column reports what the whole column reports of its rows; and its chunks add up to it.
@@ -232,11 +316,13 @@ void use(const selection& wanted) {
   static_cast<void>(data.plan().to_text());
   event_values from_events;
   from_events.values.resize(data.channels().size());
+  from_events.digests.resize(data.channels().size());
   const digests by_event = read_events(data, event_order::forward, &from_events);
   expect(read_events(data, event_order::backward) == by_event, "events are the same in both orders");
   if (const auto found = data.at(first_number + 2)) look_at(*found);
   read_columns(data, from_events, by_event);
   ask_the_tables(data);
+  compute(data, from_events);
   read_parts(data);
   const std::vector<named_digest> at_once = data.digest();
   for (std::size_t channel = 0; channel < by_event.size(); ++channel)
