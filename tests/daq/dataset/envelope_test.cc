@@ -51,6 +51,22 @@ void expect_numbers(const envelope_numbers& seen, const std::vector<double>& num
   EXPECT_PRED2(is_same_number, seen.greatest, expected.greatest);
 }
 
+/// Without limits, the bins are of all events.
+void expect_ends(const dataset& data, const channel_envelope& seen, const envelope_options& options) {
+  if (data.size() == 0) return;
+  std::vector<std::int64_t> positions;
+  for (event_range events = data.events(); const event& one : events)
+    positions.push_back(options.axis == bin_axis::events ? static_cast<std::int64_t>(positions.size())
+                                                         : in_microseconds(one.time()));
+  const auto [first, last] = std::minmax_element(positions.begin(), positions.end());
+  if (!options.from) {
+    EXPECT_EQ(seen.edges.front(), *first);
+  }
+  if (!options.to && (!options.from || *options.from <= *last)) {
+    EXPECT_EQ(seen.edges.back(), *last + 1);
+  }
+}
+
 void expect_envelope(const dataset& data, const std::string& channel, const envelope_options& options) {
   SCOPED_TRACE(channel);
   const channel_envelope seen = data.envelope(channel, options);
@@ -59,6 +75,7 @@ void expect_envelope(const dataset& data, const std::string& channel, const enve
   ASSERT_LE(seen.bins.size(), options.bins);
   EXPECT_TRUE(std::is_sorted(seen.edges.begin(), seen.edges.end()));
   EXPECT_TRUE(seen.ledger.is_balanced());
+  expect_ends(data, seen, options);
   const std::int64_t from = seen.edges.front(), to = seen.edges.back();
   std::erase_if(values, [&](const seen_value& one) {
     const std::int64_t at = position_of(options.axis, one);
@@ -100,6 +117,7 @@ TYPED_TEST(Envelopes, AreThoseOfTheEventsOfEveryKind) {
     const temporary_folder folder;
     selection wanted = of_files(write_kinds<TypeParam>(folder, random));
     wanted.step = 1 + random.below(2);
+    if (random.chance(3)) wanted.limit = 1 + random.below(12);
     dataset_options opened;
     opened.threads = 1 + random.below(3);
     const dataset data = dataset::open(wanted, opened);
@@ -174,6 +192,34 @@ TEST(EnvelopeBins, OfNothingAreNone) {
   const channel_envelope seen = dataset::open(wanted).envelope("A");
   EXPECT_TRUE(seen.bins.empty());
   EXPECT_EQ(seen.edges, (std::vector<std::int64_t>{0}));
+}
+
+TEST(EnvelopeBins, OfAPartAfterTheLastEventAreNone) {
+  const temporary_folder folder;
+  const dataset data = dataset::open(of_files({write_numbers(folder, 10)}));
+  envelope_options options;
+  options.from = 100;
+  const channel_envelope seen = data.envelope("A", options);
+  EXPECT_TRUE(seen.bins.empty());
+  EXPECT_EQ(seen.edges, (std::vector<std::int64_t>{100}));
+  EXPECT_EQ(seen.ledger.expected(), 0u);
+}
+
+TEST(EnvelopeBins, OfAllTimesThatThereAreAreEvenlyLong) {
+  const temporary_folder folder;
+  const dataset data = dataset::open(of_files({write_numbers(folder, 10)}));
+  envelope_options options;
+  options.axis = bin_axis::time;
+  options.bins = 7;
+  options.from = std::numeric_limits<std::int64_t>::min();
+  options.to = std::numeric_limits<std::int64_t>::max();
+  const channel_envelope seen = data.envelope("A", options);
+  EXPECT_EQ(seen.edges, (std::vector<std::int64_t>{
+                            *options.from, -6588122883467697006, -3952873730080618204, -1317624576693539402,
+                            1317624576693539400, 3952873730080618202, 6588122883467697004, *options.to}));
+  std::vector<std::uint64_t> values;
+  for (const envelope_bin& bin : seen.bins) values.push_back(bin.values);
+  EXPECT_EQ(values, (std::vector<std::uint64_t>{0, 0, 0, 10, 0, 0, 0}));
 }
 
 TEST(EnvelopeBins, ThatMakeNoSenseAreRefused) {
