@@ -204,12 +204,141 @@ TEST(ExactSums, OfGroupsAreThoseOfSingleNumbers) {
   EXPECT_TRUE(same_bits(by_one.statistics(), statistics_of_floats(numbers)));
 }
 
+// As many numbers as are added at once; 256 of 24 bits that are 32 bits apart do not fit into 63 bits.
+TEST(ExactSums, OfNumbersWhoseSizesLieFarApartDoNotOverflow) {
+  __extension__ using wide = unsigned __int128;
+  constexpr std::size_t count = 256;
+  constexpr std::uint64_t small = (1u << 24) - 1;  // all bits of a float
+  for (unsigned apart = 28; apart <= 36; ++apart)
+    for (const int sign : {1, -1}) {
+      SCOPED_TRACE(sign * static_cast<int>(apart));
+      const std::uint64_t large = small << apart, difference = large - small;
+      std::vector<float> numbers(count, static_cast<float>(sign) * static_cast<float>(large));
+      numbers[17] = static_cast<float>(sign) * static_cast<float>(small);
+      const number_statistics seen = statistics_of_floats(numbers);
+      EXPECT_EQ(seen.mean, sign * static_cast<double>((count - 1) * wide{large} + small) / count);
+      // Of n - 1 equal numbers and another one, n * squares - sum^2 is (n - 1) * difference^2.
+      const wide spread = (count - 1) * wide{difference} * difference;
+      EXPECT_EQ(seen.deviation, std::sqrt(static_cast<double>(spread)) / count);
+    }
+}
+
+TEST(ExactSums, AreThoseOfWholeNumbersAtEveryScale) {
+  __extension__ using wide = __int128;
+  std::mt19937 random(5);
+  for (int scale = -149; scale <= 74; ++scale) {
+    SCOPED_TRACE(scale);
+    const std::size_t count = 1 + random() % 256;
+    std::vector<float> numbers;
+    wide sum = 0, squares = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::int64_t mantissa = static_cast<std::int64_t>(random() >> 8) - (1 << 22);
+      const std::int64_t whole = mantissa * (std::int64_t{1} << random() % 31);
+      numbers.push_back(std::ldexp(static_cast<float>(whole), scale));
+      sum += whole;
+      squares += wide{whole} * whole;
+    }
+    const auto n = static_cast<double>(count);
+    const double spread = static_cast<double>(static_cast<wide>(count) * squares - sum * sum);
+    const number_statistics seen = statistics_of_floats(numbers);
+    EXPECT_EQ(seen.mean, std::ldexp(static_cast<double>(sum), scale) / n);
+    EXPECT_EQ(seen.deviation, std::ldexp(std::sqrt(spread), scale) / n);
+  }
+}
+
+TEST(ExactSums, AreRoundedOnceWhereverTheirLastBitLies) {
+  for (int unit = -149; unit <= 74; ++unit) {
+    // Half way between two doubles, where the even one is taken; and a little more.
+    const float large = std::ldexp(1.0f, unit + 53), half = std::ldexp(1.0f, unit);
+    EXPECT_EQ(statistics_of_floats({large, half, 0, 0}).mean, std::ldexp(0x1p53, unit) / 4) << unit;
+    for (int last = -149; last < unit; ++last)
+      ASSERT_EQ(statistics_of_floats({large, half, std::ldexp(1.0f, last), 0}).mean,
+                std::ldexp(0x1p53 + 2, unit) / 4)
+          << unit << " " << last;
+  }
+}
+
 TEST(ExactSums, DoNotShowWhichZeroCameFirst) {
   EXPECT_FALSE(std::signbit(statistics_of_floats({-0.0f, 0.0f}).least));
   EXPECT_FALSE(std::signbit(statistics_of_floats({-0.0f}).greatest));
 }
 
+// ---- gaps
+
+std::optional<gap_statistics> gaps_of(const std::vector<std::uint32_t>& events) {
+  const temporary_folder folder;
+  handmade_file file;
+  std::vector<std::pair<std::size_t, float>> numbers;
+  for (const std::uint32_t event : events) {
+    numbers.emplace_back(numbers.size(), 1.0f);
+    file.events.push_back(event_at(event, 100 * event));
+  }
+  file.channels = {numbers_at("C", numbers)};
+  return dataset::open(of_files({write(folder, "a.raw", file)})).statistics("C").gaps;
+}
+
+TEST(StatisticsOfGaps, BeginAfterOneAndAHalfTimesTheUsualDistance) {
+  const auto none = gaps_of({2, 4, 6, 8, 11});
+  ASSERT_TRUE(none);
+  EXPECT_EQ(none->count, 0u);
+  EXPECT_EQ(none->events, 0u);
+  const auto one = gaps_of({2, 4, 6, 8, 11, 15});
+  ASSERT_TRUE(one);
+  EXPECT_EQ(one->count, 1u);
+  EXPECT_EQ(one->events, 1u);
+  EXPECT_EQ(one->longest, 4u);
+  EXPECT_EQ(one->after_event, 11u);
+}
+
+TEST(StatisticsOfGaps, GoByTheSmallerOfTwoDistancesInTheMiddle) {
+  const auto gaps = gaps_of({1, 2, 3, 5, 7});
+  ASSERT_TRUE(gaps);
+  EXPECT_EQ(gaps->count, 2u);
+  EXPECT_EQ(gaps->events, 2u);
+  EXPECT_EQ(gaps->longest, 2u);
+  EXPECT_EQ(gaps->after_event, 3u);
+}
+
+TEST(StatisticsOfGaps, NeedThreeValues) {
+  EXPECT_FALSE(gaps_of({1, 2}));
+  EXPECT_TRUE(gaps_of({1, 2, 3}));
+}
+
 // ---- readings
+
+/// Files of so many events each, with a wave at those whose place in the file leaves 0 or 2 divided by 3.
+std::vector<std::string> write_parts(const temporary_folder& folder, std::uint32_t files,
+                                     std::uint32_t events) {
+  std::vector<std::string> paths;
+  for (std::uint32_t number = 0; number < files; ++number) {
+    handmade_file file;
+    handmade_channel channel("C");
+    for (std::uint32_t i = 0; i < events; ++i) {
+      const std::uint32_t event = number * events + i;
+      file.events.push_back(event_at(1 + event, 10 * event));
+      handmade_block block;
+      block.event = i;
+      block.payload = spectrum({std::vector<float>(1 + i % 5, static_cast<float>(event))});
+      if (i % 3 != 1) channel.blocks.push_back(block);
+    }
+    file.channels = {channel};
+    paths.push_back(write(folder, "part" + std::to_string(number) + ".raw", file));
+  }
+  return paths;
+}
+
+TEST(StatisticsReading, OfManyFilesInLittleMemoryIsThatOfTheEvents) {
+  const temporary_folder folder;
+  selection wanted = of_files(write_parts(folder, 30, 301));
+  dataset_options options;
+  options.memory_limit = std::size_t{1} << 20;  // so that the rows of all files are not there at once
+  const dataset data = dataset::open(wanted, options);
+  const channel_statistics seen = data.statistics("C");
+  expect_statistics(data, seen);
+  EXPECT_EQ(seen.values, 30u * 201);
+  ASSERT_TRUE(seen.gaps);
+  EXPECT_EQ(seen.gaps->count, 30u * 100);
+}
 
 TEST(StatisticsReading, ThatIsCancelledLeavesTheDatasetAsItWas) {
   const temporary_folder folder;
