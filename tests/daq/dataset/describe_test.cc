@@ -76,6 +76,16 @@ TYPED_TEST(Description, TakesTheAxisOfTheDataTypeWhereNoneIsDescribed) {
   EXPECT_EQ(wave.unit, "mm");
 }
 
+// Its type says of the axis only that it is described elsewhere.
+class DescriptionOfGenericSpectra : public Description<layout_2010> {};
+TEST_F(DescriptionOfGenericSpectra, HasNoAxisThatIsNotDescribed) {
+  this->add(xml_of("<channel prop_name=\"WAVE\" units=\"mm\"/>"), RAVO_BLOCK_GENERIC_SPECT);
+  const channel_description wave = this->open().describe("WAVE");
+  EXPECT_EQ(wave.axis_label, "");
+  EXPECT_EQ(wave.axis_unit, "");
+  EXPECT_EQ(wave.dimensions, (std::vector<described_dimension>{{column_dimension::sample, 4, "", ""}}));
+}
+
 TYPED_TEST(Description, ReportsWhatChangesFromFileToFile) {
   this->add(in_mm);
   this->add(in_mm);
