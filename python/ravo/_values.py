@@ -178,7 +178,7 @@ class Values:
             if self._record in names:
                 return np.asarray(values[:, names.index(self._record)][self._row_key])
             return np.full(len(self._column), np.nan, dtype=np.float32)[self._row_key]
-        present = self._column.record_status
+        present = self._column.record_status.reshape(values.shape)
         rows: list[object] = []
         for row, has_value in enumerate(_HAS_VALUE[self._column.status]):
             pairs = zip(names, values[row].tolist(), _HAS_VALUE[present[row]], strict=True)

@@ -69,6 +69,16 @@ def test_texts(tmp_path, generation):
     assert list(channel.numpy()) == texts
 
 
+def test_values_of_no_size(tmp_path, generation):
+    none = {"A": [], "B": np.zeros((2, 0)), "C": np.zeros((0, 0), np.uint8), "D": {}, "E": ([], [])}
+    with ravo.Writer(tmp_path, generation=generation) as writer:
+        writer.add(1, START, none)
+    run = ravo.open(file=writer.files)
+    assert {
+        name: channel.numpy()[0] == {} if name == "D" else channel.numpy().size for name, channel in run.items()
+    } == {"A": 0, "B": 0, "C": 0, "D": True, "E": 0}
+
+
 def test_names_and_values(tmp_path, generation):
     channel = written(tmp_path, generation, "A/B", [{"A": 1, "B": 2}, {"A": 3, "B": 4.5}])
     assert channel.numpy().tolist() == [{"A": 1, "B": 2}, {"A": 3, "B": 4.5}]
