@@ -80,6 +80,8 @@ def test_a_folder_that_cannot_be_made_is_an_os_error(tmp_path):
     with pytest.raises(ravo.SimulationError, match="file") as caught:
         ravo.simulate(tmp_path / "file" / "below")
     assert isinstance(caught.value, OSError)
+    with pytest.raises(ravo.SimulationError, match="/proc/nowhere: No such file"):
+        ravo.simulate("/proc/nowhere")
 
 
 def test_progress_counts_events_and_what_it_raises_ends_the_simulation(tmp_path):

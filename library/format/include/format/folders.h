@@ -70,6 +70,20 @@ inline bool is_folder(const std::string& path) {
   return uninterrupted::stat(path.c_str(), &about) == 0 && S_ISDIR(about.st_mode);
 }
 
+/// Makes a folder in one that is there. 0, or an errno value, which is EEXIST if something that is not a
+/// folder has its name.
+inline int make_one_folder(const std::string& folder, const std::string& around,
+                           std::set<std::string>& changed) {
+  if (uninterrupted::mkdir(folder.c_str(), 0777) == 0) {
+    changed.insert(around);
+    return 0;
+  }
+  if (errno != EEXIST) return errno;
+  struct stat about {};
+  if (uninterrupted::stat(folder.c_str(), &about) != 0) return errno;
+  return S_ISDIR(about.st_mode) ? 0 : EEXIST;
+}
+
 /// Makes a folder and its missing parents. 0, or an errno value, which is EEXIST if something that is
 /// not a folder has its name. Folders that have gained an entry are added to `changed`, so that the
 /// caller can sync them to disk.
@@ -80,18 +94,12 @@ inline int make_folders(const std::string& folder, std::set<std::string>& change
   const std::size_t slash = folder.rfind('/');
   const std::string around =
       slash == std::string::npos ? "." : folder.substr(0, std::max<std::size_t>(slash, 1));
-  if (uninterrupted::mkdir(folder.c_str(), 0777) == 0) {
-    changed.insert(around);
-    return 0;
-  }
-  if (errno == EEXIST) {
-    struct stat about {};
-    if (uninterrupted::stat(folder.c_str(), &about) != 0) return errno;
-    return S_ISDIR(about.st_mode) ? 0 : EEXIST;
-  }
-  if (errno != ENOENT || slash == std::string::npos) return errno;
+  if (const int error = make_one_folder(folder, around, changed);
+      error != ENOENT || slash == std::string::npos)
+    return error;
   if (const int error = make_folders(around, changed); error != 0) return error;
-  return make_folders(folder, changed);
+  // Some folders take no entry: /proc answers as if it were not there.
+  return make_one_folder(folder, around, changed);
 }
 
 }  // namespace ravo
