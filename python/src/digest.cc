@@ -54,14 +54,7 @@ void bind_one(nb::module_& module, const char* name, const char* doc) {
             return self;
           },
           "other"_a, "The digest of this part and another one.")
-      .def("__hash__", [](const Digest& self) { return std::hash<std::string>()(self.to_text()); })
-      .def(
-          "__reduce__",
-          [](nb::handle_t<Digest> self) {
-            return nb::make_tuple(self.type().attr("from_text"),
-                                  nb::make_tuple(self.attr("text"), self.attr("values")));
-          },
-          nb::sig("def __reduce__(self) -> tuple[object, ...]"));
+      .def("__hash__", [](const Digest& self) { return std::hash<std::string>()(self.to_text()); });
 }
 
 std::string digests_to_json(const nb::typed<nb::dict, nb::str, channel_digest>& digests) {

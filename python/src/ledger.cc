@@ -66,17 +66,10 @@ void bind_ledger(nb::module_& module) {
       .def("to_text", &read_ledger::to_text,
            "Lines for people: a line for each cause, with file and offset.")
       .def("__str__", &read_ledger::to_text)
-      .def("__repr__",
-           [](const read_ledger& self) {
-             return "<ravo.Ledger: expected " + std::to_string(self.expected()) + ", delivered " +
-                    std::to_string(self.delivered()) + ", missing " + std::to_string(self.missing()) + ">";
-           })
-      .def(
-          "__reduce__",
-          [](nb::handle_t<read_ledger> self) {
-            return nb::make_tuple(self.type().attr("from_json"), nb::make_tuple(self.attr("to_json")()));
-          },
-          nb::sig("def __reduce__(self) -> tuple[object, ...]"));
+      .def("__repr__", [](const read_ledger& self) {
+        return "<ravo.Ledger: expected " + std::to_string(self.expected()) + ", delivered " +
+               std::to_string(self.delivered()) + ", missing " + std::to_string(self.missing()) + ">";
+      });
 }
 
 }  // namespace ravo::python

@@ -88,13 +88,7 @@ void bind_selection(nb::module_& module) {
             const selection* another = nullptr;
             return nb::try_cast(other, another) && another != nullptr && self == *another;
           },
-          "other"_a.none(), nb::sig("def __eq__(self, other: object, /) -> bool"))
-      .def(
-          "__reduce__",
-          [](nb::handle_t<selection> self) {
-            return nb::make_tuple(self.type().attr("parse"), nb::make_tuple(self.attr("to_text")()));
-          },
-          nb::sig("def __reduce__(self) -> tuple[object, ...]"));
+          "other"_a.none(), nb::sig("def __eq__(self, other: object, /) -> bool"));
   bind_limits(bound);
   bind_alignment(bound);
 }
