@@ -28,6 +28,8 @@ from ravo._core import (
     Envelope,
     Event,
     FileRefusal,
+    FollowedEvent,
+    Following,
     FoundBy,
     FoundFiles,
     Generation,
@@ -71,6 +73,7 @@ from ravo._errors import (
     VerificationError,
     WriteError,
 )
+from ravo._follow import follow
 from ravo._run import Run, find_files, open
 from ravo._simulate import Simulated, fault_kinds, simulate
 from ravo._tables import to_pandas
@@ -103,6 +106,8 @@ __all__ = [
     "FileRefusal",
     "FilesNotFound",
     "Finding",
+    "FollowedEvent",
+    "Following",
     "FoundBy",
     "FoundFiles",
     "Generation",
@@ -144,6 +149,7 @@ __all__ = [
     "digests_to_json",
     "fault_kinds",
     "find_files",
+    "follow",
     "open",
     "simulate",
     "to_pandas",

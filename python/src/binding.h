@@ -31,6 +31,7 @@ void bind_event(nb::module_& module);
 void bind_statistics(nb::module_& module);
 void bind_files(nb::module_& module);
 void bind_dataset(nb::module_& module);
+void bind_follow(nb::module_& module);
 void bind_simulate(nb::module_& module);
 void bind_verify(nb::module_& module);
 void bind_writer(nb::module_& module);

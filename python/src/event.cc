@@ -144,12 +144,6 @@ nb::object natural_value_of(nb::handle_t<value_handle> self) {
   return values_of(self);
 }
 
-/// numpy.datetime64(time, "us")
-nb::object datetime_of(const time_stamp& time) {
-  static const nb::handle type = nb::object(nb::module_::import_("numpy").attr("datetime64")).release();
-  return type(ravo::microseconds_of(time), "us");
-}
-
 void bind_value(nb::module_& module) {
   nb::class_<value_handle> bound(module, "Value", "One channel's value at one event.");
   bound.def_prop_ro("status", [](const value_handle& self) { return self.data.status(); })
@@ -210,6 +204,11 @@ void bind_value(nb::module_& module) {
 }
 
 }  // namespace
+
+nb::object datetime_of(const time_stamp& time) {
+  static const nb::handle type = nb::object(nb::module_::import_("numpy").attr("datetime64")).release();
+  return type(ravo::microseconds_of(time), "us");
+}
 
 void bind_event(nb::module_& module) {
   bind_value(module);

@@ -22,6 +22,9 @@ struct event_handle {
   explicit event_handle(event&& read);
 };
 
+/// numpy.datetime64(time, "us")
+nb::object datetime_of(const time_stamp& time);
+
 /// The events of one reading. Several are fetched at a time, so that an event costs no change of threads.
 /// Cancelled, the reading ends.
 class event_iterator {

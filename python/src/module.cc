@@ -24,6 +24,7 @@ NB_MODULE(_core, module) {
   bind_statistics(module);
   bind_files(module);
   bind_dataset(module);
+  bind_follow(module);
   bind_simulate(module);
   bind_verify(module);
   bind_writer(module);
