@@ -25,10 +25,7 @@ std::optional<ravo_compression> compression_of(const std::string& word) {
   throw std::invalid_argument("compression is \"" + word + "\"; it is mixed, none, zlib or lzo");
 }
 
-}  // namespace
-
-void bind_simulate(nb::module_& module) {
-  translate_as<simulation_error>("SimulationError");
+void bind_settings(nb::module_& module) {
   nb::class_<simulated_channels>(module, "SimulatedChannels", "How many channels of each kind there are.")
       .def(nb::init<>())
       .def_rw("bpms", &simulated_channels::bpms)
@@ -76,6 +73,13 @@ void bind_simulate(nb::module_& module) {
             what.faults.push_back({kind, file});
           },
           "kind"_a, "file"_a);
+}
+
+}  // namespace
+
+void bind_simulate(nb::module_& module) {
+  translate_as<simulation_error>("SimulationError");
+  bind_settings(module);
   nb::class_<simulated_file>(module, "SimulatedFile", "A file that a simulation wrote.")
       .def_ro("path", &simulated_file::path)
       .def_ro("bytes", &simulated_file::bytes);
