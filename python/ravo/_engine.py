@@ -229,7 +229,7 @@ def lazy_dataset(run: Run, labels: Sequence[str], fill: Any = None, *, status: b
     """Return a dataset as ``run.xarray`` has it, whose values are read when they are used."""
     forms, rows = Forms(run), _aligned.events_of(run, labels)
     fills = fill if isinstance(fill, Mapping) else dict.fromkeys(labels, fill)
-    ages = _ages(run, labels, rows)
+    ages, described = _ages(run, labels, rows), run.describe()
     made = {}
     for label in labels:
         form = forms.of(label)
@@ -241,7 +241,7 @@ def lazy_dataset(run: Run, labels: Sequence[str], fill: Any = None, *, status: b
             form.status_dims,
             indexing.LazilyIndexedArray(LazyArray(source, "status")) if status else None,
             ages.get(label),
-            _labels.attributes(run._described[label]),
+            _labels.attributes(described[label]),
         )
     opened = _xarray.assembled(run, made, rows)
     chunks = {"event": _events_of_chunk(opened, bytes_of(PREFERRED_CHUNK))}

@@ -175,7 +175,8 @@ class Layout:
         inside |= {
             name[len(below) :]: array.metadata() for name, array in self.arrays.items() if name.startswith(below)
         }
-        consolidated = {"kind": "inline", "must_understand": False, "metadata": inside}
+        # Sorted, so that the children of a group follow each other, as zarr expects.
+        consolidated = {"kind": "inline", "must_understand": False, "metadata": dict(sorted(inside.items()))}
         return _dumped(self._group(path) | {"consolidated_metadata": consolidated})
 
     def _group(self, path: str) -> Json:
