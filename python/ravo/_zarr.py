@@ -7,7 +7,6 @@ from typing import TYPE_CHECKING, Literal
 
 from ravo._run import Run, _rows
 from ravo._sizes import bytes_of
-from ravo._zarr_layout import Options
 
 if TYPE_CHECKING:
     from ravo._zarr_store import RunStore
@@ -80,6 +79,7 @@ def zarr_store(
     (('event', 'member', 'sample'), (200, 3, 64), ['X', 'Y', 'CHARGE'])
     """
     try:
+        from ravo._zarr_layout import Options
         from ravo._zarr_store import RunStore
     except ImportError as error:
         raise ImportError("ravo.zarr_store needs the package zarr: pip install 'ravo[archive]'") from error
