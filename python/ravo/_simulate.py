@@ -5,13 +5,15 @@ from __future__ import annotations
 import os
 from collections.abc import Iterable, Mapping
 from dataclasses import dataclass
-from pathlib import Path
-from typing import Literal, TypeAlias
+from typing import TYPE_CHECKING, Literal, TypeAlias
 
 from ravo import _core
 from ravo._progress import Progress, reporting
 from ravo._settings import assign
 from ravo._times import TimeLike, microseconds
+
+if TYPE_CHECKING:
+    from pathlib import Path
 
 GenerationName: TypeAlias = Literal["current", "older"]
 
@@ -189,5 +191,7 @@ def simulate(
     what.answer_key = "" if answer_key is None else os.fspath(answer_key)
     with reporting(progress, "simulating", unit="events") as report:
         made = _core.simulate(what, report)
+    from pathlib import Path
+
     there = tuple(Path(file.path) for file in made.files if file.bytes is not None)
     return Simulated(there, made.events, made.blocks, made.channels, None if answer_key is None else Path(answer_key))

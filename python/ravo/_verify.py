@@ -5,7 +5,6 @@ from __future__ import annotations
 import os
 from collections.abc import Iterable
 from dataclasses import dataclass, field
-from pathlib import Path
 from typing import TYPE_CHECKING, Literal
 
 from ravo import _core
@@ -13,6 +12,8 @@ from ravo._progress import Progress, reporting
 from ravo._selection import make_selection
 
 if TYPE_CHECKING:
+    from pathlib import Path
+
     import pandas as pd
 
 Severity = Literal["odd", "damaged"]
@@ -144,6 +145,8 @@ class Report:
 
 
 def _finding(found: _core.Finding) -> Finding:
+    from pathlib import Path
+
     severity: Severity = "damaged" if found.severity == "damaged" else "odd"
 
     def text_of(raw: bytes) -> str | None:
@@ -238,6 +241,8 @@ def verify(
     >>> report.is_good, len(report.files)
     (True, 2)
     """
+    from pathlib import Path
+
     if not 0 <= threads <= 64:
         raise ValueError(f"threads is {threads}; it must be from 0 to 64")
     wanted = _wanted(what, words)

@@ -7,9 +7,8 @@ import os
 import warnings
 from collections.abc import Mapping, Sequence
 from dataclasses import dataclass
-from pathlib import Path
 from types import TracebackType
-from typing import Any, Literal, Self, TypeAlias, get_args
+from typing import TYPE_CHECKING, Any, Literal, Self, TypeAlias, get_args
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
@@ -20,6 +19,9 @@ from ravo._errors import WriteError
 from ravo._settings import assign
 from ravo._simulate import GenerationName, generation_of
 from ravo._times import TimeLike, microseconds
+
+if TYPE_CHECKING:
+    from pathlib import Path
 
 WriterKind: TypeAlias = Literal["spectrum", "image", "profile", "slow", "environment", "text", "name_value"]
 _KINDS: tuple[WriterKind, ...] = get_args(WriterKind)
@@ -139,6 +141,8 @@ class Writer:
         catalog: str | os.PathLike[str] | None = None,
         server: str = "PYTHON",
     ) -> None:
+        from pathlib import Path
+
         settings = _core.WriterSettings()
         assign(settings, folder=os.fspath(folder), experiment=experiment, stream=stream)
         assign(settings, run=run, first_file=first_file, max_events=max_events, max_file_bytes=max_file_bytes)
@@ -159,6 +163,8 @@ class Writer:
     @property
     def files(self) -> tuple[Path, ...]:
         """Paths of the files that are complete, in order."""
+        from pathlib import Path
+
         if self._writer is not None:
             self._files = tuple(map(Path, self._writer.files))
         return self._files
